@@ -1,0 +1,35 @@
+# The two images of the program for Windows, built from the same objects.
+
+add_library(kelo_objects OBJECT ${KELO_SOURCES})
+target_include_directories(kelo_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
+# The C runtime is Windows' own msvcrt.dll, with its own printf.
+target_compile_definitions(kelo_objects PUBLIC WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
+target_compile_options(kelo_objects PRIVATE ${KELO_WARNINGS} -O2 -ffunction-sections -fdata-sections
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+
+# An image of the program: linked statically but for Windows' own libraries, at a random address with room to
+# vary (ASLR), without executable data (NX), and the same bytes for the same sources.
+function(kelo_image target name description type)
+    set(KELO_IMAGE_NAME ${name})
+    set(KELO_IMAGE_FILE ${name}${ARGV4})
+    set(KELO_IMAGE_DESCRIPTION ${description})
+    set(KELO_IMAGE_TYPE ${type})
+    set(KELO_IMAGE_MANIFEST "")
+    if(type STREQUAL "VFT_APP")
+        set(KELO_IMAGE_MANIFEST "1 RT_MANIFEST \"${PROJECT_SOURCE_DIR}/resources/kelo_custom_action.manifest\"")
+    endif()
+    configure_file(${PROJECT_SOURCE_DIR}/resources/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
+    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+    target_link_libraries(${target} PRIVATE kelo_objects ${KELO_WINDOWS_LIBRARIES})
+    target_link_options(${target} PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
+        -Wl,--high-entropy-va -Wl,--no-insert-timestamp)
+    set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name} PREFIX "" RUNTIME_OUTPUT_DIRECTORY
+        ${CMAKE_BINARY_DIR})
+endfunction()
+
+set(KELO_WINDOWS_LIBRARIES shell32 advapi32 ole32 oleaut32 psapi version msi winscard wbemuuid)
+
+add_executable(kelo_exe WIN32)
+kelo_image(kelo_exe KeloCustomAction "Kelo Toolkit installer custom action" VFT_APP .exe)
+add_library(kelo_dll SHARED)
+kelo_image(kelo_dll KeloCustomAction "Kelo Toolkit installer custom action library" VFT_DLL .dll)

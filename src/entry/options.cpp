@@ -1,0 +1,30 @@
+// Looks options up in the command line.
+#include "entry/options.h"
+
+#include "platform/text.h"
+
+namespace
+{
+
+// Options stand behind the program's name and the action switch.
+constexpr int kFirstOption = 2;
+
+} // namespace
+
+bool GetOptionValue(const char* prefix, std::string& value, int argc, const wchar_t* const* argv)
+{
+    const std::string wanted = prefix;
+    for (int i = kFirstOption; i < argc; ++i)
+    {
+        const std::string argument = ToNarrow(argv[i]);
+        if (argument.find(wanted) == std::string::npos)
+            continue;
+        // The first argument that holds the prefix decides, and its value is counted from the argument's
+        // start even when the prefix stands further inside.
+        if (argument.size() == wanted.size())
+            return false;
+        value = argument.substr(wanted.size());
+        return true;
+    }
+    return false;
+}

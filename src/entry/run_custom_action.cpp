@@ -1,0 +1,86 @@
+// Runs the steps of each installer phase in their order. One step's result decides the exit code; every other
+// step logs its own failures, and the sequence goes on.
+#include "entry/run_custom_action.h"
+
+#include "entry/entry_log.h"
+#include "entry/setup_options.h"
+#include "platform/com_initializer.h"
+#include "platform/text.h"
+
+#include <cstdio>
+#include <cwchar>
+
+namespace
+{
+
+struct CommandLine
+{
+    int argc;
+    const wchar_t* const* argv;
+};
+
+int Setup(const CommandLine& commandLine)
+{
+    ReadSetupOptions(commandLine.argc, commandLine.argv);
+    const CComInitializer com;
+    return 0;
+}
+
+int Commit(const CommandLine&)
+{
+    return 0;
+}
+
+// "/Rollback" and "/Uninstall" are one and the same.
+int Remove(const CommandLine&)
+{
+    const CComInitializer com;
+    return 0;
+}
+
+struct Action
+{
+    const wchar_t* actionSwitch;
+    int (*run)(const CommandLine&);
+};
+
+constexpr Action kActions[] = {
+    {L"/Setup", &Setup},
+    {L"/Commit", &Commit},
+    {L"/Rollback", &Remove},
+    {L"/Uninstall", &Remove},
+};
+
+const Action* FindAction(const wchar_t* actionSwitch)
+{
+    for (const Action& action : kActions)
+    {
+        if (std::wcscmp(actionSwitch, action.actionSwitch) == 0)
+            return &action;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+int RunCustomAction(int argc, const wchar_t* const* argv)
+{
+    WriteLog(g_entryLog, "============= Begin-> Kelo CSP (x64) Custom Action ===================");
+    WriteLog(g_entryLog, "command line argc: %d", argc);
+    if (argc < 2)
+        return -1;
+    for (int i = 0; i < argc; ++i)
+        WriteLog(g_entryLog, "command line argv[%d]: %s", i, ToNarrow(argv[i]).c_str());
+
+    const Action* action = FindAction(argv[1]);
+    if (action == nullptr)
+    {
+        WriteLog(g_entryLog, "invalid command line arg provided");
+        return -1;
+    }
+    const int result = action->run({argc, argv});
+
+    WriteLog(g_entryLog, "============= Kelo CSP Custom Action <-End ===================");
+    std::printf("Done!");
+    return result == 0 ? 0 : -1;
+}

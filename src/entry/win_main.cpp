@@ -1,0 +1,19 @@
+// Where Windows enters the program.
+#include "entry/run_custom_action.h"
+#include "platform/unique_handle.h"
+
+#include <windows.h>
+
+#include <shellapi.h>
+
+int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int)
+{
+    // The program runs elevated and loads libraries by name alone: never from the current directory.
+    SetDllDirectoryW(L"");
+
+    int argc = 0;
+    const UniqueHandle<wchar_t**, &LocalFree> argv{CommandLineToArgvW(GetCommandLineW(), &argc)};
+    if (!argv)
+        return -1;
+    return RunCustomAction(argc, argv.Get());
+}

@@ -1,0 +1,143 @@
+// Writes the install log.
+#include "log/install_log.h"
+
+#include <cstring>
+#include <share.h>
+#include <windows.h>
+
+#include <shlobj.h>
+
+namespace
+{
+
+constexpr char kLogFolder[] = "\\Kelo Systems Corp\\InstallLogs\\Toolkit\\";
+constexpr char kHeaderFormat[] = "%04d/%02d/%02d %02d:%02d:%02d.%03d TZ%02d [%04d] %*s";
+
+// A line ends at this length at the latest; a newline and the terminator follow.
+constexpr std::size_t kLongestLine = 510;
+
+// The one line buffer of all writers.
+char g_line[kLongestLine + 2];
+
+// The zone figure of the header, in hours. The daylight bias always counts, in force or not.
+int ZoneHours()
+{
+    TIME_ZONE_INFORMATION zone{};
+    GetTimeZoneInformation(&zone);
+    return -static_cast<int>(zone.Bias + zone.DaylightBias) / 60;
+}
+
+// Appends text to the line buffer behind its first `length` characters, cut to what the buffer holds.
+// Returns the new length.
+std::size_t AppendFormatted(std::size_t length, const char* format, va_list arguments)
+{
+    char* end = g_line + length;
+    const std::size_t room = sizeof g_line - length;
+    if (_vsnprintf_s(end, room, _TRUNCATE, format, arguments) < 0)
+        end[room - 1] = '\0';
+    return length + std::strlen(end);
+}
+
+std::size_t AppendFormatted(std::size_t length, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const std::size_t newLength = AppendFormatted(length, format, arguments);
+    va_end(arguments);
+    return newLength;
+}
+
+std::size_t AppendHeader(int indent)
+{
+    SYSTEMTIME now{};
+    GetSystemTime(&now);
+    const int zone = ZoneHours();
+    return AppendFormatted(0, kHeaderFormat, now.wYear, now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond,
+                           now.wMilliseconds, zone, static_cast<int>(GetCurrentThreadId()), indent, "");
+}
+
+// Ends the line in the buffer with one newline, cutting a line that leaves no room for it.
+void EndLine(std::size_t length)
+{
+    if (length > 0 && g_line[length - 1] == '\n')
+        return;
+    if (length > kLongestLine)
+        length = kLongestLine;
+    if (length == 0 || g_line[length - 1] != '\n')
+        g_line[length++] = '\n';
+    g_line[length] = '\0';
+}
+
+std::FILE* OpenForAppending(const std::string& path)
+{
+    return _fsopen(path.c_str(), "a", _SH_DENYNO);
+}
+
+} // namespace
+
+InstallLog::InstallLog(const char* fileName)
+{
+    Open(fileName);
+}
+
+InstallLog::~InstallLog()
+{
+    Close();
+}
+
+bool InstallLog::Open(const char* fileName)
+{
+    char appData[MAX_PATH] = {};
+    SHGetFolderPathA(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, appData);
+    const std::string folder = std::string(appData) + kLogFolder;
+    const int created = SHCreateDirectoryExA(nullptr, folder.c_str(), nullptr);
+    if (created != ERROR_SUCCESS && created != ERROR_ALREADY_EXISTS)
+        return false;
+
+    const std::string path = folder + fileName;
+    std::FILE* file = OpenForAppending(path);
+    if (file == nullptr)
+        return false;
+    Close();
+    m_pFile = file;
+    m_sPath = path;
+    return true;
+}
+
+bool InstallLog::Write(const char* format, va_list arguments, int indent)
+{
+    std::FILE* file = m_pFile != nullptr ? m_pFile : OpenForAppending(m_sPath);
+    if (file == nullptr)
+        return false;
+
+    EndLine(AppendFormatted(AppendHeader(indent), format, arguments));
+    std::fputs(g_line, file);
+    std::fflush(file);
+    if (file != m_pFile)
+        std::fclose(file);
+    return true;
+}
+
+void InstallLog::Close()
+{
+    if (m_pFile != nullptr)
+        std::fclose(m_pFile);
+    m_pFile = nullptr;
+}
+
+bool log_detail::WriteArguments(InstallLog& log, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    bool written = true;
+    try
+    {
+        written = log.Write(format, arguments, 0);
+    }
+    catch (...)
+    {
+        // A log that fails must not fail the step that writes to it.
+    }
+    va_end(arguments);
+    return written;
+}

@@ -1,0 +1,63 @@
+// The install log: one file of text lines that every step of the program appends to.
+#pragma once
+
+#include "log/log_format.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+#include <type_traits>
+
+// One module's writer of the install log. All writers append to one file,
+// <common application data>\Kelo Systems Corp\InstallLogs\Toolkit\<file name>, and each flushes every line,
+// so that lines of different modules interleave in call order. Not for use by more than one thread: the
+// buffer that a line is assembled in is shared by all writers.
+class InstallLog
+{
+public:
+    // Opens the log with Open(fileName) (ANSI). A failed open leaves the writer silent.
+    explicit InstallLog(const char* fileName);
+    ~InstallLog();
+
+    InstallLog(const InstallLog&) = delete;
+    InstallLog& operator=(const InstallLog&) = delete;
+
+    // Makes the log's folder (SHCreateDirectoryExA) in the folder that SHGetFolderPathA gives for
+    // CSIDL_COMMON_APPDATA, and opens fileName (ANSI) in it for appending, shared with every other reader
+    // and writer (_fsopen). True when the file is open; false, with nothing remembered, when the folder
+    // cannot be made or the file cannot be opened. Logs nothing.
+    bool Open(const char* fileName);
+
+    // Appends one line: date and time (UTC), zone figure, thread identifier, `indent` blanks, and the message,
+    // formatted by the rules of printf (ANSI) and cut so that the line has at most 511 characters with its
+    // newline. When the file is not open, the remembered path is opened for this line alone. True when the
+    // line was handed to the file; false when no file could be opened.
+    bool Write(const char* format, va_list arguments, int indent);
+
+    // Closes the file, if one is open.
+    void Close();
+
+private:
+    std::FILE* m_pFile = nullptr;
+    std::string m_sPath;
+};
+
+namespace log_detail
+{
+
+// The variadic end of WriteLog. Turns any exception into true.
+bool WriteArguments(InstallLog& log, const char* format, ...);
+
+} // namespace log_detail
+
+// Writes one line to the install log: the one logging call of the program. The format is a literal in the
+// ANSI code page; the newline at its end may be left out. True when the line was written (or writing it
+// threw), false when the log has no file. Never throws.
+template <typename... Arguments>
+bool WriteLog(InstallLog& log, LogFormat<std::type_identity_t<Arguments>...> format, Arguments... arguments)
+{
+    return log_detail::WriteArguments(log, format.text, arguments...);
+}
+
+// The name of the one log file (ANSI).
+inline constexpr char kInstallLogFileName[] = "kelo_install_log.txt";

@@ -1,0 +1,28 @@
+// Converts text between the system's ANSI code page and UTF-16.
+#include "platform/text.h"
+
+#include <windows.h>
+
+std::string ToNarrow(std::wstring_view text)
+{
+    const int length = static_cast<int>(text.size());
+    if (length == 0)
+        return {};
+    const int size = WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<std::size_t>(size), '\0');
+    const int written = WideCharToMultiByte(CP_ACP, 0, text.data(), length, narrow.data(), size, nullptr, nullptr);
+    narrow.resize(static_cast<std::size_t>(written));
+    return narrow;
+}
+
+std::wstring ToWide(std::string_view text)
+{
+    const int length = static_cast<int>(text.size());
+    if (length == 0)
+        return {};
+    const int size = MultiByteToWideChar(CP_ACP, 0, text.data(), length, nullptr, 0);
+    std::wstring wide(static_cast<std::size_t>(size), L'\0');
+    const int written = MultiByteToWideChar(CP_ACP, 0, text.data(), length, wide.data(), size);
+    wide.resize(static_cast<std::size_t>(written));
+    return wide;
+}

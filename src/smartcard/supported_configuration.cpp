@@ -1,0 +1,31 @@
+// Asks whether the smart-card steps may run on this system.
+#include "platform/windows_version.h"
+#include "smartcard/smartcard_log.h"
+#include "smartcard/tpm_smart_card.h"
+
+bool CTPMSmartCard::IsWOW64Process()
+{
+    BOOL wow64 = FALSE;
+    if (!IsWow64Process(GetCurrentProcess(), &wow64))
+        WriteLog(g_smartcardLog, "IsWOW64Process - failed to detect process on host os type: %d", GetLastError());
+    return wow64 == TRUE;
+}
+
+bool CTPMSmartCard::IsVistaOrLater()
+{
+    if (IsWindowsVersionAtLeast(6, 0))
+        return true;
+    WriteLog(g_smartcardLog, "This is a XP system!");
+    return false;
+}
+
+bool CTPMSmartCard::IsSupportedConfiguration(bool allowWow64)
+{
+    if (!allowWow64 && IsWOW64Process())
+    {
+        WriteLog(g_smartcardLog,
+                 "IsSupportedConfiguration - This is a x86 process running on x64 system don't execute!");
+        return false;
+    }
+    return IsVistaOrLater();
+}
