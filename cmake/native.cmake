@@ -1,0 +1,64 @@
+# The simulated machine, kelo-rehearse and the native tests.
+
+find_package(nlohmann_json REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(fmt REQUIRED)
+find_package(GTest REQUIRED)
+find_package(benchmark REQUIRED)
+enable_testing()
+
+# ---- winsim: the machine and its Windows functions ----------------------------------------------------------------
+
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/plain_windows_10.json)
+file(READ ${PROJECT_SOURCE_DIR}/winsim/plain_windows_10.json PLAIN_WINDOWS_JSON)
+configure_file(winsim/core/plain_windows.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/plain_windows.cpp @ONLY)
+
+file(GLOB WINSIM_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/core/*.cpp
+    ${PROJECT_SOURCE_DIR}/winsim/areas/*.cpp ${PROJECT_SOURCE_DIR}/winsim/api/*.cpp)
+add_library(winsim SHARED ${WINSIM_SOURCES} ${CMAKE_CURRENT_BINARY_DIR}/plain_windows.cpp)
+target_include_directories(winsim PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/winsim/include)
+target_compile_definitions(winsim PUBLIC WINSIM_HOST)
+target_compile_options(winsim PRIVATE ${KELO_WARNINGS})
+target_link_libraries(winsim PUBLIC nlohmann_json::nlohmann_json fmt::fmt)
+target_precompile_headers(winsim PRIVATE winsim/core/json.h)
+
+# ---- Programs for the simulated machine ---------------------------------------------------------------------------
+
+# Their wide characters have 16 bits. The templates of the host's standard library were made for wider ones, so a
+# program makes its own and keeps every symbol but its entry points to itself.
+set(WINSIM_PROGRAM_OPTIONS -fshort-wchar -fPIC -fno-builtin-printf -fno-builtin-fputs -U_FORTIFY_SOURCE)
+add_library(winsim_runtime OBJECT winsim/crt/runtime.cpp)
+target_include_directories(winsim_runtime PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/winsim/include)
+target_compile_options(winsim_runtime PRIVATE ${WINSIM_PROGRAM_OPTIONS} -fno-builtin ${KELO_WARNINGS})
+
+function(winsim_program target)
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/winsim/include)
+    target_compile_definitions(${target} PRIVATE _GLIBCXX_EXTERN_TEMPLATE=0)
+    target_compile_options(${target} PRIVATE ${WINSIM_PROGRAM_OPTIONS} ${KELO_WARNINGS})
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "MODULE_LIBRARY")
+        # By its file: what winsim asks of those that use it does not hold for a program.
+        target_link_libraries(${target} PRIVATE $<TARGET_OBJECTS:winsim_runtime> $<TARGET_FILE:winsim>)
+        target_link_options(${target} PRIVATE -Wl,-z,defs
+            -Wl,--version-script=${PROJECT_SOURCE_DIR}/winsim/crt/program.map)
+        add_dependencies(${target} winsim)
+        set_target_properties(${target} PROPERTIES PREFIX "")
+    endif()
+endfunction()
+
+add_library(kelo_objects OBJECT ${KELO_SOURCES})
+target_include_directories(kelo_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
+winsim_program(kelo_objects)
+
+add_library(kelo_program MODULE)
+target_link_libraries(kelo_program PRIVATE kelo_objects)
+winsim_program(kelo_program)
+set_target_properties(kelo_program PROPERTIES OUTPUT_NAME KeloCustomAction)
+
+# ---- kelo-rehearse ------------------------------------------------------------------------------------------------
+
+file(GLOB REHEARSE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/rehearse/*.cpp)
+add_executable(kelo-rehearse ${REHEARSE_SOURCES})
+target_compile_options(kelo-rehearse PRIVATE ${KELO_WARNINGS})
+target_link_libraries(kelo-rehearse PRIVATE winsim CLI11::CLI11)
+add_dependencies(kelo-rehearse kelo_program)

@@ -1,0 +1,79 @@
+// Reads kelo-rehearse's command line.
+#include "rehearse/options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <iostream>
+
+namespace
+{
+
+constexpr int kUsageError = 2;
+
+constexpr char kDescription[] =
+    "Runs an action of the Kelo Toolkit's installer program on a described Windows machine, without Windows.";
+
+constexpr char kFooter[] = R"(Everything behind -- is the program's own command line:
+  kelo-rehearse machines/windows-7.json -- /Setup /TSS_VENDOR=KELO
+  kelo-rehearse --save after.json machines/windows-7.json -- /Setup
+  kelo-rehearse after.json -- /Uninstall
+
+Exit status: the program's exit code (0, or 255 for -1); 2 for a usage error or a bad description.)";
+
+// The program's own arguments stand behind "--"; they look like anything.
+std::vector<std::string> TakeProgramArguments(std::vector<std::string>& words)
+{
+    const auto separator = std::find(words.begin(), words.end(), "--");
+    if (separator == words.end())
+        return {};
+    std::vector<std::string> arguments(separator + 1, words.end());
+    words.erase(separator, words.end());
+    return arguments;
+}
+
+} // namespace
+
+ParsedOptions ParseOptions(int argc, char** argv)
+{
+    std::vector<std::string> words(argv + 1, argv + argc);
+    Options options;
+    options.arguments = TakeProgramArguments(words);
+    std::vector<std::string> faults;
+    std::string trace;
+
+    CLI::App app{kDescription, "kelo-rehearse"};
+    app.footer(kFooter);
+    app.add_option("MACHINE.json", options.machinePath, "The machine's description")->required();
+    app.add_flag("--json", options.isJson,
+                 "Print one JSON object: exitCode, log, stdout, events, calls, changes, clockMs");
+    app.add_flag("--trace{calls}", trace,
+                 "Show every Windows call, with arguments and result; --trace=all shows text conversions and memory too")
+        ->check(CLI::IsMember({"calls", "all"}));
+    app.add_option("--save", options.savePath, "Write the machine as it is afterwards, ready for the next rehearsal")
+        ->type_name("OUT.json");
+    app.add_option("--fault", faults, "Let the Nth call of a name fail with an error, each call without #N")
+        ->type_name("CALL[#N]=ERROR")
+        ->allow_extra_args(false);
+
+    try
+    {
+        std::reverse(words.begin(), words.end());
+        app.parse(words);
+        for (const std::string& fault : faults)
+            options.faults.push_back(winsim::ParseFault(fault));
+    }
+    catch (const CLI::CallForHelp&)
+    {
+        std::cout << app.help();
+        return {std::nullopt, 0};
+    }
+    catch (const std::exception& error)
+    {
+        std::cerr << "kelo-rehearse: " << error.what() << " (--help tells more)\n";
+        return {std::nullopt, kUsageError};
+    }
+    if (!trace.empty())
+        options.trace = trace == "all" ? Trace::All : Trace::Calls;
+    return {options, 0};
+}

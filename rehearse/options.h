@@ -1,0 +1,35 @@
+// What kelo-rehearse is asked to do.
+#pragma once
+
+#include "winsim/core/gate.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+enum class Trace
+{
+    None,
+    Calls, // without text conversions and memory
+    All
+};
+
+struct Options
+{
+    std::string machinePath;
+    std::vector<std::string> arguments; // for the program, UTF-8
+    bool isJson = false;
+    Trace trace = Trace::None;
+    std::string savePath; // empty for none
+    std::vector<winsim::Fault> faults;
+};
+
+// Either what to do, or the exit status of a command line that asks for nothing more (its help was printed, or what is
+// wrong with it).
+struct ParsedOptions
+{
+    std::optional<Options> options;
+    int exitStatus = 0;
+};
+
+ParsedOptions ParseOptions(int argc, char** argv);

@@ -1,0 +1,186 @@
+// Tells what a rehearsal did.
+#include "rehearse/report.h"
+
+#include "winsim/core/text.h"
+
+#include <fmt/format.h>
+
+namespace
+{
+
+using winsim::Change;
+using winsim::Json;
+using winsim::Machine;
+using winsim::Outcome;
+
+constexpr char kLogFile[] = "\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt";
+
+std::string LogContent(const Machine& machine)
+{
+    const std::string* folder = machine.folders.Find("commonAppData");
+    const winsim::File* file = folder == nullptr ? nullptr : machine.files.Find(*folder + kLogFile);
+    if (file == nullptr)
+        return {};
+    return winsim::Utf8(winsim::CodePage::Get(machine.windows.codePage).ToUtf16(file->content));
+}
+
+bool IsLogFile(const std::string& path)
+{
+    const std::string folded = winsim::FoldCase(path);
+    return folded.ends_with(winsim::FoldCase(kLogFile));
+}
+
+// One item of a change in a few words: a long text is only counted.
+std::string Brief(const Json& value)
+{
+    if (value.is_object() && value.contains("text") && value["text"].get<std::string>().size() > 60)
+    {
+        Json brief = value;
+        brief["text"] = fmt::format("({} characters)", value["text"].get<std::string>().size());
+        return Brief(brief);
+    }
+    if (value.is_object() && value.empty())
+        return {};
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+// The members in which two objects differ.
+Json OnlyDifferent(const Json& value, const Json& other)
+{
+    if (!value.is_object() || !other.is_object())
+        return value;
+    Json different = Json::object();
+    for (const auto& [name, member] : value.items())
+    {
+        if (!other.contains(name) || other[name] != member)
+            different[name] = member;
+    }
+    return different;
+}
+
+std::string DescribeChange(const Change& change)
+{
+    std::string line = fmt::format("  {:<8} {}", change.kind, change.item);
+    if (change.area == "files" && IsLogFile(change.item))
+        return line + "  (the log above)";
+    if (change.kind == "changed")
+        return fmt::format("{}  {} -> {}", line, Brief(OnlyDifferent(change.before, change.after)),
+                           Brief(OnlyDifferent(change.after, change.before)));
+    const std::string brief = Brief(change.kind == "added" ? change.after : change.before);
+    return brief.empty() ? line : line + "  " + brief;
+}
+
+std::string DescribeCall(const winsim::CallRecord& record)
+{
+    std::string line = fmt::format("  {:>7} ms  {}(", record.clockMs, record.name);
+    const char* separator = "";
+    for (const auto& [name, value] : record.in.items())
+    {
+        line += fmt::format("{}{}={}", separator, name, value.dump());
+        separator = ", ";
+    }
+    line += fmt::format(") -> {}", record.result.dump());
+    if (!record.out.empty())
+        line += fmt::format(" {}", record.out.dump());
+    if (record.error != 0)
+        line += fmt::format("  error {}", record.error);
+    return line;
+}
+
+std::string DescribeDuration(std::uint64_t ms)
+{
+    return ms == 0 ? "none" : fmt::format("{}.{:03} s", ms / 1000, ms % 1000);
+}
+
+template <typename Item, typename Describe>
+void AppendSection(std::string& report, const char* title, const std::vector<Item>& items, Describe describe)
+{
+    report += fmt::format("\n{}:{}\n", title, items.empty() ? " none" : "");
+    for (const Item& item : items)
+        report += describe(item) + "\n";
+}
+
+} // namespace
+
+std::vector<std::string> LogOf(const Machine& before, const Machine& after)
+{
+    const std::string old = LogContent(before);
+    std::string added = LogContent(after);
+    if (added.starts_with(old))
+        added.erase(0, old.size());
+    std::vector<std::string> lines;
+    for (std::size_t start = 0; start < added.size();)
+    {
+        std::size_t end = added.find('\n', start);
+        if (end == std::string::npos)
+            end = added.size();
+        std::string line = added.substr(start, end - start);
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        lines.push_back(std::move(line));
+        start = end + 1;
+    }
+    return lines;
+}
+
+std::string TextReport(const Options& options, const Machine& before, const Outcome& outcome)
+{
+    std::vector<std::string> words{before.process.path};
+    words.insert(words.end(), options.arguments.begin(), options.arguments.end());
+    std::string report = fmt::format("Machine: {} (Windows {}.{}, {})\nCommand: {}\n", before.title,
+                                     before.windows.major, before.windows.minor, options.machinePath,
+                                     winsim::JoinCommandLine(words));
+
+    if (options.trace != Trace::None)
+    {
+        std::vector<winsim::CallRecord> shown;
+        for (const winsim::CallRecord& record : outcome.calls)
+        {
+            if (options.trace == Trace::All || !record.isHousekeeping)
+                shown.push_back(record);
+        }
+        AppendSection(report, "Calls", shown, &DescribeCall);
+    }
+    AppendSection(report, "Log", LogOf(before, outcome.machine), [](const std::string& line) { return "  " + line; });
+
+    const std::vector<Change> changes = Compare(before, outcome.machine);
+    report += fmt::format("\nChanged on the machine:{}\n", changes.empty() ? " nothing" : "");
+    std::string area;
+    for (const Change& change : changes)
+    {
+        if (change.area != area)
+            report += fmt::format(" {}\n", area = change.area);
+        report += DescribeChange(change) + "\n";
+    }
+
+    if (!outcome.violations.empty())
+        AppendSection(report, "Handles and memory treated wrongly", outcome.violations,
+                      [](const std::string& text) { return "  " + text; });
+    report += fmt::format("\nWaiting: {}{}\n", DescribeDuration(outcome.clockMs),
+                          outcome.isEndless ? " (it would wait for ever; ended here)" : "");
+    report += fmt::format("Exit code: {}\n", outcome.exitCode);
+    return report;
+}
+
+Json JsonReport(const Machine& before, const Outcome& outcome)
+{
+    Json calls = Json::array();
+    for (const winsim::CallRecord& record : outcome.calls)
+        calls.push_back(ToJson(record));
+    Json changes = Json::array();
+    for (const Change& change : Compare(before, outcome.machine))
+        changes.push_back(ToJson(change));
+    Json events = Json::array();
+    const auto& entries = outcome.machine.events.ToJson();
+    for (std::size_t i = before.events.entries.size(); i < entries.size(); ++i)
+        events.push_back(entries[i]);
+    return {{"exitCode", outcome.exitCode},
+            {"log", LogOf(before, outcome.machine)},
+            {"stdout", outcome.standardOutput},
+            {"events", events},
+            {"calls", calls},
+            {"changes", changes},
+            {"clockMs", outcome.clockMs},
+            {"endless", outcome.isEndless},
+            {"violations", outcome.violations}};
+}

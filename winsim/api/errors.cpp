@@ -1,0 +1,16 @@
+// The last error.
+#include "winsim/core/simulation.h"
+
+#include "errhandlingapi.h"
+
+using winsim::Simulation;
+
+DWORD WINAPI GetLastError()
+{
+    return Simulation::Current().lastError;
+}
+
+void WINAPI SetLastError(DWORD dwErrCode)
+{
+    Simulation::Current().lastError = dwErrCode;
+}

@@ -1,0 +1,63 @@
+// The event log.
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include "winbase.h"
+
+using winsim::Call;
+using winsim::Json;
+using winsim::Simulation;
+
+namespace
+{
+
+constexpr char kEventSource[] = "eventSource";
+
+} // namespace
+
+HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName)
+{
+    Call call{"RegisterEventSourceW"};
+    call.In("lpUNCServerName", lpUNCServerName).In("lpSourceName", lpSourceName);
+    if (const auto fault = call.Fault())
+        return call.Fail(HANDLE{nullptr}, *fault);
+    return call.Done(Simulation::Current().handles.Open(kEventSource, winsim::Utf8(lpSourceName)));
+}
+
+BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwEventID, PVOID lpUserSid,
+                         WORD wNumStrings, DWORD dwDataSize, LPCWSTR* lpStrings, LPVOID lpRawData)
+{
+    Call call{"ReportEventW"};
+    std::vector<std::string> strings;
+    for (WORD i = 0; i < wNumStrings; ++i)
+        strings.push_back(winsim::Utf8(lpStrings[i]));
+    call.In("hEventLog", hEventLog)
+        .In("wType", wType)
+        .In("wCategory", wCategory)
+        .In("dwEventID", dwEventID)
+        .In("lpUserSid", lpUserSid)
+        .In("lpStrings", Json(strings))
+        .In("dwDataSize", dwDataSize)
+        .In("lpRawData", lpRawData);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    Simulation& simulation = Simulation::Current();
+    const auto* source = simulation.handles.Find<std::string>(hEventLog, kEventSource, "ReportEventW");
+    if (source == nullptr)
+        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+    simulation.machine.events.entries.push_back({*source, wType, wCategory, dwEventID, std::move(strings)});
+    return call.Done(TRUE);
+}
+
+BOOL WINAPI DeregisterEventSource(HANDLE hEventLog)
+{
+    Call call{"DeregisterEventSource"};
+    call.In("hEventLog", hEventLog);
+    const auto fault = call.Fault();
+    if (!Simulation::Current().handles.Close(hEventLog, kEventSource, "DeregisterEventSource"))
+        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+    if (fault)
+        return call.Fail(FALSE, *fault);
+    return call.Done(TRUE);
+}

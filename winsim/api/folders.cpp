@@ -1,0 +1,107 @@
+// Shell folders.
+#include "winsim/areas/files.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include "shlobj.h"
+
+#include <algorithm>
+#include <cstring>
+
+using winsim::Call;
+using winsim::File;
+using winsim::Files;
+using winsim::Simulation;
+
+namespace
+{
+
+struct KnownFolder
+{
+    int csidl;
+    const char* name; // in the machine's description
+};
+
+constexpr KnownFolder kKnownFolders[] = {
+    {CSIDL_COMMON_APPDATA, "commonAppData"},
+    {CSIDL_WINDOWS, "windows"},
+    {CSIDL_SYSTEM, "system"},
+    {CSIDL_PROGRAM_FILES, "programFiles"},
+};
+
+// The path of a folder (UTF-8); null when the machine has no such folder.
+const std::string* FolderOf(int csidl)
+{
+    for (const KnownFolder& known : kKnownFolders)
+    {
+        if (known.csidl == csidl)
+            return Simulation::Current().machine.folders.Find(known.name);
+    }
+    return nullptr;
+}
+
+// Makes a directory with all its missing parents, as the shell does. Returns a Win32 error.
+DWORD CreateDirectories(Files& files, const std::string& path)
+{
+    if (const File* existing = files.Find(path))
+        return existing->isDirectory ? ERROR_ALREADY_EXISTS : ERROR_FILE_EXISTS;
+    std::string nearest = Files::ParentOf(path);
+    while (!nearest.empty() && files.Find(nearest) == nullptr)
+        nearest = Files::ParentOf(nearest);
+    const File* parent = files.Find(nearest);
+    if (parent == nullptr || !parent->isDirectory)
+        return ERROR_PATH_NOT_FOUND;
+    if (parent->isDenied)
+        return ERROR_ACCESS_DENIED;
+    files.Create(path, true);
+    return ERROR_SUCCESS;
+}
+
+} // namespace
+
+HRESULT WINAPI SHGetFolderPathA(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFlags, LPSTR pszPath)
+{
+    Call call{"SHGetFolderPathA"};
+    call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
+    *pszPath = '\0';
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    const std::string* folder = FolderOf(csidl);
+    if (folder == nullptr)
+        return call.Status(static_cast<std::uint32_t>(E_FAIL));
+    const std::string ansi = Simulation::Current().ToAnsi(*folder).substr(0, MAX_PATH - 1);
+    std::memcpy(pszPath, ansi.c_str(), ansi.size() + 1);
+    call.Out("pszPath", *folder);
+    return call.Status(S_OK);
+}
+
+HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFlags, LPWSTR pszPath)
+{
+    Call call{"SHGetFolderPathW"};
+    call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
+    *pszPath = u'\0';
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    const std::string* folder = FolderOf(csidl);
+    if (folder == nullptr)
+        return call.Status(static_cast<std::uint32_t>(E_FAIL));
+    const std::u16string wide = winsim::Utf16(*folder).substr(0, MAX_PATH - 1);
+    std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
+    call.Out("pszPath", *folder);
+    return call.Status(S_OK);
+}
+
+int WINAPI SHCreateDirectoryExA(HWND hwnd, LPCSTR pszPath, const SECURITY_ATTRIBUTES* psa)
+{
+    Call call{"SHCreateDirectoryExA"};
+    call.In("hwnd", hwnd).In("pszPath", pszPath).In("psa", psa);
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    Simulation& simulation = Simulation::Current();
+    const std::string path = simulation.FromAnsi(pszPath);
+    // Only a full path will do.
+    if (path.size() < 3 || path[1] != ':')
+        return call.Status(ERROR_BAD_PATHNAME);
+    return call.Status(CreateDirectories(simulation.machine.files, path));
+}

@@ -1,0 +1,197 @@
+// The process itself: its command line, identifiers, memory and environment.
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include "shellapi.h"
+#include "winbase.h"
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+using winsim::Call;
+using winsim::CallKind;
+using winsim::Json;
+using winsim::Simulation;
+
+namespace
+{
+
+constexpr char kBlock[] = "block";
+
+bool IsBlank(char16_t c)
+{
+    return c == u' ' || c == u'\t';
+}
+
+// Splits a command line by Windows' rules: the program's name ends at a blank or its closing quotation mark; behind it,
+// backslashes only matter in front of a quotation mark.
+std::vector<std::u16string> SplitCommandLine(const std::u16string& line)
+{
+    std::vector<std::u16string> words;
+    std::size_t i = 0;
+    std::u16string word;
+    if (i < line.size() && line[i] == u'"')
+    {
+        const std::size_t end = line.find(u'"', 1);
+        word = line.substr(1, end == std::u16string::npos ? end : end - 1);
+        i = end == std::u16string::npos ? line.size() : end + 1;
+    }
+    else
+    {
+        while (i < line.size() && !IsBlank(line[i]))
+            word += line[i++];
+    }
+    words.push_back(word);
+
+    while (true)
+    {
+        while (i < line.size() && IsBlank(line[i]))
+            ++i;
+        if (i >= line.size())
+            return words;
+        word.clear();
+        bool isQuoted = false;
+        while (i < line.size() && (isQuoted || !IsBlank(line[i])))
+        {
+            std::size_t backslashes = 0;
+            while (i < line.size() && line[i] == u'\\')
+            {
+                ++backslashes;
+                ++i;
+            }
+            if (i >= line.size() || line[i] != u'"')
+            {
+                word.append(backslashes, u'\\');
+                if (i < line.size() && (isQuoted || !IsBlank(line[i])))
+                    word += line[i++];
+                continue;
+            }
+            word.append(backslashes / 2, u'\\');
+            ++i;
+            if (backslashes % 2 != 0)
+                word += u'"';
+            else if (isQuoted && i < line.size() && line[i] == u'"')
+            {
+                // Two quotation marks inside quoted text stand for one, and the quoted text goes on.
+                word += u'"';
+                ++i;
+            }
+            else
+                isQuoted = !isQuoted;
+        }
+        words.push_back(word);
+    }
+}
+
+} // namespace
+
+LPWSTR WINAPI GetCommandLineW()
+{
+    Call call{"GetCommandLineW"};
+    return call.Done(Simulation::Current().commandLine.data());
+}
+
+LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs)
+{
+    Call call{"CommandLineToArgvW"};
+    call.In("lpCmdLine", lpCmdLine);
+    LPWSTR* const none = nullptr;
+    if (const auto fault = call.Fault())
+        return call.Fail(none, *fault);
+
+    Simulation& simulation = Simulation::Current();
+    const std::vector<std::u16string> words =
+        SplitCommandLine(*lpCmdLine != 0 ? lpCmdLine : winsim::Utf16(simulation.machine.process.path));
+    std::size_t size = (words.size() + 1) * sizeof(LPWSTR);
+    for (const std::u16string& word : words)
+        size += (word.size() + 1) * sizeof(WCHAR);
+
+    // One block: the array of pointers, then the words.
+    auto* argv = static_cast<LPWSTR*>(simulation.handles.Allocate(kBlock, size));
+    auto* text = reinterpret_cast<WCHAR*>(argv + words.size() + 1);
+    Json list = Json::array();
+    for (std::size_t i = 0; i < words.size(); ++i)
+    {
+        argv[i] = text;
+        text = std::copy(words[i].c_str(), words[i].c_str() + words[i].size() + 1, text);
+        list.push_back(winsim::Utf8(words[i]));
+    }
+    argv[words.size()] = nullptr;
+    *pNumArgs = static_cast<int>(words.size());
+    call.Out("pNumArgs", *pNumArgs).Out("argv", list);
+    return call.Done(argv);
+}
+
+HANDLE WINAPI GetCurrentProcess()
+{
+    Call call{"GetCurrentProcess"};
+    return call.Done(INVALID_HANDLE_VALUE);
+}
+
+DWORD WINAPI GetCurrentProcessId()
+{
+    Call call{"GetCurrentProcessId"};
+    return call.Done(Simulation::Current().machine.process.processId);
+}
+
+DWORD WINAPI GetCurrentThreadId()
+{
+    Call call{"GetCurrentThreadId"};
+    return call.Done(Simulation::Current().machine.process.threadId);
+}
+
+BOOL WINAPI SetDllDirectoryW(LPCWSTR lpPathName)
+{
+    Call call{"SetDllDirectoryW"};
+    call.In("lpPathName", lpPathName);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    return call.Done(TRUE);
+}
+
+HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes)
+{
+    Call call{"LocalAlloc", CallKind::Housekeeping};
+    call.In("uFlags", uFlags).In("uBytes", static_cast<std::uint64_t>(uBytes));
+    if (const auto fault = call.Fault())
+        return call.Fail(HLOCAL{nullptr}, *fault);
+    void* block = Simulation::Current().handles.Allocate(kBlock, uBytes);
+    // What was not asked to be zero is not: a program that relies on it is found out.
+    std::memset(block, (uFlags & LMEM_ZEROINIT) != 0 ? 0 : 0xCD, uBytes);
+    return call.Done(block);
+}
+
+HLOCAL WINAPI LocalFree(HLOCAL hMem)
+{
+    Call call{"LocalFree", CallKind::Housekeeping};
+    call.In("hMem", hMem);
+    if (hMem == nullptr)
+        return call.Done(HLOCAL{nullptr});
+    // A failing call does not leave the block behind for good: the process has no way to try again.
+    const auto fault = call.Fault();
+    if (!Simulation::Current().handles.Free(hMem, kBlock, "LocalFree"))
+        return call.Fail(hMem, ERROR_INVALID_HANDLE);
+    if (fault)
+        return call.Fail(hMem, *fault);
+    return call.Done(HLOCAL{nullptr});
+}
+
+DWORD WINAPI GetEnvironmentVariableA(LPCSTR lpName, LPSTR lpBuffer, DWORD nSize)
+{
+    Call call{"GetEnvironmentVariableA"};
+    call.In("lpName", lpName).In("nSize", nSize);
+    if (const auto fault = call.Fault())
+        return call.Fail(DWORD{0}, *fault);
+    Simulation& simulation = Simulation::Current();
+    const std::string* value = simulation.machine.environment.Find(simulation.FromAnsi(lpName));
+    if (value == nullptr)
+        return call.Fail(DWORD{0}, ERROR_ENVVAR_NOT_FOUND);
+    const std::string ansi = simulation.ToAnsi(*value);
+    if (ansi.size() >= nSize)
+        return call.Done(static_cast<DWORD>(ansi.size() + 1));
+    std::memcpy(lpBuffer, ansi.c_str(), ansi.size() + 1);
+    call.Out("lpBuffer", *value);
+    return call.Done(static_cast<DWORD>(ansi.size()));
+}

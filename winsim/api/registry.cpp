@@ -1,0 +1,289 @@
+// The registry.
+#include "winsim/areas/registry.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include "winreg.h"
+
+#include <algorithm>
+#include <cstring>
+
+using winsim::Call;
+using winsim::Json;
+using winsim::RegistryKey;
+using winsim::RegistryValue;
+using winsim::Simulation;
+
+namespace
+{
+
+constexpr char kKey[] = "key";
+
+// What a key handle stands for.
+struct OpenKey
+{
+    std::string path;
+    REGSAM access;
+};
+
+// The path that a handle and a name below it lead to; nothing when the handle is no key.
+std::optional<std::string> PathOf(HKEY key, const std::string& subKey, const char* call)
+{
+    Simulation& simulation = Simulation::Current();
+    std::string path;
+    if (key == HKEY_LOCAL_MACHINE)
+        path = "HKLM";
+    else if (key == HKEY_CURRENT_USER)
+        path = "HKCU";
+    else if (key == HKEY_CLASSES_ROOT)
+        path = "HKCR";
+    else if (key == HKEY_USERS)
+        path = "HKU";
+    else if (const auto* open = simulation.handles.Find<OpenKey>(key, kKey, call))
+        path = open->path;
+    else
+        return std::nullopt;
+
+    std::string below = subKey;
+    while (!below.empty() && below.back() == '\\')
+        below.pop_back();
+    if (!below.empty())
+        path += "\\" + below;
+    return path;
+}
+
+LSTATUS OpenKeyAt(Call& call, const std::string& path, REGSAM access, PHKEY result)
+{
+    Simulation& simulation = Simulation::Current();
+    const RegistryKey* key = simulation.machine.registry.Find(path);
+    if (key == nullptr)
+        return call.Status(ERROR_FILE_NOT_FOUND);
+    if ((key->deniedAccess & access) != 0)
+        return call.Status(ERROR_ACCESS_DENIED);
+    *result = static_cast<HKEY>(simulation.handles.Open(kKey, OpenKey{path, access}));
+    call.Out("phkResult", *result);
+    return call.Status(ERROR_SUCCESS);
+}
+
+LSTATUS OpenSubKey(Call& call, HKEY key, const std::string& subKey, REGSAM access, PHKEY result)
+{
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    const auto path = PathOf(key, subKey, "RegOpenKeyEx");
+    if (!path)
+        return call.Status(ERROR_INVALID_HANDLE);
+    return OpenKeyAt(call, *path, access, result);
+}
+
+LSTATUS DeleteValue(Call& call, HKEY key, const std::string& name)
+{
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<OpenKey>(key, kKey, "RegDeleteValue");
+    if (open == nullptr)
+        return call.Status(ERROR_INVALID_HANDLE);
+    if ((open->access & KEY_SET_VALUE) == 0)
+        return call.Status(ERROR_ACCESS_DENIED);
+    RegistryKey* target = simulation.machine.registry.Find(open->path);
+    if (target == nullptr || !simulation.machine.registry.DeleteValue(*target, name))
+        return call.Status(ERROR_FILE_NOT_FOUND);
+    return call.Status(ERROR_SUCCESS);
+}
+
+// Stored bytes as an ANSI caller sees them: the characters of text are converted, terminators and all.
+std::string AnsiBytes(const RegistryValue& value)
+{
+    if (!winsim::IsTextType(value.type))
+        return value.bytes;
+    std::u16string units;
+    for (std::size_t i = 0; i + 1 < value.bytes.size(); i += 2)
+        units += static_cast<char16_t>(static_cast<unsigned char>(value.bytes[i]) |
+                                       static_cast<unsigned char>(value.bytes[i + 1]) << 8);
+    const auto codePage = Simulation::Current().machine.windows.codePage;
+    return winsim::CodePage::Get(codePage).FromUtf16(units);
+}
+
+// Bytes as they are noted in a recorded call.
+Json NotedData(DWORD type, const std::string& bytes)
+{
+    if (winsim::IsTextType(type))
+    {
+        std::string text = bytes;
+        if (!text.empty() && text.back() == '\0')
+            text.pop_back();
+        return Simulation::Current().FromAnsi(text);
+    }
+    if (type == REG_DWORD && bytes.size() == sizeof(DWORD))
+    {
+        DWORD number = 0;
+        std::memcpy(&number, bytes.data(), sizeof number);
+        return number;
+    }
+    Json list = Json::array();
+    for (const char byte : bytes)
+        list.push_back(static_cast<unsigned char>(byte));
+    return list;
+}
+
+} // namespace
+
+LSTATUS WINAPI RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD ulOptions, REGSAM samDesired, PHKEY phkResult)
+{
+    Call call{"RegOpenKeyExA"};
+    call.In("hKey", hKey).In("lpSubKey", lpSubKey).In("ulOptions", ulOptions).In("samDesired", samDesired);
+    const std::string subKey = lpSubKey == nullptr ? std::string() : Simulation::Current().FromAnsi(lpSubKey);
+    return OpenSubKey(call, hKey, subKey, samDesired, phkResult);
+}
+
+LSTATUS WINAPI RegOpenKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD ulOptions, REGSAM samDesired, PHKEY phkResult)
+{
+    Call call{"RegOpenKeyExW"};
+    call.In("hKey", hKey).In("lpSubKey", lpSubKey).In("ulOptions", ulOptions).In("samDesired", samDesired);
+    return OpenSubKey(call, hKey, lpSubKey == nullptr ? std::string() : winsim::Utf8(lpSubKey), samDesired, phkResult);
+}
+
+LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR lpClass, DWORD dwOptions,
+                               REGSAM samDesired, const LPSECURITY_ATTRIBUTES lpSecurityAttributes, PHKEY phkResult,
+                               LPDWORD lpdwDisposition)
+{
+    Call call{"RegCreateKeyExA"};
+    call.In("hKey", hKey)
+        .In("lpSubKey", lpSubKey)
+        .In("Reserved", Reserved)
+        .In("lpClass", lpClass)
+        .In("dwOptions", dwOptions)
+        .In("samDesired", samDesired)
+        .In("lpSecurityAttributes", lpSecurityAttributes);
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    Simulation& simulation = Simulation::Current();
+    const auto path = PathOf(hKey, simulation.FromAnsi(lpSubKey), "RegCreateKeyExA");
+    if (!path)
+        return call.Status(ERROR_INVALID_HANDLE);
+
+    winsim::Registry& registry = simulation.machine.registry;
+    constexpr DWORD kCreatedNew = 1;
+    constexpr DWORD kOpenedExisting = 2;
+    const bool isNew = registry.Find(*path) == nullptr;
+    // The nearest key that is there must let a key be made below it.
+    std::string nearest = *path;
+    while (registry.Find(nearest) == nullptr && nearest.find('\\') != std::string::npos)
+        nearest.resize(nearest.rfind('\\'));
+    const RegistryKey* parent = registry.Find(nearest);
+    if (isNew && parent != nullptr && (parent->deniedAccess & KEY_CREATE_SUB_KEY) != 0)
+        return call.Status(ERROR_ACCESS_DENIED);
+
+    registry.Create(*path);
+    const DWORD disposition = isNew ? kCreatedNew : kOpenedExisting;
+    if (lpdwDisposition != nullptr)
+        *lpdwDisposition = disposition;
+    call.Out("lpdwDisposition", disposition);
+    return OpenKeyAt(call, *path, samDesired, phkResult);
+}
+
+LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType, LPBYTE lpData,
+                                LPDWORD lpcbData)
+{
+    Call call{"RegQueryValueExA"};
+    call.In("hKey", hKey).In("lpValueName", lpValueName).In("lpReserved", lpReserved);
+    if (lpcbData != nullptr)
+        call.In("lpcbData", *lpcbData);
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<OpenKey>(hKey, kKey, "RegQueryValueExA");
+    if (open == nullptr)
+        return call.Status(ERROR_INVALID_HANDLE);
+    if ((open->access & KEY_QUERY_VALUE) == 0)
+        return call.Status(ERROR_ACCESS_DENIED);
+    if (lpData != nullptr && lpcbData == nullptr)
+        return call.Status(ERROR_INVALID_PARAMETER);
+    const std::string name = lpValueName == nullptr ? std::string() : simulation.FromAnsi(lpValueName);
+    const RegistryValue* value = simulation.machine.registry.FindValue(open->path, name);
+    if (value == nullptr)
+        return call.Status(ERROR_FILE_NOT_FOUND);
+
+    std::string bytes = AnsiBytes(*value);
+    if (lpType != nullptr)
+        *lpType = value->type;
+    call.Out("lpType", value->type).Out("lpcbData", static_cast<DWORD>(bytes.size()));
+    if (lpcbData == nullptr)
+        return call.Status(ERROR_SUCCESS);
+    const DWORD room = *lpcbData;
+    *lpcbData = static_cast<DWORD>(bytes.size());
+    if (lpData == nullptr)
+        return call.Status(ERROR_SUCCESS);
+    if (room < bytes.size())
+        return call.Status(ERROR_MORE_DATA);
+    std::memcpy(lpData, bytes.data(), bytes.size());
+    // Text that was stored without a terminator gets one when there is room, which the size does not count.
+    if (winsim::IsTextType(value->type) && (bytes.empty() || bytes.back() != '\0') && room > bytes.size())
+        lpData[bytes.size()] = 0;
+    if (call.IsRecording())
+        call.Out("lpData", NotedData(value->type, bytes));
+    return call.Status(ERROR_SUCCESS);
+}
+
+LSTATUS WINAPI RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD Reserved, DWORD dwType, const BYTE* lpData,
+                              DWORD cbData)
+{
+    Call call{"RegSetValueExA"};
+    std::string bytes(reinterpret_cast<const char*>(lpData), cbData);
+    call.In("hKey", hKey).In("lpValueName", lpValueName).In("Reserved", Reserved).In("dwType", dwType);
+    if (call.IsRecording())
+        call.In("lpData", NotedData(dwType, bytes)).In("cbData", cbData);
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<OpenKey>(hKey, kKey, "RegSetValueExA");
+    if (open == nullptr)
+        return call.Status(ERROR_INVALID_HANDLE);
+    if ((open->access & KEY_SET_VALUE) == 0)
+        return call.Status(ERROR_ACCESS_DENIED);
+    RegistryKey* key = simulation.machine.registry.Find(open->path);
+    if (key == nullptr)
+        return call.Status(ERROR_FILE_NOT_FOUND);
+
+    if (winsim::IsTextType(dwType))
+    {
+        // Windows stores text as UTF-16, and adds the terminator that a caller left out.
+        if (!bytes.empty() && bytes.back() != '\0')
+            bytes += '\0';
+        std::string stored;
+        for (const char16_t unit : winsim::CodePage::Get(simulation.machine.windows.codePage).ToUtf16(bytes))
+        {
+            stored += static_cast<char>(unit & 0xFF);
+            stored += static_cast<char>(unit >> 8);
+        }
+        bytes = std::move(stored);
+    }
+    const std::string name = lpValueName == nullptr ? std::string() : simulation.FromAnsi(lpValueName);
+    simulation.machine.registry.SetValue(*key, name, dwType, std::move(bytes));
+    return call.Status(ERROR_SUCCESS);
+}
+
+LSTATUS WINAPI RegDeleteValueA(HKEY hKey, LPCSTR lpValueName)
+{
+    Call call{"RegDeleteValueA"};
+    call.In("hKey", hKey).In("lpValueName", lpValueName);
+    return DeleteValue(call, hKey, lpValueName == nullptr ? std::string() : Simulation::Current().FromAnsi(lpValueName));
+}
+
+LSTATUS WINAPI RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName)
+{
+    Call call{"RegDeleteValueW"};
+    call.In("hKey", hKey).In("lpValueName", lpValueName);
+    return DeleteValue(call, hKey, lpValueName == nullptr ? std::string() : winsim::Utf8(lpValueName));
+}
+
+LSTATUS WINAPI RegCloseKey(HKEY hKey)
+{
+    Call call{"RegCloseKey"};
+    call.In("hKey", hKey);
+    const auto fault = call.Fault();
+    if (!Simulation::Current().handles.Close(hKey, kKey, "RegCloseKey"))
+        return call.Status(ERROR_INVALID_HANDLE);
+    return call.Status(fault.value_or(ERROR_SUCCESS));
+}

@@ -1,0 +1,89 @@
+// The clock.
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+
+#include "winbase.h"
+
+#include <chrono>
+
+using winsim::Call;
+using winsim::Json;
+using winsim::Simulation;
+
+namespace
+{
+
+// A process that was ended may still ask the time in a loop: it passes a minute at a time then.
+constexpr DWORD kEndedTickMs = 60000;
+
+SYSTEMTIME SystemTimeOf(std::int64_t utcMs)
+{
+    using namespace std::chrono;
+    const sys_time<milliseconds> time{milliseconds{utcMs}};
+    const auto day = floor<days>(time);
+    const year_month_day date{day};
+    const hh_mm_ss clock{time - day};
+    const auto word = [](auto value) { return static_cast<WORD>(value); };
+    return {word(static_cast<int>(date.year())),
+            word(static_cast<unsigned>(date.month())),
+            word(weekday{day}.c_encoding()),
+            word(static_cast<unsigned>(date.day())),
+            word(clock.hours().count()),
+            word(clock.minutes().count()),
+            word(clock.seconds().count()),
+            word(clock.subseconds().count())};
+}
+
+} // namespace
+
+void WINAPI GetSystemTime(LPSYSTEMTIME lpSystemTime)
+{
+    Call call{"GetSystemTime"};
+    const SYSTEMTIME now = SystemTimeOf(Simulation::Current().machine.clock.utcMs);
+    *lpSystemTime = now;
+    if (call.IsRecording())
+        call.Out("lpSystemTime", Json{{"wYear", now.wYear},
+                                      {"wMonth", now.wMonth},
+                                      {"wDayOfWeek", now.wDayOfWeek},
+                                      {"wDay", now.wDay},
+                                      {"wHour", now.wHour},
+                                      {"wMinute", now.wMinute},
+                                      {"wSecond", now.wSecond},
+                                      {"wMilliseconds", now.wMilliseconds}});
+}
+
+DWORD WINAPI GetTimeZoneInformation(LPTIME_ZONE_INFORMATION lpTimeZoneInformation)
+{
+    Call call{"GetTimeZoneInformation"};
+    if (const auto fault = call.Fault())
+        return call.Fail(TIME_ZONE_ID_INVALID, *fault);
+    const winsim::Clock& clock = Simulation::Current().machine.clock;
+    *lpTimeZoneInformation = {};
+    lpTimeZoneInformation->Bias = clock.zoneBias;
+    lpTimeZoneInformation->DaylightBias = clock.daylightBias;
+    if (call.IsRecording())
+        call.Out("lpTimeZoneInformation",
+                 Json{{"Bias", clock.zoneBias}, {"StandardBias", 0}, {"DaylightBias", clock.daylightBias}});
+    constexpr DWORD kStandard = 1;
+    constexpr DWORD kDaylight = 2;
+    if (clock.daylightBias == 0)
+        return call.Done(TIME_ZONE_ID_UNKNOWN);
+    return call.Done(clock.isDaylight ? kDaylight : kStandard);
+}
+
+DWORD WINAPI GetTickCount()
+{
+    Call call{"GetTickCount"};
+    Simulation& simulation = Simulation::Current();
+    if (simulation.IsEnded())
+        simulation.Advance(kEndedTickMs);
+    return call.Done(simulation.machine.clock.tickCount);
+}
+
+void WINAPI Sleep(DWORD dwMilliseconds)
+{
+    Call call{"Sleep"};
+    call.In("dwMilliseconds", dwMilliseconds);
+    Simulation& simulation = Simulation::Current();
+    simulation.Advance(dwMilliseconds != 0 ? dwMilliseconds : simulation.machine.clock.yieldMs);
+}

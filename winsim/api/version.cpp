@@ -1,0 +1,159 @@
+// Versions of Windows, and what kind of process this is.
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+
+#include "winbase.h"
+#include "winver.h"
+
+#include <cstring>
+
+using winsim::Call;
+using winsim::Json;
+using winsim::Simulation;
+
+namespace
+{
+
+// A condition mask holds three bits for each type of version number, in the order of the types' bits.
+constexpr unsigned kBitsPerCondition = 3;
+
+unsigned ConditionShift(DWORD type)
+{
+    unsigned index = 0;
+    while ((type & 1) == 0)
+    {
+        type >>= 1;
+        ++index;
+    }
+    return index * kBitsPerCondition;
+}
+
+BYTE ConditionOf(DWORDLONG mask, DWORD type)
+{
+    return static_cast<BYTE>(mask >> ConditionShift(type) & 0x7);
+}
+
+bool Holds(DWORD actual, BYTE condition, DWORD wanted)
+{
+    switch (condition)
+    {
+    case VER_EQUAL:
+        return actual == wanted;
+    case VER_GREATER:
+        return actual > wanted;
+    case VER_GREATER_EQUAL:
+        return actual >= wanted;
+    case VER_LESS:
+        return actual < wanted;
+    case VER_LESS_EQUAL:
+        return actual <= wanted;
+    default:
+        return false;
+    }
+}
+
+// Major and minor version are compared as one number when the minor one is asked for along with the major one: a higher
+// major version outweighs the minor one.
+bool VersionHolds(const winsim::WindowsInfo& windows, const OSVERSIONINFOEXW& wanted, DWORD types, DWORDLONG mask)
+{
+    if ((types & VER_BUILDNUMBER) != 0 &&
+        !Holds(windows.build, ConditionOf(mask, VER_BUILDNUMBER), wanted.dwBuildNumber))
+        return false;
+    if ((types & VER_PLATFORMID) != 0 &&
+        !Holds(windows.platform, ConditionOf(mask, VER_PLATFORMID), wanted.dwPlatformId))
+        return false;
+
+    struct Level
+    {
+        DWORD type;
+        DWORD actual;
+        DWORD wanted;
+    };
+    const Level levels[] = {
+        {VER_MAJORVERSION, windows.major, wanted.dwMajorVersion},
+        {VER_MINORVERSION, windows.minor, wanted.dwMinorVersion},
+        {VER_SERVICEPACKMAJOR, windows.servicePack, wanted.wServicePackMajor},
+        {VER_SERVICEPACKMINOR, 0, wanted.wServicePackMinor},
+    };
+    bool holds = true;
+    for (const Level& level : levels)
+    {
+        if ((types & level.type) == 0)
+            continue;
+        holds = Holds(level.actual, ConditionOf(mask, level.type), level.wanted);
+        if (level.actual != level.wanted)
+            return holds;
+    }
+    return holds;
+}
+
+} // namespace
+
+BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA lpVersionInformation)
+{
+    Call call{"GetVersionExA"};
+    const DWORD size = lpVersionInformation->dwOSVersionInfoSize;
+    call.In("dwOSVersionInfoSize", size);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    if (size != sizeof(OSVERSIONINFOA) && size != sizeof(OSVERSIONINFOEXA))
+        return call.Fail(FALSE, ERROR_INSUFFICIENT_BUFFER);
+
+    const winsim::WindowsInfo& windows = Simulation::Current().machine.windows;
+    OSVERSIONINFOEXA version{};
+    version.dwOSVersionInfoSize = size;
+    version.dwMajorVersion = windows.major;
+    version.dwMinorVersion = windows.minor;
+    version.dwBuildNumber = windows.build;
+    version.dwPlatformId = windows.platform;
+    version.wServicePackMajor = static_cast<WORD>(windows.servicePack);
+    version.wProductType = 1;
+    std::memcpy(static_cast<void*>(lpVersionInformation), &version, size);
+    if (call.IsRecording())
+        call.Out("lpVersionInformation", Json{{"dwMajorVersion", windows.major},
+                                              {"dwMinorVersion", windows.minor},
+                                              {"dwBuildNumber", windows.build},
+                                              {"dwPlatformId", windows.platform}});
+    return call.Done(TRUE);
+}
+
+ULONGLONG WINAPI VerSetConditionMask(ULONGLONG ConditionMask, DWORD TypeMask, BYTE Condition)
+{
+    Call call{"VerSetConditionMask"};
+    call.In("ConditionMask", ConditionMask).In("TypeMask", TypeMask).In("Condition", static_cast<DWORD>(Condition));
+    if (TypeMask == 0)
+        return call.Done(ULONGLONG{0});
+    return call.Done(ConditionMask | static_cast<ULONGLONG>(Condition & 0x7) << ConditionShift(TypeMask) |
+                     ULONGLONG{1} << 63);
+}
+
+BOOL WINAPI VerifyVersionInfoW(LPOSVERSIONINFOEXW lpVersionInformation, DWORD dwTypeMask, DWORDLONG dwlConditionMask)
+{
+    Call call{"VerifyVersionInfoW"};
+    if (call.IsRecording())
+        call.In("lpVersionInformation", Json{{"dwOSVersionInfoSize", lpVersionInformation->dwOSVersionInfoSize},
+                                             {"dwMajorVersion", lpVersionInformation->dwMajorVersion},
+                                             {"dwMinorVersion", lpVersionInformation->dwMinorVersion},
+                                             {"wServicePackMajor", lpVersionInformation->wServicePackMajor},
+                                             {"wServicePackMinor", lpVersionInformation->wServicePackMinor}})
+            .In("dwTypeMask", dwTypeMask)
+            .In("dwlConditionMask", dwlConditionMask);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    if (dwTypeMask == 0 || dwlConditionMask == 0)
+        return call.Fail(FALSE, ERROR_INVALID_PARAMETER);
+    if (!VersionHolds(Simulation::Current().machine.windows, *lpVersionInformation, dwTypeMask, dwlConditionMask))
+        return call.Fail(FALSE, ERROR_OLD_WIN_VERSION);
+    return call.Done(TRUE);
+}
+
+BOOL WINAPI IsWow64Process(HANDLE hProcess, PBOOL Wow64Process)
+{
+    Call call{"IsWow64Process"};
+    call.In("hProcess", hProcess);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    *Wow64Process = Simulation::Current().machine.windows.isWow64 ? TRUE : FALSE;
+    call.Out("Wow64Process", *Wow64Process);
+    return call.Done(TRUE);
+}

@@ -1,0 +1,131 @@
+// Records calls and makes them fail by plan.
+#include "winsim/core/gate.h"
+
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include <charconv>
+#include <stdexcept>
+
+namespace winsim
+{
+
+namespace
+{
+
+constexpr std::uint32_t kOperationAborted = 995;
+
+std::optional<std::uint32_t> PlannedFault(const Gate& gate, std::string_view name, unsigned occurrence)
+{
+    for (const Fault& fault : gate.faults)
+    {
+        if (fault.call == name && (fault.occurrence == 0 || fault.occurrence == occurrence))
+            return fault.error;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+Json ToJson(const CallRecord& record)
+{
+    return {{"call", record.name},
+            {"in", record.in},
+            {"result", record.result},
+            {"out", record.out},
+            {"error", record.error},
+            {"clockMs", record.clockMs}};
+}
+
+Fault ParseFault(const std::string& text)
+{
+    const auto fail = [&](const char* what) -> Fault {
+        throw std::invalid_argument("fault \"" + text + "\": " + what + "; write CALL[#N]=ERROR");
+    };
+    const auto parse = [](std::string_view digits, int base, auto& value) {
+        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, base);
+        return error == std::errc{} && end == digits.data() + digits.size();
+    };
+
+    const std::size_t equals = text.rfind('=');
+    if (equals == std::string::npos || equals == 0)
+        return fail("no error given");
+    Fault fault;
+    fault.call = text.substr(0, equals);
+    const std::string_view error = std::string_view(text).substr(equals + 1);
+    const bool isHexadecimal = error.starts_with("0x") || error.starts_with("0X");
+    if (!parse(isHexadecimal ? error.substr(2) : error, isHexadecimal ? 16 : 10, fault.error))
+        return fail("the error is not a 32-bit number");
+
+    const std::size_t hash = fault.call.find('#');
+    if (hash == std::string::npos)
+        return fault;
+    if (!parse(std::string_view(fault.call).substr(hash + 1), 10, fault.occurrence) || fault.occurrence == 0)
+        return fail("N is not a number from 1 on");
+    fault.call.resize(hash);
+    return fault;
+}
+
+Call::Call(std::string_view name, CallKind kind)
+{
+    Simulation& simulation = Simulation::Current();
+    m_isRecording = simulation.gate.isRecording && !simulation.IsEnded();
+    if (simulation.IsEnded())
+    {
+        m_fault = kOperationAborted;
+        return;
+    }
+    auto count = simulation.gate.counts.find(name);
+    if (count == simulation.gate.counts.end())
+        count = simulation.gate.counts.emplace(name, 0).first;
+    ++count->second;
+    if (!simulation.gate.faults.empty())
+        m_fault = PlannedFault(simulation.gate, name, count->second);
+    if (m_isRecording)
+    {
+        m_record.name = name;
+        m_record.clockMs = simulation.ClockMs();
+        m_record.isHousekeeping = kind == CallKind::Housekeeping;
+    }
+}
+
+Call::~Call()
+{
+    if (!m_isRecording)
+        return;
+    Simulation& simulation = Simulation::Current();
+    m_record.error = m_status.value_or(simulation.lastError);
+    simulation.gate.records.push_back(std::move(m_record));
+}
+
+std::int32_t Call::Status(std::uint32_t status)
+{
+    m_status = status;
+    return Done(static_cast<std::int32_t>(status));
+}
+
+void Call::SetError(std::uint32_t error)
+{
+    Simulation::Current().lastError = error;
+}
+
+Json Call::Noted(const char* ansi)
+{
+    if (ansi == nullptr)
+        return nullptr;
+    return Simulation::Current().FromAnsi(ansi);
+}
+
+Json Call::Noted(const char16_t* wide)
+{
+    if (wide == nullptr)
+        return nullptr;
+    return Utf8(wide);
+}
+
+Json Call::NotedHandle(const void* handle)
+{
+    return Simulation::Current().handles.NameOf(handle);
+}
+
+} // namespace winsim

@@ -1,0 +1,143 @@
+// The gate that every call into the simulated machine passes: it records the call, counts it, and asks the fault plan
+// whether the call is to fail.
+#pragma once
+
+#include "winsim/core/json.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace winsim
+{
+
+// One call as it happened: Windows' parameter names, the result, and the last error as the call left it (or the status
+// that it returned).
+struct CallRecord
+{
+    std::string name;
+    Json in = Json::object();
+    Json result;
+    Json out = Json::object();
+    std::uint32_t error = 0;
+    std::uint64_t clockMs = 0;
+    bool isHousekeeping = false; // text conversion or memory
+
+    bool operator==(const CallRecord&) const = default;
+};
+
+Json ToJson(const CallRecord& record);
+
+// One failure to come: the occurrence-th call (from 1) of a name fails with an error; occurrence 0 means each of them.
+struct Fault
+{
+    std::string call;
+    unsigned occurrence = 0;
+    std::uint32_t error = 0;
+};
+
+// Reads CALL[#N]=ERROR, the error decimal or with 0x hexadecimal. Throws std::invalid_argument, with a reason.
+Fault ParseFault(const std::string& text);
+
+// What the gate keeps over one run.
+struct Gate
+{
+    bool isRecording = true;
+    std::vector<Fault> faults;
+    std::vector<CallRecord> records;
+    std::map<std::string, unsigned, std::less<>> counts;
+};
+
+enum class CallKind
+{
+    Ordinary,
+    Housekeeping
+};
+
+// One call on its way through the gate. Made first thing by each simulated Windows function; its parameters are noted
+// with In and Out, and one of the ending members gives the value to return.
+class Call
+{
+public:
+    explicit Call(std::string_view name, CallKind kind = CallKind::Ordinary);
+    ~Call();
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    // Notes a parameter that went in or came out. Texts are const char* (ANSI) or const char16_t* (UTF-16), other
+    // pointers are handles.
+    template <typename Value>
+    Call& In(const char* name, const Value& value)
+    {
+        if (m_isRecording)
+            m_record.in[name] = Noted(value);
+        return *this;
+    }
+    template <typename Value>
+    Call& Out(const char* name, const Value& value)
+    {
+        if (m_isRecording)
+            m_record.out[name] = Noted(value);
+        return *this;
+    }
+    bool IsRecording() const { return m_isRecording; }
+
+    // The error that the fault plan wants this call to fail with, if it does. In a process that was ended the plan
+    // wants every call to fail.
+    std::optional<std::uint32_t> Fault() const { return m_fault; }
+
+    // The endings. Done leaves the last error alone; Fail sets it; Status is for calls that return their error.
+    template <typename Value>
+    Value Done(Value result)
+    {
+        NoteResult(result);
+        return result;
+    }
+    template <typename Value>
+    Value Fail(Value result, std::uint32_t error)
+    {
+        SetError(error);
+        NoteResult(result);
+        return result;
+    }
+    std::int32_t Status(std::uint32_t status);
+
+private:
+    static Json Noted(bool value) { return value; }
+    static Json Noted(std::int64_t value) { return value; }
+    static Json Noted(std::uint64_t value) { return value; }
+    static Json Noted(int value) { return value; }
+    static Json Noted(unsigned value) { return value; }
+    static Json Noted(unsigned short value) { return value; }
+    static Json Noted(const char* ansi);
+    static Json Noted(char* ansi) { return Noted(static_cast<const char*>(ansi)); }
+    static Json Noted(const char16_t* wide);
+    static Json Noted(char16_t* wide) { return Noted(static_cast<const char16_t*>(wide)); }
+    static Json Noted(const std::string& utf8) { return utf8; }
+    static Json Noted(const Json& value) { return value; }
+    static Json Noted(std::nullptr_t) { return nullptr; }
+    template <typename Pointee>
+    static Json Noted(Pointee* handle)
+    {
+        return NotedHandle(handle);
+    }
+    static Json NotedHandle(const void* handle);
+
+    template <typename Value>
+    void NoteResult(const Value& result)
+    {
+        if (m_isRecording)
+            m_record.result = Noted(result);
+    }
+    void SetError(std::uint32_t error);
+
+    bool m_isRecording;
+    std::optional<std::uint32_t> m_fault;
+    std::optional<std::uint32_t> m_status;
+    CallRecord m_record;
+};
+
+} // namespace winsim

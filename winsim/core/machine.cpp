@@ -1,0 +1,170 @@
+// Makes machines from descriptions, and says how two machines differ.
+#include "winsim/core/machine.h"
+
+#include "winsim/core/plain_windows.h"
+
+#include <fstream>
+#include <functional>
+#include <set>
+
+namespace winsim
+{
+
+namespace
+{
+
+// One area of the machine and its key in a description.
+struct Area
+{
+    const char* key;
+    void (*load)(Machine&, const Reader&);
+    Json (*save)(const Machine&);
+};
+
+template <auto Member>
+constexpr Area MakeArea(const char* key)
+{
+    return {key, [](Machine& machine, const Reader& reader) { (machine.*Member).Load(reader); },
+            [](const Machine& machine) { return (machine.*Member).ToJson(); }};
+}
+
+constexpr Area kAreas[] = {
+    {"title", [](Machine& machine, const Reader& reader) { machine.title = reader.Text(); },
+     [](const Machine& machine) { return Json(machine.title); }},
+    MakeArea<&Machine::windows>("windows"),
+    MakeArea<&Machine::clock>("clock"),
+    MakeArea<&Machine::process>("process"),
+    MakeArea<&Machine::folders>("folders"),
+    MakeArea<&Machine::environment>("environment"),
+    MakeArea<&Machine::registry>("registry"),
+    MakeArea<&Machine::files>("files"),
+    MakeArea<&Machine::events>("events"),
+};
+
+const Json& PlainWindows()
+{
+    static const Json plain = Json::parse(kPlainWindowsJson);
+    return plain;
+}
+
+// Has a description take away what the plain machine has and this one lacks.
+void TakeAwayMissing(const Json& plain, Json& description)
+{
+    for (const auto& [name, value] : plain.items())
+    {
+        if (!description.contains(name))
+            description[name] = nullptr;
+        else if (value.is_object() && description[name].is_object())
+            TakeAwayMissing(value, description[name]);
+    }
+}
+
+// The items of an area: the members of an object, the values of a registry key, the elements of a list.
+std::map<std::string, Json> ItemsOf(const std::string& area, const Json& json)
+{
+    std::map<std::string, Json> items;
+    if (json.is_array())
+    {
+        for (std::size_t i = 0; i < json.size(); ++i)
+            items["#" + std::to_string(i + 1)] = json[i];
+        return items;
+    }
+    for (const auto& [name, value] : json.items())
+    {
+        if (area != "registry")
+        {
+            items[name] = value;
+            continue;
+        }
+        Json key = value;
+        key.erase("values");
+        items[name] = key;
+        if (value.contains("values"))
+        {
+            for (const auto& [valueName, data] : value["values"].items())
+                items[name + " [" + (valueName.empty() ? "(default)" : valueName) + "]"] = data;
+        }
+    }
+    return items;
+}
+
+} // namespace
+
+Machine Machine::FromJson(const Json& description)
+{
+    if (!description.is_object())
+        throw DescriptionError("description: not an object");
+    Json whole = PlainWindows();
+    whole.merge_patch(description);
+
+    Machine machine;
+    ObjectReader object{Reader{whole, ""}};
+    for (const Area& area : kAreas)
+        object.With(area.key, [&](const Reader& reader) { area.load(machine, reader); });
+    object.Done();
+    return machine;
+}
+
+Machine Machine::FromFile(const std::string& path)
+{
+    std::ifstream file(path);
+    if (!file)
+        throw DescriptionError(path + ": cannot be read");
+    Json description;
+    try
+    {
+        description = Json::parse(file);
+    }
+    catch (const Json::parse_error& error)
+    {
+        throw DescriptionError(path + ": " + error.what());
+    }
+    return FromJson(description);
+}
+
+Json Machine::ToJson() const
+{
+    Json json = Json::object();
+    for (const Area& area : kAreas)
+        json[area.key] = area.save(*this);
+    TakeAwayMissing(PlainWindows(), json);
+    return json;
+}
+
+std::vector<Change> Compare(const Machine& before, const Machine& after)
+{
+    std::vector<Change> changes;
+    for (const Area& area : kAreas)
+    {
+        const std::string name = area.key;
+        if (name == "clock" || name == "title")
+            continue;
+        const auto old = ItemsOf(name, area.save(before));
+        const auto now = ItemsOf(name, area.save(after));
+        for (const auto& [item, value] : old)
+        {
+            const auto match = now.find(item);
+            if (match == now.end())
+                changes.push_back({name, "removed", item, value, nullptr});
+            else if (match->second != value)
+                changes.push_back({name, "changed", item, value, match->second});
+        }
+        for (const auto& [item, value] : now)
+        {
+            if (!old.contains(item))
+                changes.push_back({name, "added", item, nullptr, value});
+        }
+    }
+    return changes;
+}
+
+Json ToJson(const Change& change)
+{
+    return {{"area", change.area},
+            {"kind", change.kind},
+            {"item", change.item},
+            {"before", change.before},
+            {"after", change.after}};
+}
+
+} // namespace winsim

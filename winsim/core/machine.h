@@ -1,0 +1,54 @@
+// A simulated machine: all its state, as one value.
+#pragma once
+
+#include "winsim/areas/files.h"
+#include "winsim/areas/registry.h"
+#include "winsim/areas/system.h"
+
+#include <string>
+#include <vector>
+
+namespace winsim
+{
+
+// Can be copied and compared, made from a description and turned into one. A description says how the machine differs
+// from a plain Windows 10 machine: a key that it leaves out is as there, and null takes away what is there.
+struct Machine
+{
+    std::string title; // one line for people
+    WindowsInfo windows;
+    Clock clock;
+    ProcessInfo process;
+    NamedTexts folders;
+    NamedTexts environment;
+    Registry registry;
+    Files files;
+    EventLog events;
+
+    // Throws DescriptionError for a description that cannot be used.
+    static Machine FromJson(const Json& description);
+    // Reads a file. Throws DescriptionError, also for one that cannot be read or is no JSON.
+    static Machine FromFile(const std::string& path);
+
+    // The whole machine as a description: FromJson of it is the same machine again.
+    Json ToJson() const;
+
+    bool operator==(const Machine&) const = default;
+};
+
+// One difference between two machines.
+struct Change
+{
+    std::string area; // "files", "registry", ...
+    std::string kind; // "added", "removed" or "changed"
+    std::string item; // a path, a key and value, a name
+    Json before;      // null when added
+    Json after;       // null when removed
+};
+
+// What a run changed, in the order of the areas. The clock is not a change.
+std::vector<Change> Compare(const Machine& before, const Machine& after);
+
+Json ToJson(const Change& change);
+
+} // namespace winsim

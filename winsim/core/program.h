@@ -1,0 +1,54 @@
+// Running a program on a simulated machine.
+#pragma once
+
+#include "winsim/core/gate.h"
+#include "winsim/core/machine.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace winsim
+{
+
+struct RunOptions
+{
+    std::vector<std::string> arguments; // UTF-8, without the program's own path
+    std::vector<Fault> faults;
+    bool recordCalls = true;
+    std::uint64_t clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000; // a process that waits longer is ended
+};
+
+// What a run was.
+struct Outcome
+{
+    int exitCode = 0;
+    Machine machine; // afterwards
+    std::string standardOutput;
+    std::vector<CallRecord> calls;
+    std::map<std::string, unsigned, std::less<>> callCounts;
+    std::vector<std::string> violations; // handles and memory treated wrongly
+    std::uint64_t clockMs = 0;           // how long it took
+    bool isEndless = false;              // it was ended for waiting beyond the bound
+};
+
+// A program built as a shared object. Each run loads it anew, so that its static objects are made, used and destroyed
+// once in each simulated process, as on Windows.
+class Program
+{
+public:
+    // The path of the shared object.
+    explicit Program(std::string path) : m_path(std::move(path)) {}
+
+    // Starts the program with a command line, from static initialisation to static destruction. Throws
+    // std::runtime_error when the shared object cannot be loaded.
+    Outcome Run(const Machine& machine, const RunOptions& options) const;
+
+private:
+    std::string m_path;
+};
+
+// Words as Windows' start-up code puts them into a command line: those that need it in quotation marks.
+std::string JoinCommandLine(const std::vector<std::string>& words);
+
+} // namespace winsim

@@ -1,0 +1,56 @@
+// The simulated process that is running now, on its machine.
+#pragma once
+
+#include "winsim/core/gate.h"
+#include "winsim/core/handles.h"
+#include "winsim/core/machine.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace winsim
+{
+
+// What the simulated Windows functions act on. There is one at a time; the functions find it with Current().
+class Simulation
+{
+public:
+    explicit Simulation(Machine machineToRunOn);
+    ~Simulation();
+    Simulation(const Simulation&) = delete;
+    Simulation& operator=(const Simulation&) = delete;
+
+    static Simulation& Current();
+
+    Machine machine;
+    Gate gate;
+    HandleTable handles;
+    std::uint32_t lastError = 0;
+    std::u16string commandLine;
+    std::string standardOutput;
+    int comApartments = 0;
+
+    // Milliseconds since the process began.
+    std::uint64_t ClockMs() const { return m_clockMs; }
+
+    // Lets time pass. When it passes the bound, the process is ended: from then on no call reaches the machine, every
+    // call fails, and the program runs out through its failure paths.
+    void Advance(std::uint64_t ms);
+    void SetClockBound(std::uint64_t ms) { m_clockBoundMs = ms; }
+
+    // Whether the process was ended because it waited beyond the bound.
+    bool IsEnded() const { return m_isEnded; }
+
+    // Text in the machine's ANSI code page.
+    std::string FromAnsi(std::string_view ansi) const;
+    std::string ToAnsi(std::string_view utf8) const;
+
+private:
+    std::uint64_t m_clockMs = 0;
+    std::uint64_t m_clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000;
+    bool m_isEnded = false;
+};
+
+} // namespace winsim

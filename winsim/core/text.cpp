@@ -1,0 +1,297 @@
+// Converts text the way Windows does.
+#include "winsim/core/text.h"
+
+#include <array>
+#include <cwctype>
+#include <iconv.h>
+#include <locale.h>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace winsim
+{
+
+namespace
+{
+
+bool IsHighSurrogate(char32_t c)
+{
+    return c >= 0xD800 && c < 0xDC00;
+}
+
+bool IsLowSurrogate(char32_t c)
+{
+    return c >= 0xDC00 && c < 0xE000;
+}
+
+void AppendUtf8(std::string& out, char32_t c)
+{
+    if (c < 0x80)
+        out += static_cast<char>(c);
+    else if (c < 0x800)
+    {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+    else if (c < 0x10000)
+    {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+    else
+    {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+}
+
+// The length of a UTF-8 sequence by its first byte; 0 for a byte that begins none.
+int SequenceLength(unsigned char first)
+{
+    if (first < 0x80)
+        return 1;
+    if (first >= 0xC2 && first < 0xE0)
+        return 2;
+    if (first >= 0xE0 && first < 0xF0)
+        return 3;
+    if (first >= 0xF0 && first < 0xF5)
+        return 4;
+    return 0;
+}
+
+// The code point at the start of a text and the bytes it takes; U+FFFD and one byte when it is no UTF-8.
+std::pair<char32_t, std::size_t> DecodeUtf8(std::string_view text)
+{
+    const auto first = static_cast<unsigned char>(text[0]);
+    const int length = SequenceLength(first);
+    constexpr std::pair<char32_t, std::size_t> kInvalid{0xFFFD, 1};
+    if (length == 0 || text.size() < static_cast<std::size_t>(length))
+        return kInvalid;
+    if (length == 1)
+        return {first, 1};
+    char32_t c = first & (0x7F >> length);
+    for (int i = 1; i < length; ++i)
+    {
+        const auto next = static_cast<unsigned char>(text[static_cast<std::size_t>(i)]);
+        if ((next & 0xC0) != 0x80)
+            return kInvalid;
+        c = (c << 6) | (next & 0x3F);
+    }
+    constexpr std::array<char32_t, 5> kSmallest{0, 0, 0x80, 0x800, 0x10000};
+    if (c < kSmallest[static_cast<std::size_t>(length)] || c > 0x10FFFF)
+        return kInvalid;
+    return {c, static_cast<std::size_t>(length)};
+}
+
+// iconv from a code page to UTF-16, one sequence of bytes at a time.
+class Decoder
+{
+public:
+    explicit Decoder(unsigned number) : m_iconv(iconv_open("UTF-16LE", ("CP" + std::to_string(number)).c_str()))
+    {
+        if (m_iconv == reinterpret_cast<iconv_t>(-1))
+            throw std::invalid_argument("code page " + std::to_string(number) + " is not known");
+    }
+    ~Decoder() { iconv_close(m_iconv); }
+    Decoder(const Decoder&) = delete;
+    Decoder& operator=(const Decoder&) = delete;
+
+    // The one UTF-16 unit that the bytes stand for, or 0 when they stand for none or for more.
+    char16_t operator()(std::string bytes)
+    {
+        char16_t units[4] = {};
+        char* in = bytes.data();
+        std::size_t inLeft = bytes.size();
+        char* out = reinterpret_cast<char*>(units);
+        std::size_t outLeft = sizeof units;
+        iconv(m_iconv, nullptr, nullptr, nullptr, nullptr);
+        if (iconv(m_iconv, &in, &inLeft, &out, &outLeft) == static_cast<std::size_t>(-1) || inLeft != 0)
+            return 0;
+        iconv(m_iconv, nullptr, nullptr, &out, &outLeft);
+        return sizeof units - outLeft == 2 ? units[0] : u'\0';
+    }
+
+private:
+    iconv_t m_iconv;
+};
+
+bool HasDoubleBytes(unsigned number)
+{
+    return number == 932 || number == 936 || number == 949 || number == 950;
+}
+
+} // namespace
+
+std::string Utf8(std::u16string_view text)
+{
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i)
+    {
+        char32_t c = text[i];
+        if (IsHighSurrogate(c) && i + 1 < text.size() && IsLowSurrogate(text[i + 1]))
+            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00u);
+        AppendUtf8(out, c);
+    }
+    return out;
+}
+
+std::u16string Utf16(std::string_view text)
+{
+    std::u16string out;
+    out.reserve(text.size());
+    while (!text.empty())
+    {
+        const auto [c, length] = DecodeUtf8(text);
+        text.remove_prefix(length);
+        if (c < 0x10000)
+            out += static_cast<char16_t>(c);
+        else
+        {
+            out += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+            out += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+        }
+    }
+    return out;
+}
+
+const CodePage& CodePage::Get(unsigned number)
+{
+    static std::map<unsigned, std::unique_ptr<const CodePage>> pages;
+    auto& page = pages[number];
+    if (!page)
+        page.reset(new CodePage(number));
+    return *page;
+}
+
+CodePage::CodePage(unsigned number)
+{
+    if (number == 65001)
+        m_isUtf8 = true;
+    else
+        Fill(number);
+}
+
+void CodePage::Fill(unsigned number)
+{
+    Decoder decode{number};
+    m_bytes.assign(0x10000, 0);
+    for (unsigned byte = 0; byte < 256; ++byte)
+    {
+        char16_t unit = byte < 0x80 ? static_cast<char16_t>(byte) : decode(std::string(1, static_cast<char>(byte)));
+        if (unit == 0 && byte >= 0x80 && !HasDoubleBytes(number))
+            unit = static_cast<char16_t>(byte);
+        m_single[byte] = unit;
+        if (unit != 0)
+            m_bytes[unit] = static_cast<std::uint16_t>(byte);
+    }
+    if (!HasDoubleBytes(number))
+        return;
+
+    m_double.assign(0x10000, u'\0');
+    for (unsigned lead = 0x81; lead < 0xFF; ++lead)
+    {
+        if (m_single[lead] != 0)
+            continue;
+        for (unsigned trail = 0x40; trail < 0xFF; ++trail)
+        {
+            const char16_t unit = decode({static_cast<char>(lead), static_cast<char>(trail)});
+            if (unit == 0)
+                continue;
+            const auto code = static_cast<std::uint16_t>(lead << 8 | trail);
+            m_isLeadByte[lead] = true;
+            m_double[code] = unit;
+            if (m_bytes[unit] == 0)
+                m_bytes[unit] = code;
+        }
+    }
+}
+
+bool CodePage::IsLeadByte(unsigned char byte) const
+{
+    return m_isLeadByte[byte];
+}
+
+std::u16string CodePage::ToUtf16(std::string_view bytes) const
+{
+    if (m_isUtf8)
+        return Utf16(bytes);
+    std::u16string out;
+    out.reserve(bytes.size());
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+    {
+        const auto byte = static_cast<unsigned char>(bytes[i]);
+        if (m_isLeadByte[byte] && i + 1 < bytes.size())
+        {
+            const char16_t unit = m_double[static_cast<std::size_t>(byte << 8 | static_cast<unsigned char>(bytes[++i]))];
+            out += unit != 0 ? unit : u'?';
+            continue;
+        }
+        out += byte == 0 || m_single[byte] != 0 ? m_single[byte] : u'?';
+    }
+    return out;
+}
+
+std::string CodePage::FromUtf16(std::u16string_view text, bool* usedDefault) const
+{
+    if (m_isUtf8)
+        return Utf8(text);
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i)
+    {
+        const char16_t unit = text[i];
+        const std::uint16_t code = m_bytes[unit];
+        if (code == 0 && unit != 0)
+        {
+            out += '?';
+            if (usedDefault != nullptr)
+                *usedDefault = true;
+            // A character outside the basic plane is two units and one question mark for each.
+            continue;
+        }
+        if (code > 0xFF)
+            out += static_cast<char>(code >> 8);
+        out += static_cast<char>(code & 0xFF);
+    }
+    return out;
+}
+
+char16_t FoldCase(char16_t unit)
+{
+    if (unit < 0x80)
+        return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 0x20) : unit;
+    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const auto upper = static_cast<char32_t>(towupper_l(unit, unicode));
+    return upper < 0x10000 ? static_cast<char16_t>(upper) : unit;
+}
+
+std::string FoldCase(std::string_view utf8)
+{
+    bool isAscii = true;
+    for (const char c : utf8)
+        isAscii = isAscii && static_cast<unsigned char>(c) < 0x80;
+    if (isAscii)
+    {
+        std::string folded(utf8);
+        for (char& c : folded)
+            c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 0x20) : c;
+        return folded;
+    }
+    std::u16string units = Utf16(utf8);
+    for (char16_t& unit : units)
+        unit = FoldCase(unit);
+    return Utf8(units);
+}
+
+bool SameName(std::string_view left, std::string_view right)
+{
+    return FoldCase(left) == FoldCase(right);
+}
+
+} // namespace winsim

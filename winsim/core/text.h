@@ -1,0 +1,54 @@
+// Text on the simulated machine. The machine itself holds UTF-8; the calls take ANSI and UTF-16.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace winsim
+{
+
+// UTF-16 to UTF-8. A lone surrogate becomes the three bytes of its code point, so that nothing is lost.
+std::string Utf8(std::u16string_view text);
+
+// UTF-8 (with lone surrogates as Utf8 writes them) to UTF-16. A byte that fits nowhere becomes U+FFFD.
+std::u16string Utf16(std::string_view text);
+
+// What Windows does with text in an ANSI code page.
+class CodePage
+{
+public:
+    // The page of a number such as 1252 or 932. Throws std::invalid_argument for a page that the host's iconv
+    // does not know.
+    static const CodePage& Get(unsigned number);
+
+    // A byte that stands for nothing becomes the C1 control or the private character that Windows puts there,
+    // or the page's default character.
+    std::u16string ToUtf16(std::string_view bytes) const;
+
+    // A character that the page lacks becomes its best fit, or "?", and sets *usedDefault (when given).
+    std::string FromUtf16(std::u16string_view text, bool* usedDefault = nullptr) const;
+
+    // Whether a byte begins a character of two bytes.
+    bool IsLeadByte(unsigned char byte) const;
+
+private:
+    explicit CodePage(unsigned number);
+    void Fill(unsigned number);
+
+    bool m_isUtf8 = false;
+    bool m_isLeadByte[256] = {};
+    char16_t m_single[256] = {};
+    std::u16string m_double;          // 256 characters for each lead byte
+    std::basic_string<std::uint16_t> m_bytes; // for each UTF-16 unit: the byte, or lead byte << 8 | trail byte; 0 for none
+};
+
+// The order and identity of names on Windows: letters of either case are the same. Folds with Windows' own rule, one
+// UTF-16 unit at a time by its simple upper-case form.
+std::string FoldCase(std::string_view utf8);
+char16_t FoldCase(char16_t unit);
+
+// Whether two names are the same to Windows.
+bool SameName(std::string_view left, std::string_view right);
+
+} // namespace winsim

@@ -1,0 +1,94 @@
+// The runtime that a simulated program is linked with. A program's wide characters have 16 bits, which the host's own
+// wide functions do not know, and its standard-library streams belong to the simulated machine.
+#include "winsim/api/streams.h"
+
+#include "msvcrt.h"
+#include "winsim_types.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+extern "C" {
+
+std::size_t wcslen(const wchar_t* text)
+{
+    std::size_t length = 0;
+    while (text[length] != L'\0')
+        ++length;
+    return length;
+}
+
+int wmemcmp(const wchar_t* left, const wchar_t* right, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        if (left[i] != right[i])
+            return left[i] < right[i] ? -1 : 1;
+    }
+    return 0;
+}
+
+int wcscmp(const wchar_t* left, const wchar_t* right)
+{
+    while (*left != L'\0' && *left == *right)
+    {
+        ++left;
+        ++right;
+    }
+    return *left == *right ? 0 : (*left < *right ? -1 : 1);
+}
+
+wchar_t* wmemcpy(wchar_t* destination, const wchar_t* source, std::size_t count)
+{
+    return static_cast<wchar_t*>(std::memcpy(destination, source, count * sizeof(wchar_t)));
+}
+
+wchar_t* wmemmove(wchar_t* destination, const wchar_t* source, std::size_t count)
+{
+    return static_cast<wchar_t*>(std::memmove(destination, source, count * sizeof(wchar_t)));
+}
+
+wchar_t* wmemset(wchar_t* destination, wchar_t unit, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        destination[i] = unit;
+    return destination;
+}
+
+const wchar_t* wmemchr(const wchar_t* text, wchar_t unit, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        if (text[i] == unit)
+            return text + i;
+    }
+    return nullptr;
+}
+
+int fputs(const char* text, std::FILE* stream)
+{
+    return winsim_fputs(text, stream);
+}
+
+int fflush(std::FILE* stream)
+{
+    return winsim_fflush(stream);
+}
+
+int fclose(std::FILE* stream)
+{
+    return winsim_fclose(stream);
+}
+
+int printf(const char* format, ...)
+{
+    char text[1024];
+    va_list arguments;
+    va_start(arguments, format);
+    _vsnprintf_s(text, sizeof text, _TRUNCATE, format, arguments);
+    va_end(arguments);
+    return winsim_print(text);
+}
+
+} // extern "C"

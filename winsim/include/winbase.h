@@ -1,0 +1,76 @@
+// Processes, time, memory and environment, for the simulated machine.
+#pragma once
+
+#include "winsim_types.h"
+
+struct SYSTEMTIME
+{
+    WORD wYear;
+    WORD wMonth;
+    WORD wDayOfWeek;
+    WORD wDay;
+    WORD wHour;
+    WORD wMinute;
+    WORD wSecond;
+    WORD wMilliseconds;
+};
+using LPSYSTEMTIME = SYSTEMTIME*;
+
+struct TIME_ZONE_INFORMATION
+{
+    LONG Bias;
+    WCHAR StandardName[32];
+    SYSTEMTIME StandardDate;
+    LONG StandardBias;
+    WCHAR DaylightName[32];
+    SYSTEMTIME DaylightDate;
+    LONG DaylightBias;
+};
+using LPTIME_ZONE_INFORMATION = TIME_ZONE_INFORMATION*;
+
+inline constexpr DWORD TIME_ZONE_ID_UNKNOWN = 0;
+inline constexpr DWORD TIME_ZONE_ID_INVALID = 0xFFFFFFFF;
+inline constexpr DWORD INFINITE = 0xFFFFFFFF;
+inline constexpr UINT LMEM_FIXED = 0x0000;
+inline constexpr UINT LMEM_ZEROINIT = 0x0040;
+inline constexpr UINT LPTR = LMEM_FIXED | LMEM_ZEROINIT;
+
+// -1 as a handle. A pointer made from a number cannot be a constant, so this is a function behind a name.
+inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-1));
+
+extern "C" {
+int WINAPI WinMain(HINSTANCE hInstance, HINSTANCE hPrevInstance, LPSTR lpCmdLine, int nShowCmd);
+
+void WINAPI GetSystemTime(LPSYSTEMTIME lpSystemTime);
+DWORD WINAPI GetTimeZoneInformation(LPTIME_ZONE_INFORMATION lpTimeZoneInformation);
+DWORD WINAPI GetTickCount();
+void WINAPI Sleep(DWORD dwMilliseconds);
+
+HANDLE WINAPI GetCurrentProcess();
+DWORD WINAPI GetCurrentProcessId();
+DWORD WINAPI GetCurrentThreadId();
+LPWSTR WINAPI GetCommandLineW();
+BOOL WINAPI IsWow64Process(HANDLE hProcess, PBOOL Wow64Process);
+BOOL WINAPI CloseHandle(HANDLE hObject);
+BOOL WINAPI SetDllDirectoryW(LPCWSTR lpPathName);
+
+HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes);
+HLOCAL WINAPI LocalFree(HLOCAL hMem);
+
+DWORD WINAPI GetEnvironmentVariableA(LPCSTR lpName, LPSTR lpBuffer, DWORD nSize);
+
+HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName);
+BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwEventID, PVOID lpUserSid,
+                         WORD wNumStrings, DWORD dwDataSize, LPCWSTR* lpStrings, LPVOID lpRawData);
+BOOL WINAPI DeregisterEventSource(HANDLE hEventLog);
+}
+
+inline constexpr WORD EVENTLOG_SUCCESS = 0x0000;
+inline constexpr WORD EVENTLOG_ERROR_TYPE = 0x0001;
+inline constexpr WORD EVENTLOG_WARNING_TYPE = 0x0002;
+inline constexpr WORD EVENTLOG_INFORMATION_TYPE = 0x0004;
+
+inline void ZeroMemory(void* destination, SIZE_T length)
+{
+    __builtin_memset(destination, 0, length);
+}

@@ -1,0 +1,12 @@
+// The part of Windows' main header that the program uses, for the simulated machine. Calls, structures and
+// constants have Windows' names, layouts and values.
+#pragma once
+
+#include "winsim_types.h"
+
+#include "errhandlingapi.h"
+#include "msvcrt.h"
+#include "winbase.h"
+#include "winnls.h"
+#include "winreg.h"
+#include "winver.h"

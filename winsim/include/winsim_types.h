@@ -1,0 +1,130 @@
+// Windows' basic types and status values, for the simulated machine.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#define WINAPI
+#define STDAPICALLTYPE
+
+// A simulated program is compiled with a wchar_t of 16 bits, as on Windows; the simulated machine itself is not,
+// and calls the same 16 bits char16_t.
+#ifdef WINSIM_HOST
+using WCHAR = char16_t;
+#else
+using WCHAR = wchar_t;
+static_assert(sizeof(wchar_t) == 2, "compile with -fshort-wchar");
+#endif
+
+using BOOL = int;
+using BOOLEAN = unsigned char;
+using BYTE = unsigned char;
+using CHAR = char;
+using WORD = std::uint16_t;
+using USHORT = std::uint16_t;
+using SHORT = std::int16_t;
+using DWORD = std::uint32_t;
+using UINT = std::uint32_t;
+using INT = std::int32_t;
+using LONG = std::int32_t;
+using ULONG = std::uint32_t;
+using LONGLONG = std::int64_t;
+using ULONGLONG = std::uint64_t;
+using DWORDLONG = std::uint64_t;
+using DWORD_PTR = std::uintptr_t;
+using UINT_PTR = std::uintptr_t;
+using ULONG_PTR = std::uintptr_t;
+using LONG_PTR = std::intptr_t;
+using SIZE_T = std::size_t;
+using LSTATUS = LONG;
+using HRESULT = LONG;
+using NTSTATUS = LONG;
+using LANGID = WORD;
+using LCID = DWORD;
+using REGSAM = DWORD;
+using ACCESS_MASK = DWORD;
+
+using LPVOID = void*;
+using PVOID = void*;
+using LPCVOID = const void*;
+using LPSTR = char*;
+using PSTR = char*;
+using LPCSTR = const char*;
+using LPWSTR = WCHAR*;
+using PWSTR = WCHAR*;
+using LPCWSTR = const WCHAR*;
+using PCWSTR = const WCHAR*;
+using PBOOL = BOOL*;
+using LPBOOL = BOOL*;
+using LPBYTE = BYTE*;
+using LPDWORD = DWORD*;
+using PDWORD = DWORD*;
+using PULONG = ULONG*;
+
+using HANDLE = void*;
+using PHANDLE = HANDLE*;
+using HLOCAL = HANDLE;
+
+struct HKEY__;
+using HKEY = HKEY__*;
+using PHKEY = HKEY*;
+struct HINSTANCE__;
+using HINSTANCE = HINSTANCE__*;
+using HMODULE = HINSTANCE;
+struct HWND__;
+using HWND = HWND__*;
+
+struct FILETIME
+{
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+};
+using PFILETIME = FILETIME*;
+
+struct SECURITY_ATTRIBUTES
+{
+    DWORD nLength;
+    LPVOID lpSecurityDescriptor;
+    BOOL bInheritHandle;
+};
+using LPSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
+
+inline constexpr BOOL FALSE = 0;
+inline constexpr BOOL TRUE = 1;
+inline constexpr int MAX_PATH = 260;
+
+inline constexpr HRESULT S_OK = 0;
+inline constexpr HRESULT S_FALSE = 1;
+inline constexpr HRESULT E_FAIL = static_cast<HRESULT>(0x80004005);
+inline constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057);
+inline constexpr HRESULT E_OUTOFMEMORY = static_cast<HRESULT>(0x8007000E);
+
+constexpr bool SUCCEEDED(HRESULT result)
+{
+    return result >= 0;
+}
+
+constexpr bool FAILED(HRESULT result)
+{
+    return result < 0;
+}
+
+inline constexpr LONG ERROR_SUCCESS = 0;
+inline constexpr LONG ERROR_INVALID_FUNCTION = 1;
+inline constexpr LONG ERROR_FILE_NOT_FOUND = 2;
+inline constexpr LONG ERROR_PATH_NOT_FOUND = 3;
+inline constexpr LONG ERROR_ACCESS_DENIED = 5;
+inline constexpr LONG ERROR_INVALID_HANDLE = 6;
+inline constexpr LONG ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr LONG ERROR_SHARING_VIOLATION = 32;
+inline constexpr LONG ERROR_FILE_EXISTS = 80;
+inline constexpr LONG ERROR_INVALID_PARAMETER = 87;
+inline constexpr LONG ERROR_INSUFFICIENT_BUFFER = 122;
+inline constexpr LONG ERROR_INVALID_NAME = 123;
+inline constexpr LONG ERROR_BAD_PATHNAME = 161;
+inline constexpr LONG ERROR_ALREADY_EXISTS = 183;
+inline constexpr LONG ERROR_ENVVAR_NOT_FOUND = 203;
+inline constexpr LONG ERROR_FILENAME_EXCED_RANGE = 206;
+inline constexpr LONG ERROR_MORE_DATA = 234;
+inline constexpr LONG ERROR_NO_UNICODE_TRANSLATION = 1113;
+inline constexpr LONG ERROR_OLD_WIN_VERSION = 1150;
