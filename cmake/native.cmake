@@ -62,3 +62,31 @@ add_executable(kelo-rehearse ${REHEARSE_SOURCES})
 target_compile_options(kelo-rehearse PRIVATE ${KELO_WARNINGS})
 target_link_libraries(kelo-rehearse PRIVATE winsim CLI11::CLI11)
 add_dependencies(kelo-rehearse kelo_program)
+
+# ---- Tests --------------------------------------------------------------------------------------------------------
+
+# The program once more, with an entry through which tests call its single functions.
+file(GLOB TEST_CALL_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/unit/calls/*.cpp)
+add_library(kelo_test_program MODULE ${TEST_CALL_SOURCES})
+target_link_libraries(kelo_test_program PRIVATE kelo_objects)
+target_include_directories(kelo_test_program PRIVATE ${PROJECT_SOURCE_DIR})
+winsim_program(kelo_test_program)
+set_target_properties(kelo_test_program PROPERTIES OUTPUT_NAME KeloCustomActionTests)
+
+include(GoogleTest)
+add_library(test_support STATIC tests/support/simulated_run.cpp)
+target_link_libraries(test_support PUBLIC winsim GTest::gmock GTest::gtest_main)
+target_compile_options(test_support PRIVATE ${KELO_WARNINGS})
+
+# A group of native tests: every source of its folder.
+function(native_tests group)
+    file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${group}/*.cpp)
+    add_executable(${group}_tests ${sources})
+    target_link_libraries(${group}_tests PRIVATE test_support)
+    target_compile_options(${group}_tests PRIVATE ${KELO_WARNINGS})
+    target_precompile_headers(${group}_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
+    add_dependencies(${group}_tests kelo_test_program)
+    gtest_discover_tests(${group}_tests TEST_PREFIX ${group}. PROPERTIES LABELS ${group} DISCOVERY_MODE PRE_TEST)
+endfunction()
+
+native_tests(unit)

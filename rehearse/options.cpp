@@ -47,8 +47,9 @@ ParsedOptions ParseOptions(int argc, char** argv)
     app.add_option("MACHINE.json", options.machinePath, "The machine's description")->required();
     app.add_flag("--json", options.isJson,
                  "Print one JSON object: exitCode, log, stdout, events, calls, changes, clockMs");
-    app.add_flag("--trace{calls}", trace,
-                 "Show every Windows call, with arguments and result; --trace=all shows text conversions and memory too")
+    app.add_flag(
+           "--trace{calls}", trace,
+           "Show every Windows call, with arguments and result; --trace=all shows text conversions and memory too")
         ->check(CLI::IsMember({"calls", "all"}));
     app.add_option("--save", options.savePath, "Write the machine as it is afterwards, ready for the next rehearsal")
         ->type_name("OUT.json");

@@ -1,7 +1,7 @@
 // Tells what a rehearsal did.
 #include "rehearse/report.h"
 
-#include "winsim/core/text.h"
+#include "winsim/core/install_log.h"
 
 #include <fmt/format.h>
 
@@ -12,23 +12,6 @@ using winsim::Change;
 using winsim::Json;
 using winsim::Machine;
 using winsim::Outcome;
-
-constexpr char kLogFile[] = "\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt";
-
-std::string LogContent(const Machine& machine)
-{
-    const std::string* folder = machine.folders.Find("commonAppData");
-    const winsim::File* file = folder == nullptr ? nullptr : machine.files.Find(*folder + kLogFile);
-    if (file == nullptr)
-        return {};
-    return winsim::Utf8(winsim::CodePage::Get(machine.windows.codePage).ToUtf16(file->content));
-}
-
-bool IsLogFile(const std::string& path)
-{
-    const std::string folded = winsim::FoldCase(path);
-    return folded.ends_with(winsim::FoldCase(kLogFile));
-}
 
 // One item of a change in a few words: a long text is only counted.
 std::string Brief(const Json& value)
@@ -61,7 +44,7 @@ Json OnlyDifferent(const Json& value, const Json& other)
 std::string DescribeChange(const Change& change)
 {
     std::string line = fmt::format("  {:<8} {}", change.kind, change.item);
-    if (change.area == "files" && IsLogFile(change.item))
+    if (change.area == "files" && winsim::IsInstallLog(change.item))
         return line + "  (the log above)";
     if (change.kind == "changed")
         return fmt::format("{}  {} -> {}", line, Brief(OnlyDifferent(change.before, change.after)),
@@ -102,34 +85,13 @@ void AppendSection(std::string& report, const char* title, const std::vector<Ite
 
 } // namespace
 
-std::vector<std::string> LogOf(const Machine& before, const Machine& after)
-{
-    const std::string old = LogContent(before);
-    std::string added = LogContent(after);
-    if (added.starts_with(old))
-        added.erase(0, old.size());
-    std::vector<std::string> lines;
-    for (std::size_t start = 0; start < added.size();)
-    {
-        std::size_t end = added.find('\n', start);
-        if (end == std::string::npos)
-            end = added.size();
-        std::string line = added.substr(start, end - start);
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        lines.push_back(std::move(line));
-        start = end + 1;
-    }
-    return lines;
-}
-
 std::string TextReport(const Options& options, const Machine& before, const Outcome& outcome)
 {
     std::vector<std::string> words{before.process.path};
     words.insert(words.end(), options.arguments.begin(), options.arguments.end());
-    std::string report = fmt::format("Machine: {} (Windows {}.{}, {})\nCommand: {}\n", before.title,
-                                     before.windows.major, before.windows.minor, options.machinePath,
-                                     winsim::JoinCommandLine(words));
+    std::string report =
+        fmt::format("Machine: {} (Windows {}.{}, {})\nCommand: {}\n", before.title, before.windows.major,
+                    before.windows.minor, options.machinePath, winsim::JoinCommandLine(words));
 
     if (options.trace != Trace::None)
     {
@@ -141,7 +103,8 @@ std::string TextReport(const Options& options, const Machine& before, const Outc
         }
         AppendSection(report, "Calls", shown, &DescribeCall);
     }
-    AppendSection(report, "Log", LogOf(before, outcome.machine), [](const std::string& line) { return "  " + line; });
+    AppendSection(report, "Log", winsim::LogLines(before, outcome.machine),
+                  [](const std::string& line) { return "  " + line; });
 
     const std::vector<Change> changes = Compare(before, outcome.machine);
     report += fmt::format("\nChanged on the machine:{}\n", changes.empty() ? " nothing" : "");
@@ -175,7 +138,7 @@ Json JsonReport(const Machine& before, const Outcome& outcome)
     for (std::size_t i = before.events.entries.size(); i < entries.size(); ++i)
         events.push_back(entries[i]);
     return {{"exitCode", outcome.exitCode},
-            {"log", LogOf(before, outcome.machine)},
+            {"log", winsim::LogLines(before, outcome.machine)},
             {"stdout", outcome.standardOutput},
             {"events", events},
             {"calls", calls},

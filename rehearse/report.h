@@ -5,10 +5,6 @@
 #include "winsim/core/program.h"
 
 #include <string>
-#include <vector>
-
-// The lines that a run added to the install log (UTF-8).
-std::vector<std::string> LogOf(const winsim::Machine& before, const winsim::Machine& after);
 
 // The report for people: the machine, the command, the log, what changed, the waiting and the exit code.
 std::string TextReport(const Options& options, const winsim::Machine& before, const winsim::Outcome& outcome);

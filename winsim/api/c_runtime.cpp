@@ -99,8 +99,7 @@ std::optional<std::string> Format(const char* format, va_list arguments)
                 break;
             }
             [[fallthrough]];
-        case 'S':
-        {
+        case 'S': {
             const char16_t* wide = va_arg(left, const char16_t*);
             const auto narrow = InCLocale(wide != nullptr ? wide : u"(null)");
             if (!narrow)

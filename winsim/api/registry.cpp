@@ -268,7 +268,8 @@ LSTATUS WINAPI RegDeleteValueA(HKEY hKey, LPCSTR lpValueName)
 {
     Call call{"RegDeleteValueA"};
     call.In("hKey", hKey).In("lpValueName", lpValueName);
-    return DeleteValue(call, hKey, lpValueName == nullptr ? std::string() : Simulation::Current().FromAnsi(lpValueName));
+    return DeleteValue(call, hKey,
+                       lpValueName == nullptr ? std::string() : Simulation::Current().FromAnsi(lpValueName));
 }
 
 LSTATUS WINAPI RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName)

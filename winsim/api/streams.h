@@ -4,9 +4,10 @@
 
 #include <cstdio>
 
-extern "C" {
-int winsim_fputs(const char* text, std::FILE* stream);
-int winsim_fflush(std::FILE* stream);
-int winsim_fclose(std::FILE* stream);
-int winsim_print(const char* text); // to standard output
+extern "C"
+{
+    int winsim_fputs(const char* text, std::FILE* stream);
+    int winsim_fflush(std::FILE* stream);
+    int winsim_fclose(std::FILE* stream);
+    int winsim_print(const char* text); // to standard output
 }

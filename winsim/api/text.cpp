@@ -1,7 +1,7 @@
 // Conversions between ANSI and UTF-16.
+#include "winsim/core/text.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
 
 #include "winnls.h"
 
@@ -62,9 +62,8 @@ int WINAPI WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCharS
         return call.Fail(0, *fault);
     if (lpWideCharStr == nullptr || cchWideChar == 0 || cbMultiByte < 0 || lpDefaultChar != nullptr)
         return call.Fail(0, ERROR_INVALID_PARAMETER);
-    const std::u16string text = cchWideChar < 0
-                                    ? std::u16string(lpWideCharStr) + u'\0'
-                                    : std::u16string(lpWideCharStr, static_cast<std::size_t>(cchWideChar));
+    const std::u16string text = cchWideChar < 0 ? std::u16string(lpWideCharStr) + u'\0'
+                                                : std::u16string(lpWideCharStr, static_cast<std::size_t>(cchWideChar));
     if (call.IsRecording())
         call.In("lpWideCharStr", winsim::Utf8(text.substr(0, text.find(u'\0'))));
     bool usedDefault = false;

@@ -24,14 +24,10 @@ SYSTEMTIME SystemTimeOf(std::int64_t utcMs)
     const year_month_day date{day};
     const hh_mm_ss clock{time - day};
     const auto word = [](auto value) { return static_cast<WORD>(value); };
-    return {word(static_cast<int>(date.year())),
-            word(static_cast<unsigned>(date.month())),
-            word(weekday{day}.c_encoding()),
-            word(static_cast<unsigned>(date.day())),
-            word(clock.hours().count()),
-            word(clock.minutes().count()),
-            word(clock.seconds().count()),
-            word(clock.subseconds().count())};
+    return {word(static_cast<int>(date.year())), word(static_cast<unsigned>(date.month())),
+            word(weekday{day}.c_encoding()),     word(static_cast<unsigned>(date.day())),
+            word(clock.hours().count()),         word(clock.minutes().count()),
+            word(clock.seconds().count()),       word(clock.subseconds().count())};
 }
 
 } // namespace

@@ -15,10 +15,10 @@ struct File
 {
     std::string path; // as it was created
     bool isDirectory = false;
-    std::string content;                // what it holds, byte for byte
-    std::optional<std::uint64_t> size;  // described without its content
-    std::uint32_t attributes = 0;       // beyond "directory"; 0 stands for an ordinary file
-    bool isDenied = false;              // may not be opened, written, deleted or, for a directory, added to
+    std::string content;               // what it holds, byte for byte
+    std::optional<std::uint64_t> size; // described without its content
+    std::uint32_t attributes = 0;      // beyond "directory"; 0 stands for an ordinary file
+    bool isDenied = false;             // may not be opened, written, deleted or, for a directory, added to
 
     bool operator==(const File&) const = default;
 };

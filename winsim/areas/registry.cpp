@@ -1,9 +1,9 @@
 // Keeps the keys and values of a simulated registry, and their JSON form.
 #include "winsim/areas/registry.h"
 
+#include "winreg.h"
 #include "winsim/core/text.h"
 #include "winsim_types.h"
-#include "winreg.h"
 
 #include <fmt/format.h>
 
@@ -20,8 +20,9 @@ struct TypeName
 };
 
 constexpr TypeName kTypeNames[] = {
-    {REG_NONE, "REG_NONE"},   {REG_SZ, "REG_SZ"},           {REG_EXPAND_SZ, "REG_EXPAND_SZ"}, {REG_BINARY, "REG_BINARY"},
-    {REG_DWORD, "REG_DWORD"}, {REG_MULTI_SZ, "REG_MULTI_SZ"}, {REG_QWORD, "REG_QWORD"},
+    {REG_NONE, "REG_NONE"},     {REG_SZ, "REG_SZ"},       {REG_EXPAND_SZ, "REG_EXPAND_SZ"},
+    {REG_BINARY, "REG_BINARY"}, {REG_DWORD, "REG_DWORD"}, {REG_MULTI_SZ, "REG_MULTI_SZ"},
+    {REG_QWORD, "REG_QWORD"},
 };
 
 constexpr const char* kRoots[] = {"HKLM", "HKCU", "HKCR", "HKU"};
@@ -44,8 +45,8 @@ std::optional<std::string> TextOfBytes(const std::string& bytes)
         return std::nullopt;
     std::u16string units;
     for (std::size_t i = 0; i < bytes.size(); i += 2)
-        units += static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) |
-                                       static_cast<unsigned char>(bytes[i + 1]) << 8);
+        units +=
+            static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) | static_cast<unsigned char>(bytes[i + 1]) << 8);
     if (units.find(u'\0') != units.size() - 1)
         return std::nullopt;
     units.pop_back();
@@ -124,8 +125,7 @@ RegistryValue ValueOf(const std::string& name, const Reader& reader)
         reader.Fail("no type");
     object.With("hex", [&](const Reader& member) { value.bytes = BytesOfHex(member); });
     object.With("text", [&](const Reader& member) { value.bytes = BytesOfText(member.Text()); });
-    object.With("number",
-                [&](const Reader& member) { value.bytes = BytesOfDword(member.As<std::uint32_t>()); });
+    object.With("number", [&](const Reader& member) { value.bytes = BytesOfDword(member.As<std::uint32_t>()); });
     object.Done();
     return value;
 }

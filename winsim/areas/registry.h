@@ -24,7 +24,7 @@ struct RegistryValue
 
 struct RegistryKey
 {
-    std::string path; // as it was created, such as "HKLM\SOFTWARE\Microsoft"
+    std::string path;                            // as it was created, such as "HKLM\SOFTWARE\Microsoft"
     std::map<std::string, RegistryValue> values; // by folded name
     std::uint32_t deniedAccess = 0;              // an open that asks for any of these rights is refused
 

@@ -26,7 +26,8 @@ std::int64_t ParseUtc(const Reader& reader)
     const int fields = std::sscanf(text.c_str(), "%4d-%2u-%2uT%2u:%2u:%2u.%3uZ%n", &year, &month, &day, &hour, &minute,
                                    &second, &ms, &end);
     const std::chrono::year_month_day date{std::chrono::year{year}, std::chrono::month{month}, std::chrono::day{day}};
-    if (fields != 7 || static_cast<std::size_t>(end) != text.size() || !date.ok() || hour > 23 || minute > 59 || second > 59)
+    if (fields != 7 || static_cast<std::size_t>(end) != text.size() || !date.ok() || hour > 23 || minute > 59 ||
+        second > 59)
         reader.Fail("not a time such as 2013-05-07T14:03:09.042Z");
     const UtcTime time = std::chrono::sys_days{date} + std::chrono::hours{hour} + std::chrono::minutes{minute} +
                          std::chrono::seconds{second} + Milliseconds{ms};

@@ -27,7 +27,8 @@ std::int64_t Reader::Integer(std::int64_t least, std::int64_t most) const
 {
     if (!m_value.is_number_integer())
         Fail("not a number");
-    const bool tooLarge = m_value.is_number_unsigned() && m_value.get<std::uint64_t>() > static_cast<std::uint64_t>(most);
+    const bool tooLarge =
+        m_value.is_number_unsigned() && m_value.get<std::uint64_t>() > static_cast<std::uint64_t>(most);
     if (tooLarge || m_value.get<std::int64_t>() < least || m_value.get<std::int64_t>() > most)
         Fail("not a number from " + std::to_string(least) + " to " + std::to_string(most));
     return m_value.get<std::int64_t>();

@@ -37,10 +37,10 @@ public:
     Number As() const
     {
         static_assert(std::is_integral_v<Number>);
-        return static_cast<Number>(
-            Integer(std::numeric_limits<Number>::min(), std::is_same_v<Number, std::uint64_t>
-                                                            ? std::numeric_limits<std::int64_t>::max()
-                                                            : static_cast<std::int64_t>(std::numeric_limits<Number>::max())));
+        return static_cast<Number>(Integer(std::numeric_limits<Number>::min(),
+                                           std::is_same_v<Number, std::uint64_t>
+                                               ? std::numeric_limits<std::int64_t>::max()
+                                               : static_cast<std::int64_t>(std::numeric_limits<Number>::max())));
     }
 
     // Calls use(name, Reader) for each member of an object, and use(Reader) for each element of a list.
@@ -83,7 +83,7 @@ public:
     bool Read(const std::string& name, std::string& variable);
     bool Read(const std::string& name, bool& variable);
     template <typename Number>
-        requires std::is_integral_v<Number>
+    requires std::is_integral_v<Number>
     bool Read(const std::string& name, Number& variable)
     {
         return With(name, [&](const Reader& member) { variable = member.As<Number>(); });

@@ -29,12 +29,8 @@ std::optional<std::uint32_t> PlannedFault(const Gate& gate, std::string_view nam
 
 Json ToJson(const CallRecord& record)
 {
-    return {{"call", record.name},
-            {"in", record.in},
-            {"result", record.result},
-            {"out", record.out},
-            {"error", record.error},
-            {"clockMs", record.clockMs}};
+    return {{"call", record.name}, {"in", record.in},       {"result", record.result},
+            {"out", record.out},   {"error", record.error}, {"clockMs", record.clockMs}};
 }
 
 Fault ParseFault(const std::string& text)

@@ -13,8 +13,8 @@
 namespace winsim
 {
 
-// Everything that a process opens, allocates or loads is an entry here until it gives it back. Closing twice, using what
-// was closed or never was a handle, and keeping something to the end are violations.
+// Everything that a process opens, allocates or loads is an entry here until it gives it back. Closing twice, using
+// what was closed or never was a handle, and keeping something to the end are violations.
 class HandleTable
 {
 public:

@@ -40,11 +40,8 @@ private:
     void* m_handle;
 };
 
-int RunImage(const std::string& path)
-{
-    const Image image{path};
-    return image.Find<int(HINSTANCE, HINSTANCE, LPSTR, int)>("WinMain")(nullptr, nullptr, nullptr, 0);
-}
+// What a test image shows beside the program's own entries.
+using TestCallEntry = bool(const std::string& name, const std::vector<std::string>& arguments, std::string& result);
 
 } // namespace
 
@@ -76,7 +73,8 @@ std::string JoinCommandLine(const std::vector<std::string>& words)
     return line;
 }
 
-Outcome Program::Run(const Machine& machine, const RunOptions& options) const
+template <typename Entry>
+Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Entry entry) const
 {
     Simulation simulation{machine};
     simulation.gate.isRecording = options.recordCalls;
@@ -88,7 +86,12 @@ Outcome Program::Run(const Machine& machine, const RunOptions& options) const
     simulation.commandLine = Utf16(JoinCommandLine(words));
 
     Outcome outcome;
-    outcome.exitCode = RunImage(m_path);
+    {
+        const Image image{m_path};
+        outcome.bodyBegin = simulation.gate.records.size();
+        outcome.exitCode = entry(image);
+        outcome.bodyEnd = simulation.gate.records.size();
+    }
     if (simulation.comApartments != 0)
         simulation.handles.NoteViolation("COM apartments entered and left do not match");
     outcome.violations = simulation.handles.Violations();
@@ -99,6 +102,23 @@ Outcome Program::Run(const Machine& machine, const RunOptions& options) const
     outcome.clockMs = simulation.ClockMs();
     outcome.isEndless = simulation.IsEnded();
     return outcome;
+}
+
+Outcome Program::Run(const Machine& machine, const RunOptions& options) const
+{
+    return RunEntry(machine, options, [](const Image& image) {
+        return image.Find<int(HINSTANCE, HINSTANCE, LPSTR, int)>("WinMain")(nullptr, nullptr, nullptr, 0);
+    });
+}
+
+Outcome Program::Call(const Machine& machine, const RunOptions& options, const std::string& name,
+                      const std::vector<std::string>& arguments, std::string& result) const
+{
+    return RunEntry(machine, options, [&](const Image& image) {
+        if (!image.Find<TestCallEntry>("WinsimTestCall")(name, arguments, result))
+            throw std::runtime_error("the program has no test call " + name);
+        return 0;
+    });
 }
 
 } // namespace winsim

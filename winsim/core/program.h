@@ -26,6 +26,8 @@ struct Outcome
     Machine machine; // afterwards
     std::string standardOutput;
     std::vector<CallRecord> calls;
+    std::size_t bodyBegin = 0; // where in `calls` static initialisation ends and the entry begins
+    std::size_t bodyEnd = 0;   // where the entry ends and static destruction begins
     std::map<std::string, unsigned, std::less<>> callCounts;
     std::vector<std::string> violations; // handles and memory treated wrongly
     std::uint64_t clockMs = 0;           // how long it took
@@ -44,7 +46,16 @@ public:
     // std::runtime_error when the shared object cannot be loaded.
     Outcome Run(const Machine& machine, const RunOptions& options) const;
 
+    // Starts a process of the program's image that, instead of the program's own entry, makes one of the calls that a
+    // test image offers: function `name` with `arguments` (UTF-8). The text of its result comes back in `result`.
+    // Throws std::runtime_error also when the image offers no such call.
+    Outcome Call(const Machine& machine, const RunOptions& options, const std::string& name,
+                 const std::vector<std::string>& arguments, std::string& result) const;
+
 private:
+    template <typename Entry>
+    Outcome RunEntry(const Machine& machine, const RunOptions& options, Entry entry) const;
+
     std::string m_path;
 };
 

@@ -1,10 +1,10 @@
 // Holds the state of the simulated process that is running.
 #include "winsim/core/simulation.h"
 
-#include "winsim/core/text.h"
-#include "winsim_types.h"
 #include "winbase.h"
 #include "winreg.h"
+#include "winsim/core/text.h"
+#include "winsim_types.h"
 
 #include <stdexcept>
 

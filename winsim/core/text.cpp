@@ -228,7 +228,8 @@ std::u16string CodePage::ToUtf16(std::string_view bytes) const
         const auto byte = static_cast<unsigned char>(bytes[i]);
         if (m_isLeadByte[byte] && i + 1 < bytes.size())
         {
-            const char16_t unit = m_double[static_cast<std::size_t>(byte << 8 | static_cast<unsigned char>(bytes[++i]))];
+            const char16_t unit =
+                m_double[static_cast<std::size_t>(byte << 8 | static_cast<unsigned char>(bytes[++i]))];
             out += unit != 0 ? unit : u'?';
             continue;
         }

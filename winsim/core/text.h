@@ -39,8 +39,9 @@ private:
     bool m_isUtf8 = false;
     bool m_isLeadByte[256] = {};
     char16_t m_single[256] = {};
-    std::u16string m_double;          // 256 characters for each lead byte
-    std::basic_string<std::uint16_t> m_bytes; // for each UTF-16 unit: the byte, or lead byte << 8 | trail byte; 0 for none
+    std::u16string m_double; // 256 characters for each lead byte
+    std::basic_string<std::uint16_t>
+        m_bytes; // for each UTF-16 unit: the byte, or lead byte << 8 | trail byte; 0 for none
 };
 
 // The order and identity of names on Windows: letters of either case are the same. Folds with Windows' own rule, one

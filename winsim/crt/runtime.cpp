@@ -9,86 +9,87 @@
 #include <cstdio>
 #include <cstring>
 
-extern "C" {
-
-std::size_t wcslen(const wchar_t* text)
+extern "C"
 {
-    std::size_t length = 0;
-    while (text[length] != L'\0')
-        ++length;
-    return length;
-}
 
-int wmemcmp(const wchar_t* left, const wchar_t* right, std::size_t count)
-{
-    for (std::size_t i = 0; i < count; ++i)
+    std::size_t wcslen(const wchar_t* text)
     {
-        if (left[i] != right[i])
-            return left[i] < right[i] ? -1 : 1;
+        std::size_t length = 0;
+        while (text[length] != L'\0')
+            ++length;
+        return length;
     }
-    return 0;
-}
 
-int wcscmp(const wchar_t* left, const wchar_t* right)
-{
-    while (*left != L'\0' && *left == *right)
+    int wmemcmp(const wchar_t* left, const wchar_t* right, std::size_t count)
     {
-        ++left;
-        ++right;
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            if (left[i] != right[i])
+                return left[i] < right[i] ? -1 : 1;
+        }
+        return 0;
     }
-    return *left == *right ? 0 : (*left < *right ? -1 : 1);
-}
 
-wchar_t* wmemcpy(wchar_t* destination, const wchar_t* source, std::size_t count)
-{
-    return static_cast<wchar_t*>(std::memcpy(destination, source, count * sizeof(wchar_t)));
-}
-
-wchar_t* wmemmove(wchar_t* destination, const wchar_t* source, std::size_t count)
-{
-    return static_cast<wchar_t*>(std::memmove(destination, source, count * sizeof(wchar_t)));
-}
-
-wchar_t* wmemset(wchar_t* destination, wchar_t unit, std::size_t count)
-{
-    for (std::size_t i = 0; i < count; ++i)
-        destination[i] = unit;
-    return destination;
-}
-
-const wchar_t* wmemchr(const wchar_t* text, wchar_t unit, std::size_t count)
-{
-    for (std::size_t i = 0; i < count; ++i)
+    int wcscmp(const wchar_t* left, const wchar_t* right)
     {
-        if (text[i] == unit)
-            return text + i;
+        while (*left != L'\0' && *left == *right)
+        {
+            ++left;
+            ++right;
+        }
+        return *left == *right ? 0 : (*left < *right ? -1 : 1);
     }
-    return nullptr;
-}
 
-int fputs(const char* text, std::FILE* stream)
-{
-    return winsim_fputs(text, stream);
-}
+    wchar_t* wmemcpy(wchar_t* destination, const wchar_t* source, std::size_t count)
+    {
+        return static_cast<wchar_t*>(std::memcpy(destination, source, count * sizeof(wchar_t)));
+    }
 
-int fflush(std::FILE* stream)
-{
-    return winsim_fflush(stream);
-}
+    wchar_t* wmemmove(wchar_t* destination, const wchar_t* source, std::size_t count)
+    {
+        return static_cast<wchar_t*>(std::memmove(destination, source, count * sizeof(wchar_t)));
+    }
 
-int fclose(std::FILE* stream)
-{
-    return winsim_fclose(stream);
-}
+    wchar_t* wmemset(wchar_t* destination, wchar_t unit, std::size_t count)
+    {
+        for (std::size_t i = 0; i < count; ++i)
+            destination[i] = unit;
+        return destination;
+    }
 
-int printf(const char* format, ...)
-{
-    char text[1024];
-    va_list arguments;
-    va_start(arguments, format);
-    _vsnprintf_s(text, sizeof text, _TRUNCATE, format, arguments);
-    va_end(arguments);
-    return winsim_print(text);
-}
+    const wchar_t* wmemchr(const wchar_t* text, wchar_t unit, std::size_t count)
+    {
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            if (text[i] == unit)
+                return text + i;
+        }
+        return nullptr;
+    }
+
+    int fputs(const char* text, std::FILE* stream)
+    {
+        return winsim_fputs(text, stream);
+    }
+
+    int fflush(std::FILE* stream)
+    {
+        return winsim_fflush(stream);
+    }
+
+    int fclose(std::FILE* stream)
+    {
+        return winsim_fclose(stream);
+    }
+
+    int printf(const char* format, ...)
+    {
+        char text[1024];
+        va_list arguments;
+        va_start(arguments, format);
+        _vsnprintf_s(text, sizeof text, _TRUNCATE, format, arguments);
+        va_end(arguments);
+        return winsim_print(text);
+    }
 
 } // extern "C"

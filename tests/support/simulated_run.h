@@ -1,0 +1,40 @@
+// Running the program, or one of its functions, on a described machine inside a test.
+#pragma once
+
+#include "winsim/core/program.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// What a test looks at. A violation of handle or memory rules fails the test that ran it.
+struct SimulatedRun
+{
+    std::string result;              // of a function, as text
+    int exitCode = 0;                // of the program
+    std::vector<std::string> log;    // the messages it logged, without their headers
+    std::vector<std::string> script; // every call with arguments and result, and every message, in order
+    winsim::Machine before;
+    winsim::Outcome outcome;
+
+    const winsim::Machine& After() const { return outcome.machine; }
+};
+
+struct SimulatedRunOptions
+{
+    std::vector<std::string> faults; // CALL[#N]=ERROR
+    std::uint64_t clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000;
+    bool mayBeEndless = false; // a run that waits for ever fails the test otherwise
+};
+
+// A machine from the text of a description, such as R"({"windows": {"version": "6.1"}})".
+winsim::Machine MachineOf(std::string_view description);
+
+// Runs the program from start to end with the given arguments.
+SimulatedRun RunProgram(const winsim::Machine& machine, const std::vector<std::string>& arguments,
+                        const SimulatedRunOptions& options = {});
+
+// Calls one function in a process of its own. Its script leaves out what happens before and after the call.
+SimulatedRun CallFunction(const winsim::Machine& machine, const std::string& name,
+                          const std::vector<std::string>& arguments = {}, const SimulatedRunOptions& options = {});

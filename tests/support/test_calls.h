@@ -1,0 +1,63 @@
+// How a test image offers the program's single functions to tests. Compiled into the image, beside the program.
+#pragma once
+
+#include "winsim/core/text.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+// The arguments of one call, as UTF-8.
+class CallArguments
+{
+public:
+    explicit CallArguments(const std::vector<std::string>& texts) : m_texts(texts) {}
+
+    std::size_t Count() const { return m_texts.size(); }
+    const std::string& Text(std::size_t index) const { return m_texts.at(index); }
+
+    // The text, or null for the text "(null)".
+    const char* TextOrNull(std::size_t index) const
+    {
+        return m_texts.at(index) == "(null)" ? nullptr : m_texts[index].c_str();
+    }
+    std::wstring Wide(std::size_t index) const
+    {
+        const std::u16string units = winsim::Utf16(m_texts.at(index));
+        return {units.begin(), units.end()};
+    }
+    int Number(std::size_t index) const { return std::stoi(m_texts.at(index), nullptr, 0); }
+    bool Flag(std::size_t index) const { return m_texts.at(index) == "true"; }
+
+private:
+    const std::vector<std::string>& m_texts;
+};
+
+// Results as texts.
+inline std::string ResultText(bool value)
+{
+    return value ? "true" : "false";
+}
+inline std::string ResultText(int value)
+{
+    return std::to_string(value);
+}
+inline std::string ResultText(unsigned value)
+{
+    return std::to_string(value);
+}
+inline std::string ResultText(const std::string& value)
+{
+    return value;
+}
+inline std::string ResultText(const std::wstring& value)
+{
+    return winsim::Utf8(std::u16string(value.begin(), value.end()));
+}
+
+// One function of the program that tests may call.
+struct TestCall
+{
+    const char* name;
+    std::string (*make)(const CallArguments& arguments);
+};

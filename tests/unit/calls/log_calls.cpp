@@ -1,0 +1,66 @@
+// The log module's functions, for tests.
+#include "log/install_log.h"
+#include "log/platform_event.h"
+#include "tests/unit/calls/modules.h"
+
+#include <cstdarg>
+
+namespace
+{
+
+bool WriteIndented(InstallLog& log, int indent, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const bool written = log.Write(format, arguments, indent);
+    va_end(arguments);
+    return written;
+}
+
+constexpr TestCall kCalls[] = {
+    // A message of the given text, on a log object of its own.
+    {"WriteLog",
+     [](const CallArguments& a) {
+         InstallLog log{kInstallLogFileName};
+         return ResultText(WriteLog(log, "%s", a.Text(0).c_str()));
+     }},
+    // Two objects log in turn.
+    {"WriteLogAlternately",
+     [](const CallArguments& a) {
+         InstallLog first{kInstallLogFileName};
+         InstallLog second{kInstallLogFileName};
+         for (std::size_t i = 0; i < a.Count(); ++i)
+             WriteLog(i % 2 == 0 ? first : second, "%s", a.Text(i).c_str());
+         return std::string();
+     }},
+    {"WriteIndented",
+     [](const CallArguments& a) {
+         InstallLog log{kInstallLogFileName};
+         return ResultText(WriteIndented(log, a.Number(0), "%s", a.Text(1).c_str()));
+     }},
+    // A line on an object that was opened and closed again.
+    {"WriteAfterClose",
+     [](const CallArguments& a) {
+         InstallLog log{kInstallLogFileName};
+         log.Close();
+         return ResultText(WriteLog(log, "%s", a.Text(0).c_str()));
+     }},
+    {"WriteEachConversion",
+     [](const CallArguments&) {
+         InstallLog log{kInstallLogFileName};
+         return ResultText(WriteLog(log, "%s|%S|%d|%u|%x|%X|0x%08x|%%", "narrow", L"wide", -1, 4294967295u, 0xBEEFu,
+                                    0xBEEFu, 0xC0000035u));
+     }},
+    {"ReportPlatformEvent",
+     [](const CallArguments& a) {
+         return ResultText(
+             ReportPlatformEvent(a.Wide(0).c_str(), static_cast<DWORD>(a.Number(1)), static_cast<WORD>(a.Number(2))));
+     }},
+};
+
+} // namespace
+
+std::span<const TestCall> LogCalls()
+{
+    return kCalls;
+}

@@ -1,0 +1,11 @@
+// The functions that each module of the program offers to tests.
+#pragma once
+
+#include "tests/support/test_calls.h"
+
+#include <span>
+
+std::span<const TestCall> EntryCalls();
+std::span<const TestCall> LogCalls();
+std::span<const TestCall> PlatformCalls();
+std::span<const TestCall> SmartcardCalls();

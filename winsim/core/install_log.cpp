@@ -1,0 +1,57 @@
+// Reads the program's install log off a simulated machine.
+#include "winsim/core/install_log.h"
+
+#include "winsim/core/text.h"
+
+namespace winsim
+{
+
+namespace
+{
+
+constexpr char kLogFile[] = "\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt";
+
+std::string LogContent(const Machine& machine)
+{
+    const std::string* folder = machine.folders.Find("commonAppData");
+    const File* file = folder == nullptr ? nullptr : machine.files.Find(*folder + kLogFile);
+    if (file == nullptr)
+        return {};
+    return Utf8(CodePage::Get(machine.windows.codePage).ToUtf16(file->content));
+}
+
+} // namespace
+
+std::vector<std::string> LogLines(const Machine& before, const Machine& after)
+{
+    const std::string old = LogContent(before);
+    std::string added = LogContent(after);
+    if (added.starts_with(old))
+        added.erase(0, old.size());
+    std::vector<std::string> lines;
+    for (std::size_t start = 0; start < added.size();)
+    {
+        std::size_t end = added.find('\n', start);
+        if (end == std::string::npos)
+            end = added.size();
+        std::string line = added.substr(start, end - start);
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        lines.push_back(std::move(line));
+        start = end + 1;
+    }
+    return lines;
+}
+
+std::string MessageOf(const std::string& logLine)
+{
+    const std::size_t headerEnd = logLine.find("] ");
+    return headerEnd == std::string::npos ? logLine : logLine.substr(headerEnd + 2);
+}
+
+bool IsInstallLog(const std::string& path)
+{
+    return FoldCase(path).ends_with(FoldCase(kLogFile));
+}
+
+} // namespace winsim
