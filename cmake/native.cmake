@@ -90,3 +90,5 @@ function(native_tests group)
 endfunction()
 
 native_tests(unit)
+
+include(cmake/conformance.cmake)
