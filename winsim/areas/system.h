@@ -22,6 +22,7 @@ struct WindowsInfo
     bool isWow64 = false; // the program is a 32-bit process on 64-bit Windows
     std::uint32_t codePage = 0;
 
+    std::string VersionText() const; // such as "6.1"
     void Load(const Reader& reader);
     Json ToJson() const;
     bool operator==(const WindowsInfo&) const = default;
