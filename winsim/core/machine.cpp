@@ -38,6 +38,10 @@ constexpr Area kAreas[] = {
     MakeArea<&Machine::environment>("environment"),
     MakeArea<&Machine::registry>("registry"),
     MakeArea<&Machine::files>("files"),
+    {"libraries", [](Machine& machine, const Reader& reader) { machine.files.LoadLibraries(reader); },
+     [](const Machine& machine) { return machine.files.LibrariesToJson(); }},
+    MakeArea<&Machine::pendingMoves>("pendingMoves"),
+    MakeArea<&Machine::token>("token"),
     MakeArea<&Machine::events>("events"),
 };
 

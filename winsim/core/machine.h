@@ -3,6 +3,7 @@
 
 #include "winsim/areas/files.h"
 #include "winsim/areas/registry.h"
+#include "winsim/areas/security.h"
 #include "winsim/areas/system.h"
 
 #include <string>
@@ -22,7 +23,9 @@ struct Machine
     NamedTexts folders;
     NamedTexts environment;
     Registry registry;
-    Files files;
+    Files files; // and libraries
+    PendingMoves pendingMoves;
+    Token token;
     EventLog events;
 
     // Throws DescriptionError for a description that cannot be used.

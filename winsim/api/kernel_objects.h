@@ -1,0 +1,10 @@
+// Kinds of handles that CloseHandle closes.
+#pragma once
+
+namespace winsim
+{
+
+inline constexpr char kFile[] = "file";
+inline constexpr char kToken[] = "token";
+
+} // namespace winsim
