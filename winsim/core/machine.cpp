@@ -38,6 +38,9 @@ constexpr Area kAreas[] = {
     MakeArea<&Machine::environment>("environment"),
     MakeArea<&Machine::registry>("registry"),
     MakeArea<&Machine::files>("files"),
+    MakeArea<&Machine::services>("services"),
+    MakeArea<&Machine::processes>("processes"),
+    MakeArea<&Machine::programs>("programs"),
     MakeArea<&Machine::events>("events"),
 };
 
@@ -129,6 +132,12 @@ Json Machine::ToJson() const
         json[area.key] = area.save(*this);
     TakeAwayMissing(PlainWindows(), json);
     return json;
+}
+
+void Machine::Advance(std::uint64_t ms)
+{
+    clock.Advance(ms);
+    services.Advance(ms);
 }
 
 std::vector<Change> Compare(const Machine& before, const Machine& after)

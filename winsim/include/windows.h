@@ -9,4 +9,5 @@
 #include "winbase.h"
 #include "winnls.h"
 #include "winreg.h"
+#include "winsvc.h"
 #include "winver.h"

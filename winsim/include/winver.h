@@ -61,8 +61,10 @@ inline constexpr BYTE VER_GREATER_EQUAL = 3;
 inline constexpr BYTE VER_LESS = 4;
 inline constexpr BYTE VER_LESS_EQUAL = 5;
 
-extern "C" {
-BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA lpVersionInformation);
-ULONGLONG WINAPI VerSetConditionMask(ULONGLONG ConditionMask, DWORD TypeMask, BYTE Condition);
-BOOL WINAPI VerifyVersionInfoW(LPOSVERSIONINFOEXW lpVersionInformation, DWORD dwTypeMask, DWORDLONG dwlConditionMask);
+extern "C"
+{
+    BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA lpVersionInformation);
+    ULONGLONG WINAPI VerSetConditionMask(ULONGLONG ConditionMask, DWORD TypeMask, BYTE Condition);
+    BOOL WINAPI VerifyVersionInfoW(LPOSVERSIONINFOEXW lpVersionInformation, DWORD dwTypeMask,
+                                   DWORDLONG dwlConditionMask);
 }
