@@ -4,7 +4,7 @@ add_library(kelo_objects OBJECT ${KELO_SOURCES})
 target_include_directories(kelo_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
 # The C runtime is Windows' own msvcrt.dll, with its own printf.
 target_compile_definitions(kelo_objects PUBLIC WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
-target_compile_options(kelo_objects PRIVATE ${KELO_WARNINGS} -O2 -ffunction-sections -fdata-sections
+target_compile_options(kelo_objects PRIVATE ${KELO_WARNINGS} -Os -ffunction-sections -fdata-sections
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
 # The texts of the event-log entries, as a message table in both images.
@@ -29,7 +29,9 @@ function(kelo_image target name description type)
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc ${KELO_EVENT_MESSAGES})
     target_link_libraries(${target} PRIVATE kelo_objects ${KELO_WINDOWS_LIBRARIES})
     target_link_options(${target} PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
-        -Wl,--high-entropy-va -Wl,--no-insert-timestamp)
+        -Wl,--high-entropy-va -Wl,--no-insert-timestamp
+        # The runtime's handler of unhandled exceptions prints their names, and brings a demangler for that.
+        -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
     set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name} PREFIX "" RUNTIME_OUTPUT_DIRECTORY
         ${CMAKE_BINARY_DIR})
 endfunction()
