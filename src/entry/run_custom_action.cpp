@@ -6,6 +6,7 @@
 #include "entry/setup_options.h"
 #include "platform/com_initializer.h"
 #include "platform/text.h"
+#include "service/toolkit_service.h"
 
 #include <cstdio>
 #include <cwchar>
@@ -34,6 +35,7 @@ int Commit(const CommandLine&)
 // "/Rollback" and "/Uninstall" are one and the same.
 int Remove(const CommandLine&)
 {
+    UnInstallTkService();
     const CComInitializer com;
     return 0;
 }

@@ -15,7 +15,7 @@ namespace
 {
 
 // Handles of other kinds have a closing function of their own.
-constexpr const char* kKinds[] = {winsim::kFile, winsim::kToken};
+constexpr const char* kKinds[] = {winsim::kFile, winsim::kProcess, winsim::kThread, winsim::kToken};
 
 } // namespace
 

@@ -5,6 +5,8 @@ namespace winsim
 {
 
 inline constexpr char kFile[] = "file";
+inline constexpr char kProcess[] = "process";
+inline constexpr char kThread[] = "thread";
 inline constexpr char kToken[] = "token";
 
 } // namespace winsim

@@ -1,6 +1,7 @@
 // Libraries: loading, looking functions up and calling them.
 #include "winsim/api/file_access.h"
 #include "winsim/api/system_functions.h"
+#include "winsim/core/effects.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
@@ -148,6 +149,7 @@ LONG_PTR CallLibraryFunction(std::size_t slot)
     Call call{loaded->BaseName() + "!" + function.name};
     if (const auto fault = call.Fault())
         return call.Done(static_cast<int>(*fault));
+    winsim::ApplyEffects(simulation.machine, what.effects);
     if (!what.throws.empty())
     {
         call.Out("exception", what.throws);

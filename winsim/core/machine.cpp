@@ -42,6 +42,9 @@ constexpr Area kAreas[] = {
      [](const Machine& machine) { return machine.files.LibrariesToJson(); }},
     MakeArea<&Machine::pendingMoves>("pendingMoves"),
     MakeArea<&Machine::token>("token"),
+    MakeArea<&Machine::services>("services"),
+    MakeArea<&Machine::processes>("processes"),
+    MakeArea<&Machine::programs>("programs"),
     MakeArea<&Machine::events>("events"),
 };
 
@@ -133,6 +136,12 @@ Json Machine::ToJson() const
         json[area.key] = area.save(*this);
     TakeAwayMissing(PlainWindows(), json);
     return json;
+}
+
+void Machine::Advance(std::uint64_t ms)
+{
+    clock.Advance(ms);
+    services.Advance(ms);
 }
 
 std::vector<Change> Compare(const Machine& before, const Machine& after)

@@ -1,6 +1,7 @@
 // Processes, time, memory and environment, for the simulated machine.
 #pragma once
 
+#include "processthreadsapi.h"
 #include "winsim_types.h"
 
 struct SYSTEMTIME

@@ -13,4 +13,5 @@
 #include "winnls.h"
 #include "winnt.h"
 #include "winreg.h"
+#include "winsvc.h"
 #include "winver.h"
