@@ -50,6 +50,7 @@ private:
 using UniqueKernelHandle = UniqueHandle<HANDLE, &CloseHandle>;
 using UniqueRegistryKey = UniqueHandle<HKEY, &RegCloseKey>;
 using UniqueServiceHandle = UniqueHandle<SC_HANDLE, &CloseServiceHandle>;
+using UniqueLibrary = UniqueHandle<HMODULE, &FreeLibrary>;
 
 // Memory from LocalAlloc, or from a Windows call that asks for it to be freed with LocalFree.
 template <typename Type>
