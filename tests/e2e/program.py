@@ -77,7 +77,7 @@ def rehearse(description, *arguments):
         done = subprocess.run([REHEARSE, "--json", file.name, "--", *arguments], capture_output=True, text=True,
                               check=False)
     if done.returncode == USAGE_ERROR:
-        raise DescriptionError(done.stderr.strip())
+        raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
     report = json.loads(done.stdout)
     return Run(done.returncode, report["stdout"], report["log"])
 

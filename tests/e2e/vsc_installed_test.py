@@ -20,5 +20,13 @@ class VscInstalled(unittest.TestCase):
     def test_zero_changes_nothing(self):
         self.assertEqual(self.lines_about_it({"KlVSC Installed": 0}), [])
 
+    def test_text_is_no_number(self):
+        self.assertEqual(self.lines_about_it({"KlVSC Installed": "1"}), [NOT_INSTALLED])
+
     def test_key_without_the_value_was_not_installed(self):
         self.assertEqual(self.lines_about_it({}), [NOT_INSTALLED])
+
+    def test_missing_key_is_passed_over(self):
+        with Machine({}) as machine:
+            messages = machine.run("/Setup").messages
+        self.assertEqual(set(messages) & {NOT_INSTALLED, REINSTALL}, set())
