@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <utility>
+#include <winsvc.h>
 
 // A move-only owner of one handle and the function that closes it. A null handle is no handle. The
 // destructor may change the last error: read it before the owner of a failing call goes out of scope.
@@ -48,3 +49,9 @@ private:
 
 using UniqueKernelHandle = UniqueHandle<HANDLE, &CloseHandle>;
 using UniqueRegistryKey = UniqueHandle<HKEY, &RegCloseKey>;
+using UniqueServiceHandle = UniqueHandle<SC_HANDLE, &CloseServiceHandle>;
+using UniqueLibrary = UniqueHandle<HMODULE, &FreeLibrary>;
+
+// Memory from LocalAlloc, or from a Windows call that asks for it to be freed with LocalFree.
+template <typename Type>
+using UniqueLocalMemory = UniqueHandle<Type*, &LocalFree>;

@@ -1,6 +1,8 @@
 // The C runtime's own functions that deal with text alone: formatting, bounded copies, comparing, taking paths apart.
+#include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
+#include "mbstring.h"
 #include "msvcrt.h"
 
 #include <algorithm>
@@ -231,6 +233,15 @@ int _stricmp(const char* left, const char* right)
 int _wcsicmp(const WCHAR* left, const WCHAR* right)
 {
     return CompareIgnoringAsciiCase(left, right);
+}
+
+// Compares in the ANSI code page, where letters of either case are the same.
+int _mbsicmp(const unsigned char* left, const unsigned char* right)
+{
+    const auto fold = [](const unsigned char* text) {
+        return winsim::FoldCase(winsim::Simulation::Current().FromAnsi(reinterpret_cast<const char*>(text)));
+    };
+    return fold(left).compare(fold(right));
 }
 
 errno_t _wsplitpath_s(const WCHAR* path, WCHAR* drive, std::size_t driveSize, WCHAR* directory,

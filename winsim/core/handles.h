@@ -35,6 +35,17 @@ public:
     // Gives a handle back. False, with a violation noted, when it is not an open handle of that kind.
     bool Close(const void* handle, const char* kind, const char* call);
 
+    // Calls use(object) for each open handle of a kind.
+    template <typename Object, typename Use>
+    void ForEachOpen(const char* kind, Use use) const
+    {
+        for (const auto& [handle, entry] : m_entries)
+        {
+            if (entry.isOpen && entry.kind == kind)
+                use(std::any_cast<const Object&>(entry.object));
+        }
+    }
+
     // The kind of an open handle, or an empty text.
     std::string KindOf(const void* handle) const;
 

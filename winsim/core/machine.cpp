@@ -38,6 +38,13 @@ constexpr Area kAreas[] = {
     MakeArea<&Machine::environment>("environment"),
     MakeArea<&Machine::registry>("registry"),
     MakeArea<&Machine::files>("files"),
+    {"libraries", [](Machine& machine, const Reader& reader) { machine.files.LoadLibraries(reader); },
+     [](const Machine& machine) { return machine.files.LibrariesToJson(); }},
+    MakeArea<&Machine::pendingMoves>("pendingMoves"),
+    MakeArea<&Machine::token>("token"),
+    MakeArea<&Machine::services>("services"),
+    MakeArea<&Machine::processes>("processes"),
+    MakeArea<&Machine::programs>("programs"),
     MakeArea<&Machine::events>("events"),
 };
 
@@ -147,6 +154,12 @@ Json Machine::ToJson() const
         json[area.key] = area.save(*this);
     TakeAwayMissing(PlainWindows(), json);
     return json;
+}
+
+void Machine::Advance(std::uint64_t ms)
+{
+    clock.Advance(ms);
+    services.Advance(ms);
 }
 
 std::vector<Change> Compare(const Machine& before, const Machine& after)

@@ -2,7 +2,10 @@
 #pragma once
 
 #include "winsim/areas/files.h"
+#include "winsim/areas/processes.h"
 #include "winsim/areas/registry.h"
+#include "winsim/areas/security.h"
+#include "winsim/areas/services.h"
 #include "winsim/areas/system.h"
 
 #include <string>
@@ -22,7 +25,12 @@ struct Machine
     NamedTexts folders;
     NamedTexts environment;
     Registry registry;
-    Files files;
+    Files files; // and libraries
+    PendingMoves pendingMoves;
+    Token token;
+    Services services;
+    Processes processes;
+    Programs programs;
     EventLog events;
 
     // Throws DescriptionError for a description that cannot be used.
@@ -32,6 +40,9 @@ struct Machine
 
     // The whole machine as a description: FromJson of it is the same machine again.
     Json ToJson() const;
+
+    // Lets time pass on the clock and for the services.
+    void Advance(std::uint64_t ms);
 
     bool operator==(const Machine&) const = default;
 };

@@ -3,9 +3,11 @@
 
 #include "winbase.h"
 #include "winreg.h"
+#include "winsim/core/effects.h"
 #include "winsim/core/text.h"
 #include "winsim_types.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace winsim
@@ -29,6 +31,7 @@ Simulation::Simulation(Machine machineToRunOn) : machine(std::move(machineToRunO
     handles.Predefine(HKEY_USERS, "HKEY_USERS");
     // Windows gives the current process and an invalid handle the same value.
     handles.Predefine(INVALID_HANDLE_VALUE, "process#current");
+    handles.Predefine(&m_foreignModule, "module#foreign");
 }
 
 Simulation::~Simulation()
@@ -46,9 +49,55 @@ Simulation& Simulation::Current()
 void Simulation::Advance(std::uint64_t ms)
 {
     m_clockMs += ms;
-    machine.clock.Advance(ms);
+    machine.Advance(ms);
+    EndDueChildren();
     if (m_clockMs > m_clockBoundMs)
         m_isEnded = true;
+}
+
+const ChildProcess& Simulation::StartChild(const std::string& program, const ProgramRun& run)
+{
+    const std::uint32_t id = machine.processes.FreeId();
+    machine.processes.Add({id, program.substr(program.rfind('\\') + 1), 0, 0});
+    m_children[id] = {id, m_clockMs + run.runMs, false, run};
+    return m_children[id];
+}
+
+bool Simulation::WaitForChild(std::uint32_t id, std::optional<std::uint64_t> limitMs)
+{
+    const auto child = m_children.find(id);
+    if (child == m_children.end())
+        return false;
+    const bool isEndless = child->second.run.neverEnds;
+    const std::uint64_t leftMs = child->second.endsAtMs > m_clockMs ? child->second.endsAtMs - m_clockMs : 0;
+    if (!child->second.hasEnded && isEndless)
+        Advance(limitMs.value_or(m_clockBoundMs + 1));
+    else if (!child->second.hasEnded)
+        Advance(limitMs ? std::min(*limitMs, leftMs) : leftMs);
+    return child->second.hasEnded;
+}
+
+const ChildProcess* Simulation::FindChild(std::uint32_t id) const
+{
+    const auto child = m_children.find(id);
+    return child == m_children.end() ? nullptr : &child->second;
+}
+
+void* Simulation::ForeignModule()
+{
+    return &m_foreignModule;
+}
+
+void Simulation::EndDueChildren()
+{
+    for (auto& [id, child] : m_children)
+    {
+        if (child.hasEnded || child.run.neverEnds || child.endsAtMs > m_clockMs)
+            continue;
+        child.hasEnded = true;
+        machine.processes.Remove(id);
+        ApplyEffects(machine, child.run.effects);
+    }
 }
 
 std::string Simulation::FromAnsi(std::string_view ansi) const

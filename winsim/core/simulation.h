@@ -1,12 +1,14 @@
 // The simulated process that is running now, on its machine.
 #pragma once
 
+#include "winsim/core/children.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/handles.h"
+#include "winsim/core/loader.h"
 #include "winsim/core/machine.h"
 
 #include <cstdint>
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +29,7 @@ public:
     Machine machine;
     Gate gate;
     HandleTable handles;
+    Loader loader;
     std::uint32_t lastError = 0;
     std::u16string commandLine;
     std::string standardOutput;
@@ -44,11 +47,23 @@ public:
     // Whether the process was ended because it waited beyond the bound.
     bool IsEnded() const { return m_isEnded; }
 
+    // Child processes: started, waited for (without a limit when none is given; true when it has ended), found.
+    const ChildProcess& StartChild(const std::string& program, const ProgramRun& run);
+    bool WaitForChild(std::uint32_t id, std::optional<std::uint64_t> limitMs);
+    const ChildProcess* FindChild(std::uint32_t id) const;
+
+    // The handle that stands for a module of another process.
+    void* ForeignModule();
+
     // Text in the machine's ANSI code page.
     std::string FromAnsi(std::string_view ansi) const;
     std::string ToAnsi(std::string_view utf8) const;
 
 private:
+    void EndDueChildren();
+
+    std::map<std::uint32_t, ChildProcess> m_children; // by identifier
+    char m_foreignModule = 0;
     std::uint64_t m_clockMs = 0;
     std::uint64_t m_clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000;
     bool m_isEnded = false;

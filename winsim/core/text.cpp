@@ -330,13 +330,20 @@ std::string CodePage::FromUtf16(std::u16string_view text, bool* usedDefault, std
     return out;
 }
 
+std::string FirstWord(std::string_view text)
+{
+    return std::string(text.substr(0, text.find_first_of(" \t")));
+}
+
 char16_t FoldCase(char16_t unit)
 {
     if (unit < 0x80)
         return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 0x20) : unit;
     static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     const auto upper = static_cast<char32_t>(towupper_l(unit, unicode));
-    return upper < 0x10000 ? static_cast<char16_t>(upper) : unit;
+    // Letters whose upper case leads back to another letter, such as the dotless i, are letters of their own.
+    const bool leadsBack = static_cast<char32_t>(towlower_l(static_cast<wint_t>(upper), unicode)) == unit;
+    return upper < 0x10000 && leadsBack ? static_cast<char16_t>(upper) : unit;
 }
 
 std::string FoldCase(std::string_view utf8)

@@ -3,7 +3,8 @@
 
 #include "winsim_types.h"
 
-extern "C" {
-DWORD WINAPI GetLastError();
-void WINAPI SetLastError(DWORD dwErrCode);
+extern "C"
+{
+    DWORD WINAPI GetLastError();
+    void WINAPI SetLastError(DWORD dwErrCode);
 }

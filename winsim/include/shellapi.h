@@ -3,6 +3,7 @@
 
 #include "winsim_types.h"
 
-extern "C" {
-LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs);
+extern "C"
+{
+    LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs);
 }

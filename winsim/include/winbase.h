@@ -1,6 +1,7 @@
 // Processes, time, memory and environment, for the simulated machine.
 #pragma once
 
+#include "processthreadsapi.h"
 #include "winsim_types.h"
 
 struct SYSTEMTIME
@@ -40,31 +41,32 @@ inline constexpr UINT LPTR = LMEM_FIXED | LMEM_ZEROINIT;
 // -1 as a handle. A pointer made from a number cannot be a constant, so this is a function behind a name.
 inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-1));
 
-extern "C" {
-int WINAPI WinMain(HINSTANCE hInstance, HINSTANCE hPrevInstance, LPSTR lpCmdLine, int nShowCmd);
+extern "C"
+{
+    int WINAPI WinMain(HINSTANCE hInstance, HINSTANCE hPrevInstance, LPSTR lpCmdLine, int nShowCmd);
 
-void WINAPI GetSystemTime(LPSYSTEMTIME lpSystemTime);
-DWORD WINAPI GetTimeZoneInformation(LPTIME_ZONE_INFORMATION lpTimeZoneInformation);
-DWORD WINAPI GetTickCount();
-void WINAPI Sleep(DWORD dwMilliseconds);
+    void WINAPI GetSystemTime(LPSYSTEMTIME lpSystemTime);
+    DWORD WINAPI GetTimeZoneInformation(LPTIME_ZONE_INFORMATION lpTimeZoneInformation);
+    DWORD WINAPI GetTickCount();
+    void WINAPI Sleep(DWORD dwMilliseconds);
 
-HANDLE WINAPI GetCurrentProcess();
-DWORD WINAPI GetCurrentProcessId();
-DWORD WINAPI GetCurrentThreadId();
-LPWSTR WINAPI GetCommandLineW();
-BOOL WINAPI IsWow64Process(HANDLE hProcess, PBOOL Wow64Process);
-BOOL WINAPI CloseHandle(HANDLE hObject);
-BOOL WINAPI SetDllDirectoryW(LPCWSTR lpPathName);
+    HANDLE WINAPI GetCurrentProcess();
+    DWORD WINAPI GetCurrentProcessId();
+    DWORD WINAPI GetCurrentThreadId();
+    LPWSTR WINAPI GetCommandLineW();
+    BOOL WINAPI IsWow64Process(HANDLE hProcess, PBOOL Wow64Process);
+    BOOL WINAPI CloseHandle(HANDLE hObject);
 
-HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes);
-HLOCAL WINAPI LocalFree(HLOCAL hMem);
+    HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes);
+    HLOCAL WINAPI LocalFree(HLOCAL hMem);
 
-DWORD WINAPI GetEnvironmentVariableA(LPCSTR lpName, LPSTR lpBuffer, DWORD nSize);
+    UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize);
+    DWORD WINAPI GetEnvironmentVariableA(LPCSTR lpName, LPSTR lpBuffer, DWORD nSize);
 
-HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName);
-BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwEventID, PVOID lpUserSid,
-                         WORD wNumStrings, DWORD dwDataSize, LPCWSTR* lpStrings, LPVOID lpRawData);
-BOOL WINAPI DeregisterEventSource(HANDLE hEventLog);
+    HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName);
+    BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwEventID, PVOID lpUserSid,
+                             WORD wNumStrings, DWORD dwDataSize, LPCWSTR* lpStrings, LPVOID lpRawData);
+    BOOL WINAPI DeregisterEventSource(HANDLE hEventLog);
 }
 
 inline constexpr WORD EVENTLOG_SUCCESS = 0x0000;

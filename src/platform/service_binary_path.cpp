@@ -1,0 +1,49 @@
+// Reads where a Windows service's program lies.
+#include "platform/service_binary_path.h"
+
+#include "platform/unique_handle.h"
+
+#include <optional>
+#include <string_view>
+
+namespace
+{
+
+constexpr DWORD kConfigurationBytes = 4096;
+
+std::optional<std::wstring> DirectoryOf(std::wstring_view binaryPath)
+{
+    const auto lastBackslash = binaryPath.rfind(L'\\');
+    if (lastBackslash == std::wstring_view::npos)
+        return std::nullopt;
+    std::wstring directory{binaryPath.substr(0, lastBackslash)};
+    // Meant for the opening quotation mark, and done whether or not there is one.
+    directory.erase(0, 1);
+    return directory;
+}
+
+} // namespace
+
+bool GetServiceBinaryPath(std::wstring serviceName, std::wstring& directory)
+{
+    const UniqueServiceHandle manager{OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)};
+    if (!manager)
+        return false;
+    const UniqueServiceHandle service{OpenServiceW(manager.Get(), serviceName.c_str(), SERVICE_QUERY_CONFIG)};
+    if (!service)
+        return false;
+    const UniqueLocalMemory<QUERY_SERVICE_CONFIGW> configuration{
+        static_cast<QUERY_SERVICE_CONFIGW*>(LocalAlloc(LPTR, kConfigurationBytes))};
+    if (!configuration)
+        return false;
+
+    DWORD needed = 0;
+    if (!QueryServiceConfigW(service.Get(), configuration.Get(), kConfigurationBytes, &needed))
+        return false;
+    const wchar_t* binaryPath = configuration.Get()->lpBinaryPathName;
+    const auto found = DirectoryOf(binaryPath != nullptr ? binaryPath : L"");
+    if (!found)
+        return false;
+    directory = *found;
+    return true;
+}

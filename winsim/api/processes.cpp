@@ -1,0 +1,300 @@
+// Other processes: starting, waiting, listing, ending.
+#include "winsim/api/kernel_objects.h"
+#include "winsim/areas/processes.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include "processthreadsapi.h"
+#include "psapi.h"
+#include "winbase.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+using winsim::Call;
+using winsim::ChildProcess;
+using winsim::Files;
+using winsim::Json;
+using winsim::kProcess;
+using winsim::kThread;
+using winsim::ProgramRun;
+using winsim::RunningProcess;
+using winsim::Simulation;
+
+namespace
+{
+
+constexpr DWORD kProcessAllAccess = 0x1FFFFF;
+
+// What a process handle stands for.
+struct OpenProcessHandle
+{
+    DWORD id;
+    DWORD access;
+};
+
+// Where a command line's program ends and its arguments begin.
+struct CommandLineParts
+{
+    std::string program;
+    std::string arguments;
+};
+
+std::string WithoutLeadingBlanks(const std::string& text)
+{
+    const std::size_t start = text.find_first_not_of(" \t");
+    return start == std::string::npos ? std::string() : text.substr(start);
+}
+
+// A program as it can be found: a full path, or nothing.
+std::optional<std::string> FindProgram(const std::string& name)
+{
+    const winsim::Machine& machine = Simulation::Current().machine;
+    const auto exists = [&](const std::string& path) {
+        const winsim::File* file = machine.files.Find(path);
+        return machine.programs.IsDescribed(path) || (file != nullptr && !file->isDirectory);
+    };
+    const bool hasPath = name.find('\\') != std::string::npos;
+    std::vector<std::string> candidates{name};
+    const std::size_t nameStart = name.rfind('\\') + 1;
+    if (name.find('.', nameStart) == std::string::npos)
+        candidates.push_back(name + ".exe");
+    for (const std::string& candidate : candidates)
+    {
+        if (exists(candidate))
+            return candidate;
+        if (hasPath)
+            continue;
+        for (const std::string& folder :
+             {Files::ParentOf(machine.process.path),
+              machine.folders.Find("system") != nullptr ? *machine.folders.Find("system") : std::string()})
+        {
+            if (exists(folder + "\\" + candidate))
+                return folder + "\\" + candidate;
+        }
+    }
+    return std::nullopt;
+}
+
+// Takes a command line apart the way CreateProcess does when no program is named: quotation marks decide, and without
+// them each blank may be the end of the program's name.
+std::optional<CommandLineParts> SplitByProgram(const std::string& line)
+{
+    if (line.starts_with('"'))
+    {
+        const std::size_t end = std::min(line.find('"', 1), line.size());
+        const auto program = FindProgram(line.substr(1, end - 1));
+        if (!program)
+            return std::nullopt;
+        return CommandLineParts{*program, WithoutLeadingBlanks(end < line.size() ? line.substr(end + 1) : "")};
+    }
+    for (std::size_t end = line.find_first_of(" \t");; end = line.find_first_of(" \t", end + 1))
+    {
+        if (const auto program = FindProgram(line.substr(0, end)))
+            return CommandLineParts{*program, end == std::string::npos ? "" : WithoutLeadingBlanks(line.substr(end))};
+        if (end == std::string::npos)
+            return std::nullopt;
+    }
+}
+
+// The error of running a path that is no program.
+DWORD MissingProgramError(const std::string& path)
+{
+    const winsim::Files& files = Simulation::Current().machine.files;
+    if (path.empty())
+        return ERROR_PATH_NOT_FOUND;
+    if (files.IsDirectory(path))
+        return ERROR_ACCESS_DENIED;
+    if (path.find(':') != std::string::npos && path.find(':') != 1)
+        return ERROR_INVALID_NAME;
+    const std::string parent = Files::ParentOf(path);
+    return parent.empty() || files.IsDirectory(parent) ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
+}
+
+} // namespace
+
+BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSECURITY_ATTRIBUTES lpProcessAttributes,
+                           LPSECURITY_ATTRIBUTES lpThreadAttributes, BOOL bInheritHandles, DWORD dwCreationFlags,
+                           LPVOID lpEnvironment, LPCWSTR lpCurrentDirectory, LPSTARTUPINFOW lpStartupInfo,
+                           LPPROCESS_INFORMATION lpProcessInformation)
+{
+    Call call{"CreateProcessW"};
+    Simulation& simulation = Simulation::Current();
+    call.In("lpApplicationName", lpApplicationName)
+        .In("lpCommandLine", lpCommandLine)
+        .In("lpProcessAttributes", lpProcessAttributes)
+        .In("lpThreadAttributes", lpThreadAttributes)
+        .In("bInheritHandles", bInheritHandles)
+        .In("dwCreationFlags", dwCreationFlags)
+        .In("lpEnvironment", lpEnvironment)
+        .In("lpCurrentDirectory", lpCurrentDirectory);
+    if (call.IsRecording())
+        call.In("lpStartupInfo", Json{{"cb", lpStartupInfo->cb}, {"dwFlags", lpStartupInfo->dwFlags}});
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+
+    const std::string line = lpCommandLine == nullptr ? std::string() : winsim::Utf8(lpCommandLine);
+    CommandLineParts parts;
+    if (lpApplicationName != nullptr)
+    {
+        // The command line is handed over as it stands; its first word is only by convention the program's name.
+        parts = {winsim::Utf8(lpApplicationName), line};
+        const winsim::File* file = simulation.machine.files.Find(parts.program);
+        const bool exists =
+            simulation.machine.programs.IsDescribed(parts.program) || (file != nullptr && !file->isDirectory);
+        if (parts.program.empty() || !exists)
+            return call.Fail(FALSE, MissingProgramError(parts.program));
+    }
+    else
+    {
+        const auto split = SplitByProgram(line);
+        if (!split)
+            return call.Fail(FALSE, MissingProgramError(winsim::FirstWord(line)));
+        parts = *split;
+    }
+    if (lpCurrentDirectory != nullptr && !simulation.machine.files.IsDirectory(winsim::Utf8(lpCurrentDirectory)))
+        return call.Fail(FALSE, ERROR_DIRECTORY);
+
+    const ProgramRun run = simulation.machine.programs.RunOf(parts.program, parts.arguments);
+    if (run.startError != 0)
+        return call.Fail(FALSE, run.startError);
+    const ChildProcess& child = simulation.StartChild(parts.program, run);
+    lpProcessInformation->hProcess = simulation.handles.Open(kProcess, OpenProcessHandle{child.id, kProcessAllAccess});
+    lpProcessInformation->hThread = simulation.handles.Open(kThread, child.id);
+    lpProcessInformation->dwProcessId = child.id;
+    lpProcessInformation->dwThreadId = child.id + 1;
+    if (call.IsRecording())
+        call.Out("lpProcessInformation", Json{{"hProcess", simulation.handles.NameOf(lpProcessInformation->hProcess)},
+                                              {"hThread", simulation.handles.NameOf(lpProcessInformation->hThread)},
+                                              {"dwProcessId", lpProcessInformation->dwProcessId},
+                                              {"dwThreadId", lpProcessInformation->dwThreadId}});
+    return call.Done(TRUE);
+}
+
+DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds)
+{
+    Call call{"WaitForSingleObject"};
+    call.In("hHandle", hHandle).In("dwMilliseconds", dwMilliseconds);
+    if (const auto fault = call.Fault())
+        return call.Fail(WAIT_FAILED, *fault);
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<OpenProcessHandle>(hHandle, kProcess, "WaitForSingleObject");
+    if (open == nullptr)
+        return call.Fail(WAIT_FAILED, ERROR_INVALID_HANDLE);
+    const bool ended =
+        simulation.WaitForChild(open->id, dwMilliseconds == INFINITE ? std::optional<std::uint64_t>()
+                                                                     : std::optional<std::uint64_t>(dwMilliseconds));
+    return call.Done(ended ? WAIT_OBJECT_0 : WAIT_TIMEOUT);
+}
+
+BOOL WINAPI GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode)
+{
+    Call call{"GetExitCodeProcess"};
+    call.In("hProcess", hProcess);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<OpenProcessHandle>(hProcess, kProcess, "GetExitCodeProcess");
+    if (open == nullptr)
+        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+    const ChildProcess* child = simulation.FindChild(open->id);
+    *lpExitCode = child != nullptr && child->hasEnded ? child->run.exitCode : STILL_ACTIVE;
+    call.Out("lpExitCode", *lpExitCode);
+    return call.Done(TRUE);
+}
+
+HANDLE WINAPI OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwProcessId)
+{
+    Call call{"OpenProcess"};
+    call.In("dwDesiredAccess", dwDesiredAccess).In("bInheritHandle", bInheritHandle).In("dwProcessId", dwProcessId);
+    const HANDLE none = nullptr;
+    if (const auto fault = call.Fault())
+        return call.Fail(none, *fault);
+    Simulation& simulation = Simulation::Current();
+    const RunningProcess* process = simulation.machine.processes.Find(dwProcessId);
+    if (process == nullptr)
+        return call.Fail(none, ERROR_INVALID_PARAMETER);
+    if ((process->deniedAccess & dwDesiredAccess) != 0)
+        return call.Fail(none, ERROR_ACCESS_DENIED);
+    return call.Done(simulation.handles.Open(kProcess, OpenProcessHandle{dwProcessId, dwDesiredAccess}));
+}
+
+BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode)
+{
+    Call call{"TerminateProcess"};
+    call.In("hProcess", hProcess).In("uExitCode", uExitCode);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<OpenProcessHandle>(hProcess, kProcess, "TerminateProcess");
+    if (open == nullptr)
+        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+    const RunningProcess* process = simulation.machine.processes.Find(open->id);
+    if ((open->access & PROCESS_TERMINATE) == 0 || process == nullptr)
+        return call.Fail(FALSE, ERROR_ACCESS_DENIED);
+    if (process->terminateError != 0)
+        return call.Fail(FALSE, process->terminateError);
+    simulation.machine.processes.Remove(open->id);
+    return call.Done(TRUE);
+}
+
+BOOL WINAPI EnumProcesses(DWORD* lpidProcess, DWORD cb, LPDWORD lpcbNeeded)
+{
+    Call call{"EnumProcesses"};
+    call.In("cb", cb);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    const auto& processes = Simulation::Current().machine.processes.All();
+    const std::size_t count = std::min<std::size_t>(processes.size(), cb / sizeof(DWORD));
+    Json ids = Json::array();
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        lpidProcess[i] = processes[i].id;
+        if (call.IsRecording())
+            ids.push_back(processes[i].id);
+    }
+    *lpcbNeeded = static_cast<DWORD>(count * sizeof(DWORD));
+    call.Out("lpidProcess", ids).Out("lpcbNeeded", *lpcbNeeded);
+    return call.Done(TRUE);
+}
+
+BOOL WINAPI EnumProcessModules(HANDLE hProcess, HMODULE* lphModule, DWORD cb, LPDWORD lpcbNeeded)
+{
+    Call call{"EnumProcessModules"};
+    call.In("hProcess", hProcess).In("cb", cb);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<OpenProcessHandle>(hProcess, kProcess, "EnumProcessModules");
+    if (open == nullptr)
+        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+    const RunningProcess* process = simulation.machine.processes.Find(open->id);
+    if (process == nullptr || process->name.empty())
+        return call.Fail(FALSE, ERROR_PARTIAL_COPY);
+    *lpcbNeeded = sizeof(HMODULE);
+    if (cb >= sizeof(HMODULE))
+        *lphModule = static_cast<HMODULE>(simulation.ForeignModule());
+    call.Out("lphModule", cb >= sizeof(HMODULE) ? *lphModule : nullptr).Out("lpcbNeeded", *lpcbNeeded);
+    return call.Done(TRUE);
+}
+
+DWORD WINAPI GetModuleBaseNameA(HANDLE hProcess, HMODULE hModule, LPSTR lpBaseName, DWORD nSize)
+{
+    Call call{"GetModuleBaseNameA"};
+    call.In("hProcess", hProcess).In("hModule", hModule).In("nSize", nSize);
+    if (const auto fault = call.Fault())
+        return call.Fail(DWORD{0}, *fault);
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<OpenProcessHandle>(hProcess, kProcess, "GetModuleBaseNameA");
+    if (open == nullptr)
+        return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
+    const RunningProcess* process = simulation.machine.processes.Find(open->id);
+    if (process == nullptr || nSize == 0)
+        return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
+    const std::string name = simulation.ToAnsi(process->name).substr(0, nSize - 1);
+    std::memcpy(lpBaseName, name.c_str(), name.size() + 1);
+    call.Out("lpBaseName", simulation.FromAnsi(name));
+    return call.Done(static_cast<DWORD>(name.size()));
+}

@@ -1,0 +1,445 @@
+// The service control manager.
+#include "winsim/areas/services.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include "winsvc.h"
+
+#include <algorithm>
+#include <cstring>
+
+using winsim::Call;
+using winsim::Json;
+using winsim::Service;
+using winsim::Simulation;
+
+namespace
+{
+
+constexpr char kManager[] = "serviceManager";
+constexpr char kService[] = "service";
+constexpr std::size_t kLongestName = 256;
+
+// What a service handle stands for.
+struct OpenService
+{
+    std::string name;
+    DWORD access;
+};
+
+// The service behind a handle that was opened with the needed access. When there is none, sets the error.
+Service* ServiceOf(SC_HANDLE handle, DWORD neededAccess, const char* call, DWORD& error)
+{
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<OpenService>(handle, kService, call);
+    if (open == nullptr)
+    {
+        error = ERROR_INVALID_HANDLE;
+        return nullptr;
+    }
+    if ((open->access & neededAccess) != neededAccess)
+    {
+        error = ERROR_ACCESS_DENIED;
+        return nullptr;
+    }
+    Service* service = simulation.machine.services.Find(open->name);
+    if (service == nullptr)
+        error = ERROR_SERVICE_MARKED_FOR_DELETE;
+    return service;
+}
+
+// A service that is marked for deletion goes when it has stopped and nobody holds it open.
+void RemoveIfUnused(const std::string& name)
+{
+    Simulation& simulation = Simulation::Current();
+    const Service* service = simulation.machine.services.Find(name);
+    if (service == nullptr || !service->isMarkedForDeletion || !service->IsStopped())
+        return;
+    bool isOpen = false;
+    simulation.handles.ForEachOpen<OpenService>(
+        kService, [&](const OpenService& open) { isOpen = isOpen || winsim::SameName(open.name, name); });
+    if (!isOpen)
+        simulation.machine.services.Remove(name);
+}
+
+bool IsValidName(std::string_view name)
+{
+    return !name.empty() && name.size() <= kLongestName && name.find_first_of("/\\") == std::string_view::npos;
+}
+
+SERVICE_STATUS StatusOf(const Service& service)
+{
+    return {service.type,
+            service.status.state,
+            service.status.controlsAccepted,
+            service.status.exitCode,
+            service.status.serviceExitCode,
+            service.status.checkPoint,
+            service.status.waitHint};
+}
+
+Json Noted(const SERVICE_STATUS& status)
+{
+    return {{"dwServiceType", status.dwServiceType},
+            {"dwCurrentState", status.dwCurrentState},
+            {"dwControlsAccepted", status.dwControlsAccepted},
+            {"dwWin32ExitCode", status.dwWin32ExitCode},
+            {"dwServiceSpecificExitCode", status.dwServiceSpecificExitCode},
+            {"dwCheckPoint", status.dwCheckPoint},
+            {"dwWaitHint", status.dwWaitHint}};
+}
+
+// Starts a service and what it depends on. Returns a Win32 error.
+DWORD Start(const std::string& name, unsigned depth = 0)
+{
+    constexpr unsigned kDeepest = 32;
+    winsim::Services& services = Simulation::Current().machine.services;
+    Service* service = services.Find(name);
+    if (service == nullptr)
+        return ERROR_SERVICE_DOES_NOT_EXIST;
+    if (service->isMarkedForDeletion)
+        return ERROR_SERVICE_MARKED_FOR_DELETE;
+    if (service->startType == SERVICE_DISABLED)
+        return ERROR_SERVICE_DISABLED;
+    if (!service->IsStopped())
+        return ERROR_SERVICE_ALREADY_RUNNING;
+    for (const std::string& needed : service->dependencies)
+    {
+        const Service* dependency = services.Find(needed);
+        if (dependency == nullptr)
+            return ERROR_SERVICE_DEPENDENCY_DELETED;
+        if (dependency->IsStopped() && (depth == kDeepest || Start(needed, depth + 1) != ERROR_SUCCESS))
+            return ERROR_SERVICE_DEPENDENCY_FAIL;
+    }
+    if (service->onStart.error != 0)
+        return service->onStart.error;
+    service->Begin(service->onStart);
+    return ERROR_SUCCESS;
+}
+
+BOOL StartThrough(Call& call, SC_HANDLE handle)
+{
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    DWORD error = ERROR_SUCCESS;
+    const Service* service = ServiceOf(handle, SERVICE_START, "StartService", error);
+    if (service != nullptr)
+        error = Start(service->name);
+    return error != ERROR_SUCCESS ? call.Fail(FALSE, error) : call.Done(TRUE);
+}
+
+// Sends the stop control. Returns a Win32 error.
+DWORD Stop(Service& service)
+{
+    switch (service.status.state)
+    {
+    case SERVICE_STOPPED:
+        return ERROR_SERVICE_NOT_ACTIVE;
+    case SERVICE_START_PENDING:
+    case SERVICE_STOP_PENDING:
+        return ERROR_SERVICE_CANNOT_ACCEPT_CTRL;
+    default:
+        break;
+    }
+    if ((service.status.controlsAccepted & SERVICE_ACCEPT_STOP) == 0)
+        return ERROR_INVALID_SERVICE_CONTROL;
+    if (Simulation::Current().machine.services.HasRunningDependents(service.name))
+        return ERROR_DEPENDENT_SERVICES_RUNNING;
+    if (service.onStop.error != 0)
+        return service.onStop.error;
+    service.Begin(service.onStop);
+    return ERROR_SUCCESS;
+}
+
+// The texts of a multi-string: each ends with a zero, and the list with another.
+std::vector<std::string> SplitMultiString(LPCWSTR list)
+{
+    std::vector<std::string> texts;
+    for (; *list != 0; list += std::char_traits<WCHAR>::length(list) + 1)
+        texts.push_back(winsim::Utf8(list));
+    return texts;
+}
+
+std::u16string JoinMultiString(const std::vector<std::string>& texts)
+{
+    std::u16string list;
+    for (const std::string& text : texts)
+        list += winsim::Utf16(text) + u'\0';
+    return list;
+}
+
+} // namespace
+
+SC_HANDLE WINAPI OpenSCManagerW(LPCWSTR lpMachineName, LPCWSTR lpDatabaseName, DWORD dwDesiredAccess)
+{
+    Call call{"OpenSCManagerW"};
+    call.In("lpMachineName", lpMachineName).In("lpDatabaseName", lpDatabaseName).In("dwDesiredAccess", dwDesiredAccess);
+    if (const auto fault = call.Fault())
+        return call.Fail(SC_HANDLE{nullptr}, *fault);
+    return call.Done(static_cast<SC_HANDLE>(Simulation::Current().handles.Open(kManager, dwDesiredAccess)));
+}
+
+SC_HANDLE WINAPI OpenServiceW(SC_HANDLE hSCManager, LPCWSTR lpServiceName, DWORD dwDesiredAccess)
+{
+    Call call{"OpenServiceW"};
+    call.In("hSCManager", hSCManager).In("lpServiceName", lpServiceName).In("dwDesiredAccess", dwDesiredAccess);
+    const SC_HANDLE none = nullptr;
+    if (const auto fault = call.Fault())
+        return call.Fail(none, *fault);
+    Simulation& simulation = Simulation::Current();
+    if (simulation.handles.Find<DWORD>(hSCManager, kManager, "OpenServiceW") == nullptr)
+        return call.Fail(none, ERROR_INVALID_HANDLE);
+    const std::string name = winsim::Utf8(lpServiceName);
+    if (!IsValidName(name))
+        return call.Fail(none, ERROR_INVALID_NAME);
+    const Service* service = simulation.machine.services.Find(name);
+    if (service == nullptr)
+        return call.Fail(none, ERROR_SERVICE_DOES_NOT_EXIST);
+    if ((service->deniedAccess & dwDesiredAccess) != 0)
+        return call.Fail(none, ERROR_ACCESS_DENIED);
+    return call.Done(
+        static_cast<SC_HANDLE>(simulation.handles.Open(kService, OpenService{service->name, dwDesiredAccess})));
+}
+
+BOOL WINAPI CloseServiceHandle(SC_HANDLE hSCObject)
+{
+    Call call{"CloseServiceHandle"};
+    call.In("hSCObject", hSCObject);
+    const auto fault = call.Fault();
+    Simulation& simulation = Simulation::Current();
+    if (simulation.handles.IsOpen(hSCObject, kManager))
+        simulation.handles.Close(hSCObject, kManager, "CloseServiceHandle");
+    else if (const auto* open = simulation.handles.Find<OpenService>(hSCObject, kService, "CloseServiceHandle"))
+    {
+        const std::string name = open->name;
+        simulation.handles.Close(hSCObject, kService, "CloseServiceHandle");
+        RemoveIfUnused(name);
+    }
+    else
+        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+    return fault ? call.Fail(FALSE, *fault) : call.Done(TRUE);
+}
+
+BOOL WINAPI QueryServiceStatus(SC_HANDLE hService, LPSERVICE_STATUS lpServiceStatus)
+{
+    Call call{"QueryServiceStatus"};
+    call.In("hService", hService);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    DWORD error = ERROR_SUCCESS;
+    const Service* service = ServiceOf(hService, SERVICE_QUERY_STATUS, "QueryServiceStatus", error);
+    if (service == nullptr)
+        return call.Fail(FALSE, error);
+    *lpServiceStatus = StatusOf(*service);
+    if (call.IsRecording())
+        call.Out("lpServiceStatus", Noted(*lpServiceStatus));
+    return call.Done(TRUE);
+}
+
+BOOL WINAPI QueryServiceStatusEx(SC_HANDLE hService, SC_STATUS_TYPE InfoLevel, LPBYTE lpBuffer, DWORD cbBufSize,
+                                 LPDWORD pcbBytesNeeded)
+{
+    Call call{"QueryServiceStatusEx"};
+    call.In("hService", hService).In("InfoLevel", static_cast<DWORD>(InfoLevel)).In("cbBufSize", cbBufSize);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    if (InfoLevel != SC_STATUS_PROCESS_INFO)
+        return call.Fail(FALSE, ERROR_INVALID_LEVEL);
+    DWORD error = ERROR_SUCCESS;
+    const Service* service = ServiceOf(hService, SERVICE_QUERY_STATUS, "QueryServiceStatusEx", error);
+    if (service == nullptr)
+        return call.Fail(FALSE, error);
+    *pcbBytesNeeded = sizeof(SERVICE_STATUS_PROCESS);
+    call.Out("pcbBytesNeeded", *pcbBytesNeeded);
+    if (cbBufSize < sizeof(SERVICE_STATUS_PROCESS))
+        return call.Fail(FALSE, ERROR_INSUFFICIENT_BUFFER);
+
+    const SERVICE_STATUS plain = StatusOf(*service);
+    SERVICE_STATUS_PROCESS status{};
+    std::memcpy(&status, &plain, sizeof plain);
+    status.dwProcessId = service->IsStopped() ? 0 : service->processId;
+    std::memcpy(lpBuffer, &status, sizeof status);
+    if (call.IsRecording())
+    {
+        Json noted = Noted(plain);
+        noted["dwProcessId"] = status.dwProcessId;
+        noted["dwServiceFlags"] = status.dwServiceFlags;
+        call.Out("lpBuffer", noted);
+    }
+    return call.Done(TRUE);
+}
+
+BOOL WINAPI QueryServiceConfigW(SC_HANDLE hService, LPQUERY_SERVICE_CONFIGW lpServiceConfig, DWORD cbBufSize,
+                                LPDWORD pcbBytesNeeded)
+{
+    Call call{"QueryServiceConfigW"};
+    call.In("hService", hService).In("cbBufSize", cbBufSize);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    DWORD error = ERROR_SUCCESS;
+    const Service* service = ServiceOf(hService, SERVICE_QUERY_CONFIG, "QueryServiceConfigW", error);
+    if (service == nullptr)
+        return call.Fail(FALSE, error);
+
+    // The texts stand behind the structure, in the order of its members.
+    const std::u16string texts[] = {winsim::Utf16(service->binaryPath), winsim::Utf16(service->loadOrderGroup),
+                                    JoinMultiString(service->dependencies), winsim::Utf16(service->account),
+                                    winsim::Utf16(service->displayName)};
+    std::size_t size = sizeof(QUERY_SERVICE_CONFIGW);
+    for (const std::u16string& text : texts)
+        size += (text.size() + 1) * sizeof(WCHAR);
+    *pcbBytesNeeded = static_cast<DWORD>(size);
+    call.Out("pcbBytesNeeded", *pcbBytesNeeded);
+    if (size > cbBufSize)
+        return call.Fail(FALSE, ERROR_INSUFFICIENT_BUFFER);
+
+    LPWSTR places[std::size(texts)];
+    auto* next = reinterpret_cast<WCHAR*>(lpServiceConfig + 1);
+    for (std::size_t i = 0; i < std::size(texts); ++i)
+    {
+        places[i] = next;
+        next = std::copy_n(texts[i].c_str(), texts[i].size() + 1, next);
+    }
+    *lpServiceConfig = {service->type, service->startType, service->errorControl, places[0], places[1], 0, places[2],
+                        places[3],     places[4]};
+    if (call.IsRecording())
+        call.Out("lpServiceConfig", Json{{"dwServiceType", service->type},
+                                         {"dwStartType", service->startType},
+                                         {"dwErrorControl", service->errorControl},
+                                         {"lpBinaryPathName", service->binaryPath},
+                                         {"lpLoadOrderGroup", service->loadOrderGroup},
+                                         {"dwTagId", 0},
+                                         {"lpDependencies", service->dependencies},
+                                         {"lpServiceStartName", service->account},
+                                         {"lpDisplayName", service->displayName}});
+    return call.Done(TRUE);
+}
+
+BOOL WINAPI ChangeServiceConfigW(SC_HANDLE hService, DWORD dwServiceType, DWORD dwStartType, DWORD dwErrorControl,
+                                 LPCWSTR lpBinaryPathName, LPCWSTR lpLoadOrderGroup, LPDWORD lpdwTagId,
+                                 LPCWSTR lpDependencies, LPCWSTR lpServiceStartName, LPCWSTR lpPassword,
+                                 LPCWSTR lpDisplayName)
+{
+    Call call{"ChangeServiceConfigW"};
+    const auto dependencies = lpDependencies == nullptr ? Json(nullptr) : Json(SplitMultiString(lpDependencies));
+    call.In("hService", hService)
+        .In("dwServiceType", dwServiceType)
+        .In("dwStartType", dwStartType)
+        .In("dwErrorControl", dwErrorControl)
+        .In("lpBinaryPathName", lpBinaryPathName)
+        .In("lpLoadOrderGroup", lpLoadOrderGroup)
+        .In("lpdwTagId", lpdwTagId)
+        .In("lpDependencies", dependencies)
+        .In("lpServiceStartName", lpServiceStartName)
+        .In("lpPassword", lpPassword == nullptr ? Json(nullptr) : Json("***"))
+        .In("lpDisplayName", lpDisplayName);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    DWORD error = ERROR_SUCCESS;
+    Service* service = ServiceOf(hService, SERVICE_CHANGE_CONFIG, "ChangeServiceConfigW", error);
+    if (service == nullptr)
+        return call.Fail(FALSE, error);
+    if (service->isMarkedForDeletion)
+        return call.Fail(FALSE, ERROR_SERVICE_MARKED_FOR_DELETE);
+
+    const auto change = [](std::uint32_t& value, DWORD wanted) {
+        if (wanted != SERVICE_NO_CHANGE)
+            value = wanted;
+    };
+    const auto changeText = [](std::string& text, LPCWSTR wanted) {
+        if (wanted != nullptr)
+            text = winsim::Utf8(wanted);
+    };
+    change(service->type, dwServiceType);
+    change(service->startType, dwStartType);
+    change(service->errorControl, dwErrorControl);
+    changeText(service->binaryPath, lpBinaryPathName);
+    changeText(service->loadOrderGroup, lpLoadOrderGroup);
+    if (lpDependencies != nullptr)
+        service->dependencies = SplitMultiString(lpDependencies);
+    changeText(service->account, lpServiceStartName);
+    changeText(service->displayName, lpDisplayName);
+    return call.Done(TRUE);
+}
+
+BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE hService, DWORD dwInfoLevel, LPVOID lpInfo)
+{
+    Call call{"ChangeServiceConfig2W"};
+    call.In("hService", hService).In("dwInfoLevel", dwInfoLevel);
+    if (dwInfoLevel != SERVICE_CONFIG_DESCRIPTION)
+        return call.Fail(FALSE, ERROR_INVALID_LEVEL);
+    const LPCWSTR description = static_cast<const SERVICE_DESCRIPTIONW*>(lpInfo)->lpDescription;
+    call.In("lpInfo", description == nullptr ? Json{{"lpDescription", nullptr}}
+                                             : Json{{"lpDescription", winsim::Utf8(description)}});
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    DWORD error = ERROR_SUCCESS;
+    Service* service = ServiceOf(hService, SERVICE_CHANGE_CONFIG, "ChangeServiceConfig2W", error);
+    if (service == nullptr)
+        return call.Fail(FALSE, error);
+    if (service->isMarkedForDeletion)
+        return call.Fail(FALSE, ERROR_SERVICE_MARKED_FOR_DELETE);
+    if (description != nullptr)
+        service->description = winsim::Utf8(description);
+    return call.Done(TRUE);
+}
+
+BOOL WINAPI StartServiceA(SC_HANDLE hService, DWORD dwNumServiceArgs, LPCSTR* lpServiceArgVectors)
+{
+    Call call{"StartServiceA"};
+    call.In("hService", hService)
+        .In("dwNumServiceArgs", dwNumServiceArgs)
+        .In("lpServiceArgVectors", lpServiceArgVectors);
+    return StartThrough(call, hService);
+}
+
+BOOL WINAPI StartServiceW(SC_HANDLE hService, DWORD dwNumServiceArgs, LPCWSTR* lpServiceArgVectors)
+{
+    Call call{"StartServiceW"};
+    call.In("hService", hService)
+        .In("dwNumServiceArgs", dwNumServiceArgs)
+        .In("lpServiceArgVectors", lpServiceArgVectors);
+    return StartThrough(call, hService);
+}
+
+BOOL WINAPI ControlService(SC_HANDLE hService, DWORD dwControl, LPSERVICE_STATUS lpServiceStatus)
+{
+    Call call{"ControlService"};
+    call.In("hService", hService).In("dwControl", dwControl);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    if (dwControl != SERVICE_CONTROL_STOP)
+        return call.Fail(FALSE, ERROR_INVALID_PARAMETER);
+    DWORD error = ERROR_SUCCESS;
+    Service* service = ServiceOf(hService, SERVICE_STOP, "ControlService", error);
+    if (service == nullptr)
+        return call.Fail(FALSE, error);
+    error = Stop(*service);
+    // These failures report the status too.
+    if (error == ERROR_SUCCESS || error == ERROR_SERVICE_NOT_ACTIVE || error == ERROR_SERVICE_CANNOT_ACCEPT_CTRL ||
+        error == ERROR_INVALID_SERVICE_CONTROL)
+    {
+        *lpServiceStatus = StatusOf(*service);
+        if (call.IsRecording())
+            call.Out("lpServiceStatus", Noted(*lpServiceStatus));
+    }
+    return error != ERROR_SUCCESS ? call.Fail(FALSE, error) : call.Done(TRUE);
+}
+
+BOOL WINAPI DeleteService(SC_HANDLE hService)
+{
+    Call call{"DeleteService"};
+    call.In("hService", hService);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    constexpr DWORD kDelete = 0x10000;
+    DWORD error = ERROR_SUCCESS;
+    Service* service = ServiceOf(hService, kDelete, "DeleteService", error);
+    if (service == nullptr)
+        return call.Fail(FALSE, error);
+    if (service->isMarkedForDeletion)
+        return call.Fail(FALSE, ERROR_SERVICE_MARKED_FOR_DELETE);
+    service->isMarkedForDeletion = true;
+    return call.Done(TRUE);
+}
