@@ -129,6 +129,21 @@ std::optional<std::string> Format(const char* format, va_list arguments)
     return text;
 }
 
+// Whether a format means the same to the host's runtime as to Windows': no UTF-16 text, no lengths, no precision.
+bool IsCommonFormat(const char* format)
+{
+    while ((format = std::strchr(format, '%')) != nullptr)
+    {
+        ++format;
+        if (*format != '%')
+            format += std::strspn(format, "-+ #0123456789*");
+        if (*format == '\0' || std::strchr("%diuxXocs", *format) == nullptr)
+            return false;
+        ++format;
+    }
+    return true;
+}
+
 // What the bounded functions leave behind when they refuse: an empty text.
 template <typename Unit>
 errno_t Refuse(Unit* destination, std::size_t size, errno_t error)
@@ -170,13 +185,18 @@ int CompareIgnoringAsciiCase(const Unit* left, const Unit* right)
 
 int _vsnprintf_s(char* buffer, std::size_t sizeOfBuffer, std::size_t count, const char* format, va_list arguments)
 {
+    const std::size_t most = std::min(sizeOfBuffer - 1, count);
+    if (IsCommonFormat(format))
+    {
+        const int whole = std::vsnprintf(buffer, most + 1, format, arguments);
+        return whole >= 0 && static_cast<std::size_t>(whole) <= most ? whole : -1;
+    }
     const auto text = Format(format, arguments);
     if (!text)
     {
         Refuse(buffer, sizeOfBuffer, EILSEQ);
         return -1;
     }
-    const std::size_t most = std::min(sizeOfBuffer - 1, count);
     const std::size_t length = std::min(text->size(), most);
     std::memcpy(buffer, text->data(), length);
     buffer[length] = '\0';
