@@ -4,7 +4,6 @@ find_package(nlohmann_json REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(fmt REQUIRED)
 find_package(GTest REQUIRED)
-find_package(benchmark REQUIRED)
 enable_testing()
 
 # ---- winsim: the machine and its Windows functions ----------------------------------------------------------------
@@ -90,3 +89,5 @@ function(native_tests group)
 endfunction()
 
 native_tests(unit)
+
+include(cmake/bench.cmake)
