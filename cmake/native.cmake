@@ -4,7 +4,6 @@ find_package(nlohmann_json REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(fmt REQUIRED)
 find_package(GTest REQUIRED)
-find_package(benchmark REQUIRED)
 enable_testing()
 
 # ---- winsim: the machine and its Windows functions ----------------------------------------------------------------
@@ -94,3 +93,4 @@ native_tests(unit)
 include(cmake/e2e.cmake)
 include(cmake/style.cmake)
 include(cmake/conformance.cmake)
+include(cmake/bench.cmake)
