@@ -80,7 +80,8 @@ target_compile_options(test_support PRIVATE ${KELO_WARNINGS})
 
 # A group of native tests: every source of its folder.
 function(native_tests group)
-    file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${group}/*.cpp)
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${group}/*.cpp)
+    list(FILTER sources EXCLUDE REGEX /tests/unit/calls/)
     add_executable(${group}_tests ${sources})
     target_link_libraries(${group}_tests PRIVATE test_support)
     target_compile_options(${group}_tests PRIVATE ${KELO_WARNINGS})
