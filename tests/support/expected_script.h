@@ -9,13 +9,13 @@
 #include <string>
 #include <vector>
 
-using Lines = std::vector<std::string>;
+using Script = std::vector<std::string>;
 
-// Lines and lists of lines, one behind the other.
+// Script and lists of lines, one behind the other.
 template <typename... Parts>
-Lines Joined(const Parts&... parts)
+Script Joined(const Parts&... parts)
 {
-    Lines all;
+    Script all;
     const auto append = [&all](const auto& part) {
         if constexpr (std::is_convertible_v<decltype(part), std::string>)
             all.push_back(part);
@@ -26,25 +26,34 @@ Lines Joined(const Parts&... parts)
     return all;
 }
 
-inline Lines Times(std::size_t count, const Lines& lines)
+inline Script Joined(const std::vector<Script>& parts)
 {
-    Lines all;
+    Script all;
+    for (const Script& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+inline Script Times(std::size_t count, const Script& lines)
+{
+    Script all;
     for (; count > 0; --count)
         all.insert(all.end(), lines.begin(), lines.end());
     return all;
 }
 
 // How often a call stands in a script.
-inline std::size_t CountOf(const std::string& call, const Lines& script)
+inline std::size_t CountOf(const std::string& call, const Script& script)
 {
     return static_cast<std::size_t>(std::count_if(
         script.begin(), script.end(), [&](const std::string& line) { return line.starts_with(call + "("); }));
 }
 
-inline Lines MessagesOf(const Lines& script)
+// The messages of a script.
+inline Script LogOf(const Script& script)
 {
     constexpr std::string_view kMark = "log: ";
-    Lines messages;
+    Script messages;
     for (const std::string& line : script)
     {
         if (line.starts_with(kMark))
@@ -54,7 +63,7 @@ inline Lines MessagesOf(const Lines& script)
 }
 
 // Compares line by line: a long script is not worth printing as a whole.
-inline void ExpectLines(const Lines& actual, const Lines& expected, const char* what)
+inline void ExpectLines(const Script& actual, const Script& expected, const char* what)
 {
     const auto [difference, wanted] = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());
     if (difference == actual.end() && wanted == expected.end())
@@ -67,9 +76,9 @@ inline void ExpectLines(const Lines& actual, const Lines& expected, const char* 
 }
 
 // The function's result, every call and message it made, and the log that it left behind.
-inline void ExpectRun(const SimulatedRun& run, const std::string& result, const Lines& script)
+inline void ExpectRun(const SimulatedRun& run, const std::string& result, const Script& script)
 {
     EXPECT_EQ(run.result, result);
     ExpectLines(run.script, script, "the script");
-    ExpectLines(run.log, MessagesOf(script), "the log");
+    ExpectLines(run.log, LogOf(script), "the log");
 }

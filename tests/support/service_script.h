@@ -45,7 +45,7 @@ inline std::string StatusMembers(const ReportedStatus& status)
 inline const std::string kOpenManager = R"(OpenSCManagerW(null, null, 983103) = "serviceManager#1")";
 inline const std::string kCloseManager = R"(CloseServiceHandle("serviceManager#1") = 1)";
 inline const std::string kCloseService = R"(CloseServiceHandle("service#1") = 1)";
-inline const Lines kCloseBoth = {kCloseService, kCloseManager};
+inline const Script kCloseBoth = {kCloseService, kCloseManager};
 
 inline std::string OpenService(const std::string& name, unsigned access)
 {

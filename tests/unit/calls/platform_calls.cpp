@@ -1,8 +1,11 @@
 // The platform module's functions, for tests.
+#include "platform/com_initializer.h"
 #include "platform/processes.h"
+#include "platform/product_registry.h"
 #include "platform/service_binary_path.h"
 #include "platform/service_control.h"
 #include "platform/text.h"
+#include "platform/unique_handle.h"
 #include "platform/windows_version.h"
 #include "tests/unit/calls/modules.h"
 
@@ -17,7 +20,22 @@ std::string ServiceBinaryPath(const CallArguments& arguments)
     return found ? ResultText(directory) : "(none) " + ResultText(directory);
 }
 
+// A value of the toolkit's common key, as text.
+std::string DwordText(const CallArguments& arguments)
+{
+    UniqueRegistryKey key;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kCommonKey, 0, KEY_ALL_ACCESS, key.Put()) != ERROR_SUCCESS)
+        return "no key";
+    const auto value = ReadDword(key.Get(), arguments.Text(0).c_str());
+    return value ? ResultText(*value) : "nothing";
+}
+
 constexpr TestCall kCalls[] = {
+    {"CComInitializer",
+     [](const CallArguments&) {
+         const CComInitializer com;
+         return std::string();
+     }},
     {"FindProcessByName",
      [](const CallArguments& a) { return ResultText(static_cast<bool>(FindProcessByName(a.Text(0).c_str()))); }},
     {"GetServiceBinaryPath", &ServiceBinaryPath},
@@ -28,6 +46,7 @@ constexpr TestCall kCalls[] = {
          return ResultText(IsWindowsVersionAtLeast(static_cast<DWORD>(a.Number(0)), static_cast<DWORD>(a.Number(1))));
      }},
     {"KillProcessByName", [](const CallArguments& a) { return ResultText(KillProcessByName(a.Text(0).c_str())); }},
+    {"ReadDword", &DwordText},
     {"RestartServiceByName", [](const CallArguments& a) { return ResultText(RestartServiceByName(a.Wide(0))); }},
     {"StartServiceByName", [](const CallArguments& a) { return ResultText(StartServiceByName(a.Wide(0))); }},
     {"StopServiceByName", [](const CallArguments& a) { return ResultText(StopServiceByName(a.Wide(0))); }},

@@ -43,7 +43,7 @@ std::string NotOpened(unsigned id)
 }
 
 // The calls that look at one process, which is the n-th that was opened.
-Lines LookedAt(unsigned id, unsigned n, const std::string& name)
+Script LookedAt(unsigned id, unsigned n, const std::string& name)
 {
     return {fmt::format(R"(OpenProcess(1041, 0, {}) = "process#{}")", id, n),
             fmt::format(R"(EnumProcessModules("process#{}", 8) = 1 lphModule:"module#foreign" lpcbNeeded:8)", n),
@@ -210,7 +210,7 @@ TEST(FindProcessByName, ProcessBehindThe1024thIsNotLookedAt)
     const SimulatedRun last = Find(machineWith(1023));
     EXPECT_EQ(last.result, "true");
     EXPECT_EQ(CountOf("OpenProcess", last.script), 1024u);
-    EXPECT_EQ(last.log, (Lines{"  found process: <PatchAgent.exe>"}));
+    EXPECT_EQ(last.log, (Script{"  found process: <PatchAgent.exe>"}));
 
     const SimulatedRun beyond = Find(machineWith(1024));
     EXPECT_EQ(beyond.result, "false");

@@ -38,7 +38,7 @@ std::string Queried(const std::string& binaryPath)
                        ConfigurationBytes(binaryPath), Json(binaryPath).dump());
 }
 
-Lines WholeScript(const std::string& query)
+Script WholeScript(const std::string& query)
 {
     return Joined(kOpenManager, kOpen, query, kCloseBoth);
 }
@@ -86,7 +86,7 @@ TEST(GetServiceBinaryPath, AsksForTheConfigurationOnceInABufferOf4096ZeroedBytes
         if (call.name.starts_with("Local"))
             memoryCalls.push_back(call.name + call.in.dump());
     }
-    EXPECT_EQ(memoryCalls, (Lines{R"(LocalAlloc{"uFlags":64,"uBytes":4096})", R"(LocalFree{"hMem":"block#1"})"}));
+    EXPECT_EQ(memoryCalls, (Script{R"(LocalAlloc{"uFlags":64,"uBytes":4096})", R"(LocalFree{"hMem":"block#1"})"}));
 }
 
 TEST(GetServiceBinaryPath, PathWithoutABackslashIsAFailure)
@@ -128,7 +128,7 @@ TEST(GetServiceBinaryPath, EachFailingCallGivesBackWhatIsHeld)
     struct Row
     {
         const char* fault;
-        Lines script;
+        Script script;
     };
     const Row rows[] = {
         {"OpenSCManagerW=5", {"OpenSCManagerW(null, null, 983103)"}},

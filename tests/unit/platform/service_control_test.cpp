@@ -35,14 +35,14 @@ SimulatedRun CallWithName(const std::string& operation, const winsim::Machine& m
 }
 
 // The frame that the four operations share, up to the first status line.
-Lines Found(unsigned access, const ReportedStatus& status, const std::string& name = kName)
+Script Found(unsigned access, const ReportedStatus& status, const std::string& name = kName)
 {
     return {kOpenManager, OpenService(name, access), "log: Found service: " + name, QueryStatus(status),
             fmt::format("log:  {} current status: {}, {}", name, status.state, status.controls)};
 }
 
 // One round of a wait, from one status to the next.
-Lines Polled(const ReportedStatus& from, const ReportedStatus& to)
+Script Polled(const ReportedStatus& from, const ReportedStatus& to)
 {
     return {fmt::format("log: {}  current status: {}, {}", kName, from.state, from.controls), "Sleep(250)",
             QueryStatus(to)};
@@ -54,9 +54,9 @@ std::string Tick(unsigned sinceStart)
 }
 
 // What a script becomes when the occurrence-th status query in it fails.
-Lines CutAtQuery(const Lines& script, unsigned occurrence)
+Script CutAtQuery(const Script& script, unsigned occurrence)
 {
-    Lines cut;
+    Script cut;
     for (const std::string& line : script)
     {
         if (line.starts_with("QueryServiceStatus(") && --occurrence == 0)
@@ -69,7 +69,7 @@ Lines CutAtQuery(const Lines& script, unsigned occurrence)
 // Fails each status query of a run in turn.
 void ExpectEachFailedQueryEnds(const std::string& operation, const winsim::Machine& machine)
 {
-    const Lines whole = CallWithName(operation, machine).script;
+    const Script whole = CallWithName(operation, machine).script;
     const std::size_t queries = CountOf("QueryServiceStatus", whole);
     for (unsigned n = 1; n <= queries; ++n)
     {
@@ -100,7 +100,7 @@ void ExpectOpenFailure(const Operation& operation, const winsim::Machine& machin
                        const char* line, const SimulatedRunOptions& options = {})
 {
     SCOPED_TRACE(std::string(operation.name) + " of " + name);
-    Lines script{kOpenManager, fmt::format(R"(OpenServiceW("serviceManager#1", "{}", {}))", name, operation.access)};
+    Script script{kOpenManager, fmt::format(R"(OpenServiceW("serviceManager#1", "{}", {}))", name, operation.access)};
     if (line != nullptr)
         script.push_back(fmt::format(fmt::runtime(line), name));
     script.push_back(kCloseManager);
@@ -219,7 +219,7 @@ TEST(IsServiceRunning, LogsTheControlsThatTheServiceAccepts)
 
 // ---- StartServiceByName -------------------------------------------------------------------------------------------
 
-const Lines kStarted = {"log: service started", "log: tcsd_x86 has been sucessfully started"};
+const Script kStarted = {"log: service started", "log: tcsd_x86 has been sucessfully started"};
 
 TEST(StartServiceByName, ServiceInAnyOtherStateThanStoppedIsTakenToRun)
 {
@@ -400,8 +400,8 @@ TEST(StopServiceByName, WaitsForEverForAServiceThatNeverStops)
                                               {.faults = {}, .clockBoundMs = kBoundMs, .mayBeEndless = true});
         EXPECT_TRUE(run.outcome.isEndless);
         // The poll that passes the bound is the last that is seen.
-        Lines script = Joined(Found(kControlAccess, kRunning), SendStop(kStopPending), "log: Stopping service",
-                              Times(kBoundMs / kPollMs + 1, Polled(kStopPending, kStopPending)));
+        Script script = Joined(Found(kControlAccess, kRunning), SendStop(kStopPending), "log: Stopping service",
+                               Times(kBoundMs / kPollMs + 1, Polled(kStopPending, kStopPending)));
         script.pop_back();
         ExpectLines(run.script, script, "the script");
     }
@@ -416,8 +416,8 @@ TEST(StopServiceByName, EachFailedQueryEndsTheWait)
 
 // ---- RestartServiceByName -----------------------------------------------------------------------------------------
 
-const Lines kRestarted = {"log: service started", "log: tcsd_x86 has been sucessfully restarted"};
-const Lines kFoundStopped = Joined(Found(kControlAccess, kStopped), "log: tcsd_x86 service is already stopped");
+const Script kRestarted = {"log: service started", "log: tcsd_x86 has been sucessfully restarted"};
+const Script kFoundStopped = Joined(Found(kControlAccess, kStopped), "log: tcsd_x86 service is already stopped");
 
 TEST(RestartServiceByName, RunningServiceIsStoppedAndStarted)
 {
@@ -486,24 +486,24 @@ Json RisingUntil(unsigned lastPoll, std::optional<unsigned> runsAfterMs = std::n
     return {{"onStart", {{"states", states}}}};
 }
 
-void Append(Lines& lines, const Lines& more)
+void Append(Script& lines, const Script& more)
 {
     lines.insert(lines.end(), more.begin(), more.end());
 }
 
 // Polls whose check point rises: the clock is not looked at.
-Lines RisingPolls(unsigned lastPoll)
+Script RisingPolls(unsigned lastPoll)
 {
-    Lines polls;
+    Script polls;
     for (unsigned poll = 1; poll <= lastPoll; ++poll)
         Append(polls, Polled(kStartPending, WithCheckPoint(kStartPending, poll)));
     return polls;
 }
 
 // Polls whose check point stays, from one to another.
-Lines FrozenPolls(unsigned first, unsigned last, unsigned checkPoint)
+Script FrozenPolls(unsigned first, unsigned last, unsigned checkPoint)
 {
-    Lines polls;
+    Script polls;
     for (unsigned poll = first; poll <= last; ++poll)
         Append(polls, Joined(Polled(kStartPending, WithCheckPoint(kStartPending, checkPoint)), Tick(poll * kPollMs)));
     return polls;
@@ -511,7 +511,7 @@ Lines FrozenPolls(unsigned first, unsigned last, unsigned checkPoint)
 
 constexpr char kNotRestarted[] = "log: tcsd_x86 failed to restart. State: 2 \tExit Code: 0 \tService Exit Code: 0";
 
-const Lines kStartOfWait =
+const Script kStartOfWait =
     Joined(kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kStartPending), Tick(0));
 
 TEST(RestartServiceByName, FrozenCheckPointEndsTheWaitAtTheFirstPollAfter60Seconds)

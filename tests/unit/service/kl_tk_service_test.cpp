@@ -29,7 +29,7 @@ std::string Tick(unsigned sinceStart)
 
 // What the caller does around the stop itself.
 template <typename... Parts>
-Lines Script(const Parts&... parts)
+Script WholeScript(const Parts&... parts)
 {
     return Joined(R"(OpenSCManagerW(null, null, 1) = "serviceManager#1")",
                   R"(OpenServiceW("serviceManager#1", "KlPCR", 36) = "service#1")", Tick(0), parts..., kCloseBoth);
@@ -41,15 +41,15 @@ std::string Slept(unsigned ms)
 }
 
 // One poll that finds a status, at a time.
-Lines Poll(const ReportedStatus& status, unsigned ms)
+Script Poll(const ReportedStatus& status, unsigned ms)
 {
     return {Slept(status.waitHint), QueryStatusEx(status), Tick(ms)};
 }
 
 // Polls by one hint that all find the same status, from one time to another; `stepMs` is how long a pause really is.
-Lines Polls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, unsigned stepMs)
+Script Polls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, unsigned stepMs)
 {
-    Lines polls;
+    Script polls;
     for (unsigned ms = firstMs; ms <= lastMs; ms += stepMs)
         polls = Joined(polls, Poll(status, ms));
     return polls;
@@ -58,9 +58,9 @@ Lines Polls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, uns
 // The same during a stop that was pending already: each is announced on standard output.
 constexpr char kAnnounced[] = R"(printf("Service stop pending...\n") = 24)";
 
-Lines PendingPolls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, unsigned stepMs)
+Script PendingPolls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, unsigned stepMs)
 {
-    Lines polls;
+    Script polls;
     for (unsigned ms = firstMs; ms <= lastMs; ms += stepMs)
         polls = Joined(polls, kAnnounced, Poll(status, ms));
     return polls;
@@ -80,12 +80,12 @@ TEST(TimedStop, ServiceThatStopsAtOnceIsNotWaitedFor)
 {
     ExpectRun(StopService(MachineWith(R"({"state": "running",
                                           "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})")),
-              "0", Script(QueryStatusEx(kRunning), SendStop(kStopped)));
+              "0", WholeScript(QueryStatusEx(kRunning), SendStop(kStopped)));
 }
 
 TEST(TimedStop, StoppedServiceIsSentTheControlAllTheSame)
 {
-    ExpectRun(StopService(MachineWith("{}")), "0", Script(QueryStatusEx(kStopped), SendRefusedStop(kStopped)));
+    ExpectRun(StopService(MachineWith("{}")), "0", WholeScript(QueryStatusEx(kStopped), SendRefusedStop(kStopped)));
 }
 
 TEST(TimedStop, WaitHintIsSleptInFull)
@@ -95,8 +95,8 @@ TEST(TimedStop, WaitHintIsSleptInFull)
         "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 1000},
                                                   {"afterMs": 2500, "state": "stopped"}]}})"));
     ExpectRun(run, "0",
-              Script(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 1000, 2000, 1000), Slept(1000),
-                     QueryStatusEx(kStopped)));
+              WholeScript(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 1000, 2000, 1000), Slept(1000),
+                          QueryStatusEx(kStopped)));
     EXPECT_EQ(run.outcome.standardOutput, "");
 }
 
@@ -107,8 +107,8 @@ TEST(TimedStop, TheNewestWaitHintIsTheOneThatIsSlept)
                                                   {"afterMs": 600, "state": "stopPending", "waitHint": 20},
                                                   {"afterMs": 710, "state": "stopped"}]}})"));
     ExpectRun(run, "0",
-              Script(QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 700)), Slept(700),
-                     QueryStatusEx(WithHint(kStopPending, 20)), Tick(700), Slept(20), QueryStatusEx(kStopped)));
+              WholeScript(QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 700)), Slept(700),
+                          QueryStatusEx(WithHint(kStopPending, 20)), Tick(700), Slept(20), QueryStatusEx(kStopped)));
 }
 
 TEST(TimedStop, ServiceThatDoesNotStopTimesOutAtTheFirstPollAfter30Seconds)
@@ -117,9 +117,9 @@ TEST(TimedStop, ServiceThatDoesNotStopTimesOutAtTheFirstPollAfter30Seconds)
     const ReportedStatus pending = WithHint(kStopPending, 1000);
     const SimulatedRun run = StopService(MachineWith(R"({
         "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 1000}]}})"));
-    ExpectRun(
-        run, "-1",
-        Script(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 1000, 31000, 1000), "log: Wait timed out"));
+    ExpectRun(run, "-1",
+              WholeScript(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 1000, 31000, 1000),
+                          "log: Wait timed out"));
     EXPECT_EQ(CountOf("Sleep", run.script), 31u);
     EXPECT_EQ(CountOf("GetTickCount", run.script), 32u);
 }
@@ -127,12 +127,12 @@ TEST(TimedStop, ServiceThatDoesNotStopTimesOutAtTheFirstPollAfter30Seconds)
 TEST(TimedStop, WaitHintBeyondTheLimitIsSleptOnce)
 {
     const ReportedStatus pending = WithHint(kStopPending, 40000);
-    ExpectRun(
-        StopService(MachineWith(R"({
+    ExpectRun(StopService(MachineWith(R"({
                   "state": "running",
                   "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 40000}]}})")),
-        "-1",
-        Script(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 40000, 40000, 40000), "log: Wait timed out"));
+              "-1",
+              WholeScript(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 40000, 40000, 40000),
+                          "log: Wait timed out"));
 }
 
 TEST(TimedStop, ServiceThatStopsDuringAWaitBeyondTheLimitHasStopped)
@@ -142,8 +142,8 @@ TEST(TimedStop, ServiceThatStopsDuringAWaitBeyondTheLimitHasStopped)
                   "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 40000},
                                         {"afterMs": 39999, "state": "stopped"}]}})")),
               "0",
-              Script(QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 40000)), Slept(40000),
-                     QueryStatusEx(kStopped)));
+              WholeScript(QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 40000)), Slept(40000),
+                          QueryStatusEx(kStopped)));
 }
 
 TEST(TimedStop, WithoutAWaitHintPollsWithoutAPause)
@@ -152,8 +152,8 @@ TEST(TimedStop, WithoutAWaitHintPollsWithoutAPause)
     const SimulatedRun run = StopService(
         MachineWith(R"({"state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending"}]}})", 100));
     ExpectRun(run, "-1",
-              Script(QueryStatusEx(kRunning), SendStop(kStopPending), Polls(kStopPending, 100, 30100, 100),
-                     "log: Wait timed out"));
+              WholeScript(QueryStatusEx(kRunning), SendStop(kStopPending), Polls(kStopPending, 100, 30100, 100),
+                          "log: Wait timed out"));
     EXPECT_EQ(CountOf("Sleep", run.script), 301u);
 }
 
@@ -161,8 +161,8 @@ TEST(TimedStop, RefusedControlIsWaitedForAllTheSame)
 {
     const ReportedStatus running{.state = 4, .controls = 0, .waitHint = 10000};
     ExpectRun(StopService(MachineWith(R"({"state": "running", "controlsAccepted": 0, "waitHint": 10000})")), "-1",
-              Script(QueryStatusEx(running), SendRefusedStop(running), Polls(running, 10000, 40000, 10000),
-                     "log: Wait timed out"));
+              WholeScript(QueryStatusEx(running), SendRefusedStop(running), Polls(running, 10000, 40000, 10000),
+                          "log: Wait timed out"));
 }
 
 TEST(TimedStop, ControlThatReportsNoStatusLeavesTheQueriedOne)
@@ -174,8 +174,8 @@ TEST(TimedStop, ControlThatReportsNoStatusLeavesTheQueriedOne)
     const ReportedStatus running = WithHint(kRunning, 20000);
     const SimulatedRun run = StopService(machine);
     ExpectRun(run, "-1",
-              Script(QueryStatusEx(running), R"(ControlService("service#1", 1) = 0)",
-                     Polls(running, 20000, 40000, 20000), "log: Wait timed out"));
+              WholeScript(QueryStatusEx(running), R"(ControlService("service#1", 1) = 0)",
+                          Polls(running, 20000, 40000, 20000), "log: Wait timed out"));
     EXPECT_EQ(run.After().services, machine.services);
 }
 
@@ -189,9 +189,9 @@ TEST(TimedStop, EachFailedQueryBehindTheControlEndsTheWait)
                                   {"afterMs": 0, "state": "stopPending", "waitHint": 5000}]}})"),
                               {.faults = {fmt::format("QueryServiceStatusEx#{}=6", n + 1)}}),
                   "-2",
-                  Script(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 5000, 5000 * (n - 1), 5000),
-                         Slept(5000), R"(QueryServiceStatusEx("service#1", 0, 36) = 0)",
-                         "log: QueryServiceStatusEx failed (6)"));
+                  WholeScript(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 5000, 5000 * (n - 1), 5000),
+                              Slept(5000), R"(QueryServiceStatusEx("service#1", 0, 36) = 0)",
+                              "log: QueryServiceStatusEx failed (6)"));
     }
 }
 
@@ -205,7 +205,7 @@ TEST(TimedStop, FailedFirstQueryIsLoggedAndTheControlSent)
     ExpectRun(StopService(MachineWith(R"({"state": "running",
                                           "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"),
                           {.faults = {"QueryServiceStatusEx#1=5"}}),
-              "0", Script(kFailedQuery, kFailedFirst, SendStop(kStopped)));
+              "0", WholeScript(kFailedQuery, kFailedFirst, SendStop(kStopped)));
 }
 
 TEST(TimedStop, PendingStopThatIsNotSeenIsWaitedForBehindTheControl)
@@ -215,8 +215,8 @@ TEST(TimedStop, PendingStopThatIsNotSeenIsWaitedForBehindTheControl)
                                                          "states": [{"afterMs": 1500, "state": "stopped"}]})"),
                                          {.faults = {"QueryServiceStatusEx#1=5"}});
     ExpectRun(run, "0",
-              Script(kFailedQuery, kFailedFirst, SendRefusedStop(pending), Polls(pending, 1000, 1000, 1000),
-                     Slept(1000), QueryStatusEx(kStopped)));
+              WholeScript(kFailedQuery, kFailedFirst, SendRefusedStop(pending), Polls(pending, 1000, 1000, 1000),
+                          Slept(1000), QueryStatusEx(kStopped)));
     EXPECT_EQ(run.outcome.standardOutput, "");
 }
 
@@ -225,8 +225,8 @@ TEST(TimedStop, WithNeitherStatusNorControlItPollsWithoutAPause)
     ExpectRun(StopService(MachineWith(R"({"state": "stopped", "waitHint": 1000})"),
                           {.faults = {"QueryServiceStatusEx#1=5", "ControlService=5"}}),
               "0",
-              Script(kFailedQuery, kFailedFirst, R"(ControlService("service#1", 1) = 0)", Slept(0),
-                     QueryStatusEx(WithHint(kStopped, 1000))));
+              WholeScript(kFailedQuery, kFailedFirst, R"(ControlService("service#1", 1) = 0)", Slept(0),
+                          QueryStatusEx(WithHint(kStopped, 1000))));
 }
 
 TEST(TimedStop, EveryQueryFailing)
@@ -234,8 +234,8 @@ TEST(TimedStop, EveryQueryFailing)
     ExpectRun(
         StopService(MachineWith(R"({"state": "running"})"), {.faults = {"QueryServiceStatusEx=5", "ControlService=5"}}),
         "-2",
-        Script(kFailedQuery, kFailedFirst, R"(ControlService("service#1", 1) = 0)", Slept(0), kFailedQuery,
-               "log: QueryServiceStatusEx failed (5)"));
+        WholeScript(kFailedQuery, kFailedFirst, R"(ControlService("service#1", 1) = 0)", Slept(0), kFailedQuery,
+                    "log: QueryServiceStatusEx failed (5)"));
 }
 
 // ---- A stop that is pending already -------------------------------------------------------------------------------
@@ -246,8 +246,8 @@ TEST(TimedStop, PendingStopThatEndsGivesTheResultOfItsLogLine)
     const SimulatedRun run = StopService(MachineWith(
         R"({"state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 2500, "state": "stopped"}]})"));
     ExpectRun(run, "1",
-              Script(QueryStatusEx(pending), PendingPolls(pending, 1000, 2000, 1000), kAnnounced, Slept(1000),
-                     QueryStatusEx(kStopped), "log: Service stopped successfully."));
+              WholeScript(QueryStatusEx(pending), PendingPolls(pending, 1000, 2000, 1000), kAnnounced, Slept(1000),
+                          QueryStatusEx(kStopped), "log: Service stopped successfully."));
     EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 3));
 }
 
@@ -264,8 +264,9 @@ TEST(TimedStop, PendingStopTimesOutAtTheFirstPollAfter30Seconds)
 {
     const ReportedStatus pending = WithHint(kStopPending, 1000);
     const SimulatedRun run = StopService(MachineWith(R"({"state": "stopPending", "waitHint": 1000})"));
-    ExpectRun(run, "-1",
-              Script(QueryStatusEx(pending), PendingPolls(pending, 1000, 31000, 1000), "log: Service stop timed out."));
+    ExpectRun(
+        run, "-1",
+        WholeScript(QueryStatusEx(pending), PendingPolls(pending, 1000, 31000, 1000), "log: Service stop timed out."));
     EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 31));
 }
 
@@ -273,9 +274,9 @@ TEST(TimedStop, PendingStopWithAHintBeyondTheLimitIsSleptOnce)
 {
     const ReportedStatus pending = WithHint(kStopPending, 40000);
     const SimulatedRun run = StopService(MachineWith(R"({"state": "stopPending", "waitHint": 40000})"));
-    ExpectRun(
-        run, "-1",
-        Script(QueryStatusEx(pending), PendingPolls(pending, 40000, 40000, 40000), "log: Service stop timed out."));
+    ExpectRun(run, "-1",
+              WholeScript(QueryStatusEx(pending), PendingPolls(pending, 40000, 40000, 40000),
+                          "log: Service stop timed out."));
     EXPECT_EQ(run.outcome.standardOutput, kStdoutLine);
 }
 
@@ -285,16 +286,16 @@ TEST(TimedStop, PendingStopThatEndsDuringAWaitBeyondTheLimitHasEnded)
         StopService(MachineWith(
             R"({"state": "stopPending", "waitHint": 40000, "states": [{"afterMs": 35000, "state": "stopped"}]})")),
         "1",
-        Script(QueryStatusEx(WithHint(kStopPending, 40000)), kAnnounced, Slept(40000), QueryStatusEx(kStopped),
-               "log: Service stopped successfully."));
+        WholeScript(QueryStatusEx(WithHint(kStopPending, 40000)), kAnnounced, Slept(40000), QueryStatusEx(kStopped),
+                    "log: Service stopped successfully."));
 }
 
 TEST(TimedStop, PendingStopWithoutAHintIsPolledWithoutAPause)
 {
     const SimulatedRun run = StopService(MachineWith(R"({"state": "stopPending"})", 100));
     ExpectRun(run, "-1",
-              Script(QueryStatusEx(kStopPending), PendingPolls(kStopPending, 100, 30100, 100),
-                     "log: Service stop timed out."));
+              WholeScript(QueryStatusEx(kStopPending), PendingPolls(kStopPending, 100, 30100, 100),
+                          "log: Service stop timed out."));
     EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 301));
 }
 
@@ -304,8 +305,8 @@ TEST(TimedStop, PendingStopThatTurnsIntoAnotherStateIsSentTheControl)
         "state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 500, "state": "running"}],
         "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"));
     ExpectRun(run, "0",
-              Script(QueryStatusEx(WithHint(kStopPending, 1000)), kAnnounced, Slept(1000), QueryStatusEx(kRunning),
-                     Tick(1000), SendStop(kStopped)));
+              WholeScript(QueryStatusEx(WithHint(kStopPending, 1000)), kAnnounced, Slept(1000), QueryStatusEx(kRunning),
+                          Tick(1000), SendStop(kStopped)));
     EXPECT_EQ(run.outcome.standardOutput, kStdoutLine);
 }
 
@@ -316,9 +317,9 @@ TEST(TimedStop, BothWaitsShareOneLimit)
                   "state": "stopPending", "waitHint": 10000, "states": [{"afterMs": 20000, "state": "running"}],
                   "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 10000}]}})")),
               "-1",
-              Script(QueryStatusEx(pending), kAnnounced, Slept(10000), QueryStatusEx(pending), Tick(10000), kAnnounced,
-                     Slept(10000), QueryStatusEx(kRunning), Tick(20000), SendStop(pending),
-                     Polls(pending, 30000, 40000, 10000), "log: Wait timed out"));
+              WholeScript(QueryStatusEx(pending), kAnnounced, Slept(10000), QueryStatusEx(pending), Tick(10000),
+                          kAnnounced, Slept(10000), QueryStatusEx(kRunning), Tick(20000), SendStop(pending),
+                          Polls(pending, 30000, 40000, 10000), "log: Wait timed out"));
 }
 
 TEST(TimedStop, EachFailedQueryOfAPendingStopEndsTheWait)
@@ -330,8 +331,8 @@ TEST(TimedStop, EachFailedQueryOfAPendingStopEndsTheWait)
         const SimulatedRun run = StopService(MachineWith(R"({"state": "stopPending", "waitHint": 5000})"),
                                              {.faults = {fmt::format("QueryServiceStatusEx#{}=1115", n + 1)}});
         ExpectRun(run, "-2",
-                  Script(QueryStatusEx(pending), PendingPolls(pending, 5000, 5000 * (n - 1), 5000), kAnnounced,
-                         Slept(5000), kFailedQuery, "log: QueryServiceStatusEx failed (1115)"));
+                  WholeScript(QueryStatusEx(pending), PendingPolls(pending, 5000, 5000 * (n - 1), 5000), kAnnounced,
+                              Slept(5000), kFailedQuery, "log: QueryServiceStatusEx failed (1115)"));
         EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, n));
     }
 }
@@ -342,7 +343,7 @@ TEST(TimedStop, TheLimitIsMeasuredAcrossTheTickCountsTurn)
         "clock": {"tickCount": 4294960000}, "services": {"KlPCR": {"state": "stopPending", "waitHint": 1000}}})"));
     EXPECT_EQ(run.result, "-1");
     EXPECT_EQ(CountOf("Sleep", run.script), 31u);
-    EXPECT_EQ(run.log, (Lines{"Service stop timed out."}));
+    EXPECT_EQ(run.log, (Script{"Service stop timed out."}));
 }
 
 } // namespace
