@@ -42,3 +42,6 @@ add_executable(kelo_exe WIN32)
 kelo_image(kelo_exe KeloCustomAction "Kelo Toolkit installer custom action" VFT_APP .exe)
 add_library(kelo_dll SHARED)
 kelo_image(kelo_dll KeloCustomAction "Kelo Toolkit installer custom action library" VFT_DLL .dll)
+
+include(cmake/conformance.cmake)
+include(cmake/e2e_programs.cmake)

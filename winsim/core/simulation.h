@@ -32,6 +32,7 @@ public:
     std::u16string commandLine;
     std::string standardOutput;
     int comApartments = 0;
+    bool isComMultithreaded = false;
 
     // Milliseconds since the process began.
     std::uint64_t ClockMs() const { return m_clockMs; }
