@@ -66,7 +66,7 @@ add_dependencies(kelo-rehearse kelo_program)
 
 # The program once more, with an entry through which tests call its single functions.
 file(GLOB TEST_CALL_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/unit/calls/*.cpp)
-add_library(kelo_test_program MODULE ${TEST_CALL_SOURCES})
+add_library(kelo_test_program MODULE ${TEST_CALL_SOURCES} tests/support/test_text_winsim.cpp)
 target_link_libraries(kelo_test_program PRIVATE kelo_objects)
 target_include_directories(kelo_test_program PRIVATE ${PROJECT_SOURCE_DIR})
 winsim_program(kelo_test_program)
