@@ -33,3 +33,5 @@ add_executable(kelo_exe WIN32)
 kelo_image(kelo_exe KeloCustomAction "Kelo Toolkit installer custom action" VFT_APP .exe)
 add_library(kelo_dll SHARED)
 kelo_image(kelo_dll KeloCustomAction "Kelo Toolkit installer custom action library" VFT_DLL .dll)
+
+include(cmake/resources.cmake)
