@@ -45,7 +45,7 @@ public:
     static int RunDriverStager(const std::wstring& folder, const std::wstring& arguments);
 
     // Reads the install location (UTF-16) from the registry into `path`. False, with `path` untouched, when the
-    // key or the value cannot be read, or the value has 256 characters or more. Logs nothing.
+    // key or the value cannot be read, or the value fills more than 256 characters. Logs nothing.
     static bool GetInstallPath(std::wstring& path);
 
     // Installs the virtual reader: the services above, its body library in the system directory (at the next
