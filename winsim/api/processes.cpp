@@ -1,6 +1,7 @@
 // Other processes: starting, waiting, listing, ending.
 #include "winsim/areas/processes.h"
 #include "winsim/core/gate.h"
+#include "winsim/core/secrets.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
@@ -26,6 +27,7 @@ namespace
 constexpr char kProcess[] = "process";
 constexpr char kThread[] = "thread";
 constexpr DWORD kProcessAllAccess = 0x1FFFFF;
+constexpr std::size_t kLongestCommandLine = 32766;
 
 // What a process handle stands for.
 struct OpenProcessHandle
@@ -112,6 +114,12 @@ DWORD MissingProgramError(const std::string& path)
     return parent.empty() || files.IsDirectory(parent) ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
 }
 
+// A command line as it is recorded: without the passwords in it.
+Json ShownCommandLine(LPCWSTR commandLine)
+{
+    return commandLine == nullptr ? Json() : Json(winsim::HideSecrets(winsim::Utf8(commandLine)));
+}
+
 } // namespace
 
 BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSECURITY_ATTRIBUTES lpProcessAttributes,
@@ -122,7 +130,7 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
     Call call{"CreateProcessW"};
     Simulation& simulation = Simulation::Current();
     call.In("lpApplicationName", lpApplicationName)
-        .In("lpCommandLine", lpCommandLine)
+        .In("lpCommandLine", ShownCommandLine(lpCommandLine))
         .In("lpProcessAttributes", lpProcessAttributes)
         .In("lpThreadAttributes", lpThreadAttributes)
         .In("bInheritHandles", bInheritHandles)
@@ -135,6 +143,8 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
         return call.Fail(FALSE, *fault);
 
     const std::string line = lpCommandLine == nullptr ? std::string() : winsim::Utf8(lpCommandLine);
+    if (lpCommandLine != nullptr && std::u16string_view(lpCommandLine).size() > kLongestCommandLine)
+        return call.Fail(FALSE, ERROR_FILENAME_EXCED_RANGE);
     CommandLineParts parts;
     if (lpApplicationName != nullptr)
     {

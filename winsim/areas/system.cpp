@@ -72,6 +72,8 @@ void WindowsInfo::Load(const Reader& reader)
             page.Fail(error.what());
         }
     });
+    object.Read("uiLanguage", uiLanguage);
+    object.Read("userLanguage", userLanguage);
     object.Done();
 }
 
@@ -82,7 +84,9 @@ Json WindowsInfo::ToJson() const
             {"servicePack", servicePack},
             {"platform", platform},
             {"wow64", isWow64},
-            {"codePage", codePage}};
+            {"codePage", codePage},
+            {"uiLanguage", uiLanguage},
+            {"userLanguage", userLanguage}};
 }
 
 void Clock::Load(const Reader& reader)

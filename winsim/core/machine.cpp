@@ -41,6 +41,7 @@ constexpr Area kAreas[] = {
     MakeArea<&Machine::services>("services"),
     MakeArea<&Machine::processes>("processes"),
     MakeArea<&Machine::programs>("programs"),
+    MakeArea<&Machine::installer>("installer"),
     MakeArea<&Machine::events>("events"),
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "winsim/areas/files.h"
+#include "winsim/areas/installer.h"
 #include "winsim/areas/processes.h"
 #include "winsim/areas/registry.h"
 #include "winsim/areas/services.h"
@@ -28,6 +29,7 @@ struct Machine
     Services services;
     Processes processes;
     Programs programs;
+    Installer installer;
     EventLog events;
 
     // Throws DescriptionError for a description that cannot be used.

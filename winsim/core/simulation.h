@@ -7,6 +7,7 @@
 #include "winsim/core/machine.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,6 +25,8 @@ public:
     Simulation& operator=(const Simulation&) = delete;
 
     static Simulation& Current();
+    // The same, or null when none is running.
+    static Simulation* Running();
 
     Machine machine;
     Gate gate;
@@ -32,6 +35,10 @@ public:
     std::u16string commandLine;
     std::string standardOutput;
     int comApartments = 0;
+    std::map<std::string, std::size_t> propertyQuestions; // how often each installer property was asked for
+
+    // The passwords that must not get out of the process.
+    const std::vector<std::string>& Secrets() const { return m_secrets; }
 
     // Milliseconds since the process began.
     std::uint64_t ClockMs() const { return m_clockMs; }
@@ -59,6 +66,7 @@ public:
 private:
     void EndDueChildren();
 
+    std::vector<std::string> m_secrets;
     std::map<std::uint32_t, ChildProcess> m_children; // by identifier
     char m_foreignModule = 0;
     std::uint64_t m_clockMs = 0;

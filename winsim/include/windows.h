@@ -10,4 +10,5 @@
 #include "winnls.h"
 #include "winreg.h"
 #include "winsvc.h"
+#include "winuser.h"
 #include "winver.h"

@@ -6,6 +6,8 @@
 
 #define WINAPI
 #define STDAPICALLTYPE
+#define __stdcall
+#define __declspec(attribute)
 
 // A simulated program is compiled with a wchar_t of 16 bits, as on Windows; the simulated machine itself is not,
 // and calls the same 16 bits char16_t.
