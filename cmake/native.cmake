@@ -108,3 +108,7 @@ function(native_tests group)
 endfunction()
 
 native_tests(unit)
+
+include(cmake/e2e.cmake)
+include(cmake/style.cmake)
+include(cmake/conformance.cmake)

@@ -1,10 +1,12 @@
 // Shell folders.
+#include "winsim/api/file_access.h"
 #include "winsim/areas/files.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
 #include "shlobj.h"
+#include "winbase.h"
 
 #include <algorithm>
 #include <cstring>
@@ -30,32 +32,53 @@ constexpr KnownFolder kKnownFolders[] = {
     {CSIDL_PROGRAM_FILES, "programFiles"},
 };
 
-// The path of a folder (UTF-8); null when the machine has no such folder.
-const std::string* FolderOf(int csidl)
+// Finds the path of a folder (UTF-8). E_INVALIDARG for a number that is no folder's, E_FAIL when the machine has no
+// such folder.
+HRESULT FindFolder(int csidl, std::string& path)
 {
     for (const KnownFolder& known : kKnownFolders)
     {
-        if (known.csidl == csidl)
-            return Simulation::Current().machine.folders.Find(known.name);
+        if (known.csidl != csidl)
+            continue;
+        const std::string* found = Simulation::Current().machine.folders.Find(known.name);
+        if (found == nullptr)
+            return E_FAIL;
+        path = *found;
+        return S_OK;
     }
-    return nullptr;
+    return E_INVALIDARG;
 }
+
+// The longest path that a directory can be made at, with its terminator.
+constexpr std::size_t kLongestDirectory = 248;
 
 // Makes a directory with all its missing parents, as the shell does. Returns a Win32 error.
 DWORD CreateDirectories(Files& files, const std::string& path)
 {
-    if (const File* existing = files.Find(path))
-        return existing->isDirectory ? ERROR_ALREADY_EXISTS : ERROR_FILE_EXISTS;
+    if (files.Find(path) != nullptr)
+        return ERROR_ALREADY_EXISTS;
     std::string nearest = Files::ParentOf(path);
     while (!nearest.empty() && files.Find(nearest) == nullptr)
         nearest = Files::ParentOf(nearest);
     const File* parent = files.Find(nearest);
     if (parent == nullptr || !parent->isDirectory)
         return ERROR_PATH_NOT_FOUND;
-    if (parent->isDenied)
+    if (!winsim::MayAccess(*parent, winsim::kAddFile))
         return ERROR_ACCESS_DENIED;
     files.Create(path, true);
     return ERROR_SUCCESS;
+}
+
+int CreateDirectoriesAt(Call& call, const std::string& path)
+{
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    // Only a full path will do.
+    if (path.size() < 3 || path[1] != ':')
+        return call.Status(ERROR_BAD_PATHNAME);
+    if (path.size() >= kLongestDirectory)
+        return call.Status(ERROR_FILENAME_EXCED_RANGE);
+    return call.Status(CreateDirectories(Simulation::Current().machine.files, path));
 }
 
 } // namespace
@@ -67,12 +90,12 @@ HRESULT WINAPI SHGetFolderPathA(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
     *pszPath = '\0';
     if (const auto fault = call.Fault())
         return call.Status(*fault);
-    const std::string* folder = FolderOf(csidl);
-    if (folder == nullptr)
-        return call.Status(static_cast<std::uint32_t>(E_FAIL));
-    const std::string ansi = Simulation::Current().ToAnsi(*folder).substr(0, MAX_PATH - 1);
+    std::string folder;
+    if (const HRESULT result = FindFolder(csidl, folder); FAILED(result))
+        return call.Status(static_cast<std::uint32_t>(result));
+    const std::string ansi = Simulation::Current().ToAnsi(folder).substr(0, MAX_PATH - 1);
     std::memcpy(pszPath, ansi.c_str(), ansi.size() + 1);
-    call.Out("pszPath", *folder);
+    call.Out("pszPath", folder);
     return call.Status(S_OK);
 }
 
@@ -83,25 +106,58 @@ HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
     *pszPath = u'\0';
     if (const auto fault = call.Fault())
         return call.Status(*fault);
+    std::string folder;
+    if (const HRESULT result = FindFolder(csidl, folder); FAILED(result))
+        return call.Status(static_cast<std::uint32_t>(result));
+    const std::u16string wide = winsim::Utf16(folder).substr(0, MAX_PATH - 1);
+    std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
+    call.Out("pszPath", folder);
+    return call.Status(S_OK);
+}
+
+BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL fCreate)
+{
+    Call call{"SHGetSpecialFolderPathW"};
+    call.In("hwnd", hwnd).In("csidl", csidl).In("fCreate", fCreate);
+    *pszPath = u'\0';
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
     const std::string* folder = FolderOf(csidl);
     if (folder == nullptr)
-        return call.Status(static_cast<std::uint32_t>(E_FAIL));
+        return call.Fail(FALSE, ERROR_FILE_NOT_FOUND);
     const std::u16string wide = winsim::Utf16(*folder).substr(0, MAX_PATH - 1);
     std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
     call.Out("pszPath", *folder);
-    return call.Status(S_OK);
+    return call.Done(TRUE);
+}
+
+UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize)
+{
+    Call call{"GetWindowsDirectoryA"};
+    call.In("uSize", uSize);
+    if (const auto fault = call.Fault())
+        return call.Fail(UINT{0}, *fault);
+    const std::string* folder = FolderOf(CSIDL_WINDOWS);
+    if (folder == nullptr)
+        return call.Fail(UINT{0}, ERROR_PATH_NOT_FOUND);
+    const std::string ansi = Simulation::Current().ToAnsi(*folder);
+    if (ansi.size() >= uSize)
+        return call.Done(static_cast<UINT>(ansi.size() + 1));
+    std::memcpy(lpBuffer, ansi.c_str(), ansi.size() + 1);
+    call.Out("lpBuffer", *folder);
+    return call.Done(static_cast<UINT>(ansi.size()));
 }
 
 int WINAPI SHCreateDirectoryExA(HWND hwnd, LPCSTR pszPath, const SECURITY_ATTRIBUTES* psa)
 {
     Call call{"SHCreateDirectoryExA"};
     call.In("hwnd", hwnd).In("pszPath", pszPath).In("psa", psa);
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    Simulation& simulation = Simulation::Current();
-    const std::string path = simulation.FromAnsi(pszPath);
-    // Only a full path will do.
-    if (path.size() < 3 || path[1] != ':')
-        return call.Status(ERROR_BAD_PATHNAME);
-    return call.Status(CreateDirectories(simulation.machine.files, path));
+    return CreateDirectoriesAt(call, Simulation::Current().FromAnsi(pszPath));
+}
+
+int WINAPI SHCreateDirectoryExW(HWND hwnd, LPCWSTR pszPath, const SECURITY_ATTRIBUTES* psa)
+{
+    Call call{"SHCreateDirectoryExW"};
+    call.In("hwnd", hwnd).In("pszPath", pszPath).In("psa", psa);
+    return CreateDirectoriesAt(call, winsim::Utf8(pszPath));
 }

@@ -1,4 +1,5 @@
 // The process itself: its command line, identifiers, memory and environment.
+#include "winsim/api/local_memory.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
@@ -13,12 +14,11 @@
 using winsim::Call;
 using winsim::CallKind;
 using winsim::Json;
+using winsim::kBlock;
 using winsim::Simulation;
 
 namespace
 {
-
-constexpr char kBlock[] = "block";
 
 bool IsBlank(char16_t c)
 {
@@ -74,9 +74,10 @@ std::vector<std::u16string> SplitCommandLine(const std::u16string& line)
                 word += u'"';
             else if (isQuoted && i < line.size() && line[i] == u'"')
             {
-                // Two quotation marks inside quoted text stand for one, and the quoted text goes on.
+                // Two quotation marks inside quoted text stand for one, and the quoted text ends.
                 word += u'"';
                 ++i;
+                isQuoted = false;
             }
             else
                 isQuoted = !isQuoted;
@@ -102,8 +103,10 @@ LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs)
         return call.Fail(none, *fault);
 
     Simulation& simulation = Simulation::Current();
+    // An empty line gives the program's path, blanks and all.
     const std::vector<std::u16string> words =
-        SplitCommandLine(*lpCmdLine != 0 ? lpCmdLine : winsim::Utf16(simulation.machine.process.path));
+        *lpCmdLine != 0 ? SplitCommandLine(lpCmdLine)
+                        : std::vector<std::u16string>{winsim::Utf16(simulation.machine.process.path)};
     std::size_t size = (words.size() + 1) * sizeof(LPWSTR);
     for (const std::u16string& word : words)
         size += (word.size() + 1) * sizeof(WCHAR);
@@ -140,15 +143,6 @@ DWORD WINAPI GetCurrentThreadId()
 {
     Call call{"GetCurrentThreadId"};
     return call.Done(Simulation::Current().machine.process.threadId);
-}
-
-BOOL WINAPI SetDllDirectoryW(LPCWSTR lpPathName)
-{
-    Call call{"SetDllDirectoryW"};
-    call.In("lpPathName", lpPathName);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    return call.Done(TRUE);
 }
 
 HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes)

@@ -5,6 +5,7 @@
 #include "winsim/areas/installer.h"
 #include "winsim/areas/processes.h"
 #include "winsim/areas/registry.h"
+#include "winsim/areas/security.h"
 #include "winsim/areas/services.h"
 #include "winsim/areas/system.h"
 
@@ -25,7 +26,9 @@ struct Machine
     NamedTexts folders;
     NamedTexts environment;
     Registry registry;
-    Files files;
+    Files files; // and libraries
+    PendingMoves pendingMoves;
+    Token token;
     Services services;
     Processes processes;
     Programs programs;

@@ -4,6 +4,7 @@
 #include "winsim/core/children.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/handles.h"
+#include "winsim/core/loader.h"
 #include "winsim/core/machine.h"
 
 #include <cstdint>
@@ -31,10 +32,12 @@ public:
     Machine machine;
     Gate gate;
     HandleTable handles;
+    Loader loader;
     std::uint32_t lastError = 0;
     std::u16string commandLine;
     std::string standardOutput;
     int comApartments = 0;
+    bool isComMultithreaded = false;
     std::map<std::string, std::size_t> propertyQuestions; // how often each installer property was asked for
 
     // The passwords that must not get out of the process.

@@ -32,6 +32,8 @@ struct TIME_ZONE_INFORMATION
 using LPTIME_ZONE_INFORMATION = TIME_ZONE_INFORMATION*;
 
 inline constexpr DWORD TIME_ZONE_ID_UNKNOWN = 0;
+inline constexpr DWORD TIME_ZONE_ID_STANDARD = 1;
+inline constexpr DWORD TIME_ZONE_ID_DAYLIGHT = 2;
 inline constexpr DWORD TIME_ZONE_ID_INVALID = 0xFFFFFFFF;
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
 inline constexpr UINT LMEM_FIXED = 0x0000;
@@ -56,11 +58,11 @@ extern "C"
     LPWSTR WINAPI GetCommandLineW();
     BOOL WINAPI IsWow64Process(HANDLE hProcess, PBOOL Wow64Process);
     BOOL WINAPI CloseHandle(HANDLE hObject);
-    BOOL WINAPI SetDllDirectoryW(LPCWSTR lpPathName);
 
     HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes);
     HLOCAL WINAPI LocalFree(HLOCAL hMem);
 
+    UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize);
     DWORD WINAPI GetEnvironmentVariableA(LPCSTR lpName, LPSTR lpBuffer, DWORD nSize);
 
     HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName);
