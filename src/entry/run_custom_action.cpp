@@ -2,11 +2,14 @@
 // step logs its own failures, and the sequence goes on.
 #include "entry/run_custom_action.h"
 
+#include "enroll/auto_enrollment.h"
 #include "entry/entry_log.h"
 #include "entry/install_folder.h"
 #include "entry/setup_options.h"
+#include "messages/result_message.h"
 #include "platform/com_initializer.h"
 #include "platform/text.h"
+#include "providers/passthrough_csp.h"
 #include "service/toolkit_service.h"
 #include "tss/setup_tcg_dll.h"
 
@@ -26,15 +29,20 @@ int Setup(const CommandLine& commandLine)
 {
     const SetupOptions options = ReadSetupOptions(commandLine.argc, commandLine.argv);
     const std::string installFolder = InstallFolderOf(commandLine.argv[0]);
+    InstallAutoEnrollmentTasks();
     const CComInitializer com;
     WriteLog(g_entryLog, "call SetupTCGDLL(%s, %s)", installFolder.c_str(), options.tssVendor.c_str());
     const char* vendor = options.tssVendor.empty() ? nullptr : options.tssVendor.c_str();
-    return static_cast<int>(SetupTCGDLL(installFolder.c_str(), vendor));
+    const DWORD result = SetupTCGDLL(installFolder.c_str(), vendor);
+    PublishResultMessage(result, 0);
+    return static_cast<int>(result);
 }
 
 int Commit(const CommandLine&)
 {
-    return 0;
+    const DWORD result = SetPassthroughCsp(0);
+    PublishResultMessage(result, 0);
+    return static_cast<int>(result);
 }
 
 // "/Rollback" and "/Uninstall" are one and the same.
@@ -43,6 +51,9 @@ int Remove(const CommandLine&)
     const int result = UninstallTCGDLL();
     UnInstallTkService();
     const CComInitializer com;
+    RemoveAutoEnrollmentTasks();
+    // A removal leaves no message for the user, whatever it came to.
+    PublishResultMessage(0, 0);
     return result;
 }
 
