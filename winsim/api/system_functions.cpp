@@ -2,6 +2,7 @@
 #include "winsim/api/system_functions.h"
 
 #include "winbase.h"
+#include "winnls.h"
 
 namespace winsim
 {
@@ -16,6 +17,7 @@ void* AddressOf(Function* function)
 }
 
 const SystemFunction kFunctions[] = {
+    {"kernel32.dll", "GetThreadUILanguage", AddressOf(&GetThreadUILanguage)},
     {"kernel32.dll", "GetTickCount", AddressOf(&GetTickCount)},
     {"kernel32.dll", "IsWow64Process", AddressOf(&IsWow64Process)},
 };

@@ -8,12 +8,15 @@
 namespace winsim
 {
 
+// Texts by their identifiers, UTF-8.
+using Texts = std::map<std::uint32_t, std::string>;
+
 // The texts of one language.
 struct StringTable
 {
-    std::uint32_t language = 0;                 // as Windows numbers languages
-    std::uint32_t codePage = 0;                 // the ANSI code page of the language
-    std::map<std::uint32_t, std::string> texts; // by identifier, UTF-8
+    std::uint32_t language = 0; // as Windows numbers languages
+    std::uint32_t codePage = 0; // the ANSI code page of the language
+    Texts texts;
 };
 
 // The tables of the build by their names, such as "de" or "pt-BR".

@@ -8,7 +8,7 @@ namespace winsim
 
 void HandleTable::Add(const void* handle, const std::string& kind, std::any object)
 {
-    m_entries[handle] = {kind, ++m_ordinals[kind], true, std::move(object)};
+    m_entries[handle] = {kind, ++m_ordinals[kind], true, std::move(object), false};
 }
 
 void* HandleTable::Open(const std::string& kind, std::any object)
@@ -96,7 +96,7 @@ std::vector<std::string> HandleTable::Violations() const
     for (const auto& [handle, entry] : m_entries)
     {
         const bool mayStay = std::find(m_mayStayOpen.begin(), m_mayStayOpen.end(), entry.kind) != m_mayStayOpen.end();
-        if (entry.isOpen && !mayStay)
+        if (entry.isOpen && !mayStay && !entry.mayStayOpen)
             all.push_back(Describe(handle) + " was never given back");
     }
     return all;

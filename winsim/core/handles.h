@@ -66,6 +66,8 @@ public:
 
     // A kind whose handles may stay open to the process's end.
     void MayStayOpen(const std::string& kind) { m_mayStayOpen.push_back(kind); }
+    // The same for one handle.
+    void MayKeep(const void* handle) { m_entries.at(handle).mayStayOpen = true; }
 
 private:
     struct Entry
@@ -74,6 +76,7 @@ private:
         unsigned ordinal = 0;
         bool isOpen = true;
         std::any object;
+        bool mayStayOpen = false;
     };
 
     Entry* Use(const void* handle, const char* kind, const char* call);
