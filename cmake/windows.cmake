@@ -4,8 +4,15 @@ add_library(kelo_objects OBJECT ${KELO_SOURCES})
 target_include_directories(kelo_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
 # The C runtime is Windows' own msvcrt.dll, with its own printf.
 target_compile_definitions(kelo_objects PUBLIC WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
-target_compile_options(kelo_objects PRIVATE ${KELO_WARNINGS} -O2 -ffunction-sections -fdata-sections
+target_compile_options(kelo_objects PRIVATE ${KELO_WARNINGS} -Os -ffunction-sections -fdata-sections
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+
+# The texts of the event-log entries, as a message table in both images.
+set(KELO_EVENT_MESSAGES ${CMAKE_CURRENT_BINARY_DIR}/event_messages.rc)
+add_custom_command(OUTPUT ${KELO_EVENT_MESSAGES}
+    COMMAND x86_64-w64-mingw32-windmc -h ${CMAKE_CURRENT_BINARY_DIR} -r ${CMAKE_CURRENT_BINARY_DIR}
+        ${PROJECT_SOURCE_DIR}/resources/event_messages.mc
+    DEPENDS ${PROJECT_SOURCE_DIR}/resources/event_messages.mc)
 
 # An image of the program: linked statically but for Windows' own libraries, at a random address with room to
 # vary (ASLR), without executable data (NX), and the same bytes for the same sources.
@@ -19,10 +26,12 @@ function(kelo_image target name description type)
         set(KELO_IMAGE_MANIFEST "1 RT_MANIFEST \"${PROJECT_SOURCE_DIR}/resources/kelo_custom_action.manifest\"")
     endif()
     configure_file(${PROJECT_SOURCE_DIR}/resources/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
-    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc ${KELO_EVENT_MESSAGES})
     target_link_libraries(${target} PRIVATE kelo_objects ${KELO_WINDOWS_LIBRARIES})
     target_link_options(${target} PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
-        -Wl,--high-entropy-va -Wl,--no-insert-timestamp)
+        -Wl,--high-entropy-va -Wl,--no-insert-timestamp
+        # The runtime's handler of unhandled exceptions prints their names, and brings a demangler for that.
+        -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
     set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name} PREFIX "" RUNTIME_OUTPUT_DIRECTORY
         ${CMAKE_BINARY_DIR})
 endfunction()
