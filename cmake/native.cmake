@@ -78,9 +78,9 @@ add_library(test_support STATIC tests/support/simulated_run.cpp)
 target_link_libraries(test_support PUBLIC winsim GTest::gmock GTest::gtest_main)
 target_compile_options(test_support PRIVATE ${KELO_WARNINGS})
 
-# A group of native tests: every source of its folder.
+# A group of native tests: every test source of its folder and the folders below.
 function(native_tests group)
-    file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${group}/*.cpp)
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${group}/*_test.cpp)
     add_executable(${group}_tests ${sources})
     target_link_libraries(${group}_tests PRIVATE test_support)
     target_compile_options(${group}_tests PRIVATE ${KELO_WARNINGS})

@@ -31,14 +31,14 @@ int ZoneHours()
     return -static_cast<int>(zone.Bias + zone.DaylightBias) / 60;
 }
 
-// Appends text to the line buffer behind its first `length` characters, cut to what the buffer holds.
-// Returns the new length.
+// Appends text to the line buffer behind its first `length` characters. Text that does not fit leaves the
+// longest line. Returns the new length.
 std::size_t AppendFormatted(std::size_t length, const char* format, va_list arguments)
 {
     char* end = g_line + length;
     const std::size_t room = sizeof g_line - length;
     if (_vsnprintf_s(end, room, _TRUNCATE, format, arguments) < 0)
-        end[room - 1] = '\0';
+        g_line[kLongestLine] = '\0';
     return length + std::strlen(end);
 }
 

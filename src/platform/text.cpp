@@ -9,6 +9,9 @@ std::string ToNarrow(std::wstring_view text)
     if (length == 0)
         return {};
     const int size = WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    // A size of 0 would ask for the size once more.
+    if (size == 0)
+        return {};
     std::string narrow(static_cast<std::size_t>(size), '\0');
     const int written = WideCharToMultiByte(CP_ACP, 0, text.data(), length, narrow.data(), size, nullptr, nullptr);
     narrow.resize(static_cast<std::size_t>(written));
@@ -21,6 +24,8 @@ std::wstring ToWide(std::string_view text)
     if (length == 0)
         return {};
     const int size = MultiByteToWideChar(CP_ACP, 0, text.data(), length, nullptr, 0);
+    if (size == 0)
+        return {};
     std::wstring wide(static_cast<std::size_t>(size), L'\0');
     const int written = MultiByteToWideChar(CP_ACP, 0, text.data(), length, wide.data(), size);
     wide.resize(static_cast<std::size_t>(written));

@@ -81,7 +81,9 @@ SimulatedRun Finish(const winsim::Machine& before, winsim::Outcome outcome, cons
     run.exitCode = outcome.exitCode;
     for (const std::string& line : winsim::LogLines(before, outcome.machine))
         run.log.push_back(winsim::MessageOf(line));
+    run.startScript = ScriptOf(outcome, 0, outcome.bodyBegin);
     run.script = ScriptOf(outcome, outcome.bodyBegin, outcome.bodyEnd);
+    run.endScript = ScriptOf(outcome, outcome.bodyEnd, outcome.calls.size());
     for (const std::string& violation : outcome.violations)
         ADD_FAILURE() << "handles and memory: " << violation;
     if (outcome.isEndless && !options.mayBeEndless)

@@ -11,10 +11,12 @@
 // What a test looks at. A violation of handle or memory rules fails the test that ran it.
 struct SimulatedRun
 {
-    std::string result;              // of a function, as text
-    int exitCode = 0;                // of the program
-    std::vector<std::string> log;    // the messages it logged, without their headers
-    std::vector<std::string> script; // every call with arguments and result, and every message, in order
+    std::string result;                   // of a function, as text
+    int exitCode = 0;                     // of the program
+    std::vector<std::string> log;         // the messages it logged, without their headers
+    std::vector<std::string> script;      // every call with arguments and result, and every message, in order
+    std::vector<std::string> startScript; // the same of static initialisation, before it
+    std::vector<std::string> endScript;   // and of static destruction, behind it
     winsim::Machine before;
     winsim::Outcome outcome;
 

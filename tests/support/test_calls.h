@@ -26,7 +26,8 @@ public:
         const std::u16string units = winsim::Utf16(m_texts.at(index));
         return {units.begin(), units.end()};
     }
-    int Number(std::size_t index) const { return std::stoi(m_texts.at(index), nullptr, 0); }
+    // Decimal or, with 0x, hexadecimal; a number beyond int is its 32 bits.
+    int Number(std::size_t index) const { return static_cast<int>(std::stoll(m_texts.at(index), nullptr, 0)); }
     bool Flag(std::size_t index) const { return m_texts.at(index) == "true"; }
 
 private:

@@ -4,6 +4,7 @@
 #include "tests/unit/calls/modules.h"
 
 #include <cstdarg>
+#include <windows.h>
 
 namespace
 {
@@ -44,6 +45,34 @@ constexpr TestCall kCalls[] = {
          InstallLog log{kInstallLogFileName};
          log.Close();
          return ResultText(WriteLog(log, "%s", a.Text(0).c_str()));
+     }},
+    // A line, a pause in milliseconds, and another line.
+    {"WritePauseWrite",
+     [](const CallArguments& a) {
+         InstallLog log{kInstallLogFileName};
+         WriteLog(log, "before");
+         Sleep(static_cast<DWORD>(a.Number(0)));
+         return ResultText(WriteLog(log, "after"));
+     }},
+    // An object that is opened once more, for the same file, before its line.
+    {"WriteAfterSecondOpen",
+     [](const CallArguments& a) {
+         InstallLog log{kInstallLogFileName};
+         const bool opened = log.Open(kInstallLogFileName);
+         return ResultText(opened) + " " + ResultText(WriteLog(log, "%s", a.Text(0).c_str()));
+     }},
+    {"CloseTwice",
+     [](const CallArguments&) {
+         InstallLog log{kInstallLogFileName};
+         log.Close();
+         log.Close();
+         return std::string();
+     }},
+    // UTF-16 text in a line.
+    {"WriteWide",
+     [](const CallArguments& a) {
+         InstallLog log{kInstallLogFileName};
+         return ResultText(WriteLog(log, "%S", a.Wide(0).c_str()));
      }},
     {"WriteEachConversion",
      [](const CallArguments&) {

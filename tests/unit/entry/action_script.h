@@ -1,0 +1,85 @@
+// What a run of the program looks like around the steps of its action, for tests that compare whole runs.
+#pragma once
+
+#include "tests/support/simulated_run.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using Script = std::vector<std::string>;
+using Words = std::vector<std::string>;
+
+inline constexpr char kProgramPath[] = R"(C:\Program Files\Kelo Systems Corp\Toolkit\KeloCustomAction.exe)";
+
+inline Script Joined(const std::vector<Script>& parts)
+{
+    Script whole;
+    for (const Script& part : parts)
+        whole.insert(whole.end(), part.begin(), part.end());
+    return whole;
+}
+
+// The messages of a script.
+inline Script LogOf(const Script& script)
+{
+    constexpr std::string_view kMark = "log: ";
+    Script log;
+    for (const std::string& line : script)
+    {
+        if (line.starts_with(kMark))
+            log.push_back(line.substr(kMark.size()));
+    }
+    return log;
+}
+
+// The program takes its command line apart.
+inline Script StartOf(const Words& words)
+{
+    Words all{kProgramPath};
+    all.insert(all.end(), words.begin(), words.end());
+    const std::string line = winsim::Json(winsim::JoinCommandLine(all)).dump();
+    return {R"(SetDllDirectoryW("") = 1)", "GetCommandLineW() = " + line,
+            "CommandLineToArgvW(" + line + ") = \"block#1\" pNumArgs:" + std::to_string(all.size()) +
+                " argv:" + winsim::Json(all).dump()};
+}
+
+// The lines that every action begins with. `words` stand behind the program's path, as the code page shows them.
+inline Script HeadOf(const Words& words)
+{
+    Script head{"log: ============= Begin-> Kelo CSP (x64) Custom Action ===================",
+                "log: command line argc: " + std::to_string(words.size() + 1)};
+    if (words.empty())
+        return head;
+    head.push_back(std::string("log: command line argv[0]: ") + kProgramPath);
+    for (std::size_t i = 0; i < words.size(); ++i)
+        head.push_back("log: command line argv[" + std::to_string(i + 1) + "]: " + words[i]);
+    return head;
+}
+
+inline Script End()
+{
+    return {"log: ============= Kelo CSP Custom Action <-End ===================", R"(printf("Done!") = 5)"};
+}
+
+// Expects that a run of the program with `words` was these steps with all that stands around them.
+inline void ExpectAction(const SimulatedRun& run, const Words& words, const Script& steps, int exitCode = 0)
+{
+    const Script whole = Joined({StartOf(words), HeadOf(words), steps, End()});
+    EXPECT_THAT(run.script, testing::ElementsAreArray(whole));
+    EXPECT_THAT(run.log, testing::ElementsAreArray(LogOf(whole)));
+    EXPECT_EQ(run.outcome.standardOutput, "Done!");
+    EXPECT_EQ(run.exitCode, exitCode);
+}
+
+// Expects that a run ended behind the lines that every action begins with, with one more message at most.
+inline void ExpectRefused(const SimulatedRun& run, const Words& words, const Script& message)
+{
+    const Script whole = Joined({StartOf(words), HeadOf(words), message});
+    EXPECT_THAT(run.script, testing::ElementsAreArray(whole));
+    EXPECT_THAT(run.log, testing::ElementsAreArray(LogOf(whole)));
+    EXPECT_EQ(run.outcome.standardOutput, "");
+    EXPECT_EQ(run.exitCode, -1);
+}

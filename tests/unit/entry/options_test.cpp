@@ -1,0 +1,143 @@
+// Proves how an option is found in the command line and what its value is.
+#include "tests/support/simulated_run.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using testing::IsEmpty;
+using Words = std::vector<std::string>;
+
+constexpr char kNone[] = "(none) (untouched)";
+
+SimulatedRun Find(const std::string& prefix, Words words, const char* machine = "{}")
+{
+    words.insert(words.begin(), prefix);
+    return CallFunction(MachineOf(machine), "GetOptionValue", words);
+}
+
+// The value of "/TSS_VENDOR=" when `words` are the arguments from argument 0 on.
+std::string VendorIn(const Words& words)
+{
+    return Find("/TSS_VENDOR=", words).result;
+}
+
+// The same with a program and an action in front.
+std::string VendorBehindSetup(Words words)
+{
+    words.insert(words.begin(), {"C:\\kelo.exe", "/Setup"});
+    return VendorIn(words);
+}
+
+TEST(GetOptionValue, FewerThanThreeArgumentsHoldNoOption)
+{
+    EXPECT_EQ(VendorIn({}), kNone);
+    EXPECT_EQ(VendorIn({"/TSS_VENDOR=KELO"}), kNone);
+    EXPECT_EQ(VendorIn({"C:\\kelo.exe", "/TSS_VENDOR=KELO"}), kNone);
+}
+
+TEST(GetOptionValue, ProgramAndActionSwitchAreNeverSearched)
+{
+    EXPECT_EQ(VendorIn({"C:\\/TSS_VENDOR=KELO", "/TSS_VENDOR=NTRU12", "/Other=1"}), kNone);
+    EXPECT_EQ(VendorIn({"/TSS_VENDOR=first", "/TSS_VENDOR=second", "/TSS_VENDOR=third"}), "third");
+}
+
+TEST(GetOptionValue, TheValueIsWhatStandsBehindTheEqualsSign)
+{
+    struct Case
+    {
+        const char* argument;
+        const char* value;
+    };
+    const Case cases[] = {
+        {"/TSS_VENDOR=KELO", "KELO"},
+        {"/TSS_VENDOR=K", "K"},
+        {"/TSS_VENDOR= ", " "},
+        {"/TSS_VENDOR==", "="},
+        {"/TSS_VENDOR=a=b", "a=b"},
+        {"/TSS_VENDOR=two words", "two words"},
+        {"/TSS_VENDOR=\"quoted\"", "\"quoted\""},
+        {"/TSS_VENDOR=100%s%n", "100%s%n"},
+        {"/TSS_VENDOR=/TSS_VENDOR=KELO", "/TSS_VENDOR=KELO"},
+        {"/TSS_VENDOR=/TPM_VSC=1", "/TPM_VSC=1"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(VendorBehindSetup({c.argument}), c.value) << c.argument;
+    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=" + std::string(5000, 'x')}), std::string(5000, 'x'));
+}
+
+TEST(GetOptionValue, AnythingButTheExactPrefixIsAnotherOption)
+{
+    for (const char* argument : {"/tss_vendor=KELO", "/Tss_Vendor=KELO", "/TSS_VENDOR", "/TSS_VENDOR =KELO",
+                                 "/TSS_VENDOR:KELO", "-TSS_VENDOR=KELO", "TSS_VENDOR=KELO", "/TSSVENDOR=KELO", "/", ""})
+        EXPECT_EQ(VendorBehindSetup({argument}), kNone) << argument;
+}
+
+TEST(GetOptionValue, AnOptionWithoutAValueIsAbsent)
+{
+    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR="}), kNone);
+    EXPECT_EQ(Find("/TPM_VSC=", {"C:\\kelo.exe", "/Setup", "/TPM_VSC="}).result, kNone);
+    EXPECT_EQ(Find("/TPM_VSC=", {"C:\\kelo.exe", "/Setup", "/TPM_VSC=no"}).result, "no");
+}
+
+TEST(GetOptionValue, ItsPlaceAmongTheOptionsDoesNotMatter)
+{
+    EXPECT_EQ(VendorBehindSetup({"", "/TPM_VSC=1", "/TSS_VENDOR=KELO", "/TPM_WIN8=1"}), "KELO");
+}
+
+TEST(GetOptionValue, TheFirstOfTwoDecides)
+{
+    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=KELO", "/TSS_VENDOR=NTRU12"}), "KELO");
+}
+
+TEST(GetOptionValue, TheFirstOfTwoDecidesEvenWithoutAValue)
+{
+    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=", "/TSS_VENDOR=NTRU12"}), kNone);
+}
+
+// The value is cut off at the prefix's length wherever the prefix was found.
+TEST(GetOptionValue, APrefixFurtherInsideStillCutsAtItsOwnLength)
+{
+    EXPECT_EQ(VendorBehindSetup({"x/TSS_VENDOR=ABC"}), "=ABC");
+    EXPECT_EQ(VendorBehindSetup({"x/TSS_VENDOR="}), "=");
+    EXPECT_EQ(VendorBehindSetup({"abcdefghijklm/TSS_VENDOR=Z"}), "m/TSS_VENDOR=Z");
+    EXPECT_EQ(Find("/TPM_VSC=", {"C:\\kelo.exe", "/Setup", "/TSS_VENDOR=KELO /TPM_VSC=1"}).result,
+              "OR=KELO /TPM_VSC=1");
+}
+
+TEST(GetOptionValue, APrefixFurtherInsideTheFirstOfTwoDecides)
+{
+    EXPECT_EQ(VendorBehindSetup({"x/TSS_VENDOR=ABC", "/TSS_VENDOR=KELO"}), "=ABC");
+}
+
+TEST(GetOptionValue, TheValueIsAnsiText)
+{
+    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=caf\u00E9"}), "caf\xE9");
+    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=\u20AC"}), "\x80");
+}
+
+TEST(GetOptionValue, CharactersOutsideTheCodePageBecomeQuestionMarks)
+{
+    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=\u4E2D\u0416"}), "??");
+    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=\U0001F600"}), "??");
+    EXPECT_EQ(VendorBehindSetup({"\u4E2D/TSS_VENDOR=X"}), "=X");
+}
+
+// In a code page of double bytes, a character counts as its bytes.
+TEST(GetOptionValue, PositionsCountBytesOfTheCodePage)
+{
+    constexpr char kJapanese[] = R"({"windows": {"codePage": 932}})";
+    EXPECT_EQ(Find("/TSS_VENDOR=", {"C:\\kelo.exe", "/Setup", "/TSS_VENDOR=\u65E5\u672C"}, kJapanese).result,
+              "\x93\xFA\x96\x7B");
+    EXPECT_EQ(Find("/TSS_VENDOR=", {"C:\\kelo.exe", "/Setup", "\u65E5/TSS_VENDOR=X"}, kJapanese).result, "R=X");
+}
+
+TEST(GetOptionValue, LooksNowhereButInTheArgumentsAndLogsNothing)
+{
+    const SimulatedRun run = Find("/TSS_VENDOR=", {"C:\\kelo.exe", "/Setup", "/TSS_VENDOR=KELO"});
+    EXPECT_THAT(run.script, IsEmpty());
+}
+
+} // namespace

@@ -1,0 +1,261 @@
+// Proves how the install log's file is made, opened, shared and closed, and that a log without a file is silent.
+#include "tests/unit/log/log_file.h"
+
+#include "winsim/core/install_log.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+constexpr char kReopen[] =
+    R"(_fsopen("C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt", "a", 64))";
+constexpr char kOpenNothing[] = R"(_fsopen("", "a", 64))";
+constexpr unsigned kLogObjects = 8;
+
+std::vector<std::string> Joined(std::vector<std::string> first, const std::vector<std::string>& second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+// The calls of the program's own part of a run, those of each line too.
+std::vector<std::string> CallNames(const SimulatedRun& run)
+{
+    std::vector<std::string> names;
+    for (std::size_t i = run.outcome.bodyBegin; i < run.outcome.bodyEnd; ++i)
+        names.push_back(run.outcome.calls[i].name);
+    return names;
+}
+
+// ---- Opening and closing ----
+
+TEST(InstallLog, EightObjectsOpenBeforeTheProgramAndCloseInReverseBehindIt)
+{
+    const SimulatedRun run = RunProgram(MachineOf("{}"), {});
+    std::vector<std::string> start;
+    std::vector<std::string> end;
+    for (unsigned i = 1; i <= kLogObjects; ++i)
+    {
+        const std::string stream = "stream#" + std::to_string(i);
+        start = Joined(start, OpeningOf(stream, i == 1 ? 0 : 183));
+        end.insert(end.begin(), "fclose(\"" + stream + "\") = 0");
+    }
+    EXPECT_THAT(run.startScript, ElementsAreArray(start));
+    EXPECT_THAT(run.endScript, ElementsAreArray(end));
+}
+
+TEST(InstallLog, TheFirstRunMakesTheFolderAndTheFile)
+{
+    const SimulatedRun run = RunProgram(MachineOf("{}"), {});
+    std::vector<std::string> changed;
+    for (const winsim::Change& change : Compare(run.before, run.After()))
+        changed.push_back(change.kind + " " + change.item);
+    EXPECT_THAT(changed, ElementsAre(R"(added C:\ProgramData\Kelo Systems Corp)",
+                                     R"(added C:\ProgramData\Kelo Systems Corp\InstallLogs)",
+                                     R"(added C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit)",
+                                     std::string("added ") + kLogPath));
+}
+
+TEST(InstallLog, TheFileLiesInTheMachinesOwnApplicationDataFolder)
+{
+    const winsim::Machine machine = MachineOf(R"({"folders": {"commonAppData": "D:\\Data"},
+        "files": {"D:\\Data": {"directory": true}}})");
+    const SimulatedRun run = CallFunction(machine, "WriteLog", {"abc"});
+    const winsim::File* file =
+        run.After().files.Find("D:\\Data\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt");
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->content, "2013/05/07 14:03:09.042 TZ-4 [3120] abc\r\n");
+    EXPECT_EQ(LogBytes(run.After()), "(no file)");
+}
+
+TEST(InstallLog, EveryRunAppends)
+{
+    const SimulatedRun first = CallFunction(MachineOf("{}"), "WriteLog", {"first"});
+    const SimulatedRun second = CallFunction(first.After(), "WriteLog", {"second"});
+    EXPECT_EQ(LogBytes(second.After()), "2013/05/07 14:03:09.042 TZ-4 [3120] first\r\n"
+                                        "2013/05/07 14:03:09.042 TZ-4 [3120] second\r\n");
+    EXPECT_THAT(second.log, ElementsAre("second"));
+}
+
+TEST(InstallLog, TwoRunsOfTheProgramLeaveBothTheirLines)
+{
+    const SimulatedRun first = RunProgram(MachineOf("{}"), {"/Commit"});
+    const SimulatedRun second = RunProgram(first.After(), {"/Commit"});
+    EXPECT_EQ(LogBytes(second.After()), LogBytes(first.After()) + LogBytes(first.After()));
+    EXPECT_THAT(second.log, ElementsAreArray(first.log));
+}
+
+TEST(InstallLog, AFileOfAnotherProgramsLinesIsKept)
+{
+    const winsim::Machine machine = MachineOf(R"({"files":
+        {"C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt": {"text": "not mine"}}})");
+    EXPECT_EQ(LogBytes(CallFunction(machine, "WriteLog", {"abc"}).After()),
+              "not mine2013/05/07 14:03:09.042 TZ-4 [3120] abc\r\n");
+}
+
+TEST(InstallLog, TwoObjectsLinesStandInCallOrder)
+{
+    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteLogAlternately", {"one", "two", "three", "four"});
+    EXPECT_THAT(run.log, ElementsAre("one", "two", "three", "four"));
+    EXPECT_THAT(run.script, ElementsAreArray(Joined(Joined(OpeningOf("stream#9", 183), OpeningOf("stream#10", 183)),
+                                                    {"log: one", "log: two", "log: three", "log: four",
+                                                     R"(fclose("stream#10") = 0)", R"(fclose("stream#9") = 0)"})));
+}
+
+TEST(InstallLog, EachLineIsFlushedBeforeTheNext)
+{
+    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteLogAlternately", {"one", "two"});
+    const std::vector<std::string> line{"GetSystemTime", "GetTimeZoneInformation", "GetCurrentThreadId", "fputs",
+                                        "fflush"};
+    const std::vector<std::string> open{"SHGetFolderPathA", "SHCreateDirectoryExA", "_fsopen"};
+    EXPECT_THAT(CallNames(run),
+                ElementsAreArray(Joined(Joined(Joined(open, open), Joined(line, line)), {"fclose", "fclose"})));
+    std::vector<std::string> streams;
+    for (const winsim::CallRecord& record : run.outcome.calls)
+    {
+        if (record.name == "fputs" || record.name == "fflush")
+            streams.push_back(record.name + " " + record.in["stream"].get<std::string>());
+    }
+    EXPECT_THAT(streams, ElementsAre("fputs stream#9", "fflush stream#9", "fputs stream#10", "fflush stream#10"));
+}
+
+TEST(InstallLog, AClosedObjectOpensItsFileForEachLine)
+{
+    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"});
+    EXPECT_EQ(run.result, "true");
+    EXPECT_THAT(run.log, ElementsAre("late"));
+    EXPECT_THAT(run.script,
+                ElementsAreArray(Joined(OpeningOf("stream#9", 183),
+                                        {R"(fclose("stream#9") = 0)", kReopen + std::string(R"( = "stream#10")"),
+                                         "log: late", R"(fclose("stream#10") = 0)"})));
+    EXPECT_THAT(CallNames(run),
+                ElementsAre("SHGetFolderPathA", "SHCreateDirectoryExA", "_fsopen", "fclose", "_fsopen", "GetSystemTime",
+                            "GetTimeZoneInformation", "GetCurrentThreadId", "fputs", "fflush", "fclose"));
+}
+
+TEST(InstallLog, ALineThatNoFileCanBeOpenedForIsDropped)
+{
+    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"}, {.faults = {"_fsopen#10=32"}});
+    EXPECT_EQ(run.result, "false");
+    EXPECT_THAT(run.log, IsEmpty());
+    EXPECT_THAT(run.script,
+                ElementsAreArray(Joined(OpeningOf("stream#9", 183), {R"(fclose("stream#9") = 0)", kReopen})));
+}
+
+TEST(InstallLog, ClosingAClosedObjectDoesNothing)
+{
+    const SimulatedRun run = CallFunction(MachineOf("{}"), "CloseTwice");
+    EXPECT_THAT(run.script, ElementsAreArray(Joined(OpeningOf("stream#9", 183), {R"(fclose("stream#9") = 0)"})));
+}
+
+TEST(InstallLog, OpeningOnceMoreClosesTheFormerStream)
+{
+    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"});
+    EXPECT_EQ(run.result, "true true");
+    EXPECT_THAT(run.script,
+                ElementsAreArray(Joined(Joined(OpeningOf("stream#9", 183), OpeningOf("stream#10", 183)),
+                                        {R"(fclose("stream#9") = 0)", "log: abc", R"(fclose("stream#10") = 0)"})));
+}
+
+// ---- Silence ----
+
+// The run with a silent log: its end is that of the run with a log, but for the lines.
+void ExpectSilence(const winsim::Machine& machine, const SimulatedRunOptions& options)
+{
+    const SimulatedRun logged = RunProgram(MachineOf("{}"), {"/Commit"});
+    const SimulatedRun run = RunProgram(machine, {"/Commit"}, options);
+    EXPECT_THAT(run.log, IsEmpty());
+    EXPECT_EQ(LogBytes(run.After()), "(no file)");
+    EXPECT_EQ(run.exitCode, logged.exitCode);
+    EXPECT_EQ(run.outcome.standardOutput, "Done!");
+    EXPECT_THAT(run.endScript, IsEmpty());
+
+    // Each line tries the path that was never remembered, once.
+    std::vector<std::string> script;
+    for (const std::string& line : logged.script)
+        script.push_back(line.starts_with("log: ") ? kOpenNothing : line);
+    EXPECT_THAT(run.script, ElementsAreArray(script));
+}
+
+TEST(InstallLog, AFolderThatCannotBeMadeSilencesTheLogAndNothingElse)
+{
+    ExpectSilence(MachineOf("{}"), {.faults = {"SHCreateDirectoryExA=5"}});
+    ExpectSilence(MachineOf("{}"), {.faults = {"SHCreateDirectoryExA=80"}});
+}
+
+TEST(InstallLog, AReadOnlyApplicationDataFolderSilencesTheLogAndNothingElse)
+{
+    ExpectSilence(MachineOf(R"({"files": {"C:\\ProgramData": {"directory": true, "denied": true}}})"), {});
+}
+
+TEST(InstallLog, AMissingApplicationDataFolderSilencesTheLogAndNothingElse)
+{
+    ExpectSilence(MachineOf(R"({"folders": {"commonAppData": null}})"), {});
+    ExpectSilence(MachineOf("{}"), {.faults = {"SHGetFolderPathA=0x80004005"}});
+}
+
+TEST(InstallLog, AFileThatCannotBeOpenedSilencesTheLogAndNothingElse)
+{
+    ExpectSilence(MachineOf("{}"), {.faults = {"_fsopen=32"}});
+}
+
+TEST(InstallLog, AFolderInTheFilesPlaceSilencesTheLog)
+{
+    const SimulatedRun run = RunProgram(MachineOf(R"({"files":
+        {"C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt": {"directory": true}}})"),
+                                        {"/Commit"});
+    EXPECT_THAT(run.log, IsEmpty());
+    EXPECT_EQ(run.outcome.standardOutput, "Done!");
+    EXPECT_EQ(run.exitCode, RunProgram(MachineOf("{}"), {"/Commit"}).exitCode);
+}
+
+TEST(InstallLog, AFileInTheFoldersPlaceSilencesTheLog)
+{
+    const SimulatedRun run = RunProgram(
+        MachineOf(R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit": {"text": "a file"}}})"),
+        {"/Commit"});
+    EXPECT_THAT(run.log, IsEmpty());
+    EXPECT_EQ(run.outcome.standardOutput, "Done!");
+    EXPECT_EQ(run.exitCode, RunProgram(MachineOf("{}"), {"/Commit"}).exitCode);
+}
+
+TEST(InstallLog, AFolderThatIsThereIsAsGoodAsANewOne)
+{
+    const SimulatedRun run =
+        CallFunction(MachineOf(R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit":
+            {"directory": true}}})"),
+                     "WriteLog", {"abc"});
+    EXPECT_THAT(run.log, ElementsAre("abc"));
+    EXPECT_EQ(run.startScript.at(1), OpeningOf("stream#1", 183).at(1));
+}
+
+// The ninth object, behind the program's own eight.
+TEST(InstallLog, OneSilentObjectLeavesTheOthersTheirLines)
+{
+    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteLogAlternately", {"one", "two", "three", "four"},
+                                          {.faults = {"_fsopen#9=5"}});
+    EXPECT_THAT(run.log, ElementsAre("two", "four"));
+}
+
+TEST(InstallLog, ASilentObjectSaysThatItsLineWasNotWritten)
+{
+    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteLog", {"abc"}, {.faults = {"_fsopen=5"}});
+    EXPECT_EQ(run.result, "false");
+}
+
+TEST(InstallLog, ALineThatTheFileRefusesIsLostAndTheRunGoesOn)
+{
+    const SimulatedRun run = RunProgram(MachineOf("{}"), {"/Commit"}, {.faults = {"fputs#2=112", "fflush=112"}});
+    std::vector<std::string> log = RunProgram(MachineOf("{}"), {"/Commit"}).log;
+    log.erase(log.begin() + 1);
+    EXPECT_THAT(run.log, ElementsAreArray(log));
+    EXPECT_EQ(run.outcome.standardOutput, "Done!");
+}
+
+} // namespace

@@ -1,0 +1,89 @@
+// Proves the report to the Windows event log.
+#include "tests/support/simulated_run.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr char kMessage[] = "The TPM is in an incorrect state. The TPM must be reset to support use by Kelo Software";
+
+constexpr char kRegister[] = R"(RegisterEventSourceW(null, "Kelo Platform Security"))";
+constexpr char kReport[] =
+    R"(ReportEventW("eventSource#1", 1, 2, 1018, null, )"
+    R"(["The TPM is in an incorrect state. The TPM must be reset to support use by Kelo Software"], 0, null) = )";
+constexpr char kDeregister[] = R"(DeregisterEventSource("eventSource#1") = )";
+
+SimulatedRun Report(const SimulatedRunOptions& options = {})
+{
+    return CallFunction(MachineOf("{}"), "ReportPlatformEvent", {kMessage, "1018", "1"}, options);
+}
+
+TEST(ReportPlatformEvent, AddsOneEntryAndReturnsZero)
+{
+    const SimulatedRun run = Report();
+    EXPECT_EQ(run.result, "0");
+    const winsim::Event entry{"Kelo Platform Security", 1, 2, 1018, {kMessage}};
+    EXPECT_THAT(run.After().events.entries, ElementsAre(entry));
+    EXPECT_THAT(run.script, ElementsAre(kRegister + std::string(R"( = "eventSource#1")"), kReport + std::string("1"),
+                                        kDeregister + std::string("1")));
+    EXPECT_THAT(run.log, IsEmpty());
+}
+
+TEST(ReportPlatformEvent, TypeIdentifierAndTextAreTheCallers)
+{
+    const SimulatedRun run =
+        CallFunction(MachineOf("{}"), "ReportPlatformEvent", {"100% \u4E2D %s", "0xC0001234", "4"});
+    const winsim::Event entry{"Kelo Platform Security", 4, 2, 0xC0001234, {"100% \u4E2D %s"}};
+    EXPECT_EQ(run.result, "0");
+    EXPECT_THAT(run.After().events.entries, ElementsAre(entry));
+}
+
+TEST(ReportPlatformEvent, AddsBehindWhatIsThere)
+{
+    const winsim::Machine machine = MachineOf(R"({"events": [
+        {"source": "Other", "type": 4, "category": 0, "id": 7, "strings": []}]})");
+    const SimulatedRun run = CallFunction(machine, "ReportPlatformEvent", {"text", "1018", "1"});
+    const winsim::Event old{"Other", 4, 0, 7, {}};
+    const winsim::Event entry{"Kelo Platform Security", 1, 2, 1018, {"text"}};
+    EXPECT_THAT(run.After().events.entries, ElementsAre(old, entry));
+}
+
+TEST(ReportPlatformEvent, WithoutASourceItsErrorIsTheResult)
+{
+    for (const char* error : {"5", "1722", "1717"})
+    {
+        const SimulatedRun run = Report({.faults = {std::string("RegisterEventSourceW=") + error}});
+        EXPECT_EQ(run.result, error);
+        EXPECT_THAT(run.After().events.entries, IsEmpty());
+        EXPECT_THAT(run.script, ElementsAre(kRegister));
+        EXPECT_THAT(run.log, IsEmpty());
+    }
+}
+
+TEST(ReportPlatformEvent, AReportThatFailsIsTheResultAndTheSourceIsGivenBack)
+{
+    for (const char* error : {"87", "1500", "1502"})
+    {
+        const SimulatedRun run = Report({.faults = {std::string("ReportEventW=") + error}});
+        EXPECT_EQ(run.result, error);
+        EXPECT_THAT(run.After().events.entries, IsEmpty());
+        EXPECT_THAT(run.script, ElementsAre(kRegister + std::string(R"( = "eventSource#1")"),
+                                            kReport + std::string("0"), kDeregister + std::string("1")));
+        EXPECT_THAT(run.log, IsEmpty());
+    }
+}
+
+TEST(ReportPlatformEvent, ASourceThatIsNotTakenBackDoesNotChangeTheResult)
+{
+    const SimulatedRun reported = Report({.faults = {"DeregisterEventSource=6"}});
+    EXPECT_EQ(reported.result, "0");
+    EXPECT_EQ(reported.After().events.entries.size(), 1u);
+    EXPECT_EQ(Report({.faults = {"ReportEventW=1502", "DeregisterEventSource=6"}}).result, "1502");
+}
+
+} // namespace

@@ -1,0 +1,134 @@
+// Proves what the program finds out about the version of Windows.
+#include "tests/support/simulated_run.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+winsim::Machine Windows(const std::string& version, const std::string& more = "")
+{
+    return MachineOf(R"({"windows": {"version": ")" + version + "\"" + more + "}}");
+}
+
+std::string AtLeast(const winsim::Machine& machine, const char* major, const char* minor)
+{
+    const SimulatedRun run = CallFunction(machine, "IsWindowsVersionAtLeast", {major, minor});
+    EXPECT_THAT(run.log, IsEmpty());
+    return run.result;
+}
+
+TEST(IsWindowsVersionAtLeast, ComparesMajorAndMinorTogether)
+{
+    struct Version
+    {
+        const char* version;
+        const char* isServer2003;
+        const char* isVista;
+        const char* isWindows8;
+    };
+    const Version versions[] = {
+        {"5.1", "false", "false", "false"}, {"5.2", "true", "false", "false"}, {"6.0", "true", "true", "false"},
+        {"6.1", "true", "true", "false"},   {"6.2", "true", "true", "true"},   {"6.3", "true", "true", "true"},
+        {"10.0", "true", "true", "true"},
+    };
+    for (const Version& v : versions)
+    {
+        EXPECT_EQ(AtLeast(Windows(v.version), "5", "2"), v.isServer2003) << v.version;
+        EXPECT_EQ(AtLeast(Windows(v.version), "6", "0"), v.isVista) << v.version;
+        EXPECT_EQ(AtLeast(Windows(v.version), "6", "2"), v.isWindows8) << v.version;
+    }
+}
+
+TEST(IsWindowsVersionAtLeast, ServicePacksTakeNoPart)
+{
+    for (const char* servicePack : {R"(, "servicePack": 0)", R"(, "servicePack": 1)", R"(, "servicePack": 3)"})
+    {
+        EXPECT_EQ(AtLeast(Windows("6.0", servicePack), "6", "0"), "true");
+        EXPECT_EQ(AtLeast(Windows("6.1", servicePack), "6", "2"), "false");
+        EXPECT_EQ(AtLeast(Windows("5.2", servicePack), "6", "0"), "false");
+        EXPECT_EQ(AtLeast(Windows("6.3", servicePack), "6", "2"), "true");
+    }
+}
+
+// The conditions are "greater or equal" (3) for each of three types; only two types (3) are tested.
+TEST(IsWindowsVersionAtLeast, TestsMajorAndMinorAlone)
+{
+    const SimulatedRun run = CallFunction(Windows("6.1"), "IsWindowsVersionAtLeast", {"6", "2"});
+    EXPECT_THAT(run.script,
+                ElementsAre("VerSetConditionMask(0, 2, 3) = 9223372036854775832",
+                            "VerSetConditionMask(9223372036854775832, 1, 3) = 9223372036854775835",
+                            "VerSetConditionMask(9223372036854775835, 32, 3) = 9223372036854874139",
+                            R"(VerifyVersionInfoW({"dwOSVersionInfoSize":284,"dwMajorVersion":6,"dwMinorVersion":2,)"
+                            R"("wServicePackMajor":0,"wServicePackMinor":0}, 3, 9223372036854874139) = 0)"));
+}
+
+TEST(IsWindowsVersionAtLeast, ACallThatFailsIsNo)
+{
+    const SimulatedRun run =
+        CallFunction(Windows("10.0"), "IsWindowsVersionAtLeast", {"6", "0"}, {.faults = {"VerifyVersionInfoW=1150"}});
+    EXPECT_EQ(run.result, "false");
+    EXPECT_THAT(run.log, IsEmpty());
+}
+
+TEST(GetWindowsMajorVersion, IsTheMajorNumber)
+{
+    struct Version
+    {
+        const char* version;
+        const char* major;
+    };
+    const Version versions[] = {{"5.1", "5"}, {"5.2", "5"}, {"6.0", "6"},  {"6.1", "6"},
+                                {"6.2", "6"}, {"6.3", "6"}, {"10.0", "10"}};
+    for (const Version& v : versions)
+    {
+        const SimulatedRun run = CallFunction(Windows(v.version), "GetWindowsMajorVersion");
+        EXPECT_EQ(run.result, v.major) << v.version;
+        EXPECT_THAT(run.log, IsEmpty());
+    }
+}
+
+TEST(GetWindowsMajorVersion, AsksWithTheExtendedRecord)
+{
+    const SimulatedRun run = CallFunction(Windows("6.1", R"(, "build": 7601)"), "GetWindowsMajorVersion");
+    EXPECT_THAT(run.script,
+                ElementsAre(R"(GetVersionExA(156) = 1 lpVersionInformation:{"dwMajorVersion":6,"dwMinorVersion":1,)"
+                            R"("dwBuildNumber":7601,"dwPlatformId":2})"));
+}
+
+TEST(GetWindowsMajorVersion, AsksOnceMoreWithThePlainRecord)
+{
+    const SimulatedRun run = CallFunction(Windows("6.1", R"(, "build": 7601)"), "GetWindowsMajorVersion", {},
+                                          {.faults = {"GetVersionExA#1=122"}});
+    EXPECT_EQ(run.result, "6");
+    EXPECT_THAT(run.script,
+                ElementsAre("GetVersionExA(156) = 0",
+                            R"(GetVersionExA(148) = 1 lpVersionInformation:{"dwMajorVersion":6,"dwMinorVersion":1,)"
+                            R"("dwBuildNumber":7601,"dwPlatformId":2})"));
+}
+
+TEST(GetWindowsMajorVersion, IsZeroWhenBothCallsFail)
+{
+    const SimulatedRun run =
+        CallFunction(Windows("6.1"), "GetWindowsMajorVersion", {}, {.faults = {"GetVersionExA=122"}});
+    EXPECT_EQ(run.result, "0");
+    EXPECT_THAT(run.script, ElementsAre("GetVersionExA(156) = 0", "GetVersionExA(148) = 0"));
+    EXPECT_THAT(run.log, IsEmpty());
+}
+
+TEST(GetWindowsMajorVersion, IsZeroOnAnotherFamilyOfWindows)
+{
+    for (const char* platform : {R"(, "platform": 0)", R"(, "platform": 1)", R"(, "platform": 3)"})
+        EXPECT_EQ(CallFunction(Windows("4.10", platform), "GetWindowsMajorVersion").result, "0") << platform;
+}
+
+TEST(GetWindowsMajorVersion, ServicePacksTakeNoPart)
+{
+    EXPECT_EQ(CallFunction(Windows("5.1", R"(, "servicePack": 3)"), "GetWindowsMajorVersion").result, "5");
+}
+
+} // namespace
