@@ -31,7 +31,7 @@ public:
     std::uint32_t lastError = 0;
     std::u16string commandLine;
     std::string standardOutput;
-    int comApartments = 0;
+    std::vector<bool> comApartments; // the innermost last; whether each could be entered
 
     // Milliseconds since the process began.
     std::uint64_t ClockMs() const { return m_clockMs; }

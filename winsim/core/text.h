@@ -55,4 +55,10 @@ char16_t FoldCase(char16_t unit);
 // Whether two names are the same to Windows.
 bool SameName(std::string_view left, std::string_view right);
 
+// Orders names for containers, which then find one in any case.
+struct NameOrder
+{
+    bool operator()(std::string_view left, std::string_view right) const { return FoldCase(left) < FoldCase(right); }
+};
+
 } // namespace winsim
