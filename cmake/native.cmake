@@ -90,3 +90,6 @@ function(native_tests group)
 endfunction()
 
 native_tests(unit)
+
+include(cmake/e2e.cmake)
+include(cmake/style.cmake)

@@ -3,10 +3,12 @@
 #include "entry/run_custom_action.h"
 
 #include "entry/entry_log.h"
+#include "entry/install_folder.h"
 #include "entry/setup_options.h"
 #include "platform/com_initializer.h"
 #include "platform/text.h"
 #include "service/toolkit_service.h"
+#include "tss/setup_tcg_dll.h"
 
 #include <cstdio>
 #include <cwchar>
@@ -22,9 +24,12 @@ struct CommandLine
 
 int Setup(const CommandLine& commandLine)
 {
-    ReadSetupOptions(commandLine.argc, commandLine.argv);
+    const SetupOptions options = ReadSetupOptions(commandLine.argc, commandLine.argv);
+    const std::string installFolder = InstallFolderOf(commandLine.argv[0]);
     const CComInitializer com;
-    return 0;
+    WriteLog(g_entryLog, "call SetupTCGDLL(%s, %s)", installFolder.c_str(), options.tssVendor.c_str());
+    const char* vendor = options.tssVendor.empty() ? nullptr : options.tssVendor.c_str();
+    return static_cast<int>(SetupTCGDLL(installFolder.c_str(), vendor));
 }
 
 int Commit(const CommandLine&)
@@ -35,9 +40,10 @@ int Commit(const CommandLine&)
 // "/Rollback" and "/Uninstall" are one and the same.
 int Remove(const CommandLine&)
 {
+    const int result = UninstallTCGDLL();
     UnInstallTkService();
     const CComInitializer com;
-    return 0;
+    return result;
 }
 
 struct Action

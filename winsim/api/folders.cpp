@@ -1,10 +1,12 @@
 // Shell folders.
+#include "winsim/api/file_access.h"
 #include "winsim/areas/files.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
 #include "shlobj.h"
+#include "winbase.h"
 
 #include <algorithm>
 #include <cstring>
@@ -52,10 +54,20 @@ DWORD CreateDirectories(Files& files, const std::string& path)
     const File* parent = files.Find(nearest);
     if (parent == nullptr || !parent->isDirectory)
         return ERROR_PATH_NOT_FOUND;
-    if (parent->isDenied)
+    if (!winsim::MayAccess(*parent, winsim::kAddFile))
         return ERROR_ACCESS_DENIED;
     files.Create(path, true);
     return ERROR_SUCCESS;
+}
+
+int CreateDirectoriesAt(Call& call, const std::string& path)
+{
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    // Only a full path will do.
+    if (path.size() < 3 || path[1] != ':')
+        return call.Status(ERROR_BAD_PATHNAME);
+    return call.Status(CreateDirectories(Simulation::Current().machine.files, path));
 }
 
 } // namespace
@@ -92,16 +104,49 @@ HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
     return call.Status(S_OK);
 }
 
+BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL fCreate)
+{
+    Call call{"SHGetSpecialFolderPathW"};
+    call.In("hwnd", hwnd).In("csidl", csidl).In("fCreate", fCreate);
+    *pszPath = u'\0';
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    const std::string* folder = FolderOf(csidl);
+    if (folder == nullptr)
+        return call.Fail(FALSE, ERROR_FILE_NOT_FOUND);
+    const std::u16string wide = winsim::Utf16(*folder).substr(0, MAX_PATH - 1);
+    std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
+    call.Out("pszPath", *folder);
+    return call.Done(TRUE);
+}
+
+UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize)
+{
+    Call call{"GetWindowsDirectoryA"};
+    call.In("uSize", uSize);
+    if (const auto fault = call.Fault())
+        return call.Fail(UINT{0}, *fault);
+    const std::string* folder = FolderOf(CSIDL_WINDOWS);
+    if (folder == nullptr)
+        return call.Fail(UINT{0}, ERROR_PATH_NOT_FOUND);
+    const std::string ansi = Simulation::Current().ToAnsi(*folder);
+    if (ansi.size() >= uSize)
+        return call.Done(static_cast<UINT>(ansi.size() + 1));
+    std::memcpy(lpBuffer, ansi.c_str(), ansi.size() + 1);
+    call.Out("lpBuffer", *folder);
+    return call.Done(static_cast<UINT>(ansi.size()));
+}
+
 int WINAPI SHCreateDirectoryExA(HWND hwnd, LPCSTR pszPath, const SECURITY_ATTRIBUTES* psa)
 {
     Call call{"SHCreateDirectoryExA"};
     call.In("hwnd", hwnd).In("pszPath", pszPath).In("psa", psa);
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    Simulation& simulation = Simulation::Current();
-    const std::string path = simulation.FromAnsi(pszPath);
-    // Only a full path will do.
-    if (path.size() < 3 || path[1] != ':')
-        return call.Status(ERROR_BAD_PATHNAME);
-    return call.Status(CreateDirectories(simulation.machine.files, path));
+    return CreateDirectoriesAt(call, Simulation::Current().FromAnsi(pszPath));
+}
+
+int WINAPI SHCreateDirectoryExW(HWND hwnd, LPCWSTR pszPath, const SECURITY_ATTRIBUTES* psa)
+{
+    Call call{"SHCreateDirectoryExW"};
+    call.In("hwnd", hwnd).In("pszPath", pszPath).In("psa", psa);
+    return CreateDirectoriesAt(call, winsim::Utf8(pszPath));
 }

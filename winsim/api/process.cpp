@@ -1,4 +1,5 @@
 // The process itself: its command line, identifiers, memory and environment.
+#include "winsim/api/local_memory.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
@@ -13,12 +14,11 @@
 using winsim::Call;
 using winsim::CallKind;
 using winsim::Json;
+using winsim::kBlock;
 using winsim::Simulation;
 
 namespace
 {
-
-constexpr char kBlock[] = "block";
 
 bool IsBlank(char16_t c)
 {
@@ -140,15 +140,6 @@ DWORD WINAPI GetCurrentThreadId()
 {
     Call call{"GetCurrentThreadId"};
     return call.Done(Simulation::Current().machine.process.threadId);
-}
-
-BOOL WINAPI SetDllDirectoryW(LPCWSTR lpPathName)
-{
-    Call call{"SetDllDirectoryW"};
-    call.In("lpPathName", lpPathName);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    return call.Done(TRUE);
 }
 
 HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes)

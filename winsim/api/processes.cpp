@@ -1,4 +1,5 @@
 // Other processes: starting, waiting, listing, ending.
+#include "winsim/api/kernel_objects.h"
 #include "winsim/areas/processes.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
@@ -16,6 +17,8 @@ using winsim::Call;
 using winsim::ChildProcess;
 using winsim::Files;
 using winsim::Json;
+using winsim::kProcess;
+using winsim::kThread;
 using winsim::ProgramRun;
 using winsim::RunningProcess;
 using winsim::Simulation;
@@ -23,8 +26,6 @@ using winsim::Simulation;
 namespace
 {
 
-constexpr char kProcess[] = "process";
-constexpr char kThread[] = "thread";
 constexpr DWORD kProcessAllAccess = 0x1FFFFF;
 
 // What a process handle stands for.
@@ -237,21 +238,6 @@ BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode)
         return call.Fail(FALSE, process->terminateError);
     simulation.machine.processes.Remove(open->id);
     return call.Done(TRUE);
-}
-
-BOOL WINAPI CloseHandle(HANDLE hObject)
-{
-    Call call{"CloseHandle"};
-    call.In("hObject", hObject);
-    const auto fault = call.Fault();
-    Simulation& simulation = Simulation::Current();
-    const std::string kind = simulation.handles.KindOf(hObject);
-    // Handles that CloseHandle closes; others have their own function.
-    constexpr const char* kKinds[] = {kProcess, kThread};
-    const char* const* known = std::find(std::begin(kKinds), std::end(kKinds), kind);
-    if (!simulation.handles.Close(hObject, known == std::end(kKinds) ? "kernel handle" : *known, "CloseHandle"))
-        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    return fault ? call.Fail(FALSE, *fault) : call.Done(TRUE);
 }
 
 BOOL WINAPI EnumProcesses(DWORD* lpidProcess, DWORD cb, LPDWORD lpcbNeeded)

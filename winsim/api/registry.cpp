@@ -59,7 +59,7 @@ LSTATUS OpenKeyAt(Call& call, const std::string& path, REGSAM access, PHKEY resu
     const RegistryKey* key = simulation.machine.registry.Find(path);
     if (key == nullptr)
         return call.Status(ERROR_FILE_NOT_FOUND);
-    if ((key->deniedAccess & access) != 0)
+    if (!key->security.Grants(simulation.machine.token, access, winsim::kKeyRights))
         return call.Status(ERROR_ACCESS_DENIED);
     *result = static_cast<HKEY>(simulation.handles.Open(kKey, OpenKey{path, access}));
     call.Out("phkResult", *result);
@@ -172,7 +172,8 @@ LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR
     while (registry.Find(nearest) == nullptr && nearest.find('\\') != std::string::npos)
         nearest.resize(nearest.rfind('\\'));
     const RegistryKey* parent = registry.Find(nearest);
-    if (isNew && parent != nullptr && (parent->deniedAccess & KEY_CREATE_SUB_KEY) != 0)
+    if (isNew && parent != nullptr &&
+        !parent->security.Grants(simulation.machine.token, KEY_CREATE_SUB_KEY, winsim::kKeyRights))
         return call.Status(ERROR_ACCESS_DENIED);
 
     registry.Create(*path);

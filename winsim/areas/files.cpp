@@ -1,7 +1,12 @@
 // Keeps the files and directories of a simulated machine, and their JSON form.
 #include "winsim/areas/files.h"
 
+#include "fileapi.h"
 #include "winsim/core/text.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
 
 namespace winsim
 {
@@ -47,13 +52,42 @@ bool HasDrive(const std::string& path)
     return path.size() >= 2 && isLetter(path[0]) && path[1] == ':';
 }
 
+FileVersion VersionOf(const Reader& reader)
+{
+    FileVersion version{};
+    int end = 0;
+    const std::string text = reader.Text();
+    const int fields =
+        std::sscanf(text.c_str(), "%5hu.%5hu.%5hu.%5hu%n", &version[0], &version[1], &version[2], &version[3], &end);
+    if (fields != 4 || static_cast<std::size_t>(end) != text.size())
+        reader.Fail("not a version such as 1.2.1.25");
+    return version;
+}
+
+void RequireDrive(const std::string& path, const Reader& reader)
+{
+    if (!HasDrive(path))
+        reader.Fail("a path begins with a drive, such as C:\\");
+}
+
 } // namespace
+
+std::uint32_t File::Attributes() const
+{
+    if (isDirectory)
+        return FILE_ATTRIBUTE_DIRECTORY | attributes.value_or(0);
+    return attributes.value_or(FILE_ATTRIBUTE_ARCHIVE);
+}
+
+bool File::IsReadOnly() const
+{
+    return (Attributes() & FILE_ATTRIBUTE_READONLY) != 0;
+}
 
 void Files::Load(const Reader& reader)
 {
     reader.Members([&](const std::string& path, const Reader& member) {
-        if (!HasDrive(path))
-            member.Fail("a path begins with a drive, such as C:\\");
+        RequireDrive(path, member);
         ObjectReader object{member};
         bool isDirectory = false;
         object.Read("directory", isDirectory);
@@ -63,8 +97,11 @@ void Files::Load(const Reader& reader)
         object.Read("text", file.content);
         object.With("bytes", [&](const Reader& bytes) { file.content = BytesOfLatin1(bytes); });
         object.With("size", [&](const Reader& size) { file.size = size.As<std::uint64_t>(); });
-        object.Read("attributes", file.attributes);
+        object.With("version", [&](const Reader& version) { file.version = VersionOf(version); });
+        object.With("attributes", [&](const Reader& bits) { file.attributes = bits.As<std::uint32_t>(); });
         object.Read("denied", file.isDenied);
+        object.Read("inUse", file.isInUse);
+        file.security.Read(object);
         object.Done();
     });
 }
@@ -86,10 +123,15 @@ Json Files::ToJson() const
         }
         if (file.size)
             entry["size"] = *file.size;
-        if (file.attributes != 0)
-            entry["attributes"] = file.attributes;
+        if (file.version)
+            entry["version"] = fmt::format("{}", fmt::join(*file.version, "."));
+        if (file.attributes)
+            entry["attributes"] = *file.attributes;
         if (file.isDenied)
             entry["denied"] = true;
+        if (file.isInUse)
+            entry["inUse"] = true;
+        file.security.Write(entry);
     }
     return json;
 }
@@ -152,6 +194,76 @@ File& Files::Create(const std::string& path, bool isDirectory)
 void Files::Remove(const std::string& path)
 {
     m_files.erase(FoldCase(Normalize(path)));
+}
+
+void Files::Move(const std::string& from, const std::string& to)
+{
+    const std::string oldPath = FoldCase(Normalize(from));
+    const std::string newPath = Normalize(to);
+    std::map<std::string, File> moved;
+    for (auto entry = m_files.lower_bound(oldPath); entry != m_files.end() && entry->first.starts_with(oldPath);)
+    {
+        const bool isBelow = entry->first.size() > oldPath.size() && entry->first[oldPath.size()] == '\\';
+        if (entry->first != oldPath && !isBelow)
+        {
+            ++entry;
+            continue;
+        }
+        File& file = entry->second;
+        file.path = newPath + file.path.substr(Normalize(from).size());
+        moved[FoldCase(file.path)] = std::move(file);
+        entry = m_files.erase(entry);
+    }
+    m_files.merge(moved);
+}
+
+void Files::LoadLibraries(const Reader& reader)
+{
+    reader.Members([&](const std::string& path, const Reader& member) {
+        RequireDrive(path, member);
+        File& file = Create(path, false);
+        if (file.isDirectory)
+            member.Fail("both a library and a directory");
+        file.library.emplace().Load(member);
+    });
+}
+
+Json Files::LibrariesToJson() const
+{
+    Json json = Json::object();
+    for (const auto& [folded, file] : m_files)
+    {
+        if (file.library)
+            json[file.path] = file.library->ToJson();
+    }
+    return json;
+}
+
+void PendingMoves::Load(const Reader& reader)
+{
+    moves.clear();
+    reader.Elements([&](const Reader& element) {
+        PendingMove move;
+        ObjectReader object{element};
+        if (!object.Read("from", move.from))
+            element.Fail("no file to move");
+        object.Read("to", move.to);
+        object.Done();
+        moves.push_back(std::move(move));
+    });
+}
+
+Json PendingMoves::ToJson() const
+{
+    Json json = Json::array();
+    for (const PendingMove& move : moves)
+    {
+        Json entry{{"from", move.from}};
+        if (!move.to.empty())
+            entry["to"] = move.to;
+        json.push_back(std::move(entry));
+    }
+    return json;
 }
 
 } // namespace winsim

@@ -175,7 +175,7 @@ void Registry::Load(const Reader& reader)
                 key.values[FoldCase(name)] = ValueOf(name, value);
             });
         });
-        object.Read("deniedAccess", key.deniedAccess);
+        key.security.Read(object);
         object.Done();
     });
 }
@@ -188,8 +188,7 @@ Json Registry::ToJson() const
         Json& entry = json[key.path] = Json::object();
         for (const auto& [name, value] : key.values)
             entry["values"][value.name] = JsonOfValue(value);
-        if (key.deniedAccess != 0)
-            entry["deniedAccess"] = key.deniedAccess;
+        key.security.Write(entry);
     }
     return json;
 }

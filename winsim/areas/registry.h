@@ -1,6 +1,7 @@
 // The registry of a simulated machine.
 #pragma once
 
+#include "winsim/areas/security.h"
 #include "winsim/core/description.h"
 
 #include <cstdint>
@@ -26,7 +27,7 @@ struct RegistryKey
 {
     std::string path;                            // as it was created, such as "HKLM\SOFTWARE\Microsoft"
     std::map<std::string, RegistryValue> values; // by folded name
-    std::uint32_t deniedAccess = 0;              // an open that asks for any of these rights is refused
+    Security security;
 
     bool operator==(const RegistryKey&) const = default;
 };

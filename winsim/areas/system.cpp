@@ -113,14 +113,20 @@ void ProcessInfo::Load(const Reader& reader)
 {
     ObjectReader object{reader};
     object.Read("path", path);
+    object.Read("currentDirectory", currentDirectory);
     object.Read("processId", processId);
     object.Read("threadId", threadId);
+    object.Read("errorMode", errorMode);
     object.Done();
 }
 
 Json ProcessInfo::ToJson() const
 {
-    return {{"path", path}, {"processId", processId}, {"threadId", threadId}};
+    return {{"path", path},
+            {"currentDirectory", currentDirectory},
+            {"processId", processId},
+            {"threadId", threadId},
+            {"errorMode", errorMode}};
 }
 
 void NamedTexts::Load(const Reader& reader)

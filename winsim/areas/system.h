@@ -46,8 +46,10 @@ struct Clock
 struct ProcessInfo
 {
     std::string path; // the program's own file
+    std::string currentDirectory;
     std::uint32_t processId = 0;
     std::uint32_t threadId = 0;
+    std::uint32_t errorMode = 0; // SEM_FAILCRITICALERRORS, ...
 
     void Load(const Reader& reader);
     Json ToJson() const;

@@ -5,6 +5,7 @@
 #include "winsim/areas/files.h"
 #include "winsim/areas/processes.h"
 #include "winsim/areas/registry.h"
+#include "winsim/areas/security.h"
 #include "winsim/areas/services.h"
 #include "winsim/areas/smart_cards.h"
 #include "winsim/areas/system.h"
@@ -27,7 +28,9 @@ struct Machine
     NamedTexts folders;
     NamedTexts environment;
     Registry registry;
-    Files files;
+    Files files; // and libraries
+    PendingMoves pendingMoves;
+    Token token;
     Services services;
     Processes processes;
     Programs programs;

@@ -4,6 +4,7 @@
 #include "winsim/core/children.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/handles.h"
+#include "winsim/core/loader.h"
 #include "winsim/core/machine.h"
 
 #include <cstdint>
@@ -28,6 +29,7 @@ public:
     Machine machine;
     Gate gate;
     HandleTable handles;
+    Loader loader;
     std::uint32_t lastError = 0;
     std::u16string commandLine;
     std::string standardOutput;

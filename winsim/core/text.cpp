@@ -274,7 +274,9 @@ char16_t FoldCase(char16_t unit)
         return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 0x20) : unit;
     static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     const auto upper = static_cast<char32_t>(towupper_l(unit, unicode));
-    return upper < 0x10000 ? static_cast<char16_t>(upper) : unit;
+    // Letters whose upper case leads back to another letter, such as the dotless i, are letters of their own.
+    const bool leadsBack = static_cast<char32_t>(towlower_l(static_cast<wint_t>(upper), unicode)) == unit;
+    return upper < 0x10000 && leadsBack ? static_cast<char16_t>(upper) : unit;
 }
 
 std::string FoldCase(std::string_view utf8)

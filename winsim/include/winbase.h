@@ -54,11 +54,11 @@ extern "C"
     LPWSTR WINAPI GetCommandLineW();
     BOOL WINAPI IsWow64Process(HANDLE hProcess, PBOOL Wow64Process);
     BOOL WINAPI CloseHandle(HANDLE hObject);
-    BOOL WINAPI SetDllDirectoryW(LPCWSTR lpPathName);
 
     HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes);
     HLOCAL WINAPI LocalFree(HLOCAL hMem);
 
+    UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize);
     DWORD WINAPI GetEnvironmentVariableA(LPCSTR lpName, LPSTR lpBuffer, DWORD nSize);
 
     HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName);

@@ -5,9 +5,13 @@
 #include "winsim_types.h"
 
 #include "errhandlingapi.h"
+#include "fileapi.h"
+#include "libloaderapi.h"
 #include "msvcrt.h"
+#include "securitybaseapi.h"
 #include "winbase.h"
 #include "winnls.h"
+#include "winnt.h"
 #include "winreg.h"
 #include "winsvc.h"
 #include "winver.h"

@@ -61,8 +61,34 @@ inline constexpr BYTE VER_GREATER_EQUAL = 3;
 inline constexpr BYTE VER_LESS = 4;
 inline constexpr BYTE VER_LESS_EQUAL = 5;
 
+struct VS_FIXEDFILEINFO
+{
+    DWORD dwSignature;
+    DWORD dwStrucVersion;
+    DWORD dwFileVersionMS;
+    DWORD dwFileVersionLS;
+    DWORD dwProductVersionMS;
+    DWORD dwProductVersionLS;
+    DWORD dwFileFlagsMask;
+    DWORD dwFileFlags;
+    DWORD dwFileOS;
+    DWORD dwFileType;
+    DWORD dwFileSubtype;
+    DWORD dwFileDateMS;
+    DWORD dwFileDateLS;
+};
+static_assert(sizeof(VS_FIXEDFILEINFO) == 52);
+
+inline constexpr DWORD VS_FFI_SIGNATURE = 0xFEEF04BD;
+inline constexpr DWORD VS_FFI_STRUCVERSION = 0x00010000;
+inline constexpr DWORD VOS_NT_WINDOWS32 = 0x00040004;
+inline constexpr DWORD VFT_DLL = 2;
+
 extern "C"
 {
+    DWORD WINAPI GetFileVersionInfoSizeW(LPCWSTR lptstrFilename, LPDWORD lpdwHandle);
+    BOOL WINAPI GetFileVersionInfoW(LPCWSTR lptstrFilename, DWORD dwHandle, DWORD dwLen, LPVOID lpData);
+    BOOL WINAPI VerQueryValueW(LPCVOID pBlock, LPCWSTR lpSubBlock, LPVOID* lplpBuffer, PUINT puLen);
     BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA lpVersionInformation);
     ULONGLONG WINAPI VerSetConditionMask(ULONGLONG ConditionMask, DWORD TypeMask, BYTE Condition);
     BOOL WINAPI VerifyVersionInfoW(LPOSVERSIONINFOEXW lpVersionInformation, DWORD dwTypeMask,

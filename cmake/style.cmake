@@ -1,0 +1,8 @@
+# The style tests: layout, a second compiler, and the linter.
+
+foreach(check format clang tidy)
+    add_test(NAME style.${check} COMMAND ${PROJECT_SOURCE_DIR}/tests/style/check ${check})
+    set_tests_properties(style.${check} PROPERTIES LABELS style TIMEOUT 600)
+endforeach()
+# The linter takes longest: it starts first.
+set_tests_properties(style.tidy PROPERTIES COST 1000)

@@ -1,0 +1,70 @@
+# The Debian packages that the two commands need, and how they get onto the machine.
+
+# What needs it, the package, and a command or file that shows it is there.
+packages=(
+    "native   cmake                        cmake"                            # sets up both builds
+    "native   ninja-build                  ninja"                            # runs them
+    "native   g++                          g++"                              # compiles for this machine
+    "native   nlohmann-json3-dev           /usr/include/nlohmann/json.hpp"   # machine descriptions
+    "native   libfmt-dev                   /usr/include/fmt/core.h"          # reports
+    "native   libcli11-dev                 /usr/include/CLI/CLI.hpp"         # kelo-rehearse's options
+    "native   libgtest-dev                 /usr/include/gtest/gtest.h"       # the native tests
+    "native   libgmock-dev                 /usr/include/gmock/gmock.h"       # their matchers
+    "native   libbenchmark-dev             /usr/include/benchmark/benchmark.h" # the benchmarks
+    "native   python3                      /usr/bin/python3"                 # the end-to-end tests, which ctest lists
+    "windows  g++-mingw-w64-x86-64-posix   x86_64-w64-mingw32-g++-posix"     # compiles for Windows
+    "windows  wine64                       /usr/lib/wine/wine64"             # runs what was compiled
+    "windows  wine                         wine"                             # starts wine64
+    "windows  wixl                         wixl"                             # makes installer packages
+    "windows  msitools                     msibuild"                         # completes and inspects them
+    "style    clang                        clang++"                          # a second compiler's opinion of src/
+    "style    clang-format                 clang-format"                     # the layout of the sources
+    "style    clang-tidy                   clang-tidy"                       # likely mistakes
+)
+
+# Names each package of the given groups that is not there.
+missing_packages()
+{
+    local entry group package proof
+    for entry in "${packages[@]}"; do
+        read -r group package proof <<<"$entry"
+        [[ " $* " == *" $group "* ]] || continue
+        command -v "$proof" >/dev/null || [[ $proof == /* && -e $proof ]] || echo "$package"
+    done
+}
+
+# Runs apt-get without questions, as root or through sudo; shows its output only when it fails.
+apt_get()
+{
+    local as_root=()
+    ((EUID == 0)) || as_root=(sudo)
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -y -o DPkg::Lock::Timeout=300 "$@" >"$apt_log" 2>&1 ||
+        { cat "$apt_log" >&2 && return 1; }
+}
+
+# Whether this user may install: as root, or with a sudo that works (one that has to ask needs a terminal).
+may_install()
+{
+    command -v apt-get >/dev/null || return 1
+    ((EUID == 0)) && return 0
+    command -v sudo >/dev/null && { [[ -t 2 ]] || sudo -n true 2>/dev/null; }
+}
+
+# Installs what is missing of the given groups, or says in one line what to install and fails.
+install_packages()
+{
+    local missing
+    mapfile -t missing < <(missing_packages "$@")
+    ((${#missing[@]})) || return 0
+    if may_install; then
+        echo "Installing ${missing[*]} ..." >&2
+        local apt_log
+        apt_log=$(mktemp)
+        apt_get update && apt_get install --no-install-recommends "${missing[@]}"
+        rm -f "$apt_log"
+        mapfile -t missing < <(missing_packages "$@")
+        ((${#missing[@]})) || return 0
+    fi
+    echo "${0##*/}: please install as root: apt-get install --no-install-recommends ${missing[*]}" >&2
+    return 1
+}

@@ -1,0 +1,69 @@
+// Catches what comes out of code of others. The catch (...) of the Windows build sees neither faults nor other
+// compilers' exceptions, so there the call goes through a frame with a structured exception handler.
+#include "platform/exception_guard.h"
+
+#ifdef _WIN32
+
+// int CallUnderHandler(void (*function)(void*), void* context): 1 when the function returned, 0 when not.
+//
+// The frame names Windows' own handler, and the table behind .seh_handlerdata tells that handler what a
+// __try/__except around the call would: one range, a filter that is always EXCEPTION_EXECUTE_HANDLER (1), and
+// where to go on. The handler is asked only about what no frame further inside wants. The range ends behind a
+// nop because the address that is looked up is the one that the call returns to.
+asm(R"(
+        .text
+        .p2align 4
+        .globl  CallUnderHandler
+        .def    CallUnderHandler; .scl 2; .type 32; .endef
+        .seh_proc CallUnderHandler
+CallUnderHandler:
+        subq    $40, %rsp
+        .seh_stackalloc 40
+        .seh_endprologue
+        movq    %rcx, %rax
+        movq    %rdx, %rcx
+.LguardedBegin:
+        call    *%rax
+        nop
+.LguardedEnd:
+        movl    $1, %eax
+        jmp     .Lleave
+.Lcaught:
+        xorl    %eax, %eax
+.Lleave:
+        addq    $40, %rsp
+        ret
+        .seh_handler __C_specific_handler, @except
+        .seh_handlerdata
+        .long   1
+        .rva    .LguardedBegin
+        .rva    .LguardedEnd
+        .long   1
+        .rva    .Lcaught
+        .text
+        .seh_endproc
+)");
+
+extern "C" int CallUnderHandler(void (*function)(void*), void* context);
+
+bool exception_guard_detail::Call(void (*function)(void*), void* context)
+{
+    return CallUnderHandler(function, context) != 0;
+}
+
+#else
+
+bool exception_guard_detail::Call(void (*function)(void*), void* context)
+{
+    try
+    {
+        function(context);
+        return true;
+    }
+    catch (...)
+    {
+        return false;
+    }
+}
+
+#endif

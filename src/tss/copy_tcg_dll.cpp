@@ -1,0 +1,86 @@
+// Copies the detection library into the Windows system directory.
+#include "tss/copy_tcg_dll.h"
+
+#include "tss/probe_library_path.h"
+#include "tss/tss_log.h"
+
+#include <windows.h>
+
+namespace
+{
+
+constexpr char kSystemFolder[] = "\\system32";
+constexpr char kBackupFile[] = "\\stkprobe.bk1";
+
+BoundedPath WindowsDirectory()
+{
+    char directory[BoundedPath::kSize] = {};
+    const DWORD length = GetEnvironmentVariableA("windir", directory, sizeof directory);
+    if (length > 0 && length < sizeof directory)
+        return BoundedPath{directory};
+    const UINT ownLength = GetWindowsDirectoryA(directory, sizeof directory);
+    if (ownLength > 0 && ownLength < sizeof directory)
+        return BoundedPath{directory};
+    return {};
+}
+
+void LogCopyFailure(const BoundedPath& source, const BoundedPath& destination, DWORD error)
+{
+    WriteLog(g_tssLog, "CopyTCGDLL - Copying %s to %s failed err: %d", source.Get(), destination.Get(), error);
+}
+
+bool Copy(const BoundedPath& source, const BoundedPath& destination)
+{
+    return CopyFileA(source.Get(), destination.Get(), FALSE) != FALSE;
+}
+
+// Moves a file that is in use out of the way. Failures are logged, and the copy is tried again all the same.
+void MoveAside(const BoundedPath& file, const BoundedPath& backup)
+{
+    if (!DeleteFileA(backup.Get()))
+        WriteLog(g_tssLog, "CopyTCGDLL - Unable to Delete %s rc: %d", backup.Get(), GetLastError());
+    if (!MoveFileA(file.Get(), backup.Get()))
+        WriteLog(g_tssLog, "CopyTCGDLL - Unable to rename %s to %s rc: %d", file.Get(), backup.Get(), GetLastError());
+}
+
+void CopyProbeLibrary(const char* target, const char* vendor)
+{
+    WriteLog(g_tssLog, "CopyTCGDLL - Copying stkprobe.dll to system32 folder");
+    const BoundedPath folder = WindowsDirectory().Append(kSystemFolder);
+    const BoundedPath backup = BoundedPath{folder}.Append(kBackupFile);
+    const BoundedPath destination = BoundedPath{folder}.Append(kProbeLibraryFile);
+    const BoundedPath source = ProbeLibraryPath(target, vendor);
+    if (source.IsEmpty() || destination.IsEmpty() || backup.IsEmpty())
+    {
+        LogCopyFailure(source, destination, ERROR_FILENAME_EXCED_RANGE);
+        return;
+    }
+
+    if (Copy(source, destination))
+    {
+        WriteLog(g_tssLog, "Copied stkprobe.dll successfully");
+        return;
+    }
+    LogCopyFailure(source, destination, GetLastError());
+    MoveAside(destination, backup);
+    if (Copy(source, destination))
+        WriteLog(g_tssLog, "CopyTCGDLL - Copied file %s to %s", source.Get(), destination.Get());
+    else
+        WriteLog(g_tssLog, "CopyTCGDLL - Unable to copy file %s to %s rc: %d", source.Get(), destination.Get(),
+                 GetLastError());
+}
+
+} // namespace
+
+int CopyTCGDLL(const char* target, const char* vendor)
+{
+    try
+    {
+        CopyProbeLibrary(target, vendor);
+    }
+    catch (...)
+    {
+        WriteLog(g_tssLog, "Unknown exception caught trying to copy stkprobe.dll");
+    }
+    return 0;
+}

@@ -1,0 +1,143 @@
+// Finds out whether a TCG software stack and the TPM behind it are usable.
+#include "tss/detect_tpm_platform.h"
+
+#include "platform/processes.h"
+#include "platform/service_control.h"
+#include "platform/windows_version.h"
+#include "tss/detection_library.h"
+#include "tss/probe_library_path.h"
+#include "tss/shim_files.h"
+#include "tss/tss_log.h"
+#include "tss/tss_names.h"
+
+#include <cstring>
+
+namespace
+{
+
+// A toolkit program that must not run while the stack is looked at.
+struct LeftoverProcess
+{
+    const char* imageName;
+    LogFormat<const char*> logLine;
+};
+
+constexpr LeftoverProcess kLeftoverProcesses[] = {
+    {"PatchAgent.exe", "kill PatchAgent.exe --> %s"},
+    {"VaultCourier.exe", "kill VaultCourier.exe --> %s"},
+};
+
+// The shim that must not stand in for a stack while the stack is looked at.
+struct OldShim
+{
+    const char* vendor;
+    LogFormat<> logLine;
+    DWORD slot;
+};
+
+constexpr OldShim kOldShims[] = {
+    {kNtru12Vendor, "Remove old Tsp1_x64.dll", kTsp1Slot},
+    {kKeloVendor, "Remove old Tspi_x64.dll", kTspiSlot},
+};
+
+// Whether NTRU's processes and service have been seen to in this process.
+bool g_ntruCleanedUp = false;
+
+// What the log shows of a text that may be missing.
+const char* Shown(const char* text)
+{
+    return text != nullptr ? text : "(null)";
+}
+
+bool Is(const char* vendor, const char* identifier)
+{
+    return std::strcmp(vendor, identifier) == 0;
+}
+
+void KillLeftoverProcesses()
+{
+    WriteLog(g_tssLog, "Try to kill Kelo services left behind in previous installation");
+    for (const LeftoverProcess& leftover : kLeftoverProcesses)
+    {
+        const bool killed = KillProcessByName(leftover.imageName);
+        WriteLog(g_tssLog, leftover.logLine, killed ? "OK" : "ERROR");
+    }
+}
+
+bool RestartNtruService()
+{
+    if (!IsServiceRunning(kNtruService))
+    {
+        WriteLog(g_tssLog, "NTRU service not running");
+        return true;
+    }
+    WriteLog(g_tssLog, "restarting NTRU TSS service...");
+    if (!RestartServiceByName(kNtruService))
+    {
+        WriteLog(g_tssLog, "Unable to restart NTRU TSS service");
+        return false;
+    }
+    WriteLog(g_tssLog, "NTRU TSS service restarted");
+    return true;
+}
+
+// Runs once per process. False when the stack's service could not be restarted.
+bool CleanUpNtruOnce(const char* vendor)
+{
+    if (g_ntruCleanedUp || !(Is(vendor, kNtruVendor) || Is(vendor, kNtru12Vendor)))
+        return true;
+    g_ntruCleanedUp = true;
+    KillLeftoverProcesses();
+    return RestartNtruService();
+}
+
+void RemoveOldShim(const char* vendor)
+{
+    for (const OldShim& shim : kOldShims)
+    {
+        if (!Is(vendor, shim.vendor))
+            continue;
+        WriteLog(g_tssLog, shim.logLine);
+        RemoveTSP1File(shim.slot);
+    }
+}
+
+void CleanUpKelo(const char* vendor)
+{
+    if (!Is(vendor, kKeloVendor) || GetWindowsMajorVersion() <= kMajorVersionBeforeVista)
+        return;
+    KillLeftoverProcesses();
+    WriteLog(g_tssLog, "Restart Kelo Service");
+    RestartServiceByName(kKeloService);
+}
+
+// False when the stack is not to be looked at.
+bool CleanUp(const char* vendor)
+{
+    if (!CleanUpNtruOnce(vendor))
+        return false;
+    RemoveOldShim(vendor);
+    CleanUpKelo(vendor);
+    return true;
+}
+
+} // namespace
+
+bool DetectTPMPlatform(const char* target, const char* vendor, DWORD* resultCode)
+{
+    WriteLog(g_tssLog, "--------------------------------------------");
+    WriteLog(g_tssLog, "DetectTPMPlatform(%s,%s)", Shown(target), Shown(vendor));
+    const BoundedPath path = ProbeLibraryPath(target, vendor);
+
+    UINT savedErrorMode = 0;
+    *resultCode = kTpmNotUsable;
+    if (vendor == nullptr || CleanUp(vendor))
+    {
+        savedErrorMode = SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
+        WriteLog(g_tssLog, "Load %s", path.Get());
+        *resultCode = AskDetectionLibrary(path);
+    }
+    // Without a saved mode the mode becomes 0 on purpose.
+    SetErrorMode(savedErrorMode);
+    return *resultCode == kUsable;
+}

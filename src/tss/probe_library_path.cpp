@@ -1,0 +1,12 @@
+// Tells where a detection library lies.
+#include "tss/probe_library_path.h"
+
+BoundedPath ProbeLibraryPath(const char* target, const char* vendor)
+{
+    if (target == nullptr)
+        return {};
+    BoundedPath path{target};
+    if (vendor == nullptr)
+        return path.Append(kProbeLibraryFile + 1);
+    return path.Append(vendor).Append(kProbeLibraryFile);
+}

@@ -1,0 +1,58 @@
+"""The install log as a file: its lines' form, appending, and what happens when it cannot be written."""
+
+import datetime
+import unittest
+
+from program import LOG, Machine, parse
+
+READ_ONLY = 1
+LOG_FOLDER = LOG.rpartition("\\")[0]
+
+
+def now():
+    return datetime.datetime.now(datetime.timezone.utc).replace(tzinfo=None)
+
+
+class InstallLog(unittest.TestCase):
+    def test_each_line_has_time_zone_and_thread(self):
+        with Machine({}) as machine:
+            start = now() - datetime.timedelta(milliseconds=50)
+            lines = [parse(line) for line in machine.run("/Commit").log]
+            end = now() + datetime.timedelta(milliseconds=50)
+        self.assertGreater(len(lines), 3)
+        times = [datetime.datetime.strptime(line["time"], "%Y/%m/%d %H:%M:%S.%f") for line in lines]
+        self.assertEqual(times, sorted(times))
+        self.assertTrue(start <= times[0] and times[-1] <= end, (start, times, end))
+        self.assertEqual(len({(line["zone"], line["thread"]) for line in lines}), 1)
+
+    def test_lines_end_as_on_windows(self):
+        with Machine({}) as machine:
+            machine.run("/Commit")
+            content = machine.prefix.path(LOG).read_bytes()
+        self.assertTrue(content.endswith(b"\r\n"))
+        self.assertEqual(content.count(b"\n"), content.count(b"\r\n"))
+
+    def test_two_runs_append(self):
+        with Machine({}) as machine:
+            first = machine.run("/Commit")
+            second = machine.run("/Commit")
+            content = machine.prefix.path(LOG).read_bytes().decode("cp1252").splitlines()
+        self.assertEqual(content, first.log + second.log)
+        self.assertEqual(first.messages, second.messages)
+
+    def test_folder_that_cannot_be_made_leaves_no_log(self):
+        with Machine({"files": {r"C:\ProgramData\Kelo Systems Corp": {"text": "a file"}}}) as machine:
+            run = machine.run("/Commit")
+            self.assertEqual(machine.prefix.path(r"C:\ProgramData\Kelo Systems Corp").read_text(), "a file")
+        self.assertEqual((run.log, run.exit_status, run.stdout), ([], 0, "Done!"))
+
+    def test_folder_that_is_a_file_leaves_no_log(self):
+        with Machine({"files": {LOG_FOLDER: {"text": "a file"}}}) as machine:
+            run = machine.run("/Commit")
+        self.assertEqual((run.log, run.exit_status, run.stdout), ([], 0, "Done!"))
+
+    def test_read_only_file_stays_as_it_is(self):
+        with Machine({"files": {LOG: {"text": "an old line\r\n", "attributes": READ_ONLY}}}) as machine:
+            run = machine.run("/Commit")
+            self.assertEqual(machine.prefix.path(LOG).read_bytes(), b"an old line\r\n")
+        self.assertEqual((run.log, run.exit_status, run.stdout), ([], 0, "Done!"))

@@ -1,0 +1,88 @@
+"""Reads what a Windows image says about itself."""
+
+import re
+import struct
+
+MACHINE_AMD64 = 0x8664
+MAGIC_64_BIT = 0x20B
+SUBSYSTEM_GUI = 2
+RELOCATIONS_STRIPPED = 0x0001
+HIGH_ENTROPY, DYNAMIC_BASE, NX_COMPATIBLE = 0x0020, 0x0040, 0x0100
+RESOURCE_VERSION, RESOURCE_MANIFEST = 16, 24
+
+_IMPORTS, _RESOURCES, _RELOCATIONS = 1, 2, 5  # data directories
+
+
+class Image:
+    def __init__(self, path):
+        self.data = path.read_bytes()
+        header = self._u32(0x3C)
+        if self.data[:2] != b"MZ" or self.data[header : header + 4] != b"PE\0\0":
+            raise ValueError(f"{path}: not a Windows image")
+        self.machine, sections = struct.unpack_from("<HH", self.data, header + 4)
+        optional_size, self.characteristics = struct.unpack_from("<HH", self.data, header + 20)
+        optional = header + 24
+        self.magic = self._u16(optional)
+        self.subsystem, self.dll_characteristics = struct.unpack_from("<HH", self.data, optional + 68)
+        count = self._u32(optional + 108)
+        self._directories = [struct.unpack_from("<II", self.data, optional + 112 + 8 * i) for i in range(count)]
+        self._sections = [struct.unpack_from("<IIII", self.data, optional + optional_size + 40 * i + 8)
+                          for i in range(sections)]  # virtual size, address, size in the file, place in the file
+
+    @property
+    def relocations_size(self):
+        return self._directories[_RELOCATIONS][1]
+
+    @property
+    def imported_libraries(self):
+        descriptor = self._offset(self._directories[_IMPORTS][0])
+        names = []
+        while self._u32(descriptor + 12):
+            names.append(self._text(self._u32(descriptor + 12)))
+            descriptor += 20
+        return names
+
+    def resource(self, kind):
+        """The bytes of the one resource of a kind; nothing when there is none."""
+        root = self._offset(self._directories[_RESOURCES][0])
+        directory = root
+        wanted = kind
+        for _ in range(3):  # kind, name, language
+            entry = self._resource_entry(directory, wanted)
+            if entry is None:
+                return b""
+            directory = root + (entry & 0x7FFFFFFF)
+            wanted = None
+        address, size = struct.unpack_from("<II", self.data, directory)
+        offset = self._offset(address)
+        return self.data[offset : offset + size]
+
+    def _resource_entry(self, directory, wanted):
+        named, numbered = struct.unpack_from("<HH", self.data, directory + 12)
+        for i in range(named + numbered):
+            identifier, entry = struct.unpack_from("<II", self.data, directory + 16 + 8 * i)
+            if wanted in (None, identifier):
+                return entry
+        return None
+
+    def _offset(self, address):
+        for _, start, size, place in self._sections:
+            if start <= address < start + size:
+                return address - start + place
+        raise ValueError(f"address {address:#x} lies in no section")
+
+    def _text(self, address):
+        start = self._offset(address)
+        return self.data[start : self.data.index(b"\0", start)].decode("ascii")
+
+    def _u16(self, offset):
+        return struct.unpack_from("<H", self.data, offset)[0]
+
+    def _u32(self, offset):
+        return struct.unpack_from("<I", self.data, offset)[0]
+
+
+def version_text(resource, name):
+    """A named text of a version resource, None when there is none."""
+    match = re.search(name + "\0+([^\0]+)\0", resource.decode("utf-16-le"))
+    return match and match[1]

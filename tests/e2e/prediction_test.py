@@ -1,0 +1,74 @@
+"""The real program does what kelo-rehearse predicts: the same log, output and exit code on the same machine."""
+
+import unittest
+
+from program import Machine, rehearse
+from provision import WINE_VERSIONS, load
+from wine import ROOT
+
+TOOLKIT = load(ROOT / "machines" / "windows-7-toolkit.json")
+
+
+class Prediction(unittest.TestCase):
+    def check(self, description, *arguments):
+        predicted = rehearse(description, *arguments)
+        with Machine(description) as machine:
+            self.assertEqual(machine.missing, [])
+            seen = machine.run(*arguments)
+        self.assertEqual(seen.messages, predicted.messages)
+        self.assertEqual((seen.exit_status, seen.stdout), (predicted.exit_status, predicted.stdout))
+        return seen
+
+
+class EachAction(Prediction):
+    def test_setup(self):
+        self.check(TOOLKIT, "/Setup")
+
+    def test_setup_with_every_option(self):
+        self.check(TOOLKIT, "/Setup", "/TSS_VENDOR=KELO", "/TPM_VSC=1", "/TPM_WIN8=1", "/ProductType=Enterprise")
+
+    def test_commit(self):
+        self.check(TOOLKIT, "/Commit")
+
+    def test_rollback(self):
+        self.check(TOOLKIT, "/Rollback")
+
+    def test_uninstall(self):
+        self.check(TOOLKIT, "/Uninstall")
+
+
+class EachWindowsVersion(Prediction):
+    """Setup, with the version's number in the test's name."""
+
+
+for _version in WINE_VERSIONS:
+    setattr(EachWindowsVersion, "test_setup_on_" + _version.replace(".", "_"),
+            lambda self, version=_version: self.check({"windows": {"version": version}}, "/Setup"))
+
+
+class CommandLine(Prediction):
+    def test_no_switch(self):
+        self.assertEqual(self.check({}).exit_status, 255)
+
+    def test_unknown_switch(self):
+        seen = self.check({}, "/Repair")
+        self.assertEqual(seen.exit_status, 255)
+        self.assertEqual(seen.messages[-1], "invalid command line arg provided")
+        self.assertEqual(seen.stdout, "")
+
+    def test_switch_in_another_case_is_unknown(self):
+        seen = self.check({}, "/setup")
+        self.assertEqual(seen.exit_status, 255)
+        self.assertEqual(seen.messages[-1], "invalid command line arg provided")
+
+    def test_argument_is_no_format(self):
+        self.assertIn("command line argv[2]: /X=%s%n", self.check({}, "/Commit", "/X=%s%n").messages)
+
+    def test_arguments_with_quotes_blanks_and_backslashes(self):
+        self.check({}, "/Commit", 'a "b" c', "", "ends in\\", 'x\\"y', "\\\\server\\share name\\")
+
+    def test_argument_outside_ascii(self):
+        self.assertIn("command line argv[2]: /X=Zoë", self.check({}, "/Commit", "/X=Zoë").messages)
+
+    def test_done_is_all_that_standard_output_gets(self):
+        self.assertEqual(self.check({}, "/Commit").stdout, "Done!")

@@ -1,0 +1,90 @@
+"""Runs the real program on a described machine under Wine, and kelo-rehearse on the same machine."""
+
+import contextlib
+import dataclasses
+import json
+import re
+import shutil
+import subprocess
+import tempfile
+
+from provision import complete, provision
+from wine import ROOT, Prefix
+
+EXE = ROOT / "build" / "windows" / "KeloCustomAction.exe"
+DLL = EXE.with_suffix(".dll")
+REHEARSE = ROOT / "build" / "native" / "kelo-rehearse"
+
+LOG = r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\kelo_install_log.txt"
+LOG_LINE = re.compile(r"(?P<time>\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\.\d{3}) TZ(?P<zone>\d\d|-\d{1,2}) "
+                      r"\[(?P<thread>\d{4,})\] (?P<message>.*)")
+
+USAGE_ERROR = 2  # kelo-rehearse's exit status
+
+
+@dataclasses.dataclass
+class Run:
+    """What a run of the program left."""
+
+    exit_status: int  # as Unix sees it: 255 for -1
+    stdout: str
+    log: list  # whole lines, of this run alone
+
+    @property
+    def messages(self):
+        return [parse(line)["message"] for line in self.log]
+
+
+class DescriptionError(Exception):
+    """A machine that kelo-rehearse does not accept; the text is what it says."""
+
+
+class Machine:
+    """A described machine under Wine with the program on it, for the length of a `with` statement."""
+
+    def __init__(self, description):
+        self.description = description
+        self.program = complete(description)["process"]["path"]
+
+    def __enter__(self):
+        with contextlib.ExitStack() as stack:
+            self.prefix = stack.enter_context(Prefix())
+            self.missing = provision(self.prefix, self.description)
+            target = self.prefix.path(self.program)
+            target.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copyfile(EXE, target)
+            self._stack = stack.pop_all()
+        return self
+
+    def __exit__(self, *error):
+        return self._stack.__exit__(*error)
+
+    def run(self, *arguments):
+        before = len(self._log_lines())
+        status, stdout = self.prefix.wine(self.program, *arguments)
+        return Run(status, stdout.decode("cp1252"), self._log_lines()[before:])
+
+    def _log_lines(self):
+        log = self.prefix.path(LOG)
+        return log.read_bytes().decode("cp1252").splitlines() if log.is_file() else []
+
+
+def rehearse(description, *arguments):
+    """What kelo-rehearse predicts for a machine."""
+    with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
+        json.dump(description, file)
+        file.flush()
+        done = subprocess.run([REHEARSE, "--json", file.name, "--", *arguments], capture_output=True, text=True,
+                              check=False)
+    if done.returncode == USAGE_ERROR:
+        raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
+    report = json.loads(done.stdout)
+    return Run(done.returncode, report["stdout"], report["log"])
+
+
+def parse(line):
+    """The parts of a log line: time, zone, thread and message."""
+    match = LOG_LINE.fullmatch(line)
+    if match is None:
+        raise AssertionError(f"not a log line: {line!r}")
+    return match

@@ -1,0 +1,192 @@
+"""Sets a Wine prefix up from a machine description, as far as Wine can be made like it."""
+
+import json
+
+from wine import ROOT
+
+# The Windows versions that Wine knows, and the build and service pack that it gives each.
+WINE_VERSIONS = {
+    "5.2": ("winxp64", 3790, 2),
+    "6.0": ("vista", 6002, 2),
+    "6.1": ("win7", 7601, 1),
+    "6.2": ("win8", 9200, 0),
+    "6.3": ("win81", 9600, 0),
+    "10.0": ("win10", 18362, 0),
+}
+
+ROOT_KEYS = {"HKLM": "HKEY_LOCAL_MACHINE", "HKCU": "HKEY_CURRENT_USER", "HKCR": "HKEY_CLASSES_ROOT",
+             "HKU": "HKEY_USERS"}
+VALUE_TYPES = {"REG_NONE": 0, "REG_SZ": 1, "REG_EXPAND_SZ": 2, "REG_BINARY": 3, "REG_DWORD": 4, "REG_MULTI_SZ": 7,
+               "REG_QWORD": 11}
+
+READ_ONLY = 1  # FILE_ATTRIBUTE_READONLY
+
+
+def load(path):
+    """The description in a JSON file."""
+    with open(path, encoding="utf-8") as file:
+        return json.load(file)
+
+
+def complete(description):
+    """The whole machine that a description, a patch on a plain Windows 10, stands for."""
+    return _merge(load(ROOT / "winsim" / "plain_windows_10.json"), description)
+
+
+def provision(prefix, description):
+    """Sets a prefix up. Returns the paths of what the description says and the prefix can not be."""
+    work = _Work(prefix, complete(description))
+    for area, value in description.items():
+        apply = AREAS.get(area)
+        if apply is None:
+            work.missing.append(area)
+        else:
+            apply(work, value or {})
+    prefix.import_registry("Windows Registry Editor Version 5.00\n" + "".join(work.registry))
+    return work.missing
+
+
+class _Work:
+    def __init__(self, prefix, machine):
+        self.prefix = prefix
+        self.machine = machine
+        self.registry = []  # the text of a .reg file
+        self.missing = []  # paths in the description
+
+    def miss_all(self, area, names):
+        self.missing += [f"{area}.{name}" for name in names]
+
+
+def _merge(target, patch):
+    """A JSON merge patch."""
+    if not isinstance(patch, dict):
+        return patch
+    merged = dict(target) if isinstance(target, dict) else {}
+    for name, value in patch.items():
+        if value is None:
+            merged.pop(name, None)
+        else:
+            merged[name] = _merge(merged.get(name), value)
+    return merged
+
+
+def _apply_title(_work, _title):
+    pass
+
+
+def _apply_windows(work, windows):
+    represented = {"wow64": False, "platform": 2, "codePage": 1252}
+    version = work.machine["windows"]["version"]
+    if version in WINE_VERSIONS:
+        name, build, service_pack = WINE_VERSIONS[version]
+        represented.update(version=version, build=build, servicePack=service_pack)
+        work.registry.append(f'\n[HKEY_CURRENT_USER\\Software\\Wine]\n"Version"="{name}"\n')
+    work.miss_all("windows", [name for name, value in windows.items() if represented.get(name) != value])
+
+
+def _apply_process(work, process):
+    work.miss_all("process", [name for name in process if name != "path"])
+
+
+def _apply_folders(work, folders):
+    own = complete({})["folders"]
+    work.miss_all("folders", [name for name, path in folders.items()
+                              if str(path).lower() != str(own.get(name)).lower()])
+
+
+def _apply_environment(work, environment):
+    own = {name.lower(): value.lower() for name, value in complete({})["environment"].items()}
+    lines = []
+    for name, value in environment.items():
+        if name.lower() not in own and value is not None:
+            lines.append(f"{_quote(name)}={_hex_value(1, _utf16(value))}\n")
+        elif own.get(name.lower()) != str(value).lower():
+            work.missing.append(f"environment.{name}")
+    if lines:
+        work.registry.append("\n[HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Control\\Session Manager\\Environment]\n")
+        work.registry += lines
+
+
+def _apply_registry(work, registry):
+    for path, key in registry.items():
+        root, _, below = path.partition("\\")
+        full = ROOT_KEYS[root.upper()] + ("\\" + below if below else "")
+        if key is None:
+            work.registry.append(f"\n[-{full}]\n")
+            continue
+        work.registry.append(f"\n[{full}]\n")
+        work.registry += [f"{_quote(name) if name else '@'}={_value(value)}\n"
+                          for name, value in (key.get("values") or {}).items()]
+        work.miss_all(f"registry.{path}", [name for name in key if name != "values"])
+
+
+def _value(value):
+    if value is None:
+        return "-"
+    if isinstance(value, int):
+        return f"dword:{value:08x}"
+    if isinstance(value, str):
+        return _hex_value(1, _utf16(value))
+    kind = value["type"]
+    if "text" in value:
+        data = _utf16(value["text"])
+    elif "number" in value:
+        data = value["number"].to_bytes(4, "little")
+    else:
+        data = bytes.fromhex(value.get("hex", ""))
+    return _hex_value(kind if isinstance(kind, int) else VALUE_TYPES[kind], data)
+
+
+def _utf16(text):
+    return (text + "\0").encode("utf-16-le")
+
+
+def _hex_value(kind, data):
+    return f"hex({kind:x}):{data.hex(',')}"
+
+
+def _quote(name):
+    return '"' + name.replace("\\", "\\\\").replace('"', '\\"') + '"'
+
+
+def _apply_files(work, files):
+    for name, file in files.items():
+        if not name.upper().startswith("C:"):
+            work.missing.append(f"files.{name}")
+            continue
+        path = work.prefix.path(name.replace("/", "\\"))
+        if file is None:
+            if path.is_file():
+                path.unlink()
+            elif path.exists():
+                work.missing.append(f"files.{name}")
+            continue
+        _make_file(path, file)
+        known = {"directory", "text", "bytes", "size"}
+        if file.get("attributes") == READ_ONLY:
+            path.chmod(path.stat().st_mode & ~0o222)
+            known.add("attributes")
+        work.miss_all(f"files.{name}", file.keys() - known)
+
+
+def _make_file(path, file):
+    if file.get("directory"):
+        path.mkdir(parents=True, exist_ok=True)
+        return
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_bytes(file["bytes"].encode("latin-1") if "bytes" in file else file.get("text", "").encode())
+    if "size" in file:
+        with open(path, "r+b") as content:
+            content.truncate(file["size"])
+
+
+# How each area of a description is set up; any other is missing.
+AREAS = {
+    "title": _apply_title,
+    "windows": _apply_windows,
+    "process": _apply_process,
+    "folders": _apply_folders,
+    "environment": _apply_environment,
+    "registry": _apply_registry,
+    "files": _apply_files,
+}

@@ -1,0 +1,194 @@
+"""Throw-away Wine prefixes: each is a copy of one template, and nothing of it is left behind, whatever happens."""
+
+import contextlib
+import fcntl
+import functools
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BASE = ROOT / "build" / "wine"
+
+# Files this big in a new prefix are Wine's own images and tables. Nothing writes to them, so the copies share them.
+SHARED_FILE_SIZE = 64 * 1024
+
+# Root may write to read-only files, which nobody may on Windows. Inside a prefix, root has no such privilege.
+UNPRIVILEGED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"]
+
+
+class Prefix:
+    """A Windows machine under Wine, for the length of a `with` statement."""
+
+    def __enter__(self):
+        signal.signal(signal.SIGTERM, _exit_on_signal)
+        signal.signal(signal.SIGHUP, _exit_on_signal)
+        BASE.mkdir(parents=True, exist_ok=True)
+        with _locked(BASE / "lock"):
+            template = _template()
+            _remove_abandoned()
+            self.folder = pathlib.Path(tempfile.mkdtemp(prefix="prefix-", dir=BASE))
+            self._lock = _lock(self.folder)
+        try:
+            shutil.copytree(template, self.folder, symlinks=True, dirs_exist_ok=True, copy_function=_copy_or_share)
+            (self.folder / "tmp").mkdir()
+        except BaseException:
+            self.__exit__()
+            raise
+        return self
+
+    def __exit__(self, *_):
+        _remove(self.folder)
+        os.close(self._lock)
+
+    def wine(self, *command):
+        """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output."""
+        return _run(self.folder, ["wine", *command])
+
+    def path(self, windows_path):
+        """Where a file of drive C: lies. Its name need not be there yet, and is not case-sensitive."""
+        drive, *names = windows_path.split("\\")
+        if drive.upper() != "C:":
+            raise ValueError(f"{windows_path}: not on drive C:")
+        path = self.folder / "drive_c"
+        for name in filter(None, names):
+            path = _find_name(path, name)
+        return path
+
+    def import_registry(self, text):
+        """Applies the text of a .reg file."""
+        self.path(r"C:\import.reg").write_text(text, encoding="utf-16")
+        status, _ = self.wine("regedit", "/S", r"C:\import.reg")
+        self.path(r"C:\import.reg").unlink()
+        if status != 0:
+            raise RuntimeError(f"regedit ended with {status}")
+
+    def export_registry(self, key):
+        """The text of a .reg file with a key and all below it; empty when there is no such key."""
+        exported = self.path(r"C:\export.reg")
+        self.wine("regedit", "/E", r"C:\export.reg", key)
+        if not exported.exists():
+            return ""
+        text = exported.read_text(encoding="utf-16")
+        exported.unlink()
+        return text
+
+
+def wine_version():
+    """Such as "wine-8.0"."""
+    version = subprocess.run(["wine", "--version"], env=_environment(BASE), capture_output=True, text=True, check=True)
+    return version.stdout.split()[0]
+
+
+def _environment(prefix):
+    """The same everywhere, and nothing of the user's."""
+    return {
+        "PATH": os.environ.get("PATH", os.defpath),
+        "HOME": "/nonexistent",
+        "LC_ALL": "C.UTF-8",
+        "TZ": "UTC",
+        "TMPDIR": str(prefix / "tmp"),  # where the server keeps its socket
+        "WINEPREFIX": str(prefix),
+        "WINEARCH": "win64",
+        "WINEDEBUG": "-all",
+        "WINEDLLOVERRIDES": "winemenubuilder.exe=d;mscoree=;mshtml=",
+    }
+
+
+@functools.cache
+def _unprivileged():
+    """What a command begins with to run without root's privileges; nothing when there are none to give up."""
+    if os.geteuid() != 0:
+        return []
+    probe = subprocess.run([*UNPRIVILEGED, "true"], stderr=subprocess.DEVNULL, check=False)
+    return UNPRIVILEGED if probe.returncode == 0 else []
+
+
+def _run(prefix, command, timeout=60):
+    """Runs a command with its output in a file, because Wine's own processes stay for a while and keep a pipe open."""
+    with tempfile.TemporaryFile(dir=prefix / "tmp") as output:
+        done = subprocess.run([*_unprivileged(), *command], env=_environment(prefix), cwd=prefix, timeout=timeout,
+                              stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL, check=False)
+        output.seek(0)
+        return done.returncode, output.read()
+
+
+def _template():
+    """The template for the installed Wine, made when it is not there yet."""
+    template = BASE / f"template-{wine_version()}"
+    if template.exists():
+        return template
+    new = BASE / "new-template"
+    _remove(new)
+    (new / "tmp").mkdir(parents=True)
+    for command in (["wine", "wineboot", "-i"], ["wineserver", "-w"]):
+        status, _ = _run(new, command, timeout=300)
+        if status != 0:
+            raise RuntimeError(f"{' '.join(command)} ended with {status}")
+    shutil.rmtree(new / "tmp")
+    (new / "wineserver").unlink(missing_ok=True)  # says where the server's socket was
+    return new.rename(template)
+
+
+def _copy_or_share(source, target):
+    if os.path.getsize(source) >= SHARED_FILE_SIZE and not source.endswith(".reg"):
+        with contextlib.suppress(OSError):
+            return os.link(source, target)
+    return shutil.copy2(source, target)
+
+
+def _remove(prefix):
+    """Ends what runs in a prefix and removes it."""
+    if not prefix.exists():
+        return
+    (prefix / "tmp").mkdir(exist_ok=True)
+    _run(prefix, ["wineserver", "-k"])
+    shutil.rmtree(prefix, ignore_errors=True)
+    if prefix.exists():  # a process that was just ended may have dropped a file
+        shutil.rmtree(prefix)
+
+
+def _remove_abandoned():
+    """Removes the prefixes of tests that were killed: nobody holds those locked."""
+    for prefix in BASE.glob("prefix-*"):
+        with contextlib.suppress(OSError):
+            lock = _lock(prefix, fcntl.LOCK_NB)
+            _remove(prefix)
+            os.close(lock)
+
+
+def _lock(path, flags=0):
+    """A descriptor that holds a file or a folder locked until it is closed."""
+    descriptor = os.open(path, os.O_RDONLY)
+    try:
+        fcntl.flock(descriptor, fcntl.LOCK_EX | flags)
+    except OSError:
+        os.close(descriptor)
+        raise
+    return descriptor
+
+
+@contextlib.contextmanager
+def _locked(path):
+    path.touch()
+    descriptor = _lock(path)
+    try:
+        yield
+    finally:
+        os.close(descriptor)
+
+
+def _find_name(folder, name):
+    """The entry of a folder that Windows finds under a name."""
+    if not (folder / name).exists() and folder.is_dir():
+        for entry in folder.iterdir():
+            if entry.name.lower() == name.lower():
+                return entry
+    return folder / name
+
+
+def _exit_on_signal(number, _):
+    raise SystemExit(128 + number)

@@ -1,0 +1,306 @@
+// Libraries: loading, looking functions up and calling them.
+#include "winsim/api/file_access.h"
+#include "winsim/api/system_functions.h"
+#include "winsim/core/effects.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include "libloaderapi.h"
+#include "winbase.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <utility>
+
+using winsim::Call;
+using winsim::File;
+using winsim::Files;
+using winsim::Json;
+using winsim::Library;
+using winsim::LibraryExport;
+using winsim::Simulation;
+
+namespace
+{
+
+constexpr char kLibrary[] = "library";
+
+// What a library handle stands for. What the library does was settled when it was loaded.
+struct LoadedLibrary
+{
+    std::string path;
+    Library library;
+
+    std::string BaseName() const { return path.substr(path.rfind('\\') + 1); }
+};
+
+// A library that Windows has loaded into every process: a search finds this one first.
+constexpr char kAlwaysLoaded[] = "kernel32.dll";
+
+// ---- The search
+// ------------------------------------------------------------------------------------------------------
+
+std::string FolderNamed(const char* name)
+{
+    const std::string* folder = Simulation::Current().machine.folders.Find(name);
+    return folder == nullptr ? std::string() : *folder;
+}
+
+std::vector<std::string> PathFolders()
+{
+    std::vector<std::string> folders;
+    const std::string* path = Simulation::Current().machine.environment.Find("PATH");
+    std::string rest = path == nullptr ? std::string() : *path;
+    while (!rest.empty())
+    {
+        const std::size_t end = std::min(rest.find(';'), rest.size());
+        folders.push_back(rest.substr(0, end));
+        rest.erase(0, end + 1);
+    }
+    return folders;
+}
+
+// Where Windows looks for a library whose name has no drive, in its order.
+std::vector<std::string> SearchFolders()
+{
+    const Simulation& simulation = Simulation::Current();
+    const auto& dllDirectory = simulation.loader.dllDirectory;
+    std::vector<std::string> folders{Files::ParentOf(simulation.machine.process.path)};
+    if (dllDirectory && !dllDirectory->empty())
+        folders.push_back(*dllDirectory);
+    folders.push_back(FolderNamed("system"));
+    folders.push_back(FolderNamed("windows"));
+    if (!dllDirectory)
+        folders.push_back(simulation.machine.process.currentDirectory);
+    for (const std::string& folder : PathFolders())
+        folders.push_back(folder);
+    std::erase(folders, std::string());
+    return folders;
+}
+
+// A name without an extension stands for a .dll.
+std::string WithExtension(const std::string& name)
+{
+    const std::string base = name.substr(name.find_last_of("\\/:") + 1);
+    return base.empty() || base.find('.') != std::string::npos ? name : name + ".dll";
+}
+
+// The file that a library's name leads to; null when there is none.
+const File* FindLibraryFile(const std::string& name)
+{
+    const Files& files = Simulation::Current().machine.files;
+    const std::string whole = WithExtension(name);
+    if (winsim::SameName(whole, kAlwaysLoaded))
+        return files.Find(FolderNamed("system") + "\\" + whole);
+    const bool isRelative = whole.find(':') == std::string::npos && !whole.starts_with('\\') && !whole.starts_with('/');
+    if (!isRelative)
+        return files.Find(winsim::FullPath(whole));
+    for (const std::string& folder : SearchFolders())
+    {
+        if (const File* file = files.Find(winsim::FullPath(folder + "\\" + whole)))
+            return file;
+    }
+    return nullptr;
+}
+
+HMODULE Load(Call& call, const winsim::FileName& name, const std::string& given)
+{
+    const HMODULE none = nullptr;
+    if (const auto fault = call.Fault())
+        return call.Fail(none, *fault);
+    if (name.error == ERROR_FILENAME_EXCED_RANGE)
+        return call.Fail(none, name.error);
+    const File* file = given.empty() ? nullptr : FindLibraryFile(given);
+    if (file == nullptr)
+        return call.Fail(none, ERROR_MOD_NOT_FOUND);
+    if (file->isDirectory || !winsim::MayAccess(*file, winsim::kReadData))
+        return call.Fail(none, ERROR_ACCESS_DENIED);
+    if (!file->library)
+        return call.Fail(none, ERROR_BAD_EXE_FORMAT);
+    if (file->library->loadError != 0)
+        return call.Fail(none, file->library->loadError);
+    return call.Done(
+        static_cast<HMODULE>(Simulation::Current().handles.Open(kLibrary, LoadedLibrary{file->path, *file->library})));
+}
+
+// ---- Functions
+// -------------------------------------------------------------------------------------------------------
+
+void Raise(const std::string& thing)
+{
+    for (const winsim::ThrownThing& thrown : winsim::ThrownThings())
+    {
+        if (thing == thrown.name)
+            thrown.raise();
+    }
+}
+
+// Calls the function that a slot of the loader's list stands for.
+LONG_PTR CallLibraryFunction(std::size_t slot)
+{
+    Simulation& simulation = Simulation::Current();
+    const winsim::LibraryFunction function = simulation.loader.functions[slot];
+    const auto* loaded = simulation.handles.Find<LoadedLibrary>(function.library, kLibrary, function.name.c_str());
+    if (loaded == nullptr)
+        return 0;
+    const LibraryExport what = loaded->library.exports.at(function.name);
+    Call call{loaded->BaseName() + "!" + function.name};
+    if (const auto fault = call.Fault())
+        return call.Done(static_cast<int>(*fault));
+    winsim::ApplyEffects(simulation.machine, what.effects);
+    if (!what.throws.empty())
+    {
+        call.Out("exception", what.throws);
+        Raise(what.throws);
+    }
+    return call.Done(int{what.result});
+}
+
+// A function pointer carries nothing with it, so each slot has a function of its own.
+constexpr std::size_t kSlots = 256;
+
+template <std::size_t Slot>
+LONG_PTR WINAPI CallSlot()
+{
+    return CallLibraryFunction(Slot);
+}
+
+template <std::size_t... Slots>
+constexpr std::array<FARPROC, kSlots> MakeSlots(std::index_sequence<Slots...>)
+{
+    return {&CallSlot<Slots>...};
+}
+
+constexpr std::array<FARPROC, kSlots> kSlotFunctions = MakeSlots(std::make_index_sequence<kSlots>());
+
+// The slot of a library's function; null when there are no more.
+FARPROC SlotOf(const void* library, const std::string& name)
+{
+    auto& functions = Simulation::Current().loader.functions;
+    const auto known = std::ranges::find_if(
+        functions, [&](const auto& function) { return function.library == library && function.name == name; });
+    if (known != functions.end())
+        return kSlotFunctions[static_cast<std::size_t>(known - functions.begin())];
+    if (functions.size() == kSlots)
+        return nullptr;
+    functions.push_back({library, name});
+    return kSlotFunctions[functions.size() - 1];
+}
+
+// A function of the simulated machine itself; null when the library is none of Windows' or lacks it here.
+FARPROC FindSystemFunction(const LoadedLibrary& loaded, const std::string& name)
+{
+    const bool isSystem = winsim::SameName(Files::ParentOf(loaded.path), FolderNamed("system"));
+    const auto& missing = loaded.library.missing;
+    if (!isSystem || std::ranges::find(missing, name) != missing.end())
+        return nullptr;
+    for (const winsim::SystemFunction& function : winsim::SystemFunctions())
+    {
+        if (winsim::SameName(loaded.BaseName(), function.library) && name == function.name)
+            return reinterpret_cast<FARPROC>(function.address);
+    }
+    return nullptr;
+}
+
+} // namespace
+
+HMODULE WINAPI LoadLibraryA(LPCSTR lpLibFileName)
+{
+    Call call{"LoadLibraryA"};
+    call.In("lpLibFileName", lpLibFileName);
+    return Load(call, winsim::FileNameOf(lpLibFileName), Simulation::Current().FromAnsi(lpLibFileName));
+}
+
+HMODULE WINAPI LoadLibraryW(LPCWSTR lpLibFileName)
+{
+    Call call{"LoadLibraryW"};
+    call.In("lpLibFileName", lpLibFileName);
+    return Load(call, winsim::FileNameOf(lpLibFileName), winsim::Utf8(lpLibFileName));
+}
+
+BOOL WINAPI FreeLibrary(HMODULE hLibModule)
+{
+    Call call{"FreeLibrary"};
+    call.In("hLibModule", hLibModule);
+    const auto fault = call.Fault();
+    if (!Simulation::Current().handles.Close(hLibModule, kLibrary, "FreeLibrary"))
+        return call.Fail(FALSE, ERROR_MOD_NOT_FOUND);
+    if (fault)
+        return call.Fail(FALSE, *fault);
+    return call.Done(TRUE);
+}
+
+FARPROC WINAPI GetProcAddress(HMODULE hModule, LPCSTR lpProcName)
+{
+    Call call{"GetProcAddress"};
+    call.In("hModule", hModule).In("lpProcName", lpProcName);
+    Simulation& simulation = Simulation::Current();
+    void* const none = nullptr;
+    const auto fail = [&](DWORD error) {
+        call.Fail(none, error);
+        return FARPROC{nullptr};
+    };
+    if (const auto fault = call.Fault())
+        return fail(*fault);
+    const auto* loaded = simulation.handles.Find<LoadedLibrary>(hModule, kLibrary, "GetProcAddress");
+    if (loaded == nullptr)
+        return fail(ERROR_MOD_NOT_FOUND);
+    const std::string name = lpProcName;
+    const FARPROC function =
+        loaded->library.exports.contains(name) ? SlotOf(hModule, name) : FindSystemFunction(*loaded, name);
+    if (function == nullptr)
+        return fail(ERROR_PROC_NOT_FOUND);
+    void* const address = reinterpret_cast<void*>(function);
+    simulation.handles.Predefine(address, loaded->BaseName() + "!" + name);
+    call.Done(address);
+    return function;
+}
+
+DWORD WINAPI GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize)
+{
+    Call call{"GetModuleFileNameA"};
+    call.In("hModule", hModule).In("nSize", nSize);
+    if (const auto fault = call.Fault())
+        return call.Fail(DWORD{0}, *fault);
+    Simulation& simulation = Simulation::Current();
+    std::string path = simulation.machine.process.path;
+    if (hModule != nullptr)
+    {
+        const auto* loaded = simulation.handles.Find<LoadedLibrary>(hModule, kLibrary, "GetModuleFileNameA");
+        if (loaded == nullptr)
+            return call.Fail(DWORD{0}, ERROR_MOD_NOT_FOUND);
+        path = loaded->path;
+    }
+    const std::string ansi = simulation.ToAnsi(path);
+    if (nSize == 0)
+        return call.Fail(DWORD{0}, ERROR_INSUFFICIENT_BUFFER);
+    const std::size_t length = std::min<std::size_t>(ansi.size(), nSize - 1);
+    std::memcpy(lpFilename, ansi.data(), length);
+    lpFilename[length] = '\0';
+    call.Out("lpFilename", simulation.FromAnsi(lpFilename));
+    if (length < ansi.size())
+        return call.Fail(nSize, ERROR_INSUFFICIENT_BUFFER);
+    return call.Done(static_cast<DWORD>(length));
+}
+
+BOOL WINAPI SetDllDirectoryW(LPCWSTR lpPathName)
+{
+    Call call{"SetDllDirectoryW"};
+    call.In("lpPathName", lpPathName);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    auto& directory = Simulation::Current().loader.dllDirectory;
+    directory.reset();
+    if (lpPathName != nullptr)
+        directory = winsim::Utf8(lpPathName);
+    return call.Done(TRUE);
+}
+
+UINT WINAPI SetErrorMode(UINT uMode)
+{
+    Call call{"SetErrorMode"};
+    call.In("uMode", uMode);
+    return call.Done(UINT{std::exchange(Simulation::Current().machine.process.errorMode, uMode)});
+}

@@ -1,0 +1,292 @@
+// Access lists, and the security of named objects.
+#include "winsim/api/file_access.h"
+#include "winsim/api/local_memory.h"
+#include "winsim/api/sids.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/sid.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include "aclapi.h"
+
+#include <algorithm>
+#include <cstring>
+
+using winsim::AccessEntry;
+using winsim::Call;
+using winsim::GenericRights;
+using winsim::Json;
+using winsim::Security;
+using winsim::Simulation;
+
+namespace
+{
+
+Json NotedEntries(ULONG count, const EXPLICIT_ACCESS_W* entries)
+{
+    Json list = Json::array();
+    for (ULONG i = 0; i < count; ++i)
+    {
+        const TRUSTEE_W& trustee = entries[i].Trustee;
+        const bool isSid = trustee.TrusteeForm == TRUSTEE_IS_SID;
+        list.push_back({{"grfAccessPermissions", entries[i].grfAccessPermissions},
+                        {"grfAccessMode", static_cast<int>(entries[i].grfAccessMode)},
+                        {"grfInheritance", entries[i].grfInheritance},
+                        {"Trustee",
+                         {{"TrusteeForm", static_cast<int>(trustee.TrusteeForm)},
+                          {"TrusteeType", static_cast<int>(trustee.TrusteeType)},
+                          {"ptstrName", isSid ? winsim::NotedSid(trustee.ptstrName) : Json()}}}});
+    }
+    return list;
+}
+
+// The access list of explicit entries, each for a trustee of its own. Returns a Win32 error.
+DWORD ToAccessEntries(ULONG count, const EXPLICIT_ACCESS_W* entries, std::vector<AccessEntry>& list)
+{
+    for (ULONG i = 0; i < count; ++i)
+    {
+        const EXPLICIT_ACCESS_W& entry = entries[i];
+        const bool isDenial = entry.grfAccessMode == DENY_ACCESS;
+        if (!isDenial && entry.grfAccessMode != SET_ACCESS && entry.grfAccessMode != GRANT_ACCESS)
+            return ERROR_INVALID_PARAMETER;
+        if (entry.Trustee.TrusteeForm != TRUSTEE_IS_SID)
+            return ERROR_CALL_NOT_IMPLEMENTED;
+        const auto sid = winsim::SidText(entry.Trustee.ptstrName, "SetEntriesInAclW");
+        if (!sid)
+            return ERROR_INVALID_SID;
+        const AccessEntry one{*sid, entry.grfAccessPermissions, entry.grfInheritance, isDenial};
+        // Denials go first.
+        const auto firstGrant =
+            std::find_if(list.begin(), list.end(), [](const AccessEntry& other) { return !other.isDenial; });
+        list.insert(isDenial ? firstGrant : list.end(), one);
+    }
+    return ERROR_SUCCESS;
+}
+
+// ---- Named objects
+// ---------------------------------------------------------------------------------------------------
+
+// The object of a name: its security and the rights of its kind, or a Win32 error.
+struct NamedObject
+{
+    Security* security = nullptr;
+    const GenericRights* generic = nullptr;
+    bool isDenied = false;
+    DWORD error = ERROR_SUCCESS;
+};
+
+struct RootName
+{
+    const char* name; // in the names of objects
+    const char* root; // in paths of keys
+};
+
+constexpr RootName kRoots[] = {
+    {"MACHINE", "HKLM"},
+    {"CURRENT_USER", "HKCU"},
+    {"CLASSES_ROOT", "HKCR"},
+    {"USERS", "HKU"},
+};
+
+NamedObject FindKey(const std::string& name)
+{
+    const std::size_t rootEnd = std::min(name.find('\\'), name.size());
+    for (const RootName& known : kRoots)
+    {
+        if (!winsim::SameName(name.substr(0, rootEnd), known.name))
+            continue;
+        auto* key = Simulation::Current().machine.registry.Find(known.root + name.substr(rootEnd));
+        if (key == nullptr)
+            return {.error = ERROR_FILE_NOT_FOUND};
+        return {&key->security, &winsim::kKeyRights};
+    }
+    return {.error = ERROR_INVALID_PARAMETER};
+}
+
+NamedObject FindFile(LPCWSTR name)
+{
+    const winsim::FileName path = winsim::FileNameOf(name);
+    if (path.error != ERROR_SUCCESS)
+        return {.error = path.error};
+    winsim::File* file = Simulation::Current().machine.files.Find(path.path);
+    if (file == nullptr)
+        return {.error = winsim::MissingError(path.path)};
+    return {&file->security, &winsim::kFileRights, file->isDenied};
+}
+
+// The object, when the process is granted these rights on it.
+NamedObject Open(LPCWSTR name, SE_OBJECT_TYPE type, DWORD rights)
+{
+    NamedObject object{.error = ERROR_INVALID_PARAMETER};
+    if (type == SE_REGISTRY_KEY)
+        object = FindKey(winsim::Utf8(name));
+    else if (type == SE_FILE_OBJECT)
+        object = FindFile(name);
+    const bool isOpen = object.error == ERROR_SUCCESS;
+    if (isOpen &&
+        (object.isDenied || !object.security->Grants(Simulation::Current().machine.token, rights, *object.generic)))
+        object.error = ERROR_ACCESS_DENIED;
+    return object;
+}
+
+// A security descriptor in one block, laid out as Windows does, and the places in it that the caller asked for.
+struct Descriptor
+{
+    PSECURITY_DESCRIPTOR block = nullptr;
+    PSID owner = nullptr;
+    PACL list = nullptr;
+};
+
+Descriptor MakeDescriptor(const Security& security, SECURITY_INFORMATION wanted)
+{
+    SECURITY_DESCRIPTOR_RELATIVE header{};
+    header.Revision = 1;
+    header.Control = SE_SELF_RELATIVE;
+    std::vector<std::uint8_t> owner;
+    if ((wanted & OWNER_SECURITY_INFORMATION) != 0)
+        owner = winsim::BytesOfSid(security.Owner());
+    std::vector<std::uint8_t> list;
+    if ((wanted & DACL_SECURITY_INFORMATION) != 0)
+    {
+        header.Control |= SE_DACL_PRESENT | (security.isProtected ? SE_DACL_PROTECTED : WORD{0});
+        if (security.access)
+            list = winsim::BytesOfAcl(*security.access);
+    }
+    if (!owner.empty())
+        header.Owner = sizeof header;
+    if (!list.empty())
+        header.Dacl = static_cast<DWORD>(sizeof header + owner.size());
+
+    const std::size_t size = sizeof header + owner.size() + list.size();
+    auto* bytes = static_cast<std::uint8_t*>(Simulation::Current().handles.Allocate(winsim::kBlock, size));
+    std::memcpy(bytes, &header, sizeof header);
+    std::copy(owner.begin(), owner.end(), bytes + sizeof header);
+    std::copy(list.begin(), list.end(), bytes + sizeof header + owner.size());
+    return {bytes, owner.empty() ? nullptr : bytes + header.Owner,
+            list.empty() ? nullptr : reinterpret_cast<PACL>(bytes + header.Dacl)};
+}
+
+// The rights that it takes to change what `information` names.
+DWORD RightsToChange(SECURITY_INFORMATION information)
+{
+    DWORD rights = 0;
+    if ((information & (OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION)) != 0)
+        rights |= WRITE_OWNER;
+    if ((information & DACL_SECURITY_INFORMATION) != 0)
+        rights |= WRITE_DAC;
+    return rights;
+}
+
+DWORD ChangeOwner(Security& security, PSID owner)
+{
+    const auto sid = winsim::SidText(owner, "SetNamedSecurityInfoW");
+    if (!sid)
+        return ERROR_INVALID_SID;
+    // Only to itself or to a group that it belongs to can a process give an object.
+    const winsim::Token& token = Simulation::Current().machine.token;
+    if (!token.Holds(*sid) && !token.IsEnabled("SeRestorePrivilege"))
+        return ERROR_INVALID_OWNER;
+    security.owner = *sid;
+    return ERROR_SUCCESS;
+}
+
+void ReplaceList(Security& security, SECURITY_INFORMATION information, PACL list)
+{
+    security.access.reset();
+    if (list != nullptr)
+        security.access = winsim::EntriesOfAcl(list);
+    security.deniedAccess = 0;
+    if ((information & PROTECTED_DACL_SECURITY_INFORMATION) != 0)
+        security.isProtected = true;
+    if ((information & UNPROTECTED_DACL_SECURITY_INFORMATION) != 0)
+        security.isProtected = false;
+}
+
+} // namespace
+
+DWORD WINAPI SetEntriesInAclW(ULONG cCountOfExplicitEntries, PEXPLICIT_ACCESS_W pListOfExplicitEntries, PACL OldAcl,
+                              PACL* NewAcl)
+{
+    Call call{"SetEntriesInAclW"};
+    call.In("cCountOfExplicitEntries", cCountOfExplicitEntries);
+    if (call.IsRecording())
+        call.In("pListOfExplicitEntries", NotedEntries(cCountOfExplicitEntries, pListOfExplicitEntries))
+            .In("OldAcl", winsim::NotedAcl(OldAcl));
+    *NewAcl = nullptr;
+    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
+    if (const auto fault = call.Fault())
+        return status(*fault);
+    // The simulated machine merges no lists.
+    if (OldAcl != nullptr)
+        return status(ERROR_CALL_NOT_IMPLEMENTED);
+    std::vector<AccessEntry> list;
+    if (const DWORD error = ToAccessEntries(cCountOfExplicitEntries, pListOfExplicitEntries, list);
+        error != ERROR_SUCCESS)
+        return status(error);
+    const std::vector<std::uint8_t> bytes = winsim::BytesOfAcl(list);
+    *NewAcl = static_cast<PACL>(Simulation::Current().handles.Allocate(winsim::kBlock, bytes.size()));
+    std::memcpy(*NewAcl, bytes.data(), bytes.size());
+    if (call.IsRecording())
+        call.Out("NewAcl", winsim::NotedAcl(*NewAcl));
+    return status(ERROR_SUCCESS);
+}
+
+DWORD WINAPI GetNamedSecurityInfoW(LPCWSTR pObjectName, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
+                                   PSID* ppsidOwner, PSID* ppsidGroup, PACL* ppDacl, PACL* ppSacl,
+                                   PSECURITY_DESCRIPTOR* ppSecurityDescriptor)
+{
+    Call call{"GetNamedSecurityInfoW"};
+    call.In("pObjectName", pObjectName).In("ObjectType", static_cast<int>(ObjectType)).In("SecurityInfo", SecurityInfo);
+    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
+    if (const auto fault = call.Fault())
+        return status(*fault);
+    const NamedObject object = Open(pObjectName, ObjectType, READ_CONTROL);
+    if (object.error != ERROR_SUCCESS)
+        return status(object.error);
+    const Descriptor descriptor = MakeDescriptor(*object.security, SecurityInfo);
+    *ppSecurityDescriptor = descriptor.block;
+    if (ppsidOwner != nullptr)
+        *ppsidOwner = descriptor.owner;
+    if (ppsidGroup != nullptr)
+        *ppsidGroup = nullptr;
+    if (ppDacl != nullptr)
+        *ppDacl = descriptor.list;
+    if (ppSacl != nullptr)
+        *ppSacl = nullptr;
+    if (call.IsRecording())
+    {
+        if (ppsidOwner != nullptr)
+            call.Out("ppsidOwner", descriptor.owner == nullptr ? Json() : Json(winsim::TextOfSid(descriptor.owner)));
+        if (ppDacl != nullptr)
+            call.Out("ppDacl", winsim::NotedAcl(descriptor.list));
+        call.Out("ppSecurityDescriptor", descriptor.block);
+    }
+    return status(ERROR_SUCCESS);
+}
+
+DWORD WINAPI SetNamedSecurityInfoW(LPWSTR pObjectName, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
+                                   PSID psidOwner, PSID psidGroup, PACL pDacl, PACL pSacl)
+{
+    Call call{"SetNamedSecurityInfoW"};
+    call.In("pObjectName", pObjectName)
+        .In("ObjectType", static_cast<int>(ObjectType))
+        .In("SecurityInfo", SecurityInfo)
+        .In("psidOwner", winsim::NotedSid(psidOwner))
+        .In("psidGroup", winsim::NotedSid(psidGroup))
+        .In("pDacl", winsim::NotedAcl(pDacl))
+        .In("pSacl", winsim::NotedAcl(pSacl));
+    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
+    if (const auto fault = call.Fault())
+        return status(*fault);
+    const NamedObject object = Open(pObjectName, ObjectType, RightsToChange(SecurityInfo));
+    if (object.error != ERROR_SUCCESS)
+        return status(object.error);
+    if ((SecurityInfo & OWNER_SECURITY_INFORMATION) != 0)
+    {
+        if (const DWORD error = ChangeOwner(*object.security, psidOwner); error != ERROR_SUCCESS)
+            return status(error);
+    }
+    if ((SecurityInfo & DACL_SECURITY_INFORMATION) != 0)
+        ReplaceList(*object.security, SecurityInfo, pDacl);
+    return status(ERROR_SUCCESS);
+}

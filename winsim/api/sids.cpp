@@ -1,0 +1,142 @@
+// SIDs, and access lists as Windows lays them out.
+#include "winsim/api/sids.h"
+
+#include "winsim/core/gate.h"
+#include "winsim/core/sid.h"
+#include "winsim/core/simulation.h"
+
+#include "securitybaseapi.h"
+
+#include <cstring>
+
+namespace winsim
+{
+
+namespace
+{
+
+constexpr char kSid[] = "sid";
+constexpr BYTE kMostSubAuthorities = 8;
+
+template <typename Value>
+void Append(std::vector<std::uint8_t>& bytes, const Value& value, std::size_t size)
+{
+    const auto* begin = reinterpret_cast<const std::uint8_t*>(&value);
+    bytes.insert(bytes.end(), begin, begin + size);
+}
+
+} // namespace
+
+std::optional<std::string> SidText(const void* sid, const char* call)
+{
+    HandleTable& handles = Simulation::Current().handles;
+    if (handles.IsOpen(sid, kSid))
+        return TextOfSid(sid);
+    handles.NoteViolation(std::string(call) + ": a SID that was never made or was freed");
+    return std::nullopt;
+}
+
+Json NotedSid(const void* sid)
+{
+    if (sid == nullptr)
+        return nullptr;
+    const HandleTable& handles = Simulation::Current().handles;
+    return handles.IsOpen(sid, kSid) ? Json(TextOfSid(sid)) : handles.NameOf(sid);
+}
+
+std::vector<std::uint8_t> BytesOfAcl(const std::vector<AccessEntry>& entries)
+{
+    std::vector<std::uint8_t> bytes;
+    for (const AccessEntry& entry : entries)
+    {
+        const std::vector<std::uint8_t> sid = BytesOfSid(entry.trustee);
+        ACCESS_ALLOWED_ACE ace{};
+        const std::size_t fixedSize = sizeof ace - sizeof ace.SidStart;
+        ace.Header.AceType = entry.isDenial ? ACCESS_DENIED_ACE_TYPE : ACCESS_ALLOWED_ACE_TYPE;
+        ace.Header.AceFlags = static_cast<BYTE>(entry.inheritance);
+        ace.Header.AceSize = static_cast<WORD>(fixedSize + sid.size());
+        ace.Mask = entry.mask;
+        Append(bytes, ace, fixedSize);
+        bytes.insert(bytes.end(), sid.begin(), sid.end());
+    }
+    ACL header{};
+    header.AclRevision = ACL_REVISION;
+    header.AclSize = static_cast<WORD>(sizeof header + bytes.size());
+    header.AceCount = static_cast<WORD>(entries.size());
+    std::vector<std::uint8_t> acl;
+    Append(acl, header, sizeof header);
+    acl.insert(acl.end(), bytes.begin(), bytes.end());
+    return acl;
+}
+
+std::vector<AccessEntry> EntriesOfAcl(const ACL* acl)
+{
+    std::vector<AccessEntry> entries;
+    const auto* position = reinterpret_cast<const std::uint8_t*>(acl + 1);
+    for (WORD i = 0; i < acl->AceCount; ++i)
+    {
+        ACCESS_ALLOWED_ACE ace;
+        const std::size_t fixedSize = sizeof ace - sizeof ace.SidStart;
+        std::memcpy(&ace, position, fixedSize);
+        entries.push_back({TextOfSid(position + fixedSize), ace.Mask, ace.Header.AceFlags,
+                           ace.Header.AceType == ACCESS_DENIED_ACE_TYPE});
+        position += ace.Header.AceSize;
+    }
+    return entries;
+}
+
+Json NotedAcl(const ACL* acl)
+{
+    if (acl == nullptr)
+        return nullptr;
+    Json list = Json::array();
+    for (const AccessEntry& entry : EntriesOfAcl(acl))
+        list.push_back({{"AceType", entry.isDenial ? ACCESS_DENIED_ACE_TYPE : ACCESS_ALLOWED_ACE_TYPE},
+                        {"AceFlags", entry.inheritance},
+                        {"Mask", entry.mask},
+                        {"Sid", entry.trustee}});
+    return list;
+}
+
+} // namespace winsim
+
+using winsim::Call;
+using winsim::Simulation;
+
+BOOL WINAPI AllocateAndInitializeSid(PSID_IDENTIFIER_AUTHORITY pIdentifierAuthority, BYTE nSubAuthorityCount,
+                                     DWORD nSubAuthority0, DWORD nSubAuthority1, DWORD nSubAuthority2,
+                                     DWORD nSubAuthority3, DWORD nSubAuthority4, DWORD nSubAuthority5,
+                                     DWORD nSubAuthority6, DWORD nSubAuthority7, PSID* pSid)
+{
+    Call call{"AllocateAndInitializeSid"};
+    call.In("pIdentifierAuthority", winsim::Json(pIdentifierAuthority->Value))
+        .In("nSubAuthorityCount", static_cast<DWORD>(nSubAuthorityCount));
+    const DWORD subAuthorities[winsim::kMostSubAuthorities] = {nSubAuthority0, nSubAuthority1, nSubAuthority2,
+                                                               nSubAuthority3, nSubAuthority4, nSubAuthority5,
+                                                               nSubAuthority6, nSubAuthority7};
+    for (std::size_t i = 0; i < winsim::kMostSubAuthorities; ++i)
+        call.In(("nSubAuthority" + std::to_string(i)).c_str(), subAuthorities[i]);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    if (nSubAuthorityCount > winsim::kMostSubAuthorities)
+        return call.Fail(FALSE, ERROR_INVALID_SID);
+
+    std::vector<std::uint8_t> bytes{1, nSubAuthorityCount};
+    bytes.insert(bytes.end(), std::begin(pIdentifierAuthority->Value), std::end(pIdentifierAuthority->Value));
+    winsim::Append(bytes, subAuthorities, nSubAuthorityCount * sizeof(DWORD));
+    *pSid = Simulation::Current().handles.Allocate(winsim::kSid, bytes.size());
+    std::memcpy(*pSid, bytes.data(), bytes.size());
+    call.Out("pSid", *pSid);
+    return call.Done(TRUE);
+}
+
+PVOID WINAPI FreeSid(PSID pSid)
+{
+    Call call{"FreeSid"};
+    call.In("pSid", pSid);
+    // It has no way to say that it failed but to hand the SID back.
+    const auto fault = call.Fault();
+    if (!Simulation::Current().handles.Free(pSid, winsim::kSid, "FreeSid") || fault)
+        return call.Done(PVOID{pSid});
+    return call.Done(PVOID{nullptr});
+}

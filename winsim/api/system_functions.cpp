@@ -1,0 +1,30 @@
+// Lists the functions that Windows' own libraries export. They record their calls under their own names.
+#include "winsim/api/system_functions.h"
+
+#include "winbase.h"
+
+namespace winsim
+{
+
+namespace
+{
+
+template <typename Function>
+void* AddressOf(Function* function)
+{
+    return reinterpret_cast<void*>(function);
+}
+
+const SystemFunction kFunctions[] = {
+    {"kernel32.dll", "GetTickCount", AddressOf(&GetTickCount)},
+    {"kernel32.dll", "IsWow64Process", AddressOf(&IsWow64Process)},
+};
+
+} // namespace
+
+std::span<const SystemFunction> SystemFunctions()
+{
+    return kFunctions;
+}
+
+} // namespace winsim

@@ -1,0 +1,137 @@
+// The token of the process and its privileges.
+#include "winsim/api/kernel_objects.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include "securitybaseapi.h"
+#include "winbase.h"
+
+#include <optional>
+
+using winsim::Call;
+using winsim::Json;
+using winsim::Simulation;
+
+namespace
+{
+
+struct Privilege
+{
+    const char* name;
+    DWORD luid;
+};
+
+constexpr Privilege kPrivileges[] = {
+    {"SeAssignPrimaryTokenPrivilege", 3},
+    {"SeIncreaseQuotaPrivilege", 5},
+    {"SeTcbPrivilege", 7},
+    {"SeSecurityPrivilege", 8},
+    {SE_TAKE_OWNERSHIP_NAME, 9},
+    {"SeLoadDriverPrivilege", 10},
+    {"SeBackupPrivilege", 17},
+    {"SeRestorePrivilege", 18},
+    {"SeShutdownPrivilege", 19},
+    {"SeDebugPrivilege", 20},
+    {"SeChangeNotifyPrivilege", 23},
+    {"SeImpersonatePrivilege", 29},
+};
+
+// What a token handle stands for: the rights it was opened with.
+struct OpenToken
+{
+    DWORD access;
+};
+
+const char* NameOf(const LUID& luid)
+{
+    for (const Privilege& privilege : kPrivileges)
+    {
+        if (luid.HighPart == 0 && luid.LowPart == privilege.luid)
+            return privilege.name;
+    }
+    return "";
+}
+
+Json NotedPrivileges(const TOKEN_PRIVILEGES* state)
+{
+    if (state == nullptr)
+        return nullptr;
+    Json list = Json::array();
+    for (DWORD i = 0; i < state->PrivilegeCount; ++i)
+    {
+        const LUID_AND_ATTRIBUTES& one = state->Privileges[i];
+        list.push_back({{"Luid", {{"LowPart", one.Luid.LowPart}, {"HighPart", one.Luid.HighPart}}},
+                        {"Attributes", one.Attributes}});
+    }
+    return {{"PrivilegeCount", state->PrivilegeCount}, {"Privileges", list}};
+}
+
+} // namespace
+
+BOOL WINAPI OpenProcessToken(HANDLE ProcessHandle, DWORD DesiredAccess, PHANDLE TokenHandle)
+{
+    Call call{"OpenProcessToken"};
+    call.In("ProcessHandle", ProcessHandle).In("DesiredAccess", DesiredAccess);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    // Only the process's own token is asked for.
+    if (ProcessHandle != INVALID_HANDLE_VALUE)
+        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+    *TokenHandle = Simulation::Current().handles.Open(winsim::kToken, OpenToken{DesiredAccess});
+    call.Out("TokenHandle", *TokenHandle);
+    return call.Done(TRUE);
+}
+
+BOOL WINAPI LookupPrivilegeValueA(LPCSTR lpSystemName, LPCSTR lpName, PLUID lpLuid)
+{
+    Call call{"LookupPrivilegeValueA"};
+    call.In("lpSystemName", lpSystemName).In("lpName", lpName);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    for (const Privilege& privilege : kPrivileges)
+    {
+        if (!winsim::SameName(lpName, privilege.name))
+            continue;
+        *lpLuid = {privilege.luid, 0};
+        call.Out("lpLuid", Json{{"LowPart", lpLuid->LowPart}, {"HighPart", lpLuid->HighPart}});
+        return call.Done(TRUE);
+    }
+    return call.Fail(FALSE, ERROR_NO_SUCH_PRIVILEGE);
+}
+
+BOOL WINAPI AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivileges, PTOKEN_PRIVILEGES NewState,
+                                  DWORD BufferLength, PTOKEN_PRIVILEGES PreviousState, PDWORD ReturnLength)
+{
+    Call call{"AdjustTokenPrivileges"};
+    call.In("TokenHandle", TokenHandle)
+        .In("DisableAllPrivileges", DisableAllPrivileges)
+        .In("NewState", NotedPrivileges(NewState))
+        .In("BufferLength", BufferLength)
+        .In("PreviousState", PreviousState)
+        .In("ReturnLength", ReturnLength);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<OpenToken>(TokenHandle, winsim::kToken, "AdjustTokenPrivileges");
+    if (open == nullptr)
+        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+    if ((open->access & TOKEN_ADJUST_PRIVILEGES) == 0)
+        return call.Fail(FALSE, ERROR_ACCESS_DENIED);
+    // The simulated machine gives no previous state back, and changes single privileges alone.
+    if (DisableAllPrivileges != FALSE || NewState == nullptr || PreviousState != nullptr)
+        return call.Fail(FALSE, ERROR_CALL_NOT_IMPLEMENTED);
+
+    DWORD outcome = ERROR_SUCCESS;
+    for (DWORD i = 0; i < NewState->PrivilegeCount; ++i)
+    {
+        const LUID_AND_ATTRIBUTES& one = NewState->Privileges[i];
+        const std::string name = NameOf(one.Luid);
+        if (simulation.machine.token.HasPrivilege(name))
+            simulation.machine.token.Enable(name, (one.Attributes & SE_PRIVILEGE_ENABLED) != 0);
+        else
+            outcome = ERROR_NOT_ALL_ASSIGNED;
+    }
+    // The last error is set although the call succeeds.
+    return call.Fail(TRUE, outcome);
+}

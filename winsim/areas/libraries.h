@@ -1,0 +1,46 @@
+// Libraries on a simulated machine: files with functions.
+#pragma once
+
+#include "winsim/core/description.h"
+
+#include <cstdint>
+#include <map>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace winsim
+{
+
+// What a library's function does when it is called.
+struct LibraryExport
+{
+    std::int32_t result = 0;
+    std::string throws; // instead of a result: one of ThrownThings
+    Json effects;       // what it changes on the machine: a merge patch on the description; null for nothing
+
+    bool operator==(const LibraryExport&) const = default;
+};
+
+struct Library
+{
+    std::map<std::string, LibraryExport> exports; // by name
+    std::vector<std::string> missing;             // functions that a library of Windows lacks on this machine
+    std::uint32_t loadError = 0;                  // loading it fails with this error
+
+    void Load(const Reader& reader);
+    Json ToJson() const;
+    bool operator==(const Library&) const = default;
+};
+
+// Something that can come out of a function instead of a result. The simulated machine has no faults of the processor:
+// they are exceptions of a type that nobody else knows.
+struct ThrownThing
+{
+    const char* name; // in descriptions
+    void (*raise)();
+};
+
+std::span<const ThrownThing> ThrownThings();
+
+} // namespace winsim

@@ -1,0 +1,161 @@
+// Lists the errors of the calls that the program makes.
+#include "winsim/core/fault_table.h"
+
+#include <algorithm>
+#include <array>
+
+namespace winsim
+{
+
+namespace
+{
+
+constexpr std::size_t kMostErrors = 4;
+
+struct FaultRow
+{
+    std::string_view call;
+    std::array<std::uint32_t, kMostErrors> errors; // the rest is 0
+    std::size_t count;
+};
+
+template <typename... Errors>
+constexpr FaultRow Row(std::string_view call, Errors... errors)
+{
+    return {call, {static_cast<std::uint32_t>(errors)...}, sizeof...(Errors)};
+}
+
+// Win32 errors: 2 file not found, 3 path not found, 5 access denied, 6 invalid handle, 8 not enough memory, 14 out of
+// memory, 32 sharing violation, 50 not supported, 87 invalid parameter, 112 disk full, 122 buffer too small, 126 module
+// not found, 127 procedure not found, 183 already exists, 193 bad image, 234 more data, 740 elevation required, 998
+// invalid access to memory, 1018 key marked for deletion, 1300 not all privileges, 1314 privilege not held, 1450 no
+// system resources, 1601 to 1610 the installer's, 1717 the remote procedure call's; those from 1051 to 1075 are the
+// service manager's.
+constexpr FaultRow kRows[] = {
+    Row("AdjustTokenPrivileges", 5, 6, 87),
+    Row("AllocateAndInitializeSid", 8, 14, 87),
+    Row("BCryptAddContextFunctionProvider", 0xC000000D, 0xC0000022, 0xC0000225, 0xC0000017),
+    Row("BCryptRegisterProvider", 0xC000000D, 0xC0000022, 0xC0000035, 0xC0000017),
+    Row("BCryptRemoveContextFunctionProvider", 0xC000000D, 0xC0000022, 0xC0000225),
+    Row("BCryptUnregisterProvider", 0xC000000D, 0xC0000022, 0xC0000225),
+    Row("ChangeServiceConfig2W", 5, 6, 87, 1072),
+    Row("ChangeServiceConfigW", 5, 6, 1059, 1072),
+    Row("CloseHandle", 6, 5),
+    Row("CloseServiceHandle", 6, 1115),
+    Row("CoCreateInstance", 0x80040154, 0x80004002, 0x80070005, 0x8007000E),
+    Row("CoInitializeEx", 0x80010106, 0x8007000E, 0x80070057),
+    Row("CommandLineToArgvW", 8, 87),
+    Row("ControlService", 5, 1051, 1052, 1062),
+    Row("CopyFileA", 2, 5, 32, 112),
+    Row("CopyFileW", 2, 5, 32, 112),
+    Row("CoSetProxyBlanket", 0x80070057, 0x80070005, 0x8007000E),
+    Row("CreateFileW", 5, 32, 3, 0),
+    Row("CreateProcessW", 2, 5, 193, 740),
+    Row("DeleteFileA", 2, 5, 32),
+    Row("DeleteFileW", 2, 3, 5, 32),
+    Row("DeleteService", 5, 6, 1072),
+    Row("DeregisterEventSource", 6, 1717),
+    Row("EnumProcesses", 5, 87, 1450),
+    Row("EnumProcessModules", 5, 6, 299),
+    Row("fclose", 6, 112),
+    Row("fflush", 112, 5),
+    Row("FormatMessageA", 8, 87, 1815),
+    Row("fputs", 112, 5),
+    Row("FreeLibrary", 126, 87),
+    Row("_fsopen", 2, 3, 5, 32),
+    Row("GetEnvironmentVariableA", 203, 8),
+    Row("GetExitCodeProcess", 5, 6),
+    Row("GetFileAttributesA", 2, 3, 5, 53),
+    Row("GetFileAttributesW", 2, 3, 5, 53),
+    Row("GetFileVersionInfoSizeW", 2, 1812, 1813),
+    Row("GetFileVersionInfoW", 2, 8, 1813),
+    Row("GetLocaleInfoA", 87, 122, 1004),
+    Row("GetModuleBaseNameA", 5, 6, 299),
+    Row("GetModuleFileNameA", 122, 126),
+    Row("GetNamedSecurityInfoW", 2, 3, 5, 1332),
+    Row("GetProcAddress", 127, 126),
+    Row("GetTimeZoneInformation", 87, 8),
+    Row("GetVersionExA", 122, 87),
+    Row("GetWindowsDirectoryA", 8, 87),
+    Row("IsWow64Process", 5, 6),
+    Row("IWbemClassObject::GetMethod", 0x80041002, 0x80041006, 0x80041008),
+    Row("IWbemClassObject::Put", 0x80041001, 0x80041005, 0x80041006),
+    Row("IWbemClassObject::SpawnInstance", 0x80041001, 0x80041006),
+    Row("IWbemLocator::ConnectServer", 0x8004100E, 0x80041003, 0x80080005, 0x800706BA),
+    Row("IWbemServices::ExecMethod", 0x80041001, 0x80041003, 0x80041055, 0x800706BA),
+    Row("IWbemServices::GetObject", 0x80041002, 0x80041003, 0x80041010),
+    Row("LoadLibraryA", 5, 126, 127, 193),
+    Row("LoadLibraryW", 5, 126, 127, 193),
+    Row("LoadStringA", 1814, 1815),
+    Row("LocalAlloc", 8, 14),
+    Row("LocalFree", 6, 87),
+    Row("LookupPrivilegeValueA", 1313, 5),
+    Row("MoveFileA", 2, 5, 32, 183),
+    Row("MoveFileExW", 2, 5, 87),
+    Row("MsiGetPropertyW", 6, 87, 234, 1601),
+    Row("MultiByteToWideChar", 87, 122, 1113),
+    Row("OpenProcess", 5, 87),
+    Row("OpenProcessToken", 5, 6),
+    Row("OpenSCManagerW", 5, 1065, 1722),
+    Row("OpenServiceW", 5, 123, 1060, 1115),
+    Row("printf", 6, 112),
+    Row("QueryServiceConfigW", 5, 6, 122),
+    Row("QueryServiceStatus", 5, 6, 1115),
+    Row("QueryServiceStatusEx", 5, 6, 1115),
+    Row("RegCloseKey", 6, 1018),
+    Row("RegCreateKeyExA", 5, 8, 1021, 1450),
+    Row("RegDeleteValueA", 2, 5, 1018),
+    Row("RegDeleteValueW", 2, 5, 1018),
+    Row("RegisterEventSourceW", 5, 87, 1722),
+    Row("RegOpenKeyExA", 2, 5, 1018),
+    Row("RegOpenKeyExW", 2, 5, 1018),
+    Row("RegQueryValueExA", 2, 5, 234, 1018),
+    Row("RegSetValueExA", 5, 8, 1018),
+    Row("ReportEventW", 6, 1500, 1502, 1717),
+    Row("SCardEstablishContext", 0x8010001D, 0x80100006, 0x8010001E),
+    Row("SCardListReadersW", 0x8010002E, 0x80100008, 0x8010001D, 0x80100003),
+    Row("SCardReleaseContext", 0x80100003, 0x8010001D),
+    Row("SetDllDirectoryW", 8, 87),
+    Row("SetEntriesInAclW", 8, 87, 1332),
+    Row("SetNamedSecurityInfoW", 2, 5, 87, 1307),
+    Row("SHCreateDirectoryExA", 3, 5, 161, 206),
+    Row("SHCreateDirectoryExW", 3, 5, 161, 206),
+    Row("SHGetFolderPathA", 0x80004005, 0x80070057, 0x80070005, 1),
+    Row("SHGetFolderPathW", 0x80004005, 0x80070057, 0x80070005, 1),
+    Row("SHGetSpecialFolderPathW", 2, 5),
+    Row("StartServiceA", 5, 1053, 1058, 1068),
+    Row("StartServiceW", 5, 1053, 1056, 1068),
+    Row("SysAllocString", 8, 14),
+    Row("TerminateProcess", 5, 6),
+    Row("VerifyVersionInfoW", 1150, 87),
+    Row("VerQueryValueW", 1813, 87),
+    Row("WaitForSingleObject", 6, 5),
+    Row("WideCharToMultiByte", 87, 122),
+};
+
+// Calls that only tell, wait, free or set a flag.
+constexpr std::string_view kCannotFail[] = {
+    "CoUninitialize",      "FreeSid",          "GetCommandLineW",     "GetCurrentProcess",  "GetCurrentProcessId",
+    "GetCurrentThreadId",  "GetModuleHandleW", "GetSystemTime",       "GetThreadUILanguage", "GetTickCount",
+    "GetUserDefaultLangID", "SetErrorMode",    "Sleep",               "SysFreeString",      "VariantClear",
+    "VerSetConditionMask",
+};
+
+} // namespace
+
+std::span<const std::uint32_t> ErrorsOf(std::string_view call)
+{
+    for (const FaultRow& row : kRows)
+    {
+        if (row.call == call)
+            return std::span(row.errors).first(row.count);
+    }
+    return {};
+}
+
+bool CannotFail(std::string_view call)
+{
+    return std::find(std::begin(kCannotFail), std::end(kCannotFail), call) != std::end(kCannotFail);
+}
+
+} // namespace winsim
