@@ -7,7 +7,10 @@
 #include "entry/setup_options.h"
 #include "platform/com_initializer.h"
 #include "platform/text.h"
+#include "providers/ksp_registration.h"
 #include "service/toolkit_service.h"
+#include "smartcard/tpm_smart_card.h"
+#include "tpm/auto_provisioning.h"
 #include "tss/setup_tcg_dll.h"
 
 #include <cstdio>
@@ -22,11 +25,33 @@ struct CommandLine
     const wchar_t* const* argv;
 };
 
+// The minidriver comes before the reader, in the installation and in the removal alike.
+void InstallVirtualSmartCard(const std::string& installFolder)
+{
+    WriteLog(g_entryLog, "Install TPM Virtual Smartcard.... ");
+    const std::wstring location = ToWide(installFolder);
+    const CTPMSmartCard smartCard;
+    smartCard.InstallMiniDrv(location.c_str());
+    smartCard.Install(location.c_str());
+}
+
+void UninstallVirtualSmartCard(const std::string& installFolder)
+{
+    const std::wstring location = ToWide(installFolder);
+    const CTPMSmartCard smartCard;
+    smartCard.UninstallMiniDrv(location.c_str());
+    smartCard.Uninstall(location.c_str());
+}
+
 int Setup(const CommandLine& commandLine)
 {
     const SetupOptions options = ReadSetupOptions(commandLine.argc, commandLine.argv);
     const std::string installFolder = InstallFolderOf(commandLine.argv[0]);
+    CKspRegistration().RegisterKsps();
     const CComInitializer com;
+    Win8Install(options.disableAutoProvisioning);
+    if (options.installVsc)
+        InstallVirtualSmartCard(installFolder);
     WriteLog(g_entryLog, "call SetupTCGDLL(%s, %s)", installFolder.c_str(), options.tssVendor.c_str());
     const char* vendor = options.tssVendor.empty() ? nullptr : options.tssVendor.c_str();
     return static_cast<int>(SetupTCGDLL(installFolder.c_str(), vendor));
@@ -38,11 +63,15 @@ int Commit(const CommandLine&)
 }
 
 // "/Rollback" and "/Uninstall" are one and the same.
-int Remove(const CommandLine&)
+int Remove(const CommandLine& commandLine)
 {
+    const std::string installFolder = InstallFolderOf(commandLine.argv[0]);
     const int result = UninstallTCGDLL();
+    CKspRegistration().UnregisterKsps();
     UnInstallTkService();
     const CComInitializer com;
+    Win8Uninstall();
+    UninstallVirtualSmartCard(installFolder);
     return result;
 }
 

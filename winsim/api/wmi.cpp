@@ -70,11 +70,7 @@ public:
     {
         constexpr char kName[] = "IWbemClassObject::Put";
         Call call{kName};
-        call.In("this", Self())
-            .In("wszName", wszName)
-            .In("lFlags", lFlags)
-            .In("pVal", Noted(pVal))
-            .In("Type", Type);
+        call.In("this", Self()).In("wszName", wszName).In("lFlags", lFlags).In("pVal", Noted(pVal)).In("Type", Type);
         // A variant that was once handed over has to be cleared.
         HandleTable& handles = Simulation::Current().handles;
         if (pVal != nullptr && !handles.IsOpen(pVal, kVariant))

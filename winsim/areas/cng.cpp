@@ -38,8 +38,7 @@ CngImage ReadImage(const Reader& reader)
     ObjectReader object{reader};
     object.Read("image", image.image);
     object.With("interfaces", [&](const Reader& interfaces) {
-        interfaces.Elements(
-            [&](const Reader& interface) { image.interfaces.push_back(ReadInterface(interface)); });
+        interfaces.Elements([&](const Reader& interface) { image.interfaces.push_back(ReadInterface(interface)); });
     });
     object.Done();
     return image;

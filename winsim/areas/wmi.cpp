@@ -83,8 +83,7 @@ WmiClass ReadClass(const Reader& reader)
         keys.Elements([&](const Reader& key) { one.instances.push_back(key.Text()); });
     });
     object.With("methods", [&](const Reader& methods) {
-        methods.Members(
-            [&](const std::string& name, const Reader& method) { one.methods[name] = ReadMethod(method); });
+        methods.Members([&](const std::string& name, const Reader& method) { one.methods[name] = ReadMethod(method); });
     });
     object.Done();
     return one;
@@ -149,8 +148,7 @@ void Wmi::Load(const Reader& reader)
     ObjectReader object{reader};
     object.Read("autoProvisioning", autoProvisioning);
     object.With("namespaces", [&](const Reader& members) {
-        members.Members(
-            [&](const std::string& path, const Reader& space) { namespaces[path] = ReadNamespace(space); });
+        members.Members([&](const std::string& path, const Reader& space) { namespaces[path] = ReadNamespace(space); });
     });
     object.With("failures", [&](const Reader& members) {
         members.Members([&](const std::string& call, const Reader& result) {
