@@ -93,3 +93,4 @@ native_tests(unit)
 
 include(cmake/e2e.cmake)
 include(cmake/style.cmake)
+include(cmake/conformance.cmake)

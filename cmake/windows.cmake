@@ -45,3 +45,4 @@ target_compile_options(kelo_dll PRIVATE ${KELO_WARNINGS} -O2)
 kelo_image(kelo_dll KeloCustomAction "Kelo Toolkit installer custom action library" VFT_DLL .dll)
 
 include(cmake/resources.cmake)
+include(cmake/conformance.cmake)

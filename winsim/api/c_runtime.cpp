@@ -140,10 +140,16 @@ errno_t Refuse(Unit* destination, std::size_t size, errno_t error)
     return error;
 }
 
+// Whether a part of a path is wanted properly: a buffer with its size, or neither.
+bool IsPart(const WCHAR* buffer, std::size_t size)
+{
+    return (buffer == nullptr) == (size == 0);
+}
+
 bool PutInto(WCHAR* buffer, std::size_t size, std::u16string_view text)
 {
     if (buffer == nullptr)
-        return size == 0;
+        return true;
     if (text.size() >= size)
         return false;
     *std::copy(text.begin(), text.end(), buffer) = u'\0';
@@ -172,14 +178,21 @@ int CompareIgnoringAsciiCase(const Unit* left, const Unit* right)
 
 int _vsnprintf_s(char* buffer, std::size_t sizeOfBuffer, std::size_t count, const char* format, va_list arguments)
 {
+    if (buffer == nullptr || sizeOfBuffer == 0 || format == nullptr)
+        return -1;
     const auto text = Format(format, arguments);
     if (!text)
     {
         Refuse(buffer, sizeOfBuffer, EILSEQ);
         return -1;
     }
-    const std::size_t most = std::min(sizeOfBuffer - 1, count);
-    const std::size_t length = std::min(text->size(), most);
+    // Text that is longer than the buffer is cut only when the caller expects it.
+    if (text->size() >= sizeOfBuffer && count >= sizeOfBuffer && count != _TRUNCATE)
+    {
+        Refuse(buffer, sizeOfBuffer, ERANGE);
+        return -1;
+    }
+    const std::size_t length = std::min({text->size(), sizeOfBuffer - 1, count});
     std::memcpy(buffer, text->data(), length);
     buffer[length] = '\0';
     return length == text->size() ? static_cast<int>(length) : -1;
@@ -241,7 +254,8 @@ errno_t _wsplitpath_s(const WCHAR* path, WCHAR* drive, std::size_t driveSize, WC
         Refuse(name, nameSize, error);
         return Refuse(extension, extensionSize, error);
     };
-    if (path == nullptr)
+    if (path == nullptr || !IsPart(drive, driveSize) || !IsPart(directory, directorySize) || !IsPart(name, nameSize) ||
+        !IsPart(extension, extensionSize))
         return refuse(EINVAL);
     std::u16string_view rest = path;
     const std::size_t driveLength = rest.size() >= 2 && rest[1] == u':' ? 2 : 0;
@@ -252,16 +266,17 @@ errno_t _wsplitpath_s(const WCHAR* path, WCHAR* drive, std::size_t driveSize, WC
     const std::u16string_view directoryPart = rest.substr(0, directoryLength);
     rest.remove_prefix(directoryLength);
     const std::size_t nameLength = std::min(rest.rfind(u'.'), rest.size());
-    const bool fit = (drive == nullptr || PutInto(drive, driveSize, drivePart)) &&
-                     (directory == nullptr || PutInto(directory, directorySize, directoryPart)) &&
-                     (name == nullptr || PutInto(name, nameSize, rest.substr(0, nameLength))) &&
-                     (extension == nullptr || PutInto(extension, extensionSize, rest.substr(nameLength)));
+    const bool fit = PutInto(drive, driveSize, drivePart) && PutInto(directory, directorySize, directoryPart) &&
+                     PutInto(name, nameSize, rest.substr(0, nameLength)) &&
+                     PutInto(extension, extensionSize, rest.substr(nameLength));
     return fit ? 0 : refuse(ERANGE);
 }
 
 errno_t _wmakepath_s(WCHAR* path, std::size_t size, const WCHAR* drive, const WCHAR* directory, const WCHAR* name,
                      const WCHAR* extension)
 {
+    if (path == nullptr || size == 0)
+        return EINVAL;
     std::u16string whole;
     if (drive != nullptr && *drive != u'\0')
         whole = {*drive, u':'};

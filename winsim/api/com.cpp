@@ -66,9 +66,14 @@ HRESULT WINAPI CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit)
     call.In("pvReserved", pvReserved).In("dwCoInit", dwCoInit);
     Simulation& simulation = Simulation::Current();
     const bool wasInApartment = IsInApartment();
+    const bool isMultithreaded = (dwCoInit & COINIT_APARTMENTTHREADED) == 0;
+    if (!wasInApartment)
+        simulation.isComMultithreaded = isMultithreaded;
+    else if (simulation.isComMultithreaded != isMultithreaded)
+        return call.Status(static_cast<std::uint32_t>(RPC_E_CHANGED_MODE));
     const auto fault = call.Fault();
-    // A scope leaves the apartment whether or not it could enter it: both are counted. A thread that is in an
-    // apartment of another kind is in one nevertheless.
+    // A scope leaves the apartment whether or not the plan let it enter: both are counted. A thread that is said to be
+    // in an apartment of another kind is in one nevertheless.
     simulation.comApartments.push_back(!fault || *fault == static_cast<std::uint32_t>(RPC_E_CHANGED_MODE));
     if (fault)
         return call.Status(*fault);

@@ -22,6 +22,8 @@ HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName
     call.In("lpUNCServerName", lpUNCServerName).In("lpSourceName", lpSourceName);
     if (const auto fault = call.Fault())
         return call.Fail(HANDLE{nullptr}, *fault);
+    if (lpSourceName == nullptr)
+        return call.Fail(HANDLE{nullptr}, ERROR_INVALID_PARAMETER);
     return call.Done(Simulation::Current().handles.Open(kEventSource, winsim::Utf8(lpSourceName)));
 }
 

@@ -32,22 +32,31 @@ constexpr KnownFolder kKnownFolders[] = {
     {CSIDL_PROGRAM_FILES, "programFiles"},
 };
 
-// The path of a folder (UTF-8); null when the machine has no such folder.
-const std::string* FolderOf(int csidl)
+// Finds the path of a folder (UTF-8). E_INVALIDARG for a number that is no folder's, E_FAIL when the machine has no
+// such folder.
+HRESULT FindFolder(int csidl, std::string& path)
 {
     for (const KnownFolder& known : kKnownFolders)
     {
-        if (known.csidl == csidl)
-            return Simulation::Current().machine.folders.Find(known.name);
+        if (known.csidl != csidl)
+            continue;
+        const std::string* found = Simulation::Current().machine.folders.Find(known.name);
+        if (found == nullptr)
+            return E_FAIL;
+        path = *found;
+        return S_OK;
     }
-    return nullptr;
+    return E_INVALIDARG;
 }
+
+// The longest path that a directory can be made at, with its terminator.
+constexpr std::size_t kLongestDirectory = 248;
 
 // Makes a directory with all its missing parents, as the shell does. Returns a Win32 error.
 DWORD CreateDirectories(Files& files, const std::string& path)
 {
-    if (const File* existing = files.Find(path))
-        return existing->isDirectory ? ERROR_ALREADY_EXISTS : ERROR_FILE_EXISTS;
+    if (files.Find(path) != nullptr)
+        return ERROR_ALREADY_EXISTS;
     std::string nearest = Files::ParentOf(path);
     while (!nearest.empty() && files.Find(nearest) == nullptr)
         nearest = Files::ParentOf(nearest);
@@ -67,6 +76,8 @@ int CreateDirectoriesAt(Call& call, const std::string& path)
     // Only a full path will do.
     if (path.size() < 3 || path[1] != ':')
         return call.Status(ERROR_BAD_PATHNAME);
+    if (path.size() >= kLongestDirectory)
+        return call.Status(ERROR_FILENAME_EXCED_RANGE);
     return call.Status(CreateDirectories(Simulation::Current().machine.files, path));
 }
 
@@ -79,12 +90,12 @@ HRESULT WINAPI SHGetFolderPathA(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
     *pszPath = '\0';
     if (const auto fault = call.Fault())
         return call.Status(*fault);
-    const std::string* folder = FolderOf(csidl);
-    if (folder == nullptr)
-        return call.Status(static_cast<std::uint32_t>(E_FAIL));
-    const std::string ansi = Simulation::Current().ToAnsi(*folder).substr(0, MAX_PATH - 1);
+    std::string folder;
+    if (const HRESULT result = FindFolder(csidl, folder); FAILED(result))
+        return call.Status(static_cast<std::uint32_t>(result));
+    const std::string ansi = Simulation::Current().ToAnsi(folder).substr(0, MAX_PATH - 1);
     std::memcpy(pszPath, ansi.c_str(), ansi.size() + 1);
-    call.Out("pszPath", *folder);
+    call.Out("pszPath", folder);
     return call.Status(S_OK);
 }
 
@@ -95,12 +106,12 @@ HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
     *pszPath = u'\0';
     if (const auto fault = call.Fault())
         return call.Status(*fault);
-    const std::string* folder = FolderOf(csidl);
-    if (folder == nullptr)
-        return call.Status(static_cast<std::uint32_t>(E_FAIL));
-    const std::u16string wide = winsim::Utf16(*folder).substr(0, MAX_PATH - 1);
+    std::string folder;
+    if (const HRESULT result = FindFolder(csidl, folder); FAILED(result))
+        return call.Status(static_cast<std::uint32_t>(result));
+    const std::u16string wide = winsim::Utf16(folder).substr(0, MAX_PATH - 1);
     std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
-    call.Out("pszPath", *folder);
+    call.Out("pszPath", folder);
     return call.Status(S_OK);
 }
 

@@ -74,9 +74,10 @@ std::vector<std::u16string> SplitCommandLine(const std::u16string& line)
                 word += u'"';
             else if (isQuoted && i < line.size() && line[i] == u'"')
             {
-                // Two quotation marks inside quoted text stand for one, and the quoted text goes on.
+                // Two quotation marks inside quoted text stand for one, and the quoted text ends.
                 word += u'"';
                 ++i;
+                isQuoted = false;
             }
             else
                 isQuoted = !isQuoted;
@@ -102,8 +103,10 @@ LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs)
         return call.Fail(none, *fault);
 
     Simulation& simulation = Simulation::Current();
+    // An empty line gives the program's path, blanks and all.
     const std::vector<std::u16string> words =
-        SplitCommandLine(*lpCmdLine != 0 ? lpCmdLine : winsim::Utf16(simulation.machine.process.path));
+        *lpCmdLine != 0 ? SplitCommandLine(lpCmdLine)
+                        : std::vector<std::u16string>{winsim::Utf16(simulation.machine.process.path)};
     std::size_t size = (words.size() + 1) * sizeof(LPWSTR);
     for (const std::u16string& word : words)
         size += (word.size() + 1) * sizeof(WCHAR);

@@ -1,6 +1,6 @@
 // Other processes: starting, waiting, listing, ending.
-#include "winsim/api/kernel_objects.h"
 #include "winsim/areas/processes.h"
+#include "winsim/api/kernel_objects.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"

@@ -27,6 +27,11 @@ struct OpenKey
     REGSAM access;
 };
 
+bool IsPredefined(HKEY key)
+{
+    return key == HKEY_LOCAL_MACHINE || key == HKEY_CURRENT_USER || key == HKEY_CLASSES_ROOT || key == HKEY_USERS;
+}
+
 // The path that a handle and a name below it lead to; nothing when the handle is no key.
 std::optional<std::string> PathOf(HKEY key, const std::string& subKey, const char* call)
 {
@@ -159,13 +164,13 @@ LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR
     if (const auto fault = call.Fault())
         return call.Status(*fault);
     Simulation& simulation = Simulation::Current();
+    if (lpSubKey == nullptr)
+        return call.Status(ERROR_BADKEY);
     const auto path = PathOf(hKey, simulation.FromAnsi(lpSubKey), "RegCreateKeyExA");
     if (!path)
         return call.Status(ERROR_INVALID_HANDLE);
 
     winsim::Registry& registry = simulation.machine.registry;
-    constexpr DWORD kCreatedNew = 1;
-    constexpr DWORD kOpenedExisting = 2;
     const bool isNew = registry.Find(*path) == nullptr;
     // The nearest key that is there must let a key be made below it.
     std::string nearest = *path;
@@ -177,7 +182,7 @@ LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR
         return call.Status(ERROR_ACCESS_DENIED);
 
     registry.Create(*path);
-    const DWORD disposition = isNew ? kCreatedNew : kOpenedExisting;
+    const DWORD disposition = isNew ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
     if (lpdwDisposition != nullptr)
         *lpdwDisposition = disposition;
     call.Out("lpdwDisposition", disposition);
@@ -199,7 +204,7 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
         return call.Status(ERROR_INVALID_HANDLE);
     if ((open->access & KEY_QUERY_VALUE) == 0)
         return call.Status(ERROR_ACCESS_DENIED);
-    if (lpData != nullptr && lpcbData == nullptr)
+    if (lpReserved != nullptr || (lpData != nullptr && lpcbData == nullptr))
         return call.Status(ERROR_INVALID_PARAMETER);
     const std::string name = lpValueName == nullptr ? std::string() : simulation.FromAnsi(lpValueName);
     const RegistryValue* value = simulation.machine.registry.FindValue(open->path, name);
@@ -220,7 +225,7 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
         return call.Status(ERROR_MORE_DATA);
     std::memcpy(lpData, bytes.data(), bytes.size());
     // Text that was stored without a terminator gets one when there is room, which the size does not count.
-    if (winsim::IsTextType(value->type) && (bytes.empty() || bytes.back() != '\0') && room > bytes.size())
+    if (winsim::IsTextType(value->type) && !bytes.empty() && bytes.back() != '\0' && room > bytes.size())
         lpData[bytes.size()] = 0;
     if (call.IsRecording())
         call.Out("lpData", NotedData(value->type, bytes));
@@ -249,8 +254,8 @@ LSTATUS WINAPI RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD Reserved, DWO
 
     if (winsim::IsTextType(dwType))
     {
-        // Windows stores text as UTF-16, and adds the terminator that a caller left out.
-        if (!bytes.empty() && bytes.back() != '\0')
+        // Windows stores text as UTF-16, with the terminator that a caller has but did not count.
+        if (!bytes.empty() && bytes.back() != '\0' && lpData[cbData] == 0)
             bytes += '\0';
         std::string stored;
         for (const char16_t unit : winsim::CodePage::Get(simulation.machine.windows.codePage).ToUtf16(bytes))
@@ -285,6 +290,8 @@ LSTATUS WINAPI RegCloseKey(HKEY hKey)
     Call call{"RegCloseKey"};
     call.In("hKey", hKey);
     const auto fault = call.Fault();
+    if (IsPredefined(hKey))
+        return call.Status(fault.value_or(ERROR_SUCCESS));
     if (!Simulation::Current().handles.Close(hKey, kKey, "RegCloseKey"))
         return call.Status(ERROR_INVALID_HANDLE);
     return call.Status(fault.value_or(ERROR_SUCCESS));

@@ -51,7 +51,10 @@ std::FILE* _fsopen(const char* path, const char* mode, int shareFlag)
     Simulation& simulation = Simulation::Current();
     const std::string name = simulation.FromAnsi(path);
     if (const DWORD error = AppendError(simulation.machine.files, name); error != ERROR_SUCCESS)
+    {
+        errno = error == ERROR_ACCESS_DENIED ? EACCES : ENOENT;
         return call.Fail(none, error);
+    }
     simulation.machine.files.Create(name, false);
     return call.Done(static_cast<std::FILE*>(simulation.handles.Open(kStream, OpenStream{name})));
 }

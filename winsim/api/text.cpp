@@ -1,4 +1,4 @@
-// Conversions between ANSI and UTF-16.
+// Conversions between code pages and UTF-16. No flags are offered.
 #include "winsim/core/text.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
@@ -6,6 +6,7 @@
 #include "winnls.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <string>
 
 using winsim::Call;
@@ -16,9 +17,15 @@ using winsim::Simulation;
 namespace
 {
 
-const CodePage& PageOf(UINT number)
+// Null for a page that there is not.
+const CodePage* PageOf(UINT number)
+try
 {
-    return CodePage::Get(number == CP_ACP ? Simulation::Current().machine.windows.codePage : number);
+    return &CodePage::Get(number == CP_ACP ? Simulation::Current().machine.windows.codePage : number);
+}
+catch (const std::invalid_argument&)
+{
+    return nullptr;
 }
 
 // Hands converted text over the way both conversions do: a size of 0 asks for the size.
@@ -43,14 +50,18 @@ int WINAPI MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMultiByteS
     call.In("CodePage", CodePage).In("dwFlags", dwFlags).In("cbMultiByte", cbMultiByte).In("cchWideChar", cchWideChar);
     if (const auto fault = call.Fault())
         return call.Fail(0, *fault);
-    if (lpMultiByteStr == nullptr || cbMultiByte == 0 || cchWideChar < 0)
+    const auto* page = PageOf(CodePage);
+    if (page == nullptr || lpMultiByteStr == nullptr || cbMultiByte == 0 || cchWideChar < 0 ||
+        (lpWideCharStr == nullptr && cchWideChar != 0))
         return call.Fail(0, ERROR_INVALID_PARAMETER);
+    if (dwFlags != 0)
+        return call.Fail(0, ERROR_INVALID_FLAGS);
     // A length of -1 stands for text up to and with its terminator.
     const std::string bytes = cbMultiByte < 0 ? std::string(lpMultiByteStr) + '\0'
                                               : std::string(lpMultiByteStr, static_cast<std::size_t>(cbMultiByte));
     if (call.IsRecording())
         call.In("lpMultiByteStr", Simulation::Current().FromAnsi(bytes.substr(0, bytes.find('\0'))));
-    return HandOver(call, PageOf(CodePage).ToUtf16(bytes), lpWideCharStr, cchWideChar);
+    return HandOver(call, page->ToUtf16(bytes), lpWideCharStr, cchWideChar);
 }
 
 int WINAPI WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCharStr, int cchWideChar,
@@ -60,14 +71,19 @@ int WINAPI WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCharS
     call.In("CodePage", CodePage).In("dwFlags", dwFlags).In("cchWideChar", cchWideChar).In("cbMultiByte", cbMultiByte);
     if (const auto fault = call.Fault())
         return call.Fail(0, *fault);
-    if (lpWideCharStr == nullptr || cchWideChar == 0 || cbMultiByte < 0 || lpDefaultChar != nullptr)
+    const auto* page = PageOf(CodePage);
+    const bool asksForDefault = lpDefaultChar != nullptr || lpUsedDefaultChar != nullptr;
+    if (page == nullptr || lpWideCharStr == nullptr || cchWideChar == 0 || cbMultiByte < 0 ||
+        (lpMultiByteStr == nullptr && cbMultiByte != 0) || (CodePage == CP_UTF8 && asksForDefault))
         return call.Fail(0, ERROR_INVALID_PARAMETER);
+    if (dwFlags != 0)
+        return call.Fail(0, ERROR_INVALID_FLAGS);
     const std::u16string text = cchWideChar < 0 ? std::u16string(lpWideCharStr) + u'\0'
                                                 : std::u16string(lpWideCharStr, static_cast<std::size_t>(cchWideChar));
     if (call.IsRecording())
         call.In("lpWideCharStr", winsim::Utf8(text.substr(0, text.find(u'\0'))));
     bool usedDefault = false;
-    const std::string bytes = PageOf(CodePage).FromUtf16(text, &usedDefault);
+    const std::string bytes = page->FromUtf16(text, &usedDefault, lpDefaultChar != nullptr ? lpDefaultChar : "?");
     if (lpUsedDefaultChar != nullptr)
         *lpUsedDefaultChar = usedDefault ? TRUE : FALSE;
     return HandOver(call, bytes, lpMultiByteStr, cbMultiByte);

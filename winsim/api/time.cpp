@@ -16,6 +16,12 @@ namespace
 // A process that was ended may still ask the time in a loop: it passes a minute at a time then.
 constexpr DWORD kEndedTickMs = 60000;
 
+// When a zone with daylight saving time changes to and fro: at two o'clock on the first Sunday of November and the
+// second one of March. A machine's description says whether it is daylight saving time now, so that only the months'
+// being there matters.
+constexpr SYSTEMTIME kStandardDate{0, 11, 0, 1, 2, 0, 0, 0};
+constexpr SYSTEMTIME kDaylightDate{0, 3, 0, 2, 2, 0, 0, 0};
+
 SYSTEMTIME SystemTimeOf(std::int64_t utcMs)
 {
     using namespace std::chrono;
@@ -60,11 +66,11 @@ DWORD WINAPI GetTimeZoneInformation(LPTIME_ZONE_INFORMATION lpTimeZoneInformatio
     if (call.IsRecording())
         call.Out("lpTimeZoneInformation",
                  Json{{"Bias", clock.zoneBias}, {"StandardBias", 0}, {"DaylightBias", clock.daylightBias}});
-    constexpr DWORD kStandard = 1;
-    constexpr DWORD kDaylight = 2;
     if (clock.daylightBias == 0)
         return call.Done(TIME_ZONE_ID_UNKNOWN);
-    return call.Done(clock.isDaylight ? kDaylight : kStandard);
+    lpTimeZoneInformation->StandardDate = kStandardDate;
+    lpTimeZoneInformation->DaylightDate = kDaylightDate;
+    return call.Done(clock.isDaylight ? TIME_ZONE_ID_DAYLIGHT : TIME_ZONE_ID_STANDARD);
 }
 
 DWORD WINAPI GetTickCount()

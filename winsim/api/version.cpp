@@ -2,10 +2,13 @@
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
 
+#include "msvcrt.h"
 #include "winbase.h"
 #include "winver.h"
 
+#include <bit>
 #include <cstring>
+#include <string>
 
 using winsim::Call;
 using winsim::Json;
@@ -17,15 +20,10 @@ namespace
 // A condition mask holds three bits for each type of version number, in the order of the types' bits.
 constexpr unsigned kBitsPerCondition = 3;
 
+// Of several types the highest one counts.
 unsigned ConditionShift(DWORD type)
 {
-    unsigned index = 0;
-    while ((type & 1) == 0)
-    {
-        type >>= 1;
-        ++index;
-    }
-    return index * kBitsPerCondition;
+    return static_cast<unsigned>(std::bit_width(type) - 1) * kBitsPerCondition;
 }
 
 BYTE ConditionOf(DWORDLONG mask, DWORD type)
@@ -108,6 +106,9 @@ BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA lpVersionInformation)
     version.dwPlatformId = windows.platform;
     version.wServicePackMajor = static_cast<WORD>(windows.servicePack);
     version.wProductType = 1;
+    if (windows.servicePack != 0)
+        strcpy_s(version.szCSDVersion, sizeof version.szCSDVersion,
+                 ("Service Pack " + std::to_string(windows.servicePack)).c_str());
     std::memcpy(static_cast<void*>(lpVersionInformation), &version, size);
     if (call.IsRecording())
         call.Out("lpVersionInformation", Json{{"dwMajorVersion", windows.major},
@@ -141,7 +142,7 @@ BOOL WINAPI VerifyVersionInfoW(LPOSVERSIONINFOEXW lpVersionInformation, DWORD dw
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     if (dwTypeMask == 0 || dwlConditionMask == 0)
-        return call.Fail(FALSE, ERROR_INVALID_PARAMETER);
+        return call.Fail(FALSE, ERROR_BAD_ARGUMENTS);
     if (!VersionHolds(Simulation::Current().machine.windows, *lpVersionInformation, dwTypeMask, dwlConditionMask))
         return call.Fail(FALSE, ERROR_OLD_WIN_VERSION);
     return call.Done(TRUE);

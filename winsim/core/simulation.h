@@ -34,6 +34,7 @@ public:
     std::u16string commandLine;
     std::string standardOutput;
     std::vector<bool> comApartments; // the innermost last; whether each could be entered
+    bool isComMultithreaded = false;
 
     // Milliseconds since the process began.
     std::uint64_t ClockMs() const { return m_clockMs; }

@@ -1,7 +1,8 @@
 // Converts text the way Windows does.
 #include "winsim/core/text.h"
 
-#include <array>
+#include "winsim/core/best_fits.h"
+
 #include <cwctype>
 #include <iconv.h>
 #include <locale.h>
@@ -64,28 +65,77 @@ int SequenceLength(unsigned char first)
     return 0;
 }
 
-// The code point at the start of a text and the bytes it takes; U+FFFD and one byte when it is no UTF-8.
-std::pair<char32_t, std::size_t> DecodeUtf8(std::string_view text)
+enum class Surrogates
 {
+    Kept,
+    Replaced
+};
+
+// Whether no code point begins with these two bytes: it would be longer than need be, beyond the last one or, where
+// those are replaced, a surrogate.
+bool BeginsNothing(unsigned char first, unsigned char second, Surrogates surrogates)
+{
+    return (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F) ||
+           (first == 0xED && second > 0x9F && surrogates == Surrogates::Replaced);
+}
+
+// The code point at the start of a text and the bytes it takes. What is no UTF-8 is U+FFFD, and takes the bytes up to
+// the one that shows it, as on Windows.
+std::pair<char32_t, std::size_t> DecodeUtf8(std::string_view text, Surrogates surrogates)
+{
+    constexpr char32_t kReplacement = 0xFFFD;
     const auto first = static_cast<unsigned char>(text[0]);
-    const int length = SequenceLength(first);
-    constexpr std::pair<char32_t, std::size_t> kInvalid{0xFFFD, 1};
-    if (length == 0 || text.size() < static_cast<std::size_t>(length))
-        return kInvalid;
+    const auto length = static_cast<std::size_t>(SequenceLength(first));
+    if (length == 0)
+        return {kReplacement, 1};
     if (length == 1)
         return {first, 1};
     char32_t c = first & (0x7F >> length);
-    for (int i = 1; i < length; ++i)
+    for (std::size_t i = 1; i < length; ++i)
     {
-        const auto next = static_cast<unsigned char>(text[static_cast<std::size_t>(i)]);
+        const auto next = i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
         if ((next & 0xC0) != 0x80)
-            return kInvalid;
+            return {kReplacement, i};
+        if (i == 1 && BeginsNothing(first, static_cast<unsigned char>(next), surrogates))
+            return {kReplacement, 2};
         c = (c << 6) | (next & 0x3F);
     }
-    constexpr std::array<char32_t, 5> kSmallest{0, 0, 0x80, 0x800, 0x10000};
-    if (c < kSmallest[static_cast<std::size_t>(length)] || c > 0x10FFFF)
-        return kInvalid;
-    return {c, static_cast<std::size_t>(length)};
+    return {c, length};
+}
+
+std::u16string DecodeAllUtf8(std::string_view text, Surrogates surrogates)
+{
+    std::u16string out;
+    out.reserve(text.size());
+    while (!text.empty())
+    {
+        const auto [c, length] = DecodeUtf8(text, surrogates);
+        text.remove_prefix(length);
+        if (c < 0x10000)
+            out += static_cast<char16_t>(c);
+        else
+        {
+            out += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+            out += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+        }
+    }
+    return out;
+}
+
+std::string EncodeAllUtf8(std::u16string_view text, Surrogates surrogates)
+{
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i)
+    {
+        char32_t c = text[i];
+        if (IsHighSurrogate(c) && i + 1 < text.size() && IsLowSurrogate(text[i + 1]))
+            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00u);
+        else if (surrogates == Surrogates::Replaced && (IsHighSurrogate(c) || IsLowSurrogate(c)))
+            c = 0xFFFD;
+        AppendUtf8(out, c);
+    }
+    return out;
 }
 
 // iconv from a code page to UTF-16, one sequence of bytes at a time.
@@ -129,35 +179,12 @@ bool HasDoubleBytes(unsigned number)
 
 std::string Utf8(std::u16string_view text)
 {
-    std::string out;
-    out.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i)
-    {
-        char32_t c = text[i];
-        if (IsHighSurrogate(c) && i + 1 < text.size() && IsLowSurrogate(text[i + 1]))
-            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00u);
-        AppendUtf8(out, c);
-    }
-    return out;
+    return EncodeAllUtf8(text, Surrogates::Kept);
 }
 
 std::u16string Utf16(std::string_view text)
 {
-    std::u16string out;
-    out.reserve(text.size());
-    while (!text.empty())
-    {
-        const auto [c, length] = DecodeUtf8(text);
-        text.remove_prefix(length);
-        if (c < 0x10000)
-            out += static_cast<char16_t>(c);
-        else
-        {
-            out += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
-            out += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
-        }
-    }
-    return out;
+    return DecodeAllUtf8(text, Surrogates::Kept);
 }
 
 const CodePage& CodePage::Get(unsigned number)
@@ -182,17 +209,57 @@ void CodePage::Fill(unsigned number)
     Decoder decode{number};
     m_bytes.assign(0x10000, 0);
     for (unsigned byte = 0; byte < 256; ++byte)
+        SetSingle(byte, byte < 0x80 ? static_cast<char16_t>(byte) : decode(std::string(1, static_cast<char>(byte))));
+    if (HasDoubleBytes(number))
+        FillDoubleBytes([&](unsigned char lead, unsigned char trail) {
+            return decode({static_cast<char>(lead), static_cast<char>(trail)});
+        });
+    m_default = number == 932 ? u'\u30FB' : u'?';
+    for (const PageRules& rules : AllPageRules())
     {
-        char16_t unit = byte < 0x80 ? static_cast<char16_t>(byte) : decode(std::string(1, static_cast<char>(byte)));
-        if (unit == 0 && byte >= 0x80 && !HasDoubleBytes(number))
-            unit = static_cast<char16_t>(byte);
-        m_single[byte] = unit;
-        if (unit != 0)
-            m_bytes[unit] = static_cast<std::uint16_t>(byte);
+        if (rules.codePage == number)
+            Apply(rules);
     }
-    if (!HasDoubleBytes(number))
+    // The other bytes that stand for no character become the control of that number.
+    for (unsigned byte = 0x80; byte < 256; ++byte)
+    {
+        if (m_single[byte] == 0 && !m_isLeadByte[byte])
+            SetSingle(byte, static_cast<char16_t>(byte));
+    }
+    if (HasDoubleBytes(number))
         return;
+    for (char16_t ascii = u'!'; ascii <= u'~'; ++ascii)
+    {
+        // Windows cannot tell a fitting "?" from a default character.
+        if (ascii != u'?')
+            SetFit(static_cast<char16_t>(ascii - u'!' + 0xFF01), ascii);
+    }
+}
 
+void CodePage::Apply(const PageRules& rules)
+{
+    for (std::size_t i = 0; i < rules.bytes.size(); i += 2)
+        SetSingle(rules.bytes[i], rules.bytes[i + 1]);
+    for (std::size_t i = 0; i < rules.fits.size(); i += 2)
+        SetFit(rules.fits[i], rules.fits[i + 1]);
+}
+
+void CodePage::SetSingle(unsigned byte, char16_t unit)
+{
+    m_single[byte] = unit;
+    if (unit != 0)
+        m_bytes[unit] = static_cast<std::uint16_t>(byte);
+}
+
+void CodePage::SetFit(char16_t unit, char16_t fit)
+{
+    if (m_bytes[unit] == 0)
+        m_bytes[unit] = m_bytes[fit];
+}
+
+template <typename Decode>
+void CodePage::FillDoubleBytes(Decode decode)
+{
     m_double.assign(0x10000, u'\0');
     for (unsigned lead = 0x81; lead < 0xFF; ++lead)
     {
@@ -200,7 +267,7 @@ void CodePage::Fill(unsigned number)
             continue;
         for (unsigned trail = 0x40; trail < 0xFF; ++trail)
         {
-            const char16_t unit = decode({static_cast<char>(lead), static_cast<char>(trail)});
+            const char16_t unit = decode(static_cast<unsigned char>(lead), static_cast<unsigned char>(trail));
             if (unit == 0)
                 continue;
             const auto code = static_cast<std::uint16_t>(lead << 8 | trail);
@@ -220,40 +287,40 @@ bool CodePage::IsLeadByte(unsigned char byte) const
 std::u16string CodePage::ToUtf16(std::string_view bytes) const
 {
     if (m_isUtf8)
-        return Utf16(bytes);
+        return DecodeAllUtf8(bytes, Surrogates::Replaced);
     std::u16string out;
     out.reserve(bytes.size());
     for (std::size_t i = 0; i < bytes.size(); ++i)
     {
         const auto byte = static_cast<unsigned char>(bytes[i]);
-        if (m_isLeadByte[byte] && i + 1 < bytes.size())
+        if (!m_isLeadByte[byte])
         {
-            const char16_t unit =
-                m_double[static_cast<std::size_t>(byte << 8 | static_cast<unsigned char>(bytes[++i]))];
-            out += unit != 0 ? unit : u'?';
+            out += m_single[byte];
             continue;
         }
-        out += byte == 0 || m_single[byte] != 0 ? m_single[byte] : u'?';
+        // A terminator is never the second byte of a character.
+        const bool hasTrail = i + 1 < bytes.size() && bytes[i + 1] != '\0';
+        const unsigned char trail = hasTrail ? static_cast<unsigned char>(bytes[++i]) : 0;
+        const char16_t unit = m_double[static_cast<std::size_t>(byte << 8 | trail)];
+        out += unit != 0 ? unit : m_default;
     }
     return out;
 }
 
-std::string CodePage::FromUtf16(std::u16string_view text, bool* usedDefault) const
+std::string CodePage::FromUtf16(std::u16string_view text, bool* usedDefault, std::string_view defaultCharacter) const
 {
     if (m_isUtf8)
-        return Utf8(text);
+        return EncodeAllUtf8(text, Surrogates::Replaced);
     std::string out;
     out.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i)
+    for (const char16_t unit : text)
     {
-        const char16_t unit = text[i];
         const std::uint16_t code = m_bytes[unit];
         if (code == 0 && unit != 0)
         {
-            out += '?';
+            out += defaultCharacter;
             if (usedDefault != nullptr)
                 *usedDefault = true;
-            // A character outside the basic plane is two units and one question mark for each.
             continue;
         }
         if (code > 0xFF)

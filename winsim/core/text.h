@@ -14,6 +14,8 @@ std::string Utf8(std::u16string_view text);
 // UTF-8 (with lone surrogates as Utf8 writes them) to UTF-16. A byte that fits nowhere becomes U+FFFD.
 std::u16string Utf16(std::string_view text);
 
+struct PageRules;
+
 // What Windows does with text in an ANSI code page.
 class CodePage
 {
@@ -26,8 +28,11 @@ public:
     // or the page's default character.
     std::u16string ToUtf16(std::string_view bytes) const;
 
-    // A character that the page lacks becomes its best fit, or "?", and sets *usedDefault (when given).
-    std::string FromUtf16(std::u16string_view text, bool* usedDefault = nullptr) const;
+    // A character that the page lacks becomes its best fit (single-byte pages), or `defaultCharacter`, and then sets
+    // *usedDefault (when given). Each half of a surrogate pair is such a character. In UTF-8 only lone surrogates are
+    // lacking: they become U+FFFD.
+    std::string FromUtf16(std::u16string_view text, bool* usedDefault = nullptr,
+                          std::string_view defaultCharacter = "?") const;
 
     // Whether a byte begins a character of two bytes.
     bool IsLeadByte(unsigned char byte) const;
@@ -35,8 +40,14 @@ public:
 private:
     explicit CodePage(unsigned number);
     void Fill(unsigned number);
+    void Apply(const PageRules& rules);
+    void SetSingle(unsigned byte, char16_t unit);
+    void SetFit(char16_t unit, char16_t fit);
+    template <typename Decode>
+    void FillDoubleBytes(Decode decode);
 
     bool m_isUtf8 = false;
+    char16_t m_default = u'?'; // for bytes that stand for no character
     bool m_isLeadByte[256] = {};
     char16_t m_single[256] = {};
     std::u16string m_double; // 256 characters for each lead byte

@@ -189,7 +189,7 @@ TEST(ReadSetupOptions, AKeyThatCannotBeOpenedIsPassedOverInSilence)
     for (const char* denied : {"1", "2", "4", "65536", "983103"})
     {
         winsim::Machine machine = WithVscInstalled("1");
-        machine.registry.Find("HKLM\\SOFTWARE\\Kelo Systems Corp\\Common")->deniedAccess =
+        machine.registry.Find("HKLM\\SOFTWARE\\Kelo Systems Corp\\Common")->security.deniedAccess =
             static_cast<std::uint32_t>(std::stoul(denied));
         const SimulatedRun run = Read({}, machine);
         EXPECT_EQ(run.result, "[]") << denied;

@@ -1,0 +1,54 @@
+# The conformance tests of winsim: the same sources natively, against the simulated machine, and for Windows, to be run
+# under Wine.
+
+file(GLOB CONFORMANCE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/winsim/*.cpp)
+
+function(conformance_for_windows)
+    # Debian has the test framework for Windows as its sources, in the package googletest.
+    set(googletest /usr/src/googletest/googletest)
+    if(NOT EXISTS ${googletest})
+        message(STATUS "no ${googletest} (package googletest): the conformance tests are left out")
+        return()
+    endif()
+    add_library(gtest_for_windows STATIC ${googletest}/src/gtest-all.cc ${googletest}/src/gtest_main.cc)
+    target_include_directories(gtest_for_windows SYSTEM PUBLIC ${googletest}/include PRIVATE ${googletest})
+
+    add_executable(winsim_conformance ${CONFORMANCE_SOURCES} tests/winsim/windows/is_on_wine.cpp)
+    target_include_directories(winsim_conformance PRIVATE ${PROJECT_SOURCE_DIR})
+    target_compile_definitions(winsim_conformance PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
+    target_compile_options(winsim_conformance PRIVATE ${KELO_WARNINGS})
+    target_link_libraries(winsim_conformance PRIVATE gtest_for_windows shell32 advapi32 ole32)
+    target_link_options(winsim_conformance PRIVATE -static -s)
+endfunction()
+
+function(conformance_on_winsim)
+    add_library(winsim_conformance MODULE ${CONFORMANCE_SOURCES} tests/winsim/host/is_on_wine.cpp)
+    target_include_directories(winsim_conformance PRIVATE ${PROJECT_SOURCE_DIR})
+    winsim_program(winsim_conformance)
+    target_compile_options(winsim_conformance PRIVATE
+        "SHELL:-include ${PROJECT_SOURCE_DIR}/tests/winsim/host/narrow_streams.h")
+    # The test framework is the host's, found when the module is loaded.
+    target_link_options(winsim_conformance PRIVATE -Wl,-z,undefs)
+
+    add_executable(winsim_tests tests/winsim/host/main.cpp)
+    target_compile_options(winsim_tests PRIVATE ${KELO_WARNINGS})
+    target_compile_definitions(winsim_tests PRIVATE
+        CONFORMANCE_MACHINE="${PROJECT_SOURCE_DIR}/tests/winsim/host/machine.json")
+    target_link_libraries(winsim_tests PRIVATE winsim GTest::gtest)
+    set_target_properties(winsim_tests PROPERTIES ENABLE_EXPORTS ON)
+    add_dependencies(winsim_tests winsim_conformance)
+    gtest_discover_tests(winsim_tests TEST_PREFIX winsim. PROPERTIES LABELS winsim DISCOVERY_MODE PRE_TEST)
+
+    find_program(WINE wine)
+    if(WINE)
+        add_test(NAME winsim.under_wine COMMAND ${PROJECT_SOURCE_DIR}/tests/winsim/run_under_wine.sh
+            ${PROJECT_SOURCE_DIR}/build/windows/winsim_conformance.exe --gtest_brief=1)
+        set_tests_properties(winsim.under_wine PROPERTIES LABELS winsim TIMEOUT 300)
+    endif()
+endfunction()
+
+if(WIN32)
+    conformance_for_windows()
+else()
+    conformance_on_winsim()
+endif()

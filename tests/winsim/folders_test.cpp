@@ -1,0 +1,101 @@
+// Proves that the shell's folder calls behave as Windows documents them.
+#include "tests/winsim/support.h"
+
+#include <share.h>
+#include <shlobj.h>
+
+#include <cstdio>
+
+namespace
+{
+
+int CreateDirectories(const std::string& path)
+{
+    return SHCreateDirectoryExA(nullptr, path.c_str(), nullptr);
+}
+
+void MakeFile(const std::string& path)
+{
+    std::FILE* file = _fsopen(path.c_str(), "a", _SH_DENYNO);
+    ASSERT_TRUE(file != nullptr);
+    EXPECT_EQ(std::fclose(file), 0);
+}
+
+TEST(SHGetFolderPathA, GivesTheSamePathAsItsWideTwin)
+{
+    for (const int folder : {CSIDL_COMMON_APPDATA, CSIDL_WINDOWS, CSIDL_SYSTEM, CSIDL_PROGRAM_FILES})
+    {
+        char path[MAX_PATH] = {};
+        wchar_t wide[MAX_PATH] = {};
+        EXPECT_EQ(SHGetFolderPathA(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path), S_OK) << folder;
+        EXPECT_EQ(SHGetFolderPathW(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, wide), S_OK) << folder;
+        const std::string text = path;
+        EXPECT_EQ(text, Shown(wide));
+        EXPECT_EQ(text.substr(1, 2), ":\\");
+        EXPECT_NE(text.back(), '\\');
+    }
+}
+
+TEST(SHGetFolderPathA, RefusesAnUnknownFolder)
+{
+    constexpr int kNoFolder = 0x77;
+    char path[MAX_PATH] = "junk";
+    wchar_t wide[MAX_PATH] = L"junk";
+    EXPECT_EQ(SHGetFolderPathA(nullptr, kNoFolder, nullptr, SHGFP_TYPE_CURRENT, path), E_INVALIDARG);
+    EXPECT_STREQ(path, "");
+    EXPECT_EQ(SHGetFolderPathW(nullptr, kNoFolder, nullptr, SHGFP_TYPE_CURRENT, wide), E_INVALIDARG);
+    EXPECT_EQ(Shown(wide), "");
+}
+
+TEST(SHCreateDirectoryExA, MakesAllMissingDirectories)
+{
+    const std::string top = TestDirectory();
+    const std::string path = top + "\\one\\two\\three";
+    EXPECT_EQ(CreateDirectories(path), ERROR_SUCCESS);
+    EXPECT_EQ(CreateDirectories(path), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(CreateDirectories(top + "\\one\\two"), ERROR_ALREADY_EXISTS);
+    MakeFile(path + "\\file");
+}
+
+TEST(SHCreateDirectoryExA, TakesABackslashBehind)
+{
+    const std::string path = TestDirectory() + "\\one\\two\\";
+    EXPECT_EQ(CreateDirectories(path), ERROR_SUCCESS);
+    MakeFile(path + "file");
+}
+
+TEST(SHCreateDirectoryExA, FailsWhenAFileHasTheName)
+{
+    const std::string path = TestDirectory() + "\\taken";
+    MakeFile(path);
+    EXPECT_EQ(CreateDirectories(path), ERROR_ALREADY_EXISTS);
+}
+
+TEST(SHCreateDirectoryExA, FailsBelowAFile)
+{
+    const std::string path = TestDirectory() + "\\taken";
+    MakeFile(path);
+    EXPECT_EQ(CreateDirectories(path + "\\below"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(CreateDirectories(path + "\\below\\deeper"), ERROR_PATH_NOT_FOUND);
+}
+
+TEST(SHCreateDirectoryExA, NeedsAFullPath)
+{
+    EXPECT_EQ(CreateDirectories("relative\\directory"), ERROR_BAD_PATHNAME);
+    EXPECT_EQ(CreateDirectories("directory"), ERROR_BAD_PATHNAME);
+    EXPECT_EQ(CreateDirectories(""), ERROR_BAD_PATHNAME);
+}
+
+TEST(SHCreateDirectoryExA, RefusesAPathThatIsTooLong)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine cuts a path that is too long";
+    EXPECT_EQ(CreateDirectories(TestDirectory() + "\\" + std::string(300, 'x')), ERROR_FILENAME_EXCED_RANGE);
+}
+
+TEST(SHCreateDirectoryExA, NeedsADriveThatIsThere)
+{
+    EXPECT_EQ(CreateDirectories("Q:\\one\\two"), ERROR_PATH_NOT_FOUND);
+}
+
+} // namespace
