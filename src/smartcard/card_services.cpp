@@ -69,6 +69,8 @@ int Configure(const CardService& cardService)
     const UniqueServiceHandle manager{OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)};
     if (!manager)
         return -1;
+    // Without the right to read the state, which Windows insists on below: where it does, the service starts with the
+    // next start of Windows. That is meant.
     const UniqueServiceHandle service{
         OpenServiceW(manager.Get(), cardService.name, SERVICE_QUERY_CONFIG | SERVICE_CHANGE_CONFIG | SERVICE_START)};
     if (!service)

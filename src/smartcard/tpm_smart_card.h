@@ -31,10 +31,10 @@ public:
     static bool IsKlSCardInstalled();
 
     // Make the Smart Card service and the Certificate Propagation service start automatically, and start them
-    // when they neither run nor are starting; they are not waited for. 0, also in a 32-bit process on 64-bit
-    // Windows, where nothing is done, and when only the start failed; -1 when the service manager or the service
-    // cannot be opened, the configuration cannot be read, or the start type cannot be changed. Failures to change
-    // and to start are logged with the last error, the others are not.
+    // when they neither run nor are starting; they are not waited for, and one whose state cannot be read is left
+    // alone. 0, also in a 32-bit process on 64-bit Windows, where nothing is done, and when only the start failed;
+    // -1 when the service manager or the service cannot be opened, the configuration cannot be read, or the start
+    // type cannot be changed. Failures to change and to start are logged with the last error, the others are not.
     static int ConfigureSmartCardService();
     static int ConfigureCertPropService();
 

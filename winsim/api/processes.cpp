@@ -1,6 +1,6 @@
 // Other processes: starting, waiting, listing, ending.
-#include "winsim/api/kernel_objects.h"
 #include "winsim/areas/processes.h"
+#include "winsim/api/kernel_objects.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/secrets.h"
 #include "winsim/core/simulation.h"
@@ -50,6 +50,14 @@ std::string WithoutLeadingBlanks(const std::string& text)
     return start == std::string::npos ? std::string() : text.substr(start);
 }
 
+// The program's name as a command line gives it: in quotation marks, or up to the first blank.
+std::string ProgramNameIn(const std::string& line)
+{
+    if (line.starts_with('"'))
+        return line.substr(1, std::min(line.find('"', 1), line.size()) - 1);
+    return line.substr(0, line.find_first_of(" \t"));
+}
+
 // A program as it can be found: a full path, or nothing.
 std::optional<std::string> FindProgram(const std::string& name)
 {
@@ -87,7 +95,7 @@ std::optional<CommandLineParts> SplitByProgram(const std::string& line)
     if (line.starts_with('"'))
     {
         const std::size_t end = std::min(line.find('"', 1), line.size());
-        const auto program = FindProgram(line.substr(1, end - 1));
+        const auto program = FindProgram(ProgramNameIn(line));
         if (!program)
             return std::nullopt;
         return CommandLineParts{*program, WithoutLeadingBlanks(end < line.size() ? line.substr(end + 1) : "")};
@@ -161,7 +169,7 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
     {
         const auto split = SplitByProgram(line);
         if (!split)
-            return call.Fail(FALSE, MissingProgramError(winsim::FirstWord(line)));
+            return call.Fail(FALSE, MissingProgramError(ProgramNameIn(line)));
         parts = *split;
     }
     if (lpCurrentDirectory != nullptr && !simulation.machine.files.IsDirectory(winsim::Utf8(lpCurrentDirectory)))

@@ -35,6 +35,12 @@ bool HandleTable::IsOpen(const void* handle, const char* kind) const
     return entry != m_entries.end() && entry->second.isOpen && entry->second.kind == kind;
 }
 
+bool HandleTable::HasOpen(const char* kind) const
+{
+    return std::ranges::any_of(m_entries,
+                               [&](const auto& entry) { return entry.second.isOpen && entry.second.kind == kind; });
+}
+
 bool HandleTable::Close(const void* handle, const char* kind, const char* call)
 {
     Entry* entry = Use(handle, kind, call);
@@ -88,6 +94,13 @@ bool HandleTable::Free(const void* block, const char* kind, const char* call)
         return false;
     m_blocks.erase(block);
     return true;
+}
+
+void HandleTable::Hold(const void* address, const std::string& kind, std::shared_ptr<void> object)
+{
+    Add(address, kind, {});
+    if (object)
+        m_held.push_back(std::move(object));
 }
 
 std::vector<std::string> HandleTable::Violations() const

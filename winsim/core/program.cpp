@@ -94,8 +94,8 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Ent
         outcome.exitCode = entry(image);
         outcome.bodyEnd = simulation.gate.records.size();
     }
-    if (simulation.comApartments != 0)
-        simulation.handles.NoteViolation("COM apartments entered and left do not match");
+    if (!simulation.comApartments.empty())
+        simulation.handles.NoteViolation("a COM apartment was entered and not left");
     outcome.violations = simulation.handles.Violations();
     outcome.machine = std::move(simulation.machine);
     outcome.standardOutput = std::move(simulation.standardOutput);

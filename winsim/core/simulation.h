@@ -36,7 +36,7 @@ public:
     std::uint32_t lastError = 0;
     std::u16string commandLine;
     std::string standardOutput;
-    int comApartments = 0;
+    std::vector<bool> comApartments; // the innermost last; whether each could be entered
     bool isComMultithreaded = false;
     std::map<std::string, std::size_t> propertyQuestions; // how often each installer property was asked for
 
