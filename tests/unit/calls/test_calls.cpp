@@ -6,8 +6,8 @@
 namespace
 {
 
-const std::span<const TestCall> kModules[] = {EntryCalls(), LogCalls(), PlatformCalls(), ServiceCalls(),
-                                              SmartcardCalls()};
+const std::span<const TestCall> kModules[] = {EntryCalls(),        LogCalls(),     PlatformCalls(), ProviderCalls(),
+                                              ProvisioningCalls(), ServiceCalls(), SmartcardCalls()};
 
 } // namespace
 
