@@ -45,6 +45,10 @@ constexpr Area kAreas[] = {
     MakeArea<&Machine::services>("services"),
     MakeArea<&Machine::processes>("processes"),
     MakeArea<&Machine::programs>("programs"),
+    MakeArea<&Machine::smartCards>("smartCards"),
+    MakeArea<&Machine::cng>("cng"),
+    MakeArea<&Machine::wmi>("wmi"),
+    MakeArea<&Machine::installer>("installer"),
     MakeArea<&Machine::events>("events"),
 };
 

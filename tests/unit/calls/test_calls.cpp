@@ -6,7 +6,8 @@
 namespace
 {
 
-const std::span<const TestCall> kModules[] = {EntryCalls(), LogCalls(), PlatformCalls(), SmartcardCalls()};
+const std::span<const TestCall> kModules[] = {EntryCalls(),        LogCalls(),     PlatformCalls(), ProviderCalls(),
+                                              ProvisioningCalls(), ServiceCalls(), SmartcardCalls()};
 
 } // namespace
 

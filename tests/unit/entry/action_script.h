@@ -1,7 +1,7 @@
 // What a run of the program looks like around the steps of its action, for tests that compare whole runs.
 #pragma once
 
-#include "tests/support/simulated_run.h"
+#include "tests/support/expected_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,31 +9,9 @@
 #include <string>
 #include <vector>
 
-using Script = std::vector<std::string>;
 using Words = std::vector<std::string>;
 
 inline constexpr char kProgramPath[] = R"(C:\Program Files\Kelo Systems Corp\Toolkit\KeloCustomAction.exe)";
-
-inline Script Joined(const std::vector<Script>& parts)
-{
-    Script whole;
-    for (const Script& part : parts)
-        whole.insert(whole.end(), part.begin(), part.end());
-    return whole;
-}
-
-// The messages of a script.
-inline Script LogOf(const Script& script)
-{
-    constexpr std::string_view kMark = "log: ";
-    Script log;
-    for (const std::string& line : script)
-    {
-        if (line.starts_with(kMark))
-            log.push_back(line.substr(kMark.size()));
-    }
-    return log;
-}
 
 // The program takes its command line apart.
 inline Script StartOf(const Words& words)
