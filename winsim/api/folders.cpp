@@ -122,12 +122,12 @@ BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL f
     *pszPath = u'\0';
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
-    const std::string* folder = FolderOf(csidl);
-    if (folder == nullptr)
+    std::string folder;
+    if (FAILED(FindFolder(csidl, folder)))
         return call.Fail(FALSE, ERROR_FILE_NOT_FOUND);
-    const std::u16string wide = winsim::Utf16(*folder).substr(0, MAX_PATH - 1);
+    const std::u16string wide = winsim::Utf16(folder).substr(0, MAX_PATH - 1);
     std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
-    call.Out("pszPath", *folder);
+    call.Out("pszPath", folder);
     return call.Done(TRUE);
 }
 
@@ -137,14 +137,14 @@ UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize)
     call.In("uSize", uSize);
     if (const auto fault = call.Fault())
         return call.Fail(UINT{0}, *fault);
-    const std::string* folder = FolderOf(CSIDL_WINDOWS);
-    if (folder == nullptr)
+    std::string folder;
+    if (FAILED(FindFolder(CSIDL_WINDOWS, folder)))
         return call.Fail(UINT{0}, ERROR_PATH_NOT_FOUND);
-    const std::string ansi = Simulation::Current().ToAnsi(*folder);
+    const std::string ansi = Simulation::Current().ToAnsi(folder);
     if (ansi.size() >= uSize)
         return call.Done(static_cast<UINT>(ansi.size() + 1));
     std::memcpy(lpBuffer, ansi.c_str(), ansi.size() + 1);
-    call.Out("lpBuffer", *folder);
+    call.Out("lpBuffer", folder);
     return call.Done(static_cast<UINT>(ansi.size()));
 }
 

@@ -6,8 +6,9 @@
 namespace
 {
 
-const std::span<const TestCall> kModules[] = {EntryCalls(),    LogCalls(),          PlatformCalls(),
-                                              ProviderCalls(), ProvisioningCalls(), SmartcardCalls()};
+const std::span<const TestCall> kModules[] = {EnrollCalls(),       EntryCalls(),     LogCalls(),
+                                              MessageCalls(),      PlatformCalls(),  ProviderCalls(),
+                                              ProvisioningCalls(), SmartcardCalls(), SrkCalls()};
 
 } // namespace
 
