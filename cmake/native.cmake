@@ -4,7 +4,6 @@ find_package(nlohmann_json REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(fmt REQUIRED)
 find_package(GTest REQUIRED)
-find_package(benchmark REQUIRED)
 enable_testing()
 
 # ---- winsim: the machine and its Windows functions ----------------------------------------------------------------
@@ -85,7 +84,7 @@ add_dependencies(kelo-rehearse kelo_program kelo_library)
 
 # The program once more, with an entry through which tests call its single functions.
 file(GLOB TEST_CALL_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/unit/calls/*.cpp)
-add_library(kelo_test_program MODULE ${TEST_CALL_SOURCES})
+add_library(kelo_test_program MODULE ${TEST_CALL_SOURCES} tests/support/test_text_winsim.cpp)
 target_link_libraries(kelo_test_program PRIVATE kelo_objects)
 target_include_directories(kelo_test_program PRIVATE ${PROJECT_SOURCE_DIR})
 winsim_program(kelo_test_program)
@@ -112,3 +111,4 @@ native_tests(unit)
 include(cmake/e2e.cmake)
 include(cmake/style.cmake)
 include(cmake/conformance.cmake)
+include(cmake/bench.cmake)

@@ -1,7 +1,7 @@
 // How a test image offers the program's single functions to tests. Compiled into the image, beside the program.
 #pragma once
 
-#include "winsim/core/text.h"
+#include "tests/support/test_text.h"
 
 #include <functional>
 #include <string>
@@ -21,11 +21,7 @@ public:
     {
         return m_texts.at(index) == "(null)" ? nullptr : m_texts[index].c_str();
     }
-    std::wstring Wide(std::size_t index) const
-    {
-        const std::u16string units = winsim::Utf16(m_texts.at(index));
-        return {units.begin(), units.end()};
-    }
+    std::wstring Wide(std::size_t index) const { return WideOfUtf8(m_texts.at(index)); }
     // Decimal or, with 0x, hexadecimal; a number beyond int is its 32 bits.
     int Number(std::size_t index) const { return static_cast<int>(std::stoll(m_texts.at(index), nullptr, 0)); }
     bool Flag(std::size_t index) const { return m_texts.at(index) == "true"; }
@@ -53,7 +49,7 @@ inline std::string ResultText(const std::string& value)
 }
 inline std::string ResultText(const std::wstring& value)
 {
-    return winsim::Utf8(std::u16string(value.begin(), value.end()));
+    return Utf8OfWide(value);
 }
 
 // One function of the program that tests may call.

@@ -1,7 +1,7 @@
 // How the program asks Windows for its version, for tests that compare whole scripts.
 #pragma once
 
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 
 #include <string>
 

@@ -131,6 +131,21 @@ std::optional<std::string> Format(const char* format, va_list arguments)
     return text;
 }
 
+// Whether a format means the same to the host's runtime as to Windows': no UTF-16 text, no lengths, no precision.
+bool IsCommonFormat(const char* format)
+{
+    while ((format = std::strchr(format, '%')) != nullptr)
+    {
+        ++format;
+        if (*format != '%')
+            format += std::strspn(format, "-+ #0123456789*");
+        if (*format == '\0' || std::strchr("%diuxXocs", *format) == nullptr)
+            return false;
+        ++format;
+    }
+    return true;
+}
+
 // What the bounded functions leave behind when they refuse: an empty text.
 template <typename Unit>
 errno_t Refuse(Unit* destination, std::size_t size, errno_t error)
@@ -180,6 +195,13 @@ int _vsnprintf_s(char* buffer, std::size_t sizeOfBuffer, std::size_t count, cons
 {
     if (buffer == nullptr || sizeOfBuffer == 0 || format == nullptr)
         return -1;
+    const bool mayCut = count < sizeOfBuffer || count == _TRUNCATE;
+    const std::size_t most = std::min(sizeOfBuffer - 1, count);
+    if (mayCut && IsCommonFormat(format))
+    {
+        const int whole = std::vsnprintf(buffer, most + 1, format, arguments);
+        return whole >= 0 && static_cast<std::size_t>(whole) <= most ? whole : -1;
+    }
     const auto text = Format(format, arguments);
     if (!text)
     {
@@ -187,12 +209,12 @@ int _vsnprintf_s(char* buffer, std::size_t sizeOfBuffer, std::size_t count, cons
         return -1;
     }
     // Text that is longer than the buffer is cut only when the caller expects it.
-    if (text->size() >= sizeOfBuffer && count >= sizeOfBuffer && count != _TRUNCATE)
+    if (text->size() >= sizeOfBuffer && !mayCut)
     {
         Refuse(buffer, sizeOfBuffer, ERANGE);
         return -1;
     }
-    const std::size_t length = std::min({text->size(), sizeOfBuffer - 1, count});
+    const std::size_t length = std::min(text->size(), most);
     std::memcpy(buffer, text->data(), length);
     buffer[length] = '\0';
     return length == text->size() ? static_cast<int>(length) : -1;

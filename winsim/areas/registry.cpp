@@ -50,14 +50,19 @@ std::optional<std::string> TextOfBytes(const std::string& bytes)
     if (units.find(u'\0') != units.size() - 1)
         return std::nullopt;
     units.pop_back();
-    return Utf8(units);
+    // Half a surrogate pair is no text for a description.
+    std::string text = CodePage::Get(65001).FromUtf16(units);
+    if (Utf16(text) != units)
+        return std::nullopt;
+    return text;
 }
 
-std::string BytesOfDword(std::uint32_t number)
+template <typename Number>
+std::string BytesOfNumber(Number number)
 {
     std::string bytes;
-    for (int shift = 0; shift < 32; shift += 8)
-        bytes += static_cast<char>(number >> shift & 0xFF);
+    for (std::size_t i = 0; i < sizeof number; ++i)
+        bytes += static_cast<char>(number >> 8 * i & 0xFF);
     return bytes;
 }
 
@@ -130,7 +135,7 @@ RegistryValue ChangingValueOf(const std::string& name, const Reader& reader)
 RegistryValue ValueOf(const std::string& name, const Reader& reader)
 {
     if (reader.Value().is_number())
-        return {name, REG_DWORD, BytesOfDword(reader.As<std::uint32_t>()), {}};
+        return {name, REG_DWORD, BytesOfNumber(reader.As<std::uint32_t>()), {}};
     if (reader.Value().is_string())
         return {name, REG_SZ, BytesOfText(reader.Text()), {}};
     if (reader.Value().is_array())
@@ -142,7 +147,10 @@ RegistryValue ValueOf(const std::string& name, const Reader& reader)
         reader.Fail("no type");
     object.With("hex", [&](const Reader& member) { value.bytes = BytesOfHex(member); });
     object.With("text", [&](const Reader& member) { value.bytes = BytesOfText(member.Text()); });
-    object.With("number", [&](const Reader& member) { value.bytes = BytesOfDword(member.As<std::uint32_t>()); });
+    object.With("number", [&](const Reader& member) {
+        value.bytes = value.type == REG_QWORD ? BytesOfNumber(member.As<std::uint64_t>())
+                                              : BytesOfNumber(member.As<std::uint32_t>());
+    });
     object.Done();
     return value;
 }
@@ -192,6 +200,8 @@ void Registry::Load(const Reader& reader)
     reader.Members([&](const std::string& path, const Reader& member) {
         if (!HasKnownRoot(path))
             member.Fail("a key begins with HKLM, HKCU, HKCR or HKU");
+        if (path.back() == '\\' || path.find("\\\\") != std::string::npos)
+            member.Fail("a key's name is empty");
         RegistryKey& key = Create(path);
         ObjectReader object{member};
         object.With("values", [&](const Reader& values) {

@@ -17,23 +17,6 @@ namespace
 using Milliseconds = std::chrono::milliseconds;
 using UtcTime = std::chrono::sys_time<Milliseconds>;
 
-std::int64_t ParseUtc(const Reader& reader)
-{
-    int year = 0;
-    unsigned month = 0, day = 0, hour = 0, minute = 0, second = 0, ms = 0;
-    int end = 0;
-    const std::string text = reader.Text();
-    const int fields = std::sscanf(text.c_str(), "%4d-%2u-%2uT%2u:%2u:%2u.%3uZ%n", &year, &month, &day, &hour, &minute,
-                                   &second, &ms, &end);
-    const std::chrono::year_month_day date{std::chrono::year{year}, std::chrono::month{month}, std::chrono::day{day}};
-    if (fields != 7 || static_cast<std::size_t>(end) != text.size() || !date.ok() || hour > 23 || minute > 59 ||
-        second > 59)
-        reader.Fail("not a time such as 2013-05-07T14:03:09.042Z");
-    const UtcTime time = std::chrono::sys_days{date} + std::chrono::hours{hour} + std::chrono::minutes{minute} +
-                         std::chrono::seconds{second} + Milliseconds{ms};
-    return time.time_since_epoch().count();
-}
-
 std::string FormatUtc(std::int64_t utcMs)
 {
     const UtcTime time{Milliseconds{utcMs}};
@@ -45,16 +28,30 @@ std::string FormatUtc(std::int64_t utcMs)
                        clock.minutes().count(), clock.seconds().count(), clock.subseconds().count());
 }
 
+std::int64_t ParseUtc(const Reader& reader)
+{
+    int year = 0;
+    unsigned month = 0, day = 0, hour = 0, minute = 0, second = 0, ms = 0;
+    const std::string text = reader.Text();
+    std::sscanf(text.c_str(), "%4d-%2u-%2uT%2u:%2u:%2u.%3uZ", &year, &month, &day, &hour, &minute, &second, &ms);
+    const std::chrono::year_month_day date{std::chrono::year{year}, std::chrono::month{month}, std::chrono::day{day}};
+    const UtcTime time = std::chrono::sys_days{date} + std::chrono::hours{hour} + std::chrono::minutes{minute} +
+                         std::chrono::seconds{second} + Milliseconds{ms};
+    const std::int64_t utcMs = time.time_since_epoch().count();
+    // A time that is written in another form, or is none, comes back as another text.
+    if (FormatUtc(utcMs) != text)
+        reader.Fail("not a time such as 2013-05-07T14:03:09.042Z");
+    return utcMs;
+}
+
 } // namespace
 
 void WindowsInfo::Load(const Reader& reader)
 {
     ObjectReader object{reader};
     object.With("version", [&](const Reader& version) {
-        int end = 0;
         const std::string text = version.Text();
-        if (std::sscanf(text.c_str(), "%4u.%4u%n", &major, &minor, &end) != 2 ||
-            static_cast<std::size_t>(end) != text.size())
+        if (std::sscanf(text.c_str(), "%4u.%4u", &major, &minor) != 2 || VersionText() != text)
             version.Fail("not a version such as 6.1");
     });
     object.Read("build", build);
@@ -77,9 +74,14 @@ void WindowsInfo::Load(const Reader& reader)
     object.Done();
 }
 
+std::string WindowsInfo::VersionText() const
+{
+    return fmt::format("{}.{}", major, minor);
+}
+
 Json WindowsInfo::ToJson() const
 {
-    return {{"version", fmt::format("{}.{}", major, minor)},
+    return {{"version", VersionText()},
             {"build", build},
             {"servicePack", servicePack},
             {"platform", platform},

@@ -24,6 +24,7 @@ struct WindowsInfo
     std::uint16_t uiLanguage = 0;   // of the thread's user interface
     std::uint16_t userLanguage = 0; // of the user
 
+    std::string VersionText() const; // such as "6.1"
     void Load(const Reader& reader);
     Json ToJson() const;
     bool operator==(const WindowsInfo&) const = default;

@@ -65,7 +65,6 @@ Fault ParseFault(const std::string& text)
 Call::Call(std::string_view name, CallKind kind)
 {
     Simulation& simulation = Simulation::Current();
-    m_isRecording = simulation.gate.isRecording && !simulation.IsEnded();
     if (simulation.IsEnded())
     {
         m_fault = kOperationAborted;
@@ -77,21 +76,22 @@ Call::Call(std::string_view name, CallKind kind)
     ++count->second;
     if (!simulation.gate.faults.empty())
         m_fault = PlannedFault(simulation.gate, name, count->second);
-    if (m_isRecording)
+    if (simulation.gate.isRecording)
     {
-        m_record.name = name;
-        m_record.clockMs = simulation.ClockMs();
-        m_record.isHousekeeping = kind == CallKind::Housekeeping;
+        m_record.emplace();
+        m_record->name = name;
+        m_record->clockMs = simulation.ClockMs();
+        m_record->isHousekeeping = kind == CallKind::Housekeeping;
     }
 }
 
 Call::~Call()
 {
-    if (!m_isRecording)
+    if (!m_record)
         return;
     Simulation& simulation = Simulation::Current();
-    m_record.error = m_status.value_or(simulation.lastError);
-    simulation.gate.records.push_back(std::move(m_record));
+    m_record->error = m_status.value_or(simulation.lastError);
+    simulation.gate.records.push_back(std::move(*m_record));
 }
 
 std::int32_t Call::Status(std::uint32_t status)

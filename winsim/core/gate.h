@@ -72,18 +72,18 @@ public:
     template <typename Value>
     Call& In(const char* name, const Value& value)
     {
-        if (m_isRecording)
-            m_record.in[name] = Noted(value);
+        if (m_record)
+            m_record->in[name] = Noted(value);
         return *this;
     }
     template <typename Value>
     Call& Out(const char* name, const Value& value)
     {
-        if (m_isRecording)
-            m_record.out[name] = Noted(value);
+        if (m_record)
+            m_record->out[name] = Noted(value);
         return *this;
     }
-    bool IsRecording() const { return m_isRecording; }
+    bool IsRecording() const { return m_record.has_value(); }
 
     // The error that the fault plan wants this call to fail with, if it does. In a process that was ended the plan
     // wants every call to fail.
@@ -129,15 +129,14 @@ private:
     template <typename Value>
     void NoteResult(const Value& result)
     {
-        if (m_isRecording)
-            m_record.result = Noted(result);
+        if (m_record)
+            m_record->result = Noted(result);
     }
     void SetError(std::uint32_t error);
 
-    bool m_isRecording;
     std::optional<std::uint32_t> m_fault;
     std::optional<std::uint32_t> m_status;
-    CallRecord m_record;
+    std::optional<CallRecord> m_record; // only when calls are recorded
 };
 
 } // namespace winsim

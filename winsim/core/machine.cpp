@@ -58,6 +58,23 @@ const Json& PlainWindows()
     return plain;
 }
 
+// What every machine has. A description can change it but not take it away.
+constexpr const char* kFixedAreas[] = {"windows", "clock", "process"};
+
+void RequireFixed(const Json& whole)
+{
+    for (const std::string area : kFixedAreas)
+    {
+        if (!whole.contains(area))
+            throw DescriptionError(area + ": cannot be taken away");
+        for (const auto& [name, value] : PlainWindows()[area].items())
+        {
+            if (whole[area].is_object() && !whole[area].contains(name))
+                throw DescriptionError(area + "." + name + ": cannot be taken away");
+        }
+    }
+}
+
 // Has a description take away what the plain machine has and this one lacks.
 void TakeAwayMissing(const Json& plain, Json& description)
 {
@@ -107,6 +124,7 @@ Machine Machine::FromJson(const Json& description)
         throw DescriptionError("description: not an object");
     Json whole = PlainWindows();
     whole.merge_patch(description);
+    RequireFixed(whole);
 
     Machine machine;
     ObjectReader object{Reader{whole, ""}};

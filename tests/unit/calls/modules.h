@@ -10,6 +10,7 @@ std::span<const TestCall> EntryCalls();
 std::span<const TestCall> LogCalls();
 std::span<const TestCall> MessageCalls();
 std::span<const TestCall> PlatformCalls();
+std::span<const TestCall> ServiceCalls();
 std::span<const TestCall> ProviderCalls();
 std::span<const TestCall> ProvisioningCalls();
 std::span<const TestCall> SmartcardCalls();

@@ -6,9 +6,9 @@
 namespace
 {
 
-const std::span<const TestCall> kModules[] = {EnrollCalls(),       EntryCalls(),     LogCalls(),
-                                              MessageCalls(),      PlatformCalls(),  ProviderCalls(),
-                                              ProvisioningCalls(), SmartcardCalls(), SrkCalls()};
+const std::span<const TestCall> kModules[] = {EnrollCalls(),    EntryCalls(),    LogCalls(),          MessageCalls(),
+                                              PlatformCalls(),  ProviderCalls(), ProvisioningCalls(), ServiceCalls(),
+                                              SmartcardCalls(), SrkCalls()};
 
 } // namespace
 

@@ -1,8 +1,7 @@
 // What a run of the program looks like around the steps of its action, for tests that compare whole runs.
 #pragma once
 
-#include "tests/support/script.h"
-#include "tests/support/simulated_run.h"
+#include "tests/support/expected_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

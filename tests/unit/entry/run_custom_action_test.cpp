@@ -25,9 +25,16 @@ Script CommitSteps()
     return {};
 }
 
-Script RemovalSteps()
+// The toolkit's service is not installed.
+const Script kNoToolkitService{"log: UnInstallTkService - Enter",
+                               R"(OpenSCManagerW(null, null, 983103) = "serviceManager#1")",
+                               R"(OpenServiceW("serviceManager#1", "KlPCR", 983551))",
+                               "log: UnInstallTkService - failed to open the KlPCR Service! 1060",
+                               R"(CloseServiceHandle("serviceManager#1") = 1)"};
+
+Script RemovalSteps(const Script& service = kNoToolkitService)
 {
-    return Joined({kEnterCom, kLeaveCom});
+    return Joined({service, kEnterCom, kLeaveCom});
 }
 
 // -------------------------------------------------------------------------------------------------------------------
@@ -80,6 +87,42 @@ TEST(RunCustomAction, RollbackRunsTheRemovalInOrder)
 TEST(RunCustomAction, UninstallRunsTheRemovalInOrder)
 {
     ExpectAction(RunOnPlainMachine({"/Uninstall"}), {"/Uninstall"}, RemovalSteps());
+}
+
+TEST(RunCustomAction, TheRemovalStopsUnregistersAndDeletesTheToolkitsService)
+{
+    const Script service{"log: UnInstallTkService - Enter", "log: UnInstallTkService - unregister the service",
+                         "log: UnInstallTkService - Unregisted the COM portion of the service",
+                         "log: UnInstallTkService - Deleted KlPCR Service from SCM",
+                         "log: UnInstallTkService - completed"};
+    for (const char* action : {"/Rollback", "/Uninstall"})
+    {
+        const SimulatedRun run = RunProgram(MachineOf(R"({"services": {"KlPCR": {
+            "state": "running", "binaryPath": "\"C:\\Toolkit\\KlPCR.exe\""}}})"),
+                                            {action});
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_EQ(run.log, LogOf(Joined({HeadOf({action}), RemovalSteps(service), End()})));
+        EXPECT_EQ(run.After().services.Find("KlPCR"), nullptr);
+    }
+}
+
+TEST(RunCustomAction, TheRemovalGoesOnWithAToolkitServiceThatDoesNotStop)
+{
+    // The service has no path either.
+    const Script service{"log: UnInstallTkService - Enter",
+                         "log: UnInstallTkService - failed to get path to KlPCR Service",
+                         "log: Wait timed out",
+                         "log: UnInstallTkService - failed to stop KlPCR Service, can't fully uninstall",
+                         "log: UnInstallTkService - Deleted KlPCR Service from SCM",
+                         "log: UnInstallTkService - completed"};
+    for (const char* action : {"/Rollback", "/Uninstall"})
+    {
+        const SimulatedRun run = RunProgram(MachineOf(R"({"services": {"KlPCR": {
+            "state": "running", "controlsAccepted": 0, "waitHint": 3000}}})"),
+                                            {action});
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_EQ(run.log, LogOf(Joined({HeadOf({action}), RemovalSteps(service), End()})));
+    }
 }
 
 TEST(RunCustomAction, TheRemovalIgnoresAllOptions)

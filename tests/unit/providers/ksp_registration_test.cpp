@@ -1,5 +1,5 @@
 // Proves how the two key storage providers are registered with Windows' cryptography configuration, and removed.
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 #include "tests/support/simulated_run.h"
 #include "tests/support/version_script.h"
 

@@ -1,7 +1,7 @@
 // What the smart-card steps do with Windows, for tests that compare whole scripts.
 #pragma once
 
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 #include "winsim/core/json.h"
 
 #include <string>

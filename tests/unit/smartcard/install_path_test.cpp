@@ -1,5 +1,5 @@
 // Proves what counts as the install location that the registry names.
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
 // Proves where Windows' automatic provisioning of the TPM is switched, by which calls, and that each is given back.
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 #include "tests/support/simulated_run.h"
 #include "tests/support/version_script.h"
 

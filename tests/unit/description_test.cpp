@@ -1,0 +1,332 @@
+// Proves what machine descriptions mean: what may be left out, what a saved machine is when loaded again, how an error
+// names its place, and how two machines are compared.
+#include "tests/support/simulated_run.h"
+
+#include "winsim/core/machine.h"
+#include "winsim/core/plain_windows.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using winsim::Compare;
+using winsim::Json;
+using winsim::Machine;
+
+// What is wrong with a description.
+std::string ErrorOf(const std::string& description)
+{
+    try
+    {
+        Machine::FromJson(Json::parse(description));
+        return "nothing";
+    }
+    catch (const winsim::DescriptionError& error)
+    {
+        return error.what();
+    }
+}
+
+std::vector<std::string> ChangesBetween(const Machine& before, const Machine& after)
+{
+    std::vector<std::string> texts;
+    for (const winsim::Change& change : Compare(before, after))
+        texts.push_back(ToJson(change).dump());
+    return texts;
+}
+
+// A machine that says something of everything.
+Machine RichMachine()
+{
+    return MachineOf(R"({
+        "title": "A rich machine",
+        "windows": {"version": "6.1", "build": 7601, "servicePack": 1, "platform": 2, "wow64": true, "codePage": 932},
+        "clock": {"utc": "2012-02-29T23:59:59.999Z", "tickCount": 4294967295, "yieldMs": 0, "zoneBias": -540,
+                  "daylightBias": 0, "daylight": false},
+        "process": {"path": "D:\\Kelo\\KeloCustomAction.exe", "processId": 1, "threadId": 2},
+        "folders": {"commonAppData": "D:\\Daten \u00e4\u4e00", "windows": null},
+        "environment": {"windir": null, "EMPTY": ""},
+        "registry": {
+            "HKCU": null,
+            "HKLM\\SOFTWARE\\Kelo": {
+                "deniedAccess": 6,
+                "values": {
+                    "": "the default value",
+                    "Text": "\u00e4\u4e00\ud83d\ude00",
+                    "Number": 4294967295,
+                    "Path": {"type": "REG_EXPAND_SZ", "text": "%windir%"},
+                    "Unterminated": {"type": "REG_SZ", "hex": "61006200"},
+                    "HalfAPair": {"type": "REG_SZ", "hex": "3dd80000"},
+                    "Several": {"type": "REG_MULTI_SZ", "hex": "6100000062000000" },
+                    "Bytes": {"type": "REG_BINARY", "hex": "00ff"},
+                    "Odd": {"type": "REG_DWORD", "hex": "0102"},
+                    "Large": {"type": "REG_QWORD", "number": 5000000000},
+                    "Nothing": {"type": "REG_NONE"},
+                    "Unheard": {"type": 200, "hex": "01"}
+                }
+            }
+        },
+        "files": {
+            "C:\\ProgramData": null,
+            "D:\\Kelo\\log.txt": {"text": "eine Zeile \u00e4\r\n"},
+            "D:\\Kelo\\image.bin": {"bytes": "\u0000\u00ff"},
+            "D:\\Kelo\\tcsd.exe": {"size": 5000000000, "attributes": 1},
+            "D:\\Secret": {"directory": true, "denied": true}
+        },
+        "events": [
+            {"source": "Kelo", "type": 1, "category": 2, "id": 3221225473, "strings": ["one", "two"]}, {}
+        ]
+    })");
+}
+
+TEST(Description, OfNothingIsThePlainMachineAndSavesAsItself)
+{
+    const Machine plain = MachineOf("{}");
+    EXPECT_EQ(plain, MachineOf(winsim::kPlainWindowsJson));
+    EXPECT_EQ(Machine::FromJson(plain.ToJson()), plain);
+    EXPECT_EQ(plain.title, "A plain Windows 10 machine");
+}
+
+TEST(Description, SavesAsItself)
+{
+    const Machine machine = RichMachine();
+    const Json saved = machine.ToJson();
+    EXPECT_EQ(Machine::FromJson(saved), machine);
+    EXPECT_EQ(Machine::FromJson(Json::parse(saved.dump())).ToJson(), saved);
+}
+
+TEST(Description, SavesWhatThePlainMachineHasAndThisOneLacksAsNull)
+{
+    const Json saved = RichMachine().ToJson();
+    EXPECT_TRUE(saved["registry"]["HKCU"].is_null());
+    EXPECT_TRUE(saved["folders"]["windows"].is_null());
+    EXPECT_TRUE(saved["environment"]["windir"].is_null());
+    EXPECT_TRUE(saved["files"]["C:\\ProgramData"].is_null());
+}
+
+TEST(Description, SavesRegistryValuesInTheirShortestForm)
+{
+    const Json values = RichMachine().ToJson()["registry"]["HKLM\\SOFTWARE\\Kelo"]["values"];
+    EXPECT_EQ(values[""], "the default value");
+    EXPECT_EQ(values["Number"], 4294967295);
+    EXPECT_EQ(values["Path"], (Json{{"type", "REG_EXPAND_SZ"}, {"text", "%windir%"}}));
+    EXPECT_EQ(values["Unterminated"], (Json{{"type", "REG_SZ"}, {"hex", "61006200"}}));
+    EXPECT_EQ(values["HalfAPair"], (Json{{"type", "REG_SZ"}, {"hex", "3dd80000"}}));
+    EXPECT_EQ(values["Odd"], (Json{{"type", "REG_DWORD"}, {"hex", "0102"}}));
+    EXPECT_EQ(values["Large"], (Json{{"type", "REG_QWORD"}, {"hex", "00f2052a01000000"}}));
+    EXPECT_EQ(values["Unheard"], (Json{{"type", 200}, {"hex", "01"}}));
+}
+
+TEST(Description, LeavesAloneWhatItDoesNotMention)
+{
+    const Machine machine = MachineOf(R"({"windows": {"version": "6.1"}})");
+    EXPECT_THAT(ChangesBetween(MachineOf("{}"), machine),
+                ElementsAre(R"({"area":"windows","kind":"changed","item":"version","before":"10.0","after":"6.1"})"));
+}
+
+TEST(Description, FindsNamesInEitherCase)
+{
+    const Machine machine = MachineOf(R"({
+        "environment": {"KELO": "x"},
+        "registry": {"HKLM\\SOFTWARE\\Kelo": {"values": {"Name": 1}}},
+        "files": {"C:\\Kelo\\File.txt": {}}})");
+    EXPECT_NE(machine.environment.Find("kelo"), nullptr);
+    EXPECT_NE(machine.registry.FindValue("hklm\\Software\\KELO", "NAME"), nullptr);
+    EXPECT_NE(machine.files.Find("c:/kelo//FILE.TXT"), nullptr);
+}
+
+TEST(Description, MakesTheKeysAndDirectoriesOnTheWay)
+{
+    const Machine machine = MachineOf(R"({"registry": {"HKLM\\A\\B\\C": {}}, "files": {"D:\\a\\b\\c.txt": {}}})");
+    EXPECT_NE(machine.registry.Find("HKLM\\A\\B"), nullptr);
+    EXPECT_TRUE(machine.files.IsDirectory("D:\\a\\b"));
+    EXPECT_FALSE(machine.files.IsDirectory("D:\\a\\b\\c.txt"));
+}
+
+struct WrongDescription
+{
+    const char* description;
+    const char* error;
+};
+
+class DescriptionErrors : public testing::TestWithParam<WrongDescription>
+{};
+
+TEST_P(DescriptionErrors, NameThePathOfTheValue)
+{
+    EXPECT_EQ(ErrorOf(GetParam().description), GetParam().error);
+}
+
+constexpr WrongDescription kWrongTypes[] = {
+    {R"(5)", "description: not an object"},
+    {R"([])", "description: not an object"},
+    {R"({"title": 5})", "title: not a text"},
+    {R"({"windows": []})", "windows: not an object"},
+    {R"({"windows": {"version": 10}})", "windows.version: not a text"},
+    {R"({"windows": {"build": "19045"}})", "windows.build: not a number"},
+    {R"({"windows": {"build": 1.5}})", "windows.build: not a number"},
+    {R"({"windows": {"wow64": 1}})", "windows.wow64: not true or false"},
+    {R"({"clock": {"daylight": "yes"}})", "clock.daylight: not true or false"},
+    {R"({"process": {"path": null}})", "process.path: cannot be taken away"},
+    {R"({"process": null})", "process: cannot be taken away"},
+    {R"({"folders": {"windows": 5}})", "folders.windows: not a text"},
+    {R"({"environment": ["x"]})", "environment: not an object"},
+    {R"({"registry": "HKLM"})", "registry: not an object"},
+    {R"({"registry": {"HKLM\\A": 5}})", "registry.HKLM\\A: not an object"},
+    {R"({"registry": {"HKLM\\A": {"values": []}}})", "registry.HKLM\\A.values: not an object"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": true}}}})", "registry.HKLM\\A.values.V: not an object"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {"type": true}}}}})", "registry.HKLM\\A.values.V.type: not a text"},
+    {R"({"files": {"C:\\a": "text"}})", "files.C:\\a: not an object"},
+    {R"({"files": {"C:\\a": {"text": 5}}})", "files.C:\\a.text: not a text"},
+    {R"({"events": {}})", "events: not a list"},
+    {R"({"events": [{}, 5]})", "events[1]: not an object"},
+    {R"({"events": [{"strings": ["a", 5]}]})", "events[0].strings[1]: not a text"},
+};
+
+constexpr WrongDescription kUnknownKeys[] = {
+    {R"({"machine": {}})", "machine: unknown key"},
+    {R"({"windows": {"Version": "6.1"}})", "windows.Version: unknown key"},
+    {R"({"clock": {"time": ""}})", "clock.time: unknown key"},
+    {R"({"process": {"pid": 1}})", "process.pid: unknown key"},
+    {R"({"registry": {"HKLM\\A": {"Values": {}}}})", "registry.HKLM\\A.Values: unknown key"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {"type": "REG_SZ", "string": ""}}}}})",
+     "registry.HKLM\\A.values.V.string: unknown key"},
+    {R"({"files": {"C:\\a": {"content": ""}}})", "files.C:\\a.content: unknown key"},
+    {R"({"events": [{"message": ""}]})", "events[0].message: unknown key"},
+};
+
+constexpr WrongDescription kWrongValues[] = {
+    {R"({"windows": {"build": -1}})", "windows.build: not a number from 0 to 4294967295"},
+    {R"({"windows": {"build": 4294967296}})", "windows.build: not a number from 0 to 4294967295"},
+    {R"({"clock": {"zoneBias": 2147483648}})", "clock.zoneBias: not a number from -2147483648 to 2147483647"},
+    {R"({"clock": {"zoneBias": -2147483649}})", "clock.zoneBias: not a number from -2147483648 to 2147483647"},
+    {R"({"files": {"C:\\a": {"size": 18446744073709551615}}})",
+     "files.C:\\a.size: not a number from 0 to 9223372036854775807"},
+    {R"({"windows": {"codePage": 12345}})", "windows.codePage: code page 12345 is not known"},
+    {R"({"windows": {"version": "10"}})", "windows.version: not a version such as 6.1"},
+    {R"({"windows": {"version": "10.0.19045"}})", "windows.version: not a version such as 6.1"},
+    {R"({"windows": {"version": " 06.1"}})", "windows.version: not a version such as 6.1"},
+    {R"({"windows": {"version": ""}})", "windows.version: not a version such as 6.1"},
+    {R"({"clock": {"utc": "2013-05-07 14:03:09"}})", "clock.utc: not a time such as 2013-05-07T14:03:09.042Z"},
+    {R"({"clock": {"utc": "2013-02-29T14:03:09.042Z"}})", "clock.utc: not a time such as 2013-05-07T14:03:09.042Z"},
+    {R"({"clock": {"utc": "2013-05-07T24:03:09.042Z"}})", "clock.utc: not a time such as 2013-05-07T14:03:09.042Z"},
+    {R"({"clock": {"utc": "2013-5-7T14:03:09.42Z"}})", "clock.utc: not a time such as 2013-05-07T14:03:09.042Z"},
+    {R"({"clock": {"utc": ""}})", "clock.utc: not a time such as 2013-05-07T14:03:09.042Z"},
+    {R"({"registry": {"HKEY_LOCAL_MACHINE\\A": {}}})",
+     "registry.HKEY_LOCAL_MACHINE\\A: a key begins with HKLM, HKCU, HKCR or HKU"},
+    {R"({"registry": {"HKLM\\A\\": {}}})", "registry.HKLM\\A\\: a key's name is empty"},
+    {R"({"registry": {"HKLM\\\\A": {}}})", "registry.HKLM\\\\A: a key's name is empty"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {}}}}})", "registry.HKLM\\A.values.V: no type"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": -1}}}})",
+     "registry.HKLM\\A.values.V: not a number from 0 to 4294967295"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {"type": "REG_STRING"}}}}})",
+     "registry.HKLM\\A.values.V.type: not a registry type"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {"type": "REG_BINARY", "hex": "abc"}}}}})",
+     "registry.HKLM\\A.values.V.hex: not pairs of hexadecimal digits"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {"type": "REG_BINARY", "hex": "0x"}}}}})",
+     "registry.HKLM\\A.values.V.hex: not pairs of hexadecimal digits"},
+    {R"({"files": {"ProgramData": {}}})", "files.ProgramData: a path begins with a drive, such as C:\\"},
+    {R"({"files": {"\\\\server\\share": {}}})", "files.\\\\server\\share: a path begins with a drive, such as C:\\"},
+    {R"({"files": {"C:\\Windows": {}}})", "files.C:\\Windows: both a file and a directory"},
+    {R"({"files": {"C:\\a": {"bytes": "\u0100"}}})", "files.C:\\a.bytes: a character that is not one byte"},
+};
+
+INSTANTIATE_TEST_SUITE_P(WrongTypes, DescriptionErrors, testing::ValuesIn(kWrongTypes));
+INSTANTIATE_TEST_SUITE_P(UnknownKeys, DescriptionErrors, testing::ValuesIn(kUnknownKeys));
+INSTANTIATE_TEST_SUITE_P(WrongValues, DescriptionErrors, testing::ValuesIn(kWrongValues));
+
+// A file that is there as long as the test.
+class ScratchFile
+{
+public:
+    explicit ScratchFile(const std::string& text)
+        : m_path((std::filesystem::path(testing::TempDir()) /
+                  (std::string(testing::UnitTest::GetInstance()->current_test_info()->name()) + ".json"))
+                     .string())
+    {
+        std::ofstream(m_path) << text;
+    }
+    ~ScratchFile() { std::remove(m_path.c_str()); }
+    ScratchFile(const ScratchFile&) = delete;
+    ScratchFile& operator=(const ScratchFile&) = delete;
+
+    const std::string& Path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+TEST(DescriptionFile, IsReadAsWritten)
+{
+    const ScratchFile file{RichMachine().ToJson().dump(2)};
+    EXPECT_EQ(Machine::FromFile(file.Path()), RichMachine());
+}
+
+TEST(DescriptionFile, ThatIsMissingOrNoJsonIsNamed)
+{
+    const ScratchFile file{"{"};
+    for (const std::string& path : {file.Path(), file.Path() + ".missing"})
+    {
+        try
+        {
+            Machine::FromFile(path);
+            ADD_FAILURE() << path << " was read";
+        }
+        catch (const winsim::DescriptionError& error)
+        {
+            EXPECT_THAT(error.what(), testing::StartsWith(path + ": "));
+        }
+    }
+}
+
+TEST(Comparison, OfEqualMachinesFindsNothing)
+{
+    EXPECT_THAT(ChangesBetween(RichMachine(), RichMachine()), IsEmpty());
+}
+
+TEST(Comparison, LeavesClockAndTitleOut)
+{
+    Machine after = MachineOf("{}");
+    after.clock.Advance(1000);
+    after.title = "another";
+    EXPECT_THAT(ChangesBetween(MachineOf("{}"), after), IsEmpty());
+}
+
+TEST(Comparison, NamesRegistryKeysAndValues)
+{
+    const Machine before =
+        MachineOf(R"({"registry": {"HKLM\\A": {"values": {"": "d", "Old": 1, "Kept": 2, "V": 3}}}})");
+    const Machine after = MachineOf(R"({"registry": {"HKLM\\A": {"values": {"": "e", "Kept": 2, "V": "3"}},
+                                                     "HKLM\\A\\B": {"values": {"New": 4}}}})");
+    EXPECT_THAT(
+        ChangesBetween(before, after),
+        ElementsAre(R"({"area":"registry","kind":"changed","item":"HKLM\\A [(default)]","before":"d","after":"e"})",
+                    R"({"area":"registry","kind":"removed","item":"HKLM\\A [Old]","before":1,"after":null})",
+                    R"({"area":"registry","kind":"changed","item":"HKLM\\A [V]","before":3,"after":"3"})",
+                    R"({"area":"registry","kind":"added","item":"HKLM\\A\\B","before":null,"after":{}})",
+                    R"({"area":"registry","kind":"added","item":"HKLM\\A\\B [New]","before":null,"after":4})"));
+}
+
+TEST(Comparison, NamesFilesAndEvents)
+{
+    const Machine before = MachineOf(R"({"files": {"C:\\a": {"text": "1"}, "C:\\b": {}}})");
+    const Machine after = MachineOf(R"({"files": {"C:\\a": {"text": "12"}, "C:\\c": {"directory": true}},
+                                        "events": [{"source": "Kelo", "id": 7}]})");
+    EXPECT_THAT(
+        ChangesBetween(before, after),
+        ElementsAre(R"({"area":"files","kind":"changed","item":"C:\\a","before":{"text":"1"},"after":{"text":"12"}})",
+                    R"({"area":"files","kind":"removed","item":"C:\\b","before":{},"after":null})",
+                    R"({"area":"files","kind":"added","item":"C:\\c","before":null,"after":{"directory":true}})",
+                    R"({"area":"events","kind":"added","item":"#1","before":null,"after":)"
+                    R"({"source":"Kelo","type":0,"category":0,"id":7,"strings":[]}})"));
+}
+
+} // namespace

@@ -1,0 +1,121 @@
+#!/usr/bin/python3
+"""Proves that the schema of machine descriptions, their document and the plain machine speak of the same keys, and that
+the described machines of the project fit the schema. Usage: machine_schema_test.py PROJECT-FOLDER"""
+
+import json
+import pathlib
+import re
+import sys
+
+TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "integer": int, "null": type(None)}
+CHECKED = {"type", "enum", "pattern", "minimum", "maximum", "required", "properties", "patternProperties",
+           "additionalProperties", "items", "anyOf", "$ref"}
+ANNOTATIONS = {"$schema", "$defs", "title", "description"}
+
+
+def is_of_type(value, name):
+    return isinstance(value, TYPES[name]) and (name == "boolean" or not isinstance(value, bool))
+
+
+class Schema:
+    """The part of JSON schema that the machine's schema uses."""
+
+    def __init__(self, root):
+        self.root = root
+
+    def resolve(self, schema):
+        while "$ref" in schema:
+            _, _, name = schema["$ref"].partition("#/$defs/")
+            schema = self.root["$defs"][name]
+        return schema
+
+    def errors(self, value, schema, path=""):
+        """What is wrong with a value, as texts that begin with its path."""
+        schema = self.resolve(schema)
+        unknown = schema.keys() - CHECKED - ANNOTATIONS
+        if unknown:
+            yield f"{path}: the schema uses {sorted(unknown)}, which this test does not know"
+        types = schema.get("type", list(TYPES))
+        if not any(is_of_type(value, name) for name in ([types] if isinstance(types, str) else types)):
+            yield f"{path}: not of type {types}"
+            return
+        if "enum" in schema and value not in schema["enum"]:
+            yield f"{path}: none of {schema['enum']}"
+        if "anyOf" in schema and all(any(self.errors(value, choice, path)) for choice in schema["anyOf"]):
+            yield f"{path}: fits no alternative"
+        if isinstance(value, str) and not re.search(schema.get("pattern", ""), value):
+            yield f"{path}: does not match {schema['pattern']}"
+        if isinstance(value, int) and not schema.get("minimum", value) <= value <= schema.get("maximum", value):
+            yield f"{path}: out of range"
+        if isinstance(value, list):
+            for i, element in enumerate(value):
+                yield from self.errors(element, schema.get("items", {}), f"{path}[{i}]")
+        if isinstance(value, dict):
+            yield from self.member_errors(value, schema, path)
+
+    def member_errors(self, value, schema, path):
+        for name in schema.get("required", []):
+            if name not in value:
+                yield f"{path}: no {name}"
+        for name, member in value.items():
+            fitting = [schema["properties"][name]] if name in schema.get("properties", {}) else [
+                rule for pattern, rule in schema.get("patternProperties", {}).items() if re.search(pattern, name)]
+            if not fitting and isinstance(schema.get("additionalProperties"), dict):
+                fitting = [schema["additionalProperties"]]
+            if not fitting and schema.get("additionalProperties") is False:
+                yield f"{path}.{name}: unknown key"
+            for rule in fitting:
+                yield from self.errors(member, rule, f"{path}.{name}")
+
+    def keys(self, schema):
+        """Every key that the schema names below a schema."""
+        schema = self.resolve(schema)
+        for name, member in schema.get("properties", {}).items():
+            yield name
+            yield from self.keys(member)
+        below = [*schema.get("patternProperties", {}).values(), *schema.get("anyOf", []), schema.get("items")]
+        for rule in [*below, schema.get("additionalProperties")]:
+            if isinstance(rule, dict):
+                yield from self.keys(rule)
+
+
+def sections(document):
+    """The document's text below each heading that names an area."""
+    parts = re.split(r"^## `(\w+)`$", document, flags=re.MULTILINE)
+    return dict(zip(parts[1::2], parts[2::2]))
+
+
+def check(project):
+    schema = Schema(json.loads((project / "machines/machine.schema.json").read_text("utf-8")))
+    plain = json.loads((project / "winsim/plain_windows_10.json").read_text("utf-8"))
+    document = (project / "docs/machine.md").read_text("utf-8")
+    areas = schema.root["properties"]
+    documented = sections(document)
+
+    if not list(areas) == list(plain) == list(documented):
+        yield f"areas: the schema has {list(areas)}, the plain machine {list(plain)}, the document {list(documented)}"
+    for area in areas.keys() & documented.keys():
+        for key in schema.keys(areas[area]):
+            if f"| `{key}` |" not in documented[area]:
+                yield f"docs/machine.md: `{area}` says nothing of `{key}`"
+        for key in re.findall(r"^\| `(\w+)` \|", documented[area], flags=re.MULTILINE):
+            if key not in schema.keys(areas[area]):
+                yield f"docs/machine.md: `{area}` speaks of `{key}`, which the schema lacks"
+
+    machines = [project / "winsim/plain_windows_10.json", project / "tests/winsim/host/machine.json",
+                *sorted((project / "machines").rglob("*.json"))]
+    described = {str(path): path.read_text("utf-8") for path in machines if path.name != "machine.schema.json"}
+    for i, example in enumerate(re.findall(r"```json\n(\{.*?)```", document, flags=re.DOTALL)):
+        described[f"docs/machine.md, example {i + 1}"] = example
+    for name, text in described.items():
+        yield from (f"{name}: {error}" for error in schema.errors(json.loads(text), schema.root))
+
+
+def main():
+    errors = list(check(pathlib.Path(sys.argv[1])))
+    print("\n".join(errors))
+    return 1 if errors else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,222 @@
+// Proves how a process is found by the name of its program file, and ended.
+#include "tests/support/expected_script.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using winsim::Json;
+
+constexpr char kImage[] = "PatchAgent.exe";
+
+winsim::Machine MachineRunning(const Json& processes)
+{
+    return winsim::Machine::FromJson({{"processes", processes}});
+}
+
+winsim::Machine MachineRunning(const char* processes)
+{
+    return MachineRunning(Json::parse(processes));
+}
+
+SimulatedRun Kill(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "KillProcessByName", {kImage}, options);
+}
+
+SimulatedRun Find(const winsim::Machine& machine, const std::string& name = kImage,
+                  const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "FindProcessByName", {name}, options);
+}
+
+std::string Listed(const std::vector<unsigned>& ids)
+{
+    return fmt::format("EnumProcesses(4096) = 1 lpidProcess:{} lpcbNeeded:{}", Json(ids).dump(), ids.size() * 4);
+}
+
+std::string NotOpened(unsigned id)
+{
+    return fmt::format("OpenProcess(1041, 0, {})", id);
+}
+
+// The calls that look at one process, which is the n-th that was opened.
+Script LookedAt(unsigned id, unsigned n, const std::string& name)
+{
+    return {fmt::format(R"(OpenProcess(1041, 0, {}) = "process#{}")", id, n),
+            fmt::format(R"(EnumProcessModules("process#{}", 8) = 1 lphModule:"module#foreign" lpcbNeeded:8)", n),
+            fmt::format(R"(GetModuleBaseNameA("process#{}", "module#foreign", 260) = {} lpBaseName:"{}")", n,
+                        name.size(), name)};
+}
+
+std::string Closed(unsigned n)
+{
+    return fmt::format(R"(CloseHandle("process#{}") = 1)", n);
+}
+
+std::string Ended(unsigned n)
+{
+    return fmt::format(R"(TerminateProcess("process#{}", 4294967295) = 1)", n);
+}
+
+constexpr char kTried[] = "log: Try to kill process: PatchAgent.exe";
+constexpr char kFound[] = "log:   found process: <PatchAgent.exe>";
+constexpr char kKilled[] = "log: Killed process: PatchAgent.exe";
+constexpr char kNotFound[] = "log: Cannot find this process: PatchAgent.exe";
+
+std::vector<unsigned> IdsOf(const winsim::Machine& machine)
+{
+    std::vector<unsigned> ids;
+    for (const auto& process : machine.processes.All())
+        ids.push_back(process.id);
+    return ids;
+}
+
+TEST(KillProcessByName, EndsTheProcessAndDoesNotWaitForItsEnd)
+{
+    const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "a.exe"}, {"id": 12, "name": "PatchAgent.exe"},
+                                                     {"id": 16, "name": "b.exe"}])"));
+    ExpectRun(run, "true",
+              Joined(kTried, Listed({8, 12, 16}), LookedAt(8, 1, "a.exe"), Closed(1), LookedAt(12, 2, "PatchAgent.exe"),
+                     kFound, Ended(2), Closed(2), kKilled));
+    EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8, 16}));
+    EXPECT_EQ(run.outcome.clockMs, 0u);
+}
+
+TEST(KillProcessByName, NameIsComparedWithoutRegardToCase)
+{
+    const winsim::Machine machine = MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])");
+    ExpectRun(CallFunction(machine, "KillProcessByName", {"PATCHAGENT.EXE"}), "true",
+              Joined("log: Try to kill process: PATCHAGENT.EXE", Listed({8}), LookedAt(8, 1, "PatchAgent.exe"),
+                     "log:   found process: <PATCHAGENT.EXE>", Ended(1), Closed(1),
+                     "log: Killed process: PATCHAGENT.EXE"));
+}
+
+TEST(KillProcessByName, OfTwoWithTheNameOnlyTheFirstListedIsEnded)
+{
+    const SimulatedRun run =
+        Kill(MachineRunning(R"([{"id": 24, "name": "PatchAgent.exe"}, {"id": 8, "name": "PatchAgent.exe"}])"));
+    ExpectRun(run, "true",
+              Joined(kTried, Listed({24, 8}), LookedAt(24, 1, "PatchAgent.exe"), kFound, Ended(1), Closed(1), kKilled));
+    EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
+}
+
+TEST(KillProcessByName, ProcessThatCannotBeOpenedIsNotFound)
+{
+    // Each of the three rights is asked for.
+    for (const unsigned denied : {0x1u, 0x10u, 0x400u})
+    {
+        const SimulatedRun run =
+            Kill(MachineRunning(Json{{{"id", 8}, {"name", "PatchAgent.exe"}, {"deniedAccess", denied}}}));
+        ExpectRun(run, "false", {kTried, Listed({8}), NotOpened(8), kNotFound});
+        EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
+    }
+}
+
+TEST(KillProcessByName, SecondOfTheNameIsEndedWhenTheFirstCannotBeOpened)
+{
+    const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "deniedAccess": 1},
+                                                     {"id": 12, "name": "PatchAgent.exe"}])"));
+    ExpectRun(run, "true",
+              Joined(kTried, Listed({8, 12}), NotOpened(8), LookedAt(12, 1, "PatchAgent.exe"), kFound, Ended(1),
+                     Closed(1), kKilled));
+}
+
+TEST(KillProcessByName, RefusedEndIsLoggedWithItsError)
+{
+    const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"));
+    ExpectRun(run, "false",
+              Joined(kTried, Listed({8}), LookedAt(8, 1, "PatchAgent.exe"), kFound,
+                     R"(TerminateProcess("process#1", 4294967295) = 0)", Closed(1),
+                     "log: Unable to kill process: PatchAgent.exe", "log: error: 5"));
+    EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
+}
+
+TEST(KillProcessByName, TheErrorIsReadBehindTheClosingOfTheHandle)
+{
+    const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"),
+                                  {.faults = {"CloseHandle=1816"}});
+    ExpectRun(run, "false",
+              Joined(kTried, Listed({8}), LookedAt(8, 1, "PatchAgent.exe"), kFound,
+                     R"(TerminateProcess("process#1", 4294967295) = 0)", R"(CloseHandle("process#1") = 0)",
+                     "log: Unable to kill process: PatchAgent.exe", "log: error: 1816"));
+}
+
+TEST(KillProcessByName, ListThatCannotBeHadIsAProcessNotFound)
+{
+    ExpectRun(Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])"), {.faults = {"EnumProcesses=5"}}),
+              "false", {kTried, "EnumProcesses(4096) = 0", kNotFound});
+}
+
+TEST(KillProcessByName, ProcessWithoutModulesIsPassedOver)
+{
+    const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8}, {"id": 12, "name": "PatchAgent.exe"}])"));
+    ExpectRun(run, "true",
+              Joined(kTried, Listed({8, 12}), R"(OpenProcess(1041, 0, 8) = "process#1")",
+                     R"(EnumProcessModules("process#1", 8) = 0)", Closed(1), LookedAt(12, 2, "PatchAgent.exe"), kFound,
+                     Ended(2), Closed(2), kKilled));
+}
+
+TEST(KillProcessByName, NameIsNoFormat)
+{
+    const winsim::Machine machine = MachineRunning(R"([{"id": 8, "name": "%s%n.exe"}])");
+    ExpectRun(CallFunction(machine, "KillProcessByName", {"%s%n.exe"}), "true",
+              Joined("log: Try to kill process: %s%n.exe", Listed({8}), LookedAt(8, 1, "%s%n.exe"),
+                     "log:   found process: <%s%n.exe>", Ended(1), Closed(1), "log: Killed process: %s%n.exe"));
+}
+
+TEST(FindProcessByName, GivesAnOpenHandleAndOneLine)
+{
+    ExpectRun(Find(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])")), "true",
+              Joined(Listed({8}), LookedAt(8, 1, "PatchAgent.exe"), kFound, Closed(1)));
+}
+
+TEST(FindProcessByName, NoMatchIsANullHandleWithoutALine)
+{
+    for (const char* other : {"PatchAgent", "PatchAgent.exe.exe", "xPatchAgent.exe", "Patch Agent.exe"})
+    {
+        ExpectRun(Find(MachineRunning(Json{{{"id", 8}, {"name", other}}})), "false",
+                  Joined(Listed({8}), LookedAt(8, 1, other), Closed(1)));
+    }
+}
+
+TEST(FindProcessByName, NameThatCannotBeHadMatchesNothing)
+{
+    ExpectRun(
+        Find(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])"), kImage, {.faults = {"GetModuleBaseNameA=6"}}),
+        "false",
+        Joined(Listed({8}), R"(OpenProcess(1041, 0, 8) = "process#1")",
+               R"(EnumProcessModules("process#1", 8) = 1 lphModule:"module#foreign" lpcbNeeded:8)",
+               R"(GetModuleBaseNameA("process#1", "module#foreign", 260) = 0)", Closed(1)));
+}
+
+TEST(FindProcessByName, NameOf259CharactersIsFoundAndALongerOneIsCut)
+{
+    const std::string longest = std::string(255, 'x') + ".exe";
+    EXPECT_EQ(Find(MachineRunning(Json{{{"id", 8}, {"name", longest}}}), longest).result, "true");
+    const std::string tooLong = "x" + longest;
+    EXPECT_EQ(Find(MachineRunning(Json{{{"id", 8}, {"name", tooLong}}}), tooLong).result, "false");
+    EXPECT_EQ(Find(MachineRunning(Json{{{"id", 8}, {"name", tooLong}}}), tooLong.substr(0, 259)).result, "true");
+}
+
+TEST(FindProcessByName, ProcessBehindThe1024thIsNotLookedAt)
+{
+    const auto machineWith = [](unsigned others) {
+        return MachineRunning(
+            Json{{{"id", 8}, {"name", "other.exe"}, {"count", others}}, {{"id", 80000}, {"name", kImage}}});
+    };
+    const SimulatedRun last = Find(machineWith(1023));
+    EXPECT_EQ(last.result, "true");
+    EXPECT_EQ(CountOf("OpenProcess", last.script), 1024u);
+    EXPECT_EQ(last.log, (Script{"  found process: <PatchAgent.exe>"}));
+
+    const SimulatedRun beyond = Find(machineWith(1024));
+    EXPECT_EQ(beyond.result, "false");
+    EXPECT_EQ(CountOf("OpenProcess", beyond.script), 1024u);
+    EXPECT_EQ(CountOf("EnumProcesses", beyond.script), 1u);
+    EXPECT_TRUE(beyond.log.empty());
+}
+
+} // namespace

@@ -1,0 +1,588 @@
+// Proves how services are looked at, started, stopped and restarted by name: which calls are made, how often and how
+// long is waited, and every line that is logged.
+#include "tests/support/service_script.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+namespace
+{
+
+using winsim::Json;
+
+constexpr char kName[] = "tcsd_x86";
+constexpr unsigned kQueryAccess = 0x4;
+constexpr unsigned kControlAccess = 0x34;
+constexpr unsigned kPollMs = 250;
+
+constexpr char kStartCall[] = R"(StartServiceA("service#1", 0, null) = 1)";
+
+winsim::Machine MachineWith(const Json& service)
+{
+    return winsim::Machine::FromJson({{"services", {{kName, service}}}});
+}
+
+winsim::Machine MachineWith(const char* service)
+{
+    return MachineWith(Json::parse(service));
+}
+
+SimulatedRun CallWithName(const std::string& operation, const winsim::Machine& machine,
+                          const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, operation, {kName}, options);
+}
+
+// The frame that the four operations share, up to the first status line.
+Script Found(unsigned access, const ReportedStatus& status, const std::string& name = kName)
+{
+    return {kOpenManager, OpenService(name, access), "log: Found service: " + name, QueryStatus(status),
+            fmt::format("log:  {} current status: {}, {}", name, status.state, status.controls)};
+}
+
+// One round of a wait, from one status to the next.
+Script Polled(const ReportedStatus& from, const ReportedStatus& to)
+{
+    return {fmt::format("log: {}  current status: {}, {}", kName, from.state, from.controls), "Sleep(250)",
+            QueryStatus(to)};
+}
+
+std::string Tick(unsigned sinceStart)
+{
+    return fmt::format("GetTickCount() = {}", 600000 + sinceStart);
+}
+
+// What a script becomes when the occurrence-th status query in it fails.
+Script CutAtQuery(const Script& script, unsigned occurrence)
+{
+    Script cut;
+    for (const std::string& line : script)
+    {
+        if (line.starts_with("QueryServiceStatus(") && --occurrence == 0)
+            break;
+        cut.push_back(line);
+    }
+    return Joined(cut, R"(QueryServiceStatus("service#1") = 0)", "log: Cannot query status of service", kCloseBoth);
+}
+
+// Fails each status query of a run in turn.
+void ExpectEachFailedQueryEnds(const std::string& operation, const winsim::Machine& machine)
+{
+    const Script whole = CallWithName(operation, machine).script;
+    const std::size_t queries = CountOf("QueryServiceStatus", whole);
+    for (unsigned n = 1; n <= queries; ++n)
+    {
+        SCOPED_TRACE(fmt::format("query {} of {}", n, queries));
+        ExpectRun(CallWithName(operation, machine, {.faults = {fmt::format("QueryServiceStatus#{}=6", n)}}), "false",
+                  CutAtQuery(whole, n));
+    }
+}
+
+// ---- Opening ------------------------------------------------------------------------------------------------------
+
+struct Operation
+{
+    const char* name;
+    unsigned access;
+    const char* unknownLine; // for the errors 123 and 1060
+    const char* failedLine;  // for any other; null for none
+};
+
+constexpr Operation kOperations[] = {
+    {"IsServiceRunning", kQueryAccess, "log: Cannot open service: {}", nullptr},
+    {"StartServiceByName", kControlAccess, "log: Cannot open service: {}", nullptr},
+    {"StopServiceByName", kControlAccess, "log: Service {} not found", "log: Cannot open service: {}"},
+    {"RestartServiceByName", kControlAccess, "log: Cannot open service: {}", "log: Cannot open service: {}"},
+};
+
+void ExpectOpenFailure(const Operation& operation, const winsim::Machine& machine, const std::string& name,
+                       const char* line, const SimulatedRunOptions& options = {})
+{
+    SCOPED_TRACE(std::string(operation.name) + " of " + name);
+    Script script{kOpenManager, fmt::format(R"(OpenServiceW("serviceManager#1", "{}", {}))", name, operation.access)};
+    if (line != nullptr)
+        script.push_back(fmt::format(fmt::runtime(line), name));
+    script.push_back(kCloseManager);
+    ExpectRun(CallFunction(machine, operation.name, {name}, options), "false", script);
+}
+
+TEST(ServiceOpening, UnknownServiceHasItsLine)
+{
+    for (const Operation& operation : kOperations)
+        ExpectOpenFailure(operation, MachineOf("{}"), kName, operation.unknownLine);
+}
+
+TEST(ServiceOpening, InvalidNameIsAnUnknownService)
+{
+    for (const Operation& operation : kOperations)
+    {
+        for (const char* name : {"", "tcsd/x86",
+                                 "a service's name that has more than the 256 characters it may have: "
+                                 "0123456789012345678901234567890123456789012345678901234567890123456789"
+                                 "0123456789012345678901234567890123456789012345678901234567890123456789"
+                                 "0123456789012345678901234567890123456789012345678901234567890123456789"})
+            ExpectOpenFailure(operation, MachineOf("{}"), name, operation.unknownLine);
+    }
+}
+
+TEST(ServiceOpening, DeniedAccessIsLoggedByStopAndRestartAlone)
+{
+    for (const Operation& operation : kOperations)
+        ExpectOpenFailure(operation, MachineWith(R"({"deniedAccess": 4})"), kName, operation.failedLine);
+}
+
+TEST(ServiceOpening, TheErrorDecidesOnTheLine)
+{
+    struct Row
+    {
+        int error;
+        bool isUnknown;
+    };
+    constexpr Row kRows[] = {{2, false}, {5, false}, {6, false}, {123, true}, {1060, true}, {1722, false}};
+    for (const Operation& operation : kOperations)
+    {
+        for (const Row& row : kRows)
+            ExpectOpenFailure(operation, MachineWith("{}"), kName,
+                              row.isUnknown ? operation.unknownLine : operation.failedLine,
+                              {.faults = {fmt::format("OpenServiceW={}", row.error)}});
+    }
+}
+
+TEST(ServiceOpening, ManagerThatCannotBeOpenedIsLoggedWithItsError)
+{
+    for (const Operation& operation : kOperations)
+    {
+        SCOPED_TRACE(operation.name);
+        ExpectRun(CallWithName(operation.name, MachineWith("{}"), {.faults = {"OpenSCManagerW=5"}}), "false",
+                  {"OpenSCManagerW(null, null, 983103)", "log: OpenSCManager failed (5)"});
+    }
+}
+
+TEST(ServiceOpening, FailedFirstQueryIsLogged)
+{
+    for (const Operation& operation : kOperations)
+    {
+        SCOPED_TRACE(operation.name);
+        ExpectRun(CallWithName(operation.name, MachineWith("{}"), {.faults = {"QueryServiceStatus=6"}}), "false",
+                  Joined(kOpenManager, OpenService(kName, operation.access), "log: Found service: tcsd_x86",
+                         R"(QueryServiceStatus("service#1") = 0)", "log: Cannot query status of service", kCloseBoth));
+    }
+}
+
+TEST(ServiceOpening, NameIsOpenedAsItStandsAndLoggedInTheAnsiCodePage)
+{
+    const char* machine = R"({"services": {"Schlüssel 鍵 %s%n": {"state": "running"}}})";
+    ExpectRun(CallFunction(MachineOf(machine), "IsServiceRunning", {"Schlüssel 鍵 %s%n"}), "true",
+              Joined(kOpenManager, OpenService("Schlüssel 鍵 %s%n", kQueryAccess),
+                     "log: Found service: Schlüssel ? %s%n", QueryStatus(kRunning),
+                     "log:  Schlüssel ? %s%n current status: 4, 1", kCloseBoth));
+}
+
+// ---- IsServiceRunning ---------------------------------------------------------------------------------------------
+
+struct StateRow
+{
+    const char* name;
+    ReportedStatus status;
+};
+
+constexpr StateRow kStatesThatRun[] = {
+    {"startPending", kStartPending}, {"stopPending", kStopPending}, {"running", kRunning},
+    {"continuePending", {5}},        {"pausePending", {6}},         {"paused", kPaused},
+};
+
+TEST(IsServiceRunning, EveryStateButStoppedCountsAsRunning)
+{
+    for (const StateRow& row : kStatesThatRun)
+    {
+        SCOPED_TRACE(row.name);
+        const winsim::Machine machine = MachineWith({{"state", row.name}});
+        const SimulatedRun run = CallWithName("IsServiceRunning", machine);
+        ExpectRun(run, "true", Joined(Found(kQueryAccess, row.status), kCloseBoth));
+        EXPECT_EQ(run.After().services, machine.services);
+    }
+}
+
+TEST(IsServiceRunning, StoppedServiceIsNot)
+{
+    ExpectRun(CallWithName("IsServiceRunning", MachineWith("{}")), "false",
+              Joined(Found(kQueryAccess, kStopped), kCloseBoth));
+}
+
+TEST(IsServiceRunning, LogsTheControlsThatTheServiceAccepts)
+{
+    const ReportedStatus status{.state = 4, .controls = 197};
+    ExpectRun(CallWithName("IsServiceRunning", MachineWith(R"({"state": "running", "controlsAccepted": 197})")), "true",
+              Joined(Found(kQueryAccess, status), kCloseBoth));
+}
+
+// ---- StartServiceByName -------------------------------------------------------------------------------------------
+
+const Script kStarted = {"log: service started", "log: tcsd_x86 has been sucessfully started"};
+
+TEST(StartServiceByName, ServiceInAnyOtherStateThanStoppedIsTakenToRun)
+{
+    for (const StateRow& row : kStatesThatRun)
+    {
+        SCOPED_TRACE(row.name);
+        ExpectRun(CallWithName("StartServiceByName", MachineWith({{"state", row.name}})), "true",
+                  Joined(Found(kControlAccess, row.status), "log: tcsd_x86 service is already running", kCloseBoth));
+    }
+}
+
+TEST(StartServiceByName, ServiceIsPolledUntilItRuns)
+{
+    const SimulatedRun run = CallWithName("StartServiceByName", MachineWith(R"({
+        "onStart": {"states": [{"afterMs": 0, "state": "startPending", "checkPoint": 1, "waitHint": 9000},
+                               {"afterMs": 600, "state": "running"}]}})"));
+    // The first look is at the state before the start.
+    const ReportedStatus pending = WithHint(WithCheckPoint(kStartPending, 1), 9000);
+    ExpectRun(run, "true",
+              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service", Polled(kStopped, pending),
+                     Polled(pending, pending), Polled(pending, kRunning), QueryStatus(kRunning), kStarted, kCloseBoth));
+    EXPECT_EQ(run.outcome.clockMs, 3 * kPollMs);
+}
+
+TEST(StartServiceByName, RefusedStartIsLoggedWithItsErrorInHexadecimal)
+{
+    struct Row
+    {
+        const char* service;
+        const char* error;
+    };
+    constexpr Row kRows[] = {
+        {R"({"start": "disabled"})", "0x422"},
+        {R"({"onStart": {"error": 1053, "states": []}})", "0x41D"},
+        {R"({"dependencies": ["IFXTCS"]})", "0x433"},
+        {R"({"onStart": {"error": 2, "states": []}})", "0x2"},
+        {R"({"onStart": {"error": 3735928559, "states": []}})", "0xDEADBEEF"},
+    };
+    for (const Row& row : kRows)
+    {
+        SCOPED_TRACE(row.service);
+        ExpectRun(CallWithName("StartServiceByName", MachineWith(row.service)), "false",
+                  Joined(Found(kControlAccess, kStopped), R"(StartServiceA("service#1", 0, null) = 0)",
+                         std::string("log: Cannot start tcsd_x86 service: ") + row.error, kCloseBoth));
+    }
+}
+
+// Stays in one state after its start, for ever or until a time.
+Json Lingering(const char* state, std::optional<unsigned> runsAfterMs = std::nullopt)
+{
+    Json states = {{{"afterMs", 0}, {"state", state}}};
+    if (runsAfterMs)
+        states.push_back({{"afterMs", *runsAfterMs}, {"state", "running"}});
+    return {{"onStart", {{"states", states}}}};
+}
+
+TEST(StartServiceByName, GivesUpAfterThe101stPoll)
+{
+    const SimulatedRun run = CallWithName("StartServiceByName", MachineWith(Lingering("startPending")));
+    ExpectRun(run, "false",
+              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service",
+                     Polled(kStopped, kStartPending), Times(100, Polled(kStartPending, kStartPending)),
+                     QueryStatus(kStartPending), "log: Unable to start service in timely manner", kCloseBoth));
+    EXPECT_EQ(CountOf("Sleep", run.script), 101u);
+    EXPECT_EQ(run.outcome.clockMs, 101u * kPollMs);
+}
+
+TEST(StartServiceByName, ServiceThatFallsBackToStoppedIsStillPolled101Times)
+{
+    ExpectRun(CallWithName("StartServiceByName", MachineWith(Lingering("stopped"))), "false",
+              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service",
+                     Times(101, Polled(kStopped, kStopped)), QueryStatus(kStopped),
+                     "log: Unable to start service in timely manner", kCloseBoth));
+}
+
+TEST(StartServiceByName, ServiceThatRunsByThe101stPollIsStarted)
+{
+    ExpectRun(CallWithName("StartServiceByName", MachineWith(Lingering("startPending", 101 * kPollMs))), "true",
+              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service",
+                     Polled(kStopped, kStartPending), Times(99, Polled(kStartPending, kStartPending)),
+                     Polled(kStartPending, kRunning), QueryStatus(kRunning), kStarted, kCloseBoth));
+}
+
+TEST(StartServiceByName, ServiceThatRunsOneMillisecondLaterIsNot)
+{
+    ExpectRun(CallWithName("StartServiceByName", MachineWith(Lingering("startPending", 101 * kPollMs + 1))), "false",
+              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service",
+                     Polled(kStopped, kStartPending), Times(100, Polled(kStartPending, kStartPending)),
+                     QueryStatus(kStartPending), "log: Unable to start service in timely manner", kCloseBoth));
+}
+
+TEST(StartServiceByName, EachFailedQueryEndsTheWait)
+{
+    ExpectEachFailedQueryEnds("StartServiceByName", MachineWith(Lingering("startPending")));
+}
+
+// ---- StopServiceByName --------------------------------------------------------------------------------------------
+
+constexpr char kHasStopped[] = "log: tcsd_x86 service stopped";
+constexpr char kStopDone[] = "log: tcsd_x86 has been sucessfully stopped";
+
+TEST(StopServiceByName, AlreadyStoppedServiceLogsBothLinesAndSucceeds)
+{
+    ExpectRun(
+        CallWithName("StopServiceByName", MachineWith("{}")), "true",
+        Joined(Found(kControlAccess, kStopped), "log: tcsd_x86 service is already stopped", kStopDone, kCloseBoth));
+}
+
+TEST(StopServiceByName, TheStateThatTheStopControlReportsIsLookedAtFirst)
+{
+    ExpectRun(CallWithName("StopServiceByName", MachineWith(R"({
+                  "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})")),
+              "true",
+              Joined(Found(kControlAccess, kRunning), SendStop(kStopped), "log: Stopping service", kHasStopped,
+                     kStopDone, kCloseBoth));
+}
+
+TEST(StopServiceByName, ServiceIsPolledUntilItHasStopped)
+{
+    ExpectRun(CallWithName("StopServiceByName", MachineWith(R"({
+                  "state": "paused",
+                  "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 5000},
+                                        {"afterMs": 500, "state": "stopped"}]}})")),
+              "true",
+              Joined(Found(kControlAccess, kPaused), SendStop(WithHint(kStopPending, 5000)), "log: Stopping service",
+                     Polled(kStopPending, WithHint(kStopPending, 5000)), Polled(kStopPending, kStopped), kHasStopped,
+                     kStopDone, kCloseBoth));
+}
+
+const std::string kNoStatus = R"(ControlService("service#1", 1) = 0)";
+
+TEST(StopServiceByName, RefusedControlIsLogged)
+{
+    struct Row
+    {
+        const char* service;
+        ReportedStatus status;
+        std::string call;
+    };
+    const Row rows[] = {
+        {R"({"state": "startPending"})", kStartPending, SendRefusedStop(kStartPending)},
+        {R"({"state": "stopPending"})", kStopPending, SendRefusedStop(kStopPending)},
+        {R"({"state": "running", "controlsAccepted": 0})", {4, 0}, SendRefusedStop({4, 0})},
+        {R"({"state": "running", "onStop": {"error": 1053, "states": []}})", kRunning, kNoStatus},
+    };
+    for (const char* operation : {"StopServiceByName", "RestartServiceByName"})
+    {
+        for (const Row& row : rows)
+        {
+            SCOPED_TRACE(row.service);
+            ExpectRun(
+                CallWithName(operation, MachineWith(row.service)), "false",
+                Joined(Found(kControlAccess, row.status), row.call, "log: Cannot stop tcsd_x86 service", kCloseBoth));
+        }
+    }
+}
+
+TEST(StopServiceByName, DependentServicesAreNotStopped)
+{
+    const winsim::Machine machine = MachineOf(R"({"services": {
+        "tcsd_x86": {"state": "running"}, "KlPCR": {"state": "running", "dependencies": ["TCSD_X86"]}}})");
+    const SimulatedRun run = CallWithName("StopServiceByName", machine);
+    ExpectRun(run, "false",
+              Joined(Found(kControlAccess, kRunning), kNoStatus, "log: Cannot stop tcsd_x86 service", kCloseBoth));
+    EXPECT_EQ(run.After().services, machine.services);
+}
+
+constexpr char kNeverStops[] =
+    R"({"state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending"}]}})";
+
+TEST(StopServiceByName, WaitsForEverForAServiceThatNeverStops)
+{
+    constexpr unsigned kBoundMs = 3600000;
+    for (const char* operation : {"StopServiceByName", "RestartServiceByName"})
+    {
+        SCOPED_TRACE(operation);
+        const SimulatedRun run = CallWithName(operation, MachineWith(kNeverStops),
+                                              {.faults = {}, .clockBoundMs = kBoundMs, .mayBeEndless = true});
+        EXPECT_TRUE(run.outcome.isEndless);
+        // The poll that passes the bound is the last that is seen.
+        Script script = Joined(Found(kControlAccess, kRunning), SendStop(kStopPending), "log: Stopping service",
+                               Times(kBoundMs / kPollMs + 1, Polled(kStopPending, kStopPending)));
+        script.pop_back();
+        ExpectLines(run.script, script, "the script");
+    }
+}
+
+TEST(StopServiceByName, EachFailedQueryEndsTheWait)
+{
+    ExpectEachFailedQueryEnds("StopServiceByName", MachineWith(R"({
+        "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending"},
+                                                  {"afterMs": 2000, "state": "stopped"}]}})"));
+}
+
+// ---- RestartServiceByName -----------------------------------------------------------------------------------------
+
+const Script kRestarted = {"log: service started", "log: tcsd_x86 has been sucessfully restarted"};
+const Script kFoundStopped = Joined(Found(kControlAccess, kStopped), "log: tcsd_x86 service is already stopped");
+
+TEST(RestartServiceByName, RunningServiceIsStoppedAndStarted)
+{
+    const SimulatedRun run = CallWithName("RestartServiceByName", MachineWith(R"({
+        "state": "running",
+        "onStop": {"states": [{"afterMs": 0, "state": "stopPending"}, {"afterMs": 300, "state": "stopped"}]},
+        "onStart": {"states": [{"afterMs": 0, "state": "startPending"}, {"afterMs": 300, "state": "running"}]}})"));
+    ExpectRun(run, "true",
+              Joined(Found(kControlAccess, kRunning), SendStop(kStopPending), "log: Stopping service",
+                     Polled(kStopPending, kStopPending), Polled(kStopPending, kStopped), kHasStopped,
+                     "log: Starting service", kStartCall, QueryStatus(kStartPending), Tick(500),
+                     Polled(kStartPending, kStartPending), Tick(750), Polled(kStartPending, kRunning), Tick(1000),
+                     kRestarted, kCloseBoth));
+}
+
+TEST(RestartServiceByName, StoppedServiceIsOnlyStarted)
+{
+    ExpectRun(CallWithName("RestartServiceByName", MachineWith(R"({
+                  "onStart": {"states": [{"afterMs": 0, "state": "running"}]}})")),
+              "true",
+              Joined(kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kRunning), Tick(0), kRestarted,
+                     kCloseBoth));
+}
+
+TEST(RestartServiceByName, RefusedStartIsLoggedBehindItsAnnouncement)
+{
+    ExpectRun(CallWithName("RestartServiceByName", MachineWith(R"({"start": "disabled"})")), "false",
+              Joined(kFoundStopped, "log: Starting service", R"(StartServiceA("service#1", 0, null) = 0)",
+                     "log: Cannot start tcsd_x86 service: 0x422", kCloseBoth));
+}
+
+TEST(RestartServiceByName, ServiceThatEndsItsStartElsewhereIsReportedWithItsExitCodes)
+{
+    struct Row
+    {
+        const char* state;
+        ReportedStatus status;
+    };
+    constexpr Row kRows[] = {{"stopped", {1, 0, 1066, 4242}}, {"paused", {7, 1, 0, 0}}, {"stopPending", {3, 0, 5, 6}}};
+    for (const Row& row : kRows)
+    {
+        SCOPED_TRACE(row.state);
+        const Json end = {{"afterMs", 100},
+                          {"state", row.state},
+                          {"exitCode", row.status.exitCode},
+                          {"serviceExitCode", row.status.serviceExitCode}};
+        const Json service = {{"onStart", {{"states", {{{"afterMs", 0}, {"state", "startPending"}}, end}}}}};
+        ExpectRun(CallWithName("RestartServiceByName", MachineWith(service)), "false",
+                  Joined(kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kStartPending), Tick(0),
+                         Polled(kStartPending, row.status), Tick(250),
+                         fmt::format("log: tcsd_x86 failed to restart. State: {} \tExit Code: {} \tService Exit Code: "
+                                     "{}",
+                                     row.status.state, row.status.exitCode, row.status.serviceExitCode),
+                         kCloseBoth));
+    }
+}
+
+// A start whose check point rises with each poll, up to the last of them, and then stays; it runs behind a time.
+Json RisingUntil(unsigned lastPoll, std::optional<unsigned> runsAfterMs = std::nullopt)
+{
+    Json states = Json::array();
+    for (unsigned poll = 0; poll <= lastPoll; ++poll)
+        states.push_back({{"afterMs", poll * kPollMs}, {"state", "startPending"}, {"checkPoint", poll}});
+    if (runsAfterMs)
+        states.push_back({{"afterMs", *runsAfterMs}, {"state", "running"}});
+    return {{"onStart", {{"states", states}}}};
+}
+
+void Append(Script& lines, const Script& more)
+{
+    lines.insert(lines.end(), more.begin(), more.end());
+}
+
+// Polls whose check point rises: the clock is not looked at.
+Script RisingPolls(unsigned lastPoll)
+{
+    Script polls;
+    for (unsigned poll = 1; poll <= lastPoll; ++poll)
+        Append(polls, Polled(kStartPending, WithCheckPoint(kStartPending, poll)));
+    return polls;
+}
+
+// Polls whose check point stays, from one to another.
+Script FrozenPolls(unsigned first, unsigned last, unsigned checkPoint)
+{
+    Script polls;
+    for (unsigned poll = first; poll <= last; ++poll)
+        Append(polls, Joined(Polled(kStartPending, WithCheckPoint(kStartPending, checkPoint)), Tick(poll * kPollMs)));
+    return polls;
+}
+
+constexpr char kNotRestarted[] = "log: tcsd_x86 failed to restart. State: 2 \tExit Code: 0 \tService Exit Code: 0";
+
+const Script kStartOfWait =
+    Joined(kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kStartPending), Tick(0));
+
+TEST(RestartServiceByName, FrozenCheckPointEndsTheWaitAtTheFirstPollAfter60Seconds)
+{
+    // The 240th poll is exactly 60000 ms behind the start, which is not yet too long.
+    const SimulatedRun run = CallWithName("RestartServiceByName", MachineWith(Lingering("startPending")));
+    ExpectRun(run, "false", Joined(kStartOfWait, FrozenPolls(1, 241, 0), kNotRestarted, kCloseBoth));
+    EXPECT_EQ(CountOf("GetTickCount", run.script), 242u);
+}
+
+TEST(RestartServiceByName, ServiceThatRunsAtTheFirstPollAfter60SecondsIsRestarted)
+{
+    ExpectRun(CallWithName("RestartServiceByName", MachineWith(Lingering("startPending", 241 * kPollMs))), "true",
+              Joined(kStartOfWait, FrozenPolls(1, 240, 0), Polled(kStartPending, kRunning), Tick(241 * kPollMs),
+                     kRestarted, kCloseBoth));
+}
+
+TEST(RestartServiceByName, RisingCheckPointKeepsTheWaitGoing)
+{
+    ExpectRun(CallWithName("RestartServiceByName", MachineWith(RisingUntil(999, 1000 * kPollMs))), "true",
+              Joined(kStartOfWait, RisingPolls(999), Polled(kStartPending, kRunning), Tick(1000 * kPollMs), kRestarted,
+                     kCloseBoth));
+}
+
+TEST(RestartServiceByName, ProgressDoesNotMoveTheStartOfTheMinute)
+{
+    // It rises for 30 seconds: the minute is over 30 seconds later all the same.
+    ExpectRun(CallWithName("RestartServiceByName", MachineWith(RisingUntil(120))), "false",
+              Joined(kStartOfWait, RisingPolls(120), FrozenPolls(121, 241, 120), kNotRestarted, kCloseBoth));
+}
+
+TEST(RestartServiceByName, TheFirstPollWithoutProgressBehindTheMinuteIsTheLast)
+{
+    ExpectRun(CallWithName("RestartServiceByName", MachineWith(RisingUntil(400))), "false",
+              Joined(kStartOfWait, RisingPolls(400), FrozenPolls(401, 401, 400), kNotRestarted, kCloseBoth));
+}
+
+TEST(RestartServiceByName, CheckPointThatFallsIsNoProgress)
+{
+    const SimulatedRun run = CallWithName("RestartServiceByName", MachineWith(R"({"onStart": {"states": [
+        {"afterMs": 0, "state": "startPending", "checkPoint": 9},
+        {"afterMs": 250, "state": "startPending", "checkPoint": 8},
+        {"afterMs": 500, "state": "startPending", "checkPoint": 9},
+        {"afterMs": 750, "state": "startPending", "checkPoint": 10},
+        {"afterMs": 1000, "state": "running"}]}})"));
+    const auto polled = [](unsigned checkPoint) {
+        return Polled(kStartPending, WithCheckPoint(kStartPending, checkPoint));
+    };
+    ExpectRun(run, "true",
+              Joined(kFoundStopped, "log: Starting service", kStartCall, QueryStatus(WithCheckPoint(kStartPending, 9)),
+                     Tick(0), polled(8), Tick(250), polled(9), Tick(500), polled(10), Polled(kStartPending, kRunning),
+                     Tick(1000), kRestarted, kCloseBoth));
+}
+
+TEST(RestartServiceByName, TheMinuteIsMeasuredAcrossTheTickCountsTurn)
+{
+    Json description = {{"services", {{kName, Lingering("startPending")}}}, {"clock", {{"tickCount", 4294960000u}}}};
+    const SimulatedRun run = CallWithName("RestartServiceByName", winsim::Machine::FromJson(description));
+    EXPECT_EQ(run.result, "false");
+    EXPECT_EQ(CountOf("Sleep", run.script), 241u);
+    EXPECT_EQ(run.log.back(), std::string(kNotRestarted).substr(5));
+}
+
+TEST(RestartServiceByName, EachFailedQueryEndsTheWait)
+{
+    ExpectEachFailedQueryEnds("RestartServiceByName", MachineWith(R"({
+        "state": "running",
+        "onStop": {"states": [{"afterMs": 0, "state": "stopPending"}, {"afterMs": 1000, "state": "stopped"}]},
+        "onStart": {"states": [{"afterMs": 0, "state": "startPending"},
+                               {"afterMs": 600, "state": "startPending", "checkPoint": 1},
+                               {"afterMs": 1000, "state": "running"}]}})"));
+}
+
+} // namespace

@@ -1,0 +1,648 @@
+// Proves how the toolkit's service is installed, configured, started, stopped, unregistered and deleted.
+#include "tests/support/service_script.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using winsim::Json;
+
+constexpr char kDirectory[] = R"(C:\Toolkit)";
+
+// A machine with the service program, which registers the service in two seconds, and the services of the stacks.
+const Json kToolkit = Json::parse(R"({
+    "files": {"C:\\Toolkit": {"directory": true}},
+    "programs": {"C:\\Toolkit\\KlPCR.exe": {"runs": [
+        {"arguments": "-Service", "runMs": 2000,
+         "effects": {"services": {"KlPCR": {"displayName": "Kelo PCR", "binaryPath": "\"C:\\Toolkit\\KlPCR.exe\""}}}}]}},
+    "services": {"IFXTCS": {"state": "running"}, "tcsd_win32.exe": {"state": "running"},
+                 "tcsd_x86": {"state": "running"}}})");
+
+winsim::Machine ToolkitMachine(const char* changes = "{}")
+{
+    Json description = kToolkit;
+    description.merge_patch(Json::parse(changes));
+    return winsim::Machine::FromJson(description);
+}
+
+// The same with the service registered.
+winsim::Machine MachineWithService(const char* service)
+{
+    Json description = kToolkit;
+    description["services"]["KlPCR"] = {{"binaryPath", R"("C:\Toolkit\KlPCR.exe" -Service)"}};
+    description["services"]["KlPCR"].merge_patch(Json::parse(service));
+    return winsim::Machine::FromJson(description);
+}
+
+const winsim::Service& ServiceOf(const SimulatedRun& run)
+{
+    const winsim::Service* service = run.After().services.Find("KlPCR");
+    if (service == nullptr)
+        throw std::logic_error("the service is not there");
+    return *service;
+}
+
+// A script with other numbers for its service manager and service.
+Script Renumbered(Script script, unsigned manager, unsigned service)
+{
+    const auto replace = [](std::string& line, const std::string& from, const std::string& to) {
+        if (const std::size_t place = line.find(from); place != std::string::npos)
+            line.replace(place, from.size(), to);
+    };
+    for (std::string& line : script)
+    {
+        replace(line, R"("serviceManager#1")", fmt::format(R"("serviceManager#{}")", manager));
+        replace(line, R"("service#1")", fmt::format(R"("service#{}")", service));
+    }
+    return script;
+}
+
+const std::string kOpenForAll = OpenService("KlPCR", 0xF01FF);
+const std::string kNotOpened = R"(OpenServiceW("serviceManager#1", "KlPCR", 983551))";
+constexpr char kStopBegins[] = "GetTickCount() = 600000";
+constexpr char kManagerRefused[] = "OpenSCManagerW(null, null, 983103)";
+
+// ---- Installation -------------------------------------------------------------------------------------------------
+
+SimulatedRun Install(const winsim::Machine& machine, const SimulatedRunOptions& options = {},
+                     const std::string& vendor = "KELO")
+{
+    return CallFunction(machine, "InstallTkService", {vendor, kDirectory}, options);
+}
+
+constexpr char kBegin[] = "log: InstallTkService - Make sure that the Service isn't running first!";
+
+const Script kNotInstalled = {kBegin, kOpenManager, kNotOpened, kCloseManager,
+                              "log: InstallTkService - failed to open the KlPCR Service. 1060 (this is expected)"};
+
+// The version probe, up to the version that Windows has.
+Script Probed(unsigned minor, bool isPassed)
+{
+    return {"VerSetConditionMask(0, 2, 3) = 9223372036854775832",
+            "VerSetConditionMask(9223372036854775832, 1, 3) = 9223372036854775835",
+            "VerSetConditionMask(9223372036854775835, 32, 3) = 9223372036854874139",
+            fmt::format(R"(VerifyVersionInfoW({{"dwOSVersionInfoSize":284,"dwMajorVersion":6,"dwMinorVersion":{},)"
+                        R"("wServicePackMajor":0,"wServicePackMinor":0}}, 3, 9223372036854874139) = {})",
+                        minor, isPassed ? 1 : 0)};
+}
+
+constexpr char kRegister[] = "log: KlTKService - now properly install/register the service";
+const Script kDependenciesChosen =
+    Joined(kRegister, Probed(0, true), Probed(2, true), "log: This is Win8, no TBS Service....");
+
+const std::string kRun =
+    R"(CreateProcessW("C:\\Toolkit\\KlPCR.exe", "-Service", null, null, 0, 134217728, null, null, )"
+    R"({"cb":104,"dwFlags":0}))";
+const Script kRegistered =
+    Joined(kRun + R"( = 1 lpProcessInformation:{"hProcess":"process#1","hThread":"thread#1","dwProcessId":4312,)"
+                  R"("dwThreadId":4313})",
+           R"(WaitForSingleObject("process#1", 4294967295) = 0)", R"(CloseHandle("process#1") = 1)",
+           R"(CloseHandle("thread#1") = 1)");
+
+const Script kFinalOpened = {kOpenManager, OpenService("KlPCR", 0x12)};
+
+std::string Configured(const char* dependencies, int result = 1)
+{
+    return fmt::format(R"(ChangeServiceConfigW("service#1", 4294967295, 2, 4294967295, null, "SmartcardGroup", null, )"
+                       R"({}, null, null, null) = {})",
+                       dependencies, result);
+}
+
+const std::string kKeloConfigured = Configured(R"(["tcsd_x86","RPCSS"])");
+const std::string kDescribed = R"(ChangeServiceConfig2W("service#1", 1, {"lpDescription":"Kelo Toolkit Service"}) = 1)";
+constexpr char kStarted[] = R"(StartServiceW("service#1", 0, null) = 1)";
+const Script kInstalled = Joined(kCloseBoth, "log: KlTKService - service installed/registered");
+const Script kFinalPhase = Joined(kFinalOpened, kKeloConfigured, kDescribed, kStarted, kInstalled);
+
+TEST(InstallTkService, FirstInstallation)
+{
+    const SimulatedRun run = Install(ToolkitMachine());
+    ExpectRun(run, "0", Joined(kNotInstalled, kDependenciesChosen, kRegistered, Renumbered(kFinalPhase, 2, 1)));
+    const winsim::Service& service = ServiceOf(run);
+    EXPECT_EQ(service.startType, 2u);
+    EXPECT_EQ(service.loadOrderGroup, "SmartcardGroup");
+    EXPECT_EQ(service.description, "Kelo Toolkit Service");
+    EXPECT_EQ(service.dependencies, (Script{"tcsd_x86", "RPCSS"}));
+    EXPECT_EQ(service.type, 0x10u);
+    EXPECT_EQ(service.errorControl, 1u);
+    EXPECT_EQ(service.account, "LocalSystem");
+    EXPECT_EQ(service.displayName, "Kelo PCR");
+    EXPECT_EQ(service.binaryPath, R"("C:\Toolkit\KlPCR.exe")");
+}
+
+TEST(InstallTkService, TheStartIsNotWaitedFor)
+{
+    const SimulatedRun run = Install(ToolkitMachine());
+    EXPECT_EQ(ServiceOf(run).status.state, 2u);
+    EXPECT_EQ(run.outcome.clockMs, 2000u);
+}
+
+TEST(InstallTkService, RegistrationIsWaitedForWithoutALimitAndItsExitCodeNotLookedAt)
+{
+    const SimulatedRun run = Install(ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": {"runs": [
+        {"arguments": "-Service", "runMs": 36000000, "exitCode": 1,
+         "effects": {"services": {"KlPCR": {"binaryPath": "x"}}}}]}}})"));
+    ExpectRun(run, "0", Joined(kNotInstalled, kDependenciesChosen, kRegistered, Renumbered(kFinalPhase, 2, 1)));
+    EXPECT_EQ(run.outcome.clockMs, 36000000u);
+}
+
+TEST(InstallTkService, RegistrationThatNeverEndsIsWaitedForForEver)
+{
+    const SimulatedRun run = Install(ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": {"runs": [
+                                         {"arguments": "-Service", "neverEnds": true}]}}})"),
+                                     {.faults = {}, .clockBoundMs = 3600000, .mayBeEndless = true});
+    EXPECT_TRUE(run.outcome.isEndless);
+    EXPECT_EQ(CountOf("WaitForSingleObject", run.script), 1u);
+}
+
+// ---- The dependencies ---------------------------------------------------------------------------------------------
+
+struct VendorRow
+{
+    const char* vendor;
+    const char* stackService; // null for none
+};
+
+constexpr VendorRow kVendors[] = {
+    {"IFX", "IFXTCS"},          {"ifx", "IFXTCS"},          {"iFx", "IFXTCS"},    {"NTRU", "tcsd_win32.exe"},
+    {"ntru", "tcsd_win32.exe"}, {"Ntru", "tcsd_win32.exe"}, {"KELO", "tcsd_x86"}, {"kelo", "tcsd_x86"},
+    {"Kelo", "tcsd_x86"},       {"NTRU12", nullptr},        {"", nullptr},        {"KEL", nullptr},
+    {"KELO ", nullptr},         {"Other", nullptr},
+};
+
+struct VersionRow
+{
+    const char* version;
+    bool hasTbs;
+    const char* line; // null for none
+};
+
+constexpr char kVistaLine[] = "This is Vista/Win7, add TBS Service to dependencies....";
+constexpr char kWin8Line[] = "This is Win8, no TBS Service....";
+constexpr VersionRow kVersions[] = {
+    {"5.1", false, nullptr},   {"5.2", false, nullptr},   {"6.0", true, kVistaLine},  {"6.1", true, kVistaLine},
+    {"6.2", false, kWin8Line}, {"6.3", false, kWin8Line}, {"10.0", false, kWin8Line},
+};
+
+TEST(InstallTkService, VendorAndVersionChooseTheDependencies)
+{
+    for (const VendorRow& vendor : kVendors)
+    {
+        for (const VersionRow& version : kVersions)
+        {
+            SCOPED_TRACE(std::string(vendor.vendor) + " on " + version.version);
+            const SimulatedRun run = Install(
+                ToolkitMachine((std::string(R"({"windows": {"version": ")") + version.version + R"("}})").c_str()), {},
+                vendor.vendor);
+            EXPECT_EQ(run.result, "0");
+
+            Script dependencies;
+            Script log = LogOf(Joined(kNotInstalled, kRegister));
+            if (vendor.stackService != nullptr)
+                dependencies.push_back(vendor.stackService);
+            else
+                log.push_back("InstallTkService - A unknown TSS name was provided, set to have no TSS dependencies");
+            if (version.line != nullptr)
+                log.push_back(version.line);
+            if (version.hasTbs)
+                dependencies.push_back("TBS");
+            dependencies.push_back("RPCSS");
+            log.push_back("KlTKService - service installed/registered");
+
+            EXPECT_EQ(ServiceOf(run).dependencies, dependencies);
+            EXPECT_EQ(run.log, log);
+        }
+    }
+}
+
+TEST(InstallTkService, BeforeVistaTheSecondProbeIsNotMade)
+{
+    ExpectRun(
+        Install(ToolkitMachine(R"({"windows": {"version": "5.2"}})"), {}, "Other"), "0",
+        Joined(kNotInstalled, kRegister,
+               "log: InstallTkService - A unknown TSS name was provided, set to have no TSS dependencies",
+               Probed(0, false), kRegistered,
+               Renumbered(Joined(kFinalOpened, Configured(R"(["RPCSS"])"), kDescribed, kStarted, kInstalled), 2, 1)));
+}
+
+TEST(InstallTkService, OnVistaAndWindows7TheListHoldsTbs)
+{
+    ExpectRun(Install(ToolkitMachine(R"({"windows": {"version": "6.1"}})"), {}, "ntru"), "0",
+              Joined(kNotInstalled, kRegister, Probed(0, true), Probed(2, false),
+                     "log: This is Vista/Win7, add TBS Service to dependencies....", kRegistered,
+                     Renumbered(Joined(kFinalOpened, Configured(R"(["tcsd_win32.exe","TBS","RPCSS"])"), kDescribed,
+                                       kStarted, kInstalled),
+                                2, 1)));
+}
+
+// ---- A service left from before -----------------------------------------------------------------------------------
+
+// What comes behind the first phase when the service was there: it is registered anew and started.
+Script RestOfInstall(const char* startError = nullptr)
+{
+    Script final = kFinalPhase;
+    if (startError != nullptr)
+        final =
+            Joined(kFinalOpened, kKeloConfigured, kDescribed, R"(StartServiceW("service#1", 0, null) = 0)",
+                   std::string("log: InstallTkService failed to start the KlPCR Service ") + startError, kInstalled);
+    return Joined(kDependenciesChosen, kRegistered, Renumbered(final, 2, 2));
+}
+
+winsim::Machine InstalledBefore(const char* service)
+{
+    // The program finds the service registered and leaves it as it is.
+    winsim::Machine machine = MachineWithService(service);
+    Json description = machine.ToJson();
+    description["programs"][R"(C:\Toolkit\KlPCR.exe)"]["runs"] = {{{"arguments", "-Service"}, {"exitCode", 0}}};
+    return winsim::Machine::FromJson(description);
+}
+
+TEST(InstallTkService, RunningServiceIsStoppedFirst)
+{
+    ExpectRun(Install(InstalledBefore(R"({"state": "running",
+                                          "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})")),
+              "0",
+              Joined(kBegin, kOpenManager, kOpenForAll, kStopBegins, QueryStatusEx(kRunning), SendStop(kStopped),
+                     "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth, RestOfInstall()));
+}
+
+TEST(InstallTkService, SlowStopIsWaitedFor)
+{
+    ExpectRun(Install(InstalledBefore(R"({
+                  "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 6000},
+                                                            {"afterMs": 12000, "state": "stopped"}]}})")),
+              "0",
+              Joined(kBegin, kOpenManager, kOpenForAll, kStopBegins, QueryStatusEx(kRunning),
+                     SendStop(WithHint(kStopPending, 6000)), "Sleep(6000)", QueryStatusEx(WithHint(kStopPending, 6000)),
+                     "GetTickCount() = 606000", "Sleep(6000)", QueryStatusEx(kStopped),
+                     "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth, RestOfInstall()));
+}
+
+TEST(InstallTkService, ServiceThatDoesNotStopIsLoggedAndTheInstallationGoesOn)
+{
+    const ReportedStatus running{.state = 4, .controls = 0, .waitHint = 31000};
+    ExpectRun(Install(InstalledBefore(R"({"state": "running", "controlsAccepted": 0, "waitHint": 31000})")), "0",
+              Joined(kBegin, kOpenManager, kOpenForAll, kStopBegins, QueryStatusEx(running), SendRefusedStop(running),
+                     "Sleep(31000)", QueryStatusEx(running), "GetTickCount() = 631000", "log: Wait timed out",
+                     "log: InstallTkService - failed to stop the KlPCR Service. -1", kCloseBoth,
+                     RestOfInstall("1056")));
+}
+
+TEST(InstallTkService, PendingStopThatEndsCountsAsAFailureToStop)
+{
+    const ReportedStatus pending = WithHint(kStopPending, 1000);
+    ExpectRun(Install(InstalledBefore(
+                  R"({"state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 900, "state": "stopped"}]})")),
+              "0",
+              Joined(kBegin, kOpenManager, kOpenForAll, kStopBegins, QueryStatusEx(pending),
+                     R"(printf("Service stop pending...\n") = 24)", "Sleep(1000)", QueryStatusEx(kStopped),
+                     "log: Service stopped successfully.",
+                     "log: InstallTkService - failed to stop the KlPCR Service. 1", kCloseBoth, RestOfInstall()));
+}
+
+TEST(InstallTkService, FailedQueryCountsAsAFailureToStop)
+{
+    const SimulatedRun run =
+        Install(InstalledBefore(R"({"state": "running"})"), {.faults = {"QueryServiceStatusEx#2=6"}});
+    EXPECT_EQ(run.result, "0");
+    EXPECT_EQ(run.log,
+              (Script{"InstallTkService - Make sure that the Service isn't running first!",
+                      "QueryServiceStatusEx failed (6)", "InstallTkService - failed to stop the KlPCR Service. -2",
+                      "KlTKService - now properly install/register the service", "This is Win8, no TBS Service....",
+                      "InstallTkService failed to start the KlPCR Service 1056",
+                      "KlTKService - service installed/registered"}));
+}
+
+TEST(InstallTkService, ManagerThatCannotBeOpenedAtFirstIsLogged)
+{
+    ExpectRun(Install(ToolkitMachine(), {.faults = {"OpenSCManagerW#1=1115"}}), "0",
+              Joined(kBegin, kManagerRefused, "log: InstallTkService - failed to open the SCM. 1115",
+                     kDependenciesChosen, kRegistered, kFinalPhase));
+}
+
+TEST(InstallTkService, ErrorOfTheFirstOpeningIsReadBehindTheClosingOfTheManager)
+{
+    ExpectRun(Install(ToolkitMachine(), {.faults = {"CloseServiceHandle#1=6"}}), "0",
+              Joined(kBegin, kOpenManager, kNotOpened, R"(CloseServiceHandle("serviceManager#1") = 0)",
+                     "log: InstallTkService - failed to open the KlPCR Service. 6 (this is expected)",
+                     kDependenciesChosen, kRegistered, Renumbered(kFinalPhase, 2, 1)));
+}
+
+// ---- Failures of the registration and the final phase -------------------------------------------------------------
+
+TEST(InstallTkService, ProgramThatCannotBeStartedIsNeitherWaitedForNorClosed)
+{
+    ExpectRun(Install(ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": null}})")), "-1",
+              Joined(kNotInstalled, kDependenciesChosen, kRun + " = 0",
+                     Renumbered({kOpenManager, R"(OpenServiceW("serviceManager#1", "KlPCR", 18))",
+                                 "log: InstallTkService - failed to open the KlPCR Service! 1060", kCloseManager},
+                                2, 1)));
+}
+
+TEST(InstallTkService, ServiceThatIsThereIsConfiguredThoughItsProgramCannotBeStarted)
+{
+    ExpectRun(Install(InstalledBefore("{}"), {.faults = {"CreateProcessW=5"}}), "0",
+              Joined(kBegin, kOpenManager, kOpenForAll, kStopBegins, QueryStatusEx(kStopped), SendRefusedStop(kStopped),
+                     "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth, kDependenciesChosen,
+                     kRun + " = 0", Renumbered(kFinalPhase, 2, 2)));
+}
+
+TEST(InstallTkService, ManagerThatCannotBeOpenedForTheFinalPhaseIsAFailure)
+{
+    ExpectRun(Install(ToolkitMachine(), {.faults = {"OpenSCManagerW#2=5"}}), "-1",
+              Joined(kNotInstalled, kDependenciesChosen, kRegistered, kManagerRefused,
+                     "log: InstallTkService - failed to open the SCM. 5"));
+}
+
+TEST(InstallTkService, ManagerThatCanNeverBeOpenedIsLoggedTwice)
+{
+    ExpectRun(Install(ToolkitMachine(), {.faults = {"OpenSCManagerW=5"}}), "-1",
+              Joined(kBegin, kManagerRefused, "log: InstallTkService - failed to open the SCM. 5", kDependenciesChosen,
+                     kRegistered, kManagerRefused, "log: InstallTkService - failed to open the SCM. 5"));
+}
+
+TEST(InstallTkService, ServiceThatItsProgramDidNotRegisterIsAFailure)
+{
+    ExpectRun(Install(ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": {"runs": []}}})")), "-1",
+              Joined(kNotInstalled, kDependenciesChosen, kRegistered,
+                     Renumbered({kOpenManager, R"(OpenServiceW("serviceManager#1", "KlPCR", 18))",
+                                 "log: InstallTkService - failed to open the KlPCR Service! 1060", kCloseManager},
+                                2, 1)));
+}
+
+TEST(InstallTkService, FailedConfigurationIsLoggedAndTheRestDone)
+{
+    ExpectRun(Install(ToolkitMachine(), {.faults = {"ChangeServiceConfigW=1057"}}), "0",
+              Joined(kNotInstalled, kDependenciesChosen, kRegistered,
+                     Renumbered(Joined(kFinalOpened, Configured(R"(["tcsd_x86","RPCSS"])", 0),
+                                       "log: InstallTkService failed to change KlPCR Service configuration 1057",
+                                       kDescribed, kStarted, kInstalled),
+                                2, 1)));
+}
+
+TEST(InstallTkService, FailedDescriptionIsIgnored)
+{
+    ExpectRun(Install(ToolkitMachine(), {.faults = {"ChangeServiceConfig2W=5"}}), "0",
+              Joined(kNotInstalled, kDependenciesChosen, kRegistered,
+                     Renumbered(Joined(kFinalOpened, kKeloConfigured,
+                                       R"(ChangeServiceConfig2W("service#1", 1, )"
+                                       R"({"lpDescription":"Kelo Toolkit Service"}) = 0)",
+                                       kStarted, kInstalled),
+                                2, 1)));
+}
+
+TEST(InstallTkService, FailedStartIsLoggedAndIsNoFailure)
+{
+    ExpectRun(Install(ToolkitMachine(R"({"services": {"tcsd_x86": null}})")), "0",
+              Joined(kNotInstalled, kDependenciesChosen, kRegistered,
+                     Renumbered(Joined(kFinalOpened, kKeloConfigured, kDescribed,
+                                       R"(StartServiceW("service#1", 0, null) = 0)",
+                                       "log: InstallTkService failed to start the KlPCR Service 1075", kInstalled),
+                                2, 1)));
+}
+
+TEST(InstallTkService, DirectoryIsUsedAsItStands)
+{
+    for (const auto& [directory, program] : std::initializer_list<std::pair<const char*, const char*>>{
+             {R"(C:\Toolkit\)", R"("C:\\Toolkit\\\\KlPCR.exe")"},
+             {"", R"("\\KlPCR.exe")"},
+             {R"(C:\Schlüssel)", R"("C:\\Schlüssel\\KlPCR.exe")"},
+         })
+    {
+        // On the code page 1252; arguments reach the function as they are.
+        std::string ansi = directory;
+        if (const std::size_t umlaut = ansi.find("ü"); umlaut != std::string::npos)
+            ansi.replace(umlaut, 2, "\xFC");
+        const SimulatedRun run = CallFunction(ToolkitMachine(), "InstallTkService", {"KELO", ansi});
+        const auto call = std::find_if(run.script.begin(), run.script.end(),
+                                       [](const std::string& line) { return line.starts_with("CreateProcessW"); });
+        ASSERT_NE(call, run.script.end());
+        EXPECT_TRUE(call->starts_with(std::string("CreateProcessW(") + program + R"(, "-Service", )")) << *call;
+    }
+}
+
+// ---- Removal ------------------------------------------------------------------------------------------------------
+
+SimulatedRun UnInstall(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "UnInstallTkService", {}, options);
+}
+
+constexpr char kEnter[] = "log: UnInstallTkService - Enter";
+
+// The lookup of the program's path, with handles of its own. The path's configuration is `path`.
+Script LookedUp(const char* path = R"("C:\Toolkit\KlPCR.exe" -Service)")
+{
+    const std::size_t size = 64 + 2 * (std::string(path).size() + std::string("LocalSystemKlPCR").size() + 5);
+    return Renumbered({kOpenManager, OpenService("KlPCR", 1),
+                       fmt::format(R"(QueryServiceConfigW("service#1", 4096) = 1 pcbBytesNeeded:{} lpServiceConfig:)"
+                                   R"({{"dwServiceType":16,"dwStartType":3,"dwErrorControl":1,"lpBinaryPathName":{},)"
+                                   R"("lpLoadOrderGroup":"","dwTagId":0,"lpDependencies":[],)"
+                                   R"("lpServiceStartName":"LocalSystem","lpDisplayName":"KlPCR"}})",
+                                   size, Json(path).dump()),
+                       kCloseService, kCloseManager},
+                      2, 2);
+}
+
+constexpr char kNoPath[] = "log: UnInstallTkService - failed to get path to KlPCR Service";
+const Script kOpened = {kEnter, kOpenManager, kOpenForAll};
+const Script kStoppedAlready = {kStopBegins, QueryStatusEx(kStopped), SendRefusedStop(kStopped)};
+
+// The unregistration run of what is taken for the program; a directory cannot be run.
+Script Unregistered(const std::string& program = R"(C:\Toolkit)")
+{
+    return {"log: UnInstallTkService - unregister the service",
+            fmt::format(R"(CreateProcessW({}, "-UnregServer", null, null, 0, 134217728, null, null, )"
+                        R"({{"cb":104,"dwFlags":0}}) = 0)",
+                        Json(program).dump()),
+            "log: UnInstallTkService - Unregisted the COM portion of the service"};
+}
+
+constexpr char kNotUnregistered[] = "log: UnInstallTkService - failed to stop KlPCR Service, can't fully uninstall";
+const Script kDeleted =
+    Joined(R"(DeleteService("service#1") = 1)", "log: UnInstallTkService - Deleted KlPCR Service from SCM", kCloseBoth,
+           "log: UnInstallTkService - completed");
+
+bool IsGone(const SimulatedRun& run)
+{
+    return run.After().services.Find("KlPCR") == nullptr;
+}
+
+TEST(UnInstallTkService, AbsentServiceIsAFailure)
+{
+    ExpectRun(UnInstall(ToolkitMachine()), "-1",
+              {kEnter, kOpenManager, kNotOpened, "log: UnInstallTkService - failed to open the KlPCR Service! 1060",
+               kCloseManager});
+}
+
+TEST(UnInstallTkService, ManagerThatCannotBeOpenedIsAFailure)
+{
+    ExpectRun(UnInstall(MachineWithService("{}"), {.faults = {"OpenSCManagerW=5"}}), "-1",
+              {kEnter, kManagerRefused, "log: UnInstallTkService - failed to open the SCM. 5"});
+}
+
+TEST(UnInstallTkService, RunningServiceIsStoppedUnregisteredAndDeleted)
+{
+    const SimulatedRun run = UnInstall(MachineWithService(R"({
+        "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"));
+    ExpectRun(run, "0",
+              Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(kStopped), Unregistered(),
+                     kDeleted));
+    EXPECT_TRUE(IsGone(run));
+}
+
+TEST(UnInstallTkService, SlowStopIsWaitedFor)
+{
+    const SimulatedRun run = UnInstall(MachineWithService(R"({
+        "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 15000},
+                                                  {"afterMs": 29999, "state": "stopped"}]}})"));
+    const ReportedStatus pending = WithHint(kStopPending, 15000);
+    ExpectRun(run, "0",
+              Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(pending), "Sleep(15000)",
+                     QueryStatusEx(pending), "GetTickCount() = 615000", "Sleep(15000)", QueryStatusEx(kStopped),
+                     Unregistered(), kDeleted));
+    EXPECT_TRUE(IsGone(run));
+}
+
+TEST(UnInstallTkService, StoppedServiceIsUnregisteredAndDeleted)
+{
+    const SimulatedRun run = UnInstall(MachineWithService("{}"));
+    ExpectRun(run, "0", Joined(kOpened, LookedUp(), kStoppedAlready, Unregistered(), kDeleted));
+    EXPECT_TRUE(IsGone(run));
+}
+
+TEST(UnInstallTkService, PendingStopThatEndsIsNotUnregisteredButDeleted)
+{
+    const SimulatedRun run = UnInstall(MachineWithService(
+        R"({"state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 500, "state": "stopped"}]})"));
+    ExpectRun(run, "0",
+              Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(WithHint(kStopPending, 1000)),
+                     R"(printf("Service stop pending...\n") = 24)", "Sleep(1000)", QueryStatusEx(kStopped),
+                     "log: Service stopped successfully.", kNotUnregistered, kDeleted));
+    EXPECT_TRUE(IsGone(run));
+}
+
+TEST(UnInstallTkService, ServiceThatDoesNotStopIsNotUnregisteredButDeleted)
+{
+    const ReportedStatus running{.state = 4, .controls = 0, .waitHint = 10000};
+    Script script = Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(running), SendRefusedStop(running));
+    for (const int tick : {610000, 620000, 630000, 640000})
+        script = Joined(script, "Sleep(10000)", QueryStatusEx(running), fmt::format("GetTickCount() = {}", tick));
+    const SimulatedRun run =
+        UnInstall(MachineWithService(R"({"state": "running", "controlsAccepted": 0, "waitHint": 10000})"));
+    ExpectRun(run, "0", Joined(script, "log: Wait timed out", kNotUnregistered, kDeleted));
+    // Windows keeps a running service to its end.
+    EXPECT_TRUE(ServiceOf(run).isMarkedForDeletion);
+}
+
+TEST(UnInstallTkService, ServiceThatIsStillStartingIsNotToldAgainToStop)
+{
+    const ReportedStatus starting = WithHint(kStartPending, 20000);
+    const SimulatedRun run = UnInstall(MachineWithService(
+        R"({"state": "startPending", "waitHint": 20000, "states": [{"afterMs": 5000, "state": "running"}]})"));
+    Script script = Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(starting), SendRefusedStop(starting),
+                           "Sleep(20000)", QueryStatusEx(kRunning), "GetTickCount() = 620000");
+    // Without a wait hint it is then looked at without a pause.
+    for (int tick = 620001; tick <= 630001; ++tick)
+        script.insert(script.end(), {"Sleep(0)", QueryStatusEx(kRunning), fmt::format("GetTickCount() = {}", tick)});
+    ExpectRun(run, "0", Joined(script, "log: Wait timed out", kNotUnregistered, kDeleted));
+}
+
+TEST(UnInstallTkService, TheDirectoryOfTheConfiguredPathStandsForTheProgram)
+{
+    struct Row
+    {
+        const char* path;
+        const char* program;
+    };
+    constexpr Row kRows[] = {
+        {R"("C:\Toolkit\KlPCR.exe" -Service)", R"(C:\Toolkit)"},
+        {R"(C:\Toolkit\KlPCR.exe -Service)", R"(:\Toolkit)"},
+        {R"("C:\Nowhere\KlPCR.exe")", R"(C:\Nowhere)"},
+    };
+    for (const Row& row : kRows)
+    {
+        Json service = {{"binaryPath", row.path}};
+        ExpectRun(UnInstall(MachineWithService(service.dump().c_str())), "0",
+                  Joined(kOpened, LookedUp(row.path), kStoppedAlready, Unregistered(row.program), kDeleted));
+    }
+}
+
+TEST(UnInstallTkService, WithoutAPathTheRunHasAnEmptyName)
+{
+    constexpr char kNoBackslash[] = "KlPCR.exe";
+    ExpectRun(UnInstall(MachineWithService(R"({"binaryPath": "KlPCR.exe"})")), "0",
+              Joined(kOpened, LookedUp(kNoBackslash), kNoPath, kStoppedAlready, Unregistered(""), kDeleted));
+}
+
+TEST(UnInstallTkService, EachFailureOfTheLookupIsOneLine)
+{
+    for (const char* fault : {"OpenSCManagerW#2=5", "OpenServiceW#2=5", "LocalAlloc=8", "QueryServiceConfigW=122"})
+    {
+        SCOPED_TRACE(fault);
+        const SimulatedRun run = UnInstall(MachineWithService("{}"), {.faults = {fault}});
+        EXPECT_EQ(run.result, "0");
+        EXPECT_EQ(run.log, LogOf(Joined(kOpened, kNoPath, Unregistered(""), kDeleted)));
+        EXPECT_EQ(CountOf("WaitForSingleObject", run.script), 0u);
+        EXPECT_TRUE(IsGone(run));
+    }
+}
+
+TEST(UnInstallTkService, UnregistrationIsWaitedForWithoutALimit)
+{
+    // What is behind the last backslash is empty here, so that the program itself is run.
+    const char* path = R"("C:\Toolkit\KlPCR.exe\")";
+    winsim::Machine machine = MachineWithService(Json{{"binaryPath", path}}.dump().c_str());
+    Json description = machine.ToJson();
+    description["programs"][R"(C:\Toolkit\KlPCR.exe)"]["runs"] =
+        Json::parse(R"([{"arguments": "-UnregServer", "runMs": 7200000, "exitCode": 3}])");
+    const SimulatedRun run = UnInstall(winsim::Machine::FromJson(description));
+    ExpectRun(
+        run, "0",
+        Joined(kOpened, LookedUp(path), kStoppedAlready, "log: UnInstallTkService - unregister the service",
+               R"(CreateProcessW("C:\\Toolkit\\KlPCR.exe", "-UnregServer", null, null, 0, 134217728, null, null, )"
+               R"({"cb":104,"dwFlags":0}) = 1 lpProcessInformation:{"hProcess":"process#1","hThread":"thread#1",)"
+               R"("dwProcessId":4312,"dwThreadId":4313})",
+               R"(WaitForSingleObject("process#1", 4294967295) = 0)", R"(CloseHandle("process#1") = 1)",
+               R"(CloseHandle("thread#1") = 1)", "log: UnInstallTkService - Unregisted the COM portion of the service",
+               kDeleted));
+    EXPECT_EQ(run.outcome.clockMs, 7200000u);
+}
+
+TEST(UnInstallTkService, ServiceThatItsProgramDeletedCannotBeDeletedAgain)
+{
+    winsim::Machine machine = MachineWithService(Json{{"binaryPath", R"("C:\Toolkit\KlPCR.exe\")"}}.dump().c_str());
+    Json description = machine.ToJson();
+    description["programs"][R"(C:\Toolkit\KlPCR.exe)"]["runs"] =
+        Json::parse(R"([{"arguments": "-UnregServer", "effects": {"services": {"KlPCR": null}}}])");
+    const SimulatedRun run = UnInstall(winsim::Machine::FromJson(description));
+    EXPECT_EQ(run.result, "0");
+    EXPECT_EQ(run.log,
+              (Script{"UnInstallTkService - Enter", "UnInstallTkService - unregister the service",
+                      "UnInstallTkService - Unregisted the COM portion of the service",
+                      "UnInstallTkService - failed to delete the service 1072", "UnInstallTkService - completed"}));
+    EXPECT_TRUE(IsGone(run));
+}
+
+TEST(UnInstallTkService, FailedDeletionIsLoggedWithItsErrorAndIsNoFailure)
+{
+    const SimulatedRun run = UnInstall(MachineWithService("{}"), {.faults = {"DeleteService=5"}});
+    ExpectRun(run, "0",
+              Joined(kOpened, LookedUp(), kStoppedAlready, Unregistered(), R"(DeleteService("service#1") = 0)",
+                     "log: UnInstallTkService - failed to delete the service 5", kCloseBoth,
+                     "log: UnInstallTkService - completed"));
+    EXPECT_FALSE(IsGone(run));
+}
+
+TEST(UnInstallTkService, UndoesTheInstallation)
+{
+    winsim::Machine machine = Install(ToolkitMachine()).After();
+    machine.Advance(1000);
+    const SimulatedRun run = UnInstall(machine);
+    EXPECT_EQ(run.result, "0");
+    EXPECT_TRUE(IsGone(run));
+    EXPECT_EQ(run.After().services, ToolkitMachine().services);
+}
+
+} // namespace
