@@ -1,5 +1,5 @@
 // Proves when the task library is asked to make or remove the auto-enrollment tasks, and what becomes of its answers.
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>

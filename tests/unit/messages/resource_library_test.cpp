@@ -1,7 +1,7 @@
 // Proves which resource library each language of the user interface gets.
 #include "tests/unit/messages/toolkit_machine.h"
 
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Proves which text each result code leaves for the installer, and that nothing but the text depends on failures.
 #include "tests/unit/messages/toolkit_machine.h"
 
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

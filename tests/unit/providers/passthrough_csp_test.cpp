@@ -1,5 +1,5 @@
 // Proves which provider the pass-through CSP is given, and what becomes of a registry that refuses.
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>
