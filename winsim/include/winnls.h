@@ -10,7 +10,6 @@ using LCTYPE = DWORD;
 inline constexpr LCTYPE LOCALE_ILANGUAGE = 0x00000001;
 inline constexpr LCTYPE LOCALE_SISO639LANGNAME = 0x00000059;
 inline constexpr WORD SORT_DEFAULT = 0x0;
-inline constexpr LONG ERROR_INVALID_FLAGS = 1004;
 
 constexpr LCID MAKELCID(LANGID language, WORD sortId)
 {
