@@ -108,7 +108,7 @@ function(native_tests group)
     target_link_libraries(${group}_tests PRIVATE test_support)
     target_compile_options(${group}_tests PRIVATE ${KELO_WARNINGS})
     target_precompile_headers(${group}_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
-    add_dependencies(${group}_tests kelo_test_program kelo_library)
+    add_dependencies(${group}_tests kelo-rehearse kelo_test_program kelo_library)
     gtest_discover_tests(${group}_tests TEST_PREFIX ${group}. PROPERTIES LABELS ${group} DISCOVERY_MODE PRE_TEST)
 endfunction()
 
