@@ -63,15 +63,17 @@ DWORD Register(const wchar_t* provider)
         library, "BCryptRegisterProvider", " Failed to GetProcAddress for BCryptRegisterProvider");
     const auto addContextFunction = FindCngFunction<AddContextFunctionProviderFunction>(
         library, "BCryptAddContextFunctionProvider", " Failed to GetProcAddress for BCryptAddContextFunctionProvider");
-    if (registerProvider == nullptr || addContextFunction == nullptr)
+    if (registerProvider == nullptr)
         return kCannotCall;
-
     NTSTATUS status = registerProvider(provider, kKeepExisting, &g_registration);
     if (status != 0)
     {
         WriteLog(g_providersLog, "BCryptRegisterProvider failed with error code 0x%08x\n", status);
         return static_cast<DWORD>(status);
     }
+    // A missing second function is meant to be found out only here.
+    if (addContextFunction == nullptr)
+        return kCannotCall;
     // At the bottom: the providers never take precedence over the system's own.
     status = addContextFunction(CRYPT_LOCAL, nullptr, NCRYPT_KEY_STORAGE_INTERFACE, g_function, provider,
                                 CRYPT_PRIORITY_BOTTOM);
@@ -91,15 +93,16 @@ DWORD Unregister(const wchar_t* provider)
     const auto removeContextFunction = FindCngFunction<RemoveContextFunctionProviderFunction>(
         library, "BCryptRemoveContextFunctionProvider",
         " Failed to GetProcAddress for BCryptRemoveContextFunctionProvider");
-    if (unregisterProvider == nullptr || removeContextFunction == nullptr)
+    if (removeContextFunction == nullptr)
         return kCannotCall;
-
     NTSTATUS status = removeContextFunction(CRYPT_LOCAL, nullptr, NCRYPT_KEY_STORAGE_INTERFACE, g_function, provider);
     if (status != 0)
     {
         WriteLog(g_providersLog, "BCryptRemoveContextFunctionProvider failed with error code 0x%08x\n", status);
         return static_cast<DWORD>(status);
     }
+    if (unregisterProvider == nullptr)
+        return kCannotCall;
     status = unregisterProvider(provider);
     if (status != 0)
         WriteLog(g_providersLog, "BCryptUnregisterProvider failed with error code 0x%08x\n", status);

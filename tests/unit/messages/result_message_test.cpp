@@ -2,6 +2,7 @@
 #include "tests/unit/messages/toolkit_machine.h"
 
 #include "tests/support/expected_script.h"
+#include "tests/support/version_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -104,19 +105,14 @@ TEST(PublishResultMessage, ALaterFailureReplacesAnEarlierText)
 }
 
 // What is asked of Windows for the language and the library, in English on a current Windows.
-const Script kLoadEnglish{
-    "VerSetConditionMask(0, 2, 3) = 24",
-    "VerSetConditionMask(24, 1, 3) = 27",
-    "VerSetConditionMask(27, 32, 3) = 98331",
-    R"(VerifyVersionInfoW({"dwOSVersionInfoSize":284,"dwMajorVersion":5,"dwMinorVersion":2,"wServicePackMajor":0}, 3, )"
-    "98331) = 1",
+const Script kLoadEnglish = Joined(AskForVersion(5, 2, true), Script{
     R"(LoadLibraryA("kernel32.dll") = "library#1")",
     R"(GetProcAddress("library#1", "GetThreadUILanguage") = "kernel32.dll!GetThreadUILanguage")",
     "GetThreadUILanguage() = 1033",
     R"(FreeLibrary("library#1") = 1)",
     R"(GetLocaleInfoA(1033, 89, 3) = 3 lpLCData:"en")",
     R"(LoadLibraryA("Internationalization_en.dll") = "library#2")",
-};
+});
 
 const Script kOpenInstallerKey{
     R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Installer", 0, null, 0, 983103, null) = 0 )"

@@ -72,7 +72,7 @@ Json MachineWithPassword()
         {.data = std::string("/INFO=i /PASSWORD=") + kPassword + " /CAPTION=c", .verifyCode = -5, .changeCode = -8});
     // A described run may be told by the password, too.
     Json& runs = machine["programs"][kToolPath]["runs"];
-    runs.insert(runs.begin() + 1, {{"arguments", std::string("/P:\"") + kPassword + "\" /Y"}, {"exitCode", 0}});
+    runs.insert(runs.begin() + 1, Json{{"arguments", std::string("/P:\"") + kPassword + "\" /Y"}, {"exitCode", 0}});
     return machine;
 }
 
