@@ -123,7 +123,7 @@ BOOL WINAPI AllocateAndInitializeSid(PSID_IDENTIFIER_AUTHORITY pIdentifierAuthor
         return call.Fail(FALSE, ERROR_INVALID_SID);
 
     std::vector<std::uint8_t> bytes{1, nSubAuthorityCount};
-    bytes.insert(bytes.end(), std::begin(pIdentifierAuthority->Value), std::end(pIdentifierAuthority->Value));
+    winsim::Append(bytes, pIdentifierAuthority->Value, sizeof pIdentifierAuthority->Value);
     winsim::Append(bytes, subAuthorities, nSubAuthorityCount * sizeof(DWORD));
     *pSid = Simulation::Current().handles.Allocate(winsim::kSid, bytes.size());
     std::memcpy(*pSid, bytes.data(), bytes.size());

@@ -1,5 +1,5 @@
 // Proves when the task library is asked to make or remove the auto-enrollment tasks, and what becomes of its answers.
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>
@@ -19,7 +19,8 @@ using winsim::Json;
 
 constexpr char kKey[] = R"(HKLM\SOFTWARE\Kelo Systems Corp\Common)";
 
-constexpr char kNotWanted[] = "*** InstallAutoEnrollmentTasks(): Failed to open registry Auto-Enroll Tasks not installed";
+constexpr char kNotWanted[] =
+    "*** InstallAutoEnrollmentTasks(): Failed to open registry Auto-Enroll Tasks not installed";
 constexpr char kNoPathToInstall[] =
     "*** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't create Auto-Enroll Tasks";
 constexpr char kNoLibraryToInstall[] = "*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library <x>.dll "
@@ -106,11 +107,10 @@ const Script kReadWanted{
 
 Script ReadPath(int ordinal)
 {
-    return {
-        fmt::format(R"(RegQueryValueExA("key#{}", "Installation Path", null, 0) = 0 lpType:1 lpcbData:8)", ordinal),
-        fmt::format(
-            R"(RegQueryValueExA("key#{}", "Installation Path", null, 8) = 0 lpType:1 lpcbData:8 lpData:"C:\\Kelo")",
-            ordinal)};
+    return {fmt::format(R"(RegQueryValueExA("key#{}", "Installation Path", null, 0) = 0 lpType:1 lpcbData:8)", ordinal),
+            fmt::format(
+                R"(RegQueryValueExA("key#{}", "Installation Path", null, 8) = 0 lpType:1 lpcbData:8 lpData:"C:\\Kelo")",
+                ordinal)};
 }
 
 const Script kLoad{R"(LoadLibraryA("C:\\Kelo\\CertJobPlanner.dll") = "library#1")"};
@@ -129,9 +129,8 @@ Script CallExport(const std::string& name, int result)
 // From the first probe to the loaded library.
 Script InstallBeginning()
 {
-    return Joined(
-        {kProbe, OpenKey(1), kReadWanted, CloseKey(1), OpenKey(2), ReadPath(2), CloseKey(2), kLoad,
-         LookUp("AreTasksInstalled"), LookUp("InstallAutoEnrollmentTasks")});
+    return Joined({kProbe, OpenKey(1), kReadWanted, CloseKey(1), OpenKey(2), ReadPath(2), CloseKey(2), kLoad,
+                   LookUp("AreTasksInstalled"), LookUp("InstallAutoEnrollmentTasks")});
 }
 
 // ---- Installing ----
@@ -140,11 +139,11 @@ TEST(InstallAutoEnrollmentTasks, AsksTheTaskLibraryOnceAndUnloadsIt)
 {
     const SimulatedRun run = Install(MachineWith({}));
     Expect(run, "0", {kInstalled});
-    EXPECT_THAT(run.script,
-                ElementsAreArray(Joined({InstallBeginning(), CallExport("AreTasksInstalled", 0),
-                                         CallExport("InstallAutoEnrollmentTasks", 0),
-                                         {std::string("log: ") + kInstalled},
-                                         kFree})));
+    EXPECT_THAT(run.script, ElementsAreArray(Joined({InstallBeginning(),
+                                                     CallExport("AreTasksInstalled", 0),
+                                                     CallExport("InstallAutoEnrollmentTasks", 0),
+                                                     {std::string("log: ") + kInstalled},
+                                                     kFree})));
 }
 
 TEST(InstallAutoEnrollmentTasks, TasksThatAreThereAreLeftAlone)
@@ -184,7 +183,7 @@ TEST(InstallAutoEnrollmentTasks, IsSkippedInA32BitProcessOn64BitWindows)
     const Script line{"log: InstallAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!"};
     Expect(run, "0", LogOf(line));
     EXPECT_THAT(run.script, ElementsAreArray(Joined({{kProbe[0], R"(IsWow64Process("process#current") = 1 )"
-                                                                  "Wow64Process:1"},
+                                                                 "Wow64Process:1"},
                                                      line})));
 }
 
@@ -197,9 +196,8 @@ TEST(InstallAutoEnrollmentTasks, AProbeThatFailsIsLoggedAndTakenForNo)
 TEST(InstallAutoEnrollmentTasks, WithoutTheKeyNothingIsWanted)
 {
     const SimulatedRun run = Install(MachineOf("{}"));
-    const Script steps{
-        R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp\\Common", 0, 131097) = 2)",
-        std::string("log: ") + kNotWanted};
+    const Script steps{R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp\\Common", 0, 131097) = 2)",
+                       std::string("log: ") + kNotWanted};
     Expect(run, "0", {kNotWanted});
     EXPECT_THAT(run.script, ElementsAreArray(Joined({kProbe, steps})));
 }
@@ -211,11 +209,11 @@ TEST(InstallAutoEnrollmentTasks, AKeyThatCannotBeOpenedIsNoKey)
 
 TEST(InstallAutoEnrollmentTasks, AWishOfAnotherTypeOrSizeIsNone)
 {
-    for (const char* wanted : {R"(null)", R"("1")", R"("")", R"({"type": "REG_BINARY", "hex": "01000000"})",
-                               R"({"type": "REG_QWORD", "hex": "0100000000000000"})",
-                               R"({"type": "REG_NONE", "hex": "01000000"})", R"({"type": "REG_EXPAND_SZ", "text": "1"})",
-                               R"({"type": "REG_DWORD", "hex": ""})", R"({"type": "REG_DWORD", "hex": "0100"})",
-                               R"({"type": "REG_DWORD", "hex": "0100000000"})"})
+    for (const char* wanted :
+         {R"(null)", R"("1")", R"("")", R"({"type": "REG_BINARY", "hex": "01000000"})",
+          R"({"type": "REG_QWORD", "hex": "0100000000000000"})", R"({"type": "REG_NONE", "hex": "01000000"})",
+          R"({"type": "REG_EXPAND_SZ", "text": "1"})", R"({"type": "REG_DWORD", "hex": ""})",
+          R"({"type": "REG_DWORD", "hex": "0100"})", R"({"type": "REG_DWORD", "hex": "0100000000"})"})
     {
         SCOPED_TRACE(wanted);
         Expect(Install(MachineWith({.wanted = Json::parse(wanted)})), "0", {kNotWanted});
@@ -233,13 +231,14 @@ TEST(InstallAutoEnrollmentTasks, AWishOfZeroIsARefusal)
     const Script refused{"log: *** InstallAutoEnrollmentTasks(): Don't install Auto-Enroll Tasks regValue "
                          "'KlAutoEnrollInstalled' = 0"};
     Expect(run, "0", LogOf(refused));
-    EXPECT_THAT(run.script,
-                ElementsAreArray(Joined(
-                    {kProbe,
-                     OpenKey(1),
-                     {R"(RegQueryValueExA("key#1", "KlAutoEnrollInstalled", null, 4) = 0 lpType:4 lpcbData:4 lpData:0)"},
-                     refused,
-                     CloseKey(1)})));
+    EXPECT_THAT(
+        run.script,
+        ElementsAreArray(
+            Joined({kProbe,
+                    OpenKey(1),
+                    {R"(RegQueryValueExA("key#1", "KlAutoEnrollInstalled", null, 4) = 0 lpType:4 lpcbData:4 lpData:0)"},
+                    refused,
+                    CloseKey(1)})));
 }
 
 TEST(InstallAutoEnrollmentTasks, EveryOtherNumberIsAWish)
@@ -374,10 +373,9 @@ TEST(RemoveAutoEnrollmentTasks, AsksTheTaskLibraryWithoutALineAndUnloadsIt)
 {
     const SimulatedRun run = Remove(MachineWith({}));
     Expect(run, "0", {});
-    EXPECT_THAT(run.script,
-                ElementsAreArray(Joined({kProbe, OpenKey(1), ReadPath(1), CloseKey(1), kLoad,
-                                         LookUp("RemoveAutoEnrollmentTasks"),
-                                         CallExport("RemoveAutoEnrollmentTasks", 0), kFree})));
+    EXPECT_THAT(run.script, ElementsAreArray(Joined({kProbe, OpenKey(1), ReadPath(1), CloseKey(1), kLoad,
+                                                     LookUp("RemoveAutoEnrollmentTasks"),
+                                                     CallExport("RemoveAutoEnrollmentTasks", 0), kFree})));
 }
 
 TEST(RemoveAutoEnrollmentTasks, WhatTheTaskLibraryAnswersIsNotLookedAt)

@@ -1,7 +1,7 @@
 // Proves which resource library each language of the user interface gets.
 #include "tests/unit/messages/toolkit_machine.h"
 
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -43,11 +43,10 @@ struct LanguageCase
 TEST(LoadResourceLibrary, EveryLanguageOfTheToolkitGetsItsLibrary)
 {
     constexpr LanguageCase kCases[] = {
-        {0x0407, "de"},     {0x0807, "de"}, {0x0C07, "de"}, {0x0409, "en"},    {0x0809, "en"}, {0x0C0A, "es"},
-        {0x040A, "es"},     {0x080A, "es"}, {0x040C, "fr"}, {0x0C0C, "fr"},    {0x0410, "it"}, {0x0411, "ja"},
-        {0x0412, "ko"},     {0x0413, "nl"}, {0x0813, "nl"}, {0x0414, "no"},    {0x0814, "no"}, {0x0416, "pt-BR"},
-        {0x0816, "pt"},     {0x0404, "zh-CHT"},             {0x0804, "zh-CHS"}, {0x0C04, "zh-HK"},
-        {0x1004, "zh-HK"},  {0x1404, "zh-HK"},
+        {0x0407, "de"}, {0x0807, "de"},     {0x0C07, "de"},     {0x0409, "en"},    {0x0809, "en"},    {0x0C0A, "es"},
+        {0x040A, "es"}, {0x080A, "es"},     {0x040C, "fr"},     {0x0C0C, "fr"},    {0x0410, "it"},    {0x0411, "ja"},
+        {0x0412, "ko"}, {0x0413, "nl"},     {0x0813, "nl"},     {0x0414, "no"},    {0x0814, "no"},    {0x0416, "pt-BR"},
+        {0x0816, "pt"}, {0x0404, "zh-CHT"}, {0x0804, "zh-CHS"}, {0x0C04, "zh-HK"}, {0x1004, "zh-HK"}, {0x1404, "zh-HK"},
     };
     for (const LanguageCase& c : kCases)
     {
@@ -109,12 +108,12 @@ TEST(LoadResourceLibrary, AsksForTheVariantOnlyWhereThereAreVariants)
 
 TEST(LoadResourceLibrary, AnUnknownVariantAddsNoSuffix)
 {
-    EXPECT_THAT(LibrariesTried(Load(MachineInLanguage(0x0404), "Internationalization",
-                                    {.faults = {"GetLocaleInfoA#2=87"}})),
-                ElementsAre("Internationalization_zh.dll", "Internationalization_en.dll"));
-    EXPECT_THAT(LibrariesTried(Load(MachineInLanguage(0x0416), "Internationalization",
-                                    {.faults = {"GetLocaleInfoA#2=87"}})),
-                ElementsAre("Internationalization_pt.dll"));
+    EXPECT_THAT(
+        LibrariesTried(Load(MachineInLanguage(0x0404), "Internationalization", {.faults = {"GetLocaleInfoA#2=87"}})),
+        ElementsAre("Internationalization_zh.dll", "Internationalization_en.dll"));
+    EXPECT_THAT(
+        LibrariesTried(Load(MachineInLanguage(0x0416), "Internationalization", {.faults = {"GetLocaleInfoA#2=87"}})),
+        ElementsAre("Internationalization_pt.dll"));
 }
 
 TEST(LoadResourceLibrary, ALanguageWithoutATwoLetterNameHasNoLibraryNotEvenEnglish)
@@ -145,8 +144,7 @@ TEST(LoadResourceLibrary, TheLibraryBesideTheProgramComesBeforeThoseOfWindows)
 {
     winsim::Json machine = MachineInLanguage(0x0407).ToJson();
     machine["libraries"][R"(C:\Windows\system32\Internationalization_de.dll)"]["loadError"] = 5;
-    EXPECT_THAT(LibrariesTried(Load(winsim::Machine::FromJson(machine))),
-                ElementsAre("Internationalization_de.dll"));
+    EXPECT_THAT(LibrariesTried(Load(winsim::Machine::FromJson(machine))), ElementsAre("Internationalization_de.dll"));
 }
 
 // ---- Other base names ----
@@ -154,8 +152,8 @@ TEST(LoadResourceLibrary, TheLibraryBesideTheProgramComesBeforeThoseOfWindows)
 TEST(LoadResourceLibrary, WithoutABaseNameItIsTheProgramsOwn)
 {
     const SimulatedRun run = Load(MachineInLanguage(0x0407), "(null)");
-    EXPECT_THAT(LibrariesTried(run), ElementsAre(std::string(kToolkitFolder) + "KeloCustomAction_de.dll",
-                                                 "Internationalization_en.dll"));
+    EXPECT_THAT(LibrariesTried(run),
+                ElementsAre(std::string(kToolkitFolder) + "KeloCustomAction_de.dll", "Internationalization_en.dll"));
     EXPECT_EQ(run.result, "true");
 }
 
@@ -175,10 +173,9 @@ TEST(LoadResourceLibrary, TheProgramsPathIsCutAtItsLastPeriodWhereverThatStands)
 
 TEST(LoadResourceLibrary, AProgramsPathWithoutAPeriodOrTooLongGivesNoLibrary)
 {
-    for (const SimulatedRun& run :
-         {Load(MachineWithProgramAt(R"(C:\kelo)"), "(null)"),
-          Load(MachineWithProgramAt("C:\\" + std::string(300, 'k') + ".exe"), "(null)"),
-          Load(MachineInLanguage(0x0407), "(null)", {.faults = {"GetModuleFileNameA=5"}})})
+    for (const SimulatedRun& run : {Load(MachineWithProgramAt(R"(C:\kelo)"), "(null)"),
+                                    Load(MachineWithProgramAt("C:\\" + std::string(300, 'k') + ".exe"), "(null)"),
+                                    Load(MachineInLanguage(0x0407), "(null)", {.faults = {"GetModuleFileNameA=5"}})})
     {
         EXPECT_EQ(run.result, "false");
         EXPECT_THAT(LibrariesTried(run), IsEmpty());

@@ -1,7 +1,7 @@
 // Proves which text each result code leaves for the installer, and that nothing but the text depends on failures.
 #include "tests/unit/messages/toolkit_machine.h"
 
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,11 +24,11 @@ struct CodeAndText
 
 // The codes that have a text of their own.
 constexpr CodeAndText kOwnTexts[] = {
-    {10000, 5012}, {10001, 5014}, {10010, 5031}, {10011, 5032}, {10012, 5033}, {10013, 5034}, {10014, 5035},
-    {10015, 5036}, {10016, 5037}, {10021, 5038}, {10022, 5039}, {10023, 5040}, {10024, 5041}, {10025, 5042},
-    {10026, 5043}, {10027, 5044}, {10028, 5045}, {10029, 5046}, {10030, 5047}, {10032, 5048}, {10033, 5049},
-    {10034, 5050}, {10035, 5051}, {10036, 5052}, {10037, 5053}, {10038, 5054}, {10039, 5055}, {10040, 5056},
-    {10041, 5057},
+    {10000, 5012}, {10001, 5014}, {10010, 5031}, {10011, 5032}, {10012, 5033}, {10013, 5034},
+    {10014, 5035}, {10015, 5036}, {10016, 5037}, {10021, 5038}, {10022, 5039}, {10023, 5040},
+    {10024, 5041}, {10025, 5042}, {10026, 5043}, {10027, 5044}, {10028, 5045}, {10029, 5046},
+    {10030, 5047}, {10032, 5048}, {10033, 5049}, {10034, 5050}, {10035, 5051}, {10036, 5052},
+    {10037, 5053}, {10038, 5054}, {10039, 5055}, {10040, 5056}, {10041, 5057},
 };
 
 SimulatedRun Publish(const winsim::Machine& machine, std::uint32_t code, const SimulatedRunOptions& options = {})
@@ -135,10 +135,10 @@ TEST(PublishResultMessage, LoadsOneTextAndWritesItAsTheDefaultValue)
 {
     const std::string text = EnglishText(5036);
     const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10015);
-    const Script load{R"(LoadStringA("library#2", 5036, 1024) = )" + std::to_string(text.size()) + " lpBuffer:" +
-                      Json(text).dump()};
-    EXPECT_THAT(run.script, ElementsAreArray(Joined({kLoadEnglish, load, kOpenInstallerKey, WriteText(text),
-                                                     kCloseInstallerKey})));
+    const Script load{R"(LoadStringA("library#2", 5036, 1024) = )" + std::to_string(text.size()) +
+                      " lpBuffer:" + Json(text).dump()};
+    EXPECT_THAT(run.script,
+                ElementsAreArray(Joined({kLoadEnglish, load, kOpenInstallerKey, WriteText(text), kCloseInstallerKey})));
 }
 
 TEST(PublishResultMessage, TheGenericTextIsExpandedAsAMessage)
@@ -146,12 +146,12 @@ TEST(PublishResultMessage, TheGenericTextIsExpandedAsAMessage)
     const std::string text = EnglishText(5058);
     const std::string expanded = GenericText("10002");
     const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10002);
-    const Script steps{R"(LoadStringA("library#2", 5058, 1024) = )" + std::to_string(text.size()) + " lpBuffer:" +
-                           Json(text).dump(),
-                       "FormatMessageA(9216, " + Json(text).dump() + ", 0, 0, 1024) = " +
-                           std::to_string(expanded.size()) + " lpBuffer:" + Json(expanded).dump()};
-    EXPECT_THAT(run.script, ElementsAreArray(Joined({kLoadEnglish, steps, kOpenInstallerKey, WriteText(expanded),
-                                                     kCloseInstallerKey})));
+    const Script steps{R"(LoadStringA("library#2", 5058, 1024) = )" + std::to_string(text.size()) +
+                           " lpBuffer:" + Json(text).dump(),
+                       "FormatMessageA(9216, " + Json(text).dump() +
+                           ", 0, 0, 1024) = " + std::to_string(expanded.size()) + " lpBuffer:" + Json(expanded).dump()};
+    EXPECT_THAT(run.script, ElementsAreArray(Joined(
+                                {kLoadEnglish, steps, kOpenInstallerKey, WriteText(expanded), kCloseInstallerKey})));
 }
 
 TEST(PublishResultMessage, WithoutAnyLibraryTheTextIsEmpty)
@@ -217,9 +217,8 @@ TEST(PublishResultMessage, ATextFillsTheBufferAndNoMore)
 
 TEST(PublishResultMessage, EveryFailureOfWindowsStillEndsInTheSameResult)
 {
-    for (const char* fault :
-         {"RegCreateKeyExA=5", "RegSetValueExA=5", "LoadLibraryA=126", "LoadStringA=1814", "FormatMessageA=8",
-          "GetLocaleInfoA=87", "GetProcAddress=127", "VerifyVersionInfoW=87"})
+    for (const char* fault : {"RegCreateKeyExA=5", "RegSetValueExA=5", "LoadLibraryA=126", "LoadStringA=1814",
+                              "FormatMessageA=8", "GetLocaleInfoA=87", "GetProcAddress=127", "VerifyVersionInfoW=87"})
     {
         const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10002, {.faults = {fault}});
         EXPECT_EQ(run.result, "1603") << fault;
@@ -243,10 +242,10 @@ struct LanguageCase
 };
 
 constexpr LanguageCase kLanguages[] = {
-    {0x0407, 1252, "de"}, {0x0409, 1252, "en"},     {0x0C0A, 1252, "es"},    {0x040C, 1252, "fr"},
-    {0x0410, 1252, "it"}, {0x0411, 932, "ja"},      {0x0412, 949, "ko"},     {0x0413, 1252, "nl"},
-    {0x0414, 1252, "no"}, {0x0814, 1252, "no"},     {0x0416, 1252, "pt-BR"}, {0x0816, 1252, "pt"},
-    {0x0804, 936, "zh-CHS"}, {0x0404, 950, "zh-CHT"}, {0x0C04, 950, "zh-HK"}, {0x1404, 950, "zh-HK"},
+    {0x0407, 1252, "de"},    {0x0409, 1252, "en"},    {0x0C0A, 1252, "es"},    {0x040C, 1252, "fr"},
+    {0x0410, 1252, "it"},    {0x0411, 932, "ja"},     {0x0412, 949, "ko"},     {0x0413, 1252, "nl"},
+    {0x0414, 1252, "no"},    {0x0814, 1252, "no"},    {0x0416, 1252, "pt-BR"}, {0x0816, 1252, "pt"},
+    {0x0804, 936, "zh-CHS"}, {0x0404, 950, "zh-CHT"}, {0x0C04, 950, "zh-HK"},  {0x1404, 950, "zh-HK"},
     {0x1004, 936, "zh-HK"},
 };
 
@@ -268,7 +267,8 @@ TEST(PublishResultMessage, LeavesTheTextOfTheUsersLanguage)
 
 TEST(PublishResultMessage, AUserWithoutALibraryReadsEnglish)
 {
-    for (const std::uint16_t language : {0x0419, 0x0415, 0x041D, 0x0406, 0x040B, 0x0405, 0x040E, 0x041F, 0x0401, 0x040D})
+    for (const std::uint16_t language :
+         {0x0419, 0x0415, 0x041D, 0x0406, 0x040B, 0x0405, 0x040E, 0x041F, 0x0401, 0x040D})
         EXPECT_EQ(MessageLeft(Publish(MachineInLanguage(language), 10015).After()), EnglishText(5036)) << language;
 }
 

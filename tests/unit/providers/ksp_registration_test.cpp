@@ -384,7 +384,7 @@ INSTANTIATE_TEST_SUITE_P(Each, KspStep,
                                               "BCryptRemoveContextFunctionProvider"},
                                          Step{"UnregisterStrongAuthKsp", kStrongAuth, false, "BCryptUnregisterProvider",
                                               "BCryptRemoveContextFunctionProvider"}),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST_P(KspStep, BothCallsSucceed)
 {

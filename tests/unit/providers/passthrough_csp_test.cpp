@@ -1,5 +1,5 @@
 // Proves which provider the pass-through CSP is given, and what becomes of a registry that refuses.
-#include "tests/support/script.h"
+#include "tests/support/expected_script.h"
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>
@@ -81,9 +81,10 @@ TEST(SetPassthroughCsp, OpensEachKeyToReadItAndClosesIt)
         expected.push_back(OpenProvider(provider, "2"));
     expected.push_back(OpenProvider(kProviders[4], R"(0 phkResult:"key#1")"));
     expected.push_back(R"(RegCloseKey("key#1") = 0)");
-    expected.push_back(R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", )"
-                       R"("SOFTWARE\\Kelo Systems Corp.\\Keystead CSP Persistent\\CAPI", 0, null, 0, 983103, null) = 0 )"
-                       R"(lpdwDisposition:1 phkResult:"key#2")");
+    expected.push_back(
+        R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", )"
+        R"("SOFTWARE\\Kelo Systems Corp.\\Keystead CSP Persistent\\CAPI", 0, null, 0, 983103, null) = 0 )"
+        R"(lpdwDisposition:1 phkResult:"key#2")");
     expected.push_back(R"(RegSetValueExA("key#2", "PassthroughCSP", 0, 1, )"
                        R"("Microsoft Base Cryptographic Provider v1.0", 43) = 0)");
     expected.push_back(R"(RegCloseKey("key#2") = 0)");

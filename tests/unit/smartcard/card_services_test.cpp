@@ -103,7 +103,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Each, CardService, testing::ValuesIn(kOperations),
-                         [](const auto& info) { return std::string(info.param.service); });
+                         [](const auto& test) { return std::string(test.param.service); });
 
 TEST_P(CardService, AStoppedServiceOnDemandBecomesAutomaticAndIsStarted)
 {
