@@ -118,3 +118,8 @@ include(cmake/e2e.cmake)
 include(cmake/style.cmake)
 include(cmake/conformance.cmake)
 include(cmake/bench.cmake)
+
+# The described machines, their schema and their document.
+add_test(NAME unit.machine_schema
+    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/machine_schema_test.py ${PROJECT_SOURCE_DIR})
+set_tests_properties(unit.machine_schema PROPERTIES LABELS unit)

@@ -75,7 +75,8 @@ Machine RichMachine()
                     "Odd": {"type": "REG_DWORD", "hex": "0102"},
                     "Large": {"type": "REG_QWORD", "number": 5000000000},
                     "Nothing": {"type": "REG_NONE"},
-                    "Unheard": {"type": 200, "hex": "01"}
+                    "Unheard": {"type": 200, "hex": "01"},
+                    "Changing": ["first", 2, {"type": "REG_BINARY", "hex": "03"}]
                 }
             }
         },
