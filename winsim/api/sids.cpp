@@ -21,8 +21,9 @@ constexpr BYTE kMostSubAuthorities = 8;
 template <typename Value>
 void Append(std::vector<std::uint8_t>& bytes, const Value& value, std::size_t size)
 {
-    const auto* begin = reinterpret_cast<const std::uint8_t*>(&value);
-    bytes.insert(bytes.end(), begin, begin + size);
+    const std::size_t start = bytes.size();
+    bytes.resize(start + size);
+    std::memcpy(bytes.data() + start, &value, size);
 }
 
 } // namespace

@@ -64,7 +64,8 @@ TEST(RunDriverStager, AnExitCodeIsLoggedAsASignedNumber)
 
 TEST(RunDriverStager, AToolThatEndsNeverIsWaitedForWithoutALimit)
 {
-    const SimulatedRun run = Stage(StagerIn(kFolder, R"({"neverEnds": true})"), kFolder, "x", {.mayBeEndless = true});
+    const SimulatedRun run = Stage(StagerIn(kFolder, R"({"neverEnds": true})"), kFolder, "x",
+                                   {.faults = {}, .clockBoundMs = 3600000, .mayBeEndless = true});
     EXPECT_TRUE(run.outcome.isEndless);
 }
 
@@ -98,7 +99,7 @@ TEST(RunDriverStager, ALongCommandLineIsCutInTheLogAlone)
 {
     std::string folder = "C:\\";
     for (int i = 0; i < 20; ++i)
-        folder += std::string(20, static_cast<char>('a' + i)) + "\\";
+        folder.append(20, static_cast<char>('a' + i)).append("\\");
     const std::string arguments(600, 'x');
     const SimulatedRun run = Stage(StagerIn(folder), folder, arguments);
     EXPECT_EQ(run.result, "0");
