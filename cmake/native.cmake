@@ -6,6 +6,12 @@ find_package(fmt REQUIRED)
 find_package(GTest REQUIRED)
 enable_testing()
 
+# GCC 12 sees overflows in the standard library's own moves of short texts where there are none: these three say so
+# without failing the build. The sanitizers look for the real ones.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    list(APPEND KELO_WARNINGS -Wno-error=array-bounds -Wno-error=restrict -Wno-error=stringop-overflow)
+endif()
+
 # ---- winsim: the machine and its Windows functions ----------------------------------------------------------------
 
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/plain_windows_10.json)
@@ -102,7 +108,7 @@ function(native_tests group)
     target_link_libraries(${group}_tests PRIVATE test_support)
     target_compile_options(${group}_tests PRIVATE ${KELO_WARNINGS})
     target_precompile_headers(${group}_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
-    add_dependencies(${group}_tests kelo_test_program)
+    add_dependencies(${group}_tests kelo-rehearse kelo_test_program kelo_library)
     gtest_discover_tests(${group}_tests TEST_PREFIX ${group}. PROPERTIES LABELS ${group} DISCOVERY_MODE PRE_TEST)
 endfunction()
 

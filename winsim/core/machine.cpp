@@ -58,6 +58,34 @@ const Json& PlainWindows()
     return plain;
 }
 
+// What a program, a function or a method changes is a description of its own: its nulls are for later.
+bool IsForLater(const std::string& name)
+{
+    return name == "effects";
+}
+
+// Puts a description onto the plain machine's: a JSON merge patch.
+void Merge(const Json& description, Json& whole)
+{
+    for (const auto& [name, value] : description.items())
+    {
+        if (value.is_null())
+        {
+            whole.erase(name);
+            continue;
+        }
+        Json& member = whole[name];
+        if (!value.is_object() || IsForLater(name))
+        {
+            member = value;
+            continue;
+        }
+        if (!member.is_object())
+            member = Json::object();
+        Merge(value, member);
+    }
+}
+
 // What every machine has. A description can change it but not take it away.
 constexpr const char* kFixedAreas[] = {"windows", "clock", "process"};
 
@@ -82,7 +110,7 @@ void TakeAwayMissing(const Json& plain, Json& description)
     {
         if (!description.contains(name))
             description[name] = nullptr;
-        else if (value.is_object() && description[name].is_object())
+        else if (value.is_object() && description[name].is_object() && !IsForLater(name))
             TakeAwayMissing(value, description[name]);
     }
 }
@@ -123,7 +151,7 @@ Machine Machine::FromJson(const Json& description)
     if (!description.is_object())
         throw DescriptionError("description: not an object");
     Json whole = PlainWindows();
-    whole.merge_patch(description);
+    Merge(description, whole);
     RequireFixed(whole);
 
     Machine machine;

@@ -1,5 +1,6 @@
-// The registration of the key storage providers, for tests.
+// The registration of the key storage providers and the pass-through provider, for tests.
 #include "providers/ksp_registration.h"
+#include "providers/passthrough_csp.h"
 #include "tests/unit/calls/modules.h"
 
 namespace
@@ -18,6 +19,8 @@ constexpr TestCall kCalls[] = {
     {"RegisterStrongAuthKsp", &CallOperation<&CKspRegistration::RegisterStrongAuthKsp>},
     {"UnregisterTcgKsp", &CallOperation<&CKspRegistration::UnregisterTcgKsp>},
     {"UnregisterStrongAuthKsp", &CallOperation<&CKspRegistration::UnregisterStrongAuthKsp>},
+    {"SetPassthroughCsp", [](const CallArguments& a) { return ResultText(SetPassthroughCsp(a.Number(0))); }},
+    {"SelectPassthroughCsp", [](const CallArguments&) { return ResultText(SelectPassthroughCsp()); }},
 };
 
 } // namespace

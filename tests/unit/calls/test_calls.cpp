@@ -6,8 +6,9 @@
 namespace
 {
 
-const std::span<const TestCall> kModules[] = {EntryCalls(),        LogCalls(),     PlatformCalls(), ProviderCalls(),
-                                              ProvisioningCalls(), ServiceCalls(), SmartcardCalls()};
+const std::span<const TestCall> kModules[] = {EnrollCalls(),    EntryCalls(),    LogCalls(),          MessageCalls(),
+                                              PlatformCalls(),  ProviderCalls(), ProvisioningCalls(), ServiceCalls(),
+                                              SmartcardCalls(), SrkCalls()};
 
 } // namespace
 

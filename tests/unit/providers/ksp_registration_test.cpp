@@ -56,8 +56,8 @@ std::string Free(int ordinal)
 
 std::string LookUp(int ordinal, const std::string& function, bool isThere = true)
 {
-    return "GetProcAddress(" + Library(ordinal) + ", \"" + function +
-           "\") = " + (isThere ? "\"bcrypt.dll!" + function + "\"" : "null");
+    const std::string call = "GetProcAddress(" + Library(ordinal) + ", \"" + function + "\")";
+    return isThere ? call + " = \"bcrypt.dll!" + function + "\"" : call;
 }
 
 std::string RegisterProvider(const std::string& provider, const std::string& status = "0")
@@ -232,10 +232,10 @@ TEST(RegisterKsps, ANameCollisionOfTheFunctionCountsAsRegisteredToo)
 
 TEST(RegisterKsps, AWindowsWithoutTheLibraryEndsTheRegistration)
 {
-    Expect(CallFunction(MachineOf(kNoLibrary), "RegisterKsps"), kFailed,
-           Joined({AskForVersion(6, 0, true),
-                   {Announced("Register", kTcg), R"(LoadLibraryW("bcrypt.dll"))",
-                    "log: CNG bcrypt library not found"}}));
+    Expect(
+        CallFunction(MachineOf(kNoLibrary), "RegisterKsps"), kFailed,
+        Joined({AskForVersion(6, 0, true),
+                {Announced("Register", kTcg), R"(LoadLibraryW("bcrypt.dll"))", "log: CNG bcrypt library not found"}}));
 }
 
 TEST(RegisterKsps, AWindowsBeforeVistaIsLeftAlone)
@@ -323,9 +323,9 @@ TEST(UnregisterKsps, AWindowsWithoutTheLibraryFailsForEachProvider)
 {
     Expect(CallFunction(MachineOf(kNoLibrary), "UnregisterKsps"), "0",
            Joined({AskForVersion(6, 0, true),
-                   {Announced("Unregister", kTcg), R"(LoadLibraryW("bcrypt.dll"))",
-                    "log: CNG bcrypt library not found", Announced("Unregister", kStrongAuth),
-                    R"(LoadLibraryW("bcrypt.dll"))", "log: CNG bcrypt library not found"}}));
+                   {Announced("Unregister", kTcg), R"(LoadLibraryW("bcrypt.dll"))", "log: CNG bcrypt library not found",
+                    Announced("Unregister", kStrongAuth), R"(LoadLibraryW("bcrypt.dll"))",
+                    "log: CNG bcrypt library not found"}}));
 }
 
 TEST(UnregisterKsps, AWindowsBeforeVistaIsLeftAloneInTheWordsOfTheRegistration)
@@ -348,6 +348,11 @@ struct Step
     const char* firstLookUp;
     const char* secondLookUp;
 };
+
+void PrintTo(const Step& step, std::ostream* stream)
+{
+    *stream << step.name;
+}
 
 class KspStep : public testing::TestWithParam<Step>
 {
@@ -384,7 +389,7 @@ INSTANTIATE_TEST_SUITE_P(Each, KspStep,
                                               "BCryptRemoveContextFunctionProvider"},
                                          Step{"UnregisterStrongAuthKsp", kStrongAuth, false, "BCryptUnregisterProvider",
                                               "BCryptRemoveContextFunctionProvider"}),
-                         [](const auto& one) { return std::string(one.param.name); });
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST_P(KspStep, BothCallsSucceed)
 {

@@ -3,6 +3,7 @@
 
 #include "tests/support/simulated_run.h"
 #include "tests/unit/smartcard/card_scripts.h"
+#include "winsim/core/effects.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,7 +17,7 @@ inline constexpr char kDriverFolder[] = R"(C:\Kelo\TPM_VSCard\)";
 // adds and removes the virtual reader. `patch` says what is different.
 inline winsim::Machine CardMachine(const std::string& patch = "{}")
 {
-    winsim::Json description = winsim::Json::parse(R"({
+    const winsim::Json description = winsim::Json::parse(R"({
         "files": {
             "C:\\Kelo\\TPM_VSCard\\KeloVReaderBody.dll": {"text": "reader"},
             "C:\\Kelo\\TPM_VSCard\\KeloMiniDriverBody64.dll": {"text": "minidriver for 64 bits"},
@@ -32,8 +33,9 @@ inline winsim::Machine CardMachine(const std::string& patch = "{}")
             ]}
         }
     })");
-    description.merge_patch(winsim::Json::parse(patch));
-    return winsim::Machine::FromJson(description);
+    winsim::Machine machine = winsim::Machine::FromJson(description);
+    winsim::ApplyEffects(machine, winsim::Json::parse(patch));
+    return machine;
 }
 
 inline constexpr char kReaderPresent[] = R"("smartCards": {"readers": ["Kelo VIRTUAL_CARD_READER 0"]})";

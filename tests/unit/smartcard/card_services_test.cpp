@@ -28,6 +28,11 @@ constexpr Operation kOperations[] = {
      "log: CTPMSmartCard::ConfigureCertPropService - failed to StartService "},
 };
 
+void PrintTo(const Operation& operation, std::ostream* stream)
+{
+    *stream << operation.name;
+}
+
 class CardService : public testing::TestWithParam<Operation>
 {
 protected:
@@ -103,7 +108,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Each, CardService, testing::ValuesIn(kOperations),
-                         [](const auto& one) { return std::string(one.param.service); });
+                         [](const auto& test) { return std::string(test.param.service); });
 
 TEST_P(CardService, AStoppedServiceOnDemandBecomesAutomaticAndIsStarted)
 {

@@ -64,8 +64,8 @@ TEST(RunDriverStager, AnExitCodeIsLoggedAsASignedNumber)
 
 TEST(RunDriverStager, AToolThatEndsNeverIsWaitedForWithoutALimit)
 {
-    const SimulatedRun run = Stage(StagerIn(kFolder, R"({"neverEnds": true})"), kFolder, "x",
-                                   {.faults = {}, .clockBoundMs = 3600000, .mayBeEndless = true});
+    const SimulatedRun run =
+        Stage(StagerIn(kFolder, R"({"neverEnds": true})"), kFolder, "x", {.faults = {}, .mayBeEndless = true});
     EXPECT_TRUE(run.outcome.isEndless);
 }
 
@@ -99,7 +99,7 @@ TEST(RunDriverStager, ALongCommandLineIsCutInTheLogAlone)
 {
     std::string folder = "C:\\";
     for (int i = 0; i < 20; ++i)
-        folder.append(20, static_cast<char>('a' + i)).append("\\");
+        folder += std::string(20, static_cast<char>('a' + i)) + "\\";
     const std::string arguments(600, 'x');
     const SimulatedRun run = Stage(StagerIn(folder), folder, arguments);
     EXPECT_EQ(run.result, "0");
