@@ -44,14 +44,20 @@ constexpr const char* kCalls[] = {
     "IWbemClassObject::Put",
 };
 
+std::uint16_t ReadType(const Reader& reader)
+{
+    if (reader.Value().is_number())
+        return reader.As<std::uint16_t>();
+    return static_cast<std::uint16_t>(ReadNamed(reader, kTypes, "a type"));
+}
+
 WmiMethod ReadMethod(const Reader& reader)
 {
     WmiMethod method;
     ObjectReader object{reader};
     object.With("parameters", [&](const Reader& parameters) {
-        parameters.Members([&](const std::string& name, const Reader& type) {
-            method.parameters[name] = static_cast<std::uint16_t>(ReadNamed(type, kTypes, "a type"));
-        });
+        parameters.Members(
+            [&](const std::string& name, const Reader& type) { method.parameters[name] = ReadType(type); });
     });
     object.Read("returnValue", method.returnValue);
     object.With("effects", [&](const Reader& effects) {

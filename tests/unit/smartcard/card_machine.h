@@ -2,8 +2,8 @@
 #pragma once
 
 #include "tests/support/simulated_run.h"
-#include "winsim/core/effects.h"
 #include "tests/unit/smartcard/card_scripts.h"
+#include "winsim/core/effects.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

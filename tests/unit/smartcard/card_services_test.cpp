@@ -28,6 +28,11 @@ constexpr Operation kOperations[] = {
      "log: CTPMSmartCard::ConfigureCertPropService - failed to StartService "},
 };
 
+void PrintTo(const Operation& operation, std::ostream* stream)
+{
+    *stream << operation.name;
+}
+
 class CardService : public testing::TestWithParam<Operation>
 {
 protected:

@@ -64,7 +64,8 @@ TEST(RunDriverStager, AnExitCodeIsLoggedAsASignedNumber)
 
 TEST(RunDriverStager, AToolThatEndsNeverIsWaitedForWithoutALimit)
 {
-    const SimulatedRun run = Stage(StagerIn(kFolder, R"({"neverEnds": true})"), kFolder, "x", {.faults = {}, .mayBeEndless = true});
+    const SimulatedRun run =
+        Stage(StagerIn(kFolder, R"({"neverEnds": true})"), kFolder, "x", {.faults = {}, .mayBeEndless = true});
     EXPECT_TRUE(run.outcome.isEndless);
 }
 

@@ -129,12 +129,13 @@ Script AskForData(const std::string& data)
 
 Script RunTool(const std::string& ordinal, const std::string& arguments, std::uint32_t exitCode)
 {
-    const std::string id = std::to_string(4308 + 4 * std::stoi(ordinal));
+    // The first run has ended when the second begins, so both get the same free identifier.
+    const std::string id = "4312";
     return {
         R"(CreateProcessW(null, )" + Json(kTool + arguments).dump() +
             R"(, null, null, 0, 0, null, null, {"cb":104,"dwFlags":0}) = 1 lpProcessInformation:{"hProcess":"process#)" +
             ordinal + R"(","hThread":"thread#)" + ordinal + R"(","dwProcessId":)" + id + R"(,"dwThreadId":)" +
-            std::to_string(std::stoi(id) + 1) + "}",
+            "4313}",
         R"(WaitForSingleObject("process#)" + ordinal + R"(", 4294967295) = 0)",
         R"(GetExitCodeProcess("process#)" + ordinal + R"(") = 1 lpExitCode:)" + std::to_string(exitCode),
         R"(CloseHandle("process#)" + ordinal + R"(") = 1)", R"(CloseHandle("thread#)" + ordinal + R"(") = 1)"};
