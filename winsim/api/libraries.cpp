@@ -125,7 +125,7 @@ HMODULE Load(Call& call, const winsim::FileName& name, const std::string& given)
     winsim::HandleTable& handles = Simulation::Current().handles;
     void* const handle = handles.Open(kLibrary, LoadedLibrary{file->path, *library});
     // Texts are in use for as long as the process likes.
-    if (!library->TextsAt(file->path).empty())
+    if (library->IsForTexts(file->path))
         handles.MayKeep(handle);
     return call.Done(static_cast<HMODULE>(handle));
 }

@@ -32,8 +32,9 @@ struct Library
     std::string table;                            // the name of the table whose texts it holds
     std::optional<Texts> texts;                   // described texts; without either, the file's name tells
 
-    // The texts that it holds as the file of a path.
+    // The texts that it holds as the file of a path, and whether it is there for texts at all.
     const Texts& TextsAt(const std::string& path) const;
+    bool IsForTexts(const std::string& path) const { return texts || !TextsAt(path).empty(); }
 
     void Load(const Reader& reader);
     Json ToJson() const;

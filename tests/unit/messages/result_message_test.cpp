@@ -169,7 +169,7 @@ TEST(PublishResultMessage, ALibraryWithoutTheTextGivesAnEmptyOne)
         Json machine;
         machine["libraries"][std::string(kToolkitFolder) + "Internationalization_en.dll"]["strings"] =
             Json::parse(strings);
-        const SimulatedRun run = Publish(winsim::Machine::FromJson(machine), 10015, {.mayViolate = true});
+        const SimulatedRun run = Publish(winsim::Machine::FromJson(machine), 10015);
         EXPECT_EQ(run.result, "1603");
         EXPECT_EQ(MessageLeft(run.After()), "") << strings;
     }
