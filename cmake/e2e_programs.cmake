@@ -11,6 +11,7 @@ function(e2e_program name)
 endfunction()
 
 e2e_program(service_program tests/e2e/standins/service_program.cpp)
+e2e_program(sleeper tests/e2e/standins/sleeper.cpp)
 e2e_program(service_tool tests/e2e/tools/service_tool.cpp)
 
 # The program's single functions.

@@ -13,6 +13,7 @@ from wine import ROOT, Prefix
 
 EXE = ROOT / "build" / "windows" / "KeloCustomAction.exe"
 DLL = EXE.with_suffix(".dll")
+CALLS = EXE.with_name("kelo_calls.exe")
 REHEARSE = ROOT / "build" / "native" / "kelo-rehearse"
 
 LOG = r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\kelo_install_log.txt"
@@ -63,6 +64,20 @@ class Machine:
         before = len(self._log_lines())
         status, stdout = self.prefix.wine(self.program, *arguments)
         return Run(status, stdout.decode("cp1252"), self._log_lines()[before:])
+
+    def call(self, function, *arguments):
+        """Calls a single function of the program. Returns its result as text, and the messages it logged."""
+        before = len(self._log_lines())
+        status, result = self.prefix.wine(CALLS, function, *arguments)
+        if status != 0:
+            raise AssertionError(f"{function}: kelo_calls ended with {status}")
+        return result.decode(), [parse(line)["message"] for line in self._log_lines()[before:]]
+
+    def place(self, file, path):
+        """Puts a file of the build on the machine."""
+        target = self.prefix.path(path)
+        target.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copyfile(file, target)
 
     def _log_lines(self):
         log = self.prefix.path(LOG)
