@@ -14,6 +14,7 @@ from wine import ROOT, Prefix
 EXE = ROOT / "build" / "windows" / "KeloCustomAction.exe"
 DLL = EXE.with_suffix(".dll")
 EXPORT_HOST = EXE.with_name("export_host.exe")
+CALLS = EXE.with_name("kelo_calls.exe")
 REHEARSE = ROOT / "build" / "native" / "kelo-rehearse"
 
 LOG = r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\kelo_install_log.txt"
@@ -74,6 +75,20 @@ class Machine:
         if status != 0:
             raise AssertionError(f"{name}: export_host ended with {status}")
         return int(result), [parse(line)["message"] for line in self._log_lines()[before:]]
+
+    def call(self, function, *arguments):
+        """Calls a single function of the program. Returns its result as text, and the messages it logged."""
+        before = len(self._log_lines())
+        status, result = self.prefix.wine(CALLS, function, *arguments)
+        if status != 0:
+            raise AssertionError(f"{function}: kelo_calls ended with {status}")
+        return result.decode(), [parse(line)["message"] for line in self._log_lines()[before:]]
+
+    def place(self, file, path):
+        """Puts a file of the build on the machine."""
+        target = self.prefix.path(path)
+        target.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copyfile(file, target)
 
     def _log_lines(self):
         log = self.prefix.path(LOG)

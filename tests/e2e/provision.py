@@ -3,6 +3,7 @@
 import json
 
 import standins
+import services
 from wine import ROOT
 
 # The Windows versions that Wine knows, and the build and service pack that it gives each.
@@ -51,7 +52,8 @@ def complete(description):
 def provision(prefix, description):
     """Sets a prefix up. Returns the paths of what the description says and the prefix can not be."""
     work = _Work(prefix, complete(description))
-    for area, value in description.items():
+    # A machine has a Windows version also where its description does not say so.
+    for area, value in {"windows": {}, **description}.items():
         apply = AREAS.get(area)
         if apply is None:
             work.missing.append(area)
@@ -222,6 +224,20 @@ def _apply_installer(work, installer):
         work.missing.append("installer.properties.CustomActionData")
 
 
+def _apply_services(work, described):
+    own = complete({})["services"]
+    services.keep(work.prefix)
+    for name, service in described.items():
+        if service is None:
+            # Wine has its own; what a plain machine has need not be among them.
+            if services.show(work.prefix, name):
+                services.delete(work.prefix, name)
+        elif name in own:
+            work.missing.append(f"services.{name}")
+        else:
+            work.miss_all(f"services.{name}", services.create(work.prefix, name, service))
+
+
 # How each area of a description is set up; any other is missing.
 AREAS = {
     "title": _apply_title,
@@ -234,4 +250,5 @@ AREAS = {
     "libraries": _apply_libraries,
     "programs": _apply_programs,
     "installer": _apply_installer,
+    "services": _apply_services,
 }
