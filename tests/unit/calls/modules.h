@@ -10,3 +10,4 @@ std::span<const TestCall> LogCalls();
 std::span<const TestCall> PlatformCalls();
 std::span<const TestCall> ServiceCalls();
 std::span<const TestCall> SmartcardCalls();
+std::span<const TestCall> TssCalls();

@@ -7,7 +7,7 @@ namespace
 {
 
 const std::span<const TestCall> kModules[] = {EntryCalls(), LogCalls(), PlatformCalls(), ServiceCalls(),
-                                              SmartcardCalls()};
+                                              SmartcardCalls(), TssCalls()};
 
 } // namespace
 
