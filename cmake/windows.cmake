@@ -1,4 +1,4 @@
-# The two images of the program for Windows, built from the same objects.
+# The two images of the program for Windows, built from the same objects; one more tells the library that it is one.
 
 add_library(kelo_objects OBJECT ${KELO_SOURCES})
 target_include_directories(kelo_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
@@ -40,9 +40,11 @@ set(KELO_WINDOWS_LIBRARIES shell32 advapi32 ole32 oleaut32 psapi version msi win
 
 add_executable(kelo_exe WIN32)
 kelo_image(kelo_exe KeloCustomAction "Kelo Toolkit installer custom action" VFT_APP .exe)
-add_library(kelo_dll SHARED)
+add_library(kelo_dll SHARED ${KELO_LIBRARY_SOURCE})
+target_compile_options(kelo_dll PRIVATE ${KELO_WARNINGS} -O2)
 kelo_image(kelo_dll KeloCustomAction "Kelo Toolkit installer custom action library" VFT_DLL .dll)
 
+include(cmake/resources.cmake)
 include(cmake/conformance.cmake)
 # What a log line costs on Windows' own files. Built when asked for: runs on Windows and under Wine.
 add_executable(kelo-bench EXCLUDE_FROM_ALL bench/windows/write_log_bench.cpp)

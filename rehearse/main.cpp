@@ -1,7 +1,8 @@
-// kelo-rehearse: runs an action of the installer program on a described machine and tells what it did.
+// kelo-rehearse: runs an action or an export of the installer program on a described machine and tells what it did.
 #include "rehearse/options.h"
 #include "rehearse/report.h"
 #include "winsim/core/program.h"
+#include "winsim/core/secrets.h"
 
 #include <filesystem>
 #include <fstream>
@@ -12,22 +13,31 @@ namespace
 
 constexpr int kUsageError = 2;
 
-// The program lies beside this one.
-std::string ProgramPath()
+// The images of the program lie beside this one.
+winsim::Program Image(const char* fileName)
 {
-    return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "KeloCustomAction.so").string();
+    return winsim::Program((std::filesystem::read_symlink("/proc/self/exe").parent_path() / fileName).string());
 }
 
-// What a shell makes of an exit code.
-int ExitStatus(int exitCode)
+// What a shell makes of an exit code. An export's result has more bits than that: it only tells success from failure.
+int ExitStatus(const Options& options, int exitCode)
 {
+    if (!options.exportName.empty())
+        return exitCode == 0 ? 0 : 1;
     return exitCode & 0xFF;
+}
+
+winsim::Outcome Run(const Options& options, const winsim::Machine& machine, const winsim::RunOptions& run)
+{
+    if (options.exportName.empty())
+        return Image("KeloCustomAction.so").Run(machine, run);
+    return Image("KeloCustomActionLibrary.so").RunExport(machine, run, options.exportName);
 }
 
 void Save(const winsim::Machine& machine, const std::string& path)
 {
     std::ofstream file(path);
-    file << machine.ToJson().dump(2) << "\n";
+    file << winsim::HideAllSecrets(machine.ToJson()).dump(2) << "\n";
     if (!file.flush())
         throw std::runtime_error(path + ": cannot be written");
 }
@@ -39,7 +49,7 @@ int Rehearse(const Options& options)
     run.arguments = options.arguments;
     run.faults = options.faults;
     run.recordCalls = options.isJson || options.trace != Trace::None;
-    const winsim::Outcome outcome = winsim::Program(ProgramPath()).Run(machine, run);
+    const winsim::Outcome outcome = Run(options, machine, run);
 
     if (!options.savePath.empty())
         Save(outcome.machine, options.savePath);
@@ -47,7 +57,7 @@ int Rehearse(const Options& options)
         std::cout << JsonReport(machine, outcome).dump(2, ' ', false, winsim::Json::error_handler_t::replace) << "\n";
     else
         std::cout << TextReport(options, machine, outcome);
-    return ExitStatus(outcome.exitCode);
+    return ExitStatus(options, outcome.exitCode);
 }
 
 } // namespace

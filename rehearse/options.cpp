@@ -18,8 +18,12 @@ constexpr char kFooter[] = R"(Everything behind -- is the program's own command 
   kelo-rehearse machines/windows-7.json -- /Setup /TSS_VENDOR=KELO
   kelo-rehearse --save after.json machines/windows-7.json -- /Setup
   kelo-rehearse after.json -- /Uninstall
+  kelo-rehearse --export SRK_Auth_Change machines/srk-upgrade.json
 
-Exit status: the program's exit code (0, or 255 for -1); 2 for a usage error or a bad description.)";
+Exit status: the program's exit code (0, or 255 for -1); with --export, 0 when the exported entry point returned 0 and
+1 when it returned anything else (the report and --json tell what); 2 for a usage error or a bad description.
+
+Passwords (what follows "/PASSWORD=" in installer data, and "/P:" in a command line) are shown and saved as stars.)";
 
 // The program's own arguments stand behind "--"; they look like anything.
 std::vector<std::string> TakeProgramArguments(std::vector<std::string>& words)
@@ -53,6 +57,12 @@ ParsedOptions ParseOptions(int argc, char** argv)
         ->check(CLI::IsMember({"calls", "all"}));
     app.add_option("--save", options.savePath, "Write the machine as it is afterwards, ready for the next rehearsal")
         ->type_name("OUT.json");
+    app.add_option(
+           "--export", options.exportName,
+           "Call an exported entry point, as an installer does, instead of running the program; CustomActionData "
+           "is the machine's installer.properties.CustomActionData")
+        ->type_name("SRK_Auth_Change")
+        ->check(CLI::IsMember({"SRK_Auth_Change"}));
     app.add_option("--fault", faults, "Let the Nth call of a name fail with an error, each call without #N")
         ->type_name("CALL[#N]=ERROR")
         ->allow_extra_args(false);
@@ -61,6 +71,8 @@ ParsedOptions ParseOptions(int argc, char** argv)
     {
         std::reverse(words.begin(), words.end());
         app.parse(words);
+        if (!options.exportName.empty() && !options.arguments.empty())
+            throw CLI::ArgumentMismatch("an exported entry point has no command line");
         for (const std::string& fault : faults)
             options.faults.push_back(winsim::ParseFault(fault));
     }

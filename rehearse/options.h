@@ -18,6 +18,7 @@ struct Options
 {
     std::string machinePath;
     std::vector<std::string> arguments; // for the program, UTF-8
+    std::string exportName;             // the exported entry point to call instead of the program; empty for none
     bool isJson = false;
     Trace trace = Trace::None;
     std::string savePath; // empty for none

@@ -83,15 +83,22 @@ void AppendSection(std::string& report, const char* title, const std::vector<Ite
         report += describe(item) + "\n";
 }
 
+// How the program is entered.
+std::string DescribeEntry(const Options& options, const Machine& machine)
+{
+    if (!options.exportName.empty())
+        return "Export: " + options.exportName;
+    std::vector<std::string> words{machine.process.path};
+    words.insert(words.end(), options.arguments.begin(), options.arguments.end());
+    return "Command: " + winsim::JoinCommandLine(words);
+}
+
 } // namespace
 
 std::string TextReport(const Options& options, const Machine& before, const Outcome& outcome)
 {
-    std::vector<std::string> words{before.process.path};
-    words.insert(words.end(), options.arguments.begin(), options.arguments.end());
-    std::string report =
-        fmt::format("Machine: {} (Windows {}.{}, {})\nCommand: {}\n", before.title, before.windows.major,
-                    before.windows.minor, options.machinePath, winsim::JoinCommandLine(words));
+    std::string report = fmt::format("Machine: {} (Windows {}.{}, {})\n{}\n", before.title, before.windows.major,
+                                     before.windows.minor, options.machinePath, DescribeEntry(options, before));
 
     if (options.trace != Trace::None)
     {

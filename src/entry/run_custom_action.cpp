@@ -2,12 +2,18 @@
 // step logs its own failures, and the sequence goes on.
 #include "entry/run_custom_action.h"
 
+#include "enroll/auto_enrollment.h"
 #include "entry/entry_log.h"
 #include "entry/install_folder.h"
 #include "entry/setup_options.h"
+#include "messages/result_message.h"
 #include "platform/com_initializer.h"
 #include "platform/text.h"
+#include "providers/ksp_registration.h"
+#include "providers/passthrough_csp.h"
 #include "service/toolkit_service.h"
+#include "smartcard/tpm_smart_card.h"
+#include "tpm/auto_provisioning.h"
 #include "tss/setup_tcg_dll.h"
 
 #include <cstdio>
@@ -22,27 +28,61 @@ struct CommandLine
     const wchar_t* const* argv;
 };
 
+// The minidriver comes before the reader, in the installation and in the removal alike.
+void InstallVirtualSmartCard(const std::string& installFolder)
+{
+    WriteLog(g_entryLog, "Install TPM Virtual Smartcard.... ");
+    const std::wstring location = ToWide(installFolder);
+    const CTPMSmartCard smartCard;
+    smartCard.InstallMiniDrv(location.c_str());
+    smartCard.Install(location.c_str());
+}
+
+void UninstallVirtualSmartCard(const std::string& installFolder)
+{
+    const std::wstring location = ToWide(installFolder);
+    const CTPMSmartCard smartCard;
+    smartCard.UninstallMiniDrv(location.c_str());
+    smartCard.Uninstall(location.c_str());
+}
+
 int Setup(const CommandLine& commandLine)
 {
     const SetupOptions options = ReadSetupOptions(commandLine.argc, commandLine.argv);
     const std::string installFolder = InstallFolderOf(commandLine.argv[0]);
+    CKspRegistration().RegisterKsps();
+    InstallAutoEnrollmentTasks();
     const CComInitializer com;
+    Win8Install(options.disableAutoProvisioning);
+    if (options.installVsc)
+        InstallVirtualSmartCard(installFolder);
     WriteLog(g_entryLog, "call SetupTCGDLL(%s, %s)", installFolder.c_str(), options.tssVendor.c_str());
     const char* vendor = options.tssVendor.empty() ? nullptr : options.tssVendor.c_str();
-    return static_cast<int>(SetupTCGDLL(installFolder.c_str(), vendor));
+    const DWORD result = SetupTCGDLL(installFolder.c_str(), vendor);
+    PublishResultMessage(result, 0);
+    return static_cast<int>(result);
 }
 
 int Commit(const CommandLine&)
 {
-    return 0;
+    const DWORD result = SetPassthroughCsp(0);
+    PublishResultMessage(result, 0);
+    return static_cast<int>(result);
 }
 
 // "/Rollback" and "/Uninstall" are one and the same.
-int Remove(const CommandLine&)
+int Remove(const CommandLine& commandLine)
 {
+    const std::string installFolder = InstallFolderOf(commandLine.argv[0]);
     const int result = UninstallTCGDLL();
+    CKspRegistration().UnregisterKsps();
     UnInstallTkService();
     const CComInitializer com;
+    Win8Uninstall();
+    RemoveAutoEnrollmentTasks();
+    UninstallVirtualSmartCard(installFolder);
+    // A removal leaves no message for the user, whatever it came to.
+    PublishResultMessage(0, 0);
     return result;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <share.h>
+#include <utility>
 #include <windows.h>
 
 #include <shlobj.h>
@@ -15,6 +16,9 @@ constexpr char kHeaderFormat[] = "%04d/%02d/%02d %02d:%02d:%02d.%03d TZ%02d [%04
 
 // A line ends at this length at the latest; a newline and the terminator follow.
 constexpr std::size_t kLongestLine = 510;
+
+// Whether the writers leave opening the log to their first line.
+constinit bool g_openOnFirstUse = false;
 
 // The one line buffer of all writers.
 char g_line[kLongestLine + 2];
@@ -77,12 +81,20 @@ std::FILE* OpenForAppending(const std::string& path)
 
 InstallLog::InstallLog(const char* fileName)
 {
-    Open(fileName);
+    if (g_openOnFirstUse)
+        m_sUnopenedFileName = fileName;
+    else
+        Open(fileName);
 }
 
 InstallLog::~InstallLog()
 {
     Close();
+}
+
+void InstallLog::OpenOnFirstUse()
+{
+    g_openOnFirstUse = true;
 }
 
 bool InstallLog::Open(const char* fileName)
@@ -106,6 +118,8 @@ bool InstallLog::Open(const char* fileName)
 
 bool InstallLog::Write(const char* format, va_list arguments, int indent)
 {
+    if (!m_sUnopenedFileName.empty())
+        Open(std::exchange(m_sUnopenedFileName, {}).c_str());
     std::FILE* file = m_pFile != nullptr ? m_pFile : OpenForAppending(m_sPath);
     if (file == nullptr)
         return false;

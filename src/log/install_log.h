@@ -15,12 +15,18 @@
 class InstallLog
 {
 public:
-    // Opens the log with Open(fileName) (ANSI). A failed open leaves the writer silent.
+    // Opens the log with Open(fileName) (ANSI), at once or, after OpenOnFirstUse, before its first line. A failed
+    // open leaves the writer silent.
     explicit InstallLog(const char* fileName);
     ~InstallLog();
 
     InstallLog(const InstallLog&) = delete;
     InstallLog& operator=(const InstallLog&) = delete;
+
+    // Has every writer that is built from now on open the log before its first line instead of at once. Meant for
+    // an image that another program loads: Windows runs its constructors while it holds the loader lock, and the
+    // shell must not be called then.
+    static void OpenOnFirstUse();
 
     // Makes the log's folder (SHCreateDirectoryExA) in the folder that SHGetFolderPathA gives for
     // CSIDL_COMMON_APPDATA, and opens fileName (ANSI) in it for appending, shared with every other reader
@@ -40,6 +46,7 @@ public:
 private:
     std::FILE* m_pFile = nullptr;
     std::string m_sPath;
+    std::string m_sUnopenedFileName; // what the first line has yet to open; empty when there is nothing to open
 };
 
 namespace log_detail

@@ -1,6 +1,28 @@
 // Reads values of the toolkit's registry keys.
 #include "platform/product_registry.h"
 
+namespace
+{
+
+bool IsText(DWORD type)
+{
+    return type == REG_SZ || type == REG_EXPAND_SZ;
+}
+
+// A zeroed buffer for `size` bytes of text and a zero behind them: whatever is stored, a zero ends it.
+std::string MakeBuffer(DWORD size)
+{
+    return std::string(std::size_t{size} + 1, '\0');
+}
+
+LSTATUS ReadInto(std::string& buffer, HKEY key, const char* valueName, DWORD* type)
+{
+    DWORD size = static_cast<DWORD>(buffer.size() - 1);
+    return RegQueryValueExA(key, valueName, nullptr, type, reinterpret_cast<BYTE*>(buffer.data()), &size);
+}
+
+} // namespace
+
 std::optional<DWORD> ReadDword(HKEY key, const char* valueName)
 {
     DWORD value = 0;
@@ -10,4 +32,24 @@ std::optional<DWORD> ReadDword(HKEY key, const char* valueName)
     if (status != ERROR_SUCCESS || type != REG_DWORD || size != sizeof value)
         return std::nullopt;
     return value;
+}
+
+std::optional<std::string> ReadText(HKEY key, const char* valueName)
+{
+    DWORD size = 0;
+    DWORD type = REG_NONE;
+    if (RegQueryValueExA(key, valueName, nullptr, &type, nullptr, &size) != ERROR_SUCCESS || !IsText(type))
+        return std::nullopt;
+    std::string buffer = MakeBuffer(size);
+    static_cast<void>(ReadInto(buffer, key, valueName, &type));
+    return std::string(buffer.c_str());
+}
+
+std::optional<std::string> ReadText(HKEY key, const char* valueName, DWORD capacity)
+{
+    std::string buffer = MakeBuffer(capacity);
+    DWORD type = REG_NONE;
+    if (ReadInto(buffer, key, valueName, &type) != ERROR_SUCCESS || !IsText(type))
+        return std::nullopt;
+    return std::string(buffer.c_str());
 }

@@ -6,8 +6,9 @@
 #include <utility>
 #include <winsvc.h>
 
-// A move-only owner of one handle and the function that closes it. A null handle is no handle. The
-// destructor may change the last error: read it before the owner of a failing call goes out of scope.
+// A move-only owner of one handle (a pointer or a number) and the function that closes it. A null or zero handle
+// is no handle. The destructor may change the last error: read it before the owner of a failing call goes out of
+// scope.
 template <typename Handle, auto Close>
 class UniqueHandle
 {
@@ -22,19 +23,19 @@ public:
     }
     ~UniqueHandle() { Reset(); }
 
-    explicit operator bool() const { return m_handle != nullptr; }
+    explicit operator bool() const { return m_handle != Handle{}; }
     Handle Get() const { return m_handle; }
 
     // Closes what is held and takes `handle` instead.
-    void Reset(Handle handle = nullptr)
+    void Reset(Handle handle = {})
     {
-        if (m_handle != nullptr)
+        if (m_handle != Handle{})
             Close(m_handle);
         m_handle = handle;
     }
 
     // Gives the handle away: the caller closes it.
-    [[nodiscard]] Handle Release() { return std::exchange(m_handle, nullptr); }
+    [[nodiscard]] Handle Release() { return std::exchange(m_handle, Handle{}); }
 
     // Where a Windows call that yields a handle through a pointer puts it.
     [[nodiscard]] Handle* Put()
@@ -44,7 +45,7 @@ public:
     }
 
 private:
-    Handle m_handle = nullptr;
+    Handle m_handle{};
 };
 
 using UniqueKernelHandle = UniqueHandle<HANDLE, &CloseHandle>;

@@ -13,6 +13,7 @@ from wine import ROOT, Prefix
 
 EXE = ROOT / "build" / "windows" / "KeloCustomAction.exe"
 DLL = EXE.with_suffix(".dll")
+EXPORT_HOST = EXE.with_name("export_host.exe")
 REHEARSE = ROOT / "build" / "native" / "kelo-rehearse"
 
 LOG = r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\kelo_install_log.txt"
@@ -64,6 +65,16 @@ class Machine:
         status, stdout = self.prefix.wine(self.program, *arguments)
         return Run(status, stdout.decode("cp1252"), self._log_lines()[before:])
 
+    def call_export(self, name):
+        """Has an installer load the library image and call an export of it with the described CustomActionData. Returns
+        the export's result, and the messages it logged."""
+        before = len(self._log_lines())
+        data = self.description.get("installer", {}).get("properties", {}).get("CustomActionData", "")
+        status, result = self.prefix.wine(EXPORT_HOST, DLL, name, data)
+        if status != 0:
+            raise AssertionError(f"{name}: export_host ended with {status}")
+        return int(result), [parse(line)["message"] for line in self._log_lines()[before:]]
+
     def _log_lines(self):
         log = self.prefix.path(LOG)
         return log.read_bytes().decode("cp1252").splitlines() if log.is_file() else []
@@ -71,15 +82,25 @@ class Machine:
 
 def rehearse(description, *arguments):
     """What kelo-rehearse predicts for a machine."""
+    status, report = rehearsal(description, "--", *arguments)
+    return Run(status, report["stdout"], report["log"])
+
+
+def rehearse_export(description, name):
+    """What kelo-rehearse predicts for an export: its result, and the messages it logs."""
+    _, report = rehearsal(description, "--export", name)
+    return report["exitCode"], [parse(line)["message"] for line in report["log"]]
+
+
+def rehearsal(description, *arguments):
+    """The exit status and the JSON report of kelo-rehearse for a machine."""
     with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
         json.dump(description, file)
         file.flush()
-        done = subprocess.run([REHEARSE, "--json", file.name, "--", *arguments], capture_output=True, text=True,
-                              check=False)
+        done = subprocess.run([REHEARSE, "--json", file.name, *arguments], capture_output=True, text=True, check=False)
     if done.returncode == USAGE_ERROR:
         raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
-    report = json.loads(done.stdout)
-    return Run(done.returncode, report["stdout"], report["log"])
+    return done.returncode, json.loads(done.stdout)
 
 
 def parse(line):

@@ -2,6 +2,7 @@
 
 import json
 
+import standins
 from wine import ROOT
 
 # The Windows versions that Wine knows, and the build and service pack that it gives each.
@@ -18,6 +19,20 @@ ROOT_KEYS = {"HKLM": "HKEY_LOCAL_MACHINE", "HKCU": "HKEY_CURRENT_USER", "HKCR": 
              "HKU": "HKEY_USERS"}
 VALUE_TYPES = {"REG_NONE": 0, "REG_SZ": 1, "REG_EXPAND_SZ": 2, "REG_BINARY": 3, "REG_DWORD": 4, "REG_MULTI_SZ": 7,
                "REG_QWORD": 11}
+
+# The languages that the tests use: the locale that makes Wine speak each, and the ANSI code page that comes with it.
+WINE_LOCALES = {
+    1033: ("C.UTF-8", 1252),
+    1028: ("zh_TW.UTF-8", 950),
+    1031: ("de_DE.UTF-8", 1252),
+    1036: ("fr_FR.UTF-8", 1252),
+    1041: ("ja_JP.UTF-8", 932),
+    1042: ("ko_KR.UTF-8", 949),
+    1044: ("nb_NO.UTF-8", 1252),
+    1045: ("pl_PL.UTF-8", 1250),
+    1046: ("pt_BR.UTF-8", 1252),
+    2052: ("zh_CN.UTF-8", 936),
+}
 
 READ_ONLY = 1  # FILE_ATTRIBUTE_READONLY
 
@@ -75,7 +90,11 @@ def _apply_title(_work, _title):
 
 
 def _apply_windows(work, windows):
-    represented = {"wow64": False, "platform": 2, "codePage": 1252}
+    represented = {"wow64": False, "platform": 2}
+    language = work.machine["windows"]["uiLanguage"]
+    if language in WINE_LOCALES:
+        work.prefix.locale, code_page = WINE_LOCALES[language]
+        represented.update(uiLanguage=language, userLanguage=language, codePage=code_page)
     version = work.machine["windows"]["version"]
     if version in WINE_VERSIONS:
         name, build, service_pack = WINE_VERSIONS[version]
@@ -180,6 +199,29 @@ def _make_file(path, file):
             content.truncate(file["size"])
 
 
+def _apply_libraries(work, libraries):
+    _apply_standins(work, "libraries", libraries, standins.place_library)
+
+
+def _apply_programs(work, programs):
+    _apply_standins(work, "programs", programs, standins.place_program)
+
+
+def _apply_standins(work, area, described, place):
+    for path, standin in described.items():
+        registry = place(work.prefix, path, standin) if standin is not None else None
+        if registry is None:
+            work.missing.append(f"{area}.{path}")
+        else:
+            work.registry.append(registry)
+
+
+def _apply_installer(work, installer):
+    work.miss_all("installer.properties", installer.get("properties", {}).keys() - {"CustomActionData"})
+    if not isinstance(installer.get("properties", {}).get("CustomActionData", ""), str):
+        work.missing.append("installer.properties.CustomActionData")
+
+
 # How each area of a description is set up; any other is missing.
 AREAS = {
     "title": _apply_title,
@@ -189,4 +231,7 @@ AREAS = {
     "environment": _apply_environment,
     "registry": _apply_registry,
     "files": _apply_files,
+    "libraries": _apply_libraries,
+    "programs": _apply_programs,
+    "installer": _apply_installer,
 }

@@ -23,6 +23,8 @@ UNPRIVILEGED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"
 class Prefix:
     """A Windows machine under Wine, for the length of a `with` statement."""
 
+    locale = "C.UTF-8"  # what Wine takes its language from
+
     def __enter__(self):
         signal.signal(signal.SIGTERM, _exit_on_signal)
         signal.signal(signal.SIGHUP, _exit_on_signal)
@@ -46,7 +48,7 @@ class Prefix:
 
     def wine(self, *command):
         """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output."""
-        return _run(self.folder, ["wine", *command])
+        return _run(self.folder, ["wine", *command], locale=self.locale)
 
     def path(self, windows_path):
         """Where a file of drive C: lies. Its name need not be there yet, and is not case-sensitive."""
@@ -83,12 +85,12 @@ def wine_version():
     return version.stdout.split()[0]
 
 
-def _environment(prefix):
+def _environment(prefix, locale="C.UTF-8"):
     """The same everywhere, and nothing of the user's."""
     return {
         "PATH": os.environ.get("PATH", os.defpath),
         "HOME": "/nonexistent",
-        "LC_ALL": "C.UTF-8",
+        "LC_ALL": locale,
         "TZ": "UTC",
         "TMPDIR": str(prefix / "tmp"),  # where the server keeps its socket
         "WINEPREFIX": str(prefix),
@@ -107,10 +109,11 @@ def _unprivileged():
     return UNPRIVILEGED if probe.returncode == 0 else []
 
 
-def _run(prefix, command, timeout=60):
+def _run(prefix, command, timeout=60, locale="C.UTF-8"):
     """Runs a command with its output in a file, because Wine's own processes stay for a while and keep a pipe open."""
     with tempfile.TemporaryFile(dir=prefix / "tmp") as output:
-        done = subprocess.run([*_unprivileged(), *command], env=_environment(prefix), cwd=prefix, timeout=timeout,
+        done = subprocess.run([*_unprivileged(), *command], env=_environment(prefix, locale), cwd=prefix,
+                              timeout=timeout,
                               stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL, check=False)
         output.seek(0)
         return done.returncode, output.read()

@@ -25,9 +25,10 @@ struct SimulatedRun
 
 struct SimulatedRunOptions
 {
-    std::vector<std::string> faults; // CALL[#N]=ERROR
+    std::vector<std::string> faults = {}; // CALL[#N]=ERROR
     std::uint64_t clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000;
     bool mayBeEndless = false; // a run that waits for ever fails the test otherwise
+    bool mayViolate = false;   // so does one that violates the rules of handles and memory
 };
 
 // A machine from the text of a description, such as R"({"windows": {"version": "6.1"}})".
@@ -36,6 +37,11 @@ winsim::Machine MachineOf(std::string_view description);
 // Runs the program from start to end with the given arguments.
 SimulatedRun RunProgram(const winsim::Machine& machine, const std::vector<std::string>& arguments,
                         const SimulatedRunOptions& options = {});
+
+// Has an installer load the program as a library and call one of its exports, whose result is the exit code. The script
+// of static initialisation is that of loading the library.
+SimulatedRun RunExport(const winsim::Machine& machine, const std::string& name,
+                       const SimulatedRunOptions& options = {});
 
 // Calls one function in a process of its own. Its script leaves out what happens before and after the call.
 SimulatedRun CallFunction(const winsim::Machine& machine, const std::string& name,

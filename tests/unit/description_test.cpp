@@ -48,16 +48,21 @@ Machine RichMachine()
 {
     return MachineOf(R"({
         "title": "A rich machine",
-        "windows": {"version": "6.1", "build": 7601, "servicePack": 1, "platform": 2, "wow64": true, "codePage": 932},
+        "windows": {"version": "6.1", "build": 7601, "servicePack": 1, "platform": 2, "wow64": true, "codePage": 932,
+                    "uiLanguage": 1041, "userLanguage": 1031},
         "clock": {"utc": "2012-02-29T23:59:59.999Z", "tickCount": 4294967295, "yieldMs": 0, "zoneBias": -540,
                   "daylightBias": 0, "daylight": false},
-        "process": {"path": "D:\\Kelo\\KeloCustomAction.exe", "processId": 1, "threadId": 2},
+        "process": {"path": "D:\\Kelo\\KeloCustomAction.exe", "currentDirectory": "D:\\Kelo", "processId": 1, "threadId": 2,
+                    "errorMode": 1},
         "folders": {"commonAppData": "D:\\Daten \u00e4\u4e00", "windows": null},
         "environment": {"windir": null, "EMPTY": ""},
         "registry": {
             "HKCU": null,
             "HKLM\\SOFTWARE\\Kelo": {
-                "deniedAccess": 6,
+                "owner": "S-1-5-32-544",
+                "access": [{"trustee": "S-1-1-0", "mask": 131097, "inheritance": 2, "type": "deny"}],
+                "protected": true,
+                "deniedAccess": ["KEY_SET_VALUE", "KEY_CREATE_SUB_KEY"],
                 "values": {
                     "": "the default value",
                     "Text": "\u00e4\u4e00\ud83d\ude00",
@@ -70,7 +75,8 @@ Machine RichMachine()
                     "Odd": {"type": "REG_DWORD", "hex": "0102"},
                     "Large": {"type": "REG_QWORD", "number": 5000000000},
                     "Nothing": {"type": "REG_NONE"},
-                    "Unheard": {"type": 200, "hex": "01"}
+                    "Unheard": {"type": 200, "hex": "01"},
+                    "Changing": ["first", 2, {"type": "REG_BINARY", "hex": "03"}]
                 }
             }
         },
@@ -78,9 +84,52 @@ Machine RichMachine()
             "C:\\ProgramData": null,
             "D:\\Kelo\\log.txt": {"text": "eine Zeile \u00e4\r\n"},
             "D:\\Kelo\\image.bin": {"bytes": "\u0000\u00ff"},
-            "D:\\Kelo\\tcsd.exe": {"size": 5000000000, "attributes": 1},
-            "D:\\Secret": {"directory": true, "denied": true}
+            "D:\\Kelo\\tcsd.exe": {"size": 5000000000, "version": "1.2.1.25", "attributes": 1, "inUse": true},
+            "D:\\Secret": {"directory": true, "denied": true, "access": []}
         },
+        "libraries": {
+            "D:\\Kelo\\probe.dll": {"exports": {
+                "Detect": -1, "Fail": {"throws": "access violation"},
+                "Change": {"result": 5, "effects": {"services": {"TBS": null, "New": {}}}}}},
+            "D:\\Kelo\\texts.dll": {"strings": {"101": "one", "102": "two"}},
+            "C:\\Windows\\system32\\bcrypt.dll": {"missing": ["BCryptRegisterProvider"]},
+            "D:\\Kelo\\broken.dll": {"loadError": 193}
+        },
+        "pendingMoves": [{"from": "D:\\Kelo\\old.dll"}, {"from": "D:\\a", "to": "D:\\b"}],
+        "token": {"user": "S-1-5-18", "groups": [], "privileges": ["SeDebugPrivilege"], "enabled": []},
+        "services": {
+            "RPCSS": null,
+            "tcsd_x86": {
+                "displayName": "TSS", "description": "text", "type": 32, "start": "disabled", "errorControl": 0,
+                "binaryPath": "D:\\Kelo\\tcsd.exe -x", "loadOrderGroup": "TDI", "dependencies": ["RPCSS"],
+                "account": "LocalService", "processId": 8, "deniedAccess": 1, "grantsEveryRight": true,
+                "markedForDeletion": true, "state": "paused", "controlsAccepted": 3, "exitCode": 1,
+                "serviceExitCode": 2, "checkPoint": 3, "waitHint": 4,
+                "states": [{"afterMs": 10, "state": "continuePending", "waitHint": 5}, {"afterMs": 20, "state": 4}],
+                "onStart": {"error": 5}, "onStop": {"states": [{"state": "stopPending"}]}
+            }
+        },
+        "processes": [{"id": 4}, {"name": "tcsd.exe", "deniedAccess": 1, "terminateError": 5, "count": 3}],
+        "programs": {"D:\\Kelo\\setup.exe": {"runs": [
+            {"arguments": "/i", "exitCode": 3, "runMs": 100, "effects": {"services": {"TBS": null}}},
+            {"startError": 740}, {"neverEnds": true}]}},
+        "smartCards": {"manager": "SCARD_E_SERVICE_STOPPED", "readers": ["Reader 0"], "readersThen": [],
+                       "zerosMissing": 1},
+        "cng": {
+            "providers": {
+                "Microsoft Platform Crypto Provider": null,
+                "Kelo": {"aliases": ["K"], "kernelMode": {"image": "kelo.sys", "interfaces": [
+                    {"interface": 1, "flags": 2, "functions": ["RNG"]}]}}
+            },
+            "contextFunctions": []
+        },
+        "wmi": {
+            "autoProvisioning": false,
+            "namespaces": {"root\\CIMV2\\Security\\MicrosoftTpm": {"classes": {"Win32_TPM": {"methods": {
+                "DisableAutoProvisioning": {"returnValue": 5, "effects": {"wmi": null}}, "New": {}}}}}},
+            "failures": {"CoCreateInstance": "REGDB_E_CLASSNOTREG", "CoSetProxyBlanket": 2147500037}
+        },
+        "installer": {"properties": {"CustomActionData": "text", "Changing": ["a", {"error": 234, "size": 9}]}},
         "events": [
             {"source": "Kelo", "type": 1, "category": 2, "id": 3221225473, "strings": ["one", "two"]}, {}
         ]
@@ -110,6 +159,13 @@ TEST(Description, SavesWhatThePlainMachineHasAndThisOneLacksAsNull)
     EXPECT_TRUE(saved["folders"]["windows"].is_null());
     EXPECT_TRUE(saved["environment"]["windir"].is_null());
     EXPECT_TRUE(saved["files"]["C:\\ProgramData"].is_null());
+}
+
+TEST(Description, KeepsWhatEffectsWillTakeAway)
+{
+    const Json saved = RichMachine().ToJson();
+    EXPECT_TRUE(saved["libraries"]["D:\\Kelo\\probe.dll"]["exports"]["Change"]["effects"]["services"]["TBS"].is_null());
+    EXPECT_TRUE(saved["programs"]["D:\\Kelo\\setup.exe"]["runs"][0]["effects"]["services"]["TBS"].is_null());
 }
 
 TEST(Description, SavesRegistryValuesInTheirShortestForm)

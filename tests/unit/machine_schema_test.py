@@ -9,7 +9,7 @@ import sys
 
 TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "integer": int, "null": type(None)}
 CHECKED = {"type", "enum", "pattern", "minimum", "maximum", "required", "properties", "patternProperties",
-           "additionalProperties", "items", "anyOf", "$ref"}
+           "additionalProperties", "items", "minItems", "anyOf", "$ref"}
 ANNOTATIONS = {"$schema", "$defs", "title", "description"}
 
 
@@ -48,6 +48,8 @@ class Schema:
         if isinstance(value, int) and not schema.get("minimum", value) <= value <= schema.get("maximum", value):
             yield f"{path}: out of range"
         if isinstance(value, list):
+            if len(value) < schema.get("minItems", 0):
+                yield f"{path}: too short"
             for i, element in enumerate(value):
                 yield from self.errors(element, schema.get("items", {}), f"{path}[{i}]")
         if isinstance(value, dict):
@@ -96,7 +98,7 @@ def check(project):
         yield f"areas: the schema has {list(areas)}, the plain machine {list(plain)}, the document {list(documented)}"
     for area in areas.keys() & documented.keys():
         for key in schema.keys(areas[area]):
-            if f"| `{key}` |" not in documented[area]:
+            if f"`{key}`" not in documented[area]:
                 yield f"docs/machine.md: `{area}` says nothing of `{key}`"
         for key in re.findall(r"^\| `(\w+)` \|", documented[area], flags=re.MULTILINE):
             if key not in schema.keys(areas[area]):

@@ -257,6 +257,12 @@ int _wcsicmp(const WCHAR* left, const WCHAR* right)
     return CompareIgnoringAsciiCase(left, right);
 }
 
+int _wcsnicmp(const WCHAR* left, const WCHAR* right, std::size_t count)
+{
+    const auto first = [&](const WCHAR* text) { return std::u16string(text, std::find(text, text + count, u'\0')); };
+    return CompareIgnoringAsciiCase(first(left).c_str(), first(right).c_str());
+}
+
 // Compares in the ANSI code page, where letters of either case are the same.
 int _mbsicmp(const unsigned char* left, const unsigned char* right)
 {

@@ -1,31 +1,134 @@
-// COM apartments.
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
+// COM: apartments, new objects and proxies.
+#include "winsim/api/com_object.h"
+#include "winsim/api/wmi_locator.h"
 
-#include "objbase.h"
+#include <fmt/format.h>
+
+#include <algorithm>
 
 using winsim::Call;
 using winsim::Simulation;
+
+namespace
+{
+
+struct ComClass
+{
+    CLSID id;
+    IID interface;
+    IUnknown* (*make)();
+};
+
+constexpr ComClass kClasses[] = {
+    // The administrative locator.
+    {{0xCB8555CC, 0x9128, 0x11D1, {0xAD, 0x9B, 0x00, 0xC0, 0x4F, 0xD8, 0xFD, 0xFF}},
+     {0xDC12A687, 0x737F, 0x11CF, {0x88, 0x4D, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}},
+     []() -> IUnknown* { return winsim::MakeWbemLocator(); }},
+};
+
+const ComClass* FindClass(REFCLSID id)
+{
+    const auto found = std::ranges::find(kClasses, id, &ComClass::id);
+    return found == std::end(kClasses) ? nullptr : &*found;
+}
+
+std::string TextOf(const GUID& id)
+{
+    return fmt::format("{{{:08X}-{:04X}-{:04X}-{:02X}{:02X}-{:02X}}}", id.Data1, id.Data2, id.Data3, id.Data4[0],
+                       id.Data4[1], fmt::join(id.Data4 + 2, id.Data4 + 8, ""));
+}
+
+bool IsInApartment()
+{
+    const auto& apartments = Simulation::Current().comApartments;
+    return std::ranges::find(apartments, true) != apartments.end();
+}
+
+} // namespace
+
+std::optional<std::uint32_t> winsim::ComFailure(const Call& call, const char* name, const void* object)
+{
+    if (const auto fault = call.Fault())
+        return fault;
+    Simulation& simulation = Simulation::Current();
+    if (object != nullptr && !simulation.handles.Check(object, kComObject, name))
+        return static_cast<std::uint32_t>(E_UNEXPECTED);
+    if (!IsInApartment())
+        return static_cast<std::uint32_t>(CO_E_NOTINITIALIZED);
+    const auto& failures = simulation.machine.wmi.failures;
+    const auto failure = failures.find(name);
+    return failure == failures.end() ? std::optional<std::uint32_t>() : failure->second;
+}
 
 HRESULT WINAPI CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit)
 {
     Call call{"CoInitializeEx"};
     call.In("pvReserved", pvReserved).In("dwCoInit", dwCoInit);
     Simulation& simulation = Simulation::Current();
+    const bool wasInApartment = IsInApartment();
     const bool isMultithreaded = (dwCoInit & COINIT_APARTMENTTHREADED) == 0;
-    if (simulation.comApartments == 0)
+    if (!wasInApartment)
         simulation.isComMultithreaded = isMultithreaded;
     else if (simulation.isComMultithreaded != isMultithreaded)
         return call.Status(static_cast<std::uint32_t>(RPC_E_CHANGED_MODE));
-    // A scope leaves the apartment whether or not the plan let it enter: both are counted.
-    ++simulation.comApartments;
-    if (const auto fault = call.Fault())
+    const auto fault = call.Fault();
+    // A scope leaves the apartment whether or not the plan let it enter: both are counted. A thread that is said to be
+    // in an apartment of another kind is in one nevertheless.
+    simulation.comApartments.push_back(!fault || *fault == static_cast<std::uint32_t>(RPC_E_CHANGED_MODE));
+    if (fault)
         return call.Status(*fault);
-    return call.Status(static_cast<std::uint32_t>(simulation.comApartments == 1 ? S_OK : S_FALSE));
+    return call.Status(static_cast<std::uint32_t>(wasInApartment ? S_FALSE : S_OK));
 }
 
 void WINAPI CoUninitialize()
 {
     Call call{"CoUninitialize"};
-    --Simulation::Current().comApartments;
+    Simulation& simulation = Simulation::Current();
+    if (simulation.comApartments.empty())
+        return simulation.handles.NoteViolation("CoUninitialize: there is no apartment to leave");
+    simulation.comApartments.pop_back();
+    if (!IsInApartment() && simulation.handles.HasOpen(winsim::kComObject))
+        simulation.handles.NoteViolation("CoUninitialize: COM objects are still held");
+}
+
+HRESULT WINAPI CoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsContext, REFIID riid, LPVOID* ppv)
+{
+    Call call{"CoCreateInstance"};
+    call.In("rclsid", TextOf(rclsid))
+        .In("pUnkOuter", pUnkOuter)
+        .In("dwClsContext", dwClsContext)
+        .In("riid", TextOf(riid));
+    *ppv = nullptr;
+    if (const auto failure = winsim::ComFailure(call, "CoCreateInstance", nullptr))
+        return call.Status(*failure);
+    const ComClass* known = FindClass(rclsid);
+    if (known == nullptr || (dwClsContext & CLSCTX_INPROC_SERVER) == 0)
+        return call.Status(static_cast<std::uint32_t>(REGDB_E_CLASSNOTREG));
+    if (riid != known->interface)
+        return call.Status(static_cast<std::uint32_t>(E_NOINTERFACE));
+    *ppv = known->make();
+    call.Out("ppv", *ppv);
+    return call.Status(S_OK);
+}
+
+HRESULT WINAPI CoSetProxyBlanket(IUnknown* pProxy, DWORD dwAuthnSvc, DWORD dwAuthzSvc, LPWSTR pServerPrincName,
+                                 DWORD dwAuthnLevel, DWORD dwImpLevel, RPC_AUTH_IDENTITY_HANDLE pAuthInfo,
+                                 DWORD dwCapabilities)
+{
+    Call call{"CoSetProxyBlanket"};
+    call.In("pProxy", pProxy)
+        .In("dwAuthnSvc", dwAuthnSvc)
+        .In("dwAuthzSvc", dwAuthzSvc)
+        .In("pServerPrincName", pServerPrincName)
+        .In("dwAuthnLevel", dwAuthnLevel)
+        .In("dwImpLevel", dwImpLevel)
+        .In("pAuthInfo", pAuthInfo)
+        .In("dwCapabilities", dwCapabilities);
+    if (const auto failure = winsim::ComFailure(call, "CoSetProxyBlanket", pProxy))
+        return call.Status(*failure);
+    auto* proxy = dynamic_cast<winsim::ComProxy*>(pProxy);
+    if (proxy == nullptr)
+        return call.Status(static_cast<std::uint32_t>(E_NOINTERFACE));
+    proxy->SetImpersonation(dwImpLevel);
+    return call.Status(S_OK);
 }

@@ -1,5 +1,6 @@
 // Libraries: loading, looking functions up and calling them.
 #include "winsim/api/file_access.h"
+#include "winsim/api/loaded_library.h"
 #include "winsim/api/system_functions.h"
 #include "winsim/core/effects.h"
 #include "winsim/core/gate.h"
@@ -18,23 +19,14 @@ using winsim::Call;
 using winsim::File;
 using winsim::Files;
 using winsim::Json;
+using winsim::kLibrary;
 using winsim::Library;
 using winsim::LibraryExport;
+using winsim::LoadedLibrary;
 using winsim::Simulation;
 
 namespace
 {
-
-constexpr char kLibrary[] = "library";
-
-// What a library handle stands for. What the library does was settled when it was loaded.
-struct LoadedLibrary
-{
-    std::string path;
-    Library library;
-
-    std::string BaseName() const { return path.substr(path.rfind('\\') + 1); }
-};
 
 // A library that Windows has loaded into every process: a search finds this one first.
 constexpr char kAlwaysLoaded[] = "kernel32.dll";
@@ -105,6 +97,14 @@ const File* FindLibraryFile(const std::string& name)
     return nullptr;
 }
 
+// What a file is when it is loaded; nothing when it is no library.
+std::optional<Library> LibraryOf(const File& file)
+{
+    if (!file.library && winsim::IsResourceLibrary(file.path))
+        return Library{};
+    return file.library;
+}
+
 HMODULE Load(Call& call, const winsim::FileName& name, const std::string& given)
 {
     const HMODULE none = nullptr;
@@ -117,12 +117,17 @@ HMODULE Load(Call& call, const winsim::FileName& name, const std::string& given)
         return call.Fail(none, ERROR_MOD_NOT_FOUND);
     if (file->isDirectory || !winsim::MayAccess(*file, winsim::kReadData))
         return call.Fail(none, ERROR_ACCESS_DENIED);
-    if (!file->library)
+    const auto library = LibraryOf(*file);
+    if (!library)
         return call.Fail(none, ERROR_BAD_EXE_FORMAT);
-    if (file->library->loadError != 0)
-        return call.Fail(none, file->library->loadError);
-    return call.Done(
-        static_cast<HMODULE>(Simulation::Current().handles.Open(kLibrary, LoadedLibrary{file->path, *file->library})));
+    if (library->loadError != 0)
+        return call.Fail(none, library->loadError);
+    winsim::HandleTable& handles = Simulation::Current().handles;
+    void* const handle = handles.Open(kLibrary, LoadedLibrary{file->path, *library});
+    // Texts are in use for as long as the process likes.
+    if (library->IsForTexts(file->path))
+        handles.MayKeep(handle);
+    return call.Done(static_cast<HMODULE>(handle));
 }
 
 // ---- Functions

@@ -1,7 +1,8 @@
 // Other processes: starting, waiting, listing, ending.
-#include "winsim/api/kernel_objects.h"
 #include "winsim/areas/processes.h"
+#include "winsim/api/kernel_objects.h"
 #include "winsim/core/gate.h"
+#include "winsim/core/secrets.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
@@ -27,6 +28,7 @@ namespace
 {
 
 constexpr DWORD kProcessAllAccess = 0x1FFFFF;
+constexpr std::size_t kLongestCommandLine = 32766;
 
 // What a process handle stands for.
 struct OpenProcessHandle
@@ -46,6 +48,14 @@ std::string WithoutLeadingBlanks(const std::string& text)
 {
     const std::size_t start = text.find_first_not_of(" \t");
     return start == std::string::npos ? std::string() : text.substr(start);
+}
+
+// The program's name as a command line gives it: in quotation marks, or up to the first blank.
+std::string ProgramNameIn(const std::string& line)
+{
+    if (line.starts_with('"'))
+        return line.substr(1, std::min(line.find('"', 1), line.size()) - 1);
+    return line.substr(0, line.find_first_of(" \t"));
 }
 
 // A program as it can be found: a full path, or nothing.
@@ -85,7 +95,7 @@ std::optional<CommandLineParts> SplitByProgram(const std::string& line)
     if (line.starts_with('"'))
     {
         const std::size_t end = std::min(line.find('"', 1), line.size());
-        const auto program = FindProgram(line.substr(1, end - 1));
+        const auto program = FindProgram(ProgramNameIn(line));
         if (!program)
             return std::nullopt;
         return CommandLineParts{*program, WithoutLeadingBlanks(end < line.size() ? line.substr(end + 1) : "")};
@@ -113,6 +123,12 @@ DWORD MissingProgramError(const std::string& path)
     return parent.empty() || files.IsDirectory(parent) ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
 }
 
+// A command line as it is recorded: without the passwords in it.
+Json ShownCommandLine(LPCWSTR commandLine)
+{
+    return commandLine == nullptr ? Json() : Json(winsim::HideSecrets(winsim::Utf8(commandLine)));
+}
+
 } // namespace
 
 BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSECURITY_ATTRIBUTES lpProcessAttributes,
@@ -123,7 +139,7 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
     Call call{"CreateProcessW"};
     Simulation& simulation = Simulation::Current();
     call.In("lpApplicationName", lpApplicationName)
-        .In("lpCommandLine", lpCommandLine)
+        .In("lpCommandLine", ShownCommandLine(lpCommandLine))
         .In("lpProcessAttributes", lpProcessAttributes)
         .In("lpThreadAttributes", lpThreadAttributes)
         .In("bInheritHandles", bInheritHandles)
@@ -136,6 +152,8 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
         return call.Fail(FALSE, *fault);
 
     const std::string line = lpCommandLine == nullptr ? std::string() : winsim::Utf8(lpCommandLine);
+    if (lpCommandLine != nullptr && std::u16string_view(lpCommandLine).size() > kLongestCommandLine)
+        return call.Fail(FALSE, ERROR_FILENAME_EXCED_RANGE);
     CommandLineParts parts;
     if (lpApplicationName != nullptr)
     {
@@ -151,7 +169,7 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
     {
         const auto split = SplitByProgram(line);
         if (!split)
-            return call.Fail(FALSE, MissingProgramError(winsim::FirstWord(line)));
+            return call.Fail(FALSE, MissingProgramError(ProgramNameIn(line)));
         parts = *split;
     }
     if (lpCurrentDirectory != nullptr && !simulation.machine.files.IsDirectory(winsim::Utf8(lpCurrentDirectory)))

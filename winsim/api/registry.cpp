@@ -207,8 +207,8 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
     if (lpReserved != nullptr || (lpData != nullptr && lpcbData == nullptr))
         return call.Status(ERROR_INVALID_PARAMETER);
     const std::string name = lpValueName == nullptr ? std::string() : simulation.FromAnsi(lpValueName);
-    const RegistryValue* value = simulation.machine.registry.FindValue(open->path, name);
-    if (value == nullptr)
+    const auto value = simulation.machine.registry.ReadValue(open->path, name);
+    if (!value)
         return call.Status(ERROR_FILE_NOT_FOUND);
 
     std::string bytes = AnsiBytes(*value);

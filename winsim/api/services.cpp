@@ -198,8 +198,8 @@ SC_HANDLE WINAPI OpenServiceW(SC_HANDLE hSCManager, LPCWSTR lpServiceName, DWORD
         return call.Fail(none, ERROR_SERVICE_DOES_NOT_EXIST);
     if ((service->deniedAccess & dwDesiredAccess) != 0)
         return call.Fail(none, ERROR_ACCESS_DENIED);
-    return call.Done(
-        static_cast<SC_HANDLE>(simulation.handles.Open(kService, OpenService{service->name, dwDesiredAccess})));
+    const DWORD access = service->grantsEveryRight ? SERVICE_ALL_ACCESS : dwDesiredAccess;
+    return call.Done(static_cast<SC_HANDLE>(simulation.handles.Open(kService, OpenService{service->name, access})));
 }
 
 BOOL WINAPI CloseServiceHandle(SC_HANDLE hSCObject)
@@ -275,8 +275,9 @@ BOOL WINAPI QueryServiceConfigW(SC_HANDLE hService, LPQUERY_SERVICE_CONFIGW lpSe
 {
     Call call{"QueryServiceConfigW"};
     call.In("hService", hService).In("cbBufSize", cbBufSize);
+    // A fault without an error stands for a success that fills nothing in.
     if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
+        return *fault == ERROR_SUCCESS ? call.Done(TRUE) : call.Fail(FALSE, *fault);
     DWORD error = ERROR_SUCCESS;
     const Service* service = ServiceOf(hService, SERVICE_QUERY_CONFIG, "QueryServiceConfigW", error);
     if (service == nullptr)

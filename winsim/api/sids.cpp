@@ -21,8 +21,9 @@ constexpr BYTE kMostSubAuthorities = 8;
 template <typename Value>
 void Append(std::vector<std::uint8_t>& bytes, const Value& value, std::size_t size)
 {
-    const auto* begin = reinterpret_cast<const std::uint8_t*>(&value);
-    bytes.insert(bytes.end(), begin, begin + size);
+    const std::size_t end = bytes.size();
+    bytes.resize(end + size);
+    std::memcpy(bytes.data() + end, &value, size);
 }
 
 } // namespace
@@ -122,7 +123,7 @@ BOOL WINAPI AllocateAndInitializeSid(PSID_IDENTIFIER_AUTHORITY pIdentifierAuthor
         return call.Fail(FALSE, ERROR_INVALID_SID);
 
     std::vector<std::uint8_t> bytes{1, nSubAuthorityCount};
-    bytes.insert(bytes.end(), std::begin(pIdentifierAuthority->Value), std::end(pIdentifierAuthority->Value));
+    winsim::Append(bytes, pIdentifierAuthority->Value, sizeof pIdentifierAuthority->Value);
     winsim::Append(bytes, subAuthorities, nSubAuthorityCount * sizeof(DWORD));
     *pSid = Simulation::Current().handles.Allocate(winsim::kSid, bytes.size());
     std::memcpy(*pSid, bytes.data(), bytes.size());

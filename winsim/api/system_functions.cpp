@@ -1,7 +1,9 @@
 // Lists the functions that Windows' own libraries export. They record their calls under their own names.
 #include "winsim/api/system_functions.h"
 
+#include "bcrypt.h"
 #include "winbase.h"
+#include "winnls.h"
 
 namespace winsim
 {
@@ -16,6 +18,11 @@ void* AddressOf(Function* function)
 }
 
 const SystemFunction kFunctions[] = {
+    {"bcrypt.dll", "BCryptAddContextFunctionProvider", AddressOf(&BCryptAddContextFunctionProvider)},
+    {"bcrypt.dll", "BCryptRegisterProvider", AddressOf(&BCryptRegisterProvider)},
+    {"bcrypt.dll", "BCryptRemoveContextFunctionProvider", AddressOf(&BCryptRemoveContextFunctionProvider)},
+    {"bcrypt.dll", "BCryptUnregisterProvider", AddressOf(&BCryptUnregisterProvider)},
+    {"kernel32.dll", "GetThreadUILanguage", AddressOf(&GetThreadUILanguage)},
     {"kernel32.dll", "GetTickCount", AddressOf(&GetTickCount)},
     {"kernel32.dll", "IsWow64Process", AddressOf(&IsWow64Process)},
 };

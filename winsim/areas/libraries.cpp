@@ -2,6 +2,7 @@
 #include "winsim/areas/libraries.h"
 
 #include <algorithm>
+#include <charconv>
 #include <stdexcept>
 
 namespace winsim
@@ -55,6 +56,24 @@ Json JsonOf(const LibraryExport& function)
     return json;
 }
 
+const StringTable* TableOfFile(const std::string& path)
+{
+    return TableOfLibrary(path.substr(path.rfind('\\') + 1));
+}
+
+Texts TextsOf(const Reader& reader)
+{
+    Texts texts;
+    reader.Members([&](const std::string& id, const Reader& text) {
+        std::uint32_t number = 0;
+        const auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), number);
+        if (error != std::errc{} || end != id.data() + id.size())
+            text.Fail("not the number of a text");
+        texts[number] = text.Text();
+    });
+    return texts;
+}
+
 } // namespace
 
 std::span<const ThrownThing> ThrownThings()
@@ -72,6 +91,16 @@ void Library::Load(const Reader& reader)
         names.Elements([&](const Reader& name) { missing.push_back(name.Text()); });
     });
     object.Read("loadError", loadError);
+    object.With("strings", [&](const Reader& strings) {
+        if (!strings.Value().is_string())
+        {
+            texts = TextsOf(strings);
+            return;
+        }
+        table = strings.Text();
+        if (!StringTables().contains(table))
+            strings.Fail("not the name of a table of texts, such as \"de\"");
+    });
     object.Done();
 }
 
@@ -84,7 +113,29 @@ Json Library::ToJson() const
         json["missing"] = missing;
     if (loadError != 0)
         json["loadError"] = loadError;
+    if (!table.empty())
+        json["strings"] = table;
+    if (texts)
+    {
+        Json& strings = json["strings"] = Json::object();
+        for (const auto& [id, text] : *texts)
+            strings[std::to_string(id)] = text;
+    }
     return json;
+}
+
+const Texts& Library::TextsAt(const std::string& path) const
+{
+    static const Texts none;
+    if (texts)
+        return *texts;
+    const StringTable* held = table.empty() ? TableOfFile(path) : &StringTables().at(table);
+    return held == nullptr ? none : held->texts;
+}
+
+bool IsResourceLibrary(const std::string& path)
+{
+    return TableOfFile(path) != nullptr;
 }
 
 } // namespace winsim

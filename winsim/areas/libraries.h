@@ -1,10 +1,12 @@
 // Libraries on a simulated machine: files with functions.
 #pragma once
 
+#include "winsim/areas/string_tables.h"
 #include "winsim/core/description.h"
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -27,11 +29,20 @@ struct Library
     std::map<std::string, LibraryExport> exports; // by name
     std::vector<std::string> missing;             // functions that a library of Windows lacks on this machine
     std::uint32_t loadError = 0;                  // loading it fails with this error
+    std::string table;                            // the name of the table whose texts it holds
+    std::optional<Texts> texts;                   // described texts; without either, the file's name tells
+
+    // The texts that it holds as the file of a path, and whether it is there for texts at all.
+    const Texts& TextsAt(const std::string& path) const;
+    bool IsForTexts(const std::string& path) const { return texts || !TextsAt(path).empty(); }
 
     void Load(const Reader& reader);
     Json ToJson() const;
     bool operator==(const Library&) const = default;
 };
+
+// Whether the file of a path is a resource library by its name.
+bool IsResourceLibrary(const std::string& path);
 
 // Something that can come out of a function instead of a result. The simulated machine has no faults of the processor:
 // they are exceptions of a type that nobody else knows.

@@ -116,15 +116,32 @@ std::string HexOfBytes(const std::string& bytes)
     return hex;
 }
 
-// A value is a number (REG_DWORD), a text (REG_SZ), or an object with a type and either form or bytes in hexadecimal.
+RegistryValue ValueOf(const std::string& name, const Reader& reader);
+
+// What the value is at first, and what it becomes.
+RegistryValue ChangingValueOf(const std::string& name, const Reader& reader)
+{
+    std::vector<RegistryValue> values;
+    reader.Elements([&](const Reader& value) { values.push_back(ValueOf(name, value)); });
+    if (values.empty())
+        reader.Fail("an empty list");
+    RegistryValue first = std::move(values.front());
+    first.later.assign(values.begin() + 1, values.end());
+    return first;
+}
+
+// A value is a number (REG_DWORD), a text (REG_SZ), or an object with a type and either form or bytes in hexadecimal;
+// or a list of them, for a value that changes with each read.
 RegistryValue ValueOf(const std::string& name, const Reader& reader)
 {
     if (reader.Value().is_number())
-        return {name, REG_DWORD, BytesOfNumber(reader.As<std::uint32_t>())};
+        return {name, REG_DWORD, BytesOfNumber(reader.As<std::uint32_t>()), {}};
     if (reader.Value().is_string())
-        return {name, REG_SZ, BytesOfText(reader.Text())};
+        return {name, REG_SZ, BytesOfText(reader.Text()), {}};
+    if (reader.Value().is_array())
+        return ChangingValueOf(name, reader);
 
-    RegistryValue value{name, REG_NONE, {}};
+    RegistryValue value{name, REG_NONE, {}, {}};
     ObjectReader object{reader};
     if (!object.With("type", [&](const Reader& member) { value.type = TypeOf(member); }))
         reader.Fail("no type");
@@ -140,6 +157,13 @@ RegistryValue ValueOf(const std::string& name, const Reader& reader)
 
 Json JsonOfValue(const RegistryValue& value)
 {
+    if (!value.later.empty())
+    {
+        Json list = Json::array({JsonOfValue({value.name, value.type, value.bytes, {}})});
+        for (const RegistryValue& later : value.later)
+            list.push_back(JsonOfValue(later));
+        return list;
+    }
     if (value.type == REG_DWORD && value.bytes.size() == 4)
         return DwordOfBytes(value.bytes);
     const auto text = IsTextType(value.type) ? TextOfBytes(value.bytes) : std::nullopt;
@@ -235,6 +259,23 @@ const RegistryValue* Registry::FindValue(const std::string& path, const std::str
     return value == key->values.end() ? nullptr : &value->second;
 }
 
+std::optional<RegistryValue> Registry::ReadValue(const std::string& path, const std::string& name)
+{
+    RegistryKey* key = Find(path);
+    if (key == nullptr)
+        return std::nullopt;
+    const auto found = key->values.find(FoldCase(name));
+    if (found == key->values.end())
+        return std::nullopt;
+    const RegistryValue read = found->second;
+    if (!read.later.empty())
+    {
+        found->second = read.later.front();
+        found->second.later.assign(read.later.begin() + 1, read.later.end());
+    }
+    return read;
+}
+
 void Registry::SetValue(RegistryKey& key, const std::string& name, std::uint32_t type, std::string bytes)
 {
     RegistryValue& value = key.values[FoldCase(name)];
@@ -242,6 +283,7 @@ void Registry::SetValue(RegistryKey& key, const std::string& name, std::uint32_t
         value.name = name;
     value.type = type;
     value.bytes = std::move(bytes);
+    value.later.clear();
 }
 
 bool Registry::DeleteValue(RegistryKey& key, const std::string& name)

@@ -19,6 +19,7 @@ struct RegistryValue
     std::string name; // as it was created
     std::uint32_t type = 0;
     std::string bytes;
+    std::vector<RegistryValue> later; // what it becomes, one after each read: somebody else writes it
 
     bool operator==(const RegistryValue&) const = default;
 };
@@ -46,6 +47,8 @@ public:
     RegistryKey& Create(const std::string& path);
 
     const RegistryValue* FindValue(const std::string& path, const std::string& name) const;
+    // A value as it is read: if it is to change, it changes then.
+    std::optional<RegistryValue> ReadValue(const std::string& path, const std::string& name);
     void SetValue(RegistryKey& key, const std::string& name, std::uint32_t type, std::string bytes);
     // False when there was no such value.
     bool DeleteValue(RegistryKey& key, const std::string& name);

@@ -153,6 +153,7 @@ Service ReadService(const std::string& name, const Reader& reader)
     object.Read("account", service.account);
     object.Read("processId", service.processId);
     object.Read("deniedAccess", service.deniedAccess);
+    object.Read("grantsEveryRight", service.grantsEveryRight);
     object.Read("markedForDeletion", service.isMarkedForDeletion);
     ReadStatus(object, service.status);
     object.With("states", [&](const Reader& states) { service.steps = ReadSteps(states); });
@@ -181,6 +182,7 @@ Json JsonOfService(const Service& service)
     write("account", service.account, usual.account);
     write("processId", service.processId, usual.processId);
     write("deniedAccess", service.deniedAccess, usual.deniedAccess);
+    write("grantsEveryRight", service.grantsEveryRight, usual.grantsEveryRight);
     write("markedForDeletion", service.isMarkedForDeletion, usual.isMarkedForDeletion);
     WriteStatus(json, service.status);
     if (!service.steps.empty())

@@ -57,6 +57,7 @@ struct Service
     std::string account;
     std::uint32_t processId = 0;
     std::uint32_t deniedAccess = 0; // an open that asks for any of these rights is refused
+    bool grantsEveryRight = false;  // handles to it carry every right, whatever was asked for
     bool isMarkedForDeletion = false;
     ServiceStatus status;
     std::vector<ServiceStep> steps; // what is still to come

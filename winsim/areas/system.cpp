@@ -69,6 +69,8 @@ void WindowsInfo::Load(const Reader& reader)
             page.Fail(error.what());
         }
     });
+    object.Read("uiLanguage", uiLanguage);
+    object.Read("userLanguage", userLanguage);
     object.Done();
 }
 
@@ -79,8 +81,14 @@ std::string WindowsInfo::VersionText() const
 
 Json WindowsInfo::ToJson() const
 {
-    return {{"version", VersionText()}, {"build", build},   {"servicePack", servicePack},
-            {"platform", platform},     {"wow64", isWow64}, {"codePage", codePage}};
+    return {{"version", VersionText()},
+            {"build", build},
+            {"servicePack", servicePack},
+            {"platform", platform},
+            {"wow64", isWow64},
+            {"codePage", codePage},
+            {"uiLanguage", uiLanguage},
+            {"userLanguage", userLanguage}};
 }
 
 void Clock::Load(const Reader& reader)

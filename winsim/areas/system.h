@@ -21,6 +21,8 @@ struct WindowsInfo
     std::uint32_t platform = 0;
     bool isWow64 = false; // the program is a 32-bit process on 64-bit Windows
     std::uint32_t codePage = 0;
+    std::uint16_t uiLanguage = 0;   // of the thread's user interface
+    std::uint16_t userLanguage = 0; // of the user
 
     std::string VersionText() const; // such as "6.1"
     void Load(const Reader& reader);

@@ -135,9 +135,15 @@ constexpr FaultRow kRows[] = {
 
 // Calls that only tell, wait, free or set a flag.
 constexpr std::string_view kCannotFail[] = {
-    "CoUninitialize",      "FreeSid",          "GetCommandLineW",     "GetCurrentProcess",  "GetCurrentProcessId",
-    "GetCurrentThreadId",  "GetModuleHandleW", "GetSystemTime",       "GetThreadUILanguage", "GetTickCount",
-    "GetUserDefaultLangID", "SetErrorMode",    "Sleep",               "SysFreeString",      "VariantClear",
+    "CoUninitialize",        "FreeSid",
+    "GetCommandLineW",       "GetCurrentProcess",
+    "GetCurrentProcessId",   "GetCurrentThreadId",
+    "GetModuleHandleW",      "GetSystemTime",
+    "GetThreadUILanguage",   "GetTickCount",
+    "GetUserDefaultLangID",  "IWbemClassObject::Release",
+    "IWbemLocator::Release", "IWbemServices::Release",
+    "SetErrorMode",          "Sleep",
+    "SysFreeString",         "VariantClear",
     "VerSetConditionMask",
 };
 

@@ -8,7 +8,7 @@ namespace winsim
 
 void HandleTable::Add(const void* handle, const std::string& kind, std::any object)
 {
-    m_entries[handle] = {kind, ++m_ordinals[kind], true, std::move(object)};
+    m_entries[handle] = {kind, ++m_ordinals[kind], true, std::move(object), false};
 }
 
 void* HandleTable::Open(const std::string& kind, std::any object)
@@ -33,6 +33,12 @@ bool HandleTable::IsOpen(const void* handle, const char* kind) const
 {
     const auto entry = m_entries.find(handle);
     return entry != m_entries.end() && entry->second.isOpen && entry->second.kind == kind;
+}
+
+bool HandleTable::HasOpen(const char* kind) const
+{
+    return std::ranges::any_of(m_entries,
+                               [&](const auto& entry) { return entry.second.isOpen && entry.second.kind == kind; });
 }
 
 bool HandleTable::Close(const void* handle, const char* kind, const char* call)
@@ -90,13 +96,20 @@ bool HandleTable::Free(const void* block, const char* kind, const char* call)
     return true;
 }
 
+void HandleTable::Hold(const void* address, const std::string& kind, std::shared_ptr<void> object)
+{
+    Add(address, kind, {});
+    if (object)
+        m_held.push_back(std::move(object));
+}
+
 std::vector<std::string> HandleTable::Violations() const
 {
     std::vector<std::string> all = m_violations;
     for (const auto& [handle, entry] : m_entries)
     {
         const bool mayStay = std::find(m_mayStayOpen.begin(), m_mayStayOpen.end(), entry.kind) != m_mayStayOpen.end();
-        if (entry.isOpen && !mayStay)
+        if (entry.isOpen && !mayStay && !entry.mayStayOpen)
             all.push_back(Describe(handle) + " was never given back");
     }
     return all;

@@ -29,8 +29,14 @@ public:
         return entry == nullptr ? nullptr : std::any_cast<Object>(&entry->object);
     }
 
+    // Whether a handle is an open one of that kind. When it is not, a violation is noted.
+    bool Check(const void* handle, const char* kind, const char* call) { return Use(handle, kind, call) != nullptr; }
+
     // Whether a handle is an open one of that kind. Notes nothing.
     bool IsOpen(const void* handle, const char* kind) const;
+
+    // Whether any handle of a kind is open.
+    bool HasOpen(const char* kind) const;
 
     // Gives a handle back. False, with a violation noted, when it is not an open handle of that kind.
     bool Close(const void* handle, const char* kind, const char* call);
@@ -59,6 +65,11 @@ public:
     void* Allocate(const std::string& kind, std::size_t size);
     bool Free(const void* block, const char* kind, const char* call);
 
+    // Takes something into account that the process holds by its address and has to give back: an object of the
+    // machine's, or a variable of the process's own. The object, if there is one, stays in memory after it was given
+    // back, so that a late call on it is noticed.
+    void Hold(const void* address, const std::string& kind, std::shared_ptr<void> object = {});
+
     void NoteViolation(const std::string& text) { m_violations.push_back(text); }
 
     // What was done wrong, and what is still open, except for kinds that may stay open.
@@ -66,6 +77,8 @@ public:
 
     // A kind whose handles may stay open to the process's end.
     void MayStayOpen(const std::string& kind) { m_mayStayOpen.push_back(kind); }
+    // The same for one handle.
+    void MayKeep(const void* handle) { m_entries.at(handle).mayStayOpen = true; }
 
 private:
     struct Entry
@@ -74,6 +87,7 @@ private:
         unsigned ordinal = 0;
         bool isOpen = true;
         std::any object;
+        bool mayStayOpen = false;
     };
 
     Entry* Use(const void* handle, const char* kind, const char* call);
@@ -84,6 +98,7 @@ private:
     std::map<const void*, std::string> m_predefined;
     std::map<std::string, unsigned> m_ordinals;
     std::map<const void*, std::unique_ptr<std::uint64_t[]>> m_blocks;
+    std::vector<std::shared_ptr<void>> m_held;
     std::vector<std::string> m_violations;
     std::vector<std::string> m_mayStayOpen;
     std::uintptr_t m_next = 0x10004;

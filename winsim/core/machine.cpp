@@ -45,6 +45,10 @@ constexpr Area kAreas[] = {
     MakeArea<&Machine::services>("services"),
     MakeArea<&Machine::processes>("processes"),
     MakeArea<&Machine::programs>("programs"),
+    MakeArea<&Machine::smartCards>("smartCards"),
+    MakeArea<&Machine::cng>("cng"),
+    MakeArea<&Machine::wmi>("wmi"),
+    MakeArea<&Machine::installer>("installer"),
     MakeArea<&Machine::events>("events"),
 };
 
@@ -52,6 +56,34 @@ const Json& PlainWindows()
 {
     static const Json plain = Json::parse(kPlainWindowsJson);
     return plain;
+}
+
+// What a program, a function or a method changes is a description of its own: its nulls are for later.
+bool IsForLater(const std::string& name)
+{
+    return name == "effects";
+}
+
+// Puts a description onto the plain machine's: a JSON merge patch.
+void Merge(const Json& description, Json& whole)
+{
+    for (const auto& [name, value] : description.items())
+    {
+        if (value.is_null())
+        {
+            whole.erase(name);
+            continue;
+        }
+        Json& member = whole[name];
+        if (!value.is_object() || IsForLater(name))
+        {
+            member = value;
+            continue;
+        }
+        if (!member.is_object())
+            member = Json::object();
+        Merge(value, member);
+    }
 }
 
 // What every machine has. A description can change it but not take it away.
@@ -78,7 +110,7 @@ void TakeAwayMissing(const Json& plain, Json& description)
     {
         if (!description.contains(name))
             description[name] = nullptr;
-        else if (value.is_object() && description[name].is_object())
+        else if (value.is_object() && description[name].is_object() && !IsForLater(name))
             TakeAwayMissing(value, description[name]);
     }
 }
@@ -119,7 +151,7 @@ Machine Machine::FromJson(const Json& description)
     if (!description.is_object())
         throw DescriptionError("description: not an object");
     Json whole = PlainWindows();
-    whole.merge_patch(description);
+    Merge(description, whole);
     RequireFixed(whole);
 
     Machine machine;

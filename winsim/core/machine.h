@@ -1,12 +1,16 @@
 // A simulated machine: all its state, as one value.
 #pragma once
 
+#include "winsim/areas/cng.h"
 #include "winsim/areas/files.h"
+#include "winsim/areas/installer.h"
 #include "winsim/areas/processes.h"
 #include "winsim/areas/registry.h"
 #include "winsim/areas/security.h"
 #include "winsim/areas/services.h"
+#include "winsim/areas/smart_cards.h"
 #include "winsim/areas/system.h"
+#include "winsim/areas/wmi.h"
 
 #include <string>
 #include <vector>
@@ -31,6 +35,10 @@ struct Machine
     Services services;
     Processes processes;
     Programs programs;
+    SmartCards smartCards;
+    Cng cng;
+    Wmi wmi;
+    Installer installer;
     EventLog events;
 
     // Throws DescriptionError for a description that cannot be used.

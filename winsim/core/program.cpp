@@ -3,6 +3,8 @@
 
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
+
+#include "msi.h"
 #include "winsim_types.h"
 
 #include <dlfcn.h>
@@ -92,8 +94,8 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Ent
         outcome.exitCode = entry(image);
         outcome.bodyEnd = simulation.gate.records.size();
     }
-    if (simulation.comApartments != 0)
-        simulation.handles.NoteViolation("COM apartments entered and left do not match");
+    if (!simulation.comApartments.empty())
+        simulation.handles.NoteViolation("a COM apartment was entered and not left");
     outcome.violations = simulation.handles.Violations();
     outcome.machine = std::move(simulation.machine);
     outcome.standardOutput = std::move(simulation.standardOutput);
@@ -108,6 +110,18 @@ Outcome Program::Run(const Machine& machine, const RunOptions& options) const
 {
     return RunEntry(machine, options, [](const Image& image) {
         return image.Find<int(HINSTANCE, HINSTANCE, LPSTR, int)>("WinMain")(nullptr, nullptr, nullptr, 0);
+    });
+}
+
+Outcome Program::RunExport(const Machine& machine, const RunOptions& options, const std::string& name) const
+{
+    return RunEntry(machine, options, [&](const Image& image) {
+        auto* const exported = image.Find<UINT(MSIHANDLE)>(name.c_str());
+        HandleTable& handles = Simulation::Current().handles;
+        void* const session = handles.Open(kInstallSession, InstallSession{});
+        const UINT result = exported(static_cast<MSIHANDLE>(reinterpret_cast<std::uintptr_t>(session)));
+        handles.Close(session, kInstallSession, "the installer");
+        return static_cast<int>(result);
     });
 }
 

@@ -46,6 +46,11 @@ public:
     // std::runtime_error when the shared object cannot be loaded.
     Outcome Run(const Machine& machine, const RunOptions& options) const;
 
+    // Has the installer load the program as a library and call one of its exports with an install session: function
+    // `name`, whose result comes back as the outcome's exit code. Throws std::runtime_error also when the image has no
+    // such export.
+    Outcome RunExport(const Machine& machine, const RunOptions& options, const std::string& name) const;
+
     // Starts a process of the program's image that, instead of the program's own entry, makes one of the calls that a
     // test image offers: function `name` with `arguments` (UTF-8). The text of its result comes back in `result`.
     // Throws std::runtime_error also when the image offers no such call.

@@ -25,6 +25,7 @@ Simulation::Simulation(Machine machineToRunOn) : machine(std::move(machineToRunO
     if (g_current != nullptr)
         throw std::logic_error("a simulated process is running already");
     g_current = this;
+    m_secrets = machine.installer.Secrets();
     handles.Predefine(HKEY_CLASSES_ROOT, "HKEY_CLASSES_ROOT");
     handles.Predefine(HKEY_CURRENT_USER, "HKEY_CURRENT_USER");
     handles.Predefine(HKEY_LOCAL_MACHINE, "HKEY_LOCAL_MACHINE");
@@ -44,6 +45,11 @@ Simulation& Simulation::Current()
     if (g_current == nullptr)
         throw std::logic_error("no simulated process is running");
     return *g_current;
+}
+
+Simulation* Simulation::Running()
+{
+    return g_current;
 }
 
 void Simulation::Advance(std::uint64_t ms)

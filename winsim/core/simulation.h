@@ -8,6 +8,7 @@
 #include "winsim/core/machine.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,6 +26,8 @@ public:
     Simulation& operator=(const Simulation&) = delete;
 
     static Simulation& Current();
+    // The same, or null when none is running.
+    static Simulation* Running();
 
     Machine machine;
     Gate gate;
@@ -33,8 +36,12 @@ public:
     std::uint32_t lastError = 0;
     std::u16string commandLine;
     std::string standardOutput;
-    int comApartments = 0;
+    std::vector<bool> comApartments; // the innermost last; whether each could be entered
     bool isComMultithreaded = false;
+    std::map<std::string, std::size_t> propertyQuestions; // how often each installer property was asked for
+
+    // The passwords that must not get out of the process.
+    const std::vector<std::string>& Secrets() const { return m_secrets; }
 
     // Milliseconds since the process began.
     std::uint64_t ClockMs() const { return m_clockMs; }
@@ -62,6 +69,7 @@ public:
 private:
     void EndDueChildren();
 
+    std::vector<std::string> m_secrets;
     std::map<std::uint32_t, ChildProcess> m_children; // by identifier
     char m_foreignModule = 0;
     std::uint64_t m_clockMs = 0;

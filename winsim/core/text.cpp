@@ -330,11 +330,6 @@ std::string CodePage::FromUtf16(std::u16string_view text, bool* usedDefault, std
     return out;
 }
 
-std::string FirstWord(std::string_view text)
-{
-    return std::string(text.substr(0, text.find_first_of(" \t")));
-}
-
 char16_t FoldCase(char16_t unit)
 {
     if (unit < 0x80)

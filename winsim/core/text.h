@@ -55,9 +55,6 @@ private:
         m_bytes; // for each UTF-16 unit: the byte, or lead byte << 8 | trail byte; 0 for none
 };
 
-// The text up to the first blank.
-std::string FirstWord(std::string_view text);
-
 // The order and identity of names on Windows: letters of either case are the same. Folds with Windows' own rule, one
 // UTF-16 unit at a time by its simple upper-case form.
 std::string FoldCase(std::string_view utf8);
@@ -65,5 +62,11 @@ char16_t FoldCase(char16_t unit);
 
 // Whether two names are the same to Windows.
 bool SameName(std::string_view left, std::string_view right);
+
+// Orders names for containers, which then find one in any case.
+struct NameOrder
+{
+    bool operator()(std::string_view left, std::string_view right) const { return FoldCase(left) < FoldCase(right); }
+};
 
 } // namespace winsim

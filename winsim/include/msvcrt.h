@@ -17,6 +17,7 @@ extern "C"
     errno_t strcat_s(char* destination, std::size_t size, const char* source);
     int _stricmp(const char* left, const char* right);
     int _wcsicmp(const WCHAR* left, const WCHAR* right);
+    int _wcsnicmp(const WCHAR* left, const WCHAR* right, std::size_t count);
     errno_t _wsplitpath_s(const WCHAR* path, WCHAR* drive, std::size_t driveSize, WCHAR* directory,
                           std::size_t directorySize, WCHAR* name, std::size_t nameSize, WCHAR* extension,
                           std::size_t extensionSize);

@@ -4,6 +4,8 @@
 #include "processthreadsapi.h"
 #include "winsim_types.h"
 
+#include <cstdarg>
+
 struct SYSTEMTIME
 {
     WORD wYear;
@@ -73,6 +75,24 @@ inline constexpr WORD EVENTLOG_SUCCESS = 0x0000;
 inline constexpr WORD EVENTLOG_ERROR_TYPE = 0x0001;
 inline constexpr WORD EVENTLOG_WARNING_TYPE = 0x0002;
 inline constexpr WORD EVENTLOG_INFORMATION_TYPE = 0x0004;
+
+inline constexpr DWORD FORMAT_MESSAGE_FROM_STRING = 0x00000400;
+inline constexpr DWORD FORMAT_MESSAGE_ARGUMENT_ARRAY = 0x00002000;
+
+extern "C"
+{
+    DWORD WINAPI FormatMessageA(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, DWORD dwLanguageId, LPSTR lpBuffer,
+                                DWORD nSize, va_list* Arguments);
+}
+
+// Fills memory with zeros, also memory that is not looked at any more.
+inline PVOID SecureZeroMemory(PVOID destination, SIZE_T length)
+{
+    volatile auto* bytes = static_cast<volatile BYTE*>(destination);
+    for (SIZE_T i = 0; i < length; ++i)
+        bytes[i] = 0;
+    return destination;
+}
 
 inline void ZeroMemory(void* destination, SIZE_T length)
 {

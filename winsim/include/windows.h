@@ -14,4 +14,5 @@
 #include "winnt.h"
 #include "winreg.h"
 #include "winsvc.h"
+#include "winuser.h"
 #include "winver.h"

@@ -6,6 +6,8 @@
 
 #define WINAPI
 #define STDAPICALLTYPE
+#define __stdcall
+#define __declspec(attribute)
 
 // A simulated program is compiled with a wchar_t of 16 bits, as on Windows; the simulated machine itself is not,
 // and calls the same 16 bits char16_t.
@@ -144,3 +146,4 @@ inline constexpr LONG ERROR_INVALID_ACL = 1336;
 inline constexpr LONG ERROR_INVALID_SID = 1337;
 inline constexpr LONG ERROR_RESOURCE_DATA_NOT_FOUND = 1812;
 inline constexpr LONG ERROR_RESOURCE_TYPE_NOT_FOUND = 1813;
+inline constexpr LONG ERROR_RESOURCE_NAME_NOT_FOUND = 1814;

@@ -5,9 +5,14 @@
 
 #include <span>
 
+std::span<const TestCall> EnrollCalls();
 std::span<const TestCall> EntryCalls();
 std::span<const TestCall> LogCalls();
+std::span<const TestCall> MessageCalls();
 std::span<const TestCall> PlatformCalls();
 std::span<const TestCall> ServiceCalls();
+std::span<const TestCall> ProviderCalls();
+std::span<const TestCall> ProvisioningCalls();
 std::span<const TestCall> SmartcardCalls();
+std::span<const TestCall> SrkCalls();
 std::span<const TestCall> TssCalls();

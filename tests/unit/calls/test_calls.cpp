@@ -6,8 +6,9 @@
 namespace
 {
 
-const std::span<const TestCall> kModules[] = {EntryCalls(), LogCalls(), PlatformCalls(), ServiceCalls(),
-                                              SmartcardCalls(), TssCalls()};
+const std::span<const TestCall> kModules[] = {EnrollCalls(),    EntryCalls(),    LogCalls(),          MessageCalls(),
+                                              PlatformCalls(),  ProviderCalls(), ProvisioningCalls(), ServiceCalls(),
+                                              SmartcardCalls(), SrkCalls(),      TssCalls()};
 
 } // namespace
 

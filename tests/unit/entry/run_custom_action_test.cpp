@@ -8,33 +8,148 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-// ---- The steps of each action on a plain machine: a step that joins the dispatcher joins here. ----
+// ---- The lines of each action on a plain machine ----
 
-const Script kNoCommonKey{
-    R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp\\Common", 0, 983103) = 2)"};
-const Script kEnterCom{"CoInitializeEx(null, 0) = 0"};
-const Script kLeaveCom{"CoUninitialize()"};
+const Script kProvidersRegistered{"log: Register the Kelo TCG Enabled KSP",
+                                  "log: Successfully registered Kelo TCG Enabled KSP",
+                                  "log: Register the Kelo TCG-Enabled Strong Authentication KSP",
+                                  "log: Successfully registered Kelo TCG-Enabled Strong Authentication KSP"};
 
-Script SetupSteps(const Script& options)
+const Script kNoTasks{"log: *** InstallAutoEnrollmentTasks(): Failed to open registry Auto-Enroll Tasks not installed"};
+
+const Script kCommandsUnblocked{"log: Vista OS",
+                                "log: First SetNamedSecurityInfo call failed: 2",
+                                "log: Ownership was not taken on registry Key",
+                                "log: Found service: TBS",
+                                "log:  TBS current status: 4, 1",
+                                "log: Service tcsd_win32.exe not found",
+                                "log: Service IFXTCS not found",
+                                "log: Service tcsd_x86 not found",
+                                "log: Found service: TBS",
+                                "log:  TBS current status: 4, 1",
+                                "log: Stopping service",
+                                "log: TBS  current status: 3, 0",
+                                "log: TBS  current status: 3, 0",
+                                "log: TBS service stopped",
+                                "log: Starting service",
+                                "log: TBS  current status: 2, 0",
+                                "log: TBS  current status: 2, 0",
+                                "log: service started",
+                                "log: TBS has been sucessfully restarted",
+                                "log: Commands blocked on Vista+"};
+
+const Script kConfigurationOpened{
+    R"(log: Successfully changed DACL for directory: C:\ProgramData\Kelo Systems Corp\Common\policies)",
+    R"(log: Successfully changed DACL for file: C:\ProgramData\Kelo Systems Corp\Common\Kelo_Config.ini)"};
+
+const Script kNoLeftovers{"log: Try to kill Kelo services left behind in previous installation",
+                          "log: Try to kill process: PatchAgent.exe",
+                          "log: Cannot find this process: PatchAgent.exe",
+                          "log: kill PatchAgent.exe --> ERROR",
+                          "log: Try to kill process: VaultCourier.exe",
+                          "log: Cannot find this process: VaultCourier.exe",
+                          "log: kill VaultCourier.exe --> ERROR"};
+
+// A shim that is not there.
+Script NoShim(int slot, const std::string& name)
 {
-    return Joined({options, kEnterCom, kLeaveCom});
+    const std::string path = "C:\\Windows\\system32\\" + name;
+    return {"log: RemoveTSP1File - enter " + std::to_string(slot),
+            "log: RemoveTSP1File - Failed to delete file " + path + ", err: 2",
+            "log: RemoveTSP1File - Failed to move file " + path + ", err: 2", "log: RemoveTSP1File - exit"};
 }
 
+const Script kNoTsp1 = NoShim(0, "TSP1_x64.dll");
+const Script kNoTspi = NoShim(2, "Tspi_x64.dll");
+
+Script NoProbeLibrary(const std::string& vendor)
+{
+    const std::string path = R"(C:\Program Files\Kelo Systems Corp\Toolkit\)" + vendor + R"(\stkprobe.dll)";
+    return {"log: Load " + path, "log: Failed to Load Library: " + path + " Err: 126"};
+}
+
+const Script kNothingDetected = Joined(
+    {{"log: --------------------------------------------",
+      R"(log: DetectTPMPlatform(C:\Program Files\Kelo Systems Corp\Toolkit\,KELO))", "log: Remove old Tspi_x64.dll"},
+     kNoTspi,
+     kNoLeftovers,
+     {"log: Restart Kelo Service", "log: Cannot open service: tcsd_x86"},
+     NoProbeLibrary("KELO"),
+     {"log: --------------------------------------------",
+      R"(log: DetectTPMPlatform(C:\Program Files\Kelo Systems Corp\Toolkit\,NTRU12))"},
+     kNoLeftovers,
+     {"log: Cannot open service: tcsd_win32.exe", "log: NTRU service not running", "log: Remove old Tsp1_x64.dll"},
+     kNoTsp1,
+     NoProbeLibrary("NTRU12")});
+
+const Script kNoReaders{"log: CTPMSmartCard::IsKlSCardInstalled - No Smart card readers on system"};
+
+// "/Setup" without a vendor: the stack set-up fails, and it alone decides.
+Script SetupLines(const Script& options, const Script& smartCard = {})
+{
+    return Joined({options,
+                   kProvidersRegistered,
+                   kNoTasks,
+                   smartCard,
+                   {R"(log: call SetupTCGDLL(C:\Program Files\Kelo Systems Corp\Toolkit\, ))",
+                    "log: ===================================================", "log: SetupTCGDLL() -->",
+                    R"(log: Target: C:\Program Files\Kelo Systems Corp\Toolkit\)",
+                    "log: No TSS_VENDOR parameter specified only install if a TSS and proper TPM state is found."},
+                   kCommandsUnblocked,
+                   kConfigurationOpened,
+                   kNothingDetected,
+                   {"log: No default TSS vendor platform specified AND no valid TSS & TPM state detected --> Unable to "
+                    "install Toolkit!",
+                    "log: <-- SetupTCGDLL()"}});
+}
+
+const Script kNoToolkitService{"log: UnInstallTkService - Enter",
+                               "log: UnInstallTkService - failed to open the KlPCR Service! 1060"};
+
+Script RemovalLines(const Script& service = kNoToolkitService)
+{
+    return Joined({{"log: ===================================================", "log: UninstallTCGDLL() -->",
+                    "log: Remove TSP1_x64 and/or TSPI_x64 from System32"},
+                   kNoTsp1,
+                   kNoTspi,
+                   {"log: <-- UninstallTCGDLL()", "log: Unregister the Kelo TCG Enabled KSP",
+                    "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000225",
+                    "log: Unregister the Kelo TCG-Enabled Strong Authentication KSP",
+                    "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000225"},
+                   service,
+                   {"log: *** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't remove Auto-Enroll "
+                    "Tasks"},
+                   kNoReaders,
+                   {"log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - VSC not currently installed... "
+                    "skipping....",
+                    "log: CTPMSmartCard::Uninstall - Kelo Smart Card not installed so skip uninstallation"}});
+}
+
+// Expects the whole log of an action, what it left on standard output and its exit code.
+void ExpectLog(const SimulatedRun& run, const Words& words, const Script& lines, int exitCode)
+{
+    EXPECT_THAT(run.log, ElementsAreArray(LogOf(Joined({HeadOf(words), lines, End()}))));
+    EXPECT_EQ(run.outcome.standardOutput, "Done!");
+    EXPECT_EQ(run.exitCode, exitCode);
+}
+
+// The calls of "/Commit" on a plain machine.
 Script CommitSteps()
 {
-    return {};
-}
-
-// The toolkit's service is not installed.
-const Script kNoToolkitService{"log: UnInstallTkService - Enter",
-                               R"(OpenSCManagerW(null, null, 983103) = "serviceManager#1")",
-                               R"(OpenServiceW("serviceManager#1", "KlPCR", 983551))",
-                               "log: UnInstallTkService - failed to open the KlPCR Service! 1060",
-                               R"(CloseServiceHandle("serviceManager#1") = 1)"};
-
-Script RemovalSteps(const Script& service = kNoToolkitService)
-{
-    return Joined({service, kEnterCom, kLeaveCom});
+    Script steps;
+    for (const char* provider :
+         {"Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)",
+          "Microsoft Enhanced RSA and AES Cryptographic Provider", "Microsoft Enhanced Cryptographic Provider v1.0",
+          "Microsoft Strong Cryptographic Provider", "Microsoft Base Cryptographic Provider v1.0"})
+        steps.push_back(
+            std::string(
+                R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\)") +
+            provider + R"(", 0, 1) = 2)");
+    steps.push_back(R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Keystead CSP )"
+                    R"(Persistent\\CAPI", 0, null, 0, 983103, null) = 0 lpdwDisposition:1 phkResult:"key#1")");
+    steps.push_back(R"(RegSetValueExA("key#1", "PassthroughCSP", 0, 1, "", 1) = 0)");
+    steps.push_back(R"(RegCloseKey("key#1") = 0)");
+    return steps;
 }
 
 // -------------------------------------------------------------------------------------------------------------------
@@ -55,17 +170,49 @@ SimulatedRun RunOnPlainMachine(const Words& words)
 
 TEST(RunCustomAction, SetupWithoutOptionsRunsItsStepsInOrder)
 {
-    ExpectAction(RunOnPlainMachine({"/Setup"}), {"/Setup"}, SetupSteps(kNoCommonKey));
+    ExpectLog(RunOnPlainMachine({"/Setup"}), {"/Setup"}, SetupLines({}), -1);
 }
 
 TEST(RunCustomAction, SetupWithAllOptionsRunsItsStepsInOrder)
 {
     const Words words = WithAllOptions("/Setup");
-    const Script options = Joined({{"log: TSS Vendor: KELO", "log: TPM VSC Flag set... install VSC"},
-                                   kNoCommonKey,
-                                   {"log: TPM_WIN8 flag set, disable Win8 AutoProvisioning",
-                                    "log: ProductType flag set, disable Win8 AutoProvisioning"}});
-    ExpectAction(RunOnPlainMachine(words), words, SetupSteps(options));
+    const SimulatedRun run = RunOnPlainMachine(words);
+    const Script begin = LogOf(
+        Joined({HeadOf(words),
+                {"log: TSS Vendor: KELO", "log: TPM VSC Flag set... install VSC",
+                 "log: TPM_WIN8 flag set, disable Win8 AutoProvisioning",
+                 "log: ProductType flag set, disable Win8 AutoProvisioning"},
+                kProvidersRegistered,
+                kNoTasks,
+                {"log: Install TPM Virtual Smartcard.... "},
+                kNoReaders,
+                {"log: Install SmartCard - Failed to copy the KeloMiniDriverBody64.dll to System32 err: 3",
+                 R"(log: System32 Directory: C:\Windows\system32)",
+                 R"(log: Install SmartCard - Failed to copy 'C:\Program Files\Kelo Systems Corp\Toolkit\\TPM_VSCard\)"
+                 R"(KeloVReaderBody.dll' to 'C:\Windows\system32\KeloVReaderBody.dll' err: 3)"}}));
+    ASSERT_GE(run.log.size(), begin.size());
+    EXPECT_THAT(Script(run.log.begin(), run.log.begin() + static_cast<std::ptrdiff_t>(begin.size())),
+                ElementsAreArray(begin));
+    EXPECT_THAT(run.log, testing::Contains("Set to default TPM Platform: KELO"));
+    EXPECT_EQ(run.log.back(), "============= Kelo CSP Custom Action <-End ===================");
+    EXPECT_EQ(run.exitCode, 0);
+}
+
+TEST(RunCustomAction, TheApartmentLastsFromProvisioningToTheMessage)
+{
+    // Of the whole set-up: where the scope begins and ends among the steps.
+    Script marks;
+    for (const std::string& line : RunOnPlainMachine({"/Setup"}).script)
+    {
+        for (const char* mark : {"CoInitializeEx", "CoUninitialize", "log: *** InstallAutoEnrollmentTasks",
+                                 "log: call SetupTCGDLL", "RegCreateKeyExA", "log: ============= Kelo"})
+        {
+            if (line.starts_with(mark))
+                marks.push_back(mark);
+        }
+    }
+    EXPECT_THAT(marks, ElementsAre("log: *** InstallAutoEnrollmentTasks", "CoInitializeEx", "log: call SetupTCGDLL",
+                                   "RegCreateKeyExA", "CoUninitialize", "log: ============= Kelo"));
 }
 
 TEST(RunCustomAction, CommitRunsItsStepsInOrder)
@@ -81,12 +228,12 @@ TEST(RunCustomAction, CommitIgnoresAllOptions)
 
 TEST(RunCustomAction, RollbackRunsTheRemovalInOrder)
 {
-    ExpectAction(RunOnPlainMachine({"/Rollback"}), {"/Rollback"}, RemovalSteps());
+    ExpectLog(RunOnPlainMachine({"/Rollback"}), {"/Rollback"}, RemovalLines(), 0);
 }
 
 TEST(RunCustomAction, UninstallRunsTheRemovalInOrder)
 {
-    ExpectAction(RunOnPlainMachine({"/Uninstall"}), {"/Uninstall"}, RemovalSteps());
+    ExpectLog(RunOnPlainMachine({"/Uninstall"}), {"/Uninstall"}, RemovalLines(), 0);
 }
 
 TEST(RunCustomAction, TheRemovalStopsUnregistersAndDeletesTheToolkitsService)
@@ -101,7 +248,7 @@ TEST(RunCustomAction, TheRemovalStopsUnregistersAndDeletesTheToolkitsService)
             "state": "running", "binaryPath": "\"C:\\Toolkit\\KlPCR.exe\""}}})"),
                                             {action});
         EXPECT_EQ(run.exitCode, 0);
-        EXPECT_EQ(run.log, LogOf(Joined({HeadOf({action}), RemovalSteps(service), End()})));
+        EXPECT_EQ(run.log, LogOf(Joined({HeadOf({action}), RemovalLines(service), End()})));
         EXPECT_EQ(run.After().services.Find("KlPCR"), nullptr);
     }
 }
@@ -121,7 +268,7 @@ TEST(RunCustomAction, TheRemovalGoesOnWithAToolkitServiceThatDoesNotStop)
             "state": "running", "controlsAccepted": 0, "waitHint": 3000}}})"),
                                             {action});
         EXPECT_EQ(run.exitCode, 0);
-        EXPECT_EQ(run.log, LogOf(Joined({HeadOf({action}), RemovalSteps(service), End()})));
+        EXPECT_EQ(run.log, LogOf(Joined({HeadOf({action}), RemovalLines(service), End()})));
     }
 }
 
@@ -130,7 +277,7 @@ TEST(RunCustomAction, TheRemovalIgnoresAllOptions)
     for (const char* action : {"/Rollback", "/Uninstall"})
     {
         const Words words = WithAllOptions(action);
-        ExpectAction(RunOnPlainMachine(words), words, RemovalSteps());
+        ExpectLog(RunOnPlainMachine(words), words, RemovalLines(), 0);
     }
 }
 
@@ -139,7 +286,9 @@ TEST(RunCustomAction, TheRemovalIgnoresWhatTheRegistrySaysOfTheSmartCard)
     const winsim::Machine machine = MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp\\Common":
         {"values": {"KlVSC Installed": 1}}}})");
     const SimulatedRun run = RunProgram(machine, {"/Uninstall"});
-    EXPECT_THAT(run.script, ElementsAreArray(RunOnPlainMachine({"/Uninstall"}).script));
+    // The smart card's step deletes the value; the tasks' step finds no path.
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.After().registry.FindValue("HKLM\\SOFTWARE\\Kelo Systems Corp\\Common", "KlVSC Installed"), nullptr);
 }
 
 // ---- The head ----
@@ -219,7 +368,7 @@ TEST(RunCustomAction, ALongArgumentIsCutInTheLogAlone)
     const std::string cutVendor = ("TSS Vendor: " + vendor).substr(0, 474);
     EXPECT_EQ(run.log.at(4), cutArgument);
     EXPECT_EQ(run.log.at(5), cutVendor);
-    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.exitCode, -1);
 }
 
 TEST(RunCustomAction, AHundredArgumentsAreAllLogged)

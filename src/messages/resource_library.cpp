@@ -1,0 +1,119 @@
+// Finds the resource library for a language.
+#include "messages/resource_library.h"
+
+#include "messages/ui_language.h"
+
+#include <cstring>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace
+{
+
+// A base name that is longer is cut.
+constexpr std::size_t kLongestBaseName = 260;
+
+constexpr char kEnglishSuffix[] = "en";
+
+// Some of a language's variants have a library of their own.
+struct Variant
+{
+    const char* name;
+    const char* languageId; // as four hexadecimal digits; null stands for every other one
+    const char* suffix;
+};
+
+constexpr Variant kVariants[] = {
+    {"zh", "0404", "-CHT"},
+    {"zh", "0804", "-CHS"},
+    {"zh", nullptr, "-HK"},
+    {"pt", "0416", "-BR"},
+};
+
+// What Windows knows about a language (GetLocaleInfoA), in a buffer of `Size` characters. Nothing when it fails.
+template <int Size>
+std::optional<std::string> LocaleInfo(LANGID language, LCTYPE kind)
+{
+    char text[Size] = {};
+    if (GetLocaleInfoA(MAKELCID(language, SORT_DEFAULT), kind, text, Size) == 0)
+        return std::nullopt;
+    text[Size - 1] = '\0';
+    return text;
+}
+
+bool HasVariants(const std::string& name)
+{
+    for (const Variant& variant : kVariants)
+    {
+        if (name == variant.name)
+            return true;
+    }
+    return false;
+}
+
+const char* VariantSuffix(LANGID language, const std::string& name)
+{
+    if (!HasVariants(name))
+        return "";
+    const auto languageId = LocaleInfo<5>(language, LOCALE_ILANGUAGE);
+    if (!languageId)
+        return "";
+    for (const Variant& variant : kVariants)
+    {
+        if (name == variant.name && (variant.languageId == nullptr || *languageId == variant.languageId))
+            return variant.suffix;
+    }
+    return "";
+}
+
+// The suffix of a language's library, such as "de" or "pt-BR". Nothing when it has no two-letter name.
+std::optional<std::string> LanguageSuffix(LANGID language)
+{
+    auto name = LocaleInfo<3>(language, LOCALE_SISO639LANGNAME);
+    if (!name)
+        return std::nullopt;
+    // Both forms of Norwegian share one library.
+    if (*name == "nb" || *name == "nn")
+        name = "no";
+    return *name + VariantSuffix(language, *name);
+}
+
+// The program's own path up to its last period, wherever that stands.
+std::optional<std::string> OwnBaseName()
+{
+    char path[MAX_PATH] = {};
+    const DWORD length = GetModuleFileNameA(nullptr, path, MAX_PATH);
+    if (length == 0 || length >= MAX_PATH)
+        return std::nullopt;
+    const std::string_view ownPath = path;
+    const std::size_t period = ownPath.rfind('.');
+    if (period == std::string_view::npos)
+        return std::nullopt;
+    return std::string(ownPath.substr(0, period));
+}
+
+std::string CutBaseName(const char* baseName)
+{
+    return std::string(baseName, strnlen(baseName, kLongestBaseName));
+}
+
+HMODULE Load(const std::string& baseName, const std::string& suffix)
+{
+    return LoadLibraryA((baseName + "_" + suffix + ".dll").c_str());
+}
+
+} // namespace
+
+HMODULE LoadResourceLibrary(const char* baseName)
+{
+    const auto base = baseName != nullptr ? CutBaseName(baseName) : OwnBaseName();
+    if (!base)
+        return nullptr;
+    const auto suffix = LanguageSuffix(GetUiLanguage());
+    if (!suffix)
+        return nullptr;
+    if (const HMODULE library = Load(*base, *suffix))
+        return library;
+    return Load(baseName != nullptr ? *base : "Internationalization", kEnglishSuffix);
+}

@@ -1,0 +1,95 @@
+// Finds the text for a result code and hands it to the installer.
+#include "messages/result_message.h"
+
+#include "messages/resource_library.h"
+#include "platform/unique_handle.h"
+
+#include <cstdint>
+#include <string>
+
+namespace
+{
+
+constexpr char kInstallerKey[] = "SOFTWARE\\Kelo Systems Corp.\\Installer";
+
+// The longest text, in bytes with its terminating zero.
+constexpr int kTextSize = 1024;
+
+struct MessageOfCode
+{
+    DWORD code;
+    UINT stringId;
+};
+
+constexpr MessageOfCode kMessages[] = {
+    {10000, 5012}, {10001, 5014}, {10010, 5031}, {10011, 5032}, {10012, 5033}, {10013, 5034},
+    {10014, 5035}, {10015, 5036}, {10016, 5037}, {10021, 5038}, {10022, 5039}, {10023, 5040},
+    {10024, 5041}, {10025, 5042}, {10026, 5043}, {10027, 5044}, {10028, 5045}, {10029, 5046},
+    {10030, 5047}, {10032, 5048}, {10033, 5049}, {10034, 5050}, {10035, 5051}, {10036, 5052},
+    {10037, 5053}, {10038, 5054}, {10039, 5055}, {10040, 5056}, {10041, 5057},
+};
+
+// The text for every other code: its %1 stands for the code.
+constexpr UINT kGenericStringId = 5058;
+
+std::string LoadText(HMODULE library, UINT stringId)
+{
+    char text[kTextSize] = {};
+    LoadStringA(library, stringId, text, kTextSize);
+    return text;
+}
+
+// Puts a number into a message text. Every place that a text can name has an argument: a text from a damaged
+// library must not reach behind them.
+std::string InsertNumber(const std::string& message, const std::string& number)
+{
+    constexpr int kPlaces = 99;
+    constexpr int kPlacesForWidths = 2;
+    DWORD_PTR arguments[kPlaces + kPlacesForWidths];
+    for (DWORD_PTR& argument : arguments)
+        argument = reinterpret_cast<DWORD_PTR>("");
+    arguments[0] = reinterpret_cast<DWORD_PTR>(number.c_str());
+
+    char text[kTextSize] = {};
+    if (FormatMessageA(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY, message.c_str(), 0, 0, text,
+                       kTextSize, reinterpret_cast<va_list*>(arguments)) == 0)
+        return {};
+    return text;
+}
+
+std::string MessageFor(DWORD code)
+{
+    // The library stays loaded for as long as the program runs: that is meant. A null handle is the program's own
+    // file, which holds no texts.
+    const HMODULE library = LoadResourceLibrary("Internationalization");
+    for (const MessageOfCode& message : kMessages)
+    {
+        if (message.code == code)
+            return LoadText(library, message.stringId);
+    }
+    const std::string generic = LoadText(library, kGenericStringId);
+    if (generic.empty())
+        return {};
+    // The code is shown as a signed number, whatever its size.
+    return InsertNumber(generic, std::to_string(static_cast<std::int32_t>(code)));
+}
+
+void WriteForInstaller(const std::string& text)
+{
+    UniqueRegistryKey key;
+    if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, kInstallerKey, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
+                        key.Put(), nullptr) != ERROR_SUCCESS)
+        return;
+    RegSetValueExA(key.Get(), nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                   static_cast<DWORD>(text.size() + 1));
+}
+
+} // namespace
+
+int PublishResultMessage(DWORD code, int)
+{
+    if (code == 0)
+        return 0;
+    WriteForInstaller(MessageFor(code));
+    return kInstallFailure;
+}

@@ -1,0 +1,15 @@
+// Asks Windows for its folders.
+#include "platform/shell_folder.h"
+
+#include <windows.h>
+
+#include <shlobj.h>
+
+std::optional<std::wstring> GetShellFolder(int csidl)
+{
+    wchar_t path[MAX_PATH] = {};
+    // S_FALSE says that there is no such folder.
+    if (SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, path) != S_OK)
+        return std::nullopt;
+    return path;
+}

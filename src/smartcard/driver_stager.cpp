@@ -1,0 +1,46 @@
+// Runs the device installer, a program of its own.
+#include "platform/fill_pattern.h"
+#include "platform/text.h"
+#include "platform/unique_handle.h"
+#include "smartcard/smartcard_log.h"
+#include "smartcard/tpm_smart_card.h"
+
+#include <windows.h>
+
+namespace
+{
+
+constexpr int kNotStarted = -2;
+
+} // namespace
+
+int CTPMSmartCard::RunDriverStager(const std::wstring& folder, const std::wstring& arguments)
+{
+    // The folder's own backslash makes two of it here; Windows takes them as one.
+    std::wstring commandLine = FillPattern(L"\"%s\\DriverStager.exe\" %s", {folder, arguments});
+    WriteLog(g_smartcardLog, "%s", ToNarrow(commandLine).c_str());
+
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION started{};
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE,
+                        CREATE_NO_WINDOW | CREATE_DEFAULT_ERROR_MODE, nullptr, folder.c_str(), &startup, &started))
+    {
+        WriteLog(g_smartcardLog,
+                 "Kelo Toolkit Installation -> Failed to launch DriverStager"
+                 " rc: %d",
+                 GetLastError());
+        return kNotStarted;
+    }
+    const UniqueKernelHandle thread{started.hThread};
+    const UniqueKernelHandle process{started.hProcess};
+
+    WriteLog(g_smartcardLog, "Kelo Toolkit Installation -> DriverStager has been started, PID: %d TID: %d",
+             started.dwProcessId, started.dwThreadId);
+    WaitForSingleObject(process.Get(), INFINITE);
+    DWORD exitCode = 0;
+    GetExitCodeProcess(process.Get(), &exitCode);
+    WriteLog(g_smartcardLog, "  DriverStager process PID: %d completed with Exit code: %d", started.dwProcessId,
+             exitCode);
+    return 0;
+}

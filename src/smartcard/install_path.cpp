@@ -1,0 +1,27 @@
+// Looks the toolkit's install location up in the registry.
+#include "platform/product_registry.h"
+#include "platform/text.h"
+#include "platform/unique_handle.h"
+#include "smartcard/tpm_smart_card.h"
+
+#include <windows.h>
+
+namespace
+{
+
+// The longest value that is taken, in characters.
+constexpr DWORD kLongestPath = 256;
+
+} // namespace
+
+bool CTPMSmartCard::GetInstallPath(std::wstring& path)
+{
+    UniqueRegistryKey key;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kCommonKeyWithPeriod, 0, KEY_READ, key.Put()) != ERROR_SUCCESS)
+        return false;
+    const auto value = ReadText(key.Get(), kInstallationPathValue, kLongestPath);
+    if (!value)
+        return false;
+    path = ToWide(*value);
+    return true;
+}

@@ -1,0 +1,123 @@
+"""The export of the library image, called with an install session of the real installer, runs the real SRK tool."""
+
+import re
+import unittest
+
+from program import LOG, Machine, rehearse_export
+from standins import runs_of
+
+EXPORT = "SRK_Auth_Change"
+TOOL = r"C:\Program Files\Kelo Systems Corp\Common\TpmKeyFixer.exe"
+RUN_KEY = r"SOFTWARE\Microsoft\Windows\CurrentVersion\Run"
+
+UPGRADE = -5
+DONE = 0
+
+# What the tool answers, and what is logged for it: to the check, and to the change.
+VERIFY_LINES = {
+    -7: "TPM Not Enabled",
+    -6: "TPM Not Activated",
+    -5: "SRK Auth and TPM Owner Auth must be upgraded",
+    -4: "Unable to load Resource file",
+    0: "SRK and TPM Owner Auth is OK",
+    1: "Unable to get Process Exit code assume must change SRK Auth.",
+    2: "Unable to launch process!",
+    -8: "Something other error",
+    3: "Something other error",
+    -2147483648: "Something other error",
+}
+CHANGE_LINES = {
+    -8: "User Cancelled",
+    -7: "TPM Not Enabled",
+    -6: "TPM Not Activated",
+    -5: "Something other error",
+    -4: "Unable to load Resource file",
+    0: "SRK and TPM Owner Auth is now OK",
+    1: "Unable to get Process Exit code assume must change SRK Auth.",
+    2: "Unable to launch process!",
+    3: "Something other error",
+    2147483647: "Something other error",
+}
+
+
+def machine_with(data="", verify=UPGRADE, change=DONE, tool=True):
+    description = {"installer": {"properties": {"CustomActionData": data}},
+                   "registry": {"HKLM\\" + RUN_KEY: {}}}
+    if tool:
+        description["programs"] = {TOOL: {"runs": [{"arguments": "/V", "exitCode": verify & 0xFFFFFFFF},
+                                                   {"exitCode": change & 0xFFFFFFFF}]}}
+    return description
+
+
+class SrkAuthChange(unittest.TestCase):
+    def check(self, description, lines, runs, at_logon):
+        predicted = rehearse_export(description, EXPORT)
+        with Machine(description) as machine:
+            self.assertEqual(machine.missing, [])
+            result, messages = machine.call_export(EXPORT)
+            self.assertEqual(runs_of(machine.prefix, TOOL), [TOOL + arguments for arguments in runs])
+            exported = machine.prefix.export_registry("HKEY_LOCAL_MACHINE\\" + RUN_KEY)
+            log = machine.prefix.path(LOG)
+            self.log = log.read_bytes() if log.exists() else b""
+        self.assertEqual((result, messages), (0, lines))
+        self.assertEqual((result, messages), predicted)
+        self.assertEqual(bool(re.search(r'^"ChangeTPMAuth"="ChangeTPMAuth"$', exported, re.MULTILINE)), at_logon)
+
+
+class EachAnswer(SrkAuthChange):
+    """Every answer of the tool to the check and to the change, with its code in the test's name."""
+
+    def check_verify(self, code):
+        goes_on = code in (-5, 1)
+        lines = [VERIFY_LINES[code]] + ([CHANGE_LINES[DONE]] if goes_on else [])
+        self.check(machine_with(verify=code), lines, [" /V"] + ([' /T:"NTRU" /Y'] if goes_on else []), False)
+
+    def check_change(self, code):
+        self.check(machine_with(change=code), [VERIFY_LINES[UPGRADE], CHANGE_LINES[code]], [" /V", ' /T:"NTRU" /Y'],
+                   code != DONE)
+
+
+for _code in VERIFY_LINES:
+    setattr(EachAnswer, f"test_verify_{_code}".replace("-", "minus_"),
+            lambda self, code=_code: self.check_verify(code))
+for _code in CHANGE_LINES:
+    setattr(EachAnswer, f"test_change_{_code}".replace("-", "minus_"),
+            lambda self, code=_code: self.check_change(code))
+
+
+class EachShapeOfData(SrkAuthChange):
+    def check_data(self, data, arguments):
+        self.check(machine_with(data), [VERIFY_LINES[UPGRADE], CHANGE_LINES[DONE]], [" /V", arguments], False)
+
+    def test_none(self):
+        self.check_data("", ' /T:"NTRU" /Y')
+
+    def test_verify_first(self):
+        self.check_data("/VERIFY /CAPTION=Setup", ' /C:"Setup" /T:"NTRU" /V /Y')
+
+    def test_verify_later_is_not_seen(self):
+        self.check_data("/CAPTION=Setup /VERIFY", ' /C:"Setup" /T:"NTRU" /Y')
+
+    def test_silent_in_another_case(self):
+        self.check_data("/silent /INFO=i", ' /I:"i" /T:"NTRU" /S /Y')
+
+    def test_values_keep_their_blanks(self):
+        self.check_data("/CAPTION=My Tool /INFO=x", ' /C:"My Tool" /I:"x" /T:"NTRU" /Y')
+
+    def test_empty_vendor_is_left_out(self):
+        self.check_data("/TSS_VENDOR=", " /Y")
+
+    def test_other_vendor(self):
+        self.check_data("/TSS_VENDOR=KELO", ' /T:"KELO" /Y')
+
+    def test_text_outside_the_code_page(self):
+        self.check_data("/CAPTION=中é", ' /C:"中é" /T:"NTRU" /Y')
+
+    def test_password_reaches_the_tool_and_nothing_else(self):
+        self.check_data("/PASSWORD=Tr0ub4dor&3 /INFO=i", ' /I:"i" /P:"Tr0ub4dor&3" /T:"NTRU" /Y')
+        self.assertNotIn(b"Tr0ub4dor", self.log)
+
+
+class WithoutTheTool(SrkAuthChange):
+    def test_ends_without_a_task_at_logon(self):
+        self.check(machine_with(tool=False), [VERIFY_LINES[2]], [], False)

@@ -1,0 +1,74 @@
+"""A set-up has the toolkit's task library make the auto-enrollment tasks, and a removal has it take them back."""
+
+import unittest
+
+from program import Machine, rehearse
+from standins import calls_of
+
+COMMON = r"HKLM\SOFTWARE\Kelo Systems Corp\Common"
+LIBRARY = r"C:\Toolkit\CertJobPlanner.dll"
+
+
+def machine_with(exports, wanted=1, path="C:\\Toolkit"):
+    answers = {"AreTasksInstalled": 0, "InstallAutoEnrollmentTasks": 0, "RemoveAutoEnrollmentTasks": 0}
+    return {"registry": {COMMON: {"values": {"KlAutoEnrollInstalled": wanted, "Installation Path": path}}},
+            "libraries": {LIBRARY: {"exports": answers | exports}}}
+
+
+class TaskLibrary(unittest.TestCase):
+    def check(self, description, action, lines, calls):
+        predicted = rehearse(description, action)
+        with Machine(description) as machine:
+            self.assertEqual(machine.missing, [])
+            seen = machine.run(action)
+            self.assertEqual(calls_of(machine.prefix, "CertJobPlanner.dll"), calls)
+        self.assertEqual(seen.messages, predicted.messages)
+        about_it = [message for message in seen.messages if message.startswith("*** ")]
+        self.assertEqual(about_it, lines)
+
+    def test_setup_makes_the_tasks(self):
+        self.check(machine_with({}), "/Setup", ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed"],
+                   {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
+
+    def test_path_may_end_in_a_backslash(self):
+        self.check(machine_with({}, path="C:\\Toolkit\\"), "/Setup",
+                   ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed"],
+                   {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
+
+    def test_tasks_that_are_there_stay(self):
+        self.check(machine_with({"AreTasksInstalled": 1}), "/Setup",
+                   ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks already installed, skipping..."],
+                   {"AreTasksInstalled": 1})
+
+    def test_only_the_low_byte_tells_that_tasks_are_there(self):
+        self.check(machine_with({"AreTasksInstalled": 0x100}), "/Setup",
+                   ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed"],
+                   {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
+
+    def test_system_without_such_tasks(self):
+        self.check(machine_with({"InstallAutoEnrollmentTasks": 1150}), "/Setup",
+                   ["*** InstallAutoEnrollmentTasks(): Can't install Tasks as this is XP"],
+                   {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
+
+    def test_failure_is_logged_with_its_signed_status(self):
+        self.check(machine_with({"InstallAutoEnrollmentTasks": -2}), "/Setup",
+                   ["*** InstallAutoEnrollmentTasks(): Create Auto-Enroll Tasks failed -2"],
+                   {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
+
+    def test_tasks_that_are_not_wanted(self):
+        self.check(machine_with({}, wanted=0), "/Setup",
+                   ["*** InstallAutoEnrollmentTasks(): Don't install Auto-Enroll Tasks regValue "
+                    "'KlAutoEnrollInstalled' = 0"], {})
+
+    def test_removal_takes_the_tasks_back(self):
+        for action in ("/Rollback", "/Uninstall"):
+            with self.subTest(action=action):
+                self.check(machine_with({"RemoveAutoEnrollmentTasks": 5}, wanted=0), action, [],
+                           {"RemoveAutoEnrollmentTasks": 1})
+
+    def test_missing_library(self):
+        description = machine_with({}, path="C:\\Elsewhere")
+        self.check(description, "/Setup", ["*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library "
+                                           "<x>.dll can't create Auto-Enroll Tasks"], {})
+        self.check(description, "/Uninstall", ["*** KeloToolkitProxy::RemoveAutoEnrollmentTasks(): Failed to load "
+                                               "library <x>.dll can't create Auto-Enroll Tasks"], {})

@@ -1,0 +1,38 @@
+// The change of the SRK authorization, for tests.
+#include "tests/unit/calls/modules.h"
+#include "tpm/custom_action_data.h"
+#include "tpm/srk_auth_change.h"
+
+namespace
+{
+
+constexpr TestCall kCalls[] = {
+    // The key, the data and the default value.
+    {"GetCustomActionValue",
+     [](const CallArguments& a) {
+         const std::wstring data = a.Wide(1);
+         const std::wstring defaultValue = a.Wide(2);
+         return ResultText(std::wstring(GetCustomActionValue(a.Wide(0), data, defaultValue)));
+     }},
+    // The flag and the data.
+    {"HasCustomActionFlag",
+     [](const CallArguments& a) {
+         const std::wstring data = a.Wide(1);
+         return ResultText(HasCustomActionFlag(a.Wide(0), data));
+     }},
+    // A command line.
+    {"RunAndWait", [](const CallArguments& a) { return ResultText(RunAndWait(CSecretText{a.Wide(0)})); }},
+    // Frees a text that is kept like any other. What it holds is not wiped.
+    {"FreeOrdinaryText",
+     [](const CallArguments& a) {
+         const std::wstring text = a.Wide(0);
+         return std::string();
+     }},
+};
+
+} // namespace
+
+std::span<const TestCall> SrkCalls()
+{
+    return kCalls;
+}

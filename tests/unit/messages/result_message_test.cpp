@@ -1,0 +1,293 @@
+// Proves which text each result code leaves for the installer, and that nothing but the text depends on failures.
+#include "tests/unit/messages/toolkit_machine.h"
+
+#include "tests/support/expected_script.h"
+#include "tests/support/version_script.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+using winsim::Json;
+
+constexpr std::uint16_t kEnglish = 0x0409;
+
+struct CodeAndText
+{
+    std::uint32_t code;
+    std::uint32_t textId;
+};
+
+// The codes that have a text of their own.
+constexpr CodeAndText kOwnTexts[] = {
+    {10000, 5012}, {10001, 5014}, {10010, 5031}, {10011, 5032}, {10012, 5033}, {10013, 5034},
+    {10014, 5035}, {10015, 5036}, {10016, 5037}, {10021, 5038}, {10022, 5039}, {10023, 5040},
+    {10024, 5041}, {10025, 5042}, {10026, 5043}, {10027, 5044}, {10028, 5045}, {10029, 5046},
+    {10030, 5047}, {10032, 5048}, {10033, 5049}, {10034, 5050}, {10035, 5051}, {10036, 5052},
+    {10037, 5053}, {10038, 5054}, {10039, 5055}, {10040, 5056}, {10041, 5057},
+};
+
+SimulatedRun Publish(const winsim::Machine& machine, std::uint32_t code, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "PublishResultMessage", {std::to_string(code)}, options);
+}
+
+const std::string& EnglishText(std::uint32_t id)
+{
+    return winsim::StringTables().at("en").texts.at(id);
+}
+
+std::string GenericText(const std::string& number)
+{
+    std::string text = EnglishText(5058);
+    return text.replace(text.find("%1"), 2, number);
+}
+
+std::string ExpectedText(std::uint32_t code)
+{
+    for (const CodeAndText& own : kOwnTexts)
+    {
+        if (own.code == code)
+            return EnglishText(own.textId);
+    }
+    return GenericText(std::to_string(static_cast<std::int32_t>(code)));
+}
+
+TEST(PublishResultMessage, EveryCodeAroundTheKnownOnesLeavesItsText)
+{
+    const winsim::Machine machine = MachineInLanguage(kEnglish);
+    for (std::uint32_t code = 9990; code <= 10050; ++code)
+    {
+        const SimulatedRun run = Publish(machine, code);
+        EXPECT_EQ(run.result, "1603") << code;
+        EXPECT_EQ(MessageLeft(run.After()), ExpectedText(code)) << code;
+        EXPECT_THAT(run.log, IsEmpty());
+    }
+}
+
+TEST(PublishResultMessage, EveryOtherCodeLeavesTheGenericTextWithItsSignedNumber)
+{
+    struct Case
+    {
+        std::uint32_t code;
+        const char* number;
+    };
+    const winsim::Machine machine = MachineInLanguage(kEnglish);
+    for (const Case& c : {Case{1, "1"}, Case{41, "41"}, Case{42, "42"}, Case{10002, "10002"}, Case{20000, "20000"},
+                          Case{0x7FFFFFFF, "2147483647"}, Case{0x80000000, "-2147483648"}, Case{0xFFFFFFFF, "-1"}})
+    {
+        const SimulatedRun run = Publish(machine, c.code);
+        EXPECT_EQ(run.result, "1603");
+        EXPECT_EQ(MessageLeft(run.After()), GenericText(c.number));
+    }
+}
+
+TEST(PublishResultMessage, SuccessTouchesNothing)
+{
+    Json machine = MachineInLanguage(kEnglish).ToJson();
+    machine["registry"][kInstallerKey]["values"][""] = "an earlier text";
+    const SimulatedRun run = Publish(winsim::Machine::FromJson(machine), 0);
+    EXPECT_EQ(run.result, "0");
+    EXPECT_THAT(run.script, IsEmpty());
+    EXPECT_EQ(MessageLeft(run.After()), "an earlier text");
+}
+
+TEST(PublishResultMessage, ALaterFailureReplacesAnEarlierText)
+{
+    const SimulatedRun first = Publish(MachineInLanguage(kEnglish), 10015);
+    const SimulatedRun second = Publish(first.After(), 10016);
+    EXPECT_EQ(MessageLeft(second.After()), EnglishText(5037));
+}
+
+// What is asked of Windows for the language and the library, in English on a current Windows.
+const Script kLoadEnglish = Joined(AskForVersion(5, 2, true), Script{
+    R"(LoadLibraryA("kernel32.dll") = "library#1")",
+    R"(GetProcAddress("library#1", "GetThreadUILanguage") = "kernel32.dll!GetThreadUILanguage")",
+    "GetThreadUILanguage() = 1033",
+    R"(FreeLibrary("library#1") = 1)",
+    R"(GetLocaleInfoA(1033, 89, 3) = 3 lpLCData:"en")",
+    R"(LoadLibraryA("Internationalization_en.dll") = "library#2")",
+});
+
+const Script kOpenInstallerKey{
+    R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Installer", 0, null, 0, 983103, null) = 0 )"
+    R"(lpdwDisposition:1 phkResult:"key#1")",
+};
+
+const Script kCloseInstallerKey{R"(RegCloseKey("key#1") = 0)"};
+
+Script WriteText(const std::string& text)
+{
+    return {R"(RegSetValueExA("key#1", null, 0, 1, )" + Json(text).dump() + ", " + std::to_string(text.size() + 1) +
+            ") = 0"};
+}
+
+TEST(PublishResultMessage, LoadsOneTextAndWritesItAsTheDefaultValue)
+{
+    const std::string text = EnglishText(5036);
+    const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10015);
+    const Script load{R"(LoadStringA("library#2", 5036, 1024) = )" + std::to_string(text.size()) +
+                      " lpBuffer:" + Json(text).dump()};
+    EXPECT_THAT(run.script,
+                ElementsAreArray(Joined({kLoadEnglish, load, kOpenInstallerKey, WriteText(text), kCloseInstallerKey})));
+}
+
+TEST(PublishResultMessage, TheGenericTextIsExpandedAsAMessage)
+{
+    const std::string text = EnglishText(5058);
+    const std::string expanded = GenericText("10002");
+    const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10002);
+    const Script steps{R"(LoadStringA("library#2", 5058, 1024) = )" + std::to_string(text.size()) +
+                           " lpBuffer:" + Json(text).dump(),
+                       "FormatMessageA(9216, " + Json(text).dump() +
+                           ", 0, 0, 1024) = " + std::to_string(expanded.size()) + " lpBuffer:" + Json(expanded).dump()};
+    EXPECT_THAT(run.script, ElementsAreArray(Joined(
+                                {kLoadEnglish, steps, kOpenInstallerKey, WriteText(expanded), kCloseInstallerKey})));
+}
+
+TEST(PublishResultMessage, WithoutAnyLibraryTheTextIsEmpty)
+{
+    for (const std::uint32_t code : {10015u, 10002u})
+    {
+        const SimulatedRun run = Publish(MachineOf("{}"), code);
+        EXPECT_EQ(run.result, "1603");
+        EXPECT_EQ(MessageLeft(run.After()), "");
+        EXPECT_THAT(run.script, testing::Contains(R"(RegSetValueExA("key#1", null, 0, 1, "", 1) = 0)"));
+    }
+}
+
+TEST(PublishResultMessage, ALibraryWithoutTheTextGivesAnEmptyOne)
+{
+    // Without any text, without those of that number's block, without the one of the block.
+    for (const char* strings : {"{}", R"({"1": "one"})", R"({"5024": "another"})"})
+    {
+        Json machine;
+        machine["libraries"][std::string(kToolkitFolder) + "Internationalization_en.dll"]["strings"] =
+            Json::parse(strings);
+        const SimulatedRun run = Publish(winsim::Machine::FromJson(machine), 10015);
+        EXPECT_EQ(run.result, "1603");
+        EXPECT_EQ(MessageLeft(run.After()), "") << strings;
+    }
+}
+
+TEST(PublishResultMessage, TheCodeStandsWhereTheGenericTextWantsIt)
+{
+    struct Case
+    {
+        const char* text;
+        const char* expanded;
+    };
+    constexpr Case kCases[] = {
+        {"%1", "10002"},
+        {"no code", "no code"},
+        {"%1, %1", "10002, 10002"},
+        {"%1!s!|%1!8s!|%1!-8s!|", "10002|   10002|10002   |"},
+        {"100%% %1%n%t%r.", "100% 10002\r\n\t\r."},
+        {"code %1%0 and no more", "code 10002"},
+        {"one\ntwo\r\nthree", "one\r\ntwo\r\nthree"},
+        // What a damaged library may ask for.
+        {"[%2][%99]", "[][]"},
+        {"%2!*s!", "*s"},
+        {"%", ""},
+        {"%1!s", ""},
+        {"%0", ""},
+        {"%s %d %n", "s d \r\n"},
+    };
+    for (const Case& c : kCases)
+        EXPECT_EQ(MessageLeft(Publish(MachineWithGenericText(c.text), 10002).After()), c.expanded) << c.text;
+}
+
+TEST(PublishResultMessage, ATextFillsTheBufferAndNoMore)
+{
+    const std::string most(1021, 't');
+    EXPECT_EQ(MessageLeft(Publish(MachineWithGenericText(most + "%1"), 42).After()), most + "42");
+    // A longer text is cut when it is loaded; one that outgrows the buffer when it is expanded is none.
+    EXPECT_EQ(MessageLeft(Publish(MachineWithGenericText(most + "tttttt"), 42).After()), most + "tt");
+    EXPECT_EQ(MessageLeft(Publish(MachineWithGenericText(most + "%1"), 10002).After()), "");
+}
+
+TEST(PublishResultMessage, EveryFailureOfWindowsStillEndsInTheSameResult)
+{
+    for (const char* fault : {"RegCreateKeyExA=5", "RegSetValueExA=5", "LoadLibraryA=126", "LoadStringA=1814",
+                              "FormatMessageA=8", "GetLocaleInfoA=87", "GetProcAddress=127", "VerifyVersionInfoW=87"})
+    {
+        const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10002, {.faults = {fault}});
+        EXPECT_EQ(run.result, "1603") << fault;
+        EXPECT_THAT(run.log, IsEmpty()) << fault;
+    }
+}
+
+TEST(PublishResultMessage, AKeyOrValueThatCannotBeWrittenLeavesNothing)
+{
+    for (const char* fault : {"RegCreateKeyExA=5", "RegSetValueExA=5"})
+        EXPECT_EQ(MessageLeft(Publish(MachineInLanguage(kEnglish), 10002, {.faults = {fault}}).After()), nullptr);
+}
+
+// ---- The user's language ----
+
+struct LanguageCase
+{
+    std::uint16_t language;
+    std::uint32_t codePage;
+    const char* table;
+};
+
+constexpr LanguageCase kLanguages[] = {
+    {0x0407, 1252, "de"},    {0x0409, 1252, "en"},    {0x0C0A, 1252, "es"},    {0x040C, 1252, "fr"},
+    {0x0410, 1252, "it"},    {0x0411, 932, "ja"},     {0x0412, 949, "ko"},     {0x0413, 1252, "nl"},
+    {0x0414, 1252, "no"},    {0x0814, 1252, "no"},    {0x0416, 1252, "pt-BR"}, {0x0816, 1252, "pt"},
+    {0x0804, 936, "zh-CHS"}, {0x0404, 950, "zh-CHT"}, {0x0C04, 950, "zh-HK"},  {0x1404, 950, "zh-HK"},
+    {0x1004, 936, "zh-HK"},
+};
+
+TEST(PublishResultMessage, LeavesTheTextOfTheUsersLanguage)
+{
+    for (const LanguageCase& c : kLanguages)
+    {
+        // The text of Hong Kong in the page of Singapore would lose characters.
+        if (c.language == 0x1004)
+            continue;
+        const auto& texts = winsim::StringTables().at(c.table).texts;
+        const winsim::Machine machine = MachineInLanguage(c.language, c.codePage);
+        EXPECT_EQ(MessageLeft(Publish(machine, 10015).After()), texts.at(5036)) << c.table;
+        std::string generic = texts.at(5058);
+        generic.replace(generic.find("%1"), 2, "-1");
+        EXPECT_EQ(MessageLeft(Publish(machine, 0xFFFFFFFF).After()), generic) << c.table;
+    }
+}
+
+TEST(PublishResultMessage, AUserWithoutALibraryReadsEnglish)
+{
+    for (const std::uint16_t language :
+         {0x0419, 0x0415, 0x041D, 0x0406, 0x040B, 0x0405, 0x040E, 0x041F, 0x0401, 0x040D})
+        EXPECT_EQ(MessageLeft(Publish(MachineInLanguage(language), 10015).After()), EnglishText(5036)) << language;
+}
+
+TEST(PublishResultMessage, ALanguageWithoutATwoLetterNameHasNoTextAtAll)
+{
+    EXPECT_EQ(MessageLeft(Publish(MachineInLanguage(0x0464), 10015).After()), "");
+}
+
+// ---- The whole set-up ----
+
+TEST(Setup, AFailureLeavesItsMessageAndASuccessNone)
+{
+    // Neither stack is there, and both probe libraries are missing.
+    const SimulatedRun failed = RunProgram(MachineInLanguage(kEnglish), {"/Setup"});
+    EXPECT_EQ(failed.exitCode, failed.After() == failed.before ? 0 : failed.exitCode);
+    const bool hasMessage = !MessageLeft(failed.After()).is_null();
+    EXPECT_EQ(hasMessage, failed.exitCode != 0);
+}
+
+TEST(Removal, NeverLeavesAMessage)
+{
+    for (const char* action : {"/Rollback", "/Uninstall"})
+        EXPECT_EQ(MessageLeft(RunProgram(MachineInLanguage(kEnglish), {action}).After()), nullptr);
+}
+
+} // namespace

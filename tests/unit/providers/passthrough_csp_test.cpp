@@ -1,0 +1,188 @@
+// Proves which provider the pass-through CSP is given, and what becomes of a registry that refuses.
+#include "tests/support/expected_script.h"
+#include "tests/support/simulated_run.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <span>
+
+namespace
+{
+
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+using winsim::Json;
+
+constexpr const char* kProviders[] = {
+    "Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)",
+    "Microsoft Enhanced RSA and AES Cryptographic Provider",
+    "Microsoft Enhanced Cryptographic Provider v1.0",
+    "Microsoft Strong Cryptographic Provider",
+    "Microsoft Base Cryptographic Provider v1.0",
+};
+
+constexpr char kCapiKey[] = R"(HKLM\SOFTWARE\Kelo Systems Corp.\Keystead CSP Persistent\CAPI)";
+
+winsim::Machine MachineWithProviders(std::span<const char* const> providers)
+{
+    Json machine = Json::object();
+    for (const char* provider : providers)
+        machine["registry"][std::string(R"(HKLM\SOFTWARE\Microsoft\Cryptography\Defaults\Provider\)") + provider] =
+            Json::object();
+    return winsim::Machine::FromJson(machine);
+}
+
+// The value as the machine holds it, or "(none)".
+Json ChosenProvider(const winsim::Machine& machine)
+{
+    const Json registry = machine.ToJson()["registry"];
+    if (!registry.contains(kCapiKey) || !registry[kCapiKey].contains("values"))
+        return "(none)";
+    return registry[kCapiKey]["values"];
+}
+
+SimulatedRun Select(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "SetPassthroughCsp", {"0"}, options);
+}
+
+std::string OpenProvider(const std::string& name, const std::string& result)
+{
+    return R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\)" + name +
+           R"(", 0, 1) = )" + result;
+}
+
+TEST(SetPassthroughCsp, TakesTheBestThatIsThereAndLooksNoFurther)
+{
+    for (std::size_t best = 0; best < std::size(kProviders); ++best)
+    {
+        const SimulatedRun run = Select(MachineWithProviders(std::span(kProviders).subspan(best)));
+        EXPECT_EQ(run.result, "0");
+        EXPECT_EQ(ChosenProvider(run.After()), Json({{"PassthroughCSP", kProviders[best]}}));
+        EXPECT_EQ(run.outcome.callCounts.at("RegOpenKeyExA"), best + 1);
+        EXPECT_THAT(run.log, IsEmpty());
+    }
+}
+
+TEST(SetPassthroughCsp, EachProviderAloneIsTaken)
+{
+    for (const char* provider : kProviders)
+        EXPECT_EQ(ChosenProvider(Select(MachineWithProviders({&provider, 1})).After()),
+                  Json({{"PassthroughCSP", provider}}));
+}
+
+TEST(SetPassthroughCsp, OpensEachKeyToReadItAndClosesIt)
+{
+    const SimulatedRun run = Select(MachineWithProviders(std::span(kProviders).last(1)));
+    Script expected;
+    for (const char* provider : std::span(kProviders).first(4))
+        expected.push_back(OpenProvider(provider, "2"));
+    expected.push_back(OpenProvider(kProviders[4], R"(0 phkResult:"key#1")"));
+    expected.push_back(R"(RegCloseKey("key#1") = 0)");
+    expected.push_back(
+        R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", )"
+        R"("SOFTWARE\\Kelo Systems Corp.\\Keystead CSP Persistent\\CAPI", 0, null, 0, 983103, null) = 0 )"
+        R"(lpdwDisposition:1 phkResult:"key#2")");
+    expected.push_back(R"(RegSetValueExA("key#2", "PassthroughCSP", 0, 1, )"
+                       R"("Microsoft Base Cryptographic Provider v1.0", 43) = 0)");
+    expected.push_back(R"(RegCloseKey("key#2") = 0)");
+    EXPECT_THAT(run.script, ElementsAreArray(expected));
+}
+
+TEST(SetPassthroughCsp, WithoutAnyProviderAnEmptyTextOfOneByteIsWritten)
+{
+    const SimulatedRun run = Select(MachineOf("{}"));
+    EXPECT_EQ(run.result, "0");
+    EXPECT_EQ(ChosenProvider(run.After()), Json({{"PassthroughCSP", ""}}));
+    EXPECT_THAT(run.script, testing::Contains(R"(RegSetValueExA("key#1", "PassthroughCSP", 0, 1, "", 1) = 0)"));
+}
+
+TEST(SetPassthroughCsp, AProviderThatMayNotBeReadIsPassedOver)
+{
+    const SimulatedRun run = Select(MachineWithProviders(kProviders), {.faults = {"RegOpenKeyExA#1=5"}});
+    EXPECT_EQ(ChosenProvider(run.After()), Json({{"PassthroughCSP", kProviders[1]}}));
+}
+
+TEST(SetPassthroughCsp, ASecondCommitWritesTheSameAgain)
+{
+    const SimulatedRun first = Select(MachineWithProviders(kProviders));
+    const SimulatedRun second = Select(first.After());
+    EXPECT_EQ(second.result, "0");
+    EXPECT_EQ(second.outcome.callCounts.at("RegSetValueExA"), 1u);
+    EXPECT_EQ(ChosenProvider(second.After()), Json({{"PassthroughCSP", kProviders[0]}}));
+}
+
+TEST(SetPassthroughCsp, AnEarlierChoiceIsReplacedAndOtherValuesStay)
+{
+    Json machine = MachineWithProviders(std::span(kProviders).last(1)).ToJson();
+    machine["registry"][kCapiKey]["values"] = {{"PassthroughCSP", 42}, {"Other", "kept"}};
+    const SimulatedRun run = Select(winsim::Machine::FromJson(machine));
+    EXPECT_EQ(ChosenProvider(run.After()),
+              Json({{"Other", "kept"}, {"PassthroughCSP", "Microsoft Base Cryptographic Provider v1.0"}}));
+}
+
+TEST(SetPassthroughCsp, AKeyThatCannotBeMadeIs10039)
+{
+    for (const char* fault : {"RegCreateKeyExA=5", "RegCreateKeyExA=1018", "RegCreateKeyExA=234"})
+    {
+        const SimulatedRun run = Select(MachineWithProviders(kProviders), {.faults = {fault}});
+        EXPECT_EQ(run.result, "10039");
+        EXPECT_EQ(ChosenProvider(run.After()), "(none)");
+        EXPECT_FALSE(run.outcome.callCounts.contains("RegSetValueExA"));
+        EXPECT_THAT(run.log, IsEmpty());
+    }
+}
+
+TEST(SetPassthroughCsp, AValueThatCannotBeWrittenIs10040)
+{
+    const SimulatedRun run = Select(MachineWithProviders(kProviders), {.faults = {"RegSetValueExA=14"}});
+    EXPECT_EQ(run.result, "10040");
+    EXPECT_EQ(ChosenProvider(run.After()), "(none)");
+    EXPECT_THAT(run.log, IsEmpty());
+}
+
+TEST(SetPassthroughCsp, TheFlagIsNotLookedAt)
+{
+    const winsim::Machine machine = MachineWithProviders(kProviders);
+    for (const char* flag : {"0", "1", "-1"})
+        EXPECT_EQ(CallFunction(machine, "SetPassthroughCsp", {flag}).script, Select(machine).script);
+    EXPECT_EQ(CallFunction(machine, "SelectPassthroughCsp").script, Select(machine).script);
+}
+
+// ---- The whole commit ----
+
+TEST(Commit, ALostChoiceLeavesItsMessageAndFails)
+{
+    struct Case
+    {
+        const char* fault;
+        std::uint32_t textId;
+    };
+    for (const Case& c : {Case{"RegCreateKeyExA#1=5", 5055}, Case{"RegSetValueExA#1=5", 5056}})
+    {
+        const winsim::Machine machine = MachineOf(R"({"files":
+            {"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\Internationalization_en.dll": {}}})");
+        const SimulatedRun run = RunProgram(machine, {"/Commit"}, {.faults = {c.fault}});
+        EXPECT_EQ(run.exitCode, -1);
+        const winsim::RegistryValue* text =
+            run.After().registry.FindValue(R"(HKLM\SOFTWARE\Kelo Systems Corp.\Installer)", "");
+        ASSERT_NE(text, nullptr);
+        EXPECT_EQ(run.After().ToJson()["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Installer)"]["values"][""],
+                  winsim::StringTables().at("en").texts.at(c.textId));
+    }
+}
+
+TEST(Commit, ASuccessfulChoiceLeavesAnEarlierMessageAlone)
+{
+    const winsim::Machine machine = MachineOf(R"({"registry":
+        {"HKLM\\SOFTWARE\\Kelo Systems Corp.\\Installer": {"values": {"": "an earlier text"}}}})");
+    const SimulatedRun run = RunProgram(machine, {"/Commit"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.After().ToJson()["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Installer)"]["values"][""],
+              "an earlier text");
+    EXPECT_FALSE(run.outcome.callCounts.contains("LoadLibraryA"));
+}
+
+} // namespace

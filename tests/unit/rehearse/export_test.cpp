@@ -1,0 +1,150 @@
+// Proves that kelo-rehearse calls the export, says how it ended, and keeps passwords out of all that it prints or
+// writes.
+#include "tests/unit/tpm/install_session.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace
+{
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+using winsim::Json;
+
+constexpr char kPassword[] = "Tr0ub4dor&3 is secret";
+
+struct Rehearsal
+{
+    int exitStatus;
+    std::string output; // both streams
+};
+
+// A folder of the test's own.
+class KeloRehearse : public testing::Test
+{
+protected:
+    KeloRehearse()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "kelo-rehearse-XXXXXX").string();
+        m_folder = mkdtemp(pattern.data());
+    }
+    ~KeloRehearse() override { std::filesystem::remove_all(m_folder); }
+
+    std::string Path(const char* name) const { return (m_folder / name).string(); }
+
+    std::string Content(const char* name) const
+    {
+        std::ostringstream content;
+        content << std::ifstream(Path(name)).rdbuf();
+        return content.str();
+    }
+
+    Rehearsal Run(const Json& machine, const std::string& options) const
+    {
+        std::ofstream(Path("machine.json")) << machine.dump();
+        const auto program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "kelo-rehearse";
+        const std::string command = program.string() + " " + options + " " + Path("machine.json") + " 2>&1";
+        std::FILE* const pipe = popen(command.c_str(), "r");
+        Rehearsal rehearsal{};
+        for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe))
+            rehearsal.output += static_cast<char>(c);
+        rehearsal.exitStatus = WEXITSTATUS(pclose(pipe));
+        return rehearsal;
+    }
+
+private:
+    std::filesystem::path m_folder;
+};
+
+Json MachineWithPassword()
+{
+    Json machine = DescriptionOf(
+        {.data = std::string("/INFO=i /PASSWORD=") + kPassword + " /CAPTION=c", .verifyCode = -5, .changeCode = -8});
+    // A described run may be told by the password, too.
+    Json& runs = machine["programs"][kToolPath]["runs"];
+    runs.insert(runs.begin() + 1, Json{{"arguments", std::string("/P:\"") + kPassword + "\" /Y"}, {"exitCode", 0}});
+    return machine;
+}
+
+TEST_F(KeloRehearse, CallsTheExportAndTellsItsResult)
+{
+    const Rehearsal text = Run(DescriptionOf({.verifyCode = -6}), "--export SRK_Auth_Change");
+    EXPECT_EQ(text.exitStatus, 0);
+    EXPECT_THAT(text.output, HasSubstr("\nExport: SRK_Auth_Change\n"));
+    EXPECT_THAT(text.output, HasSubstr("] TPM Not Activated\n"));
+    EXPECT_THAT(text.output, HasSubstr("\nExit code: 0\n"));
+}
+
+TEST_F(KeloRehearse, AnExportThatFailsIsExitStatus1WhateverItsResult)
+{
+    const Json machine = DescriptionOf({.data = {{"error", 6}}});
+    const Rehearsal text = Run(machine, "--export SRK_Auth_Change");
+    EXPECT_EQ(text.exitStatus, 1);
+    EXPECT_THAT(text.output, HasSubstr("\nExit code: 10001\n"));
+    const Rehearsal json = Run(machine, "--json --export SRK_Auth_Change");
+    EXPECT_EQ(json.exitStatus, 1);
+    EXPECT_EQ(Json::parse(json.output)["exitCode"], 10001);
+}
+
+TEST_F(KeloRehearse, AnythingButTheExportIsAUsageError)
+{
+    for (const char* options : {"--export WinMain", "--export srk_auth_change", "--export \"\""})
+        EXPECT_EQ(Run(DescriptionOf({}), options).exitStatus, 2) << options;
+    EXPECT_EQ(
+        Run(DescriptionOf({}), "--export SRK_Auth_Change --trace " + Path("machine.json") + " -- /Setup").exitStatus,
+        2);
+}
+
+TEST_F(KeloRehearse, NoPasswordIsPrintedOrWritten)
+{
+    for (const char* kind : {"", "--trace", "--trace=all", "--json"})
+    {
+        const Rehearsal run =
+            Run(MachineWithPassword(), std::string(kind) + " --export SRK_Auth_Change --save " + Path("after.json"));
+        EXPECT_EQ(run.exitStatus, 0) << run.output;
+        EXPECT_THAT(run.output, Not(HasSubstr("Tr0ub4dor"))) << kind;
+        EXPECT_THAT(run.output, HasSubstr("User Cancelled"));
+        EXPECT_THAT(Content("after.json"), Not(HasSubstr("Tr0ub4dor")));
+        EXPECT_THAT(Content("after.json"), HasSubstr("/INFO=i /PASSWORD=*** /CAPTION=c"));
+    }
+    EXPECT_THAT(Run(MachineWithPassword(), "--trace --export SRK_Auth_Change").output,
+                HasSubstr(R"(/C:\"c\" /I:\"i\" /P:\"***\" /T:\"NTRU\" /Y)"));
+}
+
+TEST_F(KeloRehearse, ASavedMachineCanBeRehearsedAgain)
+{
+    Run(MachineWithPassword(), "--export SRK_Auth_Change --save " + Path("after.json"));
+    const Rehearsal again = Run(Json::parse(Content("after.json")), "--export SRK_Auth_Change");
+    EXPECT_EQ(again.exitStatus, 0);
+    EXPECT_THAT(again.output, HasSubstr("User Cancelled"));
+}
+
+TEST_F(KeloRehearse, ABadPropertyIsNamedByItsPath)
+{
+    struct Case
+    {
+        const char* data;
+        const char* complaint;
+    };
+    for (const Case& c : {Case{"1", "CustomActionData: not an object"}, Case{"[]", "CustomActionData: an empty list"},
+                          Case{"{}", "CustomActionData: no error"},
+                          Case{R"(["a", {"error": "x"}])", "CustomActionData[1].error: not a number"},
+                          Case{R"({"error": 234, "length": 3})", "CustomActionData.length: unknown key"}})
+    {
+        const Rehearsal run = Run(DescriptionOf({.data = Json::parse(c.data)}), "--export SRK_Auth_Change");
+        EXPECT_EQ(run.exitStatus, 2);
+        EXPECT_EQ(run.output, std::string("kelo-rehearse: installer.properties.") + c.complaint + "\n");
+    }
+}
+
+} // namespace

@@ -1,0 +1,189 @@
+// Proves how CustomActionData is read and taken apart.
+#include "tests/unit/tpm/install_session.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using winsim::Json;
+
+struct ValueCase
+{
+    const char* key;
+    const char* data;
+    const char* value; // "none" is the default
+};
+
+TEST(GetCustomActionValue, IsTheTextBehindTheKeyUpToABlankAndASlash)
+{
+    constexpr ValueCase kCases[] = {
+        {"/CAPTION=", "/CAPTION=Setup", "Setup"},
+        {"/CAPTION=", "/CAPTION=My Tool /INFO=x", "My Tool"},
+        {"/INFO=", "/CAPTION=My Tool /INFO=x", "x"},
+        {"/CAPTION=", "", "none"},
+        {"/CAPTION=", "/INFO=x", "none"},
+        {"/CAPTION=", "/CAPTION", "none"},
+        {"/CAPTION=", "/CAPTION=", ""},
+        {"/CAPTION=", "/CAPTION= /INFO=x", ""},
+        {"/CAPTION=", "/CAPTION=  /INFO=x", " "},
+        // Neither trimmed nor unquoted.
+        {"/CAPTION=", "/CAPTION= a ", " a "},
+        {"/CAPTION=", "/CAPTION=\"a b\" /INFO=x", "\"a b\""},
+        // In this letter case alone.
+        {"/CAPTION=", "/caption=a", "none"},
+        {"/CAPTION=", "/caption=a /CAPTION=b", "b"},
+        // Of two, the first, even an empty one.
+        {"/CAPTION=", "/CAPTION=a /CAPTION=b", "a"},
+        {"/CAPTION=", "/CAPTION= /CAPTION=b", ""},
+        // Anywhere, also inside another value.
+        {"/INFO=", "/CAPTION=a/INFO=b /SILENT", "b"},
+        {"/CAPTION=", "x/CAPTION=a", "a"},
+        {"/INFO=", "/CAPTION=\"/INFO=\" b /C", "\" b"},
+        // A slash alone ends nothing, nor do other blanks.
+        {"/INFO=", "/INFO=a/b", "a/b"},
+        {"/INFO=", "/INFO=a\t/b", "a\t/b"},
+        {"/INFO=", "/INFO=a / b", "a"},
+        {"/INFO=", "/INFO=a /", "a"},
+        {"/INFO=", "/INFO=a ", "a "},
+        {"/PASSWORD=", "/PASSWORD=%s%n%1 100%", "%s%n%1 100%"},
+        {"/INFO=", "/INFO=\u4E2D\U0001F600\u00E4 /X", "\u4E2D\U0001F600\u00E4"},
+    };
+    const winsim::Machine machine = MachineOf("{}");
+    for (const ValueCase& c : kCases)
+        EXPECT_EQ(CallFunction(machine, "GetCustomActionValue", {c.key, c.data, "none"}).result, c.value) << c.data;
+}
+
+struct FlagCase
+{
+    const char* flag;
+    const char* data;
+    bool isOn;
+};
+
+TEST(HasCustomActionFlag, IsOnOnlyWhereTheDataBeginsWithItInAnyLetterCase)
+{
+    constexpr FlagCase kCases[] = {
+        {"/SILENT", "/SILENT", true},
+        {"/SILENT", "/silent", true},
+        {"/SILENT", "/Silent /CAPTION=x", true},
+        {"/SILENT", "/SILENTLY", true},
+        {"/SILENT", "/SILENT=0", true},
+        {"/VERIFY", "/VERIFY /CAPTION=Setup", true},
+        {"/VERIFY", "/CAPTION=Setup /VERIFY", false},
+        {"/SILENT", "/VERIFY /SILENT", false},
+        {"/VERIFY", "/SILENT /VERIFY", false},
+        {"/SILENT", " /SILENT", false},
+        {"/SILENT", "SILENT", false},
+        {"/SILENT", "/SILEN", false},
+        {"/SILENT", "/", false},
+        {"/SILENT", "", false},
+        // Only the letters of ASCII have another case here.
+        {"/SILENT", "/S\u0130LENT", false},
+        {"/SILENT", "/\u017FILENT", false},
+    };
+    const winsim::Machine machine = MachineOf("{}");
+    for (const FlagCase& c : kCases)
+        EXPECT_EQ(CallFunction(machine, "HasCustomActionFlag", {c.flag, c.data}).result, c.isOn ? "true" : "false")
+            << c.data;
+}
+
+// ---- Reading the property ----
+
+// The questions for the property, as a script shows them.
+std::vector<std::string> Questions(const SimulatedRun& run)
+{
+    std::vector<std::string> questions;
+    for (const std::string& line : run.script)
+    {
+        if (line.starts_with("MsiGetPropertyW("))
+            questions.push_back(line);
+    }
+    return questions;
+}
+
+TEST(CustomActionData, IsAskedForItsLengthAndThenRead)
+{
+    EXPECT_THAT(
+        Questions(ChangeSrkAuth({.data = "/CAPTION=x"})),
+        ElementsAre(
+            R"(MsiGetPropertyW("install#1", "CustomActionData", 0) = 234 pcchValueBuf:10)",
+            R"(MsiGetPropertyW("install#1", "CustomActionData", 11) = 0 pcchValueBuf:10 szValueBuf:"/CAPTION=x")"));
+}
+
+TEST(CustomActionData, AnEmptyOrMissingPropertyIsEmptyData)
+{
+    for (const Json& data : {Json(""), Json()})
+    {
+        const SimulatedRun run = ChangeSrkAuth({.data = data, .verifyCode = -5});
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_THAT(
+            Questions(run),
+            ElementsAre(R"(MsiGetPropertyW("install#1", "CustomActionData", 0) = 234 pcchValueBuf:0)",
+                        R"(MsiGetPropertyW("install#1", "CustomActionData", 1) = 0 pcchValueBuf:0 szValueBuf:"")"));
+        EXPECT_EQ(CommandLines(run).back(), std::string(kToolPath) + " /T:\"NTRU\" /Y");
+    }
+}
+
+TEST(CustomActionData, APropertyThatShrinksBetweenTheQuestionsIsReadAsItIsThen)
+{
+    const SimulatedRun run = ChangeSrkAuth({.data = {"/CAPTION=a long caption", "/INFO=i"}, .verifyCode = -5});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(CommandLines(run).back(), std::string(kToolPath) + " /I:\"i\" /T:\"NTRU\" /Y");
+}
+
+TEST(CustomActionData, AnAnswerWithoutALengthIsEmptyData)
+{
+    // Windows would say that there is more; a success at once says that there is nothing.
+    const SimulatedRun run = ChangeSrkAuth({.data = "/CAPTION=x", .verifyCode = -5}, {.faults = {"MsiGetPropertyW=0"}});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(CommandLines(run).back(), std::string(kToolPath) + " /T:\"NTRU\" /Y");
+}
+
+TEST(CustomActionData, DataThatCannotBeReadIs10001AndNothingIsRunOrLogged)
+{
+    const char* unreadable[] = {
+        R"({"error": 6})",
+        R"({"error": 87})",
+        R"({"error": 1627})",
+        R"({"error": 1})",
+        // Grown between the questions, for ever or by one.
+        R"(["/CAPTION=a", "/CAPTION=ab"])",
+        R"(["", "/"])",
+        R"({"error": 234, "size": 10})",
+        R"(["/CAPTION=a", {"error": 1627}])",
+        R"(["/CAPTION=a", {"error": 13}])",
+        // More than there is memory for; the last one has no room for the terminator even as a number.
+        R"({"error": 234, "size": 2147483647})",
+        R"({"error": 234, "size": 4294967294})",
+        R"({"error": 234, "size": 4294967295})",
+    };
+    for (const char* data : unreadable)
+    {
+        SCOPED_TRACE(data);
+        const SimulatedRun run = ChangeSrkAuth({.data = Json::parse(data)});
+        EXPECT_EQ(run.exitCode, 10001);
+        EXPECT_THAT(run.log, IsEmpty());
+        for (const std::string& line : run.script)
+            EXPECT_TRUE(line.starts_with("MsiGetPropertyW(")) << line;
+    }
+}
+
+TEST(CustomActionData, ItIsNeverAskedForMoreThanTwice)
+{
+    EXPECT_EQ(ChangeSrkAuth({.data = {"a", "ab", "abc"}}).outcome.callCounts.at("MsiGetPropertyW"), 2u);
+    EXPECT_EQ(ChangeSrkAuth({.data = {{"error", 6}}}).outcome.callCounts.at("MsiGetPropertyW"), 1u);
+}
+
+TEST(CustomActionData, ThirtyThousandCharactersAreReadWhole)
+{
+    const std::string info(30000, 'i');
+    const SimulatedRun run = ChangeSrkAuth({.data = "/INFO=" + info, .verifyCode = -5});
+    EXPECT_EQ(CommandLines(run).back(), std::string(kToolPath) + " /I:\"" + info + "\" /T:\"NTRU\" /Y");
+}
+
+} // namespace

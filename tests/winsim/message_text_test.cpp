@@ -1,0 +1,135 @@
+// Proves that message texts are expanded, and texts loaded from a library, as Windows documents it.
+#include "tests/winsim/support.h"
+
+#include <cstdarg>
+#include <string>
+
+namespace
+{
+
+// A message with the inserts "10002", "two" and then empty ones.
+std::string Expanded(const char* message, DWORD size = 64)
+{
+    DWORD_PTR inserts[101];
+    for (DWORD_PTR& insert : inserts)
+        insert = reinterpret_cast<DWORD_PTR>("");
+    inserts[0] = reinterpret_cast<DWORD_PTR>("10002");
+    inserts[1] = reinterpret_cast<DWORD_PTR>("two");
+    char text[128] = "untouched";
+    SetLastError(0);
+    const DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY, message, 0, 0, text,
+                                        size, reinterpret_cast<va_list*>(inserts));
+    if (length == 0)
+        return "(error) " + std::to_string(GetLastError());
+    EXPECT_EQ(std::string(text).size(), length);
+    return Shown(std::string(text));
+}
+
+struct MessageCase
+{
+    const char* message;
+    const char* shown;
+};
+
+TEST(FormatMessage, PutsInsertsIntoTheirPlaces)
+{
+    constexpr MessageCase kCases[] = {
+        {"code %1", "code 10002"}, {"%1!s! and %2", "10002 and two"}, {"%2%1%2", "two10002two"}, {"%1a", "10002a"},
+        {"%1!8s!|", "   10002|"},  {"%1!-8s!|", "10002   |"},         {"%1!.2s!|", "10|"},       {"%1!s!!", "10002!"},
+        {"[%3][%99]", "[][]"},     {"no place", "no place"},
+    };
+    for (const MessageCase& c : kCases)
+        EXPECT_EQ(Expanded(c.message), c.shown);
+}
+
+TEST(FormatMessage, ReadsWhatStandsBehindAPercentSign)
+{
+    constexpr MessageCase kCases[] = {
+        {"100%% %1", "100% 10002"},
+        {"a%nb", "a<0D><0A>b"},
+        {"%r|%t|% |%.|%!", "<0D>|<09>| |.|!"},
+        {"x%z", "xz"},
+        {"a%0b%1", "a"},
+    };
+    for (const MessageCase& c : kCases)
+        EXPECT_EQ(Expanded(c.message), c.shown);
+}
+
+TEST(FormatMessage, EndsEveryLineAsWindowsDoes)
+{
+    for (const char* message : {"a\nb", "a\rb", "a\r\nb", "a%nb"})
+        EXPECT_EQ(Expanded(message), "a<0D><0A>b");
+    EXPECT_EQ(Expanded("a\n\nb\r\n"), "a<0D><0A><0D><0A>b<0D><0A>");
+}
+
+TEST(FormatMessage, RefusesPlacesThatAreNotWellFormed)
+{
+    for (const char* message : {"%", "a%", "%1%", "%1!", "%1!s"})
+        EXPECT_EQ(Expanded(message), "(error) 87") << message;
+}
+
+TEST(FormatMessage, FailsWhenTheTextDoesNotFit)
+{
+    EXPECT_EQ(Expanded("code %1", 11), "code 10002");
+    EXPECT_EQ(Expanded("code %1", 10), "(error) 122");
+    EXPECT_EQ(Expanded("code %1", 1), "(error) 122");
+}
+
+// ---- Texts of a library ----
+
+TEST(LoadString, FindsNothingInAProgramWithoutTexts)
+{
+    char text[16] = "untouched";
+    EXPECT_EQ(LoadStringA(nullptr, 5058, text, sizeof text), 0);
+    EXPECT_STREQ(text, "");
+}
+
+// The resource libraries lie beside the program.
+class ResourceLibrary : public testing::Test
+{
+protected:
+    ResourceLibrary() : m_library(LoadLibraryA("Internationalization_en.dll")) {}
+    ~ResourceLibrary() override { FreeLibrary(m_library); }
+
+    std::string Load(UINT id, int size, int* length = nullptr)
+    {
+        char text[512] = "untouched";
+        const int loaded = LoadStringA(m_library, id, text, size);
+        if (length != nullptr)
+            *length = loaded;
+        return text;
+    }
+
+private:
+    HMODULE m_library;
+};
+
+TEST_F(ResourceLibrary, HoldsItsTexts)
+{
+    int length = 0;
+    const std::string text = Load(5058, 512, &length);
+    EXPECT_EQ(text.substr(0, 37), "The installation failed with code %1.");
+    EXPECT_EQ(static_cast<std::size_t>(length), text.size());
+    EXPECT_EQ(Load(5055, 512).substr(0, 46), "The registry key for the settings of the crypt");
+}
+
+TEST_F(ResourceLibrary, ATextIsCutToTheBuffer)
+{
+    int length = 0;
+    EXPECT_EQ(Load(5058, 5, &length), "The ");
+    EXPECT_EQ(length, 4);
+    EXPECT_EQ(Load(5058, 1, &length), "");
+    EXPECT_EQ(length, 0);
+}
+
+TEST_F(ResourceLibrary, ATextThatIsNotThereIsEmpty)
+{
+    int length = 1;
+    for (const UINT id : {5013u, 5030u, 5059u, 1u, 70000u})
+    {
+        EXPECT_EQ(Load(id, 512, &length), "") << id;
+        EXPECT_EQ(length, 0) << id;
+    }
+}
+
+} // namespace

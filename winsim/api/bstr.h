@@ -1,0 +1,19 @@
+// COM's strings as the calls of the simulated machine take them.
+#pragma once
+
+#include "oleauto.h"
+#include "winsim/core/json.h"
+
+#include <string>
+
+namespace winsim
+{
+
+// The text of a COM string; null gives an empty one. Anything that is not a COM string that is still there is noted as
+// a violation of the call, and gives an empty text too.
+std::string TextOf(BSTR text, const char* call);
+
+// The same as a parameter of a call's record: null stays null.
+Json NotedBstr(BSTR text);
+
+} // namespace winsim

@@ -1,0 +1,183 @@
+// The configuration of cryptography.
+#include "winsim/areas/cng.h"
+
+#include "bcrypt.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include <algorithm>
+
+using winsim::Call;
+using winsim::Cng;
+using winsim::CngContextFunction;
+using winsim::CngImage;
+using winsim::CngInterface;
+using winsim::CngProvider;
+using winsim::Json;
+using winsim::Simulation;
+
+namespace
+{
+
+constexpr std::uint32_t kSuccess = 0;
+constexpr std::uint32_t kInvalidParameter = 0xC000000D;
+constexpr std::uint32_t kNameCollision = 0xC0000035;
+constexpr std::uint32_t kNotFound = 0xC0000225;
+
+Cng& Configuration()
+{
+    return Simulation::Current().machine.cng;
+}
+
+// No context stands for the default one.
+std::string ContextName(LPCWSTR context)
+{
+    return context == nullptr ? "Default" : winsim::Utf8(context);
+}
+
+std::vector<std::string> TextsOf(PWSTR* texts, ULONG count)
+{
+    std::vector<std::string> list;
+    for (ULONG i = 0; i < count; ++i)
+        list.push_back(winsim::Utf8(texts[i]));
+    return list;
+}
+
+// ---- Registration records as the calls show them ----
+
+Json Noted(const CRYPT_INTERFACE_REG& record)
+{
+    return {{"dwInterface", record.dwInterface},
+            {"dwFlags", record.dwFlags},
+            {"cFunctions", record.cFunctions},
+            {"rgpszFunctions", TextsOf(record.rgpszFunctions, record.cFunctions)}};
+}
+
+Json Noted(const CRYPT_IMAGE_REG* record)
+{
+    if (record == nullptr)
+        return nullptr;
+    Json interfaces = Json::array();
+    for (ULONG i = 0; i < record->cInterfaces; ++i)
+        interfaces.push_back(Noted(*record->rgpInterfaces[i]));
+    return {{"pszImage", winsim::Utf8(record->pszImage)},
+            {"cInterfaces", record->cInterfaces},
+            {"rgpInterfaces", std::move(interfaces)}};
+}
+
+Json Noted(const CRYPT_PROVIDER_REG* record)
+{
+    if (record == nullptr)
+        return nullptr;
+    Json aliases;
+    if (record->rgpszAliases != nullptr)
+        aliases = TextsOf(record->rgpszAliases, record->cAliases);
+    return {{"cAliases", record->cAliases},
+            {"rgpszAliases", std::move(aliases)},
+            {"pUM", Noted(record->pUM)},
+            {"pKM", Noted(record->pKM)}};
+}
+
+// ---- and as the machine keeps them ----
+
+std::optional<CngImage> ImageOf(const CRYPT_IMAGE_REG* record)
+{
+    if (record == nullptr)
+        return std::nullopt;
+    CngImage image{winsim::Utf8(record->pszImage), {}};
+    for (ULONG i = 0; i < record->cInterfaces; ++i)
+    {
+        const CRYPT_INTERFACE_REG& interface = *record->rgpInterfaces[i];
+        image.interfaces.push_back(CngInterface{interface.dwInterface, interface.dwFlags,
+                                                TextsOf(interface.rgpszFunctions, interface.cFunctions)});
+    }
+    return image;
+}
+
+CngProvider ProviderOf(const CRYPT_PROVIDER_REG& record)
+{
+    return {TextsOf(record.rgpszAliases, record.cAliases), ImageOf(record.pUM), ImageOf(record.pKM)};
+}
+
+void RemoveProvider(CngContextFunction& function, const std::string& provider)
+{
+    std::erase_if(function.providers, [&](const std::string& one) { return winsim::SameName(one, provider); });
+}
+
+} // namespace
+
+NTSTATUS WINAPI BCryptRegisterProvider(LPCWSTR pszProvider, ULONG dwFlags, PCRYPT_PROVIDER_REG pReg)
+{
+    Call call{"BCryptRegisterProvider"};
+    call.In("pszProvider", pszProvider).In("dwFlags", dwFlags).In("pReg", Noted(pReg));
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    if (pszProvider == nullptr || pReg == nullptr || (dwFlags & ~CRYPT_OVERWRITE) != 0)
+        return call.Status(kInvalidParameter);
+    const std::string name = winsim::Utf8(pszProvider);
+    if ((dwFlags & CRYPT_OVERWRITE) == 0 && Configuration().providers.contains(name))
+        return call.Status(kNameCollision);
+    Configuration().providers[name] = ProviderOf(*pReg);
+    return call.Status(kSuccess);
+}
+
+NTSTATUS WINAPI BCryptUnregisterProvider(LPCWSTR pszProvider)
+{
+    Call call{"BCryptUnregisterProvider"};
+    call.In("pszProvider", pszProvider);
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    if (pszProvider == nullptr)
+        return call.Status(kInvalidParameter);
+    const bool wasThere = Configuration().providers.erase(winsim::Utf8(pszProvider)) != 0;
+    return call.Status(wasThere ? kSuccess : kNotFound);
+}
+
+NTSTATUS WINAPI BCryptAddContextFunctionProvider(ULONG dwTable, LPCWSTR pszContext, ULONG dwInterface,
+                                                 LPCWSTR pszFunction, LPCWSTR pszProvider, ULONG dwPosition)
+{
+    Call call{"BCryptAddContextFunctionProvider"};
+    call.In("dwTable", dwTable)
+        .In("pszContext", pszContext)
+        .In("dwInterface", dwInterface)
+        .In("pszFunction", pszFunction)
+        .In("pszProvider", pszProvider)
+        .In("dwPosition", dwPosition);
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    if (pszFunction == nullptr || pszProvider == nullptr)
+        return call.Status(kInvalidParameter);
+    CngContextFunction* function =
+        Configuration().FindFunction(dwTable, ContextName(pszContext), dwInterface, winsim::Utf8(pszFunction));
+    if (function == nullptr)
+        return call.Status(kNotFound);
+    // A provider that is in the list already moves to its new place.
+    const std::string provider = winsim::Utf8(pszProvider);
+    RemoveProvider(*function, provider);
+    const std::size_t position = std::min<std::size_t>(dwPosition, function->providers.size());
+    function->providers.insert(function->providers.begin() + static_cast<std::ptrdiff_t>(position), provider);
+    return call.Status(kSuccess);
+}
+
+NTSTATUS WINAPI BCryptRemoveContextFunctionProvider(ULONG dwTable, LPCWSTR pszContext, ULONG dwInterface,
+                                                    LPCWSTR pszFunction, LPCWSTR pszProvider)
+{
+    Call call{"BCryptRemoveContextFunctionProvider"};
+    call.In("dwTable", dwTable)
+        .In("pszContext", pszContext)
+        .In("dwInterface", dwInterface)
+        .In("pszFunction", pszFunction)
+        .In("pszProvider", pszProvider);
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    if (pszFunction == nullptr || pszProvider == nullptr)
+        return call.Status(kInvalidParameter);
+    CngContextFunction* function =
+        Configuration().FindFunction(dwTable, ContextName(pszContext), dwInterface, winsim::Utf8(pszFunction));
+    if (function == nullptr)
+        return call.Status(kNotFound);
+    const std::size_t before = function->providers.size();
+    RemoveProvider(*function, winsim::Utf8(pszProvider));
+    return call.Status(function->providers.size() < before ? kSuccess : kNotFound);
+}

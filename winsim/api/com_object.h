@@ -1,0 +1,100 @@
+// The COM objects of the simulated machine: they count their references and are accounted for until the last is gone.
+#pragma once
+
+#include "objbase.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace winsim
+{
+
+// The kind of their handles. An object's address is its handle.
+inline constexpr char kComObject[] = "comObject";
+
+// Why a call of COM cannot do its work: the fault plan, the machine's description, a thread in no apartment, or an
+// object that was given back. Nothing when it can. `object` is null for a call that is not an object's method.
+std::optional<std::uint32_t> ComFailure(const Call& call, const char* name, const void* object);
+
+// What stands for an object in another process, for which CoSetProxyBlanket says how calls to it are authenticated.
+class ComProxy
+{
+public:
+    virtual void SetImpersonation(DWORD level) = 0;
+
+protected:
+    ~ComProxy() = default;
+};
+
+// The part of an object that all have in common.
+template <typename Interface>
+class ComObject : public Interface
+{
+public:
+    HRESULT QueryInterface(REFIID riid, void** ppvObject) final
+    {
+        Call call{m_name + "::QueryInterface"};
+        call.In("this", Self());
+        *ppvObject = nullptr;
+        if (const auto failure = ComFailure(call, m_name.c_str(), Self()))
+            return call.Status(*failure);
+        if (riid != IID_IUnknown)
+            return call.Status(static_cast<std::uint32_t>(E_NOINTERFACE));
+        ++m_references;
+        *ppvObject = static_cast<IUnknown*>(this);
+        return call.Status(S_OK);
+    }
+
+    ULONG AddRef() final
+    {
+        Call call{m_name + "::AddRef"};
+        call.In("this", Self());
+        if (IsAlive("AddRef"))
+            ++m_references;
+        return call.Done(m_references);
+    }
+
+    ULONG Release() final
+    {
+        Call call{m_name + "::Release"};
+        call.In("this", Self());
+        if (!IsAlive("Release"))
+            return call.Done(m_references);
+        if (--m_references == 0)
+            Simulation::Current().handles.Close(Self(), kComObject, "Release");
+        return call.Done(m_references);
+    }
+
+protected:
+    // `name` is the interface's, as the calls show it.
+    explicit ComObject(const char* name) : m_name(name) {}
+    ~ComObject() = default;
+
+    const void* Self() const { return static_cast<const Interface*>(this); }
+
+private:
+    bool IsAlive(const char* method) const
+    {
+        return Simulation::Current().handles.Check(Self(), kComObject, (m_name + "::" + method).c_str());
+    }
+
+    const std::string m_name;
+    ULONG m_references = 1;
+};
+
+// A new object with one reference, which the process holds.
+template <typename Object, typename... Arguments>
+Object* MakeComObject(Arguments&&... arguments)
+{
+    auto object = std::make_shared<Object>(std::forward<Arguments>(arguments)...);
+    Object* held = object.get();
+    Simulation::Current().handles.Hold(held, kComObject, std::move(object));
+    return held;
+}
+
+} // namespace winsim

@@ -1,0 +1,54 @@
+// The properties of an install session.
+#include "winsim/areas/installer.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/secrets.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include "msiquery.h"
+
+#include <algorithm>
+
+using winsim::Call;
+using winsim::PropertyAnswer;
+using winsim::Simulation;
+
+UINT WINAPI MsiGetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPWSTR szValueBuf, LPDWORD pcchValueBuf)
+{
+    Call call{"MsiGetPropertyW"};
+    Simulation& simulation = Simulation::Current();
+    const auto status = [&](UINT error) { return static_cast<UINT>(call.Status(error)); };
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a session's handle is a number that looks like a pointer
+    const auto* session = reinterpret_cast<const void*>(std::uintptr_t{hInstall});
+    call.In("hInstall", session).In("szName", szName);
+    if (pcchValueBuf != nullptr)
+        call.In("pcchValueBuf", *pcchValueBuf);
+    if (const auto fault = call.Fault())
+        return status(*fault);
+    if (szName == nullptr || (szValueBuf != nullptr && pcchValueBuf == nullptr))
+        return status(ERROR_INVALID_PARAMETER);
+    if (simulation.handles.Find<winsim::InstallSession>(session, winsim::kInstallSession, "MsiGetPropertyW") == nullptr)
+        return status(ERROR_INVALID_HANDLE);
+
+    const std::string name = winsim::Utf8(szName);
+    const PropertyAnswer answer = simulation.machine.installer.AnswerTo(name, simulation.propertyQuestions[name]++);
+    const std::u16string text = winsim::Utf16(answer.text);
+    const DWORD length = answer.size.value_or(static_cast<DWORD>(text.size()));
+    if (answer.error != ERROR_SUCCESS && !answer.size)
+        return status(answer.error);
+    const DWORD room = pcchValueBuf != nullptr ? *pcchValueBuf : 0;
+    if (pcchValueBuf != nullptr)
+        *pcchValueBuf = length;
+    call.Out("pcchValueBuf", length);
+    if (answer.error != ERROR_SUCCESS || szValueBuf == nullptr)
+        return status(answer.error);
+
+    // What fits is put into the buffer, with its terminator: even an empty text needs room for that.
+    if (room != 0)
+    {
+        *std::copy_n(text.begin(), std::min<std::size_t>(text.size(), room - 1), szValueBuf) = u'\0';
+        if (call.IsRecording())
+            call.Out("szValueBuf", winsim::HideSecrets(winsim::Utf8(szValueBuf)));
+    }
+    return status(text.size() < room ? ERROR_SUCCESS : ERROR_MORE_DATA);
+}

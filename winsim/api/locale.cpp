@@ -1,0 +1,75 @@
+// Languages of the user and of the user interface, and what is known about a language.
+#include "winsim/areas/languages.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+
+#include "winnls.h"
+#include "winsim_types.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+
+using winsim::Call;
+using winsim::Language;
+using winsim::Simulation;
+
+namespace
+{
+
+// The identifiers that stand for the user's or the system's language.
+constexpr LANGID kNeutral = 0x0000;
+constexpr LANGID kUserDefault = 0x0400;
+constexpr LANGID kSystemDefault = 0x0800;
+
+const Language* LanguageOf(LCID locale)
+{
+    const auto id = static_cast<LANGID>(locale);
+    const bool isDefault = id == kNeutral || id == kUserDefault || id == kSystemDefault;
+    return winsim::FindLanguage(isDefault ? Simulation::Current().machine.windows.userLanguage : id);
+}
+
+} // namespace
+
+int WINAPI GetLocaleInfoA(LCID Locale, LCTYPE LCType, LPSTR lpLCData, int cchData)
+{
+    Call call{"GetLocaleInfoA"};
+    call.In("Locale", Locale).In("LCType", LCType).In("cchData", cchData);
+    if (const auto fault = call.Fault())
+        return call.Fail(0, *fault);
+    const Language* language = LanguageOf(Locale);
+    if (language == nullptr || cchData < 0 || (cchData != 0 && lpLCData == nullptr))
+        return call.Fail(0, ERROR_INVALID_PARAMETER);
+    std::string text;
+    if (LCType == LOCALE_SISO639LANGNAME)
+        text = language->isoName;
+    else if (LCType == LOCALE_ILANGUAGE)
+        text = fmt::format("{:04x}", language->id);
+    else
+        return call.Fail(0, ERROR_INVALID_FLAGS);
+
+    const int size = static_cast<int>(text.size()) + 1;
+    if (cchData == 0)
+        return call.Done(size);
+    if (cchData < size)
+    {
+        // The buffer is left without a terminator.
+        std::memcpy(lpLCData, text.data(), static_cast<std::size_t>(cchData));
+        return call.Fail(0, ERROR_INSUFFICIENT_BUFFER);
+    }
+    std::memcpy(lpLCData, text.c_str(), static_cast<std::size_t>(size));
+    call.Out("lpLCData", text);
+    return call.Done(size);
+}
+
+LANGID WINAPI GetThreadUILanguage()
+{
+    Call call{"GetThreadUILanguage"};
+    return call.Done(Simulation::Current().machine.windows.uiLanguage);
+}
+
+LANGID WINAPI GetUserDefaultLangID()
+{
+    Call call{"GetUserDefaultLangID"};
+    return call.Done(Simulation::Current().machine.windows.userLanguage);
+}

@@ -1,0 +1,86 @@
+// COM's strings and variants.
+#include "winsim/api/bstr.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include <cstring>
+#include <string>
+
+using winsim::Call;
+using winsim::CallKind;
+using winsim::Json;
+using winsim::Simulation;
+
+namespace
+{
+
+constexpr char kBstr[] = "bstr";
+constexpr char kVariant[] = "variant";
+
+// A string's length in bytes stands right in front of it.
+constexpr std::size_t kPrefix = 8;
+
+const void* BlockOf(BSTR text)
+{
+    return reinterpret_cast<const char*>(text) - kPrefix;
+}
+
+bool IsAlive(BSTR text)
+{
+    return Simulation::Current().handles.IsOpen(BlockOf(text), kBstr);
+}
+
+} // namespace
+
+std::string winsim::TextOf(BSTR text, const char* call)
+{
+    if (text == nullptr || !Simulation::Current().handles.Check(BlockOf(text), kBstr, call))
+        return {};
+    return Utf8(text);
+}
+
+Json winsim::NotedBstr(BSTR text)
+{
+    if (text == nullptr)
+        return nullptr;
+    return IsAlive(text) ? Json(Utf8(text)) : Json("not a BSTR");
+}
+
+BSTR WINAPI SysAllocString(const OLECHAR* psz)
+{
+    Call call{"SysAllocString", CallKind::Housekeeping};
+    call.In("psz", psz);
+    if (psz == nullptr || call.Fault())
+        return call.Done(BSTR{nullptr});
+    const std::u16string text = psz;
+    const std::size_t size = text.size() * sizeof(OLECHAR);
+    auto* block = static_cast<char*>(Simulation::Current().handles.Allocate(kBstr, kPrefix + size + sizeof(OLECHAR)));
+    const auto length = static_cast<std::uint32_t>(size);
+    std::memcpy(block + kPrefix - sizeof length, &length, sizeof length);
+    std::memcpy(block + kPrefix, text.c_str(), size + sizeof(OLECHAR));
+    return call.Done(reinterpret_cast<BSTR>(block + kPrefix));
+}
+
+void WINAPI SysFreeString(BSTR bstrString)
+{
+    Call call{"SysFreeString", CallKind::Housekeeping};
+    call.In("bstrString", winsim::NotedBstr(bstrString));
+    if (bstrString != nullptr)
+        Simulation::Current().handles.Free(BlockOf(bstrString), kBstr, "SysFreeString");
+}
+
+HRESULT WINAPI VariantClear(VARIANTARG* pvarg)
+{
+    Call call{"VariantClear", CallKind::Housekeeping};
+    call.In("pvarg", pvarg);
+    Simulation& simulation = Simulation::Current();
+    // One that was never handed to anybody may be cleared too.
+    if (simulation.handles.IsOpen(pvarg, kVariant))
+        simulation.handles.Close(pvarg, kVariant, "VariantClear");
+    const auto fault = call.Fault();
+    if (pvarg->vt == VT_BSTR)
+        SysFreeString(pvarg->bstrVal);
+    pvarg->vt = VT_EMPTY;
+    return call.Status(fault.value_or(S_OK));
+}

@@ -1,0 +1,88 @@
+// The smart-card resource manager.
+#include "winsim/areas/smart_cards.h"
+
+#include "winscard.h"
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include <algorithm>
+
+using winsim::Call;
+using winsim::Simulation;
+using winsim::SmartCards;
+
+namespace
+{
+
+constexpr char kContext[] = "cardContext";
+
+const void* HandleOf(SCARDCONTEXT context)
+{
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the context is a handle
+    return reinterpret_cast<const void*>(context);
+}
+
+// Each name with a zero behind it, and one more at the end: as many as the machine has.
+std::u16string MultiString(const std::vector<std::string>& names, std::size_t zerosMissing)
+{
+    std::u16string list;
+    for (const std::string& name : names)
+        list += winsim::Utf16(name) + u'\0';
+    list += u'\0';
+    list.resize(list.size() - std::min(zerosMissing, list.size()));
+    return list;
+}
+
+} // namespace
+
+LONG WINAPI SCardEstablishContext(DWORD dwScope, LPCVOID pvReserved1, LPCVOID pvReserved2, LPSCARDCONTEXT phContext)
+{
+    Call call{"SCardEstablishContext"};
+    call.In("dwScope", dwScope).In("pvReserved1", pvReserved1).In("pvReserved2", pvReserved2);
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    Simulation& simulation = Simulation::Current();
+    if (simulation.machine.smartCards.managerStatus != 0)
+        return call.Status(simulation.machine.smartCards.managerStatus);
+    *phContext = reinterpret_cast<SCARDCONTEXT>(simulation.handles.Open(kContext, {}));
+    call.Out("phContext", HandleOf(*phContext));
+    return call.Status(SCARD_S_SUCCESS);
+}
+
+LONG WINAPI SCardReleaseContext(SCARDCONTEXT hContext)
+{
+    Call call{"SCardReleaseContext"};
+    call.In("hContext", HandleOf(hContext));
+    const auto fault = call.Fault();
+    if (!Simulation::Current().handles.Close(HandleOf(hContext), kContext, "SCardReleaseContext"))
+        return call.Status(SCARD_E_INVALID_HANDLE);
+    return call.Status(fault.value_or(SCARD_S_SUCCESS));
+}
+
+LONG WINAPI SCardListReadersW(SCARDCONTEXT hContext, LPCWSTR mszGroups, LPWSTR mszReaders, LPDWORD pcchReaders)
+{
+    Call call{"SCardListReadersW"};
+    call.In("hContext", HandleOf(hContext)).In("mszGroups", mszGroups).In("pcchReaders", *pcchReaders);
+    if (const auto fault = call.Fault())
+        return call.Status(*fault);
+    Simulation& simulation = Simulation::Current();
+    if (!simulation.handles.Check(HandleOf(hContext), kContext, "SCardListReadersW"))
+        return call.Status(SCARD_E_INVALID_HANDLE);
+    SmartCards& cards = simulation.machine.smartCards;
+    const std::vector<std::string> readers = cards.List();
+    if (readers.empty())
+        return call.Status(SCARD_E_NO_READERS_AVAILABLE);
+
+    const std::u16string list = MultiString(readers, cards.zerosMissing);
+    const DWORD room = *pcchReaders;
+    *pcchReaders = static_cast<DWORD>(list.size());
+    call.Out("pcchReaders", *pcchReaders);
+    if (mszReaders == nullptr)
+        return call.Status(SCARD_S_SUCCESS);
+    if (room < list.size())
+        return call.Status(SCARD_E_INSUFFICIENT_BUFFER);
+    std::copy(list.begin(), list.end(), mszReaders);
+    call.Out("mszReaders", winsim::Json(readers));
+    return call.Status(SCARD_S_SUCCESS);
+}

@@ -1,0 +1,284 @@
+// The management instrumentation: a locator leads to the services of a namespace, and these to its classes.
+#include "winsim/areas/wmi.h"
+
+#include "winsim/api/bstr.h"
+#include "winsim/api/com_object.h"
+#include "winsim/api/wmi_locator.h"
+#include "winsim/core/effects.h"
+
+#include <map>
+
+namespace winsim
+{
+
+namespace
+{
+
+constexpr char kVariant[] = "variant";
+
+std::uint32_t Code(HRESULT result)
+{
+    return static_cast<std::uint32_t>(result);
+}
+
+const Wmi& Instrumentation()
+{
+    return Simulation::Current().machine.wmi;
+}
+
+Json Noted(const VARIANT* value)
+{
+    if (value == nullptr)
+        return nullptr;
+    switch (value->vt)
+    {
+    case VT_BOOL:
+        return {{"vt", value->vt}, {"boolVal", value->boolVal}};
+    case VT_I4:
+        return {{"vt", value->vt}, {"lVal", value->lVal}};
+    case VT_BSTR:
+        return {{"vt", value->vt}, {"bstrVal", NotedBstr(value->bstrVal)}};
+    default:
+        return {{"vt", value->vt}};
+    }
+}
+
+// What a class object is about: a class, and of one of its methods what goes in and comes out.
+struct Subject
+{
+    std::string space;
+    std::string className;
+    std::string method; // empty for the class itself
+    bool isInstance = false;
+};
+
+const WmiMethod* FindMethod(const Subject& subject, const std::string& name)
+{
+    const WmiClass* one = Instrumentation().FindClass(subject.space, subject.className);
+    if (one == nullptr)
+        return nullptr;
+    const auto method = one->methods.find(name);
+    return method == one->methods.end() ? nullptr : &method->second;
+}
+
+class ClassObject final : public ComObject<IWbemClassObject>
+{
+public:
+    explicit ClassObject(Subject subject) : ComObject("IWbemClassObject"), m_subject(std::move(subject)) {}
+
+    HRESULT Put(LPCWSTR wszName, LONG lFlags, VARIANT* pVal, CIMTYPE Type) override
+    {
+        constexpr char kName[] = "IWbemClassObject::Put";
+        Call call{kName};
+        call.In("this", Self()).In("wszName", wszName).In("lFlags", lFlags).In("pVal", Noted(pVal)).In("Type", Type);
+        // A variant that was once handed over has to be cleared.
+        HandleTable& handles = Simulation::Current().handles;
+        if (pVal != nullptr && !handles.IsOpen(pVal, kVariant))
+            handles.Hold(pVal, kVariant);
+        if (const auto failure = ComFailure(call, kName, Self()))
+            return call.Status(*failure);
+        if (wszName == nullptr || pVal == nullptr)
+            return call.Status(Code(WBEM_E_INVALID_PARAMETER));
+        const std::string name = Utf8(wszName);
+        const WmiMethod* method = FindMethod(m_subject, m_subject.method);
+        if (method == nullptr || !method->parameters.contains(name))
+            return call.Status(Code(WBEM_E_NOT_FOUND));
+        if (method->parameters.at(name) != pVal->vt)
+            return call.Status(Code(WBEM_E_TYPE_MISMATCH));
+        m_values[name] = Noted(pVal);
+        return call.Status(S_OK);
+    }
+
+    HRESULT SpawnInstance(LONG lFlags, IWbemClassObject** ppNewInstance) override
+    {
+        constexpr char kName[] = "IWbemClassObject::SpawnInstance";
+        Call call{kName};
+        call.In("this", Self()).In("lFlags", lFlags);
+        *ppNewInstance = nullptr;
+        if (const auto failure = ComFailure(call, kName, Self()))
+            return call.Status(*failure);
+        Subject instance = m_subject;
+        instance.isInstance = true;
+        *ppNewInstance = MakeComObject<ClassObject>(std::move(instance));
+        call.Out("ppNewInstance", *ppNewInstance);
+        return call.Status(S_OK);
+    }
+
+    HRESULT GetMethod(LPCWSTR wszName, LONG lFlags, IWbemClassObject** ppInSignature,
+                      IWbemClassObject** ppOutSignature) override
+    {
+        constexpr char kName[] = "IWbemClassObject::GetMethod";
+        Call call{kName};
+        call.In("this", Self())
+            .In("wszName", wszName)
+            .In("lFlags", lFlags)
+            .In("ppInSignature", ppInSignature != nullptr)
+            .In("ppOutSignature", ppOutSignature != nullptr);
+        for (IWbemClassObject** signature : {ppInSignature, ppOutSignature})
+        {
+            if (signature != nullptr)
+                *signature = nullptr;
+        }
+        if (const auto failure = ComFailure(call, kName, Self()))
+            return call.Status(*failure);
+        if (wszName == nullptr || m_subject.isInstance || !m_subject.method.empty())
+            return call.Status(Code(WBEM_E_INVALID_PARAMETER));
+        const std::string name = Utf8(wszName);
+        const WmiMethod* method = FindMethod(m_subject, name);
+        if (method == nullptr)
+            return call.Status(Code(WBEM_E_NOT_FOUND));
+        const Subject signature{m_subject.space, m_subject.className, name};
+        // A method that takes nothing has no definition of what goes in, and that is no failure.
+        if (ppInSignature != nullptr && !method->parameters.empty())
+            *ppInSignature = MakeComObject<ClassObject>(signature);
+        if (ppInSignature != nullptr)
+            call.Out("ppInSignature", *ppInSignature);
+        if (ppOutSignature != nullptr)
+            call.Out("ppOutSignature", *ppOutSignature = MakeComObject<ClassObject>(signature));
+        return call.Status(S_OK);
+    }
+
+    // Whether this is the filled-in input of a method.
+    bool IsInputOf(const std::string& method, const WmiMethod& described) const
+    {
+        return m_subject.isInstance && SameName(m_subject.method, method) &&
+               m_values.size() == described.parameters.size();
+    }
+
+private:
+    const Subject m_subject;
+    std::map<std::string, Json, NameOrder> m_values;
+};
+
+class Services final : public ComObject<IWbemServices>, public ComProxy
+{
+public:
+    explicit Services(std::string space) : ComObject("IWbemServices"), m_space(std::move(space)) {}
+
+    void SetImpersonation(DWORD level) override { m_impersonation = level; }
+
+    HRESULT GetObject(const BSTR strObjectPath, LONG lFlags, IWbemContext* pCtx, IWbemClassObject** ppObject,
+                      IWbemCallResult** ppCallResult) override
+    {
+        constexpr char kName[] = "IWbemServices::GetObject";
+        Call call{kName};
+        call.In("this", Self())
+            .In("strObjectPath", NotedBstr(strObjectPath))
+            .In("lFlags", lFlags)
+            .In("pCtx", pCtx)
+            .In("ppCallResult", ppCallResult != nullptr);
+        const std::string path = TextOf(strObjectPath, kName);
+        *ppObject = nullptr;
+        if (const auto failure = FailureOf(call, kName))
+            return call.Status(*failure);
+        if (Instrumentation().FindClass(m_space, path) == nullptr)
+            return call.Status(Code(WBEM_E_NOT_FOUND));
+        *ppObject = MakeComObject<ClassObject>(Subject{m_space, path, ""});
+        call.Out("ppObject", *ppObject);
+        return call.Status(S_OK);
+    }
+
+    HRESULT ExecMethod(const BSTR strObjectPath, const BSTR strMethodName, LONG lFlags, IWbemContext* pCtx,
+                       IWbemClassObject* pInParams, IWbemClassObject** ppOutParams,
+                       IWbemCallResult** ppCallResult) override
+    {
+        constexpr char kName[] = "IWbemServices::ExecMethod";
+        Call call{kName};
+        call.In("this", Self())
+            .In("strObjectPath", NotedBstr(strObjectPath))
+            .In("strMethodName", NotedBstr(strMethodName))
+            .In("lFlags", lFlags)
+            .In("pCtx", pCtx)
+            .In("pInParams", pInParams)
+            .In("ppOutParams", ppOutParams != nullptr)
+            .In("ppCallResult", ppCallResult != nullptr);
+        const std::string path = TextOf(strObjectPath, kName);
+        const std::string name = TextOf(strMethodName, kName);
+        if (ppOutParams != nullptr)
+            *ppOutParams = nullptr;
+        if (const auto failure = FailureOf(call, kName))
+            return call.Status(*failure);
+        const WmiClass* one = Instrumentation().FindInstance(m_space, path);
+        if (one == nullptr)
+            return call.Status(Code(WBEM_E_NOT_FOUND));
+        const auto method = one->methods.find(name);
+        if (method == one->methods.end())
+            return call.Status(Code(WBEM_E_INVALID_METHOD));
+        if (!IsInputOf(pInParams, name, method->second))
+            return call.Status(Code(WBEM_E_INVALID_METHOD_PARAMETERS));
+
+        if (ppOutParams != nullptr)
+        {
+            *ppOutParams = MakeComObject<ClassObject>(Subject{m_space, path.substr(0, path.find('=')), name, true});
+            call.Out("ppOutParams", *ppOutParams).Out("ReturnValue", method->second.returnValue);
+        }
+        // A copy: the effects put another machine in the place of this one.
+        const WmiMethod described = method->second;
+        if (described.returnValue == 0)
+            ApplyEffects(Simulation::Current().machine, described.effects);
+        return call.Status(S_OK);
+    }
+
+private:
+    static bool IsInputOf(IWbemClassObject* input, const std::string& name, const WmiMethod& method)
+    {
+        if (input == nullptr)
+            return method.parameters.empty();
+        return Simulation::Current().handles.Check(static_cast<const void*>(input), kComObject,
+                                                   "IWbemServices::ExecMethod") &&
+               static_cast<ClassObject*>(input)->IsInputOf(name, method);
+    }
+
+    // The services act for the process, which has to allow it first.
+    std::optional<std::uint32_t> FailureOf(const Call& call, const char* name) const
+    {
+        if (const auto failure = ComFailure(call, name, Self()))
+            return failure;
+        if (m_impersonation < RPC_C_IMP_LEVEL_IMPERSONATE)
+            return Code(WBEM_E_ACCESS_DENIED);
+        return std::nullopt;
+    }
+
+    const std::string m_space;
+    DWORD m_impersonation = RPC_C_IMP_LEVEL_IDENTIFY;
+};
+
+class Locator final : public ComObject<IWbemLocator>
+{
+public:
+    Locator() : ComObject("IWbemLocator") {}
+
+    HRESULT ConnectServer(const BSTR strNetworkResource, const BSTR strUser, const BSTR strPassword,
+                          const BSTR strLocale, LONG lSecurityFlags, const BSTR strAuthority, IWbemContext* pCtx,
+                          IWbemServices** ppNamespace) override
+    {
+        constexpr char kName[] = "IWbemLocator::ConnectServer";
+        Call call{kName};
+        call.In("this", Self())
+            .In("strNetworkResource", NotedBstr(strNetworkResource))
+            .In("strUser", NotedBstr(strUser))
+            .In("strPassword", NotedBstr(strPassword))
+            .In("strLocale", NotedBstr(strLocale))
+            .In("lSecurityFlags", lSecurityFlags)
+            .In("strAuthority", NotedBstr(strAuthority))
+            .In("pCtx", pCtx);
+        const std::string path = TextOf(strNetworkResource, kName);
+        *ppNamespace = nullptr;
+        if (const auto failure = ComFailure(call, kName, Self()))
+            return call.Status(*failure);
+        if (Instrumentation().FindNamespace(path) == nullptr)
+            return call.Status(Code(WBEM_E_INVALID_NAMESPACE));
+        *ppNamespace = MakeComObject<Services>(path);
+        call.Out("ppNamespace", *ppNamespace);
+        return call.Status(S_OK);
+    }
+};
+
+} // namespace
+
+IWbemLocator* MakeWbemLocator()
+{
+    return MakeComObject<Locator>();
+}
+
+} // namespace winsim

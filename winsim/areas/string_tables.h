@@ -1,0 +1,28 @@
+// The program's own tables of texts, as its resource libraries hold them.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace winsim
+{
+
+// Texts by their identifiers, UTF-8.
+using Texts = std::map<std::uint32_t, std::string>;
+
+// The texts of one language.
+struct StringTable
+{
+    std::uint32_t language = 0; // as Windows numbers languages
+    std::uint32_t codePage = 0; // the ANSI code page of the language
+    Texts texts;
+};
+
+// The tables of the build by their names, such as "de" or "pt-BR".
+const std::map<std::string, StringTable>& StringTables();
+
+// The table that the resource library of a file name holds; null when it is no name of a resource library.
+const StringTable* TableOfLibrary(const std::string& fileName);
+
+} // namespace winsim

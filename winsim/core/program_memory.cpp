@@ -1,0 +1,61 @@
+// Hands out memory to the simulated program and looks at what comes back.
+#include "winsim/core/program_memory.h"
+
+#include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
+
+#include <cstring>
+#include <malloc.h>
+#include <new>
+#include <string_view>
+
+namespace
+{
+
+constexpr unsigned char kUnwritten = 0xCD;
+
+// A shorter text stands in memory by chance.
+constexpr std::size_t kShortestSecret = 8;
+
+// More is not to be had in one piece.
+constexpr std::size_t kLargestBlock = std::size_t{1} << 30;
+
+std::string BytesOf(const std::u16string& text)
+{
+    return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t)};
+}
+
+bool HoldsSecret(std::string_view memory)
+{
+    const winsim::Simulation* simulation = winsim::Simulation::Running();
+    if (simulation == nullptr)
+        return false;
+    for (const std::string& secret : simulation->Secrets())
+    {
+        const bool isLong = winsim::Utf16(secret).size() >= kShortestSecret;
+        if (isLong && (memory.find(secret) != std::string_view::npos ||
+                       memory.find(BytesOf(winsim::Utf16(secret))) != std::string_view::npos))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+void* winsim_allocate(std::size_t size)
+{
+    if (size > kLargestBlock)
+        throw std::bad_alloc();
+    void* memory = ::operator new(size);
+    std::memset(memory, kUnwritten, malloc_usable_size(memory));
+    return memory;
+}
+
+void winsim_free(void* memory)
+{
+    if (memory == nullptr)
+        return;
+    if (HoldsSecret({static_cast<const char*>(memory), malloc_usable_size(memory)}))
+        winsim::Simulation::Current().handles.NoteViolation("memory was freed with a password in it");
+    ::operator delete(memory);
+}

@@ -1,0 +1,34 @@
+// The memory of a simulated program: its own operator new and delete, which the simulated machine keeps an eye on.
+#include "winsim/core/program_memory.h"
+
+#include <new>
+
+void* operator new(std::size_t size)
+{
+    return winsim_allocate(size);
+}
+
+void* operator new[](std::size_t size)
+{
+    return winsim_allocate(size);
+}
+
+void operator delete(void* memory) noexcept
+{
+    winsim_free(memory);
+}
+
+void operator delete[](void* memory) noexcept
+{
+    winsim_free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    winsim_free(memory);
+}
+
+void operator delete[](void* memory, std::size_t) noexcept
+{
+    winsim_free(memory);
+}

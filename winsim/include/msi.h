@@ -1,0 +1,6 @@
+// Windows Installer, for the simulated machine.
+#pragma once
+
+#include "winsim_types.h"
+
+using MSIHANDLE = DWORD;
