@@ -15,3 +15,4 @@ std::span<const TestCall> ProviderCalls();
 std::span<const TestCall> ProvisioningCalls();
 std::span<const TestCall> SmartcardCalls();
 std::span<const TestCall> SrkCalls();
+std::span<const TestCall> TssCalls();

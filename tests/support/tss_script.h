@@ -1,0 +1,151 @@
+// What the steps of the stack set-up look like in a script.
+#pragma once
+
+#include "tests/support/service_script.h"
+
+#include <initializer_list>
+#include <string>
+
+// The line of a message.
+inline std::string LogLine(const std::string& message)
+{
+    return "log: " + message;
+}
+
+// The line of a call: the values that went in, the result, and what came out by name.
+inline std::string CallLine(const std::string& name, std::initializer_list<winsim::Json> in,
+                            const winsim::Json& result = nullptr, const winsim::Json& out = winsim::Json::object())
+{
+    std::string line = name + "(";
+    const char* separator = "";
+    for (const winsim::Json& value : in)
+    {
+        line += separator + value.dump();
+        separator = ", ";
+    }
+    line += ")";
+    if (!result.is_null())
+        line += " = " + result.dump();
+    for (const auto& [outName, value] : out.items())
+        line += " " + outName + ":" + value.dump();
+    return line;
+}
+
+inline constexpr char kTsp1[] = R"(C:\Windows\system32\TSP1_x64.dll)";
+inline constexpr char kTsp1Backup[] = R"(C:\Windows\system32\Tsp1.bak)";
+inline constexpr char kTspi[] = R"(C:\Windows\system32\Tspi_x64.dll)";
+inline constexpr char kTspiCopied[] = R"(C:\Windows\system32\TSPI_x64.dll)";
+inline constexpr char kTspiBackup[] = R"(C:\Windows\system32\Tspi.bak)";
+inline constexpr char kTarget[] = R"(C:\Program Files\Kelo Systems Corp\Toolkit\)";
+
+inline constexpr unsigned kNoAttributes = 4294967295;
+inline constexpr unsigned kArchive = 32;
+inline constexpr unsigned kFail = 0x80004005;
+
+// A result as it is recorded of a call that returns an HRESULT or another signed status.
+inline int Signed(unsigned status)
+{
+    return static_cast<int>(status);
+}
+
+// One of the known folders.
+inline std::string FolderLineA(int csidl, const std::string& path)
+{
+    return CallLine("SHGetFolderPathA", {nullptr, csidl, nullptr, 0}, 0, {{"pszPath", path}});
+}
+inline std::string FolderLineW(int csidl, const std::string& path)
+{
+    return CallLine("SHGetFolderPathW", {nullptr, csidl, nullptr, 0}, 0, {{"pszPath", path}});
+}
+
+inline constexpr int kSystemFolder = 37;
+inline constexpr int kProgramFilesFolder = 38;
+
+// RemoveTSP1File up to the deletion.
+inline Script BeginOfRemoval(unsigned slot, const std::string& file, unsigned attributes)
+{
+    return {LogLine("RemoveTSP1File - enter " + std::to_string(slot)),
+            FolderLineA(kSystemFolder, R"(C:\Windows\system32)"), CallLine("GetFileAttributesA", {file}, attributes)};
+}
+
+// RemoveTSP1File that finds the shim and deletes it.
+inline Script Removal(unsigned slot)
+{
+    const std::string file = slot == 2 ? kTspi : kTsp1;
+    return Joined({BeginOfRemoval(slot, file, kArchive),
+                   {CallLine("DeleteFileA", {file}, 1), LogLine("RemoveTSP1File - Deleted Tsp<x>_x64.dll")}});
+}
+
+// RemoveTSP1File that finds nothing.
+inline Script RemovalOfNothing(unsigned slot)
+{
+    const std::string file = slot == 2 ? kTspi : kTsp1;
+    const std::string backup = slot == 2 ? kTspiBackup : kTsp1Backup;
+    return Joined(
+        {BeginOfRemoval(slot, file, kNoAttributes),
+         {CallLine("DeleteFileA", {file}, 0), LogLine("RemoveTSP1File - Failed to delete file " + file + ", err: 2"),
+          CallLine("DeleteFileA", {backup}, 0), CallLine("MoveFileA", {file, backup}, 0),
+          LogLine("RemoveTSP1File - Failed to move file " + file + ", err: 2"), LogLine("RemoveTSP1File - exit")}});
+}
+
+// ---- Access lists
+// ----------------------------------------------------------------------------------------------------
+
+// A trustee of an access list and what it may do.
+struct ExpectedAccess
+{
+    const char* sid;
+    int trusteeType;
+    unsigned mask;
+};
+
+inline constexpr unsigned kGenericRead = 0x80000000;
+inline constexpr unsigned kGenericAll = 0x10000000;
+inline constexpr int kUnknownTrustee = 0;
+inline constexpr int kGroupTrustee = 2;
+inline constexpr char kUsers[] = "S-1-5-32-545";
+inline constexpr char kAdministrators[] = "S-1-5-32-544";
+inline constexpr char kLocalSystem[] = "S-1-5-18";
+inline constexpr char kNetworkService[] = "S-1-5-20";
+
+inline std::string MakeSidLine(unsigned number, unsigned first, unsigned second = 0)
+{
+    return CallLine("AllocateAndInitializeSid",
+                    {{0, 0, 0, 0, 0, 5}, second == 0 ? 1 : 2, first, second, 0, 0, 0, 0, 0, 0}, 1,
+                    {{"pSid", fmt::format("sid#{}", number)}});
+}
+
+inline std::string FreeSidLine(unsigned number)
+{
+    return CallLine("FreeSid", {fmt::format("sid#{}", number)});
+}
+
+// The list as the set-up's calls take and give it.
+inline winsim::Json AclOf(const std::vector<ExpectedAccess>& list, unsigned inheritance)
+{
+    winsim::Json acl = winsim::Json::array();
+    for (const ExpectedAccess& one : list)
+        acl.push_back({{"AceType", 0}, {"AceFlags", inheritance}, {"Mask", one.mask}, {"Sid", one.sid}});
+    return acl;
+}
+
+inline std::string MakeListLine(const std::vector<ExpectedAccess>& list, unsigned inheritance)
+{
+    winsim::Json entries = winsim::Json::array();
+    for (const ExpectedAccess& one : list)
+        entries.push_back(
+            {{"grfAccessPermissions", one.mask},
+             {"grfAccessMode", 2},
+             {"grfInheritance", inheritance},
+             {"Trustee", {{"TrusteeForm", 0}, {"TrusteeType", one.trusteeType}, {"ptstrName", one.sid}}}});
+    return CallLine("SetEntriesInAclW", {list.size(), entries, nullptr}, 0, {{"NewAcl", AclOf(list, inheritance)}});
+}
+
+// What the machine keeps of the list.
+inline std::vector<winsim::AccessEntry> EntriesOf(const std::vector<ExpectedAccess>& list, unsigned inheritance)
+{
+    std::vector<winsim::AccessEntry> entries;
+    for (const ExpectedAccess& one : list)
+        entries.push_back({one.sid, one.mask, inheritance, false});
+    return entries;
+}

@@ -1,0 +1,267 @@
+// Proves how the policy directory and the configuration file are made and opened to the accounts that need them.
+#include "tests/support/tss_script.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+constexpr unsigned kInheritance = 3;
+constexpr unsigned kListInformation = 4;
+constexpr unsigned kProtectedListInformation = 0x80000004;
+constexpr unsigned kReadAndWrite = 0xC0000000;
+constexpr int kFileObject = 1;
+
+// The two objects have the same steps and differ in this.
+struct Object
+{
+    const char* function;
+    const char* path;
+    const char* kind; // in the log
+    unsigned usersAccess;
+};
+
+constexpr Object kDirectory = {"SetPolicyDirectoryAccess", R"(C:\ProgramData\Kelo Systems Corp\Common\policies)",
+                               "directory", kGenericRead};
+constexpr Object kFile = {"SetConfigFileAccess", R"(C:\ProgramData\Kelo Systems Corp\Common\Kelo_Config.ini)", "file",
+                          kGenericAll};
+
+constexpr char kBothExist[] = R"({"files": {
+    "C:\\ProgramData\\Kelo Systems Corp\\Common\\policies": {"directory": true},
+    "C:\\ProgramData\\Kelo Systems Corp\\Common\\Kelo_Config.ini": {"text": "[Kelo]"}}})";
+
+std::vector<ExpectedAccess> ListOf(const Object& object)
+{
+    return {{kUsers, kGroupTrustee, object.usersAccess},
+            {kAdministrators, kGroupTrustee, kGenericAll},
+            {kLocalSystem, kUnknownTrustee, kGenericAll},
+            {kNetworkService, kGroupTrustee, kGenericAll}};
+}
+
+SimulatedRun Replace(const Object& object, const char* machine, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(MachineOf(machine), object.function, {}, options);
+}
+
+const std::string kFolderLine =
+    CallLine("SHGetSpecialFolderPathW", {nullptr, 35, 0}, 1, {{"pszPath", R"(C:\ProgramData)"}});
+
+std::string ReadLine(const Object& object, int error, const winsim::Json& out = winsim::Json::object())
+{
+    return CallLine("GetNamedSecurityInfoW", {object.path, kFileObject, kListInformation}, error, out);
+}
+
+std::string ReadLine(const Object& object)
+{
+    return ReadLine(object, 0, {{"ppDacl", nullptr}, {"ppSecurityDescriptor", "block#1"}});
+}
+
+Script MadeSids()
+{
+    return {MakeSidLine(1, 32, 545), MakeSidLine(2, 32, 544), MakeSidLine(3, 18), MakeSidLine(4, 20)};
+}
+
+Script FreedSids(unsigned count)
+{
+    Script lines;
+    for (unsigned i = 1; i <= count; ++i)
+        lines.push_back(FreeSidLine(i));
+    return lines;
+}
+
+std::string ApplyLine(const Object& object, int error = 0)
+{
+    return CallLine("SetNamedSecurityInfoW",
+                    {object.path, kFileObject, kProtectedListInformation, nullptr, nullptr,
+                     AclOf(ListOf(object), kInheritance), nullptr},
+                    error);
+}
+
+// What follows once the object is there.
+Script Replaced(const Object& object)
+{
+    return Joined(MadeSids(), MakeListLine(ListOf(object), kInheritance), ApplyLine(object),
+                  LogLine(fmt::format("Successfully changed DACL for {}: {}", object.kind, object.path)), FreedSids(4));
+}
+
+void ExpectReplacedList(const SimulatedRun& run, const Object& object)
+{
+    const winsim::File* file = run.After().files.Find(object.path);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->security.access, EntriesOf(ListOf(object), kInheritance));
+    EXPECT_TRUE(file->security.isProtected);
+    EXPECT_EQ(file->security.owner, std::nullopt);
+}
+
+// ---- Objects that are there ----
+
+TEST(ConfigAccess, AnObjectThatIsThereGetsTheNewListAndNothingElse)
+{
+    for (const Object& object : {kDirectory, kFile})
+    {
+        const SimulatedRun run = Replace(object, kBothExist);
+        ExpectRun(run, "1", Joined(kFolderLine, ReadLine(object), Replaced(object)));
+        ExpectReplacedList(run, object);
+    }
+    EXPECT_EQ(Replace(kFile, kBothExist).After().files.Find(kFile.path)->content, "[Kelo]");
+}
+
+TEST(ConfigAccess, UsersMayChangeTheConfigurationButOnlyReadThePolicies)
+{
+    const auto usersMaskOf = [](const Object& object) {
+        const SimulatedRun run = Replace(object, kBothExist);
+        return run.After().files.Find(object.path)->security.access->at(0).mask;
+    };
+    EXPECT_EQ(usersMaskOf(kDirectory), kGenericRead);
+    EXPECT_EQ(usersMaskOf(kFile), kGenericAll);
+}
+
+TEST(ConfigAccess, ASecondRunWritesTheSameListAgain)
+{
+    for (const Object& object : {kDirectory, kFile})
+    {
+        const SimulatedRun first = Replace(object, kBothExist);
+        const SimulatedRun second = CallFunction(first.After(), object.function);
+        ExpectRun(
+            second, "1",
+            Joined(kFolderLine,
+                   ReadLine(object, 0,
+                            {{"ppDacl", AclOf(ListOf(object), kInheritance)}, {"ppSecurityDescriptor", "block#1"}}),
+                   Replaced(object)));
+        ExpectReplacedList(second, object);
+    }
+}
+
+// ---- Objects that are not there ----
+
+TEST(SetPolicyDirectoryAccess, AMissingDirectoryIsMadeWithItsMissingParents)
+{
+    struct Case
+    {
+        const char* machine;
+        int error; // 2 when only the directory is missing, 3 when its parent is too
+    };
+    for (const Case& one :
+         {Case{"{}", 3}, Case{R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true}}})", 2}})
+    {
+        const SimulatedRun run = Replace(kDirectory, one.machine);
+        ExpectRun(run, "1",
+                  Joined(kFolderLine, ReadLine(kDirectory, one.error),
+                         CallLine("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, 0),
+                         Replaced(kDirectory)));
+        EXPECT_TRUE(run.After().files.IsDirectory(kDirectory.path));
+        ExpectReplacedList(run, kDirectory);
+    }
+}
+
+TEST(SetPolicyDirectoryAccess, ADirectoryThatCannotBeMadeEndsIt)
+{
+    const SimulatedRun run = Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp": {"directory": true,
+        "denied": true}, "C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit": {"directory": true}}})");
+    ExpectRun(run, "0",
+              {kFolderLine, ReadLine(kDirectory, 3),
+               CallLine("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, 5),
+               LogLine("SHCreateDirectoryExW error: 5 ")});
+}
+
+TEST(SetConfigFileAccess, AMissingFileIsMadeEmpty)
+{
+    const SimulatedRun run =
+        Replace(kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true}}})");
+    ExpectRun(run, "1",
+              Joined(kFolderLine, ReadLine(kFile, 2),
+                     CallLine("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr}, "file#1"),
+                     CallLine("CloseHandle", {"file#1"}, 1), Replaced(kFile)));
+    EXPECT_EQ(run.After().files.Find(kFile.path)->content, "");
+    ExpectReplacedList(run, kFile);
+}
+
+TEST(SetConfigFileAccess, AMissingDirectoryEndsIt)
+{
+    const SimulatedRun run = Replace(kFile, "{}");
+    ExpectRun(run, "0", {kFolderLine, ReadLine(kFile, 3), LogLine("GetNamedSecurityInfoW error: 3 ")});
+    EXPECT_FALSE(run.After().files.IsDirectory(R"(C:\ProgramData\Kelo Systems Corp\Common)"));
+}
+
+TEST(SetConfigFileAccess, AFileThatCannotBeMadeFailsOnlyWhenTheListIsApplied)
+{
+    const SimulatedRun run =
+        Replace(kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "denied": true}}})");
+    ExpectRun(
+        run, "0",
+        Joined(kFolderLine, ReadLine(kFile, 2),
+               CallLine("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr}, "process#current"),
+               CallLine("CloseHandle", {"process#current"}, 1), MadeSids(), MakeListLine(ListOf(kFile), kInheritance),
+               ApplyLine(kFile, 2), LogLine("SetNamedSecurityInfo call failed: 2"), FreedSids(4)));
+}
+
+// ---- Failures on the way ----
+
+TEST(ConfigAccess, AnUnreadableListEndsIt)
+{
+    for (const Object& object : {kDirectory, kFile})
+    {
+        winsim::Machine machine = MachineOf(kBothExist);
+        machine.files.Find(object.path)->isDenied = true;
+        const SimulatedRun run = CallFunction(machine, object.function);
+        ExpectRun(run, "0", {kFolderLine, ReadLine(object, 5), LogLine("GetNamedSecurityInfoW error: 5 ")});
+    }
+}
+
+TEST(ConfigAccess, EachSidThatCannotBeMadeHasItsLine)
+{
+    const char* const names[] = {"Everyone", "Admin", "System", "Network Service"};
+    for (const Object& object : {kDirectory, kFile})
+    {
+        for (unsigned failing = 1; failing <= 4; ++failing)
+        {
+            const SimulatedRun run =
+                Replace(object, kBothExist, {.faults = {fmt::format("AllocateAndInitializeSid#{}=8", failing)}});
+            Script script{kFolderLine, ReadLine(object)};
+            const Script sids = MadeSids();
+            script.insert(script.end(), sids.begin(), sids.begin() + failing - 1);
+            const std::string made = sids[failing - 1];
+            script.push_back(made.substr(0, made.rfind(" = ")) + " = 0");
+            script.push_back(LogLine(fmt::format("AllocateAndInitializeSid ({}) error: 8 ", names[failing - 1])));
+            ExpectRun(run, "0", Joined(script, FreedSids(failing - 1)));
+        }
+    }
+}
+
+TEST(ConfigAccess, AListThatCannotBeMadeEndsIt)
+{
+    for (const Object& object : {kDirectory, kFile})
+    {
+        const SimulatedRun run = Replace(object, kBothExist, {.faults = {"SetEntriesInAclW=1336"}});
+        const std::string made = MakeListLine(ListOf(object), kInheritance);
+        ExpectRun(run, "0",
+                  Joined(kFolderLine, ReadLine(object), MadeSids(), made.substr(0, made.rfind(" = ")) + " = 1336",
+                         LogLine("SetEntriesInAclW error"), FreedSids(4)));
+    }
+}
+
+TEST(ConfigAccess, ARefusedListEndsIt)
+{
+    for (const Object& object : {kDirectory, kFile})
+    {
+        winsim::Machine machine = MachineOf(kBothExist);
+        machine.files.Find(object.path)->security.deniedAccess = 0x40000;
+        const SimulatedRun run = CallFunction(machine, object.function);
+        ExpectRun(run, "0",
+                  Joined(kFolderLine, ReadLine(object), MadeSids(), MakeListLine(ListOf(object), kInheritance),
+                         ApplyLine(object, 5), LogLine("SetNamedSecurityInfo call failed: 5"), FreedSids(4)));
+        EXPECT_EQ(run.After().files.Find(object.path)->security.access, std::nullopt);
+    }
+}
+
+TEST(ConfigAccess, AnUnknownApplicationDataFolderLeadsToTheRootOfTheDrive)
+{
+    const SimulatedRun run = Replace(kFile, "{}", {.faults = {"SHGetSpecialFolderPathW=2"}});
+    ExpectRun(run, "0",
+              {CallLine("SHGetSpecialFolderPathW", {nullptr, 35, 0}, 0),
+               CallLine("GetNamedSecurityInfoW", {R"(\Kelo Systems Corp\Common\Kelo_Config.ini)", 1, 4}, 3),
+               LogLine("GetNamedSecurityInfoW error: 3 ")});
+}
+
+} // namespace

@@ -1,0 +1,195 @@
+// Proves how the detection library reaches the Windows system directory.
+#include "tests/support/tss_script.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+
+constexpr char kSource[] = R"(C:\Toolkit\KELO\stkprobe.dll)";
+constexpr char kDestination[] = R"(C:\Windows\system32\stkprobe.dll)";
+constexpr char kBackup[] = R"(C:\Windows\system32\stkprobe.bk1)";
+
+// A machine with the library to copy. `files` may take it away again.
+winsim::Machine MachineWith(const char* files = "{}", const char* changes = "{}")
+{
+    winsim::Json description = winsim::Json::parse(changes);
+    description["files"][kSource] = {{"text", "new"}};
+    description["files"].update(winsim::Json::parse(files));
+    return winsim::Machine::FromJson(description);
+}
+
+SimulatedRun Copy(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "CopyTCGDLL", {R"(C:\Toolkit\)", "KELO"}, options);
+}
+
+std::string TextOf(const SimulatedRun& run, const std::string& path)
+{
+    const winsim::File* file = run.After().files.Find(path);
+    return file == nullptr ? "(none)" : file->content;
+}
+
+std::string CopyLine(int result, const std::string& source = kSource, const std::string& destination = kDestination)
+{
+    return CallLine("CopyFileA", {source, destination, 0}, result);
+}
+
+std::string FirstFailure(unsigned error)
+{
+    return LogLine(fmt::format("CopyTCGDLL - Copying {} to {} failed err: {}", kSource, kDestination, error));
+}
+
+const Script kBegin = {LogLine("CopyTCGDLL - Copying stkprobe.dll to system32 folder"),
+                       CallLine("GetEnvironmentVariableA", {"windir", 240}, 10, {{"lpBuffer", R"(C:\Windows)"}})};
+const Script kCopied = {CopyLine(1), LogLine("Copied stkprobe.dll successfully")};
+const Script kCopiedAfterwards = {CopyLine(1),
+                                  LogLine(fmt::format("CopyTCGDLL - Copied file {} to {}", kSource, kDestination))};
+
+TEST(CopyTCGDLL, IntoAnEmptyPlaceTheFirstCopySucceeds)
+{
+    const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.bk1": {"text": "older"}})"));
+    ExpectRun(run, "0", Joined(kBegin, kCopied));
+    EXPECT_EQ(TextOf(run, kDestination), "new");
+    EXPECT_EQ(TextOf(run, kBackup), "older");
+    EXPECT_EQ(TextOf(run, kSource), "new");
+}
+
+TEST(CopyTCGDLL, AFileThatIsNotInUseIsOverwritten)
+{
+    const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})"));
+    ExpectRun(run, "0", Joined(kBegin, kCopied));
+    EXPECT_EQ(TextOf(run, kDestination), "new");
+    EXPECT_EQ(TextOf(run, kBackup), "(none)");
+}
+
+TEST(CopyTCGDLL, AFileInUseIsMovedToTheBackupThatTakesTheOlderOnesPlace)
+{
+    const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
+        "C:\\Windows\\system32\\stkprobe.bk1": {"text": "older"}})"));
+    ExpectRun(run, "0",
+              Joined(kBegin, CopyLine(0), FirstFailure(32), CallLine("DeleteFileA", {kBackup}, 1),
+                     CallLine("MoveFileA", {kDestination, kBackup}, 1), kCopiedAfterwards));
+    EXPECT_EQ(TextOf(run, kDestination), "new");
+    EXPECT_EQ(TextOf(run, kBackup), "old");
+}
+
+TEST(CopyTCGDLL, AMissingOlderBackupIsLoggedAndNothingElse)
+{
+    const SimulatedRun run =
+        Copy(MachineWith(R"({"C:\\Windows\\system32\\STKPROBE.DLL": {"text": "old", "inUse": true}})"));
+    ExpectRun(run, "0",
+              Joined(kBegin, CopyLine(0), FirstFailure(32), CallLine("DeleteFileA", {kBackup}, 0),
+                     LogLine(fmt::format("CopyTCGDLL - Unable to Delete {} rc: 2", kBackup)),
+                     CallLine("MoveFileA", {kDestination, kBackup}, 1), kCopiedAfterwards));
+    EXPECT_EQ(TextOf(run, kDestination), "new");
+    EXPECT_EQ(TextOf(run, kBackup), "old");
+}
+
+TEST(CopyTCGDLL, AnOlderBackupInUseKeepsTheOldFileInPlace)
+{
+    const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
+        "C:\\Windows\\system32\\stkprobe.bk1": {"text": "older", "inUse": true}})"));
+    ExpectRun(run, "0",
+              Joined(kBegin, CopyLine(0), FirstFailure(32), CallLine("DeleteFileA", {kBackup}, 0),
+                     LogLine(fmt::format("CopyTCGDLL - Unable to Delete {} rc: 5", kBackup)),
+                     CallLine("MoveFileA", {kDestination, kBackup}, 0),
+                     LogLine(fmt::format("CopyTCGDLL - Unable to rename {} to {} rc: 183", kDestination, kBackup)),
+                     CopyLine(0),
+                     LogLine(fmt::format("CopyTCGDLL - Unable to copy file {} to {} rc: 32", kSource, kDestination))));
+    EXPECT_EQ(TextOf(run, kDestination), "old");
+}
+
+TEST(CopyTCGDLL, AMissingSourceLeavesTheOldFileAtTheBackupsName)
+{
+    const SimulatedRun run = Copy(MachineWith(
+        R"({"C:\\Toolkit\\KELO\\stkprobe.dll": null, "C:\\Toolkit\\KELO": {"directory": true},
+            "C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})"));
+    ExpectRun(run, "0",
+              Joined(kBegin, CopyLine(0), FirstFailure(2), CallLine("DeleteFileA", {kBackup}, 0),
+                     LogLine(fmt::format("CopyTCGDLL - Unable to Delete {} rc: 2", kBackup)),
+                     CallLine("MoveFileA", {kDestination, kBackup}, 1), CopyLine(0),
+                     LogLine(fmt::format("CopyTCGDLL - Unable to copy file {} to {} rc: 2", kSource, kDestination))));
+    EXPECT_EQ(TextOf(run, kDestination), "(none)");
+    EXPECT_EQ(TextOf(run, kBackup), "old");
+}
+
+TEST(CopyTCGDLL, AReadOnlyFileIsMovedAsideToo)
+{
+    const SimulatedRun run =
+        Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "attributes": 1}})"));
+    EXPECT_EQ(run.log[1], fmt::format("CopyTCGDLL - Copying {} to {} failed err: 5", kSource, kDestination));
+    EXPECT_EQ(run.log.back(), fmt::format("CopyTCGDLL - Copied file {} to {}", kSource, kDestination));
+    EXPECT_EQ(TextOf(run, kBackup), "old");
+}
+
+TEST(CopyTCGDLL, TheSystemDirectoryComesFromTheEnvironment)
+{
+    const SimulatedRun run =
+        Copy(MachineWith(R"({"D:\\Win\\system32": {"directory": true}})", R"({"environment": {"windir": "D:\\Win"}})"));
+    ExpectRun(run, "0",
+              {LogLine("CopyTCGDLL - Copying stkprobe.dll to system32 folder"),
+               CallLine("GetEnvironmentVariableA", {"windir", 240}, 6, {{"lpBuffer", R"(D:\Win)"}}),
+               CopyLine(1, kSource, R"(D:\Win\system32\stkprobe.dll)"), LogLine("Copied stkprobe.dll successfully")});
+}
+
+TEST(CopyTCGDLL, WithoutTheVariableWindowsIsAsked)
+{
+    const SimulatedRun run = Copy(MachineWith("{}", R"({"environment": {"windir": null}})"));
+    ExpectRun(run, "0",
+              Joined(LogLine("CopyTCGDLL - Copying stkprobe.dll to system32 folder"),
+                     CallLine("GetEnvironmentVariableA", {"windir", 240}, 0),
+                     CallLine("GetWindowsDirectoryA", {240}, 10, {{"lpBuffer", R"(C:\Windows)"}}), kCopied));
+    EXPECT_EQ(TextOf(run, kDestination), "new");
+}
+
+// ---- Paths that do not fit ----
+
+// The path has `length` characters up to the vendor's folder.
+std::string TargetOfLength(std::size_t length)
+{
+    return R"(C:\)" + std::string(length - 4, 'd') + "\\";
+}
+
+TEST(CopyTCGDLL, APathOf239CharactersIsTheLongestThatIsCopied)
+{
+    const std::string behind = R"(KELO\stkprobe.dll)";
+    for (const std::size_t length : {239, 240})
+    {
+        const std::string target = TargetOfLength(length - behind.size());
+        winsim::Machine machine = MachineOf("{}");
+        machine.files.Create(target + behind, false).content = "new";
+        const SimulatedRun run = CallFunction(machine, "CopyTCGDLL", {target, "KELO"});
+        EXPECT_EQ(run.outcome.callCounts.contains("CopyFileA"), length == 239);
+        EXPECT_EQ(TextOf(run, kDestination), length == 239 ? "new" : "(none)");
+    }
+}
+
+TEST(CopyTCGDLL, ATargetThatIsTooLongTouchesNoFile)
+{
+    for (std::size_t length = 230; length <= 300; ++length)
+    {
+        winsim::Machine machine = MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})");
+        const SimulatedRun run = CallFunction(machine, "CopyTCGDLL", {TargetOfLength(length), "KELO"});
+        ExpectRun(run, "0",
+                  Joined(kBegin, LogLine(fmt::format("CopyTCGDLL - Copying  to {} failed err: 206", kDestination))));
+        EXPECT_EQ(TextOf(run, kDestination), "old");
+    }
+}
+
+TEST(CopyTCGDLL, AWindowsDirectoryThatIsTooLongIsNotUsed)
+{
+    const std::string directory = R"(D:\)" + std::string(240, 'w');
+    const winsim::Json description{{"environment", {{"windir", directory}}}, {"folders", {{"windows", directory}}}};
+    const winsim::Machine machine = MachineWith("{}", description.dump().c_str());
+    const SimulatedRun run = Copy(machine);
+    EXPECT_THAT(run.log, ElementsAre("CopyTCGDLL - Copying stkprobe.dll to system32 folder",
+                                     fmt::format("CopyTCGDLL - Copying {} to  failed err: 206", kSource)));
+    for (const char* call : {"CopyFileA", "DeleteFileA", "MoveFileA"})
+        EXPECT_FALSE(run.outcome.callCounts.contains(call)) << call;
+}
+
+} // namespace

@@ -1,0 +1,597 @@
+// Proves how a stack and the TPM are found usable or not: what is cleared away before, what the detection library is
+// asked, what its answers lead to, and that nothing it does ends the program.
+#include "tests/support/step_sequence.h"
+#include "tests/support/tss_script.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+using winsim::Json;
+
+constexpr char kRule[] = "--------------------------------------------";
+constexpr char kLeftBehind[] = "Try to kill Kelo services left behind in previous installation";
+constexpr char kNotEnabled[] = "TPM is not enabled rc: 10015";
+constexpr char kNotActivated[] = "TPM is not activated rc: 10015";
+constexpr char kCaught[] = "DetectTPMPlatform Exception Caught - Unable to Detect TSS Properly";
+constexpr char kSrkEvent[] = "The TPM is in an incorrect state. The TPM must be reset to support use by Kelo Software";
+
+// The exports of a library behind which everything is as it should be.
+Json UsableExports()
+{
+    return {{"DetectTSS", 0}, {"isEnabled", 1}, {"isActivated", 1}, {"isOwned", 1}, {"ValidSRKAuth", 0}};
+}
+
+std::string LibraryPath(const std::string& vendor)
+{
+    return kTarget + (vendor.empty() ? "" : vendor + "\\") + "stkprobe.dll";
+}
+
+// A machine with the library of one vendor ("" for the library of no vendor), and with further changes.
+winsim::Machine MachineWith(const Json& exports, const std::string& vendor = "", const char* changes = "{}")
+{
+    Json description = Json::parse(changes);
+    description["libraries"][LibraryPath(vendor)] = {{"exports", exports}};
+    return winsim::Machine::FromJson(description);
+}
+
+// The usable library with some exports changed (or, with null, taken away).
+winsim::Machine MachineWithChanged(const char* exports)
+{
+    Json changed = UsableExports();
+    changed.merge_patch(Json::parse(exports));
+    return MachineWith(changed);
+}
+
+SimulatedRun Detect(const winsim::Machine& machine, const std::vector<std::string>& vendors = {"(null)"},
+                    const SimulatedRunOptions& options = {})
+{
+    std::vector<std::string> arguments{kTarget};
+    arguments.insert(arguments.end(), vendors.begin(), vendors.end());
+    return CallFunction(machine, "DetectTPMPlatform", arguments, options);
+}
+
+// ---- Expected scripts
+// ------------------------------------------------------------------------------------------------
+
+Script Begin(const std::string& vendor = "(null)")
+{
+    return {LogLine(kRule), LogLine(fmt::format("DetectTPMPlatform({},{})", kTarget, vendor))};
+}
+
+Script Loading(const std::string& path)
+{
+    return {CallLine("SetErrorMode", {0x8001}, 0), LogLine("Load " + path)};
+}
+
+Script Loaded(const std::string& path)
+{
+    return Joined(Loading(path), CallLine("LoadLibraryA", {path}, "library#1"),
+                  LogLine("Library Loaded, now checking for TSS..."));
+}
+
+Script NotLoaded(const std::string& path, unsigned error)
+{
+    return Joined(Loading(path), CallLine("LoadLibraryA", {path}),
+                  LogLine(fmt::format("Failed to Load Library: {} Err: {}", path, error)));
+}
+
+// One export that is found and called.
+Script Asked(const char* name, int answer)
+{
+    const std::string function = std::string("stkprobe.dll!") + name;
+    return {CallLine("GetProcAddress", {"library#1", name}, function), CallLine(function, {}, answer)};
+}
+
+Script Missing(const char* name)
+{
+    return {CallLine("GetProcAddress", {"library#1", name})};
+}
+
+const Script kFreed = {CallLine("FreeLibrary", {"library#1"}, 1), CallLine("SetErrorMode", {0}, 0x8001)};
+const Script kRestored = {CallLine("SetErrorMode", {0}, 0x8001)};
+
+const Script kDetected = Joined(Asked("DetectTSS", 0), LogLine("Detected TSS"));
+const Script kEnabled = Joined(Asked("isEnabled", 1), LogLine("TPM is enabled"));
+const Script kActivated = Joined(Asked("isActivated", 1), LogLine("TPM is activated"));
+const Script kOwned = Asked("isOwned", 1);
+const Script kSrkCorrect = Joined(Asked("ValidSRKAuth", 0), LogLine("SRK is in correct auth format"));
+const Script kUsable = Joined(kDetected, kEnabled, kActivated, kOwned, kSrkCorrect);
+
+const Script kReported = {CallLine("RegisterEventSourceW", {nullptr, "Kelo Platform Security"}, "eventSource#1"),
+                          CallLine("ReportEventW", {"eventSource#1", 1, 2, 1018, nullptr, {kSrkEvent}, 0, nullptr}, 1),
+                          CallLine("DeregisterEventSource", {"eventSource#1"}, 1)};
+
+// The library at the target itself, asked with these lines.
+Script Whole(const Script& asked)
+{
+    return Joined(Begin(), Loaded(LibraryPath("")), asked, kFreed);
+}
+
+// ---- What the library answers
+// ----------------------------------------------------------------------------------------
+
+TEST(DetectTPMPlatform, WithoutAVendorTheLibraryAtTheTargetIsAskedAndNothingIsClearedAway)
+{
+    const winsim::Machine machine = MachineWith(UsableExports(), "", R"({"files": {
+        "C:\\Windows\\system32\\TSP1_x64.dll": {}, "C:\\Windows\\system32\\TSPI_x64.dll": {}}})");
+    const SimulatedRun run = Detect(machine);
+    ExpectRun(run, "true 0", Whole(kUsable));
+    EXPECT_TRUE(run.After().files.Find(kTsp1) != nullptr && run.After().files.Find(kTspi) != nullptr);
+    EXPECT_EQ(run.After().process.errorMode, 0u);
+}
+
+TEST(DetectTPMPlatform, WhatDetectTssAnswersIsTheResult)
+{
+    struct Case
+    {
+        const char* exports;
+        int answer;
+        const char* result;
+    };
+    for (const Case& one :
+         {Case{R"({"DetectTSS": 5})", 5, "false 5"}, Case{R"({"DetectTSS": 1})", 1, "false 1"},
+          Case{R"({"DetectTSS": -1})", -1, "false 4294967295"}, Case{R"({"DetectTSS": 10016})", 10016, "false 10016"}})
+    {
+        const SimulatedRun run = Detect(MachineWithChanged(one.exports));
+        ExpectRun(run, one.result,
+                  Whole(Joined(Asked("DetectTSS", one.answer),
+                               LogLine(fmt::format("Failed to Detect TSS rc='{}'", one.answer)))));
+    }
+}
+
+TEST(DetectTPMPlatform, OnlyOneMeansEnabled)
+{
+    for (const int answer : {0, 2, -1, 10015})
+    {
+        const SimulatedRun run = Detect(MachineWithChanged(fmt::format(R"({{"isEnabled": {}}})", answer).c_str()));
+        ExpectRun(run, "false 10015", Whole(Joined(kDetected, Asked("isEnabled", answer), LogLine(kNotEnabled))));
+    }
+}
+
+TEST(DetectTPMPlatform, ATpmThatIsNotActivatedIsAskedFurtherAndNotUsable)
+{
+    for (const int answer : {0, 2, -1})
+    {
+        const SimulatedRun run = Detect(MachineWithChanged(fmt::format(R"({{"isActivated": {}}})", answer).c_str()));
+        ExpectRun(run, "false 10015",
+                  Whole(Joined(kDetected, kEnabled, Asked("isActivated", answer), LogLine(kNotActivated), kOwned,
+                               kSrkCorrect)));
+    }
+}
+
+TEST(DetectTPMPlatform, ATpmWithoutOwnerIsUsableAndItsSrkIsNotLookedAt)
+{
+    for (const int answer : {0, 2, -1})
+    {
+        const SimulatedRun run = Detect(MachineWithChanged(fmt::format(R"({{"isOwned": {}}})", answer).c_str()));
+        ExpectRun(run, "true 0", Whole(Joined(kDetected, kEnabled, kActivated, Asked("isOwned", answer))));
+    }
+}
+
+TEST(DetectTPMPlatform, AnIncorrectSrkIsReportedAndChangesNothing)
+{
+    const SimulatedRun run = Detect(MachineWithChanged(R"({"ValidSRKAuth": 1})"));
+    ExpectRun(run, "true 0",
+              Whole(Joined(kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", 1),
+                           LogLine("SRK is in incorrect auth format!"), kReported)));
+    const winsim::Event event{"Kelo Platform Security", 1, 2, 1018, {kSrkEvent}};
+    EXPECT_THAT(run.After().events.entries, ElementsAre(event));
+}
+
+TEST(DetectTPMPlatform, AnIncorrectSrkOfATpmThatIsNotActivatedIsReportedToo)
+{
+    const SimulatedRun run = Detect(MachineWithChanged(R"({"isActivated": 0, "ValidSRKAuth": 1})"));
+    ExpectRun(run, "false 10015",
+              Whole(Joined(kDetected, kEnabled, Asked("isActivated", 0), LogLine(kNotActivated), kOwned,
+                           Asked("ValidSRKAuth", 1), LogLine("SRK is in incorrect auth format!"), kReported)));
+}
+
+TEST(DetectTPMPlatform, AReportThatCannotBeMadeChangesNothing)
+{
+    const SimulatedRun run =
+        Detect(MachineWithChanged(R"({"ValidSRKAuth": 1})"), {"(null)"}, {.faults = {"RegisterEventSourceW=1722"}});
+    ExpectRun(run, "true 0",
+              Whole(Joined(kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", 1),
+                           LogLine("SRK is in incorrect auth format!"),
+                           CallLine("RegisterEventSourceW", {nullptr, "Kelo Platform Security"}))));
+}
+
+TEST(DetectTPMPlatform, AnyOtherSrkAnswerDeterminesNothing)
+{
+    for (const int answer : {2, -1, 10015})
+    {
+        const SimulatedRun run = Detect(MachineWithChanged(fmt::format(R"({{"ValidSRKAuth": {}}})", answer).c_str()));
+        ExpectRun(run, "true 0",
+                  Whole(Joined(kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", answer),
+                               LogLine("Cannot determine SRK auth format"))));
+    }
+}
+
+TEST(DetectTPMPlatform, EachMissingExportHasItsLine)
+{
+    struct Case
+    {
+        const char* name;
+        const char* result;
+        Script before;
+        const char* line;
+    };
+    const Case cases[] = {
+        {"DetectTSS", "false 10016", {}, "Failed to get Function Pointer to DetectTSS()"},
+        {"isEnabled", "false 10016", kDetected, "Function isEnabled() not found"},
+        {"isActivated", "false 10016", Joined(kDetected, kEnabled), "Function isActivated() Not found"},
+        {"isOwned", "true 0", Joined(kDetected, kEnabled, kActivated), "Function isOwned() Not found"},
+        {"ValidSRKAuth", "true 0", Joined(kDetected, kEnabled, kActivated, kOwned),
+         "Function ValidSRKAuth() Not found"},
+    };
+    for (const Case& one : cases)
+    {
+        const SimulatedRun run = Detect(MachineWithChanged(fmt::format(R"({{"{}": null}})", one.name).c_str()));
+        ExpectRun(run, one.result, Whole(Joined(one.before, Missing(one.name), LogLine(one.line))));
+    }
+}
+
+TEST(DetectTPMPlatform, NamesOfExportsAreComparedWithTheirCase)
+{
+    const SimulatedRun run = Detect(MachineWith({{"detectTSS", 0}, {"DETECTTSS", 0}}));
+    EXPECT_EQ(run.result, "false 10016");
+}
+
+// ---- Libraries that do not load, throw or fault
+// ----------------------------------------------------------------------
+
+TEST(DetectTPMPlatform, ALibraryThatDoesNotLoadIsLoggedWithItsError)
+{
+    const std::string path = LibraryPath("");
+    const auto expect = [&](const char* machine, unsigned error) {
+        ExpectRun(Detect(MachineOf(machine)), "false 10015", Joined(Begin(), NotLoaded(path, error), kRestored));
+    };
+    expect("{}", 126);
+    expect(R"({"files": {"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\stkprobe.dll": {"text": "no library"}}})",
+           193);
+    expect(R"({"libraries": {"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\stkprobe.dll": {"loadError": 1114}}})",
+           1114);
+    expect(R"({"files": {"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\stkprobe.dll": {"directory": true}}})", 5);
+}
+
+TEST(DetectTPMPlatform, WhateverComesOutOfAnExportIsCaughtAndTheLibraryFreed)
+{
+    const std::pair<const char*, Script> exports[] = {
+        {"DetectTSS", {}},
+        {"isEnabled", kDetected},
+        {"isActivated", Joined(kDetected, kEnabled)},
+        {"isOwned", Joined(kDetected, kEnabled, kActivated)},
+        {"ValidSRKAuth", Joined(kDetected, kEnabled, kActivated, kOwned)},
+    };
+    for (const char* thing : {"access violation", "division by zero", "C++ exception", "number"})
+    {
+        for (const auto& [name, before] : exports)
+        {
+            const SimulatedRun run =
+                Detect(MachineWithChanged(fmt::format(R"({{"{}": {{"throws": "{}"}}}})", name, thing).c_str()));
+            const std::string function = std::string("stkprobe.dll!") + name;
+            ExpectRun(run, "false 10015",
+                      Whole(Joined(before, CallLine("GetProcAddress", {"library#1", name}, function),
+                                   CallLine(function, {}, nullptr, {{"exception", thing}}), LogLine(kCaught))));
+        }
+    }
+}
+
+TEST(DetectTPMPlatform, WhatTheLibraryDoesToTheMachineStays)
+{
+    const SimulatedRun run = Detect(MachineWithChanged(
+        R"({"isEnabled": {"result": 0, "effects": {"files": {"C:\\trace.txt": {"text": "here"}}}}})"));
+    EXPECT_EQ(run.result, "false 10015");
+    ASSERT_NE(run.After().files.Find(R"(C:\trace.txt)"), nullptr);
+    EXPECT_EQ(run.After().files.Find(R"(C:\trace.txt)")->content, "here");
+}
+
+TEST(DetectTPMPlatform, TheErrorModeIsPutBack)
+{
+    const winsim::Machine machine = MachineWith(UsableExports(), "", R"({"process": {"errorMode": 4}})");
+    const SimulatedRun run = Detect(machine);
+    EXPECT_EQ(run.result, "true 0");
+    EXPECT_EQ(run.After().process.errorMode, 4u);
+}
+
+// ---- What is cleared away before
+// -------------------------------------------------------------------------------------
+
+// A service that starts and stops at once.
+constexpr char kPromptService[] = R"({"state": "running", "binaryPath": "\"C:\\Stack\\tcsd.exe\"",
+    "onStart": {"states": [{"state": "running"}]}, "onStop": {"states": [{"state": "stopped"}]}})";
+
+winsim::Machine MachineWithService(const std::string& vendor, const char* service, const char* description)
+{
+    Json changes;
+    changes["services"][service] = Json::parse(description);
+    return MachineWith(UsableExports(), vendor, changes.dump().c_str());
+}
+
+// The processes of an earlier installation.
+void KillLeftovers(StepSequence& sequence)
+{
+    sequence.Log(kLeftBehind);
+    for (const char* image : {"PatchAgent.exe", "VaultCourier.exe"})
+    {
+        const bool killed = sequence.Step("KillProcessByName", {image}) == "true";
+        sequence.Log(fmt::format("kill {} --> {}", image, killed ? "OK" : "ERROR"));
+    }
+}
+
+// NTRU's part that runs once.
+void CleanUpNtru(StepSequence& sequence)
+{
+    KillLeftovers(sequence);
+    if (sequence.Step("IsServiceRunning", {"tcsd_win32.exe"}) != "true")
+    {
+        sequence.Log("NTRU service not running");
+        return;
+    }
+    sequence.Log("restarting NTRU TSS service...");
+    const bool restarted = sequence.Step("RestartServiceByName", {"tcsd_win32.exe"}) == "true";
+    sequence.Log(restarted ? "NTRU TSS service restarted" : "Unable to restart NTRU TSS service");
+}
+
+void RemoveShim(StepSequence& sequence, const char* line, const char* slot)
+{
+    sequence.Log(line);
+    sequence.Step("RemoveTSP1File", {slot});
+}
+
+void AskUsableLibrary(StepSequence& sequence, const std::string& vendor)
+{
+    sequence.Lines(Joined(Loaded(LibraryPath(vendor)), kUsable, kFreed));
+}
+
+TEST(DetectTPMPlatform, KeloFromVistaOnLosesItsShimItsProcessesAndItsServicesState)
+{
+    winsim::Machine machine = MachineWithService("KELO", "tcsd_x86", kPromptService);
+    machine.files.Create(kTspi, false);
+    machine.files.Create(kTsp1, false);
+    machine.processes.Add({5000, "PatchAgent.exe", 0, 0});
+    const SimulatedRun run = Detect(machine, {"KELO"});
+
+    StepSequence expected{machine};
+    expected.Lines(Begin("KELO"));
+    RemoveShim(expected, "Remove old Tspi_x64.dll", "2");
+    expected.Step("GetWindowsMajorVersion");
+    KillLeftovers(expected);
+    expected.Log("Restart Kelo Service");
+    EXPECT_EQ(expected.Step("RestartServiceByName", {"tcsd_x86"}), "true");
+    AskUsableLibrary(expected, "KELO");
+    ExpectRun(run, "true 0", expected.Whole());
+    EXPECT_TRUE(run.After().files.Find(kTsp1) != nullptr);
+    EXPECT_TRUE(run.After().files.Find(kTspi) == nullptr);
+    EXPECT_TRUE(run.After().processes.Find(5000) == nullptr);
+}
+
+TEST(DetectTPMPlatform, KeloWithoutItsServiceIsAskedAllTheSame)
+{
+    const winsim::Machine machine = MachineWith(UsableExports(), "KELO");
+    const SimulatedRun run = Detect(machine, {"KELO"});
+
+    StepSequence expected{machine};
+    expected.Lines(Begin("KELO"));
+    RemoveShim(expected, "Remove old Tspi_x64.dll", "2");
+    expected.Step("GetWindowsMajorVersion");
+    KillLeftovers(expected);
+    expected.Log("Restart Kelo Service");
+    EXPECT_EQ(expected.Step("RestartServiceByName", {"tcsd_x86"}), "false");
+    AskUsableLibrary(expected, "KELO");
+    ExpectRun(run, "true 0", expected.Whole());
+}
+
+TEST(DetectTPMPlatform, KeloBeforeVistaLosesItsShimAlone)
+{
+    winsim::Machine machine = MachineWithService("KELO", "tcsd_x86", kPromptService);
+    machine.windows.major = 5;
+    machine.windows.minor = 1;
+    const SimulatedRun run = Detect(machine, {"KELO"});
+
+    StepSequence expected{machine};
+    expected.Lines(Begin("KELO"));
+    RemoveShim(expected, "Remove old Tspi_x64.dll", "2");
+    expected.Step("GetWindowsMajorVersion");
+    AskUsableLibrary(expected, "KELO");
+    ExpectRun(run, "true 0", expected.Whole());
+}
+
+TEST(DetectTPMPlatform, Ntru12RestartsItsServiceAndLosesItsShim)
+{
+    winsim::Machine machine = MachineWithService("NTRU12", "tcsd_win32.exe", kPromptService);
+    machine.files.Create(kTsp1, false);
+    machine.processes.Add({5000, "vaultcourier.exe", 0, 0});
+    const SimulatedRun run = Detect(machine, {"NTRU12"});
+
+    StepSequence expected{machine};
+    expected.Lines(Begin("NTRU12"));
+    CleanUpNtru(expected);
+    RemoveShim(expected, "Remove old Tsp1_x64.dll", "0");
+    AskUsableLibrary(expected, "NTRU12");
+    ExpectRun(run, "true 0", expected.Whole());
+    EXPECT_TRUE(run.After().files.Find(kTsp1) == nullptr);
+    EXPECT_TRUE(run.After().processes.Find(5000) == nullptr);
+}
+
+TEST(DetectTPMPlatform, NtrusServiceIsLeftAloneWhenItDoesNotRun)
+{
+    for (const char* service : {R"({"state": "stopped"})", "null"})
+    {
+        const winsim::Machine machine = MachineWithService("NTRU12", "tcsd_win32.exe", service);
+        const SimulatedRun run = Detect(machine, {"NTRU12"});
+
+        StepSequence expected{machine};
+        expected.Lines(Begin("NTRU12"));
+        CleanUpNtru(expected);
+        RemoveShim(expected, "Remove old Tsp1_x64.dll", "0");
+        AskUsableLibrary(expected, "NTRU12");
+        ExpectRun(run, "true 0", expected.Whole());
+    }
+}
+
+TEST(DetectTPMPlatform, TheShortNtruIdentifierHasNoShimAndItsOwnLibrary)
+{
+    winsim::Machine machine = MachineWithService("NTRU", "tcsd_win32.exe", kPromptService);
+    machine.files.Create(kTsp1, false);
+    machine.files.Create(kTspi, false);
+    const SimulatedRun run = Detect(machine, {"NTRU"});
+
+    StepSequence expected{machine};
+    expected.Lines(Begin("NTRU"));
+    CleanUpNtru(expected);
+    expected.Step("GetWindowsMajorVersion");
+    AskUsableLibrary(expected, "NTRU");
+    Script script = expected.Whole();
+    std::erase_if(script, [](const std::string& line) { return line.starts_with("GetVersionExA("); });
+    ExpectRun(run, "true 0", script);
+    EXPECT_TRUE(run.After().files.Find(kTsp1) != nullptr && run.After().files.Find(kTspi) != nullptr);
+}
+
+TEST(DetectTPMPlatform, VendorsAreComparedWithTheirCase)
+{
+    for (const char* vendor : {"kelo", "ntru12", "Ntru", "OTHER", ""})
+    {
+        Json description;
+        description["libraries"][std::string(kTarget) + vendor + "\\stkprobe.dll"] = {{"exports", UsableExports()}};
+        const SimulatedRun run = Detect(winsim::Machine::FromJson(description), {vendor});
+        const std::string path = std::string(kTarget) + vendor + "\\stkprobe.dll";
+        ExpectRun(run, "true 0", Joined(Begin(vendor), Loaded(path), kUsable, kFreed));
+    }
+}
+
+TEST(DetectTPMPlatform, AFailedRestartOfNtrusServiceLoadsNothingAndLeavesTheErrorModeAtZero)
+{
+    winsim::Machine machine = MachineWithService("NTRU12", "tcsd_win32.exe",
+                                                 R"({"state": "running", "onStop": {"states": [{"state": "stopped"}]},
+                               "onStart": {"error": 1053}})");
+    machine.files.Create(kTsp1, false);
+    machine.process.errorMode = 4;
+    const SimulatedRun run = Detect(machine, {"NTRU12"});
+
+    StepSequence expected{machine};
+    expected.Lines(Begin("NTRU12"));
+    CleanUpNtru(expected);
+    expected.Line(CallLine("SetErrorMode", {0}, 4));
+    ExpectRun(run, "false 10015", expected.Whole());
+    EXPECT_EQ(run.After().process.errorMode, 0u);
+    EXPECT_TRUE(run.After().files.Find(kTsp1) != nullptr);
+}
+
+// ---- Once per process
+// ------------------------------------------------------------------------------------------------
+
+TEST(DetectTPMPlatform, NtruIsClearedAwayOncePerProcess)
+{
+    const winsim::Machine machine = MachineWithService("NTRU12", "tcsd_win32.exe", kPromptService);
+    const SimulatedRun run = Detect(machine, {"NTRU12", "NTRU12"});
+
+    StepSequence expected{machine};
+    expected.Lines(Begin("NTRU12"));
+    CleanUpNtru(expected);
+    for (int call = 0; call < 2; ++call)
+    {
+        if (call == 1)
+            expected.Lines(Begin("NTRU12"));
+        RemoveShim(expected, "Remove old Tsp1_x64.dll", "0");
+        AskUsableLibrary(expected, "NTRU12");
+    }
+    ExpectRun(run, "true 0, true 0", expected.Whole());
+}
+
+TEST(DetectTPMPlatform, TheTwoNtruIdentifiersShareTheOneTime)
+{
+    const winsim::Machine machine = MachineWithService("NTRU12", "tcsd_win32.exe", kPromptService);
+    const SimulatedRun run = Detect(machine, {"NTRU", "NTRU12"});
+    EXPECT_EQ(run.result, "false 10015, true 0");
+    EXPECT_EQ(std::count(run.log.begin(), run.log.end(), "NTRU TSS service restarted"), 1);
+    EXPECT_EQ(CountOf("EnumProcesses", run.script), 2u);
+}
+
+TEST(DetectTPMPlatform, AFailedTimeCountsToo)
+{
+    const winsim::Machine machine =
+        MachineWithService("NTRU12", "tcsd_win32.exe", R"({"state": "running", "onStop": {"error": 5}})");
+    const SimulatedRun run = Detect(machine, {"NTRU12", "NTRU12"});
+    EXPECT_EQ(run.result, "false 10015, true 0");
+    EXPECT_EQ(std::count(run.log.begin(), run.log.end(), "Unable to restart NTRU TSS service"), 1);
+}
+
+TEST(DetectTPMPlatform, KeloIsClearedAwayEachTime)
+{
+    const SimulatedRun run = Detect(MachineWith(UsableExports(), "KELO"), {"KELO", "KELO"});
+    EXPECT_EQ(std::count(run.log.begin(), run.log.end(), kLeftBehind), 2);
+}
+
+TEST(DetectTPMPlatform, EachProcessHasItsOwnOneTime)
+{
+    const winsim::Machine machine = MachineWithService("NTRU12", "tcsd_win32.exe", kPromptService);
+    for (int process = 0; process < 2; ++process)
+    {
+        const SimulatedRun run = Detect(machine, {"NTRU12"});
+        EXPECT_EQ(std::count(run.log.begin(), run.log.end(), "NTRU TSS service restarted"), 1);
+    }
+}
+
+// ---- Paths that do not fit
+// -------------------------------------------------------------------------------------------
+
+std::string TargetOfLength(std::size_t length)
+{
+    return R"(C:\)" + std::string(length - 4, 'd') + "\\";
+}
+
+TEST(DetectTPMPlatform, APathOf239CharactersIsTheLongestThatIsLoaded)
+{
+    const std::string behind = R"(OTHER\stkprobe.dll)";
+    for (const std::size_t length : {239, 240})
+    {
+        const std::string target = TargetOfLength(length - behind.size());
+        Json description;
+        description["libraries"][target + behind] = {{"exports", UsableExports()}};
+        const SimulatedRun run =
+            CallFunction(winsim::Machine::FromJson(description), "DetectTPMPlatform", {target, "OTHER"});
+        EXPECT_EQ(run.result, length == 239 ? "true 0" : "false 10015");
+        EXPECT_EQ(run.outcome.callCounts.contains("LoadLibraryA"), length == 239);
+    }
+}
+
+TEST(DetectTPMPlatform, ATargetThatIsTooLongLoadsNothing)
+{
+    for (std::size_t length = 230; length <= 300; ++length)
+    {
+        const std::string target = TargetOfLength(length);
+        // What a path cut short, or made of its last pieces alone, would lead to.
+        Json description;
+        for (const std::string& wrong : {std::string(R"(C:\Windows\system32\stkprobe.dll)"),
+                                         std::string(R"(C:\OTHER\stkprobe.dll)"), std::string(R"(C:\stkprobe.dll)"),
+                                         std::string(R"(C:\Program Files\Kelo Systems Corp\Toolkit\stkprobe.dll)")})
+            description["libraries"][wrong] = {{"exports", UsableExports()}};
+        const SimulatedRun run =
+            CallFunction(winsim::Machine::FromJson(description), "DetectTPMPlatform", {target, "OTHER"});
+        EXPECT_EQ(run.result, "false 10015");
+        EXPECT_THAT(run.log, ElementsAre(kRule, fmt::format("DetectTPMPlatform({},OTHER)", target), "Load ",
+                                         "Failed to Load Library:  Err: 206"));
+        EXPECT_FALSE(run.outcome.callCounts.contains("LoadLibraryA"));
+    }
+}
+
+TEST(DetectTPMPlatform, AMissingOrEmptyTargetLoadsNothing)
+{
+    for (const char* target : {"(null)", ""})
+    {
+        const SimulatedRun run = CallFunction(
+            MachineOf(R"({"libraries": {"C:\\Windows\\system32\\stkprobe.dll": {"exports": {"DetectTSS": 0}}}})"),
+            "DetectTPMPlatform", {target, "(null)"});
+        EXPECT_EQ(run.result, "false 10015");
+        EXPECT_THAT(run.log, ElementsAre(kRule, fmt::format("DetectTPMPlatform({},(null))", target), "Load ",
+                                         "Failed to Load Library:  Err: 206"));
+        EXPECT_FALSE(run.outcome.callCounts.contains("LoadLibraryA"));
+    }
+}
+
+} // namespace

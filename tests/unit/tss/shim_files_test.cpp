@@ -1,0 +1,250 @@
+// Proves how the shim library is taken out of the system directory and placed in it.
+#include "tests/support/tss_script.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+
+constexpr char kShim[] = R"(C:\Program Files\Kelo Systems Corp\Toolkit\NTRU12\TSP1-kelo.dll)";
+
+bool Exists(const SimulatedRun& run, const std::string& path)
+{
+    return run.After().files.Find(path) != nullptr;
+}
+
+std::string TextOf(const SimulatedRun& run, const std::string& path)
+{
+    const winsim::File* file = run.After().files.Find(path);
+    return file == nullptr ? "(none)" : file->content;
+}
+
+SimulatedRun Remove(const char* machine, const char* slot, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(MachineOf(machine), "RemoveTSP1File", {slot}, options);
+}
+
+// RemoveTSP1File that has to move the file aside.
+Script MovedAside(unsigned slot, const std::string& file, const std::string& backup, int backupDeleted, unsigned error)
+{
+    return Joined({BeginOfRemoval(slot, file, kArchive),
+                   {CallLine("DeleteFileA", {file}, 0),
+                    LogLine("RemoveTSP1File - Failed to delete file " + file + ", err: " + std::to_string(error)),
+                    CallLine("DeleteFileA", {backup}, backupDeleted), CallLine("MoveFileA", {file, backup}, 1),
+                    LogLine("RemoveTSP1File - Moved Tsp<x>_x64.dll to " + backup)}});
+}
+
+// ---- Taking the shim out ----
+
+TEST(RemoveTSP1File, EachSlotDeletesItsOwnFile)
+{
+    constexpr char kBoth[] = R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {},
+        "C:\\Windows\\system32\\TSPI_x64.dll": {}}})";
+    for (const char* slot : {"0", "1"})
+    {
+        const SimulatedRun run = Remove(kBoth, slot);
+        ExpectRun(run, "0", Removal(static_cast<unsigned>(std::stoul(slot))));
+        EXPECT_FALSE(Exists(run, kTsp1));
+        EXPECT_TRUE(Exists(run, kTspi));
+    }
+    const SimulatedRun run = Remove(kBoth, "2");
+    ExpectRun(run, "0", Removal(2));
+    EXPECT_TRUE(Exists(run, kTsp1));
+    EXPECT_FALSE(Exists(run, kTspi));
+}
+
+TEST(RemoveTSP1File, AMissingShimIsOneThatCanNeitherBeDeletedNorMoved)
+{
+    for (const char* slot : {"0", "2"})
+    {
+        const SimulatedRun run = Remove("{}", slot);
+        ExpectRun(run, "-1", RemovalOfNothing(static_cast<unsigned>(std::stoul(slot))));
+    }
+}
+
+TEST(RemoveTSP1File, AShimInUseIsMovedOverTheOldBackup)
+{
+    const SimulatedRun run = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"text": "new", "inUse": true},
+        "C:\\Windows\\system32\\Tsp1.bak": {"text": "old"}}})",
+                                    "0");
+    ExpectRun(run, "1", MovedAside(0, kTsp1, kTsp1Backup, 1, 5));
+    EXPECT_FALSE(Exists(run, kTsp1));
+    EXPECT_EQ(TextOf(run, kTsp1Backup), "new");
+}
+
+TEST(RemoveTSP1File, AShimInUseIsMovedAlsoWithoutAnOldBackup)
+{
+    const SimulatedRun run =
+        Remove(R"({"files": {"C:\\Windows\\system32\\TSPI_X64.DLL": {"text": "new", "inUse": true}}})", "2");
+    ExpectRun(run, "1", MovedAside(2, kTspi, kTspiBackup, 0, 5));
+    EXPECT_EQ(TextOf(run, kTspiBackup), "new");
+}
+
+TEST(RemoveTSP1File, ABackupInUseIsLoggedAndLeavesTheShimWhereItIs)
+{
+    const SimulatedRun run = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"text": "new", "inUse": true},
+        "C:\\Windows\\system32\\Tsp1.bak": {"text": "old", "inUse": true}}})",
+                                    "0");
+    ExpectRun(run, "-1",
+              Joined({BeginOfRemoval(0, kTsp1, kArchive),
+                      {CallLine("DeleteFileA", {kTsp1}, 0),
+                       LogLine(R"(RemoveTSP1File - Failed to delete file C:\Windows\system32\TSP1_x64.dll, err: 5)"),
+                       CallLine("DeleteFileA", {kTsp1Backup}, 0),
+                       LogLine("RemoveTSP1File - Unable to remove .bak file, err: 5"),
+                       CallLine("MoveFileA", {kTsp1, kTsp1Backup}, 0),
+                       LogLine(R"(RemoveTSP1File - Failed to move file C:\Windows\system32\TSP1_x64.dll, err: 183)"),
+                       LogLine("RemoveTSP1File - exit")}}));
+    EXPECT_EQ(TextOf(run, kTsp1), "new");
+    EXPECT_EQ(TextOf(run, kTsp1Backup), "old");
+}
+
+TEST(RemoveTSP1File, AReadOnlyShimIsMovedAside)
+{
+    const SimulatedRun run = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"attributes": 1}}})", "0");
+    EXPECT_EQ(run.result, "1");
+    EXPECT_THAT(run.log,
+                ElementsAre("RemoveTSP1File - enter 0",
+                            R"(RemoveTSP1File - Failed to delete file C:\Windows\system32\TSP1_x64.dll, err: 5)",
+                            R"(RemoveTSP1File - Moved Tsp<x>_x64.dll to C:\Windows\system32\Tsp1.bak)"));
+    EXPECT_TRUE(Exists(run, kTsp1Backup));
+}
+
+TEST(RemoveTSP1File, AttributesOfZeroLeaveTheFileAlone)
+{
+    const SimulatedRun run = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"attributes": 0}}})", "0");
+    ExpectRun(run, "0",
+              Joined({BeginOfRemoval(0, kTsp1, 0),
+                      {LogLine("RemoveTSP1File - Failed to get Attributes for C:\\Windows\\system32\\TSP1_x64.dll, "
+                               "err: 0")}}));
+    EXPECT_TRUE(Exists(run, kTsp1));
+}
+
+TEST(RemoveTSP1File, AnUnknownSystemDirectoryEndsIt)
+{
+    const SimulatedRun run = Remove(R"({"folders": {"system": null}})", "0");
+    ExpectRun(run, "2",
+              {LogLine("RemoveTSP1File - enter 0"),
+               CallLine("SHGetFolderPathA", {nullptr, kSystemFolder, nullptr, 0}, Signed(kFail)),
+               LogLine("RemoveTSP1File - Unable to get path to SYSTEM32")});
+}
+
+TEST(RemoveTSP1File, AnyOtherFolderFailurePassesForSuccess)
+{
+    // The program asks for folders before, to open its log. The empty folder leads to the root of the current drive.
+    const std::size_t before = CountOf("SHGetFolderPathA", Remove("{}", "0").startScript);
+    const SimulatedRun run =
+        Remove("{}", "0", {.faults = {fmt::format("SHGetFolderPathA#{}=0x80070002", before + 1)}});
+    EXPECT_EQ(run.result, "-1");
+    EXPECT_THAT(run.log,
+                ElementsAre("RemoveTSP1File - enter 0",
+                            R"(RemoveTSP1File - Failed to delete file \TSP1_x64.dll, err: 2)",
+                            R"(RemoveTSP1File - Failed to move file \TSP1_x64.dll, err: 2)", "RemoveTSP1File - exit"));
+}
+
+TEST(RemoveTSP1File, AnUnknownSlotMeansTheSystemDirectoryItself)
+{
+    const std::string directory = R"(C:\Windows\system32\)";
+    const SimulatedRun run = Remove("{}", "3");
+    ExpectRun(run, "1",
+              Joined({BeginOfRemoval(3, directory, 16),
+                      {CallLine("DeleteFileA", {directory}, 0),
+                       LogLine("RemoveTSP1File - Failed to delete file " + directory + ", err: 5"),
+                       CallLine("DeleteFileA", {directory}, 0),
+                       LogLine("RemoveTSP1File - Unable to remove .bak file, err: 5"),
+                       CallLine("MoveFileA", {directory, directory}, 1),
+                       LogLine("RemoveTSP1File - Moved Tsp<x>_x64.dll to " + directory)}}));
+    EXPECT_TRUE(Exists(run, R"(C:\Windows\system32\kernel32.dll)"));
+}
+
+// ---- Placing the shim ----
+
+constexpr char kWithShim[] =
+    R"({"files": {"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\NTRU12\\TSP1-kelo.dll": {"text": "shim"}}})";
+
+SimulatedRun Copy(const winsim::Machine& machine, const char* slot, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "CopyShimFile", {kTarget, "NTRU12", slot}, options);
+}
+
+const std::string kCopyBegin = LogLine("Copying Kelo \"Shim\" TSP<x>_x64.dll to System32 Directory");
+
+TEST(CopyShimFile, EachSlotCopiesTheOneShimUnderItsOwnName)
+{
+    struct Case
+    {
+        const char* slot;
+        const char* destination;
+    };
+    for (const Case& one : {Case{"0", kTsp1}, Case{"1", kTsp1}, Case{"2", kTspiCopied}})
+    {
+        const SimulatedRun run = Copy(MachineOf(kWithShim), one.slot);
+        ExpectRun(run, "true",
+                  {kCopyBegin, FolderLineA(kSystemFolder, R"(C:\Windows\system32)"),
+                   CallLine("CopyFileA", {kShim, one.destination, 1}, 1),
+                   LogLine(std::string("Copied ") + kShim + " to " + one.destination)});
+        EXPECT_EQ(TextOf(run, one.destination), "shim");
+        EXPECT_EQ(TextOf(run, kShim), "shim");
+    }
+}
+
+TEST(CopyShimFile, AFileThatIsThereStaysWhateverTheCaseOfItsName)
+{
+    winsim::Machine machine = MachineOf(kWithShim);
+    machine.files.Create(R"(C:\Windows\system32\Tspi_x64.dll)", false).content = "the stack's own";
+    const SimulatedRun run = Copy(machine, "2");
+    ExpectRun(run, "false",
+              {kCopyBegin, FolderLineA(kSystemFolder, R"(C:\Windows\system32)"),
+               CallLine("CopyFileA", {kShim, kTspiCopied, 1}, 0),
+               LogLine(std::string(kShim) + " unable to copy to " + kTspiCopied + " err: 80")});
+    EXPECT_EQ(TextOf(run, kTspi), "the stack's own");
+}
+
+TEST(CopyShimFile, AMissingShimIsSaidToBeMissing)
+{
+    winsim::Machine machine = MachineOf(kWithShim);
+    machine.files.Remove(kShim);
+    const SimulatedRun run = Copy(machine, "0");
+    ExpectRun(run, "false",
+              {kCopyBegin, FolderLineA(kSystemFolder, R"(C:\Windows\system32)"),
+               CallLine("CopyFileA", {kShim, kTsp1, 1}, 0),
+               LogLine(std::string(kShim) + " not found, unable to copy to " + kTsp1)});
+}
+
+TEST(CopyShimFile, AMissingFolderOfTheShimIsAnyOtherError)
+{
+    const SimulatedRun run = Copy(MachineOf("{}"), "0");
+    EXPECT_EQ(run.result, "false");
+    EXPECT_THAT(run.log, ElementsAre("Copying Kelo \"Shim\" TSP<x>_x64.dll to System32 Directory",
+                                     std::string(kShim) + " unable to copy to " + kTsp1 + " err: 3"));
+}
+
+TEST(CopyShimFile, AnUnknownSystemDirectoryEndsIt)
+{
+    winsim::Machine machine = MachineOf(R"({"folders": {"system": null}})");
+    const SimulatedRun run = Copy(machine, "0");
+    ExpectRun(run, "false",
+              {kCopyBegin, CallLine("SHGetFolderPathA", {nullptr, kSystemFolder, nullptr, 0}, Signed(kFail)),
+               LogLine("Unable to get path to SYSTEM32")});
+}
+
+TEST(CopyShimFile, ATargetBeyondWindowsLimitCopiesNothing)
+{
+    for (std::size_t length : {250, 259, 300})
+    {
+        const std::string target = R"(C:\)" + std::string(length - 4, 'd') + "\\";
+        winsim::Machine machine = MachineOf("{}");
+        const std::string source = target + R"(NTRU12\TSP1-kelo.dll)";
+        machine.files.Create(source, false);
+        const SimulatedRun run = CallFunction(machine, "CopyShimFile", {target, "NTRU12", "0"});
+        ExpectRun(run, "false",
+                  {kCopyBegin, FolderLineA(kSystemFolder, R"(C:\Windows\system32)"),
+                   CallLine("CopyFileA", {source, kTsp1, 1}, 0),
+                   LogLine(source + " unable to copy to " + kTsp1 + " err: 206")});
+        EXPECT_FALSE(Exists(run, kTsp1));
+    }
+}
+
+} // namespace

@@ -1,0 +1,489 @@
+// Proves how the key of blocked TPM commands is opened to the installer, which commands are taken off it, and what is
+// stopped and started around that.
+#include "tests/support/step_sequence.h"
+#include "tests/support/tss_script.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using winsim::Json;
+
+constexpr char kKey[] = R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List)";
+constexpr char kSubKey[] = R"(SOFTWARE\Microsoft\Tpm\BlockedCommands\List)";
+constexpr char kObject[] = R"(MACHINE\SOFTWARE\Microsoft\Tpm\BlockedCommands\List)";
+constexpr unsigned kInheritance = 2;
+constexpr int kRegistryKey = 4;
+constexpr int kOwnerInformation = 1;
+constexpr int kListInformation = 4;
+
+const std::vector<ExpectedAccess> kList = {{kUsers, kGroupTrustee, kGenericRead},
+                                           {kAdministrators, kGroupTrustee, kGenericAll},
+                                           {kLocalSystem, kUnknownTrustee, kGenericAll}};
+
+constexpr const char* kCommands[] = {"20", "22", "125", "62", "200", "16", "13"};
+
+// What Windows keeps in the key, and a key that belongs to somebody else and lets administrators read.
+constexpr char kOpenKey[] = R"({"values": {"13": 1, "16": 1, "20": 1, "22": 1, "62": 1, "125": 1, "200": 1, "91": 1}})";
+constexpr char kGuardedKey[] = R"({"values": {"13": 1, "91": 1}, "owner": "S-1-5-18", "access": [
+    {"trustee": "S-1-5-18", "mask": 268435456, "inheritance": 2},
+    {"trustee": "S-1-5-32-544", "mask": 2147483648, "inheritance": 2}]})";
+// Without Windows' own TPM service, which has tests of its own below.
+constexpr char kNoTbs[] = R"({"services": {"TBS": null}})";
+
+winsim::Machine MachineWithKey(const char* key, const char* changes = kNoTbs)
+{
+    Json description = Json::parse(changes);
+    description["registry"][kKey] = Json::parse(key);
+    return winsim::Machine::FromJson(description);
+}
+
+// ---- Expected scripts
+// ------------------------------------------------------------------------------------------------
+
+const Script kSids = {MakeSidLine(1, 32, 545), MakeSidLine(2, 32, 544), MakeSidLine(3, 18)};
+const Script kFreed = {FreeSidLine(1), FreeSidLine(2), FreeSidLine(3)};
+const std::string kMakeList = MakeListLine(kList, kInheritance);
+constexpr char kSucceeded[] = "Successfully changed DACL";
+
+std::string ReplaceLine(int error, const char* object = kObject)
+{
+    return CallLine("SetNamedSecurityInfoW",
+                    {object, kRegistryKey, kListInformation, nullptr, nullptr, AclOf(kList, kInheritance), nullptr},
+                    error);
+}
+
+std::string OwnerLine(int error)
+{
+    return CallLine("SetNamedSecurityInfoW",
+                    {kObject, kRegistryKey, kOwnerInformation, kAdministrators, nullptr, nullptr, nullptr}, error);
+}
+
+// A line with another result and nothing that comes out.
+std::string Failing(const std::string& line, const std::string& result)
+{
+    const std::string call = line.substr(0, line.rfind(") = ") + 1);
+    return result.empty() ? call : call + " = " + result;
+}
+
+const std::string kOpenToken = CallLine("OpenProcessToken", {"process#current", 32}, 1, {{"TokenHandle", "token#1"}});
+const std::string kCloseToken = CallLine("CloseHandle", {"token#1"}, 1);
+const std::string kLookUp = CallLine("LookupPrivilegeValueA", {nullptr, "SeTakeOwnershipPrivilege"}, 1,
+                                     {{"lpLuid", {{"LowPart", 9}, {"HighPart", 0}}}});
+
+std::string AdjustLine(int attributes)
+{
+    const Json privilege{{"Luid", {{"LowPart", 9}, {"HighPart", 0}}}, {"Attributes", attributes}};
+    Json state{{"PrivilegeCount", 1}, {"Privileges", Json::array({privilege})}};
+    return CallLine("AdjustTokenPrivileges", {"token#1", 0, state, 16, nullptr, nullptr}, 1);
+}
+
+const Script kEnable = {kLookUp, AdjustLine(2)};
+const Script kDisable = {kLookUp, AdjustLine(0)};
+const Script kOpenProcessToken = {CallLine("GetCurrentProcess", {}, "process#current"), kOpenToken};
+
+// TakeKeyOwnership on a key that is open to the installer.
+const Script kTakenAtOnce = Joined(kSids, kMakeList, ReplaceLine(0), LogLine(kSucceeded), kFreed);
+// And on one whose owner has to be changed first.
+const Script kTakenFromOwner = Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0),
+                                      kDisable, ReplaceLine(0), LogLine(kSucceeded), kFreed, kCloseToken);
+
+SimulatedRun Take(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "TakeKeyOwnership", {kObject}, options);
+}
+
+void ExpectReplacedList(const SimulatedRun& run)
+{
+    EXPECT_EQ(run.After().registry.Find(kKey)->security.access, EntriesOf(kList, kInheritance));
+}
+
+// ---- TakeKeyOwnership
+// ------------------------------------------------------------------------------------------------
+
+TEST(TakeKeyOwnership, AnOpenKeyGetsTheListAtOnce)
+{
+    const SimulatedRun run = Take(MachineWithKey(kOpenKey));
+    ExpectRun(run, "true", kTakenAtOnce);
+    ExpectReplacedList(run);
+    EXPECT_EQ(run.After().registry.Find(kKey)->security.owner, std::nullopt);
+}
+
+TEST(TakeKeyOwnership, AGuardedKeyIsGivenToTheAdministratorsFirst)
+{
+    const SimulatedRun run = Take(MachineWithKey(kGuardedKey));
+    ExpectRun(run, "true", kTakenFromOwner);
+    ExpectReplacedList(run);
+    EXPECT_EQ(run.After().registry.Find(kKey)->security.owner, kAdministrators);
+    EXPECT_FALSE(run.After().token.IsEnabled("SeTakeOwnershipPrivilege"));
+}
+
+TEST(TakeKeyOwnership, RightsThatAreDeniedOutrightAreTakenTheSameWay)
+{
+    const SimulatedRun run = Take(MachineWithKey(R"({"deniedAccess": ["WRITE_DAC", "WRITE_OWNER", "KEY_SET_VALUE"]})"));
+    ExpectRun(run, "true", kTakenFromOwner);
+    EXPECT_EQ(run.After().registry.Find(kKey)->security.deniedAccess, 0u);
+}
+
+TEST(TakeKeyOwnership, AKeyOfTheAdministratorsLetsThemReplaceTheList)
+{
+    const SimulatedRun run =
+        Take(MachineWithKey(R"({"owner": "S-1-5-32-544", "deniedAccess": ["WRITE_DAC", "WRITE_OWNER"]})"));
+    ExpectRun(run, "true", kTakenAtOnce);
+}
+
+TEST(TakeKeyOwnership, AnyOtherErrorEndsIt)
+{
+    ExpectRun(Take(MachineOf("{}")), "false",
+              Joined(kSids, kMakeList, ReplaceLine(2), LogLine("First SetNamedSecurityInfo call failed: 2"), kFreed));
+    const std::string object = R"(NOWHERE\SOFTWARE)";
+    ExpectRun(CallFunction(MachineOf("{}"), "TakeKeyOwnership", {object}), "false",
+              Joined(kSids, kMakeList, ReplaceLine(87, object.c_str()),
+                     LogLine("First SetNamedSecurityInfo call failed: 87"), kFreed));
+}
+
+TEST(TakeKeyOwnership, EachSidThatCannotBeMadeHasItsLine)
+{
+    const char* const names[] = {"Everyone", "Admin", "Admin"};
+    for (unsigned failing = 1; failing <= 3; ++failing)
+    {
+        const SimulatedRun run =
+            Take(MachineWithKey(kOpenKey), {.faults = {fmt::format("AllocateAndInitializeSid#{}=8", failing)}});
+        Script script(kSids.begin(), kSids.begin() + failing - 1);
+        script.push_back(Failing(kSids[failing - 1], "0"));
+        script.push_back(LogLine(fmt::format("AllocateAndInitializeSid ({}) error 8", names[failing - 1])));
+        script.insert(script.end(), kFreed.begin(), kFreed.begin() + failing - 1);
+        ExpectRun(run, "false", script);
+    }
+}
+
+TEST(TakeKeyOwnership, AListThatCannotBeMadeEndsIt)
+{
+    ExpectRun(Take(MachineWithKey(kOpenKey), {.faults = {"SetEntriesInAclW=1336"}}), "false",
+              Joined(kSids, Failing(kMakeList, "1336"), LogLine("Failed SetEntriesInAclW"), kFreed));
+}
+
+TEST(TakeKeyOwnership, ATokenThatCannotBeOpenedEndsIt)
+{
+    ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"OpenProcessToken=5"}}), "false",
+              Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken[0], Failing(kOpenToken, "0"),
+                     LogLine("OpenProcessToken failed: 5"), kFreed));
+}
+
+TEST(TakeKeyOwnership, WithoutThePrivilegeOneIsNoAdministrator)
+{
+    winsim::Machine machine = MachineWithKey(kGuardedKey, R"({"token": {"privileges": ["SeDebugPrivilege"]},
+                                                              "services": {"TBS": null}})");
+    const SimulatedRun run = Take(machine);
+    ExpectRun(run, "false",
+              Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable,
+                     LogLine("You must be logged on as Administrator."), kFreed, kCloseToken));
+    const auto& calls = run.outcome.calls;
+    const auto adjusted =
+        std::find_if(calls.begin(), calls.end(), [](const auto& call) { return call.name == "AdjustTokenPrivileges"; });
+    EXPECT_EQ(adjusted->error, 1300u);
+}
+
+TEST(TakeKeyOwnership, APrivilegeThatCannotBeEnabledIsTheSame)
+{
+    for (const char* fault : {"LookupPrivilegeValueA=1313", "AdjustTokenPrivileges=5"})
+    {
+        const SimulatedRun run = Take(MachineWithKey(kGuardedKey), {.faults = {fault}});
+        EXPECT_EQ(run.result, "false");
+        EXPECT_THAT(run.log, ElementsAre("You must be logged on as Administrator."));
+        EXPECT_FALSE(run.After().token.IsEnabled("SeTakeOwnershipPrivilege"));
+    }
+}
+
+TEST(TakeKeyOwnership, AnOwnerThatCannotBeSetEndsItWithThePrivilegeStillOn)
+{
+    ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"SetNamedSecurityInfoW#2=1307"}}), "false",
+              Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(1307),
+                     LogLine("Could not set owner. Error: 1307"), kFreed, kCloseToken));
+}
+
+TEST(TakeKeyOwnership, APrivilegeThatCannotBeDisabledEndsIt)
+{
+    ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"AdjustTokenPrivileges#2=6"}}), "false",
+              Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kLookUp,
+                     Failing(AdjustLine(0), "0"), LogLine("Failed SetPrivilege call unexpectedly."), kFreed,
+                     kCloseToken));
+}
+
+TEST(TakeKeyOwnership, ASecondRefusalEndsIt)
+{
+    ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"SetNamedSecurityInfoW#3=5"}}), "false",
+              Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kDisable,
+                     ReplaceLine(5), LogLine("Second SetNamedSecurityInfo call failed: 5"), kFreed, kCloseToken));
+}
+
+// ---- SetPrivilege
+// ----------------------------------------------------------------------------------------------------
+
+TEST(SetPrivilege, EnablesAndDisablesWhatTheTokenHas)
+{
+    const SimulatedRun on = CallFunction(MachineOf("{}"), "SetPrivilege", {"32", "SeTakeOwnershipPrivilege", "true"});
+    ExpectRun(on, "true", Joined(kOpenProcessToken, kEnable, kCloseToken));
+    EXPECT_TRUE(on.After().token.IsEnabled("SeTakeOwnershipPrivilege"));
+    const SimulatedRun off = CallFunction(on.After(), "SetPrivilege", {"32", "SeTakeOwnershipPrivilege", "false"});
+    ExpectRun(off, "true", Joined(kOpenProcessToken, kDisable, kCloseToken));
+    EXPECT_FALSE(off.After().token.IsEnabled("SeTakeOwnershipPrivilege"));
+}
+
+TEST(SetPrivilege, FailsForAPrivilegeThatTheTokenLacksOrWindowsDoesNotKnow)
+{
+    EXPECT_EQ(CallFunction(MachineOf("{}"), "SetPrivilege", {"32", "SeTcbPrivilege", "true"}).result, "false");
+    EXPECT_EQ(CallFunction(MachineOf("{}"), "SetPrivilege", {"32", "SeNoSuchPrivilege", "true"}).result, "false");
+}
+
+TEST(SetPrivilege, FailsForATokenThatMayNotBeAdjusted)
+{
+    EXPECT_EQ(CallFunction(MachineOf("{}"), "SetPrivilege", {"8", "SeDebugPrivilege", "true"}).result, "false");
+}
+
+// ---- DeleteRegistryValue
+// ---------------------------------------------------------------------------------------------
+
+Script DeletionOf(const char* name, int status)
+{
+    return {CallLine("RegOpenKeyExW", {"HKEY_LOCAL_MACHINE", kSubKey, 0, 2}, 0, {{"phkResult", "key#1"}}),
+            CallLine("RegDeleteValueW", {"key#1", name}, status), CallLine("RegCloseKey", {"key#1"}, 0)};
+}
+
+SimulatedRun DeleteValue(const char* key, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(MachineWithKey(key), "DeleteRegistryValue", {kSubKey, "13"}, options);
+}
+
+TEST(DeleteRegistryValue, DeletesTheValueAlone)
+{
+    const SimulatedRun run = DeleteValue(kOpenKey);
+    ExpectRun(run, "true", DeletionOf("13", 0));
+    EXPECT_EQ(run.After().registry.FindValue(kKey, "13"), nullptr);
+    EXPECT_EQ(run.After().registry.Find(kKey)->values.size(), 7u);
+}
+
+TEST(DeleteRegistryValue, AValueThatIsNotThereIsAsGoodAsDeleted)
+{
+    ExpectRun(DeleteValue("{}"), "true", DeletionOf("13", 2));
+    ExpectRun(DeleteValue(kOpenKey, {.faults = {"RegDeleteValueW=5"}}), "true", DeletionOf("13", 5));
+}
+
+TEST(DeleteRegistryValue, AKeyThatCannotBeOpenedIsAFailure)
+{
+    const auto refused = [](int error) {
+        return Script{CallLine("RegOpenKeyExW", {"HKEY_LOCAL_MACHINE", kSubKey, 0, 2}, error)};
+    };
+    ExpectRun(DeleteValue("null"), "false", refused(2));
+    ExpectRun(DeleteValue(kGuardedKey), "false", refused(5));
+}
+
+// ---- UnblockTpmCommands
+// ----------------------------------------------------------------------------------------------
+
+SimulatedRun Unblock(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "UnblockTpmCommands", {}, options);
+}
+
+// The part up to the services. True when the key was opened.
+bool OpenKeyAndDelete(StepSequence& expected)
+{
+    expected.Step("GetWindowsMajorVersion");
+    expected.Log("Vista OS");
+    if (expected.Step("TakeKeyOwnership", {kObject}) != "true")
+    {
+        expected.Log("Ownership was not taken on registry Key");
+        return false;
+    }
+    expected.Log("Ownership taken for Default List of Blocked Commands");
+    for (const char* command : kCommands)
+    {
+        if (expected.Step("DeleteRegistryValue", {kSubKey, command}) == "true")
+            expected.Log(std::string("Unblocked Command ") + command);
+    }
+    return true;
+}
+
+TEST(UnblockTpmCommands, BeforeVistaNothingIsTouched)
+{
+    for (const char* version : {"5.1", "5.2"})
+    {
+        winsim::Machine machine = MachineWithKey(kOpenKey, R"({"services": {"TBS": {"state": "running"}}})");
+        machine.windows.major = 5;
+        machine.windows.minor = version[2] - '0';
+        const SimulatedRun run = Unblock(machine);
+        StepSequence expected{machine};
+        expected.Step("GetWindowsMajorVersion");
+        expected.Log("Not VISTA OS");
+        ExpectRun(run, "1", expected.Whole());
+        EXPECT_EQ(run.After().registry, machine.registry);
+        EXPECT_EQ(run.After().services, machine.services);
+    }
+}
+
+TEST(UnblockTpmCommands, SevenCommandsAreTakenOffInOrderAndTheOthersStay)
+{
+    const winsim::Machine machine = MachineWithKey(kOpenKey);
+    const SimulatedRun run = Unblock(machine);
+    StepSequence expected{machine};
+    EXPECT_TRUE(OpenKeyAndDelete(expected));
+    expected.Step("IsServiceRunning", {"TBS"});
+    ExpectRun(run, "0", expected.Whole());
+    EXPECT_THAT(run.log, ElementsAre("Vista OS", "Successfully changed DACL",
+                                     "Ownership taken for Default List of Blocked Commands", "Unblocked Command 20",
+                                     "Unblocked Command 22", "Unblocked Command 125", "Unblocked Command 62",
+                                     "Unblocked Command 200", "Unblocked Command 16", "Unblocked Command 13",
+                                     "Cannot open service: TBS"));
+    EXPECT_EQ(run.After().registry.Find(kKey)->values.size(), 1u);
+    EXPECT_NE(run.After().registry.FindValue(kKey, "91"), nullptr);
+}
+
+TEST(UnblockTpmCommands, AValueThatIsMissingIsLoggedAllTheSame)
+{
+    const SimulatedRun run = Unblock(MachineWithKey("{}"));
+    EXPECT_EQ(run.result, "0");
+    EXPECT_EQ(std::count_if(run.log.begin(), run.log.end(),
+                            [](const std::string& line) { return line.starts_with("Unblocked Command "); }),
+              7);
+}
+
+TEST(UnblockTpmCommands, AValueWhoseKeyCannotBeOpenedIsPassedOverInSilence)
+{
+    const SimulatedRun run = Unblock(MachineWithKey(kOpenKey), {.faults = {"RegOpenKeyExW#3=5"}});
+    EXPECT_EQ(run.result, "0");
+    EXPECT_EQ(std::count(run.log.begin(), run.log.end(), "Unblocked Command 125"), 0);
+    EXPECT_EQ(std::count(run.log.begin(), run.log.end(), "Unblocked Command 62"), 1);
+    EXPECT_NE(run.After().registry.FindValue(kKey, "125"), nullptr);
+}
+
+TEST(UnblockTpmCommands, AKeyThatCannotBeOpenedIsAFailureWhenNothingIsRestarted)
+{
+    const winsim::Machine machine = MachineWithKey("null");
+    const SimulatedRun run = Unblock(machine);
+    StepSequence expected{machine};
+    EXPECT_FALSE(OpenKeyAndDelete(expected));
+    expected.Step("IsServiceRunning", {"TBS"});
+    ExpectRun(run, "-1", expected.Whole());
+}
+
+TEST(UnblockTpmCommands, AStoppedTbsTouchesNoService)
+{
+    const char* services = R"({"services": {"TBS": {"state": "stopped"}, "tcsd_win32.exe": {"state": "running"},
+        "IFXTCS": {"state": "running"}, "tcsd_x86": {"state": "running"}}})";
+    for (const char* key : {kOpenKey, "null"})
+    {
+        const winsim::Machine machine = MachineWithKey(key, services);
+        const SimulatedRun run = Unblock(machine);
+        StepSequence expected{machine};
+        const bool opened = OpenKeyAndDelete(expected);
+        expected.Step("IsServiceRunning", {"TBS"});
+        ExpectRun(run, opened ? "0" : "-1", expected.Whole());
+        EXPECT_EQ(run.After().services, machine.services);
+    }
+}
+
+// ---- Around the restart
+// ----------------------------------------------------------------------------------------------
+
+constexpr char kAllRunning[] = R"({"services": {"TBS": {"state": "running"}, "tcsd_win32.exe": {"state": "running"},
+    "IFXTCS": {"state": "running"}, "tcsd_x86": {"state": "running"}}})";
+
+std::uint32_t StateOf(const SimulatedRun& run, const char* service)
+{
+    const winsim::Service* found = run.After().services.Find(service);
+    return found == nullptr ? 0 : found->status.state;
+}
+
+// Restarts TBS as the unblocking does. The result it leads to.
+std::string RestartTbs(StepSequence& expected)
+{
+    EXPECT_EQ(expected.Step("IsServiceRunning", {"TBS"}), "true");
+    const bool stopped = expected.Step("StopServiceByName", {"tcsd_win32.exe"}) == "true";
+    expected.Step("StopServiceByName", {"IFXTCS"});
+    expected.Step("StopServiceByName", {"tcsd_x86"});
+    const bool restarted = expected.Step("RestartServiceByName", {"TBS"}) == "true";
+    if (stopped)
+        expected.Step("StartServiceByName", {"tcsd_win32.exe"});
+    return restarted ? "0" : "-2";
+}
+
+TEST(UnblockTpmCommands, TheStacksAreStoppedAroundTheRestartAndOnlyNtrusIsStartedAgain)
+{
+    const winsim::Machine machine = MachineWithKey(kOpenKey, kAllRunning);
+    const SimulatedRun run = Unblock(machine);
+    StepSequence expected{machine};
+    EXPECT_TRUE(OpenKeyAndDelete(expected));
+    EXPECT_EQ(RestartTbs(expected), "0");
+    ExpectRun(run, "0", expected.Whole());
+    EXPECT_EQ(StateOf(run, "TBS"), 4u);
+    EXPECT_EQ(StateOf(run, "tcsd_win32.exe"), 4u);
+    EXPECT_EQ(StateOf(run, "IFXTCS"), 1u);
+    EXPECT_EQ(StateOf(run, "tcsd_x86"), 1u);
+}
+
+TEST(UnblockTpmCommands, WithoutNtrusServiceNoneIsStartedAgain)
+{
+    const winsim::Machine machine = MachineWithKey(kOpenKey, R"({"services": {"TBS": {"state": "running"},
+        "IFXTCS": {"state": "running"}, "tcsd_x86": {"state": "running"}}})");
+    const SimulatedRun run = Unblock(machine);
+    StepSequence expected{machine};
+    EXPECT_TRUE(OpenKeyAndDelete(expected));
+    EXPECT_EQ(RestartTbs(expected), "0");
+    ExpectRun(run, "0", expected.Whole());
+    EXPECT_EQ(StateOf(run, "IFXTCS"), 1u);
+    EXPECT_EQ(StateOf(run, "tcsd_x86"), 1u);
+    EXPECT_FALSE(run.outcome.callCounts.contains("StartServiceByName"));
+}
+
+TEST(UnblockTpmCommands, ANtruServiceThatWasStoppedBeforeIsStartedToo)
+{
+    const winsim::Machine machine = MachineWithKey(kOpenKey, R"({"services": {"TBS": {"state": "running"},
+        "tcsd_win32.exe": {"state": "stopped"}}})");
+    const SimulatedRun run = Unblock(machine);
+    StepSequence expected{machine};
+    EXPECT_TRUE(OpenKeyAndDelete(expected));
+    EXPECT_EQ(RestartTbs(expected), "0");
+    ExpectRun(run, "0", expected.Whole());
+    EXPECT_EQ(StateOf(run, "tcsd_win32.exe"), 4u);
+}
+
+TEST(UnblockTpmCommands, ARestartThatSucceedsOutweighsAKeyThatStayedClosed)
+{
+    const winsim::Machine machine = MachineWithKey("null", kAllRunning);
+    const SimulatedRun run = Unblock(machine);
+    StepSequence expected{machine};
+    EXPECT_FALSE(OpenKeyAndDelete(expected));
+    EXPECT_EQ(RestartTbs(expected), "0");
+    ExpectRun(run, "0", expected.Whole());
+}
+
+TEST(UnblockTpmCommands, AFailedRestartIsAResultOfItsOwnAndNtrusServiceIsStartedAllTheSame)
+{
+    constexpr char kStuck[] = R"({"services": {"TBS": {"state": "running", "onStart": {"error": 1053}},
+        "tcsd_win32.exe": {"state": "running"}}})";
+    for (const char* key : {kOpenKey, "null"})
+    {
+        const winsim::Machine machine = MachineWithKey(key, kStuck);
+        const SimulatedRun run = Unblock(machine);
+        StepSequence expected{machine};
+        OpenKeyAndDelete(expected);
+        EXPECT_EQ(RestartTbs(expected), "-2");
+        ExpectRun(run, "-2", expected.Whole());
+        EXPECT_EQ(StateOf(run, "tcsd_win32.exe"), 4u);
+    }
+}
+
+TEST(UnblockTpmCommands, ATbsThatIsOnItsWayCountsAsRunning)
+{
+    const winsim::Machine machine =
+        MachineWithKey(kOpenKey, R"({"services": {"TBS": {"state": "startPending", "states": [
+            {"afterMs": 500, "state": "running"}]}}})");
+    EXPECT_EQ(Unblock(machine).outcome.callCounts.contains("ControlService"), true);
+}
+
+} // namespace
