@@ -19,6 +19,8 @@ function(conformance_for_windows)
     target_compile_options(winsim_conformance PRIVATE ${KELO_WARNINGS})
     target_link_libraries(winsim_conformance PRIVATE gtest_for_windows shell32 advapi32 ole32 version)
     target_link_options(winsim_conformance PRIVATE -static -s)
+    # One of its tests loads texts.
+    add_dependencies(winsim_conformance Internationalization_en)
 endfunction()
 
 function(conformance_on_winsim)

@@ -24,6 +24,7 @@ e2e_program(described_program tests/e2e/standins/described_program.cpp)
 e2e_program(service_program tests/e2e/standins/service_program.cpp)
 e2e_program(export_host tests/e2e/tools/export_host.cpp)
 target_link_libraries(export_host PRIVATE msi)
+e2e_program(sleeper tests/e2e/standins/sleeper.cpp)
 e2e_program(service_tool tests/e2e/tools/service_tool.cpp)
 
 # The program's single functions.

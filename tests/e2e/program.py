@@ -8,12 +8,13 @@ import shutil
 import subprocess
 import tempfile
 
-from provision import complete, provision
+from provision import WINE_FAULTS, as_on_wine, complete, provision
 from wine import ROOT, Prefix
 
 EXE = ROOT / "build" / "windows" / "KeloCustomAction.exe"
 DLL = EXE.with_suffix(".dll")
 EXPORT_HOST = EXE.with_name("export_host.exe")
+CALLS = EXE.with_name("kelo_calls.exe")
 REHEARSE = ROOT / "build" / "native" / "kelo-rehearse"
 
 LOG = r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\kelo_install_log.txt"
@@ -75,6 +76,20 @@ class Machine:
             raise AssertionError(f"{name}: export_host ended with {status}")
         return int(result), [parse(line)["message"] for line in self._log_lines()[before:]]
 
+    def call(self, function, *arguments):
+        """Calls a single function of the program. Returns its result as text, and the messages it logged."""
+        before = len(self._log_lines())
+        status, result = self.prefix.wine(CALLS, function, *arguments)
+        if status != 0:
+            raise AssertionError(f"{function}: kelo_calls ended with {status}")
+        return result.decode(), [parse(line)["message"] for line in self._log_lines()[before:]]
+
+    def place(self, file, path):
+        """Puts a file of the build on the machine."""
+        target = self.prefix.path(path)
+        target.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copyfile(file, target)
+
     def _log_lines(self):
         log = self.prefix.path(LOG)
         return log.read_bytes().decode("cp1252").splitlines() if log.is_file() else []
@@ -93,11 +108,12 @@ def rehearse_export(description, name):
 
 
 def rehearsal(description, *arguments):
-    """The exit status and the JSON report of kelo-rehearse for a machine."""
+    """The exit status and the JSON report of kelo-rehearse for a machine that is as Wine is where nothing is said."""
     with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
-        json.dump(description, file)
+        json.dump(as_on_wine(description), file)
         file.flush()
-        done = subprocess.run([REHEARSE, "--json", file.name, *arguments], capture_output=True, text=True, check=False)
+        done = subprocess.run([REHEARSE, "--json", *WINE_FAULTS, file.name, *arguments], capture_output=True, text=True,
+                              check=False)
     if done.returncode == USAGE_ERROR:
         raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
     return done.returncode, json.loads(done.stdout)

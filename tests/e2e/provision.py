@@ -3,6 +3,7 @@
 import json
 
 import standins
+import services
 from wine import ROOT
 
 # The Windows versions that Wine knows, and the build and service pack that it gives each.
@@ -51,7 +52,8 @@ def complete(description):
 def provision(prefix, description):
     """Sets a prefix up. Returns the paths of what the description says and the prefix can not be."""
     work = _Work(prefix, complete(description))
-    for area, value in description.items():
+    # A machine has a Windows version also where its description does not say so.
+    for area, value in {"windows": {}, **description}.items():
         apply = AREAS.get(area)
         if apply is None:
             work.missing.append(area)
@@ -222,6 +224,42 @@ def _apply_installer(work, installer):
         work.missing.append("installer.properties.CustomActionData")
 
 
+def _apply_services(work, described):
+    own = complete({})["services"]
+    services.keep(work.prefix)
+    for name, service in described.items():
+        if service is None:
+            # Wine has its own; what a plain machine has need not be among them.
+            if services.show(work.prefix, name):
+                services.delete(work.prefix, name)
+        elif name in own:
+            work.missing.append(f"services.{name}")
+        else:
+            work.miss_all(f"services.{name}", services.create(work.prefix, name, service))
+
+
+# Where a plain Windows machine and Wine differ: what Wine has, as a description.
+WINE = {
+    "folders": {"windows": r"C:\windows", "system": r"C:\windows\system32"},
+    "environment": {"windir": r"C:\windows", "SystemRoot": r"C:\windows"},
+    "services": {"TBS": None, "SCardSvr": None, "CertPropSvc": None},
+    "smartCards": {"manager": 0x80100001},
+}
+
+# Wine's provider configuration accepts every registration and keeps none; taking one back is not implemented.
+WINE_FAULTS = ["--fault", "BCryptRegisterProvider=0", "--fault", "BCryptAddContextFunctionProvider=0",
+               "--fault", "BCryptRemoveContextFunctionProvider=0xC0000002"]
+
+
+def as_on_wine(description):
+    """The description, with what Wine has in place of a plain machine's where it says nothing itself."""
+    def under(base, over):
+        if not isinstance(base, dict) or not isinstance(over, dict):
+            return over
+        return {**base, **{name: under(base.get(name), value) for name, value in over.items()}}
+    return under(WINE, description)
+
+
 # How each area of a description is set up; any other is missing.
 AREAS = {
     "title": _apply_title,
@@ -234,4 +272,5 @@ AREAS = {
     "libraries": _apply_libraries,
     "programs": _apply_programs,
     "installer": _apply_installer,
+    "services": _apply_services,
 }

@@ -3,7 +3,7 @@
 
 #include "tests/support/test_text.h"
 
-#include <functional>
+#include <concepts>
 #include <string>
 #include <vector>
 
@@ -35,11 +35,8 @@ inline std::string ResultText(bool value)
 {
     return value ? "true" : "false";
 }
-inline std::string ResultText(int value)
-{
-    return std::to_string(value);
-}
-inline std::string ResultText(unsigned value)
+template <std::integral Number>
+std::string ResultText(Number value)
 {
     return std::to_string(value);
 }

@@ -4,6 +4,7 @@
 
 #include <msi.h>
 #include <msiquery.h>
+#include <wtypes.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -18,7 +19,7 @@ using Export = UINT(WINAPI*)(MSIHANDLE);
 UINT MakePackage(const wchar_t* path)
 {
     MSIHANDLE database = 0;
-    if (const UINT error = MsiOpenDatabaseW(path, MSIDBOPEN_CREATE, &database))
+    if (const UINT error = MsiOpenDatabaseW(path, reinterpret_cast<LPCWSTR>(MSIDBOPEN_CREATE), &database))
         return error;
     MSIHANDLE summary = 0;
     constexpr UINT kTemplate = 7;

@@ -1,6 +1,7 @@
 // Registers, starts, shows and deletes services for tests. Texts go in and out as UTF-8.
 //
 // service_tool create NAME BINARY_PATH DISPLAY_NAME   on-demand service of its own process
+// service_tool path NAME BINARY_PATH                  gives it another command line
 // service_tool start NAME
 // service_tool delete NAME
 // service_tool show NAME                              status, configuration and description, a JSON object
@@ -54,7 +55,18 @@ int ExitStatus(BOOL succeeded)
     return succeeded ? 0 : static_cast<int>(GetLastError());
 }
 
-int Show(SC_HANDLE service)
+// The services that must run first, a multi-string: from the registry, because Wine keeps them there and does not
+// report them in the configuration.
+std::vector<wchar_t> Dependencies(const std::wstring& name)
+{
+    std::vector<wchar_t> list(kBufferBytes);
+    DWORD size = kBufferBytes;
+    RegGetValueW(HKEY_LOCAL_MACHINE, (L"SYSTEM\\CurrentControlSet\\Services\\" + name).c_str(), L"DependOnService",
+                 RRF_RT_REG_MULTI_SZ, nullptr, list.data(), &size);
+    return list;
+}
+
+int Show(SC_HANDLE service, const wchar_t* name)
 {
     std::vector<BYTE> configurationBytes(kBufferBytes);
     auto* configuration = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(configurationBytes.data());
@@ -71,7 +83,7 @@ int Show(SC_HANDLE service)
                 status.dwCurrentState, status.dwControlsAccepted, configuration->dwServiceType,
                 configuration->dwStartType, configuration->dwErrorControl,
                 Quoted(configuration->lpBinaryPathName).c_str(), Quoted(configuration->lpLoadOrderGroup).c_str(),
-                QuotedList(configuration->lpDependencies).c_str(), Quoted(configuration->lpServiceStartName).c_str(),
+                QuotedList(Dependencies(name).data()).c_str(), Quoted(configuration->lpServiceStartName).c_str(),
                 Quoted(configuration->lpDisplayName).c_str(), Quoted(description->lpDescription).c_str());
     return 0;
 }
@@ -91,7 +103,10 @@ int wmain(int argc, wchar_t** argv)
         return ExitStatus(FALSE);
     if (verb == L"start")
         return ExitStatus(StartServiceW(service, 0, nullptr));
+    if (verb == L"path" && argc > 3)
+        return ExitStatus(ChangeServiceConfigW(service, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                                               argv[3], nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
     if (verb == L"delete")
         return ExitStatus(DeleteService(service));
-    return Show(service);
+    return Show(service, argv[2]);
 }

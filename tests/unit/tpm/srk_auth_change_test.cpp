@@ -130,12 +130,10 @@ Script AskForData(const std::string& data)
 Script RunTool(const std::string& ordinal, const std::string& arguments, std::uint32_t exitCode)
 {
     // The first run has ended when the second begins, so both get the same free identifier.
-    const std::string id = "4312";
     return {
         R"(CreateProcessW(null, )" + Json(kTool + arguments).dump() +
             R"(, null, null, 0, 0, null, null, {"cb":104,"dwFlags":0}) = 1 lpProcessInformation:{"hProcess":"process#)" +
-            ordinal + R"(","hThread":"thread#)" + ordinal + R"(","dwProcessId":)" + id + R"(,"dwThreadId":)" +
-            "4313}",
+            ordinal + R"(","hThread":"thread#)" + ordinal + R"(","dwProcessId":4312,"dwThreadId":4313})",
         R"(WaitForSingleObject("process#)" + ordinal + R"(", 4294967295) = 0)",
         R"(GetExitCodeProcess("process#)" + ordinal + R"(") = 1 lpExitCode:)" + std::to_string(exitCode),
         R"(CloseHandle("process#)" + ordinal + R"(") = 1)", R"(CloseHandle("thread#)" + ordinal + R"(") = 1)"};

@@ -1,0 +1,54 @@
+"""Real processes are found by the name of their program file and ended."""
+
+import unittest
+
+import services
+from program import Machine
+
+FOUND = "  found process: <PatchAgent.exe>"
+TRIED = "Try to kill process: PatchAgent.exe"
+KILLED = "Killed process: PatchAgent.exe"
+NOT_FOUND = "Cannot find this process: PatchAgent.exe"
+
+
+class KillProcessByName(unittest.TestCase):
+    def test_of_two_processes_one_is_ended_at_a_time(self):
+        with Machine({}) as machine:
+            for folder in ("A", "B"):
+                services.start(machine.prefix, f"C:\\{folder}\\PatchAgent.exe")
+            for _ in range(2):
+                self.assertEqual(machine.call("KillProcessByName", "PatchAgent.exe"), ("true", [TRIED, FOUND, KILLED]))
+            self.assertEqual(machine.call("KillProcessByName", "PatchAgent.exe"), ("false", [TRIED, NOT_FOUND]))
+
+    def test_name_in_another_case(self):
+        with Machine({}) as machine:
+            services.start(machine.prefix, r"C:\A\PatchAgent.exe")
+            self.assertEqual(machine.call("KillProcessByName", "PATCHAGENT.EXE"),
+                             ("true", ["Try to kill process: PATCHAGENT.EXE", "  found process: <PATCHAGENT.EXE>",
+                                       "Killed process: PATCHAGENT.EXE"]))
+            self.assertEqual(machine.call("FindProcessByName", "PatchAgent.exe"), ("false", []))
+
+    def test_find_leaves_the_process_alone(self):
+        with Machine({}) as machine:
+            services.start(machine.prefix, r"C:\A\PatchAgent.exe")
+            for _ in range(2):
+                self.assertEqual(machine.call("FindProcessByName", "PatchAgent.exe"), ("true", [FOUND]))
+
+
+class GetServiceBinaryPath(unittest.TestCase):
+    def check(self, binary_path, result):
+        with Machine({"services": {"Some": {"binaryPath": binary_path}}}) as machine:
+            self.assertEqual(machine.call("GetServiceBinaryPath", "Some"), (result, []))
+
+    def test_quoted(self):
+        self.check(r'"C:\Program Files\X\svc.exe" -Service', r"C:\Program Files\X")
+
+    def test_unquoted(self):
+        self.check(r"C:\Standins\svc.exe", r":\Standins")
+
+    def test_configuration_of_more_than_4096_bytes(self):
+        self.check(r'"C:\Standins\svc.exe" ' + 2000 * "x", "(none) (untouched)")
+
+    def test_unknown(self):
+        with Machine({}) as machine:
+            self.assertEqual(machine.call("GetServiceBinaryPath", "Some"), ("(none) (untouched)", []))
