@@ -113,6 +113,7 @@ function(native_tests group)
 endfunction()
 
 native_tests(unit)
+native_tests(scenarios)
 
 include(cmake/e2e.cmake)
 include(cmake/style.cmake)
