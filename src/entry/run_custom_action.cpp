@@ -48,8 +48,8 @@ void UninstallVirtualSmartCard(const std::string& installFolder)
 
 int Setup(const CommandLine& commandLine)
 {
-    const SetupOptions options = ReadSetupOptions(commandLine.argc, commandLine.argv);
     const std::string installFolder = InstallFolderOf(commandLine.argv[0]);
+    const SetupOptions options = ReadSetupOptions(commandLine.argc, commandLine.argv);
     CKspRegistration().RegisterKsps();
     InstallAutoEnrollmentTasks();
     const CComInitializer com;

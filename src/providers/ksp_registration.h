@@ -23,8 +23,8 @@ public:
 
     // Register one provider and its context function. 0, or the status of the CNG call that failed:
     // STATUS_OBJECT_NAME_COLLISION (0xC0000035) when the provider is there already, whose context function is then
-    // not looked after. E_FAIL without bcrypt.dll, and when it lacks a function that is needed: CNG is then not
-    // called at all. Logs each failure.
+    // not looked after. E_FAIL without bcrypt.dll, and when it lacks a function, in place of that function's
+    // call. Logs each failure.
     DWORD RegisterTcgKsp() const;
     DWORD RegisterStrongAuthKsp() const;
 

@@ -3,6 +3,7 @@
 
 #include "log/platform_event.h"
 #include "platform/exception_guard.h"
+#include "platform/library_function.h"
 #include "platform/unique_handle.h"
 #include "tss/tss_log.h"
 
@@ -19,15 +20,10 @@ constexpr int kYes = 1;        // isEnabled, isActivated, isOwned
 constexpr int kSrkCorrect = 0; // ValidSRKAuth
 constexpr int kSrkIncorrect = 1;
 
-Query FindFunction(HMODULE library, const char* name)
-{
-    return reinterpret_cast<Query>(reinterpret_cast<void*>(GetProcAddress(library, name)));
-}
-
 // Nothing found here changes the result: an SRK in the wrong form is only reported.
 void CheckSrk(HMODULE library)
 {
-    const Query isOwned = FindFunction(library, "isOwned");
+    const Query isOwned = FindFunction<Query>(library, "isOwned");
     if (isOwned == nullptr)
     {
         WriteLog(g_tssLog, "Function isOwned() Not found");
@@ -36,7 +32,7 @@ void CheckSrk(HMODULE library)
     if (isOwned() != kYes)
         return;
 
-    const Query validSrkAuth = FindFunction(library, "ValidSRKAuth");
+    const Query validSrkAuth = FindFunction<Query>(library, "ValidSRKAuth");
     if (validSrkAuth == nullptr)
     {
         WriteLog(g_tssLog, "Function ValidSRKAuth() Not found");
@@ -59,7 +55,7 @@ void CheckSrk(HMODULE library)
 
 DWORD CheckTpm(HMODULE library)
 {
-    const Query isEnabled = FindFunction(library, "isEnabled");
+    const Query isEnabled = FindFunction<Query>(library, "isEnabled");
     if (isEnabled == nullptr)
     {
         WriteLog(g_tssLog, "Function isEnabled() not found");
@@ -72,7 +68,7 @@ DWORD CheckTpm(HMODULE library)
     }
     WriteLog(g_tssLog, "TPM is enabled");
 
-    const Query isActivated = FindFunction(library, "isActivated");
+    const Query isActivated = FindFunction<Query>(library, "isActivated");
     if (isActivated == nullptr)
     {
         WriteLog(g_tssLog, "Function isActivated() Not found");
@@ -91,7 +87,7 @@ DWORD CheckTpm(HMODULE library)
 
 DWORD CheckStack(HMODULE library)
 {
-    const Query detectTss = FindFunction(library, "DetectTSS");
+    const Query detectTss = FindFunction<Query>(library, "DetectTSS");
     if (detectTss == nullptr)
     {
         WriteLog(g_tssLog, "Failed to get Function Pointer to DetectTSS()");
