@@ -17,8 +17,10 @@ function(conformance_for_windows)
     target_include_directories(winsim_conformance PRIVATE ${PROJECT_SOURCE_DIR})
     target_compile_definitions(winsim_conformance PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
     target_compile_options(winsim_conformance PRIVATE ${KELO_WARNINGS})
-    target_link_libraries(winsim_conformance PRIVATE gtest_for_windows shell32 advapi32 ole32)
+    target_link_libraries(winsim_conformance PRIVATE gtest_for_windows shell32 advapi32 ole32 version)
     target_link_options(winsim_conformance PRIVATE -static -s)
+    # One of its tests loads texts.
+    add_dependencies(winsim_conformance Internationalization_en)
 endfunction()
 
 function(conformance_on_winsim)

@@ -103,7 +103,9 @@ target_compile_options(test_support PRIVATE ${KELO_WARNINGS})
 
 # A group of native tests: every test source of its folder and the folders below.
 function(native_tests group)
-    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${group}/*_test.cpp)
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${group}/*.cpp)
+    # What tests/unit/calls/ offers belongs to the program's image.
+    list(FILTER sources EXCLUDE REGEX /calls/)
     add_executable(${group}_tests ${sources})
     target_link_libraries(${group}_tests PRIVATE test_support)
     target_compile_options(${group}_tests PRIVATE ${KELO_WARNINGS})
@@ -113,6 +115,7 @@ function(native_tests group)
 endfunction()
 
 native_tests(unit)
+native_tests(scenarios)
 
 include(cmake/e2e.cmake)
 include(cmake/style.cmake)

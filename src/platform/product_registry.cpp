@@ -21,6 +21,12 @@ LSTATUS ReadInto(std::string& buffer, HKEY key, const char* valueName, DWORD* ty
     return RegQueryValueExA(key, valueName, nullptr, type, reinterpret_cast<BYTE*>(buffer.data()), &size);
 }
 
+// What stands in front of the first zero.
+std::string TextIn(const std::string& buffer)
+{
+    return buffer.substr(0, buffer.find('\0'));
+}
+
 } // namespace
 
 std::optional<DWORD> ReadDword(HKEY key, const char* valueName)
@@ -42,7 +48,7 @@ std::optional<std::string> ReadText(HKEY key, const char* valueName)
         return std::nullopt;
     std::string buffer = MakeBuffer(size);
     static_cast<void>(ReadInto(buffer, key, valueName, &type));
-    return std::string(buffer.c_str());
+    return TextIn(buffer);
 }
 
 std::optional<std::string> ReadText(HKEY key, const char* valueName, DWORD capacity)
@@ -51,5 +57,5 @@ std::optional<std::string> ReadText(HKEY key, const char* valueName, DWORD capac
     DWORD type = REG_NONE;
     if (ReadInto(buffer, key, valueName, &type) != ERROR_SUCCESS || !IsText(type))
         return std::nullopt;
-    return std::string(buffer.c_str());
+    return TextIn(buffer);
 }

@@ -8,7 +8,7 @@ import shutil
 import subprocess
 import tempfile
 
-from provision import complete, provision
+from provision import WINE_FAULTS, as_on_wine, complete, provision
 from wine import ROOT, Prefix
 
 EXE = ROOT / "build" / "windows" / "KeloCustomAction.exe"
@@ -108,11 +108,12 @@ def rehearse_export(description, name):
 
 
 def rehearsal(description, *arguments):
-    """The exit status and the JSON report of kelo-rehearse for a machine."""
+    """The exit status and the JSON report of kelo-rehearse for a machine that is as Wine is where nothing is said."""
     with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
-        json.dump(description, file)
+        json.dump(as_on_wine(description), file)
         file.flush()
-        done = subprocess.run([REHEARSE, "--json", file.name, *arguments], capture_output=True, text=True, check=False)
+        done = subprocess.run([REHEARSE, "--json", *WINE_FAULTS, file.name, *arguments], capture_output=True, text=True,
+                              check=False)
     if done.returncode == USAGE_ERROR:
         raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
     return done.returncode, json.loads(done.stdout)

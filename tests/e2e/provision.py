@@ -247,6 +247,28 @@ def _apply_services(work, described):
             work.miss_all(f"services.{name}", services.create(work.prefix, name, service))
 
 
+# Where a plain Windows machine and Wine differ: what Wine has, as a description.
+WINE = {
+    "folders": {"windows": r"C:\windows", "system": r"C:\windows\system32"},
+    "environment": {"windir": r"C:\windows", "SystemRoot": r"C:\windows"},
+    "services": {"TBS": None, "SCardSvr": None, "CertPropSvc": None},
+    "smartCards": {"manager": 0x80100001},
+}
+
+# Wine's provider configuration accepts every registration and keeps none; taking one back is not implemented.
+WINE_FAULTS = ["--fault", "BCryptRegisterProvider=0", "--fault", "BCryptAddContextFunctionProvider=0",
+               "--fault", "BCryptRemoveContextFunctionProvider=0xC0000002"]
+
+
+def as_on_wine(description):
+    """The description, with what Wine has in place of a plain machine's where it says nothing itself."""
+    def under(base, over):
+        if not isinstance(base, dict) or not isinstance(over, dict):
+            return over
+        return {**base, **{name: under(base.get(name), value) for name, value in over.items()}}
+    return under(WINE, description)
+
+
 # How each area of a description is set up; any other is missing.
 AREAS = {
     "title": _apply_nothing,

@@ -213,6 +213,12 @@ struct WrongDescription
     const char* error;
 };
 
+// By this a test is named.
+void PrintTo(const WrongDescription& wrong, std::ostream* stream)
+{
+    *stream << wrong.description;
+}
+
 class DescriptionErrors : public testing::TestWithParam<WrongDescription>
 {};
 

@@ -47,6 +47,27 @@ TEST(SHGetFolderPathA, RefusesAnUnknownFolder)
     EXPECT_EQ(Shown(wide), "");
 }
 
+TEST(SHGetSpecialFolderPathW, GivesTheSamePath)
+{
+    for (const int folder : {CSIDL_COMMON_APPDATA, CSIDL_WINDOWS, CSIDL_SYSTEM, CSIDL_PROGRAM_FILES})
+    {
+        wchar_t path[MAX_PATH] = {};
+        wchar_t special[MAX_PATH] = {};
+        EXPECT_EQ(SHGetFolderPathW(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path), S_OK) << folder;
+        EXPECT_TRUE(SHGetSpecialFolderPathW(nullptr, special, folder, FALSE)) << folder;
+        EXPECT_EQ(Shown(path), Shown(special));
+    }
+}
+
+TEST(GetWindowsDirectoryA, SaysHowLongItIsWhenItDoesNotFit)
+{
+    char path[MAX_PATH] = {};
+    const UINT length = GetWindowsDirectoryA(path, MAX_PATH);
+    EXPECT_EQ(length, std::string(path).size());
+    EXPECT_EQ(GetWindowsDirectoryA(path, length), length + 1);
+    EXPECT_EQ(GetWindowsDirectoryA(path, length + 1), length);
+}
+
 TEST(SHCreateDirectoryExA, MakesAllMissingDirectories)
 {
     const std::string top = TestDirectory();

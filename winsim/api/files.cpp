@@ -262,6 +262,9 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
 
     const bool existed = AllFiles().Find(name.path) != nullptr;
     File& file = AllFiles().Create(name.path, false);
+    if (!existed && (dwFlagsAndAttributes & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN)) != 0)
+        file.attributes =
+            FILE_ATTRIBUTE_ARCHIVE | (dwFlagsAndAttributes & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
     if (dwCreationDisposition == CREATE_ALWAYS || dwCreationDisposition == TRUNCATE_EXISTING)
     {
         file.content.clear();

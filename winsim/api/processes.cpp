@@ -175,6 +175,9 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
     if (lpCurrentDirectory != nullptr && !simulation.machine.files.IsDirectory(winsim::Utf8(lpCurrentDirectory)))
         return call.Fail(FALSE, ERROR_DIRECTORY);
 
+    // A file that nobody describes as a program is none.
+    if (!simulation.machine.programs.IsDescribed(parts.program))
+        return call.Fail(FALSE, ERROR_BAD_EXE_FORMAT);
     const ProgramRun run = simulation.machine.programs.RunOf(parts.program, parts.arguments);
     if (run.startError != 0)
         return call.Fail(FALSE, run.startError);

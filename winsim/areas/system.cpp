@@ -81,14 +81,10 @@ std::string WindowsInfo::VersionText() const
 
 Json WindowsInfo::ToJson() const
 {
-    return {{"version", VersionText()},
-            {"build", build},
-            {"servicePack", servicePack},
-            {"platform", platform},
-            {"wow64", isWow64},
-            {"codePage", codePage},
-            {"uiLanguage", uiLanguage},
-            {"userLanguage", userLanguage}};
+    return {{"version", VersionText()},   {"build", build},
+            {"servicePack", servicePack}, {"platform", platform},
+            {"wow64", isWow64},           {"codePage", codePage},
+            {"uiLanguage", uiLanguage},   {"userLanguage", userLanguage}};
 }
 
 void Clock::Load(const Reader& reader)

@@ -105,14 +105,16 @@ TEST(PublishResultMessage, ALaterFailureReplacesAnEarlierText)
 }
 
 // What is asked of Windows for the language and the library, in English on a current Windows.
-const Script kLoadEnglish = Joined(AskForVersion(5, 2, true), Script{
-    R"(LoadLibraryA("kernel32.dll") = "library#1")",
-    R"(GetProcAddress("library#1", "GetThreadUILanguage") = "kernel32.dll!GetThreadUILanguage")",
-    "GetThreadUILanguage() = 1033",
-    R"(FreeLibrary("library#1") = 1)",
-    R"(GetLocaleInfoA(1033, 89, 3) = 3 lpLCData:"en")",
-    R"(LoadLibraryA("Internationalization_en.dll") = "library#2")",
-});
+const Script kLoadEnglish =
+    Joined(AskForVersion(5, 2, true),
+           Script{
+               R"(LoadLibraryA("kernel32.dll") = "library#1")",
+               R"(GetProcAddress("library#1", "GetThreadUILanguage") = "kernel32.dll!GetThreadUILanguage")",
+               "GetThreadUILanguage() = 1033",
+               R"(FreeLibrary("library#1") = 1)",
+               R"(GetLocaleInfoA(1033, 89, 3) = 3 lpLCData:"en")",
+               R"(LoadLibraryA("Internationalization_en.dll") = "library#2")",
+           });
 
 const Script kOpenInstallerKey{
     R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Installer", 0, null, 0, 983103, null) = 0 )"

@@ -186,8 +186,8 @@ TEST(SetConfigFileAccess, AMissingDirectoryEndsIt)
 
 TEST(SetConfigFileAccess, AFileThatCannotBeMadeFailsOnlyWhenTheListIsApplied)
 {
-    const SimulatedRun run =
-        Replace(kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "denied": true}}})");
+    const SimulatedRun run = Replace(
+        kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "denied": true}}})");
     ExpectRun(
         run, "0",
         Joined(kFolderLine, ReadLine(kFile, 2),

@@ -135,8 +135,7 @@ TEST(RemoveTSP1File, AnyOtherFolderFailurePassesForSuccess)
 {
     // The program asks for folders before, to open its log. The empty folder leads to the root of the current drive.
     const std::size_t before = CountOf("SHGetFolderPathA", Remove("{}", "0").startScript);
-    const SimulatedRun run =
-        Remove("{}", "0", {.faults = {fmt::format("SHGetFolderPathA#{}=0x80070002", before + 1)}});
+    const SimulatedRun run = Remove("{}", "0", {.faults = {fmt::format("SHGetFolderPathA#{}=0x80070002", before + 1)}});
     EXPECT_EQ(run.result, "-1");
     EXPECT_THAT(run.log,
                 ElementsAre("RemoveTSP1File - enter 0",

@@ -1,0 +1,319 @@
+// Proves that the calls on files behave as Windows documents them, with its errors.
+#include "tests/winsim/support.h"
+
+#include <share.h>
+
+#include <cstdio>
+
+namespace
+{
+
+std::wstring Wide(const std::string& text)
+{
+    return {text.begin(), text.end()};
+}
+
+void MakeFile(const std::string& path, const char* text = "text")
+{
+    std::FILE* file = _fsopen(path.c_str(), "a", _SH_DENYNO);
+    ASSERT_TRUE(file != nullptr);
+    EXPECT_GE(std::fputs(text, file), 0);
+    EXPECT_EQ(std::fclose(file), 0);
+}
+
+void MakeReadOnlyFile(const std::string& path)
+{
+    const HANDLE file =
+        CreateFileW(Wide(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_READONLY, nullptr);
+    ASSERT_TRUE(file != INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(CloseHandle(file));
+}
+
+bool Exists(const std::string& path)
+{
+    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+// The last error of a call that is to fail; 0 for one that succeeds.
+template <typename Call>
+DWORD ErrorOf(Call call)
+{
+    SetLastError(ERROR_SUCCESS);
+    return call() ? ERROR_SUCCESS : GetLastError();
+}
+
+DWORD CopyError(const std::string& from, const std::string& to, BOOL failIfExists)
+{
+    const DWORD narrow = ErrorOf([&] { return CopyFileA(from.c_str(), to.c_str(), failIfExists); });
+    const DWORD wide = ErrorOf([&] { return CopyFileW(Wide(from).c_str(), Wide(to).c_str(), failIfExists); });
+    EXPECT_EQ(narrow, wide);
+    return wide;
+}
+
+DWORD DeleteError(const std::string& path)
+{
+    return ErrorOf([&] { return DeleteFileA(path.c_str()); });
+}
+
+DWORD MoveError(const std::string& from, const std::string& to)
+{
+    return ErrorOf([&] { return MoveFileA(from.c_str(), to.c_str()); });
+}
+
+DWORD AttributesError(const std::string& path)
+{
+    const DWORD narrow = ErrorOf([&] { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; });
+    const DWORD wide = ErrorOf([&] { return GetFileAttributesW(Wide(path).c_str()) != INVALID_FILE_ATTRIBUTES; });
+    EXPECT_EQ(narrow, wide);
+    return wide;
+}
+
+// ---- Attributes ----
+
+TEST(GetFileAttributes, TellsFilesFromDirectories)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\file");
+    EXPECT_EQ(GetFileAttributesA(top.c_str()) & FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_EQ(GetFileAttributesA((top + "\\file").c_str()), FILE_ATTRIBUTE_ARCHIVE);
+    EXPECT_EQ(GetFileAttributesW(Wide(top + "\\FILE").c_str()), FILE_ATTRIBUTE_ARCHIVE);
+}
+
+TEST(GetFileAttributes, SaysWhetherTheFileOrItsDirectoryIsMissing)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\file");
+    EXPECT_EQ(AttributesError(top + "\\none"), 2u);
+    EXPECT_EQ(AttributesError(top + "\\none\\none"), 3u);
+    EXPECT_EQ(AttributesError(top + "\\file\\none"), 3u);
+    EXPECT_EQ(AttributesError(""), 3u);
+}
+
+TEST(GetFileAttributes, KnowsNamesThatCannotBe)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine takes them for missing";
+    EXPECT_EQ(AttributesError(":\\NTRU\\bin\\TSP1_x64.dll"), 123u);
+    EXPECT_EQ(AttributesError("C:\\what?"), 123u);
+}
+
+TEST(GetFileAttributes, ResolvesSteps)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\file");
+    EXPECT_EQ(AttributesError(top + "\\.\\file"), 0u);
+    EXPECT_EQ(AttributesError(top + "\\none\\..\\file"), 0u);
+    EXPECT_EQ(AttributesError(top + "\\\\file"), 0u);
+    EXPECT_EQ(AttributesError(top + "/file"), 0u);
+}
+
+// ---- Copies ----
+
+TEST(CopyFile, CopiesOverAFileUnlessItIsToFail)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\one");
+    MakeFile(top + "\\two");
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\three", FALSE), 0u);
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\two", FALSE), 0u);
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\two", TRUE), 80u);
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\TWO", TRUE), 80u);
+    EXPECT_TRUE(Exists(top + "\\one") && Exists(top + "\\three"));
+}
+
+TEST(CopyFile, SaysWhatIsMissing)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\one");
+    EXPECT_EQ(CopyError(top + "\\none", top + "\\two", FALSE), 2u);
+    EXPECT_EQ(CopyError(top + "\\none\\none", top + "\\two", FALSE), 3u);
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\none\\two", FALSE), 3u);
+    EXPECT_EQ(CopyError(top + "\\none", top + "\\one", TRUE), 2u);
+    EXPECT_EQ(CopyError("", top + "\\two", FALSE), 3u);
+    EXPECT_EQ(CopyError(top + "\\one", "", FALSE), 3u);
+}
+
+TEST(CopyFile, CopiesNoDirectory)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\one");
+    EXPECT_EQ(CopyError(top, top + "\\two", FALSE), 5u);
+    EXPECT_EQ(CopyError(top + "\\one", top, FALSE), 5u);
+    EXPECT_EQ(CopyError(top + "\\one", top, TRUE), 80u);
+}
+
+TEST(CopyFile, CopiesNoFileOntoItself)
+{
+    const std::string path = TestDirectory() + "\\one";
+    MakeFile(path);
+    EXPECT_EQ(CopyError(path, path, FALSE), 32u);
+}
+
+TEST(CopyFile, TakesTheAttributesAlong)
+{
+    const std::string top = TestDirectory();
+    MakeReadOnlyFile(top + "\\one");
+    EXPECT_TRUE(CopyFileA((top + "\\one").c_str(), (top + "\\two").c_str(), FALSE));
+    EXPECT_EQ(GetFileAttributesA((top + "\\two").c_str()), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_ARCHIVE);
+}
+
+TEST(CopyFile, ReplacesNoReadOnlyFile)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine replaces it";
+    const std::string top = TestDirectory();
+    MakeReadOnlyFile(top + "\\one");
+    MakeFile(top + "\\two");
+    EXPECT_EQ(CopyError(top + "\\two", top + "\\one", FALSE), 5u);
+}
+
+TEST(CopyFileA, RefusesANameThatIsTooLong)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\one");
+    const std::string name = top + "\\" + std::string(260, 'x');
+    EXPECT_EQ(ErrorOf([&] { return CopyFileA(name.c_str(), (top + "\\two").c_str(), FALSE); }), 206u);
+    EXPECT_EQ(DeleteError(name), 206u);
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine loses the error of the second name";
+    EXPECT_EQ(ErrorOf([&] { return CopyFileA((top + "\\one").c_str(), name.c_str(), FALSE); }), 206u);
+}
+
+// ---- Deletion ----
+
+TEST(DeleteFile, DeletesAFileAlone)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\one");
+    EXPECT_EQ(DeleteError(top + "\\ONE"), 0u);
+    EXPECT_FALSE(Exists(top + "\\one"));
+    EXPECT_EQ(DeleteError(top + "\\one"), 2u);
+    EXPECT_EQ(DeleteError(top + "\\none\\one"), 3u);
+    EXPECT_EQ(DeleteError(top), 5u);
+    EXPECT_EQ(DeleteError(""), 3u);
+    EXPECT_EQ(ErrorOf([&] { return DeleteFileW(Wide(top + "\\one").c_str()); }), 2u);
+}
+
+TEST(DeleteFile, DeletesNoReadOnlyFile)
+{
+    const std::string path = TestDirectory() + "\\one";
+    MakeReadOnlyFile(path);
+    EXPECT_EQ(DeleteError(path), 5u);
+    EXPECT_TRUE(Exists(path));
+}
+
+// ---- Moves ----
+
+TEST(MoveFile, GivesAFileAnotherName)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\one");
+    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 0u);
+    EXPECT_FALSE(Exists(top + "\\one"));
+    EXPECT_TRUE(Exists(top + "\\two"));
+    EXPECT_EQ(MoveError(top + "\\two", top + "\\TWO"), 0u);
+    EXPECT_TRUE(Exists(top + "\\two"));
+}
+
+TEST(MoveFile, MovesADirectoryWithWhatIsInIt)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\file");
+    EXPECT_EQ(MoveError(top, top + "-moved"), 0u);
+    EXPECT_FALSE(Exists(top));
+    EXPECT_TRUE(Exists(top + "-moved\\file"));
+}
+
+TEST(MoveFile, ReplacesNothing)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\one");
+    MakeFile(top + "\\two");
+    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 183u);
+    EXPECT_EQ(MoveError(top + "\\none", top + "\\two"), 2u);
+    EXPECT_EQ(MoveError(top + "\\none\\one", top + "\\three"), 3u);
+    EXPECT_EQ(MoveError(top + "\\one", top + "\\none\\two"), 3u);
+    EXPECT_TRUE(Exists(top + "\\one"));
+}
+
+TEST(MoveFile, MovesAReadOnlyFile)
+{
+    const std::string top = TestDirectory();
+    MakeReadOnlyFile(top + "\\one");
+    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 0u);
+    EXPECT_EQ(DeleteError(top + "\\two"), 5u);
+}
+
+TEST(MoveFileEx, ReplacesWhenItMay)
+{
+    const std::string top = TestDirectory();
+    const std::wstring one = Wide(top + "\\one");
+    const std::wstring two = Wide(top + "\\two");
+    MakeFile(top + "\\one");
+    MakeFile(top + "\\two");
+    EXPECT_EQ(ErrorOf([&] { return MoveFileExW(one.c_str(), two.c_str(), 0); }), 183u);
+    EXPECT_EQ(ErrorOf([&] { return MoveFileExW(one.c_str(), two.c_str(), MOVEFILE_REPLACE_EXISTING); }), 0u);
+    EXPECT_FALSE(Exists(top + "\\one"));
+}
+
+TEST(MoveFileEx, LeavesAFileInPlaceThatItMovesLater)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\one");
+    EXPECT_TRUE(MoveFileExW(Wide(top + "\\one").c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT));
+    EXPECT_TRUE(Exists(top + "\\one"));
+}
+
+// ---- Opening ----
+
+DWORD OpenError(const std::string& path, DWORD access, DWORD disposition)
+{
+    SetLastError(ERROR_SUCCESS);
+    const HANDLE file = CreateFileW(Wide(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                    disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const DWORD error = GetLastError();
+    EXPECT_EQ(file == INVALID_HANDLE_VALUE, error != ERROR_SUCCESS && error != ERROR_ALREADY_EXISTS);
+    EXPECT_TRUE(CloseHandle(file));
+    return error;
+}
+
+TEST(CreateFileW, OpensOrMakes)
+{
+    const std::string path = TestDirectory() + "\\one";
+    EXPECT_EQ(OpenError(path, GENERIC_READ, OPEN_EXISTING), 2u);
+    EXPECT_EQ(OpenError(path, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 0u);
+    EXPECT_EQ(OpenError(path, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 183u);
+    EXPECT_EQ(OpenError(path, GENERIC_READ, OPEN_EXISTING), 0u);
+    EXPECT_EQ(OpenError(path, GENERIC_READ, CREATE_NEW), 80u);
+}
+
+TEST(CreateFileW, RefusesDirectoriesAndMissingOnes)
+{
+    const std::string top = TestDirectory();
+    EXPECT_EQ(OpenError(top, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 5u);
+    EXPECT_EQ(OpenError(top + "\\none\\one", GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 3u);
+}
+
+TEST(CreateFileW, OpensNoReadOnlyFileForWriting)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "the super-user may, and Wine asks the host";
+    const std::string path = TestDirectory() + "\\one";
+    MakeReadOnlyFile(path);
+    EXPECT_EQ(OpenError(path, GENERIC_WRITE, OPEN_EXISTING), 5u);
+    EXPECT_EQ(OpenError(path, GENERIC_READ, OPEN_EXISTING), 0u);
+}
+
+TEST(CloseHandle, TakesTheValueThatStandsForTheProcess)
+{
+    EXPECT_TRUE(CloseHandle(INVALID_HANDLE_VALUE));
+    EXPECT_TRUE(CloseHandle(GetCurrentProcess()));
+}
+
+TEST(CloseHandle, RefusesWhatIsNoHandle)
+{
+    MisusesHandles();
+    EXPECT_EQ(ErrorOf([] { return CloseHandle(nullptr); }), 6u);
+}
+
+} // namespace
