@@ -20,6 +20,21 @@ function(e2e_library name)
 endfunction()
 
 e2e_library(CertJobPlanner tests/e2e/standins/cert_job_planner.cpp)
+# A stand-in for a library of Windows' own. Its target has another name than the library: what the product links with
+# is Windows' import library. Its place in the build keeps it away from the programs there.
+function(e2e_system_library name)
+    e2e_library(standin_${name} ${ARGN} tests/e2e/standins/noted_calls.cpp)
+    target_include_directories(standin_${name} PRIVATE ${PROJECT_SOURCE_DIR})
+    # COM's interfaces have no virtual destructors.
+    target_compile_options(standin_${name} PRIVATE -Wno-non-virtual-dtor)
+    set_target_properties(standin_${name} PROPERTIES OUTPUT_NAME ${name} RUNTIME_OUTPUT_DIRECTORY
+        ${CMAKE_BINARY_DIR}/standins)
+endfunction()
+
+e2e_system_library(bcrypt tests/e2e/standins/bcrypt.cpp)
+e2e_system_library(wbem_locator tests/e2e/standins/wbem_locator.cpp)
+target_link_libraries(standin_wbem_locator PRIVATE ole32 uuid)
+e2e_system_library(winscard tests/e2e/standins/winscard.cpp)
 e2e_program(described_program tests/e2e/standins/described_program.cpp)
 e2e_program(service_program tests/e2e/standins/service_program.cpp)
 e2e_program(export_host tests/e2e/tools/export_host.cpp)

@@ -3,6 +3,7 @@
 import json
 
 import standins
+import system_standins
 import services
 from wine import ROOT
 
@@ -59,6 +60,7 @@ def provision(prefix, description):
             work.missing.append(area)
         else:
             apply(work, value or {})
+    _place_system_standins(work)
     prefix.import_registry("Windows Registry Editor Version 5.00\n" + "".join(work.registry))
     return work.missing
 
@@ -87,8 +89,15 @@ def _merge(target, patch):
     return merged
 
 
-def _apply_title(_work, _title):
-    pass
+def _place_system_standins(work):
+    program = work.machine["process"]["path"]
+    registry, missing = system_standins.place(work.prefix, program, work.machine, complete({}))
+    work.registry.append(registry)
+    work.missing += missing
+
+
+def _apply_nothing(_work, _value):
+    """For what needs no setting up, or is set up on every machine."""
 
 
 def _apply_windows(work, windows):
@@ -262,7 +271,7 @@ def as_on_wine(description):
 
 # How each area of a description is set up; any other is missing.
 AREAS = {
-    "title": _apply_title,
+    "title": _apply_nothing,
     "windows": _apply_windows,
     "process": _apply_process,
     "folders": _apply_folders,
@@ -273,4 +282,7 @@ AREAS = {
     "programs": _apply_programs,
     "installer": _apply_installer,
     "services": _apply_services,
+    "smartCards": _apply_nothing,
+    "cng": _apply_nothing,
+    "wmi": _apply_nothing,
 }

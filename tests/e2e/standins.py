@@ -18,31 +18,48 @@ def place_library(prefix, path, library):
     is no stand-in that could be so."""
     name = path.rpartition("\\")[2]
     exports = library.get("exports", {})
-    numbers = all(isinstance(result, int) for result in exports.values())
+    are_numbers = all(isinstance(result, int) for result in exports.values())
     if RESOURCE_LIBRARY.fullmatch(name) and library == {}:
-        _copy(BUILD / name, prefix, path)
+        copy(BUILD / name, prefix, path)
         return ""
-    if exports.keys() != LIBRARIES.get(name) or library.keys() != {"exports"} or not numbers:
+    if exports.keys() != LIBRARIES.get(name) or library.keys() != {"exports"} or not are_numbers:
         return None
-    _copy(BUILD / name, prefix, path)
-    return _numbers(name, exports)
+    copy(BUILD / name, prefix, path)
+    return numbers(name, exports)
 
 
 def place_program(prefix, path, program):
-    """The same for a described program."""
+    """The same for a described program, which may change the smart-card readers."""
     runs = program.get("runs", [])
-    if any(run.keys() - {"arguments", "exitCode"} for run in runs):
+    if any(run.keys() - {"arguments", "exitCode", "effects"} or not _has_known_effects(run) for run in runs):
         return None
-    _copy(BUILD / "described_program.exe", prefix, path)
+    copy(BUILD / "described_program.exe", prefix, path)
     # Of two runs with the same arguments the first counts.
     codes = {run.get("arguments", ""): run.get("exitCode", 0) for run in reversed(runs)}
-    return _numbers(path.rpartition("\\")[2], codes)
+    readers = "".join(list_line(run["arguments"] + " readers", run["effects"]["smartCards"]["readers"])
+                      for run in runs if "effects" in run)
+    return numbers(path.rpartition("\\")[2], codes) + readers
+
+
+def folders_of(prefix, program):
+    """The folders that a described program was started in."""
+    return _lines(prefix, program, "folders.txt")
 
 
 def runs_of(prefix, program):
     """The command lines that a described program was started with."""
-    noted = prefix.path(program.rpartition("\\")[0] + r"\runs.txt")
+    return _lines(prefix, program, "runs.txt")
+
+
+def _lines(prefix, program, name):
+    noted = prefix.path(program.rpartition("\\")[0] + "\\" + name)
     return noted.read_text(encoding="utf-8").splitlines() if noted.exists() else []
+
+
+def _has_known_effects(run):
+    effects = run.get("effects")
+    return effects is None or ("arguments" in run and effects.keys() == {"smartCards"}
+                               and effects["smartCards"].keys() == {"readers"})
 
 
 def calls_of(prefix, library):
@@ -51,15 +68,27 @@ def calls_of(prefix, library):
     return {name: int(count, 16) for name, count in re.findall(r'"(\w+) calls"=dword:([0-9a-f]{8})', text)}
 
 
-def _copy(file, prefix, path):
+def copy(file, prefix, path):
+    """Puts a file of the build on a machine."""
     target = prefix.path(path)
     target.parent.mkdir(parents=True, exist_ok=True)
     shutil.copyfile(file, target)
 
 
-def _numbers(name, numbers):
+def list_line(name, texts):
+    """The line for a list of texts, behind those of its key."""
+    data = "".join(text + "\0" for text in [*texts, ""]).encode("utf-16-le")
+    return f'"{_escaped(name)}"=hex(7):{data.hex(",")}\n'
+
+
+def _escaped(name):
+    return name.replace("\\", "\\\\").replace('"', '\\"')
+
+
+def numbers(name, values):
+    """The registry key of a stand-in, with these numbers."""
     lines = [f"\n[{KEY}\\{name}]\n"]
-    for value, number in numbers.items():
-        quoted = '"' + value.replace("\\", "\\\\").replace('"', '\\"') + '"' if value else "@"
+    for value, number in values.items():
+        quoted = f'"{_escaped(value)}"' if value else "@"
         lines.append(f"{quoted}=dword:{number & 0xFFFFFFFF:08x}\n")
     return "".join(lines)

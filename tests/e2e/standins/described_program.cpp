@@ -1,5 +1,6 @@
 // A program that ends as it is described: its exit code is the number in the registry under its arguments, or under no
-// name when there is none for these. Its command lines are noted in "runs.txt" beside it.
+// name when there is none for these. The smart-card readers that it leaves behind, if it does, stand there too. Its
+// command lines are noted in "runs.txt" beside it, and the folders that it ran in in "folders.txt".
 #include <windows.h>
 
 #include <filesystem>
@@ -37,6 +38,20 @@ bool FindExitCode(const std::wstring& name, const std::wstring& arguments, DWORD
                         &exitCode, &size) == ERROR_SUCCESS;
 }
 
+// The readers that the run leaves behind are those of the stand-in for the resource manager from then on.
+void ChangeReaders(const std::wstring& name, const std::wstring& arguments)
+{
+    const std::wstring key = kKey + name;
+    const std::wstring value = arguments + L" readers";
+    DWORD size = 0;
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), value.c_str(), RRF_RT_REG_MULTI_SZ, nullptr, nullptr, &size) != 0)
+        return;
+    std::wstring readers(size / sizeof(wchar_t), L'\0');
+    RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), value.c_str(), RRF_RT_REG_MULTI_SZ, nullptr, readers.data(), &size);
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kKey + std::wstring(L"winscard.dll")).c_str(), L"readers", REG_MULTI_SZ,
+                    readers.data(), size);
+}
+
 std::string Utf8(const std::wstring& text)
 {
     std::string utf8(text.size() * 3, '\0');
@@ -52,11 +67,17 @@ int wmain()
 {
     const std::filesystem::path path = OwnPath();
     const std::wstring commandLine = GetCommandLineW();
-    std::ofstream(path.parent_path() / "runs.txt", std::ios::app | std::ios::binary) << Utf8(commandLine) << "\n";
+    const auto note = [&](const char* file, const std::wstring& line) {
+        std::ofstream(path.parent_path() / file, std::ios::app | std::ios::binary) << Utf8(line) << "\n";
+    };
+    note("runs.txt", commandLine);
+    note("folders.txt", std::filesystem::current_path().wstring());
 
     DWORD exitCode = 0;
     const std::wstring name = path.filename().wstring();
-    if (!FindExitCode(name, ArgumentsOf(commandLine, path.wstring()), exitCode))
+    const std::wstring arguments = ArgumentsOf(commandLine, path.wstring());
+    if (!FindExitCode(name, arguments, exitCode))
         FindExitCode(name, L"", exitCode);
+    ChangeReaders(name, arguments);
     return static_cast<int>(exitCode);
 }

@@ -1,0 +1,136 @@
+// The configuration of cryptography (CNG): it keeps providers and those of key storage in the registry, and notes each
+// call with its whole record.
+#include "tests/e2e/standins/noted_calls.h"
+
+#include <bcrypt.h>
+#include <ncrypt.h>
+
+#include <cwchar>
+#include <string>
+
+namespace
+{
+
+constexpr wchar_t kProviders[] = L"SOFTWARE\\KeloStandIns\\bcrypt.dll\\Providers";
+constexpr wchar_t kKeyStorage[] = L"SOFTWARE\\KeloStandIns\\bcrypt.dll\\KeyStorage";
+
+constexpr NTSTATUS kSuccess = 0;
+constexpr NTSTATUS kNameCollision = static_cast<NTSTATUS>(0xC0000035);
+constexpr NTSTATUS kNotFound = static_cast<NTSTATUS>(0xC0000225);
+
+bool IsListed(const wchar_t* list, const wchar_t* provider)
+{
+    return RegGetValueW(HKEY_LOCAL_MACHINE, list, provider, RRF_RT_REG_DWORD, nullptr, nullptr, nullptr) == 0;
+}
+
+void Add(const wchar_t* list, const wchar_t* provider)
+{
+    const DWORD listed = 1;
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, list, provider, REG_DWORD, &listed, sizeof listed);
+}
+
+NTSTATUS Remove(const wchar_t* list, const wchar_t* provider)
+{
+    return RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, list, provider) == 0 ? kSuccess : kNotFound;
+}
+
+bool IsKeyStorage(ULONG table, const wchar_t* context, ULONG interfaceNumber, const wchar_t* function)
+{
+    return table == CRYPT_LOCAL && context == nullptr && interfaceNumber == NCRYPT_KEY_STORAGE_INTERFACE &&
+           std::wcscmp(function, L"KEY_STORAGE") == 0;
+}
+
+std::string JsonTexts(PWSTR* texts, ULONG count)
+{
+    if (texts == nullptr)
+        return "null";
+    std::vector<std::string> list;
+    for (ULONG i = 0; i < count; ++i)
+        list.push_back(JsonText(texts[i]));
+    return JsonList(list);
+}
+
+std::string Json(const CRYPT_INTERFACE_REG& record)
+{
+    return JsonObject({{"dwInterface", JsonNumber(record.dwInterface)},
+                       {"dwFlags", JsonNumber(record.dwFlags)},
+                       {"cFunctions", JsonNumber(record.cFunctions)},
+                       {"rgpszFunctions", JsonTexts(record.rgpszFunctions, record.cFunctions)}});
+}
+
+std::string Json(const CRYPT_IMAGE_REG* record)
+{
+    if (record == nullptr)
+        return "null";
+    std::vector<std::string> interfaces;
+    for (ULONG i = 0; i < record->cInterfaces; ++i)
+        interfaces.push_back(Json(*record->rgpInterfaces[i]));
+    return JsonObject({{"pszImage", JsonText(record->pszImage)},
+                       {"cInterfaces", JsonNumber(record->cInterfaces)},
+                       {"rgpInterfaces", JsonList(interfaces)}});
+}
+
+std::string Json(const CRYPT_PROVIDER_REG& record)
+{
+    return JsonObject({{"cAliases", JsonNumber(record.cAliases)},
+                       {"rgpszAliases", JsonTexts(record.rgpszAliases, record.cAliases)},
+                       {"pUM", Json(record.pUM)},
+                       {"pKM", Json(record.pKM)}});
+}
+
+} // namespace
+
+extern "C"
+{
+    __declspec(dllexport) NTSTATUS WINAPI
+        BCryptRegisterProvider(LPCWSTR provider, ULONG flags, PCRYPT_PROVIDER_REG record)
+    {
+        const NTSTATUS status = IsListed(kProviders, provider) ? kNameCollision : kSuccess;
+        Add(kProviders, provider);
+        NoteCall("BCryptRegisterProvider",
+                 {{"pszProvider", JsonText(provider)}, {"dwFlags", JsonNumber(flags)}, {"pReg", Json(*record)}},
+                 status);
+        return status;
+    }
+
+    __declspec(dllexport) NTSTATUS WINAPI BCryptUnregisterProvider(LPCWSTR provider)
+    {
+        const NTSTATUS status = Remove(kProviders, provider);
+        NoteCall("BCryptUnregisterProvider", {{"pszProvider", JsonText(provider)}}, status);
+        return status;
+    }
+
+    __declspec(dllexport) NTSTATUS WINAPI
+        BCryptAddContextFunctionProvider(ULONG table, LPCWSTR context, ULONG interfaceNumber, LPCWSTR function,
+                                         LPCWSTR provider, ULONG position)
+    {
+        const NTSTATUS status = IsKeyStorage(table, context, interfaceNumber, function) ? kSuccess : kNotFound;
+        if (status == kSuccess)
+            Add(kKeyStorage, provider);
+        NoteCall("BCryptAddContextFunctionProvider",
+                 {{"dwTable", JsonNumber(table)},
+                  {"pszContext", JsonText(context)},
+                  {"dwInterface", JsonNumber(interfaceNumber)},
+                  {"pszFunction", JsonText(function)},
+                  {"pszProvider", JsonText(provider)},
+                  {"dwPosition", JsonNumber(position)}},
+                 status);
+        return status;
+    }
+
+    __declspec(dllexport) NTSTATUS WINAPI
+        BCryptRemoveContextFunctionProvider(ULONG table, LPCWSTR context, ULONG interfaceNumber, LPCWSTR function,
+                                            LPCWSTR provider)
+    {
+        const NTSTATUS status =
+            IsKeyStorage(table, context, interfaceNumber, function) ? Remove(kKeyStorage, provider) : kNotFound;
+        NoteCall("BCryptRemoveContextFunctionProvider",
+                 {{"dwTable", JsonNumber(table)},
+                  {"pszContext", JsonText(context)},
+                  {"dwInterface", JsonNumber(interfaceNumber)},
+                  {"pszFunction", JsonText(function)},
+                  {"pszProvider", JsonText(provider)}},
+                 status);
+        return status;
+    }
+}

@@ -1,0 +1,18 @@
+// Notes of the calls that stand-ins for Windows' own libraries get, in the form in which a rehearsal records calls.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+// Values as JSON.
+std::string JsonText(const wchar_t* text); // a null pointer becomes null
+std::string JsonNumber(DWORD number);
+std::string JsonFlag(bool flag);
+std::string JsonList(const std::vector<std::string>& values);
+std::string JsonObject(const std::vector<std::pair<const char*, std::string>>& members);
+
+// Adds a call, with its parameters as JSON and its result, to the notes of all stand-ins.
+void NoteCall(const char* name, const std::vector<std::pair<const char*, std::string>>& in, LONG result);

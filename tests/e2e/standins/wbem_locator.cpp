@@ -1,0 +1,325 @@
+// A COM server for the management instrumentation: its namespace has the TPM's class, and each call is noted.
+#include "tests/e2e/standins/noted_calls.h"
+
+#include <objbase.h>
+#include <objidl.h>
+#include <wbemcli.h>
+
+#include <cwchar>
+#include <new>
+
+namespace
+{
+
+constexpr IID kLocator = {0xDC12A687, 0x737F, 0x11CF, {0x88, 0x4D, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}};
+constexpr CLSID kAdministrativeLocator = {0xCB8555CC, 0x9128, 0x11D1, {0xAD, 0x9B, 0x00, 0xC0, 0x4F, 0xD8, 0xFD, 0xFF}};
+
+// Objects go by their numbers, in the order in which they were made.
+unsigned g_objects = 0;
+
+std::string NameOf(unsigned number)
+{
+    return "\"comObject#" + std::to_string(number) + "\"";
+}
+
+// What all objects have in common: a name, a count of references, and no other interface.
+template <typename Interface>
+class Object : public Interface
+{
+public:
+    STDMETHODIMP QueryInterface(REFIID id, void** object) override
+    {
+        *object = IsEqualIID(id, IID_IUnknown) ? this : nullptr;
+        if (*object == nullptr)
+            return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
+    STDMETHODIMP_(ULONG) Release() override
+    {
+        if (--m_references != 0)
+            return m_references;
+        NoteCall((m_interface + "::Release").c_str(), {{"this", Name()}}, 0);
+        delete this;
+        return 0;
+    }
+
+    std::string Name() const { return NameOf(m_number); }
+
+protected:
+    explicit Object(const char* name) : m_interface(name) {}
+    virtual ~Object() = default;
+
+private:
+    const std::string m_interface;
+    const unsigned m_number = ++g_objects;
+    ULONG m_references = 1;
+};
+
+std::string Json(const VARIANT* value)
+{
+    return JsonObject({{"vt", JsonNumber(value->vt)}, {"boolVal", std::to_string(value->boolVal)}});
+}
+
+// A class, what goes into one of its methods, and what comes out.
+class ClassObject final : public Object<IWbemClassObject>
+{
+public:
+    ClassObject() : Object("IWbemClassObject") {}
+
+    STDMETHODIMP Put(LPCWSTR name, long flags, VARIANT* value, CIMTYPE type) override
+    {
+        NoteCall("IWbemClassObject::Put",
+                 {{"this", Name()},
+                  {"wszName", JsonText(name)},
+                  {"lFlags", JsonNumber(static_cast<DWORD>(flags))},
+                  {"pVal", Json(value)},
+                  {"Type", JsonNumber(static_cast<DWORD>(type))}},
+                 S_OK);
+        return S_OK;
+    }
+    STDMETHODIMP SpawnInstance(long flags, IWbemClassObject** instance) override
+    {
+        NoteCall("IWbemClassObject::SpawnInstance",
+                 {{"this", Name()}, {"lFlags", JsonNumber(static_cast<DWORD>(flags))}}, S_OK);
+        *instance = new ClassObject;
+        return S_OK;
+    }
+    STDMETHODIMP GetMethod(LPCWSTR name, long flags, IWbemClassObject** input, IWbemClassObject** output) override
+    {
+        NoteCall("IWbemClassObject::GetMethod",
+                 {{"this", Name()},
+                  {"wszName", JsonText(name)},
+                  {"lFlags", JsonNumber(static_cast<DWORD>(flags))},
+                  {"ppInSignature", JsonFlag(input != nullptr)},
+                  {"ppOutSignature", JsonFlag(output != nullptr)}},
+                 S_OK);
+        *input = new ClassObject;
+        return S_OK;
+    }
+
+    STDMETHODIMP GetQualifierSet(IWbemQualifierSet**) override { return E_NOTIMPL; }
+    STDMETHODIMP Get(LPCWSTR, long, VARIANT*, CIMTYPE*, long*) override { return E_NOTIMPL; }
+    STDMETHODIMP Delete(LPCWSTR) override { return E_NOTIMPL; }
+    STDMETHODIMP GetNames(LPCWSTR, long, VARIANT*, SAFEARRAY**) override { return E_NOTIMPL; }
+    STDMETHODIMP BeginEnumeration(long) override { return E_NOTIMPL; }
+    STDMETHODIMP Next(long, BSTR*, VARIANT*, CIMTYPE*, long*) override { return E_NOTIMPL; }
+    STDMETHODIMP EndEnumeration() override { return E_NOTIMPL; }
+    STDMETHODIMP GetPropertyQualifierSet(LPCWSTR, IWbemQualifierSet**) override { return E_NOTIMPL; }
+    STDMETHODIMP Clone(IWbemClassObject**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetObjectText(long, BSTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP SpawnDerivedClass(long, IWbemClassObject**) override { return E_NOTIMPL; }
+    STDMETHODIMP CompareTo(long, IWbemClassObject*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetPropertyOrigin(LPCWSTR, BSTR*) override { return E_NOTIMPL; }
+    STDMETHODIMP InheritsFrom(LPCWSTR) override { return E_NOTIMPL; }
+    STDMETHODIMP PutMethod(LPCWSTR, long, IWbemClassObject*, IWbemClassObject*) override { return E_NOTIMPL; }
+    STDMETHODIMP DeleteMethod(LPCWSTR) override { return E_NOTIMPL; }
+    STDMETHODIMP BeginMethodEnumeration(long) override { return E_NOTIMPL; }
+    STDMETHODIMP NextMethod(long, BSTR*, IWbemClassObject**, IWbemClassObject**) override { return E_NOTIMPL; }
+    STDMETHODIMP EndMethodEnumeration() override { return E_NOTIMPL; }
+    STDMETHODIMP GetMethodQualifierSet(LPCWSTR, IWbemQualifierSet**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetMethodOrigin(LPCWSTR, BSTR*) override { return E_NOTIMPL; }
+};
+
+std::string NameOrNull(IWbemClassObject* object)
+{
+    return object == nullptr ? "null" : static_cast<ClassObject*>(object)->Name();
+}
+
+// The services are their own proxy: CoSetProxyBlanket comes to them as a question for its interface.
+class Services final : public Object<IWbemServices>
+{
+public:
+    Services() : Object("IWbemServices"), m_security(*this) {}
+
+    STDMETHODIMP QueryInterface(REFIID id, void** object) override
+    {
+        if (!IsEqualIID(id, IID_IClientSecurity))
+            return Object::QueryInterface(id, object);
+        *object = &m_security;
+        AddRef();
+        return S_OK;
+    }
+
+    STDMETHODIMP GetObject(const BSTR path, long flags, IWbemContext*, IWbemClassObject** object,
+                           IWbemCallResult** callResult) override
+    {
+        NoteCall("IWbemServices::GetObject",
+                 {{"this", Name()},
+                  {"strObjectPath", JsonText(path)},
+                  {"lFlags", JsonNumber(static_cast<DWORD>(flags))},
+                  {"pCtx", "null"},
+                  {"ppCallResult", JsonFlag(callResult != nullptr)}},
+                 S_OK);
+        *object = new ClassObject;
+        return S_OK;
+    }
+    STDMETHODIMP ExecMethod(const BSTR path, const BSTR method, long flags, IWbemContext*, IWbemClassObject* input,
+                            IWbemClassObject** output, IWbemCallResult** callResult) override
+    {
+        NoteCall("IWbemServices::ExecMethod",
+                 {{"this", Name()},
+                  {"strObjectPath", JsonText(path)},
+                  {"strMethodName", JsonText(method)},
+                  {"lFlags", JsonNumber(static_cast<DWORD>(flags))},
+                  {"pCtx", "null"},
+                  {"pInParams", NameOrNull(input)},
+                  {"ppOutParams", JsonFlag(output != nullptr)},
+                  {"ppCallResult", JsonFlag(callResult != nullptr)}},
+                 S_OK);
+        *output = new ClassObject;
+        return S_OK;
+    }
+
+    STDMETHODIMP OpenNamespace(const BSTR, long, IWbemContext*, IWbemServices**, IWbemCallResult**) override
+    {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP CancelAsyncCall(IWbemObjectSink*) override { return E_NOTIMPL; }
+    STDMETHODIMP QueryObjectSink(long, IWbemObjectSink**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetObjectAsync(const BSTR, long, IWbemContext*, IWbemObjectSink*) override { return E_NOTIMPL; }
+    STDMETHODIMP PutClass(IWbemClassObject*, long, IWbemContext*, IWbemCallResult**) override { return E_NOTIMPL; }
+    STDMETHODIMP PutClassAsync(IWbemClassObject*, long, IWbemContext*, IWbemObjectSink*) override { return E_NOTIMPL; }
+    STDMETHODIMP DeleteClass(const BSTR, long, IWbemContext*, IWbemCallResult**) override { return E_NOTIMPL; }
+    STDMETHODIMP DeleteClassAsync(const BSTR, long, IWbemContext*, IWbemObjectSink*) override { return E_NOTIMPL; }
+    STDMETHODIMP CreateClassEnum(const BSTR, long, IWbemContext*, IEnumWbemClassObject**) override { return E_NOTIMPL; }
+    STDMETHODIMP CreateClassEnumAsync(const BSTR, long, IWbemContext*, IWbemObjectSink*) override { return E_NOTIMPL; }
+    STDMETHODIMP PutInstance(IWbemClassObject*, long, IWbemContext*, IWbemCallResult**) override { return E_NOTIMPL; }
+    STDMETHODIMP PutInstanceAsync(IWbemClassObject*, long, IWbemContext*, IWbemObjectSink*) override
+    {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP DeleteInstance(const BSTR, long, IWbemContext*, IWbemCallResult**) override { return E_NOTIMPL; }
+    STDMETHODIMP DeleteInstanceAsync(const BSTR, long, IWbemContext*, IWbemObjectSink*) override { return E_NOTIMPL; }
+    STDMETHODIMP CreateInstanceEnum(const BSTR, long, IWbemContext*, IEnumWbemClassObject**) override
+    {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP CreateInstanceEnumAsync(const BSTR, long, IWbemContext*, IWbemObjectSink*) override
+    {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP ExecQuery(const BSTR, const BSTR, long, IWbemContext*, IEnumWbemClassObject**) override
+    {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP ExecQueryAsync(const BSTR, const BSTR, long, IWbemContext*, IWbemObjectSink*) override
+    {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP ExecNotificationQuery(const BSTR, const BSTR, long, IWbemContext*, IEnumWbemClassObject**) override
+    {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP ExecNotificationQueryAsync(const BSTR, const BSTR, long, IWbemContext*, IWbemObjectSink*) override
+    {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP ExecMethodAsync(const BSTR, const BSTR, long, IWbemContext*, IWbemClassObject*,
+                                 IWbemObjectSink*) override
+    {
+        return E_NOTIMPL;
+    }
+
+private:
+    class Security final : public IClientSecurity
+    {
+    public:
+        explicit Security(Services& services) : m_services(services) {}
+        virtual ~Security() = default;
+
+        STDMETHODIMP QueryInterface(REFIID id, void** object) override { return m_services.QueryInterface(id, object); }
+        STDMETHODIMP_(ULONG) AddRef() override { return m_services.AddRef(); }
+        STDMETHODIMP_(ULONG) Release() override { return m_services.Release(); }
+
+        STDMETHODIMP SetBlanket(IUnknown*, DWORD authentication, DWORD authorization, OLECHAR* principal, DWORD level,
+                                DWORD impersonation, void*, DWORD capabilities) override
+        {
+            NoteCall("CoSetProxyBlanket",
+                     {{"pProxy", m_services.Name()},
+                      {"dwAuthnSvc", JsonNumber(authentication)},
+                      {"dwAuthzSvc", JsonNumber(authorization)},
+                      {"pServerPrincName", JsonText(principal)},
+                      {"dwAuthnLevel", JsonNumber(level)},
+                      {"dwImpLevel", JsonNumber(impersonation)},
+                      {"pAuthInfo", "null"},
+                      {"dwCapabilities", JsonNumber(capabilities)}},
+                     S_OK);
+            return S_OK;
+        }
+        STDMETHODIMP QueryBlanket(IUnknown*, DWORD*, DWORD*, OLECHAR**, DWORD*, DWORD*, void**, DWORD*) override
+        {
+            return E_NOTIMPL;
+        }
+        STDMETHODIMP CopyProxy(IUnknown*, IUnknown**) override { return E_NOTIMPL; }
+
+    private:
+        Services& m_services;
+    };
+
+    Security m_security;
+};
+
+class Locator final : public Object<IWbemLocator>
+{
+public:
+    Locator() : Object("IWbemLocator") {}
+
+    STDMETHODIMP ConnectServer(const BSTR path, const BSTR user, const BSTR password, const BSTR locale, long flags,
+                               const BSTR authority, IWbemContext*, IWbemServices** services) override
+    {
+        const bool isThere = std::wcscmp(path, L"root\\CIMV2\\Security\\MicrosoftTpm") == 0;
+        const HRESULT result = isThere ? S_OK : static_cast<HRESULT>(WBEM_E_INVALID_NAMESPACE);
+        NoteCall("IWbemLocator::ConnectServer",
+                 {{"this", Name()},
+                  {"strNetworkResource", JsonText(path)},
+                  {"strUser", JsonText(user)},
+                  {"strPassword", JsonText(password)},
+                  {"strLocale", JsonText(locale)},
+                  {"lSecurityFlags", JsonNumber(static_cast<DWORD>(flags))},
+                  {"strAuthority", JsonText(authority)},
+                  {"pCtx", "null"}},
+                 result);
+        *services = isThere ? new Services : nullptr;
+        return result;
+    }
+};
+
+// Lives as long as the library: it is not counted.
+class Factory final : public IClassFactory
+{
+public:
+    virtual ~Factory() = default;
+
+    STDMETHODIMP QueryInterface(REFIID id, void** object) override
+    {
+        const bool isKnown = IsEqualIID(id, IID_IUnknown) || IsEqualIID(id, IID_IClassFactory);
+        *object = isKnown ? this : nullptr;
+        return isKnown ? S_OK : E_NOINTERFACE;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+    STDMETHODIMP_(ULONG) Release() override { return 1; }
+    STDMETHODIMP CreateInstance(IUnknown* outer, REFIID id, void** object) override
+    {
+        *object = nullptr;
+        if (outer != nullptr)
+            return CLASS_E_NOAGGREGATION;
+        if (!IsEqualIID(id, kLocator))
+            return E_NOINTERFACE;
+        *object = static_cast<IWbemLocator*>(new Locator);
+        return S_OK;
+    }
+    STDMETHODIMP LockServer(BOOL) override { return S_OK; }
+};
+
+Factory g_factory;
+
+} // namespace
+
+STDAPI DllGetClassObject(REFCLSID classId, REFIID id, void** object)
+{
+    *object = nullptr;
+    return IsEqualCLSID(classId, kAdministrativeLocator) ? g_factory.QueryInterface(id, object)
+                                                         : CLASS_E_CLASSNOTAVAILABLE;
+}
