@@ -8,7 +8,7 @@ import shutil
 import subprocess
 import tempfile
 
-from provision import WINE_FAULTS, as_on_wine, complete, provision
+from provision import as_on_wine, complete, provision
 from wine import ROOT, Prefix
 
 EXE = ROOT / "build" / "windows" / "KeloCustomAction.exe"
@@ -112,8 +112,7 @@ def rehearsal(description, *arguments):
     with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
         json.dump(as_on_wine(description), file)
         file.flush()
-        done = subprocess.run([REHEARSE, "--json", *WINE_FAULTS, file.name, *arguments], capture_output=True, text=True,
-                              check=False)
+        done = subprocess.run([REHEARSE, "--json", file.name, *arguments], capture_output=True, text=True, check=False)
     if done.returncode == USAGE_ERROR:
         raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
     return done.returncode, json.loads(done.stdout)

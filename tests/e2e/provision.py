@@ -252,12 +252,7 @@ WINE = {
     "folders": {"windows": r"C:\windows", "system": r"C:\windows\system32"},
     "environment": {"windir": r"C:\windows", "SystemRoot": r"C:\windows"},
     "services": {"TBS": None, "SCardSvr": None, "CertPropSvc": None},
-    "smartCards": {"manager": 0x80100001},
 }
-
-# Wine's provider configuration accepts every registration and keeps none; taking one back is not implemented.
-WINE_FAULTS = ["--fault", "BCryptRegisterProvider=0", "--fault", "BCryptAddContextFunctionProvider=0",
-               "--fault", "BCryptRemoveContextFunctionProvider=0xC0000002"]
 
 
 def as_on_wine(description):
