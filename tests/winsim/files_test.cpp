@@ -107,6 +107,37 @@ TEST(GetFileAttributes, ResolvesSteps)
     EXPECT_EQ(AttributesError(top + "/file"), 0u);
 }
 
+// ---- Names ----
+
+bool AreOneName(const wchar_t* made, const wchar_t* asked)
+{
+    const std::wstring top = Wide(TestDirectory()) + L"\\";
+    const HANDLE file = CreateFileW((top + made).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    EXPECT_TRUE(file != INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(CloseHandle(file));
+    const bool found = GetFileAttributesW((top + asked).c_str()) != INVALID_FILE_ATTRIBUTES;
+    EXPECT_TRUE(MoveFileExW(top.c_str(), (top.substr(0, top.size() - 1) + L"-" + made).c_str(), 0));
+    return found;
+}
+
+TEST(FileNames, LettersOfEitherCaseAreOne)
+{
+    EXPECT_TRUE(AreOneName(L"stkprobe.dll", L"STKPROBE.DLL"));
+    EXPECT_TRUE(AreOneName(L"\u00E9", L"\u00C9")); // an accent
+    EXPECT_TRUE(AreOneName(L"\u0436", L"\u0416")); // Cyrillic
+    EXPECT_TRUE(AreOneName(L"\u03C3", L"\u03A3")); // Greek sigma
+    EXPECT_TRUE(AreOneName(L"\u00FF", L"\u0178")); // a y with two dots
+}
+
+TEST(FileNames, LettersThatAreOnlyRelatedAreNot)
+{
+    EXPECT_FALSE(AreOneName(L"\u0131", L"I"));      // the dotless i
+    EXPECT_FALSE(AreOneName(L"\u0130", L"i"));      // the capital i with a dot
+    EXPECT_FALSE(AreOneName(L"\u00B5", L"\u039C")); // the micro sign and a capital mu
+    EXPECT_FALSE(AreOneName(L"\u017F", L"S"));      // the long s
+    EXPECT_FALSE(AreOneName(L"\u00DF", L"SS"));     // the sharp s
+}
+
 // ---- Copies ----
 
 TEST(CopyFile, CopiesOverAFileUnlessItIsToFail)
