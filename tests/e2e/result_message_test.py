@@ -31,12 +31,6 @@ def machine_in(language, libraries=True):
     return description
 
 
-def with_probe_library_without_functions(description):
-    """A library that loads and lacks every function of a detection library: one of texts alone."""
-    description["libraries"] |= {f"{FOLDER}{vendor}\\Internationalization_en.dll": {} for vendor in ("KELO", "NTRU12")}
-    return description
-
-
 def message_left(machine):
     """The text that the installer finds; None when there is none."""
     match = re.search(r'^@="(.*)"$', machine.prefix.export_registry(INSTALLER_KEY), re.MULTILINE)

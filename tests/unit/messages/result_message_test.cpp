@@ -277,13 +277,23 @@ TEST(PublishResultMessage, ALanguageWithoutATwoLetterNameHasNoTextAtAll)
 
 // ---- The whole set-up ----
 
-TEST(Setup, AFailureLeavesItsMessageAndASuccessNone)
+TEST(Setup, AFailureLeavesItsMessage)
 {
-    // Neither stack is there, and both probe libraries are missing.
-    const SimulatedRun failed = RunProgram(MachineInLanguage(kEnglish), {"/Setup"});
-    EXPECT_EQ(failed.exitCode, failed.After() == failed.before ? 0 : failed.exitCode);
-    const bool hasMessage = !MessageLeft(failed.After()).is_null();
-    EXPECT_EQ(hasMessage, failed.exitCode != 0);
+    // There is no software stack.
+    const SimulatedRun run = RunProgram(MachineInLanguage(kEnglish), {"/Setup"});
+    EXPECT_EQ(run.exitCode, -1);
+    EXPECT_EQ(MessageLeft(run.After()), EnglishText(5036));
+}
+
+TEST(Setup, ASuccessLeavesAnEarlierMessageAlone)
+{
+    Json machine = MachineInLanguage(kEnglish).ToJson();
+    machine["registry"][kInstallerKey]["values"][""] = "an earlier text";
+    machine["libraries"][std::string(kToolkitFolder) + R"(KELO\stkprobe.dll)"]["exports"] = {
+        {"DetectTSS", 0}, {"isEnabled", 1}, {"isActivated", 1}, {"isOwned", 1}, {"ValidSRKAuth", 1}};
+    const SimulatedRun run = RunProgram(winsim::Machine::FromJson(machine), {"/Setup"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(MessageLeft(run.After()), "an earlier text");
 }
 
 TEST(Removal, NeverLeavesAMessage)
