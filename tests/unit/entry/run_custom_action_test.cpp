@@ -136,19 +136,20 @@ void ExpectLog(const SimulatedRun& run, const Words& words, const Script& lines,
 // The calls of "/Commit" on a plain machine.
 Script CommitSteps()
 {
+    const auto openProvider = [](const std::string& name, const std::string& result) {
+        return R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", )"
+               R"("SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\)" +
+               name + R"(", 0, 1) = )" + result;
+    };
     Script steps;
-    for (const char* provider :
-         {"Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)",
-          "Microsoft Enhanced RSA and AES Cryptographic Provider", "Microsoft Enhanced Cryptographic Provider v1.0",
-          "Microsoft Strong Cryptographic Provider", "Microsoft Base Cryptographic Provider v1.0"})
-        steps.push_back(
-            std::string(
-                R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\)") +
-            provider + R"(", 0, 1) = 2)");
-    steps.push_back(R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Keystead CSP )"
-                    R"(Persistent\\CAPI", 0, null, 0, 983103, null) = 0 lpdwDisposition:1 phkResult:"key#1")");
-    steps.push_back(R"(RegSetValueExA("key#1", "PassthroughCSP", 0, 1, "", 1) = 0)");
+    steps.push_back(openProvider("Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)", "2"));
+    steps.push_back(openProvider("Microsoft Enhanced RSA and AES Cryptographic Provider", R"(0 phkResult:"key#1")"));
     steps.push_back(R"(RegCloseKey("key#1") = 0)");
+    steps.push_back(R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Keystead CSP )"
+                    R"(Persistent\\CAPI", 0, null, 0, 983103, null) = 0 lpdwDisposition:1 phkResult:"key#2")");
+    steps.push_back(R"(RegSetValueExA("key#2", "PassthroughCSP", 0, 1, )"
+                    R"("Microsoft Enhanced RSA and AES Cryptographic Provider", 54) = 0)");
+    steps.push_back(R"(RegCloseKey("key#2") = 0)");
     return steps;
 }
 

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <span>
 
 namespace
@@ -25,12 +26,13 @@ constexpr const char* kProviders[] = {
 
 constexpr char kCapiKey[] = R"(HKLM\SOFTWARE\Kelo Systems Corp.\Keystead CSP Persistent\CAPI)";
 
+// A machine with these providers alone.
 winsim::Machine MachineWithProviders(std::span<const char* const> providers)
 {
     Json machine = Json::object();
-    for (const char* provider : providers)
-        machine["registry"][std::string(R"(HKLM\SOFTWARE\Microsoft\Cryptography\Defaults\Provider\)") + provider] =
-            Json::object();
+    for (const std::string provider : kProviders)
+        machine["registry"][R"(HKLM\SOFTWARE\Microsoft\Cryptography\Defaults\Provider\)" + provider] =
+            std::find(providers.begin(), providers.end(), provider) != providers.end() ? Json::object() : Json();
     return winsim::Machine::FromJson(machine);
 }
 
@@ -93,10 +95,15 @@ TEST(SetPassthroughCsp, OpensEachKeyToReadItAndClosesIt)
 
 TEST(SetPassthroughCsp, WithoutAnyProviderAnEmptyTextOfOneByteIsWritten)
 {
-    const SimulatedRun run = Select(MachineOf("{}"));
+    const SimulatedRun run = Select(MachineWithProviders({}));
     EXPECT_EQ(run.result, "0");
     EXPECT_EQ(ChosenProvider(run.After()), Json({{"PassthroughCSP", ""}}));
     EXPECT_THAT(run.script, testing::Contains(R"(RegSetValueExA("key#1", "PassthroughCSP", 0, 1, "", 1) = 0)"));
+}
+
+TEST(SetPassthroughCsp, APlainMachineHasAllButThePrototype)
+{
+    EXPECT_EQ(ChosenProvider(Select(MachineOf("{}")).After()), Json({{"PassthroughCSP", kProviders[1]}}));
 }
 
 TEST(SetPassthroughCsp, AProviderThatMayNotBeReadIsPassedOver)
