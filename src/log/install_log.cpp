@@ -60,14 +60,15 @@ std::size_t AppendHeader(int indent)
                            now.wMilliseconds, zone, static_cast<int>(GetCurrentThreadId()), indent, "");
 }
 
-// Ends the line in the buffer with one newline, cutting a line that leaves no room for it.
+// Ends the line in the buffer, where at least its header stands, with one newline, cutting a line that leaves no room
+// for it.
 void EndLine(std::size_t length)
 {
-    if (length > 0 && g_line[length - 1] == '\n')
+    if (g_line[length - 1] == '\n')
         return;
     if (length > kLongestLine)
         length = kLongestLine;
-    if (length == 0 || g_line[length - 1] != '\n')
+    if (g_line[length - 1] != '\n')
         g_line[length++] = '\n';
     g_line[length] = '\0';
 }

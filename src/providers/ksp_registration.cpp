@@ -9,6 +9,8 @@
 #include <bcrypt.h>
 #include <ncrypt.h>
 
+#include <functional>
+
 namespace
 {
 
@@ -142,7 +144,7 @@ DWORD CKspRegistration::RegisterKsps() const
     for (const Provider& provider : kProviders)
     {
         WriteLog(g_providersLog, "Register the %S\n", provider.name);
-        const DWORD status = (this->*provider.registerStep)();
+        const DWORD status = std::invoke(provider.registerStep, this);
         if (status == kSuccess)
             WriteLog(g_providersLog, "Successfully registered %S\n", provider.name);
         else if (status == kAlreadyRegistered)
@@ -160,7 +162,7 @@ DWORD CKspRegistration::UnregisterKsps() const
     for (const Provider& provider : kProviders)
     {
         WriteLog(g_providersLog, "Unregister the %S\n", provider.name);
-        if ((this->*provider.unregisterStep)() == kSuccess)
+        if (std::invoke(provider.unregisterStep, this) == kSuccess)
             WriteLog(g_providersLog, "Successfully un-registered %S\n", provider.name);
     }
     return kSuccess;

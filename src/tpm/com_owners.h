@@ -22,10 +22,10 @@ using UniqueBstr = UniqueHandle<BSTR, &SysFreeString>;
 class CBoolVariant
 {
 public:
-    explicit CBoolVariant(bool value)
+    explicit CBoolVariant(VARIANT_BOOL value)
     {
         m_variant.vt = VT_BOOL;
-        m_variant.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
+        m_variant.boolVal = value;
     }
     ~CBoolVariant() { VariantClear(&m_variant); }
 

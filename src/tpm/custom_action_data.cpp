@@ -5,7 +5,6 @@
 
 #include <cwchar>
 #include <limits>
-#include <new>
 
 namespace
 {
@@ -41,7 +40,7 @@ std::optional<CSecretText> ReadCustomActionData(MSIHANDLE install)
     {
         return ReadProperty(install);
     }
-    catch (const std::bad_alloc&)
+    catch (...)
     {
         return std::nullopt;
     }

@@ -72,7 +72,7 @@ UniqueInterface<IWbemClassObject> DisableInput(IWbemServices* services, const Na
     UniqueInterface<IWbemClassObject> input;
     if (FAILED(definition.Get()->SpawnInstance(0, input.Put())) || !input)
         return {};
-    CBoolVariant onlyForNextBoot{false};
+    CBoolVariant onlyForNextBoot{VARIANT_FALSE};
     if (FAILED(input.Get()->Put(names.onlyForNextBoot.Get(), 0, onlyForNextBoot.Get(), 0)))
         return {};
     return input;

@@ -50,7 +50,9 @@ void CopyProbeLibrary(const char* target, const char* vendor)
     const BoundedPath backup = BoundedPath{folder}.Append(kBackupFile);
     const BoundedPath destination = BoundedPath{folder}.Append(kProbeLibraryFile);
     const BoundedPath source = ProbeLibraryPath(target, vendor);
-    if (source.IsEmpty() || destination.IsEmpty() || backup.IsEmpty())
+    // The backup's path fits where the destination's does.
+    static_assert(sizeof kBackupFile == sizeof kProbeLibraryFile);
+    if (source.IsEmpty() || destination.IsEmpty())
     {
         LogCopyFailure(source, destination, ERROR_FILENAME_EXCED_RANGE);
         return;
@@ -78,9 +80,9 @@ int CopyTCGDLL(const char* target, const char* vendor)
     {
         CopyProbeLibrary(target, vendor);
     }
-    catch (...)
+    catch (...) // never runs: no step throws today
     {
-        WriteLog(g_tssLog, "Unknown exception caught trying to copy stkprobe.dll");
+        WriteLog(g_tssLog, "Unknown exception caught trying to copy stkprobe.dll"); // never runs: as said
     }
     return 0;
 }

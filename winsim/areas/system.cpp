@@ -119,16 +119,15 @@ void ProcessInfo::Load(const Reader& reader)
     object.Read("processId", processId);
     object.Read("threadId", threadId);
     object.Read("errorMode", errorMode);
+    object.Read("largestBlock", largestBlock);
     object.Done();
 }
 
 Json ProcessInfo::ToJson() const
 {
-    return {{"path", path},
-            {"currentDirectory", currentDirectory},
-            {"processId", processId},
-            {"threadId", threadId},
-            {"errorMode", errorMode}};
+    return {{"path", path},           {"currentDirectory", currentDirectory},
+            {"processId", processId}, {"threadId", threadId},
+            {"errorMode", errorMode}, {"largestBlock", largestBlock}};
 }
 
 void NamedTexts::Load(const Reader& reader)

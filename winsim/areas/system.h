@@ -52,7 +52,8 @@ struct ProcessInfo
     std::string currentDirectory;
     std::uint32_t processId = 0;
     std::uint32_t threadId = 0;
-    std::uint32_t errorMode = 0; // SEM_FAILCRITICALERRORS, ...
+    std::uint32_t errorMode = 0;    // SEM_FAILCRITICALERRORS, ...
+    std::uint32_t largestBlock = 0; // the most bytes of memory that are to be had in one piece
 
     void Load(const Reader& reader);
     Json ToJson() const;

@@ -17,9 +17,6 @@ constexpr unsigned char kUnwritten = 0xCD;
 // A shorter text stands in memory by chance.
 constexpr std::size_t kShortestSecret = 8;
 
-// More is not to be had in one piece.
-constexpr std::size_t kLargestBlock = std::size_t{1} << 30;
-
 std::string BytesOf(const std::u16string& text)
 {
     return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t)};
@@ -44,7 +41,8 @@ bool HoldsSecret(std::string_view memory)
 
 void* winsim_allocate(std::size_t size)
 {
-    if (size > kLargestBlock)
+    const winsim::Simulation* simulation = winsim::Simulation::Running();
+    if (simulation != nullptr && size > simulation->machine.process.largestBlock)
         throw std::bad_alloc();
     void* memory = ::operator new(size);
     std::memset(memory, kUnwritten, malloc_usable_size(memory));

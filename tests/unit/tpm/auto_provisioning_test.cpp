@@ -245,6 +245,21 @@ TEST(SetAutoProvisioning, EachFailingCallEndsTheSwitchingOn)
     ExpectEachFailureEndsIt("true", kEnable);
 }
 
+TEST(SetAutoProvisioning, ASuccessThatGivesNoObjectEndsItLikeAFailure)
+{
+    constexpr std::size_t kGivers[] = {0, 1, 3, 4, 5};
+    for (const std::size_t i : kGivers)
+    {
+        const SimulatedRun run = CallFunction(MachineOf("{}"), "SetAutoProvisioning", {"false"},
+                                              {.faults = {std::string(kDisable[i].name) + "=1"}}); // S_FALSE
+        EXPECT_EQ(run.result, "-1") << kDisable[i].name;
+        EXPECT_THAT(WithoutReleases(run), ElementsAreArray(InApartment(CallsOf(kDisable, i + 1, "1"))))
+            << kDisable[i].name;
+        EXPECT_THAT(run.log, testing::IsEmpty()) << kDisable[i].name;
+        EXPECT_TRUE(run.After().wmi.autoProvisioning) << kDisable[i].name;
+    }
+}
+
 TEST(SetAutoProvisioning, EachDescribedFailureEndsTheSwitchingOff)
 {
     for (std::size_t i = 0; i < kDisable.size(); ++i)

@@ -309,6 +309,21 @@ TEST(SrkAuthChange, AToolThatTakesItsTimeIsWaitedFor)
     EXPECT_EQ(run.outcome.clockMs, 7200000u);
 }
 
+TEST(SrkAuthChange, MemoryThatRunsOutEndsTheActionAndNotTheInstaller)
+{
+    Json machine = DescriptionOf({});
+    const std::string programs = R"(C:\)" + std::string(250, 'p');
+    machine["folders"]["programFiles"] = programs;
+    machine["process"]["largestBlock"] = 400;
+    const SimulatedRun run = RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change");
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.log, IsEmpty());
+    EXPECT_THAT(run.script,
+                ElementsAre(R"(MsiGetPropertyW("install#1", "CustomActionData", 0) = 234 pcchValueBuf:0)",
+                            R"(MsiGetPropertyW("install#1", "CustomActionData", 1) = 0 pcchValueBuf:0 szValueBuf:"")",
+                            R"(SHGetFolderPathW(null, 38, null, 0) = 0 pszPath:"C:\\)" + programs.substr(3) + "\""));
+}
+
 TEST(SrkAuthChange, AMissingRunKeyIsLoggedAndNotMade)
 {
     const SimulatedRun run = ChangeSrkAuth({.verifyCode = -5, .changeCode = -8, .hasRunKey = false});
@@ -348,6 +363,33 @@ TEST(SrkAuthChange, WithoutALogItStillDoesItsWork)
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_THAT(run.log, IsEmpty());
     EXPECT_EQ(RunAtLogon(run.After()), TaskAtLogon());
+}
+
+TEST(SrkAuthChange, WithoutMemoryForALogItStillDoesItsWork)
+{
+    Json machine = DescriptionOf({.verifyCode = -5, .changeCode = -8});
+    const SimulatedRun logged = RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change");
+    const std::string appData = std::string(250, 'd');
+    machine["folders"]["commonAppData"] = R"(C:\)" + appData;
+    machine["process"]["largestBlock"] = 290;
+    const SimulatedRun run = RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change");
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(RunAtLogon(run.After()), TaskAtLogon());
+
+    // The first line finds the folder and gets no further; the others have no path to try.
+    Script script;
+    for (const std::string& line : logged.script)
+    {
+        if (line.starts_with("SHGetFolderPathA("))
+            script.push_back(R"(SHGetFolderPathA(null, 35, null, 0) = 0 pszPath:"C:\\)" + appData + "\"");
+        else if (line.starts_with("log: ") && line != std::string("log: ") + kMustUpgrade)
+            script.push_back(R"(_fsopen("", "a", 64))");
+        else if (!line.starts_with("SHCreateDirectoryExA(") && !line.starts_with("_fsopen(") &&
+                 !line.starts_with("log: "))
+            script.push_back(line);
+    }
+    EXPECT_THAT(run.script, ElementsAreArray(script));
+    EXPECT_THAT(run.endScript, IsEmpty());
 }
 
 // ---- Running a program ----

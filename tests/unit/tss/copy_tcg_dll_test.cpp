@@ -146,6 +146,16 @@ TEST(CopyTCGDLL, WithoutTheVariableWindowsIsAsked)
     EXPECT_EQ(TextOf(run, kDestination), "new");
 }
 
+TEST(CopyTCGDLL, AWindowsThatDoesNotTellItsDirectoryGetsNoFile)
+{
+    const winsim::Machine machine = MachineWith("{}", R"({"environment": {"windir": null}})");
+    const SimulatedRun run = Copy(machine, {.faults = {"GetWindowsDirectoryA=5"}});
+    ExpectRun(run, "0",
+              {LogLine("CopyTCGDLL - Copying stkprobe.dll to system32 folder"),
+               CallLine("GetEnvironmentVariableA", {"windir", 240}, 0), CallLine("GetWindowsDirectoryA", {240}, 0),
+               LogLine(fmt::format("CopyTCGDLL - Copying {} to  failed err: 206", kSource))});
+}
+
 // ---- Paths that do not fit ----
 
 // The path has `length` characters up to the vendor's folder.

@@ -285,4 +285,17 @@ TEST(CopyTSP1FileImp, AnUnknownSystemDirectoryIsAResultOfItsOwn)
     }
 }
 
+TEST(CopyTSP1FileImp, MemoryThatRunsOutEndsTheCheckWithALine)
+{
+    Json description;
+    description["services"]["tcsd_win32.exe"]["binaryPath"] = R"("C:\)" + std::string(400, 'n') + R"(\tcsd_win32.exe")";
+    StepSequence expected{winsim::Machine::FromJson(description)};
+    expected.Log(kEnter);
+    expected.Step("GetServiceBinaryPath", {"tcsd_win32.exe"});
+    expected.Log("CopyTSP1FileImp - Unknown exception caught return 1");
+
+    description["process"]["largestBlock"] = 512;
+    ExpectRun(Check(winsim::Machine::FromJson(description)), "1", expected.Whole());
+}
+
 } // namespace

@@ -372,6 +372,23 @@ TEST(SetupTCGDLL, BeforeVistaNothingIsUnblockedAndEverythingElseRuns)
     EXPECT_NE(run.After().registry.FindValue(R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List)", "20"), nullptr);
 }
 
+TEST(SetupTCGDLL, AVersionThatIsToldOnlyOnceUnblocksNothingAndFailsNothing)
+{
+    const StackMachine stacks;
+    const winsim::Machine machine = stacks.Make();
+    const SimulatedRun run = RunSetup(machine, "KELO", {.faults = {"GetVersionExA#2=122", "GetVersionExA#3=122"}});
+    StepSequence expected{machine};
+    LogBegin(expected, "KELO");
+    expected.Step("GetWindowsMajorVersion");
+    expected.Lines({CallLine("GetVersionExA", {156}, 0), CallLine("GetVersionExA", {148}, 0), LogLine("Not VISTA OS")});
+    OpenConfiguration(expected);
+    DetectNothing(expected);
+    ProbeServices(expected, stacks);
+    SetUpKelo(expected, "KELO");
+    ExpectSetUp(run, "0", expected);
+    EXPECT_NE(run.After().registry.FindValue(R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List)", "20"), nullptr);
+}
+
 TEST(SetupTCGDLL, PreparationsThatFailStopNothing)
 {
     winsim::Machine machine = StackMachine{.isKeloUsable = true, .hasKeloService = true}.Make();
