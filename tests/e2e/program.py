@@ -3,6 +3,7 @@
 import contextlib
 import dataclasses
 import json
+import pathlib
 import re
 import shutil
 import subprocess
@@ -109,13 +110,28 @@ def rehearse_export(description, name):
 
 def rehearsal(description, *arguments):
     """The exit status and the JSON report of kelo-rehearse for a machine that is as Wine is where nothing is said."""
-    with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
-        json.dump(as_on_wine(description), file)
-        file.flush()
-        done = subprocess.run([REHEARSE, "--json", file.name, *arguments], capture_output=True, text=True, check=False)
-    if done.returncode == USAGE_ERROR:
-        raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
-    return done.returncode, json.loads(done.stdout)
+    status, report, _ = _rehearse(as_on_wine(description), *arguments)
+    return status, report
+
+
+def rehearse_each(description, *runs):
+    """The JSON reports of runs one after the other, each with its arguments, on the same machine."""
+    machine = as_on_wine(description)
+    for arguments in runs:
+        _, report, machine = _rehearse(machine, "--", *arguments)
+        yield report
+
+
+def _rehearse(machine, *arguments):
+    """The exit status and the JSON report of kelo-rehearse, and the machine as it is left."""
+    with tempfile.TemporaryDirectory() as folder:
+        before, after = pathlib.Path(folder, "before.json"), pathlib.Path(folder, "after.json")
+        before.write_text(json.dumps(machine), encoding="utf-8")
+        done = subprocess.run([REHEARSE, "--json", "--save", after, before, *arguments], capture_output=True,
+                              text=True, check=False)
+        if done.returncode == USAGE_ERROR:
+            raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
+        return done.returncode, json.loads(done.stdout), json.loads(after.read_text(encoding="utf-8"))
 
 
 def parse(line):

@@ -1,0 +1,14 @@
+# The sample installer package: the authoring in packaging/ with the product and the stand-ins of this build.
+
+set(SAMPLE_PACKAGE ${CMAKE_BINARY_DIR}/kelo_toolkit_sample.msi)
+set(PACKAGING_FOLDER ${PROJECT_SOURCE_DIR}/packaging)
+
+add_custom_command(OUTPUT ${SAMPLE_PACKAGE}
+    COMMAND ${PACKAGING_FOLDER}/make_package ${SAMPLE_PACKAGE} ${PACKAGING_FOLDER}/sample/kelo_toolkit.wxs
+        ${CMAKE_BINARY_DIR} ${PACKAGING_FOLDER}/sample
+    DEPENDS ${PACKAGING_FOLDER}/make_package ${PACKAGING_FOLDER}/kelo_custom_action.wxi
+        ${PACKAGING_FOLDER}/sample/kelo_toolkit.wxs ${PACKAGING_FOLDER}/sample/stand_in.txt
+        kelo_exe kelo_dll Internationalization_en Internationalization_de Internationalization_ja
+        CertJobPlanner described_program service_program
+    VERBATIM)
+add_custom_target(sample_package ALL DEPENDS ${SAMPLE_PACKAGE})

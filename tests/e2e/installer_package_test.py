@@ -1,0 +1,133 @@
+"""The sample package, made from the authoring that installer authors include: what its tables say, and what becomes of a
+machine when the real installer installs it, rolls it back and removes it again."""
+
+import re
+import unittest
+
+import installer
+from installer import PERMANENT, SAMPLE
+from packaged_machine import FAIL, SRK_TOOL, PackagedMachine, effects
+from packaged_rehearsal import Rehearsal, brought_by_package
+from standins import runs_of
+from wine import ROOT
+
+PASSWORD = "Tr0ub4dor&3"
+SETUP = ("/Setup", "/TSS_VENDOR=KELO", "/TPM_VSC=1", "/TPM_WIN8=", "/ProductType=Enterprise")
+OPTIONS = ("/qn", "TPM_VSC=1", f"TPM_OWNER_PASSWORD={PASSWORD}")
+
+HIDE_TARGET = 0x2000  # a bit of an action's type
+
+INSTALL_FAILURE = 1627 & 0xFF  # what Wine's msiexec ends with when an action has failed, as Unix sees it
+
+
+def documented_effects(column):
+    """What docs/what_stays.md lists in a column: changes and items."""
+    lines = (ROOT / "docs" / "what_stays.md").read_text(encoding="utf-8").splitlines()
+    header, *rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in lines if line.startswith("|")]
+    stays = [row for row in rows[1:] if row[header.index(column)] == "stays"]
+    return {(row[header.index("Change")], item.lower()) for row in stays for item in re.findall("`(.+?)`", row[0])}
+
+
+def documented_actions():
+    """The actions as docs/installer_package.md lists them: type, sequence and condition of each."""
+    text = (ROOT / "docs" / "installer_package.md").read_text(encoding="utf-8")
+    rows = re.findall(r"^\| `(\w+)` +\| (\d+) +\| (\d+) +\| `(.+)` +\|$", text, re.MULTILINE)
+    return {action: (int(kind), int(sequence), condition) for action, kind, sequence, condition in rows}
+
+
+class Authoring(unittest.TestCase):
+    """What the tables of the package say."""
+
+    def setUp(self):
+        self.types = {row["Action"]: int(row["Type"]) for row in installer.table(SAMPLE, "CustomAction")}
+        self.sequence = {row["Action"]: row for row in installer.table(SAMPLE, "InstallExecuteSequence")}
+
+    def order(self, *actions):
+        self.assertEqual(sorted(actions, key=lambda action: int(self.sequence[action]["Sequence"])), list(actions))
+
+    def test_actions_are_as_documented(self):
+        seen = {action: (kind, int(self.sequence[action]["Sequence"]), self.sequence[action]["Condition"])
+                for action, kind in self.types.items()}
+        self.assertEqual(seen, documented_actions())
+
+    def test_removal_comes_before_everything_that_it_needs_is_removed(self):
+        self.order("InstallInitialize", "KeloUninstall", "RemoveRegistryValues", "RemoveFiles")
+
+    def test_set_up_comes_behind_its_files_and_values_and_in_front_of_the_srk_change(self):
+        self.order("InstallFiles", "WriteRegistryValues", "KeloRollback", "KeloSetup", "KeloSrkSilent", "KeloSrkData",
+                   "SRK_Auth_Change", "InstallFinalize")
+
+    def test_password_is_hidden_on_its_way(self):
+        data = next(row for row in installer.table(SAMPLE, "CustomAction") if row["Action"] == "KeloSrkData")
+        self.assertIn("/PASSWORD=[TPM_OWNER_PASSWORD]", data["Target"])
+        self.assertEqual(data["Source"], "SRK_Auth_Change")
+        self.assertLessEqual({"TPM_OWNER_PASSWORD", data["Source"]}, installer.hidden_properties(SAMPLE))
+        for action in ("KeloSrkData", "SRK_Auth_Change"):
+            self.assertTrue(self.types[action] & HIDE_TARGET, action)
+
+
+# A package in which an action behind all of the fragment's fails.
+FAILING_ACTION = (
+    "INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) "
+    f"VALUES ('FailingAction', 3090, 'TpmKeyFixer.exe', '{FAIL}')",
+    "INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('FailingAction', 5990)")
+
+
+def kept_in_rollback():
+    """The changes to a package whose files and registry values stay in a rollback.
+
+    Wine 8 takes those back before it comes to the script's own rollback actions: the installed program would be gone when
+    "/Rollback" is to be run. Windows goes through the whole script backwards. Here the files stay because their components
+    are permanent, and the values because they are on the machine before and not in the package: Wine also removes those
+    of permanent components."""
+    permanent = [f"UPDATE `Component` SET `Attributes`={int(row['Attributes']) | PERMANENT} "
+                 f"WHERE `Component`='{row['Component']}'" for row in installer.table(SAMPLE, "Component")]
+    return (*permanent, f"UPDATE `Component` SET `Attributes`={PERMANENT}, `KeyPath`='' WHERE `Component`='Settings'",
+            "DELETE FROM `Registry` WHERE `Component_`='Settings'")
+
+
+class InstallerRun(unittest.TestCase):
+    """What the real installer makes of the package."""
+
+    def setUp(self):
+        self.maxDiff = None
+        self.machine = self.enterContext(PackagedMachine())
+        self.before = self.machine.look()
+
+    def effects(self):
+        return effects(self.before, self.machine.look())
+
+    def check_effects(self, expected):
+        """Compares the whole machine; None is an effect of which it is not known what there is then."""
+        seen = self.effects()
+        self.assertEqual({effect: None if expected.get(effect, "") is None else self.plain(value)
+                          for effect, value in seen.items()}, expected)
+
+    def plain(self, value):
+        """A file's size without its time of change."""
+        return value[0] if isinstance(value, tuple) else value
+
+    def test_installation_and_removal(self):
+        predicted = Rehearsal(SETUP, ("/Commit",), session="")
+        setup, commit, srk_change = predicted.logs
+        self.assertEqual(self.machine.install(*OPTIONS), (0, setup + srk_change + commit))
+        self.check_effects({**predicted.effects(), **brought_by_package()})
+
+        self.assertEqual(self.machine.remove(), (0, Rehearsal(SETUP, ("/Commit",), ("/Uninstall",)).logs[-1]))
+        self.assertEqual(set(self.effects()), documented_effects("Removal"))
+
+    def install_to_be_rolled_back(self, *options, changes=()):
+        self.machine.write_settings()
+        self.before = self.machine.look()
+        return self.machine.install(*options, changes=(*changes, *kept_in_rollback()))
+
+    def test_failure_behind_the_set_up_rolls_back(self):
+        setup, rollback, srk_change = Rehearsal(SETUP, ("/Rollback",), session="").logs
+        self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, changes=FAILING_ACTION),
+                         (INSTALL_FAILURE, setup + srk_change + rollback))
+        self.assertEqual(set(self.effects()) - brought_by_package().keys(), documented_effects("Rollback"))
+
+    def test_failed_set_up_ends_the_installation(self):
+        setup, rollback = Rehearsal((*SETUP[:1], "/TSS_VENDOR=", *SETUP[2:]), ("/Rollback",)).logs
+        self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, "TSS_VENDOR="), (INSTALL_FAILURE, setup + rollback))
+        self.assertEqual(set(self.effects()) - brought_by_package().keys(), documented_effects("Failed set-up"))

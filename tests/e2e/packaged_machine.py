@@ -1,0 +1,186 @@
+"""A machine under Wine on which the real installer installs the sample package, rolls it back and removes it."""
+
+import re
+
+import installer
+import machine_state
+import services
+from installer import SAMPLE
+from program import LOG, Machine, parse
+from standins import KEY
+from system_standins import noted_calls
+
+TOOLKIT = r"C:\Program Files\Kelo Systems Corp\Toolkit"
+STAGER = TOOLKIT + r"\TPM_VSCard\DriverStager.exe"
+SRK_TOOL = r"C:\Program Files\Kelo Systems Corp\Common\TpmKeyFixer.exe"
+PACKAGE = r"C:\Packages\toolkit.msi"
+VERBOSE_LOG = r"C:\Packages\install.log"
+
+BLOCKED_COMMANDS = r"HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List"
+RUN_KEY = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Run"
+EVENT_SOURCES = r"HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\EventLog\Application"
+
+PRODUCTS = r"HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall"
+
+READER = "Kelo VIRTUAL_CARD_READER 0"
+CARD_SERVICES = ("SCardSvr", "CertPropSvc")
+SERVICES = ("KlPCR", "tcsd_x86", *CARD_SERVICES)
+
+UPGRADE, USER_CANCELLED = -5 & 0xFFFFFFFF, -8 & 0xFFFFFFFF  # answers of the SRK tool
+FAIL = "fail"  # what it is told to fail with
+
+# A machine with a software stack, on which the user declines the change of the SRK authorization.
+DESCRIPTION = {
+    "registry": {BLOCKED_COMMANDS: {"values": {str(n): "" for n in (13, 16, 20, 22, 62, 99, 125, 200)}}, RUN_KEY: {}},
+    "services": {"tcsd_x86": {"displayName": "Kelo TSS Core Service", "state": "running",
+                              "binaryPath": r'"C:\Program Files\Kelo Systems Corp\TSS\tcsd_x86.exe"'}},
+    "programs": {
+        STAGER: {"runs": [
+            {"arguments": r"install KeloSmartCardDriver.inf root\KeloVirtualReader",
+             "effects": {"smartCards": {"readers": [READER]}}},
+            {"arguments": r"remove KeloSmartCardDriver.inf root\KeloVirtualReader",
+             "effects": {"smartCards": {"readers": []}}}]},
+        SRK_TOOL: {"runs": [{"arguments": "/V", "exitCode": UPGRADE}, {"arguments": FAIL, "exitCode": 1},
+                            {"exitCode": USER_CANCELLED}]},
+    },
+    "libraries": {TOOLKIT + r"\CertJobPlanner.dll": {"exports": {
+        "AreTasksInstalled": 0, "InstallAutoEnrollmentTasks": 0, "RemoveAutoEnrollmentTasks": 0}}},
+}
+
+# What the set-up has nothing to do with: the installer's own records, Wine's number of the service manager's pipe, what
+# the stand-ins need and note, and the services as they are in the registry, which are asked of the service manager.
+NOT_OF_CONCERN = re.compile("|".join(map(re.escape, (
+    r"hklm\software\microsoft\windows\currentversion\installer", r"hklm\software\classes\installer",
+    r"hklm\software\microsoft\windows\currentversion\uninstall",
+    r"c:\windows\installer", r"c:\packages", r"hklm\system\currentcontrolset\control\servicecurrent",
+    r"hklm\software\kelostandins", r"c:\kelostandins", r"c:\standins",
+    *(rf"hklm\system\currentcontrolset\services\{name.lower()}" for name in SERVICES)))))
+NOTES = ("runs.txt", "folders.txt")
+
+SERVICE_MEMBERS = ("state", "start", "binaryPath", "loadOrderGroup", "dependencies", "displayName", "description")
+
+
+class PackagedMachine:
+    """The described machine without anything that the package brings, for the length of a `with` statement."""
+
+    def __init__(self):
+        self._machine = Machine(DESCRIPTION)
+
+    def __enter__(self):
+        self._machine.__enter__()
+        try:
+            self._prepare()
+        except BaseException as error:
+            self._machine.__exit__(type(error), error, None)
+            raise
+        return self
+
+    def __exit__(self, *error):
+        return self._machine.__exit__(*error)
+
+    def _prepare(self):
+        self.prefix = self._machine.prefix
+        self.provisioning = "on"
+        if self._machine.missing:
+            raise AssertionError(f"not like the description: {self._machine.missing}")
+        for path in installer.files(SAMPLE):
+            self.prefix.path(path).unlink(missing_ok=True)
+        for program in (STAGER, SRK_TOOL):
+            self.prefix.path(program).parent.rmdir()
+        for name in CARD_SERVICES:
+            services.create(self.prefix, name, {})
+        # As on Windows, where the toolkit's event source is not the only one.
+        self.prefix.import_registry(f"Windows Registry Editor Version 5.00\n\n[{EVENT_SOURCES}\\Contoso]\n")
+        self.prefix.path(PACKAGE).parent.mkdir()
+
+    def install(self, *options, changes=()):
+        """Installs the package, with its tables changed. Returns msiexec's exit status as Unix sees it, and what the
+        program logged."""
+        installer.variant(SAMPLE, self.prefix.path(PACKAGE), *changes)
+        return self._msiexec("/i", PACKAGE, *options)
+
+    def remove(self):
+        return self._msiexec("/x", PACKAGE, "/qn")
+
+    def repair(self):
+        return self._msiexec("/fa", PACKAGE, "/qn")
+
+    def write_settings(self):
+        """Writes the registry values that the package writes for the program to read."""
+        lines = ["Windows Registry Editor Version 5.00"]
+        for name, value in installer.registry_values(SAMPLE, "Settings").items():
+            key, _, value_name = name[:-1].partition(" [")
+            lines += [f"\n[{key.replace('HKLM', 'HKEY_LOCAL_MACHINE')}]", f'"{value_name}"={registry_text(value)}']
+        self.prefix.import_registry("\n".join(lines) + "\n")
+
+    def look(self):
+        """All that is there and of concern, by names in lower case."""
+        found = {**machine_state.registry_values(self.prefix), **self._files()}
+        for name in SERVICES:
+            shown = services.show(self.prefix, name)
+            found.update({f"service {name} [{member}]": shown[member] for member in SERVICE_MEMBERS if shown})
+        found["installed products"] = re.findall('^"DisplayName"="(.*)"', self.prefix.export_registry(PRODUCTS), re.MULTILINE)
+        standins = self.prefix.export_registry(KEY)
+        found["key storage providers"] = re.findall('^"(Kelo .+)"=', standins, re.MULTILINE)
+        found["smart-card readers"] = re.findall('^"readers"=(.*)', standins, re.MULTILINE)
+        found["automatic provisioning"] = self._provisioning()
+        return {name.lower(): value for name, value in found.items() if not NOT_OF_CONCERN.match(name.lower())}
+
+    def _files(self):
+        """All files but the notes of stand-ins, and the folders but those that only notes keep there."""
+        found = machine_state.files(self.prefix)
+        notes = [path for path in found if path.endswith(NOTES)]
+        for note in notes:
+            del found[note]
+        for folder in {note.rpartition("\\")[0] for note in notes}:
+            if not any(path.startswith(folder + "\\") for path in found):
+                del found[folder]
+        return found
+
+    def _provisioning(self):
+        for call in noted_calls(self.prefix):
+            if call["call"] == "IWbemServices::ExecMethod":
+                self.provisioning = "off" if call["in"]["strMethodName"] == "DisableAutoProvisioning" else "on"
+        return self.provisioning
+
+    def _msiexec(self, *arguments):
+        before = len(self._log())
+        status, _ = self.prefix.wine("msiexec", *arguments, "/l*v", VERBOSE_LOG)
+        return status, to_compare(self._log()[before:])
+
+    def _log(self):
+        log = self.prefix.path(LOG)
+        return log.read_bytes().decode("cp1252").splitlines() if log.is_file() else []
+
+    def verbose_log(self):
+        """The installer's own log of its last run, as Windows would have written it."""
+        log = self.prefix.path(VERBOSE_LOG).read_bytes()
+        return installer.without_hidden(SAMPLE, log.decode("utf-16" if log.startswith(b"\xff\xfe") else "cp1252"))
+
+
+def to_compare(log):
+    """Whole log lines without what differs from run to run: time, thread, process numbers, and how often a service was
+    looked at while it stopped or started."""
+    lines = [parse(line) for line in log]
+    return [f"TZ{line['zone']} " + re.sub(r"(PID|TID): \d+", r"\1: N", line["message"]) for line in lines
+            if not re.match(r"\S+  current status: ", line["message"])]
+
+
+def effects(before, after):
+    """What two looks at a machine differ in, and what there is then: kinds of change and names."""
+    return leaves({(kind, item): value for kind, item, value in machine_state.changes(before, after)})
+
+
+def leaves(found):
+    """Effects without the folders and keys that were added for what was added in them."""
+    added = [item for kind, item in found if kind == "added"]
+    holders = {("added", holder) for holder in added
+               if any(item.startswith((holder + "\\", holder + " [")) for item in added)}
+    return {effect: value for effect, value in found.items() if effect not in holders}
+
+
+def registry_text(value):
+    """A registry value as a .reg file has it."""
+    if isinstance(value, int):
+        return f"dword:{value:08x}"
+    return '"' + value.replace("\\", "\\\\").replace('"', '\\"') + '"'

@@ -1,0 +1,105 @@
+"""What the sample package is to do to a machine: what a rehearsal predicts for the program, and what the package itself
+brings."""
+
+import installer
+from installer import SAMPLE
+from packaged_machine import CARD_SERVICES, DESCRIPTION, SERVICE_MEMBERS, TOOLKIT, leaves, registry_text, to_compare
+from program import rehearsal, rehearse_each
+from services import STATES
+
+PROVIDERS = r"HKLM\SOFTWARE\Microsoft\Cryptography\Defaults\Provider"
+RUNS_AT_ONCE = {"onStart": {"states": [{"afterMs": 0, "state": "running"}]}}
+START_TYPES = {"auto": 2, "demand": 3}
+
+# What Wine has by itself, and what a stand-in of the package does.
+MORE = {
+    "clock": {"zoneBias": 0, "daylightBias": -60},
+    "registry": {PROVIDERS + r"\Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)": {}},
+    "services": {name: {"displayName": name, "start": "demand", **RUNS_AT_ONCE} for name in CARD_SERVICES},
+    "programs": {TOOLKIT + r"\KlPCR.exe": {"runs": [{"arguments": "-Service", "effects": {"services": {"KlPCR": {
+        "displayName": "Kelo PCR", "start": "demand", "binaryPath": f'"{TOOLKIT}\\KlPCR.exe"', **RUNS_AT_ONCE}}}}]}},
+    "libraries": {TOOLKIT + rf"\{stack}\stkprobe.dll": {} for stack in ("KELO", "NTRU12")},
+}
+
+
+def installed_machine():
+    """The described machine with what the package brings, as a description."""
+    description = with_all(DESCRIPTION, MORE)
+    description["files"] = {path: {"size": size} for path, size in installer.files(SAMPLE).items()}
+    for name, value in installer.registry_values(SAMPLE).items():
+        key, _, value_name = name[:-1].partition(" [")
+        description = with_all(description, {"registry": {key: {"values": {value_name: value}}}})
+    return description
+
+
+class Rehearsal:
+    """Actions one after the other on the same machine, where the toolkit's files are: what they log and change."""
+
+    def __init__(self, *runs, session=None):
+        description = installed_machine()
+        reports = list(rehearse_each(description, *runs))
+        if session is not None:
+            described = with_all(description, {"installer": {"properties": {"CustomActionData": session}}})
+            reports.append(rehearsal(described, "--export", "SRK_Auth_Change")[1])
+        self.logs = [to_compare(report["log"]) for report in reports]
+        self.changes = [change for report in reports for change in report["changes"]]
+
+    def effects(self):
+        """The effects that all of them have, with what there is then; None where that is not predicted."""
+        found = {}
+        for change in self.changes:
+            found.update(EFFECTS[change["area"]](change))
+        return leaves(found)
+
+
+def brought_by_package():
+    """The effects of installing the package that are not the program's."""
+    brought = {("added", path.lower()): f"{size} bytes" for path, size in installer.files(SAMPLE).items()}
+    brought |= {("added", name.lower()): registry_text(value)
+                for name, value in installer.registry_values(SAMPLE).items()}
+    return brought | {("changed", "installed products"): ["Kelo Toolkit Sample"]}
+
+
+def _registry_effects(change):
+    if "[" not in change["item"]:
+        return {}  # a key: it has values, or only its access list changed
+    is_plain = isinstance(change["after"], (int, str))
+    return {(change["kind"], change["item"].lower()): registry_text(change["after"]) if is_plain else None}
+
+
+def _file_effects(change):
+    return {} if change["kind"] == "changed" else {(change["kind"], change["item"].lower()): None}
+
+
+def _service_effects(change):
+    before, after = change["before"] or {}, change["after"] or {}
+    return {("changed" if member in before else "added", f"service {change['item']} [{member}]".lower()): _shown(after[member])
+            for member in SERVICE_MEMBERS if member in after and before.get(member) != after[member]}
+
+
+def _shown(value):
+    """A member of a service as the service manager shows it."""
+    return {**STATES, **START_TYPES}.get(value, value) if isinstance(value, str) else value
+
+
+def _one_effect(name, value=None):
+    return lambda _change: {("changed", name): value}
+
+
+# What a predicted change is on the real machine, by its area.
+EFFECTS = {
+    "registry": _registry_effects,
+    "files": _file_effects,
+    "libraries": _file_effects,
+    "services": _service_effects,
+    "cng": _one_effect("key storage providers"),
+    "smartCards": _one_effect("smart-card readers"),
+    "wmi": _one_effect("automatic provisioning", "off"),
+}
+
+
+def with_all(description, more):
+    """A description with the members of another."""
+    if not isinstance(description, dict):
+        return more
+    return {**description, **{name: with_all(description.get(name), value) for name, value in more.items()}}
