@@ -118,6 +118,7 @@ native_tests(unit)
 native_tests(scenarios)
 
 include(cmake/e2e.cmake)
+include(cmake/coverage.cmake)
 include(cmake/style.cmake)
 include(cmake/conformance.cmake)
 include(cmake/bench.cmake)

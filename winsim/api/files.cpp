@@ -254,8 +254,9 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
         .In("dwCreationDisposition", dwCreationDisposition)
         .In("dwFlagsAndAttributes", dwFlagsAndAttributes)
         .In("hTemplateFile", hTemplateFile);
+    // A fault without an error stands for a success that gives no handle.
     if (const auto fault = call.Fault())
-        return call.Fail(INVALID_HANDLE_VALUE, *fault);
+        return *fault == ERROR_SUCCESS ? call.Done(HANDLE{}) : call.Fail(INVALID_HANDLE_VALUE, *fault);
     const FileName name = FileNameOf(lpFileName);
     if (const DWORD error = OpenError(name, dwDesiredAccess, dwCreationDisposition); error != ERROR_SUCCESS)
         return call.Fail(INVALID_HANDLE_VALUE, error);

@@ -95,6 +95,12 @@ TEST(GetServiceBinaryPath, PathWithoutABackslashIsAFailure)
         ExpectRun(Call(MachineWithPath(path)), kUntouched, WholeScript(Queried(path)));
 }
 
+TEST(GetServiceBinaryPath, AConfigurationWithoutAPathIsAFailure)
+{
+    ExpectRun(Call(MachineWithPath(R"("C:\dir\prog.exe")"), {.faults = {"QueryServiceConfigW=0"}}), kUntouched,
+              WholeScript(R"(QueryServiceConfigW("service#1", 4096) = 1)"));
+}
+
 TEST(GetServiceBinaryPath, ConfigurationOf4096BytesIsRead)
 {
     std::string path = "\"C:\\Toolkit\\";

@@ -196,6 +196,16 @@ TEST(SetConfigFileAccess, AFileThatCannotBeMadeFailsOnlyWhenTheListIsApplied)
                ApplyLine(kFile, 2), LogLine("SetNamedSecurityInfo call failed: 2"), FreedSids(4)));
 }
 
+TEST(SetConfigFileAccess, ANewFileWithoutAHandleEndsItWithoutALine)
+{
+    const SimulatedRun run =
+        Replace(kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true}}})",
+                {.faults = {"CreateFileW=0"}});
+    ExpectRun(run, "0",
+              {kFolderLine, ReadLine(kFile, 2),
+               CallLine("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr})});
+}
+
 // ---- Failures on the way ----
 
 TEST(ConfigAccess, AnUnreadableListEndsIt)

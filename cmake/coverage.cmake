@@ -1,0 +1,57 @@
+# The coverage test: the program's images once more, built so that they count what of them runs, beside the native tests.
+
+if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    message(STATUS "the coverage test reads what GCC counts, and is left out with another compiler")
+    return()
+endif()
+string(REGEX MATCH "^[0-9]+" gcc_version ${CMAKE_CXX_COMPILER_VERSION})
+find_program(KELO_GCOV NAMES gcov-${gcc_version} gcov REQUIRED)
+set(COVERAGE_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/coverage)
+
+# An image adds up its counts in a file whenever it is unloaded. The compiler's runtime that does this closes files, and
+# in an image fclose is the simulated machine's: the runtime gets the host's, by the other name that the host has for it.
+execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libgcov.a
+    OUTPUT_VARIABLE libgcov OUTPUT_STRIP_TRAILING_WHITESPACE)
+set(COVERAGE_RUNTIME ${COVERAGE_FOLDER}/libgcov.a)
+add_custom_command(OUTPUT ${COVERAGE_RUNTIME}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${COVERAGE_FOLDER}
+    COMMAND ${CMAKE_OBJCOPY} --redefine-sym fclose=_IO_fclose ${libgcov} ${COVERAGE_RUNTIME}
+    DEPENDS ${libgcov} VERBATIM)
+add_custom_target(coverage_runtime DEPENDS ${COVERAGE_RUNTIME})
+
+# Optimised code has other branches than the source.
+set(COUNTING_OPTIONS -O0 -fprofile-arcs -ftest-coverage)
+
+add_library(kelo_counting_objects OBJECT EXCLUDE_FROM_ALL ${KELO_SOURCES})
+target_include_directories(kelo_counting_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
+winsim_program(kelo_counting_objects)
+target_compile_options(kelo_counting_objects PRIVATE ${COUNTING_OPTIONS})
+
+# An image of the same name as `image`, made of what that adds to the program's own objects.
+function(counting_image target image)
+    add_library(${target} MODULE EXCLUDE_FROM_ALL $<TARGET_PROPERTY:${image},SOURCES>)
+    target_link_libraries(${target} PRIVATE kelo_counting_objects ${COVERAGE_RUNTIME})
+    add_dependencies(${target} coverage_runtime)
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+    winsim_program(${target})
+    target_compile_options(${target} PRIVATE ${COUNTING_OPTIONS})
+    set_target_properties(${target} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${COVERAGE_FOLDER}
+        OUTPUT_NAME $<TARGET_PROPERTY:${image},OUTPUT_NAME>)
+endfunction()
+
+counting_image(kelo_counting_program kelo_program)
+counting_image(kelo_counting_library kelo_library)
+counting_image(kelo_counting_test_program kelo_test_program)
+
+# Tests take the images that lie beside them.
+set(COUNTED_TESTS unit_tests scenarios_tests)
+set(BESIDE_IMAGES kelo-rehearse ${COUNTED_TESTS})
+list(TRANSFORM BESIDE_IMAGES REPLACE "(.+)" "$<TARGET_FILE:\\1>" OUTPUT_VARIABLE files_beside_images)
+add_custom_target(coverage_tests ALL
+    COMMAND ${CMAKE_COMMAND} -E copy_if_different ${files_beside_images} ${COVERAGE_FOLDER} VERBATIM)
+add_dependencies(coverage_tests ${BESIDE_IMAGES}
+    kelo_counting_program kelo_counting_library kelo_counting_test_program)
+
+add_test(NAME coverage.source COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/coverage/check.py
+    ${PROJECT_SOURCE_DIR} ${KELO_GCOV} ${COVERAGE_FOLDER} ${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles ${COUNTED_TESTS})
+set_tests_properties(coverage.source PROPERTIES LABELS coverage TIMEOUT 600 COST 500)

@@ -1,0 +1,116 @@
+#!/usr/bin/python3
+"""Runs test programs beside images that count, and checks that each line and each branch of the program has run.
+
+Usage: check.py PROJECT-FOLDER GCOV IMAGES-FOLDER NOTES-FOLDER TEST...
+
+The tests lie in IMAGES-FOLDER; the images keep their counts beside the compiler's notes, in NOTES-FOLDER. Names each
+function and line that never runs and each branch that is never taken. A line that cannot run says why, with
+"// never runs: REASON", and then must not run.
+"""
+
+import collections
+import json
+import pathlib
+import re
+import subprocess
+import sys
+
+EXCUSE = re.compile(r"// never runs: \S")
+
+
+def run_tests(images, notes, tests):
+    """Whether all tests pass. What they count is all that is counted then."""
+    for counts in notes.rglob("*.gcda"):
+        counts.unlink()
+    return all([subprocess.run([images / test, "--gtest_brief=1"]).returncode == 0 for test in tests])
+
+
+def in_pairs(items):
+    return [items[i:i + 2] for i in range(0, len(items), 2)]
+
+
+class Line:
+    """How often a line ran, and its branches. What a template makes more than once counts together."""
+
+    def __init__(self):
+        self.count = 0
+        self.branches = {}  # the counts, by which of the branches exceptions take
+
+    def add(self, counted):
+        self.count += counted["count"]
+        counts = [branch["count"] for branch in counted["branches"]]
+        thrown = tuple(branch["throw"] for branch in counted["branches"])
+        self.branches[thrown] = [sum(both) for both in zip(counts, self.branches.get(thrown, [0] * len(counts)))]
+
+    def ways(self, is_switch):
+        """How often each way of each decision was taken. The compiler tells of the two ways of a decision, all ways of a
+        switch, and the two ways out of a call that may throw, which is no decision. It also decides on its own while an
+        exception is on its way; so what nothing ever came to is left out. When that is the source's, a way that leads
+        to it was never taken, and is named."""
+        for thrown, counts in self.branches.items():
+            exits = in_pairs(list(zip(thrown, counts)))
+            ways = [count for pair in exits if not any(is_thrown for is_thrown, _ in pair) for _, count in pair]
+            for decision in [ways] if is_switch else in_pairs(ways):
+                if any(decision):
+                    yield from decision
+
+
+class Counts:
+    """What the images have counted of src/: its lines by file and number, how often its functions were called by where
+    they begin."""
+
+    def __init__(self, gcov, project, notes):
+        self.lines = collections.defaultdict(Line)
+        self.functions = collections.Counter()
+        command = [gcov, "--json-format", "--stdout", "--branch-probabilities", "--relative-only",
+                   "--source-prefix", project, *sorted(notes.rglob("*.gcno"))]
+        for line in subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout.splitlines():
+            report = json.loads(line)
+            for file in report["files"]:
+                path = pathlib.Path(report["current_working_directory"], file["file"]).resolve()
+                # Notes outlive the source that they are of.
+                if path.is_relative_to(project / "src") and path.exists():
+                    self.add(path.relative_to(project), file)
+
+    def add(self, path, file):
+        for line in file["lines"]:
+            self.lines[path, line["line_number"]].add(line)
+        for function in file["functions"]:
+            self.functions[path, function["start_line"], function["start_column"]] += function["execution_count"]
+
+
+def main(project, gcov, images, notes, *tests):
+    project, images, notes = (pathlib.Path(folder).resolve() for folder in (project, images, notes))
+    summary = images / "summary.txt"
+    summary.write_text("src/: nothing is counted when the tests fail\n")
+    if not run_tests(images, notes, tests):
+        return 1
+
+    counts = Counts(gcov, project, notes)
+    texts = {path: (project / path).read_text().splitlines() for path, _ in counts.lines}
+    run, taken = [], []
+    wrong = [(path, number, "never called") for (path, number, _), count in counts.functions.items() if not count]
+    for (path, number), line in counts.lines.items():
+        text = texts[path][number - 1].strip()
+        if text == "}":
+            continue
+        if EXCUSE.search(text):
+            wrong += [(path, number, "runs")] * bool(line.count)
+            continue
+        run.append(line.count > 0)
+        if not line.count:
+            wrong.append((path, number, "never runs"))
+            continue
+        ways = [count > 0 for count in line.ways(text.startswith("switch ("))]
+        taken += ways
+        if not all(ways):
+            wrong.append((path, number, f"{ways.count(False)} of {len(ways)} branches never taken"))
+
+    for path, number, what in sorted(wrong):
+        print(f"{path}:{number}: {what}: {texts[path][number - 1].strip()}")
+    summary.write_text(f"src/: {sum(run)} of {len(run)} lines and {sum(taken)} of {len(taken)} branches run\n")
+    return 1 if wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
