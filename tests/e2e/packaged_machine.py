@@ -29,6 +29,8 @@ SERVICES = ("KlPCR", "tcsd_x86", *CARD_SERVICES)
 UPGRADE, USER_CANCELLED = -5 & 0xFFFFFFFF, -8 & 0xFFFFFFFF  # answers of the SRK tool
 FAIL = "fail"  # what it is told to fail with
 
+RUNS_AT_ONCE = {"onStart": {"states": [{"afterMs": 0, "state": "running"}]}}
+
 # A machine with a software stack, on which the user declines the change of the SRK authorization.
 DESCRIPTION = {
     "registry": {BLOCKED_COMMANDS: {"values": {str(n): "" for n in (13, 16, 20, 22, 62, 99, 125, 200)}}, RUN_KEY: {}},
@@ -87,8 +89,7 @@ class PackagedMachine:
             self.prefix.path(path).unlink(missing_ok=True)
         for program in (STAGER, SRK_TOOL):
             self.prefix.path(program).parent.rmdir()
-        for name in CARD_SERVICES:
-            services.create(self.prefix, name, {})
+        services.create(self.prefix, {name: RUNS_AT_ONCE for name in CARD_SERVICES})
         # As on Windows, where the toolkit's event source is not the only one.
         self.prefix.import_registry(f"Windows Registry Editor Version 5.00\n\n[{EVENT_SOURCES}\\Contoso]\n")
         self.prefix.path(PACKAGE).parent.mkdir()
@@ -120,8 +121,8 @@ class PackagedMachine:
             shown = services.show(self.prefix, name)
             found.update({f"service {name} [{member}]": shown[member] for member in SERVICE_MEMBERS if shown})
         found["installed products"] = re.findall('^"DisplayName"="(.*)"', self.prefix.export_registry(PRODUCTS), re.MULTILINE)
-        standins = self.prefix.export_registry(KEY)
-        found["key storage providers"] = re.findall('^"(Kelo .+)"=', standins, re.MULTILINE)
+        standins = self.prefix.export_registry(KEY).replace("\\\n", "")
+        found["key storage providers"] = re.findall('^"Providers"=(.*)', standins, re.MULTILINE)
         found["smart-card readers"] = re.findall('^"readers"=(.*)', standins, re.MULTILINE)
         found["automatic provisioning"] = self._provisioning()
         return {name.lower(): value for name, value in found.items() if not NOT_OF_CONCERN.match(name.lower())}

@@ -3,12 +3,11 @@ brings."""
 
 import installer
 from installer import SAMPLE
-from packaged_machine import CARD_SERVICES, DESCRIPTION, SERVICE_MEMBERS, TOOLKIT, leaves, registry_text, to_compare
+from packaged_machine import CARD_SERVICES, DESCRIPTION, RUNS_AT_ONCE, SERVICE_MEMBERS, TOOLKIT, leaves, registry_text, to_compare
 from program import rehearsal, rehearse_each
 from services import STATES
 
 PROVIDERS = r"HKLM\SOFTWARE\Microsoft\Cryptography\Defaults\Provider"
-RUNS_AT_ONCE = {"onStart": {"states": [{"afterMs": 0, "state": "running"}]}}
 START_TYPES = {"auto": 2, "demand": 3}
 
 # What Wine has by itself, and what a stand-in of the package does.

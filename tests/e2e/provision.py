@@ -5,7 +5,9 @@ import json
 import standins
 import system_standins
 import services
+from registry_values import typed_bytes, utf16
 from wine import ROOT
+from wine_limits import LeftOut
 
 # The Windows versions that Wine knows, and the build and service pack that it gives each.
 WINE_VERSIONS = {
@@ -19,8 +21,8 @@ WINE_VERSIONS = {
 
 ROOT_KEYS = {"HKLM": "HKEY_LOCAL_MACHINE", "HKCU": "HKEY_CURRENT_USER", "HKCR": "HKEY_CLASSES_ROOT",
              "HKU": "HKEY_USERS"}
-VALUE_TYPES = {"REG_NONE": 0, "REG_SZ": 1, "REG_EXPAND_SZ": 2, "REG_BINARY": 3, "REG_DWORD": 4, "REG_MULTI_SZ": 7,
-               "REG_QWORD": 11}
+RIGHTS = {"DELETE": 0x10000, "READ_CONTROL": 0x20000, "WRITE_DAC": 0x40000, "WRITE_OWNER": 0x80000,
+          "KEY_QUERY_VALUE": 1, "KEY_SET_VALUE": 2, "KEY_CREATE_SUB_KEY": 4}
 
 # The languages that the tests use: the locale that makes Wine speak each, and the ANSI code page that comes with it.
 WINE_LOCALES = {
@@ -51,17 +53,18 @@ def complete(description):
 
 
 def provision(prefix, description):
-    """Sets a prefix up. Returns the paths of what the description says and the prefix can not be."""
+    """Sets a prefix up. Returns what the description says and the prefix can not be, each a LeftOut."""
     work = _Work(prefix, complete(description))
-    # A machine has a Windows version also where its description does not say so.
-    for area, value in {"windows": {}, **description}.items():
-        apply = AREAS.get(area)
-        if apply is None:
-            work.missing.append(area)
-        else:
-            apply(work, value or {})
+    for area, apply in AREAS.items():
+        # A machine has a Windows version also where its description does not say so.
+        if area in description or area == "windows":
+            apply(work, description.get(area) or {})
+    for area in description.keys() - AREAS.keys():
+        work.miss(area)
     _place_system_standins(work)
     prefix.import_registry("Windows Registry Editor Version 5.00\n" + "".join(work.registry))
+    for finish in work.last:
+        finish()
     return work.missing
 
 
@@ -70,10 +73,18 @@ class _Work:
         self.prefix = prefix
         self.machine = machine
         self.registry = []  # the text of a .reg file
-        self.missing = []  # paths in the description
+        self.last = []  # what is done when all else is
+        self.missing = []
 
-    def miss_all(self, area, names):
-        self.missing += [f"{area}.{name}" for name in names]
+    def miss(self, *names):
+        """Leaves out what has this path in the description."""
+        self.missing.append(LeftOut(*names))
+
+    def miss_all(self, *names):
+        """The same for several members, the last argument, of what has the path before it."""
+        *path, members = names
+        for member in members:
+            self.miss(*path, member)
 
 
 def _merge(target, patch):
@@ -93,7 +104,8 @@ def _place_system_standins(work):
     program = work.machine["process"]["path"]
     registry, missing = system_standins.place(work.prefix, program, work.machine, complete({}))
     work.registry.append(registry)
-    work.missing += missing
+    for names in missing:
+        work.miss(*names)
 
 
 def _apply_nothing(_work, _value):
@@ -129,9 +141,9 @@ def _apply_environment(work, environment):
     lines = []
     for name, value in environment.items():
         if name.lower() not in own and value is not None:
-            lines.append(f"{_quote(name)}={_hex_value(1, _utf16(value))}\n")
+            lines.append(f"{_quote(name)}={_hex_value(1, utf16(value))}\n")
         elif own.get(name.lower()) != str(value).lower():
-            work.missing.append(f"environment.{name}")
+            work.miss("environment", name)
     if lines:
         work.registry.append("\n[HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Control\\Session Manager\\Environment]\n")
         work.registry += lines
@@ -145,9 +157,34 @@ def _apply_registry(work, registry):
             work.registry.append(f"\n[-{full}]\n")
             continue
         work.registry.append(f"\n[{full}]\n")
-        work.registry += [f"{_quote(name) if name else '@'}={_value(value)}\n"
-                          for name, value in (key.get("values") or {}).items()]
-        work.miss_all(f"registry.{path}", [name for name in key if name != "values"])
+        for name, value in (key.get("values") or {}).items():
+            if isinstance(value, list):
+                work.miss("registry", path, "values", name)
+            else:
+                work.registry.append(f"{_quote(name) if name else '@'}={_value(value)}\n")
+        _secure(work, path, below, key)
+        work.miss_all("registry", path, key.keys() - {"values", "owner", "access", "protected"})
+
+
+def _secure(work, path, below, key):
+    """Gives a key its owner and its access list: at the end, because it may then not be written any more."""
+    if not key.keys() & {"owner", "access", "protected"}:
+        return
+    flags = "P" if key.get("protected") else ""
+    entries = "".join(_entry(entry) for entry in key["access"]) if "access" in key else "(A;;GA;;;WD)"
+    sddl = f"O:{key.get('owner', 'S-1-5-18')}D:{flags}{entries}"
+    work.last.append(lambda: services.run_script(work.prefix, [f"secure\t{below}\t{sddl}"]))
+
+
+def _entry(entry):
+    """An entry of an access list, as the security descriptor definition language has it."""
+    mask = entry.get("mask", 0)
+    if not isinstance(mask, int):
+        mask = sum(RIGHTS[name] for name in mask)
+    inheritance = entry.get("inheritance", 0)
+    flags = "".join(text for bit, text in ((1, "OI"), (2, "CI"), (4, "NP"), (8, "IO")) if inheritance & bit)
+    kind = "D" if entry.get("type") == "deny" else "A"
+    return f"({kind};{flags};{mask:#x};;;{entry['trustee']})"
 
 
 def _value(value):
@@ -155,20 +192,8 @@ def _value(value):
         return "-"
     if isinstance(value, int):
         return f"dword:{value:08x}"
-    if isinstance(value, str):
-        return _hex_value(1, _utf16(value))
-    kind = value["type"]
-    if "text" in value:
-        data = _utf16(value["text"])
-    elif "number" in value:
-        data = value["number"].to_bytes(4, "little")
-    else:
-        data = bytes.fromhex(value.get("hex", ""))
-    return _hex_value(kind if isinstance(kind, int) else VALUE_TYPES[kind], data)
-
-
-def _utf16(text):
-    return (text + "\0").encode("utf-16-le")
+    kind, data = typed_bytes(value)
+    return _hex_value(kind, data)
 
 
 def _hex_value(kind, data):
@@ -181,22 +206,21 @@ def _quote(name):
 
 def _apply_files(work, files):
     for name, file in files.items():
-        if not name.upper().startswith("C:"):
-            work.missing.append(f"files.{name}")
-            continue
         path = work.prefix.path(name.replace("/", "\\"))
         if file is None:
             if path.is_file():
                 path.unlink()
             elif path.exists():
-                work.missing.append(f"files.{name}")
+                work.miss("files", name)
             continue
         _make_file(path, file)
-        known = {"directory", "text", "bytes", "size"}
+        known = {"directory", "text", "bytes", "size", "denied"}
+        if file.get("denied"):
+            work.last.append(lambda path=path: path.chmod(0o555 if path.is_dir() else 0))
         if file.get("attributes") == READ_ONLY:
             path.chmod(path.stat().st_mode & ~0o222)
             known.add("attributes")
-        work.miss_all(f"files.{name}", file.keys() - known)
+        work.miss_all("files", name, file.keys() - known)
 
 
 def _make_file(path, file):
@@ -215,6 +239,9 @@ def _apply_libraries(work, libraries):
 
 
 def _apply_programs(work, programs):
+    for path, program in programs.items():
+        for names in standins.left_out_of_program(program or {}):
+            work.miss("programs", path, *names)
     _apply_standins(work, "programs", programs, standins.place_program)
 
 
@@ -222,29 +249,42 @@ def _apply_standins(work, area, described, place):
     for path, standin in described.items():
         registry = place(work.prefix, path, standin) if standin is not None else None
         if registry is None:
-            work.missing.append(f"{area}.{path}")
+            work.miss(area, path)
         else:
             work.registry.append(registry)
 
 
 def _apply_installer(work, installer):
-    work.miss_all("installer.properties", installer.get("properties", {}).keys() - {"CustomActionData"})
-    if not isinstance(installer.get("properties", {}).get("CustomActionData", ""), str):
-        work.missing.append("installer.properties.CustomActionData")
+    for name, value in installer.get("properties", {}).items():
+        if name != "CustomActionData" or not isinstance(value, str):
+            work.miss("installer", "properties", name)
+
+
+SERVICE_MEMBERS = {"displayName", "description", "type", "start", "errorControl", "binaryPath", "loadOrderGroup",
+                   "dependencies", "account", "state", "controlsAccepted", "exitCode", "serviceExitCode", "checkPoint",
+                   "waitHint", "onStart", "onStop"}
 
 
 def _apply_services(work, described):
-    own = complete({})["services"]
     services.keep(work.prefix)
+    whole = work.machine["services"]
+    # Wine has services of its own; what a plain machine has need not be among them.
+    services.run_script(work.prefix, [f"delete\t{name}" for name in described])
+    services.create(work.prefix, {name: whole[name] for name, service in described.items() if service is not None})
     for name, service in described.items():
-        if service is None:
-            # Wine has its own; what a plain machine has need not be among them.
-            if services.show(work.prefix, name):
-                services.delete(work.prefix, name)
-        elif name in own:
-            work.missing.append(f"services.{name}")
-        else:
-            work.miss_all(f"services.{name}", services.create(work.prefix, name, service))
+        work.miss_all("services", name, (service or {}).keys() - SERVICE_MEMBERS)
+        for reaction in ("onStart", "onStop"):
+            if ((service or {}).get(reaction) or {}).get("error"):
+                work.miss("services", name, reaction, "error")
+
+
+def _apply_processes(work, processes):
+    own = {process.get("name") for process in complete({})["processes"]}
+    for i, process in enumerate(processes):
+        work.miss_all("processes", i, process.keys() - {"name", "count"})
+        if process.get("name") not in own:
+            path = rf"C:\Standins\{process['name']}"
+            work.last += [lambda path=path: services.start(work.prefix, path)] * process.get("count", 1)
 
 
 # Where a plain Windows machine and Wine differ: what Wine has, as a description.
@@ -264,7 +304,7 @@ def as_on_wine(description):
     return under(WINE, description)
 
 
-# How each area of a description is set up; any other is missing.
+# How each area of a description is set up, in this order; any other is left out.
 AREAS = {
     "title": _apply_nothing,
     "windows": _apply_windows,
@@ -277,6 +317,7 @@ AREAS = {
     "programs": _apply_programs,
     "installer": _apply_installer,
     "services": _apply_services,
+    "processes": _apply_processes,
     "smartCards": _apply_nothing,
     "cng": _apply_nothing,
     "wmi": _apply_nothing,

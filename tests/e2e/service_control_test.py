@@ -60,7 +60,7 @@ class IsServiceRunning(ServiceControl):
 
 class StartServiceByName(ServiceControl):
     def test_quick(self):
-        self.check({"state": "stopped"}, "StartServiceByName", "true",
+        self.check({"onStart": reaction((0, "running", {}))}, "StartServiceByName", "true",
                    [*found("stopped", 0), "Starting service", "service started",
                     f"{NAME} has been sucessfully started"], "running", waits=["1, 0"])
 

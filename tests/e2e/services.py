@@ -9,13 +9,19 @@ from wine import ROOT
 PROGRAMS = ROOT / "build" / "windows"
 SERVICE_PROGRAM = PROGRAMS / "service_program.exe"
 SLEEPER = PROGRAMS / "sleeper.exe"
-SERVICE_TOOL = PROGRAMS / "service_tool.exe"
+MACHINE_TOOL = PROGRAMS / "machine_tool.exe"
 
 STATES = {"stopped": 1, "startPending": 2, "stopPending": 3, "running": 4, "continuePending": 5, "pausePending": 6,
           "paused": 7}
+START_TYPES = {"boot": 0, "system": 1, "auto": 2, "demand": 3, "disabled": 4}
 ACCEPTS_STOP = 1
-MEMBERS = {"state", "displayName", "binaryPath", "controlsAccepted", "exitCode", "serviceExitCode", "checkPoint",
-           "waitHint", "onStart", "onStop"}
+NEVER = 0xFFFFFFFE  # milliseconds
+
+# What a service does whose description does not say it, as on a simulated machine.
+USUAL_REACTIONS = {
+    "onStart": {"states": [{"state": "startPending"}, {"afterMs": 300, "state": "running"}]},
+    "onStop": {"states": [{"state": "stopPending"}, {"afterMs": 300, "state": "stopped"}]},
+}
 
 
 def keep(prefix):
@@ -33,23 +39,58 @@ def start(prefix, path):
         raise RuntimeError(f"{path} cannot be started: {status}")
 
 
-def create(prefix, name, service):
-    """Registers a described service, and starts it when it is to be running. Returns what Wine can not be made of."""
+def create(prefix, described):
+    """Registers described services, by their names, and starts those that are to be running."""
+    lines, active = [], {}
+    for name, service in described.items():
+        path, states = prepare(prefix, name, service)
+        lines.append(creation(name, {"displayName": name, **service, "binaryPath": path}))
+        if service.get("state", "stopped") == "stopped":
+            continue
+        active[name] = states
+        # The service manager takes no other first state for a start.
+        running = _line("start", {"state": "running"})
+        states.write_text(running + _line("start", service) + _lines("stop", service))
+    run_script(prefix, lines + [f"start\t{name}" for name in active])
+    for name, states in active.items():
+        wait_for(prefix, name, STATES[described[name]["state"]])
+        write_states(states, described[name])
+
+
+def prepare(prefix, name, service):
+    """Puts a service's program where it is to be, unless there is one, and tells it what the service answers. Returns
+    the service's command line and the file that tells the program."""
     program, path = _program_of(name, service)
     target = prefix.path(program)
-    target.parent.mkdir(parents=True, exist_ok=True)
-    shutil.copyfile(SERVICE_PROGRAM, target)
-    _tool(prefix, "create", name, path, service.get("displayName", name))
-
+    if not target.exists() or target.stat().st_size == 0:
+        target.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copyfile(SERVICE_PROGRAM, target)
     states = target.with_name(f"{name}.states")
-    if service.get("state", "stopped") != "stopped":
-        # The service manager takes no other first state for a start.
-        running = _line("start", {"afterMs": 0, "state": "running"})
-        states.write_text(running + _line("start", {"afterMs": 0, **service}) + _lines("stop", service.get("onStop")))
-        _tool(prefix, "start", name)
-        wait_for(prefix, name, STATES[service["state"]])
-    states.write_text(_lines("start", service.get("onStart")) + _lines("stop", service.get("onStop")))
-    return [member for member in service if member not in MEMBERS]
+    write_states(states, service)
+    return path, states
+
+
+def creation(name, service):
+    """The line of a script that registers a service, or changes one."""
+    start = service.get("start", "")
+    members = (service.get("binaryPath", ""), service.get("displayName", ""), service.get("type", ""),
+               START_TYPES.get(start, start), service.get("errorControl", ""), service.get("loadOrderGroup", ""),
+               "/".join(service.get("dependencies", [])), service.get("account", ""), service.get("description", ""))
+    return "\t".join(["create", name, *map(str, members)])
+
+
+def run_script(prefix, lines):
+    """Has machine_tool do what the lines say. Returns what it prints."""
+    script = prefix.path(r"C:\machine_tool.txt")
+    script.write_text("".join(line + "\n" for line in lines), encoding="utf-8")
+    output = _tool(prefix, "script", r"C:\machine_tool.txt")
+    script.unlink()
+    return output
+
+
+def write_states(file, service):
+    """Tells a service program what its service answers to a start and to a stop."""
+    file.write_text(_lines("start", service) + _lines("stop", service))
 
 
 def delete(prefix, name):
@@ -63,7 +104,7 @@ def configure_path(prefix, name, path):
 
 def show(prefix, name):
     """Status, configuration and description of a service, as the service manager tells them; None without one."""
-    status, output = prefix.wine(SERVICE_TOOL, "show", name)
+    status, output = prefix.wine(MACHINE_TOOL, "show", name)
     return json.loads(output) if status == 0 else None
 
 
@@ -82,19 +123,24 @@ def _program_of(name, service):
     return (path.split('"')[1] if path.startswith('"') else path.split(" ")[0]), path
 
 
-def _lines(moment, reaction):
-    return "".join(_line(moment, step) for step in (reaction or {}).get("states", []))
+def _lines(moment, service):
+    reaction = "on" + moment.capitalize()
+    steps = (service.get(reaction) or USUAL_REACTIONS[reaction]).get("states", [])
+    # Without a line the program would do at once what is asked of it.
+    return "".join(_line(moment, step) for step in steps or [{"afterMs": NEVER, "state": "running"}])
 
 
 def _line(moment, step):
     state = step["state"]
     usual_controls = ACCEPTS_STOP if state in ("running", "paused") else 0
-    members = (step["afterMs"], STATES[state], step.get("controlsAccepted", usual_controls), step.get("exitCode", 0),
-               step.get("serviceExitCode", 0), step.get("checkPoint", 0), step.get("waitHint", 0))
+    members = (step.get("afterMs", 0), STATES[state], step.get("controlsAccepted", usual_controls),
+               step.get("exitCode", 0), step.get("serviceExitCode", 0), step.get("checkPoint", 0),
+               step.get("waitHint", 0))
     return f"{moment} {' '.join(map(str, members))}\n"
 
 
 def _tool(prefix, *arguments):
-    status, _ = prefix.wine(SERVICE_TOOL, *arguments)
+    status, output = prefix.wine(MACHINE_TOOL, *arguments)
     if status != 0:
-        raise RuntimeError(f"service_tool {' '.join(arguments)} ended with {status}")
+        raise RuntimeError(f"machine_tool {' '.join(arguments)} ended with {status}")
+    return output

@@ -3,10 +3,14 @@
 import re
 import shutil
 
+import services
+from registry_values import typed_bytes
 from wine import ROOT
 
 BUILD = ROOT / "build" / "windows"
-KEY = r"HKEY_LOCAL_MACHINE\SOFTWARE\KeloStandIns"
+FOLDER = r"C:\KeloStandIns"
+STANDINS = r"SOFTWARE\KeloStandIns"
+KEY = rf"HKEY_LOCAL_MACHINE\{STANDINS}"
 
 # The libraries that there is a stand-in for, and the functions that each offers.
 LIBRARIES = {"CertJobPlanner.dll": {"AreTasksInstalled", "InstallAutoEnrollmentTasks", "RemoveAutoEnrollmentTasks"}}
@@ -29,16 +33,57 @@ def place_library(prefix, path, library):
 
 
 def place_program(prefix, path, program):
-    """The same for a described program, which may change the smart-card readers."""
+    """The same for a described program, which may change services, registry values and the smart-card readers."""
+    name = path.rpartition("\\")[2]
     runs = program.get("runs", [])
-    if any(run.keys() - {"arguments", "exitCode", "effects"} or not _has_known_effects(run) for run in runs):
+    fits_all = [i for i, run in enumerate(runs) if "arguments" not in run]
+    if fits_all and fits_all[0] != len(runs) - 1:
         return None
     copy(BUILD / "described_program.exe", prefix, path)
+    copy(BUILD / "machine_tool.exe", prefix, rf"{FOLDER}\machine_tool.exe")
     # Of two runs with the same arguments the first counts.
-    codes = {run.get("arguments", ""): run.get("exitCode", 0) for run in reversed(runs)}
-    readers = "".join(list_line(run["arguments"] + " readers", run["effects"]["smartCards"]["readers"])
-                      for run in runs if "effects" in run)
-    return numbers(path.rpartition("\\")[2], codes) + readers
+    first = {run.get("arguments", ""): run for run in reversed(runs)}
+    registry = numbers(name, {arguments: run.get("exitCode", 0) for arguments, run in first.items()})
+    for i, (arguments, run) in enumerate(first.items()):
+        if "effects" in run:
+            script = rf"{FOLDER}\{name}.{i}.txt"
+            prefix.path(script).write_text(effects_script(prefix, run["effects"]), encoding="utf-8")
+            registry += f'"{_escaped(arguments + " effects")}"="{_escaped(script)}"\n'
+    return registry
+
+
+def left_out_of_program(program):
+    """The paths in a program's description of what its stand-in does not do."""
+    for i, run in enumerate(program.get("runs", [])):
+        for member in run.keys() - {"arguments", "exitCode", "effects"}:
+            yield "runs", i, member
+        effects = run.get("effects", {})
+        for area in effects.keys() - {"services", "registry", "smartCards"}:
+            yield "runs", i, "effects", area
+        for member in effects.get("smartCards", {}).keys() - {"readers"}:
+            yield "runs", i, "effects", "smartCards", member
+
+
+def effects_script(prefix, effects):
+    """What machine_tool has to do for effects on a machine."""
+    lines = []
+    if "readers" in effects.get("smartCards", {}):
+        lines.append(_value_line(rf"{STANDINS}\winscard.dll", "readers", 7,
+                                 _multi_string(effects["smartCards"]["readers"])))
+    for path, key in effects.get("registry", {}).items():
+        for name, value in key["values"].items():
+            lines.append(_value_line(path.partition("\\")[2], name, *typed_bytes(value)))
+    for name, service in effects.get("services", {}).items():
+        if service is None:
+            lines.append(f"delete\t{name}")
+        else:
+            services.prepare(prefix, name, service)
+            lines.append(services.creation(name, service))
+    return "".join(line + "\n" for line in lines)
+
+
+def _value_line(key, name, kind, data):
+    return f"value\t{key}\t{name}\t{kind}\t{data.hex()}"
 
 
 def folders_of(prefix, program):
@@ -56,12 +101,6 @@ def _lines(prefix, program, name):
     return noted.read_text(encoding="utf-8").splitlines() if noted.exists() else []
 
 
-def _has_known_effects(run):
-    effects = run.get("effects")
-    return effects is None or ("arguments" in run and effects.keys() == {"smartCards"}
-                               and effects["smartCards"].keys() == {"readers"})
-
-
 def calls_of(prefix, library):
     """How often each function of a described library was called."""
     text = prefix.export_registry(f"{KEY}\\{library}")
@@ -77,8 +116,11 @@ def copy(file, prefix, path):
 
 def list_line(name, texts):
     """The line for a list of texts, behind those of its key."""
-    data = "".join(text + "\0" for text in [*texts, ""]).encode("utf-16-le")
-    return f'"{_escaped(name)}"=hex(7):{data.hex(",")}\n'
+    return f'"{_escaped(name)}"=hex(7):{_multi_string(texts).hex(",")}\n'
+
+
+def _multi_string(texts):
+    return "".join(text + "\0" for text in [*texts, ""]).encode("utf-16-le")
 
 
 def _escaped(name):

@@ -175,7 +175,7 @@ class VirtualSmartCard(Prediction):
         services.keep(machine.prefix)
         for name in ("SCardSvr", "CertPropSvc"):
             if not services.show(machine.prefix, name):
-                services.create(machine.prefix, name, {})
+                services.create(machine.prefix, {name: {}})
         machine.run(*FULL_SETUP)
         for name in ("SCardSvr", "CertPropSvc"):
             self.assertEqual(services.show(machine.prefix, name)["start"], SERVICE_AUTO_START, name)

@@ -51,14 +51,20 @@ class Prefix:
         return _run(self.folder, ["wine", *command], locale=self.locale)
 
     def path(self, windows_path):
-        """Where a file of drive C: lies. Its name need not be there yet, and is not case-sensitive."""
-        drive, *names = windows_path.split("\\")
-        if drive.upper() != "C:":
-            raise ValueError(f"{windows_path}: not on drive C:")
-        path = self.folder / "drive_c"
+        """Where a file lies; its drive is made when there is none yet. Its name need not be there yet, and is not
+        case-sensitive."""
+        drive, *names = windows_path.replace("/", "\\").split("\\")
+        path = self.folder / f"drive_{drive[0].lower()}"
+        if not path.exists():
+            path.mkdir()
+            (self.folder / "dosdevices" / drive.lower()).symlink_to(path)
         for name in filter(None, names):
             path = _find_name(path, name)
         return path
+
+    def drives(self):
+        """The prefix's own drives, such as C:."""
+        return [f"{folder.name[-1].upper()}:" for folder in self.folder.glob("drive_?")]
 
     def import_registry(self, text):
         """Applies the text of a .reg file."""

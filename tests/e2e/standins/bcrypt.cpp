@@ -5,33 +5,69 @@
 #include <bcrypt.h>
 #include <ncrypt.h>
 
+#include <algorithm>
 #include <cwchar>
 #include <string>
+#include <vector>
 
 namespace
 {
 
-constexpr wchar_t kProviders[] = L"SOFTWARE\\KeloStandIns\\bcrypt.dll\\Providers";
-constexpr wchar_t kKeyStorage[] = L"SOFTWARE\\KeloStandIns\\bcrypt.dll\\KeyStorage";
+constexpr wchar_t kKey[] = L"SOFTWARE\\KeloStandIns\\bcrypt.dll";
+
+// Lists of providers, in their order.
+constexpr wchar_t kProviders[] = L"Providers";
+constexpr wchar_t kKeyStorage[] = L"KeyStorage";
 
 constexpr NTSTATUS kSuccess = 0;
 constexpr NTSTATUS kNameCollision = static_cast<NTSTATUS>(0xC0000035);
 constexpr NTSTATUS kNotFound = static_cast<NTSTATUS>(0xC0000225);
 
-bool IsListed(const wchar_t* list, const wchar_t* provider)
+std::vector<std::wstring> Read(const wchar_t* list)
 {
-    return RegGetValueW(HKEY_LOCAL_MACHINE, list, provider, RRF_RT_REG_DWORD, nullptr, nullptr, nullptr) == 0;
+    std::vector<wchar_t> texts(4096);
+    DWORD size = static_cast<DWORD>(texts.size() * sizeof(wchar_t));
+    RegGetValueW(HKEY_LOCAL_MACHINE, kKey, list, RRF_RT_REG_MULTI_SZ, nullptr, texts.data(), &size);
+    std::vector<std::wstring> providers;
+    for (const wchar_t* text = texts.data(); *text != L'\0'; text += std::wcslen(text) + 1)
+        providers.emplace_back(text);
+    return providers;
 }
 
-void Add(const wchar_t* list, const wchar_t* provider)
+void Write(const wchar_t* list, const std::vector<std::wstring>& providers)
 {
-    const DWORD listed = 1;
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, list, provider, REG_DWORD, &listed, sizeof listed);
+    std::wstring texts;
+    for (const std::wstring& provider : providers)
+        texts += provider + L'\0';
+    texts += L'\0';
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey, list, REG_MULTI_SZ, texts.data(),
+                    static_cast<DWORD>(texts.size() * sizeof(wchar_t)));
+}
+
+bool IsListed(const wchar_t* list, const wchar_t* provider)
+{
+    const std::vector<std::wstring> providers = Read(list);
+    return std::find(providers.begin(), providers.end(), provider) != providers.end();
+}
+
+// A position behind the end is the end.
+void Add(const wchar_t* list, const wchar_t* provider, ULONG position)
+{
+    if (IsListed(list, provider))
+        return;
+    std::vector<std::wstring> providers = Read(list);
+    const std::size_t at = std::min<std::size_t>(position, providers.size());
+    providers.insert(providers.begin() + static_cast<std::ptrdiff_t>(at), provider);
+    Write(list, providers);
 }
 
 NTSTATUS Remove(const wchar_t* list, const wchar_t* provider)
 {
-    return RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, list, provider) == 0 ? kSuccess : kNotFound;
+    std::vector<std::wstring> providers = Read(list);
+    if (std::erase(providers, provider) == 0)
+        return kNotFound;
+    Write(list, providers);
+    return kSuccess;
 }
 
 bool IsKeyStorage(ULONG table, const wchar_t* context, ULONG interfaceNumber, const wchar_t* function)
@@ -86,7 +122,7 @@ extern "C"
         BCryptRegisterProvider(LPCWSTR provider, ULONG flags, PCRYPT_PROVIDER_REG record)
     {
         const NTSTATUS status = IsListed(kProviders, provider) ? kNameCollision : kSuccess;
-        Add(kProviders, provider);
+        Add(kProviders, provider, CRYPT_PRIORITY_BOTTOM);
         NoteCall("BCryptRegisterProvider",
                  {{"pszProvider", JsonText(provider)}, {"dwFlags", JsonNumber(flags)}, {"pReg", Json(*record)}},
                  status);
@@ -106,7 +142,7 @@ extern "C"
     {
         const NTSTATUS status = IsKeyStorage(table, context, interfaceNumber, function) ? kSuccess : kNotFound;
         if (status == kSuccess)
-            Add(kKeyStorage, provider);
+            Add(kKeyStorage, provider, position);
         NoteCall("BCryptAddContextFunctionProvider",
                  {{"dwTable", JsonNumber(table)},
                   {"pszContext", JsonText(context)},

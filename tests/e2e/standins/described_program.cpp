@@ -1,6 +1,9 @@
 // A program that ends as it is described: its exit code is the number in the registry under its arguments, or under no
-// name when there is none for these. The smart-card readers that it leaves behind, if it does, stand there too. Its
-// command lines are noted in "runs.txt" beside it, and the folders that it ran in in "folders.txt".
+// name when there is none for these. What it does to the machine, if it does, is a script for machine_tool, whose path
+// stands there too. Its command lines are noted in "runs.txt" beside it, and the folders that it ran in in
+// "folders.txt". Started for a service, it is that service's program.
+#include "tests/e2e/standins/service_role.h"
+
 #include <windows.h>
 
 #include <filesystem>
@@ -19,10 +22,10 @@ std::filesystem::path OwnPath()
     return path;
 }
 
-// What stands behind the program in the command line, which names it with or without quotation marks.
+// What stands behind the program in the command line, which names it with or without quotation marks, or not at all.
 std::wstring ArgumentsOf(const std::wstring& commandLine, const std::wstring& ownPath)
 {
-    std::size_t end = std::wstring::npos;
+    std::size_t end = 0;
     if (commandLine.starts_with(L'"'))
         end = commandLine.find(L'"', 1) + 1;
     else if (commandLine.starts_with(ownPath))
@@ -38,18 +41,19 @@ bool FindExitCode(const std::wstring& name, const std::wstring& arguments, DWORD
                         &exitCode, &size) == ERROR_SUCCESS;
 }
 
-// The readers that the run leaves behind are those of the stand-in for the resource manager from then on.
-void ChangeReaders(const std::wstring& name, const std::wstring& arguments)
+void ChangeMachine(const std::wstring& name, const std::wstring& arguments)
 {
-    const std::wstring key = kKey + name;
-    const std::wstring value = arguments + L" readers";
-    DWORD size = 0;
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), value.c_str(), RRF_RT_REG_MULTI_SZ, nullptr, nullptr, &size) != 0)
+    wchar_t script[MAX_PATH] = {};
+    DWORD size = sizeof script;
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, (kKey + name).c_str(), (arguments + L" effects").c_str(), RRF_RT_REG_SZ,
+                     nullptr, script, &size) != ERROR_SUCCESS)
         return;
-    std::wstring readers(size / sizeof(wchar_t), L'\0');
-    RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), value.c_str(), RRF_RT_REG_MULTI_SZ, nullptr, readers.data(), &size);
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kKey + std::wstring(L"winscard.dll")).c_str(), L"readers", REG_MULTI_SZ,
-                    readers.data(), size);
+    std::wstring commandLine = std::wstring(L"C:\\KeloStandIns\\machine_tool.exe script \"") + script + L"\"";
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process);
+    WaitForSingleObject(process.hProcess, INFINITE);
 }
 
 std::string Utf8(const std::wstring& text)
@@ -65,6 +69,9 @@ std::string Utf8(const std::wstring& text)
 
 int wmain()
 {
+    if (IsStartedAsService())
+        return RunAsService();
+
     const std::filesystem::path path = OwnPath();
     const std::wstring commandLine = GetCommandLineW();
     const auto note = [&](const char* file, const std::wstring& line) {
@@ -75,9 +82,12 @@ int wmain()
 
     DWORD exitCode = 0;
     const std::wstring name = path.filename().wstring();
-    const std::wstring arguments = ArgumentsOf(commandLine, path.wstring());
+    std::wstring arguments = ArgumentsOf(commandLine, path.wstring());
     if (!FindExitCode(name, arguments, exitCode))
-        FindExitCode(name, L"", exitCode);
-    ChangeReaders(name, arguments);
+    {
+        arguments.clear();
+        FindExitCode(name, arguments, exitCode);
+    }
+    ChangeMachine(name, arguments);
     return static_cast<int>(exitCode);
 }

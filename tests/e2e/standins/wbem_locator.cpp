@@ -1,4 +1,6 @@
-// A COM server for the management instrumentation: its namespace has the TPM's class, and each call is noted.
+// A COM server for the management instrumentation: its namespace has the TPM's class, and each call is noted. A call
+// fails with the number in the registry under its name, if there is one; whether the TPM is provisioned automatically
+// stands there too.
 #include "tests/e2e/standins/noted_calls.h"
 
 #include <objbase.h>
@@ -13,6 +15,22 @@ namespace
 
 constexpr IID kLocator = {0xDC12A687, 0x737F, 0x11CF, {0x88, 0x4D, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}};
 constexpr CLSID kAdministrativeLocator = {0xCB8555CC, 0x9128, 0x11D1, {0xAD, 0x9B, 0x00, 0xC0, 0x4F, 0xD8, 0xFD, 0xFF}};
+
+constexpr char kKey[] = "SOFTWARE\\KeloStandIns\\wbem_locator.dll";
+
+HRESULT DescribedResult(const char* call)
+{
+    DWORD result = S_OK;
+    DWORD size = sizeof result;
+    RegGetValueA(HKEY_LOCAL_MACHINE, kKey, call, RRF_RT_REG_DWORD, nullptr, &result, &size);
+    return static_cast<HRESULT>(result);
+}
+
+void SetAutoProvisioning(const wchar_t* method)
+{
+    const DWORD isOn = std::wcscmp(method, L"EnableAutoProvisioning") == 0 ? 1 : 0;
+    RegSetKeyValueA(HKEY_LOCAL_MACHINE, kKey, "autoProvisioning", REG_DWORD, &isOn, sizeof isOn);
+}
 
 // Objects go by their numbers, in the order in which they were made.
 unsigned g_objects = 0;
@@ -70,31 +88,40 @@ public:
 
     STDMETHODIMP Put(LPCWSTR name, long flags, VARIANT* value, CIMTYPE type) override
     {
+        const HRESULT result = DescribedResult("IWbemClassObject::Put");
         NoteCall("IWbemClassObject::Put",
                  {{"this", Name()},
                   {"wszName", JsonText(name)},
                   {"lFlags", JsonNumber(static_cast<DWORD>(flags))},
                   {"pVal", Json(value)},
                   {"Type", JsonNumber(static_cast<DWORD>(type))}},
-                 S_OK);
+                 result);
+        if (FAILED(result))
+            return result;
         return S_OK;
     }
     STDMETHODIMP SpawnInstance(long flags, IWbemClassObject** instance) override
     {
+        const HRESULT result = DescribedResult("IWbemClassObject::SpawnInstance");
         NoteCall("IWbemClassObject::SpawnInstance",
-                 {{"this", Name()}, {"lFlags", JsonNumber(static_cast<DWORD>(flags))}}, S_OK);
+                 {{"this", Name()}, {"lFlags", JsonNumber(static_cast<DWORD>(flags))}}, result);
+        if (FAILED(result))
+            return result;
         *instance = new ClassObject;
         return S_OK;
     }
     STDMETHODIMP GetMethod(LPCWSTR name, long flags, IWbemClassObject** input, IWbemClassObject** output) override
     {
+        const HRESULT result = DescribedResult("IWbemClassObject::GetMethod");
         NoteCall("IWbemClassObject::GetMethod",
                  {{"this", Name()},
                   {"wszName", JsonText(name)},
                   {"lFlags", JsonNumber(static_cast<DWORD>(flags))},
                   {"ppInSignature", JsonFlag(input != nullptr)},
                   {"ppOutSignature", JsonFlag(output != nullptr)}},
-                 S_OK);
+                 result);
+        if (FAILED(result))
+            return result;
         *input = new ClassObject;
         return S_OK;
     }
@@ -145,19 +172,23 @@ public:
     STDMETHODIMP GetObject(const BSTR path, long flags, IWbemContext*, IWbemClassObject** object,
                            IWbemCallResult** callResult) override
     {
+        const HRESULT result = DescribedResult("IWbemServices::GetObject");
         NoteCall("IWbemServices::GetObject",
                  {{"this", Name()},
                   {"strObjectPath", JsonText(path)},
                   {"lFlags", JsonNumber(static_cast<DWORD>(flags))},
                   {"pCtx", "null"},
                   {"ppCallResult", JsonFlag(callResult != nullptr)}},
-                 S_OK);
+                 result);
+        if (FAILED(result))
+            return result;
         *object = new ClassObject;
         return S_OK;
     }
     STDMETHODIMP ExecMethod(const BSTR path, const BSTR method, long flags, IWbemContext*, IWbemClassObject* input,
                             IWbemClassObject** output, IWbemCallResult** callResult) override
     {
+        const HRESULT result = DescribedResult("IWbemServices::ExecMethod");
         NoteCall("IWbemServices::ExecMethod",
                  {{"this", Name()},
                   {"strObjectPath", JsonText(path)},
@@ -167,7 +198,10 @@ public:
                   {"pInParams", NameOrNull(input)},
                   {"ppOutParams", JsonFlag(output != nullptr)},
                   {"ppCallResult", JsonFlag(callResult != nullptr)}},
-                 S_OK);
+                 result);
+        if (FAILED(result))
+            return result;
+        SetAutoProvisioning(method);
         *output = new ClassObject;
         return S_OK;
     }
@@ -236,6 +270,7 @@ private:
         STDMETHODIMP SetBlanket(IUnknown*, DWORD authentication, DWORD authorization, OLECHAR* principal, DWORD level,
                                 DWORD impersonation, void*, DWORD capabilities) override
         {
+            const HRESULT result = DescribedResult("CoSetProxyBlanket");
             NoteCall("CoSetProxyBlanket",
                      {{"pProxy", m_services.Name()},
                       {"dwAuthnSvc", JsonNumber(authentication)},
@@ -245,7 +280,9 @@ private:
                       {"dwImpLevel", JsonNumber(impersonation)},
                       {"pAuthInfo", "null"},
                       {"dwCapabilities", JsonNumber(capabilities)}},
-                     S_OK);
+                     result);
+            if (FAILED(result))
+                return result;
             return S_OK;
         }
         STDMETHODIMP QueryBlanket(IUnknown*, DWORD*, DWORD*, OLECHAR**, DWORD*, DWORD*, void**, DWORD*) override
@@ -270,7 +307,8 @@ public:
                                const BSTR authority, IWbemContext*, IWbemServices** services) override
     {
         const bool isThere = std::wcscmp(path, L"root\\CIMV2\\Security\\MicrosoftTpm") == 0;
-        const HRESULT result = isThere ? S_OK : static_cast<HRESULT>(WBEM_E_INVALID_NAMESPACE);
+        const HRESULT described = DescribedResult("IWbemLocator::ConnectServer");
+        const HRESULT result = isThere ? described : static_cast<HRESULT>(WBEM_E_INVALID_NAMESPACE);
         NoteCall("IWbemLocator::ConnectServer",
                  {{"this", Name()},
                   {"strNetworkResource", JsonText(path)},
@@ -281,7 +319,7 @@ public:
                   {"strAuthority", JsonText(authority)},
                   {"pCtx", "null"}},
                  result);
-        *services = isThere ? new Services : nullptr;
+        *services = SUCCEEDED(result) ? new Services : nullptr;
         return result;
     }
 };
