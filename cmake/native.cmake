@@ -116,6 +116,8 @@ endfunction()
 
 native_tests(unit)
 native_tests(scenarios)
+native_tests(faults)
+target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
 
 include(cmake/e2e.cmake)
 include(cmake/coverage.cmake)

@@ -42,9 +42,18 @@ READ_ONLY = 1  # FILE_ATTRIBUTE_READONLY
 
 
 def load(path):
-    """The description in a JSON file."""
+    """The description in a JSON file, together with those that it is like."""
     with open(path, encoding="utf-8") as file:
-        return json.load(file)
+        description = json.load(file)
+    model = description.pop("like", None)
+    return description if model is None else _layered(load(pathlib.Path(path).parent / model), description)
+
+
+def _layered(description, patch):
+    """One description that does what two do one after the other."""
+    if not isinstance(description, dict) or not isinstance(patch, dict):
+        return patch
+    return description | {name: _layered(description.get(name), value) for name, value in patch.items()}
 
 
 def complete(description):

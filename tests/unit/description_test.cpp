@@ -377,6 +377,59 @@ TEST(Comparison, NamesRegistryKeysAndValues)
                     R"({"area":"registry","kind":"added","item":"HKLM\\A\\B [New]","before":null,"after":4})"));
 }
 
+// Description files in a folder of the test's own.
+class DescriptionFiles : public testing::Test
+{
+protected:
+    DescriptionFiles()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "kelo-machines-XXXXXX").string();
+        m_folder = mkdtemp(pattern.data());
+    }
+    ~DescriptionFiles() override { std::filesystem::remove_all(m_folder); }
+
+    std::string Write(const char* name, const char* description) const
+    {
+        std::ofstream(m_folder / name) << description;
+        return (m_folder / name).string();
+    }
+
+    static std::string ErrorOf(const std::string& path)
+    {
+        try
+        {
+            Machine::FromFile(path);
+            return "nothing";
+        }
+        catch (const winsim::DescriptionError& error)
+        {
+            return error.what();
+        }
+    }
+
+private:
+    std::filesystem::path m_folder;
+};
+
+TEST_F(DescriptionFiles, MachineLikeAnotherDiffersFromThatOneOnly)
+{
+    Write("plain.json", R"({"title": "first", "windows": {"version": "6.1", "build": 7601},
+                            "registry": {"HKLM\\A": {"values": {"V": 1}}}, "folders": {"programFiles": null}})");
+    Write("middle.json", R"({"like": "plain.json", "windows": {"build": 7600}, "registry": {"HKLM\\A": null}})");
+    const Machine machine = Machine::FromFile(Write("last.json", R"({"like": "middle.json", "title": "last"})"));
+    EXPECT_EQ(machine, MachineOf(R"({"title": "last", "windows": {"version": "6.1", "build": 7600},
+                                     "folders": {"programFiles": null}})"));
+}
+
+TEST_F(DescriptionFiles, LikeMustNameFilesThatLeadToAnEnd)
+{
+    EXPECT_EQ(ErrorOf(Write("number.json", R"({"like": 1})")), "like: not a text");
+    EXPECT_EQ(ErrorOf(Write("circle.json", R"({"like": "circle.json"})")),
+              "like: too many files that are like each other");
+    EXPECT_THAT(ErrorOf(Write("alone.json", R"({"like": "missing.json"})")),
+                testing::EndsWith("missing.json: cannot be read"));
+}
+
 TEST(Comparison, NamesFilesAndEvents)
 {
     const Machine before = MachineOf(R"({"files": {"C:\\a": {"text": "1"}, "C:\\b": {}}})");

@@ -32,7 +32,7 @@ UINT WINAPI MsiGetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPWSTR szValueBu
 
     const std::string name = winsim::Utf8(szName);
     const PropertyAnswer answer = simulation.machine.installer.AnswerTo(name, simulation.propertyQuestions[name]++);
-    const std::u16string text = winsim::Utf16(answer.text);
+    const std::u16string text = call.GivesNothing() ? std::u16string() : winsim::Utf16(answer.text);
     const DWORD length = answer.size.value_or(static_cast<DWORD>(text.size()));
     if (answer.error != ERROR_SUCCESS && !answer.size)
         return status(answer.error);

@@ -268,7 +268,7 @@ BOOL WINAPI EnumProcesses(DWORD* lpidProcess, DWORD cb, LPDWORD lpcbNeeded)
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     const auto& processes = Simulation::Current().machine.processes.All();
-    const std::size_t count = std::min<std::size_t>(processes.size(), cb / sizeof(DWORD));
+    const std::size_t count = call.GivesNothing() ? 0 : std::min<std::size_t>(processes.size(), cb / sizeof(DWORD));
     Json ids = Json::array();
     for (std::size_t i = 0; i < count; ++i)
     {
@@ -294,6 +294,12 @@ BOOL WINAPI EnumProcessModules(HANDLE hProcess, HMODULE* lphModule, DWORD cb, LP
     const RunningProcess* process = simulation.machine.processes.Find(open->id);
     if (process == nullptr || process->name.empty())
         return call.Fail(FALSE, ERROR_PARTIAL_COPY);
+    if (call.GivesNothing())
+    {
+        *lpcbNeeded = 0;
+        call.Out("lpcbNeeded", *lpcbNeeded);
+        return call.Done(TRUE);
+    }
     *lpcbNeeded = sizeof(HMODULE);
     if (cb >= sizeof(HMODULE))
         *lphModule = static_cast<HMODULE>(simulation.ForeignModule());

@@ -211,7 +211,7 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
     if (!value)
         return call.Status(ERROR_FILE_NOT_FOUND);
 
-    std::string bytes = AnsiBytes(*value);
+    std::string bytes = call.GivesNothing() ? std::string() : AnsiBytes(*value);
     if (lpType != nullptr)
         *lpType = value->type;
     call.Out("lpType", value->type).Out("lpcbData", static_cast<DWORD>(bytes.size()));

@@ -416,7 +416,7 @@ BOOL WINAPI ControlService(SC_HANDLE hService, DWORD dwControl, LPSERVICE_STATUS
     Service* service = ServiceOf(hService, SERVICE_STOP, "ControlService", error);
     if (service == nullptr)
         return call.Fail(FALSE, error);
-    error = Stop(*service);
+    error = call.GivesNothing() ? ERROR_SUCCESS : Stop(*service);
     // These failures report the status too.
     if (error == ERROR_SUCCESS || error == ERROR_SERVICE_NOT_ACTIVE || error == ERROR_SERVICE_CANNOT_ACCEPT_CTRL ||
         error == ERROR_INVALID_SERVICE_CONTROL)

@@ -70,8 +70,8 @@ LONG WINAPI SCardListReadersW(SCARDCONTEXT hContext, LPCWSTR mszGroups, LPWSTR m
     if (!simulation.handles.Check(HandleOf(hContext), kContext, "SCardListReadersW"))
         return call.Status(SCARD_E_INVALID_HANDLE);
     SmartCards& cards = simulation.machine.smartCards;
-    const std::vector<std::string> readers = cards.List();
-    if (readers.empty())
+    const std::vector<std::string> readers = call.GivesNothing() ? std::vector<std::string>() : cards.List();
+    if (readers.empty() && !call.GivesNothing())
         return call.Status(SCARD_E_NO_READERS_AVAILABLE);
 
     const std::u16string list = MultiString(readers, cards.zerosMissing);

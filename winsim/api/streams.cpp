@@ -69,7 +69,9 @@ int winsim_fputs(const char* text, std::FILE* stream)
     const auto* open = simulation.handles.Find<OpenStream>(stream, kStream, "fputs");
     if (open == nullptr)
         return call.Fail(EOF, ERROR_INVALID_HANDLE);
-    File& file = simulation.machine.files.Create(open->path, false);
+    winsim::Files& files = simulation.machine.files;
+    File* const found = files.Find(open->path);
+    File& file = found != nullptr ? *found : files.Create(open->path, false);
     // A stream in text mode ends lines as Windows does.
     for (const char* c = text; *c != '\0'; ++c)
     {

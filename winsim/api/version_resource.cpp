@@ -104,6 +104,13 @@ BOOL WINAPI VerQueryValueW(LPCVOID pBlock, LPCWSTR lpSubBlock, LPVOID* lplpBuffe
     std::memcpy(&block, pBlock, sizeof block);
     if (std::u16string_view(lpSubBlock) != u"\\" || block.Value.dwSignature != VS_FFI_SIGNATURE)
         return call.Fail(FALSE, ERROR_RESOURCE_TYPE_NOT_FOUND);
+    if (call.GivesNothing())
+    {
+        *puLen = 0;
+        *lplpBuffer = nullptr;
+        call.Out("puLen", *puLen);
+        return call.Done(TRUE);
+    }
     *puLen = block.wValueLength;
     // Into the block that the caller holds.
     const auto* bytes = static_cast<const BYTE*>(pBlock) + offsetof(VersionBlock, Value);

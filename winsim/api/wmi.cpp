@@ -129,7 +129,7 @@ public:
             return call.Status(Code(WBEM_E_NOT_FOUND));
         const Subject signature{m_subject.space, m_subject.className, name};
         // A method that takes nothing has no definition of what goes in, and that is no failure.
-        if (ppInSignature != nullptr && !method->parameters.empty())
+        if (ppInSignature != nullptr && !method->parameters.empty() && !call.GivesNothing())
             *ppInSignature = MakeComObject<ClassObject>(signature);
         if (ppInSignature != nullptr)
             call.Out("ppInSignature", *ppInSignature);
@@ -207,7 +207,7 @@ public:
         if (!IsInputOf(pInParams, name, method->second))
             return call.Status(Code(WBEM_E_INVALID_METHOD_PARAMETERS));
 
-        if (ppOutParams != nullptr)
+        if (ppOutParams != nullptr && !call.GivesNothing())
         {
             *ppOutParams = MakeComObject<ClassObject>(Subject{m_space, path.substr(0, path.find('=')), name, true});
             call.Out("ppOutParams", *ppOutParams).Out("ReturnValue", method->second.returnValue);

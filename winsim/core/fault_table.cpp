@@ -1,8 +1,9 @@
-// Lists the errors of the calls that the program makes.
+// Lists the failures of the calls that the program makes.
 #include "winsim/core/fault_table.h"
 
 #include <algorithm>
 #include <array>
+#include <span>
 
 namespace winsim
 {
@@ -10,7 +11,7 @@ namespace winsim
 namespace
 {
 
-constexpr std::size_t kMostErrors = 4;
+constexpr std::size_t kMostErrors = 5;
 
 struct FaultRow
 {
@@ -59,24 +60,24 @@ constexpr FaultRow kRows[] = {
     Row("EnumProcessModules", 5, 6, 299),
     Row("fclose", 6, 112),
     Row("fflush", 112, 5),
-    Row("FormatMessageA", 8, 87, 1815),
+    Row("FormatMessageA", 8, 87, 1815, 0),
     Row("fputs", 112, 5),
     Row("FreeLibrary", 126, 87),
-    Row("_fsopen", 2, 3, 5, 32),
-    Row("GetEnvironmentVariableA", 203, 8),
+    Row("_fsopen", 2, 3, 5, 32, 0),
+    Row("GetEnvironmentVariableA", 203, 8, 0),
     Row("GetExitCodeProcess", 5, 6),
     Row("GetFileAttributesA", 2, 3, 5, 53),
     Row("GetFileAttributesW", 2, 3, 5, 53),
-    Row("GetFileVersionInfoSizeW", 2, 1812, 1813),
+    Row("GetFileVersionInfoSizeW", 2, 1812, 1813, 0),
     Row("GetFileVersionInfoW", 2, 8, 1813),
     Row("GetLocaleInfoA", 87, 122, 1004),
-    Row("GetModuleBaseNameA", 5, 6, 299),
+    Row("GetModuleBaseNameA", 5, 6, 299, 0),
     Row("GetModuleFileNameA", 122, 126),
     Row("GetNamedSecurityInfoW", 2, 3, 5, 1332),
-    Row("GetProcAddress", 127, 126),
+    Row("GetProcAddress", 127, 126, 0),
     Row("GetTimeZoneInformation", 87, 8),
     Row("GetVersionExA", 122, 87),
-    Row("GetWindowsDirectoryA", 8, 87),
+    Row("GetWindowsDirectoryA", 8, 87, 0),
     Row("IsWow64Process", 5, 6),
     Row("IWbemClassObject::GetMethod", 0x80041002, 0x80041006, 0x80041008),
     Row("IWbemClassObject::Put", 0x80041001, 0x80041005, 0x80041006),
@@ -84,20 +85,20 @@ constexpr FaultRow kRows[] = {
     Row("IWbemLocator::ConnectServer", 0x8004100E, 0x80041003, 0x80080005, 0x800706BA),
     Row("IWbemServices::ExecMethod", 0x80041001, 0x80041003, 0x80041055, 0x800706BA),
     Row("IWbemServices::GetObject", 0x80041002, 0x80041003, 0x80041010),
-    Row("LoadLibraryA", 5, 126, 127, 193),
-    Row("LoadLibraryW", 5, 126, 127, 193),
-    Row("LoadStringA", 1814, 1815),
+    Row("LoadLibraryA", 5, 126, 127, 193, 0),
+    Row("LoadLibraryW", 5, 126, 127, 193, 0),
+    Row("LoadStringA", 1814, 1815, 0),
     Row("LocalAlloc", 8, 14),
     Row("LocalFree", 6, 87),
     Row("LookupPrivilegeValueA", 1313, 5),
     Row("MoveFileA", 2, 5, 32, 183),
     Row("MoveFileExW", 2, 5, 87),
     Row("MsiGetPropertyW", 6, 87, 234, 1601),
-    Row("MultiByteToWideChar", 87, 122, 1113),
-    Row("OpenProcess", 5, 87),
+    Row("MultiByteToWideChar", 87, 122, 1113, 0),
+    Row("OpenProcess", 5, 87, 0),
     Row("OpenProcessToken", 5, 6),
-    Row("OpenSCManagerW", 5, 1065, 1722),
-    Row("OpenServiceW", 5, 123, 1060, 1115),
+    Row("OpenSCManagerW", 5, 1065, 1722, 0),
+    Row("OpenServiceW", 5, 123, 1060, 1115, 0),
     Row("printf", 6, 112),
     Row("QueryServiceConfigW", 5, 6, 122),
     Row("QueryServiceStatus", 5, 6, 1115),
@@ -106,7 +107,7 @@ constexpr FaultRow kRows[] = {
     Row("RegCreateKeyExA", 5, 8, 1021, 1450),
     Row("RegDeleteValueA", 2, 5, 1018),
     Row("RegDeleteValueW", 2, 5, 1018),
-    Row("RegisterEventSourceW", 5, 87, 1722),
+    Row("RegisterEventSourceW", 5, 87, 1722, 0),
     Row("RegOpenKeyExA", 2, 5, 1018),
     Row("RegOpenKeyExW", 2, 5, 1018),
     Row("RegQueryValueExA", 2, 5, 234, 1018),
@@ -130,7 +131,7 @@ constexpr FaultRow kRows[] = {
     Row("VerifyVersionInfoW", 1150, 87),
     Row("VerQueryValueW", 1813, 87),
     Row("WaitForSingleObject", 6, 5),
-    Row("WideCharToMultiByte", 87, 122),
+    Row("WideCharToMultiByte", 87, 122, 0),
 };
 
 // Calls that only tell, wait, free or set a flag.
@@ -147,10 +148,27 @@ constexpr std::string_view kCannotFail[] = {
     "VerSetConditionMask",
 };
 
-} // namespace
+// Calls that can succeed with an empty list, a value of no bytes, no object, or no effect.
+constexpr std::string_view kCanGiveNothing[] = {
+    "ControlService",     "EnumProcesses",
+    "EnumProcessModules", "IWbemClassObject::GetMethod",
+    "MsiGetPropertyW",    "IWbemServices::ExecMethod",
+    "RegQueryValueExA",   "VerQueryValueW",
+    "SCardListReadersW",
+};
+
+// What a library's function returns instead: success, the failures that have a meaning, and one that has none.
+constexpr std::uint32_t kOtherResults[] = {0, 1, 2, 3, 0xFFFFFFFF};
+
+bool Holds(std::span<const std::string_view> calls, std::string_view call)
+{
+    return std::find(calls.begin(), calls.end(), call) != calls.end();
+}
 
 std::span<const std::uint32_t> ErrorsOf(std::string_view call)
 {
+    if (IsLibraryFunction(call))
+        return kOtherResults;
     for (const FaultRow& row : kRows)
     {
         if (row.call == call)
@@ -159,9 +177,26 @@ std::span<const std::uint32_t> ErrorsOf(std::string_view call)
     return {};
 }
 
+} // namespace
+
+std::vector<Fault> FailuresOf(std::string_view call, unsigned occurrence)
+{
+    std::vector<Fault> failures;
+    for (const std::uint32_t error : ErrorsOf(call))
+        failures.push_back({std::string(call), occurrence, error});
+    if (Holds(kCanGiveNothing, call))
+        failures.push_back({std::string(call), occurrence, 0, true});
+    return failures;
+}
+
 bool CannotFail(std::string_view call)
 {
-    return std::find(std::begin(kCannotFail), std::end(kCannotFail), call) != std::end(kCannotFail);
+    return Holds(kCannotFail, call);
+}
+
+bool IsLibraryFunction(std::string_view call)
+{
+    return call.find('!') != std::string_view::npos;
 }
 
 } // namespace winsim

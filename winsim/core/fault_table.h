@@ -1,18 +1,23 @@
-// The errors that each call can fail with on Windows, for those who try every failure.
+// The ways in which each call can fail on Windows, for those who try every failure.
 #pragma once
 
-#include <cstdint>
-#include <span>
+#include "winsim/core/gate.h"
+
 #include <string_view>
+#include <vector>
 
 namespace winsim
 {
 
-// The errors of a call, at least two for each call that can fail: Win32 errors, HRESULTs or status values, as the call
-// gives them. Empty for a call that cannot fail.
-std::span<const std::uint32_t> ErrorsOf(std::string_view call);
+// The failures of one call, the occurrence-th of its name: at least two for each call that can fail. The error is a
+// Win32 error, an HRESULT or a status, as the call gives it; 0 stands for a result of zero without a reason. For a
+// function of a loaded library they are other results that it can have. Empty for a call that cannot fail.
+std::vector<Fault> FailuresOf(std::string_view call, unsigned occurrence);
 
-// Whether the call is one that winsim knows to be unable to fail.
+// Whether the call is one that is known to be unable to fail.
 bool CannotFail(std::string_view call);
+
+// Whether the call is a function of a loaded library, such as "stkprobe.dll!DetectTSS".
+bool IsLibraryFunction(std::string_view call);
 
 } // namespace winsim

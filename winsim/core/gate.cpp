@@ -15,14 +15,16 @@ namespace
 
 constexpr std::uint32_t kOperationAborted = 995;
 
-std::optional<std::uint32_t> PlannedFault(const Gate& gate, std::string_view name, unsigned occurrence)
+constexpr std::string_view kNothing = "nothing";
+
+const Fault* PlannedFault(const Gate& gate, std::string_view name, unsigned occurrence)
 {
     for (const Fault& fault : gate.faults)
     {
         if (fault.call == name && (fault.occurrence == 0 || fault.occurrence == occurrence))
-            return fault.error;
+            return &fault;
     }
-    return std::nullopt;
+    return nullptr;
 }
 
 } // namespace
@@ -50,7 +52,8 @@ Fault ParseFault(const std::string& text)
     fault.call = text.substr(0, equals);
     const std::string_view error = std::string_view(text).substr(equals + 1);
     const bool isHexadecimal = error.starts_with("0x") || error.starts_with("0X");
-    if (!parse(isHexadecimal ? error.substr(2) : error, isHexadecimal ? 16 : 10, fault.error))
+    fault.givesNothing = error == kNothing;
+    if (!fault.givesNothing && !parse(isHexadecimal ? error.substr(2) : error, isHexadecimal ? 16 : 10, fault.error))
         return fail("the error is not a 32-bit number");
 
     const std::size_t hash = fault.call.find('#');
@@ -60,6 +63,13 @@ Fault ParseFault(const std::string& text)
         return fail("N is not a number from 1 on");
     fault.call.resize(hash);
     return fault;
+}
+
+std::string TextOf(const Fault& fault)
+{
+    const std::string occurrence = fault.occurrence == 0 ? "" : "#" + std::to_string(fault.occurrence);
+    const std::string error = fault.givesNothing ? std::string(kNothing) : std::to_string(fault.error);
+    return fault.call + occurrence + "=" + error;
 }
 
 Call::Call(std::string_view name, CallKind kind)
@@ -74,14 +84,20 @@ Call::Call(std::string_view name, CallKind kind)
     if (count == simulation.gate.counts.end())
         count = simulation.gate.counts.emplace(name, 0).first;
     ++count->second;
-    if (!simulation.gate.faults.empty())
-        m_fault = PlannedFault(simulation.gate, name, count->second);
+    if (const winsim::Fault* planned = PlannedFault(simulation.gate, name, count->second))
+    {
+        m_givesNothing = planned->givesNothing;
+        if (!m_givesNothing)
+            m_fault = planned->error;
+    }
     if (simulation.gate.isRecording)
     {
         m_record.emplace();
         m_record->name = name;
         m_record->clockMs = simulation.ClockMs();
         m_record->isHousekeeping = kind == CallKind::Housekeeping;
+        const auto& parametersOf = simulation.gate.parametersOf;
+        m_isNoting = !parametersOf || m_fault || m_givesNothing || parametersOf->contains(name);
     }
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,15 +38,21 @@ struct Fault
     std::string call;
     unsigned occurrence = 0;
     std::uint32_t error = 0;
+    bool givesNothing = false; // it succeeds instead, with nothing to show for it: an empty list, a value of no bytes
 };
 
-// Reads CALL[#N]=ERROR, the error decimal or with 0x hexadecimal. Throws std::invalid_argument, with a reason.
+// Reads CALL[#N]=ERROR, the error decimal, with 0x hexadecimal, or "nothing" for a call that is to succeed with
+// nothing. Throws std::invalid_argument, with a reason.
 Fault ParseFault(const std::string& text);
+
+// The same text of a fault again.
+std::string TextOf(const Fault& fault);
 
 // What the gate keeps over one run.
 struct Gate
 {
     bool isRecording = true;
+    std::optional<std::set<std::string, std::less<>>> parametersOf; // as RunOptions has it
     std::vector<Fault> faults;
     std::vector<CallRecord> records;
     std::map<std::string, unsigned, std::less<>> counts;
@@ -72,22 +79,26 @@ public:
     template <typename Value>
     Call& In(const char* name, const Value& value)
     {
-        if (m_record)
+        if (m_isNoting)
             m_record->in[name] = Noted(value);
         return *this;
     }
     template <typename Value>
     Call& Out(const char* name, const Value& value)
     {
-        if (m_record)
+        if (m_isNoting)
             m_record->out[name] = Noted(value);
         return *this;
     }
-    bool IsRecording() const { return m_record.has_value(); }
+    // Whether parameters are noted at all.
+    bool IsRecording() const { return m_isNoting; }
 
     // The error that the fault plan wants this call to fail with, if it does. In a process that was ended the plan
     // wants every call to fail.
     std::optional<std::uint32_t> Fault() const { return m_fault; }
+
+    // Whether the fault plan wants this call to succeed with nothing.
+    bool GivesNothing() const { return m_givesNothing; }
 
     // The endings. Done leaves the last error alone; Fail sets it; Status is for calls that return their error.
     template <typename Value>
@@ -135,8 +146,10 @@ private:
     void SetError(std::uint32_t error);
 
     std::optional<std::uint32_t> m_fault;
+    bool m_givesNothing = false;
     std::optional<std::uint32_t> m_status;
     std::optional<CallRecord> m_record; // only when calls are recorded
+    bool m_isNoting = false;            // its parameters
 };
 
 } // namespace winsim

@@ -3,6 +3,7 @@
 
 #include "winsim/core/plain_windows.h"
 
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <set>
@@ -19,18 +20,21 @@ struct Area
     const char* key;
     void (*load)(Machine&, const Reader&);
     Json (*save)(const Machine&);
+    bool (*isSame)(const Machine&, const Machine&);
 };
 
 template <auto Member>
 constexpr Area MakeArea(const char* key)
 {
     return {key, [](Machine& machine, const Reader& reader) { (machine.*Member).Load(reader); },
-            [](const Machine& machine) { return (machine.*Member).ToJson(); }};
+            [](const Machine& machine) { return (machine.*Member).ToJson(); },
+            [](const Machine& one, const Machine& other) { return one.*Member == other.*Member; }};
 }
 
 constexpr Area kAreas[] = {
     {"title", [](Machine& machine, const Reader& reader) { machine.title = reader.Text(); },
-     [](const Machine& machine) { return Json(machine.title); }},
+     [](const Machine& machine) { return Json(machine.title); },
+     [](const Machine& one, const Machine& other) { return one.title == other.title; }},
     MakeArea<&Machine::windows>("windows"),
     MakeArea<&Machine::clock>("clock"),
     MakeArea<&Machine::process>("process"),
@@ -39,7 +43,8 @@ constexpr Area kAreas[] = {
     MakeArea<&Machine::registry>("registry"),
     MakeArea<&Machine::files>("files"),
     {"libraries", [](Machine& machine, const Reader& reader) { machine.files.LoadLibraries(reader); },
-     [](const Machine& machine) { return machine.files.LibrariesToJson(); }},
+     [](const Machine& machine) { return machine.files.LibrariesToJson(); },
+     [](const Machine& one, const Machine& other) { return one.files == other.files; }},
     MakeArea<&Machine::pendingMoves>("pendingMoves"),
     MakeArea<&Machine::token>("token"),
     MakeArea<&Machine::services>("services"),
@@ -115,6 +120,59 @@ void TakeAwayMissing(const Json& plain, Json& description)
     }
 }
 
+// The machine that differs from another one by a description.
+Json Described(const Json& description, Json whole)
+{
+    if (!description.is_object())
+        throw DescriptionError("description: not an object");
+    Merge(description, whole);
+    return whole;
+}
+
+Json ParseFile(const std::filesystem::path& path)
+{
+    std::ifstream file(path);
+    if (!file)
+        throw DescriptionError(path.string() + ": cannot be read");
+    try
+    {
+        return Json::parse(file);
+    }
+    catch (const Json::parse_error& error)
+    {
+        throw DescriptionError(path.string() + ": " + error.what());
+    }
+}
+
+// How many files one description may rest on: more means that they go round in a circle.
+constexpr int kMostFiles = 16;
+
+// The machine of a file, which differs from the plain machine or from the one in the file that it is like.
+Json DescribedIn(const std::filesystem::path& path, int filesLeft)
+{
+    Json description = ParseFile(path);
+    if (!description.is_object() || !description.contains("like"))
+        return Described(description, PlainWindows());
+    if (!description["like"].is_string())
+        throw DescriptionError("like: not a text");
+    if (filesLeft == 0)
+        throw DescriptionError("like: too many files that are like each other");
+    const std::filesystem::path model = path.parent_path() / description["like"].get<std::string>();
+    description.erase("like");
+    return Described(description, DescribedIn(model, filesLeft - 1));
+}
+
+Machine FromWhole(const Json& whole)
+{
+    RequireFixed(whole);
+    Machine machine;
+    ObjectReader object{Reader{whole, ""}};
+    for (const Area& area : kAreas)
+        object.With(area.key, [&](const Reader& reader) { area.load(machine, reader); });
+    object.Done();
+    return machine;
+}
+
 // The items of an area: the members of an object, the values of a registry key, the elements of a list.
 std::map<std::string, Json> ItemsOf(const std::string& area, const Json& json)
 {
@@ -148,35 +206,12 @@ std::map<std::string, Json> ItemsOf(const std::string& area, const Json& json)
 
 Machine Machine::FromJson(const Json& description)
 {
-    if (!description.is_object())
-        throw DescriptionError("description: not an object");
-    Json whole = PlainWindows();
-    Merge(description, whole);
-    RequireFixed(whole);
-
-    Machine machine;
-    ObjectReader object{Reader{whole, ""}};
-    for (const Area& area : kAreas)
-        object.With(area.key, [&](const Reader& reader) { area.load(machine, reader); });
-    object.Done();
-    return machine;
+    return FromWhole(Described(description, PlainWindows()));
 }
 
 Machine Machine::FromFile(const std::string& path)
 {
-    std::ifstream file(path);
-    if (!file)
-        throw DescriptionError(path + ": cannot be read");
-    Json description;
-    try
-    {
-        description = Json::parse(file);
-    }
-    catch (const Json::parse_error& error)
-    {
-        throw DescriptionError(path + ": " + error.what());
-    }
-    return FromJson(description);
+    return FromWhole(DescribedIn(path, kMostFiles));
 }
 
 Json Machine::ToJson() const
@@ -200,7 +235,7 @@ std::vector<Change> Compare(const Machine& before, const Machine& after)
     for (const Area& area : kAreas)
     {
         const std::string name = area.key;
-        if (name == "clock" || name == "title")
+        if (name == "clock" || name == "title" || area.isSame(before, after))
             continue;
         const auto old = ItemsOf(name, area.save(before));
         const auto now = ItemsOf(name, area.save(after));

@@ -43,7 +43,8 @@ struct Machine
 
     // Throws DescriptionError for a description that cannot be used.
     static Machine FromJson(const Json& description);
-    // Reads a file. Throws DescriptionError, also for one that cannot be read or is no JSON.
+    // Reads a file, and those that it is "like". Throws DescriptionError, also for one that cannot be read or is no
+    // JSON.
     static Machine FromFile(const std::string& path);
 
     // The whole machine as a description: FromJson of it is the same machine again.

@@ -80,6 +80,7 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Ent
 {
     Simulation simulation{machine};
     simulation.gate.isRecording = options.recordCalls;
+    simulation.gate.parametersOf = options.parametersOf;
     simulation.gate.faults = options.faults;
     simulation.SetClockBound(options.clockBoundMs);
 

@@ -5,6 +5,8 @@
 #include "winsim/core/machine.h"
 
 #include <cstdint>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,8 @@ struct RunOptions
     std::vector<std::string> arguments; // UTF-8, without the program's own path
     std::vector<Fault> faults;
     bool recordCalls = true;
+    // The calls whose parameters are recorded too, beside those that fail by plan; not given: every call's.
+    std::optional<std::set<std::string, std::less<>>> parametersOf;
     std::uint64_t clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000; // a process that waits longer is ended
 };
 

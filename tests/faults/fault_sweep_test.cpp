@@ -1,0 +1,195 @@
+// Runs every case again and again with one failure more each time, and with two.
+#include "tests/faults/isolated.h"
+#include "tests/faults/oracle.h"
+#include "winsim/core/fault_table.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <random>
+
+namespace
+{
+
+using winsim::Fault;
+
+constexpr unsigned kLimitSeconds = 60;
+constexpr std::size_t kMostComplaints = 20;
+constexpr std::size_t kSampledPairs = 300; // of each case
+constexpr unsigned kSeed = 20130507;
+
+// ./test faults --deep
+bool IsDeep()
+{
+    return std::getenv("KELO_FAULTS_DEEP") != nullptr;
+}
+
+// The call at a place of a run, by its name and occurrence, with every failure that it can have.
+std::vector<std::vector<Fault>> FailuresAtEachPlace(const winsim::Outcome& outcome)
+{
+    std::map<std::string, unsigned> occurrences;
+    std::vector<std::vector<Fault>> failures;
+    for (const winsim::CallRecord& record : outcome.calls)
+        failures.push_back(winsim::FailuresOf(record.name, ++occurrences[record.name]));
+    return failures;
+}
+
+class Sweep
+{
+public:
+    Sweep(const SweepCase& sweepCase, Progress& progress)
+        : m_case(sweepCase), m_progress(progress), m_baseline(MakeBaseline(sweepCase))
+    {}
+
+    // One run. Nothing when something came out of the program that it should have kept.
+    std::optional<winsim::Outcome> Try(const std::vector<Fault>& faults)
+    {
+        const std::string command = CommandFor(m_case, faults);
+        m_progress.Begin(command);
+        ++m_runs;
+        try
+        {
+            winsim::Outcome outcome = Run(m_case, m_baseline.machine, faults);
+            for (const std::string& complaint : Complaints(m_case, m_baseline, faults, outcome))
+                m_progress.Complain(complaint + "\n    " + command);
+            return outcome;
+        }
+        catch (const std::exception& error)
+        {
+            m_progress.Complain(std::string("an exception came out of the program: ") + error.what() + "\n    " +
+                                command);
+        }
+        catch (...)
+        {
+            m_progress.Complain("something was thrown out of the program\n    " + command);
+        }
+        return std::nullopt;
+    }
+
+    // Every call fails once in each of its ways.
+    void Singles()
+    {
+        for (const auto& failures : FailuresAtEachPlace(m_baseline.outcome))
+        {
+            for (const Fault& failure : failures)
+                Try({failure});
+        }
+    }
+
+    // Two calls of the same step fail, each pair of calls for each way in which the first can fail: a call of the log
+    // with another of the same line, any other with those that are not the log's.
+    void PairsWithinSteps(std::mt19937& random)
+    {
+        for (const auto& failures : FailuresAtEachPlace(m_baseline.outcome))
+        {
+            for (const Fault& first : failures)
+                PairsWith(first, random);
+        }
+    }
+
+    // A number of pairs from anywhere.
+    void SampledPairs(std::mt19937& random, std::size_t count)
+    {
+        auto failures = FailuresAtEachPlace(m_baseline.outcome);
+        std::erase_if(failures, [](const auto& atOnePlace) { return atOnePlace.empty(); });
+        const auto any = [&](const auto& choices) -> const auto&
+        {
+            return choices[random() % choices.size()];
+        };
+        for (std::size_t i = 0; i < count; ++i)
+            Try({any(any(failures)), any(any(failures))});
+    }
+
+    std::size_t Runs() const { return m_runs; }
+
+private:
+    void PairsWith(const Fault& first, std::mt19937& random)
+    {
+        const auto once = Run(m_case, m_baseline.machine, {first});
+        const auto place = PlaceOf(once, first);
+        if (!place)
+            return;
+        const std::size_t end = EndOfStep(StepsBegunIn(m_case, once), once, *place);
+        const bool isLogs = IsLogCall(once.calls[*place]);
+        const auto failures = FailuresAtEachPlace(once);
+        for (std::size_t i = *place + 1; i < end; ++i)
+        {
+            if (IsLogCall(once.calls[i]) != isLogs)
+            {
+                if (isLogs)
+                    return;
+                continue;
+            }
+            if (!failures[i].empty())
+                Try({first, failures[i][random() % failures[i].size()]});
+        }
+    }
+
+    const SweepCase& m_case;
+    Progress& m_progress;
+    Baseline m_baseline;
+    std::size_t m_runs = 0;
+};
+
+// For those who read a whole log of the tests.
+void Tell(const Sweep& sweep, const char* what)
+{
+    std::printf("%zu runs %s\n", sweep.Runs(), what);
+    std::fflush(stdout);
+}
+
+class FaultSweep : public testing::TestWithParam<SweepCase>
+{
+protected:
+    static void Report(const std::vector<std::string>& complaints)
+    {
+        for (std::size_t i = 0; i < std::min(complaints.size(), kMostComplaints); ++i)
+            ADD_FAILURE() << complaints[i];
+        if (complaints.size() > kMostComplaints)
+            ADD_FAILURE() << "and " << complaints.size() - kMostComplaints << " more";
+    }
+};
+
+// A call that is new to the program has to be put into the table of failures.
+TEST_P(FaultSweep, EveryCallIsKnown)
+{
+    const Baseline baseline = MakeBaseline(GetParam());
+    for (const auto& [name, count] : baseline.outcome.callCounts)
+    {
+        const std::size_t failures = winsim::FailuresOf(name, 1).size();
+        EXPECT_EQ(winsim::CannotFail(name) ? 0 : std::max<std::size_t>(failures, 2), failures) << name;
+    }
+}
+
+TEST_P(FaultSweep, EveryCallFailsOnce)
+{
+    Report(RunIsolated(
+        [&](Progress& progress) {
+            Sweep sweep{GetParam(), progress};
+            sweep.Singles();
+            Tell(sweep, "with one failure");
+        },
+        kLimitSeconds));
+}
+
+TEST_P(FaultSweep, TwoCallsFail)
+{
+    Report(RunIsolated(
+        [&](Progress& progress) {
+            Sweep sweep{GetParam(), progress};
+            std::mt19937 random{kSeed};
+            if (IsDeep())
+                sweep.PairsWithinSteps(random);
+            sweep.SampledPairs(random, kSampledPairs);
+            Tell(sweep, "with two failures");
+        },
+        kLimitSeconds));
+}
+
+INSTANTIATE_TEST_SUITE_P(Machines, FaultSweep, testing::ValuesIn(AllCases()),
+                         [](const auto& tested) { return tested.param.name; });
+
+} // namespace

@@ -1,0 +1,120 @@
+// Runs work in a child process and watches it.
+#include "tests/faults/isolated.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <poll.h>
+#include <stdexcept>
+#include <string_view>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+// What the child is doing, in memory that both see.
+struct Current
+{
+    char description[4096];
+};
+
+class ChildProgress final : public Progress
+{
+public:
+    ChildProgress(Current& current, int output) : m_current(current), m_output(output) {}
+
+    void Begin(const std::string& description) override
+    {
+        const std::size_t length = std::min(description.size(), sizeof m_current.description - 1);
+        std::memcpy(m_current.description, description.data(), length);
+        m_current.description[length] = '\0';
+        // The child's own alarm clock: what goes on for too long ends it.
+        alarm(m_limitSeconds);
+    }
+    void Complain(const std::string& text) override
+    {
+        std::string line = text;
+        std::replace(line.begin(), line.end(), '\n', ' ');
+        line += '\n';
+        for (std::string_view left = line; !left.empty();)
+        {
+            const ssize_t written = write(m_output, left.data(), left.size());
+            if (written <= 0)
+                _exit(EXIT_FAILURE);
+            left.remove_prefix(static_cast<std::size_t>(written));
+        }
+    }
+    void SetLimit(unsigned seconds) { m_limitSeconds = seconds; }
+
+private:
+    Current& m_current;
+    int m_output;
+    unsigned m_limitSeconds = 0;
+};
+
+std::string ReadAll(int input)
+{
+    std::string all;
+    char buffer[65536];
+    for (ssize_t count = 0; (count = read(input, buffer, sizeof buffer)) > 0;)
+        all.append(buffer, static_cast<std::size_t>(count));
+    return all;
+}
+
+std::vector<std::string> Lines(const std::string& text)
+{
+    std::vector<std::string> lines;
+    for (std::size_t start = 0; start < text.size();)
+    {
+        const std::size_t end = std::min(text.find('\n', start), text.size());
+        lines.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return lines;
+}
+
+std::string DescribeEnd(int status, const Current& current)
+{
+    const std::string during = std::string(" during: ") + current.description;
+    if (WIFSIGNALED(status))
+        return (WTERMSIG(status) == SIGALRM ? std::string("hung")
+                                            : "ended by signal " + std::to_string(WTERMSIG(status))) +
+               during;
+    return "ended with status " + std::to_string(WEXITSTATUS(status)) + during;
+}
+
+} // namespace
+
+std::vector<std::string> RunIsolated(const std::function<void(Progress&)>& work, unsigned limitSeconds)
+{
+    void* const shared = mmap(nullptr, sizeof(Current), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    int ends[2];
+    if (shared == MAP_FAILED || pipe(ends) != 0)
+        throw std::runtime_error("no memory or pipe for a child process");
+    auto& current = *static_cast<Current*>(shared);
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child < 0)
+        throw std::runtime_error("no child process");
+    if (child == 0)
+    {
+        close(ends[0]);
+        ChildProgress progress{current, ends[1]};
+        progress.SetLimit(limitSeconds);
+        work(progress);
+        _exit(EXIT_SUCCESS);
+    }
+    close(ends[1]);
+    std::vector<std::string> complaints = Lines(ReadAll(ends[0]));
+    close(ends[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (status != 0)
+        complaints.push_back(DescribeEnd(status, current));
+    munmap(shared, sizeof(Current));
+    return complaints;
+}

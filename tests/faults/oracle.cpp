@@ -1,0 +1,279 @@
+// Checks a run.
+#include "tests/faults/oracle.h"
+
+#include "tests/faults/allowances.h"
+#include "winsim/core/fault_table.h"
+#include "winsim/core/install_log.h"
+
+#include <algorithm>
+#include <functional>
+#include <string_view>
+
+namespace
+{
+
+using winsim::CallRecord;
+using winsim::Fault;
+using winsim::Json;
+using winsim::Outcome;
+
+constexpr std::uint32_t kCommonAppData = 0x23;
+
+std::string MessageIn(const CallRecord& record)
+{
+    std::string message = winsim::MessageOf(record.in["str"].get<std::string>());
+    if (message.ends_with('\n'))
+        message.pop_back();
+    return message;
+}
+
+// The calls by which the program does something, with their results.
+std::vector<std::string> ActionsIn(const Outcome& outcome)
+{
+    std::vector<std::string> actions;
+    for (const CallRecord& record : outcome.calls)
+    {
+        if (!record.isHousekeeping && !IsLogCall(record))
+            actions.push_back(record.name + " -> " + record.result.dump());
+    }
+    return actions;
+}
+
+// Whether a line begins with the header and holds no control characters but tabs. In the pattern d stands for a digit.
+bool IsWellFormed(const std::string& line)
+{
+    constexpr std::string_view kHeader = "dddd/dd/dd dd:dd:dd.ddd TZ";
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    const auto skipDigits = [&](std::size_t at) {
+        return std::min(line.find_first_not_of("0123456789", at), line.size());
+    };
+    if (line.size() < kHeader.size())
+        return false;
+    for (std::size_t i = 0; i < kHeader.size(); ++i)
+    {
+        if (kHeader[i] == 'd' ? !isDigit(line[i]) : line[i] != kHeader[i])
+            return false;
+    }
+    const std::size_t zone = kHeader.size() + (line[kHeader.size()] == '-' ? 1 : 0);
+    const std::size_t thread = skipDigits(zone) + 2;
+    if (thread == zone + 2 || line.compare(thread - 2, 2, " [") != 0 || line.compare(skipDigits(thread), 2, "] ") != 0)
+        return false;
+    return std::none_of(line.begin(), line.end(),
+                        [](char c) { return static_cast<unsigned char>(c) < ' ' && c != '\t'; });
+}
+
+class Checker
+{
+public:
+    Checker(const SweepCase& sweepCase, const Baseline& baseline, const std::vector<Fault>& faults,
+            const Outcome& outcome)
+        : m_case(sweepCase),
+          m_baseline(baseline),
+          m_faults(faults),
+          m_outcome(outcome),
+          m_steps(StepsBegunIn(sweepCase, outcome))
+    {
+        for (const Fault& fault : faults)
+        {
+            if (const auto place = PlaceOf(outcome, fault))
+                m_places.insert(*place);
+        }
+    }
+
+    std::vector<std::string> Check()
+    {
+        CheckEnd();
+        CheckHandles();
+        CheckLog();
+        CheckChanges();
+        // What waits for ever does not get to its end.
+        if (m_outcome.isEndless || EndsEarly())
+            return std::move(m_complaints);
+        if (AreAllLogCalls())
+            CheckActions();
+        if (!IsAnyLogCall())
+            CheckNaming();
+        if (!IsLogMissing())
+            CheckSteps();
+        return std::move(m_complaints);
+    }
+
+private:
+    void Complain(const std::string& text) { m_complaints.push_back(text); }
+
+    const CallRecord& Failed(std::size_t place) const { return m_outcome.calls[place]; }
+
+    void CheckEnd()
+    {
+        if (m_places.empty())
+            Complain("no planned failure was reached");
+        if (m_outcome.isEndless && !MayWaitForEver(m_faults))
+            Complain("it waits for ever");
+        const bool isKnown = m_case.IsExport() ? m_outcome.exitCode == 0 || m_outcome.exitCode == kNoCustomActionData
+                                               : m_outcome.exitCode == 0 || m_outcome.exitCode == -1;
+        if (!isKnown)
+            Complain("the exit code is " + std::to_string(m_outcome.exitCode));
+    }
+
+    void CheckHandles()
+    {
+        for (const std::string& violation : m_outcome.violations)
+            Complain("handles and memory: " + violation);
+    }
+
+    void CheckLog()
+    {
+        for (const std::string& line : winsim::LogLines(m_baseline.machine, m_outcome.machine))
+        {
+            if (!IsWellFormed(line))
+                Complain("a malformed log line: " + line);
+        }
+    }
+
+    void CheckChanges()
+    {
+        for (const winsim::Change& change : Compare(m_baseline.machine, m_outcome.machine))
+        {
+            if (change.area != "processes" && !IsDocumented(change))
+                Complain("it changed " + change.area + ": " + change.item);
+        }
+        if (!AreOnlyLeftOversEnded(m_baseline.machine, m_outcome.machine))
+            Complain("it ended a process that is none of its own");
+    }
+
+    template <typename Is>
+    bool IsAnyFailed(Is is) const
+    {
+        return std::any_of(m_places.begin(), m_places.end(), [&](std::size_t place) { return is(Failed(place)); });
+    }
+    bool IsAnyLogCall() const { return IsAnyFailed(&IsLogCall); }
+    bool AreAllLogCalls() const { return !IsAnyFailed(std::not_fn(&IsLogCall)); }
+
+    // Whether one of the logs was not opened, so that its lines are not even tried.
+    bool IsLogMissing() const
+    {
+        return IsAnyFailed([](const CallRecord& record) {
+            return IsLogCall(record) && (record.name == "_fsopen" || record.name.starts_with("SH"));
+        });
+    }
+
+    // Without its command line the program can do nothing.
+    bool EndsEarly() const
+    {
+        return IsAnyFailed([](const CallRecord& record) { return record.name == "CommandLineToArgvW"; });
+    }
+
+    // A log that cannot be written changes nothing of what the program does, and loses no other line.
+    void CheckActions()
+    {
+        const std::vector<std::string> actions = ActionsIn(m_outcome);
+        const auto [mine, theirs] =
+            std::mismatch(actions.begin(), actions.end(), m_baseline.actions.begin(), m_baseline.actions.end());
+        if (mine != actions.end() || theirs != m_baseline.actions.end())
+            Complain("a failing log changed what it does: " + (mine == actions.end() ? "(nothing)" : *mine));
+        if (m_outcome.exitCode != m_baseline.outcome.exitCode)
+            Complain("a failing log changed the exit code");
+        const auto isWriting = [&](std::size_t place) { return Failed(place).name == "fputs"; };
+        const auto lost = static_cast<std::size_t>(std::count_if(m_places.begin(), m_places.end(), isWriting));
+        const std::size_t lines = winsim::LogLines(m_baseline.machine, m_outcome.machine).size();
+        if (!IsLogMissing() && lines + lost != m_baseline.messages.size())
+            Complain("a failing log lost other lines");
+    }
+
+    void CheckSteps()
+    {
+        std::size_t next = 0;
+        for (const BegunStep& expected : m_baseline.steps)
+        {
+            const auto found = std::find_if(m_steps.begin() + static_cast<std::ptrdiff_t>(next), m_steps.end(),
+                                            [&](const BegunStep& step) { return step.step == expected.step; });
+            if (found != m_steps.end())
+                next = static_cast<std::size_t>(found - m_steps.begin()) + 1;
+            else if (!expected.step->isOptional)
+                Complain(std::string("the step \"") + expected.step->name + "\" did not follow");
+        }
+    }
+
+    // The first failure has a line of its own before the next step begins, or is one that is to pass in silence.
+    void CheckNaming()
+    {
+        if (m_places.empty())
+            return;
+        const std::size_t place = *m_places.begin();
+        const std::string step = StepAt(m_steps, place);
+        if (winsim::IsLibraryFunction(Failed(place).name) || IsAsEver(place))
+            return;
+        std::multiset<std::string> expected = m_baseline.messages;
+        for (std::size_t i = m_outcome.bodyBegin; i < m_outcome.calls.size(); ++i)
+        {
+            if (m_outcome.calls[i].name != "fputs")
+                continue;
+            const auto known = expected.find(MessageIn(m_outcome.calls[i]));
+            if (known != expected.end())
+                expected.erase(known);
+            else if (i > place && StepAt(m_steps, i) == step)
+                return;
+        }
+        if (!PassesInSilence(Failed(place), step))
+            Complain("nothing in the log of the step \"" + step + "\" names the failure of " + Failed(place).name +
+                     Failed(place).in.dump());
+    }
+
+    // Whether a call came out as it does when no failure is planned.
+    bool IsAsEver(std::size_t place) const
+    {
+        const std::vector<CallRecord>& calls = m_baseline.outcome.calls;
+        return place < calls.size() && calls[place].result == Failed(place).result &&
+               calls[place].error == Failed(place).error;
+    }
+
+    const SweepCase& m_case;
+    const Baseline& m_baseline;
+    const std::vector<Fault>& m_faults;
+    const Outcome& m_outcome;
+    std::vector<BegunStep> m_steps;
+    std::set<std::size_t> m_places; // of those failures that came about
+    std::vector<std::string> m_complaints;
+};
+
+} // namespace
+
+Baseline MakeBaseline(const SweepCase& sweepCase)
+{
+    Baseline baseline;
+    baseline.machine = MachineOf(sweepCase);
+    baseline.outcome = Run(sweepCase, baseline.machine, {});
+    baseline.steps = StepsBegunIn(sweepCase, baseline.outcome);
+    for (const CallRecord& record : baseline.outcome.calls)
+    {
+        if (record.name == "fputs")
+            baseline.messages.insert(MessageIn(record));
+    }
+    baseline.actions = ActionsIn(baseline.outcome);
+    return baseline;
+}
+
+bool IsLogCall(const CallRecord& record)
+{
+    static const std::set<std::string> always{
+        "GetSystemTime", "GetTimeZoneInformation", "GetCurrentThreadId", "_fsopen", "fputs", "fflush",
+        "fclose",        "SHCreateDirectoryExA"};
+    return always.contains(record.name) || (record.name == "SHGetFolderPathA" && record.in["csidl"] == kCommonAppData);
+}
+
+std::optional<std::size_t> PlaceOf(const Outcome& outcome, const Fault& fault)
+{
+    unsigned occurrence = 0;
+    for (std::size_t i = 0; i < outcome.calls.size(); ++i)
+    {
+        if (outcome.calls[i].name == fault.call && ++occurrence == fault.occurrence)
+            return i;
+    }
+    return std::nullopt;
+}
+
+std::vector<std::string> Complaints(const SweepCase& sweepCase, const Baseline& baseline,
+                                    const std::vector<Fault>& faults, const Outcome& outcome)
+{
+    return Checker{sweepCase, baseline, faults, outcome}.Check();
+}

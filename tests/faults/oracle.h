@@ -1,0 +1,32 @@
+// What must hold for every run, whichever calls failed in it.
+#pragma once
+
+#include "tests/faults/steps.h"
+#include "tests/faults/sweep_case.h"
+
+#include <set>
+#include <string>
+#include <vector>
+
+// A case as it runs when nothing fails.
+struct Baseline
+{
+    winsim::Machine machine;
+    winsim::Outcome outcome;
+    std::vector<BegunStep> steps;
+    std::vector<std::string> log;        // the messages
+    std::multiset<std::string> messages; // the same
+    std::vector<std::string> actions;    // the calls that are not the log's own, with their results
+};
+
+Baseline MakeBaseline(const SweepCase& sweepCase);
+
+// Whether a record is one that only the log makes.
+bool IsLogCall(const winsim::CallRecord& record);
+
+// Where in a run the fault-th failure of a plan was; nothing when the run did not get there.
+std::optional<std::size_t> PlaceOf(const winsim::Outcome& outcome, const winsim::Fault& fault);
+
+// What is wrong with a run in which `faults` were planned: a sentence each.
+std::vector<std::string> Complaints(const SweepCase& sweepCase, const Baseline& baseline,
+                                    const std::vector<winsim::Fault>& faults, const winsim::Outcome& outcome);

@@ -1,0 +1,107 @@
+// Lists the steps and finds them in a run.
+#include "tests/faults/steps.h"
+
+#include "winsim/core/install_log.h"
+
+#include <algorithm>
+#include <map>
+
+namespace
+{
+
+using winsim::CallRecord;
+
+constexpr char kBegin[] = "============= Begin-> Kelo CSP (x64) Custom Action ===================";
+constexpr char kEnd[] = "============= Kelo CSP Custom Action <-End ===================";
+constexpr char kNoCng[] = "Kelo KSPs will not be installed";
+
+const std::vector<Step> kSetup = {
+    {"options", {kBegin}},
+    {"key storage providers", {"Register the Kelo TCG Enabled KSP", kNoCng}},
+    {"auto-enrollment tasks", {}, "RegOpenKeyExA"},
+    {"automatic provisioning", {}, "CoInitializeEx"},
+    {"virtual smart card", {"Install TPM Virtual Smartcard.... "}, nullptr, true},
+    {"stack set-up", {"call SetupTCGDLL("}},
+    {"stack set-up's end", {"<-- SetupTCGDLL()"}},
+    {"end", {kEnd}},
+};
+
+const std::vector<Step> kCommit = {
+    {"options", {kBegin}},
+    {"provider defaults", {}, "RegOpenKeyExA"},
+    {"end", {kEnd}},
+};
+
+const std::vector<Step> kRemoval = {
+    {"options", {kBegin}},
+    {"stack removal", {"UninstallTCGDLL() -->"}},
+    {"key storage providers", {"Unregister the Kelo TCG Enabled KSP", kNoCng}},
+    {"toolkit service", {"UnInstallTkService - Enter"}},
+    {"automatic provisioning", {}, "CoInitializeEx"},
+    {"auto-enrollment tasks", {}, "RegOpenKeyExA"},
+    {"virtual smart card", {}, "SCardEstablishContext"},
+    {"end", {kEnd}},
+};
+
+const std::vector<Step> kEntryPoint = {};
+
+bool Begins(const Step& step, const CallRecord& record)
+{
+    if (step.call != nullptr)
+        return record.name == step.call;
+    if (record.name != "fputs")
+        return false;
+    const std::string message = winsim::MessageOf(record.in["str"].get<std::string>());
+    return std::any_of(step.lines.begin(), step.lines.end(),
+                       [&](const char* line) { return message.starts_with(line); });
+}
+
+} // namespace
+
+const std::vector<Step>& StepsOf(const std::string& action)
+{
+    if (action.empty())
+        return kEntryPoint;
+    if (action == "/Setup")
+        return kSetup;
+    return action == "/Commit" ? kCommit : kRemoval;
+}
+
+std::vector<BegunStep> StepsBegunIn(const SweepCase& sweepCase, const winsim::Outcome& outcome)
+{
+    std::vector<BegunStep> begun;
+    std::size_t next = outcome.bodyBegin;
+    for (const Step& step : StepsOf(sweepCase.Action()))
+    {
+        for (std::size_t i = next; i < outcome.bodyEnd; ++i)
+        {
+            if (!Begins(step, outcome.calls[i]))
+                continue;
+            begun.push_back({&step, i});
+            next = i + 1;
+            break;
+        }
+    }
+    return begun;
+}
+
+std::size_t EndOfStep(const std::vector<BegunStep>& begun, const winsim::Outcome& outcome, std::size_t record)
+{
+    for (const BegunStep& step : begun)
+    {
+        if (step.record > record)
+            return step.record;
+    }
+    return outcome.calls.size();
+}
+
+std::string StepAt(const std::vector<BegunStep>& begun, std::size_t record)
+{
+    std::string name;
+    for (const BegunStep& step : begun)
+    {
+        if (step.record <= record)
+            name = step.step->name;
+    }
+    return name;
+}

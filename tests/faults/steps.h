@@ -1,0 +1,35 @@
+// The steps of each action, and where in a run each of them begins.
+#pragma once
+
+#include "tests/faults/sweep_case.h"
+
+#include <string>
+#include <vector>
+
+// A step and the first thing that it surely does, whatever went before: it logs a line or makes a call.
+struct Step
+{
+    const char* name;
+    std::vector<const char*> lines; // beginnings of log lines: one of them
+    const char* call = nullptr;     // or this call
+    bool isOptional = false;        // another step's outcome decides whether it runs
+};
+
+// The steps of an action in their order.
+const std::vector<Step>& StepsOf(const std::string& action);
+
+// A step that was begun, and the record of the run that begins it.
+struct BegunStep
+{
+    const Step* step;
+    std::size_t record;
+};
+
+// The steps that a run began, in their order. Lines count that were to be written, also when that failed.
+std::vector<BegunStep> StepsBegunIn(const SweepCase& sweepCase, const winsim::Outcome& outcome);
+
+// Where the step that a record belongs to ends: the record that begins the next one, or the run's end.
+std::size_t EndOfStep(const std::vector<BegunStep>& begun, const winsim::Outcome& outcome, std::size_t record);
+
+// The name of the step that a record belongs to; "" in front of the first.
+std::string StepAt(const std::vector<BegunStep>& begun, std::size_t record);

@@ -1,0 +1,94 @@
+// Finds the machines and runs the program on them.
+#include "tests/faults/sweep_case.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+
+namespace
+{
+
+constexpr char kExport[] = "SRK_Auth_Change";
+
+// No run of a described machine waits longer than this, whatever fails: a day is for ever.
+constexpr std::uint64_t kForEverMs = std::uint64_t{24} * 60 * 60 * 1000;
+
+const std::vector<std::vector<std::string>> kCommandLines = {
+    {"/Setup"},
+    {"/Setup", "/TSS_VENDOR=KELO", "/TPM_VSC=1", "/TPM_WIN8=1"},
+    {"/Setup", "/TSS_VENDOR=NTRU12", "/ProductType=Enterprise"},
+    {"/Commit"},
+    {"/Rollback"},
+    {"/Uninstall"},
+    {}, // the entry point
+};
+
+std::string NameOf(const std::filesystem::path& machine, const std::vector<std::string>& arguments)
+{
+    std::string name = machine.stem().string();
+    for (const std::string& argument : arguments)
+        name += "_" + argument;
+    if (arguments.empty())
+        name += std::string("_") + kExport;
+    const auto isPlain = [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; };
+    std::erase_if(name, [&](char c) { return !isPlain(static_cast<unsigned char>(c)) && c != '-'; });
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
+winsim::Program Image(const char* fileName)
+{
+    return winsim::Program{(std::filesystem::read_symlink("/proc/self/exe").parent_path() / fileName).string()};
+}
+
+} // namespace
+
+std::vector<SweepCase> AllCases()
+{
+    std::vector<std::filesystem::path> machines;
+    for (const auto& entry : std::filesystem::directory_iterator(KELO_ROOT "/machines"))
+    {
+        if (entry.path().extension() == ".json" && !entry.path().filename().string().ends_with("schema.json"))
+            machines.push_back(entry.path().filename());
+    }
+    std::sort(machines.begin(), machines.end());
+    std::vector<SweepCase> cases;
+    for (const std::filesystem::path& machine : machines)
+    {
+        for (const std::vector<std::string>& arguments : kCommandLines)
+            cases.push_back({"machines/" + machine.string(), arguments, NameOf(machine, arguments)});
+    }
+    return cases;
+}
+
+winsim::Machine MachineOf(const SweepCase& sweepCase)
+{
+    return winsim::Machine::FromFile(KELO_ROOT "/" + sweepCase.machineFile);
+}
+
+winsim::Outcome Run(const SweepCase& sweepCase, const winsim::Machine& machine,
+                    const std::vector<winsim::Fault>& faults)
+{
+    static const winsim::Program program = Image("KeloCustomAction.so");
+    static const winsim::Program library = Image("KeloCustomActionLibrary.so");
+    winsim::RunOptions options;
+    options.arguments = sweepCase.arguments;
+    options.faults = faults;
+    options.clockBoundMs = kForEverMs;
+    // The lines, and which folder is asked for: what else went in and came out would only take time.
+    options.parametersOf = {"fputs", "SHGetFolderPathA"};
+    return sweepCase.IsExport() ? library.RunExport(machine, options, kExport) : program.Run(machine, options);
+}
+
+std::string CommandFor(const SweepCase& sweepCase, const std::vector<winsim::Fault>& faults)
+{
+    std::string command = "build/native/kelo-rehearse";
+    for (const winsim::Fault& fault : faults)
+        command += " --fault '" + TextOf(fault) + "'";
+    if (sweepCase.IsExport())
+        return command + " --export " + kExport + " " + sweepCase.machineFile;
+    command += " " + sweepCase.machineFile + " --";
+    for (const std::string& argument : sweepCase.arguments)
+        command += " " + argument;
+    return command;
+}

@@ -1,0 +1,36 @@
+// What the sweep runs: every described machine with every action, and the exported entry point.
+#pragma once
+
+#include "winsim/core/program.h"
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+struct SweepCase
+{
+    std::string machineFile;            // relative to the project's folder, such as "machines/srk-upgrade.json"
+    std::vector<std::string> arguments; // none: the exported entry point
+    std::string name;                   // for people and tests: letters, digits and underscores
+
+    bool IsExport() const { return arguments.empty(); }
+    // "/Setup" and so on; empty for the entry point.
+    std::string Action() const { return IsExport() ? std::string() : arguments.front(); }
+};
+
+// How a test's messages name a case.
+inline void PrintTo(const SweepCase& sweepCase, std::ostream* out)
+{
+    *out << sweepCase.name;
+}
+
+std::vector<SweepCase> AllCases();
+
+winsim::Machine MachineOf(const SweepCase& sweepCase);
+
+// Runs a case with failures to come. Throws what comes out of the program.
+winsim::Outcome Run(const SweepCase& sweepCase, const winsim::Machine& machine,
+                    const std::vector<winsim::Fault>& faults);
+
+// The command that repeats such a run, from the project's folder.
+std::string CommandFor(const SweepCase& sweepCase, const std::vector<winsim::Fault>& faults);
