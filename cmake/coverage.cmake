@@ -1,4 +1,4 @@
-# The coverage test: the program's images once more, built so that they count what of them runs, beside the native tests.
+# The coverage test: the program's images once more, built to count what of them runs, beside the native tests.
 
 if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     message(STATUS "the coverage test reads what GCC counts, and is left out with another compiler")
@@ -8,8 +8,8 @@ string(REGEX MATCH "^[0-9]+" gcc_version ${CMAKE_CXX_COMPILER_VERSION})
 find_program(KELO_GCOV NAMES gcov-${gcc_version} gcov REQUIRED)
 set(COVERAGE_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/coverage)
 
-# An image adds up its counts in a file whenever it is unloaded. The compiler's runtime that does this closes files, and
-# in an image fclose is the simulated machine's: the runtime gets the host's, by the other name that the host has for it.
+# An image adds its counts to those in its files whenever it is unloaded. The compiler's runtime, which does this,
+# closes files, and fclose is the simulated machine's in an image: it gets the host's, by another name that this has.
 execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libgcov.a
     OUTPUT_VARIABLE libgcov OUTPUT_STRIP_TRAILING_WHITESPACE)
 set(COVERAGE_RUNTIME ${COVERAGE_FOLDER}/libgcov.a)

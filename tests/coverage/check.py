@@ -43,10 +43,10 @@ class Line:
         self.branches[thrown] = [sum(both) for both in zip(counts, self.branches.get(thrown, [0] * len(counts)))]
 
     def ways(self, is_switch):
-        """How often each way of each decision was taken. The compiler tells of the two ways of a decision, all ways of a
-        switch, and the two ways out of a call that may throw, which is no decision. It also decides on its own while an
-        exception is on its way; so what nothing ever came to is left out. When that is the source's, a way that leads
-        to it was never taken, and is named."""
+        """How often each way of each decision was taken. The compiler tells of the two ways of a decision, all ways of
+        a switch, and the two ways out of a call that may throw, which is no decision. It also decides on its own while
+        an exception is on its way; so what nothing ever came to is left out. When that is the source's, a way that
+        leads to it was never taken, and is named."""
         for thrown, counts in self.branches.items():
             exits = in_pairs(list(zip(thrown, counts)))
             ways = [count for pair in exits if not any(is_thrown for is_thrown, _ in pair) for _, count in pair]
@@ -79,6 +79,35 @@ class Counts:
             self.functions[path, function["start_line"], function["start_column"]] += function["execution_count"]
 
 
+class Verdict:
+    """What the figures are, and what is wrong where."""
+
+    def __init__(self):
+        self.lines = []  # whether each ran
+        self.ways = []  # whether each was taken
+        self.wrong = []
+
+    def judge(self, path, number, line, text):
+        if text == "}":  # at most the compiler's own work
+            return
+        if EXCUSE.search(text):
+            if line.count:
+                self.wrong.append((path, number, "runs"))
+            return
+        self.lines.append(line.count > 0)
+        if not line.count:
+            self.wrong.append((path, number, "never runs"))
+            return
+        ways = [count > 0 for count in line.ways(text.startswith("switch ("))]
+        self.ways += ways
+        if not all(ways):
+            self.wrong.append((path, number, f"{ways.count(False)} of {len(ways)} branches never taken"))
+
+    def figures(self):
+        lines, ways = (f"{sum(passed)} of {len(passed)}" for passed in (self.lines, self.ways))
+        return f"src/: {lines} lines and {ways} branches run"
+
+
 def main(project, gcov, images, notes, *tests):
     project, images, notes = (pathlib.Path(folder).resolve() for folder in (project, images, notes))
     summary = images / "summary.txt"
@@ -87,29 +116,16 @@ def main(project, gcov, images, notes, *tests):
         return 1
 
     counts = Counts(gcov, project, notes)
-    texts = {path: (project / path).read_text().splitlines() for path, _ in counts.lines}
-    run, taken = [], []
-    wrong = [(path, number, "never called") for (path, number, _), count in counts.functions.items() if not count]
+    texts = {path: [line.strip() for line in (project / path).read_text().splitlines()] for path, _ in counts.lines}
+    verdict = Verdict()
+    verdict.wrong = [(*place, "never called") for (*place, _), count in counts.functions.items() if not count]
     for (path, number), line in counts.lines.items():
-        text = texts[path][number - 1].strip()
-        if text == "}":
-            continue
-        if EXCUSE.search(text):
-            wrong += [(path, number, "runs")] * bool(line.count)
-            continue
-        run.append(line.count > 0)
-        if not line.count:
-            wrong.append((path, number, "never runs"))
-            continue
-        ways = [count > 0 for count in line.ways(text.startswith("switch ("))]
-        taken += ways
-        if not all(ways):
-            wrong.append((path, number, f"{ways.count(False)} of {len(ways)} branches never taken"))
+        verdict.judge(path, number, line, texts[path][number - 1])
 
-    for path, number, what in sorted(wrong):
-        print(f"{path}:{number}: {what}: {texts[path][number - 1].strip()}")
-    summary.write_text(f"src/: {sum(run)} of {len(run)} lines and {sum(taken)} of {len(taken)} branches run\n")
-    return 1 if wrong else 0
+    for path, number, what in sorted(verdict.wrong):
+        print(f"{path}:{number}: {what}: {texts[path][number - 1]}")
+    summary.write_text(verdict.figures() + "\n")
+    return 1 if verdict.wrong else 0
 
 
 if __name__ == "__main__":
