@@ -254,7 +254,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
         .In("dwCreationDisposition", dwCreationDisposition)
         .In("dwFlagsAndAttributes", dwFlagsAndAttributes)
         .In("hTemplateFile", hTemplateFile);
-    // A fault without an error stands for a success that gives no handle.
+    // A fault without an error is a result of zero: no handle, and no failure that the value tells of.
     if (const auto fault = call.Fault())
         return *fault == ERROR_SUCCESS ? call.Done(HANDLE{}) : call.Fail(INVALID_HANDLE_VALUE, *fault);
     const FileName name = FileNameOf(lpFileName);

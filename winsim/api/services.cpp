@@ -275,9 +275,10 @@ BOOL WINAPI QueryServiceConfigW(SC_HANDLE hService, LPQUERY_SERVICE_CONFIGW lpSe
 {
     Call call{"QueryServiceConfigW"};
     call.In("hService", hService).In("cbBufSize", cbBufSize);
-    // A fault without an error stands for a success that fills nothing in.
     if (const auto fault = call.Fault())
-        return *fault == ERROR_SUCCESS ? call.Done(TRUE) : call.Fail(FALSE, *fault);
+        return call.Fail(FALSE, *fault);
+    if (call.GivesNothing())
+        return call.Done(TRUE);
     DWORD error = ERROR_SUCCESS;
     const Service* service = ServiceOf(hService, SERVICE_QUERY_CONFIG, "QueryServiceConfigW", error);
     if (service == nullptr)

@@ -97,9 +97,8 @@ BOOL WINAPI VerQueryValueW(LPCVOID pBlock, LPCWSTR lpSubBlock, LPVOID* lplpBuffe
 {
     Call call{"VerQueryValueW"};
     call.In("lpSubBlock", lpSubBlock);
-    // A fault without an error stands for a value of no bytes.
     if (const auto fault = call.Fault())
-        return *fault == ERROR_SUCCESS ? call.Done(TRUE) : call.Fail(FALSE, *fault);
+        return call.Fail(FALSE, *fault);
     VersionBlock block;
     std::memcpy(&block, pBlock, sizeof block);
     if (std::u16string_view(lpSubBlock) != u"\\" || block.Value.dwSignature != VS_FFI_SIGNATURE)

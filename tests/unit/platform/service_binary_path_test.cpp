@@ -97,7 +97,7 @@ TEST(GetServiceBinaryPath, PathWithoutABackslashIsAFailure)
 
 TEST(GetServiceBinaryPath, AConfigurationWithoutAPathIsAFailure)
 {
-    ExpectRun(Call(MachineWithPath(R"("C:\dir\prog.exe")"), {.faults = {"QueryServiceConfigW=0"}}), kUntouched,
+    ExpectRun(Call(MachineWithPath(R"("C:\dir\prog.exe")"), {.faults = {"QueryServiceConfigW=nothing"}}), kUntouched,
               WholeScript(R"(QueryServiceConfigW("service#1", 4096) = 1)"));
 }
 

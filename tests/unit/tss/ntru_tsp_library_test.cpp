@@ -192,11 +192,12 @@ TEST(CopyTSP1FileImp, AVersionWithAnEmptyRootBlockIsNotAvailable)
 {
     const std::string library = std::string(kStack) + R"(\TSP1_x64.dll)";
     const winsim::Machine machine = winsim::Machine::FromJson(MachineWithVersion("2.0.0.0"));
-    const SimulatedRun run = Check(machine, {.faults = {"VerQueryValueW=0"}});
+    const SimulatedRun run = Check(machine, {.faults = {"VerQueryValueW=nothing"}});
     StepSequence expected{machine};
     FindThroughService(expected);
     expected.Lines({AttributesLine(library, kArchive), CallLine("GetFileVersionInfoSizeW", {library}, 92),
-                    CallLine("GetFileVersionInfoW", {library, 0, 92}, 1), CallLine("VerQueryValueW", {"\\"}, 1),
+                    CallLine("GetFileVersionInfoW", {library, 0, 92}, 1),
+                    CallLine("VerQueryValueW", {"\\"}, 1, {{"puLen", 0}}),
                     LogLine("CopyTSP1FileImp - NTRU TSS Version: <Not Available>"), kSystem, LogLine(kExit)});
     ExpectRun(run, "0", expected.Whole());
 }
