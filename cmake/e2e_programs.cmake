@@ -42,6 +42,7 @@ target_link_libraries(export_host PRIVATE msi)
 e2e_program(sleeper tests/e2e/standins/sleeper.cpp)
 e2e_program(machine_tool tests/e2e/tools/machine_tool.cpp)
 target_link_libraries(machine_tool PRIVATE psapi)
+e2e_program(event_text tests/e2e/tools/event_text.cpp)
 
 # The program's single functions.
 file(GLOB TEST_CALL_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/unit/calls/*.cpp)

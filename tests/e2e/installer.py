@@ -4,7 +4,8 @@ import subprocess
 
 from wine import ROOT
 
-SAMPLE = ROOT / "build" / "windows" / "kelo_toolkit_sample.msi"
+PROGRAMS = ROOT / "build" / "windows"
+SAMPLE = PROGRAMS / "kelo_toolkit_sample.msi"
 
 # The folders that Windows names, as they are under Wine.
 STANDARD_FOLDERS = {"TARGETDIR": "C:", "ProgramFiles64Folder": r"C:\Program Files",

@@ -6,11 +6,12 @@ import unittest
 
 import installer
 from installer import PERMANENT, SAMPLE
-from packaged_machine import FAIL, SRK_TOOL, PackagedMachine, effects
+from packaged_machine import EVENT_TEXT, FAIL, SRK_TOOL, TOOLKIT, VERBOSE_LOG, PackagedMachine, effects
 from packaged_rehearsal import Rehearsal, brought_by_package
 from standins import runs_of
 from wine import ROOT
 
+INFORMATION = "The authorization of the TPM has to be brought up to date."
 PASSWORD = "Tr0ub4dor&3"
 SETUP = ("/Setup", "/TSS_VENDOR=KELO", "/TPM_VSC=1", "/TPM_WIN8=", "/ProductType=Enterprise")
 OPTIONS = ("/qn", "TPM_VSC=1", f"TPM_OWNER_PASSWORD={PASSWORD}")
@@ -92,6 +93,13 @@ class InstallerRun(unittest.TestCase):
     def setUp(self):
         self.maxDiff = None
         self.machine = self.enterContext(PackagedMachine())
+
+
+class Effects(InstallerRun):
+    """What is on the whole machine after each run of the installer."""
+
+    def setUp(self):
+        super().setUp()
         self.before = self.machine.look()
 
     def effects(self):
@@ -131,3 +139,93 @@ class InstallerRun(unittest.TestCase):
         setup, rollback = Rehearsal((*SETUP[:1], "/TSS_VENDOR=", *SETUP[2:]), ("/Rollback",)).logs
         self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, "TSS_VENDOR="), (INSTALL_FAILURE, setup + rollback))
         self.assertEqual(set(self.effects()) - brought_by_package().keys(), documented_effects("Failed set-up"))
+
+
+class Maintenance(InstallerRun):
+    """Runs of the installer on a machine that has or had the toolkit."""
+
+    def actions_in(self, log):
+        """The actions that were run. A whole repair's log is not as predicted: Wine 8 stops a service on which another one
+        depends that runs, as Windows does not."""
+        return [line.rpartition(": ")[2] for line in log if "command line argv[1]: " in line]
+
+    def test_next_installation_brings_the_virtual_smart_card_back(self):
+        self.machine.install(*OPTIONS)
+        self.machine.remove()
+        not_asked_for = tuple("/TPM_VSC=" if option == "/TPM_VSC=1" else option for option in SETUP)
+        *_, setup, commit, srk_change = Rehearsal(SETUP, ("/Commit",), ("/Uninstall",), not_asked_for, ("/Commit",),
+                                                  session="").logs
+        self.assertIn("TZ01 When Toolkit was last uninstalled... the VSC was present, so must reinstall...", setup)
+        self.assertEqual(self.machine.install("/qn"), (0, setup + srk_change + commit))
+
+    def test_repair_sets_up_again(self):
+        self.machine.install(*OPTIONS)
+        status, log = self.machine.repair()
+        self.assertEqual((status, self.actions_in(log)), (0, ["/Setup", "/Commit"]))
+
+    def test_repair_that_fails_leaves_the_set_up_in_place(self):
+        self.machine.install(*OPTIONS)
+        status, log = self.machine.repair("TSS_VENDOR=")
+        self.assertEqual((status, self.actions_in(log)), (INSTALL_FAILURE, ["/Setup"]))
+        self.assertIn("service klpcr [start]", self.machine.look())
+
+
+class ResultsOfActions(InstallerRun):
+    """What the installer makes of an action that fails, which each does here because its switch is unknown."""
+
+    def install_with_failing(self, action):
+        broken = f"UPDATE `CustomAction` SET `Target`='/Unknown' WHERE `Action`='{action}'"
+        return self.machine.install("/qn", changes=[broken])[0]
+
+    def test_set_up(self):
+        self.assertEqual(self.install_with_failing("KeloSetup"), INSTALL_FAILURE)
+
+    def test_commit(self):
+        self.assertEqual(self.install_with_failing("KeloCommit"), 0)
+
+    def test_removal(self):
+        self.assertEqual(self.install_with_failing("KeloUninstall"), 0)
+        self.assertEqual(self.machine.remove()[0], 0)
+        self.assertFalse(self.machine.prefix.path(TOOLKIT + r"\KeloCustomAction.exe").exists())
+
+
+class SrkData(InstallerRun):
+    """What the SRK tool and nobody else gets of the data."""
+
+    def changes_asked_for(self):
+        # Wine puts the program's name into quotation marks when it finds it in a command line without.
+        runs = [line.replace(f'"{SRK_TOOL}"', SRK_TOOL, 1) for line in runs_of(self.machine.prefix, SRK_TOOL)]
+        return [run.removeprefix(SRK_TOOL) for run in runs]
+
+    def test_without_interface_nobody_is_asked(self):
+        self.machine.install(*OPTIONS)
+        self.assertEqual(self.changes_asked_for(), [
+            " /V", f' /C:"Kelo Toolkit Sample" /I:"{INFORMATION}" /P:"{PASSWORD}" /T:"NTRU" /S /Y'])
+
+    def test_with_an_interface_the_user_is_asked(self):
+        self.machine.install("/qb", "KELO_SRK_VENDOR=KELO")
+        self.assertEqual(self.changes_asked_for(), [
+            " /V", f' /C:"Kelo Toolkit Sample" /I:"{INFORMATION}" /T:"KELO" /Y'])
+
+    def test_password_is_nowhere_else(self):
+        self.machine.install(*OPTIONS)
+        verbose_log = self.machine.verbose_log()
+        self.assertIn("TSS_VENDOR = KELO", verbose_log)
+        self.assertNotIn(PASSWORD, verbose_log)
+        for key in ("HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER"):
+            self.assertNotIn(PASSWORD, self.machine.prefix.export_registry(key))
+        self.assertEqual(self.machine.files_with(PASSWORD), {SRK_TOOL.rpartition("\\")[0] + r"\runs.txt", VERBOSE_LOG})
+
+
+class EventSource(InstallerRun):
+    """What the event viewer shows of the program's entries."""
+
+    TEXT = "The TPM is in an incorrect state. The TPM must be reset to support use by Kelo Software"
+
+    def text_of(self, kind, *words):
+        return self.machine.prefix.wine(EVENT_TEXT, "Kelo Platform Security", kind, *words)
+
+    def test_texts_are_in_the_installed_program(self):
+        self.machine.install("/qn")
+        self.assertEqual(self.text_of("EventMessageFile", "1018", self.TEXT), (0, f"{self.TEXT}\r\r\n".encode()))
+        self.assertEqual(self.text_of("CategoryMessageFile", "2"), (0, b"Platform\r\r\n"))

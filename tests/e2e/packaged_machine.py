@@ -13,6 +13,7 @@ from system_standins import noted_calls
 TOOLKIT = r"C:\Program Files\Kelo Systems Corp\Toolkit"
 STAGER = TOOLKIT + r"\TPM_VSCard\DriverStager.exe"
 SRK_TOOL = r"C:\Program Files\Kelo Systems Corp\Common\TpmKeyFixer.exe"
+EVENT_TEXT = installer.PROGRAMS / "event_text.exe"
 PACKAGE = r"C:\Packages\toolkit.msi"
 VERBOSE_LOG = r"C:\Packages\install.log"
 
@@ -103,8 +104,8 @@ class PackagedMachine:
     def remove(self):
         return self._msiexec("/x", PACKAGE, "/qn")
 
-    def repair(self):
-        return self._msiexec("/fa", PACKAGE, "/qn")
+    def repair(self, *options):
+        return self._msiexec("/i", PACKAGE, "/qn", "REINSTALL=ALL", *options)
 
     def write_settings(self):
         """Writes the registry values that the package writes for the program to read."""
@@ -152,6 +153,13 @@ class PackagedMachine:
     def _log(self):
         log = self.prefix.path(LOG)
         return log.read_bytes().decode("cp1252").splitlines() if log.is_file() else []
+
+    def files_with(self, text):
+        """The files that hold a text, in either of Windows' forms. Wine's own, which all prefixes share, are left out."""
+        drive = self.prefix.path("C:\\")
+        own = [path for path in drive.rglob("*") if path.is_file() and path.stat().st_nlink == 1]
+        return {"C:\\" + str(path.relative_to(drive)).replace("/", "\\") for path in own
+                if any(text.encode(form) in path.read_bytes() for form in ("utf-8", "utf-16-le"))}
 
     def verbose_log(self):
         """The installer's own log of its last run, as Windows would have written it."""
