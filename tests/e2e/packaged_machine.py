@@ -126,6 +126,8 @@ class PackagedMachine:
         found["key storage providers"] = re.findall('^"Providers"=(.*)', standins, re.MULTILINE)
         found["smart-card readers"] = re.findall('^"readers"=(.*)', standins, re.MULTILINE)
         found["automatic provisioning"] = self._provisioning()
+        _, access = self.prefix.wine(services.MACHINE_TOOL, "security", BLOCKED_COMMANDS.removeprefix("HKLM\\"))
+        found[f"access list of {BLOCKED_COMMANDS}"] = access
         return {name.lower(): value for name, value in found.items() if not NOT_OF_CONCERN.match(name.lower())}
 
     def _files(self):

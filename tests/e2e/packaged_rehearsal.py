@@ -61,7 +61,8 @@ def brought_by_package():
 
 def _registry_effects(change):
     if "[" not in change["item"]:
-        return {}  # a key: it has values, or only its access list changed
+        has_list = "access" in (change["after"] or {})
+        return {("changed", f"access list of {change['item']}".lower()): None} if has_list else {}
     is_plain = isinstance(change["after"], (int, str))
     return {(change["kind"], change["item"].lower()): registry_text(change["after"]) if is_plain else None}
 
