@@ -1,4 +1,4 @@
-"""What is on a machine under Wine, as values to compare: the registry, the files, and what changed between two looks."""
+"""What is on a machine under Wine, as values to compare: registry, files, and what changed between two looks."""
 
 WATCHED_KEYS = (r"HKEY_LOCAL_MACHINE\Software", r"HKEY_LOCAL_MACHINE\System")
 

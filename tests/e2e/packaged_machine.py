@@ -121,7 +121,8 @@ class PackagedMachine:
         for name in SERVICES:
             shown = services.show(self.prefix, name)
             found.update({f"service {name} [{member}]": shown[member] for member in SERVICE_MEMBERS if shown})
-        found["installed products"] = re.findall('^"DisplayName"="(.*)"', self.prefix.export_registry(PRODUCTS), re.MULTILINE)
+        products = self.prefix.export_registry(PRODUCTS)
+        found["installed products"] = re.findall('^"DisplayName"="(.*)"', products, re.MULTILINE)
         standins = self.prefix.export_registry(KEY).replace("\\\n", "")
         found["key storage providers"] = re.findall('^"Providers"=(.*)', standins, re.MULTILINE)
         found["smart-card readers"] = re.findall('^"readers"=(.*)', standins, re.MULTILINE)
@@ -157,7 +158,7 @@ class PackagedMachine:
         return log.read_bytes().decode("cp1252").splitlines() if log.is_file() else []
 
     def files_with(self, text):
-        """The files that hold a text, in either of Windows' forms. Wine's own, which all prefixes share, are left out."""
+        """The files that hold a text, in either of Windows' forms, but those of Wine's that all prefixes share."""
         drive = self.prefix.path("C:\\")
         own = [path for path in drive.rglob("*") if path.is_file() and path.stat().st_nlink == 1]
         return {"C:\\" + str(path.relative_to(drive)).replace("/", "\\") for path in own

@@ -3,7 +3,8 @@ brings."""
 
 import installer
 from installer import SAMPLE
-from packaged_machine import CARD_SERVICES, DESCRIPTION, RUNS_AT_ONCE, SERVICE_MEMBERS, TOOLKIT, leaves, registry_text, to_compare
+from packaged_machine import (CARD_SERVICES, DESCRIPTION, RUNS_AT_ONCE, SERVICE_MEMBERS, TOOLKIT, leaves,
+                              registry_text, to_compare)
 from program import rehearsal, rehearse_each
 from services import STATES
 
@@ -73,7 +74,8 @@ def _file_effects(change):
 
 def _service_effects(change):
     before, after = change["before"] or {}, change["after"] or {}
-    return {("changed" if member in before else "added", f"service {change['item']} [{member}]".lower()): _shown(after[member])
+    name = change["item"].lower()
+    return {("changed" if member in before else "added", f"service {name} [{member}]".lower()): _shown(after[member])
             for member in SERVICE_MEMBERS if member in after and before.get(member) != after[member]}
 
 
