@@ -8,13 +8,11 @@ from packaged_machine import (CARD_SERVICES, DESCRIPTION, RUNS_AT_ONCE, SERVICE_
 from program import rehearsal, rehearse_each
 from services import STATES
 
-PROVIDERS = r"HKLM\SOFTWARE\Microsoft\Cryptography\Defaults\Provider"
 START_TYPES = {"auto": 2, "demand": 3}
 
 # What Wine has by itself, and what a stand-in of the package does.
 MORE = {
     "clock": {"zoneBias": 0, "daylightBias": -60},
-    "registry": {PROVIDERS + r"\Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)": {}},
     "services": {name: {"displayName": name, "start": "demand", **RUNS_AT_ONCE} for name in CARD_SERVICES},
     "programs": {TOOLKIT + r"\KlPCR.exe": {"runs": [{"arguments": "-Service", "effects": {"services": {"KlPCR": {
         "displayName": "Kelo PCR", "start": "demand", "binaryPath": f'"{TOOLKIT}\\KlPCR.exe"', **RUNS_AT_ONCE}}}}]}},

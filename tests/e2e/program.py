@@ -47,7 +47,9 @@ class Machine:
 
     def __init__(self, description):
         self.description = description
-        self.program = complete(description)["process"]["path"]
+        whole = complete(description)
+        self.program = whole["process"]["path"]
+        self.encoding = f"cp{whole['windows']['codePage']}"  # of the log
 
     def __enter__(self):
         with contextlib.ExitStack() as stack:
@@ -65,7 +67,7 @@ class Machine:
     def run(self, *arguments):
         before = len(self._log_lines())
         status, stdout = self.prefix.wine(self.program, *arguments)
-        return Run(status, stdout.decode("cp1252"), self._log_lines()[before:])
+        return Run(status, stdout.decode(self.encoding), self._log_lines()[before:])
 
     def call_export(self, name):
         """Has an installer load the library image and call an export of it with the described CustomActionData. Returns
@@ -93,7 +95,7 @@ class Machine:
 
     def _log_lines(self):
         log = self.prefix.path(LOG)
-        return log.read_bytes().decode("cp1252").splitlines() if log.is_file() else []
+        return log.read_bytes().decode(self.encoding).splitlines() if log.is_file() else []
 
 
 def rehearse(description, *arguments):
@@ -110,7 +112,7 @@ def rehearse_export(description, name):
 
 def rehearsal(description, *arguments):
     """The exit status and the JSON report of kelo-rehearse for a machine that is as Wine is where nothing is said."""
-    status, report, _ = _rehearse(as_on_wine(description), *arguments)
+    status, report, _ = rehearse_and_save(as_on_wine(description), *arguments)
     return status, report
 
 
@@ -118,11 +120,11 @@ def rehearse_each(description, *runs):
     """The JSON reports of runs one after the other, each with its arguments, on the same machine."""
     machine = as_on_wine(description)
     for arguments in runs:
-        _, report, machine = _rehearse(machine, "--", *arguments)
+        _, report, machine = rehearse_and_save(machine, "--", *arguments)
         yield report
 
 
-def _rehearse(machine, *arguments):
+def rehearse_and_save(machine, *arguments):
     """The exit status and the JSON report of kelo-rehearse, and the machine as it is left."""
     with tempfile.TemporaryDirectory() as folder:
         before, after = pathlib.Path(folder, "before.json"), pathlib.Path(folder, "after.json")

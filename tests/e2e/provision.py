@@ -65,8 +65,8 @@ def provision(prefix, description):
     """Sets a prefix up. Returns what the description says and the prefix can not be, each a LeftOut."""
     work = _Work(prefix, complete(description))
     for area, apply in AREAS.items():
-        # A machine has a Windows version also where its description does not say so.
-        if area in description or area == "windows":
+        # What a machine has also where its description does not say so.
+        if area in description or area in ("windows", "registry"):
             apply(work, description.get(area) or {})
     for area in description.keys() - AREAS.keys():
         work.miss(area)
@@ -158,8 +158,13 @@ def _apply_environment(work, environment):
         work.registry += lines
 
 
+# Keys that Wine has by itself and a plain machine has not.
+WINES_OWN_KEYS = {r"HKLM\SOFTWARE\Microsoft\Cryptography\Defaults\Provider" + "\\" +
+                  "Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)": None}
+
+
 def _apply_registry(work, registry):
-    for path, key in registry.items():
+    for path, key in {**WINES_OWN_KEYS, **registry}.items():
         root, _, below = path.partition("\\")
         full = ROOT_KEYS[root.upper()] + ("\\" + below if below else "")
         if key is None:
@@ -222,7 +227,10 @@ def _apply_files(work, files):
             elif path.exists():
                 work.miss("files", name)
             continue
-        _make_file(path, file)
+        if standins.RESOURCE_LIBRARY.fullmatch(path.name) and not file.keys() & {"directory", "text", "bytes", "size"}:
+            standins.place_library(work.prefix, name, {})
+        else:
+            _make_file(path, file)
         known = {"directory", "text", "bytes", "size", "denied"}
         if file.get("denied"):
             work.last.append(lambda path=path: path.chmod(0o555 if path.is_dir() else 0))
@@ -256,7 +264,9 @@ def _apply_programs(work, programs):
 
 def _apply_standins(work, area, described, place):
     for path, standin in described.items():
-        registry = place(work.prefix, path, standin) if standin is not None else None
+        if standin is None:
+            continue
+        registry = place(work.prefix, path, standin)
         if registry is None:
             work.miss(area, path)
         else:

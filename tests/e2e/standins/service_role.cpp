@@ -97,19 +97,6 @@ void Start(const std::wstring& service)
     CloseServiceHandle(handle);
 }
 
-bool HasActiveDependent(const std::wstring& service)
-{
-    const auto isActiveDependent = [&](const std::wstring& other) {
-        for (const std::wstring& needed : DependenciesOf(other))
-        {
-            if (_wcsicmp(needed.c_str(), service.c_str()) == 0)
-                return IsActive(other);
-        }
-        return false;
-    };
-    return !FindService(isActiveDependent).empty();
-}
-
 SERVICE_STATUS Status(DWORD state, DWORD controls)
 {
     SERVICE_STATUS status{};
@@ -154,18 +141,25 @@ bool Play(const std::vector<Step>& steps, HANDLE interrupt)
     return WaitForSingleObject(interrupt, INFINITE) == WAIT_OBJECT_0;
 }
 
-// What it returns is what the call fails with that sent the control: so it is in Wine.
 DWORD WINAPI Handle(DWORD control, DWORD, void*, void*)
 {
     if (control != SERVICE_CONTROL_STOP)
         return NO_ERROR;
-    if (HasActiveDependent(g_name))
-        return ERROR_DEPENDENT_SERVICES_RUNNING;
     // What the caller is told is the state of this moment.
     if (Step first = g_behaviour.stop.front(); first.afterMs == 0 && first.status.dwCurrentState != SERVICE_STOPPED)
         SetServiceStatus(g_handle, &first.status);
     SetEvent(g_stop);
     return NO_ERROR;
+}
+
+DWORD WINAPI StartDependencies(void*)
+{
+    for (const std::wstring& needed : DependenciesOf(g_name))
+    {
+        if (!IsActive(needed))
+            Start(needed);
+    }
+    return 0;
 }
 
 void WINAPI ServiceMain(DWORD, LPWSTR* arguments)
@@ -174,11 +168,8 @@ void WINAPI ServiceMain(DWORD, LPWSTR* arguments)
     g_behaviour = ReadBehaviour(g_name);
     g_stop = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     g_handle = RegisterServiceCtrlHandlerExW(arguments[0], &Handle, nullptr);
-    for (const std::wstring& needed : DependenciesOf(g_name))
-    {
-        if (!IsActive(needed))
-            Start(needed);
-    }
+    // Wine's manager starts one service at a time: this one is not to wait for the others.
+    CreateThread(nullptr, 0, &StartDependencies, nullptr, 0, nullptr);
     if (Play(g_behaviour.start, g_stop))
         Play(g_behaviour.stop, CreateEventW(nullptr, TRUE, FALSE, nullptr));
 }

@@ -5,8 +5,8 @@
 bool IsStartedAsService();
 
 // Goes through the states that are described for the service, as Windows' service manager would have it: what the
-// service depends on is started first, a missing one prevents the start, and a running dependent prevents the stop.
-// Wine's manager leaves all that alone. Returns a Win32 error.
+// service depends on is started too, and a missing one prevents the start. Wine's manager leaves that alone. (It also
+// lets a service be stopped on which others depend, which a service cannot prevent.) Returns a Win32 error.
 //
 // The states stand in the file "NAME.states" beside the program, NAME being the service's. A line is one state: "start"
 // or "stop" for what it answers, the milliseconds since then, and the first seven members of a SERVICE_STATUS_PROCESS

@@ -1,0 +1,38 @@
+"""One description, two machines: on each described machine the program logs, returns and changes the same under Wine as
+in a rehearsal, in one sequence of actions after the other."""
+
+import re
+import unittest
+
+from comparison import Comparison, comparable, settled, unpredicted_waits
+from machines import all_cases
+from program import Machine, parse, rehearse_and_save
+from provision import as_on_wine, complete
+from wine_limits import without
+
+
+class EachMachine(unittest.TestCase):
+    """A test for each machine, with the machine's name in its own."""
+
+    maxDiff = None
+
+    def check(self, case):
+        with Machine(case.description) as machine:
+            # The simulated machine is left without what the prefix cannot be either.
+            simulated = as_on_wine(without(case.description, machine.missing))
+            comparison = Comparison(machine.prefix, complete(simulated))
+            self.assertEqual(comparison.differences(), [], "before the first run")
+            for number, action in enumerate(case.actions, 1):
+                arguments = (action, *(case.options if action == "/Setup" else ()))
+                status, report, simulated = rehearse_and_save(settled(simulated), "--", *arguments)
+                seen = machine.run(*arguments)
+                predicted = [parse(line)["message"] for line in report["log"]]
+                with self.subTest(run=number, action=action):
+                    self.assertEqual(comparable(seen.messages), comparable(predicted))
+                    self.assertEqual(unpredicted_waits(predicted, seen.messages), [])
+                    self.assertEqual((seen.exit_status, seen.stdout), (status, report["stdout"]))
+                    self.assertEqual(comparison.differences_after(simulated), [])
+
+
+for _name, _case in all_cases():
+    setattr(EachMachine, "test_" + re.sub(r"\W+", "_", _name), lambda self, case=_case: self.check(case))
