@@ -19,7 +19,7 @@ READ_AND_TAKE_OWNERSHIP = 0xA0019
 INSTALLATION_AND_REMOVAL = ("/Setup", "/Setup", "/Commit", "/Uninstall", "/Uninstall")
 ROLLED_BACK = ("/Setup", "/Rollback")
 SET_UP_AND_REMOVED = ("/Setup", "/Commit", "/Uninstall")
-ONE_BY_ONE = ("/Setup", "/Commit", "/Uninstall", "/Uninstall", "/Setup")
+REMOVED_AND_SET_UP = ("/Uninstall", "/Setup", "/Commit", "/Uninstall", "/Uninstall")  # where it may be installed
 TAKEN_BACK_AND_DONE_AGAIN = ("/Setup", "/Rollback", "/Setup", "/Commit", "/Uninstall")
 
 
@@ -38,10 +38,6 @@ def merged(*patches):
             base = whole.get(name)
             whole[name] = merged(base, value) if isinstance(base, dict) and isinstance(value, dict) else value
     return whole
-
-
-def patched(base, **patch):
-    return merged(base, patch)
 
 
 # --- Parts of machines ------------------------------------------------------------------------------------------------
@@ -294,4 +290,4 @@ def all_cases():
             # Wine notes a move for the next start also of a file that is missing, where Windows fails.
             has_card = any(name.endswith("KeloVReaderBody.dll") for name in description.get("files", {}))
             options = ("/TPM_VSC=1", "/TPM_WIN8=1") if has_card else ("/TPM_WIN8=1",)
-            yield f"machines/{path.name}", Case(description, options, ONE_BY_ONE)
+            yield f"machines/{path.name}", Case(description, options, REMOVED_AND_SET_UP)

@@ -1,6 +1,7 @@
 """Sets a Wine prefix up from a machine description, as far as Wine can be made like it."""
 
 import json
+import pathlib
 
 import standins
 import system_standins
@@ -128,10 +129,11 @@ def _apply_windows(work, windows):
         work.prefix.locale, code_page = WINE_LOCALES[language]
         represented.update(uiLanguage=language, userLanguage=language, codePage=code_page)
     version = work.machine["windows"]["version"]
-    if version in WINE_VERSIONS:
-        name, build, service_pack = WINE_VERSIONS[version]
-        represented.update(version=version, build=build, servicePack=service_pack)
-        work.registry.append(f'\n[HKEY_CURRENT_USER\\Software\\Wine]\n"Version"="{name}"\n')
+    if version not in WINE_VERSIONS:
+        version = complete({})["windows"]["version"]
+    name, build, service_pack = WINE_VERSIONS[version]
+    represented.update(version=version, build=build, servicePack=service_pack)
+    work.registry.append(f'\n[HKEY_CURRENT_USER\\Software\\Wine]\n"Version"="{name}"\n')
     work.miss_all("windows", [name for name, value in windows.items() if represented.get(name) != value])
 
 

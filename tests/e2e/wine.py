@@ -1,6 +1,7 @@
 """Throw-away Wine prefixes: each is a copy of one template, and nothing of it is left behind, whatever happens."""
 
 import contextlib
+import ctypes
 import fcntl
 import functools
 import os
@@ -26,14 +27,14 @@ class Prefix:
     locale = "C.UTF-8"  # what Wine takes its language from
 
     def __enter__(self):
-        signal.signal(signal.SIGTERM, _exit_on_signal)
-        signal.signal(signal.SIGHUP, _exit_on_signal)
+        _interruption.expect()
         BASE.mkdir(parents=True, exist_ok=True)
         with _locked(BASE / "lock"):
             template = _template()
-            _remove_abandoned()
-            self.folder = pathlib.Path(tempfile.mkdtemp(prefix="prefix-", dir=BASE))
-            self._lock = _lock(self.folder)
+            with _interruption.postponed():
+                _remove_abandoned()
+                self.folder = pathlib.Path(tempfile.mkdtemp(prefix="prefix-", dir=BASE))
+                self._lock = _lock(self.folder)
         try:
             shutil.copytree(template, self.folder, symlinks=True, dirs_exist_ok=True, copy_function=_copy_or_share)
             (self.folder / "tmp").mkdir()
@@ -43,8 +44,9 @@ class Prefix:
         return self
 
     def __exit__(self, *_):
-        _remove(self.folder)
-        os.close(self._lock)
+        with _interruption.postponed():
+            _remove(self.folder)
+            os.close(self._lock)
 
     def wine(self, *command):
         """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output."""
@@ -133,10 +135,15 @@ def _template():
     new = BASE / "new-template"
     _remove(new)
     (new / "tmp").mkdir(parents=True)
-    for command in (["wine", "wineboot", "-i"], ["wineserver", "-w"]):
-        status, _ = _run(new, command, timeout=300)
-        if status != 0:
-            raise RuntimeError(f"{' '.join(command)} ended with {status}")
+    try:
+        for command in (["wine", "wineboot", "-i"], ["wineserver", "-w"]):
+            status, _ = _run(new, command, timeout=300)
+            if status != 0:
+                raise RuntimeError(f"{' '.join(command)} ended with {status}")
+    except BaseException:
+        with _interruption.postponed():
+            _remove(new)
+        raise
     shutil.rmtree(new / "tmp")
     (new / "wineserver").unlink(missing_ok=True)  # says where the server's socket was
     return new.rename(template)
@@ -199,5 +206,39 @@ def _find_name(folder, name):
     return folder / name
 
 
-def _exit_on_signal(number, _):
-    raise SystemExit(128 + number)
+class _Interruption:
+    """Signals that end the process: each lets `with` statements tidy up first, and comes after what must not be cut
+    short."""
+
+    SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+    DEATH_OF_PARENT = 1  # prctl's PR_SET_PDEATHSIG
+
+    def __init__(self):
+        self._depth = 0
+        self._came = False
+
+    def expect(self):
+        """Has the signals come here, and the end of who started this process be one of them."""
+        for number in self.SIGNALS:
+            signal.signal(number, self._handle)
+        ctypes.CDLL(None).prctl(self.DEATH_OF_PARENT, signal.SIGTERM)
+
+    @contextlib.contextmanager
+    def postponed(self):
+        self._depth += 1
+        try:
+            yield
+        finally:
+            self._depth -= 1
+            if self._came and self._depth == 0:
+                self._came = False
+                raise KeyboardInterrupt
+
+    def _handle(self, *_):
+        # Of all exceptions, unittest lets this one alone end a run.
+        if self._depth == 0:
+            raise KeyboardInterrupt
+        self._came = True
+
+
+_interruption = _Interruption()
