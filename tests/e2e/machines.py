@@ -18,7 +18,8 @@ READ_AND_TAKE_OWNERSHIP = 0xA0019
 
 INSTALLATION_AND_REMOVAL = ("/Setup", "/Setup", "/Commit", "/Uninstall", "/Uninstall")
 ROLLED_BACK = ("/Setup", "/Rollback")
-SET_UP_AND_REMOVED = ("/Setup", "/Commit", "/Uninstall")
+COMMITTED = ("/Commit", "/Setup", "/Commit", "/Uninstall")
+SET_UP_AND_REMOVED = ("/Setup", "/Uninstall")
 REMOVED_AND_SET_UP = ("/Uninstall", "/Setup", "/Commit", "/Uninstall", "/Uninstall")  # where it may be installed
 TAKEN_BACK_AND_DONE_AGAIN = ("/Setup", "/Rollback", "/Setup", "/Commit", "/Uninstall")
 
@@ -242,10 +243,10 @@ CASES = {
     "the prototype of a provider": Case(merged(USABLE, {"registry": {
         rf"{PROVIDERS}\Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)": {},
         r"HKLM\SOFTWARE\Kelo Systems Corp.\Keystead CSP Persistent\CAPI": {"values": {
-            "PassthroughCSP": 42, "Other": {"type": "REG_MULTI_SZ", "hex": "410000000000"}}}}}), actions=SET_UP_AND_REMOVED),
+            "PassthroughCSP": 42, "Other": {"type": "REG_MULTI_SZ", "hex": "410000000000"}}}}}), actions=COMMITTED),
     "few providers": Case(merged(PLAIN, {"registry": {rf"{PROVIDERS}\{name}": None for name in (
         "Microsoft Enhanced Cryptographic Provider v1.0", "Microsoft Strong Cryptographic Provider",
-        "Microsoft Enhanced RSA and AES Cryptographic Provider")}}), actions=SET_UP_AND_REMOVED),
+        "Microsoft Enhanced RSA and AES Cryptographic Provider")}}), actions=COMMITTED),
 
     # Smart cards, providers and automatic provisioning.
     "a card that was there before": Case(merged(USABLE, {
@@ -260,7 +261,7 @@ CASES = {
         rf"{TOOLKIT}\TPM_VSCard\KeloMiniDriverBody.dll": None}}), ("/TPM_VSC=1",), actions=SET_UP_AND_REMOVED),
     "one key storage provider already": Case(merged(USABLE, {"cng": {"providers": {
         "Kelo TCG Enabled KSP": {"userMode": {"image": "KeloKSP.dll", "interfaces": [
-            {"interface": 65537, "flags": 1, "functions": ["KEY_STORAGE"]}]}}}}}), actions=SET_UP_AND_REMOVED),
+            {"interface": 65537, "flags": 1, "functions": ["KEY_STORAGE"]}]}}}}}), actions=COMMITTED),
     "no automatic provisioning": Case(
         merged(USABLE, {"wmi": {"namespaces": {r"root\CIMV2\Security\MicrosoftTpm": None}}}), ("/TPM_WIN8=0",), actions=SET_UP_AND_REMOVED),
     "automatic provisioning that cannot be switched": Case(
