@@ -7,7 +7,7 @@ import machine_state
 import services
 from installer import SAMPLE
 from program import LOG, Machine, parse
-from standins import KEY
+from standins import KEY, calls_of
 from system_standins import noted_calls
 
 TOOLKIT = r"C:\Program Files\Kelo Systems Corp\Toolkit"
@@ -126,6 +126,9 @@ class PackagedMachine:
         standins = self.prefix.export_registry(KEY).replace("\\\n", "")
         found["key storage providers"] = re.findall('^"Providers"=(.*)', standins, re.MULTILINE)
         found["smart-card readers"] = re.findall('^"readers"=(.*)', standins, re.MULTILINE)
+        tasks = calls_of(self.prefix, "CertJobPlanner.dll")
+        found["auto-enrollment tasks"] = (tasks.get("InstallAutoEnrollmentTasks", 0) -
+                                          tasks.get("RemoveAutoEnrollmentTasks", 0))
         found["automatic provisioning"] = self._provisioning()
         _, access = self.prefix.wine(services.MACHINE_TOOL, "security", BLOCKED_COMMANDS.removeprefix("HKLM\\"))
         found[f"access list of {BLOCKED_COMMANDS}"] = access

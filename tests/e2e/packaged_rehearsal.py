@@ -41,10 +41,12 @@ class Rehearsal:
             reports.append(rehearsal(described, "--export", "SRK_Auth_Change")[1])
         self.logs = [to_compare(report["log"]) for report in reports]
         self.changes = [change for report in reports for change in report["changes"]]
+        self.calls = [call["call"] for report in reports for call in report["calls"]]
 
     def effects(self):
         """The effects that all of them have, with what there is then; None where that is not predicted."""
-        found = {}
+        tasks = self.calls.count("CertJobPlanner.dll!InstallAutoEnrollmentTasks")
+        found = {("changed", "auto-enrollment tasks"): tasks} if tasks else {}
         for change in self.changes:
             found.update(EFFECTS[change["area"]](change))
         return leaves(found)
