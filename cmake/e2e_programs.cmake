@@ -20,6 +20,11 @@ function(e2e_library name)
 endfunction()
 
 e2e_library(CertJobPlanner tests/e2e/standins/cert_job_planner.cpp)
+e2e_library(exit_witness tests/e2e/standins/exit_witness.cpp)
+e2e_library(plain_library tests/e2e/standins/plain_library.cpp tests/e2e/standins/plain_library.rc)
+e2e_library(stkprobe tests/e2e/standins/stkprobe.cpp src/platform/exception_guard.cpp)
+target_include_directories(stkprobe PRIVATE ${PROJECT_SOURCE_DIR}/src)
+
 # A stand-in for a library of Windows' own. Its target has another name than the library: what the product links with
 # is Windows' import library. Its place in the build keeps it away from the programs there.
 function(e2e_system_library name)
@@ -37,6 +42,7 @@ target_link_libraries(standin_wbem_locator PRIVATE ole32 uuid)
 e2e_system_library(winscard tests/e2e/standins/winscard.cpp)
 e2e_program(described_program tests/e2e/standins/described_program.cpp tests/e2e/standins/service_role.cpp)
 e2e_program(service_program tests/e2e/standins/service_program.cpp tests/e2e/standins/service_role.cpp)
+e2e_program(access_list tests/e2e/tools/access_list.cpp)
 e2e_program(export_host tests/e2e/tools/export_host.cpp)
 target_link_libraries(export_host PRIVATE msi)
 e2e_program(sleeper tests/e2e/standins/sleeper.cpp)

@@ -69,6 +69,11 @@ class Machine:
         status, stdout = self.prefix.wine(self.program, *arguments)
         return Run(status, stdout.decode(self.encoding), self._log_lines()[before:])
 
+    def content(self, path):
+        """The bytes of a file; None when it is not there."""
+        file = self.prefix.path(path)
+        return file.read_bytes() if file.is_file() else None
+
     def call_export(self, name):
         """Has an installer load the library image and call an export of it with the described CustomActionData. Returns
         the export's result, and the messages it logged."""
@@ -118,10 +123,15 @@ def rehearsal(description, *arguments):
 
 def rehearse_each(description, *runs):
     """The JSON reports of runs one after the other, each with its arguments, on the same machine."""
+    return (report for report, _ in rehearse_with_machines(description, *runs))
+
+
+def rehearse_with_machines(description, *runs):
+    """The same, each report with the machine that the run leaves."""
     machine = as_on_wine(description)
     for arguments in runs:
         _, report, machine = rehearse_and_save(machine, "--", *arguments)
-        yield report
+        yield report, machine
 
 
 def rehearse_and_save(machine, *arguments):

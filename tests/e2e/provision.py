@@ -3,6 +3,7 @@
 import json
 import pathlib
 
+import stack_standins
 import standins
 import system_standins
 import services
@@ -233,7 +234,9 @@ def _apply_files(work, files):
             standins.place_library(work.prefix, name, {})
         else:
             _make_file(path, file)
-        known = {"directory", "text", "bytes", "size", "denied"}
+        known = {"directory", "text", "bytes", "size", "denied", "version", "inUse"}
+        if file.get("inUse"):
+            work.last.append(lambda name=name: stack_standins.keep_loaded(work.prefix, name))
         if file.get("denied"):
             work.last.append(lambda path=path: path.chmod(0o555 if path.is_dir() else 0))
         if file.get("attributes") == READ_ONLY:
@@ -251,10 +254,12 @@ def _make_file(path, file):
     if "size" in file:
         with open(path, "r+b") as content:
             content.truncate(file["size"])
+    if "version" in file or file.get("inUse"):
+        stack_standins.make_library(path, file)
 
 
 def _apply_libraries(work, libraries):
-    _apply_standins(work, "libraries", libraries, standins.place_library)
+    _apply_standins(work, "libraries", libraries, stack_standins.place_probe, standins.place_library)
 
 
 def _apply_programs(work, programs):
@@ -264,11 +269,13 @@ def _apply_programs(work, programs):
     _apply_standins(work, "programs", programs, standins.place_program)
 
 
-def _apply_standins(work, area, described, place):
+def _apply_standins(work, area, described, *kinds):
+    """Puts each where it is to be, as the first kind of stand-in that can be like it."""
     for path, standin in described.items():
         if standin is None:
             continue
-        registry = place(work.prefix, path, standin)
+        placed = (place(work.prefix, path, standin) for place in kinds)
+        registry = next((text for text in placed if text is not None), None)
         if registry is None:
             work.miss(area, path)
         else:

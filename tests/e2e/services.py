@@ -29,12 +29,12 @@ def keep(prefix):
     start(prefix, r"C:\Standins\sleeper.exe")
 
 
-def start(prefix, path):
+def start(prefix, path, *arguments):
     """Puts a program that sleeps on a machine, and starts it without waiting for its end."""
     target = prefix.path(path)
     target.parent.mkdir(parents=True, exist_ok=True)
     shutil.copyfile(SLEEPER, target)
-    status, _ = prefix.wine("start", path)
+    status, _ = prefix.wine("start", path, *arguments)
     if status != 0:
         raise RuntimeError(f"{path} cannot be started: {status}")
 

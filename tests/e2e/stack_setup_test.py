@@ -1,0 +1,395 @@
+"""The TCG software stack's set-up with real detection libraries, services and a real service program: as predicted line
+by line, with the machine left as predicted, and taken back by a removal."""
+
+import re
+import unittest
+
+import machine_state
+import services
+from program import Machine, parse, rehearse_with_machines
+from stack_standins import handles, notes_of
+
+TOOLKIT = r"C:\Program Files\Kelo Systems Corp\Toolkit"
+SYSTEM = r"C:\windows\system32"
+KELO_PROBE = TOOLKIT + r"\KELO\stkprobe.dll"
+NTRU_PROBE = TOOLKIT + r"\NTRU12\stkprobe.dll"
+SHIM = TOOLKIT + r"\NTRU12\TSP1-kelo.dll"
+SERVICE_PROGRAM = TOOLKIT + r"\KlPCR.exe"
+NTRU_FOLDER = r"C:\Program Files\NTRU Cryptosystems\NTRU TCG Software Stack\bin"
+
+FUNCTIONS = ("DetectTSS", "isEnabled", "isActivated", "isOwned", "ValidSRKAuth")
+USABLE = {"DetectTSS": 0, "isEnabled": 1, "isActivated": 1, "isOwned": 1, "ValidSRKAuth": 0}
+ABSENT = {**USABLE, "DetectTSS": 2}
+
+BLOCKED_COMMANDS = r"HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List"
+
+# Where the set-up leaves something, and what of it the stand-ins put there.
+FOLDERS = (r"C:\ProgramData", TOOLKIT, SYSTEM)
+KEYS = (BLOCKED_COMMANDS, r"HKLM\SOFTWARE\Kelo Systems Corp", r"HKLM\SOFTWARE\Kelo Systems Corp.")
+NOTES = re.compile(r".*\\(stkprobe\.(txt|log)|exit_witness\.(dll|log)|runs\.txt|klpcr\.states)")
+
+SERVICES = ("TBS", "IFXTCS", "tcsd_x86", "tcsd_win32.exe", "KlPCR")
+START_TYPES = {2: "auto", 3: "demand"}
+CONFIGURED = ("start", "binaryPath", "displayName", "description", "loadOrderGroup", "dependencies")
+
+SLOW = {
+    "onStop": {"states": [{"state": "stopPending"}, {"afterMs": 400, "state": "stopped"}]},
+    "onStart": {"states": [{"state": "startPending"}, {"afterMs": 700, "state": "running"}]},
+}
+WINDOWS_7 = {"version": "6.1", "build": 7601, "servicePack": 1}
+TBS = {"state": "running", **SLOW}
+KELO_SERVICE = {"state": "running", "binaryPath": r'"C:\Program Files\Kelo TSS\tcsd_x86.exe"', **SLOW}
+NTRU_SERVICE = {"state": "running", "binaryPath": rf'"{NTRU_FOLDER}\tcsd_win32.exe"', **SLOW}
+
+
+def toolkit(kelo=ABSENT, ntru=ABSENT, **members):
+    """A machine with the toolkit's files, whose detection libraries answer so; None for one without."""
+    toolkit_service = {
+        "displayName": "Kelo PCR", "binaryPath": f'"{SERVICE_PROGRAM}"',
+        "onStart": {"states": [{"state": "running"}]}, "onStop": {"states": [{"state": "stopped"}]},
+    }
+    described = {
+        "files": {SHIM: {"text": "the toolkit's shim"}},
+        "libraries": {path: {"exports": exports} for path, exports in ((KELO_PROBE, kelo), (NTRU_PROBE, ntru))
+                      if exports is not None},
+        "programs": {SERVICE_PROGRAM: {"runs": [
+            {"arguments": "-Service", "effects": {"services": {"KlPCR": toolkit_service}}}]}},
+        "registry": {BLOCKED_COMMANDS: {"values": {name: "" for name in
+                                                   ("13", "16", "20", "22", "62", "125", "200", "99")}}},
+    }
+    return {area: {**described.get(area, {}), **members.get(area, {})} for area in {**described, **members}}
+
+
+def once_per_wait(messages):
+    """The messages without the repetitions of a state that is waited in: how often depends on the real clock."""
+    return [message for i, message in enumerate(messages)
+            if i == 0 or message != messages[i - 1] or not re.match(r"\S+  current status: ", message)]
+
+
+class StackSetup(unittest.TestCase):
+    def enter(self, description):
+        machine = self.enterContext(Machine(description))
+        self.assertEqual(machine.missing, [])
+        return machine
+
+    def check(self, description, *runs):
+        """Each run logs, ends and leaves the machine as predicted. Returns the machine and the messages of all runs."""
+        machine = self.enter(description)
+        return machine, self.check_runs(machine, description, *runs)
+
+    def check_runs(self, machine, description, *runs):
+        messages = []
+        for arguments, (predicted, after) in zip(runs, rehearse_with_machines(description, *runs)):
+            before = watched(machine)
+            seen = machine.run(*arguments)
+            log = [parse(line)["message"] for line in predicted["log"]]
+            self.assertEqual(once_per_wait(seen.messages), once_per_wait(log))
+            self.assertEqual(seen.exit_status, predicted["exitCode"] & 0xFF)
+            self.assertEqual(changes(before, watched(machine)), predicted_changes(predicted))
+            self.check_services(machine, after["services"])
+            messages += seen.messages
+        return messages
+
+    def check_services(self, machine, predicted):
+        for name in SERVICES:
+            with self.subTest(service=name):
+                shown = services.show(machine.prefix, name)
+                self.assertEqual(shown is None, predicted.get(name) is None)
+                if shown is not None and name in predicted:
+                    services.wait_for(machine.prefix, name, services.STATES[predicted[name].get("state", "stopped")])
+                if name == "KlPCR" and shown is not None:
+                    self.assertEqual({**shown, "start": START_TYPES[shown["start"]]},
+                                     {**shown, **{member: predicted[name][member] for member in CONFIGURED}})
+
+
+def watched(machine):
+    """Files and registry values of a machine that the set-up may change, each with what shows a change."""
+    seen = {}
+    for folder in FOLDERS:
+        seen |= {("files", path): file for path, file in machine_state.files(machine.prefix, folder).items()}
+    values = machine_state.registry_values(machine.prefix, [key.replace("HKLM", "HKEY_LOCAL_MACHINE") for key in KEYS])
+    seen |= {("registry", item): value for item, value in values.items()}
+    return {(area, item.lower()): value for (area, item), value in seen.items() if is_watched(area, item.lower())}
+
+
+def is_watched(area, item):
+    if area == "files":
+        return any(item.startswith(folder.lower() + "\\") for folder in FOLDERS) and not NOTES.fullmatch(item)
+    return area == "registry" and any(item.startswith(key.lower()) for key in KEYS)
+
+
+def changes(before, after):
+    return {(*item, "added" if item not in before else "removed" if item not in after else "changed")
+            for item in before.keys() | after.keys() if before.get(item) != after.get(item)}
+
+
+def predicted_changes(report):
+    found = {(change["area"], change["item"].lower(), change["kind"]) for change in report["changes"]}
+    # A key that stays changes in its rights alone.
+    return {(area, item, kind) for area, item, kind in found if is_watched(area, item)
+            and not (area == "registry" and kind == "changed" and not item.endswith("]"))}
+
+
+class UsableStack(StackSetup):
+    def test_kelo(self):
+        machine, messages = self.check(toolkit(kelo=USABLE, windows=WINDOWS_7,
+                                               services={"tcsd_x86": KELO_SERVICE, "TBS": TBS}),
+                                       ["/Setup"], ["/Uninstall"])
+        self.assertIn("Commands blocked on Vista+", messages)
+        self.assertNotIn("Remove old Tsp1_x64.dll", messages)
+        self.assertEqual(machine.content(SYSTEM + r"\stkprobe.dll"), machine.content(KELO_PROBE))
+        self.assertEqual(notes_of(machine.prefix, KELO_PROBE), (["loaded with error mode 32769", *FUNCTIONS, "freed"],
+                                                                ["error mode 0"]))
+        self.assertEqual(notes_of(machine.prefix, NTRU_PROBE), ([], []))
+
+    def test_ntru(self):
+        machine, messages = self.check(toolkit(ntru=USABLE, windows=WINDOWS_7,
+                                               services={"tcsd_win32.exe": NTRU_SERVICE, "TBS": TBS}),
+                                       ["/Setup", "/TSS_VENDOR=NTRU12"], ["/Uninstall"])
+        self.assertIn("NTRU TSS service restarted", messages)
+        self.assertIn("tcsd_win32.exe has been sucessfully started", messages)
+        self.assertEqual(machine.content(SYSTEM + r"\stkprobe.dll"), machine.content(NTRU_PROBE))
+        self.assertEqual(notes_of(machine.prefix, NTRU_PROBE)[0], ["loaded with error mode 32769", *FUNCTIONS, "freed"])
+
+    def test_kelo_comes_before_ntru_whatever_was_asked_for(self):
+        services_there = {"tcsd_x86": KELO_SERVICE, "tcsd_win32.exe": NTRU_SERVICE}
+        _, messages = self.check(toolkit(USABLE, USABLE, services=services_there), ["/Setup", "/TSS_VENDOR=NTRU12"])
+        self.assertIn("SRK is in correct auth format", messages)
+        self.assertNotIn(f"DetectTPMPlatform({TOOLKIT}\\,NTRU12)", messages)
+
+    def test_usable_stack_takes_its_own_shim_away_and_leaves_the_other(self):
+        shims = {SYSTEM + r"\TSPI_x64.dll": {"text": "old TSPI"}, SYSTEM + r"\TSP1_x64.dll": {"text": "old TSP1"}}
+        machine, _ = self.check(toolkit(kelo=USABLE, files=shims), ["/Setup"])
+        self.assertIsNone(machine.content(SYSTEM + r"\TSPI_x64.dll"))
+        self.assertEqual(machine.content(SYSTEM + r"\TSP1_x64.dll"), b"old TSP1")
+
+    def test_unowned_tpm_is_not_asked_for_its_srk(self):
+        machine, _ = self.check(toolkit(kelo={**USABLE, "isOwned": 0}), ["/Setup"])
+        self.assertEqual(notes_of(machine.prefix, KELO_PROBE)[0],
+                         ["loaded with error mode 32769", *FUNCTIONS[:-1], "freed"])
+
+    def test_second_setup_after_a_first(self):
+        self.check(toolkit(kelo=USABLE, services={"tcsd_x86": KELO_SERVICE}), ["/Setup"], ["/Setup"], ["/Rollback"])
+
+
+class UnusableSrk(StackSetup):
+    """The stack stays usable, and an event is reported."""
+
+    EVENT = "The TPM is in an incorrect state. The TPM must be reset to support use by Kelo Software"
+
+    def test_event_is_reported(self):
+        description = toolkit(kelo={**USABLE, "ValidSRKAuth": 1})
+        machine, messages = self.check(description, ["/Setup"])
+        self.assertIn("SRK is in incorrect auth format!", messages)
+        [(predicted, _)] = rehearse_with_machines(description, ["/Setup"])
+        self.assertEqual([(event["id"], event["type"], event["strings"]) for event in predicted["events"]],
+                         [(1018, 1, [self.EVENT])])
+
+    def test_srk_that_cannot_be_told(self):
+        _, messages = self.check(toolkit(kelo={**USABLE, "ValidSRKAuth": 2}), ["/Setup"])
+        self.assertIn("Cannot determine SRK auth format", messages)
+
+    def test_tpm_that_is_not_activated_is_looked_at_further(self):
+        _, messages = self.check(toolkit(kelo={**USABLE, "isActivated": 0, "ValidSRKAuth": 1}), ["/Setup"])
+        self.assertLess(messages.index("TPM is not activated rc: 10015"),
+                        messages.index("SRK is in incorrect auth format!"))
+
+
+class UnusableStacks(StackSetup):
+    """What is installed decides, then what was asked for."""
+
+    KELO = {"tcsd_x86": KELO_SERVICE}
+    NTRU = {"tcsd_win32.exe": NTRU_SERVICE}
+    NTRU_LIBRARY = {NTRU_FOLDER + r"\TSP1_x64.dll": {"version": "1.2.1.24"}}
+
+    def setup(self, services_there, *arguments, **members):
+        return self.check(toolkit(services=services_there, **members), ["/Setup", *arguments], ["/Uninstall"])
+
+    def test_kelo_installed_and_asked_for(self):
+        _, messages = self.setup(self.KELO, "/TSS_VENDOR=KELO")
+        self.assertIn("Set to default TPM Platform: KELO", messages)
+        self.assertNotIn("Kelo TSS not present so copy 'shim' TSPI.dll", messages)
+
+    def test_ntru_installed_and_kelo_asked_for(self):
+        _, messages = self.setup(self.NTRU, "/TSS_VENDOR=KELO", files=self.NTRU_LIBRARY)
+        self.assertIn("Found a single TCS = NTRU12 that is different than the default KELO. Set the default to its TSS",
+                      messages)
+
+    def test_kelo_installed_and_ntru_asked_for(self):
+        _, messages = self.setup(self.KELO, "/TSS_VENDOR=NTRU12")
+        self.assertIn("Found a single TCS = KELO that is different than the default NTRU12. Set the default to its TSS",
+                      messages)
+
+    def test_one_installed_and_none_asked_for(self):
+        _, messages = self.setup(self.NTRU)
+        self.assertTrue(any("Unable to install Toolkit!" in message for message in messages))
+
+    def test_both_installed_and_kelo_asked_for(self):
+        _, messages = self.setup({**self.KELO, **self.NTRU}, "/TSS_VENDOR=kelo")
+        self.assertIn("Set to default TPM Platform: kelo", messages)
+
+    def test_both_installed_and_ntru_asked_for(self):
+        _, messages = self.setup({**self.KELO, **self.NTRU}, "/TSS_VENDOR=NTRU12", files=self.NTRU_LIBRARY)
+        self.assertIn("Set to default TPM Platform: NTRU12", messages)
+
+    def test_none_installed_and_kelo_asked_for(self):
+        machine, messages = self.check(toolkit(), ["/Setup", "/TSS_VENDOR=KELO"])
+        self.assertIn("Kelo TSS not present so copy 'shim' TSPI.dll", messages)
+        self.assertEqual(machine.content(SYSTEM + r"\TSPI_x64.dll"), b"the toolkit's shim")
+
+    def test_none_installed_and_ntru_asked_for(self):
+        machine, messages = self.check(toolkit(), ["/Setup", "/TSS_VENDOR=NTRU12"], ["/Uninstall"])
+        self.assertIn("NTRU not present so copy 'shim' TSP1.dll", messages)
+        self.assertIsNone(machine.content(SYSTEM + r"\TSP1_x64.dll"))
+
+    def test_unknown_stack_asked_for(self):
+        _, messages = self.setup({}, "/TSS_VENDOR=NTRU")
+        self.assertIn("No default TPM platform specified - installation will fail.", messages)
+
+    def test_stack_that_cannot_be_restarted(self):
+        stuck = {**NTRU_SERVICE, "onStart": {"states": [{"state": "startPending"}, {"afterMs": 600, "state": "stopped",
+                                                                                   "exitCode": 1066}]}}
+        machine, messages = self.setup({"tcsd_win32.exe": stuck})
+        self.assertIn("Unable to restart NTRU TSS service", messages)
+        self.assertEqual(notes_of(machine.prefix, NTRU_PROBE)[0], [])
+
+
+class UnusableLibraries(StackSetup):
+    """Each is passed over for the next, and the message for the result is left."""
+
+    def setup(self, **stacks):
+        return self.check(toolkit(**stacks), ["/Setup"])
+
+    def test_no_library_at_all(self):
+        self.setup(kelo=None, ntru=None)
+
+    def test_file_that_is_no_library(self):
+        broken = {path: {"loadError": 193} for path in (KELO_PROBE, NTRU_PROBE)}
+        _, messages = self.check(toolkit(libraries=broken), ["/Setup"])
+        self.assertIn(f"Failed to Load Library: {KELO_PROBE} Err: 193", messages)
+
+    def test_each_function_that_may_be_missing(self):
+        for name in FUNCTIONS:
+            with self.subTest(function=name):
+                partial = {other: result for other, result in USABLE.items() if other != name}
+                self.setup(kelo=partial, ntru=ABSENT)
+
+    def test_tpm_that_is_not_enabled(self):
+        _, messages = self.setup(kelo={**USABLE, "isEnabled": 2})
+        self.assertIn("TPM is not enabled rc: 10015", messages)
+
+    def test_answer_of_the_last_library_is_the_result(self):
+        self.setup(ntru={**USABLE, "DetectTSS": 5})
+
+
+class Exceptions(StackSetup):
+    """An exception out of a library is the end of that library alone; one that it handles is nothing."""
+
+    CAUGHT = "DetectTPMPlatform Exception Caught - Unable to Detect TSS Properly"
+
+    def check_caught(self, thrown):
+        for number, function in enumerate(FUNCTIONS):
+            with self.subTest(function=function):
+                faulty = {**USABLE, function: {"throws": thrown}}
+                machine, messages = self.check(toolkit(kelo=faulty, ntru=USABLE), ["/Setup"])
+                after = messages.index(self.CAUGHT)
+                self.assertIn(f"DetectTPMPlatform({TOOLKIT}\\,NTRU12)", messages[after:])
+                self.assertIn("SRK is in correct auth format", messages[after:])
+                self.assertEqual(notes_of(machine.prefix, KELO_PROBE),
+                                 (["loaded with error mode 32769", *FUNCTIONS[:number + 1], "freed"], ["error mode 0"]))
+        _, messages = self.check(toolkit(kelo=ABSENT, ntru={**USABLE, "isEnabled": {"throws": thrown}}), ["/Setup"])
+        self.assertIn(self.CAUGHT, messages)
+
+    def test_access_violation(self):
+        self.check_caught("access violation")
+
+    def test_division_by_zero(self):
+        self.check_caught("division by zero")
+
+    def test_exception_of_another_compiler(self):
+        self.check_caught("C++ exception")
+
+    def test_number(self):
+        self.check_caught("number")
+
+    def test_exception_that_the_library_handles(self):
+        for thrown in ("access violation", "division by zero", "C++ exception", "number"):
+            with self.subTest(thrown=thrown):
+                description = toolkit(kelo=USABLE)
+                machine = self.enter(description)
+                handles(machine.prefix, KELO_PROBE, "isActivated", USABLE["isActivated"], thrown)
+                messages = self.check_runs(machine, description, ["/Setup"])
+                self.assertNotIn(self.CAUGHT, messages)
+                self.assertIn("handled " + thrown.replace(" ", "-"), notes_of(machine.prefix, KELO_PROBE)[0])
+
+
+class FilesInUse(StackSetup):
+    """A file that a process has loaded is moved aside."""
+
+    def test_shims_in_use(self):
+        shims = {SYSTEM + r"\TSPI_x64.dll": {"text": "TSPI in use", "inUse": True},
+                 SYSTEM + r"\TSP1_x64.dll": {"text": "TSP1 in use", "inUse": True},
+                 SYSTEM + r"\Tspi.bak": {"text": "older backup"}}
+        machine, messages = self.check(toolkit(files=shims), ["/Setup", "/TSS_VENDOR=KELO"], ["/Uninstall"])
+        self.assertIn(f"RemoveTSP1File - Moved Tsp<x>_x64.dll to {SYSTEM}\\Tspi.bak", messages)
+        self.assertIn(f"RemoveTSP1File - Moved Tsp<x>_x64.dll to {SYSTEM}\\Tsp1.bak", messages)
+        self.assertTrue(machine.content(SYSTEM + r"\Tspi.bak").endswith(b"TSPI in use"))
+
+    def test_shim_in_use_with_a_backup_in_use(self):
+        shims = {SYSTEM + r"\TSPI_x64.dll": {"text": "in use", "inUse": True},
+                 SYSTEM + r"\Tspi.bak": {"text": "backup in use", "inUse": True}}
+        machine, messages = self.check(toolkit(files=shims), ["/Setup"])
+        self.assertIn("RemoveTSP1File - Unable to remove .bak file, err: 5", messages)
+        self.assertTrue(machine.content(SYSTEM + r"\TSPI_x64.dll").endswith(b"in use"))
+
+    def test_detection_library_in_use(self):
+        files = {SYSTEM + r"\stkprobe.dll": {"text": "old probe in use", "inUse": True},
+                 SYSTEM + r"\stkprobe.bk1": {"text": "older backup"}}
+        machine, messages = self.check(toolkit(kelo=USABLE, files=files), ["/Setup"])
+        self.assertIn(f"CopyTCGDLL - Copied file {KELO_PROBE} to {SYSTEM}\\stkprobe.dll", messages)
+        self.assertEqual(machine.content(SYSTEM + r"\stkprobe.dll"), machine.content(KELO_PROBE))
+        self.assertTrue(machine.content(SYSTEM + r"\stkprobe.bk1").endswith(b"old probe in use"))
+
+    def test_detection_library_in_use_without_a_backup(self):
+        files = {SYSTEM + r"\stkprobe.dll": {"text": "old probe in use", "inUse": True}}
+        _, messages = self.check(toolkit(kelo=USABLE, files=files), ["/Setup"])
+        self.assertIn(f"CopyTCGDLL - Unable to Delete {SYSTEM}\\stkprobe.bk1 rc: 2", messages)
+
+
+class NtruVersion(StackSetup):
+    """From version 1.2.1.25 on, the stack needs no shim."""
+
+    UPDATED = ("CopyTSP1FileImp - Found updated TSS Version must ensure no Tsp1_x64.dll exists in System32 directory")
+
+    def version(self, version, name="TSP1_x64.dll"):
+        library = {rf"{NTRU_FOLDER}\{name}": {"version": version}}
+        _, messages = self.check(toolkit(services={"tcsd_win32.exe": NTRU_SERVICE}, files=library),
+                                 ["/Setup", "/TSS_VENDOR=NTRU12"], ["/Uninstall"])
+        self.assertIn(f"CopyTSP1FileImp - NTRU TSS Version: {version}", messages)
+        return messages
+
+    def test_1_2_1_24_is_too_old(self):
+        self.assertNotIn(self.UPDATED, self.version("1.2.1.24"))
+
+    def test_1_2_1_25_is_new_enough(self):
+        self.assertIn(self.UPDATED, self.version("1.2.1.25"))
+
+    def test_1_2_0_99_is_too_old(self):
+        self.assertNotIn(self.UPDATED, self.version("1.2.0.99"))
+
+    def test_old_name_of_the_library(self):
+        self.assertIn(self.UPDATED, self.version("2.0.0.0", "TSP1.dll"))
+
+    def test_library_without_a_version(self):
+        library = {NTRU_FOLDER + r"\TSP1_x64.dll": {"text": "no version"}}
+        self.check(toolkit(services={"tcsd_win32.exe": NTRU_SERVICE}, files=library), ["/Setup", "/TSS_VENDOR=NTRU12"])
+
+    def test_stack_without_its_service(self):
+        library = {NTRU_FOLDER + r"\TSP1_x64.dll": {"version": "1.2.1.25"}}
+        _, messages = self.check(toolkit(files=library), ["/Setup", "/TSS_VENDOR=NTRU12"])
+        self.assertIn("CopyTSP1FileImp - Unable to get path to NTRU binary from Service Manager", messages)
+        self.assertIn(self.UPDATED, messages)
+
+
+if __name__ == "__main__":
+    unittest.main()

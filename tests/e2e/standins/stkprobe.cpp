@@ -1,0 +1,125 @@
+// A detection library that answers as the file "stkprobe.txt" beside it says, and notes in "stkprobe.log" there what is
+// done with it.
+//
+// Each line of the file names a function and the number that it returns, and may say what happens in it before:
+//   DetectTSS 0
+//   isEnabled 1 throws access-violation        an exception comes out of it
+//   isOwned 1 handles division-by-zero         one is raised in it, and it handles that by itself
+// Of two lines for a function the last one counts. The first function that is called brings "exit_witness.dll" from
+// beside the library into the process.
+#include "platform/exception_guard.h"
+
+#include <windows.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace
+{
+
+HINSTANCE g_library;
+
+struct Answer
+{
+    int result = 0;
+    std::string manner;
+    std::string thrown;
+};
+
+std::filesystem::path Beside(const wchar_t* name)
+{
+    wchar_t path[1024] = {};
+    GetModuleFileNameW(g_library, path, 1024);
+    return std::filesystem::path(path).parent_path() / name;
+}
+
+void Note(const std::string& line)
+{
+    std::ofstream(Beside(L"stkprobe.log"), std::ios::app | std::ios::binary) << line << "\n";
+}
+
+Answer AnswerOf(const std::string& function)
+{
+    Answer answer;
+    std::ifstream file(Beside(L"stkprobe.txt"));
+    for (std::string line; std::getline(file, line);)
+    {
+        std::istringstream words(line);
+        std::string name;
+        Answer described;
+        words >> name >> described.result >> described.manner >> described.thrown;
+        if (name == function)
+            answer = described;
+    }
+    return answer;
+}
+
+void Throw(const std::string& what)
+{
+    int* volatile nowhere = nullptr;
+    volatile int zero = 0;
+    // What the C++ compiler that comes with Windows raises for a throw.
+    constexpr DWORD kForeignException = 0xE06D7363;
+    if (what == "access-violation")
+        *nowhere = 1;
+    if (what == "division-by-zero")
+        zero = 1 / zero;
+    if (what == "C++-exception")
+        RaiseException(kForeignException, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+    if (what == "number")
+        throw 42;
+}
+
+int Call(const char* function)
+{
+    Note(function);
+    LoadLibraryW(Beside(L"exit_witness.dll").c_str());
+    const Answer answer = AnswerOf(function);
+    if (answer.manner == "throws")
+        Throw(answer.thrown);
+    if (answer.manner == "handles" && !CallGuarded([&answer] { Throw(answer.thrown); }))
+        Note("handled " + answer.thrown);
+    return answer.result;
+}
+
+} // namespace
+
+BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, void* atProcessEnd)
+{
+    g_library = library;
+    if (reason == DLL_PROCESS_ATTACH)
+        Note("loaded with error mode " + std::to_string(GetErrorMode()));
+    if (reason == DLL_PROCESS_DETACH)
+        Note(atProcessEnd == nullptr ? "freed" : "left to the end of the process");
+    return TRUE;
+}
+
+extern "C"
+{
+    __declspec(dllexport) int DetectTSS()
+    {
+        return Call("DetectTSS");
+    }
+
+    __declspec(dllexport) int isEnabled()
+    {
+        return Call("isEnabled");
+    }
+
+    __declspec(dllexport) int isActivated()
+    {
+        return Call("isActivated");
+    }
+
+    __declspec(dllexport) int isOwned()
+    {
+        return Call("isOwned");
+    }
+
+    __declspec(dllexport) int ValidSRKAuth()
+    {
+        return Call("ValidSRKAuth");
+    }
+}
