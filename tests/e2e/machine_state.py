@@ -3,10 +3,10 @@
 WATCHED_KEYS = (r"HKEY_LOCAL_MACHINE\Software", r"HKEY_LOCAL_MACHINE\System")
 
 
-def registry_values(prefix):
-    """The values of the machine's registry, by "key [name]", and its keys."""
+def registry_values(prefix, keys=WATCHED_KEYS):
+    """The values of keys and of all below them, by "key [name]", and those keys."""
     values = {}
-    for watched in WATCHED_KEYS:
+    for watched in keys:
         key = ""
         for line in prefix.export_registry(watched).replace("\\\n", "").splitlines():
             if line.startswith("["):
@@ -18,11 +18,11 @@ def registry_values(prefix):
     return values
 
 
-def files(prefix):
-    """The size and the time of change of each file, by its Windows path."""
+def files(prefix, folder="C:\\"):
+    """The size and the time of change of each file below a folder, by its Windows path."""
     drive = prefix.path("C:\\")
     found = {}
-    for path in drive.rglob("*"):
+    for path in prefix.path(folder).rglob("*"):
         name = "C:\\" + str(path.relative_to(drive)).replace("/", "\\")
         status = path.lstat()
         found[name] = "" if path.is_dir() else f"{status.st_size} bytes", 0 if path.is_dir() else status.st_mtime_ns

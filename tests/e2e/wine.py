@@ -52,6 +52,21 @@ class Prefix:
         """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output."""
         return _run(self.folder, ["wine", *command], locale=self.locale)
 
+    @contextlib.contextmanager
+    def traced(self):
+        """Has Wine's server, anew, note what it is asked for. Yields a function that tells the notes."""
+        _run(self.folder, ["wineserver", "-k"])
+        _run(self.folder, ["wineserver", "-w"])
+        notes = self.folder / "tmp" / "server.txt"
+        with open(notes, "wb") as file, subprocess.Popen(
+                [*_unprivileged(), "wineserver", "-f", "-d1"], env=_environment(self.folder), stdin=subprocess.DEVNULL,
+                stdout=file, stderr=file) as server:
+            try:
+                yield lambda: notes.read_text(encoding="utf-8", errors="replace")
+            finally:
+                _run(self.folder, ["wineserver", "-k"])
+                server.wait()
+
     def path(self, windows_path):
         """Where a file lies; its drive is made when there is none yet. Its name need not be there yet, and is not
         case-sensitive."""

@@ -58,14 +58,14 @@ Answer AnswerOf(const std::string& function)
 
 void Throw(const std::string& what)
 {
-    int* volatile nowhere = nullptr;
+    volatile int* volatile nowhere = nullptr;
     volatile int zero = 0;
     // What the C++ compiler that comes with Windows raises for a throw.
     constexpr DWORD kForeignException = 0xE06D7363;
     if (what == "access-violation")
         *nowhere = 1;
     if (what == "division-by-zero")
-        zero = 1 / zero;
+        zero = 7 / zero;
     if (what == "C++-exception")
         RaiseException(kForeignException, EXCEPTION_NONCONTINUABLE, 0, nullptr);
     if (what == "number")
