@@ -1,5 +1,5 @@
 // Catches what comes out of code of others. The catch (...) of the Windows build sees neither faults nor other
-// compilers' exceptions, so there the call goes through a frame with a structured exception handler.
+// compilers' exceptions, so there the call also goes through a frame with a structured exception handler.
 #include "platform/exception_guard.h"
 
 #ifdef _WIN32
@@ -46,24 +46,47 @@ CallUnderHandler:
 
 extern "C" int CallUnderHandler(void (*function)(void*), void* context);
 
-bool exception_guard_detail::Call(void (*function)(void*), void* context)
-{
-    return CallUnderHandler(function, context) != 0;
-}
-
 #else
 
-bool exception_guard_detail::Call(void (*function)(void*), void* context)
+// Faults are exceptions of C++ here.
+static int CallUnderHandler(void (*function)(void*), void* context)
 {
-    try
-    {
-        function(context);
-        return true;
-    }
-    catch (...)
-    {
-        return false;
-    }
+    function(context);
+    return 1;
 }
 
 #endif
+
+namespace
+{
+
+struct GuardedCall
+{
+    void (*function)(void*);
+    void* context;
+    bool returned;
+};
+
+void CallCatching(void* call)
+{
+    auto* guarded = static_cast<GuardedCall*>(call);
+    try
+    {
+        guarded->function(guarded->context);
+        guarded->returned = true;
+    }
+    catch (...)
+    {
+        guarded->returned = false;
+    }
+}
+
+} // namespace
+
+bool exception_guard_detail::Call(void (*function)(void*), void* context)
+{
+    // What this program's own compiler throws has to be caught in its own way: its clean-up on the way out goes on
+    // to a handler of that kind and passes a frame with another one by.
+    GuardedCall call{function, context, false};
+    return CallUnderHandler(&CallCatching, &call) != 0 && call.returned;
+}

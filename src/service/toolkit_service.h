@@ -6,7 +6,8 @@
 // Stops a service left from before, has the service program register itself, gives the service its start type,
 // load-order group, dependencies and description, and starts it. `vendor` (UTF-16, compared without regard to
 // case) names the TCG software stack that the service depends on: "IFX", "NTRU" or "KELO"; any other depends on
-// none. `directory` (ANSI) is where the service program lies; a backslash and the file name are put behind it.
+// none. `directory` (ANSI) is where the service program lies; a backslash and the file name are put behind it,
+// and when it is empty no program is run.
 // 0 when the service could be opened to be configured, even if configuring or starting it failed; -1 when the
 // service manager or the service could not be opened for that. Logs each step and each failure.
 int InstallTkService(const wchar_t* vendor, const std::string& directory);

@@ -46,6 +46,14 @@ std::optional<std::string> SystemDirectory()
     return std::string(directory) + "\\";
 }
 
+void LogCopyFailure(const std::string& source, const std::string& destination, DWORD error)
+{
+    if (error == ERROR_FILE_NOT_FOUND)
+        WriteLog(g_tssLog, "%s not found, unable to copy to %s", source.c_str(), destination.c_str());
+    else
+        WriteLog(g_tssLog, "%s unable to copy to %s err: %d", source.c_str(), destination.c_str(), error);
+}
+
 // Makes way for a file that cannot be deleted.
 int MoveToBackup(const std::string& file, const std::string& backup)
 {
@@ -106,15 +114,17 @@ bool CopyShimFile(const char* target, const char* vendor, DWORD slot)
     }
     const std::string destination = *system + NamesOf(slot).copied;
 
-    if (CopyFileA(source.c_str(), destination.c_str(), TRUE))
+    // Without a target the source would be looked for in the current directory.
+    if (*target == '\0')
     {
-        WriteLog(g_tssLog, "Copied %s to %s", source.c_str(), destination.c_str());
-        return true;
+        LogCopyFailure(source, destination, ERROR_FILENAME_EXCED_RANGE);
+        return false;
     }
-    const DWORD error = GetLastError();
-    if (error == ERROR_FILE_NOT_FOUND)
-        WriteLog(g_tssLog, "%s not found, unable to copy to %s", source.c_str(), destination.c_str());
-    else
-        WriteLog(g_tssLog, "%s unable to copy to %s err: %d", source.c_str(), destination.c_str(), error);
-    return false;
+    if (!CopyFileA(source.c_str(), destination.c_str(), TRUE))
+    {
+        LogCopyFailure(source, destination, GetLastError());
+        return false;
+    }
+    WriteLog(g_tssLog, "Copied %s to %s", source.c_str(), destination.c_str());
+    return true;
 }

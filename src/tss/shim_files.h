@@ -14,6 +14,7 @@ inline constexpr DWORD kTspiSlot = 2;
 int RemoveTSP1File(DWORD slot);
 
 // Copies the toolkit's shim, <target><vendor>\TSP1-kelo.dll (ANSI; `target` ends in a backslash), into the system
-// directory under the name that `slot` stands for. A file that is already there is left alone. True when the copy
-// was made. Logs the outcome, a failure with the last error.
+// directory under the name that `slot` stands for. A file that is already there is left alone, and without a
+// target, as when its path was too long, nothing is copied. True when the copy was made. Logs the outcome, a failure
+// with the last error.
 bool CopyShimFile(const char* target, const char* vendor, DWORD slot);

@@ -28,6 +28,10 @@ FOLDERS = (r"C:\ProgramData", TOOLKIT, SYSTEM)
 KEYS = (BLOCKED_COMMANDS, r"HKLM\SOFTWARE\Kelo Systems Corp", r"HKLM\SOFTWARE\Kelo Systems Corp.")
 NOTES = re.compile(r".*\\(stkprobe\.(txt|log)|exit_witness\.(dll|log)|(runs|folders)\.txt|klpcr\.states)")
 
+# Lengths of the toolkit's folder: with "KELO\\stkprobe.dll" behind it, a path has at most 239 characters.
+LONGEST_FOR_KELO = 239 - len(r"KELO\stkprobe.dll")
+SHORTEST_TOO_LONG = LONGEST_FOR_KELO + 1
+
 SERVICES = ("TBS", "IFXTCS", "tcsd_x86", "tcsd_win32.exe", "KlPCR")
 START_TYPES = {2: "auto", 3: "demand"}
 CONFIGURED = ("start", "binaryPath", "displayName", "description", "loadOrderGroup", "dependencies")
@@ -389,6 +393,57 @@ class NtruVersion(StackSetup):
         _, messages = self.check(toolkit(files=library), ["/Setup", "/TSS_VENDOR=NTRU12"])
         self.assertIn("CopyTSP1FileImp - Unable to get path to NTRU binary from Service Manager", messages)
         self.assertIn(self.UPDATED, messages)
+
+
+class LongPaths(StackSetup):
+    """Whatever the length of the toolkit's folder, nothing comes from a place that was not meant."""
+
+    PLANTED = r"C:\Planted"
+
+    def toolkit_at(self, length):
+        start = rf"C:\{'d' * 100}\{'e' * 100}" + "\\"
+        folder = start + "f" * (length - len(start) - 1) + "\\"
+        probes = {base + stack + r"\stkprobe.dll": {"exports": USABLE}
+                  for base in (folder, self.PLANTED + "\\") for stack in ("KELO", "NTRU12")}
+        shims = {base + r"NTRU12\TSP1-kelo.dll": {"text": "shim in " + base}
+                 for base in (folder, self.PLANTED + "\\")}
+        planted_program = {"runs": [{"effects": {"services": {"KlPCR": {"binaryPath": r'"C:\KlPCR.exe"'}}}}]}
+        description = {"process": {"path": folder + "KeloCustomAction.exe"}, "libraries": probes, "files": shims,
+                       "programs": {r"C:\KlPCR.exe": planted_program, self.PLANTED + r"\KlPCR.exe": planted_program}}
+        return folder, description
+
+    def check_length(self, length, *arguments):
+        folder, description = self.toolkit_at(length)
+        machine = self.enter(description)
+        machine.prefix.current_folder = machine.prefix.path(self.PLANTED)
+        messages = self.check_runs(machine, description, ["/Setup", *arguments])
+        for base in (self.PLANTED + "\\", folder):
+            for stack in ("KELO", "NTRU12"):
+                self.assertEqual(notes_of(machine.prefix, rf"{base}{stack}\stkprobe.dll"), ([], []))
+        self.assertIsNone(services.show(machine.prefix, "KlPCR"))
+        for name in ("TSPI_x64.dll", "TSP1_x64.dll", "stkprobe.dll"):
+            self.assertNotEqual(machine.content(rf"{SYSTEM}\{name}"), f"shim in {self.PLANTED}\\".encode())
+        return machine, messages
+
+    def test_no_stack_is_found(self):
+        for length in (SHORTEST_TOO_LONG, 239, 250, 259, 260, 270, 300):
+            with self.subTest(length=length):
+                machine, messages = self.check_length(length)
+                self.assertEqual(messages.count("Failed to Load Library:  Err: 206"), 2)
+                self.assertIsNone(machine.content(SYSTEM + r"\stkprobe.dll"))
+
+    def test_default_stack_is_set_up_without_anything_from_elsewhere(self):
+        for length in (SHORTEST_TOO_LONG, 250, 270, 300):
+            for vendor in ("KELO", "NTRU12"):
+                with self.subTest(length=length, vendor=vendor):
+                    machine, _ = self.check_length(length, "/TSS_VENDOR=" + vendor)
+                    self.assertIsNone(machine.content(SYSTEM + r"\stkprobe.dll"))
+
+    def test_longest_path_that_fits_is_loaded(self):
+        folder, description = self.toolkit_at(LONGEST_FOR_KELO)
+        machine, messages = self.check(description, ["/Setup"])
+        self.assertIn(rf"Load {folder}KELO\stkprobe.dll", messages)
+        self.assertEqual(notes_of(machine.prefix, rf"{folder}KELO\stkprobe.dll")[0][-1], "freed")
 
 
 if __name__ == "__main__":

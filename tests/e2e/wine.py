@@ -25,6 +25,7 @@ class Prefix:
     """A Windows machine under Wine, for the length of a `with` statement."""
 
     locale = "C.UTF-8"  # what Wine takes its language from
+    current_folder = None  # where programs start, as Unix names it; none: in the prefix's own folder
 
     def __enter__(self):
         _interruption.expect()
@@ -50,7 +51,7 @@ class Prefix:
 
     def wine(self, *command):
         """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output."""
-        return _run(self.folder, ["wine", *command], locale=self.locale)
+        return _run(self.folder, ["wine", *command], locale=self.locale, cwd=self.current_folder)
 
     @contextlib.contextmanager
     def traced(self):
@@ -132,10 +133,10 @@ def _unprivileged():
     return UNPRIVILEGED if probe.returncode == 0 else []
 
 
-def _run(prefix, command, timeout=60, locale="C.UTF-8"):
+def _run(prefix, command, timeout=60, locale="C.UTF-8", cwd=None):
     """Runs a command with its output in a file, because Wine's own processes stay for a while and keep a pipe open."""
     with tempfile.TemporaryFile(dir=prefix / "tmp") as output:
-        done = subprocess.run([*_unprivileged(), *command], env=_environment(prefix, locale), cwd=prefix,
+        done = subprocess.run([*_unprivileged(), *command], env=_environment(prefix, locale), cwd=cwd or prefix,
                               timeout=timeout,
                               stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL, check=False)
         output.seek(0)

@@ -131,6 +131,15 @@ TEST(InstallTkService, FirstInstallation)
     EXPECT_EQ(service.binaryPath, R"("C:\Toolkit\KlPCR.exe")");
 }
 
+TEST(InstallTkService, WithoutADirectoryNothingIsRunFromTheRootOfTheDrive)
+{
+    const winsim::Machine machine = MachineOf(R"({"programs": {"C:\\KlPCR.exe": {"runs": [
+        {"effects": {"services": {"KlPCR": {"binaryPath": "planted"}}}}]}}})");
+    const SimulatedRun run = CallFunction(machine, "InstallTkService", {"KELO", ""});
+    EXPECT_EQ(run.result, "-1");
+    EXPECT_EQ(run.log.back(), "InstallTkService - failed to open the KlPCR Service! 1060");
+}
+
 TEST(InstallTkService, TheStartIsNotWaitedFor)
 {
     const SimulatedRun run = Install(ToolkitMachine());
@@ -406,7 +415,6 @@ TEST(InstallTkService, DirectoryIsUsedAsItStands)
 {
     for (const auto& [directory, program] : std::initializer_list<std::pair<const char*, const char*>>{
              {R"(C:\Toolkit\)", R"("C:\\Toolkit\\\\KlPCR.exe")"},
-             {"", R"("\\KlPCR.exe")"},
              {R"(C:\Schlüssel)", R"("C:\\Schlüssel\\KlPCR.exe")"},
          })
     {

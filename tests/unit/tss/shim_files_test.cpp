@@ -220,6 +220,15 @@ TEST(CopyShimFile, AMissingFolderOfTheShimIsAnyOtherError)
                                      std::string(kShim) + " unable to copy to " + kTsp1 + " err: 3"));
 }
 
+TEST(CopyShimFile, WithoutATargetNothingIsTakenFromTheCurrentDirectory)
+{
+    const winsim::Machine machine = MachineOf(R"({"process": {"currentDirectory": "C:\\Planted"},
+        "files": {"C:\\Planted\\NTRU12\\TSP1-kelo.dll": {"text": "planted"}}})");
+    ExpectRun(CallFunction(machine, "CopyShimFile", {"", "NTRU12", "0"}), "false",
+              {kCopyBegin, FolderLineA(kSystemFolder, R"(C:\Windows\system32)"),
+               LogLine(std::string(R"(NTRU12\TSP1-kelo.dll unable to copy to )") + kTsp1 + " err: 206")});
+}
+
 TEST(CopyShimFile, AnUnknownSystemDirectoryEndsIt)
 {
     winsim::Machine machine = MachineOf(R"({"folders": {"system": null}})");
