@@ -9,6 +9,6 @@ add_custom_command(OUTPUT ${SAMPLE_PACKAGE}
     DEPENDS ${PACKAGING_FOLDER}/make_package ${PACKAGING_FOLDER}/kelo_custom_action.wxi
         ${PACKAGING_FOLDER}/sample/kelo_toolkit.wxs ${PACKAGING_FOLDER}/sample/stand_in.txt
         kelo_exe kelo_dll Internationalization_en Internationalization_de Internationalization_ja
-        CertJobPlanner described_program service_program
+        CertJobPlanner stkprobe described_program service_program
     VERBATIM)
 add_custom_target(sample_package ALL DEPENDS ${SAMPLE_PACKAGE})

@@ -6,7 +6,8 @@ import unittest
 
 import installer
 from installer import PERMANENT, SAMPLE
-from packaged_machine import EVENT_TEXT, FAIL, SRK_TOOL, TOOLKIT, VERBOSE_LOG, PackagedMachine, effects
+from packaged_machine import (DESCRIPTION, EVENT_TEXT, FAIL, SRK_TOOL, TOOLKIT, VERBOSE_LOG, WITHOUT_TPM,
+                              PackagedMachine, effects)
 from packaged_rehearsal import Rehearsal, brought_by_package
 from standins import runs_of
 from wine import ROOT
@@ -96,12 +97,14 @@ def kept_in_rollback():
 class InstallerRun(unittest.TestCase):
     """What the real installer makes of the package."""
 
+    description = DESCRIPTION
+
     def setUp(self):
         self.maxDiff = None
-        self.machine = self.enterContext(PackagedMachine())
+        self.machine = self.enterContext(PackagedMachine(self.description))
 
 
-class Effects(InstallerRun):
+class EffectsRun(InstallerRun):
     """What is on the whole machine after each run of the installer."""
 
     def setUp(self):
@@ -121,6 +124,13 @@ class Effects(InstallerRun):
         """A file's size without its time of change."""
         return value[0] if isinstance(value, tuple) else value
 
+    def install_to_be_rolled_back(self, *options, changes=()):
+        self.machine.write_settings()
+        self.before = self.machine.look()
+        return self.machine.install(*options, changes=[*changes, *kept_in_rollback()])
+
+
+class Effects(EffectsRun):
     def test_installation_and_removal(self):
         predicted = Rehearsal(SETUP, ("/Commit",), session="")
         setup, commit, srk_change = predicted.logs
@@ -130,30 +140,23 @@ class Effects(InstallerRun):
         self.assertEqual(self.machine.remove(), (0, Rehearsal(SETUP, ("/Commit",), ("/Uninstall",)).logs[-1]))
         self.assertEqual(set(self.effects()), documented_effects("Removal"))
 
-    def install_to_be_rolled_back(self, *options, changes=()):
-        self.machine.write_settings()
-        self.before = self.machine.look()
-        return self.machine.install(*options, changes=[*changes, *kept_in_rollback()])
-
     def test_failure_behind_the_set_up_rolls_back(self):
         setup, rollback, srk_change = Rehearsal(SETUP, ("/Rollback",), session="").logs
         self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, changes=FAILING_ACTION),
                          (INSTALL_FAILURE, setup + srk_change + rollback))
         self.assertEqual(set(self.effects()) - brought_by_package().keys(), documented_effects("Rollback"))
 
+
+class EffectsWithoutTpm(EffectsRun):
+    description = WITHOUT_TPM
+
     def test_failed_set_up_ends_the_installation(self):
-        setup, rollback = Rehearsal((*SETUP[:1], "/TSS_VENDOR=", *SETUP[2:]), ("/Rollback",)).logs
+        setup, rollback = Rehearsal((*SETUP[:1], "/TSS_VENDOR=", *SETUP[2:]), ("/Rollback",), machine=WITHOUT_TPM).logs
         self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, "TSS_VENDOR="), (INSTALL_FAILURE, setup + rollback))
         self.assertEqual(set(self.effects()) - brought_by_package().keys(), documented_effects("Failed set-up"))
 
 
-class Maintenance(InstallerRun):
-    """Runs of the installer on a machine that has or had the toolkit."""
-
-    def actions_in(self, log):
-        """The actions that were run."""
-        return [line.rpartition(": ")[2] for line in log if "command line argv[1]: " in line]
-
+class NextInstallation(InstallerRun):
     def test_next_installation_brings_the_virtual_smart_card_back(self):
         self.machine.install(*OPTIONS)
         self.machine.remove()
@@ -162,6 +165,14 @@ class Maintenance(InstallerRun):
                                                   session="").logs
         self.assertIn("TZ01 When Toolkit was last uninstalled... the VSC was present, so must reinstall...", setup)
         self.assertEqual(self.machine.install("/qn"), (0, setup + srk_change + commit))
+
+
+class Repair(InstallerRun):
+    description = WITHOUT_TPM  # it is the options that decide whether a set-up fails
+
+    def actions_in(self, log):
+        """The actions that were run."""
+        return [line.rpartition(": ")[2] for line in log if "command line argv[1]: " in line]
 
     def repair(self, *options):
         """Repairs an installed toolkit whose service is stopped: the stand-in for the stack's service does not stop

@@ -32,6 +32,15 @@ FAIL = "fail"  # what it is told to fail with
 
 RUNS_AT_ONCE = {"onStart": {"states": [{"afterMs": 0, "state": "running"}]}}
 
+# The answers of a detection library to the one that calls it: a software stack and a TPM that can be used.
+USABLE = {"DetectTSS": 0, "isEnabled": 1, "isActivated": 1, "isOwned": 1, "ValidSRKAuth": 0}
+
+
+def probes(answers):
+    """The detection libraries of both stacks, as a description."""
+    return {TOOLKIT + rf"\{stack}\stkprobe.dll": {"exports": answers} for stack in ("KELO", "NTRU12")}
+
+
 # A machine with a software stack, on which the user declines the change of the SRK authorization.
 DESCRIPTION = {
     "registry": {BLOCKED_COMMANDS: {"values": {str(n): "" for n in (13, 16, 20, 22, 62, 99, 125, 200)}}, RUN_KEY: {}},
@@ -47,8 +56,11 @@ DESCRIPTION = {
                             {"exitCode": USER_CANCELLED}]},
     },
     "libraries": {TOOLKIT + r"\CertJobPlanner.dll": {"exports": {
-        "AreTasksInstalled": 0, "InstallAutoEnrollmentTasks": 0, "RemoveAutoEnrollmentTasks": 0}}},
+        "AreTasksInstalled": 0, "InstallAutoEnrollmentTasks": 0, "RemoveAutoEnrollmentTasks": 0}}, **probes(USABLE)},
 }
+
+# The same machine with the TPM switched off.
+WITHOUT_TPM = {**DESCRIPTION, "libraries": {**DESCRIPTION["libraries"], **probes({**USABLE, "isEnabled": 0})}}
 
 # What the set-up has nothing to do with: the installer's own records, Wine's number of the service manager's pipe, what
 # the stand-ins need and note, and the services as they are in the registry, which are asked of the service manager.
@@ -58,16 +70,16 @@ NOT_OF_CONCERN = re.compile("|".join(map(re.escape, (
     r"c:\windows\installer", r"c:\packages", r"hklm\system\currentcontrolset\control\servicecurrent",
     r"hklm\software\kelostandins", r"c:\kelostandins", r"c:\standins",
     *(rf"hklm\system\currentcontrolset\services\{name.lower()}" for name in SERVICES)))))
-NOTES = ("runs.txt", "folders.txt")
+NOTES = ("runs.txt", "folders.txt", "stkprobe.log", "exit_witness.log")
 
 SERVICE_MEMBERS = ("state", "start", "binaryPath", "loadOrderGroup", "dependencies", "displayName", "description")
 
 
 class PackagedMachine:
-    """The described machine without anything that the package brings, for the length of a `with` statement."""
+    """A described machine without anything that the package brings, for the length of a `with` statement."""
 
-    def __init__(self):
-        self._machine = Machine(DESCRIPTION)
+    def __init__(self, description):
+        self._machine = Machine(description)
 
     def __enter__(self):
         self._machine.__enter__()

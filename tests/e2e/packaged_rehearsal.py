@@ -16,13 +16,12 @@ MORE = {
     "services": {name: {"displayName": name, "start": "demand", **RUNS_AT_ONCE} for name in CARD_SERVICES},
     "programs": {TOOLKIT + r"\KlPCR.exe": {"runs": [{"arguments": "-Service", "effects": {"services": {"KlPCR": {
         "displayName": "Kelo PCR", "start": "demand", "binaryPath": f'"{TOOLKIT}\\KlPCR.exe"', **RUNS_AT_ONCE}}}}]}},
-    "libraries": {TOOLKIT + rf"\{stack}\stkprobe.dll": {} for stack in ("KELO", "NTRU12")},
 }
 
 
-def installed_machine():
-    """The described machine with what the package brings, as a description."""
-    description = with_all(DESCRIPTION, MORE)
+def with_package(description):
+    """A described machine with what the package brings."""
+    description = with_all(description, MORE)
     description["files"] = {path: {"size": size} for path, size in installer.files(SAMPLE).items()}
     for name, value in installer.registry_values(SAMPLE).items():
         key, _, value_name = name[:-1].partition(" [")
@@ -33,8 +32,8 @@ def installed_machine():
 class Rehearsal:
     """Actions one after the other on the same machine, where the toolkit's files are: what they log and change."""
 
-    def __init__(self, *runs, session=None):
-        description = installed_machine()
+    def __init__(self, *runs, session=None, machine=None):
+        description = with_package(machine or DESCRIPTION)
         reports = list(rehearse_each(description, *runs))
         if session is not None:
             described = with_all(description, {"installer": {"properties": {"CustomActionData": session}}})
