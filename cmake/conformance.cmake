@@ -17,10 +17,10 @@ function(conformance_for_windows)
     target_include_directories(winsim_conformance PRIVATE ${PROJECT_SOURCE_DIR})
     target_compile_definitions(winsim_conformance PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
     target_compile_options(winsim_conformance PRIVATE ${KELO_WARNINGS})
-    target_link_libraries(winsim_conformance PRIVATE gtest_for_windows shell32 advapi32 ole32 version)
+    target_link_libraries(winsim_conformance PRIVATE gtest_for_windows shell32 advapi32 ole32 psapi version)
     target_link_options(winsim_conformance PRIVATE -static -s)
-    # One of its tests loads texts.
-    add_dependencies(winsim_conformance Internationalization_en)
+    # One of its tests loads texts, others act on services and start programs.
+    add_dependencies(winsim_conformance Internationalization_en described_program service_program machine_tool sleeper)
 endfunction()
 
 function(conformance_on_winsim)
@@ -35,7 +35,7 @@ function(conformance_on_winsim)
     add_executable(winsim_tests tests/winsim/host/main.cpp)
     target_compile_options(winsim_tests PRIVATE ${KELO_WARNINGS})
     target_compile_definitions(winsim_tests PRIVATE
-        CONFORMANCE_MACHINE="${PROJECT_SOURCE_DIR}/tests/winsim/host/machine.json")
+        CONFORMANCE_MACHINE="${PROJECT_SOURCE_DIR}/tests/winsim/machine.json")
     target_link_libraries(winsim_tests PRIVATE winsim GTest::gtest)
     set_target_properties(winsim_tests PROPERTIES ENABLE_EXPORTS ON)
     add_dependencies(winsim_tests winsim_conformance)
@@ -43,7 +43,7 @@ function(conformance_on_winsim)
 
     find_program(WINE wine)
     if(WINE)
-        add_test(NAME winsim.under_wine COMMAND ${PROJECT_SOURCE_DIR}/tests/winsim/run_under_wine.sh
+        add_test(NAME winsim.under_wine COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/winsim/run_under_wine.py
             ${PROJECT_SOURCE_DIR}/build/windows/winsim_conformance.exe --gtest_brief=1)
         set_tests_properties(winsim.under_wine PROPERTIES LABELS winsim TIMEOUT 300)
     endif()

@@ -302,7 +302,8 @@ def _apply_services(work, described):
     for name, service in described.items():
         work.miss_all("services", name, (service or {}).keys() - SERVICE_MEMBERS)
         for reaction in ("onStart", "onStop"):
-            if ((service or {}).get(reaction) or {}).get("error"):
+            error = ((service or {}).get(reaction) or {}).get("error")
+            if error and (reaction, error) != ("onStart", services.NO_PROGRAM):
                 work.miss("services", name, reaction, "error")
 
 

@@ -15,6 +15,7 @@ STATES = {"stopped": 1, "startPending": 2, "stopPending": 3, "running": 4, "cont
           "paused": 7}
 START_TYPES = {"boot": 0, "system": 1, "auto": 2, "demand": 3, "disabled": 4}
 ACCEPTS_STOP = 1
+NO_PROGRAM = 2  # ERROR_FILE_NOT_FOUND, the error of starting a service without its program
 NEVER = 0xFFFFFFFE  # milliseconds
 
 # What a service does whose description does not say it, as on a simulated machine.
@@ -58,12 +59,13 @@ def create(prefix, described):
 
 
 def prepare(prefix, name, service):
-    """Puts a service's program where it is to be, unless there is one, and tells it what the service answers. Returns
-    the service's command line and the file that tells the program."""
+    """Puts a service's program where it is to be, unless there is one or is to be none, and tells it what the service
+    answers. Returns the service's command line and the file that tells the program."""
     program, path = _program_of(name, service)
     target = prefix.path(program)
-    if not target.exists() or target.stat().st_size == 0:
-        target.parent.mkdir(parents=True, exist_ok=True)
+    target.parent.mkdir(parents=True, exist_ok=True)
+    is_to_be_there = service.get("onStart", {}).get("error") != NO_PROGRAM
+    if is_to_be_there and (not target.exists() or target.stat().st_size == 0):
         shutil.copyfile(SERVICE_PROGRAM, target)
     states = target.with_name(f"{name}.states")
     write_states(states, service)

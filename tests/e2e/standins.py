@@ -14,6 +14,7 @@ KEY = rf"HKEY_LOCAL_MACHINE\{STANDINS}"
 
 # The libraries that there is a stand-in for, and the functions that each offers.
 LIBRARIES = {"CertJobPlanner.dll": {"AreTasksInstalled", "InstallAutoEnrollmentTasks", "RemoveAutoEnrollmentTasks"}}
+FOREVER = 0xFFFFFFFF  # milliseconds
 RESOURCE_LIBRARY = re.compile(r"Internationalization_[A-Za-z-]+\.dll")
 
 
@@ -50,6 +51,15 @@ def place_program(prefix, path, program):
             prefix.path(script).write_text(effects_script(prefix, run["effects"]), encoding="utf-8")
             registry += f'"{_escaped(arguments + " effects")}"="{_escaped(script)}"\n'
     return registry
+
+
+def times(path, program):
+    """The registry text by which the stand-in of a described program takes the time that its runs are to take. Tests
+    whose log does not show the time do without."""
+    runs = program.get("runs", [])
+    return numbers(path.rpartition("\\")[2], {
+        run.get("arguments", "") + " runMs": FOREVER if run.get("neverEnds") else run["runMs"]
+        for run in reversed(runs) if run.keys() & {"runMs", "neverEnds"}})
 
 
 def left_out_of_program(program):

@@ -26,6 +26,7 @@ class Prefix:
 
     locale = "C.UTF-8"  # what Wine takes its language from
     current_folder = None  # where programs start, as Unix names it; none: in the prefix's own folder
+    zone = "UTC"  # and its time zone
 
     def __enter__(self):
         _interruption.expect()
@@ -49,9 +50,9 @@ class Prefix:
             _remove(self.folder)
             os.close(self._lock)
 
-    def wine(self, *command):
+    def wine(self, *command, timeout=60):
         """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output."""
-        return _run(self.folder, ["wine", *command], locale=self.locale, cwd=self.current_folder)
+        return _run(self.folder, ["wine", *command], timeout, self.locale, self.zone, self.current_folder)
 
     @contextlib.contextmanager
     def traced(self):
@@ -109,13 +110,13 @@ def wine_version():
     return version.stdout.split()[0]
 
 
-def _environment(prefix, locale="C.UTF-8"):
+def _environment(prefix, locale=Prefix.locale, zone=Prefix.zone):
     """The same everywhere, and nothing of the user's."""
     return {
         "PATH": os.environ.get("PATH", os.defpath),
         "HOME": "/nonexistent",
         "LC_ALL": locale,
-        "TZ": "UTC",
+        "TZ": zone,
         "TMPDIR": str(prefix / "tmp"),  # where the server keeps its socket
         "WINEPREFIX": str(prefix),
         "WINEARCH": "win64",
@@ -133,12 +134,12 @@ def _unprivileged():
     return UNPRIVILEGED if probe.returncode == 0 else []
 
 
-def _run(prefix, command, timeout=60, locale="C.UTF-8", cwd=None):
+def _run(prefix, command, timeout=60, locale=Prefix.locale, zone=Prefix.zone, cwd=None):
     """Runs a command with its output in a file, because Wine's own processes stay for a while and keep a pipe open."""
     with tempfile.TemporaryFile(dir=prefix / "tmp") as output:
-        done = subprocess.run([*_unprivileged(), *command], env=_environment(prefix, locale), cwd=cwd or prefix,
-                              timeout=timeout,
-                              stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL, check=False)
+        done = subprocess.run([*_unprivileged(), *command], env=_environment(prefix, locale, zone), cwd=cwd or prefix,
+                              timeout=timeout, stdin=subprocess.DEVNULL, stdout=output,
+                              stderr=subprocess.DEVNULL, check=False)
         output.seek(0)
         return done.returncode, output.read()
 

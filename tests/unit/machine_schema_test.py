@@ -105,7 +105,7 @@ def check(project):
             if key not in schema.keys(areas[area]):
                 yield f"docs/machine.md: `{area}` speaks of `{key}`, which the schema lacks"
 
-    machines = [project / "winsim/plain_windows_10.json", project / "tests/winsim/host/machine.json",
+    machines = [project / "winsim/plain_windows_10.json", project / "tests/winsim/machine.json",
                 *sorted((project / "machines").rglob("*.json"))]
     described = {str(path): path.read_text("utf-8") for path in machines if path.name != "machine.schema.json"}
     for i, example in enumerate(re.findall(r"```json\n(\{.*?)```", document, flags=re.DOTALL)):

@@ -28,6 +28,7 @@ namespace
 {
 
 constexpr DWORD kProcessAllAccess = 0x1FFFFF;
+constexpr DWORD kReadModules = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ;
 constexpr std::size_t kLongestCommandLine = 32766;
 
 // What a process handle stands for.
@@ -36,6 +37,23 @@ struct OpenProcessHandle
     DWORD id;
     DWORD access;
 };
+
+// What a handle to a process with the needed rights stands for. When there is none, sets the error.
+const OpenProcessHandle* OpenedWith(DWORD neededAccess, HANDLE handle, const char* call, DWORD& error)
+{
+    const auto* open = Simulation::Current().handles.Find<OpenProcessHandle>(handle, kProcess, call);
+    if (open == nullptr)
+    {
+        error = ERROR_INVALID_HANDLE;
+        return nullptr;
+    }
+    if ((open->access & neededAccess) != neededAccess)
+    {
+        error = ERROR_ACCESS_DENIED;
+        return nullptr;
+    }
+    return open;
+}
 
 // Where a command line's program ends and its arguments begin.
 struct CommandLineParts
@@ -200,13 +218,13 @@ DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds)
     call.In("hHandle", hHandle).In("dwMilliseconds", dwMilliseconds);
     if (const auto fault = call.Fault())
         return call.Fail(WAIT_FAILED, *fault);
-    Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenProcessHandle>(hHandle, kProcess, "WaitForSingleObject");
+    DWORD error = ERROR_SUCCESS;
+    const auto* open = OpenedWith(SYNCHRONIZE, hHandle, "WaitForSingleObject", error);
     if (open == nullptr)
-        return call.Fail(WAIT_FAILED, ERROR_INVALID_HANDLE);
-    const bool ended =
-        simulation.WaitForChild(open->id, dwMilliseconds == INFINITE ? std::optional<std::uint64_t>()
-                                                                     : std::optional<std::uint64_t>(dwMilliseconds));
+        return call.Fail(WAIT_FAILED, error);
+    const bool ended = Simulation::Current().WaitForProcess(
+        open->id,
+        dwMilliseconds == INFINITE ? std::optional<std::uint64_t>() : std::optional<std::uint64_t>(dwMilliseconds));
     return call.Done(ended ? WAIT_OBJECT_0 : WAIT_TIMEOUT);
 }
 
@@ -216,11 +234,11 @@ BOOL WINAPI GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode)
     call.In("hProcess", hProcess);
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
-    Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenProcessHandle>(hProcess, kProcess, "GetExitCodeProcess");
+    DWORD error = ERROR_SUCCESS;
+    const auto* open = OpenedWith(PROCESS_QUERY_INFORMATION, hProcess, "GetExitCodeProcess", error);
     if (open == nullptr)
-        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    const ChildProcess* child = simulation.FindChild(open->id);
+        return call.Fail(FALSE, error);
+    const ChildProcess* child = Simulation::Current().FindChild(open->id);
     *lpExitCode = child != nullptr && child->hasEnded ? child->run.exitCode : STILL_ACTIVE;
     call.Out("lpExitCode", *lpExitCode);
     return call.Done(TRUE);
@@ -235,7 +253,8 @@ HANDLE WINAPI OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwPr
         return call.Fail(none, *fault);
     Simulation& simulation = Simulation::Current();
     const RunningProcess* process = simulation.machine.processes.Find(dwProcessId);
-    if (process == nullptr)
+    // The idle process is listed and cannot be opened.
+    if (process == nullptr || dwProcessId == 0)
         return call.Fail(none, ERROR_INVALID_PARAMETER);
     if ((process->deniedAccess & dwDesiredAccess) != 0)
         return call.Fail(none, ERROR_ACCESS_DENIED);
@@ -249,15 +268,16 @@ BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode)
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenProcessHandle>(hProcess, kProcess, "TerminateProcess");
+    DWORD error = ERROR_SUCCESS;
+    const auto* open = OpenedWith(PROCESS_TERMINATE, hProcess, "TerminateProcess", error);
     if (open == nullptr)
-        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+        return call.Fail(FALSE, error);
     const RunningProcess* process = simulation.machine.processes.Find(open->id);
-    if ((open->access & PROCESS_TERMINATE) == 0 || process == nullptr)
+    if (process == nullptr)
         return call.Fail(FALSE, ERROR_ACCESS_DENIED);
     if (process->terminateError != 0)
         return call.Fail(FALSE, process->terminateError);
-    simulation.machine.processes.Remove(open->id);
+    simulation.EndProcess(open->id, uExitCode);
     return call.Done(TRUE);
 }
 
@@ -288,9 +308,10 @@ BOOL WINAPI EnumProcessModules(HANDLE hProcess, HMODULE* lphModule, DWORD cb, LP
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenProcessHandle>(hProcess, kProcess, "EnumProcessModules");
+    DWORD error = ERROR_SUCCESS;
+    const auto* open = OpenedWith(kReadModules, hProcess, "EnumProcessModules", error);
     if (open == nullptr)
-        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+        return call.Fail(FALSE, error);
     const RunningProcess* process = simulation.machine.processes.Find(open->id);
     if (process == nullptr || process->name.empty())
         return call.Fail(FALSE, ERROR_PARTIAL_COPY);
@@ -314,9 +335,10 @@ DWORD WINAPI GetModuleBaseNameA(HANDLE hProcess, HMODULE hModule, LPSTR lpBaseNa
     if (const auto fault = call.Fault())
         return call.Fail(DWORD{0}, *fault);
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenProcessHandle>(hProcess, kProcess, "GetModuleBaseNameA");
+    DWORD error = ERROR_SUCCESS;
+    const auto* open = OpenedWith(kReadModules, hProcess, "GetModuleBaseNameA", error);
     if (open == nullptr)
-        return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
+        return call.Fail(DWORD{0}, error);
     const RunningProcess* process = simulation.machine.processes.Find(open->id);
     if (process == nullptr || nSize == 0)
         return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);

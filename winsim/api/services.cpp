@@ -1,6 +1,7 @@
 // The service control manager.
 #include "winsim/areas/services.h"
 #include "winsim/core/gate.h"
+#include "winsim/core/open_service.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
@@ -11,6 +12,8 @@
 
 using winsim::Call;
 using winsim::Json;
+using winsim::kService;
+using winsim::OpenService;
 using winsim::Service;
 using winsim::Simulation;
 
@@ -18,15 +21,7 @@ namespace
 {
 
 constexpr char kManager[] = "serviceManager";
-constexpr char kService[] = "service";
 constexpr std::size_t kLongestName = 256;
-
-// What a service handle stands for.
-struct OpenService
-{
-    std::string name;
-    DWORD access;
-};
 
 // The service behind a handle that was opened with the needed access. When there is none, sets the error.
 Service* ServiceOf(SC_HANDLE handle, DWORD neededAccess, const char* call, DWORD& error)
@@ -49,18 +44,15 @@ Service* ServiceOf(SC_HANDLE handle, DWORD neededAccess, const char* call, DWORD
     return service;
 }
 
-// A service that is marked for deletion goes when it has stopped and nobody holds it open.
-void RemoveIfUnused(const std::string& name)
+// What is wrong with the name of a service database: there is but one.
+DWORD DatabaseError(LPCWSTR name)
 {
-    Simulation& simulation = Simulation::Current();
-    const Service* service = simulation.machine.services.Find(name);
-    if (service == nullptr || !service->isMarkedForDeletion || !service->IsStopped())
-        return;
-    bool isOpen = false;
-    simulation.handles.ForEachOpen<OpenService>(
-        kService, [&](const OpenService& open) { isOpen = isOpen || winsim::SameName(open.name, name); });
-    if (!isOpen)
-        simulation.machine.services.Remove(name);
+    if (name == nullptr || *name == 0)
+        return ERROR_SUCCESS;
+    const std::string database = winsim::Utf8(name);
+    if (winsim::SameName(database, "ServicesFailed"))
+        return ERROR_DATABASE_DOES_NOT_EXIST;
+    return winsim::SameName(database, "ServicesActive") ? ERROR_SUCCESS : ERROR_INVALID_NAME;
 }
 
 bool IsValidName(std::string_view name)
@@ -177,6 +169,8 @@ SC_HANDLE WINAPI OpenSCManagerW(LPCWSTR lpMachineName, LPCWSTR lpDatabaseName, D
     call.In("lpMachineName", lpMachineName).In("lpDatabaseName", lpDatabaseName).In("dwDesiredAccess", dwDesiredAccess);
     if (const auto fault = call.Fault())
         return call.Fail(SC_HANDLE{nullptr}, *fault);
+    if (const DWORD error = DatabaseError(lpDatabaseName); error != ERROR_SUCCESS)
+        return call.Fail(SC_HANDLE{nullptr}, error);
     return call.Done(static_cast<SC_HANDLE>(Simulation::Current().handles.Open(kManager, dwDesiredAccess)));
 }
 
@@ -214,7 +208,7 @@ BOOL WINAPI CloseServiceHandle(SC_HANDLE hSCObject)
     {
         const std::string name = open->name;
         simulation.handles.Close(hSCObject, kService, "CloseServiceHandle");
-        RemoveIfUnused(name);
+        simulation.RemoveDeletedService(name);
     }
     else
         return call.Fail(FALSE, ERROR_INVALID_HANDLE);

@@ -251,6 +251,17 @@ void Services::Remove(const std::string& name)
     m_services.erase(FoldCase(name));
 }
 
+std::vector<std::string> Services::MarkedAndNotStopped() const
+{
+    std::vector<std::string> names;
+    for (const auto& [folded, service] : m_services)
+    {
+        if (service.isMarkedForDeletion && !service.IsStopped())
+            names.push_back(service.name);
+    }
+    return names;
+}
+
 void Services::Advance(std::uint64_t ms)
 {
     for (auto& [folded, service] : m_services)

@@ -81,6 +81,9 @@ public:
     Service* Find(const std::string& name);
     void Remove(const std::string& name);
 
+    // The names of those that are marked for deletion and have not stopped yet.
+    std::vector<std::string> MarkedAndNotStopped() const;
+
     // Lets time pass: what is due happens.
     void Advance(std::uint64_t ms);
 

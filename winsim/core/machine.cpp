@@ -162,6 +162,14 @@ Json DescribedIn(const std::filesystem::path& path, int filesLeft)
     return Described(description, DescribedIn(model, filesLeft - 1));
 }
 
+// The process that a run makes is one of the running processes, whether or not a description lists it.
+void ListOwnProcess(Machine& machine)
+{
+    const std::string& path = machine.process.path;
+    if (machine.processes.Find(machine.process.processId) == nullptr)
+        machine.processes.Add({machine.process.processId, path.substr(path.rfind('\\') + 1)});
+}
+
 Machine FromWhole(const Json& whole)
 {
     RequireFixed(whole);
@@ -170,6 +178,7 @@ Machine FromWhole(const Json& whole)
     for (const Area& area : kAreas)
         object.With(area.key, [&](const Reader& reader) { area.load(machine, reader); });
     object.Done();
+    ListOwnProcess(machine);
     return machine;
 }
 

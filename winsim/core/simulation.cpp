@@ -4,6 +4,7 @@
 #include "winbase.h"
 #include "winreg.h"
 #include "winsim/core/effects.h"
+#include "winsim/core/open_service.h"
 #include "winsim/core/text.h"
 #include "winsim_types.h"
 
@@ -55,7 +56,10 @@ Simulation* Simulation::Running()
 void Simulation::Advance(std::uint64_t ms)
 {
     m_clockMs += ms;
+    const std::vector<std::string> stopping = machine.services.MarkedAndNotStopped();
     machine.Advance(ms);
+    for (const std::string& name : stopping)
+        RemoveDeletedService(name);
     EndDueChildren();
     if (m_clockMs > m_clockBoundMs)
         m_isEnded = true;
@@ -69,18 +73,29 @@ const ChildProcess& Simulation::StartChild(const std::string& program, const Pro
     return m_children[id];
 }
 
-bool Simulation::WaitForChild(std::uint32_t id, std::optional<std::uint64_t> limitMs)
+bool Simulation::WaitForProcess(std::uint32_t id, std::optional<std::uint64_t> limitMs)
 {
+    const ChildProcess* child = FindChild(id);
+    if (child != nullptr ? child->hasEnded : machine.processes.Find(id) == nullptr)
+        return true;
+    if (child == nullptr || child->run.neverEnds)
+    {
+        Advance(limitMs.value_or(m_clockBoundMs + 1));
+        return false;
+    }
+    const std::uint64_t leftMs = child->endsAtMs > m_clockMs ? child->endsAtMs - m_clockMs : 0;
+    Advance(limitMs ? std::min(*limitMs, leftMs) : leftMs);
+    return child->hasEnded;
+}
+
+void Simulation::EndProcess(std::uint32_t id, std::uint32_t exitCode)
+{
+    machine.processes.Remove(id);
     const auto child = m_children.find(id);
     if (child == m_children.end())
-        return false;
-    const bool isEndless = child->second.run.neverEnds;
-    const std::uint64_t leftMs = child->second.endsAtMs > m_clockMs ? child->second.endsAtMs - m_clockMs : 0;
-    if (!child->second.hasEnded && isEndless)
-        Advance(limitMs.value_or(m_clockBoundMs + 1));
-    else if (!child->second.hasEnded)
-        Advance(limitMs ? std::min(*limitMs, leftMs) : leftMs);
-    return child->second.hasEnded;
+        return;
+    child->second.hasEnded = true;
+    child->second.run.exitCode = exitCode;
 }
 
 const ChildProcess* Simulation::FindChild(std::uint32_t id) const
@@ -104,6 +119,18 @@ void Simulation::EndDueChildren()
         machine.processes.Remove(id);
         ApplyEffects(machine, child.run.effects);
     }
+}
+
+void Simulation::RemoveDeletedService(const std::string& name)
+{
+    const Service* service = machine.services.Find(name);
+    if (service == nullptr || !service->isMarkedForDeletion || !service->IsStopped())
+        return;
+    bool isOpen = false;
+    handles.ForEachOpen<OpenService>(kService,
+                                     [&](const OpenService& open) { isOpen = isOpen || SameName(open.name, name); });
+    if (!isOpen)
+        machine.services.Remove(name);
 }
 
 std::string Simulation::FromAnsi(std::string_view ansi) const

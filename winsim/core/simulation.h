@@ -54,10 +54,15 @@ public:
     // Whether the process was ended because it waited beyond the bound.
     bool IsEnded() const { return m_isEnded; }
 
-    // Child processes: started, waited for (without a limit when none is given; true when it has ended), found.
+    // Other processes: started, waited for (without a limit when none is given; true when it has ended), ended from
+    // outside. A child is found also when it has ended.
     const ChildProcess& StartChild(const std::string& program, const ProgramRun& run);
-    bool WaitForChild(std::uint32_t id, std::optional<std::uint64_t> limitMs);
+    bool WaitForProcess(std::uint32_t id, std::optional<std::uint64_t> limitMs);
+    void EndProcess(std::uint32_t id, std::uint32_t exitCode);
     const ChildProcess* FindChild(std::uint32_t id) const;
+
+    // Takes a service away if it is marked for deletion, has stopped and is not open.
+    void RemoveDeletedService(const std::string& name);
 
     // The handle that stands for a module of another process.
     void* ForeignModule();

@@ -1,7 +1,8 @@
 // A program that ends as it is described: its exit code is the number in the registry under its arguments, or under no
-// name when there is none for these. What it does to the machine, if it does, is a script for machine_tool, whose path
-// stands there too. Its command lines are noted in "runs.txt" beside it, and the folders that it ran in in
-// "folders.txt". Started for a service, it is that service's program.
+// name when there is none for these. How long it runs, if it takes its time, and the path of the script in which
+// machine_tool finds what it does to the machine, if it does, stand there too. Its command lines are noted in
+// "runs.txt" beside it, and the folders that it ran in in "folders.txt". Started for a service, it is that service's
+// program.
 #include "tests/e2e/standins/service_role.h"
 
 #include <windows.h>
@@ -34,11 +35,11 @@ std::wstring ArgumentsOf(const std::wstring& commandLine, const std::wstring& ow
     return begin == std::wstring::npos ? std::wstring() : commandLine.substr(begin);
 }
 
-bool FindExitCode(const std::wstring& name, const std::wstring& arguments, DWORD& exitCode)
+bool FindNumber(const std::wstring& name, const std::wstring& value, DWORD& number)
 {
-    DWORD size = sizeof exitCode;
-    return RegGetValueW(HKEY_LOCAL_MACHINE, (kKey + name).c_str(), arguments.c_str(), RRF_RT_REG_DWORD, nullptr,
-                        &exitCode, &size) == ERROR_SUCCESS;
+    DWORD size = sizeof number;
+    return RegGetValueW(HKEY_LOCAL_MACHINE, (kKey + name).c_str(), value.c_str(), RRF_RT_REG_DWORD, nullptr, &number,
+                        &size) == ERROR_SUCCESS;
 }
 
 void ChangeMachine(const std::wstring& name, const std::wstring& arguments)
@@ -83,11 +84,14 @@ int wmain()
     DWORD exitCode = 0;
     const std::wstring name = path.filename().wstring();
     std::wstring arguments = ArgumentsOf(commandLine, path.wstring());
-    if (!FindExitCode(name, arguments, exitCode))
+    if (!FindNumber(name, arguments, exitCode))
     {
         arguments.clear();
-        FindExitCode(name, arguments, exitCode);
+        FindNumber(name, arguments, exitCode);
     }
+    DWORD runMs = 0;
+    FindNumber(name, arguments + L" runMs", runMs);
+    Sleep(runMs);
     ChangeMachine(name, arguments);
     return static_cast<int>(exitCode);
 }

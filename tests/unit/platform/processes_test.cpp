@@ -11,6 +11,10 @@ using winsim::Json;
 
 constexpr char kImage[] = "PatchAgent.exe";
 
+// The program itself, which runs too and is listed last.
+constexpr unsigned kOwnProcess = 4300;
+constexpr char kOwnImage[] = "KeloCustomAction.exe";
+
 winsim::Machine MachineRunning(const Json& processes)
 {
     return winsim::Machine::FromJson({{"processes", processes}});
@@ -32,8 +36,10 @@ SimulatedRun Find(const winsim::Machine& machine, const std::string& name = kIma
     return CallFunction(machine, "FindProcessByName", {name}, options);
 }
 
-std::string Listed(const std::vector<unsigned>& ids)
+// The processes that are listed, the program's own behind them.
+std::string Listed(std::vector<unsigned> ids)
 {
+    ids.push_back(kOwnProcess);
     return fmt::format("EnumProcesses(4096) = 1 lpidProcess:{} lpcbNeeded:{}", Json(ids).dump(), ids.size() * 4);
 }
 
@@ -61,16 +67,26 @@ std::string Ended(unsigned n)
     return fmt::format(R"(TerminateProcess("process#{}", 4294967295) = 1)", n);
 }
 
+// The look at the program's own process, which is the n-th that was opened.
+Script LookedAtItself(unsigned n)
+{
+    return Joined(LookedAt(kOwnProcess, n, kOwnImage), Closed(n));
+}
+
 constexpr char kTried[] = "log: Try to kill process: PatchAgent.exe";
 constexpr char kFound[] = "log:   found process: <PatchAgent.exe>";
 constexpr char kKilled[] = "log: Killed process: PatchAgent.exe";
 constexpr char kNotFound[] = "log: Cannot find this process: PatchAgent.exe";
 
+// The running processes but the program's own.
 std::vector<unsigned> IdsOf(const winsim::Machine& machine)
 {
     std::vector<unsigned> ids;
     for (const auto& process : machine.processes.All())
-        ids.push_back(process.id);
+    {
+        if (process.id != kOwnProcess)
+            ids.push_back(process.id);
+    }
     return ids;
 }
 
@@ -110,7 +126,7 @@ TEST(KillProcessByName, ProcessThatCannotBeOpenedIsNotFound)
     {
         const SimulatedRun run =
             Kill(MachineRunning(Json{{{"id", 8}, {"name", "PatchAgent.exe"}, {"deniedAccess", denied}}}));
-        ExpectRun(run, "false", {kTried, Listed({8}), NotOpened(8), kNotFound});
+        ExpectRun(run, "false", Joined(kTried, Listed({8}), NotOpened(8), LookedAtItself(1), kNotFound));
         EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
     }
 }
@@ -178,18 +194,18 @@ TEST(FindProcessByName, NoMatchIsANullHandleWithoutALine)
     for (const char* other : {"PatchAgent", "PatchAgent.exe.exe", "xPatchAgent.exe", "Patch Agent.exe"})
     {
         ExpectRun(Find(MachineRunning(Json{{{"id", 8}, {"name", other}}})), "false",
-                  Joined(Listed({8}), LookedAt(8, 1, other), Closed(1)));
+                  Joined(Listed({8}), LookedAt(8, 1, other), Closed(1), LookedAtItself(2)));
     }
 }
 
 TEST(FindProcessByName, NameThatCannotBeHadMatchesNothing)
 {
-    ExpectRun(
-        Find(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])"), kImage, {.faults = {"GetModuleBaseNameA=6"}}),
-        "false",
-        Joined(Listed({8}), R"(OpenProcess(1041, 0, 8) = "process#1")",
-               R"(EnumProcessModules("process#1", 8) = 1 lphModule:"module#foreign" lpcbNeeded:8)",
-               R"(GetModuleBaseNameA("process#1", "module#foreign", 260) = 0)", Closed(1)));
+    ExpectRun(Find(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])"), kImage,
+                   {.faults = {"GetModuleBaseNameA#1=6"}}),
+              "false",
+              Joined(Listed({8}), R"(OpenProcess(1041, 0, 8) = "process#1")",
+                     R"(EnumProcessModules("process#1", 8) = 1 lphModule:"module#foreign" lpcbNeeded:8)",
+                     R"(GetModuleBaseNameA("process#1", "module#foreign", 260) = 0)", Closed(1), LookedAtItself(2)));
 }
 
 TEST(FindProcessByName, NameOf259CharactersIsFoundAndALongerOneIsCut)

@@ -1,0 +1,39 @@
+"""Runs the conformance tests that are built for Windows on a Wine machine of their own, set up from the description that
+they run on natively. Arguments: the program, and the test framework's. Exit status: the program's."""
+
+import pathlib
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "e2e"))
+
+import standins
+from provision import load, provision
+from wine import Prefix
+
+# What a Wine machine has to be given. The rest of the description is what Wine and the build bring along.
+SET_UP = ("environment", "services", "programs")
+TIMES = ("runMs", "neverEnds")  # set up here
+SECONDS = 240
+
+
+def main():
+    program, *arguments = sys.argv[1:]
+    program = pathlib.Path(program).resolve()
+    if not program.is_file():
+        return f"{program} is not built: cmake --preset windows && cmake --build --preset windows"
+    machine = load(pathlib.Path(__file__).with_name("machine.json"))
+    with Prefix() as prefix:
+        prefix.zone = "America/New_York"  # one with daylight saving time
+        missing = provision(prefix, {area: machine[area] for area in SET_UP})
+        prefix.import_registry("Windows Registry Editor Version 5.00\n" + "".join(
+            standins.times(path, program) for path, program in machine["programs"].items()))
+        missing = [item for item in missing if item.names[-1] not in TIMES]
+        if missing:
+            return f"not like the description: {', '.join(missing)}"
+        status, output = prefix.wine(program, *arguments, timeout=SECONDS)
+        sys.stdout.buffer.write(output)
+    return status
+
+
+if __name__ == "__main__":
+    sys.exit(main())

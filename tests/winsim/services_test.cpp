@@ -1,0 +1,540 @@
+// Proves that the calls about services behave as Windows documents them. The services are described in machine.json,
+// for the simulated machine and for Wine; each that a test changes is that test's own.
+#include "tests/winsim/support.h"
+
+#include <winsvc.h>
+
+#include <cstddef>
+#include <cstring>
+#include <vector>
+
+namespace
+{
+
+constexpr DWORD kDelete = 0x10000;
+constexpr DWORD kPollMs = 20;
+constexpr int kMostPolls = 500;
+
+// A service, open with some rights, and the manager that it was opened through.
+class OpenService
+{
+public:
+    explicit OpenService(const std::wstring& name, DWORD access = SERVICE_ALL_ACCESS)
+        : m_manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT)),
+          m_service(OpenServiceW(m_manager, name.c_str(), access)),
+          m_error(m_service == nullptr ? GetLastError() : 0)
+    {}
+    ~OpenService()
+    {
+        if (m_service != nullptr)
+        {
+            EXPECT_TRUE(CloseServiceHandle(m_service));
+        }
+        EXPECT_TRUE(CloseServiceHandle(m_manager));
+    }
+    OpenService(const OpenService&) = delete;
+    OpenService& operator=(const OpenService&) = delete;
+
+    SC_HANDLE Manager() const { return m_manager; }
+    SC_HANDLE Get() const { return m_service; }
+    DWORD Error() const { return m_error; }
+
+private:
+    SC_HANDLE m_manager;
+    SC_HANDLE m_service;
+    DWORD m_error;
+};
+
+// What became of a call: 0, or the error.
+DWORD ErrorOf(BOOL succeeded)
+{
+    return succeeded ? 0 : GetLastError();
+}
+
+DWORD OpenError(const std::wstring& name)
+{
+    return OpenService{name, SERVICE_QUERY_STATUS}.Error();
+}
+
+SERVICE_STATUS StatusOf(SC_HANDLE service)
+{
+    SERVICE_STATUS status{};
+    EXPECT_TRUE(QueryServiceStatus(service, &status));
+    return status;
+}
+
+DWORD StateOf(SC_HANDLE service)
+{
+    return StatusOf(service).dwCurrentState;
+}
+
+template <typename Condition>
+void WaitUntil(Condition condition)
+{
+    int polls = 0;
+    for (; !condition() && polls < kMostPolls; ++polls)
+        Sleep(kPollMs);
+    EXPECT_LT(polls, kMostPolls);
+}
+
+void WaitForState(SC_HANDLE service, DWORD state)
+{
+    WaitUntil([&] { return StateOf(service) == state; });
+}
+
+DWORD Start(SC_HANDLE service)
+{
+    return ErrorOf(StartServiceW(service, 0, nullptr));
+}
+
+// Sends the stop control. `status` is what the call fills in.
+DWORD Stop(SC_HANDLE service, SERVICE_STATUS& status)
+{
+    return ErrorOf(ControlService(service, SERVICE_CONTROL_STOP, &status));
+}
+
+// A status as no service has it, to tell whether a call filled it in.
+SERVICE_STATUS UntouchedStatus()
+{
+    SERVICE_STATUS status;
+    std::memset(&status, 0x55, sizeof status);
+    return status;
+}
+
+TEST(OpenSCManagerW, KnowsTheActiveDatabaseAlone)
+{
+    const auto open = [](const wchar_t* database) {
+        const SC_HANDLE manager = OpenSCManagerW(nullptr, database, SC_MANAGER_CONNECT);
+        const DWORD error = manager == nullptr ? GetLastError() : 0;
+        if (manager != nullptr)
+        {
+            EXPECT_TRUE(CloseServiceHandle(manager));
+        }
+        return error;
+    };
+    EXPECT_EQ(open(L"ServicesActive"), 0u);
+    EXPECT_EQ(open(L"ServicesFailed"), static_cast<DWORD>(ERROR_DATABASE_DOES_NOT_EXIST));
+    EXPECT_EQ(open(L"KeloNoSuchDatabase"), static_cast<DWORD>(ERROR_INVALID_NAME));
+}
+
+TEST(OpenServiceW, FailsForAnUnknownName)
+{
+    EXPECT_EQ(OpenError(L"KeloNoSuchService"), static_cast<DWORD>(ERROR_SERVICE_DOES_NOT_EXIST));
+    EXPECT_EQ(OpenError(std::wstring(256, L'x')), static_cast<DWORD>(ERROR_SERVICE_DOES_NOT_EXIST));
+}
+
+TEST(OpenServiceW, FailsForAnInvalidName)
+{
+    for (const std::wstring& name : {std::wstring(), std::wstring(L"Kelo/Quick"), std::wstring(L"Kelo\\Quick")})
+        EXPECT_EQ(OpenError(name), static_cast<DWORD>(ERROR_INVALID_NAME)) << Shown(name.c_str());
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine takes a name of any length";
+    EXPECT_EQ(OpenError(std::wstring(257, L'x')), static_cast<DWORD>(ERROR_INVALID_NAME));
+}
+
+TEST(OpenServiceW, FindsANameInAnyCase)
+{
+    EXPECT_EQ(OpenError(L"KeloStopped"), 0u);
+    EXPECT_EQ(OpenError(L"KELOSTOPPED"), 0u);
+}
+
+TEST(OpenServiceW, NeedsTheManager)
+{
+    MisusesHandles();
+    const OpenService service{L"KeloStopped", SERVICE_QUERY_STATUS};
+    EXPECT_TRUE(OpenServiceW(service.Get(), L"KeloStopped", SERVICE_QUERY_STATUS) == nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+}
+
+TEST(OpenServiceW, GivesTheRightsAskedForAlone)
+{
+    const OpenService service{L"KeloStopped", SERVICE_QUERY_CONFIG};
+    SERVICE_STATUS status{};
+    SERVICE_STATUS_PROCESS processStatus{};
+    DWORD needed = 0;
+    SERVICE_DESCRIPTIONW description{nullptr};
+    constexpr DWORD kDenied = ERROR_ACCESS_DENIED;
+    EXPECT_EQ(ErrorOf(QueryServiceStatus(service.Get(), &status)), kDenied);
+    EXPECT_EQ(ErrorOf(QueryServiceStatusEx(service.Get(), SC_STATUS_PROCESS_INFO,
+                                           reinterpret_cast<BYTE*>(&processStatus), sizeof processStatus, &needed)),
+              kDenied);
+    EXPECT_EQ(Start(service.Get()), kDenied);
+    EXPECT_EQ(Stop(service.Get(), status), kDenied);
+    EXPECT_EQ(ErrorOf(ChangeServiceConfigW(service.Get(), SERVICE_NO_CHANGE, SERVICE_AUTO_START, SERVICE_NO_CHANGE,
+                                           nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr)),
+              kDenied);
+    EXPECT_EQ(ErrorOf(ChangeServiceConfig2W(service.Get(), SERVICE_CONFIG_DESCRIPTION, &description)), kDenied);
+    EXPECT_EQ(ErrorOf(DeleteService(service.Get())), kDenied);
+
+    const OpenService other{L"KeloStopped", SERVICE_QUERY_STATUS};
+    EXPECT_EQ(ErrorOf(QueryServiceConfigW(other.Get(), nullptr, 0, &needed)), kDenied);
+}
+
+TEST(CloseServiceHandle, LeavesAServiceOpenWhoseManagerIsClosed)
+{
+    const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+    const SC_HANDLE service = OpenServiceW(manager, L"KeloStopped", SERVICE_QUERY_STATUS);
+    EXPECT_TRUE(CloseServiceHandle(manager));
+    EXPECT_EQ(StateOf(service), static_cast<DWORD>(SERVICE_STOPPED));
+    EXPECT_TRUE(CloseServiceHandle(service));
+}
+
+TEST(CloseServiceHandle, ClosesAHandleOnce)
+{
+    MisusesHandles();
+    const OpenService open{L"KeloStopped", SERVICE_QUERY_STATUS};
+    const SC_HANDLE service = OpenServiceW(open.Manager(), L"KeloStopped", SERVICE_QUERY_STATUS);
+    EXPECT_TRUE(CloseServiceHandle(service));
+    EXPECT_EQ(ErrorOf(CloseServiceHandle(service)), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    SERVICE_STATUS status{};
+    EXPECT_EQ(ErrorOf(QueryServiceStatus(service, &status)), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+}
+
+TEST(QueryServiceStatus, TellsAStoppedService)
+{
+    const OpenService service{L"KeloStopped", SERVICE_QUERY_STATUS};
+    const SERVICE_STATUS status = StatusOf(service.Get());
+    EXPECT_EQ(status.dwServiceType, static_cast<DWORD>(SERVICE_WIN32_OWN_PROCESS));
+    EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_STOPPED));
+    EXPECT_EQ(status.dwControlsAccepted, 0u);
+    EXPECT_EQ(status.dwServiceSpecificExitCode, 0u);
+    EXPECT_EQ(status.dwCheckPoint, 0u);
+    EXPECT_EQ(status.dwWaitHint, 0u);
+}
+
+TEST(QueryServiceStatus, TellsTheProgressOfAStart)
+{
+    const OpenService service{L"KeloSlowToStart"};
+    EXPECT_EQ(Start(service.Get()), 0u);
+    // The service's own first report takes the place of the manager's.
+    WaitUntil([&] { return StatusOf(service.Get()).dwCheckPoint == 1; });
+    SERVICE_STATUS status = StatusOf(service.Get());
+    EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_START_PENDING));
+    EXPECT_EQ(status.dwWaitHint, 2000u);
+    EXPECT_EQ(status.dwControlsAccepted, 0u);
+
+    WaitUntil([&] { return StatusOf(service.Get()).dwCheckPoint == 2; });
+    status = StatusOf(service.Get());
+    EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_START_PENDING));
+    EXPECT_EQ(status.dwWaitHint, 3000u);
+
+    WaitForState(service.Get(), SERVICE_RUNNING);
+    status = StatusOf(service.Get());
+    EXPECT_EQ(status.dwCheckPoint, 0u);
+    EXPECT_EQ(status.dwWaitHint, 0u);
+    EXPECT_EQ(status.dwControlsAccepted, static_cast<DWORD>(SERVICE_ACCEPT_STOP));
+}
+
+TEST(QueryServiceStatus, TellsWhyAServiceStoppedWhileItStarted)
+{
+    const OpenService service{L"KeloFailing"};
+    EXPECT_EQ(Start(service.Get()), 0u);
+    WaitForState(service.Get(), SERVICE_STOPPED);
+    const SERVICE_STATUS status = StatusOf(service.Get());
+    EXPECT_EQ(status.dwWin32ExitCode, 1066u); // ERROR_SERVICE_SPECIFIC_ERROR
+    EXPECT_EQ(status.dwServiceSpecificExitCode, 42u);
+}
+
+TEST(QueryServiceStatusEx, TellsARunningService)
+{
+    const OpenService service{L"KeloRunning", SERVICE_QUERY_STATUS};
+    SERVICE_STATUS_PROCESS status{};
+    DWORD needed = 0;
+    EXPECT_TRUE(QueryServiceStatusEx(service.Get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status),
+                                     sizeof status, &needed));
+    EXPECT_EQ(status.dwServiceType, static_cast<DWORD>(SERVICE_WIN32_OWN_PROCESS));
+    EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_RUNNING));
+    EXPECT_EQ(status.dwControlsAccepted, static_cast<DWORD>(SERVICE_ACCEPT_STOP));
+    EXPECT_EQ(status.dwWin32ExitCode, 0u);
+    EXPECT_EQ(status.dwServiceFlags, 0u);
+}
+
+TEST(QueryServiceStatusEx, RefusesABufferThatIsTooSmallAndAnotherLevel)
+{
+    const OpenService service{L"KeloRunning", SERVICE_QUERY_STATUS};
+    SERVICE_STATUS_PROCESS status{};
+    auto* buffer = reinterpret_cast<BYTE*>(&status);
+    for (const DWORD size : {35u, 0u})
+    {
+        DWORD needed = 0;
+        EXPECT_EQ(ErrorOf(QueryServiceStatusEx(service.Get(), SC_STATUS_PROCESS_INFO, buffer, size, &needed)),
+                  static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+        EXPECT_EQ(needed, 36u);
+        EXPECT_EQ(status.dwCurrentState, 0u);
+    }
+    DWORD needed = 0;
+    EXPECT_EQ(
+        ErrorOf(QueryServiceStatusEx(service.Get(), static_cast<SC_STATUS_TYPE>(1), buffer, sizeof status, &needed)),
+        static_cast<DWORD>(ERROR_INVALID_LEVEL));
+}
+
+TEST(StartServiceW, FailsForARunningService)
+{
+    EXPECT_EQ(Start(OpenService{L"KeloRunning"}.Get()), static_cast<DWORD>(ERROR_SERVICE_ALREADY_RUNNING));
+}
+
+TEST(StartServiceW, FailsForADisabledService)
+{
+    EXPECT_EQ(Start(OpenService{L"KeloDisabled"}.Get()), static_cast<DWORD>(ERROR_SERVICE_DISABLED));
+}
+
+TEST(StartServiceW, FailsForAServiceWithoutItsProgram)
+{
+    const OpenService service{L"KeloBroken"};
+    EXPECT_EQ(Start(service.Get()), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(StateOf(service.Get()), static_cast<DWORD>(SERVICE_STOPPED));
+}
+
+TEST(StartServiceW, FailsForAServiceThatDependsOnAMissingOne)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine does not look at what a service depends on";
+    EXPECT_EQ(Start(OpenService{L"KeloOrphan"}.Get()), static_cast<DWORD>(ERROR_SERVICE_DEPENDENCY_DELETED));
+}
+
+TEST(StartServiceA, BeginsAStartAndDoesNotWaitForItsEnd)
+{
+    const OpenService service{L"KeloStarting"};
+    EXPECT_TRUE(StartServiceA(service.Get(), 0, nullptr));
+    EXPECT_EQ(StateOf(service.Get()), static_cast<DWORD>(SERVICE_START_PENDING));
+    EXPECT_EQ(Start(service.Get()), static_cast<DWORD>(ERROR_SERVICE_ALREADY_RUNNING));
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine sends the stop control to a service that is starting";
+    SERVICE_STATUS status = UntouchedStatus();
+    EXPECT_EQ(Stop(service.Get(), status), static_cast<DWORD>(ERROR_SERVICE_CANNOT_ACCEPT_CTRL));
+    EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_START_PENDING));
+}
+
+TEST(ControlService, FailsForAStoppedServiceAndTellsItsStatus)
+{
+    SERVICE_STATUS status = UntouchedStatus();
+    EXPECT_EQ(Stop(OpenService{L"KeloStopped"}.Get(), status), static_cast<DWORD>(ERROR_SERVICE_NOT_ACTIVE));
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine leaves the status as it is";
+    EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_STOPPED));
+}
+
+TEST(ControlService, FailsForAServiceThatTakesNoControlAndTellsItsStatus)
+{
+    SERVICE_STATUS status = UntouchedStatus();
+    EXPECT_EQ(Stop(OpenService{L"KeloDeaf"}.Get(), status), static_cast<DWORD>(ERROR_INVALID_SERVICE_CONTROL));
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine leaves the status as it is";
+    EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_RUNNING));
+}
+
+TEST(ControlService, FailsForAServiceThatARunningOneNeeds)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine does not look at what depends on a service";
+    SERVICE_STATUS status = UntouchedStatus();
+    const OpenService service{L"KeloNeeded"};
+    EXPECT_EQ(Stop(service.Get(), status), static_cast<DWORD>(ERROR_DEPENDENT_SERVICES_RUNNING));
+    EXPECT_EQ(status.dwCurrentState, UntouchedStatus().dwCurrentState);
+}
+
+TEST(ControlService, TellsTheStateThatTheServiceAnswersWith)
+{
+    const OpenService service{L"KeloSlowToStop"};
+    SERVICE_STATUS status{};
+    EXPECT_EQ(Stop(service.Get(), status), 0u);
+    EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_STOP_PENDING));
+    EXPECT_EQ(status.dwCheckPoint, 1u);
+    EXPECT_EQ(status.dwWaitHint, 1234u);
+    EXPECT_EQ(Stop(service.Get(), status), static_cast<DWORD>(ERROR_SERVICE_CANNOT_ACCEPT_CTRL));
+
+    WaitUntil([&] { return StatusOf(service.Get()).dwCheckPoint == 2; });
+    EXPECT_EQ(StateOf(service.Get()), static_cast<DWORD>(SERVICE_STOP_PENDING));
+    EXPECT_EQ(StatusOf(service.Get()).dwWaitHint, 567u);
+    WaitForState(service.Get(), SERVICE_STOPPED);
+    EXPECT_EQ(Stop(service.Get(), status), static_cast<DWORD>(ERROR_SERVICE_NOT_ACTIVE));
+}
+
+// The configuration of a service, in a buffer of the size that the call asks for.
+class Configuration
+{
+public:
+    explicit Configuration(SC_HANDLE service)
+    {
+        DWORD needed = 0;
+        EXPECT_EQ(ErrorOf(QueryServiceConfigW(service, nullptr, 0, &needed)),
+                  static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+        m_buffer.resize(needed);
+        auto* configuration = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(m_buffer.data());
+        EXPECT_TRUE(QueryServiceConfigW(service, configuration, needed, &needed));
+    }
+
+    DWORD Size() const { return static_cast<DWORD>(m_buffer.size()); }
+    const QUERY_SERVICE_CONFIGW* operator->() const
+    {
+        return reinterpret_cast<const QUERY_SERVICE_CONFIGW*>(m_buffer.data());
+    }
+
+private:
+    std::vector<BYTE> m_buffer;
+};
+
+// What a call with a buffer of a size says.
+DWORD QueryConfigurationError(SC_HANDLE service, DWORD size, DWORD& needed)
+{
+    std::vector<BYTE> buffer(size);
+    return ErrorOf(
+        QueryServiceConfigW(service, reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data()), size, &needed));
+}
+
+// Gives a service a start type and texts; null leaves one as it is.
+DWORD Change(SC_HANDLE service, DWORD startType, const wchar_t* binaryPath, const wchar_t* group,
+             const wchar_t* dependencies)
+{
+    return ErrorOf(ChangeServiceConfigW(service, SERVICE_NO_CHANGE, startType, SERVICE_NO_CHANGE, binaryPath, group,
+                                        nullptr, dependencies, nullptr, nullptr, nullptr));
+}
+
+TEST(QueryServiceConfigW, TellsTheConfiguration)
+{
+    const OpenService service{L"KeloStopped", SERVICE_QUERY_CONFIG};
+    const Configuration configuration{service.Get()};
+    EXPECT_EQ(configuration->dwServiceType, static_cast<DWORD>(SERVICE_WIN32_OWN_PROCESS));
+    EXPECT_EQ(configuration->dwStartType, static_cast<DWORD>(SERVICE_DEMAND_START));
+    EXPECT_EQ(configuration->dwErrorControl, static_cast<DWORD>(SERVICE_ERROR_NORMAL));
+    EXPECT_EQ(Shown(configuration->lpBinaryPathName), "\"C:\\Standins\\Kelo Stopped\\service.exe\" -Service");
+    EXPECT_EQ(Shown(configuration->lpLoadOrderGroup), "");
+    EXPECT_EQ(configuration->dwTagId, 0u);
+    EXPECT_EQ(Shown(configuration->lpServiceStartName), "LocalSystem");
+    EXPECT_EQ(Shown(configuration->lpDisplayName), "Kelo Stopped");
+}
+
+TEST(QueryServiceConfigW, RefusesABufferThatIsTooSmallAndTellsTheNeededSize)
+{
+    const OpenService service{L"KeloStopped", SERVICE_QUERY_CONFIG};
+    const DWORD whole = Configuration{service.Get()}.Size();
+    constexpr DWORD kStructure = sizeof(QUERY_SERVICE_CONFIGW);
+    EXPECT_GT(whole, kStructure);
+    for (const DWORD size : {kStructure - 1, kStructure, whole - 1})
+    {
+        DWORD needed = 0;
+        EXPECT_EQ(QueryConfigurationError(service.Get(), size, needed), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+        EXPECT_EQ(needed, whole) << size;
+    }
+}
+
+TEST(QueryServiceConfigW, GivesAConfigurationThatIsLargerThan4096Bytes)
+{
+    const OpenService service{L"KeloLarge"};
+    const std::wstring binaryPath = L"\"C:\\Standins\\KeloLarge.exe\" " + std::wstring(2100, L'x');
+    EXPECT_EQ(Change(service.Get(), SERVICE_NO_CHANGE, binaryPath.c_str(), nullptr, nullptr), 0u);
+    DWORD needed = 0;
+    EXPECT_EQ(QueryConfigurationError(service.Get(), 4096, needed), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+    EXPECT_GT(needed, 4096u);
+    EXPECT_EQ(Shown(Configuration { service.Get() } -> lpBinaryPathName), Shown(binaryPath.c_str()));
+}
+
+TEST(ChangeServiceConfigW, ChangesWhatIsGivenAndLeavesTheRest)
+{
+    const OpenService service{L"KeloConfigured"};
+    EXPECT_EQ(Change(service.Get(), SERVICE_AUTO_START, nullptr, L"KeloGroup", L"KeloStopped\0KeloRunning\0"), 0u);
+    const Configuration changed{service.Get()};
+    EXPECT_EQ(changed->dwServiceType, static_cast<DWORD>(SERVICE_WIN32_OWN_PROCESS));
+    EXPECT_EQ(changed->dwStartType, static_cast<DWORD>(SERVICE_AUTO_START));
+    EXPECT_EQ(changed->dwErrorControl, static_cast<DWORD>(SERVICE_ERROR_NORMAL));
+    EXPECT_EQ(Shown(changed->lpBinaryPathName), "C:\\Standins\\KeloConfigured.exe");
+    EXPECT_EQ(Shown(changed->lpLoadOrderGroup), "KeloGroup");
+    EXPECT_EQ(Shown(changed->lpDisplayName), "KeloConfigured");
+
+    EXPECT_EQ(Change(service.Get(), SERVICE_NO_CHANGE, nullptr, nullptr, nullptr), 0u);
+    const Configuration same{service.Get()};
+    EXPECT_EQ(same->dwStartType, static_cast<DWORD>(SERVICE_AUTO_START));
+    EXPECT_EQ(Shown(same->lpLoadOrderGroup), "KeloGroup");
+
+    EXPECT_EQ(Change(service.Get(), SERVICE_DISABLED, nullptr, L"", nullptr), 0u);
+    const Configuration without{service.Get()};
+    EXPECT_EQ(without->dwStartType, static_cast<DWORD>(SERVICE_DISABLED));
+    EXPECT_EQ(Shown(without->lpLoadOrderGroup), "");
+    EXPECT_EQ(Start(service.Get()), static_cast<DWORD>(ERROR_SERVICE_DISABLED));
+}
+
+TEST(ChangeServiceConfigW, TakesTheDependenciesAsAMultiString)
+{
+    const OpenService service{L"KeloConfigured"};
+    EXPECT_EQ(Change(service.Get(), SERVICE_NO_CHANGE, nullptr, nullptr, L"KeloStopped\0KeloRunning\0"), 0u);
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine stores the dependencies and does not tell them";
+    EXPECT_EQ(Shown(
+                  Configuration { service.Get() } -> lpDependencies, 25),
+              "KeloStopped<0000>KeloRunning<0000><0000>");
+    EXPECT_EQ(Change(service.Get(), SERVICE_NO_CHANGE, nullptr, nullptr, nullptr), 0u);
+    EXPECT_EQ(Shown(
+                  Configuration { service.Get() } -> lpDependencies, 25),
+              "KeloStopped<0000>KeloRunning<0000><0000>");
+    EXPECT_EQ(Change(service.Get(), SERVICE_NO_CHANGE, nullptr, nullptr, L""), 0u);
+    EXPECT_EQ(Shown(Configuration { service.Get() } -> lpDependencies), "");
+}
+
+TEST(ChangeServiceConfig2W, TakesADescriptionAndNone)
+{
+    const OpenService service{L"KeloConfigured", SERVICE_CHANGE_CONFIG};
+    wchar_t text[] = L"Kelo described";
+    SERVICE_DESCRIPTIONW description{text};
+    EXPECT_EQ(ErrorOf(ChangeServiceConfig2W(service.Get(), SERVICE_CONFIG_DESCRIPTION, &description)), 0u);
+    description.lpDescription = nullptr;
+    EXPECT_EQ(ErrorOf(ChangeServiceConfig2W(service.Get(), SERVICE_CONFIG_DESCRIPTION, &description)), 0u);
+}
+
+TEST(DeleteService, TakesAStoppedServiceAwayWhenItsLastHandleIsClosed)
+{
+    constexpr DWORD kMarked = ERROR_SERVICE_MARKED_FOR_DELETE;
+    {
+        const OpenService first{L"KeloDeleted"};
+        const OpenService second{L"KeloDeleted"};
+        EXPECT_TRUE(DeleteService(first.Get()));
+        EXPECT_EQ(StateOf(first.Get()), static_cast<DWORD>(SERVICE_STOPPED));
+        EXPECT_EQ(ErrorOf(DeleteService(first.Get())), kMarked);
+        EXPECT_EQ(ErrorOf(DeleteService(second.Get())), kMarked);
+        EXPECT_EQ(Change(second.Get(), SERVICE_AUTO_START, nullptr, nullptr, nullptr), kMarked);
+    }
+    EXPECT_EQ(OpenError(L"KeloDeleted"), static_cast<DWORD>(ERROR_SERVICE_DOES_NOT_EXIST));
+}
+
+TEST(DeleteService, LeavesAServiceThatCannotBeStartedOrDescribed)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine starts and describes a service that is marked for deletion";
+    const OpenService service{L"KeloMarked"};
+    EXPECT_TRUE(DeleteService(service.Get()));
+    EXPECT_EQ(Start(service.Get()), static_cast<DWORD>(ERROR_SERVICE_MARKED_FOR_DELETE));
+    SERVICE_DESCRIPTIONW description{nullptr};
+    EXPECT_EQ(ErrorOf(ChangeServiceConfig2W(service.Get(), SERVICE_CONFIG_DESCRIPTION, &description)),
+              static_cast<DWORD>(ERROR_SERVICE_MARKED_FOR_DELETE));
+}
+
+TEST(DeleteService, LeavesARunningServiceUntilItHasStopped)
+{
+    {
+        const OpenService running{L"KeloDoomed", SERVICE_STOP | SERVICE_QUERY_STATUS};
+        EXPECT_TRUE(DeleteService(OpenService{L"KeloDoomed", kDelete}.Get()));
+        EXPECT_EQ(StateOf(running.Get()), static_cast<DWORD>(SERVICE_RUNNING));
+        EXPECT_EQ(OpenError(L"KeloDoomed"), 0u);
+        SERVICE_STATUS status{};
+        EXPECT_EQ(Stop(running.Get(), status), 0u);
+        WaitForState(running.Get(), SERVICE_STOPPED);
+        EXPECT_EQ(OpenError(L"KeloDoomed"), 0u);
+    }
+    EXPECT_EQ(OpenError(L"KeloDoomed"), static_cast<DWORD>(ERROR_SERVICE_DOES_NOT_EXIST));
+}
+
+TEST(DeleteService, TakesAServiceAwayThatStopsWhenNobodyHasItOpen)
+{
+    {
+        const OpenService service{L"KeloFading"};
+        EXPECT_TRUE(DeleteService(service.Get()));
+        SERVICE_STATUS status{};
+        EXPECT_EQ(Stop(service.Get(), status), 0u);
+        EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_STOP_PENDING));
+    }
+    EXPECT_EQ(OpenError(L"KeloFading"), 0u);
+    // Looking at it would hold it open.
+    Sleep(2000);
+    EXPECT_EQ(OpenError(L"KeloFading"), static_cast<DWORD>(ERROR_SERVICE_DOES_NOT_EXIST));
+}
+
+} // namespace
