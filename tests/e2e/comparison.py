@@ -119,9 +119,11 @@ def _simulated_content(machine, path):
         data = file["bytes"].encode("latin-1") if "bytes" in file else file.get("text", "").encode()
         return data.ljust(file["size"], b"\0")[:file["size"]] if "size" in file else data
     content = {name: file[name] for name in ("text", "bytes", "size", "version") if name in file}
-    # What is saved says more of a program than what is described.
+    # What is saved says more of a library and a program than what is described.
+    exports = {name: answer if isinstance(answer, int) else {"result": 0, **answer}
+               for name, answer in (described[0] or {}).get("exports", {}).items()}
     runs = [{"exitCode": 0, **run} for run in (described[1] or {}).get("runs", [])]
-    return json.dumps([content, described[0], runs], sort_keys=True)
+    return json.dumps([content, exports, runs], sort_keys=True)
 
 
 def _simulated_service(name, service):
@@ -175,7 +177,7 @@ class Snapshot:
         _, moves = self.items.pop(("value", *PENDING_MOVES), (7, ""))
         texts = moves.split("\0")
         self.items["pending moves"] = [tuple(text.removeprefix("!").removeprefix("\\??\\").lower() for text in pair)
-                                       for pair in zip(texts[::2], texts[1::2])]
+                                       for pair in zip(texts[::2], texts[1::2]) if pair[0]]
 
     def content(self, path):
         """A directory, or the bytes of a file."""
@@ -264,10 +266,12 @@ class Comparison:
         self.seen = Snapshot(prefix)
         # Others come and go in a prefix that no simulated machine has.
         self.known_processes = {name for name in self.predicted.keys() - self.plain.keys() if name[0] == "process"}
-        # Of the content of libraries and programs only this is known: where it was at first.
+        # Of the content of libraries and programs, and of files in use, only this is known: where it was at first.
         self.known_contents = {}
+        in_use = {path.lower() for path, file in machine["files"].items() if file.get("inUse")}
         for name, content in self.predicted.items():
-            if name[0] == "file" and isinstance(content, str) and name[1] in self.seen.paths:
+            is_image = isinstance(content, str) or name[1] in in_use
+            if name[0] == "file" and is_image and name[1] in self.seen.paths:
                 self.known_contents.setdefault(content, set()).add(self.seen.content(name[1]))
 
     def differences(self):

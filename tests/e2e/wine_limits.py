@@ -27,8 +27,6 @@ LIMITS = {
     "files.*.access": "Wine keeps a file's owner and access list as Unix permissions",
     "files.*.protected": "Wine keeps a file's owner and access list as Unix permissions",
     "files.*.deniedAccess": "on a real machine, what is denied stands in the access list",
-    "files.*.version": "there is no stand-in with a version",
-    "files.*.inUse": "there is no program that has the file loaded",
     "libraries.*": "there is no stand-in that is like it",
     "token": "programs in a prefix run as its administrator, who has every privilege",
     "services.*.processId": "Wine numbers processes itself",
