@@ -39,6 +39,16 @@ class BothImages(unittest.TestCase):
         for _, image in self.each():
             self.assertEqual(image.dll_characteristics & wanted, wanted)
 
+    def test_can_execute_nothing_that_they_can_write(self):
+        for _, image in self.each():
+            both = pe.EXECUTABLE | pe.WRITABLE
+            self.assertIn(".text", image.section_rights)
+            self.assertEqual([name for name, rights in image.section_rights.items() if rights & both == both], [])
+
+    def test_offer_one_function(self):
+        for _, image in self.each():
+            self.assertEqual(image.exported_names, ["SRK_Auth_Change"])
+
     def test_keep_their_relocations(self):
         for _, image in self.each():
             self.assertFalse(image.characteristics & pe.RELOCATIONS_STRIPPED)

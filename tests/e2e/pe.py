@@ -8,9 +8,10 @@ MAGIC_64_BIT = 0x20B
 SUBSYSTEM_GUI = 2
 RELOCATIONS_STRIPPED = 0x0001
 HIGH_ENTROPY, DYNAMIC_BASE, NX_COMPATIBLE = 0x0020, 0x0040, 0x0100
+EXECUTABLE, WRITABLE = 0x20000000, 0x80000000  # of a section
 RESOURCE_VERSION, RESOURCE_MANIFEST = 16, 24
 
-_IMPORTS, _RESOURCES, _RELOCATIONS = 1, 2, 5  # data directories
+_EXPORTS, _IMPORTS, _RESOURCES, _RELOCATIONS = 0, 1, 2, 5  # data directories
 
 
 class Image:
@@ -28,6 +29,9 @@ class Image:
         self._directories = [struct.unpack_from("<II", self.data, optional + 112 + 8 * i) for i in range(count)]
         self._sections = [struct.unpack_from("<IIII", self.data, optional + optional_size + 40 * i + 8)
                           for i in range(sections)]  # virtual size, address, size in the file, place in the file
+        self.section_rights = {
+            self.data[place : place + 8].rstrip(b"\0").decode(): self._u32(place + 36)
+            for place in (optional + optional_size + 40 * i for i in range(sections))}
 
     @property
     def relocations_size(self):
@@ -41,6 +45,12 @@ class Image:
             names.append(self._text(self._u32(descriptor + 12)))
             descriptor += 20
         return names
+
+    @property
+    def exported_names(self):
+        directory = self._offset(self._directories[_EXPORTS][0])
+        names = self._offset(self._u32(directory + 32))
+        return [self._text(self._u32(names + 4 * i)) for i in range(self._u32(directory + 24))]
 
     def resource(self, kind):
         """The bytes of the one resource of a kind; nothing when there is none."""
