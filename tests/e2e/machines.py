@@ -195,7 +195,8 @@ CASES = {
         ("/TPM_VSC=1",), actions=SET_UP_AND_REMOVED),
     "the toolkit's service from an earlier installation": Case(
         merged(USABLE, WINDOWS_7, {"services": {"KlPCR": {
-            "binaryPath": rf'"{TOOLKIT}\KlPCR.exe"', **FOR_A_MOMENT, "displayName": "Kelo PCR", "state": "running", "start": "auto",
+            **FOR_A_MOMENT, "binaryPath": rf'"{TOOLKIT}\KlPCR.exe"',
+            "displayName": "Kelo PCR", "state": "running", "start": "auto",
             "loadOrderGroup": "Group", "dependencies": ["RPCSS"], "description": "an earlier one",
             "errorControl": 0}}}), actions=SET_UP_AND_REMOVED),
     "the toolkit's service program is missing": Case(merged(USABLE, {"programs": {rf"{TOOLKIT}\KlPCR.exe": None}}), actions=SET_UP_AND_REMOVED),
