@@ -31,13 +31,17 @@ configure_file(winsim/core/string_table_texts.cpp.in ${CMAKE_CURRENT_BINARY_DIR}
 
 file(GLOB WINSIM_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/core/*.cpp
     ${PROJECT_SOURCE_DIR}/winsim/areas/*.cpp ${PROJECT_SOURCE_DIR}/winsim/api/*.cpp)
+function(winsim_library target)
+    target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/winsim/include)
+    target_compile_definitions(${target} PUBLIC WINSIM_HOST)
+    target_compile_options(${target} PRIVATE ${KELO_WARNINGS})
+    target_link_libraries(${target} PUBLIC nlohmann_json::nlohmann_json fmt::fmt)
+    target_precompile_headers(${target} PRIVATE winsim/core/json.h)
+endfunction()
+
 add_library(winsim SHARED ${WINSIM_SOURCES} ${CMAKE_CURRENT_BINARY_DIR}/plain_windows.cpp
     ${CMAKE_CURRENT_BINARY_DIR}/string_table_texts.cpp)
-target_include_directories(winsim PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/winsim/include)
-target_compile_definitions(winsim PUBLIC WINSIM_HOST)
-target_compile_options(winsim PRIVATE ${KELO_WARNINGS})
-target_link_libraries(winsim PUBLIC nlohmann_json::nlohmann_json fmt::fmt)
-target_precompile_headers(winsim PRIVATE winsim/core/json.h)
+winsim_library(winsim)
 
 # ---- Programs for the simulated machine ---------------------------------------------------------------------------
 
@@ -48,17 +52,20 @@ add_library(winsim_runtime OBJECT winsim/crt/memory.cpp winsim/crt/runtime.cpp)
 target_include_directories(winsim_runtime PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/winsim/include)
 target_compile_options(winsim_runtime PRIVATE ${WINSIM_PROGRAM_OPTIONS} -fno-builtin ${KELO_WARNINGS})
 
+# winsim_program(TARGET [WINSIM]): what makes a target a program, or part of one, that runs on the machine of a library.
 function(winsim_program target)
+    set(machine winsim ${ARGN})
+    list(GET machine -1 machine)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/winsim/include)
     target_compile_definitions(${target} PRIVATE _GLIBCXX_EXTERN_TEMPLATE=0)
     target_compile_options(${target} PRIVATE ${WINSIM_PROGRAM_OPTIONS} ${KELO_WARNINGS})
     get_target_property(type ${target} TYPE)
     if(type STREQUAL "MODULE_LIBRARY")
         # By its file: what winsim asks of those that use it does not hold for a program.
-        target_link_libraries(${target} PRIVATE $<TARGET_OBJECTS:winsim_runtime> $<TARGET_FILE:winsim>)
+        target_link_libraries(${target} PRIVATE $<TARGET_OBJECTS:winsim_runtime> $<TARGET_FILE:${machine}>)
         target_link_options(${target} PRIVATE -Wl,-z,defs
             -Wl,--version-script=${PROJECT_SOURCE_DIR}/winsim/crt/program.map)
-        add_dependencies(${target} winsim)
+        add_dependencies(${target} ${machine})
         set_target_properties(${target} PROPERTIES PREFIX "")
     endif()
 endfunction()
@@ -111,7 +118,9 @@ function(native_tests group)
     target_compile_options(${group}_tests PRIVATE ${KELO_WARNINGS})
     target_precompile_headers(${group}_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
     add_dependencies(${group}_tests kelo-rehearse kelo_test_program kelo_library)
-    gtest_discover_tests(${group}_tests TEST_PREFIX ${group}. PROPERTIES LABELS ${group} DISCOVERY_MODE PRE_TEST)
+    # The limit is for those that are asked to take long.
+    gtest_discover_tests(${group}_tests TEST_PREFIX ${group}. PROPERTIES LABELS ${group} TIMEOUT 14400
+        DISCOVERY_MODE PRE_TEST)
 endfunction()
 
 native_tests(unit)
@@ -121,6 +130,7 @@ target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}
 
 include(cmake/e2e.cmake)
 include(cmake/coverage.cmake)
+include(cmake/sanitizers.cmake)
 include(cmake/style.cmake)
 include(cmake/conformance.cmake)
 include(cmake/bench.cmake)

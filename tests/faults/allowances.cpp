@@ -108,8 +108,8 @@ struct Silence
 {
     const char* reason;
     std::vector<const char*> calls;
-    const char* step = nullptr;     // any
-    const char* argument = nullptr; // in the call's parameters; any
+    std::vector<const char*> steps = {}; // any, when none is given
+    const char* argument = nullptr;      // in the call's parameters; any
 };
 
 const std::vector<Silence> kSilences = {
@@ -123,85 +123,90 @@ const std::vector<Silence> kSilences = {
     {"without a COM apartment the steps are tried all the same", {"CoInitializeEx"}},
 
     // What the registry does not tell is taken to be absent.
-    {"a common key that cannot be opened is passed over", {"RegOpenKeyExA"}, "options", "Kelo Systems Corp\\\\Common"},
+    {"a common key that cannot be opened is passed over",
+     {"RegOpenKeyExA"},
+     {"options"},
+     "Kelo Systems Corp\\\\Common"},
     {"a value that cannot be read leaves the line of one that is not there",
      {"RegQueryValueExA"},
-     "options",
+     {"options"},
      "KlVSC Installed"},
     {"the line is the one of a value that is not there",
      {"RegOpenKeyExA"},
-     "auto-enrollment tasks",
+     {"auto-enrollment tasks"},
      "Kelo Systems Corp\\\\Common"},
 
-    {"an existing registration is passed over", {"BCryptRegisterProvider"}, "key storage providers"},
+    {"an existing registration is passed over", {"BCryptRegisterProvider"}, {"key storage providers"}},
     {"a provider without a context function leaves the same line",
      {"BCryptRemoveContextFunctionProvider"},
-     "key storage providers"},
+     {"key storage providers"}},
 
     {"the switch of automatic provisioning is a service to the user and speaks of nothing",
      {"SysAllocString", "CoCreateInstance", "IWbemLocator::ConnectServer", "CoSetProxyBlanket",
       "IWbemServices::GetObject", "IWbemClassObject::GetMethod", "IWbemClassObject::SpawnInstance",
       "IWbemClassObject::Put", "IWbemServices::ExecMethod"},
-     "automatic provisioning"},
+     {"automatic provisioning"}},
 
     {"the CryptoAPI defaults are set without a word",
      {"RegOpenKeyExA", "RegCreateKeyExA", "RegSetValueExA"},
-     "provider defaults"},
+     {"provider defaults"}},
 
     {"the result message has no log",
      {"LoadLibraryA", "GetProcAddress", "GetLocaleInfoA", "LoadStringA", "FormatMessageA", "RegCreateKeyExA",
       "RegSetValueExA"},
-     "stack set-up's end"},
+     {"stack set-up's end"}},
 
     {"a file without attributes is handled as one that cannot be deleted", {"GetFileAttributesA"}},
     {"the lines speak of a file that is not there, or of one that cannot be deleted, as it is",
      {"DeleteFileA", "MoveFileA", "CopyFileA"}},
     {"the line is the same for every TSP library that is not there",
      {"GetFileAttributesW"},
-     "stack set-up",
+     {"probe library"},
      "NTRU TCG Software Stack"},
-    {"a TSP1 shim that stays is not looked at again", {"DeleteFileW"}, "stack set-up"},
-    {"without the variable Windows is asked for its folder", {"GetEnvironmentVariableA"}, "stack set-up"},
+    {"a TSP1 shim that stays is not looked at again", {"DeleteFileW"}, {"probe library"}},
+    {"without the variable Windows is asked for its folder", {"GetEnvironmentVariableA"}, {"library copy"}},
 
-    {"commands that are not blocked are passed over", {"RegOpenKeyExW", "RegDeleteValueW"}, "stack set-up"},
-    {"a path that is not there yet is made", {"GetNamedSecurityInfoW"}, "stack set-up", "Kelo Systems Corp"},
+    {"commands that are not blocked are passed over", {"RegOpenKeyExW", "RegDeleteValueW"}, {"stack set-up"}},
+    {"a path that is not there yet is made", {"GetNamedSecurityInfoW"}, {"policy access"}, "Kelo Systems Corp"},
     {"the lines are the same after the ownership was taken",
      {"SetNamedSecurityInfoW"},
-     "stack set-up",
+     {"stack set-up"},
      "BlockedCommands"},
 
-    {"the line of a service that is not found has no reason in it", {"OpenServiceW", "OpenSCManagerW"}, "stack set-up"},
+    {"the line of a service that is not found has no reason in it",
+     {"OpenServiceW", "OpenSCManagerW"},
+     {"stack set-up", "restart of the stack", "probe library"}},
     {"the look-up of a service's program is a question whose failure the asker names",
      {"QueryServiceConfigW", "LocalAlloc"}},
-    {"the state that follows decides, not the control", {"ControlService"}, "stack set-up"},
-    {"the description is a nicety", {"ChangeServiceConfig2W"}, "stack set-up"},
-    {"the service's own program is not looked after",
-     {"CreateProcessW", "WaitForSingleObject"},
-     "stack set-up",
-     nullptr},
-    {"the service's own program is not looked after", {"CreateProcessW", "WaitForSingleObject"}, "toolkit service"},
+    {"the line of a service that cannot be stopped has no reason in it",
+     {"ControlService"},
+     {"stack set-up", "restart of the stack"}},
+    {"the state that follows decides, not the control", {"ControlService"}, {"toolkit service"}},
+    {"the description is a nicety", {"ChangeServiceConfig2W"}, {"toolkit service"}},
+    {"the service's own program is not looked after", {"CreateProcessW", "WaitForSingleObject"}, {"toolkit service"}},
 
     {"the two card services are put right without a word",
      {"OpenSCManagerW", "OpenServiceW", "QueryServiceConfigW", "QueryServiceStatusEx"},
-     "virtual smart card"},
-    {"the line of the ended program shows a code of its own", {"GetExitCodeProcess"}, "virtual smart card"},
+     {"virtual smart card"}},
+    {"the line of the ended program shows a code of its own", {"GetExitCodeProcess"}, {"virtual smart card"}},
     {"the note for the next set-up is written without a word",
      {"RegOpenKeyExA", "RegSetValueExA", "RegDeleteValueA"},
-     "virtual smart card"},
-    {"the lines before say that the file stays for now", {"MoveFileExW"}, "virtual smart card"},
-    {"a file that is not there needs no deletion", {"DeleteFileW"}, "virtual smart card"},
+     {"virtual smart card"}},
+    {"the lines before say that the file stays for now", {"MoveFileExW"}, {"virtual smart card"}},
+    {"a file that is not there needs no deletion", {"DeleteFileW"}, {"virtual smart card"}},
 
     // The entry point.
-    {"the result tells the installer", {"MsiGetPropertyW"}, ""},
-    {"a program that cannot be started is one that is not there", {"CreateProcessW", "SHGetFolderPathW"}, ""},
-    {"the value for the next log-on is a service to the user", {"RegSetValueExA"}, "", "ChangeTPMAuth"},
+    {"the result tells the installer", {"MsiGetPropertyW"}, {""}},
+    {"a program that cannot be started is one that is not there", {"CreateProcessW", "SHGetFolderPathW"}, {""}},
+    {"the value for the next log-on is a service to the user", {"RegSetValueExA"}, {""}, "ChangeTPMAuth"},
 };
 
 bool Fits(const Silence& silence, const CallRecord& failed, const std::string& step)
 {
-    const auto isIt = [&](const char* call) { return failed.name == call; };
-    return std::any_of(silence.calls.begin(), silence.calls.end(), isIt) &&
-           (silence.step == nullptr || step == silence.step) &&
+    const auto names = [](const std::vector<const char*>& texts, const std::string& text) {
+        return std::find(texts.begin(), texts.end(), text) != texts.end();
+    };
+    return names(silence.calls, failed.name) && (silence.steps.empty() || names(silence.steps, step)) &&
            (silence.argument == nullptr || failed.in.dump().find(silence.argument) != std::string::npos);
 }
 

@@ -13,6 +13,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+// The leak sanitizer's, when this is linked with it.
+extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
+
 namespace
 {
 
@@ -106,7 +109,9 @@ std::vector<std::string> RunIsolated(const std::function<void(Progress&)>& work,
         ChildProgress progress{current, ends[1]};
         progress.SetLimit(limitSeconds);
         work(progress);
-        _exit(EXIT_SUCCESS);
+        progress.Begin("the search for leaks");
+        const bool leaks = __lsan_do_recoverable_leak_check != nullptr && __lsan_do_recoverable_leak_check() != 0;
+        _exit(leaks ? EXIT_FAILURE : EXIT_SUCCESS);
     }
     close(ends[1]);
     std::vector<std::string> complaints = Lines(ReadAll(ends[0]));

@@ -22,6 +22,13 @@ const std::vector<Step> kSetup = {
     {"automatic provisioning", {}, "CoInitializeEx"},
     {"virtual smart card", {"Install TPM Virtual Smartcard.... "}, nullptr, true},
     {"stack set-up", {"call SetupTCGDLL("}},
+    {"policy access", {}, "SHGetSpecialFolderPathW"},
+    {"platform detection", {"DetectTPMPlatform("}},
+    {"processes left behind", {"Try to kill Kelo services"}, nullptr, true},
+    {"restart of the stack", {"Restart Kelo Service"}, nullptr, true},
+    {"probe library", {"Load "}, nullptr, true},
+    {"library copy", {"CopyTCGDLL - "}, nullptr, true},
+    {"toolkit service", {"InstallTkService - Make sure"}, nullptr, true},
     {"stack set-up's end", {"<-- SetupTCGDLL()"}},
     {"end", {kEnd}},
 };

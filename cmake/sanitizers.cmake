@@ -1,0 +1,68 @@
+# The sanitizer tests: winsim and the program's images once more, watched by the address sanitizer, the leak sanitizer and
+# the undefined-behaviour sanitizer, and the native tests linked with those.
+
+set(SANITIZERS_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/sanitizers)
+set(SANITIZERS -fsanitize=address,undefined)
+set(WATCHING_OPTIONS ${SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+
+function(watched target)
+    target_compile_options(${target} PRIVATE ${WATCHING_OPTIONS})
+    target_link_options(${target} PRIVATE ${SANITIZERS})
+    set_target_properties(${target} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${SANITIZERS_FOLDER}
+        RUNTIME_OUTPUT_DIRECTORY ${SANITIZERS_FOLDER})
+endfunction()
+
+get_target_property(winsim_sources winsim SOURCES)
+add_library(watched_winsim SHARED EXCLUDE_FROM_ALL ${winsim_sources})
+winsim_library(watched_winsim)
+watched(watched_winsim)
+set_target_properties(watched_winsim PROPERTIES OUTPUT_NAME winsim)
+
+add_library(watched_objects OBJECT EXCLUDE_FROM_ALL ${KELO_SOURCES})
+target_include_directories(watched_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
+winsim_program(watched_objects)
+target_compile_options(watched_objects PRIVATE ${WATCHING_OPTIONS})
+
+# An image of the same name as `image`, made of what that adds to the program's own objects.
+function(watched_image target image)
+    add_library(${target} MODULE EXCLUDE_FROM_ALL $<TARGET_PROPERTY:${image},SOURCES>)
+    target_link_libraries(${target} PRIVATE watched_objects)
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+    winsim_program(${target} watched_winsim)
+    watched(${target})
+    set_target_properties(${target} PROPERTIES OUTPUT_NAME $<TARGET_PROPERTY:${image},OUTPUT_NAME>)
+endfunction()
+
+watched_image(watched_program kelo_program)
+watched_image(watched_library kelo_library)
+watched_image(watched_test_program kelo_test_program)
+set(WATCHED_TARGETS watched_winsim watched_program watched_library watched_test_program)
+
+# A native program of the same objects, linked with what is watched. More arguments: what else it is linked with.
+function(watched_executable program)
+    add_executable(watched_${program} EXCLUDE_FROM_ALL $<TARGET_OBJECTS:${program}>)
+    target_link_libraries(watched_${program} PRIVATE watched_winsim ${ARGN})
+    watched(watched_${program})
+    set_target_properties(watched_${program} PROPERTIES OUTPUT_NAME ${program} LINKER_LANGUAGE CXX)
+    add_dependencies(watched_${program} ${WATCHED_TARGETS})
+endfunction()
+
+watched_executable(kelo-rehearse)
+# watched_tests(GROUP SHARDS): a group's native tests, in so many parts that run side by side.
+function(watched_tests group shards)
+    watched_executable(${group}_tests $<TARGET_FILE:test_support> GTest::gmock GTest::gtest_main)
+    add_dependencies(watched_${group}_tests watched_kelo-rehearse)
+    math(EXPR last "${shards} - 1")
+    foreach(shard RANGE ${last})
+        add_test(NAME sanitizers.${group}.${shard} COMMAND ${PROJECT_SOURCE_DIR}/tests/sanitizers/run
+            ${SANITIZERS_FOLDER}/${group}_tests --gtest_brief=1)
+        set_tests_properties(sanitizers.${group}.${shard} PROPERTIES LABELS sanitizers TIMEOUT 1800 COST 300
+            ENVIRONMENT "GTEST_TOTAL_SHARDS=${shards};GTEST_SHARD_INDEX=${shard}")
+    endforeach()
+endfunction()
+
+watched_tests(unit 2)
+watched_tests(scenarios 1)
+watched_tests(faults 6)
+add_custom_target(sanitizers_tests ALL
+    DEPENDS watched_unit_tests watched_scenarios_tests watched_faults_tests)
