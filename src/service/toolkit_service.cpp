@@ -27,7 +27,7 @@ struct StackDependency
 };
 
 constexpr StackDependency kStackDependencies[] = {
-    {L"IFX", kInfineonService},
+    {L"IFX", kIfxService},
     {L"NTRU", kNtruService},
     {L"KELO", kKeloService},
 };

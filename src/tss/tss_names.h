@@ -9,5 +9,5 @@ inline constexpr char kNtruVendor[] = "NTRU";
 // Windows services: the stacks' own, and the TPM Base Services, which the stacks and Windows share.
 inline constexpr wchar_t kKeloService[] = L"tcsd_x86";
 inline constexpr wchar_t kNtruService[] = L"tcsd_win32.exe";
-inline constexpr wchar_t kInfineonService[] = L"IFXTCS";
+inline constexpr wchar_t kIfxService[] = L"IFXTCS";
 inline constexpr wchar_t kTbsService[] = L"TBS";

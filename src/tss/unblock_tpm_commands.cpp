@@ -98,7 +98,7 @@ bool DeleteBlockedCommands()
 bool RestartTbs()
 {
     const bool ntruStopped = StopServiceByName(kNtruService);
-    StopServiceByName(kInfineonService);
+    StopServiceByName(kIfxService);
     StopServiceByName(kKeloService);
     const bool restarted = RestartServiceByName(kTbsService);
     if (ntruStopped)
