@@ -1,11 +1,21 @@
 """The program goes on as predicted where its surroundings are not what they should be."""
 
+import re
 import unittest
 
-from program import LOG, Machine, rehearse
+from program import LOG, LOG_LINE, Machine, rehearse
+from provision import READ_ONLY
 
 LOG_FOLDER = LOG.rpartition("\\")[0]
 LINE_LIMIT = 32000  # characters of a command line, near the most that Windows takes
+
+ACTIONS = ["/Setup", "/Commit", "/Rollback", "/Uninstall"]
+STAMP = re.compile(LOG_LINE.pattern.partition("(?P<message>")[0])
+
+
+def without_stamps(log):
+    """The text of a log without its times, zones and threads."""
+    return STAMP.sub("", log)
 
 
 class HostileSurroundings(unittest.TestCase):
@@ -22,6 +32,26 @@ class HostileSurroundings(unittest.TestCase):
     def test_log_folder_that_is_a_file(self):
         seen = self.check({"files": {LOG_FOLDER: {"text": "no folder"}}}, "/Commit")
         self.assertEqual(seen.log, [])
+
+    def test_log_file_that_is_read_only(self):
+        description = {"files": {LOG: {"text": "", "attributes": READ_ONLY}}}
+        seen = self.check(description, "/Commit")
+        self.assertEqual(seen.log, [])
+
+    def test_no_toolkit_files_at_all(self):
+        for action in ACTIONS:
+            with self.subTest(action):
+                self.check({}, action)
+
+    def test_argument_with_a_newline(self):
+        # The log is compared as a whole: such a line lies across two.
+        argument = "/X=first\nsecond"
+        predicted = rehearse({}, "/Commit", argument)
+        with Machine({}) as machine:
+            seen = machine.run("/Commit", argument)
+            text = machine.content(LOG).decode(machine.encoding)
+        self.assertEqual(seen.exit_status, predicted.exit_status)
+        self.assertEqual(without_stamps(text), without_stamps("".join(line + "\r\n" for line in predicted.log)))
 
     def test_long_command_line(self):
         self.check({}, "/Commit", "/X=" + LINE_LIMIT * "x")

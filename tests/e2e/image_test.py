@@ -1,13 +1,13 @@
 """The two images for Windows: what they are, what they need, and how they are protected."""
 
+import pathlib
 import unittest
 
 import pe
 from program import DLL, EXE
 
-# Every library that the program may need. All are part of Windows.
-WINDOWS_LIBRARIES = {"advapi32.dll", "kernel32.dll", "msi.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll", "psapi.dll",
-                     "shell32.dll", "user32.dll", "version.dll", "winscard.dll"}
+# Every function of Windows that the program may need, behind its library's name in brackets.
+ALLOWED_IMPORTS = pathlib.Path(__file__).with_name("allowed_imports.txt")
 
 SUPPORTED_WINDOWS = {
     "Windows Vista": "{e2011457-1546-43c5-a5fe-008deee3d3f0}",
@@ -20,6 +20,20 @@ SUPPORTED_WINDOWS = {
 LARGEST_SIZE = 256 * 1024
 
 
+def allowed_imports():
+    """Pairs of a library and a name."""
+    library = None
+    for line in ALLOWED_IMPORTS.read_text(encoding="utf-8").splitlines():
+        if line.startswith("["):
+            library = line.strip("[]")
+        elif line and not line.startswith("#"):
+            yield library, line
+
+
+def imports_of(image):
+    return {(library.lower(), name) for library, names in image.imports.items() for name in names}
+
+
 class BothImages(unittest.TestCase):
     def each(self):
         for path in (EXE, DLL):
@@ -30,9 +44,13 @@ class BothImages(unittest.TestCase):
         for _, image in self.each():
             self.assertEqual((image.machine, image.magic), (pe.MACHINE_AMD64, pe.MAGIC_64_BIT))
 
-    def test_need_nothing_but_windows(self):
+    def test_import_what_is_allowed(self):
         for _, image in self.each():
-            self.assertLessEqual({name.lower() for name in image.imported_libraries}, WINDOWS_LIBRARIES)
+            self.assertEqual(sorted(imports_of(image) - set(allowed_imports())), [])
+
+    def test_import_all_that_is_allowed(self):
+        imported = set().union(*(imports_of(image) for _, image in self.each()))
+        self.assertEqual([allowed for allowed in allowed_imports() if allowed not in imported], [])
 
     def test_run_at_random_addresses_without_executable_data(self):
         wanted = pe.HIGH_ENTROPY | pe.DYNAMIC_BASE | pe.NX_COMPATIBLE

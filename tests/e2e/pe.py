@@ -38,13 +38,21 @@ class Image:
         return self._directories[_RELOCATIONS][1]
 
     @property
-    def imported_libraries(self):
+    def imports(self):
+        """The names of the imported functions and variables of each library."""
         descriptor = self._offset(self._directories[_IMPORTS][0])
-        names = []
+        imports = {}
         while self._u32(descriptor + 12):
-            names.append(self._text(self._u32(descriptor + 12)))
+            imports[self._text(self._u32(descriptor + 12))] = list(self._imported_names(self._u32(descriptor)))
             descriptor += 20
-        return names
+        return imports
+
+    def _imported_names(self, table):
+        place = self._offset(table)
+        while entry := struct.unpack_from("<Q", self.data, place)[0]:
+            # The highest bit marks a function that is imported by its number; names lie behind a hint.
+            yield f"#{entry & 0xFFFF}" if entry >> 63 else self._text(entry + 2)
+            place += 8
 
     @property
     def exported_names(self):

@@ -32,7 +32,7 @@ DWORD AppendError(const Files& files, const std::string& path)
         return ERROR_PATH_NOT_FOUND;
     const File* file = files.Find(path);
     if (file != nullptr)
-        return file->isDirectory || file->isDenied ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+        return file->isDirectory || file->isDenied || file->IsReadOnly() ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
     const File* parent = files.Find(Files::ParentOf(path));
     if (parent == nullptr || !parent->isDirectory)
         return ERROR_PATH_NOT_FOUND;
