@@ -10,5 +10,5 @@ execute_process(COMMAND ${KELO_PYTHON} -B list_cases.py WORKING_DIRECTORY ${E2E_
 string(REPLACE "\n" ";" E2E_CASES "${E2E_CASES}")
 foreach(case ${E2E_CASES})
     add_test(NAME e2e.${case} COMMAND ${KELO_PYTHON} -B -m unittest ${case} WORKING_DIRECTORY ${E2E_FOLDER})
-    set_tests_properties(e2e.${case} PROPERTIES LABELS e2e TIMEOUT 120)
+    set_tests_properties(e2e.${case} PROPERTIES LABELS e2e TIMEOUT 300)
 endforeach()
