@@ -1,11 +1,16 @@
 """The program goes on as predicted where its surroundings are not what they should be."""
 
 import re
+import shutil
 import unittest
 
 from program import LOG, LOG_LINE, Machine, rehearse
 from provision import READ_ONLY
+from standins import BUILD
 
+TOOLKIT = r"C:\Program Files\Kelo Systems Corp\Toolkit"
+TEXT_LIBRARY = "Internationalization_en.dll"
+MARK = "stkprobe.log"
 LOG_FOLDER = LOG.rpartition("\\")[0]
 LINE_LIMIT = 32000  # characters of a command line, near the most that Windows takes
 
@@ -52,6 +57,26 @@ class HostileSurroundings(unittest.TestCase):
             text = machine.content(LOG).decode(machine.encoding)
         self.assertEqual(seen.exit_status, predicted.exit_status)
         self.assertEqual(without_stamps(text), without_stamps("".join(line + "\r\n" for line in predicted.log)))
+
+    def test_libraries_in_the_current_folder(self):
+        # A failing set-up loads all that the program asks for by name alone. The stand-in notes that it was loaded.
+        # Wine 8 looks for other libraries than its own in the current folder all the same: that SetDllDirectoryW ends
+        # that for the library of texts, only Windows can show.
+        with Machine({}) as machine:
+            planted = machine.prefix.path(r"C:\Planted")
+            planted.mkdir()
+            for name in ("bcrypt.dll", "kernel32.dll"):
+                shutil.copy(BUILD / "stkprobe.dll", planted / name)
+            machine.prefix.current_folder = planted
+            self.assertEqual(machine.run("/Setup").exit_status, 255)
+            self.assertFalse((planted / MARK).exists())
+
+            # From the program's own folder it is loaded, and leaves its mark there.
+            own = machine.prefix.path(TOOLKIT)
+            shutil.copy(BUILD / "stkprobe.dll", own / TEXT_LIBRARY)
+            self.assertEqual(machine.run("/Setup").exit_status, 255)
+            self.assertTrue((own / MARK).exists())
+            self.assertFalse((planted / MARK).exists())
 
     def test_long_command_line(self):
         self.check({}, "/Commit", "/X=" + LINE_LIMIT * "x")
