@@ -4,7 +4,7 @@
 
 #ifdef _WIN32
 
-// int CallUnderHandler(void (*function)(void*), void* context): 1 when the function returned, 0 when not.
+// void CallUnderHandler(void (*function)(void*), void* context): comes back whether the function does or not.
 //
 // The frame names Windows' own handler, and the table behind .seh_handlerdata tells that handler what a
 // __try/__except around the call would: one range, a filter that is always EXCEPTION_EXECUTE_HANDLER (1), and
@@ -26,11 +26,7 @@ CallUnderHandler:
         call    *%rax
         nop
 .LguardedEnd:
-        movl    $1, %eax
-        jmp     .Lleave
 .Lcaught:
-        xorl    %eax, %eax
-.Lleave:
         addq    $40, %rsp
         ret
         .seh_handler __C_specific_handler, @except
@@ -44,15 +40,14 @@ CallUnderHandler:
         .seh_endproc
 )");
 
-extern "C" int CallUnderHandler(void (*function)(void*), void* context);
+extern "C" void CallUnderHandler(void (*function)(void*), void* context);
 
 #else
 
 // Faults are exceptions of C++ here.
-static int CallUnderHandler(void (*function)(void*), void* context)
+static void CallUnderHandler(void (*function)(void*), void* context)
 {
     function(context);
-    return 1;
 }
 
 #endif
@@ -77,7 +72,7 @@ void CallCatching(void* call)
     }
     catch (...)
     {
-        guarded->returned = false;
+        // It has not returned, and that stands there already.
     }
 }
 
@@ -88,5 +83,6 @@ bool exception_guard_detail::Call(void (*function)(void*), void* context)
     // What this program's own compiler throws has to be caught in its own way: its clean-up on the way out goes on
     // to a handler of that kind and passes a frame with another one by.
     GuardedCall call{function, context, false};
-    return CallUnderHandler(&CallCatching, &call) != 0 && call.returned;
+    CallUnderHandler(&CallCatching, &call);
+    return call.returned;
 }
