@@ -19,7 +19,6 @@ READ_AND_TAKE_OWNERSHIP = 0xA0019
 INSTALLATION_AND_REMOVAL = ("/Setup", "/Setup", "/Commit", "/Uninstall", "/Uninstall")
 ROLLED_BACK = ("/Setup", "/Rollback")
 COMMITTED = ("/Commit", "/Setup", "/Commit", "/Uninstall")
-SET_UP_AND_REMOVED = ("/Setup", "/Uninstall")
 REMOVED_AND_SET_UP = ("/Uninstall", "/Setup", "/Commit", "/Uninstall", "/Uninstall")  # where it may be installed
 TAKEN_BACK_AND_DONE_AGAIN = ("/Setup", "/Rollback", "/Setup", "/Commit", "/Uninstall")
 
@@ -153,27 +152,27 @@ CASES = {
     "Windows 10": Case(merged(USABLE, WINDOWS_10), ("/TPM_VSC=", "/ProductType=Home")),
 
     # Stacks and vendors.
-    "XP where no stack is usable": Case(merged(INSTALLED, WINDOWS_XP), ("/TSS_VENDOR=NTRU12",), actions=SET_UP_AND_REMOVED),
+    "XP where no stack is usable": Case(merged(INSTALLED, WINDOWS_XP), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
     "the other stack is usable": Case(merged(INSTALLED, WINDOWS_7, probe("NTRU12"), ntru_stack())),
-    "the other stack alone, another wanted": Case(merged(INSTALLED, ntru_stack()), ("/TSS_VENDOR=KELO",), actions=SET_UP_AND_REMOVED),
-    "both stacks, neither usable": Case(merged(INSTALLED, VISTA, kelo_stack(), ntru_stack()), ("/TSS_VENDOR=kelo",), actions=SET_UP_AND_REMOVED),
+    "the other stack alone, another wanted": Case(merged(INSTALLED, ntru_stack()), ("/TSS_VENDOR=KELO",), actions=INSTALLATION_AND_REMOVAL),
+    "both stacks, neither usable": Case(merged(INSTALLED, VISTA, kelo_stack(), ntru_stack()), ("/TSS_VENDOR=kelo",), actions=INSTALLATION_AND_REMOVAL),
     "no stack, the toolkit's own wanted": Case(INSTALLED, ("/TSS_VENDOR=KELO",)),
-    "no stack, the other wanted": Case(merged(INSTALLED, WINDOWS_7), ("/TSS_VENDOR=NTRU12",), actions=SET_UP_AND_REMOVED),
+    "no stack, the other wanted": Case(merged(INSTALLED, WINDOWS_7), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
     "no stack, a third wanted": Case(INSTALLED, ("/TSS_VENDOR=IFX",), ROLLED_BACK),
-    "a stack that stopped, none wanted": Case(merged(INSTALLED, ntru_stack(state="stopped")), actions=SET_UP_AND_REMOVED),
-    "a stack that stopped, and is usable": Case(merged(INSTALLED, probe("NTRU12"), ntru_stack(state="stopped")), actions=SET_UP_AND_REMOVED),
+    "a stack that stopped, none wanted": Case(merged(INSTALLED, ntru_stack(state="stopped")), actions=INSTALLATION_AND_REMOVAL),
+    "a stack that stopped, and is usable": Case(merged(INSTALLED, probe("NTRU12"), ntru_stack(state="stopped")), actions=INSTALLATION_AND_REMOVAL),
 
     # Detection libraries.
-    "TPM that is off": Case(merged(USABLE, probe("KELO", isEnabled=0)), ("/TSS_VENDOR=other",), actions=SET_UP_AND_REMOVED),
-    "TPM that is not activated": Case(merged(USABLE, probe("KELO", isActivated=0), probe("NTRU12", isActivated=2)), actions=SET_UP_AND_REMOVED),
+    "TPM that is off": Case(merged(USABLE, probe("KELO", isEnabled=0)), ("/TSS_VENDOR=other",), actions=INSTALLATION_AND_REMOVAL),
+    "TPM that is not activated": Case(merged(USABLE, probe("KELO", isActivated=0), probe("NTRU12", isActivated=2)), actions=INSTALLATION_AND_REMOVAL),
     "TPM without an owner": Case(merged(USABLE, WINDOWS_8, probe("KELO", isOwned=0)), (), ROLLED_BACK),
     "TPM whose SRK is in the wrong format": Case(merged(USABLE, probe("KELO", ValidSRKAuth=1)), (), ROLLED_BACK),
     "a detection library without functions": Case(
-        merged(USABLE, GERMAN, probe("KELO", isEnabled=None), probe("NTRU12", DetectTSS=None)), actions=SET_UP_AND_REMOVED),
+        merged(USABLE, GERMAN, probe("KELO", isEnabled=None), probe("NTRU12", DetectTSS=None)), actions=INSTALLATION_AND_REMOVAL),
     "a detection library that faults": Case(
         merged(USABLE, probe("KELO", isEnabled={"throws": "access violation"}),
-               probe("NTRU12", DetectTSS={"throws": "division by zero"}), ntru_stack()), ("/TSS_VENDOR=NTRU12",), actions=SET_UP_AND_REMOVED),
-    "no detection libraries": Case(merged(PLAIN, MESSAGES, JAPANESE, toolkit_service(), shims()), actions=SET_UP_AND_REMOVED),
+               probe("NTRU12", DetectTSS={"throws": "division by zero"}), ntru_stack()), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
+    "no detection libraries": Case(merged(PLAIN, MESSAGES, JAPANESE, toolkit_service(), shims()), actions=INSTALLATION_AND_REMOVAL),
 
     # Services.
     "a slow stack": Case(merged(USABLE, WINDOWS_7, kelo_stack(
@@ -185,21 +184,21 @@ CASES = {
         merged(INSTALLED, ntru_stack(onStart={"states": [{"state": "startPending"}, {
             "afterMs": 600, "state": "stopped", "exitCode": 1066, "serviceExitCode": 42}]})), ("/TSS_VENDOR=NTRU12",),
         ROLLED_BACK),
-    "TPM Base Services that stopped": Case(merged(USABLE, WINDOWS_7, {"services": {"TBS": {"state": "stopped"}}}), actions=SET_UP_AND_REMOVED),
+    "TPM Base Services that stopped": Case(merged(USABLE, WINDOWS_7, {"services": {"TBS": {"state": "stopped"}}}), actions=INSTALLATION_AND_REMOVAL),
     "TPM Base Services that refuse to stop": Case(
         merged(USABLE, WINDOWS_7, ntru_stack(), {"services": {"TBS": {"controlsAccepted": 0}}}), (), ROLLED_BACK),
     "a third stack beside the TPM Base Services": Case(
-        merged(USABLE, WINDOWS_7, service("IFXTCS", r"C:\IFX", state="running", start="auto"), ntru_stack()), actions=SET_UP_AND_REMOVED),
+        merged(USABLE, WINDOWS_7, service("IFXTCS", r"C:\IFX", state="running", start="auto"), ntru_stack()), actions=INSTALLATION_AND_REMOVAL),
     "no services but the toolkit's": Case(
         merged(USABLE, {"services": {name: None for name in ("TBS", "SCardSvr", "CertPropSvc", "tcsd_x86")}}),
-        ("/TPM_VSC=1",), actions=SET_UP_AND_REMOVED),
+        ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
     "the toolkit's service from an earlier installation": Case(
         merged(USABLE, WINDOWS_7, {"services": {"KlPCR": {
             **FOR_A_MOMENT, "binaryPath": rf'"{TOOLKIT}\KlPCR.exe"',
             "displayName": "Kelo PCR", "state": "running", "start": "auto",
             "loadOrderGroup": "Group", "dependencies": ["RPCSS"], "description": "an earlier one",
-            "errorControl": 0}}}), actions=SET_UP_AND_REMOVED),
-    "the toolkit's service program is missing": Case(merged(USABLE, {"programs": {rf"{TOOLKIT}\KlPCR.exe": None}}), actions=SET_UP_AND_REMOVED),
+            "errorControl": 0}}}), actions=INSTALLATION_AND_REMOVAL),
+    "the toolkit's service program is missing": Case(merged(USABLE, {"programs": {rf"{TOOLKIT}\KlPCR.exe": None}}), actions=INSTALLATION_AND_REMOVAL),
 
     # Shims and other files.
     "old shims, and an old backup": Case(merged(USABLE, {"files": {
@@ -209,38 +208,38 @@ CASES = {
         rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim", "attributes": READ_ONLY},
         rf"{SYSTEM}\Tspi_x64.dll": {"text": "another", "attributes": READ_ONLY},
         rf"{SYSTEM}\Tsp1.bak": {"text": "a backup", "attributes": READ_ONLY},
-        rf"{SYSTEM}\stkprobe.dll": {"text": "an old library", "attributes": READ_ONLY}}}), ("/TSS_VENDOR=NTRU12",), actions=SET_UP_AND_REMOVED),
+        rf"{SYSTEM}\stkprobe.dll": {"text": "an old library", "attributes": READ_ONLY}}}), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
     "directories in the places of files": Case(merged(INSTALLED, {"files": {
         rf"{SYSTEM}\TSP1_x64.dll": {"directory": True}, rf"{SYSTEM}\stkprobe.dll": {"directory": True},
         r"C:\ProgramData\Kelo Systems Corp\Common\policies": {"text": "a file"},
-        r"C:\ProgramData\Kelo Systems Corp\Common\Kelo_Config.ini": {"directory": True}}}), ("/TSS_VENDOR=NTRU12",), actions=SET_UP_AND_REMOVED),
+        r"C:\ProgramData\Kelo Systems Corp\Common\Kelo_Config.ini": {"directory": True}}}), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
     "an older version of the other stack": Case(merged(INSTALLED, ntru_stack(), shims(), {"files": {
         r"C:\Program Files\NTRU Cryptosystems\NTRU TCG Software Stack\bin\TSP1_x64.dll": {"version": "1.2.1.24"},
-        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim"}}}), ("/TSS_VENDOR=NTRU12",), actions=SET_UP_AND_REMOVED),
+        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim"}}}), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
     "a newer version of the other stack": Case(merged(INSTALLED, {"files": {
         r"C:\Program Files\NTRU Cryptosystems\NTRU TCG Software Stack\bin\TSP1.dll": {"version": "1.2.1.25"},
-        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim"}}}), ("/TSS_VENDOR=NTRU12",), actions=SET_UP_AND_REMOVED),
+        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim"}}}), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
     "a stack's library without a version": Case(merged(INSTALLED, ntru_stack(), {"files": {
         r"C:\Program Files\NTRU Cryptosystems\NTRU TCG Software Stack\bin\TSP1_x64.dll": {"text": "no version"}}}),
         ("/TSS_VENDOR=NTRU12",), ROLLED_BACK),
-    "no folder for the log": Case(merged(USABLE, {"files": {r"C:\ProgramData\Kelo Systems Corp": {"text": "a file"}}}), actions=SET_UP_AND_REMOVED),
+    "no folder for the log": Case(merged(USABLE, {"files": {r"C:\ProgramData\Kelo Systems Corp": {"text": "a file"}}}), actions=INSTALLATION_AND_REMOVAL),
     "a log that may not be written": Case(merged(USABLE, {"files": {
-        r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit": {"directory": True, "denied": True}}}), actions=SET_UP_AND_REMOVED),
+        r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit": {"directory": True, "denied": True}}}), actions=INSTALLATION_AND_REMOVAL),
     "processes left behind": Case(merged(USABLE, WINDOWS_7, {"processes": [
-        {"name": "explorer.exe"}, {"name": "patchagent.EXE"}, {"name": "VaultCourier.exe", "count": 2}]}), actions=SET_UP_AND_REMOVED),
+        {"name": "explorer.exe"}, {"name": "patchagent.EXE"}, {"name": "VaultCourier.exe", "count": 2}]}), actions=INSTALLATION_AND_REMOVAL),
 
     # The registry.
     "values of other types": Case(merged(USABLE, {"registry": {COMMON: {"values": {
         "KlVSC Installed": "1", "KlAutoEnrollInstalled": {"type": "REG_BINARY", "hex": "01000000"},
         "Installation Path": {"type": "REG_BINARY", "hex": "4300"}}}}})),
     "no keys of the toolkit": Case(merged(USABLE, {"registry": {COMMON: None, COMMON_WITH_PERIOD: None,
-                                                              BLOCKED_COMMANDS: None}}), ("/TPM_VSC=1",), actions=SET_UP_AND_REMOVED),
+                                                              BLOCKED_COMMANDS: None}}), ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
     "some blocked commands, and others": Case(merged(USABLE, WINDOWS_8_1, {"registry": {BLOCKED_COMMANDS: {"values": {
         "13": None, "22": 7, "99": "", "": "default"}}}}), (), ROLLED_BACK),
     "blocked commands that are the system's": Case(merged(USABLE, WINDOWS_7, {"registry": {BLOCKED_COMMANDS: {
         "owner": "S-1-5-18", "protected": True, "access": [
             {"trustee": "S-1-5-18", "mask": 0xF003F, "inheritance": 2},
-            {"trustee": "S-1-5-32-544", "mask": READ_AND_TAKE_OWNERSHIP, "inheritance": 2}]}}}), actions=SET_UP_AND_REMOVED),
+            {"trustee": "S-1-5-32-544", "mask": READ_AND_TAKE_OWNERSHIP, "inheritance": 2}]}}}), actions=INSTALLATION_AND_REMOVAL),
     "the prototype of a provider": Case(merged(USABLE, {"registry": {
         rf"{PROVIDERS}\Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)": {},
         r"HKLM\SOFTWARE\Kelo Systems Corp.\Keystead CSP Persistent\CAPI": {"values": {
@@ -253,28 +252,28 @@ CASES = {
     "a card that was there before": Case(merged(USABLE, {
         "registry": {COMMON: {"values": {"KlVSC Installed": 1}}}, "smartCards": {"readers": ["Contoso Reader 0"]}})),
     "readers, the toolkit's among them": Case(
-        merged(USABLE, {"smartCards": {"readers": ["Contoso Reader 0", READER.lower()]}}), ("/TPM_VSC=1",), actions=SET_UP_AND_REMOVED),
-    "no resource manager": Case(merged(USABLE, {"smartCards": {"manager": "SCARD_E_NO_SERVICE"}}), ("/TPM_VSC=1",), actions=SET_UP_AND_REMOVED),
-    "a device installer that fails": Case(merged(USABLE, device_installer(exit_code=0xFFFFFFFE)), ("/TPM_VSC=1",), actions=SET_UP_AND_REMOVED),
+        merged(USABLE, {"smartCards": {"readers": ["Contoso Reader 0", READER.lower()]}}), ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
+    "no resource manager": Case(merged(USABLE, {"smartCards": {"manager": "SCARD_E_NO_SERVICE"}}), ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
+    "a device installer that fails": Case(merged(USABLE, device_installer(exit_code=0xFFFFFFFE)), ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
     "no device installer": Case(
         merged(USABLE, {"programs": {rf"{TOOLKIT}\TPM_VSCard\DriverStager.exe": None}}), ("/TPM_VSC=1",), ROLLED_BACK),
     "a library of the card is missing": Case(merged(USABLE, {"files": {
-        rf"{TOOLKIT}\TPM_VSCard\KeloMiniDriverBody.dll": None}}), ("/TPM_VSC=1",), actions=SET_UP_AND_REMOVED),
+        rf"{TOOLKIT}\TPM_VSCard\KeloMiniDriverBody.dll": None}}), ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
     "one key storage provider already": Case(merged(USABLE, {"cng": {"providers": {
         "Kelo TCG Enabled KSP": {"userMode": {"image": "KeloKSP.dll", "interfaces": [
             {"interface": 65537, "flags": 1, "functions": ["KEY_STORAGE"]}]}}}}}), actions=COMMITTED),
     "no automatic provisioning": Case(
-        merged(USABLE, {"wmi": {"namespaces": {r"root\CIMV2\Security\MicrosoftTpm": None}}}), ("/TPM_WIN8=0",), actions=SET_UP_AND_REMOVED),
+        merged(USABLE, {"wmi": {"namespaces": {r"root\CIMV2\Security\MicrosoftTpm": None}}}), ("/TPM_WIN8=0",), actions=INSTALLATION_AND_REMOVAL),
     "automatic provisioning that cannot be switched": Case(
         merged(USABLE, WINDOWS_8, {"wmi": {"failures": {"IWbemServices::ExecMethod": "E_FAIL"}}}), ("/TPM_WIN8=1",),
         ROLLED_BACK),
 
     # Task library.
-    "tasks that fail": Case(merged(USABLE, tasks(InstallAutoEnrollmentTasks=-5, RemoveAutoEnrollmentTasks=7)), actions=SET_UP_AND_REMOVED),
+    "tasks that fail": Case(merged(USABLE, tasks(InstallAutoEnrollmentTasks=-5, RemoveAutoEnrollmentTasks=7)), actions=INSTALLATION_AND_REMOVAL),
 
     # Languages, code pages and folders.
     "German": Case(merged(INSTALLED, GERMAN)),
-    "Japanese": Case(merged(INSTALLED, JAPANESE), ("/TSS_VENDOR=IFX",), actions=SET_UP_AND_REMOVED),
+    "Japanese": Case(merged(INSTALLED, JAPANESE), ("/TSS_VENDOR=IFX",), actions=INSTALLATION_AND_REMOVAL),
     "Polish, without texts of its own": Case(merged(INSTALLED, POLISH), (), ROLLED_BACK),
     "a toolkit in another folder, on another drive": Case(
         merged(PLAIN, probe("KELO", r"D:\Käse & Co"), kelo_stack(), toolkit_service(r"D:\Käse & Co"),
