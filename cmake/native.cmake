@@ -131,6 +131,7 @@ target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}
 include(cmake/e2e.cmake)
 include(cmake/coverage.cmake)
 include(cmake/sanitizers.cmake)
+include(cmake/fuzz.cmake)
 include(cmake/style.cmake)
 include(cmake/conformance.cmake)
 include(cmake/bench.cmake)

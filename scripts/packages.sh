@@ -18,6 +18,8 @@ packages=(
     "windows  wine                         wine"                             # starts wine64
     "windows  wixl                         wixl"                             # makes installer packages
     "windows  msitools                     msibuild"                         # completes and inspects them
+    "fuzz     clang                        clang++"                          # compiles the fuzzers
+    "fuzz     libclang-rt-dev              /usr/lib/clang/14/lib/linux/libclang_rt.fuzzer-x86_64.a" # libFuzzer
     "style    clang                        clang++"                          # a second compiler's opinion of src/
     "style    clang-format                 clang-format"                     # the layout of the sources
     "style    clang-tidy                   clang-tidy"                       # likely mistakes

@@ -39,27 +39,12 @@ std::vector<std::string> ActionsIn(const Outcome& outcome)
     return actions;
 }
 
-// Whether a line begins with the header and holds no control characters but tabs. In the pattern d stands for a digit.
+// Whether a line begins with the header and holds no control characters but tabs.
 bool IsWellFormed(const std::string& line)
 {
-    constexpr std::string_view kHeader = "dddd/dd/dd dd:dd:dd.ddd TZ";
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    const auto skipDigits = [&](std::size_t at) {
-        return std::min(line.find_first_not_of("0123456789", at), line.size());
-    };
-    if (line.size() < kHeader.size())
-        return false;
-    for (std::size_t i = 0; i < kHeader.size(); ++i)
-    {
-        if (kHeader[i] == 'd' ? !isDigit(line[i]) : line[i] != kHeader[i])
-            return false;
-    }
-    const std::size_t zone = kHeader.size() + (line[kHeader.size()] == '-' ? 1 : 0);
-    const std::size_t thread = skipDigits(zone) + 2;
-    if (thread == zone + 2 || line.compare(thread - 2, 2, " [") != 0 || line.compare(skipDigits(thread), 2, "] ") != 0)
-        return false;
-    return std::none_of(line.begin(), line.end(),
-                        [](char c) { return static_cast<unsigned char>(c) < ' ' && c != '\t'; });
+    return winsim::BeginsWithHeader(line) && std::none_of(line.begin(), line.end(), [](char c) {
+               return static_cast<unsigned char>(c) < ' ' && c != '\t';
+           });
 }
 
 class Checker

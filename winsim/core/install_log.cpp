@@ -3,6 +3,9 @@
 
 #include "winsim/core/text.h"
 
+#include <algorithm>
+#include <string_view>
+
 namespace winsim
 {
 
@@ -47,6 +50,27 @@ std::string MessageOf(const std::string& logLine)
 {
     const std::size_t headerEnd = logLine.find("] ");
     return headerEnd == std::string::npos ? logLine : logLine.substr(headerEnd + 2);
+}
+
+bool BeginsWithHeader(const std::string& logLine)
+{
+    // In the pattern d stands for a digit.
+    constexpr std::string_view kBegin = "dddd/dd/dd dd:dd:dd.ddd TZ";
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    const auto skipDigits = [&](std::size_t at) {
+        return std::min(logLine.find_first_not_of("0123456789", at), logLine.size());
+    };
+    if (logLine.size() <= kBegin.size())
+        return false;
+    for (std::size_t i = 0; i < kBegin.size(); ++i)
+    {
+        if (kBegin[i] == 'd' ? !isDigit(logLine[i]) : logLine[i] != kBegin[i])
+            return false;
+    }
+    const std::size_t zone = kBegin.size() + (logLine[kBegin.size()] == '-' ? 1 : 0);
+    const std::size_t thread = skipDigits(zone) + 2;
+    return thread > zone + 2 && logLine.compare(thread - 2, 2, " [") == 0 &&
+           logLine.compare(skipDigits(thread), 2, "] ") == 0;
 }
 
 bool IsInstallLog(const std::string& path)

@@ -15,6 +15,9 @@ std::vector<std::string> LogLines(const Machine& before, const Machine& after);
 // A log line without its header of time, zone and thread.
 std::string MessageOf(const std::string& logLine);
 
+// Whether a line begins with such a header: "2013/05/07 14:03:09.042 TZ-4 [3120] ".
+bool BeginsWithHeader(const std::string& logLine);
+
 // Whether a file is the install log, by its path.
 bool IsInstallLog(const std::string& path);
 

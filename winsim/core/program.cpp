@@ -86,7 +86,7 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Ent
 
     std::vector<std::string> words{machine.process.path};
     words.insert(words.end(), options.arguments.begin(), options.arguments.end());
-    simulation.commandLine = Utf16(JoinCommandLine(words));
+    simulation.commandLine = options.commandLine.value_or(Utf16(JoinCommandLine(words)));
 
     Outcome outcome;
     {

@@ -15,7 +15,8 @@ namespace winsim
 
 struct RunOptions
 {
-    std::vector<std::string> arguments; // UTF-8, without the program's own path
+    std::vector<std::string> arguments;        // UTF-8, without the program's own path
+    std::optional<std::u16string> commandLine; // as it stands, in place of the arguments
     std::vector<Fault> faults;
     bool recordCalls = true;
     // The calls whose parameters are recorded too, beside those that fail by plan; not given: every call's.

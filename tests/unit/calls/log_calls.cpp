@@ -4,6 +4,7 @@
 #include "tests/unit/calls/modules.h"
 
 #include <cstdarg>
+#include <cstdint>
 #include <windows.h>
 
 namespace
@@ -18,7 +19,45 @@ bool WriteIndented(InstallLog& log, int indent, const char* format, ...)
     return written;
 }
 
+// The letter of the next placeholder, or a zero; `at` is left behind it.
+char NextConversion(const std::string& format, std::size_t& at)
+{
+    while ((at = format.find('%', at)) != std::string::npos)
+    {
+        at = format.find_first_not_of("-+ #.0123456789", at + 1);
+        const char conversion = at == std::string::npos ? '\0' : format[at++];
+        if (conversion != '%')
+            return conversion;
+    }
+    return '\0';
+}
+
+// Arguments: the indent, a format of at most six placeholders, and what stands for each of these. Texts and numbers
+// take the same room in an argument list.
+std::string WriteFormat(const CallArguments& arguments)
+{
+    constexpr std::size_t kMostPlaceholders = 6;
+    const std::string& format = arguments.Text(1);
+    std::wstring wide[kMostPlaceholders];
+    std::uintptr_t values[kMostPlaceholders] = {};
+    std::size_t at = 0;
+    for (std::size_t i = 0; i < kMostPlaceholders; ++i)
+    {
+        const char conversion = NextConversion(format, at);
+        if (conversion == '\0')
+            break;
+        wide[i] = conversion == 'S' ? arguments.Wide(i + 2) : std::wstring();
+        values[i] = conversion == 's'   ? reinterpret_cast<std::uintptr_t>(arguments.Text(i + 2).c_str())
+                    : conversion == 'S' ? reinterpret_cast<std::uintptr_t>(wide[i].c_str())
+                                        : static_cast<std::uintptr_t>(arguments.Number(i + 2));
+    }
+    InstallLog log{kInstallLogFileName};
+    return ResultText(WriteIndented(log, arguments.Number(0), format.c_str(), values[0], values[1], values[2],
+                                    values[3], values[4], values[5]));
+}
+
 constexpr TestCall kCalls[] = {
+    {"WriteFormat", &WriteFormat},
     // A message of the given text, on a log object of its own.
     {"WriteLog",
      [](const CallArguments& a) {

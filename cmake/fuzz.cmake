@@ -1,0 +1,72 @@
+# The fuzz targets: the program's image compiled by clang and watched by its sanitizers, and for each source in
+# tests/fuzz/targets/ a fuzzer (libFuzzer) that feeds it, linked with the winsim of this build. Compiled by commands of
+# their own, because the rest of this build has another compiler.
+
+find_program(KELO_CLANG clang++)
+if(NOT KELO_CLANG)
+    message(STATUS "No fuzzers: there is no clang++")
+    return()
+endif()
+
+set(FUZZ_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/fuzz)
+set(FUZZ_SANITIZERS -fsanitize=address,undefined -fno-sanitize=vptr,function -fno-sanitize-recover=all)
+set(FUZZ_OPTIONS -std=c++20 -g1 -O1 -fno-omit-frame-pointer -Wall -Wextra -Wshadow -Werror ${FUZZ_SANITIZERS})
+set(FUZZ_INCLUDES -I${PROJECT_SOURCE_DIR} -I${PROJECT_SOURCE_DIR}/winsim/include)
+
+# clang_objects(OBJECTS FOLDER SOURCES OPTION...): an object in a folder for each source of a list.
+function(clang_objects objects folder sources)
+    set(made "")
+    foreach(source ${sources})
+        cmake_path(RELATIVE_PATH source BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE name)
+        set(object ${FUZZ_FOLDER}/${folder}/${name}.o)
+        cmake_path(GET object PARENT_PATH parent)
+        file(MAKE_DIRECTORY ${parent})
+        add_custom_command(OUTPUT ${object} DEPENDS ${source} DEPFILE ${object}.d
+            COMMAND ${CMAKE_CXX_COMPILER_LAUNCHER} ${KELO_CLANG} ${ARGN} ${FUZZ_INCLUDES} -MD -MF ${object}.d -c ${source}
+                -o ${object}
+            VERBATIM COMMENT "Compiling ${name} for the fuzzers")
+        list(APPEND made ${object})
+    endforeach()
+    set(${objects} ${made} PARENT_SCOPE)
+endfunction()
+
+# The image. The fuzzer reads its coverage through the functions of counters.cpp.
+set(FUZZ_IMAGE_OPTIONS ${FUZZ_OPTIONS} ${WINSIM_PROGRAM_OPTIONS} -D_GLIBCXX_EXTERN_TEMPLATE=0 -I${PROJECT_SOURCE_DIR}/src)
+file(GLOB FUZZ_RUNTIME_SOURCES ${PROJECT_SOURCE_DIR}/winsim/crt/*.cpp
+    ${PROJECT_SOURCE_DIR}/tests/support/test_text_winsim.cpp)
+clang_objects(FUZZ_IMAGE_OBJECTS image
+    "${KELO_SOURCES};${TEST_CALL_SOURCES};${FUZZ_RUNTIME_SOURCES}"
+    ${FUZZ_IMAGE_OPTIONS} -fsanitize-coverage=inline-8bit-counters,trace-cmp)
+clang_objects(FUZZ_COUNTERS image "${PROJECT_SOURCE_DIR}/tests/fuzz/image/counters.cpp" ${FUZZ_IMAGE_OPTIONS})
+set(FUZZ_IMAGE ${FUZZ_FOLDER}/KeloCustomActionFuzz.so)
+add_custom_command(OUTPUT ${FUZZ_IMAGE} DEPENDS ${FUZZ_IMAGE_OBJECTS} ${FUZZ_COUNTERS}
+    COMMAND ${KELO_CLANG} -shared ${FUZZ_SANITIZERS} ${FUZZ_IMAGE_OBJECTS} ${FUZZ_COUNTERS} -o ${FUZZ_IMAGE}
+        -Wl,--version-script=${PROJECT_SOURCE_DIR}/winsim/crt/program.map
+    COMMENT "Linking the image for the fuzzers")
+
+# What reads descriptions is watched as well: it takes the place of what is in winsim.
+set(FUZZ_HOST_OPTIONS ${FUZZ_OPTIONS} -fsanitize=fuzzer-no-link -DWINSIM_HOST -DKELO_ROOT="${PROJECT_SOURCE_DIR}")
+file(GLOB FUZZ_DESCRIPTION_SOURCES ${PROJECT_SOURCE_DIR}/winsim/areas/*.cpp
+    ${PROJECT_SOURCE_DIR}/winsim/core/description.cpp ${PROJECT_SOURCE_DIR}/winsim/core/machine.cpp)
+clang_objects(FUZZ_DESCRIPTION_OBJECTS host "${FUZZ_DESCRIPTION_SOURCES}" ${FUZZ_HOST_OPTIONS})
+clang_objects(FUZZ_SUPPORT host "${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.cpp" ${FUZZ_HOST_OPTIONS})
+
+file(GLOB FUZZ_TARGETS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/fuzz/targets/*.cpp)
+set(FUZZERS "")
+foreach(source ${FUZZ_TARGETS})
+    cmake_path(GET source STEM target)
+    clang_objects(object host "${source}" ${FUZZ_HOST_OPTIONS})
+    set(objects ${object} ${FUZZ_SUPPORT})
+    if(target STREQUAL "machine_description")
+        list(APPEND objects ${FUZZ_DESCRIPTION_OBJECTS})
+    endif()
+    set(fuzzer ${FUZZ_FOLDER}/${target})
+    add_custom_command(OUTPUT ${fuzzer} DEPENDS ${objects} winsim
+        COMMAND ${KELO_CLANG} -fsanitize=fuzzer ${FUZZ_SANITIZERS} -rdynamic ${objects} $<TARGET_FILE:winsim> -lfmt
+            -Wl,-rpath,$<TARGET_FILE_DIR:winsim> -o ${fuzzer}
+        COMMENT "Linking the fuzzer ${target}")
+    list(APPEND FUZZERS ${fuzzer})
+    add_test(NAME fuzz.${target} COMMAND ${PROJECT_SOURCE_DIR}/tests/fuzz/run ${fuzzer})
+    set_tests_properties(fuzz.${target} PROPERTIES LABELS fuzz TIMEOUT 604800 COST 250)
+endforeach()
+add_custom_target(fuzz_tests ALL DEPENDS ${FUZZ_IMAGE} ${FUZZERS})
