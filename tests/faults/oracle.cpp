@@ -177,6 +177,8 @@ private:
             else if (!expected.step->isOptional)
                 Complain(std::string("the step \"") + expected.step->name + "\" did not follow");
         }
+        if (const std::string early = StepOutOfOrder(m_case, m_outcome); !early.empty())
+            Complain("the step \"" + early + "\" came before one that is in front of it");
     }
 
     // The first failure has a line of its own before the next step begins, or is one that is to pass in silence.

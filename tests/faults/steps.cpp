@@ -18,7 +18,7 @@ constexpr char kNoCng[] = "Kelo KSPs will not be installed";
 const std::vector<Step> kSetup = {
     {"options", {kBegin}},
     {"key storage providers", {"Register the Kelo TCG Enabled KSP", kNoCng}},
-    {"auto-enrollment tasks", {}, "RegOpenKeyExA"},
+    {"auto-enrollment tasks", {"*** "}, "RegOpenKeyExA"},
     {"automatic provisioning", {}, "CoInitializeEx"},
     {"virtual smart card", {"Install TPM Virtual Smartcard.... "}, nullptr, true},
     {"stack set-up", {"call SetupTCGDLL("}},
@@ -45,22 +45,30 @@ const std::vector<Step> kRemoval = {
     {"key storage providers", {"Unregister the Kelo TCG Enabled KSP", kNoCng}},
     {"toolkit service", {"UnInstallTkService - Enter"}},
     {"automatic provisioning", {}, "CoInitializeEx"},
-    {"auto-enrollment tasks", {}, "RegOpenKeyExA"},
+    {"auto-enrollment tasks", {"*** "}, "RegOpenKeyExA"},
     {"virtual smart card", {}, "SCardEstablishContext"},
     {"end", {kEnd}},
 };
 
 const std::vector<Step> kEntryPoint = {};
 
-bool Begins(const Step& step, const CallRecord& record)
+bool IsLineOf(const Step& step, const CallRecord& record)
 {
-    if (step.call != nullptr)
-        return record.name == step.call;
     if (record.name != "fputs")
         return false;
     const std::string message = winsim::MessageOf(record.in["str"].get<std::string>());
     return std::any_of(step.lines.begin(), step.lines.end(),
                        [&](const char* line) { return message.starts_with(line); });
+}
+
+bool Begins(const Step& step, const CallRecord& record)
+{
+    return step.call != nullptr ? record.name == step.call : IsLineOf(step, record);
+}
+
+bool IsSignOf(const Step& step, const CallRecord& record)
+{
+    return step.lines.empty() ? record.name == step.call : IsLineOf(step, record);
 }
 
 } // namespace
@@ -90,6 +98,25 @@ std::vector<BegunStep> StepsBegunIn(const SweepCase& sweepCase, const winsim::Ou
         }
     }
     return begun;
+}
+
+std::string StepOutOfOrder(const SweepCase& sweepCase, const winsim::Outcome& outcome)
+{
+    const auto begin = outcome.calls.begin() + static_cast<std::ptrdiff_t>(outcome.bodyBegin);
+    const auto end = outcome.calls.begin() + static_cast<std::ptrdiff_t>(outcome.bodyEnd);
+    auto latest = begin;
+    for (const Step& step : StepsOf(sweepCase.Action()))
+    {
+        if (step.isOptional)
+            continue;
+        const auto sign = std::find_if(begin, end, [&](const CallRecord& record) { return IsSignOf(step, record); });
+        if (sign == end)
+            continue;
+        if (sign < latest)
+            return step.name;
+        latest = sign;
+    }
+    return "";
 }
 
 std::size_t EndOfStep(const std::vector<BegunStep>& begun, const winsim::Outcome& outcome, std::size_t record)

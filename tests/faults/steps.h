@@ -11,7 +11,7 @@ struct Step
 {
     const char* name;
     std::vector<const char*> lines; // beginnings of log lines: one of them
-    const char* call = nullptr;     // or this call
+    const char* call = nullptr;     // or this call; the lines are then those that only this step logs, later on
     bool isOptional = false;        // another step's outcome decides whether it runs
 };
 
@@ -27,6 +27,10 @@ struct BegunStep
 
 // The steps that a run began, in their order. Lines count that were to be written, also when that failed.
 std::vector<BegunStep> StepsBegunIn(const SweepCase& sweepCase, const winsim::Outcome& outcome);
+
+// The steps that left a sign (a line of theirs or, without lines, their call) in another order than theirs: the name of
+// the first that did; "" when there is none. Looks at the steps that are not optional.
+std::string StepOutOfOrder(const SweepCase& sweepCase, const winsim::Outcome& outcome);
 
 // Where the step that a record belongs to ends: the record that begins the next one, or the run's end.
 std::size_t EndOfStep(const std::vector<BegunStep>& begun, const winsim::Outcome& outcome, std::size_t record);
