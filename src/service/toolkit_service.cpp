@@ -131,8 +131,8 @@ int InstallTkService(const wchar_t* vendor, const std::string& directory)
     WriteLog(g_serviceLog, "KlTKService - now properly install/register the service");
     const std::wstring dependencies = DependenciesFor(vendor);
     // Without a directory the program would be looked for in the root of the current drive.
-    if (!directory.empty())
-        RunAndWait(ToWide(directory) + kServiceProgram, L"-Service");
+    if (const std::wstring folder = ToWide(directory); !folder.empty())
+        RunAndWait(folder + kServiceProgram, L"-Service");
 
     UniqueServiceHandle manager{OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)};
     if (!manager)

@@ -3,6 +3,8 @@
 
 #include "winsim/core/text.h"
 
+#include "winsim_types.h"
+
 #include <algorithm>
 #include <set>
 
@@ -25,7 +27,13 @@ const std::vector<DocumentedChange> kChanges = {
     {"registry",
      {
          R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List)", // its access list, and its values:
-         R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List [*)",
+         R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List [13])",
+         R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List [16])",
+         R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List [20])",
+         R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List [22])",
+         R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List [62])",
+         R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List [125])",
+         R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List [200])",
          R"(HKLM\SOFTWARE\Kelo Systems Corp\Common [KlVSC Installed])",
          R"(HKLM\SOFTWARE\Kelo Systems Corp.)",
          R"(HKLM\SOFTWARE\Kelo Systems Corp.\Installer)",
@@ -67,12 +75,18 @@ const std::vector<DocumentedChange> kChanges = {
     {"events", {"*"}},
 };
 
-// What may be moved or deleted when Windows starts the next time.
-constexpr const char* kLaterMoved[] = {
-    R"(C:\Windows\system32\KeloVReaderBody.dll)",
-    R"(C:\Windows\system32\KeloMiniDriverBody64.dll)",
-    R"(C:\Windows\SysWOW64\KeloMiniDriverBody.dll)",
-    R"(C:\Program Files\Kelo Systems Corp\Toolkit\TPM_VSCard\*)",
+// What may be moved when Windows starts the next time, and to where; to nowhere is a deletion.
+struct DocumentedMove
+{
+    const char* from;
+    const char* to;
+};
+
+constexpr DocumentedMove kMoves[] = {
+    {R"(C:\Program Files\Kelo Systems Corp\Toolkit\TPM_VSCard\KeloVReaderBody.dll)",
+     R"(C:\Windows\system32\KeloVReaderBody.dll)"},
+    {R"(C:\Windows\system32\KeloVReaderBody.dll)", ""},
+    {R"(C:\Windows\system32\KeloMiniDriverBody64.dll)", ""},
 };
 
 // Processes that an earlier installation can have left behind.
@@ -96,21 +110,24 @@ bool FitsAny(const std::string& text, const Patterns& patterns)
 
 bool IsDocumentedMove(const Change& change)
 {
-    if (change.kind != "added")
-        return false;
-    const std::string to = change.after.value("to", "");
-    return FitsAny(change.after["from"].get<std::string>(), kLaterMoved) && (to.empty() || FitsAny(to, kLaterMoved));
+    return change.kind == "added" && std::any_of(std::begin(kMoves), std::end(kMoves), [&](const DocumentedMove& move) {
+               return Fits(change.after["from"].get<std::string>(), move.from) &&
+                      Fits(change.after.value("to", ""), move.to);
+           });
 }
 
 // ---- Silence
 
+// A failing call that leaves no line that is not there otherwise too. What is left out is any.
 struct Silence
 {
     const char* reason;
     std::vector<const char*> calls;
-    std::vector<const char*> steps = {}; // any, when none is given
-    const char* argument = nullptr;      // in the call's parameters; any
-    bool isOfNothing = false;            // of a call that succeeds with nothing alone
+    std::vector<const char*> steps = {};
+    const char* argument = nullptr; // in the call's parameters
+    bool isOfNothing = false;       // of a call that succeeds with nothing alone
+    std::vector<std::uint32_t> errors = {};
+    std::vector<const char*> lines = {}; // one of them, or what begins so, is logged behind the call: also without it
 };
 
 const std::vector<Silence> kSilences = {
@@ -118,7 +135,13 @@ const std::vector<Silence> kSilences = {
      {"CloseHandle", "CloseServiceHandle", "RegCloseKey", "FreeLibrary", "LocalFree", "SCardReleaseContext",
       "SetDllDirectoryW", "printf"}},
     {"a text that cannot be converted is empty", {"WideCharToMultiByte", "MultiByteToWideChar"}},
-    {"a version that cannot be asked for is an older one", {"VerifyVersionInfoW", "GetVersionExA"}},
+    {"a version that is asked for twice", {"GetVersionExA"}},
+    {.reason = "a version that cannot be asked for is an older one",
+     .calls = {"VerifyVersionInfoW"},
+     .lines = {"Kelo KSPs will not be installed", "Target system is not Win8+", "This is a XP system!"}},
+    {"an older version has other dependencies, and messages of other kinds",
+     {"VerifyVersionInfoW"},
+     {"toolkit service", "stack set-up's end"}},
     {"a process that cannot be looked at is not the one that is looked for",
      {"EnumProcesses", "OpenProcess", "EnumProcessModules", "GetModuleBaseNameA"}},
     {"without a COM apartment the steps are tried all the same", {"CoInitializeEx"}},
@@ -128,19 +151,17 @@ const std::vector<Silence> kSilences = {
      {"RegOpenKeyExA"},
      {"options"},
      "Kelo Systems Corp\\\\Common"},
-    {"a value that cannot be read leaves the line of one that is not there",
-     {"RegQueryValueExA"},
-     {"options"},
-     "KlVSC Installed"},
-    {"the line is the one of a value that is not there",
-     {"RegOpenKeyExA"},
-     {"auto-enrollment tasks"},
-     "Kelo Systems Corp\\\\Common"},
 
-    {"an existing registration is passed over", {"BCryptRegisterProvider"}, {"key storage providers"}},
-    {"a provider without a context function leaves the same line",
-     {"BCryptRemoveContextFunctionProvider"},
-     {"key storage providers"}},
+    {.reason = "a value that cannot be read is not there",
+     .calls = {"RegQueryValueExA"},
+     .steps = {"options"},
+     .argument = "KlVSC Installed",
+     .lines = {"VSC was not previously fully installed"}},
+    {.reason = "a key that cannot be opened is not there",
+     .calls = {"RegOpenKeyExA"},
+     .steps = {"auto-enrollment tasks"},
+     .argument = "Kelo Systems Corp\\\\Common",
+     .lines = {"*** InstallAutoEnrollmentTasks(): Failed"}},
 
     {"the switch of automatic provisioning is a service to the user and speaks of nothing",
      {"SysAllocString", "CoCreateInstance", "IWbemLocator::ConnectServer", "CoSetProxyBlanket",
@@ -158,30 +179,48 @@ const std::vector<Silence> kSilences = {
      {"stack set-up's end"}},
 
     {"a file without attributes is handled as one that cannot be deleted", {"GetFileAttributesA"}},
-    {"the lines speak of a file that is not there, or of one that cannot be deleted, as it is",
-     {"DeleteFileA", "MoveFileA", "CopyFileA"}},
-    {"the line is the same for every TSP library that is not there",
-     {"GetFileAttributesW"},
-     {"probe library"},
-     "NTRU TCG Software Stack"},
+    {.reason = "a file that is not there need not be deleted",
+     .calls = {"DeleteFileA"},
+     .argument = ".bak",
+     .errors = {ERROR_FILE_NOT_FOUND}},
+    {"the first of two places for the library", {"GetFileAttributesW"}, {"probe library"}, "bin\\\\TSP1_x64.dll"},
     {"a TSP1 shim that stays is not looked at again", {"DeleteFileW"}, {"probe library"}},
     {"without the variable Windows is asked for its folder", {"GetEnvironmentVariableA"}, {"library copy"}},
 
     {"commands that are not blocked are passed over", {"RegOpenKeyExW", "RegDeleteValueW"}, {"stack set-up"}},
-    {"a path that is not there yet is made", {"GetNamedSecurityInfoW"}, {"policy access"}, "Kelo Systems Corp"},
-    {"the lines are the same after the ownership was taken",
-     {"SetNamedSecurityInfoW"},
-     {"stack set-up"},
-     "BlockedCommands"},
 
-    {"the line of a service that is not found has no reason in it",
-     {"OpenServiceW", "OpenSCManagerW"},
-     {"stack set-up", "restart of the stack", "probe library"}},
-    {"the look-up of a service's program is a question whose failure the asker names",
-     {"QueryServiceConfigW", "LocalAlloc"}},
-    {"the line of a service that cannot be stopped has no reason in it",
-     {"ControlService"},
-     {"stack set-up", "restart of the stack"}},
+    {.reason = "a path that is not there yet is made",
+     .calls = {"GetNamedSecurityInfoW"},
+     .steps = {"policy access"},
+     .argument = "Kelo Systems Corp",
+     .errors = {ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND}},
+    {.reason = "what is denied is tried again by the owner",
+     .calls = {"SetNamedSecurityInfoW"},
+     .steps = {"stack set-up"},
+     .argument = "BlockedCommands",
+     .errors = {ERROR_ACCESS_DENIED}},
+
+    {"whether a service runs is only a question",
+     {"OpenServiceW"},
+     {"stack set-up", "probe library"},
+     "\"dwDesiredAccess\":4"},
+    {"which stacks there are is only a question", {"OpenServiceW"}, {"probe library"}, "\"dwDesiredAccess\":21"},
+    {"where a service's program lies is only a question",
+     {"OpenServiceW", "QueryServiceConfigW", "LocalAlloc"},
+     {"probe library"}},
+    {"these two questions alone", {"OpenSCManagerW"}, {"probe library"}},
+    {.reason = "a service that cannot be opened is told like one that is not there",
+     .calls = {"OpenServiceW"},
+     .argument = "\"dwDesiredAccess\":52",
+     .lines = {"Cannot open service: ", "Service "}},
+    {"the start of a stack that was stopped before",
+     {"OpenServiceW"},
+     {"stack set-up", "restart of the stack"},
+     R"("tcsd_win32.exe","dwDesiredAccess":52)"},
+    {.reason = "the line of a service that cannot be stopped has no reason in it",
+     .calls = {"ControlService"},
+     .steps = {"stack set-up", "restart of the stack"},
+     .lines = {"Cannot stop "}},
     {"the state that follows decides, not the control", {"ControlService"}, {"toolkit service"}},
     {"the description is a nicety", {"ChangeServiceConfig2W"}, {"toolkit service"}},
     {"the service's own program is not looked after", {"CreateProcessW", "WaitForSingleObject"}, {"toolkit service"}},
@@ -193,26 +232,50 @@ const std::vector<Silence> kSilences = {
     {"the line of the ended program shows a code of its own",
      {"GetExitCodeProcess", "WaitForSingleObject"},
      {"virtual smart card"}},
+
     {"the note for the next set-up is written without a word",
      {"RegOpenKeyExA", "RegSetValueExA", "RegDeleteValueA"},
      {"virtual smart card"}},
-    {"the lines before say that the file stays for now", {"MoveFileExW"}, {"virtual smart card"}},
-    {"a file that is not there needs no deletion", {"DeleteFileW"}, {"virtual smart card"}},
+    {.reason = "a file that is not there need not be deleted",
+     .calls = {"DeleteFileW"},
+     .steps = {"virtual smart card"},
+     .errors = {ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND}},
+    {.reason = "a file that is in use as ever",
+     .calls = {"DeleteFileW"},
+     .steps = {"virtual smart card"},
+     .lines = {"Remove SmartCard - couldn't directly delete"}},
+    {"the line in front says that the file is to go later",
+     {"MoveFileExW"},
+     {"virtual smart card"},
+     R"("lpNewFileName":null)"},
+    {.reason = "a file that cannot be moved as ever",
+     .calls = {"MoveFileExW"},
+     .steps = {"virtual smart card"},
+     .lines = {"Install SmartCard - Kelo TPM Virtual smart card not installed!!"}},
 
     // The entry point.
     {"the result tells the installer", {"MsiGetPropertyW"}, {""}},
-    {"a program that cannot be started is one that is not there", {"CreateProcessW", "SHGetFolderPathW"}, {""}},
+    {.reason = "a program that cannot be started is one that is not there",
+     .calls = {"CreateProcessW", "SHGetFolderPathW"},
+     .steps = {""},
+     .lines = {"Unable to launch process!"}},
     {"the value for the next log-on is a service to the user", {"RegSetValueExA"}, {""}, "ChangeTPMAuth"},
 };
 
-bool Fits(const Silence& silence, const CallRecord& failed, const std::string& step)
+bool Fits(const Silence& silence, const CallRecord& failed, const std::string& step,
+          const std::vector<std::string>& linesBehind)
 {
-    const auto names = [](const std::vector<const char*>& texts, const std::string& text) {
-        return std::find(texts.begin(), texts.end(), text) != texts.end();
+    const auto isAmong = [](const auto& all, const auto& one) {
+        return all.empty() || std::find(all.begin(), all.end(), one) != all.end();
     };
-    return names(silence.calls, failed.name) && (silence.steps.empty() || names(silence.steps, step)) &&
+    const auto isLogged = [&](const char* beginning) {
+        return std::any_of(linesBehind.begin(), linesBehind.end(),
+                           [&](const std::string& line) { return line.starts_with(beginning); });
+    };
+    return isAmong(silence.calls, failed.name) && isAmong(silence.steps, step) &&
            (silence.argument == nullptr || failed.in.dump().find(silence.argument) != std::string::npos) &&
-           (!silence.isOfNothing || failed.error == 0);
+           (!silence.isOfNothing || failed.error == 0) && isAmong(silence.errors, failed.error) &&
+           (silence.lines.empty() || std::any_of(silence.lines.begin(), silence.lines.end(), isLogged));
 }
 
 } // namespace
@@ -237,15 +300,14 @@ bool AreOnlyLeftOversEnded(const winsim::Machine& before, const winsim::Machine&
                        });
 }
 
-bool PassesInSilence(const CallRecord& failed, const std::string& step)
+bool PassesInSilence(const CallRecord& failed, const std::string& step, const std::vector<std::string>& linesBehind)
 {
     return std::any_of(kSilences.begin(), kSilences.end(),
-                       [&](const Silence& silence) { return Fits(silence, failed, step); });
+                       [&](const Silence& silence) { return Fits(silence, failed, step, linesBehind); });
 }
 
 // The stop by name waits without a limit for a service that took the control and goes on running.
-bool MayWaitForEver(const std::vector<winsim::Fault>& faults)
+bool MayWaitForEver(const CallRecord& failed, const std::string& step)
 {
-    return std::any_of(faults.begin(), faults.end(),
-                       [](const winsim::Fault& fault) { return fault.call == "ControlService" && fault.givesNothing; });
+    return failed.name == "ControlService" && failed.result != 0 && step != "toolkit service";
 }

@@ -16,8 +16,10 @@ bool IsDocumented(const winsim::Change& change);
 // Whether the program ended no process but those that it is to end.
 bool AreOnlyLeftOversEnded(const winsim::Machine& before, const winsim::Machine& after);
 
-// Whether a failing call is meant to leave no line in the log of its step.
-bool PassesInSilence(const winsim::CallRecord& failed, const std::string& step);
+// Whether a failing call is meant to leave no line of its own in the log of its step. `linesBehind` are the messages
+// that were logged behind the call.
+bool PassesInSilence(const winsim::CallRecord& failed, const std::string& step,
+                     const std::vector<std::string>& linesBehind);
 
-// Whether a run with these failures is one that must wait without an end.
-bool MayWaitForEver(const std::vector<winsim::Fault>& faults);
+// Whether what a call came to in a step has to be waited for without an end.
+bool MayWaitForEver(const winsim::CallRecord& failed, const std::string& step);

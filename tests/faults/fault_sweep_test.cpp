@@ -180,6 +180,18 @@ TEST_P(FaultSweep, EveryCallIsKnown)
     }
 }
 
+// What this promises to try.
+TEST(FaultSweepAsAWhole, TriesAtLeast20000SingleFailures)
+{
+    std::size_t singles = 0;
+    for (const SweepCase& sweepCase : AllCases())
+    {
+        for (const auto& failures : FailuresAtEachPlace(MakeBaseline(sweepCase).outcome))
+            singles += failures.size();
+    }
+    EXPECT_GE(singles, 20000u);
+}
+
 TEST_P(FaultSweep, EveryCallFailsOnce)
 {
     Report(RunIsolated(

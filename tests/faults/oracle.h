@@ -4,6 +4,7 @@
 #include "tests/faults/steps.h"
 #include "tests/faults/sweep_case.h"
 
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -14,9 +15,8 @@ struct Baseline
     winsim::Machine machine;
     winsim::Outcome outcome;
     std::vector<BegunStep> steps;
-    std::vector<std::string> log;        // the messages
-    std::multiset<std::string> messages; // the same
-    std::vector<std::string> actions;    // the calls that are not the log's own, with their results
+    std::map<std::string, std::multiset<std::string>> messages; // that each step logs
+    std::vector<std::string> actions; // the calls that are not the log's own, with their results
 };
 
 Baseline MakeBaseline(const SweepCase& sweepCase);

@@ -5,6 +5,9 @@
 #include "tests/fuzz/fuzz.h"
 #include "winsim/core/text.h"
 
+#include <map>
+#include <utility>
+
 namespace
 {
 
@@ -53,15 +56,21 @@ winsim::Machine MachineWith(const std::vector<std::string>& lines)
 {
     static const winsim::Machine plain = winsim::Machine::FromJson({{"windows", {{"codePage", kCodePage}}}});
     winsim::Json services = winsim::Json::object();
+    std::map<std::string, std::string> spellings;
     winsim::Json processes = winsim::Json::array();
     for (std::size_t i = 1; i < lines.size(); ++i)
     {
         if (IsProcess(lines[i]))
             processes.push_back({{"id", 4000 + 4 * i}, {"name", lines[i].substr(1)}});
         else if (IsService(lines[i]))
-            services[lines[i].substr(1)] = {{"state", lines[i][0] == 'r' ? "running" : "stopped"},
-                                            {"onStart", {{"states", {{{"state", "running"}}}}}},
-                                            {"onStop", {{"states", {{{"state", "stopped"}}}}}}};
+        {
+            // A later one of the same name takes an earlier one's place, however that was spelt.
+            const std::string name = lines[i].substr(1);
+            services.erase(std::exchange(spellings[winsim::FoldCase(name)], name));
+            services[name] = {{"state", lines[i][0] == 'r' ? "running" : "stopped"},
+                              {"onStart", {{"states", {{{"state", "running"}}}}}},
+                              {"onStop", {{"states", {{{"state", "stopped"}}}}}}};
+        }
     }
     winsim::Machine machine = plain;
     machine.services.Load({services, "services"});

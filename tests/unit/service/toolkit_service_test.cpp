@@ -140,6 +140,14 @@ TEST(InstallTkService, WithoutADirectoryNothingIsRunFromTheRootOfTheDrive)
     EXPECT_EQ(run.log.back(), "InstallTkService - failed to open the KlPCR Service! 1060");
 }
 
+TEST(InstallTkService, ADirectoryThatCannotBeConvertedIsNone)
+{
+    const SimulatedRun run =
+        CallFunction(ToolkitMachine(), "InstallTkService", {"KELO", R"(C:\Toolkit\)"}, {{"MultiByteToWideChar=8"}});
+    EXPECT_EQ(run.result, "-1");
+    EXPECT_EQ(run.outcome.callCounts.count("CreateProcessW"), 0u);
+}
+
 TEST(InstallTkService, TheStartIsNotWaitedFor)
 {
     const SimulatedRun run = Install(ToolkitMachine());
