@@ -189,6 +189,14 @@ std::vector<Fault> FailuresOf(std::string_view call, unsigned occurrence)
     return failures;
 }
 
+std::vector<std::string> FallibleCalls()
+{
+    std::vector<std::string> calls;
+    for (const FaultRow& row : kRows)
+        calls.emplace_back(row.call);
+    return calls;
+}
+
 bool CannotFail(std::string_view call)
 {
     return Holds(kCannotFail, call);

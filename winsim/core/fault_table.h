@@ -14,6 +14,9 @@ namespace winsim
 // function of a loaded library they are other results that it can have. Empty for a call that cannot fail.
 std::vector<Fault> FailuresOf(std::string_view call, unsigned occurrence);
 
+// The calls that can fail, without the functions of loaded libraries.
+std::vector<std::string> FallibleCalls();
+
 // Whether the call is one that is known to be unable to fail.
 bool CannotFail(std::string_view call);
 
