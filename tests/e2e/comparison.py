@@ -17,9 +17,11 @@ PENDING_MOVES = (r"system\currentcontrolset\control\session manager", "pendingfi
 # Wine's classes are many, and no business of the program's.
 WATCHED_KEYS = "registry\tSOFTWARE\tSYSTEM\t-SOFTWARE\\Classes"
 
-# What the stand-ins and the tools keep for themselves, and what the service manager keeps of its services.
-NOT_THE_MACHINES_KEYS = re.compile(r"software\\kelostandins\b|software\\wine\b|system\\currentcontrolset\\services\b|"
-                                   r"system\\currentcontrolset\\control\\servicecurrent$")
+# What the stand-ins and the tools keep for themselves, what the service manager keeps of its services, and the screens
+# and adapters that Wine notes as soon as its desktop is up, which may be at any time.
+NOT_THE_MACHINES_KEYS = re.compile(
+    r"software\\kelostandins\b|software\\wine\b|system\\currentcontrolset\\("
+    r"services\b|control\\servicecurrent$|control\\(deviceclasses|video)\b|enum\b|hardware profiles\b)")
 NOT_THE_MACHINES_FILES = re.compile(
     r"c:\\(kelostandins|standins|machine_tool\.txt|users|windows\\temp)(\\|$)|"
     r".*\\(runs\.txt|folders\.txt|stkprobe\.(txt|log)|exit_witness\.(dll|log)|[^\\]+\.states)$|" + re.escape(LOG.lower()))

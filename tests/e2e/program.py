@@ -66,7 +66,11 @@ class Machine:
 
     def run(self, *arguments):
         before = len(self._log_lines())
-        status, stdout = self.prefix.wine(self.program, *arguments)
+        try:
+            status, stdout = self.prefix.wine(self.program, *arguments)
+        except subprocess.TimeoutExpired as endless:
+            log = "\n".join(self._log_lines()[before:])
+            raise AssertionError(f"{arguments} still runs after {endless.timeout} s. Its log:\n{log}") from endless
         return Run(status, stdout.decode(self.encoding), self._log_lines()[before:])
 
     def content(self, path):

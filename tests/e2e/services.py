@@ -17,6 +17,7 @@ START_TYPES = {"boot": 0, "system": 1, "auto": 2, "demand": 3, "disabled": 4}
 ACCEPTS_STOP = 1
 NO_PROGRAM = 2  # ERROR_FILE_NOT_FOUND, the error of starting a service without its program
 NEVER = 0xFFFFFFFE  # milliseconds
+ATTEMPTS = 3
 
 # What a service does whose description does not say it, as on a simulated machine.
 USUAL_REACTIONS = {
@@ -106,7 +107,7 @@ def configure_path(prefix, name, path):
 
 def show(prefix, name):
     """Status, configuration and description of a service, as the service manager tells them; None without one."""
-    status, output = prefix.wine(MACHINE_TOOL, "show", name)
+    status, output = _attempt(prefix, "show", name)
     return json.loads(output) if status == 0 else None
 
 
@@ -142,7 +143,18 @@ def _line(moment, step):
 
 
 def _tool(prefix, *arguments):
-    status, output = prefix.wine(MACHINE_TOOL, *arguments)
+    status, output = _attempt(prefix, *arguments)
     if status != 0:
-        raise RuntimeError(f"machine_tool {' '.join(arguments)} ended with {status}")
+        raise RuntimeError(f"machine_tool {' '.join(arguments)} ended with {status}: {output.decode(errors='replace')}")
     return output
+
+
+def _attempt(prefix, *arguments):
+    """The exit status and the output of machine_tool. A tool that fails says why: one that says nothing was not run,
+    because Wine's server did not take it, and is tried again."""
+    for _ in range(ATTEMPTS):
+        status, output = prefix.wine(MACHINE_TOOL, *arguments)
+        if status == 0 or output:
+            break
+        time.sleep(1)
+    return status, output

@@ -10,6 +10,7 @@ import shutil
 import signal
 import subprocess
 import tempfile
+import zlib
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BASE = ROOT / "build" / "wine"
@@ -19,6 +20,14 @@ SHARED_FILE_SIZE = 64 * 1024
 
 # Root may write to read-only files, which nobody may on Windows. Inside a prefix, root has no such privilege.
 UNPRIVILEGED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"]
+
+
+# Windows waits half a minute for a service's program to report, Wine 10 seconds, which a busy machine may need.
+SETTINGS = r"""Windows Registry Editor Version 5.00
+
+[HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control]
+"ServicesPipeTimeout"="60000"
+"""
 
 
 class Prefix:
@@ -145,15 +154,16 @@ def _run(prefix, command, timeout=60, locale=Prefix.locale, zone=Prefix.zone, cw
 
 
 def _template():
-    """The template for the installed Wine, made when it is not there yet."""
-    template = BASE / f"template-{wine_version()}"
+    """The template for the installed Wine and the settings, made when it is not there yet."""
+    template = BASE / f"template-{wine_version()}-{zlib.crc32(SETTINGS.encode()):08x}"
     if template.exists():
         return template
     new = BASE / "new-template"
     _remove(new)
     (new / "tmp").mkdir(parents=True)
+    (new / "settings.reg").write_text(SETTINGS, encoding="utf-16")
     try:
-        for command in (["wine", "wineboot", "-i"], ["wineserver", "-w"]):
+        for command in (["wine", "wineboot", "-i"], ["wine", "regedit", "/S", "settings.reg"], ["wineserver", "-w"]):
             status, _ = _run(new, command, timeout=300)
             if status != 0:
                 raise RuntimeError(f"{' '.join(command)} ended with {status}")

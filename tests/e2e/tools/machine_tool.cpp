@@ -18,7 +18,7 @@
 // machine_tool security KEY...         owner and access list of keys, as SDDL, a JSON object
 // machine_tool script FILE             does each line of a file: a verb and its arguments, with tabs between them
 //
-// Exit status: 0, or the Windows error.
+// Exit status: 0, or the Windows error, which is then the last line of the output as well.
 #include <windows.h>
 
 #include <aclapi.h>
@@ -150,9 +150,21 @@ int Path(const Words& words)
                                            words[2].c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
 }
 
+// On a busy machine Wine's service manager now and then loses a start: then it is told again.
 int Start(const Words& words)
 {
-    return ExitStatus(StartServiceW(Open(words[1]), 0, nullptr));
+    constexpr int kAttempts = 3;
+    int status = 0;
+    for (int attempt = 0; attempt < kAttempts; ++attempt)
+    {
+        status = ExitStatus(StartServiceW(Open(words[1]), 0, nullptr));
+        if (attempt > 0 && status == ERROR_SERVICE_ALREADY_RUNNING)
+            return 0;
+        if (status != ERROR_SERVICE_REQUEST_TIMEOUT && status != ERROR_INTERNAL_ERROR)
+            break;
+        Sleep(1000);
+    }
+    return status;
 }
 
 int Delete(const Words& words)
@@ -418,7 +430,7 @@ int RunScript(const Words& words)
         }
         if (const int status = Run(lineWords))
         {
-            std::fprintf(stderr, "machine_tool: %d from %s\n", status, line.c_str());
+            std::printf("machine_tool: %s\n", line.c_str());
             return status;
         }
     }
@@ -429,5 +441,8 @@ int RunScript(const Words& words)
 
 int wmain(int argc, wchar_t** argv)
 {
-    return Run(Words(argv + 1, argv + argc));
+    const int status = Run(Words(argv + 1, argv + argc));
+    if (status != 0)
+        std::printf("machine_tool: error %d\n", status);
+    return status;
 }
