@@ -24,7 +24,8 @@ NOT_THE_MACHINES_KEYS = re.compile(
     r"services\b|control\\servicecurrent$|control\\(deviceclasses|video)\b|enum\b|hardware profiles\b)")
 NOT_THE_MACHINES_FILES = re.compile(
     r"c:\\(kelostandins|standins|machine_tool\.txt|users|windows\\temp)(\\|$)|"
-    r".*\\(runs\.txt|folders\.txt|stkprobe\.(txt|log)|exit_witness\.(dll|log)|[^\\]+\.states)$|" + re.escape(LOG.lower()))
+    r".*\\(runs\.txt|folders\.txt|stkprobe\.(txt|log)|exit_witness\.(dll|log)|[^\\]+\.states)$|" +
+    re.escape(LOG.lower()))
 
 STATE_NAMES = {number: name for name, number in services.STATES.items()}
 START_NAMES = {number: name for name, number in services.START_TYPES.items()}
@@ -87,7 +88,8 @@ def of_simulated(machine):
     items["smart-card readers"] = machine["smartCards"].get("readers", [])
     items["providers"] = sorted(machine["cng"]["providers"])
     items["providers of key storage"] = next(
-        (function["providers"] for function in machine["cng"]["contextFunctions"] if function["interface"] == 65537), [])
+        (function["providers"] for function in machine["cng"]["contextFunctions"] if function["interface"] == 65537),
+        [])
     items["automatic provisioning"] = machine["wmi"]["autoProvisioning"]
     items["pending moves"] = [(move["from"].lower(), move.get("to", "").lower()) for move in machine["pendingMoves"]]
     return items
@@ -130,9 +132,9 @@ def _simulated_content(machine, path):
 
 def _simulated_service(name, service):
     state = service.get("state", "stopped")
-    usual = {"state": state, "controlsAccepted": 1 if state in ("running", "paused") else 0, "type": 0x10, "start": "demand",
-             "errorControl": 1, "binaryPath": "", "loadOrderGroup": "", "dependencies": [], "account": "LocalSystem",
-             "displayName": name, "description": ""}
+    usual = {"state": state, "controlsAccepted": 1 if state in ("running", "paused") else 0, "type": 0x10,
+             "start": "demand", "errorControl": 1, "binaryPath": "", "loadOrderGroup": "", "dependencies": [],
+             "account": "LocalSystem", "displayName": name, "description": ""}
     return {field: service.get(field, usual.get(field)) for field in SERVICE_FIELDS}
 
 

@@ -2,7 +2,7 @@
 
 import subprocess
 
-from wine import ROOT
+from wine import MOST_SECONDS, ROOT
 
 PROGRAMS = ROOT / "build" / "windows"
 SAMPLE = PROGRAMS / "kelo_toolkit_sample.msi"
@@ -17,7 +17,8 @@ PERMANENT = 16  # a component's attribute
 
 def table(package, name):
     """The rows of a package's table, each by its columns."""
-    exported = subprocess.run(["msiinfo", "export", package, name], capture_output=True, text=True, check=True).stdout
+    exported = subprocess.run(["msiinfo", "export", package, name], capture_output=True, text=True, check=True,
+                              timeout=MOST_SECONDS).stdout
     columns, _types, _keys, *rows = [line.split("\t") for line in exported.splitlines()]
     return [dict(zip(columns, row)) for row in rows]
 
@@ -26,7 +27,8 @@ def variant(package, target, *statements):
     """A copy of a package with its tables changed."""
     target.write_bytes(package.read_bytes())
     for statement in statements:
-        subprocess.run(["msibuild", target, "-q", statement], stdout=subprocess.DEVNULL, check=True)
+        subprocess.run(["msibuild", target, "-q", statement], stdout=subprocess.DEVNULL, check=True,
+                       timeout=MOST_SECONDS)
 
 
 def folders(package):

@@ -1,5 +1,5 @@
-"""The machines that the program runs on twice, simulated and under Wine: those in machines/, and a set with something of
-each kind that the program asks Windows for."""
+"""The machines that the program runs on twice, simulated and under Wine: those in machines/, and a set with something
+of each kind that the program asks Windows for."""
 
 import dataclasses
 
@@ -152,27 +152,27 @@ CASES = {
     "Windows 10": Case(merged(USABLE, WINDOWS_10), ("/TPM_VSC=", "/ProductType=Home")),
 
     # Stacks and vendors.
-    "XP where no stack is usable": Case(merged(INSTALLED, WINDOWS_XP), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
+    "XP where no stack is usable": Case(merged(INSTALLED, WINDOWS_XP), ("/TSS_VENDOR=NTRU12",)),
     "the other stack is usable": Case(merged(INSTALLED, WINDOWS_7, probe("NTRU12"), ntru_stack())),
-    "the other stack alone, another wanted": Case(merged(INSTALLED, ntru_stack()), ("/TSS_VENDOR=KELO",), actions=INSTALLATION_AND_REMOVAL),
-    "both stacks, neither usable": Case(merged(INSTALLED, VISTA, kelo_stack(), ntru_stack()), ("/TSS_VENDOR=kelo",), actions=INSTALLATION_AND_REMOVAL),
+    "the other stack alone, another wanted": Case(merged(INSTALLED, ntru_stack()), ("/TSS_VENDOR=KELO",)),
+    "both stacks, neither usable": Case(merged(INSTALLED, VISTA, kelo_stack(), ntru_stack()), ("/TSS_VENDOR=kelo",)),
     "no stack, the toolkit's own wanted": Case(INSTALLED, ("/TSS_VENDOR=KELO",)),
-    "no stack, the other wanted": Case(merged(INSTALLED, WINDOWS_7), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
+    "no stack, the other wanted": Case(merged(INSTALLED, WINDOWS_7), ("/TSS_VENDOR=NTRU12",)),
     "no stack, a third wanted": Case(INSTALLED, ("/TSS_VENDOR=IFX",), ROLLED_BACK),
-    "a stack that stopped, none wanted": Case(merged(INSTALLED, ntru_stack(state="stopped")), actions=INSTALLATION_AND_REMOVAL),
-    "a stack that stopped, and is usable": Case(merged(INSTALLED, probe("NTRU12"), ntru_stack(state="stopped")), actions=INSTALLATION_AND_REMOVAL),
+    "a stack that stopped, none wanted": Case(merged(INSTALLED, ntru_stack(state="stopped"))),
+    "a stack that stopped, and is usable": Case(merged(INSTALLED, probe("NTRU12"), ntru_stack(state="stopped"))),
 
     # Detection libraries.
-    "TPM that is off": Case(merged(USABLE, probe("KELO", isEnabled=0)), ("/TSS_VENDOR=other",), actions=INSTALLATION_AND_REMOVAL),
-    "TPM that is not activated": Case(merged(USABLE, probe("KELO", isActivated=0), probe("NTRU12", isActivated=2)), actions=INSTALLATION_AND_REMOVAL),
+    "TPM that is off": Case(merged(USABLE, probe("KELO", isEnabled=0)), ("/TSS_VENDOR=other",)),
+    "TPM that is not activated": Case(merged(USABLE, probe("KELO", isActivated=0), probe("NTRU12", isActivated=2))),
     "TPM without an owner": Case(merged(USABLE, WINDOWS_8, probe("KELO", isOwned=0)), (), ROLLED_BACK),
     "TPM whose SRK is in the wrong format": Case(merged(USABLE, probe("KELO", ValidSRKAuth=1)), (), ROLLED_BACK),
     "a detection library without functions": Case(
-        merged(USABLE, GERMAN, probe("KELO", isEnabled=None), probe("NTRU12", DetectTSS=None)), actions=INSTALLATION_AND_REMOVAL),
+        merged(USABLE, GERMAN, probe("KELO", isEnabled=None), probe("NTRU12", DetectTSS=None))),
     "a detection library that faults": Case(
         merged(USABLE, probe("KELO", isEnabled={"throws": "access violation"}),
-               probe("NTRU12", DetectTSS={"throws": "division by zero"}), ntru_stack()), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
-    "no detection libraries": Case(merged(PLAIN, MESSAGES, JAPANESE, toolkit_service(), shims()), actions=INSTALLATION_AND_REMOVAL),
+               probe("NTRU12", DetectTSS={"throws": "division by zero"}), ntru_stack()), ("/TSS_VENDOR=NTRU12",)),
+    "no detection libraries": Case(merged(PLAIN, MESSAGES, JAPANESE, toolkit_service(), shims())),
 
     # Services.
     "a slow stack": Case(merged(USABLE, WINDOWS_7, kelo_stack(
@@ -184,21 +184,21 @@ CASES = {
         merged(INSTALLED, ntru_stack(onStart={"states": [{"state": "startPending"}, {
             "afterMs": 600, "state": "stopped", "exitCode": 1066, "serviceExitCode": 42}]})), ("/TSS_VENDOR=NTRU12",),
         ROLLED_BACK),
-    "TPM Base Services that stopped": Case(merged(USABLE, WINDOWS_7, {"services": {"TBS": {"state": "stopped"}}}), actions=INSTALLATION_AND_REMOVAL),
+    "TPM Base Services that stopped": Case(merged(USABLE, WINDOWS_7, {"services": {"TBS": {"state": "stopped"}}})),
     "TPM Base Services that refuse to stop": Case(
         merged(USABLE, WINDOWS_7, ntru_stack(), {"services": {"TBS": {"controlsAccepted": 0}}}), (), ROLLED_BACK),
     "a third stack beside the TPM Base Services": Case(
-        merged(USABLE, WINDOWS_7, service("IFXTCS", r"C:\IFX", state="running", start="auto"), ntru_stack()), actions=INSTALLATION_AND_REMOVAL),
+        merged(USABLE, WINDOWS_7, service("IFXTCS", r"C:\IFX", state="running", start="auto"), ntru_stack())),
     "no services but the toolkit's": Case(
         merged(USABLE, {"services": {name: None for name in ("TBS", "SCardSvr", "CertPropSvc", "tcsd_x86")}}),
-        ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
+        ("/TPM_VSC=1",)),
     "the toolkit's service from an earlier installation": Case(
         merged(USABLE, WINDOWS_7, {"services": {"KlPCR": {
             **FOR_A_MOMENT, "binaryPath": rf'"{TOOLKIT}\KlPCR.exe"',
             "displayName": "Kelo PCR", "state": "running", "start": "auto",
             "loadOrderGroup": "Group", "dependencies": ["RPCSS"], "description": "an earlier one",
-            "errorControl": 0}}}), actions=INSTALLATION_AND_REMOVAL),
-    "the toolkit's service program is missing": Case(merged(USABLE, {"programs": {rf"{TOOLKIT}\KlPCR.exe": None}}), actions=INSTALLATION_AND_REMOVAL),
+            "errorControl": 0}}})),
+    "the toolkit's service program is missing": Case(merged(USABLE, {"programs": {rf"{TOOLKIT}\KlPCR.exe": None}})),
 
     # Shims and other files.
     "old shims, and an old backup": Case(merged(USABLE, {"files": {
@@ -208,38 +208,38 @@ CASES = {
         rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim", "attributes": READ_ONLY},
         rf"{SYSTEM}\Tspi_x64.dll": {"text": "another", "attributes": READ_ONLY},
         rf"{SYSTEM}\Tsp1.bak": {"text": "a backup", "attributes": READ_ONLY},
-        rf"{SYSTEM}\stkprobe.dll": {"text": "an old library", "attributes": READ_ONLY}}}), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
+        rf"{SYSTEM}\stkprobe.dll": {"text": "an old library", "attributes": READ_ONLY}}}), ("/TSS_VENDOR=NTRU12",)),
     "directories in the places of files": Case(merged(INSTALLED, {"files": {
         rf"{SYSTEM}\TSP1_x64.dll": {"directory": True}, rf"{SYSTEM}\stkprobe.dll": {"directory": True},
         r"C:\ProgramData\Kelo Systems Corp\Common\policies": {"text": "a file"},
-        r"C:\ProgramData\Kelo Systems Corp\Common\Kelo_Config.ini": {"directory": True}}}), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
+        r"C:\ProgramData\Kelo Systems Corp\Common\Kelo_Config.ini": {"directory": True}}}), ("/TSS_VENDOR=NTRU12",)),
     "an older version of the other stack": Case(merged(INSTALLED, ntru_stack(), shims(), {"files": {
         r"C:\Program Files\NTRU Cryptosystems\NTRU TCG Software Stack\bin\TSP1_x64.dll": {"version": "1.2.1.24"},
-        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim"}}}), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
+        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim"}}}), ("/TSS_VENDOR=NTRU12",)),
     "a newer version of the other stack": Case(merged(INSTALLED, {"files": {
         r"C:\Program Files\NTRU Cryptosystems\NTRU TCG Software Stack\bin\TSP1.dll": {"version": "1.2.1.25"},
-        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim"}}}), ("/TSS_VENDOR=NTRU12",), actions=INSTALLATION_AND_REMOVAL),
+        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim"}}}), ("/TSS_VENDOR=NTRU12",)),
     "a stack's library without a version": Case(merged(INSTALLED, ntru_stack(), {"files": {
         r"C:\Program Files\NTRU Cryptosystems\NTRU TCG Software Stack\bin\TSP1_x64.dll": {"text": "no version"}}}),
         ("/TSS_VENDOR=NTRU12",), ROLLED_BACK),
-    "no folder for the log": Case(merged(USABLE, {"files": {r"C:\ProgramData\Kelo Systems Corp": {"text": "a file"}}}), actions=INSTALLATION_AND_REMOVAL),
+    "no folder for the log": Case(merged(USABLE, {"files": {r"C:\ProgramData\Kelo Systems Corp": {"text": "a file"}}})),
     "a log that may not be written": Case(merged(USABLE, {"files": {
-        r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit": {"directory": True, "denied": True}}}), actions=INSTALLATION_AND_REMOVAL),
+        r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit": {"directory": True, "denied": True}}})),
     "processes left behind": Case(merged(USABLE, WINDOWS_7, {"processes": [
-        {"name": "explorer.exe"}, {"name": "patchagent.EXE"}, {"name": "VaultCourier.exe", "count": 2}]}), actions=INSTALLATION_AND_REMOVAL),
+        {"name": "explorer.exe"}, {"name": "patchagent.EXE"}, {"name": "VaultCourier.exe", "count": 2}]})),
 
     # The registry.
     "values of other types": Case(merged(USABLE, {"registry": {COMMON: {"values": {
         "KlVSC Installed": "1", "KlAutoEnrollInstalled": {"type": "REG_BINARY", "hex": "01000000"},
         "Installation Path": {"type": "REG_BINARY", "hex": "4300"}}}}})),
     "no keys of the toolkit": Case(merged(USABLE, {"registry": {COMMON: None, COMMON_WITH_PERIOD: None,
-                                                              BLOCKED_COMMANDS: None}}), ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
+                                                              BLOCKED_COMMANDS: None}}), ("/TPM_VSC=1",)),
     "some blocked commands, and others": Case(merged(USABLE, WINDOWS_8_1, {"registry": {BLOCKED_COMMANDS: {"values": {
         "13": None, "22": 7, "99": "", "": "default"}}}}), (), ROLLED_BACK),
     "blocked commands that are the system's": Case(merged(USABLE, WINDOWS_7, {"registry": {BLOCKED_COMMANDS: {
         "owner": "S-1-5-18", "protected": True, "access": [
             {"trustee": "S-1-5-18", "mask": 0xF003F, "inheritance": 2},
-            {"trustee": "S-1-5-32-544", "mask": READ_AND_TAKE_OWNERSHIP, "inheritance": 2}]}}}), actions=INSTALLATION_AND_REMOVAL),
+            {"trustee": "S-1-5-32-544", "mask": READ_AND_TAKE_OWNERSHIP, "inheritance": 2}]}}})),
     "the prototype of a provider": Case(merged(USABLE, {"registry": {
         rf"{PROVIDERS}\Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)": {},
         r"HKLM\SOFTWARE\Kelo Systems Corp.\Keystead CSP Persistent\CAPI": {"values": {
@@ -252,28 +252,28 @@ CASES = {
     "a card that was there before": Case(merged(USABLE, {
         "registry": {COMMON: {"values": {"KlVSC Installed": 1}}}, "smartCards": {"readers": ["Contoso Reader 0"]}})),
     "readers, the toolkit's among them": Case(
-        merged(USABLE, {"smartCards": {"readers": ["Contoso Reader 0", READER.lower()]}}), ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
-    "no resource manager": Case(merged(USABLE, {"smartCards": {"manager": "SCARD_E_NO_SERVICE"}}), ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
-    "a device installer that fails": Case(merged(USABLE, device_installer(exit_code=0xFFFFFFFE)), ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
+        merged(USABLE, {"smartCards": {"readers": ["Contoso Reader 0", READER.lower()]}}), ("/TPM_VSC=1",)),
+    "no resource manager": Case(merged(USABLE, {"smartCards": {"manager": "SCARD_E_NO_SERVICE"}}), ("/TPM_VSC=1",)),
+    "a device installer that fails": Case(merged(USABLE, device_installer(exit_code=0xFFFFFFFE)), ("/TPM_VSC=1",)),
     "no device installer": Case(
         merged(USABLE, {"programs": {rf"{TOOLKIT}\TPM_VSCard\DriverStager.exe": None}}), ("/TPM_VSC=1",), ROLLED_BACK),
     "a library of the card is missing": Case(merged(USABLE, {"files": {
-        rf"{TOOLKIT}\TPM_VSCard\KeloMiniDriverBody.dll": None}}), ("/TPM_VSC=1",), actions=INSTALLATION_AND_REMOVAL),
+        rf"{TOOLKIT}\TPM_VSCard\KeloMiniDriverBody.dll": None}}), ("/TPM_VSC=1",)),
     "one key storage provider already": Case(merged(USABLE, {"cng": {"providers": {
         "Kelo TCG Enabled KSP": {"userMode": {"image": "KeloKSP.dll", "interfaces": [
             {"interface": 65537, "flags": 1, "functions": ["KEY_STORAGE"]}]}}}}}), actions=COMMITTED),
     "no automatic provisioning": Case(
-        merged(USABLE, {"wmi": {"namespaces": {r"root\CIMV2\Security\MicrosoftTpm": None}}}), ("/TPM_WIN8=0",), actions=INSTALLATION_AND_REMOVAL),
+        merged(USABLE, {"wmi": {"namespaces": {r"root\CIMV2\Security\MicrosoftTpm": None}}}), ("/TPM_WIN8=0",)),
     "automatic provisioning that cannot be switched": Case(
         merged(USABLE, WINDOWS_8, {"wmi": {"failures": {"IWbemServices::ExecMethod": "E_FAIL"}}}), ("/TPM_WIN8=1",),
         ROLLED_BACK),
 
     # Task library.
-    "tasks that fail": Case(merged(USABLE, tasks(InstallAutoEnrollmentTasks=-5, RemoveAutoEnrollmentTasks=7)), actions=INSTALLATION_AND_REMOVAL),
+    "tasks that fail": Case(merged(USABLE, tasks(InstallAutoEnrollmentTasks=-5, RemoveAutoEnrollmentTasks=7))),
 
     # Languages, code pages and folders.
     "German": Case(merged(INSTALLED, GERMAN)),
-    "Japanese": Case(merged(INSTALLED, JAPANESE), ("/TSS_VENDOR=IFX",), actions=INSTALLATION_AND_REMOVAL),
+    "Japanese": Case(merged(INSTALLED, JAPANESE), ("/TSS_VENDOR=IFX",)),
     "Polish, without texts of its own": Case(merged(INSTALLED, POLISH), (), ROLLED_BACK),
     "a toolkit in another folder, on another drive": Case(
         merged(PLAIN, probe("KELO", r"D:\Käse & Co"), kelo_stack(), toolkit_service(r"D:\Käse & Co"),

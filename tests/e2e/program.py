@@ -10,7 +10,7 @@ import subprocess
 import tempfile
 
 from provision import as_on_wine, complete, provision
-from wine import ROOT, Prefix
+from wine import MOST_SECONDS, ROOT, Prefix
 
 EXE = ROOT / "build" / "windows" / "KeloCustomAction.exe"
 DLL = EXE.with_suffix(".dll")
@@ -54,6 +54,7 @@ class Machine:
     def __enter__(self):
         with contextlib.ExitStack() as stack:
             self.prefix = stack.enter_context(Prefix())
+            self.prefix.log = LOG
             self.missing = provision(self.prefix, self.description)
             target = self.prefix.path(self.program)
             target.parent.mkdir(parents=True, exist_ok=True)
@@ -65,13 +66,8 @@ class Machine:
         return self._stack.__exit__(*error)
 
     def run(self, *arguments):
-        before = len(self._log_lines())
-        try:
-            status, stdout = self.prefix.wine(self.program, *arguments)
-        except subprocess.TimeoutExpired as endless:
-            log = "\n".join(self._log_lines()[before:])
-            raise AssertionError(f"{arguments} still runs after {endless.timeout} s. Its log:\n{log}") from endless
-        return Run(status, stdout.decode(self.encoding), self._log_lines()[before:])
+        status, stdout, log = self._logged(self.program, *arguments)
+        return Run(status, stdout.decode(self.encoding), log)
 
     def content(self, path):
         """The bytes of a file; None when it is not there."""
@@ -81,26 +77,30 @@ class Machine:
     def call_export(self, name):
         """Has an installer load the library image and call an export of it with the described CustomActionData. Returns
         the export's result, and the messages it logged."""
-        before = len(self._log_lines())
         data = self.description.get("installer", {}).get("properties", {}).get("CustomActionData", "")
-        status, result = self.prefix.wine(EXPORT_HOST, DLL, name, data)
+        status, result, log = self._logged(EXPORT_HOST, DLL, name, data)
         if status != 0:
             raise AssertionError(f"{name}: export_host ended with {status}")
-        return int(result), [parse(line)["message"] for line in self._log_lines()[before:]]
+        return int(result), [parse(line)["message"] for line in log]
 
     def call(self, function, *arguments):
         """Calls a single function of the program. Returns its result as text, and the messages it logged."""
-        before = len(self._log_lines())
-        status, result = self.prefix.wine(CALLS, function, *arguments)
+        status, result, log = self._logged(CALLS, function, *arguments)
         if status != 0:
             raise AssertionError(f"{function}: kelo_calls ended with {status}")
-        return result.decode(), [parse(line)["message"] for line in self._log_lines()[before:]]
+        return result.decode(), [parse(line)["message"] for line in log]
 
     def place(self, file, path):
         """Puts a file of the build on the machine."""
         target = self.prefix.path(path)
         target.parent.mkdir(parents=True, exist_ok=True)
         shutil.copyfile(file, target)
+
+    def _logged(self, *command):
+        """Runs a program. Returns its exit status, its standard output and the lines that it logged."""
+        before = len(self._log_lines())
+        status, output = self.prefix.wine(*command)
+        return status, output, self._log_lines()[before:]
 
     def _log_lines(self):
         log = self.prefix.path(LOG)
@@ -144,7 +144,7 @@ def rehearse_and_save(machine, *arguments):
         before, after = pathlib.Path(folder, "before.json"), pathlib.Path(folder, "after.json")
         before.write_text(json.dumps(machine), encoding="utf-8")
         done = subprocess.run([REHEARSE, "--json", "--save", after, before, *arguments], capture_output=True,
-                              text=True, check=False)
+                              text=True, check=False, timeout=MOST_SECONDS)
         if done.returncode == USAGE_ERROR:
             raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
         return done.returncode, json.loads(done.stdout), json.loads(after.read_text(encoding="utf-8"))

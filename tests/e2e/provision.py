@@ -157,7 +157,8 @@ def _apply_environment(work, environment):
         elif own.get(name.lower()) != str(value).lower():
             work.miss("environment", name)
     if lines:
-        work.registry.append("\n[HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Control\\Session Manager\\Environment]\n")
+        work.registry.append("\n[HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Control\\Session Manager\\"
+                             "Environment]\n")
         work.registry += lines
 
 
@@ -294,7 +295,6 @@ SERVICE_MEMBERS = {"displayName", "description", "type", "start", "errorControl"
 
 
 def _apply_services(work, described):
-    services.keep(work.prefix)
     whole = work.machine["services"]
     # Wine has services of its own; what a plain machine has need not be among them.
     services.run_script(work.prefix, [f"delete\t{name}" for name in described])

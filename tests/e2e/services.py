@@ -17,18 +17,12 @@ START_TYPES = {"boot": 0, "system": 1, "auto": 2, "demand": 3, "disabled": 4}
 ACCEPTS_STOP = 1
 NO_PROGRAM = 2  # ERROR_FILE_NOT_FOUND, the error of starting a service without its program
 NEVER = 0xFFFFFFFE  # milliseconds
-ATTEMPTS = 3
 
 # What a service does whose description does not say it, as on a simulated machine.
 USUAL_REACTIONS = {
     "onStart": {"states": [{"state": "startPending"}, {"afterMs": 300, "state": "running"}]},
     "onStop": {"states": [{"state": "stopPending"}, {"afterMs": 300, "state": "stopped"}]},
 }
-
-
-def keep(prefix):
-    """Keeps a prefix's services running between programs: Wine stops them soon after its last program has ended."""
-    start(prefix, r"C:\Standins\sleeper.exe")
 
 
 def start(prefix, path, *arguments):
@@ -107,8 +101,7 @@ def configure_path(prefix, name, path):
 
 def show(prefix, name):
     """Status, configuration and description of a service, as the service manager tells them; None without one."""
-    status, output = _attempt(prefix, "show", name)
-    return json.loads(output) if status == 0 else None
+    return json.loads(_tool(prefix, "show", name))
 
 
 def wait_for(prefix, name, state, seconds=20):
@@ -143,18 +136,8 @@ def _line(moment, step):
 
 
 def _tool(prefix, *arguments):
-    status, output = _attempt(prefix, *arguments)
+    """Has machine_tool do something. Returns what it prints; why it fails, it says on standard error."""
+    status, output = prefix.wine(MACHINE_TOOL, *arguments)
     if status != 0:
-        raise RuntimeError(f"machine_tool {' '.join(arguments)} ended with {status}: {output.decode(errors='replace')}")
+        raise RuntimeError(f"machine_tool {' '.join(arguments)} ended with {status}")
     return output
-
-
-def _attempt(prefix, *arguments):
-    """The exit status and the output of machine_tool. A tool that fails says why: one that says nothing was not run,
-    because Wine's server did not take it, and is tried again."""
-    for _ in range(ATTEMPTS):
-        status, output = prefix.wine(MACHINE_TOOL, *arguments)
-        if status == 0 or output:
-            break
-        time.sleep(1)
-    return status, output

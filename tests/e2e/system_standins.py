@@ -1,5 +1,6 @@
-"""Stand-ins for libraries of Windows' own under Wine: the smart-card resource manager, the configuration of cryptography
-and the way into WMI. Wine has all three, but lists no readers, remembers no providers and knows no namespace of a TPM."""
+"""Stand-ins for libraries of Windows' own under Wine: the smart-card resource manager, the configuration of
+cryptography and the way into WMI. Wine has all three, but lists no readers, remembers no providers and knows no
+namespace of a TPM."""
 
 import json
 

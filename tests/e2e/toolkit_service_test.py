@@ -113,8 +113,8 @@ class Removal(ToolkitService):
         services.wait_for(machine.prefix, "KlPCR", STATES["running"])
         services.configure_path(machine.prefix, "KlPCR", f'"{PROGRAM}\\"')
         self.assertEqual(machine.call("UnInstallTkService"),
-                         ("0", [self.ENTER, *self.UNREGISTERED, "UnInstallTkService - failed to delete the service 1072",
-                                self.DELETED[1]]))
+                         ("0", [self.ENTER, *self.UNREGISTERED,
+                                "UnInstallTkService - failed to delete the service 1072", self.DELETED[1]]))
         self.assertEqual(self.runs(machine), ["-Service", "-UnregServer"])
         self.assertIsNone(self.show(machine))
 

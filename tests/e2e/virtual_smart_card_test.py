@@ -172,7 +172,6 @@ class VirtualSmartCard(Prediction):
 
     def test_setup_has_the_services_start_automatically(self):
         machine = self.enter(toolkit())
-        services.keep(machine.prefix)
         for name in ("SCardSvr", "CertPropSvc"):
             if not services.show(machine.prefix, name):
                 services.create(machine.prefix, {name: {}})

@@ -6,9 +6,11 @@ import fcntl
 import functools
 import os
 import pathlib
+import shlex
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import zlib
 
@@ -18,16 +20,28 @@ BASE = ROOT / "build" / "wine"
 # Files this big in a new prefix are Wine's own images and tables. Nothing writes to them, so the copies share them.
 SHARED_FILE_SIZE = 64 * 1024
 
+# What every prefix has from the start, as a .reg file. A service may take as long to answer as on Windows: on a busy
+# machine the ten seconds that Wine's service manager waits otherwise are too few (1053). It takes this number as a text
+# alone.
+SETTINGS = r"""Windows Registry Editor Version 5.00
+
+[HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control]
+"ServicesPipeTimeout"="30000"
+"""
+
+# Wine's server and services stay this long after the last program of a prefix has ended, and not three seconds: services
+# are to run between programs, and a program that starts while the server goes is ended with it, with exit code 1. (If it
+# is a service's, its start fails with 1359.)
+SERVER_STAYS = 600  # seconds
+
+MOST_SECONDS = 120  # that a program may take
+
 # Root may write to read-only files, which nobody may on Windows. Inside a prefix, root has no such privilege.
 UNPRIVILEGED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"]
 
 
-# Windows waits half a minute for a service's program to report, Wine 10 seconds, which a busy machine may need.
-SETTINGS = r"""Windows Registry Editor Version 5.00
-
-[HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control]
-"ServicesPipeTimeout"="60000"
-"""
+class Hung(AssertionError):
+    """A program did not end in its time, and what ran in its prefix was ended."""
 
 
 class Prefix:
@@ -36,6 +50,7 @@ class Prefix:
     locale = "C.UTF-8"  # what Wine takes its language from
     current_folder = None  # where programs start, as Unix names it; none: in the prefix's own folder
     zone = "UTC"  # and its time zone
+    log = None  # the file, as Windows names it, that tells how far a program came that did not end
 
     def __enter__(self):
         _interruption.expect()
@@ -49,6 +64,7 @@ class Prefix:
         try:
             shutil.copytree(template, self.folder, symlinks=True, dirs_exist_ok=True, copy_function=_copy_or_share)
             (self.folder / "tmp").mkdir()
+            _succeed(self.folder, "wineserver", f"-p{SERVER_STAYS}")
         except BaseException:
             self.__exit__()
             raise
@@ -59,23 +75,29 @@ class Prefix:
             _remove(self.folder)
             os.close(self._lock)
 
-    def wine(self, *command, timeout=60):
-        """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output."""
-        return _run(self.folder, ["wine", *command], timeout, self.locale, self.zone, self.current_folder)
+    def wine(self, *command, timeout=MOST_SECONDS):
+        """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output; what it,
+        or Wine, says on standard error is for whoever reads the output of a failed test. Raises Hung."""
+        try:
+            return _run(self.folder, ["wine", *command], timeout, self.locale, self.zone, self.current_folder)
+        except Hung as hung:
+            if self.log and (log := self.path(self.log)).is_file():
+                hung.add_note(f"The log so far:\n{log.read_text(encoding='cp1252', errors='replace')}")
+            raise
 
     @contextlib.contextmanager
     def traced(self):
         """Has Wine's server, anew, note what it is asked for. Yields a function that tells the notes."""
-        _run(self.folder, ["wineserver", "-k"])
+        _end_processes(self.folder)
         _run(self.folder, ["wineserver", "-w"])
         notes = self.folder / "tmp" / "server.txt"
+        command = [*_unprivileged(), "wineserver", "-f", "-d1", f"-p{SERVER_STAYS}"]
         with open(notes, "wb") as file, subprocess.Popen(
-                [*_unprivileged(), "wineserver", "-f", "-d1"], env=_environment(self.folder), stdin=subprocess.DEVNULL,
-                stdout=file, stderr=file) as server:
+                command, env=_environment(self.folder), stdin=subprocess.DEVNULL, stdout=file, stderr=file) as server:
             try:
                 yield lambda: notes.read_text(encoding="utf-8", errors="replace")
             finally:
-                _run(self.folder, ["wineserver", "-k"])
+                _end_processes(self.folder)
                 server.wait()
 
     def path(self, windows_path):
@@ -143,14 +165,40 @@ def _unprivileged():
     return UNPRIVILEGED if probe.returncode == 0 else []
 
 
-def _run(prefix, command, timeout=60, locale=Prefix.locale, zone=Prefix.zone, cwd=None):
-    """Runs a command with its output in a file, because Wine's own processes stay for a while and keep a pipe open."""
-    with tempfile.TemporaryFile(dir=prefix / "tmp") as output:
-        done = subprocess.run([*_unprivileged(), *command], env=_environment(prefix, locale, zone), cwd=cwd or prefix,
-                              timeout=timeout, stdin=subprocess.DEVNULL, stdout=output,
-                              stderr=subprocess.DEVNULL, check=False)
+def _run(prefix, command, timeout=MOST_SECONDS, locale=Prefix.locale, zone=Prefix.zone, cwd=None):
+    """Runs a command with its output in files, because Wine's own processes stay for a while and keep a pipe open. What
+    they say on standard error, also later, goes to that of the test."""
+    with tempfile.TemporaryFile(dir=prefix / "tmp") as output, open(prefix / "tmp" / "errors.txt", "ab") as errors:
+        said_before = errors.tell()
+        try:
+            done = subprocess.run([*_unprivileged(), *command], env=_environment(prefix, locale, zone),
+                                  cwd=cwd or prefix, timeout=timeout, stdin=subprocess.DEVNULL, stdout=output,
+                                  stderr=errors, check=False)
+        except subprocess.TimeoutExpired:
+            _end_processes(prefix)
+            output.seek(0)
+            raise Hung(f"{shlex.join(map(str, command))} did not end within {timeout} seconds. It wrote "
+                       f"{output.read()!r} and, as errors, {_said_since(prefix, said_before)!r}") from None
+        if said := _said_since(prefix, said_before):
+            print(f"{shlex.join(map(str, command))} ended with {done.returncode}. It or Wine said: {said}",
+                  file=sys.stderr)
         output.seek(0)
         return done.returncode, output.read()
+
+
+def _succeed(prefix, *command, timeout=MOST_SECONDS):
+    status, _ = _run(prefix, command, timeout)
+    if status != 0:
+        raise RuntimeError(f"{shlex.join(command)} ended with {status}")
+
+
+def _said_since(prefix, position):
+    return (prefix / "tmp" / "errors.txt").read_bytes()[position:].decode(errors="replace")
+
+
+def _end_processes(prefix):
+    subprocess.run([*_unprivileged(), "wineserver", "-k"], env=_environment(prefix), timeout=MOST_SECONDS,
+                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
 
 
 def _template():
@@ -161,17 +209,16 @@ def _template():
     new = BASE / "new-template"
     _remove(new)
     (new / "tmp").mkdir(parents=True)
-    (new / "settings.reg").write_text(SETTINGS, encoding="utf-16")
     try:
+        (new / "settings.reg").write_text(SETTINGS, encoding="utf-16")
         for command in (["wine", "wineboot", "-i"], ["wine", "regedit", "/S", "settings.reg"], ["wineserver", "-w"]):
-            status, _ = _run(new, command, timeout=300)
-            if status != 0:
-                raise RuntimeError(f"{' '.join(command)} ended with {status}")
+            _succeed(new, *command, timeout=300)
     except BaseException:
         with _interruption.postponed():
             _remove(new)
         raise
     shutil.rmtree(new / "tmp")
+    (new / "settings.reg").unlink()
     (new / "wineserver").unlink(missing_ok=True)  # says where the server's socket was
     return new.rename(template)
 
@@ -188,7 +235,7 @@ def _remove(prefix):
     if not prefix.exists():
         return
     (prefix / "tmp").mkdir(exist_ok=True)
-    _run(prefix, ["wineserver", "-k"])
+    _end_processes(prefix)
     shutil.rmtree(prefix, ignore_errors=True)
     if prefix.exists():  # a process that was just ended may have dropped a file
         shutil.rmtree(prefix)

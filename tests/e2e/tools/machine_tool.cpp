@@ -4,9 +4,11 @@
 //                                      a service, or changes one; "/" stands between dependencies. What is left out or
 //                                      empty is as usual in a new service, and stays as it is in another.
 // machine_tool path NAME BINARY_PATH   gives a service another command line
-// machine_tool start NAME              starts a service
+// machine_tool start NAME              starts a service; again after a while when Wine's service manager fails at it
 // machine_tool delete NAME             deletes a service; there need not be one
-// machine_tool show NAME               status, configuration and description of a service, a JSON object
+// machine_tool show NAME               status, configuration and description of a service, a JSON object; null when
+// there
+//                                      is no such service
 // machine_tool services                the same of all, by their names
 // machine_tool launch COMMAND_LINE     starts a program without waiting for its end
 // machine_tool processes               names of the running programs' files, a JSON list
@@ -18,7 +20,7 @@
 // machine_tool security KEY...         owner and access list of keys, as SDDL, a JSON object
 // machine_tool script FILE             does each line of a file: a verb and its arguments, with tabs between them
 //
-// Exit status: 0, or the Windows error, which is then the last line of the output as well.
+// Exit status: 0, or the Windows error, which stands on standard error with what failed.
 #include <windows.h>
 
 #include <aclapi.h>
@@ -31,12 +33,15 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace
 {
 
 constexpr DWORD kBufferBytes = 8192;
+constexpr int kMostStarts = 3;
+constexpr DWORD kPauseMs = 2000;
 
 using Words = std::vector<std::wstring>;
 
@@ -150,21 +155,27 @@ int Path(const Words& words)
                                            words[2].c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
 }
 
-// On a busy machine Wine's service manager now and then loses a start: then it is told again.
+// Whether a start failed because Wine's service manager was too late or the new process was lost, as happens on a busy
+// machine. Windows gives the first for a service that does not answer; a stand-in always answers.
+bool IsPassing(DWORD startError)
+{
+    return startError == ERROR_SERVICE_REQUEST_TIMEOUT || startError == ERROR_INTERNAL_ERROR;
+}
+
 int Start(const Words& words)
 {
-    constexpr int kAttempts = 3;
-    int status = 0;
-    for (int attempt = 0; attempt < kAttempts; ++attempt)
+    const SC_HANDLE service = Open(words[1]);
+    if (service == nullptr)
+        return ExitStatus(FALSE);
+    for (int attempt = 1;; ++attempt)
     {
-        status = ExitStatus(StartServiceW(Open(words[1]), 0, nullptr));
-        if (attempt > 0 && status == ERROR_SERVICE_ALREADY_RUNNING)
-            return 0;
-        if (status != ERROR_SERVICE_REQUEST_TIMEOUT && status != ERROR_INTERNAL_ERROR)
-            break;
-        Sleep(1000);
+        const int status = ExitStatus(StartServiceW(service, 0, nullptr));
+        if (!IsPassing(static_cast<DWORD>(status)) || attempt == kMostStarts)
+            return status;
+        std::fprintf(stderr, "machine_tool: start %s: attempt %d of %d failed: %d\n", Utf8(words[1]).c_str(), attempt,
+                     kMostStarts, status);
+        Sleep(kPauseMs);
     }
-    return status;
 }
 
 int Delete(const Words& words)
@@ -211,7 +222,12 @@ bool PrintService(const std::wstring& name)
 
 int Show(const Words& words)
 {
-    return ExitStatus(PrintService(words[1]));
+    if (PrintService(words[1]))
+        return 0;
+    if (GetLastError() != ERROR_SERVICE_DOES_NOT_EXIST)
+        return ExitStatus(FALSE);
+    std::printf("null");
+    return 0;
 }
 
 int ShowServices(const Words&)
@@ -405,7 +421,7 @@ constexpr Verb kVerbs[] = {
     {L"script", 2, &RunScript},
 };
 
-int Run(const Words& words)
+int RunVerb(const Words& words)
 {
     for (const Verb& verb : kVerbs)
     {
@@ -413,6 +429,19 @@ int Run(const Words& words)
             return verb.run(words);
     }
     return ERROR_INVALID_PARAMETER;
+}
+
+int Run(const Words& words)
+{
+    const int status = RunVerb(words);
+    if (status == 0)
+        return 0;
+    std::string line;
+    for (const std::wstring& word : words)
+        line += " " + Utf8(word);
+    std::fprintf(stderr, "machine_tool:%s: error %d (%s)\n", line.c_str(), status,
+                 std::system_category().message(status).c_str());
+    return status;
 }
 
 int RunScript(const Words& words)
@@ -429,10 +458,7 @@ int RunScript(const Words& words)
                 lineWords.back() += c;
         }
         if (const int status = Run(lineWords))
-        {
-            std::printf("machine_tool: %s\n", line.c_str());
             return status;
-        }
     }
     return file.eof() ? 0 : ERROR_FILE_NOT_FOUND;
 }
@@ -441,8 +467,5 @@ int RunScript(const Words& words)
 
 int wmain(int argc, wchar_t** argv)
 {
-    const int status = Run(Words(argv + 1, argv + argc));
-    if (status != 0)
-        std::printf("machine_tool: error %d\n", status);
-    return status;
+    return Run(Words(argv + 1, argv + argc));
 }
