@@ -4,6 +4,7 @@ import re
 import shutil
 import unittest
 
+import services
 from program import LOG, LOG_LINE, Machine, rehearse
 from provision import READ_ONLY
 from standins import BUILD
@@ -60,8 +61,8 @@ class HostileSurroundings(unittest.TestCase):
 
     def test_libraries_in_the_current_folder(self):
         # A failing set-up loads all that the program asks for by name alone. The stand-in notes that it was loaded.
-        # Wine 8 looks for other libraries than its own in the current folder all the same: that SetDllDirectoryW ends
-        # that for the library of texts, only Windows can show.
+        # Wine 8 always takes its own of these two, and looks for the library of texts in the current folder all the same:
+        # that SetDllDirectoryW ends that, only Windows can show. The next test shows that it is called in time.
         with Machine({}) as machine:
             planted = machine.prefix.path(r"C:\Planted")
             planted.mkdir()
@@ -77,6 +78,22 @@ class HostileSurroundings(unittest.TestCase):
             self.assertEqual(machine.run("/Setup").exit_status, 255)
             self.assertTrue((own / MARK).exists())
             self.assertFalse((planted / MARK).exists())
+
+    def test_current_folder_is_not_searched_for_any_library(self):
+        with Machine({}) as machine:
+            services.start(machine.prefix, r"C:\Standins\sleeper.exe")
+            calls = machine.prefix.calls(["SetDllDirectoryW", "LoadLibraryA", "LoadLibraryW", "LoadLibraryExA",
+                                          "LoadLibraryExW"], machine.program, "/Setup")
+        self.assertEqual(calls, [
+            ("SetDllDirectoryW", ""),
+            ("LoadLibraryW", "bcrypt.dll"),
+            ("LoadLibraryW", "bcrypt.dll"),
+            ("LoadLibraryA", TOOLKIT + r"\KELO\stkprobe.dll"),
+            ("LoadLibraryA", TOOLKIT + r"\NTRU12\stkprobe.dll"),
+            ("LoadLibraryA", "kernel32.dll"),
+            ("LoadLibraryA", TEXT_LIBRARY),
+            ("LoadLibraryA", TEXT_LIBRARY),
+        ])
 
     def test_long_command_line(self):
         self.check({}, "/Commit", "/X=" + LINE_LIMIT * "x")

@@ -6,6 +6,7 @@ import fcntl
 import functools
 import os
 import pathlib
+import re
 import shlex
 import shutil
 import signal
@@ -84,6 +85,21 @@ class Prefix:
             if self.log and (log := self.path(self.log)).is_file():
                 hung.add_note(f"The log so far:\n{log.read_text(encoding='cp1252', errors='replace')}")
             raise
+
+    def calls(self, functions, program, *arguments):
+        """Runs a program, while another one keeps the desktop up, and tells the calls that it makes of functions of
+        kernel32.dll that take one text: their names and the texts."""
+        self.import_registry("Windows Registry Editor Version 5.00\n\n[HKEY_CURRENT_USER\\Software\\Wine\\Debug]\n"
+                             f'"RelayInclude"="{";".join("kernel32." + function for function in functions)}"\n')
+        path = self.folder / "tmp" / "calls.txt"
+        with open(path, "wb") as notes:
+            subprocess.run([*_unprivileged(), "wine", program, *arguments], cwd=self.current_folder or self.folder,
+                           env={**_environment(self.folder), "WINEDEBUG": "+relay"}, timeout=MOST_SECONDS,
+                           stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=notes, check=False)
+        # A program's own code lies where it was linked to.
+        found = re.findall(r'^\w+:Call KERNEL32\.(\w+)\(\w+ L?"(.*)"\) ret=14\w{7}$',
+                           path.read_text(encoding="utf-8", errors="replace"), re.MULTILINE)
+        return [(function, text.replace(r"\\", "\\")) for function, text in found]
 
     @contextlib.contextmanager
     def traced(self):
