@@ -1,6 +1,6 @@
 # The Debian packages that the two commands need, and how they get onto the machine.
 
-# What needs it, the package, and a command or file that shows it is there.
+# What needs it, the package, and a command or file (or a pattern of files) that shows it is there.
 packages=(
     "native   cmake                        cmake"                            # sets up both builds
     "native   ninja-build                  ninja"                            # runs them
@@ -19,7 +19,7 @@ packages=(
     "windows  wixl                         wixl"                             # makes installer packages
     "windows  msitools                     msibuild"                         # completes and inspects them
     "fuzz     clang                        clang++"                          # compiles the fuzzers
-    "fuzz     libclang-rt-dev              /usr/lib/clang/14/lib/linux/libclang_rt.fuzzer-x86_64.a" # libFuzzer
+    "fuzz     libclang-rt-dev              /usr/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" # libFuzzer
     "style    clang                        clang++"                          # a second compiler's opinion of src/
     "style    clang-format                 clang-format"                     # the layout of the sources
     "style    clang-tidy                   clang-tidy"                       # likely mistakes
@@ -32,7 +32,7 @@ missing_packages()
     for entry in "${packages[@]}"; do
         read -r group package proof <<<"$entry"
         [[ " $* " == *" $group "* ]] || continue
-        command -v "$proof" >/dev/null || [[ $proof == /* && -e $proof ]] || echo "$package"
+        command -v "$proof" >/dev/null || [[ $proof == /* && $(compgen -G "$proof") ]] || echo "$package"
     done
 }
 

@@ -71,6 +71,7 @@ public:
     {
         CheckEnd();
         CheckHandles();
+        CheckOutput();
         CheckLog();
         CheckExceptions();
         CheckChanges();
@@ -141,6 +142,15 @@ private:
             return ErrorOf("RegCreateKeyExA", 1) == ERROR_SUCCESS && ErrorOf("RegSetValueExA", 1) == ERROR_SUCCESS ? 0
                                                                                                                    : -1;
         return 0;
+    }
+
+    // The last thing that the program prints.
+    void CheckOutput()
+    {
+        const bool isToBeThere = !m_case.IsExport() && !m_outcome.isEndless && !EndsEarly() &&
+                                 !IsAnyFailed([](const CallRecord& record) { return record.name == "printf"; });
+        if (isToBeThere && !m_outcome.standardOutput.ends_with("Done!"))
+            Complain("it did not print that it is done");
     }
 
     void CheckHandles()
