@@ -21,7 +21,7 @@ WATCHED_KEYS = "registry\tSOFTWARE\tSYSTEM\t-SOFTWARE\\Classes"
 # and adapters that Wine notes as soon as its desktop is up, which may be at any time.
 NOT_THE_MACHINES_KEYS = re.compile(
     r"software\\kelostandins\b|software\\wine\b|system\\currentcontrolset\\("
-    r"services\b|control\\servicecurrent$|control\\(deviceclasses|video)\b|enum\b|hardware profiles\b)")
+    r"services\b|control\\servicecurrent$|control\\(class|deviceclasses|video)\b|enum\b|hardware profiles\b)")
 NOT_THE_MACHINES_FILES = re.compile(
     r"c:\\(kelostandins|standins|machine_tool\.txt|users|windows\\temp)(\\|$)|"
     r".*\\(runs\.txt|folders\.txt|stkprobe\.(txt|log)|exit_witness\.(dll|log)|[^\\]+\.states)$|" +

@@ -70,8 +70,8 @@ NOT_OF_CONCERN = re.compile("|".join(map(re.escape, (
     r"c:\windows\installer", r"c:\packages", r"hklm\system\currentcontrolset\control\servicecurrent",
     r"hklm\software\kelostandins", r"c:\kelostandins", r"c:\standins",
     # The screens and adapters that Wine notes as soon as its desktop is up.
-    r"hklm\system\currentcontrolset\control\deviceclasses", r"hklm\system\currentcontrolset\control\video",
-    r"hklm\system\currentcontrolset\enum", r"hklm\system\currentcontrolset\hardware profiles",
+    *(rf"hklm\system\currentcontrolset\{key}"
+      for key in (r"control\class", r"control\deviceclasses", r"control\video", "enum", "hardware profiles")),
     *(rf"hklm\system\currentcontrolset\services\{name.lower()}" for name in SERVICES)))))
 NOTES = ("runs.txt", "folders.txt", "stkprobe.log", "exit_witness.log")
 
