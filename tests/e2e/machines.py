@@ -91,8 +91,8 @@ def ntru_stack(**members):
                    **{"displayName": "NTRU TSS", "start": "auto", "state": "running", **FAST, **members})
 
 
-# It runs for a moment. A second set-up would find it running otherwise, and the services that it depends on could not be
-# stopped; Wine's service manager stops them all the same.
+# It runs for a moment. A second set-up would find it running otherwise, and the services that it depends on could not
+# be stopped; Wine's service manager stops them all the same.
 FOR_A_MOMENT = {"onStart": {"states": [{"state": "startPending"}, {"afterMs": 20, "state": "running"},
                                        {"afterMs": 40, "state": "stopped"}]}}
 

@@ -22,8 +22,8 @@ BASE = ROOT / "build" / "wine"
 SHARED_FILE_SIZE = 64 * 1024
 
 # What every prefix has from the start, as a .reg file. A service may take as long to answer as on Windows: on a busy
-# machine the ten seconds that Wine's service manager waits otherwise are too few (1053). It takes this number as a text
-# alone.
+# machine the ten seconds that Wine's service manager waits otherwise are too few (1053). It takes this number as a
+# text alone.
 SETTINGS = r"""Windows Registry Editor Version 5.00
 
 [HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control]

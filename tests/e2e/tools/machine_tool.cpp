@@ -6,9 +6,8 @@
 // machine_tool path NAME BINARY_PATH   gives a service another command line
 // machine_tool start NAME              starts a service; again after a while when Wine's service manager fails at it
 // machine_tool delete NAME             deletes a service; there need not be one
-// machine_tool show NAME               status, configuration and description of a service, a JSON object; null when
-// there
-//                                      is no such service
+// machine_tool show NAME               status, configuration and description of a service, a JSON object; null
+//                                      without such a service
 // machine_tool services                the same of all, by their names
 // machine_tool launch COMMAND_LINE     starts a program without waiting for its end
 // machine_tool processes               names of the running programs' files, a JSON list
@@ -20,7 +19,7 @@
 // machine_tool security KEY...         owner and access list of keys, as SDDL, a JSON object
 // machine_tool script FILE             does each line of a file: a verb and its arguments, with tabs between them
 //
-// Exit status: 0, or the Windows error, which stands on standard error with what failed.
+// Exit status: 0, or the Windows error, which the output ends with then, and with what failed.
 #include <windows.h>
 
 #include <aclapi.h>
@@ -439,8 +438,8 @@ int Run(const Words& words)
     std::string line;
     for (const std::wstring& word : words)
         line += " " + Utf8(word);
-    std::fprintf(stderr, "machine_tool:%s: error %d (%s)\n", line.c_str(), status,
-                 std::system_category().message(status).c_str());
+    std::printf("machine_tool:%s: error %d (%s)\n", line.c_str(), status,
+                std::system_category().message(status).c_str());
     return status;
 }
 
