@@ -173,6 +173,8 @@ class UsableStack(StackSetup):
                          ["loaded with error mode 32769", *FUNCTIONS[:-1], "freed"])
 
     def test_second_setup_after_a_first(self):
+        # Without the stack's service, tcsd_x86: the toolkit's service depends on it and runs since the first set-up, so
+        # Windows refuses to stop it (1051), but Wine's service manager does not look at what depends on a service.
         self.check(toolkit(kelo=USABLE), ["/Setup"], ["/Setup"], ["/Rollback"])
 
 

@@ -30,9 +30,9 @@ SETTINGS = r"""Windows Registry Editor Version 5.00
 "ServicesPipeTimeout"="30000"
 """
 
-# Wine's server and services stay this long after the last program of a prefix has ended, and not three seconds: services
-# are to run between programs, and a program that starts while the server goes is ended with it, with exit code 1. (If it
-# is a service's, its start fails with 1359.)
+# Wine's server and services stay this long after the last program of a prefix has ended, and not three seconds:
+# services are to run between programs, and a program that starts while the server goes is ended with it, with exit code
+# 1. (If it is a service's, its start fails with 1359.)
 SERVER_STAYS = 600  # seconds
 
 MOST_SECONDS = 120  # that a program may take

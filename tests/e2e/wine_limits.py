@@ -2,6 +2,9 @@
 
 import copy
 
+# One thing a prefix does otherwise whatever is left out, because it is no part of a description: Wine's service manager
+# stops a service on which running ones depend, where Windows refuses (1051). Tests do without such a stop.
+
 # Paths in a description; "*" stands for one name, "**" for the rest.
 LIMITS = {
     "windows.version": "Wine knows the versions 5.2 to 10.0 alone",
