@@ -2,7 +2,6 @@
 
 import json
 import shutil
-import sys
 import time
 
 from wine import ROOT
@@ -18,7 +17,6 @@ START_TYPES = {"boot": 0, "system": 1, "auto": 2, "demand": 3, "disabled": 4}
 ACCEPTS_STOP = 1
 NO_PROGRAM = 2  # ERROR_FILE_NOT_FOUND, the error of starting a service without its program
 NEVER = 0xFFFFFFFE  # milliseconds
-ATTEMPTS = 3
 
 # What a service does whose description does not say it, as on a simulated machine.
 USUAL_REACTIONS = {
@@ -138,15 +136,8 @@ def _line(moment, step):
 
 
 def _tool(prefix, *arguments):
-    """Has machine_tool do something. Returns what it prints. When it fails it says why: one that says nothing was ended
-    by Wine, and is run again."""
-    for attempt in range(1, ATTEMPTS + 1):
-        status, output = prefix.wine(MACHINE_TOOL, *arguments)
-        if status == 0:
-            return output
-        print(f"machine_tool {' '.join(arguments)}: attempt {attempt} of {ATTEMPTS} ended with {status} and "
-              f"{output[-2000:]!r}", file=sys.stderr)
-        if b"machine_tool:" in output:
-            break
-        time.sleep(1)
-    raise RuntimeError(f"machine_tool {' '.join(arguments)} ended with {status}: {output.decode(errors='replace')}")
+    """Has machine_tool do something. Returns what it prints; when it fails, that ends with why."""
+    status, output = prefix.wine(MACHINE_TOOL, *arguments)
+    if status != 0:
+        raise RuntimeError(f"machine_tool {' '.join(arguments)} ended with {status}: {output.decode(errors='replace')}")
+    return output

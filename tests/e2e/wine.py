@@ -13,6 +13,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 import zlib
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -30,15 +31,21 @@ SETTINGS = r"""Windows Registry Editor Version 5.00
 "ServicesPipeTimeout"="30000"
 """
 
-# Wine's server and services stay this long after the last program of a prefix has ended, and not three seconds:
-# services are to run between programs, and a program that starts while the server goes is ended with it, with exit code
-# 1. (If it is a service's, its start fails with 1359.)
-SERVER_STAYS = 600  # seconds
-
 MOST_SECONDS = 120  # that a program may take
 
-# Root may write to read-only files, which nobody may on Windows. Inside a prefix, root has no such privilege.
-UNPRIVILEGED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"]
+# What a command begins with. Where the system does not allow one of them, it is left out.
+RUNNERS = [
+    # Linux puts a program's heap at random between 2 and 3 GB. One in some thousand then lies where Wine needs to have
+    # 0x7ffe0000, and Wine ends with exit code 1 before the program begins. Not at random, the heap is out of the way.
+    ["setarch", "--addr-no-randomize"],
+    # Root may write to read-only files, which nobody may on Windows. Inside a prefix, root has no such privilege.
+    ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"],
+]
+
+NOT_BEGUN = "failed to map the shared user data"  # what Wine says, as an error of "virtual", of such a program
+
+# What the server's command begins with besides: it ends with the test, whatever ends that, and all programs with it.
+TIED = ["setpriv", "--pdeathsig", "INT", "--"]
 
 
 class Hung(AssertionError):
@@ -52,6 +59,7 @@ class Prefix:
     current_folder = None  # where programs start, as Unix names it; none: in the prefix's own folder
     zone = "UTC"  # and its time zone
     log = None  # the file, as Windows names it, that tells how far a program came that did not end
+    _server = None
 
     def __enter__(self):
         _interruption.expect()
@@ -65,7 +73,7 @@ class Prefix:
         try:
             shutil.copytree(template, self.folder, symlinks=True, dirs_exist_ok=True, copy_function=_copy_or_share)
             (self.folder / "tmp").mkdir()
-            _succeed(self.folder, "wineserver", f"-p{SERVER_STAYS}")
+            self._start_server()
         except BaseException:
             self.__exit__()
             raise
@@ -74,7 +82,26 @@ class Prefix:
     def __exit__(self, *_):
         with _interruption.postponed():
             _remove(self.folder)
+            if self._server:
+                self._server.send_signal(signal.SIGINT)  # if it was just starting
+                self._server.wait()
             os.close(self._lock)
+
+    def _start_server(self, *options, notes=subprocess.DEVNULL):
+        """Starts Wine's server. It stays, and with it the services, while no program runs."""
+        with _interruption.postponed():
+            self._server = subprocess.Popen([*_runner(), *TIED, "wineserver", "-f", "-p", *options],
+                                            env=_environment(self.folder), stdin=subprocess.DEVNULL, stdout=notes,
+                                            stderr=notes)
+        # A program that finds none would start a server of its own.
+        while not any((self.folder / "tmp").glob("*/server-*/socket")):
+            if self._server.poll() is not None:
+                raise RuntimeError(f"wineserver ended with {self._server.returncode}")
+            time.sleep(0.01)
+
+    def _end_server(self):
+        _end_processes(self.folder)
+        self._server.wait()
 
     def wine(self, *command, timeout=MOST_SECONDS):
         """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output; what it,
@@ -93,7 +120,7 @@ class Prefix:
                              f'"RelayInclude"="{";".join("kernel32." + function for function in functions)}"\n')
         path = self.folder / "tmp" / "calls.txt"
         with open(path, "wb") as notes:
-            subprocess.run([*_unprivileged(), "wine", program, *arguments], cwd=self.current_folder or self.folder,
+            subprocess.run([*_runner(), "wine", program, *arguments], cwd=self.current_folder or self.folder,
                            env={**_environment(self.folder), "WINEDEBUG": "+relay"}, timeout=MOST_SECONDS,
                            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=notes, check=False)
         # A program's own code lies where it was linked to.
@@ -104,17 +131,15 @@ class Prefix:
     @contextlib.contextmanager
     def traced(self):
         """Has Wine's server, anew, note what it is asked for. Yields a function that tells the notes."""
-        _end_processes(self.folder)
-        _run(self.folder, ["wineserver", "-w"])
         notes = self.folder / "tmp" / "server.txt"
-        command = [*_unprivileged(), "wineserver", "-f", "-d1", f"-p{SERVER_STAYS}"]
-        with open(notes, "wb") as file, subprocess.Popen(
-                command, env=_environment(self.folder), stdin=subprocess.DEVNULL, stdout=file, stderr=file) as server:
+        self._end_server()
+        with open(notes, "wb") as file:
+            self._start_server("-d1", notes=file)
             try:
                 yield lambda: notes.read_text(encoding="utf-8", errors="replace")
             finally:
-                _end_processes(self.folder)
-                server.wait()
+                self._end_server()
+        self._start_server()
 
     def path(self, windows_path):
         """Where a file lies; its drive is made when there is none yet. Its name need not be there yet, and is not
@@ -167,18 +192,17 @@ def _environment(prefix, locale=Prefix.locale, zone=Prefix.zone):
         "TMPDIR": str(prefix / "tmp"),  # where the server keeps its socket
         "WINEPREFIX": str(prefix),
         "WINEARCH": "win64",
-        "WINEDEBUG": "-all",
+        "WINEDEBUG": "-all,err+virtual",
         "WINEDLLOVERRIDES": "winemenubuilder.exe=d;mscoree=;mshtml=",
     }
 
 
 @functools.cache
-def _unprivileged():
-    """What a command begins with to run without root's privileges; nothing when there are none to give up."""
-    if os.geteuid() != 0:
-        return []
-    probe = subprocess.run([*UNPRIVILEGED, "true"], stderr=subprocess.DEVNULL, check=False)
-    return UNPRIVILEGED if probe.returncode == 0 else []
+def _runner():
+    """What every command begins with."""
+    def works(runner):
+        return subprocess.run([*runner, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
+    return [word for runner in RUNNERS if works(runner) for word in runner]
 
 
 def _run(prefix, command, timeout=MOST_SECONDS, locale=Prefix.locale, zone=Prefix.zone, cwd=None):
@@ -187,7 +211,7 @@ def _run(prefix, command, timeout=MOST_SECONDS, locale=Prefix.locale, zone=Prefi
     with tempfile.TemporaryFile(dir=prefix / "tmp") as output, open(prefix / "tmp" / "errors.txt", "ab") as errors:
         said_before = errors.tell()
         try:
-            done = subprocess.run([*_unprivileged(), *command], env=_environment(prefix, locale, zone),
+            done = subprocess.run([*_runner(), *command], env=_environment(prefix, locale, zone),
                                   cwd=cwd or prefix, timeout=timeout, stdin=subprocess.DEVNULL, stdout=output,
                                   stderr=errors, check=False)
         except subprocess.TimeoutExpired:
@@ -198,6 +222,8 @@ def _run(prefix, command, timeout=MOST_SECONDS, locale=Prefix.locale, zone=Prefi
         if said := _said_since(prefix, said_before):
             print(f"{shlex.join(map(str, command))} ended with {done.returncode}. It or Wine said: {said}",
                   file=sys.stderr)
+        if done.returncode == 1 and NOT_BEGUN in said:
+            return _run(prefix, command, timeout, locale, zone, cwd)
         output.seek(0)
         return done.returncode, output.read()
 
@@ -213,7 +239,7 @@ def _said_since(prefix, position):
 
 
 def _end_processes(prefix):
-    subprocess.run([*_unprivileged(), "wineserver", "-k"], env=_environment(prefix), timeout=MOST_SECONDS,
+    subprocess.run([*_runner(), "wineserver", "-k"], env=_environment(prefix), timeout=MOST_SECONDS,
                    stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
 
 

@@ -1,8 +1,8 @@
 // A program that ends as it is described: its exit code is the number in the registry under its arguments, or under no
 // name when there is none for these. How long it runs, if it takes its time, and the path of the script in which
-// machine_tool finds what it does to the machine, if it does, stand there too. Its command lines are noted in
-// "runs.txt" beside it, and the folders that it ran in in "folders.txt". Started for a service, it is that service's
-// program.
+// machine_tool finds what it does to the machine, if it does, stand there too; when that fails, its exit code is this
+// program's. Its command lines are noted in "runs.txt" beside it, and the folders that it ran in in "folders.txt".
+// Started for a service, it is that service's program.
 #include "tests/e2e/standins/service_role.h"
 
 #include <windows.h>
@@ -42,19 +42,23 @@ bool FindNumber(const std::wstring& name, const std::wstring& value, DWORD& numb
                         &size) == ERROR_SUCCESS;
 }
 
-void ChangeMachine(const std::wstring& name, const std::wstring& arguments)
+// Returns machine_tool's exit code; 0 when there is nothing to do.
+DWORD ChangeMachine(const std::wstring& name, const std::wstring& arguments)
 {
     wchar_t script[MAX_PATH] = {};
     DWORD size = sizeof script;
     if (RegGetValueW(HKEY_LOCAL_MACHINE, (kKey + name).c_str(), (arguments + L" effects").c_str(), RRF_RT_REG_SZ,
                      nullptr, script, &size) != ERROR_SUCCESS)
-        return;
+        return 0;
     std::wstring commandLine = std::wstring(L"C:\\KeloStandIns\\machine_tool.exe script \"") + script + L"\"";
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};
-    CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process);
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+        return GetLastError();
     WaitForSingleObject(process.hProcess, INFINITE);
+    DWORD status = 0;
+    return GetExitCodeProcess(process.hProcess, &status) ? status : GetLastError();
 }
 
 std::string Utf8(const std::wstring& text)
@@ -92,6 +96,6 @@ int wmain()
     DWORD runMs = 0;
     FindNumber(name, arguments + L" runMs", runMs);
     Sleep(runMs);
-    ChangeMachine(name, arguments);
-    return static_cast<int>(exitCode);
+    const DWORD failure = ChangeMachine(name, arguments);
+    return static_cast<int>(failure != 0 ? failure : exitCode);
 }

@@ -4,7 +4,7 @@
 //                                      a service, or changes one; "/" stands between dependencies. What is left out or
 //                                      empty is as usual in a new service, and stays as it is in another.
 // machine_tool path NAME BINARY_PATH   gives a service another command line
-// machine_tool start NAME              starts a service; again after a while when Wine's service manager fails at it
+// machine_tool start NAME              starts a service
 // machine_tool delete NAME             deletes a service; there need not be one
 // machine_tool show NAME               status, configuration and description of a service, a JSON object; null
 //                                      without such a service
@@ -39,8 +39,6 @@ namespace
 {
 
 constexpr DWORD kBufferBytes = 8192;
-constexpr int kMostStarts = 3;
-constexpr DWORD kPauseMs = 2000;
 
 using Words = std::vector<std::wstring>;
 
@@ -154,27 +152,10 @@ int Path(const Words& words)
                                            words[2].c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
 }
 
-// Whether a start failed because Wine's service manager was too late or the new process was lost, as happens on a busy
-// machine. Windows gives the first for a service that does not answer; a stand-in always answers.
-bool IsPassing(DWORD startError)
-{
-    return startError == ERROR_SERVICE_REQUEST_TIMEOUT || startError == ERROR_INTERNAL_ERROR;
-}
-
 int Start(const Words& words)
 {
     const SC_HANDLE service = Open(words[1]);
-    if (service == nullptr)
-        return ExitStatus(FALSE);
-    for (int attempt = 1;; ++attempt)
-    {
-        const int status = ExitStatus(StartServiceW(service, 0, nullptr));
-        if (!IsPassing(static_cast<DWORD>(status)) || attempt == kMostStarts)
-            return status;
-        std::fprintf(stderr, "machine_tool: start %s: attempt %d of %d failed: %d\n", Utf8(words[1]).c_str(), attempt,
-                     kMostStarts, status);
-        Sleep(kPauseMs);
-    }
+    return service == nullptr ? ExitStatus(FALSE) : ExitStatus(StartServiceW(service, 0, nullptr));
 }
 
 int Delete(const Words& words)
