@@ -31,7 +31,10 @@ function(kelo_image target name description type)
     target_link_options(${target} PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
         -Wl,--high-entropy-va -Wl,--no-insert-timestamp
         # The runtime's handler of unhandled exceptions prints their names, and brings a demangler for that.
-        -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
+        -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort
+        # The runtime's timed waits, which nothing here makes, count with a clock that Windows has since 6.0 alone: an
+        # image that imports it would not be loaded on 5.2.
+        -Wl,--defsym=__imp_GetTickCount64=__imp_GetTickCount)
     set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name} PREFIX "" RUNTIME_OUTPUT_DIRECTORY
         ${CMAKE_BINARY_DIR})
 endfunction()
