@@ -14,7 +14,7 @@ from wine import ROOT
 
 INFORMATION = "The authorization of the TPM has to be brought up to date."
 PASSWORD = "Tr0ub4dor&3"
-SETUP = ("/Setup", "/TSS_VENDOR=KELO", "/TPM_VSC=1", "/TPM_WIN8=", "/ProductType=Enterprise")
+REINSTALLED = "TZ01 When Toolkit was last uninstalled... the VSC was present, so must reinstall..."
 OPTIONS = ("/qn", "TPM_VSC=1", f"TPM_OWNER_PASSWORD={PASSWORD}")
 
 # An action's type: a program that the package installs, in the script, elevated; and a bit of any type.
@@ -22,6 +22,14 @@ DEFERRED_PROGRAM = 0xC12
 HIDE_TARGET = 0x2000
 
 INSTALL_FAILURE = 1627 & 0xFF  # what Wine's msiexec ends with when an action has failed, as Unix sees it
+
+
+def asked_for(TSS_VENDOR="KELO", TPM_VSC="1"):
+    """What the package starts the program with for a set-up."""
+    return "/Setup", f"/TSS_VENDOR={TSS_VENDOR}", f"/TPM_VSC={TPM_VSC}", "/TPM_WIN8=", "/ProductType=Enterprise"
+
+
+SETUP = asked_for()
 
 
 def documented_effects(column):
@@ -81,6 +89,16 @@ FAILING_ACTION = (
     "INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('FailingAction', 5990)")
 
 
+# The package of a newer version, with the older one removed first as docs/installer_package.md says.
+NEWER_VERSION = (
+    "UPDATE `Property` SET `Value`='{3F0D2C1C-5F0A-4D7C-8F53-1B0E6B1F6A52}' WHERE `Property`='ProductCode'",
+    "UPDATE `Property` SET `Value`='2.0.0' WHERE `Property`='ProductVersion'",
+    "INSERT INTO `Upgrade` (`UpgradeCode`, `VersionMax`, `Attributes`, `ActionProperty`) "
+    "VALUES ('{C5C1C4B5-2F0B-4E8E-8D8F-8D5D0B5B4E02}', '2.0.0', 0, 'OLDER_VERSION')",
+    "INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('FindRelatedProducts', 25)",
+    "INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('RemoveExistingProducts', 1450)")
+
+
 def kept_in_rollback():
     """The changes to a package whose files and registry values stay in a rollback.
 
@@ -134,16 +152,18 @@ class Effects(EffectsRun):
     def test_installation_and_removal(self):
         predicted = Rehearsal(SETUP, ("/Commit",), session="")
         setup, commit, srk_change = predicted.logs
-        self.assertEqual(self.machine.install(*OPTIONS), (0, setup + srk_change + commit))
+        self.assertEqual(self.machine.install(*OPTIONS), (0, setup + srk_change + commit, predicted.exit_codes))
         self.check_effects({**predicted.effects(), **brought_by_package()})
 
-        self.assertEqual(self.machine.remove(), (0, Rehearsal(SETUP, ("/Commit",), ("/Uninstall",)).logs[-1]))
+        predicted = Rehearsal(SETUP, ("/Commit",), ("/Uninstall",))
+        self.assertEqual(self.machine.remove(), (0, predicted.logs[-1], predicted.exit_codes[-1:]))
         self.assertEqual(set(self.effects()), documented_effects("Removal"))
 
     def test_failure_behind_the_set_up_rolls_back(self):
-        setup, rollback, srk_change = Rehearsal(SETUP, ("/Rollback",), session="").logs
+        predicted = Rehearsal(SETUP, ("/Rollback",), session="")
+        setup, rollback, srk_change = predicted.logs
         self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, changes=FAILING_ACTION),
-                         (INSTALL_FAILURE, setup + srk_change + rollback))
+                         (INSTALL_FAILURE, setup + srk_change + rollback, predicted.exit_codes))
         self.assertEqual(set(self.effects()) - brought_by_package().keys(), documented_effects("Rollback"))
 
 
@@ -151,8 +171,9 @@ class EffectsWithoutTpm(EffectsRun):
     description = WITHOUT_TPM
 
     def test_failed_set_up_ends_the_installation(self):
-        setup, rollback = Rehearsal((*SETUP[:1], "/TSS_VENDOR=", *SETUP[2:]), ("/Rollback",), machine=WITHOUT_TPM).logs
-        self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, "TSS_VENDOR="), (INSTALL_FAILURE, setup + rollback))
+        predicted = Rehearsal(asked_for(TSS_VENDOR=""), ("/Rollback",), machine=self.description)
+        self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, "TSS_VENDOR="),
+                         (INSTALL_FAILURE, sum(predicted.logs, []), predicted.exit_codes))
         self.assertEqual(set(self.effects()) - brought_by_package().keys(), documented_effects("Failed set-up"))
 
 
@@ -160,35 +181,42 @@ class NextInstallation(InstallerRun):
     def test_next_installation_brings_the_virtual_smart_card_back(self):
         self.machine.install(*OPTIONS)
         self.machine.remove()
-        not_asked_for = tuple("/TPM_VSC=" if option == "/TPM_VSC=1" else option for option in SETUP)
-        *_, setup, commit, srk_change = Rehearsal(SETUP, ("/Commit",), ("/Uninstall",), not_asked_for, ("/Commit",),
-                                                  session="").logs
-        self.assertIn("TZ01 When Toolkit was last uninstalled... the VSC was present, so must reinstall...", setup)
-        self.assertEqual(self.machine.install("/qn"), (0, setup + srk_change + commit))
+        predicted = Rehearsal(SETUP, ("/Commit",), ("/Uninstall",), asked_for(TPM_VSC=""), ("/Commit",), session="")
+        *_, setup, commit, srk_change = predicted.logs
+        self.assertIn(REINSTALLED, setup)
+        self.assertEqual(self.machine.install("/qn"), (0, setup + srk_change + commit, predicted.exit_codes[3:]))
+
+    def test_newer_version_takes_the_place_of_the_older(self):
+        self.machine.install(*OPTIONS)
+        predicted = Rehearsal(SETUP, ("/Commit",), ("/Uninstall",), asked_for(TPM_VSC=""), ("/Commit",), session="")
+        *_, removal, setup, commit, srk_change = predicted.logs
+        self.assertIn(REINSTALLED, setup)
+        self.assertEqual(self.machine.install("/qn", changes=NEWER_VERSION),
+                         (0, removal + setup + srk_change + commit, predicted.exit_codes[2:]))
+        self.assertEqual(self.machine.look()["installed products"], ["Kelo Toolkit Sample"])
 
 
 class Repair(InstallerRun):
     description = WITHOUT_TPM  # it is the options that decide whether a set-up fails
 
-    def actions_in(self, log):
-        """The actions that were run."""
-        return [line.rpartition(": ")[2] for line in log if "command line argv[1]: " in line]
-
-    def repair(self, *options):
-        """Repairs an installed toolkit whose service is stopped: the stand-in for the stack's service does not stop
-        while another one depends on it, as on Windows, but nobody says so at once, and the set-up would wait for a
-        minute."""
+    def check(self, status, *options, **set_up):
+        """Compares what comes of repairing an installed toolkit whose service is stopped: the stand-in for the stack's
+        service does not stop while another one depends on it, as on Windows, but nobody says so at once, and the set-up
+        would wait for a minute."""
         self.machine.install(*OPTIONS)
         self.assertEqual(self.machine.prefix.wine("net", "stop", "KlPCR")[0], 0)
-        return self.machine.repair(*options)
+        actions = [asked_for(TPM_VSC="", **set_up), *([("/Commit",)] if status == 0 else [])]
+        predicted = Rehearsal(SETUP, ("/Commit",), {"services": {"KlPCR": {"state": "stopped"}}}, *actions, session="",
+                              machine=self.description)
+        setup, *commit, srk_change = predicted.logs[2:]
+        log = [*setup, *srk_change, *commit[0]] if status == 0 else setup
+        self.assertEqual(self.machine.repair(*options), (status, log, predicted.exit_codes[2:]))
 
     def test_repair_sets_up_again(self):
-        status, log = self.repair()
-        self.assertEqual((status, self.actions_in(log)), (0, ["/Setup", "/Commit"]))
+        self.check(0)
 
     def test_repair_fails_when_its_set_up_does(self):
-        status, log = self.repair("TSS_VENDOR=")
-        self.assertEqual((status, self.actions_in(log)), (INSTALL_FAILURE, ["/Setup"]))
+        self.check(INSTALL_FAILURE, "TSS_VENDOR=", TSS_VENDOR="")
 
 
 class ResultsOfActions(InstallerRun):

@@ -73,6 +73,8 @@ NOT_OF_CONCERN = re.compile("|".join(map(re.escape, (
     *(rf"hklm\system\currentcontrolset\{key}"
       for key in (r"control\class", r"control\deviceclasses", r"control\video", "enum", "hardware profiles")),
     *(rf"hklm\system\currentcontrolset\services\{name.lower()}" for name in SERVICES)))))
+BEGINS = "============= Begin-> Kelo CSP (x64) Custom Action ==================="  # the first line of a run's log
+
 NOTES = ("runs.txt", "folders.txt", "stkprobe.log", "exit_witness.log")
 
 SERVICE_MEMBERS = ("state", "start", "binaryPath", "loadOrderGroup", "dependencies", "displayName", "description")
@@ -111,8 +113,8 @@ class PackagedMachine:
         self.prefix.path(PACKAGE).parent.mkdir()
 
     def install(self, *options, changes=()):
-        """Installs the package, with its tables changed. Returns msiexec's exit status as Unix sees it, and what the
-        program logged."""
+        """Installs the package, with its tables changed. Returns msiexec's exit status as Unix sees it, what the program
+        logged, and the exit code of each of its runs."""
         installer.variant(SAMPLE, self.prefix.path(PACKAGE), *changes)
         return self._msiexec("/i", PACKAGE, *options)
 
@@ -168,8 +170,11 @@ class PackagedMachine:
 
     def _msiexec(self, *arguments):
         before = len(self._log())
-        status, _ = self.prefix.wine("msiexec", *arguments, "/l*v", VERBOSE_LOG)
-        return status, to_compare(self._log()[before:])
+        status, calls = self.prefix.calls(["ExitProcess"], "msiexec", *arguments, "/l*v", VERBOSE_LOG)
+        log = self._log()[before:]
+        ends = {call.thread: int(call.argument, 16) for call in calls}
+        runs = [int(parse(line)["thread"]) for line in log if line.endswith(BEGINS)]
+        return status, to_compare(log), [signed(ends[thread]) for thread in runs]
 
     def _log(self):
         log = self.prefix.path(LOG)
@@ -186,6 +191,11 @@ class PackagedMachine:
         """The installer's own log of its last run, as Windows would have written it."""
         log = self.prefix.path(VERBOSE_LOG).read_bytes()
         return installer.without_hidden(SAMPLE, log.decode("utf-16" if log.startswith(b"\xff\xfe") else "cp1252"))
+
+
+def signed(exit_code):
+    """An exit code as the program gives it, from the number that it is to Windows."""
+    return exit_code - (1 << 32) if exit_code >> 31 else exit_code
 
 
 def to_compare(log):

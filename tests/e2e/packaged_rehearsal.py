@@ -2,10 +2,12 @@
 brings."""
 
 import installer
+from comparison import settled
 from installer import SAMPLE
 from packaged_machine import (CARD_SERVICES, DESCRIPTION, RUNS_AT_ONCE, SERVICE_MEMBERS, TOOLKIT, leaves,
                               registry_text, to_compare)
-from program import rehearsal, rehearse_each
+from program import rehearsal, rehearse_and_save
+from provision import as_on_wine
 from services import STATES
 
 START_TYPES = {"auto": 2, "demand": 3}
@@ -30,15 +32,18 @@ def with_package(description):
 
 
 class Rehearsal:
-    """Actions one after the other on the same machine, where the toolkit's files are: what they log and change."""
+    """Actions one after the other on the same machine, where the toolkit's files are: what they log, return and change.
+    Between them may stand what happens to the machine, as a description."""
 
     def __init__(self, *runs, session=None, machine=None):
         description = with_package(machine or DESCRIPTION)
-        reports = list(rehearse_each(description, *runs))
+        actions = [run for run in runs if isinstance(run, tuple)]
+        reports = list(_rehearse_each(description, runs))
         if session is not None:
             described = with_all(description, {"installer": {"properties": {"CustomActionData": session}}})
             reports.append(rehearsal(described, "--export", "SRK_Auth_Change")[1])
         self.logs = [to_compare(report["log"]) for report in reports]
+        self.exit_codes = [report["exitCode"] for report in reports[:len(actions)]]
         self.changes = [change for report in reports for change in report["changes"]]
         self.calls = [call["call"] for report in reports for call in report["calls"]]
 
@@ -49,6 +54,16 @@ class Rehearsal:
         for change in self.changes:
             found.update(EFFECTS[change["area"]](change))
         return leaves(found)
+
+
+def _rehearse_each(description, runs):
+    machine = as_on_wine(description)
+    for run in runs:
+        if isinstance(run, tuple):
+            _, report, machine = rehearse_and_save(machine, "--", *run)
+            yield report
+        else:
+            machine = with_all(settled(machine), run)
 
 
 def brought_by_package():

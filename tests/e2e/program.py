@@ -125,13 +125,9 @@ def rehearsal(description, *arguments):
     return status, report
 
 
-def rehearse_each(description, *runs):
-    """The JSON reports of runs one after the other, each with its arguments, on the same machine."""
-    return (report for report, _ in rehearse_with_machines(description, *runs))
-
-
 def rehearse_with_machines(description, *runs):
-    """The same, each report with the machine that the run leaves."""
+    """The JSON reports of runs one after the other, each with its arguments, on the same machine, and the machine that
+    each leaves."""
     machine = as_on_wine(description)
     for arguments in runs:
         _, report, machine = rehearse_and_save(machine, "--", *arguments)

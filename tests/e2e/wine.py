@@ -14,6 +14,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import typing
 import zlib
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -32,6 +33,7 @@ SETTINGS = r"""Windows Registry Editor Version 5.00
 """
 
 MOST_SECONDS = 120  # that a program may take
+MOST_ERRORS = 10000  # characters of what it says that are shown when it takes longer
 
 # What a command begins with. Where the system does not allow one of them, it is left out.
 RUNNERS = [
@@ -50,6 +52,15 @@ TIED = ["setpriv", "--pdeathsig", "INT", "--"]
 
 class Hung(AssertionError):
     """A program did not end in its time, and what ran in its prefix was ended."""
+
+
+class Call(typing.NamedTuple):
+    """A call of a function with one argument, as Wine notes it."""
+
+    thread: int
+    function: str
+    argument: str  # hexadecimal digits; a text behind its address
+    caller: int  # the address
 
 
 class Prefix:
@@ -113,20 +124,18 @@ class Prefix:
                 hung.add_note(f"The log so far:\n{log.read_text(encoding='cp1252', errors='replace')}")
             raise
 
-    def calls(self, functions, program, *arguments):
-        """Runs a program, while another one keeps the desktop up, and tells the calls that it makes of functions of
-        kernel32.dll that take one text: their names and the texts."""
+    def calls(self, functions, *command):
+        """Runs a program. Returns its exit code, and the calls that it and what it starts make of functions of
+        kernel32.dll with one argument. (A desktop that comes up meanwhile is among what it starts.)"""
         self.import_registry("Windows Registry Editor Version 5.00\n\n[HKEY_CURRENT_USER\\Software\\Wine\\Debug]\n"
                              f'"RelayInclude"="{";".join("kernel32." + function for function in functions)}"\n')
-        path = self.folder / "tmp" / "calls.txt"
-        with open(path, "wb") as notes:
-            subprocess.run([*_runner(), "wine", program, *arguments], cwd=self.current_folder or self.folder,
-                           env={**_environment(self.folder), "WINEDEBUG": "+relay"}, timeout=MOST_SECONDS,
-                           stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=notes, check=False)
-        # A program's own code lies where it was linked to.
-        found = re.findall(r'^\w+:Call KERNEL32\.(\w+)\(\w+ L?"(.*)"\) ret=14\w{7}$',
-                           path.read_text(encoding="utf-8", errors="replace"), re.MULTILINE)
-        return [(function, text.replace(r"\\", "\\")) for function, text in found]
+        notes = self.folder / "tmp" / "calls.txt"
+        notes.write_bytes(b"")
+        status, _ = _run(self.folder, ["wine", *command], cwd=self.current_folder, notes=notes)
+        found = re.findall(r"^(\w+):Call KERNEL32\.(\w+)\((.*)\) ret=(\w+)$",
+                           notes.read_text(encoding="utf-8", errors="replace"), re.MULTILINE)
+        return status, [Call(int(thread, 16), function, argument, int(caller, 16))
+                        for thread, function, argument, caller in found]
 
     @contextlib.contextmanager
     def traced(self):
@@ -205,25 +214,30 @@ def _runner():
     return [word for runner in RUNNERS if works(runner) for word in runner]
 
 
-def _run(prefix, command, timeout=MOST_SECONDS, locale=Prefix.locale, zone=Prefix.zone, cwd=None):
+def _run(prefix, command, timeout=MOST_SECONDS, locale=Prefix.locale, zone=Prefix.zone, cwd=None, notes=None):
     """Runs a command with its output in files, because Wine's own processes stay for a while and keep a pipe open. What
-    they say on standard error, also later, goes to that of the test."""
-    with tempfile.TemporaryFile(dir=prefix / "tmp") as output, open(prefix / "tmp" / "errors.txt", "ab") as errors:
+    they say on standard error, also later, goes to that of the test; or, with their calls, to a file for notes."""
+    environment = _environment(prefix, locale, zone) | ({"WINEDEBUG": "+relay"} if notes else {})
+    said_in = notes or prefix / "tmp" / "errors.txt"
+    with tempfile.TemporaryFile(dir=prefix / "tmp") as output, open(said_in, "ab") as errors:
         said_before = errors.tell()
+
+        def said():
+            return said_in.read_bytes()[said_before:].decode(errors="replace")
         try:
-            done = subprocess.run([*_runner(), *command], env=_environment(prefix, locale, zone),
-                                  cwd=cwd or prefix, timeout=timeout, stdin=subprocess.DEVNULL, stdout=output,
-                                  stderr=errors, check=False)
+            done = subprocess.run([*_runner(), *command], env=environment, cwd=cwd or prefix, timeout=timeout,
+                                  stdin=subprocess.DEVNULL, stdout=output, stderr=errors, check=False)
         except subprocess.TimeoutExpired:
             _end_processes(prefix)
             output.seek(0)
             raise Hung(f"{shlex.join(map(str, command))} did not end within {timeout} seconds. It wrote "
-                       f"{output.read()!r} and, as errors, {_said_since(prefix, said_before)!r}") from None
-        if said := _said_since(prefix, said_before):
-            print(f"{shlex.join(map(str, command))} ended with {done.returncode}. It or Wine said: {said}",
+                       f"{output.read()!r} and, as errors, {said()[-MOST_ERRORS:]!r}") from None
+        errors_said = said()
+        if errors_said and not notes:
+            print(f"{shlex.join(map(str, command))} ended with {done.returncode}. It or Wine said: {errors_said}",
                   file=sys.stderr)
-        if done.returncode == 1 and NOT_BEGUN in said:
-            return _run(prefix, command, timeout, locale, zone, cwd)
+        if done.returncode == 1 and NOT_BEGUN in errors_said:
+            return _run(prefix, command, timeout, locale, zone, cwd, notes)
         output.seek(0)
         return done.returncode, output.read()
 
@@ -232,10 +246,6 @@ def _succeed(prefix, *command, timeout=MOST_SECONDS):
     status, _ = _run(prefix, command, timeout)
     if status != 0:
         raise RuntimeError(f"{shlex.join(command)} ended with {status}")
-
-
-def _said_since(prefix, position):
-    return (prefix / "tmp" / "errors.txt").read_bytes()[position:].decode(errors="replace")
 
 
 def _end_processes(prefix):
