@@ -6,8 +6,8 @@ import unittest
 
 import installer
 from installer import PERMANENT, SAMPLE
-from packaged_machine import (DESCRIPTION, EVENT_TEXT, FAIL, SRK_TOOL, TOOLKIT, VERBOSE_LOG, WITHOUT_TPM,
-                              PackagedMachine, effects)
+from packaged_machine import (DESCRIPTION, EVENT_TEXT, FAIL, SRK_TOOL, TOOLKIT, VERBOSE_LOG, WITHOUT_STACK,
+                              WITHOUT_TPM, PackagedMachine, effects)
 from packaged_rehearsal import Rehearsal, brought_by_package
 from standins import runs_of
 from wine import ROOT
@@ -142,6 +142,19 @@ class EffectsRun(InstallerRun):
         """A file's size without its time of change."""
         return value[0] if isinstance(value, tuple) else value
 
+    def install_and_remove(self):
+        """Compares what comes of an installation, and then of the removal. Returns the effects of the installation."""
+        predicted = Rehearsal(SETUP, ("/Commit",), session="", machine=self.description)
+        setup, commit, srk_change = predicted.logs
+        expected = {**predicted.effects(), **brought_by_package()}
+        self.assertEqual(self.machine.install(*OPTIONS), (0, setup + srk_change + commit, predicted.exit_codes))
+        self.check_effects(expected)
+
+        predicted = Rehearsal(SETUP, ("/Commit",), ("/Uninstall",), machine=self.description)
+        self.assertEqual(self.machine.remove(), (0, predicted.logs[-1], predicted.exit_codes[-1:]))
+        self.assertEqual(set(self.effects()), documented_effects("Removal"))
+        return expected
+
     def install_to_be_rolled_back(self, *options, changes=()):
         self.machine.write_settings()
         self.before = self.machine.look()
@@ -150,14 +163,7 @@ class EffectsRun(InstallerRun):
 
 class Effects(EffectsRun):
     def test_installation_and_removal(self):
-        predicted = Rehearsal(SETUP, ("/Commit",), session="")
-        setup, commit, srk_change = predicted.logs
-        self.assertEqual(self.machine.install(*OPTIONS), (0, setup + srk_change + commit, predicted.exit_codes))
-        self.check_effects({**predicted.effects(), **brought_by_package()})
-
-        predicted = Rehearsal(SETUP, ("/Commit",), ("/Uninstall",))
-        self.assertEqual(self.machine.remove(), (0, predicted.logs[-1], predicted.exit_codes[-1:]))
-        self.assertEqual(set(self.effects()), documented_effects("Removal"))
+        self.install_and_remove()
 
     def test_failure_behind_the_set_up_rolls_back(self):
         predicted = Rehearsal(SETUP, ("/Rollback",), session="")
@@ -175,6 +181,13 @@ class EffectsWithoutTpm(EffectsRun):
         self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, "TSS_VENDOR="),
                          (INSTALL_FAILURE, sum(predicted.logs, []), predicted.exit_codes))
         self.assertEqual(set(self.effects()) - brought_by_package().keys(), documented_effects("Failed set-up"))
+
+
+class EffectsWithoutStack(EffectsRun):
+    description = WITHOUT_STACK
+
+    def test_shim_is_installed_and_removed(self):
+        self.assertIn(("added", r"c:\windows\system32\tspi_x64.dll"), self.install_and_remove())
 
 
 class NextInstallation(InstallerRun):

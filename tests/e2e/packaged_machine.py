@@ -62,6 +62,9 @@ DESCRIPTION = {
 # The same machine with the TPM switched off.
 WITHOUT_TPM = {**DESCRIPTION, "libraries": {**DESCRIPTION["libraries"], **probes({**USABLE, "isEnabled": 0})}}
 
+# And without a software stack.
+WITHOUT_STACK = {**WITHOUT_TPM, "services": {}}
+
 # What the set-up has nothing to do with: the installer's own records, Wine's number of the service manager's pipe, what
 # the stand-ins need and note, and the services as they are in the registry, which are asked of the service manager.
 NOT_OF_CONCERN = re.compile("|".join(map(re.escape, (
