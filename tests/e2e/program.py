@@ -22,6 +22,8 @@ LOG = r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\kelo_install_log.tx
 LOG_LINE = re.compile(r"(?P<time>\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\.\d{3}) TZ(?P<zone>\d\d|-\d{1,2}) "
                       r"\[(?P<thread>\d{4,})\] (?P<message>.*)")
 
+OWN_CODE = range(0x140000000, 0x150000000)  # where a program lies that is linked as usual
+
 USAGE_ERROR = 2  # kelo-rehearse's exit status
 
 
@@ -69,6 +71,13 @@ class Machine:
         status, stdout, log = self._logged(self.program, *arguments)
         return Run(status, stdout.decode(self.encoding), log)
 
+    def calls(self, functions, *arguments):
+        """Runs the program. Returns its own calls of functions of kernel32.dll that take one text: names and texts."""
+        _, calls, log = self._logged(functions, self.program, *arguments, run=self.prefix.calls)
+        threads = {int(parse(line)["thread"]) for line in log}
+        return [(call.function, re.search('"(.*)"', call.argument)[1].replace(r"\\", "\\"))
+                for call in calls if call.thread in threads and call.caller in OWN_CODE]
+
     def content(self, path):
         """The bytes of a file; None when it is not there."""
         file = self.prefix.path(path)
@@ -96,10 +105,11 @@ class Machine:
         target.parent.mkdir(parents=True, exist_ok=True)
         shutil.copyfile(file, target)
 
-    def _logged(self, *command):
-        """Runs a program. Returns its exit status, its standard output and the lines that it logged."""
+    def _logged(self, *command, run=None):
+        """Runs a program. Returns its exit status, its standard output (or what else is told of the run) and the lines
+        that it logged."""
         before = len(self._log_lines())
-        status, output = self.prefix.wine(*command)
+        status, output = (run or self.prefix.wine)(*command)
         return status, output, self._log_lines()[before:]
 
     def _log_lines(self):

@@ -126,7 +126,7 @@ class Prefix:
 
     def calls(self, functions, *command):
         """Runs a program. Returns its exit code, and the calls that it and what it starts make of functions of
-        kernel32.dll with one argument. (A desktop that comes up meanwhile is among what it starts.)"""
+        kernel32.dll with one argument. Wine's desktop, should it come up meanwhile, is among what it starts."""
         self.import_registry("Windows Registry Editor Version 5.00\n\n[HKEY_CURRENT_USER\\Software\\Wine\\Debug]\n"
                              f'"RelayInclude"="{";".join("kernel32." + function for function in functions)}"\n')
         notes = self.folder / "tmp" / "calls.txt"
