@@ -1,5 +1,5 @@
 """One description, two machines: on each described machine the program logs, returns and changes the same under Wine as
-in a rehearsal, in one sequence of actions after the other."""
+in a rehearsal, in all of its actions one after the other."""
 
 import re
 import unittest
@@ -27,8 +27,10 @@ class EachMachine(unittest.TestCase):
                 status, report, simulated = rehearse_and_save(settled(simulated), "--", *arguments)
                 seen = machine.run(*arguments)
                 predicted = [parse(line)["message"] for line in report["log"]]
+                zones = [{parse(line)["zone"] for line in log} for log in (seen.log, report["log"])]
                 with self.subTest(run=number, action=action):
                     self.assertEqual(comparable(seen.messages), comparable(predicted))
+                    self.assertEqual(*zones)
                     self.assertEqual(unpredicted_waits(predicted, seen.messages), [])
                     self.assertEqual((seen.exit_status, seen.stdout), (status, report["stdout"]))
                     self.assertEqual(comparison.differences_after(simulated), [])

@@ -175,9 +175,9 @@ class PackagedMachine:
         before = len(self._log())
         status, calls = self.prefix.calls(["ExitProcess"], "msiexec", *arguments, "/l*v", VERBOSE_LOG)
         log = self._log()[before:]
-        ends = {call.thread: int(call.argument, 16) for call in calls}
+        ends = {call.thread: signed(int(call.arguments, 16)) for call in calls}
         runs = [int(parse(line)["thread"]) for line in log if line.endswith(BEGINS)]
-        return status, to_compare(log), [signed(ends[thread]) for thread in runs]
+        return status, to_compare(log), [ends.get(thread) for thread in runs]
 
     def _log(self):
         log = self.prefix.path(LOG)

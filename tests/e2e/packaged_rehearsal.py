@@ -14,7 +14,6 @@ START_TYPES = {"auto": 2, "demand": 3}
 
 # What Wine has by itself, and what a stand-in of the package does.
 MORE = {
-    "clock": {"zoneBias": 0, "daylightBias": -60},
     "services": {name: {"displayName": name, "start": "demand", **RUNS_AT_ONCE} for name in CARD_SERVICES},
     "programs": {TOOLKIT + r"\KlPCR.exe": {"runs": [{"arguments": "-Service", "effects": {"services": {"KlPCR": {
         "displayName": "Kelo PCR", "start": "demand", "binaryPath": f'"{TOOLKIT}\\KlPCR.exe"', **RUNS_AT_ONCE}}}}]}},

@@ -72,10 +72,10 @@ class Machine:
         return Run(status, stdout.decode(self.encoding), log)
 
     def calls(self, functions, *arguments):
-        """Runs the program. Returns its own calls of functions of kernel32.dll that take one text: names and texts."""
+        """Runs the program. Returns its own calls of functions of kernel32.dll that take a text: names and texts."""
         _, calls, log = self._logged(functions, self.program, *arguments, run=self.prefix.calls)
         threads = {int(parse(line)["thread"]) for line in log}
-        return [(call.function, re.search('"(.*)"', call.argument)[1].replace(r"\\", "\\"))
+        return [(call.function, re.search('"(.*)"', call.arguments)[1].replace(r"\\", "\\"))
                 for call in calls if call.thread in threads and call.caller in OWN_CODE]
 
     def content(self, path):

@@ -318,6 +318,7 @@ def _apply_processes(work, processes):
 
 # Where a plain Windows machine and Wine differ: what Wine has, as a description.
 WINE = {
+    "clock": {"zoneBias": 0, "daylightBias": -60},
     "folders": {"windows": r"C:\windows", "system": r"C:\windows\system32"},
     "environment": {"windir": r"C:\windows", "SystemRoot": r"C:\windows"},
     "services": {"TBS": None, "SCardSvr": None, "CertPropSvc": None},

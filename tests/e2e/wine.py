@@ -1,5 +1,6 @@
 """Throw-away Wine prefixes: each is a copy of one template, and nothing of it is left behind, whatever happens."""
 
+import atexit
 import contextlib
 import ctypes
 import fcntl
@@ -55,11 +56,11 @@ class Hung(AssertionError):
 
 
 class Call(typing.NamedTuple):
-    """A call of a function with one argument, as Wine notes it."""
+    """A call of a function, as Wine notes it."""
 
     thread: int
     function: str
-    argument: str  # hexadecimal digits; a text behind its address
+    arguments: str  # hexadecimal digits; a text behind its address
     caller: int  # the address
 
 
@@ -71,14 +72,16 @@ class Prefix:
     zone = "UTC"  # and its time zone
     log = None  # the file, as Windows names it, that tells how far a program came that did not end
     _server = None
+    _lock = None
 
     def __enter__(self):
-        _interruption.expect()
+        expect_interruption()
+        atexit.register(self.__exit__)  # an interrupted test need not come to the end of its `with` statement
         BASE.mkdir(parents=True, exist_ok=True)
         with _locked(BASE / "lock"):
             template = _template()
+            _remove_abandoned()
             with _interruption.postponed():
-                _remove_abandoned()
                 self.folder = pathlib.Path(tempfile.mkdtemp(prefix="prefix-", dir=BASE))
                 self._lock = _lock(self.folder)
         try:
@@ -92,23 +95,20 @@ class Prefix:
 
     def __exit__(self, *_):
         with _interruption.postponed():
+            atexit.unregister(self.__exit__)
+            if self._lock is None:
+                return
             _remove(self.folder)
             if self._server:
                 self._server.send_signal(signal.SIGINT)  # if it was just starting
                 self._server.wait()
             os.close(self._lock)
+            self._lock = None
 
     def _start_server(self, *options, notes=subprocess.DEVNULL):
-        """Starts Wine's server. It stays, and with it the services, while no program runs."""
         with _interruption.postponed():
-            self._server = subprocess.Popen([*_runner(), *TIED, "wineserver", "-f", "-p", *options],
-                                            env=_environment(self.folder), stdin=subprocess.DEVNULL, stdout=notes,
-                                            stderr=notes)
-        # A program that finds none would start a server of its own.
-        while not any((self.folder / "tmp").glob("*/server-*/socket")):
-            if self._server.poll() is not None:
-                raise RuntimeError(f"wineserver ended with {self._server.returncode}")
-            time.sleep(0.01)
+            self._server = _serve(self.folder, *options, notes=notes)
+        _wait_for_server(self.folder, self._server)
 
     def _end_server(self):
         _end_processes(self.folder)
@@ -117,8 +117,11 @@ class Prefix:
     def wine(self, *command, timeout=MOST_SECONDS):
         """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output; what it,
         or Wine, says on standard error is for whoever reads the output of a failed test. Raises Hung."""
+        return self._run(command, timeout)
+
+    def _run(self, command, timeout=MOST_SECONDS, notes=None):
         try:
-            return _run(self.folder, ["wine", *command], timeout, self.locale, self.zone, self.current_folder)
+            return _run(self.folder, ["wine", *command], timeout, self.locale, self.zone, self.current_folder, notes)
         except Hung as hung:
             if self.log and (log := self.path(self.log)).is_file():
                 hung.add_note(f"The log so far:\n{log.read_text(encoding='cp1252', errors='replace')}")
@@ -126,16 +129,16 @@ class Prefix:
 
     def calls(self, functions, *command):
         """Runs a program. Returns its exit code, and the calls that it and what it starts make of functions of
-        kernel32.dll with one argument. Wine's desktop, should it come up meanwhile, is among what it starts."""
+        kernel32.dll. Wine's desktop, should it come up meanwhile, is among what it starts."""
         self.import_registry("Windows Registry Editor Version 5.00\n\n[HKEY_CURRENT_USER\\Software\\Wine\\Debug]\n"
                              f'"RelayInclude"="{";".join("kernel32." + function for function in functions)}"\n')
         notes = self.folder / "tmp" / "calls.txt"
         notes.write_bytes(b"")
-        status, _ = _run(self.folder, ["wine", *command], cwd=self.current_folder, notes=notes)
+        status, _ = self._run(command, notes=notes)
         found = re.findall(r"^(\w+):Call KERNEL32\.(\w+)\((.*)\) ret=(\w+)$",
                            notes.read_text(encoding="utf-8", errors="replace"), re.MULTILINE)
-        return status, [Call(int(thread, 16), function, argument, int(caller, 16))
-                        for thread, function, argument, caller in found]
+        return status, [Call(int(thread, 16), function, arguments, int(caller, 16))
+                        for thread, function, arguments, caller in found]
 
     @contextlib.contextmanager
     def traced(self):
@@ -214,7 +217,8 @@ def _runner():
     return [word for runner in RUNNERS if works(runner) for word in runner]
 
 
-def _run(prefix, command, timeout=MOST_SECONDS, locale=Prefix.locale, zone=Prefix.zone, cwd=None, notes=None):
+def _run(prefix, command, timeout=MOST_SECONDS, locale=Prefix.locale, zone=Prefix.zone, cwd=None, notes=None,
+         attempts=3):
     """Runs a command with its output in files, because Wine's own processes stay for a while and keep a pipe open. What
     they say on standard error, also later, goes to that of the test; or, with their calls, to a file for notes."""
     environment = _environment(prefix, locale, zone) | ({"WINEDEBUG": "+relay"} if notes else {})
@@ -236,10 +240,24 @@ def _run(prefix, command, timeout=MOST_SECONDS, locale=Prefix.locale, zone=Prefi
         if errors_said and not notes:
             print(f"{shlex.join(map(str, command))} ended with {done.returncode}. It or Wine said: {errors_said}",
                   file=sys.stderr)
-        if done.returncode == 1 and NOT_BEGUN in errors_said:
-            return _run(prefix, command, timeout, locale, zone, cwd, notes)
+        if done.returncode == 1 and NOT_BEGUN in errors_said and attempts > 1:
+            return _run(prefix, command, timeout, locale, zone, cwd, notes, attempts - 1)
         output.seek(0)
         return done.returncode, output.read()
+
+
+def _serve(prefix, *options, notes=subprocess.DEVNULL):
+    """Starts Wine's server. It stays, and with it the services, while no program runs."""
+    return subprocess.Popen([*_runner(), *TIED, "wineserver", "-f", "-p", *options], env=_environment(prefix),
+                            stdin=subprocess.DEVNULL, stdout=notes, stderr=notes)
+
+
+def _wait_for_server(prefix, server):
+    """A program that finds none would start a server of its own."""
+    while not any((prefix / "tmp").glob("*/server-*/socket")):
+        if server.poll() is not None:
+            raise RuntimeError(f"wineserver ended with {server.returncode}")
+        time.sleep(0.01)
 
 
 def _succeed(prefix, *command, timeout=MOST_SECONDS):
@@ -263,12 +281,17 @@ def _template():
     (new / "tmp").mkdir(parents=True)
     try:
         (new / "settings.reg").write_text(SETTINGS, encoding="utf-16")
+        server = _serve(new, "-p3")
+        _wait_for_server(new, server)
         for command in (["wine", "wineboot", "-i"], ["wine", "regedit", "/S", "settings.reg"], ["wineserver", "-w"]):
             _succeed(new, *command, timeout=300)
+        server.wait()
     except BaseException:
         with _interruption.postponed():
             _remove(new)
         raise
+    for old in BASE.glob("template-*"):
+        _remove(old)
     shutil.rmtree(new / "tmp")
     (new / "settings.reg").unlink()
     (new / "wineserver").unlink(missing_ok=True)  # says where the server's socket was
@@ -296,8 +319,11 @@ def _remove(prefix):
 def _remove_abandoned():
     """Removes the prefixes of tests that were killed: nobody holds those locked."""
     for prefix in BASE.glob("prefix-*"):
-        with contextlib.suppress(OSError):
+        try:
             lock = _lock(prefix, fcntl.LOCK_NB)
+        except OSError:
+            continue
+        with _interruption.postponed():
             _remove(prefix)
             os.close(lock)
 
@@ -368,3 +394,8 @@ class _Interruption:
 
 
 _interruption = _Interruption()
+
+
+def expect_interruption():
+    """Has what ends the process let `with` statements tidy up first."""
+    _interruption.expect()
