@@ -18,6 +18,7 @@ class EachMachine(unittest.TestCase):
 
     def check(self, case):
         with Machine(case.description) as machine:
+            self.assertEqual([item for item in machine.missing if not re.fullmatch(case.left_out, item)], [])
             # The simulated machine is left without what the prefix cannot be either.
             simulated = as_on_wine(without(case.description, machine.missing))
             comparison = Comparison(machine.prefix, complete(simulated))
