@@ -281,11 +281,9 @@ def _template():
     (new / "tmp").mkdir(parents=True)
     try:
         (new / "settings.reg").write_text(SETTINGS, encoding="utf-16")
-        server = _serve(new, "-p3")
-        _wait_for_server(new, server)
+        # The program that starts the server makes folders that Wine's set-up needs: no server runs before it.
         for command in (["wine", "wineboot", "-i"], ["wine", "regedit", "/S", "settings.reg"], ["wineserver", "-w"]):
             _succeed(new, *command, timeout=300)
-        server.wait()
     except BaseException:
         with _interruption.postponed():
             _remove(new)
