@@ -128,7 +128,7 @@ native_tests(scenarios)
 native_tests(faults)
 target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
 
-include(cmake/e2e.cmake)
+include(cmake/python_tests.cmake)
 include(cmake/coverage.cmake)
 include(cmake/sanitizers.cmake)
 include(cmake/fuzz.cmake)

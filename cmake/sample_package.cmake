@@ -2,12 +2,13 @@
 
 set(SAMPLE_PACKAGE ${CMAKE_BINARY_DIR}/kelo_toolkit_sample.msi)
 set(PACKAGING_FOLDER ${PROJECT_SOURCE_DIR}/packaging)
+file(GLOB SAMPLE_STAND_INS CONFIGURE_DEPENDS ${PACKAGING_FOLDER}/sample/stand_ins/*)
 
 add_custom_command(OUTPUT ${SAMPLE_PACKAGE}
     COMMAND ${PACKAGING_FOLDER}/make_package ${SAMPLE_PACKAGE} ${PACKAGING_FOLDER}/sample/kelo_toolkit.wxs
         ${CMAKE_BINARY_DIR} ${PACKAGING_FOLDER}/sample
     DEPENDS ${PACKAGING_FOLDER}/make_package ${PACKAGING_FOLDER}/kelo_custom_action.wxi
-        ${PACKAGING_FOLDER}/sample/kelo_toolkit.wxs ${PACKAGING_FOLDER}/sample/stand_in.txt
+        ${PACKAGING_FOLDER}/sample/kelo_toolkit.wxs ${SAMPLE_STAND_INS}
         kelo_exe kelo_dll Internationalization_en Internationalization_de Internationalization_ja
         CertJobPlanner stkprobe described_program service_program
     VERBATIM)

@@ -4,7 +4,6 @@ machines differ that should be the same."""
 import json
 import os
 import re
-import time
 
 import services
 from program import LOG
@@ -14,8 +13,10 @@ from standins import RESOURCE_LIBRARY, STANDINS
 
 PENDING_MOVES = (r"system\currentcontrolset\control\session manager", "pendingfilerenameoperations")
 
-# Wine's classes are many, and no business of the program's.
-WATCHED_KEYS = "registry\tSOFTWARE\tSYSTEM\t-SOFTWARE\\Classes"
+# Wine's classes, time zones and countries are many, and no business of the program's.
+WATCHED_KEYS = ["SOFTWARE", "SYSTEM", r"-SOFTWARE\Classes",
+                r"-SOFTWARE\Microsoft\Windows NT\CurrentVersion\Time Zones",
+                r"-SOFTWARE\Microsoft\Windows\CurrentVersion\Telephony"]
 
 # What the stand-ins and the tools keep for themselves, what the service manager keeps of its services, and the screens
 # and adapters that Wine notes as soon as its desktop is up, which may be at any time.
@@ -35,8 +36,10 @@ SERVICE_FIELDS = ("state", "controlsAccepted", "type", "start", "errorControl", 
 # Generic rights are those that they stand for on a registry key.
 GENERIC_RIGHTS = {0x80000000: 0x20019, 0x10000000: 0xF003F}
 
-# Services and processes that a plain machine has and Wine has in its own manner.
+# Services that a plain machine has and Wine has in its own manner.
 WINES_OWN_SERVICES = {"rpcss"}
+
+MOST_MS_TO_SETTLE = 10000
 
 KEY_EXISTS = "a key"
 DIRECTORY = "a directory"
@@ -142,13 +145,14 @@ def _simulated_service(name, service):
 
 
 class Snapshot:
-    """The items of a prefix, and of its files the state by which a change shows."""
+    """The items of a prefix, and of its files the state by which a change shows. Before it is taken, services have some
+    time to come to the states that are expected of them."""
 
-    def __init__(self, prefix):
+    def __init__(self, prefix, expected):
         self.prefix = prefix
         self.items = {}
-        self.tools_answers = _answers(prefix, ["services", "processes", WATCHED_KEYS])
-        described_services, processes, registry = self.tools_answers
+        described_services, processes, registry = _answers(prefix, [
+            _await(expected), ["services"], ["processes"], ["registry", *WATCHED_KEYS]])
         for name, service in described_services.items():
             self.items["service", name.lower()] = _real_service(service)
         for name in processes:
@@ -192,7 +196,7 @@ class Snapshot:
         """Adds the owners and access lists of keys."""
         if not keys:
             return
-        [found] = _answers(self.prefix, ["\t".join(["security", *keys])])
+        [found] = _answers(self.prefix, [["security", *keys]])
         for key, sddl in found.items():
             owner = re.match(r"O:(S-[\d-]+|[A-Z]{2})", sddl)
             self.items["owner", key.lower()] = owner and SIDS.get(owner[1], owner[1])
@@ -220,9 +224,18 @@ def _real_service(service):
     return {**service, "state": STATE_NAMES[service["state"]], "start": START_NAMES[service["start"]]}
 
 
+def _await(expected):
+    """The line of a script that waits for the states of services among items."""
+    line = ["await", str(MOST_MS_TO_SETTLE)]
+    for name, service in expected.items():
+        if name[0] == "service" and name[1] not in WINES_OWN_SERVICES:
+            line += [name[1], str(services.STATES[service["state"]])]
+    return line
+
+
 def _answers(prefix, lines):
-    """What machine_tool prints for the lines of a script, as many JSON values."""
-    text = services.run_script(prefix, lines).decode()
+    """What machine_tool prints for the lines of a script, each of words: JSON values."""
+    text = services.run_script(prefix, ["\t".join(words) for words in lines]).decode()
     values = []
     while text := text.lstrip():
         value, end = json.JSONDecoder().raw_decode(text)
@@ -244,18 +257,6 @@ def _files(prefix):
                     yield path, (file, DIRECTORY if name in folders else (status.st_size, status.st_mtime_ns))
 
 
-def wait_until_settled(prefix, expected, seconds=10):
-    """Waits until the services are in the states that are expected of them, or the time is over."""
-    states = {name[1]: service["state"] for name, service in expected.items() if name[0] == "service"}
-    deadline = time.monotonic() + seconds
-    while time.monotonic() < deadline:
-        [found] = _answers(prefix, ["services"])
-        found = {name.lower(): STATE_NAMES[service["state"]] for name, service in found.items() if service}
-        if all(found.get(name) == state for name, state in states.items() if name not in WINES_OWN_SERVICES):
-            return
-        time.sleep(0.1)
-
-
 # --- Both ------------------------------------------------------------------------------------------------------------
 
 
@@ -267,7 +268,7 @@ class Comparison:
         self.program = ("file", machine["process"]["path"].lower())  # nobody knows its content
         self.plain = of_simulated(complete({}))
         self.predicted = of_simulated(complete(settled(machine)))
-        self.seen = Snapshot(prefix)
+        self.seen = Snapshot(prefix, self.predicted)
         # Others come and go in a prefix that no simulated machine has.
         self.known_processes = {name for name in self.predicted.keys() - self.plain.keys() if name[0] == "process"}
         # Of the content of libraries and programs, and of files in use, only this is known: where it was at first.
@@ -286,8 +287,7 @@ class Comparison:
         """Where the prefix is not like the simulated machine after a run of both: a line each."""
         predicted_before, seen_before = self.predicted, self.seen
         self.predicted = of_simulated(complete(settled(machine)))
-        wait_until_settled(self.prefix, self.predicted)
-        self.seen = Snapshot(self.prefix)
+        self.seen = Snapshot(self.prefix, self.predicted)
         return self._compare(self._said() | _changed(predicted_before, self.predicted)
                              | _changed(seen_before.items, self.seen.items))
 
@@ -319,31 +319,6 @@ class Comparison:
                 lines.append(f"{' '.join(name) if isinstance(name, tuple) else name}: predicted {_short(predicted)}, "
                              f"seen {_short(seen)}")
         return lines
-
-
-WAIT = re.compile(r"\S+  current status: ")
-
-
-def comparable(messages):
-    """Log messages without the numbers of processes and threads, and without those of a wait: how often the program
-    looks at a service, and which states it sees, depends on the real clock."""
-    return [re.sub(r"\b(PID|TID): \d+", r"\1: N", message) for message in messages if not WAIT.match(message)]
-
-
-def unpredicted_waits(predicted, seen):
-    """The messages of waits that are seen at places where they are not predicted."""
-    return [message for allowed, found in zip(_waits(predicted), _waits(seen)) for message in found - allowed]
-
-
-def _waits(messages):
-    """The messages of waits in front of each other message."""
-    waits = [set()]
-    for message in messages:
-        if WAIT.match(message):
-            waits[-1].add(message)
-        else:
-            waits.append(set())
-    return waits
 
 
 def _changed(before, after):

@@ -4,7 +4,8 @@ import re
 import shutil
 import unittest
 
-from program import LOG, LOG_LINE, Machine, rehearse
+import log_lines
+from program import LOG, Machine, rehearse
 from provision import READ_ONLY
 from standins import BUILD
 
@@ -15,7 +16,7 @@ LOG_FOLDER = LOG.rpartition("\\")[0]
 LINE_LIMIT = 32000  # characters of a command line, near the most that Windows takes
 
 ACTIONS = ["/Setup", "/Commit", "/Rollback", "/Uninstall"]
-STAMP = re.compile(LOG_LINE.pattern.partition("(?P<message>")[0])
+STAMP = re.compile(log_lines.LINE.pattern.partition("(?P<message>")[0])
 
 
 def without_stamps(log):
@@ -31,7 +32,7 @@ class HostileSurroundings(unittest.TestCase):
             self.assertEqual(machine.missing, [])
             seen = machine.run(*arguments)
         self.assertEqual(seen.messages, predicted.messages)
-        self.assertEqual((seen.exit_status, seen.stdout), (predicted.exit_status, predicted.stdout))
+        self.assertEqual((seen.exit_code, seen.stdout), (predicted.exit_code, predicted.stdout))
         return seen
 
     def test_log_folder_that_is_a_file(self):
@@ -55,7 +56,7 @@ class HostileSurroundings(unittest.TestCase):
         with Machine({}) as machine:
             seen = machine.run("/Commit", argument)
             text = machine.content(LOG).decode(machine.encoding)
-        self.assertEqual(seen.exit_status, predicted.exit_status)
+        self.assertEqual(seen.exit_code, predicted.exit_code)
         self.assertEqual(without_stamps(text), without_stamps("".join(line + "\r\n" for line in predicted.log)))
 
     def test_libraries_in_the_current_folder(self):
@@ -68,13 +69,13 @@ class HostileSurroundings(unittest.TestCase):
             for name in ("bcrypt.dll", "kernel32.dll"):
                 shutil.copy(BUILD / "stkprobe.dll", planted / name)
             machine.prefix.current_folder = planted
-            self.assertEqual(machine.run("/Setup").exit_status, 255)
+            self.assertEqual(machine.run("/Setup").exit_code, -1)
             self.assertFalse((planted / MARK).exists())
 
             # From the program's own folder it is loaded, and leaves its mark there.
             own = machine.prefix.path(TOOLKIT)
             shutil.copy(BUILD / "stkprobe.dll", own / TEXT_LIBRARY)
-            self.assertEqual(machine.run("/Setup").exit_status, 255)
+            self.assertEqual(machine.run("/Setup").exit_code, -1)
             self.assertTrue((own / MARK).exists())
             self.assertFalse((planted / MARK).exists())
 

@@ -3,7 +3,8 @@
 import datetime
 import unittest
 
-from program import LOG, Machine, parse
+from log_lines import parse
+from program import LOG, Machine
 
 READ_ONLY = 1
 LOG_FOLDER = LOG.rpartition("\\")[0]
@@ -44,15 +45,15 @@ class InstallLog(unittest.TestCase):
         with Machine({"files": {r"C:\ProgramData\Kelo Systems Corp": {"text": "a file"}}}) as machine:
             run = machine.run("/Commit")
             self.assertEqual(machine.prefix.path(r"C:\ProgramData\Kelo Systems Corp").read_text(), "a file")
-        self.assertEqual((run.log, run.exit_status, run.stdout), ([], 0, "Done!"))
+        self.assertEqual((run.log, run.exit_code, run.stdout), ([], 0, "Done!"))
 
     def test_folder_that_is_a_file_leaves_no_log(self):
         with Machine({"files": {LOG_FOLDER: {"text": "a file"}}}) as machine:
             run = machine.run("/Commit")
-        self.assertEqual((run.log, run.exit_status, run.stdout), ([], 0, "Done!"))
+        self.assertEqual((run.log, run.exit_code, run.stdout), ([], 0, "Done!"))
 
     def test_read_only_file_stays_as_it_is(self):
         with Machine({"files": {LOG: {"text": "an old line\r\n", "attributes": READ_ONLY}}}) as machine:
             run = machine.run("/Commit")
             self.assertEqual(machine.prefix.path(LOG).read_bytes(), b"an old line\r\n")
-        self.assertEqual((run.log, run.exit_status, run.stdout), ([], 0, "Done!"))
+        self.assertEqual((run.log, run.exit_code, run.stdout), ([], 0, "Done!"))

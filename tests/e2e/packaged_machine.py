@@ -6,9 +6,11 @@ import installer
 import machine_state
 import services
 from installer import SAMPLE
-from program import LOG, Machine, parse
+from log_lines import comparable, parse
+from program import LOG, Machine
 from standins import KEY, calls_of
 from system_standins import noted_calls
+from wine import EXIT, signed
 
 TOOLKIT = r"C:\Program Files\Kelo Systems Corp\Toolkit"
 STAGER = TOOLKIT + r"\TPM_VSCard\DriverStager.exe"
@@ -173,11 +175,11 @@ class PackagedMachine:
 
     def _msiexec(self, *arguments):
         before = len(self._log())
-        status, calls = self.prefix.calls(["ExitProcess"], "msiexec", *arguments, "/l*v", VERBOSE_LOG)
+        status, _, calls = self.prefix.calls(EXIT, "msiexec", *arguments, "/l*v", VERBOSE_LOG)
         log = self._log()[before:]
         ends = {call.thread: signed(int(call.arguments, 16)) for call in calls}
         runs = [int(parse(line)["thread"]) for line in log if line.endswith(BEGINS)]
-        return status, to_compare(log), [ends.get(thread) for thread in runs]
+        return status, comparable(log), [ends.get(thread) for thread in runs]
 
     def _log(self):
         log = self.prefix.path(LOG)
@@ -194,19 +196,6 @@ class PackagedMachine:
         """The installer's own log of its last run, as Windows would have written it."""
         log = self.prefix.path(VERBOSE_LOG).read_bytes()
         return installer.without_hidden(SAMPLE, log.decode("utf-16" if log.startswith(b"\xff\xfe") else "cp1252"))
-
-
-def signed(exit_code):
-    """An exit code as the program gives it, from the number that it is to Windows."""
-    return exit_code - (1 << 32) if exit_code >> 31 else exit_code
-
-
-def to_compare(log):
-    """Whole log lines without what differs from run to run: time, thread, process numbers, and how often a service was
-    looked at while it stopped or started."""
-    lines = [parse(line) for line in log]
-    return [f"TZ{line['zone']} " + re.sub(r"(PID|TID): \d+", r"\1: N", line["message"]) for line in lines
-            if not re.match(r"\S+  current status: ", line["message"])]
 
 
 def effects(before, after):

@@ -4,8 +4,9 @@ brings."""
 import installer
 from comparison import settled
 from installer import SAMPLE
+from log_lines import comparable
 from packaged_machine import (CARD_SERVICES, DESCRIPTION, RUNS_AT_ONCE, SERVICE_MEMBERS, TOOLKIT, leaves,
-                              registry_text, to_compare)
+                              registry_text)
 from program import rehearsal, rehearse_and_save
 from provision import as_on_wine
 from services import STATES
@@ -40,8 +41,8 @@ class Rehearsal:
         reports = list(_rehearse_each(description, runs))
         if session is not None:
             described = with_all(description, {"installer": {"properties": {"CustomActionData": session}}})
-            reports.append(rehearsal(described, "--export", "SRK_Auth_Change")[1])
-        self.logs = [to_compare(report["log"]) for report in reports]
+            reports.append(rehearsal(described, "--export", "SRK_Auth_Change"))
+        self.logs = [comparable(report["log"]) for report in reports]
         self.exit_codes = [report["exitCode"] for report in reports[:len(actions)]]
         self.changes = [change for report in reports for change in report["changes"]]
         self.calls = [call["call"] for report in reports for call in report["calls"]]
@@ -59,7 +60,7 @@ def _rehearse_each(description, runs):
     machine = as_on_wine(description)
     for run in runs:
         if isinstance(run, tuple):
-            _, report, machine = rehearse_and_save(machine, "--", *run)
+            report, machine = rehearse_and_save(machine, "--", *run)
             yield report
         else:
             machine = with_all(settled(machine), run)
@@ -82,7 +83,9 @@ def _registry_effects(change):
 
 
 def _file_effects(change):
-    return {} if change["kind"] == "changed" else {(change["kind"], change["item"].lower()): None}
+    size = (change["after"] or {}).get("size")
+    content = None if size is None else f"{size} bytes"
+    return {} if change["kind"] == "changed" else {(change["kind"], change["item"].lower()): content}
 
 
 def _service_effects(change):
@@ -105,7 +108,7 @@ def _one_effect(name, value=None):
 EFFECTS = {
     "registry": _registry_effects,
     "files": _file_effects,
-    "libraries": _file_effects,
+    "libraries": lambda _change: {},  # a library is a file too
     "services": _service_effects,
     "cng": _one_effect("key storage providers"),
     "smartCards": _one_effect("smart-card readers"),

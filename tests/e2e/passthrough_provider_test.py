@@ -25,11 +25,11 @@ def machine_with(providers):
 class PassthroughProvider(unittest.TestCase):
     def check(self, providers, expected):
         description = machine_with(providers)
-        _, report = rehearsal(description, "--", "/Commit")
+        report = rehearsal(description, "--", "/Commit")
         with Machine(description) as machine:
             self.assertEqual(machine.missing, [])
             for _ in range(2):  # a second commit writes the same again
-                self.assertEqual(machine.run("/Commit").exit_status, 0)
+                self.assertEqual(machine.run("/Commit").exit_code, 0)
                 exported = machine.prefix.export_registry(f"HKEY_LOCAL_MACHINE\\{CAPI_KEY}")
                 self.assertEqual(re.findall(r'^"PassthroughCSP"="(.*)"$', exported, re.MULTILINE), [expected])
         predicted = [change["after"] for change in report["changes"] if change["item"].endswith("[PassthroughCSP]")]

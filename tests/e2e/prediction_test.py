@@ -18,7 +18,7 @@ class Prediction(unittest.TestCase):
             self.assertEqual(machine.missing, [])
             seen = machine.run(*arguments)
         self.assertEqual(seen.messages, predicted.messages)
-        self.assertEqual((seen.exit_status, seen.stdout), (predicted.exit_status, predicted.stdout))
+        self.assertEqual((seen.exit_code, seen.stdout), (predicted.exit_code, predicted.stdout))
         return seen
 
 
@@ -50,17 +50,17 @@ for _version in WINE_VERSIONS:
 
 class CommandLine(Prediction):
     def test_no_switch(self):
-        self.assertEqual(self.check({}).exit_status, 255)
+        self.assertEqual(self.check({}).exit_code, -1)
 
     def test_unknown_switch(self):
         seen = self.check({}, "/Repair")
-        self.assertEqual(seen.exit_status, 255)
+        self.assertEqual(seen.exit_code, -1)
         self.assertEqual(seen.messages[-1], "invalid command line arg provided")
         self.assertEqual(seen.stdout, "")
 
     def test_switch_in_another_case_is_unknown(self):
         seen = self.check({}, "/setup")
-        self.assertEqual(seen.exit_status, 255)
+        self.assertEqual(seen.exit_code, -1)
         self.assertEqual(seen.messages[-1], "invalid command line arg provided")
 
     def test_argument_is_no_format(self):

@@ -9,6 +9,7 @@ import shutil
 import subprocess
 import tempfile
 
+from log_lines import messages, parse
 from provision import as_on_wine, complete, provision
 from wine import MOST_SECONDS, ROOT, Prefix
 
@@ -19,8 +20,6 @@ CALLS = EXE.with_name("kelo_calls.exe")
 REHEARSE = ROOT / "build" / "native" / "kelo-rehearse"
 
 LOG = r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\kelo_install_log.txt"
-LOG_LINE = re.compile(r"(?P<time>\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\.\d{3}) TZ(?P<zone>\d\d|-\d{1,2}) "
-                      r"\[(?P<thread>\d{4,})\] (?P<message>.*)")
 
 OWN_CODE = range(0x140000000, 0x150000000)  # where a program lies that is linked as usual
 
@@ -31,13 +30,13 @@ USAGE_ERROR = 2  # kelo-rehearse's exit status
 class Run:
     """What a run of the program left."""
 
-    exit_status: int  # as Unix sees it: 255 for -1
+    exit_code: int
     stdout: str
     log: list  # whole lines, of this run alone
 
     @property
     def messages(self):
-        return [parse(line)["message"] for line in self.log]
+        return messages(self.log)
 
 
 class DescriptionError(Exception):
@@ -68,12 +67,12 @@ class Machine:
         return self._stack.__exit__(*error)
 
     def run(self, *arguments):
-        status, stdout, log = self._logged(self.program, *arguments)
-        return Run(status, stdout.decode(self.encoding), log)
+        (exit_code, stdout), log = self._logged(self.prefix.ended, self.program, *arguments)
+        return Run(exit_code, stdout.decode(self.encoding), log)
 
     def calls(self, functions, *arguments):
         """Runs the program. Returns its own calls of functions of kernel32.dll that take a text: names and texts."""
-        _, calls, log = self._logged(functions, self.program, *arguments, run=self.prefix.calls)
+        (_, _, calls), log = self._logged(self.prefix.calls, functions, self.program, *arguments)
         threads = {int(parse(line)["thread"]) for line in log}
         return [(call.function, re.search('"(.*)"', call.arguments)[1].replace(r"\\", "\\"))
                 for call in calls if call.thread in threads and call.caller in OWN_CODE]
@@ -87,17 +86,17 @@ class Machine:
         """Has an installer load the library image and call an export of it with the described CustomActionData. Returns
         the export's result, and the messages it logged."""
         data = self.description.get("installer", {}).get("properties", {}).get("CustomActionData", "")
-        status, result, log = self._logged(EXPORT_HOST, DLL, name, data)
+        (status, result), log = self._logged(self.prefix.wine, EXPORT_HOST, DLL, name, data)
         if status != 0:
             raise AssertionError(f"{name}: export_host ended with {status}")
-        return int(result), [parse(line)["message"] for line in log]
+        return int(result), messages(log)
 
     def call(self, function, *arguments):
         """Calls a single function of the program. Returns its result as text, and the messages it logged."""
-        status, result, log = self._logged(CALLS, function, *arguments)
+        (status, result), log = self._logged(self.prefix.wine, CALLS, function, *arguments)
         if status != 0:
             raise AssertionError(f"{function}: kelo_calls ended with {status}")
-        return result.decode(), [parse(line)["message"] for line in log]
+        return result.decode(), messages(log)
 
     def place(self, file, path):
         """Puts a file of the build on the machine."""
@@ -105,12 +104,11 @@ class Machine:
         target.parent.mkdir(parents=True, exist_ok=True)
         shutil.copyfile(file, target)
 
-    def _logged(self, *command, run=None):
-        """Runs a program. Returns its exit status, its standard output (or what else is told of the run) and the lines
-        that it logged."""
+    def _logged(self, run, *command):
+        """Runs a program in one of the prefix's manners. Returns what that returns, and the lines that it logged."""
         before = len(self._log_lines())
-        status, output = (run or self.prefix.wine)(*command)
-        return status, output, self._log_lines()[before:]
+        result = run(*command)
+        return result, self._log_lines()[before:]
 
     def _log_lines(self):
         log = self.prefix.path(LOG)
@@ -119,20 +117,19 @@ class Machine:
 
 def rehearse(description, *arguments):
     """What kelo-rehearse predicts for a machine."""
-    status, report = rehearsal(description, "--", *arguments)
-    return Run(status, report["stdout"], report["log"])
+    report = rehearsal(description, "--", *arguments)
+    return Run(report["exitCode"], report["stdout"], report["log"])
 
 
 def rehearse_export(description, name):
     """What kelo-rehearse predicts for an export: its result, and the messages it logs."""
-    _, report = rehearsal(description, "--export", name)
-    return report["exitCode"], [parse(line)["message"] for line in report["log"]]
+    report = rehearsal(description, "--export", name)
+    return report["exitCode"], messages(report["log"])
 
 
 def rehearsal(description, *arguments):
-    """The exit status and the JSON report of kelo-rehearse for a machine that is as Wine is where nothing is said."""
-    status, report, _ = rehearse_and_save(as_on_wine(description), *arguments)
-    return status, report
+    """The JSON report of kelo-rehearse for a machine that is as Wine is where nothing is said."""
+    return rehearse_and_save(as_on_wine(description), *arguments)[0]
 
 
 def rehearse_with_machines(description, *runs):
@@ -140,12 +137,12 @@ def rehearse_with_machines(description, *runs):
     each leaves."""
     machine = as_on_wine(description)
     for arguments in runs:
-        _, report, machine = rehearse_and_save(machine, "--", *arguments)
+        report, machine = rehearse_and_save(machine, "--", *arguments)
         yield report, machine
 
 
 def rehearse_and_save(machine, *arguments):
-    """The exit status and the JSON report of kelo-rehearse, and the machine as it is left."""
+    """The JSON report of kelo-rehearse, and the machine as it is left."""
     with tempfile.TemporaryDirectory() as folder:
         before, after = pathlib.Path(folder, "before.json"), pathlib.Path(folder, "after.json")
         before.write_text(json.dumps(machine), encoding="utf-8")
@@ -153,12 +150,4 @@ def rehearse_and_save(machine, *arguments):
                               text=True, check=False, timeout=MOST_SECONDS)
         if done.returncode == USAGE_ERROR:
             raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
-        return done.returncode, json.loads(done.stdout), json.loads(after.read_text(encoding="utf-8"))
-
-
-def parse(line):
-    """The parts of a log line: time, zone, thread and message."""
-    match = LOG_LINE.fullmatch(line)
-    if match is None:
-        raise AssertionError(f"not a log line: {line!r}")
-    return match
+        return json.loads(done.stdout), json.loads(after.read_text(encoding="utf-8"))

@@ -39,12 +39,12 @@ def message_left(machine):
 
 class ResultMessage(unittest.TestCase):
     def check(self, description, expected):
-        _, report = rehearsal(description, "--", "/Setup")
+        report = rehearsal(description, "--", "/Setup")
         with Machine(description) as machine:
             self.assertEqual(machine.missing, [])
             run = machine.run("/Setup")
             left = message_left(machine)
-        self.assertEqual(run.exit_status, 255)
+        self.assertEqual(run.exit_code, -1)
         self.assertEqual(left, expected)
         predicted = [change["after"] for change in report["changes"]
                      if change["item"].endswith(r"Kelo Systems Corp.\Installer [(default)]")]
@@ -69,7 +69,7 @@ class ResultMessage(unittest.TestCase):
                         source = machine.prefix.path(f"{FOLDER}Internationalization_en.dll")
                         (folder / "stkprobe.dll").write_bytes(source.read_bytes())
                     run = machine.run("/Setup")
-                    self.assertEqual(run.exit_status, 255)
+                    self.assertEqual(run.exit_code, -1)
                     self.assertEqual(message_left(machine), texts(LANGUAGES[language])[FUNCTION_MISSING])
 
     def test_removal_and_successful_commit_leave_none(self):

@@ -39,8 +39,8 @@ def report(path, description, arguments):
         changed += show("files", changes(files_before, files_after), describe_file)
         print("\nChanged on the machine:" + ("" if changed else " nothing"))
         print("".join(line + "\n" for line in changed), end="")
-        print(f"\nExit code: {-1 if run.exit_status == 255 else run.exit_status}")
-    return run.exit_status
+        print(f"\nExit code: {run.exit_code}")
+    return run.exit_code
 
 
 def main():

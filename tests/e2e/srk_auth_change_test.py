@@ -1,10 +1,13 @@
-"""The export of the library image, called with an install session of the real installer, runs the real SRK tool."""
+"""The export of the library image, called with an install session of the real installer, runs the SRK tool."""
 
 import re
 import unittest
 
+from machines import LEFT_OUT
 from program import LOG, Machine, rehearse_export
+from provision import load
 from standins import runs_of
+from wine import ROOT
 
 EXPORT = "SRK_Auth_Change"
 TOOL = r"C:\Program Files\Kelo Systems Corp\Common\TpmKeyFixer.exe"
@@ -53,7 +56,7 @@ class SrkAuthChange(unittest.TestCase):
     def check(self, description, lines, runs, at_logon):
         predicted = rehearse_export(description, EXPORT)
         with Machine(description) as machine:
-            self.assertEqual(machine.missing, [])
+            self.assertEqual([item for item in machine.missing if not re.fullmatch(LEFT_OUT, item)], [])
             result, messages = machine.call_export(EXPORT)
             # Wine puts the program's name into quotation marks when it finds it in a command line without.
             seen = [line.replace(f'"{TOOL}"', TOOL, 1) for line in runs_of(machine.prefix, TOOL)]
@@ -118,6 +121,13 @@ class EachShapeOfData(SrkAuthChange):
     def test_password_reaches_the_tool_and_nothing_else(self):
         self.check_data("/PASSWORD=Tr0ub4dor&3 /INFO=i", ' /I:"i" /P:"Tr0ub4dor&3" /T:"NTRU" /Y')
         self.assertNotIn(b"Tr0ub4dor", self.log)
+
+
+class DescribedMachine(SrkAuthChange):
+    def test_user_who_cancels(self):
+        data = ' /C:"Kelo Toolkit" /I:"The TPM has to be prepared." /P:"correct horse battery" /T:"NTRU" /Y'
+        self.check(load(ROOT / "machines" / "srk-upgrade.json"), [VERIFY_LINES[UPGRADE], CHANGE_LINES[-8]],
+                   [" /V", data], True)
 
 
 class WithoutTheTool(SrkAuthChange):

@@ -6,7 +6,8 @@ import unittest
 
 import machine_state
 import services
-from program import Machine, parse, rehearse_with_machines
+from log_lines import WAIT, messages
+from program import Machine, rehearse_with_machines
 from stack_standins import handles, notes_of
 
 TOOLKIT = r"C:\Program Files\Kelo Systems Corp\Toolkit"
@@ -64,10 +65,10 @@ def toolkit(kelo=ABSENT, ntru=ABSENT, **members):
     return {area: {**described.get(area, {}), **members.get(area, {})} for area in {**described, **members}}
 
 
-def once_per_wait(messages):
+def once_per_wait(log):
     """The messages without the repetitions of a state that is waited in: how often depends on the real clock."""
-    return [message for i, message in enumerate(messages)
-            if i == 0 or message != messages[i - 1] or not re.match(r"\S+  current status: ", message)]
+    told = messages(log)
+    return [message for i, message in enumerate(told) if i == 0 or message != told[i - 1] or not WAIT.match(message)]
 
 
 class StackSetup(unittest.TestCase):
@@ -82,17 +83,16 @@ class StackSetup(unittest.TestCase):
         return machine, self.check_runs(machine, description, *runs)
 
     def check_runs(self, machine, description, *runs):
-        messages = []
+        told = []
         for arguments, (predicted, after) in zip(runs, rehearse_with_machines(description, *runs)):
             before = watched(machine)
             seen = machine.run(*arguments)
-            log = [parse(line)["message"] for line in predicted["log"]]
-            self.assertEqual(once_per_wait(seen.messages), once_per_wait(log))
-            self.assertEqual(seen.exit_status, predicted["exitCode"] & 0xFF)
+            self.assertEqual(once_per_wait(seen.log), once_per_wait(predicted["log"]))
+            self.assertEqual(seen.exit_code, predicted["exitCode"])
             self.assertEqual(changes(before, watched(machine)), predicted_changes(predicted))
             self.check_services(machine, after["services"])
-            messages += seen.messages
-        return messages
+            told += seen.messages
+        return told
 
     def check_services(self, machine, predicted):
         for name in SERVICES:

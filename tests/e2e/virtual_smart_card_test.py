@@ -1,11 +1,11 @@
 """A set-up installs the virtual smart card with its providers and switches automatic provisioning off, a removal takes
 the card and the providers back, and the next set-up restores the card: as predicted, call by call."""
 
-import re
 import unittest
 
 import services
-from program import Machine, parse, rehearsal, rehearse
+from log_lines import messages, without_numbers
+from program import Machine, rehearsal, rehearse
 from standins import folders_of, runs_of
 from system_standins import noted_calls
 
@@ -56,10 +56,6 @@ def about_the_system(calls):
             if call["call"].startswith(("BCrypt", "IWbem", "CoSetProxyBlanket"))]
 
 
-def without_process_numbers(messages):
-    return [re.sub(r"(PID|TID): \d+", r"\1: N", message) for message in messages]
-
-
 class Prediction(unittest.TestCase):
     def enter(self, description):
         machine = self.enterContext(Machine(description))
@@ -68,11 +64,11 @@ class Prediction(unittest.TestCase):
 
     def check(self, machine, description, *arguments):
         """Runs the program where a rehearsal predicts the same log and the same calls."""
-        status, report = rehearsal(description, "--", *arguments)
+        report = rehearsal(description, "--", *arguments)
         seen = machine.run(*arguments)
-        self.assertEqual(without_process_numbers(seen.messages),
-                         without_process_numbers(parse(line)["message"] for line in report["log"]))
-        self.assertEqual(seen.exit_status, status)
+        self.assertEqual(list(map(without_numbers, seen.messages)),
+                         list(map(without_numbers, messages(report["log"]))))
+        self.assertEqual(seen.exit_code, report["exitCode"])
         self.assertEqual(noted_calls(machine.prefix), about_the_system(report["calls"]))
         return seen
 

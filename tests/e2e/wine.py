@@ -24,6 +24,15 @@ BASE = ROOT / "build" / "wine"
 # Files this big in a new prefix are Wine's own images and tables. Nothing writes to them, so the copies share them.
 SHARED_FILE_SIZE = 64 * 1024
 
+EXIT = ["ExitProcess"]
+
+
+def _noted(functions):
+    """The key of a .reg file that has Wine, where it notes calls, note those of functions of kernel32.dll."""
+    names = ";".join(f"kernel32.{function}" for function in functions)
+    return f'\n[HKEY_CURRENT_USER\\Software\\Wine\\Debug]\n"RelayInclude"="{names}"\n'
+
+
 # What every prefix has from the start, as a .reg file. A service may take as long to answer as on Windows: on a busy
 # machine the ten seconds that Wine's service manager waits otherwise are too few (1053). It takes this number as a
 # text alone.
@@ -31,7 +40,7 @@ SETTINGS = r"""Windows Registry Editor Version 5.00
 
 [HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control]
 "ServicesPipeTimeout"="30000"
-"""
+""" + _noted(EXIT)
 
 MOST_SECONDS = 120  # that a program may take
 MOST_ERRORS = 10000  # characters of what it says that are shown when it takes longer
@@ -45,7 +54,10 @@ RUNNERS = [
     ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"],
 ]
 
-NOT_BEGUN = "failed to map the shared user data"  # what Wine says, as an error of "virtual", of such a program
+# What Wine says, by its debug channels: of a program that did not begin; and of calls, too.
+ERRORS = "-all,err+virtual"
+NOTING = ERRORS + ",+relay"
+NOT_BEGUN = "failed to map the shared user data"
 
 # What the server's command begins with besides: it ends with the test, whatever ends that, and all programs with it.
 TIED = ["setpriv", "--pdeathsig", "INT", "--"]
@@ -64,6 +76,10 @@ class Call(typing.NamedTuple):
     caller: int  # the address
 
 
+CALL = re.compile(r"^(\w+):Call KERNEL32\.(\w+)\((.*)\) ret=(\w+)$", re.MULTILINE)
+NOTE = re.compile(r"^\w+:(?:Call |Ret  |Starting |trace:relay:).*\n", re.MULTILINE)  # a call of whatever kind
+
+
 class Prefix:
     """A Windows machine under Wine, for the length of a `with` statement."""
 
@@ -73,6 +89,7 @@ class Prefix:
     log = None  # the file, as Windows names it, that tells how far a program came that did not end
     _server = None
     _lock = None
+    _noted = EXIT  # the functions whose calls Wine notes
 
     def __enter__(self):
         expect_interruption()
@@ -98,10 +115,10 @@ class Prefix:
             atexit.unregister(self.__exit__)
             if self._lock is None:
                 return
-            _remove(self.folder)
             if self._server:
-                self._server.send_signal(signal.SIGINT)  # if it was just starting
+                self._server.send_signal(signal.SIGINT)
                 self._server.wait()
+            _remove(self.folder)
             os.close(self._lock)
             self._lock = None
 
@@ -117,28 +134,35 @@ class Prefix:
     def wine(self, *command, timeout=MOST_SECONDS):
         """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output; what it,
         or Wine, says on standard error is for whoever reads the output of a failed test. Raises Hung."""
-        return self._run(command, timeout)
+        status, output, _ = self._run(command, timeout)
+        return status, output
 
-    def _run(self, command, timeout=MOST_SECONDS, notes=None):
+    def ended(self, *command):
+        """Runs a program as wine does. Returns its whole exit code, signed, and its standard output."""
+        status, output, calls = self.calls(EXIT, *command)
+        # Which of them is the program's is known from the eight bits of it that Unix sees.
+        codes = {int(call.arguments, 16) for call in calls if int(call.arguments, 16) & 0xFF == status}
+        if len(codes) != 1:
+            raise AssertionError(f"{command[0]} ended with {status}, and these were noted: {sorted(codes)}")
+        return signed(codes.pop()), output
+
+    def calls(self, functions, *command):
+        """Runs a program. Returns its exit code as Unix sees it, its standard output, and the calls that it and what
+        runs meanwhile make of functions of kernel32.dll. Wine's desktop, should it come up, is among what runs."""
+        if functions != self._noted:
+            self.import_registry("Windows Registry Editor Version 5.00\n" + _noted(functions))
+            self._noted = functions
+        status, output, said = self._run(command, debug=NOTING)
+        return status, output, [Call(int(thread, 16), function, arguments, int(caller, 16))
+                                for thread, function, arguments, caller in CALL.findall(said)]
+
+    def _run(self, command, timeout=MOST_SECONDS, debug=ERRORS):
         try:
-            return _run(self.folder, ["wine", *command], timeout, self.locale, self.zone, self.current_folder, notes)
+            return _run(self.folder, ["wine", *command], timeout, self.locale, self.zone, self.current_folder, debug)
         except Hung as hung:
             if self.log and (log := self.path(self.log)).is_file():
                 hung.add_note(f"The log so far:\n{log.read_text(encoding='cp1252', errors='replace')}")
             raise
-
-    def calls(self, functions, *command):
-        """Runs a program. Returns its exit code, and the calls that it and what it starts make of functions of
-        kernel32.dll. Wine's desktop, should it come up meanwhile, is among what it starts."""
-        self.import_registry("Windows Registry Editor Version 5.00\n\n[HKEY_CURRENT_USER\\Software\\Wine\\Debug]\n"
-                             f'"RelayInclude"="{";".join("kernel32." + function for function in functions)}"\n')
-        notes = self.folder / "tmp" / "calls.txt"
-        notes.write_bytes(b"")
-        status, _ = self._run(command, notes=notes)
-        found = re.findall(r"^(\w+):Call KERNEL32\.(\w+)\((.*)\) ret=(\w+)$",
-                           notes.read_text(encoding="utf-8", errors="replace"), re.MULTILINE)
-        return status, [Call(int(thread, 16), function, arguments, int(caller, 16))
-                        for thread, function, arguments, caller in found]
 
     @contextlib.contextmanager
     def traced(self):
@@ -188,13 +212,18 @@ class Prefix:
         return text
 
 
+def signed(exit_code):
+    """An exit code as the program gives it, from the number that it is to Windows."""
+    return exit_code - (1 << 32) if exit_code >> 31 else exit_code
+
+
 def wine_version():
     """Such as "wine-8.0"."""
     version = subprocess.run(["wine", "--version"], env=_environment(BASE), capture_output=True, text=True, check=True)
     return version.stdout.split()[0]
 
 
-def _environment(prefix, locale=Prefix.locale, zone=Prefix.zone):
+def _environment(prefix, locale=Prefix.locale, zone=Prefix.zone, debug=ERRORS):
     """The same everywhere, and nothing of the user's."""
     return {
         "PATH": os.environ.get("PATH", os.defpath),
@@ -204,7 +233,7 @@ def _environment(prefix, locale=Prefix.locale, zone=Prefix.zone):
         "TMPDIR": str(prefix / "tmp"),  # where the server keeps its socket
         "WINEPREFIX": str(prefix),
         "WINEARCH": "win64",
-        "WINEDEBUG": "-all,err+virtual",
+        "WINEDEBUG": debug,
         "WINEDLLOVERRIDES": "winemenubuilder.exe=d;mscoree=;mshtml=",
     }
 
@@ -217,33 +246,33 @@ def _runner():
     return [word for runner in RUNNERS if works(runner) for word in runner]
 
 
-def _run(prefix, command, timeout=MOST_SECONDS, locale=Prefix.locale, zone=Prefix.zone, cwd=None, notes=None,
+def _run(prefix, command, timeout=MOST_SECONDS, locale=Prefix.locale, zone=Prefix.zone, cwd=None, debug=ERRORS,
          attempts=3):
-    """Runs a command with its output in files, because Wine's own processes stay for a while and keep a pipe open. What
-    they say on standard error, also later, goes to that of the test; or, with their calls, to a file for notes."""
-    environment = _environment(prefix, locale, zone) | ({"WINEDEBUG": "+relay"} if notes else {})
-    said_in = notes or prefix / "tmp" / "errors.txt"
+    """Runs a command. Returns its exit code, its standard output, and what was said on standard error. Both are files,
+    because Wine's own processes stay for a while and keep a pipe open. Errors go to the test's standard error too."""
+    said_in = prefix / "tmp" / "errors.txt"
     with tempfile.TemporaryFile(dir=prefix / "tmp") as output, open(said_in, "ab") as errors:
         said_before = errors.tell()
 
         def said():
             return said_in.read_bytes()[said_before:].decode(errors="replace")
         try:
-            done = subprocess.run([*_runner(), *command], env=environment, cwd=cwd or prefix, timeout=timeout,
-                                  stdin=subprocess.DEVNULL, stdout=output, stderr=errors, check=False)
+            done = subprocess.run([*_runner(), *command], env=_environment(prefix, locale, zone, debug),
+                                  cwd=cwd or prefix, timeout=timeout, stdin=subprocess.DEVNULL, stdout=output,
+                                  stderr=errors, check=False)
         except subprocess.TimeoutExpired:
             _end_processes(prefix)
             output.seek(0)
             raise Hung(f"{shlex.join(map(str, command))} did not end within {timeout} seconds. It wrote "
-                       f"{output.read()!r} and, as errors, {said()[-MOST_ERRORS:]!r}") from None
-        errors_said = said()
-        if errors_said and not notes:
+                       f"{output.read()!r} and, as errors, {NOTE.sub('', said())[-MOST_ERRORS:]!r}") from None
+        all_said = said()
+        if errors_said := NOTE.sub("", all_said):
             print(f"{shlex.join(map(str, command))} ended with {done.returncode}. It or Wine said: {errors_said}",
                   file=sys.stderr)
         if done.returncode == 1 and NOT_BEGUN in errors_said and attempts > 1:
-            return _run(prefix, command, timeout, locale, zone, cwd, notes, attempts - 1)
+            return _run(prefix, command, timeout, locale, zone, cwd, debug, attempts - 1)
         output.seek(0)
-        return done.returncode, output.read()
+        return done.returncode, output.read(), all_said
 
 
 def _serve(prefix, *options, notes=subprocess.DEVNULL):
@@ -261,7 +290,7 @@ def _wait_for_server(prefix, server):
 
 
 def _succeed(prefix, *command, timeout=MOST_SECONDS):
-    status, _ = _run(prefix, command, timeout)
+    status, _, _ = _run(prefix, command, timeout)
     if status != 0:
         raise RuntimeError(f"{shlex.join(command)} ended with {status}")
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 #include <sys/mman.h>
@@ -70,13 +71,10 @@ std::string ReadAll(int input)
 
 std::vector<std::string> Lines(const std::string& text)
 {
+    std::istringstream input(text);
     std::vector<std::string> lines;
-    for (std::size_t start = 0; start < text.size();)
-    {
-        const std::size_t end = std::min(text.find('\n', start), text.size());
-        lines.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
+    for (std::string line; std::getline(input, line);)
+        lines.push_back(line);
     return lines;
 }
 

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 
 namespace
 {
@@ -97,14 +98,10 @@ std::string TextOf(const std::uint8_t* data, std::size_t size)
 
 std::vector<std::string> LinesOf(const std::uint8_t* data, std::size_t size)
 {
-    const std::string text = TextOf(data, size);
+    std::istringstream text(TextOf(data, size));
     std::vector<std::string> lines;
-    for (std::size_t start = 0; start < text.size();)
-    {
-        const std::size_t end = std::min(text.find('\n', start), text.size());
-        lines.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
+    for (std::string line; std::getline(text, line);)
+        lines.push_back(line);
     return lines;
 }
 

@@ -9,6 +9,8 @@
 // machine_tool show NAME               status, configuration and description of a service, a JSON object; null
 //                                      without such a service
 // machine_tool services                the same of all, by their names
+// machine_tool await MS NAME STATE...  waits until services are in their states, numbers, or so many milliseconds are
+//                                      over
 // machine_tool launch COMMAND_LINE     starts a program without waiting for its end
 // machine_tool processes               names of the running programs' files, a JSON list
 // machine_tool value KEY NAME TYPE HEX gives a registry value its type (a number) and its bytes
@@ -232,6 +234,27 @@ int ShowServices(const Words&)
     return 0;
 }
 
+bool IsInState(const std::wstring& name, DWORD state)
+{
+    const SC_HANDLE service = Open(name);
+    SERVICE_STATUS status{};
+    const bool isInState = service != nullptr && QueryServiceStatus(service, &status) && status.dwCurrentState == state;
+    CloseServiceHandle(service);
+    return isInState;
+}
+
+int Await(const Words& words)
+{
+    constexpr DWORD kIntervalMs = 50;
+    const ULONGLONG end = GetTickCount64() + std::stoul(words[1]);
+    for (std::size_t i = 2; i + 1 < words.size(); i += 2)
+    {
+        while (!IsInState(words[i], static_cast<DWORD>(std::stoul(words[i + 1]))) && GetTickCount64() < end)
+            Sleep(kIntervalMs);
+    }
+    return 0;
+}
+
 int Launch(const Words& words)
 {
     std::wstring commandLine = words[1];
@@ -280,9 +303,8 @@ std::string Hex(const std::vector<BYTE>& data, DWORD size)
     std::string hex;
     for (DWORD i = 0; i < size; ++i)
     {
-        char digits[3];
-        std::snprintf(digits, sizeof digits, "%02x", data[i]);
-        hex += digits;
+        constexpr char kDigits[] = "0123456789abcdef";
+        hex += {kDigits[data[i] >> 4], kDigits[data[i] & 0xF]};
     }
     return hex;
 }
@@ -392,13 +414,13 @@ struct Verb
 };
 
 constexpr Verb kVerbs[] = {
-    {L"create", 3, &Create},    {L"path", 3, &Path},
-    {L"start", 2, &Start},      {L"delete", 2, &Delete},
-    {L"show", 2, &Show},        {L"services", 1, &ShowServices},
-    {L"launch", 2, &Launch},    {L"processes", 1, &ShowProcesses},
-    {L"value", 4, &SetValue},   {L"registry", 2, &ShowRegistry},
-    {L"secure", 3, &Secure},    {L"security", 2, &ShowSecurity},
-    {L"script", 2, &RunScript},
+    {L"create", 3, &Create},  {L"path", 3, &Path},
+    {L"start", 2, &Start},    {L"delete", 2, &Delete},
+    {L"show", 2, &Show},      {L"services", 1, &ShowServices},
+    {L"launch", 2, &Launch},  {L"processes", 1, &ShowProcesses},
+    {L"value", 4, &SetValue}, {L"registry", 2, &ShowRegistry},
+    {L"secure", 3, &Secure},  {L"security", 2, &ShowSecurity},
+    {L"await", 2, &Await},    {L"script", 2, &RunScript},
 };
 
 int RunVerb(const Words& words)

@@ -4,7 +4,10 @@ import pathlib
 import unittest
 
 import pe
-from program import DLL, EXE
+
+IMAGES = pathlib.Path(__file__).resolve().parents[2] / "build" / "windows"
+EXE = IMAGES / "KeloCustomAction.exe"
+DLL = EXE.with_suffix(".dll")
 
 # Every function of Windows that the program may need, behind its library's name in brackets.
 ALLOWED_IMPORTS = pathlib.Path(__file__).with_name("allowed_imports.txt")
