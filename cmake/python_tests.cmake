@@ -1,5 +1,5 @@
-# Tests in Python: of the images that were built for Windows, and the end-to-end tests of them under Wine. Each test case
-# is a test of its own.
+# Lists the tests in Python, each case as a test of its own: those of the images for Windows, and those that run them
+# under Wine. A test ends with ctest, whatever ends that.
 
 find_program(KELO_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 
@@ -12,12 +12,16 @@ function(python_tests group)
         COMMAND_ERROR_IS_FATAL ANY)
     string(REPLACE "\n" ";" cases "${cases}")
     foreach(case ${cases})
-        add_test(NAME ${group}.${case} COMMAND ${KELO_PYTHON} -B -m unittest ${case} WORKING_DIRECTORY ${folder})
+        add_test(NAME ${group}.${case} WORKING_DIRECTORY ${folder}
+            COMMAND setpriv --pdeathsig TERM ${KELO_PYTHON} -B -m unittest ${case})
         set_tests_properties(${group}.${case} PROPERTIES LABELS ${group} TIMEOUT 300)
     endforeach()
 endfunction()
 
 python_tests(images)
+# It builds on all processors.
+set_tests_properties(images.reproducible_test.Reproducible.test_another_folder_gives_the_same_bytes PROPERTIES
+    RUN_SERIAL TRUE)
 # There is a test for each machine.
 file(GLOB KELO_MACHINES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/machines/*.json)
 python_tests(e2e ${KELO_MACHINES})

@@ -11,7 +11,7 @@ packages=(
     "native   libgtest-dev                 /usr/include/gtest/gtest.h"       # the native tests
     "native   libgmock-dev                 /usr/include/gmock/gmock.h"       # their matchers
     "native   libbenchmark-dev             /usr/include/benchmark/benchmark.h" # the benchmarks
-    "native   python3                      /usr/bin/python3"                 # the end-to-end tests, which ctest lists
+    "native   python3                      /usr/bin/python3"                 # the tests in Python, which ctest lists
     "windows  g++-mingw-w64-x86-64-posix   x86_64-w64-mingw32-g++-posix"     # compiles for Windows
     "windows  googletest                   /usr/src/googletest/googletest/src/gtest-all.cc" # tests built for Windows
     "windows  wine64                       /usr/lib/wine/wine64"             # runs what was compiled

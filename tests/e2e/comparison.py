@@ -39,8 +39,6 @@ GENERIC_RIGHTS = {0x80000000: 0x20019, 0x10000000: 0xF003F}
 # Services that a plain machine has and Wine has in its own manner.
 WINES_OWN_SERVICES = {"rpcss"}
 
-MOST_MS_TO_SETTLE = 10000
-
 KEY_EXISTS = "a key"
 DIRECTORY = "a directory"
 
@@ -151,8 +149,10 @@ class Snapshot:
     def __init__(self, prefix, expected):
         self.prefix = prefix
         self.items = {}
+        states = {name[1]: services.STATES[service["state"]] for name, service in expected.items()
+                  if name[0] == "service" and name[1] not in WINES_OWN_SERVICES}
         described_services, processes, registry = _answers(prefix, [
-            _await(expected), ["services"], ["processes"], ["registry", *WATCHED_KEYS]])
+            services.waiting(states), "services", "processes", "\t".join(["registry", *WATCHED_KEYS])])
         for name, service in described_services.items():
             self.items["service", name.lower()] = _real_service(service)
         for name in processes:
@@ -196,7 +196,7 @@ class Snapshot:
         """Adds the owners and access lists of keys."""
         if not keys:
             return
-        [found] = _answers(self.prefix, [["security", *keys]])
+        [found] = _answers(self.prefix, ["\t".join(["security", *keys])])
         for key, sddl in found.items():
             owner = re.match(r"O:(S-[\d-]+|[A-Z]{2})", sddl)
             self.items["owner", key.lower()] = owner and SIDS.get(owner[1], owner[1])
@@ -224,18 +224,9 @@ def _real_service(service):
     return {**service, "state": STATE_NAMES[service["state"]], "start": START_NAMES[service["start"]]}
 
 
-def _await(expected):
-    """The line of a script that waits for the states of services among items."""
-    line = ["await", str(MOST_MS_TO_SETTLE)]
-    for name, service in expected.items():
-        if name[0] == "service" and name[1] not in WINES_OWN_SERVICES:
-            line += [name[1], str(services.STATES[service["state"]])]
-    return line
-
-
 def _answers(prefix, lines):
-    """What machine_tool prints for the lines of a script, each of words: JSON values."""
-    text = services.run_script(prefix, ["\t".join(words) for words in lines]).decode()
+    """The JSON values that machine_tool prints for the lines of a script."""
+    text = services.run_script(prefix, lines).decode()
     values = []
     while text := text.lstrip():
         value, end = json.JSONDecoder().raw_decode(text)

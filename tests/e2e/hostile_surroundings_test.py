@@ -1,10 +1,9 @@
 """The program goes on as predicted where its surroundings are not what they should be."""
 
-import re
 import shutil
 import unittest
 
-import log_lines
+from log_lines import STAMP
 from program import LOG, Machine, rehearse
 from provision import READ_ONLY
 from standins import BUILD
@@ -16,7 +15,6 @@ LOG_FOLDER = LOG.rpartition("\\")[0]
 LINE_LIMIT = 32000  # characters of a command line, near the most that Windows takes
 
 ACTIONS = ["/Setup", "/Commit", "/Rollback", "/Uninstall"]
-STAMP = re.compile(log_lines.LINE.pattern.partition("(?P<message>")[0])
 
 
 def without_stamps(log):

@@ -22,7 +22,7 @@ OPTIONS = ("/qn", "TPM_VSC=1", f"TPM_OWNER_PASSWORD={PASSWORD}")
 DEFERRED_PROGRAM = 0xC12
 HIDE_TARGET = 0x2000
 
-INSTALL_FAILURE = 1627 & 0xFF  # what Wine's msiexec ends with when an action has failed, as Unix sees it
+INSTALL_FAILURE = 1627  # what Wine's msiexec ends with when an action has failed
 
 
 def asked_for(TSS_VENDOR="KELO", TPM_VSC="1"):
@@ -73,6 +73,11 @@ class Authoring(unittest.TestCase):
     def test_only_a_first_installation_is_taken_back(self):
         # Nothing that the installer does under Wine 8 shows it: a repair that fails is not rolled back at all there.
         self.assertEqual(self.sequence["KeloRollback"]["Condition"], "NOT Installed")
+
+    def test_files_that_are_only_copied_differ_in_size(self):
+        # By their sizes the tests tell which was copied.
+        sizes = [path.stat().st_size for path in (ROOT / "packaging" / "sample" / "stand_ins").iterdir()]
+        self.assertEqual(len(set(sizes)), len(sizes))
 
     def test_password_is_hidden_on_its_way(self):
         data = next(row for row in installer.table(SAMPLE, "CustomAction") if row["Action"] == "KeloSrkData")

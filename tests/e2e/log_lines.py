@@ -2,8 +2,9 @@
 
 import re
 
-LINE = re.compile(r"(?P<time>\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\.\d{3}) TZ(?P<zone>\d\d|-\d{1,2}) "
-                  r"\[(?P<thread>\d{4,})\] (?P<message>.*)")
+STAMP = re.compile(r"(?P<time>\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\.\d{3}) TZ(?P<zone>\d\d|-\d{1,2}) "
+                   r"\[(?P<thread>\d{4,})\] ")
+LINE = re.compile(STAMP.pattern + "(?P<message>.*)")
 WAIT = re.compile(r"\S+  current status: ")  # how a message begins that tells a state which is waited in
 
 

@@ -10,7 +10,7 @@ from log_lines import comparable, parse
 from program import LOG, Machine
 from standins import KEY, calls_of
 from system_standins import noted_calls
-from wine import EXIT, signed
+from wine import EXIT, code_given, exit_code
 
 TOOLKIT = r"C:\Program Files\Kelo Systems Corp\Toolkit"
 STAGER = TOOLKIT + r"\TPM_VSCard\DriverStager.exe"
@@ -118,8 +118,8 @@ class PackagedMachine:
         self.prefix.path(PACKAGE).parent.mkdir()
 
     def install(self, *options, changes=()):
-        """Installs the package, with its tables changed. Returns msiexec's exit status as Unix sees it, what the
-        program logged, and the exit code of each of its runs."""
+        """Installs the package, with its tables changed. Returns msiexec's exit code, what the program
+        logged, and the exit code of each of its runs."""
         installer.variant(SAMPLE, self.prefix.path(PACKAGE), *changes)
         return self._msiexec("/i", PACKAGE, *options)
 
@@ -177,9 +177,9 @@ class PackagedMachine:
         before = len(self._log())
         status, _, calls = self.prefix.calls(EXIT, "msiexec", *arguments, "/l*v", VERBOSE_LOG)
         log = self._log()[before:]
-        ends = {call.thread: signed(int(call.arguments, 16)) for call in calls}
+        ends = {call.thread: code_given(call) for call in calls}
         runs = [int(parse(line)["thread"]) for line in log if line.endswith(BEGINS)]
-        return status, comparable(log), [ends.get(thread) for thread in runs]
+        return exit_code(status, calls), comparable(log), [ends.get(thread) for thread in runs]
 
     def _log(self):
         log = self.prefix.path(LOG)

@@ -150,4 +150,7 @@ def rehearse_and_save(machine, *arguments):
                               text=True, check=False, timeout=MOST_SECONDS)
         if done.returncode == USAGE_ERROR:
             raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
-        return json.loads(done.stdout), json.loads(after.read_text(encoding="utf-8"))
+        report = json.loads(done.stdout)
+        if "--export" not in arguments and done.returncode != report["exitCode"] & 0xFF:
+            raise AssertionError(f"{REHEARSE} ended with {done.returncode}, and reports {report['exitCode']}")
+        return report, json.loads(after.read_text(encoding="utf-8"))

@@ -39,8 +39,8 @@ def report(path, description, arguments):
         changed += show("files", changes(files_before, files_after), describe_file)
         print("\nChanged on the machine:" + ("" if changed else " nothing"))
         print("".join(line + "\n" for line in changed), end="")
-        print(f"\nExit code: {run.exit_code}")
-    return run.exit_code
+        print(f"\nExit code: {'not known, it did not end by itself' if run.exit_code is None else run.exit_code}")
+    return 1 if run.exit_code is None else run.exit_code
 
 
 def main():

@@ -2,7 +2,6 @@
 
 import json
 import shutil
-import time
 
 from wine import ROOT
 
@@ -104,13 +103,16 @@ def show(prefix, name):
     return json.loads(_tool(prefix, "show", name))
 
 
-def wait_for(prefix, name, state, seconds=20):
+def wait_for(prefix, name, state):
     """Waits until a service is in a state."""
-    deadline = time.monotonic() + seconds
-    while (shown := show(prefix, name))["state"] != state:
-        if time.monotonic() > deadline:
-            raise AssertionError(f"{name} stays in state {shown['state']}")
-        time.sleep(0.1)
+    shown = json.loads(run_script(prefix, [waiting({name: state}), f"show\t{name}"]))
+    if shown["state"] != state:
+        raise AssertionError(f"{name} stays in state {shown['state']}")
+
+
+def waiting(states, seconds=20):
+    """The line of a script that waits until services are in their states, or the time is over."""
+    return "\t".join(["await", str(1000 * seconds), *(str(word) for item in states.items() for word in item)])
 
 
 def _program_of(name, service):

@@ -53,10 +53,12 @@ def machine_with(data="", verify=UPGRADE, change=DONE, tool=True):
 
 
 class SrkAuthChange(unittest.TestCase):
+    left_out = ""
+
     def check(self, description, lines, runs, at_logon):
         predicted = rehearse_export(description, EXPORT)
         with Machine(description) as machine:
-            self.assertEqual([item for item in machine.missing if not re.fullmatch(LEFT_OUT, item)], [])
+            self.assertEqual([item for item in machine.missing if not re.fullmatch(self.left_out, item)], [])
             result, messages = machine.call_export(EXPORT)
             # Wine puts the program's name into quotation marks when it finds it in a command line without.
             seen = [line.replace(f'"{TOOL}"', TOOL, 1) for line in runs_of(machine.prefix, TOOL)]
@@ -124,6 +126,8 @@ class EachShapeOfData(SrkAuthChange):
 
 
 class DescribedMachine(SrkAuthChange):
+    left_out = LEFT_OUT
+
     def test_user_who_cancels(self):
         data = ' /C:"Kelo Toolkit" /I:"The TPM has to be prepared." /P:"correct horse battery" /T:"NTRU" /Y'
         self.check(load(ROOT / "machines" / "srk-upgrade.json"), [VERIFY_LINES[UPGRADE], CHANGE_LINES[-8]],

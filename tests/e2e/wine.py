@@ -2,7 +2,6 @@
 
 import atexit
 import contextlib
-import ctypes
 import fcntl
 import functools
 import os
@@ -27,7 +26,7 @@ SHARED_FILE_SIZE = 64 * 1024
 EXIT = ["ExitProcess"]
 
 
-def _noted(functions):
+def _noting(functions):
     """The key of a .reg file that has Wine, where it notes calls, note those of functions of kernel32.dll."""
     names = ";".join(f"kernel32.{function}" for function in functions)
     return f'\n[HKEY_CURRENT_USER\\Software\\Wine\\Debug]\n"RelayInclude"="{names}"\n'
@@ -40,7 +39,7 @@ SETTINGS = r"""Windows Registry Editor Version 5.00
 
 [HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control]
 "ServicesPipeTimeout"="30000"
-""" + _noted(EXIT)
+""" + _noting(EXIT)
 
 MOST_SECONDS = 120  # that a program may take
 MOST_ERRORS = 10000  # characters of what it says that are shown when it takes longer
@@ -59,7 +58,8 @@ ERRORS = "-all,err+virtual"
 NOTING = ERRORS + ",+relay"
 NOT_BEGUN = "failed to map the shared user data"
 
-# What the server's command begins with besides: it ends with the test, whatever ends that, and all programs with it.
+# What the command of a prefix's server begins with besides: it ends with the test, whatever ends that, and all programs
+# with it.
 TIED = ["setpriv", "--pdeathsig", "INT", "--"]
 
 
@@ -92,7 +92,7 @@ class Prefix:
     _noted = EXIT  # the functions whose calls Wine notes
 
     def __enter__(self):
-        expect_interruption()
+        _interruption.expect()
         atexit.register(self.__exit__)  # an interrupted test need not come to the end of its `with` statement
         BASE.mkdir(parents=True, exist_ok=True)
         with _locked(BASE / "lock"):
@@ -115,10 +115,10 @@ class Prefix:
             atexit.unregister(self.__exit__)
             if self._lock is None:
                 return
-            if self._server:
-                self._server.send_signal(signal.SIGINT)
-                self._server.wait()
             _remove(self.folder)
+            if self._server:
+                self._server.send_signal(signal.SIGINT)  # if it was just starting
+                self._server.wait()
             os.close(self._lock)
             self._lock = None
 
@@ -138,19 +138,15 @@ class Prefix:
         return status, output
 
     def ended(self, *command):
-        """Runs a program as wine does. Returns its whole exit code, signed, and its standard output."""
+        """Runs a program as wine does. Returns its exit code and its standard output."""
         status, output, calls = self.calls(EXIT, *command)
-        # Which of them is the program's is known from the eight bits of it that Unix sees.
-        codes = {int(call.arguments, 16) for call in calls if int(call.arguments, 16) & 0xFF == status}
-        if len(codes) != 1:
-            raise AssertionError(f"{command[0]} ended with {status}, and these were noted: {sorted(codes)}")
-        return signed(codes.pop()), output
+        return exit_code(status, calls), output
 
     def calls(self, functions, *command):
         """Runs a program. Returns its exit code as Unix sees it, its standard output, and the calls that it and what
         runs meanwhile make of functions of kernel32.dll. Wine's desktop, should it come up, is among what runs."""
         if functions != self._noted:
-            self.import_registry("Windows Registry Editor Version 5.00\n" + _noted(functions))
+            self.import_registry("Windows Registry Editor Version 5.00\n" + _noting(functions))
             self._noted = functions
         status, output, said = self._run(command, debug=NOTING)
         return status, output, [Call(int(thread, 16), function, arguments, int(caller, 16))
@@ -212,9 +208,18 @@ class Prefix:
         return text
 
 
-def signed(exit_code):
-    """An exit code as the program gives it, from the number that it is to Windows."""
-    return exit_code - (1 << 32) if exit_code >> 31 else exit_code
+def exit_code(status, calls):
+    """The whole exit code, of which Unix sees eight bits, or 1 where those are 0 and the whole is not. None when it is
+    not known: the program did not end by itself, or others ended with other codes that Unix sees as the same."""
+    codes = {code_given(call) for call in calls}
+    fitting = {code for code in codes if status == (code & 0xFF or int(code != 0))}
+    return fitting.pop() if len(fitting) == 1 else None
+
+
+def code_given(call):
+    """The exit code that a call of ExitProcess gives."""
+    code = int(call.arguments, 16)
+    return code - (1 << 32) if code >> 31 else code
 
 
 def wine_version():
@@ -390,17 +395,15 @@ class _Interruption:
     short."""
 
     SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
-    DEATH_OF_PARENT = 1  # prctl's PR_SET_PDEATHSIG
 
     def __init__(self):
         self._depth = 0
         self._came = False
 
     def expect(self):
-        """Has the signals come here, and the end of who started this process be one of them."""
+        """Has the signals come here."""
         for number in self.SIGNALS:
             signal.signal(number, self._handle)
-        ctypes.CDLL(None).prctl(self.DEATH_OF_PARENT, signal.SIGTERM)
 
     @contextlib.contextmanager
     def postponed(self):
@@ -421,8 +424,3 @@ class _Interruption:
 
 
 _interruption = _Interruption()
-
-
-def expect_interruption():
-    """Has what ends the process let `with` statements tidy up first."""
-    _interruption.expect()

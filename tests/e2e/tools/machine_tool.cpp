@@ -237,21 +237,30 @@ int ShowServices(const Words&)
 bool IsInState(const std::wstring& name, DWORD state)
 {
     const SC_HANDLE service = Open(name);
+    if (service == nullptr)
+        return false;
     SERVICE_STATUS status{};
-    const bool isInState = service != nullptr && QueryServiceStatus(service, &status) && status.dwCurrentState == state;
+    const bool isInState = QueryServiceStatus(service, &status) && status.dwCurrentState == state;
     CloseServiceHandle(service);
     return isInState;
+}
+
+bool AreInStates(const Words& words)
+{
+    for (std::size_t i = 2; i + 1 < words.size(); i += 2)
+    {
+        if (!IsInState(words[i], static_cast<DWORD>(std::stoul(words[i + 1]))))
+            return false;
+    }
+    return true;
 }
 
 int Await(const Words& words)
 {
     constexpr DWORD kIntervalMs = 50;
     const ULONGLONG end = GetTickCount64() + std::stoul(words[1]);
-    for (std::size_t i = 2; i + 1 < words.size(); i += 2)
-    {
-        while (!IsInState(words[i], static_cast<DWORD>(std::stoul(words[i + 1]))) && GetTickCount64() < end)
-            Sleep(kIntervalMs);
-    }
+    while (!AreInStates(words) && GetTickCount64() < end)
+        Sleep(kIntervalMs);
     return 0;
 }
 
@@ -300,12 +309,10 @@ int SetValue(const Words& words)
 
 std::string Hex(const std::vector<BYTE>& data, DWORD size)
 {
+    constexpr char kDigits[] = "0123456789abcdef";
     std::string hex;
     for (DWORD i = 0; i < size; ++i)
-    {
-        constexpr char kDigits[] = "0123456789abcdef";
         hex += {kDigits[data[i] >> 4], kDigits[data[i] & 0xF]};
-    }
     return hex;
 }
 
