@@ -2,7 +2,8 @@
 # and tools of the tests.
 
 function(e2e_program name)
-    add_executable(${name} ${ARGN})
+    # Without a console: Wine would start a program for each.
+    add_executable(${name} WIN32 ${ARGN})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
     target_compile_options(${name} PRIVATE ${KELO_WARNINGS} -Os)
     target_compile_definitions(${name} PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
