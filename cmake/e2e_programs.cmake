@@ -1,6 +1,9 @@
 # The Windows programs that the end-to-end tests use beside the product: stand-ins for other programs of the toolkit,
 # and tools of the tests.
 
+# All that those tests need of this build.
+add_custom_target(e2e_programs DEPENDS kelo_images)
+
 function(e2e_program name)
     # Without a console: Wine would start a program for each.
     add_executable(${name} WIN32 ${ARGN})
@@ -9,6 +12,7 @@ function(e2e_program name)
     target_compile_definitions(${name} PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
     target_link_options(${name} PRIVATE -municode -static -s)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+    add_dependencies(e2e_programs ${name})
 endfunction()
 
 # A library of which only the exports that it names can be called.
@@ -18,6 +22,7 @@ function(e2e_library name)
     target_compile_definitions(${name} PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
     target_link_options(${name} PRIVATE -static -s)
     set_target_properties(${name} PROPERTIES PREFIX "" RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+    add_dependencies(e2e_programs ${name})
 endfunction()
 
 e2e_library(CertJobPlanner tests/e2e/standins/cert_job_planner.cpp)

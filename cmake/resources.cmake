@@ -17,6 +17,7 @@ function(kelo_string_library table)
         -Wl,--no-insert-timestamp)
     set_target_properties(${name} PROPERTIES LINKER_LANGUAGE C PREFIX "" LIBRARY_OUTPUT_DIRECTORY
         ${CMAKE_BINARY_DIR})
+    add_dependencies(kelo_images ${name})
 endfunction()
 
 file(GLOB KELO_STRING_TABLES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/resources/strings/*.txt)

@@ -13,3 +13,4 @@ add_custom_command(OUTPUT ${SAMPLE_PACKAGE}
         CertJobPlanner stkprobe described_program service_program
     VERBATIM)
 add_custom_target(sample_package ALL DEPENDS ${SAMPLE_PACKAGE})
+add_dependencies(e2e_programs sample_package)

@@ -14,6 +14,9 @@ add_custom_command(OUTPUT ${KELO_EVENT_MESSAGES}
         ${PROJECT_SOURCE_DIR}/resources/event_messages.mc
     DEPENDS ${PROJECT_SOURCE_DIR}/resources/event_messages.mc)
 
+# The images and the libraries of their texts: what is shipped.
+add_custom_target(kelo_images)
+
 # An image of the program: linked statically but for Windows' own libraries, at a random address with room to
 # vary (ASLR), without executable data (NX), and the same bytes for the same sources.
 function(kelo_image target name description type)
@@ -37,6 +40,7 @@ function(kelo_image target name description type)
         -Wl,--defsym=__imp_GetTickCount64=__imp_GetTickCount)
     set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name} PREFIX "" RUNTIME_OUTPUT_DIRECTORY
         ${CMAKE_BINARY_DIR})
+    add_dependencies(kelo_images ${target})
 endfunction()
 
 set(KELO_WINDOWS_LIBRARIES shell32 advapi32 ole32 oleaut32 psapi version msi winscard wbemuuid)

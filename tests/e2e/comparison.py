@@ -13,10 +13,13 @@ from standins import RESOURCE_LIBRARY, STANDINS
 
 PENDING_MOVES = (r"system\currentcontrolset\control\session manager", "pendingfilerenameoperations")
 
-# Wine's classes, time zones and countries are many, and no business of the program's.
-WATCHED_KEYS = ["SOFTWARE", "SYSTEM", r"-SOFTWARE\Classes",
-                r"-SOFTWARE\Microsoft\Windows NT\CurrentVersion\Time Zones",
-                r"-SOFTWARE\Microsoft\Windows\CurrentVersion\Telephony"]
+# Of these keys Wine has many below them, and they are no business of the program's.
+PASSED_OVER = [r"SOFTWARE\Classes", r"SOFTWARE\Microsoft\Cryptography\OID",
+               r"SOFTWARE\Microsoft\Cryptography\Providers\Trust",
+               r"SOFTWARE\Microsoft\Windows NT\CurrentVersion\Time Zones",
+               r"SOFTWARE\Microsoft\Windows\CurrentVersion\Explorer\FolderDescriptions",
+               r"SOFTWARE\Microsoft\Windows\CurrentVersion\Telephony", r"SYSTEM\CurrentControlSet\Control\Nls"]
+WATCHED_KEYS = ["SOFTWARE", "SYSTEM", *("-" + key for key in PASSED_OVER)]
 
 # What the stand-ins and the tools keep for themselves, what the service manager keeps of its services, and the screens
 # and adapters that Wine notes as soon as its desktop is up, which may be at any time.

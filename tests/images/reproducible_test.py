@@ -12,12 +12,11 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 IMAGES = ROOT / "build" / "windows"
 
 LANGUAGES = sorted(table.stem for table in (ROOT / "resources" / "strings").glob("*.txt"))
-TARGETS = ["kelo_exe", "kelo_dll", *(f"Internationalization_{language}" for language in LANGUAGES)]
 FILES = ["KeloCustomAction.exe", "KeloCustomAction.dll",
          *(f"Internationalization_{language}.dll" for language in LANGUAGES)]
 
 # How ninja begins: it ends with the test, whatever ends that, and the compilers with it.
-NINJA = ["setpriv", "--pdeathsig", "TERM", "ninja", "-j", str(os.cpu_count()), "-C", "build/windows"]
+NINJA = ["setpriv", "--pdeathsig", "TERM", "ninja", "-j", str(os.cpu_count()), "-C", "build/windows", "kelo_images"]
 
 
 def copy_the_sources(folder):
@@ -36,7 +35,7 @@ def build(folder):
     # A compiler cache would answer with what another folder's build gave it.
     environment = {key: value for key, value in os.environ.items() if not key.endswith("_LAUNCHER")}
     subprocess.run(["cmake", "--preset", "windows"], cwd=folder, env=environment, stdout=subprocess.DEVNULL, check=True)
-    ninja = subprocess.Popen([*NINJA, *TARGETS], cwd=folder, env=environment, stdout=subprocess.DEVNULL)
+    ninja = subprocess.Popen(NINJA, cwd=folder, env=environment, stdout=subprocess.DEVNULL)
     try:
         return ninja.wait()
     finally:  # when interrupted, too: it ends the compilers
