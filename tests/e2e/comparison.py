@@ -147,13 +147,11 @@ def _simulated_service(name, service):
 
 class Snapshot:
     """The items of a prefix, and of its files the state by which a change shows. Before it is taken, services have some
-    time to come to the states that are expected of them."""
+    time to come to the states that are expected of them, by their names."""
 
-    def __init__(self, prefix, expected):
+    def __init__(self, prefix, states):
         self.prefix = prefix
         self.items = {}
-        states = {name[1]: services.STATES[service["state"]] for name, service in expected.items()
-                  if name[0] == "service" and name[1] not in WINES_OWN_SERVICES}
         described_services, processes, registry = _answers(prefix, [
             services.waiting(states), "services", "processes", "\t".join(["registry", *WATCHED_KEYS])])
         for name, service in described_services.items():
@@ -262,7 +260,7 @@ class Comparison:
         self.program = ("file", machine["process"]["path"].lower())  # nobody knows its content
         self.plain = of_simulated(complete({}))
         self.predicted = of_simulated(complete(settled(machine)))
-        self.seen = Snapshot(prefix, self.predicted)
+        self.seen = Snapshot(prefix, _states(self.predicted))
         # Others come and go in a prefix that no simulated machine has.
         self.known_processes = {name for name in self.predicted.keys() - self.plain.keys() if name[0] == "process"}
         # Of the content of libraries and programs, and of files in use, only this is known: where it was at first.
@@ -281,7 +279,8 @@ class Comparison:
         """Where the prefix is not like the simulated machine after a run of both: a line each."""
         predicted_before, seen_before = self.predicted, self.seen
         self.predicted = of_simulated(complete(settled(machine)))
-        self.seen = Snapshot(self.prefix, self.predicted)
+        gone = dict.fromkeys(_states(predicted_before), services.GONE)
+        self.seen = Snapshot(self.prefix, gone | _states(self.predicted))
         return self._compare(self._said() | _changed(predicted_before, self.predicted)
                              | _changed(seen_before.items, self.seen.items))
 
@@ -313,6 +312,12 @@ class Comparison:
                 lines.append(f"{' '.join(name) if isinstance(name, tuple) else name}: predicted {_short(predicted)}, "
                              f"seen {_short(seen)}")
         return lines
+
+
+def _states(items):
+    """The states of the services among items, by their names."""
+    return {name[1]: services.STATES[service["state"]] for name, service in items.items()
+            if name[0] == "service" and name[1] not in WINES_OWN_SERVICES}
 
 
 def _changed(before, after):

@@ -12,6 +12,7 @@ MACHINE_TOOL = PROGRAMS / "machine_tool.exe"
 
 STATES = {"stopped": 1, "startPending": 2, "stopPending": 3, "running": 4, "continuePending": 5, "pausePending": 6,
           "paused": 7}
+GONE = 0  # in place of a state: there is no such service
 START_TYPES = {"boot": 0, "system": 1, "auto": 2, "demand": 3, "disabled": 4}
 ACCEPTS_STOP = 1
 NO_PROGRAM = 2  # ERROR_FILE_NOT_FOUND, the error of starting a service without its program
@@ -108,6 +109,13 @@ def wait_for(prefix, name, state):
     shown = json.loads(run_script(prefix, [waiting({name: state}), f"show\t{name}"]))
     if shown["state"] != state:
         raise AssertionError(f"{name} stays in state {shown['state']}")
+
+
+def wait_until_gone(prefix, name):
+    """Waits until there is no such service. One that is deleted is there until the last handle of it is closed, and
+    those of a program Wine closes some time after its end."""
+    if shown := json.loads(run_script(prefix, [waiting({name: GONE}), f"show\t{name}"])):
+        raise AssertionError(f"{name} is still there: {shown}")
 
 
 def waiting(states, seconds=20):

@@ -1,6 +1,7 @@
 """Throw-away Wine prefixes: each is a copy of one template, and nothing of it is left behind, whatever happens."""
 
 import atexit
+import collections
 import contextlib
 import fcntl
 import functools
@@ -22,6 +23,8 @@ BASE = ROOT / "build" / "wine"
 
 # Files this big in a new prefix are Wine's own images and tables. Nothing writes to them, so the copies share them.
 SHARED_FILE_SIZE = 64 * 1024
+
+PROCESSORS = os.sched_getaffinity(0)
 
 EXIT = ["ExitProcess"]
 
@@ -99,8 +102,11 @@ class Prefix:
             template = _template()
             _remove_abandoned()
             with _interruption.postponed():
-                self.folder = pathlib.Path(tempfile.mkdtemp(prefix="prefix-", dir=BASE))
+                processor = _least_used_processor()
+                self.folder = pathlib.Path(tempfile.mkdtemp(prefix=f"prefix-{processor}-", dir=BASE))
                 self._lock = _lock(self.folder)
+        # Programs and Wine's server take turns: on the same processor that costs the least.
+        os.sched_setaffinity(0, {processor})
         try:
             shutil.copytree(template, self.folder, symlinks=True, dirs_exist_ok=True, copy_function=_copy_or_share)
             (self.folder / "tmp").mkdir()
@@ -328,6 +334,12 @@ def _template():
     (new / "settings.reg").unlink()
     (new / "wineserver").unlink(missing_ok=True)  # says where the server's socket was
     return new.rename(template)
+
+
+def _least_used_processor():
+    """The processor that the fewest prefixes run on: their names tell theirs."""
+    used = collections.Counter(folder.name.split("-")[1] for folder in BASE.glob("prefix-*"))
+    return min(PROCESSORS, key=lambda processor: used[str(processor)])
 
 
 def _copy_or_share(source, target):

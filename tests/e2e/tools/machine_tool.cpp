@@ -9,8 +9,8 @@
 // machine_tool show NAME               status, configuration and description of a service, a JSON object; null
 //                                      without such a service
 // machine_tool services                the same of all, by their names
-// machine_tool await MS NAME STATE...  waits until services are in their states, numbers, or so many milliseconds are
-//                                      over
+// machine_tool await MS NAME STATE...  waits until services are in their states (numbers; 0 when there is no such
+//                                      service), or so many milliseconds are over
 // machine_tool launch COMMAND_LINE     starts a program without waiting for its end
 // machine_tool processes               names of the running programs' files, a JSON list
 // machine_tool value KEY NAME TYPE HEX gives a registry value its type (a number) and its bytes
@@ -234,11 +234,13 @@ int ShowServices(const Words&)
     return 0;
 }
 
+constexpr DWORD kGone = 0; // the state of a service that is not there
+
 bool IsInState(const std::wstring& name, DWORD state)
 {
     const SC_HANDLE service = Open(name);
     if (service == nullptr)
-        return false;
+        return state == kGone;
     SERVICE_STATUS status{};
     const bool isInState = QueryServiceStatus(service, &status) && status.dwCurrentState == state;
     CloseServiceHandle(service);
