@@ -105,17 +105,11 @@ def show(prefix, name):
 
 
 def wait_for(prefix, name, state):
-    """Waits until a service is in a state."""
+    """Waits until a service is in a state, or is gone. One that is deleted is there until the last handle of it is
+    closed, and those of a program Wine closes some time after its end."""
     shown = json.loads(run_script(prefix, [waiting({name: state}), f"show\t{name}"]))
-    if shown["state"] != state:
-        raise AssertionError(f"{name} stays in state {shown['state']}")
-
-
-def wait_until_gone(prefix, name):
-    """Waits until there is no such service. One that is deleted is there until the last handle of it is closed, and
-    those of a program Wine closes some time after its end."""
-    if shown := json.loads(run_script(prefix, [waiting({name: GONE}), f"show\t{name}"])):
-        raise AssertionError(f"{name} is still there: {shown}")
+    if state != (shown["state"] if shown else GONE):
+        raise AssertionError(f"not in state {state}: {name}, {shown}")
 
 
 def waiting(states, seconds=20):

@@ -98,7 +98,7 @@ class StackSetup(unittest.TestCase):
         for name in SERVICES:
             with self.subTest(service=name):
                 if predicted.get(name) is None:
-                    services.wait_until_gone(machine.prefix, name)
+                    services.wait_for(machine.prefix, name, services.GONE)
                 shown = services.show(machine.prefix, name)
                 self.assertEqual(shown is None, predicted.get(name) is None)
                 if shown is not None and name in predicted:
@@ -424,7 +424,7 @@ class LongPaths(StackSetup):
         for base in (self.PLANTED + "\\", folder):
             for stack in ("KELO", "NTRU12"):
                 self.assertEqual(notes_of(machine.prefix, rf"{base}{stack}\stkprobe.dll"), ([], []))
-        services.wait_until_gone(machine.prefix, "KlPCR")
+        services.wait_for(machine.prefix, "KlPCR", services.GONE)
         for name in ("TSPI_x64.dll", "TSP1_x64.dll", "stkprobe.dll"):
             self.assertNotEqual(machine.content(rf"{SYSTEM}\{name}"), f"shim in {self.PLANTED}\\".encode())
         return machine, messages

@@ -4,7 +4,7 @@ namespace of a TPM."""
 
 import json
 
-from standins import KEY, copy, list_line, numbers
+from standins import copy, list_line, numbers
 from wine import ROOT
 
 BUILD = ROOT / "build" / "windows" / "standins"

@@ -103,7 +103,7 @@ class Removal(ToolkitService):
         machine.call("InstallTkService", "KELO", FOLDER)
         services.wait_for(machine.prefix, "KlPCR", STATES["running"])
         self.assertEqual(machine.call("UnInstallTkService"), ("0", [self.ENTER, *self.UNREGISTERED, *self.DELETED]))
-        services.wait_until_gone(machine.prefix, "KlPCR")
+        services.wait_for(machine.prefix, "KlPCR", services.GONE)
         # What stands for the program is its folder, which cannot be run.
         self.assertEqual(self.runs(machine), ["-Service"])
 
@@ -116,7 +116,7 @@ class Removal(ToolkitService):
                          ("0", [self.ENTER, *self.UNREGISTERED,
                                 "UnInstallTkService - failed to delete the service 1072", self.DELETED[1]]))
         self.assertEqual(self.runs(machine), ["-Service", "-UnregServer"])
-        services.wait_until_gone(machine.prefix, "KlPCR")
+        services.wait_for(machine.prefix, "KlPCR", services.GONE)
 
     def test_whole_removal(self):
         for action in ("/Uninstall", "/Rollback"):
@@ -127,4 +127,4 @@ class Removal(ToolkitService):
                 messages = machine.run(action).messages
                 about_it = [self.ENTER, *self.UNREGISTERED, *self.DELETED]
                 self.assertEqual([message for message in messages if message in about_it], about_it)
-                services.wait_until_gone(machine.prefix, "KlPCR")
+                services.wait_for(machine.prefix, "KlPCR", services.GONE)
