@@ -4,25 +4,38 @@
 # All that those tests need of this build.
 add_custom_target(e2e_programs DEPENDS kelo_images)
 
+# How all their sources are compiled.
+function(e2e_sources target)
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_compile_options(${target} PRIVATE ${KELO_WARNINGS} -Os)
+    target_compile_definitions(${target} PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
+endfunction()
+
+# What the programs that are services share; and, for all targets here, the headers that most sources include.
+add_library(service_role OBJECT tests/e2e/standins/service_role.cpp)
+e2e_sources(service_role)
+target_precompile_headers(service_role PRIVATE <windows.h> <filesystem> <fstream> <string> <vector>)
+
+function(e2e_target target)
+    e2e_sources(${target})
+    target_precompile_headers(${target} REUSE_FROM service_role)
+    target_link_options(${target} PRIVATE -static -s)
+    set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+    add_dependencies(e2e_programs ${target})
+endfunction()
+
 function(e2e_program name)
     # Without a console: Wine would start a program for each.
     add_executable(${name} WIN32 ${ARGN})
-    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
-    target_compile_options(${name} PRIVATE ${KELO_WARNINGS} -Os)
-    target_compile_definitions(${name} PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
-    target_link_options(${name} PRIVATE -municode -static -s)
-    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
-    add_dependencies(e2e_programs ${name})
+    e2e_target(${name})
+    target_link_options(${name} PRIVATE -municode)
 endfunction()
 
 # A library of which only the exports that it names can be called.
 function(e2e_library name)
     add_library(${name} SHARED ${ARGN})
-    target_compile_options(${name} PRIVATE ${KELO_WARNINGS} -Os)
-    target_compile_definitions(${name} PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
-    target_link_options(${name} PRIVATE -static -s)
-    set_target_properties(${name} PROPERTIES PREFIX "" RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
-    add_dependencies(e2e_programs ${name})
+    e2e_target(${name})
+    set_target_properties(${name} PROPERTIES PREFIX "")
 endfunction()
 
 e2e_library(CertJobPlanner tests/e2e/standins/cert_job_planner.cpp)
@@ -35,7 +48,6 @@ target_include_directories(stkprobe PRIVATE ${PROJECT_SOURCE_DIR}/src)
 # is Windows' import library. Its place in the build keeps it away from the programs there.
 function(e2e_system_library name)
     e2e_library(standin_${name} ${ARGN} tests/e2e/standins/noted_calls.cpp)
-    target_include_directories(standin_${name} PRIVATE ${PROJECT_SOURCE_DIR})
     # COM's interfaces have no virtual destructors.
     target_compile_options(standin_${name} PRIVATE -Wno-non-virtual-dtor)
     set_target_properties(standin_${name} PROPERTIES OUTPUT_NAME ${name} RUNTIME_OUTPUT_DIRECTORY
@@ -46,8 +58,10 @@ e2e_system_library(bcrypt tests/e2e/standins/bcrypt.cpp)
 e2e_system_library(wbem_locator tests/e2e/standins/wbem_locator.cpp)
 target_link_libraries(standin_wbem_locator PRIVATE ole32 uuid)
 e2e_system_library(winscard tests/e2e/standins/winscard.cpp)
-e2e_program(described_program tests/e2e/standins/described_program.cpp tests/e2e/standins/service_role.cpp)
-e2e_program(service_program tests/e2e/standins/service_program.cpp tests/e2e/standins/service_role.cpp)
+e2e_program(described_program tests/e2e/standins/described_program.cpp)
+target_link_libraries(described_program PRIVATE service_role)
+e2e_program(service_program tests/e2e/standins/service_program.cpp)
+target_link_libraries(service_program PRIVATE service_role)
 e2e_program(access_list tests/e2e/tools/access_list.cpp)
 e2e_program(export_host tests/e2e/tools/export_host.cpp)
 target_link_libraries(export_host PRIVATE msi)

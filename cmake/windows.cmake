@@ -2,6 +2,8 @@
 
 add_library(kelo_objects OBJECT ${KELO_SOURCES})
 target_include_directories(kelo_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
+# Compiled once. The host's build of the same sources does without, and finds an include that is missing.
+target_precompile_headers(kelo_objects PRIVATE <windows.h> <shlobj.h> <optional> <string> <vector>)
 # The C runtime is Windows' own msvcrt.dll, with its own printf.
 target_compile_definitions(kelo_objects PUBLIC WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
 target_compile_options(kelo_objects PRIVATE ${KELO_WARNINGS} -Os -ffunction-sections -fdata-sections
