@@ -147,13 +147,15 @@ def _simulated_service(name, service):
 
 class Snapshot:
     """The items of a prefix, and of its files the state by which a change shows. Before it is taken, services have some
-    time to come to the states that are expected of them, by their names."""
+    time to come to the states that are expected of them, by their names. Owners and access lists are those of the keys
+    that are named."""
 
-    def __init__(self, prefix, states):
+    def __init__(self, prefix, states, secured):
         self.prefix = prefix
         self.items = {}
-        described_services, processes, registry = _answers(prefix, [
-            services.waiting(states), "services", "processes", "\t".join(["registry", *WATCHED_KEYS])])
+        described_services, processes, registry, security = services.answers(prefix, [
+            services.waiting(states), "services", "processes", "\t".join(["registry", *WATCHED_KEYS]),
+            "\t".join(["security", *secured])])
         for name, service in described_services.items():
             self.items["service", name.lower()] = _real_service(service)
         for name in processes:
@@ -165,6 +167,7 @@ class Snapshot:
                 for name, (kind, data) in values.items():
                     self.items["value", key, name.lower()] = _readable(kind, bytes.fromhex(data))
         self._read_standins(keys)
+        self._read_security(security)
         self.paths = dict(_files(prefix))
         for path, (_, fingerprint) in self.paths.items():
             self.items["file", path] = fingerprint
@@ -193,12 +196,8 @@ class Snapshot:
         file = self.paths[path][0]
         return DIRECTORY if file.is_dir() else file.read_bytes()
 
-    def read_security(self, keys):
-        """Adds the owners and access lists of keys."""
-        if not keys:
-            return
-        [found] = _answers(self.prefix, ["\t".join(["security", *keys])])
-        for key, sddl in found.items():
+    def _read_security(self, security):
+        for key, sddl in security.items():
             owner = re.match(r"O:(S-[\d-]+|[A-Z]{2})", sddl)
             self.items["owner", key.lower()] = owner and SIDS.get(owner[1], owner[1])
             entries = [entry.split(";") for entry in re.findall(r"\(([^)]*)\)", sddl)]
@@ -225,17 +224,6 @@ def _real_service(service):
     return {**service, "state": STATE_NAMES[service["state"]], "start": START_NAMES[service["start"]]}
 
 
-def _answers(prefix, lines):
-    """The JSON values that machine_tool prints for the lines of a script."""
-    text = services.run_script(prefix, lines).decode()
-    values = []
-    while text := text.lstrip():
-        value, end = json.JSONDecoder().raw_decode(text)
-        values.append(value)
-        text = text[end:]
-    return values
-
-
 def _files(prefix):
     """Each file of the prefix: its Windows path in small letters, where it lies, and what changes when it does."""
     for drive in prefix.drives():
@@ -260,7 +248,7 @@ class Comparison:
         self.program = ("file", machine["process"]["path"].lower())  # nobody knows its content
         self.plain = of_simulated(complete({}))
         self.predicted = of_simulated(complete(settled(machine)))
-        self.seen = Snapshot(prefix, _states(self.predicted))
+        self.seen = Snapshot(prefix, _states(self.predicted), _secured(self.predicted))
         # Others come and go in a prefix that no simulated machine has.
         self.known_processes = {name for name in self.predicted.keys() - self.plain.keys() if name[0] == "process"}
         # Of the content of libraries and programs, and of files in use, only this is known: where it was at first.
@@ -280,7 +268,7 @@ class Comparison:
         predicted_before, seen_before = self.predicted, self.seen
         self.predicted = of_simulated(complete(settled(machine)))
         gone = dict.fromkeys(_states(predicted_before), services.GONE)
-        self.seen = Snapshot(self.prefix, gone | _states(self.predicted))
+        self.seen = Snapshot(self.prefix, gone | _states(self.predicted), _secured(self.predicted))
         return self._compare(self._said() | _changed(predicted_before, self.predicted)
                              | _changed(seen_before.items, self.seen.items))
 
@@ -289,7 +277,6 @@ class Comparison:
         return {name for name, value in self.predicted.items() if self.plain.get(name) != value}
 
     def _compare(self, names):
-        self.seen.read_security([name[1] for name in names if name[0] in ("owner", "access")])
         lines = []
         for name in sorted(names, key=str):
             predicted, seen = self.predicted.get(name), self.seen.items.get(name)
@@ -318,6 +305,11 @@ def _states(items):
     """The states of the services among items, by their names."""
     return {name[1]: services.STATES[service["state"]] for name, service in items.items()
             if name[0] == "service" and name[1] not in WINES_OWN_SERVICES}
+
+
+def _secured(items):
+    """The keys among items of which the owner or the access list is known."""
+    return sorted({name[1] for name in items if name[0] in ("owner", "access")})
 
 
 def _changed(before, after):

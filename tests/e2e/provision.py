@@ -297,8 +297,8 @@ SERVICE_MEMBERS = {"displayName", "description", "type", "start", "errorControl"
 def _apply_services(work, described):
     whole = work.machine["services"]
     # Wine has services of its own; what a plain machine has need not be among them.
-    services.run_script(work.prefix, [f"delete\t{name}" for name in described])
-    services.create(work.prefix, {name: whole[name] for name, service in described.items() if service is not None})
+    services.create(work.prefix, {name: None if service is None else whole[name]
+                                  for name, service in described.items()})
     for name, service in described.items():
         work.miss_all("services", name, (service or {}).keys() - SERVICE_MEMBERS)
         for reaction in ("onStart", "onStop"):

@@ -36,9 +36,12 @@ def start(prefix, path, *arguments):
 
 
 def create(prefix, described):
-    """Registers described services, by their names, and starts those that are to be running."""
-    lines, active = [], {}
+    """Registers described services, by their names, in the place of those that are there, and starts those that are to
+    be running. None is a service that is not to be there."""
+    lines, active = [f"delete\t{name}" for name in described], {}
     for name, service in described.items():
+        if service is None:
+            continue
         path, states = prepare(prefix, name, service)
         lines.append(creation(name, {"displayName": name, **service, "binaryPath": path}))
         if service.get("state", "stopped") == "stopped":
@@ -47,9 +50,9 @@ def create(prefix, described):
         # The service manager takes no other first state for a start.
         running = _line("start", {"state": "running"})
         states.write_text(running + _line("start", service) + _lines("stop", service))
-    run_script(prefix, lines + [f"start\t{name}" for name in active])
+    lines += [f"start\t{name}" for name in active]
+    wait_for(prefix, {name: state_of(described[name]) for name in active}, after=lines)
     for name, states in active.items():
-        wait_for(prefix, name, STATES[described[name]["state"]])
         write_states(states, described[name])
 
 
@@ -85,6 +88,22 @@ def run_script(prefix, lines):
     return output
 
 
+def answers(prefix, lines):
+    """The JSON values that machine_tool prints for the lines of a script."""
+    text = run_script(prefix, lines).decode()
+    values = []
+    while text := text.lstrip():
+        value, end = json.JSONDecoder().raw_decode(text)
+        values.append(value)
+        text = text[end:]
+    return values
+
+
+def state_of(service):
+    """The state, a number, in which a service is described to be; that it is gone, where there is no description."""
+    return GONE if service is None else STATES[service.get("state", "stopped")]
+
+
 def write_states(file, service):
     """Tells a service program what its service answers to a start and to a stop."""
     file.write_text(_lines("start", service) + _lines("stop", service))
@@ -104,12 +123,16 @@ def show(prefix, name):
     return json.loads(_tool(prefix, "show", name))
 
 
-def wait_for(prefix, name, state):
-    """Waits until a service is in a state, or is gone. One that is deleted is there until the last handle of it is
-    closed, and those of a program Wine closes some time after its end."""
-    shown = json.loads(run_script(prefix, [waiting({name: state}), f"show\t{name}"]))
-    if state != (shown["state"] if shown else GONE):
-        raise AssertionError(f"not in state {state}: {name}, {shown}")
+def wait_for(prefix, states, after=()):
+    """Waits until services are in their states, or are gone, by their names; after a script's lines. A service that is
+    deleted is there until the last handle of it is closed, and those of a program Wine closes some time after its end.
+    Returns what the service manager tells of each, None of one that is gone."""
+    told = answers(prefix, [*after, waiting(states), *(f"show\t{name}" for name in states)])
+    shown = dict(zip(states, told, strict=True))
+    for name, service in shown.items():
+        if states[name] != (service["state"] if service else GONE):
+            raise AssertionError(f"not in state {states[name]}: {name}, {service}")
+    return shown
 
 
 def waiting(states, seconds=20):

@@ -95,17 +95,10 @@ class StackSetup(unittest.TestCase):
         return told
 
     def check_services(self, machine, predicted):
-        for name in SERVICES:
-            with self.subTest(service=name):
-                if predicted.get(name) is None:
-                    services.wait_for(machine.prefix, name, services.GONE)
-                shown = services.show(machine.prefix, name)
-                self.assertEqual(shown is None, predicted.get(name) is None)
-                if shown is not None and name in predicted:
-                    services.wait_for(machine.prefix, name, services.STATES[predicted[name].get("state", "stopped")])
-                if name == "KlPCR" and shown is not None:
-                    self.assertEqual({**shown, "start": START_TYPES[shown["start"]]},
-                                     {**shown, **{member: predicted[name][member] for member in CONFIGURED}})
+        shown = services.wait_for(machine.prefix, {name: services.state_of(predicted.get(name)) for name in SERVICES})
+        if toolkit_service := shown["KlPCR"]:
+            self.assertEqual({**toolkit_service, "start": START_TYPES[toolkit_service["start"]]},
+                             {**toolkit_service, **{member: predicted["KlPCR"][member] for member in CONFIGURED}})
 
 
 def watched(machine):
@@ -113,8 +106,10 @@ def watched(machine):
     seen = {}
     for folder in FOLDERS:
         seen |= {("files", path): file for path, file in machine_state.files(machine.prefix, folder).items()}
-    values = machine_state.registry_values(machine.prefix, [key.replace("HKLM", "HKEY_LOCAL_MACHINE") for key in KEYS])
-    seen |= {("registry", item): value for item, value in values.items()}
+    [keys] = services.answers(machine.prefix, ["\t".join(["registry", *(key.removeprefix("HKLM\\") for key in KEYS)])])
+    for key, values in keys.items():
+        seen["registry", rf"HKLM\{key}"] = ""
+        seen |= {("registry", rf"HKLM\{key} [{name or '(default)'}]"): value for name, value in values.items()}
     return {(area, item.lower()): value for (area, item), value in seen.items() if is_watched(area, item.lower())}
 
 
@@ -424,7 +419,7 @@ class LongPaths(StackSetup):
         for base in (self.PLANTED + "\\", folder):
             for stack in ("KELO", "NTRU12"):
                 self.assertEqual(notes_of(machine.prefix, rf"{base}{stack}\stkprobe.dll"), ([], []))
-        services.wait_for(machine.prefix, "KlPCR", services.GONE)
+        services.wait_for(machine.prefix, {"KlPCR": services.GONE})
         for name in ("TSPI_x64.dll", "TSP1_x64.dll", "stkprobe.dll"):
             self.assertNotEqual(machine.content(rf"{SYSTEM}\{name}"), f"shim in {self.PLANTED}\\".encode())
         return machine, messages

@@ -44,7 +44,7 @@ class Installation(ToolkitService):
         self.assertEqual(machine.call("InstallTkService", "KELO", FOLDER),
                          ("0", [BEGIN, NOT_THERE, REGISTER, WIN8, REGISTERED]))
         self.assertEqual(self.runs(machine), ["-Service"])
-        services.wait_for(machine.prefix, "KlPCR", STATES["running"])
+        services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
         self.assertEqual(self.show(machine), {
             "state": STATES["running"], "controlsAccepted": 1, "type": 0x10, "start": 2, "errorControl": 1,
             "binaryPath": f'"{PROGRAM}"', "loadOrderGroup": "SmartcardGroup", "dependencies": ["tcsd_x86", "RPCSS"],
@@ -53,10 +53,10 @@ class Installation(ToolkitService):
     def test_running_service_is_stopped_and_started_again(self):
         machine = self.machine()
         machine.call("InstallTkService", "KELO", FOLDER)
-        services.wait_for(machine.prefix, "KlPCR", STATES["running"])
+        services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
         self.assertEqual(machine.call("InstallTkService", "NTRU", FOLDER), ("0", [BEGIN, STOPPED, REGISTER, WIN8,
                                                                                  REGISTERED]))
-        services.wait_for(machine.prefix, "KlPCR", STATES["running"])
+        services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
         self.assertEqual(self.show(machine)["dependencies"], ["tcsd_win32.exe", "RPCSS"])
 
     def test_missing_program(self):
@@ -101,30 +101,30 @@ class Removal(ToolkitService):
     def test_running(self):
         machine = self.machine()
         machine.call("InstallTkService", "KELO", FOLDER)
-        services.wait_for(machine.prefix, "KlPCR", STATES["running"])
+        services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
         self.assertEqual(machine.call("UnInstallTkService"), ("0", [self.ENTER, *self.UNREGISTERED, *self.DELETED]))
-        services.wait_for(machine.prefix, "KlPCR", services.GONE)
+        services.wait_for(machine.prefix, {"KlPCR": services.GONE})
         # What stands for the program is its folder, which cannot be run.
         self.assertEqual(self.runs(machine), ["-Service"])
 
     def test_program_that_the_configured_path_names_is_run(self):
         machine = self.machine()
         machine.call("InstallTkService", "KELO", FOLDER)
-        services.wait_for(machine.prefix, "KlPCR", STATES["running"])
+        services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
         services.configure_path(machine.prefix, "KlPCR", f'"{PROGRAM}\\"')
         self.assertEqual(machine.call("UnInstallTkService"),
                          ("0", [self.ENTER, *self.UNREGISTERED,
                                 "UnInstallTkService - failed to delete the service 1072", self.DELETED[1]]))
         self.assertEqual(self.runs(machine), ["-Service", "-UnregServer"])
-        services.wait_for(machine.prefix, "KlPCR", services.GONE)
+        services.wait_for(machine.prefix, {"KlPCR": services.GONE})
 
     def test_whole_removal(self):
         for action in ("/Uninstall", "/Rollback"):
             with self.subTest(action=action):
                 machine = self.machine()
                 machine.call("InstallTkService", "KELO", FOLDER)
-                services.wait_for(machine.prefix, "KlPCR", STATES["running"])
+                services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
                 messages = machine.run(action).messages
                 about_it = [self.ENTER, *self.UNREGISTERED, *self.DELETED]
                 self.assertEqual([message for message in messages if message in about_it], about_it)
-                services.wait_for(machine.prefix, "KlPCR", services.GONE)
+                services.wait_for(machine.prefix, {"KlPCR": services.GONE})

@@ -35,6 +35,10 @@ def _noting(functions):
     return f'\n[HKEY_CURRENT_USER\\Software\\Wine\\Debug]\n"RelayInclude"="{names}"\n'
 
 
+# Services and drivers of Wine that nothing here needs, and that would start with every prefix.
+NOT_NEEDED = ["Eventlog", "MountMgr", "NDIS", "nsiproxy", "PlugPlay"]
+ON_DEMAND = 3
+
 # What every prefix has from the start, as a .reg file. A service may take as long to answer as on Windows: on a busy
 # machine the ten seconds that Wine's service manager waits otherwise are too few (1053). It takes this number as a
 # text alone.
@@ -42,7 +46,10 @@ SETTINGS = r"""Windows Registry Editor Version 5.00
 
 [HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control]
 "ServicesPipeTimeout"="30000"
-""" + _noting(EXIT)
+""" + _noting(EXIT) + "".join(f"""
+[HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Services\\{name}]
+"Start"=dword:{ON_DEMAND:08x}
+""" for name in NOT_NEEDED)
 
 MOST_SECONDS = 120  # that a program may take
 MOST_ERRORS = 10000  # characters of what it says that are shown when it takes longer
@@ -121,10 +128,9 @@ class Prefix:
             atexit.unregister(self.__exit__)
             if self._lock is None:
                 return
-            _remove(self.folder)
             if self._server:
-                self._server.send_signal(signal.SIGINT)  # if it was just starting
-                self._server.wait()
+                self._end_server()
+            _remove(self.folder)
             os.close(self._lock)
             self._lock = None
 
@@ -134,7 +140,7 @@ class Prefix:
         _wait_for_server(self.folder, self._server)
 
     def _end_server(self):
-        _end_processes(self.folder)
+        self._server.send_signal(signal.SIGINT)  # it ends all that runs in the prefix, then itself
         self._server.wait()
 
     def wine(self, *command, timeout=MOST_SECONDS):

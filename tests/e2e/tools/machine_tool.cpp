@@ -163,7 +163,9 @@ int Start(const Words& words)
 int Delete(const Words& words)
 {
     const SC_HANDLE service = Open(words[1]);
-    return service == nullptr ? 0 : ExitStatus(DeleteService(service));
+    const int status = service == nullptr ? 0 : ExitStatus(DeleteService(service));
+    CloseServiceHandle(service); // it is there until nobody has a handle of it
+    return status;
 }
 
 // The services that must run first, a multi-string: from the registry, because Wine keeps them there and does not
@@ -428,7 +430,7 @@ constexpr Verb kVerbs[] = {
     {L"show", 2, &Show},      {L"services", 1, &ShowServices},
     {L"launch", 2, &Launch},  {L"processes", 1, &ShowProcesses},
     {L"value", 4, &SetValue}, {L"registry", 2, &ShowRegistry},
-    {L"secure", 3, &Secure},  {L"security", 2, &ShowSecurity},
+    {L"secure", 3, &Secure},  {L"security", 1, &ShowSecurity},
     {L"await", 2, &Await},    {L"script", 2, &RunScript},
 };
 
