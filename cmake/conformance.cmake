@@ -15,6 +15,7 @@ function(conformance_for_windows)
 
     add_executable(winsim_conformance ${CONFORMANCE_SOURCES} tests/winsim/windows/is_on_wine.cpp)
     target_include_directories(winsim_conformance PRIVATE ${PROJECT_SOURCE_DIR})
+    target_precompile_headers(winsim_conformance PRIVATE <gtest/gtest.h> <windows.h>)
     target_compile_definitions(winsim_conformance PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
     target_compile_options(winsim_conformance PRIVATE ${KELO_WARNINGS})
     target_link_libraries(winsim_conformance PRIVATE gtest_for_windows shell32 advapi32 ole32 psapi version)

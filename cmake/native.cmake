@@ -126,6 +126,8 @@ function(native_tests group)
 endfunction()
 
 native_tests(unit)
+# To compile them takes far longer than to run them.
+target_compile_options(unit_tests PRIVATE -O0)
 native_tests(scenarios)
 native_tests(faults)
 target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
