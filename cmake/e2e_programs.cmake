@@ -4,14 +4,15 @@
 # All that those tests need of this build.
 add_custom_target(e2e_programs DEPENDS kelo_images)
 
-# How all their sources are compiled.
+# How the sources of all targets here are compiled.
 function(e2e_sources target)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
     target_compile_options(${target} PRIVATE ${KELO_WARNINGS} -Os)
     target_compile_definitions(${target} PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
 endfunction()
 
-# What the programs that are services share; and, for all targets here, the headers that most sources include.
+# What the programs that are services share. With it the headers are compiled that most sources here include, once for
+# all targets.
 add_library(service_role OBJECT tests/e2e/standins/service_role.cpp)
 e2e_sources(service_role)
 target_precompile_headers(service_role PRIVATE <windows.h> <filesystem> <fstream> <string> <vector>)

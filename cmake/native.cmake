@@ -37,7 +37,7 @@ function(winsim_library target)
     target_compile_options(${target} PRIVATE ${KELO_WARNINGS})
     target_link_libraries(${target} PUBLIC nlohmann_json::nlohmann_json fmt::fmt)
     target_precompile_headers(${target} PRIVATE winsim/core/json.h)
-    # Most of their time such sources take for the templates of the same headers: some at once take half of it.
+    # They take most of their time for the templates of the same headers: several compiled at once take half as long.
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON)
 endfunction()
 

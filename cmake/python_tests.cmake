@@ -1,5 +1,5 @@
 # Lists the tests in Python, each case as a test of its own: those of the images for Windows, and those that run them
-# under Wine. A test ends with ctest, whatever ends that.
+# under Wine. A test ends with ctest, whatever ends that; and some time before ctest would end it, so that it can tidy up.
 
 find_program(KELO_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 
@@ -13,7 +13,7 @@ function(python_tests group)
     string(REPLACE "\n" ";" cases "${cases}")
     foreach(case ${cases})
         add_test(NAME ${group}.${case} WORKING_DIRECTORY ${folder}
-            COMMAND setpriv --pdeathsig TERM ${KELO_PYTHON} -B -m unittest ${case})
+            COMMAND setpriv --pdeathsig TERM timeout --foreground 280 ${KELO_PYTHON} -B -m unittest ${case})
         set_tests_properties(${group}.${case} PROPERTIES LABELS ${group} TIMEOUT 300)
     endforeach()
 endfunction()

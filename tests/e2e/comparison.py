@@ -270,20 +270,22 @@ class Comparison:
         gone = dict.fromkeys(_states(predicted_before), services.GONE)
         self.seen = Snapshot(self.prefix, gone | _states(self.predicted), _secured(self.predicted))
         return self._compare(self._said() | _changed(predicted_before, self.predicted)
-                             | _changed(seen_before.items, self.seen.items))
+                             | _changed(seen_before.items, self.seen.items), seen_before.items)
 
     def _said(self):
         """The items that are not as on any machine."""
         return {name for name, value in self.predicted.items() if self.plain.get(name) != value}
 
-    def _compare(self, names):
+    def _compare(self, names, seen_before=None):
         lines = []
         for name in sorted(names, key=str):
             predicted, seen = self.predicted.get(name), self.seen.items.get(name)
             if name[0] == "service" and predicted and seen and not predicted["binaryPath"]:
                 seen = {**seen, "binaryPath": ""}  # there has to be a stand-in
-            if name[0] in ("owner", "access") and predicted is None:
-                continue
+            if name[0] == "owner" and predicted is None:
+                continue  # Wine makes the user a key's owner as soon as the key is given a list
+            if name[0] == "access" and predicted is None:
+                predicted = (seen_before or {}).get(name, seen)  # a key that is described without a list keeps its own
             if name[0] == "service" and name[1] in WINES_OWN_SERVICES:
                 continue
             if name[0] == "process" and name not in self.known_processes:
@@ -308,8 +310,8 @@ def _states(items):
 
 
 def _secured(items):
-    """The keys among items of which the owner or the access list is known."""
-    return sorted({name[1] for name in items if name[0] in ("owner", "access")})
+    """The keys among items: of those, owners and access lists are of concern."""
+    return sorted(name[1] for name in items if name[0] == "key")
 
 
 def _changed(before, after):

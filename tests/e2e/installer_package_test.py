@@ -8,7 +8,7 @@ import installer
 from installer import PERMANENT, SAMPLE
 from packaged_machine import (DESCRIPTION, EVENT_TEXT, FAIL, SRK_TOOL, TOOLKIT, VERBOSE_LOG, WITHOUT_STACK,
                               WITHOUT_TPM, PackagedMachine, effects)
-from packaged_rehearsal import Rehearsal, brought_by_package
+from packaged_rehearsal import Rehearsal, brought_by_package, files_of_package
 from program import LOG
 from standins import runs_of
 from wine import ROOT
@@ -118,11 +118,6 @@ def kept_in_rollback():
             "DELETE FROM `Registry` WHERE `Component_`='Settings'"]
 
 
-def kept_effects():
-    """What is on a machine of the package after a rollback."""
-    return brought_by_package().keys() - {("changed", "installed products")}
-
-
 class InstallerRun(unittest.TestCase):
     """What the real installer makes of the package."""
 
@@ -148,6 +143,16 @@ class EffectsRun(InstallerRun):
         seen = self.effects()
         self.assertEqual({effect: None if expected.get(effect, "") is None else self.plain(value)
                           for effect, value in seen.items()}, expected)
+
+    def check_taken_back(self, predicted, documented):
+        """Compares the whole machine after a rollback: the package's files are there (kept_in_rollback), and of the
+        program's effects those that are documented, with what is predicted to be there then."""
+        seen = {effect: self.plain(value) for effect, value in self.effects().items()}
+        kept = files_of_package()
+        self.assertEqual({effect: seen.pop(effect, None) for effect in kept}, kept)
+        self.assertEqual(set(seen), documented_effects(documented))
+        known = {effect: value for effect, value in predicted.effects().items() if effect in seen and value is not None}
+        self.assertEqual({effect: seen[effect] for effect in known}, known)
 
     def plain(self, value):
         """A file's size without its time of change."""
@@ -185,7 +190,7 @@ class Effects(EffectsRun):
         setup, rollback, srk_change = predicted.logs
         self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, changes=FAILING_ACTION),
                          (INSTALL_FAILURE, setup + srk_change + rollback, predicted.exit_codes))
-        self.assertEqual(set(self.effects()) - kept_effects(), documented_effects("Rollback"))
+        self.check_taken_back(predicted, "Rollback")
 
 
 class EffectsWithoutTpm(EffectsRun):
@@ -195,7 +200,7 @@ class EffectsWithoutTpm(EffectsRun):
         predicted = Rehearsal(asked_for(TSS_VENDOR=""), ("/Rollback",), machine=self.description)
         self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, "TSS_VENDOR="),
                          (INSTALL_FAILURE, sum(predicted.logs, []), predicted.exit_codes))
-        self.assertEqual(set(self.effects()) - kept_effects(), documented_effects("Failed set-up"))
+        self.check_taken_back(predicted, "Failed set-up")
 
 
 class EffectsWithoutStack(EffectsRun):

@@ -44,7 +44,7 @@ def unpredicted_waits(predicted, seen):
 def _starting(waits):
     """What waits may tell besides: a wait for a start begins with the state before it, which is stopped, and a service
     on a busy machine is then seen while it starts, however fast it is described to be."""
-    return {message.replace(STOPPED, START_PENDING) for message in waits}
+    return {message.removesuffix(STOPPED) + START_PENDING for message in waits if message.endswith(STOPPED)}
 
 
 def _waits(log):

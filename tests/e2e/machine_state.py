@@ -3,10 +3,10 @@
 WATCHED_KEYS = (r"HKEY_LOCAL_MACHINE\Software", r"HKEY_LOCAL_MACHINE\System")
 
 
-def registry_values(prefix, keys=WATCHED_KEYS):
-    """The values of keys and of all below them, by "key [name]", and those keys."""
+def registry_values(prefix):
+    """The values of the watched keys and of all below them, by "key [name]", and those keys."""
     values = {}
-    for watched in keys:
+    for watched in WATCHED_KEYS:
         key = ""
         for line in prefix.export_registry(watched).replace("\\\n", "").splitlines():
             if line.startswith("["):

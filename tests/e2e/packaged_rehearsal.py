@@ -68,10 +68,14 @@ def _rehearse_each(description, runs):
 
 def brought_by_package():
     """The effects of installing the package that are not the program's."""
-    brought = {("added", path.lower()): f"{size} bytes" for path, size in installer.files(SAMPLE).items()}
-    brought |= {("added", name.lower()): registry_text(value)
-                for name, value in installer.registry_values(SAMPLE).items()}
-    return brought | {("changed", "installed products"): ["Kelo Toolkit Sample"]}
+    values = {("added", name.lower()): registry_text(value)
+              for name, value in installer.registry_values(SAMPLE).items()}
+    return files_of_package() | values | {("changed", "installed products"): ["Kelo Toolkit Sample"]}
+
+
+def files_of_package():
+    """Those of these effects that are files."""
+    return {("added", path.lower()): f"{size} bytes" for path, size in installer.files(SAMPLE).items()}
 
 
 def _registry_effects(change):

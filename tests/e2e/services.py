@@ -109,10 +109,6 @@ def write_states(file, service):
     file.write_text(_lines("start", service) + _lines("stop", service))
 
 
-def delete(prefix, name):
-    _tool(prefix, "delete", name)
-
-
 def configure_path(prefix, name, path):
     """Gives a service another command line."""
     _tool(prefix, "path", name, path)

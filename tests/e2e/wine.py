@@ -141,7 +141,11 @@ class Prefix:
 
     def _end_server(self):
         self._server.send_signal(signal.SIGINT)  # it ends all that runs in the prefix, then itself
-        self._server.wait()
+        try:
+            self._server.wait(MOST_SECONDS)
+        except subprocess.TimeoutExpired:
+            self._server.kill()
+            self._server.wait()
 
     def wine(self, *command, timeout=MOST_SECONDS):
         """Runs a program with its arguments. Returns its exit code as Unix sees it, and its standard output; what it,

@@ -2,8 +2,13 @@
 
 import copy
 
-# One thing a prefix does otherwise whatever is left out, because it is no part of a description: Wine's service manager
-# stops a service on which running ones depend, where Windows refuses (1051). Tests do without such a stop.
+# Some things a prefix does otherwise whatever is left out, because they are no part of a description. Tests do without:
+# - Wine's service manager stops a service on which running ones depend, where Windows refuses (1051). In machines.py the
+#   toolkit's service, which depends on others, runs for a moment only.
+# - Wine notes a move at the next start of a file that is missing, too, where Windows fails. Where the card's files are
+#   not described, machines.py does not ask for the card.
+# - Wine has keys, services and folders of its own, and lacks some of a plain machine's: WINE and WINES_OWN_KEYS in
+#   provision.py make both the same.
 
 # Paths in a description; "*" stands for one name, "**" for the rest.
 LIMITS = {

@@ -4,6 +4,7 @@
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace winsim

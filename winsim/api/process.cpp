@@ -7,6 +7,7 @@
 #include "shellapi.h"
 #include "winbase.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>

@@ -61,7 +61,7 @@ const StringTable* TableOfFile(const std::string& path)
     return TableOfLibrary(path.substr(path.rfind('\\') + 1));
 }
 
-Texts StringsOf(const Reader& reader)
+Texts StringTableOf(const Reader& reader)
 {
     Texts texts;
     reader.Members([&](const std::string& id, const Reader& text) {
@@ -94,7 +94,7 @@ void Library::Load(const Reader& reader)
     object.With("strings", [&](const Reader& strings) {
         if (!strings.Value().is_string())
         {
-            texts = StringsOf(strings);
+            texts = StringTableOf(strings);
             return;
         }
         table = strings.Text();

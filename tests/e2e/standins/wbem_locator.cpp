@@ -9,6 +9,7 @@
 
 #include <cwchar>
 #include <new>
+#include <string>
 
 namespace
 {

@@ -11,7 +11,6 @@
 // machine_tool services                the same of all, by their names
 // machine_tool await MS NAME STATE...  waits until services are in their states (numbers; 0 when there is no such
 //                                      service), or so many milliseconds are over
-// machine_tool launch COMMAND_LINE     starts a program without waiting for its end
 // machine_tool processes               names of the running programs' files, a JSON list
 // machine_tool value KEY NAME TYPE HEX gives a registry value its type (a number) and its bytes
 // machine_tool registry KEY...         the keys below HKEY_LOCAL_MACHINE and what is in them, a JSON object of keys; a
@@ -33,8 +32,10 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <system_error>
+#include <type_traits>
 #include <vector>
 
 namespace
@@ -102,9 +103,17 @@ SC_HANDLE Manager()
     return manager;
 }
 
-SC_HANDLE Open(const std::wstring& service)
+// A service is there until nobody has a handle of it.
+struct ServiceCloser
 {
-    return OpenServiceW(Manager(), service.c_str(), SERVICE_ALL_ACCESS);
+    void operator()(SC_HANDLE service) const { CloseServiceHandle(service); }
+};
+
+using Service = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ServiceCloser>;
+
+Service Open(const std::wstring& service)
+{
+    return Service{OpenServiceW(Manager(), service.c_str(), SERVICE_ALL_ACCESS)};
 }
 
 // A list of texts with zeros behind them, from one with slashes between them. No text makes no list.
@@ -115,10 +124,11 @@ std::wstring MultiString(std::wstring texts)
     return texts.empty() ? texts : texts + L'\0';
 }
 
-int Describe(SC_HANDLE service, std::wstring text)
+int Describe(const Service& service, std::wstring text)
 {
     SERVICE_DESCRIPTIONW description{text.data()};
-    return text.empty() ? 0 : ExitStatus(ChangeServiceConfig2W(service, SERVICE_CONFIG_DESCRIPTION, &description));
+    return text.empty() ? 0
+                        : ExitStatus(ChangeServiceConfig2W(service.get(), SERVICE_CONFIG_DESCRIPTION, &description));
 }
 
 int Create(const Words& words)
@@ -133,39 +143,38 @@ int Create(const Words& words)
     const std::wstring group = word(7);
     const std::wstring dependencies = MultiString(word(8));
     const std::wstring account = word(9);
-    if (const SC_HANDLE service = Open(word(1)))
+    if (const Service service = Open(word(1)))
     {
-        if (!ChangeServiceConfigW(service, number(4, SERVICE_NO_CHANGE), number(5, SERVICE_NO_CHANGE),
+        if (!ChangeServiceConfigW(service.get(), number(4, SERVICE_NO_CHANGE), number(5, SERVICE_NO_CHANGE),
                                   number(6, SERVICE_NO_CHANGE), orNull(path), orNull(group), nullptr,
                                   orNull(dependencies), orNull(account), nullptr, orNull(displayName)))
             return ExitStatus(FALSE);
         return Describe(service, word(10));
     }
-    const SC_HANDLE service = CreateServiceW(Manager(), word(1).c_str(), orNull(displayName), SERVICE_ALL_ACCESS,
-                                             number(4, SERVICE_WIN32_OWN_PROCESS), number(5, SERVICE_DEMAND_START),
-                                             number(6, SERVICE_ERROR_NORMAL), path.c_str(), orNull(group), nullptr,
-                                             orNull(dependencies), orNull(account), nullptr);
+    const Service service{CreateServiceW(Manager(), word(1).c_str(), orNull(displayName), SERVICE_ALL_ACCESS,
+                                         number(4, SERVICE_WIN32_OWN_PROCESS), number(5, SERVICE_DEMAND_START),
+                                         number(6, SERVICE_ERROR_NORMAL), path.c_str(), orNull(group), nullptr,
+                                         orNull(dependencies), orNull(account), nullptr)};
     return service == nullptr ? ExitStatus(FALSE) : Describe(service, word(10));
 }
 
 int Path(const Words& words)
 {
-    return ExitStatus(ChangeServiceConfigW(Open(words[1]), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
-                                           words[2].c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
+    return ExitStatus(ChangeServiceConfigW(Open(words[1]).get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                                           SERVICE_NO_CHANGE, words[2].c_str(), nullptr, nullptr, nullptr, nullptr,
+                                           nullptr, nullptr));
 }
 
 int Start(const Words& words)
 {
-    const SC_HANDLE service = Open(words[1]);
-    return service == nullptr ? ExitStatus(FALSE) : ExitStatus(StartServiceW(service, 0, nullptr));
+    const Service service = Open(words[1]);
+    return service == nullptr ? ExitStatus(FALSE) : ExitStatus(StartServiceW(service.get(), 0, nullptr));
 }
 
 int Delete(const Words& words)
 {
-    const SC_HANDLE service = Open(words[1]);
-    const int status = service == nullptr ? 0 : ExitStatus(DeleteService(service));
-    CloseServiceHandle(service); // it is there until nobody has a handle of it
-    return status;
+    const Service service = Open(words[1]);
+    return service == nullptr ? 0 : ExitStatus(DeleteService(service.get()));
 }
 
 // The services that must run first, a multi-string: from the registry, because Wine keeps them there and does not
@@ -181,16 +190,17 @@ std::vector<wchar_t> Dependencies(const std::wstring& name)
 
 bool PrintService(const std::wstring& name)
 {
-    const SC_HANDLE service = Open(name);
+    const Service service = Open(name);
     std::vector<BYTE> configurationBytes(kBufferBytes);
     auto* configuration = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(configurationBytes.data());
     std::vector<BYTE> descriptionBytes(kBufferBytes);
     auto* description = reinterpret_cast<SERVICE_DESCRIPTIONW*>(descriptionBytes.data());
     SERVICE_STATUS status{};
     DWORD needed = 0;
-    if (service == nullptr || !QueryServiceStatus(service, &status) ||
-        !QueryServiceConfigW(service, configuration, kBufferBytes, &needed) ||
-        !QueryServiceConfig2W(service, SERVICE_CONFIG_DESCRIPTION, descriptionBytes.data(), kBufferBytes, &needed))
+    if (service == nullptr || !QueryServiceStatus(service.get(), &status) ||
+        !QueryServiceConfigW(service.get(), configuration, kBufferBytes, &needed) ||
+        !QueryServiceConfig2W(service.get(), SERVICE_CONFIG_DESCRIPTION, descriptionBytes.data(), kBufferBytes,
+                              &needed))
         return false;
     std::printf("{\"state\": %lu, \"controlsAccepted\": %lu, \"type\": %lu, \"start\": %lu, \"errorControl\": %lu, "
                 "\"binaryPath\": %s, \"loadOrderGroup\": %s, \"dependencies\": %s, \"account\": %s, "
@@ -200,7 +210,6 @@ bool PrintService(const std::wstring& name)
                 Quoted(configuration->lpBinaryPathName).c_str(), Quoted(configuration->lpLoadOrderGroup).c_str(),
                 QuotedList(Dependencies(name).data()).c_str(), Quoted(configuration->lpServiceStartName).c_str(),
                 Quoted(configuration->lpDisplayName).c_str(), Quoted(description->lpDescription).c_str());
-    CloseServiceHandle(service);
     return true;
 }
 
@@ -240,13 +249,11 @@ constexpr DWORD kGone = 0; // the state of a service that is not there
 
 bool IsInState(const std::wstring& name, DWORD state)
 {
-    const SC_HANDLE service = Open(name);
+    const Service service = Open(name);
     if (service == nullptr)
         return state == kGone;
     SERVICE_STATUS status{};
-    const bool isInState = QueryServiceStatus(service, &status) && status.dwCurrentState == state;
-    CloseServiceHandle(service);
-    return isInState;
+    return QueryServiceStatus(service.get(), &status) && status.dwCurrentState == state;
 }
 
 bool AreInStates(const Words& words)
@@ -266,16 +273,6 @@ int Await(const Words& words)
     while (!AreInStates(words) && GetTickCount64() < end)
         Sleep(kIntervalMs);
     return 0;
-}
-
-int Launch(const Words& words)
-{
-    std::wstring commandLine = words[1];
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    return ExitStatus(
-        CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process));
 }
 
 int ShowProcesses(const Words&)
@@ -425,13 +422,19 @@ struct Verb
 };
 
 constexpr Verb kVerbs[] = {
-    {L"create", 3, &Create},  {L"path", 3, &Path},
-    {L"start", 2, &Start},    {L"delete", 2, &Delete},
-    {L"show", 2, &Show},      {L"services", 1, &ShowServices},
-    {L"launch", 2, &Launch},  {L"processes", 1, &ShowProcesses},
-    {L"value", 4, &SetValue}, {L"registry", 2, &ShowRegistry},
-    {L"secure", 3, &Secure},  {L"security", 1, &ShowSecurity},
-    {L"await", 2, &Await},    {L"script", 2, &RunScript},
+    {L"create", 3, &Create},
+    {L"path", 3, &Path},
+    {L"start", 2, &Start},
+    {L"delete", 2, &Delete},
+    {L"show", 2, &Show},
+    {L"services", 1, &ShowServices},
+    {L"await", 2, &Await},
+    {L"value", 4, &SetValue},
+    {L"registry", 2, &ShowRegistry},
+    {L"processes", 1, &ShowProcesses},
+    {L"secure", 3, &Secure},
+    {L"security", 1, &ShowSecurity},
+    {L"script", 2, &RunScript},
 };
 
 int RunVerb(const Words& words)
