@@ -261,7 +261,7 @@ class Comparison:
 
     def differences(self):
         """Where the prefix is not as described at the beginning: a line each."""
-        return self._compare(self._said())
+        return self._compare(self._said(), self.seen)
 
     def differences_after(self, machine):
         """Where the prefix is not like the simulated machine after a run of both: a line each."""
@@ -270,13 +270,13 @@ class Comparison:
         gone = dict.fromkeys(_states(predicted_before), services.GONE)
         self.seen = Snapshot(self.prefix, gone | _states(self.predicted), _secured(self.predicted))
         return self._compare(self._said() | _changed(predicted_before, self.predicted)
-                             | _changed(seen_before.items, self.seen.items), seen_before.items)
+                             | _changed(seen_before.items, self.seen.items), seen_before)
 
     def _said(self):
         """The items that are not as on any machine."""
         return {name for name, value in self.predicted.items() if self.plain.get(name) != value}
 
-    def _compare(self, names, seen_before=None):
+    def _compare(self, names, seen_before):
         lines = []
         for name in sorted(names, key=str):
             predicted, seen = self.predicted.get(name), self.seen.items.get(name)
@@ -285,7 +285,7 @@ class Comparison:
             if name[0] == "owner" and predicted is None:
                 continue  # Wine makes the user a key's owner as soon as the key is given a list
             if name[0] == "access" and predicted is None:
-                predicted = (seen_before or {}).get(name, seen)  # a key that is described without a list keeps its own
+                predicted = seen_before.items.get(name, seen)  # a key that is described without a list keeps its own
             if name[0] == "service" and name[1] in WINES_OWN_SERVICES:
                 continue
             if name[0] == "process" and name not in self.known_processes:
@@ -305,7 +305,7 @@ class Comparison:
 
 def _states(items):
     """The states of the services among items, by their names."""
-    return {name[1]: services.STATES[service["state"]] for name, service in items.items()
+    return {name[1]: services.state_of(service) for name, service in items.items()
             if name[0] == "service" and name[1] not in WINES_OWN_SERVICES}
 
 

@@ -118,8 +118,8 @@ class PackagedMachine:
         self.prefix.path(PACKAGE).parent.mkdir()
 
     def install(self, *options, changes=()):
-        """Installs the package, with its tables changed. Returns msiexec's exit code, what the program
-        logged, and the exit code of each of its runs."""
+        """Installs the package, with its tables changed. Returns msiexec's exit code, what the program logged, and the
+        exit code of each of its runs."""
         installer.variant(SAMPLE, self.prefix.path(PACKAGE), *changes)
         return self._msiexec("/i", PACKAGE, *options)
 

@@ -44,8 +44,8 @@ class Installation(ToolkitService):
         self.assertEqual(machine.call("InstallTkService", "KELO", FOLDER),
                          ("0", [BEGIN, NOT_THERE, REGISTER, WIN8, REGISTERED]))
         self.assertEqual(self.runs(machine), ["-Service"])
-        services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
-        self.assertEqual(self.show(machine), {
+        shown = services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
+        self.assertEqual(shown["KlPCR"], {
             "state": STATES["running"], "controlsAccepted": 1, "type": 0x10, "start": 2, "errorControl": 1,
             "binaryPath": f'"{PROGRAM}"', "loadOrderGroup": "SmartcardGroup", "dependencies": ["tcsd_x86", "RPCSS"],
             "account": "LocalSystem", "displayName": "Kelo PCR", "description": "Kelo Toolkit Service"})
@@ -56,8 +56,8 @@ class Installation(ToolkitService):
         services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
         self.assertEqual(machine.call("InstallTkService", "NTRU", FOLDER), ("0", [BEGIN, STOPPED, REGISTER, WIN8,
                                                                                  REGISTERED]))
-        services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
-        self.assertEqual(self.show(machine)["dependencies"], ["tcsd_win32.exe", "RPCSS"])
+        shown = services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
+        self.assertEqual(shown["KlPCR"]["dependencies"], ["tcsd_win32.exe", "RPCSS"])
 
     def test_missing_program(self):
         machine = self.machine()

@@ -21,6 +21,8 @@
 // machine_tool script FILE             does each line of a file: a verb and its arguments, with tabs between them
 //
 // Exit status: 0, or the Windows error, which the output ends with then, and with what failed.
+#include "src/platform/unique_handle.h"
+
 #include <windows.h>
 
 #include <aclapi.h>
@@ -32,10 +34,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <system_error>
-#include <type_traits>
 #include <vector>
 
 namespace
@@ -104,16 +104,9 @@ SC_HANDLE Manager()
 }
 
 // A service is there until nobody has a handle of it.
-struct ServiceCloser
+UniqueServiceHandle Open(const std::wstring& service)
 {
-    void operator()(SC_HANDLE service) const { CloseServiceHandle(service); }
-};
-
-using Service = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ServiceCloser>;
-
-Service Open(const std::wstring& service)
-{
-    return Service{OpenServiceW(Manager(), service.c_str(), SERVICE_ALL_ACCESS)};
+    return UniqueServiceHandle{OpenServiceW(Manager(), service.c_str(), SERVICE_ALL_ACCESS)};
 }
 
 // A list of texts with zeros behind them, from one with slashes between them. No text makes no list.
@@ -124,11 +117,11 @@ std::wstring MultiString(std::wstring texts)
     return texts.empty() ? texts : texts + L'\0';
 }
 
-int Describe(const Service& service, std::wstring text)
+int Describe(const UniqueServiceHandle& service, std::wstring text)
 {
     SERVICE_DESCRIPTIONW description{text.data()};
     return text.empty() ? 0
-                        : ExitStatus(ChangeServiceConfig2W(service.get(), SERVICE_CONFIG_DESCRIPTION, &description));
+                        : ExitStatus(ChangeServiceConfig2W(service.Get(), SERVICE_CONFIG_DESCRIPTION, &description));
 }
 
 int Create(const Words& words)
@@ -143,38 +136,38 @@ int Create(const Words& words)
     const std::wstring group = word(7);
     const std::wstring dependencies = MultiString(word(8));
     const std::wstring account = word(9);
-    if (const Service service = Open(word(1)))
+    if (const UniqueServiceHandle service = Open(word(1)))
     {
-        if (!ChangeServiceConfigW(service.get(), number(4, SERVICE_NO_CHANGE), number(5, SERVICE_NO_CHANGE),
+        if (!ChangeServiceConfigW(service.Get(), number(4, SERVICE_NO_CHANGE), number(5, SERVICE_NO_CHANGE),
                                   number(6, SERVICE_NO_CHANGE), orNull(path), orNull(group), nullptr,
                                   orNull(dependencies), orNull(account), nullptr, orNull(displayName)))
             return ExitStatus(FALSE);
         return Describe(service, word(10));
     }
-    const Service service{CreateServiceW(Manager(), word(1).c_str(), orNull(displayName), SERVICE_ALL_ACCESS,
-                                         number(4, SERVICE_WIN32_OWN_PROCESS), number(5, SERVICE_DEMAND_START),
-                                         number(6, SERVICE_ERROR_NORMAL), path.c_str(), orNull(group), nullptr,
-                                         orNull(dependencies), orNull(account), nullptr)};
-    return service == nullptr ? ExitStatus(FALSE) : Describe(service, word(10));
+    const UniqueServiceHandle service{CreateServiceW(
+        Manager(), word(1).c_str(), orNull(displayName), SERVICE_ALL_ACCESS, number(4, SERVICE_WIN32_OWN_PROCESS),
+        number(5, SERVICE_DEMAND_START), number(6, SERVICE_ERROR_NORMAL), path.c_str(), orNull(group), nullptr,
+        orNull(dependencies), orNull(account), nullptr)};
+    return service ? Describe(service, word(10)) : ExitStatus(FALSE);
 }
 
 int Path(const Words& words)
 {
-    return ExitStatus(ChangeServiceConfigW(Open(words[1]).get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+    return ExitStatus(ChangeServiceConfigW(Open(words[1]).Get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
                                            SERVICE_NO_CHANGE, words[2].c_str(), nullptr, nullptr, nullptr, nullptr,
                                            nullptr, nullptr));
 }
 
 int Start(const Words& words)
 {
-    const Service service = Open(words[1]);
-    return service == nullptr ? ExitStatus(FALSE) : ExitStatus(StartServiceW(service.get(), 0, nullptr));
+    const UniqueServiceHandle service = Open(words[1]);
+    return ExitStatus(service && StartServiceW(service.Get(), 0, nullptr));
 }
 
 int Delete(const Words& words)
 {
-    const Service service = Open(words[1]);
-    return service == nullptr ? 0 : ExitStatus(DeleteService(service.get()));
+    const UniqueServiceHandle service = Open(words[1]);
+    return service ? ExitStatus(DeleteService(service.Get())) : 0;
 }
 
 // The services that must run first, a multi-string: from the registry, because Wine keeps them there and does not
@@ -190,16 +183,16 @@ std::vector<wchar_t> Dependencies(const std::wstring& name)
 
 bool PrintService(const std::wstring& name)
 {
-    const Service service = Open(name);
+    const UniqueServiceHandle service = Open(name);
     std::vector<BYTE> configurationBytes(kBufferBytes);
     auto* configuration = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(configurationBytes.data());
     std::vector<BYTE> descriptionBytes(kBufferBytes);
     auto* description = reinterpret_cast<SERVICE_DESCRIPTIONW*>(descriptionBytes.data());
     SERVICE_STATUS status{};
     DWORD needed = 0;
-    if (service == nullptr || !QueryServiceStatus(service.get(), &status) ||
-        !QueryServiceConfigW(service.get(), configuration, kBufferBytes, &needed) ||
-        !QueryServiceConfig2W(service.get(), SERVICE_CONFIG_DESCRIPTION, descriptionBytes.data(), kBufferBytes,
+    if (!service || !QueryServiceStatus(service.Get(), &status) ||
+        !QueryServiceConfigW(service.Get(), configuration, kBufferBytes, &needed) ||
+        !QueryServiceConfig2W(service.Get(), SERVICE_CONFIG_DESCRIPTION, descriptionBytes.data(), kBufferBytes,
                               &needed))
         return false;
     std::printf("{\"state\": %lu, \"controlsAccepted\": %lu, \"type\": %lu, \"start\": %lu, \"errorControl\": %lu, "
@@ -249,11 +242,11 @@ constexpr DWORD kGone = 0; // the state of a service that is not there
 
 bool IsInState(const std::wstring& name, DWORD state)
 {
-    const Service service = Open(name);
-    if (service == nullptr)
+    const UniqueServiceHandle service = Open(name);
+    if (!service)
         return state == kGone;
     SERVICE_STATUS status{};
-    return QueryServiceStatus(service.get(), &status) && status.dwCurrentState == state;
+    return QueryServiceStatus(service.Get(), &status) && status.dwCurrentState == state;
 }
 
 bool AreInStates(const Words& words)
