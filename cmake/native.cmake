@@ -31,6 +31,10 @@ configure_file(winsim/core/string_table_texts.cpp.in ${CMAKE_CURRENT_BINARY_DIR}
 
 file(GLOB WINSIM_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/core/*.cpp
     ${PROJECT_SOURCE_DIR}/winsim/areas/*.cpp ${PROJECT_SOURCE_DIR}/winsim/api/*.cpp)
+# Exceptions have to find no way through this one.
+set_source_files_properties(winsim/core/stack_bottom.cpp PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON
+    SKIP_PRECOMPILE_HEADERS ON
+    COMPILE_OPTIONS "-fno-exceptions;-fno-unwind-tables;-fno-asynchronous-unwind-tables;-fno-optimize-sibling-calls")
 function(winsim_library target)
     target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/winsim/include)
     target_compile_definitions(${target} PUBLIC WINSIM_HOST)
@@ -105,6 +109,10 @@ target_include_directories(kelo_test_program PRIVATE ${PROJECT_SOURCE_DIR})
 winsim_program(kelo_test_program)
 set_target_properties(kelo_test_program PROPERTIES OUTPUT_NAME KeloCustomActionTests)
 
+# A program that ends in any way, to see what becomes of it.
+add_library(ending_program MODULE tests/support/ending_program.cpp)
+winsim_program(ending_program)
+
 include(GoogleTest)
 add_library(test_support STATIC tests/support/simulated_run.cpp)
 target_link_libraries(test_support PUBLIC winsim GTest::gmock GTest::gtest_main)
@@ -119,7 +127,7 @@ function(native_tests group)
     target_link_libraries(${group}_tests PRIVATE test_support)
     target_compile_options(${group}_tests PRIVATE ${KELO_WARNINGS})
     target_precompile_headers(${group}_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
-    add_dependencies(${group}_tests kelo-rehearse kelo_test_program kelo_library)
+    add_dependencies(${group}_tests kelo-rehearse kelo_test_program kelo_library ending_program)
     # The limit is for those that are asked to take long.
     gtest_discover_tests(${group}_tests TEST_PREFIX ${group}. PROPERTIES LABELS ${group} TIMEOUT 14400
         DISCOVERY_MODE PRE_TEST)

@@ -94,6 +94,8 @@ private:
 
     void CheckEnd()
     {
+        if (m_outcome.death)
+            Complain("it died: " + *m_outcome.death);
         if (m_places.empty())
             Complain("no planned failure was reached");
         const auto mayWait = [&](std::size_t place) { return MayWaitForEver(Failed(place), StepAt(m_steps, place)); };

@@ -68,6 +68,8 @@ FuzzedRun Judge(const winsim::Machine& machine, winsim::Outcome outcome)
 {
     for (const std::string& violation : outcome.violations)
         Fail("handles and memory: " + violation);
+    if (outcome.death)
+        Fail("it died: " + *outcome.death);
     if (outcome.isEndless)
         Fail("it waits for ever");
     FuzzedRun run;

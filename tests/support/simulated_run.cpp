@@ -90,6 +90,8 @@ SimulatedRun Finish(const winsim::Machine& before, winsim::Outcome outcome, cons
     run.endScript = ScriptOf(outcome, outcome.bodyEnd, outcome.calls.size());
     for (const std::string& violation : options.mayViolate ? std::vector<std::string>() : outcome.violations)
         ADD_FAILURE() << "handles and memory: " << violation;
+    if (outcome.death)
+        ADD_FAILURE() << "the program died: " << *outcome.death;
     if (outcome.isEndless && !options.mayBeEndless)
         ADD_FAILURE() << "the run would wait for ever";
     run.outcome = std::move(outcome);

@@ -1,6 +1,8 @@
 // The process itself: its command line, identifiers, memory and environment.
 #include "winsim/api/local_memory.h"
+#include "winsim/api/program_exit.h"
 #include "winsim/core/gate.h"
+#include "winsim/core/process_code.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
@@ -16,6 +18,7 @@ using winsim::Call;
 using winsim::CallKind;
 using winsim::Json;
 using winsim::kBlock;
+using winsim::LeaveProcessCode;
 using winsim::Simulation;
 
 namespace
@@ -126,6 +129,26 @@ LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs)
     *pNumArgs = static_cast<int>(words.size());
     call.Out("pNumArgs", *pNumArgs).Out("argv", list);
     return call.Done(argv);
+}
+
+void WINAPI ExitProcess(UINT uExitCode)
+{
+    {
+        Call call{"ExitProcess"};
+        call.In("uExitCode", uExitCode);
+        Simulation::Current().EndItself(uExitCode);
+    }
+    LeaveProcessCode();
+}
+
+void winsim_exit(int status)
+{
+    {
+        Call call{"exit"};
+        call.In("status", status);
+        Simulation::Current().SetExitCode(static_cast<std::uint32_t>(status));
+    }
+    LeaveProcessCode();
 }
 
 HANDLE WINAPI GetCurrentProcess()

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <vector>
 
 using winsim::Call;
@@ -39,20 +40,24 @@ struct OpenProcessHandle
 };
 
 // What a handle to a process with the needed rights stands for. When there is none, sets the error.
-const OpenProcessHandle* OpenedWith(DWORD neededAccess, HANDLE handle, const char* call, DWORD& error)
+std::optional<OpenProcessHandle> OpenedWith(DWORD neededAccess, HANDLE handle, const char* call, DWORD& error)
 {
+    const Simulation& simulation = Simulation::Current();
+    // The handle of the current process, which nobody opens.
+    if (handle == INVALID_HANDLE_VALUE)
+        return OpenProcessHandle{simulation.machine.process.processId, kProcessAllAccess};
     const auto* open = Simulation::Current().handles.Find<OpenProcessHandle>(handle, kProcess, call);
     if (open == nullptr)
     {
         error = ERROR_INVALID_HANDLE;
-        return nullptr;
+        return std::nullopt;
     }
     if ((open->access & neededAccess) != neededAccess)
     {
         error = ERROR_ACCESS_DENIED;
-        return nullptr;
+        return std::nullopt;
     }
-    return open;
+    return *open;
 }
 
 // Where a command line's program ends and its arguments begin.
@@ -219,8 +224,8 @@ DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds)
     if (const auto fault = call.Fault())
         return call.Fail(WAIT_FAILED, *fault);
     DWORD error = ERROR_SUCCESS;
-    const auto* open = OpenedWith(SYNCHRONIZE, hHandle, "WaitForSingleObject", error);
-    if (open == nullptr)
+    const auto open = OpenedWith(SYNCHRONIZE, hHandle, "WaitForSingleObject", error);
+    if (!open)
         return call.Fail(WAIT_FAILED, error);
     const bool ended = Simulation::Current().WaitForProcess(
         open->id,
@@ -235,8 +240,8 @@ BOOL WINAPI GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode)
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     DWORD error = ERROR_SUCCESS;
-    const auto* open = OpenedWith(PROCESS_QUERY_INFORMATION, hProcess, "GetExitCodeProcess", error);
-    if (open == nullptr)
+    const auto open = OpenedWith(PROCESS_QUERY_INFORMATION, hProcess, "GetExitCodeProcess", error);
+    if (!open)
         return call.Fail(FALSE, error);
     const ChildProcess* child = Simulation::Current().FindChild(open->id);
     *lpExitCode = child != nullptr && child->hasEnded ? child->run.exitCode : STILL_ACTIVE;
@@ -269,8 +274,8 @@ BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode)
         return call.Fail(FALSE, *fault);
     Simulation& simulation = Simulation::Current();
     DWORD error = ERROR_SUCCESS;
-    const auto* open = OpenedWith(PROCESS_TERMINATE, hProcess, "TerminateProcess", error);
-    if (open == nullptr)
+    const auto open = OpenedWith(PROCESS_TERMINATE, hProcess, "TerminateProcess", error);
+    if (!open)
         return call.Fail(FALSE, error);
     const RunningProcess* process = simulation.machine.processes.Find(open->id);
     if (process == nullptr)
@@ -309,8 +314,8 @@ BOOL WINAPI EnumProcessModules(HANDLE hProcess, HMODULE* lphModule, DWORD cb, LP
         return call.Fail(FALSE, *fault);
     Simulation& simulation = Simulation::Current();
     DWORD error = ERROR_SUCCESS;
-    const auto* open = OpenedWith(kReadModules, hProcess, "EnumProcessModules", error);
-    if (open == nullptr)
+    const auto open = OpenedWith(kReadModules, hProcess, "EnumProcessModules", error);
+    if (!open)
         return call.Fail(FALSE, error);
     const RunningProcess* process = simulation.machine.processes.Find(open->id);
     if (process == nullptr || process->name.empty())
@@ -336,8 +341,8 @@ DWORD WINAPI GetModuleBaseNameA(HANDLE hProcess, HMODULE hModule, LPSTR lpBaseNa
         return call.Fail(DWORD{0}, *fault);
     Simulation& simulation = Simulation::Current();
     DWORD error = ERROR_SUCCESS;
-    const auto* open = OpenedWith(kReadModules, hProcess, "GetModuleBaseNameA", error);
-    if (open == nullptr)
+    const auto open = OpenedWith(kReadModules, hProcess, "GetModuleBaseNameA", error);
+    if (!open)
         return call.Fail(DWORD{0}, error);
     const RunningProcess* process = simulation.machine.processes.Find(open->id);
     if (process == nullptr || nSize == 0)

@@ -13,9 +13,6 @@ using winsim::Simulation;
 namespace
 {
 
-// A process that was ended may still ask the time in a loop: it passes a minute at a time then.
-constexpr DWORD kEndedTickMs = 60000;
-
 // When a zone with daylight saving time changes to and fro: at two o'clock on the first Sunday of November and the
 // second one of March. A machine's description says whether it is daylight saving time now, so that only the months'
 // being there matters.
@@ -76,10 +73,7 @@ DWORD WINAPI GetTimeZoneInformation(LPTIME_ZONE_INFORMATION lpTimeZoneInformatio
 DWORD WINAPI GetTickCount()
 {
     Call call{"GetTickCount"};
-    Simulation& simulation = Simulation::Current();
-    if (simulation.IsEnded())
-        simulation.Advance(kEndedTickMs);
-    return call.Done(simulation.machine.clock.tickCount);
+    return call.Done(Simulation::Current().machine.clock.tickCount);
 }
 
 void WINAPI Sleep(DWORD dwMilliseconds)

@@ -11,14 +11,9 @@ namespace winsim
 namespace
 {
 
-struct AccessViolation
-{};
-struct DivisionByZero
-{};
-
 constexpr ThrownThing kThrownThings[] = {
-    {"access violation", [] { throw AccessViolation{}; }},
-    {"division by zero", [] { throw DivisionByZero{}; }},
+    {"access violation", [] { throw ProcessorFault{"access violation", 0xC0000005}; }},
+    {"division by zero", [] { throw ProcessorFault{"division by zero", 0xC0000094}; }},
     {"C++ exception", [] { throw std::runtime_error("thrown by a library"); }},
     {"number", [] { throw 42; }},
 };

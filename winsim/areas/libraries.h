@@ -44,8 +44,14 @@ struct Library
 // Whether the file of a path is a resource library by its name.
 bool IsResourceLibrary(const std::string& path);
 
-// Something that can come out of a function instead of a result. The simulated machine has no faults of the processor:
-// they are exceptions of a type that nobody else knows.
+// A fault of the processor in a described function: an exception of a type that nobody but the machine knows.
+struct ProcessorFault
+{
+    const char* name;       // for people
+    std::uint32_t exitCode; // of a process that dies of it
+};
+
+// Something that can come out of a function instead of a result.
 struct ThrownThing
 {
     const char* name; // in descriptions

@@ -1,6 +1,7 @@
 // Records calls and makes them fail by plan.
 #include "winsim/core/gate.h"
 
+#include "winsim/core/process_code.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
@@ -75,11 +76,13 @@ std::string TextOf(const Fault& fault)
 Call::Call(std::string_view name, CallKind kind)
 {
     Simulation& simulation = Simulation::Current();
-    if (simulation.IsEnded())
+    if (simulation.IsOver())
     {
         m_fault = kOperationAborted;
         return;
     }
+    m_isReached = true;
+    simulation.CountCall();
     auto count = simulation.gate.counts.find(name);
     if (count == simulation.gate.counts.end())
         count = simulation.gate.counts.emplace(name, 0).first;
@@ -103,11 +106,16 @@ Call::Call(std::string_view name, CallKind kind)
 
 Call::~Call()
 {
-    if (!m_record)
-        return;
     Simulation& simulation = Simulation::Current();
-    m_record->error = m_status.value_or(simulation.lastError);
-    simulation.gate.records.push_back(std::move(*m_record));
+    if (m_record)
+    {
+        m_record->error = m_status.value_or(simulation.lastError);
+        simulation.gate.records.push_back(std::move(*m_record));
+        m_record.reset();
+    }
+    // The call that ended the process does not come back to it.
+    if (m_isReached && simulation.IsOver() && IsInProcessCode())
+        LeaveProcessCode();
 }
 
 std::int32_t Call::Status(std::uint32_t status)

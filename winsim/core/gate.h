@@ -70,6 +70,7 @@ class Call
 {
 public:
     explicit Call(std::string_view name, CallKind kind = CallKind::Ordinary);
+    // Does not come back when the process is over since this call.
     ~Call();
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
@@ -93,8 +94,8 @@ public:
     // Whether parameters are noted at all.
     bool IsRecording() const { return m_isNoting; }
 
-    // The error that the fault plan wants this call to fail with, if it does. In a process that was ended the plan
-    // wants every call to fail.
+    // The error that the fault plan wants this call to fail with, if it does. In a process that is over every call
+    // fails.
     std::optional<std::uint32_t> Fault() const { return m_fault; }
 
     // Whether the fault plan wants this call to succeed with nothing.
@@ -150,6 +151,7 @@ private:
     std::optional<std::uint32_t> m_status;
     std::optional<CallRecord> m_record; // only when calls are recorded
     bool m_isNoting = false;            // its parameters
+    bool m_isReached = false;           // the process was not over yet
 };
 
 } // namespace winsim

@@ -74,6 +74,8 @@ public:
 
     // What was done wrong, and what is still open, except for kinds that may stay open.
     std::vector<std::string> Violations() const;
+    // What was done wrong, in a process that Windows tidies up after.
+    const std::vector<std::string>& Misuses() const { return m_violations; }
 
     // A kind whose handles may stay open to the process's end.
     void MayStayOpen(const std::string& kind) { m_mayStayOpen.push_back(kind); }

@@ -3,6 +3,7 @@
 
 #include "winsim/core/gate.h"
 #include "winsim/core/machine.h"
+#include "winsim/core/process_code.h"
 
 #include <cstdint>
 #include <optional>
@@ -27,8 +28,8 @@ struct RunOptions
 // What a run was.
 struct Outcome
 {
-    int exitCode = 0;
-    Machine machine; // afterwards
+    int exitCode = 0; // of a process that died what Windows gives it; of an endless one -1, as it was ended
+    Machine machine;  // afterwards
     std::string standardOutput;
     std::vector<CallRecord> calls;
     std::size_t bodyBegin = 0; // where in `calls` static initialisation ends and the entry begins
@@ -36,7 +37,8 @@ struct Outcome
     std::map<std::string, unsigned, std::less<>> callCounts;
     std::vector<std::string> violations; // handles and memory treated wrongly
     std::uint64_t clockMs = 0;           // how long it took
-    bool isEndless = false;              // it was ended for waiting beyond the bound
+    bool isEndless = false; // it was ended for waiting beyond the bound, or for calling on while no time passes
+    std::optional<std::string> death; // what it died of, such as "access violation"; not given: it did not
 };
 
 // A program built as a shared object. Each run loads it anew, so that its static objects are made, used and destroyed
@@ -63,8 +65,9 @@ public:
                  const std::vector<std::string>& arguments, std::string& result) const;
 
 private:
-    template <typename Entry>
-    Outcome RunEntry(const Machine& machine, const RunOptions& options, Entry entry) const;
+    // `find(image)` finds an entry and gives what calls it and returns its exit code.
+    template <typename Find>
+    Outcome RunEntry(const Machine& machine, const RunOptions& options, Find find) const;
 
     std::string m_path;
 };

@@ -41,11 +41,13 @@ bool HoldsSecret(std::string_view memory)
 
 void* winsim_allocate(std::size_t size)
 {
-    const winsim::Simulation* simulation = winsim::Simulation::Running();
+    winsim::Simulation* const simulation = winsim::Simulation::Running();
     if (simulation != nullptr && size > simulation->machine.process.largestBlock)
         throw std::bad_alloc();
     void* memory = ::operator new(size);
     std::memset(memory, kUnwritten, malloc_usable_size(memory));
+    if (simulation != nullptr)
+        simulation->programMemory.insert(memory);
     return memory;
 }
 
@@ -53,6 +55,8 @@ void winsim_free(void* memory)
 {
     if (memory == nullptr)
         return;
+    if (winsim::Simulation* const simulation = winsim::Simulation::Running())
+        simulation->programMemory.erase(memory);
     if (HoldsSecret({static_cast<const char*>(memory), malloc_usable_size(memory)}))
         winsim::Simulation::Current().handles.NoteViolation("memory was freed with a password in it");
     ::operator delete(memory);

@@ -17,6 +17,9 @@ namespace winsim
 namespace
 {
 
+// Among thousands of processes the program makes a tenth of these between two waits.
+constexpr std::uint32_t kMostCallsAtOneTime = 100000;
+
 Simulation* g_current = nullptr;
 
 } // namespace
@@ -56,13 +59,27 @@ Simulation* Simulation::Running()
 void Simulation::Advance(std::uint64_t ms)
 {
     m_clockMs += ms;
+    if (ms != 0)
+        m_callsSinceTimePassed = 0;
     const std::vector<std::string> stopping = machine.services.MarkedAndNotStopped();
     machine.Advance(ms);
     for (const std::string& name : stopping)
         RemoveDeletedService(name);
     EndDueChildren();
     if (m_clockMs > m_clockBoundMs)
-        m_isEnded = true;
+        m_isEndless = m_isOver = true;
+}
+
+void Simulation::CountCall()
+{
+    if (++m_callsSinceTimePassed > kMostCallsAtOneTime)
+        m_isEndless = m_isOver = true;
+}
+
+void Simulation::EndItself(std::uint32_t exitCode)
+{
+    m_exitCode = exitCode;
+    m_isOver = true;
 }
 
 const ChildProcess& Simulation::StartChild(const std::string& program, const ProgramRun& run)
@@ -90,6 +107,8 @@ bool Simulation::WaitForProcess(std::uint32_t id, std::optional<std::uint64_t> l
 
 void Simulation::EndProcess(std::uint32_t id, std::uint32_t exitCode)
 {
+    if (id == machine.process.processId)
+        return EndItself(exitCode);
     machine.processes.Remove(id);
     const auto child = m_children.find(id);
     if (child == m_children.end())

@@ -11,6 +11,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace winsim
@@ -38,6 +39,7 @@ public:
     std::string standardOutput;
     std::vector<bool> comApartments; // the innermost last; whether each could be entered
     bool isComMultithreaded = false;
+    std::unordered_set<void*> programMemory;              // what the program allocated and has not freed
     std::map<std::string, std::size_t> propertyQuestions; // how often each installer property was asked for
 
     // The passwords that must not get out of the process.
@@ -46,13 +48,22 @@ public:
     // Milliseconds since the process began.
     std::uint64_t ClockMs() const { return m_clockMs; }
 
-    // Lets time pass. When it passes the bound, the process is ended: from then on no call reaches the machine, every
-    // call fails, and the program runs out through its failure paths.
+    // Lets time pass. When it passes the bound, the process is endless, and over.
     void Advance(std::uint64_t ms);
     void SetClockBound(std::uint64_t ms) { m_clockBoundMs = ms; }
 
-    // Whether the process was ended because it waited beyond the bound.
-    bool IsEnded() const { return m_isEnded; }
+    // Counts a call. A process that makes too many of them while no time passes is endless, and over.
+    void CountCall();
+    bool IsEndless() const { return m_isEndless; }
+
+    // Ends the process that is running. Once it is over, no call reaches the machine and every call fails.
+    void EndItself(std::uint32_t exitCode);
+    bool IsOver() const { return m_isOver; }
+    void SetOver() { m_isOver = true; }
+
+    // What the process ended itself with.
+    std::optional<std::uint32_t> ExitCode() const { return m_exitCode; }
+    void SetExitCode(std::uint32_t exitCode) { m_exitCode = exitCode; }
 
     // Other processes: started, waited for (without a limit when none is given; true when it has ended), ended from
     // outside. A child is found also when it has ended.
@@ -79,7 +90,10 @@ private:
     char m_foreignModule = 0;
     std::uint64_t m_clockMs = 0;
     std::uint64_t m_clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000;
-    bool m_isEnded = false;
+    std::uint32_t m_callsSinceTimePassed = 0;
+    bool m_isEndless = false;
+    bool m_isOver = false;
+    std::optional<std::uint32_t> m_exitCode;
 };
 
 } // namespace winsim

@@ -1,13 +1,17 @@
 // The runtime that a simulated program is linked with. A program's wide characters have 16 bits, which the host's own
 // wide functions do not know, and its standard-library streams belong to the simulated machine.
+#include "winsim/api/program_exit.h"
 #include "winsim/api/streams.h"
 
 #include "msvcrt.h"
-#include "winsim_types.h"
+#include "winbase.h"
 
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <cxxabi.h>
+
+extern "C" void* __dso_handle;
 
 extern "C"
 {
@@ -80,6 +84,22 @@ extern "C"
     int fclose(std::FILE* stream)
     {
         return winsim_fclose(stream);
+    }
+
+    void exit(int status)
+    {
+        winsim_exit(status);
+    }
+
+    void _Exit(int status)
+    {
+        ExitProcess(static_cast<UINT>(status));
+    }
+
+    // What Windows' start-up code does when a program is over; the compiler registered it with the image's handle.
+    void WinsimDestroyStatics()
+    {
+        abi::__cxa_finalize(&__dso_handle);
     }
 
     int printf(const char* format, ...)

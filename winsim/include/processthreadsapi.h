@@ -59,4 +59,5 @@ extern "C"
     BOOL WINAPI GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode);
     HANDLE WINAPI OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwProcessId);
     BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode);
+    [[noreturn]] void WINAPI ExitProcess(UINT uExitCode);
 }
