@@ -292,6 +292,47 @@ TEST(StartServiceW, FailsForAServiceThatDependsOnAMissingOne)
     EXPECT_EQ(Start(OpenService{L"KeloOrphan"}.Get()), static_cast<DWORD>(ERROR_SERVICE_DEPENDENCY_DELETED));
 }
 
+TEST(StartServiceW, WaitsForWhatTheServiceDependsOn)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine does not look at what a service depends on";
+    const OpenService needed{L"KeloSlowToStart"};
+    const OpenService service{L"KeloPatient"};
+    const DWORD before = GetTickCount();
+    EXPECT_EQ(Start(service.Get()), 0u);
+    EXPECT_GE(GetTickCount() - before, 1200u);
+    EXPECT_EQ(StateOf(needed.Get()), static_cast<DWORD>(SERVICE_RUNNING));
+    EXPECT_EQ(StateOf(service.Get()), static_cast<DWORD>(SERVICE_START_PENDING));
+}
+
+TEST(StartServiceW, WaitsForWhatIsOnItsWay)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine does not look at what a service depends on";
+    const OpenService needed{L"KeloSlowToStart"};
+    const OpenService service{L"KeloPatient"};
+    EXPECT_EQ(Start(needed.Get()), 0u);
+    Sleep(700);
+    const DWORD before = GetTickCount();
+    EXPECT_EQ(Start(service.Get()), 0u);
+    const DWORD passed = GetTickCount() - before;
+    EXPECT_GE(passed, 500u);
+    EXPECT_LT(passed, 1200u);
+    EXPECT_EQ(StateOf(needed.Get()), static_cast<DWORD>(SERVICE_RUNNING));
+}
+
+TEST(StartServiceW, FailsWhenWhatTheServiceDependsOnStopsOrHangsWhileItStarts)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine does not look at what a service depends on";
+    for (const wchar_t* name : {L"KeloDisappointed", L"KeloForsaken"})
+    {
+        const OpenService service{name};
+        EXPECT_EQ(Start(service.Get()), static_cast<DWORD>(ERROR_SERVICE_DEPENDENCY_FAIL)) << Shown(name);
+        EXPECT_EQ(StateOf(service.Get()), static_cast<DWORD>(SERVICE_STOPPED)) << Shown(name);
+    }
+}
+
 TEST(StartServiceA, BeginsAStartAndDoesNotWaitForItsEnd)
 {
     const OpenService service{L"KeloStarting"};

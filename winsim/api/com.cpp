@@ -38,6 +38,11 @@ std::string TextOf(const GUID& id)
                        id.Data4[1], fmt::join(id.Data4 + 2, id.Data4 + 8, ""));
 }
 
+bool IsSuccess(std::uint32_t result)
+{
+    return static_cast<HRESULT>(result) >= 0;
+}
+
 bool IsInApartment()
 {
     const auto& apartments = Simulation::Current().comApartments;
@@ -73,8 +78,9 @@ HRESULT WINAPI CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit)
         return call.Status(static_cast<std::uint32_t>(RPC_E_CHANGED_MODE));
     const auto fault = call.Fault();
     // A scope leaves the apartment whether or not the plan let it enter: both are counted. A thread that is said to be
-    // in an apartment of another kind is in one nevertheless.
-    simulation.comApartments.push_back(!fault || *fault == static_cast<std::uint32_t>(RPC_E_CHANGED_MODE));
+    // in an apartment already, of this kind or another, is in one.
+    simulation.comApartments.push_back(!fault || IsSuccess(*fault) ||
+                                       *fault == static_cast<std::uint32_t>(RPC_E_CHANGED_MODE));
     if (fault)
         return call.Status(*fault);
     return call.Status(static_cast<std::uint32_t>(wasInApartment ? S_FALSE : S_OK));

@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstring>
 
 using winsim::Call;
@@ -17,15 +18,14 @@ using winsim::Simulation;
 namespace
 {
 
-// The identifiers that stand for the user's or the system's language.
-constexpr LANGID kNeutral = 0x0000;
-constexpr LANGID kUserDefault = 0x0400;
-constexpr LANGID kSystemDefault = 0x0800;
+// The identifiers that stand for the user's language, for the system's, and for a language of somebody's own making,
+// which nobody made here.
+constexpr LANGID kDefaults[] = {0x0000, 0x0400, 0x0800, 0x0C00, 0x1000, 0x1400};
 
 const Language* LanguageOf(LCID locale)
 {
     const auto id = static_cast<LANGID>(locale);
-    const bool isDefault = id == kNeutral || id == kUserDefault || id == kSystemDefault;
+    const bool isDefault = std::ranges::find(kDefaults, id) != std::end(kDefaults);
     return winsim::FindLanguage(isDefault ? Simulation::Current().machine.windows.userLanguage : id);
 }
 
@@ -44,7 +44,7 @@ int WINAPI GetLocaleInfoA(LCID Locale, LCTYPE LCType, LPSTR lpLCData, int cchDat
     if (LCType == LOCALE_SISO639LANGNAME)
         text = language->isoName;
     else if (LCType == LOCALE_ILANGUAGE)
-        text = fmt::format("{:04x}", language->id);
+        text = fmt::format("{:04x}", language->variant);
     else
         return call.Fail(0, ERROR_INVALID_FLAGS);
 

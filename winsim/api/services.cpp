@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
+#include <vector>
 
 using winsim::Call;
 using winsim::Json;
@@ -82,10 +84,49 @@ Json Noted(const SERVICE_STATUS& status)
             {"dwWaitHint", status.dwWaitHint}};
 }
 
-// Starts a service and what it depends on. Returns a Win32 error.
-DWORD Start(const std::string& name, unsigned depth = 0)
+// How long the manager waits for a starting service that shows no progress and gives no hint of its own.
+constexpr std::uint64_t kPatienceMs = 30000;
+
+// Waits until a service is not starting any more. True when it then runs; a service that hangs does not.
+bool WaitForStart(const std::string& name)
+{
+    Simulation& simulation = Simulation::Current();
+    std::uint64_t waitedMs = 0;
+    while (!simulation.IsOver())
+    {
+        const Service* service = simulation.machine.services.Find(name);
+        if (service == nullptr || service->status.state != SERVICE_START_PENDING)
+            return service != nullptr && !service->IsStopped();
+        const winsim::ServiceStatus status = service->status;
+        const std::uint64_t patienceMs = std::max<std::uint64_t>(status.waitHint, kPatienceMs);
+        if (waitedMs >= patienceMs)
+            return false;
+        const std::uint64_t nextMs = service->steps.empty() ? patienceMs : service->steps.front().afterMs;
+        const std::uint64_t passMs = std::min(nextMs, patienceMs - waitedMs);
+        simulation.Advance(passMs);
+        service = simulation.machine.services.Find(name);
+        waitedMs = service != nullptr && service->status == status ? waitedMs + passMs : 0;
+    }
+    return false;
+}
+
+DWORD Start(const std::string& name, unsigned depth = 0);
+
+// Sees to it that a service runs that another one depends on. Returns a Win32 error.
+DWORD StartDependency(const std::string& name, unsigned depth)
 {
     constexpr unsigned kDeepest = 32;
+    const Service* dependency = Simulation::Current().machine.services.Find(name);
+    if (dependency == nullptr)
+        return ERROR_SERVICE_DEPENDENCY_DELETED;
+    if (dependency->IsStopped() && (depth == kDeepest || Start(name, depth + 1) != ERROR_SUCCESS))
+        return ERROR_SERVICE_DEPENDENCY_FAIL;
+    return WaitForStart(name) ? ERROR_SUCCESS : ERROR_SERVICE_DEPENDENCY_FAIL;
+}
+
+// Starts a service once all that it depends on runs. Returns a Win32 error.
+DWORD Start(const std::string& name, unsigned depth)
+{
     winsim::Services& services = Simulation::Current().machine.services;
     Service* service = services.Find(name);
     if (service == nullptr)
@@ -96,14 +137,15 @@ DWORD Start(const std::string& name, unsigned depth = 0)
         return ERROR_SERVICE_DISABLED;
     if (!service->IsStopped())
         return ERROR_SERVICE_ALREADY_RUNNING;
-    for (const std::string& needed : service->dependencies)
+    // A wait may change the services.
+    for (const std::string& needed : std::vector(service->dependencies))
     {
-        const Service* dependency = services.Find(needed);
-        if (dependency == nullptr)
-            return ERROR_SERVICE_DEPENDENCY_DELETED;
-        if (dependency->IsStopped() && (depth == kDeepest || Start(needed, depth + 1) != ERROR_SUCCESS))
-            return ERROR_SERVICE_DEPENDENCY_FAIL;
+        if (const DWORD error = StartDependency(needed, depth); error != ERROR_SUCCESS)
+            return error;
     }
+    service = services.Find(name);
+    if (service == nullptr)
+        return ERROR_SERVICE_DOES_NOT_EXIST;
     if (service->onStart.error != 0)
         return service->onStart.error;
     service->Begin(service->onStart);
@@ -117,7 +159,7 @@ BOOL StartThrough(Call& call, SC_HANDLE handle)
     DWORD error = ERROR_SUCCESS;
     const Service* service = ServiceOf(handle, SERVICE_START, "StartService", error);
     if (service != nullptr)
-        error = Start(service->name);
+        error = Start(std::string(service->name));
     return error != ERROR_SUCCESS ? call.Fail(FALSE, error) : call.Done(TRUE);
 }
 

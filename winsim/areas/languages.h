@@ -1,19 +1,12 @@
-// The languages that Windows knows.
+// Looks languages up by their numbers.
 #pragma once
 
-#include <cstdint>
+#include "winsim/areas/language_table.h"
 
 namespace winsim
 {
 
-struct Language
-{
-    std::uint16_t id;    // such as 0x0407: the language in its low ten bits, its variant in the others
-    const char* isoName; // of ISO 639: two letters, or three for a language that has no two
-};
-
-// A language by its identifier, also one without a variant, which stands for the language's first one; null for one
-// that is not known.
+// A language by its identifier, also one without a variant; null for one that is not known.
 const Language* FindLanguage(std::uint16_t id);
 
 } // namespace winsim

@@ -21,7 +21,18 @@ struct Place
 constexpr Place kInInstallerData{"/PASSWORD=", " /"};
 // No value holds a " /", so this is the closing quotation mark whatever else stands in the password.
 constexpr Place kInCommandLine{"/P:\"", "\" /"};
-constexpr Place kPlaces[] = {kInInstallerData, kInCommandLine};
+// A command line's first: a password in it may hold the introduction of the other.
+constexpr Place kPlaces[] = {kInCommandLine, kInInstallerData};
+
+// A value of the installer data, and what introduces it in a command line.
+struct Value
+{
+    std::string_view key;
+    std::string_view option;
+};
+
+// A key counts wherever it stands: when that is in the password, the rest of the password is that key's value too.
+constexpr Value kOtherValues[] = {{"/CAPTION=", "/C:\""}, {"/INFO=", "/I:\""}, {"/TSS_VENDOR=", "/T:\""}};
 
 // Calls use(begin, length) for each password in a text; use gives the position where to go on.
 template <typename Use>
@@ -35,11 +46,36 @@ void ForEachSecret(const std::string& text, const Place& place, Use use)
     }
 }
 
+void ReplaceAll(std::string& text, const std::string& part, const std::string& replacement)
+{
+    for (std::size_t found = text.find(part); found != std::string::npos;
+         found = text.find(part, found + replacement.size()))
+        text.replace(found, part.size(), replacement);
+}
+
+// Hides the values of a command line that are the end of its password.
+std::string HideEndsOfPasswords(const std::string& commandLine)
+{
+    std::string hidden = commandLine;
+    ForEachSecret(commandLine, kInCommandLine, [&](std::size_t begin, std::size_t length) {
+        const std::string password = commandLine.substr(begin, length);
+        for (const Value& value : kOtherValues)
+        {
+            const std::size_t found = password.find(value.key);
+            if (found != std::string::npos && found + value.key.size() < password.size())
+                ReplaceAll(hidden, std::string(value.option) + password.substr(found + value.key.size()) + "\"",
+                           std::string(value.option).append(kStars) + "\"");
+        }
+        return begin + length;
+    });
+    return hidden;
+}
+
 } // namespace
 
 std::string HideSecrets(std::string_view text)
 {
-    std::string hidden(text);
+    std::string hidden = HideEndsOfPasswords(std::string(text));
     for (const Place& place : kPlaces)
     {
         ForEachSecret(hidden, place, [&](std::size_t begin, std::size_t length) {

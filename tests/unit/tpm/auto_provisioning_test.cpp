@@ -361,6 +361,13 @@ TEST(SetAutoProvisioning, AnApartmentOfAnotherKindWillDo)
     EXPECT_EQ(run.result, "0");
 }
 
+TEST(SetAutoProvisioning, AnApartmentThatWasEnteredBeforeWillDo)
+{
+    const SimulatedRun run =
+        CallFunction(MachineOf("{}"), "SetAutoProvisioning", {"false"}, {.faults = {"CoInitializeEx=1"}});
+    EXPECT_EQ(run.result, "0");
+}
+
 TEST(SetAutoProvisioning, WithoutAnyApartmentTheCallsAreAttemptedAllTheSame)
 {
     const SimulatedRun run =

@@ -28,6 +28,10 @@ const std::vector<std::string> kDataWithPassword{
     // The caption ends at a blank with a slash only, and so takes the password along.
     std::string("/CAPTION=c/PASSWORD=") + kPassword + " /INFO=i",
     std::string("/CAPTION=a/P:\"b /PASSWORD=") + kPassword + "\" /INFO=i",
+    // The password holds another key, so that its end is that key's value too.
+    std::string("/PASSWORD=x/CAPTION=") + kPassword + " /INFO=i",
+    std::string("/PASSWORD=x/TSS_VENDOR=y/INFO=") + kPassword,
+    std::string("/PASSWORD=x/PASSWORD=") + kPassword,
 };
 
 // All that is left of a run: records, log, events, files, registry. The description itself holds the password.
@@ -105,6 +109,15 @@ TEST(HideSecrets, PutsStarsInPlaceOfPasswordsAlone)
         {"x.exe /C:\"a/P:\"b\" /P:\"c\" /Y", "x.exe /C:\"a/P:\"***\" /P:\"***\" /Y"},
         {"x.exe /C:\"c/PASSWORD=p\" /I:\"i\" /Y", "x.exe /C:\"c/PASSWORD=*** /I:\"i\" /Y"},
         {"/password=shown", "/password=shown"},
+        {"/PASSWORD=x/CAPTION=y /INFO=i", "/PASSWORD=*** /INFO=i"},
+        {"/PASSWORD=x/PASSWORD=y /INFO=i", "/PASSWORD=*** /INFO=i"},
+        {"x.exe /C:\"y\" /P:\"x/CAPTION=y\" /Y", "x.exe /C:\"***\" /P:\"***\" /Y"},
+        {"x.exe /C:\"c\" /P:\"x/CAPTION=y\" /Y", "x.exe /C:\"c\" /P:\"***\" /Y"},
+        {"x.exe /C:\"y/INFO=z\" /I:\"z\" /P:\"x/CAPTION=y/INFO=z\" /T:\"NTRU\" /Y",
+         "x.exe /C:\"***\" /I:\"***\" /P:\"***\" /T:\"NTRU\" /Y"},
+        {"x.exe /P:\"x/TSS_VENDOR=y\" /T:\"y\" /Y", "x.exe /P:\"***\" /T:\"***\" /Y"},
+        {"x.exe /P:\"x/TSS_VENDOR=\" /Y", "x.exe /P:\"***\" /Y"},
+        {"x.exe /P:\"x/PASSWORD=y\" /T:\"NTRU\" /Y", "x.exe /P:\"***\" /T:\"NTRU\" /Y"},
     };
     for (const Case& c : kCases)
         EXPECT_EQ(winsim::HideSecrets(c.text), c.shown);
