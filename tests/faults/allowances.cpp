@@ -255,6 +255,7 @@ const std::vector<Silence> kSilences = {
     {.reason = "a file that is in use as ever",
      .calls = {"DeleteFileW"},
      .steps = {"virtual smart card"},
+     .argument = "KeloVReaderBody.dll",
      .lines = {"Remove SmartCard - couldn't directly delete"}},
     {"the line in front says that the file is to go later",
      {"MoveFileExW"},

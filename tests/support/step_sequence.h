@@ -28,11 +28,23 @@ public:
     }
 
     // Runs a function. Its result as text.
-    std::string Step(const std::string& function, const std::vector<std::string>& arguments = {})
+    std::string Step(const std::string& function, const std::vector<std::string>& arguments = {},
+                     const SimulatedRunOptions& options = {})
     {
-        const SimulatedRun run = CallFunction(m_machine, function, arguments);
+        return StepWithout({}, function, arguments, options);
+    }
+
+    // The same without some of its lines, which a function that runs on its own has around it.
+    std::string StepWithout(const Script& omitted, const std::string& function,
+                            const std::vector<std::string>& arguments = {}, const SimulatedRunOptions& options = {})
+    {
+        const SimulatedRun run = CallFunction(m_machine, function, arguments, options);
         const unsigned blocks = m_opened["block"] + BlocksOf(run.outcome);
-        Lines(run.script);
+        Script script = run.script;
+        std::erase_if(script, [&](const std::string& line) {
+            return std::find(omitted.begin(), omitted.end(), line) != omitted.end();
+        });
+        Lines(script);
         m_opened["block"] = blocks;
         m_machine = run.After();
         return run.result;

@@ -146,6 +146,31 @@ DWORD MissingProgramError(const std::string& path)
     return parent.empty() || files.IsDirectory(parent) ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
 }
 
+// A start-up record as it is recorded: all of its members.
+Json Noted(const STARTUPINFOW& startup)
+{
+    const auto text = [](const char16_t* wide) { return wide == nullptr ? Json() : Json(winsim::Utf8(wide)); };
+    const winsim::HandleTable& handles = Simulation::Current().handles;
+    return {{"cb", startup.cb},
+            {"lpReserved", text(startup.lpReserved)},
+            {"lpDesktop", text(startup.lpDesktop)},
+            {"lpTitle", text(startup.lpTitle)},
+            {"dwX", startup.dwX},
+            {"dwY", startup.dwY},
+            {"dwXSize", startup.dwXSize},
+            {"dwYSize", startup.dwYSize},
+            {"dwXCountChars", startup.dwXCountChars},
+            {"dwYCountChars", startup.dwYCountChars},
+            {"dwFillAttribute", startup.dwFillAttribute},
+            {"dwFlags", startup.dwFlags},
+            {"wShowWindow", startup.wShowWindow},
+            {"cbReserved2", startup.cbReserved2},
+            {"lpReserved2", handles.NameOf(startup.lpReserved2)},
+            {"hStdInput", handles.NameOf(startup.hStdInput)},
+            {"hStdOutput", handles.NameOf(startup.hStdOutput)},
+            {"hStdError", handles.NameOf(startup.hStdError)}};
+}
+
 // A command line as it is recorded: without the passwords in it.
 Json ShownCommandLine(LPCWSTR commandLine)
 {
@@ -170,7 +195,7 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
         .In("lpEnvironment", lpEnvironment)
         .In("lpCurrentDirectory", lpCurrentDirectory);
     if (call.IsRecording())
-        call.In("lpStartupInfo", Json{{"cb", lpStartupInfo->cb}, {"dwFlags", lpStartupInfo->dwFlags}});
+        call.In("lpStartupInfo", Noted(*lpStartupInfo));
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
 

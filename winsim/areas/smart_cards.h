@@ -13,8 +13,8 @@ namespace winsim
 
 struct SmartCards
 {
-    std::uint32_t managerStatus = 0; // what connecting to the resource manager comes to
-    std::vector<std::string> readers;
+    std::uint32_t managerStatus = 0;                     // what connecting to the resource manager comes to
+    std::vector<std::string> readers;                    // an empty name ends the list for whoever reads it
     std::optional<std::vector<std::string>> readersThen; // the readers once they have been listed
     std::uint32_t zerosMissing = 0;                      // at the end of the list that is handed out
 

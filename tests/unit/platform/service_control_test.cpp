@@ -585,4 +585,54 @@ TEST(RestartServiceByName, EachFailedQueryEndsTheWait)
                                {"afterMs": 1000, "state": "running"}]}})"));
 }
 
+// ---- Progress lines -----------------------------------------------------------------------------------------------
+
+// States that are the same to a wait and differ in the controls that the service then accepts.
+ReportedStatus Accepting(ReportedStatus status, unsigned controls)
+{
+    status.controls = controls;
+    return status;
+}
+
+const ReportedStatus kStopping64 = Accepting(kStopPending, 64);
+const ReportedStatus kStopping128 = Accepting(kStopPending, 128);
+const ReportedStatus kStarting64 = Accepting(kStartPending, 64);
+const ReportedStatus kStarting128 = Accepting(kStartPending, 128);
+
+constexpr char kChangingControls[] = R"({"state": "running",
+    "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "controlsAccepted": 64},
+                          {"afterMs": 300, "state": "stopPending", "controlsAccepted": 128},
+                          {"afterMs": 600, "state": "stopped"}]},
+    "onStart": {"states": [{"afterMs": 0, "state": "startPending", "controlsAccepted": 64},
+                           {"afterMs": 300, "state": "startPending", "controlsAccepted": 128},
+                           {"afterMs": 600, "state": "running"}]}})";
+
+const Script kStopsWithChangingControls = Joined(
+    Found(kControlAccess, kRunning), SendStop(kStopping64), "log: Stopping service", Polled(kStopping64, kStopping64),
+    Polled(kStopping64, kStopping128), Polled(kStopping128, kStopped), kHasStopped);
+
+TEST(ServiceWaits, AStopsProgressLinesShowTheControlsAcceptedThen)
+{
+    ExpectRun(CallWithName("StopServiceByName", MachineWith(kChangingControls)), "true",
+              Joined(kStopsWithChangingControls, kStopDone, kCloseBoth));
+}
+
+TEST(ServiceWaits, AStartsProgressLinesShowTheControlsAcceptedThen)
+{
+    Json service = Json::parse(kChangingControls);
+    service["state"] = "stopped";
+    ExpectRun(CallWithName("StartServiceByName", MachineWith(service)), "true",
+              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service",
+                     Polled(kStopped, kStarting64), Polled(kStarting64, kStarting128), Polled(kStarting128, kRunning),
+                     QueryStatus(kRunning), kStarted, kCloseBoth));
+}
+
+TEST(ServiceWaits, BothOfARestartsProgressLinesShowTheControlsAcceptedThen)
+{
+    ExpectRun(CallWithName("RestartServiceByName", MachineWith(kChangingControls)), "true",
+              Joined(kStopsWithChangingControls, "log: Starting service", kStartCall, QueryStatus(kStarting64),
+                     Tick(750), Polled(kStarting64, kStarting64), Tick(1000), Polled(kStarting64, kStarting128),
+                     Tick(1250), Polled(kStarting128, kRunning), Tick(1500), kRestarted, kCloseBoth));
+}
+
 } // namespace

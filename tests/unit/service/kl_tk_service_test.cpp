@@ -346,4 +346,28 @@ TEST(TimedStop, TheLimitIsMeasuredAcrossTheTickCountsTurn)
     EXPECT_EQ(run.log, (Script{"Service stop timed out."}));
 }
 
+TEST(TimedStop, TheNewestWaitHintIsTheOneThatIsSleptWhileAStopIsPending)
+{
+    const ReportedStatus first = WithHint(kStopPending, 700);
+    const ReportedStatus second = WithHint(kStopPending, 20);
+    ExpectRun(StopService(MachineWith(R"({
+                  "state": "stopPending", "waitHint": 700,
+                  "states": [{"afterMs": 600, "state": "stopPending", "waitHint": 20},
+                             {"afterMs": 710, "state": "stopped"}]})")),
+              "1",
+              WholeScript(QueryStatusEx(first), kAnnounced, Slept(700), QueryStatusEx(second), Tick(700), kAnnounced,
+                          Slept(20), QueryStatusEx(kStopped), "log: Service stopped successfully."));
+}
+
+TEST(TimedStop, TheWaitHintThatTheControlReportsReplacesTheOneBeforeIt)
+{
+    ExpectRun(StopService(MachineWith(R"({
+                  "state": "running", "waitHint": 9000,
+                  "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 30},
+                                        {"afterMs": 10, "state": "stopped"}]}})")),
+              "0",
+              WholeScript(QueryStatusEx(WithHint(kRunning, 9000)), SendStop(WithHint(kStopPending, 30)), Slept(30),
+                          QueryStatusEx(kStopped)));
+}
+
 } // namespace

@@ -1,4 +1,5 @@
 // Proves how the toolkit's service is installed, configured, started, stopped, unregistered and deleted.
+#include "tests/support/process_script.h"
 #include "tests/support/service_script.h"
 
 #include <gtest/gtest.h>
@@ -92,8 +93,8 @@ const Script kDependenciesChosen =
     Joined(kRegister, Probed(0, true), Probed(2, true), "log: This is Win8, no TBS Service....");
 
 const std::string kRun =
-    R"(CreateProcessW("C:\\Toolkit\\KlPCR.exe", "-Service", null, null, 0, 134217728, null, null, )"
-    R"({"cb":104,"dwFlags":0}))";
+    R"(CreateProcessW("C:\\Toolkit\\KlPCR.exe", "-Service", null, null, 0, 134217728, null, null, )" +
+    std::string(kStartup) + ")";
 const Script kRegistered =
     Joined(kRun + R"( = 1 lpProcessInformation:{"hProcess":"process#1","hThread":"thread#1","dwProcessId":4312,)"
                   R"("dwThreadId":4313})",
@@ -469,9 +470,8 @@ const Script kStoppedAlready = {kStopBegins, QueryStatusEx(kStopped), SendRefuse
 Script Unregistered(const std::string& program = R"(C:\Toolkit)")
 {
     return {"log: UnInstallTkService - unregister the service",
-            fmt::format(R"(CreateProcessW({}, "-UnregServer", null, null, 0, 134217728, null, null, )"
-                        R"({{"cb":104,"dwFlags":0}}) = 0)",
-                        Json(program).dump()),
+            fmt::format(R"(CreateProcessW({}, "-UnregServer", null, null, 0, 134217728, null, null, {}) = 0)",
+                        Json(program).dump(), kStartup),
             "log: UnInstallTkService - Unregisted the COM portion of the service"};
 }
 
@@ -552,6 +552,18 @@ TEST(UnInstallTkService, ServiceThatDoesNotStopIsNotUnregisteredButDeleted)
     EXPECT_TRUE(ServiceOf(run).isMarkedForDeletion);
 }
 
+TEST(UnInstallTkService, ServiceWhoseStopCannotBeFollowedIsNotUnregisteredButDeleted)
+{
+    const SimulatedRun run = UnInstall(MachineWithService(R"({
+        "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 500}]}})"),
+                                       {.faults = {"QueryServiceStatusEx#2=6"}});
+    ExpectRun(run, "0",
+              Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 500)),
+                     "Sleep(500)", R"(QueryServiceStatusEx("service#1", 0, 36) = 0)",
+                     "log: QueryServiceStatusEx failed (6)", kNotUnregistered, kDeleted));
+    EXPECT_TRUE(ServiceOf(run).isMarkedForDeletion);
+}
+
 TEST(UnInstallTkService, ServiceThatIsStillStartingIsNotToldAgainToStop)
 {
     const ReportedStatus starting = WithHint(kStartPending, 20000);
@@ -617,9 +629,10 @@ TEST(UnInstallTkService, UnregistrationIsWaitedForWithoutALimit)
     ExpectRun(
         run, "0",
         Joined(kOpened, LookedUp(path), kStoppedAlready, "log: UnInstallTkService - unregister the service",
-               R"(CreateProcessW("C:\\Toolkit\\KlPCR.exe", "-UnregServer", null, null, 0, 134217728, null, null, )"
-               R"({"cb":104,"dwFlags":0}) = 1 lpProcessInformation:{"hProcess":"process#1","hThread":"thread#1",)"
-               R"("dwProcessId":4312,"dwThreadId":4313})",
+               R"(CreateProcessW("C:\\Toolkit\\KlPCR.exe", "-UnregServer", null, null, 0, 134217728, null, null, )" +
+                   std::string(kStartup) +
+                   R"() = 1 lpProcessInformation:{"hProcess":"process#1","hThread":"thread#1",)"
+                   R"("dwProcessId":4312,"dwThreadId":4313})",
                R"(WaitForSingleObject("process#1", 4294967295) = 0)", R"(CloseHandle("process#1") = 1)",
                R"(CloseHandle("thread#1") = 1)", "log: UnInstallTkService - Unregisted the COM portion of the service",
                kDeleted));

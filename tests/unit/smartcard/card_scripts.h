@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tests/support/expected_script.h"
+#include "tests/support/process_script.h"
 #include "winsim/core/json.h"
 
 #include <string>
@@ -83,8 +84,8 @@ inline Script StagerRun(int ordinal, const std::string& folder, const std::strin
     const std::string code = std::to_string(exitCode);
     return {"log: " + commandLine,
             "CreateProcessW(null, " + Quoted(commandLine) + ", null, null, 0, 201326592, null, " + Quoted(folder) +
-                R"(, {"cb":104,"dwFlags":0}) = 1 lpProcessInformation:{"hProcess":)" + process + R"(,"hThread":)" +
-                thread + R"(,"dwProcessId":4312,"dwThreadId":4313})",
+                ", " + kStartup + R"() = 1 lpProcessInformation:{"hProcess":)" + process + R"(,"hThread":)" + thread +
+                R"(,"dwProcessId":4312,"dwThreadId":4313})",
             "log: Kelo Toolkit Installation -> DriverStager has been started, PID: 4312 TID: 4313",
             "WaitForSingleObject(" + process + ", 4294967295) = 0",
             "GetExitCodeProcess(" + process + ") = 1 lpExitCode:" + code,
@@ -99,7 +100,7 @@ inline Script StagerFailure(const std::string& folder, const std::string& argume
     const std::string commandLine = "\"" + folder + "\\DriverStager.exe\" " + arguments;
     return {"log: " + commandLine,
             "CreateProcessW(null, " + Quoted(commandLine) + ", null, null, 0, 201326592, null, " + Quoted(folder) +
-                R"(, {"cb":104,"dwFlags":0}) = 0)",
+                ", " + kStartup + ") = 0",
             "log: Kelo Toolkit Installation -> Failed to launch DriverStager rc: " + std::to_string(error)};
 }
 

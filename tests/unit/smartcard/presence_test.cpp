@@ -184,4 +184,13 @@ TEST(IsKlSCardInstalled, AContextThatCannotBeReleasedChangesNothing)
     EXPECT_THAT(run.log, ElementsAreArray(LogOf({kInstalled})));
 }
 
+TEST(IsKlSCardInstalled, AnEmptyNameEndsTheListForTheReadersBehindIt)
+{
+    const std::vector<std::string> hidden[] = {{"", kReader}, {"A 0", "", kReader}, {"", "", kReader}, {""}};
+    for (const auto& readers : hidden)
+        ExpectAnswer(CallFunction(Readers(readers), "IsKlSCardInstalled"), "false", Search(readers, {}));
+    const std::vector<std::string> seen{"A 0", kReader, ""};
+    ExpectAnswer(CallFunction(Readers(seen), "IsKlSCardInstalled"), "true", Search(seen, {kInstalled}));
+}
+
 } // namespace

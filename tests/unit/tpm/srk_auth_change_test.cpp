@@ -2,6 +2,7 @@
 #include "tests/unit/tpm/install_session.h"
 
 #include "tests/support/expected_script.h"
+#include "tests/support/process_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -130,13 +131,12 @@ Script AskForData(const std::string& data)
 Script RunTool(const std::string& ordinal, const std::string& arguments, std::uint32_t exitCode)
 {
     // The first run has ended when the second begins, so both get the same free identifier.
-    return {
-        R"(CreateProcessW(null, )" + Json(kTool + arguments).dump() +
-            R"(, null, null, 0, 0, null, null, {"cb":104,"dwFlags":0}) = 1 lpProcessInformation:{"hProcess":"process#)" +
-            ordinal + R"(","hThread":"thread#)" + ordinal + R"(","dwProcessId":4312,"dwThreadId":4313})",
-        R"(WaitForSingleObject("process#)" + ordinal + R"(", 4294967295) = 0)",
-        R"(GetExitCodeProcess("process#)" + ordinal + R"(") = 1 lpExitCode:)" + std::to_string(exitCode),
-        R"(CloseHandle("process#)" + ordinal + R"(") = 1)", R"(CloseHandle("thread#)" + ordinal + R"(") = 1)"};
+    return {R"(CreateProcessW(null, )" + Json(kTool + arguments).dump() + ", null, null, 0, 0, null, null, " +
+                kStartup + R"() = 1 lpProcessInformation:{"hProcess":"process#)" + ordinal + R"(","hThread":"thread#)" +
+                ordinal + R"(","dwProcessId":4312,"dwThreadId":4313})",
+            R"(WaitForSingleObject("process#)" + ordinal + R"(", 4294967295) = 0)",
+            R"(GetExitCodeProcess("process#)" + ordinal + R"(") = 1 lpExitCode:)" + std::to_string(exitCode),
+            R"(CloseHandle("process#)" + ordinal + R"(") = 1)", R"(CloseHandle("thread#)" + ordinal + R"(") = 1)"};
 }
 
 // The first line opens the log: a library must not do that while it is loaded.

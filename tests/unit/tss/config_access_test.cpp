@@ -165,6 +165,19 @@ TEST(SetPolicyDirectoryAccess, ADirectoryThatCannotBeMadeEndsIt)
                LogLine("SHCreateDirectoryExW error: 5 ")});
 }
 
+TEST(SetPolicyDirectoryAccess, AnyResultOfTheCreationButZeroIsAFailure)
+{
+    // 183: the directory came into being in the meantime.
+    for (const char* error : {"80", "183", "1", "206"})
+    {
+        const SimulatedRun run = Replace(kDirectory, "{}", {.faults = {std::string("SHCreateDirectoryExW=") + error}});
+        ExpectRun(run, "0",
+                  {kFolderLine, ReadLine(kDirectory, 3),
+                   CallLine("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, std::stoi(error)),
+                   LogLine(fmt::format("SHCreateDirectoryExW error: {} ", error))});
+    }
+}
+
 TEST(SetConfigFileAccess, AMissingFileIsMadeEmpty)
 {
     const SimulatedRun run =

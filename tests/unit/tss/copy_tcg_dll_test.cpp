@@ -117,6 +117,19 @@ TEST(CopyTCGDLL, AMissingSourceLeavesTheOldFileAtTheBackupsName)
     EXPECT_EQ(TextOf(run, kBackup), "old");
 }
 
+TEST(CopyTCGDLL, EachFailureIsLoggedWithItsOwnError)
+{
+    const SimulatedRun run =
+        Copy(MachineWith(), {.faults = {"CopyFileA#1=32", "DeleteFileA=19", "MoveFileA=183", "CopyFileA#2=112"}});
+    ExpectRun(run, "0",
+              Joined(kBegin, CopyLine(0), FirstFailure(32), CallLine("DeleteFileA", {kBackup}, 0),
+                     LogLine(fmt::format("CopyTCGDLL - Unable to Delete {} rc: 19", kBackup)),
+                     CallLine("MoveFileA", {kDestination, kBackup}, 0),
+                     LogLine(fmt::format("CopyTCGDLL - Unable to rename {} to {} rc: 183", kDestination, kBackup)),
+                     CopyLine(0),
+                     LogLine(fmt::format("CopyTCGDLL - Unable to copy file {} to {} rc: 112", kSource, kDestination))));
+}
+
 TEST(CopyTCGDLL, AReadOnlyFileIsMovedAsideToo)
 {
     const SimulatedRun run =

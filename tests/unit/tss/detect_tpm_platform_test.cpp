@@ -163,6 +163,39 @@ TEST(DetectTPMPlatform, ATpmThatIsNotActivatedIsAskedFurtherAndNotUsable)
     }
 }
 
+TEST(DetectTPMPlatform, ATpmThatIsNotActivatedStaysNotUsableWhateverIsAnsweredThen)
+{
+    struct Case
+    {
+        const char* exports;
+        Script asked;
+    };
+    const Script owned = kOwned;
+    const Case cases[] = {
+        {R"({"isOwned": 0})", Asked("isOwned", 0)},
+        {R"({"isOwned": 2})", Asked("isOwned", 2)},
+        {R"({"isOwned": -1})", Asked("isOwned", -1)},
+        {R"({"isOwned": null})", Joined(Missing("isOwned"), LogLine("Function isOwned() Not found"))},
+        {R"({"ValidSRKAuth": null})",
+         Joined(owned, Missing("ValidSRKAuth"), LogLine("Function ValidSRKAuth() Not found"))},
+        {R"({"ValidSRKAuth": 0})", Joined(owned, kSrkCorrect)},
+        {R"({"ValidSRKAuth": 1})",
+         Joined(owned, Asked("ValidSRKAuth", 1), LogLine("SRK is in incorrect auth format!"), kReported)},
+        {R"({"ValidSRKAuth": 2})",
+         Joined(owned, Asked("ValidSRKAuth", 2), LogLine("Cannot determine SRK auth format"))},
+        {R"({"ValidSRKAuth": -1})",
+         Joined(owned, Asked("ValidSRKAuth", -1), LogLine("Cannot determine SRK auth format"))},
+    };
+    for (const Case& one : cases)
+    {
+        SCOPED_TRACE(one.exports);
+        Json exports = Json::parse(one.exports);
+        exports["isActivated"] = 0;
+        ExpectRun(Detect(MachineWithChanged(exports.dump().c_str())), "false 10015",
+                  Whole(Joined(kDetected, kEnabled, Asked("isActivated", 0), LogLine(kNotActivated), one.asked)));
+    }
+}
+
 TEST(DetectTPMPlatform, ATpmWithoutOwnerIsUsableAndItsSrkIsNotLookedAt)
 {
     for (const int answer : {0, 2, -1})

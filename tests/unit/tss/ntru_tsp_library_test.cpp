@@ -299,6 +299,58 @@ TEST(CopyTSP1FileImp, AnUnknownSystemDirectoryIsAResultOfItsOwn)
     }
 }
 
+// What looking for a folder fails with that is not looked at.
+constexpr unsigned kOtherFolderFailures[] = {0x80070003, 0x80070057, 1};
+
+TEST(CopyTSP1FileImp, AnyOtherFailureToFindTheProgramFilesPassesForSuccess)
+{
+    constexpr char kLibrary[] = R"(\NTRU Cryptosystems\NTRU TCG Software Stack\bin\TSP1_x64.dll)";
+    constexpr char kOldLibrary[] = R"(\NTRU Cryptosystems\NTRU TCG Software Stack\bin\TSP1.dll)";
+    for (const unsigned failure : kOtherFolderFailures)
+    {
+        SCOPED_TRACE(failure);
+        const winsim::Machine machine = MachineOf("{}");
+        StepSequence expected{machine};
+        expected.Log(kEnter);
+        expected.Step("GetServiceBinaryPath", {"tcsd_win32.exe"});
+        expected.Log(kNoService);
+        expected.Lines({CallLine("SHGetFolderPathW", {nullptr, kProgramFilesFolder, nullptr, 0}, Signed(failure)),
+                        LogLine(std::string("Path to NTRU TSS binaries: ") + kLibrary),
+                        AttributesLine(kLibrary, kNoAttributes), AttributesLine(kOldLibrary, kNoAttributes),
+                        LogLine("CopyTSP1FileImp - NTRU TSS not installed err: 3")});
+        ExpectRun(Check(machine, {.faults = {fmt::format("SHGetFolderPathW={}", failure)}}), "-1", expected.Whole());
+    }
+}
+
+TEST(CopyTSP1FileImp, AnyOtherFailureToFindTheSystemDirectoryPassesForSuccess)
+{
+    const std::string library = std::string(kStack) + R"(\TSP1_x64.dll)";
+    for (const unsigned failure : kOtherFolderFailures)
+    {
+        SCOPED_TRACE(failure);
+        const winsim::Machine machine = winsim::Machine::FromJson(MachineWithVersion("1.2.1.25"));
+        StepSequence expected{machine};
+        FindThroughService(expected);
+        expected.Line(AttributesLine(library, kArchive));
+        expected.Lines(VersionRead(library, {1, 2, 1, 25}));
+        expected.Lines({CallLine("SHGetFolderPathW", {nullptr, kSystemFolder, nullptr, 0}, Signed(failure)),
+                        LogLine(kUpdated), AttributesLine(R"(\TSP1_x64.dll)", kNoAttributes), LogLine(kExit)});
+        ExpectRun(Check(machine, {.faults = {fmt::format("SHGetFolderPathW={}", failure)}}), "0", expected.Whole());
+    }
+}
+
+TEST(CopyTSP1FileImp, OfTwoLibrariesThatCannotBeSeenTheSecondsErrorIsLogged)
+{
+    const winsim::Machine machine = winsim::Machine::FromJson(MachineWithVersion("1.2.1.25"));
+    StepSequence expected{machine};
+    FindThroughService(expected);
+    expected.Lines({AttributesLine(std::string(kStack) + R"(\TSP1_x64.dll)", kNoAttributes),
+                    AttributesLine(std::string(kStack) + R"(\TSP1.dll)", kNoAttributes),
+                    LogLine("CopyTSP1FileImp - NTRU TSS not installed err: 32")});
+    ExpectRun(Check(machine, {.faults = {"GetFileAttributesW#1=5", "GetFileAttributesW#2=32"}}), "-1",
+              expected.Whole());
+}
+
 TEST(CopyTSP1FileImp, MemoryThatRunsOutEndsTheCheckWithALine)
 {
     Json description;

@@ -407,6 +407,46 @@ TEST(SetupTCGDLL, PreparationsThatFailStopNothing)
     EXPECT_NE(run.After().services.Find("KlPCR"), nullptr);
 }
 
+TEST(SetupTCGDLL, AnyNegativeResultOfTheUnblockingIsAFailure)
+{
+    // The restart of TBS fails: -2.
+    Json description = StackMachine{.isKeloUsable = true, .hasKeloService = true}.Make().ToJson();
+    description["services"]["TBS"]["onStart"] = {{"error", 1053}, {"states", Json::array()}};
+    const winsim::Machine machine = winsim::Machine::FromJson(description);
+    StepSequence expected{machine};
+    LogBegin(expected, "KELO");
+    expected.Step("GetWindowsMajorVersion");
+    EXPECT_EQ(expected.Step("UnblockTpmCommands"), "-2");
+    expected.Log("Failed to Unblock Commands for Vista+");
+    OpenConfiguration(expected);
+    EXPECT_EQ(expected.Step("DetectTPMPlatform", {kTarget, "KELO"}), "true 0");
+    expected.Step("RemoveTSP1File", {"2"});
+    InstallFor(expected, "KELO", "KELO");
+    ExpectSetUp(RunSetup(machine, "KELO"), "0", expected);
+}
+
+TEST(SetupTCGDLL, AnNtruStackThatCannotBeCheckedGetsNoShim)
+{
+    // The check does not learn the system directory: 1. Only the result for an absent stack asks for the shim.
+    const SimulatedRunOptions noSystemDirectory{.faults = {fmt::format("SHGetFolderPathW={}", kFail)}};
+    const StackMachine stacks{.hasNtruService = true};
+    const winsim::Machine machine = stacks.Make();
+    StepSequence expected{machine};
+    BeginWith(expected, "NTRU12");
+    DetectNothing(expected);
+    ProbeServices(expected, stacks);
+    expected.Log(kRule);
+    expected.Log("Set to default TPM Platform: NTRU12");
+    expected.Log("remove old TSP1.dll found in System32 directory...");
+    expected.Step("RemoveTSP1File", {"0"});
+    expected.Log("if NTRU present and older version then copy to system32 directory...");
+    EXPECT_EQ(expected.Step("CopyTSP1FileImp", {}, noSystemDirectory), "1");
+    InstallFor(expected, "NTRU12", "NTRU");
+    const SimulatedRun run = RunSetup(machine, "NTRU12", noSystemDirectory);
+    ExpectSetUp(run, "0", expected);
+    EXPECT_EQ(TextOf(run, kTsp1), "(none)");
+}
+
 TEST(SetupTCGDLL, AMissingTargetIsNotLoggedAndNothingIsLoaded)
 {
     const SimulatedRun run =

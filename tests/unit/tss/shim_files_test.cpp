@@ -101,6 +101,36 @@ TEST(RemoveTSP1File, ABackupInUseIsLoggedAndLeavesTheShimWhereItIs)
     EXPECT_EQ(TextOf(run, kTsp1Backup), "old");
 }
 
+TEST(RemoveTSP1File, EachFailureIsLoggedWithItsOwnError)
+{
+    const SimulatedRun run = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {},
+        "C:\\Windows\\system32\\Tsp1.bak": {}}})",
+                                    "0", {.faults = {"DeleteFileA#1=32", "DeleteFileA#2=19", "MoveFileA=112"}});
+    ExpectRun(run, "-1",
+              Joined({BeginOfRemoval(0, kTsp1, kArchive),
+                      {CallLine("DeleteFileA", {kTsp1}, 0),
+                       LogLine(std::string("RemoveTSP1File - Failed to delete file ") + kTsp1 + ", err: 32"),
+                       CallLine("DeleteFileA", {kTsp1Backup}, 0),
+                       LogLine("RemoveTSP1File - Unable to remove .bak file, err: 19"),
+                       CallLine("MoveFileA", {kTsp1, kTsp1Backup}, 0),
+                       LogLine(std::string("RemoveTSP1File - Failed to move file ") + kTsp1 + ", err: 112"),
+                       LogLine("RemoveTSP1File - exit")}}));
+}
+
+TEST(RemoveTSP1File, AMissingBackupIsNotLoggedWhateverKeepsTheShim)
+{
+    const SimulatedRun run =
+        Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {}}})", "0", {.faults = {"DeleteFileA#1=32"}});
+    ExpectRun(run, "1", MovedAside(0, kTsp1, kTsp1Backup, 0, 32));
+    // Only that error is: a missing path is another one.
+    const SimulatedRun other = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {}}})", "0",
+                                      {.faults = {"DeleteFileA#1=2", "DeleteFileA#2=3"}});
+    EXPECT_THAT(other.log, ElementsAre("RemoveTSP1File - enter 0",
+                                       std::string("RemoveTSP1File - Failed to delete file ") + kTsp1 + ", err: 2",
+                                       "RemoveTSP1File - Unable to remove .bak file, err: 3",
+                                       std::string("RemoveTSP1File - Moved Tsp<x>_x64.dll to ") + kTsp1Backup));
+}
+
 TEST(RemoveTSP1File, AReadOnlyShimIsMovedAside)
 {
     const SimulatedRun run = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"attributes": 1}}})", "0");

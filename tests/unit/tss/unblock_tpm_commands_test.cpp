@@ -440,6 +440,27 @@ TEST(UnblockTpmCommands, WithoutNtrusServiceNoneIsStartedAgain)
     EXPECT_FALSE(run.outcome.callCounts.contains("StartServiceByName"));
 }
 
+TEST(UnblockTpmCommands, ANtruServiceThatRefusesTheStopIsNotStartedAgain)
+{
+    for (const char* refusal : {R"("controlsAccepted": 0)", R"("onStop": {"error": 1053, "states": []})"})
+    {
+        const winsim::Machine machine =
+            MachineWithKey(kOpenKey, fmt::format(R"({{"services": {{"TBS": {{"state": "running"}},
+                "tcsd_win32.exe": {{"state": "running", {}}}}}}})",
+                                                 refusal)
+                                         .c_str());
+        const SimulatedRun run = Unblock(machine);
+        StepSequence expected{machine};
+        EXPECT_TRUE(OpenKeyAndDelete(expected));
+        EXPECT_EQ(expected.Step("IsServiceRunning", {"TBS"}), "true");
+        EXPECT_EQ(expected.Step("StopServiceByName", {"tcsd_win32.exe"}), "false");
+        expected.Step("StopServiceByName", {"IFXTCS"});
+        expected.Step("StopServiceByName", {"tcsd_x86"});
+        EXPECT_EQ(expected.Step("RestartServiceByName", {"TBS"}), "true");
+        ExpectRun(run, "0", expected.Whole());
+    }
+}
+
 TEST(UnblockTpmCommands, ANtruServiceThatWasStoppedBeforeIsStartedToo)
 {
     const winsim::Machine machine = MachineWithKey(kOpenKey, R"({"services": {"TBS": {"state": "running"},

@@ -1,0 +1,27 @@
+// Proves that an allowance excuses the failure that it is there for, and no other like it.
+#include "tests/faults/allowances.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+// A deletion that fails because the file is in use, and what the log then says of the reader's library in any case.
+bool DeletionPassesInSilence(const char* fileName)
+{
+    const winsim::CallRecord deletion{.name = "DeleteFileW",
+                                      .in = {{"lpFileName", std::string(R"(C:\Windows\system32\)") + fileName}},
+                                      .result = 0,
+                                      .error = 5};
+    return PassesInSilence(deletion, "virtual smart card",
+                           {"Remove SmartCard - couldn't directly delete the KeloVReaderBody dll, mark for deletion on "
+                            "reboot"});
+}
+
+TEST(PassesInSilence, AFileThatIsInUseAsEverExcusesItsOwnDeletionAlone)
+{
+    EXPECT_TRUE(DeletionPassesInSilence("KeloVReaderBody.dll"));
+    EXPECT_FALSE(DeletionPassesInSilence("KeloMiniDriverBody64.dll"));
+}
+
+} // namespace
