@@ -39,8 +39,7 @@ VersionBlock BlockOf(const FileVersion& version)
     block.Value.dwStrucVersion = VS_FFI_STRUCVERSION;
     block.Value.dwFileVersionMS = static_cast<DWORD>(version[0]) << 16 | version[1];
     block.Value.dwFileVersionLS = static_cast<DWORD>(version[2]) << 16 | version[3];
-    block.Value.dwProductVersionMS = block.Value.dwFileVersionMS;
-    block.Value.dwProductVersionLS = block.Value.dwFileVersionLS;
+    // The product's version is left out: it need not be the file's, and must not be taken for it.
     block.Value.dwFileOS = VOS_NT_WINDOWS32;
     block.Value.dwFileType = VFT_DLL;
     return block;

@@ -78,12 +78,15 @@ constexpr TestCall kCalls[] = {
          InstallLog log{kInstallLogFileName};
          return ResultText(WriteIndented(log, a.Number(0), "%s", a.Text(1).c_str()));
      }},
-    // A line on an object that was opened and closed again.
+    // Lines on an object that was opened and closed again. The last one's result.
     {"WriteAfterClose",
      [](const CallArguments& a) {
          InstallLog log{kInstallLogFileName};
          log.Close();
-         return ResultText(WriteLog(log, "%s", a.Text(0).c_str()));
+         bool written = false;
+         for (std::size_t i = 0; i < a.Count(); ++i)
+             written = WriteLog(log, "%s", a.Text(i).c_str());
+         return ResultText(written);
      }},
     // A line, a pause in milliseconds, and another line.
     {"WritePauseWrite",

@@ -125,8 +125,11 @@ TEST(ActionSteps, ASetUpHandsItsOptionsToItsSteps)
 
 TEST(ActionSteps, ASetUpThatFailsLeavesItsResultAsTheMessage)
 {
+    // All 32 bits of the result count.
     const winsim::Machine machine = ToolkitMachine(R"({
-        "libraries": {"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KELO\\stkprobe.dll": {"exports": {"DetectTSS": 7}}},
+        "libraries": {
+            "C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KELO\\stkprobe.dll": {"exports": {"DetectTSS": 7}},
+            "C:\\Program Files\\Kelo Systems Corp\\Toolkit\\NTRU12\\stkprobe.dll": {"exports": {"DetectTSS": -65536}}},
         "services": {"tcsd_x86": null}})");
     ExpectSetup(machine, {{"/Setup", "/TSS_VENDOR=OTHER", "/TPM_VSC=1"}, "OTHER", "false", true});
 }

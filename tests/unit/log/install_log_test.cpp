@@ -139,6 +139,17 @@ TEST(InstallLog, AClosedObjectOpensItsFileForEachLine)
                             "GetTimeZoneInformation", "GetCurrentThreadId", "fputs", "fflush", "fclose"));
 }
 
+TEST(InstallLog, AClosedObjectKeepsNothingOpenBetweenItsLines)
+{
+    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterClose", {"one", "two"});
+    EXPECT_EQ(run.result, "true");
+    EXPECT_THAT(run.script, ElementsAreArray(Joined(
+                                OpeningOf("stream#9", 183),
+                                {R"(fclose("stream#9") = 0)", kReopen + std::string(R"( = "stream#10")"), "log: one",
+                                 R"(fclose("stream#10") = 0)", kReopen + std::string(R"( = "stream#11")"), "log: two",
+                                 R"(fclose("stream#11") = 0)"})));
+}
+
 TEST(InstallLog, ALineThatNoFileCanBeOpenedForIsDropped)
 {
     const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"}, {.faults = {"_fsopen#10=32"}});
@@ -187,6 +198,14 @@ TEST(InstallLog, AFolderThatCannotBeMadeSilencesTheLogAndNothingElse)
 {
     ExpectSilence(MachineOf("{}"), {.faults = {"SHCreateDirectoryExA=5"}});
     ExpectSilence(MachineOf("{}"), {.faults = {"SHCreateDirectoryExA=80"}});
+}
+
+TEST(InstallLog, AnyFailureToMakeAFolderThatIsThereSilencesTheLogToo)
+{
+    const winsim::Machine machine =
+        MachineOf(R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit": {"directory": true}}})");
+    for (const char* failure : {"SHCreateDirectoryExA=5", "SHCreateDirectoryExA=80", "SHCreateDirectoryExA=206"})
+        ExpectSilence(machine, {.faults = {failure}});
 }
 
 TEST(InstallLog, AReadOnlyApplicationDataFolderSilencesTheLogAndNothingElse)

@@ -235,4 +235,16 @@ TEST(FindProcessByName, ProcessBehindThe1024thIsNotLookedAt)
     EXPECT_TRUE(beyond.log.empty());
 }
 
+TEST(FindProcessByName, LettersAreThoseOfTheCodePage)
+{
+    // On the code page 932 the second bytes of these two letters are A and a; on 1252 the two are one in either case.
+    Json description = {{"windows", {{"codePage", 932}}}, {"processes", {{{"id", 8}, {"name", "ア.exe"}}}}};
+    const winsim::Machine japanese = winsim::Machine::FromJson(description);
+    EXPECT_EQ(Find(japanese, "\x83\x61.exe").log, Script{});
+    EXPECT_EQ(Find(japanese, "\x83\x41.EXE").log, Script{"  found process: <ア.EXE>"});
+
+    description = {{"processes", {{{"id", 8}, {"name", "Ärger.exe"}}}}};
+    EXPECT_EQ(Find(winsim::Machine::FromJson(description), "\xE4rger.exe").log, Script{"  found process: <ärger.exe>"});
+}
+
 } // namespace

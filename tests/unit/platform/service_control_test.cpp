@@ -38,14 +38,14 @@ SimulatedRun CallWithName(const std::string& operation, const winsim::Machine& m
 Script Found(unsigned access, const ReportedStatus& status, const std::string& name = kName)
 {
     return {kOpenManager, OpenService(name, access), "log: Found service: " + name, QueryStatus(status),
-            fmt::format("log:  {} current status: {}, {}", name, status.state, status.controls)};
+            fmt::format("log:  {} current status: {}, {}", name, status.state, static_cast<int>(status.controls))};
 }
 
 // One round of a wait, from one status to the next.
 Script Polled(const ReportedStatus& from, const ReportedStatus& to)
 {
-    return {fmt::format("log: {}  current status: {}, {}", kName, from.state, from.controls), "Sleep(250)",
-            QueryStatus(to)};
+    return {fmt::format("log: {}  current status: {}, {}", kName, from.state, static_cast<int>(from.controls)),
+            "Sleep(250)", QueryStatus(to)};
 }
 
 std::string Tick(unsigned sinceStart)
@@ -212,9 +212,12 @@ TEST(IsServiceRunning, StoppedServiceIsNot)
 
 TEST(IsServiceRunning, LogsTheControlsThatTheServiceAccepts)
 {
-    const ReportedStatus status{.state = 4, .controls = 197};
-    ExpectRun(CallWithName("IsServiceRunning", MachineWith(R"({"state": "running", "controlsAccepted": 197})")), "true",
-              Joined(Found(kQueryAccess, status), kCloseBoth));
+    for (const unsigned controls : {197u, 0x80000000u})
+    {
+        const ReportedStatus status{.state = 4, .controls = controls};
+        ExpectRun(CallWithName("IsServiceRunning", MachineWith({{"state", "running"}, {"controlsAccepted", controls}})),
+                  "true", Joined(Found(kQueryAccess, status), kCloseBoth));
+    }
 }
 
 // ---- StartServiceByName -------------------------------------------------------------------------------------------
@@ -456,7 +459,10 @@ TEST(RestartServiceByName, ServiceThatEndsItsStartElsewhereIsReportedWithItsExit
         const char* state;
         ReportedStatus status;
     };
-    constexpr Row kRows[] = {{"stopped", {1, 0, 1066, 4242}}, {"paused", {7, 1, 0, 0}}, {"stopPending", {3, 0, 5, 6}}};
+    constexpr Row kRows[] = {{"stopped", {1, 0, 1066, 4242}},
+                             {"paused", {7, 1, 0, 0}},
+                             {"stopPending", {3, 0, 5, 6}},
+                             {"stopped", {1, 0, 0xC0000005, 0xFFFFFFFF}}};
     for (const Row& row : kRows)
     {
         SCOPED_TRACE(row.state);
@@ -470,7 +476,8 @@ TEST(RestartServiceByName, ServiceThatEndsItsStartElsewhereIsReportedWithItsExit
                          Polled(kStartPending, row.status), Tick(250),
                          fmt::format("log: tcsd_x86 failed to restart. State: {} \tExit Code: {} \tService Exit Code: "
                                      "{}",
-                                     row.status.state, row.status.exitCode, row.status.serviceExitCode),
+                                     row.status.state, static_cast<int>(row.status.exitCode),
+                                     static_cast<int>(row.status.serviceExitCode)),
                          kCloseBoth));
     }
 }
@@ -595,21 +602,21 @@ ReportedStatus Accepting(ReportedStatus status, unsigned controls)
 }
 
 const ReportedStatus kStopping64 = Accepting(kStopPending, 64);
-const ReportedStatus kStopping128 = Accepting(kStopPending, 128);
+const ReportedStatus kStoppingOther = Accepting(kStopPending, 0x80000080);
 const ReportedStatus kStarting64 = Accepting(kStartPending, 64);
-const ReportedStatus kStarting128 = Accepting(kStartPending, 128);
+const ReportedStatus kStartingOther = Accepting(kStartPending, 0x80000080);
 
 constexpr char kChangingControls[] = R"({"state": "running",
     "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "controlsAccepted": 64},
-                          {"afterMs": 300, "state": "stopPending", "controlsAccepted": 128},
+                          {"afterMs": 300, "state": "stopPending", "controlsAccepted": 2147483776},
                           {"afterMs": 600, "state": "stopped"}]},
     "onStart": {"states": [{"afterMs": 0, "state": "startPending", "controlsAccepted": 64},
-                           {"afterMs": 300, "state": "startPending", "controlsAccepted": 128},
+                           {"afterMs": 300, "state": "startPending", "controlsAccepted": 2147483776},
                            {"afterMs": 600, "state": "running"}]}})";
 
 const Script kStopsWithChangingControls = Joined(
     Found(kControlAccess, kRunning), SendStop(kStopping64), "log: Stopping service", Polled(kStopping64, kStopping64),
-    Polled(kStopping64, kStopping128), Polled(kStopping128, kStopped), kHasStopped);
+    Polled(kStopping64, kStoppingOther), Polled(kStoppingOther, kStopped), kHasStopped);
 
 TEST(ServiceWaits, AStopsProgressLinesShowTheControlsAcceptedThen)
 {
@@ -623,16 +630,16 @@ TEST(ServiceWaits, AStartsProgressLinesShowTheControlsAcceptedThen)
     service["state"] = "stopped";
     ExpectRun(CallWithName("StartServiceByName", MachineWith(service)), "true",
               Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service",
-                     Polled(kStopped, kStarting64), Polled(kStarting64, kStarting128), Polled(kStarting128, kRunning),
-                     QueryStatus(kRunning), kStarted, kCloseBoth));
+                     Polled(kStopped, kStarting64), Polled(kStarting64, kStartingOther),
+                     Polled(kStartingOther, kRunning), QueryStatus(kRunning), kStarted, kCloseBoth));
 }
 
 TEST(ServiceWaits, BothOfARestartsProgressLinesShowTheControlsAcceptedThen)
 {
     ExpectRun(CallWithName("RestartServiceByName", MachineWith(kChangingControls)), "true",
               Joined(kStopsWithChangingControls, "log: Starting service", kStartCall, QueryStatus(kStarting64),
-                     Tick(750), Polled(kStarting64, kStarting64), Tick(1000), Polled(kStarting64, kStarting128),
-                     Tick(1250), Polled(kStarting128, kRunning), Tick(1500), kRestarted, kCloseBoth));
+                     Tick(750), Polled(kStarting64, kStarting64), Tick(1000), Polled(kStarting64, kStartingOther),
+                     Tick(1250), Polled(kStartingOther, kRunning), Tick(1500), kRestarted, kCloseBoth));
 }
 
 } // namespace

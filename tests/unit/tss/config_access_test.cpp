@@ -232,6 +232,21 @@ TEST(ConfigAccess, AnUnreadableListEndsIt)
     }
 }
 
+TEST(ConfigAccess, OnlyAMissingObjectIsMade)
+{
+    for (const Object& object : {kDirectory, kFile})
+    {
+        for (const int error : {53, 67, 87, 123, 161, 267, 1168})
+        {
+            const SimulatedRun run =
+                Replace(object, "{}", {.faults = {fmt::format("GetNamedSecurityInfoW={}", error)}});
+            ExpectRun(run, "0",
+                      {kFolderLine, ReadLine(object, error),
+                       LogLine(fmt::format("GetNamedSecurityInfoW error: {} ", error))});
+        }
+    }
+}
+
 TEST(ConfigAccess, EachSidThatCannotBeMadeHasItsLine)
 {
     const char* const names[] = {"Everyone", "Admin", "System", "Network Service"};

@@ -116,10 +116,12 @@ TEST(CopyTSP1FileImp, VersionsCompareFieldByField)
         bool isUpdated;
     };
     constexpr Case kCases[] = {
-        {"1.2.1.24", false}, {"1.2.1.25", true},     {"1.2.1.26", true},         {"1.2.1.65535", true},
-        {"1.2.2.0", true},   {"1.3.0.0", true},      {"2.0.0.0", true},          {"65535.0.0.0", true},
-        {"1.2.0.99", false}, {"1.2.0.65535", false}, {"1.1.65535.65535", false}, {"0.65535.65535.65535", false},
-        {"0.0.0.0", false},  {"1.2.1.0", false},     {"1.0.1.25", false},
+        {"1.2.1.24", false},   {"1.2.1.25", true},     {"1.2.1.26", true},         {"1.2.1.65535", true},
+        {"1.2.2.0", true},     {"1.3.0.0", true},      {"2.0.0.0", true},          {"65535.0.0.0", true},
+        {"32768.0.0.0", true},
+
+        {"1.2.0.99", false},   {"1.2.0.65535", false}, {"1.1.65535.65535", false}, {"0.65535.65535.65535", false},
+        {"0.0.0.0", false},    {"1.2.1.0", false},     {"1.0.1.25", false},
     };
     for (const Case& one : kCases)
     {
