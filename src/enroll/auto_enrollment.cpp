@@ -2,7 +2,10 @@
 #include "enroll/auto_enrollment.h"
 
 #include "enroll/enroll_log.h"
+#include "log/operation.h"
+#include "platform/exception_guard.h"
 #include "platform/fill_pattern.h"
+#include "platform/full_path.h"
 #include "platform/library_function.h"
 #include "platform/product_registry.h"
 #include "platform/unique_handle.h"
@@ -13,6 +16,10 @@ namespace
 {
 
 constexpr int kFailed = -1;
+
+// What the lines of caught exceptions call the operations.
+constexpr char kInstall[] = "InstallAutoEnrollmentTasks";
+constexpr char kRemove[] = "RemoveAutoEnrollmentTasks";
 
 constexpr char kWantedValue[] = "KlAutoEnrollInstalled";
 
@@ -49,12 +56,29 @@ bool AreTasksWanted()
     return true;
 }
 
-// Loads the task library from the toolkit's directory (ANSI).
+// Loads the task library from the toolkit's directory (ANSI). A directory that is not a full path is not searched for
+// on the current drive or in its current directory.
 UniqueLibrary LoadTaskLibrary(const std::string& directory)
 {
     const bool endsInBackslash = !directory.empty() && directory.back() == '\\';
     const char* pattern = endsInBackslash ? "%sCertJobPlanner.dll" : "%s\\CertJobPlanner.dll";
-    return UniqueLibrary{LoadLibraryA(FillPattern(pattern, {directory}).c_str())};
+    const std::string path = FillPattern(pattern, {directory});
+    // Required: an empty directory is one without a backslash at its end. It is the root of the current drive.
+    if (!directory.empty() && !IsFullPath(path))
+        return {};
+    return UniqueLibrary{LoadLibraryA(path.c_str())};
+}
+
+// What a function of the task library answers. Nothing, with a line that names the operation, when an exception of any
+// kind came out of it.
+template <typename Answer>
+std::optional<Answer> Ask(Answer(WINAPI* function)(), const char* operation)
+{
+    Answer answer{};
+    if (CallGuarded([&answer, function] { answer = function(); }))
+        return answer;
+    WriteLog(g_enrollLog, "%s - Unknown exception caught return %d", operation, kFailed);
+    return std::nullopt;
 }
 
 int InstallTasks(HMODULE library)
@@ -67,13 +91,18 @@ int InstallTasks(HMODULE library)
                               "create Auto-Enroll Tasks");
         return kFailed;
     }
-    if (areTasksInstalled() != 0)
+    const auto areInstalled = Ask(areTasksInstalled, kInstall);
+    if (!areInstalled)
+        return kFailed;
+    if (*areInstalled != 0)
     {
         WriteLog(g_enrollLog, "*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks already installed, skipping...");
         return 0;
     }
-    const DWORD status = installTasks();
-    switch (status)
+    const auto status = Ask(installTasks, kInstall);
+    if (!status)
+        return kFailed;
+    switch (*status)
     {
     case ERROR_SUCCESS:
         WriteLog(g_enrollLog, "*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed");
@@ -82,7 +111,7 @@ int InstallTasks(HMODULE library)
         WriteLog(g_enrollLog, "*** InstallAutoEnrollmentTasks(): Can't install Tasks as this is XP");
         return 0;
     default:
-        WriteLog(g_enrollLog, "*** InstallAutoEnrollmentTasks(): Create Auto-Enroll Tasks failed %d", status);
+        WriteLog(g_enrollLog, "*** InstallAutoEnrollmentTasks(): Create Auto-Enroll Tasks failed %d", *status);
         return kFailed;
     }
 }
@@ -96,9 +125,7 @@ bool IsWow64(LogFormat<DWORD> undetected)
     return wow64 != FALSE;
 }
 
-} // namespace
-
-int InstallAutoEnrollmentTasks()
+int Install()
 {
     if (IsWow64("InstallAutoEnrollmentTasks - failed to detect process on host os type: %d"))
     {
@@ -128,7 +155,7 @@ int InstallAutoEnrollmentTasks()
     return InstallTasks(library.Get());
 }
 
-int RemoveAutoEnrollmentTasks()
+int Remove()
 {
     if (IsWow64("RemoveAutoEnrollmentTasks - failed to detect process on host os type: %d"))
     {
@@ -165,6 +192,17 @@ int RemoveAutoEnrollmentTasks()
                               "Auto-Enroll Tasks");
         return kFailed;
     }
-    removeTasks();
-    return 0;
+    return Ask(removeTasks, kRemove) ? 0 : kFailed;
+}
+
+} // namespace
+
+int InstallAutoEnrollmentTasks()
+{
+    return RunOperation(g_enrollLog, kInstall, kFailed, &Install);
+}
+
+int RemoveAutoEnrollmentTasks()
+{
+    return RunOperation(g_enrollLog, kRemove, kFailed, &Remove);
 }

@@ -5,16 +5,27 @@
 
 #include <windows.h>
 
-#include <cstdlib>
+#include <algorithm>
+#include <string_view>
+
+namespace
+{
+
+// A drive is a letter and a colon.
+std::size_t DriveLength(std::wstring_view path)
+{
+    return path.size() >= 2 && path[1] == L':' ? 2 : 0;
+}
+
+} // namespace
 
 std::string InstallFolderOf(const wchar_t* programPath)
 {
-    wchar_t drive[MAX_PATH] = {};
-    wchar_t directory[MAX_PATH] = {};
-    if (_wsplitpath_s(programPath, drive, MAX_PATH, directory, MAX_PATH, nullptr, 0, nullptr, 0) != 0)
+    const std::wstring_view path = programPath;
+    const std::size_t drive = DriveLength(path);
+    const std::size_t slash = path.find_last_of(L"\\/");
+    const std::size_t length = slash == std::wstring_view::npos ? drive : std::max(drive, slash + 1);
+    if (length >= MAX_PATH)
         return {};
-    wchar_t folder[MAX_PATH] = {};
-    if (_wmakepath_s(folder, MAX_PATH, drive, directory, nullptr, nullptr) != 0)
-        return {};
-    return ToNarrow(folder);
+    return ToNarrow(path.substr(0, length));
 }

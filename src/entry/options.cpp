@@ -1,17 +1,16 @@
 // Looks options up in the command line.
 #include "entry/options.h"
 
+#include "platform/result_or.h"
 #include "platform/text.h"
 
 namespace
 {
 
-// Options stand behind the program's name and the action switch.
+// Options follow the program's name and the action switch.
 constexpr int kFirstOption = 2;
 
-} // namespace
-
-bool GetOptionValue(const char* prefix, std::string& value, int argc, const wchar_t* const* argv)
+bool FindOption(const char* prefix, std::string& value, int argc, const wchar_t* const* argv)
 {
     const std::string wanted = prefix;
     for (int i = kFirstOption; i < argc; ++i)
@@ -27,4 +26,11 @@ bool GetOptionValue(const char* prefix, std::string& value, int argc, const wcha
         return true;
     }
     return false;
+}
+
+} // namespace
+
+bool GetOptionValue(const char* prefix, std::string& value, int argc, const wchar_t* const* argv)
+{
+    return ResultOr(false, [&] { return FindOption(prefix, value, argc, argv); });
 }

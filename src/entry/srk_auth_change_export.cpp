@@ -1,4 +1,5 @@
 // Where an installer package enters the program's library image: the one function that both images export.
+#include "platform/result_or.h"
 #include "tpm/srk_auth_change.h"
 
 #include <windows.h>
@@ -9,12 +10,5 @@
 // became of it; 10001 when CustomActionData cannot be read. An exception ends the action, never the installer.
 extern "C" __declspec(dllexport) UINT __stdcall SRK_Auth_Change(MSIHANDLE installHandle)
 {
-    try
-    {
-        return ChangeSrkAuthorization(installHandle);
-    }
-    catch (...)
-    {
-        return ERROR_SUCCESS;
-    }
+    return ResultOr(ERROR_SUCCESS, [installHandle] { return ChangeSrkAuthorization(installHandle); });
 }

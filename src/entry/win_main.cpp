@@ -1,12 +1,16 @@
 // Where Windows enters the program.
 #include "entry/run_custom_action.h"
+#include "platform/result_or.h"
 #include "platform/unique_handle.h"
 
 #include <windows.h>
 
 #include <shellapi.h>
 
-int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int)
+namespace
+{
+
+int Run()
 {
     // The program runs elevated and loads libraries by name alone: never from the current directory.
     SetDllDirectoryW(L"");
@@ -16,4 +20,11 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int)
     if (!argv)
         return -1;
     return RunCustomAction(argc, argv.Get());
+}
+
+} // namespace
+
+int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int)
+{
+    return ResultOr(-1, &Run);
 }

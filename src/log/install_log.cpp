@@ -1,6 +1,9 @@
 // Writes the install log.
 #include "log/install_log.h"
 
+#include "platform/full_path.h"
+#include "platform/result_or.h"
+
 #include <cstring>
 #include <share.h>
 #include <utility>
@@ -31,14 +34,20 @@ int ZoneHours()
     return -static_cast<int>(zone.Bias + zone.DaylightBias) / 60;
 }
 
-// Appends text to the line buffer behind its first `length` characters. Text that does not fit leaves the
-// longest line. Returns the new length.
+// Appends text to the line buffer after its first `length` characters. Text that does not fit leaves the longest
+// line; text with a character that cannot be written is left out. Returns the new length.
 std::size_t AppendFormatted(std::size_t length, const char* format, va_list arguments)
 {
     char* end = g_line + length;
-    const std::size_t room = sizeof g_line - length;
-    if (_vsnprintf_s(end, room, _TRUNCATE, format, arguments) < 0)
-        g_line[kLongestLine] = '\0';
+    const std::size_t room = sizeof g_line - 1 - length;
+    // _vsnprintf ends only a text that leaves room, and fails alike for text that is too long and for a character that
+    // it cannot write. Text that is too long has filled the last place.
+    std::memset(end, 0, room + 1);
+    if (_vsnprintf(end, room, format, arguments) < 0)
+    {
+        const bool isTooLong = g_line[kLongestLine] != '\0';
+        *(isTooLong ? g_line + kLongestLine : end) = '\0';
+    }
     return length + std::strlen(end);
 }
 
@@ -83,7 +92,7 @@ std::FILE* OpenForAppending(const std::string& path)
 InstallLog::InstallLog(const char* fileName)
 {
     if (g_openOnFirstUse)
-        m_sUnopenedFileName = fileName;
+        m_szUnopenedFileName = fileName;
     else
         Open(fileName);
 }
@@ -102,25 +111,33 @@ bool InstallLog::Open(const char* fileName)
 {
     char appData[MAX_PATH] = {};
     SHGetFolderPathA(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, appData);
-    const std::string folder = std::string(appData) + kLogFolder;
+    // The log would be written on the current drive or in its current directory.
+    if (!IsFullPath(appData))
+        return false;
+    return ResultOr(false, [this, &appData, fileName] { return OpenIn(appData, fileName); });
+}
+
+bool InstallLog::OpenIn(const std::string& appData, const char* fileName)
+{
+    const std::string folder = appData + kLogFolder;
     const int created = SHCreateDirectoryExA(nullptr, folder.c_str(), nullptr);
     if (created != ERROR_SUCCESS && created != ERROR_ALREADY_EXISTS)
         return false;
 
-    const std::string path = folder + fileName;
+    std::string path = folder + fileName;
     std::FILE* file = OpenForAppending(path);
     if (file == nullptr)
         return false;
     Close();
     m_pFile = file;
-    m_sPath = path;
+    m_sPath = std::move(path);
     return true;
 }
 
 bool InstallLog::Write(const char* format, va_list arguments, int indent)
 {
-    if (!m_sUnopenedFileName.empty())
-        Open(std::exchange(m_sUnopenedFileName, {}).c_str());
+    if (m_szUnopenedFileName != nullptr)
+        Open(std::exchange(m_szUnopenedFileName, nullptr));
     std::FILE* file = m_pFile != nullptr ? m_pFile : OpenForAppending(m_sPath);
     if (file == nullptr)
         return false;

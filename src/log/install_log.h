@@ -15,8 +15,8 @@
 class InstallLog
 {
 public:
-    // Opens the log with Open(fileName) (ANSI), at once or, after OpenOnFirstUse, before its first line. A failed
-    // open leaves the writer silent.
+    // Opens the log with Open(fileName) (ANSI), at once or, after OpenOnFirstUse, before its first line: the name must
+    // live as long as the writer. A failed open leaves the writer silent. Does not throw.
     explicit InstallLog(const char* fileName);
     ~InstallLog();
 
@@ -30,8 +30,8 @@ public:
 
     // Makes the log's folder (SHCreateDirectoryExA) in the folder that SHGetFolderPathA gives for
     // CSIDL_COMMON_APPDATA, and opens fileName (ANSI) in it for appending, shared with every other reader
-    // and writer (_fsopen). True when the file is open; false, with nothing remembered, when the folder
-    // cannot be made or the file cannot be opened. Logs nothing.
+    // and writer (_fsopen). True when the file is open; false, with nothing remembered, when that folder has no full
+    // path, the log's folder cannot be made, the file cannot be opened or memory runs out. Logs nothing.
     bool Open(const char* fileName);
 
     // Appends one line: date and time (UTC), zone figure, thread identifier, `indent` blanks, and the message,
@@ -44,15 +44,18 @@ public:
     void Close();
 
 private:
+    bool OpenIn(const std::string& appData, const char* fileName);
+
     std::FILE* m_pFile = nullptr;
     std::string m_sPath;
-    std::string m_sUnopenedFileName; // what the first line has yet to open; empty when there is nothing to open
+    const char* m_szUnopenedFileName =
+        nullptr; // what the first line has yet to open; null when there is nothing to open
 };
 
 namespace log_detail
 {
 
-// The variadic end of WriteLog. Turns any exception into true.
+// The variadic end of WriteLog. Turns an exception into true.
 bool WriteArguments(InstallLog& log, const char* format, ...);
 
 } // namespace log_detail

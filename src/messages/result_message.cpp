@@ -2,6 +2,7 @@
 #include "messages/result_message.h"
 
 #include "messages/resource_library.h"
+#include "platform/result_or.h"
 #include "platform/unique_handle.h"
 
 #include <cstdint>
@@ -12,8 +13,11 @@ namespace
 
 constexpr char kInstallerKey[] = "SOFTWARE\\Kelo Systems Corp.\\Installer";
 
-// The longest text, in bytes with its terminating zero.
-constexpr int kTextSize = 1024;
+// What most texts fit into, in bytes with the terminating zero.
+constexpr std::size_t kUsualTextSize = 1024;
+
+// The most bytes that a character takes in an ANSI code page.
+constexpr std::size_t kLongestCharacter = 4;
 
 struct MessageOfCode
 {
@@ -32,11 +36,17 @@ constexpr MessageOfCode kMessages[] = {
 // The text for every other code: its %1 stands for the code.
 constexpr UINT kGenericStringId = 5058;
 
+// A text of the library, however long; empty when there is none.
 std::string LoadText(HMODULE library, UINT stringId)
 {
-    char text[kTextSize] = {};
-    LoadStringA(library, stringId, text, kTextSize);
-    return text;
+    for (std::size_t size = kUsualTextSize;; size *= 2)
+    {
+        std::string buffer(size, '\0');
+        const int length = LoadStringA(library, stringId, buffer.data(), static_cast<int>(size));
+        // A text that is cut ends less than a character before the end of the buffer.
+        if (static_cast<std::size_t>(length) + kLongestCharacter < size)
+            return buffer.c_str();
+    }
 }
 
 // Puts a number into a message text. Every place that a text can name has an argument: a text from a damaged
@@ -50,11 +60,12 @@ std::string InsertNumber(const std::string& message, const std::string& number)
         argument = reinterpret_cast<DWORD_PTR>("");
     arguments[0] = reinterpret_cast<DWORD_PTR>(number.c_str());
 
-    char text[kTextSize] = {};
-    if (FormatMessageA(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY, message.c_str(), 0, 0, text,
-                       kTextSize, reinterpret_cast<va_list*>(arguments)) == 0)
+    constexpr DWORD flags = FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY | FORMAT_MESSAGE_ALLOCATE_BUFFER;
+    UniqueLocalMemory<char> text;
+    if (FormatMessageA(flags, message.c_str(), 0, 0, reinterpret_cast<char*>(text.Put()), 0,
+                       reinterpret_cast<va_list*>(arguments)) == 0)
         return {};
-    return text;
+    return text.Get();
 }
 
 std::string MessageFor(DWORD code)
@@ -90,6 +101,7 @@ int PublishResultMessage(DWORD code, int)
 {
     if (code == 0)
         return 0;
-    WriteForInstaller(MessageFor(code));
+    // Without memory for it, the text is empty as one that cannot be loaded.
+    WriteForInstaller(ResultOr({}, [code] { return MessageFor(code); }));
     return kInstallFailure;
 }

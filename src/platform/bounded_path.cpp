@@ -2,18 +2,25 @@
 #include "platform/bounded_path.h"
 
 #include <cstring>
-#include <windows.h>
 
 BoundedPath::BoundedPath(const char* first)
 {
-    if (strcpy_s(m_szPath, kSize, first) != 0)
-        m_szPath[0] = '\0';
+    PutAt(0, first);
 }
 
 BoundedPath& BoundedPath::Append(const char* piece)
 {
-    // Behind a piece that did not fit, the next one would begin a path of its own.
-    if (!IsEmpty() && strcat_s(m_szPath, kSize, piece) != 0)
-        m_szPath[0] = '\0';
+    // After a piece that did not fit, the next one would begin a path of its own.
+    if (!IsEmpty())
+        PutAt(std::strlen(m_szPath), piece);
     return *this;
+}
+
+void BoundedPath::PutAt(std::size_t length, const char* piece)
+{
+    const std::size_t pieceLength = std::strlen(piece);
+    if (pieceLength < kSize - length)
+        std::memcpy(m_szPath + length, piece, pieceLength + 1);
+    else
+        m_szPath[0] = '\0';
 }

@@ -3,8 +3,8 @@
 
 #include <cstddef>
 
-// A path (ANSI) of at most 239 characters, put together piece by piece (strcpy_s, strcat_s). Once a piece does not
-// fit, the path is empty and stays so, as does one that begins empty: there is no cut and no half-built path.
+// A path (ANSI) of at most 239 characters, put together piece by piece. Once a piece does not fit, the path is
+// empty and stays so, as does one that begins empty: there is no cut and no half-built path.
 class BoundedPath
 {
 public:
@@ -19,5 +19,8 @@ public:
     const char* Get() const { return m_szPath; }
 
 private:
+    // Replaces what follows the first `length` characters, or empties the path when the piece does not fit.
+    void PutAt(std::size_t length, const char* piece);
+
     char m_szPath[kSize] = {};
 };

@@ -3,13 +3,13 @@
 
 #include "platform/unique_handle.h"
 
-void RunAndWait(const std::wstring& application, std::wstring commandLine)
+void RunAndWait(const wchar_t* application, wchar_t* commandLine)
 {
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION started{};
-    if (!CreateProcessW(application.c_str(), commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
-                        nullptr, &startup, &started))
+    if (!CreateProcessW(application, commandLine, nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr, &startup,
+                        &started))
         return;
 
     const UniqueKernelHandle thread{started.hThread};

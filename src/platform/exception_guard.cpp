@@ -72,7 +72,7 @@ void CallCatching(void* call)
     }
     catch (...)
     {
-        // It has not returned, and that stands there already.
+        // `returned` is already false.
     }
 }
 
@@ -80,8 +80,8 @@ void CallCatching(void* call)
 
 bool exception_guard_detail::Call(void (*function)(void*), void* context)
 {
-    // What this program's own compiler throws has to be caught in its own way: its clean-up on the way out goes on
-    // to a handler of that kind and passes a frame with another one by.
+    // Exceptions from our own compiler need a C++ catch: its unwinder looks for its own handlers and skips frames with
+    // any other kind.
     GuardedCall call{function, context, false};
     CallUnderHandler(&CallCatching, &call);
     return call.returned;

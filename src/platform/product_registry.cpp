@@ -1,6 +1,8 @@
 // Reads values of the toolkit's registry keys.
 #include "platform/product_registry.h"
 
+#include "platform/result_or.h"
+
 namespace
 {
 
@@ -27,6 +29,26 @@ std::string TextIn(const std::string& buffer)
     return buffer.substr(0, buffer.find('\0'));
 }
 
+std::optional<std::string> ReadAnyLength(HKEY key, const char* valueName)
+{
+    DWORD size = 0;
+    DWORD type = REG_NONE;
+    if (RegQueryValueExA(key, valueName, nullptr, &type, nullptr, &size) != ERROR_SUCCESS || !IsText(type))
+        return std::nullopt;
+    std::string buffer = MakeBuffer(size);
+    static_cast<void>(ReadInto(buffer, key, valueName, &type));
+    return TextIn(buffer);
+}
+
+std::optional<std::string> ReadAtMost(DWORD capacity, HKEY key, const char* valueName)
+{
+    std::string buffer = MakeBuffer(capacity);
+    DWORD type = REG_NONE;
+    if (ReadInto(buffer, key, valueName, &type) != ERROR_SUCCESS || !IsText(type))
+        return std::nullopt;
+    return TextIn(buffer);
+}
+
 } // namespace
 
 std::optional<DWORD> ReadDword(HKEY key, const char* valueName)
@@ -42,20 +64,10 @@ std::optional<DWORD> ReadDword(HKEY key, const char* valueName)
 
 std::optional<std::string> ReadText(HKEY key, const char* valueName)
 {
-    DWORD size = 0;
-    DWORD type = REG_NONE;
-    if (RegQueryValueExA(key, valueName, nullptr, &type, nullptr, &size) != ERROR_SUCCESS || !IsText(type))
-        return std::nullopt;
-    std::string buffer = MakeBuffer(size);
-    static_cast<void>(ReadInto(buffer, key, valueName, &type));
-    return TextIn(buffer);
+    return ResultOr({}, [=] { return ReadAnyLength(key, valueName); });
 }
 
 std::optional<std::string> ReadText(HKEY key, const char* valueName, DWORD capacity)
 {
-    std::string buffer = MakeBuffer(capacity);
-    DWORD type = REG_NONE;
-    if (ReadInto(buffer, key, valueName, &type) != ERROR_SUCCESS || !IsText(type))
-        return std::nullopt;
-    return TextIn(buffer);
+    return ResultOr({}, [=] { return ReadAtMost(capacity, key, valueName); });
 }

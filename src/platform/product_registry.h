@@ -24,7 +24,7 @@ std::optional<DWORD> ReadDword(HKEY key, const char* valueName);
 // first zero; a stored text need not have one. The value is read twice (RegQueryValueExA): for its length, and into
 // a buffer of that length. The second result is not looked at: a value that no longer fits gives as much of it as
 // Windows has put into the buffer, which may be nothing. Nothing when there is no such value, when it has another
-// type, and when it cannot be read the first time. Logs nothing.
+// type, when it cannot be read the first time, and when there is no memory for it. Logs nothing.
 std::optional<std::string> ReadText(HKEY key, const char* valueName);
 
 // The same, read at once (RegQueryValueExA) into a buffer of `capacity` bytes. Nothing also when the text with its

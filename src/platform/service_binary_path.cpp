@@ -1,10 +1,12 @@
 // Reads where a Windows service's program lies.
 #include "platform/service_binary_path.h"
 
+#include "platform/result_or.h"
 #include "platform/unique_handle.h"
 
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace
 {
@@ -24,12 +26,12 @@ std::optional<std::wstring> DirectoryOf(std::wstring_view binaryPath)
 
 } // namespace
 
-bool GetServiceBinaryPath(std::wstring serviceName, std::wstring& directory)
+bool GetServiceBinaryPath(const wchar_t* serviceName, std::wstring& directory)
 {
     const UniqueServiceHandle manager{OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)};
     if (!manager)
         return false;
-    const UniqueServiceHandle service{OpenServiceW(manager.Get(), serviceName.c_str(), SERVICE_QUERY_CONFIG)};
+    const UniqueServiceHandle service{OpenServiceW(manager.Get(), serviceName, SERVICE_QUERY_CONFIG)};
     if (!service)
         return false;
     const UniqueLocalMemory<QUERY_SERVICE_CONFIGW> configuration{
@@ -41,9 +43,9 @@ bool GetServiceBinaryPath(std::wstring serviceName, std::wstring& directory)
     if (!QueryServiceConfigW(service.Get(), configuration.Get(), kConfigurationBytes, &needed))
         return false;
     const wchar_t* binaryPath = configuration.Get()->lpBinaryPathName;
-    const auto found = DirectoryOf(binaryPath != nullptr ? binaryPath : L"");
+    auto found = ResultOr({}, [binaryPath] { return DirectoryOf(binaryPath != nullptr ? binaryPath : L""); });
     if (!found)
         return false;
-    directory = *found;
+    directory = std::move(*found);
     return true;
 }

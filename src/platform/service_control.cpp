@@ -62,7 +62,7 @@ bool QueryStatus(NamedService& service)
 }
 
 // Opens the service and reads its status. Nothing when either fails.
-std::optional<NamedService> Open(const std::wstring& serviceName, const Opening& opening)
+std::optional<NamedService> Open(const wchar_t* serviceName, const Opening& opening)
 {
     NamedService service;
     service.logName = ToNarrow(serviceName);
@@ -72,7 +72,7 @@ std::optional<NamedService> Open(const std::wstring& serviceName, const Opening&
         WriteLog(g_platformLog, "OpenSCManager failed (%d)", GetLastError());
         return std::nullopt;
     }
-    service.handle.Reset(OpenServiceW(service.manager.Get(), serviceName.c_str(), opening.access));
+    service.handle.Reset(OpenServiceW(service.manager.Get(), serviceName, opening.access));
     if (!service.handle)
     {
         LogOpenFailure(opening, service.Name(), GetLastError());
@@ -160,13 +160,13 @@ bool WaitForRestart(NamedService& service)
 
 } // namespace
 
-bool IsServiceRunning(std::wstring serviceName)
+bool IsServiceRunning(const wchar_t* serviceName)
 {
     const auto service = Open(serviceName, kOpenToQuery);
     return service && !service->IsIn(SERVICE_STOPPED);
 }
 
-bool StartServiceByName(std::wstring serviceName)
+bool StartServiceByName(const wchar_t* serviceName)
 {
     auto service = Open(serviceName, kOpenToStart);
     if (!service)
@@ -191,7 +191,7 @@ bool StartServiceByName(std::wstring serviceName)
     return true;
 }
 
-bool StopServiceByName(std::wstring serviceName)
+bool StopServiceByName(const wchar_t* serviceName)
 {
     auto service = Open(serviceName, kOpenToStop);
     if (!service || !Stop(*service))
@@ -200,7 +200,7 @@ bool StopServiceByName(std::wstring serviceName)
     return true;
 }
 
-bool RestartServiceByName(std::wstring serviceName)
+bool RestartServiceByName(const wchar_t* serviceName)
 {
     auto service = Open(serviceName, kOpenToRestart);
     if (!service || !Stop(*service))

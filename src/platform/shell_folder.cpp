@@ -1,6 +1,8 @@
 // Asks Windows for its folders.
 #include "platform/shell_folder.h"
 
+#include "platform/result_or.h"
+
 #include <windows.h>
 
 #include <shlobj.h>
@@ -11,5 +13,5 @@ std::optional<std::wstring> GetShellFolder(int csidl)
     // S_FALSE says that there is no such folder.
     if (SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, path) != S_OK)
         return std::nullopt;
-    return path;
+    return ResultOr({}, [&path] { return std::optional<std::wstring>(path); });
 }

@@ -1,9 +1,14 @@
 // Converts text between the system's ANSI code page and UTF-16.
 #include "platform/text.h"
 
+#include "platform/result_or.h"
+
 #include <windows.h>
 
-std::string ToNarrow(std::wstring_view text)
+namespace
+{
+
+std::string Narrowed(std::wstring_view text)
 {
     const int length = static_cast<int>(text.size());
     if (length == 0)
@@ -18,7 +23,7 @@ std::string ToNarrow(std::wstring_view text)
     return narrow;
 }
 
-std::wstring ToWide(std::string_view text)
+std::wstring Widened(std::string_view text)
 {
     const int length = static_cast<int>(text.size());
     if (length == 0)
@@ -30,4 +35,16 @@ std::wstring ToWide(std::string_view text)
     const int written = MultiByteToWideChar(CP_ACP, 0, text.data(), length, wide.data(), size);
     wide.resize(static_cast<std::size_t>(written));
     return wide;
+}
+
+} // namespace
+
+std::string ToNarrow(std::wstring_view text)
+{
+    return ResultOr({}, [text] { return Narrowed(text); });
+}
+
+std::wstring ToWide(std::string_view text)
+{
+    return ResultOr({}, [text] { return Widened(text); });
 }

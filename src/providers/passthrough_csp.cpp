@@ -1,9 +1,11 @@
 // Chooses the pass-through provider.
 #include "providers/passthrough_csp.h"
 
+#include "platform/result_or.h"
 #include "platform/unique_handle.h"
 
 #include <string>
+#include <string_view>
 
 namespace
 {
@@ -12,7 +14,7 @@ constexpr char kProvidersKey[] = "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\P
 constexpr char kCapiKey[] = "SOFTWARE\\Kelo Systems Corp.\\Keystead CSP Persistent\\CAPI";
 
 // The best comes first.
-constexpr const char* kCandidates[] = {
+constexpr std::string_view kCandidates[] = {
     "Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)",
     "Microsoft Enhanced RSA and AES Cryptographic Provider",
     "Microsoft Enhanced Cryptographic Provider v1.0",
@@ -20,21 +22,22 @@ constexpr const char* kCandidates[] = {
     "Microsoft Base Cryptographic Provider v1.0",
 };
 
-bool IsRegistered(const char* provider)
+bool IsRegistered(std::string_view provider)
 {
     UniqueRegistryKey key;
-    const std::string path = std::string(kProvidersKey) + provider;
+    const std::string path = kProvidersKey + std::string(provider);
     return RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_QUERY_VALUE, key.Put()) == ERROR_SUCCESS;
 }
 
-std::string BestProvider()
+// The best that is registered; an empty text when none is.
+std::string_view BestProvider()
 {
-    for (const char* candidate : kCandidates)
+    for (const std::string_view candidate : kCandidates)
     {
-        if (IsRegistered(candidate))
+        if (ResultOr(false, [candidate] { return IsRegistered(candidate); }))
             return candidate;
     }
-    return {};
+    return "";
 }
 
 } // namespace
@@ -46,12 +49,12 @@ DWORD SetPassthroughCsp(int)
 
 DWORD SelectPassthroughCsp()
 {
-    const std::string provider = BestProvider();
+    const std::string_view provider = BestProvider();
     UniqueRegistryKey key;
     if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, kCapiKey, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
                         key.Put(), nullptr) != ERROR_SUCCESS)
         return kCapiKeyNotCreated;
-    if (RegSetValueExA(key.Get(), "PassthroughCSP", 0, REG_SZ, reinterpret_cast<const BYTE*>(provider.c_str()),
+    if (RegSetValueExA(key.Get(), "PassthroughCSP", 0, REG_SZ, reinterpret_cast<const BYTE*>(provider.data()),
                        static_cast<DWORD>(provider.size() + 1)) != ERROR_SUCCESS)
         return kCapiValueNotWritten;
     return 0;

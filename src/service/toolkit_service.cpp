@@ -1,7 +1,10 @@
 // Registers and removes the toolkit's Windows service.
 #include "service/toolkit_service.h"
 
+#include "log/operation.h"
 #include "platform/child_process.h"
+#include "platform/full_path.h"
+#include "platform/result_or.h"
 #include "platform/service_binary_path.h"
 #include "platform/text.h"
 #include "platform/unique_handle.h"
@@ -76,6 +79,18 @@ std::wstring DependenciesFor(const wchar_t* vendor)
     return dependencies;
 }
 
+// Has the service program register itself. A program that cannot be run shows when the service is opened.
+bool Register(const char* directory)
+{
+    const std::wstring folder = ToWide(directory);
+    // The program would be looked for on the current drive or in its current directory.
+    if (!IsFullPath(folder))
+        return false;
+    wchar_t commandLine[] = L"-Service";
+    RunAndWait((folder + kServiceProgram).c_str(), commandLine);
+    return true;
+}
+
 // Stops a service left from an earlier installation. Whatever comes of it, the installation goes on.
 void StopInstalledService()
 {
@@ -117,22 +132,19 @@ void Configure(SC_HANDLE service, const std::wstring& dependencies)
 void Unregister(const std::wstring& programDirectory)
 {
     WriteLog(g_serviceLog, "UnInstallTkService - unregister the service");
-    RunAndWait(programDirectory, L"-UnregServer");
+    wchar_t commandLine[] = L"-UnregServer";
+    RunAndWait(programDirectory.c_str(), commandLine);
     WriteLog(g_serviceLog, "UnInstallTkService - Unregisted the COM portion of the service");
 }
 
-} // namespace
-
-int InstallTkService(const wchar_t* vendor, const std::string& directory)
+int Install(const wchar_t* vendor, const char* directory)
 {
     WriteLog(g_serviceLog, "InstallTkService - Make sure that the Service isn't running first!");
     StopInstalledService();
 
     WriteLog(g_serviceLog, "KlTKService - now properly install/register the service");
     const std::wstring dependencies = DependenciesFor(vendor);
-    // Without a directory the program would be looked for in the root of the current drive.
-    if (const std::wstring folder = ToWide(directory); !folder.empty())
-        RunAndWait(folder + kServiceProgram, L"-Service");
+    ResultOr(false, [directory] { return Register(directory); });
 
     UniqueServiceHandle manager{OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)};
     if (!manager)
@@ -154,6 +166,13 @@ int InstallTkService(const wchar_t* vendor, const std::string& directory)
     manager.Reset();
     WriteLog(g_serviceLog, "KlTKService - service installed/registered");
     return 0;
+}
+
+} // namespace
+
+int InstallTkService(const wchar_t* vendor, const char* directory)
+{
+    return RunOperation(g_serviceLog, "InstallTkService", -1, [=] { return Install(vendor, directory); });
 }
 
 int UnInstallTkService()

@@ -1,4 +1,5 @@
 // Sets the Windows services that smart cards need to start automatically, and starts them.
+#include "platform/result_or.h"
 #include "platform/unique_handle.h"
 #include "smartcard/smartcard_log.h"
 #include "smartcard/tpm_smart_card.h"
@@ -31,7 +32,7 @@ constexpr CardService kCertPropService = {
     "CTPMSmartCard::ConfigureCertPropService - failed to StartService %d",
 };
 
-// The start type of an open service. Nothing when its configuration cannot be read.
+// The start type of an open service. Nothing when its configuration cannot be read. Throws when memory runs out.
 std::optional<DWORD> StartTypeOf(SC_HANDLE service)
 {
     DWORD size = 0;
@@ -76,7 +77,7 @@ int Configure(const CardService& cardService)
     if (!service)
         return -1;
 
-    const auto startType = StartTypeOf(service.Get());
+    const auto startType = ResultOr({}, [&service] { return StartTypeOf(service.Get()); });
     if (!startType)
         return -1;
     if (*startType != SERVICE_AUTO_START && !SetAutoStart(service.Get()))

@@ -1,6 +1,7 @@
 // Runs lists of device installer commands, and removes what the drivers leave behind.
 #include "smartcard/driver_commands.h"
 
+#include "platform/full_path.h"
 #include "smartcard/smartcard_log.h"
 #include "smartcard/tpm_smart_card.h"
 
@@ -35,12 +36,20 @@ void RunAll(std::span<const DriverCommand> commands, const std::wstring& folder)
         Run(command, folder);
 }
 
+bool IsLocation(const wchar_t* location)
+{
+    return location != nullptr && IsFullPath(location);
+}
+
 std::wstring DriverFolderForRemoval(const wchar_t* location)
 {
-    std::wstring folder = location != nullptr ? location : L"";
-    if (folder.empty())
-        CTPMSmartCard::GetInstallPath(folder);
-    return folder + kDriverFolder;
+    std::wstring folder = kDriverFolder;
+    if (IsLocation(location))
+        return location + folder;
+    std::wstring installPath;
+    CTPMSmartCard::GetInstallPath(installPath);
+    installPath += folder;
+    return IsFullPath(installPath) ? installPath : folder;
 }
 
 bool DeleteNowOrAtReboot(const std::wstring& path, LogFormat<> marked)

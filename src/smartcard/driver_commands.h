@@ -13,7 +13,7 @@ struct DriverCommand
     LogFormat<> failure;
 };
 
-// The folder of the driver packages, behind the install location.
+// The folder of the driver packages, in the install location.
 inline constexpr wchar_t kDriverFolder[] = L"\\TPM_VSCard\\";
 
 // Runs the commands in order in `folder` (UTF-16, ending in a backslash) with CTPMSmartCard::RunDriverStager. The
@@ -23,8 +23,11 @@ bool RunUntilFailure(std::span<const DriverCommand> commands, const std::wstring
 // Runs all the commands in order; each that could not be started logs its text.
 void RunAll(std::span<const DriverCommand> commands, const std::wstring& folder);
 
-// The folder of the driver packages (UTF-16) for a removal: in `location` (UTF-16) or, when that is null or empty,
-// in the install location that the registry names. Without either, the folder's name alone. Logs nothing.
+// Whether an install location (UTF-16) is one: neither null nor anything but a full path. Logs nothing.
+bool IsLocation(const wchar_t* location);
+
+// The folder of the driver packages (UTF-16) for a removal: in `location` (UTF-16) or, when that is none, in the
+// install location that the registry names. Without either, the folder's name alone. Logs nothing.
 std::wstring DriverFolderForRemoval(const wchar_t* location);
 
 // Deletes a file (UTF-16 path). One that cannot be deleted logs `marked` and is left to be deleted at the next

@@ -1,4 +1,5 @@
 // Runs the device installer, a program of its own.
+#include "log/operation.h"
 #include "platform/fill_pattern.h"
 #include "platform/text.h"
 #include "platform/unique_handle.h"
@@ -12,9 +13,7 @@ namespace
 
 constexpr int kNotStarted = -2;
 
-} // namespace
-
-int CTPMSmartCard::RunDriverStager(const std::wstring& folder, const std::wstring& arguments)
+int Run(const std::wstring& folder, std::wstring_view arguments)
 {
     // The folder's own backslash makes two of it here; Windows takes them as one.
     std::wstring commandLine = FillPattern(L"\"%s\\DriverStager.exe\" %s", {folder, arguments});
@@ -43,4 +42,12 @@ int CTPMSmartCard::RunDriverStager(const std::wstring& folder, const std::wstrin
     WriteLog(g_smartcardLog, "  DriverStager process PID: %d completed with Exit code: %d", started.dwProcessId,
              exitCode);
     return 0;
+}
+
+} // namespace
+
+int CTPMSmartCard::RunDriverStager(const std::wstring& folder, std::wstring_view arguments)
+{
+    return RunOperation(g_smartcardLog, "CTPMSmartCard::RunDriverStager", kNotStarted,
+                        [&folder, arguments] { return Run(folder, arguments); });
 }

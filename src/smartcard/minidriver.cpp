@@ -1,4 +1,5 @@
 // Installs and removes the smart-card minidriver.
+#include "log/operation.h"
 #include "platform/fill_pattern.h"
 #include "platform/shell_folder.h"
 #include "smartcard/driver_commands.h"
@@ -73,22 +74,20 @@ bool CopyBodies(const wchar_t* location, const Folders& folders)
     return true;
 }
 
-} // namespace
-
-int CTPMSmartCard::InstallMiniDrv(const wchar_t* location) const
+int InstallMiniDriver(const wchar_t* location, bool isInstalled)
 {
-    if (!IsVistaOrLater())
+    if (!CTPMSmartCard::IsVistaOrLater())
     {
         WriteLog(g_smartcardLog, "Install MiniDriver - XP... skipping....");
         return 0;
     }
-    if (m_bKlSCardInstalled)
+    if (isInstalled)
     {
         WriteLog(g_smartcardLog, "Install MiniDriver - Kelo VSC already installed... skipping....");
         return 0;
     }
-    ConfigureCertPropService();
-    ConfigureSmartCardService();
+    CTPMSmartCard::ConfigureCertPropService();
+    CTPMSmartCard::ConfigureSmartCardService();
 
     const auto systemFolder = GetShellFolder(CSIDL_SYSTEM);
     if (!systemFolder)
@@ -102,7 +101,7 @@ int CTPMSmartCard::InstallMiniDrv(const wchar_t* location) const
         WriteLog(g_smartcardLog, "Install SmartCard - Failed to get path to ...\\Windows");
         return kNoFolder;
     }
-    if (location == nullptr || *location == L'\0')
+    if (!IsLocation(location))
     {
         WriteLog(g_smartcardLog, "Install SmartCard - Failed; Location of installation was not provided");
         return kNoFolder;
@@ -110,22 +109,32 @@ int CTPMSmartCard::InstallMiniDrv(const wchar_t* location) const
 
     if (!CopyBodies(location, {*systemFolder, *windowsFolder}))
         return kNotCopied;
-    if (!IsWOW64Process() && !RunUntilFailure(kInstallCommands, std::wstring(location) + kDriverFolder))
+    if (!CTPMSmartCard::IsWOW64Process() && !RunUntilFailure(kInstallCommands, std::wstring(location) + kDriverFolder))
         return kCommandFailed;
     WriteLog(g_smartcardLog, "Install SmartCard - mini-Driver installed");
     return 0;
 }
 
-// What the installation put into the 32-bit system directory stays: that is meant.
-int CTPMSmartCard::UninstallMiniDrv(const wchar_t* location) const
+// False in a 32-bit process on 64-bit Windows, where nothing is run.
+bool RemoveDriver(const wchar_t* location)
 {
-    if (!IsVistaOrLater())
+    const std::wstring folder = DriverFolderForRemoval(location);
+    if (CTPMSmartCard::IsWOW64Process())
+        return false;
+    RunAll(kRemoveCommands, folder);
+    return true;
+}
+
+// What the installation put into the 32-bit system directory stays: that is meant.
+int RemoveMiniDriver(const wchar_t* location, bool isInstalled)
+{
+    if (!CTPMSmartCard::IsVistaOrLater())
     {
         WriteLog(g_smartcardLog, "CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - not a valid "
                                  "system/configuration... skipping....");
         return 0;
     }
-    if (!m_bKlSCardInstalled)
+    if (!isInstalled)
     {
         WriteLog(g_smartcardLog, "CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - VSC not currently "
                                  "installed... skipping....");
@@ -133,9 +142,8 @@ int CTPMSmartCard::UninstallMiniDrv(const wchar_t* location) const
     }
     WriteLog(g_smartcardLog, "CTPMSmartCard::UninstallMiniDrv - Uninstall the mini-Driver");
 
-    const std::wstring folder = DriverFolderForRemoval(location);
-    if (!IsWOW64Process())
-        RunAll(kRemoveCommands, folder);
+    RunOperation(g_smartcardLog, "CTPMSmartCard::UninstallMiniDrv", false,
+                 [location] { return RemoveDriver(location); });
 
     const auto systemFolder = GetShellFolder(CSIDL_SYSTEM);
     if (!systemFolder)
@@ -150,4 +158,18 @@ int CTPMSmartCard::UninstallMiniDrv(const wchar_t* location) const
                         "VReaderBody dll, mark for deletion on reboot");
     WriteLog(g_smartcardLog, "CTPMSmartCard::UninstallMiniDrv - Removed the virtual smart card");
     return 0;
+}
+
+} // namespace
+
+int CTPMSmartCard::InstallMiniDrv(const wchar_t* location) const
+{
+    return RunOperation(g_smartcardLog, "CTPMSmartCard::InstallMiniDrv", kNotCopied,
+                        [=, this] { return InstallMiniDriver(location, m_bKlSCardInstalled); });
+}
+
+int CTPMSmartCard::UninstallMiniDrv(const wchar_t* location) const
+{
+    return RunOperation(g_smartcardLog, "CTPMSmartCard::UninstallMiniDrv", kNoFolder,
+                        [=, this] { return RemoveMiniDriver(location, m_bKlSCardInstalled); });
 }

@@ -1,4 +1,5 @@
 // Asks the smart-card resource manager for the toolkit's virtual reader.
+#include "platform/result_or.h"
 #include "platform/unique_handle.h"
 #include "smartcard/smartcard_log.h"
 #include "smartcard/tpm_smart_card.h"
@@ -31,6 +32,13 @@ bool HoldsReader(const std::wstring& readers)
     return false;
 }
 
+// Zeros for a list of `length` characters and for one that ends a list which does not end itself. Empty when there is
+// no memory for them.
+std::wstring MakeListBuffer(DWORD length)
+{
+    return ResultOr({}, [length] { return std::wstring(std::size_t{length} + 1, L'\0'); });
+}
+
 } // namespace
 
 CTPMSmartCard::CTPMSmartCard() : m_bKlSCardInstalled(IsKlSCardInstalled()) {}
@@ -58,9 +66,9 @@ bool CTPMSmartCard::IsKlSCardInstalled()
         return false;
     }
 
-    // The one more character stays zero: it ends a list that does not end itself.
-    std::wstring readers(std::size_t{length} + 1, L'\0');
-    status = SCardListReadersW(context.Get(), nullptr, readers.data(), &length);
+    std::wstring readers = MakeListBuffer(length);
+    status = readers.empty() ? static_cast<LONG>(SCARD_E_NO_MEMORY)
+                             : SCardListReadersW(context.Get(), nullptr, readers.data(), &length);
     if (status != SCARD_S_SUCCESS)
     {
         WriteLog(g_smartcardLog, "CTPMSmartCard::IsKlSCardInstalled - can't list readers %x", status);

@@ -1,4 +1,5 @@
 // Installs and removes the virtual smart-card reader.
+#include "log/operation.h"
 #include "platform/product_registry.h"
 #include "platform/shell_folder.h"
 #include "platform/text.h"
@@ -66,23 +67,21 @@ void NotePresence(bool present)
                    sizeof installed);
 }
 
-} // namespace
-
-int CTPMSmartCard::Install(const wchar_t* location) const
+int InstallReader(const wchar_t* location, bool isInstalled)
 {
-    if (!IsSupportedConfiguration(false))
+    if (!CTPMSmartCard::IsSupportedConfiguration(false))
     {
         WriteLog(g_smartcardLog, "Install SmartCard - not a valid system/configuration... skipping....");
         return 0;
     }
-    if (m_bKlSCardInstalled)
+    if (isInstalled)
     {
         // The reader's step is meant to speak of the minidriver here.
         WriteLog(g_smartcardLog, "Install MiniDriver - Kelo VSC already installed... skipping....");
         return 0;
     }
-    ConfigureCertPropService();
-    ConfigureSmartCardService();
+    CTPMSmartCard::ConfigureCertPropService();
+    CTPMSmartCard::ConfigureSmartCardService();
 
     const auto systemFolder = GetShellFolder(CSIDL_SYSTEM);
     if (!systemFolder)
@@ -90,7 +89,7 @@ int CTPMSmartCard::Install(const wchar_t* location) const
         WriteLog(g_smartcardLog, "Install SmartCard - Failed to get path to ...\\System32");
         return kNoFolder;
     }
-    if (location == nullptr || *location == L'\0')
+    if (!IsLocation(location))
     {
         WriteLog(g_smartcardLog, "Install SmartCard - Failed; Location of installation was not provided");
         return kNoFolder;
@@ -103,21 +102,27 @@ int CTPMSmartCard::Install(const wchar_t* location) const
     return RunUntilFailure(kInstallCommands, folder) ? 0 : kCommandFailed;
 }
 
-int CTPMSmartCard::Uninstall(const wchar_t* location) const
+bool RemoveDriver(const wchar_t* location)
 {
-    if (!IsSupportedConfiguration(false))
+    RunAll(kRemoveCommands, DriverFolderForRemoval(location));
+    return true;
+}
+
+int RemoveReader(const wchar_t* location, bool isInstalled)
+{
+    if (!CTPMSmartCard::IsSupportedConfiguration(false))
     {
         WriteLog(g_smartcardLog, "Remove SmartCard - not a valid system/configuration... skipping....");
         return 0;
     }
-    if (!m_bKlSCardInstalled)
+    if (!isInstalled)
     {
         WriteLog(g_smartcardLog, "CTPMSmartCard::Uninstall - Kelo Smart Card not installed so skip uninstallation");
         NotePresence(false);
         return 0;
     }
     NotePresence(true);
-    RunAll(kRemoveCommands, DriverFolderForRemoval(location));
+    RunOperation(g_smartcardLog, "CTPMSmartCard::Uninstall", false, [location] { return RemoveDriver(location); });
 
     const auto systemFolder = GetShellFolder(CSIDL_SYSTEM);
     if (!systemFolder)
@@ -130,4 +135,18 @@ int CTPMSmartCard::Uninstall(const wchar_t* location) const
                             "on reboot"))
         WriteLog(g_smartcardLog, "Remove SmartCard - deleted KeloVReaderBody.dll");
     return 0;
+}
+
+} // namespace
+
+int CTPMSmartCard::Install(const wchar_t* location) const
+{
+    return RunOperation(g_smartcardLog, "CTPMSmartCard::Install", kNotCopied,
+                        [=, this] { return InstallReader(location, m_bKlSCardInstalled); });
+}
+
+int CTPMSmartCard::Uninstall(const wchar_t* location) const
+{
+    return RunOperation(g_smartcardLog, "CTPMSmartCard::Uninstall", kNoFolder,
+                        [=, this] { return RemoveReader(location, m_bKlSCardInstalled); });
 }

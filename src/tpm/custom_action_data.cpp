@@ -1,6 +1,8 @@
 // Reads CustomActionData and takes it apart.
 #include "tpm/custom_action_data.h"
 
+#include "platform/result_or.h"
+
 #include <msiquery.h>
 
 #include <cwchar>
@@ -36,14 +38,7 @@ std::optional<CSecretText> ReadProperty(MSIHANDLE install)
 
 std::optional<CSecretText> ReadCustomActionData(MSIHANDLE install)
 {
-    try
-    {
-        return ReadProperty(install);
-    }
-    catch (...)
-    {
-        return std::nullopt;
-    }
+    return ResultOr({}, [install] { return ReadProperty(install); });
 }
 
 std::wstring_view GetCustomActionValue(std::wstring_view key, std::wstring_view data, std::wstring_view defaultValue)

@@ -9,7 +9,6 @@ namespace
 {
 
 constexpr int kNoExitCode = 1;
-constexpr int kNotStarted = 2;
 
 } // namespace
 

@@ -2,6 +2,7 @@
 #include "tpm/srk_auth_change.h"
 
 #include "log/log_format.h"
+#include "platform/result_or.h"
 #include "platform/unique_handle.h"
 #include "tpm/custom_action_data.h"
 #include "tpm/tpm_log.h"
@@ -79,7 +80,7 @@ std::optional<ChangeOptions> ReadOptions(MSIHANDLE install)
     const auto data = ReadCustomActionData(install);
     if (!data)
         return std::nullopt;
-    return ParseOptions(data->View());
+    return ResultOr({}, [&data] { return std::optional(ParseOptions(data->View())); });
 }
 
 // The tool's path is handed over without quotation marks, blanks or not: that is meant.
@@ -156,10 +157,13 @@ UINT ChangeSrkAuthorization(MSIHANDLE install)
     if (!options)
         return kNoCustomActionData;
 
-    const std::wstring toolPath = ToolPath();
-    if (!GoOnAfter(RunAndWait(VerifyCommandLine(toolPath)), kVerifyOutcomes, false))
+    // Without memory for a command line, the tool counts as not started. That ends the action before the change.
+    const std::wstring toolPath = ResultOr({}, &ToolPath);
+    const auto verify = [&] { return toolPath.empty() ? kNotStarted : RunAndWait(VerifyCommandLine(toolPath)); };
+    if (!GoOnAfter(ResultOr(kNotStarted, verify), kVerifyOutcomes, false))
         return ERROR_SUCCESS;
-    if (GoOnAfter(RunAndWait(ChangeCommandLine(toolPath, *options)), kChangeOutcomes, true))
+    const auto change = [&] { return RunAndWait(ChangeCommandLine(toolPath, *options)); };
+    if (GoOnAfter(ResultOr(kNotStarted, change), kChangeOutcomes, true))
         RunToolAtNextLogon();
     return ERROR_SUCCESS;
 }

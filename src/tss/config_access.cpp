@@ -1,6 +1,7 @@
 // Opens the toolkit's policy directory and configuration file to the accounts that need them.
 #include "tss/config_access.h"
 
+#include "log/operation.h"
 #include "platform/text.h"
 #include "tss/access_list.h"
 #include "tss/tss_log.h"
@@ -135,10 +136,11 @@ bool ReplaceAccess(const ProtectedObject& object)
 
 int SetPolicyDirectoryAccess()
 {
-    return ReplaceAccess(kPolicyDirectory) ? 1 : 0;
+    return RunOperation(g_tssLog, "SetPolicyDirectoryAccess", 0,
+                        [] { return ReplaceAccess(kPolicyDirectory) ? 1 : 0; });
 }
 
 int SetConfigFileAccess()
 {
-    return ReplaceAccess(kConfigFile) ? 1 : 0;
+    return RunOperation(g_tssLog, "SetConfigFileAccess", 0, [] { return ReplaceAccess(kConfigFile) ? 1 : 0; });
 }

@@ -1,6 +1,7 @@
 // Copies the detection library into the Windows system directory.
 #include "tss/copy_tcg_dll.h"
 
+#include "platform/exception_guard.h"
 #include "tss/probe_library_path.h"
 #include "tss/tss_log.h"
 
@@ -15,13 +16,11 @@ constexpr char kBackupFile[] = "\\stkprobe.bk1";
 BoundedPath WindowsDirectory()
 {
     char directory[BoundedPath::kSize] = {};
-    const DWORD length = GetEnvironmentVariableA("windir", directory, sizeof directory);
-    if (length > 0 && length < sizeof directory)
-        return BoundedPath{directory};
-    const UINT ownLength = GetWindowsDirectoryA(directory, sizeof directory);
-    if (ownLength > 0 && ownLength < sizeof directory)
-        return BoundedPath{directory};
-    return {};
+    UINT length = GetEnvironmentVariableA("windir", directory, sizeof directory);
+    if (length == 0)
+        length = GetWindowsDirectoryA(directory, sizeof directory);
+    // A directory that does not fit gives its length alone.
+    return length < sizeof directory ? BoundedPath{directory} : BoundedPath{};
 }
 
 void LogCopyFailure(const BoundedPath& source, const BoundedPath& destination, DWORD error)
@@ -76,13 +75,7 @@ void CopyProbeLibrary(const char* target, const char* vendor)
 
 int CopyTCGDLL(const char* target, const char* vendor)
 {
-    try
-    {
-        CopyProbeLibrary(target, vendor);
-    }
-    catch (...) // never runs: no step throws today
-    {
-        WriteLog(g_tssLog, "Unknown exception caught trying to copy stkprobe.dll"); // never runs: as said
-    }
+    if (!CallGuarded([=] { CopyProbeLibrary(target, vendor); }))
+        WriteLog(g_tssLog, "Unknown exception caught trying to copy stkprobe.dll");
     return 0;
 }

@@ -1,6 +1,7 @@
 // Inspects the TSP library of an installed NTRU stack.
 #include "tss/ntru_tsp_library.h"
 
+#include "platform/exception_guard.h"
 #include "platform/service_binary_path.h"
 #include "platform/text.h"
 #include "tss/tss_log.h"
@@ -22,6 +23,8 @@ namespace
 constexpr wchar_t kTspLibrary[] = L"TSP1_x64.dll";
 constexpr wchar_t kOldTspLibrary[] = L"TSP1.dll";
 constexpr wchar_t kUsualFolder[] = L"\\NTRU Cryptosystems\\NTRU TCG Software Stack\\bin\\";
+
+constexpr int kCheckFailed = 1;
 
 // Major, minor, build and revision. Versions compare field by field.
 using Version = std::array<DWORD, 4>;
@@ -113,7 +116,7 @@ int CheckTspLibrary()
     if (!system)
     {
         WriteLog(g_tssLog, "CopyTSP1FileImp - Unable to get path to SYSTEM32");
-        return 1;
+        return kCheckFailed;
     }
     if (version && *version >= kUpdatedVersion)
     {
@@ -131,13 +134,9 @@ int CheckTspLibrary()
 
 int CopyTSP1FileImp()
 {
-    try
-    {
-        return CheckTspLibrary();
-    }
-    catch (...)
-    {
+    // After a fault, what the check had opened and allocated stays so until the program ends.
+    int result = kCheckFailed;
+    if (!CallGuarded([&result] { result = CheckTspLibrary(); }))
         WriteLog(g_tssLog, "CopyTSP1FileImp - Unknown exception caught return 1");
-        return 1;
-    }
+    return result;
 }

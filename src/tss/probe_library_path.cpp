@@ -1,9 +1,11 @@
 // Tells where a detection library lies.
 #include "tss/probe_library_path.h"
 
+#include "platform/full_path.h"
+
 BoundedPath ProbeLibraryPath(const char* target, const char* vendor)
 {
-    if (target == nullptr)
+    if (target == nullptr || !IsFullPath(target))
         return {};
     BoundedPath path{target};
     if (vendor == nullptr)

@@ -1,6 +1,8 @@
 // Places the shim library in the Windows system directory and takes it out again.
 #include "tss/shim_files.h"
 
+#include "log/operation.h"
+#include "platform/full_path.h"
 #include "tss/tss_log.h"
 
 #include <shlobj.h>
@@ -13,6 +15,8 @@ namespace
 {
 
 constexpr char kShimSource[] = "TSP1-kelo.dll";
+
+constexpr int kNotRemoved = -1;
 
 // File names of one slot. Removal and copy spell the last one with different letter case on purpose.
 struct SlotNames
@@ -67,15 +71,13 @@ int MoveToBackup(const std::string& file, const std::string& backup)
     {
         WriteLog(g_tssLog, "RemoveTSP1File - Failed to move file %s, err: %d", file.c_str(), GetLastError());
         WriteLog(g_tssLog, "RemoveTSP1File - exit");
-        return -1;
+        return kNotRemoved;
     }
     WriteLog(g_tssLog, "RemoveTSP1File - Moved Tsp<x>_x64.dll to %s", backup.c_str());
     return 1;
 }
 
-} // namespace
-
-int RemoveTSP1File(DWORD slot)
+int RemoveShim(DWORD slot)
 {
     WriteLog(g_tssLog, "RemoveTSP1File - enter %d", slot);
     const auto system = SystemDirectory();
@@ -102,7 +104,7 @@ int RemoveTSP1File(DWORD slot)
     return MoveToBackup(file, backup);
 }
 
-bool CopyShimFile(const char* target, const char* vendor, DWORD slot)
+bool CopyShim(const char* target, const char* vendor, DWORD slot)
 {
     WriteLog(g_tssLog, "Copying Kelo \"Shim\" TSP<x>_x64.dll to System32 Directory");
     const std::string source = std::string(target) + vendor + "\\" + kShimSource;
@@ -114,8 +116,8 @@ bool CopyShimFile(const char* target, const char* vendor, DWORD slot)
     }
     const std::string destination = *system + NamesOf(slot).copied;
 
-    // Without a target the source would be looked for in the current directory.
-    if (*target == '\0')
+    // The source would be looked for on the current drive or in its current directory.
+    if (!IsFullPath(target))
     {
         LogCopyFailure(source, destination, ERROR_FILENAME_EXCED_RANGE);
         return false;
@@ -127,4 +129,16 @@ bool CopyShimFile(const char* target, const char* vendor, DWORD slot)
     }
     WriteLog(g_tssLog, "Copied %s to %s", source.c_str(), destination.c_str());
     return true;
+}
+
+} // namespace
+
+int RemoveTSP1File(DWORD slot)
+{
+    return RunOperation(g_tssLog, "RemoveTSP1File", kNotRemoved, [slot] { return RemoveShim(slot); });
+}
+
+bool CopyShimFile(const char* target, const char* vendor, DWORD slot)
+{
+    return RunOperation(g_tssLog, "CopyShimFile", false, [=] { return CopyShim(target, vendor, slot); });
 }

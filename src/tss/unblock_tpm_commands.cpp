@@ -1,6 +1,7 @@
 // Takes TPM commands off Windows' list of blocked ones.
 #include "tss/unblock_tpm_commands.h"
 
+#include "log/operation.h"
 #include "platform/service_control.h"
 #include "platform/unique_handle.h"
 #include "platform/windows_version.h"
@@ -9,6 +10,8 @@
 #include "tss/tss_names.h"
 
 #include <aclapi.h>
+
+#include <string>
 
 namespace
 {
@@ -77,6 +80,42 @@ bool ChangeOwner(std::wstring& objectName, PSID owner, UniqueKernelHandle& token
     return true;
 }
 
+bool OpenKey(std::wstring objectName)
+{
+    // Freed in the reverse order: the SIDs, the list, the token.
+    UniqueKernelHandle token;
+    UniqueAccessList list;
+    const std::vector<UniqueSid> sids = MakeSids(kKeyRules);
+    if (sids.empty())
+        return false;
+    list = MakeAccessList(kKeyRules, sids, CONTAINER_INHERIT_ACE);
+    if (!list)
+    {
+        WriteLog(g_tssLog, "Failed SetEntriesInAclW");
+        return false;
+    }
+
+    DWORD error = ReplaceAccessList(objectName, list);
+    if (error != ERROR_SUCCESS && error != ERROR_ACCESS_DENIED)
+    {
+        WriteLog(g_tssLog, "First SetNamedSecurityInfo call failed: %u", error);
+        return false;
+    }
+    if (error == ERROR_ACCESS_DENIED)
+    {
+        if (!ChangeOwner(objectName, sids[kAdministratorsRow].Get(), token))
+            return false;
+        error = ReplaceAccessList(objectName, list);
+        if (error != ERROR_SUCCESS)
+        {
+            WriteLog(g_tssLog, "Second SetNamedSecurityInfo call failed: %u", error);
+            return false;
+        }
+    }
+    WriteLog(g_tssLog, "Successfully changed DACL");
+    return true;
+}
+
 bool DeleteBlockedCommands()
 {
     if (!TakeKeyOwnership(kBlockedListObject))
@@ -123,40 +162,9 @@ int UnblockTpmCommands()
     return RestartTbs() ? 0 : -2;
 }
 
-bool TakeKeyOwnership(std::wstring objectName)
+bool TakeKeyOwnership(const wchar_t* objectName)
 {
-    // Freed in the reverse order: the SIDs, the list, the token.
-    UniqueKernelHandle token;
-    UniqueAccessList list;
-    const std::vector<UniqueSid> sids = MakeSids(kKeyRules);
-    if (sids.empty())
-        return false;
-    list = MakeAccessList(kKeyRules, sids, CONTAINER_INHERIT_ACE);
-    if (!list)
-    {
-        WriteLog(g_tssLog, "Failed SetEntriesInAclW");
-        return false;
-    }
-
-    DWORD error = ReplaceAccessList(objectName, list);
-    if (error != ERROR_SUCCESS && error != ERROR_ACCESS_DENIED)
-    {
-        WriteLog(g_tssLog, "First SetNamedSecurityInfo call failed: %u", error);
-        return false;
-    }
-    if (error == ERROR_ACCESS_DENIED)
-    {
-        if (!ChangeOwner(objectName, sids[kAdministratorsRow].Get(), token))
-            return false;
-        error = ReplaceAccessList(objectName, list);
-        if (error != ERROR_SUCCESS)
-        {
-            WriteLog(g_tssLog, "Second SetNamedSecurityInfo call failed: %u", error);
-            return false;
-        }
-    }
-    WriteLog(g_tssLog, "Successfully changed DACL");
-    return true;
+    return RunOperation(g_tssLog, "TakeKeyOwnership", false, [objectName] { return OpenKey(objectName); });
 }
 
 bool DeleteRegistryValue(const wchar_t* subkey, const wchar_t* valueName)

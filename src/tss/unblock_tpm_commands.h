@@ -3,8 +3,6 @@
 
 #include <windows.h>
 
-#include <string>
-
 // On Windows Vista and later, takes seven commands off the blocked ones and restarts the TPM Base Services, when
 // they run, so that this takes effect; the stacks' services are stopped before, and only NTRU's is started again.
 // 1 before Vista, where nothing is done; 0 when the key was opened to this program and, where needed, the restart
@@ -15,8 +13,8 @@ int UnblockTpmCommands();
 // Replaces the access list of a registry key, named as the security functions name keys (UTF-16, such as
 // "MACHINE\SOFTWARE\..."), by one that lets users read and administrators and LocalSystem do all
 // (SetNamedSecurityInfoW); makes the administrators its owner first when that is refused. True when the list is in
-// place. Logs the success or the failure.
-bool TakeKeyOwnership(std::wstring objectName);
+// place; false also when an exception was caught. Logs the success or the failure.
+bool TakeKeyOwnership(const wchar_t* objectName);
 
 // Deletes a value of a key under HKEY_LOCAL_MACHINE (both UTF-16). True when the key could be opened, whatever
 // became of the value; false when not. Logs nothing.

@@ -23,14 +23,17 @@ def place_library(prefix, path, library):
     is no stand-in that could be so."""
     name = path.rpartition("\\")[2]
     exports = library.get("exports", {})
-    are_numbers = all(isinstance(result, int) for result in exports.values())
+    are_answers = all(isinstance(result, int) or result.keys() == {"throws"} for result in exports.values())
     if RESOURCE_LIBRARY.fullmatch(name) and library == {}:
         copy(BUILD / name, prefix, path)
         return ""
-    if exports.keys() != LIBRARIES.get(name) or library.keys() != {"exports"} or not are_numbers:
+    if exports.keys() != LIBRARIES.get(name) or library.keys() != {"exports"} or not are_answers:
         return None
     copy(BUILD / name, prefix, path)
-    return numbers(name, exports)
+    thrown = {function: result["throws"] for function, result in exports.items() if isinstance(result, dict)}
+    answers = {function: 0 if function in thrown else result for function, result in exports.items()}
+    return numbers(name, answers) + "".join(
+        f'"{function} throws"="{what.replace(" ", "-")}"\n' for function, what in thrown.items())
 
 
 def place_program(prefix, path, program):

@@ -26,6 +26,16 @@ class TaskLibrary(unittest.TestCase):
         about_it = [message for message in seen.messages if message.startswith("*** ")]
         self.assertEqual(about_it, lines)
 
+    def run_as_predicted(self, description, action, folder=None):
+        """Runs an action, in a folder, and compares its whole log with the predicted one."""
+        with Machine(description) as machine:
+            self.assertEqual(machine.missing, [])
+            if folder is not None:
+                machine.prefix.current_folder = machine.prefix.path(folder)
+            seen = machine.run(action)
+        self.assertEqual(seen.messages, rehearse(description, action).messages)
+        return seen
+
     def test_setup_makes_the_tasks(self):
         self.check(machine_with({}), "/Setup", ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed"],
                    {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
@@ -65,6 +75,24 @@ class TaskLibrary(unittest.TestCase):
             with self.subTest(action=action):
                 self.check(machine_with({"RemoveAutoEnrollmentTasks": 5}, wanted=0), action, [],
                            {"RemoveAutoEnrollmentTasks": 1})
+
+    def test_library_that_throws_ends_its_own_step_alone(self):
+        for thrown in ("access violation", "division by zero", "C++ exception", "number"):
+            for function, action in (("AreTasksInstalled", "/Setup"), ("InstallAutoEnrollmentTasks", "/Setup"),
+                                     ("RemoveAutoEnrollmentTasks", "/Uninstall")):
+                with self.subTest(thrown=thrown, function=function):
+                    seen = self.run_as_predicted(machine_with({function: {"throws": thrown}}), action)
+                    operation = "Remove" if action == "/Uninstall" else "Install"
+                    self.assertIn(f"{operation}AutoEnrollmentTasks - Unknown exception caught return -1", seen.messages)
+                    self.assertIn("============= Kelo CSP Custom Action <-End ===================", seen.messages)
+
+    def test_path_that_depends_on_the_current_folder(self):
+        # The library lies where such a path leads to from the current folder.
+        for path in ("Toolkit", "C:Toolkit", "\\Toolkit"):
+            with self.subTest(path):
+                seen = self.run_as_predicted(machine_with({}, path=path), "/Setup", folder="C:\\")
+                self.assertIn("*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library <x>.dll can't "
+                              "create Auto-Enroll Tasks", seen.messages)
 
     def test_missing_library(self):
         description = machine_with({}, path="C:\\Elsewhere")

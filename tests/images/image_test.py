@@ -1,6 +1,8 @@
 """The two images for Windows: what they are, what they need, and how they are protected."""
 
 import pathlib
+import re
+import subprocess
 import unittest
 
 import pe
@@ -11,6 +13,15 @@ DLL = EXE.with_suffix(".dll")
 
 # Every function of Windows that the program may need, behind its library's name in brackets.
 ALLOWED_IMPORTS = pathlib.Path(__file__).with_name("allowed_imports.txt")
+
+# Functions that 5.2 lacks, with the reason behind a colon.
+MISSING_ON_5_2 = pathlib.Path(__file__).with_name("missing_on_5_2.txt")
+
+COMPILER = "x86_64-w64-mingw32-g++-posix"
+# The headers of Windows that name the functions of its libraries, but for those of the C runtime.
+HEADERS = ["windows.h", "aclapi.h", "msi.h", "msiquery.h", "objbase.h", "oleauto.h", "psapi.h", "shellapi.h", "shlobj.h",
+           "winscard.h", "winver.h"]
+C_RUNTIME = "msvcrt.dll"
 
 SUPPORTED_WINDOWS = {
     "Windows Vista": "{e2011457-1546-43c5-a5fe-008deee3d3f0}",
@@ -31,6 +42,18 @@ def allowed_imports():
             library = line.strip("[]")
         elif line and not line.startswith("#"):
             yield library, line
+
+
+def missing_on_5_2():
+    lines = MISSING_ON_5_2.read_text(encoding="utf-8").splitlines()
+    return {line.partition(": ")[0] for line in lines if not line.startswith("#")}
+
+
+def headers_of(version):
+    """The text of Windows' headers for programs that are to run on a version and later."""
+    source = "".join(f"#include <{header}>\n" for header in HEADERS)
+    command = [COMPILER, "-E", "-x", "c++", f"-D_WIN32_WINNT={version}", "-DPSAPI_VERSION=1", "-"]
+    return subprocess.run(command, input=source, capture_output=True, text=True, check=True).stdout
 
 
 def imports_of(image):
@@ -54,6 +77,17 @@ class BothImages(unittest.TestCase):
     def test_import_all_that_is_allowed(self):
         imported = set().union(*(imports_of(image) for _, image in self.each()))
         self.assertEqual([allowed for allowed in allowed_imports() if allowed not in imported], [])
+
+    def test_import_nothing_that_windows_5_2_lacks(self):
+        for _, image in self.each():
+            imported = {name for _, name in imports_of(image)}
+            self.assertEqual(sorted(imported & missing_on_5_2()), [])
+
+    def test_import_only_what_the_headers_give_to_windows_5_2(self):
+        declared = set(re.findall(r"\b(\w+)\s*\(", headers_of("0x0502")))
+        self.assertNotIn("GetTickCount64", declared)
+        names = {name for library, name in allowed_imports() if library != C_RUNTIME}
+        self.assertEqual(sorted(names - declared), [])
 
     def test_run_at_random_addresses_without_executable_data(self):
         wanted = pe.HIGH_ENTROPY | pe.DYNAMIC_BASE | pe.NX_COMPATIBLE

@@ -29,6 +29,13 @@ TEST(ParseFault, ReadsASuccessWithNothing)
     EXPECT_TRUE(fault.givesNothing);
 }
 
+TEST(ParseFault, ReadsAFault)
+{
+    const Fault fault = ParseFault("CopyFileA#2=fault");
+    EXPECT_EQ(fault.call, "CopyFileA");
+    EXPECT_TRUE(fault.faults);
+}
+
 TEST(ParseFault, RefusesWhatIsNoFault)
 {
     for (const char* text : {"", "=5", "CreateFileW", "CreateFileW=", "CreateFileW=five", "CreateFileW#0=5",
@@ -38,7 +45,7 @@ TEST(ParseFault, RefusesWhatIsNoFault)
 
 TEST(ParseFault, ReadsItsOwnText)
 {
-    for (const char* text : {"CreateFileW#2=5", "CreateFileW=0", "EnumProcesses#7=nothing"})
+    for (const char* text : {"CreateFileW#2=5", "CreateFileW=0", "EnumProcesses#7=nothing", "CopyFileA#1=fault"})
         EXPECT_EQ(TextOf(ParseFault(text)), text);
 }
 

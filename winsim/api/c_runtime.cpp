@@ -1,4 +1,4 @@
-// The C runtime's own functions that deal with text alone: formatting, bounded copies, comparing, taking paths apart.
+// The C runtime's own functions that deal with text alone: formatting and comparing.
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
@@ -7,12 +7,10 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace
 {
@@ -70,18 +68,24 @@ std::optional<std::string> InCLocale(const char16_t* wide)
     return narrow;
 }
 
-// Formats by the rules of Windows' runtime, where %S in narrow text stands for UTF-16 text. Nothing when a character
-// cannot be written.
-std::optional<std::string> Format(const char* format, va_list arguments)
+struct Formatted
+{
+    std::string text;
+    bool isWhole = true; // false when the text ends before a character that cannot be written
+};
+
+// Formats by the rules of Windows' runtime, where %S in narrow text stands for UTF-16 text.
+Formatted Format(const char* format, va_list arguments)
 {
     va_list left;
     va_copy(left, arguments);
-    std::optional<std::string> text = "";
-    while (*format != '\0' && text)
+    Formatted formatted;
+    std::string& text = formatted.text;
+    while (*format != '\0' && formatted.isWhole)
     {
         if (*format != '%')
         {
-            *text += *format++;
+            text += *format++;
             continue;
         }
         ++format;
@@ -91,23 +95,23 @@ std::optional<std::string> Format(const char* format, va_list arguments)
         switch (placeholder.conversion)
         {
         case '%':
-            *text += '%';
+            text += '%';
             break;
         case 's':
             if (placeholder.length != "l" && placeholder.length != "w")
             {
                 const char* narrow = va_arg(left, const char*);
-                *text += FormatOne(plain, narrow != nullptr ? narrow : "(null)");
+                text += FormatOne(plain, narrow != nullptr ? narrow : "(null)");
                 break;
             }
             [[fallthrough]];
         case 'S': {
             const char16_t* wide = va_arg(left, const char16_t*);
             const auto narrow = InCLocale(wide != nullptr ? wide : u"(null)");
-            if (!narrow)
-                text.reset();
+            if (narrow)
+                text += FormatOne(placeholder.text + "s", narrow->c_str());
             else
-                *text += FormatOne(placeholder.text + "s", narrow->c_str());
+                formatted.isWhole = false;
             break;
         }
         case 'd':
@@ -118,17 +122,17 @@ std::optional<std::string> Format(const char* format, va_list arguments)
         case 'o':
         case 'c':
             if (isLong)
-                *text += FormatOne(placeholder.text + "ll" + placeholder.conversion, va_arg(left, long long));
+                text += FormatOne(placeholder.text + "ll" + placeholder.conversion, va_arg(left, long long));
             else
-                *text += FormatOne(plain, va_arg(left, int));
+                text += FormatOne(plain, va_arg(left, int));
             break;
         default:
-            text.reset();
+            formatted.isWhole = false;
             break;
         }
     }
     va_end(left);
-    return text;
+    return formatted;
 }
 
 // Whether a format means the same to the host's runtime as to Windows': no UTF-16 text, no lengths, no precision.
@@ -143,31 +147,6 @@ bool IsCommonFormat(const char* format)
             return false;
         ++format;
     }
-    return true;
-}
-
-// What the bounded functions leave behind when they refuse: an empty text.
-template <typename Unit>
-errno_t Refuse(Unit* destination, std::size_t size, errno_t error)
-{
-    if (destination != nullptr && size != 0)
-        destination[0] = Unit{};
-    return error;
-}
-
-// Whether a part of a path is wanted properly: a buffer with its size, or neither.
-bool IsPart(const WCHAR* buffer, std::size_t size)
-{
-    return (buffer == nullptr) == (size == 0);
-}
-
-bool PutInto(WCHAR* buffer, std::size_t size, std::u16string_view text)
-{
-    if (buffer == nullptr)
-        return true;
-    if (text.size() >= size)
-        return false;
-    *std::copy(text.begin(), text.end(), buffer) = u'\0';
     return true;
 }
 
@@ -191,60 +170,26 @@ int CompareIgnoringAsciiCase(const Unit* left, const Unit* right)
 
 } // namespace
 
-int _vsnprintf_s(char* buffer, std::size_t sizeOfBuffer, std::size_t count, const char* format, va_list arguments)
+int _vsnprintf(char* buffer, std::size_t count, const char* format, va_list arguments)
 {
-    if (buffer == nullptr || sizeOfBuffer == 0 || format == nullptr)
+    if (buffer == nullptr || format == nullptr)
         return -1;
-    const bool mayCut = count < sizeOfBuffer || count == _TRUNCATE;
-    const std::size_t most = std::min(sizeOfBuffer - 1, count);
-    if (mayCut && IsCommonFormat(format))
+    if (IsCommonFormat(format))
     {
-        const int whole = std::vsnprintf(buffer, most + 1, format, arguments);
-        return whole >= 0 && static_cast<std::size_t>(whole) <= most ? whole : -1;
+        va_list again;
+        va_copy(again, arguments);
+        const int whole = std::vsnprintf(buffer, count, format, again);
+        va_end(again);
+        if (whole >= 0 && static_cast<std::size_t>(whole) < count)
+            return whole;
     }
-    const auto text = Format(format, arguments);
-    if (!text)
-    {
-        Refuse(buffer, sizeOfBuffer, EILSEQ);
-        return -1;
-    }
-    // Text that is longer than the buffer is cut only when the caller expects it.
-    if (text->size() >= sizeOfBuffer && !mayCut)
-    {
-        Refuse(buffer, sizeOfBuffer, ERANGE);
-        return -1;
-    }
-    const std::size_t length = std::min(text->size(), most);
-    std::memcpy(buffer, text->data(), length);
-    buffer[length] = '\0';
-    return length == text->size() ? static_cast<int>(length) : -1;
-}
-
-errno_t strcpy_s(char* destination, std::size_t size, const char* source)
-{
-    if (destination == nullptr || size == 0)
-        return EINVAL;
-    if (source == nullptr)
-        return Refuse(destination, size, EINVAL);
-    const std::size_t length = std::strlen(source);
-    if (length >= size)
-        return Refuse(destination, size, ERANGE);
-    std::memcpy(destination, source, length + 1);
-    return 0;
-}
-
-errno_t strcat_s(char* destination, std::size_t size, const char* source)
-{
-    if (destination == nullptr || size == 0)
-        return EINVAL;
-    const std::size_t used = strnlen(destination, size);
-    if (used == size || source == nullptr)
-        return Refuse(destination, size, EINVAL);
-    const std::size_t length = std::strlen(source);
-    if (used + length >= size)
-        return Refuse(destination, size, ERANGE);
-    std::memcpy(destination + used, source, length + 1);
-    return 0;
+    const Formatted formatted = Format(format, arguments);
+    const std::size_t length = std::min(formatted.text.size(), count);
+    std::memcpy(buffer, formatted.text.data(), length);
+    // Only a text that leaves room gets an end.
+    if (length < count)
+        buffer[length] = '\0';
+    return formatted.isWhole && length == formatted.text.size() ? static_cast<int>(length) : -1;
 }
 
 int _stricmp(const char* left, const char* right)
@@ -270,57 +215,4 @@ int _mbsicmp(const unsigned char* left, const unsigned char* right)
         return winsim::FoldCase(winsim::Simulation::Current().FromAnsi(reinterpret_cast<const char*>(text)));
     };
     return fold(left).compare(fold(right));
-}
-
-errno_t _wsplitpath_s(const WCHAR* path, WCHAR* drive, std::size_t driveSize, WCHAR* directory,
-                      std::size_t directorySize, WCHAR* name, std::size_t nameSize, WCHAR* extension,
-                      std::size_t extensionSize)
-{
-    const auto refuse = [&](errno_t error) {
-        Refuse(drive, driveSize, error);
-        Refuse(directory, directorySize, error);
-        Refuse(name, nameSize, error);
-        return Refuse(extension, extensionSize, error);
-    };
-    if (path == nullptr || !IsPart(drive, driveSize) || !IsPart(directory, directorySize) || !IsPart(name, nameSize) ||
-        !IsPart(extension, extensionSize))
-        return refuse(EINVAL);
-    std::u16string_view rest = path;
-    const std::size_t driveLength = rest.size() >= 2 && rest[1] == u':' ? 2 : 0;
-    const std::u16string_view drivePart = rest.substr(0, driveLength);
-    rest.remove_prefix(driveLength);
-    const std::size_t slash = rest.find_last_of(u"\\/");
-    const std::size_t directoryLength = slash == std::u16string_view::npos ? 0 : slash + 1;
-    const std::u16string_view directoryPart = rest.substr(0, directoryLength);
-    rest.remove_prefix(directoryLength);
-    const std::size_t nameLength = std::min(rest.rfind(u'.'), rest.size());
-    const bool fit = PutInto(drive, driveSize, drivePart) && PutInto(directory, directorySize, directoryPart) &&
-                     PutInto(name, nameSize, rest.substr(0, nameLength)) &&
-                     PutInto(extension, extensionSize, rest.substr(nameLength));
-    return fit ? 0 : refuse(ERANGE);
-}
-
-errno_t _wmakepath_s(WCHAR* path, std::size_t size, const WCHAR* drive, const WCHAR* directory, const WCHAR* name,
-                     const WCHAR* extension)
-{
-    if (path == nullptr || size == 0)
-        return EINVAL;
-    std::u16string whole;
-    if (drive != nullptr && *drive != u'\0')
-        whole = {*drive, u':'};
-    if (directory != nullptr && *directory != u'\0')
-    {
-        whole += directory;
-        if (whole.back() != u'\\' && whole.back() != u'/')
-            whole += u'\\';
-    }
-    if (name != nullptr)
-        whole += name;
-    if (extension != nullptr && *extension != u'\0')
-    {
-        if (*extension != u'.')
-            whole += u'.';
-        whole += extension;
-    }
-    return PutInto(path, size, whole) ? 0 : Refuse(path, size, ERANGE);
 }

@@ -1,4 +1,5 @@
 // Message texts with places for inserts.
+#include "winsim/api/local_memory.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
@@ -7,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -180,10 +182,13 @@ DWORD WINAPI FormatMessageA(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, 
     call.In("dwLanguageId", dwLanguageId).In("nSize", nSize);
     if (const auto fault = call.Fault())
         return call.Fail(DWORD{0}, *fault);
-    // Texts from a string with an array of inserts are all that there is here.
-    if (dwFlags != (FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY) || message == nullptr ||
-        Arguments == nullptr)
+    // Texts from a string with an array of inserts are all that there is here, in a buffer of either side.
+    const bool isAllocating = (dwFlags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
+    if ((dwFlags & ~FORMAT_MESSAGE_ALLOCATE_BUFFER) != (FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY) ||
+        message == nullptr || Arguments == nullptr || lpBuffer == nullptr)
         return call.Fail(DWORD{0}, ERROR_INVALID_PARAMETER);
+    if (isAllocating)
+        *reinterpret_cast<LPSTR*>(lpBuffer) = nullptr;
 
     Simulation& simulation = Simulation::Current();
     const auto text = Expand(winsim::Utf16(simulation.FromAnsi(message)), Inserts{Arguments});
@@ -192,7 +197,14 @@ DWORD WINAPI FormatMessageA(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, 
     const std::string ansi = simulation.ToAnsi(winsim::Utf8(*text));
     if (ansi.empty())
         return call.Done(DWORD{0});
-    if (ansi.size() >= nSize)
+    if (isAllocating)
+    {
+        const std::size_t size = std::max<std::size_t>(nSize, ansi.size() + 1);
+        auto* const block = static_cast<LPSTR>(simulation.handles.Allocate(winsim::kBlock, size));
+        *reinterpret_cast<LPSTR*>(lpBuffer) = block;
+        lpBuffer = block;
+    }
+    else if (ansi.size() >= nSize)
         return call.Fail(DWORD{0}, ERROR_INSUFFICIENT_BUFFER);
     std::memcpy(lpBuffer, ansi.c_str(), ansi.size() + 1);
     call.Out("lpBuffer", static_cast<const char*>(lpBuffer));

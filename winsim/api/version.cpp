@@ -107,8 +107,7 @@ BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA lpVersionInformation)
     version.wServicePackMajor = static_cast<WORD>(windows.servicePack);
     version.wProductType = 1;
     if (windows.servicePack != 0)
-        strcpy_s(version.szCSDVersion, sizeof version.szCSDVersion,
-                 ("Service Pack " + std::to_string(windows.servicePack)).c_str());
+        std::snprintf(version.szCSDVersion, sizeof version.szCSDVersion, "Service Pack %u", windows.servicePack);
     std::memcpy(static_cast<void*>(lpVersionInformation), &version, size);
     if (call.IsRecording())
         call.Out("lpVersionInformation", Json{{"dwMajorVersion", windows.major},

@@ -1,6 +1,8 @@
 // Keeps what the libraries of a simulated machine do, and their JSON form.
 #include "winsim/areas/libraries.h"
 
+#include "winsim/core/process_code.h"
+
 #include <algorithm>
 #include <charconv>
 #include <stdexcept>
@@ -12,8 +14,8 @@ namespace
 {
 
 constexpr ThrownThing kThrownThings[] = {
-    {"access violation", [] { throw ProcessorFault{"access violation", 0xC0000005}; }},
-    {"division by zero", [] { throw ProcessorFault{"division by zero", 0xC0000094}; }},
+    {kAccessViolation.name, [] { throw kAccessViolation; }},
+    {kDivisionByZero.name, [] { throw kDivisionByZero; }},
     {"C++ exception", [] { throw std::runtime_error("thrown by a library"); }},
     {"number", [] { throw 42; }},
 };

@@ -44,13 +44,6 @@ struct Library
 // Whether the file of a path is a resource library by its name.
 bool IsResourceLibrary(const std::string& path);
 
-// A fault of the processor in a described function: an exception of a type that nobody but the machine knows.
-struct ProcessorFault
-{
-    const char* name;       // for people
-    std::uint32_t exitCode; // of a process that dies of it
-};
-
 // Something that can come out of a function instead of a result.
 struct ThrownThing
 {

@@ -132,6 +132,7 @@ constexpr FaultRow kRows[] = {
     Row("VerQueryValueW", 1813, 87),
     Row("WaitForSingleObject", 6, 5),
     Row("WideCharToMultiByte", 87, 122, 0),
+    Row(kAllocation, 8, 14),
 };
 
 // Calls that only tell, wait, free or set a flag.

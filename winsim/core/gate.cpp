@@ -5,6 +5,7 @@
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <stdexcept>
 
@@ -17,6 +18,12 @@ namespace
 constexpr std::uint32_t kOperationAborted = 995;
 
 constexpr std::string_view kNothing = "nothing";
+constexpr std::string_view kFault = "fault";
+
+bool IsAnyPlannedFor(const Gate& gate, std::string_view name)
+{
+    return std::ranges::any_of(gate.faults, [name](const Fault& fault) { return fault.call == name; });
+}
 
 const Fault* PlannedFault(const Gate& gate, std::string_view name, unsigned occurrence)
 {
@@ -54,7 +61,9 @@ Fault ParseFault(const std::string& text)
     const std::string_view error = std::string_view(text).substr(equals + 1);
     const bool isHexadecimal = error.starts_with("0x") || error.starts_with("0X");
     fault.givesNothing = error == kNothing;
-    if (!fault.givesNothing && !parse(isHexadecimal ? error.substr(2) : error, isHexadecimal ? 16 : 10, fault.error))
+    fault.faults = error == kFault;
+    if (!fault.givesNothing && !fault.faults &&
+        !parse(isHexadecimal ? error.substr(2) : error, isHexadecimal ? 16 : 10, fault.error))
         return fail("the error is not a 32-bit number");
 
     const std::size_t hash = fault.call.find('#');
@@ -69,13 +78,18 @@ Fault ParseFault(const std::string& text)
 std::string TextOf(const Fault& fault)
 {
     const std::string occurrence = fault.occurrence == 0 ? "" : "#" + std::to_string(fault.occurrence);
-    const std::string error = fault.givesNothing ? std::string(kNothing) : std::to_string(fault.error);
+    const std::string error = fault.givesNothing ? std::string(kNothing)
+                              : fault.faults     ? std::string(kFault)
+                                                 : std::to_string(fault.error);
     return fault.call + occurrence + "=" + error;
 }
 
 Call::Call(std::string_view name, CallKind kind)
 {
     Simulation& simulation = Simulation::Current();
+    // A process that is over still has its memory.
+    if (simulation.IsOver() && kind == CallKind::Allocation)
+        return;
     if (simulation.IsOver())
     {
         m_fault = kOperationAborted;
@@ -87,35 +101,45 @@ Call::Call(std::string_view name, CallKind kind)
     if (count == simulation.gate.counts.end())
         count = simulation.gate.counts.emplace(name, 0).first;
     ++count->second;
-    if (const winsim::Fault* planned = PlannedFault(simulation.gate, name, count->second))
+    const winsim::Fault* planned = PlannedFault(simulation.gate, name, count->second);
+    if (planned != nullptr)
     {
         m_givesNothing = planned->givesNothing;
         if (!m_givesNothing)
             m_fault = planned->error;
     }
-    if (simulation.gate.isRecording)
+    if (simulation.gate.isRecording && (kind != CallKind::Allocation || IsAnyPlannedFor(simulation.gate, name)))
     {
         m_record.emplace();
         m_record->name = name;
         m_record->clockMs = simulation.ClockMs();
-        m_record->isHousekeeping = kind == CallKind::Housekeeping;
+        m_record->isHousekeeping = kind != CallKind::Ordinary;
         const auto& parametersOf = simulation.gate.parametersOf;
         m_isNoting = !parametersOf || m_fault || m_givesNothing || parametersOf->contains(name);
     }
+    if (planned == nullptr || !planned->faults)
+        return;
+    Out("exception", kAccessViolation.name);
+    NoteEnd();
+    throw kAccessViolation;
 }
 
 Call::~Call()
 {
-    Simulation& simulation = Simulation::Current();
-    if (m_record)
-    {
-        m_record->error = m_status.value_or(simulation.lastError);
-        simulation.gate.records.push_back(std::move(*m_record));
-        m_record.reset();
-    }
+    NoteEnd();
     // The call that ended the process does not come back to it.
-    if (m_isReached && simulation.IsOver() && IsInProcessCode())
+    if (m_isReached && Simulation::Current().IsOver() && IsInProcessCode())
         LeaveProcessCode();
+}
+
+void Call::NoteEnd()
+{
+    if (!m_record)
+        return;
+    Simulation& simulation = Simulation::Current();
+    m_record->error = m_status.value_or(simulation.lastError);
+    simulation.gate.records.push_back(std::move(*m_record));
+    m_record.reset();
 }
 
 std::int32_t Call::Status(std::uint32_t status)

@@ -39,10 +39,14 @@ struct Fault
     unsigned occurrence = 0;
     std::uint32_t error = 0;
     bool givesNothing = false; // it succeeds instead, with nothing to show for it: an empty list, a value of no bytes
+    bool faults = false;       // kAccessViolation comes out of it instead
 };
 
-// Reads CALL[#N]=ERROR, the error decimal, with 0x hexadecimal, or "nothing" for a call that is to succeed with
-// nothing. Throws std::invalid_argument, with a reason.
+// The call by which a program gets a piece of memory.
+inline constexpr char kAllocation[] = "operator new";
+
+// Reads CALL[#N]=ERROR, the error decimal, with 0x hexadecimal, "nothing" for a call that is to succeed with nothing,
+// or "fault" for one that an access violation is to come out of. Throws std::invalid_argument, with a reason.
 Fault ParseFault(const std::string& text);
 
 // The same text of a fault again.
@@ -61,7 +65,8 @@ struct Gate
 enum class CallKind
 {
     Ordinary,
-    Housekeeping
+    Housekeeping, // text conversion or memory
+    Allocation    // operator new: recorded, as housekeeping, only when a planned failure names it
 };
 
 // One call on its way through the gate. Made first thing by each simulated Windows function; its parameters are noted
@@ -145,6 +150,9 @@ private:
             m_record->result = Noted(result);
     }
     void SetError(std::uint32_t error);
+
+    // Hands the record in, if there is one.
+    void NoteEnd();
 
     std::optional<std::uint32_t> m_fault;
     bool m_givesNothing = false;

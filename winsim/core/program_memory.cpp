@@ -1,6 +1,7 @@
 // Hands out memory to the simulated program and looks at what comes back.
 #include "winsim/core/program_memory.h"
 
+#include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
@@ -20,6 +21,15 @@ constexpr std::size_t kShortestSecret = 8;
 std::string BytesOf(const std::u16string& text)
 {
     return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t)};
+}
+
+// Whether the machine gives its process a block, and the fault plan lets it.
+bool IsGranted(std::size_t size)
+{
+    winsim::Call call{winsim::kAllocation, winsim::CallKind::Allocation};
+    call.In("size", static_cast<std::uint64_t>(size));
+    const bool isGranted = size <= winsim::Simulation::Current().machine.process.largestBlock && !call.Fault();
+    return call.Done(isGranted);
 }
 
 bool HoldsSecret(std::string_view memory)
@@ -42,7 +52,7 @@ bool HoldsSecret(std::string_view memory)
 void* winsim_allocate(std::size_t size)
 {
     winsim::Simulation* const simulation = winsim::Simulation::Running();
-    if (simulation != nullptr && size > simulation->machine.process.largestBlock)
+    if (simulation != nullptr && !IsGranted(size))
         throw std::bad_alloc();
     void* memory = ::operator new(size);
     std::memset(memory, kUnwritten, malloc_usable_size(memory));

@@ -104,10 +104,10 @@ extern "C"
 
     int printf(const char* format, ...)
     {
-        char text[1024];
+        char text[1024] = {};
         va_list arguments;
         va_start(arguments, format);
-        _vsnprintf_s(text, sizeof text, _TRUNCATE, format, arguments);
+        _vsnprintf(text, sizeof text - 1, format, arguments);
         va_end(arguments);
         return winsim_print(text);
     }

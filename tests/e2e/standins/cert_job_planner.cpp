@@ -1,5 +1,7 @@
-// A task library: each of its functions answers with the number in the registry under its name, and counts its calls
-// there.
+// A task library: each of its functions answers with the number in the registry under its name, after it has raised what
+// the text "<name> throws" there says, and counts its calls there.
+#include "thrown.h"
+
 #include <windows.h>
 
 #include <string>
@@ -17,11 +19,20 @@ DWORD Number(const std::string& name)
     return number;
 }
 
+std::string Text(const std::string& name)
+{
+    char text[64] = {};
+    DWORD size = sizeof text;
+    RegGetValueA(HKEY_LOCAL_MACHINE, kKey, name.c_str(), RRF_RT_REG_SZ, nullptr, text, &size);
+    return text;
+}
+
 DWORD Answer(const std::string& name)
 {
     const std::string calls = name + " calls";
     const DWORD count = Number(calls) + 1;
     RegSetKeyValueA(HKEY_LOCAL_MACHINE, kKey, calls.c_str(), REG_DWORD, &count, sizeof count);
+    Throw(Text(name + " throws"));
     return Number(name);
 }
 

@@ -8,6 +8,7 @@
 // Of two lines for a function the last one counts. The first function that is called brings "exit_witness.dll" from
 // beside the library into the process.
 #include "platform/exception_guard.h"
+#include "thrown.h"
 
 #include <windows.h>
 
@@ -54,22 +55,6 @@ Answer AnswerOf(const std::string& function)
             answer = described;
     }
     return answer;
-}
-
-void Throw(const std::string& what)
-{
-    volatile int* volatile nowhere = nullptr;
-    volatile int zero = 0;
-    // What the C++ compiler that comes with Windows raises for a throw.
-    constexpr DWORD kForeignException = 0xE06D7363;
-    if (what == "access-violation")
-        *nowhere = 1;
-    if (what == "division-by-zero")
-        zero = 7 / zero;
-    if (what == "C++-exception")
-        RaiseException(kForeignException, EXCEPTION_NONCONTINUABLE, 0, nullptr);
-    if (what == "number")
-        throw 42;
 }
 
 int Call(const char* function)

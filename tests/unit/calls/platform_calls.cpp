@@ -1,5 +1,7 @@
 // The platform module's functions, for tests.
+#include "platform/bounded_path.h"
 #include "platform/com_initializer.h"
+#include "platform/full_path.h"
 #include "platform/processes.h"
 #include "platform/product_registry.h"
 #include "platform/service_binary_path.h"
@@ -16,7 +18,7 @@ namespace
 std::string ServiceBinaryPath(const CallArguments& arguments)
 {
     std::wstring directory = L"(untouched)";
-    const bool found = GetServiceBinaryPath(arguments.Wide(0), directory);
+    const bool found = GetServiceBinaryPath(arguments.Wide(0).c_str(), directory);
     return found ? ResultText(directory) : "(none) " + ResultText(directory);
 }
 
@@ -30,7 +32,24 @@ std::string DwordText(const CallArguments& arguments)
     return value ? ResultText(*value) : "nothing";
 }
 
+// A path put together from all arguments.
+std::string BoundedPathOf(const CallArguments& arguments)
+{
+    BoundedPath path{arguments.Text(0).c_str()};
+    for (std::size_t i = 1; i < arguments.Count(); ++i)
+        path.Append(arguments.Text(i).c_str());
+    return path.Get();
+}
+
+// Of the text in either kind: both answers must be the same.
+std::string FullPathAnswer(const CallArguments& arguments)
+{
+    const bool isFull = IsFullPath(arguments.Text(0));
+    return isFull == IsFullPath(arguments.Wide(0)) ? ResultText(isFull) : "not the same";
+}
+
 constexpr TestCall kCalls[] = {
+    {"BoundedPath", &BoundedPathOf},
     {"CComInitializer",
      [](const CallArguments&) {
          const CComInitializer com;
@@ -38,18 +57,20 @@ constexpr TestCall kCalls[] = {
      }},
     {"FindProcessByName",
      [](const CallArguments& a) { return ResultText(static_cast<bool>(FindProcessByName(a.Text(0).c_str()))); }},
+    {"IsFullPath", &FullPathAnswer},
     {"GetServiceBinaryPath", &ServiceBinaryPath},
     {"GetWindowsMajorVersion", [](const CallArguments&) { return ResultText(GetWindowsMajorVersion()); }},
-    {"IsServiceRunning", [](const CallArguments& a) { return ResultText(IsServiceRunning(a.Wide(0))); }},
+    {"IsServiceRunning", [](const CallArguments& a) { return ResultText(IsServiceRunning(a.Wide(0).c_str())); }},
     {"IsWindowsVersionAtLeast",
      [](const CallArguments& a) {
          return ResultText(IsWindowsVersionAtLeast(static_cast<DWORD>(a.Number(0)), static_cast<DWORD>(a.Number(1))));
      }},
     {"KillProcessByName", [](const CallArguments& a) { return ResultText(KillProcessByName(a.Text(0).c_str())); }},
     {"ReadDword", &DwordText},
-    {"RestartServiceByName", [](const CallArguments& a) { return ResultText(RestartServiceByName(a.Wide(0))); }},
-    {"StartServiceByName", [](const CallArguments& a) { return ResultText(StartServiceByName(a.Wide(0))); }},
-    {"StopServiceByName", [](const CallArguments& a) { return ResultText(StopServiceByName(a.Wide(0))); }},
+    {"RestartServiceByName",
+     [](const CallArguments& a) { return ResultText(RestartServiceByName(a.Wide(0).c_str())); }},
+    {"StartServiceByName", [](const CallArguments& a) { return ResultText(StartServiceByName(a.Wide(0).c_str())); }},
+    {"StopServiceByName", [](const CallArguments& a) { return ResultText(StopServiceByName(a.Wide(0).c_str())); }},
     {"ToNarrow", [](const CallArguments& a) { return ResultText(ToNarrow(a.Wide(0))); }},
     {"ToWide", [](const CallArguments& a) { return ResultText(ToWide(a.Text(0))); }},
 };

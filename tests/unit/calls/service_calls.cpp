@@ -18,7 +18,7 @@ std::string StopService(const CallArguments& arguments)
 
 constexpr TestCall kCalls[] = {
     {"InstallTkService",
-     [](const CallArguments& a) { return ResultText(InstallTkService(a.Wide(0).c_str(), a.Text(1))); }},
+     [](const CallArguments& a) { return ResultText(InstallTkService(a.Wide(0).c_str(), a.Text(1).c_str())); }},
     {"StopService", &StopService},
     {"UnInstallTkService", [](const CallArguments&) { return ResultText(UnInstallTkService()); }},
 };

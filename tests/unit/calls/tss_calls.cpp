@@ -46,7 +46,7 @@ constexpr TestCall kCalls[] = {
     {"UninstallTCGDLL", [](const CallArguments&) { return ResultText(UninstallTCGDLL()); }},
     {"DetectTPMPlatform", &DetectEach},
     {"UnblockTpmCommands", [](const CallArguments&) { return ResultText(UnblockTpmCommands()); }},
-    {"TakeKeyOwnership", [](const CallArguments& a) { return ResultText(TakeKeyOwnership(a.Wide(0))); }},
+    {"TakeKeyOwnership", [](const CallArguments& a) { return ResultText(TakeKeyOwnership(a.Wide(0).c_str())); }},
     {"DeleteRegistryValue",
      [](const CallArguments& a) { return ResultText(DeleteRegistryValue(a.Wide(0).c_str(), a.Wide(1).c_str())); }},
     {"SetPrivilege", &SetPrivilegeOfProcess},

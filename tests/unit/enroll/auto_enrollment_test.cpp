@@ -273,7 +273,7 @@ struct PathCase
     const char* library;
 };
 
-// Nothing is looked at but the last character of the text.
+// Of a full path, nothing is looked at but the last character of the text.
 constexpr PathCase kPaths[] = {
     {R"("C:\\Kelo")", R"(C:\\Kelo\\CertJobPlanner.dll)"},
     {R"("C:\\Kelo\\")", R"(C:\\Kelo\\CertJobPlanner.dll)"},
@@ -282,7 +282,14 @@ constexpr PathCase kPaths[] = {
     {R"("C:\\Kelo ")", R"(C:\\Kelo \\CertJobPlanner.dll)"},
     {R"("C:\\100% %s%n")", R"(C:\\100% %s%n\\CertJobPlanner.dll)"},
     {R"("")", R"(\\CertJobPlanner.dll)"},
-    {R"({"type": "REG_EXPAND_SZ", "text": "%windir%\\Kelo"})", R"(%windir%\\Kelo\\CertJobPlanner.dll)"},
+    {R"({"type": "REG_EXPAND_SZ", "text": "C:\\%windir%\\Kelo"})", R"(C:\\%windir%\\Kelo\\CertJobPlanner.dll)"},
+    {R"("\\\\server\\share")", R"(\\\\server\\share\\CertJobPlanner.dll)"},
+    // A path that depends on the current drive or directory, but for the empty one.
+    {R"("Kelo")", "(none)"},
+    {R"("C:Kelo")", "(none)"},
+    {R"("\\Kelo")", "(none)"},
+    {R"("..\\Kelo\\")", "(none)"},
+    {R"({"type": "REG_EXPAND_SZ", "text": "%windir%\\Kelo"})", "(none)"},
     // Without a terminator, with half a character at the end, with text behind a terminator, without anything.
     {R"({"type": "REG_SZ", "hex": "43003a005c00"})", R"(C:\\CertJobPlanner.dll)"},
     {R"({"type": "REG_SZ", "hex": "43003a005c004b"})", R"(C:\\CertJobPlanner.dll)"},
@@ -293,7 +300,7 @@ constexpr PathCase kPaths[] = {
     // Longer and shorter than the buffer by the time it is read into it.
     {R"(["C:\\Kelo", "C:\\Longer than that"])", R"(\\CertJobPlanner.dll)"},
     {R"(["C:\\Kelo", "C:"])", R"(C:\\CertJobPlanner.dll)"},
-    {R"(["C:\\Kelo", 1])", R"(\u0001\\CertJobPlanner.dll)"},
+    {R"(["C:\\Kelo", 1])", "(none)"},
 };
 
 // The library that a run tried to load, as a script shows it.
@@ -341,6 +348,51 @@ TEST(InstallAutoEnrollmentTasks, APathOutsideAsciiIsReadAndUsedInTheCodePage)
            {kInstalled});
 }
 
+// A function that throws each of the things that a library can throw.
+const std::vector<std::string> kThrown{"access violation", "division by zero", "C++ exception", "number"};
+
+TEST(InstallAutoEnrollmentTasks, ALibraryThatThrowsIsFreedAndTheOperationFails)
+{
+    const Script caught{"log: InstallAutoEnrollmentTasks - Unknown exception caught return -1"};
+    for (const std::string& thrown : kThrown)
+    {
+        SCOPED_TRACE(thrown);
+        const std::string exception = "() exception:" + Json(thrown).dump();
+        const SimulatedRun first = Install(MachineWith({.areInstalled = {{"throws", thrown}}}));
+        Expect(first, "-1", LogOf(caught));
+        EXPECT_THAT(first.script,
+                    ElementsAreArray(Joined(
+                        {InstallBeginning(), {"CertJobPlanner.dll!AreTasksInstalled" + exception}, caught, kFree})));
+        const SimulatedRun second = Install(MachineWith({.install = {{"throws", thrown}}}));
+        Expect(second, "-1", LogOf(caught));
+        EXPECT_THAT(second.script,
+                    ElementsAreArray(Joined({InstallBeginning(),
+                                             CallExport("AreTasksInstalled", 0),
+                                             {"CertJobPlanner.dll!InstallAutoEnrollmentTasks" + exception},
+                                             caught,
+                                             kFree})));
+    }
+}
+
+TEST(InstallAutoEnrollmentTasks, MemoryThatRunsOutIsALineAndAFailure)
+{
+    Json machine = MachineWith({.path = "C:\\" + std::string(1000, 'k')}).ToJson();
+    // Enough for the registry's text, not for the library's path.
+    machine["process"]["largestBlock"] = 1010;
+    Expect(Install(winsim::Machine::FromJson(machine)), "-1",
+           {"InstallAutoEnrollmentTasks - Unknown exception caught return -1"});
+    Expect(Remove(winsim::Machine::FromJson(machine)), "-1",
+           {"RemoveAutoEnrollmentTasks - Unknown exception caught return -1"});
+}
+
+TEST(InstallAutoEnrollmentTasks, APathThatMemoryDoesNotSufficeForIsNone)
+{
+    Json machine = MachineWith({.path = "C:\\" + std::string(1000, 'k')}).ToJson();
+    machine["process"]["largestBlock"] = 900;
+    Expect(Install(winsim::Machine::FromJson(machine)), "-1", {kNoPathToInstall});
+    Expect(Remove(winsim::Machine::FromJson(machine)), "-1", {kNoPathToRemove});
+}
+
 TEST(InstallAutoEnrollmentTasks, ALibraryThatDoesNotLoadIsAFailure)
 {
     Expect(Install(MachineWith({}), {.faults = {"LoadLibraryA=193"}}), "-1", {kNoLibraryToInstall});
@@ -376,6 +428,20 @@ TEST(RemoveAutoEnrollmentTasks, AsksTheTaskLibraryWithoutALineAndUnloadsIt)
     EXPECT_THAT(run.script, ElementsAreArray(Joined({kProbe, OpenKey(1), ReadPath(1), CloseKey(1), kLoad,
                                                      LookUp("RemoveAutoEnrollmentTasks"),
                                                      CallExport("RemoveAutoEnrollmentTasks", 0), kFree})));
+}
+
+TEST(RemoveAutoEnrollmentTasks, ALibraryThatThrowsIsFreedAndTheOperationFails)
+{
+    const Script caught{"log: RemoveAutoEnrollmentTasks - Unknown exception caught return -1"};
+    for (const std::string& thrown : kThrown)
+    {
+        SCOPED_TRACE(thrown);
+        const SimulatedRun run = Remove(MachineWith({.remove = {{"throws", thrown}}}));
+        Expect(run, "-1", LogOf(caught));
+        const Script call{"CertJobPlanner.dll!RemoveAutoEnrollmentTasks() exception:" + Json(thrown).dump()};
+        EXPECT_THAT(run.script, ElementsAreArray(Joined({kProbe, OpenKey(1), ReadPath(1), CloseKey(1), kLoad,
+                                                         LookUp("RemoveAutoEnrollmentTasks"), call, caught, kFree})));
+    }
 }
 
 TEST(RemoveAutoEnrollmentTasks, WhatTheTaskLibraryAnswersIsNotLookedAt)

@@ -219,6 +219,21 @@ TEST(InstallLog, AMissingApplicationDataFolderSilencesTheLogAndNothingElse)
     ExpectSilence(MachineOf("{}"), {.faults = {"SHGetFolderPathA=0x80004005"}});
 }
 
+// Nothing is made on the current drive or in its current directory, not even where that would be possible.
+TEST(InstallLog, WithoutAFullPathOfTheApplicationDataFolderNothingIsMade)
+{
+    for (const char* folder : {R"(null)", R"("")", R"("Data")", R"("C:Data")", R"("\\Data")"})
+    {
+        const winsim::Machine machine = MachineOf(std::string(R"({"folders": {"commonAppData": )") + folder + "}}");
+        const SimulatedRun run = RunProgram(machine, {"/Commit"});
+        EXPECT_THAT(run.log, IsEmpty()) << folder;
+        EXPECT_EQ(run.exitCode, 0) << folder;
+        EXPECT_EQ(run.outcome.callCounts.at("SHGetFolderPathA"), kLogObjects) << folder;
+        EXPECT_FALSE(run.outcome.callCounts.contains("SHCreateDirectoryExA")) << folder;
+        EXPECT_EQ(run.After().files, run.before.files) << folder;
+    }
+}
+
 TEST(InstallLog, AFileThatCannotBeOpenedSilencesTheLogAndNothingElse)
 {
     ExpectSilence(MachineOf("{}"), {.faults = {"_fsopen=32"}});

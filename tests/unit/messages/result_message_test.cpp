@@ -146,8 +146,8 @@ TEST(PublishResultMessage, TheGenericTextIsExpandedAsAMessage)
     const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10002);
     const Script steps{R"(LoadStringA("library#2", 5058, 1024) = )" + std::to_string(text.size()) +
                            " lpBuffer:" + Json(text).dump(),
-                       "FormatMessageA(9216, " + Json(text).dump() +
-                           ", 0, 0, 1024) = " + std::to_string(expanded.size()) + " lpBuffer:" + Json(expanded).dump()};
+                       "FormatMessageA(9472, " + Json(text).dump() + ", 0, 0, 0) = " + std::to_string(expanded.size()) +
+                           " lpBuffer:" + Json(expanded).dump()};
     EXPECT_THAT(run.script, ElementsAreArray(Joined(
                                 {kLoadEnglish, steps, kOpenInstallerKey, WriteText(expanded), kCloseInstallerKey})));
 }
@@ -204,13 +204,40 @@ TEST(PublishResultMessage, TheCodeStandsWhereTheGenericTextWantsIt)
         EXPECT_EQ(MessageLeft(Publish(MachineWithGenericText(c.text), 10002).After()), c.expanded) << c.text;
 }
 
-TEST(PublishResultMessage, ATextFillsTheBufferAndNoMore)
+TEST(PublishResultMessage, ATextOfAnyLengthIsWrittenWhole)
 {
-    const std::string most(1021, 't');
-    EXPECT_EQ(MessageLeft(Publish(MachineWithGenericText(most + "%1"), 42).After()), most + "42");
-    // A longer text is cut when it is loaded; one that outgrows the buffer when it is expanded is none.
-    EXPECT_EQ(MessageLeft(Publish(MachineWithGenericText(most + "tttttt"), 42).After()), most + "tt");
-    EXPECT_EQ(MessageLeft(Publish(MachineWithGenericText(most + "%1"), 10002).After()), "");
+    for (const std::size_t length :
+         {1018u, 1019u, 1020u, 1021u, 1022u, 1023u, 1024u, 2040u, 2047u, 2048u, 5000u, 65500u})
+    {
+        const std::string text(length, 't');
+        EXPECT_EQ(MessageLeft(Publish(MachineWithGenericText(text + "%1"), 10002).After()), text + "10002") << length;
+        winsim::Json machine;
+        machine["libraries"][std::string(kToolkitFolder) + "Internationalization_en.dll"]["strings"]["5036"] = text;
+        EXPECT_EQ(MessageLeft(Publish(winsim::Machine::FromJson(machine), 10015).After()), text) << length;
+    }
+}
+
+// A text in a code page of two bytes can be cut one byte before the end of its buffer.
+TEST(PublishResultMessage, ALongTextOfDoubleBytesIsWrittenWhole)
+{
+    for (const std::size_t before : {0u, 1u})
+    {
+        std::string text(before, 'a');
+        for (int i = 0; i < 600; ++i)
+            text += "\u8868";
+        winsim::Json machine = MachineWithGenericText(text).ToJson();
+        machine["windows"]["codePage"] = 932;
+        EXPECT_EQ(MessageLeft(Publish(winsim::Machine::FromJson(machine), 42).After()), text) << before;
+    }
+}
+
+TEST(PublishResultMessage, WithoutMemoryForTheTextItIsEmpty)
+{
+    winsim::Json machine = MachineWithGenericText(std::string(5000, 't')).ToJson();
+    machine["process"]["largestBlock"] = 3000;
+    const SimulatedRun run = Publish(winsim::Machine::FromJson(machine), 42);
+    EXPECT_EQ(run.result, "1603");
+    EXPECT_EQ(MessageLeft(run.After()), "");
 }
 
 TEST(PublishResultMessage, EveryFailureOfWindowsStillEndsInTheSameResult)

@@ -132,13 +132,17 @@ TEST(InstallTkService, FirstInstallation)
     EXPECT_EQ(service.binaryPath, R"("C:\Toolkit\KlPCR.exe")");
 }
 
-TEST(InstallTkService, WithoutADirectoryNothingIsRunFromTheRootOfTheDrive)
+TEST(InstallTkService, WithoutAFullPathNothingIsRun)
 {
     const winsim::Machine machine = MachineOf(R"({"programs": {"C:\\KlPCR.exe": {"runs": [
         {"effects": {"services": {"KlPCR": {"binaryPath": "planted"}}}}]}}})");
-    const SimulatedRun run = CallFunction(machine, "InstallTkService", {"KELO", ""});
-    EXPECT_EQ(run.result, "-1");
-    EXPECT_EQ(run.log.back(), "InstallTkService - failed to open the KlPCR Service! 1060");
+    for (const char* directory : {"", "C:", R"(C:Toolkit\)", R"(Toolkit\)", R"(\)"})
+    {
+        const SimulatedRun run = CallFunction(machine, "InstallTkService", {"KELO", directory});
+        EXPECT_EQ(run.result, "-1") << directory;
+        EXPECT_EQ(run.log.back(), "InstallTkService - failed to open the KlPCR Service! 1060") << directory;
+        EXPECT_FALSE(run.outcome.callCounts.contains("CreateProcessW")) << directory;
+    }
 }
 
 TEST(InstallTkService, ADirectoryThatCannotBeConvertedIsNone)

@@ -129,7 +129,7 @@ TEST(InstallMiniDrv, WithoutAWindowsFolderNothingIsInstalledWhateverTheLocation)
 
 TEST(InstallMiniDrv, WithoutALocationNothingIsInstalled)
 {
-    for (const char* location : {"", "(null)"})
+    for (const char* location : {"", "(null)", "C:", "C:Kelo", "Kelo", R"(\Kelo)"})
     {
         const SimulatedRun run = CallFunction(CardMachine(), "InstallMiniDrv", {location});
         ExpectSteps(
@@ -327,7 +327,7 @@ TEST(UninstallMiniDrv, WithoutALocationTheRegistryNamesIt)
 {
     winsim::Json description = MachineWithReader(kBodiesInPlace).ToJson();
     description["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Common)"]["values"]["Installation Path"] = kLocation;
-    for (const char* location : {"", "(null)"})
+    for (const char* location : {"", "(null)", "C:", "C:Kelo", "Kelo", R"(\Kelo)"})
     {
         const SimulatedRun run = CallFunction(winsim::Machine::FromJson(description), "UninstallMiniDrv", {location});
         ExpectSteps(
@@ -350,6 +350,29 @@ TEST(UninstallMiniDrv, WithoutAnyLocationTheFolderStandsAloneAndTheLibraryStillG
     EXPECT_EQ(run.result, "0");
     EXPECT_EQ(run.log.at(2), R"("\TPM_VSCard\\DriverStager.exe" )" + std::string(kRemove));
     EXPECT_EQ(run.log.at(3), "Kelo Toolkit Installation -> Failed to launch DriverStager rc: 3");
+    EXPECT_EQ(ContentOf(run.After(), kTarget64), "(none)");
+}
+
+TEST(UninstallMiniDrv, ARegistryThatNamesNoFullPathNamesNone)
+{
+    for (const char* path : {"Kelo", "C:Kelo", R"(\Kelo)", R"(..\Kelo)"})
+    {
+        winsim::Json description = MachineWithReader(kBodiesInPlace).ToJson();
+        description["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Common)"]["values"]["Installation Path"] = path;
+        const SimulatedRun run = CallFunction(winsim::Machine::FromJson(description), "UninstallMiniDrv", {""});
+        EXPECT_EQ(run.log.at(2), R"("\TPM_VSCard\\DriverStager.exe" )" + std::string(kRemove)) << path;
+    }
+}
+
+TEST(UninstallMiniDrv, WithoutMemoryForTheFolderNoCommandIsRunAndTheLibraryStillGoes)
+{
+    winsim::Json description = MachineWithReader(kBodiesInPlace).ToJson();
+    description["process"]["largestBlock"] = 500;
+    const SimulatedRun run =
+        CallFunction(winsim::Machine::FromJson(description), "UninstallMiniDrv", {R"(C:\)" + std::string(240, 'k')});
+    EXPECT_EQ(run.result, "0");
+    EXPECT_EQ(run.log.at(2), "CTPMSmartCard::UninstallMiniDrv - Unknown exception caught return 0");
+    EXPECT_FALSE(run.outcome.callCounts.contains("CreateProcessW"));
     EXPECT_EQ(ContentOf(run.After(), kTarget64), "(none)");
 }
 

@@ -176,6 +176,21 @@ TEST(IsKlSCardInstalled, AListThatDoesNotEndItselfEndsAtItsLength)
     }
 }
 
+TEST(IsKlSCardInstalled, AListThatMemoryDoesNotSufficeForIsAFailedListing)
+{
+    std::vector<std::string> readers;
+    for (int i = 0; i < 2000; ++i)
+        readers.push_back("Contoso Smart Card Reader Number " + std::to_string(i));
+    readers.emplace_back(kReader);
+    winsim::Json machine = Readers(readers).ToJson();
+    machine["process"]["largestBlock"] = 100000;
+    ExpectAnswer(
+        CallFunction(winsim::Machine::FromJson(machine), "IsKlSCardInstalled"), "false",
+        Joined({EstablishContext(),
+                {AskForLength(readers), "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 80100006"},
+                ReleaseContext()}));
+}
+
 TEST(IsKlSCardInstalled, AContextThatCannotBeReleasedChangesNothing)
 {
     const SimulatedRun run =

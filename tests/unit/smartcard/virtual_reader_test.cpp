@@ -121,7 +121,7 @@ TEST(Install, WithoutASystemFolderNothingIsInstalled)
 
 TEST(Install, WithoutALocationNothingIsInstalled)
 {
-    for (const char* location : {"", "(null)"})
+    for (const char* location : {"", "(null)", "C:", "C:Kelo", "Kelo", R"(\Kelo)"})
     {
         const SimulatedRun run = CallFunction(CardMachine(), "Install", {location});
         ExpectSteps(run, "-1",
@@ -357,7 +357,7 @@ TEST(Uninstall, WithoutALocationTheRegistryNamesIt)
     const std::string members = WithCommonKey(kBodyInPlace);
     winsim::Json description = MachineWithReader(members).ToJson();
     description["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Common)"]["values"]["Installation Path"] = kLocation;
-    for (const char* location : {"", "(null)"})
+    for (const char* location : {"", "(null)", "C:", "C:Kelo", "Kelo", R"(\Kelo)"})
     {
         const SimulatedRun run = CallFunction(winsim::Machine::FromJson(description), "Uninstall", {location});
         ExpectSteps(

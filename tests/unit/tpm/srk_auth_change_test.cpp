@@ -309,7 +309,7 @@ TEST(SrkAuthChange, AToolThatTakesItsTimeIsWaitedFor)
     EXPECT_EQ(run.outcome.clockMs, 7200000u);
 }
 
-TEST(SrkAuthChange, MemoryThatRunsOutEndsTheActionAndNotTheInstaller)
+TEST(SrkAuthChange, AToolWhoseCommandLineMemoryDoesNotSufficeForIsNotStarted)
 {
     Json machine = DescriptionOf({});
     const std::string programs = R"(C:\)" + std::string(250, 'p');
@@ -317,11 +317,28 @@ TEST(SrkAuthChange, MemoryThatRunsOutEndsTheActionAndNotTheInstaller)
     machine["process"]["largestBlock"] = 400;
     const SimulatedRun run = RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change");
     EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.log, ElementsAre("Unable to launch process!"));
+    EXPECT_FALSE(run.outcome.callCounts.contains("CreateProcessW"));
+}
+
+TEST(SrkAuthChange, OptionsThatMemoryDoesNotSufficeForAreNotThere)
+{
+    Json machine = DescriptionOf({});
+    machine["installer"]["properties"]["CustomActionData"] = "/CAPTION=" + std::string(100, 'c');
+    const SimulatedRun whole = RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change");
+    EXPECT_THAT(whole.log, ElementsAre("SRK and TPM Owner Auth is OK"));
+    // The property, its copy, and the caption that fails.
+    const SimulatedRun run =
+        RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change", {.faults = {"operator new#4=8"}});
+    EXPECT_EQ(run.exitCode, 10001);
     EXPECT_THAT(run.log, IsEmpty());
-    EXPECT_THAT(run.script,
-                ElementsAre(R"(MsiGetPropertyW("install#1", "CustomActionData", 0) = 234 pcchValueBuf:0)",
-                            R"(MsiGetPropertyW("install#1", "CustomActionData", 1) = 0 pcchValueBuf:0 szValueBuf:"")",
-                            R"(SHGetFolderPathW(null, 38, null, 0) = 0 pszPath:"C:\\)" + programs.substr(3) + "\""));
+}
+
+TEST(SrkAuthChange, AnExceptionEndsTheActionAndNotTheInstaller)
+{
+    const SimulatedRun run = ChangeSrkAuth({.verifyCode = -5, .changeCode = -8}, {.faults = {"RegOpenKeyExA=fault"}});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.log, ElementsAre(kMustUpgrade, "User Cancelled"));
 }
 
 TEST(SrkAuthChange, AMissingRunKeyIsLoggedAndNotMade)

@@ -203,16 +203,55 @@ TEST(CopyTCGDLL, ATargetThatIsTooLongTouchesNoFile)
     }
 }
 
-TEST(CopyTCGDLL, AWindowsDirectoryThatIsTooLongIsNotUsed)
+TEST(CopyTCGDLL, AWindowsDirectoryThatIsTooLongIsNotUsedAndNotReplaced)
 {
-    const std::string directory = R"(D:\)" + std::string(240, 'w');
-    const winsim::Json description{{"environment", {{"windir", directory}}}, {"folders", {{"windows", directory}}}};
-    const winsim::Machine machine = MachineWith("{}", description.dump().c_str());
-    const SimulatedRun run = Copy(machine);
+    // The longest that a path fits into, the longest that fits into the buffer, and longer ones.
+    for (const std::size_t length : {218, 219, 239, 240, 241, 300, 5000})
+    {
+        const std::string directory = R"(D:\)" + std::string(length - 3, 'w');
+        const winsim::Json description{{"environment", {{"windir", directory}}}};
+        const SimulatedRun run = Copy(MachineWith("{}", description.dump().c_str()));
+        const bool fits = length == 218;
+        EXPECT_EQ(run.outcome.callCounts.contains("CopyFileA"), fits) << length;
+        EXPECT_FALSE(run.outcome.callCounts.contains("GetWindowsDirectoryA")) << length;
+        if (fits)
+            continue;
+        EXPECT_THAT(run.log, ElementsAre("CopyTCGDLL - Copying stkprobe.dll to system32 folder",
+                                         fmt::format("CopyTCGDLL - Copying {} to  failed err: 206", kSource)));
+        for (const char* call : {"DeleteFileA", "MoveFileA"})
+            EXPECT_FALSE(run.outcome.callCounts.contains(call)) << call;
+    }
+}
+
+TEST(CopyTCGDLL, WindowsOwnDirectoryThatIsTooLongIsNotUsedEither)
+{
+    const winsim::Json description{{"environment", {{"windir", nullptr}}},
+                                   {"folders", {{"windows", R"(D:\)" + std::string(240, 'w')}}}};
+    const SimulatedRun run = Copy(MachineWith("{}", description.dump().c_str()));
     EXPECT_THAT(run.log, ElementsAre("CopyTCGDLL - Copying stkprobe.dll to system32 folder",
                                      fmt::format("CopyTCGDLL - Copying {} to  failed err: 206", kSource)));
-    for (const char* call : {"CopyFileA", "DeleteFileA", "MoveFileA"})
-        EXPECT_FALSE(run.outcome.callCounts.contains(call)) << call;
+    EXPECT_FALSE(run.outcome.callCounts.contains("CopyFileA"));
+}
+
+TEST(CopyTCGDLL, ATargetThatIsNoFullPathTouchesNoFile)
+{
+    for (const char* target : {"", "C:", R"(C:Toolkit\)", R"(Toolkit\)", R"(\Toolkit\)"})
+    {
+        const winsim::Machine machine = MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})");
+        const SimulatedRun run = CallFunction(machine, "CopyTCGDLL", {target, "KELO"});
+        ExpectRun(run, "0",
+                  Joined(kBegin, LogLine(fmt::format("CopyTCGDLL - Copying  to {} failed err: 206", kDestination))));
+        EXPECT_EQ(TextOf(run, kDestination), "old");
+    }
+}
+
+TEST(CopyTCGDLL, AnExceptionIsCaughtWhateverItsKind)
+{
+    const SimulatedRun run = Copy(MachineWith(), {.faults = {"CopyFileA=fault"}});
+    EXPECT_EQ(run.result, "0");
+    EXPECT_THAT(run.log, ElementsAre("CopyTCGDLL - Copying stkprobe.dll to system32 folder",
+                                     "Unknown exception caught trying to copy stkprobe.dll"));
+    EXPECT_EQ(TextOf(run, kDestination), "(none)");
 }
 
 } // namespace

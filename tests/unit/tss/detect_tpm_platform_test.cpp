@@ -615,7 +615,7 @@ TEST(DetectTPMPlatform, ATargetThatIsTooLongLoadsNothing)
 
 TEST(DetectTPMPlatform, AMissingOrEmptyTargetLoadsNothing)
 {
-    for (const char* target : {"(null)", ""})
+    for (const char* target : {"(null)", "", "C:", R"(C:Toolkit\)", R"(Toolkit\)", R"(\Toolkit\)"})
     {
         const SimulatedRun run = CallFunction(
             MachineOf(R"({"libraries": {"C:\\Windows\\system32\\stkprobe.dll": {"exports": {"DetectTSS": 0}}}})"),

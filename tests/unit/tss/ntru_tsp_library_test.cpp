@@ -353,17 +353,25 @@ TEST(CopyTSP1FileImp, OfTwoLibrariesThatCannotBeSeenTheSecondsErrorIsLogged)
               expected.Whole());
 }
 
-TEST(CopyTSP1FileImp, MemoryThatRunsOutEndsTheCheckWithALine)
+TEST(CopyTSP1FileImp, AServicesPathThatMemoryDoesNotSufficeForIsNone)
 {
     Json description;
     description["services"]["tcsd_win32.exe"]["binaryPath"] = R"("C:\)" + std::string(400, 'n') + R"(\tcsd_win32.exe")";
-    StepSequence expected{winsim::Machine::FromJson(description)};
-    expected.Log(kEnter);
-    expected.Step("GetServiceBinaryPath", {"tcsd_win32.exe"});
-    expected.Log("CopyTSP1FileImp - Unknown exception caught return 1");
-
     description["process"]["largestBlock"] = 512;
-    ExpectRun(Check(winsim::Machine::FromJson(description)), "1", expected.Whole());
+    const SimulatedRun run = Check(winsim::Machine::FromJson(description));
+    EXPECT_EQ(run.result, "-1");
+    EXPECT_EQ(run.log.at(1), kNoService);
+}
+
+TEST(CopyTSP1FileImp, AnExceptionIsCaughtWhateverItsKind)
+{
+    const winsim::Json description = MachineWithVersion("1.2.1.25");
+    for (const char* fault : {"GetFileVersionInfoSizeW=fault", "GetFileAttributesW#1=fault", "SHGetFolderPathW=fault"})
+    {
+        const SimulatedRun run = Check(winsim::Machine::FromJson(description), {.faults = {fault}});
+        EXPECT_EQ(run.result, "1") << fault;
+        EXPECT_EQ(run.log.back(), "CopyTSP1FileImp - Unknown exception caught return 1") << fault;
+    }
 }
 
 } // namespace

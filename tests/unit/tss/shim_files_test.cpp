@@ -250,13 +250,14 @@ TEST(CopyShimFile, AMissingFolderOfTheShimIsAnyOtherError)
                                      std::string(kShim) + " unable to copy to " + kTsp1 + " err: 3"));
 }
 
-TEST(CopyShimFile, WithoutATargetNothingIsTakenFromTheCurrentDirectory)
+TEST(CopyShimFile, WithoutAFullPathNothingIsTakenFromTheCurrentDirectory)
 {
     const winsim::Machine machine = MachineOf(R"({"process": {"currentDirectory": "C:\\Planted"},
         "files": {"C:\\Planted\\NTRU12\\TSP1-kelo.dll": {"text": "planted"}}})");
-    ExpectRun(CallFunction(machine, "CopyShimFile", {"", "NTRU12", "0"}), "false",
-              {kCopyBegin, FolderLineA(kSystemFolder, R"(C:\Windows\system32)"),
-               LogLine(std::string(R"(NTRU12\TSP1-kelo.dll unable to copy to )") + kTsp1 + " err: 206")});
+    for (const std::string target : {"", "C:", R"(C:Toolkit\)", R"(Toolkit\)", R"(\Toolkit\)"})
+        ExpectRun(CallFunction(machine, "CopyShimFile", {target, "NTRU12", "0"}), "false",
+                  {kCopyBegin, FolderLineA(kSystemFolder, R"(C:\Windows\system32)"),
+                   LogLine(target + R"(NTRU12\TSP1-kelo.dll unable to copy to )" + kTsp1 + " err: 206")});
 }
 
 TEST(CopyShimFile, AnUnknownSystemDirectoryEndsIt)

@@ -1,0 +1,10 @@
+// Paths that mean the same wherever the program was started.
+#pragma once
+
+#include <string_view>
+
+// Whether a path (ANSI or UTF-16) is full: it begins with a drive's letter, a colon and a backslash ("C:\..."), or with
+// a share ("\\server\share", "\\?\C:\..."). Slashes count as backslashes, as they do to Windows. Any other path depends
+// on the current drive or its current directory. Logs nothing.
+bool IsFullPath(std::string_view path);
+bool IsFullPath(std::wstring_view path);

@@ -1,0 +1,200 @@
+// Proves that no exception gets out of the program: wherever memory runs out, one operation fails and the next ones
+// run.
+#include "tests/support/stack_machine.h"
+#include "tests/unit/entry/action_script.h"
+
+#include <algorithm>
+#include <set>
+
+namespace
+{
+
+using testing::Contains;
+using testing::ElementsAreArray;
+using testing::IsSupersetOf;
+
+constexpr char kBegin[] = "============= Begin-> Kelo CSP (x64) Custom Action ===================";
+constexpr char kEnd[] = "============= Kelo CSP Custom Action <-End ===================";
+
+// A machine with all that the program looks for, and a virtual reader if wanted.
+winsim::Machine WholeMachine(bool hasReader)
+{
+    winsim::Json machine = StackMachine{.hasKeloService = true, .hasShims = true}.Make().ToJson();
+    machine["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp\Common)"]["values"] = {
+        {"KlAutoEnrollInstalled", 1}, {"Installation Path", kToolkitFolder}};
+    machine["libraries"][std::string(kToolkitFolder) + "CertJobPlanner.dll"]["exports"] = {
+        {"AreTasksInstalled", 0}, {"InstallAutoEnrollmentTasks", 0}, {"RemoveAutoEnrollmentTasks", 0}};
+    machine["programs"][std::string(kToolkitFolder) + R"(TPM_VSCard\DriverStager.exe)"] = winsim::Json::object();
+    for (const char* body : {"KeloVReaderBody.dll", "KeloMiniDriverBody64.dll", "KeloMiniDriverBody.dll"})
+        machine["files"][std::string(kToolkitFolder) + R"(TPM_VSCard\)" + body] = {{"text", body}};
+    if (hasReader)
+        machine["smartCards"]["readers"] = {"Kelo VIRTUAL_CARD_READER 0"};
+    return winsim::Machine::FromJson(machine);
+}
+
+// What the runs of one action come to when each piece of memory is refused once.
+struct Runs
+{
+    std::set<std::string> caught; // the lines of exceptions
+    std::vector<SimulatedRun> each;
+};
+
+Runs RefuseEachPiece(const winsim::Machine& machine, const std::vector<std::string>& arguments)
+{
+    Runs runs;
+    const unsigned pieces = RunProgram(machine, arguments).outcome.callCounts.at("operator new");
+    for (unsigned piece = 1; piece <= pieces; ++piece)
+    {
+        runs.each.push_back(RunProgram(machine, arguments, {.faults = {fmt::format("operator new#{}=8", piece)}}));
+        for (const std::string& line : runs.each.back().log)
+        {
+            if (line.find("xception") != std::string::npos)
+                runs.caught.insert(line);
+        }
+    }
+    return runs;
+}
+
+// Whether the run lacked memory for one of the logs, whose lines are then missing.
+bool LacksALog(const SimulatedRun& run, const SimulatedRun& whole)
+{
+    return run.outcome.callCounts.at("_fsopen") != whole.outcome.callCounts.at("_fsopen") ||
+           run.startScript.size() != whole.startScript.size();
+}
+
+// Each step's line is there, unless its log is silent.
+void ExpectSteps(const Runs& runs, const SimulatedRun& whole, const std::vector<std::string>& lines)
+{
+    ASSERT_THAT(whole.log, IsSupersetOf(lines));
+    for (const SimulatedRun& run : runs.each)
+    {
+        EXPECT_EQ(run.outcome.standardOutput, "Done!");
+        EXPECT_EQ(run.exitCode, whole.exitCode);
+        if (!LacksALog(run, whole))
+            EXPECT_THAT(run.log, IsSupersetOf(lines));
+    }
+}
+
+TEST(Memory, ThatRunsOutInASetupFailsOneOperation)
+{
+    const std::vector<std::string> arguments{"/Setup", "/TSS_VENDOR=NTRU12 and more", "/TPM_VSC=1", "/TPM_WIN8=1"};
+    const winsim::Machine machine = WholeMachine(false);
+    const Runs runs = RefuseEachPiece(machine, arguments);
+    ExpectSteps(runs, RunProgram(machine, arguments),
+                {kBegin, "Register the Kelo TCG Enabled KSP", "Install TPM Virtual Smartcard.... ", "SetupTCGDLL() -->",
+                 "InstallTkService - Make sure that the Service isn't running first!", "<-- SetupTCGDLL()", kEnd});
+    EXPECT_THAT(runs.caught, ElementsAreArray({
+                                 "CTPMSmartCard::Install - Unknown exception caught return -3",
+                                 "CTPMSmartCard::InstallMiniDrv - Unknown exception caught return -3",
+                                 "CTPMSmartCard::RunDriverStager - Unknown exception caught return -2",
+                                 "CopyShimFile - Unknown exception caught return 0",
+                                 "InstallAutoEnrollmentTasks - Unknown exception caught return -1",
+                                 "InstallTkService - Unknown exception caught return -1",
+                                 "RemoveTSP1File - Unknown exception caught return -1",
+                                 "SetConfigFileAccess - Unknown exception caught return 0",
+                                 "SetPolicyDirectoryAccess - Unknown exception caught return 0",
+                                 "TakeKeyOwnership - Unknown exception caught return 0",
+                             }));
+}
+
+TEST(Memory, ThatRunsOutInASetupOfNtrusStackFailsOneOperation)
+{
+    const std::vector<std::string> arguments{"/Setup", "/TSS_VENDOR=NTRU12"};
+    winsim::Json description = StackMachine{.hasNtruService = true}.Make().ToJson();
+    const winsim::Machine machine = winsim::Machine::FromJson(description);
+    const Runs runs = RefuseEachPiece(machine, arguments);
+    ExpectSteps(runs, RunProgram(machine, arguments), {kBegin, "CopyTSP1FileImp - Enter", "<-- SetupTCGDLL()", kEnd});
+    EXPECT_THAT(runs.caught, Contains("CopyTSP1FileImp - Unknown exception caught return 1"));
+}
+
+TEST(Memory, ThatRunsOutInARemovalFailsOneOperation)
+{
+    const winsim::Machine machine = WholeMachine(true);
+    const Runs runs = RefuseEachPiece(machine, {"/Uninstall"});
+    ExpectSteps(
+        runs, RunProgram(machine, {"/Uninstall"}),
+        {kBegin, "UninstallTCGDLL() -->", "Unregister the Kelo TCG Enabled KSP", "UnInstallTkService - Enter", kEnd});
+    EXPECT_THAT(runs.caught, ElementsAreArray({
+                                 "CTPMSmartCard::RunDriverStager - Unknown exception caught return -2",
+                                 "CTPMSmartCard::Uninstall - Unknown exception caught return -1",
+                                 "CTPMSmartCard::Uninstall - Unknown exception caught return 0",
+                                 "CTPMSmartCard::UninstallMiniDrv - Unknown exception caught return -1",
+                                 "CTPMSmartCard::UninstallMiniDrv - Unknown exception caught return 0",
+                                 "RemoveAutoEnrollmentTasks - Unknown exception caught return -1",
+                                 "RemoveTSP1File - Unknown exception caught return -1",
+                             }));
+}
+
+TEST(Memory, ThatRunsOutInACommitFailsNothing)
+{
+    const Runs runs = RefuseEachPiece(WholeMachine(false), {"/Commit"});
+    ExpectSteps(runs, RunProgram(WholeMachine(false), {"/Commit"}), {kBegin, kEnd});
+    EXPECT_TRUE(runs.caught.empty());
+}
+
+// The stack set-up, which alone decides, finds no stack.
+TEST(Memory, ThatRunsOutBeforeAFailureLeavesItAFailure)
+{
+    const Runs runs = RefuseEachPiece(MachineOf("{}"), {"/Setup"});
+    ExpectSteps(runs, RunProgram(MachineOf("{}"), {"/Setup"}), {kBegin, "<-- SetupTCGDLL()", kEnd});
+    for (const SimulatedRun& run : runs.each)
+        EXPECT_EQ(run.exitCode, -1);
+}
+
+// Nothing is left but the calls that take no memory of the program's own.
+TEST(Memory, OfWhichThereIsNoneLetsEveryActionEnd)
+{
+    for (const char* action : {"/Setup", "/Commit", "/Rollback", "/Uninstall", "/Other"})
+    {
+        const SimulatedRun run = RunProgram(WholeMachine(false), {action}, {.faults = {"operator new=8"}});
+        EXPECT_THAT(run.log, testing::IsEmpty()) << action;
+        EXPECT_EQ(run.outcome.standardOutput, action == std::string("/Other") ? "" : "Done!") << action;
+        EXPECT_EQ(run.exitCode, action == std::string("/Other") ? -1 : 0) << action;
+    }
+    EXPECT_EQ(RunProgram(MachineOf("{}"), {"/Setup"}, {.faults = {"operator new=8"}}).exitCode, -1);
+    EXPECT_EQ(RunExport(MachineOf("{}"), "SRK_Auth_Change", {.faults = {"operator new=8"}}).exitCode, 10001);
+}
+
+TEST(Memory, IsNotRecordedWhereNothingIsRefused)
+{
+    const SimulatedRun run = RunProgram(MachineOf("{}"), {"/Commit"});
+    EXPECT_GT(run.outcome.callCounts.at("operator new"), 0u);
+    for (const winsim::CallRecord& record : run.outcome.calls)
+        EXPECT_NE(record.name, "operator new");
+    const SimulatedRun refused = RunProgram(MachineOf("{}"), {"/Commit"}, {.faults = {"operator new#3=8"}});
+    const auto first = std::ranges::find(refused.outcome.calls, "operator new", &winsim::CallRecord::name);
+    ASSERT_NE(first, refused.outcome.calls.end());
+    EXPECT_TRUE(first->isHousekeeping);
+    EXPECT_EQ(first->result, true);
+}
+
+// Whatever else is thrown is the last resort's.
+TEST(WinMain, AnswersAnExceptionWithAFailure)
+{
+    for (const char* fault : {"GetCommandLineW=fault", "VerifyVersionInfoW=fault"})
+        EXPECT_EQ(RunProgram(MachineOf("{}"), {"/Setup"}, {.faults = {fault}}).exitCode, -1) << fault;
+}
+
+// ---- A program that was not started by its full path ----
+
+TEST(RunCustomAction, TakesNothingFromAFolderWithoutAFullPath)
+{
+    winsim::Json machine = WholeMachine(false).ToJson();
+    machine["process"]["currentDirectory"] = std::string(kToolkitFolder).substr(0, std::strlen(kToolkitFolder) - 1);
+    for (const char* program : {"KeloCustomAction.exe", "C:KeloCustomAction.exe", R"(sub\KeloCustomAction.exe)",
+                                R"(\KeloCustomAction.exe)", R"(.\KeloCustomAction.exe)"})
+    {
+        SCOPED_TRACE(program);
+        const SimulatedRun setup = CallFunction(winsim::Machine::FromJson(machine), "RunCustomAction",
+                                                {program, "/Setup", "/TSS_VENDOR=NTRU12", "/TPM_VSC=1"});
+        EXPECT_EQ(setup.result, "0"); // a stack was chosen
+        EXPECT_THAT(setup.log, Contains("Install SmartCard - Failed; Location of installation was not provided"));
+        EXPECT_THAT(setup.log, Contains("Failed to Load Library:  Err: 206"));
+        for (const char* call : {"CopyFileA", "CopyFileW", "CreateProcessW"})
+            EXPECT_FALSE(setup.outcome.callCounts.contains(call)) << call;
+        for (const std::string& line : setup.script)
+            EXPECT_THAT(line, testing::Not(testing::HasSubstr("LoadLibraryA(\"stkprobe")));
+    }
+}
+
+} // namespace
