@@ -1,6 +1,6 @@
-# The style tests: layout, a second compiler, the linter, and the log that each module writes through.
+# The style tests: layout, a second compiler, the linter, the log that each module writes through, and the list of choices.
 
-foreach(check format clang tidy logs)
+foreach(check format clang tidy logs choices)
     add_test(NAME style.${check} COMMAND ${PROJECT_SOURCE_DIR}/tests/style/check ${check})
     set_tests_properties(style.${check} PROPERTIES LABELS style TIMEOUT 600)
 endforeach()

@@ -3,6 +3,8 @@
 #include "tests/faults/oracle.h"
 #include "winsim/core/fault_table.h"
 
+#include "winsim_types.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -94,6 +96,14 @@ public:
             if (!failures.empty())
                 Try({failures[turn++ % failures.size()]});
         }
+    }
+
+    // Each piece of memory that the program asks for is refused once.
+    void Memory()
+    {
+        const unsigned pieces = m_baseline.outcome.callCounts.at(winsim::kAllocation);
+        for (unsigned piece = 1; piece <= pieces; ++piece)
+            Try({{winsim::kAllocation, piece, ERROR_NOT_ENOUGH_MEMORY}});
     }
 
     // Two calls of the same step fail, each pair of calls for each way in which the first can fail: a call of the log
@@ -214,6 +224,17 @@ TEST_P(FaultSweep, EveryCallFailsOnce)
             Sweep sweep{GetParam(), progress};
             IsExtent("brief") ? sweep.OneWayEach() : sweep.Singles();
             Tell(sweep, "with one failure");
+        },
+        kLimitSeconds));
+}
+
+TEST_P(FaultSweep, MemoryRunsOutOnce)
+{
+    Report(RunIsolated(
+        [&](Progress& progress) {
+            Sweep sweep{GetParam(), progress};
+            sweep.Memory();
+            Tell(sweep, "with a piece of memory refused");
         },
         kLimitSeconds));
 }

@@ -80,7 +80,7 @@ public:
             return std::move(m_complaints);
         if (AreAllLogCalls())
             CheckActions();
-        if (!IsAnyLogCall())
+        if (!IsAnyLogCall() && !IsMemoryRefused())
             CheckNaming();
         if (!IsLogMissing())
             CheckSteps();
@@ -132,6 +132,9 @@ private:
             const bool isRead =
                 ErrorOf("MsiGetPropertyW", 1) == ERROR_SUCCESS ||
                 (ErrorOf("MsiGetPropertyW", 1) == ERROR_MORE_DATA && ErrorOf("MsiGetPropertyW", 2) == ERROR_SUCCESS);
+            // What was read may find no memory to be kept in: no tool is run then.
+            if (IsMemoryRefused() && !m_outcome.callCounts.contains("CreateProcessW"))
+                return m_outcome.exitCode == 0 && IsLogged("Unable to launch process!") ? 0 : kNoCustomActionData;
             return isRead ? 0 : kNoCustomActionData;
         }
         if (EndsEarly())
@@ -193,7 +196,21 @@ private:
     bool IsLogMissing() const
     {
         return IsAnyFailed([](const CallRecord& record) {
-            return IsLogCall(record) && (record.name == "_fsopen" || record.name.starts_with("SH"));
+                   return IsLogCall(record) && (record.name == "_fsopen" || record.name.starts_with("SH"));
+               }) ||
+               (IsMemoryRefused() && LogsOpened(m_outcome) != LogsOpened(m_baseline.outcome));
+    }
+
+    // Whether the program was refused a piece of memory.
+    bool IsMemoryRefused() const
+    {
+        return IsAnyFailed([](const CallRecord& record) { return record.name == winsim::kAllocation; });
+    }
+
+    static std::ptrdiff_t LogsOpened(const Outcome& outcome)
+    {
+        return std::count_if(outcome.calls.begin(), outcome.calls.end(), [](const CallRecord& record) {
+            return record.name == "_fsopen" && !record.result.is_null();
         });
     }
 
@@ -203,9 +220,12 @@ private:
         return IsAnyFailed([](const CallRecord& record) { return record.name == "CommandLineToArgvW"; });
     }
 
-    // Only a library's own exceptions are there to be caught: in these machines, those that are thrown in any case.
+    // Only a library's own exceptions are there to be caught: in these machines, those that are thrown in any case. Memory
+    // that is refused is another matter.
     void CheckExceptions()
     {
+        if (IsMemoryRefused())
+            return;
         const auto isCaught = [](const CallRecord& record) {
             return record.name == "fputs" && MessageIn(record).find("xception") != std::string::npos;
         };

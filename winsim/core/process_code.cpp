@@ -1,7 +1,6 @@
 // Catches what a simulated process's code dies of: a handler for std::terminate, and one for the host's signals.
 #include "winsim/core/process_code.h"
 
-#include "winsim/areas/libraries.h"
 #include "winsim/core/description.h"
 #include "winsim/core/stack_bottom.h"
 
