@@ -157,6 +157,16 @@ TEST(CreateProcessW, AppendsTheExtensionToANameWithoutOne)
     EXPECT_EQ(ExitCodeOf(L"C:\\Standins\\seven /V"), 7u);
 }
 
+// The current folder is Windows' system folder, which lies two below the drive.
+TEST(CreateProcessW, TakesANameWithoutAFullPathFromTheCurrentFolderOrDrive)
+{
+    for (const wchar_t* line : {L"\\Standins\\seven.exe", L"\\Standins\\seven /V", L"..\\..\\Standins\\seven.exe",
+                                L"\"..\\..\\Standins\\seven\" /V", L"C:..\\..\\Standins\\seven.exe"})
+        EXPECT_EQ(ExitCodeOf(line), 7u) << Shown(line);
+    for (const wchar_t* application : {L"\\Standins\\seven.exe", L"..\\..\\Standins\\seven.exe"})
+        EXPECT_EQ(Child{application}.Error(), 0u) << Shown(application);
+}
+
 TEST(CreateProcessW, FailsForAMissingFileOrFolder)
 {
     EXPECT_EQ(Child{L"C:\\Standins\\none.exe"}.Error(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));

@@ -23,6 +23,7 @@ def main():
         return f"{program} is not built: cmake --preset windows && cmake --build --preset windows"
     machine = load(pathlib.Path(__file__).with_name("machine.json"))
     with Prefix() as prefix:
+        prefix.current_folder = prefix.path("C:\\windows\\system32")
         prefix.zone = "America/New_York"  # one with daylight saving time
         missing = provision(prefix, {area: machine[area] for area in SET_UP})
         prefix.import_registry("Windows Registry Editor Version 5.00\n" + "".join(

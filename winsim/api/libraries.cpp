@@ -1,6 +1,7 @@
 // Libraries: loading, looking functions up and calling them.
 #include "winsim/api/file_access.h"
 #include "winsim/api/loaded_library.h"
+#include "winsim/api/search_folders.h"
 #include "winsim/api/system_functions.h"
 #include "winsim/core/effects.h"
 #include "winsim/core/gate.h"
@@ -34,26 +35,6 @@ constexpr char kAlwaysLoaded[] = "kernel32.dll";
 // ---- The search
 // ------------------------------------------------------------------------------------------------------
 
-std::string FolderNamed(const char* name)
-{
-    const std::string* folder = Simulation::Current().machine.folders.Find(name);
-    return folder == nullptr ? std::string() : *folder;
-}
-
-std::vector<std::string> PathFolders()
-{
-    std::vector<std::string> folders;
-    const std::string* path = Simulation::Current().machine.environment.Find("PATH");
-    std::string rest = path == nullptr ? std::string() : *path;
-    while (!rest.empty())
-    {
-        const std::size_t end = std::min(rest.find(';'), rest.size());
-        folders.push_back(rest.substr(0, end));
-        rest.erase(0, end + 1);
-    }
-    return folders;
-}
-
 // Where Windows looks for a library whose name has no drive, in its order.
 std::vector<std::string> SearchFolders()
 {
@@ -62,11 +43,11 @@ std::vector<std::string> SearchFolders()
     std::vector<std::string> folders{Files::ParentOf(simulation.machine.process.path)};
     if (dllDirectory && !dllDirectory->empty())
         folders.push_back(*dllDirectory);
-    folders.push_back(FolderNamed("system"));
-    folders.push_back(FolderNamed("windows"));
+    folders.push_back(winsim::FolderNamed("system"));
+    folders.push_back(winsim::FolderNamed("windows"));
     if (!dllDirectory)
         folders.push_back(simulation.machine.process.currentDirectory);
-    for (const std::string& folder : PathFolders())
+    for (const std::string& folder : winsim::PathFolders())
         folders.push_back(folder);
     std::erase(folders, std::string());
     return folders;
@@ -85,7 +66,7 @@ const File* FindLibraryFile(const std::string& name)
     const Files& files = Simulation::Current().machine.files;
     const std::string whole = WithExtension(name);
     if (winsim::SameName(whole, kAlwaysLoaded))
-        return files.Find(FolderNamed("system") + "\\" + whole);
+        return files.Find(winsim::FolderNamed("system") + "\\" + whole);
     const bool isRelative = whole.find(':') == std::string::npos && !whole.starts_with('\\') && !whole.starts_with('/');
     if (!isRelative)
         return files.Find(winsim::FullPath(whole));
@@ -197,7 +178,7 @@ FARPROC SlotOf(const void* library, const std::string& name)
 // A function of the simulated machine itself; null when the library is none of Windows' or lacks it here.
 FARPROC FindSystemFunction(const LoadedLibrary& loaded, const std::string& name)
 {
-    const bool isSystem = winsim::SameName(Files::ParentOf(loaded.path), FolderNamed("system"));
+    const bool isSystem = winsim::SameName(Files::ParentOf(loaded.path), winsim::FolderNamed("system"));
     const auto& missing = loaded.library.missing;
     if (!isSystem || std::ranges::find(missing, name) != missing.end())
         return nullptr;

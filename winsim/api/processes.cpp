@@ -1,6 +1,8 @@
 // Other processes: starting, waiting, listing, ending.
 #include "winsim/areas/processes.h"
+#include "winsim/api/file_access.h"
 #include "winsim/api/kernel_objects.h"
+#include "winsim/api/search_folders.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/secrets.h"
 #include "winsim/core/simulation.h"
@@ -81,31 +83,41 @@ std::string ProgramNameIn(const std::string& line)
     return line.substr(0, line.find_first_of(" \t"));
 }
 
+bool IsProgram(const std::string& path)
+{
+    const winsim::Machine& machine = Simulation::Current().machine;
+    const winsim::File* file = machine.files.Find(path);
+    return machine.programs.IsDescribed(path) || (file != nullptr && !file->isDirectory);
+}
+
+// Where Windows looks for a program whose name has no path, in its order.
+std::vector<std::string> ProgramFolders()
+{
+    const winsim::ProcessInfo& process = Simulation::Current().machine.process;
+    std::vector<std::string> folders{Files::ParentOf(process.path), process.currentDirectory,
+                                     winsim::FolderNamed("system"), winsim::FolderNamed("windows")};
+    for (const std::string& folder : winsim::PathFolders())
+        folders.push_back(folder);
+    std::erase(folders, std::string());
+    return folders;
+}
+
 // A program as it can be found: a full path, or nothing.
 std::optional<std::string> FindProgram(const std::string& name)
 {
-    const winsim::Machine& machine = Simulation::Current().machine;
-    const auto exists = [&](const std::string& path) {
-        const winsim::File* file = machine.files.Find(path);
-        return machine.programs.IsDescribed(path) || (file != nullptr && !file->isDirectory);
-    };
-    const bool hasPath = name.find('\\') != std::string::npos;
-    std::vector<std::string> candidates{name};
-    const std::size_t nameStart = name.rfind('\\') + 1;
+    const std::size_t nameStart = name.find_last_of("\\/:") + 1;
+    std::vector<std::string> names{name};
     if (name.find('.', nameStart) == std::string::npos)
-        candidates.push_back(name + ".exe");
-    for (const std::string& candidate : candidates)
+        names.push_back(name + ".exe");
+    const std::vector<std::string> folders = nameStart == 0 ? ProgramFolders() : std::vector<std::string>();
+    for (const std::string& one : names)
     {
-        if (exists(candidate))
-            return candidate;
-        if (hasPath)
-            continue;
-        for (const std::string& folder :
-             {Files::ParentOf(machine.process.path),
-              machine.folders.Find("system") != nullptr ? *machine.folders.Find("system") : std::string()})
+        if (nameStart != 0 && IsProgram(winsim::FullPath(one)))
+            return winsim::FullPath(one);
+        for (const std::string& folder : folders)
         {
-            if (exists(folder + "\\" + candidate))
-                return folder + "\\" + candidate;
+            if (const std::string path = winsim::FullPath(folder + "\\" + one); IsProgram(path))
+                return path;
         }
     }
     return std::nullopt;
@@ -138,12 +150,12 @@ DWORD MissingProgramError(const std::string& path)
     const winsim::Files& files = Simulation::Current().machine.files;
     if (path.empty())
         return ERROR_PATH_NOT_FOUND;
-    if (files.IsDirectory(path))
-        return ERROR_ACCESS_DENIED;
     if (path.find(':') != std::string::npos && path.find(':') != 1)
         return ERROR_INVALID_NAME;
-    const std::string parent = Files::ParentOf(path);
-    return parent.empty() || files.IsDirectory(parent) ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
+    const std::string full = winsim::FullPath(path);
+    if (files.IsDirectory(full))
+        return ERROR_ACCESS_DENIED;
+    return files.IsDirectory(Files::ParentOf(full)) ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
 }
 
 // A start-up record as it is recorded: all of its members.
@@ -206,12 +218,10 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
     if (lpApplicationName != nullptr)
     {
         // The command line is handed over as it stands; its first word is only by convention the program's name.
-        parts = {winsim::Utf8(lpApplicationName), line};
-        const winsim::File* file = simulation.machine.files.Find(parts.program);
-        const bool exists =
-            simulation.machine.programs.IsDescribed(parts.program) || (file != nullptr && !file->isDirectory);
-        if (parts.program.empty() || !exists)
-            return call.Fail(FALSE, MissingProgramError(parts.program));
+        const std::string name = winsim::Utf8(lpApplicationName);
+        parts = {winsim::FullPath(name), line};
+        if (name.empty() || !IsProgram(parts.program))
+            return call.Fail(FALSE, MissingProgramError(name));
     }
     else
     {

@@ -96,7 +96,9 @@ Call::Call(std::string_view name, CallKind kind)
         return;
     }
     m_isReached = true;
-    simulation.CountCall();
+    // Memory is not what a process that goes on for ever asks the machine for.
+    if (kind != CallKind::Allocation)
+        simulation.CountCall();
     auto count = simulation.gate.counts.find(name);
     if (count == simulation.gate.counts.end())
         count = simulation.gate.counts.emplace(name, 0).first;
