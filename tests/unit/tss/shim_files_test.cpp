@@ -152,6 +152,15 @@ TEST(RemoveTSP1File, AttributesOfZeroLeaveTheFileAlone)
     EXPECT_TRUE(Exists(run, kTsp1));
 }
 
+TEST(RemoveTSP1File, AttributesOfZeroAreLoggedWithWhateverErrorWasSetLast)
+{
+    // By the line before, which is lost.
+    const SimulatedRun run = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"attributes": 0}}})", "0",
+                                    {.faults = {"fputs#1=3735928559"}});
+    EXPECT_THAT(run.log, ElementsAre(std::string("RemoveTSP1File - Failed to get Attributes for ") + kTsp1 +
+                                     ", err: -559038737"));
+}
+
 TEST(RemoveTSP1File, AnUnknownSystemDirectoryEndsIt)
 {
     const SimulatedRun run = Remove(R"({"folders": {"system": null}})", "0");
