@@ -231,7 +231,7 @@ const std::vector<Module> kModules{
     {"enroll", {"*** "}},
 };
 
-// The module that a message comes from; empty for none of them, or for several.
+// The module that a message comes from: empty for none, and all their names for several.
 std::string ModuleOf(const std::string& message)
 {
     std::string found;

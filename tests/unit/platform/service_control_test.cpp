@@ -594,7 +594,7 @@ TEST(RestartServiceByName, EachFailedQueryEndsTheWait)
 
 // ---- Progress lines -----------------------------------------------------------------------------------------------
 
-// States that are the same to a wait and differ in the controls that the service then accepts.
+// A status with other controls accepted; the state is the same to a wait.
 ReportedStatus Accepting(ReportedStatus status, unsigned controls)
 {
     status.controls = controls;

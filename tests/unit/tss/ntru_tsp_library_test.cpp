@@ -301,7 +301,7 @@ TEST(CopyTSP1FileImp, AnUnknownSystemDirectoryIsAResultOfItsOwn)
     }
 }
 
-// What looking for a folder fails with that is not looked at.
+// Failures of a folder look-up that count as success.
 constexpr unsigned kOtherFolderFailures[] = {0x80070003, 0x80070057, 1};
 
 TEST(CopyTSP1FileImp, AnyOtherFailureToFindTheProgramFilesPassesForSuccess)

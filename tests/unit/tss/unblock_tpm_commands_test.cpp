@@ -144,7 +144,7 @@ TEST(TakeKeyOwnership, AnyOtherErrorEndsIt)
     ExpectRun(CallFunction(MachineOf("{}"), "TakeKeyOwnership", {object}), "false",
               Joined(kSids, kMakeList, ReplaceLine(87, object.c_str()),
                      LogLine("First SetNamedSecurityInfo call failed: 87"), kFreed));
-    // Errors that ownership is about too, but not the one that asks for it.
+    // Only error 5 has ownership taken.
     for (const int error : {1307, 1314, 1300, 65})
         ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {fmt::format("SetNamedSecurityInfoW#1={}", error)}}),
                   "false",
