@@ -25,6 +25,26 @@ std::string Expanded(const char* message, DWORD size = 64)
     return Shown(std::string(text));
 }
 
+// The same in a buffer that the call allocates, of at least `size` characters.
+std::string ExpandedInItsOwnBuffer(const std::string& message, DWORD size = 0)
+{
+    DWORD_PTR inserts[101];
+    for (DWORD_PTR& insert : inserts)
+        insert = reinterpret_cast<DWORD_PTR>("");
+    inserts[0] = reinterpret_cast<DWORD_PTR>("10002");
+    char* text = nullptr;
+    SetLastError(0);
+    const DWORD length = FormatMessageA(
+        FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY | FORMAT_MESSAGE_ALLOCATE_BUFFER, message.c_str(), 0,
+        0, reinterpret_cast<char*>(&text), size, reinterpret_cast<va_list*>(inserts));
+    if (length == 0)
+        return (text == nullptr ? "(error) " : "(error, and a buffer) ") + std::to_string(GetLastError());
+    const std::string expanded = text;
+    EXPECT_EQ(expanded.size(), length);
+    EXPECT_EQ(LocalFree(text), nullptr);
+    return expanded;
+}
+
 struct MessageCase
 {
     const char* message;
@@ -40,6 +60,15 @@ TEST(FormatMessage, PutsInsertsIntoTheirPlaces)
     };
     for (const MessageCase& c : kCases)
         EXPECT_EQ(Expanded(c.message), c.shown);
+}
+
+TEST(FormatMessage, AllocatesABufferForATextOfAnyLength)
+{
+    EXPECT_EQ(ExpandedInItsOwnBuffer("code %1"), "code 10002");
+    EXPECT_EQ(ExpandedInItsOwnBuffer("code %1", 64), "code 10002");
+    const std::string text(30000, 't');
+    EXPECT_EQ(ExpandedInItsOwnBuffer(text + "%1"), text + "10002");
+    EXPECT_EQ(ExpandedInItsOwnBuffer("%"), "(error) 87");
 }
 
 TEST(FormatMessage, ReadsWhatStandsBehindAPercentSign)
