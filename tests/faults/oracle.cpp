@@ -220,8 +220,8 @@ private:
         return IsAnyFailed([](const CallRecord& record) { return record.name == "CommandLineToArgvW"; });
     }
 
-    // Only a library's own exceptions are there to be caught: in these machines, those that are thrown in any case. Memory
-    // that is refused is another matter.
+    // Only a library's own exceptions are there to be caught: in these machines, those that are thrown in any case.
+    // Memory that is refused is another matter.
     void CheckExceptions()
     {
         if (IsMemoryRefused())

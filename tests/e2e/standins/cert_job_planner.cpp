@@ -1,5 +1,5 @@
-// A task library: each of its functions answers with the number in the registry under its name, after it has raised what
-// the text "<name> throws" there says, and counts its calls there.
+// A task library: each of its functions answers with the number in the registry under its name, after it has raised
+// what the text "<name> throws" there says, and counts its calls there.
 #include "thrown.h"
 
 #include <windows.h>

@@ -3,6 +3,6 @@
 
 #include <string>
 
-// Raises "access-violation", "division-by-zero", "C++-exception" (as the compiler that comes with Windows throws one) or
-// "number" (as this compiler does). Returns for any other text.
+// Raises "access-violation", "division-by-zero", "C++-exception" (as the compiler that comes with Windows throws one)
+// or "number" (as this compiler does). Returns for any other text.
 void Throw(const std::string& what);
