@@ -60,7 +60,7 @@ Machine RichMachine()
             "HKCU": null,
             "HKLM\\SOFTWARE\\Kelo": {
                 "owner": "S-1-5-32-544",
-                "access": [{"trustee": "S-1-1-0", "mask": 131097, "inheritance": 2, "type": "deny"}],
+                "access": [{"trustee": "S-1-1-0", "mask": 131097, "inheritance": 2, "type": "deny", "inherited": true}],
                 "protected": true,
                 "deniedAccess": ["KEY_SET_VALUE", "KEY_CREATE_SUB_KEY"],
                 "values": {
@@ -295,6 +295,8 @@ constexpr WrongDescription kWrongValues[] = {
      "registry.HKLM\\A.values.V.hex: not pairs of hexadecimal digits"},
     {R"({"registry": {"HKLM\\A": {"values": {"V": {"type": "REG_BINARY", "hex": "0x"}}}}})",
      "registry.HKLM\\A.values.V.hex: not pairs of hexadecimal digits"},
+    {R"({"registry": {"HKLM\\A": {"access": [{"trustee": "S-1-1-0", "inheritance": 16}]}}})",
+     "registry.HKLM\\A.access[0].inheritance: not inheritance flags, a number from 0 to 15"},
     {R"({"files": {"ProgramData": {}}})", "files.ProgramData: a path begins with a drive, such as C:\\"},
     {R"({"files": {"\\\\server\\share": {}}})", "files.\\\\server\\share: a path begins with a drive, such as C:\\"},
     {R"({"files": {"C:\\Windows": {}}})", "files.C:\\Windows: both a file and a directory"},

@@ -2,6 +2,7 @@
 #include "winsim/areas/security.h"
 
 #include "winnt.h"
+#include "winsim/areas/inheritance.h"
 #include "winsim/core/sid.h"
 #include "winsim/core/text.h"
 
@@ -28,6 +29,9 @@ constexpr RightName kRightNames[] = {
     {0x0002, "KEY_SET_VALUE"},
     {0x0004, "KEY_CREATE_SUB_KEY"},
 };
+
+constexpr std::uint32_t kInheritanceFlags =
+    OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE | NO_PROPAGATE_INHERIT_ACE | INHERIT_ONLY_ACE;
 
 std::uint32_t RightOf(const Reader& reader)
 {
@@ -64,6 +68,14 @@ std::vector<std::string> TextsOf(const Reader& reader)
     return texts;
 }
 
+std::uint32_t InheritanceOf(const Reader& reader)
+{
+    const auto flags = reader.As<std::uint32_t>();
+    if (flags > kInheritanceFlags)
+        reader.Fail("not inheritance flags, a number from 0 to 15");
+    return flags;
+}
+
 AccessEntry EntryOf(const Reader& reader)
 {
     AccessEntry entry;
@@ -71,32 +83,28 @@ AccessEntry EntryOf(const Reader& reader)
     if (!object.With("trustee", [&](const Reader& trustee) { entry.trustee = SidOf(trustee); }))
         reader.Fail("no trustee");
     object.With("mask", [&](const Reader& mask) { entry.mask = MaskOf(mask); });
-    object.Read("inheritance", entry.inheritance);
+    object.With("inheritance", [&](const Reader& flags) { entry.inheritance = InheritanceOf(flags); });
     object.With("type", [&](const Reader& type) {
         entry.isDenial = type.Text() == "deny";
         if (!entry.isDenial && type.Text() != "allow")
             type.Fail("neither allow nor deny");
     });
+    bool isInherited = false;
+    object.Read("inherited", isInherited);
+    entry.inheritance |= isInherited ? INHERITED_ACE : 0;
     object.Done();
     return entry;
 }
 
 Json JsonOf(const AccessEntry& entry)
 {
-    return {{"trustee", entry.trustee},
-            {"mask", entry.mask},
-            {"inheritance", entry.inheritance},
-            {"type", entry.isDenial ? "deny" : "allow"}};
-}
-
-std::uint32_t Mapped(std::uint32_t mask, const GenericRights& generic)
-{
-    std::uint32_t mapped = mask & ~(GENERIC_READ | GENERIC_WRITE | GENERIC_EXECUTE | GENERIC_ALL);
-    mapped |= (mask & GENERIC_READ) != 0 ? generic.read : 0;
-    mapped |= (mask & GENERIC_WRITE) != 0 ? generic.write : 0;
-    mapped |= (mask & GENERIC_EXECUTE) != 0 ? generic.execute : 0;
-    mapped |= (mask & GENERIC_ALL) != 0 ? generic.all : 0;
-    return mapped;
+    Json json{{"trustee", entry.trustee},
+              {"mask", entry.mask},
+              {"inheritance", entry.inheritance & kInheritanceFlags},
+              {"type", entry.isDenial ? "deny" : "allow"}};
+    if ((entry.inheritance & INHERITED_ACE) != 0)
+        json["inherited"] = true;
+    return json;
 }
 
 // Whether a list grants all rights that are still wanted: the first entry that speaks of a right decides.
@@ -107,7 +115,7 @@ bool ListGrants(const std::vector<AccessEntry>& list, const Token& token, std::u
     {
         if ((entry.inheritance & INHERIT_ONLY_ACE) != 0 || !token.Holds(entry.trustee))
             continue;
-        const std::uint32_t mask = Mapped(entry.mask, generic);
+        const std::uint32_t mask = MappedRights(entry.mask, generic);
         if (entry.isDenial && (wanted & mask) != 0)
             return false;
         wanted &= ~mask;
@@ -192,7 +200,7 @@ void Security::Write(Json& entry) const
 
 bool Security::Grants(const Token& token, std::uint32_t rights, const GenericRights& generic) const
 {
-    std::uint32_t wanted = Mapped(rights, generic);
+    std::uint32_t wanted = MappedRights(rights, generic);
     if (token.Holds(Owner()))
         wanted &= ~(READ_CONTROL | WRITE_DAC);
     if (token.IsEnabled(SE_TAKE_OWNERSHIP_NAME))

@@ -56,6 +56,7 @@ inline constexpr DWORD OBJECT_INHERIT_ACE = 0x1;
 inline constexpr DWORD CONTAINER_INHERIT_ACE = 0x2;
 inline constexpr DWORD NO_PROPAGATE_INHERIT_ACE = 0x4;
 inline constexpr DWORD INHERIT_ONLY_ACE = 0x8;
+inline constexpr DWORD INHERITED_ACE = 0x10;
 
 struct SECURITY_DESCRIPTOR_RELATIVE
 {
