@@ -138,6 +138,84 @@ TEST(FileNames, LettersThatAreOnlyRelatedAreNot)
     EXPECT_FALSE(AreOneName(L"\u00DF", L"SS"));     // the sharp s
 }
 
+// ---- Names that are taken as they stand ----
+
+std::string Literal(const std::string& path)
+{
+    return R"(\\?\)" + path;
+}
+
+TEST(LiteralNames, AreOpenedByEveryCall)
+{
+    const std::string top = Literal(TestDirectory());
+    MakeFile(top + "\\one");
+    EXPECT_EQ(AttributesError(top + "\\ONE"), 0u);
+    EXPECT_EQ(AttributesError(top + "\\"), 0u);
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\two", FALSE), 0u);
+    EXPECT_EQ(MoveError(top + "\\two", top + "\\three"), 0u);
+    EXPECT_TRUE(MoveFileExW(Wide(top + "\\three").c_str(), Wide(top + "\\four").c_str(), 0));
+    EXPECT_TRUE(MoveFileExW(Wide(top + "\\four").c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT));
+    EXPECT_TRUE(Exists(top.substr(4) + "\\four"));
+    EXPECT_EQ(DeleteError(top + "\\four"), 0u);
+    MakeReadOnlyFile(top + "\\five");
+    EXPECT_EQ(DeleteError(top.substr(4) + "\\five"), 5u);
+}
+
+TEST(LiteralNames, SayWhatIsMissing)
+{
+    const std::string top = Literal(TestDirectory());
+    EXPECT_EQ(AttributesError(top + "\\none"), 2u);
+    EXPECT_EQ(AttributesError(top + "\\none\\none"), 3u);
+}
+
+TEST(LiteralNames, HaveNothingResolvedOrDropped)
+{
+    const std::string top = Literal(TestDirectory());
+    MakeFile(top + "\\one");
+    for (const char* name : {"\\.\\one", "\\none\\..\\one", "\\\\one", "/one", "\\what?"})
+        EXPECT_EQ(AttributesError(top + name), 123u) << name;
+    EXPECT_EQ(AttributesError(top + "\\one."), 2u);
+    EXPECT_EQ(AttributesError(top + "\\one "), 2u);
+    EXPECT_EQ(AttributesError(R"(\\?\)"), 123u);
+}
+
+TEST(LiteralNames, MayBeLongerThanOthers)
+{
+    const std::wstring path = Wide(Literal(TestDirectory())) + L"\\" + std::wstring(250, L'x');
+    const HANDLE made = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    ASSERT_TRUE(made != INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(CloseHandle(made));
+    EXPECT_TRUE(GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES);
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine takes a wide name of any length";
+    EXPECT_EQ(ErrorOf([&] { return GetFileAttributesW(path.c_str() + 4) != INVALID_FILE_ATTRIBUTES; }), 3u);
+}
+
+TEST(DeviceNames, AreResolvedLikeOthers)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\file");
+    EXPECT_EQ(AttributesError(R"(\\.\)" + top + "\\.\\file"), 0u);
+    EXPECT_EQ(AttributesError("//?/" + top + "/none/../file"), 0u);
+}
+
+TEST(SharedNames, AreOnNoComputerThatIsThere)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine has another error for the computer";
+    EXPECT_EQ(AttributesError(R"(\\kelo-none\share\file)"), 53u);
+    EXPECT_EQ(AttributesError(R"(\\?\UNC\kelo-none\share\file)"), 53u);
+}
+
+TEST(RootedNames, AreOnTheCurrentDrive)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\file");
+    EXPECT_EQ(AttributesError(top.substr(2) + "\\file"), 0u);
+    EXPECT_EQ(CopyError(top.substr(2) + "\\file", top.substr(2) + "\\copy", FALSE), 0u);
+    EXPECT_TRUE(Exists(top + "\\copy"));
+}
+
 // ---- Copies ----
 
 TEST(CopyFile, CopiesOverAFileUnlessItIsToFail)

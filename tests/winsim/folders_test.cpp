@@ -47,6 +47,77 @@ TEST(SHGetFolderPathA, RefusesAnUnknownFolder)
     EXPECT_EQ(Shown(wide), "");
 }
 
+// Moves the directory of a folder away, and back when the test is over.
+class GoneFolder
+{
+public:
+    GoneFolder()
+    {
+        EXPECT_EQ(SHGetFolderPathA(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, m_path), S_OK);
+        m_isGone = MoveFileA(m_path, Aside().c_str()) != FALSE;
+    }
+    ~GoneFolder()
+    {
+        MoveFileA(m_path, (Aside() + "-made").c_str());
+        MoveFileA(Aside().c_str(), m_path);
+    }
+    GoneFolder(const GoneFolder&) = delete;
+    GoneFolder& operator=(const GoneFolder&) = delete;
+
+    const char* Path() const { return m_path; }
+    bool IsGone() const { return m_isGone; }
+
+private:
+    std::string Aside() const
+    {
+        return std::string(m_path) + "-" + testing::UnitTest::GetInstance()->current_test_info()->name();
+    }
+
+    char m_path[MAX_PATH] = {};
+    bool m_isGone = false;
+};
+
+TEST(SHGetFolderPathA, FailsWhenTheDirectoryIsGone)
+{
+    const GoneFolder folder;
+    ASSERT_TRUE(folder.IsGone());
+    char path[MAX_PATH] = "junk";
+    EXPECT_EQ(SHGetFolderPathA(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, path),
+              HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
+    EXPECT_STREQ(path, "");
+    wchar_t wide[MAX_PATH] = L"junk";
+    EXPECT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, wide),
+              HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
+    EXPECT_FALSE(SHGetSpecialFolderPathW(nullptr, wide, CSIDL_COMMON_APPDATA, FALSE));
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine gives the path of the missing directory to a wide call";
+    EXPECT_EQ(Shown(wide), "");
+}
+
+TEST(SHGetFolderPathA, LooksForNoDirectoryWhenItIsNotToOrMakesIt)
+{
+    const GoneFolder folder;
+    ASSERT_TRUE(folder.IsGone());
+    const auto get = [&](int flag) {
+        char path[MAX_PATH] = "junk";
+        EXPECT_EQ(SHGetFolderPathA(nullptr, CSIDL_COMMON_APPDATA | flag, nullptr, SHGFP_TYPE_CURRENT, path), S_OK);
+        EXPECT_STREQ(path, folder.Path());
+        return GetFileAttributesA(folder.Path()) != INVALID_FILE_ATTRIBUTES;
+    };
+    EXPECT_FALSE(get(CSIDL_FLAG_DONT_VERIFY));
+    EXPECT_TRUE(get(CSIDL_FLAG_CREATE));
+}
+
+TEST(SHGetSpecialFolderPathW, MakesADirectoryThatIsGoneWhenAsked)
+{
+    const GoneFolder folder;
+    ASSERT_TRUE(folder.IsGone());
+    wchar_t path[MAX_PATH] = {};
+    EXPECT_TRUE(SHGetSpecialFolderPathW(nullptr, path, CSIDL_COMMON_APPDATA, TRUE));
+    EXPECT_EQ(Shown(path), folder.Path());
+    EXPECT_NE(GetFileAttributesA(folder.Path()), INVALID_FILE_ATTRIBUTES);
+}
+
 TEST(SHGetSpecialFolderPathW, GivesTheSamePath)
 {
     for (const int folder : {CSIDL_COMMON_APPDATA, CSIDL_WINDOWS, CSIDL_SYSTEM, CSIDL_PROGRAM_FILES})
@@ -98,6 +169,28 @@ TEST(SHCreateDirectoryExA, FailsBelowAFile)
     MakeFile(path);
     EXPECT_EQ(CreateDirectories(path + "\\below"), ERROR_PATH_NOT_FOUND);
     EXPECT_EQ(CreateDirectories(path + "\\below\\deeper"), ERROR_PATH_NOT_FOUND);
+}
+
+TEST(SHCreateDirectoryExA, TakesANameThatIsTakenAsItStands)
+{
+    const std::string top = TestDirectory();
+    EXPECT_EQ(CreateDirectories(R"(\\?\)" + top + "\\one\\two"), ERROR_SUCCESS);
+    MakeFile(top + "\\one\\two\\file");
+}
+
+TEST(SHCreateDirectoryExA, MakesADirectoryWithoutADriveOnTheCurrentDrive)
+{
+    const std::string top = TestDirectory();
+    EXPECT_EQ(CreateDirectories(top.substr(2) + "\\one\\two"), ERROR_SUCCESS);
+    MakeFile(top + "\\one\\two\\file");
+    EXPECT_EQ(CreateDirectories("\\"), ERROR_ALREADY_EXISTS);
+}
+
+TEST(SHCreateDirectoryExA, TakesOnlyABackslashForTheRoot)
+{
+    std::string path = TestDirectory().substr(2) + "\\one";
+    path[0] = '/';
+    EXPECT_EQ(CreateDirectories(path), ERROR_BAD_PATHNAME);
 }
 
 TEST(SHCreateDirectoryExA, NeedsAFullPath)

@@ -2,6 +2,7 @@
 #include "tests/winsim/support.h"
 
 #include <share.h>
+#include <shlobj.h>
 
 #include <cstdio>
 
@@ -26,6 +27,17 @@ TEST(LoadLibrary, FindsALibraryOfWindowsByItsName)
     const HMODULE library = LoadLibraryW(L"kernel32.dll");
     ASSERT_TRUE(library != nullptr);
     EXPECT_TRUE(FreeLibrary(library));
+}
+
+TEST(LoadLibrary, OpensANameThatIsTakenAsItStands)
+{
+    char system[MAX_PATH] = {};
+    ASSERT_EQ(SHGetFolderPathA(nullptr, CSIDL_SYSTEM, nullptr, SHGFP_TYPE_CURRENT, system), S_OK);
+    const std::string folder = R"(\\?\)" + std::string(system);
+    EXPECT_EQ(LoadError(folder + "\\bcrypt.dll"), 0u);
+    EXPECT_EQ(LoadError(folder + "\\bcrypt"), 0u);
+    EXPECT_EQ(LoadError(folder + "\\.\\bcrypt.dll"), 126u);
+    EXPECT_EQ(LoadError(std::string(system).substr(2) + "\\bcrypt.dll"), 0u);
 }
 
 TEST(LoadLibrary, AMissingLibraryIsAModuleThatWasNotFound)

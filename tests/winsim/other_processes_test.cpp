@@ -199,6 +199,12 @@ TEST(CreateProcessW, FailsForAPathWithoutItsDriveLetter)
     EXPECT_EQ(Child{L":\\Standins\\seven.exe"}.Error(), static_cast<DWORD>(ERROR_INVALID_NAME));
 }
 
+TEST(CreateProcessW, TakesANameAsItStandsOrOnTheCurrentDrive)
+{
+    EXPECT_EQ(ExitCodeOf(LR"("\\?\C:\Standins\seven.exe" /V)"), 7u);
+    EXPECT_EQ(ExitCodeOf(LR"(\Standins\seven.exe /V)"), 7u);
+}
+
 TEST(CreateProcessW, FailsForAFileThatIsNoProgram)
 {
     const std::string path = TestDirectory() + "\\text.exe";

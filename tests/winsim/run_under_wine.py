@@ -25,6 +25,7 @@ def main():
     with Prefix() as prefix:
         prefix.current_folder = prefix.path("C:\\windows\\system32")
         prefix.zone = "America/New_York"  # one with daylight saving time
+        prefix.current_folder = prefix.path("C:\\")  # the current drive is Windows' own
         missing = provision(prefix, {area: machine[area] for area in SET_UP})
         prefix.import_registry("Windows Registry Editor Version 5.00\n" + "".join(
             standins.times(path, program) for path, program in machine["programs"].items()))

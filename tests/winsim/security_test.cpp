@@ -5,6 +5,8 @@
 #include <shlobj.h>
 
 #include <cstring>
+#include <iterator>
+#include <ostream>
 #include <vector>
 
 namespace
@@ -211,6 +213,18 @@ std::wstring WideDirectory()
     return {path.begin(), path.end()};
 }
 
+void MakeFile(const std::wstring& path)
+{
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    ASSERT_TRUE(file != INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(CloseHandle(file));
+}
+
+void MakeDirectory(const std::wstring& path)
+{
+    EXPECT_EQ(SHCreateDirectoryExW(nullptr, path.c_str(), nullptr), ERROR_SUCCESS);
+}
+
 TEST_F(AccessLists, FilesSayWhetherTheyOrTheirDirectoryIsMissing)
 {
     const std::wstring top = WideDirectory();
@@ -228,6 +242,282 @@ TEST_F(AccessLists, AFileTakesAProtectedList)
                                     DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION, nullptr, nullptr,
                                     MakeList(OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE), nullptr),
               DWORD{ERROR_SUCCESS});
+}
+
+// ---- Owners ----
+
+std::vector<BYTE> OwnerOf(const std::wstring& name, SE_OBJECT_TYPE type)
+{
+    PSID owner = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    EXPECT_EQ(GetNamedSecurityInfoW(name.c_str(), type, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr,
+                                    &descriptor),
+              DWORD{ERROR_SUCCESS});
+    const std::vector<BYTE> bytes = BytesOf(owner, kAdministrators.size());
+    EXPECT_TRUE(LocalFree(descriptor) == nullptr);
+    return bytes;
+}
+
+TEST(Owners, AnAdministratorsNewKeysBelongToTheAdministrators)
+{
+    MakeKey(TestKeyName() + "\\below");
+    EXPECT_EQ(OwnerOf(ObjectNameOfKey(TestKeyName()), SE_REGISTRY_KEY), kAdministrators);
+    EXPECT_EQ(OwnerOf(ObjectNameOfKey(TestKeyName() + "\\below"), SE_REGISTRY_KEY), kAdministrators);
+}
+
+TEST(Owners, AnAdministratorsNewFilesBelongToTheAdministrators)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine keeps a file's owner as a Unix user, who is no group";
+    const std::wstring top = WideDirectory();
+    MakeFile(top + L"\\file");
+    EXPECT_TRUE(CopyFileW((top + L"\\file").c_str(), (top + L"\\copy").c_str(), TRUE));
+    for (const std::wstring& path : {top, top + L"\\file", top + L"\\copy"})
+        EXPECT_EQ(OwnerOf(path, SE_FILE_OBJECT), kAdministrators);
+}
+
+LSTATUS OpenKeyStatus(const std::string& name, REGSAM access)
+{
+    HKEY key = nullptr;
+    const LSTATUS status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, name.c_str(), 0, access, &key);
+    if (status == ERROR_SUCCESS)
+    {
+        EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+    }
+    return status;
+}
+
+TEST_F(AccessLists, TheOwnerMayAlwaysReadAndReplaceTheList)
+{
+    MakeKey(TestKeyName());
+    const std::wstring name = ObjectNameOfKey(TestKeyName());
+    const PSID localSystem = MakeSid(1, 18, 0);
+    EXPLICIT_ACCESS_W entry = EntryOf(localSystem, KEY_QUERY_VALUE, 0);
+    PACL nobodyElse = nullptr;
+    ASSERT_EQ(SetEntriesInAclW(1, &entry, nullptr, &nobodyElse), DWORD{ERROR_SUCCESS});
+    EXPECT_EQ(SetError(name, SE_REGISTRY_KEY, nobodyElse), 0u);
+    EXPECT_EQ(OpenKeyStatus(TestKeyName(), KEY_QUERY_VALUE), 5);
+    EXPECT_EQ(OpenKeyStatus(TestKeyName(), READ_CONTROL | WRITE_DAC), 0);
+    EXPECT_EQ(GetError(name, SE_REGISTRY_KEY), 0u);
+    EXPECT_EQ(SetError(name, SE_REGISTRY_KEY, MakeList()), 0u);
+    EXPECT_EQ(OpenKeyStatus(TestKeyName(), KEY_QUERY_VALUE), 0);
+    LocalFree(nobodyElse);
+    FreeSid(localSystem);
+}
+
+// ---- Inheritance ----
+
+constexpr char kKeepsOwnLists[] = "Wine's keys and files have lists of their own, and hand nothing down";
+
+constexpr DWORD kObjects = OBJECT_INHERIT_ACE;
+constexpr DWORD kContainers = CONTAINER_INHERIT_ACE;
+constexpr DWORD kBoth = kObjects | kContainers;
+constexpr DWORD kPassedOn = INHERITED_ACE | INHERIT_ONLY_ACE;
+
+// An entry for a trustee of Windows: NT's authority is 5, the creator's 3.
+struct Entry
+{
+    BYTE authority;
+    DWORD account; // below BUILTIN when it is a group's, such as 544
+    DWORD flags;
+    DWORD mask;
+
+    bool operator==(const Entry&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Entry& entry)
+{
+    return stream << std::hex << "S-1-" << int{entry.authority} << "-..." << entry.account << " flags " << entry.flags
+                  << " mask " << entry.mask;
+}
+
+constexpr Entry kEntries[] = {
+    {5, 545, kBoth, 0x20019},
+    {5, 544, kBoth, GENERIC_ALL},
+    {5, 18, kContainers, 0x2001F},
+    {5, 20, kObjects, 0x2001F},
+    {5, 19, kBoth | NO_PROPAGATE_INHERIT_ACE, GENERIC_READ},
+    {3, 0, kBoth | INHERIT_ONLY_ACE, GENERIC_WRITE},
+    {1, 0, 0, 0x20019},
+};
+
+PSID SidOf(const Entry& entry)
+{
+    SID_IDENTIFIER_AUTHORITY authority = {{0, 0, 0, 0, 0, entry.authority}};
+    const bool isGroup = entry.account >= 500;
+    PSID sid = nullptr;
+    EXPECT_TRUE(AllocateAndInitializeSid(&authority, isGroup ? 2 : 1, isGroup ? 32 : entry.account, entry.account, 0, 0,
+                                         0, 0, 0, 0, &sid));
+    return sid;
+}
+
+// Gives an object a list of the entries.
+void SetEntries(std::wstring name, SE_OBJECT_TYPE type, const std::vector<Entry>& entries, SECURITY_INFORMATION how)
+{
+    std::vector<EXPLICIT_ACCESS_W> list;
+    for (const Entry& entry : entries)
+    {
+        EXPLICIT_ACCESS_W one{};
+        one.grfAccessPermissions = entry.mask;
+        one.grfAccessMode = SET_ACCESS;
+        one.grfInheritance = entry.flags;
+        one.Trustee.TrusteeForm = TRUSTEE_IS_SID;
+        one.Trustee.ptstrName = static_cast<LPWSTR>(SidOf(entry));
+        list.push_back(one);
+    }
+    PACL acl = nullptr;
+    EXPECT_EQ(SetEntriesInAclW(static_cast<ULONG>(list.size()), list.data(), nullptr, &acl), DWORD{ERROR_SUCCESS});
+    EXPECT_EQ(SetNamedSecurityInfoW(name.data(), type, DACL_SECURITY_INFORMATION | how, nullptr, nullptr, acl, nullptr),
+              DWORD{ERROR_SUCCESS});
+    LocalFree(acl);
+    for (const EXPLICIT_ACCESS_W& one : list)
+        FreeSid(one.Trustee.ptstrName);
+}
+
+std::vector<Entry> EntriesOf(const std::wstring& name, SE_OBJECT_TYPE type)
+{
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    EXPECT_EQ(GetNamedSecurityInfoW(name.c_str(), type, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list, nullptr,
+                                    &descriptor),
+              DWORD{ERROR_SUCCESS});
+    std::vector<Entry> entries;
+    const BYTE* position = reinterpret_cast<const BYTE*>(list + 1);
+    for (WORD i = 0; list != nullptr && i < list->AceCount; ++i)
+    {
+        ACE_HEADER header{};
+        std::memcpy(&header, position, sizeof header);
+        Entry entry{position[sizeof header + 4 + 7], 0, header.AceFlags, 0};
+        std::memcpy(&entry.mask, position + sizeof header, sizeof entry.mask);
+        std::memcpy(&entry.account, position + header.AceSize - sizeof entry.account, sizeof entry.account);
+        entries.push_back(entry);
+        position += header.AceSize;
+    }
+    EXPECT_TRUE(LocalFree(descriptor) == nullptr);
+    return entries;
+}
+
+// A directory and a key that hand the entries down.
+std::wstring OpenDirectory()
+{
+    const std::wstring path = WideDirectory();
+    SetEntries(path, SE_FILE_OBJECT, {std::begin(kEntries), std::end(kEntries)}, PROTECTED_DACL_SECURITY_INFORMATION);
+    return path;
+}
+
+std::wstring OpenKeyName()
+{
+    MakeKey(TestKeyName());
+    const std::wstring name = ObjectNameOfKey(TestKeyName());
+    SetEntries(name, SE_REGISTRY_KEY, {std::begin(kEntries), std::end(kEntries)}, PROTECTED_DACL_SECURITY_INFORMATION);
+    return name;
+}
+
+const std::vector<Entry> kInheritedByFile = {
+    {5, 545, INHERITED_ACE, 0x20019}, {5, 544, INHERITED_ACE, 0x1F01FF}, {5, 20, INHERITED_ACE, 0x2001F},
+    {5, 19, INHERITED_ACE, 0x120089}, {5, 544, INHERITED_ACE, 0x120116},
+};
+
+// What a container gets of the entries, where GENERIC_ALL, GENERIC_READ and GENERIC_WRITE stand for these rights.
+std::vector<Entry> InheritedByContainer(DWORD all, DWORD read, DWORD write)
+{
+    return {
+        {5, 545, INHERITED_ACE | kBoth, 0x20019}, {5, 544, INHERITED_ACE, all},
+        {5, 544, kPassedOn | kBoth, GENERIC_ALL}, {5, 18, INHERITED_ACE | kContainers, 0x2001F},
+        {5, 20, kPassedOn | kObjects, 0x2001F},   {5, 19, INHERITED_ACE, read},
+        {5, 544, INHERITED_ACE, write},           {3, 0, kPassedOn | kBoth, GENERIC_WRITE},
+    };
+}
+
+TEST(Inheritance, ANewFileGetsWhatItsDirectoryHandsToFiles)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << kKeepsOwnLists;
+    const std::wstring top = OpenDirectory();
+    MakeFile(top + L"\\file");
+    EXPECT_TRUE(CopyFileW((top + L"\\file").c_str(), (top + L"\\copy").c_str(), TRUE));
+    EXPECT_EQ(EntriesOf(top + L"\\file", SE_FILE_OBJECT), kInheritedByFile);
+    EXPECT_EQ(EntriesOf(top + L"\\copy", SE_FILE_OBJECT), kInheritedByFile);
+}
+
+TEST(Inheritance, ANewDirectoryGetsWhatItsDirectoryHandsToDirectoriesAndHandsItOn)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << kKeepsOwnLists;
+    const std::wstring top = OpenDirectory();
+    MakeDirectory(top + L"\\one\\two");
+    std::vector<Entry> expected = InheritedByContainer(0x1F01FF, 0x120089, 0x120116);
+    EXPECT_EQ(EntriesOf(top + L"\\one", SE_FILE_OBJECT), expected);
+    std::erase(expected, Entry{5, 19, INHERITED_ACE, 0x120089}); // goes no further
+    EXPECT_EQ(EntriesOf(top + L"\\one\\two", SE_FILE_OBJECT), expected);
+}
+
+TEST(Inheritance, ANewKeyGetsWhatTheKeyAboveHandsDown)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << kKeepsOwnLists;
+    const std::wstring top = OpenKeyName();
+    MakeKey(TestKeyName() + "\\below");
+    EXPECT_EQ(EntriesOf(top + L"\\below", SE_REGISTRY_KEY), InheritedByContainer(0xF003F, 0x20019, 0x20006));
+}
+
+TEST(Inheritance, AListThatIsNotProtectedIsFollowedByWhatIsInherited)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << kKeepsOwnLists;
+    const std::wstring file = OpenDirectory() + L"\\file";
+    MakeFile(file);
+    const std::vector<Entry> own = {{5, 546, 0, 0x120089}};
+    SetEntries(file, SE_FILE_OBJECT, own, PROTECTED_DACL_SECURITY_INFORMATION);
+    EXPECT_EQ(EntriesOf(file, SE_FILE_OBJECT), own);
+    SetEntries(file, SE_FILE_OBJECT, own, 0); // stays protected
+    EXPECT_EQ(EntriesOf(file, SE_FILE_OBJECT), own);
+
+    std::vector<Entry> both = own;
+    both.insert(both.end(), kInheritedByFile.begin(), kInheritedByFile.end());
+    SetEntries(file, SE_FILE_OBJECT, own, UNPROTECTED_DACL_SECURITY_INFORMATION);
+    EXPECT_EQ(EntriesOf(file, SE_FILE_OBJECT), both);
+    SetEntries(file, SE_FILE_OBJECT, own, 0);
+    EXPECT_EQ(EntriesOf(file, SE_FILE_OBJECT), both);
+}
+
+TEST(Inheritance, AListThatIsSetAsItWasReadStaysTheSame)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << kKeepsOwnLists;
+    std::wstring file = OpenDirectory() + L"\\file";
+    MakeFile(file);
+    const auto setAsRead = [&](SECURITY_INFORMATION how) {
+        PACL list = nullptr;
+        PSECURITY_DESCRIPTOR descriptor = nullptr;
+        EXPECT_EQ(GetNamedSecurityInfoW(file.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                                        &list, nullptr, &descriptor),
+                  DWORD{ERROR_SUCCESS});
+        EXPECT_EQ(SetNamedSecurityInfoW(file.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | how, nullptr, nullptr,
+                                        list, nullptr),
+                  DWORD{ERROR_SUCCESS});
+        EXPECT_TRUE(LocalFree(descriptor) == nullptr);
+    };
+    setAsRead(0);
+    EXPECT_EQ(EntriesOf(file, SE_FILE_OBJECT), kInheritedByFile);
+
+    // In a protected list they are the file's own.
+    setAsRead(PROTECTED_DACL_SECURITY_INFORMATION);
+    std::vector<Entry> own = kInheritedByFile;
+    for (Entry& entry : own)
+        entry.flags = 0;
+    EXPECT_EQ(EntriesOf(file, SE_FILE_OBJECT), own);
+}
+
+TEST(Inheritance, WhenNothingIsHandedDownTheCreatorsDefaultCounts)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << kKeepsOwnLists;
+    const std::wstring top = WideDirectory();
+    SetEntries(top, SE_FILE_OBJECT, {{5, 544, kContainers, GENERIC_ALL}}, PROTECTED_DACL_SECURITY_INFORMATION);
+    MakeFile(top + L"\\file");
+    const std::vector<Entry> expected = {{5, 544, 0, 0x1F01FF}, {5, 18, 0, 0x1F01FF}};
+    EXPECT_EQ(EntriesOf(top + L"\\file", SE_FILE_OBJECT), expected);
 }
 
 // ---- Privileges ----

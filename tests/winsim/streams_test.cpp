@@ -65,6 +65,40 @@ TEST(Fsopen, FailsForADirectory)
     EXPECT_EQ(errno, EACCES);
 }
 
+TEST(Fsopen, OpensANameThatIsTakenAsItStands)
+{
+    const std::string top = TestDirectory();
+    std::FILE* file = OpenToAppend(R"(\\?\)" + top + "\\log.txt");
+    ASSERT_TRUE(file != nullptr);
+    EXPECT_EQ(std::fclose(file), 0);
+    EXPECT_NE(GetFileAttributesA((top + "\\log.txt").c_str()), INVALID_FILE_ATTRIBUTES);
+}
+
+TEST(Fsopen, OpensANameWithoutADriveOnTheCurrentDrive)
+{
+    const std::string top = TestDirectory();
+    std::FILE* file = OpenToAppend(top.substr(2) + "\\log.txt");
+    ASSERT_TRUE(file != nullptr);
+    EXPECT_EQ(std::fclose(file), 0);
+    EXPECT_NE(GetFileAttributesA((top + "\\log.txt").c_str()), INVALID_FILE_ATTRIBUTES);
+}
+
+TEST(Fsopen, ResolvesSteps)
+{
+    const std::string top = TestDirectory();
+    std::FILE* file = OpenToAppend(top + "\\none\\..\\log.txt");
+    ASSERT_TRUE(file != nullptr);
+    EXPECT_EQ(std::fclose(file), 0);
+    EXPECT_NE(GetFileAttributesA((top + "\\log.txt").c_str()), INVALID_FILE_ATTRIBUTES);
+}
+
+TEST(Fsopen, FailsForANameThatCannotBe)
+{
+    EXPECT_TRUE(OpenToAppend("C:\\what?") == nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_NAME));
+    EXPECT_EQ(errno, EINVAL);
+}
+
 TEST(Fsopen, FailsForNoName)
 {
     EXPECT_TRUE(OpenToAppend("") == nullptr);

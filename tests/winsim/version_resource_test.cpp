@@ -29,6 +29,11 @@ std::vector<BYTE> VersionBlockOf(const std::wstring& file)
     return block;
 }
 
+TEST(VersionResource, IsFoundByANameThatIsTakenAsItStands)
+{
+    EXPECT_EQ(VersionBlockOf(LR"(\\?\)" + SystemFile(L"kernel32.dll")), VersionBlockOf(SystemFile(L"kernel32.dll")));
+}
+
 TEST(VersionResource, TheRootBlockIsTheFixedInformation)
 {
     const std::vector<BYTE> block = VersionBlockOf(SystemFile(L"kernel32.dll"));

@@ -14,6 +14,7 @@ using winsim::FileName;
 using winsim::FileNameOf;
 using winsim::Files;
 using winsim::MayAccess;
+using winsim::OpenError;
 using winsim::Simulation;
 
 namespace
@@ -106,7 +107,7 @@ BOOL Copy(Call& call, const FileName& from, const FileName& to, BOOL failIfExist
     const File* source = AllFiles().Find(from.path);
     if (const DWORD error = CopyTargetError(to, source, failIfExists != FALSE); error != ERROR_SUCCESS)
         return call.Fail(FALSE, error);
-    CopyOver(*source, AllFiles().Create(to.path, false));
+    CopyOver(*source, winsim::OpenOrMake(to.path, false));
     return call.Done(TRUE);
 }
 
@@ -152,25 +153,6 @@ BOOL MoveAtNextStart(Call& call, const FileName& from, const FileName* to)
         return call.Fail(FALSE, to->error);
     Simulation::Current().machine.pendingMoves.moves.push_back({from.path, to == nullptr ? "" : to->path});
     return call.Done(TRUE);
-}
-
-DWORD OpenError(const FileName& name, DWORD access, DWORD disposition)
-{
-    if (name.error != ERROR_SUCCESS)
-        return name.error;
-    if (disposition < CREATE_NEW || disposition > TRUNCATE_EXISTING)
-        return ERROR_INVALID_PARAMETER;
-    const File* file = AllFiles().Find(name.path);
-    if (file == nullptr)
-        return disposition == OPEN_EXISTING || disposition == TRUNCATE_EXISTING ? winsim::MissingError(name.path)
-                                                                                : CreateError(name.path);
-    if (disposition == CREATE_NEW)
-        return ERROR_FILE_EXISTS;
-    const bool isWriting =
-        (access & (GENERIC_WRITE | GENERIC_ALL | winsim::kWriteData)) != 0 || disposition == CREATE_ALWAYS;
-    if (file->isDirectory || !MayAccess(*file, access) || (isWriting && file->IsReadOnly()))
-        return ERROR_ACCESS_DENIED;
-    return isWriting && file->isInUse ? ERROR_SHARING_VIOLATION : ERROR_SUCCESS;
 }
 
 } // namespace
@@ -262,7 +244,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
         return call.Fail(INVALID_HANDLE_VALUE, error);
 
     const bool existed = AllFiles().Find(name.path) != nullptr;
-    File& file = AllFiles().Create(name.path, false);
+    File& file = winsim::OpenOrMake(name.path, false);
     if (!existed && (dwFlagsAndAttributes & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN)) != 0)
         file.attributes =
             FILE_ATTRIBUTE_ARCHIVE | (dwFlagsAndAttributes & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));

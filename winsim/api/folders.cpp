@@ -53,8 +53,9 @@ HRESULT FindFolder(int csidl, std::string& path)
 constexpr std::size_t kLongestDirectory = 248;
 
 // Makes a directory with all its missing parents, as the shell does. Returns a Win32 error.
-DWORD CreateDirectories(Files& files, const std::string& path)
+DWORD CreateDirectories(const std::string& path)
 {
+    const Files& files = Simulation::Current().machine.files;
     if (files.Find(path) != nullptr)
         return ERROR_ALREADY_EXISTS;
     std::string nearest = Files::ParentOf(path);
@@ -63,22 +64,37 @@ DWORD CreateDirectories(Files& files, const std::string& path)
     const File* parent = files.Find(nearest);
     if (parent == nullptr || !parent->isDirectory)
         return ERROR_PATH_NOT_FOUND;
-    if (!winsim::MayAccess(*parent, winsim::kAddFile))
+    if (!winsim::MayAccess(*parent, winsim::kAddSubdirectory))
         return ERROR_ACCESS_DENIED;
-    files.Create(path, true);
+    winsim::OpenOrMake(path, true);
     return ERROR_SUCCESS;
 }
 
-int CreateDirectoriesAt(Call& call, const std::string& path)
+int CreateDirectoriesAt(Call& call, const std::string& name)
 {
     if (const auto fault = call.Fault())
         return call.Status(*fault);
-    // Only a full path will do.
-    if (path.size() < 3 || path[1] != ':')
+    // A path from the root of the current drive will do, one from the current directory will not.
+    const bool hasDrive = name.size() >= 2 && name[1] == ':';
+    if (!hasDrive && !name.starts_with('\\'))
         return call.Status(ERROR_BAD_PATHNAME);
-    if (path.size() >= kLongestDirectory)
+    if (winsim::Utf16(name).size() >= kLongestDirectory)
         return call.Status(ERROR_FILENAME_EXCED_RANGE);
-    return call.Status(CreateDirectories(Simulation::Current().machine.files, path));
+    const winsim::FileName full = winsim::FullName(name);
+    return call.Status(full.error != ERROR_SUCCESS ? full.error : CreateDirectories(full.path));
+}
+
+// Finds a folder's path as the shell does: the directory has to be there, or is made when the flags beside the folder's
+// number ask for that.
+HRESULT FindShellFolder(int csidl, std::string& path)
+{
+    if (const HRESULT result = FindFolder(csidl & ~(CSIDL_FLAG_CREATE | CSIDL_FLAG_DONT_VERIFY), path); FAILED(result))
+        return result;
+    const bool isThere = Simulation::Current().machine.files.Find(path) != nullptr;
+    if (isThere || (csidl & CSIDL_FLAG_DONT_VERIFY) != 0)
+        return S_OK;
+    const DWORD error = (csidl & CSIDL_FLAG_CREATE) != 0 ? CreateDirectories(path) : winsim::MissingError(path);
+    return HRESULT_FROM_WIN32(error);
 }
 
 } // namespace
@@ -91,7 +107,7 @@ HRESULT WINAPI SHGetFolderPathA(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
     if (const auto fault = call.Fault())
         return call.Status(*fault);
     std::string folder;
-    if (const HRESULT result = FindFolder(csidl, folder); FAILED(result))
+    if (const HRESULT result = FindShellFolder(csidl, folder); FAILED(result))
         return call.Status(static_cast<std::uint32_t>(result));
     const std::string ansi = Simulation::Current().ToAnsi(folder).substr(0, MAX_PATH - 1);
     std::memcpy(pszPath, ansi.c_str(), ansi.size() + 1);
@@ -107,7 +123,7 @@ HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
     if (const auto fault = call.Fault())
         return call.Status(*fault);
     std::string folder;
-    if (const HRESULT result = FindFolder(csidl, folder); FAILED(result))
+    if (const HRESULT result = FindShellFolder(csidl, folder); FAILED(result))
         return call.Status(static_cast<std::uint32_t>(result));
     const std::u16string wide = winsim::Utf16(folder).substr(0, MAX_PATH - 1);
     std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
@@ -123,7 +139,7 @@ BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL f
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     std::string folder;
-    if (FAILED(FindFolder(csidl, folder)))
+    if (FAILED(FindShellFolder(fCreate != FALSE ? csidl | CSIDL_FLAG_CREATE : csidl, folder)))
         return call.Fail(FALSE, ERROR_FILE_NOT_FOUND);
     const std::u16string wide = winsim::Utf16(folder).substr(0, MAX_PATH - 1);
     std::copy_n(wide.c_str(), wide.size() + 1, pszPath);

@@ -60,19 +60,24 @@ std::string WithExtension(const std::string& name)
     return base.empty() || base.find('.') != std::string::npos ? name : name + ".dll";
 }
 
+const File* FindNamed(const std::string& name)
+{
+    const winsim::FileName full = winsim::FullName(name);
+    return full.error == ERROR_SUCCESS ? Simulation::Current().machine.files.Find(full.path) : nullptr;
+}
+
 // The file that a library's name leads to; null when there is none.
 const File* FindLibraryFile(const std::string& name)
 {
-    const Files& files = Simulation::Current().machine.files;
     const std::string whole = WithExtension(name);
     if (winsim::SameName(whole, kAlwaysLoaded))
-        return files.Find(winsim::FolderNamed("system") + "\\" + whole);
+        return FindNamed(winsim::FolderNamed("system") + "\\" + whole);
     const bool isRelative = whole.find(':') == std::string::npos && !whole.starts_with('\\') && !whole.starts_with('/');
     if (!isRelative)
-        return files.Find(winsim::FullPath(whole));
+        return FindNamed(whole);
     for (const std::string& folder : SearchFolders())
     {
-        if (const File* file = files.Find(winsim::FullPath(folder + "\\" + whole)))
+        if (const File* file = FindNamed(folder + "\\" + whole))
             return file;
     }
     return nullptr;

@@ -83,11 +83,21 @@ std::string ProgramNameIn(const std::string& line)
     return line.substr(0, line.find_first_of(" \t"));
 }
 
-bool IsProgram(const std::string& path)
+// The full path of a program's file; nothing when there is none.
+std::optional<std::string> ProgramAt(const std::string& name)
 {
     const winsim::Machine& machine = Simulation::Current().machine;
-    const winsim::File* file = machine.files.Find(path);
-    return machine.programs.IsDescribed(path) || (file != nullptr && !file->isDirectory);
+    const winsim::FileName full = winsim::FullName(name);
+    const winsim::File* file = machine.files.Find(full.path);
+    if (full.error != ERROR_SUCCESS ||
+        (!machine.programs.IsDescribed(full.path) && (file == nullptr || file->isDirectory)))
+        return std::nullopt;
+    return full.path;
+}
+
+bool HasFolder(const std::string& name)
+{
+    return name.find_first_of("\\/:") != std::string::npos;
 }
 
 // Where Windows looks for a program whose name has no path, in its order.
@@ -105,19 +115,18 @@ std::vector<std::string> ProgramFolders()
 // A program as it can be found: a full path, or nothing.
 std::optional<std::string> FindProgram(const std::string& name)
 {
-    const std::size_t nameStart = name.find_last_of("\\/:") + 1;
     std::vector<std::string> names{name};
-    if (name.find('.', nameStart) == std::string::npos)
+    if (name.find('.', name.find_last_of("\\/:") + 1) == std::string::npos)
         names.push_back(name + ".exe");
-    const std::vector<std::string> folders = nameStart == 0 ? ProgramFolders() : std::vector<std::string>();
+    const std::vector<std::string> folders = HasFolder(name) ? std::vector<std::string>() : ProgramFolders();
     for (const std::string& one : names)
     {
-        if (nameStart != 0 && IsProgram(winsim::FullPath(one)))
-            return winsim::FullPath(one);
+        if (auto program = HasFolder(one) ? ProgramAt(one) : std::nullopt)
+            return program;
         for (const std::string& folder : folders)
         {
-            if (const std::string path = winsim::FullPath(folder + "\\" + one); IsProgram(path))
-                return path;
+            if (auto program = ProgramAt(folder + "\\" + one))
+                return program;
         }
     }
     return std::nullopt;
@@ -144,18 +153,15 @@ std::optional<CommandLineParts> SplitByProgram(const std::string& line)
     }
 }
 
-// The error of running a path that is no program.
-DWORD MissingProgramError(const std::string& path)
+// The error of running what is no program.
+DWORD MissingProgramError(const std::string& name)
 {
-    const winsim::Files& files = Simulation::Current().machine.files;
-    if (path.empty())
-        return ERROR_PATH_NOT_FOUND;
-    if (path.find(':') != std::string::npos && path.find(':') != 1)
-        return ERROR_INVALID_NAME;
-    const std::string full = winsim::FullPath(path);
-    if (files.IsDirectory(full))
+    const winsim::FileName full = winsim::FullName(name);
+    if (full.error != ERROR_SUCCESS)
+        return full.error;
+    if (Simulation::Current().machine.files.IsDirectory(full.path))
         return ERROR_ACCESS_DENIED;
-    return files.IsDirectory(Files::ParentOf(full)) ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
+    return HasFolder(name) ? winsim::MissingError(full.path) : DWORD{ERROR_FILE_NOT_FOUND};
 }
 
 // A start-up record as it is recorded: all of its members.
@@ -219,9 +225,10 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
     {
         // The command line is handed over as it stands; its first word is only by convention the program's name.
         const std::string name = winsim::Utf8(lpApplicationName);
-        parts = {winsim::FullPath(name), line};
-        if (name.empty() || !IsProgram(parts.program))
+        const auto program = ProgramAt(name);
+        if (!program)
             return call.Fail(FALSE, MissingProgramError(name));
+        parts = {*program, line};
     }
     else
     {

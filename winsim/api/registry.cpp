@@ -1,5 +1,6 @@
 // The registry.
 #include "winsim/areas/registry.h"
+#include "winsim/areas/inheritance.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
@@ -58,17 +59,37 @@ std::optional<std::string> PathOf(HKEY key, const std::string& subKey, const cha
     return path;
 }
 
-LSTATUS OpenKeyAt(Call& call, const std::string& path, REGSAM access, PHKEY result)
+LSTATUS GiveHandle(Call& call, const std::string& path, REGSAM access, PHKEY result)
 {
-    Simulation& simulation = Simulation::Current();
-    const RegistryKey* key = simulation.machine.registry.Find(path);
-    if (key == nullptr)
-        return call.Status(ERROR_FILE_NOT_FOUND);
-    if (!key->security.Grants(simulation.machine.token, access, winsim::kKeyRights))
-        return call.Status(ERROR_ACCESS_DENIED);
-    *result = static_cast<HKEY>(simulation.handles.Open(kKey, OpenKey{path, access}));
+    *result = static_cast<HKEY>(Simulation::Current().handles.Open(kKey, OpenKey{path, access}));
     call.Out("phkResult", *result);
     return call.Status(ERROR_SUCCESS);
+}
+
+LSTATUS OpenKeyAt(Call& call, const std::string& path, REGSAM access, PHKEY result)
+{
+    const winsim::Machine& machine = Simulation::Current().machine;
+    const RegistryKey* key = machine.registry.Find(path);
+    if (key == nullptr)
+        return call.Status(ERROR_FILE_NOT_FOUND);
+    if (!key->security.Grants(machine.token, access, winsim::kKeyRights))
+        return call.Status(ERROR_ACCESS_DENIED);
+    return GiveHandle(call, path, access, result);
+}
+
+// The key of a path. What is not there, keys on the way included, is made as the process makes it: with an owner, and
+// with the access list that the key above hands down.
+RegistryKey& OpenOrMakeKey(const std::string& path)
+{
+    winsim::Machine& machine = Simulation::Current().machine;
+    if (RegistryKey* const key = machine.registry.Find(path))
+        return *key;
+    const std::size_t parentEnd = path.rfind('\\');
+    const winsim::Security container =
+        parentEnd == std::string::npos ? winsim::Security() : OpenOrMakeKey(path.substr(0, parentEnd)).security;
+    RegistryKey& made = machine.registry.Create(path);
+    made.security = winsim::SecurityOfNew(container, machine.token, winsim::kKeyKind);
+    return made;
 }
 
 LSTATUS OpenSubKey(Call& call, HKEY key, const std::string& subKey, REGSAM access, PHKEY result)
@@ -181,12 +202,13 @@ LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR
         !parent->security.Grants(simulation.machine.token, KEY_CREATE_SUB_KEY, winsim::kKeyRights))
         return call.Status(ERROR_ACCESS_DENIED);
 
-    registry.Create(*path);
+    OpenOrMakeKey(*path);
     const DWORD disposition = isNew ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
     if (lpdwDisposition != nullptr)
         *lpdwDisposition = disposition;
     call.Out("lpdwDisposition", disposition);
-    return OpenKeyAt(call, *path, samDesired, phkResult);
+    // Whoever makes a key gets the rights asked for, whatever the key above hands down.
+    return isNew ? GiveHandle(call, *path, samDesired, phkResult) : OpenKeyAt(call, *path, samDesired, phkResult);
 }
 
 LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType, LPBYTE lpData,

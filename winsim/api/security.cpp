@@ -2,6 +2,7 @@
 #include "winsim/api/file_access.h"
 #include "winsim/api/local_memory.h"
 #include "winsim/api/sids.h"
+#include "winsim/areas/inheritance.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/sid.h"
 #include "winsim/core/simulation.h"
@@ -14,8 +15,8 @@
 
 using winsim::AccessEntry;
 using winsim::Call;
-using winsim::GenericRights;
 using winsim::Json;
+using winsim::ObjectKind;
 using winsim::Security;
 using winsim::Simulation;
 
@@ -66,11 +67,12 @@ DWORD ToAccessEntries(ULONG count, const EXPLICIT_ACCESS_W* entries, std::vector
 // ---- Named objects
 // ---------------------------------------------------------------------------------------------------
 
-// The object of a name: its security and the rights of its kind, or a Win32 error.
+// The object of a name: its security, that of what it lies in, and its kind, or a Win32 error.
 struct NamedObject
 {
     Security* security = nullptr;
-    const GenericRights* generic = nullptr;
+    const Security* container = nullptr;
+    const ObjectKind* kind = nullptr;
     bool isDenied = false;
     DWORD error = ERROR_SUCCESS;
 };
@@ -95,10 +97,13 @@ NamedObject FindKey(const std::string& name)
     {
         if (!winsim::SameName(name.substr(0, rootEnd), known.name))
             continue;
-        auto* key = Simulation::Current().machine.registry.Find(known.root + name.substr(rootEnd));
+        winsim::Registry& registry = Simulation::Current().machine.registry;
+        const std::string path = known.root + name.substr(rootEnd);
+        auto* key = registry.Find(path);
         if (key == nullptr)
             return {.error = ERROR_FILE_NOT_FOUND};
-        return {&key->security, &winsim::kKeyRights};
+        const auto* parent = registry.Find(path.substr(0, path.rfind('\\')));
+        return {&key->security, parent == key || parent == nullptr ? nullptr : &parent->security, &winsim::kKeyKind};
     }
     return {.error = ERROR_INVALID_PARAMETER};
 }
@@ -108,10 +113,13 @@ NamedObject FindFile(LPCWSTR name)
     const winsim::FileName path = winsim::FileNameOf(name);
     if (path.error != ERROR_SUCCESS)
         return {.error = path.error};
-    winsim::File* file = Simulation::Current().machine.files.Find(path.path);
+    winsim::Files& files = Simulation::Current().machine.files;
+    winsim::File* file = files.Find(path.path);
     if (file == nullptr)
         return {.error = winsim::MissingError(path.path)};
-    return {&file->security, &winsim::kFileRights, file->isDenied};
+    const winsim::File* parent = files.Find(winsim::Files::ParentOf(path.path));
+    return {&file->security, parent == nullptr ? nullptr : &parent->security,
+            file->isDirectory ? &winsim::kDirectoryKind : &winsim::kFileKind, file->isDenied};
 }
 
 // The object, when the process is granted these rights on it.
@@ -123,8 +131,8 @@ NamedObject Open(LPCWSTR name, SE_OBJECT_TYPE type, DWORD rights)
     else if (type == SE_FILE_OBJECT)
         object = FindFile(name);
     const bool isOpen = object.error == ERROR_SUCCESS;
-    if (isOpen &&
-        (object.isDenied || !object.security->Grants(Simulation::Current().machine.token, rights, *object.generic)))
+    if (isOpen && (object.isDenied ||
+                   !object.security->Grants(Simulation::Current().machine.token, rights, object.kind->generic)))
         object.error = ERROR_ACCESS_DENIED;
     return object;
 }
@@ -190,16 +198,18 @@ DWORD ChangeOwner(Security& security, PSID owner)
     return ERROR_SUCCESS;
 }
 
-void ReplaceList(Security& security, SECURITY_INFORMATION information, PACL list)
+void ChangeList(const NamedObject& object, SECURITY_INFORMATION information, PACL list)
 {
-    security.access.reset();
-    if (list != nullptr)
-        security.access = winsim::EntriesOfAcl(list);
-    security.deniedAccess = 0;
+    Security& security = *object.security;
     if ((information & PROTECTED_DACL_SECURITY_INFORMATION) != 0)
         security.isProtected = true;
     if ((information & UNPROTECTED_DACL_SECURITY_INFORMATION) != 0)
         security.isProtected = false;
+    security.deniedAccess = 0;
+    if (list == nullptr)
+        security.access.reset();
+    else
+        winsim::ReplaceList(security, winsim::EntriesOfAcl(list), object.container, *object.kind);
 }
 
 } // namespace
@@ -287,6 +297,6 @@ DWORD WINAPI SetNamedSecurityInfoW(LPWSTR pObjectName, SE_OBJECT_TYPE ObjectType
             return status(error);
     }
     if ((SecurityInfo & DACL_SECURITY_INFORMATION) != 0)
-        ReplaceList(*object.security, SecurityInfo, pDacl);
+        ChangeList(object, SecurityInfo, pDacl);
     return status(ERROR_SUCCESS);
 }

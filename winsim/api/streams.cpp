@@ -1,10 +1,11 @@
 // Standard-library streams: files opened for appending, and standard output.
 #include "winsim/api/streams.h"
 
-#include "winsim/areas/files.h"
+#include "winsim/api/file_access.h"
 #include "winsim/core/gate.h"
 #include "winsim/core/simulation.h"
 
+#include "fileapi.h"
 #include "msvcrt.h"
 #include "winsim_types.h"
 
@@ -12,7 +13,6 @@
 
 using winsim::Call;
 using winsim::File;
-using winsim::Files;
 using winsim::Simulation;
 
 namespace
@@ -25,18 +25,19 @@ struct OpenStream
     std::string path;
 };
 
-// The error of opening a file for appending; 0 when it can be.
-DWORD AppendError(const Files& files, const std::string& path)
+// The runtime's own number of a Win32 error.
+int ErrnoOf(DWORD error)
 {
-    if (path.empty())
-        return ERROR_PATH_NOT_FOUND;
-    const File* file = files.Find(path);
-    if (file != nullptr)
-        return file->isDirectory || file->isDenied || file->IsReadOnly() ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
-    const File* parent = files.Find(Files::ParentOf(path));
-    if (parent == nullptr || !parent->isDirectory)
-        return ERROR_PATH_NOT_FOUND;
-    return parent->isDenied ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+    switch (error)
+    {
+    case ERROR_ACCESS_DENIED:
+    case ERROR_SHARING_VIOLATION:
+        return EACCES;
+    case ERROR_INVALID_NAME:
+        return EINVAL;
+    default:
+        return ENOENT;
+    }
 }
 
 } // namespace
@@ -48,15 +49,14 @@ std::FILE* _fsopen(const char* path, const char* mode, int shareFlag)
     std::FILE* const none = nullptr;
     if (const auto fault = call.Fault())
         return call.Fail(none, *fault);
-    Simulation& simulation = Simulation::Current();
-    const std::string name = simulation.FromAnsi(path);
-    if (const DWORD error = AppendError(simulation.machine.files, name); error != ERROR_SUCCESS)
+    const winsim::FileName name = winsim::FileNameOf(path);
+    if (const DWORD error = winsim::OpenError(name, GENERIC_WRITE, OPEN_ALWAYS); error != ERROR_SUCCESS)
     {
-        errno = error == ERROR_ACCESS_DENIED ? EACCES : ENOENT;
+        errno = ErrnoOf(error);
         return call.Fail(none, error);
     }
-    simulation.machine.files.Create(name, false);
-    return call.Done(static_cast<std::FILE*>(simulation.handles.Open(kStream, OpenStream{name})));
+    winsim::OpenOrMake(name.path, false);
+    return call.Done(static_cast<std::FILE*>(Simulation::Current().handles.Open(kStream, OpenStream{name.path})));
 }
 
 int winsim_fputs(const char* text, std::FILE* stream)
@@ -69,9 +69,7 @@ int winsim_fputs(const char* text, std::FILE* stream)
     const auto* open = simulation.handles.Find<OpenStream>(stream, kStream, "fputs");
     if (open == nullptr)
         return call.Fail(EOF, ERROR_INVALID_HANDLE);
-    winsim::Files& files = simulation.machine.files;
-    File* const found = files.Find(open->path);
-    File& file = found != nullptr ? *found : files.Create(open->path, false);
+    File& file = winsim::OpenOrMake(open->path, false);
     // A stream in text mode ends lines as Windows does.
     for (const char* c = text; *c != '\0'; ++c)
     {

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <string_view>
 
 namespace winsim
 {
@@ -63,6 +64,9 @@ FileVersion VersionOf(const Reader& reader)
         reader.Fail("not a version such as 1.2.1.25");
     return version;
 }
+
+// A name that begins so is taken as it stands.
+constexpr std::string_view kLiteralPrefix = "\\\\?\\";
 
 void RequireDrive(const std::string& path, const Reader& reader)
 {
@@ -139,7 +143,7 @@ Json Files::ToJson() const
 std::string Files::Normalize(const std::string& path)
 {
     std::string normal;
-    for (const char c : path)
+    for (const char c : std::string_view(path).substr(path.starts_with(kLiteralPrefix) ? kLiteralPrefix.size() : 0))
     {
         const char turned = c == '/' ? '\\' : c;
         if (turned == '\\' && !normal.empty() && normal.back() == '\\')

@@ -7,6 +7,8 @@ inline constexpr int CSIDL_COMMON_APPDATA = 0x0023;
 inline constexpr int CSIDL_WINDOWS = 0x0024;
 inline constexpr int CSIDL_SYSTEM = 0x0025;
 inline constexpr int CSIDL_PROGRAM_FILES = 0x0026;
+inline constexpr int CSIDL_FLAG_DONT_VERIFY = 0x4000;
+inline constexpr int CSIDL_FLAG_CREATE = 0x8000;
 inline constexpr DWORD SHGFP_TYPE_CURRENT = 0;
 
 extern "C"

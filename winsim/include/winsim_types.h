@@ -108,6 +108,11 @@ constexpr bool SUCCEEDED(HRESULT result)
     return result >= 0;
 }
 
+constexpr HRESULT HRESULT_FROM_WIN32(DWORD error)
+{
+    return static_cast<HRESULT>(error == 0 ? 0 : 0x80070000 | (error & 0xFFFF));
+}
+
 constexpr bool FAILED(HRESULT result)
 {
     return result < 0;
@@ -125,6 +130,7 @@ inline constexpr LONG ERROR_FILE_EXISTS = 80;
 inline constexpr LONG ERROR_INVALID_PARAMETER = 87;
 inline constexpr LONG ERROR_CALL_NOT_IMPLEMENTED = 120;
 inline constexpr LONG ERROR_INSUFFICIENT_BUFFER = 122;
+inline constexpr LONG ERROR_BAD_NETPATH = 53;
 inline constexpr LONG ERROR_INVALID_NAME = 123;
 inline constexpr LONG ERROR_MOD_NOT_FOUND = 126;
 inline constexpr LONG ERROR_PROC_NOT_FOUND = 127;

@@ -228,6 +228,7 @@ TEST(SrkAuthChange, TheToolIsLookedForWhereWindowsKeepsPrograms)
 {
     Json machine = DescriptionOf({.hasTool = false});
     machine["folders"]["programFiles"] = R"(D:\Programs)";
+    machine["files"][R"(D:\Programs)"]["directory"] = true;
     machine["programs"][R"(D:\Programs\Kelo Systems Corp\Common\TpmKeyFixer.exe)"]["runs"] = {{{"exitCode", 0}}};
     const SimulatedRun run = RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change");
     EXPECT_THAT(run.log, ElementsAre("SRK and TPM Owner Auth is OK"));
@@ -314,6 +315,7 @@ TEST(SrkAuthChange, AToolWhoseCommandLineMemoryDoesNotSufficeForIsNotStarted)
     Json machine = DescriptionOf({});
     const std::string programs = R"(C:\)" + std::string(250, 'p');
     machine["folders"]["programFiles"] = programs;
+    machine["files"][programs]["directory"] = true;
     machine["process"]["largestBlock"] = 400;
     const SimulatedRun run = RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change");
     EXPECT_EQ(run.exitCode, 0);
@@ -388,6 +390,7 @@ TEST(SrkAuthChange, WithoutMemoryForALogItStillDoesItsWork)
     const SimulatedRun logged = RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change");
     const std::string appData = std::string(250, 'd');
     machine["folders"]["commonAppData"] = R"(C:\)" + appData;
+    machine["files"][R"(C:\)" + appData]["directory"] = true;
     machine["process"]["largestBlock"] = 290;
     const SimulatedRun run = RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change");
     EXPECT_EQ(run.exitCode, 0);

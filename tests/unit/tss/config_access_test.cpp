@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <string>
+
 namespace
 {
 
@@ -85,13 +88,15 @@ Script Replaced(const Object& object)
                   LogLine(fmt::format("Successfully changed DACL for {}: {}", object.kind, object.path)), FreedSids(4));
 }
 
-void ExpectReplacedList(const SimulatedRun& run, const Object& object)
+// A described object keeps the owner that it has; the installer owns what it makes.
+void ExpectReplacedList(const SimulatedRun& run, const Object& object,
+                        const std::optional<std::string>& owner = std::nullopt)
 {
     const winsim::File* file = run.After().files.Find(object.path);
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(file->security.access, EntriesOf(ListOf(object), kInheritance));
     EXPECT_TRUE(file->security.isProtected);
-    EXPECT_EQ(file->security.owner, std::nullopt);
+    EXPECT_EQ(file->security.owner, owner);
 }
 
 // ---- Objects that are there ----
@@ -151,7 +156,7 @@ TEST(SetPolicyDirectoryAccess, AMissingDirectoryIsMadeWithItsMissingParents)
                          CallLine("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, 0),
                          Replaced(kDirectory)));
         EXPECT_TRUE(run.After().files.IsDirectory(kDirectory.path));
-        ExpectReplacedList(run, kDirectory);
+        ExpectReplacedList(run, kDirectory, kAdministrators);
     }
 }
 
@@ -187,7 +192,7 @@ TEST(SetConfigFileAccess, AMissingFileIsMadeEmpty)
                      CallLine("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr}, "file#1"),
                      CallLine("CloseHandle", {"file#1"}, 1), Replaced(kFile)));
     EXPECT_EQ(run.After().files.Find(kFile.path)->content, "");
-    ExpectReplacedList(run, kFile);
+    ExpectReplacedList(run, kFile, kAdministrators);
 }
 
 TEST(SetConfigFileAccess, AMissingDirectoryEndsIt)
