@@ -7,7 +7,7 @@ import re
 
 import services
 from program import LOG
-from provision import complete
+from provision import ENTRY_FLAGS, INHERITED, complete, flags_of
 from registry_values import typed_bytes
 from standins import RESOURCE_LIBRARY, STANDINS
 
@@ -76,7 +76,7 @@ def of_simulated(machine):
             kind, data = typed_bytes(value)
             items["value", below, name.lower()] = _readable(kind, data)
         if "access" in key:
-            items["access", below] = sorted((entry["trustee"], _specific(entry["mask"]), entry.get("inheritance", 0),
+            items["access", below] = sorted((entry["trustee"], _specific(entry["mask"]), flags_of(entry),
                                              entry.get("type", "allow")) for entry in key["access"])
         if "owner" in key:
             items["owner", below] = key["owner"]
@@ -202,7 +202,7 @@ class Snapshot:
             self.items["owner", key.lower()] = owner and SIDS.get(owner[1], owner[1])
             entries = [entry.split(";") for entry in re.findall(r"\(([^)]*)\)", sddl)]
             self.items["access", key.lower()] = sorted(
-                (SIDS.get(trustee, trustee), _mask(mask), 2 * flags.count("CI") + flags.count("OI"),
+                (SIDS.get(trustee, trustee), _mask(mask), sum(ENTRY_FLAGS[flags[i:i + 2]] for i in range(0, len(flags), 2)),
                  {"A": "allow", "D": "deny"}[kind]) for kind, flags, mask, _, _, trustee in entries)
 
 
@@ -284,8 +284,8 @@ class Comparison:
                 seen = {**seen, "binaryPath": ""}  # there has to be a stand-in
             if name[0] == "owner" and predicted is None:
                 continue  # Wine makes the user a key's owner as soon as the key is given a list
-            if name[0] == "access" and predicted is None:
-                predicted = seen_before.items.get(name, seen)  # a key that is described without a list keeps its own
+            if name[0] == "access":
+                predicted = self._list_on_wine(name, predicted, seen, seen_before)
             if name[0] == "service" and name[1] in WINES_OWN_SERVICES:
                 continue
             if name[0] == "process" and name not in self.known_processes:
@@ -301,6 +301,17 @@ class Comparison:
                 lines.append(f"{' '.join(name) if isinstance(name, tuple) else name}: predicted {_short(predicted)}, "
                              f"seen {_short(seen)}")
         return lines
+
+
+    def _list_on_wine(self, name, predicted, seen, seen_before):
+        """The access list that is predicted, as far as Wine hands lists down: not at all."""
+        if predicted is None:
+            return seen_before.items.get(name, seen)  # a key that is described without a list keeps its own
+        if seen_before is self.seen:
+            return predicted  # as described, inherited entries included
+        if name not in seen_before.items:
+            return seen  # Wine gives a new key a list of its own
+        return [entry for entry in predicted if not entry[2] & INHERITED or entry in (seen or [])]
 
 
 def _states(items):

@@ -15,6 +15,8 @@ PROVIDERS = r"HKLM\SOFTWARE\Microsoft\Cryptography\Defaults\Provider"
 READER = "Kelo VIRTUAL_CARD_READER 0"
 READ_ONLY = 1
 READ_AND_TAKE_OWNERSHIP = 0xA0019
+FROM_ABOVE = [{"trustee": "S-1-5-18", "mask": 0xF003F, "inheritance": 2},
+              {"trustee": "S-1-5-32-544", "mask": 0xF003F, "inheritance": 2}]
 
 # Rolled back first, then to the end, with a repair in it, and a removal of what is not there any more.
 ALL_ACTIONS = ("/Setup", "/Rollback", "/Setup", "/Setup", "/Commit", "/Uninstall", "/Uninstall")
@@ -239,6 +241,10 @@ CASES = {
         "owner": "S-1-5-18", "protected": True, "access": [
             {"trustee": "S-1-5-18", "mask": 0xF003F, "inheritance": 2},
             {"trustee": "S-1-5-32-544", "mask": READ_AND_TAKE_OWNERSHIP, "inheritance": 2}]}}})),
+    "blocked commands with a list from above": Case(merged(USABLE, WINDOWS_7, {"registry": {
+        BLOCKED_COMMANDS.rpartition("\\")[0]: {"access": FROM_ABOVE},
+        BLOCKED_COMMANDS: {"owner": "S-1-5-32-544", "access": [
+            {"trustee": "S-1-5-32-545", "mask": 0x20019}, *({**entry, "inherited": True} for entry in FROM_ABOVE)]}}})),
     "the prototype of a provider": Case(merged(USABLE, {"registry": {
         rf"{PROVIDERS}\Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)": {},
         r"HKLM\SOFTWARE\Kelo Systems Corp.\Keystead CSP Persistent\CAPI": {"values": {

@@ -26,6 +26,10 @@ ROOT_KEYS = {"HKLM": "HKEY_LOCAL_MACHINE", "HKCU": "HKEY_CURRENT_USER", "HKCR": 
 RIGHTS = {"DELETE": 0x10000, "READ_CONTROL": 0x20000, "WRITE_DAC": 0x40000, "WRITE_OWNER": 0x80000,
           "KEY_QUERY_VALUE": 1, "KEY_SET_VALUE": 2, "KEY_CREATE_SUB_KEY": 4}
 
+# The flags of an access list's entry as the security descriptor definition language has them.
+INHERITED = 16
+ENTRY_FLAGS = {"OI": 1, "CI": 2, "NP": 4, "IO": 8, "ID": INHERITED}
+
 # The languages that the tests use: the locale that makes Wine speak each, and the ANSI code page that comes with it.
 WINE_LOCALES = {
     1033: ("C.UTF-8", 1252),
@@ -194,13 +198,17 @@ def _secure(work, path, below, key):
     work.last.append(lambda: services.run_script(work.prefix, [f"secure\t{below}\t{sddl}"]))
 
 
+def flags_of(entry):
+    """The flags of an entry of a described access list."""
+    return entry.get("inheritance", 0) | (INHERITED if entry.get("inherited") else 0)
+
+
 def _entry(entry):
     """An entry of an access list, as the security descriptor definition language has it."""
     mask = entry.get("mask", 0)
     if not isinstance(mask, int):
         mask = sum(RIGHTS[name] for name in mask)
-    inheritance = entry.get("inheritance", 0)
-    flags = "".join(text for bit, text in ((1, "OI"), (2, "CI"), (4, "NP"), (8, "IO")) if inheritance & bit)
+    flags = "".join(text for text, bit in ENTRY_FLAGS.items() if flags_of(entry) & bit)
     kind = "D" if entry.get("type") == "deny" else "A"
     return f"({kind};{flags};{mask:#x};;;{entry['trustee']})"
 
