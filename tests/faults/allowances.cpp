@@ -52,6 +52,11 @@ const std::vector<DocumentedChange> kChanges = {
          R"(C:\ProgramData\Kelo Systems Corp\Common)",
          R"(C:\ProgramData\Kelo Systems Corp\Common\policies)",
          R"(C:\ProgramData\Kelo Systems Corp\Common\Kelo_Config.ini)",
+         // Without the application data folder, the paths below it begin at the root of the current drive.
+         R"(C:\Kelo Systems Corp)",
+         R"(C:\Kelo Systems Corp\Common)",
+         R"(C:\Kelo Systems Corp\Common\policies)",
+         R"(C:\Kelo Systems Corp\Common\Kelo_Config.ini)",
          R"(C:\Windows\system32\TSP1_x64.dll)",
          R"(C:\Windows\system32\Tspi_x64.dll)",
          R"(C:\Windows\system32\Tsp1.bak)",
