@@ -11,8 +11,8 @@ namespace winsim
 {
 
 // The text with stars in place of each password: what follows "/PASSWORD=" up to the next " /", as installer data
-// carries it, and what follows "/P:" in quotation marks, as a command line does. A password that holds another key gives
-// that key's value in the command line too: stars as well.
+// carries it, and what follows "/P:" in quotation marks, as a command line does. A password that holds another key
+// gives that key's value in the command line too: stars as well.
 std::string HideSecrets(std::string_view text);
 
 // The same for every text in a value.
