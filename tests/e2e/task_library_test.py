@@ -77,18 +77,18 @@ class TaskLibrary(unittest.TestCase):
                            {"RemoveAutoEnrollmentTasks": 1})
 
     def test_library_that_throws_ends_its_own_step_alone(self):
-        for thrown in ("access violation", "division by zero", "C++ exception", "number"):
-            for function, action in (("AreTasksInstalled", "/Setup"), ("InstallAutoEnrollmentTasks", "/Setup"),
-                                     ("RemoveAutoEnrollmentTasks", "/Uninstall")):
-                with self.subTest(thrown=thrown, function=function):
-                    seen = self.run_as_predicted(machine_with({function: {"throws": thrown}}), action)
-                    operation = "Remove" if action == "/Uninstall" else "Install"
-                    self.assertIn(f"{operation}AutoEnrollmentTasks - Unknown exception caught return -1", seen.messages)
-                    self.assertIn("============= Kelo CSP Custom Action <-End ===================", seen.messages)
+        for thrown, function, action in (("access violation", "AreTasksInstalled", "/Setup"),
+                                         ("C++ exception", "InstallAutoEnrollmentTasks", "/Setup"),
+                                         ("division by zero", "RemoveAutoEnrollmentTasks", "/Uninstall")):
+            with self.subTest(thrown):
+                seen = self.run_as_predicted(machine_with({function: {"throws": thrown}}), action)
+                operation = "Remove" if action == "/Uninstall" else "Install"
+                self.assertIn(f"{operation}AutoEnrollmentTasks - Unknown exception caught return -1", seen.messages)
+                self.assertIn("============= Kelo CSP Custom Action <-End ===================", seen.messages)
 
     def test_path_that_depends_on_the_current_folder(self):
         # The library lies where such a path leads to from the current folder.
-        for path in ("Toolkit", "C:Toolkit", "\\Toolkit"):
+        for path in ("Toolkit", "C:Toolkit"):
             with self.subTest(path):
                 seen = self.run_as_predicted(machine_with({}, path=path), "/Setup", folder="C:\\")
                 self.assertIn("*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library <x>.dll can't "
