@@ -45,7 +45,7 @@ std::string LoadText(HMODULE library, UINT stringId)
         const int length = LoadStringA(library, stringId, buffer.data(), static_cast<int>(size));
         // A text that is cut ends less than a character before the end of the buffer.
         if (static_cast<std::size_t>(length) + kLongestCharacter < size)
-            return buffer.c_str();
+            return buffer.substr(0, buffer.find('\0'));
     }
 }
 
