@@ -48,6 +48,7 @@ int Rehearse(const Options& options)
     winsim::RunOptions run;
     run.arguments = options.arguments;
     run.faults = options.faults;
+    run.meanwhile = options.meanwhile;
     run.recordCalls = options.isJson || options.trace != Trace::None;
     const winsim::Outcome outcome = Run(options, machine, run);
 

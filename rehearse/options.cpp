@@ -44,6 +44,7 @@ ParsedOptions ParseOptions(int argc, char** argv)
     Options options;
     options.arguments = TakeProgramArguments(words);
     std::vector<std::string> faults;
+    std::vector<std::string> meanwhile;
     std::string trace;
 
     CLI::App app{kDescription, "kelo-rehearse"};
@@ -66,6 +67,12 @@ ParsedOptions ParseOptions(int argc, char** argv)
     app.add_option("--fault", faults, "Let the Nth call of a name fail with an error, each call without #N")
         ->type_name("CALL[#N]=ERROR")
         ->allow_extra_args(false);
+    app.add_option("--meanwhile", meanwhile,
+                   "Let another process act on files after the Nth call of a name, or of all calls (*): delete PATH, "
+                   "move PATH -> PATH, write PATH -> TEXT, directory PATH, link PATH -> TARGET, filelink PATH -> "
+                   "TARGET, hardlink PATH -> FILE, turn PATH -> TARGET")
+        ->type_name("CALL[#N]=ACT[; ACT...]")
+        ->allow_extra_args(false);
 
     try
     {
@@ -75,6 +82,8 @@ ParsedOptions ParseOptions(int argc, char** argv)
             throw CLI::ArgumentMismatch("an exported entry point has no command line");
         for (const std::string& fault : faults)
             options.faults.push_back(winsim::ParseFault(fault));
+        for (const std::string& acts : meanwhile)
+            options.meanwhile.push_back(winsim::ParseMeanwhile(acts));
     }
     catch (const CLI::CallForHelp&)
     {

@@ -23,6 +23,7 @@ struct Options
     Trace trace = Trace::None;
     std::string savePath; // empty for none
     std::vector<winsim::Fault> faults;
+    std::vector<winsim::Meanwhile> meanwhile;
 };
 
 // Either what to do, or the exit status of a command line that asks for nothing more (its help was printed, or what is

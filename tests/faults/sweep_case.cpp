@@ -67,24 +67,28 @@ winsim::Machine MachineOf(const SweepCase& sweepCase)
 }
 
 winsim::Outcome Run(const SweepCase& sweepCase, const winsim::Machine& machine,
-                    const std::vector<winsim::Fault>& faults)
+                    const std::vector<winsim::Fault>& faults, const std::vector<winsim::Meanwhile>& meanwhile)
 {
     static const winsim::Program program = Image("KeloCustomAction.so");
     static const winsim::Program library = Image("KeloCustomActionLibrary.so");
     winsim::RunOptions options;
     options.arguments = sweepCase.arguments;
     options.faults = faults;
+    options.meanwhile = meanwhile;
     options.clockBoundMs = kForEverMs;
     // The lines, and which folder is asked for: what else went in and came out would only take time.
     options.parametersOf = {"fputs", "SHGetFolderPathA"};
     return sweepCase.IsExport() ? library.RunExport(machine, options, kExport) : program.Run(machine, options);
 }
 
-std::string CommandFor(const SweepCase& sweepCase, const std::vector<winsim::Fault>& faults)
+std::string CommandFor(const SweepCase& sweepCase, const std::vector<winsim::Fault>& faults,
+                       const std::vector<winsim::Meanwhile>& meanwhile)
 {
     std::string command = "build/native/kelo-rehearse";
     for (const winsim::Fault& fault : faults)
         command += " --fault '" + TextOf(fault) + "'";
+    for (const winsim::Meanwhile& acts : meanwhile)
+        command += " --meanwhile '" + TextOf(acts) + "'";
     if (sweepCase.IsExport())
         return command + " --export " + kExport + " " + sweepCase.machineFile;
     command += " " + sweepCase.machineFile + " --";

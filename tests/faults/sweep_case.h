@@ -28,9 +28,11 @@ std::vector<SweepCase> AllCases();
 
 winsim::Machine MachineOf(const SweepCase& sweepCase);
 
-// Runs a case with failures to come. Throws what comes out of the program.
+// Runs a case with failures to come, and with what another process does meanwhile. Throws what comes out of the
+// program.
 winsim::Outcome Run(const SweepCase& sweepCase, const winsim::Machine& machine,
-                    const std::vector<winsim::Fault>& faults);
+                    const std::vector<winsim::Fault>& faults, const std::vector<winsim::Meanwhile>& meanwhile = {});
 
 // The command that repeats such a run, from the project's folder.
-std::string CommandFor(const SweepCase& sweepCase, const std::vector<winsim::Fault>& faults);
+std::string CommandFor(const SweepCase& sweepCase, const std::vector<winsim::Fault>& faults,
+                       const std::vector<winsim::Meanwhile>& meanwhile = {});

@@ -74,6 +74,8 @@ winsim::RunOptions ToRunOptions(const SimulatedRunOptions& options)
     winsim::RunOptions run;
     for (const std::string& fault : options.faults)
         run.faults.push_back(winsim::ParseFault(fault));
+    for (const std::string& acts : options.meanwhile)
+        run.meanwhile.push_back(winsim::ParseMeanwhile(acts));
     run.clockBoundMs = options.clockBoundMs;
     return run;
 }

@@ -25,7 +25,8 @@ struct SimulatedRun
 
 struct SimulatedRunOptions
 {
-    std::vector<std::string> faults = {}; // CALL[#N]=ERROR
+    std::vector<std::string> faults = {};    // CALL[#N]=ERROR
+    std::vector<std::string> meanwhile = {}; // CALL[#N]=ACT[; ACT...]
     std::uint64_t clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000;
     bool mayBeEndless = false; // a run that waits for ever fails the test otherwise
     bool mayViolate = false;   // so does one that violates the rules of handles and memory

@@ -48,7 +48,7 @@ Machine RichMachine()
 {
     return MachineOf(R"({
         "title": "A rich machine",
-        "windows": {"version": "6.1", "build": 7601, "servicePack": 1, "platform": 2, "wow64": true, "codePage": 932,
+        "windows": {"version": "6.1", "build": 7601, "servicePack": 1, "platform": 2, "wow64": true, "redirectionTrust": false, "codePage": 932,
                     "uiLanguage": 1041, "userLanguage": 1031},
         "clock": {"utc": "2012-02-29T23:59:59.999Z", "tickCount": 4294967295, "yieldMs": 0, "zoneBias": -540,
                   "daylightBias": 0, "daylight": false},
@@ -85,6 +85,9 @@ Machine RichMachine()
             "D:\\Kelo\\log.txt": {"text": "eine Zeile \u00e4\r\n"},
             "D:\\Kelo\\image.bin": {"bytes": "\u0000\u00ff"},
             "D:\\Kelo\\tcsd.exe": {"size": 5000000000, "version": "1.2.1.25", "attributes": 1, "inUse": true},
+            "D:\\Links\\folder": {"directory": true, "link": "D:\\Kelo", "owner": "S-1-5-32-545"},
+            "D:\\Links\\file": {"link": "D:\\nowhere"},
+            "D:\\Links\\name": {"hardLinkTo": "D:\\Kelo\\log.txt"},
             "D:\\Secret": {"directory": true, "denied": true, "access": []}
         },
         "libraries": {
@@ -300,6 +303,15 @@ constexpr WrongDescription kWrongValues[] = {
     {R"({"files": {"ProgramData": {}}})", "files.ProgramData: a path begins with a drive, such as C:\\"},
     {R"({"files": {"\\\\server\\share": {}}})", "files.\\\\server\\share: a path begins with a drive, such as C:\\"},
     {R"({"files": {"C:\\Windows": {}}})", "files.C:\\Windows: both a file and a directory"},
+    {R"({"files": {"C:\\a": {"link": "a"}}})", "files.C:\\a.link: a path begins with a drive, such as C:\\"},
+    {R"({"files": {"C:\\a": {"directory": true, "link": "D:\\a"}, "C:\\a\\b": {}}})",
+     "files.C:\\a: a link with files in it"},
+    {R"({"files": {"C:\\a": {"hardLinkTo": "C:\\b", "text": ""}}})", "files.C:\\a.text: unknown key"},
+    {R"({"files": {"C:\\a": {"hardLinkTo": "b"}}})", "files.C:\\a: a path begins with a drive, such as C:\\"},
+    {R"({"files": {"C:\\a": {"hardLinkTo": "C:\\Windows"}}})", "files.C:\\a: a hard link to a directory"},
+    {R"({"files": {"C:\\Windows": {"hardLinkTo": "C:\\b"}}})", "files.C:\\Windows: a hard link, and a file of its own"},
+    {R"({"files": {"C:\\a": {"hardLinkTo": "C:\\b"}, "C:\\b": {"hardLinkTo": "C:\\c"}}})",
+     "files.C:\\a: a hard link to one that is described as a hard link itself"},
     {R"({"files": {"C:\\a": {"bytes": "\u0100"}}})", "files.C:\\a.bytes: a character that is not one byte"},
 };
 

@@ -139,6 +139,21 @@ TEST(GetWindowsDirectoryA, SaysHowLongItIsWhenItDoesNotFit)
     EXPECT_EQ(GetWindowsDirectoryA(path, length + 1), length);
 }
 
+TEST(GetSystemDirectory, IsTheSystemFolderInBothForms)
+{
+    char path[MAX_PATH] = {};
+    wchar_t wide[MAX_PATH] = {};
+    wchar_t folder[MAX_PATH] = {};
+    const UINT length = GetSystemDirectoryA(path, MAX_PATH);
+    EXPECT_EQ(length, std::string(path).size());
+    EXPECT_EQ(GetSystemDirectoryW(wide, MAX_PATH), length);
+    EXPECT_EQ(path, Shown(wide));
+    EXPECT_EQ(SHGetFolderPathW(nullptr, CSIDL_SYSTEM, nullptr, SHGFP_TYPE_CURRENT, folder), S_OK);
+    EXPECT_EQ(Shown(wide), Shown(folder));
+    EXPECT_EQ(GetSystemDirectoryA(path, length), length + 1);
+    EXPECT_EQ(GetSystemDirectoryW(wide, length), length + 1);
+}
+
 TEST(SHCreateDirectoryExA, MakesAllMissingDirectories)
 {
     const std::string top = TestDirectory();

@@ -14,6 +14,22 @@ from wine import Prefix
 SET_UP = ("environment", "services", "programs")
 TIMES = ("runMs", "neverEnds")  # set up here
 SECONDS = 240
+LINKED = "C:\\Linked\\"
+
+
+def make_links(prefix, files):
+    """The linked files of a description, and what they lead to."""
+    for path, file in sorted(files.items(), key=lambda item: "hardLinkTo" in item[1]):
+        if not path.startswith(LINKED):
+            continue
+        place = prefix.path(path)
+        place.parent.mkdir(parents=True, exist_ok=True)
+        if "link" in file:
+            place.symlink_to(prefix.path(file["link"]))
+        elif "hardLinkTo" in file:
+            place.hardlink_to(prefix.path(file["hardLinkTo"]))
+        else:
+            place.write_text(file.get("text", ""))
 
 
 def main():
@@ -29,6 +45,7 @@ def main():
         missing = provision(prefix, {area: machine[area] for area in SET_UP})
         prefix.import_registry("Windows Registry Editor Version 5.00\n" + "".join(
             standins.times(path, program) for path, program in machine["programs"].items()))
+        make_links(prefix, machine["files"])
         missing = [item for item in missing if item.names[-1] not in TIMES]
         if missing:
             return f"not like the description: {', '.join(missing)}"

@@ -594,4 +594,64 @@ TEST_F(Tokens, ATokenMustBeOpenedForIt)
     EXPECT_TRUE(CloseHandle(token));
 }
 
+TEST_F(Tokens, TheUserIsAValidSid)
+{
+    const HANDLE token = Open(TOKEN_QUERY);
+    DWORD size = 0;
+    SetLastError(ERROR_SUCCESS);
+    EXPECT_FALSE(GetTokenInformation(token, TokenUser, nullptr, 0, &size));
+    EXPECT_EQ(GetLastError(), 122u);
+    std::vector<BYTE> buffer(size);
+    EXPECT_TRUE(GetTokenInformation(token, TokenUser, buffer.data(), size, &size));
+    TOKEN_USER user{};
+    std::memcpy(&user, buffer.data(), sizeof user);
+    EXPECT_TRUE(IsValidSid(user.User.Sid));
+    EXPECT_TRUE(EqualSid(user.User.Sid, user.User.Sid));
+    EXPECT_EQ(GetSidIdentifierAuthority(user.User.Sid)->Value[5], 5);
+    EXPECT_TRUE(CloseHandle(token));
+
+    const HANDLE other = Open(TOKEN_ADJUST_PRIVILEGES);
+    EXPECT_FALSE(GetTokenInformation(other, TokenUser, buffer.data(), size, &size));
+    EXPECT_EQ(GetLastError(), 5u);
+    EXPECT_TRUE(CloseHandle(other));
+}
+
+TEST_F(AccessLists, ASidTellsItsParts)
+{
+    EXPECT_EQ(*GetSidSubAuthorityCount(m_users), 2);
+    EXPECT_EQ(*GetSidSubAuthority(m_users, 0), 32u);
+    EXPECT_EQ(*GetSidSubAuthority(m_users, 1), 545u);
+    EXPECT_EQ(GetSidIdentifierAuthority(m_users)->Value[5], 5);
+    EXPECT_FALSE(EqualSid(m_users, m_administrators));
+    EXPECT_TRUE(IsValidSid(m_users));
+}
+
+TEST_F(AccessLists, AHandleGivesAndTakesWhatItWasOpenedFor)
+{
+    const std::wstring path = WideDirectory();
+    const auto open = [&](DWORD access) {
+        return CreateFileW(path.c_str(), access, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS,
+                           nullptr);
+    };
+    const HANDLE reading = open(READ_CONTROL);
+    PSID owner = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    EXPECT_EQ(GetSecurityInfo(reading, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr,
+                              &descriptor),
+              0u);
+    EXPECT_TRUE(IsValidSid(owner));
+    LocalFree(descriptor);
+    EXPECT_EQ(
+        SetSecurityInfo(reading, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, MakeList(), nullptr), 5u);
+    EXPECT_TRUE(CloseHandle(reading));
+
+    const HANDLE writing = open(WRITE_DAC);
+    EXPECT_EQ(SetSecurityInfo(writing, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, m_list, nullptr),
+              0u);
+    EXPECT_EQ(GetSecurityInfo(writing, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr,
+                              &descriptor),
+              5u);
+    EXPECT_TRUE(CloseHandle(writing));
+}
+
 } // namespace

@@ -3,10 +3,12 @@
 
 #include "fileapi.h"
 #include "winsim/areas/inheritance.h"
+#include "winsim/core/open_files.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <vector>
 
@@ -15,6 +17,12 @@ namespace winsim
 
 namespace
 {
+
+constexpr std::string_view kTrustedOwners[] = {
+    "S-1-5-18",                                                       // LocalSystem
+    "S-1-5-32-544",                                                   // the administrators
+    "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464", // TrustedInstaller
+};
 
 // Without the drive, which alone may hold a colon.
 bool HasInvalidCharacter(const std::string& path)
@@ -56,6 +64,15 @@ std::string WithoutDots(const std::string& path)
     for (const std::string& step : steps)
         whole += (whole.empty() ? "" : "\\") + step;
     return whole;
+}
+
+// Who is trusted with links of directories: with redirection trust, administrators and Windows itself alone.
+bool MayFollow(const File& link)
+{
+    if (!Simulation::Current().enforcesRedirectionTrust)
+        return true;
+    const std::string owner = link.security.Owner();
+    return std::ranges::find(kTrustedOwners, owner) != std::end(kTrustedOwners);
 }
 
 // A name that begins so is taken as it stands: nothing in it is turned, resolved or dropped.
@@ -101,7 +118,7 @@ FileName LiteralName(const std::string& name)
 }
 
 // The path of a name without a prefix.
-std::string ResolvedPath(const std::string& name)
+std::string PlainPath(const std::string& name)
 {
     const std::string& current = Simulation::Current().machine.process.currentDirectory;
     const std::string path = Files::Normalize(name);
@@ -116,9 +133,23 @@ std::string ResolvedPath(const std::string& name)
     return Files::Normalize(WithoutTail(WithoutDots(full)));
 }
 
-} // namespace
+// The error of opening what is there.
+DWORD OpenExistingError(const File& file, const Opening& opening)
+{
+    if (opening.disposition == CREATE_NEW)
+        return ERROR_FILE_EXISTS;
+    const bool canBeOpened =
+        !file.isDirectory || ((opening.flags & FILE_FLAG_BACKUP_SEMANTICS) != 0 && !opening.Replaces());
+    const bool isWrittenInVain = opening.Writes() && !file.isDirectory && file.IsReadOnly();
+    if (!canBeOpened || !MayAccess(file, opening.access) || isWrittenInVain)
+        return ERROR_ACCESS_DENIED;
+    if (opening.Writes() && file.isInUse)
+        return ERROR_SHARING_VIOLATION;
+    return SharingError(file, opening.access, opening.share);
+}
 
-FileName FullName(const std::string& name)
+// What a name means before links are followed.
+FileName UnresolvedName(const std::string& name)
 {
     if (name.empty())
         return {{}, ERROR_PATH_NOT_FOUND};
@@ -129,13 +160,36 @@ FileName FullName(const std::string& name)
     const bool isDevice = isShared && name.size() >= 4 && (name[2] == '.' || name[2] == '?') && IsSlash(name[3]);
     if (isShared && !isDevice)
         return {name, ERROR_BAD_NETPATH}; // the simulated machine is in no network
-    FileName result{ResolvedPath(isDevice ? name.substr(4) : name)};
+    FileName result{PlainPath(isDevice ? name.substr(4) : name)};
     if (HasInvalidCharacter(result.path))
         result.error = ERROR_INVALID_NAME;
     return result;
 }
 
-FileName FileNameOf(const char* ansi)
+} // namespace
+
+FileName FullName(const std::string& name, LastLink last)
+{
+    FileName full = UnresolvedName(name);
+    full.named = full.path;
+    if (full.error != ERROR_SUCCESS)
+        return full;
+    const Resolution resolved = Simulation::Current().machine.files.Resolve(full.path, last, &MayFollow);
+    full.path = resolved.path;
+    full.error = resolved.error;
+    return full;
+}
+
+std::string RealPath(const std::string& path)
+{
+    const FileName name = FullName(path);
+    if (name.error != ERROR_SUCCESS)
+        return path;
+    const File* file = Simulation::Current().machine.files.Find(name.path);
+    return file == nullptr ? name.path : file->path;
+}
+
+FileName FileNameOf(const char* ansi, LastLink last)
 {
     if (ansi == nullptr)
         return {{}, ERROR_PATH_NOT_FOUND};
@@ -143,10 +197,10 @@ FileName FileNameOf(const char* ansi)
     // The narrow calls turn the name into a buffer of that size first.
     if (Utf16(name).size() >= MAX_PATH)
         return {name, ERROR_FILENAME_EXCED_RANGE};
-    return FullName(name);
+    return FullName(name, last);
 }
 
-FileName FileNameOf(const char16_t* wide)
+FileName FileNameOf(const char16_t* wide, LastLink last)
 {
     if (wide == nullptr)
         return {{}, ERROR_PATH_NOT_FOUND};
@@ -154,7 +208,7 @@ FileName FileNameOf(const char16_t* wide)
     const bool isLiteral = name.starts_with(kLiteralPrefix);
     if (std::u16string_view(wide).size() >= (isLiteral ? kLongestLiteral : MAX_PATH))
         return {name, isLiteral ? DWORD{ERROR_FILENAME_EXCED_RANGE} : DWORD{ERROR_PATH_NOT_FOUND}};
-    return FullName(name);
+    return FullName(name, last);
 }
 
 DWORD MissingError(const std::string& path)
@@ -168,30 +222,47 @@ bool MayAccess(const File& file, std::uint32_t rights)
     return !file.isDenied && file.security.Grants(Simulation::Current().machine.token, rights, kFileRights);
 }
 
-DWORD CreateError(const std::string& path)
+DWORD MakeDirectory(const FileName& name)
+{
+    if (name.error != ERROR_SUCCESS)
+        return name.error;
+    Files& files = Simulation::Current().machine.files;
+    if (files.Find(name.path) != nullptr)
+        return ERROR_ALREADY_EXISTS;
+    const DWORD error = CreateError(name.path, FILE_ADD_SUBDIRECTORY);
+    if (error == ERROR_SUCCESS)
+        OpenOrMake(name.path, true);
+    return error;
+}
+
+DWORD CreateError(const std::string& path, std::uint32_t rights)
 {
     const File* parent = Simulation::Current().machine.files.Find(Files::ParentOf(path));
     if (parent == nullptr || !parent->isDirectory)
         return ERROR_PATH_NOT_FOUND;
-    return MayAccess(*parent, kAddFile) ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+    return MayAccess(*parent, rights) ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
 }
 
-DWORD OpenError(const FileName& name, DWORD access, DWORD disposition)
+bool Opening::Replaces() const
+{
+    return disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING;
+}
+
+bool Opening::Writes() const
+{
+    return (access & FILE_WRITE_DATA) != 0 || Replaces();
+}
+
+DWORD OpenError(const FileName& name, const Opening& opening)
 {
     if (name.error != ERROR_SUCCESS)
         return name.error;
-    if (disposition < CREATE_NEW || disposition > TRUNCATE_EXISTING)
+    if (opening.disposition < CREATE_NEW || opening.disposition > TRUNCATE_EXISTING)
         return ERROR_INVALID_PARAMETER;
-    const File* file = Simulation::Current().machine.files.Find(name.path);
-    if (file == nullptr)
-        return disposition == OPEN_EXISTING || disposition == TRUNCATE_EXISTING ? MissingError(name.path)
-                                                                                : CreateError(name.path);
-    if (disposition == CREATE_NEW)
-        return ERROR_FILE_EXISTS;
-    const bool isWriting = (access & (GENERIC_WRITE | GENERIC_ALL | kWriteData)) != 0 || disposition == CREATE_ALWAYS;
-    if (file->isDirectory || !MayAccess(*file, access) || (isWriting && file->IsReadOnly()))
-        return ERROR_ACCESS_DENIED;
-    return isWriting && file->isInUse ? ERROR_SHARING_VIOLATION : ERROR_SUCCESS;
+    if (const File* file = Simulation::Current().machine.files.Find(name.path))
+        return OpenExistingError(*file, opening);
+    const bool isToExist = opening.disposition == OPEN_EXISTING || opening.disposition == TRUNCATE_EXISTING;
+    return isToExist ? MissingError(name.path) : CreateError(name.path);
 }
 
 File& OpenOrMake(const std::string& path, bool isDirectory)

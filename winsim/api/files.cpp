@@ -1,8 +1,9 @@
 // Files: attributes, deletion, copies, moves and opening.
 #include "winsim/api/file_access.h"
-#include "winsim/api/kernel_objects.h"
 #include "winsim/core/gate.h"
+#include "winsim/core/open_files.h"
 #include "winsim/core/simulation.h"
+#include "winsim/core/text.h"
 
 #include "fileapi.h"
 #include "winbase.h"
@@ -13,6 +14,8 @@ using winsim::File;
 using winsim::FileName;
 using winsim::FileNameOf;
 using winsim::Files;
+using winsim::Json;
+using winsim::LastLink;
 using winsim::MayAccess;
 using winsim::OpenError;
 using winsim::Simulation;
@@ -45,7 +48,7 @@ DWORD DeleteError(const FileName& name)
     if (file == nullptr)
         return winsim::MissingError(name.path);
     const bool isRefused = file->isDirectory || file->IsReadOnly() || file->isInUse || !MayAccess(*file, DELETE);
-    return isRefused ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+    return isRefused ? ERROR_ACCESS_DENIED : winsim::UnlinkError(*file);
 }
 
 BOOL Delete(Call& call, const FileName& name)
@@ -66,7 +69,9 @@ DWORD CopySourceError(const FileName& name)
     const File* file = AllFiles().Find(name.path);
     if (file == nullptr)
         return winsim::MissingError(name.path);
-    return file->isDirectory || !MayAccess(*file, winsim::kReadData) ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+    if (file->isDirectory || !MayAccess(*file, FILE_READ_DATA))
+        return ERROR_ACCESS_DENIED;
+    return winsim::SharingError(*file, FILE_READ_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
 }
 
 // The error of a copy's writing side.
@@ -83,9 +88,9 @@ DWORD CopyTargetError(const FileName& name, const File* source, bool failIfExist
     if (file == source || file->isInUse)
         return ERROR_SHARING_VIOLATION;
     const bool isGuarded = (file->Attributes() & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN)) != 0;
-    if (file->isDirectory || isGuarded || !MayAccess(*file, winsim::kWriteData))
+    if (file->isDirectory || isGuarded || !MayAccess(*file, FILE_WRITE_DATA))
         return ERROR_ACCESS_DENIED;
-    return ERROR_SUCCESS;
+    return winsim::SharingError(*file, FILE_WRITE_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE);
 }
 
 // A copy takes over what a file is, not where it stands and who may use it.
@@ -111,6 +116,13 @@ BOOL Copy(Call& call, const FileName& from, const FileName& to, BOOL failIfExist
     return call.Done(TRUE);
 }
 
+// The error of giving a file or directory another name, as far as it or a file in it is open.
+DWORD HeldError(const File& source)
+{
+    const DWORD error = winsim::UnlinkError(source);
+    return error != ERROR_SUCCESS || !source.isDirectory ? error : winsim::OpenBelowError(source);
+}
+
 DWORD MoveError(const FileName& from, const FileName& to, bool mayReplace)
 {
     if (from.error != ERROR_SUCCESS)
@@ -120,6 +132,8 @@ DWORD MoveError(const FileName& from, const FileName& to, bool mayReplace)
         return winsim::MissingError(from.path);
     if (!MayAccess(*source, DELETE))
         return ERROR_ACCESS_DENIED;
+    if (const DWORD error = HeldError(*source); error != ERROR_SUCCESS)
+        return error;
     if (to.error != ERROR_SUCCESS)
         return to.error;
     const File* target = AllFiles().Find(to.path);
@@ -151,8 +165,31 @@ BOOL MoveAtNextStart(Call& call, const FileName& from, const FileName* to)
         return call.Fail(FALSE, winsim::MissingError(from.path));
     if (to != nullptr && to->error != ERROR_SUCCESS)
         return call.Fail(FALSE, to->error);
-    Simulation::Current().machine.pendingMoves.moves.push_back({from.path, to == nullptr ? "" : to->path});
+    Simulation::Current().machine.pendingMoves.moves.push_back({from.named, to == nullptr ? "" : to->named});
     return call.Done(TRUE);
+}
+
+// A volume of the simulated machine is a drive.
+DWORD VolumeOf(const File& file)
+{
+    constexpr DWORD kFirstVolume = 0x5AFE0000;
+    return kFirstVolume + static_cast<unsigned char>(winsim::FoldCase(file.path.substr(0, 1)).front());
+}
+
+// Makes the file that is missing, or empties one that is to be replaced.
+File& OpenForUse(const FileName& name, const winsim::Opening& opening)
+{
+    constexpr DWORD kSettable = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN;
+    const bool existed = AllFiles().Find(name.path) != nullptr;
+    File& file = winsim::OpenOrMake(name.path, false);
+    if (!existed && (opening.flags & kSettable) != 0)
+        file.attributes = FILE_ATTRIBUTE_ARCHIVE | (opening.flags & kSettable);
+    if (opening.Replaces())
+    {
+        file.content.clear();
+        file.size.reset();
+    }
+    return file;
 }
 
 } // namespace
@@ -161,28 +198,28 @@ DWORD WINAPI GetFileAttributesA(LPCSTR lpFileName)
 {
     Call call{"GetFileAttributesA"};
     call.In("lpFileName", lpFileName);
-    return GetAttributes(call, FileNameOf(lpFileName));
+    return GetAttributes(call, FileNameOf(lpFileName, LastLink::Keep));
 }
 
 DWORD WINAPI GetFileAttributesW(LPCWSTR lpFileName)
 {
     Call call{"GetFileAttributesW"};
     call.In("lpFileName", lpFileName);
-    return GetAttributes(call, FileNameOf(lpFileName));
+    return GetAttributes(call, FileNameOf(lpFileName, LastLink::Keep));
 }
 
 BOOL WINAPI DeleteFileA(LPCSTR lpFileName)
 {
     Call call{"DeleteFileA"};
     call.In("lpFileName", lpFileName);
-    return Delete(call, FileNameOf(lpFileName));
+    return Delete(call, FileNameOf(lpFileName, LastLink::Keep));
 }
 
 BOOL WINAPI DeleteFileW(LPCWSTR lpFileName)
 {
     Call call{"DeleteFileW"};
     call.In("lpFileName", lpFileName);
-    return Delete(call, FileNameOf(lpFileName));
+    return Delete(call, FileNameOf(lpFileName, LastLink::Keep));
 }
 
 BOOL WINAPI CopyFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName, BOOL bFailIfExists)
@@ -209,7 +246,7 @@ BOOL WINAPI MoveFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName)
     call.In("lpExistingFileName", lpExistingFileName).In("lpNewFileName", lpNewFileName);
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
-    return Move(call, FileNameOf(lpExistingFileName), FileNameOf(lpNewFileName), false);
+    return Move(call, FileNameOf(lpExistingFileName, LastLink::Keep), FileNameOf(lpNewFileName, LastLink::Keep), false);
 }
 
 BOOL WINAPI MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlags)
@@ -218,10 +255,11 @@ BOOL WINAPI MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD
     call.In("lpExistingFileName", lpExistingFileName).In("lpNewFileName", lpNewFileName).In("dwFlags", dwFlags);
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
-    const FileName to = FileNameOf(lpNewFileName);
+    const FileName from = FileNameOf(lpExistingFileName, LastLink::Keep);
+    const FileName to = FileNameOf(lpNewFileName, LastLink::Keep);
     if ((dwFlags & MOVEFILE_DELAY_UNTIL_REBOOT) != 0)
-        return MoveAtNextStart(call, FileNameOf(lpExistingFileName), lpNewFileName == nullptr ? nullptr : &to);
-    return Move(call, FileNameOf(lpExistingFileName), to, (dwFlags & MOVEFILE_REPLACE_EXISTING) != 0);
+        return MoveAtNextStart(call, from, lpNewFileName == nullptr ? nullptr : &to);
+    return Move(call, from, to, (dwFlags & MOVEFILE_REPLACE_EXISTING) != 0);
 }
 
 HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
@@ -239,21 +277,46 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
     // A fault without an error is a result of zero: no handle, and no failure that the value tells of.
     if (const auto fault = call.Fault())
         return *fault == ERROR_SUCCESS ? call.Done(HANDLE{}) : call.Fail(INVALID_HANDLE_VALUE, *fault);
-    const FileName name = FileNameOf(lpFileName);
-    if (const DWORD error = OpenError(name, dwDesiredAccess, dwCreationDisposition); error != ERROR_SUCCESS)
+    const bool opensLink = (dwFlagsAndAttributes & FILE_FLAG_OPEN_REPARSE_POINT) != 0;
+    const FileName name = FileNameOf(lpFileName, opensLink ? LastLink::Keep : LastLink::Follow);
+    const winsim::Opening opening{winsim::FileAccessOf(dwDesiredAccess) | FILE_READ_ATTRIBUTES, dwShareMode,
+                                  dwCreationDisposition, dwFlagsAndAttributes};
+    if (const DWORD error = OpenError(name, opening); error != ERROR_SUCCESS)
         return call.Fail(INVALID_HANDLE_VALUE, error);
 
     const bool existed = AllFiles().Find(name.path) != nullptr;
-    File& file = winsim::OpenOrMake(name.path, false);
-    if (!existed && (dwFlagsAndAttributes & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN)) != 0)
-        file.attributes =
-            FILE_ATTRIBUTE_ARCHIVE | (dwFlagsAndAttributes & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
-    if (dwCreationDisposition == CREATE_ALWAYS || dwCreationDisposition == TRUNCATE_EXISTING)
-    {
-        file.content.clear();
-        file.size.reset();
-    }
-    const HANDLE handle = Simulation::Current().handles.Open(winsim::kFile, name.path);
+    const File& file = OpenForUse(name, opening);
+    const HANDLE handle = Simulation::Current().handles.Open(
+        winsim::kFile, winsim::OpenFile{file.identity, opening.access, opening.share});
     const bool saysSo = dwCreationDisposition == CREATE_ALWAYS || dwCreationDisposition == OPEN_ALWAYS;
     return call.Fail(handle, existed && saysSo ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
+}
+
+BOOL WINAPI GetFileInformationByHandle(HANDLE hFile, LPBY_HANDLE_FILE_INFORMATION lpFileInformation)
+{
+    Call call{"GetFileInformationByHandle"};
+    call.In("hFile", hFile);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    const auto* open =
+        Simulation::Current().handles.Find<winsim::OpenFile>(hFile, winsim::kFile, "GetFileInformationByHandle");
+    const File* file = open == nullptr ? nullptr : AllFiles().FindByIdentity(open->file);
+    if (file == nullptr)
+        return call.Fail(FALSE, open == nullptr ? ERROR_INVALID_HANDLE : ERROR_ACCESS_DENIED);
+    const std::uint64_t size = file->size.value_or(file->content.size());
+    BY_HANDLE_FILE_INFORMATION& information = *lpFileInformation = {};
+    information.dwFileAttributes = file->Attributes();
+    information.dwVolumeSerialNumber = VolumeOf(*file);
+    information.nFileSizeHigh = static_cast<DWORD>(size >> 32);
+    information.nFileSizeLow = static_cast<DWORD>(size);
+    information.nNumberOfLinks = AllFiles().CountNames(*file);
+    information.nFileIndexHigh = static_cast<DWORD>(file->identity.number >> 32);
+    information.nFileIndexLow = static_cast<DWORD>(file->identity.number);
+    if (call.IsRecording())
+        call.Out("lpFileInformation", Json{{"dwFileAttributes", information.dwFileAttributes},
+                                           {"dwVolumeSerialNumber", information.dwVolumeSerialNumber},
+                                           {"nNumberOfLinks", information.nNumberOfLinks},
+                                           {"nFileIndexHigh", information.nFileIndexHigh},
+                                           {"nFileIndexLow", information.nFileIndexLow}});
+    return call.Done(TRUE);
 }

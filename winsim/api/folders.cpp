@@ -10,9 +10,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 using winsim::Call;
-using winsim::File;
 using winsim::Files;
 using winsim::Simulation;
 
@@ -52,22 +52,19 @@ HRESULT FindFolder(int csidl, std::string& path)
 // The longest path that a directory can be made at, with its terminator.
 constexpr std::size_t kLongestDirectory = 248;
 
-// Makes a directory with all its missing parents, as the shell does. Returns a Win32 error.
+// Makes a directory with all its missing parents, as the shell does: one after the other. Returns a Win32 error.
 DWORD CreateDirectories(const std::string& path)
 {
-    const Files& files = Simulation::Current().machine.files;
-    if (files.Find(path) != nullptr)
-        return ERROR_ALREADY_EXISTS;
-    std::string nearest = Files::ParentOf(path);
-    while (!nearest.empty() && files.Find(nearest) == nullptr)
-        nearest = Files::ParentOf(nearest);
-    const File* parent = files.Find(nearest);
-    if (parent == nullptr || !parent->isDirectory)
-        return ERROR_PATH_NOT_FOUND;
-    if (!winsim::MayAccess(*parent, winsim::kAddSubdirectory))
-        return ERROR_ACCESS_DENIED;
-    winsim::OpenOrMake(path, true);
-    return ERROR_SUCCESS;
+    const bool isThere = Simulation::Current().machine.files.IsDirectory(path);
+    DWORD error = isThere ? ERROR_ALREADY_EXISTS : ERROR_PATH_NOT_FOUND;
+    for (std::size_t end = path.find('\\'); end != std::string::npos;)
+    {
+        end = path.find('\\', end + 1);
+        error = winsim::MakeDirectory(winsim::FullName(path.substr(0, end), winsim::LastLink::Keep));
+        if (error != ERROR_SUCCESS && error != ERROR_ALREADY_EXISTS)
+            break;
+    }
+    return error;
 }
 
 int CreateDirectoriesAt(Call& call, const std::string& name)
@@ -81,7 +78,7 @@ int CreateDirectoriesAt(Call& call, const std::string& name)
     if (winsim::Utf16(name).size() >= kLongestDirectory)
         return call.Status(ERROR_FILENAME_EXCED_RANGE);
     const winsim::FileName full = winsim::FullName(name);
-    return call.Status(full.error != ERROR_SUCCESS ? full.error : CreateDirectories(full.path));
+    return call.Status(full.error != ERROR_SUCCESS ? full.error : CreateDirectories(full.named));
 }
 
 // Finds a folder's path as the shell does: the directory has to be there, or is made when the flags beside the folder's
@@ -95,6 +92,34 @@ HRESULT FindShellFolder(int csidl, std::string& path)
         return S_OK;
     const DWORD error = (csidl & CSIDL_FLAG_CREATE) != 0 ? CreateDirectories(path) : winsim::MissingError(path);
     return HRESULT_FROM_WIN32(error);
+}
+
+std::string TextFor(const char*, const std::string& utf8)
+{
+    return Simulation::Current().ToAnsi(utf8);
+}
+
+std::u16string TextFor(const char16_t*, const std::string& utf8)
+{
+    return winsim::Utf16(utf8);
+}
+
+// Tells a folder as the calls do that take a buffer of a size: its length, or the size that it takes.
+template <typename Character>
+UINT TellFolder(Call& call, int csidl, Character* buffer, UINT size)
+{
+    call.In("uSize", size);
+    if (const auto fault = call.Fault())
+        return call.Fail(UINT{0}, *fault);
+    std::string folder;
+    if (FAILED(FindFolder(csidl, folder)))
+        return call.Fail(UINT{0}, ERROR_PATH_NOT_FOUND);
+    const auto text = TextFor(buffer, folder);
+    if (text.size() >= size)
+        return call.Done(static_cast<UINT>(text.size() + 1));
+    std::copy_n(text.c_str(), text.size() + 1, buffer);
+    call.Out("lpBuffer", folder);
+    return call.Done(static_cast<UINT>(text.size()));
 }
 
 } // namespace
@@ -150,18 +175,19 @@ BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL f
 UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize)
 {
     Call call{"GetWindowsDirectoryA"};
-    call.In("uSize", uSize);
-    if (const auto fault = call.Fault())
-        return call.Fail(UINT{0}, *fault);
-    std::string folder;
-    if (FAILED(FindFolder(CSIDL_WINDOWS, folder)))
-        return call.Fail(UINT{0}, ERROR_PATH_NOT_FOUND);
-    const std::string ansi = Simulation::Current().ToAnsi(folder);
-    if (ansi.size() >= uSize)
-        return call.Done(static_cast<UINT>(ansi.size() + 1));
-    std::memcpy(lpBuffer, ansi.c_str(), ansi.size() + 1);
-    call.Out("lpBuffer", folder);
-    return call.Done(static_cast<UINT>(ansi.size()));
+    return TellFolder(call, CSIDL_WINDOWS, lpBuffer, uSize);
+}
+
+UINT WINAPI GetSystemDirectoryA(LPSTR lpBuffer, UINT uSize)
+{
+    Call call{"GetSystemDirectoryA"};
+    return TellFolder(call, CSIDL_SYSTEM, lpBuffer, uSize);
+}
+
+UINT WINAPI GetSystemDirectoryW(LPWSTR lpBuffer, UINT uSize)
+{
+    Call call{"GetSystemDirectoryW"};
+    return TellFolder(call, CSIDL_SYSTEM, lpBuffer, uSize);
 }
 
 int WINAPI SHCreateDirectoryExA(HWND hwnd, LPCSTR pszPath, const SECURITY_ATTRIBUTES* psa)
@@ -176,4 +202,16 @@ int WINAPI SHCreateDirectoryExW(HWND hwnd, LPCWSTR pszPath, const SECURITY_ATTRI
     Call call{"SHCreateDirectoryExW"};
     call.In("hwnd", hwnd).In("pszPath", pszPath).In("psa", psa);
     return CreateDirectoriesAt(call, winsim::Utf8(pszPath));
+}
+
+BOOL WINAPI CreateDirectoryW(LPCWSTR lpPathName, LPSECURITY_ATTRIBUTES lpSecurityAttributes)
+{
+    Call call{"CreateDirectoryW"};
+    call.In("lpPathName", lpPathName).In("lpSecurityAttributes", lpSecurityAttributes);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    if (lpPathName != nullptr && std::u16string_view(lpPathName).size() >= kLongestDirectory)
+        return call.Fail(FALSE, ERROR_FILENAME_EXCED_RANGE);
+    const DWORD error = winsim::MakeDirectory(winsim::FileNameOf(lpPathName, winsim::LastLink::Keep));
+    return error == ERROR_SUCCESS ? call.Done(TRUE) : call.Fail(FALSE, error);
 }

@@ -1,6 +1,7 @@
 // Closing handles.
 #include "winsim/api/kernel_objects.h"
 #include "winsim/core/gate.h"
+#include "winsim/core/open_files.h"
 #include "winsim/core/simulation.h"
 
 #include "winbase.h"

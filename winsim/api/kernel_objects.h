@@ -1,10 +1,9 @@
-// Kinds of handles that CloseHandle closes.
+// Kinds of handles that CloseHandle closes, beside files.
 #pragma once
 
 namespace winsim
 {
 
-inline constexpr char kFile[] = "file";
 inline constexpr char kProcess[] = "process";
 inline constexpr char kThread[] = "thread";
 inline constexpr char kToken[] = "token";

@@ -60,27 +60,38 @@ std::string WithExtension(const std::string& name)
     return base.empty() || base.find('.') != std::string::npos ? name : name + ".dll";
 }
 
-const File* FindNamed(const std::string& name)
+// A library's file, and the full path by which it was found.
+struct LibraryFile
 {
-    const winsim::FileName full = winsim::FullName(name);
-    return full.error == ERROR_SUCCESS ? Simulation::Current().machine.files.Find(full.path) : nullptr;
+    const File* file = nullptr; // null: there is none
+    std::string path;
+};
+
+LibraryFile FileAt(const std::string& path)
+{
+    const winsim::FileName name = winsim::FullName(path);
+    const File* file = name.error == ERROR_SUCCESS ? Simulation::Current().machine.files.Find(name.path) : nullptr;
+    if (file == nullptr)
+        return {};
+    // By the name that it has, unless a link gave it another.
+    return {file, winsim::SameName(file->path, name.named) ? file->path : name.named};
 }
 
-// The file that a library's name leads to; null when there is none.
-const File* FindLibraryFile(const std::string& name)
+// The file that a library's name leads to.
+LibraryFile FindLibraryFile(const std::string& name)
 {
     const std::string whole = WithExtension(name);
     if (winsim::SameName(whole, kAlwaysLoaded))
-        return FindNamed(winsim::FolderNamed("system") + "\\" + whole);
+        return FileAt(winsim::FolderNamed("system") + "\\" + whole);
     const bool isRelative = whole.find(':') == std::string::npos && !whole.starts_with('\\') && !whole.starts_with('/');
     if (!isRelative)
-        return FindNamed(whole);
+        return FileAt(whole);
     for (const std::string& folder : SearchFolders())
     {
-        if (const File* file = FindNamed(folder + "\\" + whole))
-            return file;
+        if (const LibraryFile found = FileAt(folder + "\\" + whole); found.file != nullptr)
+            return found;
     }
-    return nullptr;
+    return {};
 }
 
 // What a file is when it is loaded; nothing when it is no library.
@@ -98,18 +109,20 @@ HMODULE Load(Call& call, const winsim::FileName& name, const std::string& given)
         return call.Fail(none, *fault);
     if (name.error == ERROR_FILENAME_EXCED_RANGE)
         return call.Fail(none, name.error);
-    const File* file = given.empty() ? nullptr : FindLibraryFile(given);
+    const auto [file, path] = given.empty() ? LibraryFile{} : FindLibraryFile(given);
     if (file == nullptr)
         return call.Fail(none, ERROR_MOD_NOT_FOUND);
-    if (file->isDirectory || !winsim::MayAccess(*file, winsim::kReadData))
+    if (file->isDirectory || !winsim::MayAccess(*file, FILE_READ_DATA))
         return call.Fail(none, ERROR_ACCESS_DENIED);
     const auto library = LibraryOf(*file);
     if (!library)
         return call.Fail(none, ERROR_BAD_EXE_FORMAT);
     if (library->loadError != 0)
         return call.Fail(none, library->loadError);
-    winsim::HandleTable& handles = Simulation::Current().handles;
-    void* const handle = handles.Open(kLibrary, LoadedLibrary{file->path, *library});
+    Simulation& simulation = Simulation::Current();
+    simulation.images.push_back(file->path);
+    winsim::HandleTable& handles = simulation.handles;
+    void* const handle = handles.Open(kLibrary, LoadedLibrary{path, *library});
     // Texts are in use for as long as the process likes.
     if (library->IsForTexts(file->path))
         handles.MayKeep(handle);
@@ -185,11 +198,14 @@ FARPROC FindSystemFunction(const LoadedLibrary& loaded, const std::string& name)
 {
     const bool isSystem = winsim::SameName(Files::ParentOf(loaded.path), winsim::FolderNamed("system"));
     const auto& missing = loaded.library.missing;
+    const winsim::WindowsInfo& windows = Simulation::Current().machine.windows;
     if (!isSystem || std::ranges::find(missing, name) != missing.end())
         return nullptr;
     for (const winsim::SystemFunction& function : winsim::SystemFunctions())
     {
-        if (winsim::SameName(loaded.BaseName(), function.library) && name == function.name)
+        const bool isThere =
+            std::pair{windows.major, windows.minor} >= std::pair{function.sinceMajor, function.sinceMinor};
+        if (isThere && winsim::SameName(loaded.BaseName(), function.library) && name == function.name)
             return reinterpret_cast<FARPROC>(function.address);
     }
     return nullptr;

@@ -83,16 +83,16 @@ std::string ProgramNameIn(const std::string& line)
     return line.substr(0, line.find_first_of(" \t"));
 }
 
-// The full path of a program's file; nothing when there is none.
+// The own path of a program's file; nothing when there is none.
 std::optional<std::string> ProgramAt(const std::string& name)
 {
     const winsim::Machine& machine = Simulation::Current().machine;
     const winsim::FileName full = winsim::FullName(name);
     const winsim::File* file = machine.files.Find(full.path);
-    if (full.error != ERROR_SUCCESS ||
-        (!machine.programs.IsDescribed(full.path) && (file == nullptr || file->isDirectory)))
+    const std::string real = file == nullptr ? full.path : file->path;
+    if (full.error != ERROR_SUCCESS || (!machine.programs.IsDescribed(real) && (file == nullptr || file->isDirectory)))
         return std::nullopt;
-    return full.path;
+    return real;
 }
 
 bool HasFolder(const std::string& name)
@@ -237,7 +237,8 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
             return call.Fail(FALSE, MissingProgramError(ProgramNameIn(line)));
         parts = *split;
     }
-    if (lpCurrentDirectory != nullptr && !simulation.machine.files.IsDirectory(winsim::Utf8(lpCurrentDirectory)))
+    if (lpCurrentDirectory != nullptr &&
+        !simulation.machine.files.IsDirectory(winsim::RealPath(winsim::Utf8(lpCurrentDirectory))))
         return call.Fail(FALSE, ERROR_DIRECTORY);
 
     // A file that nobody describes as a program is none.
@@ -246,6 +247,7 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
     const ProgramRun run = simulation.machine.programs.RunOf(parts.program, parts.arguments);
     if (run.startError != 0)
         return call.Fail(FALSE, run.startError);
+    simulation.images.push_back(parts.program);
     const ChildProcess& child = simulation.StartChild(parts.program, run);
     lpProcessInformation->hProcess = simulation.handles.Open(kProcess, OpenProcessHandle{child.id, kProcessAllAccess});
     lpProcessInformation->hThread = simulation.handles.Open(kThread, child.id);

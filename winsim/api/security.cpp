@@ -4,6 +4,7 @@
 #include "winsim/api/sids.h"
 #include "winsim/areas/inheritance.h"
 #include "winsim/core/gate.h"
+#include "winsim/core/open_files.h"
 #include "winsim/core/sid.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
@@ -108,18 +109,23 @@ NamedObject FindKey(const std::string& name)
     return {.error = ERROR_INVALID_PARAMETER};
 }
 
+// A file or directory under one of its names.
+NamedObject ObjectOf(winsim::File& file, const std::string& path)
+{
+    const winsim::File* parent = Simulation::Current().machine.files.Find(winsim::Files::ParentOf(path));
+    return {&file.security, parent == nullptr ? nullptr : &parent->security,
+            file.isDirectory ? &winsim::kDirectoryKind : &winsim::kFileKind, file.isDenied};
+}
+
 NamedObject FindFile(LPCWSTR name)
 {
     const winsim::FileName path = winsim::FileNameOf(name);
     if (path.error != ERROR_SUCCESS)
         return {.error = path.error};
-    winsim::Files& files = Simulation::Current().machine.files;
-    winsim::File* file = files.Find(path.path);
+    winsim::File* file = Simulation::Current().machine.files.Find(path.path);
     if (file == nullptr)
         return {.error = winsim::MissingError(path.path)};
-    const winsim::File* parent = files.Find(winsim::Files::ParentOf(path.path));
-    return {&file->security, parent == nullptr ? nullptr : &parent->security,
-            file->isDirectory ? &winsim::kDirectoryKind : &winsim::kFileKind, file->isDenied};
+    return ObjectOf(*file, path.path);
 }
 
 // The object, when the process is granted these rights on it.
@@ -212,6 +218,65 @@ void ChangeList(const NamedObject& object, SECURITY_INFORMATION information, PAC
         winsim::ReplaceList(security, winsim::EntriesOfAcl(list), object.container, *object.kind);
 }
 
+DWORD ChangeSecurity(const NamedObject& object, SECURITY_INFORMATION information, PSID owner, PACL list)
+{
+    if ((information & OWNER_SECURITY_INFORMATION) != 0)
+    {
+        if (const DWORD error = ChangeOwner(*object.security, owner); error != ERROR_SUCCESS)
+            return error;
+    }
+    if ((information & DACL_SECURITY_INFORMATION) != 0)
+        ChangeList(object, information, list);
+    return ERROR_SUCCESS;
+}
+
+// What an open handle stands for, when it carries these rights.
+NamedObject OpenedWith(DWORD rights, HANDLE handle, SE_OBJECT_TYPE type, const char* call)
+{
+    if (type != SE_FILE_OBJECT)
+        return {.error = ERROR_INVALID_PARAMETER};
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<winsim::OpenFile>(handle, winsim::kFile, call);
+    if (open == nullptr)
+        return {.error = ERROR_INVALID_HANDLE};
+    winsim::File* file = simulation.machine.files.FindByIdentity(open->file);
+    if (file == nullptr || (open->access & rights) != rights)
+        return {.error = ERROR_ACCESS_DENIED};
+    return ObjectOf(*file, file->path);
+}
+
+// Where a caller wants what it asked for; each may be null but the descriptor.
+struct Wanted
+{
+    PSID* owner;
+    PSID* group;
+    PACL* list;
+    PACL* auditList;
+    PSECURITY_DESCRIPTOR* descriptor;
+};
+
+DWORD Tell(Call& call, const Security& security, SECURITY_INFORMATION information, const Wanted& wanted)
+{
+    const Descriptor descriptor = MakeDescriptor(security, information);
+    *wanted.descriptor = descriptor.block;
+    if (wanted.owner != nullptr)
+        *wanted.owner = descriptor.owner;
+    if (wanted.group != nullptr)
+        *wanted.group = nullptr;
+    if (wanted.list != nullptr)
+        *wanted.list = descriptor.list;
+    if (wanted.auditList != nullptr)
+        *wanted.auditList = nullptr;
+    if (!call.IsRecording())
+        return ERROR_SUCCESS;
+    if (wanted.owner != nullptr)
+        call.Out("ppsidOwner", descriptor.owner == nullptr ? Json() : Json(winsim::TextOfSid(descriptor.owner)));
+    if (wanted.list != nullptr)
+        call.Out("ppDacl", winsim::NotedAcl(descriptor.list));
+    call.Out("ppSecurityDescriptor", descriptor.block);
+    return ERROR_SUCCESS;
+}
+
 } // namespace
 
 DWORD WINAPI SetEntriesInAclW(ULONG cCountOfExplicitEntries, PEXPLICIT_ACCESS_W pListOfExplicitEntries, PACL OldAcl,
@@ -253,25 +318,8 @@ DWORD WINAPI GetNamedSecurityInfoW(LPCWSTR pObjectName, SE_OBJECT_TYPE ObjectTyp
     const NamedObject object = Open(pObjectName, ObjectType, READ_CONTROL);
     if (object.error != ERROR_SUCCESS)
         return status(object.error);
-    const Descriptor descriptor = MakeDescriptor(*object.security, SecurityInfo);
-    *ppSecurityDescriptor = descriptor.block;
-    if (ppsidOwner != nullptr)
-        *ppsidOwner = descriptor.owner;
-    if (ppsidGroup != nullptr)
-        *ppsidGroup = nullptr;
-    if (ppDacl != nullptr)
-        *ppDacl = descriptor.list;
-    if (ppSacl != nullptr)
-        *ppSacl = nullptr;
-    if (call.IsRecording())
-    {
-        if (ppsidOwner != nullptr)
-            call.Out("ppsidOwner", descriptor.owner == nullptr ? Json() : Json(winsim::TextOfSid(descriptor.owner)));
-        if (ppDacl != nullptr)
-            call.Out("ppDacl", winsim::NotedAcl(descriptor.list));
-        call.Out("ppSecurityDescriptor", descriptor.block);
-    }
-    return status(ERROR_SUCCESS);
+    return status(
+        Tell(call, *object.security, SecurityInfo, {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor}));
 }
 
 DWORD WINAPI SetNamedSecurityInfoW(LPWSTR pObjectName, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
@@ -291,12 +339,41 @@ DWORD WINAPI SetNamedSecurityInfoW(LPWSTR pObjectName, SE_OBJECT_TYPE ObjectType
     const NamedObject object = Open(pObjectName, ObjectType, RightsToChange(SecurityInfo));
     if (object.error != ERROR_SUCCESS)
         return status(object.error);
-    if ((SecurityInfo & OWNER_SECURITY_INFORMATION) != 0)
-    {
-        if (const DWORD error = ChangeOwner(*object.security, psidOwner); error != ERROR_SUCCESS)
-            return status(error);
-    }
-    if ((SecurityInfo & DACL_SECURITY_INFORMATION) != 0)
-        ChangeList(object, SecurityInfo, pDacl);
-    return status(ERROR_SUCCESS);
+    return status(ChangeSecurity(object, SecurityInfo, psidOwner, pDacl));
+}
+
+DWORD WINAPI GetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
+                             PSID* ppsidOwner, PSID* ppsidGroup, PACL* ppDacl, PACL* ppSacl,
+                             PSECURITY_DESCRIPTOR* ppSecurityDescriptor)
+{
+    Call call{"GetSecurityInfo"};
+    call.In("handle", handle).In("ObjectType", static_cast<int>(ObjectType)).In("SecurityInfo", SecurityInfo);
+    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
+    if (const auto fault = call.Fault())
+        return status(*fault);
+    const NamedObject object = OpenedWith(READ_CONTROL, handle, ObjectType, "GetSecurityInfo");
+    if (object.error != ERROR_SUCCESS)
+        return status(object.error);
+    return status(
+        Tell(call, *object.security, SecurityInfo, {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor}));
+}
+
+DWORD WINAPI SetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
+                             PSID psidOwner, PSID psidGroup, PACL pDacl, PACL pSacl)
+{
+    Call call{"SetSecurityInfo"};
+    call.In("handle", handle)
+        .In("ObjectType", static_cast<int>(ObjectType))
+        .In("SecurityInfo", SecurityInfo)
+        .In("psidOwner", winsim::NotedSid(psidOwner))
+        .In("psidGroup", winsim::NotedSid(psidGroup))
+        .In("pDacl", winsim::NotedAcl(pDacl))
+        .In("pSacl", winsim::NotedAcl(pSacl));
+    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
+    if (const auto fault = call.Fault())
+        return status(*fault);
+    const NamedObject object = OpenedWith(RightsToChange(SecurityInfo), handle, ObjectType, "SetSecurityInfo");
+    if (object.error != ERROR_SUCCESS)
+        return status(object.error);
+    return status(ChangeSecurity(object, SecurityInfo, psidOwner, pDacl));
 }

@@ -3,27 +3,43 @@
 
 #include "winsim/api/file_access.h"
 #include "winsim/core/gate.h"
+#include "winsim/core/open_files.h"
 #include "winsim/core/simulation.h"
 
 #include "fileapi.h"
 #include "msvcrt.h"
+#include "share.h"
 #include "winsim_types.h"
 
 #include <cerrno>
 
 using winsim::Call;
 using winsim::File;
+using winsim::kStream;
+using winsim::OpenFile;
 using winsim::Simulation;
 
 namespace
 {
 
-constexpr char kStream[] = "stream";
+// What GENERIC_WRITE stands for.
+constexpr std::uint32_t kAppending = winsim::kFileRights.write | FILE_READ_ATTRIBUTES;
 
-struct OpenStream
+// What a share flag of the runtime lets others do: a stream never lets them delete its file.
+std::uint32_t ShareOf(int flag)
 {
-    std::string path;
-};
+    switch (flag)
+    {
+    case _SH_DENYRW:
+        return 0;
+    case _SH_DENYWR:
+        return FILE_SHARE_READ;
+    case _SH_DENYRD:
+        return FILE_SHARE_WRITE;
+    default:
+        return FILE_SHARE_READ | FILE_SHARE_WRITE;
+    }
+}
 
 // The runtime's own number of a Win32 error.
 int ErrnoOf(DWORD error)
@@ -50,13 +66,15 @@ std::FILE* _fsopen(const char* path, const char* mode, int shareFlag)
     if (const auto fault = call.Fault())
         return call.Fail(none, *fault);
     const winsim::FileName name = winsim::FileNameOf(path);
-    if (const DWORD error = winsim::OpenError(name, GENERIC_WRITE, OPEN_ALWAYS); error != ERROR_SUCCESS)
+    const std::uint32_t share = ShareOf(shareFlag);
+    if (const DWORD error = winsim::OpenError(name, {kAppending, share, OPEN_ALWAYS}); error != ERROR_SUCCESS)
     {
         errno = ErrnoOf(error);
         return call.Fail(none, error);
     }
-    winsim::OpenOrMake(name.path, false);
-    return call.Done(static_cast<std::FILE*>(Simulation::Current().handles.Open(kStream, OpenStream{name.path})));
+    const File& file = winsim::OpenOrMake(name.path, false);
+    void* const stream = Simulation::Current().handles.Open(kStream, OpenFile{file.identity, kAppending, share});
+    return call.Done(static_cast<std::FILE*>(stream));
 }
 
 int winsim_fputs(const char* text, std::FILE* stream)
@@ -66,16 +84,19 @@ int winsim_fputs(const char* text, std::FILE* stream)
     if (const auto fault = call.Fault())
         return call.Fail(EOF, *fault);
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenStream>(stream, kStream, "fputs");
+    const auto* open = simulation.handles.Find<OpenFile>(stream, kStream, "fputs");
     if (open == nullptr)
         return call.Fail(EOF, ERROR_INVALID_HANDLE);
-    File& file = winsim::OpenOrMake(open->path, false);
+    File* const file = simulation.machine.files.FindByIdentity(open->file);
+    // What is written to a file that is gone is gone with it.
+    if (file == nullptr)
+        return call.Done(0);
     // A stream in text mode ends lines as Windows does.
     for (const char* c = text; *c != '\0'; ++c)
     {
         if (*c == '\n')
-            file.content += '\r';
-        file.content += *c;
+            file->content += '\r';
+        file->content += *c;
     }
     return call.Done(0);
 }
@@ -86,7 +107,7 @@ int winsim_fflush(std::FILE* stream)
     call.In("stream", stream);
     if (const auto fault = call.Fault())
         return call.Fail(EOF, *fault);
-    if (Simulation::Current().handles.Find<OpenStream>(stream, kStream, "fflush") == nullptr)
+    if (Simulation::Current().handles.Find<OpenFile>(stream, kStream, "fflush") == nullptr)
         return call.Fail(EOF, ERROR_INVALID_HANDLE);
     return call.Done(0);
 }

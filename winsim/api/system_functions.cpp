@@ -25,6 +25,7 @@ const SystemFunction kFunctions[] = {
     {"kernel32.dll", "GetThreadUILanguage", AddressOf(&GetThreadUILanguage)},
     {"kernel32.dll", "GetTickCount", AddressOf(&GetTickCount)},
     {"kernel32.dll", "IsWow64Process", AddressOf(&IsWow64Process)},
+    {"kernel32.dll", "SetProcessMitigationPolicy", AddressOf(&SetProcessMitigationPolicy), 6, 2},
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 // The functions that Windows' own libraries export on a simulated machine.
 #pragma once
 
+#include <cstdint>
 #include <span>
 
 namespace winsim
@@ -12,6 +13,8 @@ struct SystemFunction
     const char* library;
     const char* name;
     void* address;
+    std::uint32_t sinceMajor = 0; // the version of Windows that brought it
+    std::uint32_t sinceMinor = 0;
 };
 
 std::span<const SystemFunction> SystemFunctions();

@@ -1,13 +1,17 @@
 // The token of the process and its privileges.
 #include "winsim/api/kernel_objects.h"
 #include "winsim/core/gate.h"
+#include "winsim/core/sid.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
 
 #include "securitybaseapi.h"
 #include "winbase.h"
 
+#include <algorithm>
+#include <cstring>
 #include <optional>
+#include <vector>
 
 using winsim::Call;
 using winsim::Json;
@@ -80,6 +84,40 @@ BOOL WINAPI OpenProcessToken(HANDLE ProcessHandle, DWORD DesiredAccess, PHANDLE 
         return call.Fail(FALSE, ERROR_INVALID_HANDLE);
     *TokenHandle = Simulation::Current().handles.Open(winsim::kToken, OpenToken{DesiredAccess});
     call.Out("TokenHandle", *TokenHandle);
+    return call.Done(TRUE);
+}
+
+BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS TokenInformationClass,
+                                LPVOID TokenInformation, DWORD TokenInformationLength, PDWORD ReturnLength)
+{
+    Call call{"GetTokenInformation"};
+    call.In("TokenHandle", TokenHandle)
+        .In("TokenInformationClass", static_cast<int>(TokenInformationClass))
+        .In("TokenInformationLength", TokenInformationLength);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    Simulation& simulation = Simulation::Current();
+    const auto* open = simulation.handles.Find<OpenToken>(TokenHandle, winsim::kToken, "GetTokenInformation");
+    if (open == nullptr)
+        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+    if ((open->access & TOKEN_QUERY) == 0)
+        return call.Fail(FALSE, ERROR_ACCESS_DENIED);
+    // The simulated machine tells of the user alone.
+    if (TokenInformationClass != TokenUser)
+        return call.Fail(FALSE, ERROR_CALL_NOT_IMPLEMENTED);
+
+    const std::vector<std::uint8_t> sid = winsim::BytesOfSid(simulation.machine.token.user);
+    const auto size = static_cast<DWORD>(sizeof(TOKEN_USER) + sid.size());
+    *ReturnLength = size;
+    call.Out("ReturnLength", size);
+    if (TokenInformationLength < size)
+        return call.Fail(FALSE, ERROR_INSUFFICIENT_BUFFER);
+    // The SID stands behind the structure.
+    auto* place = static_cast<BYTE*>(TokenInformation) + sizeof(TOKEN_USER);
+    const TOKEN_USER user{{place, 0}};
+    std::memcpy(TokenInformation, &user, sizeof user);
+    std::copy(sid.begin(), sid.end(), place);
+    call.Out("TokenInformation", simulation.machine.token.user);
     return call.Done(TRUE);
 }
 

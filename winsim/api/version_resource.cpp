@@ -54,7 +54,7 @@ DWORD ReadVersion(LPCWSTR name, FileVersion& version)
     const File* found = Simulation::Current().machine.files.Find(file.path);
     if (found == nullptr)
         return winsim::MissingError(file.path);
-    if (found->isDirectory || !winsim::MayAccess(*found, winsim::kReadData))
+    if (found->isDirectory || !winsim::MayAccess(*found, FILE_READ_DATA))
         return ERROR_ACCESS_DENIED;
     if (!found->version)
         return ERROR_RESOURCE_DATA_NOT_FOUND;

@@ -6,8 +6,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
 namespace winsim
 {
@@ -74,13 +78,22 @@ void RequireDrive(const std::string& path, const Reader& reader)
         reader.Fail("a path begins with a drive, such as C:\\");
 }
 
+// As many links as Windows follows in one path.
+constexpr int kMostLinks = 63;
+
+std::string LinkTarget(const Reader& reader)
+{
+    RequireDrive(reader.Text(), reader);
+    return Files::Normalize(reader.Text());
+}
+
 } // namespace
 
 std::uint32_t File::Attributes() const
 {
-    if (isDirectory)
-        return FILE_ATTRIBUTE_DIRECTORY | attributes.value_or(0);
-    return attributes.value_or(FILE_ATTRIBUTE_ARCHIVE);
+    const std::uint32_t kind = isDirectory ? FILE_ATTRIBUTE_DIRECTORY : 0;
+    const std::uint32_t usual = isDirectory ? 0 : FILE_ATTRIBUTE_ARCHIVE;
+    return kind | attributes.value_or(usual) | (IsLink() ? FILE_ATTRIBUTE_REPARSE_POINT : 0);
 }
 
 bool File::IsReadOnly() const
@@ -90,14 +103,23 @@ bool File::IsReadOnly() const
 
 void Files::Load(const Reader& reader)
 {
+    std::map<std::string, std::string> names;
     reader.Members([&](const std::string& path, const Reader& member) {
         RequireDrive(path, member);
         ObjectReader object{member};
+        std::string otherName;
+        if (object.Read("hardLinkTo", otherName))
+        {
+            object.Done();
+            names[Normalize(path)] = Normalize(otherName);
+            return;
+        }
         bool isDirectory = false;
         object.Read("directory", isDirectory);
         File& file = Create(path, isDirectory);
         if (file.isDirectory != isDirectory)
             member.Fail("both a file and a directory");
+        object.With("link", [&](const Reader& target) { file.link = LinkTarget(target); });
         object.Read("text", file.content);
         object.With("bytes", [&](const Reader& bytes) { file.content = BytesOfLatin1(bytes); });
         object.With("size", [&](const Reader& size) { file.size = size.As<std::uint64_t>(); });
@@ -108,6 +130,28 @@ void Files::Load(const Reader& reader)
         file.security.Read(object);
         object.Done();
     });
+    LoadNames(reader, names);
+    for (const auto& [key, file] : m_files)
+    {
+        if (file.IsLink() && HasEntries(file.path))
+            Reader{reader.Value(), reader.Path() + "." + file.path}.Fail("a link with files in it");
+    }
+}
+
+void Files::LoadNames(const Reader& reader, const std::map<std::string, std::string>& names)
+{
+    for (const auto& [path, existing] : names)
+    {
+        const Reader member{reader.Value(), reader.Path() + "." + path};
+        RequireDrive(existing, member);
+        if (names.contains(existing))
+            member.Fail("a hard link to one that is described as a hard link itself");
+        if (Find(path) != nullptr)
+            member.Fail("a hard link, and a file of its own");
+        if (Create(existing, false).isDirectory)
+            member.Fail("a hard link to a directory");
+        AddName(path, existing);
+    }
 }
 
 Json Files::ToJson() const
@@ -118,6 +162,8 @@ Json Files::ToJson() const
         Json& entry = json[file.path] = Json::object();
         if (file.isDirectory)
             entry["directory"] = true;
+        if (file.IsLink())
+            entry["link"] = file.link;
         if (!file.content.empty())
         {
             if (IsPlainText(file.content))
@@ -137,6 +183,8 @@ Json Files::ToJson() const
             entry["inUse"] = true;
         file.security.Write(entry);
     }
+    for (const auto& [folded, name] : m_names)
+        json[name.path] = {{"hardLinkTo", m_files.at(name.file).path}};
     return json;
 }
 
@@ -164,14 +212,41 @@ std::string Files::ParentOf(const std::string& path)
 
 const File* Files::Find(const std::string& path) const
 {
-    const auto file = m_files.find(FoldCase(Normalize(path)));
-    return file == m_files.end() ? nullptr : &file->second;
+    const std::string key = FoldCase(Normalize(path));
+    if (const auto file = m_files.find(key); file != m_files.end())
+        return &file->second;
+    const auto name = m_names.find(key);
+    return name == m_names.end() ? nullptr : &m_files.at(name->second.file);
 }
 
 File* Files::Find(const std::string& path)
 {
-    const auto file = m_files.find(FoldCase(Normalize(path)));
-    return file == m_files.end() ? nullptr : &file->second;
+    return const_cast<File*>(std::as_const(*this).Find(path));
+}
+
+Resolution Files::Resolve(const std::string& path, LastLink last,
+                          const std::function<bool(const File&)>& mayFollow) const
+{
+    std::string whole = Normalize(path);
+    int followed = 0;
+    for (std::size_t end = whole.find('\\'); end != std::string::npos;)
+    {
+        end = std::min(whole.find('\\', end + 1), whole.size());
+        const bool isLast = end == whole.size();
+        const File* file = isLast && last == LastLink::Keep ? nullptr : Find(whole.substr(0, end));
+        if (file != nullptr && file->IsLink())
+        {
+            if (file->isDirectory && mayFollow && !mayFollow(*file))
+                return {whole, ERROR_UNTRUSTED_MOUNT_POINT};
+            if (++followed > kMostLinks)
+                return {whole, ERROR_CANT_RESOLVE_FILENAME};
+            whole = file->link + whole.substr(end);
+            end = whole.find('\\');
+        }
+        else if (isLast)
+            break;
+    }
+    return {whole};
 }
 
 bool Files::IsDirectory(const std::string& path) const
@@ -182,43 +257,126 @@ bool Files::IsDirectory(const std::string& path) const
 
 File& Files::Create(const std::string& path, bool isDirectory)
 {
+    if (File* existing = Find(path))
+        return *existing;
     const std::string normal = Normalize(path);
     const std::string parent = ParentOf(normal);
     if (!parent.empty() && Find(parent) == nullptr)
         Create(parent, true);
-    const auto [entry, isNew] = m_files.try_emplace(FoldCase(normal));
-    if (isNew)
-    {
-        entry->second.path = normal;
-        entry->second.isDirectory = isDirectory;
-    }
-    return entry->second;
+    File& file = m_files[FoldCase(normal)];
+    file.path = normal;
+    file.identity = {++m_lastIdentity};
+    file.isDirectory = isDirectory;
+    return file;
 }
 
 void Files::Remove(const std::string& path)
 {
-    m_files.erase(FoldCase(Normalize(path)));
+    const std::string key = FoldCase(Normalize(path));
+    if (m_names.erase(key) != 0)
+        return;
+    GoByAnotherName(key);
+    m_files.erase(key);
+}
+
+void Files::GoByAnotherName(const std::string& key)
+{
+    const auto other = std::ranges::find_if(m_names, [&](const auto& name) { return name.second.file == key; });
+    if (other == m_names.end())
+        return;
+    const auto [newKey, name] = *other;
+    m_names.erase(other);
+    auto file = m_files.extract(key);
+    file.key() = newKey;
+    file.mapped().path = name.path;
+    m_files.insert(std::move(file));
+    for (auto& [folded, further] : m_names)
+    {
+        if (further.file == key)
+            further.file = newKey;
+    }
+}
+
+void Files::AddName(const std::string& path, const std::string& existing)
+{
+    const std::string normal = Normalize(path);
+    if (const std::string parent = ParentOf(normal); Find(parent) == nullptr)
+        Create(parent, true);
+    m_names[FoldCase(normal)] = {normal, FoldCase(Find(existing)->path)};
+}
+
+std::uint32_t Files::CountNames(const File& file) const
+{
+    const std::string key = FoldCase(file.path);
+    return 1 + static_cast<std::uint32_t>(
+                   std::ranges::count_if(m_names, [&](const auto& name) { return name.second.file == key; }));
+}
+
+bool Files::HasEntries(const std::string& directory) const
+{
+    const std::string beginning = FoldCase(Normalize(directory)) + "\\";
+    const auto isBelow = [&](const auto& all) {
+        const auto next = all.lower_bound(beginning);
+        return next != all.end() && next->first.starts_with(beginning);
+    };
+    return isBelow(m_files) || isBelow(m_names);
+}
+
+File* Files::FindByIdentity(const FileIdentity& identity)
+{
+    for (auto& [key, file] : m_files)
+    {
+        if (file.identity.number == identity.number)
+            return &file;
+    }
+    return nullptr;
+}
+
+void Files::KeepIdentities(const Files& before)
+{
+    m_lastIdentity = std::max(m_lastIdentity, before.m_lastIdentity);
+    for (auto& [key, file] : m_files)
+    {
+        const auto old = before.m_files.find(key);
+        file.identity = old != before.m_files.end() ? old->second.identity : FileIdentity{++m_lastIdentity};
+    }
 }
 
 void Files::Move(const std::string& from, const std::string& to)
 {
-    const std::string oldPath = FoldCase(Normalize(from));
+    const std::string oldPath = Normalize(from);
+    const std::string oldKey = FoldCase(oldPath);
     const std::string newPath = Normalize(to);
-    std::map<std::string, File> moved;
-    for (auto entry = m_files.lower_bound(oldPath); entry != m_files.end() && entry->first.starts_with(oldPath);)
-    {
-        const bool isBelow = entry->first.size() > oldPath.size() && entry->first[oldPath.size()] == '\\';
-        if (entry->first != oldPath && !isBelow)
+    const auto isMoved = [&](const std::string& key) {
+        return key == oldKey || (key.starts_with(oldKey) && key[oldKey.size()] == '\\');
+    };
+    const auto moved = [&](const std::string& path) { return newPath + path.substr(oldPath.size()); };
+
+    std::map<std::string, std::string> newKeys;
+    const auto rename = [&](auto& all) {
+        std::remove_reference_t<decltype(all)> renamed;
+        for (auto entry = all.lower_bound(oldKey); entry != all.end() && entry->first.starts_with(oldKey);)
         {
-            ++entry;
-            continue;
+            const auto next = std::next(entry);
+            if (isMoved(entry->first))
+            {
+                auto node = all.extract(entry);
+                node.mapped().path = moved(node.mapped().path);
+                newKeys[node.key()] = FoldCase(node.mapped().path);
+                node.key() = FoldCase(node.mapped().path);
+                renamed.insert(std::move(node));
+            }
+            entry = next;
         }
-        File& file = entry->second;
-        file.path = newPath + file.path.substr(Normalize(from).size());
-        moved[FoldCase(file.path)] = std::move(file);
-        entry = m_files.erase(entry);
+        all.merge(renamed);
+    };
+    rename(m_files);
+    rename(m_names);
+    for (auto& [key, name] : m_names)
+    {
+        if (const auto newKey = newKeys.find(name.file); newKey != newKeys.end())
+            name.file = newKey->second;
     }
-    m_files.merge(moved);
 }
 
 void Files::LoadLibraries(const Reader& reader)

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -18,10 +19,20 @@ namespace winsim
 // Major, minor, build and revision.
 using FileVersion = std::array<std::uint16_t, 4>;
 
+// Which file it is, whatever name it has. No part of what a machine is like: two machines may be the same without it.
+struct FileIdentity
+{
+    std::uint64_t number = 0;
+
+    bool operator==(const FileIdentity&) const { return true; }
+};
+
 struct File
 {
     std::string path; // as it was created
+    FileIdentity identity;
     bool isDirectory = false;
+    std::string link;                        // the full path that it leads to; empty: it is no link
     std::string content;                     // what it holds, byte for byte
     std::optional<std::uint64_t> size;       // described without its content
     std::optional<FileVersion> version;      // its version resource
@@ -34,6 +45,7 @@ struct File
     // As Windows reports them.
     std::uint32_t Attributes() const;
     bool IsReadOnly() const;
+    bool IsLink() const { return !link.empty(); }
 
     bool operator==(const File&) const = default;
 };
@@ -47,12 +59,33 @@ struct PendingMove
     bool operator==(const PendingMove&) const = default;
 };
 
+// What a call does about a link at the end of a path. Links on the way there are followed by every call.
+enum class LastLink
+{
+    Follow,
+    Keep
+};
+
+// Where a path leads to when links are followed, whether or not there is anything, or the Win32 error of that.
+struct Resolution
+{
+    std::string path;
+    std::uint32_t error = 0;
+};
+
 // Files and directories. Paths are absolute, with a drive; names are the same in either case.
 class Files
 {
 public:
     void Load(const Reader& reader);
     Json ToJson() const;
+
+    // Follows the links of a full path: the one place that does. `mayFollow` says whether a link of a directory is
+    // trusted; one that is not is ERROR_UNTRUSTED_MOUNT_POINT. Too many are ERROR_CANT_RESOLVE_FILENAME.
+    Resolution Resolve(const std::string& path, LastLink last,
+                       const std::function<bool(const File&)>& mayFollow = {}) const;
+
+    // The functions below take paths as they stand: a link is itself.
 
     // The full path that Windows makes of a path: slashes turned, doubled ones dropped, none at the end.
     static std::string Normalize(const std::string& path);
@@ -65,6 +98,15 @@ public:
     // The file or directory of a path, made when it is not there, with all its missing parents.
     File& Create(const std::string& path, bool isDirectory);
     void Remove(const std::string& path);
+    // Gives a file one more name, which has to be free.
+    void AddName(const std::string& path, const std::string& existing);
+    // How many names a file has.
+    std::uint32_t CountNames(const File& file) const;
+    // Whether a directory has anything in it.
+    bool HasEntries(const std::string& directory) const;
+    File* FindByIdentity(const FileIdentity& identity);
+    // Takes files that had the same path before for the same ones.
+    void KeepIdentities(const Files& before);
     // Gives a file, or a directory with all that is in it, another path.
     void Move(const std::string& from, const std::string& to);
 
@@ -72,10 +114,25 @@ public:
     void LoadLibraries(const Reader& reader);
     Json LibrariesToJson() const;
 
-    bool operator==(const Files&) const = default;
+    bool operator==(const Files& other) const { return m_files == other.m_files && m_names == other.m_names; }
 
 private:
+    // A further name of a file.
+    struct Name
+    {
+        std::string path; // as it was created
+        std::string file; // the key of the file
+
+        bool operator==(const Name&) const = default;
+    };
+
+    void LoadNames(const Reader& reader, const std::map<std::string, std::string>& names);
+    // The name that a file goes by now that it has lost its first.
+    void GoByAnotherName(const std::string& key);
+
     std::map<std::string, File> m_files; // by folded path
+    std::map<std::string, Name> m_names; // by folded path
+    std::uint64_t m_lastIdentity = 0;
 };
 
 // What waits for the next start of Windows, in the order in which it was asked for.

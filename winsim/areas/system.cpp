@@ -58,6 +58,7 @@ void WindowsInfo::Load(const Reader& reader)
     object.Read("servicePack", servicePack);
     object.Read("platform", platform);
     object.Read("wow64", isWow64);
+    object.Read("redirectionTrust", hasRedirectionTrust);
     object.With("codePage", [&](const Reader& page) {
         codePage = page.As<std::uint32_t>();
         try
@@ -81,10 +82,9 @@ std::string WindowsInfo::VersionText() const
 
 Json WindowsInfo::ToJson() const
 {
-    return {{"version", VersionText()},   {"build", build},
-            {"servicePack", servicePack}, {"platform", platform},
-            {"wow64", isWow64},           {"codePage", codePage},
-            {"uiLanguage", uiLanguage},   {"userLanguage", userLanguage}};
+    return {{"version", VersionText()}, {"build", build},           {"servicePack", servicePack},
+            {"platform", platform},     {"wow64", isWow64},         {"redirectionTrust", hasRedirectionTrust},
+            {"codePage", codePage},     {"uiLanguage", uiLanguage}, {"userLanguage", userLanguage}};
 }
 
 void Clock::Load(const Reader& reader)

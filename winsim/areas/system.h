@@ -19,7 +19,8 @@ struct WindowsInfo
     std::uint32_t build = 0;
     std::uint32_t servicePack = 0;
     std::uint32_t platform = 0;
-    bool isWow64 = false; // the program is a 32-bit process on 64-bit Windows
+    bool isWow64 = false;             // the program is a 32-bit process on 64-bit Windows
+    bool hasRedirectionTrust = false; // a process can have links that ordinary users made not be followed
     std::uint32_t codePage = 0;
     std::uint16_t uiLanguage = 0;   // of the thread's user interface
     std::uint16_t userLanguage = 0; // of the user

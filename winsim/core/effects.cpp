@@ -2,6 +2,7 @@
 #include "winsim/core/effects.h"
 
 #include <functional>
+#include <utility>
 
 namespace winsim
 {
@@ -23,7 +24,9 @@ void ApplyEffects(Machine& machine, const Json& effects)
         }
     };
     keepNulls(effects, description);
-    machine = Machine::FromJson(description);
+    Machine changed = Machine::FromJson(description);
+    changed.files.KeepIdentities(machine.files);
+    machine = std::move(changed);
 }
 
 } // namespace winsim

@@ -102,8 +102,12 @@ Call::Call(std::string_view name, CallKind kind)
     auto count = simulation.gate.counts.find(name);
     if (count == simulation.gate.counts.end())
         count = simulation.gate.counts.emplace(name, 0).first;
-    ++count->second;
-    const winsim::Fault* planned = PlannedFault(simulation.gate, name, count->second);
+    m_name = count->first;
+    m_occurrence = ++count->second;
+    // Memory is no event that others could act at.
+    if (kind != CallKind::Allocation)
+        m_ordinal = ++simulation.gate.count;
+    const winsim::Fault* planned = PlannedFault(simulation.gate, name, m_occurrence);
     if (planned != nullptr)
     {
         m_givesNothing = planned->givesNothing;
@@ -129,6 +133,8 @@ Call::Call(std::string_view name, CallKind kind)
 Call::~Call()
 {
     NoteEnd();
+    if (m_ordinal != 0)
+        HappenAfter(m_name, m_occurrence, m_ordinal);
     // The call that ended the process does not come back to it.
     if (m_isReached && Simulation::Current().IsOver() && IsInProcessCode())
         LeaveProcessCode();

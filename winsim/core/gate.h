@@ -3,6 +3,7 @@
 #pragma once
 
 #include "winsim/core/json.h"
+#include "winsim/core/meanwhile.h"
 
 #include <cstdint>
 #include <map>
@@ -58,8 +59,11 @@ struct Gate
     bool isRecording = true;
     std::optional<std::set<std::string, std::less<>>> parametersOf; // as RunOptions has it
     std::vector<Fault> faults;
+    std::vector<Meanwhile> meanwhile;
+    std::vector<TriedAct> triedActs;
     std::vector<CallRecord> records;
     std::map<std::string, unsigned, std::less<>> counts;
+    unsigned count = 0; // of all calls
 };
 
 enum class CallKind
@@ -154,6 +158,9 @@ private:
     // Hands the record in, if there is one.
     void NoteEnd();
 
+    std::string_view m_name; // kept by the gate's counts
+    unsigned m_occurrence = 0;
+    unsigned m_ordinal = 0; // 0: one that nothing happens after
     std::optional<std::uint32_t> m_fault;
     bool m_givesNothing = false;
     std::optional<std::uint32_t> m_status;

@@ -17,7 +17,9 @@ constexpr char kLogFile[] = "\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_ins
 std::string LogContent(const Machine& machine)
 {
     const std::string* folder = machine.folders.Find("commonAppData");
-    const File* file = folder == nullptr ? nullptr : machine.files.Find(*folder + kLogFile);
+    if (folder == nullptr)
+        return {};
+    const File* file = machine.files.Find(machine.files.Resolve(*folder + kLogFile, LastLink::Follow).path);
     if (file == nullptr)
         return {};
     return Utf8(CodePage::Get(machine.windows.codePage).ToUtf16(file->content));

@@ -185,6 +185,7 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Fin
     simulation.gate.isRecording = options.recordCalls;
     simulation.gate.parametersOf = options.parametersOf;
     simulation.gate.faults = options.faults;
+    simulation.gate.meanwhile = options.meanwhile;
     simulation.SetClockBound(options.clockBoundMs);
 
     std::vector<std::string> words{machine.process.path};
@@ -195,6 +196,8 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Fin
     Life{simulation, m_path}.Live(find, outcome);
     outcome.machine = std::move(simulation.machine);
     outcome.standardOutput = std::move(simulation.standardOutput);
+    outcome.triedActs = std::move(simulation.gate.triedActs);
+    outcome.images = std::move(simulation.images);
     outcome.calls = std::move(simulation.gate.records);
     outcome.callCounts = std::move(simulation.gate.counts);
     outcome.clockMs = simulation.ClockMs();

@@ -19,6 +19,7 @@ struct RunOptions
     std::vector<std::string> arguments;        // UTF-8, without the program's own path
     std::optional<std::u16string> commandLine; // as it stands, in place of the arguments
     std::vector<Fault> faults;
+    std::vector<Meanwhile> meanwhile; // what another process does at certain calls
     bool recordCalls = true;
     // The calls whose parameters are recorded too, beside those that fail by plan; not given: every call's.
     std::optional<std::set<std::string, std::less<>>> parametersOf;
@@ -35,6 +36,8 @@ struct Outcome
     std::size_t bodyBegin = 0; // where in `calls` static initialisation ends and the entry begins
     std::size_t bodyEnd = 0;   // where the entry ends and static destruction begins
     std::map<std::string, unsigned, std::less<>> callCounts;
+    std::vector<TriedAct> triedActs;     // what the other process did or could not do
+    std::vector<std::string> images;     // the files that were loaded and started, by their own paths
     std::vector<std::string> violations; // handles and memory treated wrongly
     std::uint64_t clockMs = 0;           // how long it took
     bool isEndless = false; // it was ended for waiting beyond the bound, or for calling on while no time passes

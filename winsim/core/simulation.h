@@ -37,7 +37,9 @@ public:
     std::uint32_t lastError = 0;
     std::u16string commandLine;
     std::string standardOutput;
-    std::vector<bool> comApartments; // the innermost last; whether each could be entered
+    bool enforcesRedirectionTrust = false; // follows no link of a directory that an ordinary user made
+    std::vector<std::string> images;       // the files that were loaded and started, by their own paths
+    std::vector<bool> comApartments;       // the innermost last; whether each could be entered
     bool isComMultithreaded = false;
     std::unordered_set<void*> programMemory;              // what the program allocated and has not freed
     std::map<std::string, std::size_t> propertyQuestions; // how often each installer property was asked for

@@ -36,6 +36,13 @@ struct PROCESS_INFORMATION
 };
 using LPPROCESS_INFORMATION = PROCESS_INFORMATION*;
 
+// The ones that the simulated machine knows.
+enum PROCESS_MITIGATION_POLICY
+{
+    ProcessDEPPolicy = 0,
+    ProcessRedirectionTrustPolicy = 16
+};
+
 inline constexpr DWORD PROCESS_TERMINATE = 0x0001;
 inline constexpr DWORD PROCESS_VM_READ = 0x0010;
 inline constexpr DWORD PROCESS_QUERY_INFORMATION = 0x0400;
@@ -58,6 +65,7 @@ extern "C"
     DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds);
     BOOL WINAPI GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode);
     HANDLE WINAPI OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwProcessId);
+    BOOL WINAPI SetProcessMitigationPolicy(PROCESS_MITIGATION_POLICY MitigationPolicy, PVOID lpBuffer, SIZE_T dwLength);
     BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode);
     [[noreturn]] void WINAPI ExitProcess(UINT uExitCode);
 }

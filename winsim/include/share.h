@@ -3,4 +3,7 @@
 
 #include "msvcrt.h"
 
+inline constexpr int _SH_DENYRW = 0x10;
+inline constexpr int _SH_DENYWR = 0x20;
+inline constexpr int _SH_DENYRD = 0x30;
 inline constexpr int _SH_DENYNO = 0x40;

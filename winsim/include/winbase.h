@@ -63,6 +63,8 @@ extern "C"
     HLOCAL WINAPI LocalFree(HLOCAL hMem);
 
     UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize);
+    UINT WINAPI GetSystemDirectoryA(LPSTR lpBuffer, UINT uSize);
+    UINT WINAPI GetSystemDirectoryW(LPWSTR lpBuffer, UINT uSize);
     DWORD WINAPI GetEnvironmentVariableA(LPCSTR lpName, LPSTR lpBuffer, DWORD nSize);
 
     HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName);

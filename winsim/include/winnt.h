@@ -25,6 +25,9 @@ inline constexpr DWORD SECURITY_BUILTIN_DOMAIN_RID = 32;
 inline constexpr DWORD DOMAIN_ALIAS_RID_ADMINS = 544;
 inline constexpr DWORD DOMAIN_ALIAS_RID_USERS = 545;
 
+inline constexpr BYTE SID_REVISION = 1;
+inline constexpr BYTE SID_MAX_SUB_AUTHORITIES = 15;
+
 struct ACL
 {
     BYTE AclRevision;
@@ -79,6 +82,16 @@ inline constexpr SECURITY_INFORMATION SACL_SECURITY_INFORMATION = 0x00000008;
 inline constexpr SECURITY_INFORMATION UNPROTECTED_DACL_SECURITY_INFORMATION = 0x20000000;
 inline constexpr SECURITY_INFORMATION PROTECTED_DACL_SECURITY_INFORMATION = 0x80000000;
 
+inline constexpr ACCESS_MASK FILE_READ_DATA = 0x0001;
+inline constexpr ACCESS_MASK FILE_LIST_DIRECTORY = 0x0001;
+inline constexpr ACCESS_MASK FILE_WRITE_DATA = 0x0002;
+inline constexpr ACCESS_MASK FILE_ADD_FILE = 0x0002;
+inline constexpr ACCESS_MASK FILE_APPEND_DATA = 0x0004;
+inline constexpr ACCESS_MASK FILE_ADD_SUBDIRECTORY = 0x0004;
+inline constexpr ACCESS_MASK FILE_EXECUTE = 0x0020;
+inline constexpr ACCESS_MASK FILE_TRAVERSE = 0x0020;
+inline constexpr ACCESS_MASK FILE_READ_ATTRIBUTES = 0x0080;
+inline constexpr ACCESS_MASK FILE_WRITE_ATTRIBUTES = 0x0100;
 inline constexpr ACCESS_MASK DELETE = 0x00010000;
 inline constexpr ACCESS_MASK READ_CONTROL = 0x00020000;
 inline constexpr ACCESS_MASK WRITE_DAC = 0x00040000;
@@ -108,10 +121,27 @@ struct TOKEN_PRIVILEGES
 };
 using PTOKEN_PRIVILEGES = TOKEN_PRIVILEGES*;
 
+enum TOKEN_INFORMATION_CLASS
+{
+    TokenUser = 1
+};
+
+struct SID_AND_ATTRIBUTES
+{
+    PSID Sid;
+    DWORD Attributes;
+};
+
+struct TOKEN_USER
+{
+    SID_AND_ATTRIBUTES User;
+};
+using PTOKEN_USER = TOKEN_USER*;
+
 inline constexpr DWORD SE_PRIVILEGE_ENABLED = 0x2;
 inline constexpr char SE_TAKE_OWNERSHIP_NAME[] = "SeTakeOwnershipPrivilege";
 inline constexpr DWORD TOKEN_QUERY = 0x0008;
 inline constexpr DWORD TOKEN_ADJUST_PRIVILEGES = 0x0020;
 
 static_assert(sizeof(ACL) == 8 && sizeof(ACCESS_ALLOWED_ACE) == 12 && sizeof(TOKEN_PRIVILEGES) == 16 &&
-              sizeof(SECURITY_DESCRIPTOR_RELATIVE) == 20);
+              sizeof(TOKEN_USER) == 16 && sizeof(SECURITY_DESCRIPTOR_RELATIVE) == 20);

@@ -1,0 +1,32 @@
+// What an ordinary user can do to the places that the program uses below the common application data, before it runs
+// and between any two of its calls.
+#pragma once
+
+#include "winsim/core/machine.h"
+#include "winsim/core/meanwhile.h"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+// The machine with what an attacker would like to have changed: an empty folder and a whole one, a file in Windows'
+// system folder, and a library of each name that the program asks for in a folder of the user's.
+winsim::Machine MachineWithVictims(winsim::Machine machine);
+
+// One way to misuse a place: with a link, a second name or an object of the wrong kind.
+struct Attack
+{
+    const char* name;                 // of the way
+    std::string place;                // what is misused, for people
+    std::vector<std::string> acts;    // tried one by one: what a text holds ends with its first act that cannot be done
+    std::vector<std::string> undoing; // acts one call later; none: it stays
+};
+
+// Every way for every place.
+const std::vector<Attack>& AllAttacks();
+
+// What happens when an attack comes after the ordinal-th call of a run.
+std::vector<winsim::Meanwhile> After(std::size_t ordinal, const Attack& attack);
+
+// Whether a path is one that the user may have changed by an attack, or the program by its task.
+bool MayDiffer(const std::string& path);

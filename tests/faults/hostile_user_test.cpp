@@ -1,0 +1,146 @@
+// Runs every case on a machine whose ordinary user is hostile: each place that the program uses below the common
+// application data is misused in every way, before the run and between every two calls of the steps that use it.
+#include "tests/faults/hostile_oracle.h"
+#include "tests/faults/hostile_user.h"
+#include "tests/faults/isolated.h"
+#include "tests/faults/steps.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <string_view>
+
+namespace
+{
+
+using winsim::Outcome;
+
+constexpr unsigned kLimitSeconds = 60;
+constexpr std::size_t kMostComplaints = 20;
+constexpr std::size_t kFewestRuns = 5000;
+
+// Nothing that a user can change is used by the first call of a run.
+constexpr std::size_t kBeforeTheRun = 1;
+
+// The calls of a run after which the places may be misused, counted from 1: those that open the logs and those of the
+// step that opens the policies and the configuration file to others.
+std::vector<std::size_t> PlacesToStrike(const SweepCase& sweepCase, const Outcome& outcome)
+{
+    const auto isFirstLine = [](const winsim::CallRecord& record) { return record.name == "fputs"; };
+    const auto firstLine = std::find_if(outcome.calls.begin(), outcome.calls.end(), isFirstLine);
+    std::vector<std::size_t> places;
+    const auto add = [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < std::min(end, outcome.calls.size()); ++i)
+            places.push_back(i + 1);
+    };
+    add(0, static_cast<std::size_t>(firstLine - outcome.calls.begin()) + 1);
+    const auto steps = StepsBegunIn(sweepCase, outcome);
+    for (const BegunStep& step : steps)
+    {
+        if (std::string_view(step.step->name) == "policy access")
+            add(step.record, EndOfStep(steps, outcome, step.record));
+    }
+    return places;
+}
+
+bool IsDeep()
+{
+    const char* const asked = std::getenv("KELO_FAULTS");
+    return asked != nullptr && std::string_view(asked) == "deep";
+}
+
+// The log is opened alike whatever the command line is: one of each kind of image stands for all of a machine's.
+bool StrikesBetweenCalls(const SweepCase& sweepCase)
+{
+    return sweepCase.IsExport() || sweepCase.arguments == std::vector<std::string>{"/Setup"} || IsDeep();
+}
+
+// All that is tried on a case: each attack before the run, and between any two calls one attack on each place, in
+// turns.
+std::vector<std::vector<winsim::Meanwhile>> PlansFor(const SweepCase& sweepCase, const Outcome& undisturbed)
+{
+    std::vector<std::vector<winsim::Meanwhile>> plans;
+    for (const Attack& attack : AllAttacks())
+        plans.push_back(After(kBeforeTheRun, attack));
+    if (!StrikesBetweenCalls(sweepCase))
+        return plans;
+
+    std::map<std::string, std::vector<const Attack*>> byPlace;
+    for (const Attack& attack : AllAttacks())
+        byPlace[attack.place].push_back(&attack);
+    std::size_t turn = 0;
+    for (const std::size_t ordinal : PlacesToStrike(sweepCase, undisturbed))
+    {
+        for (const auto& [place, attacks] : byPlace)
+        {
+            if (!IsDeep())
+                plans.push_back(After(ordinal, *attacks[turn % attacks.size()]));
+            else
+                for (const Attack* attack : attacks)
+                    plans.push_back(After(ordinal, *attack));
+        }
+        ++turn;
+    }
+    return plans;
+}
+
+class HostileUserSweep : public testing::TestWithParam<SweepCase>
+{};
+
+TEST_P(HostileUserSweep, ChangesNothingButTheTwoObjectsAndTheLog)
+{
+    const auto complaints = RunIsolated(
+        [&](Progress& progress) {
+            const winsim::Machine machine = MachineWithVictims(MachineOf(GetParam()));
+            const Outcome undisturbed = ::Run(GetParam(), machine, {});
+            std::size_t runs = 0;
+            for (const auto& plan : PlansFor(GetParam(), undisturbed))
+            {
+                const std::string command = CommandFor(GetParam(), {}, plan);
+                progress.Begin(command);
+                ++runs;
+                const Outcome outcome = ::Run(GetParam(), machine, {}, plan);
+                for (const std::string& complaint : HostileComplaints(undisturbed, outcome))
+                    progress.Complain(complaint + "\n    " + command);
+            }
+            std::printf("%zu runs with a hostile user\n", runs);
+            std::fflush(stdout);
+        },
+        kLimitSeconds);
+    for (std::size_t i = 0; i < std::min(complaints.size(), kMostComplaints); ++i)
+        ADD_FAILURE() << complaints[i];
+    if (complaints.size() > kMostComplaints)
+        ADD_FAILURE() << "and " << complaints.size() - kMostComplaints << " more";
+}
+
+// The user who does nothing changes nothing.
+TEST_P(HostileUserSweep, AnHonestMachineIsAsEver)
+{
+    const winsim::Machine honest = MachineOf(GetParam());
+    const Outcome before = ::Run(GetParam(), honest, {});
+    const Outcome after = ::Run(GetParam(), MachineWithVictims(honest), {});
+    EXPECT_EQ(after.exitCode, before.exitCode);
+    EXPECT_EQ(after.images, before.images);
+    EXPECT_EQ(after.callCounts, before.callCounts);
+    const std::vector<winsim::Change> changes = Compare(before.machine, after.machine);
+    for (const winsim::Change& change : changes)
+        EXPECT_TRUE(change.area == "files" && change.kind == "added") << change.area << ": " << change.item;
+}
+
+// What this promises to try.
+TEST(HostileUserSweepAsAWhole, TriesAtLeast5000Runs)
+{
+    std::size_t runs = 0;
+    for (const SweepCase& sweepCase : AllCases())
+        runs += PlansFor(sweepCase, ::Run(sweepCase, MachineOf(sweepCase), {})).size();
+    EXPECT_GE(runs, kFewestRuns);
+    std::printf("%zu runs with a hostile user in all\n", runs);
+}
+
+INSTANTIATE_TEST_SUITE_P(Machines, HostileUserSweep, testing::ValuesIn(AllCases()),
+                         [](const auto& tested) { return tested.param.name; });
+
+} // namespace

@@ -1,0 +1,235 @@
+// Proves that open handles of files and directories let and keep others as Windows documents it, and what they tell.
+#include "tests/winsim/support.h"
+
+#include <aclapi.h>
+
+#include <cstdint>
+
+namespace
+{
+
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr DWORD kShareData = FILE_SHARE_READ | FILE_SHARE_WRITE;
+
+std::wstring Wide(const std::string& text)
+{
+    return {text.begin(), text.end()};
+}
+
+// A handle that is closed with its scope.
+class OpenedFile
+{
+public:
+    OpenedFile(const std::string& path, DWORD access, DWORD share, DWORD disposition = OPEN_EXISTING,
+               DWORD flags = FILE_FLAG_BACKUP_SEMANTICS)
+    {
+        SetLastError(ERROR_SUCCESS);
+        m_handle = CreateFileW(Wide(path).c_str(), access, share, nullptr, disposition, flags, nullptr);
+        m_error = m_handle == INVALID_HANDLE_VALUE ? GetLastError() : ERROR_SUCCESS;
+    }
+    ~OpenedFile()
+    {
+        if (m_handle != INVALID_HANDLE_VALUE)
+            CloseHandle(m_handle);
+    }
+    OpenedFile(const OpenedFile&) = delete;
+    OpenedFile& operator=(const OpenedFile&) = delete;
+
+    DWORD Error() const { return m_error; }
+    HANDLE Handle() const { return m_handle; }
+
+    BY_HANDLE_FILE_INFORMATION Information() const
+    {
+        BY_HANDLE_FILE_INFORMATION information{};
+        EXPECT_TRUE(GetFileInformationByHandle(m_handle, &information));
+        return information;
+    }
+
+private:
+    HANDLE m_handle;
+    DWORD m_error;
+};
+
+void Make(const std::string& path)
+{
+    EXPECT_EQ(OpenedFile(path, GENERIC_WRITE, 0, CREATE_NEW, FILE_ATTRIBUTE_NORMAL).Error(), 0u);
+}
+
+void MakeDirectory(const std::string& path)
+{
+    EXPECT_TRUE(CreateDirectoryW(Wide(path).c_str(), nullptr));
+}
+
+template <typename Call>
+DWORD ErrorOf(Call call)
+{
+    SetLastError(ERROR_SUCCESS);
+    return call() ? ERROR_SUCCESS : GetLastError();
+}
+
+DWORD DeleteError(const std::string& path)
+{
+    return ErrorOf([&] { return DeleteFileW(Wide(path).c_str()); });
+}
+
+DWORD MoveError(const std::string& from, const std::string& to)
+{
+    return ErrorOf([&] { return MoveFileExW(Wide(from).c_str(), Wide(to).c_str(), 0); });
+}
+
+DWORD CreateDirectoryError(const std::string& path)
+{
+    return ErrorOf([&] { return CreateDirectoryW(Wide(path).c_str(), nullptr); });
+}
+
+std::uint64_t IndexOf(const BY_HANDLE_FILE_INFORMATION& information)
+{
+    return std::uint64_t{information.nFileIndexHigh} << 32 | information.nFileIndexLow;
+}
+
+// ---- Sharing
+
+TEST(Sharing, BothHandlesHaveToAllowTheOther)
+{
+    const std::string path = TestDirectory() + "\\file";
+    Make(path);
+    const OpenedFile first(path, GENERIC_READ, FILE_SHARE_READ);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, FILE_SHARE_READ).Error(), 0u);
+    EXPECT_EQ(OpenedFile(path, GENERIC_WRITE, kShareAll).Error(), 32u);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, FILE_SHARE_WRITE).Error(), 32u);
+}
+
+TEST(Sharing, AHandleThatReadsAttributesTakesNoPart)
+{
+    const std::string path = TestDirectory() + "\\file";
+    Make(path);
+    {
+        const OpenedFile attributes(path, FILE_READ_ATTRIBUTES | READ_CONTROL, 0);
+        EXPECT_EQ(OpenedFile(path, GENERIC_READ | GENERIC_WRITE, 0).Error(), 0u);
+    }
+    const OpenedFile alone(path, GENERIC_READ, 0);
+    EXPECT_EQ(OpenedFile(path, FILE_READ_ATTRIBUTES, 0).Error(), 0u);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll).Error(), 32u);
+}
+
+TEST(Sharing, AFileStaysWhereItIsWhileAHandleDoesNotShareDeletion)
+{
+    const std::string top = TestDirectory();
+    Make(top + "\\file");
+    {
+        const OpenedFile held(top + "\\file", GENERIC_READ, kShareData);
+        EXPECT_EQ(DeleteError(top + "\\file"), 32u);
+        EXPECT_EQ(MoveError(top + "\\file", top + "\\other"), 32u);
+    }
+    EXPECT_EQ(MoveError(top + "\\file", top + "\\other"), 0u);
+    EXPECT_EQ(DeleteError(top + "\\other"), 0u);
+}
+
+TEST(Sharing, ADirectoryStaysWhereItIsToo)
+{
+    const std::string top = TestDirectory();
+    MakeDirectory(top + "\\folder");
+    {
+        const OpenedFile held(top + "\\folder", FILE_LIST_DIRECTORY | FILE_TRAVERSE, kShareData);
+        EXPECT_EQ(held.Error(), 0u);
+        EXPECT_EQ(MoveError(top + "\\folder", top + "\\other"), 32u);
+        Make(top + "\\folder\\file");
+    }
+    EXPECT_EQ(MoveError(top + "\\folder", top + "\\other"), 0u);
+}
+
+TEST(Sharing, ADirectoryStaysWhereItIsForAnOpenFileInIt)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine moves it";
+    const std::string top = TestDirectory();
+    MakeDirectory(top + "\\folder");
+    MakeDirectory(top + "\\folder\\deeper");
+    const OpenedFile held(top + "\\folder\\deeper", FILE_LIST_DIRECTORY, kShareAll);
+    EXPECT_EQ(MoveError(top + "\\folder", top + "\\other"), 5u);
+}
+
+TEST(Sharing, ACopyWritesNoFileThatIsNotSharedForIt)
+{
+    const std::string top = TestDirectory();
+    Make(top + "\\one");
+    Make(top + "\\two");
+    const OpenedFile held(top + "\\two", GENERIC_READ, FILE_SHARE_READ);
+    const auto copyError = [&](const char* from, const char* to) {
+        return ErrorOf([&] { return CopyFileW(Wide(top + from).c_str(), Wide(top + to).c_str(), FALSE); });
+    };
+    EXPECT_EQ(copyError("\\one", "\\two"), 32u);
+    EXPECT_EQ(copyError("\\two", "\\one"), 0u);
+}
+
+// ---- Opening directories
+
+TEST(CreateFileW, OpensADirectoryForBackupAlone)
+{
+    const std::string top = TestDirectory();
+    EXPECT_EQ(OpenedFile(top, GENERIC_READ, kShareAll).Error(), 0u);
+    EXPECT_EQ(OpenedFile(top, GENERIC_READ, kShareAll, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT).Error(), 5u);
+    EXPECT_EQ(OpenedFile(top + "\\none", GENERIC_READ, kShareAll).Error(), 2u);
+    EXPECT_EQ(OpenedFile(top, GENERIC_READ, kShareAll, CREATE_NEW).Error(), 80u);
+}
+
+TEST(CreateFileW, TellsThatAFileWasThere)
+{
+    const std::string path = TestDirectory() + "\\file";
+    Make(path);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll, CREATE_NEW).Error(), 80u);
+}
+
+// ---- What a handle tells
+
+TEST(GetFileInformationByHandle, TellsKindSizeAndIdentity)
+{
+    const std::string top = TestDirectory();
+    Make(top + "\\one");
+    Make(top + "\\two");
+    const OpenedFile directory(top, FILE_READ_ATTRIBUTES, kShareAll);
+    const OpenedFile one(top + "\\one", FILE_READ_ATTRIBUTES, kShareAll);
+    const OpenedFile again(top + "\\ONE", FILE_READ_ATTRIBUTES, kShareAll);
+    const OpenedFile two(top + "\\two", FILE_READ_ATTRIBUTES, kShareAll);
+    EXPECT_EQ(directory.Information().dwFileAttributes, FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_EQ(directory.Information().nNumberOfLinks, 1u);
+    EXPECT_EQ(one.Information().dwFileAttributes, FILE_ATTRIBUTE_ARCHIVE);
+    EXPECT_EQ(one.Information().nNumberOfLinks, 1u);
+    EXPECT_EQ(one.Information().nFileSizeLow, 0u);
+    EXPECT_EQ(IndexOf(one.Information()), IndexOf(again.Information()));
+    EXPECT_NE(IndexOf(one.Information()), IndexOf(two.Information()));
+    EXPECT_EQ(one.Information().dwVolumeSerialNumber, directory.Information().dwVolumeSerialNumber);
+}
+
+TEST(GetFileInformationByHandle, KnowsAFileUnderItsNewName)
+{
+    const std::string top = TestDirectory();
+    Make(top + "\\one");
+    const OpenedFile held(top + "\\one", FILE_READ_ATTRIBUTES, kShareAll);
+    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 0u);
+    const OpenedFile moved(top + "\\two", FILE_READ_ATTRIBUTES, kShareAll);
+    EXPECT_EQ(IndexOf(held.Information()), IndexOf(moved.Information()));
+}
+
+TEST(GetFileInformationByHandle, RefusesWhatIsNoFile)
+{
+    MisusesHandles();
+    BY_HANDLE_FILE_INFORMATION information{};
+    EXPECT_EQ(ErrorOf([&] { return GetFileInformationByHandle(nullptr, &information); }), 6u);
+}
+
+// ---- Making directories
+
+TEST(CreateDirectoryW, MakesOneAndNotItsParents)
+{
+    const std::string top = TestDirectory();
+    EXPECT_EQ(CreateDirectoryError(top + "\\one"), 0u);
+    EXPECT_EQ(CreateDirectoryError(top + "\\one"), 183u);
+    EXPECT_EQ(CreateDirectoryError(top + "\\none\\one"), 3u);
+    Make(top + "\\file");
+    EXPECT_EQ(CreateDirectoryError(top + "\\file"), 183u);
+    EXPECT_EQ(CreateDirectoryError(top + "\\file\\one"), 3u);
+    EXPECT_EQ(CreateDirectoryError(""), 3u);
+}
+
+} // namespace

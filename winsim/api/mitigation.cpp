@@ -1,0 +1,39 @@
+// What a process may do to protect itself.
+#include "winsim/core/gate.h"
+#include "winsim/core/simulation.h"
+
+#include "processthreadsapi.h"
+
+#include <cstring>
+
+using winsim::Call;
+using winsim::Simulation;
+
+namespace
+{
+
+constexpr DWORD kEnforceRedirectionTrust = 0x1;
+
+} // namespace
+
+BOOL WINAPI SetProcessMitigationPolicy(PROCESS_MITIGATION_POLICY MitigationPolicy, PVOID lpBuffer, SIZE_T dwLength)
+{
+    Call call{"SetProcessMitigationPolicy"};
+    DWORD flags = 0;
+    std::memcpy(&flags, lpBuffer, dwLength < sizeof flags ? dwLength : sizeof flags);
+    call.In("MitigationPolicy", static_cast<int>(MitigationPolicy)).In("lpBuffer", flags).In("dwLength", dwLength);
+    if (const auto fault = call.Fault())
+        return call.Fail(FALSE, *fault);
+    Simulation& simulation = Simulation::Current();
+    const winsim::WindowsInfo& windows = simulation.machine.windows;
+    const bool isKnown =
+        MitigationPolicy == ProcessRedirectionTrustPolicy && windows.major >= 10 && windows.hasRedirectionTrust;
+    if (!isKnown || dwLength != sizeof flags)
+        return call.Fail(FALSE, ERROR_INVALID_PARAMETER);
+    const bool isEnforced = (flags & kEnforceRedirectionTrust) != 0;
+    // A protection is for good.
+    if (simulation.enforcesRedirectionTrust && !isEnforced)
+        return call.Fail(FALSE, ERROR_ACCESS_DENIED);
+    simulation.enforcesRedirectionTrust = isEnforced;
+    return call.Done(TRUE);
+}
