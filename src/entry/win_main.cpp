@@ -12,9 +12,6 @@ namespace
 
 int Run()
 {
-    // The program runs elevated and loads libraries by name alone: never from the current directory.
-    SetDllDirectoryW(L"");
-
     int argc = 0;
     const UniqueHandle<wchar_t**, &LocalFree> argv{CommandLineToArgvW(GetCommandLineW(), &argc)};
     if (!argv)

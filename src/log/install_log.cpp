@@ -2,7 +2,10 @@
 #include "log/install_log.h"
 
 #include "platform/full_path.h"
+#include "platform/image_kind.h"
+#include "platform/pinned_path.h"
 #include "platform/result_or.h"
+#include "platform/text.h"
 
 #include <cstring>
 #include <share.h>
@@ -19,9 +22,6 @@ constexpr char kHeaderFormat[] = "%04d/%02d/%02d %02d:%02d:%02d.%03d TZ%02d [%04
 
 // A line ends at this length at the latest; a newline and the terminator follow.
 constexpr std::size_t kLongestLine = 510;
-
-// Whether the writers leave opening the log to their first line.
-constinit bool g_openOnFirstUse = false;
 
 // The one line buffer of all writers.
 char g_line[kLongestLine + 2];
@@ -82,16 +82,37 @@ void EndLine(std::size_t length)
     g_line[length] = '\0';
 }
 
-std::FILE* OpenForAppending(const std::string& path)
+PinnedPath FileBelow(const std::string& appData, const std::string& below)
 {
-    return _fsopen(path.c_str(), "a", _SH_DENYNO);
+    return {ToWide(appData), ToWide(below), PinnedPath::Kind::File};
+}
+
+// Opens the file of a path whose folders are pinned.
+std::FILE* OpenForAppending(PinnedPath& pins, const std::string& path)
+{
+    DWORD error = pins.Pin();
+    if (IsMissing(error))
+        error = pins.CreateEmptyFile();
+    return error == ERROR_SUCCESS ? _fsopen(path.c_str(), "a", _SH_DENYNO) : nullptr;
+}
+
+// Makes the log's folder, if every part of the path that is there is what it says.
+bool MakeFolder(PinnedPath& pins, const std::string& folder)
+{
+    DWORD error = pins.Pin();
+    if (IsMissing(error))
+        error = pins.CreateParents();
+    if (error != ERROR_SUCCESS)
+        return false;
+    const int created = SHCreateDirectoryExA(nullptr, folder.c_str(), nullptr);
+    return created == ERROR_SUCCESS || created == ERROR_ALREADY_EXISTS;
 }
 
 } // namespace
 
 InstallLog::InstallLog(const char* fileName)
 {
-    if (g_openOnFirstUse)
+    if (IsLibraryImage())
         m_szUnopenedFileName = fileName;
     else
         Open(fileName);
@@ -100,11 +121,6 @@ InstallLog::InstallLog(const char* fileName)
 InstallLog::~InstallLog()
 {
     Close();
-}
-
-void InstallLog::OpenOnFirstUse()
-{
-    g_openOnFirstUse = true;
 }
 
 bool InstallLog::Open(const char* fileName)
@@ -119,18 +135,18 @@ bool InstallLog::Open(const char* fileName)
 
 bool InstallLog::OpenIn(const std::string& appData, const char* fileName)
 {
-    const std::string folder = appData + kLogFolder;
-    const int created = SHCreateDirectoryExA(nullptr, folder.c_str(), nullptr);
-    if (created != ERROR_SUCCESS && created != ERROR_ALREADY_EXISTS)
+    std::string below = std::string(kLogFolder) + fileName;
+    PinnedPath pins = FileBelow(appData, below);
+    if (!MakeFolder(pins, appData + kLogFolder))
         return false;
-
-    std::string path = folder + fileName;
-    std::FILE* file = OpenForAppending(path);
+    std::string folder = appData;
+    std::FILE* file = OpenForAppending(pins, appData + below);
     if (file == nullptr)
         return false;
     Close();
     m_pFile = file;
-    m_sPath = std::move(path);
+    m_sAppData = std::move(folder);
+    m_sBelow = std::move(below);
     return true;
 }
 
@@ -138,7 +154,7 @@ bool InstallLog::Write(const char* format, va_list arguments, int indent)
 {
     if (m_szUnopenedFileName != nullptr)
         Open(std::exchange(m_szUnopenedFileName, nullptr));
-    std::FILE* file = m_pFile != nullptr ? m_pFile : OpenForAppending(m_sPath);
+    std::FILE* file = m_pFile != nullptr ? m_pFile : OpenForOneLine();
     if (file == nullptr)
         return false;
 
@@ -148,6 +164,15 @@ bool InstallLog::Write(const char* format, va_list arguments, int indent)
     if (file != m_pFile)
         std::fclose(file);
     return true;
+}
+
+// Without a path this fails like the opening of any file without a name.
+std::FILE* InstallLog::OpenForOneLine() const
+{
+    if (m_sBelow.empty())
+        return _fsopen("", "a", _SH_DENYNO);
+    PinnedPath pins = FileBelow(m_sAppData, m_sBelow);
+    return OpenForAppending(pins, m_sAppData + m_sBelow);
 }
 
 void InstallLog::Close()

@@ -15,29 +15,26 @@
 class InstallLog
 {
 public:
-    // Opens the log with Open(fileName) (ANSI), at once or, after OpenOnFirstUse, before its first line: the name must
-    // live as long as the writer. A failed open leaves the writer silent. Does not throw.
+    // Opens the log with Open(fileName) (ANSI): at once or, in a library image, before its first line, because Windows
+    // runs a library's constructors while it holds the loader lock, and the shell must not be called then. The name
+    // must live as long as the writer. A failed open leaves the writer silent. Does not throw.
     explicit InstallLog(const char* fileName);
     ~InstallLog();
 
     InstallLog(const InstallLog&) = delete;
     InstallLog& operator=(const InstallLog&) = delete;
 
-    // Has every writer that is built from now on open the log before its first line instead of at once. Meant for
-    // an image that another program loads: Windows runs its constructors while it holds the loader lock, and the
-    // shell must not be called then.
-    static void OpenOnFirstUse();
-
     // Makes the log's folder (SHCreateDirectoryExA) in the folder that SHGetFolderPathA gives for
     // CSIDL_COMMON_APPDATA, and opens fileName (ANSI) in it for appending, shared with every other reader
-    // and writer (_fsopen). True when the file is open; false, with nothing remembered, when that folder has no full
-    // path, the log's folder cannot be made, the file cannot be opened or memory runs out. Logs nothing.
+    // and writer (_fsopen). True when the file is open; false, with nothing remembered, when the first folder has no
+    // full path, the log's folder cannot be made, the file cannot be opened, memory runs out, or a part of the path
+    // below the first folder is a link, has another name or is of the wrong kind (PinnedPath). Logs nothing.
     bool Open(const char* fileName);
 
     // Appends one line: date and time (UTC), zone figure, thread identifier, `indent` blanks, and the message,
     // formatted by the rules of printf (ANSI) and cut so that the line has at most 511 characters with its
-    // newline. When the file is not open, the remembered path is opened for this line alone. True when the
-    // line was handed to the file; false when no file could be opened.
+    // newline. When the file is not open, the remembered path is opened for this line alone, by the rules of
+    // Open. True when the line was handed to the file; false when no file could be opened.
     bool Write(const char* format, va_list arguments, int indent);
 
     // Closes the file, if one is open.
@@ -45,11 +42,12 @@ public:
 
 private:
     bool OpenIn(const std::string& appData, const char* fileName);
+    std::FILE* OpenForOneLine() const;
 
     std::FILE* m_pFile = nullptr;
-    std::string m_sPath;
-    const char* m_szUnopenedFileName =
-        nullptr; // what the first line has yet to open; null when there is nothing to open
+    std::string m_sAppData;                     // the common application-data folder, and
+    std::string m_sBelow;                       // the file's path below it, once it was opened
+    const char* m_szUnopenedFileName = nullptr; // what the first line has yet to open
 };
 
 namespace log_detail

@@ -79,18 +79,39 @@ std::optional<std::string> LanguageSuffix(LANGID language)
     return *name + VariantSuffix(language, *name);
 }
 
-// The program's own path up to its last period, wherever that stands.
-std::optional<std::string> OwnBaseName()
+// The path of the program's own file.
+std::optional<std::string> OwnPath()
 {
     char path[MAX_PATH] = {};
     const DWORD length = GetModuleFileNameA(nullptr, path, MAX_PATH);
     if (length == 0 || length >= MAX_PATH)
         return std::nullopt;
-    const std::string_view ownPath = path;
-    const std::size_t period = ownPath.rfind('.');
-    if (period == std::string_view::npos)
+    return path;
+}
+
+// The program's own path up to its last period, wherever that stands.
+std::optional<std::string> OwnBaseName()
+{
+    const auto path = OwnPath();
+    const std::size_t period = path ? path->rfind('.') : std::string::npos;
+    if (period == std::string::npos)
         return std::nullopt;
-    return std::string(ownPath.substr(0, period));
+    return path->substr(0, period);
+}
+
+// The folder of the program's own file, with a backslash at its end; empty when it cannot be told.
+std::string OwnFolder()
+{
+    const auto path = OwnPath();
+    return path ? path->substr(0, path->rfind('\\') + 1) : std::string();
+}
+
+// The system folder, with a backslash at its end; empty when it cannot be told.
+std::string SystemFolder()
+{
+    char path[MAX_PATH] = {};
+    const UINT length = GetSystemDirectoryA(path, MAX_PATH);
+    return length > 0 && length < MAX_PATH ? std::string(path) + "\\" : std::string();
 }
 
 std::string CutBaseName(const char* baseName)
@@ -98,9 +119,21 @@ std::string CutBaseName(const char* baseName)
     return std::string(baseName, strnlen(baseName, kLongestBaseName));
 }
 
+// A name without a folder is looked for beside the program and in the system folder, not in the other places of
+// Windows' search order: some of them, in PATH, users may write to.
 HMODULE Load(const std::string& baseName, const std::string& suffix)
 {
-    return LoadLibraryA((baseName + "_" + suffix + ".dll").c_str());
+    const std::string name = baseName + "_" + suffix + ".dll";
+    if (name.find('\\') != std::string::npos)
+        return LoadLibraryA(name.c_str());
+    for (const std::string& folder : {OwnFolder(), SystemFolder()})
+    {
+        if (folder.empty())
+            continue;
+        if (const HMODULE library = LoadLibraryA((folder + name).c_str()))
+            return library;
+    }
+    return nullptr;
 }
 
 } // namespace

@@ -57,3 +57,8 @@ bool IsFullPath(std::wstring_view path)
 {
     return BeginsWithDrive(path) || BeginsWithShare(path);
 }
+
+bool IsPathOnDrive(std::string_view path)
+{
+    return BeginsWithDrive(path);
+}

@@ -8,3 +8,6 @@
 // on the current drive or its current directory. Logs nothing.
 bool IsFullPath(std::string_view path);
 bool IsFullPath(std::wstring_view path);
+
+// Whether a path (ANSI) begins with a drive's letter, a colon and a backslash. Logs nothing.
+bool IsPathOnDrive(std::string_view path);

@@ -1,6 +1,7 @@
 // Runs the device installer, a program of its own.
 #include "log/operation.h"
 #include "platform/fill_pattern.h"
+#include "platform/full_path.h"
 #include "platform/text.h"
 #include "platform/unique_handle.h"
 #include "smartcard/smartcard_log.h"
@@ -13,22 +14,33 @@ namespace
 
 constexpr int kNotStarted = -2;
 
+// 0 or the Win32 error. A folder that is not a full path, which a removal without any location has, would lead to the
+// root of the current drive: it holds no program to run.
+DWORD Start(const std::wstring& folder, std::wstring& commandLine, PROCESS_INFORMATION& started)
+{
+    if (!IsFullPath(folder))
+        return ERROR_PATH_NOT_FOUND;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    const bool isStarted =
+        CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE,
+                       CREATE_NO_WINDOW | CREATE_DEFAULT_ERROR_MODE, nullptr, folder.c_str(), &startup, &started);
+    return isStarted ? ERROR_SUCCESS : GetLastError();
+}
+
 int Run(const std::wstring& folder, std::wstring_view arguments)
 {
     // The folder's own backslash makes two of it here; Windows takes them as one.
     std::wstring commandLine = FillPattern(L"\"%s\\DriverStager.exe\" %s", {folder, arguments});
     WriteLog(g_smartcardLog, "%s", ToNarrow(commandLine).c_str());
 
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
     PROCESS_INFORMATION started{};
-    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE,
-                        CREATE_NO_WINDOW | CREATE_DEFAULT_ERROR_MODE, nullptr, folder.c_str(), &startup, &started))
+    if (const DWORD error = Start(folder, commandLine, started); error != ERROR_SUCCESS)
     {
         WriteLog(g_smartcardLog,
                  "Kelo Toolkit Installation -> Failed to launch DriverStager"
                  " rc: %d",
-                 GetLastError());
+                 error);
         return kNotStarted;
     }
     const UniqueKernelHandle thread{started.hThread};

@@ -6,6 +6,7 @@
 #include "platform/unique_handle.h"
 #include "tpm/custom_action_data.h"
 #include "tpm/tpm_log.h"
+#include "tpm/unquoted_path.h"
 
 #include <shlobj.h>
 
@@ -48,7 +49,7 @@ constexpr ToolOutcome kVerifyOutcomes[] = {
     {-4, "Unable to load Resource file", false},
     {0, "SRK and TPM Owner Auth is OK", false},
     {1, "Unable to get Process Exit code assume must change SRK Auth.", true},
-    {2, "Unable to launch process!", false},
+    {kNotStarted, "Unable to launch process!", false},
 };
 
 // After the change, whether it is still to be done.
@@ -59,7 +60,7 @@ constexpr ToolOutcome kChangeOutcomes[] = {
     {-4, "Unable to load Resource file", true},
     {0, "SRK and TPM Owner Auth is now OK", false},
     {1, "Unable to get Process Exit code assume must change SRK Auth.", true},
-    {2, "Unable to launch process!", true},
+    {kNotStarted, "Unable to launch process!", true},
 };
 
 ChangeOptions ParseOptions(std::wstring_view data)
@@ -83,7 +84,7 @@ std::optional<ChangeOptions> ReadOptions(MSIHANDLE install)
     return ResultOr({}, [&data] { return std::optional(ParseOptions(data->View())); });
 }
 
-// The tool's path is handed over without quotation marks, blanks or not: that is meant.
+// Required: the tool's path is handed over without quotation marks, blanks or not.
 std::wstring ToolPath()
 {
     wchar_t programFiles[MAX_PATH] = {};
@@ -124,6 +125,12 @@ CSecretText ChangeCommandLine(const std::wstring& toolPath, const ChangeOptions&
     return commandLine;
 }
 
+// A tool in whose stead another program would start counts as one that cannot be started.
+int RunTool(const std::wstring& toolPath, const CSecretText& commandLine)
+{
+    return StartsAnotherProgram(toolPath) ? kNotStarted : RunAndWait(commandLine);
+}
+
 // Logs what an exit code of the tool means; an unknown one gives `unknown`.
 bool GoOnAfter(int code, std::span<const ToolOutcome> outcomes, bool unknown)
 {
@@ -159,10 +166,10 @@ UINT ChangeSrkAuthorization(MSIHANDLE install)
 
     // Without memory for a command line, the tool counts as not started. That ends the action before the change.
     const std::wstring toolPath = ResultOr({}, &ToolPath);
-    const auto verify = [&] { return toolPath.empty() ? kNotStarted : RunAndWait(VerifyCommandLine(toolPath)); };
+    const auto verify = [&] { return toolPath.empty() ? kNotStarted : RunTool(toolPath, VerifyCommandLine(toolPath)); };
     if (!GoOnAfter(ResultOr(kNotStarted, verify), kVerifyOutcomes, false))
         return ERROR_SUCCESS;
-    const auto change = [&] { return RunAndWait(ChangeCommandLine(toolPath, *options)); };
+    const auto change = [&] { return RunTool(toolPath, ChangeCommandLine(toolPath, *options)); };
     if (GoOnAfter(ResultOr(kNotStarted, change), kChangeOutcomes, true))
         RunToolAtNextLogon();
     return ERROR_SUCCESS;

@@ -2,8 +2,10 @@
 #include "tss/config_access.h"
 
 #include "log/operation.h"
+#include "platform/pinned_path.h"
 #include "platform/text.h"
 #include "tss/access_list.h"
+#include "tss/directory_owner.h"
 #include "tss/tss_log.h"
 
 #include <aclapi.h>
@@ -31,31 +33,34 @@ constexpr AccessRules RulesForUsersWith(DWORD usersAccess)
     }};
 }
 
+constexpr std::size_t kAdministratorsRow = 1;
+
 // Users may change the configuration but only read the policies.
 constexpr AccessRules kDirectoryRules = RulesForUsersWith(GENERIC_READ);
 constexpr AccessRules kFileRules = RulesForUsersWith(GENERIC_ALL);
-
-bool IsMissingDirectory(DWORD error)
-{
-    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-}
 
 bool IsMissingFile(DWORD error)
 {
     return error == ERROR_FILE_NOT_FOUND;
 }
 
-bool CreateDirectories(const std::wstring& path)
+// The shell makes the directory itself. Its parents are made one by one, each pinned before anything is made in it.
+bool CreateDirectories(PinnedPath& pins, const std::wstring& path)
 {
-    const int error = SHCreateDirectoryExW(nullptr, path.c_str(), nullptr);
+    int error = static_cast<int>(pins.CreateParents());
+    if (error == ERROR_SUCCESS)
+        error = SHCreateDirectoryExW(nullptr, path.c_str(), nullptr);
     if (error == ERROR_SUCCESS)
         return true;
     WriteLog(g_tssLog, "SHCreateDirectoryExW error: %d ", error);
     return false;
 }
 
-bool CreateEmptyFile(const std::wstring& path)
+// The file is there before the call that would follow a link to make it. A failure shows when the list is applied.
+bool CreateEmptyFile(PinnedPath& pins, const std::wstring& path)
 {
+    if (pins.CreateEmptyFile() != ERROR_SUCCESS)
+        return true;
     const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                     nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == nullptr)
@@ -68,38 +73,65 @@ bool CreateEmptyFile(const std::wstring& path)
 struct ProtectedObject
 {
     const wchar_t* path; // in the common application data folder
+    PinnedPath::Kind kind;
     const AccessRules& rules;
     bool (*isMissing)(DWORD error);
-    bool (*create)(const std::wstring& path);
+    bool (*create)(PinnedPath& pins, const std::wstring& path);
     LogFormat<const char*> successLine;
 };
 
-constexpr ProtectedObject kPolicyDirectory = {L"\\Kelo Systems Corp\\Common\\policies", kDirectoryRules,
-                                              &IsMissingDirectory, &CreateDirectories,
+constexpr ProtectedObject kPolicyDirectory = {L"\\Kelo Systems Corp\\Common\\policies",
+                                              PinnedPath::Kind::Directory,
+                                              kDirectoryRules,
+                                              &IsMissing,
+                                              &CreateDirectories,
                                               "Successfully changed DACL for directory: %s"};
-constexpr ProtectedObject kConfigFile = {L"\\Kelo Systems Corp\\Common\\Kelo_Config.ini", kFileRules, &IsMissingFile,
-                                         &CreateEmptyFile, "Successfully changed DACL for file: %s"};
+constexpr ProtectedObject kConfigFile = {L"\\Kelo Systems Corp\\Common\\Kelo_Config.ini",
+                                         PinnedPath::Kind::File,
+                                         kFileRules,
+                                         &IsMissingFile,
+                                         &CreateEmptyFile,
+                                         "Successfully changed DACL for file: %s"};
 
-std::wstring PathOf(const ProtectedObject& object)
+std::wstring CommonAppData()
 {
     wchar_t folder[MAX_PATH] = {};
     SHGetSpecialFolderPathW(nullptr, folder, CSIDL_COMMON_APPDATA, FALSE);
-    return std::wstring(folder) + object.path;
+    return folder;
 }
 
 // Makes the object when reading its access list, which goes into `descriptor` and is of no further use, says that
 // there is none.
-bool EnsureExists(const ProtectedObject& object, const std::wstring& path, UniqueLocalMemory<void>& descriptor)
+bool EnsureExists(const ProtectedObject& object, PinnedPath& pins, const std::wstring& path,
+                  UniqueLocalMemory<void>& descriptor)
 {
+    // A failure of any other kind is the next call's as well.
+    if (const DWORD misleading = pins.Pin(); IsMisleading(misleading))
+    {
+        WriteLog(g_tssLog, "GetNamedSecurityInfoW error: %d ", misleading);
+        return false;
+    }
     PACL currentList = nullptr;
     const DWORD error = GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
                                               &currentList, nullptr, descriptor.Put());
     if (error == ERROR_SUCCESS)
         return true;
     if (object.isMissing(error))
-        return object.create(path);
+        return object.create(pins, path);
     WriteLog(g_tssLog, "GetNamedSecurityInfoW error: %d ", error);
     return false;
+}
+
+// The name is used only while everything that it leads through is pinned. A configuration file may be a user's.
+DWORD Apply(const ProtectedObject& object, PinnedPath& pins, std::wstring& path, const std::vector<UniqueSid>& sids,
+            const UniqueAccessList& list)
+{
+    DWORD error = pins.Pin();
+    if (error == ERROR_SUCCESS && object.kind == PinnedPath::Kind::Directory)
+        error = TakeFromUser(path, pins.Parts().back().Get(), sids[kAdministratorsRow].Get());
+    if (error != ERROR_SUCCESS)
+        return error;
+    return SetNamedSecurityInfoW(path.data(), SE_FILE_OBJECT, kProtectedList, nullptr, nullptr, list.Get(), nullptr);
 }
 
 bool ReplaceAccess(const ProtectedObject& object)
@@ -109,8 +141,10 @@ bool ReplaceAccess(const ProtectedObject& object)
     UniqueAccessList list;
     UniqueLocalMemory<void> descriptor;
 
-    std::wstring path = PathOf(object);
-    if (!EnsureExists(object, path, descriptor))
+    const std::wstring folder = CommonAppData();
+    PinnedPath pins{folder, object.path, object.kind, READ_CONTROL};
+    std::wstring path = folder + object.path;
+    if (!EnsureExists(object, pins, path, descriptor))
         return false;
     sids = MakeSids(object.rules);
     if (sids.empty())
@@ -121,8 +155,7 @@ bool ReplaceAccess(const ProtectedObject& object)
         WriteLog(g_tssLog, "SetEntriesInAclW error");
         return false;
     }
-    const DWORD error =
-        SetNamedSecurityInfoW(path.data(), SE_FILE_OBJECT, kProtectedList, nullptr, nullptr, list.Get(), nullptr);
+    const DWORD error = Apply(object, pins, path, sids, list);
     if (error != ERROR_SUCCESS)
     {
         WriteLog(g_tssLog, "SetNamedSecurityInfo call failed: %d", error);

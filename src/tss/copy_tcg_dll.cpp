@@ -2,10 +2,16 @@
 #include "tss/copy_tcg_dll.h"
 
 #include "platform/exception_guard.h"
+#include "platform/full_path.h"
+#include "platform/pinned_path.h"
+#include "platform/text.h"
+#include "platform/trusted_owner.h"
 #include "tss/probe_library_path.h"
 #include "tss/tss_log.h"
 
 #include <windows.h>
+
+#include <algorithm>
 
 namespace
 {
@@ -21,6 +27,30 @@ BoundedPath WindowsDirectory()
         length = GetWindowsDirectoryA(directory, sizeof directory);
     // A directory that does not fit gives its length alone.
     return length < sizeof directory ? BoundedPath{directory} : BoundedPath{};
+}
+
+// The directories of a path on a drive.
+PinnedPath DirectoriesOf(const BoundedPath& path)
+{
+    constexpr std::size_t kDriveLength = 2;
+    const std::wstring wide = ToWide(path.Get());
+    const std::size_t drive = std::min(wide.size(), kDriveLength);
+    return {wide.substr(0, drive), wide.substr(drive), PinnedPath::Kind::Directory, READ_CONTROL};
+}
+
+// Whether the directory that the environment names may be written to, as the Win32 error of what is wrong with it: it
+// is on no drive, a link, or an ordinary user's. One that is missing is left to the copy to find out.
+DWORD Check(PinnedPath& directories, const BoundedPath& path)
+{
+    if (!IsPathOnDrive(path.Get()))
+        return ERROR_FILENAME_EXCED_RANGE;
+    DWORD error = directories.Pin();
+    for (const UniqueKernelHandle& directory : directories.Parts())
+    {
+        if (error == ERROR_SUCCESS || IsMissing(error))
+            error = CheckOwner(directory.Get());
+    }
+    return IsMissing(error) ? ERROR_SUCCESS : error;
 }
 
 void LogCopyFailure(const BoundedPath& source, const BoundedPath& destination, DWORD error)
@@ -54,6 +84,12 @@ void CopyProbeLibrary(const char* target, const char* vendor)
     if (source.IsEmpty() || destination.IsEmpty())
     {
         LogCopyFailure(source, destination, ERROR_FILENAME_EXCED_RANGE);
+        return;
+    }
+    PinnedPath directories = DirectoriesOf(folder);
+    if (const DWORD error = Check(directories, folder); error != ERROR_SUCCESS)
+    {
+        LogCopyFailure(source, destination, error);
         return;
     }
 

@@ -8,6 +8,8 @@
 #include "fileapi.h"
 #include "winbase.h"
 
+#include <algorithm>
+
 using winsim::Call;
 using winsim::CreateError;
 using winsim::File;
@@ -287,7 +289,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
     const bool existed = AllFiles().Find(name.path) != nullptr;
     const File& file = OpenForUse(name, opening);
     const HANDLE handle = Simulation::Current().handles.Open(
-        winsim::kFile, winsim::OpenFile{file.identity, opening.access, opening.share});
+        winsim::kFile, winsim::OpenFile{file.identity, opening.access, opening.share, name.path});
     const bool saysSo = dwCreationDisposition == CREATE_ALWAYS || dwCreationDisposition == OPEN_ALWAYS;
     return call.Fail(handle, existed && saysSo ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
 }
@@ -319,4 +321,23 @@ BOOL WINAPI GetFileInformationByHandle(HANDLE hFile, LPBY_HANDLE_FILE_INFORMATIO
                                            {"nFileIndexHigh", information.nFileIndexHigh},
                                            {"nFileIndexLow", information.nFileIndexLow}});
     return call.Done(TRUE);
+}
+
+DWORD WINAPI GetFinalPathNameByHandleW(HANDLE hFile, LPWSTR lpszFilePath, DWORD cchFilePath, DWORD dwFlags)
+{
+    Call call{"GetFinalPathNameByHandleW"};
+    call.In("hFile", hFile).In("cchFilePath", cchFilePath).In("dwFlags", dwFlags);
+    if (const auto fault = call.Fault())
+        return call.Fail(DWORD{0}, *fault);
+    const auto* open =
+        Simulation::Current().handles.Find<winsim::OpenFile>(hFile, winsim::kFile, "GetFinalPathNameByHandleW");
+    if (open == nullptr)
+        return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
+    const std::u16string path = u"\\\\?\\" + winsim::Utf16(open->path);
+    // Without room for it, the length with the terminator.
+    if (path.size() >= cchFilePath)
+        return call.Done(static_cast<DWORD>(path.size() + 1));
+    std::copy_n(path.c_str(), path.size() + 1, lpszFilePath);
+    call.Out("lpszFilePath", winsim::Utf8(path));
+    return call.Done(static_cast<DWORD>(path.size()));
 }

@@ -2,6 +2,7 @@
 #include "winsim/api/system_functions.h"
 
 #include "bcrypt.h"
+#include "fileapi.h"
 #include "winbase.h"
 #include "winnls.h"
 
@@ -22,6 +23,7 @@ const SystemFunction kFunctions[] = {
     {"bcrypt.dll", "BCryptRegisterProvider", AddressOf(&BCryptRegisterProvider)},
     {"bcrypt.dll", "BCryptRemoveContextFunctionProvider", AddressOf(&BCryptRemoveContextFunctionProvider)},
     {"bcrypt.dll", "BCryptUnregisterProvider", AddressOf(&BCryptUnregisterProvider)},
+    {"kernel32.dll", "GetFinalPathNameByHandleW", AddressOf(&GetFinalPathNameByHandleW), 6, 0},
     {"kernel32.dll", "GetThreadUILanguage", AddressOf(&GetThreadUILanguage)},
     {"kernel32.dll", "GetTickCount", AddressOf(&GetTickCount)},
     {"kernel32.dll", "IsWow64Process", AddressOf(&IsWow64Process)},

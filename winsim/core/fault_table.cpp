@@ -72,6 +72,7 @@ constexpr FaultRow kRows[] = {
     Row("GetFileInformationByHandle", 1, 5, 6),
     Row("GetFileVersionInfoSizeW", 2, 1812, 1813, 0),
     Row("GetFileVersionInfoW", 2, 8, 1813),
+    Row("GetFinalPathNameByHandleW", 3, 5, 8),
     Row("GetLocaleInfoA", 87, 122, 1004),
     Row("GetModuleBaseNameA", 5, 6, 299, 0),
     Row("GetModuleFileNameA", 122, 126),

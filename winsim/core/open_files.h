@@ -18,6 +18,7 @@ struct OpenFile
     FileIdentity file;
     std::uint32_t access = 0; // the rights that the handle carries
     std::uint32_t share = 0;  // what others may do meanwhile: FILE_SHARE_READ, ...
+    std::string path = {};    // that it was opened by, links followed
 };
 
 // The rights on files that a mask stands for, without generic ones.

@@ -20,6 +20,7 @@ using PSID_IDENTIFIER_AUTHORITY = SID_IDENTIFIER_AUTHORITY*;
     }
 
 inline constexpr DWORD SECURITY_LOCAL_SYSTEM_RID = 18;
+inline constexpr DWORD SECURITY_LOCAL_SERVICE_RID = 19;
 inline constexpr DWORD SECURITY_NETWORK_SERVICE_RID = 20;
 inline constexpr DWORD SECURITY_BUILTIN_DOMAIN_RID = 32;
 inline constexpr DWORD DOMAIN_ALIAS_RID_ADMINS = 544;
@@ -125,6 +126,8 @@ enum TOKEN_INFORMATION_CLASS
 {
     TokenUser = 1
 };
+
+inline constexpr std::size_t SECURITY_MAX_SID_SIZE = 68;
 
 struct SID_AND_ATTRIBUTES
 {

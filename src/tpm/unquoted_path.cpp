@@ -1,0 +1,26 @@
+// Looks for the programs that an unquoted path may start by mistake.
+#include "tpm/unquoted_path.h"
+
+#include <windows.h>
+
+namespace
+{
+
+bool IsFile(const std::wstring& path)
+{
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+} // namespace
+
+bool StartsAnotherProgram(const std::wstring& path)
+{
+    for (std::size_t blank = path.find(L' '); blank != std::wstring::npos; blank = path.find(L' ', blank + 1))
+    {
+        const std::wstring candidate = path.substr(0, blank);
+        if (IsFile(candidate) || IsFile(candidate + L".exe"))
+            return true;
+    }
+    return false;
+}
