@@ -3,12 +3,15 @@
 
 #include "winsim/core/text.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <utility>
 
 namespace
 {
 
 using winsim::File;
+using winsim::Json;
 
 const std::string kData = R"(C:\ProgramData\)";
 const std::string kTree = kData + "Kelo Systems Corp";
@@ -19,12 +22,21 @@ const std::string kEmptyFolder = kVictims + R"(\empty)";
 const std::string kNothing = kVictims + R"(\nothing)";
 const std::string kVictimFile = R"(C:\Windows\system32\victim.dat)";
 const std::string kMissingFile = R"(C:\Windows\system32\planted.dat)";
+const std::string kPlantedFolder = kData + "Planted";
 const std::string kSystemFolder = R"(C:\Windows\system32)";
 
 // Below the tree; "" is the tree itself.
 constexpr const char* kFolders[] = {"", R"(\Common)", R"(\Common\policies)", R"(\InstallLogs)",
                                     R"(\InstallLogs\Toolkit)"};
 constexpr const char* kFiles[] = {R"(\Common\Kelo_Config.ini)", R"(\InstallLogs\Toolkit\kelo_install_log.txt)"};
+
+constexpr const char* kPlantedLibraries[] = {"Internationalization_et.dll", "Internationalization_en.dll",
+                                             "stkprobe.dll", "CertJobPlanner.dll", "bcrypt.dll"};
+// Where a path in C:\Program Files\Kelo Systems Corp ends when it is cut at a blank.
+constexpr const char* kPlantedPrograms[] = {R"(C:\Program.exe)", R"(C:\Program Files\Kelo.exe)",
+                                            R"(C:\Program Files\Kelo Systems.exe)"};
+constexpr std::uint16_t kEstonian = 0x0425;
+constexpr char kUser[] = "S-1-5-21-1004336348-1177238915-682003330-1002";
 
 // A folder or file that only administrators may use.
 void Guard(File& file)
@@ -99,6 +111,47 @@ winsim::Machine MachineWithVictims(winsim::Machine machine)
     Guard(victim);
     victim.content = "what only administrators may change";
     return machine;
+}
+
+winsim::Machine MachineWithPlantedFiles(winsim::Machine machine)
+{
+    Json description = machine.ToJson();
+    description["windows"]["uiLanguage"] = kEstonian;
+    description["windows"]["userLanguage"] = kEstonian;
+    description["environment"]["PATH"] = kSystemFolder + ";" + kPlantedFolder;
+    description["process"]["currentDirectory"] = kPlantedFolder;
+    for (const char* library : kPlantedLibraries)
+        description["libraries"][kPlantedFolder + "\\" + library] = Json::object();
+    for (const char* program : kPlantedPrograms)
+    {
+        description["files"][program] = Json::object();
+        description["programs"][program] = Json::object();
+    }
+    return winsim::Machine::FromJson(description);
+}
+
+bool IsPlanted(const std::string& path)
+{
+    const auto isSame = [&](const char* program) { return winsim::SameName(path, program); };
+    return winsim::FoldCase(path).starts_with(winsim::FoldCase(kPlantedFolder)) ||
+           std::ranges::any_of(kPlantedPrograms, isSame);
+}
+
+std::vector<winsim::Machine> MachinesWithAnotherWindowsFolder(const winsim::Machine& machine)
+{
+    Json description = MachineWithVictims(machine).ToJson();
+    description["environment"]["windir"] = kPlantedFolder;
+    description["files"][kEmptyFolder + R"(\system32)"] = {{"directory", true}};
+    Json link = description;
+    link["files"][kPlantedFolder] = {{"directory", true}, {"link", kEmptyFolder}, {"owner", kUser}};
+    Json linkBelow = description;
+    linkBelow["files"][kPlantedFolder] = {{"directory", true}, {"owner", kUser}};
+    linkBelow["files"][kPlantedFolder + R"(\system32)"] = {
+        {"directory", true}, {"link", kEmptyFolder}, {"owner", kUser}};
+    Json own = description;
+    own["files"][kPlantedFolder] = {{"directory", true}, {"owner", kUser}};
+    own["files"][kPlantedFolder + R"(\system32)"] = {{"directory", true}, {"owner", kUser}};
+    return {winsim::Machine::FromJson(link), winsim::Machine::FromJson(linkBelow), winsim::Machine::FromJson(own)};
 }
 
 const std::vector<Attack>& AllAttacks()

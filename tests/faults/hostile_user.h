@@ -9,9 +9,20 @@
 #include <string>
 #include <vector>
 
-// The machine with what an attacker would like to have changed: an empty folder and a whole one, a file in Windows'
-// system folder, and a library of each name that the program asks for in a folder of the user's.
+// The machine with what an attacker would like to have changed: an empty folder, one like the program's own, and a file
+// in Windows' system folder.
 winsim::Machine MachineWithVictims(winsim::Machine machine);
+
+// The same machine with files in the user's own folder, at the root of the system drive and in the current directory
+// that have the names of what the program loads and starts, where Windows' search order or a path without quotation
+// marks comes by them. The language is one that no library of texts is there for.
+winsim::Machine MachineWithPlantedFiles(winsim::Machine machine);
+
+// Whether a file is one of those.
+bool IsPlanted(const std::string& path);
+
+// Machines on which the variable "windir" is the user's own: it names a folder of the user's, or a link.
+std::vector<winsim::Machine> MachinesWithAnotherWindowsFolder(const winsim::Machine& machine);
 
 // One way to misuse a place: with a link, a second name or an object of the wrong kind.
 struct Attack

@@ -130,6 +130,24 @@ TEST_P(HostileUserSweep, AnHonestMachineIsAsEver)
         EXPECT_TRUE(change.area == "files" && change.kind == "added") << change.area << ": " << change.item;
 }
 
+TEST_P(HostileUserSweep, NothingThatTheUserPlantedIsLoadedOrStarted)
+{
+    const Outcome outcome = ::Run(GetParam(), MachineWithPlantedFiles(MachineOf(GetParam())), {});
+    for (const std::string& image : outcome.images)
+        EXPECT_FALSE(IsPlanted(image)) << image;
+}
+
+TEST_P(HostileUserSweep, AnotherWindowsFolderTakesNoFile)
+{
+    for (const winsim::Machine& machine : MachinesWithAnotherWindowsFolder(MachineOf(GetParam())))
+    {
+        const Outcome outcome = ::Run(GetParam(), machine, {});
+        for (const winsim::Change& change : Compare(machine, outcome.machine))
+            EXPECT_FALSE(IsPlanted(change.item) || change.item.starts_with("C:\\Victim"))
+                << change.area << ": " << change.item;
+    }
+}
+
 // What this promises to try.
 TEST(HostileUserSweepAsAWhole, TriesAtLeast5000Runs)
 {
