@@ -93,6 +93,12 @@ std::string DescribeEntry(const Options& options, const Machine& machine)
     return "Command: " + winsim::JoinCommandLine(words);
 }
 
+std::string DescribeAct(const winsim::TriedAct& tried)
+{
+    const std::string end = tried.error == 0 ? "done" : fmt::format("refused ({})", tried.error);
+    return fmt::format("  after call {}: {}: {}", tried.afterCall, TextOf(tried.act), end);
+}
+
 } // namespace
 
 std::string TextReport(const Options& options, const Machine& before, const Outcome& outcome)
@@ -110,6 +116,8 @@ std::string TextReport(const Options& options, const Machine& before, const Outc
         }
         AppendSection(report, "Calls", shown, &DescribeCall);
     }
+    if (!outcome.triedActs.empty())
+        AppendSection(report, "Meanwhile", outcome.triedActs, &DescribeAct);
     AppendSection(report, "Log", winsim::LogLines(before, outcome.machine),
                   [](const std::string& line) { return "  " + line; });
 

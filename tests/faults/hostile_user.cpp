@@ -167,6 +167,14 @@ const std::vector<Attack>& AllAttacks()
     return attacks;
 }
 
+const std::string kTurnedTo = kEmptyFolder;
+
+Attack TurningOfPolicies()
+{
+    const std::string place = kTree + R"(\Common\policies)";
+    return {"a folder that becomes a link", place, {"turn " + place + " -> " + kTurnedTo}, {}};
+}
+
 std::vector<winsim::Meanwhile> After(std::size_t ordinal, const Attack& attack)
 {
     std::vector<winsim::Meanwhile> all;

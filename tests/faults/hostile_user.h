@@ -36,6 +36,12 @@ struct Attack
 // Every way for every place.
 const std::vector<Attack>& AllAttacks();
 
+// The one way that no open handle is in: an empty folder of the policies becomes a link as it stands.
+Attack TurningOfPolicies();
+
+// The folder that it then leads to.
+extern const std::string kTurnedTo;
+
 // What happens when an attack comes after the ordinal-th call of a run.
 std::vector<winsim::Meanwhile> After(std::size_t ordinal, const Attack& attack);
 

@@ -148,6 +148,27 @@ TEST_P(HostileUserSweep, AnotherWindowsFolderTakesNoFile)
     }
 }
 
+// What is left over: SetNamedSecurityInfoW goes by a name, and no handle keeps an empty folder from becoming a link. On
+// a machine with redirection trust the link is not followed. On an older one its target gets the access list of the
+// policies, and nothing else comes of it.
+TEST_P(HostileUserSweep, AnEmptyFolderThatBecomesALinkGivesAwayOneAccessListAtMost)
+{
+    const winsim::Machine machine = MachineWithVictims(MachineOf(GetParam()));
+    const Outcome undisturbed = ::Run(GetParam(), machine, {});
+    for (const std::size_t ordinal : PlacesToStrike(GetParam(), undisturbed))
+    {
+        const Outcome outcome = ::Run(GetParam(), machine, {}, After(ordinal, TurningOfPolicies()));
+        for (const std::string& complaint : HostileComplaints(undisturbed, outcome))
+        {
+            EXPECT_EQ(complaint, "it changed files: " + kTurnedTo) << ordinal;
+            EXPECT_FALSE(machine.windows.major >= 10 && machine.windows.hasRedirectionTrust) << ordinal;
+        }
+        winsim::Machine exceptForTheList = outcome.machine;
+        exceptForTheList.files.Find(kTurnedTo)->security = undisturbed.machine.files.Find(kTurnedTo)->security;
+        EXPECT_EQ(*exceptForTheList.files.Find(kTurnedTo), *undisturbed.machine.files.Find(kTurnedTo)) << ordinal;
+    }
+}
+
 // What this promises to try.
 TEST(HostileUserSweepAsAWhole, TriesAtLeast5000Runs)
 {
