@@ -93,8 +93,12 @@ set_target_properties(kelo_library PROPERTIES OUTPUT_NAME KeloCustomActionLibrar
 
 # ---- kelo-rehearse ------------------------------------------------------------------------------------------------
 
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/choices.md)
+file(READ ${PROJECT_SOURCE_DIR}/docs/choices.md KELO_CHOICES)
+configure_file(rehearse/choices.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/choices.cpp @ONLY)
+
 file(GLOB REHEARSE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/rehearse/*.cpp)
-add_executable(kelo-rehearse ${REHEARSE_SOURCES})
+add_executable(kelo-rehearse ${REHEARSE_SOURCES} ${CMAKE_CURRENT_BINARY_DIR}/choices.cpp)
 target_compile_options(kelo-rehearse PRIVATE ${KELO_WARNINGS})
 target_link_libraries(kelo-rehearse PRIVATE winsim CLI11::CLI11)
 add_dependencies(kelo-rehearse kelo_program kelo_library)
@@ -152,3 +156,8 @@ include(cmake/bench.cmake)
 add_test(NAME unit.machine_schema
     COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/machine_schema_test.py ${PROJECT_SOURCE_DIR})
 set_tests_properties(unit.machine_schema PROPERTIES LABELS unit)
+
+# The command lines that help texts and documents show.
+add_test(NAME unit.commands
+    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/commands_test.py ${PROJECT_SOURCE_DIR})
+set_tests_properties(unit.commands PROPERTIES LABELS unit)

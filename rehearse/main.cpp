@@ -1,4 +1,5 @@
 // kelo-rehearse: runs an action or an export of the installer program on a described machine and tells what it did.
+#include "rehearse/exit_status.h"
 #include "rehearse/options.h"
 #include "rehearse/report.h"
 #include "winsim/core/program.h"
@@ -11,20 +12,10 @@
 namespace
 {
 
-constexpr int kUsageError = 2;
-
 // The images of the program lie beside this one.
 winsim::Program Image(const char* fileName)
 {
     return winsim::Program((std::filesystem::read_symlink("/proc/self/exe").parent_path() / fileName).string());
-}
-
-// What a shell makes of an exit code. An export's result has more bits than that: it only tells success from failure.
-int ExitStatus(const Options& options, int exitCode)
-{
-    if (!options.exportName.empty())
-        return exitCode == 0 ? 0 : 1;
-    return exitCode & 0xFF;
 }
 
 winsim::Outcome Run(const Options& options, const winsim::Machine& machine, const winsim::RunOptions& run)
@@ -50,15 +41,17 @@ int Rehearse(const Options& options)
     run.faults = options.faults;
     run.meanwhile = options.meanwhile;
     run.recordCalls = options.isJson || options.trace != Trace::None;
+    run.foldRepeats = true;
     const winsim::Outcome outcome = Run(options, machine, run);
 
     if (!options.savePath.empty())
         Save(outcome.machine, options.savePath);
     if (options.isJson)
-        std::cout << JsonReport(machine, outcome).dump(2, ' ', false, winsim::Json::error_handler_t::replace) << "\n";
+        std::cout << JsonReport(options, machine, outcome).dump(2, ' ', false, winsim::Json::error_handler_t::replace)
+                  << "\n";
     else
         std::cout << TextReport(options, machine, outcome);
-    return ExitStatus(options, outcome.exitCode);
+    return ExitStatusOf(outcome);
 }
 
 } // namespace
@@ -75,6 +68,6 @@ int main(int argc, char** argv)
     catch (const std::exception& error)
     {
         std::cerr << "kelo-rehearse: " << error.what() << "\n";
-        return kUsageError;
+        return exit_status::kUsageError;
     }
 }

@@ -1,6 +1,10 @@
 // Reads kelo-rehearse's command line.
 #include "rehearse/options.h"
 
+#include "rehearse/choices.h"
+#include "rehearse/exit_status.h"
+#include "winsim/core/fault_table.h"
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -9,21 +13,34 @@
 namespace
 {
 
-constexpr int kUsageError = 2;
-
 constexpr char kDescription[] =
     "Runs an action of the Kelo Toolkit's installer program on a described Windows machine, without Windows.";
 
-constexpr char kFooter[] = R"(Everything behind -- is the program's own command line:
-  kelo-rehearse machines/windows-7.json -- /Setup /TSS_VENDOR=KELO
-  kelo-rehearse --save after.json machines/windows-7.json -- /Setup
+constexpr char kFooter[] = R"(Everything after -- is the program's own command line:
+  kelo-rehearse machines/windows-7-toolkit.json -- /Setup /TSS_VENDOR=KELO
+  kelo-rehearse --save after.json machines/windows-7-toolkit.json -- /Setup
   kelo-rehearse after.json -- /Uninstall
+  kelo-rehearse --fault OpenServiceW#2=ERROR_ACCESS_DENIED machines/windows-7-toolkit.json -- /Setup
   kelo-rehearse --export SRK_Auth_Change machines/srk-upgrade.json
 
-Exit status: the program's exit code (0, or 255 for -1); with --export, 0 when the exported entry point returned 0 and
-1 when it returned anything else (the report and --json tell what); 2 for a usage error or a bad description.
+Exit status:
+  0  the program succeeded
+  1  the program ended with -1; with --export, the entry point returned anything but 0
+  2  a usage error, or a bad description
+  3  the program would wait for ever
+  4  the program died of an exception or a fault
+
+--json prints exitCode, end, noResult, log, repeatedLines, stdout, events, calls, repeatedCalls, faults, changes, clockMs
+and violations; docs/rehearsal.md tells what they hold, and docs/machine.md how a machine is described.
 
 Passwords (what follows "/PASSWORD=" in installer data, and "/P:" in a command line) are shown and saved as stars.)";
+
+// Printed in place of a rehearsal.
+class CallForChoices : public CLI::Success
+{
+public:
+    CallForChoices() : CLI::Success("CallForChoices", "", CLI::ExitCodes::Success) {}
+};
 
 // The program's own arguments stand behind "--"; they look like anything.
 std::vector<std::string> TakeProgramArguments(std::vector<std::string>& words)
@@ -34,6 +51,14 @@ std::vector<std::string> TakeProgramArguments(std::vector<std::string>& words)
     std::vector<std::string> arguments(separator + 1, words.end());
     words.erase(separator, words.end());
     return arguments;
+}
+
+winsim::Fault CheckedFault(const std::string& text)
+{
+    const winsim::Fault fault = winsim::ParseFault(text);
+    if (const std::string complaint = ComplaintAbout(fault); !complaint.empty())
+        throw std::invalid_argument("fault \"" + text + "\": " + complaint);
+    return fault;
 }
 
 } // namespace
@@ -50,8 +75,7 @@ ParsedOptions ParseOptions(int argc, char** argv)
     CLI::App app{kDescription, "kelo-rehearse"};
     app.footer(kFooter);
     app.add_option("MACHINE.json", options.machinePath, "The machine's description")->required();
-    app.add_flag("--json", options.isJson,
-                 "Print one JSON object: exitCode, log, stdout, events, calls, changes, clockMs");
+    app.add_flag("--json", options.isJson, "Print one JSON object instead of a text; its keys are below");
     app.add_flag(
            "--trace{calls}", trace,
            "Show every Windows call, with arguments and result; --trace=all shows text conversions and memory too")
@@ -64,7 +88,11 @@ ParsedOptions ParseOptions(int argc, char** argv)
            "is the machine's installer.properties.CustomActionData")
         ->type_name("SRK_Auth_Change")
         ->check(CLI::IsMember({"SRK_Auth_Change"}));
-    app.add_option("--fault", faults, "Let the Nth call of a name fail with an error, each call without #N")
+    app.add_option("--fault", faults,
+                   "Let the Nth call of a name fail, without #N each call: with a number, a name such as "
+                   "ERROR_ACCESS_DENIED, with \"nothing\" (it succeeds with nothing) or \"fault\" (an access "
+                   "violation); one that is "
+                   "not reached is reported")
         ->type_name("CALL[#N]=ERROR")
         ->allow_extra_args(false);
     app.add_option("--meanwhile", meanwhile,
@@ -74,6 +102,10 @@ ParsedOptions ParseOptions(int argc, char** argv)
         ->type_name("CALL[#N]=ACT[; ACT...]")
         ->allow_extra_args(false);
 
+    app.add_flag_callback(
+        "--choices", [] { throw CallForChoices(); },
+        "Print where this program departs from the letter of its requirements, and why");
+
     try
     {
         std::reverse(words.begin(), words.end());
@@ -81,7 +113,7 @@ ParsedOptions ParseOptions(int argc, char** argv)
         if (!options.exportName.empty() && !options.arguments.empty())
             throw CLI::ArgumentMismatch("an exported entry point has no command line");
         for (const std::string& fault : faults)
-            options.faults.push_back(winsim::ParseFault(fault));
+            options.faults.push_back(CheckedFault(fault));
         for (const std::string& acts : meanwhile)
             options.meanwhile.push_back(winsim::ParseMeanwhile(acts));
     }
@@ -90,10 +122,15 @@ ParsedOptions ParseOptions(int argc, char** argv)
         std::cout << app.help();
         return {std::nullopt, 0};
     }
+    catch (const CallForChoices&)
+    {
+        std::cout << kChoicesText;
+        return {std::nullopt, 0};
+    }
     catch (const std::exception& error)
     {
         std::cerr << "kelo-rehearse: " << error.what() << " (--help tells more)\n";
-        return {std::nullopt, kUsageError};
+        return {std::nullopt, exit_status::kUsageError};
     }
     if (!trace.empty())
         options.trace = trace == "all" ? Trace::All : Trace::Calls;

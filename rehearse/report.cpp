@@ -1,6 +1,9 @@
 // Tells what a rehearsal did.
 #include "rehearse/report.h"
 
+#include "rehearse/exit_status.h"
+#include "rehearse/repeated_lines.h"
+
 #include "winsim/core/install_log.h"
 
 #include <fmt/format.h>
@@ -67,7 +70,59 @@ std::string DescribeCall(const winsim::CallRecord& record)
         line += fmt::format(" {}", record.out.dump());
     if (record.error != 0)
         line += fmt::format("  error {}", record.error);
+    if (record.isFault)
+        line += "  (fault)";
     return line;
+}
+
+// The calls to show. Those that repeat stand below a line of their own, further to the right.
+std::vector<std::string> DescribeCalls(const Options& options, const Outcome& outcome)
+{
+    std::vector<std::string> lines;
+    const auto describe = [&](std::size_t first, std::size_t end, const char* indentation) {
+        for (std::size_t i = first; i < end; ++i)
+        {
+            if (options.trace == Trace::All || !outcome.calls[i].isHousekeeping)
+                lines.push_back(indentation + DescribeCall(outcome.calls[i]));
+        }
+    };
+    std::size_t next = 0;
+    for (const winsim::Repeat& repeat : outcome.repeats)
+    {
+        describe(next, repeat.first, "");
+        next = repeat.first + repeat.length;
+        lines.push_back(fmt::format("  {} times, every {} ms:", repeat.times, repeat.everyMs));
+        describe(repeat.first, next, "  ");
+    }
+    describe(next, outcome.calls.size(), "");
+    return lines;
+}
+
+std::vector<std::string> DescribeLog(const FoldedLines& log)
+{
+    std::vector<std::string> lines;
+    auto repeat = log.repeats.begin();
+    for (std::size_t i = 0; i < log.lines.size(); ++i)
+    {
+        lines.push_back("  " + log.lines[i]);
+        if (repeat == log.repeats.end() || i + 1 < repeat->first + repeat->length)
+            continue;
+        const std::string above = repeat->length == 1 ? "line" : fmt::format("{} lines", repeat->length);
+        lines.push_back(fmt::format("  (the {} above {} times more, to the last line {})", above, repeat->times - 1,
+                                    repeat->lastLine));
+        ++repeat;
+    }
+    return lines;
+}
+
+// How often a fault came about, or that it did not.
+std::string DescribeFault(const winsim::Fault& fault, unsigned reached, const Outcome& outcome)
+{
+    const auto counted = outcome.callCounts.find(fault.call);
+    const unsigned calls = counted == outcome.callCounts.end() ? 0 : counted->second;
+    const std::string made = fmt::format("of {} call{} of {}", calls, calls == 1 ? "" : "s", fault.call);
+    return fmt::format("Fault: {}: {} {}\n", TextOf(fault), reached == 0 ? "NOT REACHED," : std::to_string(reached),
+                       made);
 }
 
 std::string DescribeDuration(std::uint64_t ms)
@@ -75,12 +130,89 @@ std::string DescribeDuration(std::uint64_t ms)
     return ms == 0 ? "none" : fmt::format("{}.{:03} s", ms / 1000, ms % 1000);
 }
 
-template <typename Item, typename Describe>
-void AppendSection(std::string& report, const char* title, const std::vector<Item>& items, Describe describe)
+// Why a run has no result; nothing when it has one.
+std::optional<std::string> WhyNoResult(const Outcome& outcome)
 {
-    report += fmt::format("\n{}:{}\n", title, items.empty() ? " none" : "");
-    for (const Item& item : items)
-        report += describe(item) + "\n";
+    if (outcome.death)
+        return "the program died: " + *outcome.death;
+    if (outcome.isEndless)
+        return fmt::format("the program would wait for ever; it was ended after {}.{:03} s", outcome.clockMs / 1000,
+                           outcome.clockMs % 1000);
+    return std::nullopt;
+}
+
+const char* EndOf(const Outcome& outcome)
+{
+    if (outcome.death)
+        return "death";
+    return outcome.isEndless ? "endless" : "exit";
+}
+
+void AppendSection(std::string& report, const char* title, const std::vector<std::string>& lines)
+{
+    report += fmt::format("\n{}:{}\n", title, lines.empty() ? " none" : "");
+    for (const std::string& line : lines)
+        report += line + "\n";
+}
+
+std::vector<std::string> Indented(std::vector<std::string> lines)
+{
+    for (std::string& line : lines)
+        line.insert(0, "  ");
+    return lines;
+}
+
+Json RepeatsIn(const FoldedLines& log)
+{
+    Json repeats = Json::array();
+    for (const RepeatedLines& repeat : log.repeats)
+        repeats.push_back({{"first", repeat.first},
+                           {"length", repeat.length},
+                           {"times", repeat.times},
+                           {"lastLine", repeat.lastLine}});
+    return repeats;
+}
+
+Json RepeatsIn(const Outcome& outcome)
+{
+    Json repeats = Json::array();
+    for (const winsim::Repeat& repeat : outcome.repeats)
+        repeats.push_back(
+            {{"first", repeat.first}, {"length", repeat.length}, {"times", repeat.times}, {"everyMs", repeat.everyMs}});
+    return repeats;
+}
+
+Json FaultsIn(const Options& options, const Outcome& outcome)
+{
+    Json faults = Json::array();
+    for (std::size_t i = 0; i < options.faults.size(); ++i)
+        faults.push_back({{"fault", TextOf(options.faults[i])}, {"times", outcome.faultsReached[i]}});
+    return faults;
+}
+
+Json NewEvents(const Machine& before, const Machine& after)
+{
+    const Json entries = after.events.ToJson();
+    Json events = Json::array();
+    for (std::size_t i = before.events.entries.size(); i < entries.size(); ++i)
+        events.push_back(entries[i]);
+    return events;
+}
+
+// A log whose lines repeat would be told a second time, and whole: its size has to do then.
+Json ChangesIn(const Machine& before, const Machine& after, bool isLogFolded)
+{
+    Json changes = Json::array();
+    for (Change& change : Compare(before, after))
+    {
+        if (isLogFolded && change.area == "files" && winsim::IsInstallLog(change.item))
+        {
+            change.after.erase("text");
+            change.after["size"] = after.files.Find(change.item)->content.size();
+        }
+        changes.push_back(ToJson(change));
+    }
+    return changes;
 }
 
 // How the program is entered.
@@ -93,33 +225,33 @@ std::string DescribeEntry(const Options& options, const Machine& machine)
     return "Command: " + winsim::JoinCommandLine(words);
 }
 
-std::string DescribeAct(const winsim::TriedAct& tried)
+std::vector<std::string> DescribeActs(const std::vector<winsim::TriedAct>& acts)
 {
-    const std::string end = tried.error == 0 ? "done" : fmt::format("refused ({})", tried.error);
-    return fmt::format("  after call {}: {}: {}", tried.afterCall, TextOf(tried.act), end);
+    std::vector<std::string> lines;
+    for (const winsim::TriedAct& tried : acts)
+    {
+        const std::string end = tried.error == 0 ? "done" : fmt::format("refused ({})", tried.error);
+        lines.push_back(fmt::format("  after call {}: {}: {}", tried.afterCall, TextOf(tried.act), end));
+    }
+    return lines;
 }
 
 } // namespace
 
 std::string TextReport(const Options& options, const Machine& before, const Outcome& outcome)
 {
-    std::string report = fmt::format("Machine: {} (Windows {}.{}, {})\n{}\n", before.title, before.windows.major,
-                                     before.windows.minor, options.machinePath, DescribeEntry(options, before));
+    const std::optional<std::string> whyNoResult = WhyNoResult(outcome);
+    std::string report = whyNoResult ? fmt::format("No result: {}\n", *whyNoResult) : "";
+    report += fmt::format("Machine: {} (Windows {}.{}, {})\n{}\n", before.title, before.windows.major,
+                          before.windows.minor, options.machinePath, DescribeEntry(options, before));
+    for (std::size_t i = 0; i < options.faults.size(); ++i)
+        report += DescribeFault(options.faults[i], outcome.faultsReached[i], outcome);
 
     if (options.trace != Trace::None)
-    {
-        std::vector<winsim::CallRecord> shown;
-        for (const winsim::CallRecord& record : outcome.calls)
-        {
-            if (options.trace == Trace::All || !record.isHousekeeping)
-                shown.push_back(record);
-        }
-        AppendSection(report, "Calls", shown, &DescribeCall);
-    }
+        AppendSection(report, "Calls", DescribeCalls(options, outcome));
     if (!outcome.triedActs.empty())
-        AppendSection(report, "Meanwhile", outcome.triedActs, &DescribeAct);
-    AppendSection(report, "Log", winsim::LogLines(before, outcome.machine),
-                  [](const std::string& line) { return "  " + line; });
+        AppendSection(report, "Meanwhile", DescribeActs(outcome.triedActs));
+    AppendSection(report, "Log", DescribeLog(Fold(winsim::LogLines(before, outcome.machine))));
 
     const std::vector<Change> changes = Compare(before, outcome.machine);
     report += fmt::format("\nChanged on the machine:{}\n", changes.empty() ? " nothing" : "");
@@ -132,33 +264,40 @@ std::string TextReport(const Options& options, const Machine& before, const Outc
     }
 
     if (!outcome.violations.empty())
-        AppendSection(report, "Handles and memory treated wrongly", outcome.violations,
-                      [](const std::string& text) { return "  " + text; });
-    report += fmt::format("\nWaiting: {}{}\n", DescribeDuration(outcome.clockMs),
-                          outcome.isEndless ? " (it would wait for ever; ended here)" : "");
-    report += fmt::format("Exit code: {}\n", outcome.exitCode);
+        AppendSection(report, "Handles and memory treated wrongly", Indented(outcome.violations));
+    report += fmt::format("\nWaiting: {}\n", DescribeDuration(outcome.clockMs));
+    if (!whyNoResult)
+        report += fmt::format("Exit code: {}\n", outcome.exitCode);
     return report;
 }
 
-Json JsonReport(const Machine& before, const Outcome& outcome)
+Json JsonReport(const Options& options, const Machine& before, const Outcome& outcome)
 {
+    const std::optional<std::string> whyNoResult = WhyNoResult(outcome);
+    const FoldedLines log = Fold(winsim::LogLines(before, outcome.machine));
     Json calls = Json::array();
     for (const winsim::CallRecord& record : outcome.calls)
         calls.push_back(ToJson(record));
-    Json changes = Json::array();
-    for (const Change& change : Compare(before, outcome.machine))
-        changes.push_back(ToJson(change));
-    Json events = Json::array();
-    const auto& entries = outcome.machine.events.ToJson();
-    for (std::size_t i = before.events.entries.size(); i < entries.size(); ++i)
-        events.push_back(entries[i]);
-    return {{"exitCode", outcome.exitCode},
-            {"log", winsim::LogLines(before, outcome.machine)},
+    return {{"exitCode", whyNoResult ? Json() : Json(outcome.exitCode)},
+            {"end", EndOf(outcome)},
+            {"noResult", whyNoResult ? Json(*whyNoResult) : Json()},
+            {"log", log.lines},
+            {"repeatedLines", RepeatsIn(log)},
             {"stdout", outcome.standardOutput},
-            {"events", events},
+            {"events", NewEvents(before, outcome.machine)},
             {"calls", calls},
-            {"changes", changes},
+            {"repeatedCalls", RepeatsIn(outcome)},
+            {"faults", FaultsIn(options, outcome)},
+            {"changes", ChangesIn(before, outcome.machine, !log.repeats.empty())},
             {"clockMs", outcome.clockMs},
-            {"endless", outcome.isEndless},
             {"violations", outcome.violations}};
+}
+
+int ExitStatusOf(const Outcome& outcome)
+{
+    if (outcome.death)
+        return exit_status::kDeath;
+    if (outcome.isEndless)
+        return exit_status::kEndless;
+    return outcome.exitCode == 0 ? exit_status::kSuccess : exit_status::kFailure;
 }

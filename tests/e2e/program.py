@@ -10,7 +10,7 @@ import subprocess
 import tempfile
 
 from log_lines import messages, parse
-from provision import as_on_wine, complete, provision
+from provision import as_on_wine, complete, provision, without_vain_nulls
 from wine import MOST_SECONDS, ROOT, Prefix
 
 EXE = ROOT / "build" / "windows" / "KeloCustomAction.exe"
@@ -23,7 +23,8 @@ LOG = r"C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\kelo_install_log.tx
 
 OWN_CODE = range(0x140000000, 0x150000000)  # where a program lies that is linked as usual
 
-USAGE_ERROR = 2  # kelo-rehearse's exit status
+# kelo-rehearse's exit statuses.
+USAGE_ERROR, ENDLESS, DEATH = 2, 3, 4
 
 
 @dataclasses.dataclass
@@ -41,6 +42,10 @@ class Run:
 
 class DescriptionError(Exception):
     """A machine that kelo-rehearse does not accept; the text is what it says."""
+
+
+class NoResult(AssertionError):
+    """A rehearsal without a result: why, and kelo-rehearse's exit status."""
 
 
 class Machine:
@@ -145,12 +150,14 @@ def rehearse_and_save(machine, *arguments):
     """The JSON report of kelo-rehearse, and the machine as it is left."""
     with tempfile.TemporaryDirectory() as folder:
         before, after = pathlib.Path(folder, "before.json"), pathlib.Path(folder, "after.json")
-        before.write_text(json.dumps(machine), encoding="utf-8")
+        before.write_text(json.dumps(without_vain_nulls(machine)), encoding="utf-8")
         done = subprocess.run([REHEARSE, "--json", "--save", after, before, *arguments], capture_output=True,
                               text=True, check=False, timeout=MOST_SECONDS)
         if done.returncode == USAGE_ERROR:
-            raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: "))
+            raise DescriptionError(done.stderr.strip().removeprefix("kelo-rehearse: ").removeprefix(f"{before}: "))
         report = json.loads(done.stdout)
-        if "--export" not in arguments and done.returncode != report["exitCode"] & 0xFF:
+        if report["noResult"]:
+            raise NoResult(report["noResult"], done.returncode)
+        if done.returncode != int(report["exitCode"] != 0):
             raise AssertionError(f"{REHEARSE} ended with {done.returncode}, and reports {report['exitCode']}")
         return report, json.loads(after.read_text(encoding="utf-8"))

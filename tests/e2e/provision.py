@@ -342,6 +342,15 @@ def as_on_wine(description):
     return under(WINE, description)
 
 
+def without_vain_nulls(description, base=None):
+    """The description without the nulls that take nothing away from a plain machine: kelo-rehearse refuses them, and
+    they come of putting one description onto another."""
+    base = load(ROOT / "winsim" / "plain_windows_10.json") if base is None else base
+    return {name: without_vain_nulls(value, base.get(name) if isinstance(base.get(name), dict) else {})
+            if isinstance(value, dict) and name != "effects" else value
+            for name, value in description.items() if value is not None or name in base}
+
+
 # How each area of a description is set up, in this order; any other is left out.
 AREAS = {
     "title": _apply_nothing,

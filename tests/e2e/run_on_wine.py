@@ -4,9 +4,9 @@ import subprocess
 import sys
 
 from machine_state import changes, files, registry_values
-from program import LOG, USAGE_ERROR, DescriptionError, Machine, rehearse
+from program import DEATH, ENDLESS, LOG, USAGE_ERROR, DescriptionError, Machine, NoResult, rehearse
 from provision import complete, load
-from wine import wine_version
+from wine import Hung, wine_version
 
 
 def show(area, found, describe):
@@ -40,7 +40,7 @@ def report(path, description, arguments):
         print("\nChanged on the machine:" + ("" if changed else " nothing"))
         print("".join(line + "\n" for line in changed), end="")
         print(f"\nExit code: {'not known, it did not end by itself' if run.exit_code is None else run.exit_code}")
-    return 1 if run.exit_code is None else run.exit_code
+    return DEATH if run.exit_code is None else int(run.exit_code != 0)
 
 
 def main():
@@ -54,7 +54,14 @@ def main():
     try:
         return report(path, description, arguments)
     except DescriptionError as error:
-        return usage_error(error)
+        return usage_error(f"{path}: {error}")
+    except NoResult as error:
+        reason, status = error.args
+        print(f"No result: {reason} (rehearsed, and not run under Wine)")
+        return status
+    except Hung as hung:
+        print("No result: the program did not end", *hung.args, *getattr(hung, "__notes__", []), sep="\n")
+        return ENDLESS
     except KeyboardInterrupt:
         return 130
 

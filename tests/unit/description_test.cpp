@@ -2,6 +2,7 @@
 // names its place, and how two machines are compared.
 #include "tests/support/simulated_run.h"
 
+#include "winsim/core/description_text.h"
 #include "winsim/core/machine.h"
 #include "winsim/core/plain_windows.h"
 
@@ -315,9 +316,73 @@ constexpr WrongDescription kWrongValues[] = {
     {R"({"files": {"C:\\a": {"bytes": "\u0100"}}})", "files.C:\\a.bytes: a character that is not one byte"},
 };
 
+constexpr WrongDescription kVainNulls[] = {
+    {R"({"files": {"C:\\none": null}})", "files.C:\\none: null, and there is nothing to take away"},
+    {R"({"services": {"tbs": null}})", "services.tbs: null, and there is nothing to take away"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": null}}}})",
+     "registry.HKLM\\A.values.V: null, and there is nothing to take away"},
+    {R"({"windos": null})", "windos: null, and there is nothing to take away"},
+};
+
+constexpr WrongDescription kWrongPrivileges[] = {
+    {R"({"token": {"privileges": ["SeDebugPrivilege", "SeDebug"]}})",
+     "token.privileges[1]: not a privilege such as SeTakeOwnershipPrivilege"},
+    {R"({"token": {"privileges": ["SeDebugPrivilege"], "enabled": ["SeBackupPrivilege"]}})",
+     "token.enabled[0]: not one of the token's privileges"},
+    {R"({"token": {"enabled": ["SeDebugPrivilege", "SeTcbPrivilege"]}})",
+     "token.enabled[1]: not one of the token's privileges"},
+};
+
+constexpr WrongDescription kWrongEffects[] = {
+    {R"({"programs": {"C:\\a.exe": {"runs": [{}, {"effects": {"windows": {"build": "x"}}}]}}})",
+     "programs.C:\\a.exe.runs[1].effects: windows.build: not a number"},
+    {R"({"libraries": {"C:\\a.dll": {"exports": {"F": {"effects": {"programs":
+         {"C:\\a.exe": {"runs": [{"effects": {"servces": {}}}]}}}}}}}})",
+     "libraries.C:\\a.dll.exports.F.effects: programs.C:\\a.exe.runs[0].effects: servces: unknown key"},
+};
+
+INSTANTIATE_TEST_SUITE_P(VainNulls, DescriptionErrors, testing::ValuesIn(kVainNulls));
+INSTANTIATE_TEST_SUITE_P(WrongPrivileges, DescriptionErrors, testing::ValuesIn(kWrongPrivileges));
+INSTANTIATE_TEST_SUITE_P(WrongEffects, DescriptionErrors, testing::ValuesIn(kWrongEffects));
 INSTANTIATE_TEST_SUITE_P(WrongTypes, DescriptionErrors, testing::ValuesIn(kWrongTypes));
 INSTANTIATE_TEST_SUITE_P(UnknownKeys, DescriptionErrors, testing::ValuesIn(kUnknownKeys));
 INSTANTIATE_TEST_SUITE_P(WrongValues, DescriptionErrors, testing::ValuesIn(kWrongValues));
+
+// Nothing said of them, those of a plain machine are enabled that this one has.
+TEST(Description, PrivilegesThatAreTakenAwayAreNotEnabled)
+{
+    const Machine machine = MachineOf(R"({"token": {"privileges": ["SeChangeNotifyPrivilege", "SeDebugPrivilege"]}})");
+    EXPECT_THAT(machine.token.enabled, ElementsAre("SeChangeNotifyPrivilege"));
+}
+
+// A text whose objects have keys twice.
+TEST(DescriptionText, WithAKeyTwiceIsRefusedByPath)
+{
+    struct Case
+    {
+        const char* text;
+        const char* error;
+    };
+    for (const Case& c :
+         {Case{R"({"title": "a", "title": "a"})", "title: this key is there twice"},
+          Case{R"({"files": {"C:\\a": {}, "C:\\b": {}, "C:\\a": {}}})", "files.C:\\a: this key is there twice"},
+          Case{R"({"events": [{}, {"strings": ["a", ["b"]], "id": 1, "id": 1}]})",
+               "events[1].id: this key is there twice"},
+          Case{R"([[1], {}, {"a": {"b": [], "c": {"d": 1}, "b": 2}}])", "[2].a.b: this key is there twice"}})
+    {
+        try
+        {
+            winsim::ParseDescription(c.text);
+            ADD_FAILURE() << c.text;
+        }
+        catch (const winsim::DescriptionError& error)
+        {
+            EXPECT_STREQ(error.what(), c.error);
+        }
+    }
+    EXPECT_EQ(winsim::ParseDescription(R"({"a": [{"b": 1}, {"b": 2}], "b": {"a": 3}})"),
+              Json::parse(R"({"a": [{"b": 1}, {"b": 2}], "b": {"a": 3}})"));
+}
 
 // A file that is there as long as the test.
 class ScratchFile
@@ -437,11 +502,24 @@ TEST_F(DescriptionFiles, MachineLikeAnotherDiffersFromThatOneOnly)
 
 TEST_F(DescriptionFiles, LikeMustNameFilesThatLeadToAnEnd)
 {
-    EXPECT_EQ(ErrorOf(Write("number.json", R"({"like": 1})")), "like: not a text");
-    EXPECT_EQ(ErrorOf(Write("circle.json", R"({"like": "circle.json"})")),
-              "like: too many files that are like each other");
+    const std::string number = Write("number.json", R"({"like": 1})");
+    EXPECT_EQ(ErrorOf(number), number + ": like: not a text");
+    const std::string circle = Write("circle.json", R"({"like": "circle.json"})");
+    EXPECT_EQ(ErrorOf(circle), circle + ": like: too many files that are like each other");
     EXPECT_THAT(ErrorOf(Write("alone.json", R"({"like": "missing.json"})")),
-                testing::EndsWith("missing.json: cannot be read"));
+                testing::EndsWith("/missing.json: cannot be read"));
+}
+
+TEST_F(DescriptionFiles, ErrorsNameTheFileThatTheyStandIn)
+{
+    const std::string model = Write("model.json", R"({"windows": {"build": "x"}})");
+    EXPECT_EQ(ErrorOf(Write("last.json", R"({"like": "model.json"})")), model + ": windows.build: not a number");
+    Write("model.json", R"({"windows": {"build": 1}})");
+    const std::string last = Write("last.json", R"({"like": "model.json", "folders": {"home": null}})");
+    EXPECT_EQ(ErrorOf(last), last + ": folders.home: null, and there is nothing to take away");
+    EXPECT_EQ(ErrorOf(Write("empty.json", "")).find(last.substr(0, last.rfind('/')) + "/empty.json: no JSON: "), 0u);
+    const std::string folder = last.substr(0, last.rfind('/'));
+    EXPECT_EQ(ErrorOf(folder), folder + ": cannot be read");
 }
 
 TEST(Comparison, NamesFilesAndEvents)

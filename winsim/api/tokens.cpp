@@ -1,6 +1,7 @@
 // The token of the process and its privileges.
 #include "winsim/api/kernel_objects.h"
 #include "winsim/core/gate.h"
+#include "winsim/core/privileges.h"
 #include "winsim/core/sid.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
@@ -20,27 +21,6 @@ using winsim::Simulation;
 namespace
 {
 
-struct Privilege
-{
-    const char* name;
-    DWORD luid;
-};
-
-constexpr Privilege kPrivileges[] = {
-    {"SeAssignPrimaryTokenPrivilege", 3},
-    {"SeIncreaseQuotaPrivilege", 5},
-    {"SeTcbPrivilege", 7},
-    {"SeSecurityPrivilege", 8},
-    {SE_TAKE_OWNERSHIP_NAME, 9},
-    {"SeLoadDriverPrivilege", 10},
-    {"SeBackupPrivilege", 17},
-    {"SeRestorePrivilege", 18},
-    {"SeShutdownPrivilege", 19},
-    {"SeDebugPrivilege", 20},
-    {"SeChangeNotifyPrivilege", 23},
-    {"SeImpersonatePrivilege", 29},
-};
-
 // What a token handle stands for: the rights it was opened with.
 struct OpenToken
 {
@@ -49,7 +29,7 @@ struct OpenToken
 
 const char* NameOf(const LUID& luid)
 {
-    for (const Privilege& privilege : kPrivileges)
+    for (const winsim::Privilege& privilege : winsim::kPrivileges)
     {
         if (luid.HighPart == 0 && luid.LowPart == privilege.luid)
             return privilege.name;
@@ -127,11 +107,9 @@ BOOL WINAPI LookupPrivilegeValueA(LPCSTR lpSystemName, LPCSTR lpName, PLUID lpLu
     call.In("lpSystemName", lpSystemName).In("lpName", lpName);
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
-    for (const Privilege& privilege : kPrivileges)
+    if (const winsim::Privilege* const privilege = winsim::FindPrivilege(lpName))
     {
-        if (!winsim::SameName(lpName, privilege.name))
-            continue;
-        *lpLuid = {privilege.luid, 0};
+        *lpLuid = {privilege->luid, 0};
         call.Out("lpLuid", Json{{"LowPart", lpLuid->LowPart}, {"HighPart", lpLuid->HighPart}});
         return call.Done(TRUE);
     }

@@ -3,6 +3,7 @@
 
 #include "winnt.h"
 #include "winsim/areas/inheritance.h"
+#include "winsim/core/privileges.h"
 #include "winsim/core/sid.h"
 #include "winsim/core/text.h"
 
@@ -76,6 +77,24 @@ std::uint32_t InheritanceOf(const Reader& reader)
     return flags;
 }
 
+std::vector<std::string> PrivilegesOf(const Reader& reader)
+{
+    reader.Elements([](const Reader& name) {
+        if (FindPrivilege(name.Text()) == nullptr)
+            name.Fail("not a privilege such as SeTakeOwnershipPrivilege");
+    });
+    return TextsOf(reader);
+}
+
+std::vector<std::string> EnabledOf(const Reader& reader, const Token& token)
+{
+    reader.Elements([&](const Reader& name) {
+        if (!token.HasPrivilege(name.Text()))
+            name.Fail("not one of the token's privileges");
+    });
+    return TextsOf(reader);
+}
+
 AccessEntry EntryOf(const Reader& reader)
 {
     AccessEntry entry;
@@ -139,8 +158,8 @@ void Token::Load(const Reader& reader)
     ObjectReader object{reader};
     object.With("user", [&](const Reader& sid) { user = SidOf(sid); });
     object.With("groups", [&](const Reader& sids) { groups = readSids(sids); });
-    object.With("privileges", [&](const Reader& names) { privileges = TextsOf(names); });
-    object.With("enabled", [&](const Reader& names) { enabled = TextsOf(names); });
+    object.With("privileges", [&](const Reader& names) { privileges = PrivilegesOf(names); });
+    object.With("enabled", [&](const Reader& names) { enabled = EnabledOf(names, *this); });
     object.Done();
 }
 

@@ -1,6 +1,11 @@
 // Lists the failures of the calls that the program makes.
 #include "winsim/core/fault_table.h"
 
+#include "winsim/core/error_names.h"
+#include "winsim/core/text.h"
+
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <span>
@@ -201,7 +206,38 @@ std::span<const std::uint32_t> ErrorsOf(std::string_view call)
     return {};
 }
 
+// The calls whose names begin like the given one: what somebody may have meant who left a letter out.
+std::string SimilarCalls(const std::string& beginning)
+{
+    std::string similar;
+    for (const FaultRow& row : kRows)
+    {
+        const std::string call(row.call);
+        if (SameName(call.substr(0, beginning.size()), beginning))
+            similar += (similar.empty() ? "; there is " : ", ") + call;
+    }
+    return similar;
+}
+
 } // namespace
+
+std::string ComplaintAbout(const Fault& fault)
+{
+    if (IsLibraryFunction(fault.call))
+        return {};
+    const std::span<const std::uint32_t> errors = ErrorsOf(fault.call);
+    if (errors.empty())
+        return CannotFail(fault.call) ? fault.call + " cannot fail"
+                                      : "the simulated machine has no call " + fault.call + SimilarCalls(fault.call);
+    if (fault.faults)
+        return {};
+    if (fault.givesNothing)
+        return Holds(kCanGiveNothing, fault.call) ? "" : fault.call + " cannot succeed with nothing";
+    if (IsFailure(ErrorKindOf(fault.call), fault.error) ||
+        std::find(errors.begin(), errors.end(), fault.error) != errors.end())
+        return {};
+    return fmt::format("{} is no failure of {}: that takes a {}", fault.error, fault.call, DescribeErrors(fault.call));
+}
 
 std::vector<Fault> FailuresOf(std::string_view call, unsigned occurrence)
 {

@@ -20,6 +20,11 @@ std::vector<std::string> FallibleCalls();
 // Whether the call is one that is known to be unable to fail.
 bool CannotFail(std::string_view call);
 
+// What is wrong with a fault that somebody asks for: winsim has no such call, the call cannot fail or give nothing, or
+// the error is no failure of it. Empty when nothing is. Functions of libraries are not looked at: a machine tells which
+// there are.
+std::string ComplaintAbout(const Fault& fault);
+
 // Whether the call is a function of a loaded library, such as "stkprobe.dll!DetectTSS".
 bool IsLibraryFunction(std::string_view call);
 

@@ -1,9 +1,12 @@
 // Records calls and makes them fail by plan.
 #include "winsim/core/gate.h"
 
+#include "winsim/core/error_names.h"
 #include "winsim/core/process_code.h"
 #include "winsim/core/simulation.h"
 #include "winsim/core/text.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
@@ -25,63 +28,83 @@ bool IsAnyPlannedFor(const Gate& gate, std::string_view name)
     return std::ranges::any_of(gate.faults, [name](const Fault& fault) { return fault.call == name; });
 }
 
-const Fault* PlannedFault(const Gate& gate, std::string_view name, unsigned occurrence)
+// The fault that the plan has for a call; it is noted as reached.
+const Fault* TakeFault(Gate& gate, std::string_view name, unsigned occurrence)
 {
-    for (const Fault& fault : gate.faults)
+    for (std::size_t i = 0; i < gate.faults.size(); ++i)
     {
-        if (fault.call == name && (fault.occurrence == 0 || fault.occurrence == occurrence))
-            return &fault;
+        const Fault& fault = gate.faults[i];
+        if (fault.call != name || (fault.occurrence != 0 && fault.occurrence != occurrence))
+            continue;
+        ++gate.reached[i];
+        return &fault;
     }
     return nullptr;
+}
+
+bool ParseNumber(std::string_view digits, int base, std::uint32_t& value)
+{
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, base);
+    return error == std::errc{} && end == digits.data() + digits.size();
+}
+
+// The error that a text stands for: a number, or a name that errors of the call have.
+std::optional<std::uint32_t> ErrorOf(std::string_view call, std::string_view text)
+{
+    std::uint32_t error = 0;
+    const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    if (ParseNumber(isHexadecimal ? text.substr(2) : text, isHexadecimal ? 16 : 10, error))
+        return error;
+    return ErrorNamed(ErrorKindOf(call), text);
 }
 
 } // namespace
 
 Json ToJson(const CallRecord& record)
 {
-    return {{"call", record.name}, {"in", record.in},       {"result", record.result},
-            {"out", record.out},   {"error", record.error}, {"clockMs", record.clockMs}};
+    Json json{{"call", record.name}, {"in", record.in},       {"result", record.result},
+              {"out", record.out},   {"error", record.error}, {"clockMs", record.clockMs}};
+    if (record.isFault)
+        json["fault"] = true;
+    return json;
 }
 
 Fault ParseFault(const std::string& text)
 {
-    const auto fail = [&](const char* what) -> Fault {
+    const auto fail = [&](const std::string& what) -> Fault {
         throw std::invalid_argument("fault \"" + text + "\": " + what + "; write CALL[#N]=ERROR");
     };
-    const auto parse = [](std::string_view digits, int base, auto& value) {
-        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, base);
-        return error == std::errc{} && end == digits.data() + digits.size();
-    };
-
     const std::size_t equals = text.rfind('=');
     if (equals == std::string::npos || equals == 0)
         return fail("no error given");
     Fault fault;
     fault.call = text.substr(0, equals);
+    if (const std::size_t hash = fault.call.find('#'); hash != std::string::npos)
+    {
+        if (!ParseNumber(std::string_view(fault.call).substr(hash + 1), 10, fault.occurrence) || fault.occurrence == 0)
+            return fail("N is not a number from 1 on");
+        fault.call.resize(hash);
+    }
     const std::string_view error = std::string_view(text).substr(equals + 1);
-    const bool isHexadecimal = error.starts_with("0x") || error.starts_with("0X");
     fault.givesNothing = error == kNothing;
     fault.faults = error == kFault;
-    if (!fault.givesNothing && !fault.faults &&
-        !parse(isHexadecimal ? error.substr(2) : error, isHexadecimal ? 16 : 10, fault.error))
-        return fail("the error is not a 32-bit number");
-
-    const std::size_t hash = fault.call.find('#');
-    if (hash == std::string::npos)
+    if (fault.givesNothing || fault.faults)
         return fault;
-    if (!parse(std::string_view(fault.call).substr(hash + 1), 10, fault.occurrence) || fault.occurrence == 0)
-        return fail("N is not a number from 1 on");
-    fault.call.resize(hash);
+    const std::optional<std::uint32_t> number = ErrorOf(fault.call, error);
+    if (!number)
+        return fail("the error is neither a 32-bit number nor a known " + std::string(DescribeErrors(fault.call)));
+    fault.error = *number;
     return fault;
 }
 
 std::string TextOf(const Fault& fault)
 {
     const std::string occurrence = fault.occurrence == 0 ? "" : "#" + std::to_string(fault.occurrence);
-    const std::string error = fault.givesNothing ? std::string(kNothing)
-                              : fault.faults     ? std::string(kFault)
-                                                 : std::to_string(fault.error);
-    return fault.call + occurrence + "=" + error;
+    if (fault.givesNothing || fault.faults)
+        return fault.call + occurrence + "=" + std::string(fault.givesNothing ? kNothing : kFault);
+    // HRESULTs and the like are known in hexadecimal.
+    return fault.call + occurrence + "=" +
+           (fault.error > 0xFFFF ? fmt::format("0x{:08X}", fault.error) : std::to_string(fault.error));
 }
 
 Call::Call(std::string_view name, CallKind kind)
@@ -107,7 +130,7 @@ Call::Call(std::string_view name, CallKind kind)
     // Memory is no event that others could act at.
     if (kind != CallKind::Allocation)
         m_ordinal = ++simulation.gate.count;
-    const winsim::Fault* planned = PlannedFault(simulation.gate, name, m_occurrence);
+    const winsim::Fault* const planned = TakeFault(simulation.gate, name, m_occurrence);
     if (planned != nullptr)
     {
         m_givesNothing = planned->givesNothing;
@@ -120,6 +143,7 @@ Call::Call(std::string_view name, CallKind kind)
         m_record->name = name;
         m_record->clockMs = simulation.ClockMs();
         m_record->isHousekeeping = kind != CallKind::Ordinary;
+        m_record->isFault = planned != nullptr;
         const auto& parametersOf = simulation.gate.parametersOf;
         m_isNoting = !parametersOf || m_fault || m_givesNothing || parametersOf->contains(name);
     }
@@ -148,6 +172,8 @@ void Call::NoteEnd()
     m_record->error = m_status.value_or(simulation.lastError);
     simulation.gate.records.push_back(std::move(*m_record));
     m_record.reset();
+    if (simulation.gate.repeats)
+        simulation.gate.repeats->Added(simulation.gate.records);
 }
 
 std::int32_t Call::Status(std::uint32_t status)

@@ -4,6 +4,7 @@
 
 #include "winsim/core/json.h"
 #include "winsim/core/meanwhile.h"
+#include "winsim/core/repeats.h"
 
 #include <cstdint>
 #include <map>
@@ -27,10 +28,12 @@ struct CallRecord
     std::uint32_t error = 0;
     std::uint64_t clockMs = 0;
     bool isHousekeeping = false; // text conversion or memory
+    bool isFault = false;        // it came out as the fault plan wanted it to
 
     bool operator==(const CallRecord&) const = default;
 };
 
+// As reports show it; "fault" is there only when it is true.
 Json ToJson(const CallRecord& record);
 
 // One failure to come: the occurrence-th call (from 1) of a name fails with an error; occurrence 0 means each of them.
@@ -46,8 +49,9 @@ struct Fault
 // The call by which a program gets a piece of memory.
 inline constexpr char kAllocation[] = "operator new";
 
-// Reads CALL[#N]=ERROR, the error decimal, with 0x hexadecimal, "nothing" for a call that is to succeed with nothing,
-// or "fault" for one that an access violation is to come out of. Throws std::invalid_argument, with a reason.
+// Reads CALL[#N]=ERROR. The error is decimal, hexadecimal with 0x, one of the names that errors of this call have
+// (winsim/core/error_names.h), "nothing" for a call that is to succeed with nothing, or "fault" for one that an access
+// violation is to come out of. Throws std::invalid_argument, with a reason.
 Fault ParseFault(const std::string& text);
 
 // The same text of a fault again.
@@ -61,7 +65,9 @@ struct Gate
     std::vector<Fault> faults;
     std::vector<Meanwhile> meanwhile;
     std::vector<TriedAct> triedActs;
+    std::vector<unsigned> reached; // how many calls each of these faults has had so far
     std::vector<CallRecord> records;
+    std::optional<RepeatFinder> repeats; // with one, calls that repeat are recorded once
     std::map<std::string, unsigned, std::less<>> counts;
     unsigned count = 0; // of all calls
 };

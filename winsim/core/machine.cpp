@@ -1,12 +1,13 @@
 // Makes machines from descriptions, and says how two machines differ.
 #include "winsim/core/machine.h"
 
+#include "winsim/core/description_text.h"
 #include "winsim/core/plain_windows.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <set>
+#include <iterator>
 
 namespace winsim
 {
@@ -69,14 +70,27 @@ bool IsForLater(const std::string& name)
     return name == "effects";
 }
 
-// Puts a description onto the plain machine's: a JSON merge patch.
-void Merge(const Json& description, Json& whole)
+// What becomes of a null for something that is not there.
+enum class VainNull
+{
+    IsAnError, // in a description: most likely its author has mistyped the name
+    IsFine     // in effects: the machine may have changed
+};
+
+std::string Below(const std::string& path, const std::string& name)
+{
+    return path.empty() ? name : path + "." + name;
+}
+
+// Puts a description onto another one: a JSON merge patch.
+void Merge(const Json& description, Json& whole, VainNull vainNull, const std::string& path = {})
 {
     for (const auto& [name, value] : description.items())
     {
         if (value.is_null())
         {
-            whole.erase(name);
+            if (whole.erase(name) == 0 && vainNull == VainNull::IsAnError)
+                throw DescriptionError(Below(path, name) + ": null, and there is nothing to take away");
             continue;
         }
         Json& member = whole[name];
@@ -87,8 +101,24 @@ void Merge(const Json& description, Json& whole)
         }
         if (!member.is_object())
             member = Json::object();
-        Merge(value, member);
+        Merge(value, member, vainNull, Below(path, name));
     }
+}
+
+// Other privileges than the plain machine's, and nothing said of which are enabled: those that still can be.
+void DisableMissingPrivileges(const Json& description, Json& whole)
+{
+    const Json token = description.value("token", Json());
+    if (!token.is_object() || !token.contains("privileges") || token.contains("enabled"))
+        return;
+    const Json held = whole["token"].value("privileges", Json::array());
+    Json enabled = Json::array();
+    for (const Json& name : whole["token"].value("enabled", Json::array()))
+    {
+        if (std::find(held.begin(), held.end(), name) != held.end())
+            enabled.push_back(name);
+    }
+    whole["token"]["enabled"] = enabled;
 }
 
 // What every machine has. A description can change it but not take it away.
@@ -125,41 +155,9 @@ Json Described(const Json& description, Json whole)
 {
     if (!description.is_object())
         throw DescriptionError("description: not an object");
-    Merge(description, whole);
+    Merge(description, whole, VainNull::IsAnError);
+    DisableMissingPrivileges(description, whole);
     return whole;
-}
-
-Json ParseFile(const std::filesystem::path& path)
-{
-    std::ifstream file(path);
-    if (!file)
-        throw DescriptionError(path.string() + ": cannot be read");
-    try
-    {
-        return Json::parse(file);
-    }
-    catch (const Json::parse_error& error)
-    {
-        throw DescriptionError(path.string() + ": " + error.what());
-    }
-}
-
-// How many files one description may rest on: more means that they go round in a circle.
-constexpr int kMostFiles = 16;
-
-// The machine of a file, which differs from the plain machine or from the one in the file that it is like.
-Json DescribedIn(const std::filesystem::path& path, int filesLeft)
-{
-    Json description = ParseFile(path);
-    if (!description.is_object() || !description.contains("like"))
-        return Described(description, PlainWindows());
-    if (!description["like"].is_string())
-        throw DescriptionError("like: not a text");
-    if (filesLeft == 0)
-        throw DescriptionError("like: too many files that are like each other");
-    const std::filesystem::path model = path.parent_path() / description["like"].get<std::string>();
-    description.erase("like");
-    return Described(description, DescribedIn(model, filesLeft - 1));
 }
 
 // The process that a run makes is one of the running processes, whether or not a description lists it.
@@ -180,6 +178,123 @@ Machine FromWhole(const Json& whole)
     object.Done();
     ListOwnProcess(machine);
     return machine;
+}
+
+// Calls use(path, effects) for each member "effects" of a description.
+template <typename Use>
+void ForEachEffects(const Json& value, const std::string& path, Use use)
+{
+    if (value.is_array())
+    {
+        for (std::size_t i = 0; i < value.size(); ++i)
+            ForEachEffects(value[i], path + "[" + std::to_string(i) + "]", use);
+    }
+    if (!value.is_object())
+        return;
+    for (const auto& [name, member] : value.items())
+    {
+        if (IsForLater(name) && member.is_object())
+            use(Below(path, name), member);
+        else
+            ForEachEffects(member, Below(path, name), use);
+    }
+}
+
+// The areas whose things have effects.
+constexpr const char* kAreasWithEffects[] = {"libraries", "programs", "wmi"};
+
+// Effects are tried on the machine as it is, and so are those that only come about with them: an error in one would
+// stop a rehearsal half way.
+void CheckEffects(const Json& description, const Json& whole)
+{
+    const auto check = [&whole](const std::string& place, const Json& effects) {
+        Json changed = whole;
+        try
+        {
+            Merge(effects, changed, VainNull::IsFine);
+            FromWhole(changed);
+            CheckEffects(effects, changed);
+        }
+        catch (const DescriptionError& error)
+        {
+            throw DescriptionError(place + ": " + error.what());
+        }
+    };
+    for (const char* area : kAreasWithEffects)
+    {
+        if (description.contains(area))
+            ForEachEffects(description[area], area, check);
+    }
+}
+
+Machine Checked(const Json& whole)
+{
+    Machine machine = FromWhole(whole);
+    CheckEffects(whole, whole);
+    return machine;
+}
+
+// Reads a description whose errors are the file's.
+template <typename Read>
+auto InFile(const std::filesystem::path& path, Read read)
+{
+    try
+    {
+        return read();
+    }
+    catch (const DescriptionError& error)
+    {
+        throw DescriptionError(path.string() + ": " + error.what());
+    }
+}
+
+Json ParseFile(const std::filesystem::path& path)
+{
+    std::ifstream file(path);
+    if (!file || std::filesystem::is_directory(path))
+        throw DescriptionError("cannot be read");
+    return ParseDescription(std::string{std::istreambuf_iterator<char>(file), {}});
+}
+
+// How many files one description may rest on: more means that they go round in a circle.
+constexpr int kMostFiles = 16;
+
+// What a file describes, and the machine that this makes.
+struct DescribedFile
+{
+    Json whole;
+    Machine machine;
+};
+
+// A machine differs from the plain machine, or from the one in the file that it is like. Each of the files describes a
+// machine that can be used, so that an error is named by the file that it stands in.
+DescribedFile DescribedIn(const std::filesystem::path& path, int filesLeft)
+{
+    Json model = PlainWindows();
+    Json description = InFile(path, [&] { return ParseFile(path); });
+    if (description.is_object() && description.contains("like"))
+    {
+        const std::string like = InFile(path, [&] {
+            if (filesLeft == 0)
+                throw DescriptionError("like: too many files that are like each other");
+            return Reader{description["like"], "like"}.Text();
+        });
+        model = DescribedIn(path.parent_path() / like, filesLeft - 1).whole;
+        description.erase("like");
+    }
+    return InFile(path, [&] {
+        Json whole = Described(description, std::move(model));
+        Machine machine = Checked(whole);
+        return DescribedFile{std::move(whole), std::move(machine)};
+    });
+}
+
+Json SaveAll(const Machine& machine)
+{
+    Json json = Json::object();
+    for (const Area& area : kAreas)
+        json[area.key] = area.save(machine);
+    return json;
 }
 
 // The items of an area: the members of an object, the values of a registry key, the elements of a list.
@@ -215,21 +330,26 @@ std::map<std::string, Json> ItemsOf(const std::string& area, const Json& json)
 
 Machine Machine::FromJson(const Json& description)
 {
-    return FromWhole(Described(description, PlainWindows()));
+    return Checked(Described(description, PlainWindows()));
 }
 
 Machine Machine::FromFile(const std::string& path)
 {
-    return FromWhole(DescribedIn(path, kMostFiles));
+    return DescribedIn(path, kMostFiles).machine;
 }
 
 Json Machine::ToJson() const
 {
-    Json json = Json::object();
-    for (const Area& area : kAreas)
-        json[area.key] = area.save(*this);
+    Json json = SaveAll(*this);
     TakeAwayMissing(PlainWindows(), json);
     return json;
+}
+
+Machine Machine::With(const Json& effects) const
+{
+    Json whole = SaveAll(*this);
+    Merge(effects, whole, VainNull::IsFine);
+    return FromWhole(whole);
 }
 
 void Machine::Advance(std::uint64_t ms)

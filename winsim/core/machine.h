@@ -44,11 +44,15 @@ struct Machine
     // Throws DescriptionError for a description that cannot be used.
     static Machine FromJson(const Json& description);
     // Reads a file, and those that it is "like". Throws DescriptionError, also for one that cannot be read or is no
-    // JSON.
+    // JSON; its text begins with the file's path.
     static Machine FromFile(const std::string& path);
 
     // The whole machine as a description: FromJson of it is the same machine again.
     Json ToJson() const;
+
+    // The machine with the effects of a program, a function or a method: a merge patch on its description, whose nulls
+    // take away what is there. Throws DescriptionError when the machine would make no sense any more.
+    Machine With(const Json& effects) const;
 
     // Lets time pass on the clock and for the services.
     void Advance(std::uint64_t ms);

@@ -186,6 +186,9 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Fin
     simulation.gate.parametersOf = options.parametersOf;
     simulation.gate.faults = options.faults;
     simulation.gate.meanwhile = options.meanwhile;
+    simulation.gate.reached.resize(options.faults.size());
+    if (options.foldRepeats)
+        simulation.gate.repeats.emplace();
     simulation.SetClockBound(options.clockBoundMs);
 
     std::vector<std::string> words{machine.process.path};
@@ -199,6 +202,9 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Fin
     outcome.triedActs = std::move(simulation.gate.triedActs);
     outcome.images = std::move(simulation.images);
     outcome.calls = std::move(simulation.gate.records);
+    if (simulation.gate.repeats)
+        outcome.repeats = simulation.gate.repeats->Repeats();
+    outcome.faultsReached = std::move(simulation.gate.reached);
     outcome.callCounts = std::move(simulation.gate.counts);
     outcome.clockMs = simulation.ClockMs();
     return outcome;

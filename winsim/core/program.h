@@ -21,6 +21,7 @@ struct RunOptions
     std::vector<Fault> faults;
     std::vector<Meanwhile> meanwhile; // what another process does at certain calls
     bool recordCalls = true;
+    bool foldRepeats = false; // calls that repeat are recorded once (winsim/core/repeats.h)
     // The calls whose parameters are recorded too, beside those that fail by plan; not given: every call's.
     std::optional<std::set<std::string, std::less<>>> parametersOf;
     std::uint64_t clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000; // a process that waits longer is ended
@@ -33,8 +34,10 @@ struct Outcome
     Machine machine;  // afterwards
     std::string standardOutput;
     std::vector<CallRecord> calls;
-    std::size_t bodyBegin = 0; // where in `calls` static initialisation ends and the entry begins
-    std::size_t bodyEnd = 0;   // where the entry ends and static destruction begins
+    std::vector<Repeat> repeats;         // which of these calls were made again and again
+    std::vector<unsigned> faultsReached; // how many calls each of the run's faults had
+    std::size_t bodyBegin = 0;           // where in `calls` static initialisation ends and the entry begins
+    std::size_t bodyEnd = 0;             // where the entry ends and static destruction begins
     std::map<std::string, unsigned, std::less<>> callCounts;
     std::vector<TriedAct> triedActs;     // what the other process did or could not do
     std::vector<std::string> images;     // the files that were loaded and started, by their own paths

@@ -1,18 +1,20 @@
 // Any bytes as the description of a machine. One that can be used describes the same machine again when it is written
 // and read.
 #include "tests/fuzz/fuzz.h"
+#include "winsim/core/description_text.h"
 
 #include <optional>
+#include <string_view>
 
 namespace
 {
 
 // The machine of a description; nothing when it cannot be used, for a reason that its author is told.
-std::optional<winsim::Machine> MachineOf(const winsim::Json& description)
+std::optional<winsim::Machine> MachineOf(std::string_view text)
 {
     try
     {
-        return winsim::Machine::FromJson(description);
+        return winsim::Machine::FromJson(winsim::ParseDescription(text));
     }
     catch (const winsim::DescriptionError&)
     {
@@ -24,10 +26,7 @@ std::optional<winsim::Machine> MachineOf(const winsim::Json& description)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const winsim::Json description = winsim::Json::parse(data, data + size, nullptr, false);
-    if (description.is_discarded())
-        return 0;
-    const auto machine = MachineOf(description);
+    const auto machine = MachineOf({reinterpret_cast<const char*>(data), size});
     if (!machine)
         return 0;
     const winsim::Json written = machine->ToJson();

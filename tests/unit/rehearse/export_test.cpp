@@ -1,16 +1,10 @@
 // Proves that kelo-rehearse calls the export, says how it ended, and keeps passwords out of all that it prints or
 // writes.
+#include "tests/unit/rehearse/kelo_rehearse.h"
 #include "tests/unit/tpm/install_session.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace
 {
@@ -22,49 +16,6 @@ using testing::StartsWith;
 using winsim::Json;
 
 constexpr char kPassword[] = "Tr0ub4dor&3 is secret";
-
-struct Rehearsal
-{
-    int exitStatus;
-    std::string output; // both streams
-};
-
-// A folder of the test's own.
-class KeloRehearse : public testing::Test
-{
-protected:
-    KeloRehearse()
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kelo-rehearse-XXXXXX").string();
-        m_folder = mkdtemp(pattern.data());
-    }
-    ~KeloRehearse() override { std::filesystem::remove_all(m_folder); }
-
-    std::string Path(const char* name) const { return (m_folder / name).string(); }
-
-    std::string Content(const char* name) const
-    {
-        std::ostringstream content;
-        content << std::ifstream(Path(name)).rdbuf();
-        return content.str();
-    }
-
-    Rehearsal Run(const Json& machine, const std::string& options) const
-    {
-        std::ofstream(Path("machine.json")) << machine.dump();
-        const auto program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "kelo-rehearse";
-        const std::string command = program.string() + " " + options + " " + Path("machine.json") + " 2>&1";
-        std::FILE* const pipe = popen(command.c_str(), "r");
-        Rehearsal rehearsal{};
-        for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe))
-            rehearsal.output += static_cast<char>(c);
-        rehearsal.exitStatus = WEXITSTATUS(pclose(pipe));
-        return rehearsal;
-    }
-
-private:
-    std::filesystem::path m_folder;
-};
 
 Json MachineWithPassword()
 {
@@ -143,7 +94,8 @@ TEST_F(KeloRehearse, ABadPropertyIsNamedByItsPath)
     {
         const Rehearsal run = Run(DescriptionOf({.data = Json::parse(c.data)}), "--export SRK_Auth_Change");
         EXPECT_EQ(run.exitStatus, 2);
-        EXPECT_EQ(run.output, std::string("kelo-rehearse: installer.properties.") + c.complaint + "\n");
+        EXPECT_EQ(run.output,
+                  "kelo-rehearse: " + Path("machine.json") + ": installer.properties." + c.complaint + "\n");
     }
 }
 

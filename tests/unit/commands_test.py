@@ -1,0 +1,101 @@
+#!/usr/bin/python3
+"""Proves that the command lines shown by the help texts, README.md and docs/ work, and that the files that these name are
+there: each line is run as it stands, with examples in the places of names such as M.json. Usage: commands_test.py
+PROJECT-FOLDER"""
+
+import pathlib
+import re
+import shlex
+import subprocess
+import sys
+import tempfile
+
+# What is not run, by its beginning, and why.
+LEFT_OUT = {
+    "./run --wine": "takes Wine; e2e holds the real program against rehearsals",
+    "./run bench": "measures; its figures are no tests",
+    "./test": "would run the tests in a test, but for --help",
+    "cmake --": "the images group builds the sample package",
+    "cd tests/": "e2e and its tests are run by ctest",
+    "KELO_FUZZ_SECONDS=": "ten hours of fuzzing",
+}
+
+# Documents show these in the place of a user's own files.
+EXAMPLES = {"M.json": "machines/windows-7-toolkit.json", "CALL=ERROR": "OpenServiceW=5", "CALL#2=ERROR": "OpenServiceW#2=5"}
+
+# And these for what is written, in a folder of this test's own.
+WRITTEN = {"OUT.json", "after.json"}
+
+COMMAND = re.compile(r"(?:\$ )?((?:\./run|\./test|(?:build/native/)?kelo-rehearse|cmake --|cd tests/|KELO_\w+=\S+ \./)\b.*)")
+
+
+def command_of(text):
+    """The command that a line or a piece of code shows, without the remark after it; None for none."""
+    match = COMMAND.fullmatch(text.strip())
+    return re.split(r"\s{2,}|; ", match[1])[0] if match else None
+
+
+def commands_in(text):
+    """The commands of a text: lines that are indented, and pieces of code that begin with a command."""
+    shown = re.findall(r"^ {2,}(\S.*)$", text, flags=re.MULTILINE)
+    shown += [" ".join(piece.split()) for piece in re.findall(r"`([^`]+)`", text)]
+    for line in shown:
+        command = command_of(line)
+        # A name alone, or a pattern of many commands.
+        if command and " " in command and not re.search(r"\[|GROUP|\.\.\.|…|\|", command):
+            yield command
+
+
+def documents(project):
+    """What is to be looked at, by its name: its text."""
+    for path in [project / "README.md", *sorted((project / "docs").glob("*.md"))]:
+        yield str(path.relative_to(project)), path.read_text("utf-8")
+    for command in (["./run"], ["./test"], [str(project / "build/native/kelo-rehearse")]):
+        done = subprocess.run([*command, "--help"], cwd=project, capture_output=True, text=True, check=True)
+        yield f"{pathlib.Path(command[0]).name} --help", done.stdout
+
+
+def words_of(command, project, folder):
+    words = [str(folder / word) if word in WRITTEN else EXAMPLES.get(word, word)
+             for word in shlex.split(command.removeprefix("build/native/"))]
+    if words[0] == "kelo-rehearse":
+        words[0] = str(project / "build/native/kelo-rehearse")
+    return words
+
+
+def missing_files(text, project):
+    """The project's files that a text names and that are not there."""
+    for name in re.findall(r"\b(?:machines|docs|tests|winsim|packaging|scripts|resources)/[\w/.-]+\.\w+", text):
+        if not (project / name).exists():
+            yield name
+
+
+def check(project, folder):
+    seen = set()
+    for document, text in documents(project):
+        yield from (f"{document}: there is no {name}" for name in missing_files(text, project))
+        for command in commands_in(text):
+            if command in seen or any(command.startswith(beginning) for beginning in LEFT_OUT):
+                continue
+            seen.add(command)
+            done = subprocess.run(words_of(command, project, folder), cwd=project, capture_output=True, text=True, check=False)
+            if done.returncode != 0:
+                yield f"{document}: {command}: ended with {done.returncode}\n{done.stdout[:300]}{done.stderr[:2000]}"
+            yield from (f"{document}: {command}: {line}" for line in done.stdout.splitlines() if "NOT REACHED" in line)
+    if len(seen) < 15:
+        yield f"only {len(seen)} commands were found: {sorted(seen)}"
+    print(f"{len(seen)} commands were run; left out were those that begin with")
+    for beginning, reason in LEFT_OUT.items():
+        print(f"  {beginning}: {reason}")
+
+
+def main():
+    project = pathlib.Path(sys.argv[1])
+    with tempfile.TemporaryDirectory() as name:
+        errors = list(check(project, pathlib.Path(name)))
+    print("\n".join(errors))
+    return 1 if errors else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,73 @@
+// Runs kelo-rehearse for a test, in a folder of the test's own.
+#pragma once
+
+#include "winsim/core/json.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+struct Rehearsal
+{
+    int exitStatus;
+    std::string output; // both streams
+};
+
+// A folder of the test's own.
+class KeloRehearse : public testing::Test
+{
+protected:
+    KeloRehearse()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "kelo-rehearse-XXXXXX").string();
+        m_folder = mkdtemp(pattern.data());
+    }
+    ~KeloRehearse() override { std::filesystem::remove_all(m_folder); }
+
+    std::string Path(const char* name) const { return (m_folder / name).string(); }
+
+    std::string Content(const char* name) const
+    {
+        std::ostringstream content;
+        content << std::ifstream(Path(name)).rdbuf();
+        return content.str();
+    }
+
+    // Rehearses on a described machine. What the program is given comes after " -- ".
+    Rehearsal Run(const winsim::Json& machine, const std::string& options, const std::string& arguments = {}) const
+    {
+        return RunText(machine.dump(), options, arguments);
+    }
+
+    Rehearsal RunText(const std::string& description, const std::string& options,
+                      const std::string& arguments = {}) const
+    {
+        std::ofstream(Path("machine.json")) << description;
+        return RunCommand(options + " " + Path("machine.json") + arguments);
+    }
+
+    static Rehearsal RunCommand(const std::string& words)
+    {
+        const auto program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "kelo-rehearse";
+        return RunShell(program.string() + " " + words);
+    }
+
+    static Rehearsal RunShell(const std::string& command)
+    {
+        std::FILE* const pipe = popen((command + " 2>&1").c_str(), "r");
+        Rehearsal rehearsal{};
+        for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe))
+            rehearsal.output += static_cast<char>(c);
+        rehearsal.exitStatus = WEXITSTATUS(pclose(pipe));
+        return rehearsal;
+    }
+
+private:
+    std::filesystem::path m_folder;
+};

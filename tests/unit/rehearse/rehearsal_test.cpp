@@ -1,0 +1,203 @@
+// Proves what kelo-rehearse tells a shell and those who read its reports: exit statuses, runs without a result,
+// failures that were asked for, and what is wrong with a description.
+#include "tests/unit/rehearse/kelo_rehearse.h"
+
+#include "winsim/core/repeats.h"
+
+#include <gmock/gmock.h>
+
+namespace
+{
+
+using testing::ContainsRegex;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using winsim::Json;
+
+const Json kPlain = Json::object();
+
+constexpr char kSetup[] = " -- /Setup";
+constexpr char kCommit[] = " -- /Commit";
+
+// TBS takes the stop that a set-up gives it, and never stops.
+const Json kHanging = Json::parse(R"({"windows": {"version": "6.1"},
+    "registry": {"HKLM\\SOFTWARE\\Microsoft\\Tpm\\BlockedCommands\\List": {}},
+    "services": {"TBS": {"state": "running", "onStop": {"states": []}}}})");
+
+TEST_F(KeloRehearse, StatusIs0ForSuccessAnd1ForMinus1)
+{
+    const Rehearsal success = Run(kPlain, "", kCommit);
+    EXPECT_EQ(success.exitStatus, 0);
+    EXPECT_THAT(success.output, EndsWith("\nExit code: 0\n"));
+    const Rehearsal failure = Run(kPlain, "--fault RegCreateKeyExA=5", kCommit);
+    EXPECT_EQ(failure.exitStatus, 1);
+    EXPECT_THAT(failure.output, EndsWith("\nExit code: -1\n"));
+}
+
+TEST_F(KeloRehearse, JsonOfARunWithAResultHasItAndNoReasonForNone)
+{
+    const Rehearsal run = Run(kPlain, "--json --fault RegCreateKeyExA=5", kCommit);
+    EXPECT_EQ(run.exitStatus, 1);
+    const Json report = Json::parse(run.output);
+    EXPECT_EQ(report["exitCode"], -1);
+    EXPECT_EQ(report["end"], "exit");
+    EXPECT_EQ(report["noResult"], nullptr);
+    EXPECT_EQ(report["repeatedCalls"], Json::array());
+    EXPECT_EQ(report["repeatedLines"], Json::array());
+}
+
+TEST_F(KeloRehearse, WaitWithoutEndIsSaidFirstAndHasNoResult)
+{
+    const Rehearsal run = Run(kHanging, "", kSetup);
+    EXPECT_EQ(run.exitStatus, 3);
+    EXPECT_THAT(run.output,
+                StartsWith("No result: the program would wait for ever; it was ended after 86400.250 s\nMachine: "));
+    EXPECT_THAT(run.output, Not(HasSubstr("Exit code")));
+    EXPECT_THAT(run.output,
+                ContainsRegex("TBS  current status: 4, 1\n  .the line above 345600 times more, to the last line "
+                              "2013/05/08 14:03:09.042 TZ-4 .3120. TBS  current status: 4, 1.\n\nChanged"));
+}
+
+// Bounds by count: so much stays of some 2.4 million calls, however long the wait is.
+TEST_F(KeloRehearse, WaitWithoutEndIsRecordedOnce)
+{
+    const Rehearsal run = Run(kHanging, "--json", kSetup);
+    EXPECT_EQ(run.exitStatus, 3);
+    EXPECT_LT(run.output.size(), 150000u);
+    const Json report = Json::parse(run.output);
+    EXPECT_EQ(report["exitCode"], nullptr);
+    EXPECT_EQ(report["end"], "endless");
+    EXPECT_EQ(report["noResult"], "the program would wait for ever; it was ended after 86400.250 s");
+    EXPECT_LT(report["calls"].size(), 500u);
+    EXPECT_LT(report["log"].size(), 100u);
+
+    ASSERT_EQ(report["repeatedCalls"].size(), 1u);
+    const Json& repeat = report["repeatedCalls"][0];
+    EXPECT_EQ(repeat["length"], 7);
+    EXPECT_EQ(repeat["times"], 345600);
+    EXPECT_EQ(repeat["everyMs"], 250);
+    const std::size_t first = repeat["first"];
+    EXPECT_EQ(report["calls"][first + 5]["call"], "Sleep");
+    EXPECT_EQ(report["calls"][first + 7]["clockMs"], 345600 * 250);
+
+    ASSERT_EQ(report["repeatedLines"].size(), 1u);
+    EXPECT_EQ(report["repeatedLines"][0]["times"], 345601);
+}
+
+TEST_F(KeloRehearse, TraceShowsRepeatedCallsOnce)
+{
+    const Rehearsal run = Run(kHanging, "--trace", kSetup);
+    EXPECT_EQ(run.exitStatus, 3);
+    EXPECT_THAT(run.output, HasSubstr("\n  345600 times, every 250 ms:\n          0 ms  GetSystemTime() -> null"));
+    EXPECT_LT(run.output.size(), 100000u);
+}
+
+// Another program takes the place of the installer program's image: one that ends as it is told.
+TEST_F(KeloRehearse, DeathIsSaidFirstAndHasNoResult)
+{
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    std::filesystem::copy_file(folder / "kelo-rehearse", Path("kelo-rehearse"));
+    std::filesystem::copy_file(folder / "ending_program.so", Path("KeloCustomAction.so"));
+    struct Case
+    {
+        const char* way;
+        const char* reason;
+    };
+    for (const Case& c : {Case{"exception", "uncaught exception std::runtime_error: nobody catches this"},
+                          Case{"abort", "abort"}, Case{"write nowhere", "access violation"}})
+    {
+        std::ofstream(Path("machine.json"))
+            << Json{{"environment", {{"KELO_END_WAY", c.way}, {"KELO_END_MOMENT", "body"}}}};
+        const Rehearsal text = RunShell(Path("kelo-rehearse") + " " + Path("machine.json"));
+        EXPECT_EQ(text.exitStatus, 4);
+        EXPECT_THAT(text.output, StartsWith(std::string("No result: the program died: ") + c.reason + "\nMachine: "));
+        EXPECT_THAT(text.output, Not(HasSubstr("Exit code")));
+
+        const Rehearsal json = RunShell(Path("kelo-rehearse") + " --json " + Path("machine.json"));
+        EXPECT_EQ(json.exitStatus, 4);
+        const Json report = Json::parse(json.output);
+        EXPECT_EQ(report["exitCode"], nullptr);
+        EXPECT_EQ(report["end"], "death");
+        EXPECT_EQ(report["noResult"], std::string("the program died: ") + c.reason);
+        EXPECT_GT(report["calls"].size(), 0u);
+    }
+}
+
+TEST_F(KeloRehearse, FailureIsMarkedInTraceAndJson)
+{
+    const Rehearsal trace = Run(kPlain, "--trace --fault RegCreateKeyExA=ERROR_ACCESS_DENIED", kCommit);
+    EXPECT_THAT(trace.output, ContainsRegex("RegCreateKeyExA.* -> 5  error 5  .fault.\n"));
+    EXPECT_THAT(trace.output, HasSubstr("\nFault: RegCreateKeyExA=5: 2 of 2 calls of RegCreateKeyExA\n"));
+
+    const Json report = Json::parse(Run(kPlain, "--json --fault RegCreateKeyExA#1=0x5", kCommit).output);
+    EXPECT_EQ(report["faults"], Json::parse(R"([{"fault": "RegCreateKeyExA#1=5", "times": 1}])"));
+    for (const Json& call : report["calls"])
+        EXPECT_EQ(call.contains("fault"), call["call"] == "RegCreateKeyExA" && call["result"] == 5) << call;
+}
+
+TEST_F(KeloRehearse, FailureThatIsNotReachedIsReported)
+{
+    const std::string options = "--fault RegCreateKeyExA#2=5 --fault StartServiceW=5";
+    const Rehearsal text = Run(kPlain, options, kCommit);
+    EXPECT_EQ(text.exitStatus, 0);
+    EXPECT_THAT(text.output, HasSubstr("\nFault: RegCreateKeyExA#2=5: NOT REACHED, of 1 call of RegCreateKeyExA\n"
+                                       "Fault: StartServiceW=5: NOT REACHED, of 0 calls of StartServiceW\n"));
+    const Json report = Json::parse(Run(kPlain, "--json " + options, kCommit).output);
+    EXPECT_EQ(report["faults"], Json::parse(R"([{"fault": "RegCreateKeyExA#2=5", "times": 0},
+                                                {"fault": "StartServiceW=5", "times": 0}])"));
+}
+
+TEST_F(KeloRehearse, FailureThatCannotBeIsAUsageError)
+{
+    struct Case
+    {
+        const char* fault;
+        const char* complaint;
+    };
+    for (const Case& c :
+         {Case{"RegCreateKeyEx=5", "the simulated machine has no call RegCreateKeyEx; there is RegCreateKeyExA"},
+          Case{"NoSuchCall=5", "the simulated machine has no call NoSuchCall"}, Case{"Sleep=5", "Sleep cannot fail"},
+          Case{"RegCreateKeyExA=nothing", "RegCreateKeyExA cannot succeed with nothing"},
+          Case{"RegCreateKeyExA=0",
+               "0 is no failure of RegCreateKeyExA: that takes a Win32 error such as ERROR_ACCESS_DENIED"},
+          Case{"CoCreateInstance=1", "1 is no failure of CoCreateInstance: that takes a HRESULT such as E_FAIL"},
+          Case{"RegCreateKeyExA=E_FAIL", "the error is neither a 32-bit number nor a known Win32 error such as "
+                                         "ERROR_ACCESS_DENIED; write CALL[#N]=ERROR"}})
+    {
+        const Rehearsal run = Run(kPlain, std::string("--fault ") + c.fault, kCommit);
+        EXPECT_EQ(run.exitStatus, 2);
+        EXPECT_EQ(run.output,
+                  std::string("kelo-rehearse: fault \"") + c.fault + "\": " + c.complaint + " (--help tells more)\n");
+    }
+}
+
+TEST_F(KeloRehearse, BadDescriptionIsNamedByFileAndPath)
+{
+    struct Case
+    {
+        const char* description;
+        const char* complaint;
+    };
+    for (const Case& c :
+         {Case{R"({"windows": {"build": "x"}})", "windows.build: not a number"},
+          Case{R"({"windows": {"build": 1, "build": 2}})", "windows.build: this key is there twice"},
+          Case{R"({"files": {"C:\\none": null}})", "files.C:\\none: null, and there is nothing to take away"}})
+    {
+        const Rehearsal run = RunText(c.description, "", kCommit);
+        EXPECT_EQ(run.exitStatus, 2);
+        EXPECT_EQ(run.output, "kelo-rehearse: " + Path("machine.json") + ": " + c.complaint + "\n");
+    }
+    EXPECT_EQ(RunCommand("no-such.json -- /Commit").output, "kelo-rehearse: no-such.json: cannot be read\n");
+    EXPECT_EQ(RunCommand("no-such.json -- /Commit").exitStatus, 2);
+}
+
+TEST_F(KeloRehearse, ChoicesArePrintedWithoutAMachine)
+{
+    const Rehearsal run = RunCommand("--choices");
+    EXPECT_EQ(run.exitStatus, 0);
+    EXPECT_THAT(run.output, StartsWith("# Choices\n"));
+}
+
+} // namespace
