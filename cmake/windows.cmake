@@ -10,29 +10,30 @@ target_compile_definitions(kelo_objects PUBLIC WIN32_LEAN_AND_MEAN __USE_MINGW_A
 target_compile_options(kelo_objects PRIVATE ${KELO_WARNINGS} -Os -ffunction-sections -fdata-sections
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
-# The texts of the event-log entries, as a message table in both images.
-set(KELO_EVENT_MESSAGES ${CMAKE_CURRENT_BINARY_DIR}/event_messages.rc)
-add_custom_command(OUTPUT ${KELO_EVENT_MESSAGES}
-    COMMAND x86_64-w64-mingw32-windmc -h ${CMAKE_CURRENT_BINARY_DIR} -r ${CMAKE_CURRENT_BINARY_DIR}
-        ${PROJECT_SOURCE_DIR}/resources/event_messages.mc
-    DEPENDS ${PROJECT_SOURCE_DIR}/resources/event_messages.mc)
-
 # The images and the libraries of their texts: what is shipped.
 add_custom_target(kelo_images)
+
+# Writes the version information of an image to TARGET.rc in the folder of the build, and a line for its manifest if it has
+# one.
+function(kelo_version_resource target file description type manifest)
+    cmake_path(GET file STEM LAST_ONLY name)
+    set(KELO_IMAGE_NAME ${name})
+    set(KELO_IMAGE_FILE ${file})
+    set(KELO_IMAGE_DESCRIPTION ${description})
+    set(KELO_IMAGE_TYPE ${type})
+    set(KELO_IMAGE_MANIFEST "${manifest}")
+    configure_file(${PROJECT_SOURCE_DIR}/resources/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
+endfunction()
 
 # An image of the program: linked statically but for Windows' own libraries, at a random address with room to
 # vary (ASLR), without executable data (NX), and the same bytes for the same sources.
 function(kelo_image target name description type)
-    set(KELO_IMAGE_NAME ${name})
-    set(KELO_IMAGE_FILE ${name}${ARGV4})
-    set(KELO_IMAGE_DESCRIPTION ${description})
-    set(KELO_IMAGE_TYPE ${type})
-    set(KELO_IMAGE_MANIFEST "")
+    set(manifest "")
     if(type STREQUAL "VFT_APP")
-        set(KELO_IMAGE_MANIFEST "1 RT_MANIFEST \"${PROJECT_SOURCE_DIR}/resources/kelo_custom_action.manifest\"")
+        set(manifest "1 RT_MANIFEST \"${PROJECT_SOURCE_DIR}/resources/kelo_custom_action.manifest\"")
     endif()
-    configure_file(${PROJECT_SOURCE_DIR}/resources/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
-    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc ${KELO_EVENT_MESSAGES})
+    kelo_version_resource(${target} ${name}${ARGV4} ${description} ${type} "${manifest}")
+    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
     target_link_libraries(${target} PRIVATE kelo_objects ${KELO_WINDOWS_LIBRARIES})
     target_link_options(${target} PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
         -Wl,--high-entropy-va -Wl,--no-insert-timestamp
@@ -55,6 +56,7 @@ target_compile_options(kelo_dll PRIVATE ${KELO_WARNINGS} -O2)
 kelo_image(kelo_dll KeloCustomAction "Kelo Toolkit installer custom action library" VFT_DLL .dll)
 
 include(cmake/resources.cmake)
+include(cmake/package_library.cmake)
 include(cmake/conformance.cmake)
 # What a log line costs on Windows' own files. Built when asked for: runs on Windows and under Wine.
 add_executable(kelo-bench EXCLUDE_FROM_ALL bench/windows/write_log_bench.cpp)

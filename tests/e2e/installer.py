@@ -1,6 +1,8 @@
 """Installer packages: what their tables say, variants of them, and what msiexec does with them under Wine."""
 
+import re
 import subprocess
+import tempfile
 
 from wine import MOST_SECONDS, ROOT
 
@@ -12,15 +14,34 @@ STANDARD_FOLDERS = {"TARGETDIR": "C:", "ProgramFiles64Folder": r"C:\Program File
                     "System64Folder": r"C:\windows\system32"}
 ROOTS = {"2": "HKLM"}
 
-PERMANENT = 16  # a component's attribute
+PERMANENT, ALWAYS_64_BIT = 16, 256  # attributes of a component
+
+
+def tables(package):
+    """The names of the tables that tools may check: the others are the database's own."""
+    listed = subprocess.run(["msiinfo", "tables", package], capture_output=True, text=True, check=True,
+                            timeout=MOST_SECONDS).stdout.split()
+    return {name for name in listed if name == "_Validation" or not name.startswith("_")}
+
+
+def columns(package, name):
+    return _exported(package, name)[0].split("\t")
+
+
+def properties(package):
+    return {row["Property"]: row["Value"] for row in table(package, "Property")}
 
 
 def table(package, name):
     """The rows of a package's table, each by its columns."""
-    exported = subprocess.run(["msiinfo", "export", package, name], capture_output=True, text=True, check=True,
-                              timeout=MOST_SECONDS).stdout
-    columns, _types, _keys, *rows = [line.split("\t") for line in exported.splitlines()]
-    return [dict(zip(columns, row)) for row in rows]
+    head, _types, _keys, *rows = [line.split("\t") for line in _exported(package, name)]
+    return [dict(zip(head, row)) for row in rows]
+
+
+def _exported(package, name):
+    with tempfile.TemporaryDirectory() as folder:  # where the streams of a table are written, if it has any
+        return subprocess.run(["msiinfo", "export", package, name], cwd=folder, capture_output=True, text=True,
+                              check=True, timeout=MOST_SECONDS).stdout.splitlines()
 
 
 def variant(package, target, *statements):
@@ -29,6 +50,13 @@ def variant(package, target, *statements):
     for statement in statements:
         subprocess.run(["msibuild", target, "-q", statement], stdout=subprocess.DEVNULL, check=True,
                        timeout=MOST_SECONDS)
+
+
+def build(target, version):
+    """Makes the sample package of another version."""
+    packaging = ROOT / "packaging"
+    subprocess.run([packaging / "make_package", target, packaging / "sample" / "kelo_toolkit.wxs",
+                    "-D", f"KELO_VERSION={version}", PROGRAMS, packaging / "sample"], check=True, timeout=MOST_SECONDS)
 
 
 def folders(package):
@@ -50,20 +78,21 @@ def files(package):
             for row in table(package, "File")}
 
 
-def registry_values(package, component=""):
-    """The registry values that the package, or a component of it, writes, by "key [name]": texts and numbers."""
-    install_folder = folders(package)["INSTALLDIR"] + "\\"
+def registry_values(package, component="", **given):
+    """The registry values that the package, or a component of it, writes, by "key [name]": texts and numbers. The
+    properties are those that it is given; the others are the package's."""
+    known = properties(package) | given
+    known |= {name: path + "\\" for name, path in folders(package).items()}
 
     def value(text):
-        return int(text[1:]) if text.startswith("#") else text.replace("[INSTALLDIR]", install_folder)
-    return {f"{ROOTS[row['Root']]}\\{row['Key']} [{row['Name']}]": value(row["Value"])
+        return int(text[1:]) if text.startswith("#") else re.sub(r"\[(\w+)\]", lambda name: known.get(name[1], ""), text)
+    return {f"{ROOTS[row['Root']]}\\{row['Key']} [{row['Name'] or '(default)'}]": value(row["Value"])
             for row in table(package, "Registry") if component in ("", row["Component_"])}
 
 
 def hidden_properties(package):
     """The properties that the installer keeps out of its log."""
-    values = {row["Property"]: row["Value"] for row in table(package, "Property")}
-    return set(values.get("MsiHiddenProperties", "").split(";"))
+    return set(properties(package).get("MsiHiddenProperties", "").split(";"))
 
 
 def without_hidden(package, log):

@@ -1,5 +1,5 @@
-"""The sample package, made from the authoring that installer authors include: what its tables say, and what becomes of
-a machine when the real installer installs it, rolls it back and removes it again."""
+"""The sample package, made from the authoring that installer authors include: what becomes of a machine when the real
+installer installs it, rolls it back, repairs it, replaces it and removes it again."""
 
 import re
 import unittest
@@ -18,19 +18,38 @@ PASSWORD = "Tr0ub4dor&3"
 REINSTALLED = "TZ01 When Toolkit was last uninstalled... the VSC was present, so must reinstall..."
 OPTIONS = ("/qn", "TPM_VSC=1", f"TPM_OWNER_PASSWORD={PASSWORD}")
 
-# An action's type: a program that the package installs, in the script, elevated; and a bit of any type.
+# An action's type: a program that the package installs, in the script, elevated.
 DEFERRED_PROGRAM = 0xC12
-HIDE_TARGET = 0x2000
 
-INSTALL_FAILURE = 1627  # what Wine's msiexec ends with when an action has failed
+FAILURE = 1603  # what msiexec ends with when a library's action has failed, or a launch condition
+PROGRAM_FAILURE = 1627  # and Wine's when a program has
+RESTART_NEEDED = 3010
+
+SWITCHED_OFF = ("The TPM is not enabled and activated, or the library of its software stack cannot be used. Enable and "
+                "activate the TPM in the firmware settings, check the installed TCG software stack and run the "
+                "installation again.")
 
 
-def asked_for(TSS_VENDOR="KELO", TPM_VSC="1"):
+def asked_for(TSS_VENDOR="KELO", TPM_VSC="1", TPM_WIN8=""):
     """What the package starts the program with for a set-up."""
-    return "/Setup", f"/TSS_VENDOR={TSS_VENDOR}", f"/TPM_VSC={TPM_VSC}", "/TPM_WIN8=", "/ProductType=Enterprise"
+    return ("/Setup", f"/TSS_VENDOR={TSS_VENDOR}", f"/TPM_VSC={TPM_VSC}", f"/TPM_WIN8={TPM_WIN8}",
+            "/ProductType=Enterprise")
 
 
 SETUP = asked_for()
+
+# What the installer does to the machine before a set-up is repeated.
+SERVICE_STOPPED = {"services": {"KlPCR": {"state": "stopped"}}}
+
+PROGRAM = f'"{TOOLKIT}\\KeloCustomAction.exe"'
+VIRTUAL_CARD_NOTED = r"hklm\software\kelo systems corp\common [klvsc installed]"
+CHOICES = r"HKEY_LOCAL_MACHINE\SOFTWARE\Kelo Systems Corp\Common\Choices"
+REASON = r"HKEY_LOCAL_MACHINE\SOFTWARE\Kelo Systems Corp.\Installer"
+
+
+def broken(action, data, command_line):
+    """The change to a package that has an action run another command line."""
+    return f"UPDATE `CustomAction` SET `Target`='{data}{command_line}' WHERE `Action`='{action}Data'"
 
 
 def documented_effects(column):
@@ -41,68 +60,28 @@ def documented_effects(column):
     return {(row[header.index("Change")], item.lower()) for row in stays for item in re.findall("`(.+?)`", row[0])}
 
 
-def documented_actions():
-    """The actions as docs/installer_package.md lists them: type, sequence and condition of each."""
-    text = (ROOT / "docs" / "installer_package.md").read_text(encoding="utf-8")
-    rows = re.findall(r"^\| `(\w+)` +\| (\d+) +\| (\d+) +\| `(.+)` +\|$", text, re.MULTILINE)
-    return {action: (int(kind), int(sequence), condition) for action, kind, sequence, condition in rows}
+def property_set(name, value):
+    """The change to a package that gives a property a value which no command line can."""
+    return f"INSERT INTO `Property` (`Property`, `Value`) VALUES ('{name}', '{value}')"
 
 
-class Authoring(unittest.TestCase):
-    """What the tables of the package say."""
-
-    def setUp(self):
-        self.types = {row["Action"]: int(row["Type"]) for row in installer.table(SAMPLE, "CustomAction")}
-        self.sequence = {row["Action"]: row for row in installer.table(SAMPLE, "InstallExecuteSequence")}
-
-    def order(self, *actions):
-        self.assertEqual(sorted(actions, key=lambda action: int(self.sequence[action]["Sequence"])), list(actions))
-
-    def test_actions_are_as_documented(self):
-        seen = {action: (kind, int(self.sequence[action]["Sequence"]), self.sequence[action]["Condition"])
-                for action, kind in self.types.items()}
-        self.assertEqual(seen, documented_actions())
-
-    def test_removal_comes_before_everything_that_it_needs_is_removed(self):
-        self.order("InstallInitialize", "KeloUninstall", "RemoveRegistryValues", "RemoveFiles")
-
-    def test_set_up_comes_behind_its_files_and_values_and_in_front_of_the_srk_change(self):
-        self.order("InstallFiles", "WriteRegistryValues", "KeloRollback", "KeloSetup", "KeloSrkSilent", "KeloSrkData",
-                   "SRK_Auth_Change", "InstallFinalize")
-
-    def test_only_a_first_installation_is_taken_back(self):
-        # Nothing that the installer does under Wine 8 shows it: a repair that fails is not rolled back at all there.
-        self.assertEqual(self.sequence["KeloRollback"]["Condition"], "NOT Installed")
-
-    def test_files_that_are_only_copied_differ_in_size(self):
-        # By their sizes the tests tell which was copied.
-        sizes = [path.stat().st_size for path in (ROOT / "packaging" / "sample" / "stand_ins").iterdir()]
-        self.assertEqual(len(set(sizes)), len(sizes))
-
-    def test_password_is_hidden_on_its_way(self):
-        data = next(row for row in installer.table(SAMPLE, "CustomAction") if row["Action"] == "KeloSrkData")
-        self.assertIn("/PASSWORD=[TPM_OWNER_PASSWORD]", data["Target"])
-        self.assertEqual(data["Source"], "SRK_Auth_Change")
-        self.assertLessEqual({"TPM_OWNER_PASSWORD", data["Source"]}, installer.hidden_properties(SAMPLE))
-        for action in ("KeloSrkData", "SRK_Auth_Change"):
-            self.assertTrue(self.types[action] & HIDE_TARGET, action)
-
-
-# A package in which an action behind all of the fragment's fails.
+# A package in which an action fails: one after all of the fragment's, or one after the removal's.
 FAILING_ACTION = (
     "INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) "
     f"VALUES ('FailingAction', {DEFERRED_PROGRAM}, 'TpmKeyFixer.exe', '{FAIL}')",
-    "INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('FailingAction', 5990)")
+    "INSERT INTO `InstallExecuteSequence` (`Action`, `Condition`, `Sequence`) "
+    "VALUES ('FailingAction', 'NOT REMOVE', 5990)")
+FAILING_REMOVAL = (
+    FAILING_ACTION[0],
+    "INSERT INTO `InstallExecuteSequence` (`Action`, `Condition`, `Sequence`) "
+    "VALUES ('FailingAction', 'REMOVE', 1590)")
 
+# A package that has no stack to set up where nobody chose one.
+NO_STACK = ("DELETE FROM `Property` WHERE `Property`='KeloTssVendor'",)
 
-# The package of a newer version, with the older one removed first as docs/installer_package.md says.
-NEWER_VERSION = (
-    "UPDATE `Property` SET `Value`='{3F0D2C1C-5F0A-4D7C-8F53-1B0E6B1F6A52}' WHERE `Property`='ProductCode'",
-    "UPDATE `Property` SET `Value`='2.0.0' WHERE `Property`='ProductVersion'",
-    "INSERT INTO `Upgrade` (`UpgradeCode`, `VersionMax`, `Attributes`, `ActionProperty`) "
-    "VALUES ('{C5C1C4B5-2F0B-4E8E-8D8F-8D5D0B5B4E02}', '2.0.0', 0, 'OLDER_VERSION')",
-    "INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('FindRelatedProducts', 25)",
-    "INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('RemoveExistingProducts', 1450)")
+# What Windows sets in a run of its own accord, and Wine never: here it is the package's, for every run.
+RUN_BY_A_USER = (property_set("RestrictedUserControl", "1"),)
+ROLLBACK_DISABLED = (property_set("RollbackDisabled", "1"),)
 
 
 def kept_in_rollback():
@@ -162,7 +141,7 @@ class EffectsRun(InstallerRun):
         """Compares what comes of an installation, and then of the removal. Returns the effects of the installation."""
         predicted = Rehearsal(SETUP, ("/Commit",), session="", machine=self.description)
         setup, commit, srk_change = predicted.logs
-        expected = {**predicted.effects(), **brought_by_package()}
+        expected = {**predicted.effects(), **brought_by_package(TSS_VENDOR="KELO", TPM_VSC="1")}
         self.assertEqual(self.machine.install(*OPTIONS), (0, setup + srk_change + commit, predicted.exit_codes))
         self.check_effects(expected)
         installed = self.effects()
@@ -185,11 +164,11 @@ class Effects(EffectsRun):
     def test_installation_and_removal(self):
         self.install_and_remove()
 
-    def test_failure_behind_the_set_up_rolls_back(self):
+    def test_failure_after_the_set_up_rolls_back(self):
         predicted = Rehearsal(SETUP, ("/Rollback",), session="")
         setup, rollback, srk_change = predicted.logs
         self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, changes=FAILING_ACTION),
-                         (INSTALL_FAILURE, setup + srk_change + rollback, predicted.exit_codes))
+                         (PROGRAM_FAILURE, setup + srk_change + rollback, predicted.exit_codes))
         self.check_taken_back(predicted, "Rollback")
 
 
@@ -198,8 +177,8 @@ class EffectsWithoutTpm(EffectsRun):
 
     def test_failed_set_up_ends_the_installation(self):
         predicted = Rehearsal(asked_for(TSS_VENDOR=""), ("/Rollback",), machine=self.description)
-        self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, "TSS_VENDOR="),
-                         (INSTALL_FAILURE, sum(predicted.logs, []), predicted.exit_codes))
+        self.assertEqual(self.install_to_be_rolled_back(*OPTIONS, changes=NO_STACK),
+                         (FAILURE, sum(predicted.logs, []), predicted.exit_codes))
         self.check_taken_back(predicted, "Failed set-up")
 
 
@@ -208,6 +187,26 @@ class EffectsWithoutStack(EffectsRun):
 
     def test_shim_is_installed_and_removed(self):
         self.assertIn(("added", r"c:\windows\system32\tspi_x64.dll"), self.install_and_remove())
+
+
+class FailedRemoval(EffectsRun):
+    """A removal that is rolled back puts the set-up back. It fails before the package's files and registry values are
+    removed, because Wine's rollback does not bring those back."""
+
+    def test_set_up_is_put_back_with_its_choices(self):
+        self.machine.install(*OPTIONS, "TSS_VENDOR=NTRU12", changes=FAILING_REMOVAL)
+        installed = self.effects()
+        setup = asked_for(TSS_VENDOR="NTRU12")
+        predicted = Rehearsal(setup, ("/Commit",), ("/Uninstall",), setup)
+        self.assertEqual(self.machine.remove("TSS_VENDOR=KELO"),
+                         (PROGRAM_FAILURE, sum(predicted.logs[2:], []), predicted.exit_codes[2:]))
+        # Wine takes a product off its list for good as soon as a removal begins.
+        del installed["changed", "installed products"]
+        put_back = self.effects()
+        self.assertEqual(put_back.pop(("added", VIRTUAL_CARD_NOTED)), "dword:00000001")
+        del installed["added", LOG.lower()], put_back["added", LOG.lower()]
+        self.assertEqual({effect: self.plain(value) for effect, value in put_back.items()},
+                         {effect: self.plain(value) for effect, value in installed.items()})
 
 
 class NextInstallation(InstallerRun):
@@ -219,47 +218,137 @@ class NextInstallation(InstallerRun):
         self.assertIn(REINSTALLED, setup)
         self.assertEqual(self.machine.install("/qn"), (0, setup + srk_change + commit, predicted.exit_codes[3:]))
 
-    def test_newer_version_takes_the_place_of_the_older(self):
-        self.machine.install(*OPTIONS)
-        predicted = Rehearsal(SETUP, ("/Commit",), ("/Uninstall",), asked_for(TPM_VSC=""), ("/Commit",), session="")
+
+class NewerVersion(InstallerRun):
+    def test_takes_the_place_of_the_older_and_keeps_the_choices(self):
+        self.machine.install(*OPTIONS, "TSS_VENDOR=NTRU12")
+        setup = asked_for(TSS_VENDOR="NTRU12")
+        predicted = Rehearsal(setup, ("/Commit",), ("/Uninstall",), setup, ("/Commit",), session="")
         *_, removal, setup, commit, srk_change = predicted.logs
         self.assertIn(REINSTALLED, setup)
-        self.assertEqual(self.machine.install("/qn", changes=NEWER_VERSION),
+        self.assertEqual(self.machine.upgrade("2.0.0", "/qn"),
                          (0, removal + setup + srk_change + commit, predicted.exit_codes[2:]))
         self.assertEqual(self.machine.look()["installed products"], ["Kelo Toolkit Sample"])
+        self.assertTrue(self.machine.prefix.path(TOOLKIT + r"\KeloCustomAction.exe").exists())
+
+    def test_is_not_replaced_by_an_older_one(self):
+        self.machine.install("/qn")
+        self.assertEqual(self.machine.upgrade("0.9.0", "/qn"), (FAILURE, [], []))
 
 
 class Repair(InstallerRun):
+    """A repair sets up again, with the choices of before. The installer stops the toolkit's service for it, on which
+    the stack's depends no longer then."""
+
     description = WITHOUT_TPM  # it is the options that decide whether a set-up fails
 
-    def check(self, status, *options, **set_up):
-        """Compares what comes of repairing an installed toolkit whose service is stopped: while it runs, Windows does
-        not stop the stack's service, on which it depends, and Wine does."""
-        self.machine.install(*OPTIONS)
-        self.assertEqual(self.machine.prefix.wine("net", "stop", "KlPCR")[0], 0)
-        actions = [asked_for(TPM_VSC="", **set_up), *([("/Commit",)] if status == 0 else [])]
-        predicted = Rehearsal(SETUP, ("/Commit",), {"services": {"KlPCR": {"state": "stopped"}}}, *actions, session="",
+    def check(self, status, *options, changes=(), **set_up):
+        """Compares what comes of repairing a toolkit that was installed with the other stack."""
+        self.machine.install(*OPTIONS, "TSS_VENDOR=NTRU12", changes=changes)
+        actions = [asked_for(**set_up), *([("/Commit",)] if status == 0 else [])]
+        predicted = Rehearsal(asked_for(TSS_VENDOR="NTRU12"), ("/Commit",), SERVICE_STOPPED, *actions, session="",
                               machine=self.description)
         setup, *commit, srk_change = predicted.logs[2:]
         log = [*setup, *srk_change, *commit[0]] if status == 0 else setup
         self.assertEqual(self.machine.repair(*options), (status, log, predicted.exit_codes[2:]))
 
-    def test_repair_sets_up_again(self):
-        self.check(0)
+    def test_keeps_the_choices(self):
+        self.check(0, TSS_VENDOR="NTRU12")
 
-    def test_repair_fails_when_its_set_up_does(self):
-        self.check(INSTALL_FAILURE, "TSS_VENDOR=", TSS_VENDOR="")
+    def test_takes_an_administrator_s_choices(self):
+        self.check(0, "TSS_VENDOR=KELO", "TPM_WIN8=yes", TSS_VENDOR="KELO", TPM_WIN8="yes")
+        values = self.machine.prefix.export_registry(CHOICES)
+        self.assertIn('"TSS_VENDOR"="KELO"', values)
+        self.assertIn('"TPM_WIN8"="yes"', values)
+
+    def test_takes_no_choices_from_a_user(self):
+        self.check(0, "TSS_VENDOR=KELO", "TPM_WIN8=yes", f"TPM_OWNER_PASSWORD={PASSWORD}", "KELO_FORGET_CHOICES=1",
+                   changes=RUN_BY_A_USER, TSS_VENDOR="NTRU12")
+        # Its first run, for the installation, was no user's.
+        self.assertEqual([PASSWORD in run for run in runs_of(self.machine.prefix, SRK_TOOL)],
+                         [False, True, False, False])
+
+    def test_fails_when_its_set_up_does(self):
+        self.check(FAILURE, "KELO_FORGET_CHOICES=1", changes=NO_STACK, TSS_VENDOR="", TPM_VSC="")
+
+
+class RollbackDisabled(InstallerRun):
+    """The installer runs neither rollback nor commit actions then, and takes nothing back."""
+
+    description = WITHOUT_TPM
+
+    def check(self, status, action, *texts, changes=(), **set_up):
+        """Compares what comes of an installation, and looks for texts in the installer's log."""
+        session = {"session": ""} if status == 0 else {}
+        predicted = Rehearsal(asked_for(**set_up), (action,), machine=self.description, **session)
+        setup, then, *srk_change = predicted.logs
+        self.assertEqual(self.machine.install("/qn", "TPM_VSC=1", changes=[*changes, *ROLLBACK_DISABLED]),
+                         (status, sum([setup, *srk_change, then], []), predicted.exit_codes))
+        log = self.machine.verbose_log()
+        for text in ("Rollback is disabled. The toolkit's set-up is committed with the installation", *texts):
+            self.assertIn(text, log)
+
+    def test_commit_is_done_within_the_script(self):
+        self.check(0, "/Commit", ": KeloCommitNow")
+
+    def test_failed_set_up_is_taken_back_at_once(self):
+        self.check(FAILURE, "/Rollback", "Rollback is disabled. The program takes back what the failed set-up did.",
+                   changes=NO_STACK, TSS_VENDOR="")
+
+
+class VerboseLog(InstallerRun):
+    """What the installer's own log tells of a set-up."""
+
+    description = WITHOUT_TPM
+
+    def lines(self):
+        # Wine takes what is in brackets out of every text that it is handed: the thread, and numbers of arguments.
+        logged = [re.sub(r"\[[^]]*\]", "", line) for line in self.machine.log_lines()]
+        return logged, [line for line in self.machine.verbose_log().splitlines() if line in logged]
+
+    def test_holds_every_line_of_the_program_in_order(self):
+        self.machine.install(*OPTIONS)
+        logged, passed_on = self.lines()
+        # The last action's lines are the SRK change's own: nobody passes those on.
+        self.assertEqual(passed_on, [line for line in logged if "SRK Auth and TPM" not in line
+                                     and "User Cancelled" not in line])
+
+    def test_holds_the_reason_of_a_failure(self):
+        self.machine.install("/qn", changes=NO_STACK)
+        log = self.machine.verbose_log().splitlines()
+        self.assertIn(SWITCHED_OFF, log)
+        self.assertEqual([line for line in log if re.search(r"\b1722\b", line)], [])
+
+    def test_tells_why_a_program_did_not_start(self):
+        self.machine.install("/qn", changes=[broken("KeloSetup", "TakeBack=|", r'"C:\Missing.exe" /Setup')])
+        self.assertIn("The Kelo Toolkit's installer program could not be started, error 2: "
+                      r'"C:\Missing.exe" /Setup', self.machine.verbose_log())
+
+    def test_holds_no_reason_of_an_earlier_run(self):
+        self.machine.prefix.import_registry("Windows Registry Editor Version 5.00\n\n"
+                                            f'[{REASON}]\n@="an old reason"\n')
+        self.machine.install("/qn", changes=[broken("KeloSetup", "TakeBack=|", PROGRAM + " /Unknown")])
+        log = self.machine.verbose_log()
+        self.assertNotIn("an old reason", log)
+        self.assertIn(f"The Kelo Toolkit's installer program ended with -1: {PROGRAM} /Unknown", log)
+
+
+class Restart(InstallerRun):
+    description = {**DESCRIPTION, "files": {r"C:\windows\system32\KeloVReaderBody.dll": {"text": "x", "inUse": True}}}
+
+    def test_is_asked_for_when_files_wait_for_it(self):
+        self.assertEqual(self.machine.install("/qn")[0], 0)
+        self.assertEqual(self.machine.repair("TPM_VSC=1")[0], RESTART_NEEDED)
 
 
 class ResultsOfActions(InstallerRun):
-    """What the installer makes of an action that fails, which each does here because its switch is unknown."""
+    """What the installer does after an action that fails, which each does here because its switch is unknown."""
 
-    def install_with_failing(self, action):
-        broken = f"UPDATE `CustomAction` SET `Target`='/Unknown' WHERE `Action`='{action}'"
-        return self.machine.install("/qn", changes=[broken])[0]
+    def install_with_failing(self, action, data=""):
+        return self.machine.install("/qn", changes=[broken(action, data, PROGRAM + " /Unknown")])[0]
 
     def test_set_up(self):
-        self.assertEqual(self.install_with_failing("KeloSetup"), INSTALL_FAILURE)
+        self.assertEqual(self.install_with_failing("KeloSetup", "TakeBack=|"), FAILURE)
 
     def test_commit(self):
         self.assertEqual(self.install_with_failing("KeloCommit"), 0)
@@ -270,6 +359,41 @@ class ResultsOfActions(InstallerRun):
         self.assertFalse(self.machine.prefix.path(TOOLKIT + r"\KeloCustomAction.exe").exists())
 
 
+class HostileValues(InstallerRun):
+    """Values that reach for another option, or end where no value may end. They are the package's own here, because no
+    command line hands Wine's installer a quotation mark; the installer puts both into the same places."""
+
+    REFUSED = {
+        "TSS_VENDOR": ('KELO" "/TPM_WIN8=1', "KELO\\", "IFX", "KELO /TPM_VSC=1", "NTRU"),
+        "TPM_VSC": ('1" "/ProductType=Enterprise', "1\\", "\\\\", "/ProductType=Enterprise", "[TPM_OWNER_PASSWORD]", '"'),
+        "TPM_WIN8": ('1" "/ProductType=Enterprise', "C:\\", "/ProductType=Enterprise", "[ProductName]"),
+        "TPM_OWNER_PASSWORD": ('a" /T:"KELO', "secret\\", "a /TSS_VENDOR=KELO", "a /SILENT"),
+    }
+    # Every other character that means something to a shell, a format or a command line's parser.
+    ODD = r"a b  c\\d\ %PATH% ^&|<>();=,~$`{1}"
+
+    def test_are_refused_before_anything_is_changed(self):
+        for name, values in self.REFUSED.items():
+            for value in values:
+                with self.subTest(f"{name}={value}"):
+                    self.assertEqual(self.machine.install("/qn", changes=[property_set(name, value)]), (FAILURE, [], []))
+        self.assertEqual(runs_of(self.machine.prefix, SRK_TOOL), [])
+
+    def test_that_are_taken_stay_in_their_option(self):
+        changes = [property_set("TPM_VSC", self.ODD), property_set("TPM_WIN8", self.ODD)]
+        predicted = Rehearsal(("/Setup", "/TSS_VENDOR=KELO", f"/TPM_VSC={self.ODD}", f"/TPM_WIN8={self.ODD}",
+                               "/ProductType=Enterprise"), ("/Commit",), session="")
+        setup, commit, srk_change = predicted.logs
+        self.assertEqual(self.machine.install("/qn", changes=changes),
+                         (0, setup + srk_change + commit, predicted.exit_codes))
+
+    def test_password_is_the_tool_s_alone(self):
+        password = r"/SILENT/VERIFY/CAPTION=x/TSS_VENDOR=KELO \d %PATH%"
+        self.machine.install("/qn", changes=[property_set("TPM_OWNER_PASSWORD", password)])
+        self.assertTrue(runs_of(self.machine.prefix, SRK_TOOL)[-1].endswith(
+            f' /C:"Kelo Toolkit Sample" /I:"{INFORMATION}" /P:"{password}" /T:"NTRU" /S /Y'))
+
+
 class SrkData(InstallerRun):
     """What the SRK tool and nobody else gets of the data."""
 
@@ -278,15 +402,28 @@ class SrkData(InstallerRun):
         runs = [line.replace(f'"{SRK_TOOL}"', SRK_TOOL, 1) for line in runs_of(self.machine.prefix, SRK_TOOL)]
         return [run.removeprefix(SRK_TOOL) for run in runs]
 
+    CHANGE = f' /C:"Kelo Toolkit Sample" /I:"{INFORMATION}"'
+
     def test_without_interface_nobody_is_asked(self):
         self.machine.install(*OPTIONS)
-        self.assertEqual(self.changes_asked_for(), [
-            " /V", f' /C:"Kelo Toolkit Sample" /I:"{INFORMATION}" /P:"{PASSWORD}" /T:"NTRU" /S /Y'])
+        self.assertEqual(self.changes_asked_for(), [" /V", f'{self.CHANGE} /P:"{PASSWORD}" /T:"NTRU" /S /Y'])
 
-    def test_with_an_interface_the_user_is_asked(self):
-        self.machine.install("/qb", "KELO_SRK_VENDOR=KELO")
-        self.assertEqual(self.changes_asked_for(), [
-            " /V", f' /C:"Kelo Toolkit Sample" /I:"{INFORMATION}" /T:"KELO" /Y'])
+    def test_without_wizard_nobody_is_asked(self):
+        for level in ("/qb", "/passive"):
+            self.machine.install(level)
+            self.machine.remove()
+        self.assertEqual(self.changes_asked_for(), [" /V", f'{self.CHANGE} /T:"NTRU" /S /Y'] * 2)
+
+    def test_author_decides_otherwise_but_for_a_repair(self):
+        self.machine.install("/qn", changes=[property_set("KeloSrkFlag", "/ASK")])
+        self.machine.repair()
+        self.assertEqual(self.changes_asked_for(), [" /V", f'{self.CHANGE} /T:"NTRU" /Y',
+                                                    " /V", f'{self.CHANGE} /T:"NTRU" /S /Y'])
+
+    def test_verification_stays_one(self):
+        self.machine.install("/qn", changes=[property_set("KeloSrkFlag", "/VERIFY")])
+        self.machine.repair()
+        self.assertEqual(self.changes_asked_for(), [" /V", f'{self.CHANGE} /T:"NTRU" /V /Y'] * 2)
 
     def test_password_is_nowhere_else(self):
         self.machine.install(*OPTIONS)
@@ -306,7 +443,7 @@ class EventSource(InstallerRun):
     def text_of(self, kind, *words):
         return self.machine.prefix.wine(EVENT_TEXT, "Kelo Platform Security", kind, *words)
 
-    def test_texts_are_in_the_installed_program(self):
+    def test_texts_are_in_a_file_without_code(self):
         self.machine.install("/qn")
         self.assertEqual(self.text_of("EventMessageFile", "1018", self.TEXT), (0, f"{self.TEXT}\r\r\n".encode()))
         self.assertEqual(self.text_of("CategoryMessageFile", "2"), (0, b"Platform\r\r\n"))

@@ -17,6 +17,7 @@ STAGER = TOOLKIT + r"\TPM_VSCard\DriverStager.exe"
 SRK_TOOL = r"C:\Program Files\Kelo Systems Corp\Common\TpmKeyFixer.exe"
 EVENT_TEXT = installer.PROGRAMS / "event_text.exe"
 PACKAGE = r"C:\Packages\toolkit.msi"
+NEWER_PACKAGE = r"C:\Packages\newer.msi"
 VERBOSE_LOG = r"C:\Packages\install.log"
 
 BLOCKED_COMMANDS = r"HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List"
@@ -74,6 +75,8 @@ NOT_OF_CONCERN = re.compile("|".join(map(re.escape, (
     r"hklm\software\microsoft\windows\currentversion\uninstall",
     r"c:\windows\installer", r"c:\packages", r"hklm\system\currentcontrolset\control\servicecurrent",
     r"hklm\software\kelostandins", r"c:\kelostandins", r"c:\standins",
+    # The same key as the one for 64-bit programs.
+    r"hklm\software\wow6432node\microsoft\windows\currentversion\app paths",
     # The screens and adapters that Wine notes as soon as its desktop is up.
     *(rf"hklm\system\currentcontrolset\{key}"
       for key in (r"control\class", r"control\deviceclasses", r"control\video", "enum", "hardware profiles")),
@@ -123,8 +126,13 @@ class PackagedMachine:
         installer.variant(SAMPLE, self.prefix.path(PACKAGE), *changes)
         return self._msiexec("/i", PACKAGE, *options)
 
-    def remove(self):
-        return self._msiexec("/x", PACKAGE, "/qn")
+    def upgrade(self, version, *options):
+        """Installs another version of the package over it."""
+        installer.build(self.prefix.path(NEWER_PACKAGE), version)
+        return self._msiexec("/i", NEWER_PACKAGE, *options)
+
+    def remove(self, *options):
+        return self._msiexec("/x", PACKAGE, "/qn", *options)
 
     def repair(self, *options):
         return self._msiexec("/i", PACKAGE, "/qn", "REINSTALL=ALL", *options)
@@ -176,10 +184,14 @@ class PackagedMachine:
     def _msiexec(self, *arguments):
         before = len(self._log())
         status, _, calls = self.prefix.calls(EXIT, "msiexec", *arguments, "/l*v", VERBOSE_LOG)
-        log = self._log()[before:]
+        log = self._last_log = self._log()[before:]
         ends = {call.thread: code_given(call) for call in calls}
         runs = [int(parse(line)["thread"]) for line in log if line.endswith(BEGINS)]
         return exit_code(status, calls), comparable(log), [ends.get(thread) for thread in runs]
+
+    def log_lines(self):
+        """The lines that the program logged in the installer's last run."""
+        return self._last_log
 
     def _log(self):
         log = self.prefix.path(LOG)

@@ -27,6 +27,7 @@ def with_package(description):
     description["files"] = {path: {"size": size} for path, size in installer.files(SAMPLE).items()}
     for name, value in installer.registry_values(SAMPLE).items():
         key, _, value_name = name[:-1].partition(" [")
+        value_name = "" if value_name == "(default)" else value_name
         description = with_all(description, {"registry": {key: {"values": {value_name: value}}}})
     return description
 
@@ -66,10 +67,10 @@ def _rehearse_each(description, runs):
             machine = with_all(settled(machine), run)
 
 
-def brought_by_package():
-    """The effects of installing the package that are not the program's."""
+def brought_by_package(**choices):
+    """The effects of installing the package, with these choices, that are not the program's."""
     values = {("added", name.lower()): registry_text(value)
-              for name, value in installer.registry_values(SAMPLE).items()}
+              for name, value in installer.registry_values(SAMPLE, **choices).items()}
     return files_of_package() | values | {("changed", "installed products"): ["Kelo Toolkit Sample"]}
 
 

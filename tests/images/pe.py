@@ -24,6 +24,7 @@ class Image:
         optional_size, self.characteristics = struct.unpack_from("<HH", self.data, header + 20)
         optional = header + 24
         self.magic = self._u16(optional)
+        self.entry_point = self._u32(optional + 16)
         self.subsystem, self.dll_characteristics = struct.unpack_from("<HH", self.data, optional + 68)
         count = self._u32(optional + 108)
         self._directories = [struct.unpack_from("<II", self.data, optional + 112 + 8 * i) for i in range(count)]

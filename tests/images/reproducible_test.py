@@ -12,7 +12,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 IMAGES = ROOT / "build" / "windows"
 
 LANGUAGES = sorted(table.stem for table in (ROOT / "resources" / "strings").glob("*.txt"))
-FILES = ["KeloCustomAction.exe", "KeloCustomAction.dll",
+FILES = ["KeloCustomAction.exe", "KeloCustomAction.dll", "KeloPackage.dll", "KeloEventMessages.dll",
          *(f"Internationalization_{language}.dll" for language in LANGUAGES)]
 
 # How ninja begins: it ends with the test, whatever ends that, and the compilers with it.

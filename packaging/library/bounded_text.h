@@ -1,0 +1,33 @@
+// Text with a bound: UTF-16 in a buffer of fixed size that always has its end.
+#pragma once
+
+#include <cwchar>
+
+template <unsigned kSize>
+class BoundedText
+{
+public:
+    static constexpr unsigned kCharacters = kSize; // with the zero at the end
+
+    const wchar_t* Get() const { return m_text; }
+    bool IsEmpty() const { return m_text[0] == L'\0'; }
+    void Clear() { m_text[0] = L'\0'; }
+
+    // Whether the text fitted; the part that does is kept.
+    bool Append(const wchar_t* text)
+    {
+        const std::size_t length = std::wcslen(m_text);
+        const std::size_t added = std::wcslen(text);
+        const std::size_t room = kSize - 1 - length;
+        const std::size_t kept = added < room ? added : room;
+        std::wmemcpy(m_text + length, text, kept);
+        m_text[length + kept] = L'\0';
+        return kept == added;
+    }
+
+    // For a Windows call to write to; it is given kCharacters as the size.
+    wchar_t* Buffer() { return m_text; }
+
+private:
+    wchar_t m_text[kSize] = {};
+};

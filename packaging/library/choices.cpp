@@ -1,0 +1,67 @@
+// FindChoices: the choices that count in this run, from the command line, from the earlier run or from the package.
+#include "session.h"
+
+#include <windows.h>
+
+namespace
+{
+
+// Only administrators may write there. The package writes the choices of each run there, under the properties' names.
+constexpr wchar_t kChoicesKey[] = L"SOFTWARE\\Kelo Systems Corp\\Common\\Choices";
+
+// A property with small letters in its name is the package's: no command line sets it.
+struct Choice
+{
+    const wchar_t* property;
+    bool isOnCommandLine;
+    const wchar_t* valueOfPackage; // the property that holds what counts last; none for some
+};
+
+constexpr Choice kChoices[] = {
+    {L"TSS_VENDOR", true, L"KeloTssVendor"},
+    {L"TPM_VSC", true, nullptr},
+    {L"TPM_WIN8", true, nullptr},
+    {L"ProductType", false, nullptr},
+};
+
+void ReadRemembered(const wchar_t* name, PropertyText& value)
+{
+    DWORD bytes = PropertyText::kCharacters * sizeof(wchar_t);
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, kChoicesKey, name, RRF_RT_REG_SZ, nullptr, value.Buffer(), &bytes) !=
+        ERROR_SUCCESS)
+        value.Clear();
+}
+
+// Whether nothing of the command line counts: what a removal takes back is what was set up, and a user without
+// administrator's rights, who may have a product repaired, has no say in how.
+bool IsCommandLineRefused(MSIHANDLE session)
+{
+    return HasProperty(session, L"REMOVE") ||
+           (HasProperty(session, L"Installed") && HasProperty(session, L"RestrictedUserControl"));
+}
+
+} // namespace
+
+// An immediate action of the execute sequence, which runs where users have no hand in it. Sets each choice's property:
+// to the command line's value if that counts, else to the remembered one, else to the package's. The password of a
+// command line that does not count is cleared. KELO_FORGET_CHOICES, with any value, leaves what is remembered out.
+// Returns ERROR_SUCCESS, or ERROR_INSTALL_FAILURE when a value is too long.
+extern "C" __declspec(dllexport) UINT WINAPI FindChoices(MSIHANDLE session)
+{
+    const bool isRefused = IsCommandLineRefused(session);
+    const bool isForgotten = !isRefused && HasProperty(session, L"KELO_FORGET_CHOICES");
+    for (const Choice& choice : kChoices)
+    {
+        PropertyText value;
+        if (!(isRefused && choice.isOnCommandLine) && !ReadProperty(session, choice.property, value))
+            return ERROR_INSTALL_FAILURE;
+        if (value.IsEmpty() && !isForgotten)
+            ReadRemembered(choice.property, value);
+        if (value.IsEmpty() && choice.valueOfPackage != nullptr && !ReadProperty(session, choice.valueOfPackage, value))
+            return ERROR_INSTALL_FAILURE;
+        MsiSetPropertyW(session, choice.property, value.Get());
+    }
+    if (isRefused)
+        MsiSetPropertyW(session, L"TPM_OWNER_PASSWORD", nullptr);
+    return ERROR_SUCCESS;
+}

@@ -1,0 +1,39 @@
+// The lines that a run of the program adds to the install log, while it adds them.
+#pragma once
+
+#include "bounded_text.h"
+
+#include <windows.h>
+
+class LogTail
+{
+public:
+    // Begins at the log's present end.
+    LogTail();
+
+    // Calls `take` with each whole line that the thread has added since the last call: UTF-16, without its end. The
+    // program writes the log with one thread, whose number stands in each line. Nothing is read through a link.
+    template <typename Take>
+    void Read(DWORD threadId, const Take& take)
+    {
+        while (Fill())
+        {
+            while (const wchar_t* line = NextLine(threadId))
+                take(line);
+        }
+    }
+
+private:
+    static constexpr DWORD kBufferSize = 4096; // bytes; a line of the log has at most 511
+
+    bool Fill();
+    const wchar_t* NextLine(DWORD threadId);
+    bool IsLineOf(DWORD threadId) const;
+
+    BoundedText<MAX_PATH> m_path;
+    LONGLONG m_offset = 0;           // in the file, of what is not in the buffer yet
+    char m_buffer[kBufferSize] = {}; // in the ANSI code page
+    DWORD m_begin = 0;
+    DWORD m_end = 0;
+    BoundedText<kBufferSize + 1> m_line;
+};

@@ -1,0 +1,36 @@
+// Owners of what Windows hands out: each gives back what it holds when it goes out of scope.
+#pragma once
+
+#include <windows.h>
+
+#include <msi.h>
+
+// An owner of one handle and the function that closes it, neither copied nor moved. A null handle is none, and so is
+// the one by which CreateFileW says that it failed.
+template <typename Handle, auto Close>
+class Owner
+{
+public:
+    Owner() = default;
+    explicit Owner(Handle handle) : m_handle(handle) {}
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
+    ~Owner()
+    {
+        if (*this)
+            Close(m_handle);
+    }
+
+    explicit operator bool() const { return m_handle != Handle{} && m_handle != (Handle)(LONG_PTR)-1; }
+    Handle Get() const { return m_handle; }
+
+    // Where a Windows call that yields a handle through a pointer puts it: once, into an owner of nothing.
+    Handle* Put() { return &m_handle; }
+
+private:
+    Handle m_handle{};
+};
+
+using OwnedHandle = Owner<HANDLE, &CloseHandle>;
+using OwnedKey = Owner<HKEY, &RegCloseKey>;
+using OwnedRecord = Owner<MSIHANDLE, &MsiCloseHandle>;

@@ -1,0 +1,202 @@
+// AnnounceProgram, RunProgram and RunSetup: a run of the installer program, as the installer's log, window and user are
+// to see it.
+#include "log_tail.h"
+#include "owners.h"
+#include "session.h"
+
+#include <windows.h>
+
+#include <cwchar>
+
+namespace
+{
+
+// The program leaves the reason of a failure there, in the user's language.
+constexpr wchar_t kReasonKey[] = L"SOFTWARE\\Kelo Systems Corp.\\Installer";
+
+constexpr wchar_t kRollback[] = L" /Rollback";
+constexpr wchar_t kWithoutRollback[] =
+    L"Rollback is disabled. The toolkit's set-up is committed with the installation, and taken back at once if it "
+    L"fails "
+    L"itself. If a later action fails, or a removal, nothing puts the set-up back: repair or remove the toolkit then.";
+constexpr DWORD kMsBetweenLooks = 200;
+constexpr int kLinesOfLongRun = 200; // a set-up with the virtual smart card
+
+using CommandLine = BoundedText<8192>;
+using Message = BoundedText<2048>;
+
+struct RunResult
+{
+    DWORD startError = ERROR_SUCCESS; // why the program was not started
+    DWORD exitCode = 0;
+    bool isCancelled = false; // the user wants to stop
+
+    bool HasFailed() const { return startError != ERROR_SUCCESS || exitCode != 0; }
+};
+
+// The program's path, which stands in quotation marks at the beginning of each command line.
+bool FindProgram(const wchar_t* commandLine, BoundedText<MAX_PATH>& path)
+{
+    const wchar_t* end = commandLine[0] == L'"' ? std::wcschr(commandLine + 1, L'"') : nullptr;
+    const std::size_t length = end == nullptr ? 0 : static_cast<std::size_t>(end - commandLine - 1);
+    if (length == 0 || length >= MAX_PATH)
+        return false;
+    std::wmemcpy(path.Buffer(), commandLine + 1, length);
+    return true;
+}
+
+// What a line of the log says, without time and thread.
+const wchar_t* MessageOf(const wchar_t* line)
+{
+    const wchar_t* end = std::wcsstr(line, L"] ");
+    return end == nullptr ? line : end + 2;
+}
+
+// Passes the program's lines on until it has ended. What is begun is never broken off: a user who cancels waits.
+void FollowProgram(MSIHANDLE session, const PROCESS_INFORMATION& process, LogTail& log, RunResult& result)
+{
+    const auto pass = [&](const wchar_t* line) {
+        Tell(session, INSTALLMESSAGE_INFO, line);
+        if (Tell(session, INSTALLMESSAGE_ACTIONDATA, MessageOf(line)) == IDCANCEL)
+            result.isCancelled = true;
+    };
+    while (WaitForSingleObject(process.hProcess, kMsBetweenLooks) == WAIT_TIMEOUT)
+        log.Read(process.dwThreadId, pass);
+    log.Read(process.dwThreadId, pass);
+    GetExitCodeProcess(process.hProcess, &result.exitCode);
+}
+
+RunResult Run(MSIHANDLE session, CommandLine& commandLine)
+{
+    RunResult result;
+    BoundedText<MAX_PATH> program;
+    if (!FindProgram(commandLine.Get(), program))
+    {
+        result.startError = ERROR_BAD_PATHNAME;
+        return result;
+    }
+    CountTexts(session);
+    LogTail log;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(program.Get(), commandLine.Buffer(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                        &process))
+    {
+        result.startError = GetLastError();
+        return result;
+    }
+    const OwnedHandle processOwner(process.hProcess);
+    const OwnedHandle threadOwner(process.hThread);
+    FollowProgram(session, process, log, result);
+    return result;
+}
+
+// The reason of an earlier set-up may be the same as this one's.
+void ForgetReason()
+{
+    OwnedKey key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kReasonKey, 0, KEY_SET_VALUE, key.Put()) == ERROR_SUCCESS)
+        RegDeleteValueW(key.Get(), nullptr);
+}
+
+void ReadReason(Message& reason)
+{
+    DWORD bytes = Message::kCharacters * sizeof(wchar_t);
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, kReasonKey, nullptr, RRF_RT_REG_SZ, nullptr, reason.Buffer(), &bytes) !=
+        ERROR_SUCCESS)
+        reason.Clear();
+}
+
+// What is known of a failure for which the program gave no reason.
+void DescribeFailure(const RunResult& result, const wchar_t* commandLine, Message& message)
+{
+    const bool isStarted = result.startError == ERROR_SUCCESS;
+    wchar_t number[12] = {};
+    _snwprintf(number, 11, L"%d", static_cast<int>(isStarted ? result.exitCode : result.startError));
+    message.Clear();
+    message.Append(isStarted ? L"The Kelo Toolkit's installer program ended with "
+                             : L"The Kelo Toolkit's installer program could not be started, error ");
+    message.Append(number);
+    message.Append(L": ");
+    message.Append(commandLine);
+}
+
+UINT ResultFor(const RunResult& result)
+{
+    if (result.HasFailed())
+        return ERROR_INSTALL_FAILURE;
+    return result.isCancelled ? ERROR_INSTALL_USEREXIT : ERROR_SUCCESS;
+}
+
+// Runs the program and tells the reason of a failure: the one that the program has left now, not an earlier run's.
+RunResult RunAndTell(MSIHANDLE session, const wchar_t* commandLine, INSTALLMESSAGE kindOfFailure)
+{
+    Message oldReason;
+    ReadReason(oldReason);
+    CommandLine writable; // CreateProcessW changes it
+    writable.Append(commandLine);
+    const RunResult result = Run(session, writable);
+    if (result.HasFailed())
+    {
+        Message message;
+        ReadReason(message);
+        if (message.IsEmpty() || std::wcscmp(message.Get(), oldReason.Get()) == 0)
+            DescribeFailure(result, commandLine, message);
+        Tell(session, kindOfFailure, message.Get());
+    }
+    return result;
+}
+
+// Rollback is disabled: no rollback action takes back what a set-up did that failed.
+void TakeBack(MSIHANDLE session, const wchar_t* setupCommandLine)
+{
+    Tell(session, INSTALLMESSAGE_INFO, L"Rollback is disabled. The program takes back what the failed set-up did.");
+    BoundedText<MAX_PATH> program;
+    CommandLine commandLine;
+    if (FindProgram(setupCommandLine, program) && commandLine.Append(L"\"") && commandLine.Append(program.Get()) &&
+        commandLine.Append(L"\"") && commandLine.Append(kRollback))
+        Run(session, commandLine);
+}
+
+} // namespace
+
+// An immediate action within the transaction. Gives the bar room for the program's lines, and tells the installer's log
+// what disabled rollback comes to. Returns ERROR_SUCCESS.
+extern "C" __declspec(dllexport) UINT WINAPI AnnounceProgram(MSIHANDLE session)
+{
+    if (HasProperty(session, L"RollbackDisabled"))
+        Tell(session, INSTALLMESSAGE_INFO, kWithoutRollback);
+    ExpectTexts(session, kLinesOfLongRun);
+    return ERROR_SUCCESS;
+}
+
+// Runs the program with the command line that CustomActionData is: the program's path in quotation marks, then the
+// arguments. Its log lines go to the installer's log and window; a failure's reason to the installer's log.
+// Returns ERROR_SUCCESS, ERROR_INSTALL_FAILURE, or ERROR_INSTALL_USEREXIT when the user cancelled meanwhile.
+extern "C" __declspec(dllexport) UINT WINAPI RunProgram(MSIHANDLE session)
+{
+    CommandLine commandLine;
+    if (!ReadProperty(session, L"CustomActionData", commandLine))
+        return ERROR_INSTALL_FAILURE;
+    return ResultFor(RunAndTell(session, commandLine.Get(), INSTALLMESSAGE_INFO));
+}
+
+// As RunProgram, for the set-up: a failure's reason is the installer's error message. CustomActionData is
+// "TakeBack=|command line"; with a value in front of the bar, a set-up that fails is taken back at once.
+extern "C" __declspec(dllexport) UINT WINAPI RunSetup(MSIHANDLE session)
+{
+    static constexpr wchar_t kTakeBack[] = L"TakeBack=";
+    constexpr std::size_t kKeyLength = sizeof kTakeBack / sizeof(wchar_t) - 1;
+    CommandLine data;
+    if (!ReadProperty(session, L"CustomActionData", data))
+        return ERROR_INSTALL_FAILURE;
+    const wchar_t* bar = std::wcschr(data.Get(), L'|');
+    if (bar == nullptr || std::wcsncmp(data.Get(), kTakeBack, kKeyLength) != 0)
+        return ERROR_INSTALL_FAILURE;
+    ForgetReason();
+    const RunResult result = RunAndTell(session, bar + 1, INSTALLMESSAGE_ERROR);
+    if (result.HasFailed() && bar != data.Get() + kKeyLength)
+        TakeBack(session, bar + 1);
+    return ResultFor(result);
+}

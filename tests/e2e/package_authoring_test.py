@@ -1,0 +1,219 @@
+"""The authoring of the installer package, for each WiX, and what make_package makes of it."""
+
+import collections
+import re
+import subprocess
+import tempfile
+import unittest
+import xml.etree.ElementTree as ET
+from pathlib import Path
+
+import authoring
+import installer
+from authoring import PACKAGING, SAMPLE_SOURCE, WIX_3, WIX_4
+from installer import PERMANENT, PROGRAMS, SAMPLE
+from wine import ROOT
+
+HIDE_TARGET = 0x2000
+IN_SCRIPT = 0x400
+SET_PROPERTY = 0x33
+
+NAMESPACES = {WIX_3: "http://schemas.microsoft.com/wix/2006/wi", SAMPLE_SOURCE: "http://schemas.microsoft.com/wix/2006/wi",
+              WIX_4: "http://wixtoolset.org/schemas/v4/wxs"}
+
+# The installer makes these of the attributes of each property.
+MADE_BY_COMPILERS = {"MsiHiddenProperties", "SecureCustomProperties", "AdminProperties"}
+
+# What has another name in the later versions, or is gone.
+OF_WIX_3 = {"Win64", "BinaryKey", "FileKey", "SourceFile"}
+
+
+def document():
+    return (ROOT / "docs" / "installer_package.md").read_text(encoding="utf-8")
+
+
+def documented_actions():
+    """The actions as the document lists them: type, place and condition of each."""
+    rows = re.findall(r"^\| `(\w+)` +\| (\d+) +\| (\d+) +\| (?:`(.+)`|always) +\|$", document(), re.MULTILINE)
+    return {action: (int(kind), int(place), condition) for action, kind, place, condition in rows}
+
+
+def documented_properties():
+    """The properties as the document lists them, by who sets them."""
+    found = collections.defaultdict(set)
+    for name, who in re.findall(r"^\| `(\w+)` +\| (whoever installs|the author) +\|", document(), re.MULTILINE):
+        found[who].add(name)
+    return found
+
+
+class ThreeCompilers(unittest.TestCase):
+    """The same package comes of WiX 3, of WiX 4 and 5, and of wixl."""
+
+    def setUp(self):
+        self.maxDiff = None
+        self.wix_3 = authoring.of_source(WIX_3)
+
+    def test_later_versions_say_the_same(self):
+        self.assertEqual(authoring.of_source(WIX_4), self.wix_3)
+
+    def test_wixl_makes_the_same(self):
+        self.assertEqual(authoring.of_package(SAMPLE, self.wix_3), self.wix_3)
+
+    def test_actions_are_as_documented(self):
+        seen = {action: (kind, *self.wix_3["sequence"][action])
+                for action, (kind, *_) in self.wix_3["actions"].items()}
+        self.assertEqual(seen, documented_actions())
+
+    def test_properties_are_as_documented(self):
+        self.assertEqual(self.wix_3["secure"], documented_properties()["whoever installs"])
+        # What only the author sets has small letters: no command line reaches it.
+        for name in documented_properties()["the author"]:
+            self.assertRegex(name, "[a-z]")
+
+
+class Sources(unittest.TestCase):
+    """What the compilers ask of a source."""
+
+    def each(self):
+        for path in NAMESPACES:
+            with self.subTest(path.name):
+                yield path, ET.parse(path).getroot()
+
+    def test_are_in_the_namespace_of_their_version(self):
+        for path, root in self.each():
+            self.assertTrue(root.tag.startswith("{" + NAMESPACES[path] + "}"), root.tag)
+
+    def test_leave_lists_of_properties_to_the_compilers(self):
+        for _, root in self.each():
+            names = {element.get("Id") for element in root.iter() if element.tag.endswith("}Property")}
+            self.assertEqual(names & MADE_BY_COMPILERS, set())
+
+    def test_define_each_property_once(self):
+        for fragment in (WIX_3, WIX_4):
+            names = [element.get("Id") for path in (fragment, SAMPLE_SOURCE) for element in ET.parse(path).getroot().iter()
+                     if element.tag.endswith("}Property")]
+            self.assertEqual(sorted(set(names)), sorted(names))
+
+    def test_of_later_versions_use_their_names(self):
+        for element in ET.parse(WIX_4).getroot().iter():
+            self.assertEqual(element.attrib.keys() & OF_WIX_3, set())
+            if element.tag.rpartition("}")[2] not in ("Include", "CustomAction"):
+                self.assertEqual((element.text or "").strip(), "")
+
+
+class Sequence(unittest.TestCase):
+    """Where the actions stand among the installer's own."""
+
+    def setUp(self):
+        self.types = {row["Action"]: int(row["Type"]) for row in installer.table(SAMPLE, "CustomAction")}
+        self.sequence = {row["Action"]: row for row in installer.table(SAMPLE, "InstallExecuteSequence")}
+
+    def order(self, *actions):
+        self.assertEqual(sorted(actions, key=lambda action: int(self.sequence[action]["Sequence"])), list(actions))
+
+    def test_choices_are_found_before_they_are_checked_and_before_an_older_version_goes(self):
+        self.order("KeloChoices", "LaunchConditions", "RemoveExistingProducts", "KeloSetupCommand")
+
+    def test_removal_comes_before_everything_that_it_needs_is_removed(self):
+        self.order("InstallInitialize", "KeloUninstallRollback", "KeloUninstall", "StopServices",
+                   "RemoveRegistryValues", "RemoveFiles")
+
+    def test_older_version_is_removed_within_the_transaction_before_the_files(self):
+        self.order("InstallInitialize", "RemoveExistingProducts", "StopServices", "InstallFiles")
+
+    def test_service_stops_before_files_and_set_up(self):
+        self.order("StopServices", "RemoveFiles", "InstallFiles", "KeloSetup")
+
+    def test_set_up_comes_after_its_files_and_values_and_before_the_srk_change(self):
+        self.order("InstallFiles", "WriteRegistryValues", "KeloRollback", "KeloSetup", "SRK_Auth_Change",
+                   "KeloCommitNow", "InstallFinalize", "KeloRestart")
+
+    def test_each_action_of_the_script_gets_its_data_just_before(self):
+        for action, kind in self.types.items():
+            data = "KeloSrkData" if action == "SRK_Auth_Change" else action + "Data"
+            if kind & IN_SCRIPT:
+                with self.subTest(action):
+                    self.order(data, action)
+                    self.assertEqual(self.sequence[data]["Condition"], self.sequence[action]["Condition"])
+
+    def test_each_action_that_takes_time_has_a_progress_text(self):
+        with_text = {row["Action"] for row in installer.table(SAMPLE, "ActionText")}
+        self.assertEqual({action for action, kind in self.types.items() if kind & 0x3F != SET_PROPERTY}, with_text)
+
+    def test_only_a_first_installation_is_taken_back(self):
+        # Nothing that the installer does under Wine 8 shows it: a repair that fails is not rolled back at all there.
+        self.assertEqual(self.sequence["KeloRollback"]["Condition"], "NOT Installed")
+
+    def test_password_is_hidden_on_its_way(self):
+        data = next(row for row in installer.table(SAMPLE, "CustomAction") if row["Action"] == "KeloSrkData")
+        self.assertTrue(data["Target"].endswith(" /PASSWORD=[TPM_OWNER_PASSWORD]"))
+        self.assertLessEqual({"TPM_OWNER_PASSWORD", data["Source"]}, installer.hidden_properties(SAMPLE))
+        for action in ("KeloSrkData", "SRK_Auth_Change"):
+            self.assertTrue(self.types[action] & HIDE_TARGET, action)
+
+
+class Tables(unittest.TestCase):
+    """What make_package puts in that wixl leaves out."""
+
+    def test_images_have_their_version_and_language(self):
+        version = installer.properties(SAMPLE)["ProductVersion"]
+        files = {row["FileName"]: (row["Version"], row["Language"]) for row in installer.table(SAMPLE, "File")}
+        for name in ("KeloCustomAction.exe", "KeloEventMessages.dll"):
+            self.assertEqual(files[name], (f"{version}.0", "1033"))
+        self.assertEqual(files["KeloKSP.dll"], ("", ""))
+
+    def test_version_is_the_build_s(self):
+        project = re.search(r"^project\(.* VERSION (\S+) ", (ROOT / "CMakeLists.txt").read_text(encoding="utf-8"),
+                            re.MULTILINE)
+        self.assertEqual(installer.properties(SAMPLE)["ProductVersion"], project[1])
+
+    def test_only_files_without_a_version_have_a_hash(self):
+        hashed = {row["File_"] for row in installer.table(SAMPLE, "MsiFileHash")}
+        self.assertEqual(hashed, {row["File"] for row in installer.table(SAMPLE, "File") if not row["Version"]})
+
+    def test_each_column_can_be_validated(self):
+        described = {(row["Table"], row["Column"]) for row in installer.table(SAMPLE, "_Validation")}
+        there = {(name, column) for name in installer.tables(SAMPLE) for column in installer.columns(SAMPLE, name)}
+        self.assertEqual(described, there)
+
+    def test_what_goes_to_the_system_folder_stays(self):
+        permanent = {row["Component"] for row in installer.table(SAMPLE, "Component")
+                     if int(row["Attributes"]) & PERMANENT}
+        in_system_folder = {row["Component"] for row in installer.table(SAMPLE, "Component")
+                            if row["Directory_"] == "System64Folder"}
+        self.assertEqual(permanent, in_system_folder)
+
+    def test_no_command_line_moves_a_folder(self):
+        # But for the root, below which nothing lies: all folders are below ones that Windows names.
+        public = {name for name in installer.folders(SAMPLE) if not re.search("[a-z]", name)}
+        self.assertEqual(public, {"TARGETDIR"})
+
+    def test_texts_of_every_language_are_shipped(self):
+        shipped = {row["FileName"] for row in installer.table(SAMPLE, "File")}
+        built = {path.stem for path in (ROOT / "resources" / "strings").glob("*.txt")}
+        self.assertLessEqual({f"Internationalization_{language}.dll" for language in built}, shipped)
+
+    def test_files_that_are_only_copied_differ_in_size(self):
+        # By their sizes the tests tell which was copied.
+        sizes = [path.stat().st_size for path in (PACKAGING / "sample" / "stand_ins").iterdir()]
+        self.assertEqual(len(set(sizes)), len(sizes))
+
+
+class MakePackage(unittest.TestCase):
+    def make(self, *arguments, cwd):
+        return subprocess.run([PACKAGING / "make_package", *arguments], cwd=cwd, capture_output=True, text=True,
+                              check=False)
+
+    def test_takes_folders_from_any_current_folder(self):
+        with tempfile.TemporaryDirectory(dir=PROGRAMS) as folder:
+            package = Path(folder, "relative.msi")
+            done = self.make("relative.msi", "../../../packaging/sample/kelo_toolkit.wxs", "-D", "KELO_VERSION=2.3.4",
+                             "..", "../../../packaging/sample", cwd=folder)
+            self.assertEqual((done.returncode, done.stderr), (0, ""))
+            self.assertEqual(installer.properties(package)["ProductVersion"], "2.3.4")
+
+    def test_leaves_no_package_when_a_file_is_missing(self):
+        with tempfile.TemporaryDirectory() as folder:
+            done = self.make("x.msi", SAMPLE_SOURCE, "-D", "KELO_VERSION=1.0.0", cwd=folder)
+            self.assertNotEqual(done.returncode, 0)
+            self.assertEqual(list(Path(folder).iterdir()), [])
