@@ -18,6 +18,7 @@ packages=(
     "windows  wine                         wine"                             # starts wine64
     "windows  wixl                         wixl"                             # makes installer packages
     "windows  msitools                     msibuild"                         # completes and inspects them
+    "package  msitools                     msiinfo"                          # reads a package that is rehearsed
     "fuzz     clang                        clang++"                          # compiles the fuzzers
     "fuzz     libclang-rt-dev              /usr/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" # libFuzzer
     "style    clang                        clang++"                          # a second compiler's opinion of src/

@@ -7,9 +7,10 @@ import unittest
 import installer
 from installer import PERMANENT, SAMPLE
 from packaged_machine import (DESCRIPTION, EVENT_TEXT, FAIL, SRK_TOOL, TOOLKIT, VERBOSE_LOG, WITHOUT_STACK,
-                              WITHOUT_TPM, PackagedMachine, effects)
+                              WITHOUT_TPM, effects)
 from packaged_rehearsal import Rehearsal, brought_by_package, files_of_package
 from program import LOG
+from rehearsed_machine import RehearsedMachine
 from standins import runs_of
 from wine import ROOT
 
@@ -104,7 +105,11 @@ class InstallerRun(unittest.TestCase):
 
     def setUp(self):
         self.maxDiff = None
-        self.machine = self.enterContext(PackagedMachine(self.description))
+        self.machine = self.enterContext(RehearsedMachine(self.description))
+
+    def install_to_fail(self, *options, changes=()):
+        self.machine.write_settings()
+        return self.machine.install(*options, changes=[*changes, *kept_in_rollback()])
 
 
 class EffectsRun(InstallerRun):
@@ -314,20 +319,20 @@ class VerboseLog(InstallerRun):
                                      and "User Cancelled" not in line])
 
     def test_holds_the_reason_of_a_failure(self):
-        self.machine.install("/qn", changes=NO_STACK)
+        self.install_to_fail("/qn", changes=NO_STACK)
         log = self.machine.verbose_log().splitlines()
         self.assertIn(SWITCHED_OFF, log)
         self.assertEqual([line for line in log if re.search(r"\b1722\b", line)], [])
 
     def test_tells_why_a_program_did_not_start(self):
-        self.machine.install("/qn", changes=[broken("KeloSetup", "TakeBack=|", r'"C:\Missing.exe" /Setup')])
+        self.install_to_fail("/qn", changes=[broken("KeloSetup", "TakeBack=|", r'"C:\Missing.exe" /Setup')])
         self.assertIn("The Kelo Toolkit's installer program could not be started, error 2: "
                       r'"C:\Missing.exe" /Setup', self.machine.verbose_log())
 
     def test_holds_no_reason_of_an_earlier_run(self):
         self.machine.prefix.import_registry("Windows Registry Editor Version 5.00\n\n"
                                             f'[{REASON}]\n@="an old reason"\n')
-        self.machine.install("/qn", changes=[broken("KeloSetup", "TakeBack=|", PROGRAM + " /Unknown")])
+        self.install_to_fail("/qn", changes=[broken("KeloSetup", "TakeBack=|", PROGRAM + " /Unknown")])
         log = self.machine.verbose_log()
         self.assertNotIn("an old reason", log)
         self.assertIn(f"The Kelo Toolkit's installer program ended with -1: {PROGRAM} /Unknown", log)
@@ -345,7 +350,7 @@ class ResultsOfActions(InstallerRun):
     """What the installer does after an action that fails, which each does here because its switch is unknown."""
 
     def install_with_failing(self, action, data=""):
-        return self.machine.install("/qn", changes=[broken(action, data, PROGRAM + " /Unknown")])[0]
+        return self.install_to_fail("/qn", changes=[broken(action, data, PROGRAM + " /Unknown")])[0]
 
     def test_set_up(self):
         self.assertEqual(self.install_with_failing("KeloSetup", "TakeBack=|"), FAILURE)
@@ -354,7 +359,8 @@ class ResultsOfActions(InstallerRun):
         self.assertEqual(self.install_with_failing("KeloCommit"), 0)
 
     def test_removal(self):
-        self.assertEqual(self.install_with_failing("KeloUninstall"), 0)
+        unknown = broken("KeloUninstall", "", PROGRAM + " /Unknown")
+        self.assertEqual(self.machine.install("/qn", changes=[unknown])[0], 0)
         self.assertEqual(self.machine.remove()[0], 0)
         self.assertFalse(self.machine.prefix.path(TOOLKIT + r"\KeloCustomAction.exe").exists())
 

@@ -24,7 +24,8 @@ MORE = {
 def with_package(description):
     """A described machine with what the package brings."""
     description = with_all(description, MORE)
-    description["files"] = {path: {"size": size} for path, size in installer.files(SAMPLE).items()}
+    brought = {path: {"size": size} for path, size in installer.files(SAMPLE).items()}
+    description = with_all(description, {"files": brought})
     for name, value in installer.registry_values(SAMPLE).items():
         key, _, value_name = name[:-1].partition(" [")
         value_name = "" if value_name == "(default)" else value_name

@@ -1,0 +1,437 @@
+"""What the Windows Installer does with a package on a described machine: the actions that run, in their order, with
+their command lines; each run of the installer program is rehearsed on what the one before it left."""
+
+import copy
+import dataclasses
+import json
+import pathlib
+import re
+import subprocess
+import tempfile
+
+import msi_condition
+from wix_source import COMMIT, IN_SCRIPT, INSTALLED_PROGRAM, LIBRARY_FUNCTION, ROLLBACK, SET_PROPERTY
+
+PROGRAM = "KeloCustomAction.exe"
+CHOICES_KEY = r"HKLM\SOFTWARE\Kelo Systems Corp\Common\Choices"
+AREAS_OF_FILES = ("files", "libraries", "programs")
+
+DONE, FAILED, RESTART_NEEDED = 0, 1603, 3010
+
+KIND_OF_ACTION = 0x3F
+CONTINUES = 0x40
+
+# What the installer sets before the first action, by what is asked of it.
+MODES = {"install": {}, "repair": {"Installed": "00:00:00", "REINSTALL": "ALL"},
+         "remove": {"Installed": "00:00:00", "REMOVE": "ALL"}}
+WINDOWS_OWN = {"UILevel": "2", "VersionNT": "601", "VersionNT64": "601", "Privileged": "1", "ALLUSERS": "1"}
+
+STANDARD_FOLDERS = {"TARGETDIR": "C:\\", "ProgramFiles64Folder": "C:\\Program Files\\",
+                    "ProgramFilesFolder": "C:\\Program Files (x86)\\", "CommonAppDataFolder": "C:\\ProgramData\\",
+                    "System64Folder": "C:\\Windows\\system32\\", "SystemFolder": "C:\\Windows\\SysWOW64\\",
+                    "WindowsFolder": "C:\\Windows\\"}
+PERMANENT = 16  # a component's attribute
+ROOTS = {"-1": "HKLM", "0": "HKCR", "1": "HKCU", "2": "HKLM", "3": "HKU"}
+STOP_AT_INSTALLATION, STOP_AT_REMOVAL = 2, 32
+
+
+class RehearsalError(Exception):
+    """Something that cannot be rehearsed; the text says what."""
+
+
+@dataclasses.dataclass
+class Step:
+    """An action that ran: in which part of the whole, and what came of it."""
+
+    part: str  # "sequence", "script", "rollback" or "commit"
+    action: str
+    text: str = ""
+    log: list = dataclasses.field(default_factory=list)
+    changes: list = dataclasses.field(default_factory=list)
+    exit_code: int = None  # of the installer program; None when it was none
+
+
+@dataclasses.dataclass
+class Outcome:
+    """What came of the whole."""
+
+    status: int  # what msiexec ends with
+    steps: list
+    machine: dict  # as it is afterwards
+    order: list  # of the package's actions: one of the script begins when it is written there, and when it runs
+    reason: str = ""  # of a refusal
+
+    @property
+    def runs(self):
+        """The runs of the installer program and of its library, in order."""
+        return [step for step in self.steps if step.exit_code is not None]
+
+
+class Package:
+    """The tables of a package, read with msiinfo."""
+
+    def __init__(self, path):
+        self.path = pathlib.Path(path).absolute()
+        self.properties = {row["Property"]: row["Value"] for row in self.table("Property")}
+        self.hidden = set(self.properties.get("MsiHiddenProperties", "").split(";"))
+        self.folders = self._folders()
+        self.components = {row["Component"]: row for row in self.table("Component")}
+        self.files = {self.folders[self.components[row["Component_"]]["Directory_"]] + row["FileName"].split("|")[-1]:
+                      row for row in self.table("File")}
+
+    def table(self, name):
+        """The rows of a table, each by its columns; none when there is no such table."""
+        with tempfile.TemporaryDirectory() as folder:  # where the streams of a table are written, if it has any
+            done = subprocess.run(["msiinfo", "export", self.path, name], cwd=folder, capture_output=True, text=True,
+                                  check=False)
+        if done.returncode != 0 or not done.stdout:
+            if name == "Property":
+                raise RehearsalError(f"{self.path}: not an installer package")
+            return []
+        head, _types, _keys, *rows = [line.split("\t") for line in done.stdout.splitlines()]
+        return [dict(zip(head, row)) for row in rows]
+
+    def _folders(self):
+        rows = {row["Directory"]: row for row in self.table("Directory")}
+
+        def path(name):
+            if name in STANDARD_FOLDERS:
+                return STANDARD_FOLDERS[name]
+            own = rows[name]["DefaultDir"].split(":")[0].split("|")[-1]
+            return path(rows[name]["Directory_Parent"]) + ("" if own == "." else own + "\\")
+        return {name: path(name) for name in rows}
+
+
+class Rehearsal:
+    """One run of the installer."""
+
+    def __init__(self, package, kelo_rehearse, machine, mode, given=(), failing=()):
+        """The machine is a whole description, `given` the properties of the command line, `failing` the names of
+        actions of the script that fail, whatever they do."""
+        self.package, self._tool, self._failing = package, kelo_rehearse, set(failing)
+        self.machine = copy.deepcopy(machine)
+        self.mode = mode
+        self.properties = {**WINDOWS_OWN, **package.properties, **package.folders, **MODES[mode], **dict(given)}
+        if self.properties.get("DISABLEROLLBACK"):
+            self.properties["RollbackDisabled"] = "1"
+        self._actions = {row["Action"]: row for row in package.table("CustomAction")}
+        self._script, self._steps, self._order = [], [], []
+
+    def run(self):
+        moves_before = len(self.machine.get("pendingMoves", []))
+        rows = [row for row in self.package.table("InstallExecuteSequence") if int(row["Sequence"] or 0) > 0]
+        status = DONE
+        for row in sorted(rows, key=lambda row: int(row["Sequence"])):
+            if not msi_condition.holds(row["Condition"], self.properties):
+                continue
+            if row["Action"] == "LaunchConditions" and (refusal := self._refusal()):
+                self.note("sequence", row["Action"], refusal)
+                return self._outcome(FAILED, refusal)
+            if row["Action"] == "InstallFinalize" and not self._run_script():
+                return self._outcome(FAILED)
+            if row["Action"] in self._actions:
+                self._begin(self._actions[row["Action"]])
+            elif row["Action"] in STANDARD_ACTIONS:
+                self._script.append((row["Action"], _StandardAction(STANDARD_ACTIONS[row["Action"]])))
+        moved = len(self.machine.get("pendingMoves", [])) > moves_before
+        if moved and any(step.text == "AskForRestart" for step in self._steps):
+            status = RESTART_NEEDED
+        return self._outcome(status)
+
+    def _outcome(self, status, reason=""):
+        return Outcome(status, self._steps, self.machine, self._order, reason)
+
+    # --- The sequence: what the installer does itself, and what it writes into its script -----------------------------
+
+    def _refusal(self):
+        """The text of the first launch condition that does not hold; none when all do."""
+        return next((row["Description"] for row in self.package.table("LaunchCondition")
+                     if not msi_condition.holds(row["Condition"], self.properties)), "")
+
+    def _begin(self, action):
+        kind = int(action["Type"])
+        name = action["Action"]
+        self._order.append(name)
+        if kind & KIND_OF_ACTION == SET_PROPERTY:
+            self.properties[action["Source"]] = self.formatted(action["Target"])
+            self.note("sequence", name, f"{action['Source']} = {self._shown(action['Source'])}")
+        elif kind & IN_SCRIPT:
+            self._script.append((name, self._command(action, kind)))
+        elif action["Target"] == "FindChoices":
+            self.note("sequence", name, self._find_choices())
+        else:
+            self.note("sequence", name, action["Target"])
+
+    def formatted(self, text):
+        return re.sub(r"\[(\w+)\]", lambda match: self.properties.get(match[1], ""), text)
+
+    def _shown(self, name):
+        return "****" if name in self.package.hidden else self.properties[name]
+
+    def _find_choices(self):
+        """What KeloPackage.dll finds."""
+        registry = self.machine.get("registry", {})
+        key = registry.get(_same_name(registry, CHOICES_KEY)) or {}
+        values = {name.lower(): value for name, value in key.get("values", {}).items()}
+        is_refused = bool(self.properties.get("REMOVE") or
+                          (self.properties.get("Installed") and self.properties.get("RestrictedUserControl")))
+        is_forgotten = not is_refused and bool(self.properties.get("KELO_FORGET_CHOICES"))
+        for name, of_package in (("TSS_VENDOR", "KeloTssVendor"), ("TPM_VSC", ""), ("TPM_WIN8", ""),
+                                 ("ProductType", "")):
+            own = "" if is_refused and name.isupper() else self.properties.get(name, "")
+            remembered = "" if is_forgotten else str(values.get(name.lower(), ""))
+            self.properties[name] = own or remembered or self.properties.get(of_package, "")
+        if is_refused:
+            self.properties["TPM_OWNER_PASSWORD"] = ""
+        return ", ".join(f"{name}={self.properties[name]}" for name in ("TSS_VENDOR", "TPM_VSC", "TPM_WIN8",
+                                                                          "ProductType"))
+
+    def _command(self, action, kind):
+        """What an action of the script does, as an object with `run`."""
+        data = self.properties.get(action["Action"], "")
+        moment = "rollback" if kind & ROLLBACK else "commit" if kind & COMMIT else "script"
+        ignored = bool(kind & CONTINUES)
+        if kind & KIND_OF_ACTION == LIBRARY_FUNCTION and action["Target"] in ("RunProgram", "RunSetup"):
+            head, bar, command_line = data.partition("|") if action["Target"] == "RunSetup" else ("", "", data)
+            return _ProgramRun(moment, ignored, command_line, takes_back=bool(bar and head.partition("=")[2]))
+        if kind & KIND_OF_ACTION == LIBRARY_FUNCTION and action["Target"] == "SRK_Auth_Change":
+            return _ExportCall(moment, ignored, data)
+        path = next((path for path, row in self.package.files.items() if row["File"] == action["Source"]), "")
+        if kind & KIND_OF_ACTION == INSTALLED_PROGRAM and path.endswith("\\" + PROGRAM):
+            return _ProgramRun(moment, ignored, f'"{path}" {self.formatted(action["Target"])}', takes_back=False)
+        return _Unknown(moment, ignored)
+
+    def note(self, part, action, text):
+        self._steps.append(Step(part, action, text))
+
+    # --- The script ----------------------------------------------------------------------------------------------------
+
+    def _run_script(self):
+        """Whether everything went well; what failed is rolled back."""
+        is_kept = bool(self.properties.get("RollbackDisabled"))
+        for place, (name, command) in enumerate(self._script):
+            if command.moment == "script" and not (self._run(command, "script", name) and name not in self._failing):
+                if name in self._failing:
+                    self.note("script", name, "fails")
+                if not is_kept:
+                    self._roll_back(place)
+                return False
+        for name, command in self._script:
+            if command.moment == "commit" and not is_kept:
+                self._run(command, "commit", name)
+        return True
+
+    def _run(self, command, part, name):
+        if name in self._actions:
+            self._order.append(name)
+        return command.run(self, part, name)
+
+    def _roll_back(self, place):
+        for name, command in reversed(self._script[:place + 1]):
+            if command.moment == "rollback":
+                self._run(command, "rollback", name)
+            else:
+                command.take_back(self, name)
+
+    def rehearse(self, part, name, text, *arguments, description=None):
+        """Rehearses a run of the program, or of its export, and notes it. Returns the exit code."""
+        with tempfile.TemporaryDirectory() as folder:
+            before, after = pathlib.Path(folder, "before.json"), pathlib.Path(folder, "after.json")
+            before.write_text(json.dumps(description or self.machine), encoding="utf-8")
+            done = subprocess.run([self._tool, "--json", "--save", after, before, *arguments], capture_output=True,
+                                  text=True, check=False)
+            if not done.stdout:
+                raise RehearsalError(done.stderr.strip().removeprefix("kelo-rehearse: ").replace(f"{before}: ", ""))
+            report = json.loads(done.stdout)
+            self.machine = json.loads(after.read_text(encoding="utf-8"))
+        self._steps.append(Step(part, name, text, report["log"], report["changes"], report["exitCode"]))
+        return report["exitCode"]
+
+    def has_file(self, path):
+        return any(_same_name(self.machine.get(area, {}), path) for area in AREAS_OF_FILES)
+
+
+@dataclasses.dataclass
+class _CustomAction:
+    """What an action of the package does when the installer comes to it in its script."""
+
+    moment: str  # "script", "rollback" or "commit"
+    ignored: bool  # whether the installer goes on after a failure
+
+    def take_back(self, rehearsal, name):
+        """The installer takes nothing back that such an action did: rollback actions are for that."""
+
+
+@dataclasses.dataclass
+class _ProgramRun(_CustomAction):
+    command_line: str
+    takes_back: bool  # whether the library takes back a run that fails
+
+    def run(self, rehearsal, part, name):
+        exit_code = self._start(rehearsal, part, name, self.command_line)
+        if exit_code != 0 and self.takes_back:
+            self._start(rehearsal, part, name, f'"{split_command_line(self.command_line)[0]}" /Rollback')
+        return exit_code == 0 or self.ignored
+
+    @staticmethod
+    def _start(rehearsal, part, name, command_line):
+        program, *arguments = split_command_line(command_line)
+        if not rehearsal.has_file(program):
+            rehearsal.note(part, name, f"cannot be started: {command_line}")
+            return FAILED
+        rehearsal.machine.setdefault("process", {})["path"] = program
+        return rehearsal.rehearse(part, name, command_line, "--", *arguments)
+
+
+@dataclasses.dataclass
+class _ExportCall(_CustomAction):
+    data: str
+
+    def run(self, rehearsal, part, name):
+        described = copy.deepcopy(rehearsal.machine)
+        described.setdefault("installer", {}).setdefault("properties", {})["CustomActionData"] = self.data
+        shown = re.sub(r"/PASSWORD=.*", lambda match: match[0] if match[0] == "/PASSWORD=" else "/PASSWORD=****",
+                       self.data)
+        exit_code = rehearsal.rehearse(part, name, shown, "--export", name, description=described)
+        rehearsal.machine.get("installer", {}).get("properties", {}).pop("CustomActionData", None)
+        return exit_code == 0 or self.ignored
+
+
+class _Unknown(_CustomAction):
+    def run(self, rehearsal, part, name):
+        rehearsal.note(part, name, "not rehearsed: an action of the package's own")
+        return True
+
+
+class _StandardAction:
+    """An action of the installer's own, which changes the machine and can take that back."""
+
+    moment, ignored = "script", False
+
+    def __init__(self, changes):
+        self._changes, self._done = changes, []
+
+    def run(self, rehearsal, part, name):
+        for keys, value in self._changes(rehearsal):
+            self._done.append((keys, _put(rehearsal.machine, keys, value)))
+        if self._done:
+            rehearsal.note(part, name, f"{len(self._done)} changes")
+        return True
+
+    def take_back(self, rehearsal, name):
+        for keys, before in reversed(self._done):
+            _put(rehearsal.machine, keys, before)
+        if self._done:
+            rehearsal.note("rollback", name, f"{len(self._done)} changes taken back")
+
+
+def _put(machine, keys, value):
+    """Puts a value, or none, into the entry that the keys lead to. Returns what was there."""
+    *path, last = keys
+    for key in path:
+        name = _same_name(machine, key) or key
+        if machine.get(name) is None:  # a description's null says that there is nothing
+            machine[name] = {}
+        machine = machine[name]
+    name = _same_name(machine, last)
+    before = None if name is None else machine.pop(name)
+    if value is not None:
+        machine[last if name is None else name] = value
+    return before
+
+
+# Each of these yields the changes of one of the installer's own actions: the keys that lead to an entry of the machine,
+# and what is there then.
+
+
+def _stop_services(rehearsal):
+    event = STOP_AT_REMOVAL if rehearsal.mode == "remove" else STOP_AT_INSTALLATION
+    services = _settled(rehearsal.machine)
+    for row in rehearsal.package.table("ServiceControl"):
+        name = _same_name(services, row["Name"])
+        if int(row["Event"]) & event and name and services[name].get("state") == "running":
+            yield ("services", name), {**services[name], "state": "stopped", "controlsAccepted": 0}
+
+
+def _install_files(rehearsal):
+    if rehearsal.mode != "remove":
+        for path, row in rehearsal.package.files.items():
+            if not rehearsal.has_file(path):
+                yield ("files", path), {"size": int(row["FileSize"])}
+
+
+def _remove_files(rehearsal):
+    if rehearsal.mode == "remove":
+        for path, row in rehearsal.package.files.items():
+            is_permanent = int(rehearsal.package.components[row["Component_"]]["Attributes"]) & PERMANENT
+            for area in () if is_permanent else AREAS_OF_FILES:
+                if _same_name(rehearsal.machine.get(area, {}), path) is not None:
+                    yield (area, path), None
+
+
+def _registry_rows(rehearsal):
+    for row in rehearsal.package.table("Registry"):
+        value = rehearsal.formatted(row["Value"])
+        yield (("registry", f"{ROOTS[row['Root']]}\\{rehearsal.formatted(row['Key'])}", "values", row["Name"]),
+               int(value[1:]) if re.fullmatch(r"#\d+", value) else value)
+
+
+def _write_registry_values(rehearsal):
+    if rehearsal.mode != "remove":
+        yield from _registry_rows(rehearsal)
+
+
+def _remove_registry_values(rehearsal):
+    if rehearsal.mode == "remove":
+        yield from ((keys, None) for keys, _ in _registry_rows(rehearsal))
+
+
+STANDARD_ACTIONS = {"StopServices": _stop_services, "RemoveRegistryValues": _remove_registry_values,
+                    "RemoveFiles": _remove_files, "InstallFiles": _install_files,
+                    "WriteRegistryValues": _write_registry_values}
+
+
+def _same_name(entries, name):
+    """The entry's own spelling of a name, None when there is none."""
+    return next((entry for entry in entries if entry.lower() == name.lower()), None)
+
+
+def _settled(machine):
+    """The machine's services after they have gone through what awaited them: an action of the installer's takes time."""
+    services = machine.setdefault("services", {})
+    for service in filter(None, services.values()):
+        states = service.pop("states", None)
+        if states:
+            service.update({name: value for name, value in states[-1].items() if name != "afterMs"})
+    return services
+
+
+def split_command_line(command_line):
+    """The arguments as CommandLineToArgvW finds them."""
+    if command_line.startswith('"'):
+        program, _, rest = command_line[1:].partition('"')
+    else:
+        program, _, rest = command_line.partition(" ")
+    arguments, current, is_in_quotes, place = [program], None, False, 0
+    while place < len(rest):
+        backslashes = len(rest) - place - len(rest[place:].lstrip("\\"))
+        place += backslashes
+        character = rest[place:place + 1]
+        if character == '"':
+            current = (current or "") + "\\" * (backslashes // 2)
+            if backslashes % 2:
+                current += '"'
+            elif is_in_quotes and rest[place + 1:place + 2] == '"':
+                current += '"'
+                place += 1
+            else:
+                is_in_quotes = not is_in_quotes
+        elif character in (" ", "\t", "") and not is_in_quotes:
+            current = (current or "") + "\\" * backslashes if backslashes else current
+            if current is not None:
+                arguments.append(current)
+            current = None
+        else:
+            current = (current or "") + "\\" * backslashes + character
+        place += 1
+    return arguments if current is None else [*arguments, current]

@@ -1,0 +1,178 @@
+"""The rehearsal of an installer package: its rules for conditions and command lines, what it shows, and how it follows a
+failure. Every test of installer_package_test holds it against the real installer."""
+
+import json
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+import rehearsed_machine  # noqa: F401  (finds the modules beside the tool)
+import installer
+from installer import SAMPLE
+from installer_rehearsal import DONE, FAILED, RESTART_NEEDED, Package, Rehearsal, split_command_line
+from msi_condition import ConditionError, holds
+from packaged_machine import DESCRIPTION, TOOLKIT
+from packaged_rehearsal import with_all, with_package
+from program import REHEARSE
+from provision import as_on_wine
+from wine import ROOT
+
+PROGRAM = TOOLKIT + r"\KeloCustomAction.exe"
+CHOICES = r"HKLM\SOFTWARE\Kelo Systems Corp\Common\Choices"
+
+
+class Conditions(unittest.TestCase):
+    PROPERTIES = {"A": "1", "B": "text", "C": "TEXT", "Zero": "0", "Quote": '"', "UILevel": "2", "$Files": "3"}
+    TRUE = ("", "A", "B", "NOT Missing", "A AND B", "Missing OR A", "A=1", "A<>2", 'B="text"', 'B<>"TEXT"', 'B~="TEXT"',
+            "B~=C", 'B><"ex"', 'B<<"te"', 'B>>"xt"', 'B~>>"XT"', "UILevel<5", "UILevel>=2", "(A OR Missing) AND B",
+            "Missing AND A OR B", "NOT A OR B", "Missing IMP A", "A EQV B", "A XOR Missing", "$Files=3", 'Missing=""',
+            'NOT (B><Quote OR B>>"\\")', 'not Missing and a<>B', 'B<5 OR B<>5')
+    FALSE = ("Missing", "NOT A", "Zero", "A AND Missing", 'B="TEXT"', "A IMP Missing", "A XOR B", "UILevel>5",
+             'B><"EX"', "NOT (A AND B)", "$Files=2", "b")
+    NONE = ("A AND", "(A", "A)", "A B", "= 1", 'A="x', "A ! B")
+
+    def test_that_hold(self):
+        for condition in self.TRUE:
+            with self.subTest(condition):
+                self.assertTrue(holds(condition, self.PROPERTIES))
+
+    def test_that_do_not_hold(self):
+        for condition in self.FALSE:
+            with self.subTest(condition):
+                self.assertFalse(holds(condition, self.PROPERTIES))
+
+    def test_that_are_none(self):
+        for condition in self.NONE:
+            with self.subTest(condition), self.assertRaises(ConditionError):
+                holds(condition, self.PROPERTIES)
+
+    def test_of_the_package_are_conditions(self):
+        for name in ("InstallExecuteSequence", "LaunchCondition"):
+            for row in installer.table(SAMPLE, name):
+                holds(row["Condition"], {})
+
+
+class CommandLines(unittest.TestCase):
+    # As CommandLineToArgvW documents it.
+    ARGUMENTS = {
+        r'"C:\a b\p.exe" /Setup "/A=b c"': [r"C:\a b\p.exe", "/Setup", "/A=b c"],
+        r'p "a\\b" c': ["p", r"a\\b", "c"],
+        r'p "a\\" c': ["p", "a\\", "c"],
+        r'p "a\" c': ["p", 'a" c'],
+        r'p "a\\\"b" c': ["p", 'a\\"b', "c"],
+        'p a""b "c""d"': ["p", "ab", 'c"d'],
+        'p   a\tb  ': ["p", "a", "b"],
+        'p "" b': ["p", "", "b"],
+        r"p \a\ b": ["p", "\\a\\", "b"],
+        "p": ["p"],
+    }
+
+    def test_are_split_as_windows_does(self):
+        for command_line, arguments in self.ARGUMENTS.items():
+            with self.subTest(command_line):
+                self.assertEqual(split_command_line(command_line), arguments)
+
+
+class Installations(unittest.TestCase):
+    """On a machine on which the toolkit's programs are described, but none of its files and values are installed yet."""
+
+    def setUp(self):
+        self.package = Package(SAMPLE)
+        self.machine = as_on_wine(with_package(DESCRIPTION))
+        for path in self.package.files:
+            self.machine["files"].pop(path.replace("Windows", "windows"), None)
+        del self.machine["registry"][CHOICES]
+
+    def rehearse(self, mode, machine=None, failing=(), **given):
+        return Rehearsal(self.package, REHEARSE, machine or self.machine, mode, given, failing).run()
+
+    def runs(self, outcome):
+        return [(run.part, run.action, run.exit_code) for run in outcome.runs]
+
+    def test_installation_brings_files_and_choices(self):
+        outcome = self.rehearse("install", TPM_VSC="1")
+        self.assertEqual((outcome.status, self.runs(outcome)), (DONE, [
+            ("script", "KeloSetup", 0), ("script", "SRK_Auth_Change", 0), ("commit", "KeloCommit", 0)]))
+        self.assertIn(PROGRAM, outcome.machine["files"])
+        self.assertEqual(outcome.machine["registry"][CHOICES]["values"],
+                         {"TSS_VENDOR": "KELO", "TPM_VSC": "1", "TPM_WIN8": "", "ProductType": "Enterprise"})
+
+    def test_failure_is_followed_into_the_rollback(self):
+        outcome = self.rehearse("install", failing=["SRK_Auth_Change"])
+        self.assertEqual((outcome.status, self.runs(outcome)), (FAILED, [
+            ("script", "KeloSetup", 0), ("script", "SRK_Auth_Change", 0), ("rollback", "KeloRollback", 0)]))
+        self.assertNotIn(PROGRAM, outcome.machine["files"])
+        self.assertEqual(outcome.machine["registry"].get(CHOICES, {}).get("values", {}), {})
+
+    def test_failed_removal_puts_everything_back(self):
+        installed = self.rehearse("install", TSS_VENDOR="NTRU12").machine
+        outcome = self.rehearse("remove", installed, ["RemoveFiles"], TSS_VENDOR="KELO")
+        self.assertEqual((outcome.status, self.runs(outcome)), (FAILED, [
+            ("script", "KeloUninstall", 0), ("rollback", "KeloUninstallRollback", 0)]))
+        self.assertIn('"/TSS_VENDOR=NTRU12"', outcome.runs[-1].text)
+        self.assertEqual(outcome.machine["files"].keys() - installed["files"].keys(), set())
+        self.assertEqual(installed["files"].keys() - outcome.machine["files"].keys(), set())
+        self.assertEqual(outcome.machine["registry"][CHOICES], installed["registry"][CHOICES])
+        self.assertIn("KlPCR", outcome.machine["services"])
+
+    def test_removal_leaves_what_is_permanent(self):
+        outcome = self.rehearse("remove", self.rehearse("install").machine)
+        left = {path.lower() for path in outcome.machine["files"]}
+        self.assertEqual({path for path in self.package.files if path.lower() in left},
+                         {r"C:\Windows\system32\KeloKSP.dll"})
+
+    def test_repair_stops_the_service_first(self):
+        outcome = self.rehearse("repair", self.rehearse("install").machine)
+        self.assertEqual([step.action for step in outcome.steps if step.part == "script"],
+                         ["StopServices", "WriteRegistryValues", "KeloSetup", "SRK_Auth_Change"])
+        self.assertEqual(outcome.status, DONE)
+
+    def test_disabled_rollback_takes_nothing_back(self):
+        outcome = self.rehearse("install", failing=["SRK_Auth_Change"], DISABLEROLLBACK="1")
+        self.assertEqual(self.runs(outcome), [("script", "KeloSetup", 0), ("script", "SRK_Auth_Change", 0)])
+        self.assertIn(PROGRAM, outcome.machine["files"])
+
+    def test_refused_values_change_nothing(self):
+        for given in ({"TSS_VENDOR": "x"}, {"TPM_VSC": 'a"b'}, {"TPM_OWNER_PASSWORD": "a /b"}):
+            outcome = self.rehearse("install", **given)
+            self.assertEqual((outcome.status, outcome.runs, outcome.machine), (FAILED, [], self.machine))
+            self.assertIn(next(iter(given)) if "TPM_OWNER" not in str(given) else "password", outcome.reason)
+
+    def test_pending_moves_ask_for_a_restart(self):
+        in_use = {"files": {r"C:\windows\system32\KeloVReaderBody.dll": {"text": "x", "inUse": True}}}
+        outcome = self.rehearse("install", with_all(self.machine, in_use))
+        self.assertEqual(outcome.status, DONE)
+        self.assertEqual(self.rehearse("repair", outcome.machine, TPM_VSC="1").status, RESTART_NEEDED)
+
+
+class Tool(unittest.TestCase):
+    """What `./run package` shows."""
+
+    def run_tool(self, *words, machine=ROOT / "machines" / "windows-7-toolkit.json", package=SAMPLE):
+        return subprocess.run([ROOT / "packaging" / "rehearse_package", REHEARSE, package, machine, *words],
+                              capture_output=True, text=True, check=False)
+
+    def test_shows_the_whole_as_one_report(self):
+        done = self.run_tool("install", "TPM_OWNER_PASSWORD=Tr0ub4dor", "--fail", "SRK_Auth_Change")
+        self.assertEqual((done.returncode, done.stderr), (1, ""))
+        self.assertNotIn("Tr0ub4dor", done.stdout)
+        headings = [line for line in done.stdout.splitlines() if line and not line.startswith(" ")]
+        self.assertEqual(headings[3:], ["Sequence:", "Script:", "Rollback:", "Result: failed; msiexec ends with 1603"])
+        self.assertIn("Command: msiexec /i kelo_toolkit_sample.msi TPM_OWNER_PASSWORD=****", headings)
+
+    def test_saves_the_machine_for_the_next_one(self):
+        with tempfile.TemporaryDirectory() as folder:
+            saved = Path(folder, "installed.json")
+            self.assertEqual(self.run_tool("install", "--save", saved).returncode, 0)
+            self.assertIn("KlPCR", json.loads(saved.read_text(encoding="utf-8"))["services"])
+            self.assertEqual(self.run_tool("remove", machine=saved).returncode, 0)
+
+    def test_tells_what_cannot_be_rehearsed(self):
+        for arguments, text in (((["install"]), None), (["instal"], "install, repair or remove"),
+                                (["install", "TSS_VENDOR"], "PROPERTY=value")):
+            done = self.run_tool(*arguments)
+            self.assertEqual(done.returncode, 0 if text is None else 2)
+            self.assertIn(text or "", done.stderr)
+        self.assertIn("not an installer package", self.run_tool("install", package=ROOT / "README.md").stderr)
+        self.assertIn("No such file", self.run_tool("install", machine="missing.json").stderr)

@@ -1,0 +1,78 @@
+"""A machine under Wine on which the real installer works, and the rehearsal of each package that it is given: after every
+run of the installer the two are compared."""
+
+import re
+import sys
+
+from comparison import settled
+from log_lines import comparable
+from packaged_machine import PACKAGE, PackagedMachine
+from packaged_rehearsal import with_all, with_package
+from program import REHEARSE
+from provision import as_on_wine
+from wine import ROOT
+
+sys.path.insert(0, str(ROOT / "packaging"))
+
+import installer_rehearsal  # noqa: E402  (it lies beside the tool)
+
+# What a package brings is described with what it does; the rehearsal's own copies would do nothing.
+BEHAVIOUR = ("programs", "libraries")
+
+FAILING_ACTION = "FailingAction"  # the one that packages of the tests fail with
+
+ACTION_STARTS = re.compile(r"Action start [\d:]+: (\w+)\.$")
+BRACKETS = re.compile(r"\[[^]]*\]")
+
+# The library image logs by itself: nobody passes its lines on.
+OF_SRK_CHANGE = re.compile(r"(SRK Auth and TPM Owner Auth must be upgraded|User Cancelled)$")
+
+UI_LEVELS = {"/qn": "2", "/qb": "3", "/passive": "3"}
+FAILED = {1603, 1627}  # Wine tells a program that failed from a function
+
+
+class RehearsedMachine(PackagedMachine):
+    """Install, repair and remove as those of a packaged machine, compared with the package's rehearsal."""
+
+    def __init__(self, description):
+        super().__init__(description)
+        self._rehearsed = as_on_wine(with_package(description))
+        self._behaviour = {area: self._rehearsed[area] for area in BEHAVIOUR}
+
+    def install(self, *options, changes=()):
+        seen = super().install(*options, changes=changes)
+        self._rehearsed = with_all(self._rehearsed, self._behaviour)
+        return self._compared("install", options, seen)
+
+    def repair(self, *options):
+        return self._compared("repair", ("/qn", *options), super().repair(*options))
+
+    def remove(self, *options):
+        return self._compared("remove", ("/qn", *options), super().remove(*options))
+
+    def _compared(self, mode, options, seen):
+        given = dict(option.split("=", 1) for option in options if "=" in option)
+        given["UILevel"] = next(level for switch, level in UI_LEVELS.items() if switch in options)
+        package = installer_rehearsal.Package(self.prefix.path(PACKAGE))
+        outcome = installer_rehearsal.Rehearsal(package, REHEARSE, self._rehearsed, mode, given, [FAILING_ACTION]).run()
+        self._rehearsed = settled(outcome.machine)
+        status, log, exit_codes = seen
+        predicted = (FAILED if outcome.status in FAILED else {outcome.status},
+                     [line for run in outcome.runs for line in comparable(run.log)],
+                     [run.exit_code for run in outcome.runs if run.action != "SRK_Auth_Change"])
+        if status not in predicted[0] or (log, exit_codes) != predicted[1:]:
+            raise AssertionError(f"{mode} {' '.join(options)}: the rehearsal predicts {predicted}, not {seen}")
+        self._compare_verbose_log(outcome)
+        return seen
+
+    def _compare_verbose_log(self, outcome):
+        """The installer's own log has the same actions in the same order, and the program's lines in theirs."""
+        lines = self.verbose_log().splitlines()
+        actions = [match[1] for match in map(ACTION_STARTS.match, lines) if match and match[1] in outcome.order]
+        if actions != outcome.order:
+            raise AssertionError(f"the rehearsal predicts the actions {outcome.order}, not {actions}")
+        # Wine takes what is in brackets out of every text that it is handed: the thread, and numbers of arguments.
+        logged = [BRACKETS.sub("", line) for line in self.log_lines() if not OF_SRK_CHANGE.search(line)]
+        passed_on = [line for line in lines if line in logged]
+        if passed_on != logged:
+            raise AssertionError(f"the installer's log has {passed_on}, not {logged}")
