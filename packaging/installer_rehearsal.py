@@ -14,6 +14,10 @@ from wix_source import COMMIT, IN_SCRIPT, INSTALLED_PROGRAM, LIBRARY_FUNCTION, R
 
 PROGRAM = "KeloCustomAction.exe"
 CHOICES_KEY = r"HKLM\SOFTWARE\Kelo Systems Corp\Common\Choices"
+LOGON_TASK = ("registry", r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Run", "values", "ChangeTPMAuth")
+# The properties that are remembered, and those that hold the package's own choice.
+CHOICES = {"TSS_VENDOR": "KeloTssVendor", "TPM_VSC": "", "TPM_WIN8": "", "ProductType": ""}
+LONGEST_VALUE = 4095  # of a property, in characters, that KeloPackage.dll takes
 AREAS_OF_FILES = ("files", "libraries", "programs")
 
 DONE, FAILED, RESTART_NEEDED = 0, 1603, 3010
@@ -59,6 +63,7 @@ class Outcome:
     steps: list
     machine: dict  # as it is afterwards
     order: list  # of the package's actions: one of the script begins when it is written there, and when it runs
+    rolled_back: list  # the package's actions that ran in the rollback, in their order
     reason: str = ""  # of a refusal
 
     @property
@@ -115,7 +120,7 @@ class Rehearsal:
         if self.properties.get("DISABLEROLLBACK"):
             self.properties["RollbackDisabled"] = "1"
         self._actions = {row["Action"]: row for row in package.table("CustomAction")}
-        self._script, self._steps, self._order = [], [], []
+        self._script, self._steps, self._order, self._rolled_back = [], [], [], []
 
     def run(self):
         moves_before = len(self.machine.get("pendingMoves", []))
@@ -130,7 +135,8 @@ class Rehearsal:
             if row["Action"] == "InstallFinalize" and not self._run_script():
                 return self._outcome(FAILED)
             if row["Action"] in self._actions:
-                self._begin(self._actions[row["Action"]])
+                if not self._begin(self._actions[row["Action"]]):
+                    return self._outcome(FAILED, self._steps[-1].text)
             elif row["Action"] in STANDARD_ACTIONS:
                 self._script.append((row["Action"], _StandardAction(STANDARD_ACTIONS[row["Action"]])))
         moved = len(self.machine.get("pendingMoves", [])) > moves_before
@@ -139,7 +145,7 @@ class Rehearsal:
         return self._outcome(status)
 
     def _outcome(self, status, reason=""):
-        return Outcome(status, self._steps, self.machine, self._order, reason)
+        return Outcome(status, self._steps, self.machine, self._order, self._rolled_back, reason)
 
     # --- The sequence: what the installer does itself, and what it writes into its script -----------------------------
 
@@ -149,6 +155,7 @@ class Rehearsal:
                      if not msi_condition.holds(row["Condition"], self.properties)), "")
 
     def _begin(self, action):
+        """Whether the installer goes on."""
         kind = int(action["Type"])
         name = action["Action"]
         self._order.append(name)
@@ -158,9 +165,10 @@ class Rehearsal:
         elif kind & IN_SCRIPT:
             self._script.append((name, self._command(action, kind)))
         elif action["Target"] == "FindChoices":
-            self.note("sequence", name, self._find_choices())
+            return self._find_choices(name)
         else:
             self.note("sequence", name, action["Target"])
+        return True
 
     def formatted(self, text):
         return re.sub(r"\[(\w+)\]", lambda match: self.properties.get(match[1], ""), text)
@@ -168,23 +176,25 @@ class Rehearsal:
     def _shown(self, name):
         return "****" if name in self.package.hidden else self.properties[name]
 
-    def _find_choices(self):
-        """What KeloPackage.dll finds."""
+    def _find_choices(self, action):
+        """What KeloPackage.dll does: whether it finds the choices."""
         registry = self.machine.get("registry", {})
         key = registry.get(_same_name(registry, CHOICES_KEY)) or {}
         values = {name.lower(): value for name, value in key.get("values", {}).items()}
         is_refused = bool(self.properties.get("REMOVE") or
                           (self.properties.get("Installed") and self.properties.get("RestrictedUserControl")))
         is_forgotten = not is_refused and bool(self.properties.get("KELO_FORGET_CHOICES"))
-        for name, of_package in (("TSS_VENDOR", "KeloTssVendor"), ("TPM_VSC", ""), ("TPM_WIN8", ""),
-                                 ("ProductType", "")):
+        for name, of_package in CHOICES.items():
             own = "" if is_refused and name.isupper() else self.properties.get(name, "")
+            if len(own) > LONGEST_VALUE:
+                self.note("sequence", action, "A property of the command line is too long.")
+                return False
             remembered = "" if is_forgotten else str(values.get(name.lower(), ""))
             self.properties[name] = own or remembered or self.properties.get(of_package, "")
         if is_refused:
             self.properties["TPM_OWNER_PASSWORD"] = ""
-        return ", ".join(f"{name}={self.properties[name]}" for name in ("TSS_VENDOR", "TPM_VSC", "TPM_WIN8",
-                                                                          "ProductType"))
+        self.note("sequence", action, ", ".join(f"{name}={self.properties[name]}" for name in CHOICES))
+        return True
 
     def _command(self, action, kind):
         """What an action of the script does, as an object with `run`."""
@@ -196,6 +206,8 @@ class Rehearsal:
             return _ProgramRun(moment, ignored, command_line, takes_back=bool(bar and head.partition("=")[2]))
         if kind & KIND_OF_ACTION == LIBRARY_FUNCTION and action["Target"] == "SRK_Auth_Change":
             return _ExportCall(moment, ignored, data)
+        if kind & KIND_OF_ACTION == LIBRARY_FUNCTION and action["Target"] == "ForgetLogonTask":
+            return _ForgetLogonTask(moment, ignored)
         path = next((path for path, row in self.package.files.items() if row["File"] == action["Source"]), "")
         if kind & KIND_OF_ACTION == INSTALLED_PROGRAM and path.endswith("\\" + PROGRAM):
             return _ProgramRun(moment, ignored, f'"{path}" {self.formatted(action["Target"])}', takes_back=False)
@@ -229,7 +241,8 @@ class Rehearsal:
     def _roll_back(self, place):
         for name, command in reversed(self._script[:place + 1]):
             if command.moment == "rollback":
-                self._run(command, "rollback", name)
+                self._rolled_back.append(name)
+                command.run(self, "rollback", name)
             else:
                 command.take_back(self, name)
 
@@ -295,6 +308,13 @@ class _ExportCall(_CustomAction):
         exit_code = rehearsal.rehearse(part, name, shown, "--export", name, description=described)
         rehearsal.machine.get("installer", {}).get("properties", {}).pop("CustomActionData", None)
         return exit_code == 0 or self.ignored
+
+
+class _ForgetLogonTask(_CustomAction):
+    def run(self, rehearsal, part, name):
+        left = _put(rehearsal.machine, LOGON_TASK, None)
+        rehearsal.note(part, name, "nothing is left" if left is None else "deletes ChangeTPMAuth below Run")
+        return True
 
 
 class _Unknown(_CustomAction):

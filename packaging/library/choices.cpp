@@ -54,11 +54,11 @@ extern "C" __declspec(dllexport) UINT WINAPI FindChoices(MSIHANDLE session)
     {
         PropertyText value;
         if (!(isRefused && choice.isOnCommandLine) && !ReadProperty(session, choice.property, value))
-            return ERROR_INSTALL_FAILURE;
+            return Refuse(session, L"A property of the command line is too long.");
         if (value.IsEmpty() && !isForgotten)
             ReadRemembered(choice.property, value);
         if (value.IsEmpty() && choice.valueOfPackage != nullptr && !ReadProperty(session, choice.valueOfPackage, value))
-            return ERROR_INSTALL_FAILURE;
+            return Refuse(session, L"A property of the package is too long.");
         MsiSetPropertyW(session, choice.property, value.Get());
     }
     if (isRefused)

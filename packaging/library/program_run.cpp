@@ -178,7 +178,7 @@ extern "C" __declspec(dllexport) UINT WINAPI RunProgram(MSIHANDLE session)
 {
     CommandLine commandLine;
     if (!ReadProperty(session, L"CustomActionData", commandLine))
-        return ERROR_INSTALL_FAILURE;
+        return Refuse(session, L"The command line of an action is too long.");
     return ResultFor(RunAndTell(session, commandLine.Get(), INSTALLMESSAGE_INFO));
 }
 
@@ -190,10 +190,10 @@ extern "C" __declspec(dllexport) UINT WINAPI RunSetup(MSIHANDLE session)
     constexpr std::size_t kKeyLength = sizeof kTakeBack / sizeof(wchar_t) - 1;
     CommandLine data;
     if (!ReadProperty(session, L"CustomActionData", data))
-        return ERROR_INSTALL_FAILURE;
+        return Refuse(session, L"The command line of the set-up is too long.");
     const wchar_t* bar = std::wcschr(data.Get(), L'|');
     if (bar == nullptr || std::wcsncmp(data.Get(), kTakeBack, kKeyLength) != 0)
-        return ERROR_INSTALL_FAILURE;
+        return Refuse(session, L"The data of the set-up is not in its form.");
     ForgetReason();
     const RunResult result = RunAndTell(session, bar + 1, INSTALLMESSAGE_ERROR);
     if (result.HasFailed() && bar != data.Get() + kKeyLength)

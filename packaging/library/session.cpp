@@ -40,6 +40,12 @@ int Tell(MSIHANDLE session, INSTALLMESSAGE kind, const wchar_t* text)
     return MsiProcessMessage(session, kind, record.Get());
 }
 
+UINT Refuse(MSIHANDLE session, const wchar_t* why)
+{
+    Tell(session, INSTALLMESSAGE_ERROR, why);
+    return ERROR_INSTALL_FAILURE;
+}
+
 void ExpectTexts(MSIHANDLE session, int count)
 {
     TellProgress(session, kMoreTicks, count * kTicksOfText, 0);

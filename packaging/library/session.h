@@ -29,6 +29,9 @@ bool HasProperty(MSIHANDLE session, const wchar_t* name);
 //   INSTALLMESSAGE_ERROR       the reason of a failure, for the user
 int Tell(MSIHANDLE session, INSTALLMESSAGE kind, const wchar_t* text);
 
+// Tells the user why nothing is done. Returns ERROR_INSTALL_FAILURE.
+UINT Refuse(MSIHANDLE session, const wchar_t* why);
+
 // Each text that is shown while an action runs moves the progress bar on: the installer is told how many are expected,
 // by an immediate action, and in the action that they count.
 void ExpectTexts(MSIHANDLE session, int count);

@@ -7,7 +7,7 @@ import unittest
 import installer
 from installer import PERMANENT, SAMPLE
 from packaged_machine import (DESCRIPTION, EVENT_TEXT, FAIL, SRK_TOOL, TOOLKIT, VERBOSE_LOG, WITHOUT_STACK,
-                              WITHOUT_TPM, effects)
+                              WITHOUT_TPM, PackagedMachine, effects)
 from packaged_rehearsal import Rehearsal, brought_by_package, files_of_package
 from program import LOG
 from rehearsed_machine import RehearsedMachine
@@ -338,6 +338,19 @@ class VerboseLog(InstallerRun):
         self.assertIn(f"The Kelo Toolkit's installer program ended with -1: {PROGRAM} /Unknown", log)
 
 
+class LinkedLog(unittest.TestCase):
+    def test_is_not_read_out(self):
+        # A user who made the log a link to another file would find that file's new lines in the installer's log.
+        with PackagedMachine(WITHOUT_TPM) as machine:
+            victim, log = machine.prefix.path(r"C:\windows\victim.txt"), machine.prefix.path(LOG)
+            victim.write_text("a line of the victim\n", encoding="ascii")
+            log.parent.mkdir(parents=True, exist_ok=True)
+            log.unlink(missing_ok=True)
+            log.hardlink_to(victim)
+            self.assertEqual(machine.install("/qn")[0], 0)
+            self.assertNotIn("Custom Action <-End", machine.verbose_log())
+
+
 class Restart(InstallerRun):
     description = {**DESCRIPTION, "files": {r"C:\windows\system32\KeloVReaderBody.dll": {"text": "x", "inUse": True}}}
 
@@ -392,6 +405,11 @@ class HostileValues(InstallerRun):
         setup, commit, srk_change = predicted.logs
         self.assertEqual(self.machine.install("/qn", changes=changes),
                          (0, setup + srk_change + commit, predicted.exit_codes))
+
+    def test_that_are_too_long_are_refused(self):
+        for name in ("TPM_VSC", "TPM_WIN8"):
+            self.assertEqual(self.machine.install("/qn", changes=[property_set(name, "x" * 4096)]), (FAILURE, [], []))
+            self.assertIn("A property of the command line is too long.", self.machine.verbose_log())
 
     def test_password_is_the_tool_s_alone(self):
         password = r"/SILENT/VERIFY/CAPTION=x/TSS_VENDOR=KELO \d %PATH%"

@@ -106,6 +106,7 @@ class Sequence(unittest.TestCase):
 
     def setUp(self):
         self.types = {row["Action"]: int(row["Type"]) for row in installer.table(SAMPLE, "CustomAction")}
+        self.functions = {row["Action"]: row["Target"] for row in installer.table(SAMPLE, "CustomAction")}
         self.sequence = {row["Action"]: row for row in installer.table(SAMPLE, "InstallExecuteSequence")}
 
     def order(self, *actions):
@@ -131,7 +132,7 @@ class Sequence(unittest.TestCase):
     def test_each_action_of_the_script_gets_its_data_just_before(self):
         for action, kind in self.types.items():
             data = "KeloSrkData" if action == "SRK_Auth_Change" else action + "Data"
-            if kind & IN_SCRIPT:
+            if kind & IN_SCRIPT and self.functions[action] != "ForgetLogonTask":
                 with self.subTest(action):
                     self.order(data, action)
                     self.assertEqual(self.sequence[data]["Condition"], self.sequence[action]["Condition"])

@@ -12,11 +12,17 @@ import installer
 from installer import SAMPLE
 from installer_rehearsal import DONE, FAILED, RESTART_NEEDED, Package, Rehearsal, split_command_line
 from msi_condition import ConditionError, holds
-from packaged_machine import DESCRIPTION, TOOLKIT
+from packaged_machine import DESCRIPTION, TOOLKIT, USABLE
 from packaged_rehearsal import with_all, with_package
 from program import REHEARSE
 from provision import as_on_wine
 from wine import ROOT
+
+# The other stack, which is found usable; its service stops and starts anew for each set-up.
+NTRU = {**DESCRIPTION, "services": {"tcsd_win32.exe": {"displayName": "NTRU TSS", "state": "running",
+                                                       "binaryPath": r'"C:\NTRU\bin\tcsd_win32.exe"'}},
+        "libraries": {**DESCRIPTION["libraries"], TOOLKIT + r"\KELO\stkprobe.dll": {"exports": {
+            **USABLE, "DetectTSS": 2}}}}
 
 PROGRAM = TOOLKIT + r"\KeloCustomAction.exe"
 CHOICES = r"HKLM\SOFTWARE\Kelo Systems Corp\Common\Choices"
@@ -121,6 +127,33 @@ class Installations(unittest.TestCase):
         left = {path.lower() for path in outcome.machine["files"]}
         self.assertEqual({path for path in self.package.files if path.lower() in left},
                          {r"C:\Windows\system32\KeloKSP.dll"})
+
+    def test_repair_needs_the_service_to_be_stopped(self):
+        # Windows refuses to stop the stack's service, on which the toolkit's depends and which has to start anew.
+        machine = as_on_wine(with_package(NTRU))
+        del machine["registry"][CHOICES]
+        installed = self.rehearse("install", machine, KELO_FORGET_CHOICES="1").machine
+        for outcome, is_refused in ((self.rehearse("repair", installed), False),
+                                    (self.rehearse_without_stop(installed), True)):
+            log = " ".join(outcome.runs[0].log)
+            self.assertEqual("Cannot stop tcsd_win32.exe service" in log, is_refused)
+
+    def rehearse_without_stop(self, machine):
+        with tempfile.TemporaryDirectory() as folder:
+            variant = Path(folder, "variant.msi")
+            installer.variant(SAMPLE, variant, "DELETE FROM `ServiceControl`")
+            return Rehearsal(Package(variant), REHEARSE, machine, "repair").run()
+
+    def test_wizard_asks_and_nothing_else_does(self):
+        for level in ("2", "3", "4", "5"):
+            data = self.rehearse("install", UILevel=level).runs[1].text
+            self.assertEqual(data.startswith("/SILENT"), level != "5", level)
+
+    def test_password_of_a_user_s_repair_is_not_taken(self):
+        installed = self.rehearse("install").machine
+        for given, text in (({}, "/PASSWORD=****"), ({"RestrictedUserControl": "1"}, "/PASSWORD=")):
+            outcome = self.rehearse("repair", installed, TPM_OWNER_PASSWORD="x", **given)
+            self.assertTrue(outcome.runs[1].text.endswith(text))
 
     def test_repair_stops_the_service_first(self):
         outcome = self.rehearse("repair", self.rehearse("install").machine)

@@ -21,7 +21,7 @@ class Library(unittest.TestCase):
         self.imports = {library.lower(): names for library, names in self.image.imports.items()}
 
     def test_offers_the_actions(self):
-        self.assertEqual(self.image.exported_names, ["AnnounceProgram", "AskForRestart", "FindChoices",
+        self.assertEqual(self.image.exported_names, ["AnnounceProgram", "AskForRestart", "FindChoices", "ForgetLogonTask",
                                                      "NotePendingMoves", "RunProgram", "RunSetup"])
 
     def test_needs_windows_alone(self):
