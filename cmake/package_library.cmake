@@ -6,7 +6,7 @@
 kelo_version_resource(kelo_package KeloPackage.dll "Kelo Toolkit installer package actions" VFT_DLL "")
 file(GLOB KELO_PACKAGE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/packaging/library/*.cpp)
 add_library(kelo_package SHARED ${KELO_PACKAGE_SOURCES} ${CMAKE_CURRENT_BINARY_DIR}/kelo_package.rc)
-target_compile_definitions(kelo_package PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
+target_compile_definitions(kelo_package PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0 _WIN32_WINNT=0x0502)
 target_compile_options(kelo_package PRIVATE
     $<$<COMPILE_LANGUAGE:CXX>:${KELO_WARNINGS} -Os -fno-exceptions -fno-rtti -ffunction-sections
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>)

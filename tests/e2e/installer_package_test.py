@@ -318,7 +318,11 @@ class VerboseLog(InstallerRun):
         self.assertEqual(passed_on, [line for line in logged if "SRK Auth and TPM" not in line
                                      and "User Cancelled" not in line])
 
+    def leave_reason(self, text):
+        self.machine.prefix.import_registry(f'Windows Registry Editor Version 5.00\n\n[{REASON}]\n@="{text}"\n')
+
     def test_holds_the_reason_of_a_failure(self):
+        self.leave_reason(SWITCHED_OFF)  # of an earlier run: that it is the same does not matter
         self.install_to_fail("/qn", changes=NO_STACK)
         log = self.machine.verbose_log().splitlines()
         self.assertIn(SWITCHED_OFF, log)
@@ -330,8 +334,7 @@ class VerboseLog(InstallerRun):
                       r'"C:\Missing.exe" /Setup', self.machine.verbose_log())
 
     def test_holds_no_reason_of_an_earlier_run(self):
-        self.machine.prefix.import_registry("Windows Registry Editor Version 5.00\n\n"
-                                            f'[{REASON}]\n@="an old reason"\n')
+        self.leave_reason("an old reason")
         self.install_to_fail("/qn", changes=[broken("KeloSetup", "TakeBack=|", PROGRAM + " /Unknown")])
         log = self.machine.verbose_log()
         self.assertNotIn("an old reason", log)
