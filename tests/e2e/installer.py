@@ -59,6 +59,11 @@ def build(target, version):
                     "-D", f"KELO_VERSION={version}", PROGRAMS, packaging / "sample"], check=True, timeout=MOST_SECONDS)
 
 
+def long_name(names):
+    """The name that a file or a folder has: a short one may stand in front of it."""
+    return names.rpartition("|")[2]
+
+
 def folders(package):
     """Where the package's folders are."""
     rows = {row["Directory"]: row for row in table(package, "Directory")}
@@ -66,7 +71,7 @@ def folders(package):
     def path(name):
         if name in STANDARD_FOLDERS:
             return STANDARD_FOLDERS[name]
-        return path(rows[name]["Directory_Parent"]) + "\\" + rows[name]["DefaultDir"]
+        return path(rows[name]["Directory_Parent"]) + "\\" + long_name(rows[name]["DefaultDir"])
     return {name: path(name) for name in rows}
 
 
@@ -74,7 +79,7 @@ def files(package):
     """The size of each file that the package brings, by its path."""
     folder_of = folders(package)
     components = {row["Component"]: folder_of[row["Directory_"]] for row in table(package, "Component")}
-    return {components[row["Component_"]] + "\\" + row["FileName"]: int(row["FileSize"])
+    return {components[row["Component_"]] + "\\" + long_name(row["FileName"]): int(row["FileSize"])
             for row in table(package, "File")}
 
 

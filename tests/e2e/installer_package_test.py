@@ -328,6 +328,12 @@ class VerboseLog(InstallerRun):
         self.assertIn(SWITCHED_OFF, log)
         self.assertEqual([line for line in log if re.search(r"\b1722\b", line)], [])
 
+    def test_tells_each_failure_for_itself(self):
+        self.install_to_fail("/qn", changes=[*NO_STACK, broken("KeloRollback", "", PROGRAM + " /Unknown")])
+        log = self.machine.verbose_log().splitlines()
+        self.assertEqual(log.count(SWITCHED_OFF), 1)
+        self.assertIn(f"The Kelo Toolkit's installer program ended with -1: {PROGRAM} /Unknown", log)
+
     def test_tells_why_a_program_did_not_start(self):
         self.install_to_fail("/qn", changes=[broken("KeloSetup", "TakeBack=|", r'"C:\Missing.exe" /Setup')])
         self.assertIn("The Kelo Toolkit's installer program could not be started, error 2: "

@@ -158,7 +158,8 @@ class Tables(unittest.TestCase):
 
     def test_images_have_their_version_and_language(self):
         version = installer.properties(SAMPLE)["ProductVersion"]
-        files = {row["FileName"]: (row["Version"], row["Language"]) for row in installer.table(SAMPLE, "File")}
+        files = {installer.long_name(row["FileName"]): (row["Version"], row["Language"])
+                 for row in installer.table(SAMPLE, "File")}
         for name in ("KeloCustomAction.exe", "KeloEventMessages.dll"):
             self.assertEqual(files[name], (f"{version}.0", "1033"))
         self.assertEqual(files["KeloKSP.dll"], ("", ""))
@@ -177,6 +178,17 @@ class Tables(unittest.TestCase):
         there = {(name, column) for name in installer.tables(SAMPLE) for column in installer.columns(SAMPLE, name)}
         self.assertEqual(described, there)
 
+    def test_each_name_has_a_short_one_of_its_own(self):
+        folder_of = {row["Component"]: row["Directory_"] for row in installer.table(SAMPLE, "Component")}
+        names = [(folder_of[row["Component_"]], row["FileName"]) for row in installer.table(SAMPLE, "File")]
+        names += [(row["Directory_Parent"], row["DefaultDir"]) for row in installer.table(SAMPLE, "Directory")
+                  if row["DefaultDir"] not in (".", "SourceDir")]
+        short = [(folder, name.partition("|")[0].upper()) for folder, name in names]
+        self.assertEqual(sorted(set(short)), sorted(short))
+        for _, name in short:
+            self.assertRegex(name, r"^[\w~-]{1,8}(\.[\w~-]{1,3})?$")
+        self.assertIn("KELOCU~1.EXE", dict(map(reversed, short)))
+
     def test_what_goes_to_the_system_folder_stays(self):
         permanent = {row["Component"] for row in installer.table(SAMPLE, "Component")
                      if int(row["Attributes"]) & PERMANENT}
@@ -190,7 +202,7 @@ class Tables(unittest.TestCase):
         self.assertEqual(public, {"TARGETDIR"})
 
     def test_texts_of_every_language_are_shipped(self):
-        shipped = {row["FileName"] for row in installer.table(SAMPLE, "File")}
+        shipped = {installer.long_name(row["FileName"]) for row in installer.table(SAMPLE, "File")}
         built = {path.stem for path in (ROOT / "resources" / "strings").glob("*.txt")}
         self.assertLessEqual({f"Internationalization_{language}.dll" for language in built}, shipped)
 
