@@ -35,6 +35,7 @@ STANDARD_FOLDERS = {"TARGETDIR": "C:\\", "ProgramFiles64Folder": "C:\\Program Fi
                     "System64Folder": "C:\\Windows\\system32\\", "SystemFolder": "C:\\Windows\\SysWOW64\\",
                     "WindowsFolder": "C:\\Windows\\"}
 PERMANENT = 16  # a component's attribute
+ONLY_DETECT, LOWER_INCLUDED, UPPER_INCLUDED = 0x2, 0x100, 0x200  # of a row of the Upgrade table
 ROOTS = {"-1": "HKLM", "0": "HKCR", "1": "HKCU", "2": "HKLM", "3": "HKU"}
 STOP_AT_INSTALLATION, STOP_AT_REMOVAL = 2, 32
 
@@ -110,12 +111,15 @@ class Package:
 class Rehearsal:
     """One run of the installer."""
 
-    def __init__(self, package, kelo_rehearse, machine, mode, given=(), failing=()):
+    def __init__(self, package, kelo_rehearse, machine, mode, given=(), failing=(), installed=None):
         """The machine is a whole description, `given` the properties of the command line, `failing` the names of
-        actions of the script that fail, whatever they do."""
+        actions of the script that fail, whatever they do, `installed` the package of another version of the product
+        that is on the machine."""
         self.package, self._tool, self._failing = package, kelo_rehearse, set(failing)
         self.machine = copy.deepcopy(machine)
+        self._described = {area: dict(machine.get(area) or {}) for area in AREAS_OF_FILES}
         self.mode = mode
+        self._installed, self._replaced = installed, None
         self.properties = {**WINDOWS_OWN, **package.properties, **package.folders, **MODES[mode], **dict(given)}
         if self.properties.get("DISABLEROLLBACK"):
             self.properties["RollbackDisabled"] = "1"
@@ -129,6 +133,8 @@ class Rehearsal:
         for row in sorted(rows, key=lambda row: int(row["Sequence"])):
             if not msi_condition.holds(row["Condition"], self.properties):
                 continue
+            if row["Action"] == "FindRelatedProducts":
+                self._find_related_product()
             if row["Action"] == "LaunchConditions" and (refusal := self._refusal()):
                 self.note("sequence", row["Action"], refusal)
                 return self._outcome(FAILED, refusal)
@@ -139,6 +145,8 @@ class Rehearsal:
                     return self._outcome(FAILED, self._steps[-1].text)
             elif row["Action"] in STANDARD_ACTIONS:
                 self._script.append((row["Action"], _StandardAction(STANDARD_ACTIONS[row["Action"]])))
+            elif row["Action"] == "RemoveExistingProducts" and self._replaced:
+                self._script.append((row["Action"], _RemovalOfOlder(self._replaced)))
         moved = len(self.machine.get("pendingMoves", [])) > moves_before
         if moved and any(step.text == "AskForRestart" for step in self._steps):
             status = RESTART_NEEDED
@@ -153,6 +161,17 @@ class Rehearsal:
         """The text of the first launch condition that does not hold; none when all do."""
         return next((row["Description"] for row in self.package.table("LaunchCondition")
                      if not msi_condition.holds(row["Condition"], self.properties)), "")
+
+    def _find_related_product(self):
+        """Sets the properties of the Upgrade table that name the installed product, and notes that it is to go."""
+        for row in self.package.table("Upgrade") if self._installed and self.mode == "install" else ():
+            if row["UpgradeCode"] == self._installed.properties["UpgradeCode"] and _is_in_range(
+                    self._installed.properties["ProductVersion"], row):
+                self.properties[row["ActionProperty"]] = self._installed.properties["ProductCode"]
+                self.note("sequence", "FindRelatedProducts", f"{row['ActionProperty']}: version "
+                                                             f"{self._installed.properties['ProductVersion']}")
+                if not int(row["Attributes"]) & ONLY_DETECT:
+                    self._replaced = self._installed
 
     def _begin(self, action):
         """Whether the installer goes on."""
@@ -260,6 +279,31 @@ class Rehearsal:
         self._steps.append(Step(part, name, text, report["log"], report["changes"], report["exitCode"]))
         return report["exitCode"]
 
+    def remove_other(self, package):
+        """Removes another product within this run. Returns its rehearsal, by which the removal can be taken back."""
+        given = {"UPGRADINGPRODUCTCODE": self.package.properties["ProductCode"], "UILevel": "2"}
+        removal = Rehearsal(package, self._tool, self.machine, "remove", given)
+        outcome = removal.run()
+        self.take_over(removal)
+        return removal, outcome.status != FAILED
+
+    def take_over(self, other):
+        """The machine and the steps of another rehearsal."""
+        self.machine = other.machine
+        self._steps += [step for step in other._steps if step.part != "sequence"]
+        other._steps.clear()
+
+    def put_back(self, machine):
+        """Rolls back the whole of a run that has succeeded, on the machine as it has become."""
+        self.machine = machine
+        self._roll_back(len(self._script) - 1)
+
+    def described(self, path):
+        """What the machine was described to have under a path: its programs and libraries do the same when they are
+        installed again."""
+        found = {area: (entries, _same_name(entries, path)) for area, entries in self._described.items()}
+        return {area: copy.deepcopy(entries[name]) for area, (entries, name) in found.items() if name is not None}
+
     def has_file(self, path):
         return any(_same_name(self.machine.get(area, {}), path) for area in AREAS_OF_FILES)
 
@@ -308,6 +352,25 @@ class _ExportCall(_CustomAction):
         exit_code = rehearsal.rehearse(part, name, shown, "--export", name, description=described)
         rehearsal.machine.get("installer", {}).get("properties", {}).pop("CustomActionData", None)
         return exit_code == 0 or self.ignored
+
+
+class _RemovalOfOlder:
+    """The removal of the version that is replaced, within the transaction of the newer one."""
+
+    moment, ignored = "script", False
+
+    def __init__(self, package):
+        self._package, self._removal = package, None
+
+    def run(self, rehearsal, part, name):
+        rehearsal.note(part, name, f"removes version {self._package.properties['ProductVersion']}:")
+        self._removal, is_removed = rehearsal.remove_other(self._package)
+        return is_removed
+
+    def take_back(self, rehearsal, name):
+        if self._removal:
+            self._removal.put_back(rehearsal.machine)
+            rehearsal.take_over(self._removal)
 
 
 class _ForgetLogonTask(_CustomAction):
@@ -376,6 +439,9 @@ def _stop_services(rehearsal):
 def _install_files(rehearsal):
     if rehearsal.mode != "remove":
         for path, row in rehearsal.package.files.items():
+            described = rehearsal.described(path)
+            for area, entry in {} if rehearsal.has_file(path) else described.items():
+                yield (area, path), entry
             if not rehearsal.has_file(path):
                 yield ("files", path), {"size": int(row["FileSize"])}
 
@@ -409,6 +475,17 @@ def _remove_registry_values(rehearsal):
 STANDARD_ACTIONS = {"StopServices": _stop_services, "RemoveRegistryValues": _remove_registry_values,
                     "RemoveFiles": _remove_files, "InstallFiles": _install_files,
                     "WriteRegistryValues": _write_registry_values}
+
+
+def _is_in_range(version, row):
+    """Whether a version is one that a row of the Upgrade table means; the installer compares three numbers."""
+    def numbers(text):
+        return [*map(int, text.split("."))][:3]
+    attributes = int(row["Attributes"])
+    seen = numbers(version)
+    lower, upper = row["VersionMin"], row["VersionMax"]
+    return ((not lower or seen > numbers(lower) or (seen == numbers(lower) and bool(attributes & LOWER_INCLUDED)))
+            and (not upper or seen < numbers(upper) or (seen == numbers(upper) and bool(attributes & UPPER_INCLUDED))))
 
 
 def _same_name(entries, name):

@@ -161,6 +161,32 @@ class Installations(unittest.TestCase):
                          ["StopServices", "WriteRegistryValues", "KeloSetup", "SRK_Auth_Change"])
         self.assertEqual(outcome.status, DONE)
 
+    def upgrade(self, version, failing=()):
+        installed = self.rehearse("install", TSS_VENDOR="NTRU12").machine
+        with tempfile.TemporaryDirectory(dir=installer.PROGRAMS) as folder:
+            installer.build(Path(folder, "other.msi"), version)
+            other = Package(Path(folder, "other.msi"))
+            return installed, Rehearsal(other, REHEARSE, installed, "install", {}, failing, self.package).run()
+
+    def test_newer_version_replaces_the_older(self):
+        _, outcome = self.upgrade("2.0.0")
+        self.assertEqual((outcome.status, self.runs(outcome)), (DONE, [
+            ("script", "KeloUninstall", 0), ("script", "KeloSetup", 0), ("script", "SRK_Auth_Change", 0),
+            ("commit", "KeloCommit", 0)]))
+        self.assertIn('"/TSS_VENDOR=NTRU12"', outcome.runs[1].text)
+
+    def test_newer_version_that_fails_leaves_the_older(self):
+        installed, outcome = self.upgrade("2.0.0", failing=["InstallFiles"])
+        self.assertEqual((outcome.status, self.runs(outcome)), (FAILED, [
+            ("script", "KeloUninstall", 0), ("rollback", "KeloUninstallRollback", 0)]))
+        self.assertEqual(outcome.machine["registry"][CHOICES], installed["registry"][CHOICES])
+        self.assertEqual(installed["files"].keys() - outcome.machine["files"].keys(), set())
+
+    def test_older_version_does_not_replace_the_newer(self):
+        _, outcome = self.upgrade("0.9.0")
+        self.assertEqual((outcome.status, outcome.runs), (FAILED, []))
+        self.assertEqual(outcome.reason, "A newer version of the Kelo Toolkit is installed.")
+
     def test_disabled_rollback_takes_nothing_back(self):
         outcome = self.rehearse("install", failing=["SRK_Auth_Change"], DISABLEROLLBACK="1")
         self.assertEqual(self.runs(outcome), [("script", "KeloSetup", 0), ("script", "SRK_Auth_Change", 0)])
