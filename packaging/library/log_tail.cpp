@@ -25,10 +25,12 @@ bool IsPlainFile(HANDLE file, LONGLONG& size)
            found.nNumberOfLinks == 1;
 }
 
+// Null when it cannot be opened.
 HANDLE OpenLog(const wchar_t* path)
 {
-    return CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                       OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    const HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    return file == INVALID_HANDLE_VALUE ? nullptr : file;
 }
 
 } // namespace

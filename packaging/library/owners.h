@@ -5,8 +5,7 @@
 
 #include <msi.h>
 
-// An owner of one handle and the function that closes it, neither copied nor moved. A null handle is none, and so is
-// the one by which CreateFileW says that it failed.
+// An owner of one handle and the function that closes it, neither copied nor moved. A null or zero handle is none.
 template <typename Handle, auto Close>
 class Owner
 {
@@ -21,7 +20,7 @@ public:
             Close(m_handle);
     }
 
-    explicit operator bool() const { return m_handle != Handle{} && m_handle != (Handle)(LONG_PTR)-1; }
+    explicit operator bool() const { return m_handle != Handle{}; }
     Handle Get() const { return m_handle; }
 
     // Where a Windows call that yields a handle through a pointer puts it: once, into an owner of nothing.

@@ -17,8 +17,8 @@ constexpr wchar_t kReasonKey[] = L"SOFTWARE\\Kelo Systems Corp.\\Installer";
 constexpr wchar_t kRollback[] = L" /Rollback";
 constexpr wchar_t kWithoutRollback[] =
     L"Rollback is disabled. The toolkit's set-up is committed with the installation, and taken back at once if it "
-    L"fails "
-    L"itself. If a later action fails, or a removal, nothing puts the set-up back: repair or remove the toolkit then.";
+    L"fails itself. If a later action fails, or a removal, nothing puts the set-up back: repair or remove the toolkit "
+    L"then.";
 constexpr DWORD kMsBetweenLooks = 200;
 constexpr int kLinesOfLongRun = 200; // a set-up with the virtual smart card
 
@@ -63,7 +63,8 @@ void FollowProgram(MSIHANDLE session, const PROCESS_INFORMATION& process, LogTai
     while (WaitForSingleObject(process.hProcess, kMsBetweenLooks) == WAIT_TIMEOUT)
         log.Read(process.dwThreadId, pass);
     log.Read(process.dwThreadId, pass);
-    GetExitCodeProcess(process.hProcess, &result.exitCode);
+    if (!GetExitCodeProcess(process.hProcess, &result.exitCode))
+        result.exitCode = static_cast<DWORD>(-1); // what the program ends with when it fails
 }
 
 RunResult Run(MSIHANDLE session, CommandLine& commandLine)

@@ -64,6 +64,21 @@ class ThreeCompilers(unittest.TestCase):
                 for action, (kind, *_) in self.wix_3["actions"].items()}
         self.assertEqual(seen, documented_actions())
 
+    def test_sample_provides_what_is_documented(self):
+        names = {
+            "Directory": {row["Directory"] for row in installer.table(SAMPLE, "Directory")},
+            "File": {row["File"] for row in installer.table(SAMPLE, "File")},
+            "Binary": {row["Name"] for row in installer.table(SAMPLE, "Binary")},
+            "ComponentRef": {row["Component_"] for row in installer.table(SAMPLE, "FeatureComponents")},
+        }
+        names["File"] |= {installer.long_name(row["FileName"]) for row in installer.table(SAMPLE, "File")}
+        rows = re.findall(r"^\| (Directory|File|Binary|ComponentRef) `([\w.]+)`", document(), re.MULTILINE)
+        self.assertEqual([row for row in rows if row[1] not in names[row[0]]], [])
+        # And nothing else that the fragment refers to.
+        documented = {name for _, name in rows}
+        needed = {binary for kind, binary, _ in self.wix_3["actions"].values() if kind & 0x3F == 1}
+        self.assertLessEqual(needed | self.wix_3["components"].keys(), documented)
+
     def test_properties_are_as_documented(self):
         self.assertEqual(self.wix_3["secure"], documented_properties()["whoever installs"])
         # What only the author sets has small letters: no command line reaches it.
