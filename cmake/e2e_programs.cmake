@@ -75,5 +75,3 @@ e2e_program(event_text tests/e2e/tools/event_text.cpp)
 file(GLOB TEST_CALL_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/unit/calls/*.cpp)
 e2e_program(kelo_calls tests/e2e/tools/kelo_calls.cpp tests/support/test_text_windows.cpp ${TEST_CALL_SOURCES})
 target_link_libraries(kelo_calls PRIVATE kelo_objects ${KELO_WINDOWS_LIBRARIES})
-# The program's headers declare what the oldest Windows has, the other targets' all that there is.
-set_target_properties(kelo_calls PROPERTIES DISABLE_PRECOMPILE_HEADERS TRUE)
