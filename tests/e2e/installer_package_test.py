@@ -347,6 +347,17 @@ class VerboseLog(InstallerRun):
         self.assertIn(f"The Kelo Toolkit's installer program ended with -1: {PROGRAM} /Unknown", log)
 
 
+class VerboseLogInGerman(unittest.TestCase):
+    # Wine's own lines are German there, too: they are not compared.
+    DESCRIPTION = {**WITHOUT_TPM, "windows": {"uiLanguage": 1031, "userLanguage": 1031, "codePage": 1252}}
+
+    def test_holds_the_reason_in_the_user_s_language(self):
+        strings = (ROOT / "resources" / "strings" / "de.txt").read_text(encoding="utf-8")
+        with PackagedMachine(self.DESCRIPTION) as machine:
+            self.assertEqual(machine.install("/qn", changes=NO_STACK)[0], FAILURE)
+            self.assertIn(re.search("^5036\t(.*)$", strings, re.MULTILINE)[1], machine.verbose_log().splitlines())
+
+
 class LinkedLog(unittest.TestCase):
     def test_is_not_read_out(self):
         # A user who made the log a link to another file would find that file's new lines in the installer's log.
