@@ -91,6 +91,8 @@ target_link_libraries(kelo_library PRIVATE kelo_objects)
 winsim_program(kelo_library)
 set_target_properties(kelo_library PROPERTIES OUTPUT_NAME KeloCustomActionLibrary)
 
+include(cmake/catalogue.cmake)
+
 # ---- kelo-rehearse ------------------------------------------------------------------------------------------------
 
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/choices.md)
@@ -142,7 +144,13 @@ native_tests(unit)
 target_compile_options(unit_tests PRIVATE -O0)
 native_tests(scenarios)
 native_tests(faults)
+target_link_libraries(faults_tests PRIVATE catalogue)
 target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
+
+native_tests(explain)
+target_link_libraries(explain_tests PRIVATE catalogue)
+target_compile_definitions(explain_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
+target_compile_options(explain_tests PRIVATE -O0)
 
 include(cmake/python_tests.cmake)
 include(cmake/coverage.cmake)

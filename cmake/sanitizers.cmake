@@ -48,9 +48,10 @@ function(watched_executable program)
 endfunction()
 
 watched_executable(kelo-rehearse)
-# watched_tests(GROUP SHARDS): a group's native tests, in so many parts that run side by side.
+# watched_tests(GROUP SHARDS LIBRARY...): a group's native tests, in so many parts that run side by side, and what else
+# they are linked with.
 function(watched_tests group shards)
-    watched_executable(${group}_tests $<TARGET_FILE:test_support> GTest::gmock GTest::gtest_main)
+    watched_executable(${group}_tests $<TARGET_FILE:test_support> GTest::gmock GTest::gtest_main ${ARGN})
     add_dependencies(watched_${group}_tests watched_kelo-rehearse)
     math(EXPR last "${shards} - 1")
     foreach(shard RANGE ${last})
@@ -63,6 +64,6 @@ endfunction()
 
 watched_tests(unit 2)
 watched_tests(scenarios 1)
-watched_tests(faults 6)
+watched_tests(faults 6 catalogue)
 add_custom_target(sanitizers_tests ALL
     DEPENDS watched_unit_tests watched_scenarios_tests watched_faults_tests)

@@ -1,4 +1,4 @@
-// Lists the steps and finds them in a run.
+// Finds the steps in a run.
 #include "tests/faults/steps.h"
 
 #include "winsim/core/install_log.h"
@@ -10,47 +10,6 @@ namespace
 {
 
 using winsim::CallRecord;
-
-constexpr char kBegin[] = "============= Begin-> Kelo CSP (x64) Custom Action ===================";
-constexpr char kEnd[] = "============= Kelo CSP Custom Action <-End ===================";
-constexpr char kNoCng[] = "Kelo KSPs will not be installed";
-
-const std::vector<Step> kSetup = {
-    {"options", {kBegin}},
-    {"key storage providers", {"Register the Kelo TCG Enabled KSP", kNoCng}},
-    {"auto-enrollment tasks", {"*** "}, "RegOpenKeyExA"},
-    {"automatic provisioning", {}, "CoInitializeEx"},
-    {"virtual smart card", {"Install TPM Virtual Smartcard.... "}, nullptr, true},
-    {"stack set-up", {"call SetupTCGDLL("}},
-    {"policy access", {}, "SHGetSpecialFolderPathW"},
-    {"platform detection", {"DetectTPMPlatform("}},
-    {"processes left behind", {"Try to kill Kelo services"}, nullptr, true},
-    {"restart of the stack", {"Restart Kelo Service"}, nullptr, true},
-    {"probe library", {"Load "}, nullptr, true},
-    {"library copy", {"CopyTCGDLL - "}, nullptr, true},
-    {"toolkit service", {"InstallTkService - Make sure"}, nullptr, true},
-    {"stack set-up's end", {"<-- SetupTCGDLL()"}},
-    {"end", {kEnd}},
-};
-
-const std::vector<Step> kCommit = {
-    {"options", {kBegin}},
-    {"provider defaults", {}, "RegOpenKeyExA"},
-    {"end", {kEnd}},
-};
-
-const std::vector<Step> kRemoval = {
-    {"options", {kBegin}},
-    {"stack removal", {"UninstallTCGDLL() -->"}},
-    {"key storage providers", {"Unregister the Kelo TCG Enabled KSP", kNoCng}},
-    {"toolkit service", {"UnInstallTkService - Enter"}},
-    {"automatic provisioning", {}, "CoInitializeEx"},
-    {"auto-enrollment tasks", {"*** "}, "RegOpenKeyExA"},
-    {"virtual smart card", {}, "SCardEstablishContext"},
-    {"end", {kEnd}},
-};
-
-const std::vector<Step> kEntryPoint = {};
 
 bool IsLineOf(const Step& step, const CallRecord& record)
 {
@@ -73,20 +32,17 @@ bool IsSignOf(const Step& step, const CallRecord& record)
 
 } // namespace
 
-const std::vector<Step>& StepsOf(const std::string& action)
+const std::vector<Step>& StepsOf(const SweepCase& sweepCase)
 {
-    if (action.empty())
-        return kEntryPoint;
-    if (action == "/Setup")
-        return kSetup;
-    return action == "/Commit" ? kCommit : kRemoval;
+    using catalogue::Action;
+    return catalogue::StepsOf(sweepCase.IsExport() ? Action::Export : catalogue::ActionOf(sweepCase.Action()).value());
 }
 
 std::vector<BegunStep> StepsBegunIn(const SweepCase& sweepCase, const winsim::Outcome& outcome)
 {
     std::vector<BegunStep> begun;
     std::size_t next = outcome.bodyBegin;
-    for (const Step& step : StepsOf(sweepCase.Action()))
+    for (const Step& step : StepsOf(sweepCase))
     {
         for (std::size_t i = next; i < outcome.bodyEnd; ++i)
         {
@@ -105,7 +61,7 @@ std::string StepOutOfOrder(const SweepCase& sweepCase, const winsim::Outcome& ou
     const auto begin = outcome.calls.begin() + static_cast<std::ptrdiff_t>(outcome.bodyBegin);
     const auto end = outcome.calls.begin() + static_cast<std::ptrdiff_t>(outcome.bodyEnd);
     auto latest = begin;
-    for (const Step& step : StepsOf(sweepCase.Action()))
+    for (const Step& step : StepsOf(sweepCase))
     {
         if (step.isOptional)
             continue;

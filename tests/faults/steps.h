@@ -1,22 +1,16 @@
-// The steps of each action, and where in a run each of them begins.
+// Where in a run each step of its action begins.
 #pragma once
 
+#include "catalogue/catalogue.h"
 #include "tests/faults/sweep_case.h"
 
 #include <string>
 #include <vector>
 
-// A step and the first thing that it surely does, whatever went before: it logs a line or makes a call.
-struct Step
-{
-    const char* name;
-    std::vector<const char*> lines; // beginnings of log lines: one of them
-    const char* call = nullptr;     // or this call; the lines are then those that only this step logs, later on
-    bool isOptional = false;        // another step's outcome decides whether it runs
-};
+using catalogue::Step;
 
-// The steps of an action in their order.
-const std::vector<Step>& StepsOf(const std::string& action);
+// The steps of a case's action in their order.
+const std::vector<Step>& StepsOf(const SweepCase& sweepCase);
 
 // A step that was begun, and the record of the run that begins it.
 struct BegunStep
