@@ -1,6 +1,23 @@
-# The catalogue of the log's texts.
+# The catalogue of the log's texts, and the tools that show what a run did.
 
 file(GLOB CATALOGUE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/catalogue/*.cpp)
 add_library(catalogue STATIC ${CATALOGUE_SOURCES})
 target_include_directories(catalogue PUBLIC ${PROJECT_SOURCE_DIR})
 target_compile_options(catalogue PRIVATE ${KELO_WARNINGS})
+
+# What the tools show of a run, on a terminal.
+file(GLOB REPORT_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/report/*.cpp)
+add_library(report STATIC ${REPORT_SOURCES})
+target_compile_options(report PRIVATE ${KELO_WARNINGS})
+target_link_libraries(report PUBLIC catalogue winsim)
+
+# ---- kelo-explain -------------------------------------------------------------------------------------------------
+
+file(GLOB EXPLAIN_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/explain/*.cpp)
+list(REMOVE_ITEM EXPLAIN_SOURCES ${PROJECT_SOURCE_DIR}/explain/main.cpp)
+add_library(explanation STATIC ${EXPLAIN_SOURCES})
+target_compile_options(explanation PRIVATE ${KELO_WARNINGS})
+target_link_libraries(explanation PUBLIC report PRIVATE CLI11::CLI11)
+add_executable(kelo-explain explain/main.cpp)
+target_compile_options(kelo-explain PRIVATE ${KELO_WARNINGS})
+target_link_libraries(kelo-explain PRIVATE explanation)

@@ -148,7 +148,8 @@ target_link_libraries(faults_tests PRIVATE catalogue)
 target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
 
 native_tests(explain)
-target_link_libraries(explain_tests PRIVATE catalogue)
+target_link_libraries(explain_tests PRIVATE explanation)
+add_dependencies(explain_tests kelo-explain)
 target_compile_definitions(explain_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
 target_compile_options(explain_tests PRIVATE -O0)
 

@@ -1,0 +1,93 @@
+// Finds a log's encoding.
+#include "explain/decode.h"
+
+#include "winsim/core/text.h"
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+constexpr std::string_view kUtf16Mark = "\xFF\xFE";
+constexpr std::string_view kSwappedMark = "\xFE\xFF";
+
+// How much of a file tells whether it is UTF-16.
+constexpr std::size_t kLookedAt = 1000;
+
+std::string FromUtf16(std::string_view bytes, bool isSwapped)
+{
+    std::u16string units;
+    units.reserve(bytes.size() / 2);
+    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2)
+    {
+        const auto low = static_cast<unsigned char>(bytes[i + (isSwapped ? 1 : 0)]);
+        const auto high = static_cast<unsigned char>(bytes[i + (isSwapped ? 0 : 1)]);
+        units += static_cast<char16_t>(high << 8 | low);
+    }
+    return winsim::Utf8(units);
+}
+
+// Plain text in UTF-16 has a zero in nearly every second place.
+bool LooksLikeUtf16(std::string_view bytes, std::size_t zeroPlace)
+{
+    const std::string_view begin = bytes.substr(0, kLookedAt);
+    std::size_t zeros = 0;
+    std::size_t others = 0;
+    for (std::size_t i = 0; i < begin.size(); ++i)
+    {
+        const bool isZero = begin[i] == '\0';
+        zeros += i % 2 == zeroPlace && isZero ? 1 : 0;
+        others += i % 2 != zeroPlace && isZero ? 1 : 0;
+    }
+    return begin.size() >= 2 && zeros > begin.size() * 2 / 5 && others < begin.size() / 10;
+}
+
+// How many bytes continue a character that begins with this one; -1 for none that can begin one.
+int ContinuationsOf(unsigned char lead)
+{
+    if (lead < 0x80)
+        return 0;
+    if (lead >= 0xC2 && lead < 0xE0)
+        return 1;
+    if (lead >= 0xE0 && lead < 0xF0)
+        return 2;
+    return lead >= 0xF0 && lead < 0xF5 ? 3 : -1;
+}
+
+bool IsUtf8(std::string_view bytes)
+{
+    for (std::size_t i = 0; i < bytes.size();)
+    {
+        const int continuations = ContinuationsOf(static_cast<unsigned char>(bytes[i++]));
+        if (continuations < 0)
+            return false;
+        for (int k = 0; k < continuations; ++k, ++i)
+        {
+            // The last character may be cut.
+            if (i == bytes.size())
+                return true;
+            if ((static_cast<unsigned char>(bytes[i]) & 0xC0) != 0x80)
+                return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+std::string Decode(std::string_view bytes, unsigned codePage)
+{
+    if (bytes.starts_with(kUtf8Mark))
+        return Decode(bytes.substr(kUtf8Mark.size()), codePage);
+    if (bytes.starts_with(kUtf16Mark))
+        return FromUtf16(bytes.substr(kUtf16Mark.size()), false);
+    if (bytes.starts_with(kSwappedMark))
+        return FromUtf16(bytes.substr(kSwappedMark.size()), true);
+    if (LooksLikeUtf16(bytes, 1))
+        return FromUtf16(bytes, false);
+    if (LooksLikeUtf16(bytes, 0))
+        return FromUtf16(bytes, true);
+    const winsim::CodePage& page = winsim::CodePage::Get(codePage);
+    return IsUtf8(bytes) ? std::string(bytes) : winsim::Utf8(page.ToUtf16(bytes));
+}

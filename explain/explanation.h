@@ -1,0 +1,19 @@
+// What kelo-explain prints.
+#pragma once
+
+#include "report/story.h"
+#include "report/terminal.h"
+#include "winsim/core/json.h"
+
+#include <string>
+#include <vector>
+
+struct ExplainOptions;
+
+// The explanation for people: every run in a line, then the one that was asked for, or the latest that did not succeed,
+// or the latest; with --all each of them, line by line.
+std::string ExplainInText(const ExplainOptions& options, const report::Style& style,
+                          const std::vector<report::Story>& stories);
+
+// The explanation for programs.
+winsim::Json ExplainInJson(const std::vector<report::Story>& stories);

@@ -1,0 +1,57 @@
+// Reads kelo-explain's command line.
+#include "explain/options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+
+namespace
+{
+
+constexpr int kUsageError = 2;
+
+constexpr char kDescription[] = "Tells what an install log of the Kelo Toolkit says: whether each run worked, what "
+                                "failed first, and what to do now.";
+
+constexpr char kFooter[] = R"(  kelo-explain kelo_install_log.txt
+  kelo-explain --all --run 3 kelo_install_log.txt
+
+The log may be damaged, cut off at either end, of several programs at once, in UTF-8, UTF-16 or any code page.
+Passwords in it are shown as stars. docs/log.md lists every text.
+
+Exit status: 0, whatever the log says; 2 for a usage error or a log that cannot be read.)";
+
+} // namespace
+
+ParsedExplainOptions ParseExplainOptions(int argc, char** argv)
+{
+    ExplainOptions options;
+    CLI::App app{kDescription, "kelo-explain"};
+    app.footer(kFooter);
+    auto* const log = app.add_option("LOG", options.logPath, "The install log, or - for standard input");
+    app.add_option("--run", options.run, "Tell of this run instead of the latest that did not succeed")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
+    app.add_flag("--all", options.isAll, "Tell of every run, problem and line, each with its meaning");
+    app.add_flag("--json", options.isJson, "Print one JSON object");
+    app.add_option("--code-page", options.codePage, "The code page of a log that is not UTF-8 (1252)")->type_name("N");
+    auto* const reference =
+        app.add_flag("--reference", options.isReference, "Print the reference of all texts (docs/log.md)");
+    try
+    {
+        app.parse(argc, argv);
+        if (log->empty() && reference->empty())
+            throw CLI::RequiredError("LOG");
+    }
+    catch (const CLI::CallForHelp&)
+    {
+        std::cout << app.help();
+        return {std::nullopt, 0};
+    }
+    catch (const std::exception& error)
+    {
+        std::cerr << "kelo-explain: " << error.what() << " (--help tells more)\n";
+        return {std::nullopt, kUsageError};
+    }
+    return {options, 0};
+}

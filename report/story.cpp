@@ -1,0 +1,676 @@
+// Tells the story of a run from its lines.
+#include "report/story.h"
+
+#include "catalogue/numbers.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+namespace report
+{
+
+namespace
+{
+
+using catalogue::Action;
+using catalogue::Kind;
+using catalogue::Meaning;
+using catalogue::Step;
+using catalogue::Text;
+
+const catalogue::Matcher& TheMatcher()
+{
+    static const catalogue::Matcher matcher;
+    return matcher;
+}
+
+bool IsError(Meaning meaning)
+{
+    return meaning == Meaning::Win32 || meaning == Meaning::NtStatus || meaning == Meaning::SCard;
+}
+
+std::optional<std::uint32_t> NumberAt(const StoryLine& line, std::size_t value)
+{
+    if (line.text == nullptr || value >= line.values.size() || value >= line.text->values.size())
+        return std::nullopt;
+    return catalogue::NumberIn(line.values[value], catalogue::IsHex(*line.text, value));
+}
+
+// What a line is here. An error that is to be expected makes noise of a warning, and the exit code of another program
+// that failed a warning of progress.
+Kind KindOf(const StoryLine& line)
+{
+    const Text& text = *line.text;
+    for (std::size_t i = 0; i < line.values.size(); ++i)
+    {
+        const auto number = NumberAt(line, i);
+        if (text.kind == Kind::Noise && line.values[i] == "OK")
+            return Kind::Progress;
+        if (!number || i >= text.values.size())
+            continue;
+        const auto& noise = text.noiseOn;
+        if (IsError(text.values[i].meaning) && std::find(noise.begin(), noise.end(), *number) != noise.end())
+            return Kind::Noise;
+        if (text.kind == Kind::Progress && text.values[i].meaning == Meaning::ExitCode && *number != 0)
+            return Kind::Warning;
+    }
+    return text.kind;
+}
+
+Level LevelOf(Kind kind)
+{
+    switch (kind)
+    {
+    case Kind::Noise:
+        return Level::Noise;
+    case Kind::Warning:
+        return Level::Warning;
+    case Kind::Failure:
+        return Level::Failed;
+    default:
+        return Level::Done;
+    }
+}
+
+std::string DescribeNumber(const catalogue::Value& value, const std::string& shown, std::uint32_t number)
+{
+    const catalogue::Number known = catalogue::Explain(number, value.meaning);
+    std::string text = fmt::format(
+        "{} {}", value.name, number >= 0x80000000 && IsError(value.meaning) ? fmt::format("0x{:08X}", number) : shown);
+    if (!known.name.empty())
+        text += " " + known.name;
+    if (!known.meaning.empty())
+        text += ": " + known.meaning;
+    return text;
+}
+
+std::vector<std::string> NumbersOf(const StoryLine& line)
+{
+    std::vector<std::string> numbers;
+    for (std::size_t i = 0; i < line.values.size() && i < line.text->values.size(); ++i)
+    {
+        const catalogue::Value& value = line.text->values[i];
+        const auto number = NumberAt(line, i);
+        if (number && value.meaning != Meaning::Plain && value.meaning != Meaning::Controls)
+            numbers.push_back(DescribeNumber(value, line.values[i], *number));
+    }
+    return numbers;
+}
+
+bool Begins(const std::string& message, const std::vector<const char*>& beginnings)
+{
+    return std::any_of(beginnings.begin(), beginnings.end(),
+                       [&](const char* beginning) { return message.starts_with(beginning); });
+}
+
+// One run, from its lines to its story.
+class Teller
+{
+public:
+    Story Tell(std::vector<LogLine> lines)
+    {
+        Fold(std::move(lines));
+        FindAction();
+        for (std::size_t i = 0; i < m_story.lines.size(); ++i)
+            Place(i);
+        ReadFacts();
+        InferResult();
+        Soften();
+        for (std::size_t i = 0; i < m_story.lines.size(); ++i)
+            NoteProblem(i);
+        FindMissing();
+        SetLevels();
+        SetHeadline();
+        ChooseFirst();
+        return std::move(m_story);
+    }
+
+private:
+    const StoryLine* Find(const char* format) const
+    {
+        for (const StoryLine& line : m_story.lines)
+        {
+            if (line.text != nullptr && std::string_view(line.text->format) == format)
+                return &line;
+        }
+        return nullptr;
+    }
+
+    bool HasStep(const char* name) const
+    {
+        return std::any_of(m_story.lines.begin(), m_story.lines.end(), [&](const StoryLine& line) {
+            return line.text != nullptr && std::string_view(line.text->step) == name;
+        });
+    }
+
+    const Step* StepNamed(const char* name) const
+    {
+        if (!m_story.action)
+            return nullptr;
+        for (const Step& step : catalogue::StepsOf(*m_story.action))
+        {
+            if (std::string_view(step.name) == name)
+                return &step;
+        }
+        return nullptr;
+    }
+
+    void Fold(std::vector<LogLine> lines)
+    {
+        std::string_view step;
+        for (LogLine& line : lines)
+        {
+            if (!m_story.lines.empty())
+            {
+                StoryLine& before = m_story.lines.back();
+                if (before.message == line.message && before.isDamaged == line.isDamaged)
+                {
+                    ++before.count;
+                    before.last = line.ms;
+                    continue;
+                }
+            }
+            StoryLine told;
+            static_cast<LogLine&>(told) = std::move(line);
+            if (auto match = TheMatcher().Find(told.message, step, told.mayBeCut))
+            {
+                told.text = match->text;
+                told.values = std::move(match->values);
+                told.kind = KindOf(told);
+                if (*told.text->step != '\0')
+                    step = told.text->step;
+            }
+            m_story.lines.push_back(std::move(told));
+        }
+    }
+
+    // By the command line or, without it, by the steps that left lines.
+    void FindAction()
+    {
+        for (const StoryLine& line : m_story.lines)
+        {
+            if (line.text == nullptr || std::string_view(line.text->format) != "command line argv[%d]: %s" ||
+                line.values.size() < 2)
+                continue;
+            if (line.values[0] == "1")
+                m_story.actionSwitch = line.values[1];
+            else if (line.values[0] != "0")
+                m_story.options.push_back(line.values[1]);
+        }
+        m_story.action = catalogue::ActionOf(m_story.actionSwitch);
+        if (m_story.action || !m_story.actionSwitch.empty())
+            return;
+        if (HasStep("SRK authorization"))
+        {
+            m_story.action = Action::Export;
+            m_story.actionSwitch = "SRK_Auth_Change";
+        }
+        else if (HasStep("stack removal") || Find("Unregister the %S\n") != nullptr ||
+                 Find("UnInstallTkService - Enter") != nullptr || Find("UnInstallTkService - completed") != nullptr)
+            m_story.action = Action::Removal;
+        else if (HasStep("stack set-up") || HasStep("platform detection") || HasStep("library copy") ||
+                 HasStep("probe library") || HasStep("command unblocking") || HasStep("stack set-up's end") ||
+                 Find("Register the %S\n") != nullptr)
+            m_story.action = Action::Setup;
+    }
+
+    // Which step a line belongs to. A line that begins a step does so anew; any other goes on with the latest of its
+    // step.
+    void Place(std::size_t index)
+    {
+        StoryLine& line = m_story.lines[index];
+        const Step* step = line.text != nullptr && *line.text->step != '\0' ? StepNamed(line.text->step) : nullptr;
+        if (m_story.steps.empty())
+            m_story.steps.push_back({step});
+        else if (step != nullptr && m_story.steps[m_current].step != step)
+            Enter(step, line.kind == Kind::Begin);
+        if (m_story.steps[m_current].step == nullptr && step != nullptr)
+            m_story.steps[m_current].step = step;
+        line.step = m_current;
+        StoryStep& told = m_story.steps[m_current];
+        told.lines.push_back(index);
+        if (line.text != nullptr && std::string_view(line.text->format) == "DetectTPMPlatform(%s,%s)" &&
+            line.values.size() > 1)
+            m_subject = line.values[1];
+        if (IsOfDetection(told))
+            told.subject = m_subject;
+    }
+
+    static bool IsOfDetection(const StoryStep& step)
+    {
+        return step.Name() == "platform detection" || step.Name() == "probe library";
+    }
+
+    void Enter(const Step* step, bool isBegin)
+    {
+        for (std::size_t i = m_story.steps.size(); i > 0 && !isBegin; --i)
+        {
+            if (m_story.steps[i - 1].step != step)
+                continue;
+            m_current = i - 1;
+            return;
+        }
+        m_story.steps.push_back({step});
+        m_current = m_story.steps.size() - 1;
+    }
+
+    void ReadFacts()
+    {
+        for (const StoryLine& line : m_story.lines)
+        {
+            if (line.ms)
+            {
+                m_story.thread = line.thread;
+                m_story.beginMs = std::min(m_story.beginMs.value_or(*line.ms), *line.ms);
+            }
+            if (line.last)
+                m_story.endMs = std::max(m_story.endMs.value_or(*line.last), *line.last);
+            m_story.hasBegin |= line.message.starts_with(catalogue::kBeginLine);
+            m_story.hasEnd |= line.message.starts_with(catalogue::kEndLine);
+        }
+        if (m_story.action == Action::Export)
+            m_story.hasBegin = m_story.hasEnd = true;
+    }
+
+    void InferResult()
+    {
+        for (std::size_t i = 0; i < m_story.lines.size(); ++i)
+        {
+            const StoryLine& line = m_story.lines[i];
+            if (line.text == nullptr)
+                continue;
+            const std::string_view format = line.text->format;
+            if (line.text->exitCode)
+                m_deciding = i;
+            if (format == "TPM is activated")
+                m_story.stack = m_story.steps[line.step].subject;
+            if (format == "Set to default TPM Platform: %s" && !line.values.empty())
+                m_story.stack = line.values[0];
+            if (format == "command line argc: %d" && line.values == std::vector<std::string>{"1"})
+            {
+                m_isWithoutAction = true;
+                m_story.exitCode = -1;
+            }
+        }
+        const bool isRefused = Find("invalid command line arg provided") != nullptr;
+        if (isRefused || m_isWithoutAction)
+            m_story.hasEnd = true;
+        if (m_deciding && m_story.hasEnd)
+            m_story.exitCode = m_story.lines[*m_deciding].text->exitCode;
+        if (m_story.action == Action::Export)
+            m_story.exitCode = 0;
+        if (m_story.exitCode != 0 && m_story.action == Action::Setup)
+            m_story.stack.clear();
+    }
+
+    // A stack that is not usable is no failure of a set-up that found another usable, and a warning for one that goes
+    // without.
+    void Soften()
+    {
+        if (m_story.action != Action::Setup || m_story.exitCode != 0 || !m_deciding)
+            return;
+        const bool isUsable = m_story.lines[*m_deciding].text->step == std::string_view("probe library");
+        for (std::size_t i = 0; i < *m_deciding; ++i)
+        {
+            StoryLine& line = m_story.lines[i];
+            if (line.kind == Kind::Failure && IsOfDetection(m_story.steps[line.step]))
+                line.kind = isUsable ? Kind::Noise : Kind::Warning;
+        }
+    }
+
+    void NoteProblem(std::size_t index)
+    {
+        const StoryLine& line = m_story.lines[index];
+        const Level level = LevelOf(line.kind);
+        if (line.text == nullptr || level < Level::Warning)
+            return;
+        const StoryStep& step = m_story.steps[line.step];
+        m_story.problems.push_back({level, index, step.Name(), line.message, line.text->meaning, NumbersOf(line),
+                                    line.text->causes, line.text->toDo});
+    }
+
+    void Miss(const std::string& step, const std::string& what, const std::string& meaning)
+    {
+        m_story.problems.push_back({.level = Level::Missing,
+                                    .line = std::nullopt,
+                                    .step = step,
+                                    .what = what,
+                                    .meaning = meaning,
+                                    .toDo = "Compare with a rehearsal of the same action on a like machine (./run)."});
+    }
+
+    // What should be there and is not, of a run that came to its end.
+    void FindMissing()
+    {
+        if (!m_story.action || !m_story.hasEnd || !m_story.hasBegin || m_story.action == Action::Export)
+            return;
+        for (const Step& step : catalogue::StepsOf(*m_story.action))
+        {
+            const auto told = std::find_if(m_story.steps.begin(), m_story.steps.end(),
+                                           [&](const StoryStep& candidate) { return candidate.step == &step; });
+            if (told != m_story.steps.end())
+                CheckEnd(step);
+            else if (step.call != nullptr)
+                m_story.steps.push_back(
+                    {&step, *step.untold == '\0' ? Level::Done : Level::Untold, {}, step.untold, {}});
+            else if (!step.isOptional || IsDue(step))
+            {
+                m_story.steps.push_back({&step, Level::Missing, {}, "no line of it, which there should be", {}});
+                Miss(step.name, "no line of this step", step.doing);
+            }
+        }
+        SortSteps();
+    }
+
+    bool IsDue(const Step& step) const
+    {
+        return m_story.exitCode == 0 &&
+               std::any_of(m_story.lines.begin(), m_story.lines.end(),
+                           [&](const StoryLine& line) { return Begins(line.message, step.dueAfter); });
+    }
+
+    // Whether the lines are there that end a step which did its work; unless another line says why they are not.
+    void CheckEnd(const Step& step)
+    {
+        bool isExcused = false;
+        std::vector<const char*> missing = step.ends;
+        for (const StoryLine& line : m_story.lines)
+        {
+            if (m_story.steps[line.step].step != &step)
+                continue;
+            isExcused |= line.kind == Kind::Decision || line.kind == Kind::Failure;
+            std::erase_if(missing, [&](const char* end) { return line.message.starts_with(end); });
+        }
+        for (const char* end : missing)
+        {
+            if (isExcused)
+                return;
+            Miss(step.name, fmt::format("no line \"{}\"", end), "The step did not do its work, and says nothing.");
+        }
+    }
+
+    // Steps without lines go where they belong: after the last step of the table before them that has lines.
+    void SortSteps()
+    {
+        const std::vector<Step>& order = catalogue::StepsOf(*m_story.action);
+        const auto isAfter = [&](const StoryStep& step, const StoryStep& other) {
+            return step.step != nullptr && other.step != nullptr &&
+                   step.step - order.data() < other.step - order.data();
+        };
+        std::vector<StoryStep> sorted;
+        std::vector<std::size_t> places(m_story.steps.size());
+        for (std::size_t i = 0; i < m_story.steps.size(); ++i)
+        {
+            if (m_story.steps[i].lines.empty())
+                continue;
+            places[i] = sorted.size();
+            sorted.push_back(m_story.steps[i]);
+        }
+        for (const StoryStep& step : m_story.steps)
+        {
+            if (!step.lines.empty())
+                continue;
+            const auto next = std::find_if(sorted.begin(), sorted.end(),
+                                           [&](const StoryStep& other) { return isAfter(step, other); });
+            const auto at = static_cast<std::size_t>(next - sorted.begin());
+            sorted.insert(next, step);
+            for (std::size_t& place : places)
+                place += place >= at ? 1 : 0;
+        }
+        for (StoryLine& line : m_story.lines)
+            line.step = places[line.step];
+        m_story.steps = std::move(sorted);
+    }
+
+    void SetLevels()
+    {
+        for (const StoryLine& line : m_story.lines)
+        {
+            Level& level = m_story.steps[line.step].level;
+            level = std::max(level, LevelOf(line.kind));
+        }
+        for (const Problem& problem : m_story.problems)
+        {
+            for (StoryStep& step : m_story.steps)
+            {
+                if (!problem.line && step.Name() == problem.step)
+                    step.level = std::max(step.level, problem.level);
+            }
+        }
+    }
+
+    std::string CountOf(Level level, const char* one, const char* many) const
+    {
+        const auto count = std::count_if(m_story.problems.begin(), m_story.problems.end(),
+                                         [&](const Problem& problem) { return problem.level == level; });
+        return count == 0 ? "" : fmt::format("{} {}", count, count == 1 ? one : many);
+    }
+
+    void Set(Level level, const std::string& headline, const std::string& from)
+    {
+        m_story.level = level;
+        m_story.headline = headline;
+        m_story.inferredFrom = from;
+    }
+
+    void SetHeadline()
+    {
+        if (m_isWithoutAction)
+            Set(Level::Failed, "FAILED: the command line names no action", "the number of words of the command line");
+        else if (!m_story.hasEnd)
+            SetUnended();
+        else if (m_story.action == Action::Export)
+            SetExport();
+        else if (m_story.exitCode == -1)
+            Set(Level::Failed, "FAILED: " + Lower(m_story.lines[*m_deciding].text->meaning), DecidingLine());
+        else if (!m_story.exitCode)
+            SetUndecided();
+        else
+            SetSuccess(DecidingLine());
+    }
+
+    // The problem to look at first is the first of those that decide a result of -1, the first one that kept the
+    // run from its end, or the first of the worst.
+    void ChooseFirst()
+    {
+        const auto choose = [&](auto isWanted) {
+            for (std::size_t i = 0; i < m_story.problems.size() && !m_story.first; ++i)
+            {
+                if (isWanted(m_story.problems[i]))
+                    m_story.first = i;
+            }
+        };
+        if (m_story.exitCode == -1 && m_deciding)
+            choose([&](const Problem& problem) {
+                return problem.level == Level::Failed && problem.line &&
+                       IsOfDetection(m_story.steps[m_story.lines[*problem.line].step]);
+            });
+        if (!m_story.hasEnd && !m_story.problems.empty())
+            m_story.first = m_story.problems.size() - 1;
+        choose([](const Problem& problem) { return problem.level >= Level::Missing; });
+        choose([](const Problem&) { return true; });
+    }
+
+    std::string DecidingLine() const
+    {
+        return m_deciding
+                   ? fmt::format("line {}: {}", m_story.lines[*m_deciding].number, m_story.lines[*m_deciding].message)
+                   : std::string();
+    }
+
+    // The first clause of a sentence, to go on with.
+    static std::string Lower(std::string sentence)
+    {
+        if (sentence.size() > 1 && sentence[1] >= 'a' && sentence[1] <= 'z')
+            sentence[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(sentence[0])));
+        if (const std::size_t end = sentence.find(". "); end != std::string::npos)
+            sentence.erase(end);
+        while (sentence.ends_with('.'))
+            sentence.pop_back();
+        return sentence;
+    }
+
+    void SetSuccess(const std::string& from)
+    {
+        const std::string failures = CountOf(Level::Failed, "failure", "failures");
+        const std::string missing = CountOf(Level::Missing, "thing missing", "things missing");
+        const std::string warnings = CountOf(Level::Warning, "warning", "warnings");
+        if (!failures.empty() || !missing.empty())
+        {
+            const std::string both = failures + (failures.empty() || missing.empty() ? "" : " and ") + missing;
+            Set(Level::Failed, "ENDED WITH 0, BUT NOT ALL IS DONE: " + both, from);
+        }
+        else if (!warnings.empty())
+            Set(Level::Warning, "SUCCEEDED, with " + warnings, from);
+        else
+            Set(Level::Done, "SUCCEEDED", from);
+    }
+
+    // A commit's result is in no line; neither is that of a set-up whose deciding lines are lost.
+    void SetUndecided()
+    {
+        const bool isFailed = std::any_of(m_story.problems.begin(), m_story.problems.end(),
+                                          [](const Problem& problem) { return problem.level >= Level::Missing; });
+        if (isFailed)
+            Set(Level::Failed, "REACHED ITS END, but not all is done; the result itself is not in the log", "");
+        else
+            Set(Level::Untold, "REACHED ITS END; whether it succeeded is not in the log", "");
+    }
+
+    void SetExport()
+    {
+        const StoryLine& last = m_story.lines.back();
+        const std::string from = fmt::format("line {}: {}", last.number, last.message);
+        if (Find("SRK and TPM Owner Auth is now OK") != nullptr)
+            Set(Level::Done, "SUCCEEDED: the SRK authorization was changed", from);
+        else if (Find("SRK and TPM Owner Auth is OK") != nullptr)
+            Set(Level::Done, "SUCCEEDED: the SRK authorization needs no change", from);
+        else if (!m_story.problems.empty())
+            Set(Level::Failed,
+                "NOT DONE: the SRK authorization was not checked or changed (the call returns 0 all the same)", from);
+        else
+            Set(Level::Untold, "ENDED IN BETWEEN: the change of the SRK authorization has no result", from);
+        if (m_story.level == Level::Untold)
+            m_story.exitCode.reset();
+    }
+
+    void SetUnended()
+    {
+        const StoryLine* last = nullptr;
+        for (const StoryLine& line : m_story.lines)
+            last = line.text != nullptr ? &line : last;
+        if (last == nullptr)
+            return Set(Level::Untold, "NOT A RUN: no line of the program", "");
+        const std::string step = m_story.steps[last->step].Name();
+        const std::string from = fmt::format("line {} is its last: {}", last->number, last->message);
+        Problem problem{.level = Level::Failed,
+                        .line = static_cast<std::size_t>(last - m_story.lines.data()),
+                        .step = step,
+                        .what = last->message,
+                        .meaning = "The log of this run stops here.",
+                        .toDo = last->text->toDo};
+        if (*last->text->waitsFor != '\0')
+        {
+            problem.meaning += std::string(" The program was waiting for ") + last->text->waitsFor + ".";
+            problem.numbers = NumbersOf(*last);
+            problem.causes = last->text->causes;
+            Set(Level::Failed, fmt::format("DID NOT END: it was waiting for {}", last->text->waitsFor), from);
+        }
+        else
+        {
+            problem.causes = "The program was ended or crashed, Windows was shut down, or the log was copied while "
+                             "the program ran, or is cut off.";
+            problem.toDo = "Look at the Application event log for a crash of KeloCustomAction.exe.";
+            Set(Level::Failed, fmt::format("DID NOT END: its log stops in the step \"{}\"", step), from);
+        }
+        m_story.problems.push_back(problem);
+        m_story.steps[last->step].level = Level::Failed;
+    }
+
+    Story m_story;
+    std::size_t m_current = 0;
+    std::string m_subject;
+    std::optional<std::size_t> m_deciding;
+    bool m_isWithoutAction = false;
+};
+
+// Collects the lines of each run.
+class Splitter
+{
+public:
+    std::vector<Story> Split(std::vector<LogLine> lines)
+    {
+        // What comes before the first readable line belongs to that.
+        const auto readable =
+            std::find_if(lines.begin(), lines.end(), [](const LogLine& line) { return !line.isDamaged; });
+        m_lastThread = readable != lines.end() ? readable->thread : 0;
+        for (LogLine& line : lines)
+            Add(std::move(line));
+        std::vector<Story> stories;
+        for (std::vector<LogLine>& run : m_runs)
+            stories.push_back(report::Tell(std::move(run)));
+        return stories;
+    }
+
+private:
+    void Add(LogLine line)
+    {
+        const unsigned long thread = line.isDamaged ? m_lastThread : line.thread;
+        const bool isBegin = line.message.starts_with(catalogue::kBeginLine);
+        const bool isEnd = line.message.starts_with(catalogue::kEndLine);
+        auto open = m_open.find(thread);
+        if (isBegin || open == m_open.end())
+        {
+            m_runs.emplace_back();
+            open = m_open.insert_or_assign(thread, m_runs.size() - 1).first;
+        }
+        m_runs[open->second].push_back(std::move(line));
+        m_lastThread = thread;
+        if (isEnd)
+            m_open.erase(open);
+    }
+
+    std::vector<std::vector<LogLine>> m_runs;
+    std::map<unsigned long, std::size_t> m_open; // the run that each thread is in
+    unsigned long m_lastThread = 0;
+};
+
+} // namespace
+
+std::string NameOf(Level level)
+{
+    switch (level)
+    {
+    case Level::Done:
+        return "done";
+    case Level::Untold:
+        return "not told";
+    case Level::Noise:
+        return "done (noise)";
+    case Level::Warning:
+        return "WARNING";
+    case Level::Missing:
+        return "MISSING";
+    default:
+        return "FAILED";
+    }
+}
+
+const Problem* Story::FirstProblem() const
+{
+    return first ? &problems[*first] : nullptr;
+}
+
+Story Tell(std::vector<LogLine> lines)
+{
+    return Teller{}.Tell(std::move(lines));
+}
+
+std::vector<Story> TellAll(std::vector<LogLine> lines)
+{
+    return Splitter{}.Split(std::move(lines));
+}
+
+} // namespace report

@@ -1,0 +1,19 @@
+// Install logs from rehearsals on the described machines.
+#pragma once
+
+#include "winsim/core/program.h"
+
+#include <string>
+#include <vector>
+
+// What a rehearsal on a machine of machines/ gave.
+struct Rehearsed
+{
+    std::string log; // its lines, each with a newline
+    int exitCode;
+};
+
+// Runs the program, or without arguments its export, with CALL[#N]=ERROR faults. A wait without an end is broken off
+// after `clockBoundMs`.
+Rehearsed Rehearse(const std::string& machineFile, const std::vector<std::string>& arguments,
+                   const std::vector<std::string>& faults = {}, std::uint64_t clockBoundMs = 60 * 60 * 1000);
