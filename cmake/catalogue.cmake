@@ -5,9 +5,12 @@ add_library(catalogue STATIC ${CATALOGUE_SOURCES})
 target_include_directories(catalogue PUBLIC ${PROJECT_SOURCE_DIR})
 target_compile_options(catalogue PRIVATE ${KELO_WARNINGS})
 
-# What the tools show of a run, on a terminal.
+# What the tools show of a run, on a terminal and in a browser.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/report/page.html)
+file(READ ${PROJECT_SOURCE_DIR}/report/page.html REPORT_PAGE)
+configure_file(report/page_text.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/page_text.cpp @ONLY)
 file(GLOB REPORT_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/report/*.cpp)
-add_library(report STATIC ${REPORT_SOURCES})
+add_library(report STATIC ${REPORT_SOURCES} ${CMAKE_CURRENT_BINARY_DIR}/page_text.cpp)
 target_compile_options(report PRIVATE ${KELO_WARNINGS})
 target_link_libraries(report PUBLIC catalogue winsim)
 

@@ -1,5 +1,5 @@
-# Lists the tests in Python, each case as a test of its own: those of the images for Windows, and those that run them
-# under Wine. A test ends with ctest, whatever ends that; and some time before ctest would end it, so that it can tidy up.
+# Lists the tests in Python, each case as a test of its own: those of a log's page in a browser, those of the images for
+# Windows, and those that run them under Wine. A test ends with ctest, whatever ends that; and some time before ctest would end it, so that it can tidy up.
 
 find_program(KELO_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 
@@ -18,6 +18,9 @@ function(python_tests group)
     endforeach()
 endfunction()
 
+python_tests(explain)
+# It looks at the clock.
+set_tests_properties(explain.page_test.Page.test_a_wait_of_300000_looks_opens_at_once PROPERTIES RUN_SERIAL TRUE)
 python_tests(images)
 # It builds on all processors.
 set_tests_properties(images.reproducible_test.Reproducible.test_another_folder_gives_the_same_bytes PROPERTIES

@@ -2,6 +2,7 @@
 #include "explain/explanation.h"
 
 #include "explain/options.h"
+#include "report/page.h"
 #include "report/story_view.h"
 
 #include <fmt/format.h>
@@ -62,6 +63,9 @@ std::string ShowRun(const ExplainOptions& options, const Style& style, const Sto
 // The index of the run to tell of.
 std::size_t ChosenRun(const ExplainOptions& options, const std::vector<Story>& stories)
 {
+    if (options.run > stories.size())
+        throw std::invalid_argument(fmt::format("the log has no run {} ({} in all)", options.run,
+                                                report::Counted(stories.size(), "run", "runs")));
     if (options.run != 0)
         return options.run - 1;
     for (const Level least : {Level::Missing, Level::Warning})
@@ -144,9 +148,6 @@ std::string ExplainInText(const ExplainOptions& options, const Style& style, con
         shown += "\n";
     }
     const std::size_t chosen = ChosenRun(options, stories);
-    if (chosen >= stories.size())
-        throw std::invalid_argument(fmt::format("the log has no run {} ({} in all)", options.run,
-                                                report::Counted(stories.size(), "run", "runs")));
     for (std::size_t i = 0; i < stories.size(); ++i)
     {
         if (i == chosen || (options.isAll && options.run == 0))
@@ -154,6 +155,15 @@ std::string ExplainInText(const ExplainOptions& options, const Style& style, con
     }
     shown.pop_back();
     return shown;
+}
+
+std::string ExplainInPage(const ExplainOptions& options, const std::vector<Story>& stories)
+{
+    std::vector<report::PageRun> runs;
+    for (const Story& story : stories)
+        runs.push_back({.story = &story, .command = CommandOf(story)});
+    const std::string title = std::filesystem::path(options.logPath).filename().string() + ", explained";
+    return report::Page(title, runs, stories.empty() ? 0 : ChosenRun(options, stories));
 }
 
 Json ExplainInJson(const std::vector<Story>& stories)

@@ -15,5 +15,8 @@ struct ExplainOptions;
 std::string ExplainInText(const ExplainOptions& options, const report::Style& style,
                           const std::vector<report::Story>& stories);
 
+// The explanation for a browser (HTML), which opens with the same run.
+std::string ExplainInPage(const ExplainOptions& options, const std::vector<report::Story>& stories);
+
 // The explanation for programs.
 winsim::Json ExplainInJson(const std::vector<report::Story>& stories);

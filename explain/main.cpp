@@ -3,6 +3,7 @@
 #include "explain/decode.h"
 #include "explain/explanation.h"
 #include "explain/options.h"
+#include "report/page.h"
 
 #include <fstream>
 #include <iostream>
@@ -34,6 +35,8 @@ void Explain(const ExplainOptions& options)
 {
     const std::string text = Decode(ReadLog(options.logPath), options.codePage);
     const std::vector<report::Story> stories = report::TellAll(report::ReadLogLines(text));
+    if (!options.htmlPath.empty())
+        report::WritePage(options.htmlPath, ExplainInPage(options, stories));
     if (options.isJson)
         std::cout << ExplainInJson(stories).dump(2, ' ', false, winsim::Json::error_handler_t::replace) << "\n";
     else

@@ -34,6 +34,8 @@ ParsedExplainOptions ParseExplainOptions(int argc, char** argv)
         ->check(CLI::PositiveNumber);
     app.add_flag("--all", options.isAll, "Tell of every run, problem and line, each with its meaning");
     app.add_flag("--json", options.isJson, "Print one JSON object");
+    app.add_option("--html", options.htmlPath, "Write one page for a browser too: a timeline, and every line explained")
+        ->type_name("OUT.html");
     app.add_option("--code-page", options.codePage, "The code page of a log that is not UTF-8 (1252)")->type_name("N");
     auto* const reference =
         app.add_flag("--reference", options.isReference, "Print the reference of all texts (docs/log.md)");

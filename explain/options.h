@@ -11,6 +11,7 @@ struct ExplainOptions
     bool isAll = false;
     bool isJson = false;
     bool isReference = false;
+    std::string htmlPath;     // empty for none
     unsigned codePage = 1252; // of a log that is not UTF-8
 };
 

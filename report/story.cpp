@@ -20,6 +20,9 @@ using catalogue::Meaning;
 using catalogue::Step;
 using catalogue::Text;
 
+// A wait that goes on for longer than so many changes of a state has no more to tell.
+constexpr std::size_t kMostPolls = 1000;
+
 const catalogue::Matcher& TheMatcher()
 {
     static const catalogue::Matcher matcher;
@@ -59,21 +62,6 @@ Kind KindOf(const StoryLine& line)
     return text.kind;
 }
 
-Level LevelOf(Kind kind)
-{
-    switch (kind)
-    {
-    case Kind::Noise:
-        return Level::Noise;
-    case Kind::Warning:
-        return Level::Warning;
-    case Kind::Failure:
-        return Level::Failed;
-    default:
-        return Level::Done;
-    }
-}
-
 std::string DescribeNumber(const catalogue::Value& value, const std::string& shown, std::uint32_t number)
 {
     const catalogue::Number known = catalogue::Explain(number, value.meaning);
@@ -84,19 +72,6 @@ std::string DescribeNumber(const catalogue::Value& value, const std::string& sho
     if (!known.meaning.empty())
         text += ": " + known.meaning;
     return text;
-}
-
-std::vector<std::string> NumbersOf(const StoryLine& line)
-{
-    std::vector<std::string> numbers;
-    for (std::size_t i = 0; i < line.values.size() && i < line.text->values.size(); ++i)
-    {
-        const catalogue::Value& value = line.text->values[i];
-        const auto number = NumberAt(line, i);
-        if (number && value.meaning != Meaning::Plain && value.meaning != Meaning::Controls)
-            numbers.push_back(DescribeNumber(value, line.values[i], *number));
-    }
-    return numbers;
 }
 
 bool Begins(const std::string& message, const std::vector<const char*>& beginnings)
@@ -160,30 +135,54 @@ private:
     void Fold(std::vector<LogLine> lines)
     {
         std::string_view step;
+        std::size_t polls = 0; // rows of the same wait
         for (LogLine& line : lines)
         {
-            if (!m_story.lines.empty())
+            if (!m_story.lines.empty() && IsRepeated(m_story.lines.back(), line))
             {
-                StoryLine& before = m_story.lines.back();
-                if (before.message == line.message && before.isDamaged == line.isDamaged)
-                {
-                    ++before.count;
-                    before.last = line.ms;
-                    continue;
-                }
+                CountIn(m_story.lines.back(), line);
+                continue;
             }
-            StoryLine told;
-            static_cast<LogLine&>(told) = std::move(line);
-            if (auto match = TheMatcher().Find(told.message, step, told.mayBeCut))
-            {
-                told.text = match->text;
-                told.values = std::move(match->values);
-                told.kind = KindOf(told);
-                if (*told.text->step != '\0')
-                    step = told.text->step;
-            }
-            m_story.lines.push_back(std::move(told));
+            StoryLine told = Read(std::move(line), step);
+            polls = IsSameWait(told) ? polls + 1 : 0;
+            if (polls > kMostPolls)
+                CountIn(m_story.lines.back(), told);
+            else
+                m_story.lines.push_back(std::move(told));
         }
+    }
+
+    static bool IsRepeated(const LogLine& line, const LogLine& next)
+    {
+        return line.message == next.message && line.isDamaged == next.isDamaged;
+    }
+
+    static void CountIn(StoryLine& line, const LogLine& next)
+    {
+        ++line.count;
+        line.last = next.ms;
+    }
+
+    static StoryLine Read(LogLine line, std::string_view& step)
+    {
+        StoryLine told;
+        static_cast<LogLine&>(told) = std::move(line);
+        auto match = TheMatcher().Find(told.message, step, told.mayBeCut);
+        if (!match)
+            return told;
+        told.text = match->text;
+        told.values = std::move(match->values);
+        told.kind = KindOf(told);
+        if (*told.text->step != '\0')
+            step = told.text->step;
+        return told;
+    }
+
+    // Whether a line is one more look of the wait that the line before is of.
+    bool IsSameWait(const StoryLine& line) const
+    {
+        return !m_story.lines.empty() && line.text != nullptr && *line.text->waitsFor != '\0' &&
+               m_story.lines.back().text == line.text;
     }
 
     // By the command line or, without it, by the steps that left lines.
@@ -323,7 +322,7 @@ private:
     void NoteProblem(std::size_t index)
     {
         const StoryLine& line = m_story.lines[index];
-        const Level level = LevelOf(line.kind);
+        const Level level = LevelOf(line);
         if (line.text == nullptr || level < Level::Warning)
             return;
         const StoryStep& step = m_story.steps[line.step];
@@ -429,7 +428,7 @@ private:
         for (const StoryLine& line : m_story.lines)
         {
             Level& level = m_story.steps[line.step].level;
-            level = std::max(level, LevelOf(line.kind));
+            level = std::max(level, LevelOf(line));
         }
         for (const Problem& problem : m_story.problems)
         {
@@ -564,7 +563,7 @@ private:
         if (last == nullptr)
             return Set(Level::Untold, "NOT A RUN: no line of the program", "");
         const std::string step = m_story.steps[last->step].Name();
-        const std::string from = fmt::format("line {} is its last: {}", last->number, last->message);
+        const std::string from = fmt::format("its last line, {}", last->number);
         Problem problem{.level = Level::Failed,
                         .line = static_cast<std::size_t>(last - m_story.lines.data()),
                         .step = step,
@@ -585,6 +584,8 @@ private:
             problem.toDo = "Look at the Application event log for a crash of KeloCustomAction.exe.";
             Set(Level::Failed, fmt::format("DID NOT END: its log stops in the step \"{}\"", step), from);
         }
+        if (last->count > 1)
+            problem.meaning += fmt::format(" The line stands there {} times.", last->count);
         m_story.problems.push_back(problem);
         m_story.steps[last->step].level = Level::Failed;
     }
@@ -656,6 +657,34 @@ std::string NameOf(Level level)
     default:
         return "FAILED";
     }
+}
+
+Level LevelOf(const StoryLine& line)
+{
+    switch (line.kind)
+    {
+    case Kind::Noise:
+        return Level::Noise;
+    case Kind::Warning:
+        return Level::Warning;
+    case Kind::Failure:
+        return Level::Failed;
+    default:
+        return Level::Done;
+    }
+}
+
+std::vector<std::string> NumbersOf(const StoryLine& line)
+{
+    std::vector<std::string> numbers;
+    for (std::size_t i = 0; i < line.values.size() && line.text != nullptr && i < line.text->values.size(); ++i)
+    {
+        const catalogue::Value& value = line.text->values[i];
+        const auto number = NumberAt(line, i);
+        if (number && value.meaning != Meaning::Plain && value.meaning != Meaning::Controls)
+            numbers.push_back(DescribeNumber(value, line.values[i], *number));
+    }
+    return numbers;
 }
 
 const Problem* Story::FirstProblem() const

@@ -34,6 +34,12 @@ struct StoryLine : LogLine
     std::size_t step = 0;                             // the index of its step
 };
 
+// How bad a line is.
+Level LevelOf(const StoryLine& line);
+
+// What the numbers of a line mean: "error 1060 ERROR_SERVICE_DOES_NOT_EXIST: there is no such service".
+std::vector<std::string> NumbersOf(const StoryLine& line);
+
 struct StoryStep
 {
     const catalogue::Step* step = nullptr; // null: before any step could be told
@@ -53,7 +59,7 @@ struct Problem
     std::string step = {};
     std::string what = {}; // the line, or what is missing
     std::string meaning = {};
-    std::vector<std::string> numbers = {}; // "error 1060: ERROR_SERVICE_DOES_NOT_EXIST, there is no such service"
+    std::vector<std::string> numbers = {}; // as NumbersOf has them
     std::string causes = {};
     std::string toDo = {};
 };

@@ -128,32 +128,38 @@ std::string ShowVerdict(const Style& style, const Story& story, std::size_t most
     return shown;
 }
 
-std::string ShowFacts(const Style& style, const Story& story)
+std::vector<std::pair<std::string, std::string>> FactsOf(const Story& story)
 {
-    std::string shown;
+    std::vector<std::pair<std::string, std::string>> facts;
     if (story.beginMs)
-        shown += Paragraph(style, "Began",
-                           fmt::format("{} UTC, took {}, thread {}", DateAndTimeOf(*story.beginMs),
-                                       DurationOf(story.DurationMs()), story.thread));
+        facts.emplace_back("Began", fmt::format("{} UTC, took {}, thread {}", DateAndTimeOf(*story.beginMs),
+                                                DurationOf(story.DurationMs()), story.thread));
     std::string result = story.exitCode ? fmt::format("exit code {}", *story.exitCode) : "exit code not known";
     if (!story.inferredFrom.empty())
         result += ", inferred from " + story.inferredFrom;
-    shown += Paragraph(style, "Result", result);
+    facts.emplace_back("Result", result);
     if (story.action == catalogue::Action::Setup)
-        shown += Paragraph(style, "Stack", story.stack.empty() ? "none chosen" : story.stack);
+        facts.emplace_back("Stack", story.stack.empty() ? "none chosen" : story.stack);
     if (!story.hasBegin)
-        shown += Paragraph(style, "Note", "The beginning of this run is not in the log.");
+        facts.emplace_back("Note", "The beginning of this run is not in the log.");
     for (const StoryStep& step : story.steps)
     {
         if (step.level == Level::Untold)
-            shown += Paragraph(style, "Not in the log", fmt::format("{}: {}", step.Name(), step.note));
+            facts.emplace_back("Not in the log", fmt::format("{}: {}", step.Name(), step.note));
     }
     const auto noise = static_cast<std::size_t>(std::count_if(
         story.lines.begin(), story.lines.end(), [](const StoryLine& line) { return line.kind == Kind::Noise; }));
     if (noise != 0)
-        shown += Paragraph(
-            style, "Expected noise",
-            Counted(noise, "line sounds like a failure and is none", "lines sound like failures and are none"));
+        facts.emplace_back("Expected noise", Counted(noise, "line sounds like a failure and is none",
+                                                     "lines sound like failures and are none"));
+    return facts;
+}
+
+std::string ShowFacts(const Style& style, const Story& story)
+{
+    std::string shown;
+    for (const auto& [label, text] : FactsOf(story))
+        shown += Paragraph(style, label, text);
     return shown;
 }
 
@@ -189,10 +195,7 @@ std::string ShowLines(const Style& style, const Story& story, bool withMeanings)
             step = line.step;
             shown += "  " + Bold(style, "-- " + story.steps[step].Name()) + "\n";
         }
-        const Level level = line.kind == Kind::Failure   ? Level::Failed
-                            : line.kind == Kind::Warning ? Level::Warning
-                            : line.kind == Kind::Noise   ? Level::Noise
-                                                         : Level::Done;
+        const Level level = LevelOf(line);
         const std::string text = Wrap(style, line.message, 14, 14);
         shown += fmt::format("  {:>10}  ", RelativeTime(story, line));
         shown += level == Level::Done ? text : Paint(style, level, text);

@@ -5,6 +5,8 @@
 #include "report/terminal.h"
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace report
 {
@@ -13,7 +15,10 @@ namespace report
 // `mostOthers` other problems are told of.
 std::string ShowVerdict(const Style& style, const Story& story, std::size_t mostOthers);
 
-// The facts of the run: when, how long, which stack, what the result is inferred from.
+// The facts of the run, each with its label: when, how long, which stack, what the result is inferred from.
+std::vector<std::pair<std::string, std::string>> FactsOf(const Story& story);
+
+// The same on the terminal.
 std::string ShowFacts(const Style& style, const Story& story);
 
 // The table of steps: result, time, lines.

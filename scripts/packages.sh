@@ -19,6 +19,9 @@ packages=(
     "windows  wixl                         wixl"                             # makes installer packages
     "windows  msitools                     msibuild"                         # completes and inspects them
     "package  msitools                     msiinfo"                          # reads a package that is rehearsed
+    "explain  chromium                     chromium"                         # shows the page of a log
+    "explain  chromium-driver              chromedriver"                     # lets tests use it
+    "explain  python3-selenium             /usr/lib/python3/dist-packages/selenium" # and is used by them
     "fuzz     clang                        clang++"                          # compiles the fuzzers
     "fuzz     libclang-rt-dev              /usr/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" # libFuzzer
     "style    clang                        clang++"                          # a second compiler's opinion of src/

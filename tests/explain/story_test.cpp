@@ -1,6 +1,8 @@
 // Proves that the story of a log names what happened: on logs of rehearsals with a failure, of several programs at
 // once, damaged ones, and of every size.
 #include "explain/decode.h"
+#include "report/lanes.h"
+#include "report/page.h"
 #include "report/story.h"
 #include "report/story_view.h"
 #include "tests/explain/rehearsed_log.h"
@@ -276,6 +278,53 @@ TEST(StoryView, HasNoLineThatIsWiderThanTheTerminal)
         EXPECT_LE(report::LengthOf(line), 81u) << line;
 }
 
+// ---- The timeline and the page
+
+std::vector<std::string> SpansOf(const Story& story)
+{
+    std::vector<std::string> spans;
+    for (const report::Lane& lane : LanesOf(story))
+    {
+        for (const report::Span& span : lane.spans)
+        {
+            if (lane.name != "log lines")
+                spans.push_back(lane.name + ": " + span.name + " " + std::to_string(span.fromMs) + "-" +
+                                std::to_string(span.toMs));
+        }
+    }
+    return spans;
+}
+
+TEST(Lanes, ShowStepsServicesProgramsAndWaits)
+{
+    EXPECT_THAT(SpansOf(StoryOf("2013/05/07 14:03:01.000 TZ-4 [7] Vista OS\n"
+                                "2013/05/07 14:03:01.000 TZ-4 [7]  TBS current status: 4, 1\n"
+                                "2013/05/07 14:03:02.000 TZ-4 [7] TBS  current status: 3, 0\n"
+                                "2013/05/07 14:03:03.000 TZ-4 [7] TBS service stopped\n"
+                                "2013/05/07 14:03:03.000 TZ-4 [7] KlTKService - now properly install/register the "
+                                "service\n"
+                                "2013/05/07 14:03:03.500 TZ-4 [7] KlTKService - service installed/registered\n")),
+                ElementsAre("steps: command unblocking 0-2000", "steps: toolkit service 2000-2500",
+                            "TBS: running 0-1000", "TBS: stopping 1000-2000", "TBS: stopped 2000-2500",
+                            "other programs: KlPCR.exe 2000-2500", "waits: wait 0-1000", "waits: wait 1000-2000",
+                            "waits: wait 2000-2500"));
+}
+
+TEST(Page, NeedsNothingFromOutside)
+{
+    const Story story = StoryOf(Rehearse("windows-7-toolkit.json", {"/Setup"}).log);
+    const std::string page = report::Page("a log", {{.story = &story, .command = "/Setup"}}, 0);
+    EXPECT_THAT(page, Not(HasSubstr("http:")));
+    EXPECT_THAT(page, Not(HasSubstr("https:")));
+    EXPECT_THAT(page, Not(HasSubstr(" src=")));
+    EXPECT_THAT(page, Not(HasSubstr("@DATA@")));
+}
+
+TEST(Page, ThatCannotBeWrittenIsNamed)
+{
+    EXPECT_THROW(report::WritePage("/nowhere/page.html", ""), std::runtime_error);
+}
+
 // ---- Several programs
 
 TEST(Story, TellsTwoProgramsApartByTheirThreads)
@@ -356,6 +405,19 @@ TEST(Story, OfADayOfPollsIsToldInSeconds)
     const Story story = StoryOf(Decode(log, 1252));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
     EXPECT_EQ(345'600u, story.lines.back().count);
+}
+
+TEST(Story, FoldsAWaitWhoseStateChangesAgainAndAgain)
+{
+    std::string log = "2013/05/07 14:03:09.042 TZ-4 [7] Stopping service\n";
+    for (int i = 0; i < 50'000; ++i)
+        log += "2013/05/07 14:03:09.042 TZ-4 [7] TBS  current status: " + std::to_string(3 + i % 2) + ", 0\n";
+    const Story story = StoryOf(log);
+    EXPECT_LT(story.lines.size(), 1100u);
+    std::size_t lines = 0;
+    for (const report::StoryLine& line : story.lines)
+        lines += line.count;
+    EXPECT_EQ(50'001u, lines);
 }
 
 // ---- Encodings and passwords

@@ -1,0 +1,43 @@
+// The page of one or more runs, for a browser.
+#pragma once
+
+#include "report/story.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace report
+{
+
+// A Windows call of a rehearsal, or several equal ones in a row.
+struct PageCall
+{
+    std::int64_t ms = 0;  // after the run's beginning
+    std::size_t line = 0; // the index of the log line before it
+    std::string text;     // its name and result
+    std::string full;     // with all parameters
+    std::size_t count = 1;
+    bool isFailure = false;
+};
+
+struct PageRun
+{
+    const Story* story = nullptr;
+    std::string command;
+    std::vector<PageCall> calls = {};
+    std::vector<std::vector<std::string>> changes = {}; // rows of a table
+};
+
+// One self-contained page (HTML, UTF-8), which needs no network: the verdict, a timeline, the log and the calls side by
+// side, the changes and the steps. It opens with the run of the index `chosen`.
+std::string Page(const std::string& title, const std::vector<PageRun>& runs, std::size_t chosen);
+
+// Writes it to a file. Throws std::runtime_error when that cannot be written.
+void WritePage(const std::string& path, const std::string& page);
+
+// The page without its data, which takes the place of @DATA@.
+extern const std::string_view kPageText;
+
+} // namespace report
