@@ -142,11 +142,25 @@ std::vector<Text> ServiceControlTexts()
     };
 }
 
+// Any module's operation logs this.
+std::vector<Text> OperationTexts()
+{
+    using enum Kind;
+    return {
+        {.format = "%s - Unknown exception caught return %d",
+         .kind = Failure,
+         .meaning = "The operation was broken off; the next ones run.",
+         .values = {{"operation"}, {"its result"}},
+         .causes = "Windows is short of memory, or a library of the toolkit crashed.",
+         .toDo = "Repeat the installation; if it happens again, repair the library that the lines before name."},
+    };
+}
+
 } // namespace
 
 std::vector<StepTexts> PlatformTexts()
 {
-    return {{"processes left behind", ProcessTexts()}, {"", ServiceControlTexts()}};
+    return {{"processes left behind", ProcessTexts()}, {"", ServiceControlTexts()}, {"", OperationTexts()}};
 }
 
 } // namespace catalogue
