@@ -10,5 +10,6 @@ set_target_properties(kelo_bench_program PROPERTIES OUTPUT_NAME KeloBench)
 
 add_executable(kelo-bench EXCLUDE_FROM_ALL bench/main.cpp)
 target_compile_options(kelo-bench PRIVATE ${KELO_WARNINGS})
-target_link_libraries(kelo-bench PRIVATE winsim benchmark::benchmark)
-add_dependencies(kelo-bench kelo_bench_program kelo_program)
+target_link_libraries(kelo-bench PRIVATE explanation benchmark::benchmark)
+target_compile_definitions(kelo-bench PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
+add_dependencies(kelo-bench kelo_bench_program kelo_program kelo_library)

@@ -24,3 +24,5 @@ target_link_libraries(explanation PUBLIC report PRIVATE CLI11::CLI11)
 add_executable(kelo-explain explain/main.cpp)
 target_compile_options(kelo-explain PRIVATE ${KELO_WARNINGS})
 target_link_libraries(kelo-explain PRIVATE explanation)
+# It rehearses to find a cause.
+add_dependencies(kelo-explain kelo_program kelo_library)

@@ -60,25 +60,6 @@ std::string ShowRun(const ExplainOptions& options, const Style& style, const Sto
     return shown;
 }
 
-// The index of the run to tell of.
-std::size_t ChosenRun(const ExplainOptions& options, const std::vector<Story>& stories)
-{
-    if (options.run > stories.size())
-        throw std::invalid_argument(fmt::format("the log has no run {} ({} in all)", options.run,
-                                                report::Counted(stories.size(), "run", "runs")));
-    if (options.run != 0)
-        return options.run - 1;
-    for (const Level least : {Level::Missing, Level::Warning})
-    {
-        for (std::size_t i = stories.size(); i > 0; --i)
-        {
-            if (stories[i - 1].level >= least)
-                return i - 1;
-        }
-    }
-    return stories.size() - 1;
-}
-
 Json JsonOf(const Story& story, const Problem& problem)
 {
     Json json = {{"level", NameOf(problem.level)},
@@ -133,6 +114,26 @@ Json JsonOf(const Story& story)
 }
 
 } // namespace
+
+std::size_t ChosenRun(const ExplainOptions& options, const std::vector<Story>& stories)
+{
+    if (options.run > stories.size())
+        throw std::invalid_argument(fmt::format("the log has no run {} ({} in all)", options.run,
+                                                report::Counted(stories.size(), "run", "runs")));
+    if (options.run != 0)
+        return options.run - 1;
+    for (const Level least : {Level::Missing, Level::Warning})
+    {
+        for (std::size_t i = stories.size(); i > 0; --i)
+        {
+            if (stories[i - 1].level >= least)
+                return i - 1;
+        }
+    }
+    if (stories.empty())
+        throw std::invalid_argument("the log has no run");
+    return stories.size() - 1;
+}
 
 std::string ExplainInText(const ExplainOptions& options, const Style& style, const std::vector<Story>& stories)
 {

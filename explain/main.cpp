@@ -2,6 +2,7 @@
 #include "catalogue/reference.h"
 #include "explain/decode.h"
 #include "explain/explanation.h"
+#include "explain/find_cause.h"
 #include "explain/options.h"
 #include "report/page.h"
 
@@ -31,16 +32,41 @@ std::string ReadLog(const std::string& path)
     return bytes;
 }
 
+// Adds the causes of the chosen run to what is printed.
+void FindCause(const ExplainOptions& options, const std::vector<report::Story>& stories, winsim::Json& json,
+               std::string& shown)
+{
+    const report::Story& story = stories.at(ChosenRun(options, stories));
+    if (story.actionSwitch.empty())
+        throw std::runtime_error("the log does not tell the run's command line, so it cannot be rehearsed");
+    std::vector<std::string> arguments;
+    if (story.action != catalogue::Action::Export)
+    {
+        arguments = story.options;
+        arguments.insert(arguments.begin(), story.actionSwitch);
+    }
+    const CauseFinder finder{winsim::Machine::FromFile(options.machinePath), arguments};
+    const CauseSearch search = finder.Find(story);
+    if (options.isJson)
+        json["causes"] = JsonOf(search);
+    else
+        shown += "\n" + ShowCauses(report::Style::OfStandardOutput(), search, options.machinePath, arguments);
+}
+
 void Explain(const ExplainOptions& options)
 {
     const std::string text = Decode(ReadLog(options.logPath), options.codePage);
     const std::vector<report::Story> stories = report::TellAll(report::ReadLogLines(text));
     if (!options.htmlPath.empty())
         report::WritePage(options.htmlPath, ExplainInPage(options, stories));
+    winsim::Json json = options.isJson ? ExplainInJson(stories) : winsim::Json();
+    std::string shown =
+        options.isJson ? std::string() : ExplainInText(options, report::Style::OfStandardOutput(), stories);
+    if (options.isCauseWanted)
+        FindCause(options, stories, json, shown);
     if (options.isJson)
-        std::cout << ExplainInJson(stories).dump(2, ' ', false, winsim::Json::error_handler_t::replace) << "\n";
-    else
-        std::cout << ExplainInText(options, report::Style::OfStandardOutput(), stories);
+        shown = json.dump(2, ' ', false, winsim::Json::error_handler_t::replace) + "\n";
+    std::cout << shown;
 }
 
 } // namespace

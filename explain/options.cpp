@@ -15,6 +15,7 @@ constexpr char kDescription[] = "Tells what an install log of the Kelo Toolkit s
 
 constexpr char kFooter[] = R"(  kelo-explain kelo_install_log.txt
   kelo-explain --all --run 3 kelo_install_log.txt
+  kelo-explain --find-cause --machine machines/windows-7-toolkit.json kelo_install_log.txt
 
 The log may be damaged, cut off at either end, of several programs at once, in UTF-8, UTF-16 or any code page.
 Passwords in it are shown as stars. docs/log.md lists every text.
@@ -36,6 +37,12 @@ ParsedExplainOptions ParseExplainOptions(int argc, char** argv)
     app.add_flag("--json", options.isJson, "Print one JSON object");
     app.add_option("--html", options.htmlPath, "Write one page for a browser too: a timeline, and every line explained")
         ->type_name("OUT.html");
+    auto* const findCause =
+        app.add_flag("--find-cause", options.isCauseWanted,
+                     "Rehearse every single failure of the run's action on the described machine, and list "
+                     "those with the same log");
+    findCause->needs(
+        app.add_option("--machine", options.machinePath, "The machine's description")->type_name("M.json"));
     app.add_option("--code-page", options.codePage, "The code page of a log that is not UTF-8 (1252)")->type_name("N");
     auto* const reference =
         app.add_flag("--reference", options.isReference, "Print the reference of all texts (docs/log.md)");

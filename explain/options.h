@@ -11,7 +11,9 @@ struct ExplainOptions
     bool isAll = false;
     bool isJson = false;
     bool isReference = false;
-    std::string htmlPath;     // empty for none
+    std::string htmlPath; // empty for none
+    bool isCauseWanted = false;
+    std::string machinePath;  // the description to rehearse on; empty for none
     unsigned codePage = 1252; // of a log that is not UTF-8
 };
 

@@ -1,0 +1,276 @@
+// Rehearses failures and compares their logs.
+#include "explain/find_cause.h"
+
+#include "catalogue/numbers.h"
+#include "winsim/core/fault_table.h"
+#include "winsim/core/install_log.h"
+#include "winsim/core/program.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <set>
+
+namespace
+{
+
+constexpr char kExport[] = "SRK_Auth_Change";
+
+// Every wait that has an end is over after a minute, and no run has more than a few of them.
+constexpr std::uint64_t kForEverMs = std::uint64_t{20} * 60 * 1000;
+
+// Calls that are unlikely causes: their failure takes no effect, or it is the log's own.
+constexpr std::string_view kUnlikely[] = {
+    "CloseHandle",
+    "CloseServiceHandle",
+    "DeregisterEventSource",
+    "FreeLibrary",
+    "GetTimeZoneInformation",
+    "LocalFree",
+    "RegCloseKey",
+    "SCardReleaseContext",
+    "SHCreateDirectoryExA",
+    "_fsopen",
+    "fclose",
+    "fflush",
+    "fputs",
+    "printf",
+};
+
+bool IsUnlikely(const Cause& cause)
+{
+    return std::find(std::begin(kUnlikely), std::end(kUnlikely), cause.call) != std::end(kUnlikely);
+}
+
+winsim::Program Image(const char* fileName)
+{
+    return winsim::Program{(std::filesystem::read_symlink("/proc/self/exe").parent_path() / fileName).string()};
+}
+
+winsim::Outcome Run(const winsim::Machine& machine, const std::vector<std::string>& arguments,
+                    const winsim::RunOptions& options)
+{
+    return arguments.empty() ? Image("KeloCustomActionLibrary.so").RunExport(machine, options, kExport)
+                             : Image("KeloCustomAction.so").Run(machine, options);
+}
+
+// A message without the numbers that differ from run to run.
+std::string Comparable(const report::StoryLine& line)
+{
+    if (line.text == nullptr)
+        return line.message;
+    std::vector<std::string> values = line.values;
+    for (std::size_t i = 0; i < values.size() && i < line.text->values.size(); ++i)
+    {
+        const std::string_view name = line.text->values[i].name;
+        if (name == "process" || name == "thread")
+            values[i] = "#";
+    }
+    return values.size() == line.text->values.size() ? catalogue::Fill(*line.text, values) : line.message;
+}
+
+// Whether a log is what a story shows: all of it, or the part that the story has.
+bool Fits(const report::Story& story, const std::vector<std::string>& part, const std::vector<std::string>& whole)
+{
+    if (story.hasBegin && story.hasEnd)
+        return part == whole;
+    if (part.size() > whole.size())
+        return false;
+    if (story.hasBegin)
+        return std::equal(part.begin(), part.end(), whole.begin());
+    if (story.hasEnd)
+        return std::equal(part.rbegin(), part.rend(), whole.rbegin());
+    return std::search(whole.begin(), whole.end(), part.begin(), part.end()) != whole.end();
+}
+
+std::string CommandFor(const std::string& failure, const std::string& machinePath,
+                       const std::vector<std::string>& arguments)
+{
+    std::string command = "kelo-rehearse --fault '" + failure + "' ";
+    command += arguments.empty() ? std::string("--export ") + kExport + " " + machinePath : machinePath + " --";
+    for (const std::string& argument : arguments)
+        command += " " + argument;
+    return command;
+}
+
+// "CloseHandle (23 calls), RegCloseKey": how many calls of each name there are.
+std::string NamesOf(const std::vector<Cause>& causes)
+{
+    std::map<std::string, std::size_t> counts;
+    for (const Cause& cause : causes)
+        ++counts[cause.call];
+    std::string names;
+    for (const auto& [name, count] : counts)
+        names += (names.empty() ? "" : ", ") + name + (count == 1 ? "" : fmt::format(" ({} calls)", count));
+    return names;
+}
+
+// The error of a failure: what follows the equals sign, with its name.
+std::string ErrorOf(const std::string& failure)
+{
+    using catalogue::Meaning;
+    const winsim::Fault fault = winsim::ParseFault(failure);
+    if (fault.givesNothing)
+        return "success with nothing to show";
+    const Meaning meaning = fault.call.starts_with("BCrypt")  ? Meaning::NtStatus
+                            : fault.call.starts_with("SCard") ? Meaning::SCard
+                                                              : Meaning::Win32;
+    const catalogue::Number known = catalogue::Explain(fault.error, meaning);
+    const std::string number = failure.substr(failure.rfind('=') + 1);
+    return winsim::IsLibraryFunction(fault.call) || known.name.empty() ? number : number + " " + known.name;
+}
+
+} // namespace
+
+std::string ShowCauses(const report::Style& style, const CauseSearch& search, const std::string& machinePath,
+                       const std::vector<std::string>& arguments)
+{
+    std::string shown =
+        report::Bold(style, "Causes") +
+        fmt::format(" ({} rehearsed on {})\n", report::Counted(search.tried, "failure", "failures"), machinePath);
+    if (search.isWithoutFailure)
+        return shown + "  " +
+               report::Wrap(style,
+                            "The log is that of a run in which no call fails. Failures of these calls leave no "
+                            "trace in it: " +
+                                NamesOf(search.causes) + ".",
+                            2, 2) +
+               "\n";
+    if (search.causes.empty())
+        return shown + "  " +
+               report::Wrap(style,
+                            "No single failure on this machine gives this log: the machine differs from the "
+                            "description, or more than one call failed.",
+                            2, 2) +
+               "\n";
+    for (std::size_t i = 0; i < search.causes.size(); ++i)
+    {
+        const Cause& cause = search.causes[i];
+        std::string line = fmt::format("{} (call {} of that name) fails with ", cause.call, cause.occurrence);
+        for (const std::string& failure : cause.failures)
+            line += (failure == cause.failures.front() ? "" : " or ") + ErrorOf(failure);
+        shown += fmt::format("  {:>3}  ", i + 1) + report::Wrap(style, line, 7, 7) + "\n       " +
+                 report::Wrap(style, CommandFor(cause.failures.front(), machinePath, arguments), 7, 9) + "\n";
+    }
+    return shown;
+}
+
+winsim::Json JsonOf(const CauseSearch& search)
+{
+    winsim::Json causes = winsim::Json::array();
+    for (const Cause& cause : search.causes)
+        causes.push_back({{"call", cause.call}, {"occurrence", cause.occurrence}, {"failures", cause.failures}});
+    return {{"tried", search.tried}, {"withoutFailure", search.isWithoutFailure}, {"causes", causes}};
+}
+
+std::vector<std::string> ComparableLines(const report::Story& story)
+{
+    std::vector<std::string> lines;
+    for (const report::StoryLine& line : story.lines)
+    {
+        std::string comparable = Comparable(line);
+        if (lines.empty() || lines.back() != comparable)
+            lines.push_back(std::move(comparable));
+    }
+    return lines;
+}
+
+CauseFinder::CauseFinder(winsim::Machine machine, std::vector<std::string> arguments)
+    : m_machine(std::move(machine)), m_arguments(std::move(arguments))
+{}
+
+std::vector<std::string> CauseFinder::LinesWith(const std::vector<std::string>& faults) const
+{
+    winsim::RunOptions options;
+    options.arguments = m_arguments;
+    options.recordCalls = false;
+    options.clockBoundMs = kForEverMs;
+    for (const std::string& fault : faults)
+        options.faults.push_back(winsim::ParseFault(fault));
+    const winsim::Outcome outcome = Run(m_machine, m_arguments, options);
+    std::string log;
+    for (const std::string& line : winsim::LogLines(m_machine, outcome.machine))
+        log += line + "\n";
+    return ComparableLines(report::Tell(report::ReadLogLines(log)));
+}
+
+std::size_t CauseFinder::ForEachFailure(const Use& use) const
+{
+    winsim::RunOptions options;
+    options.arguments = m_arguments;
+    options.clockBoundMs = kForEverMs;
+    options.parametersOf.emplace();
+    const winsim::Outcome baseline = Run(m_machine, m_arguments, options);
+    std::map<std::string, unsigned> occurrences;
+    std::size_t tried = 0;
+    for (const winsim::CallRecord& record : baseline.calls)
+    {
+        const Cause call{record.name, ++occurrences[record.name], {}};
+        for (const winsim::Fault& fault : winsim::FailuresOf(call.call, call.occurrence))
+        {
+            ++tried;
+            use(call, TextOf(fault), LinesWith({TextOf(fault)}));
+        }
+    }
+    return tried;
+}
+
+CauseSearch CauseFinder::Find(const report::Story& story) const
+{
+    const std::vector<std::string> wanted = ComparableLines(story);
+    CauseSearch search;
+    search.isWithoutFailure = Fits(story, wanted, LinesWith({}));
+    search.tried = ForEachFailure([&](const Cause& call, const std::string& failure, const auto& lines) {
+        if (!Fits(story, wanted, lines))
+            return;
+        const bool isSame = !search.causes.empty() && search.causes.back().call == call.call &&
+                            search.causes.back().occurrence == call.occurrence;
+        if (!isSame)
+            search.causes.push_back(call);
+        search.causes.back().failures.push_back(failure);
+    });
+    std::stable_partition(search.causes.begin(), search.causes.end(),
+                          [](const Cause& cause) { return !IsUnlikely(cause); });
+    return search;
+}
+
+std::size_t CauseFinder::CountCauses(std::vector<std::size_t>& counts) const
+{
+    struct Group
+    {
+        std::set<std::string> calls;
+        std::size_t failures = 0;
+    };
+    const std::vector<std::string> baseline = LinesWith({});
+    std::map<std::vector<std::string>, Group> groups;
+    const std::size_t tried = ForEachFailure([&](const Cause& call, const std::string&, const auto& lines) {
+        if (lines == baseline)
+            return;
+        Group& group = groups[lines];
+        group.calls.insert(fmt::format("{}#{}", call.call, call.occurrence));
+        ++group.failures;
+    });
+    for (const auto& [lines, group] : groups)
+        counts.insert(counts.end(), group.failures, group.calls.size());
+    return tried;
+}
+
+CauseFigures CauseFinder::Measure() const
+{
+    std::vector<std::size_t> counts;
+    const std::size_t tried = CountCauses(counts);
+    return FiguresOf(tried, std::move(counts));
+}
+
+CauseFigures FiguresOf(std::size_t tried, std::vector<std::size_t> causes)
+{
+    CauseFigures figures{tried, causes.size(), 0};
+    if (causes.empty())
+        return figures;
+    const auto middle = causes.begin() + static_cast<std::ptrdiff_t>(causes.size() / 2);
+    std::nth_element(causes.begin(), middle, causes.end());
+    figures.medianCauses = *middle;
+    return figures;
+}
