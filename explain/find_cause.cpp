@@ -181,7 +181,7 @@ CauseFinder::CauseFinder(winsim::Machine machine, std::vector<std::string> argum
     : m_machine(std::move(machine)), m_arguments(std::move(arguments))
 {}
 
-std::vector<std::string> CauseFinder::LinesWith(const std::vector<std::string>& faults) const
+std::string CauseFinder::LogWith(const std::vector<std::string>& faults) const
 {
     winsim::RunOptions options;
     options.arguments = m_arguments;
@@ -193,7 +193,12 @@ std::vector<std::string> CauseFinder::LinesWith(const std::vector<std::string>& 
     std::string log;
     for (const std::string& line : winsim::LogLines(m_machine, outcome.machine))
         log += line + "\n";
-    return ComparableLines(report::Tell(report::ReadLogLines(log)));
+    return log;
+}
+
+std::vector<std::string> CauseFinder::LinesWith(const std::vector<std::string>& faults) const
+{
+    return ComparableLines(report::Tell(report::ReadLogLines(LogWith(faults))));
 }
 
 std::size_t CauseFinder::ForEachFailure(const Use& use) const

@@ -59,6 +59,9 @@ public:
         std::function<void(const Cause& call, const std::string& failure, const std::vector<std::string>& lines)>;
     std::size_t ForEachFailure(const Use& use) const;
 
+    // What the action logs on the machine when no call fails, with the times and headers of the machine.
+    std::string LogWithoutFailure() const { return LogWith({}); }
+
     // The calls whose failure gives the log of this story. A log that is cut off at its end or its beginning has to be
     // part of theirs.
     CauseSearch Find(const report::Story& story) const;
@@ -70,6 +73,7 @@ public:
     CauseFigures Measure() const;
 
 private:
+    std::string LogWith(const std::vector<std::string>& faults) const;
     std::vector<std::string> LinesWith(const std::vector<std::string>& faults) const;
 
     winsim::Machine m_machine;

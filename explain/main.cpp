@@ -1,6 +1,7 @@
 // kelo-explain: tells what an install log from the field says.
 #include "catalogue/reference.h"
 #include "explain/decode.h"
+#include "explain/describe.h"
 #include "explain/explanation.h"
 #include "explain/find_cause.h"
 #include "explain/options.h"
@@ -53,12 +54,21 @@ void FindCause(const ExplainOptions& options, const std::vector<report::Story>& 
         shown += "\n" + ShowCauses(report::Style::OfStandardOutput(), search, options.machinePath, arguments);
 }
 
+std::string DraftFor(const ExplainOptions& options, const std::vector<report::Story>& stories)
+{
+    const report::Story& story = stories.at(ChosenRun(options, stories));
+    const std::string title = "Drafted from an install log; what the log does not show is as on a plain machine";
+    return DraftDescription(story, title).dump(2, ' ', false, winsim::Json::error_handler_t::replace) + "\n";
+}
+
 void Explain(const ExplainOptions& options)
 {
     const std::string text = Decode(ReadLog(options.logPath), options.codePage);
     const std::vector<report::Story> stories = report::TellAll(report::ReadLogLines(text));
     if (!options.htmlPath.empty())
-        report::WritePage(options.htmlPath, ExplainInPage(options, stories));
+        report::WriteText(options.htmlPath, ExplainInPage(options, stories));
+    if (!options.draftPath.empty())
+        report::WriteText(options.draftPath, DraftFor(options, stories));
     winsim::Json json = options.isJson ? ExplainInJson(stories) : winsim::Json();
     std::string shown =
         options.isJson ? std::string() : ExplainInText(options, report::Style::OfStandardOutput(), stories);

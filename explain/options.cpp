@@ -43,6 +43,9 @@ ParsedExplainOptions ParseExplainOptions(int argc, char** argv)
                      "those with the same log");
     findCause->needs(
         app.add_option("--machine", options.machinePath, "The machine's description")->type_name("M.json"));
+    app.add_option("--describe", options.draftPath,
+                   "Write a draft of the machine's description, from what the log shows of it")
+        ->type_name("OUT.json");
     app.add_option("--code-page", options.codePage, "The code page of a log that is not UTF-8 (1252)")->type_name("N");
     auto* const reference =
         app.add_flag("--reference", options.isReference, "Print the reference of all texts (docs/log.md)");

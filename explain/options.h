@@ -13,6 +13,7 @@ struct ExplainOptions
     bool isReference = false;
     std::string htmlPath; // empty for none
     bool isCauseWanted = false;
+    std::string draftPath;    // where to write a drafted description; empty for nowhere
     std::string machinePath;  // the description to rehearse on; empty for none
     unsigned codePage = 1252; // of a log that is not UTF-8
 };

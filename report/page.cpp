@@ -168,10 +168,10 @@ std::string Page(const std::string& title, const std::vector<PageRun>& runs, std
     return page;
 }
 
-void WritePage(const std::string& path, const std::string& page)
+void WriteText(const std::string& path, const std::string& text)
 {
     std::ofstream file(path, std::ios::binary);
-    file << page;
+    file << text;
     if (!file.flush())
         throw std::runtime_error(path + ": cannot be written");
 }

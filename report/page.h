@@ -34,8 +34,8 @@ struct PageRun
 // side, the changes and the steps. It opens with the run of the index `chosen`.
 std::string Page(const std::string& title, const std::vector<PageRun>& runs, std::size_t chosen);
 
-// Writes it to a file. Throws std::runtime_error when that cannot be written.
-void WritePage(const std::string& path, const std::string& page);
+// Writes a text to a file. Throws std::runtime_error when that cannot be written.
+void WriteText(const std::string& path, const std::string& text);
 
 // The page without its data, which takes the place of @DATA@.
 extern const std::string_view kPageText;

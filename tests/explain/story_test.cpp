@@ -322,7 +322,7 @@ TEST(Page, NeedsNothingFromOutside)
 
 TEST(Page, ThatCannotBeWrittenIsNamed)
 {
-    EXPECT_THROW(report::WritePage("/nowhere/page.html", ""), std::runtime_error);
+    EXPECT_THROW(report::WriteText("/nowhere/page.html", ""), std::runtime_error);
 }
 
 // ---- Several programs
