@@ -83,7 +83,8 @@ struct Step
     bool isOptional = false;                // another step's outcome decides whether it runs
     std::vector<const char*> ends = {};     // beginnings of lines: each of them ends a part that did its work
     std::vector<const char*> dueAfter = {}; // beginnings of lines: after one of them the step has to follow
-    const char* untold = "";                // what the log does not tell of it
+    std::vector<const char*> operations = {}; // beginnings of its operations' names, as some lines have them
+    const char* untold = "";                  // what the log does not tell of it
 };
 
 // The steps of an action in their order.

@@ -215,12 +215,28 @@ private:
             m_story.action = Action::Setup;
     }
 
+    // The step that a line surely belongs to; null for one of any step. A line of an operation that was broken off
+    // names that.
+    const Step* StepOf(const StoryLine& line) const
+    {
+        if (line.text == nullptr || !m_story.action)
+            return nullptr;
+        if (*line.text->step != '\0')
+            return StepNamed(line.text->step);
+        if (std::string_view(line.text->format) != "%s - Unknown exception caught return %d" || line.values.empty())
+            return nullptr;
+        const std::vector<Step>& steps = catalogue::StepsOf(*m_story.action);
+        const auto step = std::find_if(steps.begin(), steps.end(),
+                                       [&](const Step& one) { return Begins(line.values[0], one.operations); });
+        return step != steps.end() ? &*step : nullptr;
+    }
+
     // Which step a line belongs to. A line that begins a step does so anew; any other goes on with the latest of its
     // step.
     void Place(std::size_t index)
     {
         StoryLine& line = m_story.lines[index];
-        const Step* step = line.text != nullptr && *line.text->step != '\0' ? StepNamed(line.text->step) : nullptr;
+        const Step* step = StepOf(line);
         if (m_story.steps.empty())
             m_story.steps.push_back({step});
         else if (step != nullptr && m_story.steps[m_current].step != step)
@@ -681,7 +697,8 @@ std::vector<std::string> NumbersOf(const StoryLine& line)
     {
         const catalogue::Value& value = line.text->values[i];
         const auto number = NumberAt(line, i);
-        if (number && value.meaning != Meaning::Plain && value.meaning != Meaning::Controls)
+        const bool isTold = value.meaning != Meaning::Plain && value.meaning != Meaning::Controls;
+        if (number && isTold && (IsError(value.meaning) || !catalogue::Explain(*number, value.meaning).meaning.empty()))
             numbers.push_back(DescribeNumber(value, line.values[i], *number));
     }
     return numbers;

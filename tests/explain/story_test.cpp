@@ -181,6 +181,13 @@ TEST(Story, NamesTheServiceThatIsWaitedForWithoutAnEnd)
     EXPECT_THAT(story.FirstProblem()->numbers, ElementsAre("state 4 SERVICE_RUNNING: running"));
 }
 
+TEST(Story, PutsAnOperationThatWasBrokenOffIntoItsStep)
+{
+    const Story story = StoryOf(Rehearse("windows-7-busy.json", {"/Setup"}).log);
+    EXPECT_EQ("FAILED auto-enrollment tasks: InstallAutoEnrollmentTasks - Unknown exception caught return -1",
+              ProblemsOf(story).at(0));
+}
+
 TEST(Story, TellsThatAnotherStackWasUsable)
 {
     const Story story = StoryOf(Rehearse("windows-xp-ntru.json", {"/Setup"}).log);
