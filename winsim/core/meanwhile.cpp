@@ -170,20 +170,20 @@ std::uint32_t Turn(const std::string& path, const std::string& target)
 }
 
 // The names of an act lead through the links on their way, as those of any process do.
-std::string Place(const std::string& path)
+std::string FullPlace(const std::string& path)
 {
     return AllFiles().Resolve(path, LastLink::Keep).path;
 }
 
 std::uint32_t Do(const FileAct& act)
 {
-    const std::string path = Place(act.path);
+    const std::string path = FullPlace(act.path);
     switch (act.kind)
     {
     case FileAct::Kind::Delete:
         return Delete(path);
     case FileAct::Kind::Move:
-        return Move(path, Place(act.other));
+        return Move(path, FullPlace(act.other));
     case FileAct::Kind::Write:
         return Write(path, act.other);
     case FileAct::Kind::Directory:
@@ -193,7 +193,7 @@ std::uint32_t Do(const FileAct& act)
     case FileAct::Kind::FileLink:
         return Make(path, false, act.other);
     case FileAct::Kind::HardLink:
-        return AddHardLink(path, Place(act.other));
+        return AddHardLink(path, FullPlace(act.other));
     case FileAct::Kind::Turn:
         return Turn(path, act.other);
     }
