@@ -275,6 +275,8 @@ class Rehearsal:
             if not done.stdout:
                 raise RehearsalError(done.stderr.strip().removeprefix("kelo-rehearse: ").replace(f"{before}: ", ""))
             report = json.loads(done.stdout)
+            if report["noResult"]:
+                raise RehearsalError(f"{text}: {report['noResult']}")
             self.machine = json.loads(after.read_text(encoding="utf-8"))
         self._steps.append(Step(part, name, text, report["log"], report["changes"], report["exitCode"]))
         return report["exitCode"]
