@@ -29,10 +29,15 @@ constexpr char kCapiKey[] = R"(HKLM\SOFTWARE\Kelo Systems Corp.\Keystead CSP Per
 // A machine with these providers alone.
 winsim::Machine MachineWithProviders(std::span<const char* const> providers)
 {
+    // Of these, the plain machine has all but the first.
     Json machine = Json::object();
     for (const std::string provider : kProviders)
-        machine["registry"][R"(HKLM\SOFTWARE\Microsoft\Cryptography\Defaults\Provider\)" + provider] =
-            std::find(providers.begin(), providers.end(), provider) != providers.end() ? Json::object() : Json();
+    {
+        const bool isThere = std::find(providers.begin(), providers.end(), provider) != providers.end();
+        if (isThere || provider != kProviders[0])
+            machine["registry"][R"(HKLM\SOFTWARE\Microsoft\Cryptography\Defaults\Provider\)" + provider] =
+                isThere ? Json::object() : Json();
+    }
     return winsim::Machine::FromJson(machine);
 }
 

@@ -18,7 +18,7 @@ winsim::Machine MachineWith(const char* files = "{}", const char* changes = "{}"
 {
     winsim::Json description = winsim::Json::parse(changes);
     description["files"][kSource] = {{"text", "new"}};
-    description["files"].update(winsim::Json::parse(files));
+    description["files"].merge_patch(winsim::Json::parse(files));
     return winsim::Machine::FromJson(description);
 }
 

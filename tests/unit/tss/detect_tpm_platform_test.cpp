@@ -338,10 +338,12 @@ TEST(DetectTPMPlatform, TheErrorModeIsPutBack)
 constexpr char kPromptService[] = R"({"state": "running", "binaryPath": "\"C:\\Stack\\tcsd.exe\"",
     "onStart": {"states": [{"state": "running"}]}, "onStop": {"states": [{"state": "stopped"}]}})";
 
+// With a description "null" the service is not there.
 winsim::Machine MachineWithService(const std::string& vendor, const char* service, const char* description)
 {
-    Json changes;
-    changes["services"][service] = Json::parse(description);
+    Json changes = Json::object();
+    if (const Json described = Json::parse(description); !described.is_null())
+        changes["services"][service] = described;
     return MachineWith(UsableExports(), vendor, changes.dump().c_str());
 }
 

@@ -38,7 +38,9 @@ constexpr char kNoTbs[] = R"({"services": {"TBS": null}})";
 winsim::Machine MachineWithKey(const char* key, const char* changes = kNoTbs)
 {
     Json description = Json::parse(changes);
-    description["registry"][kKey] = Json::parse(key);
+    // A plain machine has no such key to take away.
+    if (const Json described = Json::parse(key); !described.is_null())
+        description["registry"][kKey] = described;
     return winsim::Machine::FromJson(description);
 }
 
