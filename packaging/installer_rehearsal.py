@@ -14,6 +14,8 @@ from wix_source import COMMIT, IN_SCRIPT, INSTALLED_PROGRAM, LIBRARY_FUNCTION, R
 
 PROGRAM = "KeloCustomAction.exe"
 CHOICES_KEY = r"HKLM\SOFTWARE\Kelo Systems Corp\Common\Choices"
+REASON_KEY = r"HKLM\SOFTWARE\Kelo Systems Corp.\Installer"
+ERROR_FILE_NOT_FOUND = 2
 LOGON_TASK = ("registry", r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Run", "values", "ChangeTPMAuth")
 # The properties that are remembered, and those that hold the package's own choice.
 CHOICES = {"TSS_VENDOR": "KeloTssVendor", "TPM_VSC": "", "TPM_WIN8": "", "ProductType": ""}
@@ -28,7 +30,8 @@ CONTINUES = 0x40
 # What the installer sets before the first action, by what is asked of it.
 MODES = {"install": {}, "repair": {"Installed": "00:00:00", "REINSTALL": "ALL"},
          "remove": {"Installed": "00:00:00", "REMOVE": "ALL"}}
-WINDOWS_OWN = {"UILevel": "2", "VersionNT": "601", "VersionNT64": "601", "Privileged": "1", "ALLUSERS": "1"}
+WINDOWS_OWN = {"UILevel": "2", "Privileged": "1", "ALLUSERS": "1"}
+NEWEST_VERSION = 603  # that the installer tells a package of
 
 STANDARD_FOLDERS = {"TARGETDIR": "C:\\", "ProgramFiles64Folder": "C:\\Program Files\\",
                     "ProgramFilesFolder": "C:\\Program Files (x86)\\", "CommonAppDataFolder": "C:\\ProgramData\\",
@@ -64,6 +67,7 @@ class Outcome:
     steps: list
     machine: dict  # as it is afterwards
     order: list  # of the package's actions: one of the script begins when it is written there, and when it runs
+    told: list  # the reasons of failures that the installer's log and window show
     rolled_back: list  # the package's actions that ran in the rollback, in their order
     reason: str = ""  # of a refusal
 
@@ -120,11 +124,12 @@ class Rehearsal:
         self._described = {area: dict(machine.get(area) or {}) for area in AREAS_OF_FILES}
         self.mode = mode
         self._installed, self._replaced = installed, None
-        self.properties = {**WINDOWS_OWN, **package.properties, **package.folders, **MODES[mode], **dict(given)}
+        version = _version_of_windows(machine)
+        self.properties = {**WINDOWS_OWN, "VersionNT": version, "VersionNT64": version, **package.properties, **package.folders, **MODES[mode], **dict(given)}
         if self.properties.get("DISABLEROLLBACK"):
             self.properties["RollbackDisabled"] = "1"
         self._actions = {row["Action"]: row for row in package.table("CustomAction")}
-        self._script, self._steps, self._order, self._rolled_back = [], [], [], []
+        self._script, self._steps, self._order, self._told, self._rolled_back = [], [], [], [], []
 
     def run(self):
         moves_before = len(self.machine.get("pendingMoves", []))
@@ -153,7 +158,7 @@ class Rehearsal:
         return self._outcome(status)
 
     def _outcome(self, status, reason=""):
-        return Outcome(status, self._steps, self.machine, self._order, self._rolled_back, reason)
+        return Outcome(status, self._steps, self.machine, self._order, self._told, self._rolled_back, reason)
 
     # --- The sequence: what the installer does itself, and what it writes into its script -----------------------------
 
@@ -221,15 +226,17 @@ class Rehearsal:
         moment = "rollback" if kind & ROLLBACK else "commit" if kind & COMMIT else "script"
         ignored = bool(kind & CONTINUES)
         if kind & KIND_OF_ACTION == LIBRARY_FUNCTION and action["Target"] in ("RunProgram", "RunSetup"):
-            head, bar, command_line = data.partition("|") if action["Target"] == "RunSetup" else ("", "", data)
-            return _ProgramRun(moment, ignored, command_line, takes_back=bool(bar and head.partition("=")[2]))
+            is_setup = action["Target"] == "RunSetup"
+            head, _, command_line = data.partition("|") if is_setup else ("", "", data)
+            return _ProgramRun(moment, ignored, command_line, is_setup=is_setup,
+                               takes_back=bool(head.partition("=")[2]), tells=True)
         if kind & KIND_OF_ACTION == LIBRARY_FUNCTION and action["Target"] == "SRK_Auth_Change":
             return _ExportCall(moment, ignored, data)
         if kind & KIND_OF_ACTION == LIBRARY_FUNCTION and action["Target"] == "ForgetLogonTask":
             return _ForgetLogonTask(moment, ignored)
         path = next((path for path, row in self.package.files.items() if row["File"] == action["Source"]), "")
         if kind & KIND_OF_ACTION == INSTALLED_PROGRAM and path.endswith("\\" + PROGRAM):
-            return _ProgramRun(moment, ignored, f'"{path}" {self.formatted(action["Target"])}', takes_back=False)
+            return _ProgramRun(moment, ignored, f'"{path}" {self.formatted(action["Target"])}')
         return _Unknown(moment, ignored)
 
     def note(self, part, action, text):
@@ -300,6 +307,20 @@ class Rehearsal:
         self.machine = machine
         self._roll_back(len(self._script) - 1)
 
+    def reason(self):
+        """What the program has left for the installer to show; nothing when it has not."""
+        registry = self.machine.get("registry", {})
+        key = registry.get(_same_name(registry, REASON_KEY)) or {}
+        return str(key.get("values", {}).get("", ""))
+
+    def forget_reason(self):
+        if self.reason():
+            _put(self.machine, ("registry", REASON_KEY, "values", ""), None)
+
+    def tell(self, part, action, text):
+        self._told.append(text)
+        self.note(part, action, f"The installer is told: {text}")
+
     def described(self, path):
         """What the machine was described to have under a path: its programs and libraries do the same when they are
         installed again."""
@@ -324,13 +345,28 @@ class _CustomAction:
 @dataclasses.dataclass
 class _ProgramRun(_CustomAction):
     command_line: str
-    takes_back: bool  # whether the library takes back a run that fails
+    is_setup: bool = False
+    takes_back: bool = False  # whether the library takes back a run that fails
+    tells: bool = False  # whether the library tells the reason of a failure
 
     def run(self, rehearsal, part, name):
+        if self.is_setup:
+            rehearsal.forget_reason()
+        old_reason = rehearsal.reason()
         exit_code = self._start(rehearsal, part, name, self.command_line)
+        if exit_code != 0 and self.tells:
+            reason = rehearsal.reason()
+            rehearsal.tell(part, name, reason if reason not in ("", old_reason) else
+                           f"The Kelo Toolkit's installer program {self._failure(rehearsal, exit_code)}: "
+                           f"{self.command_line}")
         if exit_code != 0 and self.takes_back:
             self._start(rehearsal, part, name, f'"{split_command_line(self.command_line)[0]}" /Rollback')
         return exit_code == 0 or self.ignored
+
+    def _failure(self, rehearsal, exit_code):
+        if rehearsal.has_file(split_command_line(self.command_line)[0]):
+            return f"ended with {exit_code}"
+        return f"could not be started, error {ERROR_FILE_NOT_FOUND}"
 
     @staticmethod
     def _start(rehearsal, part, name, command_line):
@@ -477,6 +513,11 @@ def _remove_registry_values(rehearsal):
 STANDARD_ACTIONS = {"StopServices": _stop_services, "RemoveRegistryValues": _remove_registry_values,
                     "RemoveFiles": _remove_files, "InstallFiles": _install_files,
                     "WriteRegistryValues": _write_registry_values}
+
+
+def _version_of_windows(machine):
+    major, minor = (machine.get("windows") or {}).get("version", "10.0").split(".")[:2]
+    return str(min(int(major) * 100 + int(minor), NEWEST_VERSION))
 
 
 def _is_in_range(version, row):

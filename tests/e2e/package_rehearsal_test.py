@@ -12,7 +12,7 @@ import installer
 from installer import SAMPLE
 from installer_rehearsal import DONE, FAILED, RESTART_NEEDED, Package, Rehearsal, split_command_line
 from msi_condition import ConditionError, holds
-from packaged_machine import DESCRIPTION, TOOLKIT, USABLE
+from packaged_machine import DESCRIPTION, TOOLKIT, USABLE, probes
 from packaged_rehearsal import with_all, with_package
 from program import REHEARSE
 from provision import as_on_wine
@@ -25,6 +25,7 @@ NTRU = {**DESCRIPTION, "services": {"tcsd_win32.exe": {"displayName": "NTRU TSS"
             **USABLE, "DetectTSS": 2}}}}
 
 PROGRAM = TOOLKIT + r"\KeloCustomAction.exe"
+REASON = r"HKLM\SOFTWARE\Kelo Systems Corp.\Installer"
 CHOICES = r"HKLM\SOFTWARE\Kelo Systems Corp\Common\Choices"
 
 
@@ -186,6 +187,18 @@ class Installations(unittest.TestCase):
         _, outcome = self.upgrade("0.9.0")
         self.assertEqual((outcome.status, outcome.runs), (FAILED, []))
         self.assertEqual(outcome.reason, "A newer version of the Kelo Toolkit is installed.")
+
+    def test_failed_set_up_tells_its_reason_alone(self):
+        machine = with_all(self.machine, {"registry": {REASON: {"values": {"": "an old reason"}}},
+                                          "libraries": probes({**USABLE, "isEnabled": 0})})
+        machine["services"].pop("tcsd_x86")
+        with tempfile.TemporaryDirectory() as folder:
+            variant = Path(folder, "variant.msi")
+            installer.variant(SAMPLE, variant, "DELETE FROM `Property` WHERE `Property`='KeloTssVendor'")
+            outcome = Rehearsal(Package(variant), REHEARSE, machine, "install", {"TPM_VSC": ""}).run()
+        self.assertEqual([run.action for run in outcome.runs], ["KeloSetup", "KeloRollback"])
+        self.assertEqual(len(outcome.told), 1)
+        self.assertIn("TPM is not enabled", outcome.told[0])
 
     def test_disabled_rollback_takes_nothing_back(self):
         outcome = self.rehearse("install", failing=["SRK_Auth_Change"], DISABLEROLLBACK="1")

@@ -83,6 +83,8 @@ class RehearsedMachine(PackagedMachine):
         predicted = [*outcome.order, *script]
         if actions != predicted:
             raise AssertionError(f"the rehearsal predicts the actions {predicted}, not {actions}")
+        if missing := [text for text in outcome.told if text not in lines]:
+            raise AssertionError(f"the rehearsal predicts {missing} in the installer's log")
         # Wine takes what is in brackets out of every text that it is handed: the thread, and numbers of arguments.
         logged = [BRACKETS.sub("", line) for line in self.log_lines() if not OF_SRK_CHANGE.search(line)]
         if any(step.action == "RemoveExistingProducts" for step in outcome.steps):
