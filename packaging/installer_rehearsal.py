@@ -328,7 +328,8 @@ class Rehearsal:
         return {area: copy.deepcopy(entries[name]) for area, (entries, name) in found.items() if name is not None}
 
     def has_file(self, path):
-        return any(_same_name(self.machine.get(area, {}), path) for area in AREAS_OF_FILES)
+        areas = [self.machine.get(area) or {} for area in AREAS_OF_FILES]
+        return any(entries.get(_same_name(entries, path)) is not None for entries in areas)
 
 
 @dataclasses.dataclass
