@@ -102,7 +102,7 @@ configure_file(rehearse/choices.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/choices.cpp @
 file(GLOB REHEARSE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/rehearse/*.cpp)
 add_executable(kelo-rehearse ${REHEARSE_SOURCES} ${CMAKE_CURRENT_BINARY_DIR}/choices.cpp)
 target_compile_options(kelo-rehearse PRIVATE ${KELO_WARNINGS})
-target_link_libraries(kelo-rehearse PRIVATE winsim CLI11::CLI11)
+target_link_libraries(kelo-rehearse PRIVATE report CLI11::CLI11)
 add_dependencies(kelo-rehearse kelo_program kelo_library)
 
 # ---- Tests --------------------------------------------------------------------------------------------------------

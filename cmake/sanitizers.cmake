@@ -47,7 +47,7 @@ function(watched_executable program)
     add_dependencies(watched_${program} ${WATCHED_TARGETS})
 endfunction()
 
-watched_executable(kelo-rehearse)
+watched_executable(kelo-rehearse $<TARGET_FILE:report> $<TARGET_FILE:catalogue>)
 # watched_tests(GROUP SHARDS LIBRARY...): a group's native tests, in so many parts that run side by side, and what else
 # they are linked with.
 function(watched_tests group shards)

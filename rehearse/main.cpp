@@ -1,7 +1,9 @@
 // kelo-rehearse: runs an action or an export of the installer program on a described machine and tells what it did.
 #include "rehearse/exit_status.h"
 #include "rehearse/options.h"
+#include "rehearse/page.h"
 #include "rehearse/report.h"
+#include "report/page.h"
 #include "winsim/core/program.h"
 #include "winsim/core/secrets.h"
 
@@ -40,12 +42,14 @@ int Rehearse(const Options& options)
     run.arguments = options.arguments;
     run.faults = options.faults;
     run.meanwhile = options.meanwhile;
-    run.recordCalls = options.isJson || options.trace != Trace::None;
+    run.recordCalls = options.isJson || options.trace != Trace::None || !options.htmlPath.empty();
     run.foldRepeats = true;
     const winsim::Outcome outcome = Run(options, machine, run);
 
     if (!options.savePath.empty())
         Save(outcome.machine, options.savePath);
+    if (!options.htmlPath.empty())
+        report::WriteText(options.htmlPath, PageReport(options, machine, outcome));
     if (options.isJson)
         std::cout << JsonReport(options, machine, outcome).dump(2, ' ', false, winsim::Json::error_handler_t::replace)
                   << "\n";

@@ -82,6 +82,9 @@ ParsedOptions ParseOptions(int argc, char** argv)
         ->check(CLI::IsMember({"calls", "all"}));
     app.add_option("--save", options.savePath, "Write the machine as it is afterwards, ready for the next rehearsal")
         ->type_name("OUT.json");
+    app.add_option("--html", options.htmlPath,
+                   "Write one page for a browser too: a timeline, the log explained, the calls and what changed")
+        ->type_name("OUT.html");
     app.add_option(
            "--export", options.exportName,
            "Call an exported entry point, as an installer does, instead of running the program; CustomActionData "

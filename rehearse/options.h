@@ -22,6 +22,7 @@ struct Options
     bool isJson = false;
     Trace trace = Trace::None;
     std::string savePath; // empty for none
+    std::string htmlPath; // likewise
     std::vector<winsim::Fault> faults;
     std::vector<winsim::Meanwhile> meanwhile;
 };

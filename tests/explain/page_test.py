@@ -31,11 +31,12 @@ def log_of(*messages):
 class Browser:
     """Headless Chromium with the page of a log."""
 
-    def __init__(self, log, width=1280, height=1000):
+    def __init__(self, log, width=1280, height=1000, rehearsed=()):
         self.folder = tempfile.TemporaryDirectory()
         folder = pathlib.Path(self.folder.name)
         (folder / "log.txt").write_text(log)
-        subprocess.run([BUILD / "kelo-explain", "--html", folder / "log.html", folder / "log.txt"], check=True,
+        program = ["kelo-rehearse", *rehearsed] if rehearsed else ["kelo-explain", folder / "log.txt"]
+        subprocess.run([BUILD / program[0], "--html", folder / "log.html", *program[1:]], check=True,
                        stdout=subprocess.DEVNULL)
         options = webdriver.ChromeOptions()
         for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", f"--window-size={width},{height}"):
@@ -113,6 +114,23 @@ class Page(unittest.TestCase):
             self.assertIn("waits", lane.text)
             lane.find_element(By.TAG_NAME, "canvas").click()
             self.assertIn("Stopping service", page.selected()[0])
+            self.assertEqual([], page.errors())
+
+    def test_a_rehearsal_shows_its_calls_beside_the_log_and_what_changed(self):
+        machine = BUILD.parents[1] / "machines" / "windows-7-installed.json"
+        rehearsed = ("--fault", "DeleteService=1072", machine, "--", "/Uninstall")
+        with Browser("", rehearsed=rehearsed) as page:
+            self.assertIn("failed to delete the service 1072", page.selected()[0])
+            page.press("k")
+            page.driver.execute_script("calls.pick(run.calls.findIndex(call => call.text.startsWith('DeleteService')))")
+            self.assertIn("DeleteService{", page.text("detail"))
+            self.assertIn("Unregisted the COM portion", page.selected()[0])
+            chosen = page.driver.find_element(By.CSS_SELECTOR, "#calls .row[aria-selected=true]")
+            self.assertIn("DeleteService  error 1072", chosen.text)
+            marked = page.driver.execute_script("return run.calls.filter(call => call.error).map(call => call.text)")
+            self.assertIn("DeleteFileA  error 2", marked)
+            self.assertFalse([text for text in marked if "QueryServiceStatusEx" in text or "fclose" in text])
+            self.assertIn("kelo_install_log.txt", page.text("changes"))
             self.assertEqual([], page.errors())
 
     def test_each_run_can_be_chosen(self):
