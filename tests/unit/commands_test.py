@@ -3,6 +3,7 @@
 there: each line is run as it stands, with examples in the places of names such as M.json. Usage: commands_test.py
 PROJECT-FOLDER"""
 
+import json
 import pathlib
 import re
 import shlex
@@ -14,6 +15,7 @@ import tempfile
 LEFT_OUT = {
     "./run --wine": "takes Wine; e2e holds the real program against rehearsals",
     "./run bench": "measures; its figures are no tests",
+    "./run package": "takes a package; e2e rehearses the sample package",
     "./test": "would run the tests in a test, but for --help",
     "cmake --": "the images group builds the sample package",
     "cd tests/": "e2e and its tests are run by ctest",
@@ -23,8 +25,9 @@ LEFT_OUT = {
 # Documents show these in the place of a user's own files.
 EXAMPLES = {"M.json": "machines/windows-7-toolkit.json", "CALL=ERROR": "OpenServiceW=5", "CALL#2=ERROR": "OpenServiceW#2=5"}
 
-# And these for what is written, in a folder of this test's own.
-WRITTEN = {"OUT.json", "after.json"}
+# And these for what is written, in a folder of this test's own; logs to explain are there from the start.
+LOGS = {"LOG", "kelo_install_log.txt"}
+WRITTEN = {"OUT.json", "after.json", *LOGS}
 
 COMMAND = re.compile(r"(?:\$ )?((?:\./run|\./test|(?:build/native/)?kelo-rehearse|cmake --|cd tests/|KELO_\w+=\S+ \./)\b.*)")
 
@@ -37,8 +40,11 @@ def command_of(text):
 
 def commands_in(text):
     """The commands of a text: lines that are indented, and pieces of code that begin with a command."""
+    text = re.sub(r"^```.*?^```$", "", text, flags=re.MULTILINE | re.DOTALL)
     shown = re.findall(r"^ {2,}(\S.*)$", text, flags=re.MULTILINE)
-    shown += [" ".join(piece.split()) for piece in re.findall(r"`([^`]+)`", text)]
+    # A command with a single word in running text is its name, or an option's.
+    pieces = [" ".join(piece.split()) for piece in re.findall(r"`([^`]+)`", text)]
+    shown += [piece for piece in pieces if piece.count(" ") > 1]
     for line in shown:
         command = command_of(line)
         # A name alone, or a pattern of many commands.
@@ -61,6 +67,15 @@ def words_of(command, project, folder):
     if words[0] == "kelo-rehearse":
         words[0] = str(project / "build/native/kelo-rehearse")
     return words
+
+
+def write_logs(project, folder):
+    """The log of a set-up that was rehearsed, by each of its names."""
+    rehearse = project / "build/native/kelo-rehearse"
+    done = subprocess.run([rehearse, "--json", "machines/windows-7-toolkit.json", "--", "/Setup"], cwd=project,
+                          capture_output=True, text=True, check=True)
+    for name in LOGS:
+        (folder / name).write_text("\r\n".join([*json.loads(done.stdout)["log"], ""]), "utf-8")
 
 
 def missing_files(text, project):
@@ -92,6 +107,7 @@ def check(project, folder):
 def main():
     project = pathlib.Path(sys.argv[1])
     with tempfile.TemporaryDirectory() as name:
+        write_logs(project, pathlib.Path(name))
         errors = list(check(project, pathlib.Path(name)))
     print("\n".join(errors))
     return 1 if errors else 0
