@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Proves that the command lines shown by the help texts, README.md and docs/ work, and that the files that these name are
-there: each line is run as it stands, with examples in the places of names such as M.json. Usage: commands_test.py
+"""Proves that the command lines shown by the help texts, README.md and docs/ work, and that the files that these name
+are there: each line is run as it stands, with examples in the places of names such as M.json. Usage: commands_test.py
 PROJECT-FOLDER"""
 
 import json
@@ -23,13 +23,15 @@ LEFT_OUT = {
 }
 
 # Documents show these in the place of a user's own files.
-EXAMPLES = {"M.json": "machines/windows-7-toolkit.json", "CALL=ERROR": "OpenServiceW=5", "CALL#2=ERROR": "OpenServiceW#2=5"}
+EXAMPLES = {"M.json": "machines/windows-7-toolkit.json", "CALL=ERROR": "OpenServiceW=5",
+            "CALL#2=ERROR": "OpenServiceW#2=5"}
 
 # And these for what is written, in a folder of this test's own; logs to explain are there from the start.
 LOGS = {"LOG", "kelo_install_log.txt"}
 WRITTEN = {"OUT.json", "after.json", *LOGS}
 
-COMMAND = re.compile(r"(?:\$ )?((?:\./run|\./test|(?:build/native/)?kelo-rehearse|cmake --|cd tests/|KELO_\w+=\S+ \./)\b.*)")
+COMMAND = re.compile(r"(?:\$ )?((?:\./run|\./test|(?:build/native/)?kelo-rehearse|cmake --|cd tests/|"
+                     r"KELO_\w+=\S+ \./)\b.*)")
 
 
 def command_of(text):
@@ -93,7 +95,8 @@ def check(project, folder):
             if command in seen or any(command.startswith(beginning) for beginning in LEFT_OUT):
                 continue
             seen.add(command)
-            done = subprocess.run(words_of(command, project, folder), cwd=project, capture_output=True, text=True, check=False)
+            done = subprocess.run(words_of(command, project, folder), cwd=project, capture_output=True, text=True,
+                                  check=False)
             if done.returncode != 0:
                 yield f"{document}: {command}: ended with {done.returncode}\n{done.stdout[:300]}{done.stderr[:2000]}"
             yield from (f"{document}: {command}: {line}" for line in done.stdout.splitlines() if "NOT REACHED" in line)
