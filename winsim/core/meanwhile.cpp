@@ -166,6 +166,8 @@ std::uint32_t Turn(const std::string& path, const std::string& target)
     if (AllFiles().HasEntries(path))
         return ERROR_DIR_NOT_EMPTY;
     file->link = target;
+    // Windows trusts a link by who made it. Here that is its owner.
+    file->security.owner = kOtherUser;
     return ERROR_SUCCESS;
 }
 
