@@ -86,7 +86,7 @@ Machine RichMachine()
             "D:\\Kelo\\log.txt": {"text": "eine Zeile \u00e4\r\n"},
             "D:\\Kelo\\image.bin": {"bytes": "\u0000\u00ff"},
             "D:\\Kelo\\tcsd.exe": {"size": 5000000000, "version": "1.2.1.25", "attributes": 1, "inUse": true},
-            "D:\\Links\\folder": {"directory": true, "link": "D:\\Kelo", "owner": "S-1-5-32-545"},
+            "D:\\Links\\folder": {"directory": true, "link": "D:\\Kelo", "linkMadeBy": "S-1-5-32-545"},
             "D:\\Links\\file": {"link": "D:\\nowhere"},
             "D:\\Links\\name": {"hardLinkTo": "D:\\Kelo\\log.txt"},
             "D:\\Secret": {"directory": true, "denied": true, "access": []}
@@ -304,6 +304,8 @@ constexpr WrongDescription kWrongValues[] = {
     {R"({"files": {"ProgramData": {}}})", "files.ProgramData: a path begins with a drive, such as C:\\"},
     {R"({"files": {"\\\\server\\share": {}}})", "files.\\\\server\\share: a path begins with a drive, such as C:\\"},
     {R"({"files": {"C:\\Windows": {}}})", "files.C:\\Windows: both a file and a directory"},
+    {R"({"files": {"C:\\a": {"link": "C:\\b", "linkMadeBy": "me"}}})",
+     "files.C:\\a.linkMadeBy: not a SID such as S-1-5-32-544"},
     {R"({"files": {"C:\\a": {"link": "a"}}})", "files.C:\\a.link: a path begins with a drive, such as C:\\"},
     {R"({"files": {"C:\\a": {"directory": true, "link": "D:\\a"}, "C:\\a\\b": {}}})",
      "files.C:\\a: a link with files in it"},

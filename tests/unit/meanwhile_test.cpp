@@ -165,6 +165,8 @@ TEST_F(AnotherProcess, MakesLinksThatAnEnforcingProcessDoesNotFollow)
     EXPECT_EQ(LastError(), 448);
     EXPECT_NE(GetFileAttributesW(u"C:\\top\\link"), INVALID_FILE_ATTRIBUTES);
     Files().Find("C:\\top\\link")->security.owner = "S-1-5-32-544";
+    EXPECT_EQ(GetFileAttributesW(u"C:\\top\\link\\file"), INVALID_FILE_ATTRIBUTES);
+    Files().Find("C:\\top\\link")->linkMaker.reset();
     EXPECT_NE(GetFileAttributesW(u"C:\\top\\link\\file"), INVALID_FILE_ATTRIBUTES);
     DWORD no = 0;
     EXPECT_FALSE(SetProcessMitigationPolicy(ProcessRedirectionTrustPolicy, &no, sizeof no));

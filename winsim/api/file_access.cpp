@@ -18,7 +18,7 @@ namespace winsim
 namespace
 {
 
-constexpr std::string_view kTrustedOwners[] = {
+constexpr std::string_view kTrustedMakers[] = {
     "S-1-5-18",                                                       // LocalSystem
     "S-1-5-32-544",                                                   // the administrators
     "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464", // TrustedInstaller
@@ -71,8 +71,7 @@ bool MayFollow(const File& link)
 {
     if (!Simulation::Current().enforcesRedirectionTrust)
         return true;
-    const std::string owner = link.security.Owner();
-    return std::ranges::find(kTrustedOwners, owner) != std::end(kTrustedOwners);
+    return std::ranges::find(kTrustedMakers, link.LinkMaker()) != std::end(kTrustedMakers);
 }
 
 // A name that begins so is taken as it stands: nothing in it is turned, resolved or dropped.

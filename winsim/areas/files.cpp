@@ -2,6 +2,7 @@
 #include "winsim/areas/files.h"
 
 #include "fileapi.h"
+#include "winsim/core/sid.h"
 #include "winsim/core/text.h"
 
 #include <fmt/format.h>
@@ -120,6 +121,11 @@ void Files::Load(const Reader& reader)
         if (file.isDirectory != isDirectory)
             member.Fail("both a file and a directory");
         object.With("link", [&](const Reader& target) { file.link = LinkTarget(target); });
+        object.With("linkMadeBy", [&](const Reader& maker) {
+            if (BytesOfSid(maker.Text()).empty())
+                maker.Fail("not a SID such as S-1-5-32-544");
+            file.linkMaker = maker.Text();
+        });
         object.Read("text", file.content);
         object.With("bytes", [&](const Reader& bytes) { file.content = BytesOfLatin1(bytes); });
         object.With("size", [&](const Reader& size) { file.size = size.As<std::uint64_t>(); });
@@ -164,6 +170,8 @@ Json Files::ToJson() const
             entry["directory"] = true;
         if (file.IsLink())
             entry["link"] = file.link;
+        if (file.linkMaker)
+            entry["linkMadeBy"] = *file.linkMaker;
         if (!file.content.empty())
         {
             if (IsPlainText(file.content))

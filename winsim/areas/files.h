@@ -33,6 +33,7 @@ struct File
     FileIdentity identity;
     bool isDirectory = false;
     std::string link;                        // the full path that it leads to; empty: it is no link
+    std::optional<std::string> linkMaker;    // the user who made it one; the owner when not described
     std::string content;                     // what it holds, byte for byte
     std::optional<std::uint64_t> size;       // described without its content
     std::optional<FileVersion> version;      // its version resource
@@ -46,6 +47,7 @@ struct File
     std::uint32_t Attributes() const;
     bool IsReadOnly() const;
     bool IsLink() const { return !link.empty(); }
+    std::string LinkMaker() const { return linkMaker.value_or(security.Owner()); }
 
     bool operator==(const File&) const = default;
 };

@@ -91,6 +91,8 @@ std::uint32_t Make(const std::string& path, bool isDirectory, const std::string&
     File& file = files.Create(path, isDirectory);
     file.security.owner = kOtherUser;
     file.link = link;
+    if (!link.empty())
+        file.linkMaker = kOtherUser;
     return ERROR_SUCCESS;
 }
 
@@ -166,8 +168,7 @@ std::uint32_t Turn(const std::string& path, const std::string& target)
     if (AllFiles().HasEntries(path))
         return ERROR_DIR_NOT_EMPTY;
     file->link = target;
-    // Windows trusts a link by who made it. Here that is its owner.
-    file->security.owner = kOtherUser;
+    file->linkMaker = kOtherUser;
     return ERROR_SUCCESS;
 }
 
