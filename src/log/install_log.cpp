@@ -8,6 +8,7 @@
 #include "platform/text.h"
 
 #include <cstring>
+#include <optional>
 #include <share.h>
 #include <utility>
 #include <windows.h>
@@ -82,9 +83,14 @@ void EndLine(std::size_t length)
     g_line[length] = '\0';
 }
 
-PinnedPath FileBelow(const std::string& appData, const std::string& below)
+// Nothing when a text cannot be converted: what is left of it would lead elsewhere.
+std::optional<PinnedPath> FileBelow(const std::string& appData, const std::string& below)
 {
-    return {ToWide(appData), ToWide(below), PinnedPath::Kind::File};
+    const std::wstring folder = ToWide(appData);
+    const std::wstring path = ToWide(below);
+    if (folder.empty() || path.empty())
+        return std::nullopt;
+    return PinnedPath{folder, path, PinnedPath::Kind::File};
 }
 
 // Opens the file of a path whose folders are pinned.
@@ -136,11 +142,11 @@ bool InstallLog::Open(const char* fileName)
 bool InstallLog::OpenIn(const std::string& appData, const char* fileName)
 {
     std::string below = std::string(kLogFolder) + fileName;
-    PinnedPath pins = FileBelow(appData, below);
-    if (!MakeFolder(pins, appData + kLogFolder))
+    auto pins = FileBelow(appData, below);
+    if (!pins || !MakeFolder(*pins, appData + kLogFolder))
         return false;
     std::string folder = appData;
-    std::FILE* file = OpenForAppending(pins, appData + below);
+    std::FILE* file = OpenForAppending(*pins, appData + below);
     if (file == nullptr)
         return false;
     Close();
@@ -171,8 +177,8 @@ std::FILE* InstallLog::OpenForOneLine() const
 {
     if (m_sBelow.empty())
         return _fsopen("", "a", _SH_DENYNO);
-    PinnedPath pins = FileBelow(m_sAppData, m_sBelow);
-    return OpenForAppending(pins, m_sAppData + m_sBelow);
+    auto pins = FileBelow(m_sAppData, m_sBelow);
+    return pins ? OpenForAppending(*pins, m_sAppData + m_sBelow) : nullptr;
 }
 
 void InstallLog::Close()

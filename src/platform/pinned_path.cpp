@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <iterator>
 
 namespace
 {
@@ -131,12 +132,12 @@ bool PinnedPath::LeadsElsewhere(HANDLE file, std::wstring_view below) const
 {
     if (m_getFinalPath == nullptr)
         return false;
-    std::wstring path(m_paths.back().size() + MAX_PATH, L'\0');
-    const DWORD length = m_getFinalPath(file, path.data(), static_cast<DWORD>(path.size()), 0);
+    // No path that is asked for comes near this length, whatever the folder's own is.
+    wchar_t path[4 * MAX_PATH];
+    const DWORD length = m_getFinalPath(file, path, static_cast<DWORD>(std::size(path)), 0);
     if (length == 0)
         return false;
-    path.resize(std::min<std::size_t>(length, path.size()));
-    return !EndsWith(path, below);
+    return length >= std::size(path) || !EndsWith({path, length}, below);
 }
 
 bool IsMissing(DWORD error)

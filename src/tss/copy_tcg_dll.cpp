@@ -45,6 +45,9 @@ DWORD Check(PinnedPath& directories, const BoundedPath& path)
     if (!IsPathOnDrive(path.Get()))
         return ERROR_FILENAME_EXCED_RANGE;
     DWORD error = directories.Pin();
+    // A path that cannot be converted has no parts to make sure of.
+    if (error == ERROR_SUCCESS && directories.Parts().empty())
+        return ERROR_NO_UNICODE_TRANSLATION;
     for (const UniqueKernelHandle& directory : directories.Parts())
     {
         if (error == ERROR_SUCCESS || IsMissing(error))

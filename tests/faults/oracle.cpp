@@ -33,10 +33,14 @@ std::string MessageIn(const CallRecord& record)
 std::vector<std::string> ActionsIn(const Outcome& outcome)
 {
     std::vector<std::string> actions;
-    for (const CallRecord& record : outcome.calls)
+    for (std::size_t i = 0; i < outcome.calls.size(); ++i)
     {
-        if (!record.isHousekeeping && !IsLogCall(record))
-            actions.push_back(record.name + " -> " + record.result.dump());
+        const CallRecord& record = outcome.calls[i];
+        if (record.isHousekeeping || IsLogCall(outcome, i))
+            continue;
+        // Handles are numbered with those of the logs.
+        const std::string result = record.result.dump();
+        actions.push_back(record.name + " -> " + result.substr(0, result.find('#')));
     }
     return actions;
 }
@@ -189,15 +193,25 @@ private:
     {
         return std::any_of(m_places.begin(), m_places.end(), [&](std::size_t place) { return is(Failed(place)); });
     }
-    bool IsAnyLogCall() const { return IsAnyFailed(&IsLogCall); }
-    bool AreAllLogCalls() const { return !IsAnyFailed(std::not_fn(&IsLogCall)); }
+    bool IsLogs(std::size_t place) const { return IsLogCall(m_outcome, place); }
+    bool IsAnyLogCall() const
+    {
+        return std::ranges::any_of(m_places, [&](std::size_t place) { return IsLogs(place); });
+    }
+    bool AreAllLogCalls() const
+    {
+        return std::ranges::all_of(m_places, [&](std::size_t place) { return IsLogs(place); });
+    }
 
     // Whether one of the logs was not opened, so that its lines are not even tried.
     bool IsLogMissing() const
     {
-        return IsAnyFailed([](const CallRecord& record) {
-                   return IsLogCall(record) && (record.name == "_fsopen" || record.name.starts_with("SH"));
-               }) ||
+        static const std::set<std::string> opening{
+            "_fsopen",          "SHGetFolderPathA",           "SHCreateDirectoryExA", "CreateFileW",
+            "CreateDirectoryW", "GetFileInformationByHandle", "MultiByteToWideChar"};
+        return std::ranges::any_of(
+                   m_places,
+                   [&](std::size_t place) { return IsLogs(place) && opening.contains(Failed(place).name); }) ||
                (IsMemoryRefused() && LogsOpened(m_outcome) != LogsOpened(m_baseline.outcome));
     }
 
@@ -337,12 +351,25 @@ Baseline MakeBaseline(const SweepCase& sweepCase)
     return baseline;
 }
 
-bool IsLogCall(const CallRecord& record)
+// Those by which a log makes sure of its path follow the question for the folder.
+bool IsLogCall(const Outcome& outcome, std::size_t call)
 {
     static const std::set<std::string> always{
         "GetSystemTime", "GetTimeZoneInformation", "GetCurrentThreadId", "_fsopen", "fputs", "fflush",
         "fclose",        "SHCreateDirectoryExA"};
-    return always.contains(record.name) || (record.name == "SHGetFolderPathA" && record.in["csidl"] == kCommonAppData);
+    static const std::set<std::string> onTheWay{
+        "CloseHandle",    "CreateDirectoryW",          "CreateFileW",  "FreeLibrary",
+        "GetProcAddress", "GetFinalPathNameByHandleW", "LoadLibraryA", "GetFileInformationByHandle",
+        "_fsopen",        "SHCreateDirectoryExA"};
+    const auto isQuestion = [](const CallRecord& record) {
+        return record.name == "SHGetFolderPathA" && record.in["csidl"] == kCommonAppData;
+    };
+    const std::vector<CallRecord>& calls = outcome.calls;
+    if (always.contains(calls[call].name) || isQuestion(calls[call]))
+        return true;
+    while (call > 0 && (calls[call].isHousekeeping || onTheWay.contains(calls[call].name)))
+        --call;
+    return isQuestion(calls[call]);
 }
 
 std::optional<std::size_t> PlaceOf(const Outcome& outcome, const Fault& fault)

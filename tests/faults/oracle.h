@@ -21,8 +21,8 @@ struct Baseline
 
 Baseline MakeBaseline(const SweepCase& sweepCase);
 
-// Whether a record is one that only the log makes.
-bool IsLogCall(const winsim::CallRecord& record);
+// Whether a call of a run is the log's own.
+bool IsLogCall(const winsim::Outcome& outcome, std::size_t call);
 
 // Where in a run the fault-th failure of a plan was; nothing when the run did not get there.
 std::optional<std::size_t> PlaceOf(const winsim::Outcome& outcome, const winsim::Fault& fault);

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <set>
 
@@ -57,14 +58,111 @@ std::string ScriptLine(const CallRecord& record)
     return line;
 }
 
-std::vector<std::string> ScriptOf(const winsim::Outcome& outcome, std::size_t begin, std::size_t end)
+// The calls that make sure of a path or an owner before a name is used, and those by which the functions for that are
+// found. Their own tests show them; to all others a run is what it would be without.
+class Precautions
+{
+public:
+    explicit Precautions(const std::vector<CallRecord>& calls) : m_isOne(calls.size())
+    {
+        for (std::size_t i = 0; i < calls.size(); ++i)
+        {
+            if (!IsOne(calls, i))
+                continue;
+            m_isOne[i] = true;
+            for (const Json& handle : {calls[i].result, calls[i].out.value("ppSecurityDescriptor", Json())})
+            {
+                if (handle.is_string() && IsNumbered(handle.get<std::string>()))
+                    m_handles.insert(handle.get<std::string>());
+            }
+        }
+    }
+
+    bool IsOne(std::size_t call) const { return m_isOne[call]; }
+
+    // A line in which handles are numbered as if these calls had not been made.
+    std::string Renumbered(const std::string& line) const
+    {
+        std::string renumbered;
+        std::size_t done = 0;
+        for (std::size_t mark = line.find('#'); mark != std::string::npos; mark = line.find('#', mark + 1))
+        {
+            const std::size_t start = line.rfind('"', mark) + 1;
+            const std::size_t end = line.find_first_not_of("0123456789", mark + 1);
+            if (start < done || end == mark + 1 || end == std::string::npos || line[end] != '"')
+                continue;
+            const std::string kind = line.substr(start, mark - start);
+            const unsigned long number = std::stoul(line.substr(mark + 1, end - mark - 1));
+            renumbered += line.substr(done, mark + 1 - done) + std::to_string(number - CountBefore(kind, number));
+            done = end;
+        }
+        return renumbered + line.substr(done);
+    }
+
+private:
+    bool IsOne(const std::vector<CallRecord>& calls, std::size_t i) const
+    {
+        static const std::set<std::string> always{"CreateDirectoryW",          "GetFileInformationByHandle",
+                                                  "GetFinalPathNameByHandleW", "GetSecurityInfo",
+                                                  "GetTokenInformation",       "EqualSid"};
+        constexpr unsigned kOpenLinkItself = 0x00200000;
+        constexpr unsigned kQueryToken = 0x8;
+        const CallRecord& call = calls[i];
+        if (call.name == "CreateFileW")
+            return (call.in["dwFlagsAndAttributes"].get<unsigned>() & kOpenLinkItself) != 0;
+        if (call.name == "OpenProcessToken")
+            return call.in["DesiredAccess"] == kQueryToken;
+        if (call.name == "CloseHandle")
+            return IsHandle(call.in["hObject"]);
+        if (call.name == "LoadLibraryA" && i + 1 < calls.size())
+            return IsLookUp(calls[i + 1]);
+        if (call.name == "GetProcAddress")
+            return IsLookUp(call);
+        if (call.name == "FreeLibrary")
+            return IsHandle(call.in["hLibModule"]);
+        return always.contains(call.name);
+    }
+
+    // Such as "file#12".
+    static bool IsNumbered(const std::string& handle)
+    {
+        const std::size_t mark = handle.find('#');
+        return mark != std::string::npos && mark + 1 < handle.size() &&
+               handle.find_first_not_of("0123456789", mark + 1) == std::string::npos;
+    }
+
+    static bool IsLookUp(const CallRecord& call)
+    {
+        static const std::set<std::string> names{"GetFinalPathNameByHandleW", "SetProcessMitigationPolicy"};
+        const Json name = call.in.value("lpProcName", Json());
+        return call.name == "GetProcAddress" && name.is_string() && names.contains(name.get<std::string>());
+    }
+
+    bool IsHandle(const Json& handle) const
+    {
+        return handle.is_string() && m_handles.contains(handle.get<std::string>());
+    }
+
+    unsigned long CountBefore(const std::string& kind, unsigned long number) const
+    {
+        return static_cast<unsigned long>(std::ranges::count_if(m_handles, [&](const std::string& handle) {
+            return handle.starts_with(kind + "#") && std::stoul(handle.substr(kind.size() + 1)) < number;
+        }));
+    }
+
+    std::vector<bool> m_isOne;
+    std::set<std::string> m_handles;
+};
+
+std::vector<std::string> ScriptOf(const winsim::Outcome& outcome, const Precautions& precautions, std::size_t begin,
+                                  std::size_t end)
 {
     std::vector<std::string> script;
     for (std::size_t i = begin; i < end; ++i)
     {
         const CallRecord& record = outcome.calls[i];
-        if (!record.isHousekeeping && !IsPartOfLogLine(record))
-            script.push_back(ScriptLine(record));
+        if (!record.isHousekeeping && !IsPartOfLogLine(record) && !precautions.IsOne(i))
+            script.push_back(precautions.Renumbered(ScriptLine(record)));
     }
     return script;
 }
@@ -87,9 +185,12 @@ SimulatedRun Finish(const winsim::Machine& before, winsim::Outcome outcome, cons
     run.exitCode = outcome.exitCode;
     for (const std::string& line : winsim::LogLines(before, outcome.machine))
         run.log.push_back(winsim::MessageOf(line));
-    run.startScript = ScriptOf(outcome, 0, outcome.bodyBegin);
-    run.script = ScriptOf(outcome, outcome.bodyBegin, outcome.bodyEnd);
-    run.endScript = ScriptOf(outcome, outcome.bodyEnd, outcome.calls.size());
+    const Precautions precautions{outcome.calls};
+    for (std::size_t i = 0; i < outcome.calls.size(); ++i)
+        run.isPrecaution.push_back(precautions.IsOne(i));
+    run.startScript = ScriptOf(outcome, precautions, 0, outcome.bodyBegin);
+    run.script = ScriptOf(outcome, precautions, outcome.bodyBegin, outcome.bodyEnd);
+    run.endScript = ScriptOf(outcome, precautions, outcome.bodyEnd, outcome.calls.size());
     for (const std::string& violation : options.mayViolate ? std::vector<std::string>() : outcome.violations)
         ADD_FAILURE() << "handles and memory: " << violation;
     if (outcome.death)

@@ -14,11 +14,13 @@ struct SimulatedRun
     std::string result;                   // of a function, as text
     int exitCode = 0;                     // of the program
     std::vector<std::string> log;         // the messages it logged, without their headers
-    std::vector<std::string> script;      // every call with arguments and result, and every message, in order
+    std::vector<std::string> script;      // every call with arguments and result, and every message, in order, but for
+                                          // those that make sure of paths and owners before a name is used
     std::vector<std::string> startScript; // the same of static initialisation, before it
     std::vector<std::string> endScript;   // and of static destruction, behind it
     winsim::Machine before;
     winsim::Outcome outcome;
+    std::vector<bool> isPrecaution; // of each of the outcome's calls: whether the scripts leave it out for that
 
     const winsim::Machine& After() const { return outcome.machine; }
 };

@@ -2,11 +2,13 @@
 #include "platform/bounded_path.h"
 #include "platform/com_initializer.h"
 #include "platform/full_path.h"
+#include "platform/pinned_path.h"
 #include "platform/processes.h"
 #include "platform/product_registry.h"
 #include "platform/service_binary_path.h"
 #include "platform/service_control.h"
 #include "platform/text.h"
+#include "platform/trusted_owner.h"
 #include "platform/unique_handle.h"
 #include "platform/windows_version.h"
 #include "tests/unit/calls/modules.h"
@@ -48,6 +50,32 @@ std::string FullPathAnswer(const CallArguments& arguments)
     return isFull == IsFullPath(arguments.Wide(0)) ? ResultText(isFull) : "not the same";
 }
 
+// Arguments: the folder, the path below it, the last part's kind, then operations of PinnedPath. Their errors, and how
+// many parts were open at the end.
+std::string PinPath(const CallArguments& arguments)
+{
+    const auto kind = arguments.Text(2) == "file" ? PinnedPath::Kind::File : PinnedPath::Kind::Directory;
+    PinnedPath path{arguments.Wide(0), arguments.Wide(1), kind};
+    std::string results;
+    for (std::size_t i = 3; i < arguments.Count(); ++i)
+    {
+        const std::string& operation = arguments.Text(i);
+        results += ResultText(operation == "Pin"             ? path.Pin()
+                              : operation == "CreateParents" ? path.CreateParents()
+                                                             : path.CreateEmptyFile()) +
+                   " ";
+    }
+    return results + "(" + ResultText(path.Parts().size()) + ")";
+}
+
+// What CheckOwner says of a directory.
+std::string OwnerError(const CallArguments& arguments)
+{
+    const UniqueKernelHandle directory{CreateFileW(arguments.Wide(0).c_str(), READ_CONTROL, FILE_SHARE_READ, nullptr,
+                                                   OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr)};
+    return ResultText(CheckOwner(directory.Get()));
+}
+
 constexpr TestCall kCalls[] = {
     {"BoundedPath", &BoundedPathOf},
     {"CComInitializer",
@@ -55,6 +83,7 @@ constexpr TestCall kCalls[] = {
          const CComInitializer com;
          return std::string();
      }},
+    {"CheckOwner", &OwnerError},
     {"FindProcessByName",
      [](const CallArguments& a) { return ResultText(static_cast<bool>(FindProcessByName(a.Text(0).c_str()))); }},
     {"IsFullPath", &FullPathAnswer},
@@ -66,6 +95,7 @@ constexpr TestCall kCalls[] = {
          return ResultText(IsWindowsVersionAtLeast(static_cast<DWORD>(a.Number(0)), static_cast<DWORD>(a.Number(1))));
      }},
     {"KillProcessByName", [](const CallArguments& a) { return ResultText(KillProcessByName(a.Text(0).c_str())); }},
+    {"PinnedPath", &PinPath},
     {"ReadDword", &DwordText},
     {"RestartServiceByName",
      [](const CallArguments& a) { return ResultText(RestartServiceByName(a.Wide(0).c_str())); }},

@@ -19,9 +19,8 @@ inline Script StartOf(const Words& words)
     Words all{kProgramPath};
     all.insert(all.end(), words.begin(), words.end());
     const std::string line = winsim::Json(winsim::JoinCommandLine(all)).dump();
-    return {R"(SetDllDirectoryW("") = 1)", "GetCommandLineW() = " + line,
-            "CommandLineToArgvW(" + line + ") = \"block#1\" pNumArgs:" + std::to_string(all.size()) +
-                " argv:" + winsim::Json(all).dump()};
+    return {"GetCommandLineW() = " + line, "CommandLineToArgvW(" + line + ") = \"block#1\" pNumArgs:" +
+                                               std::to_string(all.size()) + " argv:" + winsim::Json(all).dump()};
 }
 
 // The lines that every action begins with. `words` stand behind the program's path, as the code page shows them.

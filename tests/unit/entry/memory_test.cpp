@@ -104,6 +104,7 @@ TEST(Memory, ThatRunsOutInASetupFailsOneOperation)
                                  "SetConfigFileAccess - Unknown exception caught return 0",
                                  "SetPolicyDirectoryAccess - Unknown exception caught return 0",
                                  "TakeKeyOwnership - Unknown exception caught return 0",
+                                 "Unknown exception caught trying to copy stkprobe.dll",
                              }));
 }
 

@@ -388,7 +388,7 @@ TEST(WinMain, ACommandLineThatCannotBeSplitEndsTheProgramInSilence)
     const Script start = StartOf({"/Setup"});
     EXPECT_EQ(run.exitCode, -1);
     EXPECT_THAT(run.log, IsEmpty());
-    EXPECT_THAT(run.script, ElementsAre(start[0], start[1], start[2].substr(0, start[2].find(" = "))));
+    EXPECT_THAT(run.script, ElementsAre(start[0], start[1].substr(0, start[1].find(" = "))));
     EXPECT_EQ(run.outcome.standardOutput, "");
 }
 

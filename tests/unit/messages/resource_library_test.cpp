@@ -15,15 +15,31 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-// The libraries that a run tried to load for their texts, in order.
+// The paths that a run tried to load libraries of texts by, in order.
+std::vector<std::string> PathsTried(const SimulatedRun& run)
+{
+    std::vector<std::string> paths;
+    for (const std::string& line : run.script)
+    {
+        constexpr std::string_view kLoad = "LoadLibraryA(";
+        if (line.starts_with(kLoad) && line.find("kernel32") == std::string::npos)
+            paths.push_back(
+                winsim::Json::parse(line.substr(kLoad.size(), line.find(')') - kLoad.size())).get<std::string>());
+    }
+    return paths;
+}
+
+// The same by name: one that is not beside the program was looked for in the system folder next, and nowhere else.
 std::vector<std::string> LibrariesTried(const SimulatedRun& run)
 {
+    constexpr std::string_view kSystemFolder = R"(C:\Windows\system32\)";
     std::vector<std::string> names;
-    for (const winsim::CallRecord& record : run.outcome.calls)
+    for (const std::string& path : PathsTried(run))
     {
-        const std::string name = record.name == "LoadLibraryA" ? record.in["lpLibFileName"].get<std::string>() : "";
-        if (!name.empty() && name != "kernel32.dll")
-            names.push_back(name);
+        if (path.starts_with(kToolkitFolder))
+            names.push_back(path.substr(std::string_view(kToolkitFolder).size()));
+        else if (names.empty() || path != std::string(kSystemFolder) + names.back())
+            names.push_back(path);
     }
     return names;
 }
@@ -147,13 +163,42 @@ TEST(LoadResourceLibrary, TheLibraryBesideTheProgramComesBeforeThoseOfWindows)
     EXPECT_THAT(LibrariesTried(Load(winsim::Machine::FromJson(machine))), ElementsAre("Internationalization_de.dll"));
 }
 
+TEST(LoadResourceLibrary, ALibraryIsLookedForBesideTheProgramAndInTheSystemFolderAlone)
+{
+    winsim::Json machine;
+    machine["windows"]["uiLanguage"] = 0x0407;
+    machine["environment"]["PATH"] = "C:\\Planted";
+    machine["process"]["currentDirectory"] = "C:\\Planted";
+    machine["files"][R"(C:\Planted\Internationalization_de.dll)"] = winsim::Json::object();
+    machine["files"][R"(C:\Windows\Internationalization_de.dll)"] = winsim::Json::object();
+    machine["files"][R"(C:\Windows\system32\Internationalization_en.dll)"] = winsim::Json::object();
+    const SimulatedRun run = Load(winsim::Machine::FromJson(machine));
+    EXPECT_EQ(run.result, "true");
+    EXPECT_THAT(PathsTried(run), ElementsAre(std::string(kToolkitFolder) + "Internationalization_de.dll",
+                                             R"(C:\Windows\system32\Internationalization_de.dll)",
+                                             std::string(kToolkitFolder) + "Internationalization_en.dll",
+                                             R"(C:\Windows\system32\Internationalization_en.dll)"));
+}
+
+TEST(LoadResourceLibrary, AFolderThatCannotBeToldIsPassedOver)
+{
+    EXPECT_THAT(
+        PathsTried(Load(MachineInLanguage(0x0407), "Internationalization", {.faults = {"GetModuleFileNameA=122"}})),
+        ElementsAre(R"(C:\Windows\system32\Internationalization_de.dll)",
+                    R"(C:\Windows\system32\Internationalization_en.dll)"));
+    EXPECT_THAT(
+        PathsTried(Load(MachineInLanguage(0x041D), "Internationalization", {.faults = {"GetSystemDirectoryA=8"}})),
+        ElementsAre(std::string(kToolkitFolder) + "Internationalization_sv.dll",
+                    std::string(kToolkitFolder) + "Internationalization_en.dll"));
+}
+
 // ---- Other base names ----
 
 TEST(LoadResourceLibrary, WithoutABaseNameItIsTheProgramsOwn)
 {
     const SimulatedRun run = Load(MachineInLanguage(0x0407), "(null)");
-    EXPECT_THAT(LibrariesTried(run),
-                ElementsAre(std::string(kToolkitFolder) + "KeloCustomAction_de.dll", "Internationalization_en.dll"));
+    EXPECT_THAT(PathsTried(run), ElementsAre(std::string(kToolkitFolder) + "KeloCustomAction_de.dll",
+                                             std::string(kToolkitFolder) + "Internationalization_en.dll"));
     EXPECT_EQ(run.result, "true");
 }
 

@@ -113,7 +113,11 @@ const Script kLoadEnglish =
                "GetThreadUILanguage() = 1033",
                R"(FreeLibrary("library#1") = 1)",
                R"(GetLocaleInfoA(1033, 89, 3) = 3 lpLCData:"en")",
-               R"(LoadLibraryA("Internationalization_en.dll") = "library#2")",
+               R"(GetModuleFileNameA(null, 260) = 63 lpFilename:)"
+               R"("C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KeloCustomAction.exe")",
+               R"(GetSystemDirectoryA(260) = 19 lpBuffer:"C:\\Windows\\system32")",
+               R"(LoadLibraryA("C:\\Program Files\\Kelo Systems Corp\\Toolkit\\Internationalization_en.dll") = )"
+               R"("library#2")",
            });
 
 const Script kOpenInstallerKey{

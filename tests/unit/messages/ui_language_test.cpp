@@ -1,6 +1,8 @@
 // Proves where the language of the user interface comes from, and when it is English after all.
 #include "tests/support/simulated_run.h"
 
+#include "tests/support/expected_script.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -32,7 +34,7 @@ TEST(GetUiLanguage, IsTheThreadsFromWindows52On)
         const SimulatedRun run = Ask(Windows(version, kGerman, kJapanese));
         EXPECT_EQ(run.result, "1031") << version;
         EXPECT_FALSE(run.outcome.callCounts.contains("GetUserDefaultLangID"));
-        EXPECT_EQ(run.outcome.callCounts.at("FreeLibrary"), 1u);
+        EXPECT_EQ(CountOf("FreeLibrary", run.script), 1u);
     }
 }
 
@@ -42,7 +44,7 @@ TEST(GetUiLanguage, IsTheUsersBefore)
     {
         const SimulatedRun run = Ask(Windows(version, kGerman, kJapanese));
         EXPECT_EQ(run.result, "1041") << version;
-        EXPECT_FALSE(run.outcome.callCounts.contains("LoadLibraryA"));
+        EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
     }
 }
 
@@ -62,7 +64,7 @@ TEST(GetUiLanguage, IsEnglishWhereWindowsCannotTell)
     lacking["libraries"][R"(C:\Windows\system32\kernel32.dll)"]["missing"] = {"GetThreadUILanguage"};
     const SimulatedRun run = Ask(winsim::Machine::FromJson(lacking));
     EXPECT_EQ(run.result, std::to_string(kEnglish));
-    EXPECT_EQ(run.outcome.callCounts.at("FreeLibrary"), 1u);
+    EXPECT_EQ(CountOf("FreeLibrary", run.script), 1u);
 }
 
 TEST(GetUiLanguage, AVersionThatCannotBeToldIsAnOldOne)

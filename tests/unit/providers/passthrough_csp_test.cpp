@@ -194,7 +194,7 @@ TEST(Commit, ASuccessfulChoiceLeavesAnEarlierMessageAlone)
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.After().ToJson()["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Installer)"]["values"][""],
               "an earlier text");
-    EXPECT_FALSE(run.outcome.callCounts.contains("LoadLibraryA"));
+    EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
 }
 
 } // namespace

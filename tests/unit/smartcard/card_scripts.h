@@ -104,6 +104,13 @@ inline Script StagerFailure(const std::string& folder, const std::string& argume
             "log: Kelo Toolkit Installation -> Failed to launch DriverStager rc: " + std::to_string(error)};
 }
 
+// A device installer that is not even tried: its folder is no full path.
+inline Script StagerRefusal(const std::string& folder, const std::string& arguments)
+{
+    return {"log: \"" + folder + "\\DriverStager.exe\" " + arguments,
+            "log: Kelo Toolkit Installation -> Failed to launch DriverStager rc: 3"};
+}
+
 // Finding a service that starts automatically already, whose state may not be read.
 inline Script ConfiguredService(int ordinal, const std::string& name, const std::string& displayName)
 {

@@ -117,7 +117,12 @@ TEST(RunDriverStager, AMissingToolCannotBeStarted)
 TEST(RunDriverStager, AMissingFolderHasAnotherError)
 {
     Expect(Stage(MachineOf("{}"), kFolder, "x"), "-2", StagerFailure(kFolder, "x", 3));
-    Expect(Stage(MachineOf("{}"), R"(\TPM_VSCard\)", "x"), "-2", StagerFailure(R"(\TPM_VSCard\)", "x", 3));
+}
+
+TEST(RunDriverStager, AFolderThatIsNoFullPathHoldsNoTool)
+{
+    constexpr char kRooted[] = R"(\TPM_VSCard\)";
+    Expect(Stage(StagerIn(R"(C:\TPM_VSCard\)"), kRooted, "x"), "-2", StagerRefusal(kRooted, "x"));
 }
 
 TEST(RunDriverStager, AToolThatWindowsRefusesCannotBeStarted)

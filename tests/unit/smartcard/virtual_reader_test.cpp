@@ -385,9 +385,9 @@ TEST(Uninstall, WithoutAnyLocationTheFolderStandsAloneAndTheLibraryStillGoes)
                 Supported(),
                 NotePresent(),
                 {R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Common", 0, 131097) = 2)"},
-                StagerFailure(kFolder, kRemove, 3),
+                StagerRefusal(kFolder, kRemove),
                 {"log: Remove SmartCard - failed to remove the Driver!"},
-                StagerFailure(kFolder, kDelete, 3),
+                StagerRefusal(kFolder, kDelete),
                 {"log: Remove SmartCard - command dp_delete_kelo failed!", FolderIs(37, kSystem), Deletion(kTarget),
                  kDeleted}}));
 }

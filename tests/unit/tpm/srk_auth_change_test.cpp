@@ -128,21 +128,37 @@ Script AskForData(const std::string& data)
             R"(SHGetFolderPathW(null, 38, null, 0) = 0 pszPath:"C:\\Program Files")"};
 }
 
+// What Windows would take for the program's name before it comes to the tool's is looked for first.
+Script OthersLookedFor()
+{
+    Script lines;
+    for (const char* program : {R"(C:\Program)", R"(C:\Program Files\Kelo)", R"(C:\Program Files\Kelo Systems)"})
+    {
+        for (const char* extension : {"", ".exe"})
+            lines.push_back("GetFileAttributesW(" + Json(std::string(program) + extension).dump() + ") = 4294967295");
+    }
+    return lines;
+}
+
 Script RunTool(const std::string& ordinal, const std::string& arguments, std::uint32_t exitCode)
 {
     // The first run has ended when the second begins, so both get the same free identifier.
-    return {R"(CreateProcessW(null, )" + Json(kTool + arguments).dump() + ", null, null, 0, 0, null, null, " +
-                kStartup + R"() = 1 lpProcessInformation:{"hProcess":"process#)" + ordinal + R"(","hThread":"thread#)" +
-                ordinal + R"(","dwProcessId":4312,"dwThreadId":4313})",
-            R"(WaitForSingleObject("process#)" + ordinal + R"(", 4294967295) = 0)",
-            R"(GetExitCodeProcess("process#)" + ordinal + R"(") = 1 lpExitCode:)" + std::to_string(exitCode),
-            R"(CloseHandle("process#)" + ordinal + R"(") = 1)", R"(CloseHandle("thread#)" + ordinal + R"(") = 1)"};
+    Script lines = OthersLookedFor();
+    const Script run{R"(CreateProcessW(null, )" + Json(kTool + arguments).dump() + ", null, null, 0, 0, null, null, " +
+                         kStartup + R"() = 1 lpProcessInformation:{"hProcess":"process#)" + ordinal +
+                         R"(","hThread":"thread#)" + ordinal + R"(","dwProcessId":4312,"dwThreadId":4313})",
+                     R"(WaitForSingleObject("process#)" + ordinal + R"(", 4294967295) = 0)",
+                     R"(GetExitCodeProcess("process#)" + ordinal + R"(") = 1 lpExitCode:)" + std::to_string(exitCode),
+                     R"(CloseHandle("process#)" + ordinal + R"(") = 1)",
+                     R"(CloseHandle("thread#)" + ordinal + R"(") = 1)"};
+    lines.insert(lines.end(), run.begin(), run.end());
+    return lines;
 }
 
 // The first line opens the log: a library must not do that while it is loaded.
 const Script kOpenLog{
     R"(SHGetFolderPathA(null, 35, null, 0) = 0 pszPath:"C:\\ProgramData")",
-    R"(SHCreateDirectoryExA(null, "C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit\\", null) = 0)",
+    R"(SHCreateDirectoryExA(null, "C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit\\", null) = 183)",
     R"(_fsopen("C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt", "a", 64) = "stream#1")"};
 
 TEST(SrkAuthChange, ChecksChangesAndPutsTheTaskOffToTheNextLogon)
@@ -174,6 +190,30 @@ TEST(SrkAuthChange, ACheckThatFindsAllInOrderRunsTheToolOnce)
                                                      RunTool("1", " /V", 0),
                                                      kOpenLog,
                                                      {"log: SRK and TPM Owner Auth is OK"}})));
+}
+
+// ---- A program in the tool's stead ----
+
+TEST(SrkAuthChange, AProgramThatWindowsWouldStartInsteadKeepsTheToolFromBeingRun)
+{
+    for (const char* planted :
+         {R"(C:\Program)", R"(C:\Program.exe)", R"(C:\Program Files\Kelo.exe)", R"(C:\Program Files\Kelo Systems)"})
+    {
+        winsim::Json machine = DescriptionOf({.verifyCode = -5, .changeCode = 0});
+        machine["files"][planted] = {{"text", "planted"}};
+        const SimulatedRun run = RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change");
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_THAT(run.log, ElementsAre("Unable to launch process!")) << planted;
+        EXPECT_EQ(CountOf("CreateProcessW", run.script), 0u);
+    }
+}
+
+TEST(SrkAuthChange, AFolderOfThatNameIsNoProgram)
+{
+    winsim::Json machine = DescriptionOf({.verifyCode = 0, .changeCode = 0});
+    machine["files"][R"(C:\Program.exe)"] = {{"directory", true}};
+    const SimulatedRun run = RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change");
+    EXPECT_THAT(run.log, ElementsAre("SRK and TPM Owner Auth is OK"));
 }
 
 // ---- What the tool is handed ----

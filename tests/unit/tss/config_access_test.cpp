@@ -162,12 +162,20 @@ TEST(SetPolicyDirectoryAccess, AMissingDirectoryIsMadeWithItsMissingParents)
 
 TEST(SetPolicyDirectoryAccess, ADirectoryThatCannotBeMadeEndsIt)
 {
-    const SimulatedRun run = Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp": {"directory": true,
-        "denied": true}, "C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit": {"directory": true}}})");
+    const SimulatedRun run = Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common":
+        {"directory": true, "deniedAccess": 2}}})");
     ExpectRun(run, "0",
-              {kFolderLine, ReadLine(kDirectory, 3),
+              {kFolderLine, ReadLine(kDirectory, 2),
                CallLine("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, 5),
                LogLine("SHCreateDirectoryExW error: 5 ")});
+}
+
+// What cannot be made sure of has nothing made in it.
+TEST(SetPolicyDirectoryAccess, AParentThatCannotBeMadeEndsIt)
+{
+    const SimulatedRun run = Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp": {"directory": true,
+        "deniedAccess": 2}, "C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit": {"directory": true}}})");
+    ExpectRun(run, "0", {kFolderLine, ReadLine(kDirectory, 3), LogLine("SHCreateDirectoryExW error: 5 ")});
 }
 
 TEST(SetPolicyDirectoryAccess, AnyResultOfTheCreationButZeroIsAFailure)
@@ -205,23 +213,44 @@ TEST(SetConfigFileAccess, AMissingDirectoryEndsIt)
 TEST(SetConfigFileAccess, AFileThatCannotBeMadeFailsOnlyWhenTheListIsApplied)
 {
     const SimulatedRun run = Replace(
-        kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "denied": true}}})");
-    ExpectRun(
-        run, "0",
-        Joined(kFolderLine, ReadLine(kFile, 2),
-               CallLine("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr}, "process#current"),
-               CallLine("CloseHandle", {"process#current"}, 1), MadeSids(), MakeListLine(ListOf(kFile), kInheritance),
-               ApplyLine(kFile, 2), LogLine("SetNamedSecurityInfo call failed: 2"), FreedSids(4)));
+        kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "deniedAccess": 2}}})");
+    ExpectRun(run, "0",
+              Joined(kFolderLine, ReadLine(kFile, 2), MadeSids(), MakeListLine(ListOf(kFile), kInheritance),
+                     LogLine("SetNamedSecurityInfo call failed: 2"), FreedSids(4)));
+}
+
+constexpr char kOnlyTheFileIsMissing[] =
+    R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true}}})";
+
+// Which of all openings of files has a parameter of this value.
+std::string OpeningWith(const char* parameter, unsigned value, const SimulatedRun& run)
+{
+    unsigned occurrence = 0;
+    for (const winsim::CallRecord& record : run.outcome.calls)
+    {
+        if (record.name != "CreateFileW")
+            continue;
+        ++occurrence;
+        if (record.in[parameter] == value)
+            return fmt::format("CreateFileW#{}", occurrence);
+    }
+    return "none";
 }
 
 TEST(SetConfigFileAccess, ANewFileWithoutAHandleEndsItWithoutALine)
 {
-    const SimulatedRun run =
-        Replace(kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true}}})",
-                {.faults = {"CreateFileW=0"}});
+    const std::string creation = OpeningWith("dwFlagsAndAttributes", 128, Replace(kFile, kOnlyTheFileIsMissing));
+    const SimulatedRun run = Replace(kFile, kOnlyTheFileIsMissing, {.faults = {creation + "=0"}});
     ExpectRun(run, "0",
               {kFolderLine, ReadLine(kFile, 2),
                CallLine("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr})});
+}
+
+TEST(SetConfigFileAccess, AFileThatCannotBeOpenedOnceMoreIsUsedAllTheSame)
+{
+    const std::string creation = OpeningWith("dwFlagsAndAttributes", 128, Replace(kFile, kOnlyTheFileIsMissing));
+    const SimulatedRun run = Replace(kFile, kOnlyTheFileIsMissing, {.faults = {creation + "=5"}});
+    EXPECT_EQ(run.result, "1");
 }
 
 // ---- Failures on the way ----
@@ -305,6 +334,81 @@ TEST(ConfigAccess, AnUnknownApplicationDataFolderLeadsToTheRootOfTheDrive)
               {CallLine("SHGetSpecialFolderPathW", {nullptr, 35, 0}, 0),
                CallLine("GetNamedSecurityInfoW", {R"(\Kelo Systems Corp\Common\Kelo_Config.ini)", 1, 4}, 3),
                LogLine("GetNamedSecurityInfoW error: 3 ")});
+}
+
+// ---- What somebody has prepared ----
+
+// The directory with another owner, such as an ordinary user.
+winsim::Machine PoliciesOf(const char* owner)
+{
+    winsim::Json machine;
+    machine["files"][kDirectory.path] = {{"directory", true}, {"owner", owner}};
+    return winsim::Machine::FromJson(machine);
+}
+
+constexpr char kUser[] = "S-1-5-21-7-7-7-1001";
+
+TEST(SetPolicyDirectoryAccess, ADirectoryOfAUsersBecomesTheAdministrators)
+{
+    const SimulatedRun run = CallFunction(PoliciesOf(kUser), kDirectory.function);
+    EXPECT_EQ(run.result, "1");
+    const winsim::File* directory = run.After().files.Find(kDirectory.path);
+    EXPECT_EQ(directory->security.owner, "S-1-5-32-544");
+    EXPECT_EQ(directory->security.access, EntriesOf(ListOf(kDirectory), kInheritance));
+    // The privilege for that is off again.
+    EXPECT_EQ(run.After().token, run.before.token);
+}
+
+TEST(SetPolicyDirectoryAccess, ADirectoryOfTheSystemsKeepsItsOwner)
+{
+    const SimulatedRun run = CallFunction(PoliciesOf("S-1-5-18"), kDirectory.function);
+    EXPECT_EQ(run.result, "1");
+    EXPECT_EQ(run.After().files.Find(kDirectory.path)->security.owner, "S-1-5-18");
+}
+
+TEST(SetConfigFileAccess, AFileMayBeAUsers)
+{
+    winsim::Json machine;
+    machine["files"][kFile.path] = {{"text", "[Kelo]"}, {"owner", kUser}};
+    const SimulatedRun run = CallFunction(winsim::Machine::FromJson(machine), kFile.function);
+    EXPECT_EQ(run.result, "1");
+    EXPECT_EQ(run.After().files.Find(kFile.path)->security.owner, kUser);
+}
+
+TEST(SetPolicyDirectoryAccess, WithoutThePrivilegeTheListMayStillAllowAnotherOwner)
+{
+    for (const char* fault : {"OpenProcessToken=5", "LookupPrivilegeValueA=1313", "AdjustTokenPrivileges=5"})
+    {
+        const SimulatedRun run = CallFunction(PoliciesOf(kUser), kDirectory.function, {}, {.faults = {fault}});
+        EXPECT_EQ(run.result, "1") << fault;
+    }
+}
+
+TEST(SetPolicyDirectoryAccess, ADirectoryThatStaysAUsersIsNotOpened)
+{
+    constexpr unsigned kWriteOwner = 0x80000;
+    const SimulatedRun whole = CallFunction(PoliciesOf(kUser), kDirectory.function);
+    for (const std::string& call : {std::string("SetSecurityInfo"), std::string("GetSecurityInfo"),
+                                    OpeningWith("dwDesiredAccess", kWriteOwner, whole)})
+    {
+        const SimulatedRun run = CallFunction(PoliciesOf(kUser), kDirectory.function, {}, {.faults = {call + "=6"}});
+        EXPECT_EQ(run.result, "0") << call;
+        EXPECT_EQ(run.log, Script{"SetNamedSecurityInfo call failed: 6"}) << call;
+        EXPECT_EQ(CountOf("SetNamedSecurityInfoW", run.script), 0u);
+    }
+}
+
+TEST(ConfigAccess, ALinkIsRefusedWithTheErrorOfTheFirstCall)
+{
+    for (const Object& object : {kDirectory, kFile})
+    {
+        winsim::Json machine;
+        machine["files"]["C:\\elsewhere"] = {{"directory", true}};
+        machine["files"][R"(C:\ProgramData\Kelo Systems Corp\Common)"] = {{"directory", true},
+                                                                          {"link", "C:\\elsewhere"}};
+        const SimulatedRun run = CallFunction(winsim::Machine::FromJson(machine), object.function);
+        ExpectRun(run, "0", {kFolderLine, LogLine("GetNamedSecurityInfoW error: 448 ")});
+    }
 }
 
 } // namespace

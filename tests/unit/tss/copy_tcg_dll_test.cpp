@@ -254,4 +254,57 @@ TEST(CopyTCGDLL, AnExceptionIsCaughtWhateverItsKind)
     EXPECT_EQ(TextOf(run, kDestination), "(none)");
 }
 
+// ---- A directory that somebody else named ----
+
+SimulatedRun CopyTo(const char* windir, const char* files)
+{
+    winsim::Machine machine = MachineWith(files);
+    winsim::Json description = machine.ToJson();
+    description["environment"]["windir"] = windir;
+    return Copy(winsim::Machine::FromJson(description));
+}
+
+void ExpectRefused(const SimulatedRun& run, const std::string& windir, unsigned error)
+{
+    EXPECT_EQ(run.log.back(), fmt::format("CopyTCGDLL - Copying {} to {}\\system32\\stkprobe.dll failed err: {}",
+                                          kSource, windir, error));
+    EXPECT_EQ(CountOf("CopyFileA", run.script), 0u);
+    EXPECT_EQ(CountOf("DeleteFileA", run.script), 0u);
+}
+
+TEST(CopyTCGDLL, AWindowsDirectoryOfAUsersIsNotUsed)
+{
+    ExpectRefused(CopyTo("C:\\Mine", R"({"C:\\Mine": {"directory": true, "owner": "S-1-5-21-7-7-7-1001"},
+        "C:\\Mine\\system32": {"directory": true}})"),
+                  "C:\\Mine", 1307);
+    ExpectRefused(CopyTo("C:\\Mine", R"({"C:\\Mine": {"directory": true},
+        "C:\\Mine\\system32": {"directory": true, "owner": "S-1-5-21-7-7-7-1001"}})"),
+                  "C:\\Mine", 1307);
+    // Also when the rest is missing.
+    ExpectRefused(CopyTo("C:\\Mine", R"({"C:\\Mine": {"directory": true, "owner": "S-1-5-21-7-7-7-1001"}})"),
+                  "C:\\Mine", 1307);
+}
+
+TEST(CopyTCGDLL, AWindowsDirectoryThatIsALinkIsNotUsed)
+{
+    ExpectRefused(CopyTo("C:\\Mine", R"({"C:\\Mine": {"directory": true, "link": "C:\\Windows"}})"), "C:\\Mine", 448);
+}
+
+TEST(CopyTCGDLL, AWindowsDirectoryOnNoDriveIsNotUsed)
+{
+    for (const char* windir : {"Windows", "C:Windows", R"(\Windows)", R"(\\server\share)"})
+        ExpectRefused(CopyTo(windir, "{}"), windir, 206);
+}
+
+TEST(CopyTCGDLL, AMissingWindowsDirectoryIsLeftToTheCopy)
+{
+    EXPECT_EQ(CountOf("CopyFileA", CopyTo("C:\\Gone", "{}").script), 2u);
+}
+
+TEST(CopyTCGDLL, APathThatCannotBeConvertedIsNotUsed)
+{
+    const SimulatedRun run = Copy(MachineWith(), {.faults = {"MultiByteToWideChar#33=1113"}});
+    ExpectRefused(run, R"(C:\Windows)", 1113);
+}
+
 } // namespace

@@ -1,0 +1,48 @@
+// Proves whose directories are relied on.
+#include "tests/support/simulated_run.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+std::string OwnerErrorOf(const std::string& owner, const SimulatedRunOptions& options = {})
+{
+    winsim::Json machine;
+    machine["token"]["user"] = "S-1-5-21-1-2-3-500";
+    machine["files"]["C:\\Folder"] = {{"directory", true}, {"owner", owner}};
+    return CallFunction(winsim::Machine::FromJson(machine), "CheckOwner", {"C:\\Folder"}, options).result;
+}
+
+TEST(CheckOwner, AdministratorsTheSystemAndItsServicesAreTrusted)
+{
+    for (const char* owner :
+         {"S-1-5-32-544", "S-1-5-18", "S-1-5-19", "S-1-5-20",
+          "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464"}) // Windows' own installer
+        EXPECT_EQ(OwnerErrorOf(owner), "0") << owner;
+}
+
+TEST(CheckOwner, TheUserOfTheProcessIsTrusted)
+{
+    EXPECT_EQ(OwnerErrorOf("S-1-5-21-1-2-3-500"), "0");
+}
+
+TEST(CheckOwner, NobodyElseIs)
+{
+    for (const char* owner : {"S-1-5-21-1-2-3-1001", "S-1-5-32-545", "S-1-5-11", "S-1-1-0", "S-1-3-0",
+                              "S-1-12-1-5-6-7-8", "S-1-5-32", "S-1-5", "S-1-5-32-544-1", "S-1-2-18"})
+        EXPECT_EQ(OwnerErrorOf(owner), "1307") << owner;
+}
+
+TEST(CheckOwner, AUserWhoCannotBeToldIsNobody)
+{
+    EXPECT_EQ(OwnerErrorOf("S-1-5-21-1-2-3-500", {.faults = {"OpenProcessToken=5"}}), "1307");
+    EXPECT_EQ(OwnerErrorOf("S-1-5-21-1-2-3-500", {.faults = {"GetTokenInformation=122"}}), "1307");
+}
+
+TEST(CheckOwner, AnOwnerThatCannotBeReadIsTheError)
+{
+    EXPECT_EQ(OwnerErrorOf("S-1-5-18", {.faults = {"GetSecurityInfo=5"}}), "5");
+}
+
+} // namespace
