@@ -163,7 +163,7 @@ TEST(SetPolicyDirectoryAccess, AMissingDirectoryIsMadeWithItsMissingParents)
 TEST(SetPolicyDirectoryAccess, ADirectoryThatCannotBeMadeEndsIt)
 {
     const SimulatedRun run = Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common":
-        {"directory": true, "deniedAccess": 2}}})");
+        {"directory": true, "deniedAccess": 6}}})");
     ExpectRun(run, "0",
               {kFolderLine, ReadLine(kDirectory, 2),
                CallLine("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, 5),
@@ -174,7 +174,7 @@ TEST(SetPolicyDirectoryAccess, ADirectoryThatCannotBeMadeEndsIt)
 TEST(SetPolicyDirectoryAccess, AParentThatCannotBeMadeEndsIt)
 {
     const SimulatedRun run = Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp": {"directory": true,
-        "deniedAccess": 2}, "C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit": {"directory": true}}})");
+        "deniedAccess": 6}, "C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit": {"directory": true}}})");
     ExpectRun(run, "0", {kFolderLine, ReadLine(kDirectory, 3), LogLine("SHCreateDirectoryExW error: 5 ")});
 }
 
@@ -213,7 +213,7 @@ TEST(SetConfigFileAccess, AMissingDirectoryEndsIt)
 TEST(SetConfigFileAccess, AFileThatCannotBeMadeFailsOnlyWhenTheListIsApplied)
 {
     const SimulatedRun run = Replace(
-        kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "deniedAccess": 2}}})");
+        kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "deniedAccess": 6}}})");
     ExpectRun(run, "0",
               Joined(kFolderLine, ReadLine(kFile, 2), MadeSids(), MakeListLine(ListOf(kFile), kInheritance),
                      LogLine("SetNamedSecurityInfo call failed: 2"), FreedSids(4)));
