@@ -81,15 +81,21 @@ class HostileSurroundings(unittest.TestCase):
         with Machine({}) as machine:
             calls = machine.calls(["SetDllDirectoryW", "LoadLibraryA", "LoadLibraryW", "LoadLibraryExA",
                                    "LoadLibraryExW"], "/Setup")
+        kernel = ("LoadLibraryA", "kernel32.dll")
+        texts = [("LoadLibraryA", TOOLKIT + "\\" + TEXT_LIBRARY),
+                 ("LoadLibraryA", r"C:\windows\system32" + "\\" + TEXT_LIBRARY)]
+        # Functions that not every Windows has are looked up for the process, for each of the eight logs, for the policy
+        # directory and for the configuration file.
         self.assertEqual(calls, [
             ("SetDllDirectoryW", ""),
+            *[kernel] * 9,
             ("LoadLibraryW", "bcrypt.dll"),
             ("LoadLibraryW", "bcrypt.dll"),
+            *[kernel] * 2,
             ("LoadLibraryA", TOOLKIT + r"\KELO\stkprobe.dll"),
             ("LoadLibraryA", TOOLKIT + r"\NTRU12\stkprobe.dll"),
-            ("LoadLibraryA", "kernel32.dll"),
-            ("LoadLibraryA", TEXT_LIBRARY),
-            ("LoadLibraryA", TEXT_LIBRARY),
+            kernel,
+            *texts * 2,
         ])
 
     def test_long_command_line(self):
