@@ -45,7 +45,7 @@ counting_image(kelo_counting_test_program kelo_test_program)
 
 # Tests take the images that lie beside them.
 set(COUNTED_TESTS unit_tests scenarios_tests)
-set(BESIDE_IMAGES kelo-rehearse ${COUNTED_TESTS})
+set(BESIDE_IMAGES kelo-rehearse ending_program ${COUNTED_TESTS})
 list(TRANSFORM BESIDE_IMAGES REPLACE "(.+)" "$<TARGET_FILE:\\1>" OUTPUT_VARIABLE files_beside_images)
 add_custom_target(coverage_tests ALL
     COMMAND ${CMAKE_COMMAND} -E copy_if_different ${files_beside_images} ${COVERAGE_FOLDER} VERBATIM)

@@ -13,6 +13,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include <unistd.h>
+
 namespace
 {
 
@@ -392,7 +394,7 @@ class ScratchFile
 public:
     explicit ScratchFile(const std::string& text)
         : m_path((std::filesystem::path(testing::TempDir()) /
-                  (std::string(testing::UnitTest::GetInstance()->current_test_info()->name()) + ".json"))
+                  (testing::UnitTest::GetInstance()->current_test_info()->name() + std::to_string(getpid()) + ".json"))
                      .string())
     {
         std::ofstream(m_path) << text;
