@@ -111,7 +111,9 @@ bool MakeFolder(PinnedPath& pins, const std::string& folder)
     if (error != ERROR_SUCCESS)
         return false;
     const int created = SHCreateDirectoryExA(nullptr, folder.c_str(), nullptr);
-    return created == ERROR_SUCCESS || created == ERROR_ALREADY_EXISTS;
+    if (created == ERROR_ALREADY_EXISTS)
+        return true;
+    return created == ERROR_SUCCESS;
 }
 
 } // namespace

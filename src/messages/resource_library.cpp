@@ -119,6 +119,11 @@ std::string CutBaseName(const char* baseName)
     return std::string(baseName, strnlen(baseName, kLongestBaseName));
 }
 
+HMODULE LoadFrom(const std::string& folder, const std::string& name)
+{
+    return folder.empty() ? nullptr : LoadLibraryA((folder + name).c_str());
+}
+
 // A name without a folder is looked for beside the program and in the system folder, not in the other places of
 // Windows' search order: some of them, in PATH, users may write to.
 HMODULE Load(const std::string& baseName, const std::string& suffix)
@@ -126,21 +131,23 @@ HMODULE Load(const std::string& baseName, const std::string& suffix)
     const std::string name = baseName + "_" + suffix + ".dll";
     if (name.find('\\') != std::string::npos)
         return LoadLibraryA(name.c_str());
-    for (const std::string& folder : {OwnFolder(), SystemFolder()})
-    {
-        if (folder.empty())
-            continue;
-        if (const HMODULE library = LoadLibraryA((folder + name).c_str()))
-            return library;
-    }
-    return nullptr;
+    if (const HMODULE library = LoadFrom(OwnFolder(), name))
+        return library;
+    return LoadFrom(SystemFolder(), name);
+}
+
+std::optional<std::string> BaseName(const char* baseName)
+{
+    if (baseName == nullptr)
+        return OwnBaseName();
+    return CutBaseName(baseName);
 }
 
 } // namespace
 
 HMODULE LoadResourceLibrary(const char* baseName)
 {
-    const auto base = baseName != nullptr ? CutBaseName(baseName) : OwnBaseName();
+    const auto base = BaseName(baseName);
     if (!base)
         return nullptr;
     const auto suffix = LanguageSuffix(GetUiLanguage());
@@ -148,5 +155,7 @@ HMODULE LoadResourceLibrary(const char* baseName)
         return nullptr;
     if (const HMODULE library = Load(*base, *suffix))
         return library;
-    return Load(baseName != nullptr ? *base : "Internationalization", kEnglishSuffix);
+    if (baseName != nullptr)
+        return Load(*base, kEnglishSuffix);
+    return Load("Internationalization", kEnglishSuffix);
 }

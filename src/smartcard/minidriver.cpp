@@ -109,7 +109,8 @@ int InstallMiniDriver(const wchar_t* location, bool isInstalled)
 
     if (!CopyBodies(location, {*systemFolder, *windowsFolder}))
         return kNotCopied;
-    if (!CTPMSmartCard::IsWOW64Process() && !RunUntilFailure(kInstallCommands, std::wstring(location) + kDriverFolder))
+    const std::wstring folder = std::wstring(location) + kDriverFolder;
+    if (!CTPMSmartCard::IsWOW64Process() && !RunUntilFailure(kInstallCommands, folder))
         return kCommandFailed;
     WriteLog(g_smartcardLog, "Install SmartCard - mini-Driver installed");
     return 0;

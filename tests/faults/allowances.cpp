@@ -148,6 +148,7 @@ const std::vector<Silence> kSilences = {
     {"a part of a path that cannot be opened or looked at is tried again before it is used",
      {"CreateFileW", "GetFileInformationByHandle"},
      {"policy access"}},
+    {"a directory that is missing is left to the copy to find out", {"CreateFileW"}, {"library copy"}},
     {"a program that cannot be seen is not there", {"GetFileAttributesW"}, {"SRK authorization"}},
     {"a text that cannot be converted is empty", {"WideCharToMultiByte", "MultiByteToWideChar"}},
     {"a version that is asked for twice", {"GetVersionExA"}},

@@ -89,6 +89,7 @@ constexpr TestCall kCalls[] = {
     {"IsFullPath", &FullPathAnswer},
     {"GetServiceBinaryPath", &ServiceBinaryPath},
     {"GetWindowsMajorVersion", [](const CallArguments&) { return ResultText(GetWindowsMajorVersion()); }},
+    {"IsNobodyTrusted", [](const CallArguments&) { return ResultText(IsTrustedOwner(nullptr)); }},
     {"IsServiceRunning", [](const CallArguments& a) { return ResultText(IsServiceRunning(a.Wide(0).c_str())); }},
     {"IsWindowsVersionAtLeast",
      [](const CallArguments& a) {

@@ -296,4 +296,34 @@ TEST(InstallLog, ALineThatTheFileRefusesIsLostAndTheRunGoesOn)
     EXPECT_EQ(run.outcome.standardOutput, "Done!");
 }
 
+// ---- What keeps the path from being made sure of ----
+
+TEST(InstallLog, AFileThatCannotBeMadeSilencesTheFirstLogAlone)
+{
+    // The first log finds no folder and makes three, and the file.
+    const SimulatedRun run = RunProgram(MachineOf("{}"), {"/Commit"}, {.faults = {"CreateFileW#9=5"}});
+    EXPECT_EQ(run.outcome.callCounts.at("_fsopen") > kLogObjects - 1, true);
+    EXPECT_EQ(run.exitCode, 0);
+}
+
+TEST(InstallLog, APathThatCannotBeConvertedDropsTheLine)
+{
+    const SimulatedRun run =
+        CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"}, {.faults = {"MultiByteToWideChar#37=1113"}});
+    EXPECT_EQ(run.result, "false");
+    EXPECT_THAT(run.log, IsEmpty());
+}
+
+TEST(InstallLog, WithoutMemoryALineIsDroppedAndNothingElse)
+{
+    const SimulatedRun whole = CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"});
+    const unsigned pieces = whole.outcome.callCounts.at("operator new");
+    for (unsigned piece = 1; piece <= pieces; ++piece)
+    {
+        const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"},
+                                              {.faults = {"operator new#" + std::to_string(piece) + "=8"}});
+        EXPECT_TRUE(run.log.empty() || run.log == whole.log) << piece;
+    }
+}
+
 } // namespace

@@ -192,6 +192,17 @@ TEST(LoadResourceLibrary, AFolderThatCannotBeToldIsPassedOver)
                     std::string(kToolkitFolder) + "Internationalization_en.dll"));
 }
 
+TEST(LoadResourceLibrary, ASystemFolderThatDoesNotFitIsPassedOver)
+{
+    winsim::Json machine;
+    const std::string folder = "C:\\" + std::string(300, 's');
+    machine["folders"]["system"] = folder;
+    machine["files"][folder] = {{"directory", true}};
+    EXPECT_THAT(PathsTried(Load(winsim::Machine::FromJson(machine))),
+                ElementsAre(std::string(kToolkitFolder) + "Internationalization_en.dll",
+                            std::string(kToolkitFolder) + "Internationalization_en.dll"));
+}
+
 // ---- Other base names ----
 
 TEST(LoadResourceLibrary, WithoutABaseNameItIsTheProgramsOwn)

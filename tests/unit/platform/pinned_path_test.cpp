@@ -218,4 +218,29 @@ TEST(PinnedPath, AFileThatIsThereIsNotMadeAndChecked)
     EXPECT_EQ(Pin(kParentThere, {"Pin", "CreateEmptyFile"}, {.faults = {creation + "=5"}}).result, "2 5 (2)");
 }
 
+TEST(PinnedPath, APartThatLeadsElsewhereByItsNameIsRefused)
+{
+    for (const std::string name : {"Maker", "AMakerWithALongerName"})
+    {
+        winsim::Json machine;
+        machine["files"]["C:\\ProgramData\\" + name + "\\x"] = {{"text", ""}};
+        EXPECT_EQ(CallFunction(winsim::Machine::FromJson(machine), "PinnedPath",
+                               {kFolder, "\\" + name + "\\..\\x", "file", "Pin"})
+                      .result,
+                  "448 (1)");
+    }
+}
+
+TEST(PinnedPath, APathLongerThanAnyThatIsAskedForIsRefused)
+{
+    std::string folder = R"(\\?\C:)";
+    for (int i = 0; i < 6; ++i)
+        folder += "\\" + std::string(200, 'd');
+    winsim::Json machine;
+    machine["files"][folder.substr(4) + "\\Maker"] = {{"directory", true}};
+    EXPECT_EQ(
+        CallFunction(winsim::Machine::FromJson(machine), "PinnedPath", {folder, "\\Maker", "directory", "Pin"}).result,
+        "448 (0)");
+}
+
 } // namespace

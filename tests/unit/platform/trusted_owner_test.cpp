@@ -45,4 +45,9 @@ TEST(CheckOwner, AnOwnerThatCannotBeReadIsTheError)
     EXPECT_EQ(OwnerErrorOf("S-1-5-18", {.faults = {"GetSecurityInfo=5"}}), "5");
 }
 
+TEST(IsTrustedOwner, NoOwnerIsNone)
+{
+    EXPECT_EQ(CallFunction(winsim::Machine::FromJson(winsim::Json::object()), "IsNobodyTrusted").result, "false");
+}
+
 } // namespace

@@ -411,4 +411,14 @@ TEST(ConfigAccess, ALinkIsRefusedWithTheErrorOfTheFirstCall)
     }
 }
 
+TEST(ConfigAccess, AnotherNameAndTheWrongKindAreRefusedToo)
+{
+    ExpectRun(Replace(kFile, R"({"files": {"C:\\Windows\\victim": {"text": "x"},
+        "C:\\ProgramData\\Kelo Systems Corp\\Common\\Kelo_Config.ini": {"hardLinkTo": "C:\\Windows\\victim"}}})"),
+              "0", {kFolderLine, LogLine("GetNamedSecurityInfoW error: 1142 ")});
+    ExpectRun(
+        Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common\\policies": {"text": "x"}}})"),
+        "0", {kFolderLine, LogLine("GetNamedSecurityInfoW error: 267 ")});
+}
+
 } // namespace
