@@ -115,7 +115,6 @@ const Script kLoadEnglish =
                R"(GetLocaleInfoA(1033, 89, 3) = 3 lpLCData:"en")",
                R"(GetModuleFileNameA(null, 260) = 63 lpFilename:)"
                R"("C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KeloCustomAction.exe")",
-               R"(GetSystemDirectoryA(260) = 19 lpBuffer:"C:\\Windows\\system32")",
                R"(LoadLibraryA("C:\\Program Files\\Kelo Systems Corp\\Toolkit\\Internationalization_en.dll") = )"
                R"("library#2")",
            });
