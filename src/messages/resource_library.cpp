@@ -111,7 +111,9 @@ std::string SystemFolder()
 {
     char path[MAX_PATH] = {};
     const UINT length = GetSystemDirectoryA(path, MAX_PATH);
-    return length > 0 && length < MAX_PATH ? std::string(path) + "\\" : std::string();
+    if (length == 0 || length >= MAX_PATH)
+        return {};
+    return std::string(path) + "\\";
 }
 
 std::string CutBaseName(const char* baseName)
@@ -121,7 +123,9 @@ std::string CutBaseName(const char* baseName)
 
 HMODULE LoadFrom(const std::string& folder, const std::string& name)
 {
-    return folder.empty() ? nullptr : LoadLibraryA((folder + name).c_str());
+    if (folder.empty())
+        return nullptr;
+    return LoadLibraryA((folder + name).c_str());
 }
 
 // A name without a folder is looked for beside the program and in the system folder, not in the other places of
