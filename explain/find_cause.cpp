@@ -39,9 +39,13 @@ constexpr std::string_view kUnlikely[] = {
     "printf",
 };
 
+// All the calls by which one log is found, made sure of and opened: whichever fails, that log is silent.
+constexpr char kLogOpening[] = "opening of a log";
+
 bool IsUnlikely(const Cause& cause)
 {
-    return std::find(std::begin(kUnlikely), std::end(kUnlikely), cause.call) != std::end(kUnlikely);
+    return cause.call == kLogOpening ||
+           std::find(std::begin(kUnlikely), std::end(kUnlikely), cause.call) != std::end(kUnlikely);
 }
 
 winsim::Program Image(const char* fileName)
@@ -122,6 +126,16 @@ std::string ErrorOf(const std::string& failure)
     return winsim::IsLibraryFunction(fault.call) || known.name.empty() ? number : number + " " + known.name;
 }
 
+std::string DescribeCause(const Cause& cause)
+{
+    if (cause.call == kLogOpening)
+        return fmt::format("opening log {} of the program fails, for example so:", cause.occurrence);
+    std::string line = fmt::format("{} (call {} of that name) fails with ", cause.call, cause.occurrence);
+    for (const std::string& failure : cause.failures)
+        line += (failure == cause.failures.front() ? "" : " or ") + ErrorOf(failure);
+    return line;
+}
+
 } // namespace
 
 std::string ShowCauses(const report::Style& style, const CauseSearch& search, const std::string& machinePath,
@@ -148,9 +162,7 @@ std::string ShowCauses(const report::Style& style, const CauseSearch& search, co
     for (std::size_t i = 0; i < search.causes.size(); ++i)
     {
         const Cause& cause = search.causes[i];
-        std::string line = fmt::format("{} (call {} of that name) fails with ", cause.call, cause.occurrence);
-        for (const std::string& failure : cause.failures)
-            line += (failure == cause.failures.front() ? "" : " or ") + ErrorOf(failure);
+        const std::string line = DescribeCause(cause);
         shown += fmt::format("  {:>3}  ", i + 1) + report::Wrap(style, line, 7, 7) + "\n       " +
                  report::Wrap(style, CommandFor(cause.failures.front(), machinePath, arguments), 7, 9) + "\n";
     }
@@ -210,10 +222,16 @@ std::size_t CauseFinder::ForEachFailure(const Use& use) const
     const winsim::Outcome baseline = Run(m_machine, m_arguments, options);
     std::map<std::string, unsigned> occurrences;
     std::size_t tried = 0;
-    for (const winsim::CallRecord& record : baseline.calls)
+    unsigned openings = 0;
+    for (std::size_t i = 0; i < baseline.calls.size(); ++i)
     {
-        const Cause call{record.name, ++occurrences[record.name], {}};
-        for (const winsim::Fault& fault : winsim::FailuresOf(call.call, call.occurrence))
+        const std::string& name = baseline.calls[i].name;
+        const unsigned occurrence = ++occurrences[name];
+        // A program opens its logs, one after the other, before its own part begins.
+        const bool isBefore = i < baseline.bodyBegin;
+        openings += isBefore && name == "SHGetFolderPathA" ? 1 : 0;
+        const Cause call = isBefore && openings > 0 ? Cause{kLogOpening, openings, {}} : Cause{name, occurrence, {}};
+        for (const winsim::Fault& fault : winsim::FailuresOf(name, occurrence))
         {
             ++tried;
             use(call, TextOf(fault), LinesWith({TextOf(fault)}));

@@ -9,7 +9,8 @@
 #include <string>
 #include <vector>
 
-// One call of the run whose failure gives a log, with the ways of failing that do.
+// One call of the run whose failure gives a log, with the ways of failing that do. The calls that open one of the
+// program's logs are one: the "opening of a log", numbered in the order of the openings.
 struct Cause
 {
     std::string call;                  // its name
