@@ -277,6 +277,17 @@ DWORD Tell(Call& call, const Security& security, SECURITY_INFORMATION informatio
     return ERROR_SUCCESS;
 }
 
+// Ends a call about the security of an object: `open` finds the object, `act` gives the status of what is done to it.
+template <typename Open, typename Act>
+DWORD EndWith(Call& call, Open open, Act act)
+{
+    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
+    if (const auto fault = call.Fault())
+        return status(*fault);
+    const NamedObject object = open();
+    return status(object.error != ERROR_SUCCESS ? object.error : act(object));
+}
+
 } // namespace
 
 DWORD WINAPI SetEntriesInAclW(ULONG cCountOfExplicitEntries, PEXPLICIT_ACCESS_W pListOfExplicitEntries, PACL OldAcl,
@@ -312,14 +323,12 @@ DWORD WINAPI GetNamedSecurityInfoW(LPCWSTR pObjectName, SE_OBJECT_TYPE ObjectTyp
 {
     Call call{"GetNamedSecurityInfoW"};
     call.In("pObjectName", pObjectName).In("ObjectType", static_cast<int>(ObjectType)).In("SecurityInfo", SecurityInfo);
-    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
-    if (const auto fault = call.Fault())
-        return status(*fault);
-    const NamedObject object = Open(pObjectName, ObjectType, READ_CONTROL);
-    if (object.error != ERROR_SUCCESS)
-        return status(object.error);
-    return status(
-        Tell(call, *object.security, SecurityInfo, {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor}));
+    return EndWith(
+        call, [&] { return Open(pObjectName, ObjectType, READ_CONTROL); },
+        [&](const NamedObject& object) {
+            return Tell(call, *object.security, SecurityInfo,
+                        {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor});
+        });
 }
 
 DWORD WINAPI SetNamedSecurityInfoW(LPWSTR pObjectName, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
@@ -333,13 +342,9 @@ DWORD WINAPI SetNamedSecurityInfoW(LPWSTR pObjectName, SE_OBJECT_TYPE ObjectType
         .In("psidGroup", winsim::NotedSid(psidGroup))
         .In("pDacl", winsim::NotedAcl(pDacl))
         .In("pSacl", winsim::NotedAcl(pSacl));
-    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
-    if (const auto fault = call.Fault())
-        return status(*fault);
-    const NamedObject object = Open(pObjectName, ObjectType, RightsToChange(SecurityInfo));
-    if (object.error != ERROR_SUCCESS)
-        return status(object.error);
-    return status(ChangeSecurity(object, SecurityInfo, psidOwner, pDacl));
+    return EndWith(
+        call, [&] { return Open(pObjectName, ObjectType, RightsToChange(SecurityInfo)); },
+        [&](const NamedObject& object) { return ChangeSecurity(object, SecurityInfo, psidOwner, pDacl); });
 }
 
 DWORD WINAPI GetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
@@ -348,14 +353,12 @@ DWORD WINAPI GetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_
 {
     Call call{"GetSecurityInfo"};
     call.In("handle", handle).In("ObjectType", static_cast<int>(ObjectType)).In("SecurityInfo", SecurityInfo);
-    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
-    if (const auto fault = call.Fault())
-        return status(*fault);
-    const NamedObject object = OpenedWith(READ_CONTROL, handle, ObjectType, "GetSecurityInfo");
-    if (object.error != ERROR_SUCCESS)
-        return status(object.error);
-    return status(
-        Tell(call, *object.security, SecurityInfo, {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor}));
+    return EndWith(
+        call, [&] { return OpenedWith(READ_CONTROL, handle, ObjectType, "GetSecurityInfo"); },
+        [&](const NamedObject& object) {
+            return Tell(call, *object.security, SecurityInfo,
+                        {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor});
+        });
 }
 
 DWORD WINAPI SetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
@@ -369,11 +372,7 @@ DWORD WINAPI SetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_
         .In("psidGroup", winsim::NotedSid(psidGroup))
         .In("pDacl", winsim::NotedAcl(pDacl))
         .In("pSacl", winsim::NotedAcl(pSacl));
-    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
-    if (const auto fault = call.Fault())
-        return status(*fault);
-    const NamedObject object = OpenedWith(RightsToChange(SecurityInfo), handle, ObjectType, "SetSecurityInfo");
-    if (object.error != ERROR_SUCCESS)
-        return status(object.error);
-    return status(ChangeSecurity(object, SecurityInfo, psidOwner, pDacl));
+    return EndWith(
+        call, [&] { return OpenedWith(RightsToChange(SecurityInfo), handle, ObjectType, "SetSecurityInfo"); },
+        [&](const NamedObject& object) { return ChangeSecurity(object, SecurityInfo, psidOwner, pDacl); });
 }
