@@ -2,6 +2,7 @@
 #include "winsim/areas/languages.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace winsim
 {
