@@ -10,15 +10,14 @@
 namespace
 {
 
-// Windows lets an open file be renamed or deleted unless the one who has it open asked for data, and shares neither.
+// Windows keeps a file from being renamed or deleted only for handles with access to data.
 constexpr DWORD kPinningAccess = FILE_READ_DATA | FILE_READ_ATTRIBUTES;
-constexpr DWORD kPinningShare = FILE_SHARE_READ | FILE_SHARE_WRITE;
-constexpr DWORD kPinningFlags = FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS;
 
-UniqueKernelHandle Open(const std::wstring& path, DWORD access, DWORD disposition)
+// A call that fails and names no error must not pass for one that succeeded.
+DWORD ErrorOfFailure()
 {
-    const HANDLE file = CreateFileW(path.c_str(), access, kPinningShare, nullptr, disposition, kPinningFlags, nullptr);
-    return UniqueKernelHandle{file != INVALID_HANDLE_VALUE ? file : nullptr};
+    const DWORD error = GetLastError();
+    return error != ERROR_SUCCESS ? error : ERROR_INVALID_HANDLE;
 }
 
 bool EndsWith(std::wstring_view text, std::wstring_view end)
@@ -72,7 +71,7 @@ DWORD PinnedPath::CreateParents()
         {
             // Somebody may be first: whatever is there then has to pass the check all the same.
             if (!CreateDirectoryW(m_paths[m_pinned.size()].c_str(), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS)
-                return GetLastError();
+                return ErrorOfFailure();
             error = PinNext();
         }
         if (error != ERROR_SUCCESS)
@@ -85,20 +84,17 @@ DWORD PinnedPath::CreateEmptyFile()
 {
     if (m_pinned.size() + 1 != m_paths.size())
         return ERROR_PATH_NOT_FOUND;
-    UniqueKernelHandle file = Open(m_paths.back(), m_access, CREATE_NEW);
-    if (!file)
-        return GetLastError() == ERROR_FILE_EXISTS ? Pin() : GetLastError();
-    return Keep(std::move(file));
+    UniqueKernelHandle file = OpenItself(m_paths.back(), m_access, CREATE_NEW);
+    if (file)
+        return Keep(std::move(file));
+    const DWORD error = ErrorOfFailure();
+    return error == ERROR_FILE_EXISTS ? Pin() : error;
 }
 
 DWORD PinnedPath::PinNext()
 {
-    UniqueKernelHandle file = Open(m_paths[m_pinned.size()], m_access, OPEN_EXISTING);
-    if (file)
-        return Keep(std::move(file));
-    // A call that gives nothing and names no error must not pass for one that opened the part.
-    const DWORD error = GetLastError();
-    return error != ERROR_SUCCESS ? error : ERROR_INVALID_HANDLE;
+    UniqueKernelHandle file = OpenItself(m_paths[m_pinned.size()], m_access);
+    return file ? Keep(std::move(file)) : ErrorOfFailure();
 }
 
 DWORD PinnedPath::Keep(UniqueKernelHandle file)
@@ -115,7 +111,7 @@ DWORD PinnedPath::Check(HANDLE file) const
     const bool isLast = m_pinned.size() + 1 == m_paths.size();
     BY_HANDLE_FILE_INFORMATION information{};
     if (!GetFileInformationByHandle(file, &information))
-        return GetLastError();
+        return ErrorOfFailure();
     if ((information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 ||
         LeadsElsewhere(file, std::wstring_view(path).substr(m_folderLength)))
         return kUntrustedMountPoint;
@@ -138,6 +134,13 @@ bool PinnedPath::LeadsElsewhere(HANDLE file, std::wstring_view below) const
     if (length == 0)
         return false;
     return length >= std::size(path) || !EndsWith({path, length}, below);
+}
+
+UniqueKernelHandle OpenItself(const std::wstring& path, DWORD access, DWORD disposition)
+{
+    const HANDLE file = CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition,
+                                    FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    return UniqueKernelHandle{file != INVALID_HANDLE_VALUE ? file : nullptr};
 }
 
 bool IsMissing(DWORD error)

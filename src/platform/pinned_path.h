@@ -61,6 +61,10 @@ private:
     std::vector<UniqueKernelHandle> m_pinned; // of the first parts
 };
 
+// Opens what has a path (UTF-16), a file or a directory, without following a link (CreateFileW). Others may read and
+// write it, but not rename or delete it if `access` is to data. No handle, with the last error, when that fails.
+UniqueKernelHandle OpenItself(const std::wstring& path, DWORD access, DWORD disposition = OPEN_EXISTING);
+
 // Whether an error of PinnedPath says that a part is missing.
 bool IsMissing(DWORD error);
 

@@ -1,6 +1,7 @@
 // Takes a directory from the user whom it belongs to.
 #include "tss/directory_owner.h"
 
+#include "platform/pinned_path.h"
 #include "platform/trusted_owner.h"
 #include "platform/unique_handle.h"
 #include "tss/unblock_tpm_commands.h"
@@ -10,8 +11,6 @@
 namespace
 {
 
-constexpr char kTakeOwnership[] = "SeTakeOwnershipPrivilege";
-
 // Opens a directory for another owner. The privilege, which needs no right in the directory's list, is on only
 // meanwhile; a process without it may have the right.
 DWORD OpenForNewOwner(const std::wstring& path, UniqueKernelHandle& directory)
@@ -19,13 +18,10 @@ DWORD OpenForNewOwner(const std::wstring& path, UniqueKernelHandle& directory)
     UniqueKernelHandle token;
     const bool isEnabled = OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.Put()) &&
                            SetPrivilege(token.Get(), kTakeOwnership, true);
-    const HANDLE opened =
-        CreateFileW(path.c_str(), WRITE_OWNER, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                    FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    const DWORD error = opened != INVALID_HANDLE_VALUE ? ERROR_SUCCESS : GetLastError();
+    directory = OpenItself(path, WRITE_OWNER);
+    const DWORD error = directory ? ERROR_SUCCESS : GetLastError();
     if (isEnabled)
         SetPrivilege(token.Get(), kTakeOwnership, false);
-    directory.Reset(error == ERROR_SUCCESS ? opened : nullptr);
     return error;
 }
 

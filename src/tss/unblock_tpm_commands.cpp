@@ -18,7 +18,6 @@ namespace
 
 constexpr wchar_t kBlockedListKey[] = L"SOFTWARE\\Microsoft\\Tpm\\BlockedCommands\\List";
 constexpr wchar_t kBlockedListObject[] = L"MACHINE\\SOFTWARE\\Microsoft\\Tpm\\BlockedCommands\\List";
-constexpr char kTakeOwnership[] = "SeTakeOwnershipPrivilege";
 
 // The value that blocks a command is named by the command's ordinal.
 struct BlockedCommand

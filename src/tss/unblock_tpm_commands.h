@@ -20,6 +20,9 @@ bool TakeKeyOwnership(const wchar_t* objectName);
 // became of the value; false when not. Logs nothing.
 bool DeleteRegistryValue(const wchar_t* subkey, const wchar_t* valueName);
 
+// The privilege to become an object's owner whatever its access list says.
+inline constexpr char kTakeOwnership[] = "SeTakeOwnershipPrivilege";
+
 // Enables or disables one privilege (ANSI name) of a token opened with TOKEN_ADJUST_PRIVILEGES. True when the
 // token holds the privilege and it was set (AdjustTokenPrivileges). Logs nothing.
 bool SetPrivilege(HANDLE token, const char* privilegeName, bool enable);

@@ -182,7 +182,7 @@ CASES = {
         onStart={"states": [{"state": "startPending", "checkPoint": 1}, {"afterMs": 900, "state": "running"}]},
         onStop={"states": [{"state": "stopPending", "waitHint": 2000}, {"afterMs": 1200, "state": "stopped"}]}))),
     "a stack that refuses to stop": Case(merged(USABLE, VISTA, kelo_stack(controlsAccepted=0))),
-    # The toolkit's service depends on the other one: Wine does not look whether what a service depends on starts.
+    # The toolkit's service depends on the other one: see wine_limits.py.
     "a stack that does not start again": Case(
         merged(INSTALLED, kelo_stack(), ntru_stack(onStart={"states": [{"state": "startPending"}, {
             "afterMs": 600, "state": "stopped", "exitCode": 1066, "serviceExitCode": 42}]})), ("/TSS_VENDOR=KELO",)),

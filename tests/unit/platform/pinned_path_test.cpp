@@ -216,6 +216,7 @@ TEST(PinnedPath, AFileThatIsThereIsNotMadeAndChecked)
                                                    Pin(kParentThere, {"Pin", "CreateEmptyFile"})));
     EXPECT_EQ(Pin(kParentThere, {"Pin", "CreateEmptyFile"}, {.faults = {creation + "=80"}}).result, "2 2 (2)");
     EXPECT_EQ(Pin(kParentThere, {"Pin", "CreateEmptyFile"}, {.faults = {creation + "=5"}}).result, "2 5 (2)");
+    EXPECT_NE(Pin(kParentThere, {"Pin", "CreateEmptyFile"}, {.faults = {creation + "=0"}}).result, "2 0 (2)");
 }
 
 TEST(PinnedPath, APartThatLeadsElsewhereByItsNameIsRefused)
