@@ -94,7 +94,9 @@ DWORD PinnedPath::CreateEmptyFile()
 DWORD PinnedPath::PinNext()
 {
     UniqueKernelHandle file = OpenItself(m_paths[m_pinned.size()], m_access);
-    return file ? Keep(std::move(file)) : ErrorOfFailure();
+    if (file)
+        return Keep(std::move(file));
+    return ErrorOfFailure();
 }
 
 DWORD PinnedPath::Keep(UniqueKernelHandle file)

@@ -15,7 +15,6 @@ namespace
 
 constexpr char kEntryPoint[] = "SRK_Auth_Change";
 constexpr std::uint64_t kForEverMs = std::uint64_t{20} * 60 * 1000;
-constexpr std::size_t kLongestLine = 511;
 
 // libFuzzer reads these beside the counters of what is linked with it.
 constexpr std::size_t kMostCounters = std::size_t{1} << 16;

@@ -8,6 +8,9 @@
 #include <string_view>
 #include <vector>
 
+// The characters of the longest line, with its newline.
+constexpr std::size_t kLongestLine = 511;
+
 // The lines of an input, without their ends, as texts that a machine can hold: UTF-8 (with lone surrogates), without
 // zeros.
 std::vector<std::string> LinesOf(const std::uint8_t* data, std::size_t size);

@@ -68,6 +68,17 @@ TEST(Vsnprintf, FailsAtUtf16ThatTheLocaleLacks)
 {
     EXPECT_EQ(InFull("a %S z", L"\x4E00"), "-1:a ");
     EXPECT_EQ(Formatted(2, "a %S z", L"\x4E00"), "-1:a " + std::string(kRoom - 2, '.'));
+    EXPECT_EQ(InFull("[%.2S]", L"bc\x4E00z"), "4:[bc]");
+}
+
+TEST(Vsnprintf, WritesUtf16UpToWhatTheLocaleLacks)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine writes all of a text or nothing";
+    EXPECT_EQ(InFull("a %S z", L"bc\x4E00z"), "-1:a bc");
+    EXPECT_EQ(Formatted(3, "a %S z", L"bc\x4E00z"), "-1:a b" + std::string(kRoom - 3, '.'));
+    EXPECT_EQ(InFull("[%6S", L"bc\x4E00z"), "-1:[  bc");
+    EXPECT_EQ(InFull("[%-6S", L"bc\x4E00z"), "-1:[bc");
 }
 
 TEST(Vsnprintf, EndsATextThatLeavesRoom)

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -55,24 +54,28 @@ std::string FormatOne(const std::string& format, Value value)
     return text;
 }
 
-// UTF-16 in the "C" locale that a program starts in: only the first 256 characters can be written.
-std::optional<std::string> InCLocale(const char16_t* wide)
-{
-    std::string narrow;
-    for (; *wide != u'\0'; ++wide)
-    {
-        if (*wide > 0xFF)
-            return std::nullopt;
-        narrow += static_cast<char>(*wide);
-    }
-    return narrow;
-}
-
 struct Formatted
 {
     std::string text;
     bool isWhole = true; // false when the text ends before a character that cannot be written
 };
+
+// UTF-16 in the "C" locale that a program starts in, where only the first 256 characters can be written. `placeholder`
+// is that of the text without its conversion: "%-8.3".
+Formatted FormatInCLocale(const std::string& placeholder, std::u16string_view wide)
+{
+    // Every unit takes one place, whether it can be written or not.
+    std::string text = FormatOne(placeholder + "s", std::string(wide.size(), 'x').c_str());
+    const std::size_t begin = std::min(text.find('x'), text.size());
+    const std::size_t length = static_cast<std::size_t>(std::count(text.begin(), text.end(), 'x'));
+    for (std::size_t i = 0; i < length; ++i)
+    {
+        if (wide[i] > 0xFF)
+            return {text.substr(0, begin + i), false};
+        text[begin + i] = static_cast<char>(wide[i]);
+    }
+    return {text, true};
+}
 
 // Formats by the rules of Windows' runtime, where %S in narrow text stands for UTF-16 text.
 Formatted Format(const char* format, va_list arguments)
@@ -107,11 +110,9 @@ Formatted Format(const char* format, va_list arguments)
             [[fallthrough]];
         case 'S': {
             const char16_t* wide = va_arg(left, const char16_t*);
-            const auto narrow = InCLocale(wide != nullptr ? wide : u"(null)");
-            if (narrow)
-                text += FormatOne(placeholder.text + "s", narrow->c_str());
-            else
-                formatted.isWhole = false;
+            const Formatted narrow = FormatInCLocale(placeholder.text, wide != nullptr ? wide : u"(null)");
+            text += narrow.text;
+            formatted.isWhole = narrow.isWhole;
             break;
         }
         case 'd':

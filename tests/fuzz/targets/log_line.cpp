@@ -151,22 +151,29 @@ std::string Filled(const std::string& placeholder, std::string text)
     return text;
 }
 
-// UTF-16 text is written in the "C" locale, unit by unit; one unit that it lacks, and the message is not written.
-bool IsWritable(const std::string& utf8)
+// UTF-16 text in a placeholder. It is written in the "C" locale, unit by unit: nothing comes after a unit that this
+// lacks.
+std::string FilledWide(const std::string& placeholder, const std::string& utf8, bool& isWhole)
 {
+    constexpr char kUnwritable = '\1';
     const std::u16string units = winsim::Utf16(utf8);
-    return std::all_of(units.begin(), units.end(), [](char16_t unit) { return unit <= 0xFF; });
+    std::string narrow;
+    std::string marks;
+    for (const char16_t unit : units)
+    {
+        narrow += static_cast<char>(unit);
+        marks += unit <= 0xFF ? ' ' : kUnwritable;
+    }
+    const std::size_t end = Filled(placeholder, marks).find(kUnwritable);
+    isWhole = end == std::string::npos;
+    return Filled(placeholder, narrow).substr(0, end);
 }
 
-std::string Narrowed(const std::string& utf8)
-{
-    const std::u16string units = winsim::Utf16(utf8);
-    return {units.begin(), units.end()};
-}
-
-std::string Message(const std::vector<Piece>& pieces, const std::vector<std::string>& arguments)
+// A message ends before what cannot be written, and then is left out unless it fills the line that far.
+std::string Message(const std::vector<Piece>& pieces, const std::vector<std::string>& arguments, std::size_t room)
 {
     std::string message;
+    bool isWhole = true;
     std::size_t next = 0;
     for (const Piece& piece : pieces)
     {
@@ -178,10 +185,8 @@ std::string Message(const std::vector<Piece>& pieces, const std::vector<std::str
         const std::string& argument = arguments[next++];
         if (piece.conversion == 's')
             message += Filled(piece.text, argument);
-        else if (piece.conversion == 'S' && !IsWritable(argument))
-            return {};
         else if (piece.conversion == 'S')
-            message += Filled(piece.text, Narrowed(argument));
+            message += FilledWide(piece.text, argument, isWhole);
         else
         {
             char number[1100];
@@ -189,6 +194,8 @@ std::string Message(const std::vector<Piece>& pieces, const std::vector<std::str
                           static_cast<int>(std::stoll(argument)));
             message += number;
         }
+        if (!isWhole)
+            return message.size() >= room ? message : std::string();
     }
     return message;
 }
@@ -223,7 +230,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<std::string> call{std::to_string(settings.indent), FormatOf(pieces)};
     call.insert(call.end(), arguments.begin(), arguments.end());
     const FuzzedRun run = CallFunction(MachineWith(settings), "WriteFormat", call);
-    const std::string line = LogLine(Header(settings), Message(pieces, arguments));
+    const std::string header = Header(settings);
+    const std::size_t room = kLongestLine - std::min(header.size(), kLongestLine);
+    const std::string line = LogLine(header, Message(pieces, arguments, room));
     ExpectSame("line", {winsim::Utf8(Page().ToUtf16(line))}, run.lines);
     return 0;
 }
