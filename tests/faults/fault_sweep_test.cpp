@@ -1,4 +1,5 @@
 // Runs every case again and again with one failure more each time, and with two.
+#include "tests/faults/extent.h"
 #include "tests/faults/isolated.h"
 #include "tests/faults/oracle.h"
 #include "winsim/core/fault_table.h"
@@ -9,7 +10,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <random>
 #include <set>
@@ -22,17 +22,21 @@ using winsim::Fault;
 
 constexpr unsigned kLimitSeconds = 60;
 constexpr std::size_t kMostComplaints = 20;
-constexpr std::size_t kSampledPairs = 300; // of each case
-constexpr std::size_t kBriefPairs = 20;
-constexpr std::size_t kDeepPairs = 6000;
 constexpr unsigned kMostRepeats = 24; // of one call, in one step
 constexpr unsigned kSeed = 20130507;
 
-// How much is tried: KELO_FAULTS says "brief" (where every run takes long) or "deep" (for those who have the time).
-bool IsExtent(std::string_view extent)
+// How many pairs of failures from anywhere are tried of each case.
+std::size_t SampledPairsIn(Extent extent)
 {
-    const char* const asked = std::getenv("KELO_FAULTS");
-    return asked != nullptr && asked == extent;
+    switch (extent)
+    {
+    case Extent::Brief:
+        return 20;
+    case Extent::Deep:
+        return 6000;
+    default:
+        return 300;
+    }
 }
 
 // The call at a place of a run, by its name and occurrence, with every failure that it can have.
@@ -222,7 +226,7 @@ TEST_P(FaultSweep, EveryCallFailsOnce)
     Report(RunIsolated(
         [&](Progress& progress) {
             Sweep sweep{GetParam(), progress};
-            IsExtent("brief") ? sweep.OneWayEach() : sweep.Singles();
+            AskedExtent() == Extent::Brief ? sweep.OneWayEach() : sweep.Singles();
             Tell(sweep, "with one failure");
         },
         kLimitSeconds));
@@ -245,9 +249,9 @@ TEST_P(FaultSweep, TwoCallsFail)
         [&](Progress& progress) {
             Sweep sweep{GetParam(), progress};
             std::mt19937 random{kSeed};
-            if (IsExtent("deep"))
+            if (AskedExtent() == Extent::Deep)
                 sweep.PairsWithinSteps(random);
-            sweep.SampledPairs(random, IsExtent("brief") ? kBriefPairs : IsExtent("deep") ? kDeepPairs : kSampledPairs);
+            sweep.SampledPairs(random, SampledPairsIn(AskedExtent()));
             Tell(sweep, "with two failures");
         },
         kLimitSeconds));

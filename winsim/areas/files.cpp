@@ -199,6 +199,7 @@ Json Files::ToJson() const
 std::string Files::Normalize(const std::string& path)
 {
     std::string normal;
+    normal.reserve(path.size());
     for (const char c : std::string_view(path).substr(path.starts_with(kLiteralPrefix) ? kLiteralPrefix.size() : 0))
     {
         const char turned = c == '/' ? '\\' : c;
@@ -220,7 +221,11 @@ std::string Files::ParentOf(const std::string& path)
 
 const File* Files::Find(const std::string& path) const
 {
-    const std::string key = FoldCase(Normalize(path));
+    return FindByKey(FoldCase(Normalize(path)));
+}
+
+const File* Files::FindByKey(std::string_view key) const
+{
     if (const auto file = m_files.find(key); file != m_files.end())
         return &file->second;
     const auto name = m_names.find(key);
@@ -236,25 +241,34 @@ Resolution Files::Resolve(const std::string& path, LastLink last,
                           const std::function<bool(const File&)>& mayFollow) const
 {
     std::string whole = Normalize(path);
-    int followed = 0;
-    for (std::size_t end = whole.find('\\'); end != std::string::npos;)
+    for (int followed = 0; followed <= kMostLinks; ++followed)
     {
-        end = std::min(whole.find('\\', end + 1), whole.size());
-        const bool isLast = end == whole.size();
-        const File* file = isLast && last == LastLink::Keep ? nullptr : Find(whole.substr(0, end));
-        if (file != nullptr && file->IsLink())
-        {
-            if (file->isDirectory && mayFollow && !mayFollow(*file))
-                return {whole, ERROR_UNTRUSTED_MOUNT_POINT};
-            if (++followed > kMostLinks)
-                return {whole, ERROR_CANT_RESOLVE_FILENAME};
-            whole = file->link + whole.substr(end);
-            end = whole.find('\\');
-        }
-        else if (isLast)
-            break;
+        const auto [link, end] = FirstLinkOn(whole, last);
+        if (link == nullptr)
+            return {whole};
+        if (link->isDirectory && mayFollow && !mayFollow(*link))
+            return {whole, ERROR_UNTRUSTED_MOUNT_POINT};
+        whole = link->link + whole.substr(end);
     }
-    return {whole};
+    return {whole, ERROR_CANT_RESOLVE_FILENAME};
+}
+
+std::pair<const File*, std::size_t> Files::FirstLinkOn(const std::string& path, LastLink last) const
+{
+    const std::string key = FoldCase(path);
+    // A folded name may be longer, but it has the same steps.
+    std::size_t keyEnd = key.find('\\');
+    for (std::size_t end = path.find('\\'); end < path.size();)
+    {
+        end = std::min(path.find('\\', end + 1), path.size());
+        keyEnd = std::min(key.find('\\', keyEnd + 1), key.size());
+        if (end == path.size() && last == LastLink::Keep)
+            break;
+        const File* file = FindByKey(std::string_view(key).substr(0, keyEnd));
+        if (file != nullptr && file->IsLink())
+            return {file, end};
+    }
+    return {nullptr, path.size()};
 }
 
 bool Files::IsDirectory(const std::string& path) const

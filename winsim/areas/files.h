@@ -11,6 +11,8 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace winsim
@@ -128,12 +130,16 @@ private:
         bool operator==(const Name&) const = default;
     };
 
+    const File* FindByKey(std::string_view key) const;
+    // The first link among a path's directories and, if it is to be followed, its file, and the length of the link's
+    // own path.
+    std::pair<const File*, std::size_t> FirstLinkOn(const std::string& path, LastLink last) const;
     void LoadNames(const Reader& reader, const std::map<std::string, std::string>& names);
     // The name that a file goes by now that it has lost its first.
     void GoByAnotherName(const std::string& key);
 
-    std::map<std::string, File> m_files; // by folded path
-    std::map<std::string, Name> m_names; // by folded path
+    std::map<std::string, File, std::less<>> m_files; // by folded path
+    std::map<std::string, Name, std::less<>> m_names; // by folded path
     std::uint64_t m_lastIdentity = 0;
 };
 

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 
 namespace winsim
 {
@@ -19,6 +20,7 @@ namespace
 struct Area
 {
     const char* key;
+    void (*clear)(Machine&);
     void (*load)(Machine&, const Reader&);
     Json (*save)(const Machine&);
     bool (*isSame)(const Machine&, const Machine&);
@@ -27,13 +29,15 @@ struct Area
 template <auto Member>
 constexpr Area MakeArea(const char* key)
 {
-    return {key, [](Machine& machine, const Reader& reader) { (machine.*Member).Load(reader); },
+    return {key, [](Machine& machine) { machine.*Member = {}; },
+            [](Machine& machine, const Reader& reader) { (machine.*Member).Load(reader); },
             [](const Machine& machine) { return (machine.*Member).ToJson(); },
             [](const Machine& one, const Machine& other) { return one.*Member == other.*Member; }};
 }
 
 constexpr Area kAreas[] = {
-    {"title", [](Machine& machine, const Reader& reader) { machine.title = reader.Text(); },
+    {"title", [](Machine& machine) { machine.title.clear(); },
+     [](Machine& machine, const Reader& reader) { machine.title = reader.Text(); },
      [](const Machine& machine) { return Json(machine.title); },
      [](const Machine& one, const Machine& other) { return one.title == other.title; }},
     MakeArea<&Machine::windows>("windows"),
@@ -43,7 +47,8 @@ constexpr Area kAreas[] = {
     MakeArea<&Machine::environment>("environment"),
     MakeArea<&Machine::registry>("registry"),
     MakeArea<&Machine::files>("files"),
-    {"libraries", [](Machine& machine, const Reader& reader) { machine.files.LoadLibraries(reader); },
+    {"libraries", [](Machine&) {}, // they go with their files
+     [](Machine& machine, const Reader& reader) { machine.files.LoadLibraries(reader); },
      [](const Machine& machine) { return machine.files.LibrariesToJson(); },
      [](const Machine& one, const Machine& other) { return one.files == other.files; }},
     MakeArea<&Machine::pendingMoves>("pendingMoves"),
@@ -124,10 +129,12 @@ void DisableMissingPrivileges(const Json& description, Json& whole)
 // What every machine has. A description can change it but not take it away.
 constexpr const char* kFixedAreas[] = {"windows", "clock", "process"};
 
-void RequireFixed(const Json& whole)
+void RequireFixed(const Json& whole, const std::set<std::string>& areas)
 {
     for (const std::string area : kFixedAreas)
     {
+        if (!areas.contains(area))
+            continue;
         if (!whole.contains(area))
             throw DescriptionError(area + ": cannot be taken away");
         for (const auto& [name, value] : PlainWindows()[area].items())
@@ -168,15 +175,55 @@ void ListOwnProcess(Machine& machine)
         machine.processes.Add({machine.process.processId, path.substr(path.rfind('\\') + 1)});
 }
 
-Machine FromWhole(const Json& whole)
+std::set<std::string> AllAreas()
 {
-    RequireFixed(whole);
-    Machine machine;
+    std::set<std::string> areas;
+    for (const Area& area : kAreas)
+        areas.insert(area.key);
+    return areas;
+}
+
+// The areas that a description changes. Libraries and their files are the same things.
+std::set<std::string> AreasIn(const Json& description)
+{
+    std::set<std::string> areas;
+    for (const auto& [name, value] : description.items())
+        areas.insert(name);
+    if (areas.contains("files") || areas.contains("libraries"))
+        areas.insert({"files", "libraries"});
+    return areas;
+}
+
+// Reads areas anew.
+void Load(const Json& whole, const std::set<std::string>& areas, Machine& machine)
+{
+    RequireFixed(whole, areas);
     ObjectReader object{Reader{whole, ""}};
     for (const Area& area : kAreas)
+    {
+        if (areas.contains(area.key))
+            area.clear(machine);
         object.With(area.key, [&](const Reader& reader) { area.load(machine, reader); });
+    }
     object.Done();
     ListOwnProcess(machine);
+}
+
+Json Save(const Machine& machine, const std::set<std::string>& areas)
+{
+    Json json = Json::object();
+    for (const Area& area : kAreas)
+    {
+        if (areas.contains(area.key))
+            json[area.key] = area.save(machine);
+    }
+    return json;
+}
+
+Machine FromWhole(const Json& whole)
+{
+    Machine machine;
+    Load(whole, AllAreas(), machine);
     return machine;
 }
 
@@ -289,14 +336,6 @@ DescribedFile DescribedIn(const std::filesystem::path& path, int filesLeft)
     });
 }
 
-Json SaveAll(const Machine& machine)
-{
-    Json json = Json::object();
-    for (const Area& area : kAreas)
-        json[area.key] = area.save(machine);
-    return json;
-}
-
 // The items of an area: the members of an object, the values of a registry key, the elements of a list.
 std::map<std::string, Json> ItemsOf(const std::string& area, const Json& json)
 {
@@ -340,16 +379,19 @@ Machine Machine::FromFile(const std::string& path)
 
 Json Machine::ToJson() const
 {
-    Json json = SaveAll(*this);
+    Json json = Save(*this, AllAreas());
     TakeAwayMissing(PlainWindows(), json);
     return json;
 }
 
 Machine Machine::With(const Json& effects) const
 {
-    Json whole = SaveAll(*this);
+    const std::set<std::string> areas = AreasIn(effects);
+    Json whole = Save(*this, areas);
     Merge(effects, whole, VainNull::IsFine);
-    return FromWhole(whole);
+    Machine changed = *this;
+    Load(whole, areas, changed);
+    return changed;
 }
 
 void Machine::Advance(std::uint64_t ms)

@@ -3,6 +3,7 @@
 
 #include "winsim/core/best_fits.h"
 
+#include <algorithm>
 #include <cwctype>
 #include <iconv.h>
 #include <locale.h>
@@ -175,6 +176,16 @@ bool HasDoubleBytes(unsigned number)
     return number == 932 || number == 936 || number == 949 || number == 950;
 }
 
+bool IsAscii(std::string_view utf8)
+{
+    return std::ranges::all_of(utf8, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+char FoldAscii(char c)
+{
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 0x20) : c;
+}
+
 } // namespace
 
 std::string Utf8(std::u16string_view text)
@@ -343,14 +354,11 @@ char16_t FoldCase(char16_t unit)
 
 std::string FoldCase(std::string_view utf8)
 {
-    bool isAscii = true;
-    for (const char c : utf8)
-        isAscii = isAscii && static_cast<unsigned char>(c) < 0x80;
-    if (isAscii)
+    if (IsAscii(utf8))
     {
         std::string folded(utf8);
         for (char& c : folded)
-            c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 0x20) : c;
+            c = FoldAscii(c);
         return folded;
     }
     std::u16string units = Utf16(utf8);
@@ -361,6 +369,9 @@ std::string FoldCase(std::string_view utf8)
 
 bool SameName(std::string_view left, std::string_view right)
 {
+    // Most names are ASCII, and many are compared.
+    if (IsAscii(left) && IsAscii(right))
+        return std::ranges::equal(left, right, {}, &FoldAscii, &FoldAscii);
     return FoldCase(left) == FoldCase(right);
 }
 
