@@ -85,6 +85,7 @@ struct Step
     std::vector<const char*> dueAfter = {}; // beginnings of lines: after one of them the step has to follow
     std::vector<const char*> operations = {}; // beginnings of its operations' names, as some lines have them
     const char* untold = "";                  // what the log does not tell of it
+    bool decides = false;                     // the action's result is its, and stands in no line
 };
 
 // The steps of an action in their order.

@@ -103,7 +103,8 @@ std::vector<Step> CommitSteps()
          .doing = "Records the Microsoft provider that the toolkit's pass-through CSP uses.",
          .call = "RegOpenKeyExA",
          .untold = "Nothing of this step is logged. It decides the exit code: look at the value PassthroughCSP in "
-                   "HKLM\\SOFTWARE\\Kelo Systems Corp.\\Keystead CSP Persistent\\CAPI, or at the installer's own log."},
+                   "HKLM\\SOFTWARE\\Kelo Systems Corp.\\Keystead CSP Persistent\\CAPI, or at the installer's own log.",
+         .decides = true},
         {.name = "end", .doing = "The program ends.", .lines = {kEndLine.data()}},
     };
 }

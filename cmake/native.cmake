@@ -144,7 +144,7 @@ native_tests(unit)
 target_compile_options(unit_tests PRIVATE -O0)
 native_tests(scenarios)
 native_tests(faults)
-target_link_libraries(faults_tests PRIVATE catalogue)
+target_link_libraries(faults_tests PRIVATE report)
 target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
 
 native_tests(explain)
@@ -165,6 +165,11 @@ include(cmake/bench.cmake)
 add_test(NAME unit.machine_schema
     COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/machine_schema_test.py ${PROJECT_SOURCE_DIR})
 set_tests_properties(unit.machine_schema PROPERTIES LABELS unit)
+
+# What kelo-rehearse shows.
+add_test(NAME unit.reports
+    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/rehearse/reports_test.py ${PROJECT_SOURCE_DIR})
+set_tests_properties(unit.reports PROPERTIES LABELS unit)
 
 # The command lines that help texts and documents show.
 add_test(NAME unit.commands

@@ -67,6 +67,6 @@ endfunction()
 
 watched_tests(unit 2)
 watched_tests(scenarios 1)
-watched_tests(faults 6 catalogue)
+watched_tests(faults 6 $<TARGET_FILE:report> $<TARGET_FILE:catalogue>)
 add_custom_target(sanitizers_tests ALL
     DEPENDS watched_unit_tests watched_scenarios_tests watched_faults_tests)

@@ -35,14 +35,31 @@ void Save(const winsim::Machine& machine, const std::string& path)
         throw std::runtime_error(path + ": cannot be written");
 }
 
+// Shows a run that was made elsewhere.
+int Show(const Options& options, const winsim::Machine& machine)
+{
+    try
+    {
+        std::ifstream file(options.seenPath);
+        const auto seen = winsim::Json::parse(file);
+        std::cout << TextReportOf(seen, options, report::Style::OfStandardOutput(), machine);
+        return ExitStatusOf(seen);
+    }
+    catch (const winsim::Json::exception& error)
+    {
+        throw std::runtime_error(options.seenPath + ": " + error.what());
+    }
+}
+
 int Rehearse(const Options& options)
 {
     const winsim::Machine machine = winsim::Machine::FromFile(options.machinePath);
+    if (!options.seenPath.empty())
+        return Show(options, machine);
     winsim::RunOptions run;
     run.arguments = options.arguments;
     run.faults = options.faults;
     run.meanwhile = options.meanwhile;
-    run.recordCalls = options.isJson || options.trace != Trace::None || !options.htmlPath.empty();
     run.foldRepeats = true;
     const winsim::Outcome outcome = Run(options, machine, run);
 
@@ -54,7 +71,7 @@ int Rehearse(const Options& options)
         std::cout << JsonReport(options, machine, outcome).dump(2, ' ', false, winsim::Json::error_handler_t::replace)
                   << "\n";
     else
-        std::cout << TextReport(options, machine, outcome);
+        std::cout << TextReport(options, report::Style::OfStandardOutput(), machine, outcome);
     return ExitStatusOf(outcome);
 }
 

@@ -78,13 +78,20 @@ ParsedOptions ParseOptions(int argc, char** argv)
     app.add_flag("--json", options.isJson, "Print one JSON object instead of a text; its keys are below");
     app.add_flag(
            "--trace{calls}", trace,
-           "Show every Windows call, with arguments and result; --trace=all shows text conversions and memory too")
+           "Show every Windows call, with arguments and result, between the lines of the log; --trace=all shows those "
+           "that write the log, text conversions and memory too")
         ->check(CLI::IsMember({"calls", "all"}));
+    app.add_flag("--verbose", options.isVerbose,
+                 "Cut nothing short, tell every problem, and what each line of the log means");
     app.add_option("--save", options.savePath, "Write the machine as it is afterwards, ready for the next rehearsal")
         ->type_name("OUT.json");
     app.add_option("--html", options.htmlPath,
                    "Write one page for a browser too: a timeline, the log explained, the calls and what changed")
         ->type_name("OUT.html");
+    app.add_option("--seen", options.seenPath,
+                   "Rehearse nothing: show what another run of the same action left, such as one under Wine; "
+                   "docs/rehearsal.md tells what the file holds")
+        ->type_name("RUN.json");
     app.add_option(
            "--export", options.exportName,
            "Call an exported entry point, as an installer does, instead of running the program; CustomActionData "

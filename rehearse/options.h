@@ -20,9 +20,11 @@ struct Options
     std::vector<std::string> arguments; // for the program, UTF-8
     std::string exportName;             // the exported entry point to call instead of the program; empty for none
     bool isJson = false;
+    bool isVerbose = false;
     Trace trace = Trace::None;
     std::string savePath; // empty for none
     std::string htmlPath; // likewise
+    std::string seenPath; // likewise
     std::vector<winsim::Fault> faults;
     std::vector<winsim::Meanwhile> meanwhile;
 };

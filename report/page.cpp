@@ -65,7 +65,7 @@ Json JsonOf(const Span& span)
     return json;
 }
 
-Json JsonOf(const PageCall& call)
+Json JsonOf(const RunCall& call)
 {
     return {{"t", call.ms},      {"line", call.line},   {"text", call.text},
             {"full", call.full}, {"count", call.count}, {"error", call.isFailure}};

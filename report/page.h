@@ -1,7 +1,7 @@
 // The page of one or more runs, for a browser.
 #pragma once
 
-#include "report/story.h"
+#include "report/calls.h"
 
 #include <string>
 #include <string_view>
@@ -11,22 +11,11 @@
 namespace report
 {
 
-// A Windows call of a rehearsal, or several equal ones in a row.
-struct PageCall
-{
-    std::int64_t ms = 0;  // after the run's beginning
-    std::size_t line = 0; // the index of the log line before it
-    std::string text;     // its name and result
-    std::string full;     // with all parameters
-    std::size_t count = 1;
-    bool isFailure = false;
-};
-
 struct PageRun
 {
     const Story* story = nullptr;
     std::string command;
-    std::vector<PageCall> calls = {};
+    std::vector<RunCall> calls = {};
     std::vector<std::vector<std::string>> changes = {}; // rows of a table
 };
 

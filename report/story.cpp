@@ -23,6 +23,10 @@ using catalogue::Text;
 // A wait that goes on for longer than so many changes of a state has no more to tell.
 constexpr std::size_t kMostPolls = 1000;
 
+constexpr char kWaitingFor[] = "waiting for";
+
+constexpr char kExport[] = "SRK_Auth_Change";
+
 const catalogue::Matcher& TheMatcher()
 {
     static const catalogue::Matcher matcher;
@@ -84,6 +88,9 @@ bool Begins(const std::string& message, const std::vector<const char*>& beginnin
 class Teller
 {
 public:
+    // `known` is null for a run that nobody watched.
+    explicit Teller(const KnownEnd* known) : m_known(known) {}
+
     Story Tell(std::vector<LogLine> lines)
     {
         Fold(std::move(lines));
@@ -198,13 +205,17 @@ private:
             else if (line.values[0] != "0")
                 m_story.options.push_back(line.values[1]);
         }
+        if (m_story.actionSwitch.empty() && m_known != nullptr)
+            m_story.actionSwitch = m_known->actionSwitch;
         m_story.action = catalogue::ActionOf(m_story.actionSwitch);
+        if (m_story.actionSwitch == kExport)
+            m_story.action = Action::Export;
         if (m_story.action || !m_story.actionSwitch.empty())
             return;
         if (HasStep("SRK authorization"))
         {
             m_story.action = Action::Export;
-            m_story.actionSwitch = "SRK_Auth_Change";
+            m_story.actionSwitch = kExport;
         }
         else if (HasStep("stack removal") || Find("Unregister the %S\n") != nullptr ||
                  Find("UnInstallTkService - Enter") != nullptr || Find("UnInstallTkService - completed") != nullptr)
@@ -298,7 +309,7 @@ private:
                 continue;
             const std::string_view format = line.text->format;
             if (line.text->exitCode)
-                m_deciding = i;
+                m_story.deciding = i;
             if (format == "TPM is activated")
                 m_story.stack = m_story.steps[line.step].subject;
             if (format == "Set to default TPM Platform: %s" && !line.values.empty())
@@ -312,10 +323,12 @@ private:
         const bool isRefused = Find("invalid command line arg provided") != nullptr;
         if (isRefused || m_isWithoutAction)
             m_story.hasEnd = true;
-        if (m_deciding && m_story.hasEnd)
-            m_story.exitCode = m_story.lines[*m_deciding].text->exitCode;
+        if (m_story.deciding && m_story.hasEnd)
+            m_story.exitCode = m_story.lines[*m_story.deciding].text->exitCode;
         if (m_story.action == Action::Export)
             m_story.exitCode = 0;
+        if (m_known != nullptr)
+            m_story.exitCode = m_known->exitCode;
         if (m_story.exitCode != 0 && m_story.action == Action::Setup)
             m_story.stack.clear();
     }
@@ -324,10 +337,10 @@ private:
     // without.
     void Soften()
     {
-        if (m_story.action != Action::Setup || m_story.exitCode != 0 || !m_deciding)
+        if (m_story.action != Action::Setup || m_story.exitCode != 0 || !m_story.deciding)
             return;
-        const bool isUsable = m_story.lines[*m_deciding].text->step == std::string_view("probe library");
-        for (std::size_t i = 0; i < *m_deciding; ++i)
+        const bool isUsable = m_story.lines[*m_story.deciding].text->step == std::string_view("probe library");
+        for (std::size_t i = 0; i < *m_story.deciding; ++i)
         {
             StoryLine& line = m_story.lines[i];
             if (line.kind == Kind::Failure && IsOfDetection(m_story.steps[line.step]))
@@ -395,7 +408,7 @@ private:
         {
             if (m_story.steps[line.step].step != &step)
                 continue;
-            isExcused |= line.kind == Kind::Decision || line.kind == Kind::Failure;
+            isExcused |= line.kind == Kind::Decision || (line.text != nullptr && line.text->kind == Kind::Failure);
             std::erase_if(missing, [&](const char* end) { return line.message.starts_with(end); });
         }
         for (const char* end : missing)
@@ -439,8 +452,21 @@ private:
         m_story.steps = std::move(sorted);
     }
 
+    // The end of a run that was watched tells how the step went that decides it.
+    void SetDecidingStep()
+    {
+        for (StoryStep& step : m_story.steps)
+        {
+            if (m_known != nullptr && m_known->exitCode && step.step != nullptr && step.step->decides)
+                step.level = *m_known->exitCode == 0 ? Level::Done : Level::Failed;
+        }
+    }
+
     void SetLevels()
     {
+        SetDecidingStep();
+        if (m_isWithoutAction && !m_story.steps.empty())
+            m_story.steps.front().level = Level::Failed;
         for (const StoryLine& line : m_story.lines)
         {
             Level& level = m_story.steps[line.step].level;
@@ -472,14 +498,22 @@ private:
 
     void SetHeadline()
     {
-        if (m_isWithoutAction)
+        if (m_known != nullptr && !m_known->exitCode)
+            SetWithoutResult();
+        else if (m_known != nullptr && !m_story.hasEnd && !m_story.lines.empty())
+            SetBrokenOff();
+        else if (m_known != nullptr && *m_known->exitCode != DecidedCode().value_or(*m_known->exitCode))
+            Set(Level::Failed, fmt::format("ENDED WITH {}, unlike its log", *m_known->exitCode), DecidingLine());
+        else if (m_known != nullptr && *m_known->exitCode != 0 && !m_story.deciding && !m_isWithoutAction)
+            Set(Level::Failed, fmt::format("FAILED: it ended with {}", *m_known->exitCode), "");
+        else if (m_isWithoutAction)
             Set(Level::Failed, "FAILED: the command line names no action", "the number of words of the command line");
-        else if (!m_story.hasEnd)
+        else if (!m_story.hasEnd && m_known == nullptr)
             SetUnended();
         else if (m_story.action == Action::Export)
             SetExport();
         else if (m_story.exitCode == -1)
-            Set(Level::Failed, "FAILED: " + Lower(m_story.lines[*m_deciding].text->meaning), DecidingLine());
+            Set(Level::Failed, "FAILED: " + Lower(m_story.lines[*m_story.deciding].text->meaning), DecidingLine());
         else if (!m_story.exitCode)
             SetUndecided();
         else
@@ -497,22 +531,28 @@ private:
                     m_story.first = i;
             }
         };
-        if (m_story.exitCode == -1 && m_deciding)
+        if (m_story.exitCode == -1 && DecidedCode() == -1)
             choose([&](const Problem& problem) {
                 return problem.level == Level::Failed && problem.line &&
                        IsOfDetection(m_story.steps[m_story.lines[*problem.line].step]);
             });
-        if (!m_story.hasEnd && !m_story.problems.empty())
+        if (!m_story.hasEnd && !m_story.exitCode && !m_story.problems.empty())
             m_story.first = m_story.problems.size() - 1;
         choose([](const Problem& problem) { return problem.level >= Level::Missing; });
         choose([](const Problem&) { return true; });
     }
 
+    // The result as the log tells it.
+    std::optional<int> DecidedCode() const
+    {
+        return m_story.deciding ? m_story.lines[*m_story.deciding].text->exitCode : std::nullopt;
+    }
+
     std::string DecidingLine() const
     {
-        return m_deciding
-                   ? fmt::format("line {}: {}", m_story.lines[*m_deciding].number, m_story.lines[*m_deciding].message)
-                   : std::string();
+        return m_story.deciding ? fmt::format("line {}: {}", m_story.lines[*m_story.deciding].number,
+                                              m_story.lines[*m_story.deciding].message)
+                                : std::string();
     }
 
     // The first clause of a sentence, to go on with.
@@ -556,8 +596,9 @@ private:
 
     void SetExport()
     {
-        const StoryLine& last = m_story.lines.back();
-        const std::string from = fmt::format("line {}: {}", last.number, last.message);
+        std::string from;
+        if (!m_story.lines.empty())
+            from = fmt::format("line {}: {}", m_story.lines.back().number, m_story.lines.back().message);
         if (Find("SRK and TPM Owner Auth is now OK") != nullptr)
             Set(Level::Done, "SUCCEEDED: the SRK authorization was changed", from);
         else if (Find("SRK and TPM Owner Auth is OK") != nullptr)
@@ -567,8 +608,32 @@ private:
                 "NOT DONE: the SRK authorization was not checked or changed (the call returns 0 all the same)", from);
         else
             Set(Level::Untold, "ENDED IN BETWEEN: the change of the SRK authorization has no result", from);
-        if (m_story.level == Level::Untold)
+        if (m_story.level == Level::Untold && m_known == nullptr)
             m_story.exitCode.reset();
+    }
+
+    // A run that came to a result, and to no last line.
+    void SetBrokenOff()
+    {
+        StoryStep& step = m_story.steps[m_story.lines.back().step];
+        step.level = Level::Failed;
+        const char* const result = *m_known->exitCode == 0 ? "ENDED WITH" : "FAILED: it ended with";
+        Set(Level::Failed,
+            fmt::format("{} {}, and its log stops in the step \"{}\"", result, *m_known->exitCode, step.Name()), "");
+    }
+
+    void SetWithoutResult()
+    {
+        std::string where;
+        if (!m_story.hasEnd)
+            SetUnended();
+        if (!m_story.hasEnd && !m_story.problems.empty())
+        {
+            const std::size_t waited = m_story.headline.find(kWaitingFor);
+            where = waited != std::string::npos ? ", " + m_story.headline.substr(waited)
+                                                : fmt::format(", in the step \"{}\"", m_story.problems.back().step);
+        }
+        Set(Level::Failed, "NO RESULT: " + m_known->noResult + where, m_story.inferredFrom);
     }
 
     void SetUnended()
@@ -591,7 +656,7 @@ private:
             problem.meaning += std::string(" The program was waiting for ") + last->text->waitsFor + ".";
             problem.numbers = NumbersOf(*last);
             problem.causes = last->text->causes;
-            Set(Level::Failed, fmt::format("DID NOT END: it was waiting for {}", last->text->waitsFor), from);
+            Set(Level::Failed, fmt::format("DID NOT END: it was {} {}", kWaitingFor, last->text->waitsFor), from);
         }
         else
         {
@@ -609,7 +674,7 @@ private:
     Story m_story;
     std::size_t m_current = 0;
     std::string m_subject;
-    std::optional<std::size_t> m_deciding;
+    const KnownEnd* m_known;
     bool m_isWithoutAction = false;
 };
 
@@ -711,7 +776,12 @@ const Problem* Story::FirstProblem() const
 
 Story Tell(std::vector<LogLine> lines)
 {
-    return Teller{}.Tell(std::move(lines));
+    return Teller{nullptr}.Tell(std::move(lines));
+}
+
+Story Tell(std::vector<LogLine> lines, const KnownEnd& end)
+{
+    return Teller{&end}.Tell(std::move(lines));
 }
 
 std::vector<Story> TellAll(std::vector<LogLine> lines)

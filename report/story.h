@@ -75,7 +75,8 @@ struct Story
     std::optional<std::int64_t> endMs = {};
     bool hasBegin = false;
     bool hasEnd = false;
-    std::optional<int> exitCode = {}; // as inferred
+    std::optional<int> exitCode = {};         // as inferred, or as known
+    std::optional<std::size_t> deciding = {}; // the index of the line that decides the result
     Level level = Level::Done;
     std::string headline = {};     // "FAILED: no stack is usable and none was asked for"
     std::string inferredFrom = {}; // what the result is inferred from
@@ -90,8 +91,19 @@ struct Story
     std::int64_t DurationMs() const { return beginMs && endMs ? *endMs - *beginMs : 0; }
 };
 
+// What is known of a run that somebody watched.
+struct KnownEnd
+{
+    std::string actionSwitch = {};    // "/Setup", or the export's name
+    std::optional<int> exitCode = {}; // nothing: there is no result
+    std::string noResult = {};        // why there is none
+};
+
 // Tells the story of the lines of one run. Equal lines in a row become one.
 Story Tell(std::vector<LogLine> lines);
+
+// The same of a run whose end is known, whatever its log tells.
+Story Tell(std::vector<LogLine> lines, const KnownEnd& end);
 
 // The runs in a log: each process's lines by its thread, from a begin line to the next. What lies before the first
 // begin line of a thread is a run whose beginning is not in the log. Lines that cannot be read belong to the run of the

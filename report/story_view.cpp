@@ -15,15 +15,6 @@ using catalogue::Kind;
 
 constexpr std::size_t kLabelWidth = 15;
 
-// A labelled paragraph, indented by two. Nothing for an empty text.
-std::string Paragraph(const Style& style, const std::string& label, const std::string& text)
-{
-    if (text.empty())
-        return {};
-    const std::size_t column = kLabelWidth + 2;
-    return "  " + Fit(label, kLabelWidth) + Wrap(style, text, column, column) + "\n";
-}
-
 std::string PlaceOf(const Story& story, const Problem& problem)
 {
     if (!problem.line)
@@ -38,13 +29,13 @@ std::string ShowFirst(const Style& style, const Story& story, const Problem& fir
                               : first.level == Level::Failed  ? "First failure"
                               : first.level == Level::Missing ? "First missing"
                                                               : "First warning";
-    std::string shown = Paragraph(style, title, PlaceOf(story, first));
-    shown += Paragraph(style, "", first.what);
-    shown += Paragraph(style, "Meaning", first.meaning);
+    std::string shown = ShowFact(style, title, PlaceOf(story, first));
+    shown += ShowFact(style, "", first.what);
+    shown += ShowFact(style, "Meaning", first.meaning);
     for (const std::string& number : first.numbers)
-        shown += Paragraph(style, "", number);
-    shown += Paragraph(style, "Usual causes", first.causes);
-    shown += Paragraph(style, "What to do", first.toDo);
+        shown += ShowFact(style, "", number);
+    shown += ShowFact(style, "Usual causes", first.causes);
+    shown += ShowFact(style, "What to do", first.toDo);
     return shown;
 }
 
@@ -69,20 +60,6 @@ std::string RelativeTime(const Story& story, const StoryLine& line)
     return fmt::format("{}{}.{:03}", ms < 0 ? "-" : "+", std::abs(ms) / 1000, std::abs(ms) % 1000);
 }
 
-// The time from a step's first line to what follows its last one.
-std::int64_t TimeOf(const Story& story, const StoryStep& step)
-{
-    std::int64_t time = 0;
-    for (const std::size_t index : step.lines)
-    {
-        const StoryLine& line = story.lines[index];
-        const auto end = index + 1 < story.lines.size() ? story.lines[index + 1].ms : line.last;
-        if (line.ms && end && *end > *line.ms)
-            time += *end - *line.ms;
-    }
-    return time;
-}
-
 std::size_t CountOf(const Story& story, const StoryStep& step)
 {
     std::size_t count = 0;
@@ -104,15 +81,149 @@ std::string RemarkOf(const Story& story, const StoryStep& step)
     return step.level == Level::Untold && !step.note.empty() ? "nothing is logged" : "";
 }
 
+constexpr std::size_t kLevelWidth = 13;
+
+// The lines of a step, and how long they took.
+std::string FiguresOfLines(const Story& story, const StoryStep& step)
+{
+    const std::size_t lines = CountOf(story, step);
+    if (lines == 0)
+        return {};
+    return fmt::format("{:>11}{:>8} {}", DurationOf(TimeOf(story, step)), lines, lines == 1 ? "line" : "lines");
+}
+
+std::string Title(const Style& style, const std::vector<StepFigures>& figures, std::size_t nameWidth)
+{
+    if (figures.empty())
+        return Bold(style, "Steps");
+    return Bold(style,
+                Fit("Steps", 2 + kLevelWidth + nameWidth) + fmt::format("{:>11}{:>8}{:>8}", "time", "calls", "failed"));
+}
+
+// A row of the table without its remark.
+std::string RowOf(const Story& story, std::size_t index, const std::vector<StepFigures>& figures, std::size_t nameWidth)
+{
+    const StoryStep& step = story.steps[index];
+    const std::string name = step.Name() + (step.subject.empty() ? "" : ", " + step.subject);
+    std::string row = Fit(name, nameWidth);
+    if (figures.empty())
+        row += FiguresOfLines(story, step);
+    else if (figures[index].calls != 0 || !step.lines.empty())
+        row += fmt::format("{:>11}{:>8}{:>8}", DurationOf(figures[index].ms), figures[index].calls,
+                           figures[index].failed == 0 ? "-" : std::to_string(figures[index].failed));
+    row.erase(row.find_last_not_of(' ') + 1);
+    return row;
+}
+
+std::string ShowCall(const Style& style, const RunCall& call)
+{
+    const std::string text = call.count > 1 ? fmt::format("{}  ({} times)", call.shown, call.count) : call.shown;
+    const Level level = call.isFault ? Level::Failed : call.isFailure ? Level::Warning : Level::Noise;
+    return fmt::format("{:12}> {}\n", "", Paint(style, level, Wrap(style, text, 14, 16)));
+}
+
+// Writes the lines of a log, step by step, with calls between them.
+class LinesWriter
+{
+public:
+    LinesWriter(const Style& style, const Story& story, bool withMeanings)
+        : m_style(style), m_story(story), m_withMeanings(withMeanings), m_step(story.steps.size())
+    {}
+
+    std::string Write(const std::vector<RunCall>& calls)
+    {
+        auto call = calls.begin();
+        for (; call != calls.end() && call->isBeforeLog; ++call)
+            WriteCall(*call);
+        for (std::size_t i = 0; i < m_story.lines.size(); ++i)
+        {
+            WriteLine(m_story.lines[i]);
+            for (; call != calls.end() && call->line == i; ++call)
+                WriteCall(*call);
+        }
+        return std::move(m_text);
+    }
+
+private:
+    // The heading of a step that is not the one before.
+    void Enter(std::size_t step)
+    {
+        if (step == m_step || step >= m_story.steps.size())
+            return;
+        m_step = step;
+        m_text += "  " + Bold(m_style, "-- " + m_story.steps[step].Name()) + "\n";
+    }
+
+    void WriteCall(const RunCall& call)
+    {
+        Enter(call.step);
+        m_text += ShowCall(m_style, call);
+    }
+
+    void WriteLine(const StoryLine& line)
+    {
+        Enter(line.step);
+        const Level level = LevelOf(line);
+        const std::string text = Wrap(m_style, line.message, 14, 14);
+        m_text += fmt::format("  {:>10}  ", RelativeTime(m_story, line));
+        m_text += level == Level::Done ? text : Paint(m_style, level, text);
+        if (line.count > 1)
+            m_text += fmt::format("\n{:14}{} times in {}", "", line.count,
+                                  line.ms && line.last ? DurationOf(*line.last - *line.ms) : "?");
+        if (line.text == nullptr)
+            m_text += fmt::format("\n{:14}= not a line of the program, or damaged", "");
+        else if (m_withMeanings)
+            m_text += fmt::format("\n{:14}= {}", "", Wrap(m_style, line.text->meaning, 16, 16));
+        m_text += "\n";
+    }
+
+    const Style& m_style;
+    const Story& m_story;
+    bool m_withMeanings;
+    std::size_t m_step;
+    std::string m_text;
+};
+
 } // namespace
+
+std::int64_t TimeOf(const Story& story, const StoryStep& step)
+{
+    std::int64_t time = 0;
+    for (const std::size_t index : step.lines)
+    {
+        const StoryLine& line = story.lines[index];
+        const auto end = index + 1 < story.lines.size() ? story.lines[index + 1].ms : line.last;
+        if (line.ms && end && *end > *line.ms)
+            time += *end - *line.ms;
+    }
+    return time;
+}
+
+std::string ShowFact(const Style& style, const std::string& label, const std::string& text)
+{
+    if (text.empty())
+        return {};
+    const std::size_t column = kLabelWidth + 2;
+    return "  " + Fit(label, kLabelWidth) + Wrap(style, text, column, column) + "\n";
+}
+
+std::string ShowHeadline(const Style& style, const Story& story)
+{
+    return "  " + Paint(style, story.level, Wrap(style, story.headline, 2, 2)) + "\n";
+}
 
 std::string ShowVerdict(const Style& style, const Story& story, std::size_t mostOthers)
 {
-    std::string shown = "  " + Paint(style, story.level, Wrap(style, story.headline, 2, 2)) + "\n";
+    const std::string problems = ShowProblems(style, story, mostOthers, "--all");
+    return ShowHeadline(style, story) + (problems.empty() ? "" : "\n" + problems);
+}
+
+std::string ShowProblems(const Style& style, const Story& story, std::size_t mostOthers, const char* moreOption)
+{
     const Problem* const first = story.FirstProblem();
     if (first == nullptr)
-        return shown;
-    shown += "\n" + ShowFirst(style, story, *first);
+        return {};
+    std::string shown = ShowFirst(style, story, *first);
     std::size_t others = 0;
     std::string list;
     for (const Problem& problem : story.problems)
@@ -124,7 +235,7 @@ std::string ShowVerdict(const Style& style, const Story& story, std::size_t most
         return shown;
     shown += "\n" + Bold(style, "Also") + "\n" + list;
     if (others > mostOthers)
-        shown += fmt::format("  and {} more: --all\n", others - mostOthers);
+        shown += fmt::format("  and {} more: {}\n", others - mostOthers, moreOption);
     return shown;
 }
 
@@ -159,24 +270,23 @@ std::string ShowFacts(const Style& style, const Story& story)
 {
     std::string shown;
     for (const auto& [label, text] : FactsOf(story))
-        shown += Paragraph(style, label, text);
+        shown += ShowFact(style, label, text);
     return shown;
 }
 
-std::string ShowSteps(const Style& style, const Story& story)
+std::string ShowSteps(const Style& style, const Story& story, const std::vector<StepFigures>& figures)
 {
-    std::string shown = Bold(style, "Steps") + "\n";
-    for (const StoryStep& step : story.steps)
+    constexpr std::size_t kFiguresWidth = 27;
+    const std::size_t nameWidth = std::min<std::size_t>(27, style.width - kFiguresWidth - kLevelWidth - 2);
+    std::string shown = Title(style, figures, nameWidth) + "\n";
+    for (std::size_t i = 0; i < story.steps.size(); ++i)
     {
-        const std::string name = step.Name() + (step.subject.empty() ? "" : ", " + step.subject);
-        const std::size_t lines = CountOf(story, step);
-        shown += "  " + Paint(style, step.level, Fit(NameOf(step.level), 13)) + Fit(name, 27);
-        if (lines != 0)
-            shown +=
-                fmt::format("{:>11}{:>8} {}", DurationOf(TimeOf(story, step)), lines, lines == 1 ? "line" : "lines");
-        while (shown.ends_with(' '))
-            shown.pop_back();
-        const std::string remark = RemarkOf(story, step);
+        const StoryStep& step = story.steps[i];
+        shown +=
+            "  " + Paint(style, step.level, Fit(NameOf(step.level), kLevelWidth)) + RowOf(story, i, figures, nameWidth);
+        std::string remark = RemarkOf(story, step);
+        if (step.lines.empty() && step.level != Level::Done && !figures.empty() && figures[i].failed != 0)
+            remark += (remark.empty() ? "" : "; ") + figures[i].lastFailure;
         if (!remark.empty())
             shown += "\n" + std::string(15, ' ') + Wrap(style, remark, 15, 15);
         shown += "\n";
@@ -184,31 +294,10 @@ std::string ShowSteps(const Style& style, const Story& story)
     return shown;
 }
 
-std::string ShowLines(const Style& style, const Story& story, bool withMeanings)
+std::string ShowLines(const Style& style, const Story& story, bool withMeanings, const std::vector<RunCall>& calls)
 {
-    std::string shown = Bold(style, "Log") + "\n";
-    std::size_t step = story.steps.size();
-    for (const StoryLine& line : story.lines)
-    {
-        if (line.step != step)
-        {
-            step = line.step;
-            shown += "  " + Bold(style, "-- " + story.steps[step].Name()) + "\n";
-        }
-        const Level level = LevelOf(line);
-        const std::string text = Wrap(style, line.message, 14, 14);
-        shown += fmt::format("  {:>10}  ", RelativeTime(story, line));
-        shown += level == Level::Done ? text : Paint(style, level, text);
-        if (line.count > 1)
-            shown += fmt::format("\n{:14}{} times in {}", "", line.count,
-                                 line.ms && line.last ? DurationOf(*line.last - *line.ms) : "?");
-        if (line.text == nullptr)
-            shown += fmt::format("\n{:14}= not a line of the program, or damaged", "");
-        else if (withMeanings)
-            shown += fmt::format("\n{:14}= {}", "", Wrap(style, line.text->meaning, 16, 16));
-        shown += "\n";
-    }
-    return shown;
+    const bool isEmpty = story.lines.empty() && calls.empty();
+    return Bold(style, "Log") + (isEmpty ? ": none\n" : "\n") + LinesWriter{style, story, withMeanings}.Write(calls);
 }
 
 } // namespace report

@@ -1,33 +1,16 @@
 // Finds the steps in a run.
 #include "tests/faults/steps.h"
 
-#include "winsim/core/install_log.h"
-
 #include <algorithm>
-#include <map>
 
 namespace
 {
 
 using winsim::CallRecord;
 
-bool IsLineOf(const Step& step, const CallRecord& record)
-{
-    if (record.name != "fputs")
-        return false;
-    const std::string message = winsim::MessageOf(record.in["str"].get<std::string>());
-    return std::any_of(step.lines.begin(), step.lines.end(),
-                       [&](const char* line) { return message.starts_with(line); });
-}
-
-bool Begins(const Step& step, const CallRecord& record)
-{
-    return step.call != nullptr ? record.name == step.call : IsLineOf(step, record);
-}
-
 bool IsSignOf(const Step& step, const CallRecord& record)
 {
-    return step.lines.empty() ? record.name == step.call : IsLineOf(step, record);
+    return step.lines.empty() ? record.name == step.call : report::IsLineOf(step, record);
 }
 
 } // namespace
@@ -40,20 +23,7 @@ const std::vector<Step>& StepsOf(const SweepCase& sweepCase)
 
 std::vector<BegunStep> StepsBegunIn(const SweepCase& sweepCase, const winsim::Outcome& outcome)
 {
-    std::vector<BegunStep> begun;
-    std::size_t next = outcome.bodyBegin;
-    for (const Step& step : StepsOf(sweepCase))
-    {
-        for (std::size_t i = next; i < outcome.bodyEnd; ++i)
-        {
-            if (!Begins(step, outcome.calls[i]))
-                continue;
-            begun.push_back({&step, i});
-            next = i + 1;
-            break;
-        }
-    }
-    return begun;
+    return report::StepsBegunIn(StepsOf(sweepCase), outcome);
 }
 
 std::string StepOutOfOrder(const SweepCase& sweepCase, const winsim::Outcome& outcome)

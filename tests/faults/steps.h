@@ -1,23 +1,17 @@
 // Where in a run each step of its action begins.
 #pragma once
 
-#include "catalogue/catalogue.h"
+#include "report/begun_steps.h"
 #include "tests/faults/sweep_case.h"
 
 #include <string>
 #include <vector>
 
 using catalogue::Step;
+using report::BegunStep;
 
 // The steps of a case's action in their order.
 const std::vector<Step>& StepsOf(const SweepCase& sweepCase);
-
-// A step that was begun, and the record of the run that begins it.
-struct BegunStep
-{
-    const Step* step;
-    std::size_t record;
-};
 
 // The steps that a run began, in their order. Lines count that were to be written, also when that failed.
 std::vector<BegunStep> StepsBegunIn(const SweepCase& sweepCase, const winsim::Outcome& outcome);

@@ -1,0 +1,55 @@
+// The Windows calls of a rehearsal, each at its place in the run's story.
+#pragma once
+
+#include "report/story.h"
+#include "winsim/core/program.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace report
+{
+
+// A Windows call, or several equal ones after one line of the log.
+struct RunCall
+{
+    std::int64_t ms = 0;      // after the run's beginning
+    std::size_t line = 0;     // the index of the log line before it
+    std::size_t step = 0;     // the index of its step
+    bool isBeforeLog = false; // before the first line
+    std::string text;         // its name and result
+    std::string full;         // with all parameters
+    std::string shown;        // the same on one line for people, the error by its name
+    std::size_t count = 1;
+    bool isFailure = false;
+    bool isFault = false; // it failed because that was asked for
+};
+
+// Which calls to tell of. Those that failed because that was asked for are told of always.
+enum class CallChoice
+{
+    OfSteps, // without those that open or write the log, text and memory
+    Own,     // without those that write the log, text and memory
+    All,
+};
+
+// The calls of a rehearsal that `story` tells of.
+std::vector<RunCall> CallsOf(const winsim::Outcome& outcome, const Story& story, CallChoice choice);
+
+// A call and its error in words: "RegCreateKeyExA: error 5 ERROR_ACCESS_DENIED: access denied".
+std::string DescribeFailure(const winsim::CallRecord& record);
+
+// What the calls tell of one step.
+struct StepFigures
+{
+    std::int64_t ms = 0;
+    std::size_t calls = 0; // CallChoice::OfSteps
+    std::size_t failed = 0;
+    std::string lastFailure = {}; // as DescribeFailure has it
+};
+
+// The figures of each step of the story.
+std::vector<StepFigures> FiguresOf(const winsim::Outcome& outcome, const Story& story);
+
+} // namespace report
