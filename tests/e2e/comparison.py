@@ -134,11 +134,15 @@ def _simulated_content(machine, path):
     return json.dumps([content, exports, runs], sort_keys=True)
 
 
+def usual_service(name, state):
+    """What a service is like of which no more is told than its name and its state."""
+    return {"state": state, "controlsAccepted": 1 if state in ("running", "paused") else 0, "type": 0x10,
+            "start": "demand", "errorControl": 1, "binaryPath": "", "loadOrderGroup": "", "dependencies": [],
+            "account": "LocalSystem", "displayName": name, "description": ""}
+
+
 def _simulated_service(name, service):
-    state = service.get("state", "stopped")
-    usual = {"state": state, "controlsAccepted": 1 if state in ("running", "paused") else 0, "type": 0x10,
-             "start": "demand", "errorControl": 1, "binaryPath": "", "loadOrderGroup": "", "dependencies": [],
-             "account": "LocalSystem", "displayName": name, "description": ""}
+    usual = usual_service(name, service.get("state", "stopped"))
     return {field: service.get(field, usual.get(field)) for field in SERVICE_FIELDS}
 
 
@@ -153,24 +157,33 @@ class Snapshot:
     def __init__(self, prefix, states, secured):
         self.prefix = prefix
         self.items = {}
+        self.spelling = {}  # of the items that have names, by their names in small letters
         described_services, processes, registry, security = services.answers(prefix, [
             services.waiting(states), "services", "processes", "\t".join(["registry", *WATCHED_KEYS]),
             "\t".join(["security", *secured])])
         for name, service in described_services.items():
             self.items["service", name.lower()] = _real_service(service)
+            self.spelling["service", name.lower()] = name
         for name in processes:
             self.items["process", name.lower()] = self.items.get(("process", name.lower()), 0) + 1
         keys = {key.lower(): values for key, values in registry.items()}
-        for key, values in keys.items():
+        for spelt, values in registry.items():
+            key = spelt.lower()
             if not NOT_THE_MACHINES_KEYS.match(key):
                 self.items["key", key] = KEY_EXISTS
+                self.spelling["key", key] = spelt
                 for name, (kind, data) in values.items():
                     self.items["value", key, name.lower()] = _readable(kind, bytes.fromhex(data))
+                    self.spelling["value", key, name.lower()] = name
         self._read_standins(keys)
         self._read_security(security)
-        self.paths = dict(_files(prefix))
-        for path, (_, fingerprint) in self.paths.items():
-            self.items["file", path] = fingerprint
+        log = prefix.path(LOG)
+        self.log_size = log.stat().st_size if log.is_file() else None
+        self.paths = {}
+        for path, file, fingerprint in _files(prefix):
+            self.paths[path.lower()] = file, fingerprint
+            self.items["file", path.lower()] = fingerprint
+            self.spelling["file", path.lower()] = path
 
     def _read_standins(self, keys):
         def value(library, name):
@@ -225,16 +238,16 @@ def _real_service(service):
 
 
 def _files(prefix):
-    """Each file of the prefix: its Windows path in small letters, where it lies, and what changes when it does."""
+    """Each file of the prefix: its Windows path, where it lies, and what changes when it does."""
     for drive in prefix.drives():
         root = prefix.path(drive + "\\")
         for folder, folders, names in os.walk(root):
             for name in folders + names:
                 file = root.__class__(folder, name)
-                path = drive.lower() + "\\" + str(file.relative_to(root)).replace("/", "\\").lower()
-                if not NOT_THE_MACHINES_FILES.match(path):
+                path = drive.upper() + "\\" + str(file.relative_to(root)).replace("/", "\\")
+                if not NOT_THE_MACHINES_FILES.match(path.lower()):
                     status = file.lstat()
-                    yield path, (file, DIRECTORY if name in folders else (status.st_size, status.st_mtime_ns))
+                    yield path, file, DIRECTORY if name in folders else (status.st_size, status.st_mtime_ns)
 
 
 # --- Both ------------------------------------------------------------------------------------------------------------
@@ -248,7 +261,7 @@ class Comparison:
         self.program = ("file", machine["process"]["path"].lower())  # nobody knows its content
         self.plain = of_simulated(complete({}))
         self.predicted = of_simulated(complete(settled(machine)))
-        self.seen = Snapshot(prefix, _states(self.predicted), _secured(self.predicted))
+        self.seen = Snapshot(prefix, states_of(self.predicted), secured_keys(self.predicted))
         # Others come and go in a prefix that no simulated machine has.
         self.known_processes = {name for name in self.predicted.keys() - self.plain.keys() if name[0] == "process"}
         # Of the content of libraries and programs, and of files in use, only this is known: where it was at first.
@@ -267,8 +280,8 @@ class Comparison:
         """Where the prefix is not like the simulated machine after a run of both: a line each."""
         predicted_before, seen_before = self.predicted, self.seen
         self.predicted = of_simulated(complete(settled(machine)))
-        gone = dict.fromkeys(_states(predicted_before), services.GONE)
-        self.seen = Snapshot(self.prefix, gone | _states(self.predicted), _secured(self.predicted))
+        gone = dict.fromkeys(states_of(predicted_before), services.GONE)
+        self.seen = Snapshot(self.prefix, gone | states_of(self.predicted), secured_keys(self.predicted))
         return self._compare(self._said() | _changed(predicted_before, self.predicted)
                              | _changed(seen_before.items, self.seen.items), seen_before)
 
@@ -314,13 +327,13 @@ class Comparison:
         return [entry for entry in predicted if not entry[2] & INHERITED or entry in (seen or [])]
 
 
-def _states(items):
+def states_of(items):
     """The states of the services among items, by their names."""
     return {name[1]: services.state_of(service) for name, service in items.items()
             if name[0] == "service" and name[1] not in WINES_OWN_SERVICES}
 
 
-def _secured(items):
+def secured_keys(items):
     """The keys among items: of those, owners and access lists are of concern."""
     return sorted(name[1] for name in items if name[0] == "key")
 

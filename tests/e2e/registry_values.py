@@ -19,6 +19,20 @@ def typed_bytes(value):
     return kind, bytes.fromhex(value.get("hex", ""))
 
 
+def described_value(kind, data):
+    """The other way round, from a type's number and a text with its zeros or hexadecimal digits."""
+    name = next((name for name, number in VALUE_TYPES.items() if number == kind), kind)
+    if kind == VALUE_TYPES["REG_SZ"]:
+        return data.rstrip("\0")
+    if kind in (VALUE_TYPES["REG_EXPAND_SZ"], VALUE_TYPES["REG_MULTI_SZ"]):
+        return {"type": name, "text": data.rstrip("\0")}
+    if kind == VALUE_TYPES["REG_DWORD"] and len(data) == 8:
+        return int.from_bytes(bytes.fromhex(data), "little")
+    if kind == VALUE_TYPES["REG_QWORD"] and len(data) == 16:
+        return {"type": name, "number": int.from_bytes(bytes.fromhex(data), "little")}
+    return {"type": name, "hex": data}
+
+
 def utf16(text):
     """A text with its terminator."""
     return (text + "\0").encode("utf-16-le")

@@ -1,50 +1,62 @@
-"""Runs the real program on a described machine under Wine and tells what it did: the view of kelo-rehearse."""
+"""Runs the real program on a described machine under Wine and has kelo-rehearse show what it did: the view of a rehearsal.
+Usage: run_on_wine.py [--verbose] MACHINE.json ARGUMENT..."""
 
+import json
+import pathlib
 import subprocess
 import sys
+import tempfile
 
-from machine_state import changes, files, registry_values
-from program import DEATH, ENDLESS, LOG, USAGE_ERROR, DescriptionError, Machine, NoResult, rehearse
-from provision import complete, load
+from comparison import Snapshot, of_simulated, secured_keys, settled, states_of
+from machines import PLAIN, merged
+from program import REHEARSE, ENDLESS, USAGE_ERROR, DescriptionError, Machine, NoResult, rehearse_and_save
+from provision import as_on_wine, complete, load
+from seen_changes import changes_between
+from services import GONE
 from wine import Hung, wine_version
 
-
-def show(area, found, describe):
-    """The lines that tell how an area changed, under its name; none when it did not."""
-    lines = [f"  {kind:<8} {item}  {describe(item, value)}".rstrip() for kind, item, value in found]
-    return [f" {area}", *lines] if lines else []
+VERBOSE = "--verbose"
 
 
-def describe_file(name, value):
-    return "(the log above)" if name.lower() == LOG.lower() else value[0]
-
-
-def report(path, description, arguments):
-    rehearse(description, *arguments)  # finds fault with a bad description
-    whole = complete(description)
+def run(description, arguments):
+    """What a run left, as kelo-rehearse shows it, and the lines of the rehearsal or the program that tell why it has no
+    result."""
+    _, after = rehearse_and_save(as_on_wine(description), "--", *arguments)  # finds fault with a bad description
+    predicted = [of_simulated(complete(settled(machine))) for machine in (as_on_wine(description), after)]
+    keys = sorted({key for items in predicted for key in secured_keys(items)})
     with Machine(description) as machine:
-        prefix = machine.prefix
-        registry_before, files_before = registry_values(prefix), files(prefix)
-        run = machine.run(*arguments)
-        registry_after, files_after = registry_values(prefix), files(prefix)
-
-        print(f"Machine: {whole['title']} (Windows {whole['windows']['version']}, {path}) on {wine_version()}")
+        before = Snapshot(machine.prefix, states_of(predicted[0]), keys)
+        done = machine.run(*arguments)
+        # Those of a plain machine Wine has in its own manner.
+        plain = of_simulated(complete({}))
+        processes = {name[1] for items in predicted for name in items if name[0] == "process" and name not in plain}
+        states = dict.fromkeys(states_of(predicted[0]), GONE) | states_of(predicted[1])
+        seen = {"exitCode": done.exit_code, "log": done.log,
+                "changes": changes_between(before, Snapshot(machine.prefix, states, keys), processes),
+                "facts": [["Under", wine_version()]]}
+        if done.exit_code is None:
+            seen |= {"end": "death", "noResult": "the program did not end by itself"}
         if machine.missing:
-            print(f"Not like the description: {', '.join(machine.missing)}")
-        print(f"Command: {subprocess.list2cmdline([machine.program, *arguments])}")
-        print("\nLog:" + ("" if run.log else " none"))
-        for line in run.log:
-            print("  " + line)
-        changed = show("registry", changes(registry_before, registry_after), lambda _, data: data)
-        changed += show("files", changes(files_before, files_after), describe_file)
-        print("\nChanged on the machine:" + ("" if changed else " nothing"))
-        print("".join(line + "\n" for line in changed), end="")
-        print(f"\nExit code: {'not known, it did not end by itself' if run.exit_code is None else run.exit_code}")
-    return DEATH if run.exit_code is None else int(run.exit_code != 0)
+            seen["facts"].append(["Not as told", ", ".join(map(str, machine.missing))])
+    return seen
+
+
+def without_result(reason, end):
+    return {"exitCode": None, "end": end, "noResult": reason, "log": [], "changes": [],
+            "facts": [["Under", wine_version()]]}
+
+
+def show(seen, path, options, arguments):
+    """Has kelo-rehearse show a run. Returns its exit status."""
+    with tempfile.TemporaryDirectory() as folder:
+        file = pathlib.Path(folder, "run.json")
+        file.write_text(json.dumps(seen), encoding="utf-8")
+        return subprocess.run([REHEARSE, "--seen", file, *options, path, "--", *arguments], check=False).returncode
 
 
 def main():
-    path, *arguments = sys.argv[1:]
+    options = sys.argv[1:2] if sys.argv[1:2] == [VERBOSE] else []
+    path, *arguments = sys.argv[1 + len(options):]
     try:
         description = load(path)
     except OSError as error:
@@ -52,18 +64,19 @@ def main():
     except ValueError as error:
         return usage_error(f"{path}: {error}")
     try:
-        return report(path, description, arguments)
+        seen = run(merged(PLAIN, description), arguments)
     except DescriptionError as error:
         return usage_error(f"{path}: {error}")
     except NoResult as error:
         reason, status = error.args
-        print(f"No result: {reason} (rehearsed, and not run under Wine)")
-        return status
+        seen = without_result(f"{reason} (rehearsed, and not run under Wine)",
+                              "endless" if status == ENDLESS else "death")
     except Hung as hung:
-        print("No result: the program did not end", *hung.args, *getattr(hung, "__notes__", []), sep="\n")
-        return ENDLESS
+        print(*hung.args, *getattr(hung, "__notes__", []), sep="\n", file=sys.stderr)
+        seen = without_result("the program did not end", "endless")
     except KeyboardInterrupt:
         return 130
+    return show(seen, path, options, arguments)
 
 
 def usage_error(text):
