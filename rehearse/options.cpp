@@ -122,6 +122,10 @@ ParsedOptions ParseOptions(int argc, char** argv)
         app.parse(words);
         if (!options.exportName.empty() && !options.arguments.empty())
             throw CLI::ArgumentMismatch("an exported entry point has no command line");
+        const bool isRehearsed = options.isJson || !trace.empty() || !options.savePath.empty() ||
+                                 !options.htmlPath.empty() || !faults.empty() || !meanwhile.empty();
+        if (!options.seenPath.empty() && isRehearsed)
+            throw CLI::ArgumentMismatch("--seen rehearses nothing; only --verbose goes with it");
         for (const std::string& fault : faults)
             options.faults.push_back(CheckedFault(fault));
         for (const std::string& acts : meanwhile)

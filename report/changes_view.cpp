@@ -105,9 +105,11 @@ std::vector<Change> Merged(const std::vector<Change>& changes)
         });
         if (file == merged.end())
         {
-            merged.push_back(change);
+            const auto isOfArea = [&](const Change& other) { return IsOfFile(change) && other.area == "files"; };
+            const auto last = std::find_if(merged.rbegin(), merged.rend(), isOfArea);
+            const auto added = merged.insert(last != merged.rend() ? last.base() : merged.end(), change);
             if (IsOfFile(change))
-                merged.back().area = "files";
+                added->area = "files";
             continue;
         }
         for (const auto& [whole, part] : {std::pair(&file->before, &change.before), {&file->after, &change.after}})

@@ -87,10 +87,10 @@ TEST(ChangesView, TellsFilesByWhatHappenedToThem)
         Added("files", R"(C:\sized)", R"({"size": 1})"),
         Added("files", R"(C:\probe.dll)", "{}"),
         Added("libraries", R"(C:\probe.dll)", R"({"exports": {}})"),
-        Removed("programs", R"(C:\tool.exe)", R"({"runs": []})"),
         Added("pendingMoves", "#1", R"({"from": "C:\\a"})"),
         Added("pendingMoves", "#2", R"({"from": "C:\\b", "to": "C:\\c"})"),
         Removed("pendingMoves", "#3", R"({"from": "C:\\d"})"),
+        Removed("programs", R"(C:\tool.exe)", R"({"runs": []})"),
     };
     EXPECT_EQ("12: 9 files and folders, 3 at the next start", report::CountChanges(changes));
     EXPECT_EQ(R"(Changes on the machine

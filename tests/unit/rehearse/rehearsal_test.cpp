@@ -249,6 +249,7 @@ TEST_F(KeloRehearse, ShowsARunThatWasSeenElsewhereWithItsExitStatus)
     endless["end"] = "death";
     std::ofstream(Path("run.json")) << endless;
     EXPECT_EQ(Run(kPlain, "--seen " + Path("run.json"), kCommit).exitStatus, 4);
+    EXPECT_EQ(Run(kPlain, "--json --seen " + Path("run.json"), kCommit).exitStatus, 2);
     std::ofstream(Path("run.json")) << "{}";
     EXPECT_EQ(Run(kPlain, "--seen " + Path("run.json"), kCommit).exitStatus, 2);
 }
