@@ -2,6 +2,7 @@
 #include "tests/faults/oracle.h"
 
 #include "tests/faults/allowances.h"
+#include "tests/faults/values.h"
 #include "winsim/core/fault_table.h"
 #include "winsim/core/install_log.h"
 
@@ -20,6 +21,7 @@ using winsim::Json;
 using winsim::Outcome;
 
 constexpr std::uint32_t kCommonAppData = 0x23;
+constexpr char kEndBanner[] = "============= Kelo CSP Custom Action <-End ===================";
 
 std::string MessageIn(const CallRecord& record)
 {
@@ -77,6 +79,7 @@ public:
         CheckHandles();
         CheckOutput();
         CheckLog();
+        CheckEndBanner();
         CheckExceptions();
         CheckChanges();
         // What waits for ever does not get to its end.
@@ -177,15 +180,39 @@ private:
         }
     }
 
+    // A run that got to its end says so once.
+    void CheckEndBanner()
+    {
+        const std::vector<std::string> lines = winsim::LogLines(m_baseline.machine, m_outcome.machine);
+        const auto banners = std::ranges::count_if(
+            lines, [](const std::string& line) { return winsim::MessageOf(line).starts_with(kEndBanner); });
+        const bool isToBeThere = !m_case.IsExport() && !m_outcome.isEndless && !EndsEarly();
+        if (banners > (isToBeThere ? 1 : 0))
+            Complain("it said too often that it ends");
+        if (isToBeThere && banners == 0 && !IsAnyLogCall() && !IsMemoryRefused())
+            Complain("it did not say that it ends");
+    }
+
     void CheckChanges()
     {
         for (const winsim::Change& change : Compare(m_baseline.machine, m_outcome.machine))
         {
-            if (change.area != "processes" && !IsDocumented(change))
+            if (change.area == "processes")
+                continue;
+            if (!IsDocumented(change))
                 Complain("it changed " + change.area + ": " + change.item);
+            else if (change.area != "pendingMoves" && !IsAllowedValue(change, UsualValue(change)))
+                Complain("it left " + change.area + ": " + change.item + " as " + change.after.dump());
         }
         if (!AreOnlyLeftOversEnded(m_baseline.machine, m_outcome.machine))
             Complain("it ended a process that is none of its own");
+    }
+
+    // What a run without failures makes of a thing.
+    Json UsualValue(const winsim::Change& change) const
+    {
+        const auto value = m_baseline.values.find({change.area, change.item});
+        return value != m_baseline.values.end() ? value->second : change.before;
     }
 
     template <typename Is>
@@ -283,19 +310,36 @@ private:
             Complain("the step \"" + early + "\" came before one that is in front of it");
     }
 
-    // The first failure has a line of its own before the next step begins, or is one that is to pass in silence.
+    // Each failure has a line of its own before the next step begins, or is one that is to pass in silence.
     void CheckNaming()
     {
-        if (m_places.empty())
-            return;
-        const std::size_t place = *m_places.begin();
-        const std::string step = StepAt(m_steps, place);
-        if (winsim::IsLibraryFunction(Failed(place).name) || IsAsEver(place))
-            return;
-        const auto asEver = m_baseline.messages.find(step);
+        std::map<std::string, std::size_t> named; // failures, by step
+        for (auto place = m_places.rbegin(); place != m_places.rend(); ++place)
+        {
+            const std::string step = StepAt(m_steps, *place);
+            const std::vector<std::string> lines = LinesAfter(*place);
+            if (winsim::IsLibraryFunction(Failed(*place).name) || IsAsEver(*place) ||
+                IsToldIn(lines, Failed(*place).error) || PassesInSilence(Failed(*place), step, lines))
+                continue;
+            if (++named[step] > CountNewLines(step, *place))
+                Complain("nothing in the log of the step \"" + step + "\" names the failure of " + Failed(*place).name +
+                         Failed(*place).in.dump());
+        }
+    }
+
+    // Whether the next line ends in an error. Another failure may have kept the same line from being written elsewhere.
+    static bool IsToldIn(const std::vector<std::string>& lines, std::uint32_t error)
+    {
+        return error != 0 && !lines.empty() && lines.front().ends_with(": " + std::to_string(error));
+    }
+
+    // How many lines a step writes after a place that it does not write when nothing fails.
+    std::size_t CountNewLines(const std::string& step, std::size_t place) const
+    {
         std::multiset<std::string> expected;
-        if (asEver != m_baseline.messages.end())
+        if (const auto asEver = m_baseline.messages.find(step); asEver != m_baseline.messages.end())
             expected = asEver->second;
+        std::size_t count = 0;
         for (std::size_t i = m_outcome.bodyBegin; i < m_outcome.calls.size(); ++i)
         {
             if (m_outcome.calls[i].name != "fputs" || StepAt(m_steps, i) != step)
@@ -304,25 +348,32 @@ private:
             if (known != expected.end())
                 expected.erase(known);
             else if (i > place)
-                return;
+                ++count;
         }
-        std::vector<std::string> linesBehind;
+        return count;
+    }
+
+    std::vector<std::string> LinesAfter(std::size_t place) const
+    {
+        std::vector<std::string> lines;
         for (std::size_t i = place; i < m_outcome.calls.size(); ++i)
         {
             if (m_outcome.calls[i].name == "fputs")
-                linesBehind.push_back(MessageIn(m_outcome.calls[i]));
+                lines.push_back(MessageIn(m_outcome.calls[i]));
         }
-        if (!PassesInSilence(Failed(place), step, linesBehind))
-            Complain("nothing in the log of the step \"" + step + "\" names the failure of " + Failed(place).name +
-                     Failed(place).in.dump());
+        return lines;
     }
 
     // Whether a call came out as it does when no failure is planned.
     bool IsAsEver(std::size_t place) const
     {
-        const std::vector<CallRecord>& calls = m_baseline.outcome.calls;
-        return place < calls.size() && calls[place].result == Failed(place).result &&
-               calls[place].error == Failed(place).error;
+        const auto isSame = [&](const CallRecord& record) { return record.name == Failed(place).name; };
+        const auto begin = m_outcome.calls.begin();
+        auto before = std::count_if(begin, begin + static_cast<std::ptrdiff_t>(place), isSame);
+        const auto usual = std::ranges::find_if(
+            m_baseline.outcome.calls, [&](const CallRecord& record) { return isSame(record) && before-- == 0; });
+        return usual != m_baseline.outcome.calls.end() && usual->result == Failed(place).result &&
+               usual->error == Failed(place).error;
     }
 
     const SweepCase& m_case;
@@ -348,6 +399,8 @@ Baseline MakeBaseline(const SweepCase& sweepCase)
             baseline.messages[StepAt(baseline.steps, i)].insert(MessageIn(baseline.outcome.calls[i]));
     }
     baseline.actions = ActionsIn(baseline.outcome);
+    for (const winsim::Change& change : Compare(baseline.machine, baseline.outcome.machine))
+        baseline.values[{change.area, change.item}] = change.after;
     return baseline;
 }
 

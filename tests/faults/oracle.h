@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 // A case as it runs when nothing fails.
@@ -16,6 +17,7 @@ struct Baseline
     winsim::Outcome outcome;
     std::vector<BegunStep> steps;
     std::map<std::string, std::multiset<std::string>> messages; // that each step logs
+    std::map<std::pair<std::string, std::string>, winsim::Json> values; // of what changes, by area and item
     std::vector<std::string> actions; // the calls that are not the log's own, with their results
 };
 
