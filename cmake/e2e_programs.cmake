@@ -71,6 +71,8 @@ e2e_program(sleeper tests/e2e/standins/sleeper.cpp)
 e2e_program(machine_tool tests/e2e/tools/machine_tool.cpp)
 target_link_libraries(machine_tool PRIVATE psapi)
 e2e_program(event_text tests/e2e/tools/event_text.cpp)
+e2e_program(thrown_in_image tests/e2e/tools/thrown_in_image.cpp)
+target_link_libraries(thrown_in_image PRIVATE kelo_runtime)
 
 # The program's single functions.
 file(GLOB TEST_CALL_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/unit/calls/*.cpp)
