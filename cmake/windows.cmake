@@ -77,11 +77,6 @@ kelo_image(kelo_dll KeloCustomAction "Kelo Toolkit installer custom action libra
 include(cmake/resources.cmake)
 include(cmake/package_library.cmake)
 include(cmake/conformance.cmake)
-# What a log line costs on Windows' own files. Built when asked for: runs on Windows and under Wine.
-add_executable(kelo-bench EXCLUDE_FROM_ALL bench/windows/write_log_bench.cpp)
-target_link_libraries(kelo-bench PRIVATE kelo_objects ${KELO_WINDOWS_LIBRARIES})
-target_include_directories(kelo-bench PRIVATE ${PROJECT_SOURCE_DIR})
-target_compile_options(kelo-bench PRIVATE ${KELO_WARNINGS} -O2)
-target_link_options(kelo-bench PRIVATE -static -s)
+include(cmake/windows_bench.cmake)
 include(cmake/e2e_programs.cmake)
 include(cmake/sample_package.cmake)

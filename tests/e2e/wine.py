@@ -156,6 +156,12 @@ class Prefix:
         status, output, _ = self._run(command, timeout)
         return status, output
 
+    def started(self, *command):
+        """Starts a program, which is given no time limit: for whoever measures it. Returns the process."""
+        return subprocess.Popen([*_runner(), "wine", *command], env=_environment(self.folder, self.locale, self.zone),
+                                cwd=self.current_folder or self.folder, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
     def ended(self, *command):
         """Runs a program as wine does. Returns its exit code and its standard output."""
         status, output, calls = self.calls(EXIT, *command)
