@@ -1,7 +1,5 @@
 # The libraries that hold the program's texts: one for each table in resources/strings, named after it.
 
-find_package(Python3 REQUIRED COMPONENTS Interpreter)
-
 # A library of resources alone: no code, no entry point, no imports.
 function(kelo_resource_library name)
     add_library(${name} MODULE ${ARGN})

@@ -1,13 +1,33 @@
 # The two images of the program for Windows, built from the same objects; one more tells the library that it is one.
 
-add_library(kelo_objects OBJECT ${KELO_SOURCES})
+# What the images alone have: how they come by their libraries.
+set(KELO_IMAGE_SOURCES image/delayed_call.cpp image/library_by_name.cpp image/program_calls.cpp)
+add_library(kelo_objects OBJECT ${KELO_SOURCES} ${KELO_IMAGE_SOURCES})
 target_include_directories(kelo_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
-# Compiled once. The host's build of the same sources does without, and finds an include that is missing.
-target_precompile_headers(kelo_objects PRIVATE <windows.h> <shlobj.h> <optional> <string> <vector>)
+# Compiled once. The host's build of the same sources does without, and finds an include that is missing. Standard headers of
+# C++ would have <stdio.h> replace Windows' printf; first of all, it does not.
+target_precompile_headers(kelo_objects PRIVATE <stdio.h> <windows.h> <shlobj.h> <optional> <string> <vector>)
 # The C runtime is Windows' own msvcrt.dll, with its own printf.
 # 5.2 is the oldest 64-bit Windows: the headers declare what it has.
 target_compile_definitions(kelo_objects PUBLIC WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0 PRIVATE _WIN32_WINNT=0x0502)
 target_compile_options(kelo_objects PRIVATE ${KELO_WARNINGS} -Os -ffunction-sections -fdata-sections
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+
+# Has Windows take what an image imports from the system folder, where it heeds that.
+function(kelo_load_configuration target)
+    set(script ${PROJECT_SOURCE_DIR}/image/set_load_configuration.py)
+    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/image/load_configuration.cpp)
+    # Nothing refers to it.
+    target_link_options(${target} PRIVATE -Wl,--undefined=_load_config_used)
+    add_custom_command(TARGET ${target} POST_BUILD COMMAND Python3::Interpreter ${script} $<TARGET_FILE:${target}> VERBATIM)
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
+endfunction()
+
+# What the images have in place of parts of the toolchain's C++ runtime.
+add_library(kelo_runtime OBJECT image/runtime/exceptions.cpp image/runtime/threads.cpp)
+target_compile_options(kelo_runtime PRIVATE ${KELO_WARNINGS} -Os -ffunction-sections -fdata-sections
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
 # The images and the libraries of their texts: what is shipped.
@@ -34,20 +54,19 @@ function(kelo_image target name description type)
     endif()
     kelo_version_resource(${target} ${name}${ARGV4} ${description} ${type} "${manifest}")
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
-    target_link_libraries(${target} PRIVATE kelo_objects ${KELO_WINDOWS_LIBRARIES})
+    target_link_libraries(${target} PRIVATE kelo_objects kelo_runtime ${KELO_WINDOWS_LIBRARIES})
     target_link_options(${target} PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
         -Wl,--high-entropy-va -Wl,--no-insert-timestamp
         # The runtime's handler of unhandled exceptions prints their names, and brings a demangler for that.
-        -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort
-        # The runtime's timed waits, which nothing here makes, count with a clock that Windows has since 6.0 alone: an
-        # image that imports it would not be loaded on 5.2.
-        -Wl,--defsym=__imp_GetTickCount64=__imp_GetTickCount)
+        -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
     set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name} PREFIX "" RUNTIME_OUTPUT_DIRECTORY
         ${CMAKE_BINARY_DIR})
+    kelo_load_configuration(${target})
     add_dependencies(kelo_images ${target})
 endfunction()
 
-set(KELO_WINDOWS_LIBRARIES shell32 advapi32 ole32 oleaut32 psapi version msi winscard wbemuuid)
+# Libraries that every Windows knows by heart, and never looks for in the program's folder, and names of interfaces.
+set(KELO_WINDOWS_LIBRARIES shell32 advapi32 wbemuuid)
 
 add_executable(kelo_exe WIN32)
 kelo_image(kelo_exe KeloCustomAction "Kelo Toolkit installer custom action" VFT_APP .exe)
@@ -58,11 +77,6 @@ kelo_image(kelo_dll KeloCustomAction "Kelo Toolkit installer custom action libra
 include(cmake/resources.cmake)
 include(cmake/package_library.cmake)
 include(cmake/conformance.cmake)
-# What a log line costs on Windows' own files. Built when asked for: runs on Windows and under Wine.
-add_executable(kelo-bench EXCLUDE_FROM_ALL bench/windows/write_log_bench.cpp)
-target_link_libraries(kelo-bench PRIVATE kelo_objects ${KELO_WINDOWS_LIBRARIES})
-target_include_directories(kelo-bench PRIVATE ${PROJECT_SOURCE_DIR})
-target_compile_options(kelo-bench PRIVATE ${KELO_WARNINGS} -O2)
-target_link_options(kelo-bench PRIVATE -static -s)
+include(cmake/windows_bench.cmake)
 include(cmake/e2e_programs.cmake)
 include(cmake/sample_package.cmake)

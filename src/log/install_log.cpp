@@ -7,7 +7,6 @@
 #include "platform/result_or.h"
 #include "platform/text.h"
 
-#include <cstring>
 #include <optional>
 #include <share.h>
 #include <utility>
@@ -43,13 +42,14 @@ std::size_t AppendFormatted(std::size_t length, const char* format, va_list argu
     const std::size_t room = sizeof g_line - 1 - length;
     // _vsnprintf ends only a text that leaves room, and fails alike for text that is too long and for a character that
     // it cannot write. Text that is too long has filled the last place.
-    std::memset(end, 0, room + 1);
-    if (_vsnprintf(end, room, format, arguments) < 0)
-    {
-        const bool isTooLong = g_line[kLongestLine] != '\0';
-        *(isTooLong ? g_line + kLongestLine : end) = '\0';
-    }
-    return length + std::strlen(end);
+    g_line[kLongestLine] = '\0';
+    end[room] = '\0';
+    const int written = _vsnprintf(end, room, format, arguments);
+    if (written >= 0)
+        return length + static_cast<std::size_t>(written);
+    const std::size_t newLength = g_line[kLongestLine] != '\0' ? kLongestLine : length;
+    g_line[newLength] = '\0';
+    return newLength;
 }
 
 std::size_t AppendFormatted(std::size_t length, const char* format, ...)

@@ -89,13 +89,16 @@ class HostileSurroundings(unittest.TestCase):
         self.assertEqual(calls, [
             ("SetDllDirectoryW", ""),
             *[kernel] * 9,
-            ("LoadLibraryW", "bcrypt.dll"),
-            ("LoadLibraryW", "bcrypt.dll"),
+            ("LoadLibraryExW", r"C:\windows\system32\bcrypt.dll"),
+            ("LoadLibraryExW", r"C:\windows\system32\bcrypt.dll"),
+            ("LoadLibraryExW", r"C:\windows\system32\ole32.dll"),
             *[kernel] * 2,
+            ("LoadLibraryExW", r"C:\windows\system32\psapi.dll"),
             ("LoadLibraryA", TOOLKIT + r"\KELO\stkprobe.dll"),
             ("LoadLibraryA", TOOLKIT + r"\NTRU12\stkprobe.dll"),
             kernel,
             *texts * 2,
+            ("LoadLibraryExW", r"C:\windows\system32\user32.dll"),
         ])
 
     def test_long_command_line(self):

@@ -82,6 +82,12 @@ class Machine:
         return [(call.function, re.search('"(.*)"', call.arguments)[1].replace(r"\\", "\\"))
                 for call in calls if call.thread in threads and call.caller in OWN_CODE]
 
+    def loaded(self, *arguments):
+        """Runs the program. Returns the paths of the libraries that were loaded into its process, in small letters, and
+        the messages it logged."""
+        (_, _, paths), log = self._logged(self.prefix.loaded, self.program, *arguments)
+        return [path.lower() for path in paths if path.lower() != self.program.lower()], messages(log)
+
     def content(self, path):
         """The bytes of a file; None when it is not there."""
         file = self.prefix.path(path)

@@ -124,6 +124,7 @@ def copy(file, prefix, path):
     """Puts a file of the build on a machine."""
     target = prefix.path(path)
     target.parent.mkdir(parents=True, exist_ok=True)
+    target.unlink(missing_ok=True)  # prefixes share Wine's own files
     shutil.copyfile(file, target)
 
 

@@ -29,10 +29,9 @@ MANAGERS = {"SCARD_E_NO_SERVICE": NO_SERVICE, "SCARD_E_SERVICE_STOPPED": 0x80100
 def place(prefix, program, machine, plain):
     """Puts the stand-ins on a described machine, all of them: what its program asks is answered as on a simulated
     machine. Returns the registry text that they go by, and the paths in the description of what they cannot be like."""
-    folder, _, name = program.rpartition("\\")
-    # Beside the program, where it alone finds them.
+    name = program.rpartition("\\")[2]
     for library in ("winscard.dll", "bcrypt.dll"):
-        copy(BUILD / library, prefix, f"{folder}\\{library}")
+        copy(BUILD / library, prefix, rf"C:\windows\system32\{library}")
     copy(BUILD / "wbem_locator.dll", prefix, rf"{FOLDER}\wbem_locator.dll")
 
     cards = machine["smartCards"]

@@ -63,9 +63,10 @@ RUNNERS = [
     ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"],
 ]
 
-# What Wine says, by its debug channels: of a program that did not begin; and of calls, too.
+# What Wine says, by its debug channels: of a program that did not begin; and of calls, or of libraries, too.
 ERRORS = "-all,err+virtual"
 NOTING = ERRORS + ",+relay"
+NOTING_LIBRARIES = ERRORS + ",+pid,+loaddll"
 NOT_BEGUN = "failed to map the shared user data"
 
 # What the command of a prefix's server begins with besides: it ends with the test, whatever ends that, and all programs
@@ -87,7 +88,9 @@ class Call(typing.NamedTuple):
 
 
 CALL = re.compile(r"^(\w+):Call KERNEL32\.(\w+)\((.*)\) ret=(\w+)$", re.MULTILINE)
-NOTE = re.compile(r"^\w+:(?:Call |Ret  |Starting |trace:relay:).*\n", re.MULTILINE)  # a call of whatever kind
+LOADED = re.compile(r'^(\w+):\w+:trace:loaddll:build_module Loaded L"(.*)" at ', re.MULTILINE)
+# A call of whatever kind, or what becomes of a library.
+NOTE = re.compile(r"^(?:\w+:)?\w+:(?:Call |Ret  |Starting |trace:relay:|trace:loaddll:).*\n", re.MULTILINE)
 
 
 class Prefix:
@@ -153,6 +156,12 @@ class Prefix:
         status, output, _ = self._run(command, timeout)
         return status, output
 
+    def started(self, *command):
+        """Starts a program, which is given no time limit: for whoever measures it. Returns the process."""
+        return subprocess.Popen([*_runner(), "wine", *command], env=_environment(self.folder, self.locale, self.zone),
+                                cwd=self.current_folder or self.folder, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
     def ended(self, *command):
         """Runs a program as wine does. Returns its exit code and its standard output."""
         status, output, calls = self.calls(EXIT, *command)
@@ -167,6 +176,14 @@ class Prefix:
         status, output, said = self._run(command, debug=NOTING)
         return status, output, [Call(int(thread, 16), function, arguments, int(caller, 16))
                                 for thread, function, arguments, caller in CALL.findall(said)]
+
+    def loaded(self, *command):
+        """Runs a program. Returns its exit code as Unix sees it, its standard output, and the paths of the images that
+        were loaded into its process, in their order, its own among them."""
+        status, output, said = self._run(command, debug=NOTING_LIBRARIES)
+        images = [(process, path.replace("\\\\", "\\")) for process, path in LOADED.findall(said)]
+        own = next(process for process, path in images if path.lower() == str(command[0]).lower())
+        return status, output, [path for process, path in images if process == own]
 
     def _run(self, command, timeout=MOST_SECONDS, debug=ERRORS):
         try:

@@ -3,30 +3,26 @@
 import unittest
 
 import pe
-from image_test import EXE, IMAGES
+from image_test import EXE, IMAGES, KNOWN_LIBRARIES
 
 LIBRARY, EVENT_MESSAGES = IMAGES / "KeloPackage.dll", IMAGES / "KeloEventMessages.dll"
 LARGEST_SIZE = 32 * 1024
 RESOURCE_MESSAGES = 11
 
-# The installer's functions, and those of Windows that the library needs, behind those of the compiler's runtime.
-LIBRARIES = {"advapi32.dll", "kernel32.dll", "msi.dll", "msvcrt.dll", "shell32.dll"}
-INSTALLER = ["MsiCloseHandle", "MsiCreateRecord", "MsiGetPropertyW", "MsiProcessMessage", "MsiRecordSetInteger",
-             "MsiRecordSetStringW", "MsiSetMode", "MsiSetPropertyW"]
-
 
 class Library(unittest.TestCase):
     def setUp(self):
         self.image = pe.Image(LIBRARY)
-        self.imports = {library.lower(): names for library, names in self.image.imports.items()}
 
     def test_offers_the_actions(self):
         self.assertEqual(self.image.exported_names, ["AnnounceProgram", "AskForRestart", "FindChoices", "ForgetLogonTask",
                                                      "NotePendingMoves", "RunProgram", "RunSetup"])
 
-    def test_needs_windows_alone(self):
-        self.assertEqual(self.imports.keys(), LIBRARIES)
-        self.assertEqual(sorted(self.imports["msi.dll"]), INSTALLER)
+    def test_imports_from_known_libraries_alone(self):
+        self.assertEqual({library.lower() for library in self.image.imports}, KNOWN_LIBRARIES)
+
+    def test_takes_what_it_imports_from_the_system_folder(self):
+        self.assertEqual(self.image.dependent_load_flags, pe.SEARCH_SYSTEM_FOLDER)
 
     def test_runs_at_random_addresses_without_executable_data(self):
         wanted = pe.HIGH_ENTROPY | pe.DYNAMIC_BASE | pe.NX_COMPATIBLE

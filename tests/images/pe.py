@@ -10,8 +10,10 @@ RELOCATIONS_STRIPPED = 0x0001
 HIGH_ENTROPY, DYNAMIC_BASE, NX_COMPATIBLE = 0x0020, 0x0040, 0x0100
 EXECUTABLE, WRITABLE = 0x20000000, 0x80000000  # of a section
 RESOURCE_VERSION, RESOURCE_MANIFEST = 16, 24
+SEARCH_SYSTEM_FOLDER = 0x800  # LOAD_LIBRARY_SEARCH_SYSTEM32
 
-_EXPORTS, _IMPORTS, _RESOURCES, _RELOCATIONS = 0, 1, 2, 5  # data directories
+_EXPORTS, _IMPORTS, _RESOURCES, _RELOCATIONS, _LOAD_CONFIGURATION = 0, 1, 2, 5, 10  # data directories
+_DEPENDENT_LOAD_FLAGS = 78  # their place in the load configuration
 
 
 class Image:
@@ -37,6 +39,17 @@ class Image:
     @property
     def relocations_size(self):
         return self._directories[_RELOCATIONS][1]
+
+    @property
+    def dependent_load_flags(self):
+        """Where the loader is told to look for the libraries that are imported; None when it is told nothing."""
+        address, size = self._directories[_LOAD_CONFIGURATION]
+        if not address:
+            return None
+        place = self._offset(address)
+        if self._u32(place) != size or size < _DEPENDENT_LOAD_FLAGS + 2:
+            raise ValueError(f"a load configuration of {self._u32(place)} bytes in a directory of {size}")
+        return self._u16(place + _DEPENDENT_LOAD_FLAGS)
 
     @property
     def imports(self):

@@ -6,6 +6,7 @@
 #include "msvcrt.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstring>
 #include <string>
@@ -136,17 +137,33 @@ Formatted Format(const char* format, va_list arguments)
     return formatted;
 }
 
-// Whether a format means the same to the host's runtime as to Windows': no UTF-16 text, no lengths, no precision.
+// For each character whether it is one of a few.
+constexpr std::array<bool, 256> Members(std::string_view characters)
+{
+    std::array<bool, 256> members{};
+    for (const char c : characters)
+        members[static_cast<unsigned char>(c)] = true;
+    return members;
+}
+
+constexpr std::string_view kCommonFlagsAndWidths = "-+ #0123456789*";
+constexpr std::string_view kCommonConversions = "%diuxXocs";
+
+// Whether a format means the same to the host's runtime as to Windows': no UTF-16 text, no lengths, no precision. Asked
+// for every line of a log.
 bool IsCommonFormat(const char* format)
 {
-    while ((format = std::strchr(format, '%')) != nullptr)
+    static constexpr auto kIsFlagOrWidth = Members(kCommonFlagsAndWidths);
+    static constexpr auto kIsConversion = Members(kCommonConversions);
+    for (; *format != '\0'; ++format)
     {
-        ++format;
         if (*format != '%')
-            format += std::strspn(format, "-+ #0123456789*");
-        if (*format == '\0' || std::strchr("%diuxXocs", *format) == nullptr)
-            return false;
+            continue;
         ++format;
+        while (kIsFlagOrWidth[static_cast<unsigned char>(*format)])
+            ++format;
+        if (!kIsConversion[static_cast<unsigned char>(*format)])
+            return false;
     }
     return true;
 }

@@ -107,6 +107,24 @@ std::string TextOf(const Fault& fault)
            (fault.error > 0xFFFF ? fmt::format("0x{:08X}", fault.error) : std::to_string(fault.error));
 }
 
+std::pair<const std::string, unsigned>& Gate::CountOf(std::string_view name)
+{
+    auto*& entry = m_lately[(reinterpret_cast<std::uintptr_t>(name.data()) >> 3) % m_lately.size()];
+    if (entry != nullptr && entry->first == name)
+        return *entry;
+    auto found = m_counts.find(name);
+    if (found == m_counts.end())
+        found = m_counts.emplace(name, 0).first;
+    entry = &*found;
+    return *entry;
+}
+
+std::map<std::string, unsigned, std::less<>> Gate::TakeCounts()
+{
+    m_lately.fill(nullptr);
+    return std::move(m_counts);
+}
+
 Call::Call(std::string_view name, CallKind kind)
 {
     Simulation& simulation = Simulation::Current();
@@ -122,11 +140,9 @@ Call::Call(std::string_view name, CallKind kind)
     // Memory is not what a process that goes on for ever asks the machine for.
     if (kind != CallKind::Allocation)
         simulation.CountCall();
-    auto count = simulation.gate.counts.find(name);
-    if (count == simulation.gate.counts.end())
-        count = simulation.gate.counts.emplace(name, 0).first;
-    m_name = count->first;
-    m_occurrence = ++count->second;
+    auto& [ownName, count] = simulation.gate.CountOf(name);
+    m_name = ownName;
+    m_occurrence = ++count;
     // Memory is no event that others could act at.
     if (kind != CallKind::Allocation)
         m_ordinal = ++simulation.gate.count;

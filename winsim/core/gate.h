@@ -6,12 +6,14 @@
 #include "winsim/core/meanwhile.h"
 #include "winsim/core/repeats.h"
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace winsim
@@ -68,8 +70,18 @@ struct Gate
     std::vector<unsigned> reached; // how many calls each of these faults has had so far
     std::vector<CallRecord> records;
     std::optional<RepeatFinder> repeats; // with one, calls that repeat are recorded once
-    std::map<std::string, unsigned, std::less<>> counts;
-    unsigned count = 0; // of all calls
+    unsigned count = 0;                  // of all calls
+
+    // How many calls of a name there have been, to be counted on.
+    std::pair<const std::string, unsigned>& CountOf(std::string_view name);
+
+    // The numbers of calls by their names.
+    std::map<std::string, unsigned, std::less<>> TakeCounts();
+
+private:
+    std::map<std::string, unsigned, std::less<>> m_counts;
+    // Some of them, by where the names lie that they were asked for by: nearly all are literals, and asked for again.
+    std::array<std::pair<const std::string, unsigned>*, 64> m_lately{};
 };
 
 enum class CallKind

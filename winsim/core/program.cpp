@@ -205,7 +205,7 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Fin
     if (simulation.gate.repeats)
         outcome.repeats = simulation.gate.repeats->Repeats();
     outcome.faultsReached = std::move(simulation.gate.reached);
-    outcome.callCounts = std::move(simulation.gate.counts);
+    outcome.callCounts = simulation.gate.TakeCounts();
     outcome.clockMs = simulation.ClockMs();
     return outcome;
 }

@@ -1,0 +1,173 @@
+"""The table of the benchmarks: each figure and its floor, measured in turn in one run, with their ratio.
+
+Usage: table.py [--rounds N]   N times each run under Wine, 9 or more (15)
+"""
+
+import argparse
+import contextlib
+import os
+import pathlib
+import re
+import statistics
+import subprocess
+import sys
+import time
+import typing
+
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+sys.path.insert(0, str(ROOT / "tests" / "e2e"))
+from program import DLL, EXE, Machine, rehearsal, rehearse_with_machines  # noqa: E402 (after the folder that it is in)
+from provision import load  # noqa: E402
+from wine import Prefix  # noqa: E402
+
+IMAGES = ROOT / "build" / "windows"
+EMPTY, FOLDER, EXCEPTION = (IMAGES / "bench" / f"{name}_program.exe" for name in ("empty", "folder", "exception"))
+LOG_LINES = IMAGES / "bench" / "log_lines.exe"
+KELO_BENCH = ROOT / "build" / "native" / "kelo-bench"
+DEFAULT_MACHINE = load(ROOT / "machines" / "windows-7-toolkit.json")
+LEAST_ROUNDS, USUAL_ROUNDS = 9, 15
+
+
+class Row(typing.NamedTuple):
+    name: str
+    floor_name: str
+    value: float
+    floor: float
+    unit: str
+    limit: float | None = None
+
+    @property
+    def is_above_limit(self):
+        return self.limit is not None and self.value / self.floor > self.limit
+
+    def __str__(self):
+        limit = "-" if self.limit is None else f"{self.limit:.2f}"
+        return (f"{self.name:<52} {self.value:>9.1f} {self.unit:<4} {self.floor_name:<42} {self.floor:>9.1f} {self.unit:<4} "
+                f"{self.value / self.floor:>6.2f} {limit:>6}{'  ABOVE THE LIMIT' if self.is_above_limit else ''}")
+
+
+class Cost(typing.NamedTuple):
+    """What a run of a program cost from its start to its exit."""
+
+    wall: float  # ms
+    processor: float  # ms
+
+
+def cost(prefix, *command):
+    begin = time.monotonic()
+    with prefix.started(*command) as process:
+        _, _, used = os.wait4(process.pid, 0)
+        wall = time.monotonic() - begin
+        process.returncode = 0  # it was waited for
+    return Cost(wall * 1000, (used.ru_utime + used.ru_stime) * 1000)
+
+
+def most_memory(prefix, *command):
+    """The most memory that a run of a program had at a time, in MB. Looked at all the time: what Linux tells at the end has
+    the memory of who started the program in it."""
+    most = 0
+    with prefix.started(*command) as process:
+        status = pathlib.Path(f"/proc/{process.pid}/status")
+        while process.poll() is None:
+            if found := re.search(r"^VmHWM:\s+(\d+) kB$", status.read_text(encoding="ascii"), re.MULTILINE):
+                most = int(found[1])
+    return most / 1024
+
+
+def median(costs):
+    return Cost(*(statistics.median(values) for values in zip(*costs)))
+
+
+def start_to_exit(rounds):
+    """The program's shortest run against programs that do nothing."""
+    with Machine(DEFAULT_MACHINE) as machine:
+        commands = {"empty": [EMPTY], "folder": [FOLDER], "commit": [machine.program, "/Commit"]}
+        costs = {name: [] for name in commands}
+        memory = {name: statistics.median(most_memory(machine.prefix, *command) for _ in range(LEAST_ROUNDS))
+                  for name, command in commands.items()}
+        for i in range(rounds + 1):
+            for name, command in commands.items():
+                measured = cost(machine.prefix, *command)
+                if i > 0:  # the first of each warms up
+                    costs[name].append(measured)
+    empty, folder, commit = (median(costs[name]) for name in ("empty", "folder", "commit"))
+    asks = "a program that asks where the log belongs"
+    yield Row("/Commit, start to exit under Wine", "an empty program", commit.wall, empty.wall, "ms", 1.5)
+    yield Row("/Commit, processor time", "an empty program", commit.processor, empty.processor, "ms", 1.5)
+    yield Row("/Commit, most memory", "an empty program", memory["commit"], memory["empty"], "MB", 1.5)
+    yield Row("/Commit, start to exit under Wine", asks, commit.wall, folder.wall, "ms")
+    yield Row("/Commit, processor time", asks, commit.processor, folder.processor, "ms")
+    yield Row("/Commit, most memory", asks, memory["commit"], memory["folder"], "MB")
+    yield Row("what asks where the log belongs, start to exit", "an empty program", folder.wall, empty.wall, "ms")
+    yield from setup_and_removal(rounds, empty.wall)
+
+
+def setup_and_removal(rounds, empty):
+    """Runs that wait: a set-up, and the removal of what it left."""
+    actions = ("/Setup", "/Uninstall")
+    walls = {action: [] for action in actions}
+    for _ in range(rounds):
+        with Machine(DEFAULT_MACHINE) as machine:
+            for action in actions:
+                walls[action].append(cost(machine.prefix, machine.program, action).wall)
+    reports = (report for report, _ in rehearse_with_machines(DEFAULT_MACHINE, *([action] for action in actions)))
+    for action, report in zip(actions, reports):
+        waits = report["clockMs"]
+        yield Row(f"{action}, start to exit under Wine", f"its waits ({waits / 1000:.1f} s) and an empty program",
+                  statistics.median(walls[action]), waits + empty, "ms", 1.5)
+
+
+def calls():
+    """How many calls of Windows an action makes, and how many are left when each is counted once."""
+    for action in ("/Setup", "/Commit", "/Uninstall"):
+        made = rehearsal(DEFAULT_MACHINE, "--", action)["calls"]
+        different = {re.sub(r"#\d+", "", str([call["call"], call["in"], call["result"]])) for call in made}
+        yield Row(f"{action}, calls made", "different calls among them", len(made), len(different), "")
+
+
+def sizes():
+    for image in (EXE, DLL, IMAGES / "KeloPackage.dll"):
+        yield Row(f"{image.name}, size", "an empty program with texts and exceptions", image.stat().st_size / 1024,
+                  EXCEPTION.stat().st_size / 1024, "KB")
+
+
+def rows_of(output):
+    """The rows that a benchmark wrote, in nanoseconds, a line each."""
+    for line in output.splitlines():
+        name, floor_name, value, floor, limit = line.split("\t")
+        is_time = not name.startswith("calls")
+        scale, unit = (1000, "us") if is_time else (1, "")
+        yield Row(name, floor_name, float(value) / scale, float(floor) / scale, unit,
+                  None if limit == "-" else float(limit))
+
+
+def native():
+    yield from rows_of(subprocess.run([KELO_BENCH], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+                                      check=True).stdout)
+
+
+def lines_under_wine():
+    with Prefix() as prefix:
+        _, output = prefix.wine(LOG_LINES)
+    yield from rows_of(output.decode())
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="run bench", description="Measures, and shows one table of ratios.")
+    parser.add_argument("--rounds", type=int, default=USUAL_ROUNDS, metavar="N",
+                        help=f"times that each run under Wine is measured, {LEAST_ROUNDS} or more ({USUAL_ROUNDS})")
+    rounds = parser.parse_args().rounds
+    if rounds < LEAST_ROUNDS:
+        parser.error(f"--rounds: {LEAST_ROUNDS} or more")
+    print(f"{'what':<57} {'median':>9}   {'floor':<42} {'median':>9}    {'ratio':>8} {'limit':>6}")
+    above = 0
+    for part in (start_to_exit(rounds), lines_under_wine(), native(), calls(), sizes()):
+        for row in part:
+            print(row, flush=True)
+            above += row.is_above_limit
+    return 1 if above else 0
+
+
+if __name__ == "__main__":
+    with contextlib.suppress(KeyboardInterrupt):
+        sys.exit(main())

@@ -1,0 +1,12 @@
+"""The functions of Windows that the images find at their first call, read out of the sources."""
+
+import pathlib
+import re
+
+IMAGE = pathlib.Path(__file__).resolve().parents[2] / "image"
+ROW = re.compile(r'^KELO_DELAYED\(L"([^"]+)", (\w+), \w+\);$', re.MULTILINE)
+
+
+def delayed(source):
+    """Pairs of a library and a function of one of image/'s tables."""
+    return ROW.findall((IMAGE / source).read_text(encoding="utf-8"))
