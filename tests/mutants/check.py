@@ -1,0 +1,291 @@
+#!/usr/bin/python3
+"""Changes the program one place at a time and looks whether a test fails.
+
+Usage: check.py PROJECT-FOLDER BUILD-FOLDER [--all] [--survivors] [--quick] [FILE...]
+
+Tries the changes of the lines that differ from the newest tag, and others spread over all sources when those are few.
+--all tries all, FILE... those of files below src/, --survivors those that no test noticed the last time; --quick leaves out
+the tests that take long and the sweep of failures. A change that
+nothing can notice stands in equivalent.txt, with the reason. KELO_MUTANTS=all does what --all does.
+"""
+
+import argparse
+import concurrent.futures
+import dataclasses
+import hashlib
+import json
+import os
+import pathlib
+import queue
+import re
+import subprocess
+import sys
+import threading
+import time
+
+from clang.cindex import Index
+
+from changes import Changes
+from images import IMAGES, Images
+from trial import Bench
+from visits import Visits, recorded
+
+# What is tried unless all are: all that differ from the last release up to so many, and at least so many.
+MOST, LEAST = 200, 100
+SECONDS_BETWEEN_LINES = 20
+
+
+class Progress:
+    """A line now and then."""
+
+    def __init__(self):
+        self.next = time.monotonic() + SECONDS_BETWEEN_LINES
+        self.lock = threading.Lock()
+
+    def __call__(self, text):
+        with self.lock:
+            if time.monotonic() >= self.next:
+                print(text, flush=True)
+                self.next = time.monotonic() + SECONDS_BETWEEN_LINES
+
+
+def hash_of(*parts):
+    whole = hashlib.sha256()
+    for part in parts:
+        whole.update(part if isinstance(part, bytes) else str(part).encode())
+        whole.update(b"\0")
+    return whole.hexdigest()
+
+
+# ---- all changes of src/ ----
+
+def changes_of_unit(root, path, arguments):
+    """The changes of a source and of the headers that only stand in one place in its syntax tree: (changes, uses)."""
+    unit = Index.create().parse(str(root / path), args=arguments)
+    wrong = [str(message) for message in unit.diagnostics if message.severity >= 3]
+    if wrong:
+        raise SystemExit(f"{path} cannot be read: {wrong[0]}")
+    headers = sorted({include.include.name for include in unit.get_includes()})
+    below = str(root / "src") + "/"
+    found = {}
+    for file in [str(root / path), *(name for name in headers if name.startswith(below))]:
+        name = file[len(str(root)) + 1:]
+        of_file = Changes(root, name, unit)
+        found[name] = (of_file.all(), of_file.uses)
+    return found
+
+
+class AllChanges:
+    """Every change, by its name, and what uses what."""
+
+    def __init__(self, root, images, workers):
+        self.changes, self.uses = {}, {}
+        jobs = [(root, unit.path, unit.parser_arguments()) for unit in images.units.values()]
+        with concurrent.futures.ProcessPoolExecutor(workers) as pool:
+            for found in pool.map(changes_of_unit, *zip(*jobs)):
+                for changes, uses in found.values():
+                    self.changes.update((change.name, change) for change in changes)
+                    for used, users in uses.items():
+                        self.uses.setdefault(used, set()).update(users)
+        self.changes = dict(sorted(self.changes.items(), key=lambda item: (item[1].path, item[1].begin, item[1].end)))
+
+    def users_of(self, name):
+        """The lines of all functions that use a variable, also through another one."""
+        found, names = set(), [name]
+        for used in names:
+            for path, owner, lines in self.uses.get(used, ()):
+                if (path, owner, lines) not in found:
+                    found.add((path, owner, lines))
+                    names.append(owner)
+        return [(path, lines) for path, _, lines in found]
+
+
+def tests_of(change, everything, visits):
+    """The tests that run what is changed, each with the images."""
+    place = change.place
+    for lines in (place.lines, place.owner_lines):
+        if visits.has_code(change.path, lines) and place.is_function:
+            return visits.of_lines(change.path, lines)
+    found = {}
+    for path, lines in everything.users_of(place.owner):
+        for test, images in visits.of_lines(path, lines).items():
+            found.setdefault(test, set()).update(images)
+    return found
+
+
+# ---- which are tried ----
+
+def git(root, *arguments):
+    run = subprocess.run(["git", "-C", root, *arguments], capture_output=True, text=True)
+    return run.stdout if run.returncode == 0 else ""
+
+
+def changed_lines(root):
+    """The lines of src/ that differ from the newest tag, nothing without one."""
+    tag = git(root, "describe", "--tags", "--abbrev=0").strip()
+    found, path = set(), None
+    for line in git(root, "diff", "--unified=0", tag, "--", "src").splitlines() if tag else []:
+        if line.startswith("+++ b/"):
+            path = line[6:]
+        elif match := re.match(r"@@ -\S+ \+(\d+)(?:,(\d+))? @@", line):
+            begin = int(match[1])
+            found.update((path, number) for number in range(begin, begin + int(match[2] or 1)))
+    return found
+
+
+def spread(items, count):
+    """So many of the items, at even distances."""
+    return items if len(items) <= count else [items[i * len(items) // count] for i in range(count)]
+
+
+def short_choice(root, changes):
+    lines = changed_lines(root)
+    touched = [change for change in changes if any((change.path, number) in lines for number in change.place.lines)]
+    chosen = spread(touched, MOST)
+    others = [change for change in changes if change not in set(chosen)]
+    return chosen + spread(others, max(0, LEAST - len(chosen)))
+
+
+# ---- what is known ----
+
+class Equivalent:
+    """The changes that nothing can notice: a line with the name of each, and indented lines with the reason."""
+
+    def __init__(self, path):
+        self.names, self.without_reason = [], []
+        for line in path.read_text().splitlines() if path.exists() else []:
+            if line.startswith("src/"):
+                self.names.append(line)
+                self.without_reason.append(line)
+            elif line.startswith("    ") and line.strip():
+                self.without_reason = []
+        self.wrong = [f"named twice: {name}" for name in sorted({n for n in self.names if self.names.count(n) > 1})]
+        if self.without_reason:
+            self.wrong.append(f"without a reason: {self.without_reason[0]}")
+
+
+class Results:
+    """What came of each change: its source, the tests of that time, the result and the test that failed."""
+
+    def __init__(self, path, tests):
+        self.path, self.tests = path, tests
+        self.known = json.loads(path.read_text()) if path.exists() else {}
+        self.lock = threading.Lock()
+        self.unsaved = 0
+
+    def of(self, change, key):
+        known = self.known.get(change.name)
+        return known if known and known["key"] == key else None
+
+    def add(self, change, key, result, killer, is_quick):
+        with self.lock:
+            self.known[change.name] = {"key": key, "tests": self.tests, "result": result, "killer": killer,
+                                       "quick": is_quick}
+            self.unsaved += 1
+            if self.unsaved >= 20:
+                self.save()
+
+    def save(self):
+        self.unsaved = 0
+        new = self.path.with_suffix(".new")
+        new.write_text(json.dumps(self.known, indent=0))
+        new.replace(self.path)
+
+
+class Run:
+    def __init__(self, root, build, workers, is_quick):
+        self.root, self.progress, self.workers, self.is_quick = root, Progress(), workers, is_quick
+        self.images = Images(root, build)
+        programs = ["unit_tests", "scenarios_tests", "faults_tests", "libwinsim.so", "kelo-rehearse"]
+        self.fingerprint = hash_of(*(self.build_file(name) for name in programs + [f"mutants/{i}" for i in IMAGES]))
+        benches = queue.SimpleQueue()
+        records = self.records()
+        self.visits = Visits(self.images, records)
+        self.everything = AllChanges(root, self.images, workers)
+        self.results = Results(self.images.folder / "results.json", self.fingerprint)
+        for number in range(workers):
+            benches.put(Bench(self.images, self.visits, number))
+        self.benches = benches
+
+    def build_file(self, name):
+        return (self.images.build / name).read_bytes()
+
+    def records(self):
+        bench = Bench(self.images, None, "")
+        bench.link(set(IMAGES))
+        return recorded(bench.folder, self.images.folder / "visits.json", self.fingerprint, self.workers, self.progress)
+
+    def units_of(self, change):
+        if change.path in self.images.units:
+            return [self.images.units[change.path]]
+        functions = self.visits.functions_of(change.path, change.place.owner_lines)
+        return self.images.units_of_header(change.path, functions)
+
+    def try_change(self, change):
+        source = (self.root / change.path).read_bytes()
+        key = hash_of(change.applied_to(source))
+        known = self.results.of(change, key)
+        if known and (known["tests"] == self.fingerprint or known["result"] == "not compiled"):
+            if known["result"] != "survived" or known["quick"] <= self.is_quick:
+                return known["result"]
+        tests = tests_of(change, self.everything, self.visits)
+        first = tuple(known["killer"]) if known and known["killer"] else None
+        bench = self.benches.get()
+        try:
+            result, killer = bench.try_change(change, self.units_of(change), tests,
+                                              first if first in tests else None, self.is_quick)
+        finally:
+            self.benches.put(bench)
+        self.results.add(change, key, result, killer, self.is_quick)
+        return result
+
+    def all(self, changes):
+        """The names of the changes by their results."""
+        found = {"killed": [], "survived": [], "not compiled": []}
+        with concurrent.futures.ThreadPoolExecutor(self.workers) as pool:
+            for done, (change, result) in enumerate(zip(changes, pool.map(self.try_change, changes)), 1):
+                found[result].append(change.name)
+                if result == "survived":
+                    print(f"no test notices: {change.name}", flush=True)
+                self.progress(f"{done} of {len(changes)} changes tried")
+        self.results.save()
+        return found
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("project", type=pathlib.Path)
+    parser.add_argument("build", type=pathlib.Path)
+    parser.add_argument("--all", action="store_true")
+    parser.add_argument("--survivors", action="store_true")
+    parser.add_argument("--quick", action="store_true")
+    parser.add_argument("files", nargs="*")
+    options = parser.parse_intermixed_args()
+    root, build = options.project.resolve(), options.build.resolve()
+    run = Run(root, build, os.cpu_count(), options.quick)
+    changes = list(run.everything.changes.values())
+    if options.files:
+        changes = [change for change in changes if any(change.path.startswith(file) for file in options.files)]
+    elif not options.all and os.environ.get("KELO_MUTANTS") != "all":
+        changes = short_choice(root, changes)
+    if options.survivors:
+        changes = [c for c in changes if run.results.known.get(c.name, {}).get("result") == "survived"]
+
+    equivalent = Equivalent(pathlib.Path(__file__).with_name("equivalent.txt"))
+    found = run.all(changes)
+    survived = [name for name in found["survived"] if name not in equivalent.names]
+    wrong = equivalent.wrong
+    wrong += [f"equivalent.txt names no change: {name}" for name in equivalent.names if name not in run.everything.changes]
+    wrong += [f"equivalent.txt names a change that a test notices: {name}" for name in equivalent.names
+              if name in found["killed"]]
+    wrong += [f"no test notices: {name}" for name in survived]
+    print("\n".join(wrong))
+    summary = (f"mutants: {len(found['killed']) + len(found['survived'])} made, {len(found['killed'])} killed, "
+               f"{len(found['survived']) - len(survived)} equivalent, {len(survived)} surviving")
+    print(summary)
+    (run.images.folder / "summary.txt").write_text(summary + "\n")
+    return 1 if wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
