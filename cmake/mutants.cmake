@@ -36,7 +36,7 @@ noting_image(kelo_noting_program kelo_program)
 noting_image(kelo_noting_library kelo_library)
 noting_image(kelo_noting_test_program kelo_test_program)
 
-add_custom_target(mutants_tests ALL)
+add_custom_target(mutants_tests)
 add_dependencies(mutants_tests unit_tests scenarios_tests faults_tests kelo-rehearse ending_program
     kelo_noting_program kelo_noting_library kelo_noting_test_program)
 

@@ -1,11 +1,11 @@
 #!/usr/bin/python3
 """Changes the program one place at a time and looks whether a test fails.
 
-Usage: check.py PROJECT-FOLDER BUILD-FOLDER [--all] [--survivors] [--quick] [FILE...]
+Usage: check.py PROJECT-FOLDER BUILD-FOLDER [--all] [--survivors] [--quick] [--every N] [FILE...]
 
 Tries the changes of the lines that differ from the newest tag, and others spread over all sources when those are few.
 --all tries all, FILE... those of files below src/, --survivors those that no test noticed the last time; --quick leaves out
-the tests that take long and the sweep of failures. A change that
+the tests that take long and the sweep of failures, --every N all but each Nth change. A change that
 nothing can notice stands in equivalent.txt, with the reason. KELO_MUTANTS=all does what --all does.
 """
 
@@ -28,10 +28,10 @@ from clang.cindex import Index
 from changes import Changes
 from images import IMAGES, Images
 from trial import Bench
-from visits import Visits, recorded
+from visits import PROGRAMS, Visits, list_tests, recorded
 
 # What is tried unless all are: all that differ from the last release up to so many, and at least so many.
-MOST, LEAST = 200, 100
+MOST, LEAST = 150, 100
 SECONDS_BETWEEN_LINES = 20
 
 
@@ -164,11 +164,29 @@ class Equivalent:
             self.wrong.append(f"without a reason: {self.without_reason[0]}")
 
 
-class Results:
-    """What came of each change: its source, the tests of that time, the result and the test that failed."""
+class TestStamps:
+    """What a result depends on: on all programs, when no test failed; otherwise on the source of the test that failed and
+    on the simulated machine."""
 
-    def __init__(self, path, tests):
-        self.path, self.tests = path, tests
+    def __init__(self, root, build, programs):
+        self.all = hash_of(*((build / name).read_bytes() for name in programs))
+        support = sorted(path for path in (root / "tests" / "support").iterdir() if path.is_file())
+        machine = hash_of((build / "libwinsim.so").read_bytes(), *(path.read_bytes() for path in support))
+        self.of_test = {}
+        for program in PROGRAMS:
+            listed = list_tests(build / program)
+            sources = {file: hash_of(machine, (build / file).read_bytes()) for file in set(listed.values())}
+            self.of_test.update(((program, name), sources[file]) for name, file in listed.items())
+
+    def of(self, killer):
+        return self.of_test.get(tuple(killer)) if killer else self.all
+
+
+class Results:
+    """What came of each change: its source, what else it depends on, the result and the test that failed."""
+
+    def __init__(self, path, stamps):
+        self.path, self.stamps = path, stamps
         self.known = json.loads(path.read_text()) if path.exists() else {}
         self.lock = threading.Lock()
         self.unsaved = 0
@@ -177,9 +195,16 @@ class Results:
         known = self.known.get(change.name)
         return known if known and known["key"] == key else None
 
+    def holds(self, known, is_quick):
+        """Whether a trial would come to the same."""
+        if known["result"] == "not compiled":
+            return True
+        return known["tests"] == self.stamps.of(known["killer"]) and (known["result"] == "killed" or
+                                                                      known["quick"] <= is_quick)
+
     def add(self, change, key, result, killer, is_quick):
         with self.lock:
-            self.known[change.name] = {"key": key, "tests": self.tests, "result": result, "killer": killer,
+            self.known[change.name] = {"key": key, "tests": self.stamps.of(killer), "result": result, "killer": killer,
                                        "quick": is_quick}
             self.unsaved += 1
             if self.unsaved >= 20:
@@ -196,24 +221,23 @@ class Run:
     def __init__(self, root, build, workers, is_quick):
         self.root, self.progress, self.workers, self.is_quick = root, Progress(), workers, is_quick
         self.images = Images(root, build)
-        programs = ["unit_tests", "scenarios_tests", "faults_tests", "libwinsim.so", "kelo-rehearse"]
-        self.fingerprint = hash_of(*(self.build_file(name) for name in programs + [f"mutants/{i}" for i in IMAGES]))
+        programs = [*PROGRAMS, "libwinsim.so", "kelo-rehearse", *(f"mutants/{image}" for image in IMAGES)]
+        self.stamps = TestStamps(root, build, programs)
         benches = queue.SimpleQueue()
         records = self.records()
         self.visits = Visits(self.images, records)
         self.everything = AllChanges(root, self.images, workers)
-        self.results = Results(self.images.folder / "results.json", self.fingerprint)
+        self.results = Results(self.images.folder / "results.json", self.stamps)
         for number in range(workers):
             benches.put(Bench(self.images, self.visits, number))
         self.benches = benches
 
-    def build_file(self, name):
-        return (self.images.build / name).read_bytes()
-
     def records(self):
         bench = Bench(self.images, None, "")
         bench.link(set(IMAGES))
-        return recorded(bench.folder, self.images.folder / "visits.json", self.fingerprint, self.workers, self.progress)
+        images = hash_of(*((self.images.folder / image).read_bytes() for image in IMAGES))
+        stamps = {test: hash_of(images, stamp) for test, stamp in self.stamps.of_test.items()}
+        return recorded(bench.folder, self.images.folder / "visits.json", stamps, self.workers, self.progress)
 
     def units_of(self, change):
         if change.path in self.images.units:
@@ -225,9 +249,8 @@ class Run:
         source = (self.root / change.path).read_bytes()
         key = hash_of(change.applied_to(source))
         known = self.results.of(change, key)
-        if known and (known["tests"] == self.fingerprint or known["result"] == "not compiled"):
-            if known["result"] != "survived" or known["quick"] <= self.is_quick:
-                return known["result"]
+        if known and self.results.holds(known, self.is_quick):
+            return known["result"]
         tests = tests_of(change, self.everything, self.visits)
         first = tuple(known["killer"]) if known and known["killer"] else None
         bench = self.benches.get()
@@ -259,6 +282,7 @@ def main():
     parser.add_argument("--all", action="store_true")
     parser.add_argument("--survivors", action="store_true")
     parser.add_argument("--quick", action="store_true")
+    parser.add_argument("--every", type=int, default=1)
     parser.add_argument("files", nargs="*")
     options = parser.parse_intermixed_args()
     root, build = options.project.resolve(), options.build.resolve()
@@ -270,6 +294,8 @@ def main():
         changes = short_choice(root, changes)
     if options.survivors:
         changes = [c for c in changes if run.results.known.get(c.name, {}).get("result") == "survived"]
+
+    changes = changes[::options.every]
 
     equivalent = Equivalent(pathlib.Path(__file__).with_name("equivalent.txt"))
     found = run.all(changes)

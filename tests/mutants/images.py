@@ -29,7 +29,7 @@ class Unit:
         kept = arguments[1:output] + arguments[output + 2:-2]
         self.compiler = arguments[0]
         # A mutant may well deserve a warning.
-        self.arguments = [argument for argument in kept if not argument.startswith("-W")] + ["-w"]
+        self.arguments = [argument for argument in kept if not argument.startswith("-W")] + ["-w", "-g0"]
 
     def parser_arguments(self):
         return ["-x", "c++", "-std=c++20", "-fshort-wchar"] + [
@@ -73,7 +73,7 @@ class Images:
     def link(self, image, folder, replaced):
         """The image in a folder, with other objects in place of some."""
         command = [str(replaced.get(part, part)) for part in self.links[image]]
-        command[command.index("-o") + 1] = str(folder / image)
+        command[command.index("-o") + 1:command.index("-o") + 2] = [str(folder / image), "-fuse-ld=lld", "-Wl,--strip-debug"]
         return subprocess.run(command, cwd=self.build, capture_output=True).returncode == 0
 
     def blocks(self, image):

@@ -10,9 +10,10 @@ from visits import PLAIN_RUNS
 
 FAILED = re.compile(r"^\[  FAILED  \] ([^ ,]+)", re.MULTILINE)
 # Seconds of tests that are run together: most changes fail the first, and what comes together starts once.
-CHUNKS = [0.1, 0.5, 2, 8]
+CHUNKS = [0.15, 0.5, 2, 8]
+COST_BY_DISTANCE = [0.1, 0.4, 1]
 # What a quick trial leaves out: tests over so many seconds, and all after so many seconds of tests.
-LONG, QUICK = 0.3, 4
+LONG, QUICK = 0.7, 3
 # The sweep's runs of the machines and actions that enter a function: so many of them.
 SWEPT = 3
 SWEEPS = ["Machines/FaultSweep.EveryCallFailsOnce/", "Machines/FaultSweep.MemoryRunsOutOnce/"]
@@ -82,12 +83,14 @@ class Bench:
         # One that dies does not tell which it was.
         return found[1] if found else names[0]
 
-    def chunks(self, tests, first):
-        """The tests in the order of their cost, `first` first: few at a time to begin with, and never of two programs."""
-        seconds = self.visits.tests
+    def chunks(self, path, tests, first):
+        """The tests of a source, `first` first, then in the order of their cost, which counts less the nearer they are: few
+        at a time to begin with, and never of two programs."""
+        seconds = self.visits.seconds
+        cost = {test: seconds[test] * COST_BY_DISTANCE[self.visits.distance(test, path)] for test in tests}
         sizes = list(CHUNKS)
         chunk, spent = [], 0
-        for test in sorted(tests, key=lambda test: (test != first, seconds[test], test)):
+        for test in sorted(tests, key=lambda test: (test != first, cost[test], test)):
             if chunk and (chunk == [first] or test[0] != chunk[0][0] or spent + seconds[test] > sizes[0]):
                 yield chunk, spent
                 chunk, spent = [], 0
@@ -97,9 +100,9 @@ class Bench:
         if chunk:
             yield chunk, spent
 
-    def killer(self, tests, first, budget):
-        """The test that fails, of those that run the changed lines, the cheapest first, until the budget is spent."""
-        for chunk, seconds in self.chunks(tests, first):
+    def killer(self, path, tests, first, budget):
+        """The test that fails, of those that run the changed lines, until the budget is spent."""
+        for chunk, seconds in self.chunks(path, tests, first):
             if budget < 0:
                 break
             budget -= seconds
@@ -113,7 +116,7 @@ class Bench:
 
     def swept(self, change):
         """The test of the sweep that fails, of those whose machines enter the changed function."""
-        plain = [(self.visits.tests[test], test[1].removeprefix(PLAIN_RUNS), images) for test, images in
+        plain = [(self.visits.seconds[test], test[1].removeprefix(PLAIN_RUNS), images) for test, images in
                  self.visits.of_lines(change.path, change.place.owner_lines).items() if test[0] == "faults_tests"]
         for seconds, name, images in sorted(plain, key=lambda run: run[:2])[:SWEPT]:
             if not self.link(images):
@@ -128,6 +131,6 @@ class Bench:
         if not self.compile(units, change):
             return "not compiled", None
         tests = {test: images for test, images in tests.items()
-                 if test[0] != "faults_tests" and not (is_quick and self.visits.tests[test] > LONG)}
-        killer = self.killer(tests, first, QUICK if is_quick else float("inf")) or (None if is_quick else self.swept(change))
+                 if test[0] != "faults_tests" and not (is_quick and self.visits.seconds[test] > LONG)}
+        killer = self.killer(change.path, tests, first, QUICK if is_quick else float("inf")) or (None if is_quick else self.swept(change))
         return ("killed", killer) if killer else ("survived", None)

@@ -14,9 +14,9 @@ extern const char __ehdr_start[] __attribute__((visibility("hidden")));
 extern const char etext[] __attribute__((visibility("hidden")));
 
 static char* g_visits;
+static int g_isOpened;
 
-// Before the image's own initialisation.
-__attribute__((constructor(101))) static void OpenVisits(void)
+static void OpenVisits(void)
 {
     const char* folder = getenv("KELO_VISITS");
     Dl_info image;
@@ -44,9 +44,14 @@ __attribute__((destructor(101))) static void CloseVisits(void)
     g_visits = NULL;
 }
 
-// The compiler has each block of code call this first (-fsanitize-coverage=trace-pc).
+// The compiler has each block of code call this first (-fsanitize-coverage=trace-pc), also before any constructor here.
 void __sanitizer_cov_trace_pc(void)
 {
+    if (!g_isOpened)
+    {
+        g_isOpened = 1;
+        OpenVisits();
+    }
     if (g_visits != NULL)
         g_visits[(const char*)__builtin_return_address(0) - __ehdr_start] = 1;
 }

@@ -4,6 +4,7 @@ import collections
 import concurrent.futures
 import json
 import os
+import pathlib
 import subprocess
 import tempfile
 import time
@@ -15,15 +16,13 @@ PLAIN_RUNS = "Machines/FaultSweep.EveryCallIsKnown/"
 PROGRAMS = {"unit_tests": "*", "scenarios_tests": "*", "faults_tests": PLAIN_RUNS + "*"}
 
 
-def list_tests(program, pattern):
-    shown = subprocess.run([program, "--gtest_list_tests", f"--gtest_filter={pattern}"], check=True,
-                           capture_output=True, text=True).stdout
-    suite = None
-    for line in shown.splitlines():
-        if line.startswith("  "):
-            yield suite + line.split("#")[0].strip()
-        elif line.split("#")[0].strip().endswith("."):
-            suite = line.split("#")[0].strip()
+def list_tests(program, pattern="*"):
+    """The names of a program's tests, each with its source."""
+    with tempfile.NamedTemporaryFile(suffix=".json") as listed:
+        subprocess.run([program, "--gtest_list_tests", f"--gtest_filter={pattern}", f"--gtest_output=json:{listed.name}"],
+                       check=True, capture_output=True)
+        suites = json.load(listed)["testsuites"]
+    return {f"{suite['name']}.{test['name']}": test["file"] for suite in suites for test in suite["testsuite"]}
 
 
 def visited(path):
@@ -50,27 +49,29 @@ def record(folder, test):
     return {"program": program, "name": name, "seconds": seconds, "noted": noted}
 
 
-def recorded(folder, cache, fingerprint, workers, progress):
-    """All tests' records, from the cache when they are of these programs."""
-    if cache.exists():
-        known = json.loads(cache.read_text())
-        if known["fingerprint"] == fingerprint:
-            return known["tests"]
-    tests = [(program, name) for program, pattern in PROGRAMS.items() for name in list_tests(folder / program, pattern)]
-    records = []
+def recorded(folder, cache, stamps, workers, progress):
+    """All tests' records, from the cache where they are of these images and of the same test. `stamps`: what tells."""
+    known = json.loads(cache.read_text()) if cache.exists() else {}
+    sources = {(program, name): file for program, pattern in PROGRAMS.items()
+               for name, file in list_tests(folder / program, pattern).items()}
+    tests = list(sources)
+    records = {" ".join(test): known[" ".join(test)] for test in tests
+               if known.get(" ".join(test), {}).get("stamp") == stamps[test]}
+    missing = [test for test in tests if " ".join(test) not in records]
     with concurrent.futures.ThreadPoolExecutor(workers) as pool:
-        for one in pool.map(lambda test: record(folder, test), tests):
-            records.append(one)
-            progress(f"{len(records)} of {len(tests)} tests have shown what they run")
-    cache.write_text(json.dumps({"fingerprint": fingerprint, "tests": records}))
-    return records
+        for done, (test, one) in enumerate(zip(missing, pool.map(lambda test: record(folder, test), missing)), 1):
+            records[" ".join(test)] = one | {"stamp": stamps[test], "source": sources[test]}
+            progress(f"{done} of {len(missing)} tests have shown what they run")
+    cache.write_text(json.dumps(records))
+    return list(records.values())
 
 
 class Visits:
     """The tests of each line."""
 
     def __init__(self, images, records):
-        self.tests = {(one["program"], one["name"]): one["seconds"] for one in records}
+        self.seconds = {(one["program"], one["name"]): one["seconds"] for one in records}
+        self.sources = {(one["program"], one["name"]): pathlib.PurePath(one["source"]) for one in records}
         blocks = {image: images.blocks(image) for image in IMAGES}
         self.functions = collections.defaultdict(set)  # what a line is compiled in
         for of_image in blocks.values():
@@ -91,6 +92,13 @@ class Visits:
             for test, images in self.by_line.get((path, number), {}).items():
                 found.setdefault(test, set()).update(images)
         return found
+
+    def distance(self, test, path):
+        """How far a test's source is from one of the program: 0 when it is its own, 1 in the same folder."""
+        source, tested = self.sources[test], pathlib.PurePath(path)
+        if source.parent.name != tested.parent.name:
+            return 2
+        return 0 if source.stem == tested.stem + "_test" else 1
 
     def has_code(self, path, lines):
         return any((path, number) in self.functions for number in lines)

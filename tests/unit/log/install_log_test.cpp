@@ -306,12 +306,22 @@ TEST(InstallLog, AFileThatCannotBeMadeSilencesTheFirstLogAlone)
     EXPECT_EQ(run.exitCode, 0);
 }
 
+// What is left of such a path would lead elsewhere: nothing is opened.
 TEST(InstallLog, APathThatCannotBeConvertedDropsTheLine)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"}, {.faults = {"MultiByteToWideChar#37=1113"}});
-    EXPECT_EQ(run.result, "false");
-    EXPECT_THAT(run.log, IsEmpty());
+    const auto countOpened = [](const SimulatedRun& run) { return run.outcome.callCounts.at("CreateFileW"); };
+    const SimulatedRun without = CallFunction(MachineOf("{}"), "WriteAfterClose");
+    const unsigned conversions = without.outcome.callCounts.at("MultiByteToWideChar");
+    // Of the folder and of what is below it, each asked for its size first.
+    for (unsigned conversion = conversions + 1; conversion <= conversions + 4; ++conversion)
+    {
+        const SimulatedRun run =
+            CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"},
+                         {.faults = {"MultiByteToWideChar#" + std::to_string(conversion) + "=1113"}});
+        EXPECT_EQ(run.result, "false") << conversion;
+        EXPECT_THAT(run.log, IsEmpty()) << conversion;
+        EXPECT_EQ(countOpened(run), countOpened(without)) << conversion;
+    }
 }
 
 TEST(InstallLog, WithoutMemoryALineIsDroppedAndNothingElse)
