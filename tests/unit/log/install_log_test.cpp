@@ -65,6 +65,27 @@ TEST(InstallLog, TheFirstRunMakesTheFolderAndTheFile)
                                      std::string("added ") + kLogPath));
 }
 
+// Windows has two errors for what is not there.
+TEST(InstallLog, WhatIsMissingIsMadeWhicheverErrorSaysSo)
+{
+    constexpr unsigned kNoFile = 2;
+    const SimulatedRun whole = CallFunction(MachineOf("{}"), "WriteLog", {"abc"});
+    std::size_t missing = 0;
+    unsigned opened = 0;
+    for (const winsim::CallRecord& call : whole.outcome.calls)
+    {
+        opened += call.name == "CreateFileW" ? 1 : 0;
+        if (call.name != "CreateFileW" || call.error != kNoFile)
+            continue;
+        ++missing;
+        const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteLog", {"abc"},
+                                              {.faults = {"CreateFileW#" + std::to_string(opened) + "=3"}});
+        EXPECT_EQ(run.log, whole.log) << opened;
+        EXPECT_EQ(run.outcome.callCounts.at("_fsopen"), whole.outcome.callCounts.at("_fsopen")) << opened;
+    }
+    EXPECT_GE(missing, 2U);
+}
+
 TEST(InstallLog, TheFileLiesInTheMachinesOwnApplicationDataFolder)
 {
     const winsim::Machine machine = MachineOf(R"({"folders": {"commonAppData": "D:\\Data"},
@@ -175,6 +196,32 @@ TEST(InstallLog, OpeningOnceMoreClosesTheFormerStream)
     EXPECT_THAT(run.script,
                 ElementsAreArray(Joined(Joined(OpeningOf("stream#9", 183), OpeningOf("stream#10", 183)),
                                         {R"(fclose("stream#9") = 0)", "log: abc", R"(fclose("stream#10") = 0)"})));
+}
+
+TEST(InstallLog, OpeningOnceMoreThatFailsSaysSoAndKeepsTheFormerStream)
+{
+    const auto before = CallFunction(MachineOf("{}"), "CloseTwice").outcome.callCounts;
+    for (const char* call : {"SHGetFolderPathA", "CreateFileW", "SHCreateDirectoryExA", "_fsopen"})
+    {
+        const SimulatedRun run =
+            CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"},
+                         {.faults = {std::string(call) + "#" + std::to_string(before.at(call) + 1) + "=5"}});
+        EXPECT_EQ(run.result, "false true") << call;
+        EXPECT_THAT(run.log, ElementsAre("abc")) << call;
+    }
+}
+
+TEST(InstallLog, OpeningOnceMoreWithoutMemorySaysThatItFails)
+{
+    const SimulatedRun whole = CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"});
+    bool hasFailed = false;
+    for (unsigned piece = 1; piece <= whole.outcome.callCounts.at("operator new"); ++piece)
+    {
+        const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"},
+                                              {.faults = {"operator new#" + std::to_string(piece) + "=8"}});
+        hasFailed = hasFailed || run.result == "false true";
+    }
+    EXPECT_TRUE(hasFailed);
 }
 
 // ---- Silence ----
