@@ -273,7 +273,7 @@ class Changes:
     def is_movable(statement):
         """What calls something: nobody can tell the order of assignments of values."""
         return (statement.kind.is_expression() or statement.kind in MOVABLE) and any(
-            part.kind == CursorKind.CALL_EXPR and not part.spelling.startswith("operator")
+            part.kind == CursorKind.CALL_EXPR and not part.spelling.startswith(("operator", "move"))
             for part in statement.walk_preorder())
 
     def leave_out_bodies(self, cursor, place):

@@ -226,6 +226,8 @@ class Run:
         benches = queue.SimpleQueue()
         records = self.records()
         self.visits = Visits(self.images, records)
+        if not self.visits.by_line:
+            raise SystemExit("the tests' notes are not of these images")
         self.everything = AllChanges(root, self.images, workers)
         self.results = Results(self.images.folder / "results.json", self.stamps)
         for number in range(workers):
@@ -234,10 +236,15 @@ class Run:
 
     def records(self):
         bench = Bench(self.images, None, "")
-        bench.link(set(IMAGES))
+        for image in IMAGES:
+            os.link(self.images.folder / image, bench.folder / image)
         images = hash_of(*((self.images.folder / image).read_bytes() for image in IMAGES))
         stamps = {test: hash_of(images, stamp) for test, stamp in self.stamps.of_test.items()}
         return recorded(bench.folder, self.images.folder / "visits.json", stamps, self.workers, self.progress)
+
+    def is_run(self, change):
+        """Whether an image has the changed function: some are the compiler's alone."""
+        return not change.place.is_function or self.visits.has_code(change.path, change.place.owner_lines)
 
     def units_of(self, change):
         if change.path in self.images.units:
@@ -287,7 +294,7 @@ def main():
     options = parser.parse_intermixed_args()
     root, build = options.project.resolve(), options.build.resolve()
     run = Run(root, build, os.cpu_count(), options.quick)
-    changes = list(run.everything.changes.values())
+    changes = [change for change in run.everything.changes.values() if run.is_run(change)]
     if options.files:
         changes = [change for change in changes if any(change.path.startswith(file) for file in options.files)]
     elif not options.all and os.environ.get("KELO_MUTANTS") != "all":

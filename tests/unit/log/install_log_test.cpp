@@ -201,7 +201,8 @@ TEST(InstallLog, OpeningOnceMoreClosesTheFormerStream)
 TEST(InstallLog, OpeningOnceMoreThatFailsSaysSoAndKeepsTheFormerStream)
 {
     const auto before = CallFunction(MachineOf("{}"), "CloseTwice").outcome.callCounts;
-    for (const char* call : {"SHGetFolderPathA", "CreateFileW", "SHCreateDirectoryExA", "_fsopen"})
+    for (const char* call :
+         {"SHGetFolderPathA", "MultiByteToWideChar", "CreateFileW", "SHCreateDirectoryExA", "_fsopen"})
     {
         const SimulatedRun run =
             CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"},
