@@ -131,7 +131,8 @@ class Changes:
         return range(cursor.extent.start.line, cursor.extent.end.line + 1)
 
     def visit(self, cursor, place):
-        if not self.is_here(cursor) or cursor.kind == CursorKind.STATIC_ASSERT:
+        # What is not evaluated: an assertion for the compiler, and the operand of sizeof.
+        if not self.is_here(cursor) or cursor.kind in (CursorKind.STATIC_ASSERT, CursorKind.CXX_UNARY_EXPR):
             return
         if cursor.kind.is_statement() and cursor.kind != CursorKind.COMPOUND_STMT or cursor.kind.is_declaration():
             place = dataclasses.replace(place, lines=self.lines_of(cursor))

@@ -149,19 +149,19 @@ def short_choice(root, changes):
 # ---- what is known ----
 
 class Equivalent:
-    """The changes that nothing can notice: a line with the name of each, and indented lines with the reason."""
+    """The changes that nothing can notice: paragraphs of a line with the name of each, and indented lines with the
+    reason."""
 
     def __init__(self, path):
-        self.names, self.without_reason = [], []
-        for line in path.read_text().splitlines() if path.exists() else []:
-            if line.startswith("src/"):
-                self.names.append(line)
-                self.without_reason.append(line)
-            elif line.startswith("    ") and line.strip():
-                self.without_reason = []
-        self.wrong = [f"named twice: {name}" for name in sorted({n for n in self.names if self.names.count(n) > 1})]
-        if self.without_reason:
-            self.wrong.append(f"without a reason: {self.without_reason[0]}")
+        self.names, self.wrong = [], []
+        paragraphs = path.read_text().split("\n\n") if path.exists() else []
+        for lines in (paragraph.splitlines() for paragraph in paragraphs):
+            names = [line for line in lines if line.startswith("src/")]
+            self.names += names
+            if names and not any(line.startswith("    ") and line.strip() for line in lines):
+                self.wrong.append(f"equivalent.txt has no reason for: {names[0]}")
+        self.wrong += [f"equivalent.txt has twice: {name}" for name in sorted(set(self.names))
+                       if self.names.count(name) > 1]
 
 
 class TestStamps:

@@ -13,7 +13,7 @@ FAILED = re.compile(r"^\[  FAILED  \] ([^ ,]+)", re.MULTILINE)
 CHUNKS = [0.15, 0.5, 2, 8]
 COST_BY_DISTANCE = [0.1, 0.4, 1]
 # What a quick trial leaves out: tests over so many seconds, and all after so many seconds of tests.
-LONG, QUICK = 0.7, 3
+LONG, QUICK = 1.5, 4
 # The sweep's runs of the machines and actions that enter a function: so many of them.
 SWEPT = 3
 SWEEPS = ["Machines/FaultSweep.EveryCallFailsOnce/", "Machines/FaultSweep.MemoryRunsOutOnce/"]

@@ -39,6 +39,8 @@ TEST(IsFullPath, NothingElseDoes)
                              "\\",
                              "\\Toolkit\\",
                              "/Toolkit/",
+                             "\\Toolkit\\bin\\",
+                             "a\\server\\share\\",
                              "\\\\",
                              "\\\\server",
                              "\\\\server\\",
