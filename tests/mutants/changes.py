@@ -1,10 +1,9 @@
 """The changes that can be made to a source, one place at a time, from its syntax tree."""
 
 import dataclasses
-import pathlib
 import re
 
-from clang.cindex import Cursor, CursorKind, Index, TypeKind
+from clang.cindex import CursorKind, TypeKind
 
 COMPARISONS = {
     "==": ["!="], "!=": ["=="],
@@ -209,9 +208,9 @@ class Changes:
             self.add(place, "arithmetic", begin, end, ARITHMETIC[operator])
         if operator in LOGICAL or operator == "|":
             # One side alone.
-            self.add(place, "condition" if operator in LOGICAL else "mask", self.span(left)[0], self.span(cursor)[1],
-                     self.text(left))
-            self.add(place, "condition" if operator in LOGICAL else "mask", self.span(cursor)[0], self.span(right)[0], "")
+            kind = "condition" if operator in LOGICAL else "mask"
+            self.add(place, kind, self.span(left)[0], self.span(cursor)[1], self.text(left))
+            self.add(place, kind, self.span(cursor)[0], self.span(right)[0], "")
         if operator == "=":
             self.change_value(right, place, "assignment")
 
@@ -258,11 +257,11 @@ class Changes:
                 between = self.source[self.end_of(first):self.span(second)[0]].decode()
                 text = (self.source[self.span(second)[0]:self.end_of(second)].decode() + between +
                         self.source[self.span(first)[0]:self.end_of(first)].decode())
-                lines = range(first.extent.start.line, second.extent.end.line + 1)
-                self.add(dataclasses.replace(place, lines=lines), "swapped", self.span(first)[0], self.end_of(second), text)
+                both = dataclasses.replace(place, lines=range(first.extent.start.line, second.extent.end.line + 1))
+                self.add(both, "swapped", self.span(first)[0], self.end_of(second), text)
 
     def end_of(self, statement):
-        """Behind the semicolon of an expression."""
+        """After the semicolon of an expression."""
         end = self.span(statement)[1]
         return end + 1 if self.source[end:end + 1] == b";" and self.source[end - 1:end] != b"}" else end
 
@@ -304,7 +303,8 @@ class Changes:
         elif type_kind in INTEGERS:
             self.replace(value, place, kind, f"({text} + 1)")
         elif type_kind == TypeKind.ENUM:
-            self.replace(value, place, kind, f"static_cast<std::remove_cvref_t<decltype({text})>>(static_cast<int>({text}) + 1)")
+            type_name = f"std::remove_cvref_t<decltype({text})>"
+            self.replace(value, place, kind, f"static_cast<{type_name}>(static_cast<int>({text}) + 1)")
         elif type_kind == TypeKind.POINTER:
             if text not in ("nullptr", "NULL"):
                 self.replace(value, place, kind, "nullptr")

@@ -4,14 +4,13 @@
 Usage: check.py PROJECT-FOLDER BUILD-FOLDER [--all] [--survivors] [--quick] [--every N] [FILE...]
 
 Tries the changes of the lines that differ from the newest tag, and others spread over all sources when those are few.
---all tries all, FILE... those of files below src/, --survivors those that no test noticed the last time; --quick leaves out
-the tests that take long and the sweep of failures, --every N all but each Nth change. A change that
-nothing can notice stands in equivalent.txt, with the reason. KELO_MUTANTS=all does what --all does.
+--all, or KELO_MUTANTS=all, tries all; FILE... those of files below src/; --survivors those that no test noticed the
+last time; --every N each Nth of these. --quick leaves out the tests that take long and the sweep of failures. A change
+that nothing can notice stands in equivalent.txt, with the reason.
 """
 
 import argparse
 import concurrent.futures
-import dataclasses
 import hashlib
 import json
 import os
@@ -142,7 +141,8 @@ def short_choice(root, changes):
     lines = changed_lines(root)
     touched = [change for change in changes if any((change.path, number) in lines for number in change.place.lines)]
     chosen = spread(touched, MOST)
-    others = [change for change in changes if change not in set(chosen)]
+    names = {change.name for change in chosen}
+    others = [change for change in changes if change.name not in names]
     return chosen + spread(others, max(0, LEAST - len(chosen)))
 
 
@@ -165,8 +165,8 @@ class Equivalent:
 
 
 class TestStamps:
-    """What a result depends on: on all programs, when no test failed; otherwise on the source of the test that failed and
-    on the simulated machine."""
+    """What a result depends on: on all programs, when no test failed; otherwise on the source of the test that failed
+    and on the simulated machine."""
 
     def __init__(self, root, build, programs):
         self.all = hash_of(*((build / name).read_bytes() for name in programs))
@@ -308,7 +308,8 @@ def main():
     found = run.all(changes)
     survived = [name for name in found["survived"] if name not in equivalent.names]
     wrong = equivalent.wrong
-    wrong += [f"equivalent.txt names no change: {name}" for name in equivalent.names if name not in run.everything.changes]
+    wrong += [f"equivalent.txt names no change: {name}" for name in equivalent.names
+              if name not in run.everything.changes]
     wrong += [f"equivalent.txt names a change that a test notices: {name}" for name in equivalent.names
               if name in found["killed"]]
     wrong += [f"no test notices: {name}" for name in survived]

@@ -73,7 +73,8 @@ class Images:
     def link(self, image, folder, replaced):
         """The image in a folder, with other objects in place of some."""
         command = [str(replaced.get(part, part)) for part in self.links[image]]
-        command[command.index("-o") + 1:command.index("-o") + 2] = [str(folder / image), "-fuse-ld=lld", "-Wl,--strip-debug"]
+        command[command.index("-o") + 1] = str(folder / image)
+        command += ["-fuse-ld=lld", "-Wl,--strip-debug"]
         return subprocess.run(command, cwd=self.build, capture_output=True).returncode == 0
 
     def blocks(self, image):

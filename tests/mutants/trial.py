@@ -84,8 +84,8 @@ class Bench:
         return found[1] if found else names[0]
 
     def chunks(self, path, tests, first):
-        """The tests of a source, `first` first, then in the order of their cost, which counts less the nearer they are: few
-        at a time to begin with, and never of two programs."""
+        """The tests of a source, `first` first, then in the order of their cost, which counts less the nearer they are:
+        few at a time to begin with, and never of two programs."""
         seconds = self.visits.seconds
         cost = {test: seconds[test] * COST_BY_DISTANCE[self.visits.distance(test, path)] for test in tests}
         sizes = list(CHUNKS)
@@ -132,5 +132,7 @@ class Bench:
             return "not compiled", None
         tests = {test: images for test, images in tests.items()
                  if test[0] != "faults_tests" and not (is_quick and self.visits.seconds[test] > LONG)}
-        killer = self.killer(change.path, tests, first, QUICK if is_quick else float("inf")) or (None if is_quick else self.swept(change))
+        killer = self.killer(change.path, tests, first, QUICK if is_quick else float("inf"))
+        if not killer and not is_quick:
+            killer = self.swept(change)
         return ("killed", killer) if killer else ("survived", None)

@@ -18,8 +18,8 @@ PROGRAMS = {"unit_tests": "*", "scenarios_tests": "*", "faults_tests": PLAIN_RUN
 def list_tests(program, pattern="*"):
     """The names of a program's tests, each with its source."""
     with tempfile.NamedTemporaryFile(suffix=".json") as listed:
-        subprocess.run([program, "--gtest_list_tests", f"--gtest_filter={pattern}", f"--gtest_output=json:{listed.name}"],
-                       check=True, capture_output=True)
+        arguments = ["--gtest_list_tests", f"--gtest_filter={pattern}", f"--gtest_output=json:{listed.name}"]
+        subprocess.run([program, *arguments], check=True, capture_output=True)
         suites = json.load(listed)["testsuites"]
     return {f"{suite['name']}.{test['name']}": test["file"] for suite in suites for test in suite["testsuite"]}
 
