@@ -155,6 +155,7 @@ target_compile_options(explain_tests PRIVATE -O0)
 
 include(cmake/python_tests.cmake)
 include(cmake/coverage.cmake)
+include(cmake/mutants.cmake)
 include(cmake/sanitizers.cmake)
 include(cmake/fuzz.cmake)
 include(cmake/style.cmake)

@@ -24,6 +24,9 @@ packages=(
     "explain  python3-selenium             /usr/lib/python3/dist-packages/selenium" # and is used by them
     "fuzz     clang                        clang++"                          # compiles the fuzzers
     "fuzz     libclang-rt-dev              /usr/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" # libFuzzer
+    "mutants  python3-clang                /usr/lib/python3/dist-packages/clang/cindex.py" # the syntax tree of src/
+    "mutants  clang                        clang++"                          # the headers that it needs
+    "mutants  lld                          ld.lld"                           # links an image in half the time
     "style    clang                        clang++"                          # a second compiler's opinion of src/
     "style    clang-format                 clang-format"                     # the layout of the sources
     "style    clang-tidy                   clang-tidy"                       # likely mistakes

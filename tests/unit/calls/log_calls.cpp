@@ -116,6 +116,13 @@ constexpr TestCall kCalls[] = {
          InstallLog log{kInstallLogFileName};
          return ResultText(WriteLog(log, "%S", a.Wide(0).c_str()));
      }},
+    // A line of ANSI text, and one of UTF-16 text after it.
+    {"WriteThenWriteWide",
+     [](const CallArguments& a) {
+         InstallLog log{kInstallLogFileName};
+         WriteLog(log, "%s", a.Text(0).c_str());
+         return ResultText(WriteLog(log, "%S", a.Wide(1).c_str()));
+     }},
     {"WriteEachConversion",
      [](const CallArguments&) {
          InstallLog log{kInstallLogFileName};

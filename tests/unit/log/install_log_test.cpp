@@ -65,6 +65,27 @@ TEST(InstallLog, TheFirstRunMakesTheFolderAndTheFile)
                                      std::string("added ") + kLogPath));
 }
 
+// Windows has two errors for what is not there.
+TEST(InstallLog, WhatIsMissingIsMadeWhicheverErrorSaysSo)
+{
+    constexpr unsigned kNoFile = 2;
+    const SimulatedRun whole = CallFunction(MachineOf("{}"), "WriteLog", {"abc"});
+    std::size_t missing = 0;
+    unsigned opened = 0;
+    for (const winsim::CallRecord& call : whole.outcome.calls)
+    {
+        opened += call.name == "CreateFileW" ? 1 : 0;
+        if (call.name != "CreateFileW" || call.error != kNoFile)
+            continue;
+        ++missing;
+        const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteLog", {"abc"},
+                                              {.faults = {"CreateFileW#" + std::to_string(opened) + "=3"}});
+        EXPECT_EQ(run.log, whole.log) << opened;
+        EXPECT_EQ(run.outcome.callCounts.at("_fsopen"), whole.outcome.callCounts.at("_fsopen")) << opened;
+    }
+    EXPECT_GE(missing, 2U);
+}
+
 TEST(InstallLog, TheFileLiesInTheMachinesOwnApplicationDataFolder)
 {
     const winsim::Machine machine = MachineOf(R"({"folders": {"commonAppData": "D:\\Data"},
@@ -175,6 +196,33 @@ TEST(InstallLog, OpeningOnceMoreClosesTheFormerStream)
     EXPECT_THAT(run.script,
                 ElementsAreArray(Joined(Joined(OpeningOf("stream#9", 183), OpeningOf("stream#10", 183)),
                                         {R"(fclose("stream#9") = 0)", "log: abc", R"(fclose("stream#10") = 0)"})));
+}
+
+TEST(InstallLog, OpeningOnceMoreThatFailsSaysSoAndKeepsTheFormerStream)
+{
+    const auto before = CallFunction(MachineOf("{}"), "CloseTwice").outcome.callCounts;
+    for (const char* call :
+         {"SHGetFolderPathA", "MultiByteToWideChar", "CreateFileW", "SHCreateDirectoryExA", "_fsopen"})
+    {
+        const SimulatedRun run =
+            CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"},
+                         {.faults = {std::string(call) + "#" + std::to_string(before.at(call) + 1) + "=5"}});
+        EXPECT_EQ(run.result, "false true") << call;
+        EXPECT_THAT(run.log, ElementsAre("abc")) << call;
+    }
+}
+
+TEST(InstallLog, OpeningOnceMoreWithoutMemorySaysThatItFails)
+{
+    const SimulatedRun whole = CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"});
+    bool hasFailed = false;
+    for (unsigned piece = 1; piece <= whole.outcome.callCounts.at("operator new"); ++piece)
+    {
+        const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"},
+                                              {.faults = {"operator new#" + std::to_string(piece) + "=8"}});
+        hasFailed = hasFailed || run.result == "false true";
+    }
+    EXPECT_TRUE(hasFailed);
 }
 
 // ---- Silence ----
@@ -306,12 +354,22 @@ TEST(InstallLog, AFileThatCannotBeMadeSilencesTheFirstLogAlone)
     EXPECT_EQ(run.exitCode, 0);
 }
 
+// What is left of such a path would lead elsewhere: nothing is opened.
 TEST(InstallLog, APathThatCannotBeConvertedDropsTheLine)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"}, {.faults = {"MultiByteToWideChar#37=1113"}});
-    EXPECT_EQ(run.result, "false");
-    EXPECT_THAT(run.log, IsEmpty());
+    const auto countOpened = [](const SimulatedRun& run) { return run.outcome.callCounts.at("CreateFileW"); };
+    const SimulatedRun without = CallFunction(MachineOf("{}"), "WriteAfterClose");
+    const unsigned conversions = without.outcome.callCounts.at("MultiByteToWideChar");
+    // Of the folder and of what is below it, each asked for its size first.
+    for (unsigned conversion = conversions + 1; conversion <= conversions + 4; ++conversion)
+    {
+        const SimulatedRun run =
+            CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"},
+                         {.faults = {"MultiByteToWideChar#" + std::to_string(conversion) + "=1113"}});
+        EXPECT_EQ(run.result, "false") << conversion;
+        EXPECT_THAT(run.log, IsEmpty()) << conversion;
+        EXPECT_EQ(countOpened(run), countOpened(without)) << conversion;
+    }
 }
 
 TEST(InstallLog, WithoutMemoryALineIsDroppedAndNothingElse)

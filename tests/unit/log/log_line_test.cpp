@@ -161,6 +161,15 @@ TEST(LogLine, WideTextBeyondTheRuntimesLocaleLeavesTheHeader)
               kHeader + "\r\n");
 }
 
+// The longest line before it fills the buffer to its end, where a text that is too long would show.
+TEST(LogLine, WideTextBeyondTheRuntimesLocaleLeavesTheHeaderAfterTheLongestLineToo)
+{
+    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteThenWriteWide",
+                                          {MessageFor(600), "a\u4E2D"
+                                                            "b"});
+    EXPECT_EQ(LogBytes(run.After()), kHeader + MessageFor(510) + "\r\n" + kHeader + "\r\n");
+}
+
 // ---- The length ----
 
 TEST(LogLine, UpTo510CharactersTheLineIsWhole)

@@ -14,7 +14,8 @@ std::string IsFull(const std::string& path)
 
 TEST(IsFullPath, ADriveAndItsRootBeginAFullPath)
 {
-    for (const char* path : {R"(C:\)", R"(C:\Toolkit\)", R"(z:\a)", "C:/Toolkit/", R"(A:\..\b)"})
+    for (const char* path :
+         {R"(C:\)", R"(C:\Toolkit\)", R"(a:\b)", R"(c:\)", R"(z:\a)", R"(Z:\a)", "C:/Toolkit/", R"(A:\..\b)"})
         EXPECT_EQ(IsFull(path), "true") << path;
 }
 
@@ -39,6 +40,8 @@ TEST(IsFullPath, NothingElseDoes)
                              "\\",
                              "\\Toolkit\\",
                              "/Toolkit/",
+                             "\\Toolkit\\bin\\",
+                             "a\\server\\share\\",
                              "\\\\",
                              "\\\\server",
                              "\\\\server\\",

@@ -17,9 +17,26 @@ std::string Wide(const std::string& bytes, const char* machine = "{}", const Sim
     return CallFunction(MachineOf(machine), "ToWide", {bytes}, options).result;
 }
 
+using testing::ElementsAre;
+
+// The function's own calls of a conversion: each with the lengths of text and buffer, and the result.
+std::vector<std::string> Conversions(const SimulatedRun& run, const char* conversion)
+{
+    std::vector<std::string> conversions;
+    for (std::size_t i = run.outcome.bodyBegin; i < run.outcome.bodyEnd; ++i)
+    {
+        const winsim::CallRecord& call = run.outcome.calls[i];
+        if (call.name == conversion)
+            conversions.push_back(call.in["cbMultiByte"].dump() + " " + call.in["cchWideChar"].dump() + " " +
+                                  call.result.dump());
+    }
+    return conversions;
+}
+
 TEST(ToNarrow, IsTheTextInTheCodePage)
 {
     EXPECT_EQ(Narrow(""), "");
+    EXPECT_EQ(Narrow("x"), "x");
     EXPECT_EQ(Narrow("plain"), "plain");
     EXPECT_EQ(Narrow("caf\u00E9 \u20AC"), "caf\xE9 \x80");
     EXPECT_EQ(Narrow("\u65E5\u672C", R"({"windows": {"codePage": 932}})"), "\x93\xFA\x96\x7B");
@@ -48,9 +65,24 @@ TEST(ToNarrow, AConversionThatFailsIsEmpty)
 TEST(ToWide, IsTheTextOfTheCodePage)
 {
     EXPECT_EQ(Wide(""), "");
+    EXPECT_EQ(Wide("x"), "x");
     EXPECT_EQ(Wide("plain"), "plain");
     EXPECT_EQ(Wide("caf\xE9 \x80"), "caf\u00E9 \u20AC");
     EXPECT_EQ(Wide("\x93\xFA\x96\x7B", R"({"windows": {"codePage": 932}})"), "\u65E5\u672C");
+}
+
+// Japanese takes two bytes a character in its code page.
+TEST(ToNarrow, AsksForTheSizeAndConvertsTheTextAndNoMore)
+{
+    const SimulatedRun run = CallFunction(MachineOf(R"({"windows": {"codePage": 932}})"), "ToNarrow", {"\u65E5\u672C"});
+    EXPECT_THAT(Conversions(run, "WideCharToMultiByte"), ElementsAre("0 2 4", "4 2 4"));
+}
+
+TEST(ToWide, AsksForTheSizeAndConvertsTheTextAndNoMore)
+{
+    const SimulatedRun run =
+        CallFunction(MachineOf(R"({"windows": {"codePage": 932}})"), "ToWide", {"\x93\xFA\x96\x7B"});
+    EXPECT_THAT(Conversions(run, "MultiByteToWideChar"), ElementsAre("4 0 2", "4 2 2"));
 }
 
 TEST(ToWide, AConversionThatFailsIsEmpty)

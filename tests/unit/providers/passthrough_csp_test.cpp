@@ -117,6 +117,16 @@ TEST(SetPassthroughCsp, AProviderThatMayNotBeReadIsPassedOver)
     EXPECT_EQ(ChosenProvider(run.After()), Json({{"PassthroughCSP", kProviders[1]}}));
 }
 
+TEST(SetPassthroughCsp, AProviderThatMemoryDoesNotSufficeToLookForIsPassedOver)
+{
+    Json machine = MachineWithProviders(std::span(kProviders).last(2)).ToJson();
+    // Enough for the keys of the last three, not for those of the first two.
+    machine["process"]["largestBlock"] = 100;
+    const SimulatedRun run = Select(winsim::Machine::FromJson(machine));
+    EXPECT_EQ(ChosenProvider(run.After()), Json({{"PassthroughCSP", kProviders[3]}}));
+    EXPECT_EQ(run.outcome.callCounts.at("RegOpenKeyExA"), 2u);
+}
+
 TEST(SetPassthroughCsp, ASecondCommitWritesTheSameAgain)
 {
     const SimulatedRun first = Select(MachineWithProviders(kProviders));

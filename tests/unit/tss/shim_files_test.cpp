@@ -269,6 +269,16 @@ TEST(CopyShimFile, WithoutAFullPathNothingIsTakenFromTheCurrentDirectory)
                    LogLine(target + R"(NTRU12\TSP1-kelo.dll unable to copy to )" + kTsp1 + " err: 206")});
 }
 
+TEST(CopyShimFile, AnUnknownSlotMeansTheSystemDirectoryItself)
+{
+    const std::string directory = R"(C:\Windows\system32\)";
+    const SimulatedRun run = Copy(MachineOf(kWithShim), "3");
+    ExpectRun(run, "false",
+              {kCopyBegin, FolderLineA(kSystemFolder, R"(C:\Windows\system32)"),
+               CallLine("CopyFileA", {kShim, directory, 1}, 0),
+               LogLine(std::string(kShim) + " unable to copy to " + directory + " err: 80")});
+}
+
 TEST(CopyShimFile, AnUnknownSystemDirectoryEndsIt)
 {
     winsim::Machine machine = MachineOf(R"({"folders": {"system": null}})");

@@ -1,0 +1,325 @@
+#!/usr/bin/python3
+"""Changes the program one place at a time and looks whether a test fails.
+
+Usage: check.py PROJECT-FOLDER BUILD-FOLDER [--all] [--survivors] [--quick] [--every N] [FILE...]
+
+Tries the changes of the lines that differ from the newest tag, and others spread over all sources when those are few.
+--all, or KELO_MUTANTS=all, tries all; FILE... those of files below src/; --survivors those that no test noticed the
+last time; --every N each Nth of these. --quick leaves out the tests that take long and the sweep of failures. A change
+that nothing can notice stands in equivalent.txt, with the reason.
+"""
+
+import argparse
+import concurrent.futures
+import hashlib
+import json
+import os
+import pathlib
+import queue
+import re
+import subprocess
+import sys
+import threading
+import time
+
+from clang.cindex import Index
+
+from changes import Changes
+from images import IMAGES, Images
+from trial import Bench
+from visits import PROGRAMS, Visits, list_tests, recorded
+
+# What is tried unless all are: all that differ from the last release up to so many, and at least so many.
+MOST, LEAST = 150, 100
+SECONDS_BETWEEN_LINES = 20
+
+
+class Progress:
+    """A line now and then."""
+
+    def __init__(self):
+        self.next = time.monotonic() + SECONDS_BETWEEN_LINES
+        self.lock = threading.Lock()
+
+    def __call__(self, text):
+        with self.lock:
+            if time.monotonic() >= self.next:
+                print(text, flush=True)
+                self.next = time.monotonic() + SECONDS_BETWEEN_LINES
+
+
+def hash_of(*parts):
+    whole = hashlib.sha256()
+    for part in parts:
+        whole.update(part if isinstance(part, bytes) else str(part).encode())
+        whole.update(b"\0")
+    return whole.hexdigest()
+
+
+# ---- all changes of src/ ----
+
+def changes_of_unit(root, path, arguments):
+    """The changes of a source and of the headers that only stand in one place in its syntax tree: (changes, uses)."""
+    unit = Index.create().parse(str(root / path), args=arguments)
+    wrong = [str(message) for message in unit.diagnostics if message.severity >= 3]
+    if wrong:
+        raise SystemExit(f"{path} cannot be read: {wrong[0]}")
+    headers = sorted({include.include.name for include in unit.get_includes()})
+    below = str(root / "src") + "/"
+    found = {}
+    for file in [str(root / path), *(name for name in headers if name.startswith(below))]:
+        name = file[len(str(root)) + 1:]
+        of_file = Changes(root, name, unit)
+        found[name] = (of_file.all(), of_file.uses)
+    return found
+
+
+class AllChanges:
+    """Every change, by its name, and what uses what."""
+
+    def __init__(self, root, images, workers):
+        self.changes, self.uses = {}, {}
+        jobs = [(root, unit.path, unit.parser_arguments()) for unit in images.units.values()]
+        with concurrent.futures.ProcessPoolExecutor(workers) as pool:
+            for found in pool.map(changes_of_unit, *zip(*jobs)):
+                for changes, uses in found.values():
+                    self.changes.update((change.name, change) for change in changes)
+                    for used, users in uses.items():
+                        self.uses.setdefault(used, set()).update(users)
+        self.changes = dict(sorted(self.changes.items(), key=lambda item: (item[1].path, item[1].begin, item[1].end)))
+
+    def users_of(self, name):
+        """The lines of all functions that use a variable, also through another one."""
+        found, names = set(), [name]
+        for used in names:
+            for path, owner, lines in self.uses.get(used, ()):
+                if (path, owner, lines) not in found:
+                    found.add((path, owner, lines))
+                    names.append(owner)
+        return [(path, lines) for path, _, lines in found]
+
+
+def tests_of(change, everything, visits):
+    """The tests that run what is changed, each with the images."""
+    place = change.place
+    for lines in (place.lines, place.owner_lines):
+        if visits.has_code(change.path, lines) and place.is_function:
+            return visits.of_lines(change.path, lines)
+    found = {}
+    for path, lines in everything.users_of(place.owner):
+        for test, images in visits.of_lines(path, lines).items():
+            found.setdefault(test, set()).update(images)
+    return found
+
+
+# ---- which are tried ----
+
+def git(root, *arguments):
+    run = subprocess.run(["git", "-C", root, *arguments], capture_output=True, text=True)
+    return run.stdout if run.returncode == 0 else ""
+
+
+def changed_lines(root):
+    """The lines of src/ that differ from the newest tag, nothing without one."""
+    tag = git(root, "describe", "--tags", "--abbrev=0").strip()
+    found, path = set(), None
+    for line in git(root, "diff", "--unified=0", tag, "--", "src").splitlines() if tag else []:
+        if line.startswith("+++ b/"):
+            path = line[6:]
+        elif match := re.match(r"@@ -\S+ \+(\d+)(?:,(\d+))? @@", line):
+            begin = int(match[1])
+            found.update((path, number) for number in range(begin, begin + int(match[2] or 1)))
+    return found
+
+
+def spread(items, count):
+    """So many of the items, at even distances."""
+    return items if len(items) <= count else [items[i * len(items) // count] for i in range(count)]
+
+
+def short_choice(root, changes):
+    lines = changed_lines(root)
+    touched = [change for change in changes if any((change.path, number) in lines for number in change.place.lines)]
+    chosen = spread(touched, MOST)
+    names = {change.name for change in chosen}
+    others = [change for change in changes if change.name not in names]
+    return chosen + spread(others, max(0, LEAST - len(chosen)))
+
+
+# ---- what is known ----
+
+class Equivalent:
+    """The changes that nothing can notice: paragraphs of a line with the name of each, and indented lines with the
+    reason."""
+
+    def __init__(self, path):
+        self.names, self.wrong = [], []
+        paragraphs = path.read_text().split("\n\n") if path.exists() else []
+        for lines in (paragraph.splitlines() for paragraph in paragraphs):
+            names = [line for line in lines if line.startswith("src/")]
+            self.names += names
+            if names and not any(line.startswith("    ") and line.strip() for line in lines):
+                self.wrong.append(f"equivalent.txt has no reason for: {names[0]}")
+        self.wrong += [f"equivalent.txt has twice: {name}" for name in sorted(set(self.names))
+                       if self.names.count(name) > 1]
+
+
+class TestStamps:
+    """What a result depends on: on all programs, when no test failed; otherwise on the source of the test that failed
+    and on the simulated machine."""
+
+    def __init__(self, root, build, programs):
+        self.all = hash_of(*((build / name).read_bytes() for name in programs))
+        support = sorted(path for path in (root / "tests" / "support").iterdir() if path.is_file())
+        machine = hash_of((build / "libwinsim.so").read_bytes(), *(path.read_bytes() for path in support))
+        self.of_test = {}
+        for program in PROGRAMS:
+            listed = list_tests(build / program)
+            sources = {file: hash_of(machine, (build / file).read_bytes()) for file in set(listed.values())}
+            self.of_test.update(((program, name), sources[file]) for name, file in listed.items())
+
+    def of(self, killer):
+        return self.of_test.get(tuple(killer)) if killer else self.all
+
+
+class Results:
+    """What came of each change: its source, what else it depends on, the result and the test that failed."""
+
+    def __init__(self, path, stamps):
+        self.path, self.stamps = path, stamps
+        self.known = json.loads(path.read_text()) if path.exists() else {}
+        self.lock = threading.Lock()
+        self.unsaved = 0
+
+    def of(self, change, key):
+        known = self.known.get(change.name)
+        return known if known and known["key"] == key else None
+
+    def holds(self, known, is_quick):
+        """Whether a trial would come to the same."""
+        if known["result"] == "not compiled":
+            return True
+        return known["tests"] == self.stamps.of(known["killer"]) and (known["result"] == "killed" or
+                                                                      known["quick"] <= is_quick)
+
+    def add(self, change, key, result, killer, is_quick):
+        with self.lock:
+            self.known[change.name] = {"key": key, "tests": self.stamps.of(killer), "result": result, "killer": killer,
+                                       "quick": is_quick}
+            self.unsaved += 1
+            if self.unsaved >= 20:
+                self.save()
+
+    def save(self):
+        self.unsaved = 0
+        new = self.path.with_suffix(".new")
+        new.write_text(json.dumps(self.known, indent=0))
+        new.replace(self.path)
+
+
+class Run:
+    def __init__(self, root, build, workers, is_quick):
+        self.root, self.progress, self.workers, self.is_quick = root, Progress(), workers, is_quick
+        self.images = Images(root, build)
+        programs = [*PROGRAMS, "libwinsim.so", "kelo-rehearse", *(f"mutants/{image}" for image in IMAGES)]
+        self.stamps = TestStamps(root, build, programs)
+        benches = queue.SimpleQueue()
+        records = self.records()
+        self.visits = Visits(self.images, records)
+        if not self.visits.by_line:
+            raise SystemExit("the tests' notes are not of these images")
+        self.everything = AllChanges(root, self.images, workers)
+        self.results = Results(self.images.folder / "results.json", self.stamps)
+        for number in range(workers):
+            benches.put(Bench(self.images, self.visits, number))
+        self.benches = benches
+
+    def records(self):
+        bench = Bench(self.images, None, "")
+        for image in IMAGES:
+            os.link(self.images.folder / image, bench.folder / image)
+        images = hash_of(*((self.images.folder / image).read_bytes() for image in IMAGES))
+        stamps = {test: hash_of(images, stamp) for test, stamp in self.stamps.of_test.items()}
+        return recorded(bench.folder, self.images.folder / "visits.json", stamps, self.workers, self.progress)
+
+    def is_run(self, change):
+        """Whether an image has the changed function: some are the compiler's alone."""
+        return not change.place.is_function or self.visits.has_code(change.path, change.place.owner_lines)
+
+    def units_of(self, change):
+        if change.path in self.images.units:
+            return [self.images.units[change.path]]
+        functions = self.visits.functions_of(change.path, change.place.owner_lines)
+        return self.images.units_of_header(change.path, functions)
+
+    def try_change(self, change):
+        source = (self.root / change.path).read_bytes()
+        key = hash_of(change.applied_to(source))
+        known = self.results.of(change, key)
+        if known and self.results.holds(known, self.is_quick):
+            return known["result"]
+        tests = tests_of(change, self.everything, self.visits)
+        first = tuple(known["killer"]) if known and known["killer"] else None
+        bench = self.benches.get()
+        try:
+            result, killer = bench.try_change(change, self.units_of(change), tests,
+                                              first if first in tests else None, self.is_quick)
+        finally:
+            self.benches.put(bench)
+        self.results.add(change, key, result, killer, self.is_quick)
+        return result
+
+    def all(self, changes):
+        """The names of the changes by their results."""
+        found = {"killed": [], "survived": [], "not compiled": []}
+        with concurrent.futures.ThreadPoolExecutor(self.workers) as pool:
+            for done, (change, result) in enumerate(zip(changes, pool.map(self.try_change, changes)), 1):
+                found[result].append(change.name)
+                if result == "survived":
+                    print(f"no test notices: {change.name}", flush=True)
+                self.progress(f"{done} of {len(changes)} changes tried")
+        self.results.save()
+        return found
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("project", type=pathlib.Path)
+    parser.add_argument("build", type=pathlib.Path)
+    parser.add_argument("--all", action="store_true")
+    parser.add_argument("--survivors", action="store_true")
+    parser.add_argument("--quick", action="store_true")
+    parser.add_argument("--every", type=int, default=1)
+    parser.add_argument("files", nargs="*")
+    options = parser.parse_intermixed_args()
+    root, build = options.project.resolve(), options.build.resolve()
+    run = Run(root, build, os.cpu_count(), options.quick)
+    changes = [change for change in run.everything.changes.values() if run.is_run(change)]
+    if options.files:
+        changes = [change for change in changes if any(change.path.startswith(file) for file in options.files)]
+    elif not options.all and os.environ.get("KELO_MUTANTS") != "all":
+        changes = short_choice(root, changes)
+    if options.survivors:
+        changes = [c for c in changes if run.results.known.get(c.name, {}).get("result") == "survived"]
+
+    changes = changes[::options.every]
+
+    equivalent = Equivalent(pathlib.Path(__file__).with_name("equivalent.txt"))
+    found = run.all(changes)
+    survived = [name for name in found["survived"] if name not in equivalent.names]
+    wrong = equivalent.wrong
+    wrong += [f"equivalent.txt names no change: {name}" for name in equivalent.names
+              if name not in run.everything.changes]
+    wrong += [f"equivalent.txt names a change that a test notices: {name}" for name in equivalent.names
+              if name in found["killed"]]
+    wrong += [f"no test notices: {name}" for name in survived]
+    print("\n".join(wrong))
+    summary = (f"mutants: {len(found['killed']) + len(found['survived'])} made, {len(found['killed'])} killed, "
+               f"{len(found['survived']) - len(survived)} equivalent, {len(survived)} surviving")
+    print(summary)
+    (run.images.folder / "summary.txt").write_text(summary + "\n")
+    return 1 if wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,113 @@
+"""The images that note what runs: how they are compiled and linked, and which lines each block of their code is of."""
+
+import collections
+import json
+import os
+import pathlib
+import re
+import shlex
+import subprocess
+
+IMAGES = ["KeloCustomActionTests.so", "KeloCustomAction.so", "KeloCustomActionLibrary.so"]
+NOTING = re.compile(r"/kelo_noting_\w+\.dir/")
+
+# What `objdump --disassemble --line-numbers` shows: a function's begin, a line, and an instruction.
+FUNCTION = re.compile(r"^[0-9a-f]+ <(.+)>:$")
+LINE = re.compile(r"^(/.+):(\d+)(?: \(discriminator \d+\))?$")
+INSTRUCTION = re.compile(r"^ *([0-9a-f]+):\t(.*)$")
+
+
+class Unit:
+    """A source that is compiled, and the arguments for that without what they say of its place and its object's."""
+
+    def __init__(self, root, entry):
+        arguments = shlex.split(entry["command"])
+        output = arguments.index("-o")
+        self.object = arguments[output + 1]
+        self.source = pathlib.Path(entry["file"]).resolve()
+        self.path = str(self.source.relative_to(root))
+        kept = arguments[1:output] + arguments[output + 2:-2]
+        self.compiler = arguments[0]
+        # A mutant may well deserve a warning.
+        self.arguments = [argument for argument in kept if not argument.startswith("-W")] + ["-w", "-g0"]
+
+    def parser_arguments(self):
+        return ["-x", "c++", "-std=c++20", "-fshort-wchar"] + [
+            argument for argument in self.arguments if argument[:2] in ("-I", "-D")]
+
+    def compile(self, folder, source, target, overlay=None):
+        """Whether it compiles. Headers are looked for in the overlay first."""
+        first = [f"-I{overlay}"] if overlay else []
+        command = [self.compiler, *first, *self.arguments, "-o", target, "-c", source]
+        return subprocess.run(command, cwd=folder, capture_output=True).returncode == 0
+
+
+class Images:
+    def __init__(self, root, build):
+        self.root, self.build = root, build
+        self.folder = build / "mutants"
+        entries = json.loads((build / "compile_commands.json").read_text())
+        # Such as the one source of the library's image.
+        units = [Unit(root, entry) for entry in entries if NOTING.search(entry["command"])]
+        self.units = {unit.path: unit for unit in units if unit.path.startswith("src/")}
+        self.by_object = {unit.object: unit for unit in units}
+        self.links = {image: self.link_command(image) for image in IMAGES}
+        self.defining = {}  # the first object of an image that defines a function
+        for image in IMAGES:
+            self.defining[image] = self.functions_of([part for part in self.links[image] if part.endswith(".o")])
+
+    def link_command(self, image):
+        command = subprocess.run(["ninja", "-t", "commands", f"mutants/{image}"], cwd=self.build, check=True,
+                                 capture_output=True, text=True).stdout.splitlines()[-1]
+        return shlex.split(command.removeprefix(": && ").removesuffix(" && :"))
+
+    def functions_of(self, objects):
+        shown = subprocess.run(["nm", "-A", "--defined-only", *objects], cwd=self.build, check=True,
+                               capture_output=True, text=True).stdout
+        defining = {}
+        for line in shown.splitlines():
+            place, _, name = line.rsplit(" ", 2)
+            defining.setdefault(name, place.split(":")[0])
+        return defining
+
+    def link(self, image, folder, replaced):
+        """The image in a folder, with other objects in place of some."""
+        command = [str(replaced.get(part, part)) for part in self.links[image]]
+        command[command.index("-o") + 1] = str(folder / image)
+        command += ["-fuse-ld=lld", "-Wl,--strip-debug"]
+        return subprocess.run(command, cwd=self.build, capture_output=True).returncode == 0
+
+    def blocks(self, image):
+        """For each block of code, by the address that it notes: its lines, each with the function it is compiled in."""
+        shown = subprocess.run(["objdump", "--disassemble", "--line-numbers", "--no-show-raw-insn", "-j", ".text",
+                                self.folder / image], check=True, capture_output=True, text=True).stdout
+        blocks = collections.defaultdict(set)
+        sources = str(self.root / "src") + "/"
+        function = line = block = None
+        is_call = False
+        for text in shown.splitlines():
+            if match := INSTRUCTION.match(text):
+                if is_call:
+                    block = int(match[1], 16)
+                is_call = "<__sanitizer_cov_trace_pc>" in match[2] and "call" in match[2]
+                if block is not None and line is not None:
+                    blocks[block].add((*line, function))
+            elif match := LINE.match(text):
+                path = os.path.normpath(match[1])
+                line = (path[len(str(self.root)) + 1:], int(match[2])) if path.startswith(sources) else None
+            elif match := FUNCTION.match(text):
+                function, line, block = match[1], None, None
+        return blocks
+
+    def units_of_header(self, path, functions):
+        """The units whose copies of a header's functions the images have; all that include it, when it has no code."""
+        objects = {self.defining[image][name] for image in IMAGES for name in functions if name in self.defining[image]}
+        if objects:
+            return [self.by_object[name] for name in sorted(objects)]
+        return [unit for unit in self.by_object.values() if path in self.included_by(unit)]
+
+    def included_by(self, unit):
+        shown = subprocess.run([unit.compiler, *unit.arguments, "-MM", unit.source], cwd=self.build, check=True,
+                               capture_output=True, text=True).stdout
+        return {str(pathlib.Path(part).resolve().relative_to(self.root)) for part in shown.split()
+                if part.startswith(str(self.root))}

@@ -1,0 +1,110 @@
+"""Which tests run which lines of the program: each test is run once, alone, on images that note it."""
+
+import collections
+import concurrent.futures
+import json
+import os
+import pathlib
+import subprocess
+import tempfile
+
+from images import IMAGES
+
+# The runs that the sweep of failures is made of, without failures.
+PLAIN_RUNS = "Machines/FaultSweep.EveryCallIsKnown/"
+PROGRAMS = {"unit_tests": "*", "scenarios_tests": "*", "faults_tests": PLAIN_RUNS + "*"}
+
+
+def list_tests(program, pattern="*"):
+    """The names of a program's tests, each with its source."""
+    with tempfile.NamedTemporaryFile(suffix=".json") as listed:
+        arguments = ["--gtest_list_tests", f"--gtest_filter={pattern}", f"--gtest_output=json:{listed.name}"]
+        subprocess.run([program, *arguments], check=True, capture_output=True)
+        suites = json.load(listed)["testsuites"]
+    return {f"{suite['name']}.{test['name']}": test["file"] for suite in suites for test in suite["testsuite"]}
+
+
+def visited(path):
+    """The addresses noted in an image's file."""
+    data = path.read_bytes()
+    found, at = [], data.find(b"\1")
+    while at >= 0:
+        found.append(at)
+        at = data.find(b"\1", at + 1)
+    return found
+
+
+def record(folder, test):
+    """What a test runs of each image, and how long it takes."""
+    program, name = test
+    with tempfile.TemporaryDirectory(dir=folder) as notes:
+        with tempfile.TemporaryFile(dir=folder) as output:
+            run = subprocess.Popen([folder / program, "--gtest_brief=1", f"--gtest_filter={name}"], cwd=folder,
+                                   env=os.environ | {"KELO_VISITS": notes}, stdout=output, stderr=output)
+            # The processor's time: others may keep it busy.
+            _, status, used = os.wait4(run.pid, 0)
+            run.returncode = os.waitstatus_to_exitcode(status)
+            if run.returncode:
+                output.seek(0)
+                raise SystemExit(f"{program} fails without any change:\n{output.read().decode(errors='replace')}")
+        seconds = used.ru_utime + used.ru_stime
+        noted = {entry.name: visited(folder.joinpath(notes, entry.name)) for entry in os.scandir(notes)}
+    return {"program": program, "name": name, "seconds": seconds, "noted": noted}
+
+
+def recorded(folder, cache, stamps, workers, progress):
+    """All tests' records, from the cache where they are of these images and of the same test. `stamps`: what tells."""
+    known = json.loads(cache.read_text()) if cache.exists() else {}
+    sources = {(program, name): file for program, pattern in PROGRAMS.items()
+               for name, file in list_tests(folder / program, pattern).items()}
+    tests = list(sources)
+    records = {" ".join(test): known[" ".join(test)] for test in tests
+               if known.get(" ".join(test), {}).get("stamp") == stamps[test]}
+    missing = [test for test in tests if " ".join(test) not in records]
+    with concurrent.futures.ThreadPoolExecutor(workers) as pool:
+        for done, (test, one) in enumerate(zip(missing, pool.map(lambda test: record(folder, test), missing)), 1):
+            records[" ".join(test)] = one | {"stamp": stamps[test], "source": sources[test]}
+            progress(f"{done} of {len(missing)} tests have shown what they run")
+    cache.write_text(json.dumps(records))
+    return list(records.values())
+
+
+class Visits:
+    """The tests of each line."""
+
+    def __init__(self, images, records):
+        self.seconds = {(one["program"], one["name"]): one["seconds"] for one in records}
+        self.sources = {(one["program"], one["name"]): pathlib.PurePath(one["source"]) for one in records}
+        blocks = {image: images.blocks(image) for image in IMAGES}
+        self.functions = collections.defaultdict(set)  # what a line is compiled in
+        for of_image in blocks.values():
+            for lines in of_image.values():
+                for path, number, function in lines:
+                    self.functions[path, number].add(function)
+        self.by_line = collections.defaultdict(dict)  # the images through which each test runs it
+        for one in records:
+            for image, addresses in one["noted"].items():
+                for address in addresses:
+                    for path, number, _ in blocks[image].get(address, ()):
+                        self.by_line[path, number].setdefault((one["program"], one["name"]), set()).add(image)
+
+    def of_lines(self, path, lines):
+        """The tests that run any of the lines, each with the images."""
+        found = {}
+        for number in lines:
+            for test, images in self.by_line.get((path, number), {}).items():
+                found.setdefault(test, set()).update(images)
+        return found
+
+    def distance(self, test, path):
+        """How far a test's source is from one of the program: 0 when it is its own, 1 in the same folder."""
+        source, tested = self.sources[test], pathlib.PurePath(path)
+        if source.parent.name != tested.parent.name:
+            return 2
+        return 0 if source.stem == tested.stem + "_test" else 1
+
+    def has_code(self, path, lines):
+        return any((path, number) in self.functions for number in lines)
+
+    def functions_of(self, path, lines):
+        return set().union(*(self.functions.get((path, number), ()) for number in lines))
