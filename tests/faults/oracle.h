@@ -16,7 +16,7 @@ struct Baseline
     winsim::Machine machine;
     winsim::Outcome outcome;
     std::vector<BegunStep> steps;
-    std::map<std::string, std::multiset<std::string>> messages; // that each step logs
+    std::map<std::string, std::multiset<std::string>> messages;         // that each step logs
     std::map<std::pair<std::string, std::string>, winsim::Json> values; // of what changes, by area and item
     std::vector<std::string> actions; // the calls that are not the log's own, with their results
 };
