@@ -643,32 +643,61 @@ private:
             last = line.text != nullptr ? &line : last;
         if (last == nullptr)
             return Set(Level::Untold, "NOT A RUN: no line of the program", "");
-        const std::string step = m_story.steps[last->step].Name();
-        const std::string from = fmt::format("its last line, {}", last->number);
         Problem problem{.level = Level::Failed,
                         .line = static_cast<std::size_t>(last - m_story.lines.data()),
-                        .step = step,
+                        .step = m_story.steps[last->step].Name(),
                         .what = last->message,
                         .meaning = "The log of this run stops here.",
                         .toDo = last->text->toDo};
-        if (*last->text->waitsFor != '\0')
-        {
-            problem.meaning += std::string(" The program was waiting for ") + last->text->waitsFor + ".";
-            problem.numbers = NumbersOf(*last);
-            problem.causes = last->text->causes;
-            Set(Level::Failed, fmt::format("DID NOT END: it was {} {}", kWaitingFor, last->text->waitsFor), from);
-        }
+        if (const std::size_t count = CountDamagedAfter(*problem.line); count != 0)
+            SetUnreadable(*last, count, problem);
+        else if (*last->text->waitsFor != '\0')
+            SetWaiting(*last, problem);
         else
-        {
-            problem.causes = "The program was ended or crashed, Windows was shut down, or the log was copied while "
-                             "the program ran, or is cut off.";
-            problem.toDo = "Look at the Application event log for a crash of KeloCustomAction.exe.";
-            Set(Level::Failed, fmt::format("DID NOT END: its log stops in the step \"{}\"", step), from);
-        }
+            SetStopped(*last, problem);
         if (last->count > 1)
             problem.meaning += fmt::format(" The line stands there {} times.", last->count);
         m_story.problems.push_back(problem);
         m_story.steps[last->step].level = Level::Failed;
+    }
+
+    // A line that the file ends in is cut off rather than damaged.
+    std::size_t CountDamagedAfter(std::size_t index) const
+    {
+        std::size_t count = 0;
+        for (std::size_t i = index + 1; i < m_story.lines.size(); ++i)
+            count += m_story.lines[i].isLastOfFile ? 0 : m_story.lines[i].count;
+        return count;
+    }
+
+    void SetUnreadable(const StoryLine& last, std::size_t count, Problem& problem)
+    {
+        problem.meaning = fmt::format("What follows in the log of this run is not the program's, or damaged: {} {}.",
+                                      count, count == 1 ? "line" : "lines");
+        problem.causes = "The disk or the file system is damaged, or the log was changed on its way.";
+        problem.toDo = "Ask for a copy of the log that is packed before it is sent.";
+        Set(Level::Failed,
+            fmt::format("END NOT READABLE: the log is damaged after line {}, in the step \"{}\"", last.number,
+                        problem.step),
+            fmt::format("the last line that can be read is {}", last.number));
+    }
+
+    void SetWaiting(const StoryLine& last, Problem& problem)
+    {
+        problem.meaning += std::string(" The program was waiting for ") + last.text->waitsFor + ".";
+        problem.numbers = NumbersOf(last);
+        problem.causes = last.text->causes;
+        Set(Level::Failed, fmt::format("DID NOT END: it was {} {}", kWaitingFor, last.text->waitsFor),
+            fmt::format("its last line is {}", last.number));
+    }
+
+    void SetStopped(const StoryLine& last, Problem& problem)
+    {
+        problem.causes = "The program was ended or crashed, Windows was shut down, or the log was copied while the "
+                         "program ran, or is cut off.";
+        problem.toDo = "Look at the Application event log for a crash of KeloCustomAction.exe.";
+        Set(Level::Failed, fmt::format("DID NOT END: its log stops in the step \"{}\"", problem.step),
+            fmt::format("its last line is {}", last.number));
     }
 
     Story m_story;
