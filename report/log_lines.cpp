@@ -125,7 +125,8 @@ LogLine ReadLine(std::string_view text, std::size_t number)
     LogLine line;
     line.number = number;
     line.mayBeCut = text.size() >= kLongestLine;
-    if (const auto header = ReadHeader(WithoutQuotes(text)))
+    text = WithoutQuotes(text);
+    if (const auto header = ReadHeader(text))
     {
         line.ms = line.last = header->ms;
         line.thread = header->thread;

@@ -2,6 +2,7 @@
 #include "report/story.h"
 
 #include "catalogue/numbers.h"
+#include "report/wrapped_lines.h"
 
 #include <fmt/format.h>
 
@@ -815,7 +816,7 @@ Story Tell(std::vector<LogLine> lines, const KnownEnd& end)
 
 std::vector<Story> TellAll(std::vector<LogLine> lines)
 {
-    return Splitter{}.Split(std::move(lines));
+    return Splitter{}.Split(JoinWrapped(std::move(lines)));
 }
 
 } // namespace report

@@ -390,6 +390,38 @@ TEST(Story, OfAQuotedLogIsTheSame)
     }
 }
 
+// A mail program wraps a line at its last blank before a width, and may quote each part.
+std::string Wrapped(const std::string& log, std::size_t width, const std::string& mark)
+{
+    std::string wrapped;
+    for (std::string line : LinesOf(log))
+    {
+        for (std::size_t blank = 0; line.size() > width; line.erase(0, blank + 1))
+        {
+            blank = line.rfind(' ', width);
+            if (blank == std::string::npos)
+                break;
+            wrapped += mark + line.substr(0, blank) + "\n";
+        }
+        wrapped += mark + line;
+    }
+    return wrapped;
+}
+
+TEST(Story, OfAWrappedLogNamesTheFailure)
+{
+    const std::string log = Rehearse("windows-7-toolkit.json", {"/Setup"}, {"StartServiceW#1=1068"}).log;
+    for (const char* const mark : {"", "> "})
+    {
+        for (const std::size_t width : {60u, 72u, 76u})
+        {
+            const Story story = StoryOf(Wrapped(log, width, mark));
+            EXPECT_EQ(StoryOf(log).headline, story.headline);
+            EXPECT_EQ(ProblemsOf(StoryOf(log)), ProblemsOf(story));
+        }
+    }
+}
+
 TEST(Story, SaysHowManyLinesAreDamaged)
 {
     std::string log = Rehearse("windows-7-installed.json", {"/Uninstall"}).log;
