@@ -733,18 +733,30 @@ private:
         const bool isBegin = line.message.starts_with(catalogue::kBeginLine);
         const bool isEnd = line.message.starts_with(catalogue::kEndLine);
         auto open = m_open.find(thread);
-        if (isBegin || open == m_open.end())
+        if (line.isDamaged && open == m_open.end() && !m_runs.empty())
+        {
+            m_runs[m_lastRun].push_back(std::move(line));
+            return;
+        }
+        if (open == m_open.end() || (isBegin && !IsUnreadable(m_runs[open->second])))
         {
             m_runs.emplace_back();
             open = m_open.insert_or_assign(thread, m_runs.size() - 1).first;
         }
-        m_runs[open->second].push_back(std::move(line));
+        m_lastRun = open->second;
+        m_runs[m_lastRun].push_back(std::move(line));
         m_lastThread = thread;
         if (isEnd)
             m_open.erase(open);
     }
 
+    static bool IsUnreadable(const std::vector<LogLine>& run)
+    {
+        return std::all_of(run.begin(), run.end(), [](const LogLine& line) { return line.isDamaged; });
+    }
+
     std::vector<std::vector<LogLine>> m_runs;
+    std::size_t m_lastRun = 0;
     std::map<unsigned long, std::size_t> m_open; // the run that each thread is in
     unsigned long m_lastThread = 0;
 };

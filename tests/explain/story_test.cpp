@@ -422,6 +422,16 @@ TEST(Story, OfAWrappedLogNamesTheFailure)
     }
 }
 
+// The words of the mail around a log are no runs.
+TEST(Story, OfALogInAMailIsOneRun)
+{
+    const std::string log = Rehearse("windows-7-installed.json", {"/Uninstall"}).log;
+    const Story story = StoryOf("Hello,\nhere is the log:\n\n" + log + "--\nBob\n");
+    EXPECT_EQ("SUCCEEDED", story.headline);
+    EXPECT_THAT(ShowFacts(kPlain, story),
+                HasSubstr("4 lines are not the program's, or damaged; the first is line 1\n"));
+}
+
 TEST(Story, SaysHowManyLinesAreDamaged)
 {
     std::string log = Rehearse("windows-7-installed.json", {"/Uninstall"}).log;
