@@ -65,6 +65,15 @@ void WriteFileDifferences(ChangeRows& rows, const Change& change)
         for (const char* told : {"access", "owner", "protected"})
             file->erase(told);
     }
+    for (const char* const content : {"library", "program"})
+    {
+        if (rows.IsWhole() || before.value(content, Json()) == after.value(content, Json()))
+            continue;
+        rows.Detail(after.contains(content) ? std::string("now another ") + content
+                                            : std::string("no ") + content + " any more");
+        before.erase(content);
+        after.erase(content);
+    }
     for (const std::string& line : Differences(before, after, rows.IsWhole()))
         rows.Detail(line);
 }
