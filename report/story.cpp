@@ -380,7 +380,10 @@ private:
             const auto told = std::find_if(m_story.steps.begin(), m_story.steps.end(),
                                            [&](const StoryStep& candidate) { return candidate.step == &step; });
             if (told != m_story.steps.end())
+            {
+                CheckBegin(step);
                 CheckEnd(step);
+            }
             else if (step.call != nullptr)
                 m_story.steps.push_back(
                     {&step, *step.untold == '\0' ? Level::Done : Level::Untold, {}, step.untold, {}});
@@ -398,6 +401,21 @@ private:
         return m_story.exitCode == 0 &&
                std::any_of(m_story.lines.begin(), m_story.lines.end(),
                            [&](const StoryLine& line) { return Begins(line.message, step.dueAfter); });
+    }
+
+    // Whether a step that has lines has one of those it always begins with; a log with a hole may not. A damaged log
+    // may have it unreadable.
+    void CheckBegin(const Step& step)
+    {
+        if (std::any_of(m_story.lines.begin(), m_story.lines.end(),
+                        [](const StoryLine& line) { return line.isDamaged || line.text == nullptr; }))
+            return;
+        const bool hasBegin = std::any_of(m_story.lines.begin(), m_story.lines.end(), [&](const StoryLine& line) {
+            return m_story.steps[line.step].step == &step && Begins(line.message, step.lines);
+        });
+        if (!hasBegin && !step.lines.empty() && step.call == nullptr)
+            Miss(step.name, fmt::format("no line \"{}\"", step.lines.front()),
+                 "The step always begins with it: lines of the log are lost.");
     }
 
     // Whether the lines are there that end a step which did its work; unless another line says why they are not.

@@ -422,6 +422,14 @@ TEST(Story, OfAWrappedLogNamesTheFailure)
     }
 }
 
+TEST(Story, OfALogWithAHoleTellsWhichStepLostItsBeginning)
+{
+    std::string log = Rehearse("windows-7-toolkit.json", {"/Setup"}).log;
+    const std::size_t begin = log.find("\n", log.find("Try to kill Kelo services")) + 1;
+    log.erase(begin, log.find("\n", log.find("Load C:")) + 1 - begin);
+    EXPECT_THAT(ProblemsOf(StoryOf(log)), ElementsAre("MISSING probe library: no line \"Load \""));
+}
+
 // The words of the mail around a log are no runs.
 TEST(Story, OfALogInAMailIsOneRun)
 {
