@@ -15,6 +15,7 @@ using winsim::Json;
 constexpr char kCommonKey[] = R"(HKLM\SOFTWARE\Kelo Systems Corp\Common)";
 constexpr char kCommonKeyWithPeriod[] = R"(HKLM\SOFTWARE\Kelo Systems Corp.\Common)";
 constexpr char kBlockedList[] = R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List)";
+constexpr char kServiceName[] = "KlPCR";
 constexpr char kReader[] = "Kelo VIRTUAL_CARD_READER 0";
 
 // What a line says of the detection library that was loaded last.
@@ -61,6 +62,9 @@ public:
             if (line.text != nullptr)
                 Read(line, line.text->format);
         }
+        // A removal of tasks that works leaves no line.
+        if (story.action == catalogue::Action::Removal && story.hasEnd && !HasLine("RemoveAutoEnrollmentTasks"))
+            ReadTaskLibrary();
     }
 
     Json Take() { return std::move(m_json); }
@@ -96,6 +100,10 @@ private:
             Answer("DetectTSS", static_cast<int>(catalogue::NumberIn(values[0], false).value_or(1)));
         else if (format == "KlTKService - service installed/registered")
             ReadServiceProgram();
+        else if (format == "UnInstallTkService - unregister the service")
+            ReadInstalledService();
+        else if (format == "Successfully un-registered %S\n" && !values.empty())
+            ReadProvider(values[0]);
         else
             ReadSign(format);
     }
@@ -146,10 +154,36 @@ private:
         if (m_folder.empty())
             return;
         const std::string path = m_folder + "KlPCR.exe";
-        const Json service = {{"binaryPath", "\"" + path + "\" -Service"}};
         m_json["files"][path] = Json::object();
         m_json["programs"][path]["runs"] = {
-            {{"arguments", "-Service"}, {"effects", {{"services", {{"KlPCR", service}}}}}}};
+            {{"arguments", "-Service"}, {"effects", {{"services", {{kServiceName, ServiceOf(path)}}}}}}};
+    }
+
+    static Json ServiceOf(const std::string& path) { return {{"binaryPath", "\"" + path + "\" -Service"}}; }
+
+    // A removal comes to unregister the service when it is there, and has a path.
+    void ReadInstalledService()
+    {
+        if (m_folder.empty())
+            return;
+        const std::string path = m_folder + "KlPCR.exe";
+        m_json["files"][path] = Json::object();
+        m_json["services"][kServiceName] = ServiceOf(path);
+    }
+
+    // A key storage provider that a removal could take out.
+    void ReadProvider(const std::string& name)
+    {
+        constexpr int kKeyStorage = 0x10001;
+        Json& cng = m_json["cng"];
+        if (!cng.contains("contextFunctions"))
+            cng["contextFunctions"] = {{{"table", 1},
+                                        {"context", "Default"},
+                                        {"interface", kKeyStorage},
+                                        {"function", "KEY_STORAGE"},
+                                        {"providers", Json::array()}}};
+        cng["contextFunctions"][0]["providers"].push_back(name);
+        cng["providers"][name] = Json::object();
     }
 
     void ReadSign(std::string_view format)

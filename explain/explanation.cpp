@@ -146,6 +146,8 @@ std::string ExplainInText(const ExplainOptions& options, const Style& style, con
         shown += fmt::format("{}: {}\n\n", name, report::Counted(stories.size(), "run", "runs"));
         for (std::size_t i = 0; i < stories.size(); ++i)
             shown += ShowRunInALine(style, stories[i], i + 1);
+        if (!options.isAll && options.run == 0)
+            shown += "  --run N tells of another one, --all of every one\n";
         shown += "\n";
     }
     const std::size_t chosen = ChosenRun(options, stories);

@@ -17,7 +17,8 @@ constexpr char kFooter[] = R"(  kelo-explain kelo_install_log.txt
   kelo-explain --all --run 3 kelo_install_log.txt
   kelo-explain --find-cause --machine machines/windows-7-toolkit.json kelo_install_log.txt
 
-The log may be damaged, cut off at either end, of several programs at once, in UTF-8, UTF-16 or any code page.
+The log may be damaged, cut off at either end, quoted or wrapped by a mail program, of several programs at once, in
+UTF-8, UTF-16 or any code page.
 Passwords in it are shown as stars. docs/log.md lists every text.
 
 Exit status: 0, whatever the log says; 2 for a usage error or a log that cannot be read.)";

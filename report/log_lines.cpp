@@ -102,6 +102,13 @@ std::optional<Header> ReadHeader(std::string_view line)
     return Header{*days * kMsOfDay + seconds * 1000 + static_cast<std::int64_t>(fields[6]), *thread, cursor.Rest()};
 }
 
+// The line without the marks of a mail that quotes it or of an editor that indented it.
+std::string_view WithoutQuotes(std::string_view line)
+{
+    line.remove_prefix(std::min(line.find_first_not_of("> \t"), line.size()));
+    return line;
+}
+
 // What can be shown on a terminal and in a page. Nothing of a mailed log may control either.
 std::string Shown(std::string_view message)
 {
@@ -118,6 +125,7 @@ LogLine ReadLine(std::string_view text, std::size_t number)
     LogLine line;
     line.number = number;
     line.mayBeCut = text.size() >= kLongestLine;
+    text = WithoutQuotes(text);
     if (const auto header = ReadHeader(text))
     {
         line.ms = line.last = header->ms;
@@ -155,7 +163,10 @@ std::vector<LogLine> ReadLogLines(std::string_view text)
         while (!line.empty() && (line.back() == '\0' || line.back() == '\r'))
             line.remove_suffix(1);
         if (!IsEmpty(line))
+        {
             lines.push_back(ReadLine(line, number));
+            lines.back().isLastOfFile = end == text.size();
+        }
     }
     return lines;
 }

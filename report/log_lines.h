@@ -17,10 +17,11 @@ struct LogLine
     std::optional<std::int64_t> ms = {};   // since 1970 (UTC); nothing for a line without a readable header
     std::optional<std::int64_t> last = {}; // the same of the last of the equal lines
     unsigned long thread = 0;
-    std::string message = {}; // UTF-8, without control characters but tabs
-    bool mayBeCut = false;    // it has the greatest length that a line can have
-    bool isDamaged = false;   // its header cannot be read
-    std::size_t count = 1;    // how many equal lines these are
+    std::string message = {};  // UTF-8, without control characters but tabs
+    bool mayBeCut = false;     // it has the greatest length that a line can have
+    bool isDamaged = false;    // its header cannot be read
+    bool isLastOfFile = false; // no end of line follows it
+    std::size_t count = 1;     // how many equal lines these are
 };
 
 // The lines of a log's text (UTF-8). Passwords in them are stars, control characters but tabs

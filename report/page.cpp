@@ -45,11 +45,8 @@ Json JsonOf(const Story& story, const StoryLine& line, std::int64_t ms)
 
 Json JsonOf(const Problem& problem)
 {
-    Json json = {{"level", NameInPage(problem.level)},
-                 {"what", problem.what},
-                 {"meaning", problem.meaning},
-                 {"numbers", problem.numbers},
-                 {"toDo", problem.toDo}};
+    Json json = {{"level", NameInPage(problem.level)}, {"what", problem.what},     {"meaning", problem.meaning},
+                 {"numbers", problem.numbers},         {"causes", problem.causes}, {"toDo", problem.toDo}};
     json["line"] = problem.line ? Json(*problem.line) : Json();
     return json;
 }

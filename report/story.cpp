@@ -2,6 +2,7 @@
 #include "report/story.h"
 
 #include "catalogue/numbers.h"
+#include "report/wrapped_lines.h"
 
 #include <fmt/format.h>
 
@@ -379,7 +380,10 @@ private:
             const auto told = std::find_if(m_story.steps.begin(), m_story.steps.end(),
                                            [&](const StoryStep& candidate) { return candidate.step == &step; });
             if (told != m_story.steps.end())
+            {
+                CheckBegin(step);
                 CheckEnd(step);
+            }
             else if (step.call != nullptr)
                 m_story.steps.push_back(
                     {&step, *step.untold == '\0' ? Level::Done : Level::Untold, {}, step.untold, {}});
@@ -397,6 +401,21 @@ private:
         return m_story.exitCode == 0 &&
                std::any_of(m_story.lines.begin(), m_story.lines.end(),
                            [&](const StoryLine& line) { return Begins(line.message, step.dueAfter); });
+    }
+
+    // Whether a step that has lines has one of those it always begins with; a log with a hole may not. A damaged log
+    // may have it unreadable.
+    void CheckBegin(const Step& step)
+    {
+        if (std::any_of(m_story.lines.begin(), m_story.lines.end(),
+                        [](const StoryLine& line) { return line.isDamaged || line.text == nullptr; }))
+            return;
+        const bool hasBegin = std::any_of(m_story.lines.begin(), m_story.lines.end(), [&](const StoryLine& line) {
+            return m_story.steps[line.step].step == &step && Begins(line.message, step.lines);
+        });
+        if (!hasBegin && !step.lines.empty() && step.call == nullptr)
+            Miss(step.name, fmt::format("no line \"{}\"", step.lines.front()),
+                 "The step always begins with it: lines of the log are lost.");
     }
 
     // Whether the lines are there that end a step which did its work; unless another line says why they are not.
@@ -643,32 +662,61 @@ private:
             last = line.text != nullptr ? &line : last;
         if (last == nullptr)
             return Set(Level::Untold, "NOT A RUN: no line of the program", "");
-        const std::string step = m_story.steps[last->step].Name();
-        const std::string from = fmt::format("its last line, {}", last->number);
         Problem problem{.level = Level::Failed,
                         .line = static_cast<std::size_t>(last - m_story.lines.data()),
-                        .step = step,
+                        .step = m_story.steps[last->step].Name(),
                         .what = last->message,
                         .meaning = "The log of this run stops here.",
                         .toDo = last->text->toDo};
-        if (*last->text->waitsFor != '\0')
-        {
-            problem.meaning += std::string(" The program was waiting for ") + last->text->waitsFor + ".";
-            problem.numbers = NumbersOf(*last);
-            problem.causes = last->text->causes;
-            Set(Level::Failed, fmt::format("DID NOT END: it was {} {}", kWaitingFor, last->text->waitsFor), from);
-        }
+        if (const std::size_t count = CountDamagedAfter(*problem.line); count != 0)
+            SetUnreadable(*last, count, problem);
+        else if (*last->text->waitsFor != '\0')
+            SetWaiting(*last, problem);
         else
-        {
-            problem.causes = "The program was ended or crashed, Windows was shut down, or the log was copied while "
-                             "the program ran, or is cut off.";
-            problem.toDo = "Look at the Application event log for a crash of KeloCustomAction.exe.";
-            Set(Level::Failed, fmt::format("DID NOT END: its log stops in the step \"{}\"", step), from);
-        }
+            SetStopped(*last, problem);
         if (last->count > 1)
             problem.meaning += fmt::format(" The line stands there {} times.", last->count);
         m_story.problems.push_back(problem);
         m_story.steps[last->step].level = Level::Failed;
+    }
+
+    // A line that the file ends in is cut off rather than damaged.
+    std::size_t CountDamagedAfter(std::size_t index) const
+    {
+        std::size_t count = 0;
+        for (std::size_t i = index + 1; i < m_story.lines.size(); ++i)
+            count += m_story.lines[i].isLastOfFile ? 0 : m_story.lines[i].count;
+        return count;
+    }
+
+    void SetUnreadable(const StoryLine& last, std::size_t count, Problem& problem)
+    {
+        problem.meaning = fmt::format("What follows in the log of this run is not the program's, or damaged: {} {}.",
+                                      count, count == 1 ? "line" : "lines");
+        problem.causes = "The disk or the file system is damaged, or the log was changed on its way.";
+        problem.toDo = "Ask for a copy of the log that is packed before it is sent.";
+        Set(Level::Failed,
+            fmt::format("END NOT READABLE: the log is damaged after line {}, in the step \"{}\"", last.number,
+                        problem.step),
+            fmt::format("the last line that can be read is {}", last.number));
+    }
+
+    void SetWaiting(const StoryLine& last, Problem& problem)
+    {
+        problem.meaning += std::string(" The program was waiting for ") + last.text->waitsFor + ".";
+        problem.numbers = NumbersOf(last);
+        problem.causes = last.text->causes;
+        Set(Level::Failed, fmt::format("DID NOT END: it was {} {}", kWaitingFor, last.text->waitsFor),
+            fmt::format("its last line is {}", last.number));
+    }
+
+    void SetStopped(const StoryLine& last, Problem& problem)
+    {
+        problem.causes = "The program was ended or crashed, Windows was shut down, or the log was copied while the "
+                         "program ran, or is cut off.";
+        problem.toDo = "Look at the Application event log for a crash of KeloCustomAction.exe.";
+        Set(Level::Failed, fmt::format("DID NOT END: its log stops in the step \"{}\"", problem.step),
+            fmt::format("its last line is {}", last.number));
     }
 
     Story m_story;
@@ -703,18 +751,30 @@ private:
         const bool isBegin = line.message.starts_with(catalogue::kBeginLine);
         const bool isEnd = line.message.starts_with(catalogue::kEndLine);
         auto open = m_open.find(thread);
-        if (isBegin || open == m_open.end())
+        if (line.isDamaged && open == m_open.end() && !m_runs.empty())
+        {
+            m_runs[m_lastRun].push_back(std::move(line));
+            return;
+        }
+        if (open == m_open.end() || (isBegin && !IsUnreadable(m_runs[open->second])))
         {
             m_runs.emplace_back();
             open = m_open.insert_or_assign(thread, m_runs.size() - 1).first;
         }
-        m_runs[open->second].push_back(std::move(line));
+        m_lastRun = open->second;
+        m_runs[m_lastRun].push_back(std::move(line));
         m_lastThread = thread;
         if (isEnd)
             m_open.erase(open);
     }
 
+    static bool IsUnreadable(const std::vector<LogLine>& run)
+    {
+        return std::all_of(run.begin(), run.end(), [](const LogLine& line) { return line.isDamaged; });
+    }
+
     std::vector<std::vector<LogLine>> m_runs;
+    std::size_t m_lastRun = 0;
     std::map<unsigned long, std::size_t> m_open; // the run that each thread is in
     unsigned long m_lastThread = 0;
 };
@@ -786,7 +846,7 @@ Story Tell(std::vector<LogLine> lines, const KnownEnd& end)
 
 std::vector<Story> TellAll(std::vector<LogLine> lines)
 {
-    return Splitter{}.Split(std::move(lines));
+    return Splitter{}.Split(JoinWrapped(std::move(lines)));
 }
 
 } // namespace report

@@ -107,7 +107,7 @@ Story Tell(std::vector<LogLine> lines, const KnownEnd& end);
 
 // The runs in a log: each process's lines by its thread, from a begin line to the next. What lies before the first
 // begin line of a thread is a run whose beginning is not in the log. Lines that cannot be read belong to the run of the
-// line before.
+// line before or, at the front, to the first run. Lines that a mail program wrapped are joined.
 std::vector<Story> TellAll(std::vector<LogLine> lines);
 
 } // namespace report

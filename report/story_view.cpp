@@ -247,7 +247,7 @@ std::vector<std::pair<std::string, std::string>> FactsOf(const Story& story)
                                                 DurationOf(story.DurationMs()), story.thread));
     std::string result = story.exitCode ? fmt::format("exit code {}", *story.exitCode) : "exit code not known";
     if (!story.inferredFrom.empty())
-        result += ", inferred from " + story.inferredFrom;
+        result += (story.exitCode ? ", inferred from " : "; ") + story.inferredFrom;
     facts.emplace_back("Result", result);
     if (story.action == catalogue::Action::Setup)
         facts.emplace_back("Stack", story.stack.empty() ? "none chosen" : story.stack);
@@ -258,6 +258,12 @@ std::vector<std::pair<std::string, std::string>> FactsOf(const Story& story)
         if (step.level == Level::Untold)
             facts.emplace_back("Not in the log", fmt::format("{}: {}", step.Name(), step.note));
     }
+    const auto unknown = [](const StoryLine& line) { return line.text == nullptr; };
+    if (const auto count = static_cast<std::size_t>(std::count_if(story.lines.begin(), story.lines.end(), unknown)))
+        facts.emplace_back("Damaged",
+                           fmt::format("{}, or damaged; the first is line {}",
+                                       Counted(count, "line is not the program's", "lines are not the program's"),
+                                       std::find_if(story.lines.begin(), story.lines.end(), unknown)->number));
     const auto noise = static_cast<std::size_t>(std::count_if(
         story.lines.begin(), story.lines.end(), [](const StoryLine& line) { return line.kind == Kind::Noise; }));
     if (noise != 0)

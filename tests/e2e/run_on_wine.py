@@ -37,7 +37,7 @@ def run(description, arguments):
         if done.exit_code is None:
             seen |= {"end": "death", "noResult": "the program did not end by itself"}
         if machine.missing:
-            seen["facts"].append(["Not as told", ", ".join(map(str, machine.missing))])
+            seen["facts"].append(["Not set up", ", ".join(map(str, machine.missing))])
     return seen
 
 

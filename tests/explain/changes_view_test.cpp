@@ -87,12 +87,14 @@ TEST(ChangesView, TellsFilesByWhatHappenedToThem)
         Added("files", R"(C:\sized)", R"({"size": 1})"),
         Added("files", R"(C:\probe.dll)", "{}"),
         Added("libraries", R"(C:\probe.dll)", R"({"exports": {}})"),
+        Changed("files", R"(C:\copied.dll)", R"({"size": 1})", R"({"size": 2})"),
+        Added("libraries", R"(C:\copied.dll)", R"({"exports": {"DetectTSS": 0}})"),
         Added("pendingMoves", "#1", R"({"from": "C:\\a"})"),
         Added("pendingMoves", "#2", R"({"from": "C:\\b", "to": "C:\\c"})"),
         Removed("pendingMoves", "#3", R"({"from": "C:\\d"})"),
         Removed("programs", R"(C:\tool.exe)", R"({"runs": []})"),
     };
-    EXPECT_EQ("12: 9 files and folders, 3 at the next start", report::CountChanges(changes));
+    EXPECT_EQ("13: 10 files and folders, 3 at the next start", report::CountChanges(changes));
     EXPECT_EQ(R"(Changes on the machine
   Files and folders
     moved       C:\old.dll -> C:\backup.dll
@@ -103,6 +105,9 @@ TEST(ChangesView, TellsFilesByWhatHappenedToThem)
     changed     C:\changed.txt
                 text: one -> two
                 attributes: 32 -> 33
+    changed     C:\copied.dll
+                now another library
+                size: 1 -> 2
     deleted     C:\gone.txt  (5 bytes)
     deleted     C:\tool.exe
   At the next start of Windows

@@ -73,6 +73,26 @@ TEST(Describe, DraftsAMachineWhoseSetupTakesTheSameWay)
     }
 }
 
+std::vector<std::string> MessagesOf(const Story& story)
+{
+    std::vector<std::string> messages;
+    for (const report::StoryLine& line : story.lines)
+        messages.push_back(line.message);
+    return messages;
+}
+
+// A removal on the draft finds the same service, providers and tasks, so that a failure in it can be looked for.
+TEST(Describe, DraftsAMachineWhoseRemovalHasTheSameLog)
+{
+    const std::vector<std::string> removal{"/Uninstall"};
+    const std::string file = "windows-7-installed.json";
+    const Story real = StoryOf(Rehearse(file, removal).log);
+    const CauseFinder finder{winsim::Machine::FromJson(DraftDescription(real, "drafted")), removal};
+    EXPECT_EQ(MessagesOf(real), MessagesOf(StoryOf(finder.LogWithoutFailure())));
+    const Story failed = StoryOf(Rehearse(file, removal, {"DeleteService#1=1072"}).log);
+    EXPECT_EQ(DraftDescription(real, "drafted"), DraftDescription(failed, "drafted"));
+}
+
 // Whatever is in a log, its draft is a description.
 TEST(Describe, DraftsADescriptionFromAnyLog)
 {

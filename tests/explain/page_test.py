@@ -83,6 +83,15 @@ class Page(unittest.TestCase):
             self.assertIn("What to do: Check that the stack is installed", page.text("detail"))
             self.assertEqual([], page.errors())
 
+    def test_shows_the_first_problems_and_the_others_on_demand(self):
+        stops = [f"Cannot stop {name} service" for name in ("IFXTCS", "tcsd_x86", "TBS", "KlPCR")]
+        with Browser(log_of(*SETUP, *stops, *FAILED)) as page:
+            self.assertIn("Usual causes: ", page.text("verdict"))
+            self.assertNotIn("Cannot stop KlPCR service", page.text("verdict"))
+            page.driver.find_element(By.CSS_SELECTOR, "#verdict summary").click()
+            self.assertIn("Cannot stop KlPCR service", page.text("verdict"))
+            self.assertEqual([], page.errors())
+
     def test_steps_search_filters_and_keys(self):
         with Browser(log_of(*SETUP, *FAILED)) as page:
             search = page.driver.find_element(By.ID, "search")

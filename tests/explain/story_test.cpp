@@ -375,6 +375,92 @@ TEST(Story, OfADamagedLogStillNamesTheFailure)
     EXPECT_THAT(ShowLines(kPlain, story, true), Not(HasSubstr("\x1B")));
 }
 
+// A log that was quoted or indented in a mail.
+TEST(Story, OfAQuotedLogIsTheSame)
+{
+    const std::string log = Rehearse("windows-7-toolkit.json", {"/Setup"}, {"StartServiceW#1=1068"}).log;
+    for (const char* const mark : {"> ", ">> ", "    ", "\t"})
+    {
+        std::string quoted;
+        for (const std::string& line : LinesOf(log))
+            quoted += mark + line;
+        const Story story = StoryOf(quoted);
+        EXPECT_EQ(ShowVerdict(kPlain, StoryOf(log), 9), ShowVerdict(kPlain, story, 9));
+        EXPECT_EQ(ShowLines(kPlain, StoryOf(log), true), ShowLines(kPlain, story, true));
+    }
+}
+
+// A mail program wraps a line at its last blank before a width, and may quote each part.
+std::string Wrapped(const std::string& log, std::size_t width, const std::string& mark)
+{
+    std::string wrapped;
+    for (std::string line : LinesOf(log))
+    {
+        for (std::size_t blank = 0; line.size() > width; line.erase(0, blank + 1))
+        {
+            blank = line.rfind(' ', width);
+            if (blank == std::string::npos)
+                break;
+            wrapped += mark + line.substr(0, blank) + "\n";
+        }
+        wrapped += mark + line;
+    }
+    return wrapped;
+}
+
+TEST(Story, OfAWrappedLogNamesTheFailure)
+{
+    const std::string log = Rehearse("windows-7-toolkit.json", {"/Setup"}, {"StartServiceW#1=1068"}).log;
+    for (const char* const mark : {"", "> "})
+    {
+        for (const std::size_t width : {60u, 72u, 76u})
+        {
+            const Story story = StoryOf(Wrapped(log, width, mark));
+            EXPECT_EQ(StoryOf(log).headline, story.headline);
+            EXPECT_EQ(ProblemsOf(StoryOf(log)), ProblemsOf(story));
+        }
+    }
+}
+
+TEST(Story, OfALogWithAHoleTellsWhichStepLostItsBeginning)
+{
+    std::string log = Rehearse("windows-7-toolkit.json", {"/Setup"}).log;
+    const std::size_t begin = log.find("\n", log.find("Try to kill Kelo services")) + 1;
+    log.erase(begin, log.find("\n", log.find("Load C:")) + 1 - begin);
+    EXPECT_THAT(ProblemsOf(StoryOf(log)), ElementsAre("MISSING probe library: no line \"Load \""));
+}
+
+// The words of the mail around a log are no runs.
+TEST(Story, OfALogInAMailIsOneRun)
+{
+    const std::string log = Rehearse("windows-7-installed.json", {"/Uninstall"}).log;
+    const Story story = StoryOf("Hello,\nhere is the log:\n\n" + log + "--\nBob\n");
+    EXPECT_EQ("SUCCEEDED", story.headline);
+    EXPECT_THAT(ShowFacts(kPlain, story),
+                HasSubstr("4 lines are not the program's, or damaged; the first is line 1\n"));
+}
+
+TEST(Story, SaysHowManyLinesAreDamaged)
+{
+    std::string log = Rehearse("windows-7-installed.json", {"/Uninstall"}).log;
+    log.replace(log.find("UninstallTCGDLL() -->"), 9, "\x01\x1B[31m\xFF\xFE");
+    const std::string facts = ShowFacts(kPlain, StoryOf(Decode(log, 1252)));
+    EXPECT_THAT(facts, HasSubstr("  Damaged        1 line is not the program's, or damaged; the first is line 6\n"));
+}
+
+// Whether a run ended cannot be told when its last lines are there and cannot be read.
+TEST(Story, DoesNotSayThatALogStopsWhoseLastLinesAreDamaged)
+{
+    std::string log = Rehearse("windows-7-installed.json", {"/Uninstall"}).log;
+    log.replace(log.find("<-End ="), 7, "\x01\x1B[31m\xFF\xFE");
+    const Story story = StoryOf(Decode(log, 1252));
+    EXPECT_EQ("END NOT READABLE: the log is damaged after line 29, in the step \"virtual smart card\"", story.headline);
+    EXPECT_EQ("What follows in the log of this run is not the program's, or damaged: 1 line.",
+              story.FirstProblem()->meaning);
+    EXPECT_THAT(ShowFacts(kPlain, story),
+                HasSubstr("  Result         exit code not known; the last line that can be read is 29\n"));
+}
+
 TEST(Story, SurvivesALogThatIsCutAnywhere)
 {
     const std::string log = Rehearse("windows-7-toolkit.json", {"/Commit"}).log;
