@@ -72,7 +72,10 @@ std::FILE* _fsopen(const char* path, const char* mode, int shareFlag)
         errno = ErrnoOf(error);
         return call.Fail(none, error);
     }
-    const File& file = winsim::OpenOrMake(name.path, false);
+    File& file = winsim::OpenOrMake(name.path, false);
+    // Any other mode appends: nothing is read by streams.
+    if (mode != nullptr && *mode == 'w')
+        file.content.clear();
     void* const stream = Simulation::Current().handles.Open(kStream, OpenFile{file.identity, kAppending, share});
     return call.Done(static_cast<std::FILE*>(stream));
 }
