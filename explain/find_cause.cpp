@@ -4,7 +4,6 @@
 #include "catalogue/numbers.h"
 #include "winsim/core/fault_table.h"
 #include "winsim/core/install_log.h"
-#include "winsim/core/program.h"
 
 #include <fmt/format.h>
 
@@ -89,11 +88,13 @@ bool Fits(const report::Story& story, const std::vector<std::string>& part, cons
     return std::search(whole.begin(), whole.end(), part.begin(), part.end()) != whole.end();
 }
 
+// As it can be pasted into a shell in the project's folder.
 std::string CommandFor(const std::string& failure, const std::string& machinePath,
                        const std::vector<std::string>& arguments)
 {
-    std::string command = "kelo-rehearse --fault '" + failure + "' ";
-    command += arguments.empty() ? std::string("--export ") + kExport + " " + machinePath : machinePath + " --";
+    std::string command = "./run --machine " + machinePath + " --fault '" + failure + "'";
+    if (arguments.empty())
+        return command + " --export " + kExport;
     for (const std::string& argument : arguments)
         command += " " + argument;
     return command;
@@ -130,7 +131,9 @@ std::string DescribeCause(const Cause& cause)
 {
     if (cause.call == kLogOpening)
         return fmt::format("opening log {} of the program fails, for example so:", cause.occurrence);
-    std::string line = fmt::format("{} (call {} of that name) fails with ", cause.call, cause.occurrence);
+    std::string line = cause.occurrence == 0
+                           ? fmt::format("every {} fails with ", cause.call)
+                           : fmt::format("{} (call {} of that name) fails with ", cause.call, cause.occurrence);
     for (const std::string& failure : cause.failures)
         line += (failure == cause.failures.front() ? "" : " or ") + ErrorOf(failure);
     return line;
@@ -155,8 +158,8 @@ std::string ShowCauses(const report::Style& style, const CauseSearch& search, co
     if (search.causes.empty())
         return shown + "  " +
                report::Wrap(style,
-                            "No single failure on this machine gives this log: the machine differs from the "
-                            "description, or more than one call failed.",
+                            "No failure of one call, or of every call of one name, gives this log on this machine: "
+                            "the machine differs from the description, or more than that failed.",
                             2, 2) +
                "\n";
     for (std::size_t i = 0; i < search.causes.size(); ++i)
@@ -164,7 +167,7 @@ std::string ShowCauses(const report::Style& style, const CauseSearch& search, co
         const Cause& cause = search.causes[i];
         const std::string line = DescribeCause(cause);
         shown += fmt::format("  {:>3}  ", i + 1) + report::Wrap(style, line, 7, 7) + "\n       " +
-                 report::Wrap(style, CommandFor(cause.failures.front(), machinePath, arguments), 7, 9) + "\n";
+                 CommandFor(cause.failures.front(), machinePath, arguments) + "\n";
     }
     return shown;
 }
@@ -213,13 +216,18 @@ std::vector<std::string> CauseFinder::LinesWith(const std::vector<std::string>& 
     return ComparableLines(report::Tell(report::ReadLogLines(LogWith(faults))));
 }
 
-std::size_t CauseFinder::ForEachFailure(const Use& use) const
+winsim::Outcome CauseFinder::RunWithoutFailure() const
 {
     winsim::RunOptions options;
     options.arguments = m_arguments;
     options.clockBoundMs = kForEverMs;
     options.parametersOf.emplace();
-    const winsim::Outcome baseline = Run(m_machine, m_arguments, options);
+    return Run(m_machine, m_arguments, options);
+}
+
+std::size_t CauseFinder::ForEachFailure(const Use& use) const
+{
+    const winsim::Outcome baseline = RunWithoutFailure();
     std::map<std::string, unsigned> occurrences;
     std::size_t tried = 0;
     unsigned openings = 0;
@@ -240,12 +248,26 @@ std::size_t CauseFinder::ForEachFailure(const Use& use) const
     return tried;
 }
 
+std::size_t CauseFinder::ForEachLastingFailure(const Use& use) const
+{
+    std::size_t tried = 0;
+    for (const auto& [name, count] : RunWithoutFailure().callCounts)
+    {
+        for (const winsim::Fault& fault : winsim::FailuresOf(name, 0))
+        {
+            ++tried;
+            use(Cause{name, 0, {}}, TextOf(fault), LinesWith({TextOf(fault)}));
+        }
+    }
+    return tried;
+}
+
 CauseSearch CauseFinder::Find(const report::Story& story) const
 {
     const std::vector<std::string> wanted = ComparableLines(story);
     CauseSearch search;
     search.isWithoutFailure = Fits(story, wanted, LinesWith({}));
-    search.tried = ForEachFailure([&](const Cause& call, const std::string& failure, const auto& lines) {
+    const Use add = [&](const Cause& call, const std::string& failure, const auto& lines) {
         if (!Fits(story, wanted, lines))
             return;
         const bool isSame = !search.causes.empty() && search.causes.back().call == call.call &&
@@ -253,7 +275,10 @@ CauseSearch CauseFinder::Find(const report::Story& story) const
         if (!isSame)
             search.causes.push_back(call);
         search.causes.back().failures.push_back(failure);
-    });
+    };
+    search.tried = ForEachFailure(add);
+    if (search.causes.empty())
+        search.tried += ForEachLastingFailure(add);
     std::stable_partition(search.causes.begin(), search.causes.end(),
                           [](const Cause& cause) { return !IsUnlikely(cause); });
     return search;

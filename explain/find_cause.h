@@ -3,7 +3,7 @@
 
 #include "report/story.h"
 #include "report/terminal.h"
-#include "winsim/core/machine.h"
+#include "winsim/core/program.h"
 
 #include <functional>
 #include <string>
@@ -14,7 +14,7 @@
 struct Cause
 {
     std::string call;                  // its name
-    unsigned occurrence = 1;           // which call of that name, from 1
+    unsigned occurrence = 1;           // which call of that name, from 1; 0 for every one
     std::vector<std::string> failures; // as --fault of kelo-rehearse takes them: "OpenServiceW#2=5"
 };
 
@@ -63,8 +63,11 @@ public:
     // What the action logs on the machine when no call fails, with the times and headers of the machine.
     std::string LogWithoutFailure() const { return LogWith({}); }
 
-    // The calls whose failure gives the log of this story. A log that is cut off at its end or its beginning has to be
-    // part of theirs.
+    // The same for each failure that lasts: every call of a name fails, which `call` tells by the number 0.
+    std::size_t ForEachLastingFailure(const Use& use) const;
+
+    // The calls whose failure gives the log of this story; if there is none, those of which every one fails. A log that
+    // is cut off at its end or its beginning has to be part of theirs.
     CauseSearch Find(const report::Story& story) const;
 
     // For each failure that leaves a trace, how many calls could have failed as its log is. Returns the number of
@@ -74,6 +77,7 @@ public:
     CauseFigures Measure() const;
 
 private:
+    winsim::Outcome RunWithoutFailure() const;
     std::string LogWith(const std::vector<std::string>& faults) const;
     std::vector<std::string> LinesWith(const std::vector<std::string>& faults) const;
 

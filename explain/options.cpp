@@ -40,8 +40,8 @@ ParsedExplainOptions ParseExplainOptions(int argc, char** argv)
         ->type_name("OUT.html");
     auto* const findCause =
         app.add_flag("--find-cause", options.isCauseWanted,
-                     "Rehearse every single failure of the run's action on the described machine, and list "
-                     "those with the same log");
+                     "Rehearse the run's action on the described machine with each call failing once, and with all "
+                     "calls of a name failing, and list the failures with the same log");
     findCause->needs(
         app.add_option("--machine", options.machinePath, "The machine's description")->type_name("M.json"));
     app.add_option("--describe", options.draftPath,

@@ -12,6 +12,7 @@ namespace
 {
 
 using report::Story;
+using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -76,7 +77,20 @@ TEST(FindCause, FindsNothingForALogOfAnotherMachine)
 {
     const CauseSearch search = Finder().Find(StoryOf(Rehearse("windows-xp-ntru.json", kRemoval).log));
     EXPECT_THAT(search.causes, IsEmpty());
-    EXPECT_THAT(ShowCauses({}, search, "M.json", kRemoval), HasSubstr("No single failure on this machine"));
+    EXPECT_THAT(ShowCauses({}, search, "M.json", kRemoval),
+                HasSubstr("No failure of one call, or of every call of one name"));
+}
+
+TEST(FindCause, FindsAFailureOfEveryCallWhereOneCallDoesNotExplainTheLog)
+{
+    const std::string log = RemovalLog({"DeleteFileA=32"});
+    ASSERT_NE(log, RemovalLog({"DeleteFileA#1=32"}));
+    const CauseSearch search = Finder().Find(StoryOf(log));
+    EXPECT_THAT(FailuresIn(search), ElementsAre("DeleteFileA=32"));
+    EXPECT_EQ(search.causes.at(0).occurrence, 0u);
+    EXPECT_THAT(ShowCauses(report::Style{80, false}, search, "M.json", kRemoval),
+                AllOf(HasSubstr("every DeleteFileA fails with 32 ERROR_SHARING_VIOLATION"),
+                      HasSubstr("./run --machine M.json --fault 'DeleteFileA=32' /Uninstall")));
 }
 
 TEST(FindCause, ShowsTheErrorByNameAndTheCommandThatRehearsesIt)
@@ -87,7 +101,7 @@ TEST(FindCause, ShowsTheErrorByNameAndTheCommandThatRehearsesIt)
     EXPECT_EQ(R"(Causes (3 failures rehearsed on M.json)
     1  OpenServiceW (call 2 of that name) fails with 5 ERROR_ACCESS_DENIED or
        123 ERROR_INVALID_NAME
-       kelo-rehearse --fault 'OpenServiceW#2=5' M.json -- /Uninstall
+       ./run --machine M.json --fault 'OpenServiceW#2=5' /Uninstall
 )",
               ShowCauses({}, search, "M.json", kRemoval));
 }
