@@ -20,28 +20,11 @@ add_custom_command(OUTPUT ${COVERAGE_RUNTIME}
 add_custom_target(coverage_runtime DEPENDS ${COVERAGE_RUNTIME})
 
 # Optimised code has other branches than the source.
-set(COUNTING_OPTIONS -O0 -fprofile-arcs -ftest-coverage)
-
-add_library(kelo_counting_objects OBJECT EXCLUDE_FROM_ALL ${KELO_SOURCES})
-target_include_directories(kelo_counting_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
-winsim_program(kelo_counting_objects)
-target_compile_options(kelo_counting_objects PRIVATE ${COUNTING_OPTIONS})
-
-# An image of the same name as `image`, made of what that adds to the program's own objects.
-function(counting_image target image)
-    add_library(${target} MODULE EXCLUDE_FROM_ALL $<TARGET_PROPERTY:${image},SOURCES>)
-    target_link_libraries(${target} PRIVATE kelo_counting_objects ${COVERAGE_RUNTIME})
-    add_dependencies(${target} coverage_runtime)
-    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
-    winsim_program(${target})
-    target_compile_options(${target} PRIVATE ${COUNTING_OPTIONS})
-    set_target_properties(${target} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${COVERAGE_FOLDER}
-        OUTPUT_NAME $<TARGET_PROPERTY:${image},OUTPUT_NAME>)
-endfunction()
-
-counting_image(kelo_counting_program kelo_program)
-counting_image(kelo_counting_library kelo_library)
-counting_image(kelo_counting_test_program kelo_test_program)
+image_variant(counting FOLDER ${COVERAGE_FOLDER} OPTIONS -O0 -fprofile-arcs -ftest-coverage
+    LIBRARIES ${COVERAGE_RUNTIME})
+foreach(image program library test_program)
+    add_dependencies(kelo_counting_${image} coverage_runtime)
+endforeach()
 
 # Tests take the images that lie beside them.
 set(COUNTED_TESTS unit_tests scenarios_tests)

@@ -154,6 +154,7 @@ target_compile_definitions(explain_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR
 target_compile_options(explain_tests PRIVATE -O0)
 
 include(cmake/python_tests.cmake)
+include(cmake/image_variant.cmake)
 include(cmake/coverage.cmake)
 include(cmake/mutants.cmake)
 include(cmake/sanitizers.cmake)

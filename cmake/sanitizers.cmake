@@ -18,25 +18,9 @@ winsim_library(watched_winsim)
 watched(watched_winsim)
 set_target_properties(watched_winsim PROPERTIES OUTPUT_NAME winsim)
 
-add_library(watched_objects OBJECT EXCLUDE_FROM_ALL ${KELO_SOURCES})
-target_include_directories(watched_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
-winsim_program(watched_objects)
-target_compile_options(watched_objects PRIVATE ${WATCHING_OPTIONS})
-
-# An image of the same name as `image`, made of what that adds to the program's own objects.
-function(watched_image target image)
-    add_library(${target} MODULE EXCLUDE_FROM_ALL $<TARGET_PROPERTY:${image},SOURCES>)
-    target_link_libraries(${target} PRIVATE watched_objects)
-    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
-    winsim_program(${target} watched_winsim)
-    watched(${target})
-    set_target_properties(${target} PROPERTIES OUTPUT_NAME $<TARGET_PROPERTY:${image},OUTPUT_NAME>)
-endfunction()
-
-watched_image(watched_program kelo_program)
-watched_image(watched_library kelo_library)
-watched_image(watched_test_program kelo_test_program)
-set(WATCHED_TARGETS watched_winsim watched_program watched_library watched_test_program)
+image_variant(watched FOLDER ${SANITIZERS_FOLDER} OPTIONS ${WATCHING_OPTIONS} LINK_OPTIONS ${SANITIZERS}
+    MACHINE watched_winsim)
+set(WATCHED_TARGETS watched_winsim kelo_watched_program kelo_watched_library kelo_watched_test_program)
 
 # A native program of the same objects, linked with what is watched. More arguments: what else it is linked with.
 function(watched_executable program)

@@ -1,7 +1,7 @@
 // Rehearses failures and compares their logs.
 #include "explain/find_cause.h"
 
-#include "catalogue/numbers.h"
+#include "report/calls.h"
 #include "winsim/core/fault_table.h"
 #include "winsim/core/install_log.h"
 
@@ -115,14 +115,10 @@ std::string NamesOf(const std::vector<Cause>& causes)
 // The error of a failure: what follows the equals sign, with its name.
 std::string ErrorOf(const std::string& failure)
 {
-    using catalogue::Meaning;
     const winsim::Fault fault = winsim::ParseFault(failure);
     if (fault.givesNothing)
         return "success with nothing to show";
-    const Meaning meaning = fault.call.starts_with("BCrypt")  ? Meaning::NtStatus
-                            : fault.call.starts_with("SCard") ? Meaning::SCard
-                                                              : Meaning::Win32;
-    const catalogue::Number known = catalogue::Explain(fault.error, meaning);
+    const catalogue::Number known = catalogue::Explain(fault.error, report::MeaningOfErrors(fault.call));
     const std::string number = failure.substr(failure.rfind('=') + 1);
     return winsim::IsLibraryFunction(fault.call) || known.name.empty() ? number : number + " " + known.name;
 }

@@ -1,7 +1,6 @@
 // Links a rehearsal's calls with the lines of its log and with its steps.
 #include "report/calls.h"
 
-#include "catalogue/numbers.h"
 #include "report/begun_steps.h"
 #include "winsim/core/error_names.h"
 #include "winsim/core/fault_table.h"
@@ -68,16 +67,7 @@ bool HasFailed(const CallRecord& record)
 
 catalogue::Number ErrorOf(const CallRecord& record)
 {
-    using winsim::ErrorKind;
-    switch (winsim::ErrorKindOf(record.name))
-    {
-    case ErrorKind::NtStatus:
-        return catalogue::Explain(record.error, catalogue::Meaning::NtStatus);
-    case ErrorKind::SmartCard:
-        return catalogue::Explain(record.error, catalogue::Meaning::SCard);
-    default:
-        return catalogue::Explain(record.error, catalogue::Meaning::Win32);
-    }
+    return catalogue::Explain(record.error, MeaningOfErrors(record.name));
 }
 
 // "error 5 ERROR_ACCESS_DENIED", or the exception that came out of the call.
@@ -225,6 +215,19 @@ std::uint64_t BeginOf(const Outcome& outcome)
 }
 
 } // namespace
+
+catalogue::Meaning MeaningOfErrors(const std::string& call)
+{
+    switch (winsim::ErrorKindOf(call))
+    {
+    case winsim::ErrorKind::NtStatus:
+        return catalogue::Meaning::NtStatus;
+    case winsim::ErrorKind::SmartCard:
+        return catalogue::Meaning::SCard;
+    default:
+        return catalogue::Meaning::Win32;
+    }
+}
 
 std::vector<RunCall> CallsOf(const Outcome& outcome, const Story& story, CallChoice choice)
 {

@@ -1,6 +1,7 @@
 // The Windows calls of a rehearsal, each at its place in the run's story.
 #pragma once
 
+#include "catalogue/numbers.h"
 #include "report/story.h"
 #include "winsim/core/program.h"
 
@@ -33,6 +34,9 @@ enum class CallChoice
     Own,     // without those that write the log, text and memory
     All,
 };
+
+// What the error numbers of a call are.
+catalogue::Meaning MeaningOfErrors(const std::string& call);
 
 // The calls of a rehearsal that `story` tells of.
 std::vector<RunCall> CallsOf(const winsim::Outcome& outcome, const Story& story, CallChoice choice);
