@@ -2,7 +2,7 @@
 // Writes a line for each ratio, its parts with tabs between them: what is measured, the floor, the median time of each
 // in nanoseconds, and the limit of their ratio or "-".
 #include "explain/find_cause.h"
-#include "winsim/core/program.h"
+#include "winsim/process/program.h"
 
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>

@@ -42,7 +42,7 @@ endfunction()
 e2e_library(CertJobPlanner tests/e2e/standins/cert_job_planner.cpp tests/e2e/standins/thrown.cpp)
 e2e_library(exit_witness tests/e2e/standins/exit_witness.cpp)
 e2e_library(plain_library tests/e2e/standins/plain_library.cpp tests/e2e/standins/plain_library.rc)
-e2e_library(stkprobe tests/e2e/standins/stkprobe.cpp tests/e2e/standins/thrown.cpp src/platform/exception_guard.cpp)
+e2e_library(stkprobe tests/e2e/standins/stkprobe.cpp tests/e2e/standins/thrown.cpp src/windows/exception_guard.cpp)
 target_include_directories(stkprobe PRIVATE ${PROJECT_SOURCE_DIR}/src)
 
 # A stand-in for a library of Windows' own. Its target has another name than the library: what the product links with

@@ -46,9 +46,8 @@ add_custom_command(OUTPUT ${FUZZ_IMAGE} DEPENDS ${FUZZ_IMAGE_OBJECTS} ${FUZZ_COU
 
 # What reads descriptions is watched as well: it takes the place of what is in winsim.
 set(FUZZ_HOST_OPTIONS ${FUZZ_OPTIONS} -fsanitize=fuzzer-no-link -DWINSIM_HOST -DKELO_ROOT="${PROJECT_SOURCE_DIR}")
-file(GLOB FUZZ_DESCRIPTION_SOURCES ${PROJECT_SOURCE_DIR}/winsim/areas/*.cpp
-    ${PROJECT_SOURCE_DIR}/winsim/core/description.cpp ${PROJECT_SOURCE_DIR}/winsim/core/description_text.cpp
-    ${PROJECT_SOURCE_DIR}/winsim/core/machine.cpp)
+file(GLOB FUZZ_DESCRIPTION_SOURCES ${PROJECT_SOURCE_DIR}/winsim/machine/*.cpp
+    ${PROJECT_SOURCE_DIR}/winsim/base/description.cpp ${PROJECT_SOURCE_DIR}/winsim/base/description_text.cpp)
 clang_objects(FUZZ_DESCRIPTION_OBJECTS host "${FUZZ_DESCRIPTION_SOURCES}" ${FUZZ_HOST_OPTIONS})
 clang_objects(FUZZ_SUPPORT host "${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.cpp" ${FUZZ_HOST_OPTIONS})
 

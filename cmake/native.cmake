@@ -16,7 +16,7 @@ endif()
 
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/plain_windows_10.json)
 file(READ ${PROJECT_SOURCE_DIR}/winsim/plain_windows_10.json PLAIN_WINDOWS_JSON)
-configure_file(winsim/core/plain_windows.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/plain_windows.cpp @ONLY)
+configure_file(winsim/machine/plain_windows.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/plain_windows.cpp @ONLY)
 
 # The program's texts, so that a simulated resource library holds what the real one does.
 file(GLOB KELO_STRING_TABLES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/resources/strings/*.txt)
@@ -27,12 +27,15 @@ foreach(table ${KELO_STRING_TABLES})
     file(READ ${table} lines)
     string(APPEND KELO_STRING_TABLE_TEXTS "{\"${name}\", R\"table(${lines})table\"},\n")
 endforeach()
-configure_file(winsim/core/string_table_texts.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/string_table_texts.cpp @ONLY)
+configure_file(winsim/toolkit/string_table_texts.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/string_table_texts.cpp @ONLY)
 
-file(GLOB WINSIM_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/core/*.cpp
-    ${PROJECT_SOURCE_DIR}/winsim/areas/*.cpp ${PROJECT_SOURCE_DIR}/winsim/api/*.cpp)
+set(WINSIM_SOURCES "")
+foreach(room base machine process api toolkit)
+    file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/${room}/*.cpp)
+    list(APPEND WINSIM_SOURCES ${sources})
+endforeach()
 # Exceptions have to find no way through this one.
-set_source_files_properties(winsim/core/stack_bottom.cpp PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON
+set_source_files_properties(winsim/process/stack_bottom.cpp PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON
     SKIP_PRECOMPILE_HEADERS ON
     COMPILE_OPTIONS "-fno-exceptions;-fno-unwind-tables;-fno-asynchronous-unwind-tables;-fno-optimize-sibling-calls")
 function(winsim_library target)
@@ -40,7 +43,7 @@ function(winsim_library target)
     target_compile_definitions(${target} PUBLIC WINSIM_HOST)
     target_compile_options(${target} PRIVATE ${KELO_WARNINGS})
     target_link_libraries(${target} PUBLIC nlohmann_json::nlohmann_json fmt::fmt)
-    target_precompile_headers(${target} PRIVATE winsim/core/json.h)
+    target_precompile_headers(${target} PRIVATE winsim/base/json.h)
     # They take most of their time for the templates of the same headers: several compiled at once take half as long.
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON)
 endfunction()
@@ -165,7 +168,7 @@ include(cmake/bench.cmake)
 
 # The described machines, their schema and their document.
 add_test(NAME unit.machine_schema
-    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/machine_schema_test.py ${PROJECT_SOURCE_DIR})
+    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/winsim/machine_schema_test.py ${PROJECT_SOURCE_DIR})
 set_tests_properties(unit.machine_schema PROPERTIES LABELS unit)
 
 # What kelo-rehearse shows.

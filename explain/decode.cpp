@@ -1,7 +1,7 @@
 // Finds a log's encoding.
 #include "explain/decode.h"
 
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
 
 #include <algorithm>
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "report/story.h"
-#include "winsim/core/json.h"
+#include "winsim/base/json.h"
 
 #include <string>
 

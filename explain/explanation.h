@@ -3,7 +3,7 @@
 
 #include "report/story.h"
 #include "report/terminal.h"
-#include "winsim/core/json.h"
+#include "winsim/base/json.h"
 
 #include <string>
 #include <vector>

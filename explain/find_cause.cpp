@@ -2,8 +2,8 @@
 #include "explain/find_cause.h"
 
 #include "report/calls.h"
-#include "winsim/core/fault_table.h"
-#include "winsim/core/install_log.h"
+#include "winsim/process/fault_table.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <fmt/format.h>
 

@@ -3,7 +3,7 @@
 
 #include "report/story.h"
 #include "report/terminal.h"
-#include "winsim/core/program.h"
+#include "winsim/process/program.h"
 
 #include <functional>
 #include <string>

@@ -4,8 +4,8 @@
 #include "rehearse/page.h"
 #include "rehearse/report.h"
 #include "report/page.h"
-#include "winsim/core/program.h"
-#include "winsim/core/secrets.h"
+#include "winsim/process/program.h"
+#include "winsim/toolkit/secrets.h"
 
 #include <filesystem>
 #include <fstream>

@@ -3,7 +3,7 @@
 
 #include "rehearse/choices.h"
 #include "rehearse/exit_status.h"
-#include "winsim/core/fault_table.h"
+#include "winsim/process/fault_table.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,7 @@
 // What kelo-rehearse is asked to do.
 #pragma once
 
-#include "winsim/core/gate.h"
+#include "winsim/process/gate.h"
 
 #include <optional>
 #include <string>

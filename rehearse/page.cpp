@@ -2,7 +2,7 @@
 #include "rehearse/page.h"
 
 #include "report/page.h"
-#include "winsim/core/install_log.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <fmt/format.h>
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "rehearse/options.h"
-#include "winsim/core/program.h"
+#include "winsim/process/program.h"
 
 #include <string>
 

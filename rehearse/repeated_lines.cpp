@@ -1,8 +1,8 @@
 // Folds repeated lines.
 #include "rehearse/repeated_lines.h"
 
-#include "winsim/core/install_log.h"
-#include "winsim/core/repeats.h"
+#include "winsim/process/repeats.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <algorithm>
 

@@ -20,6 +20,6 @@ struct FoldedLines
     std::vector<RepeatedLines> repeats; // in the order of the lines
 };
 
-// The lines of an install log with those that repeat as often as repeated calls (winsim/core/repeats.h) left out but
+// The lines of an install log with those that repeat as often as repeated calls (winsim/process/repeats.h) left out but
 // for their first time.
 FoldedLines Fold(std::vector<std::string> lines);

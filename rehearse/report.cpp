@@ -4,7 +4,7 @@
 #include "rehearse/exit_status.h"
 #include "rehearse/repeated_lines.h"
 
-#include "winsim/core/install_log.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <fmt/format.h>
 

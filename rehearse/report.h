@@ -3,7 +3,7 @@
 
 #include "rehearse/options.h"
 #include "report/terminal.h"
-#include "winsim/core/program.h"
+#include "winsim/process/program.h"
 
 #include <optional>
 #include <string>

@@ -1,8 +1,8 @@
 // Tells people what a rehearsal, or another run, did.
 #include "rehearse/report.h"
 #include "report/run_view.h"
-#include "winsim/core/install_log.h"
-#include "winsim/core/secrets.h"
+#include "winsim/toolkit/install_log.h"
+#include "winsim/toolkit/secrets.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 // Owners, rights and access lists in words.
 #pragma once
 
-#include "winsim/core/json.h"
+#include "winsim/base/json.h"
 
 #include <cstdint>
 #include <string>

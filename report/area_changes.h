@@ -3,7 +3,7 @@
 
 #include "report/access.h"
 #include "report/change_rows.h"
-#include "winsim/core/machine.h"
+#include "winsim/machine/machine.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 // Finds the beginnings of steps.
 #include "report/begun_steps.h"
 
-#include "winsim/core/install_log.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 
 #include "catalogue/numbers.h"
 #include "report/story.h"
-#include "winsim/core/program.h"
+#include "winsim/process/program.h"
 
 #include <cstdint>
 #include <string>

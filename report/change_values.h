@@ -1,7 +1,7 @@
 // Values of a description in a few words, for a report of what changed.
 #pragma once
 
-#include "winsim/core/machine.h"
+#include "winsim/machine/machine.h"
 
 #include <string>
 #include <vector>

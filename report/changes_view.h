@@ -2,7 +2,7 @@
 #pragma once
 
 #include "report/terminal.h"
-#include "winsim/core/machine.h"
+#include "winsim/machine/machine.h"
 
 #include <string>
 #include <vector>

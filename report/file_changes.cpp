@@ -2,7 +2,7 @@
 #include "report/area_changes.h"
 
 #include "report/change_values.h"
-#include "winsim/core/install_log.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // Takes log lines apart: "2013/05/07 14:03:09.042 TZ-4 [3120] message".
 #include "report/log_lines.h"
 
-#include "winsim/core/secrets.h"
+#include "winsim/toolkit/secrets.h"
 
 #include <fmt/format.h>
 

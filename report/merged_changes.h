@@ -1,7 +1,7 @@
 // The changes of a machine as a reader counts them.
 #pragma once
 
-#include "winsim/core/machine.h"
+#include "winsim/machine/machine.h"
 
 #include <vector>
 

@@ -3,7 +3,7 @@
 
 #include "report/lanes.h"
 #include "report/story_view.h"
-#include "winsim/core/json.h"
+#include "winsim/base/json.h"
 
 #include <algorithm>
 #include <fstream>

@@ -4,7 +4,7 @@
 #include "report/calls.h"
 #include "report/story.h"
 #include "report/terminal.h"
-#include "winsim/core/machine.h"
+#include "winsim/machine/machine.h"
 
 #include <cstdint>
 #include <optional>

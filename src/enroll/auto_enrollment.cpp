@@ -3,12 +3,12 @@
 
 #include "enroll/enroll_log.h"
 #include "log/operation.h"
-#include "platform/exception_guard.h"
-#include "platform/fill_pattern.h"
-#include "platform/full_path.h"
-#include "platform/library_function.h"
 #include "platform/product_registry.h"
-#include "platform/unique_handle.h"
+#include "windows/exception_guard.h"
+#include "windows/fill_pattern.h"
+#include "windows/full_path.h"
+#include "windows/library_function.h"
+#include "windows/unique_handle.h"
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 // Takes the program's path apart.
 #include "entry/install_folder.h"
 
-#include "platform/text.h"
+#include "windows/text.h"
 
 #include <windows.h>
 

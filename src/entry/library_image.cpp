@@ -1,5 +1,5 @@
 // Makes an image of the program a library: linked into that image alone, and built before all its other objects.
-#include "platform/image_kind.h"
+#include "windows/image_kind.h"
 
 namespace
 {

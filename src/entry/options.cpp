@@ -1,8 +1,8 @@
 // Looks options up in the command line.
 #include "entry/options.h"
 
-#include "platform/result_or.h"
-#include "platform/text.h"
+#include "windows/result_or.h"
+#include "windows/text.h"
 
 namespace
 {

@@ -1,7 +1,7 @@
 // Keeps the elevated process from code and files that an ordinary user has prepared.
-#include "platform/image_kind.h"
-#include "platform/library_function.h"
-#include "platform/unique_handle.h"
+#include "windows/image_kind.h"
+#include "windows/library_function.h"
+#include "windows/unique_handle.h"
 
 namespace
 {

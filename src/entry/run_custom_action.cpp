@@ -7,14 +7,14 @@
 #include "entry/install_folder.h"
 #include "entry/setup_options.h"
 #include "messages/result_message.h"
-#include "platform/com_initializer.h"
-#include "platform/text.h"
 #include "providers/ksp_registration.h"
 #include "providers/passthrough_csp.h"
 #include "service/toolkit_service.h"
 #include "smartcard/tpm_smart_card.h"
 #include "tpm/auto_provisioning.h"
 #include "tss/setup_tcg_dll.h"
+#include "windows/com_initializer.h"
+#include "windows/text.h"
 
 #include <cstdio>
 #include <cwchar>

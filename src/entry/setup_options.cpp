@@ -4,7 +4,7 @@
 #include "entry/entry_log.h"
 #include "entry/options.h"
 #include "platform/product_registry.h"
-#include "platform/unique_handle.h"
+#include "windows/unique_handle.h"
 
 namespace
 {

@@ -1,6 +1,6 @@
 // Where an installer package enters the program's library image: the one function that both images export.
-#include "platform/result_or.h"
 #include "tpm/srk_auth_change.h"
+#include "windows/result_or.h"
 
 #include <windows.h>
 

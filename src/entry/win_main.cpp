@@ -1,7 +1,7 @@
 // Where Windows enters the program.
 #include "entry/run_custom_action.h"
-#include "platform/result_or.h"
-#include "platform/unique_handle.h"
+#include "windows/result_or.h"
+#include "windows/unique_handle.h"
 
 #include <windows.h>
 

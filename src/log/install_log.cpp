@@ -1,11 +1,11 @@
 // Writes the install log.
 #include "log/install_log.h"
 
-#include "platform/full_path.h"
-#include "platform/image_kind.h"
-#include "platform/pinned_path.h"
-#include "platform/result_or.h"
-#include "platform/text.h"
+#include "windows/full_path.h"
+#include "windows/image_kind.h"
+#include "windows/pinned_path.h"
+#include "windows/result_or.h"
+#include "windows/text.h"
 
 #include <optional>
 #include <share.h>

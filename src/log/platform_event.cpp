@@ -1,7 +1,7 @@
 // Reports to the Windows event log.
 #include "log/platform_event.h"
 
-#include "platform/unique_handle.h"
+#include "windows/unique_handle.h"
 
 namespace
 {

@@ -2,8 +2,8 @@
 #include "messages/result_message.h"
 
 #include "messages/resource_library.h"
-#include "platform/result_or.h"
-#include "platform/unique_handle.h"
+#include "windows/result_or.h"
+#include "windows/unique_handle.h"
 
 #include <cstdint>
 #include <string>

@@ -1,9 +1,9 @@
 // Asks Windows for the language of the user interface.
 #include "messages/ui_language.h"
 
-#include "platform/library_function.h"
-#include "platform/unique_handle.h"
-#include "platform/windows_version.h"
+#include "windows/library_function.h"
+#include "windows/unique_handle.h"
+#include "windows/windows_version.h"
 
 namespace
 {

@@ -1,7 +1,7 @@
 // Other running processes, by the name of their program file.
 #pragma once
 
-#include "platform/unique_handle.h"
+#include "windows/unique_handle.h"
 
 // Finds the first process whose program file is `imageName` (ANSI, without a folder, such as "PatchAgent.exe";
 // compared without regard to case) among the first 1024 that EnumProcesses lists. A process that cannot be

@@ -1,7 +1,7 @@
 // Reads values of the toolkit's registry keys.
 #include "platform/product_registry.h"
 
-#include "platform/result_or.h"
+#include "windows/result_or.h"
 
 namespace
 {

@@ -1,8 +1,8 @@
 // Reads where a Windows service's program lies.
 #include "platform/service_binary_path.h"
 
-#include "platform/result_or.h"
-#include "platform/unique_handle.h"
+#include "windows/result_or.h"
+#include "windows/unique_handle.h"
 
 #include <optional>
 #include <string_view>

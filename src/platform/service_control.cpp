@@ -2,8 +2,8 @@
 #include "platform/service_control.h"
 
 #include "platform/platform_log.h"
-#include "platform/text.h"
-#include "platform/unique_handle.h"
+#include "windows/text.h"
+#include "windows/unique_handle.h"
 
 #include <optional>
 

@@ -1,10 +1,10 @@
 // Registers and removes the key storage providers.
 #include "providers/ksp_registration.h"
 
-#include "platform/library_function.h"
-#include "platform/unique_handle.h"
-#include "platform/windows_version.h"
 #include "providers/providers_log.h"
+#include "windows/library_function.h"
+#include "windows/unique_handle.h"
+#include "windows/windows_version.h"
 
 #include <bcrypt.h>
 #include <ncrypt.h>

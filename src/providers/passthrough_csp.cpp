@@ -1,8 +1,8 @@
 // Chooses the pass-through provider.
 #include "providers/passthrough_csp.h"
 
-#include "platform/result_or.h"
-#include "platform/unique_handle.h"
+#include "windows/result_or.h"
+#include "windows/unique_handle.h"
 
 #include <string>
 #include <string_view>

@@ -2,16 +2,16 @@
 #include "service/toolkit_service.h"
 
 #include "log/operation.h"
-#include "platform/child_process.h"
-#include "platform/full_path.h"
-#include "platform/result_or.h"
 #include "platform/service_binary_path.h"
-#include "platform/text.h"
-#include "platform/unique_handle.h"
-#include "platform/windows_version.h"
 #include "service/kl_tk_service.h"
 #include "service/service_log.h"
 #include "tss/tss_names.h"
+#include "windows/child_process.h"
+#include "windows/full_path.h"
+#include "windows/result_or.h"
+#include "windows/text.h"
+#include "windows/unique_handle.h"
+#include "windows/windows_version.h"
 
 #include <cwchar>
 

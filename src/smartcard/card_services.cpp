@@ -1,8 +1,8 @@
 // Sets the Windows services that smart cards need to start automatically, and starts them.
-#include "platform/result_or.h"
-#include "platform/unique_handle.h"
 #include "smartcard/smartcard_log.h"
 #include "smartcard/tpm_smart_card.h"
+#include "windows/result_or.h"
+#include "windows/unique_handle.h"
 
 #include <windows.h>
 

@@ -1,9 +1,9 @@
 // Runs lists of device installer commands, and removes what the drivers leave behind.
 #include "smartcard/driver_commands.h"
 
-#include "platform/full_path.h"
 #include "smartcard/smartcard_log.h"
 #include "smartcard/tpm_smart_card.h"
+#include "windows/full_path.h"
 
 #include <windows.h>
 

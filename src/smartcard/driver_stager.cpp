@@ -1,11 +1,11 @@
 // Runs the device installer, a program of its own.
 #include "log/operation.h"
-#include "platform/fill_pattern.h"
-#include "platform/full_path.h"
-#include "platform/text.h"
-#include "platform/unique_handle.h"
 #include "smartcard/smartcard_log.h"
 #include "smartcard/tpm_smart_card.h"
+#include "windows/fill_pattern.h"
+#include "windows/full_path.h"
+#include "windows/text.h"
+#include "windows/unique_handle.h"
 
 #include <windows.h>
 

@@ -1,8 +1,8 @@
 // Looks the toolkit's install location up in the registry.
 #include "platform/product_registry.h"
-#include "platform/text.h"
-#include "platform/unique_handle.h"
 #include "smartcard/tpm_smart_card.h"
+#include "windows/text.h"
+#include "windows/unique_handle.h"
 
 #include <windows.h>
 

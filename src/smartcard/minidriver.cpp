@@ -1,10 +1,10 @@
 // Installs and removes the smart-card minidriver.
 #include "log/operation.h"
-#include "platform/fill_pattern.h"
-#include "platform/shell_folder.h"
 #include "smartcard/driver_commands.h"
 #include "smartcard/smartcard_log.h"
 #include "smartcard/tpm_smart_card.h"
+#include "windows/fill_pattern.h"
+#include "windows/shell_folder.h"
 
 #include <windows.h>
 

@@ -1,8 +1,8 @@
 // Asks the smart-card resource manager for the toolkit's virtual reader.
-#include "platform/result_or.h"
-#include "platform/unique_handle.h"
 #include "smartcard/smartcard_log.h"
 #include "smartcard/tpm_smart_card.h"
+#include "windows/result_or.h"
+#include "windows/unique_handle.h"
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 // Asks whether the smart-card steps may run on this system.
-#include "platform/windows_version.h"
 #include "smartcard/smartcard_log.h"
 #include "smartcard/tpm_smart_card.h"
+#include "windows/windows_version.h"
 
 bool CTPMSmartCard::IsWOW64Process()
 {

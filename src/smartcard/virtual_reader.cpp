@@ -1,12 +1,12 @@
 // Installs and removes the virtual smart-card reader.
 #include "log/operation.h"
 #include "platform/product_registry.h"
-#include "platform/shell_folder.h"
-#include "platform/text.h"
-#include "platform/unique_handle.h"
 #include "smartcard/driver_commands.h"
 #include "smartcard/smartcard_log.h"
 #include "smartcard/tpm_smart_card.h"
+#include "windows/shell_folder.h"
+#include "windows/text.h"
+#include "windows/unique_handle.h"
 
 #include <windows.h>
 

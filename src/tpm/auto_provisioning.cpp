@@ -1,8 +1,8 @@
 // Decides whether automatic provisioning can be switched on this system.
 #include "tpm/auto_provisioning.h"
 
-#include "platform/windows_version.h"
 #include "tpm/tpm_log.h"
+#include "windows/windows_version.h"
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 // Owners of what COM hands out.
 #pragma once
 
-#include "platform/unique_handle.h"
+#include "windows/unique_handle.h"
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 // Reads CustomActionData and takes it apart.
 #include "tpm/custom_action_data.h"
 
-#include "platform/result_or.h"
+#include "windows/result_or.h"
 
 #include <msiquery.h>
 

@@ -1,7 +1,7 @@
 // Runs a program and waits for it.
-#include "platform/unique_handle.h"
 #include "tpm/srk_auth_change.h"
 #include "tpm/tpm_log.h"
+#include "windows/unique_handle.h"
 
 #include <windows.h>
 

@@ -2,11 +2,11 @@
 #include "tpm/srk_auth_change.h"
 
 #include "log/log_format.h"
-#include "platform/result_or.h"
-#include "platform/unique_handle.h"
 #include "tpm/custom_action_data.h"
 #include "tpm/tpm_log.h"
 #include "tpm/unquoted_path.h"
+#include "windows/result_or.h"
+#include "windows/unique_handle.h"
 
 #include <shlobj.h>
 

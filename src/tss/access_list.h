@@ -2,7 +2,7 @@
 #pragma once
 
 #include "log/log_format.h"
-#include "platform/unique_handle.h"
+#include "windows/unique_handle.h"
 
 #include <accctrl.h>
 

@@ -2,11 +2,11 @@
 #include "tss/config_access.h"
 
 #include "log/operation.h"
-#include "platform/pinned_path.h"
-#include "platform/text.h"
 #include "tss/access_list.h"
 #include "tss/directory_owner.h"
 #include "tss/tss_log.h"
+#include "windows/pinned_path.h"
+#include "windows/text.h"
 
 #include <aclapi.h>
 #include <shlobj.h>

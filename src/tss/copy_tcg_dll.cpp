@@ -1,13 +1,13 @@
 // Copies the detection library into the Windows system directory.
 #include "tss/copy_tcg_dll.h"
 
-#include "platform/exception_guard.h"
-#include "platform/full_path.h"
-#include "platform/pinned_path.h"
-#include "platform/text.h"
-#include "platform/trusted_owner.h"
 #include "tss/probe_library_path.h"
 #include "tss/tss_log.h"
+#include "windows/exception_guard.h"
+#include "windows/full_path.h"
+#include "windows/pinned_path.h"
+#include "windows/text.h"
+#include "windows/trusted_owner.h"
 
 #include <windows.h>
 

@@ -3,12 +3,12 @@
 
 #include "platform/processes.h"
 #include "platform/service_control.h"
-#include "platform/windows_version.h"
 #include "tss/detection_library.h"
 #include "tss/probe_library_path.h"
 #include "tss/shim_files.h"
 #include "tss/tss_log.h"
 #include "tss/tss_names.h"
+#include "windows/windows_version.h"
 
 #include <cstring>
 

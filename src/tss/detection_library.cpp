@@ -2,10 +2,10 @@
 #include "tss/detection_library.h"
 
 #include "log/platform_event.h"
-#include "platform/exception_guard.h"
-#include "platform/library_function.h"
-#include "platform/unique_handle.h"
 #include "tss/tss_log.h"
+#include "windows/exception_guard.h"
+#include "windows/library_function.h"
+#include "windows/unique_handle.h"
 
 namespace
 {

@@ -1,7 +1,7 @@
 // What a stack's detection library says of the stack and of the TPM.
 #pragma once
 
-#include "platform/bounded_path.h"
+#include "windows/bounded_path.h"
 
 #include <windows.h>
 

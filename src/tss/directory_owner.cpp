@@ -1,10 +1,10 @@
 // Takes a directory from the user whom it belongs to.
 #include "tss/directory_owner.h"
 
-#include "platform/pinned_path.h"
-#include "platform/trusted_owner.h"
-#include "platform/unique_handle.h"
 #include "tss/unblock_tpm_commands.h"
+#include "windows/pinned_path.h"
+#include "windows/trusted_owner.h"
+#include "windows/unique_handle.h"
 
 #include <aclapi.h>
 

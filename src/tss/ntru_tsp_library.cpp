@@ -1,11 +1,11 @@
 // Inspects the TSP library of an installed NTRU stack.
 #include "tss/ntru_tsp_library.h"
 
-#include "platform/exception_guard.h"
 #include "platform/service_binary_path.h"
-#include "platform/text.h"
 #include "tss/tss_log.h"
 #include "tss/tss_names.h"
+#include "windows/exception_guard.h"
+#include "windows/text.h"
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 // Tells where a detection library lies.
 #include "tss/probe_library_path.h"
 
-#include "platform/full_path.h"
+#include "windows/full_path.h"
 
 BoundedPath ProbeLibraryPath(const char* target, const char* vendor)
 {

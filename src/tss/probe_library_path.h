@@ -1,7 +1,7 @@
 // Where the toolkit's detection libraries lie.
 #pragma once
 
-#include "platform/bounded_path.h"
+#include "windows/bounded_path.h"
 
 // The file name of a detection library, with the backslash before it.
 inline constexpr char kProbeLibraryFile[] = "\\stkprobe.dll";

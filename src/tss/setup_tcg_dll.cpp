@@ -2,8 +2,6 @@
 #include "tss/setup_tcg_dll.h"
 
 #include "platform/service_binary_path.h"
-#include "platform/unique_handle.h"
-#include "platform/windows_version.h"
 #include "service/toolkit_service.h"
 #include "tss/config_access.h"
 #include "tss/copy_tcg_dll.h"
@@ -13,6 +11,8 @@
 #include "tss/tss_log.h"
 #include "tss/tss_names.h"
 #include "tss/unblock_tpm_commands.h"
+#include "windows/unique_handle.h"
+#include "windows/windows_version.h"
 
 #include <cstring>
 #include <string>

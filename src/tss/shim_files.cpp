@@ -2,8 +2,8 @@
 #include "tss/shim_files.h"
 
 #include "log/operation.h"
-#include "platform/full_path.h"
 #include "tss/tss_log.h"
+#include "windows/full_path.h"
 
 #include <shlobj.h>
 

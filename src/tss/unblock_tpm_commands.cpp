@@ -3,11 +3,11 @@
 
 #include "log/operation.h"
 #include "platform/service_control.h"
-#include "platform/unique_handle.h"
-#include "platform/windows_version.h"
 #include "tss/access_list.h"
 #include "tss/tss_log.h"
 #include "tss/tss_names.h"
+#include "windows/unique_handle.h"
+#include "windows/windows_version.h"
 
 #include <aclapi.h>
 

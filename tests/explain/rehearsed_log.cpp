@@ -1,7 +1,7 @@
 // Makes logs by running the program.
 #include "tests/explain/rehearsed_log.h"
 
-#include "winsim/core/install_log.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <filesystem>
 

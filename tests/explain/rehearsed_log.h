@@ -1,7 +1,7 @@
 // Install logs from rehearsals on the described machines.
 #pragma once
 
-#include "winsim/core/program.h"
+#include "winsim/process/program.h"
 
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 // Lists the allowances, each with its reason.
 #include "tests/faults/allowances.h"
 
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
 
 #include "winsim_types.h"
 

@@ -2,7 +2,7 @@
 // silence, and the waits that have no end.
 #pragma once
 
-#include "winsim/core/program.h"
+#include "winsim/process/program.h"
 
 #include <string>
 #include <vector>

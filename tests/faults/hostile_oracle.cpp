@@ -2,7 +2,7 @@
 #include "tests/faults/hostile_oracle.h"
 
 #include "tests/faults/hostile_user.h"
-#include "winsim/core/install_log.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <algorithm>
 #include <functional>

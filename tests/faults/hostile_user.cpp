@@ -1,7 +1,7 @@
 // Lists the ways to misuse each place.
 #include "tests/faults/hostile_user.h"
 
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
 
 #include <algorithm>
 #include <cstdint>

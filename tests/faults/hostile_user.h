@@ -2,8 +2,8 @@
 // and between any two of its calls.
 #pragma once
 
-#include "winsim/core/machine.h"
-#include "winsim/core/meanwhile.h"
+#include "winsim/machine/machine.h"
+#include "winsim/process/meanwhile.h"
 
 #include <cstddef>
 #include <string>

@@ -3,8 +3,8 @@
 
 #include "tests/faults/allowances.h"
 #include "tests/faults/values.h"
-#include "winsim/core/fault_table.h"
-#include "winsim/core/install_log.h"
+#include "winsim/process/fault_table.h"
+#include "winsim/toolkit/install_log.h"
 
 #include "winsim_types.h"
 

@@ -1,7 +1,7 @@
 // What the sweep runs: every described machine with every action, and the exported entry point.
 #pragma once
 
-#include "winsim/core/program.h"
+#include "winsim/process/program.h"
 
 #include <ostream>
 #include <string>

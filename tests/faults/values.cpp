@@ -1,7 +1,7 @@
 // Tells the values that failures can leave.
 #include "tests/faults/values.h"
 
-#include "winsim/core/install_log.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <algorithm>
 #include <set>

@@ -1,8 +1,8 @@
 // Runs the program for the fuzz targets and judges the runs.
 #include "tests/fuzz/fuzz.h"
 
-#include "winsim/core/install_log.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <algorithm>
 #include <cstdio>

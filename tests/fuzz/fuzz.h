@@ -1,7 +1,7 @@
 // What the fuzz targets share: texts out of raw input, the program on a simulated machine, and what must hold.
 #pragma once
 
-#include "winsim/core/program.h"
+#include "winsim/process/program.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 // Runs the program on a described machine for a test.
 #include "tests/support/simulated_run.h"
 
-#include "winsim/core/install_log.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <gtest/gtest.h>
 

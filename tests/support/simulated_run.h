@@ -1,7 +1,7 @@
 // Running the program, or one of its functions, on a described machine inside a test.
 #pragma once
 
-#include "winsim/core/program.h"
+#include "winsim/process/program.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 // Machines for the stack set-up: the toolkit is installed, and each stack may be installed and usable or not.
 #pragma once
 
-#include "winsim/core/machine.h"
+#include "winsim/machine/machine.h"
 
 #include <string>
 

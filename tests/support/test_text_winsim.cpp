@@ -1,7 +1,7 @@
 // Converts texts for tests on the simulated machine.
 #include "tests/support/test_text.h"
 
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
 
 std::wstring WideOfUtf8(const std::string& utf8)
 {

@@ -1,6 +1,6 @@
 // Proves that what is known about a language, and in which language a user reads, behave as Windows documents it.
 #include "tests/winsim/support.h"
-#include "winsim/areas/language_table.h"
+#include "winsim/machine/language_table.h"
 
 #include <cstdio>
 #include <set>

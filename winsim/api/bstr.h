@@ -2,7 +2,7 @@
 #pragma once
 
 #include "oleauto.h"
-#include "winsim/core/json.h"
+#include "winsim/base/json.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 // The C runtime's own functions that deal with text alone: formatting and comparing.
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/process/simulation.h"
 
 #include "mbstring.h"
 #include "msvcrt.h"

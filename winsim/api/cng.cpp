@@ -1,10 +1,10 @@
 // The configuration of cryptography.
-#include "winsim/areas/cng.h"
+#include "winsim/machine/cng.h"
 
 #include "bcrypt.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include <algorithm>
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "objbase.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,5 +1,5 @@
 // The last error.
-#include "winsim/core/simulation.h"
+#include "winsim/process/simulation.h"
 
 #include "errhandlingapi.h"
 

@@ -1,7 +1,7 @@
 // The event log.
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "winbase.h"
 

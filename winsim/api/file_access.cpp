@@ -2,10 +2,10 @@
 #include "winsim/api/file_access.h"
 
 #include "fileapi.h"
-#include "winsim/areas/inheritance.h"
-#include "winsim/core/open_files.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/machine/inheritance.h"
+#include "winsim/process/open_files.h"
+#include "winsim/process/simulation.h"
 
 #include <algorithm>
 #include <iterator>

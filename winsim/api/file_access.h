@@ -2,7 +2,7 @@
 #pragma once
 
 #include "winnt.h"
-#include "winsim/areas/files.h"
+#include "winsim/machine/files.h"
 
 #include <string>
 

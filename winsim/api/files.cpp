@@ -1,9 +1,9 @@
 // Files: attributes, deletion, copies, moves and opening.
 #include "winsim/api/file_access.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/open_files.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/open_files.h"
+#include "winsim/process/simulation.h"
 
 #include "fileapi.h"
 #include "winbase.h"

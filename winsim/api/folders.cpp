@@ -1,9 +1,9 @@
 // Shell folders.
 #include "winsim/api/file_access.h"
-#include "winsim/areas/files.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/machine/files.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "shlobj.h"
 #include "winbase.h"

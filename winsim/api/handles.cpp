@@ -1,8 +1,8 @@
 // Closing handles.
 #include "winsim/api/kernel_objects.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/open_files.h"
-#include "winsim/core/simulation.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/open_files.h"
+#include "winsim/process/simulation.h"
 
 #include "winbase.h"
 

@@ -1,9 +1,9 @@
 // The properties of an install session.
-#include "winsim/areas/installer.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/secrets.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/machine/installer.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
+#include "winsim/toolkit/secrets.h"
 
 #include "msiquery.h"
 

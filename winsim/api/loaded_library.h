@@ -1,7 +1,7 @@
 // What a library handle stands for.
 #pragma once
 
-#include "winsim/areas/libraries.h"
+#include "winsim/machine/libraries.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 // Languages of the user and of the user interface, and what is known about a language.
-#include "winsim/areas/languages.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
+#include "winsim/machine/languages.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "winnls.h"
 #include "winsim_types.h"

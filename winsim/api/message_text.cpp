@@ -1,8 +1,8 @@
 // Message texts with places for inserts.
 #include "winsim/api/local_memory.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "winbase.h"
 

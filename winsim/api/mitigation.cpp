@@ -1,6 +1,6 @@
 // What a process may do to protect itself.
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "processthreadsapi.h"
 

@@ -1,8 +1,8 @@
 // COM's strings and variants.
 #include "winsim/api/bstr.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include <cstring>
 #include <string>

@@ -1,10 +1,10 @@
 // The process itself: its command line, identifiers, memory and environment.
 #include "winsim/api/local_memory.h"
 #include "winsim/api/program_exit.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/process_code.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/process_code.h"
+#include "winsim/process/simulation.h"
 
 #include "shellapi.h"
 #include "winbase.h"

@@ -1,12 +1,12 @@
 // Other processes: starting, waiting, listing, ending.
-#include "winsim/areas/processes.h"
+#include "winsim/machine/processes.h"
 #include "winsim/api/file_access.h"
 #include "winsim/api/kernel_objects.h"
 #include "winsim/api/search_folders.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/secrets.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
+#include "winsim/toolkit/secrets.h"
 
 #include "processthreadsapi.h"
 #include "psapi.h"

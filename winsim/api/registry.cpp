@@ -1,9 +1,9 @@
 // The registry.
-#include "winsim/areas/registry.h"
-#include "winsim/areas/inheritance.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/machine/registry.h"
+#include "winsim/base/text.h"
+#include "winsim/machine/inheritance.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "winreg.h"
 

@@ -1,8 +1,8 @@
 // Texts in the resources of a library.
 #include "winsim/api/loaded_library.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "winsim_types.h"
 #include "winuser.h"

@@ -1,7 +1,7 @@
 // Tells which folders are searched.
 #include "winsim/api/search_folders.h"
 
-#include "winsim/core/simulation.h"
+#include "winsim/process/simulation.h"
 
 #include <algorithm>
 

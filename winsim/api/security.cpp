@@ -2,12 +2,12 @@
 #include "winsim/api/file_access.h"
 #include "winsim/api/local_memory.h"
 #include "winsim/api/sids.h"
-#include "winsim/areas/inheritance.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/open_files.h"
-#include "winsim/core/sid.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/sid.h"
+#include "winsim/base/text.h"
+#include "winsim/machine/inheritance.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/open_files.h"
+#include "winsim/process/simulation.h"
 
 #include "aclapi.h"
 

@@ -1,9 +1,9 @@
 // The service control manager.
-#include "winsim/areas/services.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/open_service.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/machine/services.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/open_service.h"
+#include "winsim/process/simulation.h"
 
 #include "winsvc.h"
 

@@ -1,9 +1,9 @@
 // SIDs, and access lists as Windows lays them out.
 #include "winsim/api/sids.h"
 
-#include "winsim/core/gate.h"
-#include "winsim/core/sid.h"
-#include "winsim/core/simulation.h"
+#include "winsim/base/sid.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "securitybaseapi.h"
 

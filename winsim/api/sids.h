@@ -2,8 +2,8 @@
 #pragma once
 
 #include "winnt.h"
-#include "winsim/areas/security.h"
-#include "winsim/core/json.h"
+#include "winsim/base/json.h"
+#include "winsim/machine/security.h"
 
 #include <optional>
 #include <string>

@@ -1,10 +1,10 @@
 // The smart-card resource manager.
-#include "winsim/areas/smart_cards.h"
+#include "winsim/machine/smart_cards.h"
 
 #include "winscard.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include <algorithm>
 

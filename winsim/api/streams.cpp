@@ -2,9 +2,9 @@
 #include "winsim/api/streams.h"
 
 #include "winsim/api/file_access.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/open_files.h"
-#include "winsim/core/simulation.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/open_files.h"
+#include "winsim/process/simulation.h"
 
 #include "fileapi.h"
 #include "msvcrt.h"

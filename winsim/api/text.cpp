@@ -1,7 +1,7 @@
 // Conversions between code pages and UTF-16. No flags are offered.
-#include "winsim/core/text.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "winnls.h"
 

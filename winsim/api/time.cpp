@@ -1,6 +1,6 @@
 // The clock.
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "winbase.h"
 

@@ -1,10 +1,10 @@
 // The token of the process and its privileges.
 #include "winsim/api/kernel_objects.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/privileges.h"
-#include "winsim/core/sid.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/privileges.h"
+#include "winsim/base/sid.h"
+#include "winsim/base/text.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "securitybaseapi.h"
 #include "winbase.h"

@@ -1,6 +1,6 @@
 // Versions of Windows, and what kind of process this is.
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "msvcrt.h"
 #include "winbase.h"

@@ -1,7 +1,7 @@
 // Version resources of files.
 #include "winsim/api/file_access.h"
-#include "winsim/core/gate.h"
-#include "winsim/core/simulation.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/simulation.h"
 
 #include "winver.h"
 

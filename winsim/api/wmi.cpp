@@ -1,10 +1,10 @@
 // The management instrumentation: a locator leads to the services of a namespace, and these to its classes.
-#include "winsim/areas/wmi.h"
+#include "winsim/machine/wmi.h"
 
 #include "winsim/api/bstr.h"
 #include "winsim/api/com_object.h"
 #include "winsim/api/wmi_locator.h"
-#include "winsim/core/effects.h"
+#include "winsim/machine/effects.h"
 
 #include <map>
 

@@ -1,5 +1,5 @@
 // The memory of a simulated program: its own operator new and delete, which the simulated machine keeps an eye on.
-#include "winsim/core/program_memory.h"
+#include "winsim/process/program_memory.h"
 
 #include <new>
 

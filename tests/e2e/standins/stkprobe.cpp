@@ -7,8 +7,8 @@
 //   isOwned 1 handles division-by-zero         one is raised in it, and it handles that by itself
 // Of two lines for a function the last one counts. The first function that is called brings "exit_witness.dll" from
 // beside the library into the process.
-#include "platform/exception_guard.h"
 #include "thrown.h"
+#include "windows/exception_guard.h"
 
 #include <windows.h>
 

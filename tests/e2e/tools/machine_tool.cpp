@@ -21,7 +21,7 @@
 // machine_tool script FILE             does each line of a file: a verb and its arguments, with tabs between them
 //
 // Exit status: 0, or the Windows error, which the output ends with then, and with what failed.
-#include "src/platform/unique_handle.h"
+#include "src/windows/unique_handle.h"
 
 #include <windows.h>
 

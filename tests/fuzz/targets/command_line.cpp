@@ -1,8 +1,8 @@
 // Any text as the program's command line. What the options come to is worked out a second time, from the arguments that
 // Windows makes of the text.
 #include "tests/fuzz/fuzz.h"
-#include "winsim/core/install_log.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <algorithm>
 #include <optional>

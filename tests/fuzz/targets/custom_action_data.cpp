@@ -1,8 +1,8 @@
 // Any text as the installer's CustomActionData. Its values and flags are taken out of it a second time, and so is the
 // command line that the tool is started with; the password must be in nothing else.
 #include "tests/fuzz/fuzz.h"
-#include "winsim/core/secrets.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/toolkit/secrets.h"
 
 namespace
 {

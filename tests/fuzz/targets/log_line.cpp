@@ -4,7 +4,7 @@
 // Input: four numbers (zone bias, daylight bias, thread, indent), the format, and its arguments, each in a line. What
 // is no placeholder that the program may use stands for itself.
 #include "tests/fuzz/fuzz.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
 
 #include <algorithm>
 #include <cstdio>

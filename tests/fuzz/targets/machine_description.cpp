@@ -1,7 +1,7 @@
 // Any bytes as the description of a machine. One that can be used describes the same machine again when it is written
 // and read.
 #include "tests/fuzz/fuzz.h"
-#include "winsim/core/description_text.h"
+#include "winsim/base/description_text.h"
 
 #include <optional>
 #include <string_view>

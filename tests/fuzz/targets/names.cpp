@@ -3,7 +3,7 @@
 // Input: the name that is looked for, then in each line one that is there: "s" and the name of a stopped service, "r"
 // and that of a running one, "p" and that of a process's program file.
 #include "tests/fuzz/fuzz.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
 
 #include <map>
 #include <utility>

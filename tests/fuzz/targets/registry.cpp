@@ -6,7 +6,7 @@
 // which is stored as Windows does it. A second line of the same place is what the value has become when it is read
 // again.
 #include "tests/fuzz/fuzz.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
 
 #include <map>
 #include <optional>

@@ -1,17 +1,17 @@
 // The platform module's functions, for tests.
-#include "platform/bounded_path.h"
-#include "platform/com_initializer.h"
-#include "platform/full_path.h"
-#include "platform/pinned_path.h"
 #include "platform/processes.h"
 #include "platform/product_registry.h"
 #include "platform/service_binary_path.h"
 #include "platform/service_control.h"
-#include "platform/text.h"
-#include "platform/trusted_owner.h"
-#include "platform/unique_handle.h"
-#include "platform/windows_version.h"
 #include "tests/unit/calls/modules.h"
+#include "windows/bounded_path.h"
+#include "windows/com_initializer.h"
+#include "windows/full_path.h"
+#include "windows/pinned_path.h"
+#include "windows/text.h"
+#include "windows/trusted_owner.h"
+#include "windows/unique_handle.h"
+#include "windows/windows_version.h"
 
 namespace
 {

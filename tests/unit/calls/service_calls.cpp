@@ -1,8 +1,8 @@
 // The service module's functions, for tests.
-#include "platform/unique_handle.h"
 #include "service/kl_tk_service.h"
 #include "service/toolkit_service.h"
 #include "tests/unit/calls/modules.h"
+#include "windows/unique_handle.h"
 
 namespace
 {

@@ -4,8 +4,8 @@
 #include "tests/support/step_sequence.h"
 #include "tests/unit/entry/action_script.h"
 #include "tests/unit/smartcard/card_scripts.h"
-#include "winsim/core/effects.h"
-#include "winsim/core/install_log.h"
+#include "winsim/machine/effects.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <map>
 #include <set>

@@ -1,7 +1,7 @@
 // Proves how the install log's file is made, opened, shared and closed, and that a log without a file is silent.
 #include "tests/unit/log/log_file.h"
 
-#include "winsim/core/install_log.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 #include "tests/support/expected_script.h"
 #include "tests/support/simulated_run.h"
 #include "tests/support/version_script.h"
-#include "winsim/core/effects.h"
+#include "winsim/machine/effects.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

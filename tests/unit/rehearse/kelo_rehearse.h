@@ -1,7 +1,7 @@
 // Runs kelo-rehearse for a test, in a folder of the test's own.
 #pragma once
 
-#include "winsim/core/json.h"
+#include "winsim/base/json.h"
 
 #include <gtest/gtest.h>
 

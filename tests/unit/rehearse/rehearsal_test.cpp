@@ -2,7 +2,7 @@
 // failures that were asked for, and what is wrong with a description.
 #include "tests/unit/rehearse/kelo_rehearse.h"
 
-#include "winsim/core/repeats.h"
+#include "winsim/process/repeats.h"
 
 #include <gmock/gmock.h>
 

@@ -3,7 +3,7 @@
 
 #include "tests/support/simulated_run.h"
 #include "tests/unit/smartcard/card_scripts.h"
-#include "winsim/core/effects.h"
+#include "winsim/machine/effects.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

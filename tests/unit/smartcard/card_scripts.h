@@ -3,7 +3,7 @@
 
 #include "tests/support/expected_script.h"
 #include "tests/support/process_script.h"
-#include "winsim/core/json.h"
+#include "winsim/base/json.h"
 
 #include <string>
 #include <vector>

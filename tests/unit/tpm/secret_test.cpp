@@ -2,8 +2,8 @@
 // holds it.
 #include "tests/unit/tpm/install_session.h"
 
-#include "winsim/core/install_log.h"
-#include "winsim/core/secrets.h"
+#include "winsim/toolkit/install_log.h"
+#include "winsim/toolkit/secrets.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

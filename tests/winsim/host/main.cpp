@@ -1,7 +1,7 @@
 // Runs the conformance tests against the simulated machine: each test in a process of its own on a fresh one.
-#include "winsim/core/program.h"
-#include "winsim/core/simulation.h"
-#include "winsim/core/text.h"
+#include "winsim/base/text.h"
+#include "winsim/process/program.h"
+#include "winsim/process/simulation.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,26 @@
+// Puts paths together in buffers of a fixed size.
+#include "windows/bounded_path.h"
+
+#include <cstring>
+
+BoundedPath::BoundedPath(const char* first)
+{
+    PutAt(0, first);
+}
+
+BoundedPath& BoundedPath::Append(const char* piece)
+{
+    // After a piece that did not fit, the next one would begin a path of its own.
+    if (!IsEmpty())
+        PutAt(std::strlen(m_szPath), piece);
+    return *this;
+}
+
+void BoundedPath::PutAt(std::size_t length, const char* piece)
+{
+    const std::size_t pieceLength = std::strlen(piece);
+    if (pieceLength < kSize - length)
+        std::memcpy(m_szPath + length, piece, pieceLength + 1);
+    else
+        m_szPath[0] = '\0';
+}

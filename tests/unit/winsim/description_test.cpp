@@ -1,0 +1,543 @@
+// Proves what machine descriptions mean: what may be left out, what a saved machine is when loaded again, how an error
+// names its place, and how two machines are compared.
+#include "tests/support/simulated_run.h"
+
+#include "winsim/base/description_text.h"
+#include "winsim/machine/machine.h"
+#include "winsim/machine/plain_windows.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include <unistd.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using winsim::Compare;
+using winsim::Json;
+using winsim::Machine;
+
+// What is wrong with a description.
+std::string ErrorOf(const std::string& description)
+{
+    try
+    {
+        Machine::FromJson(Json::parse(description));
+        return "nothing";
+    }
+    catch (const winsim::DescriptionError& error)
+    {
+        return error.what();
+    }
+}
+
+std::vector<std::string> ChangesBetween(const Machine& before, const Machine& after)
+{
+    std::vector<std::string> texts;
+    for (const winsim::Change& change : Compare(before, after))
+        texts.push_back(ToJson(change).dump());
+    return texts;
+}
+
+// A machine that says something of everything.
+Machine RichMachine()
+{
+    return MachineOf(R"({
+        "title": "A rich machine",
+        "windows": {"version": "6.1", "build": 7601, "servicePack": 1, "platform": 2, "wow64": true, "redirectionTrust": false, "codePage": 932,
+                    "uiLanguage": 1041, "userLanguage": 1031},
+        "clock": {"utc": "2012-02-29T23:59:59.999Z", "tickCount": 4294967295, "yieldMs": 0, "zoneBias": -540,
+                  "daylightBias": 0, "daylight": false},
+        "process": {"path": "D:\\Kelo\\KeloCustomAction.exe", "currentDirectory": "D:\\Kelo", "processId": 1, "threadId": 2,
+                    "errorMode": 1},
+        "folders": {"commonAppData": "D:\\Daten \u00e4\u4e00", "windows": null},
+        "environment": {"windir": null, "EMPTY": ""},
+        "registry": {
+            "HKCU": null,
+            "HKLM\\SOFTWARE\\Kelo": {
+                "owner": "S-1-5-32-544",
+                "access": [{"trustee": "S-1-1-0", "mask": 131097, "inheritance": 2, "type": "deny", "inherited": true}],
+                "protected": true,
+                "deniedAccess": ["KEY_SET_VALUE", "KEY_CREATE_SUB_KEY"],
+                "values": {
+                    "": "the default value",
+                    "Text": "\u00e4\u4e00\ud83d\ude00",
+                    "Number": 4294967295,
+                    "Path": {"type": "REG_EXPAND_SZ", "text": "%windir%"},
+                    "Unterminated": {"type": "REG_SZ", "hex": "61006200"},
+                    "HalfAPair": {"type": "REG_SZ", "hex": "3dd80000"},
+                    "Several": {"type": "REG_MULTI_SZ", "hex": "6100000062000000" },
+                    "Bytes": {"type": "REG_BINARY", "hex": "00ff"},
+                    "Odd": {"type": "REG_DWORD", "hex": "0102"},
+                    "Large": {"type": "REG_QWORD", "number": 5000000000},
+                    "Nothing": {"type": "REG_NONE"},
+                    "Unheard": {"type": 200, "hex": "01"},
+                    "Changing": ["first", 2, {"type": "REG_BINARY", "hex": "03"}]
+                }
+            }
+        },
+        "files": {
+            "C:\\ProgramData": null,
+            "D:\\Kelo\\log.txt": {"text": "eine Zeile \u00e4\r\n"},
+            "D:\\Kelo\\image.bin": {"bytes": "\u0000\u00ff"},
+            "D:\\Kelo\\tcsd.exe": {"size": 5000000000, "version": "1.2.1.25", "attributes": 1, "inUse": true},
+            "D:\\Links\\folder": {"directory": true, "link": "D:\\Kelo", "linkMadeBy": "S-1-5-32-545"},
+            "D:\\Links\\file": {"link": "D:\\nowhere"},
+            "D:\\Links\\name": {"hardLinkTo": "D:\\Kelo\\log.txt"},
+            "D:\\Secret": {"directory": true, "denied": true, "access": []}
+        },
+        "libraries": {
+            "D:\\Kelo\\probe.dll": {"exports": {
+                "Detect": -1, "Fail": {"throws": "access violation"},
+                "Change": {"result": 5, "effects": {"services": {"TBS": null, "New": {}}}}}},
+            "D:\\Kelo\\texts.dll": {"strings": {"101": "one", "102": "two"}},
+            "C:\\Windows\\system32\\bcrypt.dll": {"missing": ["BCryptRegisterProvider"]},
+            "D:\\Kelo\\broken.dll": {"loadError": 193}
+        },
+        "pendingMoves": [{"from": "D:\\Kelo\\old.dll"}, {"from": "D:\\a", "to": "D:\\b"}],
+        "token": {"user": "S-1-5-18", "groups": [], "privileges": ["SeDebugPrivilege"], "enabled": []},
+        "services": {
+            "RPCSS": null,
+            "tcsd_x86": {
+                "displayName": "TSS", "description": "text", "type": 32, "start": "disabled", "errorControl": 0,
+                "binaryPath": "D:\\Kelo\\tcsd.exe -x", "loadOrderGroup": "TDI", "dependencies": ["RPCSS"],
+                "account": "LocalService", "processId": 8, "deniedAccess": 1, "grantsEveryRight": true,
+                "markedForDeletion": true, "state": "paused", "controlsAccepted": 3, "exitCode": 1,
+                "serviceExitCode": 2, "checkPoint": 3, "waitHint": 4,
+                "states": [{"afterMs": 10, "state": "continuePending", "waitHint": 5}, {"afterMs": 20, "state": 4}],
+                "onStart": {"error": 5}, "onStop": {"states": [{"state": "stopPending"}]}
+            }
+        },
+        "processes": [{"id": 4}, {"name": "tcsd.exe", "deniedAccess": 1, "terminateError": 5, "count": 3}],
+        "programs": {"D:\\Kelo\\setup.exe": {"runs": [
+            {"arguments": "/i", "exitCode": 3, "runMs": 100, "effects": {"services": {"TBS": null}}},
+            {"startError": 740}, {"neverEnds": true}]}},
+        "smartCards": {"manager": "SCARD_E_SERVICE_STOPPED", "readers": ["Reader 0"], "readersThen": [],
+                       "zerosMissing": 1},
+        "cng": {
+            "providers": {
+                "Microsoft Platform Crypto Provider": null,
+                "Kelo": {"aliases": ["K"], "kernelMode": {"image": "kelo.sys", "interfaces": [
+                    {"interface": 1, "flags": 2, "functions": ["RNG"]}]}}
+            },
+            "contextFunctions": []
+        },
+        "wmi": {
+            "autoProvisioning": false,
+            "namespaces": {"root\\CIMV2\\Security\\MicrosoftTpm": {"classes": {"Win32_TPM": {"methods": {
+                "DisableAutoProvisioning": {"returnValue": 5, "effects": {"wmi": null}}, "New": {}}}}}},
+            "failures": {"CoCreateInstance": "REGDB_E_CLASSNOTREG", "CoSetProxyBlanket": 2147500037}
+        },
+        "installer": {"properties": {"CustomActionData": "text", "Changing": ["a", {"error": 234, "size": 9}]}},
+        "events": [
+            {"source": "Kelo", "type": 1, "category": 2, "id": 3221225473, "strings": ["one", "two"]}, {}
+        ]
+    })");
+}
+
+TEST(Description, OfNothingIsThePlainMachineAndSavesAsItself)
+{
+    const Machine plain = MachineOf("{}");
+    EXPECT_EQ(plain, MachineOf(winsim::kPlainWindowsJson));
+    EXPECT_EQ(Machine::FromJson(plain.ToJson()), plain);
+    EXPECT_EQ(plain.title, "A plain Windows 10 machine");
+}
+
+TEST(Description, SavesAsItself)
+{
+    const Machine machine = RichMachine();
+    const Json saved = machine.ToJson();
+    EXPECT_EQ(Machine::FromJson(saved), machine);
+    EXPECT_EQ(Machine::FromJson(Json::parse(saved.dump())).ToJson(), saved);
+}
+
+TEST(Description, SavesWhatThePlainMachineHasAndThisOneLacksAsNull)
+{
+    const Json saved = RichMachine().ToJson();
+    EXPECT_TRUE(saved["registry"]["HKCU"].is_null());
+    EXPECT_TRUE(saved["folders"]["windows"].is_null());
+    EXPECT_TRUE(saved["environment"]["windir"].is_null());
+    EXPECT_TRUE(saved["files"]["C:\\ProgramData"].is_null());
+}
+
+TEST(Description, KeepsWhatEffectsWillTakeAway)
+{
+    const Json saved = RichMachine().ToJson();
+    EXPECT_TRUE(saved["libraries"]["D:\\Kelo\\probe.dll"]["exports"]["Change"]["effects"]["services"]["TBS"].is_null());
+    EXPECT_TRUE(saved["programs"]["D:\\Kelo\\setup.exe"]["runs"][0]["effects"]["services"]["TBS"].is_null());
+}
+
+TEST(Description, SavesRegistryValuesInTheirShortestForm)
+{
+    const Json values = RichMachine().ToJson()["registry"]["HKLM\\SOFTWARE\\Kelo"]["values"];
+    EXPECT_EQ(values[""], "the default value");
+    EXPECT_EQ(values["Number"], 4294967295);
+    EXPECT_EQ(values["Path"], (Json{{"type", "REG_EXPAND_SZ"}, {"text", "%windir%"}}));
+    EXPECT_EQ(values["Unterminated"], (Json{{"type", "REG_SZ"}, {"hex", "61006200"}}));
+    EXPECT_EQ(values["HalfAPair"], (Json{{"type", "REG_SZ"}, {"hex", "3dd80000"}}));
+    EXPECT_EQ(values["Odd"], (Json{{"type", "REG_DWORD"}, {"hex", "0102"}}));
+    EXPECT_EQ(values["Large"], (Json{{"type", "REG_QWORD"}, {"hex", "00f2052a01000000"}}));
+    EXPECT_EQ(values["Unheard"], (Json{{"type", 200}, {"hex", "01"}}));
+}
+
+TEST(Description, LeavesAloneWhatItDoesNotMention)
+{
+    const Machine machine = MachineOf(R"({"windows": {"version": "6.1"}})");
+    EXPECT_THAT(ChangesBetween(MachineOf("{}"), machine),
+                ElementsAre(R"({"area":"windows","kind":"changed","item":"version","before":"10.0","after":"6.1"})"));
+}
+
+TEST(Description, FindsNamesInEitherCase)
+{
+    const Machine machine = MachineOf(R"({
+        "environment": {"KELO": "x"},
+        "registry": {"HKLM\\SOFTWARE\\Kelo": {"values": {"Name": 1}}},
+        "files": {"C:\\Kelo\\File.txt": {}}})");
+    EXPECT_NE(machine.environment.Find("kelo"), nullptr);
+    EXPECT_NE(machine.registry.FindValue("hklm\\Software\\KELO", "NAME"), nullptr);
+    EXPECT_NE(machine.files.Find("c:/kelo//FILE.TXT"), nullptr);
+}
+
+TEST(Description, MakesTheKeysAndDirectoriesOnTheWay)
+{
+    const Machine machine = MachineOf(R"({"registry": {"HKLM\\A\\B\\C": {}}, "files": {"D:\\a\\b\\c.txt": {}}})");
+    EXPECT_NE(machine.registry.Find("HKLM\\A\\B"), nullptr);
+    EXPECT_TRUE(machine.files.IsDirectory("D:\\a\\b"));
+    EXPECT_FALSE(machine.files.IsDirectory("D:\\a\\b\\c.txt"));
+}
+
+struct WrongDescription
+{
+    const char* description;
+    const char* error;
+};
+
+// By this a test is named.
+void PrintTo(const WrongDescription& wrong, std::ostream* stream)
+{
+    *stream << wrong.description;
+}
+
+class DescriptionErrors : public testing::TestWithParam<WrongDescription>
+{};
+
+TEST_P(DescriptionErrors, NameThePathOfTheValue)
+{
+    EXPECT_EQ(ErrorOf(GetParam().description), GetParam().error);
+}
+
+constexpr WrongDescription kWrongTypes[] = {
+    {R"(5)", "description: not an object"},
+    {R"([])", "description: not an object"},
+    {R"({"title": 5})", "title: not a text"},
+    {R"({"windows": []})", "windows: not an object"},
+    {R"({"windows": {"version": 10}})", "windows.version: not a text"},
+    {R"({"windows": {"build": "19045"}})", "windows.build: not a number"},
+    {R"({"windows": {"build": 1.5}})", "windows.build: not a number"},
+    {R"({"windows": {"wow64": 1}})", "windows.wow64: not true or false"},
+    {R"({"clock": {"daylight": "yes"}})", "clock.daylight: not true or false"},
+    {R"({"process": {"path": null}})", "process.path: cannot be taken away"},
+    {R"({"process": null})", "process: cannot be taken away"},
+    {R"({"folders": {"windows": 5}})", "folders.windows: not a text"},
+    {R"({"environment": ["x"]})", "environment: not an object"},
+    {R"({"registry": "HKLM"})", "registry: not an object"},
+    {R"({"registry": {"HKLM\\A": 5}})", "registry.HKLM\\A: not an object"},
+    {R"({"registry": {"HKLM\\A": {"values": []}}})", "registry.HKLM\\A.values: not an object"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": true}}}})", "registry.HKLM\\A.values.V: not an object"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {"type": true}}}}})", "registry.HKLM\\A.values.V.type: not a text"},
+    {R"({"files": {"C:\\a": "text"}})", "files.C:\\a: not an object"},
+    {R"({"files": {"C:\\a": {"text": 5}}})", "files.C:\\a.text: not a text"},
+    {R"({"events": {}})", "events: not a list"},
+    {R"({"events": [{}, 5]})", "events[1]: not an object"},
+    {R"({"events": [{"strings": ["a", 5]}]})", "events[0].strings[1]: not a text"},
+};
+
+constexpr WrongDescription kUnknownKeys[] = {
+    {R"({"machine": {}})", "machine: unknown key"},
+    {R"({"windows": {"Version": "6.1"}})", "windows.Version: unknown key"},
+    {R"({"clock": {"time": ""}})", "clock.time: unknown key"},
+    {R"({"process": {"pid": 1}})", "process.pid: unknown key"},
+    {R"({"registry": {"HKLM\\A": {"Values": {}}}})", "registry.HKLM\\A.Values: unknown key"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {"type": "REG_SZ", "string": ""}}}}})",
+     "registry.HKLM\\A.values.V.string: unknown key"},
+    {R"({"files": {"C:\\a": {"content": ""}}})", "files.C:\\a.content: unknown key"},
+    {R"({"events": [{"message": ""}]})", "events[0].message: unknown key"},
+};
+
+constexpr WrongDescription kWrongValues[] = {
+    {R"({"windows": {"build": -1}})", "windows.build: not a number from 0 to 4294967295"},
+    {R"({"windows": {"build": 4294967296}})", "windows.build: not a number from 0 to 4294967295"},
+    {R"({"clock": {"zoneBias": 2147483648}})", "clock.zoneBias: not a number from -2147483648 to 2147483647"},
+    {R"({"clock": {"zoneBias": -2147483649}})", "clock.zoneBias: not a number from -2147483648 to 2147483647"},
+    {R"({"files": {"C:\\a": {"size": 18446744073709551615}}})",
+     "files.C:\\a.size: not a number from 0 to 9223372036854775807"},
+    {R"({"windows": {"codePage": 12345}})", "windows.codePage: code page 12345 is not known"},
+    {R"({"windows": {"version": "10"}})", "windows.version: not a version such as 6.1"},
+    {R"({"windows": {"version": "10.0.19045"}})", "windows.version: not a version such as 6.1"},
+    {R"({"windows": {"version": " 06.1"}})", "windows.version: not a version such as 6.1"},
+    {R"({"windows": {"version": ""}})", "windows.version: not a version such as 6.1"},
+    {R"({"clock": {"utc": "2013-05-07 14:03:09"}})", "clock.utc: not a time such as 2013-05-07T14:03:09.042Z"},
+    {R"({"clock": {"utc": "2013-02-29T14:03:09.042Z"}})", "clock.utc: not a time such as 2013-05-07T14:03:09.042Z"},
+    {R"({"clock": {"utc": "2013-05-07T24:03:09.042Z"}})", "clock.utc: not a time such as 2013-05-07T14:03:09.042Z"},
+    {R"({"clock": {"utc": "2013-5-7T14:03:09.42Z"}})", "clock.utc: not a time such as 2013-05-07T14:03:09.042Z"},
+    {R"({"clock": {"utc": ""}})", "clock.utc: not a time such as 2013-05-07T14:03:09.042Z"},
+    {R"({"registry": {"HKEY_LOCAL_MACHINE\\A": {}}})",
+     "registry.HKEY_LOCAL_MACHINE\\A: a key begins with HKLM, HKCU, HKCR or HKU"},
+    {R"({"registry": {"HKLM\\A\\": {}}})", "registry.HKLM\\A\\: a key's name is empty"},
+    {R"({"registry": {"HKLM\\\\A": {}}})", "registry.HKLM\\\\A: a key's name is empty"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {}}}}})", "registry.HKLM\\A.values.V: no type"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": -1}}}})",
+     "registry.HKLM\\A.values.V: not a number from 0 to 4294967295"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {"type": "REG_STRING"}}}}})",
+     "registry.HKLM\\A.values.V.type: not a registry type"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {"type": "REG_BINARY", "hex": "abc"}}}}})",
+     "registry.HKLM\\A.values.V.hex: not pairs of hexadecimal digits"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": {"type": "REG_BINARY", "hex": "0x"}}}}})",
+     "registry.HKLM\\A.values.V.hex: not pairs of hexadecimal digits"},
+    {R"({"registry": {"HKLM\\A": {"access": [{"trustee": "S-1-1-0", "inheritance": 16}]}}})",
+     "registry.HKLM\\A.access[0].inheritance: not inheritance flags, a number from 0 to 15"},
+    {R"({"files": {"ProgramData": {}}})", "files.ProgramData: a path begins with a drive, such as C:\\"},
+    {R"({"files": {"\\\\server\\share": {}}})", "files.\\\\server\\share: a path begins with a drive, such as C:\\"},
+    {R"({"files": {"C:\\Windows": {}}})", "files.C:\\Windows: both a file and a directory"},
+    {R"({"files": {"C:\\a": {"link": "C:\\b", "linkMadeBy": "me"}}})",
+     "files.C:\\a.linkMadeBy: not a SID such as S-1-5-32-544"},
+    {R"({"files": {"C:\\a": {"link": "a"}}})", "files.C:\\a.link: a path begins with a drive, such as C:\\"},
+    {R"({"files": {"C:\\a": {"directory": true, "link": "D:\\a"}, "C:\\a\\b": {}}})",
+     "files.C:\\a: a link with files in it"},
+    {R"({"files": {"C:\\a": {"hardLinkTo": "C:\\b", "text": ""}}})", "files.C:\\a.text: unknown key"},
+    {R"({"files": {"C:\\a": {"hardLinkTo": "b"}}})", "files.C:\\a: a path begins with a drive, such as C:\\"},
+    {R"({"files": {"C:\\a": {"hardLinkTo": "C:\\Windows"}}})", "files.C:\\a: a hard link to a directory"},
+    {R"({"files": {"C:\\Windows": {"hardLinkTo": "C:\\b"}}})", "files.C:\\Windows: a hard link, and a file of its own"},
+    {R"({"files": {"C:\\a": {"hardLinkTo": "C:\\b"}, "C:\\b": {"hardLinkTo": "C:\\c"}}})",
+     "files.C:\\a: a hard link to one that is described as a hard link itself"},
+    {R"({"files": {"C:\\a": {"bytes": "\u0100"}}})", "files.C:\\a.bytes: a character that is not one byte"},
+};
+
+constexpr WrongDescription kVainNulls[] = {
+    {R"({"files": {"C:\\none": null}})", "files.C:\\none: null, and there is nothing to take away"},
+    {R"({"services": {"tbs": null}})", "services.tbs: null, and there is nothing to take away"},
+    {R"({"registry": {"HKLM\\A": {"values": {"V": null}}}})",
+     "registry.HKLM\\A.values.V: null, and there is nothing to take away"},
+    {R"({"windos": null})", "windos: null, and there is nothing to take away"},
+};
+
+constexpr WrongDescription kWrongPrivileges[] = {
+    {R"({"token": {"privileges": ["SeDebugPrivilege", "SeDebug"]}})",
+     "token.privileges[1]: not a privilege such as SeTakeOwnershipPrivilege"},
+    {R"({"token": {"privileges": ["SeDebugPrivilege"], "enabled": ["SeBackupPrivilege"]}})",
+     "token.enabled[0]: not one of the token's privileges"},
+    {R"({"token": {"enabled": ["SeDebugPrivilege", "SeTcbPrivilege"]}})",
+     "token.enabled[1]: not one of the token's privileges"},
+};
+
+constexpr WrongDescription kWrongEffects[] = {
+    {R"({"programs": {"C:\\a.exe": {"runs": [{}, {"effects": {"windows": {"build": "x"}}}]}}})",
+     "programs.C:\\a.exe.runs[1].effects: windows.build: not a number"},
+    {R"({"libraries": {"C:\\a.dll": {"exports": {"F": {"effects": {"programs":
+         {"C:\\a.exe": {"runs": [{"effects": {"servces": {}}}]}}}}}}}})",
+     "libraries.C:\\a.dll.exports.F.effects: programs.C:\\a.exe.runs[0].effects: servces: unknown key"},
+};
+
+INSTANTIATE_TEST_SUITE_P(VainNulls, DescriptionErrors, testing::ValuesIn(kVainNulls));
+INSTANTIATE_TEST_SUITE_P(WrongPrivileges, DescriptionErrors, testing::ValuesIn(kWrongPrivileges));
+INSTANTIATE_TEST_SUITE_P(WrongEffects, DescriptionErrors, testing::ValuesIn(kWrongEffects));
+INSTANTIATE_TEST_SUITE_P(WrongTypes, DescriptionErrors, testing::ValuesIn(kWrongTypes));
+INSTANTIATE_TEST_SUITE_P(UnknownKeys, DescriptionErrors, testing::ValuesIn(kUnknownKeys));
+INSTANTIATE_TEST_SUITE_P(WrongValues, DescriptionErrors, testing::ValuesIn(kWrongValues));
+
+// Nothing said of them, those of a plain machine are enabled that this one has.
+TEST(Description, PrivilegesThatAreTakenAwayAreNotEnabled)
+{
+    const Machine machine = MachineOf(R"({"token": {"privileges": ["SeChangeNotifyPrivilege", "SeDebugPrivilege"]}})");
+    EXPECT_THAT(machine.token.enabled, ElementsAre("SeChangeNotifyPrivilege"));
+}
+
+// A text whose objects have keys twice.
+TEST(DescriptionText, WithAKeyTwiceIsRefusedByPath)
+{
+    struct Case
+    {
+        const char* text;
+        const char* error;
+    };
+    for (const Case& c :
+         {Case{R"({"title": "a", "title": "a"})", "title: this key is there twice"},
+          Case{R"({"files": {"C:\\a": {}, "C:\\b": {}, "C:\\a": {}}})", "files.C:\\a: this key is there twice"},
+          Case{R"({"events": [{}, {"strings": ["a", ["b"]], "id": 1, "id": 1}]})",
+               "events[1].id: this key is there twice"},
+          Case{R"([[1], {}, {"a": {"b": [], "c": {"d": 1}, "b": 2}}])", "[2].a.b: this key is there twice"}})
+    {
+        try
+        {
+            winsim::ParseDescription(c.text);
+            ADD_FAILURE() << c.text;
+        }
+        catch (const winsim::DescriptionError& error)
+        {
+            EXPECT_STREQ(error.what(), c.error);
+        }
+    }
+    EXPECT_EQ(winsim::ParseDescription(R"({"a": [{"b": 1}, {"b": 2}], "b": {"a": 3}})"),
+              Json::parse(R"({"a": [{"b": 1}, {"b": 2}], "b": {"a": 3}})"));
+}
+
+// A file that is there as long as the test.
+class ScratchFile
+{
+public:
+    explicit ScratchFile(const std::string& text)
+        : m_path((std::filesystem::path(testing::TempDir()) /
+                  (testing::UnitTest::GetInstance()->current_test_info()->name() + std::to_string(getpid()) + ".json"))
+                     .string())
+    {
+        std::ofstream(m_path) << text;
+    }
+    ~ScratchFile() { std::remove(m_path.c_str()); }
+    ScratchFile(const ScratchFile&) = delete;
+    ScratchFile& operator=(const ScratchFile&) = delete;
+
+    const std::string& Path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+TEST(DescriptionFile, IsReadAsWritten)
+{
+    const ScratchFile file{RichMachine().ToJson().dump(2)};
+    EXPECT_EQ(Machine::FromFile(file.Path()), RichMachine());
+}
+
+TEST(DescriptionFile, ThatIsMissingOrNoJsonIsNamed)
+{
+    const ScratchFile file{"{"};
+    for (const std::string& path : {file.Path(), file.Path() + ".missing"})
+    {
+        try
+        {
+            Machine::FromFile(path);
+            ADD_FAILURE() << path << " was read";
+        }
+        catch (const winsim::DescriptionError& error)
+        {
+            EXPECT_THAT(error.what(), testing::StartsWith(path + ": "));
+        }
+    }
+}
+
+TEST(Comparison, OfEqualMachinesFindsNothing)
+{
+    EXPECT_THAT(ChangesBetween(RichMachine(), RichMachine()), IsEmpty());
+}
+
+TEST(Comparison, LeavesClockAndTitleOut)
+{
+    Machine after = MachineOf("{}");
+    after.clock.Advance(1000);
+    after.title = "another";
+    EXPECT_THAT(ChangesBetween(MachineOf("{}"), after), IsEmpty());
+}
+
+TEST(Comparison, NamesRegistryKeysAndValues)
+{
+    const Machine before =
+        MachineOf(R"({"registry": {"HKLM\\A": {"values": {"": "d", "Old": 1, "Kept": 2, "V": 3}}}})");
+    const Machine after = MachineOf(R"({"registry": {"HKLM\\A": {"values": {"": "e", "Kept": 2, "V": "3"}},
+                                                     "HKLM\\A\\B": {"values": {"New": 4}}}})");
+    EXPECT_THAT(
+        ChangesBetween(before, after),
+        ElementsAre(R"({"area":"registry","kind":"changed","item":"HKLM\\A [(default)]","before":"d","after":"e"})",
+                    R"({"area":"registry","kind":"removed","item":"HKLM\\A [Old]","before":1,"after":null})",
+                    R"({"area":"registry","kind":"changed","item":"HKLM\\A [V]","before":3,"after":"3"})",
+                    R"({"area":"registry","kind":"added","item":"HKLM\\A\\B","before":null,"after":{}})",
+                    R"({"area":"registry","kind":"added","item":"HKLM\\A\\B [New]","before":null,"after":4})"));
+}
+
+// Description files in a folder of the test's own.
+class DescriptionFiles : public testing::Test
+{
+protected:
+    DescriptionFiles()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "kelo-machines-XXXXXX").string();
+        m_folder = mkdtemp(pattern.data());
+    }
+    ~DescriptionFiles() override { std::filesystem::remove_all(m_folder); }
+
+    std::string Write(const char* name, const char* description) const
+    {
+        std::ofstream(m_folder / name) << description;
+        return (m_folder / name).string();
+    }
+
+    static std::string ErrorOf(const std::string& path)
+    {
+        try
+        {
+            Machine::FromFile(path);
+            return "nothing";
+        }
+        catch (const winsim::DescriptionError& error)
+        {
+            return error.what();
+        }
+    }
+
+private:
+    std::filesystem::path m_folder;
+};
+
+TEST_F(DescriptionFiles, MachineLikeAnotherDiffersFromThatOneOnly)
+{
+    Write("plain.json", R"({"title": "first", "windows": {"version": "6.1", "build": 7601},
+                            "registry": {"HKLM\\A": {"values": {"V": 1}}}, "folders": {"programFiles": null}})");
+    Write("middle.json", R"({"like": "plain.json", "windows": {"build": 7600}, "registry": {"HKLM\\A": null}})");
+    const Machine machine = Machine::FromFile(Write("last.json", R"({"like": "middle.json", "title": "last"})"));
+    EXPECT_EQ(machine, MachineOf(R"({"title": "last", "windows": {"version": "6.1", "build": 7600},
+                                     "folders": {"programFiles": null}})"));
+}
+
+TEST_F(DescriptionFiles, LikeMustNameFilesThatLeadToAnEnd)
+{
+    const std::string number = Write("number.json", R"({"like": 1})");
+    EXPECT_EQ(ErrorOf(number), number + ": like: not a text");
+    const std::string circle = Write("circle.json", R"({"like": "circle.json"})");
+    EXPECT_EQ(ErrorOf(circle), circle + ": like: too many files that are like each other");
+    EXPECT_THAT(ErrorOf(Write("alone.json", R"({"like": "missing.json"})")),
+                testing::EndsWith("/missing.json: cannot be read"));
+}
+
+TEST_F(DescriptionFiles, ErrorsNameTheFileThatTheyStandIn)
+{
+    const std::string model = Write("model.json", R"({"windows": {"build": "x"}})");
+    EXPECT_EQ(ErrorOf(Write("last.json", R"({"like": "model.json"})")), model + ": windows.build: not a number");
+    Write("model.json", R"({"windows": {"build": 1}})");
+    const std::string last = Write("last.json", R"({"like": "model.json", "folders": {"home": null}})");
+    EXPECT_EQ(ErrorOf(last), last + ": folders.home: null, and there is nothing to take away");
+    EXPECT_EQ(ErrorOf(Write("empty.json", "")).find(last.substr(0, last.rfind('/')) + "/empty.json: no JSON: "), 0u);
+    const std::string folder = last.substr(0, last.rfind('/'));
+    EXPECT_EQ(ErrorOf(folder), folder + ": cannot be read");
+}
+
+TEST(Comparison, NamesFilesAndEvents)
+{
+    const Machine before = MachineOf(R"({"files": {"C:\\a": {"text": "1"}, "C:\\b": {}}})");
+    const Machine after = MachineOf(R"({"files": {"C:\\a": {"text": "12"}, "C:\\c": {"directory": true}},
+                                        "events": [{"source": "Kelo", "id": 7}]})");
+    EXPECT_THAT(
+        ChangesBetween(before, after),
+        ElementsAre(R"({"area":"files","kind":"changed","item":"C:\\a","before":{"text":"1"},"after":{"text":"12"}})",
+                    R"({"area":"files","kind":"removed","item":"C:\\b","before":{},"after":null})",
+                    R"({"area":"files","kind":"added","item":"C:\\c","before":null,"after":{"directory":true}})",
+                    R"({"area":"events","kind":"added","item":"#1","before":null,"after":)"
+                    R"({"source":"Kelo","type":0,"category":0,"id":7,"strings":[]}})"));
+}
+
+} // namespace

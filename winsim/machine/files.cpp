@@ -1,0 +1,453 @@
+// Keeps the files and directories of a simulated machine, and their JSON form.
+#include "winsim/machine/files.h"
+
+#include "fileapi.h"
+#include "winsim/base/sid.h"
+#include "winsim/base/text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace winsim
+{
+
+namespace
+{
+
+bool IsPlainText(const std::string& content)
+{
+    for (const char c : content)
+    {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 && c != '\r' && c != '\n' && c != '\t')
+            return false;
+    }
+    return Utf8(Utf16(content)) == content;
+}
+
+// Content that is no text is described as the Latin-1 text of its bytes.
+std::string Latin1Of(const std::string& bytes)
+{
+    std::u16string text;
+    for (const char byte : bytes)
+        text += static_cast<char16_t>(static_cast<unsigned char>(byte));
+    return Utf8(text);
+}
+
+std::string BytesOfLatin1(const Reader& reader)
+{
+    std::string bytes;
+    for (const char16_t unit : Utf16(reader.Text()))
+    {
+        if (unit > 0xFF)
+            reader.Fail("a character that is not one byte");
+        bytes += static_cast<char>(unit);
+    }
+    return bytes;
+}
+
+bool HasDrive(const std::string& path)
+{
+    const auto isLetter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
+    return path.size() >= 2 && isLetter(path[0]) && path[1] == ':';
+}
+
+FileVersion VersionOf(const Reader& reader)
+{
+    FileVersion version{};
+    int end = 0;
+    const std::string text = reader.Text();
+    const int fields =
+        std::sscanf(text.c_str(), "%5hu.%5hu.%5hu.%5hu%n", &version[0], &version[1], &version[2], &version[3], &end);
+    if (fields != 4 || static_cast<std::size_t>(end) != text.size())
+        reader.Fail("not a version such as 1.2.1.25");
+    return version;
+}
+
+// A name that begins so is taken as it stands.
+constexpr std::string_view kLiteralPrefix = "\\\\?\\";
+
+void RequireDrive(const std::string& path, const Reader& reader)
+{
+    if (!HasDrive(path))
+        reader.Fail("a path begins with a drive, such as C:\\");
+}
+
+// As many links as Windows follows in one path.
+constexpr int kMostLinks = 63;
+
+std::string LinkTarget(const Reader& reader)
+{
+    RequireDrive(reader.Text(), reader);
+    return Files::Normalize(reader.Text());
+}
+
+} // namespace
+
+std::uint32_t File::Attributes() const
+{
+    const std::uint32_t kind = isDirectory ? FILE_ATTRIBUTE_DIRECTORY : 0;
+    const std::uint32_t usual = isDirectory ? 0 : FILE_ATTRIBUTE_ARCHIVE;
+    return kind | attributes.value_or(usual) | (IsLink() ? FILE_ATTRIBUTE_REPARSE_POINT : 0);
+}
+
+bool File::IsReadOnly() const
+{
+    return (Attributes() & FILE_ATTRIBUTE_READONLY) != 0;
+}
+
+void Files::Load(const Reader& reader)
+{
+    std::map<std::string, std::string> names;
+    reader.Members([&](const std::string& path, const Reader& member) {
+        RequireDrive(path, member);
+        ObjectReader object{member};
+        std::string otherName;
+        if (object.Read("hardLinkTo", otherName))
+        {
+            object.Done();
+            names[Normalize(path)] = Normalize(otherName);
+            return;
+        }
+        bool isDirectory = false;
+        object.Read("directory", isDirectory);
+        File& file = Create(path, isDirectory);
+        if (file.isDirectory != isDirectory)
+            member.Fail("both a file and a directory");
+        object.With("link", [&](const Reader& target) { file.link = LinkTarget(target); });
+        object.With("linkMadeBy", [&](const Reader& maker) {
+            if (BytesOfSid(maker.Text()).empty())
+                maker.Fail("not a SID such as S-1-5-32-544");
+            file.linkMaker = maker.Text();
+        });
+        object.Read("text", file.content);
+        object.With("bytes", [&](const Reader& bytes) { file.content = BytesOfLatin1(bytes); });
+        object.With("size", [&](const Reader& size) { file.size = size.As<std::uint64_t>(); });
+        object.With("version", [&](const Reader& version) { file.version = VersionOf(version); });
+        object.With("attributes", [&](const Reader& bits) { file.attributes = bits.As<std::uint32_t>(); });
+        object.Read("denied", file.isDenied);
+        object.Read("inUse", file.isInUse);
+        file.security.Read(object);
+        object.Done();
+    });
+    LoadNames(reader, names);
+    for (const auto& [key, file] : m_files)
+    {
+        if (file.IsLink() && HasEntries(file.path))
+            Reader{reader.Value(), reader.Path() + "." + file.path}.Fail("a link with files in it");
+    }
+}
+
+void Files::LoadNames(const Reader& reader, const std::map<std::string, std::string>& names)
+{
+    for (const auto& [path, existing] : names)
+    {
+        const Reader member{reader.Value(), reader.Path() + "." + path};
+        RequireDrive(existing, member);
+        if (names.contains(existing))
+            member.Fail("a hard link to one that is described as a hard link itself");
+        if (Find(path) != nullptr)
+            member.Fail("a hard link, and a file of its own");
+        if (Create(existing, false).isDirectory)
+            member.Fail("a hard link to a directory");
+        AddName(path, existing);
+    }
+}
+
+Json Files::ToJson() const
+{
+    Json json = Json::object();
+    for (const auto& [folded, file] : m_files)
+    {
+        Json& entry = json[file.path] = Json::object();
+        if (file.isDirectory)
+            entry["directory"] = true;
+        if (file.IsLink())
+            entry["link"] = file.link;
+        if (file.linkMaker)
+            entry["linkMadeBy"] = *file.linkMaker;
+        if (!file.content.empty())
+        {
+            if (IsPlainText(file.content))
+                entry["text"] = file.content;
+            else
+                entry["bytes"] = Latin1Of(file.content);
+        }
+        if (file.size)
+            entry["size"] = *file.size;
+        if (file.version)
+            entry["version"] = fmt::format("{}", fmt::join(*file.version, "."));
+        if (file.attributes)
+            entry["attributes"] = *file.attributes;
+        if (file.isDenied)
+            entry["denied"] = true;
+        if (file.isInUse)
+            entry["inUse"] = true;
+        file.security.Write(entry);
+    }
+    for (const auto& [folded, name] : m_names)
+        json[name.path] = {{"hardLinkTo", m_files.at(name.file).path}};
+    return json;
+}
+
+std::string Files::Normalize(const std::string& path)
+{
+    std::string normal;
+    normal.reserve(path.size());
+    for (const char c : std::string_view(path).substr(path.starts_with(kLiteralPrefix) ? kLiteralPrefix.size() : 0))
+    {
+        const char turned = c == '/' ? '\\' : c;
+        if (turned == '\\' && !normal.empty() && normal.back() == '\\')
+            continue;
+        normal += turned;
+    }
+    while (!normal.empty() && normal.back() == '\\')
+        normal.pop_back();
+    return normal;
+}
+
+std::string Files::ParentOf(const std::string& path)
+{
+    const std::string normal = Normalize(path);
+    const std::size_t end = normal.rfind('\\');
+    return end == std::string::npos ? std::string() : normal.substr(0, end);
+}
+
+const File* Files::Find(const std::string& path) const
+{
+    return FindByKey(FoldCase(Normalize(path)));
+}
+
+const File* Files::FindByKey(std::string_view key) const
+{
+    if (const auto file = m_files.find(key); file != m_files.end())
+        return &file->second;
+    const auto name = m_names.find(key);
+    return name == m_names.end() ? nullptr : &m_files.at(name->second.file);
+}
+
+File* Files::Find(const std::string& path)
+{
+    return const_cast<File*>(std::as_const(*this).Find(path));
+}
+
+Resolution Files::Resolve(const std::string& path, LastLink last,
+                          const std::function<bool(const File&)>& mayFollow) const
+{
+    std::string whole = Normalize(path);
+    for (int followed = 0; followed <= kMostLinks; ++followed)
+    {
+        const auto [link, end] = FirstLinkOn(whole, last);
+        if (link == nullptr)
+            return {whole};
+        if (link->isDirectory && mayFollow && !mayFollow(*link))
+            return {whole, ERROR_UNTRUSTED_MOUNT_POINT};
+        whole = link->link + whole.substr(end);
+    }
+    return {whole, ERROR_CANT_RESOLVE_FILENAME};
+}
+
+std::pair<const File*, std::size_t> Files::FirstLinkOn(const std::string& path, LastLink last) const
+{
+    const std::string key = FoldCase(path);
+    // A folded name may be longer, but it has the same steps.
+    std::size_t keyEnd = key.find('\\');
+    for (std::size_t end = path.find('\\'); end < path.size();)
+    {
+        end = std::min(path.find('\\', end + 1), path.size());
+        keyEnd = std::min(key.find('\\', keyEnd + 1), key.size());
+        if (end == path.size() && last == LastLink::Keep)
+            break;
+        const File* file = FindByKey(std::string_view(key).substr(0, keyEnd));
+        if (file != nullptr && file->IsLink())
+            return {file, end};
+    }
+    return {nullptr, path.size()};
+}
+
+bool Files::IsDirectory(const std::string& path) const
+{
+    const File* file = Find(path);
+    return file != nullptr && file->isDirectory;
+}
+
+File& Files::Create(const std::string& path, bool isDirectory)
+{
+    if (File* existing = Find(path))
+        return *existing;
+    const std::string normal = Normalize(path);
+    const std::string parent = ParentOf(normal);
+    if (!parent.empty() && Find(parent) == nullptr)
+        Create(parent, true);
+    File& file = m_files[FoldCase(normal)];
+    file.path = normal;
+    file.identity = {++m_lastIdentity};
+    file.isDirectory = isDirectory;
+    return file;
+}
+
+void Files::Remove(const std::string& path)
+{
+    const std::string key = FoldCase(Normalize(path));
+    if (m_names.erase(key) != 0)
+        return;
+    GoByAnotherName(key);
+    m_files.erase(key);
+}
+
+void Files::GoByAnotherName(const std::string& key)
+{
+    const auto other = std::ranges::find_if(m_names, [&](const auto& name) { return name.second.file == key; });
+    if (other == m_names.end())
+        return;
+    const auto [newKey, name] = *other;
+    m_names.erase(other);
+    auto file = m_files.extract(key);
+    file.key() = newKey;
+    file.mapped().path = name.path;
+    m_files.insert(std::move(file));
+    for (auto& [folded, further] : m_names)
+    {
+        if (further.file == key)
+            further.file = newKey;
+    }
+}
+
+void Files::AddName(const std::string& path, const std::string& existing)
+{
+    const std::string normal = Normalize(path);
+    if (const std::string parent = ParentOf(normal); Find(parent) == nullptr)
+        Create(parent, true);
+    m_names[FoldCase(normal)] = {normal, FoldCase(Find(existing)->path)};
+}
+
+std::uint32_t Files::CountNames(const File& file) const
+{
+    const std::string key = FoldCase(file.path);
+    return 1 + static_cast<std::uint32_t>(
+                   std::ranges::count_if(m_names, [&](const auto& name) { return name.second.file == key; }));
+}
+
+bool Files::HasEntries(const std::string& directory) const
+{
+    const std::string beginning = FoldCase(Normalize(directory)) + "\\";
+    const auto isBelow = [&](const auto& all) {
+        const auto next = all.lower_bound(beginning);
+        return next != all.end() && next->first.starts_with(beginning);
+    };
+    return isBelow(m_files) || isBelow(m_names);
+}
+
+File* Files::FindByIdentity(const FileIdentity& identity)
+{
+    for (auto& [key, file] : m_files)
+    {
+        if (file.identity.number == identity.number)
+            return &file;
+    }
+    return nullptr;
+}
+
+void Files::KeepIdentities(const Files& before)
+{
+    m_lastIdentity = std::max(m_lastIdentity, before.m_lastIdentity);
+    for (auto& [key, file] : m_files)
+    {
+        const auto old = before.m_files.find(key);
+        file.identity = old != before.m_files.end() ? old->second.identity : FileIdentity{++m_lastIdentity};
+    }
+}
+
+void Files::Move(const std::string& from, const std::string& to)
+{
+    const std::string oldPath = Normalize(from);
+    const std::string oldKey = FoldCase(oldPath);
+    const std::string newPath = Normalize(to);
+    const auto isMoved = [&](const std::string& key) {
+        return key == oldKey || (key.starts_with(oldKey) && key[oldKey.size()] == '\\');
+    };
+    const auto moved = [&](const std::string& path) { return newPath + path.substr(oldPath.size()); };
+
+    std::map<std::string, std::string> newKeys;
+    const auto rename = [&](auto& all) {
+        std::remove_reference_t<decltype(all)> renamed;
+        for (auto entry = all.lower_bound(oldKey); entry != all.end() && entry->first.starts_with(oldKey);)
+        {
+            const auto next = std::next(entry);
+            if (isMoved(entry->first))
+            {
+                auto node = all.extract(entry);
+                node.mapped().path = moved(node.mapped().path);
+                newKeys[node.key()] = FoldCase(node.mapped().path);
+                node.key() = FoldCase(node.mapped().path);
+                renamed.insert(std::move(node));
+            }
+            entry = next;
+        }
+        all.merge(renamed);
+    };
+    rename(m_files);
+    rename(m_names);
+    for (auto& [key, name] : m_names)
+    {
+        if (const auto newKey = newKeys.find(name.file); newKey != newKeys.end())
+            name.file = newKey->second;
+    }
+}
+
+void Files::LoadLibraries(const Reader& reader)
+{
+    reader.Members([&](const std::string& path, const Reader& member) {
+        RequireDrive(path, member);
+        File& file = Create(path, false);
+        if (file.isDirectory)
+            member.Fail("both a library and a directory");
+        file.library.emplace().Load(member);
+    });
+}
+
+Json Files::LibrariesToJson() const
+{
+    Json json = Json::object();
+    for (const auto& [folded, file] : m_files)
+    {
+        if (file.library)
+            json[file.path] = file.library->ToJson();
+    }
+    return json;
+}
+
+void PendingMoves::Load(const Reader& reader)
+{
+    moves.clear();
+    reader.Elements([&](const Reader& element) {
+        PendingMove move;
+        ObjectReader object{element};
+        if (!object.Read("from", move.from))
+            element.Fail("no file to move");
+        object.Read("to", move.to);
+        object.Done();
+        moves.push_back(std::move(move));
+    });
+}
+
+Json PendingMoves::ToJson() const
+{
+    Json json = Json::array();
+    for (const PendingMove& move : moves)
+    {
+        Json entry{{"from", move.from}};
+        if (!move.to.empty())
+            entry["to"] = move.to;
+        json.push_back(std::move(entry));
+    }
+    return json;
+}
+
+} // namespace winsim

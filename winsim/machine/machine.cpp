@@ -1,0 +1,439 @@
+// Makes machines from descriptions, and says how two machines differ.
+#include "winsim/machine/machine.h"
+
+#include "winsim/base/description_text.h"
+#include "winsim/machine/plain_windows.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+
+namespace winsim
+{
+
+namespace
+{
+
+// One area of the machine and its key in a description.
+struct Area
+{
+    const char* key;
+    void (*clear)(Machine&);
+    void (*load)(Machine&, const Reader&);
+    Json (*save)(const Machine&);
+    bool (*isSame)(const Machine&, const Machine&);
+};
+
+template <auto Member>
+constexpr Area MakeArea(const char* key)
+{
+    return {key, [](Machine& machine) { machine.*Member = {}; },
+            [](Machine& machine, const Reader& reader) { (machine.*Member).Load(reader); },
+            [](const Machine& machine) { return (machine.*Member).ToJson(); },
+            [](const Machine& one, const Machine& other) { return one.*Member == other.*Member; }};
+}
+
+constexpr Area kAreas[] = {
+    {"title", [](Machine& machine) { machine.title.clear(); },
+     [](Machine& machine, const Reader& reader) { machine.title = reader.Text(); },
+     [](const Machine& machine) { return Json(machine.title); },
+     [](const Machine& one, const Machine& other) { return one.title == other.title; }},
+    MakeArea<&Machine::windows>("windows"),
+    MakeArea<&Machine::clock>("clock"),
+    MakeArea<&Machine::process>("process"),
+    MakeArea<&Machine::folders>("folders"),
+    MakeArea<&Machine::environment>("environment"),
+    MakeArea<&Machine::registry>("registry"),
+    MakeArea<&Machine::files>("files"),
+    {"libraries", [](Machine&) {}, // they go with their files
+     [](Machine& machine, const Reader& reader) { machine.files.LoadLibraries(reader); },
+     [](const Machine& machine) { return machine.files.LibrariesToJson(); },
+     [](const Machine& one, const Machine& other) { return one.files == other.files; }},
+    MakeArea<&Machine::pendingMoves>("pendingMoves"),
+    MakeArea<&Machine::token>("token"),
+    MakeArea<&Machine::services>("services"),
+    MakeArea<&Machine::processes>("processes"),
+    MakeArea<&Machine::programs>("programs"),
+    MakeArea<&Machine::smartCards>("smartCards"),
+    MakeArea<&Machine::cng>("cng"),
+    MakeArea<&Machine::wmi>("wmi"),
+    MakeArea<&Machine::installer>("installer"),
+    MakeArea<&Machine::events>("events"),
+};
+
+const Json& PlainWindows()
+{
+    static const Json plain = Json::parse(kPlainWindowsJson);
+    return plain;
+}
+
+// What a program, a function or a method changes is a description of its own: its nulls are for later.
+bool IsForLater(const std::string& name)
+{
+    return name == "effects";
+}
+
+// What becomes of a null for something that is not there.
+enum class VainNull
+{
+    IsAnError, // in a description: most likely its author has mistyped the name
+    IsFine     // in effects: the machine may have changed
+};
+
+std::string Below(const std::string& path, const std::string& name)
+{
+    return path.empty() ? name : path + "." + name;
+}
+
+// Puts a description onto another one: a JSON merge patch.
+void Merge(const Json& description, Json& whole, VainNull vainNull, const std::string& path = {})
+{
+    for (const auto& [name, value] : description.items())
+    {
+        if (value.is_null())
+        {
+            if (whole.erase(name) == 0 && vainNull == VainNull::IsAnError)
+                throw DescriptionError(Below(path, name) + ": null, and there is nothing to take away");
+            continue;
+        }
+        Json& member = whole[name];
+        if (!value.is_object() || IsForLater(name))
+        {
+            member = value;
+            continue;
+        }
+        if (!member.is_object())
+            member = Json::object();
+        Merge(value, member, vainNull, Below(path, name));
+    }
+}
+
+// Other privileges than the plain machine's, and nothing said of which are enabled: those that still can be.
+void DisableMissingPrivileges(const Json& description, Json& whole)
+{
+    const Json token = description.value("token", Json());
+    if (!token.is_object() || !token.contains("privileges") || token.contains("enabled"))
+        return;
+    const Json held = whole["token"].value("privileges", Json::array());
+    Json enabled = Json::array();
+    for (const Json& name : whole["token"].value("enabled", Json::array()))
+    {
+        if (std::find(held.begin(), held.end(), name) != held.end())
+            enabled.push_back(name);
+    }
+    whole["token"]["enabled"] = enabled;
+}
+
+// What every machine has. A description can change it but not take it away.
+constexpr const char* kFixedAreas[] = {"windows", "clock", "process"};
+
+void RequireFixed(const Json& whole, const std::set<std::string>& areas)
+{
+    for (const std::string area : kFixedAreas)
+    {
+        if (!areas.contains(area))
+            continue;
+        if (!whole.contains(area))
+            throw DescriptionError(area + ": cannot be taken away");
+        for (const auto& [name, value] : PlainWindows()[area].items())
+        {
+            if (whole[area].is_object() && !whole[area].contains(name))
+                throw DescriptionError(area + "." + name + ": cannot be taken away");
+        }
+    }
+}
+
+// Has a description take away what the plain machine has and this one lacks.
+void TakeAwayMissing(const Json& plain, Json& description)
+{
+    for (const auto& [name, value] : plain.items())
+    {
+        if (!description.contains(name))
+            description[name] = nullptr;
+        else if (value.is_object() && description[name].is_object() && !IsForLater(name))
+            TakeAwayMissing(value, description[name]);
+    }
+}
+
+// The machine that differs from another one by a description.
+Json Described(const Json& description, Json whole)
+{
+    if (!description.is_object())
+        throw DescriptionError("description: not an object");
+    Merge(description, whole, VainNull::IsAnError);
+    DisableMissingPrivileges(description, whole);
+    return whole;
+}
+
+// The process that a run makes is one of the running processes, whether or not a description lists it.
+void ListOwnProcess(Machine& machine)
+{
+    const std::string& path = machine.process.path;
+    if (machine.processes.Find(machine.process.processId) == nullptr)
+        machine.processes.Add({machine.process.processId, path.substr(path.rfind('\\') + 1)});
+}
+
+std::set<std::string> AllAreas()
+{
+    std::set<std::string> areas;
+    for (const Area& area : kAreas)
+        areas.insert(area.key);
+    return areas;
+}
+
+// The areas that a description changes. Libraries and their files are the same things.
+std::set<std::string> AreasIn(const Json& description)
+{
+    std::set<std::string> areas;
+    for (const auto& [name, value] : description.items())
+        areas.insert(name);
+    if (areas.contains("files") || areas.contains("libraries"))
+        areas.insert({"files", "libraries"});
+    return areas;
+}
+
+// Reads areas anew.
+void Load(const Json& whole, const std::set<std::string>& areas, Machine& machine)
+{
+    RequireFixed(whole, areas);
+    ObjectReader object{Reader{whole, ""}};
+    for (const Area& area : kAreas)
+    {
+        if (areas.contains(area.key))
+            area.clear(machine);
+        object.With(area.key, [&](const Reader& reader) { area.load(machine, reader); });
+    }
+    object.Done();
+    ListOwnProcess(machine);
+}
+
+Json Save(const Machine& machine, const std::set<std::string>& areas)
+{
+    Json json = Json::object();
+    for (const Area& area : kAreas)
+    {
+        if (areas.contains(area.key))
+            json[area.key] = area.save(machine);
+    }
+    return json;
+}
+
+Machine FromWhole(const Json& whole)
+{
+    Machine machine;
+    Load(whole, AllAreas(), machine);
+    return machine;
+}
+
+// Calls use(path, effects) for each member "effects" of a description.
+template <typename Use>
+void ForEachEffects(const Json& value, const std::string& path, Use use)
+{
+    if (value.is_array())
+    {
+        for (std::size_t i = 0; i < value.size(); ++i)
+            ForEachEffects(value[i], path + "[" + std::to_string(i) + "]", use);
+    }
+    if (!value.is_object())
+        return;
+    for (const auto& [name, member] : value.items())
+    {
+        if (IsForLater(name) && member.is_object())
+            use(Below(path, name), member);
+        else
+            ForEachEffects(member, Below(path, name), use);
+    }
+}
+
+// The areas whose things have effects.
+constexpr const char* kAreasWithEffects[] = {"libraries", "programs", "wmi"};
+
+// Effects are tried on the machine as it is, and so are those that only come about with them: an error in one would
+// stop a rehearsal half way.
+void CheckEffects(const Json& description, const Json& whole)
+{
+    const auto check = [&whole](const std::string& place, const Json& effects) {
+        Json changed = whole;
+        try
+        {
+            Merge(effects, changed, VainNull::IsFine);
+            FromWhole(changed);
+            CheckEffects(effects, changed);
+        }
+        catch (const DescriptionError& error)
+        {
+            throw DescriptionError(place + ": " + error.what());
+        }
+    };
+    for (const char* area : kAreasWithEffects)
+    {
+        if (description.contains(area))
+            ForEachEffects(description[area], area, check);
+    }
+}
+
+Machine Checked(const Json& whole)
+{
+    Machine machine = FromWhole(whole);
+    CheckEffects(whole, whole);
+    return machine;
+}
+
+// Reads a description whose errors are the file's.
+template <typename Read>
+auto InFile(const std::filesystem::path& path, Read read)
+{
+    try
+    {
+        return read();
+    }
+    catch (const DescriptionError& error)
+    {
+        throw DescriptionError(path.string() + ": " + error.what());
+    }
+}
+
+Json ParseFile(const std::filesystem::path& path)
+{
+    std::ifstream file(path);
+    if (!file || std::filesystem::is_directory(path))
+        throw DescriptionError("cannot be read");
+    return ParseDescription(std::string{std::istreambuf_iterator<char>(file), {}});
+}
+
+// How many files one description may rest on: more means that they go round in a circle.
+constexpr int kMostFiles = 16;
+
+// What a file describes, and the machine that this makes.
+struct DescribedFile
+{
+    Json whole;
+    Machine machine;
+};
+
+// A machine differs from the plain machine, or from the one in the file that it is like. Each of the files describes a
+// machine that can be used, so that an error is named by the file that it stands in.
+DescribedFile DescribedIn(const std::filesystem::path& path, int filesLeft)
+{
+    Json model = PlainWindows();
+    Json description = InFile(path, [&] { return ParseFile(path); });
+    if (description.is_object() && description.contains("like"))
+    {
+        const std::string like = InFile(path, [&] {
+            if (filesLeft == 0)
+                throw DescriptionError("like: too many files that are like each other");
+            return Reader{description["like"], "like"}.Text();
+        });
+        model = DescribedIn(path.parent_path() / like, filesLeft - 1).whole;
+        description.erase("like");
+    }
+    return InFile(path, [&] {
+        Json whole = Described(description, std::move(model));
+        Machine machine = Checked(whole);
+        return DescribedFile{std::move(whole), std::move(machine)};
+    });
+}
+
+// The items of an area: the members of an object, the values of a registry key, the elements of a list.
+std::map<std::string, Json> ItemsOf(const std::string& area, const Json& json)
+{
+    std::map<std::string, Json> items;
+    if (json.is_array())
+    {
+        for (std::size_t i = 0; i < json.size(); ++i)
+            items["#" + std::to_string(i + 1)] = json[i];
+        return items;
+    }
+    for (const auto& [name, value] : json.items())
+    {
+        if (area != "registry")
+        {
+            items[name] = value;
+            continue;
+        }
+        Json key = value;
+        key.erase("values");
+        items[name] = key;
+        if (value.contains("values"))
+        {
+            for (const auto& [valueName, data] : value["values"].items())
+                items[name + " [" + (valueName.empty() ? "(default)" : valueName) + "]"] = data;
+        }
+    }
+    return items;
+}
+
+} // namespace
+
+Machine Machine::FromJson(const Json& description)
+{
+    return Checked(Described(description, PlainWindows()));
+}
+
+Machine Machine::FromFile(const std::string& path)
+{
+    return DescribedIn(path, kMostFiles).machine;
+}
+
+Json Machine::ToJson() const
+{
+    Json json = Save(*this, AllAreas());
+    TakeAwayMissing(PlainWindows(), json);
+    return json;
+}
+
+Machine Machine::With(const Json& effects) const
+{
+    const std::set<std::string> areas = AreasIn(effects);
+    Json whole = Save(*this, areas);
+    Merge(effects, whole, VainNull::IsFine);
+    Machine changed = *this;
+    Load(whole, areas, changed);
+    return changed;
+}
+
+void Machine::Advance(std::uint64_t ms)
+{
+    clock.Advance(ms);
+    services.Advance(ms);
+}
+
+std::vector<Change> Compare(const Machine& before, const Machine& after)
+{
+    std::vector<Change> changes;
+    for (const Area& area : kAreas)
+    {
+        const std::string name = area.key;
+        if (name == "clock" || name == "title" || area.isSame(before, after))
+            continue;
+        const auto old = ItemsOf(name, area.save(before));
+        const auto now = ItemsOf(name, area.save(after));
+        for (const auto& [item, value] : old)
+        {
+            const auto match = now.find(item);
+            if (match == now.end())
+                changes.push_back({name, "removed", item, value, nullptr});
+            else if (match->second != value)
+                changes.push_back({name, "changed", item, value, match->second});
+        }
+        for (const auto& [item, value] : now)
+        {
+            if (!old.contains(item))
+                changes.push_back({name, "added", item, nullptr, value});
+        }
+    }
+    return changes;
+}
+
+Json ToJson(const Change& change)
+{
+    return {{"area", change.area},
+            {"kind", change.kind},
+            {"item", change.item},
+            {"before", change.before},
+            {"after", change.after}};
+}
+
+} // namespace winsim

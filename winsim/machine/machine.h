@@ -1,0 +1,78 @@
+// A simulated machine: all its state, as one value.
+#pragma once
+
+#include "winsim/machine/cng.h"
+#include "winsim/machine/files.h"
+#include "winsim/machine/installer.h"
+#include "winsim/machine/processes.h"
+#include "winsim/machine/registry.h"
+#include "winsim/machine/security.h"
+#include "winsim/machine/services.h"
+#include "winsim/machine/smart_cards.h"
+#include "winsim/machine/system.h"
+#include "winsim/machine/wmi.h"
+
+#include <string>
+#include <vector>
+
+namespace winsim
+{
+
+// Can be copied and compared, made from a description and turned into one. A description says how the machine differs
+// from a plain Windows 10 machine: a key that it leaves out is as there, and null takes away what is there.
+struct Machine
+{
+    std::string title; // one line for people
+    WindowsInfo windows;
+    Clock clock;
+    ProcessInfo process;
+    NamedTexts folders;
+    NamedTexts environment;
+    Registry registry;
+    Files files; // and libraries
+    PendingMoves pendingMoves;
+    Token token;
+    Services services;
+    Processes processes;
+    Programs programs;
+    SmartCards smartCards;
+    Cng cng;
+    Wmi wmi;
+    Installer installer;
+    EventLog events;
+
+    // Throws DescriptionError for a description that cannot be used.
+    static Machine FromJson(const Json& description);
+    // Reads a file, and those that it is "like". Throws DescriptionError, also for one that cannot be read or is no
+    // JSON; its text begins with the file's path.
+    static Machine FromFile(const std::string& path);
+
+    // The whole machine as a description: FromJson of it is the same machine again.
+    Json ToJson() const;
+
+    // The machine with the effects of a program, a function or a method: a merge patch on its description, whose nulls
+    // take away what is there. Throws DescriptionError when the machine would make no sense any more.
+    Machine With(const Json& effects) const;
+
+    // Lets time pass on the clock and for the services.
+    void Advance(std::uint64_t ms);
+
+    bool operator==(const Machine&) const = default;
+};
+
+// One difference between two machines.
+struct Change
+{
+    std::string area; // "files", "registry", ...
+    std::string kind; // "added", "removed" or "changed"
+    std::string item; // a path, a key and value, a name
+    Json before;      // null when added
+    Json after;       // null when removed
+};
+
+// What a run changed, in the order of the areas. The clock is not a change.
+std::vector<Change> Compare(const Machine& before, const Machine& after);
+
+Json ToJson(const Change& change);
+
+} // namespace winsim

@@ -1,0 +1,83 @@
+// The processes of a simulated machine, and the programs that can be started on it.
+#pragma once
+
+#include "winsim/base/description.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace winsim
+{
+
+struct RunningProcess
+{
+    std::uint32_t id = 0;
+    std::string name;                 // of its program file; empty for one without modules
+    std::uint32_t deniedAccess = 0;   // an open that asks for any of these rights is refused
+    std::uint32_t terminateError = 0; // ending it fails with this error
+
+    bool operator==(const RunningProcess&) const = default;
+};
+
+// In the order in which Windows lists them.
+class Processes
+{
+public:
+    void Load(const Reader& reader);
+    Json ToJson() const;
+
+    const std::vector<RunningProcess>& All() const { return m_processes; }
+    const RunningProcess* Find(std::uint32_t id) const;
+    std::uint32_t FreeId() const;
+    void Add(RunningProcess process) { m_processes.push_back(std::move(process)); }
+    void Remove(std::uint32_t id);
+
+    bool operator==(const Processes&) const = default;
+
+private:
+    std::vector<RunningProcess> m_processes;
+};
+
+// What a program does when it is started with certain arguments.
+struct ProgramRun
+{
+    std::optional<std::string> arguments; // the whole text behind the program's name; none stands for any
+    std::uint32_t startError = 0;         // it cannot be started: this error
+    std::uint32_t exitCode = 0;
+    std::uint64_t runMs = 0;
+    bool neverEnds = false;
+    Json effects; // what it changes on the machine when it ends: a merge patch on the description; null for nothing
+
+    bool operator==(const ProgramRun&) const = default;
+};
+
+// Programs by their path: files that can be run.
+class Programs
+{
+public:
+    void Load(const Reader& reader);
+    Json ToJson() const;
+
+    // Whether a program is described at a path.
+    bool IsDescribed(const std::string& path) const;
+    // What it does with these arguments; by default it ends at once with 0.
+    ProgramRun RunOf(const std::string& path, const std::string& arguments) const;
+
+    bool operator==(const Programs&) const = default;
+
+private:
+    struct Program
+    {
+        std::string path;
+        std::vector<ProgramRun> runs;
+
+        bool operator==(const Program&) const = default;
+    };
+
+    std::map<std::string, Program> m_programs; // by folded path
+};
+
+} // namespace winsim

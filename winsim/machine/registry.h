@@ -1,0 +1,65 @@
+// The registry of a simulated machine.
+#pragma once
+
+#include "winsim/base/description.h"
+#include "winsim/machine/security.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace winsim
+{
+
+// A value as the registry stores it: texts are UTF-16 bytes with their terminators, if they have any.
+struct RegistryValue
+{
+    std::string name; // as it was created
+    std::uint32_t type = 0;
+    std::string bytes;
+    std::vector<RegistryValue> later; // what it becomes, one after each read: somebody else writes it
+
+    bool operator==(const RegistryValue&) const = default;
+};
+
+struct RegistryKey
+{
+    std::string path;                            // as it was created, such as "HKLM\SOFTWARE\Microsoft"
+    std::map<std::string, RegistryValue> values; // by folded name
+    Security security;
+
+    bool operator==(const RegistryKey&) const = default;
+};
+
+// Keys and values. Paths begin with "HKLM", "HKCU", "HKCR" or "HKU"; names are the same in either case.
+class Registry
+{
+public:
+    void Load(const Reader& reader);
+    Json ToJson() const;
+
+    const RegistryKey* Find(const std::string& path) const;
+    RegistryKey* Find(const std::string& path);
+
+    // The key of a path, made with all missing parents.
+    RegistryKey& Create(const std::string& path);
+
+    const RegistryValue* FindValue(const std::string& path, const std::string& name) const;
+    // A value as it is read: if it is to change, it changes then.
+    std::optional<RegistryValue> ReadValue(const std::string& path, const std::string& name);
+    void SetValue(RegistryKey& key, const std::string& name, std::uint32_t type, std::string bytes);
+    // False when there was no such value.
+    bool DeleteValue(RegistryKey& key, const std::string& name);
+
+    bool operator==(const Registry&) const = default;
+
+private:
+    std::map<std::string, RegistryKey> m_keys; // by folded path
+};
+
+// Whether a registry type holds text.
+bool IsTextType(std::uint32_t type);
+
+} // namespace winsim

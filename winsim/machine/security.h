@@ -1,0 +1,78 @@
+// Who may do what on a simulated machine: owners and access lists of objects, and the token of the process.
+#pragma once
+
+#include "winsim/base/description.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace winsim
+{
+
+// One entry of an access list, for the trustee with a SID such as "S-1-5-32-544".
+struct AccessEntry
+{
+    std::string trustee;
+    std::uint32_t mask = 0;
+    std::uint32_t inheritance = 0; // CONTAINER_INHERIT_ACE, ...
+    bool isDenial = false;
+
+    bool operator==(const AccessEntry&) const = default;
+};
+
+// What the generic rights stand for on one kind of object.
+struct GenericRights
+{
+    std::uint32_t read;
+    std::uint32_t write;
+    std::uint32_t execute;
+    std::uint32_t all;
+};
+
+inline constexpr GenericRights kKeyRights = {0x20019, 0x20006, 0x20019, 0xF003F};
+inline constexpr GenericRights kFileRights = {0x120089, 0x120116, 0x1200A0, 0x1F01FF};
+
+// The token of the process.
+struct Token
+{
+    std::string user;
+    std::vector<std::string> groups;
+    std::vector<std::string> privileges; // by name, such as "SeTakeOwnershipPrivilege"
+    std::vector<std::string> enabled;    // those of them that are enabled
+
+    void Load(const Reader& reader);
+    Json ToJson() const;
+
+    // Whether a SID is the user's or one of the groups'.
+    bool Holds(const std::string& sid) const;
+    bool HasPrivilege(const std::string& name) const;
+    bool IsEnabled(const std::string& name) const;
+    void Enable(const std::string& name, bool isEnabled);
+
+    bool operator==(const Token&) const = default;
+};
+
+// The security of one key or file.
+struct Security
+{
+    std::optional<std::string> owner;               // LocalSystem when not described
+    std::optional<std::vector<AccessEntry>> access; // everybody may do all when not described
+    bool isProtected = false;                       // inherits nothing
+    std::uint32_t deniedAccess = 0; // rights that the process is refused for as long as the list is not replaced
+
+    // Reads the members "owner", "access", "protected" and "deniedAccess" of an object's description.
+    void Read(ObjectReader& object);
+    void Write(Json& entry) const;
+
+    std::string Owner() const { return owner.value_or("S-1-5-18"); }
+
+    // Whether a process with this token is granted all these rights. The owner may always read the security and
+    // replace the list; a process with the enabled privilege may always take the ownership.
+    bool Grants(const Token& token, std::uint32_t rights, const GenericRights& generic) const;
+
+    bool operator==(const Security&) const = default;
+};
+
+} // namespace winsim

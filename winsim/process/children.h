@@ -1,0 +1,20 @@
+// The child processes that the simulated process started.
+#pragma once
+
+#include "winsim/machine/processes.h"
+
+#include <cstdint>
+#include <map>
+
+namespace winsim
+{
+
+struct ChildProcess
+{
+    std::uint32_t id = 0;
+    std::uint64_t endsAtMs = 0; // on the process's own clock
+    bool hasEnded = false;
+    ProgramRun run;
+};
+
+} // namespace winsim

@@ -1,0 +1,225 @@
+// Records calls and makes them fail by plan.
+#include "winsim/process/gate.h"
+
+#include "winsim/base/error_names.h"
+#include "winsim/base/text.h"
+#include "winsim/process/process_code.h"
+#include "winsim/process/simulation.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <stdexcept>
+
+namespace winsim
+{
+
+namespace
+{
+
+constexpr std::uint32_t kOperationAborted = 995;
+
+constexpr std::string_view kNothing = "nothing";
+constexpr std::string_view kFault = "fault";
+
+bool IsAnyPlannedFor(const Gate& gate, std::string_view name)
+{
+    return std::ranges::any_of(gate.faults, [name](const Fault& fault) { return fault.call == name; });
+}
+
+// The fault that the plan has for a call; it is noted as reached.
+const Fault* TakeFault(Gate& gate, std::string_view name, unsigned occurrence)
+{
+    for (std::size_t i = 0; i < gate.faults.size(); ++i)
+    {
+        const Fault& fault = gate.faults[i];
+        if (fault.call != name || (fault.occurrence != 0 && fault.occurrence != occurrence))
+            continue;
+        ++gate.reached[i];
+        return &fault;
+    }
+    return nullptr;
+}
+
+bool ParseNumber(std::string_view digits, int base, std::uint32_t& value)
+{
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, base);
+    return error == std::errc{} && end == digits.data() + digits.size();
+}
+
+// The error that a text stands for: a number, or a name that errors of the call have.
+std::optional<std::uint32_t> ErrorOf(std::string_view call, std::string_view text)
+{
+    std::uint32_t error = 0;
+    const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    if (ParseNumber(isHexadecimal ? text.substr(2) : text, isHexadecimal ? 16 : 10, error))
+        return error;
+    return ErrorNamed(ErrorKindOf(call), text);
+}
+
+} // namespace
+
+Json ToJson(const CallRecord& record)
+{
+    Json json{{"call", record.name}, {"in", record.in},       {"result", record.result},
+              {"out", record.out},   {"error", record.error}, {"clockMs", record.clockMs}};
+    if (record.isFault)
+        json["fault"] = true;
+    return json;
+}
+
+Fault ParseFault(const std::string& text)
+{
+    const auto fail = [&](const std::string& what) -> Fault {
+        throw std::invalid_argument("fault \"" + text + "\": " + what + "; write CALL[#N]=ERROR");
+    };
+    const std::size_t equals = text.rfind('=');
+    if (equals == std::string::npos || equals == 0)
+        return fail("no error given");
+    Fault fault;
+    fault.call = text.substr(0, equals);
+    if (const std::size_t hash = fault.call.find('#'); hash != std::string::npos)
+    {
+        if (!ParseNumber(std::string_view(fault.call).substr(hash + 1), 10, fault.occurrence) || fault.occurrence == 0)
+            return fail("N is not a number from 1 on");
+        fault.call.resize(hash);
+    }
+    const std::string_view error = std::string_view(text).substr(equals + 1);
+    fault.givesNothing = error == kNothing;
+    fault.faults = error == kFault;
+    if (fault.givesNothing || fault.faults)
+        return fault;
+    const std::optional<std::uint32_t> number = ErrorOf(fault.call, error);
+    if (!number)
+        return fail("the error is neither a 32-bit number nor a known " + std::string(DescribeErrors(fault.call)));
+    fault.error = *number;
+    return fault;
+}
+
+std::string TextOf(const Fault& fault)
+{
+    const std::string occurrence = fault.occurrence == 0 ? "" : "#" + std::to_string(fault.occurrence);
+    if (fault.givesNothing || fault.faults)
+        return fault.call + occurrence + "=" + std::string(fault.givesNothing ? kNothing : kFault);
+    // HRESULTs and the like are known in hexadecimal.
+    return fault.call + occurrence + "=" +
+           (fault.error > 0xFFFF ? fmt::format("0x{:08X}", fault.error) : std::to_string(fault.error));
+}
+
+std::pair<const std::string, unsigned>& Gate::CountOf(std::string_view name)
+{
+    auto*& entry = m_lately[(reinterpret_cast<std::uintptr_t>(name.data()) >> 3) % m_lately.size()];
+    if (entry != nullptr && entry->first == name)
+        return *entry;
+    auto found = m_counts.find(name);
+    if (found == m_counts.end())
+        found = m_counts.emplace(name, 0).first;
+    entry = &*found;
+    return *entry;
+}
+
+std::map<std::string, unsigned, std::less<>> Gate::TakeCounts()
+{
+    m_lately.fill(nullptr);
+    return std::move(m_counts);
+}
+
+Call::Call(std::string_view name, CallKind kind)
+{
+    Simulation& simulation = Simulation::Current();
+    // A process that is over still has its memory.
+    if (simulation.IsOver() && kind == CallKind::Allocation)
+        return;
+    if (simulation.IsOver())
+    {
+        m_fault = kOperationAborted;
+        return;
+    }
+    m_isReached = true;
+    // Memory is not what a process that goes on for ever asks the machine for.
+    if (kind != CallKind::Allocation)
+        simulation.CountCall();
+    auto& [ownName, count] = simulation.gate.CountOf(name);
+    m_name = ownName;
+    m_occurrence = ++count;
+    // Memory is no event that others could act at.
+    if (kind != CallKind::Allocation)
+        m_ordinal = ++simulation.gate.count;
+    const winsim::Fault* const planned = TakeFault(simulation.gate, name, m_occurrence);
+    if (planned != nullptr)
+    {
+        m_givesNothing = planned->givesNothing;
+        if (!m_givesNothing)
+            m_fault = planned->error;
+    }
+    if (simulation.gate.isRecording && (kind != CallKind::Allocation || IsAnyPlannedFor(simulation.gate, name)))
+    {
+        m_record.emplace();
+        m_record->name = name;
+        m_record->clockMs = simulation.ClockMs();
+        m_record->isHousekeeping = kind != CallKind::Ordinary;
+        m_record->isFault = planned != nullptr;
+        const auto& parametersOf = simulation.gate.parametersOf;
+        m_isNoting = !parametersOf || m_fault || m_givesNothing || parametersOf->contains(name);
+    }
+    if (planned == nullptr || !planned->faults)
+        return;
+    Out("exception", kAccessViolation.name);
+    NoteEnd();
+    throw kAccessViolation;
+}
+
+Call::~Call()
+{
+    NoteEnd();
+    if (m_ordinal != 0)
+        HappenAfter(m_name, m_occurrence, m_ordinal);
+    // The call that ended the process does not come back to it.
+    if (m_isReached && Simulation::Current().IsOver() && IsInProcessCode())
+        LeaveProcessCode();
+}
+
+void Call::NoteEnd()
+{
+    if (!m_record)
+        return;
+    Simulation& simulation = Simulation::Current();
+    m_record->error = m_status.value_or(simulation.lastError);
+    simulation.gate.records.push_back(std::move(*m_record));
+    m_record.reset();
+    if (simulation.gate.repeats)
+        simulation.gate.repeats->Added(simulation.gate.records);
+}
+
+std::int32_t Call::Status(std::uint32_t status)
+{
+    m_status = status;
+    return Done(static_cast<std::int32_t>(status));
+}
+
+void Call::SetError(std::uint32_t error)
+{
+    Simulation::Current().lastError = error;
+}
+
+Json Call::Noted(const char* ansi)
+{
+    if (ansi == nullptr)
+        return nullptr;
+    return Simulation::Current().FromAnsi(ansi);
+}
+
+Json Call::Noted(const char16_t* wide)
+{
+    if (wide == nullptr)
+        return nullptr;
+    return Utf8(wide);
+}
+
+Json Call::NotedHandle(const void* handle)
+{
+    return Simulation::Current().handles.NameOf(handle);
+}
+
+} // namespace winsim

@@ -1,0 +1,86 @@
+// Checks what may be done with files against the handles that are open.
+#include "winsim/process/open_files.h"
+
+#include "fileapi.h"
+#include "winnt.h"
+#include "winsim/base/text.h"
+#include "winsim/machine/inheritance.h"
+#include "winsim/process/simulation.h"
+
+namespace winsim
+{
+
+namespace
+{
+
+struct SharedRight
+{
+    std::uint32_t access;
+    std::uint32_t share;
+};
+
+// A handle that carries none of these rights takes no part in sharing.
+constexpr SharedRight kSharedRights[] = {
+    {FILE_READ_DATA | FILE_EXECUTE, FILE_SHARE_READ},
+    {FILE_WRITE_DATA | FILE_APPEND_DATA, FILE_SHARE_WRITE},
+    {DELETE, FILE_SHARE_DELETE},
+};
+
+bool TakesPart(std::uint32_t access)
+{
+    return std::ranges::any_of(kSharedRights, [&](const SharedRight& right) { return (access & right.access) != 0; });
+}
+
+// Whether a handle with `access` can be open beside one that shares `share`.
+bool Allows(std::uint32_t share, std::uint32_t access)
+{
+    return std::ranges::all_of(kSharedRights, [&](const SharedRight& right) {
+        return (access & right.access) == 0 || (share & right.share) != 0;
+    });
+}
+
+// Whether any open handle that takes part in sharing is one that `isMeant` holds true for.
+template <typename IsMeant>
+bool AnyOpen(IsMeant isMeant)
+{
+    bool isAny = false;
+    for (const char* kind : {kFile, kStream})
+        Simulation::Current().handles.ForEachOpen<OpenFile>(
+            kind, [&](const OpenFile& open) { isAny = isAny || (TakesPart(open.access) && isMeant(open)); });
+    return isAny;
+}
+
+} // namespace
+
+std::uint32_t FileAccessOf(std::uint32_t mask)
+{
+    return MappedRights(mask, kFileRights);
+}
+
+std::uint32_t SharingError(const File& file, std::uint32_t access, std::uint32_t share)
+{
+    if (!TakesPart(access))
+        return ERROR_SUCCESS;
+    const bool isRefused = AnyOpen([&](const OpenFile& open) {
+        return open.file.number == file.identity.number && !(Allows(open.share, access) && Allows(share, open.access));
+    });
+    return isRefused ? ERROR_SHARING_VIOLATION : ERROR_SUCCESS;
+}
+
+std::uint32_t UnlinkError(const File& file)
+{
+    return SharingError(file, DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+}
+
+std::uint32_t OpenBelowError(const File& directory)
+{
+    const std::string beginning = FoldCase(directory.path) + "\\";
+    Files& files = Simulation::Current().machine.files;
+    const bool isAny = AnyOpen([&](const OpenFile& open) {
+        const File* file = files.FindByIdentity(open.file);
+        return file != nullptr && FoldCase(file->path).starts_with(beginning);
+    });
+    return isAny ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+}
+
+} // namespace winsim

@@ -1,0 +1,111 @@
+// Folds calls that repeat.
+#include "winsim/process/repeats.h"
+
+#include "winsim/process/gate.h"
+#include "winsim/toolkit/install_log.h"
+
+#include <functional>
+#include <string>
+
+namespace winsim
+{
+
+namespace
+{
+
+// What a call was given, without the time in the header of a log line.
+Json TimelessIn(const CallRecord& record)
+{
+    Json in = record.in;
+    if (record.name == "fputs" && in.contains("str") && in["str"].is_string())
+        in["str"] = MessageOf(in["str"].get<std::string>());
+    return in;
+}
+
+// GetTickCount and GetSystemTime tell the time in their results and in what they give out.
+bool HasTimelessResult(const CallRecord& record)
+{
+    return record.name != "GetTickCount";
+}
+
+bool HasTimelessOut(const CallRecord& record)
+{
+    return record.name != "GetSystemTime";
+}
+
+bool IsSameButForTheClock(const CallRecord& one, const CallRecord& other)
+{
+    return one.name == other.name && one.error == other.error && one.isFault == other.isFault &&
+           (one.in == other.in || TimelessIn(one) == TimelessIn(other)) &&
+           (!HasTimelessResult(one) || one.result == other.result) && (!HasTimelessOut(one) || one.out == other.out);
+}
+
+// Of all that IsSameButForTheClock compares.
+std::uint64_t HashOf(const CallRecord& record)
+{
+    std::string text = record.name + TimelessIn(record).dump();
+    if (HasTimelessResult(record))
+        text += record.result.dump();
+    if (HasTimelessOut(record))
+        text += record.out.dump();
+    return std::hash<std::string>{}(text + std::to_string(record.error) + (record.isFault ? "fault" : ""));
+}
+
+} // namespace
+
+void RepeatFinder::Added(std::vector<CallRecord>& records)
+{
+    if (m_isGoingOn && Continues(records))
+        return;
+    m_isGoingOn = false;
+    Look(records);
+}
+
+// Whether the newest call goes on with the repeat. At the end of one time more, that time's calls are taken off.
+bool RepeatFinder::Continues(std::vector<CallRecord>& records)
+{
+    Repeat& repeat = m_repeats.back();
+    const std::size_t begin = repeat.first + repeat.length;
+    const CallRecord& model = records[repeat.first + (records.size() - 1 - begin)];
+    const CallRecord& call = records.back();
+    if (call.clockMs != model.clockMs + repeat.times * repeat.everyMs || !IsSameButForTheClock(call, model))
+        return false;
+    if (records.size() == begin + repeat.length)
+    {
+        records.resize(begin);
+        ++repeat.times;
+    }
+    return true;
+}
+
+void RepeatFinder::Look(std::vector<CallRecord>& records)
+{
+    const std::size_t begin = m_repeats.empty() ? 0 : m_repeats.back().first + m_repeats.back().length;
+    while (m_hashes.size() < records.size() - begin)
+        m_hashes.push_back(HashOf(records[begin + m_hashes.size()]));
+
+    const std::size_t newest = m_hashes.size() - 1;
+    for (std::size_t length = 1; length <= std::min(newest, kLongest); ++length)
+    {
+        Run& run = m_runs[length];
+        const std::uint64_t everyMs = records.back().clockMs - records[records.size() - 1 - length].clockMs;
+        if (m_hashes[newest] != m_hashes[newest - length])
+        {
+            run = {};
+            continue;
+        }
+        run.count = run.everyMs == everyMs ? run.count + 1 : 1;
+        run.everyMs = everyMs;
+        if (run.count < length * (kLeastTimes - 1))
+            continue;
+        const std::size_t first = records.size() - length * kLeastTimes;
+        m_repeats.push_back({first, length, kLeastTimes, everyMs});
+        records.resize(first + length);
+        m_isGoingOn = true;
+        m_hashes.clear();
+        m_runs = {};
+        return;
+    }
+}
+
+} // namespace winsim

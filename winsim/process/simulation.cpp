@@ -1,0 +1,165 @@
+// Holds the state of the simulated process that is running.
+#include "winsim/process/simulation.h"
+
+#include "winbase.h"
+#include "winreg.h"
+#include "winsim/base/text.h"
+#include "winsim/machine/effects.h"
+#include "winsim/process/open_service.h"
+#include "winsim_types.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace winsim
+{
+
+namespace
+{
+
+// Among thousands of processes the program makes a tenth of these between two waits.
+constexpr std::uint32_t kMostCallsAtOneTime = 100000;
+
+Simulation* g_current = nullptr;
+
+} // namespace
+
+Simulation::Simulation(Machine machineToRunOn) : machine(std::move(machineToRunOn))
+{
+    if (g_current != nullptr)
+        throw std::logic_error("a simulated process is running already");
+    g_current = this;
+    m_secrets = machine.installer.Secrets();
+    handles.Predefine(HKEY_CLASSES_ROOT, "HKEY_CLASSES_ROOT");
+    handles.Predefine(HKEY_CURRENT_USER, "HKEY_CURRENT_USER");
+    handles.Predefine(HKEY_LOCAL_MACHINE, "HKEY_LOCAL_MACHINE");
+    handles.Predefine(HKEY_USERS, "HKEY_USERS");
+    // Windows gives the current process and an invalid handle the same value.
+    handles.Predefine(INVALID_HANDLE_VALUE, "process#current");
+    handles.Predefine(&m_foreignModule, "module#foreign");
+}
+
+Simulation::~Simulation()
+{
+    g_current = nullptr;
+}
+
+Simulation& Simulation::Current()
+{
+    if (g_current == nullptr)
+        throw std::logic_error("no simulated process is running");
+    return *g_current;
+}
+
+Simulation* Simulation::Running()
+{
+    return g_current;
+}
+
+void Simulation::Advance(std::uint64_t ms)
+{
+    m_clockMs += ms;
+    if (ms != 0)
+        m_callsSinceTimePassed = 0;
+    const std::vector<std::string> stopping = machine.services.MarkedAndNotStopped();
+    machine.Advance(ms);
+    for (const std::string& name : stopping)
+        RemoveDeletedService(name);
+    EndDueChildren();
+    if (m_clockMs > m_clockBoundMs)
+        m_isEndless = m_isOver = true;
+}
+
+void Simulation::CountCall()
+{
+    if (++m_callsSinceTimePassed > kMostCallsAtOneTime)
+        m_isEndless = m_isOver = true;
+}
+
+void Simulation::EndItself(std::uint32_t exitCode)
+{
+    m_exitCode = exitCode;
+    m_isOver = true;
+}
+
+const ChildProcess& Simulation::StartChild(const std::string& program, const ProgramRun& run)
+{
+    const std::uint32_t id = machine.processes.FreeId();
+    machine.processes.Add({id, program.substr(program.rfind('\\') + 1), 0, 0});
+    m_children[id] = {id, m_clockMs + run.runMs, false, run};
+    return m_children[id];
+}
+
+bool Simulation::WaitForProcess(std::uint32_t id, std::optional<std::uint64_t> limitMs)
+{
+    const ChildProcess* child = FindChild(id);
+    if (child != nullptr ? child->hasEnded : machine.processes.Find(id) == nullptr)
+        return true;
+    if (child == nullptr || child->run.neverEnds)
+    {
+        Advance(limitMs.value_or(m_clockBoundMs + 1));
+        return false;
+    }
+    const std::uint64_t leftMs = child->endsAtMs > m_clockMs ? child->endsAtMs - m_clockMs : 0;
+    Advance(limitMs ? std::min(*limitMs, leftMs) : leftMs);
+    return child->hasEnded;
+}
+
+void Simulation::EndProcess(std::uint32_t id, std::uint32_t exitCode)
+{
+    if (id == machine.process.processId)
+        return EndItself(exitCode);
+    machine.processes.Remove(id);
+    const auto child = m_children.find(id);
+    if (child == m_children.end())
+        return;
+    child->second.hasEnded = true;
+    child->second.run.exitCode = exitCode;
+}
+
+const ChildProcess* Simulation::FindChild(std::uint32_t id) const
+{
+    const auto child = m_children.find(id);
+    return child == m_children.end() ? nullptr : &child->second;
+}
+
+void* Simulation::ForeignModule()
+{
+    return &m_foreignModule;
+}
+
+void Simulation::EndDueChildren()
+{
+    for (auto& [id, child] : m_children)
+    {
+        if (child.hasEnded || child.run.neverEnds || child.endsAtMs > m_clockMs)
+            continue;
+        child.hasEnded = true;
+        machine.processes.Remove(id);
+        ApplyEffects(machine, child.run.effects);
+    }
+}
+
+void Simulation::RemoveDeletedService(const std::string& name)
+{
+    const Service* service = machine.services.Find(name);
+    if (service == nullptr || !service->isMarkedForDeletion || !service->IsStopped())
+        return;
+    bool isOpen = false;
+    handles.ForEachOpen<OpenService>(kService,
+                                     [&](const OpenService& open) { isOpen = isOpen || SameName(open.name, name); });
+    if (!isOpen)
+        machine.services.Remove(name);
+}
+
+std::string Simulation::FromAnsi(std::string_view ansi) const
+{
+    return Utf8(CodePage::Get(machine.windows.codePage).ToUtf16(ansi));
+}
+
+std::string Simulation::ToAnsi(std::string_view utf8) const
+{
+    return CodePage::Get(machine.windows.codePage).FromUtf16(Utf16(utf8));
+}
+
+} // namespace winsim

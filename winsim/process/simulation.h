@@ -1,0 +1,101 @@
+// The simulated process that is running now, on its machine.
+#pragma once
+
+#include "winsim/machine/machine.h"
+#include "winsim/process/children.h"
+#include "winsim/process/gate.h"
+#include "winsim/process/handles.h"
+#include "winsim/process/loader.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace winsim
+{
+
+// What the simulated Windows functions act on. There is one at a time; the functions find it with Current().
+class Simulation
+{
+public:
+    explicit Simulation(Machine machineToRunOn);
+    ~Simulation();
+    Simulation(const Simulation&) = delete;
+    Simulation& operator=(const Simulation&) = delete;
+
+    static Simulation& Current();
+    // The same, or null when none is running.
+    static Simulation* Running();
+
+    Machine machine;
+    Gate gate;
+    HandleTable handles;
+    Loader loader;
+    std::uint32_t lastError = 0;
+    std::u16string commandLine;
+    std::string standardOutput;
+    bool enforcesRedirectionTrust = false; // follows no link of a directory that an ordinary user made
+    std::vector<std::string> images;       // the files that were loaded and started, by their own paths
+    std::vector<bool> comApartments;       // the innermost last; whether each could be entered
+    bool isComMultithreaded = false;
+    std::unordered_set<void*> programMemory;              // what the program allocated and has not freed
+    std::map<std::string, std::size_t> propertyQuestions; // how often each installer property was asked for
+
+    // The passwords that must not get out of the process.
+    const std::vector<std::string>& Secrets() const { return m_secrets; }
+
+    // Milliseconds since the process began.
+    std::uint64_t ClockMs() const { return m_clockMs; }
+
+    // Lets time pass. When it passes the bound, the process is endless, and over.
+    void Advance(std::uint64_t ms);
+    void SetClockBound(std::uint64_t ms) { m_clockBoundMs = ms; }
+
+    // Counts a call. A process that makes too many of them while no time passes is endless, and over.
+    void CountCall();
+    bool IsEndless() const { return m_isEndless; }
+
+    // Ends the process that is running. Once it is over, no call reaches the machine and every call fails.
+    void EndItself(std::uint32_t exitCode);
+    bool IsOver() const { return m_isOver; }
+    void SetOver() { m_isOver = true; }
+
+    // What the process ended itself with.
+    std::optional<std::uint32_t> ExitCode() const { return m_exitCode; }
+    void SetExitCode(std::uint32_t exitCode) { m_exitCode = exitCode; }
+
+    // Other processes: started, waited for (without a limit when none is given; true when it has ended), ended from
+    // outside. A child is found also when it has ended.
+    const ChildProcess& StartChild(const std::string& program, const ProgramRun& run);
+    bool WaitForProcess(std::uint32_t id, std::optional<std::uint64_t> limitMs);
+    void EndProcess(std::uint32_t id, std::uint32_t exitCode);
+    const ChildProcess* FindChild(std::uint32_t id) const;
+
+    // Takes a service away if it is marked for deletion, has stopped and is not open.
+    void RemoveDeletedService(const std::string& name);
+
+    // The handle that stands for a module of another process.
+    void* ForeignModule();
+
+    // Text in the machine's ANSI code page.
+    std::string FromAnsi(std::string_view ansi) const;
+    std::string ToAnsi(std::string_view utf8) const;
+
+private:
+    void EndDueChildren();
+
+    std::vector<std::string> m_secrets;
+    std::map<std::uint32_t, ChildProcess> m_children; // by identifier
+    char m_foreignModule = 0;
+    std::uint64_t m_clockMs = 0;
+    std::uint64_t m_clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000;
+    std::uint32_t m_callsSinceTimePassed = 0;
+    bool m_isEndless = false;
+    bool m_isOver = false;
+    std::optional<std::uint32_t> m_exitCode;
+};
+
+} // namespace winsim
