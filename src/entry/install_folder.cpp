@@ -1,4 +1,4 @@
-// Takes the program's path apart.
+// Finds the folder in the program's path.
 #include "entry/install_folder.h"
 
 #include "windows/text.h"

@@ -18,8 +18,8 @@ bool FindOption(const char* prefix, std::string& value, int argc, const wchar_t*
         const std::string argument = ToNarrow(argv[i]);
         if (argument.find(wanted) == std::string::npos)
             continue;
-        // The first argument that holds the prefix decides, and its value is counted from the argument's
-        // start even when the prefix stands further inside.
+        // Required: the first argument that contains the prefix decides, and its value is counted from the argument's
+        // start even if the prefix is further inside.
         if (argument.size() == wanted.size())
             return false;
         value = argument.substr(wanted.size());

@@ -1,9 +1,9 @@
-// What a "/Setup" is asked to do.
+// The options of a "/Setup".
 #pragma once
 
 #include <string>
 
-// The wishes that the command line and the registry express for one set-up.
+// What the command line and the registry ask of a set-up.
 struct SetupOptions
 {
     std::string tssVendor; // ANSI; empty when none was given
@@ -11,6 +11,6 @@ struct SetupOptions
     bool disableAutoProvisioning = false;
 };
 
-// Reads the options of the command line (UTF-16) and the registry value "KlVSC Installed" that an earlier
-// removal left behind. Logs each option that takes effect.
+// Reads the options of the command line (UTF-16), and the registry value "KlVSC Installed" from an earlier removal.
+// Logs each option that takes effect.
 SetupOptions ReadSetupOptions(int argc, const wchar_t* const* argv);

@@ -1,4 +1,4 @@
-// Where an installer package enters the program's library image: the one function that both images export.
+// The function that an installer package calls: both images export it.
 #include "tpm/srk_auth_change.h"
 #include "windows/result_or.h"
 
@@ -6,8 +6,8 @@
 
 #include <msi.h>
 
-// Checks the TPM's SRK and owner authorization, and has them changed, on behalf of an install session. 0, whatever
-// became of it; 10001 when CustomActionData cannot be read. An exception ends the action, never the installer.
+// Has the TPM's SRK and owner authorization checked and changed for an install session. Returns 0, or 10001 when
+// CustomActionData cannot be read. An exception ends the action, not the installer.
 extern "C" __declspec(dllexport) UINT __stdcall SRK_Auth_Change(MSIHANDLE installHandle)
 {
     return ResultOr(ERROR_SUCCESS, [installHandle] { return ChangeSrkAuthorization(installHandle); });

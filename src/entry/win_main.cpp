@@ -1,4 +1,4 @@
-// Where Windows enters the program.
+// The entry point of the program.
 #include "entry/run_custom_action.h"
 #include "windows/result_or.h"
 #include "windows/unique_handle.h"

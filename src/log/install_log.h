@@ -9,32 +9,32 @@
 #include <type_traits>
 
 // One module's writer of the install log. All writers append to one file,
-// <common application data>\Kelo Systems Corp\InstallLogs\Toolkit\<file name>, and each flushes every line,
-// so that lines of different modules interleave in call order. Not for use by more than one thread: the
-// buffer that a line is assembled in is shared by all writers.
+// <common application data>\Kelo Systems Corp\InstallLogs\Toolkit\<file name>, and each flushes every line: lines of
+// different modules stand in the order of the calls. For one thread only: all writers share one line buffer.
 class InstallLog
 {
 public:
-    // Opens the log with Open(fileName) (ANSI): at once or, in a library image, before its first line, because Windows
-    // runs a library's constructors while it holds the loader lock, and the shell must not be called then. The name
-    // must live as long as the writer. A failed open leaves the writer silent. Does not throw.
+    // Opens the log with Open(fileName) (ANSI; the text must live as long as the writer): at once in the program,
+    // before the first line in the library. Windows runs a library's constructors under the loader lock, when the shell
+    // must not be called. A failed open leaves the writer silent. Does not throw.
     explicit InstallLog(const char* fileName);
     ~InstallLog();
 
     InstallLog(const InstallLog&) = delete;
     InstallLog& operator=(const InstallLog&) = delete;
 
-    // Makes the log's folder (SHCreateDirectoryExA) in the folder that SHGetFolderPathA gives for
-    // CSIDL_COMMON_APPDATA, and opens fileName (ANSI) in it for appending, shared with every other reader
-    // and writer (_fsopen). True when the file is open; false, with nothing remembered, when the first folder has no
-    // full path, the log's folder cannot be made, the file cannot be opened, memory runs out, or a part of the path
-    // below the first folder is a link, has another name or is of the wrong kind (PinnedPath). Logs nothing.
+    // Makes the log's folder (SHCreateDirectoryExA) below the common application-data folder (SHGetFolderPathA), and
+    // opens fileName (ANSI) in it for appending, shared with all readers and writers (_fsopen). Logs nothing.
+    // Returns  true   the file is open, and its path is remembered
+    //          false  the first folder has no full path; the log's folder or file cannot be made or opened; a part of
+    //                 the path below the first folder is a link, has another name or is of the wrong kind (PinnedPath);
+    //                 or memory has run out. Nothing is remembered.
     bool Open(const char* fileName);
 
-    // Appends one line: date and time (UTC), zone figure, thread identifier, `indent` blanks, and the message,
-    // formatted by the rules of printf (ANSI) and cut so that the line has at most 511 characters with its
-    // newline. When the file is not open, the remembered path is opened for this line alone, by the rules of
-    // Open. True when the line was handed to the file; false when no file could be opened.
+    // Appends one line: date and time (UTC), zone figure, thread identifier, `indent` blanks, and the message (printf,
+    // ANSI), cut so that the line has at most 511 characters with its newline. When the file is not open, the
+    // remembered path is opened for this one line, by the rules of Open. True when the line was handed to the file;
+    // false when no file could be opened.
     bool Write(const char* format, va_list arguments, int indent);
 
     // Closes the file, if one is open.
@@ -45,22 +45,21 @@ private:
     std::FILE* OpenForOneLine() const;
 
     std::FILE* m_pFile = nullptr;
-    std::string m_sAppData;                     // the common application-data folder, and
-    std::string m_sBelow;                       // the file's path below it, once it was opened
-    const char* m_szUnopenedFileName = nullptr; // what the first line has yet to open
+    std::string m_sAppData;                     // the common application-data folder
+    std::string m_sBelow;                       // the file's path below it; both are empty until it was opened
+    const char* m_szUnopenedFileName = nullptr; // what the first line of a library's log opens
 };
 
 namespace log_detail
 {
 
-// The variadic end of WriteLog. Turns an exception into true.
+// The variadic part of WriteLog. An exception counts as true.
 bool WriteArguments(InstallLog& log, const char* format, ...);
 
 } // namespace log_detail
 
-// Writes one line to the install log: the one logging call of the program. The format is a literal in the
-// ANSI code page; the newline at its end may be left out. True when the line was written (or writing it
-// threw), false when the log has no file. Never throws.
+// Writes one line to the install log. The format is a literal (ANSI); the newline at its end may be left out. True when
+// the line was written or an exception was caught, false when the log has no file. Does not throw.
 template <typename... Arguments>
 bool WriteLog(InstallLog& log, LogFormat<std::type_identity_t<Arguments>...> format, Arguments... arguments)
 {

@@ -1,4 +1,4 @@
-// The format of a log line: a literal, checked against its arguments when the program is compiled.
+// The format of a log line: a literal that the compiler checks against the line's arguments.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@ constexpr bool IsFlagWidthOrPrecision(char c)
     return c == '-' || c == '+' || c == ' ' || c == '#' || c == '.' || (c >= '0' && c <= '9');
 }
 
-// The conversion letter of the index-th placeholder of a format, or a zero when it has fewer.
+// The conversion letter of a format's placeholder, counted from 0; a zero when the format has fewer.
 constexpr char ConversionOf(const char* format, std::size_t index)
 {
     for (; *format != '\0'; ++format)
@@ -31,7 +31,7 @@ constexpr char ConversionOf(const char* format, std::size_t index)
     return '\0';
 }
 
-// Whether an argument of type Argument may stand for a conversion letter.
+// Whether an argument of the type fits a conversion letter.
 template <typename Argument>
 constexpr bool Fits(char conversion)
 {
@@ -54,9 +54,9 @@ constexpr bool Fits(char conversion)
 
 } // namespace log_detail
 
-// The format of one log line for arguments of the given types. It can only be made from a constant, and
-// one whose placeholders (%s ANSI text, %S UTF-16 text, %d %u %x %X 32-bit numbers) fit the arguments does
-// not compile otherwise. Arguments beyond the last placeholder are allowed: some texts carry none.
+// The format of a log line for arguments of the given types. It is made from a literal only, and does not compile if a
+// placeholder (%s ANSI text, %S UTF-16 text, %d %u %x %X 32-bit numbers) does not fit its argument or has none. More
+// arguments than placeholders are allowed: some required texts have none.
 template <typename... Arguments>
 struct LogFormat
 {

@@ -11,7 +11,7 @@
 namespace
 {
 
-// A base name that is longer is cut.
+// A longer base name is cut.
 constexpr std::size_t kLongestBaseName = 260;
 
 constexpr char kEnglishSuffix[] = "en";
@@ -31,7 +31,7 @@ constexpr Variant kVariants[] = {
     {"pt", "0416", "-BR"},
 };
 
-// What Windows knows about a language (GetLocaleInfoA), in a buffer of `Size` characters. Nothing when it fails.
+// Reads a text about a language (GetLocaleInfoA) into a buffer of `Size` characters. Nothing when that fails.
 template <int Size>
 std::optional<std::string> LocaleInfo(LANGID language, LCTYPE kind)
 {
@@ -89,7 +89,8 @@ std::optional<std::string> OwnPath()
     return path;
 }
 
-// The program's own path up to its last period, wherever that stands.
+// The program's own path up to its last period.
+// Required: the period may be in a folder's name.
 std::optional<std::string> OwnBaseName()
 {
     const auto path = OwnPath();
@@ -99,14 +100,14 @@ std::optional<std::string> OwnBaseName()
     return path->substr(0, period);
 }
 
-// The folder of the program's own file, with a backslash at its end; empty when it cannot be told.
+// The folder of the program's own file, with a backslash at the end; empty when it cannot be read.
 std::string OwnFolder()
 {
     const auto path = OwnPath();
     return path ? path->substr(0, path->rfind('\\') + 1) : std::string();
 }
 
-// The system folder, with a backslash at its end; empty when it cannot be told.
+// The system folder, with a backslash at the end; empty when it cannot be read.
 std::string SystemFolder()
 {
     char path[MAX_PATH] = {};
@@ -128,8 +129,8 @@ HMODULE LoadFrom(const std::string& folder, const std::string& name)
     return LoadLibraryA((folder + name).c_str());
 }
 
-// A name without a folder is looked for beside the program and in the system folder, not in the other places of
-// Windows' search order: some of them, in PATH, users may write to.
+// A name without a folder is looked for beside the program and in the system folder only: ordinary users may be able to
+// write to other folders of Windows' search order, which includes PATH.
 HMODULE Load(const std::string& baseName, const std::string& suffix)
 {
     const std::string name = baseName + "_" + suffix + ".dll";

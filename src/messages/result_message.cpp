@@ -1,4 +1,4 @@
-// Finds the text for a result code and hands it to the installer.
+// Finds the text for a result code and writes it for the installer.
 #include "messages/result_message.h"
 
 #include "messages/resource_library.h"
@@ -13,7 +13,7 @@ namespace
 
 constexpr char kInstallerKey[] = "SOFTWARE\\Kelo Systems Corp.\\Installer";
 
-// What most texts fit into, in bytes with the terminating zero.
+// Long enough for most texts, in bytes with the terminating zero.
 constexpr std::size_t kUsualTextSize = 1024;
 
 // The most bytes that a character takes in an ANSI code page.
@@ -33,7 +33,7 @@ constexpr MessageOfCode kMessages[] = {
     {10037, 5053}, {10038, 5054}, {10039, 5055}, {10040, 5056}, {10041, 5057},
 };
 
-// The text for every other code: its %1 stands for the code.
+// The text for every other code, which takes the place of its %1.
 constexpr UINT kGenericStringId = 5058;
 
 // A text of the library, however long; empty when there is none.
@@ -43,14 +43,14 @@ std::string LoadText(HMODULE library, UINT stringId)
     {
         std::string buffer(size, '\0');
         const int length = LoadStringA(library, stringId, buffer.data(), static_cast<int>(size));
-        // A text that is cut ends less than a character before the end of the buffer.
+        // A text that was cut ends less than one character before the end of the buffer.
         if (static_cast<std::size_t>(length) + kLongestCharacter < size)
             return buffer.substr(0, buffer.find('\0'));
     }
 }
 
-// Puts a number into a message text. Every place that a text can name has an argument: a text from a damaged
-// library must not reach behind them.
+// Inserts a number into a message text. There is an argument for each place that a text can name: one from a damaged
+// library must not read beyond the arguments.
 std::string InsertNumber(const std::string& message, const std::string& number)
 {
     constexpr int kPlaces = 99;
@@ -70,8 +70,7 @@ std::string InsertNumber(const std::string& message, const std::string& number)
 
 std::string MessageFor(DWORD code)
 {
-    // The library stays loaded for as long as the program runs: that is meant. A null handle is the program's own
-    // file, which holds no texts.
+    // Required: the library stays loaded. A null handle stands for the program's own file, which has no texts.
     const HMODULE library = LoadResourceLibrary("Internationalization");
     for (const MessageOfCode& message : kMessages)
     {
@@ -81,7 +80,7 @@ std::string MessageFor(DWORD code)
     const std::string generic = LoadText(library, kGenericStringId);
     if (generic.empty())
         return {};
-    // The code is shown as a signed number, whatever its size.
+    // Required: the code is shown as a signed number.
     return InsertNumber(generic, std::to_string(static_cast<std::int32_t>(code)));
 }
 
@@ -101,7 +100,7 @@ int PublishResultMessage(DWORD code, int)
 {
     if (code == 0)
         return 0;
-    // Without memory for it, the text is empty as one that cannot be loaded.
+    // When memory runs out, the text is empty, like one that cannot be loaded.
     WriteForInstaller(ResultOr({}, [code] { return MessageFor(code); }));
     return kInstallFailure;
 }

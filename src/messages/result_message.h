@@ -1,4 +1,4 @@
-// The text for the user that a failed action leaves to the installer.
+// The text that a failed action leaves for the installer to show.
 #pragma once
 
 #include <windows.h>
@@ -6,8 +6,10 @@
 // What PublishResultMessage returns for every failure code.
 inline constexpr int kInstallFailure = 1603; // ERROR_INSTALL_FAILURE
 
-// For a code other than 0, writes the text for it, in the language of the user interface, as the default value of
-// the registry key that the installer reads. Without a resource library, without the text in it, or without memory
-// for it, the value is empty. `reserved` is not used. 0 for code 0, which changes nothing: an earlier text stays;
-// kInstallFailure otherwise, also when the text could not be written. Logs nothing.
+// Writes the text for a failure code, in the language of the user interface, to the default value of the registry key
+// that the installer reads. The text is empty when it or the resource library is missing, or when memory runs out. Does
+// nothing for code 0. Logs nothing.
+// Required: `reserved` is ignored, and an earlier text stays after code 0.
+// Returns  0                for code 0
+//          kInstallFailure  for any other code, even if the text could not be written
 int PublishResultMessage(DWORD code, int reserved);

@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-// The language of the thread's user interface (GetThreadUILanguage, on Windows 5.2 and later) or of the user
-// (GetUserDefaultLangID, before); English of the United States (0x0409) when Windows cannot tell, and in place of
+// Returns the language of the thread's user interface (GetThreadUILanguage) or, before Windows 5.2, of the user
+// (GetUserDefaultLangID). English of the United States (0x0409) when the function is missing, and for
 // LOCALE_CUSTOM_UI_DEFAULT. Logs nothing.
 LANGID GetUiLanguage();

@@ -11,7 +11,7 @@ bool IsText(DWORD type)
     return type == REG_SZ || type == REG_EXPAND_SZ;
 }
 
-// A zeroed buffer for `size` bytes of text and a zero behind them: whatever is stored, a zero ends it.
+// A buffer for `size` bytes of text and one zero more, which ends a stored text that does not end itself.
 std::string MakeBuffer(DWORD size)
 {
     return std::string(std::size_t{size} + 1, '\0');
@@ -23,7 +23,7 @@ LSTATUS ReadInto(std::string& buffer, HKEY key, const char* valueName, DWORD* ty
     return RegQueryValueExA(key, valueName, nullptr, type, reinterpret_cast<BYTE*>(buffer.data()), &size);
 }
 
-// What stands in front of the first zero.
+// The text before the first zero.
 std::string TextIn(const std::string& buffer)
 {
     return buffer.substr(0, buffer.find('\0'));

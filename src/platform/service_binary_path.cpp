@@ -1,4 +1,4 @@
-// Reads where a Windows service's program lies.
+// Finds the directory of a Windows service's program.
 #include "platform/service_binary_path.h"
 
 #include "windows/result_or.h"
@@ -19,7 +19,7 @@ std::optional<std::wstring> DirectoryOf(std::wstring_view binaryPath)
     if (lastBackslash == std::wstring_view::npos)
         return std::nullopt;
     std::wstring directory{binaryPath.substr(0, lastBackslash)};
-    // Meant for the opening quotation mark, and done whether or not there is one.
+    // Required: the first character goes, whether or not it is the opening quotation mark.
     directory.erase(0, 1);
     return directory;
 }

@@ -1,11 +1,13 @@
-// Where a Windows service's program lies.
+// The directory of a Windows service's program.
 #pragma once
 
 #include <string>
 
-// Finds the directory of a service's program in the service's configuration (QueryServiceConfigW). Takes the
-// service's name (UTF-16). True with the directory, without a backslash at its end, in `directory` (UTF-16);
-// false, with `directory` untouched, when the service cannot be opened, when its configuration has more than
-// 4096 bytes or cannot be read, when the configured path holds no backslash, and when there is no memory for it. The
-// path is taken to begin with a quotation mark: one that does not loses its drive letter instead. Logs nothing.
+// Reads the directory of a service's program (`directory`, UTF-16, without a backslash at the end) from the
+// configuration of the service (`serviceName`, UTF-16; QueryServiceConfigW). Logs nothing.
+// Returns  true   found
+//          false  the service cannot be opened; its configuration has more than 4096 bytes or cannot be read; the
+//                 configured path has no backslash; or memory has run out. `directory` is untouched.
+// Required: the path's first character, usually a quotation mark, is dropped; a path without one loses its drive
+// letter.
 bool GetServiceBinaryPath(const wchar_t* serviceName, std::wstring& directory);

@@ -1,23 +1,27 @@
-// Windows services by name: looking at them, starting, stopping and restarting them.
+// Windows services by name: querying, starting, stopping and restarting them.
 #pragma once
 
-// Each of the four operations takes a service's name (UTF-16), opens the service manager and the service for
-// itself, and closes both before it returns. Each logs what it finds and does, and every failure but one: a
-// service that exists and cannot be opened gets no line from IsServiceRunning and StartServiceByName.
+// Each operation takes a service's name (UTF-16), opens the service manager and the service itself, and closes both
+// before it returns. Each logs what it finds and does, and every failure but one.
+// Required: IsServiceRunning and StartServiceByName log nothing for a service that exists but cannot be opened.
 
-// Whether the service is in any state other than stopped (QueryServiceStatus). False also when it cannot be
-// found, opened or queried. Changes nothing.
+// Whether the service is in any state but stopped (QueryServiceStatus). False also when it cannot be found, opened or
+// queried.
 bool IsServiceRunning(const wchar_t* serviceName);
 
-// Starts the service (StartServiceA) and waits for it, about 25 seconds at most. True when it runs, and when it
-// was in any state other than stopped before; false when it did not come to run, and on every failure.
+// Starts the service (StartServiceA) and waits for it, about 25 seconds at most.
+// Returns  true   it runs, or was in any state but stopped before
+//          false  it did not run in time, or a call failed
 bool StartServiceByName(const wchar_t* serviceName);
 
-// Stops the service (ControlService) and waits until it has stopped, however long that takes. True when it has,
-// or had before; false on every failure.
+// Stops the service (ControlService) and waits until it has stopped, however long that takes.
+// Returns  true   it has stopped, or was stopped before
+//          false  a call failed
 bool StopServiceByName(const wchar_t* serviceName);
 
-// Stops the service as StopServiceByName does, unless it is stopped already, and starts it again (StartServiceA).
-// Waits for the start while the service reports progress (dwCheckPoint), and gives up at the first look without
-// progress after 60 seconds. True when the service runs; false when it does not, and on every failure.
+// Stops the service as StopServiceByName does, unless it is stopped already, and starts it again (StartServiceA). Waits
+// for the start while the service reports progress (dwCheckPoint), and gives up at the first poll without progress
+// after 60 seconds.
+// Returns  true   it runs
+//          false  it does not, or a call failed
 bool RestartServiceByName(const wchar_t* serviceName);

@@ -13,7 +13,7 @@ namespace
 constexpr char kProvidersKey[] = "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\";
 constexpr char kCapiKey[] = "SOFTWARE\\Kelo Systems Corp.\\Keystead CSP Persistent\\CAPI";
 
-// The best comes first.
+// From the best to the worst.
 constexpr std::string_view kCandidates[] = {
     "Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)",
     "Microsoft Enhanced RSA and AES Cryptographic Provider",
@@ -29,7 +29,7 @@ bool IsRegistered(std::string_view provider)
     return RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_QUERY_VALUE, key.Put()) == ERROR_SUCCESS;
 }
 
-// The best that is registered; an empty text when none is.
+// The best registered provider; an empty text when there is none.
 std::string_view BestProvider()
 {
     for (const std::string_view candidate : kCandidates)

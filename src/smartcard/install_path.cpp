@@ -1,4 +1,4 @@
-// Looks the toolkit's install location up in the registry.
+// Reads the toolkit's install location from the registry.
 #include "platform/product_registry.h"
 #include "smartcard/tpm_smart_card.h"
 #include "windows/text.h"
@@ -9,7 +9,7 @@
 namespace
 {
 
-// The longest value that is taken, in characters.
+// The longest value, in characters.
 constexpr DWORD kLongestPath = 256;
 
 } // namespace

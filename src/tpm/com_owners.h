@@ -1,4 +1,4 @@
-// Owners of what COM hands out.
+// Owners of COM's objects.
 #pragma once
 
 #include "windows/unique_handle.h"

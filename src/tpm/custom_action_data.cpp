@@ -1,4 +1,4 @@
-// Reads CustomActionData and takes it apart.
+// Reads and parses CustomActionData.
 #include "tpm/custom_action_data.h"
 
 #include "windows/result_or.h"
@@ -25,7 +25,7 @@ std::optional<CSecretText> ReadProperty(MSIHANDLE install)
     if (status != ERROR_MORE_DATA || length == std::numeric_limits<DWORD>::max())
         return std::nullopt;
 
-    // The one more character stays zero: it ends a text that does not end itself.
+    // The last character stays zero: it ends a text that does not end itself.
     DWORD size = length + 1;
     SecretBuffer buffer(std::size_t{size} + 1);
     status = MsiGetPropertyW(install, kProperty, buffer.data(), &size);

@@ -32,25 +32,25 @@ struct WipingAllocator
     }
 };
 
-// A buffer of UTF-16 characters. Unlike a string, which keeps short texts within itself, a vector keeps all of them
-// in memory that the allocator wipes, and so all that it leaves behind when it grows, is moved or is freed.
+// A buffer of UTF-16 characters. A string keeps short texts within itself; a vector keeps all texts in memory that the
+// allocator wipes, also when it grows or is freed.
 using SecretBuffer = std::vector<wchar_t, WipingAllocator<wchar_t>>;
 
-// A UTF-16 text with a zero behind it.
+// A zero-terminated UTF-16 text.
 class CSecretText
 {
 public:
     CSecretText() = default;
     explicit CSecretText(std::wstring_view text) { Append(text); }
 
-    // Copied only: a text that is moved away would be left without its terminating zero.
+    // Not movable: a text that was moved from would lack its terminating zero.
     CSecretText(const CSecretText&) = default;
     CSecretText& operator=(const CSecretText&) = default;
 
     bool IsEmpty() const { return View().empty(); }
     std::wstring_view View() const { return {m_characters.data(), m_characters.size() - 1}; }
 
-    // The text where a Windows call may write to it, with its terminating zero.
+    // The text with its terminating zero, for a Windows call that may write to it.
     wchar_t* Data() { return m_characters.data(); }
 
     void Append(std::wstring_view text) { m_characters.insert(m_characters.end() - 1, text.begin(), text.end()); }

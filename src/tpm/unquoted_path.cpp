@@ -1,4 +1,4 @@
-// Looks for the programs that an unquoted path may start by mistake.
+// Looks for programs that an unquoted path would start by mistake.
 #include "tpm/unquoted_path.h"
 
 #include <windows.h>

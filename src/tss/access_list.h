@@ -24,8 +24,8 @@ inline constexpr NtSid kAdministratorsSid = {2, {SECURITY_BUILTIN_DOMAIN_RID, DO
 inline constexpr NtSid kLocalSystemSid = {1, {SECURITY_LOCAL_SYSTEM_RID}};
 inline constexpr NtSid kNetworkServiceSid = {1, {SECURITY_NETWORK_SERVICE_RID}};
 
-// One entry of an access list: who may do what, and the log line, with the last error, for a SID that cannot
-// be made.
+// One entry of an access list: an account, its access mask, and the log line (with the last error) for a SID that
+// cannot be made.
 struct AccessRule
 {
     NtSid sid;
@@ -34,10 +34,10 @@ struct AccessRule
     LogFormat<DWORD> sidFailure;
 };
 
-// The SIDs of the rules, in their order (AllocateAndInitializeSid). At the first that cannot be made, logs that
+// Makes the SIDs of the rules, in their order (AllocateAndInitializeSid). At the first that cannot be made, logs that
 // rule's line and returns none.
 std::vector<UniqueSid> MakeSids(std::span<const AccessRule> rules);
 
-// A new access list with one SET_ACCESS entry for each rule, all with the same inheritance flags
-// (SetEntriesInAclW). `sids` are those of the rules. Null when the list cannot be made. Logs nothing.
+// Makes an access list with one SET_ACCESS entry for each rule, all with the same inheritance flags (SetEntriesInAclW).
+// `sids` are those of the rules. Null when the list cannot be made. Logs nothing.
 UniqueAccessList MakeAccessList(std::span<const AccessRule> rules, std::span<const UniqueSid> sids, DWORD inheritance);

@@ -1,4 +1,4 @@
-// Takes a directory from the user whom it belongs to.
+// Makes the administrators the owner of a user's directory.
 #include "tss/directory_owner.h"
 
 #include "tss/unblock_tpm_commands.h"
@@ -11,8 +11,8 @@
 namespace
 {
 
-// Opens a directory for another owner. The privilege, which needs no right in the directory's list, is on only
-// meanwhile; a process without it may have the right.
+// Opens a directory to change its owner. The privilege, which stands in for a right in the directory's list, is enabled
+// only for this call; a process without the privilege may have the right.
 DWORD OpenForNewOwner(const std::wstring& path, UniqueKernelHandle& directory)
 {
     UniqueKernelHandle token;

@@ -1,4 +1,4 @@
-// Tells where a detection library lies.
+// Assembles the path of a detection library.
 #include "tss/probe_library_path.h"
 
 #include "windows/full_path.h"

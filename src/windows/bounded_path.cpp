@@ -1,4 +1,4 @@
-// Puts paths together in buffers of a fixed size.
+// Assembles paths in buffers of a fixed size.
 #include "windows/bounded_path.h"
 
 #include <cstring>
@@ -10,7 +10,7 @@ BoundedPath::BoundedPath(const char* first)
 
 BoundedPath& BoundedPath::Append(const char* piece)
 {
-    // After a piece that did not fit, the next one would begin a path of its own.
+    // The path is empty after a piece that did not fit: the next piece must not begin a new one.
     if (!IsEmpty())
         PutAt(std::strlen(m_szPath), piece);
     return *this;

@@ -3,8 +3,8 @@
 
 #include <cstddef>
 
-// A path (ANSI) of at most 239 characters, put together piece by piece. Once a piece does not fit, the path is
-// empty and stays so, as does one that begins empty: there is no cut and no half-built path.
+// A path (ANSI) of at most 239 characters, assembled piece by piece. A path that begins empty, or gets a piece that
+// does not fit, is empty and stays empty: it is never cut short.
 class BoundedPath
 {
 public:

@@ -1,8 +1,9 @@
 // The COM apartment of a scope.
 #pragma once
 
-// Puts the thread into the multithreaded apartment for as long as it lives (CoInitializeEx, whose result is
-// not looked at) and leaves it again (CoUninitialize, always).
+// Puts the thread into the multithreaded apartment (CoInitializeEx) and, at the end of the scope, takes it out again
+// (CoUninitialize).
+// Required: the result of CoInitializeEx is ignored, and CoUninitialize always follows.
 class CComInitializer
 {
 public:

@@ -1,15 +1,15 @@
-// Catches what comes out of code of others. The catch (...) of the Windows build sees neither faults nor other
-// compilers' exceptions, so there the call also goes through a frame with a structured exception handler.
+// Catches the exceptions and faults of other programs' code. The catch (...) of the Windows build sees neither faults
+// nor other compilers' exceptions, so there the call also goes through a frame with a structured exception handler.
 #include "windows/exception_guard.h"
 
 #ifdef _WIN32
 
-// void CallUnderHandler(void (*function)(void*), void* context): comes back whether the function does or not.
+// void CallUnderHandler(void (*function)(void*), void* context): returns even if the function does not.
 //
-// The frame names Windows' own handler, and the table behind .seh_handlerdata tells that handler what a
-// __try/__except around the call would: one range, a filter that is always EXCEPTION_EXECUTE_HANDLER (1), and
-// where to go on. The handler is asked only about what no frame further inside wants. The range ends behind a
-// nop because the address that is looked up is the one that the call returns to.
+// The frame names Windows' own handler. The table after .seh_handlerdata tells that handler what a __try/__except
+// around the call would: one range, a filter that is always EXCEPTION_EXECUTE_HANDLER (1), and where to continue. The
+// handler is asked only about exceptions that no inner frame handles. Windows looks up the address that the call
+// returns to: the nop after the call keeps that address inside the range.
 asm(R"(
         .text
         .p2align 4

@@ -1,4 +1,4 @@
-// The guard around code of others that may throw or fault.
+// The guard around other programs' code, which may throw or fault.
 #pragma once
 
 #include <type_traits>
@@ -11,10 +11,12 @@ bool Call(void (*function)(void*), void* context);
 
 } // namespace exception_guard_detail
 
-// Calls `callable`. True when it returned; false when an exception of any kind came out of it: on Windows also
-// an access violation, a division by zero, and what another compiler's code throws. An exception that the called
-// code handles by itself is left to it. A fault ends the frames between it and this call without running their
-// destructors, so what is called keeps its owners outside of the guard. Logs nothing.
+// Calls `callable`. Logs nothing.
+// Returns  true   it returned
+//          false  an exception of any kind came out of it: on Windows also an access violation, a division by zero, or
+//                 an exception of another compiler's code
+// Exceptions that the called code handles itself do not count. A fault leaves the frames above this call without
+// running their destructors: owners of handles and memory belong outside of the guard.
 template <typename Callable>
 bool CallGuarded(Callable callable)
 {

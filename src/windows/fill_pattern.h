@@ -1,4 +1,4 @@
-// Texts assembled from a pattern with places for other texts.
+// Texts assembled from a pattern.
 #pragma once
 
 #include <initializer_list>
@@ -6,9 +6,9 @@
 #include <string_view>
 #include <type_traits>
 
-// The pattern with each "%s" in it replaced by the next of `texts`. The pattern is a literal that holds as many
-// "%s" as there are texts and no other percent sign; what stands in a text is never taken for a place. There is
-// no limit to the length. ANSI and UTF-16 alike.
+// Returns the pattern (ANSI or UTF-16) with each "%s" in it replaced by the next of `texts`. The pattern is a literal
+// that has as many "%s" as there are texts, and no other percent sign; a "%s" within a text stays as it is. There is no
+// limit to the length.
 template <typename Char>
 std::basic_string<Char> FillPattern(const Char* pattern,
                                     std::initializer_list<std::type_identity_t<std::basic_string_view<Char>>> texts)

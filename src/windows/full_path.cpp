@@ -1,4 +1,4 @@
-// Tells full paths from others.
+// Recognises full paths.
 #include "windows/full_path.h"
 
 namespace
@@ -16,7 +16,7 @@ bool IsLetter(Char c)
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-// The length of the name that a path begins with.
+// The length of the path's first name.
 template <typename Char>
 std::size_t NameLength(std::basic_string_view<Char> path)
 {

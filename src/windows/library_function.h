@@ -1,10 +1,10 @@
-// The functions of a library that is loaded at run time.
+// Functions of libraries that are loaded at run time.
 #pragma once
 
 #include <windows.h>
 
-// The function that a loaded library exports as `name` (GetProcAddress), as a pointer of the type that the caller
-// names; null, with the last error of GetProcAddress, when there is none. Logs nothing.
+// Returns the function that a loaded library exports as `name` (ANSI), as a pointer of type `Function`; null, with the
+// last error, when there is none (GetProcAddress). Logs nothing.
 template <typename Function>
 Function FindFunction(HMODULE library, const char* name)
 {

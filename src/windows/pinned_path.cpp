@@ -13,7 +13,7 @@ namespace
 // Windows keeps a file from being renamed or deleted only for handles with access to data.
 constexpr DWORD kPinningAccess = FILE_READ_DATA | FILE_READ_ATTRIBUTES;
 
-// A call that fails and names no error must not pass for one that succeeded.
+// A call may fail without setting an error: that must not pass for success.
 DWORD ErrorOfFailure()
 {
     const DWORD error = GetLastError();
@@ -69,7 +69,7 @@ DWORD PinnedPath::CreateParents()
         DWORD error = PinNext();
         if (IsMissing(error))
         {
-            // Somebody may be first: whatever is there then has to pass the check all the same.
+            // Another process may be faster. What it made has to pass the check too.
             if (!CreateDirectoryW(m_paths[m_pinned.size()].c_str(), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS)
                 return ErrorOfFailure();
             error = PinNext();
@@ -124,13 +124,13 @@ DWORD PinnedPath::Check(HANDLE file) const
     return !isDirectory && information.nNumberOfLinks > 1 ? ERROR_TOO_MANY_LINKS : ERROR_SUCCESS;
 }
 
-// Whether what was opened has another path than it was opened by, whatever made that so. A path that Windows cannot
-// tell has at least no link in it that the attributes show.
+// Whether the open file's real path differs from the path that it was opened by. When Windows cannot tell the real
+// path, the check of the attributes for links has to do.
 bool PinnedPath::LeadsElsewhere(HANDLE file, std::wstring_view below) const
 {
     if (m_getFinalPath == nullptr)
         return false;
-    // No path that is asked for comes near this length, whatever the folder's own is.
+    // Far longer than any path that the program pins, wherever the folder is.
     wchar_t path[4 * MAX_PATH];
     const DWORD length = m_getFinalPath(file, path, static_cast<DWORD>(std::size(path)), 0);
     if (length == 0)

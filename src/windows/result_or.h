@@ -3,7 +3,7 @@
 
 #include <type_traits>
 
-// What `operation` returns; `failed` when an exception comes out of it, as when memory runs out. Logs nothing.
+// Returns the result of `operation`; `failed` when an exception comes out of it, as when memory runs out. Logs nothing.
 template <typename Operation, typename Result = std::invoke_result_t<Operation>>
 Result ResultOr(std::type_identity_t<Result> failed, Operation operation)
 {

@@ -1,10 +1,10 @@
-// Where Windows keeps its own folders.
+// Windows' own folders.
 #pragma once
 
 #include <optional>
 #include <string>
 
-// The path (UTF-16, no backslash at the end) of the folder that a CSIDL constant names (SHGetFolderPathW, no
-// token, current path). Nothing when Windows does not know it, when it does not exist, and when there is no
-// memory for it. Logs nothing.
+// Returns the path (UTF-16, without a backslash at the end) of the folder that a CSIDL constant names
+// (SHGetFolderPathW). Nothing when Windows does not know the folder, when it does not exist, or when memory runs out.
+// Logs nothing.
 std::optional<std::wstring> GetShellFolder(int csidl);

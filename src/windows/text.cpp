@@ -14,7 +14,7 @@ std::string Narrowed(std::wstring_view text)
     if (length == 0)
         return {};
     const int size = WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-    // A size of 0 would ask for the size once more.
+    // With a size of 0, the second call would only ask for the size again.
     if (size == 0)
         return {};
     std::string narrow(static_cast<std::size_t>(size), '\0');

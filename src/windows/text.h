@@ -4,11 +4,10 @@
 #include <string>
 #include <string_view>
 
-// UTF-16 to the system's ANSI code page (WideCharToMultiByte, CP_ACP). A character that the code page lacks
-// becomes the one that Windows puts in its place. Empty when the conversion fails, also for want of memory. Logs
-// nothing.
+// Converts UTF-16 to the system's ANSI code page (WideCharToMultiByte, CP_ACP). Windows replaces characters that the
+// code page lacks. Empty when the conversion fails or memory runs out. Logs nothing.
 std::string ToNarrow(std::wstring_view text);
 
-// The system's ANSI code page to UTF-16 (MultiByteToWideChar, CP_ACP). Empty when the conversion fails,
-// also for want of memory. Logs nothing.
+// Converts the system's ANSI code page to UTF-16 (MultiByteToWideChar, CP_ACP). Empty when the conversion fails or
+// memory runs out. Logs nothing.
 std::wstring ToWide(std::string_view text);

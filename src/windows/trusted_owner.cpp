@@ -1,4 +1,4 @@
-// Tells administrators, the system and its services from ordinary users.
+// Distinguishes administrators, the system and its services from ordinary users.
 #include "windows/trusted_owner.h"
 
 #include "windows/unique_handle.h"
@@ -48,7 +48,7 @@ bool IsUserOfThisProcess(PSID sid)
     UniqueKernelHandle token;
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put()))
         return false;
-    // A user and the longest SID, which stands after it.
+    // The record and, after it, the longest SID.
     alignas(TOKEN_USER) BYTE user[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE] = {};
     DWORD length = 0;
     if (!GetTokenInformation(token.Get(), TokenUser, user, sizeof user, &length))

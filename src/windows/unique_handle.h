@@ -1,4 +1,4 @@
-// Owners of Windows handles: each closes what it holds when it goes out of scope.
+// Owners of Windows handles: each closes its handle when it goes out of scope.
 #pragma once
 
 #include <windows.h>
@@ -6,9 +6,8 @@
 #include <utility>
 #include <winsvc.h>
 
-// A move-only owner of one handle (a pointer or a number) and the function that closes it. A null or zero handle
-// is no handle. The destructor may change the last error: read it before the owner of a failing call goes out of
-// scope.
+// A move-only owner of one handle (a pointer or a number), which `Close` closes. Null or zero is no handle. The
+// destructor may change the last error: read it before the owner of a failing call goes out of scope.
 template <typename Handle, auto Close>
 class UniqueHandle
 {
@@ -26,7 +25,7 @@ public:
     explicit operator bool() const { return m_handle != Handle{}; }
     Handle Get() const { return m_handle; }
 
-    // Closes what is held and takes `handle` instead.
+    // Closes its handle and takes `handle` instead.
     void Reset(Handle handle = {})
     {
         if (m_handle != Handle{})
@@ -37,7 +36,7 @@ public:
     // Gives the handle away: the caller closes it.
     [[nodiscard]] Handle Release() { return std::exchange(m_handle, Handle{}); }
 
-    // Where a Windows call that yields a handle through a pointer puts it.
+    // For a Windows call that returns a handle through a pointer.
     [[nodiscard]] Handle* Put()
     {
         Reset();
@@ -53,6 +52,6 @@ using UniqueRegistryKey = UniqueHandle<HKEY, &RegCloseKey>;
 using UniqueServiceHandle = UniqueHandle<SC_HANDLE, &CloseServiceHandle>;
 using UniqueLibrary = UniqueHandle<HMODULE, &FreeLibrary>;
 
-// Memory from LocalAlloc, or from a Windows call that asks for it to be freed with LocalFree.
+// Memory that LocalFree frees: from LocalAlloc, or from a Windows call that says so.
 template <typename Type>
 using UniqueLocalMemory = UniqueHandle<Type*, &LocalFree>;
