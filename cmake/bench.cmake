@@ -2,7 +2,7 @@
 
 find_package(benchmark REQUIRED)
 
-add_library(kelo_bench_program MODULE EXCLUDE_FROM_ALL bench/image/bench_calls.cpp)
+add_library(kelo_bench_program MODULE EXCLUDE_FROM_ALL ${KELO_PROGRAM_SOURCE} bench/image/bench_calls.cpp)
 target_link_libraries(kelo_bench_program PRIVATE kelo_objects)
 target_include_directories(kelo_bench_program PRIVATE ${PROJECT_SOURCE_DIR})
 winsim_program(kelo_bench_program)

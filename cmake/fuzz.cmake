@@ -35,7 +35,7 @@ set(FUZZ_IMAGE_OPTIONS ${FUZZ_OPTIONS} ${WINSIM_PROGRAM_OPTIONS} -D_GLIBCXX_EXTE
 file(GLOB FUZZ_RUNTIME_SOURCES ${PROJECT_SOURCE_DIR}/winsim/crt/*.cpp
     ${PROJECT_SOURCE_DIR}/tests/support/test_text_winsim.cpp)
 clang_objects(FUZZ_IMAGE_OBJECTS image
-    "${KELO_SOURCES};${TEST_CALL_SOURCES};${FUZZ_RUNTIME_SOURCES}"
+    "${KELO_SOURCES};${KELO_PROGRAM_SOURCE};${TEST_CALL_SOURCES};${FUZZ_RUNTIME_SOURCES}"
     ${FUZZ_IMAGE_OPTIONS} -fsanitize-coverage=inline-8bit-counters,trace-cmp)
 clang_objects(FUZZ_COUNTERS image "${PROJECT_SOURCE_DIR}/tests/fuzz/image/counters.cpp" ${FUZZ_IMAGE_OPTIONS})
 set(FUZZ_IMAGE ${FUZZ_FOLDER}/KeloCustomActionFuzz.so)

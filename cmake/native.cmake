@@ -83,12 +83,12 @@ add_library(kelo_objects OBJECT ${KELO_SOURCES})
 target_include_directories(kelo_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
 winsim_program(kelo_objects)
 
-add_library(kelo_program MODULE)
+add_library(kelo_program MODULE ${KELO_PROGRAM_SOURCE})
 target_link_libraries(kelo_program PRIVATE kelo_objects)
 winsim_program(kelo_program)
 set_target_properties(kelo_program PROPERTIES OUTPUT_NAME KeloCustomAction)
 
-# What installer packages call exports of: the same objects, and the one that makes an image a library.
+# What installer packages call exports of.
 add_library(kelo_library MODULE ${KELO_LIBRARY_SOURCE})
 target_link_libraries(kelo_library PRIVATE kelo_objects)
 winsim_program(kelo_library)
@@ -112,7 +112,7 @@ add_dependencies(kelo-rehearse kelo_program kelo_library)
 
 # The program once more, with an entry through which tests call its single functions.
 file(GLOB TEST_CALL_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/unit/calls/*.cpp)
-add_library(kelo_test_program MODULE ${TEST_CALL_SOURCES} tests/support/test_text_winsim.cpp)
+add_library(kelo_test_program MODULE ${KELO_PROGRAM_SOURCE} ${TEST_CALL_SOURCES} tests/support/test_text_winsim.cpp)
 target_link_libraries(kelo_test_program PRIVATE kelo_objects)
 target_include_directories(kelo_test_program PRIVATE ${PROJECT_SOURCE_DIR})
 winsim_program(kelo_test_program)

@@ -1,4 +1,4 @@
-# The two images of the program for Windows, built from the same objects; one more tells the library that it is one.
+# The two images of the program for Windows, built from the same objects; one more says which of the two an image is.
 
 # What the images alone have: how they come by their libraries.
 set(KELO_IMAGE_SOURCES image/delayed_call.cpp image/library_by_name.cpp image/program_calls.cpp)
@@ -54,6 +54,7 @@ function(kelo_image target name description type)
     endif()
     kelo_version_resource(${target} ${name}${ARGV4} ${description} ${type} "${manifest}")
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+    target_compile_options(${target} PRIVATE ${KELO_WARNINGS} -Os)
     target_link_libraries(${target} PRIVATE kelo_objects kelo_runtime ${KELO_WINDOWS_LIBRARIES})
     target_link_options(${target} PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
         -Wl,--high-entropy-va -Wl,--no-insert-timestamp
@@ -68,10 +69,9 @@ endfunction()
 # Libraries that every Windows knows by heart, and never looks for in the program's folder, and names of interfaces.
 set(KELO_WINDOWS_LIBRARIES shell32 advapi32 wbemuuid)
 
-add_executable(kelo_exe WIN32)
+add_executable(kelo_exe WIN32 ${KELO_PROGRAM_SOURCE})
 kelo_image(kelo_exe KeloCustomAction "Kelo Toolkit installer custom action" VFT_APP .exe)
 add_library(kelo_dll SHARED ${KELO_LIBRARY_SOURCE})
-target_compile_options(kelo_dll PRIVATE ${KELO_WARNINGS} -O2)
 kelo_image(kelo_dll KeloCustomAction "Kelo Toolkit installer custom action library" VFT_DLL .dll)
 
 include(cmake/resources.cmake)

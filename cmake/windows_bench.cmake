@@ -17,6 +17,6 @@ bench_program(folder_program WIN32 bench/windows/folder_program.cpp)
 bench_program(exception_program WIN32 bench/windows/exception_program.cpp)
 
 # What a log line costs on Windows' own files.
-bench_program(log_lines bench/windows/write_log_bench.cpp)
+bench_program(log_lines ${KELO_PROGRAM_SOURCE} bench/windows/write_log_bench.cpp)
 target_link_libraries(log_lines PRIVATE kelo_objects ${KELO_WINDOWS_LIBRARIES})
 target_include_directories(log_lines PRIVATE ${PROJECT_SOURCE_DIR})

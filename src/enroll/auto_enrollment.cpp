@@ -1,7 +1,7 @@
-// Calls the toolkit's task library. Several lines name another operation than their own: that is meant.
+// Calls the toolkit's task library.
 #include "enroll/auto_enrollment.h"
 
-#include "enroll/enroll_log.h"
+#include "log/module_logs.h"
 #include "log/operation.h"
 #include "platform/product_registry.h"
 #include "windows/exception_guard.h"
@@ -9,21 +9,46 @@
 #include "windows/full_path.h"
 #include "windows/library_function.h"
 #include "windows/unique_handle.h"
-
-#include <windows.h>
+#include "windows/windows_version.h"
 
 namespace
 {
 
 constexpr int kFailed = -1;
 
-// What the lines of caught exceptions call the operations.
-constexpr char kInstall[] = "InstallAutoEnrollmentTasks";
-constexpr char kRemove[] = "RemoveAutoEnrollmentTasks";
-
 constexpr char kWantedValue[] = "KlAutoEnrollInstalled";
 
-// The library's exports take no arguments. A removal's result is not looked at.
+// One of the two operations: its name, and its lines until the task library is loaded.
+struct TaskOperation
+{
+    const char* name;
+    LogFormat<DWORD> wow64Unknown;
+    LogFormat<> wow64;
+    LogFormat<> noKey;
+    LogFormat<> noPath;
+    LogFormat<> noLibrary;
+};
+
+constexpr TaskOperation kInstall = {
+    "InstallAutoEnrollmentTasks",
+    "InstallAutoEnrollmentTasks - failed to detect process on host os type: %d",
+    "InstallAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!",
+    "*** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't create Auto-Enroll Tasks",
+    "*** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't create Auto-Enroll Tasks",
+    "*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library <x>.dll can't create Auto-Enroll Tasks",
+};
+
+// Required: two texts speak of the installation.
+constexpr TaskOperation kRemove = {
+    "RemoveAutoEnrollmentTasks",
+    "RemoveAutoEnrollmentTasks - failed to detect process on host os type: %d",
+    "RemoveAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!",
+    "*** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't remove Auto-Enroll Tasks",
+    "*** RemoveAutoEnrollmentTasks(): Failed to find path to Toolkit can't remove Auto-Enroll Tasks",
+    "*** KeloToolkitProxy::RemoveAutoEnrollmentTasks(): Failed to load library <x>.dll can't create Auto-Enroll Tasks",
+};
+
+// The library's exports take no arguments. The removal's result is ignored.
 using AreTasksInstalledFunction = BYTE(WINAPI*)();
 using InstallTasksFunction = DWORD(WINAPI*)();
 using RemoveTasksFunction = DWORD(WINAPI*)();
@@ -56,28 +81,62 @@ bool AreTasksWanted()
     return true;
 }
 
-// Loads the task library from the toolkit's directory (ANSI). A directory that is not a full path is not searched for
-// on the current drive or in its current directory.
+// Loads the task library from the toolkit's directory (ANSI), but not from a path that depends on the current
+// directory.
 UniqueLibrary LoadTaskLibrary(const std::string& directory)
 {
     const bool endsInBackslash = !directory.empty() && directory.back() == '\\';
     const char* pattern = endsInBackslash ? "%sCertJobPlanner.dll" : "%s\\CertJobPlanner.dll";
     const std::string path = FillPattern(pattern, {directory});
-    // Required: an empty directory is one without a backslash at its end. It is the root of the current drive.
+    // Required: an empty directory counts as one without a backslash at the end; it means the root of the current
+    // drive.
     if (!directory.empty() && !IsFullPath(path))
         return {};
     return UniqueLibrary{LoadLibraryA(path.c_str())};
 }
 
-// What a function of the task library answers. Nothing, with a line that names the operation, when an exception of any
-// kind came out of it.
+// Loads the task library of the installed toolkit. None, with a line, when it is not found or does not load.
+UniqueLibrary OpenTaskLibrary(const TaskOperation& operation)
+{
+    UniqueRegistryKey key = OpenCommonKey();
+    if (!key)
+    {
+        WriteLog(g_enrollLog, operation.noKey);
+        return {};
+    }
+    const auto directory = ReadText(key.Get(), kInstallationPathValue);
+    key.Reset();
+    if (!directory)
+    {
+        WriteLog(g_enrollLog, operation.noPath);
+        return {};
+    }
+    UniqueLibrary library = LoadTaskLibrary(*directory);
+    if (!library)
+        WriteLog(g_enrollLog, operation.noLibrary);
+    return library;
+}
+
+// Whether this is a 32-bit process on 64-bit Windows, where nothing is done. A failing call counts as no.
+bool IsRefused(const TaskOperation& operation)
+{
+    const auto wow64 = IsWow64();
+    if (!wow64)
+        WriteLog(g_enrollLog, operation.wow64Unknown, GetLastError());
+    if (!wow64.value_or(false))
+        return false;
+    WriteLog(g_enrollLog, operation.wow64);
+    return true;
+}
+
+// Calls a function of the task library. Nothing, with a line, when an exception of any kind came out of it.
 template <typename Answer>
-std::optional<Answer> Ask(Answer(WINAPI* function)(), const char* operation)
+std::optional<Answer> Ask(Answer(WINAPI* function)(), const TaskOperation& operation)
 {
     Answer answer{};
     if (CallGuarded([&answer, function] { answer = function(); }))
         return answer;
-    WriteLog(g_enrollLog, "%s - Unknown exception caught return %d", operation, kFailed);
+    LogException(g_enrollLog, operation.name, kFailed);
     return std::nullopt;
 }
 
@@ -116,76 +175,9 @@ int InstallTasks(HMODULE library)
     }
 }
 
-// Whether this is a 32-bit process on 64-bit Windows. Logs a failing call and answers it with no.
-bool IsWow64(LogFormat<DWORD> undetected)
+int RemoveTasks(HMODULE library)
 {
-    BOOL wow64 = FALSE;
-    if (!IsWow64Process(GetCurrentProcess(), &wow64))
-        WriteLog(g_enrollLog, undetected, GetLastError());
-    return wow64 != FALSE;
-}
-
-int Install()
-{
-    if (IsWow64("InstallAutoEnrollmentTasks - failed to detect process on host os type: %d"))
-    {
-        WriteLog(g_enrollLog,
-                 "InstallAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!");
-        return 0;
-    }
-    if (!AreTasksWanted())
-        return 0;
-
-    UniqueRegistryKey key = OpenCommonKey();
-    const auto directory = key ? ReadText(key.Get(), kInstallationPathValue) : std::nullopt;
-    key.Reset();
-    if (!directory)
-    {
-        WriteLog(g_enrollLog, "*** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't create "
-                              "Auto-Enroll Tasks");
-        return kFailed;
-    }
-    const UniqueLibrary library = LoadTaskLibrary(*directory);
-    if (!library)
-    {
-        WriteLog(g_enrollLog, "*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library <x>.dll can't "
-                              "create Auto-Enroll Tasks");
-        return kFailed;
-    }
-    return InstallTasks(library.Get());
-}
-
-int Remove()
-{
-    if (IsWow64("RemoveAutoEnrollmentTasks - failed to detect process on host os type: %d"))
-    {
-        WriteLog(g_enrollLog, "RemoveAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!");
-        return 0;
-    }
-
-    UniqueRegistryKey key = OpenCommonKey();
-    if (!key)
-    {
-        WriteLog(g_enrollLog, "*** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't remove "
-                              "Auto-Enroll Tasks");
-        return kFailed;
-    }
-    const auto directory = ReadText(key.Get(), kInstallationPathValue);
-    key.Reset();
-    if (!directory)
-    {
-        WriteLog(g_enrollLog, "*** RemoveAutoEnrollmentTasks(): Failed to find path to Toolkit can't remove "
-                              "Auto-Enroll Tasks");
-        return kFailed;
-    }
-    const UniqueLibrary library = LoadTaskLibrary(*directory);
-    if (!library)
-    {
-        WriteLog(g_enrollLog, "*** KeloToolkitProxy::RemoveAutoEnrollmentTasks(): Failed to load library <x>.dll "
-                              "can't create Auto-Enroll Tasks");
-        return kFailed;
-    }
-    const auto removeTasks = FindFunction<RemoveTasksFunction>(library.Get(), "RemoveAutoEnrollmentTasks");
+    const auto removeTasks = FindFunction<RemoveTasksFunction>(library, "RemoveAutoEnrollmentTasks");
     if (removeTasks == nullptr)
     {
         WriteLog(g_enrollLog, "*** KeloToolkitProxy::RemoveAutoEnrollmentTasks(): Failed GetProcAddress can't create "
@@ -195,14 +187,30 @@ int Remove()
     return Ask(removeTasks, kRemove) ? 0 : kFailed;
 }
 
+int Install()
+{
+    if (IsRefused(kInstall) || !AreTasksWanted())
+        return 0;
+    const UniqueLibrary library = OpenTaskLibrary(kInstall);
+    return library ? InstallTasks(library.Get()) : kFailed;
+}
+
+int Remove()
+{
+    if (IsRefused(kRemove))
+        return 0;
+    const UniqueLibrary library = OpenTaskLibrary(kRemove);
+    return library ? RemoveTasks(library.Get()) : kFailed;
+}
+
 } // namespace
 
 int InstallAutoEnrollmentTasks()
 {
-    return RunOperation(g_enrollLog, kInstall, kFailed, &Install);
+    return RunOperation(g_enrollLog, kInstall.name, kFailed, &Install);
 }
 
 int RemoveAutoEnrollmentTasks()
 {
-    return RunOperation(g_enrollLog, kRemove, kFailed, &Remove);
+    return RunOperation(g_enrollLog, kRemove.name, kFailed, &Remove);
 }

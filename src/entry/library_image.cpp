@@ -1,15 +1,4 @@
-// Makes an image of the program a library: linked into that image alone, and built before all its other objects.
+// Makes an image the library that installer packages call. Each image links this source or program_image.cpp.
 #include "windows/image_kind.h"
 
-namespace
-{
-
-struct LibraryImage
-{
-    LibraryImage() { BecomeLibraryImage(); }
-};
-
-// The highest priority there is for a program's own objects.
-[[gnu::init_priority(101)]] const LibraryImage g_libraryImage;
-
-} // namespace
+const ImageKind kImageKind = ImageKind::Library;

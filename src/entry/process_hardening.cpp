@@ -1,4 +1,4 @@
-// Keeps the elevated process from code and files that an ordinary user has prepared.
+// Keeps the elevated process from loading libraries and following links that an ordinary user has prepared.
 #include "windows/image_kind.h"
 #include "windows/library_function.h"
 #include "windows/unique_handle.h"
@@ -17,7 +17,7 @@ constexpr DWORD kEnforceRedirectionTrust = 1;
 
 using SetPolicyFunction = BOOL(WINAPI*)(int policy, void* settings, SIZE_T size);
 
-// From Windows 10 on, Windows itself then refuses junctions that users without administrator rights have made.
+// Windows 10 and later then refuse junctions that users without administrator rights have made.
 void EnforceRedirectionTrust()
 {
     const UniqueLibrary library{LoadLibraryA("kernel32.dll")};
@@ -29,14 +29,14 @@ void EnforceRedirectionTrust()
         setPolicy(kRedirectionTrustPolicy, &policy, sizeof policy);
 }
 
-// A library is a guest in its process, and leaves it as it is.
+// Only for the program: a library leaves the settings of its process alone.
 struct ProcessHardening
 {
     ProcessHardening()
     {
-        if (IsLibraryImage())
+        if (kImageKind == ImageKind::Library)
             return;
-        // Libraries that are loaded by name alone never come from the current directory.
+        // The current directory is not searched for libraries.
         SetDllDirectoryW(L"");
         EnforceRedirectionTrust();
     }

@@ -1,11 +1,11 @@
-// Runs the steps of each installer phase in their order. One step's result decides the exit code; every other
-// step logs its own failures, and the sequence goes on.
+// Runs the steps of each installer phase in order. One step's result decides the exit code; any other step logs its own
+// failures, and the sequence goes on.
 #include "entry/run_custom_action.h"
 
 #include "enroll/auto_enrollment.h"
-#include "entry/entry_log.h"
 #include "entry/install_folder.h"
 #include "entry/setup_options.h"
+#include "log/module_logs.h"
 #include "messages/result_message.h"
 #include "providers/ksp_registration.h"
 #include "providers/passthrough_csp.h"
@@ -28,7 +28,7 @@ struct CommandLine
     const wchar_t* const* argv;
 };
 
-// The minidriver comes before the reader, in the installation and in the removal alike.
+// Required: the minidriver comes before the reader in the installation and in the removal.
 void InstallVirtualSmartCard(const std::string& installFolder)
 {
     WriteLog(g_entryLog, "Install TPM Virtual Smartcard.... ");
@@ -70,7 +70,7 @@ int Commit(const CommandLine&)
     return static_cast<int>(result);
 }
 
-// "/Rollback" and "/Uninstall" are one and the same.
+// "/Rollback" and "/Uninstall" are the same.
 int Remove(const CommandLine& commandLine)
 {
     const std::string installFolder = InstallFolderOf(commandLine.argv[0]);
@@ -81,7 +81,7 @@ int Remove(const CommandLine& commandLine)
     Win8Uninstall();
     RemoveAutoEnrollmentTasks();
     UninstallVirtualSmartCard(installFolder);
-    // A removal leaves no message for the user, whatever it came to.
+    // Required: a removal leaves no message, even if it failed.
     PublishResultMessage(0, 0);
     return result;
 }

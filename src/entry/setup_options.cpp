@@ -1,16 +1,16 @@
-// Reads what a "/Setup" is asked to do.
+// Reads the options of a "/Setup".
 #include "entry/setup_options.h"
 
-#include "entry/entry_log.h"
 #include "entry/options.h"
+#include "log/module_logs.h"
 #include "platform/product_registry.h"
 #include "windows/unique_handle.h"
 
 namespace
 {
 
-// Whether the virtual smart card was there when the toolkit was last removed. A common key that cannot be
-// opened is passed over without a line.
+// Whether the virtual smart card was there when the toolkit was last removed.
+// Required: no line says that the key could not be opened.
 bool WasVscInstalled()
 {
     UniqueRegistryKey key;
@@ -37,7 +37,7 @@ SetupOptions ReadSetupOptions(int argc, const wchar_t* const* argv)
     if (GetOptionValue("/TSS_VENDOR=", options.tssVendor, argc, argv))
         WriteLog(g_entryLog, "TSS Vendor: %s", options.tssVendor.c_str());
 
-    // The value of a flag is not looked at: any text behind the equals sign sets it.
+    // Any text after the equals sign sets a flag.
     std::string value;
     if (GetOptionValue("/TPM_VSC=", value, argc, argv))
     {

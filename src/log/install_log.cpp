@@ -23,10 +23,11 @@ constexpr char kHeaderFormat[] = "%04d/%02d/%02d %02d:%02d:%02d.%03d TZ%02d [%04
 // A line ends at this length at the latest; a newline and the terminator follow.
 constexpr std::size_t kLongestLine = 510;
 
-// The one line buffer of all writers.
+// Required: all writers share one line buffer.
 char g_line[kLongestLine + 2];
 
-// The zone figure of the header, in hours. The daylight bias always counts, in force or not.
+// The zone figure of the header, in hours.
+// Required: the daylight bias is always added, whether or not it is in force.
 int ZoneHours()
 {
     TIME_ZONE_INFORMATION zone{};
@@ -34,14 +35,14 @@ int ZoneHours()
     return -static_cast<int>(zone.Bias + zone.DaylightBias) / 60;
 }
 
-// Appends text to the line buffer after its first `length` characters. Text that does not fit leaves the longest
-// line; text with a character that cannot be written is left out. Returns the new length.
+// Appends text to the first `length` characters of the line buffer. Text that does not fit is cut at the longest line;
+// text with a character that cannot be written is left out. Returns the new length.
 std::size_t AppendFormatted(std::size_t length, const char* format, va_list arguments)
 {
     char* end = g_line + length;
     const std::size_t room = sizeof g_line - 1 - length;
-    // _vsnprintf ends only a text that leaves room, and fails alike for text that is too long and for a character that
-    // it cannot write. Text that is too long has filled the last place.
+    // _vsnprintf terminates a text only if there is room left, and fails in the same way for text that is too long and
+    // for a character that it cannot write. Only text that is too long has filled the last place.
     g_line[kLongestLine] = '\0';
     end[room] = '\0';
     const int written = _vsnprintf(end, room, format, arguments);
@@ -70,8 +71,8 @@ std::size_t AppendHeader(int indent)
                            now.wMilliseconds, zone, static_cast<int>(GetCurrentThreadId()), indent, "");
 }
 
-// Ends the line in the buffer, where at least its header stands, with one newline, cutting a line that leaves no room
-// for it.
+// Ends the line in the buffer with one newline, and cuts a line that has no room for it. The line is never empty: it
+// has at least its header.
 void EndLine(std::size_t length)
 {
     if (g_line[length - 1] == '\n')
@@ -83,7 +84,7 @@ void EndLine(std::size_t length)
     g_line[length] = '\0';
 }
 
-// Nothing when a text cannot be converted: what is left of it would lead elsewhere.
+// Nothing when a text cannot be converted: the rest of the path would lead elsewhere.
 std::optional<PinnedPath> FileBelow(const std::string& appData, const std::string& below)
 {
     const std::wstring folder = ToWide(appData);
@@ -93,7 +94,7 @@ std::optional<PinnedPath> FileBelow(const std::string& appData, const std::strin
     return PinnedPath{folder, path, PinnedPath::Kind::File};
 }
 
-// Opens the file of a path whose folders are pinned.
+// Opens the pinned file, or makes it.
 std::FILE* OpenForAppending(PinnedPath& pins, const std::string& path)
 {
     DWORD error = pins.Pin();
@@ -102,7 +103,7 @@ std::FILE* OpenForAppending(PinnedPath& pins, const std::string& path)
     return error == ERROR_SUCCESS ? _fsopen(path.c_str(), "a", _SH_DENYNO) : nullptr;
 }
 
-// Makes the log's folder, if every part of the path that is there is what it says.
+// Makes the log's folder, unless a part of the path that exists is not what it says.
 bool MakeFolder(PinnedPath& pins, const std::string& folder)
 {
     DWORD error = pins.Pin();
@@ -120,7 +121,7 @@ bool MakeFolder(PinnedPath& pins, const std::string& folder)
 
 InstallLog::InstallLog(const char* fileName)
 {
-    if (IsLibraryImage())
+    if (kImageKind == ImageKind::Library)
         m_szUnopenedFileName = fileName;
     else
         Open(fileName);
@@ -135,7 +136,7 @@ bool InstallLog::Open(const char* fileName)
 {
     char appData[MAX_PATH] = {};
     SHGetFolderPathA(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, appData);
-    // The log would be written on the current drive or in its current directory.
+    // Otherwise the log would be written to the current directory.
     if (!IsFullPath(appData))
         return false;
     return ResultOr(false, [this, &appData, fileName] { return OpenIn(appData, fileName); });
@@ -174,7 +175,7 @@ bool InstallLog::Write(const char* format, va_list arguments, int indent)
     return true;
 }
 
-// Without a path this fails like the opening of any file without a name.
+// Required: without a path, a file without a name is opened, which fails.
 std::FILE* InstallLog::OpenForOneLine() const
 {
     if (m_sBelow.empty())
@@ -201,7 +202,7 @@ bool log_detail::WriteArguments(InstallLog& log, const char* format, ...)
     }
     catch (...)
     {
-        // A log that fails must not fail the step that writes to it.
+        // A failing log must not fail the step that writes to it.
     }
     va_end(arguments);
     return written;

@@ -1,12 +1,18 @@
-// The boundary of the program's operations: no exception gets out of one.
+// The boundary of the program's operations, which no exception leaves.
 #pragma once
 
 #include "log/install_log.h"
 
 #include <type_traits>
 
-// What `operation` returns, a bool or an int; `failed` when an exception comes out of it, as when memory runs out. A
-// line then names the operation: "<name> - Unknown exception caught return <failed>".
+// Logs that an exception came out of an operation, which returns `failed` for it.
+inline void LogException(InstallLog& log, const char* name, int failed)
+{
+    WriteLog(log, "%s - Unknown exception caught return %d", name, failed);
+}
+
+// Returns the result of `operation`, a bool or an int. When an exception comes out of it, as when memory runs out, logs
+// that under `name` and returns `failed`.
 template <typename Operation, typename Result = std::invoke_result_t<Operation>>
 Result RunOperation(InstallLog& log, const char* name, std::type_identity_t<Result> failed, Operation operation)
 {
@@ -16,7 +22,7 @@ Result RunOperation(InstallLog& log, const char* name, std::type_identity_t<Resu
     }
     catch (...)
     {
-        WriteLog(log, "%s - Unknown exception caught return %d", name, static_cast<int>(failed));
+        LogException(log, name, static_cast<int>(failed));
         return failed;
     }
 }

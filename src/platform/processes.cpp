@@ -1,10 +1,9 @@
 // Finds and ends processes by the name of their program file.
 #include "platform/processes.h"
 
-#include "platform/platform_log.h"
+#include "log/module_logs.h"
 
-// The functions of psapi.dll: from version 2 on they are meant to come from kernel32.dll, which has them only
-// since Windows 7.
+// Version 2 of these functions is in kernel32.dll, but only since Windows 7: version 1 is in psapi.dll everywhere.
 #define PSAPI_VERSION 1
 #include <psapi.h>
 
@@ -66,7 +65,7 @@ bool KillProcessByName(const char* imageName)
     if (!killed)
     {
         WriteLog(g_platformLog, "Unable to kill process: %s\n", imageName);
-        // Read this late on purpose: closing and logging may have changed it.
+        // Required: the error is read only here, after closing and logging, which may have changed it.
         WriteLog(g_platformLog, "error: %d\n", GetLastError());
         return false;
     }

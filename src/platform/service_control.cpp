@@ -1,7 +1,7 @@
 // Controls Windows services by name.
 #include "platform/service_control.h"
 
-#include "platform/platform_log.h"
+#include "log/module_logs.h"
 #include "windows/text.h"
 #include "windows/unique_handle.h"
 
@@ -16,7 +16,7 @@ constexpr DWORD kRestartMs = 60000;
 
 using NameLine = LogFormat<const char*>;
 
-// How an operation opens its service, and what it says of one that it cannot open.
+// How an operation opens its service, and the lines for a service that it cannot open.
 struct Opening
 {
     DWORD access;
@@ -86,8 +86,8 @@ std::optional<NamedService> Open(const wchar_t* serviceName, const Opening& open
     return service;
 }
 
-// One round of a wait: the progress line, which is spaced unlike the first status line on purpose, a pause and
-// a new status.
+// One round of a wait: the progress line, a pause and a new status.
+// Required: the progress line has another spacing than the first status line.
 bool Poll(NamedService& service)
 {
     WriteLog(g_platformLog, "%s  current status: %d, %d", service.Name(), service.status.dwCurrentState,
@@ -117,7 +117,7 @@ bool Stop(NamedService& service)
         return false;
     }
     WriteLog(g_platformLog, "Stopping service");
-    // Without a limit on purpose: what follows must not find the service half stopped.
+    // Required: without a limit; the next step must not find the service half stopped.
     while (!service.IsIn(SERVICE_STOPPED))
     {
         if (!Poll(service))
@@ -127,7 +127,7 @@ bool Stop(NamedService& service)
     return true;
 }
 
-// Waits for a start by counting the looks. False when the status could not be read.
+// Waits for a start by counting polls. False when the status could not be read.
 bool WaitForStart(NamedService& service)
 {
     for (int polls = 1; !service.IsIn(SERVICE_RUNNING); ++polls)
@@ -149,7 +149,7 @@ bool WaitForRestart(NamedService& service)
     {
         if (!Poll(service))
             return false;
-        // The start time is not reset when the check point moves: the minute counts from the first poll.
+        // Required: the start time is not reset when the check point moves; the minute counts from the first poll.
         if (service.status.dwCheckPoint > checkPoint)
             checkPoint = service.status.dwCheckPoint;
         else if (GetTickCount() - startTime > kRestartMs)

@@ -1,7 +1,7 @@
 // Registers and removes the key storage providers.
 #include "providers/ksp_registration.h"
 
-#include "providers/providers_log.h"
+#include "log/module_logs.h"
 #include "windows/library_function.h"
 #include "windows/unique_handle.h"
 #include "windows/windows_version.h"
@@ -23,8 +23,8 @@ constexpr DWORD kCannotCall = static_cast<DWORD>(E_FAIL);
 
 constexpr ULONG kKeepExisting = 0; // not CRYPT_OVERWRITE
 
-// The registration record, the same for both providers. Nobody writes to it: Windows' structures merely ask for
-// writable pointers.
+// The registration record of both providers. It is not constant because Windows' structures have pointers to writable
+// memory.
 wchar_t g_image[] = L"KeloKSP.dll";
 wchar_t g_function[] = L"KEY_STORAGE";
 PWSTR g_functions[] = {g_function};
@@ -33,10 +33,27 @@ PCRYPT_INTERFACE_REG g_interfaces[] = {&g_interface};
 CRYPT_IMAGE_REG g_userModeImage = {g_image, 1, g_interfaces};
 CRYPT_PROVIDER_REG g_registration = {0, nullptr, &g_userModeImage, nullptr};
 
-using RegisterProviderFunction = NTSTATUS(WINAPI*)(LPCWSTR, ULONG, PCRYPT_PROVIDER_REG);
-using UnregisterProviderFunction = NTSTATUS(WINAPI*)(LPCWSTR);
-using AddContextFunctionProviderFunction = NTSTATUS(WINAPI*)(ULONG, LPCWSTR, ULONG, LPCWSTR, LPCWSTR, ULONG);
-using RemoveContextFunctionProviderFunction = NTSTATUS(WINAPI*)(ULONG, LPCWSTR, ULONG, LPCWSTR, LPCWSTR);
+// A function of CNG: its name, and the lines for a library without it and for a failing status.
+template <typename Function>
+struct CngFunction
+{
+    const char* name;
+    LogFormat<DWORD> missing; // required: the text has no place for the last error that comes with it
+    LogFormat<NTSTATUS> failed;
+};
+
+constexpr CngFunction<NTSTATUS(WINAPI*)(LPCWSTR, ULONG, PCRYPT_PROVIDER_REG)> kRegisterProvider = {
+    "BCryptRegisterProvider", " Failed to GetProcAddress for BCryptRegisterProvider",
+    "BCryptRegisterProvider failed with error code 0x%08x\n"};
+constexpr CngFunction<NTSTATUS(WINAPI*)(ULONG, LPCWSTR, ULONG, LPCWSTR, LPCWSTR, ULONG)> kAddContextFunction = {
+    "BCryptAddContextFunctionProvider", " Failed to GetProcAddress for BCryptAddContextFunctionProvider",
+    "BCryptAddContextFunctionProvider failed with error code 0x%08x\n"};
+constexpr CngFunction<NTSTATUS(WINAPI*)(LPCWSTR)> kUnregisterProvider = {
+    "BCryptUnregisterProvider", " Failed to GetProcAddress for BCryptUnregisterProvider",
+    "BCryptUnregisterProvider failed with error code 0x%08x\n"};
+constexpr CngFunction<NTSTATUS(WINAPI*)(ULONG, LPCWSTR, ULONG, LPCWSTR, LPCWSTR)> kRemoveContextFunction = {
+    "BCryptRemoveContextFunctionProvider", " Failed to GetProcAddress for BCryptRemoveContextFunctionProvider",
+    "BCryptRemoveContextFunctionProvider failed with error code 0x%08x\n"};
 
 UniqueLibrary LoadCng()
 {
@@ -46,69 +63,55 @@ UniqueLibrary LoadCng()
     return library;
 }
 
-// A CNG function, or null with a line. The line's text has no place for the last error that comes with it.
+// Null, with a line, when the library lacks the function.
 template <typename Function>
-Function FindCngFunction(const UniqueLibrary& library, const char* name, LogFormat<DWORD> missing)
+Function Find(const UniqueLibrary& library, const CngFunction<Function>& function)
 {
-    const auto function = FindFunction<Function>(library.Get(), name);
-    if (function == nullptr)
-        WriteLog(g_providersLog, missing, GetLastError());
-    return function;
+    const auto found = FindFunction<Function>(library.Get(), function.name);
+    if (found == nullptr)
+        WriteLog(g_providersLog, function.missing, GetLastError());
+    return found;
 }
 
+// The status of a function that Find has looked for; E_FAIL when it was not found.
+template <typename Function, typename... Arguments>
+DWORD Call(const CngFunction<Function>& function, Function found, Arguments... arguments)
+{
+    if (found == nullptr)
+        return kCannotCall;
+    const NTSTATUS status = found(arguments...);
+    if (status != 0)
+        WriteLog(g_providersLog, function.failed, status);
+    return static_cast<DWORD>(status);
+}
+
+// Required: a missing second function is found out only after the call of the first.
 DWORD Register(const wchar_t* provider)
 {
     const UniqueLibrary library = LoadCng();
     if (!library)
         return kCannotCall;
-    const auto registerProvider = FindCngFunction<RegisterProviderFunction>(
-        library, "BCryptRegisterProvider", " Failed to GetProcAddress for BCryptRegisterProvider");
-    const auto addContextFunction = FindCngFunction<AddContextFunctionProviderFunction>(
-        library, "BCryptAddContextFunctionProvider", " Failed to GetProcAddress for BCryptAddContextFunctionProvider");
-    if (registerProvider == nullptr)
-        return kCannotCall;
-    NTSTATUS status = registerProvider(provider, kKeepExisting, &g_registration);
-    if (status != 0)
-    {
-        WriteLog(g_providersLog, "BCryptRegisterProvider failed with error code 0x%08x\n", status);
-        return static_cast<DWORD>(status);
-    }
-    // A missing second function is meant to be found out only here.
-    if (addContextFunction == nullptr)
-        return kCannotCall;
+    const auto registerProvider = Find(library, kRegisterProvider);
+    const auto addContextFunction = Find(library, kAddContextFunction);
+    const DWORD status = Call(kRegisterProvider, registerProvider, provider, kKeepExisting, &g_registration);
+    if (status != kSuccess)
+        return status;
     // At the bottom: the providers never take precedence over the system's own.
-    status = addContextFunction(CRYPT_LOCAL, nullptr, NCRYPT_KEY_STORAGE_INTERFACE, g_function, provider,
-                                CRYPT_PRIORITY_BOTTOM);
-    if (status != 0)
-        WriteLog(g_providersLog, "BCryptAddContextFunctionProvider failed with error code 0x%08x\n", status);
-    return static_cast<DWORD>(status);
+    return Call(kAddContextFunction, addContextFunction, CRYPT_LOCAL, nullptr, NCRYPT_KEY_STORAGE_INTERFACE, g_function,
+                provider, CRYPT_PRIORITY_BOTTOM);
 }
 
-// Takes away in the reverse order of Register.
+// The context function, which Register adds last, goes first.
 DWORD Unregister(const wchar_t* provider)
 {
     const UniqueLibrary library = LoadCng();
     if (!library)
         return kCannotCall;
-    const auto unregisterProvider = FindCngFunction<UnregisterProviderFunction>(
-        library, "BCryptUnregisterProvider", " Failed to GetProcAddress for BCryptUnregisterProvider");
-    const auto removeContextFunction = FindCngFunction<RemoveContextFunctionProviderFunction>(
-        library, "BCryptRemoveContextFunctionProvider",
-        " Failed to GetProcAddress for BCryptRemoveContextFunctionProvider");
-    if (removeContextFunction == nullptr)
-        return kCannotCall;
-    NTSTATUS status = removeContextFunction(CRYPT_LOCAL, nullptr, NCRYPT_KEY_STORAGE_INTERFACE, g_function, provider);
-    if (status != 0)
-    {
-        WriteLog(g_providersLog, "BCryptRemoveContextFunctionProvider failed with error code 0x%08x\n", status);
-        return static_cast<DWORD>(status);
-    }
-    if (unregisterProvider == nullptr)
-        return kCannotCall;
-    status = unregisterProvider(provider);
-    if (status != 0)
-        WriteLog(g_providersLog, "BCryptUnregisterProvider failed with error code 0x%08x\n", status);
-    return static_cast<DWORD>(status);
+    const auto unregisterProvider = Find(library, kUnregisterProvider);
+    const auto removeContextFunction = Find(library, kRemoveContextFunction);
+    const DWORD status = Call(kRemoveContextFunction, removeContextFunction, CRYPT_LOCAL, nullptr,
+                              NCRYPT_KEY_STORAGE_INTERFACE, g_function, provider);
+    return status == kSuccess ? Call(kUnregisterProvider, unregisterProvider, provider) : status;
 }
 
 bool HasCng()
@@ -119,7 +122,7 @@ bool HasCng()
     return false;
 }
 
-// What is done with one provider, in the order of registration and of removal alike.
+// A provider's steps. The registration and the removal take the providers in the same order.
 struct Provider
 {
     const wchar_t* name;
@@ -128,7 +131,7 @@ struct Provider
     LogFormat<const wchar_t*> alreadyRegistered;
 };
 
-// The second text is meant to lack a word.
+// Required: the second text lacks the word "KSP".
 constexpr Provider kProviders[] = {
     {kTcgKsp, &CKspRegistration::RegisterTcgKsp, &CKspRegistration::UnregisterTcgKsp, "Already registered KSP %S\n"},
     {kStrongAuthKsp, &CKspRegistration::RegisterStrongAuthKsp, &CKspRegistration::UnregisterStrongAuthKsp,

@@ -1,16 +1,19 @@
-// Which Microsoft provider the pass-through cryptographic service provider hands its work on to.
+// The choice of the Microsoft provider that the pass-through cryptographic service provider (CSP) uses.
 #pragma once
 
 #include <windows.h>
 
-// Result codes of SetPassthroughCsp, besides 0. Both have a message for the user.
+// Results of SetPassthroughCsp, besides 0. Both have a message for the user.
 inline constexpr DWORD kCapiKeyNotCreated = 10039;
 inline constexpr DWORD kCapiValueNotWritten = 10040;
 
-// Records the best Microsoft RSA provider that is registered on the machine as the registry value
-// "PassthroughCSP"; an empty text when there is none. `flag` is not looked at. 0, kCapiKeyNotCreated when the
-// registry key cannot be created or opened, or kCapiValueNotWritten. Logs nothing.
-DWORD SetPassthroughCsp(int flag);
+// Writes the name of the best registered Microsoft RSA provider, or an empty text, to the registry value
+// "PassthroughCSP". Logs nothing.
+// Returns  0                     written
+//          kCapiKeyNotCreated    the registry key could be neither created nor opened
+//          kCapiValueNotWritten  the value could not be written
+DWORD SelectPassthroughCsp();
 
 // The same.
-DWORD SelectPassthroughCsp();
+// Required: `flag` is ignored.
+DWORD SetPassthroughCsp(int flag);

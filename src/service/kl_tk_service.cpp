@@ -1,7 +1,7 @@
-// Stops a service against a clock.
+// Stops a service within a time limit.
 #include "service/kl_tk_service.h"
 
-#include "service/service_log.h"
+#include "log/module_logs.h"
 
 #include <cstdio>
 
@@ -47,7 +47,7 @@ int CKlTkService::StopService(SC_HANDLE service)
         std::printf("Service stop pending...\n");
         if (!WaitAndQuery(service, status))
             return kQueryFailed;
-        // The log's answer is meant to be the result here, although callers take 1 for a failure.
+        // Required: the log's result is returned; callers take its 1 for a failure.
         if (status.dwCurrentState == SERVICE_STOPPED)
             return WriteLog(g_serviceLog, "Service stopped successfully.\n");
         if (timedOut())

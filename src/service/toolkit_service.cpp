@@ -1,11 +1,11 @@
 // Registers and removes the toolkit's Windows service.
 #include "service/toolkit_service.h"
 
+#include "log/module_logs.h"
 #include "log/operation.h"
 #include "platform/service_binary_path.h"
+#include "platform/stack_names.h"
 #include "service/kl_tk_service.h"
-#include "service/service_log.h"
-#include "tss/tss_names.h"
 #include "windows/child_process.h"
 #include "windows/full_path.h"
 #include "windows/result_or.h"
@@ -30,9 +30,9 @@ struct StackDependency
 };
 
 constexpr StackDependency kStackDependencies[] = {
-    {L"IFX", kIfxService},
-    {L"NTRU", kNtruService},
-    {L"KELO", kKeloService},
+    {kIfxServiceVendor, kIfxService},
+    {kNtruServiceVendor, kNtruService},
+    {kKeloServiceVendor, kKeloService},
 };
 
 const StackDependency* FindStackDependency(const wchar_t* vendor)
@@ -45,7 +45,7 @@ const StackDependency* FindStackDependency(const wchar_t* vendor)
     return nullptr;
 }
 
-// Windows 8 and later start the TPM Base Services on demand; before Vista there are none.
+// Windows 8 and later start the TPM Base Services on demand; Windows before Vista does not have them.
 bool DependsOnTbs()
 {
     if (!IsWindowsVersionAtLeast(6, 0))
@@ -64,8 +64,7 @@ void AppendEntry(std::wstring& multiString, const wchar_t* entry)
     multiString.append(entry).push_back(L'\0');
 }
 
-// The services that must run before the toolkit's: names with a zero behind each, and the string's own behind
-// the last.
+// The services that must run before the toolkit's: a zero ends each name, and the string's own zero ends the list.
 std::wstring DependenciesFor(const wchar_t* vendor)
 {
     std::wstring dependencies;
@@ -79,19 +78,26 @@ std::wstring DependenciesFor(const wchar_t* vendor)
     return dependencies;
 }
 
-// Has the service program register itself. A program that cannot be run shows when the service is opened.
+// Runs the service program with one switch. Whether that could be done shows when the service is opened or deleted.
+void RunServiceProgram(const std::wstring& program, wchar_t* commandLine)
+{
+    if (const auto started = ChildProcess::Start({program.c_str(), commandLine, CREATE_NO_WINDOW}))
+        started->WaitForEnd();
+}
+
+// Has the service program register itself.
 bool Register(const char* directory)
 {
     const std::wstring folder = ToWide(directory);
-    // The program would be looked for on the current drive or in its current directory.
+    // Otherwise the program would be looked for in the current directory.
     if (!IsFullPath(folder))
         return false;
     wchar_t commandLine[] = L"-Service";
-    RunAndWait((folder + kServiceProgram).c_str(), commandLine);
+    RunServiceProgram(folder + kServiceProgram, commandLine);
     return true;
 }
 
-// Stops a service left from an earlier installation. Whatever comes of it, the installation goes on.
+// Stops a service left from an earlier installation, which goes on even if that fails.
 void StopInstalledService()
 {
     UniqueServiceHandle manager{OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)};
@@ -103,7 +109,7 @@ void StopInstalledService()
     const UniqueServiceHandle service{OpenServiceW(manager.Get(), kServiceName, SERVICE_ALL_ACCESS)};
     if (!service)
     {
-        // The manager is meant to be closed before the error is read.
+        // Required: the manager is closed before the error is read.
         manager.Reset();
         WriteLog(g_serviceLog, "InstallTkService - failed to open the KlPCR Service. %d (this is expected)",
                  GetLastError());
@@ -127,13 +133,13 @@ void Configure(SC_HANDLE service, const std::wstring& dependencies)
     ChangeServiceConfig2W(service, SERVICE_CONFIG_DESCRIPTION, &description);
 }
 
-// Has the service program take back what it registered. The directory that the service manager names stands for
-// the program here, without its file name, on purpose.
+// Has the service program take back what it registered.
+// Required: the program's directory is run, without a file name; Windows starts nothing.
 void Unregister(const std::wstring& programDirectory)
 {
     WriteLog(g_serviceLog, "UnInstallTkService - unregister the service");
     wchar_t commandLine[] = L"-UnregServer";
-    RunAndWait(programDirectory.c_str(), commandLine);
+    RunServiceProgram(programDirectory, commandLine);
     WriteLog(g_serviceLog, "UnInstallTkService - Unregisted the COM portion of the service");
 }
 

@@ -1,5 +1,5 @@
-// Sets the Windows services that smart cards need to start automatically, and starts them.
-#include "smartcard/smartcard_log.h"
+// Makes the Windows services that smart cards need start automatically, and starts them.
+#include "log/module_logs.h"
 #include "smartcard/tpm_smart_card.h"
 #include "windows/result_or.h"
 #include "windows/unique_handle.h"
@@ -38,7 +38,7 @@ std::optional<DWORD> StartTypeOf(SC_HANDLE service)
     DWORD size = 0;
     if (QueryServiceConfigW(service, nullptr, 0, &size) || GetLastError() != ERROR_INSUFFICIENT_BUFFER)
         return std::nullopt;
-    // Never less than the record itself, whatever size was named.
+    // Never less than the record itself, even if Windows names a smaller size.
     std::vector<BYTE> buffer(std::max<std::size_t>(size, sizeof(QUERY_SERVICE_CONFIGW)));
     auto* configuration = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data());
     if (!QueryServiceConfigW(service, configuration, size, &size))
@@ -52,7 +52,7 @@ bool SetAutoStart(SC_HANDLE service)
                                 nullptr, nullptr, nullptr, nullptr, nullptr) != FALSE;
 }
 
-// Whether an open service neither runs nor is starting. A service that does not tell its state is left alone.
+// Whether an open service neither runs nor is starting. A service whose state cannot be read is left alone.
 bool NeedsStart(SC_HANDLE service)
 {
     SERVICE_STATUS_PROCESS status{};
@@ -70,8 +70,8 @@ int Configure(const CardService& cardService)
     const UniqueServiceHandle manager{OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)};
     if (!manager)
         return -1;
-    // Without the right to read the state, which Windows insists on below: where it does, the service starts with the
-    // next start of Windows. That is meant.
+    // Required: without the right to read the state. Windows then refuses NeedsStart, and the service starts with the
+    // next start of Windows.
     const UniqueServiceHandle service{
         OpenServiceW(manager.Get(), cardService.name, SERVICE_QUERY_CONFIG | SERVICE_CHANGE_CONFIG | SERVICE_START)};
     if (!service)

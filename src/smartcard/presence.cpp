@@ -1,5 +1,5 @@
 // Asks the smart-card resource manager for the toolkit's virtual reader.
-#include "smartcard/smartcard_log.h"
+#include "log/module_logs.h"
 #include "smartcard/tpm_smart_card.h"
 #include "windows/result_or.h"
 #include "windows/unique_handle.h"
@@ -18,8 +18,8 @@ constexpr wchar_t kReaderName[] = L"Kelo VIRTUAL_CARD_READER 0";
 
 using UniqueCardContext = UniqueHandle<SCARDCONTEXT, &SCardReleaseContext>;
 
-// Whether a list of names, each with a zero behind it and an empty one at the end, holds the reader's name in any
-// letter case. The list's last character is a zero.
+// Whether a list of names has the reader's name, in any letter case. A zero ends each name, and an empty name the list.
+// The last character is a zero.
 bool HoldsReader(const std::wstring& readers)
 {
     for (std::size_t start = 0; start < readers.size() && readers[start] != L'\0';)
@@ -32,8 +32,8 @@ bool HoldsReader(const std::wstring& readers)
     return false;
 }
 
-// Zeros for a list of `length` characters and for one that ends a list which does not end itself. Empty when there is
-// no memory for them.
+// A buffer for a list of `length` characters and one zero more, which ends a list that does not end itself. Empty when
+// memory runs out.
 std::wstring MakeListBuffer(DWORD length)
 {
     return ResultOr({}, [length] { return std::wstring(std::size_t{length} + 1, L'\0'); });

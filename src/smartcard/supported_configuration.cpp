@@ -1,14 +1,14 @@
-// Asks whether the smart-card steps may run on this system.
-#include "smartcard/smartcard_log.h"
+// Checks whether the smart-card steps may run on this system.
+#include "log/module_logs.h"
 #include "smartcard/tpm_smart_card.h"
 #include "windows/windows_version.h"
 
 bool CTPMSmartCard::IsWOW64Process()
 {
-    BOOL wow64 = FALSE;
-    if (!IsWow64Process(GetCurrentProcess(), &wow64))
+    const auto wow64 = IsWow64();
+    if (!wow64)
         WriteLog(g_smartcardLog, "IsWOW64Process - failed to detect process on host os type: %d", GetLastError());
-    return wow64 == TRUE;
+    return wow64.value_or(false);
 }
 
 bool CTPMSmartCard::IsVistaOrLater()

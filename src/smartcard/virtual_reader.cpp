@@ -1,23 +1,13 @@
 // Installs and removes the virtual smart-card reader.
-#include "log/operation.h"
+#include "log/module_logs.h"
 #include "platform/product_registry.h"
-#include "smartcard/driver_commands.h"
-#include "smartcard/smartcard_log.h"
+#include "smartcard/card_driver.h"
 #include "smartcard/tpm_smart_card.h"
-#include "windows/shell_folder.h"
 #include "windows/text.h"
 #include "windows/unique_handle.h"
 
-#include <windows.h>
-
-#include <shlobj.h>
-
 namespace
 {
-
-constexpr int kNoFolder = -1;
-constexpr int kNotCopied = -3;
-constexpr int kCommandFailed = -4;
 
 constexpr wchar_t kBodyLibrary[] = L"KeloVReaderBody.dll";
 
@@ -31,14 +21,12 @@ constexpr DriverCommand kRemoveCommands[] = {
     {L"-f dp_delete_kelo KeloSmartCardDriver.inf", "Remove SmartCard - command dp_delete_kelo failed!"},
 };
 
-std::wstring BodyLibraryIn(const std::wstring& systemFolder)
+// Copies the body library or, when it is in use, has Windows move it into place at the next start.
+bool CopyBody(const std::wstring& driverFolder, const CardFolders& folders)
 {
-    return systemFolder + L"\\" + kBodyLibrary;
-}
-
-// Copies the body library or, when it is in use, has Windows move it into place at its next start.
-bool CopyNowOrAtReboot(const std::wstring& source, const std::wstring& target)
-{
+    WriteLog(g_smartcardLog, "System32 Directory: %s", ToNarrow(folders.system).c_str());
+    const std::wstring source = driverFolder + kBodyLibrary;
+    const std::wstring target = folders.system + L"\\" + kBodyLibrary;
     if (CopyFileW(source.c_str(), target.c_str(), FALSE))
         return true;
     const DWORD error = GetLastError();
@@ -50,8 +38,8 @@ bool CopyNowOrAtReboot(const std::wstring& source, const std::wstring& target)
     return false;
 }
 
-// Notes for the next set-up whether there was a virtual reader to remove. Only a removal writes this value, and
-// nobody learns of a failure.
+// Notes for the next set-up whether there was a virtual reader to remove.
+// Required: a failure is ignored.
 void NotePresence(bool present)
 {
     UniqueRegistryKey key;
@@ -67,86 +55,40 @@ void NotePresence(bool present)
                    sizeof installed);
 }
 
-int InstallReader(const wchar_t* location, bool isInstalled)
+void AnnounceRemoval(bool isInstalled)
 {
-    if (!CTPMSmartCard::IsSupportedConfiguration(false))
-    {
-        WriteLog(g_smartcardLog, "Install SmartCard - not a valid system/configuration... skipping....");
-        return 0;
-    }
-    if (isInstalled)
-    {
-        // The reader's step is meant to speak of the minidriver here.
-        WriteLog(g_smartcardLog, "Install MiniDriver - Kelo VSC already installed... skipping....");
-        return 0;
-    }
-    CTPMSmartCard::ConfigureCertPropService();
-    CTPMSmartCard::ConfigureSmartCardService();
-
-    const auto systemFolder = GetShellFolder(CSIDL_SYSTEM);
-    if (!systemFolder)
-    {
-        WriteLog(g_smartcardLog, "Install SmartCard - Failed to get path to ...\\System32");
-        return kNoFolder;
-    }
-    if (!IsLocation(location))
-    {
-        WriteLog(g_smartcardLog, "Install SmartCard - Failed; Location of installation was not provided");
-        return kNoFolder;
-    }
-
-    const std::wstring folder = std::wstring(location) + kDriverFolder;
-    WriteLog(g_smartcardLog, "System32 Directory: %s", ToNarrow(*systemFolder).c_str());
-    if (!CopyNowOrAtReboot(folder + kBodyLibrary, BodyLibraryIn(*systemFolder)))
-        return kNotCopied;
-    return RunUntilFailure(kInstallCommands, folder) ? 0 : kCommandFailed;
-}
-
-bool RemoveDriver(const wchar_t* location)
-{
-    RunAll(kRemoveCommands, DriverFolderForRemoval(location));
-    return true;
-}
-
-int RemoveReader(const wchar_t* location, bool isInstalled)
-{
-    if (!CTPMSmartCard::IsSupportedConfiguration(false))
-    {
-        WriteLog(g_smartcardLog, "Remove SmartCard - not a valid system/configuration... skipping....");
-        return 0;
-    }
     if (!isInstalled)
-    {
         WriteLog(g_smartcardLog, "CTPMSmartCard::Uninstall - Kelo Smart Card not installed so skip uninstallation");
-        NotePresence(false);
-        return 0;
-    }
-    NotePresence(true);
-    RunOperation(g_smartcardLog, "CTPMSmartCard::Uninstall", false, [location] { return RemoveDriver(location); });
-
-    const auto systemFolder = GetShellFolder(CSIDL_SYSTEM);
-    if (!systemFolder)
-    {
-        WriteLog(g_smartcardLog, "Remove SmartCard - Failed to get path to ...\\System32");
-        return kNoFolder;
-    }
-    if (DeleteNowOrAtReboot(BodyLibraryIn(*systemFolder),
-                            "Remove SmartCard - couldn't directly delete the KeloVReaderBody dll, mark for deletion "
-                            "on reboot"))
-        WriteLog(g_smartcardLog, "Remove SmartCard - deleted KeloVReaderBody.dll");
-    return 0;
+    NotePresence(isInstalled);
 }
+
+constexpr CardDriver kReaderDriver = {
+    .allowsWow64 = false,
+    .usesWindowsFolder = false,
+    .bodyLibrary = kBodyLibrary,
+    .installName = "CTPMSmartCard::Install",
+    .installRefused = "Install SmartCard - not a valid system/configuration... skipping....",
+    .copyBodies = &CopyBody,
+    .installCommands = kInstallCommands,
+    .installed = std::nullopt,
+    .removeName = "CTPMSmartCard::Uninstall",
+    .removeRefused = "Remove SmartCard - not a valid system/configuration... skipping....",
+    .announceRemoval = &AnnounceRemoval,
+    .removeCommands = kRemoveCommands,
+    .noSystemFolder = "Remove SmartCard - Failed to get path to ...\\System32",
+    .bodyMarked = "Remove SmartCard - couldn't directly delete the KeloVReaderBody dll, mark for deletion on reboot",
+    .bodyDeleted = LogFormat<>{"Remove SmartCard - deleted KeloVReaderBody.dll"},
+    .removed = std::nullopt,
+};
 
 } // namespace
 
 int CTPMSmartCard::Install(const wchar_t* location) const
 {
-    return RunOperation(g_smartcardLog, "CTPMSmartCard::Install", kNotCopied,
-                        [=, this] { return InstallReader(location, m_bKlSCardInstalled); });
+    return InstallDriver(kReaderDriver, location, m_bKlSCardInstalled);
 }
 
 int CTPMSmartCard::Uninstall(const wchar_t* location) const
 {
-    return RunOperation(g_smartcardLog, "CTPMSmartCard::Uninstall", kNoFolder,
-                        [=, this] { return RemoveReader(location, m_bKlSCardInstalled); });
+    return RemoveDriver(kReaderDriver, location, m_bKlSCardInstalled);
 }

@@ -1,10 +1,9 @@
-// Decides whether automatic provisioning can be switched on this system.
+// Checks whether automatic provisioning can be switched on this system, and has it switched off.
 #include "tpm/auto_provisioning.h"
 
-#include "tpm/tpm_log.h"
+#include "log/module_logs.h"
+#include "tpm/set_auto_provisioning.h"
 #include "windows/windows_version.h"
-
-#include <windows.h>
 
 namespace
 {
@@ -16,7 +15,7 @@ enum class Platform
     kUnknown,
 };
 
-// The lines name the installation: the removal makes the same checks and is meant to write the same lines.
+// Required: the texts name the installation in the removal too.
 Platform CheckPlatform()
 {
     if (!IsWindowsVersionAtLeast(6, 2))
@@ -24,13 +23,13 @@ Platform CheckPlatform()
         WriteLog(g_tpmLog, "Target system is not Win8+");
         return Platform::kUnsupported;
     }
-    BOOL wow64 = FALSE;
-    if (!IsWow64Process(GetCurrentProcess(), &wow64))
+    const auto wow64 = IsWow64();
+    if (!wow64)
     {
         WriteLog(g_tpmLog, "Win8Install - failed to detect process on host os type: %d", GetLastError());
         return Platform::kUnknown;
     }
-    if (wow64)
+    if (*wow64)
     {
         WriteLog(g_tpmLog, "Win8Install - This is a x86 process running on x64 system don't execute!");
         return Platform::kUnsupported;

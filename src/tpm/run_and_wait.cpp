@@ -1,9 +1,8 @@
-// Runs a program and waits for it.
-#include "tpm/srk_auth_change.h"
-#include "tpm/tpm_log.h"
-#include "windows/unique_handle.h"
+// Runs a program whose command line may hold a password.
+#include "tpm/run_and_wait.h"
 
-#include <windows.h>
+#include "log/module_logs.h"
+#include "windows/child_process.h"
 
 namespace
 {
@@ -15,20 +14,15 @@ constexpr int kNoExitCode = 1;
 int RunAndWait(const CSecretText& commandLine)
 {
     CSecretText writable = commandLine;
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION started{};
-    if (!CreateProcessW(nullptr, writable.Data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &started))
+    const auto program = ChildProcess::Start({.commandLine = writable.Data()});
+    if (!program)
         return kNotStarted;
-    const UniqueKernelHandle thread{started.hThread};
-    const UniqueKernelHandle process{started.hProcess};
-
-    WaitForSingleObject(process.Get(), INFINITE);
-    DWORD exitCode = 0;
-    if (!GetExitCodeProcess(process.Get(), &exitCode))
+    program->WaitForEnd();
+    const auto exitCode = program->ExitCode();
+    if (!exitCode)
     {
         WriteLog(g_tpmLog, "Unable to get Process exit code! err: %d", GetLastError());
         return kNoExitCode;
     }
-    return static_cast<int>(exitCode);
+    return static_cast<int>(*exitCode);
 }

@@ -1,5 +1,6 @@
 // Calls the methods of the TPM's WMI class.
-#include "tpm/auto_provisioning.h"
+#include "tpm/set_auto_provisioning.h"
+
 #include "tpm/com_owners.h"
 
 #include <windows.h>
@@ -16,7 +17,7 @@ constexpr CLSID kWbemAdministrativeLocator = {
     0xCB8555CC, 0x9128, 0x11D1, {0xAD, 0x9B, 0x00, 0xC0, 0x4F, 0xD8, 0xFD, 0xFF}};
 constexpr IID kWbemLocator = {0xDC12A687, 0x737F, 0x11CF, {0x88, 0x4D, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}};
 
-// The names that the calls use, as COM strings.
+// The calls' names, as COM strings.
 struct Names
 {
     const UniqueBstr space{SysAllocString(L"root\\CIMV2\\Security\\MicrosoftTpm")};
@@ -25,7 +26,7 @@ struct Names
     const UniqueBstr disable{SysAllocString(L"DisableAutoProvisioning")};
     const UniqueBstr enable{SysAllocString(L"EnableAutoProvisioning")};
     const UniqueBstr onlyForNextBoot{SysAllocString(L"OnlyForNextBoot")};
-    const UniqueBstr queryLanguage{SysAllocString(L"WQL")}; // made and not used: that is meant
+    const UniqueBstr queryLanguage{SysAllocString(L"WQL")}; // Required: made and not used
 
     explicit operator bool() const
     {
@@ -52,14 +53,15 @@ UniqueInterface<IWbemServices> Connect(const Names& names)
     return services;
 }
 
-// Calls a method of the TPM. Its own result lies in the output object, and is not read.
+// Calls a method of the TPM.
+// Required: the method's own result, in the output object, is not read.
 bool Execute(IWbemServices* services, const Names& names, BSTR method, IWbemClassObject* input)
 {
     UniqueInterface<IWbemClassObject> output;
     return SUCCEEDED(services->ExecMethod(names.tpm.Get(), method, 0, nullptr, input, output.Put(), nullptr));
 }
 
-// The input of the method that switches off: for good, not only for the next start. Nothing when a call fails.
+// The input of the method that switches off: permanently, not only for the next start. Nothing when a call fails.
 UniqueInterface<IWbemClassObject> DisableInput(IWbemServices* services, const Names& names)
 {
     UniqueInterface<IWbemClassObject> tpmClass;

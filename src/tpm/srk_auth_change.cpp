@@ -1,9 +1,9 @@
-// Checks the SRK authorization and has it changed.
+// Has the SRK tool check and change the SRK authorization.
 #include "tpm/srk_auth_change.h"
 
-#include "log/log_format.h"
+#include "log/module_logs.h"
 #include "tpm/custom_action_data.h"
-#include "tpm/tpm_log.h"
+#include "tpm/run_and_wait.h"
 #include "tpm/unquoted_path.h"
 #include "windows/result_or.h"
 #include "windows/unique_handle.h"
@@ -22,7 +22,7 @@ constexpr wchar_t kTool[] = L"TpmKeyFixer.exe";
 constexpr char kRunKey[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Run";
 constexpr char kRunValue[] = "ChangeTPMAuth"; // its name and its text alike
 
-// What the installer hands over for the change. Any value may hold the password: a value ends only at " /".
+// The installer's options for the change. Any value may hold the password, because a value ends only at " /".
 struct ChangeOptions
 {
     CSecretText caption;
@@ -33,7 +33,7 @@ struct ChangeOptions
     bool verify;
 };
 
-// What an exit code of the tool means.
+// The meaning of an exit code of the tool.
 struct ToolOutcome
 {
     int code;
@@ -41,7 +41,7 @@ struct ToolOutcome
     bool goOn;
 };
 
-// After the check, whether the authorization is to be changed.
+// Of the check: whether to change the authorization.
 constexpr ToolOutcome kVerifyOutcomes[] = {
     {-7, "TPM Not Enabled", false},
     {-6, "TPM Not Activated", false},
@@ -52,7 +52,7 @@ constexpr ToolOutcome kVerifyOutcomes[] = {
     {kNotStarted, "Unable to launch process!", false},
 };
 
-// After the change, whether it is still to be done.
+// Of the change: whether it is still to be done.
 constexpr ToolOutcome kChangeOutcomes[] = {
     {-8, "User Cancelled", true},
     {-7, "TPM Not Enabled", true},
@@ -75,7 +75,7 @@ ChangeOptions ParseOptions(std::wstring_view data)
     };
 }
 
-// The data itself is wiped and freed here, before the tool is run for the first time.
+// Wipes and frees the data itself before the tool is run for the first time.
 std::optional<ChangeOptions> ReadOptions(MSIHANDLE install)
 {
     const auto data = ReadCustomActionData(install);
@@ -84,7 +84,7 @@ std::optional<ChangeOptions> ReadOptions(MSIHANDLE install)
     return ResultOr({}, [&data] { return std::optional(ParseOptions(data->View())); });
 }
 
-// Required: the tool's path is handed over without quotation marks, blanks or not.
+// Required: the path stands in the command line without quotation marks, even with blanks.
 std::wstring ToolPath()
 {
     wchar_t programFiles[MAX_PATH] = {};
@@ -99,7 +99,8 @@ CSecretText VerifyCommandLine(const std::wstring& toolPath)
     return commandLine;
 }
 
-// A text for the tool, when there is one: nothing within it is escaped.
+// Appends an option for the tool, unless its value is empty.
+// Required: nothing in the value is escaped.
 void AppendText(CSecretText& commandLine, std::wstring_view option, const CSecretText& value)
 {
     if (value.IsEmpty())
@@ -125,13 +126,13 @@ CSecretText ChangeCommandLine(const std::wstring& toolPath, const ChangeOptions&
     return commandLine;
 }
 
-// A tool in whose stead another program would start counts as one that cannot be started.
+// If another program would start in place of the tool, the tool counts as one that cannot be started.
 int RunTool(const std::wstring& toolPath, const CSecretText& commandLine)
 {
     return StartsAnotherProgram(toolPath) ? kNotStarted : RunAndWait(commandLine);
 }
 
-// Logs what an exit code of the tool means; an unknown one gives `unknown`.
+// Logs the meaning of an exit code. Returns whether to go on: `unknown` for a code that has no meaning.
 bool GoOnAfter(int code, std::span<const ToolOutcome> outcomes, bool unknown)
 {
     for (const ToolOutcome& outcome : outcomes)
@@ -164,7 +165,7 @@ UINT ChangeSrkAuthorization(MSIHANDLE install)
     if (!options)
         return kNoCustomActionData;
 
-    // Without memory for a command line, the tool counts as not started. That ends the action before the change.
+    // When memory runs out, the tool counts as not started, which ends the action before the change.
     const std::wstring toolPath = ResultOr({}, &ToolPath);
     const auto verify = [&] { return toolPath.empty() ? kNotStarted : RunTool(toolPath, VerifyCommandLine(toolPath)); };
     if (!GoOnAfter(ResultOr(kNotStarted, verify), kVerifyOutcomes, false))

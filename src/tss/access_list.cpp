@@ -1,7 +1,7 @@
 // Makes access lists for well-known accounts.
 #include "tss/access_list.h"
 
-#include "tss/tss_log.h"
+#include "log/module_logs.h"
 
 #include <aclapi.h>
 

@@ -1,10 +1,10 @@
 // Opens the toolkit's policy directory and configuration file to the accounts that need them.
 #include "tss/config_access.h"
 
+#include "log/module_logs.h"
 #include "log/operation.h"
 #include "tss/access_list.h"
 #include "tss/directory_owner.h"
-#include "tss/tss_log.h"
 #include "windows/pinned_path.h"
 #include "windows/text.h"
 
@@ -22,7 +22,7 @@ constexpr SECURITY_INFORMATION kProtectedList = DACL_SECURITY_INFORMATION | PROT
 
 using AccessRules = std::array<AccessRule, 4>;
 
-// The first line names everyone for the users' group on purpose.
+// Required: the first text says "Everyone" for Users.
 constexpr AccessRules RulesForUsersWith(DWORD usersAccess)
 {
     return {{
@@ -44,7 +44,8 @@ bool IsMissingFile(DWORD error)
     return error == ERROR_FILE_NOT_FOUND;
 }
 
-// The shell makes the directory itself. Its parents are made one by one, each pinned before anything is made in it.
+// The shell makes the directory itself. Its parents are made one by one, and each is pinned before anything is made in
+// it.
 bool CreateDirectories(PinnedPath& pins, const std::wstring& path)
 {
     int error = static_cast<int>(pins.CreateParents());
@@ -56,7 +57,8 @@ bool CreateDirectories(PinnedPath& pins, const std::wstring& path)
     return false;
 }
 
-// The file is there before the call that would follow a link to make it. A failure shows when the list is applied.
+// CreateFileW would follow a link to make the file: it is made and pinned before that. A failure shows when the list is
+// applied.
 bool CreateEmptyFile(PinnedPath& pins, const std::wstring& path)
 {
     if (pins.CreateEmptyFile() != ERROR_SUCCESS)
@@ -65,7 +67,7 @@ bool CreateEmptyFile(PinnedPath& pins, const std::wstring& path)
                                     nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == nullptr)
         return false;
-    // INVALID_HANDLE_VALUE is closed like any other on purpose: a file that is not there fails further on.
+    // Required: INVALID_HANDLE_VALUE is closed like any other handle; a missing file fails later.
     CloseHandle(file);
     return true;
 }
@@ -100,12 +102,11 @@ std::wstring CommonAppData()
     return folder;
 }
 
-// Makes the object when reading its access list, which goes into `descriptor` and is of no further use, says that
-// there is none.
+// Reads the object's access list into `descriptor`, only to see whether the object exists, and makes it if it does not.
 bool EnsureExists(const ProtectedObject& object, PinnedPath& pins, const std::wstring& path,
                   UniqueLocalMemory<void>& descriptor)
 {
-    // A failure of any other kind is the next call's as well.
+    // The next call fails too with any other error.
     if (const DWORD misleading = pins.Pin(); IsMisleading(misleading))
     {
         WriteLog(g_tssLog, "GetNamedSecurityInfoW error: %d ", misleading);
@@ -122,7 +123,7 @@ bool EnsureExists(const ProtectedObject& object, PinnedPath& pins, const std::ws
     return false;
 }
 
-// The name is used only while everything that it leads through is pinned. A configuration file may be a user's.
+// Uses the path only while all its parts are pinned. The configuration file may belong to a user.
 DWORD Apply(const ProtectedObject& object, PinnedPath& pins, std::wstring& path, const std::vector<UniqueSid>& sids,
             const UniqueAccessList& list)
 {

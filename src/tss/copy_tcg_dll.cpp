@@ -1,8 +1,8 @@
 // Copies the detection library into the Windows system directory.
 #include "tss/copy_tcg_dll.h"
 
+#include "log/module_logs.h"
 #include "tss/probe_library_path.h"
-#include "tss/tss_log.h"
 #include "windows/exception_guard.h"
 #include "windows/full_path.h"
 #include "windows/pinned_path.h"
@@ -25,7 +25,7 @@ BoundedPath WindowsDirectory()
     UINT length = GetEnvironmentVariableA("windir", directory, sizeof directory);
     if (length == 0)
         length = GetWindowsDirectoryA(directory, sizeof directory);
-    // A directory that does not fit gives its length alone.
+    // A directory that does not fit is not written; only its length is returned.
     return length < sizeof directory ? BoundedPath{directory} : BoundedPath{};
 }
 
@@ -38,14 +38,14 @@ PinnedPath DirectoriesOf(const BoundedPath& path)
     return {wide.substr(0, drive), wide.substr(drive), PinnedPath::Kind::Directory, READ_CONTROL};
 }
 
-// Whether the directory that the environment names may be written to, as the Win32 error of what is wrong with it: it
-// is on no drive, a link, or an ordinary user's. One that is missing is left to the copy to find out.
+// The environment names the directory: 0 when it may be written to, or a Win32 error when it is on no drive, a link, or
+// an ordinary user's. A missing directory is left to the copy, which fails.
 DWORD Check(PinnedPath& directories, const BoundedPath& path)
 {
     if (!IsPathOnDrive(path.Get()))
         return ERROR_FILENAME_EXCED_RANGE;
     DWORD error = directories.Pin();
-    // A path that cannot be converted has no parts to make sure of.
+    // A path that cannot be converted has no parts to check.
     if (error == ERROR_SUCCESS && directories.Parts().empty())
         return ERROR_NO_UNICODE_TRANSLATION;
     for (const UniqueKernelHandle& directory : directories.Parts())
@@ -66,7 +66,7 @@ bool Copy(const BoundedPath& source, const BoundedPath& destination)
     return CopyFileA(source.Get(), destination.Get(), FALSE) != FALSE;
 }
 
-// Moves a file that is in use out of the way. Failures are logged, and the copy is tried again all the same.
+// Moves a file that is in use out of the way. The copy is tried again even if that fails.
 void MoveAside(const BoundedPath& file, const BoundedPath& backup)
 {
     if (!DeleteFileA(backup.Get()))

@@ -1,13 +1,13 @@
-// Finds out whether a TCG software stack and the TPM behind it are usable.
+// Finds out whether a TCG software stack and its TPM are usable.
 #include "tss/detect_tpm_platform.h"
 
+#include "log/module_logs.h"
 #include "platform/processes.h"
 #include "platform/service_control.h"
+#include "platform/stack_names.h"
 #include "tss/detection_library.h"
 #include "tss/probe_library_path.h"
 #include "tss/shim_files.h"
-#include "tss/tss_log.h"
-#include "tss/tss_names.h"
 #include "windows/windows_version.h"
 
 #include <cstring>
@@ -15,7 +15,7 @@
 namespace
 {
 
-// A toolkit program that must not run while the stack is looked at.
+// A program of the toolkit that must not run during detection.
 struct LeftoverProcess
 {
     const char* imageName;
@@ -27,7 +27,7 @@ constexpr LeftoverProcess kLeftoverProcesses[] = {
     {"VaultCourier.exe", "kill VaultCourier.exe --> %s"},
 };
 
-// The shim that must not stand in for a stack while the stack is looked at.
+// The shim that must not stand in for a stack during detection.
 struct OldShim
 {
     const char* vendor;
@@ -40,10 +40,10 @@ constexpr OldShim kOldShims[] = {
     {kKeloVendor, "Remove old Tspi_x64.dll", kTspiSlot},
 };
 
-// Whether NTRU's processes and service have been seen to in this process.
+// Required: NTRU's processes and service are cleaned up once in a process.
 bool g_ntruCleanedUp = false;
 
-// What the log shows of a text that may be missing.
+// The text, or what the log shows in place of a null one.
 const char* Shown(const char* text)
 {
     return text != nullptr ? text : "(null)";
@@ -81,7 +81,7 @@ bool RestartNtruService()
     return true;
 }
 
-// Runs once per process. False when the stack's service could not be restarted.
+// False when the stack's service could not be restarted.
 bool CleanUpNtruOnce(const char* vendor)
 {
     if (g_ntruCleanedUp || !(Is(vendor, kNtruVendor) || Is(vendor, kNtru12Vendor)))
@@ -111,7 +111,7 @@ void CleanUpKelo(const char* vendor)
     RestartServiceByName(kKeloService);
 }
 
-// False when the stack is not to be looked at.
+// False when there is to be no detection.
 bool CleanUp(const char* vendor)
 {
     if (!CleanUpNtruOnce(vendor))
@@ -137,7 +137,7 @@ bool DetectTPMPlatform(const char* target, const char* vendor, DWORD* resultCode
         WriteLog(g_tssLog, "Load %s", path.Get());
         *resultCode = AskDetectionLibrary(path);
     }
-    // Without a saved mode the mode becomes 0 on purpose.
+    // Required: without a saved mode, the mode becomes 0.
     SetErrorMode(savedErrorMode);
     return *resultCode == kUsable;
 }

@@ -1,8 +1,8 @@
 // Asks a detection library for the state of its stack and of the TPM.
 #include "tss/detection_library.h"
 
+#include "log/module_logs.h"
 #include "log/platform_event.h"
-#include "tss/tss_log.h"
 #include "windows/exception_guard.h"
 #include "windows/library_function.h"
 #include "windows/unique_handle.h"
@@ -20,7 +20,7 @@ constexpr int kYes = 1;        // isEnabled, isActivated, isOwned
 constexpr int kSrkCorrect = 0; // ValidSRKAuth
 constexpr int kSrkIncorrect = 1;
 
-// Nothing found here changes the result: an SRK in the wrong form is only reported.
+// An SRK in the wrong form is only reported: it does not change the result.
 void CheckSrk(HMODULE library)
 {
     const Query isOwned = FindFunction<Query>(library, "isOwned");
@@ -80,7 +80,7 @@ DWORD CheckTpm(HMODULE library)
     else
         WriteLog(g_tssLog, "TPM is not activated rc: %d", kTpmNotUsable);
 
-    // A TPM that is not activated is looked at further on purpose.
+    // Required: the SRK of a TPM that is not activated is checked too.
     CheckSrk(library);
     return activated ? kUsable : kTpmNotUsable;
 }
@@ -109,7 +109,7 @@ DWORD LoadFailed(const BoundedPath& path, DWORD error)
     return kTpmNotUsable;
 }
 
-// Loads the library into `library` and asks it. Runs guarded, so nothing here owns anything.
+// Loads the library into `library` and asks it. Runs under the guard, so it owns nothing itself.
 DWORD LoadAndCheck(const BoundedPath& path, UniqueLibrary& library)
 {
     library.Reset(LoadLibraryA(path.Get()));

@@ -1,9 +1,9 @@
 // Inspects the TSP library of an installed NTRU stack.
 #include "tss/ntru_tsp_library.h"
 
+#include "log/module_logs.h"
 #include "platform/service_binary_path.h"
-#include "tss/tss_log.h"
-#include "tss/tss_names.h"
+#include "platform/stack_names.h"
 #include "windows/exception_guard.h"
 #include "windows/text.h"
 
@@ -40,13 +40,13 @@ bool Exists(const std::wstring& file)
 std::optional<std::wstring> KnownFolder(int csidl)
 {
     wchar_t folder[MAX_PATH] = {};
-    // Any other result passes for success on purpose.
+    // Required: any result but E_FAIL counts as success.
     if (SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, folder) == E_FAIL)
         return std::nullopt;
     return folder;
 }
 
-// Where the stack's libraries lie, with a backslash at the end.
+// The folder of the stack's libraries, with a backslash at the end.
 std::optional<std::wstring> StackFolder()
 {
     std::wstring serviceFolder;
@@ -134,7 +134,7 @@ int CheckTspLibrary()
 
 int CopyTSP1FileImp()
 {
-    // After a fault, what the check had opened and allocated stays so until the program ends.
+    // After a fault, the check's memory is not freed until the program ends.
     int result = kCheckFailed;
     if (!CallGuarded([&result] { result = CheckTspLibrary(); }))
         WriteLog(g_tssLog, "CopyTSP1FileImp - Unknown exception caught return 1");

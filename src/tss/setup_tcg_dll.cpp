@@ -1,15 +1,15 @@
 // Sets the machine up for a TCG software stack.
 #include "tss/setup_tcg_dll.h"
 
+#include "log/module_logs.h"
 #include "platform/service_binary_path.h"
+#include "platform/stack_names.h"
 #include "service/toolkit_service.h"
 #include "tss/config_access.h"
 #include "tss/copy_tcg_dll.h"
 #include "tss/detect_tpm_platform.h"
 #include "tss/ntru_tsp_library.h"
 #include "tss/shim_files.h"
-#include "tss/tss_log.h"
-#include "tss/tss_names.h"
 #include "tss/unblock_tpm_commands.h"
 #include "windows/unique_handle.h"
 #include "windows/windows_version.h"
@@ -22,7 +22,7 @@ namespace
 
 constexpr int kNtruNotPresent = -1;
 
-// Puts the TSP library in place that applications find a stack through when no detection has vouched for it.
+// Puts in place the library through which applications find a stack that no detection has found usable.
 void PlaceKeloLibrary(const char* target)
 {
     RemoveTSP1File(kTspiSlot);
@@ -30,7 +30,7 @@ void PlaceKeloLibrary(const char* target)
     if (GetServiceBinaryPath(kKeloService, serviceFolder))
         return;
     WriteLog(g_tssLog, "Kelo TSS not present so copy 'shim' TSPI.dll");
-    // The shim is meant to come from the NTRU folder here too.
+    // Required: the shim comes from the NTRU folder here too.
     CopyShimFile(target, kNtru12Vendor, kTspiSlot);
 }
 
@@ -58,8 +58,8 @@ struct Stack
 
 // In the order in which they are tried.
 constexpr Stack kStacks[] = {
-    {kKeloVendor, L"KELO", kKeloService, kTspiSlot, "Found Kelo TSS", &PlaceKeloLibrary},
-    {kNtru12Vendor, L"NTRU", kNtruService, kTsp1Slot, "Found NTRU TSS", &PlaceNtruLibrary},
+    {kKeloVendor, kKeloServiceVendor, kKeloService, kTspiSlot, "Found Kelo TSS", &PlaceKeloLibrary},
+    {kNtru12Vendor, kNtruServiceVendor, kNtruService, kTsp1Slot, "Found NTRU TSS", &PlaceNtruLibrary},
 };
 
 void UnblockCommands()
@@ -71,7 +71,7 @@ void UnblockCommands()
     }
     const int result = UnblockTpmCommands();
     if (result == 0)
-        WriteLog(g_tssLog, "Commands blocked on Vista+"); // the wording is meant, though they were unblocked
+        WriteLog(g_tssLog, "Commands blocked on Vista+"); // Required: although they were unblocked
     else if (result < 0)
         WriteLog(g_tssLog, "Failed to Unblock Commands for Vista+");
 }
@@ -91,7 +91,7 @@ void InstallFor(const Stack& stack, const char* target)
     InstallTkService(stack.toolkitVendor, target);
 }
 
-// Sets up the first stack that is usable, and leaves the last detection's result code in `resultCode`.
+// Sets up the first stack that is usable. `resultCode` gets the last detection's result code.
 bool SetUpUsableStack(const char* target, DWORD& resultCode)
 {
     for (const Stack& stack : kStacks)
@@ -105,7 +105,7 @@ bool SetUpUsableStack(const char* target, DWORD& resultCode)
     return false;
 }
 
-// The stack whose service is installed, when it is the only one; null with none or more.
+// The one stack whose service is installed; null when there is none or more than one.
 const char* FindSingleInstalledStack()
 {
     constexpr DWORD access = SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS | SERVICE_START;
@@ -125,8 +125,8 @@ const char* FindSingleInstalledStack()
     return count == 1 ? found : nullptr;
 }
 
-// The stack to set up when none is usable: the requested one, unless another is the only one installed. Without a
-// request there is none: then only a usable stack is to be set up.
+// The stack to set up when none is usable: the requested one, unless another is the only one installed; null without a
+// request.
 const char* ChooseDefault(const char* vendor)
 {
     const char* found = FindSingleInstalledStack();

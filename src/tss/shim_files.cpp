@@ -1,8 +1,8 @@
 // Places the shim library in the Windows system directory and takes it out again.
 #include "tss/shim_files.h"
 
+#include "log/module_logs.h"
 #include "log/operation.h"
-#include "tss/tss_log.h"
 #include "windows/full_path.h"
 
 #include <shlobj.h>
@@ -18,7 +18,8 @@ constexpr char kShimSource[] = "TSP1-kelo.dll";
 
 constexpr int kNotRemoved = -1;
 
-// File names of one slot. Removal and copy spell the last one with different letter case on purpose.
+// File names of one slot.
+// Required: the removal and the copy spell the last one in different letter case.
 struct SlotNames
 {
     const char* removed;
@@ -32,7 +33,7 @@ constexpr SlotNames kSlots[] = {
     {"Tspi_x64.dll", "TSPI_x64.dll", "Tspi.bak"},
 };
 
-// An unknown slot adds no file name to the system directory.
+// Required: an unknown slot adds no file name to the system directory.
 constexpr SlotNames kNoNames = {"", "", ""};
 
 const SlotNames& NamesOf(DWORD slot)
@@ -40,11 +41,11 @@ const SlotNames& NamesOf(DWORD slot)
     return slot < std::size(kSlots) ? kSlots[slot] : kNoNames;
 }
 
-// The system directory with a backslash behind it.
+// The system directory, with a backslash at the end.
 std::optional<std::string> SystemDirectory()
 {
     char directory[MAX_PATH] = {};
-    // Any other result passes for success on purpose.
+    // Required: any result but E_FAIL counts as success.
     if (SHGetFolderPathA(nullptr, CSIDL_SYSTEM, nullptr, SHGFP_TYPE_CURRENT, directory) == E_FAIL)
         return std::nullopt;
     return std::string(directory) + "\\";
@@ -58,7 +59,7 @@ void LogCopyFailure(const std::string& source, const std::string& destination, D
         WriteLog(g_tssLog, "%s unable to copy to %s err: %d", source.c_str(), destination.c_str(), error);
 }
 
-// Makes way for a file that cannot be deleted.
+// Moves a file that cannot be deleted to its backup name.
 int MoveToBackup(const std::string& file, const std::string& backup)
 {
     if (!DeleteFileA(backup.c_str()))
@@ -89,7 +90,7 @@ int RemoveShim(DWORD slot)
     const std::string file = *system + NamesOf(slot).removed;
     const std::string backup = *system + NamesOf(slot).backup;
 
-    // Only zero is tested for: a missing file is meant to be handled as one that cannot be deleted.
+    // Required: only zero counts as a failure; a missing file is handled as one that cannot be deleted.
     if (GetFileAttributesA(file.c_str()) == 0)
     {
         WriteLog(g_tssLog, "RemoveTSP1File - Failed to get Attributes for %s, err: %d", file.c_str(), GetLastError());
@@ -116,7 +117,7 @@ bool CopyShim(const char* target, const char* vendor, DWORD slot)
     }
     const std::string destination = *system + NamesOf(slot).copied;
 
-    // The source would be looked for on the current drive or in its current directory.
+    // Otherwise the source would be looked for in the current directory.
     if (!IsFullPath(target))
     {
         LogCopyFailure(source, destination, ERROR_FILENAME_EXCED_RANGE);

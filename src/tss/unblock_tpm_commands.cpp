@@ -1,11 +1,11 @@
 // Takes TPM commands off Windows' list of blocked ones.
 #include "tss/unblock_tpm_commands.h"
 
+#include "log/module_logs.h"
 #include "log/operation.h"
 #include "platform/service_control.h"
+#include "platform/stack_names.h"
 #include "tss/access_list.h"
-#include "tss/tss_log.h"
-#include "tss/tss_names.h"
 #include "windows/unique_handle.h"
 #include "windows/windows_version.h"
 
@@ -36,7 +36,7 @@ constexpr BlockedCommand kBlockedCommands[] = {
     {L"13", "Unblocked Command 13"},   // TPM_ORD_TakeOwnership
 };
 
-// The names in the lines are not the rows' own on purpose.
+// Required: the texts say "Everyone" for Users and "Admin" for LocalSystem.
 constexpr AccessRule kKeyRules[] = {
     {kUsersSid, TRUSTEE_IS_GROUP, GENERIC_READ, "AllocateAndInitializeSid (Everyone) error %u"},
     {kAdministratorsSid, TRUSTEE_IS_GROUP, GENERIC_ALL, "AllocateAndInitializeSid (Admin) error %u"},
@@ -50,8 +50,7 @@ DWORD ReplaceAccessList(std::wstring& objectName, const UniqueAccessList& list)
                                  list.Get(), nullptr);
 }
 
-// Gives the key to `owner` with the privilege for that, which goes on and off again. The opened token is left in
-// `token`.
+// Makes `owner` the key's owner with the privilege for that, which is enabled meanwhile. `token` gets the opened token.
 bool ChangeOwner(std::wstring& objectName, PSID owner, UniqueKernelHandle& token)
 {
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.Put()))
@@ -131,8 +130,8 @@ bool DeleteBlockedCommands()
     return true;
 }
 
-// Restarts the TPM Base Services without the stacks that talk to the TPM through them. Only NTRU's is started
-// again here, on purpose.
+// Restarts the TPM Base Services after stopping the stacks that reach the TPM through them.
+// Required: only NTRU's stack is started again.
 bool RestartTbs()
 {
     const bool ntruStopped = StopServiceByName(kNtruService);
@@ -157,7 +156,7 @@ int UnblockTpmCommands()
     const int result = DeleteBlockedCommands() ? 0 : -1;
     if (!IsServiceRunning(kTbsService))
         return result;
-    // The restart decides then, even over a key that stayed closed.
+    // If TBS runs, only the restart decides the result, even if the key could not be opened.
     return RestartTbs() ? 0 : -2;
 }
 
@@ -171,7 +170,7 @@ bool DeleteRegistryValue(const wchar_t* subkey, const wchar_t* valueName)
     UniqueRegistryKey key;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, subkey, 0, KEY_SET_VALUE, key.Put()) != ERROR_SUCCESS)
         return false;
-    // A value that is not there is as good as deleted.
+    // Required: the result is ignored; a missing value counts as deleted.
     RegDeleteValueW(key.Get(), valueName);
     return true;
 }

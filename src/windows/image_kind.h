@@ -1,8 +1,12 @@
-// What kind of image this code is part of.
+// What kind of image this code is linked into.
 #pragma once
 
-// Says that this image is a library, which another program loads. Called before any other object of the image is built.
-void BecomeLibraryImage();
+enum class ImageKind
+{
+    Program, // a process of its own
+    Library, // loaded by another program: the process is that program's
+};
 
-// Whether this image is a library: the process is then another program's.
-bool IsLibraryImage();
+// A constant of each image, which links one of the two sources that define it: entry/program_image.cpp or
+// entry/library_image.cpp.
+extern const ImageKind kImageKind;

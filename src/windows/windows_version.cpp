@@ -8,7 +8,7 @@ bool IsWindowsVersionAtLeast(DWORD major, DWORD minor)
     wanted.dwMajorVersion = major;
     wanted.dwMinorVersion = minor;
 
-    // The service-pack condition is in the mask but not in the tested types: it is meant to have no effect.
+    // Required: the service-pack condition is in the mask but not among the tested types; it has no effect.
     ULONGLONG conditions = 0;
     conditions = VerSetConditionMask(conditions, VER_MAJORVERSION, VER_GREATER_EQUAL);
     conditions = VerSetConditionMask(conditions, VER_MINORVERSION, VER_GREATER_EQUAL);
@@ -28,4 +28,12 @@ DWORD GetWindowsMajorVersion()
             return 0;
     }
     return version.dwPlatformId == VER_PLATFORM_WIN32_NT ? version.dwMajorVersion : 0;
+}
+
+std::optional<bool> IsWow64()
+{
+    BOOL wow64 = FALSE;
+    if (!IsWow64Process(GetCurrentProcess(), &wow64))
+        return std::nullopt;
+    return wow64 == TRUE;
 }

@@ -1,15 +1,21 @@
-// What Windows this is.
+// What Windows this is, and how this process runs on it.
 #pragma once
 
 #include <windows.h>
 
-// Whether this is Windows `major`.`minor` or later (VerifyVersionInfoW; service packs take no part). False
-// also when the call fails. Logs nothing.
+#include <optional>
+
+// Whether this is Windows `major`.`minor` or later, with any service pack (VerifyVersionInfoW). False also when the
+// call fails. Logs nothing.
 bool IsWindowsVersionAtLeast(DWORD major, DWORD minor);
 
-// The major version number of a Windows of the NT family (GetVersionExA): 5 for XP, 6 from Vista on. 0 for
-// another family, and when the version cannot be had. Logs nothing.
+// Returns the major version number of Windows (GetVersionExA), such as 5 for XP and 6 for Vista; 0 outside of the NT
+// family and when the call fails. Logs nothing.
 DWORD GetWindowsMajorVersion();
+
+// Whether this is a 32-bit process on 64-bit Windows (IsWow64Process). Nothing, with the last error, when the call
+// fails. Logs nothing.
+std::optional<bool> IsWow64();
 
 // The greatest major version number of the systems before Windows Vista.
 inline constexpr DWORD kMajorVersionBeforeVista = 5;

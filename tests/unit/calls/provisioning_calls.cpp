@@ -1,6 +1,7 @@
 // The switch of automatic provisioning, for tests. Each call is made in a COM apartment, as the program's actions do.
 #include "tests/unit/calls/modules.h"
 #include "tpm/auto_provisioning.h"
+#include "tpm/set_auto_provisioning.h"
 #include "windows/com_initializer.h"
 
 namespace

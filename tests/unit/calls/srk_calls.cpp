@@ -1,7 +1,7 @@
 // The change of the SRK authorization, for tests.
 #include "tests/unit/calls/modules.h"
 #include "tpm/custom_action_data.h"
-#include "tpm/srk_auth_change.h"
+#include "tpm/run_and_wait.h"
 
 namespace
 {
