@@ -67,40 +67,17 @@ public:
     {
         for (std::size_t i = 0; i < calls.size(); ++i)
         {
-            if (!IsOne(calls, i))
-                continue;
-            m_isOne[i] = true;
-            for (const Json& handle : {calls[i].result, calls[i].out.value("ppSecurityDescriptor", Json())})
-            {
-                if (handle.is_string() && IsNumbered(handle.get<std::string>()))
-                    m_handles.insert(handle.get<std::string>());
-            }
+            m_isOne[i] = IsOne(calls, i);
+            if (m_isOne[i] && calls[i].result.is_string())
+                m_open.insert(calls[i].result.get<std::string>());
         }
     }
 
     bool IsOne(std::size_t call) const { return m_isOne[call]; }
 
-    // A line in which handles are numbered as if these calls had not been made.
-    std::string Renumbered(const std::string& line) const
-    {
-        std::string renumbered;
-        std::size_t done = 0;
-        for (std::size_t mark = line.find('#'); mark != std::string::npos; mark = line.find('#', mark + 1))
-        {
-            const std::size_t start = line.rfind('"', mark) + 1;
-            const std::size_t end = line.find_first_not_of("0123456789", mark + 1);
-            if (start < done || end == mark + 1 || end == std::string::npos || line[end] != '"')
-                continue;
-            const std::string kind = line.substr(start, mark - start);
-            const unsigned long number = std::stoul(line.substr(mark + 1, end - mark - 1));
-            renumbered += line.substr(done, mark + 1 - done) + std::to_string(number - CountBefore(kind, number));
-            done = end;
-        }
-        return renumbered + line.substr(done);
-    }
-
 private:
-    bool IsOne(const std::vector<CallRecord>& calls, std::size_t i) const
+    // To be asked for one call after the other.
+    bool IsOne(const std::vector<CallRecord>& calls, std::size_t i)
     {
         static const std::set<std::string> always{"CreateDirectoryW",          "GetFileInformationByHandle",
                                                   "GetFinalPathNameByHandleW", "GetSecurityInfo",
@@ -113,22 +90,14 @@ private:
         if (call.name == "OpenProcessToken")
             return call.in["DesiredAccess"] == kQueryToken;
         if (call.name == "CloseHandle")
-            return IsHandle(call.in["hObject"]);
+            return Closes(call.in["hObject"]);
         if (call.name == "LoadLibraryA" && i + 1 < calls.size())
             return IsLookUp(calls[i + 1]);
         if (call.name == "GetProcAddress")
             return IsLookUp(call);
         if (call.name == "FreeLibrary")
-            return IsHandle(call.in["hLibModule"]);
+            return Closes(call.in["hLibModule"]);
         return always.contains(call.name);
-    }
-
-    // Such as "file#12".
-    static bool IsNumbered(const std::string& handle)
-    {
-        const std::size_t mark = handle.find('#');
-        return mark != std::string::npos && mark + 1 < handle.size() &&
-               handle.find_first_not_of("0123456789", mark + 1) == std::string::npos;
     }
 
     static bool IsLookUp(const CallRecord& call)
@@ -138,20 +107,11 @@ private:
         return call.name == "GetProcAddress" && name.is_string() && names.contains(name.get<std::string>());
     }
 
-    bool IsHandle(const Json& handle) const
-    {
-        return handle.is_string() && m_handles.contains(handle.get<std::string>());
-    }
-
-    unsigned long CountBefore(const std::string& kind, unsigned long number) const
-    {
-        return static_cast<unsigned long>(std::ranges::count_if(m_handles, [&](const std::string& handle) {
-            return handle.starts_with(kind + "#") && std::stoul(handle.substr(kind.size() + 1)) < number;
-        }));
-    }
+    // Whether a handle is one that such a call opened. Its name is free for others then.
+    bool Closes(const Json& handle) { return handle.is_string() && m_open.erase(handle.get<std::string>()) != 0; }
 
     std::vector<bool> m_isOne;
-    std::set<std::string> m_handles;
+    std::set<std::string> m_open; // handles
 };
 
 std::vector<std::string> ScriptOf(const winsim::Outcome& outcome, const Precautions& precautions, std::size_t begin,
@@ -162,7 +122,7 @@ std::vector<std::string> ScriptOf(const winsim::Outcome& outcome, const Precauti
     {
         const CallRecord& record = outcome.calls[i];
         if (!record.isHousekeeping && !IsPartOfLogLine(record) && !precautions.IsOne(i))
-            script.push_back(precautions.Renumbered(ScriptLine(record)));
+            script.push_back(ScriptLine(record));
     }
     return script;
 }

@@ -51,17 +51,17 @@ bool IsInApartment()
 
 } // namespace
 
-std::optional<std::uint32_t> winsim::ComFailure(const Call& call, const char* name, const void* object)
+std::optional<std::uint32_t> winsim::ComFailure(const Call& call, const void* object)
 {
     if (const auto fault = call.Fault())
         return fault;
     Simulation& simulation = Simulation::Current();
-    if (object != nullptr && !simulation.handles.Check(object, kComObject, name))
+    if (object != nullptr && call.Find<HeldComObject>(object) == nullptr)
         return static_cast<std::uint32_t>(E_UNEXPECTED);
     if (!IsInApartment())
         return static_cast<std::uint32_t>(CO_E_NOTINITIALIZED);
     const auto& failures = simulation.machine.wmi.failures;
-    const auto failure = failures.find(name);
+    const auto failure = failures.find(call.Name());
     return failure == failures.end() ? std::optional<std::uint32_t>() : failure->second;
 }
 
@@ -93,7 +93,7 @@ void WINAPI CoUninitialize()
     if (simulation.comApartments.empty())
         return simulation.handles.NoteViolation("CoUninitialize: there is no apartment to leave");
     simulation.comApartments.pop_back();
-    if (!IsInApartment() && simulation.handles.HasOpen(winsim::kComObject))
+    if (!IsInApartment() && simulation.handles.HasOpen<winsim::HeldComObject>())
         simulation.handles.NoteViolation("CoUninitialize: COM objects are still held");
 }
 
@@ -105,7 +105,7 @@ HRESULT WINAPI CoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwCl
         .In("dwClsContext", dwClsContext)
         .In("riid", TextOf(riid));
     *ppv = nullptr;
-    if (const auto failure = winsim::ComFailure(call, "CoCreateInstance", nullptr))
+    if (const auto failure = winsim::ComFailure(call, nullptr))
         return call.Status(*failure);
     const ComClass* known = FindClass(rclsid);
     if (known == nullptr || (dwClsContext & CLSCTX_INPROC_SERVER) == 0)
@@ -130,7 +130,7 @@ HRESULT WINAPI CoSetProxyBlanket(IUnknown* pProxy, DWORD dwAuthnSvc, DWORD dwAut
         .In("dwImpLevel", dwImpLevel)
         .In("pAuthInfo", pAuthInfo)
         .In("dwCapabilities", dwCapabilities);
-    if (const auto failure = winsim::ComFailure(call, "CoSetProxyBlanket", pProxy))
+    if (const auto failure = winsim::ComFailure(call, pProxy))
         return call.Status(*failure);
     auto* proxy = dynamic_cast<winsim::ComProxy*>(pProxy);
     if (proxy == nullptr)

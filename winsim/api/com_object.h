@@ -14,12 +14,15 @@
 namespace winsim
 {
 
-// The kind of their handles. An object's address is its handle.
-inline constexpr char kComObject[] = "comObject";
+// An object's address is its handle, of this kind.
+struct HeldComObject
+{
+    static constexpr char kKind[] = "comObject";
+};
 
 // Why a call of COM cannot do its work: the fault plan, the machine's description, a thread in no apartment, or an
 // object that was given back. Nothing when it can. `object` is null for a call that is not an object's method.
-std::optional<std::uint32_t> ComFailure(const Call& call, const char* name, const void* object);
+std::optional<std::uint32_t> ComFailure(const Call& call, const void* object);
 
 // What stands for an object in another process, for which CoSetProxyBlanket says how calls to it are authenticated.
 class ComProxy
@@ -41,7 +44,7 @@ public:
         Call call{m_name + "::QueryInterface"};
         call.In("this", Self());
         *ppvObject = nullptr;
-        if (const auto failure = ComFailure(call, m_name.c_str(), Self()))
+        if (const auto failure = ComFailure(call, Self()))
             return call.Status(*failure);
         if (riid != IID_IUnknown)
             return call.Status(static_cast<std::uint32_t>(E_NOINTERFACE));
@@ -54,7 +57,7 @@ public:
     {
         Call call{m_name + "::AddRef"};
         call.In("this", Self());
-        if (IsAlive("AddRef"))
+        if (IsAlive(call))
             ++m_references;
         return call.Done(m_references);
     }
@@ -63,10 +66,10 @@ public:
     {
         Call call{m_name + "::Release"};
         call.In("this", Self());
-        if (!IsAlive("Release"))
+        if (!IsAlive(call))
             return call.Done(m_references);
         if (--m_references == 0)
-            Simulation::Current().handles.Close(Self(), kComObject, "Release");
+            call.template Close<HeldComObject>(Self());
         return call.Done(m_references);
     }
 
@@ -78,10 +81,7 @@ protected:
     const void* Self() const { return static_cast<const Interface*>(this); }
 
 private:
-    bool IsAlive(const char* method) const
-    {
-        return Simulation::Current().handles.Check(Self(), kComObject, (m_name + "::" + method).c_str());
-    }
+    bool IsAlive(const Call& call) const { return call.Find<HeldComObject>(Self()) != nullptr; }
 
     const std::string m_name;
     ULONG m_references = 1;
@@ -93,7 +93,7 @@ Object* MakeComObject(Arguments&&... arguments)
 {
     auto object = std::make_shared<Object>(std::forward<Arguments>(arguments)...);
     Object* held = object.get();
-    Simulation::Current().handles.Hold(held, kComObject, std::move(object));
+    Simulation::Current().handles.Hold<HeldComObject>(held, std::move(object));
     return held;
 }
 

@@ -12,7 +12,12 @@ using winsim::Simulation;
 namespace
 {
 
-constexpr char kEventSource[] = "eventSource";
+struct EventSource
+{
+    static constexpr char kKind[] = "eventSource";
+
+    std::string name;
+};
 
 } // namespace
 
@@ -24,7 +29,7 @@ HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName
         return call.Fail(HANDLE{nullptr}, *fault);
     if (lpSourceName == nullptr)
         return call.Fail(HANDLE{nullptr}, ERROR_INVALID_PARAMETER);
-    return call.Done(Simulation::Current().handles.Open(kEventSource, winsim::Utf8(lpSourceName)));
+    return call.Done(Simulation::Current().handles.Open(EventSource{winsim::Utf8(lpSourceName)}));
 }
 
 BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwEventID, PVOID lpUserSid,
@@ -45,10 +50,10 @@ BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwE
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     Simulation& simulation = Simulation::Current();
-    const auto* source = simulation.handles.Find<std::string>(hEventLog, kEventSource, "ReportEventW");
+    const auto* source = call.Find<EventSource>(hEventLog);
     if (source == nullptr)
         return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    simulation.machine.events.entries.push_back({*source, wType, wCategory, dwEventID, std::move(strings)});
+    simulation.machine.events.entries.push_back({source->name, wType, wCategory, dwEventID, std::move(strings)});
     return call.Done(TRUE);
 }
 
@@ -57,7 +62,7 @@ BOOL WINAPI DeregisterEventSource(HANDLE hEventLog)
     Call call{"DeregisterEventSource"};
     call.In("hEventLog", hEventLog);
     const auto fault = call.Fault();
-    if (!Simulation::Current().handles.Close(hEventLog, kEventSource, "DeregisterEventSource"))
+    if (!call.Close<EventSource>(hEventLog))
         return call.Fail(FALSE, ERROR_INVALID_HANDLE);
     if (fault)
         return call.Fail(FALSE, *fault);

@@ -288,8 +288,8 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
 
     const bool existed = AllFiles().Find(name.path) != nullptr;
     const File& file = OpenForUse(name, opening);
-    const HANDLE handle = Simulation::Current().handles.Open(
-        winsim::kFile, winsim::OpenFile{file.identity, opening.access, opening.share, name.path});
+    const HANDLE handle =
+        Simulation::Current().handles.Open(winsim::OpenFile{file.identity, opening.access, opening.share, name.path});
     const bool saysSo = dwCreationDisposition == CREATE_ALWAYS || dwCreationDisposition == OPEN_ALWAYS;
     return call.Fail(handle, existed && saysSo ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
 }
@@ -300,8 +300,7 @@ BOOL WINAPI GetFileInformationByHandle(HANDLE hFile, LPBY_HANDLE_FILE_INFORMATIO
     call.In("hFile", hFile);
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
-    const auto* open =
-        Simulation::Current().handles.Find<winsim::OpenFile>(hFile, winsim::kFile, "GetFileInformationByHandle");
+    const auto* open = call.Find<winsim::OpenFile>(hFile);
     const File* file = open == nullptr ? nullptr : AllFiles().FindByIdentity(open->file);
     if (file == nullptr)
         return call.Fail(FALSE, open == nullptr ? ERROR_INVALID_HANDLE : ERROR_ACCESS_DENIED);
@@ -329,8 +328,7 @@ DWORD WINAPI GetFinalPathNameByHandleW(HANDLE hFile, LPWSTR lpszFilePath, DWORD 
     call.In("hFile", hFile).In("cchFilePath", cchFilePath).In("dwFlags", dwFlags);
     if (const auto fault = call.Fault())
         return call.Fail(DWORD{0}, *fault);
-    const auto* open =
-        Simulation::Current().handles.Find<winsim::OpenFile>(hFile, winsim::kFile, "GetFinalPathNameByHandleW");
+    const auto* open = call.Find<winsim::OpenFile>(hFile);
     if (open == nullptr)
         return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
     const std::u16string path = u"\\\\?\\" + winsim::Utf16(open->path);

@@ -2,6 +2,7 @@
 #include "winsim/machine/installer.h"
 #include "winsim/base/text.h"
 #include "winsim/process/gate.h"
+#include "winsim/process/install_session.h"
 #include "winsim/process/simulation.h"
 #include "winsim/toolkit/secrets.h"
 
@@ -27,7 +28,7 @@ UINT WINAPI MsiGetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPWSTR szValueBu
         return status(*fault);
     if (szName == nullptr || (szValueBuf != nullptr && pcchValueBuf == nullptr))
         return status(ERROR_INVALID_PARAMETER);
-    if (simulation.handles.Find<winsim::InstallSession>(session, winsim::kInstallSession, "MsiGetPropertyW") == nullptr)
+    if (call.Find<winsim::InstallSession>(session) == nullptr)
         return status(ERROR_INVALID_HANDLE);
 
     const std::string name = winsim::Utf8(szName);

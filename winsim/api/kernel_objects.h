@@ -1,11 +1,31 @@
-// Kinds of handles that CloseHandle closes, beside files.
+// What the handles stand for that CloseHandle closes, beside files.
 #pragma once
+
+#include <cstdint>
 
 namespace winsim
 {
 
-inline constexpr char kProcess[] = "process";
-inline constexpr char kThread[] = "thread";
-inline constexpr char kToken[] = "token";
+struct OpenProcessHandle
+{
+    static constexpr char kKind[] = "process";
+
+    std::uint32_t id;
+    std::uint32_t access; // the rights that it was opened with
+};
+
+// The first thread of a process that the program started.
+struct OpenThread
+{
+    static constexpr char kKind[] = "thread";
+};
+
+// The process's own token.
+struct OpenToken
+{
+    static constexpr char kKind[] = "token";
+
+    std::uint32_t access; // the rights that it was opened with
+};
 
 } // namespace winsim

@@ -20,7 +20,6 @@ using winsim::Call;
 using winsim::File;
 using winsim::Files;
 using winsim::Json;
-using winsim::kLibrary;
 using winsim::Library;
 using winsim::LibraryExport;
 using winsim::LoadedLibrary;
@@ -122,7 +121,7 @@ HMODULE Load(Call& call, const winsim::FileName& name, const std::string& given)
     Simulation& simulation = Simulation::Current();
     simulation.images.push_back(file->path);
     winsim::HandleTable& handles = simulation.handles;
-    void* const handle = handles.Open(kLibrary, LoadedLibrary{path, *library});
+    void* const handle = handles.Open(LoadedLibrary{path, *library});
     // Texts are in use for as long as the process likes.
     if (library->IsForTexts(file->path))
         handles.MayKeep(handle);
@@ -146,7 +145,7 @@ LONG_PTR CallLibraryFunction(std::size_t slot)
 {
     Simulation& simulation = Simulation::Current();
     const winsim::LibraryFunction function = simulation.loader.functions[slot];
-    const auto* loaded = simulation.handles.Find<LoadedLibrary>(function.library, kLibrary, function.name.c_str());
+    const auto* loaded = simulation.handles.Find<LoadedLibrary>(function.library, function.name);
     if (loaded == nullptr)
         return 0;
     const LibraryExport what = loaded->library.exports.at(function.name);
@@ -232,7 +231,7 @@ BOOL WINAPI FreeLibrary(HMODULE hLibModule)
     Call call{"FreeLibrary"};
     call.In("hLibModule", hLibModule);
     const auto fault = call.Fault();
-    if (!Simulation::Current().handles.Close(hLibModule, kLibrary, "FreeLibrary"))
+    if (!call.Close<LoadedLibrary>(hLibModule))
         return call.Fail(FALSE, ERROR_MOD_NOT_FOUND);
     if (fault)
         return call.Fail(FALSE, *fault);
@@ -251,7 +250,7 @@ FARPROC WINAPI GetProcAddress(HMODULE hModule, LPCSTR lpProcName)
     };
     if (const auto fault = call.Fault())
         return fail(*fault);
-    const auto* loaded = simulation.handles.Find<LoadedLibrary>(hModule, kLibrary, "GetProcAddress");
+    const auto* loaded = call.Find<LoadedLibrary>(hModule);
     if (loaded == nullptr)
         return fail(ERROR_MOD_NOT_FOUND);
     const std::string name = lpProcName;
@@ -275,7 +274,7 @@ DWORD WINAPI GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize)
     std::string path = simulation.machine.process.path;
     if (hModule != nullptr)
     {
-        const auto* loaded = simulation.handles.Find<LoadedLibrary>(hModule, kLibrary, "GetModuleFileNameA");
+        const auto* loaded = call.Find<LoadedLibrary>(hModule);
         if (loaded == nullptr)
             return call.Fail(DWORD{0}, ERROR_MOD_NOT_FOUND);
         path = loaded->path;

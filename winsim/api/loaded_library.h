@@ -8,11 +8,11 @@
 namespace winsim
 {
 
-inline constexpr char kLibrary[] = "library";
-
 // What the library does and holds was settled when it was loaded.
 struct LoadedLibrary
 {
+    static constexpr char kKind[] = "library";
+
     std::string path;
     Library library;
 

@@ -4,7 +4,9 @@
 namespace winsim
 {
 
-// The kind of its blocks.
-inline constexpr char kBlock[] = "block";
+struct LocalBlock
+{
+    static constexpr char kKind[] = "block";
+};
 
 } // namespace winsim

@@ -200,7 +200,7 @@ DWORD WINAPI FormatMessageA(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, 
     if (isAllocating)
     {
         const std::size_t size = std::max<std::size_t>(nSize, ansi.size() + 1);
-        auto* const block = static_cast<LPSTR>(simulation.handles.Allocate(winsim::kBlock, size));
+        auto* const block = static_cast<LPSTR>(simulation.handles.Allocate<winsim::LocalBlock>(size));
         *reinterpret_cast<LPSTR*>(lpBuffer) = block;
         lpBuffer = block;
     }

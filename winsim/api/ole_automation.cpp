@@ -15,8 +15,10 @@ using winsim::Simulation;
 namespace
 {
 
-constexpr char kBstr[] = "bstr";
-constexpr char kVariant[] = "variant";
+struct BstrBlock
+{
+    static constexpr char kKind[] = "bstr";
+};
 
 // A string's length in bytes stands right in front of it.
 constexpr std::size_t kPrefix = 8;
@@ -28,14 +30,14 @@ const void* BlockOf(BSTR text)
 
 bool IsAlive(BSTR text)
 {
-    return Simulation::Current().handles.IsOpen(BlockOf(text), kBstr);
+    return Simulation::Current().handles.IsOpen<BstrBlock>(BlockOf(text));
 }
 
 } // namespace
 
-std::string winsim::TextOf(BSTR text, const char* call)
+std::string winsim::TextOf(const Call& call, BSTR text)
 {
-    if (text == nullptr || !Simulation::Current().handles.Check(BlockOf(text), kBstr, call))
+    if (text == nullptr || call.Find<BstrBlock>(BlockOf(text)) == nullptr)
         return {};
     return Utf8(text);
 }
@@ -55,7 +57,8 @@ BSTR WINAPI SysAllocString(const OLECHAR* psz)
         return call.Done(BSTR{nullptr});
     const std::u16string text = psz;
     const std::size_t size = text.size() * sizeof(OLECHAR);
-    auto* block = static_cast<char*>(Simulation::Current().handles.Allocate(kBstr, kPrefix + size + sizeof(OLECHAR)));
+    auto* block =
+        static_cast<char*>(Simulation::Current().handles.Allocate<BstrBlock>(kPrefix + size + sizeof(OLECHAR)));
     const auto length = static_cast<std::uint32_t>(size);
     std::memcpy(block + kPrefix - sizeof length, &length, sizeof length);
     std::memcpy(block + kPrefix, text.c_str(), size + sizeof(OLECHAR));
@@ -67,17 +70,16 @@ void WINAPI SysFreeString(BSTR bstrString)
     Call call{"SysFreeString", CallKind::Housekeeping};
     call.In("bstrString", winsim::NotedBstr(bstrString));
     if (bstrString != nullptr)
-        Simulation::Current().handles.Free(BlockOf(bstrString), kBstr, "SysFreeString");
+        call.Free<BstrBlock>(BlockOf(bstrString));
 }
 
 HRESULT WINAPI VariantClear(VARIANTARG* pvarg)
 {
     Call call{"VariantClear", CallKind::Housekeeping};
     call.In("pvarg", pvarg);
-    Simulation& simulation = Simulation::Current();
     // One that was never handed to anybody may be cleared too.
-    if (simulation.handles.IsOpen(pvarg, kVariant))
-        simulation.handles.Close(pvarg, kVariant, "VariantClear");
+    if (Simulation::Current().handles.IsOpen<winsim::HeldVariant>(pvarg))
+        call.Close<winsim::HeldVariant>(pvarg);
     const auto fault = call.Fault();
     if (pvarg->vt == VT_BSTR)
         SysFreeString(pvarg->bstrVal);

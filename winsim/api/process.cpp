@@ -17,7 +17,6 @@
 using winsim::Call;
 using winsim::CallKind;
 using winsim::Json;
-using winsim::kBlock;
 using winsim::LeaveProcessCode;
 using winsim::Simulation;
 
@@ -116,7 +115,7 @@ LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs)
         size += (word.size() + 1) * sizeof(WCHAR);
 
     // One block: the array of pointers, then the words.
-    auto* argv = static_cast<LPWSTR*>(simulation.handles.Allocate(kBlock, size));
+    auto* argv = static_cast<LPWSTR*>(simulation.handles.Allocate<winsim::LocalBlock>(size));
     auto* text = reinterpret_cast<WCHAR*>(argv + words.size() + 1);
     Json list = Json::array();
     for (std::size_t i = 0; i < words.size(); ++i)
@@ -175,7 +174,7 @@ HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes)
     call.In("uFlags", uFlags).In("uBytes", static_cast<std::uint64_t>(uBytes));
     if (const auto fault = call.Fault())
         return call.Fail(HLOCAL{nullptr}, *fault);
-    void* block = Simulation::Current().handles.Allocate(kBlock, uBytes);
+    void* block = Simulation::Current().handles.Allocate<winsim::LocalBlock>(uBytes);
     // What was not asked to be zero is not: a program that relies on it is found out.
     std::memset(block, (uFlags & LMEM_ZEROINIT) != 0 ? 0 : 0xCD, uBytes);
     return call.Done(block);
@@ -189,7 +188,7 @@ HLOCAL WINAPI LocalFree(HLOCAL hMem)
         return call.Done(HLOCAL{nullptr});
     // A failing call does not leave the block behind for good: the process has no way to try again.
     const auto fault = call.Fault();
-    if (!Simulation::Current().handles.Free(hMem, kBlock, "LocalFree"))
+    if (!call.Free<winsim::LocalBlock>(hMem))
         return call.Fail(hMem, ERROR_INVALID_HANDLE);
     if (fault)
         return call.Fail(hMem, *fault);

@@ -21,8 +21,7 @@ using winsim::Call;
 using winsim::ChildProcess;
 using winsim::Files;
 using winsim::Json;
-using winsim::kProcess;
-using winsim::kThread;
+using winsim::OpenProcessHandle;
 using winsim::ProgramRun;
 using winsim::RunningProcess;
 using winsim::Simulation;
@@ -34,21 +33,14 @@ constexpr DWORD kProcessAllAccess = 0x1FFFFF;
 constexpr DWORD kReadModules = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ;
 constexpr std::size_t kLongestCommandLine = 32766;
 
-// What a process handle stands for.
-struct OpenProcessHandle
-{
-    DWORD id;
-    DWORD access;
-};
-
 // What a handle to a process with the needed rights stands for. When there is none, sets the error.
-std::optional<OpenProcessHandle> OpenedWith(DWORD neededAccess, HANDLE handle, const char* call, DWORD& error)
+std::optional<OpenProcessHandle> OpenedWith(const Call& call, DWORD neededAccess, HANDLE handle, DWORD& error)
 {
     const Simulation& simulation = Simulation::Current();
     // The handle of the current process, which nobody opens.
     if (handle == INVALID_HANDLE_VALUE)
         return OpenProcessHandle{simulation.machine.process.processId, kProcessAllAccess};
-    const auto* open = Simulation::Current().handles.Find<OpenProcessHandle>(handle, kProcess, call);
+    const auto* open = call.Find<OpenProcessHandle>(handle);
     if (open == nullptr)
     {
         error = ERROR_INVALID_HANDLE;
@@ -249,8 +241,8 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
         return call.Fail(FALSE, run.startError);
     simulation.images.push_back(parts.program);
     const ChildProcess& child = simulation.StartChild(parts.program, run);
-    lpProcessInformation->hProcess = simulation.handles.Open(kProcess, OpenProcessHandle{child.id, kProcessAllAccess});
-    lpProcessInformation->hThread = simulation.handles.Open(kThread, child.id);
+    lpProcessInformation->hProcess = simulation.handles.Open(OpenProcessHandle{child.id, kProcessAllAccess});
+    lpProcessInformation->hThread = simulation.handles.Open(winsim::OpenThread{});
     lpProcessInformation->dwProcessId = child.id;
     lpProcessInformation->dwThreadId = child.id + 1;
     if (call.IsRecording())
@@ -268,7 +260,7 @@ DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds)
     if (const auto fault = call.Fault())
         return call.Fail(WAIT_FAILED, *fault);
     DWORD error = ERROR_SUCCESS;
-    const auto open = OpenedWith(SYNCHRONIZE, hHandle, "WaitForSingleObject", error);
+    const auto open = OpenedWith(call, SYNCHRONIZE, hHandle, error);
     if (!open)
         return call.Fail(WAIT_FAILED, error);
     const bool ended = Simulation::Current().WaitForProcess(
@@ -284,7 +276,7 @@ BOOL WINAPI GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode)
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     DWORD error = ERROR_SUCCESS;
-    const auto open = OpenedWith(PROCESS_QUERY_INFORMATION, hProcess, "GetExitCodeProcess", error);
+    const auto open = OpenedWith(call, PROCESS_QUERY_INFORMATION, hProcess, error);
     if (!open)
         return call.Fail(FALSE, error);
     const ChildProcess* child = Simulation::Current().FindChild(open->id);
@@ -307,7 +299,7 @@ HANDLE WINAPI OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwPr
         return call.Fail(none, ERROR_INVALID_PARAMETER);
     if ((process->deniedAccess & dwDesiredAccess) != 0)
         return call.Fail(none, ERROR_ACCESS_DENIED);
-    return call.Done(simulation.handles.Open(kProcess, OpenProcessHandle{dwProcessId, dwDesiredAccess}));
+    return call.Done(simulation.handles.Open(OpenProcessHandle{dwProcessId, dwDesiredAccess}));
 }
 
 BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode)
@@ -318,7 +310,7 @@ BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode)
         return call.Fail(FALSE, *fault);
     Simulation& simulation = Simulation::Current();
     DWORD error = ERROR_SUCCESS;
-    const auto open = OpenedWith(PROCESS_TERMINATE, hProcess, "TerminateProcess", error);
+    const auto open = OpenedWith(call, PROCESS_TERMINATE, hProcess, error);
     if (!open)
         return call.Fail(FALSE, error);
     const RunningProcess* process = simulation.machine.processes.Find(open->id);
@@ -358,7 +350,7 @@ BOOL WINAPI EnumProcessModules(HANDLE hProcess, HMODULE* lphModule, DWORD cb, LP
         return call.Fail(FALSE, *fault);
     Simulation& simulation = Simulation::Current();
     DWORD error = ERROR_SUCCESS;
-    const auto open = OpenedWith(kReadModules, hProcess, "EnumProcessModules", error);
+    const auto open = OpenedWith(call, kReadModules, hProcess, error);
     if (!open)
         return call.Fail(FALSE, error);
     const RunningProcess* process = simulation.machine.processes.Find(open->id);
@@ -385,7 +377,7 @@ DWORD WINAPI GetModuleBaseNameA(HANDLE hProcess, HMODULE hModule, LPSTR lpBaseNa
         return call.Fail(DWORD{0}, *fault);
     Simulation& simulation = Simulation::Current();
     DWORD error = ERROR_SUCCESS;
-    const auto open = OpenedWith(kReadModules, hProcess, "GetModuleBaseNameA", error);
+    const auto open = OpenedWith(call, kReadModules, hProcess, error);
     if (!open)
         return call.Fail(DWORD{0}, error);
     const RunningProcess* process = simulation.machine.processes.Find(open->id);

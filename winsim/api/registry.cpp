@@ -19,11 +19,11 @@ using winsim::Simulation;
 namespace
 {
 
-constexpr char kKey[] = "key";
-
 // What a key handle stands for.
 struct OpenKey
 {
+    static constexpr char kKind[] = "key";
+
     std::string path;
     REGSAM access;
 };
@@ -34,9 +34,8 @@ bool IsPredefined(HKEY key)
 }
 
 // The path that a handle and a name below it lead to; nothing when the handle is no key.
-std::optional<std::string> PathOf(HKEY key, const std::string& subKey, const char* call)
+std::optional<std::string> PathOf(const Call& call, HKEY key, const std::string& subKey)
 {
-    Simulation& simulation = Simulation::Current();
     std::string path;
     if (key == HKEY_LOCAL_MACHINE)
         path = "HKLM";
@@ -46,7 +45,7 @@ std::optional<std::string> PathOf(HKEY key, const std::string& subKey, const cha
         path = "HKCR";
     else if (key == HKEY_USERS)
         path = "HKU";
-    else if (const auto* open = simulation.handles.Find<OpenKey>(key, kKey, call))
+    else if (const auto* open = call.Find<OpenKey>(key))
         path = open->path;
     else
         return std::nullopt;
@@ -61,7 +60,7 @@ std::optional<std::string> PathOf(HKEY key, const std::string& subKey, const cha
 
 LSTATUS GiveHandle(Call& call, const std::string& path, REGSAM access, PHKEY result)
 {
-    *result = static_cast<HKEY>(Simulation::Current().handles.Open(kKey, OpenKey{path, access}));
+    *result = static_cast<HKEY>(Simulation::Current().handles.Open(OpenKey{path, access}));
     call.Out("phkResult", *result);
     return call.Status(ERROR_SUCCESS);
 }
@@ -96,7 +95,7 @@ LSTATUS OpenSubKey(Call& call, HKEY key, const std::string& subKey, REGSAM acces
 {
     if (const auto fault = call.Fault())
         return call.Status(*fault);
-    const auto path = PathOf(key, subKey, "RegOpenKeyEx");
+    const auto path = PathOf(call, key, subKey);
     if (!path)
         return call.Status(ERROR_INVALID_HANDLE);
     return OpenKeyAt(call, *path, access, result);
@@ -107,7 +106,7 @@ LSTATUS DeleteValue(Call& call, HKEY key, const std::string& name)
     if (const auto fault = call.Fault())
         return call.Status(*fault);
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenKey>(key, kKey, "RegDeleteValue");
+    const auto* open = call.Find<OpenKey>(key);
     if (open == nullptr)
         return call.Status(ERROR_INVALID_HANDLE);
     if ((open->access & KEY_SET_VALUE) == 0)
@@ -187,7 +186,7 @@ LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR
     Simulation& simulation = Simulation::Current();
     if (lpSubKey == nullptr)
         return call.Status(ERROR_BADKEY);
-    const auto path = PathOf(hKey, simulation.FromAnsi(lpSubKey), "RegCreateKeyExA");
+    const auto path = PathOf(call, hKey, simulation.FromAnsi(lpSubKey));
     if (!path)
         return call.Status(ERROR_INVALID_HANDLE);
 
@@ -221,7 +220,7 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
     if (const auto fault = call.Fault())
         return call.Status(*fault);
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenKey>(hKey, kKey, "RegQueryValueExA");
+    const auto* open = call.Find<OpenKey>(hKey);
     if (open == nullptr)
         return call.Status(ERROR_INVALID_HANDLE);
     if ((open->access & KEY_QUERY_VALUE) == 0)
@@ -265,7 +264,7 @@ LSTATUS WINAPI RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD Reserved, DWO
     if (const auto fault = call.Fault())
         return call.Status(*fault);
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenKey>(hKey, kKey, "RegSetValueExA");
+    const auto* open = call.Find<OpenKey>(hKey);
     if (open == nullptr)
         return call.Status(ERROR_INVALID_HANDLE);
     if ((open->access & KEY_SET_VALUE) == 0)
@@ -314,7 +313,7 @@ LSTATUS WINAPI RegCloseKey(HKEY hKey)
     const auto fault = call.Fault();
     if (IsPredefined(hKey))
         return call.Status(fault.value_or(ERROR_SUCCESS));
-    if (!Simulation::Current().handles.Close(hKey, kKey, "RegCloseKey"))
+    if (!call.Close<OpenKey>(hKey))
         return call.Status(ERROR_INVALID_HANDLE);
     return call.Status(fault.value_or(ERROR_SUCCESS));
 }

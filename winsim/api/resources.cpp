@@ -62,7 +62,7 @@ int WINAPI LoadStringA(HINSTANCE hInstance, UINT uID, LPSTR lpBuffer, int cchBuf
     if (hInstance == nullptr)
         return call.Fail(0, ERROR_RESOURCE_TYPE_NOT_FOUND);
     Simulation& simulation = Simulation::Current();
-    const auto* loaded = simulation.handles.Find<LoadedLibrary>(hInstance, winsim::kLibrary, "LoadStringA");
+    const auto* loaded = call.Find<LoadedLibrary>(hInstance);
     if (loaded == nullptr)
         return call.Fail(0, ERROR_RESOURCE_DATA_NOT_FOUND);
     const winsim::Texts& texts = loaded->library.TextsAt(loaded->path);

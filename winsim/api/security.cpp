@@ -43,7 +43,7 @@ Json NotedEntries(ULONG count, const EXPLICIT_ACCESS_W* entries)
 }
 
 // The access list of explicit entries, each for a trustee of its own. Returns a Win32 error.
-DWORD ToAccessEntries(ULONG count, const EXPLICIT_ACCESS_W* entries, std::vector<AccessEntry>& list)
+DWORD ToAccessEntries(const Call& call, ULONG count, const EXPLICIT_ACCESS_W* entries, std::vector<AccessEntry>& list)
 {
     for (ULONG i = 0; i < count; ++i)
     {
@@ -53,7 +53,7 @@ DWORD ToAccessEntries(ULONG count, const EXPLICIT_ACCESS_W* entries, std::vector
             return ERROR_INVALID_PARAMETER;
         if (entry.Trustee.TrusteeForm != TRUSTEE_IS_SID)
             return ERROR_CALL_NOT_IMPLEMENTED;
-        const auto sid = winsim::SidText(entry.Trustee.ptstrName, "SetEntriesInAclW");
+        const auto sid = winsim::SidText(call, entry.Trustee.ptstrName);
         if (!sid)
             return ERROR_INVALID_SID;
         const AccessEntry one{*sid, entry.grfAccessPermissions, entry.grfInheritance, isDenial};
@@ -172,7 +172,7 @@ Descriptor MakeDescriptor(const Security& security, SECURITY_INFORMATION wanted)
         header.Dacl = static_cast<DWORD>(sizeof header + owner.size());
 
     const std::size_t size = sizeof header + owner.size() + list.size();
-    auto* bytes = static_cast<std::uint8_t*>(Simulation::Current().handles.Allocate(winsim::kBlock, size));
+    auto* bytes = static_cast<std::uint8_t*>(Simulation::Current().handles.Allocate<winsim::LocalBlock>(size));
     std::memcpy(bytes, &header, sizeof header);
     std::copy(owner.begin(), owner.end(), bytes + sizeof header);
     std::copy(list.begin(), list.end(), bytes + sizeof header + owner.size());
@@ -191,9 +191,9 @@ DWORD RightsToChange(SECURITY_INFORMATION information)
     return rights;
 }
 
-DWORD ChangeOwner(Security& security, PSID owner)
+DWORD ChangeOwner(const Call& call, Security& security, PSID owner)
 {
-    const auto sid = winsim::SidText(owner, "SetNamedSecurityInfoW");
+    const auto sid = winsim::SidText(call, owner);
     if (!sid)
         return ERROR_INVALID_SID;
     // Only to itself or to a group that it belongs to can a process give an object.
@@ -218,11 +218,12 @@ void ChangeList(const NamedObject& object, SECURITY_INFORMATION information, PAC
         winsim::ReplaceList(security, winsim::EntriesOfAcl(list), object.container, *object.kind);
 }
 
-DWORD ChangeSecurity(const NamedObject& object, SECURITY_INFORMATION information, PSID owner, PACL list)
+DWORD ChangeSecurity(const Call& call, const NamedObject& object, SECURITY_INFORMATION information, PSID owner,
+                     PACL list)
 {
     if ((information & OWNER_SECURITY_INFORMATION) != 0)
     {
-        if (const DWORD error = ChangeOwner(*object.security, owner); error != ERROR_SUCCESS)
+        if (const DWORD error = ChangeOwner(call, *object.security, owner); error != ERROR_SUCCESS)
             return error;
     }
     if ((information & DACL_SECURITY_INFORMATION) != 0)
@@ -231,12 +232,12 @@ DWORD ChangeSecurity(const NamedObject& object, SECURITY_INFORMATION information
 }
 
 // What an open handle stands for, when it carries these rights.
-NamedObject OpenedWith(DWORD rights, HANDLE handle, SE_OBJECT_TYPE type, const char* call)
+NamedObject OpenedWith(const Call& call, DWORD rights, HANDLE handle, SE_OBJECT_TYPE type)
 {
     if (type != SE_FILE_OBJECT)
         return {.error = ERROR_INVALID_PARAMETER};
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<winsim::OpenFile>(handle, winsim::kFile, call);
+    const auto* open = call.Find<winsim::OpenFile>(handle);
     if (open == nullptr)
         return {.error = ERROR_INVALID_HANDLE};
     winsim::File* file = simulation.machine.files.FindByIdentity(open->file);
@@ -306,11 +307,11 @@ DWORD WINAPI SetEntriesInAclW(ULONG cCountOfExplicitEntries, PEXPLICIT_ACCESS_W 
     if (OldAcl != nullptr)
         return status(ERROR_CALL_NOT_IMPLEMENTED);
     std::vector<AccessEntry> list;
-    if (const DWORD error = ToAccessEntries(cCountOfExplicitEntries, pListOfExplicitEntries, list);
+    if (const DWORD error = ToAccessEntries(call, cCountOfExplicitEntries, pListOfExplicitEntries, list);
         error != ERROR_SUCCESS)
         return status(error);
     const std::vector<std::uint8_t> bytes = winsim::BytesOfAcl(list);
-    *NewAcl = static_cast<PACL>(Simulation::Current().handles.Allocate(winsim::kBlock, bytes.size()));
+    *NewAcl = static_cast<PACL>(Simulation::Current().handles.Allocate<winsim::LocalBlock>(bytes.size()));
     std::memcpy(*NewAcl, bytes.data(), bytes.size());
     if (call.IsRecording())
         call.Out("NewAcl", winsim::NotedAcl(*NewAcl));
@@ -344,7 +345,7 @@ DWORD WINAPI SetNamedSecurityInfoW(LPWSTR pObjectName, SE_OBJECT_TYPE ObjectType
         .In("pSacl", winsim::NotedAcl(pSacl));
     return EndWith(
         call, [&] { return Open(pObjectName, ObjectType, RightsToChange(SecurityInfo)); },
-        [&](const NamedObject& object) { return ChangeSecurity(object, SecurityInfo, psidOwner, pDacl); });
+        [&](const NamedObject& object) { return ChangeSecurity(call, object, SecurityInfo, psidOwner, pDacl); });
 }
 
 DWORD WINAPI GetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
@@ -354,7 +355,7 @@ DWORD WINAPI GetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_
     Call call{"GetSecurityInfo"};
     call.In("handle", handle).In("ObjectType", static_cast<int>(ObjectType)).In("SecurityInfo", SecurityInfo);
     return EndWith(
-        call, [&] { return OpenedWith(READ_CONTROL, handle, ObjectType, "GetSecurityInfo"); },
+        call, [&] { return OpenedWith(call, READ_CONTROL, handle, ObjectType); },
         [&](const NamedObject& object) {
             return Tell(call, *object.security, SecurityInfo,
                         {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor});
@@ -373,6 +374,6 @@ DWORD WINAPI SetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_
         .In("pDacl", winsim::NotedAcl(pDacl))
         .In("pSacl", winsim::NotedAcl(pSacl));
     return EndWith(
-        call, [&] { return OpenedWith(RightsToChange(SecurityInfo), handle, ObjectType, "SetSecurityInfo"); },
-        [&](const NamedObject& object) { return ChangeSecurity(object, SecurityInfo, psidOwner, pDacl); });
+        call, [&] { return OpenedWith(call, RightsToChange(SecurityInfo), handle, ObjectType); },
+        [&](const NamedObject& object) { return ChangeSecurity(call, object, SecurityInfo, psidOwner, pDacl); });
 }

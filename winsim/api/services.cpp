@@ -14,7 +14,6 @@
 
 using winsim::Call;
 using winsim::Json;
-using winsim::kService;
 using winsim::OpenService;
 using winsim::Service;
 using winsim::Simulation;
@@ -22,14 +21,18 @@ using winsim::Simulation;
 namespace
 {
 
-constexpr char kManager[] = "serviceManager";
 constexpr std::size_t kLongestName = 256;
 
+struct OpenManager
+{
+    static constexpr char kKind[] = "serviceManager";
+};
+
 // The service behind a handle that was opened with the needed access. When there is none, sets the error.
-Service* ServiceOf(SC_HANDLE handle, DWORD neededAccess, const char* call, DWORD& error)
+Service* ServiceOf(const Call& call, SC_HANDLE handle, DWORD neededAccess, DWORD& error)
 {
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenService>(handle, kService, call);
+    const auto* open = call.Find<OpenService>(handle);
     if (open == nullptr)
     {
         error = ERROR_INVALID_HANDLE;
@@ -157,7 +160,7 @@ BOOL StartThrough(Call& call, SC_HANDLE handle)
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     DWORD error = ERROR_SUCCESS;
-    const Service* service = ServiceOf(handle, SERVICE_START, "StartService", error);
+    const Service* service = ServiceOf(call, handle, SERVICE_START, error);
     if (service != nullptr)
         error = Start(std::string(service->name));
     return error != ERROR_SUCCESS ? call.Fail(FALSE, error) : call.Done(TRUE);
@@ -213,7 +216,7 @@ SC_HANDLE WINAPI OpenSCManagerW(LPCWSTR lpMachineName, LPCWSTR lpDatabaseName, D
         return call.Fail(SC_HANDLE{nullptr}, *fault);
     if (const DWORD error = DatabaseError(lpDatabaseName); error != ERROR_SUCCESS)
         return call.Fail(SC_HANDLE{nullptr}, error);
-    return call.Done(static_cast<SC_HANDLE>(Simulation::Current().handles.Open(kManager, dwDesiredAccess)));
+    return call.Done(static_cast<SC_HANDLE>(Simulation::Current().handles.Open(OpenManager{})));
 }
 
 SC_HANDLE WINAPI OpenServiceW(SC_HANDLE hSCManager, LPCWSTR lpServiceName, DWORD dwDesiredAccess)
@@ -224,7 +227,7 @@ SC_HANDLE WINAPI OpenServiceW(SC_HANDLE hSCManager, LPCWSTR lpServiceName, DWORD
     if (const auto fault = call.Fault())
         return call.Fail(none, *fault);
     Simulation& simulation = Simulation::Current();
-    if (simulation.handles.Find<DWORD>(hSCManager, kManager, "OpenServiceW") == nullptr)
+    if (call.Find<OpenManager>(hSCManager) == nullptr)
         return call.Fail(none, ERROR_INVALID_HANDLE);
     const std::string name = winsim::Utf8(lpServiceName);
     if (!IsValidName(name))
@@ -235,7 +238,7 @@ SC_HANDLE WINAPI OpenServiceW(SC_HANDLE hSCManager, LPCWSTR lpServiceName, DWORD
     if ((service->deniedAccess & dwDesiredAccess) != 0)
         return call.Fail(none, ERROR_ACCESS_DENIED);
     const DWORD access = service->grantsEveryRight ? SERVICE_ALL_ACCESS : dwDesiredAccess;
-    return call.Done(static_cast<SC_HANDLE>(simulation.handles.Open(kService, OpenService{service->name, access})));
+    return call.Done(static_cast<SC_HANDLE>(simulation.handles.Open(OpenService{service->name, access})));
 }
 
 BOOL WINAPI CloseServiceHandle(SC_HANDLE hSCObject)
@@ -244,12 +247,12 @@ BOOL WINAPI CloseServiceHandle(SC_HANDLE hSCObject)
     call.In("hSCObject", hSCObject);
     const auto fault = call.Fault();
     Simulation& simulation = Simulation::Current();
-    if (simulation.handles.IsOpen(hSCObject, kManager))
-        simulation.handles.Close(hSCObject, kManager, "CloseServiceHandle");
-    else if (const auto* open = simulation.handles.Find<OpenService>(hSCObject, kService, "CloseServiceHandle"))
+    if (simulation.handles.IsOpen<OpenManager>(hSCObject))
+        call.Close<OpenManager>(hSCObject);
+    else if (const auto* open = call.Find<OpenService>(hSCObject))
     {
         const std::string name = open->name;
-        simulation.handles.Close(hSCObject, kService, "CloseServiceHandle");
+        call.Close<OpenService>(hSCObject);
         simulation.RemoveDeletedService(name);
     }
     else
@@ -264,7 +267,7 @@ BOOL WINAPI QueryServiceStatus(SC_HANDLE hService, LPSERVICE_STATUS lpServiceSta
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     DWORD error = ERROR_SUCCESS;
-    const Service* service = ServiceOf(hService, SERVICE_QUERY_STATUS, "QueryServiceStatus", error);
+    const Service* service = ServiceOf(call, hService, SERVICE_QUERY_STATUS, error);
     if (service == nullptr)
         return call.Fail(FALSE, error);
     *lpServiceStatus = StatusOf(*service);
@@ -283,7 +286,7 @@ BOOL WINAPI QueryServiceStatusEx(SC_HANDLE hService, SC_STATUS_TYPE InfoLevel, L
     if (InfoLevel != SC_STATUS_PROCESS_INFO)
         return call.Fail(FALSE, ERROR_INVALID_LEVEL);
     DWORD error = ERROR_SUCCESS;
-    const Service* service = ServiceOf(hService, SERVICE_QUERY_STATUS, "QueryServiceStatusEx", error);
+    const Service* service = ServiceOf(call, hService, SERVICE_QUERY_STATUS, error);
     if (service == nullptr)
         return call.Fail(FALSE, error);
     *pcbBytesNeeded = sizeof(SERVICE_STATUS_PROCESS);
@@ -316,7 +319,7 @@ BOOL WINAPI QueryServiceConfigW(SC_HANDLE hService, LPQUERY_SERVICE_CONFIGW lpSe
     if (call.GivesNothing())
         return call.Done(TRUE);
     DWORD error = ERROR_SUCCESS;
-    const Service* service = ServiceOf(hService, SERVICE_QUERY_CONFIG, "QueryServiceConfigW", error);
+    const Service* service = ServiceOf(call, hService, SERVICE_QUERY_CONFIG, error);
     if (service == nullptr)
         return call.Fail(FALSE, error);
 
@@ -375,7 +378,7 @@ BOOL WINAPI ChangeServiceConfigW(SC_HANDLE hService, DWORD dwServiceType, DWORD 
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     DWORD error = ERROR_SUCCESS;
-    Service* service = ServiceOf(hService, SERVICE_CHANGE_CONFIG, "ChangeServiceConfigW", error);
+    Service* service = ServiceOf(call, hService, SERVICE_CHANGE_CONFIG, error);
     if (service == nullptr)
         return call.Fail(FALSE, error);
     if (service->isMarkedForDeletion)
@@ -413,7 +416,7 @@ BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE hService, DWORD dwInfoLevel, LPVOID 
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     DWORD error = ERROR_SUCCESS;
-    Service* service = ServiceOf(hService, SERVICE_CHANGE_CONFIG, "ChangeServiceConfig2W", error);
+    Service* service = ServiceOf(call, hService, SERVICE_CHANGE_CONFIG, error);
     if (service == nullptr)
         return call.Fail(FALSE, error);
     if (service->isMarkedForDeletion)
@@ -450,7 +453,7 @@ BOOL WINAPI ControlService(SC_HANDLE hService, DWORD dwControl, LPSERVICE_STATUS
     if (dwControl != SERVICE_CONTROL_STOP)
         return call.Fail(FALSE, ERROR_INVALID_PARAMETER);
     DWORD error = ERROR_SUCCESS;
-    Service* service = ServiceOf(hService, SERVICE_STOP, "ControlService", error);
+    Service* service = ServiceOf(call, hService, SERVICE_STOP, error);
     if (service == nullptr)
         return call.Fail(FALSE, error);
     error = call.GivesNothing() ? ERROR_SUCCESS : Stop(*service);
@@ -473,7 +476,7 @@ BOOL WINAPI DeleteService(SC_HANDLE hService)
         return call.Fail(FALSE, *fault);
     constexpr DWORD kDelete = 0x10000;
     DWORD error = ERROR_SUCCESS;
-    Service* service = ServiceOf(hService, kDelete, "DeleteService", error);
+    Service* service = ServiceOf(call, hService, kDelete, error);
     if (service == nullptr)
         return call.Fail(FALSE, error);
     if (service->isMarkedForDeletion)

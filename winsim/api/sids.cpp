@@ -15,7 +15,11 @@ namespace winsim
 namespace
 {
 
-constexpr char kSid[] = "sid";
+struct SidBlock
+{
+    static constexpr char kKind[] = "sid";
+};
+
 constexpr BYTE kMostSubAuthorities = 8;
 
 template <typename Value>
@@ -28,12 +32,12 @@ void Append(std::vector<std::uint8_t>& bytes, const Value& value, std::size_t si
 
 } // namespace
 
-std::optional<std::string> SidText(const void* sid, const char* call)
+std::optional<std::string> SidText(const Call& call, const void* sid)
 {
     HandleTable& handles = Simulation::Current().handles;
-    if (handles.IsOpen(sid, kSid))
+    if (handles.IsOpen<SidBlock>(sid))
         return TextOfSid(sid);
-    handles.NoteViolation(std::string(call) + ": a SID that was never made or was freed");
+    handles.NoteViolation(std::string(call.Name()) + ": a SID that was never made or was freed");
     return std::nullopt;
 }
 
@@ -42,7 +46,7 @@ Json NotedSid(const void* sid)
     if (sid == nullptr)
         return nullptr;
     const HandleTable& handles = Simulation::Current().handles;
-    return handles.IsOpen(sid, kSid) ? Json(TextOfSid(sid)) : handles.NameOf(sid);
+    return handles.IsOpen<SidBlock>(sid) ? Json(TextOfSid(sid)) : handles.NameOf(sid);
 }
 
 std::vector<std::uint8_t> BytesOfAcl(const std::vector<AccessEntry>& entries)
@@ -125,7 +129,7 @@ BOOL WINAPI AllocateAndInitializeSid(PSID_IDENTIFIER_AUTHORITY pIdentifierAuthor
     std::vector<std::uint8_t> bytes{1, nSubAuthorityCount};
     winsim::Append(bytes, pIdentifierAuthority->Value, sizeof pIdentifierAuthority->Value);
     winsim::Append(bytes, subAuthorities, nSubAuthorityCount * sizeof(DWORD));
-    *pSid = Simulation::Current().handles.Allocate(winsim::kSid, bytes.size());
+    *pSid = Simulation::Current().handles.Allocate<winsim::SidBlock>(bytes.size());
     std::memcpy(*pSid, bytes.data(), bytes.size());
     call.Out("pSid", *pSid);
     return call.Done(TRUE);
@@ -174,7 +178,7 @@ PVOID WINAPI FreeSid(PSID pSid)
     call.In("pSid", pSid);
     // It has no way to say that it failed but to hand the SID back.
     const auto fault = call.Fault();
-    if (!Simulation::Current().handles.Free(pSid, winsim::kSid, "FreeSid") || fault)
+    if (!call.Free<winsim::SidBlock>(pSid) || fault)
         return call.Done(PVOID{pSid});
     return call.Done(PVOID{nullptr});
 }

@@ -4,6 +4,7 @@
 #include "winnt.h"
 #include "winsim/base/json.h"
 #include "winsim/machine/security.h"
+#include "winsim/process/gate.h"
 
 #include <optional>
 #include <string>
@@ -12,8 +13,9 @@
 namespace winsim
 {
 
-// The text of a SID from AllocateAndInitializeSid. Nothing, with a violation noted, when it is none or freed already.
-std::optional<std::string> SidText(const void* sid, const char* call);
+// The text of a SID from AllocateAndInitializeSid. Nothing, with a violation of the call noted, when it is none or
+// freed already.
+std::optional<std::string> SidText(const Call& call, const void* sid);
 
 // How recorded calls show a SID: its text, or null.
 Json NotedSid(const void* sid);

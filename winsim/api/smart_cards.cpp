@@ -15,7 +15,10 @@ using winsim::SmartCards;
 namespace
 {
 
-constexpr char kContext[] = "cardContext";
+struct CardContext
+{
+    static constexpr char kKind[] = "cardContext";
+};
 
 const void* HandleOf(SCARDCONTEXT context)
 {
@@ -45,7 +48,7 @@ LONG WINAPI SCardEstablishContext(DWORD dwScope, LPCVOID pvReserved1, LPCVOID pv
     Simulation& simulation = Simulation::Current();
     if (simulation.machine.smartCards.managerStatus != 0)
         return call.Status(simulation.machine.smartCards.managerStatus);
-    *phContext = reinterpret_cast<SCARDCONTEXT>(simulation.handles.Open(kContext, {}));
+    *phContext = reinterpret_cast<SCARDCONTEXT>(simulation.handles.Open(CardContext{}));
     call.Out("phContext", HandleOf(*phContext));
     return call.Status(SCARD_S_SUCCESS);
 }
@@ -55,7 +58,7 @@ LONG WINAPI SCardReleaseContext(SCARDCONTEXT hContext)
     Call call{"SCardReleaseContext"};
     call.In("hContext", HandleOf(hContext));
     const auto fault = call.Fault();
-    if (!Simulation::Current().handles.Close(HandleOf(hContext), kContext, "SCardReleaseContext"))
+    if (!call.Close<CardContext>(HandleOf(hContext)))
         return call.Status(SCARD_E_INVALID_HANDLE);
     return call.Status(fault.value_or(SCARD_S_SUCCESS));
 }
@@ -67,7 +70,7 @@ LONG WINAPI SCardListReadersW(SCARDCONTEXT hContext, LPCWSTR mszGroups, LPWSTR m
     if (const auto fault = call.Fault())
         return call.Status(*fault);
     Simulation& simulation = Simulation::Current();
-    if (!simulation.handles.Check(HandleOf(hContext), kContext, "SCardListReadersW"))
+    if (call.Find<CardContext>(HandleOf(hContext)) == nullptr)
         return call.Status(SCARD_E_INVALID_HANDLE);
     SmartCards& cards = simulation.machine.smartCards;
     const std::vector<std::string> readers = call.GivesNothing() ? std::vector<std::string>() : cards.List();

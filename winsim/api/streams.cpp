@@ -15,8 +15,7 @@
 
 using winsim::Call;
 using winsim::File;
-using winsim::kStream;
-using winsim::OpenFile;
+using winsim::OpenStream;
 using winsim::Simulation;
 
 namespace
@@ -76,7 +75,7 @@ std::FILE* _fsopen(const char* path, const char* mode, int shareFlag)
     // Any other mode appends: nothing is read by streams.
     if (mode != nullptr && *mode == 'w')
         file.content.clear();
-    void* const stream = Simulation::Current().handles.Open(kStream, OpenFile{file.identity, kAppending, share});
+    void* const stream = Simulation::Current().handles.Open(OpenStream{{file.identity, kAppending, share}});
     return call.Done(static_cast<std::FILE*>(stream));
 }
 
@@ -87,10 +86,10 @@ int winsim_fputs(const char* text, std::FILE* stream)
     if (const auto fault = call.Fault())
         return call.Fail(EOF, *fault);
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenFile>(stream, kStream, "fputs");
+    const auto* open = call.Find<OpenStream>(stream);
     if (open == nullptr)
         return call.Fail(EOF, ERROR_INVALID_HANDLE);
-    File* const file = simulation.machine.files.FindByIdentity(open->file);
+    File* const file = simulation.machine.files.FindByIdentity(open->file.file);
     // What is written to a file that is gone is gone with it.
     if (file == nullptr)
         return call.Done(0);
@@ -110,7 +109,7 @@ int winsim_fflush(std::FILE* stream)
     call.In("stream", stream);
     if (const auto fault = call.Fault())
         return call.Fail(EOF, *fault);
-    if (Simulation::Current().handles.Find<OpenFile>(stream, kStream, "fflush") == nullptr)
+    if (call.Find<OpenStream>(stream) == nullptr)
         return call.Fail(EOF, ERROR_INVALID_HANDLE);
     return call.Done(0);
 }
@@ -120,7 +119,7 @@ int winsim_fclose(std::FILE* stream)
     Call call{"fclose"};
     call.In("stream", stream);
     const auto fault = call.Fault();
-    if (!Simulation::Current().handles.Close(stream, kStream, "fclose"))
+    if (!call.Close<OpenStream>(stream))
         return call.Fail(EOF, ERROR_INVALID_HANDLE);
     if (fault)
         return call.Fail(EOF, *fault);

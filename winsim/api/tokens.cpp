@@ -21,12 +21,6 @@ using winsim::Simulation;
 namespace
 {
 
-// What a token handle stands for: the rights it was opened with.
-struct OpenToken
-{
-    DWORD access;
-};
-
 const char* NameOf(const LUID& luid)
 {
     for (const winsim::Privilege& privilege : winsim::kPrivileges)
@@ -62,7 +56,7 @@ BOOL WINAPI OpenProcessToken(HANDLE ProcessHandle, DWORD DesiredAccess, PHANDLE 
     // Only the process's own token is asked for.
     if (ProcessHandle != INVALID_HANDLE_VALUE)
         return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    *TokenHandle = Simulation::Current().handles.Open(winsim::kToken, OpenToken{DesiredAccess});
+    *TokenHandle = Simulation::Current().handles.Open(winsim::OpenToken{DesiredAccess});
     call.Out("TokenHandle", *TokenHandle);
     return call.Done(TRUE);
 }
@@ -77,7 +71,7 @@ BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS Toke
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenToken>(TokenHandle, winsim::kToken, "GetTokenInformation");
+    const auto* open = call.Find<winsim::OpenToken>(TokenHandle);
     if (open == nullptr)
         return call.Fail(FALSE, ERROR_INVALID_HANDLE);
     if ((open->access & TOKEN_QUERY) == 0)
@@ -129,7 +123,7 @@ BOOL WINAPI AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivileges,
     if (const auto fault = call.Fault())
         return call.Fail(FALSE, *fault);
     Simulation& simulation = Simulation::Current();
-    const auto* open = simulation.handles.Find<OpenToken>(TokenHandle, winsim::kToken, "AdjustTokenPrivileges");
+    const auto* open = call.Find<winsim::OpenToken>(TokenHandle);
     if (open == nullptr)
         return call.Fail(FALSE, ERROR_INVALID_HANDLE);
     if ((open->access & TOKEN_ADJUST_PRIVILEGES) == 0)

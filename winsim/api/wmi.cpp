@@ -14,8 +14,6 @@ namespace winsim
 namespace
 {
 
-constexpr char kVariant[] = "variant";
-
 std::uint32_t Code(HRESULT result)
 {
     return static_cast<std::uint32_t>(result);
@@ -68,14 +66,13 @@ public:
 
     HRESULT Put(LPCWSTR wszName, LONG lFlags, VARIANT* pVal, CIMTYPE Type) override
     {
-        constexpr char kName[] = "IWbemClassObject::Put";
-        Call call{kName};
+        Call call{"IWbemClassObject::Put"};
         call.In("this", Self()).In("wszName", wszName).In("lFlags", lFlags).In("pVal", Noted(pVal)).In("Type", Type);
         // A variant that was once handed over has to be cleared.
         HandleTable& handles = Simulation::Current().handles;
-        if (pVal != nullptr && !handles.IsOpen(pVal, kVariant))
-            handles.Hold(pVal, kVariant);
-        if (const auto failure = ComFailure(call, kName, Self()))
+        if (pVal != nullptr && !handles.IsOpen<HeldVariant>(pVal))
+            handles.Hold<HeldVariant>(pVal);
+        if (const auto failure = ComFailure(call, Self()))
             return call.Status(*failure);
         if (wszName == nullptr || pVal == nullptr)
             return call.Status(Code(WBEM_E_INVALID_PARAMETER));
@@ -91,11 +88,10 @@ public:
 
     HRESULT SpawnInstance(LONG lFlags, IWbemClassObject** ppNewInstance) override
     {
-        constexpr char kName[] = "IWbemClassObject::SpawnInstance";
-        Call call{kName};
+        Call call{"IWbemClassObject::SpawnInstance"};
         call.In("this", Self()).In("lFlags", lFlags);
         *ppNewInstance = nullptr;
-        if (const auto failure = ComFailure(call, kName, Self()))
+        if (const auto failure = ComFailure(call, Self()))
             return call.Status(*failure);
         Subject instance = m_subject;
         instance.isInstance = true;
@@ -107,8 +103,7 @@ public:
     HRESULT GetMethod(LPCWSTR wszName, LONG lFlags, IWbemClassObject** ppInSignature,
                       IWbemClassObject** ppOutSignature) override
     {
-        constexpr char kName[] = "IWbemClassObject::GetMethod";
-        Call call{kName};
+        Call call{"IWbemClassObject::GetMethod"};
         call.In("this", Self())
             .In("wszName", wszName)
             .In("lFlags", lFlags)
@@ -119,7 +114,7 @@ public:
             if (signature != nullptr)
                 *signature = nullptr;
         }
-        if (const auto failure = ComFailure(call, kName, Self()))
+        if (const auto failure = ComFailure(call, Self()))
             return call.Status(*failure);
         if (wszName == nullptr || m_subject.isInstance || !m_subject.method.empty())
             return call.Status(Code(WBEM_E_INVALID_PARAMETER));
@@ -160,16 +155,15 @@ public:
     HRESULT GetObject(const BSTR strObjectPath, LONG lFlags, IWbemContext* pCtx, IWbemClassObject** ppObject,
                       IWbemCallResult** ppCallResult) override
     {
-        constexpr char kName[] = "IWbemServices::GetObject";
-        Call call{kName};
+        Call call{"IWbemServices::GetObject"};
         call.In("this", Self())
             .In("strObjectPath", NotedBstr(strObjectPath))
             .In("lFlags", lFlags)
             .In("pCtx", pCtx)
             .In("ppCallResult", ppCallResult != nullptr);
-        const std::string path = TextOf(strObjectPath, kName);
+        const std::string path = TextOf(call, strObjectPath);
         *ppObject = nullptr;
-        if (const auto failure = FailureOf(call, kName))
+        if (const auto failure = FailureOf(call))
             return call.Status(*failure);
         if (Instrumentation().FindClass(m_space, path) == nullptr)
             return call.Status(Code(WBEM_E_NOT_FOUND));
@@ -182,8 +176,7 @@ public:
                        IWbemClassObject* pInParams, IWbemClassObject** ppOutParams,
                        IWbemCallResult** ppCallResult) override
     {
-        constexpr char kName[] = "IWbemServices::ExecMethod";
-        Call call{kName};
+        Call call{"IWbemServices::ExecMethod"};
         call.In("this", Self())
             .In("strObjectPath", NotedBstr(strObjectPath))
             .In("strMethodName", NotedBstr(strMethodName))
@@ -192,11 +185,11 @@ public:
             .In("pInParams", pInParams)
             .In("ppOutParams", ppOutParams != nullptr)
             .In("ppCallResult", ppCallResult != nullptr);
-        const std::string path = TextOf(strObjectPath, kName);
-        const std::string name = TextOf(strMethodName, kName);
+        const std::string path = TextOf(call, strObjectPath);
+        const std::string name = TextOf(call, strMethodName);
         if (ppOutParams != nullptr)
             *ppOutParams = nullptr;
-        if (const auto failure = FailureOf(call, kName))
+        if (const auto failure = FailureOf(call))
             return call.Status(*failure);
         const WmiClass* one = Instrumentation().FindInstance(m_space, path);
         if (one == nullptr)
@@ -204,7 +197,7 @@ public:
         const auto method = one->methods.find(name);
         if (method == one->methods.end())
             return call.Status(Code(WBEM_E_INVALID_METHOD));
-        if (!IsInputOf(pInParams, name, method->second))
+        if (!IsInputOf(call, pInParams, name, method->second))
             return call.Status(Code(WBEM_E_INVALID_METHOD_PARAMETERS));
 
         if (ppOutParams != nullptr && !call.GivesNothing())
@@ -220,19 +213,18 @@ public:
     }
 
 private:
-    static bool IsInputOf(IWbemClassObject* input, const std::string& name, const WmiMethod& method)
+    static bool IsInputOf(const Call& call, IWbemClassObject* input, const std::string& name, const WmiMethod& method)
     {
         if (input == nullptr)
             return method.parameters.empty();
-        return Simulation::Current().handles.Check(static_cast<const void*>(input), kComObject,
-                                                   "IWbemServices::ExecMethod") &&
+        return call.Find<HeldComObject>(static_cast<const void*>(input)) != nullptr &&
                static_cast<ClassObject*>(input)->IsInputOf(name, method);
     }
 
     // The services act for the process, which has to allow it first.
-    std::optional<std::uint32_t> FailureOf(const Call& call, const char* name) const
+    std::optional<std::uint32_t> FailureOf(const Call& call) const
     {
-        if (const auto failure = ComFailure(call, name, Self()))
+        if (const auto failure = ComFailure(call, Self()))
             return failure;
         if (m_impersonation < RPC_C_IMP_LEVEL_IMPERSONATE)
             return Code(WBEM_E_ACCESS_DENIED);
@@ -252,8 +244,7 @@ public:
                           const BSTR strLocale, LONG lSecurityFlags, const BSTR strAuthority, IWbemContext* pCtx,
                           IWbemServices** ppNamespace) override
     {
-        constexpr char kName[] = "IWbemLocator::ConnectServer";
-        Call call{kName};
+        Call call{"IWbemLocator::ConnectServer"};
         call.In("this", Self())
             .In("strNetworkResource", NotedBstr(strNetworkResource))
             .In("strUser", NotedBstr(strUser))
@@ -262,9 +253,9 @@ public:
             .In("lSecurityFlags", lSecurityFlags)
             .In("strAuthority", NotedBstr(strAuthority))
             .In("pCtx", pCtx);
-        const std::string path = TextOf(strNetworkResource, kName);
+        const std::string path = TextOf(call, strNetworkResource);
         *ppNamespace = nullptr;
-        if (const auto failure = ComFailure(call, kName, Self()))
+        if (const auto failure = ComFailure(call, Self()))
             return call.Status(*failure);
         if (Instrumentation().FindNamespace(path) == nullptr)
             return call.Status(Code(WBEM_E_INVALID_NAMESPACE));

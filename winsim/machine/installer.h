@@ -22,11 +22,6 @@ struct PropertyAnswer
     bool operator==(const PropertyAnswer&) const = default;
 };
 
-// What an install session's handle stands for: the one session of the machine.
-inline constexpr char kInstallSession[] = "install";
-struct InstallSession
-{};
-
 // The properties of the session. A property may change while it is asked for: each question has the next of its
 // answers, and the last one stays.
 class Installer

@@ -5,6 +5,7 @@
 #include "winsim/base/text.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -40,7 +41,8 @@ struct Wmi
 {
     bool autoProvisioning = false; // whether Windows provisions the TPM by itself
     std::map<std::string, WmiNamespace, NameOrder> namespaces;
-    std::map<std::string, std::uint32_t> failures; // calls that fail, such as "IWbemServices::ExecMethod": the HRESULT
+    // Calls that fail, such as "IWbemServices::ExecMethod", and their HRESULTs.
+    std::map<std::string, std::uint32_t, std::less<>> failures;
 
     const WmiNamespace* FindNamespace(const std::string& path) const;
     // A class by its name, or by the path of an instance; null when there is no such one.

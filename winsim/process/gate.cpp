@@ -133,6 +133,7 @@ Call::Call(std::string_view name, CallKind kind)
         return;
     if (simulation.IsOver())
     {
+        m_name = m_ownName = name;
         m_fault = kOperationAborted;
         return;
     }
@@ -201,6 +202,11 @@ std::int32_t Call::Status(std::uint32_t status)
 void Call::SetError(std::uint32_t error)
 {
     Simulation::Current().lastError = error;
+}
+
+HandleTable& Call::Handles()
+{
+    return Simulation::Current().handles;
 }
 
 Json Call::Noted(const char* ansi)

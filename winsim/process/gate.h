@@ -3,6 +3,7 @@
 #pragma once
 
 #include "winsim/base/json.h"
+#include "winsim/process/handles.h"
 #include "winsim/process/meanwhile.h"
 #include "winsim/process/repeats.h"
 
@@ -128,6 +129,25 @@ public:
     // Whether the fault plan wants this call to succeed with nothing.
     bool GivesNothing() const { return m_givesNothing; }
 
+    std::string_view Name() const { return m_name; }
+
+    // The handles of the process (winsim/process/handles.h): what is wrong with one is a violation of this call.
+    template <typename Object>
+    Object* Find(const void* handle) const
+    {
+        return Handles().Find<Object>(handle, m_name);
+    }
+    template <typename Object>
+    bool Close(const void* handle) const
+    {
+        return Handles().Close<Object>(handle, m_name);
+    }
+    template <typename Block>
+    bool Free(const void* block) const
+    {
+        return Handles().Free<Block>(block, m_name);
+    }
+
     // The endings. Done leaves the last error alone; Fail sets it; Status is for calls that return their error.
     template <typename Value>
     Value Done(Value result)
@@ -172,11 +192,13 @@ private:
             m_record->result = Noted(result);
     }
     void SetError(std::uint32_t error);
+    static HandleTable& Handles();
 
     // Hands the record in, if there is one.
     void NoteEnd();
 
-    std::string_view m_name; // kept by the gate's counts
+    std::string_view m_name; // kept by the gate's counts, or by m_ownName
+    std::string m_ownName;   // in a process that is over
     unsigned m_occurrence = 0;
     unsigned m_ordinal = 0; // 0: one that nothing happens after
     std::optional<std::uint32_t> m_fault;

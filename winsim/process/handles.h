@@ -7,7 +7,10 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace winsim
@@ -15,45 +18,81 @@ namespace winsim
 
 // Everything that a process opens, allocates or loads is an entry here until it gives it back. Closing twice, using
 // what was closed or never was a handle, and keeping something to the end are violations.
+//
+// What a handle stands for is an object of a type of its own, and the type is the handle's kind: it has a member
+// kKind with the kind's name, such as "service". For people a handle is "service#2": its kind, and the lowest number
+// that no other open handle of the kind has. A number that was given back is taken again, so that a recorded sequence
+// of calls stays the same whatever handles were opened and closed before it; only what is open meanwhile counts.
 class HandleTable
 {
 public:
-    // A new handle of a kind ("service", "key", ...), holding what it stands for.
-    void* Open(const std::string& kind, std::any object);
-
-    // What a handle stands for; null, with a violation noted, when it is not an open handle of that kind.
+    // A new handle that stands for an object.
     template <typename Object>
-    Object* Find(const void* handle, const char* kind, const char* call)
+    void* Open(Object object)
     {
-        Entry* entry = Use(handle, kind, call);
-        return entry == nullptr ? nullptr : std::any_cast<Object>(&entry->object);
+        void* handle = NextHandle();
+        Add(handle, Object::kKind, std::move(object));
+        return handle;
     }
 
-    // Whether a handle is an open one of that kind. When it is not, a violation is noted.
-    bool Check(const void* handle, const char* kind, const char* call) { return Use(handle, kind, call) != nullptr; }
+    // What a handle stands for; null, with a violation of the call noted, when it is not an open handle of that kind.
+    template <typename Object>
+    Object* Find(const void* handle, std::string_view call)
+    {
+        Object* object = Opened<Object>(handle);
+        if (object == nullptr)
+            NoteMisuse(handle, Object::kKind, call);
+        return object;
+    }
 
-    // Whether a handle is an open one of that kind. Notes nothing.
-    bool IsOpen(const void* handle, const char* kind) const;
+    // Whether a handle is an open one of a kind. Notes nothing.
+    template <typename Object>
+    bool IsOpen(const void* handle) const
+    {
+        return const_cast<HandleTable*>(this)->Opened<Object>(handle) != nullptr;
+    }
+
+    // Gives a handle back. False, with a violation of the call noted, when it is not an open handle of that kind.
+    template <typename Object>
+    bool Close(const void* handle, std::string_view call)
+    {
+        if (Find<Object>(handle, call) == nullptr)
+            return false;
+        Remove(handle);
+        return true;
+    }
+
+    // The same for a handle that may be of several kinds, which `family` is the name of.
+    template <typename... Objects>
+    bool CloseAnyOf(const void* handle, const char* family, std::string_view call)
+    {
+        const bool isOpen = (IsOpen<Objects>(handle) || ...);
+        if (isOpen)
+            Remove(handle);
+        else
+            NoteMisuse(handle, family, call);
+        return isOpen;
+    }
 
     // Whether any handle of a kind is open.
-    bool HasOpen(const char* kind) const;
-
-    // Gives a handle back. False, with a violation noted, when it is not an open handle of that kind.
-    bool Close(const void* handle, const char* kind, const char* call);
+    template <typename Object>
+    bool HasOpen() const
+    {
+        bool isAny = false;
+        ForEachOpen<Object>([&](const Object&) { isAny = true; });
+        return isAny;
+    }
 
     // Calls use(object) for each open handle of a kind.
     template <typename Object, typename Use>
-    void ForEachOpen(const char* kind, Use use) const
+    void ForEachOpen(Use use) const
     {
         for (const auto& [handle, entry] : m_entries)
         {
-            if (entry.isOpen && entry.kind == kind)
-                use(std::any_cast<const Object&>(entry.object));
+            if (const auto* object = std::any_cast<Object>(&entry.object))
+                use(*object);
         }
     }
-
-    // The kind of an open handle, or an empty text.
-    std::string KindOf(const void* handle) const;
 
     // "service#2", a predefined handle's name, or null.
     Json NameOf(const void* handle) const;
@@ -61,48 +100,84 @@ public:
     // Gives a predefined handle its name.
     void Predefine(const void* handle, const std::string& name) { m_predefined[handle] = name; }
 
-    // Memory that a call hands to the process is a block: the address is the handle.
-    void* Allocate(const std::string& kind, std::size_t size);
-    bool Free(const void* block, const char* kind, const char* call);
+    // Memory that a call hands to the process is a block: the address is the handle, and the type an empty one.
+    template <typename Block>
+    void* Allocate(std::size_t size)
+    {
+        void* address = NewMemory(size);
+        Add(address, Block::kKind, Block{});
+        return address;
+    }
+    template <typename Block>
+    bool Free(const void* block, std::string_view call)
+    {
+        if (!Close<Block>(block, call))
+            return false;
+        m_blocks.erase(block);
+        return true;
+    }
 
     // Takes something into account that the process holds by its address and has to give back: an object of the
     // machine's, or a variable of the process's own. The object, if there is one, stays in memory after it was given
     // back, so that a late call on it is noticed.
-    void Hold(const void* address, const std::string& kind, std::shared_ptr<void> object = {});
+    template <typename Held>
+    void Hold(const void* address, std::shared_ptr<void> object = {})
+    {
+        Add(address, Held::kKind, Held{});
+        if (object)
+            m_held.push_back(std::move(object));
+    }
 
     void NoteViolation(const std::string& text) { m_violations.push_back(text); }
 
-    // What was done wrong, and what is still open, except for kinds that may stay open.
+    // What was done wrong, and what is still open and may not stay so.
     std::vector<std::string> Violations() const;
     // What was done wrong, in a process that Windows tidies up after.
     const std::vector<std::string>& Misuses() const { return m_violations; }
 
-    // A kind whose handles may stay open to the process's end.
-    void MayStayOpen(const std::string& kind) { m_mayStayOpen.push_back(kind); }
-    // The same for one handle.
+    // Lets a handle stay open to the process's end.
     void MayKeep(const void* handle) { m_entries.at(handle).mayStayOpen = true; }
 
 private:
     struct Entry
     {
-        std::string kind;
-        unsigned ordinal = 0;
-        bool isOpen = true;
-        std::any object;
+        const char* kind = "";
+        unsigned number = 0;
+        std::any object; // none when it was closed
         bool mayStayOpen = false;
+
+        bool IsOpen() const { return object.has_value(); }
     };
 
-    Entry* Use(const void* handle, const char* kind, const char* call);
+    // The numbers of one kind.
+    struct Numbers
+    {
+        std::set<unsigned> givenBack;
+        unsigned last = 0;
+
+        unsigned Take();
+    };
+
+    template <typename Object>
+    Object* Opened(const void* handle)
+    {
+        const auto entry = m_entries.find(handle);
+        return entry == m_entries.end() ? nullptr : std::any_cast<Object>(&entry->second.object);
+    }
+
+    void* NextHandle();
+    void* NewMemory(std::size_t size);
+    void Add(const void* handle, const char* kind, std::any object);
+    void Remove(const void* handle);
+    void NoteMisuse(const void* handle, const char* kind, std::string_view call);
     std::string Describe(const void* handle) const;
-    void Add(const void* handle, const std::string& kind, std::any object);
 
     std::map<const void*, Entry> m_entries;
     std::map<const void*, std::string> m_predefined;
-    std::map<std::string, unsigned> m_ordinals;
+    std::map<std::string_view, Numbers> m_numbers; // by kind
     std::map<const void*, std::unique_ptr<std::uint64_t[]>> m_blocks;
     std::vector<std::shared_ptr<void>> m_held;
     std::vector<std::string> m_violations;
-    std::vector<std::string> m_mayStayOpen;
     std::uintptr_t m_next = 0x10004;
 };
 

@@ -44,9 +44,10 @@ template <typename IsMeant>
 bool AnyOpen(IsMeant isMeant)
 {
     bool isAny = false;
-    for (const char* kind : {kFile, kStream})
-        Simulation::Current().handles.ForEachOpen<OpenFile>(
-            kind, [&](const OpenFile& open) { isAny = isAny || (TakesPart(open.access) && isMeant(open)); });
+    const auto look = [&](const OpenFile& open) { isAny = isAny || (TakesPart(open.access) && isMeant(open)); };
+    const HandleTable& handles = Simulation::Current().handles;
+    handles.ForEachOpen<OpenFile>(look);
+    handles.ForEachOpen<OpenStream>([&](const OpenStream& stream) { look(stream.file); });
     return isAny;
 }
 

@@ -9,16 +9,23 @@
 namespace winsim
 {
 
-// Kinds of handles that stand for an OpenFile.
-inline constexpr char kFile[] = "file";
-inline constexpr char kStream[] = "stream";
-
+// What a file's handle stands for.
 struct OpenFile
 {
+    static constexpr char kKind[] = "file";
+
     FileIdentity file;
     std::uint32_t access = 0; // the rights that the handle carries
     std::uint32_t share = 0;  // what others may do meanwhile: FILE_SHARE_READ, ...
     std::string path = {};    // that it was opened by, links followed
+};
+
+// What a stream of the standard library stands for.
+struct OpenStream
+{
+    static constexpr char kKind[] = "stream";
+
+    OpenFile file;
 };
 
 // The rights on files that a mask stands for, without generic ones.

@@ -7,10 +7,10 @@
 namespace winsim
 {
 
-inline constexpr char kService[] = "service"; // the kind of the handle
-
 struct OpenService
 {
+    static constexpr char kKind[] = "service";
+
     std::string name;
     std::uint32_t access = 0;
 };

@@ -2,6 +2,7 @@
 #include "winsim/process/program.h"
 
 #include "winsim/base/text.h"
+#include "winsim/process/install_session.h"
 #include "winsim/process/process_code.h"
 #include "winsim/process/simulation.h"
 
@@ -224,9 +225,9 @@ Outcome Program::RunExport(const Machine& machine, const RunOptions& options, co
         auto* const exported = image.Find<UINT(MSIHANDLE)>(name.c_str());
         return [exported] {
             HandleTable& handles = Simulation::Current().handles;
-            void* const session = handles.Open(kInstallSession, InstallSession{});
+            void* const session = handles.Open(InstallSession{});
             const UINT result = exported(static_cast<MSIHANDLE>(reinterpret_cast<std::uintptr_t>(session)));
-            handles.Close(session, kInstallSession, "the installer");
+            handles.Close<InstallSession>(session, "the installer");
             return static_cast<int>(result);
         };
     });

@@ -146,8 +146,7 @@ void Simulation::RemoveDeletedService(const std::string& name)
     if (service == nullptr || !service->isMarkedForDeletion || !service->IsStopped())
         return;
     bool isOpen = false;
-    handles.ForEachOpen<OpenService>(kService,
-                                     [&](const OpenService& open) { isOpen = isOpen || SameName(open.name, name); });
+    handles.ForEachOpen<OpenService>([&](const OpenService& open) { isOpen = isOpen || SameName(open.name, name); });
     if (!isOpen)
         machine.services.Remove(name);
 }

@@ -90,28 +90,17 @@ void Expect(const SimulatedRun& run, const std::string& result, const Script& lo
 const Script kProbe{R"(GetCurrentProcess() = "process#current")",
                     R"(IsWow64Process("process#current") = 1 Wow64Process:0)"};
 
-Script OpenKey(int ordinal)
-{
-    return {fmt::format(
-        R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp\\Common", 0, 131097) = 0 phkResult:"key#{}")",
-        ordinal)};
-}
+const Script kOpenKey{
+    R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp\\Common", 0, 131097) = 0 phkResult:"key#1")"};
 
-Script CloseKey(int ordinal)
-{
-    return {fmt::format(R"(RegCloseKey("key#{}") = 0)", ordinal)};
-}
+const Script kCloseKey{R"(RegCloseKey("key#1") = 0)"};
 
 const Script kReadWanted{
     R"(RegQueryValueExA("key#1", "KlAutoEnrollInstalled", null, 4) = 0 lpType:4 lpcbData:4 lpData:1)"};
 
-Script ReadPath(int ordinal)
-{
-    return {fmt::format(R"(RegQueryValueExA("key#{}", "Installation Path", null, 0) = 0 lpType:1 lpcbData:8)", ordinal),
-            fmt::format(
-                R"(RegQueryValueExA("key#{}", "Installation Path", null, 8) = 0 lpType:1 lpcbData:8 lpData:"C:\\Kelo")",
-                ordinal)};
-}
+const Script kReadPath{
+    R"(RegQueryValueExA("key#1", "Installation Path", null, 0) = 0 lpType:1 lpcbData:8)",
+    R"(RegQueryValueExA("key#1", "Installation Path", null, 8) = 0 lpType:1 lpcbData:8 lpData:"C:\\Kelo")"};
 
 const Script kLoad{R"(LoadLibraryA("C:\\Kelo\\CertJobPlanner.dll") = "library#1")"};
 const Script kFree{R"(FreeLibrary("library#1") = 1)"};
@@ -129,7 +118,7 @@ Script CallExport(const std::string& name, int result)
 // From the first probe to the loaded library.
 Script InstallBeginning()
 {
-    return Joined({kProbe, OpenKey(1), kReadWanted, CloseKey(1), OpenKey(2), ReadPath(2), CloseKey(2), kLoad,
+    return Joined({kProbe, kOpenKey, kReadWanted, kCloseKey, kOpenKey, kReadPath, kCloseKey, kLoad,
                    LookUp("AreTasksInstalled"), LookUp("InstallAutoEnrollmentTasks")});
 }
 
@@ -235,10 +224,10 @@ TEST(InstallAutoEnrollmentTasks, AWishOfZeroIsARefusal)
         run.script,
         ElementsAreArray(
             Joined({kProbe,
-                    OpenKey(1),
+                    kOpenKey,
                     {R"(RegQueryValueExA("key#1", "KlAutoEnrollInstalled", null, 4) = 0 lpType:4 lpcbData:4 lpData:0)"},
                     refused,
-                    CloseKey(1)})));
+                    kCloseKey})));
 }
 
 TEST(InstallAutoEnrollmentTasks, EveryOtherNumberIsAWish)
@@ -425,7 +414,7 @@ TEST(RemoveAutoEnrollmentTasks, AsksTheTaskLibraryWithoutALineAndUnloadsIt)
 {
     const SimulatedRun run = Remove(MachineWith({}));
     Expect(run, "0", {});
-    EXPECT_THAT(run.script, ElementsAreArray(Joined({kProbe, OpenKey(1), ReadPath(1), CloseKey(1), kLoad,
+    EXPECT_THAT(run.script, ElementsAreArray(Joined({kProbe, kOpenKey, kReadPath, kCloseKey, kLoad,
                                                      LookUp("RemoveAutoEnrollmentTasks"),
                                                      CallExport("RemoveAutoEnrollmentTasks", 0), kFree})));
 }
@@ -439,7 +428,7 @@ TEST(RemoveAutoEnrollmentTasks, ALibraryThatThrowsIsFreedAndTheOperationFails)
         const SimulatedRun run = Remove(MachineWith({.remove = {{"throws", thrown}}}));
         Expect(run, "-1", LogOf(caught));
         const Script call{"CertJobPlanner.dll!RemoveAutoEnrollmentTasks() exception:" + Json(thrown).dump()};
-        EXPECT_THAT(run.script, ElementsAreArray(Joined({kProbe, OpenKey(1), ReadPath(1), CloseKey(1), kLoad,
+        EXPECT_THAT(run.script, ElementsAreArray(Joined({kProbe, kOpenKey, kReadPath, kCloseKey, kLoad,
                                                          LookUp("RemoveAutoEnrollmentTasks"), call, caught, kFree})));
     }
 }

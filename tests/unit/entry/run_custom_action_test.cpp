@@ -146,10 +146,10 @@ Script CommitSteps()
     steps.push_back(openProvider("Microsoft Enhanced RSA and AES Cryptographic Provider", R"(0 phkResult:"key#1")"));
     steps.push_back(R"(RegCloseKey("key#1") = 0)");
     steps.push_back(R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Keystead CSP )"
-                    R"(Persistent\\CAPI", 0, null, 0, 983103, null) = 0 lpdwDisposition:1 phkResult:"key#2")");
-    steps.push_back(R"(RegSetValueExA("key#2", "PassthroughCSP", 0, 1, )"
+                    R"(Persistent\\CAPI", 0, null, 0, 983103, null) = 0 lpdwDisposition:1 phkResult:"key#1")");
+    steps.push_back(R"(RegSetValueExA("key#1", "PassthroughCSP", 0, 1, )"
                     R"("Microsoft Enhanced RSA and AES Cryptographic Provider", 54) = 0)");
-    steps.push_back(R"(RegCloseKey("key#2") = 0)");
+    steps.push_back(R"(RegCloseKey("key#1") = 0)");
     return steps;
 }
 

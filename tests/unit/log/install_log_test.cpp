@@ -156,8 +156,8 @@ TEST(InstallLog, AClosedObjectOpensItsFileForEachLine)
     EXPECT_THAT(run.log, ElementsAre("late"));
     EXPECT_THAT(run.script,
                 ElementsAreArray(Joined(OpeningOf("stream#9", 183),
-                                        {R"(fclose("stream#9") = 0)", kReopen + std::string(R"( = "stream#10")"),
-                                         "log: late", R"(fclose("stream#10") = 0)"})));
+                                        {R"(fclose("stream#9") = 0)", kReopen + std::string(R"( = "stream#9")"),
+                                         "log: late", R"(fclose("stream#9") = 0)"})));
     EXPECT_THAT(CallNames(run),
                 ElementsAre("SHGetFolderPathA", "SHCreateDirectoryExA", "_fsopen", "fclose", "_fsopen", "GetSystemTime",
                             "GetTimeZoneInformation", "GetCurrentThreadId", "fputs", "fflush", "fclose"));
@@ -169,9 +169,9 @@ TEST(InstallLog, AClosedObjectKeepsNothingOpenBetweenItsLines)
     EXPECT_EQ(run.result, "true");
     EXPECT_THAT(run.script, ElementsAreArray(Joined(
                                 OpeningOf("stream#9", 183),
-                                {R"(fclose("stream#9") = 0)", kReopen + std::string(R"( = "stream#10")"), "log: one",
-                                 R"(fclose("stream#10") = 0)", kReopen + std::string(R"( = "stream#11")"), "log: two",
-                                 R"(fclose("stream#11") = 0)"})));
+                                {R"(fclose("stream#9") = 0)", kReopen + std::string(R"( = "stream#9")"), "log: one",
+                                 R"(fclose("stream#9") = 0)", kReopen + std::string(R"( = "stream#9")"), "log: two",
+                                 R"(fclose("stream#9") = 0)"})));
 }
 
 TEST(InstallLog, ALineThatNoFileCanBeOpenedForIsDropped)

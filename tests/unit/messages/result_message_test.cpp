@@ -116,7 +116,7 @@ const Script kLoadEnglish =
                R"(GetModuleFileNameA(null, 260) = 63 lpFilename:)"
                R"("C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KeloCustomAction.exe")",
                R"(LoadLibraryA("C:\\Program Files\\Kelo Systems Corp\\Toolkit\\Internationalization_en.dll") = )"
-               R"("library#2")",
+               R"("library#1")",
            });
 
 const Script kOpenInstallerKey{
@@ -136,7 +136,7 @@ TEST(PublishResultMessage, LoadsOneTextAndWritesItAsTheDefaultValue)
 {
     const std::string text = EnglishText(5036);
     const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10015);
-    const Script load{R"(LoadStringA("library#2", 5036, 1024) = )" + std::to_string(text.size()) +
+    const Script load{R"(LoadStringA("library#1", 5036, 1024) = )" + std::to_string(text.size()) +
                       " lpBuffer:" + Json(text).dump()};
     EXPECT_THAT(run.script,
                 ElementsAreArray(Joined({kLoadEnglish, load, kOpenInstallerKey, WriteText(text), kCloseInstallerKey})));
@@ -147,7 +147,7 @@ TEST(PublishResultMessage, TheGenericTextIsExpandedAsAMessage)
     const std::string text = EnglishText(5058);
     const std::string expanded = GenericText("10002");
     const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10002);
-    const Script steps{R"(LoadStringA("library#2", 5058, 1024) = )" + std::to_string(text.size()) +
+    const Script steps{R"(LoadStringA("library#1", 5058, 1024) = )" + std::to_string(text.size()) +
                            " lpBuffer:" + Json(text).dump(),
                        "FormatMessageA(9472, " + Json(text).dump() + ", 0, 0, 0) = " + std::to_string(expanded.size()) +
                            " lpBuffer:" + Json(expanded).dump()};

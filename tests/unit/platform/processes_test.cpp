@@ -48,29 +48,22 @@ std::string NotOpened(unsigned id)
     return fmt::format("OpenProcess(1041, 0, {})", id);
 }
 
-// The calls that look at one process, which is the n-th that was opened.
-Script LookedAt(unsigned id, unsigned n, const std::string& name)
+constexpr char kClosed[] = R"(CloseHandle("process#1") = 1)";
+constexpr char kEnded[] = R"(TerminateProcess("process#1", 4294967295) = 1)";
+
+// The calls that look at one process.
+Script LookedAt(unsigned id, const std::string& name)
 {
-    return {fmt::format(R"(OpenProcess(1041, 0, {}) = "process#{}")", id, n),
-            fmt::format(R"(EnumProcessModules("process#{}", 8) = 1 lphModule:"module#foreign" lpcbNeeded:8)", n),
-            fmt::format(R"(GetModuleBaseNameA("process#{}", "module#foreign", 260) = {} lpBaseName:"{}")", n,
-                        name.size(), name)};
+    return {fmt::format(R"(OpenProcess(1041, 0, {}) = "process#1")", id),
+            R"(EnumProcessModules("process#1", 8) = 1 lphModule:"module#foreign" lpcbNeeded:8)",
+            fmt::format(R"(GetModuleBaseNameA("process#1", "module#foreign", 260) = {} lpBaseName:"{}")", name.size(),
+                        name)};
 }
 
-std::string Closed(unsigned n)
+// The look at the program's own process.
+Script LookedAtItself()
 {
-    return fmt::format(R"(CloseHandle("process#{}") = 1)", n);
-}
-
-std::string Ended(unsigned n)
-{
-    return fmt::format(R"(TerminateProcess("process#{}", 4294967295) = 1)", n);
-}
-
-// The look at the program's own process, which is the n-th that was opened.
-Script LookedAtItself(unsigned n)
-{
-    return Joined(LookedAt(kOwnProcess, n, kOwnImage), Closed(n));
+    return Joined(LookedAt(kOwnProcess, kOwnImage), kClosed);
 }
 
 constexpr char kTried[] = "log: Try to kill process: PatchAgent.exe";
@@ -95,8 +88,8 @@ TEST(KillProcessByName, EndsTheProcessAndDoesNotWaitForItsEnd)
     const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "a.exe"}, {"id": 12, "name": "PatchAgent.exe"},
                                                      {"id": 16, "name": "b.exe"}])"));
     ExpectRun(run, "true",
-              Joined(kTried, Listed({8, 12, 16}), LookedAt(8, 1, "a.exe"), Closed(1), LookedAt(12, 2, "PatchAgent.exe"),
-                     kFound, Ended(2), Closed(2), kKilled));
+              Joined(kTried, Listed({8, 12, 16}), LookedAt(8, "a.exe"), kClosed, LookedAt(12, "PatchAgent.exe"), kFound,
+                     kEnded, kClosed, kKilled));
     EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8, 16}));
     EXPECT_EQ(run.outcome.clockMs, 0u);
 }
@@ -105,9 +98,8 @@ TEST(KillProcessByName, NameIsComparedWithoutRegardToCase)
 {
     const winsim::Machine machine = MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])");
     ExpectRun(CallFunction(machine, "KillProcessByName", {"PATCHAGENT.EXE"}), "true",
-              Joined("log: Try to kill process: PATCHAGENT.EXE", Listed({8}), LookedAt(8, 1, "PatchAgent.exe"),
-                     "log:   found process: <PATCHAGENT.EXE>", Ended(1), Closed(1),
-                     "log: Killed process: PATCHAGENT.EXE"));
+              Joined("log: Try to kill process: PATCHAGENT.EXE", Listed({8}), LookedAt(8, "PatchAgent.exe"),
+                     "log:   found process: <PATCHAGENT.EXE>", kEnded, kClosed, "log: Killed process: PATCHAGENT.EXE"));
 }
 
 TEST(KillProcessByName, OfTwoWithTheNameOnlyTheFirstListedIsEnded)
@@ -115,7 +107,7 @@ TEST(KillProcessByName, OfTwoWithTheNameOnlyTheFirstListedIsEnded)
     const SimulatedRun run =
         Kill(MachineRunning(R"([{"id": 24, "name": "PatchAgent.exe"}, {"id": 8, "name": "PatchAgent.exe"}])"));
     ExpectRun(run, "true",
-              Joined(kTried, Listed({24, 8}), LookedAt(24, 1, "PatchAgent.exe"), kFound, Ended(1), Closed(1), kKilled));
+              Joined(kTried, Listed({24, 8}), LookedAt(24, "PatchAgent.exe"), kFound, kEnded, kClosed, kKilled));
     EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
 }
 
@@ -126,7 +118,7 @@ TEST(KillProcessByName, ProcessThatCannotBeOpenedIsNotFound)
     {
         const SimulatedRun run =
             Kill(MachineRunning(Json{{{"id", 8}, {"name", "PatchAgent.exe"}, {"deniedAccess", denied}}}));
-        ExpectRun(run, "false", Joined(kTried, Listed({8}), NotOpened(8), LookedAtItself(1), kNotFound));
+        ExpectRun(run, "false", Joined(kTried, Listed({8}), NotOpened(8), LookedAtItself(), kNotFound));
         EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
     }
 }
@@ -136,16 +128,16 @@ TEST(KillProcessByName, SecondOfTheNameIsEndedWhenTheFirstCannotBeOpened)
     const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "deniedAccess": 1},
                                                      {"id": 12, "name": "PatchAgent.exe"}])"));
     ExpectRun(run, "true",
-              Joined(kTried, Listed({8, 12}), NotOpened(8), LookedAt(12, 1, "PatchAgent.exe"), kFound, Ended(1),
-                     Closed(1), kKilled));
+              Joined(kTried, Listed({8, 12}), NotOpened(8), LookedAt(12, "PatchAgent.exe"), kFound, kEnded, kClosed,
+                     kKilled));
 }
 
 TEST(KillProcessByName, RefusedEndIsLoggedWithItsError)
 {
     const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"));
     ExpectRun(run, "false",
-              Joined(kTried, Listed({8}), LookedAt(8, 1, "PatchAgent.exe"), kFound,
-                     R"(TerminateProcess("process#1", 4294967295) = 0)", Closed(1),
+              Joined(kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound,
+                     R"(TerminateProcess("process#1", 4294967295) = 0)", kClosed,
                      "log: Unable to kill process: PatchAgent.exe", "log: error: 5"));
     EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
 }
@@ -155,7 +147,7 @@ TEST(KillProcessByName, TheErrorIsReadBehindTheClosingOfTheHandle)
     const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"),
                                   {.faults = {"CloseHandle=1816"}});
     ExpectRun(run, "false",
-              Joined(kTried, Listed({8}), LookedAt(8, 1, "PatchAgent.exe"), kFound,
+              Joined(kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound,
                      R"(TerminateProcess("process#1", 4294967295) = 0)", R"(CloseHandle("process#1") = 0)",
                      "log: Unable to kill process: PatchAgent.exe", "log: error: 1816"));
 }
@@ -171,22 +163,22 @@ TEST(KillProcessByName, ProcessWithoutModulesIsPassedOver)
     const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8}, {"id": 12, "name": "PatchAgent.exe"}])"));
     ExpectRun(run, "true",
               Joined(kTried, Listed({8, 12}), R"(OpenProcess(1041, 0, 8) = "process#1")",
-                     R"(EnumProcessModules("process#1", 8) = 0)", Closed(1), LookedAt(12, 2, "PatchAgent.exe"), kFound,
-                     Ended(2), Closed(2), kKilled));
+                     R"(EnumProcessModules("process#1", 8) = 0)", kClosed, LookedAt(12, "PatchAgent.exe"), kFound,
+                     kEnded, kClosed, kKilled));
 }
 
 TEST(KillProcessByName, NameIsNoFormat)
 {
     const winsim::Machine machine = MachineRunning(R"([{"id": 8, "name": "%s%n.exe"}])");
     ExpectRun(CallFunction(machine, "KillProcessByName", {"%s%n.exe"}), "true",
-              Joined("log: Try to kill process: %s%n.exe", Listed({8}), LookedAt(8, 1, "%s%n.exe"),
-                     "log:   found process: <%s%n.exe>", Ended(1), Closed(1), "log: Killed process: %s%n.exe"));
+              Joined("log: Try to kill process: %s%n.exe", Listed({8}), LookedAt(8, "%s%n.exe"),
+                     "log:   found process: <%s%n.exe>", kEnded, kClosed, "log: Killed process: %s%n.exe"));
 }
 
 TEST(FindProcessByName, GivesAnOpenHandleAndOneLine)
 {
     ExpectRun(Find(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])")), "true",
-              Joined(Listed({8}), LookedAt(8, 1, "PatchAgent.exe"), kFound, Closed(1)));
+              Joined(Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound, kClosed));
 }
 
 TEST(FindProcessByName, NoMatchIsANullHandleWithoutALine)
@@ -194,7 +186,7 @@ TEST(FindProcessByName, NoMatchIsANullHandleWithoutALine)
     for (const char* other : {"PatchAgent", "PatchAgent.exe.exe", "xPatchAgent.exe", "Patch Agent.exe"})
     {
         ExpectRun(Find(MachineRunning(Json{{{"id", 8}, {"name", other}}})), "false",
-                  Joined(Listed({8}), LookedAt(8, 1, other), Closed(1), LookedAtItself(2)));
+                  Joined(Listed({8}), LookedAt(8, other), kClosed, LookedAtItself()));
     }
 }
 
@@ -205,7 +197,7 @@ TEST(FindProcessByName, NameThatCannotBeHadMatchesNothing)
               "false",
               Joined(Listed({8}), R"(OpenProcess(1041, 0, 8) = "process#1")",
                      R"(EnumProcessModules("process#1", 8) = 1 lphModule:"module#foreign" lpcbNeeded:8)",
-                     R"(GetModuleBaseNameA("process#1", "module#foreign", 260) = 0)", Closed(1), LookedAtItself(2)));
+                     R"(GetModuleBaseNameA("process#1", "module#foreign", 260) = 0)", kClosed, LookedAtItself()));
 }
 
 TEST(FindProcessByName, NameOf259CharactersIsFoundAndALongerOneIsCut)

@@ -42,24 +42,12 @@ winsim::Machine BothRegistered()
     return BothRegistered(winsim::Json{"Microsoft Software Key Storage Provider", kTcg, kStrongAuth}.dump());
 }
 
-std::string Library(int ordinal)
-{
-    return "\"library#" + std::to_string(ordinal) + "\"";
-}
+constexpr char kLoad[] = R"(LoadLibraryW("bcrypt.dll") = "library#1")";
+constexpr char kFree[] = R"(FreeLibrary("library#1") = 1)";
 
-std::string Load(int ordinal)
+std::string LookUp(const std::string& function, bool isThere = true)
 {
-    return R"(LoadLibraryW("bcrypt.dll") = )" + Library(ordinal);
-}
-
-std::string Free(int ordinal)
-{
-    return "FreeLibrary(" + Library(ordinal) + ") = 1";
-}
-
-std::string LookUp(int ordinal, const std::string& function, bool isThere = true)
-{
-    return "GetProcAddress(" + Library(ordinal) + ", \"" + function + "\")" +
+    return R"(GetProcAddress("library#1", ")" + function + "\")" +
            (isThere ? " = \"bcrypt.dll!" + function + "\"" : "");
 }
 
@@ -88,21 +76,17 @@ std::string UnregisterProvider(const std::string& provider, const std::string& s
     return "BCryptUnregisterProvider(\"" + provider + "\") = " + status;
 }
 
-// One step, with the library of this ordinal, around the calls that it makes.
-Script RegistrationStep(int ordinal, const Script& calls)
+// One step, with its library around the calls that it makes.
+Script RegistrationStep(const Script& calls)
 {
-    return Joined({{Load(ordinal), LookUp(ordinal, "BCryptRegisterProvider"),
-                    LookUp(ordinal, "BCryptAddContextFunctionProvider")},
-                   calls,
-                   {Free(ordinal)}});
+    return Joined(
+        {{kLoad, LookUp("BCryptRegisterProvider"), LookUp("BCryptAddContextFunctionProvider")}, calls, {kFree}});
 }
 
-Script RemovalStep(int ordinal, const Script& calls)
+Script RemovalStep(const Script& calls)
 {
-    return Joined({{Load(ordinal), LookUp(ordinal, "BCryptUnregisterProvider"),
-                    LookUp(ordinal, "BCryptRemoveContextFunctionProvider")},
-                   calls,
-                   {Free(ordinal)}});
+    return Joined(
+        {{kLoad, LookUp("BCryptUnregisterProvider"), LookUp("BCryptRemoveContextFunctionProvider")}, calls, {kFree}});
 }
 
 std::string Announced(const std::string& verb, const std::string& provider)
@@ -131,9 +115,9 @@ TEST(RegisterKsps, BothProvidersAreRegisteredBehindAllOthers)
     Expect(run, "0",
            Joined({AskForVersion(6, 0, true),
                    {Announced("Register", kTcg)},
-                   RegistrationStep(1, {RegisterProvider(kTcg), AddFunction(kTcg)}),
+                   RegistrationStep({RegisterProvider(kTcg), AddFunction(kTcg)}),
                    {"log: Successfully registered Kelo TCG Enabled KSP", Announced("Register", kStrongAuth)},
-                   RegistrationStep(2, {RegisterProvider(kStrongAuth), AddFunction(kStrongAuth)}),
+                   RegistrationStep({RegisterProvider(kStrongAuth), AddFunction(kStrongAuth)}),
                    {"log: Successfully registered Kelo TCG-Enabled Strong Authentication KSP"}}));
     EXPECT_THAT(KeyStorageProviders(run.After()),
                 testing::ElementsAre("Microsoft Software Key Storage Provider",
@@ -156,9 +140,9 @@ TEST(RegisterKsps, ProvidersThatAreThereCountAsRegistered)
     Expect(run, "0",
            Joined({AskForVersion(6, 0, true),
                    {Announced("Register", kTcg)},
-                   RegistrationStep(1, {RegisterProvider(kTcg, "-1073741771"), kCollision}),
+                   RegistrationStep({RegisterProvider(kTcg, "-1073741771"), kCollision}),
                    {"log: Already registered KSP Kelo TCG Enabled KSP", Announced("Register", kStrongAuth)},
-                   RegistrationStep(2, {RegisterProvider(kStrongAuth, "-1073741771"), kCollision}),
+                   RegistrationStep({RegisterProvider(kStrongAuth, "-1073741771"), kCollision}),
                    {"log: Already registered Kelo TCG-Enabled Strong Authentication KSP"}}));
     EXPECT_EQ(run.After().cng, run.before.cng);
 }
@@ -198,8 +182,8 @@ TEST(RegisterKsps, AFirstProviderThatCannotBeRegisteredEndsTheRegistration)
     Expect(run, kFailed,
            Joined({AskForVersion(6, 0, true),
                    {Announced("Register", kTcg)},
-                   RegistrationStep(1, {RegisterProvider(kTcg, "-1073741790"),
-                                        "log: BCryptRegisterProvider failed with error code 0xc0000022"})}));
+                   RegistrationStep({RegisterProvider(kTcg, "-1073741790"),
+                                     "log: BCryptRegisterProvider failed with error code 0xc0000022"})}));
 }
 
 TEST(RegisterKsps, AFirstFunctionThatCannotBeAddedEndsTheRegistration)
@@ -208,8 +192,8 @@ TEST(RegisterKsps, AFirstFunctionThatCannotBeAddedEndsTheRegistration)
     Expect(run, kFailed,
            Joined({AskForVersion(6, 0, true),
                    {Announced("Register", kTcg)},
-                   RegistrationStep(1, {RegisterProvider(kTcg), AddFunction(kTcg, "-1073741275"),
-                                        "log: BCryptAddContextFunctionProvider failed with error code 0xc0000225"})}));
+                   RegistrationStep({RegisterProvider(kTcg), AddFunction(kTcg, "-1073741275"),
+                                     "log: BCryptAddContextFunctionProvider failed with error code 0xc0000225"})}));
 }
 
 TEST(RegisterKsps, ASecondProviderThatCannotBeRegisteredFailsToo)
@@ -219,10 +203,10 @@ TEST(RegisterKsps, ASecondProviderThatCannotBeRegisteredFailsToo)
     Expect(run, kFailed,
            Joined({AskForVersion(6, 0, true),
                    {Announced("Register", kTcg)},
-                   RegistrationStep(1, {RegisterProvider(kTcg), AddFunction(kTcg)}),
+                   RegistrationStep({RegisterProvider(kTcg), AddFunction(kTcg)}),
                    {"log: Successfully registered Kelo TCG Enabled KSP", Announced("Register", kStrongAuth)},
-                   RegistrationStep(2, {RegisterProvider(kStrongAuth, "-1073741801"),
-                                        "log: BCryptRegisterProvider failed with error code 0xc0000017"})}));
+                   RegistrationStep({RegisterProvider(kStrongAuth, "-1073741801"),
+                                     "log: BCryptRegisterProvider failed with error code 0xc0000017"})}));
 }
 
 TEST(RegisterKsps, ANameCollisionOfTheFunctionCountsAsRegisteredToo)
@@ -266,9 +250,9 @@ TEST(UnregisterKsps, BothProvidersGoTheFunctionFirst)
     Expect(run, "0",
            Joined({AskForVersion(6, 0, true),
                    {Announced("Unregister", kTcg)},
-                   RemovalStep(1, {RemoveFunction(kTcg), UnregisterProvider(kTcg)}),
+                   RemovalStep({RemoveFunction(kTcg), UnregisterProvider(kTcg)}),
                    {"log: Successfully un-registered Kelo TCG Enabled KSP", Announced("Unregister", kStrongAuth)},
-                   RemovalStep(2, {RemoveFunction(kStrongAuth), UnregisterProvider(kStrongAuth)}),
+                   RemovalStep({RemoveFunction(kStrongAuth), UnregisterProvider(kStrongAuth)}),
                    {"log: Successfully un-registered Kelo TCG-Enabled Strong Authentication KSP"}}));
     EXPECT_THAT(KeyStorageProviders(run.After()), testing::ElementsAre("Microsoft Software Key Storage Provider"));
     EXPECT_EQ(run.After().cng.providers, MachineOf("{}").cng.providers);
@@ -287,9 +271,9 @@ TEST(UnregisterKsps, ProvidersThatAreNotThereAreTwoFailuresAndNoError)
     Expect(run, "0",
            Joined({AskForVersion(6, 0, true),
                    {Announced("Unregister", kTcg)},
-                   RemovalStep(1, {RemoveFunction(kTcg, "-1073741275"), kNotFound}),
+                   RemovalStep({RemoveFunction(kTcg, "-1073741275"), kNotFound}),
                    {Announced("Unregister", kStrongAuth)},
-                   RemovalStep(2, {RemoveFunction(kStrongAuth, "-1073741275"), kNotFound})}));
+                   RemovalStep({RemoveFunction(kStrongAuth, "-1073741275"), kNotFound})}));
     EXPECT_EQ(run.After().cng, run.before.cng);
 }
 
@@ -300,10 +284,10 @@ TEST(UnregisterKsps, AFunctionThatCannotBeTakenAwayKeepsItsProvider)
     Expect(run, "0",
            Joined({AskForVersion(6, 0, true),
                    {Announced("Unregister", kTcg)},
-                   RemovalStep(1, {RemoveFunction(kTcg, "-1073741790"),
-                                   "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000022"}),
+                   RemovalStep({RemoveFunction(kTcg, "-1073741790"),
+                                "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000022"}),
                    {Announced("Unregister", kStrongAuth)},
-                   RemovalStep(2, {RemoveFunction(kStrongAuth), UnregisterProvider(kStrongAuth)}),
+                   RemovalStep({RemoveFunction(kStrongAuth), UnregisterProvider(kStrongAuth)}),
                    {"log: Successfully un-registered Kelo TCG-Enabled Strong Authentication KSP"}}));
     EXPECT_TRUE(run.After().cng.providers.contains(kTcg));
 }
@@ -315,10 +299,10 @@ TEST(UnregisterKsps, AProviderThatCannotBeUnregisteredStopsNothing)
     Expect(run, "0",
            Joined({AskForVersion(6, 0, true),
                    {Announced("Unregister", kTcg)},
-                   RemovalStep(1, {RemoveFunction(kTcg), UnregisterProvider(kTcg, "-1073741790"),
-                                   "log: BCryptUnregisterProvider failed with error code 0xc0000022"}),
+                   RemovalStep({RemoveFunction(kTcg), UnregisterProvider(kTcg, "-1073741790"),
+                                "log: BCryptUnregisterProvider failed with error code 0xc0000022"}),
                    {Announced("Unregister", kStrongAuth)},
-                   RemovalStep(2, {RemoveFunction(kStrongAuth), UnregisterProvider(kStrongAuth)}),
+                   RemovalStep({RemoveFunction(kStrongAuth), UnregisterProvider(kStrongAuth)}),
                    {"log: Successfully un-registered Kelo TCG-Enabled Strong Authentication KSP"}}));
 }
 
@@ -365,7 +349,7 @@ protected:
 
     static Script WithLibrary(const Script& calls)
     {
-        return GetParam().isRegistration ? RegistrationStep(1, calls) : RemovalStep(1, calls);
+        return GetParam().isRegistration ? RegistrationStep(calls) : RemovalStep(calls);
     }
 
     static winsim::Machine Ready() { return GetParam().isRegistration ? MachineOf("{}") : BothRegistered(); }
@@ -427,8 +411,8 @@ TEST_P(KspStep, AMissingFunctionEndsTheStepWhereItWouldBeCalled)
     };
     const auto lookUp = [](const std::string& name, bool isThere) {
         if (isThere)
-            return Script{LookUp(1, name)};
-        return Script{LookUp(1, name, false), "log:  Failed to GetProcAddress for " + name};
+            return Script{LookUp(name)};
+        return Script{LookUp(name, false), "log:  Failed to GetProcAddress for " + name};
     };
     for (const auto& [lacksFirst, lacksSecond] : {std::pair{true, false}, {false, true}, {true, true}})
     {
@@ -443,11 +427,11 @@ TEST_P(KspStep, AMissingFunctionEndsTheStepWhereItWouldBeCalled)
         const std::string firstLookUp = GetParam().firstLookUp;
         const std::string secondLookUp = GetParam().secondLookUp;
         Expect(CallFunction(lacks(missing), GetParam().name), kCannotCall,
-               Joined({{Load(1)},
+               Joined({{kLoad},
                        lookUp(firstLookUp, isThere(firstLookUp)),
                        lookUp(secondLookUp, isThere(secondLookUp)),
                        lacksFirst ? Script{} : Script{Calls("0", "")[0]},
-                       {Free(1)}}));
+                       {kFree}}));
     }
 }
 

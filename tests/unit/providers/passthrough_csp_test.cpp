@@ -91,10 +91,10 @@ TEST(SetPassthroughCsp, OpensEachKeyToReadItAndClosesIt)
     expected.push_back(
         R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", )"
         R"("SOFTWARE\\Kelo Systems Corp.\\Keystead CSP Persistent\\CAPI", 0, null, 0, 983103, null) = 0 )"
-        R"(lpdwDisposition:1 phkResult:"key#2")");
-    expected.push_back(R"(RegSetValueExA("key#2", "PassthroughCSP", 0, 1, )"
+        R"(lpdwDisposition:1 phkResult:"key#1")");
+    expected.push_back(R"(RegSetValueExA("key#1", "PassthroughCSP", 0, 1, )"
                        R"("Microsoft Base Cryptographic Provider v1.0", 43) = 0)");
-    expected.push_back(R"(RegCloseKey("key#2") = 0)");
+    expected.push_back(R"(RegCloseKey("key#1") = 0)");
     EXPECT_THAT(run.script, ElementsAreArray(expected));
 }
 

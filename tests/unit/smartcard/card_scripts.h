@@ -16,11 +16,6 @@ inline std::string Quoted(const std::string& text)
     return winsim::Json(text).dump();
 }
 
-inline std::string Numbered(const std::string& kind, int ordinal)
-{
-    return Quoted(kind + "#" + std::to_string(ordinal));
-}
-
 inline Script ReleaseContext()
 {
     return {R"(SCardReleaseContext("cardContext#1") = 0)"};
@@ -76,22 +71,21 @@ inline Script AskForWow64(bool wow64 = false)
 }
 
 // One run of the device installer in a folder: it is started, waited for and asked for its exit code.
-inline Script StagerRun(int ordinal, const std::string& folder, const std::string& arguments, unsigned exitCode = 0)
+inline Script StagerRun(const std::string& folder, const std::string& arguments, unsigned exitCode = 0)
 {
     const std::string commandLine = "\"" + folder + "\\DriverStager.exe\" " + arguments;
-    const std::string process = Numbered("process", ordinal);
-    const std::string thread = Numbered("thread", ordinal);
     const std::string code = std::to_string(exitCode);
-    return {"log: " + commandLine,
-            "CreateProcessW(null, " + Quoted(commandLine) + ", null, null, 0, 201326592, null, " + Quoted(folder) +
-                ", " + kStartup + R"() = 1 lpProcessInformation:{"hProcess":)" + process + R"(,"hThread":)" + thread +
-                R"(,"dwProcessId":4312,"dwThreadId":4313})",
-            "log: Kelo Toolkit Installation -> DriverStager has been started, PID: 4312 TID: 4313",
-            "WaitForSingleObject(" + process + ", 4294967295) = 0",
-            "GetExitCodeProcess(" + process + ") = 1 lpExitCode:" + code,
-            "log:   DriverStager process PID: 4312 completed with Exit code: " + code,
-            "CloseHandle(" + process + ") = 1",
-            "CloseHandle(" + thread + ") = 1"};
+    return {
+        "log: " + commandLine,
+        "CreateProcessW(null, " + Quoted(commandLine) + ", null, null, 0, 201326592, null, " + Quoted(folder) + ", " +
+            kStartup +
+            R"() = 1 lpProcessInformation:{"hProcess":"process#1","hThread":"thread#1","dwProcessId":4312,"dwThreadId":4313})",
+        "log: Kelo Toolkit Installation -> DriverStager has been started, PID: 4312 TID: 4313",
+        R"(WaitForSingleObject("process#1", 4294967295) = 0)",
+        R"(GetExitCodeProcess("process#1") = 1 lpExitCode:)" + code,
+        "log:   DriverStager process PID: 4312 completed with Exit code: " + code,
+        R"(CloseHandle("process#1") = 1)",
+        R"(CloseHandle("thread#1") = 1)"};
 }
 
 // A run that does not come about, for a Win32 error.
@@ -112,30 +106,27 @@ inline Script StagerRefusal(const std::string& folder, const std::string& argume
 }
 
 // Finding a service that starts automatically already, whose state may not be read.
-inline Script ConfiguredService(int ordinal, const std::string& name, const std::string& displayName)
+inline Script ConfiguredService(const std::string& name, const std::string& displayName)
 {
-    const std::string manager = Numbered("serviceManager", ordinal);
-    const std::string service = Numbered("service", ordinal);
     const std::string size = std::to_string(64 + 2 * (1 + 1 + 1 + sizeof "LocalSystem" + displayName.size() + 1));
     return Joined(
         {AskForWow64(),
-         {"OpenSCManagerW(null, null, 983103) = " + manager,
-          "OpenServiceW(" + manager + ", " + Quoted(name) + ", 19) = " + service,
-          "QueryServiceConfigW(" + service + ", 0) = 0 pcbBytesNeeded:" + size,
-          "QueryServiceConfigW(" + service + ", " + size + ") = 1 pcbBytesNeeded:" + size +
+         {R"(OpenSCManagerW(null, null, 983103) = "serviceManager#1")",
+          R"(OpenServiceW("serviceManager#1", )" + Quoted(name) + R"(, 19) = "service#1")",
+          R"(QueryServiceConfigW("service#1", 0) = 0 pcbBytesNeeded:)" + size,
+          R"(QueryServiceConfigW("service#1", )" + size + ") = 1 pcbBytesNeeded:" + size +
               R"( lpServiceConfig:{"dwServiceType":16,"dwStartType":2,"dwErrorControl":1,"lpBinaryPathName":"",)"
               R"("lpLoadOrderGroup":"","dwTagId":0,"lpDependencies":[],"lpServiceStartName":"LocalSystem",)"
               R"("lpDisplayName":)" +
               Quoted(displayName) + "}",
-          "QueryServiceStatusEx(" + service + ", 0, 36) = 0", "CloseServiceHandle(" + service + ") = 1",
-          "CloseServiceHandle(" + manager + ") = 1"}});
+          R"(QueryServiceStatusEx("service#1", 0, 36) = 0)", R"(CloseServiceHandle("service#1") = 1)",
+          R"(CloseServiceHandle("serviceManager#1") = 1)"}});
 }
 
-// Both services, with handles from this ordinal on.
-inline Script ConfiguredServices(int firstOrdinal)
+inline Script ConfiguredServices()
 {
-    return Joined({ConfiguredService(firstOrdinal, "CertPropSvc", "Certificate Propagation"),
-                   ConfiguredService(firstOrdinal + 1, "SCardSvr", "Smart Card")});
+    return Joined(
+        {ConfiguredService("CertPropSvc", "Certificate Propagation"), ConfiguredService("SCardSvr", "Smart Card")});
 }
 
 // Where a folder is, by its CSIDL number.

@@ -37,7 +37,7 @@ void Expect(const SimulatedRun& run, const char* result, const Script& script)
 TEST(RunDriverStager, TheToolIsRunInItsFolderAndWaitedFor)
 {
     const SimulatedRun run = Stage(StagerIn(kFolder, R"({"runMs": 90000})"), kFolder, "dp_add_kelo KeloMiniDriver.inf");
-    Expect(run, "0", StagerRun(1, kFolder, "dp_add_kelo KeloMiniDriver.inf"));
+    Expect(run, "0", StagerRun(kFolder, "dp_add_kelo KeloMiniDriver.inf"));
     EXPECT_EQ(run.outcome.clockMs, 90000u);
 }
 
@@ -51,7 +51,7 @@ TEST(RunDriverStager, AnyExitCodeIsLoggedAndCountsAsSuccess)
     for (const unsigned code : {1u, 2u, 259u, 0x7FFFFFFFu})
     {
         const winsim::Machine machine = StagerIn(kFolder, R"({"exitCode": )" + std::to_string(code) + "}");
-        Expect(Stage(machine, kFolder, "x"), "0", StagerRun(1, kFolder, "x", code));
+        Expect(Stage(machine, kFolder, "x"), "0", StagerRun(kFolder, "x", code));
     }
 }
 
@@ -73,17 +73,17 @@ TEST(RunDriverStager, BlanksAndPercentSignsInTheFolderStayWhatTheyAre)
 {
     for (const char* folder : {R"(C:\Program Files\Kelo Systems Corp\TPM_VSCard\)", R"(C:\100% %s %n %d\TPM_VSCard\)",
                                R"(C:\%TEMP%\TPM_VSCard\)"})
-        Expect(Stage(StagerIn(folder), folder, "dp_add_kelo X.inf"), "0", StagerRun(1, folder, "dp_add_kelo X.inf"));
+        Expect(Stage(StagerIn(folder), folder, "dp_add_kelo X.inf"), "0", StagerRun(folder, "dp_add_kelo X.inf"));
 }
 
 TEST(RunDriverStager, PercentSignsInTheArgumentsStayWhatTheyAre)
 {
-    Expect(Stage(StagerIn(kFolder), kFolder, "%s %d %n 100%"), "0", StagerRun(1, kFolder, "%s %d %n 100%"));
+    Expect(Stage(StagerIn(kFolder), kFolder, "%s %d %n 100%"), "0", StagerRun(kFolder, "%s %d %n 100%"));
 }
 
 TEST(RunDriverStager, ABlankStandsBehindTheToolEvenWithoutArguments)
 {
-    Expect(Stage(StagerIn(kFolder), kFolder, ""), "0", StagerRun(1, kFolder, ""));
+    Expect(Stage(StagerIn(kFolder), kFolder, ""), "0", StagerRun(kFolder, ""));
 }
 
 TEST(RunDriverStager, ACharacterOutsideTheCodePageIsLostInTheLogAlone)
@@ -92,7 +92,7 @@ TEST(RunDriverStager, ACharacterOutsideTheCodePageIsLostInTheLogAlone)
     const SimulatedRun run = Stage(StagerIn(folder), folder, "x");
     EXPECT_EQ(run.result, "0");
     EXPECT_EQ(run.log.at(0), "\"C:\\? caf\u00E9\\TPM_VSCard\\\\DriverStager.exe\" x");
-    EXPECT_EQ(run.script.at(1), StagerRun(1, folder, "x").at(1));
+    EXPECT_EQ(run.script.at(1), StagerRun(folder, "x").at(1));
 }
 
 TEST(RunDriverStager, ALongCommandLineIsCutInTheLogAlone)
@@ -105,7 +105,7 @@ TEST(RunDriverStager, ALongCommandLineIsCutInTheLogAlone)
     EXPECT_EQ(run.result, "0");
     // 36 characters of header in front of the message; 510 in all.
     EXPECT_EQ(run.log.at(0), ("\"" + folder + "\\DriverStager.exe\" " + arguments).substr(0, 474));
-    EXPECT_EQ(run.script.at(1), StagerRun(1, folder, arguments).at(1));
+    EXPECT_EQ(run.script.at(1), StagerRun(folder, arguments).at(1));
 }
 
 TEST(RunDriverStager, AMissingToolCannotBeStarted)

@@ -23,7 +23,7 @@ Script Prepared()
 {
     return Joined({NoReaders(),
                    AskForVersion(6, 0, true),
-                   ConfiguredServices(1),
+                   ConfiguredServices(),
                    {FolderIs(37, kSystem), FolderIs(36, kWindows)}});
 }
 
@@ -34,7 +34,7 @@ Script BothCopies()
 
 Script BothInstallCommands()
 {
-    return Joined({StagerRun(1, kDriverFolder, kAdd), StagerRun(2, kDriverFolder, kInstall)});
+    return Joined({StagerRun(kDriverFolder, kAdd), StagerRun(kDriverFolder, kInstall)});
 }
 
 TEST(InstallMiniDrv, BothLibrariesAreCopiedAndBothCommandsRun)
@@ -108,7 +108,7 @@ TEST(InstallMiniDrv, WithoutASystemFolderNothingIsInstalled)
         run, "-1",
         Joined({NoReaders(),
                 AskForVersion(6, 0, true),
-                ConfiguredServices(1),
+                ConfiguredServices(),
                 {FolderFails(37, "-2147467259"), R"(log: Install SmartCard - Failed to get path to ...\System32)"}}));
 }
 
@@ -121,7 +121,7 @@ TEST(InstallMiniDrv, WithoutAWindowsFolderNothingIsInstalledWhateverTheLocation)
         ExpectSteps(run, "-1",
                     Joined({NoReaders(),
                             AskForVersion(6, 0, true),
-                            ConfiguredServices(1),
+                            ConfiguredServices(),
                             {FolderIs(37, kSystem), FolderFails(36, "-2147467259"),
                              R"(log: Install SmartCard - Failed to get path to ...\Windows)"}}));
     }
@@ -180,7 +180,7 @@ TEST(InstallMiniDrv, ASecondCommandThatCannotBeStartedEndsTheInstallation)
                 Joined({Prepared(),
                         BothCopies(),
                         AskForWow64(),
-                        StagerRun(1, kDriverFolder, kAdd),
+                        StagerRun(kDriverFolder, kAdd),
                         StagerFailure(kDriverFolder, kInstall, 5),
                         {"log: Install SmartCard - failed to install the mini-Driver!"}}));
 }
@@ -194,8 +194,8 @@ TEST(InstallMiniDrv, CommandsThatRunAndFailChangeNothing)
                 Joined({Prepared(),
                         BothCopies(),
                         AskForWow64(),
-                        StagerRun(1, kDriverFolder, kAdd, 9),
-                        StagerRun(2, kDriverFolder, kInstall, 9),
+                        StagerRun(kDriverFolder, kAdd, 9),
+                        StagerRun(kDriverFolder, kInstall, 9),
                         {kInstalled}}));
 }
 
@@ -214,7 +214,7 @@ Script BeginOfRemoval()
 
 Script BothRemoveCommands()
 {
-    return Joined({StagerRun(1, kDriverFolder, kRemove), StagerRun(2, kDriverFolder, kDelete)});
+    return Joined({StagerRun(kDriverFolder, kRemove), StagerRun(kDriverFolder, kDelete)});
 }
 
 TEST(UninstallMiniDrv, BothCommandsRunAndTheLibraryFor64BitsGoesAlone)

@@ -27,12 +27,12 @@ Script Supported()
 // What goes before the copy.
 Script Prepared()
 {
-    return Joined({NoReaders(), Supported(), ConfiguredServices(1), {FolderIs(37, kSystem), kSystemFolderLine}});
+    return Joined({NoReaders(), Supported(), ConfiguredServices(), {FolderIs(37, kSystem), kSystemFolderLine}});
 }
 
 Script BothInstallCommands()
 {
-    return Joined({StagerRun(1, kDriverFolder, kAdd), StagerRun(2, kDriverFolder, kInstall)});
+    return Joined({StagerRun(kDriverFolder, kAdd), StagerRun(kDriverFolder, kInstall)});
 }
 
 TEST(Install, TheLibraryIsCopiedAndBothCommandsRun)
@@ -65,8 +65,8 @@ TEST(Install, ALocationWithABackslashAtItsEndKeepsIt)
     ExpectSteps(run, "0",
                 Joined({Prepared(),
                         {CopyOf(R"(C:\Kelo\\TPM_VSCard\KeloVReaderBody.dll)", kTarget)},
-                        StagerRun(1, kFolder, kAdd),
-                        StagerRun(2, kFolder, kInstall)}));
+                        StagerRun(kFolder, kAdd),
+                        StagerRun(kFolder, kInstall)}));
 }
 
 TEST(Install, AReaderThatIsThereSkipsAllEvenTheServices)
@@ -115,7 +115,7 @@ TEST(Install, WithoutASystemFolderNothingIsInstalled)
         run, "-1",
         Joined({NoReaders(),
                 Supported(),
-                ConfiguredServices(1),
+                ConfiguredServices(),
                 {FolderFails(37, "-2147467259"), R"(log: Install SmartCard - Failed to get path to ...\System32)"}}));
 }
 
@@ -127,7 +127,7 @@ TEST(Install, WithoutALocationNothingIsInstalled)
         ExpectSteps(run, "-1",
                     Joined({NoReaders(),
                             Supported(),
-                            ConfiguredServices(1),
+                            ConfiguredServices(),
                             {FolderIs(37, kSystem),
                              "log: Install SmartCard - Failed; Location of installation was not provided"}}));
     }
@@ -207,7 +207,7 @@ TEST(Install, ASecondCommandThatCannotBeStartedEndsTheInstallation)
     ExpectSteps(run, "-4",
                 Joined({Prepared(),
                         {CopyOf(kSource, kTarget)},
-                        StagerRun(1, kDriverFolder, kAdd),
+                        StagerRun(kDriverFolder, kAdd),
                         StagerFailure(kDriverFolder, kInstall, 2),
                         {"log: Install SmartCard - failed to install the Driver!"}}));
 }
@@ -220,8 +220,8 @@ TEST(Install, CommandsThatRunAndFailChangeNothing)
     ExpectSteps(run, "0",
                 Joined({Prepared(),
                         {CopyOf(kSource, kTarget)},
-                        StagerRun(1, kDriverFolder, kAdd, 1),
-                        StagerRun(2, kDriverFolder, kInstall, 1)}));
+                        StagerRun(kDriverFolder, kAdd, 1),
+                        StagerRun(kDriverFolder, kInstall, 1)}));
 }
 
 // ---- Removal ----
@@ -234,7 +234,7 @@ Script NotePresent()
 
 Script BothRemoveCommands(const char* folder = kDriverFolder)
 {
-    return Joined({StagerRun(1, folder, kRemove), StagerRun(2, folder, kDelete)});
+    return Joined({StagerRun(folder, kRemove), StagerRun(folder, kDelete)});
 }
 
 std::string WithCommonKey(const std::string& members = "")
@@ -366,10 +366,10 @@ TEST(Uninstall, WithoutALocationTheRegistryNamesIt)
                     Supported(),
                     NotePresent(),
                     {R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Common", 0, 131097) = 0 )"
-                     R"(phkResult:"key#2")",
-                     R"(RegQueryValueExA("key#2", "Installation Path", null, 256) = 0 lpType:1 lpcbData:8 )"
+                     R"(phkResult:"key#1")",
+                     R"(RegQueryValueExA("key#1", "Installation Path", null, 256) = 0 lpType:1 lpcbData:8 )"
                      R"(lpData:"C:\\Kelo")",
-                     R"(RegCloseKey("key#2") = 0)"},
+                     R"(RegCloseKey("key#1") = 0)"},
                     BothRemoveCommands(),
                     {FolderIs(37, kSystem), Deletion(kTarget), kDeleted}}));
     }

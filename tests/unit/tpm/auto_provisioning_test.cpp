@@ -18,7 +18,8 @@ constexpr char kTooOld[] = "log: Target system is not Win8+";
 const Script kAskForWow64{R"(GetCurrentProcess() = "process#current")",
                           R"(IsWow64Process("process#current") = 1 Wow64Process:0)"};
 
-// The calls of the switch as they are made, and the result and output of each when it succeeds.
+// The calls of the switch as they are made, and the result and output of each when it succeeds. The locator and the
+// class are released on the way, and their numbers taken again.
 struct WmiCall
 {
     const char* name; // as faults name it
@@ -36,18 +37,18 @@ const std::vector<WmiCall> kDisable{
     {"IWbemLocator::ConnectServer", kConnect, R"(0 ppNamespace:"comObject#2")"},
     {"CoSetProxyBlanket", R"(CoSetProxyBlanket("comObject#2", 10, 0, null, 3, 3, null, 0) = )", "0"},
     {"IWbemServices::GetObject", R"(IWbemServices::GetObject("comObject#2", "Win32_TPM", 0, null, false) = )",
-     R"(0 ppObject:"comObject#3")"},
+     R"(0 ppObject:"comObject#1")"},
     {"IWbemClassObject::GetMethod",
-     R"(IWbemClassObject::GetMethod("comObject#3", "DisableAutoProvisioning", 0, true, false) = )",
-     R"(0 ppInSignature:"comObject#4")"},
-    {"IWbemClassObject::SpawnInstance", R"(IWbemClassObject::SpawnInstance("comObject#4", 0) = )",
-     R"(0 ppNewInstance:"comObject#5")"},
+     R"(IWbemClassObject::GetMethod("comObject#1", "DisableAutoProvisioning", 0, true, false) = )",
+     R"(0 ppInSignature:"comObject#3")"},
+    {"IWbemClassObject::SpawnInstance", R"(IWbemClassObject::SpawnInstance("comObject#3", 0) = )",
+     R"(0 ppNewInstance:"comObject#4")"},
     {"IWbemClassObject::Put",
-     R"(IWbemClassObject::Put("comObject#5", "OnlyForNextBoot", 0, {"vt":11,"boolVal":0}, 0) = )", "0"},
+     R"(IWbemClassObject::Put("comObject#4", "OnlyForNextBoot", 0, {"vt":11,"boolVal":0}, 0) = )", "0"},
     {"IWbemServices::ExecMethod",
-     R"(IWbemServices::ExecMethod("comObject#2", "Win32_TPM=@", "DisableAutoProvisioning", 0, null, "comObject#5", )"
+     R"(IWbemServices::ExecMethod("comObject#2", "Win32_TPM=@", "DisableAutoProvisioning", 0, null, "comObject#4", )"
      R"(true, false) = )",
-     R"(0 ppOutParams:"comObject#6" ReturnValue:0)"},
+     R"(0 ppOutParams:"comObject#1" ReturnValue:0)"},
 };
 
 const std::vector<WmiCall> kEnable{
@@ -57,7 +58,7 @@ const std::vector<WmiCall> kEnable{
     {"IWbemServices::ExecMethod",
      R"(IWbemServices::ExecMethod("comObject#2", "Win32_TPM=@", "EnableAutoProvisioning", 0, null, null, true, )"
      R"(false) = )",
-     R"(0 ppOutParams:"comObject#3" ReturnValue:0)"},
+     R"(0 ppOutParams:"comObject#1" ReturnValue:0)"},
 };
 
 // The calls without the releases between them, the last of them with another outcome.
@@ -197,10 +198,10 @@ TEST(SetAutoProvisioning, SwitchesOffForGoodAndReleasesEverything)
     const Script calls = CallsOf(kDisable);
     EXPECT_THAT(run.script, ElementsAreArray(InApartment(
                                 {calls[0], calls[1], calls[2], R"(IWbemLocator::Release("comObject#1") = 0)", calls[3],
-                                 calls[4], calls[5], calls[6], R"(IWbemClassObject::Release("comObject#4") = 0)",
-                                 R"(IWbemClassObject::Release("comObject#3") = 0)", calls[7],
-                                 R"(IWbemClassObject::Release("comObject#6") = 0)",
-                                 R"(IWbemClassObject::Release("comObject#5") = 0)",
+                                 calls[4], calls[5], calls[6], R"(IWbemClassObject::Release("comObject#3") = 0)",
+                                 R"(IWbemClassObject::Release("comObject#1") = 0)", calls[7],
+                                 R"(IWbemClassObject::Release("comObject#1") = 0)",
+                                 R"(IWbemClassObject::Release("comObject#4") = 0)",
                                  R"(IWbemServices::Release("comObject#2") = 0)"})));
     EXPECT_FALSE(run.After().wmi.autoProvisioning);
     EXPECT_EQ(run.outcome.callCounts.at("SysAllocString"), run.outcome.callCounts.at("SysFreeString"));
@@ -215,7 +216,7 @@ TEST(SetAutoProvisioning, SwitchesOnWithoutInput)
     const Script calls = CallsOf(kEnable);
     EXPECT_THAT(run.script, ElementsAreArray(InApartment({calls[0], calls[1], calls[2],
                                                           R"(IWbemLocator::Release("comObject#1") = 0)", calls[3],
-                                                          R"(IWbemClassObject::Release("comObject#3") = 0)",
+                                                          R"(IWbemClassObject::Release("comObject#1") = 0)",
                                                           R"(IWbemServices::Release("comObject#2") = 0)"})));
     EXPECT_TRUE(run.After().wmi.autoProvisioning);
 }
@@ -350,7 +351,7 @@ TEST(SetAutoProvisioning, TheTpmsOwnAnswerIsNotLookedAt)
         "SetAutoProvisioning", {"false"});
     EXPECT_EQ(run.result, "0");
     EXPECT_THAT(WithoutReleases(run),
-                ElementsAreArray(InApartment(CallsOf(kDisable, 8, R"(0 ppOutParams:"comObject#6" ReturnValue:5)"))));
+                ElementsAreArray(InApartment(CallsOf(kDisable, 8, R"(0 ppOutParams:"comObject#1" ReturnValue:5)"))));
     EXPECT_TRUE(run.After().wmi.autoProvisioning);
 }
 

@@ -140,17 +140,16 @@ Script OthersLookedFor()
     return lines;
 }
 
-Script RunTool(const std::string& ordinal, const std::string& arguments, std::uint32_t exitCode)
+Script RunTool(const std::string& arguments, std::uint32_t exitCode)
 {
     // The first run has ended when the second begins, so both get the same free identifier.
     Script lines = OthersLookedFor();
-    const Script run{R"(CreateProcessW(null, )" + Json(kTool + arguments).dump() + ", null, null, 0, 0, null, null, " +
-                         kStartup + R"() = 1 lpProcessInformation:{"hProcess":"process#)" + ordinal +
-                         R"(","hThread":"thread#)" + ordinal + R"(","dwProcessId":4312,"dwThreadId":4313})",
-                     R"(WaitForSingleObject("process#)" + ordinal + R"(", 4294967295) = 0)",
-                     R"(GetExitCodeProcess("process#)" + ordinal + R"(") = 1 lpExitCode:)" + std::to_string(exitCode),
-                     R"(CloseHandle("process#)" + ordinal + R"(") = 1)",
-                     R"(CloseHandle("thread#)" + ordinal + R"(") = 1)"};
+    const Script run{
+        R"(CreateProcessW(null, )" + Json(kTool + arguments).dump() + ", null, null, 0, 0, null, null, " + kStartup +
+            R"() = 1 lpProcessInformation:{"hProcess":"process#1","hThread":"thread#1","dwProcessId":4312,"dwThreadId":4313})",
+        R"(WaitForSingleObject("process#1", 4294967295) = 0)",
+        R"(GetExitCodeProcess("process#1") = 1 lpExitCode:)" + std::to_string(exitCode),
+        R"(CloseHandle("process#1") = 1)", R"(CloseHandle("thread#1") = 1)"};
     lines.insert(lines.end(), run.begin(), run.end());
     return lines;
 }
@@ -170,10 +169,10 @@ TEST(SrkAuthChange, ChecksChangesAndPutsTheTaskOffToTheNextLogon)
         run.script,
         ElementsAreArray(Joined(
             {AskForData(data),
-             RunTool("1", " /V", 0xFFFFFFFB),
+             RunTool(" /V", 0xFFFFFFFB),
              kOpenLog,
              {std::string("log: ") + kMustUpgrade},
-             RunTool("2", " /C:\"c\" /T:\"NTRU\" /Y", 0xFFFFFFF8),
+             RunTool(" /C:\"c\" /T:\"NTRU\" /Y", 0xFFFFFFF8),
              {"log: User Cancelled"},
              {R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "Software\\Microsoft\\Windows\\CurrentVersion\\Run", 0, 131103) = 0 )"
               R"(phkResult:"key#1")",
@@ -187,7 +186,7 @@ TEST(SrkAuthChange, ACheckThatFindsAllInOrderRunsTheToolOnce)
 {
     const SimulatedRun run = ChangeSrkAuth({.data = "/SILENT /CAPTION=c /PASSWORD="});
     EXPECT_THAT(run.script, ElementsAreArray(Joined({AskForData("/SILENT /CAPTION=c /PASSWORD="),
-                                                     RunTool("1", " /V", 0),
+                                                     RunTool(" /V", 0),
                                                      kOpenLog,
                                                      {"log: SRK and TPM Owner Auth is OK"}})));
 }

@@ -196,9 +196,10 @@ TEST(SetConfigFileAccess, AMissingFileIsMadeEmpty)
     const SimulatedRun run =
         Replace(kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true}}})");
     ExpectRun(run, "1",
+              // The three directories above it are held open.
               Joined(kFolderLine, ReadLine(kFile, 2),
-                     CallLine("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr}, "file#1"),
-                     CallLine("CloseHandle", {"file#1"}, 1), Replaced(kFile)));
+                     CallLine("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr}, "file#4"),
+                     CallLine("CloseHandle", {"file#4"}, 1), Replaced(kFile)));
     EXPECT_EQ(run.After().files.Find(kFile.path)->content, "");
     ExpectReplacedList(run, kFile, kAdministrators);
 }

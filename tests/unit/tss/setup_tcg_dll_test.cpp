@@ -62,21 +62,18 @@ void DetectNothing(StepSequence& expected)
     EXPECT_EQ(expected.Step("DetectTPMPlatform", {kTarget, "NTRU12"}), "false 9");
 }
 
-// One look of the set-up's own for a stack's service, which is the n-th that it opens.
-Script Probed(const char* service, bool isInstalled, unsigned n, const char* line)
+// One look of the set-up's own for a stack's service.
+Script Probed(const char* service, bool isInstalled, const char* line)
 {
     if (!isInstalled)
         return {CallLine("OpenServiceW", {"serviceManager#1", service, 0x15})};
-    const std::string handle = fmt::format("service#{}", n);
-    return {CallLine("OpenServiceW", {"serviceManager#1", service, 0x15}, handle),
-            CallLine("CloseServiceHandle", {handle}, 1), LogLine(line)};
+    return {CallLine("OpenServiceW", {"serviceManager#1", service, 0x15}, "service#1"), kCloseService, LogLine(line)};
 }
 
 void ProbeServices(StepSequence& expected, const StackMachine& machine)
 {
-    const unsigned second = machine.hasKeloService ? 2 : 1;
-    expected.Lines(Joined(kOpenManager, Probed("tcsd_x86", machine.hasKeloService, 1, "Found Kelo TSS"),
-                          Probed("tcsd_win32.exe", machine.hasNtruService, second, "Found NTRU TSS"), kCloseManager));
+    expected.Lines(Joined(kOpenManager, Probed("tcsd_x86", machine.hasKeloService, "Found Kelo TSS"),
+                          Probed("tcsd_win32.exe", machine.hasNtruService, "Found NTRU TSS"), kCloseManager));
 }
 
 void InstallFor(StepSequence& expected, const char* vendor, const char* toolkitVendor)
