@@ -62,14 +62,16 @@ class Counts:
     def __init__(self, gcov, project, notes):
         self.lines = collections.defaultdict(Line)
         self.functions = collections.Counter()
+        # Notes outlive the source that they are of: CMakeFiles/TARGET.dir/SOURCE.gcno.
+        current = [note for note in sorted(notes.rglob("*.gcno"))
+                   if project.joinpath(*note.relative_to(notes).parts[1:]).with_suffix("").exists()]
         command = [gcov, "--json-format", "--stdout", "--branch-probabilities", "--relative-only",
-                   "--source-prefix", project, *sorted(notes.rglob("*.gcno"))]
+                   "--source-prefix", project, *current]
         for line in subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout.splitlines():
             report = json.loads(line)
             for file in report["files"]:
                 path = pathlib.Path(report["current_working_directory"], file["file"]).resolve()
-                # Notes outlive the source that they are of.
-                if path.is_relative_to(project / "src") and path.exists():
+                if path.is_relative_to(project / "src"):
                     self.add(path.relative_to(project), file)
 
     def add(self, path, file):
