@@ -76,5 +76,6 @@ target_link_libraries(thrown_in_image PRIVATE kelo_runtime)
 
 # The program's single functions.
 file(GLOB TEST_CALL_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/unit/calls/*.cpp)
-e2e_program(kelo_calls tests/e2e/tools/kelo_calls.cpp tests/support/test_text_windows.cpp ${TEST_CALL_SOURCES})
+e2e_program(kelo_calls tests/e2e/tools/kelo_calls.cpp tests/support/test_text_windows.cpp ${KELO_PROGRAM_SOURCE}
+    ${TEST_CALL_SOURCES})
 target_link_libraries(kelo_calls PRIVATE kelo_objects ${KELO_WINDOWS_LIBRARIES})
