@@ -16,14 +16,15 @@ import typing
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(ROOT / "tests" / "e2e"))
-from program import DLL, EXE, Machine, rehearsal, rehearse_with_machines  # noqa: E402 (after the folder that it is in)
-from provision import load  # noqa: E402
-from wine import Prefix  # noqa: E402
+from machines.descriptions import load  # noqa: E402 (after the folder that it is in)
+from paths import NATIVE, WINDOWS as IMAGES  # noqa: E402
+from runs.program import DLL, EXE, Machine  # noqa: E402
+from runs.rehearsal import rehearse_each, report_of  # noqa: E402
+from wine.prefix import Prefix  # noqa: E402
 
-IMAGES = ROOT / "build" / "windows"
 EMPTY, FOLDER, EXCEPTION = (IMAGES / "bench" / f"{name}_program.exe" for name in ("empty", "folder", "exception"))
 LOG_LINES = IMAGES / "bench" / "log_lines.exe"
-KELO_BENCH = ROOT / "build" / "native" / "kelo-bench"
+KELO_BENCH = NATIVE / "kelo-bench"
 DEFAULT_MACHINE = load(ROOT / "machines" / "windows-7-toolkit.json")
 LEAST_ROUNDS, USUAL_ROUNDS = 9, 15
 
@@ -110,7 +111,7 @@ def setup_and_removal(rounds, empty):
         with Machine(DEFAULT_MACHINE) as machine:
             for action in actions:
                 walls[action].append(cost(machine.prefix, machine.program, action).wall)
-    reports = (report for report, _ in rehearse_with_machines(DEFAULT_MACHINE, *([action] for action in actions)))
+    reports = (report for report, _ in rehearse_each(DEFAULT_MACHINE, *([action] for action in actions)))
     for action, report in zip(actions, reports):
         waits = report["clockMs"]
         yield Row(f"{action}, start to exit under Wine", f"its waits ({waits / 1000:.1f} s) and an empty program",
@@ -120,7 +121,7 @@ def setup_and_removal(rounds, empty):
 def calls():
     """How many calls of Windows an action makes, and how many are left when each is counted once."""
     for action in ("/Setup", "/Commit", "/Uninstall"):
-        made = rehearsal(DEFAULT_MACHINE, "--", action)["calls"]
+        made = report_of(DEFAULT_MACHINE, "--", action)["calls"]
         different = {re.sub(r"#\d+", "", str([call["call"], call["in"], call["result"]])) for call in made}
         yield Row(f"{action}, calls made", "different calls among them", len(made), len(different), "")
 

@@ -45,8 +45,8 @@ function(conformance_on_winsim)
     find_program(WINE wine)
     if(WINE)
         add_test(NAME winsim.under_wine COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/winsim/run_under_wine.py
-            ${PROJECT_SOURCE_DIR}/build/windows/winsim_conformance.exe --gtest_brief=1)
-        set_tests_properties(winsim.under_wine PROPERTIES LABELS winsim TIMEOUT 300)
+            winsim_conformance.exe --gtest_brief=1)
+        set_tests_properties(winsim.under_wine PROPERTIES LABELS winsim TIMEOUT 300 ENVIRONMENT "${KELO_BUILDS}")
     endif()
 endfunction()
 

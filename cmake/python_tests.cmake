@@ -1,12 +1,16 @@
-# Lists the tests in Python, each case as a test of its own: those of a log's page in a browser, those of the images for
-# Windows, and those that run them under Wine. A test ends with ctest, whatever ends that; and some time before ctest would end it, so that it can tidy up.
+# Lists the tests in Python, each case as a test of its own: of a log's page in a browser, of the images for Windows, and of
+# runs under Wine. A test ends with ctest, whatever ends ctest; a slow one ends earlier than ctest would end it, so that it
+# can tidy up.
 
 find_program(KELO_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
+
+# The preset names the build for Windows.
+set(KELO_BUILDS KELO_NATIVE_BUILD=${CMAKE_BINARY_DIR} KELO_WINDOWS_BUILD=${KELO_WINDOWS_BUILD})
 
 function(python_tests group)
     set(folder ${PROJECT_SOURCE_DIR}/tests/${group})
     set(lister ${PROJECT_SOURCE_DIR}/tests/support/list_cases.py)
-    file(GLOB sources CONFIGURE_DEPENDS ${folder}/*.py)
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${folder}/*.py)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${sources} ${lister} ${ARGN})
     execute_process(COMMAND ${KELO_PYTHON} -B ${lister} ${folder} OUTPUT_VARIABLE cases OUTPUT_STRIP_TRAILING_WHITESPACE
         COMMAND_ERROR_IS_FATAL ANY)
@@ -14,7 +18,7 @@ function(python_tests group)
     foreach(case ${cases})
         add_test(NAME ${group}.${case} WORKING_DIRECTORY ${folder}
             COMMAND setpriv --pdeathsig TERM timeout --foreground 280 ${KELO_PYTHON} -B -m unittest ${case})
-        set_tests_properties(${group}.${case} PROPERTIES LABELS ${group} TIMEOUT 300)
+        set_tests_properties(${group}.${case} PROPERTIES LABELS ${group} TIMEOUT 300 ENVIRONMENT "${KELO_BUILDS}")
     endforeach()
 endfunction()
 

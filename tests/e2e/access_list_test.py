@@ -1,24 +1,19 @@
 """What the set-up lets whom do: the access lists of the key of blocked commands, the policy directory and the
 configuration file, entry by entry."""
 
-import json
 import re
-import unittest
 
-from program import Machine
-from standins import BUILD
+from machines.numbers import (ADMINISTRATORS, CONTAINER_INHERIT, GENERIC_ALL, GENERIC_READ, INHERITED, LOCAL_SYSTEM,
+                              NETWORK_SERVICE, OBJECT_INHERIT, USERS)
+from product import BLOCKED_COMMANDS_KEY
+from reading import registry
+from runs.prediction import PredictedRuns
 
-KEY = r"SOFTWARE\Microsoft\Tpm\BlockedCommands\List"
-
-USERS, ADMINISTRATORS, LOCAL_SYSTEM, NETWORK_SERVICE = "S-1-5-32-545", "S-1-5-32-544", "S-1-5-18", "S-1-5-20"
-GENERIC_READ, GENERIC_ALL = 0x80000000, 0x10000000
-ALLOWED = 0  # ACCESS_ALLOWED_ACE_TYPE
-OBJECT_INHERIT, CONTAINER_INHERIT, INHERITED = 1, 2, 0x10
 LIST, PROTECTED_LIST = 0x4, 0x80000004  # which parts of the security a call sets
 
 
-def entries(inheritance, rights):
-    return [{"type": ALLOWED, "flags": inheritance, "mask": mask, "trustee": trustee} for trustee, mask in rights]
+def entries(flags, rights):
+    return [{"type": "allow", "flags": flags, "mask": mask, "trustee": trustee} for trustee, mask in rights]
 
 
 KEY_ENTRIES = entries(CONTAINER_INHERIT,
@@ -32,28 +27,23 @@ FILE_ENTRIES = entries(OBJECT_INHERIT | CONTAINER_INHERIT,
 
 CALL = re.compile(r"set_security_object\( .*security_info=([0-9a-f]{8}), .*dacl=\{(.*)\}\} \)")
 ENTRY = re.compile(r"\{type=(\w+),flags=([0-9a-f]+),mask=([0-9a-f]+),sid=([\w-]+)\}")
-TYPES = {"ACCESS_ALLOWED": ALLOWED}
+TYPES = {"ACCESS_ALLOWED": "allow"}
 
 
-class AccessLists(unittest.TestCase):
-    """Wine keeps the list of a key, but of the list of a file only what Unix permissions can say. So the lists of files
-    are read where they come in: at Wine's server, which stands in for Windows' kernel."""
+class AccessLists(PredictedRuns):
+    """Wine keeps the list of a key, but of a file's list only what Unix permissions can say. So the lists of files are read
+    where they arrive: at Wine's server, which takes the place of Windows' kernel."""
 
-    def machine(self):
-        description = {"registry": {"HKLM\\" + KEY: {"values": {"20": ""}}}}
-        machine = self.enterContext(Machine(description))
-        self.assertEqual(machine.missing, [])
-        return machine
+    DESCRIPTION = {"registry": {BLOCKED_COMMANDS_KEY: {"values": {"20": ""}}}}
 
     def test_key(self):
-        machine = self.machine()
+        machine = self.enter(self.DESCRIPTION)
         machine.run("/Setup")
-        status, output = machine.prefix.wine(BUILD / "access_list.exe", "key", "MACHINE\\" + KEY)
-        self.assertEqual(status, 0)
-        self.assertEqual(json.loads(output), {"protected": False, "entries": KEY_ENTRIES})
+        seen = registry.access_list(machine.prefix, BLOCKED_COMMANDS_KEY)
+        self.assertEqual((seen["protected"], seen["access"]), (False, KEY_ENTRIES))
 
     def test_what_is_set(self):
-        machine = self.machine()
+        machine = self.enter(self.DESCRIPTION)
         with machine.prefix.traced() as calls:
             machine.run("/Setup")
         self.assertEqual([(int(info, 16), explicit_entries(found)) for info, found in CALL.findall(calls())],
@@ -65,7 +55,3 @@ def explicit_entries(found):
     every = [{"type": TYPES[kind], "flags": int(flags, 16), "mask": int(mask, 16), "trustee": sid}
              for kind, flags, mask, sid in ENTRY.findall(found)]
     return [entry for entry in every if not entry["flags"] & INHERITED]
-
-
-if __name__ == "__main__":
-    unittest.main()

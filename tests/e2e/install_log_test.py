@@ -3,11 +3,10 @@
 import datetime
 import unittest
 
-from log_lines import parse
-from program import LOG, Machine
-
-READ_ONLY = 1
-LOG_FOLDER = LOG.rpartition("\\")[0]
+from machines.numbers import READ_ONLY
+from product import DATA, LOG, LOG_FOLDER
+from runs.log_lines import parse
+from runs.program import Machine
 
 
 def now():
@@ -42,9 +41,9 @@ class InstallLog(unittest.TestCase):
         self.assertEqual(first.messages, second.messages)
 
     def test_folder_that_cannot_be_made_leaves_no_log(self):
-        with Machine({"files": {r"C:\ProgramData\Kelo Systems Corp": {"text": "a file"}}}) as machine:
+        with Machine({"files": {DATA: {"text": "a file"}}}) as machine:
             run = machine.run("/Commit")
-            self.assertEqual(machine.prefix.path(r"C:\ProgramData\Kelo Systems Corp").read_text(), "a file")
+            self.assertEqual(machine.prefix.path(DATA).read_text(), "a file")
         self.assertEqual((run.log, run.exit_code, run.stdout), ([], 0, "Done!"))
 
     def test_folder_that_is_a_file_leaves_no_log(self):

@@ -4,19 +4,23 @@ installer installs it, rolls it back, repairs it, replaces it and removes it aga
 import re
 import unittest
 
-import installer
-from installer import PERMANENT, SAMPLE
-from packaged_machine import (DESCRIPTION, EVENT_TEXT, FAIL, SRK_TOOL, TOOLKIT, VERBOSE_LOG, WITHOUT_STACK,
-                              WITHOUT_TPM, PackagedMachine, effects)
-from packaged_rehearsal import Rehearsal, brought_by_package, files_of_package
-from program import LOG
-from rehearsed_machine import RehearsedMachine
-from standins import runs_of
-from wine import ROOT
+from machines.parts import GERMAN
+from package import tables
+from package.packaged_machine import (DESCRIPTION, EVENT_TEXT, FAIL, VERBOSE_LOG, WITHOUT_STACK, WITHOUT_TPM, PackagedMachine,
+                                      effects)
+from package.predicted_effects import Rehearsal, brought_by_package, files_of_package
+from package.rehearsed_machine import RehearsedMachine
+from package.tables import PERMANENT, SAMPLE
+from paths import ROOT
+from product import (CARD_NOTED, CHOICES_KEY, COMMON_KEY, EVENT_SOURCE, INCORRECT_TPM, LOG, PROGRAM, REASON_KEY,
+                     REINSTALLED, SERVICE, SRK_TOOL, SYSTEM)
+from reading import registry
+from reading.notes import runs_of
+from setup.reg_file import section
+from standins.names import RUNS
 
 INFORMATION = "The authorization of the TPM has to be brought up to date."
 PASSWORD = "Tr0ub4dor&3"
-REINSTALLED = "TZ01 When Toolkit was last uninstalled... the VSC was present, so must reinstall..."
 OPTIONS = ("/qn", "TPM_VSC=1", f"TPM_OWNER_PASSWORD={PASSWORD}")
 
 # An action's type: a program that the package installs, in the script, elevated.
@@ -40,12 +44,10 @@ def asked_for(TSS_VENDOR="KELO", TPM_VSC="1", TPM_WIN8=""):
 SETUP = asked_for()
 
 # What the installer does to the machine before a set-up is repeated.
-SERVICE_STOPPED = {"services": {"KlPCR": {"state": "stopped"}}}
+SERVICE_STOPPED = {"services": {SERVICE: {"state": "stopped"}}}
 
-PROGRAM = f'"{TOOLKIT}\\KeloCustomAction.exe"'
-VIRTUAL_CARD_NOTED = r"hklm\software\kelo systems corp\common [klvsc installed]"
-CHOICES = r"HKEY_LOCAL_MACHINE\SOFTWARE\Kelo Systems Corp\Common\Choices"
-REASON = r"HKEY_LOCAL_MACHINE\SOFTWARE\Kelo Systems Corp.\Installer"
+QUOTED_PROGRAM = f'"{PROGRAM}"'
+VIRTUAL_CARD_NOTED = f"{COMMON_KEY} [{CARD_NOTED}]".lower()
 
 
 def broken(action, data, command_line):
@@ -93,7 +95,7 @@ def kept_in_rollback():
     components are permanent, and the values because they are on the machine before and not in the package: Wine also
     removes those of permanent components."""
     permanent = [f"UPDATE `Component` SET `Attributes`={int(row['Attributes']) | PERMANENT} "
-                 f"WHERE `Component`='{row['Component']}'" for row in installer.table(SAMPLE, "Component")]
+                 f"WHERE `Component`='{row['Component']}'" for row in tables.table(SAMPLE, "Component")]
     return [*permanent, f"UPDATE `Component` SET `Attributes`={PERMANENT}, `KeyPath`='' WHERE `Component`='Settings'",
             "DELETE FROM `Registry` WHERE `Component_`='Settings'"]
 
@@ -191,7 +193,7 @@ class EffectsWithoutStack(EffectsRun):
     description = WITHOUT_STACK
 
     def test_shim_is_installed_and_removed(self):
-        self.assertIn(("added", r"c:\windows\system32\tspi_x64.dll"), self.install_and_remove())
+        self.assertIn(("added", rf"{SYSTEM}\tspi_x64.dll"), self.install_and_remove())
 
 
 class FailedRemoval(EffectsRun):
@@ -208,7 +210,7 @@ class FailedRemoval(EffectsRun):
         # Wine takes a product off its list for good as soon as a removal begins.
         del installed["changed", "installed products"]
         put_back = self.effects()
-        self.assertEqual(put_back.pop(("added", VIRTUAL_CARD_NOTED)), "dword:00000001")
+        self.assertEqual(put_back.pop(("added", VIRTUAL_CARD_NOTED)), 1)
         del installed["added", LOG.lower()], put_back["added", LOG.lower()]
         self.assertEqual({effect: self.plain(value) for effect, value in put_back.items()},
                          {effect: self.plain(value) for effect, value in installed.items()})
@@ -220,7 +222,7 @@ class NextInstallation(InstallerRun):
         self.machine.remove()
         predicted = Rehearsal(SETUP, ("/Commit",), ("/Uninstall",), asked_for(TPM_VSC=""), ("/Commit",), session="")
         *_, setup, commit, srk_change = predicted.logs
-        self.assertIn(REINSTALLED, setup)
+        self.assertIn("TZ01 " + REINSTALLED, setup)
         self.assertEqual(self.machine.install("/qn"), (0, setup + srk_change + commit, predicted.exit_codes[3:]))
 
 
@@ -230,11 +232,11 @@ class NewerVersion(InstallerRun):
         setup = asked_for(TSS_VENDOR="NTRU12")
         predicted = Rehearsal(setup, ("/Commit",), ("/Uninstall",), setup, ("/Commit",), session="")
         *_, removal, setup, commit, srk_change = predicted.logs
-        self.assertIn(REINSTALLED, setup)
+        self.assertIn("TZ01 " + REINSTALLED, setup)
         self.assertEqual(self.machine.upgrade("2.0.0", "/qn"),
                          (0, removal + setup + srk_change + commit, predicted.exit_codes[2:]))
         self.assertEqual(self.machine.look()["installed products"], ["Kelo Toolkit Sample"])
-        self.assertTrue(self.machine.prefix.path(TOOLKIT + r"\KeloCustomAction.exe").exists())
+        self.assertTrue(self.machine.prefix.path(PROGRAM).exists())
 
     def test_is_not_replaced_by_an_older_one(self):
         self.machine.install("/qn")
@@ -262,9 +264,8 @@ class Repair(InstallerRun):
 
     def test_takes_an_administrator_s_choices(self):
         self.check(0, "TSS_VENDOR=KELO", "TPM_WIN8=yes", TSS_VENDOR="KELO", TPM_WIN8="yes")
-        values = self.machine.prefix.export_registry(CHOICES)
-        self.assertIn('"TSS_VENDOR"="KELO"', values)
-        self.assertIn('"TPM_WIN8"="yes"', values)
+        values = registry.values(self.machine.prefix, CHOICES_KEY)
+        self.assertEqual((values["TSS_VENDOR"], values["TPM_WIN8"]), ("KELO", "yes"))
 
     def test_takes_no_choices_from_a_user(self):
         self.check(0, "TSS_VENDOR=KELO", "TPM_WIN8=yes", f"TPM_OWNER_PASSWORD={PASSWORD}", "KELO_FORGET_CHOICES=1",
@@ -319,7 +320,7 @@ class VerboseLog(InstallerRun):
         self.assertEqual([shown for _, shown in passed_on], [LINE_IN_LOG.sub("", line) for line, _ in passed_on])
 
     def leave_reason(self, text):
-        self.machine.prefix.import_registry(f'Windows Registry Editor Version 5.00\n\n[{REASON}]\n@="{text}"\n')
+        self.machine.prefix.import_registry(section(REASON_KEY, {"": text}))
 
     def test_holds_the_reason_of_a_failure(self):
         self.leave_reason(SWITCHED_OFF)  # of an earlier run: that it is the same does not matter
@@ -329,10 +330,10 @@ class VerboseLog(InstallerRun):
         self.assertEqual([line for line in log if re.search(r"\b1722\b", line)], [])
 
     def test_tells_each_failure_for_itself(self):
-        self.install_to_fail("/qn", changes=[*NO_STACK, broken("KeloRollback", "", PROGRAM + " /Unknown")])
+        self.install_to_fail("/qn", changes=[*NO_STACK, broken("KeloRollback", "", QUOTED_PROGRAM + " /Unknown")])
         log = self.machine.verbose_log().splitlines()
         self.assertEqual(log.count(SWITCHED_OFF), 1)
-        self.assertIn(f"The Kelo Toolkit's installer program ended with -1: {PROGRAM} /Unknown", log)
+        self.assertIn(f"The Kelo Toolkit's installer program ended with -1: {QUOTED_PROGRAM} /Unknown", log)
 
     def test_tells_why_a_program_did_not_start(self):
         self.install_to_fail("/qn", changes=[broken("KeloSetup", "TakeBack=|", r'"C:\Missing.exe" /Setup')])
@@ -341,15 +342,15 @@ class VerboseLog(InstallerRun):
 
     def test_holds_no_reason_of_an_earlier_run(self):
         self.leave_reason("an old reason")
-        self.install_to_fail("/qn", changes=[broken("KeloSetup", "TakeBack=|", PROGRAM + " /Unknown")])
+        self.install_to_fail("/qn", changes=[broken("KeloSetup", "TakeBack=|", QUOTED_PROGRAM + " /Unknown")])
         log = self.machine.verbose_log()
         self.assertNotIn("an old reason", log)
-        self.assertIn(f"The Kelo Toolkit's installer program ended with -1: {PROGRAM} /Unknown", log)
+        self.assertIn(f"The Kelo Toolkit's installer program ended with -1: {QUOTED_PROGRAM} /Unknown", log)
 
 
 class VerboseLogInGerman(unittest.TestCase):
     # Wine's own lines are German there, too: they are not compared.
-    DESCRIPTION = {**WITHOUT_TPM, "windows": {"uiLanguage": 1031, "userLanguage": 1031, "codePage": 1252}}
+    DESCRIPTION = {**WITHOUT_TPM, **GERMAN}
 
     def test_holds_the_reason_in_the_user_s_language(self):
         strings = (ROOT / "resources" / "strings" / "de.txt").read_text(encoding="utf-8")
@@ -372,7 +373,7 @@ class LinkedLog(unittest.TestCase):
 
 
 class Restart(InstallerRun):
-    description = {**DESCRIPTION, "files": {r"C:\windows\system32\KeloVReaderBody.dll": {"text": "x", "inUse": True}}}
+    description = {**DESCRIPTION, "files": {rf"{SYSTEM}\KeloVReaderBody.dll": {"text": "x", "inUse": True}}}
 
     def test_is_asked_for_when_files_wait_for_it(self):
         self.assertEqual(self.machine.install("/qn")[0], 0)
@@ -383,7 +384,7 @@ class ResultsOfActions(InstallerRun):
     """What the installer does after an action that fails, which each does here because its switch is unknown."""
 
     def install_with_failing(self, action, data=""):
-        return self.install_to_fail("/qn", changes=[broken(action, data, PROGRAM + " /Unknown")])[0]
+        return self.install_to_fail("/qn", changes=[broken(action, data, QUOTED_PROGRAM + " /Unknown")])[0]
 
     def test_set_up(self):
         self.assertEqual(self.install_with_failing("KeloSetup", "TakeBack=|"), FAILURE)
@@ -392,10 +393,10 @@ class ResultsOfActions(InstallerRun):
         self.assertEqual(self.install_with_failing("KeloCommit"), 0)
 
     def test_removal(self):
-        unknown = broken("KeloUninstall", "", PROGRAM + " /Unknown")
+        unknown = broken("KeloUninstall", "", QUOTED_PROGRAM + " /Unknown")
         self.assertEqual(self.machine.install("/qn", changes=[unknown])[0], 0)
         self.assertEqual(self.machine.remove()[0], 0)
-        self.assertFalse(self.machine.prefix.path(TOOLKIT + r"\KeloCustomAction.exe").exists())
+        self.assertFalse(self.machine.prefix.path(PROGRAM).exists())
 
 
 class HostileValues(InstallerRun):
@@ -476,18 +477,16 @@ class SrkData(InstallerRun):
         self.assertNotIn(PASSWORD, verbose_log)
         for key in ("HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER"):
             self.assertNotIn(PASSWORD, self.machine.prefix.export_registry(key))
-        self.assertEqual(self.machine.files_with(PASSWORD), {SRK_TOOL.rpartition("\\")[0] + r"\runs.txt", VERBOSE_LOG})
+        self.assertEqual(self.machine.files_with(PASSWORD), {SRK_TOOL.rpartition("\\")[0] + "\\" + RUNS, VERBOSE_LOG})
 
 
 class EventSource(InstallerRun):
     """What the event viewer shows of the program's entries."""
 
-    TEXT = "The TPM is in an incorrect state. The TPM must be reset to support use by Kelo Software"
-
     def text_of(self, kind, *words):
-        return self.machine.prefix.wine(EVENT_TEXT, "Kelo Platform Security", kind, *words)
+        return self.machine.prefix.wine(EVENT_TEXT, EVENT_SOURCE, kind, *words)
 
     def test_texts_are_in_a_file_without_code(self):
         self.machine.install("/qn")
-        self.assertEqual(self.text_of("EventMessageFile", "1018", self.TEXT), (0, f"{self.TEXT}\r\r\n".encode()))
+        self.assertEqual(self.text_of("EventMessageFile", "1018", INCORRECT_TPM), (0, f"{INCORRECT_TPM}\r\r\n".encode()))
         self.assertEqual(self.text_of("CategoryMessageFile", "2"), (0, b"Platform\r\r\n"))

@@ -1,19 +1,15 @@
-"""A place below the common application data that somebody made a link, before an administrator runs the program, leads
-nowhere: what the link leads to keeps its mode, its content and its absence.
+"""The program follows no link that somebody put below the common application data before an administrator runs it: whatever
+a link leads to keeps its mode and its content, or stays missing.
 
-Wine 8 shows links less well than Windows does: a call that is to open a link itself opens what it leads to, and a link
-that leads nowhere is a missing file. That an opened link says that it is one, who made it, and that nobody can swap a
-place between two calls are for the simulated machine to show (tests/faults/hostile_user_test.cpp)."""
+Wine 8 treats links differently from Windows: a call that should open the link itself opens what it leads to, and a link to
+nothing is a missing file. The simulated machine shows the rest (tests/faults/hostile_user_test.cpp): that an opened link
+tells that it is one and who made it, and that nobody can swap a place between two calls."""
 
 import unittest
 
-from program import LOG, Machine, rehearse
-
-DATA = r"C:\ProgramData\Kelo Systems Corp"
-COMMON = DATA + r"\Common"
-POLICIES = COMMON + r"\policies"
-CONFIG = COMMON + r"\Kelo_Config.ini"
-LOG_FOLDER = LOG.rpartition("\\")[0]
+from product import COMMON_DATA, CONFIGURATION, DATA, LOG, LOG_FOLDER, POLICIES
+from runs.program import Machine
+from runs.rehearsal import rehearse
 
 VICTIM_FOLDER = r"C:\Victim"
 VICTIM_FILES = {VICTIM_FOLDER + name: b"what only administrators may change\r\n"
@@ -75,7 +71,7 @@ class LinkedPlaces(unittest.TestCase):
         self.assertEqual(self.check().log, [])
 
     def test_linked_folder_of_both(self):
-        self.place(COMMON).symlink_to(self.path(VICTIM_FOLDER))
+        self.place(COMMON_DATA).symlink_to(self.path(VICTIM_FOLDER))
         self.check_access()
 
     def test_linked_policies(self):
@@ -83,19 +79,19 @@ class LinkedPlaces(unittest.TestCase):
         self.check_access()
 
     def test_linked_configuration_file(self):
-        self.place(CONFIG).symlink_to(self.path(VICTIM_FILE))
+        self.place(CONFIGURATION).symlink_to(self.path(VICTIM_FILE))
         self.check_access()
 
     def test_configuration_file_that_is_a_link_to_a_folder(self):
-        self.place(CONFIG).symlink_to(self.path(VICTIM_FOLDER))
+        self.place(CONFIGURATION).symlink_to(self.path(VICTIM_FOLDER))
         self.check_access()
 
     def test_configuration_file_that_is_a_link_to_nothing(self):
-        self.place(CONFIG).symlink_to(self.path(MISSING_FILE))
+        self.place(CONFIGURATION).symlink_to(self.path(MISSING_FILE))
         self.check_access()
 
     def test_configuration_file_with_another_name(self):
-        self.place(CONFIG).hardlink_to(self.path(VICTIM_FILE))
+        self.place(CONFIGURATION).hardlink_to(self.path(VICTIM_FILE))
         self.check_access()
 
     def test_linked_log_folder(self):
@@ -121,7 +117,3 @@ class LinkedPlaces(unittest.TestCase):
     def test_linked_folder_of_everything(self):
         self.place(DATA).symlink_to(self.path(VICTIM_FOLDER))
         self.check_silence()
-
-
-if __name__ == "__main__":
-    unittest.main()

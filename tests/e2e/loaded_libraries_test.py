@@ -1,23 +1,29 @@
-"""The program loads the libraries that its action calls, from the system folder, and goes on without one that is missing."""
+"""The program loads the libraries that its action calls, from the system folder, and continues without a missing one."""
 
-import sys
 import unittest
 
-from log_lines import comparable
-from program import Machine, rehearsal
-from provision import load
-from standins import BUILD
-from system_standins import noted_calls
-from virtual_smart_card_test import FULL_SETUP
-from virtual_smart_card_test import toolkit as toolkit_with_card
-from wine import ROOT, Prefix
+from machines.descriptions import load, merged
+from machines.parts import device_installer
+from paths import ROOT, WINDOWS
+from product import COMMON_KEY, PROBE_LIBRARY, TASK_LIBRARY
+from product import SYSTEM as SYSTEM_FOLDER
+from product import TOOLKIT as TOOLKIT_FOLDER
+from reading.notes import system_calls
+from runs.log_lines import comparable
+from runs.program import Machine
+from runs.rehearsal import report_of
+from setup.system_libraries import overrides
+from standins.names import FOLDER, WITNESS, WMI_LIBRARY
+from wine.prefix import Prefix
 
-sys.path.insert(0, str(ROOT / "tests" / "support"))
-from delayed import delayed  # noqa: E402 (after the folder that it is in)
+# In tests/support/, which paths.py lets be found.
+from delayed import delayed
 
-SYSTEM = "c:\\windows\\system32\\"
-TOOLKIT = "c:\\program files\\kelo systems corp\\toolkit\\"
+SYSTEM = SYSTEM_FOLDER.lower() + "\\"
+TOOLKIT = TOOLKIT_FOLDER.lower() + "\\"
 DESCRIBED = load(ROOT / "machines" / "windows-7-toolkit.json")
+WITH_CARD = merged(device_installer(), {"registry": {COMMON_KEY: {"values": {}}}})
+FULL_SETUP = ("/Setup", "/TPM_VSC=1", "/TPM_WIN8=1")
 
 # Why Wine loads each library into the process of any run.
 ALWAYS = {
@@ -49,12 +55,12 @@ PROCESSES = {"psapi.dll": "the set-up ends processes of the stack"}
 CARDS = {"winscard.dll": "the virtual smart card's reader is looked for"}
 WMI = {
     "oleaut32.dll": "the TPM's WMI class is called: names are COM strings",
-    "c:\\kelostandins\\wbem_locator.dll": "COM loads it, the stand-in for WMI",
+    (FOLDER + "\\" + WMI_LIBRARY).lower(): "COM loads it, the stand-in for WMI",
 }
-TASKS = {TOOLKIT + "certjobplanner.dll": "the task library makes and removes the tasks"}
+TASKS = {TOOLKIT + TASK_LIBRARY.lower(): "the task library makes and removes the tasks"}
 PROBE = {
-    TOOLKIT + "kelo\\stkprobe.dll": "the detection library of the stack",
-    TOOLKIT + "kelo\\exit_witness.dll": "stkprobe.dll, a stand-in, loads it",
+    TOOLKIT + "kelo\\" + PROBE_LIBRARY: "the detection library of the stack",
+    TOOLKIT + "kelo\\" + WITNESS: "stkprobe.dll, a stand-in, loads it",
 }
 
 # Runs, on which machine, and the libraries of those above.
@@ -66,7 +72,7 @@ RUNS = [
     (DESCRIBED, ["/Uninstall"], [CNG, COM, TASKS, CARDS]),
     (DESCRIBED, ["/Unknown"], []),
     (DESCRIBED, [], []),
-    (toolkit_with_card(), [*FULL_SETUP], [CNG, COM, PROCESSES, CARDS, WMI]),
+    (WITH_CARD, [*FULL_SETUP], [CNG, COM, PROCESSES, CARDS, WMI]),
 ]
 
 
@@ -76,11 +82,8 @@ def path_of(library):
 
 def override(machine, libraries, order):
     """Tells Wine where the program's libraries may come from."""
-    name = machine.program.rpartition("\\")[2]
-    machine.prefix.import_registry(
-        "Windows Registry Editor Version 5.00\n"
-        f"\n[HKEY_CURRENT_USER\\Software\\Wine\\AppDefaults\\{name}\\DllOverrides]\n"
-        + "".join(f'"{library.removesuffix(".dll")}"="{order}"\n' for library in libraries))
+    orders = {library.removesuffix(".dll"): order for library in libraries}
+    machine.prefix.import_registry(overrides(machine.program, orders))
 
 
 class LoadedLibraries(unittest.TestCase):
@@ -98,7 +101,7 @@ class LoadedLibraries(unittest.TestCase):
         planted = sorted({*libraries, "bcrypt.dll"} - {"user32.dll", "version.dll"})
         with Machine({}) as machine:
             for library in planted:
-                machine.place(BUILD / "stkprobe.dll", TOOLKIT + library)
+                machine.place(WINDOWS / PROBE_LIBRARY, TOOLKIT + library)
             override(machine, planted, "native,builtin")
             for arguments in (FULL_SETUP, ["/Uninstall"]):
                 loaded, _ = machine.loaded(*arguments)
@@ -120,23 +123,23 @@ FAILED_CALLS = {
 
 
 class MissingLibrary(unittest.TestCase):
-    """A call of one of its functions fails, which the log tells as of any call that fails, and the run goes on. Nothing
-    runs under Wine without user32.dll, version.dll and ole32.dll, and an installer needs msi.dll itself: how their
-    functions fail is shown by some that are said to be where they are not."""
+    """A call of one of its functions fails; the log tells so as of any failed call, and the run continues. Nothing runs under
+    Wine without user32.dll, version.dll and ole32.dll, and an installer needs msi.dll itself: delayed_calls.exe shows how
+    their functions fail, by looking for some in the wrong library."""
 
     def check(self, library, fault, description, *arguments):
         """A run without the library is as predicted where calls fail so. Returns its messages, and its calls of WMI."""
-        predicted = rehearsal(description, "--fault", fault, "--", *arguments)
+        predicted = report_of(description, "--fault", fault, "--", *arguments)
         with Machine(description) as machine:
             override(machine, [library], "")
             seen = machine.run(*arguments)
-            wmi = [call["call"] for call in noted_calls(machine.prefix) if call["call"].startswith("IWbem")]
+            wmi = [call["call"] for call in system_calls(machine.prefix) if call["call"].startswith("IWbem")]
         self.assertEqual(comparable(seen.log), comparable(predicted["log"]))
         self.assertEqual(seen.exit_code, predicted["exitCode"])
         return seen.messages, wmi
 
     def test_of_smart_cards(self):
-        messages, _ = self.check("winscard.dll", "SCardEstablishContext=126", toolkit_with_card(), "/Uninstall")
+        messages, _ = self.check("winscard.dll", "SCardEstablishContext=126", WITH_CARD, "/Uninstall")
         self.assertIn("CTPMSmartCard::IsKlSCardInstalled - Can't connect to SC Manager 7e", messages)
 
     def test_of_processes(self):
@@ -145,7 +148,7 @@ class MissingLibrary(unittest.TestCase):
         self.assertIn("Cannot find this process: PatchAgent.exe", messages)
 
     def test_of_com_strings(self):
-        _, wmi = self.check("oleaut32.dll", "SysAllocString=14", toolkit_with_card(), "/Setup", "/TPM_WIN8=1")
+        _, wmi = self.check("oleaut32.dll", "SysAllocString=14", WITH_CARD, "/Setup", "/TPM_WIN8=1")
         self.assertEqual(wmi, [])
 
     def test_of_cryptography(self):
@@ -154,7 +157,7 @@ class MissingLibrary(unittest.TestCase):
 
     def test_each_way_to_fail(self):
         with Prefix() as prefix:
-            status, output = prefix.wine(BUILD / "delayed_calls.exe")
+            status, output = prefix.wine(WINDOWS / "delayed_calls.exe")
         calls = {name: (int(result, 16), int(error, 16))
                  for name, result, error in map(str.split, output.decode().splitlines())}
         self.assertEqual((status, calls), (0, {**FAILED_CALLS, "SysFreeString": (0, UNTOUCHED)}))

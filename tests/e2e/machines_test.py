@@ -4,12 +4,13 @@ in a rehearsal, in all of its actions one after the other."""
 import re
 import unittest
 
-from comparison import Comparison, settled
-from log_lines import comparable, unpredicted_waits
-from machines import all_cases
-from program import Machine, rehearse_and_save
-from provision import as_on_wine, complete
-from wine_limits import without
+from comparison.comparison import Comparison
+from machines.cases import all_cases
+from machines.descriptions import as_on_wine, complete, settled
+from machines.limits import without
+from runs.log_lines import comparable, unpredicted_waits
+from runs.program import Machine
+from runs.rehearsal import rehearse_and_save
 
 
 class EachMachine(unittest.TestCase):
@@ -20,7 +21,7 @@ class EachMachine(unittest.TestCase):
     def check(self, case):
         with Machine(case.description) as machine:
             self.assertEqual([item for item in machine.missing if not re.fullmatch(case.left_out, item)], [])
-            # The simulated machine is left without what the prefix cannot be either.
+            # What the prefix cannot be, the simulated machine is not either.
             simulated = as_on_wine(without(case.description, machine.missing))
             comparison = Comparison(machine.prefix, complete(simulated))
             self.assertEqual(comparison.differences(), [], "before the first run")

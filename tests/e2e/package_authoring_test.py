@@ -8,15 +8,13 @@ import unittest
 import xml.etree.ElementTree as ET
 from pathlib import Path
 
-import authoring
-import installer
-from authoring import PACKAGING, SAMPLE_SOURCE, WIX_3, WIX_4
-from installer import PERMANENT, PROGRAMS, SAMPLE
-from wine import ROOT
+from package import authoring, tables
+from package.authoring import WIX_3, WIX_4
+from package.tables import PACKAGING, PERMANENT, SAMPLE, SAMPLE_SOURCE
+from paths import ROOT, WINDOWS
 
-HIDE_TARGET = 0x2000
-IN_SCRIPT = 0x400
-SET_PROPERTY = 0x33
+# In packaging/, which paths.py lets be found.
+from wix_source import HIDE_TARGET, IN_SCRIPT, SET_PROPERTY
 
 NAMESPACES = {WIX_3: "http://schemas.microsoft.com/wix/2006/wi", SAMPLE_SOURCE: "http://schemas.microsoft.com/wix/2006/wi",
               WIX_4: "http://wixtoolset.org/schemas/v4/wxs"}
@@ -66,12 +64,12 @@ class ThreeCompilers(unittest.TestCase):
 
     def test_sample_provides_what_is_documented(self):
         names = {
-            "Directory": {row["Directory"] for row in installer.table(SAMPLE, "Directory")},
-            "File": {row["File"] for row in installer.table(SAMPLE, "File")},
-            "Binary": {row["Name"] for row in installer.table(SAMPLE, "Binary")},
-            "ComponentRef": {row["Component_"] for row in installer.table(SAMPLE, "FeatureComponents")},
+            "Directory": {row["Directory"] for row in tables.table(SAMPLE, "Directory")},
+            "File": {row["File"] for row in tables.table(SAMPLE, "File")},
+            "Binary": {row["Name"] for row in tables.table(SAMPLE, "Binary")},
+            "ComponentRef": {row["Component_"] for row in tables.table(SAMPLE, "FeatureComponents")},
         }
-        names["File"] |= {installer.long_name(row["FileName"]) for row in installer.table(SAMPLE, "File")}
+        names["File"] |= {tables.long_name(row["FileName"]) for row in tables.table(SAMPLE, "File")}
         rows = re.findall(r"^\| (Directory|File|Binary|ComponentRef) `([\w.]+)`", document(), re.MULTILINE)
         self.assertEqual([row for row in rows if row[1] not in names[row[0]]], [])
         # And nothing else that the fragment refers to.
@@ -120,9 +118,9 @@ class Sequence(unittest.TestCase):
     """Where the actions stand among the installer's own."""
 
     def setUp(self):
-        self.types = {row["Action"]: int(row["Type"]) for row in installer.table(SAMPLE, "CustomAction")}
-        self.functions = {row["Action"]: row["Target"] for row in installer.table(SAMPLE, "CustomAction")}
-        self.sequence = {row["Action"]: row for row in installer.table(SAMPLE, "InstallExecuteSequence")}
+        self.types = {row["Action"]: int(row["Type"]) for row in tables.table(SAMPLE, "CustomAction")}
+        self.functions = {row["Action"]: row["Target"] for row in tables.table(SAMPLE, "CustomAction")}
+        self.sequence = {row["Action"]: row for row in tables.table(SAMPLE, "InstallExecuteSequence")}
 
     def order(self, *actions):
         self.assertEqual(sorted(actions, key=lambda action: int(self.sequence[action]["Sequence"])), list(actions))
@@ -153,7 +151,7 @@ class Sequence(unittest.TestCase):
                     self.assertEqual(self.sequence[data]["Condition"], self.sequence[action]["Condition"])
 
     def test_each_action_that_takes_time_has_a_progress_text(self):
-        with_text = {row["Action"] for row in installer.table(SAMPLE, "ActionText")}
+        with_text = {row["Action"] for row in tables.table(SAMPLE, "ActionText")}
         self.assertEqual({action for action, kind in self.types.items() if kind & 0x3F != SET_PROPERTY}, with_text)
 
     def test_only_a_first_installation_is_taken_back(self):
@@ -161,9 +159,9 @@ class Sequence(unittest.TestCase):
         self.assertEqual(self.sequence["KeloRollback"]["Condition"], "NOT Installed")
 
     def test_password_is_hidden_on_its_way(self):
-        data = next(row for row in installer.table(SAMPLE, "CustomAction") if row["Action"] == "KeloSrkData")
+        data = next(row for row in tables.table(SAMPLE, "CustomAction") if row["Action"] == "KeloSrkData")
         self.assertTrue(data["Target"].endswith(" /PASSWORD=[TPM_OWNER_PASSWORD]"))
-        self.assertLessEqual({"TPM_OWNER_PASSWORD", data["Source"]}, installer.hidden_properties(SAMPLE))
+        self.assertLessEqual({"TPM_OWNER_PASSWORD", data["Source"]}, tables.hidden_properties(SAMPLE))
         for action in ("KeloSrkData", "SRK_Auth_Change"):
             self.assertTrue(self.types[action] & HIDE_TARGET, action)
 
@@ -172,9 +170,9 @@ class Tables(unittest.TestCase):
     """What make_package puts in that wixl leaves out."""
 
     def test_images_have_their_version_and_language(self):
-        version = installer.properties(SAMPLE)["ProductVersion"]
-        files = {installer.long_name(row["FileName"]): (row["Version"], row["Language"])
-                 for row in installer.table(SAMPLE, "File")}
+        version = tables.properties(SAMPLE)["ProductVersion"]
+        files = {tables.long_name(row["FileName"]): (row["Version"], row["Language"])
+                 for row in tables.table(SAMPLE, "File")}
         for name in ("KeloCustomAction.exe", "KeloEventMessages.dll"):
             self.assertEqual(files[name], (f"{version}.0", "1033"))
         self.assertEqual(files["KeloKSP.dll"], ("", ""))
@@ -182,21 +180,21 @@ class Tables(unittest.TestCase):
     def test_version_is_the_build_s(self):
         project = re.search(r"^project\(.* VERSION (\S+) ", (ROOT / "CMakeLists.txt").read_text(encoding="utf-8"),
                             re.MULTILINE)
-        self.assertEqual(installer.properties(SAMPLE)["ProductVersion"], project[1])
+        self.assertEqual(tables.properties(SAMPLE)["ProductVersion"], project[1])
 
     def test_only_files_without_a_version_have_a_hash(self):
-        hashed = {row["File_"] for row in installer.table(SAMPLE, "MsiFileHash")}
-        self.assertEqual(hashed, {row["File"] for row in installer.table(SAMPLE, "File") if not row["Version"]})
+        hashed = {row["File_"] for row in tables.table(SAMPLE, "MsiFileHash")}
+        self.assertEqual(hashed, {row["File"] for row in tables.table(SAMPLE, "File") if not row["Version"]})
 
     def test_each_column_can_be_validated(self):
-        described = {(row["Table"], row["Column"]) for row in installer.table(SAMPLE, "_Validation")}
-        there = {(name, column) for name in installer.tables(SAMPLE) for column in installer.columns(SAMPLE, name)}
+        described = {(row["Table"], row["Column"]) for row in tables.table(SAMPLE, "_Validation")}
+        there = {(name, column) for name in tables.tables(SAMPLE) for column in tables.columns(SAMPLE, name)}
         self.assertEqual(described, there)
 
     def test_each_name_has_a_short_one_of_its_own(self):
-        folder_of = {row["Component"]: row["Directory_"] for row in installer.table(SAMPLE, "Component")}
-        names = [(folder_of[row["Component_"]], row["FileName"]) for row in installer.table(SAMPLE, "File")]
-        names += [(row["Directory_Parent"], row["DefaultDir"]) for row in installer.table(SAMPLE, "Directory")
+        folder_of = {row["Component"]: row["Directory_"] for row in tables.table(SAMPLE, "Component")}
+        names = [(folder_of[row["Component_"]], row["FileName"]) for row in tables.table(SAMPLE, "File")]
+        names += [(row["Directory_Parent"], row["DefaultDir"]) for row in tables.table(SAMPLE, "Directory")
                   if row["DefaultDir"] not in (".", "SourceDir")]
         short = [(folder, name.partition("|")[0].upper()) for folder, name in names]
         self.assertEqual(sorted(set(short)), sorted(short))
@@ -205,19 +203,19 @@ class Tables(unittest.TestCase):
         self.assertIn("KELOCU~1.EXE", dict(map(reversed, short)))
 
     def test_what_goes_to_the_system_folder_stays(self):
-        permanent = {row["Component"] for row in installer.table(SAMPLE, "Component")
+        permanent = {row["Component"] for row in tables.table(SAMPLE, "Component")
                      if int(row["Attributes"]) & PERMANENT}
-        in_system_folder = {row["Component"] for row in installer.table(SAMPLE, "Component")
+        in_system_folder = {row["Component"] for row in tables.table(SAMPLE, "Component")
                             if row["Directory_"] == "System64Folder"}
         self.assertEqual(permanent, in_system_folder)
 
     def test_no_command_line_moves_a_folder(self):
         # But for the root, below which nothing lies: all folders are below ones that Windows names.
-        public = {name for name in installer.folders(SAMPLE) if not re.search("[a-z]", name)}
+        public = {name for name in tables.folders(SAMPLE) if not re.search("[a-z]", name)}
         self.assertEqual(public, {"TARGETDIR"})
 
     def test_texts_of_every_language_are_shipped(self):
-        shipped = {installer.long_name(row["FileName"]) for row in installer.table(SAMPLE, "File")}
+        shipped = {tables.long_name(row["FileName"]) for row in tables.table(SAMPLE, "File")}
         built = {path.stem for path in (ROOT / "resources" / "strings").glob("*.txt")}
         self.assertLessEqual({f"Internationalization_{language}.dll" for language in built}, shipped)
 
@@ -233,12 +231,12 @@ class MakePackage(unittest.TestCase):
                               check=False)
 
     def test_takes_folders_from_any_current_folder(self):
-        with tempfile.TemporaryDirectory(dir=PROGRAMS) as folder:
+        with tempfile.TemporaryDirectory(dir=WINDOWS) as folder:
             package = Path(folder, "relative.msi")
             done = self.make("relative.msi", "../../../packaging/sample/kelo_toolkit.wxs", "-D", "KELO_VERSION=2.3.4",
                              "..", "../../../packaging/sample", cwd=folder)
             self.assertEqual((done.returncode, done.stderr), (0, ""))
-            self.assertEqual(installer.properties(package)["ProductVersion"], "2.3.4")
+            self.assertEqual(tables.properties(package)["ProductVersion"], "2.3.4")
 
     def test_leaves_no_package_when_a_file_is_missing(self):
         with tempfile.TemporaryDirectory() as folder:

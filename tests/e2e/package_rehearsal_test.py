@@ -1,5 +1,5 @@
 """The rehearsal of an installer package: its rules for conditions and command lines, what it shows, and how it follows a
-failure. Every test of installer_package_test holds it against the real installer."""
+failure. Every test of installer_package_test holds it against the real tables."""
 
 import json
 import subprocess
@@ -7,26 +7,24 @@ import tempfile
 import unittest
 from pathlib import Path
 
-import rehearsed_machine  # noqa: F401  (finds the modules beside the tool)
-import installer
-from installer import SAMPLE
+from machines.descriptions import as_on_wine, merged
+from machines.parts import detection, detections
+from package import tables
+from package.packaged_machine import DESCRIPTION
+from package.predicted_effects import with_package
+from package.tables import SAMPLE
+from paths import ROOT, WINDOWS
+from product import CHOICES_KEY, KELO_STACK, NTRU_STACK, PROGRAM, REASON_KEY, SERVICE
+from runs.rehearsal import REHEARSE
+
+# In packaging/, which paths.py lets be found.
 from installer_rehearsal import DONE, FAILED, RESTART_NEEDED, Package, Rehearsal, split_command_line
 from msi_condition import ConditionError, holds
-from packaged_machine import DESCRIPTION, TOOLKIT, USABLE, probes
-from packaged_rehearsal import with_all, with_package
-from program import REHEARSE
-from provision import as_on_wine
-from wine import ROOT
 
 # The other stack, which is found usable; its service stops and starts anew for each set-up.
-NTRU = {**DESCRIPTION, "services": {"tcsd_win32.exe": {"displayName": "NTRU TSS", "state": "running",
-                                                       "binaryPath": r'"C:\NTRU\bin\tcsd_win32.exe"'}},
-        "libraries": {**DESCRIPTION["libraries"], TOOLKIT + r"\KELO\stkprobe.dll": {"exports": {
-            **USABLE, "DetectTSS": 2}}}}
-
-PROGRAM = TOOLKIT + r"\KeloCustomAction.exe"
-REASON = r"HKLM\SOFTWARE\Kelo Systems Corp.\Installer"
-CHOICES = r"HKLM\SOFTWARE\Kelo Systems Corp\Common\Choices"
+NTRU = merged({**DESCRIPTION, "services": {NTRU_STACK: {"displayName": "NTRU TSS", "state": "running",
+                                                        "binaryPath": r'"C:\NTRU\bin\tcsd_win32.exe"'}}},
+              detection("KELO", DetectTSS=2))
 
 
 class Conditions(unittest.TestCase):
@@ -56,7 +54,7 @@ class Conditions(unittest.TestCase):
 
     def test_of_the_package_are_conditions(self):
         for name in ("InstallExecuteSequence", "LaunchCondition"):
-            for row in installer.table(SAMPLE, name):
+            for row in tables.table(SAMPLE, name):
                 holds(row["Condition"], {})
 
 
@@ -89,7 +87,7 @@ class Installations(unittest.TestCase):
         self.machine = as_on_wine(with_package(DESCRIPTION))
         for path in self.package.files:
             self.machine["files"].pop(path.replace("Windows", "windows"), None)
-        del self.machine["registry"][CHOICES]
+        del self.machine["registry"][CHOICES_KEY]
 
     def rehearse(self, mode, machine=None, failing=(), **given):
         return Rehearsal(self.package, REHEARSE, machine or self.machine, mode, given, failing).run()
@@ -102,7 +100,7 @@ class Installations(unittest.TestCase):
         self.assertEqual((outcome.status, self.runs(outcome)), (DONE, [
             ("script", "KeloSetup", 0), ("script", "SRK_Auth_Change", 0), ("commit", "KeloCommit", 0)]))
         self.assertIn(PROGRAM, outcome.machine["files"])
-        self.assertEqual(outcome.machine["registry"][CHOICES]["values"],
+        self.assertEqual(outcome.machine["registry"][CHOICES_KEY]["values"],
                          {"TSS_VENDOR": "KELO", "TPM_VSC": "1", "TPM_WIN8": "", "ProductType": "Enterprise"})
 
     def test_failure_is_followed_into_the_rollback(self):
@@ -110,7 +108,7 @@ class Installations(unittest.TestCase):
         self.assertEqual((outcome.status, self.runs(outcome)), (FAILED, [
             ("script", "KeloSetup", 0), ("script", "SRK_Auth_Change", 0), ("rollback", "KeloRollback", 0)]))
         self.assertNotIn(PROGRAM, outcome.machine["files"])
-        self.assertEqual(outcome.machine["registry"].get(CHOICES, {}).get("values", {}), {})
+        self.assertEqual(outcome.machine["registry"].get(CHOICES_KEY, {}).get("values", {}), {})
 
     def test_failed_removal_puts_everything_back(self):
         installed = self.rehearse("install", TSS_VENDOR="NTRU12").machine
@@ -120,8 +118,8 @@ class Installations(unittest.TestCase):
         self.assertIn('"/TSS_VENDOR=NTRU12"', outcome.runs[-1].text)
         self.assertEqual(outcome.machine["files"].keys() - installed["files"].keys(), set())
         self.assertEqual(installed["files"].keys() - outcome.machine["files"].keys(), set())
-        self.assertEqual(outcome.machine["registry"][CHOICES], installed["registry"][CHOICES])
-        self.assertIn("KlPCR", outcome.machine["services"])
+        self.assertEqual(outcome.machine["registry"][CHOICES_KEY], installed["registry"][CHOICES_KEY])
+        self.assertIn(SERVICE, outcome.machine["services"])
 
     def test_removal_leaves_what_is_permanent(self):
         outcome = self.rehearse("remove", self.rehearse("install").machine)
@@ -132,7 +130,7 @@ class Installations(unittest.TestCase):
     def test_repair_needs_the_service_to_be_stopped(self):
         # Windows refuses to stop the stack's service, on which the toolkit's depends and which has to start anew.
         machine = as_on_wine(with_package(NTRU))
-        del machine["registry"][CHOICES]
+        del machine["registry"][CHOICES_KEY]
         installed = self.rehearse("install", machine, KELO_FORGET_CHOICES="1").machine
         for outcome, is_refused in ((self.rehearse("repair", installed), False),
                                     (self.rehearse_without_stop(installed), True)):
@@ -142,7 +140,7 @@ class Installations(unittest.TestCase):
     def rehearse_without_stop(self, machine):
         with tempfile.TemporaryDirectory() as folder:
             variant = Path(folder, "variant.msi")
-            installer.variant(SAMPLE, variant, "DELETE FROM `ServiceControl`")
+            tables.variant(SAMPLE, variant, "DELETE FROM `ServiceControl`")
             return Rehearsal(Package(variant), REHEARSE, machine, "repair").run()
 
     def test_wizard_asks_and_nothing_else_does(self):
@@ -164,8 +162,8 @@ class Installations(unittest.TestCase):
 
     def upgrade(self, version, failing=()):
         installed = self.rehearse("install", TSS_VENDOR="NTRU12").machine
-        with tempfile.TemporaryDirectory(dir=installer.PROGRAMS) as folder:
-            installer.build(Path(folder, "other.msi"), version)
+        with tempfile.TemporaryDirectory(dir=WINDOWS) as folder:
+            tables.build(Path(folder, "other.msi"), version)
             other = Package(Path(folder, "other.msi"))
             return installed, Rehearsal(other, REHEARSE, installed, "install", {}, failing, self.package).run()
 
@@ -180,7 +178,7 @@ class Installations(unittest.TestCase):
         installed, outcome = self.upgrade("2.0.0", failing=["InstallFiles"])
         self.assertEqual((outcome.status, self.runs(outcome)), (FAILED, [
             ("script", "KeloUninstall", 0), ("rollback", "KeloUninstallRollback", 0)]))
-        self.assertEqual(outcome.machine["registry"][CHOICES], installed["registry"][CHOICES])
+        self.assertEqual(outcome.machine["registry"][CHOICES_KEY], installed["registry"][CHOICES_KEY])
         self.assertEqual(installed["files"].keys() - outcome.machine["files"].keys(), set())
 
     def test_older_version_does_not_replace_the_newer(self):
@@ -189,12 +187,12 @@ class Installations(unittest.TestCase):
         self.assertEqual(outcome.reason, "A newer version of the Kelo Toolkit is installed.")
 
     def test_failed_set_up_tells_its_reason_alone(self):
-        machine = with_all(self.machine, {"registry": {REASON: {"values": {"": "an old reason"}}},
-                                          "libraries": probes({**USABLE, "isEnabled": 0})})
-        machine["services"].pop("tcsd_x86")
+        machine = merged(self.machine, {"registry": {REASON_KEY: {"values": {"": "an old reason"}}}},
+                         detections(isEnabled=0))
+        machine["services"].pop(KELO_STACK)
         with tempfile.TemporaryDirectory() as folder:
             variant = Path(folder, "variant.msi")
-            installer.variant(SAMPLE, variant, "DELETE FROM `Property` WHERE `Property`='KeloTssVendor'")
+            tables.variant(SAMPLE, variant, "DELETE FROM `Property` WHERE `Property`='KeloTssVendor'")
             outcome = Rehearsal(Package(variant), REHEARSE, machine, "install", {"TPM_VSC": ""}).run()
         self.assertEqual([run.action for run in outcome.runs], ["KeloSetup", "KeloRollback"])
         self.assertEqual(len(outcome.told), 1)
@@ -213,7 +211,7 @@ class Installations(unittest.TestCase):
 
     def test_pending_moves_ask_for_a_restart(self):
         in_use = {"files": {r"C:\windows\system32\KeloVReaderBody.dll": {"text": "x", "inUse": True}}}
-        outcome = self.rehearse("install", with_all(self.machine, in_use))
+        outcome = self.rehearse("install", merged(self.machine, in_use))
         self.assertEqual(outcome.status, DONE)
         self.assertEqual(self.rehearse("repair", outcome.machine, TPM_VSC="1").status, RESTART_NEEDED)
 
@@ -237,7 +235,7 @@ class Tool(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             saved = Path(folder, "installed.json")
             self.assertEqual(self.run_tool("install", "--save", saved).returncode, 0)
-            self.assertIn("KlPCR", json.loads(saved.read_text(encoding="utf-8"))["services"])
+            self.assertIn(SERVICE, json.loads(saved.read_text(encoding="utf-8"))["services"])
             self.assertEqual(self.run_tool("remove", machine=saved).returncode, 0)
 
     def test_tells_what_cannot_be_rehearsed(self):

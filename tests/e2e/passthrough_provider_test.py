@@ -1,12 +1,10 @@
 """A commit records the best Microsoft provider that is registered."""
 
-import re
-import unittest
+from product import CAPI_KEY, PROVIDERS_KEY
+from reading import registry
+from runs.prediction import PredictedRuns
+from runs.rehearsal import report_of
 
-from program import Machine, rehearsal
-
-PROVIDERS_KEY = r"SOFTWARE\Microsoft\Cryptography\Defaults\Provider"
-CAPI_KEY = r"SOFTWARE\Kelo Systems Corp.\Keystead CSP Persistent\CAPI"
 PROVIDERS = [
     "Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)",
     "Microsoft Enhanced RSA and AES Cryptographic Provider",
@@ -18,43 +16,41 @@ PROVIDERS = [
 
 def machine_with(providers):
     """A machine with these providers alone: Wine has most of them by itself."""
-    keys = {f"HKLM\\{PROVIDERS_KEY}\\{provider}": ({} if provider in providers else None) for provider in PROVIDERS}
-    return {"registry": keys}
+    return {"registry": {rf"{PROVIDERS_KEY}\{provider}": ({} if provider in providers else None)
+                         for provider in PROVIDERS}}
 
 
-class PassthroughProvider(unittest.TestCase):
-    def check(self, providers, expected):
+class PassthroughProvider(PredictedRuns):
+    def check_choice(self, providers, expected):
         description = machine_with(providers)
-        report = rehearsal(description, "--", "/Commit")
-        with Machine(description) as machine:
-            self.assertEqual(machine.missing, [])
-            for _ in range(2):  # a second commit writes the same again
-                self.assertEqual(machine.run("/Commit").exit_code, 0)
-                exported = machine.prefix.export_registry(f"HKEY_LOCAL_MACHINE\\{CAPI_KEY}")
-                self.assertEqual(re.findall(r'^"PassthroughCSP"="(.*)"$', exported, re.MULTILINE), [expected])
-        predicted = [change["after"] for change in report["changes"] if change["item"].endswith("[PassthroughCSP]")]
+        machine = self.enter(description)
+        for _ in range(2):  # a second commit writes the same again
+            self.assertEqual(machine.run("/Commit").exit_code, 0)
+            self.assertEqual(registry.values(machine.prefix, CAPI_KEY), {"PassthroughCSP": expected})
+        predicted = [change["after"] for change in report_of(description, "--", "/Commit")["changes"]
+                     if change["item"] == f"{CAPI_KEY} [PassthroughCSP]"]
         self.assertEqual(predicted, [expected])
 
     def test_all_of_them(self):
-        self.check(PROVIDERS, PROVIDERS[0])
+        self.check_choice(PROVIDERS, PROVIDERS[0])
 
     def test_none_of_them(self):
-        self.check([], "")
+        self.check_choice([], "")
 
     def test_prototype_alone(self):
-        self.check(PROVIDERS[:1], PROVIDERS[0])
+        self.check_choice(PROVIDERS[:1], PROVIDERS[0])
 
     def test_enhanced_rsa_and_aes_alone(self):
-        self.check(PROVIDERS[1:2], PROVIDERS[1])
+        self.check_choice(PROVIDERS[1:2], PROVIDERS[1])
 
     def test_enhanced_alone(self):
-        self.check(PROVIDERS[2:3], PROVIDERS[2])
+        self.check_choice(PROVIDERS[2:3], PROVIDERS[2])
 
     def test_strong_alone(self):
-        self.check(PROVIDERS[3:4], PROVIDERS[3])
+        self.check_choice(PROVIDERS[3:4], PROVIDERS[3])
 
     def test_base_alone(self):
-        self.check(PROVIDERS[4:], PROVIDERS[4])
+        self.check_choice(PROVIDERS[4:], PROVIDERS[4])
 
     def test_the_last_two(self):
-        self.check(PROVIDERS[3:], PROVIDERS[3])
+        self.check_choice(PROVIDERS[3:], PROVIDERS[3])

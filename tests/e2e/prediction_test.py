@@ -1,28 +1,16 @@
 """The real program does what kelo-rehearse predicts: the same log, output and exit code on the same machine."""
 
-import unittest
-
-from program import Machine, rehearse
-from provision import WINE_VERSIONS, load
-from wine import ROOT
+from machines.descriptions import load
+from paths import ROOT
+from runs.prediction import PredictedRuns
+from setup.provision import WINE_VERSIONS
 
 # The toolkit's files alone: programs and libraries that nothing can be started or loaded from.
 TOOLKIT = {area: described for area, described in load(ROOT / "machines" / "windows-7-toolkit.json").items()
            if area not in ("libraries", "programs", "services", "registry")}
 
 
-class Prediction(unittest.TestCase):
-    def check(self, description, *arguments):
-        predicted = rehearse(description, *arguments)
-        with Machine(description) as machine:
-            self.assertEqual(machine.missing, [])
-            seen = machine.run(*arguments)
-        self.assertEqual(seen.messages, predicted.messages)
-        self.assertEqual((seen.exit_code, seen.stdout), (predicted.exit_code, predicted.stdout))
-        return seen
-
-
-class EachAction(Prediction):
+class EachAction(PredictedRuns):
     def test_setup(self):
         self.check(TOOLKIT, "/Setup")
 
@@ -39,7 +27,7 @@ class EachAction(Prediction):
         self.check(TOOLKIT, "/Uninstall")
 
 
-class EachWindowsVersion(Prediction):
+class EachWindowsVersion(PredictedRuns):
     """Setup, with the version's number in the test's name."""
 
 
@@ -48,7 +36,7 @@ for _version in WINE_VERSIONS:
             lambda self, version=_version: self.check({"windows": {"version": version}}, "/Setup"))
 
 
-class CommandLine(Prediction):
+class CommandLine(PredictedRuns):
     def test_no_switch(self):
         self.assertEqual(self.check({}).exit_code, -1)
 

@@ -2,8 +2,8 @@
 
 import unittest
 
-import services
-from program import Machine
+from runs.program import Machine
+from setup.services import start_sleeper
 
 FOUND = "  found process: <PatchAgent.exe>"
 TRIED = "Try to kill process: PatchAgent.exe"
@@ -15,14 +15,14 @@ class KillProcessByName(unittest.TestCase):
     def test_of_two_processes_one_is_ended_at_a_time(self):
         with Machine({}) as machine:
             for folder in ("A", "B"):
-                services.start(machine.prefix, f"C:\\{folder}\\PatchAgent.exe")
+                start_sleeper(machine.prefix, f"C:\\{folder}\\PatchAgent.exe")
             for _ in range(2):
                 self.assertEqual(machine.call("KillProcessByName", "PatchAgent.exe"), ("true", [TRIED, FOUND, KILLED]))
             self.assertEqual(machine.call("KillProcessByName", "PatchAgent.exe"), ("false", [TRIED, NOT_FOUND]))
 
     def test_name_in_another_case(self):
         with Machine({}) as machine:
-            services.start(machine.prefix, r"C:\A\PatchAgent.exe")
+            start_sleeper(machine.prefix, r"C:\A\PatchAgent.exe")
             self.assertEqual(machine.call("KillProcessByName", "PATCHAGENT.EXE"),
                              ("true", ["Try to kill process: PATCHAGENT.EXE", "  found process: <PATCHAGENT.EXE>",
                                        "Killed process: PATCHAGENT.EXE"]))
@@ -30,7 +30,7 @@ class KillProcessByName(unittest.TestCase):
 
     def test_find_leaves_the_process_alone(self):
         with Machine({}) as machine:
-            services.start(machine.prefix, r"C:\A\PatchAgent.exe")
+            start_sleeper(machine.prefix, r"C:\A\PatchAgent.exe")
             for _ in range(2):
                 self.assertEqual(machine.call("FindProcessByName", "PatchAgent.exe"), ("true", [FOUND]))
 

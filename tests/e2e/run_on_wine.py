@@ -1,4 +1,5 @@
-"""Runs the real program on a described machine under Wine and has kelo-rehearse show what it did: the view of a rehearsal.
+"""Runs the real program on a described machine under Wine and has kelo-rehearse show what it did, like a rehearsal.
+
 Usage: run_on_wine.py [--verbose] MACHINE.json ARGUMENT..."""
 
 import json
@@ -7,30 +8,30 @@ import subprocess
 import sys
 import tempfile
 
-from comparison import Snapshot, of_simulated, secured_keys, settled, states_of
-from machines import PLAIN, merged
-from program import REHEARSE, ENDLESS, USAGE_ERROR, DescriptionError, Machine, NoResult, rehearse_and_save
-from provision import as_on_wine, complete, load
-from seen_changes import changes_between
-from services import GONE
-from wine import Hung, wine_version
+from comparison.changes import changes_between
+from comparison.items import Snapshot, of_simulated, secured_keys, states_of
+from machines.descriptions import as_on_wine, complete, load, merged, settled
+from machines.parts import PLAIN
+from runs.program import Machine
+from runs.rehearsal import ENDLESS, REHEARSE, USAGE_ERROR, DescriptionError, NoResult, rehearse_and_save
+from wine.commands import Hung
+from wine.folders import wine_version
 
 VERBOSE = "--verbose"
 
 
 def run(description, arguments):
-    """What a run left, as kelo-rehearse shows it, and the lines of the rehearsal or the program that tell why it has no
-    result."""
-    _, after = rehearse_and_save(as_on_wine(description), "--", *arguments)  # finds fault with a bad description
+    """Runs the program. Returns what it left, in the form that kelo-rehearse shows."""
+    _, after = rehearse_and_save(as_on_wine(description), "--", *arguments)  # refuses a bad description
     predicted = [of_simulated(complete(settled(machine))) for machine in (as_on_wine(description), after)]
     keys = sorted({key for items in predicted for key in secured_keys(items)})
     with Machine(description) as machine:
         before = Snapshot(machine.prefix, states_of(predicted[0]), keys)
         done = machine.run(*arguments)
-        # Those of a plain machine Wine has in its own manner.
+        # Wine has the processes of a plain machine in its own way.
         plain = of_simulated(complete({}))
         processes = {name[1] for items in predicted for name in items if name[0] == "process" and name not in plain}
-        states = dict.fromkeys(states_of(predicted[0]), GONE) | states_of(predicted[1])
+        states = dict.fromkeys(states_of(predicted[0])) | states_of(predicted[1])
         seen = {"exitCode": done.exit_code, "log": done.log,
                 "changes": changes_between(before, Snapshot(machine.prefix, states, keys), processes),
                 "facts": [["Under", wine_version()]]}

@@ -6,11 +6,11 @@ import subprocess
 import tempfile
 import unittest
 
-from program import REHEARSE
-from registry_values import described_value, typed_bytes
-from wine import ROOT
+from machines.registry_values import described_value, typed_bytes
+from paths import ROOT
+from runs.rehearsal import REHEARSE
 
-# What a prefix has otherwise than a machine: its owner, lists that it maps to specific rights, and names in small letters.
+# How a prefix differs from a machine: owners, specific rights in place of generic ones, and what images are.
 WINES_OWN = {
     "owner": r"      owner  .*\n",
     "access lists": r"(      access( was| now)?  .*\n)(                  .*\n)*",
@@ -96,10 +96,4 @@ class RegistryValues(unittest.TestCase):
         for value in (5, "text", {"type": "REG_EXPAND_SZ", "text": "%windir%"}, {"type": "REG_BINARY", "hex": "00ff"},
                       {"type": "REG_MULTI_SZ", "text": "one\0two"}, {"type": "REG_QWORD", "number": 1 << 40},
                       {"type": "REG_NONE", "hex": ""}, {"type": 17, "hex": "01"}):
-            kind, data = typed_bytes(value)
-            readable = data.decode("utf-16-le") if kind in (1, 2, 7) else data.hex()
-            self.assertEqual(described_value(kind, readable), value)
-
-
-if __name__ == "__main__":
-    unittest.main()
+            self.assertEqual(described_value(*typed_bytes(value)), value)

@@ -2,11 +2,10 @@
 
 import unittest
 
-import services
-from program import Machine
-from services import STATES
-
-NAME = "tcsd_x86"
+from machines.numbers import STATES
+from product import KELO_STACK as NAME
+from reading import services
+from runs.program import Machine
 
 
 def reaction(*steps):
@@ -33,7 +32,7 @@ class ServiceControl(unittest.TestCase):
                          set(waits))
         self.assertEqual(seen_result, result)
         if state:
-            self.assertEqual(shown["state"], STATES[state])
+            self.assertEqual(shown["state"], state)
         return seen
 
 
@@ -87,7 +86,7 @@ class StopServiceByName(ServiceControl):
     def test_quick(self):
         with Machine({"services": {NAME: {"state": "running"}}}) as machine:
             result, seen = machine.call("StopServiceByName", NAME)
-            self.assertEqual(services.show(machine.prefix, NAME)["state"], STATES["stopped"])
+            self.assertEqual(services.show(machine.prefix, NAME)["state"], "stopped")
         self.assertEqual(result, "true")
         self.assertEqual(seen[:3], [*found("running", 1), "Stopping service"])
         self.assertEqual(seen[-2:], [f"{NAME} service stopped", f"{NAME} has been sucessfully stopped"])

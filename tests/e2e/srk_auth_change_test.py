@@ -3,15 +3,17 @@
 import re
 import unittest
 
-from machines import LEFT_OUT
-from program import LOG, Machine, rehearse_export
-from provision import load
-from standins import runs_of
-from wine import ROOT
+from machines.cases import LEFT_OUT
+from machines.descriptions import load
+from paths import ROOT
+from product import LOG, LOGON_TASK, RUN_KEY
+from product import SRK_TOOL as TOOL
+from reading import registry
+from reading.notes import runs_of
+from runs.program import Machine
+from runs.rehearsal import rehearse_export
 
 EXPORT = "SRK_Auth_Change"
-TOOL = r"C:\Program Files\Kelo Systems Corp\Common\TpmKeyFixer.exe"
-RUN_KEY = r"SOFTWARE\Microsoft\Windows\CurrentVersion\Run"
 
 UPGRADE = -5
 DONE = 0
@@ -45,7 +47,7 @@ CHANGE_LINES = {
 
 def machine_with(data="", verify=UPGRADE, change=DONE, tool=True):
     description = {"installer": {"properties": {"CustomActionData": data}},
-                   "registry": {"HKLM\\" + RUN_KEY: {}}}
+                   "registry": {RUN_KEY: {}}}
     if tool:
         description["programs"] = {TOOL: {"runs": [{"arguments": "/V", "exitCode": verify & 0xFFFFFFFF},
                                                    {"exitCode": change & 0xFFFFFFFF}]}}
@@ -63,12 +65,11 @@ class SrkAuthChange(unittest.TestCase):
             # Wine puts the program's name into quotation marks when it finds it in a command line without.
             seen = [line.replace(f'"{TOOL}"', TOOL, 1) for line in runs_of(machine.prefix, TOOL)]
             self.assertEqual(seen, [TOOL + arguments for arguments in runs])
-            exported = machine.prefix.export_registry("HKEY_LOCAL_MACHINE\\" + RUN_KEY)
-            log = machine.prefix.path(LOG)
-            self.log = log.read_bytes() if log.exists() else b""
+            task = registry.values(machine.prefix, RUN_KEY).get(LOGON_TASK)
+            self.log = machine.content(LOG) or b""
         self.assertEqual((result, messages), (0, lines))
         self.assertEqual((result, messages), predicted)
-        self.assertEqual(bool(re.search(r'^"ChangeTPMAuth"="ChangeTPMAuth"$', exported, re.MULTILINE)), at_logon)
+        self.assertEqual(task, LOGON_TASK if at_logon else None)
 
 
 class EachAnswer(SrkAuthChange):

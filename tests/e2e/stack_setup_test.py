@@ -2,67 +2,47 @@
 by line, with the machine left as predicted, and taken back by a removal."""
 
 import re
-import unittest
 
-import machine_state
-import services
-from log_lines import WAIT, messages
-from program import Machine, rehearse_with_machines
-from stack_standins import handles, notes_of
+from comparison.scope import NOTES
+from machines.descriptions import merged
+from machines.parts import SLOW, WINDOWS_7, blocked, shims, toolkit_service
+from product import (BLOCKED_COMMANDS, BLOCKED_COMMANDS_KEY, COMMON_KEY, COMMON_KEY_WITH_PERIOD, INCORRECT_TPM, INFINEON_STACK,
+                     KELO_STACK, NTRU_FOLDER, NTRU_STACK, PROBE_LIBRARY, SERVICE, SHIM, SYSTEM, TOOLKIT, USABLE_ANSWERS,
+                     VENDORS, probe)
+from reading import files, registry, services
+from reading.notes import notes_of_probe
+from runs.log_lines import WAIT, messages
+from runs.prediction import PredictedRuns
+from runs.rehearsal import rehearse_each
+from setup.libraries import handles
 
-TOOLKIT = r"C:\Program Files\Kelo Systems Corp\Toolkit"
-SYSTEM = r"C:\windows\system32"
-KELO_PROBE = TOOLKIT + r"\KELO\stkprobe.dll"
-NTRU_PROBE = TOOLKIT + r"\NTRU12\stkprobe.dll"
-SHIM = TOOLKIT + r"\NTRU12\TSP1-kelo.dll"
-SERVICE_PROGRAM = TOOLKIT + r"\KlPCR.exe"
-NTRU_FOLDER = r"C:\Program Files\NTRU Cryptosystems\NTRU TCG Software Stack\bin"
-
-FUNCTIONS = ("DetectTSS", "isEnabled", "isActivated", "isOwned", "ValidSRKAuth")
-USABLE = {"DetectTSS": 0, "isEnabled": 1, "isActivated": 1, "isOwned": 1, "ValidSRKAuth": 0}
+KELO_PROBE, NTRU_PROBE = map(probe, VENDORS)
+FUNCTIONS = tuple(USABLE_ANSWERS)
+USABLE = USABLE_ANSWERS
 ABSENT = {**USABLE, "DetectTSS": 2}
 
-BLOCKED_COMMANDS = r"HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List"
-
-# Where the set-up leaves something, and what of it the stand-ins put there.
+# Where the set-up leaves something.
 FOLDERS = (r"C:\ProgramData", TOOLKIT, SYSTEM)
-KEYS = (BLOCKED_COMMANDS, r"HKLM\SOFTWARE\Kelo Systems Corp", r"HKLM\SOFTWARE\Kelo Systems Corp.")
-NOTES = re.compile(r".*\\(stkprobe\.(txt|log)|exit_witness\.(dll|log)|(runs|folders)\.txt|klpcr\.states)")
+KEYS = (BLOCKED_COMMANDS_KEY, COMMON_KEY.rpartition("\\")[0], COMMON_KEY_WITH_PERIOD.rpartition("\\")[0])
 
-# Lengths of the toolkit's folder: with "KELO\\stkprobe.dll" behind it, a path has at most 239 characters.
-LONGEST_FOR_KELO = 239 - len(r"KELO\stkprobe.dll")
+# Lengths of the toolkit's folder: with "KELO\\stkprobe.dll" after it, a path has at most 239 characters.
+LONGEST_FOR_KELO = 239 - len(rf"KELO\{PROBE_LIBRARY}")
 SHORTEST_TOO_LONG = LONGEST_FOR_KELO + 1
 
-SERVICES = ("TBS", "IFXTCS", "tcsd_x86", "tcsd_win32.exe", "KlPCR")
-START_TYPES = {2: "auto", 3: "demand"}
+SERVICES = ("TBS", INFINEON_STACK, KELO_STACK, NTRU_STACK, SERVICE)
 CONFIGURED = ("start", "binaryPath", "displayName", "description", "loadOrderGroup", "dependencies")
 
-SLOW = {
-    "onStop": {"states": [{"state": "stopPending"}, {"afterMs": 400, "state": "stopped"}]},
-    "onStart": {"states": [{"state": "startPending"}, {"afterMs": 700, "state": "running"}]},
-}
-WINDOWS_7 = {"version": "6.1", "build": 7601, "servicePack": 1}
 TBS = {"state": "running", **SLOW}
 KELO_SERVICE = {"state": "running", "binaryPath": r'"C:\Program Files\Kelo TSS\tcsd_x86.exe"', **SLOW}
 NTRU_SERVICE = {"state": "running", "binaryPath": rf'"{NTRU_FOLDER}\tcsd_win32.exe"', **SLOW}
+AT_ONCE = {"onStart": {"states": [{"state": "running"}]}, "onStop": {"states": [{"state": "stopped"}]}}
 
 
 def toolkit(kelo=ABSENT, ntru=ABSENT, **members):
     """A machine with the toolkit's files, whose detection libraries answer so; None for one without."""
-    toolkit_service = {
-        "displayName": "Kelo PCR", "binaryPath": f'"{SERVICE_PROGRAM}"',
-        "onStart": {"states": [{"state": "running"}]}, "onStop": {"states": [{"state": "stopped"}]},
-    }
-    described = {
-        "files": {SHIM: {"text": "the toolkit's shim"}},
-        "libraries": {path: {"exports": exports} for path, exports in ((KELO_PROBE, kelo), (NTRU_PROBE, ntru))
-                      if exports is not None},
-        "programs": {SERVICE_PROGRAM: {"runs": [
-            {"arguments": "-Service", "effects": {"services": {"KlPCR": toolkit_service}}}]}},
-        "registry": {BLOCKED_COMMANDS: {"values": {name: "" for name in
-                                                   ("13", "16", "20", "22", "62", "125", "200", "99")}}},
-    }
-    return {area: {**described.get(area, {}), **members.get(area, {})} for area in {**described, **members}}
+    libraries = {path: {"exports": exports} for path, exports in ((KELO_PROBE, kelo), (NTRU_PROBE, ntru))
+                 if exports is not None}
+    return merged(shims(), toolkit_service(**AT_ONCE), blocked(*BLOCKED_COMMANDS, 99), {"libraries": libraries}, members)
 
 
 def once_per_wait(log):
@@ -71,12 +51,7 @@ def once_per_wait(log):
     return [message for i, message in enumerate(told) if i == 0 or message != told[i - 1] or not WAIT.match(message)]
 
 
-class StackSetup(unittest.TestCase):
-    def enter(self, description):
-        machine = self.enterContext(Machine(description))
-        self.assertEqual(machine.missing, [])
-        return machine
-
+class StackSetup(PredictedRuns):
     def check(self, description, *runs):
         """Each run logs, ends and leaves the machine as predicted. Returns the machine and the messages of all runs."""
         machine = self.enter(description)
@@ -84,7 +59,7 @@ class StackSetup(unittest.TestCase):
 
     def check_runs(self, machine, description, *runs):
         told = []
-        for arguments, (predicted, after) in zip(runs, rehearse_with_machines(description, *runs)):
+        for arguments, (predicted, after) in zip(runs, rehearse_each(description, *runs)):
             before = watched(machine)
             seen = machine.run(*arguments)
             self.assertEqual(once_per_wait(seen.log), once_per_wait(predicted["log"]))
@@ -96,26 +71,23 @@ class StackSetup(unittest.TestCase):
 
     def check_services(self, machine, predicted):
         shown = services.wait_for(machine.prefix, {name: services.state_of(predicted.get(name)) for name in SERVICES})
-        if toolkit_service := shown["KlPCR"]:
-            self.assertEqual({**toolkit_service, "start": START_TYPES[toolkit_service["start"]]},
-                             {**toolkit_service, **{member: predicted["KlPCR"][member] for member in CONFIGURED}})
+        if seen := shown[SERVICE]:
+            self.assertEqual({member: seen[member] for member in CONFIGURED},
+                             {member: predicted[SERVICE][member] for member in CONFIGURED})
 
 
 def watched(machine):
     """Files and registry values of a machine that the set-up may change, each with what shows a change."""
-    seen = {}
-    for folder in FOLDERS:
-        seen |= {("files", path): file for path, file in machine_state.files(machine.prefix, folder).items()}
-    [keys] = services.answers(machine.prefix, ["\t".join(["registry", *(key.removeprefix("HKLM\\") for key in KEYS)])])
-    for key, values in keys.items():
-        seen["registry", rf"HKLM\{key}"] = ""
-        seen |= {("registry", rf"HKLM\{key} [{name or '(default)'}]"): value for name, value in values.items()}
+    seen = {("files", file.path): file.fingerprint for folder in FOLDERS for file in files.below(machine.prefix, folder)}
+    for key, values in registry.values_below(machine.prefix, *KEYS).items():
+        seen["registry", key] = ""
+        seen |= {("registry", f"{key} [{name or '(default)'}]"): value for name, value in values.items()}
     return {(area, item.lower()): value for (area, item), value in seen.items() if is_watched(area, item.lower())}
 
 
 def is_watched(area, item):
     if area == "files":
-        return any(item.startswith(folder.lower() + "\\") for folder in FOLDERS) and not NOTES.fullmatch(item)
+        return any(item.startswith(folder.lower() + "\\") for folder in FOLDERS) and not re.fullmatch(NOTES, item)
     return area == "registry" and any(item.startswith(key.lower()) for key in KEYS)
 
 
@@ -133,27 +105,27 @@ def predicted_changes(report):
 
 class UsableStack(StackSetup):
     def test_kelo(self):
-        machine, messages = self.check(toolkit(kelo=USABLE, windows=WINDOWS_7,
-                                               services={"tcsd_x86": KELO_SERVICE, "TBS": TBS}),
+        machine, messages = self.check(toolkit(kelo=USABLE, **WINDOWS_7,
+                                               services={KELO_STACK: KELO_SERVICE, "TBS": TBS}),
                                        ["/Setup"], ["/Uninstall"])
         self.assertIn("Commands blocked on Vista+", messages)
         self.assertNotIn("Remove old Tsp1_x64.dll", messages)
         self.assertEqual(machine.content(SYSTEM + r"\stkprobe.dll"), machine.content(KELO_PROBE))
-        self.assertEqual(notes_of(machine.prefix, KELO_PROBE), (["loaded with error mode 32769", *FUNCTIONS, "freed"],
+        self.assertEqual(notes_of_probe(machine.prefix, KELO_PROBE), (["loaded with error mode 32769", *FUNCTIONS, "freed"],
                                                                 ["error mode 0"]))
-        self.assertEqual(notes_of(machine.prefix, NTRU_PROBE), ([], []))
+        self.assertEqual(notes_of_probe(machine.prefix, NTRU_PROBE), ([], []))
 
     def test_ntru(self):
-        machine, messages = self.check(toolkit(ntru=USABLE, windows=WINDOWS_7,
-                                               services={"tcsd_win32.exe": NTRU_SERVICE, "TBS": TBS}),
+        machine, messages = self.check(toolkit(ntru=USABLE, **WINDOWS_7,
+                                               services={NTRU_STACK: NTRU_SERVICE, "TBS": TBS}),
                                        ["/Setup", "/TSS_VENDOR=NTRU12"], ["/Uninstall"])
         self.assertIn("NTRU TSS service restarted", messages)
         self.assertIn("tcsd_win32.exe has been sucessfully started", messages)
         self.assertEqual(machine.content(SYSTEM + r"\stkprobe.dll"), machine.content(NTRU_PROBE))
-        self.assertEqual(notes_of(machine.prefix, NTRU_PROBE)[0], ["loaded with error mode 32769", *FUNCTIONS, "freed"])
+        self.assertEqual(notes_of_probe(machine.prefix, NTRU_PROBE)[0], ["loaded with error mode 32769", *FUNCTIONS, "freed"])
 
     def test_kelo_comes_before_ntru_whatever_was_asked_for(self):
-        services_there = {"tcsd_x86": KELO_SERVICE, "tcsd_win32.exe": NTRU_SERVICE}
+        services_there = {KELO_STACK: KELO_SERVICE, NTRU_STACK: NTRU_SERVICE}
         _, messages = self.check(toolkit(USABLE, USABLE, services=services_there), ["/Setup", "/TSS_VENDOR=NTRU12"])
         self.assertIn("SRK is in correct auth format", messages)
         self.assertNotIn(f"DetectTPMPlatform({TOOLKIT}\\,NTRU12)", messages)
@@ -166,7 +138,7 @@ class UsableStack(StackSetup):
 
     def test_unowned_tpm_is_not_asked_for_its_srk(self):
         machine, _ = self.check(toolkit(kelo={**USABLE, "isOwned": 0}), ["/Setup"])
-        self.assertEqual(notes_of(machine.prefix, KELO_PROBE)[0],
+        self.assertEqual(notes_of_probe(machine.prefix, KELO_PROBE)[0],
                          ["loaded with error mode 32769", *FUNCTIONS[:-1], "freed"])
 
     def test_second_setup_after_a_first(self):
@@ -178,15 +150,13 @@ class UsableStack(StackSetup):
 class UnusableSrk(StackSetup):
     """The stack stays usable, and an event is reported."""
 
-    EVENT = "The TPM is in an incorrect state. The TPM must be reset to support use by Kelo Software"
-
     def test_event_is_reported(self):
         description = toolkit(kelo={**USABLE, "ValidSRKAuth": 1})
         machine, messages = self.check(description, ["/Setup"])
         self.assertIn("SRK is in incorrect auth format!", messages)
-        [(predicted, _)] = rehearse_with_machines(description, ["/Setup"])
+        [(predicted, _)] = rehearse_each(description, ["/Setup"])
         self.assertEqual([(event["id"], event["type"], event["strings"]) for event in predicted["events"]],
-                         [(1018, 1, [self.EVENT])])
+                         [(1018, 1, [INCORRECT_TPM])])
 
     def test_srk_that_cannot_be_told(self):
         _, messages = self.check(toolkit(kelo={**USABLE, "ValidSRKAuth": 2}), ["/Setup"])
@@ -201,8 +171,8 @@ class UnusableSrk(StackSetup):
 class UnusableStacks(StackSetup):
     """What is installed decides, then what was asked for."""
 
-    KELO = {"tcsd_x86": KELO_SERVICE}
-    NTRU = {"tcsd_win32.exe": NTRU_SERVICE}
+    KELO = {KELO_STACK: KELO_SERVICE}
+    NTRU = {NTRU_STACK: NTRU_SERVICE}
     NTRU_LIBRARY = {NTRU_FOLDER + r"\TSP1_x64.dll": {"version": "1.2.1.24"}}
 
     def setup(self, services_there, *arguments, **members):
@@ -252,9 +222,9 @@ class UnusableStacks(StackSetup):
     def test_stack_that_cannot_be_restarted(self):
         stuck = {**NTRU_SERVICE, "onStart": {"states": [{"state": "startPending"}, {"afterMs": 600, "state": "stopped",
                                                                                    "exitCode": 1066}]}}
-        machine, messages = self.setup({"tcsd_win32.exe": stuck})
+        machine, messages = self.setup({NTRU_STACK: stuck})
         self.assertIn("Unable to restart NTRU TSS service", messages)
-        self.assertEqual(notes_of(machine.prefix, NTRU_PROBE)[0], [])
+        self.assertEqual(notes_of_probe(machine.prefix, NTRU_PROBE)[0], [])
 
 
 class UnusableLibraries(StackSetup):
@@ -268,7 +238,7 @@ class UnusableLibraries(StackSetup):
 
     def test_file_that_is_no_library(self):
         broken = {path: {"loadError": 193} for path in (KELO_PROBE, NTRU_PROBE)}
-        _, messages = self.check(toolkit(libraries=broken), ["/Setup"])
+        _, messages = self.check(toolkit(None, None, libraries=broken), ["/Setup"])
         self.assertIn(f"Failed to Load Library: {KELO_PROBE} Err: 193", messages)
 
     def test_each_function_that_may_be_missing(self):
@@ -298,7 +268,7 @@ class Exceptions(StackSetup):
                 after = messages.index(self.CAUGHT)
                 self.assertIn(f"DetectTPMPlatform({TOOLKIT}\\,NTRU12)", messages[after:])
                 self.assertIn("SRK is in correct auth format", messages[after:])
-                self.assertEqual(notes_of(machine.prefix, KELO_PROBE),
+                self.assertEqual(notes_of_probe(machine.prefix, KELO_PROBE),
                                  (["loaded with error mode 32769", *FUNCTIONS[:number + 1], "freed"], ["error mode 0"]))
         _, messages = self.check(toolkit(kelo=ABSENT, ntru={**USABLE, "isEnabled": {"throws": thrown}}), ["/Setup"])
         self.assertIn(self.CAUGHT, messages)
@@ -323,7 +293,7 @@ class Exceptions(StackSetup):
                 handles(machine.prefix, KELO_PROBE, "isActivated", USABLE["isActivated"], thrown)
                 messages = self.check_runs(machine, description, ["/Setup"])
                 self.assertNotIn(self.CAUGHT, messages)
-                self.assertIn("handled " + thrown.replace(" ", "-"), notes_of(machine.prefix, KELO_PROBE)[0])
+                self.assertIn("handled " + thrown.replace(" ", "-"), notes_of_probe(machine.prefix, KELO_PROBE)[0])
 
 
 class FilesInUse(StackSetup):
@@ -366,7 +336,7 @@ class NtruVersion(StackSetup):
 
     def version(self, version, name="TSP1_x64.dll"):
         library = {rf"{NTRU_FOLDER}\{name}": {"version": version}}
-        _, messages = self.check(toolkit(services={"tcsd_win32.exe": NTRU_SERVICE}, files=library),
+        _, messages = self.check(toolkit(services={NTRU_STACK: NTRU_SERVICE}, files=library),
                                  ["/Setup", "/TSS_VENDOR=NTRU12"], ["/Uninstall"])
         self.assertIn(f"CopyTSP1FileImp - NTRU TSS Version: {version}", messages)
         return messages
@@ -385,7 +355,7 @@ class NtruVersion(StackSetup):
 
     def test_library_without_a_version(self):
         library = {NTRU_FOLDER + r"\TSP1_x64.dll": {"text": "no version"}}
-        self.check(toolkit(services={"tcsd_win32.exe": NTRU_SERVICE}, files=library), ["/Setup", "/TSS_VENDOR=NTRU12"])
+        self.check(toolkit(services={NTRU_STACK: NTRU_SERVICE}, files=library), ["/Setup", "/TSS_VENDOR=NTRU12"])
 
     def test_stack_without_its_service(self):
         library = {NTRU_FOLDER + r"\TSP1_x64.dll": {"version": "1.2.1.25"}}
@@ -402,11 +372,11 @@ class LongPaths(StackSetup):
     def toolkit_at(self, length):
         start = rf"C:\{'d' * 100}\{'e' * 100}" + "\\"
         folder = start + "f" * (length - len(start) - 1) + "\\"
-        probes = {base + stack + r"\stkprobe.dll": {"exports": USABLE}
-                  for base in (folder, self.PLANTED + "\\") for stack in ("KELO", "NTRU12")}
-        shims = {base + r"NTRU12\TSP1-kelo.dll": {"text": "shim in " + base}
+        probes = {probe(stack, base[:-1]): {"exports": USABLE}
+                  for base in (folder, self.PLANTED + "\\") for stack in VENDORS}
+        shims = {rf"{base}NTRU12\{SHIM}": {"text": "shim in " + base}
                  for base in (folder, self.PLANTED + "\\")}
-        planted_program = {"runs": [{"effects": {"services": {"KlPCR": {"binaryPath": r'"C:\KlPCR.exe"'}}}}]}
+        planted_program = {"runs": [{"effects": {"services": {SERVICE: {"binaryPath": r'"C:\KlPCR.exe"'}}}}]}
         description = {"process": {"path": folder + "KeloCustomAction.exe"}, "libraries": probes, "files": shims,
                        "programs": {r"C:\KlPCR.exe": planted_program, self.PLANTED + r"\KlPCR.exe": planted_program}}
         return folder, description
@@ -417,9 +387,9 @@ class LongPaths(StackSetup):
         machine.prefix.current_folder = machine.prefix.path(self.PLANTED)
         messages = self.check_runs(machine, description, ["/Setup", *arguments])
         for base in (self.PLANTED + "\\", folder):
-            for stack in ("KELO", "NTRU12"):
-                self.assertEqual(notes_of(machine.prefix, rf"{base}{stack}\stkprobe.dll"), ([], []))
-        services.wait_for(machine.prefix, {"KlPCR": services.GONE})
+            for stack in VENDORS:
+                self.assertEqual(notes_of_probe(machine.prefix, probe(stack, base[:-1])), ([], []))
+        services.wait_for(machine.prefix, {SERVICE: None})
         for name in ("TSPI_x64.dll", "TSP1_x64.dll", "stkprobe.dll"):
             self.assertNotEqual(machine.content(rf"{SYSTEM}\{name}"), f"shim in {self.PLANTED}\\".encode())
         return machine, messages
@@ -433,7 +403,7 @@ class LongPaths(StackSetup):
 
     def test_default_stack_is_set_up_without_anything_from_elsewhere(self):
         for length in (SHORTEST_TOO_LONG, 250, 270, 300):
-            for vendor in ("KELO", "NTRU12"):
+            for vendor in VENDORS:
                 with self.subTest(length=length, vendor=vendor):
                     machine, _ = self.check_length(length, "/TSS_VENDOR=" + vendor)
                     self.assertIsNone(machine.content(SYSTEM + r"\stkprobe.dll"))
@@ -442,8 +412,4 @@ class LongPaths(StackSetup):
         folder, description = self.toolkit_at(LONGEST_FOR_KELO)
         machine, messages = self.check(description, ["/Setup"])
         self.assertIn(rf"Load {folder}KELO\stkprobe.dll", messages)
-        self.assertEqual(notes_of(machine.prefix, rf"{folder}KELO\stkprobe.dll")[0][-1], "freed")
-
-
-if __name__ == "__main__":
-    unittest.main()
+        self.assertEqual(notes_of_probe(machine.prefix, probe("KELO", folder[:-1]))[0][-1], "freed")

@@ -1,79 +1,61 @@
 """A set-up has the toolkit's task library make the auto-enrollment tasks, and a removal has it take them back."""
 
-import unittest
+from machines.parts import tasks
+from reading.notes import task_calls
+from runs.prediction import PredictedRuns
 
-from program import Machine, rehearse
-from standins import calls_of
-
-COMMON = r"HKLM\SOFTWARE\Kelo Systems Corp\Common"
-LIBRARY = r"C:\Toolkit\CertJobPlanner.dll"
+FOLDER = r"C:\Toolkit"
 
 
-def machine_with(exports, wanted=1, path="C:\\Toolkit"):
-    answers = {"AreTasksInstalled": 0, "InstallAutoEnrollmentTasks": 0, "RemoveAutoEnrollmentTasks": 0}
-    return {"registry": {COMMON: {"values": {"KlAutoEnrollInstalled": wanted, "Installation Path": path}}},
-            "libraries": {LIBRARY: {"exports": answers | exports}}}
+def machine_with(answers, wanted=1, path=FOLDER):
+    return tasks(FOLDER, wanted, path, **answers)
 
 
-class TaskLibrary(unittest.TestCase):
-    def check(self, description, action, lines, calls):
-        predicted = rehearse(description, action)
-        with Machine(description) as machine:
-            self.assertEqual(machine.missing, [])
-            seen = machine.run(action)
-            self.assertEqual(calls_of(machine.prefix, "CertJobPlanner.dll"), calls)
-        self.assertEqual(seen.messages, predicted.messages)
-        about_it = [message for message in seen.messages if message.startswith("*** ")]
-        self.assertEqual(about_it, lines)
-
-    def run_as_predicted(self, description, action, folder=None):
-        """Runs an action, in a folder, and compares its whole log with the predicted one."""
-        with Machine(description) as machine:
-            self.assertEqual(machine.missing, [])
-            if folder is not None:
-                machine.prefix.current_folder = machine.prefix.path(folder)
-            seen = machine.run(action)
-        self.assertEqual(seen.messages, rehearse(description, action).messages)
-        return seen
+class TaskLibrary(PredictedRuns):
+    def check_tasks(self, description, action, lines, calls):
+        with self.machine_like(description) as machine:
+            seen = self.check_on(machine, description, action)
+            self.assertEqual(task_calls(machine.prefix), calls)
+        self.assertEqual([message for message in seen.messages if message.startswith("*** ")], lines)
 
     def test_setup_makes_the_tasks(self):
-        self.check(machine_with({}), "/Setup", ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed"],
+        self.check_tasks(machine_with({}), "/Setup", ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed"],
                    {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
 
     def test_path_may_end_in_a_backslash(self):
-        self.check(machine_with({}, path="C:\\Toolkit\\"), "/Setup",
+        self.check_tasks(machine_with({}, path="C:\\Toolkit\\"), "/Setup",
                    ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed"],
                    {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
 
     def test_tasks_that_are_there_stay(self):
-        self.check(machine_with({"AreTasksInstalled": 1}), "/Setup",
+        self.check_tasks(machine_with({"AreTasksInstalled": 1}), "/Setup",
                    ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks already installed, skipping..."],
                    {"AreTasksInstalled": 1})
 
     def test_only_the_low_byte_tells_that_tasks_are_there(self):
-        self.check(machine_with({"AreTasksInstalled": 0x100}), "/Setup",
+        self.check_tasks(machine_with({"AreTasksInstalled": 0x100}), "/Setup",
                    ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed"],
                    {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
 
     def test_system_without_such_tasks(self):
-        self.check(machine_with({"InstallAutoEnrollmentTasks": 1150}), "/Setup",
+        self.check_tasks(machine_with({"InstallAutoEnrollmentTasks": 1150}), "/Setup",
                    ["*** InstallAutoEnrollmentTasks(): Can't install Tasks as this is XP"],
                    {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
 
     def test_failure_is_logged_with_its_signed_status(self):
-        self.check(machine_with({"InstallAutoEnrollmentTasks": -2}), "/Setup",
+        self.check_tasks(machine_with({"InstallAutoEnrollmentTasks": -2}), "/Setup",
                    ["*** InstallAutoEnrollmentTasks(): Create Auto-Enroll Tasks failed -2"],
                    {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
 
     def test_tasks_that_are_not_wanted(self):
-        self.check(machine_with({}, wanted=0), "/Setup",
+        self.check_tasks(machine_with({}, wanted=0), "/Setup",
                    ["*** InstallAutoEnrollmentTasks(): Don't install Auto-Enroll Tasks regValue "
                     "'KlAutoEnrollInstalled' = 0"], {})
 
     def test_removal_takes_the_tasks_back(self):
         for action in ("/Rollback", "/Uninstall"):
             with self.subTest(action=action):
-                self.check(machine_with({"RemoveAutoEnrollmentTasks": 5}, wanted=0), action, [],
+                self.check_tasks(machine_with({"RemoveAutoEnrollmentTasks": 5}, wanted=0), action, [],
                            {"RemoveAutoEnrollmentTasks": 1})
 
     def test_library_that_throws_ends_its_own_step_alone(self):
@@ -81,7 +63,7 @@ class TaskLibrary(unittest.TestCase):
                                          ("C++ exception", "InstallAutoEnrollmentTasks", "/Setup"),
                                          ("division by zero", "RemoveAutoEnrollmentTasks", "/Uninstall")):
             with self.subTest(thrown):
-                seen = self.run_as_predicted(machine_with({function: {"throws": thrown}}), action)
+                seen = self.check(machine_with({function: {"throws": thrown}}), action)
                 operation = "Remove" if action == "/Uninstall" else "Install"
                 self.assertIn(f"{operation}AutoEnrollmentTasks - Unknown exception caught return -1", seen.messages)
                 self.assertIn("============= Kelo CSP Custom Action <-End ===================", seen.messages)
@@ -90,13 +72,13 @@ class TaskLibrary(unittest.TestCase):
         # The library lies where such a path leads to from the current folder.
         for path in ("Toolkit", "C:Toolkit"):
             with self.subTest(path):
-                seen = self.run_as_predicted(machine_with({}, path=path), "/Setup", folder="C:\\")
+                seen = self.check(machine_with({}, path=path), "/Setup", folder="C:\\")
                 self.assertIn("*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library <x>.dll can't "
                               "create Auto-Enroll Tasks", seen.messages)
 
     def test_missing_library(self):
         description = machine_with({}, path="C:\\Elsewhere")
-        self.check(description, "/Setup", ["*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library "
+        self.check_tasks(description, "/Setup", ["*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library "
                                            "<x>.dll can't create Auto-Enroll Tasks"], {})
-        self.check(description, "/Uninstall", ["*** KeloToolkitProxy::RemoveAutoEnrollmentTasks(): Failed to load "
+        self.check_tasks(description, "/Uninstall", ["*** KeloToolkitProxy::RemoveAutoEnrollmentTasks(): Failed to load "
                                                "library <x>.dll can't create Auto-Enroll Tasks"], {})

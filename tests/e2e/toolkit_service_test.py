@@ -1,18 +1,18 @@
 """The life of the toolkit's service, with a real service program and Wine's service manager."""
 
-import unittest
-
-import services
-from program import Machine
-from services import SERVICE_PROGRAM, STATES
+from product import INFINEON_STACK, KELO_STACK, NTRU_STACK, REGISTER, SERVICE, SERVICE_TITLE, UNREGISTER
+from reading import services
+from reading.notes import runs_of
+from runs.prediction import PredictedRuns
+from setup.services import SERVICE_PROGRAM, configure_path
 
 FOLDER = r"C:\Toolkit"
-PROGRAM = FOLDER + r"\KlPCR.exe"
-STACKS = {"IFX": ["IFXTCS"], "NTRU": ["tcsd_win32.exe"], "KELO": ["tcsd_x86"], "Other": []}
+PROGRAM = rf"{FOLDER}\{SERVICE}.exe"
+STACKS = {"IFX": [INFINEON_STACK], "NTRU": [NTRU_STACK], "KELO": [KELO_STACK], "Other": []}
 
 BEGIN = "InstallTkService - Make sure that the Service isn't running first!"
 NOT_THERE = "InstallTkService - failed to open the KlPCR Service. 1060 (this is expected)"
-REGISTER = "KlTKService - now properly install/register the service"
+REGISTERING = "KlTKService - now properly install/register the service"
 UNKNOWN_STACK = "InstallTkService - A unknown TSS name was provided, set to have no TSS dependencies"
 VISTA = "This is Vista/Win7, add TBS Service to dependencies...."
 WIN8 = "This is Win8, no TBS Service...."
@@ -20,49 +20,49 @@ REGISTERED = "KlTKService - service installed/registered"
 STOPPED = "InstallTkService - Stopped the KlPCR Service"
 
 
-class ToolkitService(unittest.TestCase):
+class ToolkitService(PredictedRuns):
     def machine(self, **description):
         """A machine with the service program, and with the services of the stacks."""
         stacks = {name: {"state": "stopped"} for names in STACKS.values() for name in names}
-        machine = self.enterContext(Machine({"services": stacks, **description}))
-        self.assertEqual(machine.missing, [])
+        machine = self.enter({"services": stacks, **description})
         machine.place(SERVICE_PROGRAM, PROGRAM)
         return machine
 
-    def show(self, machine):
-        return services.show(machine.prefix, "KlPCR")
+    def installed(self):
+        """The same with the toolkit's service running."""
+        machine = self.machine()
+        machine.call("InstallTkService", "KELO", FOLDER)
+        services.wait_for(machine.prefix, {SERVICE: "running"})
+        return machine
 
     def runs(self, machine):
         """The switches that the service program was run with."""
-        noted = machine.prefix.path(FOLDER + r"\runs.txt")
-        return noted.read_text().split() if noted.exists() else []
+        return runs_of(machine.prefix, PROGRAM)
 
 
 class Installation(ToolkitService):
     def test_first_installation(self):
         machine = self.machine()
         self.assertEqual(machine.call("InstallTkService", "KELO", FOLDER),
-                         ("0", [BEGIN, NOT_THERE, REGISTER, WIN8, REGISTERED]))
-        self.assertEqual(self.runs(machine), ["-Service"])
-        shown = services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
-        self.assertEqual(shown["KlPCR"], {
-            "state": STATES["running"], "controlsAccepted": 1, "type": 0x10, "start": 2, "errorControl": 1,
+                         ("0", [BEGIN, NOT_THERE, REGISTERING, WIN8, REGISTERED]))
+        self.assertEqual(self.runs(machine), [REGISTER])
+        shown = services.wait_for(machine.prefix, {SERVICE: "running"})
+        self.assertEqual(shown[SERVICE], {
+            "state": "running", "controlsAccepted": 1, "type": 0x10, "start": "auto", "errorControl": 1,
             "binaryPath": f'"{PROGRAM}"', "loadOrderGroup": "SmartcardGroup", "dependencies": ["tcsd_x86", "RPCSS"],
-            "account": "LocalSystem", "displayName": "Kelo PCR", "description": "Kelo Toolkit Service"})
+            "account": "LocalSystem", "displayName": SERVICE_TITLE, "description": "Kelo Toolkit Service"})
 
     def test_running_service_is_stopped_and_started_again(self):
-        machine = self.machine()
-        machine.call("InstallTkService", "KELO", FOLDER)
-        services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
-        self.assertEqual(machine.call("InstallTkService", "NTRU", FOLDER), ("0", [BEGIN, STOPPED, REGISTER, WIN8,
+        machine = self.installed()
+        self.assertEqual(machine.call("InstallTkService", "NTRU", FOLDER), ("0", [BEGIN, STOPPED, REGISTERING, WIN8,
                                                                                  REGISTERED]))
-        shown = services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
-        self.assertEqual(shown["KlPCR"]["dependencies"], ["tcsd_win32.exe", "RPCSS"])
+        shown = services.wait_for(machine.prefix, {SERVICE: "running"})
+        self.assertEqual(shown[SERVICE]["dependencies"], ["tcsd_win32.exe", "RPCSS"])
 
     def test_missing_program(self):
         machine = self.machine()
         self.assertEqual(machine.call("InstallTkService", "KELO", r"C:\Nowhere"),
-                         ("-1", [BEGIN, NOT_THERE, REGISTER, WIN8,
+                         ("-1", [BEGIN, NOT_THERE, REGISTERING, WIN8,
                                  "InstallTkService - failed to open the KlPCR Service! 1060"]))
 
 
@@ -78,7 +78,7 @@ class Dependencies(ToolkitService):
                     self.assertEqual(result, "0")
                     chosen = [message for message in messages if message in (UNKNOWN_STACK, VISTA, WIN8)]
                     self.assertEqual(chosen, ([] if stack else [UNKNOWN_STACK]) + line)
-                    self.assertEqual(self.show(machine)["dependencies"], stack + tbs + ["RPCSS"])
+                    self.assertEqual(services.show(machine.prefix, SERVICE)["dependencies"], stack + tbs + ["RPCSS"])
 
 
 for _version, _tbs, _line in (("5.2", [], []), ("6.0", ["TBS"], [VISTA]), ("6.1", ["TBS"], [VISTA]),
@@ -99,32 +99,26 @@ class Removal(ToolkitService):
                          ("-1", [self.ENTER, "UnInstallTkService - failed to open the KlPCR Service! 1060"]))
 
     def test_running(self):
-        machine = self.machine()
-        machine.call("InstallTkService", "KELO", FOLDER)
-        services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
+        machine = self.installed()
         self.assertEqual(machine.call("UnInstallTkService"), ("0", [self.ENTER, *self.UNREGISTERED, *self.DELETED]))
-        services.wait_for(machine.prefix, {"KlPCR": services.GONE})
+        services.wait_for(machine.prefix, {SERVICE: None})
         # What stands for the program is its folder, which cannot be run.
-        self.assertEqual(self.runs(machine), ["-Service"])
+        self.assertEqual(self.runs(machine), [REGISTER])
 
     def test_program_that_the_configured_path_names_is_run(self):
-        machine = self.machine()
-        machine.call("InstallTkService", "KELO", FOLDER)
-        services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
-        services.configure_path(machine.prefix, "KlPCR", f'"{PROGRAM}\\"')
+        machine = self.installed()
+        configure_path(machine.prefix, SERVICE, f'"{PROGRAM}\\"')
         self.assertEqual(machine.call("UnInstallTkService"),
                          ("0", [self.ENTER, *self.UNREGISTERED,
                                 "UnInstallTkService - failed to delete the service 1072", self.DELETED[1]]))
-        self.assertEqual(self.runs(machine), ["-Service", "-UnregServer"])
-        services.wait_for(machine.prefix, {"KlPCR": services.GONE})
+        self.assertEqual(self.runs(machine), [REGISTER, UNREGISTER])
+        services.wait_for(machine.prefix, {SERVICE: None})
 
     def test_whole_removal(self):
         for action in ("/Uninstall", "/Rollback"):
             with self.subTest(action=action):
-                machine = self.machine()
-                machine.call("InstallTkService", "KELO", FOLDER)
-                services.wait_for(machine.prefix, {"KlPCR": STATES["running"]})
+                machine = self.installed()
                 messages = machine.run(action).messages
                 about_it = [self.ENTER, *self.UNREGISTERED, *self.DELETED]
                 self.assertEqual([message for message in messages if message in about_it], about_it)
-                services.wait_for(machine.prefix, {"KlPCR": services.GONE})
+                services.wait_for(machine.prefix, {SERVICE: None})

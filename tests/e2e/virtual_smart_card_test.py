@@ -1,53 +1,37 @@
 """A set-up installs the virtual smart card with its providers and switches automatic provisioning off, a removal takes
 the card and the providers back, and the next set-up restores the card: as predicted, call by call."""
 
-import unittest
+from machines.parts import device_installer
+from product import (CARD_LIBRARIES, CARD_NOTED, CARD_SERVICES, COMMON_KEY, MINIDRIVER_DEVICE, PACKAGES, READER, READER_DEVICE,
+                     REINSTALLED, STAGER, SYSTEM)
+from reading import registry, services
+from reading.notes import folders_of, runs_of, system_calls
+from runs.log_lines import messages, without_numbers
+from runs.prediction import PredictedRuns
+from runs.rehearsal import rehearse, report_of
+from setup.services import create
+from standins.names import TPM_NAMESPACE
 
-import services
-from log_lines import messages, without_numbers
-from program import Machine, rehearsal, rehearse
-from standins import folders_of, runs_of
-from system_standins import noted_calls
+INSTALLATION = ["dp_add_kelo KeloMiniDriver.inf", f"install {MINIDRIVER_DEVICE}",
+                "dp_add_kelo KeloSmartCardDriver.inf", f"install {READER_DEVICE}"]
+REMOVAL = [f"remove {MINIDRIVER_DEVICE}", "-f dp_delete_kelo KeloMiniDriver.inf",
+           f"remove {READER_DEVICE}", "-f dp_delete_kelo KeloSmartCardDriver.inf"]
 
-READER = "Kelo VIRTUAL_CARD_READER 0"
-TOOLKIT = r"C:\Program Files\Kelo Systems Corp\Toolkit"
-PACKAGES = TOOLKIT + r"\TPM_VSCard"
-STAGER = PACKAGES + r"\DriverStager.exe"
-COMMON = r"HKLM\SOFTWARE\Kelo Systems Corp\Common"
-COMMON_IN_FULL = r"HKEY_LOCAL_MACHINE\SOFTWARE\Kelo Systems Corp\Common"
-SYSTEM = r"C:\windows\system32"
-
-INSTALLATION = ["dp_add_kelo KeloMiniDriver.inf",
-                r"install KeloMiniDriver.inf SCFILTER\CID_4B454C4F5649525455414C43415244",
-                "dp_add_kelo KeloSmartCardDriver.inf",
-                r"install KeloSmartCardDriver.inf root\KeloVirtualReader"]
-REMOVAL = [r"remove KeloMiniDriver.inf SCFILTER\CID_4B454C4F5649525455414C43415244",
-           "-f dp_delete_kelo KeloMiniDriver.inf",
-           r"remove KeloSmartCardDriver.inf root\KeloVirtualReader",
-           "-f dp_delete_kelo KeloSmartCardDriver.inf"]
-
-SERVICE_AUTO_START = 2
+INSTALLED_LIBRARIES = (SYSTEM + r"\KeloVReaderBody.dll", SYSTEM + r"\KeloMiniDriverBody64.dll",
+                       r"C:\windows\SysWOW64\KeloMiniDriverBody.dll")
 
 FULL_SETUP = ("/Setup", "/TPM_VSC=1", "/TPM_WIN8=1")
 
 
 def toolkit(**members):
     """A machine with the driver packages and a device installer that adds and removes the reader."""
-    return {
-        "files": {f"{PACKAGES}\\{name}": {"text": name}
-                  for name in ("KeloVReaderBody.dll", "KeloMiniDriverBody.dll", "KeloMiniDriverBody64.dll")},
-        "programs": {STAGER: {"runs": [
-            {"arguments": INSTALLATION[3], "effects": {"smartCards": {"readers": [READER]}}},
-            {"arguments": REMOVAL[2], "effects": {"smartCards": {"readers": []}}},
-        ]}},
-        "registry": {COMMON: {"values": {}}},
-        **members,
-    }
+    return {**device_installer(), "registry": {COMMON_KEY: {"values": {}}}, **members}
 
 
-def command_lines(commands):
+def command_lines(commands, packages=PACKAGES):
     # The folder that the dispatcher hands over ends in a backslash, and each part adds its own.
-    return [f'"{TOOLKIT}\\\\TPM_VSCard\\\\DriverStager.exe" {command}' for command in commands]
+    program = packages.replace("TPM_VSCard", r"\TPM_VSCard") + r"\\DriverStager.exe"
+    return [f'"{program}" {command}' for command in commands]
 
 
 def about_the_system(calls):
@@ -56,50 +40,38 @@ def about_the_system(calls):
             if call["call"].startswith(("BCrypt", "IWbem", "CoSetProxyBlanket"))]
 
 
-class Prediction(unittest.TestCase):
-    def enter(self, description):
-        machine = self.enterContext(Machine(description))
-        self.assertEqual(machine.missing, [])
-        return machine
-
-    def check(self, machine, description, *arguments):
+class PredictedCalls(PredictedRuns):
+    def check_calls(self, machine, description, *arguments):
         """Runs the program where a rehearsal predicts the same log and the same calls."""
-        report = rehearsal(description, "--", *arguments)
+        report = report_of(description, "--", *arguments)
         seen = machine.run(*arguments)
         self.assertEqual(list(map(without_numbers, seen.messages)),
                          list(map(without_numbers, messages(report["log"]))))
         self.assertEqual(seen.exit_code, report["exitCode"])
-        self.assertEqual(noted_calls(machine.prefix), about_the_system(report["calls"]))
+        self.assertEqual(system_calls(machine.prefix), about_the_system(report["calls"]))
         return seen
 
 
-class VirtualSmartCard(Prediction):
-    def content(self, machine, path):
-        file = machine.prefix.path(path)
-        return file.read_text() if file.exists() else None
-
+class VirtualSmartCard(PredictedCalls):
     def test_setup_removal_and_setup_again(self):
         before = toolkit()
         machine = self.enter(before)
 
-        self.check(machine, before, *FULL_SETUP)
+        self.check_calls(machine, before, *FULL_SETUP)
         self.assertEqual(runs_of(machine.prefix, STAGER), command_lines(INSTALLATION))
         self.assertEqual(set(folders_of(machine.prefix, STAGER)), {PACKAGES})
-        self.assertEqual(self.content(machine, SYSTEM + r"\KeloVReaderBody.dll"), "KeloVReaderBody.dll")
-        self.assertEqual(self.content(machine, SYSTEM + r"\KeloMiniDriverBody64.dll"), "KeloMiniDriverBody64.dll")
-        self.assertEqual(self.content(machine, r"C:\windows\SysWOW64\KeloMiniDriverBody.dll"),
-                         "KeloMiniDriverBody.dll")
+        for path in INSTALLED_LIBRARIES:
+            self.assertEqual(machine.content(path), machine.content(PACKAGES + "\\" + path.rpartition("\\")[2]), path)
 
         removal = machine.run("/Uninstall")
         self.assertIn("Remove SmartCard - deleted KeloVReaderBody.dll", removal.messages)
         self.assertIn("CTPMSmartCard::UninstallMiniDrv - Removed the virtual smart card", removal.messages)
         self.assertEqual(runs_of(machine.prefix, STAGER), command_lines(INSTALLATION + REMOVAL))
-        self.assertIsNone(self.content(machine, SYSTEM + r"\KeloVReaderBody.dll"))
-        self.assertIsNone(self.content(machine, SYSTEM + r"\KeloMiniDriverBody64.dll"))
-        self.assertIsNotNone(self.content(machine, r"C:\windows\SysWOW64\KeloMiniDriverBody.dll"))
+        # The 32-bit minidriver stays.
+        self.assertEqual([machine.content(path) is None for path in INSTALLED_LIBRARIES], [True, True, False])
 
         again = machine.run("/Setup")
-        self.assertIn("When Toolkit was last uninstalled... the VSC was present, so must reinstall...", again.messages)
+        self.assertIn(REINSTALLED, again.messages)
         self.assertEqual(runs_of(machine.prefix, STAGER), command_lines(INSTALLATION + REMOVAL + INSTALLATION))
 
     def test_second_setup_leaves_everything_as_it_is(self):
@@ -116,73 +88,71 @@ class VirtualSmartCard(Prediction):
     def test_second_removal_forgets_the_card(self):
         machine = self.enter(toolkit(smartCards={"readers": [READER]}))
         machine.run("/Uninstall")
-        self.assertIn('"KlVSC Installed"=dword:00000001', machine.prefix.export_registry(COMMON_IN_FULL))
+        self.assertEqual(registry.values(machine.prefix, COMMON_KEY), {CARD_NOTED: 1})
         machine.run("/Uninstall")
-        self.assertNotIn("KlVSC Installed", machine.prefix.export_registry(COMMON_IN_FULL))
+        self.assertEqual(registry.values(machine.prefix, COMMON_KEY), {})
 
     def test_removal_with_the_reader(self):
         description = toolkit(smartCards={"readers": ["Contoso Reader 0", READER.upper()]})
         machine = self.enter(description)
-        self.check(machine, description, "/Uninstall")
+        self.check_calls(machine, description, "/Uninstall")
         self.assertEqual(runs_of(machine.prefix, STAGER), command_lines(REMOVAL))
 
     def test_removal_without_the_reader(self):
         description = toolkit(smartCards={"readers": ["Contoso Reader 0", "Kelo VIRTUAL_CARD_READER 1"]})
         machine = self.enter(description)
-        self.check(machine, description, "/Rollback")
+        self.check_calls(machine, description, "/Rollback")
         self.assertEqual(runs_of(machine.prefix, STAGER), [])
 
     def test_setup_without_a_resource_manager_goes_ahead(self):
         description = toolkit(smartCards={"manager": False})
         machine = self.enter(description)
-        self.check(machine, description, *FULL_SETUP)
+        self.check_calls(machine, description, *FULL_SETUP)
         self.assertEqual(runs_of(machine.prefix, STAGER), command_lines(INSTALLATION))
 
     def test_setup_with_a_device_installer_that_fails(self):
         description = toolkit(programs={STAGER: {"runs": [{"exitCode": 3}]}})
         machine = self.enter(description)
-        self.check(machine, description, *FULL_SETUP)
+        self.check_calls(machine, description, *FULL_SETUP)
         self.assertEqual(runs_of(machine.prefix, STAGER), command_lines(INSTALLATION))
 
     def test_setup_without_a_device_installer(self):
         description = toolkit(programs={})
-        self.check(self.enter(description), description, *FULL_SETUP)
+        self.check_calls(self.enter(description), description, *FULL_SETUP)
 
     def test_setup_without_the_minidrivers_libraries(self):
         description = toolkit(files={PACKAGES + r"\KeloVReaderBody.dll": {}})
         machine = self.enter(description)
-        self.check(machine, description, *FULL_SETUP)
+        self.check_calls(machine, description, *FULL_SETUP)
         self.assertEqual(runs_of(machine.prefix, STAGER), command_lines(INSTALLATION[2:]))
 
     def test_folder_with_percent_signs_and_blanks(self):
         folder = r"C:\Program Files\100% %s Kelo"
+        packages = folder + r"\TPM_VSCard"
         description = toolkit(process={"path": folder + r"\KeloCustomAction.exe"},
-                              files={rf"{folder}\TPM_VSCard\{name}": {}
-                                     for name in ("KeloVReaderBody.dll", "KeloMiniDriverBody.dll",
-                                                  "KeloMiniDriverBody64.dll")},
-                              programs={rf"{folder}\TPM_VSCard\DriverStager.exe": {"runs": []}})
+                              files={rf"{packages}\{name}": {} for name in CARD_LIBRARIES},
+                              programs={packages + r"\DriverStager.exe": {"runs": []}})
         machine = self.enter(description)
-        self.check(machine, description, *FULL_SETUP)
-        self.assertEqual(runs_of(machine.prefix, rf"{folder}\TPM_VSCard\DriverStager.exe"),
-                         [f'"{folder}\\\\TPM_VSCard\\\\DriverStager.exe" {command}' for command in INSTALLATION])
+        self.check_calls(machine, description, *FULL_SETUP)
+        self.assertEqual(runs_of(machine.prefix, packages + r"\DriverStager.exe"), command_lines(INSTALLATION, packages))
 
     def test_setup_has_the_services_start_automatically(self):
         machine = self.enter(toolkit())
-        for name in ("SCardSvr", "CertPropSvc"):
+        for name in CARD_SERVICES:
             if not services.show(machine.prefix, name):
-                services.create(machine.prefix, {name: {}})
+                create(machine.prefix, {name: {}})
         machine.run(*FULL_SETUP)
-        for name in ("SCardSvr", "CertPropSvc"):
-            self.assertEqual(services.show(machine.prefix, name)["start"], SERVICE_AUTO_START, name)
+        for name in CARD_SERVICES:
+            self.assertEqual(services.show(machine.prefix, name)["start"], "auto", name)
 
 
-class Gates(Prediction):
+class Gates(PredictedCalls):
     """Each step at the Windows version that it begins with, and at the one before."""
 
     def on(self, version, *arguments):
         description = toolkit(windows={"version": version})
         machine = self.enter(description)
-        return self.check(machine, description, *arguments), machine
+        return self.check_calls(machine, description, *arguments), machine
 
     def test_5_2_has_neither_providers_nor_card(self):
         seen, machine = self.on("5.2", *FULL_SETUP)
@@ -214,12 +184,12 @@ class Gates(Prediction):
         self.on("6.2", "/Setup")
 
 
-class Provisioning(Prediction):
+class Provisioning(PredictedCalls):
     def test_enterprise_switches_it_off(self):
-        self.check(self.enter({}), {}, "/Setup", "/ProductType=Enterprise N")
+        self.check_calls(self.enter({}), {}, "/Setup", "/ProductType=Enterprise N")
 
     def test_system_without_the_namespace(self):
-        description = {"wmi": {"namespaces": {r"root\CIMV2\Security\MicrosoftTpm": None}}}
+        description = {"wmi": {"namespaces": {TPM_NAMESPACE: None}}}
         machine = self.enter(description)
         predicted = rehearse(description, "/Setup", "/TPM_WIN8=1")
         self.assertEqual(machine.run("/Setup", "/TPM_WIN8=1").messages, predicted.messages)

@@ -1,16 +1,19 @@
 """Runs the conformance tests that are built for Windows on a Wine machine of their own, set up from the description that
-they run on natively. Arguments: the program, and the test framework's. Exit status: the program's."""
+they run on natively. Arguments: the program's file in the build for Windows, and the test framework's arguments. Exit
+status: the program's."""
 
 import pathlib
 import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "e2e"))
 
-import standins
-from provision import load, provision
-from wine import Prefix
+import paths
+from machines.descriptions import load
+from setup import programs
+from setup.provision import provision
+from wine.prefix import Prefix
 
-# What a Wine machine has to be given. The rest of the description is what Wine and the build bring along.
+# The areas that a Wine machine has to be given; Wine and the build have the rest.
 SET_UP = ("environment", "services", "programs")
 TIMES = ("runMs", "neverEnds")  # set up here
 SECONDS = 240
@@ -18,7 +21,7 @@ LINKED = "C:\\Linked\\"
 
 
 def make_links(prefix, files):
-    """The linked files of a description, and what they lead to."""
+    """Makes the linked files of a description, and the files that they lead to."""
     for path, file in sorted(files.items(), key=lambda item: "hardLinkTo" in item[1]):
         if not path.startswith(LINKED):
             continue
@@ -33,18 +36,17 @@ def make_links(prefix, files):
 
 
 def main():
-    program, *arguments = sys.argv[1:]
-    program = pathlib.Path(program).resolve()
+    name, *arguments = sys.argv[1:]
+    program = paths.WINDOWS / name
     if not program.is_file():
         return f"{program} is not built: cmake --preset windows && cmake --build --preset windows"
     machine = load(pathlib.Path(__file__).with_name("machine.json"))
     with Prefix() as prefix:
-        prefix.current_folder = prefix.path("C:\\windows\\system32")
         prefix.zone = "America/New_York"  # one with daylight saving time
         prefix.current_folder = prefix.path("C:\\")  # the current drive is Windows' own
         missing = provision(prefix, {area: machine[area] for area in SET_UP})
-        prefix.import_registry("Windows Registry Editor Version 5.00\n" + "".join(
-            standins.times(path, program) for path, program in machine["programs"].items()))
+        prefix.import_registry("".join(programs.times(path, described)
+                                       for path, described in machine["programs"].items()))
         make_links(prefix, machine["files"])
         missing = [item for item in missing if item.names[-1] not in TIMES]
         if missing:

@@ -1,6 +1,9 @@
 // The configuration of cryptography (CNG): it keeps providers and those of key storage in the registry, and notes each
 // call with its whole record.
 #include "tests/e2e/standins/noted_calls.h"
+#include "tests/e2e/standins/settings.h"
+
+#include "standin_names.h"
 
 #include <bcrypt.h>
 #include <ncrypt.h>
@@ -13,35 +16,19 @@
 namespace
 {
 
-constexpr wchar_t kKey[] = L"SOFTWARE\\KeloStandIns\\bcrypt.dll";
-
-// Lists of providers, in their order.
-constexpr wchar_t kProviders[] = L"Providers";
-constexpr wchar_t kKeyStorage[] = L"KeyStorage";
-
 constexpr NTSTATUS kSuccess = 0;
 constexpr NTSTATUS kNameCollision = static_cast<NTSTATUS>(0xC0000035);
 constexpr NTSTATUS kNotFound = static_cast<NTSTATUS>(0xC0000225);
 
+// Lists of providers, in their order.
 std::vector<std::wstring> Read(const wchar_t* list)
 {
-    std::vector<wchar_t> texts(4096);
-    DWORD size = static_cast<DWORD>(texts.size() * sizeof(wchar_t));
-    RegGetValueW(HKEY_LOCAL_MACHINE, kKey, list, RRF_RT_REG_MULTI_SZ, nullptr, texts.data(), &size);
-    std::vector<std::wstring> providers;
-    for (const wchar_t* text = texts.data(); *text != L'\0'; text += std::wcslen(text) + 1)
-        providers.emplace_back(text);
-    return providers;
+    return ReadTexts(names::kCngLibrary, list);
 }
 
 void Write(const wchar_t* list, const std::vector<std::wstring>& providers)
 {
-    std::wstring texts;
-    for (const std::wstring& provider : providers)
-        texts += provider + L'\0';
-    texts += L'\0';
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey, list, REG_MULTI_SZ, texts.data(),
-                    static_cast<DWORD>(texts.size() * sizeof(wchar_t)));
+    WriteTexts(names::kCngLibrary, list, providers);
 }
 
 bool IsListed(const wchar_t* list, const wchar_t* provider)
@@ -50,7 +37,7 @@ bool IsListed(const wchar_t* list, const wchar_t* provider)
     return std::find(providers.begin(), providers.end(), provider) != providers.end();
 }
 
-// A position behind the end is the end.
+// A position beyond the end is the end.
 void Add(const wchar_t* list, const wchar_t* provider, ULONG position)
 {
     if (IsListed(list, provider))
@@ -121,8 +108,8 @@ extern "C"
     __declspec(dllexport) NTSTATUS WINAPI
         BCryptRegisterProvider(LPCWSTR provider, ULONG flags, PCRYPT_PROVIDER_REG record)
     {
-        const NTSTATUS status = IsListed(kProviders, provider) ? kNameCollision : kSuccess;
-        Add(kProviders, provider, CRYPT_PRIORITY_BOTTOM);
+        const NTSTATUS status = IsListed(names::kProviders, provider) ? kNameCollision : kSuccess;
+        Add(names::kProviders, provider, CRYPT_PRIORITY_BOTTOM);
         NoteCall("BCryptRegisterProvider",
                  {{"pszProvider", JsonText(provider)}, {"dwFlags", JsonNumber(flags)}, {"pReg", Json(*record)}},
                  status);
@@ -131,7 +118,7 @@ extern "C"
 
     __declspec(dllexport) NTSTATUS WINAPI BCryptUnregisterProvider(LPCWSTR provider)
     {
-        const NTSTATUS status = Remove(kProviders, provider);
+        const NTSTATUS status = Remove(names::kProviders, provider);
         NoteCall("BCryptUnregisterProvider", {{"pszProvider", JsonText(provider)}}, status);
         return status;
     }
@@ -142,7 +129,7 @@ extern "C"
     {
         const NTSTATUS status = IsKeyStorage(table, context, interfaceNumber, function) ? kSuccess : kNotFound;
         if (status == kSuccess)
-            Add(kKeyStorage, provider, position);
+            Add(names::kKeyStorage, provider, position);
         NoteCall("BCryptAddContextFunctionProvider",
                  {{"dwTable", JsonNumber(table)},
                   {"pszContext", JsonText(context)},
@@ -159,7 +146,7 @@ extern "C"
                                             LPCWSTR provider)
     {
         const NTSTATUS status =
-            IsKeyStorage(table, context, interfaceNumber, function) ? Remove(kKeyStorage, provider) : kNotFound;
+            IsKeyStorage(table, context, interfaceNumber, function) ? Remove(names::kKeyStorage, provider) : kNotFound;
         NoteCall("BCryptRemoveContextFunctionProvider",
                  {{"dwTable", JsonNumber(table)},
                   {"pszContext", JsonText(context)},

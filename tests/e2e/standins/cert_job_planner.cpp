@@ -1,39 +1,21 @@
-// A task library: each of its functions answers with the number in the registry under its name, after it has raised
+// The task library: each of its functions answers with the number in the registry under its name, after it has raised
 // what the text "<name> throws" there says, and counts its calls there.
-#include "thrown.h"
+#include "tests/e2e/standins/settings.h"
+#include "tests/e2e/standins/thrown.h"
 
-#include <windows.h>
+#include "standin_names.h"
 
 #include <string>
 
 namespace
 {
 
-constexpr char kKey[] = "SOFTWARE\\KeloStandIns\\CertJobPlanner.dll";
-
-DWORD Number(const std::string& name)
+DWORD Answer(const std::wstring& function)
 {
-    DWORD number = 0;
-    DWORD size = sizeof number;
-    RegGetValueA(HKEY_LOCAL_MACHINE, kKey, name.c_str(), RRF_RT_REG_DWORD, nullptr, &number, &size);
-    return number;
-}
-
-std::string Text(const std::string& name)
-{
-    char text[64] = {};
-    DWORD size = sizeof text;
-    RegGetValueA(HKEY_LOCAL_MACHINE, kKey, name.c_str(), RRF_RT_REG_SZ, nullptr, text, &size);
-    return text;
-}
-
-DWORD Answer(const std::string& name)
-{
-    const std::string calls = name + " calls";
-    const DWORD count = Number(calls) + 1;
-    RegSetKeyValueA(HKEY_LOCAL_MACHINE, kKey, calls.c_str(), REG_DWORD, &count, sizeof count);
-    Throw(Text(name + " throws"));
-    return Number(name);
+    const std::wstring calls = function + names::kCallsEnding;
+    WriteNumber(names::kTaskLibrary, calls, ReadNumber(names::kTaskLibrary, calls).value_or(0) + 1);
+    Throw(ReadText(names::kTaskLibrary, function + names::kThrowsEnding));
+    return ReadNumber(names::kTaskLibrary, function).value_or(0);
 }
 
 } // namespace
@@ -42,16 +24,16 @@ extern "C"
 {
     __declspec(dllexport) DWORD AreTasksInstalled()
     {
-        return Answer("AreTasksInstalled");
+        return Answer(L"AreTasksInstalled");
     }
 
     __declspec(dllexport) DWORD InstallAutoEnrollmentTasks()
     {
-        return Answer("InstallAutoEnrollmentTasks");
+        return Answer(L"InstallAutoEnrollmentTasks");
     }
 
     __declspec(dllexport) DWORD RemoveAutoEnrollmentTasks()
     {
-        return Answer("RemoveAutoEnrollmentTasks");
+        return Answer(L"RemoveAutoEnrollmentTasks");
     }
 }

@@ -1,17 +1,11 @@
-// A library that stays with a process to its end, and notes in "exit_witness.log" beside it what error mode the process
-// ends with.
-#include <windows.h>
+// A library that stays with a process to its end, and notes beside itself what error mode the process ends with.
+#include "tests/e2e/standins/own_files.h"
 
-#include <filesystem>
-#include <fstream>
+#include "standin_names.h"
 
 BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, void*)
 {
-    if (reason != DLL_PROCESS_DETACH)
-        return TRUE;
-    wchar_t path[1024] = {};
-    GetModuleFileNameW(library, path, 1024);
-    std::ofstream(std::filesystem::path(path).replace_extension(L".log"), std::ios::app | std::ios::binary)
-        << "error mode " << GetErrorMode() << "\n";
+    if (reason == DLL_PROCESS_DETACH)
+        AppendLine(Beside(names::kWitnessNotes, library), "error mode " + std::to_string(GetErrorMode()));
     return TRUE;
 }

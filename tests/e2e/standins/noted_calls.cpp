@@ -1,12 +1,12 @@
 // Writes notes of calls, a JSON object in each line.
 #include "tests/e2e/standins/noted_calls.h"
 
-#include <fstream>
+#include "tests/e2e/standins/own_files.h"
+
+#include "standin_names.h"
 
 namespace
 {
-
-constexpr char kNotes[] = "C:\\KeloStandIns\\calls.txt";
 
 std::string Joined(const std::vector<std::string>& texts)
 {
@@ -47,7 +47,7 @@ std::string JsonList(const std::vector<std::string>& values)
     return "[" + Joined(values) + "]";
 }
 
-std::string JsonObject(const std::vector<std::pair<const char*, std::string>>& members)
+std::string JsonObject(const Members& members)
 {
     std::vector<std::string> texts;
     for (const auto& [name, value] : members)
@@ -55,8 +55,8 @@ std::string JsonObject(const std::vector<std::pair<const char*, std::string>>& m
     return "{" + Joined(texts) + "}";
 }
 
-void NoteCall(const char* name, const std::vector<std::pair<const char*, std::string>>& in, LONG result)
+void NoteCall(const char* name, const Members& in, LONG result)
 {
-    std::ofstream notes(kNotes, std::ios::app | std::ios::binary);
-    notes << "{\"call\": \"" << name << "\", \"in\": " << JsonObject(in) << ", \"result\": " << result << "}\n";
+    AppendLine(names::kNotedCalls, std::string("{\"call\": \"") + name + "\", \"in\": " + JsonObject(in) +
+                                       ", \"result\": " + std::to_string(result) + "}");
 }

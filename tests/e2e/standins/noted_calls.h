@@ -7,12 +7,15 @@
 #include <utility>
 #include <vector>
 
+// Names and their values, as JSON.
+using Members = std::vector<std::pair<const char*, std::string>>;
+
 // Values as JSON.
 std::string JsonText(const wchar_t* text); // a null pointer becomes null
 std::string JsonNumber(DWORD number);
 std::string JsonFlag(bool flag);
 std::string JsonList(const std::vector<std::string>& values);
-std::string JsonObject(const std::vector<std::pair<const char*, std::string>>& members);
+std::string JsonObject(const Members& members);
 
 // Adds a call, with its parameters as JSON and its result, to the notes of all stand-ins.
-void NoteCall(const char* name, const std::vector<std::pair<const char*, std::string>>& in, LONG result);
+void NoteCall(const char* name, const Members& in, LONG result);

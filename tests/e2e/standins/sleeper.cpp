@@ -1,5 +1,9 @@
 // A program that does nothing until it is ended, or for ten minutes:
-//   sleeper [LIBRARY]      keeps a library loaded for as long, and makes the file "LIBRARY.loaded" beside itself then
+//   sleeper [LIBRARY]      keeps a library loaded for as long, and then makes the file "LIBRARY.loaded" beside itself
+#include "tests/e2e/standins/own_files.h"
+
+#include "standin_names.h"
+
 #include <windows.h>
 
 #include <filesystem>
@@ -9,10 +13,8 @@ int wmain(int argc, wchar_t** argv)
 {
     if (argc > 1 && LoadLibraryW(argv[1]) != nullptr)
     {
-        wchar_t path[MAX_PATH] = {};
-        GetModuleFileNameW(nullptr, path, MAX_PATH);
-        const std::filesystem::path name = std::filesystem::path(argv[1]).filename();
-        std::ofstream(std::filesystem::path(path).parent_path() / (name.wstring() + L".loaded"));
+        const std::wstring name = std::filesystem::path(argv[1]).filename().wstring() + names::kLoadedEnding;
+        std::ofstream(Beside(name.c_str()));
     }
     constexpr DWORD kMostMs = 10 * 60 * 1000;
     Sleep(kMostMs);

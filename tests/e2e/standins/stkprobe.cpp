@@ -1,5 +1,5 @@
-// A detection library that answers as the file "stkprobe.txt" beside it says, and notes in "stkprobe.log" there what is
-// done with it.
+// A detection library that answers as the file "stkprobe.txt" beside it says, and notes in "stkprobe.log" there how it
+// is used.
 //
 // Each line of the file names a function and the number that it returns, and may say what happens in it before:
 //   DetectTSS 0
@@ -7,12 +7,15 @@
 //   isOwned 1 handles division-by-zero         one is raised in it, and it handles that by itself
 // Of two lines for a function the last one counts. The first function that is called brings "exit_witness.dll" from
 // beside the library into the process.
-#include "thrown.h"
-#include "windows/exception_guard.h"
+#include "src/windows/exception_guard.h"
+#include "tests/e2e/standins/own_files.h"
+#include "tests/e2e/standins/thrown.h"
+#include "tests/support/test_text.h"
+
+#include "standin_names.h"
 
 #include <windows.h>
 
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -29,22 +32,15 @@ struct Answer
     std::string thrown;
 };
 
-std::filesystem::path Beside(const wchar_t* name)
-{
-    wchar_t path[1024] = {};
-    GetModuleFileNameW(g_library, path, 1024);
-    return std::filesystem::path(path).parent_path() / name;
-}
-
 void Note(const std::string& line)
 {
-    std::ofstream(Beside(L"stkprobe.log"), std::ios::app | std::ios::binary) << line << "\n";
+    AppendLine(Beside(names::kProbeNotes, g_library), line);
 }
 
 Answer AnswerOf(const std::string& function)
 {
     Answer answer;
-    std::ifstream file(Beside(L"stkprobe.txt"));
+    std::ifstream file(Beside(names::kAnswers, g_library));
     for (std::string line; std::getline(file, line);)
     {
         std::istringstream words(line);
@@ -60,11 +56,12 @@ Answer AnswerOf(const std::string& function)
 int Call(const char* function)
 {
     Note(function);
-    LoadLibraryW(Beside(L"exit_witness.dll").c_str());
+    LoadLibraryW(Beside(names::kWitness, g_library).c_str());
     const Answer answer = AnswerOf(function);
+    const std::wstring thrown = WideOfUtf8(answer.thrown);
     if (answer.manner == "throws")
-        Throw(answer.thrown);
-    if (answer.manner == "handles" && !CallGuarded([&answer] { Throw(answer.thrown); }))
+        Throw(thrown);
+    if (answer.manner == "handles" && !CallGuarded([&thrown] { Throw(thrown); }))
         Note("handled " + answer.thrown);
     return answer.result;
 }

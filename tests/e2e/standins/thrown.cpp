@@ -1,19 +1,19 @@
 // Throws and faults.
-#include "thrown.h"
+#include "tests/e2e/standins/thrown.h"
 
 #include <windows.h>
 
-void Throw(const std::string& what)
+void Throw(const std::wstring& what)
 {
     volatile int* volatile nowhere = nullptr;
     volatile int zero = 0;
     constexpr DWORD kForeignException = 0xE06D7363;
-    if (what == "access-violation")
+    if (what == L"access-violation")
         *nowhere = 1;
-    if (what == "division-by-zero")
+    if (what == L"division-by-zero")
         zero = 7 / zero;
-    if (what == "C++-exception")
+    if (what == L"C++-exception")
         RaiseException(kForeignException, EXCEPTION_NONCONTINUABLE, 0, nullptr);
-    if (what == "number")
+    if (what == L"number")
         throw 42;
 }

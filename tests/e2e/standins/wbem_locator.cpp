@@ -1,7 +1,11 @@
 // A COM server for the management instrumentation: its namespace has the TPM's class, and each call is noted. A call
 // fails with the number in the registry under its name, if there is one; whether the TPM is provisioned automatically
-// stands there too.
+// is kept there too.
 #include "tests/e2e/standins/noted_calls.h"
+#include "tests/e2e/standins/settings.h"
+#include "tests/support/test_text.h"
+
+#include "standin_names.h"
 
 #include <objbase.h>
 #include <objidl.h>
@@ -17,20 +21,23 @@ namespace
 constexpr IID kLocator = {0xDC12A687, 0x737F, 0x11CF, {0x88, 0x4D, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}};
 constexpr CLSID kAdministrativeLocator = {0xCB8555CC, 0x9128, 0x11D1, {0xAD, 0x9B, 0x00, 0xC0, 0x4F, 0xD8, 0xFD, 0xFF}};
 
-constexpr char kKey[] = "SOFTWARE\\KeloStandIns\\wbem_locator.dll";
-
-HRESULT DescribedResult(const char* call)
+// Notes a call, and returns its result: the described one, unless it is known.
+HRESULT Noted(const char* call, const Members& in, HRESULT known = S_OK)
 {
-    DWORD result = S_OK;
-    DWORD size = sizeof result;
-    RegGetValueA(HKEY_LOCAL_MACHINE, kKey, call, RRF_RT_REG_DWORD, nullptr, &result, &size);
-    return static_cast<HRESULT>(result);
+    const DWORD described = ReadNumber(names::kWmiLibrary, WideOfUtf8(call)).value_or(S_OK);
+    const HRESULT result = FAILED(known) ? known : static_cast<HRESULT>(described);
+    NoteCall(call, in, result);
+    return result;
 }
 
 void SetAutoProvisioning(const wchar_t* method)
 {
-    const DWORD isOn = std::wcscmp(method, L"EnableAutoProvisioning") == 0 ? 1 : 0;
-    RegSetKeyValueA(HKEY_LOCAL_MACHINE, kKey, "autoProvisioning", REG_DWORD, &isOn, sizeof isOn);
+    WriteNumber(names::kWmiLibrary, names::kAutoProvisioning, std::wcscmp(method, L"EnableAutoProvisioning") == 0);
+}
+
+std::string JsonFlags(long flags)
+{
+    return JsonNumber(static_cast<DWORD>(flags));
 }
 
 // Objects go by their numbers, in the order in which they were made.
@@ -89,23 +96,16 @@ public:
 
     STDMETHODIMP Put(LPCWSTR name, long flags, VARIANT* value, CIMTYPE type) override
     {
-        const HRESULT result = DescribedResult("IWbemClassObject::Put");
-        NoteCall("IWbemClassObject::Put",
-                 {{"this", Name()},
-                  {"wszName", JsonText(name)},
-                  {"lFlags", JsonNumber(static_cast<DWORD>(flags))},
-                  {"pVal", Json(value)},
-                  {"Type", JsonNumber(static_cast<DWORD>(type))}},
-                 result);
-        if (FAILED(result))
-            return result;
-        return S_OK;
+        return Noted("IWbemClassObject::Put", {{"this", Name()},
+                                               {"wszName", JsonText(name)},
+                                               {"lFlags", JsonFlags(flags)},
+                                               {"pVal", Json(value)},
+                                               {"Type", JsonNumber(static_cast<DWORD>(type))}});
     }
     STDMETHODIMP SpawnInstance(long flags, IWbemClassObject** instance) override
     {
-        const HRESULT result = DescribedResult("IWbemClassObject::SpawnInstance");
-        NoteCall("IWbemClassObject::SpawnInstance",
-                 {{"this", Name()}, {"lFlags", JsonNumber(static_cast<DWORD>(flags))}}, result);
+        const HRESULT result =
+            Noted("IWbemClassObject::SpawnInstance", {{"this", Name()}, {"lFlags", JsonFlags(flags)}});
         if (FAILED(result))
             return result;
         *instance = new ClassObject;
@@ -113,14 +113,11 @@ public:
     }
     STDMETHODIMP GetMethod(LPCWSTR name, long flags, IWbemClassObject** input, IWbemClassObject** output) override
     {
-        const HRESULT result = DescribedResult("IWbemClassObject::GetMethod");
-        NoteCall("IWbemClassObject::GetMethod",
-                 {{"this", Name()},
-                  {"wszName", JsonText(name)},
-                  {"lFlags", JsonNumber(static_cast<DWORD>(flags))},
-                  {"ppInSignature", JsonFlag(input != nullptr)},
-                  {"ppOutSignature", JsonFlag(output != nullptr)}},
-                 result);
+        const HRESULT result = Noted("IWbemClassObject::GetMethod", {{"this", Name()},
+                                                                     {"wszName", JsonText(name)},
+                                                                     {"lFlags", JsonFlags(flags)},
+                                                                     {"ppInSignature", JsonFlag(input != nullptr)},
+                                                                     {"ppOutSignature", JsonFlag(output != nullptr)}});
         if (FAILED(result))
             return result;
         *input = new ClassObject;
@@ -173,14 +170,11 @@ public:
     STDMETHODIMP GetObject(const BSTR path, long flags, IWbemContext*, IWbemClassObject** object,
                            IWbemCallResult** callResult) override
     {
-        const HRESULT result = DescribedResult("IWbemServices::GetObject");
-        NoteCall("IWbemServices::GetObject",
-                 {{"this", Name()},
-                  {"strObjectPath", JsonText(path)},
-                  {"lFlags", JsonNumber(static_cast<DWORD>(flags))},
-                  {"pCtx", "null"},
-                  {"ppCallResult", JsonFlag(callResult != nullptr)}},
-                 result);
+        const HRESULT result = Noted("IWbemServices::GetObject", {{"this", Name()},
+                                                                  {"strObjectPath", JsonText(path)},
+                                                                  {"lFlags", JsonFlags(flags)},
+                                                                  {"pCtx", "null"},
+                                                                  {"ppCallResult", JsonFlag(callResult != nullptr)}});
         if (FAILED(result))
             return result;
         *object = new ClassObject;
@@ -189,17 +183,14 @@ public:
     STDMETHODIMP ExecMethod(const BSTR path, const BSTR method, long flags, IWbemContext*, IWbemClassObject* input,
                             IWbemClassObject** output, IWbemCallResult** callResult) override
     {
-        const HRESULT result = DescribedResult("IWbemServices::ExecMethod");
-        NoteCall("IWbemServices::ExecMethod",
-                 {{"this", Name()},
-                  {"strObjectPath", JsonText(path)},
-                  {"strMethodName", JsonText(method)},
-                  {"lFlags", JsonNumber(static_cast<DWORD>(flags))},
-                  {"pCtx", "null"},
-                  {"pInParams", NameOrNull(input)},
-                  {"ppOutParams", JsonFlag(output != nullptr)},
-                  {"ppCallResult", JsonFlag(callResult != nullptr)}},
-                 result);
+        const HRESULT result = Noted("IWbemServices::ExecMethod", {{"this", Name()},
+                                                                   {"strObjectPath", JsonText(path)},
+                                                                   {"strMethodName", JsonText(method)},
+                                                                   {"lFlags", JsonFlags(flags)},
+                                                                   {"pCtx", "null"},
+                                                                   {"pInParams", NameOrNull(input)},
+                                                                   {"ppOutParams", JsonFlag(output != nullptr)},
+                                                                   {"ppCallResult", JsonFlag(callResult != nullptr)}});
         if (FAILED(result))
             return result;
         SetAutoProvisioning(method);
@@ -271,20 +262,14 @@ private:
         STDMETHODIMP SetBlanket(IUnknown*, DWORD authentication, DWORD authorization, OLECHAR* principal, DWORD level,
                                 DWORD impersonation, void*, DWORD capabilities) override
         {
-            const HRESULT result = DescribedResult("CoSetProxyBlanket");
-            NoteCall("CoSetProxyBlanket",
-                     {{"pProxy", m_services.Name()},
-                      {"dwAuthnSvc", JsonNumber(authentication)},
-                      {"dwAuthzSvc", JsonNumber(authorization)},
-                      {"pServerPrincName", JsonText(principal)},
-                      {"dwAuthnLevel", JsonNumber(level)},
-                      {"dwImpLevel", JsonNumber(impersonation)},
-                      {"pAuthInfo", "null"},
-                      {"dwCapabilities", JsonNumber(capabilities)}},
-                     result);
-            if (FAILED(result))
-                return result;
-            return S_OK;
+            return Noted("CoSetProxyBlanket", {{"pProxy", m_services.Name()},
+                                               {"dwAuthnSvc", JsonNumber(authentication)},
+                                               {"dwAuthzSvc", JsonNumber(authorization)},
+                                               {"pServerPrincName", JsonText(principal)},
+                                               {"dwAuthnLevel", JsonNumber(level)},
+                                               {"dwImpLevel", JsonNumber(impersonation)},
+                                               {"pAuthInfo", "null"},
+                                               {"dwCapabilities", JsonNumber(capabilities)}});
         }
         STDMETHODIMP QueryBlanket(IUnknown*, DWORD*, DWORD*, OLECHAR**, DWORD*, DWORD*, void**, DWORD*) override
         {
@@ -307,19 +292,17 @@ public:
     STDMETHODIMP ConnectServer(const BSTR path, const BSTR user, const BSTR password, const BSTR locale, long flags,
                                const BSTR authority, IWbemContext*, IWbemServices** services) override
     {
-        const bool isThere = std::wcscmp(path, L"root\\CIMV2\\Security\\MicrosoftTpm") == 0;
-        const HRESULT described = DescribedResult("IWbemLocator::ConnectServer");
-        const HRESULT result = isThere ? described : static_cast<HRESULT>(WBEM_E_INVALID_NAMESPACE);
-        NoteCall("IWbemLocator::ConnectServer",
-                 {{"this", Name()},
-                  {"strNetworkResource", JsonText(path)},
-                  {"strUser", JsonText(user)},
-                  {"strPassword", JsonText(password)},
-                  {"strLocale", JsonText(locale)},
-                  {"lSecurityFlags", JsonNumber(static_cast<DWORD>(flags))},
-                  {"strAuthority", JsonText(authority)},
-                  {"pCtx", "null"}},
-                 result);
+        const bool isThere = std::wcscmp(path, names::kTpmNamespace) == 0;
+        const HRESULT result = Noted("IWbemLocator::ConnectServer",
+                                     {{"this", Name()},
+                                      {"strNetworkResource", JsonText(path)},
+                                      {"strUser", JsonText(user)},
+                                      {"strPassword", JsonText(password)},
+                                      {"strLocale", JsonText(locale)},
+                                      {"lSecurityFlags", JsonFlags(flags)},
+                                      {"strAuthority", JsonText(authority)},
+                                      {"pCtx", "null"}},
+                                     isThere ? S_OK : static_cast<HRESULT>(WBEM_E_INVALID_NAMESPACE));
         *services = SUCCEEDED(result) ? new Services : nullptr;
         return result;
     }

@@ -1,36 +1,20 @@
 // A smart-card resource manager that lists the readers that the registry names.
+#include "tests/e2e/standins/settings.h"
+
+#include "standin_names.h"
+
 #include <windows.h>
 
 #include <winscard.h>
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 namespace
 {
 
-constexpr wchar_t kKey[] = L"SOFTWARE\\KeloStandIns\\winscard.dll";
 constexpr SCARDCONTEXT kContext = 0x4B454C4F;
-
-LONG ManagerStatus()
-{
-    DWORD status = 0;
-    DWORD size = sizeof status;
-    RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"manager", RRF_RT_REG_DWORD, nullptr, &status, &size);
-    return static_cast<LONG>(status);
-}
-
-// Each with a zero behind it, and one more at the end; only that one when there are none.
-std::wstring Readers()
-{
-    DWORD size = 0;
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"readers", RRF_RT_REG_MULTI_SZ, nullptr, nullptr, &size) != 0)
-        return std::wstring(1, L'\0');
-    std::wstring readers(size / sizeof(wchar_t), L'\0');
-    RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"readers", RRF_RT_REG_MULTI_SZ, nullptr, readers.data(), &size);
-    readers.resize(size / sizeof(wchar_t));
-    return readers;
-}
 
 } // namespace
 
@@ -39,7 +23,7 @@ extern "C"
     __declspec(dllexport) LONG WINAPI SCardEstablishContext(DWORD, LPCVOID, LPCVOID, LPSCARDCONTEXT context)
     {
         *context = kContext;
-        return ManagerStatus();
+        return static_cast<LONG>(ReadNumber(names::kCardsLibrary, names::kManager).value_or(0));
     }
 
     __declspec(dllexport) LONG WINAPI SCardReleaseContext(SCARDCONTEXT context)
@@ -51,9 +35,10 @@ extern "C"
     {
         if (context != kContext)
             return static_cast<LONG>(SCARD_E_INVALID_HANDLE);
-        const std::wstring list = Readers();
-        if (list.front() == L'\0')
+        const std::vector<std::wstring> listed = ReadTexts(names::kCardsLibrary, names::kReaders);
+        if (listed.empty())
             return static_cast<LONG>(SCARD_E_NO_READERS_AVAILABLE);
+        const std::wstring list = MultiString(listed);
         const DWORD room = *length;
         *length = static_cast<DWORD>(list.size());
         if (readers == nullptr)

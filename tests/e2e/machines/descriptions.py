@@ -1,0 +1,80 @@
+"""What a machine description stands for: alone, together with others, on a plain machine, under Wine."""
+
+import json
+import pathlib
+
+from paths import ROOT
+
+PLAIN_WINDOWS = ROOT / "winsim" / "plain_windows_10.json"
+
+# Where Wine differs from a plain machine: what Wine has, as a description.
+WINE = {
+    "clock": {"zoneBias": 0, "daylightBias": -60},
+    "folders": {"windows": r"C:\windows", "system": r"C:\windows\system32"},
+    "environment": {"windir": r"C:\windows", "SystemRoot": r"C:\windows"},
+    "services": {"TBS": None, "SCardSvr": None, "CertPropSvc": None},
+}
+
+
+def load(path):
+    """The description in a JSON file, together with those that it is like."""
+    with open(path, encoding="utf-8") as file:
+        description = json.load(file)
+    model = description.pop("like", None)
+    return description if model is None else merged(load(pathlib.Path(path).parent / model), description)
+
+
+def merged(*descriptions):
+    """One description that says what all say together; the later ones count more. Null stays and takes away."""
+    whole = {}
+    for description in descriptions:
+        for name, value in description.items():
+            base = whole.get(name)
+            whole[name] = merged(base, value) if isinstance(base, dict) and isinstance(value, dict) else value
+    return whole
+
+
+def complete(description):
+    """The whole machine that a description, a patch on a plain Windows 10, stands for."""
+    return _patched(load(PLAIN_WINDOWS), description)
+
+
+def _patched(target, patch):
+    """A JSON merge patch."""
+    if not isinstance(patch, dict):
+        return patch
+    patched = dict(target) if isinstance(target, dict) else {}
+    for name, value in patch.items():
+        if value is None:
+            patched.pop(name, None)
+        else:
+            patched[name] = _patched(patched.get(name), value)
+    return patched
+
+
+def as_on_wine(description):
+    """The description of a machine that is like Wine wherever the given description says nothing."""
+    return merged(WINE, description)
+
+
+def without_vain_nulls(description, base=None):
+    """The description without the nulls that take nothing away from a plain machine: merging leaves them, and
+    kelo-rehearse refuses them."""
+    base = load(PLAIN_WINDOWS) if base is None else base
+    return {name: without_vain_nulls(value, base.get(name) if isinstance(base.get(name), dict) else {})
+            if isinstance(value, dict) and name != "effects" else value
+            for name, value in description.items() if value is not None or name in base}
+
+
+def settled(machine):
+    """A machine, as kelo-rehearse saves it, some time later: its services have gone through the states ahead of them."""
+    described = machine.get("services", {})
+    return {**machine, "services": {name: _settled_service(service) for name, service in described.items()}}
+
+
+def _settled_service(service):
+    if not (service or {}).get("states"):
+        return service
+    status = ("state", "controlsAccepted", "exitCode", "serviceExitCode", "checkPoint", "waitHint")
+    rest = {name: value for name, value in service.items() if name not in (*status, "states")}
+    return {**rest, **{name: value for name, value in service["states"][-1].items() if name in status}}

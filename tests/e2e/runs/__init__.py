@@ -1,0 +1,1 @@
+"""Runs of the program on described machines: the real one under Wine, and rehearsals; and the logs of both."""

@@ -1,0 +1,103 @@
+// Registers, changes, starts and deletes services, and waits for their states.
+#include "tests/e2e/tools/machine_tool/services.h"
+#include "tests/e2e/tools/machine_tool/verbs.h"
+
+#include <windows.h>
+
+#include <string>
+
+namespace
+{
+
+// A list of texts with a zero after each, from one with slashes between them. No text makes no list.
+std::wstring MultiString(std::wstring texts)
+{
+    for (wchar_t& c : texts)
+        c = c == L'/' ? L'\0' : c;
+    return texts.empty() ? texts : texts + L'\0';
+}
+
+int Describe(const UniqueServiceHandle& service, std::wstring text)
+{
+    SERVICE_DESCRIPTIONW description{text.data()};
+    return text.empty() ? 0
+                        : ExitStatus(ChangeServiceConfig2W(service.Get(), SERVICE_CONFIG_DESCRIPTION, &description));
+}
+
+constexpr DWORD kGone = 0; // the state of a service that is not there
+
+bool IsInState(const std::wstring& name, DWORD state)
+{
+    const UniqueServiceHandle service = OpenServiceFully(name);
+    if (!service)
+        return state == kGone;
+    SERVICE_STATUS status{};
+    return QueryServiceStatus(service.Get(), &status) && status.dwCurrentState == state;
+}
+
+bool AreInStates(const Words& words)
+{
+    for (std::size_t i = 2; i + 1 < words.size(); i += 2)
+    {
+        if (!IsInState(words[i], static_cast<DWORD>(std::stoul(words[i + 1]))))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+int RegisterService(const Words& words)
+{
+    const auto word = [&](std::size_t i) { return i < words.size() ? words[i] : std::wstring(); };
+    const auto number = [&](std::size_t i, DWORD usual) {
+        return word(i).empty() ? usual : static_cast<DWORD>(std::stoul(word(i)));
+    };
+    const auto orNull = [](const std::wstring& text) { return text.empty() ? nullptr : text.c_str(); };
+    const std::wstring path = word(2);
+    const std::wstring displayName = word(3);
+    const std::wstring group = word(7);
+    const std::wstring dependencies = MultiString(word(8));
+    const std::wstring account = word(9);
+    if (const UniqueServiceHandle service = OpenServiceFully(word(1)))
+    {
+        if (!ChangeServiceConfigW(service.Get(), number(4, SERVICE_NO_CHANGE), number(5, SERVICE_NO_CHANGE),
+                                  number(6, SERVICE_NO_CHANGE), orNull(path), orNull(group), nullptr,
+                                  orNull(dependencies), orNull(account), nullptr, orNull(displayName)))
+            return ExitStatus(FALSE);
+        return Describe(service, word(10));
+    }
+    const UniqueServiceHandle service{CreateServiceW(
+        ServiceManager(), word(1).c_str(), orNull(displayName), SERVICE_ALL_ACCESS,
+        number(4, SERVICE_WIN32_OWN_PROCESS), number(5, SERVICE_DEMAND_START), number(6, SERVICE_ERROR_NORMAL),
+        path.c_str(), orNull(group), nullptr, orNull(dependencies), orNull(account), nullptr)};
+    return service ? Describe(service, word(10)) : ExitStatus(FALSE);
+}
+
+int SetServicePath(const Words& words)
+{
+    return ExitStatus(ChangeServiceConfigW(OpenServiceFully(words[1]).Get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                                           SERVICE_NO_CHANGE, words[2].c_str(), nullptr, nullptr, nullptr, nullptr,
+                                           nullptr, nullptr));
+}
+
+int BeginService(const Words& words)
+{
+    const UniqueServiceHandle service = OpenServiceFully(words[1]);
+    return ExitStatus(service && StartServiceW(service.Get(), 0, nullptr));
+}
+
+int RemoveService(const Words& words)
+{
+    const UniqueServiceHandle service = OpenServiceFully(words[1]);
+    return service ? ExitStatus(DeleteService(service.Get())) : 0;
+}
+
+int AwaitStates(const Words& words)
+{
+    constexpr DWORD kIntervalMs = 50;
+    const ULONGLONG end = GetTickCount64() + std::stoul(words[1]);
+    while (!AreInStates(words) && GetTickCount64() < end)
+        Sleep(kIntervalMs);
+    return 0;
+}

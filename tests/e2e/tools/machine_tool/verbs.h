@@ -1,0 +1,37 @@
+// The verbs of machine_tool, by what they do: each takes its own name and its arguments, and returns 0 or the Windows
+// error.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+using Words = std::vector<std::wstring>;
+
+// Changes of services, and a wait for their states.
+int RegisterService(const Words& words);
+int SetServicePath(const Words& words);
+int BeginService(const Words& words);
+int RemoveService(const Words& words);
+int AwaitStates(const Words& words);
+
+// What the service manager tells.
+int ShowService(const Words& words);
+int ShowServices(const Words& words);
+
+// Changes of the registry.
+int SetValue(const Words& words);
+int SecureKey(const Words& words);
+
+// What the registry holds.
+int ShowRegistry(const Words& words);
+int ShowSecurity(const Words& words);
+
+int ShowProcesses(const Words& words);
+
+// The result of a verb whose only call may have failed.
+inline int ExitStatus(BOOL succeeded)
+{
+    return succeeded ? 0 : static_cast<int>(GetLastError());
+}

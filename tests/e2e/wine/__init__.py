@@ -1,0 +1,1 @@
+"""Wine: throw-away prefixes, and how programs run in them."""

@@ -1,0 +1,115 @@
+"""Runs Wine's commands: the environment they get, what they begin with, the time they may take."""
+
+import functools
+import os
+import shlex
+import subprocess
+import sys
+import tempfile
+import time
+
+from wine.notes import ERRORS, without_notes
+
+MOST_SECONDS = 120  # that a program may take
+MOST_ERRORS = 10000  # characters of its errors that are shown when it takes longer
+LOCALE, ZONE = "C.UTF-8", "UTC"  # unless a prefix has others
+
+# What a command begins with. What the system does not allow is left out.
+RUNNERS = [
+    # Linux puts a program's heap at random between 2 and 3 GB. In one of some thousand programs it lies where Wine needs
+    # 0x7ffe0000, and Wine ends with exit code 1 before the program begins. Without randomness the heap is out of the way.
+    ["setarch", "--addr-no-randomize"],
+    # Root may write to read-only files, which nobody may on Windows. Inside a prefix, root has no such privilege.
+    ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"],
+]
+NOT_BEGUN = "failed to map the shared user data"  # Wine's error for that
+
+# The server of a prefix ends with the test, whatever ends the test, and all programs of the prefix with the server.
+TIED = ["setpriv", "--pdeathsig", "INT", "--"]
+
+
+class Hung(AssertionError):
+    """A program did not end in time; whatever ran in its prefix was ended."""
+
+
+def environment(prefix, locale=LOCALE, zone=ZONE, debug=ERRORS):
+    """The same everywhere, and nothing of the user's."""
+    return {
+        "PATH": os.environ.get("PATH", os.defpath),
+        "HOME": "/nonexistent",
+        "LC_ALL": locale,
+        "TZ": zone,
+        "TMPDIR": str(prefix / "tmp"),  # where the server keeps its socket
+        "WINEPREFIX": str(prefix),
+        "WINEARCH": "win64",
+        "WINEDEBUG": debug,
+        "WINEDLLOVERRIDES": "winemenubuilder.exe=d;mscoree=;mshtml=",
+    }
+
+
+@functools.cache
+def runner():
+    """The words that every command begins with."""
+    def works(words):
+        return subprocess.run([*words, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
+    return [word for words in RUNNERS if works(words) for word in words]
+
+
+def run(prefix, command, timeout=MOST_SECONDS, locale=LOCALE, zone=ZONE, cwd=None, debug=ERRORS, attempts=3):
+    """Runs a command. Returns its exit code, its standard output, and its standard error. Both are files, because Wine's
+    own processes stay for a while and keep a pipe open. Errors go to the test's standard error too. Raises Hung."""
+    errors_file = prefix / "tmp" / "errors.txt"
+    with tempfile.TemporaryFile(dir=prefix / "tmp") as output, open(errors_file, "ab") as errors:
+        size_before = errors.tell()
+
+        def said():
+            return errors_file.read_bytes()[size_before:].decode(errors="replace")
+        try:
+            done = subprocess.run([*runner(), *command], env=environment(prefix, locale, zone, debug),
+                                  cwd=cwd or prefix, timeout=timeout, stdin=subprocess.DEVNULL, stdout=output,
+                                  stderr=errors, check=False)
+        except subprocess.TimeoutExpired:
+            end_processes(prefix)
+            output.seek(0)
+            raise Hung(f"{shlex.join(map(str, command))} did not end within {timeout} seconds. It wrote "
+                       f"{output.read()!r} and, as errors, {without_notes(said())[-MOST_ERRORS:]!r}") from None
+        all_said = said()
+        if errors_said := without_notes(all_said):
+            print(f"{shlex.join(map(str, command))} ended with {done.returncode}. It or Wine said: {errors_said}",
+                  file=sys.stderr)
+        if done.returncode == 1 and NOT_BEGUN in errors_said and attempts > 1:
+            return run(prefix, command, timeout, locale, zone, cwd, debug, attempts - 1)
+        output.seek(0)
+        return done.returncode, output.read(), all_said
+
+
+def start(prefix, command, locale=LOCALE, zone=ZONE, cwd=None):
+    """Starts a program without a time limit. Returns the process."""
+    return subprocess.Popen([*runner(), "wine", *command], env=environment(prefix, locale, zone), cwd=cwd or prefix,
+                            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
+def serve(prefix, *options, notes=subprocess.DEVNULL):
+    """Starts Wine's server. It stays while no program runs, and the services stay with it."""
+    return subprocess.Popen([*runner(), *TIED, "wineserver", "-f", "-p", *options], env=environment(prefix),
+                            stdin=subprocess.DEVNULL, stdout=notes, stderr=notes)
+
+
+def wait_for_server(prefix, server):
+    """A program that finds no server would start one of its own."""
+    while not any((prefix / "tmp").glob("*/server-*/socket")):
+        if server.poll() is not None:
+            raise RuntimeError(f"wineserver ended with {server.returncode}")
+        time.sleep(0.01)
+
+
+def end_processes(prefix):
+    """Ends whatever runs in a prefix."""
+    subprocess.run([*runner(), "wineserver", "-k"], env=environment(prefix), timeout=MOST_SECONDS,
+                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+
+
+def wine_version(folder):
+    """Such as "wine-8.0"."""
+    version = subprocess.run(["wine", "--version"], env=environment(folder), capture_output=True, text=True, check=True)
+    return version.stdout.split()[0]

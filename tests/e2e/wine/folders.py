@@ -1,0 +1,155 @@
+"""The folders of prefixes: each is a copy of one template, locked while it is used, and removed afterwards."""
+
+import collections
+import contextlib
+import fcntl
+import os
+import pathlib
+import shutil
+import tempfile
+import zlib
+
+from paths import ROOT
+from wine import commands, notes
+from wine.interruption import interruption
+
+BASE = ROOT / "build" / "wine"
+
+# Files of this size and more in a new prefix are Wine's own images and tables. Nothing writes to them, so all copies
+# share them.
+SHARED_FILE_SIZE = 64 * 1024
+
+PROCESSORS = os.sched_getaffinity(0)
+
+# Services and drivers of Wine that no test needs, and that would start with every prefix.
+NOT_NEEDED = ["Eventlog", "MountMgr", "NDIS", "nsiproxy", "PlugPlay"]
+ON_DEMAND = 3
+
+# The settings of every prefix, as a .reg file. A service may take as long to answer as on Windows: Wine's service manager
+# would wait ten seconds, too few on a busy machine (1053). It takes this number as a text only.
+SETTINGS = r"""Windows Registry Editor Version 5.00
+
+[HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control]
+"ServicesPipeTimeout"="30000"
+""" + notes.setting(notes.EXIT) + "".join(f"""
+[HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Services\\{name}]
+"Start"=dword:{ON_DEMAND:08x}
+""" for name in NOT_NEEDED)
+
+
+class Folder:
+    """A prefix's folder."""
+
+    path = None
+    _lock = None
+
+    def make(self):
+        """From now on the current process runs on the folder's processor."""
+        BASE.mkdir(parents=True, exist_ok=True)
+        with _locked(BASE / "lock"):
+            template = _template()
+            _remove_abandoned()
+            with interruption.postponed():
+                processor = _least_used_processor()
+                self.path = pathlib.Path(tempfile.mkdtemp(prefix=f"prefix-{processor}-", dir=BASE))
+                self._lock = _lock(self.path)
+        # Programs and Wine's server take turns: that costs the least on the same processor.
+        os.sched_setaffinity(0, {processor})
+        shutil.copytree(template, self.path, symlinks=True, dirs_exist_ok=True, copy_function=_copy_or_share)
+        (self.path / "tmp").mkdir()
+
+    def remove(self):
+        """Removes it, if it was made."""
+        if self._lock is not None:
+            _remove(self.path)
+            os.close(self._lock)
+            self._lock = None
+
+
+def wine_version():
+    """Such as "wine-8.0"."""
+    return commands.wine_version(BASE)
+
+
+def _template():
+    """The template for the installed Wine and the settings, made when it is not there yet."""
+    template = BASE / f"template-{wine_version()}-{zlib.crc32(SETTINGS.encode()):08x}"
+    if template.exists():
+        return template
+    new = BASE / "new-template"
+    _remove(new)
+    (new / "tmp").mkdir(parents=True)
+    try:
+        (new / "settings.reg").write_text(SETTINGS, encoding="utf-16")
+        # The program that starts the server makes folders that Wine's set-up needs: no server runs before it.
+        for command in (["wine", "wineboot", "-i"], ["wine", "regedit", "/S", "settings.reg"], ["wineserver", "-w"]):
+            status, _, _ = commands.run(new, command, timeout=300)
+            if status != 0:
+                raise RuntimeError(f"{' '.join(command)} ended with {status}")
+    except BaseException:
+        with interruption.postponed():
+            _remove(new)
+        raise
+    for old in BASE.glob("template-*"):
+        _remove(old)
+    shutil.rmtree(new / "tmp")
+    (new / "settings.reg").unlink()
+    (new / "wineserver").unlink(missing_ok=True)  # says where the server's socket was
+    return new.rename(template)
+
+
+def _least_used_processor():
+    """The processor that the fewest prefixes run on: their names tell theirs."""
+    used = collections.Counter(folder.name.split("-")[1] for folder in BASE.glob("prefix-*"))
+    return min(PROCESSORS, key=lambda processor: used[str(processor)])
+
+
+def _copy_or_share(source, target):
+    if os.path.getsize(source) >= SHARED_FILE_SIZE and not source.endswith(".reg"):
+        with contextlib.suppress(OSError):
+            return os.link(source, target)
+    return shutil.copy2(source, target)
+
+
+def _remove(prefix):
+    """Ends what runs in a prefix and removes it."""
+    if not prefix.exists():
+        return
+    (prefix / "tmp").mkdir(exist_ok=True)
+    commands.end_processes(prefix)
+    shutil.rmtree(prefix, ignore_errors=True)
+    if prefix.exists():  # a process that was just ended may have dropped a file
+        shutil.rmtree(prefix)
+
+
+def _remove_abandoned():
+    """Removes the prefixes of tests that were killed: nobody holds those locked."""
+    for prefix in BASE.glob("prefix-*"):
+        try:
+            lock = _lock(prefix, fcntl.LOCK_NB)
+        except OSError:
+            continue
+        with interruption.postponed():
+            _remove(prefix)
+            os.close(lock)
+
+
+def _lock(path, flags=0):
+    """A descriptor that holds a file or a folder locked until it is closed."""
+    descriptor = os.open(path, os.O_RDONLY)
+    try:
+        fcntl.flock(descriptor, fcntl.LOCK_EX | flags)
+    except OSError:
+        os.close(descriptor)
+        raise
+    return descriptor
+
+
+@contextlib.contextmanager
+def _locked(path):
+    path.touch()
+    descriptor = _lock(path)
+    try:
+        yield
+    finally:
+        os.close(descriptor)
