@@ -1,6 +1,6 @@
-# The libraries that hold the program's texts: one for each table in resources/strings, named after it.
+# The libraries with the program's texts: one for each table in resources/strings, named after it.
 
-# A library of resources alone: no code, no entry point, no imports.
+# A library of resources only: no code, no entry point, no imports.
 function(kelo_resource_library name)
     add_library(${name} MODULE ${ARGN})
     target_link_options(${name} PRIVATE -nostdlib -s -Wl,--entry=0 -Wl,--dynamicbase -Wl,--nxcompat

@@ -1,4 +1,4 @@
-# The sample installer package: the authoring in packaging/ with the product and the stand-ins of this build.
+# The sample installer package: the authoring in packaging/, with the product and the stand-ins of this build.
 
 set(SAMPLE_PACKAGE ${CMAKE_BINARY_DIR}/kelo_toolkit_sample.msi)
 set(PACKAGING_FOLDER ${PROJECT_SOURCE_DIR}/packaging)

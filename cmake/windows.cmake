@@ -1,11 +1,11 @@
-# The two images of the program for Windows, built from the same objects; one more says which of the two an image is.
+# The two images of the program for Windows, built from the same objects; one more object says which of the two it is.
 
-# What the images alone have: how they come by their libraries.
+# Only the images have these: they load libraries at their first call.
 set(KELO_IMAGE_SOURCES image/delayed_call.cpp image/library_by_name.cpp image/program_calls.cpp)
 add_library(kelo_objects OBJECT ${KELO_SOURCES} ${KELO_IMAGE_SOURCES})
 target_include_directories(kelo_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
-# Compiled once. The host's build of the same sources does without, and finds an include that is missing. Standard headers of
-# C++ would have <stdio.h> replace Windows' printf; first of all, it does not.
+# The host's build of the same sources does without precompiled headers and so notices a missing include. <stdio.h> comes
+# first: after a header of C++ it would replace Windows' printf.
 target_precompile_headers(kelo_objects PRIVATE <stdio.h> <windows.h> <shlobj.h> <optional> <string> <vector>)
 # The C runtime is Windows' own msvcrt.dll, with its own printf.
 # 5.2 is the oldest 64-bit Windows: the headers declare what it has.
@@ -15,26 +15,25 @@ target_compile_options(kelo_objects PRIVATE ${KELO_WARNINGS} -Os -ffunction-sect
 
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
-# Has Windows take what an image imports from the system folder, where it heeds that.
+# Makes Windows take an image's imports from the system folder; older versions ignore it.
 function(kelo_load_configuration target)
     set(script ${PROJECT_SOURCE_DIR}/image/set_load_configuration.py)
     target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/image/load_configuration.cpp)
-    # Nothing refers to it.
+    # No object refers to it, so the linker would leave it out.
     target_link_options(${target} PRIVATE -Wl,--undefined=_load_config_used)
     add_custom_command(TARGET ${target} POST_BUILD COMMAND Python3::Interpreter ${script} $<TARGET_FILE:${target}> VERBATIM)
     set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
 endfunction()
 
-# What the images have in place of parts of the toolchain's C++ runtime.
+# Replaces parts of the toolchain's C++ runtime in the images.
 add_library(kelo_runtime OBJECT image/runtime/exceptions.cpp image/runtime/threads.cpp)
 target_compile_options(kelo_runtime PRIVATE ${KELO_WARNINGS} -Os -ffunction-sections -fdata-sections
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
-# The images and the libraries of their texts: what is shipped.
+# All that is shipped: the images and the libraries of their texts.
 add_custom_target(kelo_images)
 
-# Writes the version information of an image to TARGET.rc in the folder of the build, and a line for its manifest if it has
-# one.
+# Writes the version information of an image to TARGET.rc in the build's folder, with a line for its manifest if it has one.
 function(kelo_version_resource target file description type manifest)
     cmake_path(GET file STEM LAST_ONLY name)
     set(KELO_IMAGE_NAME ${name})
@@ -45,8 +44,8 @@ function(kelo_version_resource target file description type manifest)
     configure_file(${PROJECT_SOURCE_DIR}/resources/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
 endfunction()
 
-# An image of the program: linked statically but for Windows' own libraries, at a random address with room to
-# vary (ASLR), without executable data (NX), and the same bytes for the same sources.
+# An image of the program: linked statically except for Windows' own libraries, at a random 64-bit address (ASLR), without
+# executable data (NX), and the same bytes for the same sources.
 function(kelo_image target name description type)
     set(manifest "")
     if(type STREQUAL "VFT_APP")
@@ -58,7 +57,7 @@ function(kelo_image target name description type)
     target_link_libraries(${target} PRIVATE kelo_objects kelo_runtime ${KELO_WINDOWS_LIBRARIES})
     target_link_options(${target} PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
         -Wl,--high-entropy-va -Wl,--no-insert-timestamp
-        # The runtime's handler of unhandled exceptions prints their names, and brings a demangler for that.
+        # The runtime's handler of unhandled exceptions prints their names, for which it needs a whole demangler.
         -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
     set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name} PREFIX "" RUNTIME_OUTPUT_DIRECTORY
         ${CMAKE_BINARY_DIR})
@@ -66,7 +65,7 @@ function(kelo_image target name description type)
     add_dependencies(kelo_images ${target})
 endfunction()
 
-# Libraries that every Windows knows by heart, and never looks for in the program's folder, and names of interfaces.
+# Libraries that every Windows takes from the system folder, never from the program's; and names of interfaces.
 set(KELO_WINDOWS_LIBRARIES shell32 advapi32 wbemuuid)
 
 add_executable(kelo_exe WIN32 ${KELO_PROGRAM_SOURCE})

@@ -1,4 +1,4 @@
-# What the benchmarks run on Windows, here under Wine. Built when asked for: bench_programs.
+# The programs for Windows that the benchmarks run, here under Wine. Built on request: bench_programs.
 
 add_custom_target(bench_programs DEPENDS kelo_images)
 
@@ -16,7 +16,7 @@ bench_program(empty_program WIN32 bench/windows/empty_program.cpp)
 bench_program(folder_program WIN32 bench/windows/folder_program.cpp)
 bench_program(exception_program WIN32 bench/windows/exception_program.cpp)
 
-# What a log line costs on Windows' own files.
+# The cost of a log line on Windows' own files.
 bench_program(log_lines ${KELO_PROGRAM_SOURCE} bench/windows/write_log_bench.cpp)
 target_link_libraries(log_lines PRIVATE kelo_objects ${KELO_WINDOWS_LIBRARIES})
 target_include_directories(log_lines PRIVATE ${PROJECT_SOURCE_DIR})

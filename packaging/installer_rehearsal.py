@@ -1,5 +1,5 @@
-"""What the Windows Installer does with a package on a described machine: the actions that run, in their order, with
-their command lines; each run of the installer program is rehearsed on what the one before it left."""
+"""Rehearses the Windows Installer on a described machine: the actions of a package that run, in their order, with their
+command lines. Each run of the installer program is rehearsed on the machine that the run before it left."""
 
 import copy
 import dataclasses
@@ -17,7 +17,7 @@ CHOICES_KEY = r"HKLM\SOFTWARE\Kelo Systems Corp\Common\Choices"
 REASON_KEY = r"HKLM\SOFTWARE\Kelo Systems Corp.\Installer"
 ERROR_FILE_NOT_FOUND = 2
 LOGON_TASK = ("registry", r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Run", "values", "ChangeTPMAuth")
-# The properties that are remembered, and those that hold the package's own choice.
+# The properties that are remembered, and the properties with the package's own choice.
 CHOICES = {"TSS_VENDOR": "KeloTssVendor", "TPM_VSC": "", "TPM_WIN8": "", "ProductType": ""}
 LONGEST_VALUE = 4095  # of a property, in characters, that KeloPackage.dll takes
 AREAS_OF_FILES = ("files", "libraries", "programs")
@@ -27,11 +27,11 @@ DONE, FAILED, RESTART_NEEDED = 0, 1603, 3010
 KIND_OF_ACTION = 0x3F
 CONTINUES = 0x40
 
-# What the installer sets before the first action, by what is asked of it.
+# The properties that the installer sets before the first action, by what it is to do.
 MODES = {"install": {}, "repair": {"Installed": "00:00:00", "REINSTALL": "ALL"},
          "remove": {"Installed": "00:00:00", "REMOVE": "ALL"}}
 WINDOWS_OWN = {"UILevel": "2", "Privileged": "1", "ALLUSERS": "1"}
-NEWEST_VERSION = 603  # that the installer tells a package of
+NEWEST_VERSION = 603  # of Windows that the installer tells a package
 
 STANDARD_FOLDERS = {"TARGETDIR": "C:\\", "ProgramFiles64Folder": "C:\\Program Files\\",
                     "ProgramFilesFolder": "C:\\Program Files (x86)\\", "CommonAppDataFolder": "C:\\ProgramData\\",
@@ -44,30 +44,30 @@ STOP_AT_INSTALLATION, STOP_AT_REMOVAL = 2, 32
 
 
 class RehearsalError(Exception):
-    """Something that cannot be rehearsed; the text says what."""
+    """A package or a machine that cannot be rehearsed; the text says why."""
 
 
 @dataclasses.dataclass
 class Step:
-    """An action that ran: in which part of the whole, and what came of it."""
+    """An action that ran, and its result."""
 
     part: str  # "sequence", "script", "rollback" or "commit"
     action: str
     text: str = ""
     log: list = dataclasses.field(default_factory=list)
     changes: list = dataclasses.field(default_factory=list)
-    exit_code: int = None  # of the installer program; None when it was none
+    exit_code: int = None  # of the installer program; None for any other action
 
 
 @dataclasses.dataclass
 class Outcome:
-    """What came of the whole."""
+    """The result of one run of the installer."""
 
-    status: int  # what msiexec ends with
+    status: int  # the exit code of msiexec
     steps: list
-    machine: dict  # as it is afterwards
-    order: list  # of the package's actions: one of the script begins when it is written there, and when it runs
-    told: list  # the reasons of failures that the installer's log and window show
+    machine: dict  # afterwards
+    order: list  # of the package's actions; those of the script are there twice: when they are written, and when they run
+    told: list  # reasons of failures, as the installer's log and window show them
     rolled_back: list  # the package's actions that ran in the rollback, in their order
     reason: str = ""  # of a refusal
 
@@ -90,7 +90,7 @@ class Package:
                       row for row in self.table("File")}
 
     def table(self, name):
-        """The rows of a table, each by its columns; none when there is no such table."""
+        """The rows of a table, each by its columns; empty without such a table."""
         with tempfile.TemporaryDirectory() as folder:  # where the streams of a table are written, if it has any
             done = subprocess.run(["msiinfo", "export", self.path, name], cwd=folder, capture_output=True, text=True,
                                   check=False)
@@ -116,16 +116,17 @@ class Rehearsal:
     """One run of the installer."""
 
     def __init__(self, package, kelo_rehearse, machine, mode, given=(), failing=(), installed=None):
-        """The machine is a whole description, `given` the properties of the command line, `failing` the names of
-        actions of the script that fail, whatever they do, `installed` the package of another version of the product
-        that is on the machine."""
+        """The machine is a whole description. `given` are the properties of the command line, `failing` the names of
+        actions of the script that are made to fail, `installed` is the package of another version of the product that
+        the machine has."""
         self.package, self._tool, self._failing = package, kelo_rehearse, set(failing)
         self.machine = copy.deepcopy(machine)
         self._described = {area: dict(machine.get(area) or {}) for area in AREAS_OF_FILES}
         self.mode = mode
         self._installed, self._replaced = installed, None
         version = _version_of_windows(machine)
-        self.properties = {**WINDOWS_OWN, "VersionNT": version, "VersionNT64": version, **package.properties, **package.folders, **MODES[mode], **dict(given)}
+        self.properties = {**WINDOWS_OWN, "VersionNT": version, "VersionNT64": version, **package.properties,
+                           **package.folders, **MODES[mode], **dict(given)}
         if self.properties.get("DISABLEROLLBACK"):
             self.properties["RollbackDisabled"] = "1"
         self._actions = {row["Action"]: row for row in package.table("CustomAction")}
@@ -160,15 +161,15 @@ class Rehearsal:
     def _outcome(self, status, reason=""):
         return Outcome(status, self._steps, self.machine, self._order, self._told, self._rolled_back, reason)
 
-    # --- The sequence: what the installer does itself, and what it writes into its script -----------------------------
+    # --- The sequence: actions that the installer runs at once, or writes into its script -----------------------------
 
     def _refusal(self):
-        """The text of the first launch condition that does not hold; none when all do."""
+        """The message of the first launch condition that does not hold; empty when all hold."""
         return next((row["Description"] for row in self.package.table("LaunchCondition")
                      if not msi_condition.holds(row["Condition"], self.properties)), "")
 
     def _find_related_product(self):
-        """Sets the properties of the Upgrade table that name the installed product, and notes that it is to go."""
+        """Sets the properties of the Upgrade table for the installed product, and remembers to remove it."""
         for row in self.package.table("Upgrade") if self._installed and self.mode == "install" else ():
             if row["UpgradeCode"] == self._installed.properties["UpgradeCode"] and _is_in_range(
                     self._installed.properties["ProductVersion"], row):
@@ -179,7 +180,7 @@ class Rehearsal:
                     self._replaced = self._installed
 
     def _begin(self, action):
-        """Whether the installer goes on."""
+        """Begins an action. Returns whether the installer continues."""
         kind = int(action["Type"])
         name = action["Action"]
         self._order.append(name)
@@ -201,7 +202,7 @@ class Rehearsal:
         return "****" if name in self.package.hidden else self.properties[name]
 
     def _find_choices(self, action):
-        """What KeloPackage.dll does: whether it finds the choices."""
+        """Does what FindChoices of KeloPackage.dll does. Returns whether it succeeds."""
         registry = self.machine.get("registry", {})
         key = registry.get(_same_name(registry, CHOICES_KEY)) or {}
         values = {name.lower(): value for name, value in key.get("values", {}).items()}
@@ -221,7 +222,7 @@ class Rehearsal:
         return True
 
     def _command(self, action, kind):
-        """What an action of the script does, as an object with `run`."""
+        """The object that runs an action of the script."""
         data = self.properties.get(action["Action"], "")
         moment = "rollback" if kind & ROLLBACK else "commit" if kind & COMMIT else "script"
         ignored = bool(kind & CONTINUES)
@@ -245,7 +246,7 @@ class Rehearsal:
     # --- The script ----------------------------------------------------------------------------------------------------
 
     def _run_script(self):
-        """Whether everything went well; what failed is rolled back."""
+        """Runs the script, and rolls it back when an action fails. Returns whether it succeeded."""
         is_kept = bool(self.properties.get("RollbackDisabled"))
         for place, (name, command) in enumerate(self._script):
             if command.moment == "script" and not (self._run(command, "script", name) and name not in self._failing):
@@ -273,7 +274,7 @@ class Rehearsal:
                 command.take_back(self, name)
 
     def rehearse(self, part, name, text, *arguments, description=None):
-        """Rehearses a run of the program, or of its export, and notes it. Returns the exit code."""
+        """Rehearses a run of the program, or a call of its export, and notes it. Returns the exit code."""
         with tempfile.TemporaryDirectory() as folder:
             before, after = pathlib.Path(folder, "before.json"), pathlib.Path(folder, "after.json")
             before.write_text(json.dumps(description or self.machine), encoding="utf-8")
@@ -289,7 +290,8 @@ class Rehearsal:
         return report["exitCode"]
 
     def remove_other(self, package):
-        """Removes another product within this run. Returns its rehearsal, by which the removal can be taken back."""
+        """Removes another product within this run. Returns its rehearsal, which can take the removal back, and whether it
+        succeeded."""
         given = {"UPGRADINGPRODUCTCODE": self.package.properties["ProductCode"], "UILevel": "2"}
         removal = Rehearsal(package, self._tool, self.machine, "remove", given)
         outcome = removal.run()
@@ -297,18 +299,18 @@ class Rehearsal:
         return removal, outcome.status != FAILED
 
     def take_over(self, other):
-        """The machine and the steps of another rehearsal."""
+        """Continues with the machine and the steps of another rehearsal."""
         self.machine = other.machine
         self._steps += [step for step in other._steps if step.part != "sequence"]
         other._steps.clear()
 
     def put_back(self, machine):
-        """Rolls back the whole of a run that has succeeded, on the machine as it has become."""
+        """Rolls back a whole successful run, on the machine as it is by now."""
         self.machine = machine
         self._roll_back(len(self._script) - 1)
 
     def reason(self):
-        """What the program has left for the installer to show; nothing when it has not."""
+        """The reason of a failure that the program has left for the installer; empty when there is none."""
         registry = self.machine.get("registry", {})
         key = registry.get(_same_name(registry, REASON_KEY)) or {}
         return str(key.get("values", {}).get("", ""))
@@ -322,8 +324,7 @@ class Rehearsal:
         self.note(part, action, f"The installer is told: {text}")
 
     def described(self, path):
-        """What the machine was described to have under a path: its programs and libraries do the same when they are
-        installed again."""
+        """The described entries for a path, by area: installed again, a program or a library does the same as before."""
         found = {area: (entries, _same_name(entries, path)) for area, entries in self._described.items()}
         return {area: copy.deepcopy(entries[name]) for area, (entries, name) in found.items() if name is not None}
 
@@ -334,21 +335,21 @@ class Rehearsal:
 
 @dataclasses.dataclass
 class _CustomAction:
-    """What an action of the package does when the installer comes to it in its script."""
+    """An action of the package in the installer's script."""
 
     moment: str  # "script", "rollback" or "commit"
-    ignored: bool  # whether the installer goes on after a failure
+    ignored: bool  # whether the installer continues after a failure
 
     def take_back(self, rehearsal, name):
-        """The installer takes nothing back that such an action did: rollback actions are for that."""
+        """Does nothing: rollback actions take back what such an action did."""
 
 
 @dataclasses.dataclass
 class _ProgramRun(_CustomAction):
     command_line: str
     is_setup: bool = False
-    takes_back: bool = False  # whether the library takes back a run that fails
-    tells: bool = False  # whether the library tells the reason of a failure
+    takes_back: bool = False  # whether the library takes back a failed run
+    tells: bool = False  # whether the library reports the reason of a failure
 
     def run(self, rehearsal, part, name):
         if self.is_setup:
@@ -394,7 +395,7 @@ class _ExportCall(_CustomAction):
 
 
 class _RemovalOfOlder:
-    """The removal of the version that is replaced, within the transaction of the newer one."""
+    """The removal of the replaced version within the transaction of the newer one."""
 
     moment, ignored = "script", False
 
@@ -426,7 +427,7 @@ class _Unknown(_CustomAction):
 
 
 class _StandardAction:
-    """An action of the installer's own, which changes the machine and can take that back."""
+    """One of the installer's own actions, which changes the machine and can undo its changes."""
 
     moment, ignored = "script", False
 
@@ -448,11 +449,11 @@ class _StandardAction:
 
 
 def _put(machine, keys, value):
-    """Puts a value, or none, into the entry that the keys lead to. Returns what was there."""
+    """Gives the entry that the keys lead to a value; None removes the entry. Returns the value before."""
     *path, last = keys
     for key in path:
         name = _same_name(machine, key) or key
-        if machine.get(name) is None:  # a description's null says that there is nothing
+        if machine.get(name) is None:  # null in a description: there is nothing
             machine[name] = {}
         machine = machine[name]
     name = _same_name(machine, last)
@@ -462,8 +463,8 @@ def _put(machine, keys, value):
     return before
 
 
-# Each of these yields the changes of one of the installer's own actions: the keys that lead to an entry of the machine,
-# and what is there then.
+# Each of these yields the changes of one of the installer's own actions: the keys that lead to an entry of the machine, and
+# its new value.
 
 
 def _stop_services(rehearsal):
@@ -522,7 +523,7 @@ def _version_of_windows(machine):
 
 
 def _is_in_range(version, row):
-    """Whether a version is one that a row of the Upgrade table means; the installer compares three numbers."""
+    """Whether a row of the Upgrade table covers a version; the installer compares three numbers."""
     def numbers(text):
         return [*map(int, text.split("."))][:3]
     attributes = int(row["Attributes"])
@@ -533,12 +534,12 @@ def _is_in_range(version, row):
 
 
 def _same_name(entries, name):
-    """The entry's own spelling of a name, None when there is none."""
+    """The spelling that entries have for a name; None when it is not among them."""
     return next((entry for entry in entries if entry.lower() == name.lower()), None)
 
 
 def _settled(machine):
-    """The machine's services after they have gone through what awaited them: an action of the installer's takes time."""
+    """The machine's services after they have gone through the states ahead of them: the installer's actions take time."""
     services = machine.setdefault("services", {})
     for service in filter(None, services.values()):
         states = service.pop("states", None)

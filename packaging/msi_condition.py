@@ -1,11 +1,11 @@
-"""Conditions of the Windows Installer: whether one holds for given properties."""
+"""Evaluates conditions of the Windows Installer for given properties."""
 
 import operator
 import re
 
 TOKEN = re.compile(r'\s*(?:("[^"]*")|(~?(?:<>|><|<<|>>|<=|>=|=|<|>))|([()])|(-?\d+)(?![\w.])|([%$?&!]?[A-Za-z_][\w.]*))')
 
-# From the loosest to the tightest. NOT binds tighter than all of them.
+# From the loosest to the tightest; NOT binds tighter than all of them.
 OPERATORS = [
     ("IMP", lambda left, right: not left or right),
     ("EQV", lambda left, right: left == right),
@@ -21,11 +21,11 @@ INTEGER = re.compile(r"-?\d+")
 
 
 class ConditionError(ValueError):
-    """A condition that is none."""
+    """A text that is no condition."""
 
 
 def holds(condition, properties):
-    """Whether a condition holds; none always does. A property that is not there is empty."""
+    """Whether a condition holds. An empty one always does, and a missing property is empty."""
     return not condition.strip() or _Parser(condition, properties).parse()
 
 
@@ -60,7 +60,7 @@ class _Parser:
         result = self._expression(level + 1)
         while self._peek() == word:
             self._tokens.pop(0)
-            right = self._expression(level + 1)  # not short of it: every token is read
+            right = self._expression(level + 1)  # always, so that every token is read
             result = function(result, right)
         return result
 

@@ -1,10 +1,10 @@
-"""Reads WiX sources as their compiler sees them: included files in place, variables replaced, namespaces left out."""
+"""Reads WiX sources as their compiler sees them, with included files and without variables and namespaces."""
 
 import pathlib
 import re
 import xml.etree.ElementTree as ET
 
-# What an action is, and the bits of its type (CustomAction table).
+# The kinds of actions, and the bits of their types (CustomAction table).
 LIBRARY_FUNCTION, INSTALLED_PROGRAM, SET_PROPERTY = 0x1, 0x12, 0x33
 GO_ON_AFTER_FAILURE, ROLLBACK, COMMIT, IN_SCRIPT, NO_IMPERSONATION, HIDE_TARGET = (
     0x40, 0x100, 0x200, 0x400, 0x800, 0x2000)

@@ -1,9 +1,9 @@
-# Configuring and building, quietly: one line when there is work, a line now and then while it goes on, and the whole
-# output when it fails.
+# Configures and builds quietly: one line when there is work, a line now and then meanwhile, and the whole output after a
+# failure.
 
 readonly seconds_between_lines=20
 
-# Passes a build's output on to the log file, and tells on standard error that and how it goes.
+# Copies a build's output to the log file, and reports progress on standard error.
 show_progress()
 {
     local title=$1 log=$2 line next=0
@@ -21,7 +21,7 @@ show_progress()
     done
 }
 
-# Runs a command whose output only matters when it fails.
+# Runs a command and shows its output only when it fails.
 run_quietly()
 {
     local log=$1
@@ -29,7 +29,7 @@ run_quietly()
     "$@" >"$log" 2>&1 || { cat "$log" >&2 && return 1; }
 }
 
-# build PRESET TITLE [TARGET...]: brings the targets (everything, when none is named) up to date. One build at a time.
+# build PRESET TITLE [TARGET...]: brings the targets, or everything when none is named, up to date. One build at a time.
 build()
 {
     local preset=$1 title=$2

@@ -1,8 +1,8 @@
-# The Debian packages that the two commands need, and how they get onto the machine.
+# The Debian packages that the two commands need, and their installation.
 
-# What needs it, the package, and a command or file (or a pattern of files) that shows it is there.
+# The group that needs it, the package, and a command or file (or a pattern of files) that proves it is installed.
 packages=(
-    "native   cmake                        cmake"                            # sets up both builds
+    "native   cmake                        cmake"                            # configures both builds
     "native   ninja-build                  ninja"                            # runs them
     "native   g++                          g++"                              # compiles for this machine
     "native   nlohmann-json3-dev           /usr/include/nlohmann/json.hpp"   # machine descriptions
@@ -19,9 +19,9 @@ packages=(
     "windows  wixl                         wixl"                             # makes installer packages
     "windows  msitools                     msibuild"                         # completes and inspects them
     "package  msitools                     msiinfo"                          # reads a package that is rehearsed
-    "explain  chromium                     chromium"                         # shows the page of a log
-    "explain  chromium-driver              chromedriver"                     # lets tests use it
-    "explain  python3-selenium             /usr/lib/python3/dist-packages/selenium" # and is used by them
+    "explain  chromium                     chromium"                         # shows a log's page
+    "explain  chromium-driver              chromedriver"                     # drives it
+    "explain  python3-selenium             /usr/lib/python3/dist-packages/selenium" # lets the tests drive it
     "fuzz     clang                        clang++"                          # compiles the fuzzers
     "fuzz     libclang-rt-dev              /usr/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" # libFuzzer
     "mutants  python3-clang                /usr/lib/python3/dist-packages/clang/cindex.py" # the syntax tree of src/
@@ -32,7 +32,7 @@ packages=(
     "style    clang-tidy                   clang-tidy"                       # likely mistakes
 )
 
-# Names each package of the given groups that is not there.
+# Names each package of the given groups that is missing.
 missing_packages()
 {
     local entry group package proof
@@ -52,7 +52,7 @@ apt_get()
         { cat "$apt_log" >&2 && return 1; }
 }
 
-# Whether this user may install: as root, or with a sudo that works (one that has to ask needs a terminal).
+# Whether this user may install: as root, or with a working sudo, which needs a terminal if it asks for a password.
 may_install()
 {
     command -v apt-get >/dev/null || return 1
@@ -60,7 +60,7 @@ may_install()
     command -v sudo >/dev/null && { [[ -t 2 ]] || sudo -n true 2>/dev/null; }
 }
 
-# Installs what is missing of the given groups, or says in one line what to install and fails.
+# Installs the missing packages of the given groups. If it may not, it says in one line what to install, and fails.
 install_packages()
 {
     local missing

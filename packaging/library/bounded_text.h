@@ -1,4 +1,4 @@
-// Text with a bound: UTF-16 in a buffer of fixed size that always has its end.
+// Text of bounded length: UTF-16 in a buffer of fixed size, always terminated.
 #pragma once
 
 #include <cwchar>
@@ -13,7 +13,7 @@ public:
     bool IsEmpty() const { return m_text[0] == L'\0'; }
     void Clear() { m_text[0] = L'\0'; }
 
-    // Whether the text fitted; the part that does is kept.
+    // Returns whether the text fits; the part that fits is kept.
     bool Append(const wchar_t* text)
     {
         const std::size_t length = std::wcslen(m_text);

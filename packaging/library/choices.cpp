@@ -1,4 +1,4 @@
-// FindChoices: the choices that count in this run, from the command line, from the earlier run or from the package.
+// FindChoices: the choices for this run, from the command line, from an earlier run or from the package.
 #include "session.h"
 
 #include <windows.h>
@@ -9,12 +9,12 @@ namespace
 // Only administrators may write there. The package writes the choices of each run there, under the properties' names.
 constexpr wchar_t kChoicesKey[] = L"SOFTWARE\\Kelo Systems Corp\\Common\\Choices";
 
-// A property with small letters in its name is the package's: no command line sets it.
+// No command line sets a property with lower-case letters in its name.
 struct Choice
 {
     const wchar_t* property;
     bool isOnCommandLine;
-    const wchar_t* valueOfPackage; // the property that holds what counts last; none for some
+    const wchar_t* valueOfPackage; // the property with the last choice; some have none
 };
 
 constexpr Choice kChoices[] = {
@@ -32,8 +32,8 @@ void ReadRemembered(const wchar_t* name, PropertyText& value)
         value.Clear();
 }
 
-// Whether nothing of the command line counts: what a removal takes back is what was set up, and a user without
-// administrator's rights, who may have a product repaired, has no say in how.
+// Whether the command line is ignored: a removal takes back what was set up, and a user without administrator's rights
+// may repair a product, but not choose how.
 bool IsCommandLineRefused(MSIHANDLE session)
 {
     return HasProperty(session, L"REMOVE") ||
@@ -42,9 +42,9 @@ bool IsCommandLineRefused(MSIHANDLE session)
 
 } // namespace
 
-// An immediate action of the execute sequence, which runs where users have no hand in it. Sets each choice's property:
-// to the command line's value if that counts, else to the remembered one, else to the package's. The password of a
-// command line that does not count is cleared. KELO_FORGET_CHOICES, with any value, leaves what is remembered out.
+// An immediate action of the execute sequence, which runs out of users' reach. Sets each choice's property to the
+// command line's value, unless the command line is ignored; else to the remembered one; else to the package's. Clears
+// the password of an ignored command line. KELO_FORGET_CHOICES, with any value, leaves the remembered choices out.
 // Returns ERROR_SUCCESS, or ERROR_INSTALL_FAILURE when a value is too long.
 extern "C" __declspec(dllexport) UINT WINAPI FindChoices(MSIHANDLE session)
 {

@@ -13,8 +13,8 @@ namespace
 
 constexpr wchar_t kLogFile[] = L"\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt";
 
-// Whether it is a file as the program makes it: neither a link nor one of several names of a file, by which a user
-// could have this library, with more rights, read another file out.
+// Whether it is a file as the program makes it: neither a link nor one of several names of a file. Through those a user
+// could make this library, which has more rights, show another file.
 bool IsPlainFile(HANDLE file, LONGLONG& size)
 {
     BY_HANDLE_FILE_INFORMATION found{};
@@ -45,7 +45,7 @@ LogTail::LogTail()
         m_path.Clear();
 }
 
-// Reads on behind what is in the buffer. Returns false when there is nothing more.
+// Reads the next part of the log into the buffer. Returns false at the log's end.
 bool LogTail::Fill()
 {
     const OwnedHandle file(OpenLog(m_path.Get()));
@@ -68,7 +68,7 @@ bool LogTail::Fill()
     return read != 0;
 }
 
-// The next line of the thread in the buffer; null when no whole one is left.
+// The next line of the thread in the buffer; null when no whole line is left.
 const wchar_t* LogTail::NextLine(DWORD threadId)
 {
     while (const void* newline = std::memchr(m_buffer + m_begin, '\n', m_end - m_begin))

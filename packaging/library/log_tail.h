@@ -11,8 +11,8 @@ public:
     // Begins at the log's present end.
     LogTail();
 
-    // Calls `take` with each whole line that the thread has added since the last call: UTF-16, without its end. The
-    // program writes the log with one thread, whose number stands in each line. Nothing is read through a link.
+    // Calls `take` with each whole line that the thread has added since the last call: UTF-16, without its line end.
+    // The program writes the log in one thread, and each line has the thread's number. Nothing is read through a link.
     template <typename Take>
     void Read(DWORD threadId, const Take& take)
     {
@@ -31,7 +31,7 @@ private:
     bool IsLineOf(DWORD threadId) const;
 
     BoundedText<MAX_PATH> m_path;
-    LONGLONG m_offset = 0;           // in the file, of what is not in the buffer yet
+    LONGLONG m_offset = 0;           // in the file, of the next byte to be read
     char m_buffer[kBufferSize] = {}; // in the ANSI code page
     DWORD m_begin = 0;
     DWORD m_end = 0;

@@ -1,4 +1,4 @@
-// ForgetLogonTask: the program's note to change the SRK authorization at the next logon goes with the toolkit.
+// ForgetLogonTask: removes the program's logon task, the change of the SRK authorization, together with the toolkit.
 #include "bounded_text.h"
 #include "owners.h"
 
@@ -15,9 +15,9 @@ constexpr wchar_t kTask[] = L"ChangeTPMAuth"; // the value's name, and its data
 
 } // namespace
 
-// An action of the script, when the toolkit is removed or its installation rolled back. Deletes the value below Run
-// that the program left: a bare name, under which Windows would find whatever program comes to have that name. A value
-// with other data is not the program's. Returns ERROR_SUCCESS.
+// An action of the script, when the toolkit is removed or its installation rolled back. Deletes the program's value
+// below Run: a bare name, for which Windows would later start any program of that name. A value with other data is not
+// the program's, and stays. Returns ERROR_SUCCESS.
 extern "C" __declspec(dllexport) UINT WINAPI ForgetLogonTask(MSIHANDLE)
 {
     OwnedKey key;

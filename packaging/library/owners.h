@@ -1,11 +1,12 @@
-// Owners of what Windows hands out: each gives back what it holds when it goes out of scope.
+// Owners of handles: each closes its handle when it goes out of scope.
 #pragma once
 
 #include <windows.h>
 
 #include <msi.h>
 
-// An owner of one handle and the function that closes it, neither copied nor moved. A null or zero handle is none.
+// An owner of one handle and the function that closes it, neither copied nor moved. A null or zero handle
+// is no handle.
 template <typename Handle, auto Close>
 class Owner
 {
@@ -23,7 +24,7 @@ public:
     explicit operator bool() const { return m_handle != Handle{}; }
     Handle Get() const { return m_handle; }
 
-    // Where a Windows call that yields a handle through a pointer puts it: once, into an owner of nothing.
+    // For a Windows call that yields a handle through a pointer; only of an empty owner.
     Handle* Put() { return &m_handle; }
 
 private:

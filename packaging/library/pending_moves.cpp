@@ -1,4 +1,4 @@
-// NotePendingMoves and AskForRestart: whether the next start of Windows has files to move because of this run.
+// NotePendingMoves and AskForRestart: ask for a restart when this run has left files to be moved at the next start.
 #include "session.h"
 
 #include <windows.h>
@@ -11,8 +11,7 @@ namespace
 constexpr wchar_t kSessionManager[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
 constexpr wchar_t kNote[] = L"KeloPendingMoves";
 
-// How long the list of moves is, as text: a list that has become longer has new moves, and nothing but a start of
-// Windows takes moves off it.
+// The length of the list of moves, as text. A longer list has new moves: only a start of Windows removes any.
 struct ListLength
 {
     wchar_t text[12] = {};
@@ -28,7 +27,7 @@ struct ListLength
 
 } // namespace
 
-// An immediate action at the beginning. Notes how long the list of moves is.
+// An immediate action at the beginning. Notes the length of the list of moves.
 // Returns ERROR_SUCCESS.
 extern "C" __declspec(dllexport) UINT WINAPI NotePendingMoves(MSIHANDLE session)
 {
@@ -36,8 +35,8 @@ extern "C" __declspec(dllexport) UINT WINAPI NotePendingMoves(MSIHANDLE session)
     return ERROR_SUCCESS;
 }
 
-// An immediate action after the transaction. Has the installer ask for a restart at its end, or report that one is
-// needed, when there are more moves than at the beginning. Returns ERROR_SUCCESS.
+// An immediate action after the transaction. When the list is longer than at the beginning, makes the installer ask for
+// a restart at its end, or report that one is needed. Returns ERROR_SUCCESS.
 extern "C" __declspec(dllexport) UINT WINAPI AskForRestart(MSIHANDLE session)
 {
     BoundedText<12> noted;

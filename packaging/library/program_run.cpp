@@ -1,5 +1,5 @@
-// AnnounceProgram, RunProgram and RunSetup: a run of the installer program, as the installer's log, window and user are
-// to see it.
+// AnnounceProgram, RunProgram and RunSetup: run the installer program and show its lines in the installer's log and
+// window.
 #include "log_tail.h"
 #include "owners.h"
 #include "session.h"
@@ -34,7 +34,7 @@ struct RunResult
     bool HasFailed() const { return startError != ERROR_SUCCESS || exitCode != 0; }
 };
 
-// The program's path, which stands in quotation marks at the beginning of each command line.
+// The program's path, in quotation marks at the beginning of each command line.
 bool FindProgram(const wchar_t* commandLine, BoundedText<MAX_PATH>& path)
 {
     const wchar_t* end = commandLine[0] == L'"' ? std::wcschr(commandLine + 1, L'"') : nullptr;
@@ -45,14 +45,14 @@ bool FindProgram(const wchar_t* commandLine, BoundedText<MAX_PATH>& path)
     return true;
 }
 
-// What a line of the log says, without time and thread.
+// The message of a log line, without time and thread.
 const wchar_t* MessageOf(const wchar_t* line)
 {
     const wchar_t* end = std::wcsstr(line, L"] ");
     return end == nullptr ? line : end + 2;
 }
 
-// Passes the program's lines on until it has ended. What is begun is never broken off: a user who cancels waits.
+// Passes the program's lines on until it has ended. A run is never broken off: a user who cancels has to wait.
 void FollowProgram(MSIHANDLE session, const PROCESS_INFORMATION& process, LogTail& log, RunResult& result)
 {
     const auto pass = [&](const wchar_t* line) {
@@ -64,7 +64,7 @@ void FollowProgram(MSIHANDLE session, const PROCESS_INFORMATION& process, LogTai
         log.Read(process.dwThreadId, pass);
     log.Read(process.dwThreadId, pass);
     if (!GetExitCodeProcess(process.hProcess, &result.exitCode))
-        result.exitCode = static_cast<DWORD>(-1); // what the program ends with when it fails
+        result.exitCode = static_cast<DWORD>(-1); // the program's exit code after a failure
 }
 
 RunResult Run(MSIHANDLE session, CommandLine& commandLine)
@@ -93,7 +93,7 @@ RunResult Run(MSIHANDLE session, CommandLine& commandLine)
     return result;
 }
 
-// The reason of an earlier set-up may be the same as this one's.
+// An earlier set-up may have left the same reason as this one will.
 void ForgetReason()
 {
     OwnedKey key;
@@ -109,7 +109,7 @@ void ReadReason(Message& reason)
         reason.Clear();
 }
 
-// What is known of a failure for which the program gave no reason.
+// The text for a failure for which the program gave no reason.
 void DescribeFailure(const RunResult& result, const wchar_t* commandLine, Message& message)
 {
     const bool isStarted = result.startError == ERROR_SUCCESS;
@@ -130,7 +130,7 @@ UINT ResultFor(const RunResult& result)
     return result.isCancelled ? ERROR_INSTALL_USEREXIT : ERROR_SUCCESS;
 }
 
-// Runs the program and tells the reason of a failure: the one that the program has left now, not an earlier run's.
+// Runs the program and reports the reason of a failure: the one that this run has left, not an earlier run's.
 RunResult RunAndTell(MSIHANDLE session, const wchar_t* commandLine, INSTALLMESSAGE kindOfFailure)
 {
     Message oldReason;
@@ -149,7 +149,7 @@ RunResult RunAndTell(MSIHANDLE session, const wchar_t* commandLine, INSTALLMESSA
     return result;
 }
 
-// Rollback is disabled: no rollback action takes back what a set-up did that failed.
+// For disabled rollback, where no rollback action takes back a failed set-up.
 void TakeBack(MSIHANDLE session, const wchar_t* setupCommandLine)
 {
     Tell(session, INSTALLMESSAGE_INFO, L"Rollback is disabled. The program takes back what the failed set-up did.");
@@ -162,8 +162,8 @@ void TakeBack(MSIHANDLE session, const wchar_t* setupCommandLine)
 
 } // namespace
 
-// An immediate action within the transaction. Gives the bar room for the program's lines, and tells the installer's log
-// what disabled rollback comes to. Returns ERROR_SUCCESS.
+// An immediate action within the transaction. Makes room for the program's lines in the progress bar, and tells the
+// installer's log what disabled rollback means for the toolkit. Returns ERROR_SUCCESS.
 extern "C" __declspec(dllexport) UINT WINAPI AnnounceProgram(MSIHANDLE session)
 {
     if (HasProperty(session, L"RollbackDisabled"))
@@ -172,9 +172,9 @@ extern "C" __declspec(dllexport) UINT WINAPI AnnounceProgram(MSIHANDLE session)
     return ERROR_SUCCESS;
 }
 
-// Runs the program with the command line that CustomActionData is: the program's path in quotation marks, then the
-// arguments. Its log lines go to the installer's log and window; a failure's reason to the installer's log.
-// Returns ERROR_SUCCESS, ERROR_INSTALL_FAILURE, or ERROR_INSTALL_USEREXIT when the user cancelled meanwhile.
+// Runs the program. CustomActionData is its command line: the program's path in quotation marks, then the arguments.
+// The program's log lines go to the installer's log and window, the reason of a failure to the installer's log. Returns
+// ERROR_SUCCESS, ERROR_INSTALL_FAILURE, or ERROR_INSTALL_USEREXIT when the user cancelled meanwhile.
 extern "C" __declspec(dllexport) UINT WINAPI RunProgram(MSIHANDLE session)
 {
     CommandLine commandLine;
@@ -183,8 +183,8 @@ extern "C" __declspec(dllexport) UINT WINAPI RunProgram(MSIHANDLE session)
     return ResultFor(RunAndTell(session, commandLine.Get(), INSTALLMESSAGE_INFO));
 }
 
-// As RunProgram, for the set-up: a failure's reason is the installer's error message. CustomActionData is
-// "TakeBack=|command line"; with a value in front of the bar, a set-up that fails is taken back at once.
+// Like RunProgram, for the set-up: the reason of a failure is the installer's error message. CustomActionData is
+// "TakeBack=|command line"; with a value before the bar, a failed set-up is taken back at once.
 extern "C" __declspec(dllexport) UINT WINAPI RunSetup(MSIHANDLE session)
 {
     static constexpr wchar_t kTakeBack[] = L"TakeBack=";

@@ -33,7 +33,7 @@ bool HasProperty(MSIHANDLE session, const wchar_t* name)
 
 int Tell(MSIHANDLE session, INSTALLMESSAGE kind, const wchar_t* text)
 {
-    // A first field that is a number would stand for a message of the installer's own.
+    // A number in the first field would mean one of the installer's own messages.
     const OwnedRecord record(MsiCreateRecord(2));
     MsiRecordSetStringW(record.Get(), 0, L"[2]");
     MsiRecordSetStringW(record.Get(), 2, text);

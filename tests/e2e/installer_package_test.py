@@ -193,7 +193,7 @@ class EffectsWithoutStack(EffectsRun):
     description = WITHOUT_STACK
 
     def test_shim_is_installed_and_removed(self):
-        self.assertIn(("added", rf"{SYSTEM}\tspi_x64.dll"), self.install_and_remove())
+        self.assertIn(("added", rf"{SYSTEM}\tspi_x64.dll".lower()), self.install_and_remove())
 
 
 class FailedRemoval(EffectsRun):

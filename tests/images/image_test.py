@@ -1,32 +1,30 @@
-"""The two images for Windows: what they are, what they need, and how they are protected."""
+"""The two images for Windows: their kind, their imports, and how they are protected."""
 
 import pathlib
 import re
 import subprocess
-import sys
 import unittest
 
 import pe
+from paths import WINDOWS
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "tests" / "support"))
-from delayed import delayed  # noqa: E402 (after the folder that it is in)
+# In tests/support/, which paths.py lets be found.
+from delayed import delayed
 
-IMAGES = ROOT / "build" / "windows"
-EXE = IMAGES / "KeloCustomAction.exe"
+EXE = WINDOWS / "KeloCustomAction.exe"
 DLL = EXE.with_suffix(".dll")
 
-# Every function of Windows that the program may need, behind its library's name in brackets.
+# Every function of Windows that the program may need, after its library's name in brackets.
 ALLOWED_IMPORTS = pathlib.Path(__file__).with_name("allowed_imports.txt")
 
-# Functions that 5.2 lacks, with the reason behind a colon.
+# Functions that 5.2 lacks, each with the reason after a colon.
 MISSING_ON_5_2 = pathlib.Path(__file__).with_name("missing_on_5_2.txt")
 
-# What they do not import, but find at the first call.
+# Functions that the images look up at the first call instead of importing them.
 DELAYED = {name for _, name in delayed("program_calls.cpp")}
 
 COMPILER = "x86_64-w64-mingw32-g++-posix"
-# The headers of Windows that name the functions of its libraries, but for those of the C runtime.
+# The headers of Windows that declare the functions of its libraries, except the C runtime's.
 HEADERS = ["windows.h", "aclapi.h", "msi.h", "msiquery.h", "objbase.h", "oleauto.h", "psapi.h", "shellapi.h", "shlobj.h",
            "winscard.h", "winver.h"]
 C_RUNTIME = "msvcrt.dll"
@@ -39,7 +37,7 @@ SUPPORTED_WINDOWS = {
     "Windows 10": "{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}",
 }
 
-# Libraries that Windows has taken from its system folder alone since 5.2, whatever lies beside a program.
+# Libraries that Windows, since 5.2, takes from its system folder only, whatever lies beside a program.
 KNOWN_LIBRARIES = {"advapi32.dll", "kernel32.dll", C_RUNTIME, "shell32.dll"}
 
 LARGEST_SIZE = 160 * 1024
@@ -61,7 +59,7 @@ def missing_on_5_2():
 
 
 def headers_of(version):
-    """The text of Windows' headers for programs that are to run on a version and later."""
+    """The text of Windows' headers for programs that run on a version and later ones."""
     source = "".join(f"#include <{header}>\n" for header in HEADERS)
     command = [COMPILER, "-E", "-x", "c++", f"-D_WIN32_WINNT={version}", "-DPSAPI_VERSION=1", "-"]
     return subprocess.run(command, input=source, capture_output=True, text=True, check=True).stdout

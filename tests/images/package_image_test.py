@@ -1,11 +1,12 @@
-"""The package's own library and the file of event texts: what they offer, what they need, and how they are protected."""
+"""The package's own library and the file of event texts: their exports, their imports, and how they are protected."""
 
 import unittest
 
 import pe
-from image_test import EXE, IMAGES, KNOWN_LIBRARIES
+from image_test import EXE, KNOWN_LIBRARIES
+from paths import WINDOWS
 
-LIBRARY, EVENT_MESSAGES = IMAGES / "KeloPackage.dll", IMAGES / "KeloEventMessages.dll"
+LIBRARY, EVENT_MESSAGES = WINDOWS / "KeloPackage.dll", WINDOWS / "KeloEventMessages.dll"
 LARGEST_SIZE = 32 * 1024
 RESOURCE_MESSAGES = 11
 

@@ -42,7 +42,7 @@ class Image:
 
     @property
     def dependent_load_flags(self):
-        """Where the loader is told to look for the libraries that are imported; None when it is told nothing."""
+        """Where the loader is to look for imported libraries; None when the image does not say."""
         address, size = self._directories[_LOAD_CONFIGURATION]
         if not address:
             return None
@@ -64,7 +64,7 @@ class Image:
     def _imported_names(self, table):
         place = self._offset(table)
         while entry := struct.unpack_from("<Q", self.data, place)[0]:
-            # The highest bit marks a function that is imported by its number; names lie behind a hint.
+            # The highest bit marks an import by number; a name follows a hint.
             yield f"#{entry & 0xFFFF}" if entry >> 63 else self._text(entry + 2)
             place += 8
 

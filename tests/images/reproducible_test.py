@@ -8,15 +8,18 @@ import subprocess
 import tempfile
 import unittest
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-IMAGES = ROOT / "build" / "windows"
+from paths import ROOT, WINDOWS
+
+PRESET = "windows"
 
 LANGUAGES = sorted(table.stem for table in (ROOT / "resources" / "strings").glob("*.txt"))
 FILES = ["KeloCustomAction.exe", "KeloCustomAction.dll", "KeloPackage.dll", "KeloEventMessages.dll",
          *(f"Internationalization_{language}.dll" for language in LANGUAGES)]
 
-# How ninja begins: it ends with the test, whatever ends that, and the compilers with it.
-NINJA = ["setpriv", "--pdeathsig", "TERM", "ninja", "-j", str(os.cpu_count()), "-C", "build/windows", "kelo_images"]
+FOLDER = pathlib.Path("build", PRESET)
+
+# Ninja ends with the test, whatever ends the test, and the compilers end with ninja.
+NINJA = ["setpriv", "--pdeathsig", "TERM", "ninja", "-j", str(os.cpu_count()), "-C", FOLDER, "kelo_images"]
 
 
 def copy_the_sources(folder):
@@ -32,13 +35,13 @@ def copy_the_sources(folder):
 
 def build(folder):
     """Builds the images. Returns the build's exit status."""
-    # A compiler cache would answer with what another folder's build gave it.
+    # A compiler cache would return what it kept of another folder's build.
     environment = {key: value for key, value in os.environ.items() if not key.endswith("_LAUNCHER")}
-    subprocess.run(["cmake", "--preset", "windows"], cwd=folder, env=environment, stdout=subprocess.DEVNULL, check=True)
+    subprocess.run(["cmake", "--preset", PRESET], cwd=folder, env=environment, stdout=subprocess.DEVNULL, check=True)
     ninja = subprocess.Popen(NINJA, cwd=folder, env=environment, stdout=subprocess.DEVNULL)
     try:
         return ninja.wait()
-    finally:  # when interrupted, too: it ends the compilers
+    finally:  # an interruption, too, ends the compilers
         ninja.terminate()
         ninja.wait()
 
@@ -52,5 +55,5 @@ class Reproducible(unittest.TestCase):
             self.assertEqual(build(sources), 0)
             for name in FILES:
                 with self.subTest(name):
-                    again = sources / "build" / "windows" / name
-                    self.assertEqual(again.read_bytes() == (IMAGES / name).read_bytes(), True)
+                    again = sources / FOLDER / name
+                    self.assertTrue(again.read_bytes() == (WINDOWS / name).read_bytes())
