@@ -41,7 +41,8 @@ set_source_files_properties(winsim/process/stack_bottom.cpp PROPERTIES SKIP_UNIT
 function(winsim_library target)
     target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/winsim/include)
     target_compile_definitions(${target} PUBLIC WINSIM_HOST)
-    target_compile_options(${target} PRIVATE ${KELO_WARNINGS})
+    # Its templates are its own: the loader would take those of a test, which are compiled without optimization.
+    target_compile_options(${target} PRIVATE -fvisibility-inlines-hidden ${KELO_WARNINGS})
     target_link_libraries(${target} PUBLIC nlohmann_json::nlohmann_json fmt::fmt)
     target_precompile_headers(${target} PRIVATE winsim/base/json.h)
     # They take most of their time for the templates of the same headers: several compiled at once take half as long.
@@ -123,9 +124,9 @@ add_library(ending_program MODULE tests/support/ending_program.cpp)
 winsim_program(ending_program)
 
 include(GoogleTest)
-add_library(test_support STATIC tests/support/simulated_run.cpp)
+add_library(test_support SHARED tests/support/simulated_run.cpp)
 target_link_libraries(test_support PUBLIC winsim GTest::gmock GTest::gtest_main)
-target_compile_options(test_support PRIVATE ${KELO_WARNINGS})
+target_compile_options(test_support PRIVATE -fvisibility-inlines-hidden ${KELO_WARNINGS})
 
 # A group of native tests: every test source of its folder and the folders below.
 function(native_tests group)
@@ -137,20 +138,38 @@ function(native_tests group)
     target_compile_options(${group}_tests PRIVATE ${KELO_WARNINGS})
     target_precompile_headers(${group}_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
     add_dependencies(${group}_tests kelo-rehearse kelo_test_program kelo_library ending_program)
+endfunction()
+
+# Each test of a group in a process of its own.
+function(run_each_alone group)
     # The limit is for those that are asked to take long.
     gtest_discover_tests(${group}_tests TEST_PREFIX ${group}. PROPERTIES LABELS ${group} TIMEOUT 14400
         DISCOVERY_MODE PRE_TEST)
 endfunction()
 
+# Tests of a group that are over in a moment: to start a process for each would take longer than they do.
+function(run_in_shares group shares)
+    math(EXPR last "${shares} - 1")
+    foreach(share RANGE ${last})
+        add_test(NAME ${group}.${share} COMMAND ${group}_tests --gtest_brief=1)
+        set_tests_properties(${group}.${share} PROPERTIES LABELS ${group}
+            ENVIRONMENT "GTEST_TOTAL_SHARDS=${shares};GTEST_SHARD_INDEX=${share}")
+    endforeach()
+endfunction()
+
 native_tests(unit)
+run_in_shares(unit 8)
 # To compile them takes far longer than to run them.
 target_compile_options(unit_tests PRIVATE -O0)
 native_tests(scenarios)
+run_each_alone(scenarios)
 native_tests(faults)
+run_each_alone(faults)
 target_link_libraries(faults_tests PRIVATE report)
 target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
 
 native_tests(explain)
+run_in_shares(explain 4)
 target_link_libraries(explain_tests PRIVATE explanation)
 add_dependencies(explain_tests kelo-explain)
 target_compile_definitions(explain_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")

@@ -17,9 +17,6 @@ namespace
 
 constexpr char kExport[] = "SRK_Auth_Change";
 
-// Every wait that has an end is over after a minute, and no run has more than a few of them.
-constexpr std::uint64_t kForEverMs = std::uint64_t{20} * 60 * 1000;
-
 // Calls that are unlikely causes: their failure takes no effect, or it is the log's own.
 constexpr std::string_view kUnlikely[] = {
     "CloseHandle",
@@ -197,7 +194,6 @@ std::string CauseFinder::LogWith(const std::vector<std::string>& faults) const
     winsim::RunOptions options;
     options.arguments = m_arguments;
     options.recordCalls = false;
-    options.clockBoundMs = kForEverMs;
     for (const std::string& fault : faults)
         options.faults.push_back(winsim::ParseFault(fault));
     const winsim::Outcome outcome = Run(m_machine, m_arguments, options);
@@ -216,7 +212,6 @@ winsim::Outcome CauseFinder::RunWithoutFailure() const
 {
     winsim::RunOptions options;
     options.arguments = m_arguments;
-    options.clockBoundMs = kForEverMs;
     options.parametersOf.emplace();
     return Run(m_machine, m_arguments, options);
 }

@@ -6,14 +6,13 @@
 #include <filesystem>
 
 Rehearsed Rehearse(const std::string& machineFile, const std::vector<std::string>& arguments,
-                   const std::vector<std::string>& faults, std::uint64_t clockBoundMs)
+                   const std::vector<std::string>& faults)
 {
     const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
     const winsim::Machine machine = winsim::Machine::FromFile(KELO_ROOT "/machines/" + machineFile);
     winsim::RunOptions options;
     options.arguments = arguments;
     options.recordCalls = false;
-    options.clockBoundMs = clockBoundMs;
     for (const std::string& fault : faults)
         options.faults.push_back(winsim::ParseFault(fault));
     const winsim::Outcome outcome =

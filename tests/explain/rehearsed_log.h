@@ -13,7 +13,6 @@ struct Rehearsed
     int exitCode;
 };
 
-// Runs the program, or without arguments its export, with CALL[#N]=ERROR faults. A wait without an end is broken off
-// after `clockBoundMs`.
+// Runs the program, or without arguments its export, with CALL[#N]=ERROR faults.
 Rehearsed Rehearse(const std::string& machineFile, const std::vector<std::string>& arguments,
-                   const std::vector<std::string>& faults = {}, std::uint64_t clockBoundMs = 60 * 60 * 1000);
+                   const std::vector<std::string>& faults = {});

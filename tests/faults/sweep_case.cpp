@@ -10,9 +10,6 @@ namespace
 
 constexpr char kExport[] = "SRK_Auth_Change";
 
-// Every wait that has an end is over after a minute, and no run has more than a few of them: this is for ever.
-constexpr std::uint64_t kForEverMs = std::uint64_t{20} * 60 * 1000;
-
 const std::vector<std::vector<std::string>> kCommandLines = {
     {"/Setup"},
     {"/Setup", "/TSS_VENDOR=KELO", "/TPM_VSC=1", "/TPM_WIN8=1"},
@@ -75,7 +72,6 @@ winsim::Outcome Run(const SweepCase& sweepCase, const winsim::Machine& machine,
     options.arguments = sweepCase.arguments;
     options.faults = faults;
     options.meanwhile = meanwhile;
-    options.clockBoundMs = kForEverMs;
     // The lines, and which folder is asked for: what else went in and came out would only take time.
     options.parametersOf = {"fputs", "SHGetFolderPathA"};
     return sweepCase.IsExport() ? library.RunExport(machine, options, kExport) : program.Run(machine, options);

@@ -14,8 +14,6 @@ namespace
 {
 
 constexpr char kEntryPoint[] = "SRK_Auth_Change";
-constexpr std::uint64_t kForEverMs = std::uint64_t{20} * 60 * 1000;
-
 // libFuzzer reads these beside the counters of what is linked with it.
 constexpr std::size_t kMostCounters = std::size_t{1} << 16;
 [[gnu::section("__libfuzzer_extra_counters")]] std::uint8_t g_counters[kMostCounters];
@@ -50,7 +48,6 @@ winsim::RunOptions Options(winsim::RunOptions options, std::set<std::string, std
 {
     calls.insert("fputs");
     options.parametersOf = std::move(calls);
-    options.clockBoundMs = kForEverMs;
     return options;
 }
 

@@ -130,12 +130,23 @@ std::vector<std::string> ScriptOf(const winsim::Outcome& outcome, const Precauti
 winsim::RunOptions ToRunOptions(const SimulatedRunOptions& options)
 {
     winsim::RunOptions run;
+    if (!options.recordsParameters)
+        run.parametersOf.emplace();
     for (const std::string& fault : options.faults)
         run.faults.push_back(winsim::ParseFault(fault));
     for (const std::string& acts : options.meanwhile)
         run.meanwhile.push_back(winsim::ParseMeanwhile(acts));
-    run.clockBoundMs = options.clockBoundMs;
     return run;
+}
+
+void WriteScripts(const winsim::Outcome& outcome, SimulatedRun& run)
+{
+    const Precautions precautions{outcome.calls};
+    for (std::size_t i = 0; i < outcome.calls.size(); ++i)
+        run.isPrecaution.push_back(precautions.IsOne(i));
+    run.startScript = ScriptOf(outcome, precautions, 0, outcome.bodyBegin);
+    run.script = ScriptOf(outcome, precautions, outcome.bodyBegin, outcome.bodyEnd);
+    run.endScript = ScriptOf(outcome, precautions, outcome.bodyEnd, outcome.calls.size());
 }
 
 SimulatedRun Finish(const winsim::Machine& before, winsim::Outcome outcome, const SimulatedRunOptions& options)
@@ -145,12 +156,8 @@ SimulatedRun Finish(const winsim::Machine& before, winsim::Outcome outcome, cons
     run.exitCode = outcome.exitCode;
     for (const std::string& line : winsim::LogLines(before, outcome.machine))
         run.log.push_back(winsim::MessageOf(line));
-    const Precautions precautions{outcome.calls};
-    for (std::size_t i = 0; i < outcome.calls.size(); ++i)
-        run.isPrecaution.push_back(precautions.IsOne(i));
-    run.startScript = ScriptOf(outcome, precautions, 0, outcome.bodyBegin);
-    run.script = ScriptOf(outcome, precautions, outcome.bodyBegin, outcome.bodyEnd);
-    run.endScript = ScriptOf(outcome, precautions, outcome.bodyEnd, outcome.calls.size());
+    if (options.recordsParameters)
+        WriteScripts(outcome, run);
     for (const std::string& violation : options.mayViolate ? std::vector<std::string>() : outcome.violations)
         ADD_FAILURE() << "handles and memory: " << violation;
     if (outcome.death)

@@ -29,9 +29,9 @@ struct SimulatedRunOptions
 {
     std::vector<std::string> faults = {};    // CALL[#N]=ERROR
     std::vector<std::string> meanwhile = {}; // CALL[#N]=ACT[; ACT...]
-    std::uint64_t clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000;
-    bool mayBeEndless = false; // a run that waits for ever fails the test otherwise
-    bool mayViolate = false;   // so does one that violates the rules of handles and memory
+    bool recordsParameters = true;           // otherwise there are no scripts, and a run takes half the time
+    bool mayBeEndless = false;               // a run that waits for ever fails the test otherwise
+    bool mayViolate = false;                 // so does one that violates the rules of handles and memory
 };
 
 // A machine from the text of a description, such as R"({"windows": {"version": "6.1"}})".

@@ -81,5 +81,7 @@ void WINAPI Sleep(DWORD dwMilliseconds)
     Call call{"Sleep"};
     call.In("dwMilliseconds", dwMilliseconds);
     Simulation& simulation = Simulation::Current();
+    if (dwMilliseconds == INFINITE)
+        return simulation.WaitForEver();
     simulation.Advance(dwMilliseconds != 0 ? dwMilliseconds : simulation.machine.clock.yieldMs);
 }

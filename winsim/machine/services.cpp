@@ -272,6 +272,11 @@ void Services::Advance(std::uint64_t ms)
     }
 }
 
+bool Services::AreChanging() const
+{
+    return std::ranges::any_of(m_services, [](const auto& entry) { return !entry.second.steps.empty(); });
+}
+
 bool Services::HasRunningDependents(const std::string& name) const
 {
     return std::any_of(m_services.begin(), m_services.end(), [&](const auto& entry) {

@@ -87,6 +87,9 @@ public:
     // Lets time pass: what is due happens.
     void Advance(std::uint64_t ms);
 
+    // Whether one of them will take on another status as time passes.
+    bool AreChanging() const;
+
     // Whether a service that is not stopped depends on this one.
     bool HasRunningDependents(const std::string& name) const;
 

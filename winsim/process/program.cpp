@@ -190,7 +190,6 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Fin
     simulation.gate.reached.resize(options.faults.size());
     if (options.foldRepeats)
         simulation.gate.repeats.emplace();
-    simulation.SetClockBound(options.clockBoundMs);
 
     std::vector<std::string> words{machine.process.path};
     words.insert(words.end(), options.arguments.begin(), options.arguments.end());

@@ -14,6 +14,10 @@
 namespace winsim
 {
 
+// A process that waits so long on a machine on which nothing more is to happen by itself waits for ever: it is ended. A
+// single wait counts for a quarter of it at most.
+inline constexpr std::uint64_t kForEverMs = std::uint64_t{20} * 60 * 1000;
+
 struct RunOptions
 {
     std::vector<std::string> arguments;        // UTF-8, without the program's own path
@@ -24,7 +28,6 @@ struct RunOptions
     bool foldRepeats = false; // calls that repeat are recorded once (winsim/process/repeats.h)
     // The calls whose parameters are recorded too, beside those that fail by plan; not given: every call's.
     std::optional<std::set<std::string, std::less<>>> parametersOf;
-    std::uint64_t clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000; // a process that waits longer is ended
 };
 
 // What a run was.
@@ -43,8 +46,8 @@ struct Outcome
     std::vector<std::string> images;     // the files that were loaded and started, by their own paths
     std::vector<std::string> violations; // handles and memory treated wrongly
     std::uint64_t clockMs = 0;           // how long it took
-    bool isEndless = false; // it was ended for waiting beyond the bound, or for calling on while no time passes
-    std::optional<std::string> death; // what it died of, such as "access violation"; not given: it did not
+    bool isEndless = false;              // it was ended for waiting for ever, or for calling on while no time passes
+    std::optional<std::string> death;    // what it died of, such as "access violation"; not given: it did not
 };
 
 // A program built as a shared object. Each run loads it anew, so that its static objects are made, used and destroyed

@@ -6,6 +6,7 @@
 #include "winsim/base/text.h"
 #include "winsim/machine/effects.h"
 #include "winsim/process/open_service.h"
+#include "winsim/process/program.h"
 #include "winsim_types.h"
 
 #include <algorithm>
@@ -58,6 +59,7 @@ Simulation* Simulation::Running()
 
 void Simulation::Advance(std::uint64_t ms)
 {
+    const bool wasMoreToCome = IsMoreToCome();
     m_clockMs += ms;
     if (ms != 0)
         m_callsSinceTimePassed = 0;
@@ -66,8 +68,15 @@ void Simulation::Advance(std::uint64_t ms)
     for (const std::string& name : stopping)
         RemoveDeletedService(name);
     EndDueChildren();
-    if (m_clockMs > m_clockBoundMs)
+    m_quietMs = wasMoreToCome ? 0 : m_quietMs + std::min(ms, kForEverMs / 4);
+    if (m_quietMs > kForEverMs)
         m_isEndless = m_isOver = true;
+}
+
+void Simulation::WaitForEver()
+{
+    while (!m_isOver)
+        Advance(kForEverMs);
 }
 
 void Simulation::CountCall()
@@ -97,7 +106,10 @@ bool Simulation::WaitForProcess(std::uint32_t id, std::optional<std::uint64_t> l
         return true;
     if (child == nullptr || child->run.neverEnds)
     {
-        Advance(limitMs.value_or(m_clockBoundMs + 1));
+        if (limitMs)
+            Advance(*limitMs);
+        else
+            WaitForEver();
         return false;
     }
     const std::uint64_t leftMs = child->endsAtMs > m_clockMs ? child->endsAtMs - m_clockMs : 0;
@@ -126,6 +138,13 @@ const ChildProcess* Simulation::FindChild(std::uint32_t id) const
 void* Simulation::ForeignModule()
 {
     return &m_foreignModule;
+}
+
+bool Simulation::IsMoreToCome() const
+{
+    return machine.services.AreChanging() || std::ranges::any_of(m_children, [](const auto& entry) {
+               return !entry.second.hasEnded && !entry.second.run.neverEnds;
+           });
 }
 
 void Simulation::EndDueChildren()

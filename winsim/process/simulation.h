@@ -50,9 +50,9 @@ public:
     // Milliseconds since the process began.
     std::uint64_t ClockMs() const { return m_clockMs; }
 
-    // Lets time pass. When it passes the bound, the process is endless, and over.
+    // Lets time pass. A process that waits for ever (kForEverMs) is endless, and over.
     void Advance(std::uint64_t ms);
-    void SetClockBound(std::uint64_t ms) { m_clockBoundMs = ms; }
+    void WaitForEver();
 
     // Counts a call. A process that makes too many of them while no time passes is endless, and over.
     void CountCall();
@@ -85,13 +85,16 @@ public:
     std::string ToAnsi(std::string_view utf8) const;
 
 private:
+    // Whether the machine will change by itself as time passes.
+    bool IsMoreToCome() const;
     void EndDueChildren();
 
     std::vector<std::string> m_secrets;
     std::map<std::uint32_t, ChildProcess> m_children; // by identifier
     char m_foreignModule = 0;
     std::uint64_t m_clockMs = 0;
-    std::uint64_t m_clockBoundMs = std::uint64_t{24} * 60 * 60 * 1000;
+    std::uint64_t m_quietMs =
+        0; // how long nothing has been to come on the machine; one long wait is not the whole of it
     std::uint32_t m_callsSinceTimePassed = 0;
     bool m_isEndless = false;
     bool m_isOver = false;

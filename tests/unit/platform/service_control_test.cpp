@@ -395,19 +395,30 @@ constexpr char kNeverStops[] =
 
 TEST(StopServiceByName, WaitsForEverForAServiceThatNeverStops)
 {
-    constexpr unsigned kBoundMs = 3600000;
     for (const char* operation : {"StopServiceByName", "RestartServiceByName"})
     {
         SCOPED_TRACE(operation);
-        const SimulatedRun run = CallWithName(operation, MachineWith(kNeverStops),
-                                              {.faults = {}, .clockBoundMs = kBoundMs, .mayBeEndless = true});
+        const SimulatedRun run =
+            CallWithName(operation, MachineWith(kNeverStops), {.faults = {}, .mayBeEndless = true});
         EXPECT_TRUE(run.outcome.isEndless);
         // The poll that passes the bound is the last that is seen.
         Script script = Joined(Found(kControlAccess, kRunning), SendStop(kStopPending), "log: Stopping service",
-                               Times(kBoundMs / kPollMs + 1, Polled(kStopPending, kStopPending)));
+                               Times(winsim::kForEverMs / kPollMs + 1, Polled(kStopPending, kStopPending)));
         script.pop_back();
         ExpectLines(run.script, script, "the script");
     }
+}
+
+// Longer than anybody waits on a machine on which nothing more happens.
+TEST(StopServiceByName, WaitsForAServiceThatStopsAtLast)
+{
+    constexpr auto kStopsAfterMs = static_cast<unsigned>(winsim::kForEverMs) + 60000;
+    const std::string service = R"({"state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending"},
+        {"afterMs": )" + std::to_string(kStopsAfterMs) +
+                                R"(, "state": "stopped"}]}})";
+    const SimulatedRun run = CallWithName("StopServiceByName", MachineWith(service.c_str()));
+    EXPECT_FALSE(run.outcome.isEndless);
+    EXPECT_EQ(run.outcome.clockMs, kStopsAfterMs);
 }
 
 TEST(StopServiceByName, EachFailedQueryEndsTheWait)
