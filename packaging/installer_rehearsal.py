@@ -243,7 +243,8 @@ class Rehearsal:
     def note(self, part, action, text):
         self._steps.append(Step(part, action, text))
 
-    # --- The script ----------------------------------------------------------------------------------------------------
+    # --- The script
+    # ----------------------------------------------------------------------------------------------------
 
     def _run_script(self):
         """Runs the script, and rolls it back when an action fails. Returns whether it succeeded."""
@@ -290,8 +291,8 @@ class Rehearsal:
         return report["exitCode"]
 
     def remove_other(self, package):
-        """Removes another product within this run. Returns its rehearsal, which can take the removal back, and whether it
-        succeeded."""
+        """Removes another product within this run. Returns its rehearsal, which can take the removal back, and whether
+        it succeeded."""
         given = {"UPGRADINGPRODUCTCODE": self.package.properties["ProductCode"], "UILevel": "2"}
         removal = Rehearsal(package, self._tool, self.machine, "remove", given)
         outcome = removal.run()
@@ -324,7 +325,8 @@ class Rehearsal:
         self.note(part, action, f"The installer is told: {text}")
 
     def described(self, path):
-        """The described entries for a path, by area: installed again, a program or a library does the same as before."""
+        """The described entries for a path, by area: installed again, a program or a library does the same as
+        before."""
         found = {area: (entries, _same_name(entries, path)) for area, entries in self._described.items()}
         return {area: copy.deepcopy(entries[name]) for area, (entries, name) in found.items() if name is not None}
 
@@ -463,8 +465,8 @@ def _put(machine, keys, value):
     return before
 
 
-# Each of these yields the changes of one of the installer's own actions: the keys that lead to an entry of the machine, and
-# its new value.
+# Each of these yields the changes of one of the installer's own actions: the keys that lead to an entry of the machine,
+# and its new value.
 
 
 def _stop_services(rehearsal):
@@ -539,7 +541,8 @@ def _same_name(entries, name):
 
 
 def _settled(machine):
-    """The machine's services after they have gone through the states ahead of them: the installer's actions take time."""
+    """The machine's services after they have gone through the states ahead of them: the installer's actions take
+    time."""
     services = machine.setdefault("services", {})
     for service in filter(None, services.values()):
         states = service.pop("states", None)

@@ -1,5 +1,5 @@
-"""What the set-up lets whom do: the access lists of the key of blocked commands, the policy directory and the
-configuration file, entry by entry."""
+"""The access lists that a set-up gives the key of blocked commands, the policies' folder and the configuration file,
+entry by entry."""
 
 import re
 
@@ -31,8 +31,8 @@ TYPES = {"ACCESS_ALLOWED": "allow"}
 
 
 class AccessLists(PredictedRuns):
-    """Wine keeps the list of a key, but of a file's list only what Unix permissions can say. So the lists of files are read
-    where they arrive: at Wine's server, which takes the place of Windows' kernel."""
+    """Wine keeps the list of a key, but of a file's list only what Unix permissions can say. So the lists of files are
+    read where they arrive: at Wine's server, which takes the place of Windows' kernel."""
 
     DESCRIPTION = {"registry": {BLOCKED_COMMANDS_KEY: {"values": {"20": ""}}}}
 
@@ -51,7 +51,7 @@ class AccessLists(PredictedRuns):
 
 
 def explicit_entries(found):
-    """The entries of a list in a trace, without those that Wine adds for what the parent folder hands down."""
+    """The entries of a list in a trace, without the inherited ones that Wine adds."""
     every = [{"type": TYPES[kind], "flags": int(flags, 16), "mask": int(mask, 16), "trustee": sid}
              for kind, flags, mask, sid in ENTRY.findall(found)]
     return [entry for entry in every if not entry["flags"] & INHERITED]

@@ -1,4 +1,4 @@
-"""The program goes on as predicted where its surroundings are not what they should be."""
+"""The program runs as predicted in surroundings that are not as they should be."""
 
 import shutil
 
@@ -12,7 +12,7 @@ from runs.rehearsal import rehearse
 from standins.names import PROBE_NOTES
 
 TEXT_LIBRARY = "Internationalization_en.dll"
-LINE_LIMIT = 32000  # characters of a command line, near the most that Windows takes
+LINE_LIMIT = 32000  # characters of a command line, close to Windows' limit
 
 ACTIONS = ["/Setup", "/Commit", "/Rollback", "/Uninstall"]
 
@@ -33,7 +33,7 @@ class HostileSurroundings(PredictedRuns):
                 self.check({}, action)
 
     def test_argument_with_a_newline(self):
-        # The log is compared as a whole: such a line lies across two.
+        # Such a message spans two lines, so the whole text is compared.
         argument = "/X=first\nsecond"
         predicted = rehearse({}, "/Commit", argument)
         with Machine({}) as machine:
@@ -44,8 +44,9 @@ class HostileSurroundings(PredictedRuns):
 
     def test_libraries_in_the_current_folder(self):
         # A failing set-up loads every library that the program names without a folder. The stand-in notes that it was
-        # loaded. Wine 8 always takes its own of these two, and looks for the library of texts in the current folder whatever
-        # SetDllDirectoryW was told; only Windows heeds that. The next test shows that the program calls it in time.
+        # loaded. Wine 8 always takes its own of these two, and looks for the library of texts in the current folder
+        # whatever SetDllDirectoryW was told; only Windows heeds that. The next test shows that the program calls it in
+        # time.
         with Machine({}) as machine:
             planted = machine.prefix.path(r"C:\Planted")
             planted.mkdir()
@@ -68,8 +69,8 @@ class HostileSurroundings(PredictedRuns):
                                    "LoadLibraryExW"], "/Setup")
         kernel = ("LoadLibraryA", "kernel32.dll")
         texts = [("LoadLibraryA", text_library("en", folder)) for folder in (TOOLKIT, SYSTEM)]
-        # Functions that not every Windows has are looked up for the process, for each of the eight logs, for the policies'
-        # folder and for the configuration file.
+        # Functions that not every Windows has are looked up for the process, for each of the eight logs, for the
+        # policies' folder and for the configuration file.
         self.assertEqual(calls, [
             ("SetDllDirectoryW", ""),
             *[kernel] * 9,

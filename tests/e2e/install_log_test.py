@@ -1,4 +1,4 @@
-"""The install log as a file: its lines' form, appending, and what happens when it cannot be written."""
+"""The install log as a file: the form of its lines, appending, and runs that cannot write it."""
 
 import datetime
 import unittest

@@ -1,13 +1,13 @@
-"""The sample package, made from the authoring that installer authors include: what becomes of a machine when the real
-installer installs it, rolls it back, repairs it, replaces it and removes it again."""
+"""The real installer installs the sample package, rolls it back, repairs it, replaces it and removes it, with the
+predicted effects on the machine."""
 
 import re
 import unittest
 
 from machines.parts import GERMAN
 from package import tables
-from package.packaged_machine import (DESCRIPTION, EVENT_TEXT, FAIL, VERBOSE_LOG, WITHOUT_STACK, WITHOUT_TPM, PackagedMachine,
-                                      effects)
+from package.packaged_machine import (DESCRIPTION, EVENT_TEXT, FAIL, VERBOSE_LOG, WITHOUT_STACK, WITHOUT_TPM,
+                                      PackagedMachine, effects)
 from package.predicted_effects import Rehearsal, brought_by_package, files_of_package
 from package.rehearsed_machine import RehearsedMachine
 from package.tables import PERMANENT, SAMPLE
@@ -23,11 +23,11 @@ INFORMATION = "The authorization of the TPM has to be brought up to date."
 PASSWORD = "Tr0ub4dor&3"
 OPTIONS = ("/qn", "TPM_VSC=1", f"TPM_OWNER_PASSWORD={PASSWORD}")
 
-# An action's type: a program that the package installs, in the script, elevated.
+# The type of an action: an installed program, run elevated in the script.
 DEFERRED_PROGRAM = 0xC12
 
-FAILURE = 1603  # what msiexec ends with when a library's action has failed, or a launch condition
-PROGRAM_FAILURE = 1627  # and Wine's when a program has
+FAILURE = 1603  # the exit code of msiexec after a failed action of a library or a failed launch condition
+PROGRAM_FAILURE = 1627  # and under Wine after a failed program
 RESTART_NEEDED = 3010
 
 SWITCHED_OFF = ("The TPM is not enabled and activated, or the library of its software stack cannot be used. Enable and "
@@ -36,14 +36,14 @@ SWITCHED_OFF = ("The TPM is not enabled and activated, or the library of its sof
 
 
 def asked_for(TSS_VENDOR="KELO", TPM_VSC="1", TPM_WIN8=""):
-    """What the package starts the program with for a set-up."""
+    """The arguments with which the package starts the program for a set-up."""
     return ("/Setup", f"/TSS_VENDOR={TSS_VENDOR}", f"/TPM_VSC={TPM_VSC}", f"/TPM_WIN8={TPM_WIN8}",
             "/ProductType=Enterprise")
 
 
 SETUP = asked_for()
 
-# What the installer does to the machine before a set-up is repeated.
+# The installer's own change of the machine before a set-up is repeated.
 SERVICE_STOPPED = {"services": {SERVICE: {"state": "stopped"}}}
 
 QUOTED_PROGRAM = f'"{PROGRAM}"'
@@ -51,12 +51,12 @@ VIRTUAL_CARD_NOTED = f"{COMMON_KEY} [{CARD_NOTED}]".lower()
 
 
 def broken(action, data, command_line):
-    """The change to a package that has an action run another command line."""
+    """The change to a package that makes an action run another command line."""
     return f"UPDATE `CustomAction` SET `Target`='{data}{command_line}' WHERE `Action`='{action}Data'"
 
 
 def documented_effects(column):
-    """What docs/what_stays.md lists in a column: changes and items."""
+    """The changes and items that a column of docs/what_stays.md lists."""
     lines = (ROOT / "docs" / "what_stays.md").read_text(encoding="utf-8").splitlines()
     header, *rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in lines if line.startswith("|")]
     stays = [row for row in rows[1:] if row[header.index(column)] == "stays"]
@@ -64,11 +64,11 @@ def documented_effects(column):
 
 
 def property_set(name, value):
-    """The change to a package that gives a property a value which no command line can."""
+    """The change to a package that sets a property, also to a value that no command line can."""
     return f"INSERT INTO `Property` (`Property`, `Value`) VALUES ('{name}', '{value}')"
 
 
-# A package in which an action fails: one after all of the fragment's, or one after the removal's.
+# The changes to a package that add a failing action: after all of the fragment's actions, or after the removal's.
 FAILING_ACTION = (
     "INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) "
     f"VALUES ('FailingAction', {DEFERRED_PROGRAM}, 'TpmKeyFixer.exe', '{FAIL}')",
@@ -79,21 +79,21 @@ FAILING_REMOVAL = (
     "INSERT INTO `InstallExecuteSequence` (`Action`, `Condition`, `Sequence`) "
     "VALUES ('FailingAction', 'REMOVE', 1590)")
 
-# A package that has no stack to set up where nobody chose one.
+# The change to a package that leaves no stack to set up unless somebody chooses one.
 NO_STACK = ("DELETE FROM `Property` WHERE `Property`='KeloTssVendor'",)
 
-# What Windows sets in a run of its own accord, and Wine never: here it is the package's, for every run.
+# Windows sets these in some runs, and Wine never does: here the package sets them for every run.
 RUN_BY_A_USER = (property_set("RestrictedUserControl", "1"),)
 ROLLBACK_DISABLED = (property_set("RollbackDisabled", "1"),)
 
 
 def kept_in_rollback():
-    """The changes to a package whose files and registry values stay in a rollback.
+    """The changes to a package that keep its files and registry values in a rollback.
 
-    Wine 8 takes those back before it comes to the script's own rollback actions: the installed program would be gone
-    when "/Rollback" is to be run. Windows goes through the whole script backwards. Here the files stay because their
-    components are permanent, and the values because they are on the machine before and not in the package: Wine also
-    removes those of permanent components."""
+    Wine 8 takes these back before it runs the script's rollback actions, when the program would be gone before
+    "/Rollback". Windows goes through the whole script backwards. With these changes the files stay because their
+    components are permanent. The values stay because they are on the machine before and not in the package: Wine
+    removes also those of permanent components."""
     permanent = [f"UPDATE `Component` SET `Attributes`={int(row['Attributes']) | PERMANENT} "
                  f"WHERE `Component`='{row['Component']}'" for row in tables.table(SAMPLE, "Component")]
     return [*permanent, f"UPDATE `Component` SET `Attributes`={PERMANENT}, `KeyPath`='' WHERE `Component`='Settings'",
@@ -101,7 +101,7 @@ def kept_in_rollback():
 
 
 class InstallerRun(unittest.TestCase):
-    """What the real installer makes of the package."""
+    """Runs of the real installer on a machine."""
 
     description = DESCRIPTION
 
@@ -115,7 +115,7 @@ class InstallerRun(unittest.TestCase):
 
 
 class EffectsRun(InstallerRun):
-    """What is on the whole machine after each run of the installer."""
+    """Runs after which the whole machine is compared."""
 
     def setUp(self):
         super().setUp()
@@ -125,14 +125,14 @@ class EffectsRun(InstallerRun):
         return effects(self.before, self.machine.look())
 
     def check_effects(self, expected):
-        """Compares the whole machine; None is an effect of which it is not known what there is then."""
+        """Compares the whole machine; None is an effect with an unknown result."""
         seen = self.effects()
         self.assertEqual({effect: None if expected.get(effect, "") is None else self.plain(value)
                           for effect, value in seen.items()}, expected)
 
     def check_taken_back(self, predicted, documented):
-        """Compares the whole machine after a rollback: the package's files are there (kept_in_rollback), and of the
-        program's effects those that are documented, with what is predicted to be there then."""
+        """Compares the whole machine after a rollback: it has the package's files (kept_in_rollback), and the program's
+        documented effects with their predicted results."""
         seen = {effect: self.plain(value) for effect, value in self.effects().items()}
         kept = files_of_package()
         self.assertEqual({effect: seen.pop(effect, None) for effect in kept}, kept)
@@ -145,7 +145,7 @@ class EffectsRun(InstallerRun):
         return value[0] if isinstance(value, tuple) else value
 
     def install_and_remove(self):
-        """Compares what comes of an installation, and then of the removal. Returns the effects of the installation."""
+        """Compares an installation, and then the removal. Returns the effects of the installation."""
         predicted = Rehearsal(SETUP, ("/Commit",), session="", machine=self.description)
         setup, commit, srk_change = predicted.logs
         expected = {**predicted.effects(), **brought_by_package(TSS_VENDOR="KELO", TPM_VSC="1")}
@@ -197,8 +197,8 @@ class EffectsWithoutStack(EffectsRun):
 
 
 class FailedRemoval(EffectsRun):
-    """A removal that is rolled back puts the set-up back. It fails before the package's files and registry values are
-    removed, because Wine's rollback does not bring those back."""
+    """A removal that is rolled back sets up again. It fails before the package's files and registry values are removed,
+    because Wine's rollback does not restore them."""
 
     def test_set_up_is_put_back_with_its_choices(self):
         self.machine.install(*OPTIONS, "TSS_VENDOR=NTRU12", changes=FAILING_REMOVAL)
@@ -244,13 +244,13 @@ class NewerVersion(InstallerRun):
 
 
 class Repair(InstallerRun):
-    """A repair sets up again, with the choices of before. The installer stops the toolkit's service for it, on which
-    the stack's depends no longer then."""
+    """A repair sets up again with the earlier choices. Before that the installer stops the toolkit's service, so that
+    the stack's service can be stopped."""
 
-    description = WITHOUT_TPM  # it is the options that decide whether a set-up fails
+    description = WITHOUT_TPM  # the options decide whether a set-up fails
 
     def check(self, status, *options, changes=(), **set_up):
-        """Compares what comes of repairing a toolkit that was installed with the other stack."""
+        """Compares the repair of a toolkit that was installed with the other stack."""
         self.machine.install(*OPTIONS, "TSS_VENDOR=NTRU12", changes=changes)
         actions = [asked_for(**set_up), *([("/Commit",)] if status == 0 else [])]
         predicted = Rehearsal(asked_for(TSS_VENDOR="NTRU12"), ("/Commit",), SERVICE_STOPPED, *actions, session="",
@@ -270,7 +270,7 @@ class Repair(InstallerRun):
     def test_takes_no_choices_from_a_user(self):
         self.check(0, "TSS_VENDOR=KELO", "TPM_WIN8=yes", f"TPM_OWNER_PASSWORD={PASSWORD}", "KELO_FORGET_CHOICES=1",
                    changes=RUN_BY_A_USER, TSS_VENDOR="NTRU12")
-        # Its first run, for the installation, was no user's.
+        # Its first run was the installation's, and not a user's.
         self.assertEqual([PASSWORD in run for run in runs_of(self.machine.prefix, SRK_TOOL)],
                          [False, True, False, False])
 
@@ -279,12 +279,12 @@ class Repair(InstallerRun):
 
 
 class RollbackDisabled(InstallerRun):
-    """The installer runs neither rollback nor commit actions then, and takes nothing back."""
+    """Then the installer runs neither rollback nor commit actions, and takes nothing back."""
 
     description = WITHOUT_TPM
 
     def check(self, status, action, *texts, changes=(), **set_up):
-        """Compares what comes of an installation, and looks for texts in the installer's log."""
+        """Compares an installation, and finds texts in the installer's log."""
         session = {"session": ""} if status == 0 else {}
         predicted = Rehearsal(asked_for(**set_up), (action,), machine=self.description, **session)
         setup, then, *srk_change = predicted.logs
@@ -302,17 +302,18 @@ class RollbackDisabled(InstallerRun):
                    changes=NO_STACK, TSS_VENDOR="")
 
 
-# How a line of the program begins there. Wine takes what is in brackets out of every text that it is handed: the thread.
+# The beginning of a program's line there. Wine drops everything in brackets from the texts that it gets, here the
+# thread.
 LINE_IN_LOG = re.compile(r"\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\.\d{3} TZ-?\d+  ")
 
 
 class VerboseLog(InstallerRun):
-    """What the installer's own log tells of a set-up."""
+    """The installer's own log of a set-up."""
 
     description = WITHOUT_TPM
 
     def test_has_each_line_and_what_the_window_shows_of_it(self):
-        # That all lines are there, in their order, is compared after every run.
+        # Every run of the installer is compared line by line; here the window's text is, too.
         self.machine.install(*OPTIONS)
         lines = self.machine.verbose_log().splitlines()
         passed_on = [(line, shown) for line, shown in zip(lines, lines[1:]) if LINE_IN_LOG.match(line)]
@@ -323,7 +324,7 @@ class VerboseLog(InstallerRun):
         self.machine.prefix.import_registry(section(REASON_KEY, {"": text}))
 
     def test_holds_the_reason_of_a_failure(self):
-        self.leave_reason(SWITCHED_OFF)  # of an earlier run: that it is the same does not matter
+        self.leave_reason(SWITCHED_OFF)  # of an earlier run; the same reason is reported again
         self.install_to_fail("/qn", changes=NO_STACK)
         log = self.machine.verbose_log().splitlines()
         self.assertIn(SWITCHED_OFF, log)
@@ -361,7 +362,7 @@ class VerboseLogInGerman(unittest.TestCase):
 
 class LinkedLog(unittest.TestCase):
     def test_is_not_read_out(self):
-        # A user who made the log a link to another file would find that file's new lines in the installer's log.
+        # By making the log a link a user could read another file's new lines in the installer's log.
         with PackagedMachine(WITHOUT_TPM) as machine:
             victim, log = machine.prefix.path(r"C:\windows\victim.txt"), machine.prefix.path(LOG)
             victim.write_text("a line of the victim\n", encoding="ascii")
@@ -381,7 +382,7 @@ class Restart(InstallerRun):
 
 
 class ResultsOfActions(InstallerRun):
-    """What the installer does after an action that fails, which each does here because its switch is unknown."""
+    """The installer's reaction to failing actions: here each fails because its switch is unknown."""
 
     def install_with_failing(self, action, data=""):
         return self.install_to_fail("/qn", changes=[broken(action, data, QUOTED_PROGRAM + " /Unknown")])[0]
@@ -400,23 +401,25 @@ class ResultsOfActions(InstallerRun):
 
 
 class HostileValues(InstallerRun):
-    """Values that reach for another option, or end where no value may end. They are the package's own here, because no
-    command line hands Wine's installer a quotation mark; the installer puts both into the same places."""
+    """Values that try to become another option, or end in a forbidden character. The package sets them, because no
+    command line can pass a quotation mark to Wine's installer; the installer uses both alike."""
 
     REFUSED = {
         "TSS_VENDOR": ('KELO" "/TPM_WIN8=1', "KELO\\", "IFX", "KELO /TPM_VSC=1", "NTRU"),
-        "TPM_VSC": ('1" "/ProductType=Enterprise', "1\\", "\\\\", "/ProductType=Enterprise", "[TPM_OWNER_PASSWORD]", '"'),
+        "TPM_VSC": ('1" "/ProductType=Enterprise', "1\\", "\\\\", "/ProductType=Enterprise", "[TPM_OWNER_PASSWORD]",
+                    '"'),
         "TPM_WIN8": ('1" "/ProductType=Enterprise', "C:\\", "/ProductType=Enterprise", "[ProductName]"),
         "TPM_OWNER_PASSWORD": ('a" /T:"KELO', "secret\\", "a /TSS_VENDOR=KELO", "a /SILENT"),
     }
-    # Every other character that means something to a shell, a format or a command line's parser.
+    # All other characters with a meaning for a shell, a format or a command-line parser.
     ODD = r"a b  c\\d\ %PATH% ^&|<>();=,~$`{1}"
 
     def test_are_refused_before_anything_is_changed(self):
         for name, values in self.REFUSED.items():
             for value in values:
                 with self.subTest(f"{name}={value}"):
-                    self.assertEqual(self.machine.install("/qn", changes=[property_set(name, value)]), (FAILURE, [], []))
+                    refused = self.machine.install("/qn", changes=[property_set(name, value)])
+                    self.assertEqual(refused, (FAILURE, [], []))
         self.assertEqual(runs_of(self.machine.prefix, SRK_TOOL), [])
 
     def test_that_are_taken_stay_in_their_option(self):
@@ -440,10 +443,10 @@ class HostileValues(InstallerRun):
 
 
 class SrkData(InstallerRun):
-    """What the SRK tool and nobody else gets of the data."""
+    """The data for the SRK tool, which nobody else gets."""
 
     def changes_asked_for(self):
-        # Wine puts the program's name into quotation marks when it finds it in a command line without.
+        # Wine puts an unquoted program name of a command line into quotation marks.
         runs = [line.replace(f'"{SRK_TOOL}"', SRK_TOOL, 1) for line in runs_of(self.machine.prefix, SRK_TOOL)]
         return [run.removeprefix(SRK_TOOL) for run in runs]
 
@@ -481,12 +484,13 @@ class SrkData(InstallerRun):
 
 
 class EventSource(InstallerRun):
-    """What the event viewer shows of the program's entries."""
+    """The program's entries as the event viewer shows them."""
 
     def text_of(self, kind, *words):
         return self.machine.prefix.wine(EVENT_TEXT, EVENT_SOURCE, kind, *words)
 
     def test_texts_are_in_a_file_without_code(self):
         self.machine.install("/qn")
-        self.assertEqual(self.text_of("EventMessageFile", "1018", INCORRECT_TPM), (0, f"{INCORRECT_TPM}\r\r\n".encode()))
+        self.assertEqual(self.text_of("EventMessageFile", "1018", INCORRECT_TPM),
+                         (0, f"{INCORRECT_TPM}\r\r\n".encode()))
         self.assertEqual(self.text_of("CategoryMessageFile", "2"), (0, b"Platform\r\r\n"))

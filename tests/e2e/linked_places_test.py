@@ -1,9 +1,9 @@
-"""The program follows no link that somebody put below the common application data before an administrator runs it: whatever
-a link leads to keeps its mode and its content, or stays missing.
+"""The program follows no link that somebody put below the common application data before an administrator runs it:
+whatever a link leads to keeps its mode and its content, or stays missing.
 
-Wine 8 treats links differently from Windows: a call that should open the link itself opens what it leads to, and a link to
-nothing is a missing file. The simulated machine shows the rest (tests/faults/hostile_user_test.cpp): that an opened link
-tells that it is one and who made it, and that nobody can swap a place between two calls."""
+Wine 8 treats links differently from Windows: a call that should open the link itself opens what it leads to, and a link
+to nothing is a missing file. The simulated machine shows the rest (tests/faults/hostile_user_test.cpp): that an opened
+link tells that it is one and who made it, and that nobody can swap a place between two calls."""
 
 import unittest
 
@@ -18,7 +18,7 @@ VICTIM_FILE = VICTIM_FOLDER + r"\victim.dat"
 MISSING_FILE = VICTIM_FOLDER + r"\planted.dat"
 MODES = {"file": 0o644, "folder": 0o755}
 
-# What the operations on the policies and the configuration file log.
+# The beginnings of messages about the policies and the configuration file.
 ACCESS_LINES = ("GetNamedSecurityInfoW error: ", "SHCreateDirectoryExW error: ", "SetNamedSecurityInfo call failed: ",
                 "Successfully changed DACL for ", "Unable to Set ")
 
@@ -44,18 +44,18 @@ class LinkedPlaces(unittest.TestCase):
         return self.machine.prefix.path(name)
 
     def victims(self):
-        """Everything in the folder of victims, with its mode and content."""
+        """All files in the folder of victims, with their modes and contents."""
         top = self.path(VICTIM_FOLDER)
         return {str(path.relative_to(top)): (oct(path.stat().st_mode), path.read_bytes() if path.is_file() else None)
                 for path in [top, *top.rglob("*")]}
 
     def place(self, name):
-        """The place that is misused; what it lies in is there."""
+        """The misused place, in a folder that exists."""
         self.path(name).parent.mkdir(parents=True, exist_ok=True)
         return self.path(name)
 
     def check(self):
-        """A set-up leaves the victims alone and comes to the same end. Returns it."""
+        """A set-up changes no victim and has the usual exit code. Returns the run."""
         before = self.victims()
         seen = self.machine.run("/Setup")
         self.assertEqual(self.victims(), before)
@@ -63,11 +63,11 @@ class LinkedPlaces(unittest.TestCase):
         return seen
 
     def check_access(self):
-        """The same for the places of the policies and the configuration file: all else is logged."""
+        """The same for the policies and the configuration file: all other messages are logged."""
         self.assertEqual(others(self.check().messages), others(rehearse({}, "/Setup").messages))
 
     def check_silence(self):
-        """The same for the places of the log: no line is written."""
+        """The same for the log: no line is written."""
         self.assertEqual(self.check().log, [])
 
     def test_linked_folder_of_both(self):

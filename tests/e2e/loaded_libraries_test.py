@@ -1,4 +1,5 @@
-"""The program loads the libraries that its action calls, from the system folder, and continues without a missing one."""
+"""The program loads the libraries that its action calls, from the system folder, and continues without a missing
+one."""
 
 import unittest
 
@@ -123,9 +124,9 @@ FAILED_CALLS = {
 
 
 class MissingLibrary(unittest.TestCase):
-    """A call of one of its functions fails; the log tells so as of any failed call, and the run continues. Nothing runs under
-    Wine without user32.dll, version.dll and ole32.dll, and an installer needs msi.dll itself: delayed_calls.exe shows how
-    their functions fail, by looking for some in the wrong library."""
+    """A call of one of its functions fails; the log tells so as of any failed call, and the run continues. Nothing runs
+    under Wine without user32.dll, version.dll and ole32.dll, and an installer needs msi.dll itself: delayed_calls.exe
+    shows how their functions fail, by looking for some in the wrong library."""
 
     def check(self, library, fault, description, *arguments):
         """A run without the library is as predicted where calls fail so. Returns its messages, and its calls of WMI."""

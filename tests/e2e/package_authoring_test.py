@@ -1,4 +1,4 @@
-"""The authoring of the installer package, for each WiX, and what make_package makes of it."""
+"""The authoring of the installer package for each WiX, and the package that make_package makes of it."""
 
 import collections
 import re
@@ -16,13 +16,13 @@ from paths import ROOT, WINDOWS
 # In packaging/, which paths.py lets be found.
 from wix_source import HIDE_TARGET, IN_SCRIPT, SET_PROPERTY
 
-NAMESPACES = {WIX_3: "http://schemas.microsoft.com/wix/2006/wi", SAMPLE_SOURCE: "http://schemas.microsoft.com/wix/2006/wi",
-              WIX_4: "http://wixtoolset.org/schemas/v4/wxs"}
+NAMESPACE_3, NAMESPACE_4 = "http://schemas.microsoft.com/wix/2006/wi", "http://wixtoolset.org/schemas/v4/wxs"
+NAMESPACES = {WIX_3: NAMESPACE_3, SAMPLE_SOURCE: NAMESPACE_3, WIX_4: NAMESPACE_4}
 
-# The installer makes these of the attributes of each property.
+# The compilers make these of the properties' attributes.
 MADE_BY_COMPILERS = {"MsiHiddenProperties", "SecureCustomProperties", "AdminProperties"}
 
-# What has another name in the later versions, or is gone.
+# Attributes that later versions have renamed or dropped.
 OF_WIX_3 = {"Win64", "BinaryKey", "FileKey", "SourceFile"}
 
 
@@ -31,13 +31,13 @@ def document():
 
 
 def documented_actions():
-    """The actions as the document lists them: type, place and condition of each."""
+    """The documented actions: type, place and condition of each."""
     rows = re.findall(r"^\| `(\w+)` +\| (\d+) +\| (\d+) +\| (?:`(.+)`|always) +\|$", document(), re.MULTILINE)
     return {action: (int(kind), int(place), condition) for action, kind, place, condition in rows}
 
 
 def documented_properties():
-    """The properties as the document lists them, by who sets them."""
+    """The documented properties, by who sets them."""
     found = collections.defaultdict(set)
     for name, who in re.findall(r"^\| `(\w+)` +\| (whoever installs|the author) +\|", document(), re.MULTILINE):
         found[who].add(name)
@@ -45,7 +45,7 @@ def documented_properties():
 
 
 class ThreeCompilers(unittest.TestCase):
-    """The same package comes of WiX 3, of WiX 4 and 5, and of wixl."""
+    """WiX 3, WiX 4 and 5, and wixl make the same package."""
 
     def setUp(self):
         self.maxDiff = None
@@ -72,20 +72,20 @@ class ThreeCompilers(unittest.TestCase):
         names["File"] |= {tables.long_name(row["FileName"]) for row in tables.table(SAMPLE, "File")}
         rows = re.findall(r"^\| (Directory|File|Binary|ComponentRef) `([\w.]+)`", document(), re.MULTILINE)
         self.assertEqual([row for row in rows if row[1] not in names[row[0]]], [])
-        # And nothing else that the fragment refers to.
+        # The fragment refers to nothing else.
         documented = {name for _, name in rows}
         needed = {binary for kind, binary, _ in self.wix_3["actions"].values() if kind & 0x3F == 1}
         self.assertLessEqual(needed | self.wix_3["components"].keys(), documented)
 
     def test_properties_are_as_documented(self):
         self.assertEqual(self.wix_3["secure"], documented_properties()["whoever installs"])
-        # What only the author sets has small letters: no command line reaches it.
+        # No command line reaches properties with lower-case letters, which only the author sets.
         for name in documented_properties()["the author"]:
             self.assertRegex(name, "[a-z]")
 
 
 class Sources(unittest.TestCase):
-    """What the compilers ask of a source."""
+    """The compilers' demands on a source."""
 
     def each(self):
         for path in NAMESPACES:
@@ -103,8 +103,8 @@ class Sources(unittest.TestCase):
 
     def test_define_each_property_once(self):
         for fragment in (WIX_3, WIX_4):
-            names = [element.get("Id") for path in (fragment, SAMPLE_SOURCE) for element in ET.parse(path).getroot().iter()
-                     if element.tag.endswith("}Property")]
+            names = [element.get("Id") for path in (fragment, SAMPLE_SOURCE)
+                     for element in ET.parse(path).getroot().iter() if element.tag.endswith("}Property")]
             self.assertEqual(sorted(set(names)), sorted(names))
 
     def test_of_later_versions_use_their_names(self):
@@ -115,7 +115,7 @@ class Sources(unittest.TestCase):
 
 
 class Sequence(unittest.TestCase):
-    """Where the actions stand among the installer's own."""
+    """The places of the actions among the installer's own."""
 
     def setUp(self):
         self.types = {row["Action"]: int(row["Type"]) for row in tables.table(SAMPLE, "CustomAction")}
@@ -155,7 +155,7 @@ class Sequence(unittest.TestCase):
         self.assertEqual({action for action, kind in self.types.items() if kind & 0x3F != SET_PROPERTY}, with_text)
 
     def test_only_a_first_installation_is_taken_back(self):
-        # Nothing that the installer does under Wine 8 shows it: a repair that fails is not rolled back at all there.
+        # Wine 8 cannot show it: there a failed repair is not rolled back at all.
         self.assertEqual(self.sequence["KeloRollback"]["Condition"], "NOT Installed")
 
     def test_password_is_hidden_on_its_way(self):
@@ -167,7 +167,7 @@ class Sequence(unittest.TestCase):
 
 
 class Tables(unittest.TestCase):
-    """What make_package puts in that wixl leaves out."""
+    """The parts that make_package adds because wixl leaves them out."""
 
     def test_images_have_their_version_and_language(self):
         version = tables.properties(SAMPLE)["ProductVersion"]
@@ -210,7 +210,7 @@ class Tables(unittest.TestCase):
         self.assertEqual(permanent, in_system_folder)
 
     def test_no_command_line_moves_a_folder(self):
-        # But for the root, below which nothing lies: all folders are below ones that Windows names.
+        # Except the root, which is empty: all folders are below folders of Windows.
         public = {name for name in tables.folders(SAMPLE) if not re.search("[a-z]", name)}
         self.assertEqual(public, {"TARGETDIR"})
 
@@ -220,7 +220,7 @@ class Tables(unittest.TestCase):
         self.assertLessEqual({f"Internationalization_{language}.dll" for language in built}, shipped)
 
     def test_files_that_are_only_copied_differ_in_size(self):
-        # By their sizes the tests tell which was copied.
+        # The tests recognise them by their sizes.
         sizes = [path.stat().st_size for path in (PACKAGING / "sample" / "stand_ins").iterdir()]
         self.assertEqual(len(set(sizes)), len(sizes))
 

@@ -1,5 +1,5 @@
-"""The rehearsal of an installer package: its rules for conditions and command lines, what it shows, and how it follows a
-failure. Every test of installer_package_test holds it against the real tables."""
+"""The rehearsal of an installer package: its rules for conditions and command lines, its output, and its rollbacks.
+installer_package_test compares it with the real installer in every test."""
 
 import json
 import subprocess
@@ -21,7 +21,7 @@ from runs.rehearsal import REHEARSE
 from installer_rehearsal import DONE, FAILED, RESTART_NEEDED, Package, Rehearsal, split_command_line
 from msi_condition import ConditionError, holds
 
-# The other stack, which is found usable; its service stops and starts anew for each set-up.
+# A machine with the other stack, found usable, whose service restarts in each set-up.
 NTRU = merged({**DESCRIPTION, "services": {NTRU_STACK: {"displayName": "NTRU TSS", "state": "running",
                                                         "binaryPath": r'"C:\NTRU\bin\tcsd_win32.exe"'}}},
               detection("KELO", DetectTSS=2))
@@ -59,7 +59,7 @@ class Conditions(unittest.TestCase):
 
 
 class CommandLines(unittest.TestCase):
-    # As CommandLineToArgvW documents it.
+    # As CommandLineToArgvW is documented.
     ARGUMENTS = {
         r'"C:\a b\p.exe" /Setup "/A=b c"': [r"C:\a b\p.exe", "/Setup", "/A=b c"],
         r'p "a\\b" c': ["p", r"a\\b", "c"],
@@ -80,7 +80,8 @@ class CommandLines(unittest.TestCase):
 
 
 class Installations(unittest.TestCase):
-    """On a machine on which the toolkit's programs are described, but none of its files and values are installed yet."""
+    """On a machine on which the toolkit's programs are described, but none of its files and values are installed
+    yet."""
 
     def setUp(self):
         self.package = Package(SAMPLE)
@@ -128,7 +129,8 @@ class Installations(unittest.TestCase):
                          {r"C:\Windows\system32\KeloKSP.dll"})
 
     def test_repair_needs_the_service_to_be_stopped(self):
-        # Windows refuses to stop the stack's service, on which the toolkit's depends and which has to start anew.
+        # Otherwise Windows refuses to stop the stack's service, on which the toolkit's depends, and it cannot be
+        # restarted.
         machine = as_on_wine(with_package(NTRU))
         del machine["registry"][CHOICES_KEY]
         installed = self.rehearse("install", machine, KELO_FORGET_CHOICES="1").machine

@@ -1,4 +1,4 @@
-"""A commit records the best Microsoft provider that is registered."""
+"""A commit records the best registered provider of Microsoft's."""
 
 from product import CAPI_KEY, PROVIDERS_KEY
 from reading import registry
@@ -15,7 +15,7 @@ PROVIDERS = [
 
 
 def machine_with(providers):
-    """A machine with these providers alone: Wine has most of them by itself."""
+    """A machine with these providers only; Wine has most of them by itself."""
     return {"registry": {rf"{PROVIDERS_KEY}\{provider}": ({} if provider in providers else None)
                          for provider in PROVIDERS}}
 

@@ -5,7 +5,7 @@ from paths import ROOT
 from runs.prediction import PredictedRuns
 from setup.provision import WINE_VERSIONS
 
-# The toolkit's files alone: programs and libraries that nothing can be started or loaded from.
+# The toolkit's files only: programs that cannot be started and libraries that cannot be loaded.
 TOOLKIT = {area: described for area, described in load(ROOT / "machines" / "windows-7-toolkit.json").items()
            if area not in ("libraries", "programs", "services", "registry")}
 

@@ -1,4 +1,4 @@
-"""Real processes are found by the name of their program file and ended."""
+"""The program finds real processes by the names of their files and ends them, and finds services' programs."""
 
 import unittest
 

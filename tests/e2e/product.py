@@ -1,5 +1,5 @@
-"""The product's names as Windows shows them: folders, files, registry keys, services, and what its programs offer. Written
-here again, not taken from the program's sources: a name that changed there by mistake is noticed."""
+"""The product's names on a Windows machine: folders, files, registry keys, services, and exports of its libraries. They
+are not taken from the program's sources, so that a test notices a name that was changed there by mistake."""
 
 PROGRAM_FILES = r"C:\Program Files\Kelo Systems Corp"
 TOOLKIT = PROGRAM_FILES + r"\Toolkit"

@@ -1,4 +1,4 @@
-"""A failure leaves its text in the user's language where the installer looks for it."""
+"""A failure leaves its reason, in the user's language, where the installer looks for it."""
 
 from machines.parts import speaking, texts
 from paths import ROOT
@@ -12,7 +12,7 @@ LANGUAGES = {1033: "en", 1031: "de", 1041: "ja", 1044: "no", 1046: "pt-BR", 2052
              1036: "fr"}
 CODE_PAGES = {1041: 932, 2052: 936, 1028: 950, 1042: 949, 1045: 1250}
 
-# The identifiers of the texts for what the tests let fail.
+# The identifiers of the texts for the failures below.
 NOT_USABLE = 5036
 FUNCTION_MISSING = 5037
 
@@ -73,4 +73,5 @@ class EachLanguage(ResultMessage):
 
 for _language, _table in LANGUAGES.items():
     setattr(EachLanguage, "test_" + _table.replace("-", "_"),
-            lambda self, language=_language, table=_table: self.check_message(machine_in(language), string_table(table)[NOT_USABLE]))
+            lambda self, language=_language, table=_table: self.check_message(
+                machine_in(language), string_table(table)[NOT_USABLE]))

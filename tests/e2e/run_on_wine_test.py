@@ -1,5 +1,5 @@
-"""./run --wine shows what the real program did as a rehearsal shows what it would do: the same report but for times and
-for what Wine has of its own."""
+"""./run --wine reports a run of the real program as kelo-rehearse reports a rehearsal: the same report except for times
+and Wine's own differences."""
 
 import re
 import subprocess
@@ -34,7 +34,7 @@ def section(report, title):
 
 
 def changes(report):
-    """The changes without what Wine has of its own, each with its line breaks as blanks."""
+    """The changes without Wine's own differences, each on one line."""
     text = section(report, "Changes on the machine")
     for pattern in WINES_OWN.values():
         text = re.sub(pattern, "\n" if pattern.endswith("\n") else "", text)
@@ -43,7 +43,7 @@ def changes(report):
 
 
 def log(report):
-    """The log's lines without times; how often a wait looked depends on the real clock."""
+    """The log's lines without times and without the count of looks in a wait, which depends on the real clock."""
     lines = TIMES.sub("", section(report, "Log")).splitlines()
     return [" ".join(line.split()) for line in lines if line.strip() and not line.strip().isdecimal()]
 
@@ -90,7 +90,7 @@ class View(unittest.TestCase):
 
 
 class RegistryValues(unittest.TestCase):
-    """A value that a machine has is told as a description has it."""
+    """A value that was read is told as a description has it."""
 
     def test_of_each_type(self):
         for value in (5, "text", {"type": "REG_EXPAND_SZ", "text": "%windir%"}, {"type": "REG_BINARY", "hex": "00ff"},

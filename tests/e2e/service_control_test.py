@@ -1,4 +1,4 @@
-"""Real services are looked at, started, stopped and restarted by name, and stopped against the clock."""
+"""The program queries, starts, stops and restarts real services by name, and stops one within a time limit."""
 
 import unittest
 
@@ -9,7 +9,7 @@ from runs.program import Machine
 
 
 def reaction(*steps):
-    """What a service answers: its states with the milliseconds after which they come, and more members of each."""
+    """How a service reacts: its states with the milliseconds after which they come, and more members of each."""
     return {"states": [{"afterMs": after, "state": state, **more} for after, state, more in steps]}
 
 
@@ -20,8 +20,8 @@ SLOW_STOP = reaction((0, "stopPending", {"waitHint": 1000}), (1500, "stopped", {
 
 class ServiceControl(unittest.TestCase):
     def check(self, service, function, result, messages, state=None, waits=()):
-        """Calls a function on a machine with a service. `waits` are the states, as logged, that it was seen to wait in:
-        how often depends on the real clock."""
+        """Calls a function on a machine with a service. `waits` are the states that its waits log; how often they do
+        depends on the real clock."""
         with Machine({"services": {NAME: service} if service else {}}) as machine:
             self.assertEqual(machine.missing, [])
             seen_result, seen = machine.call(function, NAME)

@@ -18,7 +18,7 @@ EXPORT = "SRK_Auth_Change"
 UPGRADE = -5
 DONE = 0
 
-# What the tool answers, and what is logged for it: to the check, and to the change.
+# The tool's answers to the check and to the change, and the message that each is logged as.
 VERIFY_LINES = {
     -7: "TPM Not Enabled",
     -6: "TPM Not Activated",
@@ -62,7 +62,7 @@ class SrkAuthChange(unittest.TestCase):
         with Machine(description) as machine:
             self.assertEqual([item for item in machine.missing if not re.fullmatch(self.left_out, item)], [])
             result, messages = machine.call_export(EXPORT)
-            # Wine puts the program's name into quotation marks when it finds it in a command line without.
+            # Wine puts an unquoted program name of a command line into quotation marks.
             seen = [line.replace(f'"{TOOL}"', TOOL, 1) for line in runs_of(machine.prefix, TOOL)]
             self.assertEqual(seen, [TOOL + arguments for arguments in runs])
             task = registry.values(machine.prefix, RUN_KEY).get(LOGON_TASK)
@@ -73,7 +73,7 @@ class SrkAuthChange(unittest.TestCase):
 
 
 class EachAnswer(SrkAuthChange):
-    """Every answer of the tool to the check and to the change, with its code in the test's name."""
+    """Each answer of the tool, with its code in the test's name."""
 
     def check_verify(self, code):
         goes_on = code in (-5, 1)

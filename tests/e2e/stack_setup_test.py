@@ -1,14 +1,14 @@
-"""The TCG software stack's set-up with real detection libraries, services and a real service program: as predicted line
-by line, with the machine left as predicted, and taken back by a removal."""
+"""The set-up of the TCG software stack with real detection libraries, services and a real service program: log and
+machine are as predicted, and a removal takes it back."""
 
 import re
 
 from comparison.scope import NOTES
 from machines.descriptions import merged
 from machines.parts import SLOW, WINDOWS_7, blocked, shims, toolkit_service
-from product import (BLOCKED_COMMANDS, BLOCKED_COMMANDS_KEY, COMMON_KEY, COMMON_KEY_WITH_PERIOD, INCORRECT_TPM, INFINEON_STACK,
-                     KELO_STACK, NTRU_FOLDER, NTRU_STACK, PROBE_LIBRARY, SERVICE, SHIM, SYSTEM, TOOLKIT, USABLE_ANSWERS,
-                     VENDORS, probe)
+from product import (BLOCKED_COMMANDS, BLOCKED_COMMANDS_KEY, COMMON_KEY, COMMON_KEY_WITH_PERIOD, INCORRECT_TPM,
+                     INFINEON_STACK, KELO_STACK, NTRU_FOLDER, NTRU_STACK, PROBE_LIBRARY, SERVICE, SHIM, SYSTEM, TOOLKIT,
+                     USABLE_ANSWERS, VENDORS, probe)
 from reading import files, registry, services
 from reading.notes import notes_of_probe
 from runs.log_lines import WAIT, messages
@@ -18,6 +18,7 @@ from setup.libraries import handles
 
 KELO_PROBE, NTRU_PROBE = map(probe, VENDORS)
 FUNCTIONS = tuple(USABLE_ANSWERS)
+LOADED, FREED, ENDED = "loaded with error mode 32769", "freed", "error mode 0"  # what a detection library notes
 USABLE = USABLE_ANSWERS
 ABSENT = {**USABLE, "DetectTSS": 2}
 
@@ -42,11 +43,12 @@ def toolkit(kelo=ABSENT, ntru=ABSENT, **members):
     """A machine with the toolkit's files, whose detection libraries answer so; None for one without."""
     libraries = {path: {"exports": exports} for path, exports in ((KELO_PROBE, kelo), (NTRU_PROBE, ntru))
                  if exports is not None}
-    return merged(shims(), toolkit_service(**AT_ONCE), blocked(*BLOCKED_COMMANDS, 99), {"libraries": libraries}, members)
+    return merged(shims(), toolkit_service(**AT_ONCE), blocked(*BLOCKED_COMMANDS, 99), {"libraries": libraries},
+                  members)
 
 
 def once_per_wait(log):
-    """The messages without the repetitions of a state that is waited in: how often depends on the real clock."""
+    """The messages without repeated ones of waits, whose number depends on the real clock."""
     told = messages(log)
     return [message for i, message in enumerate(told) if i == 0 or message != told[i - 1] or not WAIT.match(message)]
 
@@ -77,8 +79,9 @@ class StackSetup(PredictedRuns):
 
 
 def watched(machine):
-    """Files and registry values of a machine that the set-up may change, each with what shows a change."""
-    seen = {("files", file.path): file.fingerprint for folder in FOLDERS for file in files.below(machine.prefix, folder)}
+    """The files and registry values of a machine that a set-up may change, each with a value that shows a change."""
+    seen = {("files", file.path): file.fingerprint
+            for folder in FOLDERS for file in files.below(machine.prefix, folder)}
     for key, values in registry.values_below(machine.prefix, *KEYS).items():
         seen["registry", key] = ""
         seen |= {("registry", f"{key} [{name or '(default)'}]"): value for name, value in values.items()}
@@ -98,7 +101,7 @@ def changes(before, after):
 
 def predicted_changes(report):
     found = {(change["area"], change["item"].lower(), change["kind"]) for change in report["changes"]}
-    # A key that stays changes in its rights alone.
+    # Of a key that stays, only the rights change.
     return {(area, item, kind) for area, item, kind in found if is_watched(area, item)
             and not (area == "registry" and kind == "changed" and not item.endswith("]"))}
 
@@ -111,8 +114,7 @@ class UsableStack(StackSetup):
         self.assertIn("Commands blocked on Vista+", messages)
         self.assertNotIn("Remove old Tsp1_x64.dll", messages)
         self.assertEqual(machine.content(SYSTEM + r"\stkprobe.dll"), machine.content(KELO_PROBE))
-        self.assertEqual(notes_of_probe(machine.prefix, KELO_PROBE), (["loaded with error mode 32769", *FUNCTIONS, "freed"],
-                                                                ["error mode 0"]))
+        self.assertEqual(notes_of_probe(machine.prefix, KELO_PROBE), ([LOADED, *FUNCTIONS, FREED], [ENDED]))
         self.assertEqual(notes_of_probe(machine.prefix, NTRU_PROBE), ([], []))
 
     def test_ntru(self):
@@ -122,7 +124,7 @@ class UsableStack(StackSetup):
         self.assertIn("NTRU TSS service restarted", messages)
         self.assertIn("tcsd_win32.exe has been sucessfully started", messages)
         self.assertEqual(machine.content(SYSTEM + r"\stkprobe.dll"), machine.content(NTRU_PROBE))
-        self.assertEqual(notes_of_probe(machine.prefix, NTRU_PROBE)[0], ["loaded with error mode 32769", *FUNCTIONS, "freed"])
+        self.assertEqual(notes_of_probe(machine.prefix, NTRU_PROBE)[0], [LOADED, *FUNCTIONS, FREED])
 
     def test_kelo_comes_before_ntru_whatever_was_asked_for(self):
         services_there = {KELO_STACK: KELO_SERVICE, NTRU_STACK: NTRU_SERVICE}
@@ -139,16 +141,16 @@ class UsableStack(StackSetup):
     def test_unowned_tpm_is_not_asked_for_its_srk(self):
         machine, _ = self.check(toolkit(kelo={**USABLE, "isOwned": 0}), ["/Setup"])
         self.assertEqual(notes_of_probe(machine.prefix, KELO_PROBE)[0],
-                         ["loaded with error mode 32769", *FUNCTIONS[:-1], "freed"])
+                         [LOADED, *FUNCTIONS[:-1], FREED])
 
     def test_second_setup_after_a_first(self):
-        # Without the stack's service, tcsd_x86: the toolkit's service depends on it and runs since the first set-up, so
-        # Windows refuses to stop it (1051), but Wine's service manager does not look at what depends on a service.
+        # The stack has no service here. The toolkit's service, which runs after the first set-up, would depend on it:
+        # Windows then refuses to stop the stack's service (1051), and Wine does not.
         self.check(toolkit(kelo=USABLE), ["/Setup"], ["/Setup"], ["/Rollback"])
 
 
 class UnusableSrk(StackSetup):
-    """The stack stays usable, and an event is reported."""
+    """The stack counts as usable, and an event is reported."""
 
     def test_event_is_reported(self):
         description = toolkit(kelo={**USABLE, "ValidSRKAuth": 1})
@@ -169,7 +171,7 @@ class UnusableSrk(StackSetup):
 
 
 class UnusableStacks(StackSetup):
-    """What is installed decides, then what was asked for."""
+    """The installed stacks decide first, then the wanted one."""
 
     KELO = {KELO_STACK: KELO_SERVICE}
     NTRU = {NTRU_STACK: NTRU_SERVICE}
@@ -228,7 +230,7 @@ class UnusableStacks(StackSetup):
 
 
 class UnusableLibraries(StackSetup):
-    """Each is passed over for the next, and the message for the result is left."""
+    """Each is passed over for the next, and a message for the result is left."""
 
     def setup(self, **stacks):
         return self.check(toolkit(**stacks), ["/Setup"])
@@ -256,7 +258,7 @@ class UnusableLibraries(StackSetup):
 
 
 class Exceptions(StackSetup):
-    """An exception out of a library is the end of that library alone; one that it handles is nothing."""
+    """An exception from a library ends the use of that library only; one that it handles itself changes nothing."""
 
     CAUGHT = "DetectTPMPlatform Exception Caught - Unable to Detect TSS Properly"
 
@@ -269,7 +271,7 @@ class Exceptions(StackSetup):
                 self.assertIn(f"DetectTPMPlatform({TOOLKIT}\\,NTRU12)", messages[after:])
                 self.assertIn("SRK is in correct auth format", messages[after:])
                 self.assertEqual(notes_of_probe(machine.prefix, KELO_PROBE),
-                                 (["loaded with error mode 32769", *FUNCTIONS[:number + 1], "freed"], ["error mode 0"]))
+                                 ([LOADED, *FUNCTIONS[:number + 1], FREED], [ENDED]))
         _, messages = self.check(toolkit(kelo=ABSENT, ntru={**USABLE, "isEnabled": {"throws": thrown}}), ["/Setup"])
         self.assertIn(self.CAUGHT, messages)
 
@@ -297,7 +299,7 @@ class Exceptions(StackSetup):
 
 
 class FilesInUse(StackSetup):
-    """A file that a process has loaded is moved aside."""
+    """A file that a process keeps loaded is moved aside."""
 
     def test_shims_in_use(self):
         shims = {SYSTEM + r"\TSPI_x64.dll": {"text": "TSPI in use", "inUse": True},
@@ -330,7 +332,7 @@ class FilesInUse(StackSetup):
 
 
 class NtruVersion(StackSetup):
-    """From version 1.2.1.25 on, the stack needs no shim."""
+    """Version 1.2.1.25 and later ones need no shim."""
 
     UPDATED = ("CopyTSP1FileImp - Found updated TSS Version must ensure no Tsp1_x64.dll exists in System32 directory")
 
@@ -365,7 +367,7 @@ class NtruVersion(StackSetup):
 
 
 class LongPaths(StackSetup):
-    """Whatever the length of the toolkit's folder, nothing comes from a place that was not meant."""
+    """Whatever the length of the toolkit's folder, nothing is used from another place."""
 
     PLANTED = r"C:\Planted"
 
@@ -412,4 +414,4 @@ class LongPaths(StackSetup):
         folder, description = self.toolkit_at(LONGEST_FOR_KELO)
         machine, messages = self.check(description, ["/Setup"])
         self.assertIn(rf"Load {folder}KELO\stkprobe.dll", messages)
-        self.assertEqual(notes_of_probe(machine.prefix, probe("KELO", folder[:-1]))[0][-1], "freed")
+        self.assertEqual(notes_of_probe(machine.prefix, probe("KELO", folder[:-1]))[0][-1], FREED)

@@ -1,4 +1,4 @@
-"""A set-up has the toolkit's task library make the auto-enrollment tasks, and a removal has it take them back."""
+"""A set-up makes the auto-enrollment tasks with the toolkit's task library, and a removal removes them."""
 
 from machines.parts import tasks
 from reading.notes import task_calls
@@ -69,7 +69,7 @@ class TaskLibrary(PredictedRuns):
                 self.assertIn("============= Kelo CSP Custom Action <-End ===================", seen.messages)
 
     def test_path_that_depends_on_the_current_folder(self):
-        # The library lies where such a path leads to from the current folder.
+        # From the current folder such a path would lead to the library.
         for path in ("Toolkit", "C:Toolkit"):
             with self.subTest(path):
                 seen = self.check(machine_with({}, path=path), "/Setup", folder="C:\\")

@@ -4,7 +4,7 @@ from product import INFINEON_STACK, KELO_STACK, NTRU_STACK, REGISTER, SERVICE, S
 from reading import services
 from reading.notes import runs_of
 from runs.prediction import PredictedRuns
-from setup.services import SERVICE_PROGRAM, configure_path
+from setup.services import SERVICE_PROGRAM, change
 
 FOLDER = r"C:\Toolkit"
 PROGRAM = rf"{FOLDER}\{SERVICE}.exe"
@@ -102,12 +102,12 @@ class Removal(ToolkitService):
         machine = self.installed()
         self.assertEqual(machine.call("UnInstallTkService"), ("0", [self.ENTER, *self.UNREGISTERED, *self.DELETED]))
         services.wait_for(machine.prefix, {SERVICE: None})
-        # What stands for the program is its folder, which cannot be run.
+        # Required: the folder of the program is run instead of the program, and that fails.
         self.assertEqual(self.runs(machine), [REGISTER])
 
     def test_program_that_the_configured_path_names_is_run(self):
         machine = self.installed()
-        configure_path(machine.prefix, SERVICE, f'"{PROGRAM}\\"')
+        change(machine.prefix, SERVICE, binaryPath=f'"{PROGRAM}\\"')
         self.assertEqual(machine.call("UnInstallTkService"),
                          ("0", [self.ENTER, *self.UNREGISTERED,
                                 "UnInstallTkService - failed to delete the service 1072", self.DELETED[1]]))

@@ -1,9 +1,9 @@
-"""A set-up installs the virtual smart card with its providers and switches automatic provisioning off, a removal takes
+"""A set-up installs the virtual smart card with its providers and switches automatic provisioning off. A removal takes
 the card and the providers back, and the next set-up restores the card: as predicted, call by call."""
 
 from machines.parts import device_installer
-from product import (CARD_LIBRARIES, CARD_NOTED, CARD_SERVICES, COMMON_KEY, MINIDRIVER_DEVICE, PACKAGES, READER, READER_DEVICE,
-                     REINSTALLED, STAGER, SYSTEM)
+from product import (CARD_LIBRARIES, CARD_NOTED, CARD_SERVICES, COMMON_KEY, MINIDRIVER_DEVICE, PACKAGES, READER,
+                     READER_DEVICE, REINSTALLED, STAGER, SYSTEM)
 from reading import registry, services
 from reading.notes import folders_of, runs_of, system_calls
 from runs.log_lines import messages, without_numbers
@@ -29,20 +29,20 @@ def toolkit(**members):
 
 
 def command_lines(commands, packages=PACKAGES):
-    # The folder that the dispatcher hands over ends in a backslash, and each part adds its own.
+    # Required: backslashes are doubled; the folder ends in one, and each part is added with another.
     program = packages.replace("TPM_VSCard", r"\TPM_VSCard") + r"\\DriverStager.exe"
     return [f'"{program}" {command}' for command in commands]
 
 
 def about_the_system(calls):
-    """The calls of CNG and WMI, as far as a stand-in sees them: parameters and result."""
+    """The parameters and results of calls of CNG and WMI, which stand-ins note."""
     return [{part: call[part] for part in ("call", "in", "result")} for call in calls
             if call["call"].startswith(("BCrypt", "IWbem", "CoSetProxyBlanket"))]
 
 
 class PredictedCalls(PredictedRuns):
     def check_calls(self, machine, description, *arguments):
-        """Runs the program where a rehearsal predicts the same log and the same calls."""
+        """Runs the program with the log and the calls that a rehearsal predicts."""
         report = report_of(description, "--", *arguments)
         seen = machine.run(*arguments)
         self.assertEqual(list(map(without_numbers, seen.messages)),
@@ -134,7 +134,8 @@ class VirtualSmartCard(PredictedCalls):
                               programs={packages + r"\DriverStager.exe": {"runs": []}})
         machine = self.enter(description)
         self.check_calls(machine, description, *FULL_SETUP)
-        self.assertEqual(runs_of(machine.prefix, packages + r"\DriverStager.exe"), command_lines(INSTALLATION, packages))
+        self.assertEqual(runs_of(machine.prefix, packages + r"\DriverStager.exe"),
+                         command_lines(INSTALLATION, packages))
 
     def test_setup_has_the_services_start_automatically(self):
         machine = self.enter(toolkit())
@@ -147,7 +148,7 @@ class VirtualSmartCard(PredictedCalls):
 
 
 class Gates(PredictedCalls):
-    """Each step at the Windows version that it begins with, and at the one before."""
+    """Each step on the first Windows version that has it, and on the version before."""
 
     def on(self, version, *arguments):
         description = toolkit(windows={"version": version})

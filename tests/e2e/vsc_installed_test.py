@@ -1,4 +1,4 @@
-"""A setup reads the value that says whether the virtual smart card was there before."""
+"""A set-up reads the value that tells whether the virtual smart card was installed before."""
 
 import unittest
 

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Checks docs/choices.md: one table, and every choice names a test that there is."""
+"""Checks docs/choices.md: it has one table, and every choice names a test that exists."""
 
 import pathlib
 import re

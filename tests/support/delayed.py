@@ -1,4 +1,4 @@
-"""The functions of Windows that the images find at their first call, read out of the sources."""
+"""Reads from the sources which functions of Windows the images look up at the first call."""
 
 import pathlib
 import re

@@ -1,6 +1,6 @@
-"""Runs the conformance tests that are built for Windows on a Wine machine of their own, set up from the description that
-they run on natively. Arguments: the program's file in the build for Windows, and the test framework's arguments. Exit
-status: the program's."""
+"""Runs the conformance tests that are built for Windows on a Wine machine of their own, set up from the description
+that they run on natively. Arguments: the program's file in the build for Windows, and the test framework's arguments.
+Exit status: the program's."""
 
 import pathlib
 import sys

@@ -1,5 +1,5 @@
-"""What changed in a Wine prefix between two snapshots, as a rehearsal tells it: areas, items, and what was and is there in the
-words of a description."""
+"""The changes of a Wine prefix between two snapshots, in the form of a rehearsal's: area, item, and the states before
+and after in the words of a description."""
 
 from comparison.items import CARD_READERS, CNG_PROVIDERS, KEY_STORAGE_PROVIDERS, PENDING_MOVES, PROVISIONING
 from comparison.scope import SERVICE_FIELDS, WINES_OWN_SERVICES, usual_service
@@ -14,8 +14,8 @@ WRITTEN = "written"  # when a file was written, which is not told
 
 
 def changes_between(before, after, processes):
-    """The changes from a snapshot to a later one of the same prefix, in the order of a rehearsal. Only processes with the
-    given names, in lower case, count: Wine has others of its own."""
+    """The changes from a snapshot to a later one of the same prefix, in the order of a rehearsal. Only processes with
+    the given names, in lower case, count: Wine has others of its own."""
     seen = _Look(before, processes), _Look(after, processes)
     changes = []
     for area in ("registry", "files", "pendingMoves", "services", "processes", "smartCards", "cng", "wmi"):

@@ -1,4 +1,4 @@
-"""The items of a machine: what it is like in one form, whether it is simulated or a Wine prefix."""
+"""The items of a machine, simulated or a Wine prefix, in one form for both."""
 
 import json
 
@@ -27,7 +27,7 @@ PENDING_MOVES = "pending moves"
 
 PENDING_MOVES_VALUE = (r"system\currentcontrolset\control\session manager", "pendingfilerenameoperations")
 
-# On a registry key, a generic right is what it stands for.
+# The specific rights that generic ones mean on a registry key.
 SPECIFIC_RIGHTS = {GENERIC_READ: KEY_READ, GENERIC_ALL: KEY_ALL_ACCESS}
 
 
@@ -66,7 +66,8 @@ def _add_simulated_key(items, name, key):
     for value_name, value in key.get("values", {}).items():
         items["value", name, value_name.lower()] = typed_bytes(value)
     if "access" in key:
-        items["access", name] = _access_list({"type": "allow", **entry, "flags": flags_of(entry)} for entry in key["access"])
+        items["access", name] = _access_list({"type": "allow", **entry, "flags": flags_of(entry)}
+                                             for entry in key["access"])
     if "owner" in key:
         items["owner", name] = key["owner"]
 
@@ -102,7 +103,7 @@ class Snapshot:
         self.items = {}
         self.spelling = {}  # of the items that have names, by their names in lower case
         described, processes, keys, security = machine_tool.ask(prefix, [
-            services.waiting(states), "services", "processes", registry.listing(*WATCHED_KEYS),
+            services.waiting(states), services.listing(), "processes", registry.listing(*WATCHED_KEYS),
             registry.security_of(*secured)])
         for name, service in described.items():
             self._add("service", name, services.in_words(service))

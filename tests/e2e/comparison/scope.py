@@ -30,7 +30,7 @@ _IGNORED_KEYS = re.compile(
     re.escape(KEY.lower()) + r"\b|software\\wine\b|system\\currentcontrolset\\("
     rf"services\b|{SERVICE_PIPE}|{WINES_DEVICES})")
 _IGNORED_FILES = re.compile(
-    rf"({'|'.join(re.escape(path.lower()) for path in (FOLDER, SCRIPT))}|c:\\standins|c:\\users|c:\\windows\\temp)(\\|$)|"
+    rf"({re.escape(FOLDER.lower())}|{re.escape(SCRIPT.lower())}|c:\\standins|c:\\users|c:\\windows\\temp)(\\|$)|"
     rf"{NOTES}$|{re.escape(LOG.lower())}")
 
 # Services that a plain machine has, and Wine has in its own way.

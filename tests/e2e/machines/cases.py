@@ -1,24 +1,24 @@
-"""The machines that the program runs on twice, simulated and under Wine: the described ones that are shipped, and a set with
-something of each kind that the program asks Windows for."""
+"""The machines on which the program runs twice, simulated and under Wine: the shipped descriptions, and a set with each
+kind of thing that the program asks Windows for."""
 
 import dataclasses
 
 from machines.descriptions import load, merged
 from machines.numbers import ADMINISTRATORS, CONTAINER_INHERIT, KEY_ALL_ACCESS, KEY_READ, LOCAL_SYSTEM, READ_ONLY, USERS
-from machines.parts import (FOR_A_MOMENT, GERMAN, INSTALLED, JAPANESE, PLAIN, POLISH, SOME_TEXTS, USABLE, VISTA, WINDOWS_7,
-                            WINDOWS_8, WINDOWS_8_1, WINDOWS_10, WINDOWS_XP, detection, device_installer, kelo_stack,
-                            ntru_stack, service, shims, tasks, toolkit_service)
+from machines.parts import (FOR_A_MOMENT, GERMAN, INSTALLED, JAPANESE, PLAIN, POLISH, SOME_TEXTS, USABLE, VISTA,
+                            WINDOWS_7, WINDOWS_8, WINDOWS_8_1, WINDOWS_10, WINDOWS_XP, detection, device_installer,
+                            kelo_stack, ntru_stack, service, shims, tasks, toolkit_service)
 from paths import ROOT
 from product import (BLOCKED_COMMANDS_KEY, CAPI_KEY, CARD_NOTED, CARD_SERVICES, COMMON_KEY, COMMON_KEY_WITH_PERIOD,
-                     CONFIGURATION, DATA, INFINEON_STACK, INSTALLATION_PATH, KELO_STACK, LOG_FOLDER, NTRU_FOLDER, PACKAGES,
-                     POLICIES, PROBE_LIBRARY, PROVIDERS_KEY, READER, SERVICE, SERVICE_PROGRAM, SERVICE_TITLE, STAGER,
-                     SYSTEM, TASKS_WANTED)
+                     CONFIGURATION, DATA, INFINEON_STACK, INSTALLATION_PATH, KELO_STACK, LOG_FOLDER, NTRU_FOLDER,
+                     PACKAGES, POLICIES, PROBE_LIBRARY, PROVIDERS_KEY, READER, SERVICE, SERVICE_PROGRAM, SERVICE_TITLE,
+                     STAGER, SYSTEM, TASKS_WANTED)
 
 READ_AND_TAKE_OWNERSHIP = 0xA0019
 FROM_ABOVE = [{"trustee": trustee, "mask": KEY_ALL_ACCESS, "inheritance": CONTAINER_INHERIT}
               for trustee in (LOCAL_SYSTEM, ADMINISTRATORS)]
 
-# Rolled back first, then to the end, with a repair in it, and a removal of what is not there any more.
+# A set-up that is rolled back; another with a repair, committed and removed; and a removal of what is gone already.
 ALL_ACTIONS = ("/Setup", "/Rollback", "/Setup", "/Setup", "/Commit", "/Uninstall", "/Uninstall")
 COMMITTED_BEFORE = ("/Commit", *ALL_ACTIONS)
 REMOVED_BEFORE = ("/Uninstall", *ALL_ACTIONS)  # where the toolkit may be installed
@@ -179,7 +179,7 @@ CASES = {
 }
 
 
-# A time of a clock or a program, a build, and that a process may not be opened.
+# In the shipped descriptions: times, builds, and a process that may not be opened.
 LEFT_OUT = r"clock|windows\.build|processes\.\d+\.deniedAccess|programs\..*\.runs\.\d+\.runMs"
 
 

@@ -1,4 +1,4 @@
-"""What a machine description stands for: alone, together with others, on a plain machine, under Wine."""
+"""Machine descriptions: loads and merges them, and completes them to whole machines."""
 
 import json
 import pathlib
@@ -67,7 +67,7 @@ def without_vain_nulls(description, base=None):
 
 
 def settled(machine):
-    """A machine, as kelo-rehearse saves it, some time later: its services have gone through the states ahead of them."""
+    """A machine as kelo-rehearse saves it, some time later: its services have gone through the states ahead of them."""
     described = machine.get("services", {})
     return {**machine, "services": {name: _settled_service(service) for name, service in described.items()}}
 

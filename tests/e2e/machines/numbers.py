@@ -28,5 +28,5 @@ def flags_of(entry):
 
 
 def word_for(number, words):
-    """The word that stands for a number in one of these tables; the number itself when there is none."""
+    """The word for a number in one of these tables; the number itself when there is none."""
     return next((word for word, known in words.items() if known == number), number)

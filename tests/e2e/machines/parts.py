@@ -1,4 +1,4 @@
-"""Parts that the tests put machines together from: descriptions to be merged."""
+"""Parts of machines that the tests merge: descriptions."""
 
 from machines.descriptions import merged
 from product import (BLOCKED_COMMANDS, BLOCKED_COMMANDS_KEY, CARD_LIBRARIES, CARD_SCRIPTS, COMMON_KEY,
@@ -15,9 +15,9 @@ SLOW = {"onStart": {"states": [{"state": "startPending"}, {"afterMs": 700, "stat
 
 RUNS_AT_ONCE = {"onStart": {"states": [{"state": "running"}]}}
 
-# If it went on running, a second set-up would find it running, and the services that it depends on could not be stopped;
-# Wine's service manager stops them all the same. The moment is long enough for Wine's service manager to see the service
-# running even on a busy machine: one that it finds stopped has not started (1053).
+# If it went on running, a second set-up would find it running, and the services that it depends on could not be
+# stopped; Wine's service manager stops them all the same. The moment is long enough for Wine's service manager to see
+# the service running even on a busy machine: one that it finds stopped has not started (1053).
 FOR_A_MOMENT = {"onStart": {"states": [{"state": "startPending"}, {"afterMs": 20, "state": "running"},
                                        {"afterMs": 600, "state": "stopped"}]}}
 

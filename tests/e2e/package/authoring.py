@@ -1,4 +1,5 @@
-"""What the authoring of the package's actions says, in one form for the sources of each WiX and for a package's tables."""
+"""What the authoring of the package's actions says, in one form for the sources of each WiX and for a package's
+tables."""
 
 from package import tables
 from package.tables import PACKAGING

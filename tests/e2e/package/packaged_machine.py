@@ -8,8 +8,8 @@ from machines.descriptions import merged
 from machines.parts import RUNS_AT_ONCE, detections, device_installer, tasks
 from package import tables
 from package.tables import SAMPLE
-from product import (BEGINS, BLOCKED_COMMANDS, BLOCKED_COMMANDS_KEY, CARD_SERVICES, KELO_STACK, LOG, PACKAGES, PROGRAM_FILES,
-                     RUN_KEY, SERVICE, SRK_TOOL)
+from product import (BEGINS, BLOCKED_COMMANDS, BLOCKED_COMMANDS_KEY, CARD_SERVICES, KELO_STACK, LOG, PACKAGES,
+                     PROGRAM_FILES, RUN_KEY, SERVICE, SRK_TOOL)
 from reading import files, registry, services
 from reading.notes import task_calls
 from runs.log_lines import comparable, parse
@@ -48,8 +48,8 @@ DESCRIPTION = merged({
 WITHOUT_TPM = merged(DESCRIPTION, detections(isEnabled=0))
 WITHOUT_STACK = {**WITHOUT_TPM, "services": {}}
 
-# What no effect of an installation is, in lower case: the installer's own records, the pipe's number and devices of Wine,
-# what the stand-ins need and note, and the services' registry keys; the service manager is asked about services.
+# What no effect of an installation is, in lower case: the installer's own records, the pipe's number and devices of
+# Wine, what the stand-ins need and note, and the services' registry keys; the service manager is asked about services.
 NOT_OF_CONCERN = re.compile("|".join((*map(re.escape, (
     r"hklm\software\microsoft\windows\currentversion\installer", r"hklm\software\classes\installer", PRODUCTS,
     r"c:\windows\installer", r"c:\packages", r"c:\standins",
@@ -94,8 +94,8 @@ class PackagedMachine:
         self.prefix.path(PACKAGE).parent.mkdir()
 
     def install(self, *options, changes=()):
-        """Installs the package, with its tables changed. Returns msiexec's exit code, the lines that the program logged,
-        and the exit code of each of its runs."""
+        """Installs the package, with its tables changed. Returns msiexec's exit code, the lines that the program
+        logged, and the exit code of each of its runs."""
         tables.variant(SAMPLE, self.prefix.path(PACKAGE), *changes)
         return self._msiexec("/i", PACKAGE, *options)
 
@@ -112,15 +112,15 @@ class PackagedMachine:
 
     def write_settings(self):
         """Writes the registry values that the package writes for the program to read."""
-        values = tables.registry_values(SAMPLE, "Settings")
-        split = {item: item.removesuffix("]").partition(" [") for item in values}
-        self.prefix.import_registry("".join(section(key, {name: values[item]}) for item, (key, _, name) in split.items()))
+        written = ((*item.removesuffix("]").split(" [", 1), value)
+                   for item, value in tables.registry_values(SAMPLE, "Settings").items())
+        self.prefix.import_registry("".join(section(key, {name: value}) for key, name, value in written))
 
     def look(self):
         """All that is there and of concern, by names in lower case."""
-        told, security, *shown = machine_tool.ask(self.prefix, [
+        told, security, shown = machine_tool.ask(self.prefix, [
             registry.listing("SOFTWARE", "SYSTEM"), registry.security_of(registry.below_root(BLOCKED_COMMANDS_KEY)),
-            *(machine_tool.line("show", name) for name in SERVICES)])
+            services.listing(*SERVICES)])
         values = {}
         for key, found in registry.described(told).items():
             values[key.lower()] = ""
@@ -129,8 +129,9 @@ class PackagedMachine:
                  "installed products": [value for item, value in values.items()
                                         if item.startswith(PRODUCTS) and item.endswith("[displayname]")],
                  "auto-enrollment tasks": _tasks(self.prefix), **_kept_by_standins(values)}
-        for name, service in zip(SERVICES, map(services.in_words, shown)):
-            found.update({f"service {name} [{member}]": service[member] for member in SERVICE_MEMBERS if service})
+        for name, service in shown.items():
+            found.update({f"service {name} [{member}]": services.in_words(service)[member]
+                          for member in SERVICE_MEMBERS if service})
         return {name.lower(): value for name, value in found.items() if not NOT_OF_CONCERN.match(name.lower())}
 
     def _files(self):
@@ -163,9 +164,9 @@ class PackagedMachine:
 
     def files_with(self, text):
         """The files that hold a text, in either of Windows' encodings, but those of Wine's that all prefixes share."""
-        own = [file for file in files.below(self.prefix, "C:\\") if file.place.is_file() and file.place.stat().st_nlink == 1]
-        return {file.path for file in own
-                if any(text.encode(encoding) in file.place.read_bytes() for encoding in ("utf-8", "utf-16-le"))}
+        return {file.path for file in files.below(self.prefix, "C:\\")
+                if file.place.is_file() and file.place.stat().st_nlink == 1
+                and any(text.encode(encoding) in file.place.read_bytes() for encoding in ("utf-8", "utf-16-le"))}
 
     def verbose_log(self):
         """The installer's own log of its last run, as Windows would have written it."""

@@ -1,5 +1,5 @@
-"""The effects that the sample package should have on a machine: those that a rehearsal predicts for the program, and those
-of the package itself."""
+"""The effects that the sample package should have on a machine: those that a rehearsal predicts for the program, and
+those of the package itself."""
 
 from machines.descriptions import as_on_wine, merged, settled
 from machines.parts import RUNS_AT_ONCE, toolkit_service

@@ -1,5 +1,5 @@
-"""A machine under Wine on which the real installer works, and the rehearsal of each package that it is given: after every
-run of the installer the two are compared."""
+"""A machine under Wine on which the real installer works, and the rehearsal of each package that it is given: after
+every run of the installer the two are compared."""
 
 import re
 
@@ -14,7 +14,8 @@ from runs.rehearsal import REHEARSE
 import installer_rehearsal
 from wix_source import ROLLBACK
 
-# The programs and libraries of a package are described with what they do; copies made in the rehearsal would do nothing.
+# The programs and libraries of a package are described with what they do; copies made in the rehearsal would do
+# nothing.
 BEHAVIOUR = ("programs", "libraries")
 
 FAILING_ACTION = "FailingAction"  # the one that packages of the tests fail with

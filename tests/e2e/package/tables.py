@@ -91,7 +91,9 @@ def registry_values(package, component="", **given):
     known |= {name: path + "\\" for name, path in folders(package).items()}
 
     def value(text):
-        return int(text[1:]) if text.startswith("#") else re.sub(r"\[(\w+)\]", lambda name: known.get(name[1], ""), text)
+        if text.startswith("#"):
+            return int(text[1:])
+        return re.sub(r"\[(\w+)\]", lambda name: known.get(name[1], ""), text)
     return {f"{ROOTS[row['Root']]}\\{row['Key']} [{row['Name'] or '(default)'}]": value(row["Value"])
             for row in table(package, "Registry") if component in ("", row["Component_"])}
 

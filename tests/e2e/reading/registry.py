@@ -2,8 +2,8 @@
 
 import re
 
-from machines.numbers import (ADMINISTRATORS, ENTRY_FLAGS, EVERYONE, GENERIC_ALL, GENERIC_READ, KEY_ALL_ACCESS, KEY_READ,
-                              LOCAL_SYSTEM, USERS)
+from machines.numbers import (ADMINISTRATORS, ENTRY_FLAGS, EVERYONE, GENERIC_ALL, GENERIC_READ, KEY_ALL_ACCESS,
+                              KEY_READ, LOCAL_SYSTEM, USERS)
 from machines.registry_values import described_value
 from wine import machine_tool
 
@@ -11,8 +11,8 @@ ROOT = "HKLM\\"
 
 # The short names of the security descriptor definition language.
 SIDS = {"BU": USERS, "BA": ADMINISTRATORS, "SY": LOCAL_SYSTEM, "WD": EVERYONE}
-SDDL_RIGHTS = {"GA": GENERIC_ALL, "GR": GENERIC_READ, "KA": KEY_ALL_ACCESS, "KR": KEY_READ, "KW": 0x20006, "KX": 0x20019,
-               "CC": 1, "DC": 2, "LC": 4, "SW": 8, "RP": 0x10, "WP": 0x20, "SD": 0x10000, "RC": 0x20000, "WD": 0x40000,
+SDDL_RIGHTS = {"GA": GENERIC_ALL, "GR": GENERIC_READ, "KA": KEY_ALL_ACCESS, "KR": KEY_READ, "KW": 0x20006,
+               "KX": 0x20019, "CC": 1, "DC": 2, "LC": 4, "SW": 8, "RP": 0x10, "WP": 0x20, "SD": 0x10000, "RC": 0x20000, "WD": 0x40000,
                "WO": 0x80000}
 
 
@@ -45,8 +45,8 @@ def below_root(key):
 
 
 def listing(*keys):
-    """The line of a script for the values of keys, named without their root, and of all keys below them. A key with a "-"
-    before its name is passed over."""
+    """The line of a script for the values of keys, named without their root, and of all keys below them. A key with a
+    "-" before its name is passed over."""
     return machine_tool.line("registry", *keys)
 
 
@@ -56,8 +56,8 @@ def security_of(*keys):
 
 
 def security(sddl):
-    """The owner and the access list that a text in the security descriptor definition language tells. The entries are as
-    in a description."""
+    """The owner and the access list that a text in the security descriptor definition language tells. The entries are
+    as in a description."""
     owner = re.match(r"O:(S-[\d-]+|[A-Z]{2})", sddl)
     flags = re.search(r"D:(\w*)", sddl)
     return {"owner": owner and SIDS.get(owner[1], owner[1]), "protected": bool(flags) and flags[1].startswith("P"),

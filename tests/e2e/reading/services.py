@@ -8,20 +8,25 @@ GONE = 0  # in place of a state's number: there is no such service
 
 def show(prefix, name):
     """Status, configuration and description of a service; None without one."""
-    [service] = machine_tool.ask(prefix, [machine_tool.line("show", name)])
-    return in_words(service)
+    [told] = machine_tool.ask(prefix, [listing(name)])
+    return in_words(told[name])
 
 
 def wait_for(prefix, states, after=()):
-    """Waits until services are in their states, by their names, None for one that is gone; does a script's lines first. A
-    service that is deleted is there until the last handle to it is closed, and Wine closes a program's handles some time
-    after its end. Returns what the service manager then tells of each."""
-    told = machine_tool.ask(prefix, [*after, waiting(states), *(machine_tool.line("show", name) for name in states)])
-    shown = dict(zip(states, map(in_words, told), strict=True))
+    """Waits until services are in their states, by their names, None for one that is gone; does a script's lines first.
+    A service that is deleted is there until the last handle to it is closed, and Wine closes a program's handles some
+    time after its end. Returns what the service manager then tells of each."""
+    [told] = machine_tool.ask(prefix, [*after, waiting(states), listing(*states)])
+    shown = {name: in_words(told[name]) for name in states}
     for name, service in shown.items():
         if states[name] != (service["state"] if service else None):
             raise AssertionError(f"{name} is not {states[name] or 'gone'}: {service}")
     return shown
+
+
+def listing(*names):
+    """The line of a script for services, or for all."""
+    return machine_tool.line("services", *names)
 
 
 def waiting(states, seconds=20):

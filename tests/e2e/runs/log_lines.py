@@ -33,22 +33,22 @@ def without_numbers(message):
 
 
 def comparable(log):
-    """Zones and messages, without the numbers of processes and threads, and without the messages of waits: how often the
-    program looks at a service, and which states it sees, depends on the real clock."""
+    """Zones and messages, without the numbers of processes and threads, and without the messages of waits: how often
+    the program looks at a service, and which states it sees, depends on the real clock."""
     return [f"TZ{line['zone']} {without_numbers(line['message'])}" for line in map(parse, log)
             if not WAIT.match(line["message"])]
 
 
 def unpredicted_waits(predicted, seen):
-    """The messages of waits that are seen where they are not predicted. A predicted one need not be seen: on a busy machine
-    the service may be there before the program looks."""
+    """The messages of waits that are seen where they are not predicted. A predicted one need not be seen: on a busy
+    machine the service may be there before the program looks."""
     return [message for allowed, found in zip(_waits(predicted), _waits(seen))
             for message in found - allowed - _starting(allowed)]
 
 
 def _starting(waits):
-    """Messages that may be seen too: a wait for a start begins with the state before it, stopped, and on a busy machine even
-    the fastest service may then be seen while it starts."""
+    """Messages that may be seen too: a wait for a start begins with the state before it, stopped, and on a busy machine
+    even the fastest service may then be seen while it starts."""
     return {message.removesuffix(STOPPED) + START_PENDING for message in waits if message.endswith(STOPPED)}
 
 

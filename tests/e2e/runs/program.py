@@ -53,8 +53,8 @@ class Machine:
                 for call in calls if call.thread in threads and call.caller in OWN_CODE]
 
     def loaded(self, *arguments):
-        """Runs the program. Returns the paths of the libraries that were loaded into its process, in lower case, and the
-        messages that it logged."""
+        """Runs the program. Returns the paths of the libraries that were loaded into its process, in lower case, and
+        the messages that it logged."""
         (_, _, images), log = self._logged(self.prefix.loaded, self.program, *arguments)
         return [path.lower() for path in images if path.lower() != self.program.lower()], messages(log)
 

@@ -42,8 +42,8 @@ def report_of(description, *arguments):
 
 
 def rehearse_each(description, *runs):
-    """The JSON reports of runs one after the other, each with its arguments, on the same machine, and the machine that each
-    leaves."""
+    """The JSON reports of runs one after the other, each with its arguments, on the same machine, and the machine that
+    each leaves."""
     machine = as_on_wine(description)
     for arguments in runs:
         report, machine = rehearse_and_save(machine, "--", *arguments)

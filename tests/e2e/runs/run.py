@@ -9,7 +9,7 @@ from runs.log_lines import messages
 class Run:
     exit_code: int
     stdout: str
-    log: list  # whole lines, of this run alone
+    log: list  # whole lines, of this run only
 
     @property
     def messages(self):

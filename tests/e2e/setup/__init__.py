@@ -1,1 +1,2 @@
-"""Sets a Wine prefix up so that it is like a described machine: settings, services, and stand-ins for other programs."""
+"""Sets a Wine prefix up so that it is like a described machine: settings, services, and stand-ins for other
+programs."""

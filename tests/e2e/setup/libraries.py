@@ -1,5 +1,5 @@
-"""Stand-ins for libraries of the toolkit and of its software stacks: the library of tasks, detection libraries, libraries of
-texts, and libraries that are only looked at or kept loaded."""
+"""Stand-ins for libraries of the toolkit and of its software stacks: the task library, detection libraries, libraries
+of texts, and libraries that are only looked at or kept loaded."""
 
 import re
 import struct
@@ -16,7 +16,7 @@ TEXT_LIBRARY = re.compile(r"Internationalization_[A-Za-z-]+\.dll")
 
 FUNCTIONS = USABLE_ANSWERS.keys()  # of a detection library
 
-# What a load fails with, and what stands in for a library that fails so.
+# The errors with which a load can fail, and the content of a file that fails so.
 ERROR_BAD_EXE_FORMAT = 193
 LOAD_ERRORS = {ERROR_BAD_EXE_FORMAT: b"no library"}
 
@@ -24,8 +24,8 @@ VERSION_SIGNATURE = struct.pack("<I", 0xFEEF04BD)  # VS_FIXEDFILEINFO begins so
 
 
 def place(prefix, path, library):
-    """Puts a described library where it is to be. Returns the registry text that its stand-in reads; None when no stand-in
-    could be like it."""
+    """Puts a described library where it is to be. Returns the registry text that its stand-in reads; None when no
+    stand-in could be like it."""
     name = path.rpartition("\\")[2]
     if name == PROBE_LIBRARY:
         return _place_probe(prefix, path, library)
@@ -43,7 +43,8 @@ def handles(prefix, path, function, result, thrown):
 
 
 def make_library(path, file):
-    """Makes a file a library that can be loaded, with the described version, and its content after the library's own."""
+    """Makes a file a library that can be loaded, with the described version, and its content after the library's
+    own."""
     data = (paths.WINDOWS / "plain_library.dll").read_bytes()
     if "version" in file:
         major, minor, build, revision = map(int, file["version"].split("."))

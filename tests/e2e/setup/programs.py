@@ -12,8 +12,8 @@ FOREVER = 0xFFFFFFFF  # milliseconds
 
 
 def place(prefix, path, program):
-    """Puts a described program where it is to be. Returns the registry text that its stand-in reads; None when no stand-in
-    could be like it."""
+    """Puts a described program where it is to be. Returns the registry text that its stand-in reads; None when no
+    stand-in could be like it."""
     name = path.rpartition("\\")[2]
     runs = program.get("runs", [])
     fits_all = [i for i, run in enumerate(runs) if "arguments" not in run]
@@ -39,8 +39,8 @@ def settings(name, values):
 
 
 def times(path, program):
-    """The registry text from which the stand-in of a described program reads how long its runs take. Only tests whose log
-    shows the time need it."""
+    """The registry text from which the stand-in of a described program reads how long its runs take. Only tests whose
+    log shows the time need it."""
     return settings(path.rpartition("\\")[2], {
         run.get("arguments", "") + RUN_MS_ENDING: FOREVER if run.get("neverEnds") else run["runMs"]
         for run in reversed(program.get("runs", [])) if run.keys() & {"runMs", "neverEnds"}})

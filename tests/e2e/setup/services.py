@@ -74,9 +74,9 @@ def creation(name, service):
         "/".join(service.get("dependencies", [])), service.get("account", ""), service.get("description", ""))
 
 
-def configure_path(prefix, name, path):
-    """Gives a service another command line."""
-    machine_tool.do(prefix, [machine_tool.line("path", name, path)])
+def change(prefix, name, **members):
+    """Changes members of a service."""
+    machine_tool.do(prefix, [creation(name, members)])
 
 
 def _write_states(file, service):

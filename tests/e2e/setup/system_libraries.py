@@ -1,5 +1,5 @@
-"""Stand-ins for libraries of Windows' own: the smart-card resource manager, the configuration of cryptography and the way
-into WMI. Wine has all three, but lists no readers, remembers no providers and has no namespace of a TPM."""
+"""Stand-ins for libraries of Windows' own: the smart-card resource manager, the configuration of cryptography and the
+way into WMI. Wine has all three, but lists no readers, remembers no providers and has no namespace of a TPM."""
 
 import paths
 from machines.registry_values import multi_string
@@ -27,8 +27,8 @@ MANAGERS = {"SCARD_E_NO_SERVICE": NO_SERVICE, "SCARD_E_SERVICE_STOPPED": 0x80100
 
 
 def place(prefix, machine, plain):
-    """Puts all stand-ins on a described machine, so that they answer its program as a simulated machine does. Returns the
-    registry text that they read, and the paths in the description of what they cannot be like."""
+    """Puts all stand-ins on a described machine, so that they answer its program as a simulated machine does. Returns
+    the registry text that they read, and the paths in the description of what they cannot be like."""
     for library in (CARDS_LIBRARY, CNG_LIBRARY):
         copy(BUILD / library, prefix, rf"C:\windows\system32\{library}")
     server = rf"{FOLDER}\{WMI_LIBRARY}"
@@ -36,7 +36,8 @@ def place(prefix, machine, plain):
 
     cards, cng, wmi = machine["smartCards"], machine["cng"], machine["wmi"]
     registry = overrides(machine["process"]["path"], {"winscard": "native", "bcrypt": "native,builtin"})
-    registry += settings(CARDS_LIBRARY, {MANAGER: _manager_status(cards["manager"]), READERS: multi_string(cards["readers"])})
+    registry += settings(CARDS_LIBRARY, {MANAGER: _manager_status(cards["manager"]),
+                                         READERS: multi_string(cards["readers"])})
     registry += settings(CNG_LIBRARY, {PROVIDERS: multi_string(cng["providers"]),
                                        KEY_STORAGE: multi_string(_key_storage(cng))})
     registry += settings(WMI_LIBRARY, {call: _result(failure) for call, failure in wmi.get("failures", {}).items()
@@ -47,7 +48,8 @@ def place(prefix, machine, plain):
 
 
 def overrides(program, orders):
-    """The registry text that tells Wine, for libraries by their names, where a program's may come from, and in which order."""
+    """The registry text that tells Wine, by the names of libraries, where a program's may come from, and in which
+    order."""
     name = program.rpartition("\\")[2]
     return section(rf"HKCU\Software\Wine\AppDefaults\{name}\DllOverrides", orders)
 

@@ -1,5 +1,5 @@
-// The configuration of cryptography (CNG): it keeps providers and those of key storage in the registry, and notes each
-// call with its whole record.
+// The configuration of cryptography (CNG). Keeps the providers, and those of key storage, in the registry, and notes
+// each call with its whole record.
 #include "tests/e2e/standins/noted_calls.h"
 #include "tests/e2e/standins/settings.h"
 

@@ -1,5 +1,5 @@
-// The task library: each of its functions answers with the number in the registry under its name, after it has raised
-// what the text "<name> throws" there says, and counts its calls there.
+// The task library. Each function counts its calls in the registry, raises what the text "<name> throws" there says,
+// and returns the number under its name there.
 #include "tests/e2e/standins/settings.h"
 #include "tests/e2e/standins/thrown.h"
 

@@ -43,7 +43,8 @@ TPM_NAMESPACE = r"root\CIMV2\Security\MicrosoftTpm"
 
 def header():
     """The text of a header with these names: KEY becomes kKey, NOTED_CALLS kNotedCalls."""
-    lines = ["// Names on which the stand-ins and the tests agree: made by names.py.", "#pragma once", "", "namespace names", "{"]
+    lines = ["// Names on which the stand-ins and the tests agree: made by names.py.", "#pragma once", "",
+             "namespace names", "{"]
     for name, text in globals().items():
         if name.isupper() and isinstance(text, str):
             escaped = text.replace("\\", "\\\\")

@@ -1,4 +1,4 @@
-// Notes of the calls that stand-ins for Windows' own libraries get, in the form in which a rehearsal records calls.
+// Notes of calls to stand-ins for Windows' own libraries, in the form in which a rehearsal records calls.
 #pragma once
 
 #include <windows.h>
@@ -17,5 +17,5 @@ std::string JsonFlag(bool flag);
 std::string JsonList(const std::vector<std::string>& values);
 std::string JsonObject(const Members& members);
 
-// Adds a call, with its parameters as JSON and its result, to the notes of all stand-ins.
+// Adds a call, with its parameters as JSON and its result, to the one file of notes.
 void NoteCall(const char* name, const Members& in, LONG result);

@@ -1,4 +1,4 @@
-// A library that does nothing, and stands in for any that is only looked at or kept loaded.
+// A library that does nothing: the stand-in for libraries that are only looked at or kept loaded.
 #include <windows.h>
 
 BOOL WINAPI DllMain(HINSTANCE, DWORD, void*)

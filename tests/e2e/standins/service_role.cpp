@@ -1,4 +1,4 @@
-// Plays a described service, and sees to what it depends on.
+// Plays a described service, and starts the services on which it depends.
 #include "tests/e2e/standins/service_role.h"
 
 #include <windows.h>
@@ -51,7 +51,7 @@ std::wstring ServiceText(const std::wstring& service, const wchar_t* value)
     return std::wstring(text.data(), size / sizeof(wchar_t));
 }
 
-// The first service that something is true of; no name when it is true of none.
+// The name of the first service that is wanted; empty when none is.
 std::wstring FindService(const std::function<bool(const std::wstring& name)>& isWanted)
 {
     HKEY key = nullptr;
@@ -125,7 +125,7 @@ Behaviour ReadBehaviour(const std::wstring& service)
     return behaviour;
 }
 
-// Goes through states until an event is set. Whether it was set.
+// Goes through states until an event is set. Returns whether it was set.
 bool Play(const std::vector<Step>& steps, HANDLE interrupt)
 {
     const DWORD begin = GetTickCount();
@@ -145,7 +145,7 @@ DWORD WINAPI Handle(DWORD control, DWORD, void*, void*)
 {
     if (control != SERVICE_CONTROL_STOP)
         return NO_ERROR;
-    // What the caller is told is the state of this moment.
+    // The caller is told the state of this moment.
     if (Step first = g_behaviour.stop.front(); first.afterMs == 0 && first.status.dwCurrentState != SERVICE_STOPPED)
         SetServiceStatus(g_handle, &first.status);
     SetEvent(g_stop);
@@ -168,7 +168,7 @@ void WINAPI ServiceMain(DWORD, LPWSTR* arguments)
     g_behaviour = ReadBehaviour(g_name);
     g_stop = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     g_handle = RegisterServiceCtrlHandlerExW(arguments[0], &Handle, nullptr);
-    // Wine's manager starts one service at a time: this one is not to wait for the others.
+    // Wine's manager starts one service at a time: this one must not wait for the others.
     CreateThread(nullptr, 0, &StartDependencies, nullptr, 0, nullptr);
     if (Play(g_behaviour.start, g_stop))
         Play(g_behaviour.stop, CreateEventW(nullptr, TRUE, FALSE, nullptr));
@@ -181,7 +181,7 @@ std::wstring OwnService()
         [&](const std::wstring& name) { return ServiceText(name, L"ImagePath").c_str() == commandLine; });
 }
 
-// Answers the service manager's request to start with an error, in the place of Windows' own dispatcher.
+// Answers the service manager's request to start with an error, in place of Windows' own dispatcher.
 void RefuseStart(DWORD error)
 {
     DWORD number = 0;

@@ -1,4 +1,4 @@
-// What comes out of stand-in libraries that throw or fault.
+// Exceptions and faults of stand-in libraries.
 #pragma once
 
 #include <string>

@@ -1,6 +1,5 @@
-// A COM server for the management instrumentation: its namespace has the TPM's class, and each call is noted. A call
-// fails with the number in the registry under its name, if there is one; whether the TPM is provisioned automatically
-// is kept there too.
+// A COM server for WMI, whose namespace has the TPM's class. Each call is noted. A call fails with the number in the
+// registry under its name, if there is one; whether the TPM is provisioned automatically is kept there too.
 #include "tests/e2e/standins/noted_calls.h"
 #include "tests/e2e/standins/settings.h"
 #include "tests/support/test_text.h"
@@ -40,7 +39,7 @@ std::string JsonFlags(long flags)
     return JsonNumber(static_cast<DWORD>(flags));
 }
 
-// Objects go by their numbers, in the order in which they were made.
+// Objects are named by their numbers, in the order of their creation.
 unsigned g_objects = 0;
 
 std::string NameOf(unsigned number)
@@ -48,7 +47,7 @@ std::string NameOf(unsigned number)
     return "\"comObject#" + std::to_string(number) + "\"";
 }
 
-// What all objects have in common: a name, a count of references, and no other interface.
+// The base of all objects: a name, a count of references, and no other interface.
 template <typename Interface>
 class Object : public Interface
 {
@@ -88,7 +87,7 @@ std::string Json(const VARIANT* value)
     return JsonObject({{"vt", JsonNumber(value->vt)}, {"boolVal", std::to_string(value->boolVal)}});
 }
 
-// A class, what goes into one of its methods, and what comes out.
+// A class, or the input or output of one of its methods.
 class ClassObject final : public Object<IWbemClassObject>
 {
 public:
@@ -152,7 +151,7 @@ std::string NameOrNull(IWbemClassObject* object)
     return object == nullptr ? "null" : static_cast<ClassObject*>(object)->Name();
 }
 
-// The services are their own proxy: CoSetProxyBlanket comes to them as a question for its interface.
+// The services are their own proxy: CoSetProxyBlanket asks them for its interface.
 class Services final : public Object<IWbemServices>
 {
 public:
@@ -308,7 +307,7 @@ public:
     }
 };
 
-// Lives as long as the library: it is not counted.
+// Lives as long as the library, so its references are not counted.
 class Factory final : public IClassFactory
 {
 public:

@@ -1,5 +1,5 @@
-// Calls functions of Windows that are said to be in libraries where they are not, one for each way to fail, and one
-// that is where it is said to be; writes what comes of each: its result and the last error, in hexadecimal.
+// Calls functions of Windows that it looks for in the wrong libraries, one for each way to fail, and one that it looks
+// for in the right one. Writes the result and the last error of each, in hexadecimal.
 #include "image/delayed_call.h"
 
 #include <msi.h>

@@ -1,5 +1,5 @@
-// Prints the text of an event-log entry, or of a category, as the event viewer finds it: in the message file that is
-// registered for the source.
+// Prints the text of an event-log entry, or of a category, which it finds like the event viewer: in the source's
+// registered message file.
 //   event_text SOURCE EventMessageFile|CategoryMessageFile IDENTIFIER [INSERTIONS...]
 //
 // Exit status: 0, or the Windows error.
@@ -16,7 +16,7 @@ int wmain(int argc, wchar_t** argv)
     const std::wstring key = std::wstring(L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\") + argv[1];
     wchar_t file[MAX_PATH] = {};
     DWORD size = sizeof file;
-    // Windows expands a value of the kind that names variables.
+    // REG_EXPAND_SZ is fine too: RegGetValueW expands it.
     if (const LSTATUS error =
             RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), argv[2], RRF_RT_REG_SZ, nullptr, file, &size))
         return static_cast<int>(error);

@@ -15,7 +15,7 @@ namespace
 
 using Export = UINT(WINAPI*)(MSIHANDLE);
 
-// An install session needs a package, and a package no more than this.
+// The smallest package that an install session accepts.
 UINT MakePackage(const wchar_t* path)
 {
     MSIHANDLE database = 0;

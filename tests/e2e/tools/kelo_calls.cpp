@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-// The entry that the calls share with the simulated machine's test image.
+// Defined by tests/unit/calls/, which the simulated machine's test image has too.
 extern "C" bool WinsimTestCall(const std::string& name, const std::vector<std::string>& arguments, std::string& result);
 
 int wmain(int argc, wchar_t** argv)

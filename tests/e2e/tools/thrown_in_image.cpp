@@ -1,5 +1,5 @@
-// Throws exceptions with the runtime that the program's images have, in several threads at once, and writes how many of
-// each kind were caught, and how many by whoever handled one already.
+// Throws exceptions with the runtime of the program's images, in several threads at once. Writes how many of each kind
+// were caught, and how many while another one was being handled.
 #include <windows.h>
 
 #include <array>
@@ -24,7 +24,7 @@ struct Kind
     Throw thrower;
 };
 
-// More than there can be of anything, which the compiler is not to know.
+// More than there can be of anything; volatile, so that the compiler does not know it.
 volatile std::size_t g_tooMuch = SIZE_MAX;
 
 constexpr Kind kKinds[] = {
@@ -38,7 +38,7 @@ constexpr Kind kKinds[] = {
 std::array<std::atomic<int>, std::size(kKinds)> g_caught;
 std::atomic<int> g_nested;
 
-// Throws while an exception is handled already, and lets both go.
+// Throws again while it handles an exception, and lets the exception go on.
 void ThrowTwice(const Kind& kind, std::string& text)
 {
     try

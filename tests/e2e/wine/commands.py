@@ -16,8 +16,9 @@ LOCALE, ZONE = "C.UTF-8", "UTC"  # unless a prefix has others
 
 # What a command begins with. What the system does not allow is left out.
 RUNNERS = [
-    # Linux puts a program's heap at random between 2 and 3 GB. In one of some thousand programs it lies where Wine needs
-    # 0x7ffe0000, and Wine ends with exit code 1 before the program begins. Without randomness the heap is out of the way.
+    # Linux puts a program's heap at random between 2 and 3 GB. In one of some thousand programs it lies where Wine
+    # needs 0x7ffe0000, and Wine ends with exit code 1 before the program begins. Without randomness the heap is out of
+    # the way.
     ["setarch", "--addr-no-randomize"],
     # Root may write to read-only files, which nobody may on Windows. Inside a prefix, root has no such privilege.
     ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"],
@@ -56,8 +57,9 @@ def runner():
 
 
 def run(prefix, command, timeout=MOST_SECONDS, locale=LOCALE, zone=ZONE, cwd=None, debug=ERRORS, attempts=3):
-    """Runs a command. Returns its exit code, its standard output, and its standard error. Both are files, because Wine's
-    own processes stay for a while and keep a pipe open. Errors go to the test's standard error too. Raises Hung."""
+    """Runs a command. Returns its exit code, its standard output, and its standard error. Both are files, because
+    Wine's own processes stay for a while and keep a pipe open. Errors go to the test's standard error too. Raises
+    Hung."""
     errors_file = prefix / "tmp" / "errors.txt"
     with tempfile.TemporaryFile(dir=prefix / "tmp") as output, open(errors_file, "ab") as errors:
         size_before = errors.tell()

@@ -25,8 +25,8 @@ PROCESSORS = os.sched_getaffinity(0)
 NOT_NEEDED = ["Eventlog", "MountMgr", "NDIS", "nsiproxy", "PlugPlay"]
 ON_DEMAND = 3
 
-# The settings of every prefix, as a .reg file. A service may take as long to answer as on Windows: Wine's service manager
-# would wait ten seconds, too few on a busy machine (1053). It takes this number as a text only.
+# The settings of every prefix, as a .reg file. A service may take as long to answer as on Windows: Wine's service
+# manager would wait ten seconds, too few on a busy machine (1053). It takes this number as a text only.
 SETTINGS = r"""Windows Registry Editor Version 5.00
 
 [HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control]

@@ -15,7 +15,7 @@ REG_FILE = "Windows Registry Editor Version 5.00\n"  # how a .reg file begins
 
 
 class Prefix:
-    """For the length of a `with` statement; nothing of it is left behind, whatever happens."""
+    """Lives for a `with` statement; nothing of it is left, whatever happens."""
 
     locale = commands.LOCALE  # from which Wine takes its language
     zone = commands.ZONE  # and its time zone

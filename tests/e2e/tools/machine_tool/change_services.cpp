@@ -74,13 +74,6 @@ int RegisterService(const Words& words)
     return service ? Describe(service, word(10)) : ExitStatus(FALSE);
 }
 
-int SetServicePath(const Words& words)
-{
-    return ExitStatus(ChangeServiceConfigW(OpenServiceFully(words[1]).Get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
-                                           SERVICE_NO_CHANGE, words[2].c_str(), nullptr, nullptr, nullptr, nullptr,
-                                           nullptr, nullptr));
-}
-
 int BeginService(const Words& words)
 {
     const UniqueServiceHandle service = OpenServiceFully(words[1]);

@@ -1,24 +1,29 @@
 // Changes and shows a machine for tests: services, the registry, processes. Texts go in and out as UTF-8.
 //
-// machine_tool create NAME BINARY_PATH [DISPLAY_NAME TYPE START ERROR_CONTROL GROUP DEPENDENCIES ACCOUNT DESCRIPTION]
-//                                      a service, or changes one; "/" stands between dependencies. What is left out or
-//                                      empty is as usual in a new service, and stays as it is in another.
-// machine_tool path NAME BINARY_PATH   gives a service another command line
-// machine_tool start NAME              starts a service
-// machine_tool delete NAME             deletes a service; there need not be one
-// machine_tool show NAME               status, configuration and description of a service, a JSON object; null
-//                                      without such a service
-// machine_tool services                the same of all, by their names
-// machine_tool await MS NAME STATE...  waits until services are in their states (numbers; 0 when there is no such
-//                                      service), or so many milliseconds are over
-// machine_tool processes               names of the running programs' files, a JSON list
-// machine_tool value KEY NAME TYPE HEX gives a registry value its type (a number) and its bytes
-// machine_tool registry KEY...         the keys below HKEY_LOCAL_MACHINE and what is in them, a JSON object of keys; a
-//                                      value is its type and its bytes. Links are passed over, and so is a key that is
-//                                      named with a "-" before it.
-// machine_tool secure KEY SDDL         gives a key an owner and an access list
-// machine_tool security KEY...         owner and access list of keys, as SDDL, a JSON object
-// machine_tool script FILE             does each line of a file: a verb and its arguments, with tabs between them
+// Verbs that change it:
+//   create NAME BINARY_PATH [DISPLAY_NAME TYPE START ERROR_CONTROL GROUP DEPENDENCIES ACCOUNT DESCRIPTION]
+//                        registers a service, or changes one; "/" separates dependencies. What is left out or empty is
+//                        as usual in a new service, and stays as it is in another.
+//   start NAME           starts a service
+//   delete NAME          deletes a service, if there is one
+//   await MS NAME STATE...
+//                        waits until services are in their states (numbers; 0: there is no such service), or until so
+//                        many milliseconds are over
+//   value KEY NAME TYPE HEX
+//                        gives a registry value its type (a number) and its bytes
+//   secure KEY SDDL      gives a key an owner and an access list
+//
+// Verbs that show it, each as JSON; keys are below HKEY_LOCAL_MACHINE:
+//   services [NAME...]   status, configuration and description of services, or of all, by their names; null for one
+//   that is
+//                        missing
+//   processes            a list of the names of the running programs' files
+//   registry KEY...      keys and all keys below them: type and bytes of each value. Links are passed over, and so is a
+//   key
+//                        that is named with a "-" before it.
+//   security KEY...      owner and access list of keys, as SDDL
+//
+//   script FILE          does each line of a file: a verb and its arguments, with tabs between them
 //
 // Exit status: 0, or the Windows error; the output then ends with it, and with the verb that failed.
 #include "tests/e2e/tools/machine_tool/verbs.h"
@@ -45,11 +50,10 @@ struct Verb
 };
 
 constexpr Verb kVerbs[] = {
-    {L"create", 3, &RegisterService},  {L"path", 3, &SetServicePath}, {L"start", 2, &BeginService},
-    {L"delete", 2, &RemoveService},    {L"show", 2, &ShowService},    {L"services", 1, &ShowServices},
-    {L"await", 2, &AwaitStates},       {L"value", 4, &SetValue},      {L"registry", 2, &ShowRegistry},
-    {L"processes", 1, &ShowProcesses}, {L"secure", 3, &SecureKey},    {L"security", 1, &ShowSecurity},
-    {L"script", 2, &RunScript},
+    {L"create", 3, &RegisterService}, {L"start", 2, &BeginService},      {L"delete", 2, &RemoveService},
+    {L"await", 2, &AwaitStates},      {L"value", 4, &SetValue},          {L"secure", 3, &SecureKey},
+    {L"services", 1, &ShowServices},  {L"processes", 1, &ShowProcesses}, {L"registry", 2, &ShowRegistry},
+    {L"security", 1, &ShowSecurity},  {L"script", 2, &RunScript},
 };
 
 int RunVerb(const Words& words)

@@ -50,35 +50,40 @@ bool PrintService(const std::wstring& name)
     return true;
 }
 
-} // namespace
-
-int ShowService(const Words& words)
-{
-    if (PrintService(words[1]))
-        return 0;
-    if (GetLastError() != ERROR_SERVICE_DOES_NOT_EXIST)
-        return ExitStatus(FALSE);
-    std::printf("null");
-    return 0;
-}
-
-int ShowServices(const Words&)
+// The names of all services; none when they cannot be listed, which the last error tells of.
+Words AllServices()
 {
     DWORD size = 0;
     DWORD count = 0;
     EnumServicesStatusExW(ServiceManager(), SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, nullptr, 0, &size,
                           &count, nullptr, nullptr);
     std::vector<BYTE> bytes(size + kBufferBytes);
-    if (!EnumServicesStatusExW(ServiceManager(), SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, bytes.data(),
-                               static_cast<DWORD>(bytes.size()), &size, &count, nullptr, nullptr))
-        return ExitStatus(FALSE);
+    EnumServicesStatusExW(ServiceManager(), SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, bytes.data(),
+                          static_cast<DWORD>(bytes.size()), &size, &count, nullptr, nullptr);
     const auto* services = reinterpret_cast<ENUM_SERVICE_STATUS_PROCESSW*>(bytes.data());
-    std::printf("{");
+    Words names;
     for (DWORD i = 0; i < count; ++i)
+        names.emplace_back(services[i].lpServiceName);
+    return names;
+}
+
+} // namespace
+
+int ShowServices(const Words& words)
+{
+    const Words names = words.size() > 1 ? Words(words.begin() + 1, words.end()) : AllServices();
+    if (names.empty())
+        return ExitStatus(FALSE);
+    const char* separator = "{";
+    for (const std::wstring& name : names)
     {
-        std::printf("%s%s: ", i == 0 ? "" : ",\n", Quoted(services[i].lpServiceName).c_str());
-        if (!PrintService(services[i].lpServiceName))
-            std::printf("null");
+        std::printf("%s%s: ", separator, Quoted(name).c_str());
+        separator = ",\n";
+        if (PrintService(name))
+            continue;
+        if (GetLastError() != ERROR_SERVICE_DOES_NOT_EXIST)
+            return ExitStatus(FALSE);
+        std::printf("null");
     }
     std::printf("}\n");
     return 0;

@@ -11,24 +11,19 @@ using Words = std::vector<std::wstring>;
 
 // Changes of services, and a wait for their states.
 int RegisterService(const Words& words);
-int SetServicePath(const Words& words);
 int BeginService(const Words& words);
 int RemoveService(const Words& words);
 int AwaitStates(const Words& words);
-
-// What the service manager tells.
-int ShowService(const Words& words);
-int ShowServices(const Words& words);
 
 // Changes of the registry.
 int SetValue(const Words& words);
 int SecureKey(const Words& words);
 
-// What the registry holds.
+// What a machine is like.
+int ShowServices(const Words& words);
+int ShowProcesses(const Words& words);
 int ShowRegistry(const Words& words);
 int ShowSecurity(const Words& words);
-
-int ShowProcesses(const Words& words);
 
 // The result of a verb whose only call may have failed.
 inline int ExitStatus(BOOL succeeded)
