@@ -11,9 +11,10 @@ ROOT = "HKLM\\"
 
 # The short names of the security descriptor definition language.
 SIDS = {"BU": USERS, "BA": ADMINISTRATORS, "SY": LOCAL_SYSTEM, "WD": EVERYONE}
-SDDL_RIGHTS = {"GA": GENERIC_ALL, "GR": GENERIC_READ, "KA": KEY_ALL_ACCESS, "KR": KEY_READ, "KW": 0x20006,
-               "KX": 0x20019, "CC": 1, "DC": 2, "LC": 4, "SW": 8, "RP": 0x10, "WP": 0x20, "SD": 0x10000, "RC": 0x20000, "WD": 0x40000,
-               "WO": 0x80000}
+SDDL_RIGHTS = {"GA": GENERIC_ALL, "GX": 0x20000000, "GW": 0x40000000, "GR": GENERIC_READ,
+               "KA": KEY_ALL_ACCESS, "KR": KEY_READ, "KW": 0x20006, "KX": 0x20019,
+               "CC": 1, "DC": 2, "LC": 4, "SW": 8, "RP": 0x10, "WP": 0x20, "DT": 0x40, "LO": 0x80, "CR": 0x100,
+               "SD": 0x10000, "RC": 0x20000, "WD": 0x40000, "WO": 0x80000}
 
 
 def values(prefix, key):
