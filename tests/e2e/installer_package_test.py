@@ -13,7 +13,7 @@ from package.rehearsed_machine import RehearsedMachine
 from package.tables import PERMANENT, SAMPLE
 from paths import ROOT
 from product import (CARD_NOTED, CHOICES_KEY, COMMON_KEY, EVENT_SOURCE, INCORRECT_TPM, LOG, PROGRAM, REASON_KEY,
-                     REINSTALLED, SERVICE, SRK_TOOL, SYSTEM)
+                     REINSTALLED, SERVICE, SRK_TOOL, SYSTEM, TSPI)
 from reading import registry
 from reading.notes import runs_of
 from setup.reg_file import section
@@ -193,7 +193,7 @@ class EffectsWithoutStack(EffectsRun):
     description = WITHOUT_STACK
 
     def test_shim_is_installed_and_removed(self):
-        self.assertIn(("added", rf"{SYSTEM}\tspi_x64.dll".lower()), self.install_and_remove())
+        self.assertIn(("added", TSPI.lower()), self.install_and_remove())
 
 
 class FailedRemoval(EffectsRun):

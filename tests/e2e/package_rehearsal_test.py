@@ -137,7 +137,7 @@ class Installations(unittest.TestCase):
         for outcome, is_refused in ((self.rehearse("repair", installed), False),
                                     (self.rehearse_without_stop(installed), True)):
             log = " ".join(outcome.runs[0].log)
-            self.assertEqual("Cannot stop tcsd_win32.exe service" in log, is_refused)
+            self.assertEqual(f"Cannot stop {NTRU_STACK} service" in log, is_refused)
 
     def rehearse_without_stop(self, machine):
         with tempfile.TemporaryDirectory() as folder:

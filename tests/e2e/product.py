@@ -55,6 +55,11 @@ PROBE_LIBRARY = "stkprobe.dll"
 SHIM = "TSP1-kelo.dll"
 TASK_LIBRARY = "CertJobPlanner.dll"
 
+# Files that a set-up puts into the system folder.
+SYSTEM_PROBE = rf"{SYSTEM}\{PROBE_LIBRARY}"
+TSPI, TSPI_BACKUP = SYSTEM + r"\TSPI_x64.dll", SYSTEM + r"\Tspi.bak"
+TSP1, TSP1_BACKUP = SYSTEM + r"\TSP1_x64.dll", SYSTEM + r"\Tsp1.bak"
+
 # What usable libraries answer: a software stack and a TPM, and tasks that are not there yet.
 USABLE_ANSWERS = {"DetectTSS": 0, "isEnabled": 1, "isActivated": 1, "isOwned": 1, "ValidSRKAuth": 0}
 NO_TASKS = {"AreTasksInstalled": 0, "InstallAutoEnrollmentTasks": 0, "RemoveAutoEnrollmentTasks": 0}
@@ -70,6 +75,11 @@ REINSTALLED = "When Toolkit was last uninstalled... the VSC was present, so must
 def probe(vendor, folder=TOOLKIT):
     """The path of a vendor's detection library."""
     return rf"{folder}\{vendor}\{PROBE_LIBRARY}"
+
+
+def stager(folder=TOOLKIT):
+    """The path of the device installer."""
+    return rf"{folder}\TPM_VSCard\DriverStager.exe"
 
 
 def text_library(language, folder=TOOLKIT):

@@ -7,8 +7,8 @@ from comparison.scope import NOTES
 from machines.descriptions import merged
 from machines.parts import SLOW, WINDOWS_7, blocked, shims, toolkit_service
 from product import (BLOCKED_COMMANDS, BLOCKED_COMMANDS_KEY, COMMON_KEY, COMMON_KEY_WITH_PERIOD, INCORRECT_TPM,
-                     INFINEON_STACK, KELO_STACK, NTRU_FOLDER, NTRU_STACK, PROBE_LIBRARY, SERVICE, SHIM, SYSTEM, TOOLKIT,
-                     USABLE_ANSWERS, VENDORS, probe)
+                     INFINEON_STACK, KELO_STACK, NTRU_FOLDER, NTRU_STACK, PROBE_LIBRARY, SERVICE, SHIM, SYSTEM,
+                     SYSTEM_PROBE, TOOLKIT, TSP1, TSP1_BACKUP, TSPI, TSPI_BACKUP, USABLE_ANSWERS, VENDORS, probe)
 from reading import files, registry, services
 from reading.notes import notes_of_probe
 from runs.log_lines import WAIT, messages
@@ -113,7 +113,7 @@ class UsableStack(StackSetup):
                                        ["/Setup"], ["/Uninstall"])
         self.assertIn("Commands blocked on Vista+", messages)
         self.assertNotIn("Remove old Tsp1_x64.dll", messages)
-        self.assertEqual(machine.content(SYSTEM + r"\stkprobe.dll"), machine.content(KELO_PROBE))
+        self.assertEqual(machine.content(SYSTEM_PROBE), machine.content(KELO_PROBE))
         self.assertEqual(notes_of_probe(machine.prefix, KELO_PROBE), ([LOADED, *FUNCTIONS, FREED], [ENDED]))
         self.assertEqual(notes_of_probe(machine.prefix, NTRU_PROBE), ([], []))
 
@@ -122,8 +122,8 @@ class UsableStack(StackSetup):
                                                services={NTRU_STACK: NTRU_SERVICE, "TBS": TBS}),
                                        ["/Setup", "/TSS_VENDOR=NTRU12"], ["/Uninstall"])
         self.assertIn("NTRU TSS service restarted", messages)
-        self.assertIn("tcsd_win32.exe has been sucessfully started", messages)
-        self.assertEqual(machine.content(SYSTEM + r"\stkprobe.dll"), machine.content(NTRU_PROBE))
+        self.assertIn(f"{NTRU_STACK} has been sucessfully started", messages)
+        self.assertEqual(machine.content(SYSTEM_PROBE), machine.content(NTRU_PROBE))
         self.assertEqual(notes_of_probe(machine.prefix, NTRU_PROBE)[0], [LOADED, *FUNCTIONS, FREED])
 
     def test_kelo_comes_before_ntru_whatever_was_asked_for(self):
@@ -133,10 +133,10 @@ class UsableStack(StackSetup):
         self.assertNotIn(f"DetectTPMPlatform({TOOLKIT}\\,NTRU12)", messages)
 
     def test_usable_stack_takes_its_own_shim_away_and_leaves_the_other(self):
-        shims = {SYSTEM + r"\TSPI_x64.dll": {"text": "old TSPI"}, SYSTEM + r"\TSP1_x64.dll": {"text": "old TSP1"}}
+        shims = {TSPI: {"text": "old TSPI"}, TSP1: {"text": "old TSP1"}}
         machine, _ = self.check(toolkit(kelo=USABLE, files=shims), ["/Setup"])
-        self.assertIsNone(machine.content(SYSTEM + r"\TSPI_x64.dll"))
-        self.assertEqual(machine.content(SYSTEM + r"\TSP1_x64.dll"), b"old TSP1")
+        self.assertIsNone(machine.content(TSPI))
+        self.assertEqual(machine.content(TSP1), b"old TSP1")
 
     def test_unowned_tpm_is_not_asked_for_its_srk(self):
         machine, _ = self.check(toolkit(kelo={**USABLE, "isOwned": 0}), ["/Setup"])
@@ -210,12 +210,12 @@ class UnusableStacks(StackSetup):
     def test_none_installed_and_kelo_asked_for(self):
         machine, messages = self.check(toolkit(), ["/Setup", "/TSS_VENDOR=KELO"])
         self.assertIn("Kelo TSS not present so copy 'shim' TSPI.dll", messages)
-        self.assertEqual(machine.content(SYSTEM + r"\TSPI_x64.dll"), b"the toolkit's shim")
+        self.assertEqual(machine.content(TSPI), b"the toolkit's shim")
 
     def test_none_installed_and_ntru_asked_for(self):
         machine, messages = self.check(toolkit(), ["/Setup", "/TSS_VENDOR=NTRU12"], ["/Uninstall"])
         self.assertIn("NTRU not present so copy 'shim' TSP1.dll", messages)
-        self.assertIsNone(machine.content(SYSTEM + r"\TSP1_x64.dll"))
+        self.assertIsNone(machine.content(TSP1))
 
     def test_unknown_stack_asked_for(self):
         _, messages = self.setup({}, "/TSS_VENDOR=NTRU")
@@ -302,31 +302,31 @@ class FilesInUse(StackSetup):
     """A file that a process keeps loaded is moved aside."""
 
     def test_shims_in_use(self):
-        shims = {SYSTEM + r"\TSPI_x64.dll": {"text": "TSPI in use", "inUse": True},
-                 SYSTEM + r"\TSP1_x64.dll": {"text": "TSP1 in use", "inUse": True},
-                 SYSTEM + r"\Tspi.bak": {"text": "older backup"}}
+        shims = {TSPI: {"text": "TSPI in use", "inUse": True},
+                 TSP1: {"text": "TSP1 in use", "inUse": True},
+                 TSPI_BACKUP: {"text": "older backup"}}
         machine, messages = self.check(toolkit(files=shims), ["/Setup", "/TSS_VENDOR=KELO"], ["/Uninstall"])
-        self.assertIn(f"RemoveTSP1File - Moved Tsp<x>_x64.dll to {SYSTEM}\\Tspi.bak", messages)
-        self.assertIn(f"RemoveTSP1File - Moved Tsp<x>_x64.dll to {SYSTEM}\\Tsp1.bak", messages)
-        self.assertTrue(machine.content(SYSTEM + r"\Tspi.bak").endswith(b"TSPI in use"))
+        self.assertIn(f"RemoveTSP1File - Moved Tsp<x>_x64.dll to {TSPI_BACKUP}", messages)
+        self.assertIn(f"RemoveTSP1File - Moved Tsp<x>_x64.dll to {TSP1_BACKUP}", messages)
+        self.assertTrue(machine.content(TSPI_BACKUP).endswith(b"TSPI in use"))
 
     def test_shim_in_use_with_a_backup_in_use(self):
-        shims = {SYSTEM + r"\TSPI_x64.dll": {"text": "in use", "inUse": True},
-                 SYSTEM + r"\Tspi.bak": {"text": "backup in use", "inUse": True}}
+        shims = {TSPI: {"text": "in use", "inUse": True},
+                 TSPI_BACKUP: {"text": "backup in use", "inUse": True}}
         machine, messages = self.check(toolkit(files=shims), ["/Setup"])
         self.assertIn("RemoveTSP1File - Unable to remove .bak file, err: 5", messages)
-        self.assertTrue(machine.content(SYSTEM + r"\TSPI_x64.dll").endswith(b"in use"))
+        self.assertTrue(machine.content(TSPI).endswith(b"in use"))
 
     def test_detection_library_in_use(self):
-        files = {SYSTEM + r"\stkprobe.dll": {"text": "old probe in use", "inUse": True},
+        files = {SYSTEM_PROBE: {"text": "old probe in use", "inUse": True},
                  SYSTEM + r"\stkprobe.bk1": {"text": "older backup"}}
         machine, messages = self.check(toolkit(kelo=USABLE, files=files), ["/Setup"])
-        self.assertIn(f"CopyTCGDLL - Copied file {KELO_PROBE} to {SYSTEM}\\stkprobe.dll", messages)
-        self.assertEqual(machine.content(SYSTEM + r"\stkprobe.dll"), machine.content(KELO_PROBE))
+        self.assertIn(f"CopyTCGDLL - Copied file {KELO_PROBE} to {SYSTEM_PROBE}", messages)
+        self.assertEqual(machine.content(SYSTEM_PROBE), machine.content(KELO_PROBE))
         self.assertTrue(machine.content(SYSTEM + r"\stkprobe.bk1").endswith(b"old probe in use"))
 
     def test_detection_library_in_use_without_a_backup(self):
-        files = {SYSTEM + r"\stkprobe.dll": {"text": "old probe in use", "inUse": True}}
+        files = {SYSTEM_PROBE: {"text": "old probe in use", "inUse": True}}
         _, messages = self.check(toolkit(kelo=USABLE, files=files), ["/Setup"])
         self.assertIn(f"CopyTCGDLL - Unable to Delete {SYSTEM}\\stkprobe.bk1 rc: 2", messages)
 
@@ -392,8 +392,8 @@ class LongPaths(StackSetup):
             for stack in VENDORS:
                 self.assertEqual(notes_of_probe(machine.prefix, probe(stack, base[:-1])), ([], []))
         services.wait_for(machine.prefix, {SERVICE: None})
-        for name in ("TSPI_x64.dll", "TSP1_x64.dll", "stkprobe.dll"):
-            self.assertNotEqual(machine.content(rf"{SYSTEM}\{name}"), f"shim in {self.PLANTED}\\".encode())
+        for path in (TSPI, TSP1, SYSTEM_PROBE):
+            self.assertNotEqual(machine.content(path), f"shim in {self.PLANTED}\\".encode())
         return machine, messages
 
     def test_no_stack_is_found(self):
@@ -401,17 +401,17 @@ class LongPaths(StackSetup):
             with self.subTest(length=length):
                 machine, messages = self.check_length(length)
                 self.assertEqual(messages.count("Failed to Load Library:  Err: 206"), 2)
-                self.assertIsNone(machine.content(SYSTEM + r"\stkprobe.dll"))
+                self.assertIsNone(machine.content(SYSTEM_PROBE))
 
     def test_default_stack_is_set_up_without_anything_from_elsewhere(self):
         for length in (SHORTEST_TOO_LONG, 250, 270, 300):
             for vendor in VENDORS:
                 with self.subTest(length=length, vendor=vendor):
                     machine, _ = self.check_length(length, "/TSS_VENDOR=" + vendor)
-                    self.assertIsNone(machine.content(SYSTEM + r"\stkprobe.dll"))
+                    self.assertIsNone(machine.content(SYSTEM_PROBE))
 
     def test_longest_path_that_fits_is_loaded(self):
         folder, description = self.toolkit_at(LONGEST_FOR_KELO)
         machine, messages = self.check(description, ["/Setup"])
-        self.assertIn(rf"Load {folder}KELO\stkprobe.dll", messages)
+        self.assertIn(f"Load {probe('KELO', folder[:-1])}", messages)
         self.assertEqual(notes_of_probe(machine.prefix, probe("KELO", folder[:-1]))[0][-1], FREED)

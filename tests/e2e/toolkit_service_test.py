@@ -49,7 +49,7 @@ class Installation(ToolkitService):
         shown = services.wait_for(machine.prefix, {SERVICE: "running"})
         self.assertEqual(shown[SERVICE], {
             "state": "running", "controlsAccepted": 1, "type": 0x10, "start": "auto", "errorControl": 1,
-            "binaryPath": f'"{PROGRAM}"', "loadOrderGroup": "SmartcardGroup", "dependencies": ["tcsd_x86", "RPCSS"],
+            "binaryPath": f'"{PROGRAM}"', "loadOrderGroup": "SmartcardGroup", "dependencies": [KELO_STACK, "RPCSS"],
             "account": "LocalSystem", "displayName": SERVICE_TITLE, "description": "Kelo Toolkit Service"})
 
     def test_running_service_is_stopped_and_started_again(self):
@@ -57,7 +57,7 @@ class Installation(ToolkitService):
         self.assertEqual(machine.call("InstallTkService", "NTRU", FOLDER), ("0", [BEGIN, STOPPED, REGISTERING, WIN8,
                                                                                  REGISTERED]))
         shown = services.wait_for(machine.prefix, {SERVICE: "running"})
-        self.assertEqual(shown[SERVICE]["dependencies"], ["tcsd_win32.exe", "RPCSS"])
+        self.assertEqual(shown[SERVICE]["dependencies"], [NTRU_STACK, "RPCSS"])
 
     def test_missing_program(self):
         machine = self.machine()

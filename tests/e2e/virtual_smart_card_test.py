@@ -3,7 +3,7 @@ the card and the providers back, and the next set-up restores the card: as predi
 
 from machines.parts import device_installer
 from product import (CARD_LIBRARIES, CARD_NOTED, CARD_SERVICES, COMMON_KEY, MINIDRIVER_DEVICE, PACKAGES, READER,
-                     READER_DEVICE, REINSTALLED, STAGER, SYSTEM)
+                     READER_DEVICE, REINSTALLED, STAGER, SYSTEM, TOOLKIT, stager)
 from reading import registry, services
 from reading.notes import folders_of, runs_of, system_calls
 from runs.log_lines import messages, without_numbers
@@ -28,9 +28,9 @@ def toolkit(**members):
     return {**device_installer(), "registry": {COMMON_KEY: {"values": {}}}, **members}
 
 
-def command_lines(commands, packages=PACKAGES):
+def command_lines(commands, folder=TOOLKIT):
     # Required: backslashes are doubled; the folder ends in one, and each part is added with another.
-    program = packages.replace("TPM_VSCard", r"\TPM_VSCard") + r"\\DriverStager.exe"
+    program = folder + stager(folder).removeprefix(folder).replace("\\", r"\\")
     return [f'"{program}" {command}' for command in commands]
 
 
@@ -128,14 +128,13 @@ class VirtualSmartCard(PredictedCalls):
 
     def test_folder_with_percent_signs_and_blanks(self):
         folder = r"C:\Program Files\100% %s Kelo"
-        packages = folder + r"\TPM_VSCard"
+        packages, program = folder + r"\TPM_VSCard", stager(folder)
         description = toolkit(process={"path": folder + r"\KeloCustomAction.exe"},
                               files={rf"{packages}\{name}": {} for name in CARD_LIBRARIES},
-                              programs={packages + r"\DriverStager.exe": {"runs": []}})
+                              programs={program: {"runs": []}})
         machine = self.enter(description)
         self.check_calls(machine, description, *FULL_SETUP)
-        self.assertEqual(runs_of(machine.prefix, packages + r"\DriverStager.exe"),
-                         command_lines(INSTALLATION, packages))
+        self.assertEqual(runs_of(machine.prefix, program), command_lines(INSTALLATION, folder))
 
     def test_setup_has_the_services_start_automatically(self):
         machine = self.enter(toolkit())

@@ -11,8 +11,9 @@ from machines.parts import (FOR_A_MOMENT, GERMAN, INSTALLED, JAPANESE, PLAIN, PO
 from paths import ROOT
 from product import (BLOCKED_COMMANDS_KEY, CAPI_KEY, CARD_NOTED, CARD_SERVICES, COMMON_KEY, COMMON_KEY_WITH_PERIOD,
                      CONFIGURATION, DATA, INFINEON_STACK, INSTALLATION_PATH, KELO_STACK, LOG_FOLDER, NTRU_FOLDER,
-                     PACKAGES, POLICIES, PROBE_LIBRARY, PROVIDERS_KEY, READER, SERVICE, SERVICE_PROGRAM, SERVICE_TITLE,
-                     STAGER, SYSTEM, TASKS_WANTED)
+                     PACKAGES, POLICIES, PROVIDERS_KEY, READER, SERVICE, SERVICE_PROGRAM, SERVICE_TITLE, STAGER, SYSTEM,
+                     SYSTEM_PROBE, TASKS_WANTED, TSP1, TSP1_BACKUP, TSPI, TSPI_BACKUP)
+from standins.names import TPM_NAMESPACE
 
 READ_AND_TAKE_OWNERSHIP = 0xA0019
 FROM_ABOVE = [{"trustee": trustee, "mask": KEY_ALL_ACCESS, "inheritance": CONTAINER_INHERIT}
@@ -97,24 +98,24 @@ CASES = {
 
     # Shims and other files.
     "old shims, and an old backup": case(USABLE, {"files": {
-        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim"}, rf"{SYSTEM}\TSPI_x64.dll": {"text": "another old shim"},
-        rf"{SYSTEM}\Tspi.bak": {"text": "an older shim"}, rf"{SYSTEM}\{PROBE_LIBRARY}": {"text": "an old library"}}}),
+        TSP1: {"text": "an old shim"}, TSPI: {"text": "another old shim"},
+        TSPI_BACKUP: {"text": "an older shim"}, SYSTEM_PROBE: {"text": "an old library"}}}),
     "read-only shims": case(INSTALLED, {"files": {
-        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim", "attributes": READ_ONLY},
+        TSP1: {"text": "an old shim", "attributes": READ_ONLY},
         rf"{SYSTEM}\Tspi_x64.dll": {"text": "another", "attributes": READ_ONLY},
-        rf"{SYSTEM}\Tsp1.bak": {"text": "a backup", "attributes": READ_ONLY},
-        rf"{SYSTEM}\{PROBE_LIBRARY}": {"text": "an old library", "attributes": READ_ONLY}}},
+        TSP1_BACKUP: {"text": "a backup", "attributes": READ_ONLY},
+        SYSTEM_PROBE: {"text": "an old library", "attributes": READ_ONLY}}},
         options=("/TSS_VENDOR=NTRU12",)),
     "directories in the places of files": case(INSTALLED, {"files": {
-        rf"{SYSTEM}\TSP1_x64.dll": {"directory": True}, rf"{SYSTEM}\{PROBE_LIBRARY}": {"directory": True},
+        TSP1: {"directory": True}, SYSTEM_PROBE: {"directory": True},
         POLICIES: {"text": "a file"},
         CONFIGURATION: {"directory": True}}}, options=("/TSS_VENDOR=NTRU12",)),
     "an older version of the other stack": case(INSTALLED, ntru_stack(), shims(), {"files": {
         rf"{NTRU_FOLDER}\TSP1_x64.dll": {"version": "1.2.1.24"},
-        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim"}}}, options=("/TSS_VENDOR=NTRU12",)),
+        TSP1: {"text": "an old shim"}}}, options=("/TSS_VENDOR=NTRU12",)),
     "a newer version of the other stack": case(INSTALLED, {"files": {
         rf"{NTRU_FOLDER}\TSP1.dll": {"version": "1.2.1.25"},
-        rf"{SYSTEM}\TSP1_x64.dll": {"text": "an old shim"}}}, options=("/TSS_VENDOR=NTRU12",)),
+        TSP1: {"text": "an old shim"}}}, options=("/TSS_VENDOR=NTRU12",)),
     "a stack's library without a version": case(INSTALLED, ntru_stack(), {"files": {
         rf"{NTRU_FOLDER}\TSP1_x64.dll": {"text": "no version"}}}, options=("/TSS_VENDOR=NTRU12",)),
     "no folder for the log": case(USABLE, {"files": {DATA: {"text": "a file"}}}),
@@ -161,7 +162,7 @@ CASES = {
     "one key storage provider already": case(USABLE, {"cng": {"providers": {
         "Kelo TCG Enabled KSP": {"userMode": {"image": "KeloKSP.dll", "interfaces": [
             {"interface": 65537, "flags": 1, "functions": ["KEY_STORAGE"]}]}}}}}, actions=COMMITTED_BEFORE),
-    "no automatic provisioning": case(USABLE, {"wmi": {"namespaces": {r"root\CIMV2\Security\MicrosoftTpm": None}}},
+    "no automatic provisioning": case(USABLE, {"wmi": {"namespaces": {TPM_NAMESPACE: None}}},
         options=("/TPM_WIN8=0",)),
     "automatic provisioning that cannot be switched": case(USABLE, WINDOWS_8,
         {"wmi": {"failures": {"IWbemServices::ExecMethod": "E_FAIL"}}}, options=("/TPM_WIN8=1",)),

@@ -4,7 +4,7 @@ from machines.descriptions import merged
 from product import (BLOCKED_COMMANDS, BLOCKED_COMMANDS_KEY, CARD_LIBRARIES, CARD_SCRIPTS, COMMON_KEY,
                      COMMON_KEY_WITH_PERIOD, INSTALLATION_PATH, KELO_STACK, NO_TASKS, NTRU_FOLDER, NTRU_STACK,
                      PROGRAM_FILES, READER, READER_DEVICE, REGISTER, SERVICE, SERVICE_TITLE, SHIM, TASK_LIBRARY,
-                     TASKS_WANTED, TOOLKIT, UNREGISTER, USABLE_ANSWERS, VENDORS, probe, text_library)
+                     TASKS_WANTED, TOOLKIT, UNREGISTER, USABLE_ANSWERS, VENDORS, probe, stager, text_library)
 
 # Services that start and stop so fast that a test is soon over.
 FAST = {"onStart": {"states": [{"state": "startPending"}, {"afterMs": 20, "state": "running"}]},
@@ -95,7 +95,7 @@ def device_installer(folder=TOOLKIT, exit_code=0):
     packages = rf"{folder}\TPM_VSCard"
     return {
         "files": {rf"{packages}\{name}": {"text": f"the first {name}"} for name in (*CARD_LIBRARIES, *CARD_SCRIPTS)},
-        "programs": {rf"{packages}\DriverStager.exe": {"runs": [
+        "programs": {stager(folder): {"runs": [
             *({"arguments": f"{verb} {READER_DEVICE}", "exitCode": exit_code,
                "effects": {"smartCards": {"readers": readers}}}
               for verb, readers in (("install", [READER]), ("remove", []))),
