@@ -12,6 +12,7 @@
 
 #include <cwchar>
 #include <new>
+#include <set>
 #include <string>
 
 namespace
@@ -39,12 +40,16 @@ std::string JsonFlags(long flags)
     return JsonNumber(static_cast<DWORD>(flags));
 }
 
-// Objects are named by their numbers, in the order of their creation.
-unsigned g_objects = 0;
+// The numbers of the objects that there are. An object is named by its number, the lowest free one.
+std::set<unsigned> g_numbers;
 
-std::string NameOf(unsigned number)
+unsigned TakeNumber()
 {
-    return "\"comObject#" + std::to_string(number) + "\"";
+    unsigned number = 1;
+    while (g_numbers.contains(number))
+        ++number;
+    g_numbers.insert(number);
+    return number;
 }
 
 // The base of all objects: a name, a count of references, and no other interface.
@@ -70,15 +75,15 @@ public:
         return 0;
     }
 
-    std::string Name() const { return NameOf(m_number); }
+    std::string Name() const { return "\"comObject#" + std::to_string(m_number) + "\""; }
 
 protected:
     explicit Object(const char* name) : m_interface(name) {}
-    virtual ~Object() = default;
+    virtual ~Object() { g_numbers.erase(m_number); }
 
 private:
     const std::string m_interface;
-    const unsigned m_number = ++g_objects;
+    const unsigned m_number = TakeNumber();
     ULONG m_references = 1;
 };
 
