@@ -124,7 +124,7 @@ add_library(ending_program MODULE tests/support/ending_program.cpp)
 winsim_program(ending_program)
 
 include(GoogleTest)
-add_library(test_support SHARED tests/support/simulated_run.cpp)
+add_library(test_support SHARED tests/support/script.cpp tests/support/simulated_run.cpp)
 target_link_libraries(test_support PUBLIC winsim GTest::gmock GTest::gtest_main)
 target_compile_options(test_support PRIVATE -fvisibility-inlines-hidden ${KELO_WARNINGS})
 

@@ -1,7 +1,7 @@
 // Holds the stack set-up against its prediction on every machine: each Windows, each stack usable or not and installed
 // or not, old shims there or not, and each vendor that can be asked for.
 #include "tests/scenarios/predicted_setup.h"
-#include "tests/support/expected_script.h"
+#include "tests/support/simulated_run.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-// Script lines of the calls that look at services and change them.
+// What looking at services and changing them looks like in a script.
 #pragma once
 
-#include "tests/support/expected_script.h"
+#include "tests/support/simulated_run.h"
 
 #include <fmt/format.h>
 
@@ -34,42 +34,70 @@ inline ReportedStatus WithCheckPoint(ReportedStatus status, unsigned checkPoint)
     return status;
 }
 
-inline std::string StatusMembers(const ReportedStatus& status)
+inline winsim::Json MembersOf(const ReportedStatus& status)
 {
-    return fmt::format(R"("dwServiceType":16,"dwCurrentState":{},"dwControlsAccepted":{},"dwWin32ExitCode":{},)"
-                       R"("dwServiceSpecificExitCode":{},"dwCheckPoint":{},"dwWaitHint":{})",
-                       status.state, status.controls, status.exitCode, status.serviceExitCode, status.checkPoint,
-                       status.waitHint);
+    return {{"dwServiceType", 16},
+            {"dwCurrentState", status.state},
+            {"dwControlsAccepted", status.controls},
+            {"dwWin32ExitCode", status.exitCode},
+            {"dwServiceSpecificExitCode", status.serviceExitCode},
+            {"dwCheckPoint", status.checkPoint},
+            {"dwWaitHint", status.waitHint}};
 }
 
-inline const std::string kOpenManager = R"(OpenSCManagerW(null, null, 983103) = "serviceManager#1")";
-inline const std::string kCloseManager = R"(CloseServiceHandle("serviceManager#1") = 1)";
-inline const std::string kCloseService = R"(CloseServiceHandle("service#1") = 1)";
+inline const std::string kOpenManager = Call("OpenSCManagerW", {nullptr, nullptr, 0xF003F}, "serviceManager#1");
+inline const std::string kCloseManager = Call("CloseServiceHandle", {"serviceManager#1"}, 1);
+inline const std::string kCloseService = Call("CloseServiceHandle", {"service#1"}, 1);
 inline const Script kCloseBoth = {kCloseService, kCloseManager};
 
 inline std::string OpenService(const std::string& name, unsigned access)
 {
-    return fmt::format(R"(OpenServiceW("serviceManager#1", "{}", {}) = "service#1")", name, access);
+    return Call("OpenServiceW", {"serviceManager#1", name, access}, "service#1");
 }
 
 inline std::string QueryStatus(const ReportedStatus& status)
 {
-    return R"(QueryServiceStatus("service#1") = 1 lpServiceStatus:{)" + StatusMembers(status) + "}";
+    return Call("QueryServiceStatus", {"service#1"}, 1, {{"lpServiceStatus", MembersOf(status)}});
 }
 
 inline std::string QueryStatusEx(const ReportedStatus& status)
 {
-    return R"(QueryServiceStatusEx("service#1", 0, 36) = 1 pcbBytesNeeded:36 lpBuffer:{)" + StatusMembers(status) +
-           R"(,"dwProcessId":0,"dwServiceFlags":0})";
+    winsim::Json members = MembersOf(status);
+    members["dwProcessId"] = 0;
+    members["dwServiceFlags"] = 0;
+    return Call("QueryServiceStatusEx", {"service#1", 0, 36}, 1, {{"pcbBytesNeeded", 36}, {"lpBuffer", members}});
 }
 
-inline std::string SendStop(const ReportedStatus& status)
+// A stop control. One that is refused comes with a status too, for some errors.
+inline std::string SendStop(const ReportedStatus& status, bool isAccepted = true)
 {
-    return R"(ControlService("service#1", 1) = 1 lpServiceStatus:{)" + StatusMembers(status) + "}";
+    return Call("ControlService", {"service#1", 1}, isAccepted ? 1 : 0, {{"lpServiceStatus", MembersOf(status)}});
 }
-
-// A stop control that is refused with one of the errors that come with a status.
 inline std::string SendRefusedStop(const ReportedStatus& status)
 {
-    return R"(ControlService("service#1", 1) = 0 lpServiceStatus:{)" + StatusMembers(status) + "}";
+    return SendStop(status, false);
+}
+
+// The bytes of a service's configuration: a structure, and its texts of 16-bit characters with a zero after each.
+inline std::size_t SizeOfConfig(const std::string& binaryPath, const std::string& displayName)
+{
+    return 64 + 2 * (binaryPath.size() + std::string("LocalSystem").size() + displayName.size() + 5);
+}
+
+// The configuration of a service is asked for with room for so many bytes.
+inline std::string QueryConfig(std::size_t room, unsigned startType, const std::string& binaryPath,
+                               const std::string& displayName)
+{
+    return Call("QueryServiceConfigW", {"service#1", room}, 1,
+                {{"pcbBytesNeeded", SizeOfConfig(binaryPath, displayName)},
+                 {"lpServiceConfig",
+                  {{"dwServiceType", 16},
+                   {"dwStartType", startType},
+                   {"dwErrorControl", 1},
+                   {"lpBinaryPathName", binaryPath},
+                   {"lpLoadOrderGroup", ""},
+                   {"dwTagId", 0},
+                   {"lpDependencies", winsim::Json::array()},
+                   {"lpServiceStartName", "LocalSystem"},
+                   {"lpDisplayName", displayName}}}});
 }

@@ -1,6 +1,7 @@
 // Runs the program on a described machine for a test.
 #include "tests/support/simulated_run.h"
 
+#include "winsim/machine/effects.h"
 #include "winsim/toolkit/install_log.h"
 
 #include <gtest/gtest.h>
@@ -43,19 +44,10 @@ std::string ScriptLine(const CallRecord& record)
             message.pop_back();
         return "log: " + message;
     }
-    std::string line = record.name + "(";
-    const char* separator = "";
+    std::vector<Json> in;
     for (const auto& [name, value] : record.in.items())
-    {
-        line += separator + value.dump();
-        separator = ", ";
-    }
-    line += ")";
-    if (!record.result.is_null())
-        line += " = " + record.result.dump();
-    for (const auto& [name, value] : record.out.items())
-        line += " " + name + ":" + value.dump();
-    return line;
+        in.push_back(value);
+    return CallLine(record.name, in, record.result, record.out);
 }
 
 // The calls that make sure of a path or an owner before a name is used, and those by which the functions for that are
@@ -114,10 +106,9 @@ private:
     std::set<std::string> m_open; // handles
 };
 
-std::vector<std::string> ScriptOf(const winsim::Outcome& outcome, const Precautions& precautions, std::size_t begin,
-                                  std::size_t end)
+Script ScriptOf(const winsim::Outcome& outcome, const Precautions& precautions, std::size_t begin, std::size_t end)
 {
-    std::vector<std::string> script;
+    Script script;
     for (std::size_t i = begin; i < end; ++i)
     {
         const CallRecord& record = outcome.calls[i];
@@ -154,6 +145,7 @@ SimulatedRun Finish(const winsim::Machine& before, winsim::Outcome outcome, cons
     SimulatedRun run;
     run.before = before;
     run.exitCode = outcome.exitCode;
+    run.result = std::to_string(outcome.exitCode);
     for (const std::string& line : winsim::LogLines(before, outcome.machine))
         run.log.push_back(winsim::MessageOf(line));
     if (options.recordsParameters)
@@ -173,6 +165,28 @@ SimulatedRun Finish(const winsim::Machine& before, winsim::Outcome outcome, cons
 winsim::Machine MachineOf(std::string_view description)
 {
     return winsim::Machine::FromJson(Json::parse(description));
+}
+
+winsim::Machine WindowsOf(const std::string& version)
+{
+    return winsim::Machine::FromJson({{"windows", {{"version", version}}}});
+}
+
+winsim::Machine Changed(winsim::Machine machine, const Json& changes)
+{
+    winsim::ApplyEffects(machine, changes);
+    return machine;
+}
+
+winsim::Machine Changed(winsim::Machine machine, const char* changes)
+{
+    return Changed(std::move(machine), Json::parse(changes));
+}
+
+std::string TextOf(const winsim::Machine& machine, const std::string& path)
+{
+    const winsim::File* file = machine.files.Find(path);
+    return file == nullptr ? "(none)" : file->content;
 }
 
 SimulatedRun RunProgram(const winsim::Machine& machine, const std::vector<std::string>& arguments,
@@ -197,4 +211,28 @@ SimulatedRun CallFunction(const winsim::Machine& machine, const std::string& nam
     SimulatedRun run = Finish(machine, std::move(outcome), options);
     run.result = result;
     return run;
+}
+
+void ExpectLines(const Script& actual, const Script& expected, const char* what)
+{
+    const auto [difference, wanted] = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());
+    if (difference == actual.end() && wanted == expected.end())
+        return;
+    ADD_FAILURE() << what << " differs at line " << difference - actual.begin() + 1 << " of " << actual.size()
+                  << ", wanted " << expected.size()
+                  << "\n  is:     " << (difference == actual.end() ? "(the end)" : *difference)
+                  << "\n  wanted: " << (wanted == expected.end() ? "(the end)" : *wanted)
+                  << "\n  before: " << (difference == actual.begin() ? "(nothing)" : *(difference - 1));
+}
+
+void ExpectRun(const SimulatedRun& run, const std::string& result, const Script& script)
+{
+    ExpectLog(run, result, script);
+    ExpectLines(run.script, script, "the script");
+}
+
+void ExpectLog(const SimulatedRun& run, const std::string& result, const Script& script)
+{
+    EXPECT_EQ(run.result, result);
+    ExpectLines(run.log, LogOf(script), "the log");
 }

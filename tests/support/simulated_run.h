@@ -1,6 +1,13 @@
-// Running the program, or one of its functions, on a described machine inside a test.
+// Running the program, or one of its functions, on a described machine inside a test, and expecting what it did.
+//
+// A test builds its machine (MachineOf, Changed), runs once (RunProgram, RunExport, CallFunction), and compares the
+// whole run (ExpectRun) or, where the order of calls is not its rule, the whole log (ExpectLog):
+//
+//     const SimulatedRun run = CallFunction(MachineOf(R"({"windows": {"version": "5.1"}})"), "UnblockTpmCommands");
+//     ExpectRun(run, "1", {AskForMajorVersion(), "log: Not VISTA OS"});
 #pragma once
 
+#include "tests/support/script.h"
 #include "winsim/process/program.h"
 
 #include <cstdint>
@@ -11,13 +18,13 @@
 // What a test looks at. A violation of handle or memory rules fails the test that ran it.
 struct SimulatedRun
 {
-    std::string result;                   // of a function, as text
-    int exitCode = 0;                     // of the program
-    std::vector<std::string> log;         // the messages it logged, without their headers
-    std::vector<std::string> script;      // every call with arguments and result, and every message, in order, but for
-                                          // those that make sure of paths and owners before a name is used
-    std::vector<std::string> startScript; // the same of static initialisation, before it
-    std::vector<std::string> endScript;   // and of static destruction, behind it
+    std::string result; // of a function, as text; of the program or an export, the exit code
+    int exitCode = 0;   // of the program
+    Script log;         // the messages it logged, without their headers
+    Script script;      // every call with arguments and result, and every message, in order, but for those that make
+                        // sure of paths and owners before a name is used
+    Script startScript; // the same of static initialisation, before it
+    Script endScript;   // and of static destruction, after it
     winsim::Machine before;
     winsim::Outcome outcome;
     std::vector<bool> isPrecaution; // of each of the outcome's calls: whether the scripts leave it out for that
@@ -37,6 +44,16 @@ struct SimulatedRunOptions
 // A machine from the text of a description, such as R"({"windows": {"version": "6.1"}})".
 winsim::Machine MachineOf(std::string_view description);
 
+// A plain machine with another version of Windows, such as "5.1".
+winsim::Machine WindowsOf(const std::string& version);
+
+// The same machine after changes: a merge patch on its description.
+winsim::Machine Changed(winsim::Machine machine, const winsim::Json& changes);
+winsim::Machine Changed(winsim::Machine machine, const char* changes);
+
+// The text of a file; "(none)" when it is not there.
+std::string TextOf(const winsim::Machine& machine, const std::string& path);
+
 // Runs the program from start to end with the given arguments.
 SimulatedRun RunProgram(const winsim::Machine& machine, const std::vector<std::string>& arguments,
                         const SimulatedRunOptions& options = {});
@@ -49,3 +66,12 @@ SimulatedRun RunExport(const winsim::Machine& machine, const std::string& name,
 // Calls one function in a process of its own. Its script leaves out what happens before and after the call.
 SimulatedRun CallFunction(const winsim::Machine& machine, const std::string& name,
                           const std::vector<std::string>& arguments = {}, const SimulatedRunOptions& options = {});
+
+// Expects the result, every call and message, and the log that they left.
+void ExpectRun(const SimulatedRun& run, const std::string& result, const Script& script);
+
+// Expects the result, and the messages of `script` as the whole log.
+void ExpectLog(const SimulatedRun& run, const std::string& result, const Script& script);
+
+// Compares line by line: a long script is not worth printing as a whole.
+void ExpectLines(const Script& actual, const Script& expected, const char* what);

@@ -1,23 +1,18 @@
 // The expected script of an operation that is made of steps, each of which is proven on its own elsewhere.
 #pragma once
 
-#include "tests/support/expected_script.h"
+#include "tests/support/simulated_run.h"
 
-#include <string>
-#include <vector>
+#include <algorithm>
 
 // Collects lines, and the scripts of steps that it runs one after the other on one machine, each in a process of its
-// own. The machine passes on from step to step. A step closes what it opens, so that the next one's handles have the
-// same numbers.
+// own. The machine passes on from step to step.
 class StepSequence
 {
 public:
     explicit StepSequence(winsim::Machine machine) : m_machine(std::move(machine)) {}
 
-    void Line(const std::string& line) { Lines({line}); }
-    void Log(const std::string& message) { Line("log: " + message); }
-
-    void Lines(const Script& lines) { m_script.insert(m_script.end(), lines.begin(), lines.end()); }
+    void Add(const Script& lines) { m_script.Append({lines}); }
 
     // Runs a function. Its result as text.
     std::string Step(const std::string& function, const std::vector<std::string>& arguments = {},
@@ -31,16 +26,16 @@ public:
                             const std::vector<std::string>& arguments = {}, const SimulatedRunOptions& options = {})
     {
         const SimulatedRun run = CallFunction(m_machine, function, arguments, options);
-        Script script = run.script;
-        std::erase_if(script, [&](const std::string& line) {
-            return std::find(omitted.begin(), omitted.end(), line) != omitted.end();
-        });
-        Lines(script);
+        for (const std::string& line : run.script)
+        {
+            if (std::ranges::find(omitted, line) == omitted.end())
+                m_script.push_back(line);
+        }
         m_machine = run.After();
         return run.result;
     }
 
-    const Script& Whole() const { return m_script; }
+    operator const Script&() const { return m_script; }
 
 private:
     winsim::Machine m_machine;

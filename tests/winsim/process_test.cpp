@@ -69,12 +69,7 @@ TEST(CommandLineToArgvW, SplitsTheArguments)
 
 TEST(CommandLineToArgvW, TakesTheProgramsNameLiterally)
 {
-    struct Case
-    {
-        const wchar_t* line;
-        const char* words;
-    };
-    constexpr Case kCases[] = {
+    constexpr std::pair<const wchar_t*, const char*> kCases[] = {
         {L"p", "p"},
         {L"C:\\x\\p.exe a", "C:\\x\\p.exe|a"},
         {L"\"C:\\x y\\p.exe\" a", "C:\\x y\\p.exe|a"},
@@ -86,8 +81,8 @@ TEST(CommandLineToArgvW, TakesTheProgramsNameLiterally)
         {L"x\"y z\" a", "x\"y|z a"},
         {L"\"p\"a b", "p|a|b"},
     };
-    for (const Case& c : kCases)
-        EXPECT_EQ(Words(c.line, 0), c.words) << Shown(c.line);
+    for (const auto& [line, words] : kCases)
+        EXPECT_EQ(Words(line, 0), words) << Shown(line);
 }
 
 TEST(CommandLineToArgvW, GivesTheProgramsPathForAnEmptyLine)

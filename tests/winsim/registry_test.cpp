@@ -145,12 +145,7 @@ TEST(RegOpenKeyExW, FindsWhatTheAnsiFunctionMade)
 
 TEST(RegQueryValueExA, GivesBackWhatWasSet)
 {
-    struct Case
-    {
-        DWORD type;
-        std::string bytes;
-    };
-    const Case cases[] = {
+    const std::pair<DWORD, std::string> cases[] = {
         {REG_SZ, std::string("text\0", 5)},
         {REG_SZ, std::string("\0", 1)},
         {REG_EXPAND_SZ, std::string("%windir%\0", 9)},
@@ -164,14 +159,14 @@ TEST(RegQueryValueExA, GivesBackWhatWasSet)
         {200, std::string("abc")},               // nor the type
     };
     const TestKey key;
-    for (const Case& c : cases)
+    for (const auto& [type, bytes] : cases)
     {
-        key.Set("value", c.type, c.bytes);
+        key.Set("value", type, bytes);
         const Queried queried = Query(key, "value");
         EXPECT_EQ(queried.status, ERROR_SUCCESS);
-        EXPECT_EQ(queried.type, c.type);
-        EXPECT_EQ(queried.size, c.bytes.size());
-        EXPECT_EQ(queried.BytesAndNext(), Shown(c.bytes + "."));
+        EXPECT_EQ(queried.type, type);
+        EXPECT_EQ(queried.size, bytes.size());
+        EXPECT_EQ(queried.BytesAndNext(), Shown(bytes + "."));
     }
 }
 

@@ -123,12 +123,7 @@ TEST(MultiByteToWideChar, ReadsUtf8)
 
 TEST(MultiByteToWideChar, ReplacesEachPieceThatIsNoUtf8)
 {
-    struct Case
-    {
-        const char* bytes;
-        const char* shown;
-    };
-    constexpr Case kCases[] = {
+    constexpr std::pair<const char*, const char*> kCases[] = {
         {"a\x80z", "a<FFFD>z"},
         {"\xC3", "<FFFD>"},
         {"\xC3z", "<FFFD>z"},
@@ -143,8 +138,8 @@ TEST(MultiByteToWideChar, ReplacesEachPieceThatIsNoUtf8)
         {"\xFF\xFE", "<FFFD><FFFD>"},
         {"\xE2\x28\xA1", "<FFFD>(<FFFD>"},
     };
-    for (const Case& c : kCases)
-        EXPECT_EQ(Widened(CP_UTF8, c.bytes), c.shown) << Shown(std::string(c.bytes));
+    for (const auto& [bytes, shown] : kCases)
+        EXPECT_EQ(Widened(CP_UTF8, bytes), shown) << Shown(std::string(bytes));
 }
 
 TEST(WideCharToMultiByte, CountsTheTerminatorForALengthOfMinusOneOnly)

@@ -16,3 +16,4 @@ std::span<const TestCall> ProvisioningCalls();
 std::span<const TestCall> SmartcardCalls();
 std::span<const TestCall> SrkCalls();
 std::span<const TestCall> TssCalls();
+std::span<const TestCall> WindowsCalls();

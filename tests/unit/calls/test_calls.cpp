@@ -8,7 +8,7 @@ namespace
 
 const std::span<const TestCall> kModules[] = {EnrollCalls(),    EntryCalls(),    LogCalls(),          MessageCalls(),
                                               PlatformCalls(),  ProviderCalls(), ProvisioningCalls(), ServiceCalls(),
-                                              SmartcardCalls(), SrkCalls(),      TssCalls()};
+                                              SmartcardCalls(), SrkCalls(),      TssCalls(),          WindowsCalls()};
 
 } // namespace
 

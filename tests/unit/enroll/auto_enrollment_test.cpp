@@ -1,11 +1,8 @@
 // Proves when the task library is asked to make or remove the auto-enrollment tasks, and what becomes of its answers.
-#include "tests/support/expected_script.h"
-#include "tests/support/simulated_run.h"
+#include "tests/support/windows_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <fmt/format.h>
 
 #include <optional>
 
@@ -20,23 +17,25 @@ using winsim::Json;
 constexpr char kKey[] = R"(HKLM\SOFTWARE\Kelo Systems Corp\Common)";
 
 constexpr char kNotWanted[] =
-    "*** InstallAutoEnrollmentTasks(): Failed to open registry Auto-Enroll Tasks not installed";
+    "log: *** InstallAutoEnrollmentTasks(): Failed to open registry Auto-Enroll Tasks not installed";
 constexpr char kNoPathToInstall[] =
-    "*** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't create Auto-Enroll Tasks";
-constexpr char kNoLibraryToInstall[] = "*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library <x>.dll "
-                                       "can't create Auto-Enroll Tasks";
-constexpr char kNoExportToInstall[] = "*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to calls to "
+    "log: *** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't create Auto-Enroll Tasks";
+constexpr char kNoLibraryToInstall[] =
+    "log: *** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library <x>.dll "
+    "can't create Auto-Enroll Tasks";
+constexpr char kNoExportToInstall[] = "log: *** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to calls to "
                                       "GetProcAddress can't create Auto-Enroll Tasks";
-constexpr char kInstalled[] = "*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed";
+constexpr char kInstalled[] = "log: *** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed";
 
 constexpr char kNoKeyToRemove[] =
-    "*** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't remove Auto-Enroll Tasks";
+    "log: *** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't remove Auto-Enroll Tasks";
 constexpr char kNoPathToRemove[] =
-    "*** RemoveAutoEnrollmentTasks(): Failed to find path to Toolkit can't remove Auto-Enroll Tasks";
-constexpr char kNoLibraryToRemove[] = "*** KeloToolkitProxy::RemoveAutoEnrollmentTasks(): Failed to load library "
+    "log: *** RemoveAutoEnrollmentTasks(): Failed to find path to Toolkit can't remove Auto-Enroll Tasks";
+constexpr char kNoLibraryToRemove[] = "log: *** KeloToolkitProxy::RemoveAutoEnrollmentTasks(): Failed to load library "
                                       "<x>.dll can't create Auto-Enroll Tasks";
-constexpr char kNoExportToRemove[] = "*** KeloToolkitProxy::RemoveAutoEnrollmentTasks(): Failed GetProcAddress can't "
-                                     "create Auto-Enroll Tasks";
+constexpr char kNoExportToRemove[] =
+    "log: *** KeloToolkitProxy::RemoveAutoEnrollmentTasks(): Failed GetProcAddress can't "
+    "create Auto-Enroll Tasks";
 
 // What the tests change of a machine where everything is in place.
 struct Toolkit
@@ -79,121 +78,114 @@ SimulatedRun Remove(const winsim::Machine& machine, const SimulatedRunOptions& o
     return CallFunction(machine, "RemoveAutoEnrollmentTasks", {}, options);
 }
 
-void Expect(const SimulatedRun& run, const std::string& result, const Script& log)
-{
-    EXPECT_EQ(run.result, result);
-    EXPECT_THAT(run.log, ElementsAreArray(log));
-}
-
 // ---- Scripts ----
 
-const Script kProbe{R"(GetCurrentProcess() = "process#current")",
-                    R"(IsWow64Process("process#current") = 1 Wow64Process:0)"};
+const std::string kOpenCommon = OpenKey(R"(SOFTWARE\Kelo Systems Corp\Common)");
 
-const Script kOpenKey{
-    R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp\\Common", 0, 131097) = 0 phkResult:"key#1")"};
-
-const Script kCloseKey{R"(RegCloseKey("key#1") = 0)"};
-
-const Script kReadWanted{
-    R"(RegQueryValueExA("key#1", "KlAutoEnrollInstalled", null, 4) = 0 lpType:4 lpcbData:4 lpData:1)"};
-
-const Script kReadPath{
-    R"(RegQueryValueExA("key#1", "Installation Path", null, 0) = 0 lpType:1 lpcbData:8)",
-    R"(RegQueryValueExA("key#1", "Installation Path", null, 8) = 0 lpType:1 lpcbData:8 lpData:"C:\\Kelo")"};
-
-const Script kLoad{R"(LoadLibraryA("C:\\Kelo\\CertJobPlanner.dll") = "library#1")"};
-const Script kFree{R"(FreeLibrary("library#1") = 1)"};
-
-Script LookUp(const std::string& name)
+std::string ReadWanted(int wanted)
 {
-    return {fmt::format(R"(GetProcAddress("library#1", "{0}") = "CertJobPlanner.dll!{0}")", name)};
+    return Call("RegQueryValueExA", {"key#1", "KlAutoEnrollInstalled", nullptr, 4}, 0,
+                {{"lpType", 4}, {"lpcbData", 4}, {"lpData", wanted}});
 }
 
-Script CallExport(const std::string& name, int result)
+const Script kReadPath = {
+    Call("RegQueryValueExA", {"key#1", "Installation Path", nullptr, 0}, 0, {{"lpType", 1}, {"lpcbData", 8}}),
+    Call("RegQueryValueExA", {"key#1", "Installation Path", nullptr, 8}, 0,
+         {{"lpType", 1}, {"lpcbData", 8}, {"lpData", R"(C:\Kelo)"}})};
+const std::string kLoad = Call("LoadLibraryA", {R"(C:\Kelo\CertJobPlanner.dll)"}, "library#1");
+const std::string kFree = Call("FreeLibrary", {"library#1"}, 1);
+
+std::string LookUp(const std::string& name)
 {
-    return {fmt::format("CertJobPlanner.dll!{}() = {}", name, result)};
+    return Call("GetProcAddress", {"library#1", name}, "CertJobPlanner.dll!" + name);
+}
+
+std::string CallExport(const std::string& name, const Json& result, const Json& out = Json::object())
+{
+    return Call("CertJobPlanner.dll!" + name, {}, result, out);
+}
+
+std::string CallThatThrows(const std::string& name, const std::string& thrown)
+{
+    return CallExport(name, nullptr, {{"exception", thrown}});
 }
 
 // From the first probe to the loaded library.
-Script InstallBeginning()
-{
-    return Joined({kProbe, kOpenKey, kReadWanted, kCloseKey, kOpenKey, kReadPath, kCloseKey, kLoad,
-                   LookUp("AreTasksInstalled"), LookUp("InstallAutoEnrollmentTasks")});
-}
+const Script kInstallBeginning = {AskForWow64(),
+                                  kOpenCommon,
+                                  ReadWanted(1),
+                                  kCloseKey,
+                                  kOpenCommon,
+                                  kReadPath,
+                                  kCloseKey,
+                                  kLoad,
+                                  LookUp("AreTasksInstalled"),
+                                  LookUp("InstallAutoEnrollmentTasks")};
 
 // ---- Installing ----
 
 TEST(InstallAutoEnrollmentTasks, AsksTheTaskLibraryOnceAndUnloadsIt)
 {
-    const SimulatedRun run = Install(MachineWith({}));
-    Expect(run, "0", {kInstalled});
-    EXPECT_THAT(run.script, ElementsAreArray(Joined({InstallBeginning(),
-                                                     CallExport("AreTasksInstalled", 0),
-                                                     CallExport("InstallAutoEnrollmentTasks", 0),
-                                                     {std::string("log: ") + kInstalled},
-                                                     kFree})));
+    ExpectRun(Install(MachineWith({})), "0",
+              {kInstallBeginning, CallExport("AreTasksInstalled", 0), CallExport("InstallAutoEnrollmentTasks", 0),
+               kInstalled, kFree});
 }
 
 TEST(InstallAutoEnrollmentTasks, TasksThatAreThereAreLeftAlone)
 {
     const SimulatedRun run = Install(MachineWith({.areInstalled = 1}));
     const Script skipped{"log: *** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks already installed, skipping..."};
-    Expect(run, "0", LogOf(skipped));
-    EXPECT_THAT(run.script,
-                ElementsAreArray(Joined({InstallBeginning(), CallExport("AreTasksInstalled", 1), skipped, kFree})));
+    ExpectRun(run, "0", {kInstallBeginning, CallExport("AreTasksInstalled", 1), skipped, kFree});
 }
 
 TEST(InstallAutoEnrollmentTasks, OnlyTheLowByteTellsWhetherTasksAreThere)
 {
     for (const int none : {0, 0x100, 0x7FFFFF00})
-        Expect(Install(MachineWith({.areInstalled = none})), "0", {kInstalled});
+        ExpectLog(Install(MachineWith({.areInstalled = none})), "0", {kInstalled});
     for (const int some : {1, 2, 0xFF, 0x101, -1})
-        Expect(Install(MachineWith({.areInstalled = some})), "0",
-               {"*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks already installed, skipping..."});
+        ExpectLog(Install(MachineWith({.areInstalled = some})), "0",
+                  {"log: *** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks already installed, skipping..."});
 }
 
 TEST(InstallAutoEnrollmentTasks, WindowsXpHasNoSuchTasksAndThatIsNoFailure)
 {
-    Expect(Install(MachineWith({.install = 1150})), "0",
-           {"*** InstallAutoEnrollmentTasks(): Can't install Tasks as this is XP"});
+    ExpectLog(Install(MachineWith({.install = 1150})), "0",
+              {"log: *** InstallAutoEnrollmentTasks(): Can't install Tasks as this is XP"});
 }
 
 TEST(InstallAutoEnrollmentTasks, EveryOtherStatusIsAFailureAndIsLogged)
 {
     for (const int status : {1, 2, 5, 1149, 1151, -1, -2147483647 - 1, 2147483647})
-        Expect(Install(MachineWith({.install = status})), "-1",
-               {fmt::format("*** InstallAutoEnrollmentTasks(): Create Auto-Enroll Tasks failed {}", status)});
+        ExpectLog(Install(MachineWith({.install = status})), "-1",
+                  {fmt::format("log: *** InstallAutoEnrollmentTasks(): Create Auto-Enroll Tasks failed {}", status)});
 }
 
 TEST(InstallAutoEnrollmentTasks, IsSkippedInA32BitProcessOn64BitWindows)
 {
     const SimulatedRun run = Install(MachineWith({.windows = {{"wow64", true}}}));
     const Script line{"log: InstallAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!"};
-    Expect(run, "0", LogOf(line));
-    EXPECT_THAT(run.script, ElementsAreArray(Joined({{kProbe[0], R"(IsWow64Process("process#current") = 1 )"
-                                                                 "Wow64Process:1"},
-                                                     line})));
+    ExpectRun(run, "0",
+              {AskForWow64()[0], Call("IsWow64Process", {"process#current"}, 1, {{"Wow64Process", 1}}), line});
 }
 
 TEST(InstallAutoEnrollmentTasks, AProbeThatFailsIsLoggedAndTakenForNo)
 {
-    Expect(Install(MachineWith({}), {.faults = {"IsWow64Process=5"}}), "0",
-           {"InstallAutoEnrollmentTasks - failed to detect process on host os type: 5", kInstalled});
+    ExpectLog(Install(MachineWith({}), {.faults = {"IsWow64Process=5"}}), "0",
+              {"log: InstallAutoEnrollmentTasks - failed to detect process on host os type: 5", kInstalled});
 }
 
 TEST(InstallAutoEnrollmentTasks, WithoutTheKeyNothingIsWanted)
 {
     const SimulatedRun run = Install(MachineOf("{}"));
-    const Script steps{R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp\\Common", 0, 131097) = 2)",
-                       std::string("log: ") + kNotWanted};
-    Expect(run, "0", {kNotWanted});
-    EXPECT_THAT(run.script, ElementsAreArray(Joined({kProbe, steps})));
+    const Script steps{
+        Call("RegOpenKeyExA", {"HKEY_LOCAL_MACHINE", R"(SOFTWARE\Kelo Systems Corp\Common)", 0, 131097}, 2),
+        kNotWanted};
+    ExpectRun(run, "0", {AskForWow64(), steps});
 }
 
 TEST(InstallAutoEnrollmentTasks, AKeyThatCannotBeOpenedIsNoKey)
 {
-    Expect(Install(MachineWith({}), {.faults = {"RegOpenKeyExA#1=5"}}), "0", {kNotWanted});
+    ExpectLog(Install(MachineWith({}), {.faults = {"RegOpenKeyExA#1=5"}}), "0", {kNotWanted});
 }
 
 TEST(InstallAutoEnrollmentTasks, AWishOfAnotherTypeOrSizeIsNone)
@@ -205,13 +197,13 @@ TEST(InstallAutoEnrollmentTasks, AWishOfAnotherTypeOrSizeIsNone)
           R"({"type": "REG_DWORD", "hex": "0100"})", R"({"type": "REG_DWORD", "hex": "0100000000"})"})
     {
         SCOPED_TRACE(wanted);
-        Expect(Install(MachineWith({.wanted = Json::parse(wanted)})), "0", {kNotWanted});
+        ExpectLog(Install(MachineWith({.wanted = Json::parse(wanted)})), "0", {kNotWanted});
     }
 }
 
 TEST(InstallAutoEnrollmentTasks, AWishThatCannotBeReadIsNone)
 {
-    Expect(Install(MachineWith({}), {.faults = {"RegQueryValueExA#1=5"}}), "0", {kNotWanted});
+    ExpectLog(Install(MachineWith({}), {.faults = {"RegQueryValueExA#1=5"}}), "0", {kNotWanted});
 }
 
 TEST(InstallAutoEnrollmentTasks, AWishOfZeroIsARefusal)
@@ -219,27 +211,23 @@ TEST(InstallAutoEnrollmentTasks, AWishOfZeroIsARefusal)
     const SimulatedRun run = Install(MachineWith({.wanted = 0}));
     const Script refused{"log: *** InstallAutoEnrollmentTasks(): Don't install Auto-Enroll Tasks regValue "
                          "'KlAutoEnrollInstalled' = 0"};
-    Expect(run, "0", LogOf(refused));
-    EXPECT_THAT(
-        run.script,
-        ElementsAreArray(
-            Joined({kProbe,
-                    kOpenKey,
-                    {R"(RegQueryValueExA("key#1", "KlAutoEnrollInstalled", null, 4) = 0 lpType:4 lpcbData:4 lpData:0)"},
-                    refused,
-                    kCloseKey})));
+    ExpectRun(run, "0",
+              {AskForWow64(), kOpenCommon,
+               Call("RegQueryValueExA", {"key#1", "KlAutoEnrollInstalled", nullptr, 4}, 0,
+                    {{"lpType", 4}, {"lpcbData", 4}, {"lpData", 0}}),
+               refused, kCloseKey});
 }
 
 TEST(InstallAutoEnrollmentTasks, EveryOtherNumberIsAWish)
 {
     for (const std::uint32_t wanted : {2u, 0x100u, 0x80000000u, 0xFFFFFFFFu})
-        Expect(Install(MachineWith({.wanted = wanted})), "0", {kInstalled});
+        ExpectLog(Install(MachineWith({.wanted = wanted})), "0", {kInstalled});
 }
 
 TEST(InstallAutoEnrollmentTasks, AKeyThatIsGoneTheSecondTimeIsAFailure)
 {
     const SimulatedRun run = Install(MachineWith({}), {.faults = {"RegOpenKeyExA#2=2"}});
-    Expect(run, "-1", {kNoPathToInstall});
+    ExpectLog(run, "-1", {kNoPathToInstall});
     EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
 }
 
@@ -250,9 +238,9 @@ TEST(InstallAutoEnrollmentTasks, APathThatIsMissingOrNoTextIsAFailure)
           R"({"type": "REG_MULTI_SZ", "hex": "43003a0000000000"})", R"({"type": "REG_QWORD", "hex": "00"})"})
     {
         SCOPED_TRACE(path);
-        Expect(Install(MachineWith({.path = Json::parse(path)})), "-1", {kNoPathToInstall});
+        ExpectLog(Install(MachineWith({.path = Json::parse(path)})), "-1", {kNoPathToInstall});
     }
-    Expect(Install(MachineWith({}), {.faults = {"RegQueryValueExA#2=5"}}), "-1", {kNoPathToInstall});
+    ExpectLog(Install(MachineWith({}), {.faults = {"RegQueryValueExA#2=5"}}), "-1", {kNoPathToInstall});
 }
 
 // The library that is loaded for a path.
@@ -311,7 +299,7 @@ TEST(InstallAutoEnrollmentTasks, LoadsTheLibraryFromThePathWhateverItsShape)
         const SimulatedRun run =
             Install(MachineWith({.path = Json::parse(c.path), .libraryPath = R"(D:\Elsewhere.dll)"}));
         EXPECT_EQ(LoadedLibrary(run), c.library);
-        Expect(run, "-1", {kNoLibraryToInstall});
+        ExpectLog(run, "-1", {kNoLibraryToInstall});
     }
 }
 
@@ -319,7 +307,7 @@ TEST(InstallAutoEnrollmentTasks, ASecondReadThatFailsLeavesAnEmptyPath)
 {
     const SimulatedRun run = Install(MachineWith({}), {.faults = {"RegQueryValueExA#3=5"}});
     EXPECT_EQ(LoadedLibrary(run), R"(\\CertJobPlanner.dll)");
-    Expect(run, "-1", {kNoLibraryToInstall});
+    ExpectLog(run, "-1", {kNoLibraryToInstall});
 }
 
 TEST(InstallAutoEnrollmentTasks, AVeryLongPathIsHandedOverWhole)
@@ -327,14 +315,14 @@ TEST(InstallAutoEnrollmentTasks, AVeryLongPathIsHandedOverWhole)
     const std::string path = "C:\\" + std::string(5000, 'k');
     const SimulatedRun run = Install(MachineWith({.path = path}));
     EXPECT_EQ(LoadedLibrary(run), "C:\\\\" + std::string(5000, 'k') + R"(\\CertJobPlanner.dll)");
-    Expect(run, "-1", {kNoLibraryToInstall});
+    ExpectLog(run, "-1", {kNoLibraryToInstall});
 }
 
 TEST(InstallAutoEnrollmentTasks, APathOutsideAsciiIsReadAndUsedInTheCodePage)
 {
     const char* path = "C:\\K\u00E9l\u00F6 \u20AC";
-    Expect(Install(MachineWith({.path = path, .libraryPath = std::string(path) + "\\CertJobPlanner.dll"})), "0",
-           {kInstalled});
+    ExpectLog(Install(MachineWith({.path = path, .libraryPath = std::string(path) + "\\CertJobPlanner.dll"})), "0",
+              {kInstalled});
 }
 
 // A function that throws each of the things that a library can throw.
@@ -346,45 +334,34 @@ TEST(InstallAutoEnrollmentTasks, ALibraryThatThrowsIsFreedAndTheOperationFails)
     for (const std::string& thrown : kThrown)
     {
         SCOPED_TRACE(thrown);
-        const std::string exception = "() exception:" + Json(thrown).dump();
-        const SimulatedRun first = Install(MachineWith({.areInstalled = {{"throws", thrown}}}));
-        Expect(first, "-1", LogOf(caught));
-        EXPECT_THAT(first.script,
-                    ElementsAreArray(Joined(
-                        {InstallBeginning(), {"CertJobPlanner.dll!AreTasksInstalled" + exception}, caught, kFree})));
-        const SimulatedRun second = Install(MachineWith({.install = {{"throws", thrown}}}));
-        Expect(second, "-1", LogOf(caught));
-        EXPECT_THAT(second.script,
-                    ElementsAreArray(Joined({InstallBeginning(),
-                                             CallExport("AreTasksInstalled", 0),
-                                             {"CertJobPlanner.dll!InstallAutoEnrollmentTasks" + exception},
-                                             caught,
-                                             kFree})));
+        ExpectRun(Install(MachineWith({.areInstalled = {{"throws", thrown}}})), "-1",
+                  {kInstallBeginning, CallThatThrows("AreTasksInstalled", thrown), caught, kFree});
+        ExpectRun(Install(MachineWith({.install = {{"throws", thrown}}})), "-1",
+                  {kInstallBeginning, CallExport("AreTasksInstalled", 0),
+                   CallThatThrows("InstallAutoEnrollmentTasks", thrown), caught, kFree});
     }
 }
 
 TEST(InstallAutoEnrollmentTasks, MemoryThatRunsOutIsALineAndAFailure)
 {
-    Json machine = MachineWith({.path = "C:\\" + std::string(1000, 'k')}).ToJson();
     // Enough for the registry's text, not for the library's path.
-    machine["process"]["largestBlock"] = 1010;
-    Expect(Install(winsim::Machine::FromJson(machine)), "-1",
-           {"InstallAutoEnrollmentTasks - Unknown exception caught return -1"});
-    Expect(Remove(winsim::Machine::FromJson(machine)), "-1",
-           {"RemoveAutoEnrollmentTasks - Unknown exception caught return -1"});
+    const winsim::Machine machine =
+        Changed(MachineWith({.path = "C:\\" + std::string(1000, 'k')}), R"({"process": {"largestBlock": 1010}})");
+    ExpectLog(Install(machine), "-1", {"log: InstallAutoEnrollmentTasks - Unknown exception caught return -1"});
+    ExpectLog(Remove(machine), "-1", {"log: RemoveAutoEnrollmentTasks - Unknown exception caught return -1"});
 }
 
 TEST(InstallAutoEnrollmentTasks, APathThatMemoryDoesNotSufficeForIsNone)
 {
-    Json machine = MachineWith({.path = "C:\\" + std::string(1000, 'k')}).ToJson();
-    machine["process"]["largestBlock"] = 900;
-    Expect(Install(winsim::Machine::FromJson(machine)), "-1", {kNoPathToInstall});
-    Expect(Remove(winsim::Machine::FromJson(machine)), "-1", {kNoPathToRemove});
+    const winsim::Machine machine =
+        Changed(MachineWith({.path = "C:\\" + std::string(1000, 'k')}), R"({"process": {"largestBlock": 900}})");
+    ExpectLog(Install(machine), "-1", {kNoPathToInstall});
+    ExpectLog(Remove(machine), "-1", {kNoPathToRemove});
 }
 
 TEST(InstallAutoEnrollmentTasks, ALibraryThatDoesNotLoadIsAFailure)
 {
-    Expect(Install(MachineWith({}), {.faults = {"LoadLibraryA=193"}}), "-1", {kNoLibraryToInstall});
+    ExpectLog(Install(MachineWith({}), {.faults = {"LoadLibraryA=193"}}), "-1", {kNoLibraryToInstall});
 }
 
 TEST(InstallAutoEnrollmentTasks, BothExportsMustBeThereBeforeAnyIsCalled)
@@ -394,7 +371,7 @@ TEST(InstallAutoEnrollmentTasks, BothExportsMustBeThereBeforeAnyIsCalled)
                                 Toolkit{.areInstalled = nullptr, .install = nullptr}})
     {
         const SimulatedRun run = Install(MachineWith(toolkit));
-        Expect(run, "-1", log);
+        ExpectLog(run, "-1", log);
         for (const std::string& line : run.script)
             EXPECT_THAT(line, testing::Not(testing::StartsWith("CertJobPlanner.dll!")));
         EXPECT_EQ(CountOf("FreeLibrary", run.script), 1u);
@@ -403,20 +380,19 @@ TEST(InstallAutoEnrollmentTasks, BothExportsMustBeThereBeforeAnyIsCalled)
 
 TEST(InstallAutoEnrollmentTasks, ExportsOfOtherCaseAreOthers)
 {
-    winsim::Json machine = MachineWith({.areInstalled = nullptr}).ToJson();
-    machine["libraries"][R"(C:\Kelo\CertJobPlanner.dll)"]["exports"]["aretasksinstalled"] = 0;
-    Expect(Install(winsim::Machine::FromJson(machine)), "-1", {kNoExportToInstall});
+    const winsim::Machine machine =
+        Changed(MachineWith({.areInstalled = nullptr}),
+                R"({"libraries": {"C:\\Kelo\\CertJobPlanner.dll": {"exports": {"aretasksinstalled": 0}}}})");
+    ExpectLog(Install(machine), "-1", kNoExportToInstall);
 }
 
 // ---- Removing ----
 
 TEST(RemoveAutoEnrollmentTasks, AsksTheTaskLibraryWithoutALineAndUnloadsIt)
 {
-    const SimulatedRun run = Remove(MachineWith({}));
-    Expect(run, "0", {});
-    EXPECT_THAT(run.script, ElementsAreArray(Joined({kProbe, kOpenKey, kReadPath, kCloseKey, kLoad,
-                                                     LookUp("RemoveAutoEnrollmentTasks"),
-                                                     CallExport("RemoveAutoEnrollmentTasks", 0), kFree})));
+    ExpectRun(Remove(MachineWith({})), "0",
+              {AskForWow64(), kOpenCommon, kReadPath, kCloseKey, kLoad, LookUp("RemoveAutoEnrollmentTasks"),
+               CallExport("RemoveAutoEnrollmentTasks", 0), kFree});
 }
 
 TEST(RemoveAutoEnrollmentTasks, ALibraryThatThrowsIsFreedAndTheOperationFails)
@@ -426,50 +402,52 @@ TEST(RemoveAutoEnrollmentTasks, ALibraryThatThrowsIsFreedAndTheOperationFails)
     {
         SCOPED_TRACE(thrown);
         const SimulatedRun run = Remove(MachineWith({.remove = {{"throws", thrown}}}));
-        Expect(run, "-1", LogOf(caught));
-        const Script call{"CertJobPlanner.dll!RemoveAutoEnrollmentTasks() exception:" + Json(thrown).dump()};
-        EXPECT_THAT(run.script, ElementsAreArray(Joined({kProbe, kOpenKey, kReadPath, kCloseKey, kLoad,
-                                                         LookUp("RemoveAutoEnrollmentTasks"), call, caught, kFree})));
+        ExpectLog(run, "-1", caught);
+        EXPECT_THAT(run.script,
+                    ElementsAreArray(Script{AskForWow64(), kOpenCommon, kReadPath, kCloseKey, kLoad,
+                                            LookUp("RemoveAutoEnrollmentTasks"),
+                                            CallThatThrows("RemoveAutoEnrollmentTasks", thrown), caught, kFree}));
     }
 }
 
 TEST(RemoveAutoEnrollmentTasks, WhatTheTaskLibraryAnswersIsNotLookedAt)
 {
     for (const int result : {1, 5, 1150, -1})
-        Expect(Remove(MachineWith({.remove = result})), "0", {});
+        ExpectLog(Remove(MachineWith({.remove = result})), "0", {});
 }
 
 TEST(RemoveAutoEnrollmentTasks, TakesNoWishAndNoOtherExport)
 {
     for (const Json& wanted : {Json(0), Json("1"), Json()})
-        Expect(Remove(MachineWith({.wanted = wanted, .areInstalled = nullptr, .install = nullptr})), "0", {});
+        ExpectLog(Remove(MachineWith({.wanted = wanted, .areInstalled = nullptr, .install = nullptr})), "0", {});
 }
 
 TEST(RemoveAutoEnrollmentTasks, IsSkippedInA32BitProcessOn64BitWindows)
 {
     const SimulatedRun run = Remove(MachineWith({.windows = {{"wow64", true}}}));
-    Expect(run, "0", {"RemoveAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!"});
+    ExpectLog(run, "0",
+              {"log: RemoveAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!"});
     EXPECT_EQ(run.script.size(), 3u);
 }
 
 TEST(RemoveAutoEnrollmentTasks, AProbeThatFailsIsLoggedAndTakenForNo)
 {
     const SimulatedRun run = Remove(MachineWith({}), {.faults = {"IsWow64Process=87"}});
-    Expect(run, "0", {"RemoveAutoEnrollmentTasks - failed to detect process on host os type: 87"});
+    ExpectLog(run, "0", {"log: RemoveAutoEnrollmentTasks - failed to detect process on host os type: 87"});
     EXPECT_EQ(run.outcome.callCounts.at("CertJobPlanner.dll!RemoveAutoEnrollmentTasks"), 1u);
 }
 
 TEST(RemoveAutoEnrollmentTasks, WithoutTheKeyItIsAFailureInTheInstallationsName)
 {
-    Expect(Remove(MachineOf("{}")), "-1", {kNoKeyToRemove});
-    Expect(Remove(MachineWith({}), {.faults = {"RegOpenKeyExA=5"}}), "-1", {kNoKeyToRemove});
+    ExpectLog(Remove(MachineOf("{}")), "-1", {kNoKeyToRemove});
+    ExpectLog(Remove(MachineWith({}), {.faults = {"RegOpenKeyExA=5"}}), "-1", {kNoKeyToRemove});
 }
 
 TEST(RemoveAutoEnrollmentTasks, WithoutThePathItIsAFailure)
 {
-    Expect(Remove(MachineWith({.path = nullptr})), "-1", {kNoPathToRemove});
-    Expect(Remove(MachineWith({.path = 1})), "-1", {kNoPathToRemove});
-    Expect(Remove(MachineWith({}), {.faults = {"RegQueryValueExA#1=5"}}), "-1", {kNoPathToRemove});
+    ExpectLog(Remove(MachineWith({.path = nullptr})), "-1", {kNoPathToRemove});
+    ExpectLog(Remove(MachineWith({.path = 1})), "-1", {kNoPathToRemove});
+    ExpectLog(Remove(MachineWith({}), {.faults = {"RegQueryValueExA#1=5"}}), "-1", {kNoPathToRemove});
 }
 
 TEST(RemoveAutoEnrollmentTasks, LoadsTheLibraryFromThePathWhateverItsShape)
@@ -480,7 +458,7 @@ TEST(RemoveAutoEnrollmentTasks, LoadsTheLibraryFromThePathWhateverItsShape)
         const SimulatedRun run =
             Remove(MachineWith({.path = Json::parse(c.path), .libraryPath = R"(D:\Elsewhere.dll)"}));
         EXPECT_EQ(LoadedLibrary(run), c.library);
-        Expect(run, "-1", {kNoLibraryToRemove});
+        ExpectLog(run, "-1", {kNoLibraryToRemove});
     }
 }
 
@@ -488,19 +466,19 @@ TEST(RemoveAutoEnrollmentTasks, ASecondReadThatFailsLeavesAnEmptyPath)
 {
     const SimulatedRun run = Remove(MachineWith({}), {.faults = {"RegQueryValueExA#2=5"}});
     EXPECT_EQ(LoadedLibrary(run), R"(\\CertJobPlanner.dll)");
-    Expect(run, "-1", {kNoLibraryToRemove});
+    ExpectLog(run, "-1", {kNoLibraryToRemove});
 }
 
 TEST(RemoveAutoEnrollmentTasks, ALibraryThatDoesNotLoadIsAFailure)
 {
-    Expect(Remove(MachineWith({}), {.faults = {"LoadLibraryA=126"}}), "-1", {kNoLibraryToRemove});
+    ExpectLog(Remove(MachineWith({}), {.faults = {"LoadLibraryA=126"}}), "-1", {kNoLibraryToRemove});
 }
 
 TEST(RemoveAutoEnrollmentTasks, WithoutTheExportItIsAFailureAndTheLibraryIsUnloaded)
 {
     const SimulatedRun run = Remove(MachineWith({.remove = nullptr}));
-    Expect(run, "-1", {kNoExportToRemove});
-    EXPECT_THAT(run.script.back(), "FreeLibrary(\"library#1\") = 1");
+    ExpectLog(run, "-1", {kNoExportToRemove});
+    EXPECT_THAT(run.script.back(), Call("FreeLibrary", {"library#1"}, 1));
 }
 
 } // namespace

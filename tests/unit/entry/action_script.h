@@ -1,7 +1,7 @@
 // What a run of the program looks like around the steps of its action, for tests that compare whole runs.
 #pragma once
 
-#include "tests/support/expected_script.h"
+#include "tests/support/windows_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,9 +18,9 @@ inline Script StartOf(const Words& words)
 {
     Words all{kProgramPath};
     all.insert(all.end(), words.begin(), words.end());
-    const std::string line = winsim::Json(winsim::JoinCommandLine(all)).dump();
-    return {"GetCommandLineW() = " + line, "CommandLineToArgvW(" + line + ") = \"block#1\" pNumArgs:" +
-                                               std::to_string(all.size()) + " argv:" + winsim::Json(all).dump()};
+    const std::string line = winsim::JoinCommandLine(all);
+    return {Call("GetCommandLineW", {}, line),
+            Call("CommandLineToArgvW", {line}, "block#1", {{"pNumArgs", all.size()}, {"argv", all}})};
 }
 
 // The lines that every action begins with. `words` stand behind the program's path, as the code page shows them.
@@ -36,27 +36,19 @@ inline Script HeadOf(const Words& words)
     return head;
 }
 
-inline Script End()
-{
-    return {"log: ============= Kelo CSP Custom Action <-End ===================", R"(printf("Done!") = 5)"};
-}
+inline const Script kEnd = {"log: ============= Kelo CSP Custom Action <-End ===================",
+                            Call("printf", {"Done!"}, 5)};
 
 // Expects that a run of the program with `words` was these steps with all that stands around them.
 inline void ExpectAction(const SimulatedRun& run, const Words& words, const Script& steps, int exitCode = 0)
 {
-    const Script whole = Joined({StartOf(words), HeadOf(words), steps, End()});
-    EXPECT_THAT(run.script, testing::ElementsAreArray(whole));
-    EXPECT_THAT(run.log, testing::ElementsAreArray(LogOf(whole)));
+    ExpectRun(run, std::to_string(exitCode), {StartOf(words), HeadOf(words), steps, kEnd});
     EXPECT_EQ(run.outcome.standardOutput, "Done!");
-    EXPECT_EQ(run.exitCode, exitCode);
 }
 
-// Expects that a run ended behind the lines that every action begins with, with one more message at most.
+// Expects that a run ended after the lines that every action begins with, with one more message at most.
 inline void ExpectRefused(const SimulatedRun& run, const Words& words, const Script& message)
 {
-    const Script whole = Joined({StartOf(words), HeadOf(words), message});
-    EXPECT_THAT(run.script, testing::ElementsAreArray(whole));
-    EXPECT_THAT(run.log, testing::ElementsAreArray(LogOf(whole)));
+    ExpectRun(run, "-1", {StartOf(words), HeadOf(words), message});
     EXPECT_EQ(run.outcome.standardOutput, "");
-    EXPECT_EQ(run.exitCode, -1);
 }

@@ -3,8 +3,7 @@
 #include "tests/support/stack_machine.h"
 #include "tests/support/step_sequence.h"
 #include "tests/unit/entry/action_script.h"
-#include "tests/unit/smartcard/card_scripts.h"
-#include "winsim/machine/effects.h"
+#include "tests/unit/smartcard/card_script.h"
 #include "winsim/toolkit/install_log.h"
 
 #include <map>
@@ -16,8 +15,7 @@ namespace
 // Windows 10 with the whole toolkit, and old shims. `patch` says what is different.
 winsim::Machine ToolkitMachine(const char* patch = "{}")
 {
-    winsim::Machine machine = StackMachine{.isKeloUsable = true, .hasKeloService = true, .hasShims = true}.Make();
-    winsim::ApplyEffects(machine, winsim::Json::parse(R"({
+    return Changed(Changed(StackMachine{.isKeloUsable = true, .hasKeloService = true, .hasShims = true}.Make(), R"({
         "registry": {
             "HKLM\\SOFTWARE\\Kelo Systems Corp\\Common": {"values": {
                 "KlAutoEnrollInstalled": 1,
@@ -33,9 +31,8 @@ winsim::Machine ToolkitMachine(const char* patch = "{}")
         "libraries": {"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\CertJobPlanner.dll": {"exports": {
             "AreTasksInstalled": 0, "InstallAutoEnrollmentTasks": 0, "RemoveAutoEnrollmentTasks": 0}}},
         "programs": {"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\TPM_VSCard\\DriverStager.exe": {"runs": []}}
-    })"));
-    winsim::ApplyEffects(machine, winsim::Json::parse(patch));
-    return machine;
+    })"),
+                   patch);
 }
 
 // What a removal meets.
@@ -51,8 +48,8 @@ winsim::Machine InstalledMachine()
     })");
 }
 
-constexpr char kEnterApartment[] = "CoInitializeEx(null, 0) = 0";
-constexpr char kLeaveApartment[] = "CoUninitialize()";
+const std::string kEnterApartment = Call("CoInitializeEx", {nullptr, 0}, 0);
+const std::string kLeaveApartment = Call("CoUninitialize");
 
 // A step of automatic provisioning, which enters an apartment of its own when it runs alone.
 void StepInApartment(StepSequence& expected, const std::string& function, const Words& arguments = {})
@@ -78,30 +75,28 @@ struct SetupCase
 void ExpectSetup(const winsim::Machine& machine, const SetupCase& setup)
 {
     StepSequence expected{machine};
-    expected.Lines(Joined({StartOf(setup.words), HeadOf(setup.words)}));
+    expected.Add({StartOf(setup.words), HeadOf(setup.words)});
     Words arguments{kProgramPath};
     arguments.insert(arguments.end(), setup.words.begin(), setup.words.end());
     expected.Step("ReadSetupOptions", arguments);
     expected.Step("RegisterKsps");
     expected.Step("InstallAutoEnrollmentTasks");
-    expected.Line(kEnterApartment);
+    expected.Add(kEnterApartment);
     StepInApartment(expected, "Win8Install", {setup.disablesProvisioning});
     if (setup.installsCard)
     {
-        expected.Log("Install TPM Virtual Smartcard.... ");
-        StepsOfCard(expected, NoReaders(), "InstallMiniDrv", "Install");
+        expected.Add("log: Install TPM Virtual Smartcard.... ");
+        StepsOfCard(expected, kNoReaders, "InstallMiniDrv", "Install");
     }
     const std::string shownVendor = setup.vendor == std::string("(null)") ? "" : setup.vendor;
-    expected.Log(std::string("call SetupTCGDLL(") + kToolkitFolder + ", " + shownVendor + ")");
+    expected.Add(std::string("log: call SetupTCGDLL(") + kToolkitFolder + ", " + shownVendor + ")");
     const std::string result = expected.Step("SetupTCGDLL", {kToolkitFolder, setup.vendor});
     expected.Step("PublishResultMessage", {result});
-    expected.Line(kLeaveApartment);
-    expected.Lines(End());
+    expected.Add(kLeaveApartment);
+    expected.Add(kEnd);
 
     const SimulatedRun run = RunProgram(machine, setup.words);
-    EXPECT_EQ(run.exitCode, result == "0" ? 0 : -1);
-    ExpectLines(run.script, expected.Whole(), "the script");
-    ExpectLines(run.log, LogOf(expected.Whole()), "the log");
+    ExpectRun(run, result == "0" ? "0" : "-1", expected);
     EXPECT_EQ(run.After().wmi.autoProvisioning, setup.disablesProvisioning == std::string("false"));
 }
 
@@ -126,12 +121,12 @@ TEST(ActionSteps, ASetUpHandsItsOptionsToItsSteps)
 TEST(ActionSteps, ASetUpThatFailsLeavesItsResultAsTheMessage)
 {
     // All 32 bits of the result count.
-    const winsim::Machine machine = ToolkitMachine(R"({
+    ExpectSetup(ToolkitMachine(R"({
         "libraries": {
             "C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KELO\\stkprobe.dll": {"exports": {"DetectTSS": 7}},
             "C:\\Program Files\\Kelo Systems Corp\\Toolkit\\NTRU12\\stkprobe.dll": {"exports": {"DetectTSS": -65536}}},
-        "services": {"tcsd_x86": null}})");
-    ExpectSetup(machine, {{"/Setup", "/TSS_VENDOR=OTHER", "/TPM_VSC=1"}, "OTHER", "false", true});
+        "services": {"tcsd_x86": null}})"),
+                {{"/Setup", "/TSS_VENDOR=OTHER", "/TPM_VSC=1"}, "OTHER", "false", true});
 }
 
 TEST(ActionSteps, ARemovalTakesItsStepsInOrderAndTheApartmentLastsToTheMessage)
@@ -141,26 +136,23 @@ TEST(ActionSteps, ARemovalTakesItsStepsInOrderAndTheApartmentLastsToTheMessage)
         SCOPED_TRACE(action);
         const winsim::Machine machine = InstalledMachine();
         StepSequence expected{machine};
-        expected.Lines(Joined({StartOf({action}), HeadOf({action})}));
+        expected.Add({StartOf({action}), HeadOf({action})});
         EXPECT_EQ(expected.Step("UninstallTCGDLL"), "0");
         expected.Step("UnregisterKsps");
         EXPECT_EQ(expected.Step("UnInstallTkService"), "0");
-        expected.Line(kEnterApartment);
+        expected.Add(kEnterApartment);
         StepInApartment(expected, "Win8Uninstall");
         expected.Step("RemoveAutoEnrollmentTasks");
-        StepsOfCard(expected, ReaderFound(), "UninstallMiniDrv", "Uninstall");
+        StepsOfCard(expected, kReaderFound, "UninstallMiniDrv", "Uninstall");
         expected.Step("PublishResultMessage", {"0"});
-        expected.Line(kLeaveApartment);
-        expected.Lines(End());
+        expected.Add(kLeaveApartment);
+        expected.Add(kEnd);
 
-        const SimulatedRun run = RunProgram(machine, {action});
-        EXPECT_EQ(run.exitCode, 0);
-        ExpectLines(run.script, expected.Whole(), "the script");
-        ExpectLines(run.log, LogOf(expected.Whole()), "the log");
+        ExpectRun(RunProgram(machine, {action}), "0", expected);
     }
 }
 
-// ---- Whose log a line is written through --------------------------------------------------------------------------
+// ---- Whose log a line is written through ----
 
 // A module and how its lines begin in the runs below.
 struct Module
@@ -254,9 +246,8 @@ TEST(ActionSteps, EachModuleWritesItsLinesThroughItsOwnLog)
     winsim::Machine installed = InstalledMachine();
     installed.windows.major = 6;
     installed.windows.minor = 1;
-    winsim::Machine stubborn = installed;
-    winsim::ApplyEffects(stubborn, winsim::Json::parse(R"({"services": {"KlPCR": {
-        "state": "running", "controlsAccepted": 0, "waitHint": 20000}}})"));
+    const winsim::Machine stubborn = Changed(installed, R"({"services": {"KlPCR": {
+        "state": "running", "controlsAccepted": 0, "waitHint": 20000}}})");
 
     std::map<std::string, std::set<std::string>> logsOf;    // by module
     std::map<std::string, std::set<std::string>> modulesOf; // by log

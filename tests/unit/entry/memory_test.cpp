@@ -81,7 +81,7 @@ bool LacksItsVendor(const SimulatedRun& run)
 }
 
 // Each step's line is there, unless its log is silent.
-void ExpectSteps(const Runs& runs, const SimulatedRun& whole, const std::vector<std::string>& lines)
+void ExpectEachRun(const Runs& runs, const SimulatedRun& whole, const std::vector<std::string>& lines)
 {
     ASSERT_THAT(whole.log, IsSupersetOf(lines));
     for (const SimulatedRun& run : runs.each)
@@ -99,9 +99,10 @@ TEST(Memory, ThatRunsOutInASetupFailsOneOperation)
     const std::vector<std::string> arguments{"/Setup", "/TSS_VENDOR=KELO", "/TPM_VSC=1", "/TPM_WIN8=1"};
     const winsim::Machine machine = WholeMachine(false);
     const Runs runs = RefuseEachPiece(machine, arguments);
-    ExpectSteps(runs, RunProgram(machine, arguments),
-                {kBegin, "Register the Kelo TCG Enabled KSP", "Install TPM Virtual Smartcard.... ", "SetupTCGDLL() -->",
-                 "InstallTkService - Make sure that the Service isn't running first!", "<-- SetupTCGDLL()", kEnd});
+    ExpectEachRun(runs, RunProgram(machine, arguments),
+                  {kBegin, "Register the Kelo TCG Enabled KSP", "Install TPM Virtual Smartcard.... ",
+                   "SetupTCGDLL() -->", "InstallTkService - Make sure that the Service isn't running first!",
+                   "<-- SetupTCGDLL()", kEnd});
     EXPECT_THAT(runs.caught, ElementsAreArray({
                                  "CTPMSmartCard::Install - Unknown exception caught return -3",
                                  "CTPMSmartCard::InstallMiniDrv - Unknown exception caught return -3",
@@ -121,7 +122,7 @@ TEST(Memory, ThatRunsOutInARemovalFailsOneOperation)
 {
     const winsim::Machine machine = WholeMachine(true);
     const Runs runs = RefuseEachPiece(machine, {"/Uninstall"});
-    ExpectSteps(
+    ExpectEachRun(
         runs, RunProgram(machine, {"/Uninstall"}),
         {kBegin, "UninstallTCGDLL() -->", "Unregister the Kelo TCG Enabled KSP", "UnInstallTkService - Enter", kEnd});
     EXPECT_THAT(runs.caught, ElementsAreArray({
@@ -138,7 +139,7 @@ TEST(Memory, ThatRunsOutInARemovalFailsOneOperation)
 TEST(Memory, ThatRunsOutInACommitFailsNothing)
 {
     const Runs runs = RefuseEachPiece(WholeMachine(false), {"/Commit"});
-    ExpectSteps(runs, RunProgram(WholeMachine(false), {"/Commit"}), {kBegin, kEnd});
+    ExpectEachRun(runs, RunProgram(WholeMachine(false), {"/Commit"}), {kBegin, kEnd});
     EXPECT_TRUE(runs.caught.empty());
 }
 
@@ -146,7 +147,7 @@ TEST(Memory, ThatRunsOutInACommitFailsNothing)
 TEST(Memory, ThatRunsOutBeforeAFailureLeavesItAFailure)
 {
     const Runs runs = RefuseEachPiece(MachineOf("{}"), {"/Setup"});
-    ExpectSteps(runs, RunProgram(MachineOf("{}"), {"/Setup"}), {kBegin, "<-- SetupTCGDLL()", kEnd});
+    ExpectEachRun(runs, RunProgram(MachineOf("{}"), {"/Setup"}), {kBegin, "<-- SetupTCGDLL()", kEnd});
     for (const SimulatedRun& run : runs.each)
         EXPECT_EQ(run.exitCode, -1);
 }
@@ -154,20 +155,18 @@ TEST(Memory, ThatRunsOutBeforeAFailureLeavesItAFailure)
 // Nothing is left but the calls that take no memory of the program's own.
 TEST(Memory, OfWhichThereIsNoneLetsEveryActionEnd)
 {
-    struct Case
-    {
-        const char* action;
-        int exitCode;
-        const char* output;
-    };
     // A set-up without a vendor chooses no stack.
-    for (const Case& c : {Case{"/Setup", -1, "Done!"}, Case{"/Commit", 0, "Done!"}, Case{"/Rollback", 0, "Done!"},
-                          Case{"/Uninstall", 0, "Done!"}, Case{"/Other", -1, ""}})
+    for (const auto& [action, exitCode, output] :
+         std::vector<std::tuple<const char*, int, const char*>>{{"/Setup", -1, "Done!"},
+                                                                {"/Commit", 0, "Done!"},
+                                                                {"/Rollback", 0, "Done!"},
+                                                                {"/Uninstall", 0, "Done!"},
+                                                                {"/Other", -1, ""}})
     {
-        const SimulatedRun run = RunProgram(WholeMachine(false), {c.action}, {.faults = {"operator new=8"}});
-        EXPECT_THAT(run.log, testing::IsEmpty()) << c.action;
-        EXPECT_EQ(run.outcome.standardOutput, c.output) << c.action;
-        EXPECT_EQ(run.exitCode, c.exitCode) << c.action;
+        const SimulatedRun run = RunProgram(WholeMachine(false), {action}, {.faults = {"operator new=8"}});
+        EXPECT_THAT(run.log, testing::IsEmpty()) << action;
+        EXPECT_EQ(run.outcome.standardOutput, output) << action;
+        EXPECT_EQ(run.exitCode, exitCode) << action;
     }
     EXPECT_EQ(RunExport(MachineOf("{}"), "SRK_Auth_Change", {.faults = {"operator new=8"}}).exitCode, 10001);
 }
@@ -196,14 +195,15 @@ TEST(WinMain, AnswersAnExceptionWithAFailure)
 
 TEST(RunCustomAction, TakesNothingFromAFolderWithoutAFullPath)
 {
-    winsim::Json machine = WholeMachine(false).ToJson();
-    machine["process"]["currentDirectory"] = std::string(kToolkitFolder).substr(0, std::strlen(kToolkitFolder) - 1);
+    const winsim::Machine machine = Changed(
+        WholeMachine(false),
+        {{"process", {{"currentDirectory", std::string(kToolkitFolder).substr(0, std::strlen(kToolkitFolder) - 1)}}}});
     for (const char* program : {"KeloCustomAction.exe", "C:KeloCustomAction.exe", R"(sub\KeloCustomAction.exe)",
                                 R"(\KeloCustomAction.exe)", R"(.\KeloCustomAction.exe)"})
     {
         SCOPED_TRACE(program);
-        const SimulatedRun setup = CallFunction(winsim::Machine::FromJson(machine), "RunCustomAction",
-                                                {program, "/Setup", "/TSS_VENDOR=NTRU12", "/TPM_VSC=1"});
+        const SimulatedRun setup =
+            CallFunction(machine, "RunCustomAction", {program, "/Setup", "/TSS_VENDOR=NTRU12", "/TPM_VSC=1"});
         EXPECT_EQ(setup.result, "0"); // a stack was chosen
         EXPECT_THAT(setup.log, Contains("Install SmartCard - Failed; Location of installation was not provided"));
         EXPECT_THAT(setup.log, Contains("Failed to Load Library:  Err: 206"));

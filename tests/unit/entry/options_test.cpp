@@ -46,12 +46,7 @@ TEST(GetOptionValue, ProgramAndActionSwitchAreNeverSearched)
 
 TEST(GetOptionValue, TheValueIsWhatStandsBehindTheEqualsSign)
 {
-    struct Case
-    {
-        const char* argument;
-        const char* value;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"/TSS_VENDOR=KELO", "KELO"},
         {"/TSS_VENDOR=K", "K"},
         {"/TSS_VENDOR= ", " "},
@@ -63,8 +58,8 @@ TEST(GetOptionValue, TheValueIsWhatStandsBehindTheEqualsSign)
         {"/TSS_VENDOR=/TSS_VENDOR=KELO", "/TSS_VENDOR=KELO"},
         {"/TSS_VENDOR=/TPM_VSC=1", "/TPM_VSC=1"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(VendorBehindSetup({c.argument}), c.value) << c.argument;
+    for (const auto& [argument, value] : cases)
+        EXPECT_EQ(VendorBehindSetup({argument}), value) << argument;
     EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=" + std::string(5000, 'x')}), std::string(5000, 'x'));
 }
 

@@ -68,39 +68,43 @@ Script NoProbeLibrary(const std::string& vendor)
     return {"log: Load " + path, "log: Failed to Load Library: " + path + " Err: 126"};
 }
 
-const Script kNothingDetected = Joined(
-    {{"log: --------------------------------------------",
-      R"(log: DetectTPMPlatform(C:\Program Files\Kelo Systems Corp\Toolkit\,KELO))", "log: Remove old Tspi_x64.dll"},
-     kNoTspi,
-     kNoLeftovers,
-     {"log: Restart Kelo Service", "log: Cannot open service: tcsd_x86"},
-     NoProbeLibrary("KELO"),
-     {"log: --------------------------------------------",
-      R"(log: DetectTPMPlatform(C:\Program Files\Kelo Systems Corp\Toolkit\,NTRU12))"},
-     kNoLeftovers,
-     {"log: Cannot open service: tcsd_win32.exe", "log: NTRU service not running", "log: Remove old Tsp1_x64.dll"},
-     kNoTsp1,
-     NoProbeLibrary("NTRU12")});
+const Script kNothingDetected = {"log: --------------------------------------------",
+                                 R"(log: DetectTPMPlatform(C:\Program Files\Kelo Systems Corp\Toolkit\,KELO))",
+                                 "log: Remove old Tspi_x64.dll",
+                                 kNoTspi,
+                                 kNoLeftovers,
+                                 "log: Restart Kelo Service",
+                                 "log: Cannot open service: tcsd_x86",
+                                 NoProbeLibrary("KELO"),
+                                 "log: --------------------------------------------",
+                                 R"(log: DetectTPMPlatform(C:\Program Files\Kelo Systems Corp\Toolkit\,NTRU12))",
+                                 kNoLeftovers,
+                                 "log: Cannot open service: tcsd_win32.exe",
+                                 "log: NTRU service not running",
+                                 "log: Remove old Tsp1_x64.dll",
+                                 kNoTsp1,
+                                 NoProbeLibrary("NTRU12")};
 
 const Script kNoReaders{"log: CTPMSmartCard::IsKlSCardInstalled - No Smart card readers on system"};
 
 // "/Setup" without a vendor: the stack set-up fails, and it alone decides.
 Script SetupLines(const Script& options, const Script& smartCard = {})
 {
-    return Joined({options,
-                   kProvidersRegistered,
-                   kNoTasks,
-                   smartCard,
-                   {R"(log: call SetupTCGDLL(C:\Program Files\Kelo Systems Corp\Toolkit\, ))",
-                    "log: ===================================================", "log: SetupTCGDLL() -->",
-                    R"(log: Target: C:\Program Files\Kelo Systems Corp\Toolkit\)",
-                    "log: No TSS_VENDOR parameter specified only install if a TSS and proper TPM state is found."},
-                   kCommandsUnblocked,
-                   kConfigurationOpened,
-                   kNothingDetected,
-                   {"log: No default TSS vendor platform specified AND no valid TSS & TPM state detected --> Unable to "
-                    "install Toolkit!",
-                    "log: <-- SetupTCGDLL()"}});
+    return {options,
+            kProvidersRegistered,
+            kNoTasks,
+            smartCard,
+            R"(log: call SetupTCGDLL(C:\Program Files\Kelo Systems Corp\Toolkit\, ))",
+            "log: ===================================================",
+            "log: SetupTCGDLL() -->",
+            R"(log: Target: C:\Program Files\Kelo Systems Corp\Toolkit\)",
+            "log: No TSS_VENDOR parameter specified only install if a TSS and proper TPM state is found.",
+            kCommandsUnblocked,
+            kConfigurationOpened,
+            kNothingDetected,
+            "log: No default TSS vendor platform specified AND no valid TSS & TPM state detected --> Unable to "
+            "install Toolkit!",
+            "log: <-- SetupTCGDLL()"};
 }
 
 const Script kNoToolkitService{"log: UnInstallTkService - Enter",
@@ -108,52 +112,51 @@ const Script kNoToolkitService{"log: UnInstallTkService - Enter",
 
 Script RemovalLines(const Script& service = kNoToolkitService)
 {
-    return Joined({{"log: ===================================================", "log: UninstallTCGDLL() -->",
-                    "log: Remove TSP1_x64 and/or TSPI_x64 from System32"},
-                   kNoTsp1,
-                   kNoTspi,
-                   {"log: <-- UninstallTCGDLL()", "log: Unregister the Kelo TCG Enabled KSP",
-                    "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000225",
-                    "log: Unregister the Kelo TCG-Enabled Strong Authentication KSP",
-                    "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000225"},
-                   service,
-                   {"log: *** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't remove Auto-Enroll "
-                    "Tasks"},
-                   kNoReaders,
-                   {"log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - VSC not currently installed... "
-                    "skipping....",
-                    "log: CTPMSmartCard::Uninstall - Kelo Smart Card not installed so skip uninstallation"}});
+    return {"log: ===================================================",
+            "log: UninstallTCGDLL() -->",
+            "log: Remove TSP1_x64 and/or TSPI_x64 from System32",
+            kNoTsp1,
+            kNoTspi,
+            "log: <-- UninstallTCGDLL()",
+            "log: Unregister the Kelo TCG Enabled KSP",
+            "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000225",
+            "log: Unregister the Kelo TCG-Enabled Strong Authentication KSP",
+            "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000225",
+            service,
+            "log: *** InstallAutoEnrollmentTasks(): Failed to find path to Toolkit can't remove Auto-Enroll "
+            "Tasks",
+            kNoReaders,
+            "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - VSC not currently installed... "
+            "skipping....",
+            "log: CTPMSmartCard::Uninstall - Kelo Smart Card not installed so skip uninstallation"};
 }
 
 // Expects the whole log of an action, what it left on standard output and its exit code.
-void ExpectLog(const SimulatedRun& run, const Words& words, const Script& lines, int exitCode)
+void ExpectActionLog(const SimulatedRun& run, const Words& words, const Script& lines, int exitCode)
 {
-    EXPECT_THAT(run.log, ElementsAreArray(LogOf(Joined({HeadOf(words), lines, End()}))));
+    ExpectLog(run, std::to_string(exitCode), {HeadOf(words), lines, kEnd});
     EXPECT_EQ(run.outcome.standardOutput, "Done!");
-    EXPECT_EQ(run.exitCode, exitCode);
 }
 
 // The calls of "/Commit" on a plain machine.
 Script CommitSteps()
 {
-    const auto openProvider = [](const std::string& name, const std::string& result) {
-        return R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", )"
-               R"("SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\)" +
-               name + R"(", 0, 1) = )" + result;
-    };
-    Script steps;
-    steps.push_back(openProvider("Microsoft Enhanced RSA and AES Cryptographic Provider (Prototype)", "2"));
-    steps.push_back(openProvider("Microsoft Enhanced RSA and AES Cryptographic Provider", R"(0 phkResult:"key#1")"));
-    steps.push_back(R"(RegCloseKey("key#1") = 0)");
-    steps.push_back(R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Keystead CSP )"
-                    R"(Persistent\\CAPI", 0, null, 0, 983103, null) = 0 lpdwDisposition:1 phkResult:"key#1")");
-    steps.push_back(R"(RegSetValueExA("key#1", "PassthroughCSP", 0, 1, )"
-                    R"("Microsoft Enhanced RSA and AES Cryptographic Provider", 54) = 0)");
-    steps.push_back(R"(RegCloseKey("key#1") = 0)");
-    return steps;
+    constexpr char kProvider[] = "Microsoft Enhanced RSA and AES Cryptographic Provider";
+    const std::string open =
+        OpenKey(std::string(R"(SOFTWARE\Microsoft\Cryptography\Defaults\Provider\)") + kProvider, 1);
+    return {Failing(OpenKey(std::string(R"(SOFTWARE\Microsoft\Cryptography\Defaults\Provider\)") + kProvider +
+                                " (Prototype)",
+                            1),
+                    2),
+            open,
+            kCloseKey,
+            Call("RegCreateKeyExA",
+                 {"HKEY_LOCAL_MACHINE", R"(SOFTWARE\Kelo Systems Corp.\Keystead CSP Persistent\CAPI)", 0, nullptr, 0,
+                  kAllOfKey, nullptr},
+                 0, {{"lpdwDisposition", 1}, {"phkResult", "key#1"}}),
+            Call("RegSetValueExA", {"key#1", "PassthroughCSP", 0, 1, kProvider, 54}, 0),
+            kCloseKey};
 }
-
-// -------------------------------------------------------------------------------------------------------------------
 
 const Words kAllOptions{"/TSS_VENDOR=KELO", "/TPM_VSC=1", "/TPM_WIN8=1", "/ProductType=Enterprise"};
 
@@ -171,26 +174,22 @@ SimulatedRun RunOnPlainMachine(const Words& words)
 
 TEST(RunCustomAction, SetupWithoutOptionsRunsItsStepsInOrder)
 {
-    ExpectLog(RunOnPlainMachine({"/Setup"}), {"/Setup"}, SetupLines({}), -1);
+    ExpectActionLog(RunOnPlainMachine({"/Setup"}), {"/Setup"}, SetupLines({}), -1);
 }
 
 TEST(RunCustomAction, SetupWithAllOptionsRunsItsStepsInOrder)
 {
     const Words words = WithAllOptions("/Setup");
     const SimulatedRun run = RunOnPlainMachine(words);
-    const Script begin = LogOf(
-        Joined({HeadOf(words),
-                {"log: TSS Vendor: KELO", "log: TPM VSC Flag set... install VSC",
-                 "log: TPM_WIN8 flag set, disable Win8 AutoProvisioning",
-                 "log: ProductType flag set, disable Win8 AutoProvisioning"},
-                kProvidersRegistered,
-                kNoTasks,
-                {"log: Install TPM Virtual Smartcard.... "},
-                kNoReaders,
-                {"log: Install SmartCard - Failed to copy the KeloMiniDriverBody64.dll to System32 err: 3",
-                 R"(log: System32 Directory: C:\Windows\system32)",
-                 R"(log: Install SmartCard - Failed to copy 'C:\Program Files\Kelo Systems Corp\Toolkit\\TPM_VSCard\)"
-                 R"(KeloVReaderBody.dll' to 'C:\Windows\system32\KeloVReaderBody.dll' err: 3)"}}));
+    const Script begin =
+        LogOf({HeadOf(words), "log: TSS Vendor: KELO", "log: TPM VSC Flag set... install VSC",
+               "log: TPM_WIN8 flag set, disable Win8 AutoProvisioning",
+               "log: ProductType flag set, disable Win8 AutoProvisioning", kProvidersRegistered, kNoTasks,
+               "log: Install TPM Virtual Smartcard.... ", kNoReaders,
+               "log: Install SmartCard - Failed to copy the KeloMiniDriverBody64.dll to System32 err: 3",
+               R"(log: System32 Directory: C:\Windows\system32)",
+               R"(log: Install SmartCard - Failed to copy 'C:\Program Files\Kelo Systems Corp\Toolkit\\TPM_VSCard\)"
+               R"(KeloVReaderBody.dll' to 'C:\Windows\system32\KeloVReaderBody.dll' err: 3)"});
     ASSERT_GE(run.log.size(), begin.size());
     EXPECT_THAT(Script(run.log.begin(), run.log.begin() + static_cast<std::ptrdiff_t>(begin.size())),
                 ElementsAreArray(begin));
@@ -229,12 +228,12 @@ TEST(RunCustomAction, CommitIgnoresAllOptions)
 
 TEST(RunCustomAction, RollbackRunsTheRemovalInOrder)
 {
-    ExpectLog(RunOnPlainMachine({"/Rollback"}), {"/Rollback"}, RemovalLines(), 0);
+    ExpectActionLog(RunOnPlainMachine({"/Rollback"}), {"/Rollback"}, RemovalLines(), 0);
 }
 
 TEST(RunCustomAction, UninstallRunsTheRemovalInOrder)
 {
-    ExpectLog(RunOnPlainMachine({"/Uninstall"}), {"/Uninstall"}, RemovalLines(), 0);
+    ExpectActionLog(RunOnPlainMachine({"/Uninstall"}), {"/Uninstall"}, RemovalLines(), 0);
 }
 
 TEST(RunCustomAction, TheRemovalStopsUnregistersAndDeletesTheToolkitsService)
@@ -248,8 +247,7 @@ TEST(RunCustomAction, TheRemovalStopsUnregistersAndDeletesTheToolkitsService)
         const SimulatedRun run = RunProgram(MachineOf(R"({"services": {"KlPCR": {
             "state": "running", "binaryPath": "\"C:\\Toolkit\\KlPCR.exe\""}}})"),
                                             {action});
-        EXPECT_EQ(run.exitCode, 0);
-        EXPECT_EQ(run.log, LogOf(Joined({HeadOf({action}), RemovalLines(service), End()})));
+        ExpectLog(run, "0", {HeadOf({action}), RemovalLines(service), kEnd});
         EXPECT_EQ(run.After().services.Find("KlPCR"), nullptr);
     }
 }
@@ -264,13 +262,10 @@ TEST(RunCustomAction, TheRemovalGoesOnWithAToolkitServiceThatDoesNotStop)
                          "log: UnInstallTkService - Deleted KlPCR Service from SCM",
                          "log: UnInstallTkService - completed"};
     for (const char* action : {"/Rollback", "/Uninstall"})
-    {
-        const SimulatedRun run = RunProgram(MachineOf(R"({"services": {"KlPCR": {
+        ExpectLog(RunProgram(MachineOf(R"({"services": {"KlPCR": {
             "state": "running", "controlsAccepted": 0, "waitHint": 3000}}})"),
-                                            {action});
-        EXPECT_EQ(run.exitCode, 0);
-        EXPECT_EQ(run.log, LogOf(Joined({HeadOf({action}), RemovalLines(service), End()})));
-    }
+                             {action}),
+                  "0", {HeadOf({action}), RemovalLines(service), kEnd});
 }
 
 TEST(RunCustomAction, TheRemovalIgnoresAllOptions)
@@ -278,15 +273,15 @@ TEST(RunCustomAction, TheRemovalIgnoresAllOptions)
     for (const char* action : {"/Rollback", "/Uninstall"})
     {
         const Words words = WithAllOptions(action);
-        ExpectLog(RunOnPlainMachine(words), words, RemovalLines(), 0);
+        ExpectActionLog(RunOnPlainMachine(words), words, RemovalLines(), 0);
     }
 }
 
 TEST(RunCustomAction, TheRemovalIgnoresWhatTheRegistrySaysOfTheSmartCard)
 {
-    const winsim::Machine machine = MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp\\Common":
-        {"values": {"KlVSC Installed": 1}}}})");
-    const SimulatedRun run = RunProgram(machine, {"/Uninstall"});
+    const SimulatedRun run = RunProgram(MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp\\Common":
+        {"values": {"KlVSC Installed": 1}}}})"),
+                                        {"/Uninstall"});
     // The smart card's step deletes the value; the tasks' step finds no path.
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.After().registry.FindValue("HKLM\\SOFTWARE\\Kelo Systems Corp\\Common", "KlVSC Installed"), nullptr);
@@ -302,18 +297,17 @@ TEST(RunCustomAction, WithoutAnActionSwitchOnlyTheArgumentsAreCounted)
 TEST(RunCustomAction, NoArgumentsAtAllAreCountedToo)
 {
     const SimulatedRun run = CallFunction(MachineOf("{}"), "RunCustomAction", {});
-    EXPECT_EQ(run.result, "-1");
-    EXPECT_THAT(run.log, ElementsAre("============= Begin-> Kelo CSP (x64) Custom Action ===================",
-                                     "command line argc: 0"));
+    ExpectLog(
+        run, "-1",
+        {"log: ============= Begin-> Kelo CSP (x64) Custom Action ===================", "log: command line argc: 0"});
     EXPECT_EQ(run.outcome.standardOutput, "");
 }
 
 TEST(RunCustomAction, AProgramPathAloneIsNotLogged)
 {
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "RunCustomAction", {"C:\\kelo.exe"});
-    EXPECT_EQ(run.result, "-1");
-    EXPECT_THAT(run.log, ElementsAre("============= Begin-> Kelo CSP (x64) Custom Action ===================",
-                                     "command line argc: 1"));
+    ExpectLog(
+        CallFunction(MachineOf("{}"), "RunCustomAction", {"C:\\kelo.exe"}), "-1",
+        {"log: ============= Begin-> Kelo CSP (x64) Custom Action ===================", "log: command line argc: 1"});
 }
 
 TEST(RunCustomAction, AnythingButTheExactSwitchIsRefused)
@@ -323,7 +317,7 @@ TEST(RunCustomAction, AnythingButTheExactSwitchIsRefused)
     {
         const Words shown{std::string(action) == "\u4E2D" ? "?" : action, "/TSS_VENDOR=KELO"};
         const SimulatedRun run = RunOnPlainMachine({action, "/TSS_VENDOR=KELO"});
-        const Script expected = LogOf(Joined({HeadOf(shown), {"log: invalid command line arg provided"}}));
+        const Script expected = LogOf({HeadOf(shown), "log: invalid command line arg provided"});
         EXPECT_THAT(run.log, ElementsAreArray(expected)) << action;
         EXPECT_EQ(run.outcome.standardOutput, "") << action;
         EXPECT_EQ(run.exitCode, -1) << action;
@@ -356,8 +350,7 @@ TEST(RunCustomAction, ArgumentsAreLoggedInTheCodePage)
 {
     const SimulatedRun run = RunOnPlainMachine({"/Commit", "caf\u00E9 \u20AC", "\u4E2D\u0416", "\U0001F600"});
     const Words shown{"/Commit", "caf\u00E9 \u20AC", "??", "??"};
-    EXPECT_THAT(run.log, ElementsAreArray(LogOf(Joined({HeadOf(shown), CommitSteps(), End()}))));
-    EXPECT_EQ(run.exitCode, 0);
+    ExpectLog(run, "0", {HeadOf(shown), CommitSteps(), kEnd});
 }
 
 TEST(RunCustomAction, ALongArgumentIsCutInTheLogAlone)

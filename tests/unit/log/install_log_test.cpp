@@ -13,21 +13,14 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-constexpr char kReopen[] =
-    R"(_fsopen("C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt", "a", 64))";
-constexpr char kOpenNothing[] = R"(_fsopen("", "a", 64))";
-constexpr unsigned kLogObjects = 8;
-
-std::vector<std::string> Joined(std::vector<std::string> first, const std::vector<std::string>& second)
-{
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
+const std::string kReopen = OpeningOf(9)[2];
+const std::string kOpenNothing = Call("_fsopen", {"", "a", 64});
+constexpr int kLogObjects = 8;
 
 // The calls of the program's own part of a run, those of each line too.
-std::vector<std::string> CallNames(const SimulatedRun& run)
+Script CallNames(const SimulatedRun& run)
 {
-    std::vector<std::string> names;
+    Script names;
     for (std::size_t i = run.outcome.bodyBegin; i < run.outcome.bodyEnd; ++i)
     {
         if (!run.isPrecaution[i] && !run.outcome.calls[i].isHousekeeping)
@@ -41,13 +34,12 @@ std::vector<std::string> CallNames(const SimulatedRun& run)
 TEST(InstallLog, EightObjectsOpenBeforeTheProgramAndCloseInReverseBehindIt)
 {
     const SimulatedRun run = RunProgram(MachineOf("{}"), {});
-    std::vector<std::string> start{R"(SetDllDirectoryW("") = 1)", R"(SetProcessMitigationPolicy(16, 1, 4) = 1)"};
-    std::vector<std::string> end;
-    for (unsigned i = 1; i <= kLogObjects; ++i)
+    Script start = {Call("SetDllDirectoryW", {""}, 1), Call("SetProcessMitigationPolicy", {16, 1, 4}, 1)};
+    Script end;
+    for (int i = 1; i <= kLogObjects; ++i)
     {
-        const std::string stream = "stream#" + std::to_string(i);
-        start = Joined(start, OpeningOf(stream, 183));
-        end.insert(end.begin(), "fclose(\"" + stream + "\") = 0");
+        start.Append({OpeningOf(i)});
+        end.insert(end.begin(), ClosingOf(i));
     }
     EXPECT_THAT(run.startScript, ElementsAreArray(start));
     EXPECT_THAT(run.endScript, ElementsAreArray(end));
@@ -56,7 +48,7 @@ TEST(InstallLog, EightObjectsOpenBeforeTheProgramAndCloseInReverseBehindIt)
 TEST(InstallLog, TheFirstRunMakesTheFolderAndTheFile)
 {
     const SimulatedRun run = RunProgram(MachineOf("{}"), {});
-    std::vector<std::string> changed;
+    Script changed;
     for (const winsim::Change& change : Compare(run.before, run.After()))
         changed.push_back(change.kind + " " + change.item);
     EXPECT_THAT(changed, ElementsAre(R"(added C:\ProgramData\Kelo Systems Corp)",
@@ -88,20 +80,20 @@ TEST(InstallLog, WhatIsMissingIsMadeWhicheverErrorSaysSo)
 
 TEST(InstallLog, TheFileLiesInTheMachinesOwnApplicationDataFolder)
 {
-    const winsim::Machine machine = MachineOf(R"({"folders": {"commonAppData": "D:\\Data"},
-        "files": {"D:\\Data": {"directory": true}}})");
-    const SimulatedRun run = CallFunction(machine, "WriteLog", {"abc"});
+    const SimulatedRun run = CallFunction(MachineOf(R"({"folders": {"commonAppData": "D:\\Data"},
+        "files": {"D:\\Data": {"directory": true}}})"),
+                                          "WriteLog", {"abc"});
     const winsim::File* file =
         run.After().files.Find("D:\\Data\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt");
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(file->content, "2013/05/07 14:03:09.042 TZ-4 [3120] abc\r\n");
-    EXPECT_EQ(LogBytes(run.After()), "(no file)");
+    EXPECT_EQ(LogBytes(run.After()), "(none)");
 }
 
 TEST(InstallLog, EveryRunAppends)
 {
-    const SimulatedRun first = CallFunction(MachineOf("{}"), "WriteLog", {"first"});
-    const SimulatedRun second = CallFunction(first.After(), "WriteLog", {"second"});
+    const SimulatedRun second =
+        CallFunction(CallFunction(MachineOf("{}"), "WriteLog", {"first"}).After(), "WriteLog", {"second"});
     EXPECT_EQ(LogBytes(second.After()), "2013/05/07 14:03:09.042 TZ-4 [3120] first\r\n"
                                         "2013/05/07 14:03:09.042 TZ-4 [3120] second\r\n");
     EXPECT_THAT(second.log, ElementsAre("second"));
@@ -117,9 +109,10 @@ TEST(InstallLog, TwoRunsOfTheProgramLeaveBothTheirLines)
 
 TEST(InstallLog, AFileOfAnotherProgramsLinesIsKept)
 {
-    const winsim::Machine machine = MachineOf(R"({"files":
-        {"C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt": {"text": "not mine"}}})");
-    EXPECT_EQ(LogBytes(CallFunction(machine, "WriteLog", {"abc"}).After()),
+    EXPECT_EQ(LogBytes(CallFunction(MachineOf(R"({"files":
+        {"C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt": {"text": "not mine"}}})"),
+                                    "WriteLog", {"abc"})
+                           .After()),
               "not mine2013/05/07 14:03:09.042 TZ-4 [3120] abc\r\n");
 }
 
@@ -127,20 +120,17 @@ TEST(InstallLog, TwoObjectsLinesStandInCallOrder)
 {
     const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteLogAlternately", {"one", "two", "three", "four"});
     EXPECT_THAT(run.log, ElementsAre("one", "two", "three", "four"));
-    EXPECT_THAT(run.script, ElementsAreArray(Joined(Joined(OpeningOf("stream#9", 183), OpeningOf("stream#10", 183)),
-                                                    {"log: one", "log: two", "log: three", "log: four",
-                                                     R"(fclose("stream#10") = 0)", R"(fclose("stream#9") = 0)"})));
+    EXPECT_THAT(run.script, ElementsAreArray(Script{OpeningOf(9), OpeningOf(10), "log: one", "log: two", "log: three",
+                                                    "log: four", ClosingOf(10), ClosingOf(9)}));
 }
 
 TEST(InstallLog, EachLineIsFlushedBeforeTheNext)
 {
     const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteLogAlternately", {"one", "two"});
-    const std::vector<std::string> line{"GetSystemTime", "GetTimeZoneInformation", "GetCurrentThreadId", "fputs",
-                                        "fflush"};
-    const std::vector<std::string> open{"SHGetFolderPathA", "SHCreateDirectoryExA", "_fsopen"};
-    EXPECT_THAT(CallNames(run),
-                ElementsAreArray(Joined(Joined(Joined(open, open), Joined(line, line)), {"fclose", "fclose"})));
-    std::vector<std::string> streams;
+    const Script line = {"GetSystemTime", "GetTimeZoneInformation", "GetCurrentThreadId", "fputs", "fflush"};
+    const Script open = {"SHGetFolderPathA", "SHCreateDirectoryExA", "_fsopen"};
+    EXPECT_THAT(CallNames(run), ElementsAreArray(Script{open, open, line, line, "fclose", "fclose"}));
+    Script streams;
     for (const winsim::CallRecord& record : run.outcome.calls)
     {
         if (record.name == "fputs" || record.name == "fflush")
@@ -152,12 +142,7 @@ TEST(InstallLog, EachLineIsFlushedBeforeTheNext)
 TEST(InstallLog, AClosedObjectOpensItsFileForEachLine)
 {
     const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"});
-    EXPECT_EQ(run.result, "true");
-    EXPECT_THAT(run.log, ElementsAre("late"));
-    EXPECT_THAT(run.script,
-                ElementsAreArray(Joined(OpeningOf("stream#9", 183),
-                                        {R"(fclose("stream#9") = 0)", kReopen + std::string(R"( = "stream#9")"),
-                                         "log: late", R"(fclose("stream#9") = 0)"})));
+    ExpectRun(run, "true", {OpeningOf(9), ClosingOf(9), kReopen, "log: late", ClosingOf(9)});
     EXPECT_THAT(CallNames(run),
                 ElementsAre("SHGetFolderPathA", "SHCreateDirectoryExA", "_fsopen", "fclose", "_fsopen", "GetSystemTime",
                             "GetTimeZoneInformation", "GetCurrentThreadId", "fputs", "fflush", "fclose"));
@@ -165,37 +150,26 @@ TEST(InstallLog, AClosedObjectOpensItsFileForEachLine)
 
 TEST(InstallLog, AClosedObjectKeepsNothingOpenBetweenItsLines)
 {
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterClose", {"one", "two"});
-    EXPECT_EQ(run.result, "true");
-    EXPECT_THAT(run.script, ElementsAreArray(Joined(
-                                OpeningOf("stream#9", 183),
-                                {R"(fclose("stream#9") = 0)", kReopen + std::string(R"( = "stream#9")"), "log: one",
-                                 R"(fclose("stream#9") = 0)", kReopen + std::string(R"( = "stream#9")"), "log: two",
-                                 R"(fclose("stream#9") = 0)"})));
+    ExpectRun(CallFunction(MachineOf("{}"), "WriteAfterClose", {"one", "two"}), "true",
+              {OpeningOf(9), ClosingOf(9), kReopen, "log: one", ClosingOf(9), kReopen, "log: two", ClosingOf(9)});
 }
 
 TEST(InstallLog, ALineThatNoFileCanBeOpenedForIsDropped)
 {
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"}, {.faults = {"_fsopen#10=32"}});
-    EXPECT_EQ(run.result, "false");
-    EXPECT_THAT(run.log, IsEmpty());
-    EXPECT_THAT(run.script,
-                ElementsAreArray(Joined(OpeningOf("stream#9", 183), {R"(fclose("stream#9") = 0)", kReopen})));
+    ExpectRun(CallFunction(MachineOf("{}"), "WriteAfterClose", {"late"}, {.faults = {"_fsopen#10=32"}}), "false",
+              {OpeningOf(9), ClosingOf(9), Failing(kReopen)});
 }
 
 TEST(InstallLog, ClosingAClosedObjectDoesNothing)
 {
     const SimulatedRun run = CallFunction(MachineOf("{}"), "CloseTwice");
-    EXPECT_THAT(run.script, ElementsAreArray(Joined(OpeningOf("stream#9", 183), {R"(fclose("stream#9") = 0)"})));
+    EXPECT_THAT(run.script, ElementsAreArray(Script{OpeningOf(9), ClosingOf(9)}));
 }
 
 TEST(InstallLog, OpeningOnceMoreClosesTheFormerStream)
 {
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"});
-    EXPECT_EQ(run.result, "true true");
-    EXPECT_THAT(run.script,
-                ElementsAreArray(Joined(Joined(OpeningOf("stream#9", 183), OpeningOf("stream#10", 183)),
-                                        {R"(fclose("stream#9") = 0)", "log: abc", R"(fclose("stream#10") = 0)"})));
+    ExpectRun(CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"}), "true true",
+              {OpeningOf(9), OpeningOf(10), ClosingOf(9), "log: abc", ClosingOf(10)});
 }
 
 TEST(InstallLog, OpeningOnceMoreThatFailsSaysSoAndKeepsTheFormerStream)
@@ -217,18 +191,16 @@ TEST(InstallLog, OpeningOnceMoreWithoutMemorySaysThatItFails)
     const SimulatedRun whole = CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"});
     bool hasFailed = false;
     for (unsigned piece = 1; piece <= whole.outcome.callCounts.at("operator new"); ++piece)
-    {
-        const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"},
-                                              {.faults = {"operator new#" + std::to_string(piece) + "=8"}});
-        hasFailed = hasFailed || run.result == "false true";
-    }
+        hasFailed = hasFailed || CallFunction(MachineOf("{}"), "WriteAfterSecondOpen", {"abc"},
+                                              {.faults = {"operator new#" + std::to_string(piece) + "=8"}})
+                                         .result == "false true";
     EXPECT_TRUE(hasFailed);
 }
 
 // ---- Silence ----
 
 // The run with a silent log: its end is that of the run with a log, but for the lines.
-void ExpectSilence(const winsim::Machine& machine, const SimulatedRunOptions& options, const char* bytes = "(no file)")
+void ExpectSilence(const winsim::Machine& machine, const SimulatedRunOptions& options, const char* bytes = "(none)")
 {
     const SimulatedRun logged = RunProgram(MachineOf("{}"), {"/Commit"});
     const SimulatedRun run = RunProgram(machine, {"/Commit"}, options);
@@ -239,7 +211,7 @@ void ExpectSilence(const winsim::Machine& machine, const SimulatedRunOptions& op
     EXPECT_THAT(run.endScript, IsEmpty());
 
     // Each line tries the path that was never remembered, once.
-    std::vector<std::string> script;
+    Script script;
     for (const std::string& line : logged.script)
         script.push_back(line.starts_with("log: ") ? kOpenNothing : line);
     EXPECT_THAT(run.script, ElementsAreArray(script));
@@ -253,10 +225,11 @@ TEST(InstallLog, AFolderThatCannotBeMadeSilencesTheLogAndNothingElse)
 
 TEST(InstallLog, AnyFailureToMakeAFolderThatIsThereSilencesTheLogToo)
 {
-    const winsim::Machine machine =
-        MachineOf(R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit": {"directory": true}}})");
     for (const char* failure : {"SHCreateDirectoryExA=5", "SHCreateDirectoryExA=80", "SHCreateDirectoryExA=206"})
-        ExpectSilence(machine, {.faults = {failure}});
+        ExpectSilence(
+            MachineOf(
+                R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit": {"directory": true}}})"),
+            {.faults = {failure}});
 }
 
 TEST(InstallLog, AReadOnlyApplicationDataFolderSilencesTheLogAndNothingElse)
@@ -275,11 +248,11 @@ TEST(InstallLog, WithoutAFullPathOfTheApplicationDataFolderNothingIsMade)
 {
     for (const char* folder : {R"(null)", R"("")", R"("Data")", R"("C:Data")", R"("\\Data")"})
     {
-        const winsim::Machine machine = MachineOf(std::string(R"({"folders": {"commonAppData": )") + folder + "}}");
-        const SimulatedRun run = RunProgram(machine, {"/Commit"});
+        const SimulatedRun run =
+            RunProgram(MachineOf(std::string(R"({"folders": {"commonAppData": )") + folder + "}}"), {"/Commit"});
         EXPECT_THAT(run.log, IsEmpty()) << folder;
         EXPECT_EQ(run.exitCode, 0) << folder;
-        EXPECT_EQ(run.outcome.callCounts.at("SHGetFolderPathA"), kLogObjects) << folder;
+        EXPECT_EQ(run.outcome.callCounts.at("SHGetFolderPathA"), static_cast<std::size_t>(kLogObjects)) << folder;
         EXPECT_FALSE(run.outcome.callCounts.contains("SHCreateDirectoryExA")) << folder;
         EXPECT_EQ(run.After().files, run.before.files) << folder;
     }
@@ -318,7 +291,7 @@ TEST(InstallLog, AFolderThatIsThereIsAsGoodAsANewOne)
             {"directory": true}}})"),
                      "WriteLog", {"abc"});
     EXPECT_THAT(run.log, ElementsAre("abc"));
-    EXPECT_EQ(run.startScript.at(3), OpeningOf("stream#1", 183).at(1));
+    EXPECT_EQ(run.startScript.at(3), OpeningOf(1).at(1));
 }
 
 // The ninth object, behind the program's own eight.
@@ -338,7 +311,7 @@ TEST(InstallLog, ASilentObjectSaysThatItsLineWasNotWritten)
 TEST(InstallLog, ALineThatTheFileRefusesIsLostAndTheRunGoesOn)
 {
     const SimulatedRun run = RunProgram(MachineOf("{}"), {"/Commit"}, {.faults = {"fputs#2=112", "fflush=112"}});
-    std::vector<std::string> log = RunProgram(MachineOf("{}"), {"/Commit"}).log;
+    Script log = RunProgram(MachineOf("{}"), {"/Commit"}).log;
     log.erase(log.begin() + 1);
     EXPECT_THAT(run.log, ElementsAreArray(log));
     EXPECT_EQ(run.outcome.standardOutput, "Done!");

@@ -1,27 +1,26 @@
 // The install log's file on a simulated machine, for tests of its bytes.
 #pragma once
 
-#include "tests/support/simulated_run.h"
-
-#include <string>
+#include "tests/support/windows_script.h"
 
 inline constexpr char kLogFolder[] = R"(C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\)";
 inline constexpr char kLogPath[] = R"(C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\kelo_install_log.txt)";
 
-// The calls that find and make the log's folder, and the one that opens the file as `stream`.
-inline std::vector<std::string> OpeningOf(const std::string& stream, int folderResult)
+// The calls that find and make the log's folder, and the one that opens the file as the ordinal-th stream.
+inline Script OpeningOf(int stream)
 {
-    return {
-        R"(SHGetFolderPathA(null, 35, null, 0) = 0 pszPath:"C:\\ProgramData")",
-        R"(SHCreateDirectoryExA(null, "C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit\\", null) = )" +
-            std::to_string(folderResult),
-        R"(_fsopen("C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt", "a", 64) = ")" +
-            stream + "\""};
+    return {FolderIsA(kProgramDataFolder, R"(C:\ProgramData)"),
+            Call("SHCreateDirectoryExA", {nullptr, kLogFolder, nullptr}, 183),
+            Call("_fsopen", {kLogPath, "a", 64}, fmt::format("stream#{}", stream))};
 }
 
-// The file's bytes; "(no file)" when there is none.
+inline std::string ClosingOf(int stream)
+{
+    return Call("fclose", {fmt::format("stream#{}", stream)}, 0);
+}
+
+// The file's bytes; "(none)" when there is none.
 inline std::string LogBytes(const winsim::Machine& machine)
 {
-    const winsim::File* file = machine.files.Find(kLogPath);
-    return file == nullptr ? "(no file)" : file->content;
+    return TextOf(machine, kLogPath);
 }

@@ -45,66 +45,55 @@ TEST(LogLine, EachPartOfTheTimeHasItsLeadingZeros)
 
 TEST(LogLine, TheTimeRollsOverAtTheEndOfTheYear)
 {
-    const winsim::Machine machine = MachineOf(R"({"clock": {"utc": "2012-12-31T23:59:59.999Z"}})");
-    const SimulatedRun run = CallFunction(machine, "WritePauseWrite", {"1"});
-    EXPECT_EQ(LogBytes(run.After()), "2012/12/31 23:59:59.999 TZ-4 [3120] before\r\n"
-                                     "2013/01/01 00:00:00.000 TZ-4 [3120] after\r\n");
+    EXPECT_EQ(
+        LogBytes(CallFunction(MachineOf(R"({"clock": {"utc": "2012-12-31T23:59:59.999Z"}})"), "WritePauseWrite", {"1"})
+                     .After()),
+        "2012/12/31 23:59:59.999 TZ-4 [3120] before\r\n"
+        "2013/01/01 00:00:00.000 TZ-4 [3120] after\r\n");
 }
 
 TEST(LogLine, EachLineHasItsOwnTime)
 {
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "WritePauseWrite", {"36061001"});
-    EXPECT_EQ(LogBytes(run.After()), "2013/05/07 14:03:09.042 TZ-4 [3120] before\r\n"
-                                     "2013/05/08 00:04:10.043 TZ-4 [3120] after\r\n");
+    EXPECT_EQ(LogBytes(CallFunction(MachineOf("{}"), "WritePauseWrite", {"36061001"}).After()),
+              "2013/05/07 14:03:09.042 TZ-4 [3120] before\r\n"
+              "2013/05/08 00:04:10.043 TZ-4 [3120] after\r\n");
 }
 
 // The zone figure is -(bias + daylight bias) / 60, cut toward zero, in summer and in winter.
 TEST(LogLine, TheZoneFigureAlwaysCountsTheDaylightBias)
 {
-    struct Zone
-    {
-        int bias;
-        int daylightBias;
-        const char* figure;
-    };
-    const Zone zones[] = {
+    const std::tuple<int, int, const char*> zones[] = {
         {-60, -60, "TZ02"},  {300, -60, "TZ-4"}, {0, 0, "TZ00"},    {0, -60, "TZ01"},  {0, 60, "TZ-1"},
         {-345, 0, "TZ05"},   {210, -60, "TZ-2"}, {210, 0, "TZ-3"},  {-330, 0, "TZ05"}, {-570, -60, "TZ10"},
         {-630, -30, "TZ11"}, {30, 0, "TZ00"},    {-30, 0, "TZ00"},  {59, 0, "TZ00"},   {60, 0, "TZ-1"},
         {-59, 0, "TZ00"},    {119, 0, "TZ-1"},   {-119, 0, "TZ01"}, {-840, 0, "TZ14"}, {720, 0, "TZ-12"},
         {-765, -60, "TZ13"}, {570, -60, "TZ-8"},
     };
-    for (const Zone& zone : zones)
+    for (const auto& [bias, daylightBias, figure] : zones)
     {
         for (const char* isDaylight : {"true", "false"})
         {
-            const std::string clock = R"({"zoneBias": )" + std::to_string(zone.bias) + R"(, "daylightBias": )" +
-                                      std::to_string(zone.daylightBias) + R"(, "daylight": )" + isDaylight + "}";
-            EXPECT_EQ(LineAt(clock), std::string("2013/05/07 14:03:09.042 ") + zone.figure + " [3120] abc\r\n");
+            const std::string clock = R"({"zoneBias": )" + std::to_string(bias) + R"(, "daylightBias": )" +
+                                      std::to_string(daylightBias) + R"(, "daylight": )" + isDaylight + "}";
+            EXPECT_EQ(LineAt(clock), std::string("2013/05/07 14:03:09.042 ") + figure + " [3120] abc\r\n");
         }
     }
 }
 
 TEST(LogLine, AZoneThatCannotBeHadIsZero)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf("{}"), "WriteLog", {"abc"}, {.faults = {"GetTimeZoneInformation=5"}});
-    EXPECT_EQ(LogBytes(run.After()), "2013/05/07 14:03:09.042 TZ00 [3120] abc\r\n");
+    EXPECT_EQ(
+        LogBytes(CallFunction(MachineOf("{}"), "WriteLog", {"abc"}, {.faults = {"GetTimeZoneInformation=5"}}).After()),
+        "2013/05/07 14:03:09.042 TZ00 [3120] abc\r\n");
 }
 
 TEST(LogLine, TheThreadHasAtLeastFourDigits)
 {
-    struct Thread
-    {
-        const char* id;
-        const char* shown;
-    };
-    const Thread threads[] = {{"7", "[0007]"}, {"912", "[0912]"}, {"9999", "[9999]"}, {"123456", "[123456]"}};
-    for (const Thread& thread : threads)
-    {
-        const winsim::Machine machine = MachineOf(std::string(R"({"process": {"threadId": )") + thread.id + "}}");
-        EXPECT_EQ(BytesOf("abc", machine), std::string("2013/05/07 14:03:09.042 TZ-4 ") + thread.shown + " abc\r\n");
-    }
+    const std::pair<const char*, const char*> threads[] = {
+        {"7", "[0007]"}, {"912", "[0912]"}, {"9999", "[9999]"}, {"123456", "[123456]"}};
+    for (const auto& [id, shown] : threads)
+        EXPECT_EQ(BytesOf("abc", MachineOf(std::string(R"({"process": {"threadId": )") + id + "}}")),
+                  std::string("2013/05/07 14:03:09.042 TZ-4 ") + shown + " abc\r\n");
 }
 
 TEST(LogLine, TheIndentPutsBlanksInFrontOfTheMessage)
@@ -140,8 +129,8 @@ TEST(LogLine, AMessageIsNoFormat)
 
 TEST(LogLine, EachConversionIsWindowsOwn)
 {
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteEachConversion");
-    EXPECT_EQ(LogBytes(run.After()), kHeader + "narrow|wide|-1|4294967295|beef|BEEF|0xc0000035|%\r\n");
+    EXPECT_EQ(LogBytes(CallFunction(MachineOf("{}"), "WriteEachConversion").After()),
+              kHeader + "narrow|wide|-1|4294967295|beef|BEEF|0xc0000035|%\r\n");
 }
 
 TEST(LogLine, BytesOfTheCodePageStayAsTheyAre)
@@ -164,10 +153,11 @@ TEST(LogLine, WideTextBeyondTheRuntimesLocaleLeavesTheHeader)
 // The longest line before it fills the buffer to its end, where a text that is too long would show.
 TEST(LogLine, WideTextBeyondTheRuntimesLocaleLeavesTheHeaderAfterTheLongestLineToo)
 {
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteThenWriteWide",
-                                          {MessageFor(600), "a\u4E2D"
-                                                            "b"});
-    EXPECT_EQ(LogBytes(run.After()), kHeader + MessageFor(510) + "\r\n" + kHeader + "\r\n");
+    EXPECT_EQ(LogBytes(CallFunction(MachineOf("{}"), "WriteThenWriteWide",
+                                    {MessageFor(600), "a\u4E2D"
+                                                      "b"})
+                           .After()),
+              kHeader + MessageFor(510) + "\r\n" + kHeader + "\r\n");
 }
 
 // ---- The length ----

@@ -12,7 +12,7 @@ using testing::IsEmpty;
 
 constexpr char kMessage[] = "The TPM is in an incorrect state. The TPM must be reset to support use by Kelo Software";
 
-constexpr char kRegister[] = R"(RegisterEventSourceW(null, "Kelo Platform Security"))";
+const std::string kRegister = Call("RegisterEventSourceW", {nullptr, "Kelo Platform Security"});
 constexpr char kReport[] =
     R"(ReportEventW("eventSource#1", 1, 2, 1018, null, )"
     R"(["The TPM is in an incorrect state. The TPM must be reset to support use by Kelo Software"], 0, null) = )";
@@ -45,9 +45,9 @@ TEST(ReportPlatformEvent, TypeIdentifierAndTextAreTheCallers)
 
 TEST(ReportPlatformEvent, AddsBehindWhatIsThere)
 {
-    const winsim::Machine machine = MachineOf(R"({"events": [
-        {"source": "Other", "type": 4, "category": 0, "id": 7, "strings": []}]})");
-    const SimulatedRun run = CallFunction(machine, "ReportPlatformEvent", {"text", "1018", "1"});
+    const SimulatedRun run = CallFunction(MachineOf(R"({"events": [
+        {"source": "Other", "type": 4, "category": 0, "id": 7, "strings": []}]})"),
+                                          "ReportPlatformEvent", {"text", "1018", "1"});
     const winsim::Event old{"Other", 4, 0, 7, {}};
     const winsim::Event entry{"Kelo Platform Security", 1, 2, 1018, {"text"}};
     EXPECT_THAT(run.After().events.entries, ElementsAre(old, entry));

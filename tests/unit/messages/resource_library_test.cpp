@@ -1,7 +1,7 @@
 // Proves which resource library each language of the user interface gets.
 #include "tests/unit/messages/toolkit_machine.h"
 
-#include "tests/support/expected_script.h"
+#include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -114,11 +114,11 @@ TEST(LoadResourceLibrary, AnEnglishUserWithoutALibraryHasItTriedTwice)
 TEST(LoadResourceLibrary, AsksForTheVariantOnlyWhereThereAreVariants)
 {
     const SimulatedRun german = Load(MachineInLanguage(0x0407));
-    EXPECT_THAT(german.script, testing::Contains(R"(GetLocaleInfoA(1031, 89, 3) = 3 lpLCData:"de")"));
+    EXPECT_THAT(german.script, testing::Contains(Call("GetLocaleInfoA", {1031, 89, 3}, 3, {{"lpLCData", "de"}})));
     EXPECT_EQ(german.outcome.callCounts.at("GetLocaleInfoA"), 1u);
     const SimulatedRun chinese = Load(MachineInLanguage(0x0804));
-    EXPECT_THAT(chinese.script, testing::Contains(R"(GetLocaleInfoA(2052, 89, 3) = 3 lpLCData:"zh")"));
-    EXPECT_THAT(chinese.script, testing::Contains(R"(GetLocaleInfoA(2052, 1, 5) = 5 lpLCData:"0804")"));
+    EXPECT_THAT(chinese.script, testing::Contains(Call("GetLocaleInfoA", {2052, 89, 3}, 3, {{"lpLCData", "zh"}})));
+    EXPECT_THAT(chinese.script, testing::Contains(Call("GetLocaleInfoA", {2052, 1, 5}, 5, {{"lpLCData", "0804"}})));
     EXPECT_EQ(Load(MachineInLanguage(0x0816)).outcome.callCounts.at("GetLocaleInfoA"), 2u);
 }
 
@@ -149,18 +149,20 @@ TEST(LoadResourceLibrary, ALanguageWithoutATwoLetterNameHasNoLibraryNotEvenEngli
 
 TEST(LoadResourceLibrary, ALibraryThatIsNoneFallsBackToEnglish)
 {
-    winsim::Json machine = MachineInLanguage(0x0407).ToJson();
-    machine["libraries"][std::string(kToolkitFolder) + "Internationalization_de.dll"]["loadError"] = 193;
-    const SimulatedRun run = Load(winsim::Machine::FromJson(machine));
+    const winsim::Machine machine =
+        Changed(MachineInLanguage(0x0407),
+                {{"libraries", {{std::string(kToolkitFolder) + "Internationalization_de.dll", {{"loadError", 193}}}}}});
+    const SimulatedRun run = Load(machine);
     EXPECT_EQ(run.result, "true");
     EXPECT_THAT(LibrariesTried(run), ElementsAre("Internationalization_de.dll", "Internationalization_en.dll"));
 }
 
 TEST(LoadResourceLibrary, TheLibraryBesideTheProgramComesBeforeThoseOfWindows)
 {
-    winsim::Json machine = MachineInLanguage(0x0407).ToJson();
-    machine["libraries"][R"(C:\Windows\system32\Internationalization_de.dll)"]["loadError"] = 5;
-    EXPECT_THAT(LibrariesTried(Load(winsim::Machine::FromJson(machine))), ElementsAre("Internationalization_de.dll"));
+    const winsim::Machine machine =
+        Changed(MachineInLanguage(0x0407),
+                {{"libraries", {{R"(C:\Windows\system32\Internationalization_de.dll)", {{"loadError", 5}}}}}});
+    EXPECT_THAT(LibrariesTried(Load(machine)), ElementsAre("Internationalization_de.dll"));
 }
 
 TEST(LoadResourceLibrary, ALibraryIsLookedForBesideTheProgramAndInTheSystemFolderAlone)
@@ -215,9 +217,8 @@ TEST(LoadResourceLibrary, WithoutABaseNameItIsTheProgramsOwn)
 
 winsim::Machine MachineWithProgramAt(const std::string& path)
 {
-    winsim::Json machine = MachineInLanguage(0x0407).ToJson();
-    machine["process"]["path"] = path;
-    return winsim::Machine::FromJson(machine);
+    const winsim::Machine machine = Changed(MachineInLanguage(0x0407), {{"process", {{"path", path}}}});
+    return machine;
 }
 
 TEST(LoadResourceLibrary, TheProgramsPathIsCutAtItsLastPeriodWhereverThatStands)

@@ -1,8 +1,8 @@
 // Proves which text each result code leaves for the installer, and that nothing but the text depends on failures.
 #include "tests/unit/messages/toolkit_machine.h"
 
-#include "tests/support/expected_script.h"
-#include "tests/support/version_script.h"
+#include "tests/support/simulated_run.h"
+#include "tests/support/windows_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -60,10 +60,9 @@ std::string ExpectedText(std::uint32_t code)
 
 TEST(PublishResultMessage, EveryCodeAroundTheKnownOnesLeavesItsText)
 {
-    const winsim::Machine machine = MachineInLanguage(kEnglish);
     for (std::uint32_t code = 9990; code <= 10050; ++code)
     {
-        const SimulatedRun run = Publish(machine, code);
+        const SimulatedRun run = Publish(MachineInLanguage(kEnglish), code);
         EXPECT_EQ(run.result, "1603") << code;
         EXPECT_EQ(MessageLeft(run.After()), ExpectedText(code)) << code;
         EXPECT_THAT(run.log, IsEmpty());
@@ -72,59 +71,55 @@ TEST(PublishResultMessage, EveryCodeAroundTheKnownOnesLeavesItsText)
 
 TEST(PublishResultMessage, EveryOtherCodeLeavesTheGenericTextWithItsSignedNumber)
 {
-    struct Case
+    for (const auto& [code, number] : std::vector<std::pair<std::uint32_t, const char*>>{{1, "1"},
+                                                                                         {41, "41"},
+                                                                                         {42, "42"},
+                                                                                         {10002, "10002"},
+                                                                                         {20000, "20000"},
+                                                                                         {0x7FFFFFFF, "2147483647"},
+                                                                                         {0x80000000, "-2147483648"},
+                                                                                         {0xFFFFFFFF, "-1"}})
     {
-        std::uint32_t code;
-        const char* number;
-    };
-    const winsim::Machine machine = MachineInLanguage(kEnglish);
-    for (const Case& c : {Case{1, "1"}, Case{41, "41"}, Case{42, "42"}, Case{10002, "10002"}, Case{20000, "20000"},
-                          Case{0x7FFFFFFF, "2147483647"}, Case{0x80000000, "-2147483648"}, Case{0xFFFFFFFF, "-1"}})
-    {
-        const SimulatedRun run = Publish(machine, c.code);
+        const SimulatedRun run = Publish(MachineInLanguage(kEnglish), code);
         EXPECT_EQ(run.result, "1603");
-        EXPECT_EQ(MessageLeft(run.After()), GenericText(c.number));
+        EXPECT_EQ(MessageLeft(run.After()), GenericText(number));
     }
 }
 
 TEST(PublishResultMessage, SuccessTouchesNothing)
 {
-    Json machine = MachineInLanguage(kEnglish).ToJson();
-    machine["registry"][kInstallerKey]["values"][""] = "an earlier text";
-    const SimulatedRun run = Publish(winsim::Machine::FromJson(machine), 0);
-    EXPECT_EQ(run.result, "0");
-    EXPECT_THAT(run.script, IsEmpty());
+    const winsim::Machine machine = Changed(MachineInLanguage(kEnglish),
+                                            {{"registry", {{kInstallerKey, {{"values", {{"", "an earlier text"}}}}}}}});
+    const SimulatedRun run = Publish(machine, 0);
+    ExpectRun(run, "0", {});
     EXPECT_EQ(MessageLeft(run.After()), "an earlier text");
 }
 
 TEST(PublishResultMessage, ALaterFailureReplacesAnEarlierText)
 {
-    const SimulatedRun first = Publish(MachineInLanguage(kEnglish), 10015);
-    const SimulatedRun second = Publish(first.After(), 10016);
-    EXPECT_EQ(MessageLeft(second.After()), EnglishText(5037));
+    EXPECT_EQ(MessageLeft(Publish(Publish(MachineInLanguage(kEnglish), 10015).After(), 10016).After()),
+              EnglishText(5037));
 }
 
 // What is asked of Windows for the language and the library, in English on a current Windows.
-const Script kLoadEnglish =
-    Joined(AskForVersion(5, 2, true),
-           Script{
-               R"(LoadLibraryA("kernel32.dll") = "library#1")",
-               R"(GetProcAddress("library#1", "GetThreadUILanguage") = "kernel32.dll!GetThreadUILanguage")",
-               "GetThreadUILanguage() = 1033",
-               R"(FreeLibrary("library#1") = 1)",
-               R"(GetLocaleInfoA(1033, 89, 3) = 3 lpLCData:"en")",
-               R"(GetModuleFileNameA(null, 260) = 63 lpFilename:)"
-               R"("C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KeloCustomAction.exe")",
-               R"(LoadLibraryA("C:\\Program Files\\Kelo Systems Corp\\Toolkit\\Internationalization_en.dll") = )"
-               R"("library#1")",
-           });
+const Script kLoadEnglish = {
+    AskForVersion(5, 2, true),
+    Call("LoadLibraryA", {"kernel32.dll"}, "library#1"),
+    Call("GetProcAddress", {"library#1", "GetThreadUILanguage"}, "kernel32.dll!GetThreadUILanguage"),
+    Call("GetThreadUILanguage", {}, 1033),
+    Call("FreeLibrary", {"library#1"}, 1),
+    Call("GetLocaleInfoA", {1033, 89, 3}, 3, {{"lpLCData", "en"}}),
+    Call("GetModuleFileNameA", {nullptr, 260}, 63,
+         {{"lpFilename", R"(C:\Program Files\Kelo Systems Corp\Toolkit\KeloCustomAction.exe)"}}),
+    Call("LoadLibraryA", {R"(C:\Program Files\Kelo Systems Corp\Toolkit\Internationalization_en.dll)"}, "library#1")};
 
 const Script kOpenInstallerKey{
-    R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Installer", 0, null, 0, 983103, null) = 0 )"
-    R"(lpdwDisposition:1 phkResult:"key#1")",
+    Call("RegCreateKeyExA",
+         {"HKEY_LOCAL_MACHINE", R"(SOFTWARE\Kelo Systems Corp.\Installer)", 0, nullptr, 0, 983103, nullptr}, 0,
+         {{"lpdwDisposition", 1}, {"phkResult", "key#1"}}),
 };
 
-const Script kCloseInstallerKey{R"(RegCloseKey("key#1") = 0)"};
+const Script kCloseInstallerKey{Call("RegCloseKey", {"key#1"}, 0)};
 
 Script WriteText(const std::string& text)
 {
@@ -139,7 +134,7 @@ TEST(PublishResultMessage, LoadsOneTextAndWritesItAsTheDefaultValue)
     const Script load{R"(LoadStringA("library#1", 5036, 1024) = )" + std::to_string(text.size()) +
                       " lpBuffer:" + Json(text).dump()};
     EXPECT_THAT(run.script,
-                ElementsAreArray(Joined({kLoadEnglish, load, kOpenInstallerKey, WriteText(text), kCloseInstallerKey})));
+                ElementsAreArray(Script{kLoadEnglish, load, kOpenInstallerKey, WriteText(text), kCloseInstallerKey}));
 }
 
 TEST(PublishResultMessage, TheGenericTextIsExpandedAsAMessage)
@@ -151,8 +146,8 @@ TEST(PublishResultMessage, TheGenericTextIsExpandedAsAMessage)
                            " lpBuffer:" + Json(text).dump(),
                        "FormatMessageA(9472, " + Json(text).dump() + ", 0, 0, 0) = " + std::to_string(expanded.size()) +
                            " lpBuffer:" + Json(expanded).dump()};
-    EXPECT_THAT(run.script, ElementsAreArray(Joined(
-                                {kLoadEnglish, steps, kOpenInstallerKey, WriteText(expanded), kCloseInstallerKey})));
+    EXPECT_THAT(run.script, ElementsAreArray(Script{kLoadEnglish, steps, kOpenInstallerKey, WriteText(expanded),
+                                                    kCloseInstallerKey}));
 }
 
 TEST(PublishResultMessage, WithoutAnyLibraryTheTextIsEmpty)
@@ -162,7 +157,7 @@ TEST(PublishResultMessage, WithoutAnyLibraryTheTextIsEmpty)
         const SimulatedRun run = Publish(MachineOf("{}"), code);
         EXPECT_EQ(run.result, "1603");
         EXPECT_EQ(MessageLeft(run.After()), "");
-        EXPECT_THAT(run.script, testing::Contains(R"(RegSetValueExA("key#1", null, 0, 1, "", 1) = 0)"));
+        EXPECT_THAT(run.script, testing::Contains(Call("RegSetValueExA", {"key#1", nullptr, 0, 1, "", 1}, 0)));
     }
 }
 
@@ -182,12 +177,7 @@ TEST(PublishResultMessage, ALibraryWithoutTheTextGivesAnEmptyOne)
 
 TEST(PublishResultMessage, TheCodeStandsWhereTheGenericTextWantsIt)
 {
-    struct Case
-    {
-        const char* text;
-        const char* expanded;
-    };
-    constexpr Case kCases[] = {
+    constexpr std::pair<const char*, const char*> kCases[] = {
         {"%1", "10002"},
         {"no code", "no code"},
         {"%1, %1", "10002, 10002"},
@@ -203,8 +193,8 @@ TEST(PublishResultMessage, TheCodeStandsWhereTheGenericTextWantsIt)
         {"%0", ""},
         {"%s %d %n", "s d \r\n"},
     };
-    for (const Case& c : kCases)
-        EXPECT_EQ(MessageLeft(Publish(MachineWithGenericText(c.text), 10002).After()), c.expanded) << c.text;
+    for (const auto& [text, expanded] : kCases)
+        EXPECT_EQ(MessageLeft(Publish(MachineWithGenericText(text), 10002).After()), expanded) << text;
 }
 
 TEST(PublishResultMessage, ATextOfAnyLengthIsWrittenWhole)
@@ -228,17 +218,16 @@ TEST(PublishResultMessage, ALongTextOfDoubleBytesIsWrittenWhole)
         std::string text(before, 'a');
         for (int i = 0; i < 600; ++i)
             text += "\u8868";
-        winsim::Json machine = MachineWithGenericText(text).ToJson();
-        machine["windows"]["codePage"] = 932;
-        EXPECT_EQ(MessageLeft(Publish(winsim::Machine::FromJson(machine), 42).After()), text) << before;
+        const winsim::Machine machine = Changed(MachineWithGenericText(text), {{"windows", {{"codePage", 932}}}});
+        EXPECT_EQ(MessageLeft(Publish(machine, 42).After()), text) << before;
     }
 }
 
 TEST(PublishResultMessage, WithoutMemoryForTheTextItIsEmpty)
 {
-    winsim::Json machine = MachineWithGenericText(std::string(5000, 't')).ToJson();
-    machine["process"]["largestBlock"] = 3000;
-    const SimulatedRun run = Publish(winsim::Machine::FromJson(machine), 42);
+    const winsim::Machine machine =
+        Changed(MachineWithGenericText(std::string(5000, 't')), {{"process", {{"largestBlock", 3000}}}});
+    const SimulatedRun run = Publish(machine, 42);
     EXPECT_EQ(run.result, "1603");
     EXPECT_EQ(MessageLeft(run.After()), "");
 }

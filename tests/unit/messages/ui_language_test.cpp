@@ -1,7 +1,6 @@
 // Proves where the language of the user interface comes from, and when it is English after all.
-#include "tests/support/simulated_run.h"
 
-#include "tests/support/expected_script.h"
+#include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -60,9 +59,10 @@ TEST(GetUiLanguage, IsEnglishWhereWindowsCannotTell)
     EXPECT_EQ(Ask(machine, {.faults = {"LoadLibraryA=126"}}).result, std::to_string(kEnglish));
     EXPECT_EQ(Ask(machine, {.faults = {"GetProcAddress=127"}}).result, std::to_string(kEnglish));
 
-    winsim::Json lacking = Windows("5.2", kGerman, kJapanese).ToJson();
-    lacking["libraries"][R"(C:\Windows\system32\kernel32.dll)"]["missing"] = {"GetThreadUILanguage"};
-    const SimulatedRun run = Ask(winsim::Machine::FromJson(lacking));
+    const winsim::Machine lacking =
+        Changed(Windows("5.2", kGerman, kJapanese),
+                {{"libraries", {{R"(C:\Windows\system32\kernel32.dll)", {{"missing", {"GetThreadUILanguage"}}}}}}});
+    const SimulatedRun run = Ask(lacking);
     EXPECT_EQ(run.result, std::to_string(kEnglish));
     EXPECT_EQ(CountOf("FreeLibrary", run.script), 1u);
 }

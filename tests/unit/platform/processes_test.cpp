@@ -1,5 +1,5 @@
 // Proves how a process is found by the name of its program file, and ended.
-#include "tests/support/expected_script.h"
+#include "tests/support/simulated_run.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -40,30 +40,29 @@ SimulatedRun Find(const winsim::Machine& machine, const std::string& name = kIma
 std::string Listed(std::vector<unsigned> ids)
 {
     ids.push_back(kOwnProcess);
-    return fmt::format("EnumProcesses(4096) = 1 lpidProcess:{} lpcbNeeded:{}", Json(ids).dump(), ids.size() * 4);
+    return Call("EnumProcesses", {4096}, 1, {{"lpidProcess", ids}, {"lpcbNeeded", ids.size() * 4}});
 }
 
 std::string NotOpened(unsigned id)
 {
-    return fmt::format("OpenProcess(1041, 0, {})", id);
+    return Call("OpenProcess", {1041, 0, id});
 }
 
-constexpr char kClosed[] = R"(CloseHandle("process#1") = 1)";
-constexpr char kEnded[] = R"(TerminateProcess("process#1", 4294967295) = 1)";
+const std::string kClosed = Call("CloseHandle", {"process#1"}, 1);
+const std::string kEnded = Call("TerminateProcess", {"process#1", 4294967295}, 1);
 
 // The calls that look at one process.
 Script LookedAt(unsigned id, const std::string& name)
 {
-    return {fmt::format(R"(OpenProcess(1041, 0, {}) = "process#1")", id),
-            R"(EnumProcessModules("process#1", 8) = 1 lphModule:"module#foreign" lpcbNeeded:8)",
-            fmt::format(R"(GetModuleBaseNameA("process#1", "module#foreign", 260) = {} lpBaseName:"{}")", name.size(),
-                        name)};
+    return {Call("OpenProcess", {1041, 0, id}, "process#1"),
+            Call("EnumProcessModules", {"process#1", 8}, 1, {{"lphModule", "module#foreign"}, {"lpcbNeeded", 8}}),
+            Call("GetModuleBaseNameA", {"process#1", "module#foreign", 260}, name.size(), {{"lpBaseName", name}})};
 }
 
 // The look at the program's own process.
 Script LookedAtItself()
 {
-    return Joined(LookedAt(kOwnProcess, kOwnImage), kClosed);
+    return {LookedAt(kOwnProcess, kOwnImage), kClosed};
 }
 
 constexpr char kTried[] = "log: Try to kill process: PatchAgent.exe";
@@ -88,26 +87,26 @@ TEST(KillProcessByName, EndsTheProcessAndDoesNotWaitForItsEnd)
     const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "a.exe"}, {"id": 12, "name": "PatchAgent.exe"},
                                                      {"id": 16, "name": "b.exe"}])"));
     ExpectRun(run, "true",
-              Joined(kTried, Listed({8, 12, 16}), LookedAt(8, "a.exe"), kClosed, LookedAt(12, "PatchAgent.exe"), kFound,
-                     kEnded, kClosed, kKilled));
+              {kTried, Listed({8, 12, 16}), LookedAt(8, "a.exe"), kClosed, LookedAt(12, "PatchAgent.exe"), kFound,
+               kEnded, kClosed, kKilled});
     EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8, 16}));
     EXPECT_EQ(run.outcome.clockMs, 0u);
 }
 
 TEST(KillProcessByName, NameIsComparedWithoutRegardToCase)
 {
-    const winsim::Machine machine = MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])");
-    ExpectRun(CallFunction(machine, "KillProcessByName", {"PATCHAGENT.EXE"}), "true",
-              Joined("log: Try to kill process: PATCHAGENT.EXE", Listed({8}), LookedAt(8, "PatchAgent.exe"),
-                     "log:   found process: <PATCHAGENT.EXE>", kEnded, kClosed, "log: Killed process: PATCHAGENT.EXE"));
+    ExpectRun(CallFunction(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])"), "KillProcessByName",
+                           {"PATCHAGENT.EXE"}),
+              "true",
+              {"log: Try to kill process: PATCHAGENT.EXE", Listed({8}), LookedAt(8, "PatchAgent.exe"),
+               "log:   found process: <PATCHAGENT.EXE>", kEnded, kClosed, "log: Killed process: PATCHAGENT.EXE"});
 }
 
 TEST(KillProcessByName, OfTwoWithTheNameOnlyTheFirstListedIsEnded)
 {
     const SimulatedRun run =
         Kill(MachineRunning(R"([{"id": 24, "name": "PatchAgent.exe"}, {"id": 8, "name": "PatchAgent.exe"}])"));
-    ExpectRun(run, "true",
-              Joined(kTried, Listed({24, 8}), LookedAt(24, "PatchAgent.exe"), kFound, kEnded, kClosed, kKilled));
+    ExpectRun(run, "true", {kTried, Listed({24, 8}), LookedAt(24, "PatchAgent.exe"), kFound, kEnded, kClosed, kKilled});
     EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
 }
 
@@ -118,76 +117,71 @@ TEST(KillProcessByName, ProcessThatCannotBeOpenedIsNotFound)
     {
         const SimulatedRun run =
             Kill(MachineRunning(Json{{{"id", 8}, {"name", "PatchAgent.exe"}, {"deniedAccess", denied}}}));
-        ExpectRun(run, "false", Joined(kTried, Listed({8}), NotOpened(8), LookedAtItself(), kNotFound));
+        ExpectRun(run, "false", {kTried, Listed({8}), NotOpened(8), LookedAtItself(), kNotFound});
         EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
     }
 }
 
 TEST(KillProcessByName, SecondOfTheNameIsEndedWhenTheFirstCannotBeOpened)
 {
-    const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "deniedAccess": 1},
-                                                     {"id": 12, "name": "PatchAgent.exe"}])"));
-    ExpectRun(run, "true",
-              Joined(kTried, Listed({8, 12}), NotOpened(8), LookedAt(12, "PatchAgent.exe"), kFound, kEnded, kClosed,
-                     kKilled));
+    ExpectRun(
+        Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "deniedAccess": 1},
+                                                     {"id": 12, "name": "PatchAgent.exe"}])")),
+        "true",
+        {kTried, Listed({8, 12}), NotOpened(8), LookedAt(12, "PatchAgent.exe"), kFound, kEnded, kClosed, kKilled});
 }
 
 TEST(KillProcessByName, RefusedEndIsLoggedWithItsError)
 {
     const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"));
     ExpectRun(run, "false",
-              Joined(kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound,
-                     R"(TerminateProcess("process#1", 4294967295) = 0)", kClosed,
-                     "log: Unable to kill process: PatchAgent.exe", "log: error: 5"));
+              {kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound, Failing(kEnded, 0), kClosed,
+               "log: Unable to kill process: PatchAgent.exe", "log: error: 5"});
     EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
 }
 
 TEST(KillProcessByName, TheErrorIsReadBehindTheClosingOfTheHandle)
 {
-    const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"),
-                                  {.faults = {"CloseHandle=1816"}});
-    ExpectRun(run, "false",
-              Joined(kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound,
-                     R"(TerminateProcess("process#1", 4294967295) = 0)", R"(CloseHandle("process#1") = 0)",
-                     "log: Unable to kill process: PatchAgent.exe", "log: error: 1816"));
+    ExpectRun(Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"),
+                   {.faults = {"CloseHandle=1816"}}),
+              "false",
+              {kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound, Failing(kEnded, 0), Failing(kClosed, 0),
+               "log: Unable to kill process: PatchAgent.exe", "log: error: 1816"});
 }
 
 TEST(KillProcessByName, ListThatCannotBeHadIsAProcessNotFound)
 {
     ExpectRun(Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])"), {.faults = {"EnumProcesses=5"}}),
-              "false", {kTried, "EnumProcesses(4096) = 0", kNotFound});
+              "false", {kTried, Call("EnumProcesses", {4096}, 0), kNotFound});
 }
 
 TEST(KillProcessByName, ProcessWithoutModulesIsPassedOver)
 {
-    const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8}, {"id": 12, "name": "PatchAgent.exe"}])"));
-    ExpectRun(run, "true",
-              Joined(kTried, Listed({8, 12}), R"(OpenProcess(1041, 0, 8) = "process#1")",
-                     R"(EnumProcessModules("process#1", 8) = 0)", kClosed, LookedAt(12, "PatchAgent.exe"), kFound,
-                     kEnded, kClosed, kKilled));
+    ExpectRun(Kill(MachineRunning(R"([{"id": 8}, {"id": 12, "name": "PatchAgent.exe"}])")), "true",
+              {kTried, Listed({8, 12}), Call("OpenProcess", {1041, 0, 8}, "process#1"),
+               Call("EnumProcessModules", {"process#1", 8}, 0), kClosed, LookedAt(12, "PatchAgent.exe"), kFound, kEnded,
+               kClosed, kKilled});
 }
 
 TEST(KillProcessByName, NameIsNoFormat)
 {
-    const winsim::Machine machine = MachineRunning(R"([{"id": 8, "name": "%s%n.exe"}])");
-    ExpectRun(CallFunction(machine, "KillProcessByName", {"%s%n.exe"}), "true",
-              Joined("log: Try to kill process: %s%n.exe", Listed({8}), LookedAt(8, "%s%n.exe"),
-                     "log:   found process: <%s%n.exe>", kEnded, kClosed, "log: Killed process: %s%n.exe"));
+    ExpectRun(CallFunction(MachineRunning(R"([{"id": 8, "name": "%s%n.exe"}])"), "KillProcessByName", {"%s%n.exe"}),
+              "true",
+              {"log: Try to kill process: %s%n.exe", Listed({8}), LookedAt(8, "%s%n.exe"),
+               "log:   found process: <%s%n.exe>", kEnded, kClosed, "log: Killed process: %s%n.exe"});
 }
 
 TEST(FindProcessByName, GivesAnOpenHandleAndOneLine)
 {
     ExpectRun(Find(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])")), "true",
-              Joined(Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound, kClosed));
+              {Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound, kClosed});
 }
 
 TEST(FindProcessByName, NoMatchIsANullHandleWithoutALine)
 {
     for (const char* other : {"PatchAgent", "PatchAgent.exe.exe", "xPatchAgent.exe", "Patch Agent.exe"})
-    {
         ExpectRun(Find(MachineRunning(Json{{{"id", 8}, {"name", other}}})), "false",
-                  Joined(Listed({8}), LookedAt(8, other), kClosed, LookedAtItself()));
-    }
+                  {Listed({8}), LookedAt(8, other), kClosed, LookedAtItself()});
 }
 
 TEST(FindProcessByName, NameThatCannotBeHadMatchesNothing)
@@ -195,9 +189,9 @@ TEST(FindProcessByName, NameThatCannotBeHadMatchesNothing)
     ExpectRun(Find(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])"), kImage,
                    {.faults = {"GetModuleBaseNameA#1=6"}}),
               "false",
-              Joined(Listed({8}), R"(OpenProcess(1041, 0, 8) = "process#1")",
-                     R"(EnumProcessModules("process#1", 8) = 1 lphModule:"module#foreign" lpcbNeeded:8)",
-                     R"(GetModuleBaseNameA("process#1", "module#foreign", 260) = 0)", kClosed, LookedAtItself()));
+              {Listed({8}), Call("OpenProcess", {1041, 0, 8}, "process#1"),
+               Call("EnumProcessModules", {"process#1", 8}, 1, {{"lphModule", "module#foreign"}, {"lpcbNeeded", 8}}),
+               Call("GetModuleBaseNameA", {"process#1", "module#foreign", 260}, 0), kClosed, LookedAtItself()});
 }
 
 TEST(FindProcessByName, NameOf259CharactersIsFoundAndALongerOneIsCut)

@@ -11,9 +11,9 @@ using testing::IsEmpty;
 
 std::string Read(const std::string& name, const std::string& values, const SimulatedRunOptions& options = {})
 {
-    const winsim::Machine machine =
-        MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp\\Common": {"values": )" + values + "}}}");
-    const SimulatedRun run = CallFunction(machine, "ReadDword", {name}, options);
+    const SimulatedRun run = CallFunction(
+        MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp\\Common": {"values": )" + values + "}}}"),
+        "ReadDword", {name}, options);
     EXPECT_THAT(run.log, IsEmpty());
     return run.result;
 }

@@ -6,51 +6,32 @@
 namespace
 {
 
-using winsim::Json;
-
 constexpr char kUntouched[] = "(none) (untouched)";
-constexpr char kOpen[] = R"(OpenServiceW("serviceManager#1", "KlPCR", 1) = "service#1")";
+const std::string kOpen = OpenService("KlPCR", 1);
 
 winsim::Machine MachineWithPath(const std::string& binaryPath)
 {
     return winsim::Machine::FromJson({{"services", {{"KlPCR", {{"binaryPath", binaryPath}}}}}});
 }
 
-SimulatedRun Call(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+SimulatedRun GetPath(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
 {
     return CallFunction(machine, "GetServiceBinaryPath", {"KlPCR"}, options);
 }
 
-// The bytes of a configuration with this path and nothing else out of the ordinary: the structure, and five texts of
-// 16-bit characters with a zero behind each.
-std::size_t ConfigurationBytes(const std::string& binaryPath)
-{
-    const std::size_t zeros = 5;
-    return 64 + 2 * (binaryPath.size() + std::string("LocalSystem").size() + std::string("KlPCR").size() + zeros);
-}
-
 std::string Queried(const std::string& binaryPath)
 {
-    return fmt::format(R"(QueryServiceConfigW("service#1", 4096) = 1 pcbBytesNeeded:{} lpServiceConfig:)"
-                       R"({{"dwServiceType":16,"dwStartType":3,"dwErrorControl":1,"lpBinaryPathName":{},)"
-                       R"("lpLoadOrderGroup":"","dwTagId":0,"lpDependencies":[],)"
-                       R"("lpServiceStartName":"LocalSystem","lpDisplayName":"KlPCR"}})",
-                       ConfigurationBytes(binaryPath), Json(binaryPath).dump());
+    return QueryConfig(4096, 3, binaryPath, "KlPCR");
 }
 
-Script WholeScript(const std::string& query)
+Script Whole(const std::string& query)
 {
-    return Joined(kOpenManager, kOpen, query, kCloseBoth);
+    return {kOpenManager, kOpen, query, kCloseBoth};
 }
 
 TEST(GetServiceBinaryPath, CutsTheFileAndTheFirstCharacter)
 {
-    struct Row
-    {
-        const char* binaryPath;
-        const char* directory;
-    };
-    constexpr Row kRows[] = {
+    constexpr std::pair<const char*, const char*> kRows[] = {
         {R"("C:\Program Files\X\svc.exe" -Service)", R"(C:\Program Files\X)"},
         {R"("C:\dir\prog.exe" -Service)", R"(C:\dir)"},
         {R"("C:\dir\prog.exe")", R"(C:\dir)"},
@@ -66,20 +47,18 @@ TEST(GetServiceBinaryPath, CutsTheFileAndTheFirstCharacter)
         {R"(\svc.exe)", ""},
         {R"(\)", ""},
     };
-    for (const Row& row : kRows)
+    for (const auto& [path, directory] : kRows)
     {
-        SCOPED_TRACE(row.binaryPath);
-        const SimulatedRun run = Call(MachineWithPath(row.binaryPath));
-        EXPECT_EQ(run.result, row.directory);
-        EXPECT_TRUE(run.log.empty());
+        SCOPED_TRACE(path);
+        ExpectLog(GetPath(MachineWithPath(path)), directory, {});
     }
 }
 
 TEST(GetServiceBinaryPath, AsksForTheConfigurationOnceInABufferOf4096ZeroedBytes)
 {
     const char* path = R"("C:\Toolkit\KlPCR.exe" -Service)";
-    const SimulatedRun run = Call(MachineWithPath(path));
-    ExpectRun(run, R"(C:\Toolkit)", WholeScript(Queried(path)));
+    const SimulatedRun run = GetPath(MachineWithPath(path));
+    ExpectRun(run, R"(C:\Toolkit)", Whole(Queried(path)));
     std::vector<std::string> memoryCalls;
     for (const auto& call : run.outcome.calls)
     {
@@ -92,59 +71,53 @@ TEST(GetServiceBinaryPath, AsksForTheConfigurationOnceInABufferOf4096ZeroedBytes
 TEST(GetServiceBinaryPath, PathWithoutABackslashIsAFailure)
 {
     for (const char* path : {"", "svc.exe", "\"\"", "C:/dir/svc.exe"})
-        ExpectRun(Call(MachineWithPath(path)), kUntouched, WholeScript(Queried(path)));
+        ExpectRun(GetPath(MachineWithPath(path)), kUntouched, Whole(Queried(path)));
 }
 
 TEST(GetServiceBinaryPath, AConfigurationWithoutAPathIsAFailure)
 {
-    ExpectRun(Call(MachineWithPath(R"("C:\dir\prog.exe")"), {.faults = {"QueryServiceConfigW=nothing"}}), kUntouched,
-              WholeScript(R"(QueryServiceConfigW("service#1", 4096) = 1)"));
+    ExpectRun(GetPath(MachineWithPath(R"("C:\dir\prog.exe")"), {.faults = {"QueryServiceConfigW=nothing"}}), kUntouched,
+              Whole(Call("QueryServiceConfigW", {"service#1", 4096}, 1)));
 }
 
 TEST(GetServiceBinaryPath, ConfigurationOf4096BytesIsRead)
 {
     std::string path = "\"C:\\Toolkit\\";
-    path.append((4096 - ConfigurationBytes(path)) / 2, 'x');
-    ASSERT_EQ(ConfigurationBytes(path), 4096u);
-    ExpectRun(Call(MachineWithPath(path)), R"(C:\Toolkit)", WholeScript(Queried(path)));
+    path.append((4096 - SizeOfConfig(path, "KlPCR")) / 2, 'x');
+    ASSERT_EQ(SizeOfConfig(path, "KlPCR"), 4096u);
+    ExpectRun(GetPath(MachineWithPath(path)), R"(C:\Toolkit)", Whole(Queried(path)));
 }
 
 TEST(GetServiceBinaryPath, LargerConfigurationIsAFailureAndNotAskedForAgain)
 {
     std::string path = "\"C:\\Toolkit\\";
-    path.append((4098 - ConfigurationBytes(path)) / 2, 'x');
-    ExpectRun(Call(MachineWithPath(path)), kUntouched,
-              WholeScript(R"(QueryServiceConfigW("service#1", 4096) = 0 pcbBytesNeeded:4098)"));
+    path.append((4098 - SizeOfConfig(path, "KlPCR")) / 2, 'x');
+    ExpectRun(GetPath(MachineWithPath(path)), kUntouched,
+              Whole(Call("QueryServiceConfigW", {"service#1", 4096}, 0, {{"pcbBytesNeeded", 4098}})));
 }
 
 TEST(GetServiceBinaryPath, MissingServiceIsAFailureWithoutALine)
 {
-    ExpectRun(Call(MachineOf("{}")), kUntouched,
-              {kOpenManager, R"(OpenServiceW("serviceManager#1", "KlPCR", 1))", kCloseManager});
+    ExpectRun(GetPath(MachineOf("{}")), kUntouched, {kOpenManager, Failing(kOpen), kCloseManager});
 }
 
 TEST(GetServiceBinaryPath, ServiceThatCannotBeOpenedIsAFailureWithoutALine)
 {
-    ExpectRun(Call(MachineOf(R"({"services": {"KlPCR": {"deniedAccess": 1}}})")), kUntouched,
-              {kOpenManager, R"(OpenServiceW("serviceManager#1", "KlPCR", 1))", kCloseManager});
+    ExpectRun(GetPath(MachineOf(R"({"services": {"KlPCR": {"deniedAccess": 1}}})")), kUntouched,
+              {kOpenManager, Failing(kOpen), kCloseManager});
 }
 
 TEST(GetServiceBinaryPath, EachFailingCallGivesBackWhatIsHeld)
 {
-    struct Row
-    {
-        const char* fault;
-        Script script;
+    const std::pair<const char*, Script> rows[] = {
+        {"OpenSCManagerW=5", {Failing(kOpenManager)}},
+        {"LocalAlloc=8", {kOpenManager, kOpen, kCloseBoth}},
+        {"QueryServiceConfigW=5", Whole(Call("QueryServiceConfigW", {"service#1", 4096}, 0))},
     };
-    const Row rows[] = {
-        {"OpenSCManagerW=5", {"OpenSCManagerW(null, null, 983103)"}},
-        {"LocalAlloc=8", Joined(kOpenManager, kOpen, kCloseBoth)},
-        {"QueryServiceConfigW=5", WholeScript(R"(QueryServiceConfigW("service#1", 4096) = 0)")},
-    };
-    for (const Row& row : rows)
+    for (const auto& [fault, script] : rows)
     {
-        SCOPED_TRACE(row.fault);
-        ExpectRun(Call(MachineWithPath(R"("C:\dir\svc.exe")"), {.faults = {row.fault}}), kUntouched, row.script);
+        SCOPED_TRACE(fault);
+        ExpectRun(GetPath(MachineWithPath(R"("C:\dir\svc.exe")"), {.faults = {fault}}), kUntouched, script);
     }
 }
 

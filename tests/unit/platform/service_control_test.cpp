@@ -1,6 +1,7 @@
 // Proves how services are looked at, started, stopped and restarted by name: which calls are made, how often and how
 // long is waited, and every line that is logged.
 #include "tests/support/service_script.h"
+#include "tests/support/windows_script.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +17,7 @@ constexpr unsigned kQueryAccess = 0x4;
 constexpr unsigned kControlAccess = 0x34;
 constexpr unsigned kPollMs = 250;
 
-constexpr char kStartCall[] = R"(StartServiceA("service#1", 0, null) = 1)";
+const std::string kStartCall = Call("StartServiceA", {"service#1", 0, nullptr}, 1);
 
 winsim::Machine MachineWith(const Json& service)
 {
@@ -34,6 +35,23 @@ SimulatedRun CallWithName(const std::string& operation, const winsim::Machine& m
     return CallFunction(machine, operation, {kName}, options);
 }
 
+SimulatedRun IsRunning(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallWithName("IsServiceRunning", machine, options);
+}
+SimulatedRun Start(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallWithName("StartServiceByName", machine, options);
+}
+SimulatedRun Stop(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallWithName("StopServiceByName", machine, options);
+}
+SimulatedRun Restart(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallWithName("RestartServiceByName", machine, options);
+}
+
 // The frame that the four operations share, up to the first status line.
 Script Found(unsigned access, const ReportedStatus& status, const std::string& name = kName)
 {
@@ -45,12 +63,12 @@ Script Found(unsigned access, const ReportedStatus& status, const std::string& n
 Script Polled(const ReportedStatus& from, const ReportedStatus& to)
 {
     return {fmt::format("log: {}  current status: {}, {}", kName, from.state, static_cast<int>(from.controls)),
-            "Sleep(250)", QueryStatus(to)};
+            Sleep(250), QueryStatus(to)};
 }
 
 std::string Tick(unsigned sinceStart)
 {
-    return fmt::format("GetTickCount() = {}", 600000 + sinceStart);
+    return Call("GetTickCount", {}, 600000 + sinceStart);
 }
 
 // What a script becomes when the occurrence-th status query in it fails.
@@ -63,7 +81,7 @@ Script CutAtQuery(const Script& script, unsigned occurrence)
             break;
         cut.push_back(line);
     }
-    return Joined(cut, R"(QueryServiceStatus("service#1") = 0)", "log: Cannot query status of service", kCloseBoth);
+    return {cut, Failing(QueryStatus(kStopped), 0), "log: Cannot query status of service", kCloseBoth};
 }
 
 // Fails each status query of a run in turn.
@@ -79,7 +97,7 @@ void ExpectEachFailedQueryEnds(const std::string& operation, const winsim::Machi
     }
 }
 
-// ---- Opening ------------------------------------------------------------------------------------------------------
+// ---- Opening ----
 
 struct Operation
 {
@@ -100,7 +118,7 @@ void ExpectOpenFailure(const Operation& operation, const winsim::Machine& machin
                        const char* line, const SimulatedRunOptions& options = {})
 {
     SCOPED_TRACE(std::string(operation.name) + " of " + name);
-    Script script{kOpenManager, fmt::format(R"(OpenServiceW("serviceManager#1", "{}", {}))", name, operation.access)};
+    Script script{kOpenManager, Failing(OpenService(name, operation.access))};
     if (line != nullptr)
         script.push_back(fmt::format(fmt::runtime(line), name));
     script.push_back(kCloseManager);
@@ -134,18 +152,14 @@ TEST(ServiceOpening, DeniedAccessIsLoggedByStopAndRestartAlone)
 
 TEST(ServiceOpening, TheErrorDecidesOnTheLine)
 {
-    struct Row
-    {
-        int error;
-        bool isUnknown;
-    };
-    constexpr Row kRows[] = {{2, false}, {5, false}, {6, false}, {123, true}, {1060, true}, {1722, false}};
+    constexpr std::pair<int, bool> kRows[] = {{2, false},  {5, false},   {6, false},
+                                              {123, true}, {1060, true}, {1722, false}};
     for (const Operation& operation : kOperations)
     {
-        for (const Row& row : kRows)
+        for (const auto& [error, isUnknown] : kRows)
             ExpectOpenFailure(operation, MachineWith("{}"), kName,
-                              row.isUnknown ? operation.unknownLine : operation.failedLine,
-                              {.faults = {fmt::format("OpenServiceW={}", row.error)}});
+                              isUnknown ? operation.unknownLine : operation.failedLine,
+                              {.faults = {fmt::format("OpenServiceW={}", error)}});
     }
 }
 
@@ -155,7 +169,7 @@ TEST(ServiceOpening, ManagerThatCannotBeOpenedIsLoggedWithItsError)
     {
         SCOPED_TRACE(operation.name);
         ExpectRun(CallWithName(operation.name, MachineWith("{}"), {.faults = {"OpenSCManagerW=5"}}), "false",
-                  {"OpenSCManagerW(null, null, 983103)", "log: OpenSCManager failed (5)"});
+                  {Failing(kOpenManager), "log: OpenSCManager failed (5)"});
     }
 }
 
@@ -165,8 +179,8 @@ TEST(ServiceOpening, FailedFirstQueryIsLogged)
     {
         SCOPED_TRACE(operation.name);
         ExpectRun(CallWithName(operation.name, MachineWith("{}"), {.faults = {"QueryServiceStatus=6"}}), "false",
-                  Joined(kOpenManager, OpenService(kName, operation.access), "log: Found service: tcsd_x86",
-                         R"(QueryServiceStatus("service#1") = 0)", "log: Cannot query status of service", kCloseBoth));
+                  {kOpenManager, OpenService(kName, operation.access), "log: Found service: tcsd_x86",
+                   Failing(QueryStatus(kStopped), 0), "log: Cannot query status of service", kCloseBoth});
     }
 }
 
@@ -174,12 +188,11 @@ TEST(ServiceOpening, NameIsOpenedAsItStandsAndLoggedInTheAnsiCodePage)
 {
     const char* machine = R"({"services": {"Schlüssel 鍵 %s%n": {"state": "running"}}})";
     ExpectRun(CallFunction(MachineOf(machine), "IsServiceRunning", {"Schlüssel 鍵 %s%n"}), "true",
-              Joined(kOpenManager, OpenService("Schlüssel 鍵 %s%n", kQueryAccess),
-                     "log: Found service: Schlüssel ? %s%n", QueryStatus(kRunning),
-                     "log:  Schlüssel ? %s%n current status: 4, 1", kCloseBoth));
+              {kOpenManager, OpenService("Schlüssel 鍵 %s%n", kQueryAccess), "log: Found service: Schlüssel ? %s%n",
+               QueryStatus(kRunning), "log:  Schlüssel ? %s%n current status: 4, 1", kCloseBoth});
 }
 
-// ---- IsServiceRunning ---------------------------------------------------------------------------------------------
+// ---- IsServiceRunning ----
 
 struct StateRow
 {
@@ -198,16 +211,15 @@ TEST(IsServiceRunning, EveryStateButStoppedCountsAsRunning)
     {
         SCOPED_TRACE(row.name);
         const winsim::Machine machine = MachineWith({{"state", row.name}});
-        const SimulatedRun run = CallWithName("IsServiceRunning", machine);
-        ExpectRun(run, "true", Joined(Found(kQueryAccess, row.status), kCloseBoth));
+        const SimulatedRun run = IsRunning(machine);
+        ExpectRun(run, "true", {Found(kQueryAccess, row.status), kCloseBoth});
         EXPECT_EQ(run.After().services, machine.services);
     }
 }
 
 TEST(IsServiceRunning, StoppedServiceIsNot)
 {
-    ExpectRun(CallWithName("IsServiceRunning", MachineWith("{}")), "false",
-              Joined(Found(kQueryAccess, kStopped), kCloseBoth));
+    ExpectRun(IsRunning(MachineWith("{}")), "false", {Found(kQueryAccess, kStopped), kCloseBoth});
 }
 
 TEST(IsServiceRunning, LogsTheControlsThatTheServiceAccepts)
@@ -215,58 +227,55 @@ TEST(IsServiceRunning, LogsTheControlsThatTheServiceAccepts)
     for (const unsigned controls : {197u, 0x80000000u})
     {
         const ReportedStatus status{.state = 4, .controls = controls};
-        ExpectRun(CallWithName("IsServiceRunning", MachineWith({{"state", "running"}, {"controlsAccepted", controls}})),
-                  "true", Joined(Found(kQueryAccess, status), kCloseBoth));
+        ExpectRun(IsRunning(MachineWith({{"state", "running"}, {"controlsAccepted", controls}})), "true",
+                  {Found(kQueryAccess, status), kCloseBoth});
     }
 }
 
-// ---- StartServiceByName -------------------------------------------------------------------------------------------
+// ---- StartServiceByName ----
 
-const Script kStarted = {"log: service started", "log: tcsd_x86 has been sucessfully started"};
+const Script kNotStarted = {"log: Unable to start service in timely manner", kCloseBoth};
+const Script kStarting = {Found(kControlAccess, kStopped), kStartCall, "log: Starting service"};
+const Script kStarted = {"log: service started", "log: tcsd_x86 has been sucessfully started", kCloseBoth};
 
 TEST(StartServiceByName, ServiceInAnyOtherStateThanStoppedIsTakenToRun)
 {
     for (const StateRow& row : kStatesThatRun)
     {
         SCOPED_TRACE(row.name);
-        ExpectRun(CallWithName("StartServiceByName", MachineWith({{"state", row.name}})), "true",
-                  Joined(Found(kControlAccess, row.status), "log: tcsd_x86 service is already running", kCloseBoth));
+        ExpectRun(Start(MachineWith({{"state", row.name}})), "true",
+                  {Found(kControlAccess, row.status), "log: tcsd_x86 service is already running", kCloseBoth});
     }
 }
 
 TEST(StartServiceByName, ServiceIsPolledUntilItRuns)
 {
-    const SimulatedRun run = CallWithName("StartServiceByName", MachineWith(R"({
+    const SimulatedRun run = Start(MachineWith(R"({
         "onStart": {"states": [{"afterMs": 0, "state": "startPending", "checkPoint": 1, "waitHint": 9000},
                                {"afterMs": 600, "state": "running"}]}})"));
     // The first look is at the state before the start.
     const ReportedStatus pending = WithHint(WithCheckPoint(kStartPending, 1), 9000);
     ExpectRun(run, "true",
-              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service", Polled(kStopped, pending),
-                     Polled(pending, pending), Polled(pending, kRunning), QueryStatus(kRunning), kStarted, kCloseBoth));
+              {kStarting, Polled(kStopped, pending), Polled(pending, pending), Polled(pending, kRunning),
+               QueryStatus(kRunning), kStarted});
     EXPECT_EQ(run.outcome.clockMs, 3 * kPollMs);
 }
 
 TEST(StartServiceByName, RefusedStartIsLoggedWithItsErrorInHexadecimal)
 {
-    struct Row
-    {
-        const char* service;
-        const char* error;
-    };
-    constexpr Row kRows[] = {
+    constexpr std::pair<const char*, const char*> kRows[] = {
         {R"({"start": "disabled"})", "0x422"},
         {R"({"onStart": {"error": 1053, "states": []}})", "0x41D"},
         {R"({"dependencies": ["IFXTCS"]})", "0x433"},
         {R"({"onStart": {"error": 2, "states": []}})", "0x2"},
         {R"({"onStart": {"error": 3735928559, "states": []}})", "0xDEADBEEF"},
     };
-    for (const Row& row : kRows)
+    for (const auto& [service, error] : kRows)
     {
-        SCOPED_TRACE(row.service);
-        ExpectRun(CallWithName("StartServiceByName", MachineWith(row.service)), "false",
-                  Joined(Found(kControlAccess, kStopped), R"(StartServiceA("service#1", 0, null) = 0)",
-                         std::string("log: Cannot start tcsd_x86 service: ") + row.error, kCloseBoth));
+        SCOPED_TRACE(service);
+        ExpectRun(Start(MachineWith(service)), "false",
+                  {Found(kControlAccess, kStopped), Failing(kStartCall, 0),
+                   std::string("log: Cannot start tcsd_x86 service: ") + error, kCloseBoth});
     }
 }
 
@@ -281,37 +290,32 @@ Json Lingering(const char* state, std::optional<unsigned> runsAfterMs = std::nul
 
 TEST(StartServiceByName, GivesUpAfterThe101stPoll)
 {
-    const SimulatedRun run = CallWithName("StartServiceByName", MachineWith(Lingering("startPending")));
+    const SimulatedRun run = Start(MachineWith(Lingering("startPending")));
     ExpectRun(run, "false",
-              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service",
-                     Polled(kStopped, kStartPending), Times(100, Polled(kStartPending, kStartPending)),
-                     QueryStatus(kStartPending), "log: Unable to start service in timely manner", kCloseBoth));
+              {kStarting, Polled(kStopped, kStartPending), Times(100, Polled(kStartPending, kStartPending)),
+               QueryStatus(kStartPending), kNotStarted});
     EXPECT_EQ(CountOf("Sleep", run.script), 101u);
     EXPECT_EQ(run.outcome.clockMs, 101u * kPollMs);
 }
 
 TEST(StartServiceByName, ServiceThatFallsBackToStoppedIsStillPolled101Times)
 {
-    ExpectRun(CallWithName("StartServiceByName", MachineWith(Lingering("stopped"))), "false",
-              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service",
-                     Times(101, Polled(kStopped, kStopped)), QueryStatus(kStopped),
-                     "log: Unable to start service in timely manner", kCloseBoth));
+    ExpectRun(Start(MachineWith(Lingering("stopped"))), "false",
+              {kStarting, Times(101, Polled(kStopped, kStopped)), QueryStatus(kStopped), kNotStarted});
 }
 
 TEST(StartServiceByName, ServiceThatRunsByThe101stPollIsStarted)
 {
-    ExpectRun(CallWithName("StartServiceByName", MachineWith(Lingering("startPending", 101 * kPollMs))), "true",
-              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service",
-                     Polled(kStopped, kStartPending), Times(99, Polled(kStartPending, kStartPending)),
-                     Polled(kStartPending, kRunning), QueryStatus(kRunning), kStarted, kCloseBoth));
+    ExpectRun(Start(MachineWith(Lingering("startPending", 101 * kPollMs))), "true",
+              {kStarting, Polled(kStopped, kStartPending), Times(99, Polled(kStartPending, kStartPending)),
+               Polled(kStartPending, kRunning), QueryStatus(kRunning), kStarted});
 }
 
 TEST(StartServiceByName, ServiceThatRunsOneMillisecondLaterIsNot)
 {
-    ExpectRun(CallWithName("StartServiceByName", MachineWith(Lingering("startPending", 101 * kPollMs + 1))), "false",
-              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service",
-                     Polled(kStopped, kStartPending), Times(100, Polled(kStartPending, kStartPending)),
-                     QueryStatus(kStartPending), "log: Unable to start service in timely manner", kCloseBoth));
+    ExpectRun(Start(MachineWith(Lingering("startPending", 101 * kPollMs + 1))), "false",
+              {kStarting, Polled(kStopped, kStartPending), Times(100, Polled(kStartPending, kStartPending)),
+               QueryStatus(kStartPending), kNotStarted});
 }
 
 TEST(StartServiceByName, EachFailedQueryEndsTheWait)
@@ -319,50 +323,46 @@ TEST(StartServiceByName, EachFailedQueryEndsTheWait)
     ExpectEachFailedQueryEnds("StartServiceByName", MachineWith(Lingering("startPending")));
 }
 
-// ---- StopServiceByName --------------------------------------------------------------------------------------------
+// ---- StopServiceByName ----
+
+Script Stopping(const ReportedStatus& status)
+{
+    return {SendStop(status), "log: Stopping service"};
+}
 
 constexpr char kHasStopped[] = "log: tcsd_x86 service stopped";
 constexpr char kStopDone[] = "log: tcsd_x86 has been sucessfully stopped";
+const Script kStopEnded = {kHasStopped, kStopDone, kCloseBoth};
 
 TEST(StopServiceByName, AlreadyStoppedServiceLogsBothLinesAndSucceeds)
 {
-    ExpectRun(
-        CallWithName("StopServiceByName", MachineWith("{}")), "true",
-        Joined(Found(kControlAccess, kStopped), "log: tcsd_x86 service is already stopped", kStopDone, kCloseBoth));
+    ExpectRun(Stop(MachineWith("{}")), "true",
+              {Found(kControlAccess, kStopped), "log: tcsd_x86 service is already stopped", kStopDone, kCloseBoth});
 }
 
 TEST(StopServiceByName, TheStateThatTheStopControlReportsIsLookedAtFirst)
 {
-    ExpectRun(CallWithName("StopServiceByName", MachineWith(R"({
+    ExpectRun(Stop(MachineWith(R"({
                   "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})")),
-              "true",
-              Joined(Found(kControlAccess, kRunning), SendStop(kStopped), "log: Stopping service", kHasStopped,
-                     kStopDone, kCloseBoth));
+              "true", {Found(kControlAccess, kRunning), Stopping(kStopped), kStopEnded});
 }
 
 TEST(StopServiceByName, ServiceIsPolledUntilItHasStopped)
 {
-    ExpectRun(CallWithName("StopServiceByName", MachineWith(R"({
+    ExpectRun(Stop(MachineWith(R"({
                   "state": "paused",
                   "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 5000},
                                         {"afterMs": 500, "state": "stopped"}]}})")),
               "true",
-              Joined(Found(kControlAccess, kPaused), SendStop(WithHint(kStopPending, 5000)), "log: Stopping service",
-                     Polled(kStopPending, WithHint(kStopPending, 5000)), Polled(kStopPending, kStopped), kHasStopped,
-                     kStopDone, kCloseBoth));
+              {Found(kControlAccess, kPaused), Stopping(WithHint(kStopPending, 5000)),
+               Polled(kStopPending, WithHint(kStopPending, 5000)), Polled(kStopPending, kStopped), kStopEnded});
 }
 
-const std::string kNoStatus = R"(ControlService("service#1", 1) = 0)";
+const std::string kNoStatus = Failing(SendStop(kStopped), 0);
 
 TEST(StopServiceByName, RefusedControlIsLogged)
 {
-    struct Row
-    {
-        const char* service;
-        ReportedStatus status;
-        std::string call;
-    };
-    const Row rows[] = {
+    const std::tuple<const char*, ReportedStatus, std::string> rows[] = {
         {R"({"state": "startPending"})", kStartPending, SendRefusedStop(kStartPending)},
         {R"({"state": "stopPending"})", kStopPending, SendRefusedStop(kStopPending)},
         {R"({"state": "running", "controlsAccepted": 0})", {4, 0}, SendRefusedStop({4, 0})},
@@ -370,12 +370,11 @@ TEST(StopServiceByName, RefusedControlIsLogged)
     };
     for (const char* operation : {"StopServiceByName", "RestartServiceByName"})
     {
-        for (const Row& row : rows)
+        for (const auto& [service, status, call] : rows)
         {
-            SCOPED_TRACE(row.service);
-            ExpectRun(
-                CallWithName(operation, MachineWith(row.service)), "false",
-                Joined(Found(kControlAccess, row.status), row.call, "log: Cannot stop tcsd_x86 service", kCloseBoth));
+            SCOPED_TRACE(service);
+            ExpectRun(CallWithName(operation, MachineWith(service)), "false",
+                      {Found(kControlAccess, status), call, "log: Cannot stop tcsd_x86 service", kCloseBoth});
         }
     }
 }
@@ -384,9 +383,9 @@ TEST(StopServiceByName, DependentServicesAreNotStopped)
 {
     const winsim::Machine machine = MachineOf(R"({"services": {
         "tcsd_x86": {"state": "running"}, "KlPCR": {"state": "running", "dependencies": ["TCSD_X86"]}}})");
-    const SimulatedRun run = CallWithName("StopServiceByName", machine);
+    const SimulatedRun run = Stop(machine);
     ExpectRun(run, "false",
-              Joined(Found(kControlAccess, kRunning), kNoStatus, "log: Cannot stop tcsd_x86 service", kCloseBoth));
+              {Found(kControlAccess, kRunning), kNoStatus, "log: Cannot stop tcsd_x86 service", kCloseBoth});
     EXPECT_EQ(run.After().services, machine.services);
 }
 
@@ -402,8 +401,8 @@ TEST(StopServiceByName, WaitsForEverForAServiceThatNeverStops)
             CallWithName(operation, MachineWith(kNeverStops), {.faults = {}, .mayBeEndless = true});
         EXPECT_TRUE(run.outcome.isEndless);
         // The poll that passes the bound is the last that is seen.
-        Script script = Joined(Found(kControlAccess, kRunning), SendStop(kStopPending), "log: Stopping service",
-                               Times(winsim::kForEverMs / kPollMs + 1, Polled(kStopPending, kStopPending)));
+        Script script = {Found(kControlAccess, kRunning), Stopping(kStopPending),
+                         Times(winsim::kForEverMs / kPollMs + 1, Polled(kStopPending, kStopPending))};
         script.pop_back();
         ExpectLines(run.script, script, "the script");
     }
@@ -413,10 +412,9 @@ TEST(StopServiceByName, WaitsForEverForAServiceThatNeverStops)
 TEST(StopServiceByName, WaitsForAServiceThatStopsAtLast)
 {
     constexpr auto kStopsAfterMs = static_cast<unsigned>(winsim::kForEverMs) + 60000;
-    const std::string service = R"({"state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending"},
-        {"afterMs": )" + std::to_string(kStopsAfterMs) +
-                                R"(, "state": "stopped"}]}})";
-    const SimulatedRun run = CallWithName("StopServiceByName", MachineWith(service.c_str()));
+    const Json states = {{{"afterMs", 0}, {"state", "stopPending"}},
+                         {{"afterMs", kStopsAfterMs}, {"state", "stopped"}}};
+    const SimulatedRun run = Stop(MachineWith({{"state", "running"}, {"onStop", {{"states", states}}}}));
     EXPECT_FALSE(run.outcome.isEndless);
     EXPECT_EQ(run.outcome.clockMs, kStopsAfterMs);
 }
@@ -428,68 +426,60 @@ TEST(StopServiceByName, EachFailedQueryEndsTheWait)
                                                   {"afterMs": 2000, "state": "stopped"}]}})"));
 }
 
-// ---- RestartServiceByName -----------------------------------------------------------------------------------------
+// ---- RestartServiceByName ----
 
-const Script kRestarted = {"log: service started", "log: tcsd_x86 has been sucessfully restarted"};
-const Script kFoundStopped = Joined(Found(kControlAccess, kStopped), "log: tcsd_x86 service is already stopped");
+const Script kRestarted = {"log: service started", "log: tcsd_x86 has been sucessfully restarted", kCloseBoth};
+const Script kFoundStopped = {Found(kControlAccess, kStopped), "log: tcsd_x86 service is already stopped"};
 
 TEST(RestartServiceByName, RunningServiceIsStoppedAndStarted)
 {
-    const SimulatedRun run = CallWithName("RestartServiceByName", MachineWith(R"({
+    ExpectRun(Restart(MachineWith(R"({
         "state": "running",
         "onStop": {"states": [{"afterMs": 0, "state": "stopPending"}, {"afterMs": 300, "state": "stopped"}]},
-        "onStart": {"states": [{"afterMs": 0, "state": "startPending"}, {"afterMs": 300, "state": "running"}]}})"));
-    ExpectRun(run, "true",
-              Joined(Found(kControlAccess, kRunning), SendStop(kStopPending), "log: Stopping service",
-                     Polled(kStopPending, kStopPending), Polled(kStopPending, kStopped), kHasStopped,
-                     "log: Starting service", kStartCall, QueryStatus(kStartPending), Tick(500),
-                     Polled(kStartPending, kStartPending), Tick(750), Polled(kStartPending, kRunning), Tick(1000),
-                     kRestarted, kCloseBoth));
+        "onStart": {"states": [{"afterMs": 0, "state": "startPending"}, {"afterMs": 300, "state": "running"}]}})")),
+              "true",
+              {Found(kControlAccess, kRunning), Stopping(kStopPending), Polled(kStopPending, kStopPending),
+               Polled(kStopPending, kStopped), kHasStopped, "log: Starting service", kStartCall,
+               QueryStatus(kStartPending), Tick(500), Polled(kStartPending, kStartPending), Tick(750),
+               Polled(kStartPending, kRunning), Tick(1000), kRestarted});
 }
 
 TEST(RestartServiceByName, StoppedServiceIsOnlyStarted)
 {
-    ExpectRun(CallWithName("RestartServiceByName", MachineWith(R"({
+    ExpectRun(Restart(MachineWith(R"({
                   "onStart": {"states": [{"afterMs": 0, "state": "running"}]}})")),
-              "true",
-              Joined(kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kRunning), Tick(0), kRestarted,
-                     kCloseBoth));
+              "true", {kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kRunning), Tick(0), kRestarted});
 }
 
 TEST(RestartServiceByName, RefusedStartIsLoggedBehindItsAnnouncement)
 {
-    ExpectRun(CallWithName("RestartServiceByName", MachineWith(R"({"start": "disabled"})")), "false",
-              Joined(kFoundStopped, "log: Starting service", R"(StartServiceA("service#1", 0, null) = 0)",
-                     "log: Cannot start tcsd_x86 service: 0x422", kCloseBoth));
+    ExpectRun(Restart(MachineWith(R"({"start": "disabled"})")), "false",
+              {kFoundStopped, "log: Starting service", Failing(kStartCall, 0),
+               "log: Cannot start tcsd_x86 service: 0x422", kCloseBoth});
 }
 
 TEST(RestartServiceByName, ServiceThatEndsItsStartElsewhereIsReportedWithItsExitCodes)
 {
-    struct Row
+    constexpr std::pair<const char*, ReportedStatus> kRows[] = {{"stopped", {1, 0, 1066, 4242}},
+                                                                {"paused", {7, 1, 0, 0}},
+                                                                {"stopPending", {3, 0, 5, 6}},
+                                                                {"stopped", {1, 0, 0xC0000005, 0xFFFFFFFF}}};
+    for (const auto& [state, status] : kRows)
     {
-        const char* state;
-        ReportedStatus status;
-    };
-    constexpr Row kRows[] = {{"stopped", {1, 0, 1066, 4242}},
-                             {"paused", {7, 1, 0, 0}},
-                             {"stopPending", {3, 0, 5, 6}},
-                             {"stopped", {1, 0, 0xC0000005, 0xFFFFFFFF}}};
-    for (const Row& row : kRows)
-    {
-        SCOPED_TRACE(row.state);
+        SCOPED_TRACE(state);
         const Json end = {{"afterMs", 100},
-                          {"state", row.state},
-                          {"exitCode", row.status.exitCode},
-                          {"serviceExitCode", row.status.serviceExitCode}};
+                          {"state", state},
+                          {"exitCode", status.exitCode},
+                          {"serviceExitCode", status.serviceExitCode}};
         const Json service = {{"onStart", {{"states", {{{"afterMs", 0}, {"state", "startPending"}}, end}}}}};
-        ExpectRun(CallWithName("RestartServiceByName", MachineWith(service)), "false",
-                  Joined(kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kStartPending), Tick(0),
-                         Polled(kStartPending, row.status), Tick(250),
-                         fmt::format("log: tcsd_x86 failed to restart. State: {} \tExit Code: {} \tService Exit Code: "
-                                     "{}",
-                                     row.status.state, static_cast<int>(row.status.exitCode),
-                                     static_cast<int>(row.status.serviceExitCode)),
-                         kCloseBoth));
+        ExpectRun(
+            Restart(MachineWith(service)), "false",
+            {kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kStartPending), Tick(0),
+             Polled(kStartPending, status), Tick(250),
+             fmt::format("log: tcsd_x86 failed to restart. State: {} \tExit Code: {} \tService Exit Code: "
+                         "{}",
+                         status.state, static_cast<int>(status.exitCode), static_cast<int>(status.serviceExitCode)),
+             kCloseBoth});
     }
 }
 
@@ -504,17 +494,12 @@ Json RisingUntil(unsigned lastPoll, std::optional<unsigned> runsAfterMs = std::n
     return {{"onStart", {{"states", states}}}};
 }
 
-void Append(Script& lines, const Script& more)
-{
-    lines.insert(lines.end(), more.begin(), more.end());
-}
-
 // Polls whose check point rises: the clock is not looked at.
 Script RisingPolls(unsigned lastPoll)
 {
     Script polls;
     for (unsigned poll = 1; poll <= lastPoll; ++poll)
-        Append(polls, Polled(kStartPending, WithCheckPoint(kStartPending, poll)));
+        polls.Append({Polled(kStartPending, WithCheckPoint(kStartPending, poll))});
     return polls;
 }
 
@@ -523,53 +508,51 @@ Script FrozenPolls(unsigned first, unsigned last, unsigned checkPoint)
 {
     Script polls;
     for (unsigned poll = first; poll <= last; ++poll)
-        Append(polls, Joined(Polled(kStartPending, WithCheckPoint(kStartPending, checkPoint)), Tick(poll * kPollMs)));
+        polls.Append({Polled(kStartPending, WithCheckPoint(kStartPending, checkPoint)), Tick(poll * kPollMs)});
     return polls;
 }
 
-constexpr char kNotRestarted[] = "log: tcsd_x86 failed to restart. State: 2 \tExit Code: 0 \tService Exit Code: 0";
+const Script kNotRestarted = {"log: tcsd_x86 failed to restart. State: 2 \tExit Code: 0 \tService Exit Code: 0",
+                              kCloseBoth};
 
-const Script kStartOfWait =
-    Joined(kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kStartPending), Tick(0));
+const Script kStartOfWait = {kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kStartPending), Tick(0)};
 
 TEST(RestartServiceByName, FrozenCheckPointEndsTheWaitAtTheFirstPollAfter60Seconds)
 {
     // The 240th poll is exactly 60000 ms behind the start, which is not yet too long.
-    const SimulatedRun run = CallWithName("RestartServiceByName", MachineWith(Lingering("startPending")));
-    ExpectRun(run, "false", Joined(kStartOfWait, FrozenPolls(1, 241, 0), kNotRestarted, kCloseBoth));
+    const SimulatedRun run = Restart(MachineWith(Lingering("startPending")));
+    ExpectRun(run, "false", {kStartOfWait, FrozenPolls(1, 241, 0), kNotRestarted});
     EXPECT_EQ(CountOf("GetTickCount", run.script), 242u);
 }
 
 TEST(RestartServiceByName, ServiceThatRunsAtTheFirstPollAfter60SecondsIsRestarted)
 {
-    ExpectRun(CallWithName("RestartServiceByName", MachineWith(Lingering("startPending", 241 * kPollMs))), "true",
-              Joined(kStartOfWait, FrozenPolls(1, 240, 0), Polled(kStartPending, kRunning), Tick(241 * kPollMs),
-                     kRestarted, kCloseBoth));
+    ExpectRun(Restart(MachineWith(Lingering("startPending", 241 * kPollMs))), "true",
+              {kStartOfWait, FrozenPolls(1, 240, 0), Polled(kStartPending, kRunning), Tick(241 * kPollMs), kRestarted});
 }
 
 TEST(RestartServiceByName, RisingCheckPointKeepsTheWaitGoing)
 {
-    ExpectRun(CallWithName("RestartServiceByName", MachineWith(RisingUntil(999, 1000 * kPollMs))), "true",
-              Joined(kStartOfWait, RisingPolls(999), Polled(kStartPending, kRunning), Tick(1000 * kPollMs), kRestarted,
-                     kCloseBoth));
+    ExpectRun(Restart(MachineWith(RisingUntil(999, 1000 * kPollMs))), "true",
+              {kStartOfWait, RisingPolls(999), Polled(kStartPending, kRunning), Tick(1000 * kPollMs), kRestarted});
 }
 
 TEST(RestartServiceByName, ProgressDoesNotMoveTheStartOfTheMinute)
 {
     // It rises for 30 seconds: the minute is over 30 seconds later all the same.
-    ExpectRun(CallWithName("RestartServiceByName", MachineWith(RisingUntil(120))), "false",
-              Joined(kStartOfWait, RisingPolls(120), FrozenPolls(121, 241, 120), kNotRestarted, kCloseBoth));
+    ExpectRun(Restart(MachineWith(RisingUntil(120))), "false",
+              {kStartOfWait, RisingPolls(120), FrozenPolls(121, 241, 120), kNotRestarted});
 }
 
 TEST(RestartServiceByName, TheFirstPollWithoutProgressBehindTheMinuteIsTheLast)
 {
-    ExpectRun(CallWithName("RestartServiceByName", MachineWith(RisingUntil(400))), "false",
-              Joined(kStartOfWait, RisingPolls(400), FrozenPolls(401, 401, 400), kNotRestarted, kCloseBoth));
+    ExpectRun(Restart(MachineWith(RisingUntil(400))), "false",
+              {kStartOfWait, RisingPolls(400), FrozenPolls(401, 401, 400), kNotRestarted});
 }
 
 TEST(RestartServiceByName, CheckPointThatFallsIsNoProgress)
 {
-    const SimulatedRun run = CallWithName("RestartServiceByName", MachineWith(R"({"onStart": {"states": [
+    const SimulatedRun run = Restart(MachineWith(R"({"onStart": {"states": [
         {"afterMs": 0, "state": "startPending", "checkPoint": 9},
         {"afterMs": 250, "state": "startPending", "checkPoint": 8},
         {"afterMs": 500, "state": "startPending", "checkPoint": 9},
@@ -579,18 +562,18 @@ TEST(RestartServiceByName, CheckPointThatFallsIsNoProgress)
         return Polled(kStartPending, WithCheckPoint(kStartPending, checkPoint));
     };
     ExpectRun(run, "true",
-              Joined(kFoundStopped, "log: Starting service", kStartCall, QueryStatus(WithCheckPoint(kStartPending, 9)),
-                     Tick(0), polled(8), Tick(250), polled(9), Tick(500), polled(10), Polled(kStartPending, kRunning),
-                     Tick(1000), kRestarted, kCloseBoth));
+              {kFoundStopped, "log: Starting service", kStartCall, QueryStatus(WithCheckPoint(kStartPending, 9)),
+               Tick(0), polled(8), Tick(250), polled(9), Tick(500), polled(10), Polled(kStartPending, kRunning),
+               Tick(1000), kRestarted});
 }
 
 TEST(RestartServiceByName, TheMinuteIsMeasuredAcrossTheTickCountsTurn)
 {
     Json description = {{"services", {{kName, Lingering("startPending")}}}, {"clock", {{"tickCount", 4294960000u}}}};
-    const SimulatedRun run = CallWithName("RestartServiceByName", winsim::Machine::FromJson(description));
+    const SimulatedRun run = Restart(winsim::Machine::FromJson(description));
     EXPECT_EQ(run.result, "false");
     EXPECT_EQ(CountOf("Sleep", run.script), 241u);
-    EXPECT_EQ(run.log.back(), std::string(kNotRestarted).substr(5));
+    EXPECT_EQ(run.log.back(), LogOf(kNotRestarted)[0]);
 }
 
 TEST(RestartServiceByName, EachFailedQueryEndsTheWait)
@@ -603,7 +586,7 @@ TEST(RestartServiceByName, EachFailedQueryEndsTheWait)
                                {"afterMs": 1000, "state": "running"}]}})"));
 }
 
-// ---- Progress lines -----------------------------------------------------------------------------------------------
+// ---- Progress lines ----
 
 // A status with other controls accepted; the state is the same to a wait.
 ReportedStatus Accepting(ReportedStatus status, unsigned controls)
@@ -625,32 +608,30 @@ constexpr char kChangingControls[] = R"({"state": "running",
                            {"afterMs": 300, "state": "startPending", "controlsAccepted": 2147483776},
                            {"afterMs": 600, "state": "running"}]}})";
 
-const Script kStopsWithChangingControls = Joined(
-    Found(kControlAccess, kRunning), SendStop(kStopping64), "log: Stopping service", Polled(kStopping64, kStopping64),
-    Polled(kStopping64, kStoppingOther), Polled(kStoppingOther, kStopped), kHasStopped);
+const Script kStopsWithChangingControls = {Found(kControlAccess, kRunning),  Stopping(kStopping64),
+                                           Polled(kStopping64, kStopping64), Polled(kStopping64, kStoppingOther),
+                                           Polled(kStoppingOther, kStopped), kHasStopped};
 
 TEST(ServiceWaits, AStopsProgressLinesShowTheControlsAcceptedThen)
 {
-    ExpectRun(CallWithName("StopServiceByName", MachineWith(kChangingControls)), "true",
-              Joined(kStopsWithChangingControls, kStopDone, kCloseBoth));
+    ExpectRun(Stop(MachineWith(kChangingControls)), "true", {kStopsWithChangingControls, kStopDone, kCloseBoth});
 }
 
 TEST(ServiceWaits, AStartsProgressLinesShowTheControlsAcceptedThen)
 {
     Json service = Json::parse(kChangingControls);
     service["state"] = "stopped";
-    ExpectRun(CallWithName("StartServiceByName", MachineWith(service)), "true",
-              Joined(Found(kControlAccess, kStopped), kStartCall, "log: Starting service",
-                     Polled(kStopped, kStarting64), Polled(kStarting64, kStartingOther),
-                     Polled(kStartingOther, kRunning), QueryStatus(kRunning), kStarted, kCloseBoth));
+    ExpectRun(Start(MachineWith(service)), "true",
+              {kStarting, Polled(kStopped, kStarting64), Polled(kStarting64, kStartingOther),
+               Polled(kStartingOther, kRunning), QueryStatus(kRunning), kStarted});
 }
 
 TEST(ServiceWaits, BothOfARestartsProgressLinesShowTheControlsAcceptedThen)
 {
-    ExpectRun(CallWithName("RestartServiceByName", MachineWith(kChangingControls)), "true",
-              Joined(kStopsWithChangingControls, "log: Starting service", kStartCall, QueryStatus(kStarting64),
-                     Tick(750), Polled(kStarting64, kStarting64), Tick(1000), Polled(kStarting64, kStartingOther),
-                     Tick(1250), Polled(kStartingOther, kRunning), Tick(1500), kRestarted, kCloseBoth));
+    ExpectRun(Restart(MachineWith(kChangingControls)), "true",
+              {kStopsWithChangingControls, "log: Starting service", kStartCall, QueryStatus(kStarting64), Tick(750),
+               Polled(kStarting64, kStarting64), Tick(1000), Polled(kStarting64, kStartingOther), Tick(1250),
+               Polled(kStartingOther, kRunning), Tick(1500), kRestarted});
 }
 
 } // namespace

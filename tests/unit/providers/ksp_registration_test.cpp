@@ -1,8 +1,6 @@
 // Proves how the two key storage providers are registered with Windows' cryptography configuration, and removed.
-#include "tests/support/expected_script.h"
 #include "tests/support/simulated_run.h"
-#include "tests/support/version_script.h"
-#include "winsim/machine/effects.h"
+#include "tests/support/windows_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +10,7 @@
 namespace
 {
 
-using testing::ElementsAreArray;
+using winsim::Json;
 
 constexpr char kTcg[] = "Kelo TCG Enabled KSP";
 constexpr char kStrongAuth[] = "Kelo TCG-Enabled Strong Authentication KSP";
@@ -42,64 +40,69 @@ winsim::Machine BothRegistered()
     return BothRegistered(winsim::Json{"Microsoft Software Key Storage Provider", kTcg, kStrongAuth}.dump());
 }
 
-constexpr char kLoad[] = R"(LoadLibraryW("bcrypt.dll") = "library#1")";
-constexpr char kFree[] = R"(FreeLibrary("library#1") = 1)";
+const std::string kLoad = Call("LoadLibraryW", {"bcrypt.dll"}, "library#1");
+const std::string kFree = Call("FreeLibrary", {"library#1"}, 1);
 
-std::string LookUp(const std::string& function, bool isThere = true)
+std::string LookUp(const std::string& function)
 {
-    return R"(GetProcAddress("library#1", ")" + function + "\")" +
-           (isThere ? " = \"bcrypt.dll!" + function + "\"" : "");
+    return Call("GetProcAddress", {"library#1", function}, "bcrypt.dll!" + function);
 }
 
-std::string RegisterProvider(const std::string& provider, const std::string& status = "0")
+std::string RegisterProvider(const std::string& provider, int status = 0)
 {
-    return "BCryptRegisterProvider(\"" + provider +
-           R"(", 0, {"cAliases":0,"rgpszAliases":null,"pUM":{"pszImage":"KeloKSP.dll","cInterfaces":1,)"
-           R"("rgpInterfaces":[{"dwInterface":65537,"dwFlags":1,"cFunctions":1,"rgpszFunctions":["KEY_STORAGE"]}]},)"
-           R"("pKM":null}) = )" +
-           status;
+    const Json interfaces = {
+        {{"dwInterface", 65537}, {"dwFlags", 1}, {"cFunctions", 1}, {"rgpszFunctions", Json::array({"KEY_STORAGE"})}}};
+    return Call("BCryptRegisterProvider",
+                {provider,
+                 0,
+                 {{"cAliases", 0},
+                  {"rgpszAliases", nullptr},
+                  {"pUM", {{"pszImage", "KeloKSP.dll"}, {"cInterfaces", 1}, {"rgpInterfaces", interfaces}}},
+                  {"pKM", nullptr}}},
+                status);
 }
 
-std::string AddFunction(const std::string& provider, const std::string& status = "0")
+std::string AddFunction(const std::string& provider, int status = 0)
 {
-    return R"(BCryptAddContextFunctionProvider(1, null, 65537, "KEY_STORAGE", ")" + provider + R"(", 4294967295) = )" +
-           status;
+    return Call("BCryptAddContextFunctionProvider", {1, nullptr, 65537, "KEY_STORAGE", provider, 0xFFFFFFFF}, status);
 }
 
-std::string RemoveFunction(const std::string& provider, const std::string& status = "0")
+std::string RemoveFunction(const std::string& provider, int status = 0)
 {
-    return R"(BCryptRemoveContextFunctionProvider(1, null, 65537, "KEY_STORAGE", ")" + provider + R"(") = )" + status;
+    return Call("BCryptRemoveContextFunctionProvider", {1, nullptr, 65537, "KEY_STORAGE", provider}, status);
 }
 
-std::string UnregisterProvider(const std::string& provider, const std::string& status = "0")
+std::string UnregisterProvider(const std::string& provider, int status = 0)
 {
-    return "BCryptUnregisterProvider(\"" + provider + "\") = " + status;
+    return Call("BCryptUnregisterProvider", {provider}, status);
 }
 
 // One step, with its library around the calls that it makes.
 Script RegistrationStep(const Script& calls)
 {
-    return Joined(
-        {{kLoad, LookUp("BCryptRegisterProvider"), LookUp("BCryptAddContextFunctionProvider")}, calls, {kFree}});
+    return {kLoad, LookUp("BCryptRegisterProvider"), LookUp("BCryptAddContextFunctionProvider"), calls, kFree};
 }
 
 Script RemovalStep(const Script& calls)
 {
-    return Joined(
-        {{kLoad, LookUp("BCryptUnregisterProvider"), LookUp("BCryptRemoveContextFunctionProvider")}, calls, {kFree}});
+    return {kLoad, LookUp("BCryptUnregisterProvider"), LookUp("BCryptRemoveContextFunctionProvider"), calls, kFree};
 }
 
-std::string Announced(const std::string& verb, const std::string& provider)
+Script Registration(const char* provider, const Script& calls)
 {
-    return "log: " + verb + " the " + provider;
+    return {std::string("log: Register the ") + provider, RegistrationStep(calls)};
 }
 
-void Expect(const SimulatedRun& run, const std::string& result, const Script& script)
+Script Removal(const char* provider, const Script& calls)
 {
-    EXPECT_EQ(run.result, result);
-    EXPECT_THAT(run.script, ElementsAreArray(script));
-    EXPECT_THAT(run.log, ElementsAreArray(LogOf(script)));
+    return {std::string("log: Unregister the ") + provider, RemovalStep(calls)};
 }
+
+// Both steps that succeed.
+const Script kTcgRegistered = {Registration(kTcg, {RegisterProvider(kTcg), AddFunction(kTcg)}),
+                               "log: Successfully registered Kelo TCG Enabled KSP"};
+const Script kStrongAuthRemoved = {Removal(kStrongAuth, {RemoveFunction(kStrongAuth), UnregisterProvider(kStrongAuth)}),
+                                   "log: Successfully un-registered Kelo TCG-Enabled Strong Authentication KSP"};
 
 // What serves key storage on a machine, the preferred first.
 std::vector<std::string> KeyStorageProviders(const winsim::Machine& machine)
@@ -112,13 +115,10 @@ std::vector<std::string> KeyStorageProviders(const winsim::Machine& machine)
 TEST(RegisterKsps, BothProvidersAreRegisteredBehindAllOthers)
 {
     const SimulatedRun run = CallFunction(MachineOf("{}"), "RegisterKsps");
-    Expect(run, "0",
-           Joined({AskForVersion(6, 0, true),
-                   {Announced("Register", kTcg)},
-                   RegistrationStep({RegisterProvider(kTcg), AddFunction(kTcg)}),
-                   {"log: Successfully registered Kelo TCG Enabled KSP", Announced("Register", kStrongAuth)},
-                   RegistrationStep({RegisterProvider(kStrongAuth), AddFunction(kStrongAuth)}),
-                   {"log: Successfully registered Kelo TCG-Enabled Strong Authentication KSP"}}));
+    ExpectRun(run, "0",
+              {AskForVersion(6, 0, true), kTcgRegistered,
+               Registration(kStrongAuth, {RegisterProvider(kStrongAuth), AddFunction(kStrongAuth)}),
+               "log: Successfully registered Kelo TCG-Enabled Strong Authentication KSP"});
     EXPECT_THAT(KeyStorageProviders(run.After()),
                 testing::ElementsAre("Microsoft Software Key Storage Provider",
                                      "Microsoft Smart Card Key Storage Provider", "Microsoft Platform Crypto Provider",
@@ -137,13 +137,11 @@ TEST(RegisterKsps, ProvidersThatAreThereCountAsRegistered)
 {
     const SimulatedRun run = CallFunction(BothRegistered(), "RegisterKsps");
     constexpr char kCollision[] = "log: BCryptRegisterProvider failed with error code 0xc0000035";
-    Expect(run, "0",
-           Joined({AskForVersion(6, 0, true),
-                   {Announced("Register", kTcg)},
-                   RegistrationStep({RegisterProvider(kTcg, "-1073741771"), kCollision}),
-                   {"log: Already registered KSP Kelo TCG Enabled KSP", Announced("Register", kStrongAuth)},
-                   RegistrationStep({RegisterProvider(kStrongAuth, "-1073741771"), kCollision}),
-                   {"log: Already registered Kelo TCG-Enabled Strong Authentication KSP"}}));
+    ExpectRun(run, "0",
+              {AskForVersion(6, 0, true), Registration(kTcg, {RegisterProvider(kTcg, -1073741771), kCollision}),
+               "log: Already registered KSP Kelo TCG Enabled KSP",
+               Registration(kStrongAuth, {RegisterProvider(kStrongAuth, -1073741771), kCollision}),
+               "log: Already registered Kelo TCG-Enabled Strong Authentication KSP"});
     EXPECT_EQ(run.After().cng, run.before.cng);
 }
 
@@ -165,48 +163,38 @@ TEST(RegisterKsps, AFunctionThatWasTakenAwayByHandIsNotAddedBack)
 
 TEST(RegisterKsps, OneProviderThatIsThereDoesNotKeepTheOtherOut)
 {
-    const winsim::Machine machine = MachineOf("{\"cng\": {\"providers\": {" + Described(kTcg) + "}}}");
-    const SimulatedRun run = CallFunction(machine, "RegisterKsps");
-    EXPECT_EQ(run.result, "0");
-    EXPECT_THAT(run.log, testing::ElementsAre("Register the Kelo TCG Enabled KSP",
-                                              "BCryptRegisterProvider failed with error code 0xc0000035",
-                                              "Already registered KSP Kelo TCG Enabled KSP",
-                                              "Register the Kelo TCG-Enabled Strong Authentication KSP",
-                                              "Successfully registered Kelo TCG-Enabled Strong Authentication KSP"));
+    ExpectLog(CallFunction(MachineOf("{\"cng\": {\"providers\": {" + Described(kTcg) + "}}}"), "RegisterKsps"), "0",
+              {"log: Register the Kelo TCG Enabled KSP",
+               "log: BCryptRegisterProvider failed with error code 0xc0000035",
+               "log: Already registered KSP Kelo TCG Enabled KSP",
+               "log: Register the Kelo TCG-Enabled Strong Authentication KSP",
+               "log: Successfully registered Kelo TCG-Enabled Strong Authentication KSP"});
 }
 
 TEST(RegisterKsps, AFirstProviderThatCannotBeRegisteredEndsTheRegistration)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf("{}"), "RegisterKsps", {}, {.faults = {"BCryptRegisterProvider=0xC0000022"}});
-    Expect(run, kFailed,
-           Joined({AskForVersion(6, 0, true),
-                   {Announced("Register", kTcg)},
-                   RegistrationStep({RegisterProvider(kTcg, "-1073741790"),
-                                     "log: BCryptRegisterProvider failed with error code 0xc0000022"})}));
+    ExpectRun(CallFunction(MachineOf("{}"), "RegisterKsps", {}, {.faults = {"BCryptRegisterProvider=0xC0000022"}}),
+              kFailed,
+              {AskForVersion(6, 0, true),
+               Registration(kTcg, {RegisterProvider(kTcg, -1073741790),
+                                   "log: BCryptRegisterProvider failed with error code 0xc0000022"})});
 }
 
 TEST(RegisterKsps, AFirstFunctionThatCannotBeAddedEndsTheRegistration)
 {
-    const SimulatedRun run = CallFunction(MachineOf(R"({"cng": {"contextFunctions": []}})"), "RegisterKsps");
-    Expect(run, kFailed,
-           Joined({AskForVersion(6, 0, true),
-                   {Announced("Register", kTcg)},
-                   RegistrationStep({RegisterProvider(kTcg), AddFunction(kTcg, "-1073741275"),
-                                     "log: BCryptAddContextFunctionProvider failed with error code 0xc0000225"})}));
+    ExpectRun(CallFunction(MachineOf(R"({"cng": {"contextFunctions": []}})"), "RegisterKsps"), kFailed,
+              {AskForVersion(6, 0, true),
+               Registration(kTcg, {RegisterProvider(kTcg), AddFunction(kTcg, -1073741275),
+                                   "log: BCryptAddContextFunctionProvider failed with error code 0xc0000225"})});
 }
 
 TEST(RegisterKsps, ASecondProviderThatCannotBeRegisteredFailsToo)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf("{}"), "RegisterKsps", {}, {.faults = {"BCryptRegisterProvider#2=0xC0000017"}});
-    Expect(run, kFailed,
-           Joined({AskForVersion(6, 0, true),
-                   {Announced("Register", kTcg)},
-                   RegistrationStep({RegisterProvider(kTcg), AddFunction(kTcg)}),
-                   {"log: Successfully registered Kelo TCG Enabled KSP", Announced("Register", kStrongAuth)},
-                   RegistrationStep({RegisterProvider(kStrongAuth, "-1073741801"),
-                                     "log: BCryptRegisterProvider failed with error code 0xc0000017"})}));
+    ExpectRun(CallFunction(MachineOf("{}"), "RegisterKsps", {}, {.faults = {"BCryptRegisterProvider#2=0xC0000017"}}),
+              kFailed,
+              {AskForVersion(6, 0, true), kTcgRegistered,
+               Registration(kStrongAuth, {RegisterProvider(kStrongAuth, -1073741801),
+                                          "log: BCryptRegisterProvider failed with error code 0xc0000017"})});
 }
 
 TEST(RegisterKsps, ANameCollisionOfTheFunctionCountsAsRegisteredToo)
@@ -219,20 +207,16 @@ TEST(RegisterKsps, ANameCollisionOfTheFunctionCountsAsRegisteredToo)
 
 TEST(RegisterKsps, AWindowsWithoutTheLibraryEndsTheRegistration)
 {
-    Expect(
-        CallFunction(MachineOf(kNoLibrary), "RegisterKsps"), kFailed,
-        Joined({AskForVersion(6, 0, true),
-                {Announced("Register", kTcg), R"(LoadLibraryW("bcrypt.dll"))", "log: CNG bcrypt library not found"}}));
+    ExpectRun(CallFunction(MachineOf(kNoLibrary), "RegisterKsps"), kFailed,
+              {AskForVersion(6, 0, true), "log: Register the Kelo TCG Enabled KSP", Failing(kLoad),
+               "log: CNG bcrypt library not found"});
 }
 
 TEST(RegisterKsps, AWindowsBeforeVistaIsLeftAlone)
 {
     for (const char* version : {"5.1", "5.2"})
-        Expect(
-            CallFunction(MachineOf(std::string(R"({"windows": {"version": ")") + version + R"("}})"), "RegisterKsps"),
-            "0",
-            Joined(
-                {AskForVersion(6, 0, false), {"log: Kelo KSPs will not be installed, target system is not Vista+"}}));
+        ExpectRun(CallFunction(WindowsOf(version), "RegisterKsps"), "0",
+                  {AskForVersion(6, 0, false), "log: Kelo KSPs will not be installed, target system is not Vista+"});
 }
 
 TEST(RegisterKsps, VistaIsNotLeftAlone)
@@ -247,33 +231,26 @@ TEST(RegisterKsps, VistaIsNotLeftAlone)
 TEST(UnregisterKsps, BothProvidersGoTheFunctionFirst)
 {
     const SimulatedRun run = CallFunction(BothRegistered(), "UnregisterKsps");
-    Expect(run, "0",
-           Joined({AskForVersion(6, 0, true),
-                   {Announced("Unregister", kTcg)},
-                   RemovalStep({RemoveFunction(kTcg), UnregisterProvider(kTcg)}),
-                   {"log: Successfully un-registered Kelo TCG Enabled KSP", Announced("Unregister", kStrongAuth)},
-                   RemovalStep({RemoveFunction(kStrongAuth), UnregisterProvider(kStrongAuth)}),
-                   {"log: Successfully un-registered Kelo TCG-Enabled Strong Authentication KSP"}}));
+    ExpectRun(run, "0",
+              {AskForVersion(6, 0, true), Removal(kTcg, {RemoveFunction(kTcg), UnregisterProvider(kTcg)}),
+               "log: Successfully un-registered Kelo TCG Enabled KSP", kStrongAuthRemoved});
     EXPECT_THAT(KeyStorageProviders(run.After()), testing::ElementsAre("Microsoft Software Key Storage Provider"));
     EXPECT_EQ(run.After().cng.providers, MachineOf("{}").cng.providers);
 }
 
 TEST(UnregisterKsps, WhatTheSetUpRegisteredIsGone)
 {
-    const SimulatedRun setUp = CallFunction(MachineOf("{}"), "RegisterKsps");
-    EXPECT_EQ(CallFunction(setUp.After(), "UnregisterKsps").After().cng, MachineOf("{}").cng);
+    EXPECT_EQ(CallFunction(CallFunction(MachineOf("{}"), "RegisterKsps").After(), "UnregisterKsps").After().cng,
+              MachineOf("{}").cng);
 }
 
 TEST(UnregisterKsps, ProvidersThatAreNotThereAreTwoFailuresAndNoError)
 {
     constexpr char kNotFound[] = "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000225";
     const SimulatedRun run = CallFunction(MachineOf("{}"), "UnregisterKsps");
-    Expect(run, "0",
-           Joined({AskForVersion(6, 0, true),
-                   {Announced("Unregister", kTcg)},
-                   RemovalStep({RemoveFunction(kTcg, "-1073741275"), kNotFound}),
-                   {Announced("Unregister", kStrongAuth)},
-                   RemovalStep({RemoveFunction(kStrongAuth, "-1073741275"), kNotFound})}));
+    ExpectRun(run, "0",
+              {AskForVersion(6, 0, true), Removal(kTcg, {RemoveFunction(kTcg, -1073741275), kNotFound}),
+               Removal(kStrongAuth, {RemoveFunction(kStrongAuth, -1073741275), kNotFound})});
     EXPECT_EQ(run.After().cng, run.before.cng);
 }
 
@@ -281,48 +258,38 @@ TEST(UnregisterKsps, AFunctionThatCannotBeTakenAwayKeepsItsProvider)
 {
     const SimulatedRun run = CallFunction(BothRegistered(), "UnregisterKsps", {},
                                           {.faults = {"BCryptRemoveContextFunctionProvider#1=0xC0000022"}});
-    Expect(run, "0",
-           Joined({AskForVersion(6, 0, true),
-                   {Announced("Unregister", kTcg)},
-                   RemovalStep({RemoveFunction(kTcg, "-1073741790"),
-                                "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000022"}),
-                   {Announced("Unregister", kStrongAuth)},
-                   RemovalStep({RemoveFunction(kStrongAuth), UnregisterProvider(kStrongAuth)}),
-                   {"log: Successfully un-registered Kelo TCG-Enabled Strong Authentication KSP"}}));
+    ExpectRun(run, "0",
+              {AskForVersion(6, 0, true),
+               Removal(kTcg, {RemoveFunction(kTcg, -1073741790),
+                              "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000022"}),
+               kStrongAuthRemoved});
     EXPECT_TRUE(run.After().cng.providers.contains(kTcg));
 }
 
 TEST(UnregisterKsps, AProviderThatCannotBeUnregisteredStopsNothing)
 {
-    const SimulatedRun run =
-        CallFunction(BothRegistered(), "UnregisterKsps", {}, {.faults = {"BCryptUnregisterProvider#1=0xC0000022"}});
-    Expect(run, "0",
-           Joined({AskForVersion(6, 0, true),
-                   {Announced("Unregister", kTcg)},
-                   RemovalStep({RemoveFunction(kTcg), UnregisterProvider(kTcg, "-1073741790"),
-                                "log: BCryptUnregisterProvider failed with error code 0xc0000022"}),
-                   {Announced("Unregister", kStrongAuth)},
-                   RemovalStep({RemoveFunction(kStrongAuth), UnregisterProvider(kStrongAuth)}),
-                   {"log: Successfully un-registered Kelo TCG-Enabled Strong Authentication KSP"}}));
+    ExpectRun(
+        CallFunction(BothRegistered(), "UnregisterKsps", {}, {.faults = {"BCryptUnregisterProvider#1=0xC0000022"}}),
+        "0",
+        {AskForVersion(6, 0, true),
+         Removal(kTcg, {RemoveFunction(kTcg), UnregisterProvider(kTcg, -1073741790),
+                        "log: BCryptUnregisterProvider failed with error code 0xc0000022"}),
+         kStrongAuthRemoved});
 }
 
 TEST(UnregisterKsps, AWindowsWithoutTheLibraryFailsForEachProvider)
 {
-    Expect(CallFunction(MachineOf(kNoLibrary), "UnregisterKsps"), "0",
-           Joined({AskForVersion(6, 0, true),
-                   {Announced("Unregister", kTcg), R"(LoadLibraryW("bcrypt.dll"))", "log: CNG bcrypt library not found",
-                    Announced("Unregister", kStrongAuth), R"(LoadLibraryW("bcrypt.dll"))",
-                    "log: CNG bcrypt library not found"}}));
+    ExpectRun(CallFunction(MachineOf(kNoLibrary), "UnregisterKsps"), "0",
+              {AskForVersion(6, 0, true), "log: Unregister the Kelo TCG Enabled KSP", Failing(kLoad),
+               "log: CNG bcrypt library not found", "log: Unregister the Kelo TCG-Enabled Strong Authentication KSP",
+               Failing(kLoad), "log: CNG bcrypt library not found"});
 }
 
 TEST(UnregisterKsps, AWindowsBeforeVistaIsLeftAloneInTheWordsOfTheRegistration)
 {
     for (const char* version : {"5.1", "5.2"})
-        Expect(
-            CallFunction(MachineOf(std::string(R"({"windows": {"version": ")") + version + R"("}})"), "UnregisterKsps"),
-            "0",
-            Joined(
-                {AskForVersion(6, 0, false), {"log: Kelo KSPs will not be installed, target system is not Vista+"}}));
+        ExpectRun(CallFunction(WindowsOf(version), "UnregisterKsps"), "0",
+                  {AskForVersion(6, 0, false), "log: Kelo KSPs will not be installed, target system is not Vista+"});
 }
 
 // ---- The single steps ----
@@ -339,7 +306,7 @@ struct Step
 class KspStep : public testing::TestWithParam<Step>
 {
 protected:
-    static Script Calls(const std::string& firstStatus, const std::string& secondStatus)
+    static Script Calls(int firstStatus, int secondStatus)
     {
         const std::string provider = GetParam().provider;
         if (GetParam().isRegistration)
@@ -375,48 +342,44 @@ INSTANTIATE_TEST_SUITE_P(Each, KspStep,
 
 TEST_P(KspStep, BothCallsSucceed)
 {
-    Expect(CallFunction(Ready(), GetParam().name), "0", WithLibrary(Calls("0", "0")));
+    ExpectRun(CallFunction(Ready(), GetParam().name), "0", WithLibrary(Calls(0, 0)));
 }
 
 TEST_P(KspStep, AFirstCallThatFailsSkipsTheSecondAndGivesItsStatus)
 {
-    const SimulatedRun run = CallFunction(Ready(), GetParam().name, {}, {.faults = {NameOfCall(0) + "=0xC0000001"}});
-    Expect(run, "3221225473",
-           WithLibrary({Calls("-1073741823", "")[0], "log: " + NameOfCall(0) + " failed with error code 0xc0000001"}));
+    ExpectRun(CallFunction(Ready(), GetParam().name, {}, {.faults = {NameOfCall(0) + "=0xC0000001"}}), "3221225473",
+              WithLibrary({Calls(-1073741823, 0)[0], "log: " + NameOfCall(0) + " failed with error code 0xc0000001"}));
 }
 
 TEST_P(KspStep, ASecondCallThatFailsGivesItsStatus)
 {
     const SimulatedRun run = CallFunction(Ready(), GetParam().name, {}, {.faults = {NameOfCall(1) + "=0x0000000F"}});
-    const Script calls = Calls("0", "15");
-    Expect(run, "15",
-           WithLibrary({calls[0], calls[1], "log: " + NameOfCall(1) + " failed with error code 0x0000000f"}));
+    const Script calls = Calls(0, 15);
+    ExpectRun(run, "15",
+              WithLibrary({calls[0], calls[1], "log: " + NameOfCall(1) + " failed with error code 0x0000000f"}));
 }
 
 TEST_P(KspStep, WithoutTheLibraryNothingIsCalled)
 {
-    Expect(CallFunction(MachineOf(kNoLibrary), GetParam().name), kCannotCall,
-           {R"(LoadLibraryW("bcrypt.dll"))", "log: CNG bcrypt library not found"});
+    ExpectRun(CallFunction(MachineOf(kNoLibrary), GetParam().name), kCannotCall,
+              {Failing(kLoad), "log: CNG bcrypt library not found"});
 }
 
 // A library that lacks a function is described with its name; a lookup behind the first missing one is still made, and
 // so is the first call when only the second one's function is missing.
 TEST_P(KspStep, AMissingFunctionEndsTheStepWhereItWouldBeCalled)
 {
-    const auto lacks = [](const std::vector<std::string>& names) {
-        winsim::Machine machine = Ready();
-        winsim::ApplyEffects(
-            machine, winsim::Json{{"libraries", {{"C:\\Windows\\system32\\bcrypt.dll", {{"missing", names}}}}}});
-        return machine;
+    const auto lacks = [](const Script& names) {
+        return Changed(Ready(), {{"libraries", {{R"(C:\Windows\system32\bcrypt.dll)", {{"missing", names}}}}}});
     };
     const auto lookUp = [](const std::string& name, bool isThere) {
         if (isThere)
             return Script{LookUp(name)};
-        return Script{LookUp(name, false), "log:  Failed to GetProcAddress for " + name};
+        return Script{Failing(LookUp(name)), "log:  Failed to GetProcAddress for " + name};
     };
     for (const auto& [lacksFirst, lacksSecond] : {std::pair{true, false}, {false, true}, {true, true}})
     {
-        std::vector<std::string> missing;
+        Script missing;
         if (lacksFirst)
             missing.push_back(NameOfCall(0));
         if (lacksSecond)
@@ -426,12 +389,9 @@ TEST_P(KspStep, AMissingFunctionEndsTheStepWhereItWouldBeCalled)
         };
         const std::string firstLookUp = GetParam().firstLookUp;
         const std::string secondLookUp = GetParam().secondLookUp;
-        Expect(CallFunction(lacks(missing), GetParam().name), kCannotCall,
-               Joined({{kLoad},
-                       lookUp(firstLookUp, isThere(firstLookUp)),
-                       lookUp(secondLookUp, isThere(secondLookUp)),
-                       lacksFirst ? Script{} : Script{Calls("0", "")[0]},
-                       {kFree}}));
+        ExpectRun(CallFunction(lacks(missing), GetParam().name), kCannotCall,
+                  Script{kLoad, lookUp(firstLookUp, isThere(firstLookUp)), lookUp(secondLookUp, isThere(secondLookUp)),
+                         lacksFirst ? Script{} : Script{Calls(0, 0)[0]}, kFree});
     }
 }
 

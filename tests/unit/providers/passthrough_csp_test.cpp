@@ -1,5 +1,4 @@
 // Proves which provider the pass-through CSP is given, and what becomes of a registry that refuses.
-#include "tests/support/expected_script.h"
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>
@@ -87,14 +86,14 @@ TEST(SetPassthroughCsp, OpensEachKeyToReadItAndClosesIt)
     for (const char* provider : std::span(kProviders).first(4))
         expected.push_back(OpenProvider(provider, "2"));
     expected.push_back(OpenProvider(kProviders[4], R"(0 phkResult:"key#1")"));
-    expected.push_back(R"(RegCloseKey("key#1") = 0)");
+    expected.push_back(Call("RegCloseKey", {"key#1"}, 0));
+    expected.push_back(Call("RegCreateKeyExA",
+                            {"HKEY_LOCAL_MACHINE", R"(SOFTWARE\Kelo Systems Corp.\Keystead CSP Persistent\CAPI)", 0,
+                             nullptr, 0, 983103, nullptr},
+                            0, {{"lpdwDisposition", 1}, {"phkResult", "key#1"}}));
     expected.push_back(
-        R"(RegCreateKeyExA("HKEY_LOCAL_MACHINE", )"
-        R"("SOFTWARE\\Kelo Systems Corp.\\Keystead CSP Persistent\\CAPI", 0, null, 0, 983103, null) = 0 )"
-        R"(lpdwDisposition:1 phkResult:"key#1")");
-    expected.push_back(R"(RegSetValueExA("key#1", "PassthroughCSP", 0, 1, )"
-                       R"("Microsoft Base Cryptographic Provider v1.0", 43) = 0)");
-    expected.push_back(R"(RegCloseKey("key#1") = 0)");
+        Call("RegSetValueExA", {"key#1", "PassthroughCSP", 0, 1, "Microsoft Base Cryptographic Provider v1.0", 43}, 0));
+    expected.push_back(Call("RegCloseKey", {"key#1"}, 0));
     EXPECT_THAT(run.script, ElementsAreArray(expected));
 }
 
@@ -103,7 +102,7 @@ TEST(SetPassthroughCsp, WithoutAnyProviderAnEmptyTextOfOneByteIsWritten)
     const SimulatedRun run = Select(MachineWithProviders({}));
     EXPECT_EQ(run.result, "0");
     EXPECT_EQ(ChosenProvider(run.After()), Json({{"PassthroughCSP", ""}}));
-    EXPECT_THAT(run.script, testing::Contains(R"(RegSetValueExA("key#1", "PassthroughCSP", 0, 1, "", 1) = 0)"));
+    EXPECT_THAT(run.script, testing::Contains(Call("RegSetValueExA", {"key#1", "PassthroughCSP", 0, 1, "", 1}, 0)));
 }
 
 TEST(SetPassthroughCsp, APlainMachineHasAllButThePrototype)
@@ -113,8 +112,8 @@ TEST(SetPassthroughCsp, APlainMachineHasAllButThePrototype)
 
 TEST(SetPassthroughCsp, AProviderThatMayNotBeReadIsPassedOver)
 {
-    const SimulatedRun run = Select(MachineWithProviders(kProviders), {.faults = {"RegOpenKeyExA#1=5"}});
-    EXPECT_EQ(ChosenProvider(run.After()), Json({{"PassthroughCSP", kProviders[1]}}));
+    EXPECT_EQ(ChosenProvider(Select(MachineWithProviders(kProviders), {.faults = {"RegOpenKeyExA#1=5"}}).After()),
+              Json({{"PassthroughCSP", kProviders[1]}}));
 }
 
 TEST(SetPassthroughCsp, AProviderThatMemoryDoesNotSufficeToLookForIsPassedOver)
@@ -129,8 +128,7 @@ TEST(SetPassthroughCsp, AProviderThatMemoryDoesNotSufficeToLookForIsPassedOver)
 
 TEST(SetPassthroughCsp, ASecondCommitWritesTheSameAgain)
 {
-    const SimulatedRun first = Select(MachineWithProviders(kProviders));
-    const SimulatedRun second = Select(first.After());
+    const SimulatedRun second = Select(Select(MachineWithProviders(kProviders)).After());
     EXPECT_EQ(second.result, "0");
     EXPECT_EQ(second.outcome.callCounts.at("RegSetValueExA"), 1u);
     EXPECT_EQ(ChosenProvider(second.After()), Json({{"PassthroughCSP", kProviders[0]}}));
@@ -138,10 +136,10 @@ TEST(SetPassthroughCsp, ASecondCommitWritesTheSameAgain)
 
 TEST(SetPassthroughCsp, AnEarlierChoiceIsReplacedAndOtherValuesStay)
 {
-    Json machine = MachineWithProviders(std::span(kProviders).last(1)).ToJson();
-    machine["registry"][kCapiKey]["values"] = {{"PassthroughCSP", 42}, {"Other", "kept"}};
-    const SimulatedRun run = Select(winsim::Machine::FromJson(machine));
-    EXPECT_EQ(ChosenProvider(run.After()),
+    const winsim::Machine machine =
+        Changed(MachineWithProviders(std::span(kProviders).last(1)),
+                {{"registry", {{kCapiKey, {{"values", {{"PassthroughCSP", 42}, {"Other", "kept"}}}}}}}});
+    EXPECT_EQ(ChosenProvider(Select(machine).After()),
               Json({{"Other", "kept"}, {"PassthroughCSP", "Microsoft Base Cryptographic Provider v1.0"}}));
 }
 
@@ -177,30 +175,26 @@ TEST(SetPassthroughCsp, TheFlagIsNotLookedAt)
 
 TEST(Commit, ALostChoiceLeavesItsMessageAndFails)
 {
-    struct Case
+    for (const auto& [fault, textId] : std::vector<std::pair<const char*, std::uint32_t>>{{"RegCreateKeyExA#1=5", 5055},
+                                                                                          {"RegSetValueExA#1=5", 5056}})
     {
-        const char* fault;
-        std::uint32_t textId;
-    };
-    for (const Case& c : {Case{"RegCreateKeyExA#1=5", 5055}, Case{"RegSetValueExA#1=5", 5056}})
-    {
-        const winsim::Machine machine = MachineOf(R"({"files":
-            {"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\Internationalization_en.dll": {}}})");
-        const SimulatedRun run = RunProgram(machine, {"/Commit"}, {.faults = {c.fault}});
+        const SimulatedRun run = RunProgram(MachineOf(R"({"files":
+            {"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\Internationalization_en.dll": {}}})"),
+                                            {"/Commit"}, {.faults = {fault}});
         EXPECT_EQ(run.exitCode, -1);
         const winsim::RegistryValue* text =
             run.After().registry.FindValue(R"(HKLM\SOFTWARE\Kelo Systems Corp.\Installer)", "");
         ASSERT_NE(text, nullptr);
         EXPECT_EQ(run.After().ToJson()["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Installer)"]["values"][""],
-                  winsim::StringTables().at("en").texts.at(c.textId));
+                  winsim::StringTables().at("en").texts.at(textId));
     }
 }
 
 TEST(Commit, ASuccessfulChoiceLeavesAnEarlierMessageAlone)
 {
-    const winsim::Machine machine = MachineOf(R"({"registry":
-        {"HKLM\\SOFTWARE\\Kelo Systems Corp.\\Installer": {"values": {"": "an earlier text"}}}})");
-    const SimulatedRun run = RunProgram(machine, {"/Commit"});
+    const SimulatedRun run = RunProgram(MachineOf(R"({"registry":
+        {"HKLM\\SOFTWARE\\Kelo Systems Corp.\\Installer": {"values": {"": "an earlier text"}}}})"),
+                                        {"/Commit"});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.After().ToJson()["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Installer)"]["values"][""],
               "an earlier text");

@@ -82,20 +82,16 @@ TEST_F(KeloRehearse, ASavedMachineCanBeRehearsedAgain)
 
 TEST_F(KeloRehearse, ABadPropertyIsNamedByItsPath)
 {
-    struct Case
+    for (const auto& [data, complaint] : std::vector<std::pair<const char*, const char*>>{
+             {"1", "CustomActionData: not an object"},
+             {"[]", "CustomActionData: an empty list"},
+             {"{}", "CustomActionData: no error"},
+             {R"(["a", {"error": "x"}])", "CustomActionData[1].error: not a number"},
+             {R"({"error": 234, "length": 3})", "CustomActionData.length: unknown key"}})
     {
-        const char* data;
-        const char* complaint;
-    };
-    for (const Case& c : {Case{"1", "CustomActionData: not an object"}, Case{"[]", "CustomActionData: an empty list"},
-                          Case{"{}", "CustomActionData: no error"},
-                          Case{R"(["a", {"error": "x"}])", "CustomActionData[1].error: not a number"},
-                          Case{R"({"error": 234, "length": 3})", "CustomActionData.length: unknown key"}})
-    {
-        const Rehearsal run = Run(DescriptionOf({.data = Json::parse(c.data)}), "--export SRK_Auth_Change");
+        const Rehearsal run = Run(DescriptionOf({.data = Json::parse(data)}), "--export SRK_Auth_Change");
         EXPECT_EQ(run.exitStatus, 2);
-        EXPECT_EQ(run.output,
-                  "kelo-rehearse: " + Path("machine.json") + ": installer.properties." + c.complaint + "\n");
+        EXPECT_EQ(run.output, "kelo-rehearse: " + Path("machine.json") + ": installer.properties." + complaint + "\n");
     }
 }
 

@@ -115,20 +115,17 @@ TEST_F(KeloRehearse, DeathIsSaidFirstAndHasNoResult)
     const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
     std::filesystem::copy_file(folder / "kelo-rehearse", Path("kelo-rehearse"));
     std::filesystem::copy_file(folder / "ending_program.so", Path("KeloCustomAction.so"));
-    struct Case
-    {
-        const char* way;
-        const char* reason;
-    };
-    for (const Case& c : {Case{"exception", "uncaught exception std::runtime_error: nobody catches this"},
-                          Case{"abort", "abort"}, Case{"write nowhere", "access violation"}})
+    for (const auto& [way, reason] : std::vector<std::pair<const char*, const char*>>{
+             {"exception", "uncaught exception std::runtime_error: nobody catches this"},
+             {"abort", "abort"},
+             {"write nowhere", "access violation"}})
     {
         std::ofstream(Path("machine.json"))
-            << Json{{"environment", {{"KELO_END_WAY", c.way}, {"KELO_END_MOMENT", "body"}}}};
+            << Json{{"environment", {{"KELO_END_WAY", way}, {"KELO_END_MOMENT", "body"}}}};
         const Rehearsal text = RunShell(Path("kelo-rehearse") + " " + Path("machine.json"));
         EXPECT_EQ(text.exitStatus, 4);
         const std::string headline = OneLine(text.output);
-        EXPECT_THAT(headline, StartsWith(std::string("Run: (no action) NO RESULT: the program died: ") + c.reason));
+        EXPECT_THAT(headline, StartsWith(std::string("Run: (no action) NO RESULT: the program died: ") + reason));
         EXPECT_THAT(headline, HasSubstr(" Result none Waits none "));
 
         const Rehearsal json = RunShell(Path("kelo-rehearse") + " --json " + Path("machine.json"));
@@ -136,7 +133,7 @@ TEST_F(KeloRehearse, DeathIsSaidFirstAndHasNoResult)
         const Json report = Json::parse(json.output);
         EXPECT_EQ(report["exitCode"], nullptr);
         EXPECT_EQ(report["end"], "death");
-        EXPECT_EQ(report["noResult"], std::string("the program died: ") + c.reason);
+        EXPECT_EQ(report["noResult"], std::string("the program died: ") + reason);
         EXPECT_GT(report["calls"].size(), 0u);
     }
 }
@@ -169,43 +166,34 @@ TEST_F(KeloRehearse, FailureThatIsNotReachedIsReported)
 
 TEST_F(KeloRehearse, FailureThatCannotBeIsAUsageError)
 {
-    struct Case
+    for (const auto& [fault, complaint] : std::vector<std::pair<const char*, const char*>>{
+             {"RegCreateKeyEx=5", "the simulated machine has no call RegCreateKeyEx; there is RegCreateKeyExA"},
+             {"NoSuchCall=5", "the simulated machine has no call NoSuchCall"},
+             {"Sleep=5", "Sleep cannot fail"},
+             {"RegCreateKeyExA=nothing", "RegCreateKeyExA cannot succeed with nothing"},
+             {"RegCreateKeyExA=0",
+              "0 is no failure of RegCreateKeyExA: that takes a Win32 error such as ERROR_ACCESS_DENIED"},
+             {"CoCreateInstance=1", "1 is no failure of CoCreateInstance: that takes a HRESULT such as E_FAIL"},
+             {"RegCreateKeyExA=E_FAIL", "the error is neither a 32-bit number nor a known Win32 error such as "
+                                        "ERROR_ACCESS_DENIED; write CALL[#N]=ERROR"}})
     {
-        const char* fault;
-        const char* complaint;
-    };
-    for (const Case& c :
-         {Case{"RegCreateKeyEx=5", "the simulated machine has no call RegCreateKeyEx; there is RegCreateKeyExA"},
-          Case{"NoSuchCall=5", "the simulated machine has no call NoSuchCall"}, Case{"Sleep=5", "Sleep cannot fail"},
-          Case{"RegCreateKeyExA=nothing", "RegCreateKeyExA cannot succeed with nothing"},
-          Case{"RegCreateKeyExA=0",
-               "0 is no failure of RegCreateKeyExA: that takes a Win32 error such as ERROR_ACCESS_DENIED"},
-          Case{"CoCreateInstance=1", "1 is no failure of CoCreateInstance: that takes a HRESULT such as E_FAIL"},
-          Case{"RegCreateKeyExA=E_FAIL", "the error is neither a 32-bit number nor a known Win32 error such as "
-                                         "ERROR_ACCESS_DENIED; write CALL[#N]=ERROR"}})
-    {
-        const Rehearsal run = Run(kPlain, std::string("--fault ") + c.fault, kCommit);
+        const Rehearsal run = Run(kPlain, std::string("--fault ") + fault, kCommit);
         EXPECT_EQ(run.exitStatus, 2);
         EXPECT_EQ(run.output,
-                  std::string("kelo-rehearse: fault \"") + c.fault + "\": " + c.complaint + " (--help tells more)\n");
+                  std::string("kelo-rehearse: fault \"") + fault + "\": " + complaint + " (--help tells more)\n");
     }
 }
 
 TEST_F(KeloRehearse, BadDescriptionIsNamedByFileAndPath)
 {
-    struct Case
+    for (const auto& [description, complaint] : std::vector<std::pair<const char*, const char*>>{
+             {R"({"windows": {"build": "x"}})", "windows.build: not a number"},
+             {R"({"windows": {"build": 1, "build": 2}})", "windows.build: this key is there twice"},
+             {R"({"files": {"C:\\none": null}})", "files.C:\\none: null, and there is nothing to take away"}})
     {
-        const char* description;
-        const char* complaint;
-    };
-    for (const Case& c :
-         {Case{R"({"windows": {"build": "x"}})", "windows.build: not a number"},
-          Case{R"({"windows": {"build": 1, "build": 2}})", "windows.build: this key is there twice"},
-          Case{R"({"files": {"C:\\none": null}})", "files.C:\\none: null, and there is nothing to take away"}})
-    {
-        const Rehearsal run = RunText(c.description, "", kCommit);
+        const Rehearsal run = RunText(description, "", kCommit);
         EXPECT_EQ(run.exitStatus, 2);
-        EXPECT_EQ(run.output, "kelo-rehearse: " + Path("machine.json") + ": " + c.complaint + "\n");
+        EXPECT_EQ(run.output, "kelo-rehearse: " + Path("machine.json") + ": " + complaint + "\n");
     }
     EXPECT_EQ(RunCommand("no-such.json -- /Commit").output, "kelo-rehearse: no-such.json: cannot be read\n");
     EXPECT_EQ(RunCommand("no-such.json -- /Commit").exitStatus, 2);

@@ -1,7 +1,10 @@
 // Proves the timed stop of an open service: the calls in their order, the 30 seconds to the single poll, the results.
 #include "tests/support/service_script.h"
+#include "tests/support/windows_script.h"
 
 #include <gtest/gtest.h>
+
+#include <optional>
 
 namespace
 {
@@ -11,11 +14,36 @@ using winsim::Json;
 constexpr unsigned kStartTick = 600000;
 constexpr char kStdoutLine[] = "Service stop pending...\n";
 
+winsim::Machine MachineWith(const Json& service, unsigned yieldMs = 1)
+{
+    return winsim::Machine::FromJson({{"services", {{"KlPCR", service}}}, {"clock", {{"yieldMs", yieldMs}}}});
+}
+
 winsim::Machine MachineWith(const char* service, unsigned yieldMs = 1)
 {
-    return winsim::Machine::FromJson(
-        {{"services", {{"KlPCR", Json::parse(service)}}}, {"clock", {{"yieldMs", yieldMs}}}});
+    return MachineWith(Json::parse(service), yieldMs);
 }
+
+// The service runs, and after a stop control its stop is pending, for ever or until a time.
+winsim::Machine Stopping(unsigned waitHint, std::optional<unsigned> stoppedAfterMs = std::nullopt)
+{
+    Json states = {{{"afterMs", 0}, {"state", "stopPending"}, {"waitHint", waitHint}}};
+    if (stoppedAfterMs)
+        states.push_back({{"afterMs", *stoppedAfterMs}, {"state", "stopped"}});
+    return MachineWith({{"state", "running"}, {"onStop", {{"states", states}}}});
+}
+
+// The same where the stop is pending from the beginning.
+winsim::Machine Pending(unsigned waitHint, std::optional<unsigned> stoppedAfterMs = std::nullopt)
+{
+    Json service = {{"state", "stopPending"}, {"waitHint", waitHint}};
+    if (stoppedAfterMs)
+        service["states"] = {{{"afterMs", *stoppedAfterMs}, {"state", "stopped"}}};
+    return MachineWith(service);
+}
+
+const winsim::Machine kStopsAtOnce =
+    MachineWith(Json::parse(R"({"state": "running", "onStop": {"states": [{"state": "stopped"}]}})"));
 
 SimulatedRun StopService(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
 {
@@ -24,26 +52,20 @@ SimulatedRun StopService(const winsim::Machine& machine, const SimulatedRunOptio
 
 std::string Tick(unsigned sinceStart)
 {
-    return fmt::format("GetTickCount() = {}", kStartTick + sinceStart);
+    return Call("GetTickCount", {}, kStartTick + sinceStart);
 }
 
 // What the caller does around the stop itself.
-template <typename... Parts>
-Script WholeScript(const Parts&... parts)
+Script Whole(const Script& stop)
 {
-    return Joined(R"(OpenSCManagerW(null, null, 1) = "serviceManager#1")",
-                  R"(OpenServiceW("serviceManager#1", "KlPCR", 36) = "service#1")", Tick(0), parts..., kCloseBoth);
-}
-
-std::string Slept(unsigned ms)
-{
-    return fmt::format("Sleep({})", ms);
+    return {Call("OpenSCManagerW", {nullptr, nullptr, 1}, "serviceManager#1"), OpenService("KlPCR", 36), Tick(0), stop,
+            kCloseBoth};
 }
 
 // One poll that finds a status, at a time.
 Script Poll(const ReportedStatus& status, unsigned ms)
 {
-    return {Slept(status.waitHint), QueryStatusEx(status), Tick(ms)};
+    return {Sleep(status.waitHint), QueryStatusEx(status), Tick(ms)};
 }
 
 // Polls by one hint that all find the same status, from one time to another; `stepMs` is how long a pause really is.
@@ -51,18 +73,18 @@ Script Polls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, un
 {
     Script polls;
     for (unsigned ms = firstMs; ms <= lastMs; ms += stepMs)
-        polls = Joined(polls, Poll(status, ms));
+        polls = {polls, Poll(status, ms)};
     return polls;
 }
 
 // The same during a stop that was pending already: each is announced on standard output.
-constexpr char kAnnounced[] = R"(printf("Service stop pending...\n") = 24)";
+const std::string kAnnounced = Call("printf", {"Service stop pending...\n"}, 24);
 
 Script PendingPolls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, unsigned stepMs)
 {
     Script polls;
     for (unsigned ms = firstMs; ms <= lastMs; ms += stepMs)
-        polls = Joined(polls, kAnnounced, Poll(status, ms));
+        polls = {polls, kAnnounced, Poll(status, ms)};
     return polls;
 }
 
@@ -74,52 +96,47 @@ std::string Repeated(const char* text, unsigned count)
     return all;
 }
 
-// ---- The stop control and the wait behind it ----------------------------------------------------------------------
+// ---- The stop control and the wait behind it ----
 
 TEST(TimedStop, ServiceThatStopsAtOnceIsNotWaitedFor)
 {
-    ExpectRun(StopService(MachineWith(R"({"state": "running",
-                                          "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})")),
-              "0", WholeScript(QueryStatusEx(kRunning), SendStop(kStopped)));
+    ExpectRun(StopService(kStopsAtOnce), "0", Whole({QueryStatusEx(kRunning), SendStop(kStopped)}));
 }
 
 TEST(TimedStop, StoppedServiceIsSentTheControlAllTheSame)
 {
-    ExpectRun(StopService(MachineWith("{}")), "0", WholeScript(QueryStatusEx(kStopped), SendRefusedStop(kStopped)));
+    ExpectRun(StopService(MachineWith("{}")), "0", Whole({QueryStatusEx(kStopped), SendRefusedStop(kStopped)}));
 }
 
 TEST(TimedStop, WaitHintIsSleptInFull)
 {
     const ReportedStatus pending = WithHint(kStopPending, 1000);
-    const SimulatedRun run = StopService(MachineWith(R"({
-        "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 1000},
-                                                  {"afterMs": 2500, "state": "stopped"}]}})"));
+    const SimulatedRun run = StopService(Stopping(1000, 2500));
     ExpectRun(run, "0",
-              WholeScript(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 1000, 2000, 1000), Slept(1000),
-                          QueryStatusEx(kStopped)));
+              Whole({QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 1000, 2000, 1000), Sleep(1000),
+                     QueryStatusEx(kStopped)}));
     EXPECT_EQ(run.outcome.standardOutput, "");
 }
 
 TEST(TimedStop, TheNewestWaitHintIsTheOneThatIsSlept)
 {
-    const SimulatedRun run = StopService(MachineWith(R"({
+    ExpectRun(StopService(MachineWith(R"({
         "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 700},
                                                   {"afterMs": 600, "state": "stopPending", "waitHint": 20},
-                                                  {"afterMs": 710, "state": "stopped"}]}})"));
-    ExpectRun(run, "0",
-              WholeScript(QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 700)), Slept(700),
-                          QueryStatusEx(WithHint(kStopPending, 20)), Tick(700), Slept(20), QueryStatusEx(kStopped)));
+                                                  {"afterMs": 710, "state": "stopped"}]}})")),
+              "0",
+              Whole({QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 700)), Sleep(700),
+                     QueryStatusEx(WithHint(kStopPending, 20)), Tick(700), Sleep(20), QueryStatusEx(kStopped)}));
 }
 
 TEST(TimedStop, ServiceThatDoesNotStopTimesOutAtTheFirstPollAfter30Seconds)
 {
     // The 30th poll is exactly 30000 ms behind the start, which is not yet too long.
     const ReportedStatus pending = WithHint(kStopPending, 1000);
-    const SimulatedRun run = StopService(MachineWith(R"({
-        "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 1000}]}})"));
-    ExpectRun(run, "-1",
-              WholeScript(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 1000, 31000, 1000),
-                          "log: Wait timed out"));
+    const SimulatedRun run = StopService(Stopping(1000));
+    ExpectRun(
+        run, "-1",
+        Whole({QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 1000, 31000, 1000), "log: Wait timed out"}));
     EXPECT_EQ(CountOf("Sleep", run.script), 31u);
     EXPECT_EQ(CountOf("GetTickCount", run.script), 32u);
 }
@@ -127,23 +144,16 @@ TEST(TimedStop, ServiceThatDoesNotStopTimesOutAtTheFirstPollAfter30Seconds)
 TEST(TimedStop, WaitHintBeyondTheLimitIsSleptOnce)
 {
     const ReportedStatus pending = WithHint(kStopPending, 40000);
-    ExpectRun(StopService(MachineWith(R"({
-                  "state": "running",
-                  "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 40000}]}})")),
-              "-1",
-              WholeScript(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 40000, 40000, 40000),
-                          "log: Wait timed out"));
+    ExpectRun(StopService(Stopping(40000)), "-1",
+              Whole({QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 40000, 40000, 40000),
+                     "log: Wait timed out"}));
 }
 
 TEST(TimedStop, ServiceThatStopsDuringAWaitBeyondTheLimitHasStopped)
 {
-    ExpectRun(StopService(MachineWith(R"({
-                  "state": "running",
-                  "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 40000},
-                                        {"afterMs": 39999, "state": "stopped"}]}})")),
-              "0",
-              WholeScript(QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 40000)), Slept(40000),
-                          QueryStatusEx(kStopped)));
+    ExpectRun(StopService(Stopping(40000, 39999)), "0",
+              Whole({QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 40000)), Sleep(40000),
+                     QueryStatusEx(kStopped)}));
 }
 
 TEST(TimedStop, WithoutAWaitHintPollsWithoutAPause)
@@ -152,8 +162,8 @@ TEST(TimedStop, WithoutAWaitHintPollsWithoutAPause)
     const SimulatedRun run = StopService(
         MachineWith(R"({"state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending"}]}})", 100));
     ExpectRun(run, "-1",
-              WholeScript(QueryStatusEx(kRunning), SendStop(kStopPending), Polls(kStopPending, 100, 30100, 100),
-                          "log: Wait timed out"));
+              Whole({QueryStatusEx(kRunning), SendStop(kStopPending), Polls(kStopPending, 100, 30100, 100),
+                     "log: Wait timed out"}));
     EXPECT_EQ(CountOf("Sleep", run.script), 301u);
 }
 
@@ -161,8 +171,8 @@ TEST(TimedStop, RefusedControlIsWaitedForAllTheSame)
 {
     const ReportedStatus running{.state = 4, .controls = 0, .waitHint = 10000};
     ExpectRun(StopService(MachineWith(R"({"state": "running", "controlsAccepted": 0, "waitHint": 10000})")), "-1",
-              WholeScript(QueryStatusEx(running), SendRefusedStop(running), Polls(running, 10000, 40000, 10000),
-                          "log: Wait timed out"));
+              Whole({QueryStatusEx(running), SendRefusedStop(running), Polls(running, 10000, 40000, 10000),
+                     "log: Wait timed out"}));
 }
 
 TEST(TimedStop, ControlThatReportsNoStatusLeavesTheQueriedOne)
@@ -174,8 +184,8 @@ TEST(TimedStop, ControlThatReportsNoStatusLeavesTheQueriedOne)
     const ReportedStatus running = WithHint(kRunning, 20000);
     const SimulatedRun run = StopService(machine);
     ExpectRun(run, "-1",
-              WholeScript(QueryStatusEx(running), R"(ControlService("service#1", 1) = 0)",
-                          Polls(running, 20000, 40000, 20000), "log: Wait timed out"));
+              Whole({QueryStatusEx(running), Failing(SendStop(kStopped), 0), Polls(running, 20000, 40000, 20000),
+                     "log: Wait timed out"}));
     EXPECT_EQ(run.After().services, machine.services);
 }
 
@@ -185,38 +195,30 @@ TEST(TimedStop, EachFailedQueryBehindTheControlEndsTheWait)
     for (unsigned n = 1; n <= 6; ++n)
     {
         SCOPED_TRACE(n);
-        ExpectRun(StopService(MachineWith(R"({"state": "running", "onStop": {"states": [
-                                  {"afterMs": 0, "state": "stopPending", "waitHint": 5000}]}})"),
-                              {.faults = {fmt::format("QueryServiceStatusEx#{}=6", n + 1)}}),
-                  "-2",
-                  WholeScript(QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 5000, 5000 * (n - 1), 5000),
-                              Slept(5000), R"(QueryServiceStatusEx("service#1", 0, 36) = 0)",
-                              "log: QueryServiceStatusEx failed (6)"));
+        ExpectRun(StopService(Stopping(5000), {.faults = {fmt::format("QueryServiceStatusEx#{}=6", n + 1)}}), "-2",
+                  Whole({QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 5000, 5000 * (n - 1), 5000),
+                         Sleep(5000), Failing(QueryStatusEx(kStopped), 0), "log: QueryServiceStatusEx failed (6)"}));
     }
 }
 
-// ---- A failed first query -----------------------------------------------------------------------------------------
+// ---- A failed first query ----
 
-constexpr char kFailedQuery[] = R"(QueryServiceStatusEx("service#1", 0, 36) = 0)";
+const std::string kFailedQuery = Failing(QueryStatusEx(kStopped), 0);
 constexpr char kFailedFirst[] = "log: CKlTkService::StopService - failed to query Service Status 5";
 
 TEST(TimedStop, FailedFirstQueryIsLoggedAndTheControlSent)
 {
-    ExpectRun(StopService(MachineWith(R"({"state": "running",
-                                          "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"),
-                          {.faults = {"QueryServiceStatusEx#1=5"}}),
-              "0", WholeScript(kFailedQuery, kFailedFirst, SendStop(kStopped)));
+    ExpectRun(StopService(kStopsAtOnce, {.faults = {"QueryServiceStatusEx#1=5"}}), "0",
+              Whole({kFailedQuery, kFailedFirst, SendStop(kStopped)}));
 }
 
 TEST(TimedStop, PendingStopThatIsNotSeenIsWaitedForBehindTheControl)
 {
     const ReportedStatus pending = WithHint(kStopPending, 1000);
-    const SimulatedRun run = StopService(MachineWith(R"({"state": "stopPending", "waitHint": 1000,
-                                                         "states": [{"afterMs": 1500, "state": "stopped"}]})"),
-                                         {.faults = {"QueryServiceStatusEx#1=5"}});
+    const SimulatedRun run = StopService(Pending(1000, 1500), {.faults = {"QueryServiceStatusEx#1=5"}});
     ExpectRun(run, "0",
-              WholeScript(kFailedQuery, kFailedFirst, SendRefusedStop(pending), Polls(pending, 1000, 1000, 1000),
-                          Slept(1000), QueryStatusEx(kStopped)));
+              Whole({kFailedQuery, kFailedFirst, SendRefusedStop(pending), Polls(pending, 1000, 1000, 1000),
+                     Sleep(1000), QueryStatusEx(kStopped)}));
     EXPECT_EQ(run.outcome.standardOutput, "");
 }
 
@@ -225,8 +227,8 @@ TEST(TimedStop, WithNeitherStatusNorControlItPollsWithoutAPause)
     ExpectRun(StopService(MachineWith(R"({"state": "stopped", "waitHint": 1000})"),
                           {.faults = {"QueryServiceStatusEx#1=5", "ControlService=5"}}),
               "0",
-              WholeScript(kFailedQuery, kFailedFirst, R"(ControlService("service#1", 1) = 0)", Slept(0),
-                          QueryStatusEx(WithHint(kStopped, 1000))));
+              Whole({kFailedQuery, kFailedFirst, Failing(SendStop(kStopped), 0), Sleep(0),
+                     QueryStatusEx(WithHint(kStopped, 1000))}));
 }
 
 TEST(TimedStop, EveryQueryFailing)
@@ -234,68 +236,62 @@ TEST(TimedStop, EveryQueryFailing)
     ExpectRun(
         StopService(MachineWith(R"({"state": "running"})"), {.faults = {"QueryServiceStatusEx=5", "ControlService=5"}}),
         "-2",
-        WholeScript(kFailedQuery, kFailedFirst, R"(ControlService("service#1", 1) = 0)", Slept(0), kFailedQuery,
-                    "log: QueryServiceStatusEx failed (5)"));
+        Whole({kFailedQuery, kFailedFirst, Failing(SendStop(kStopped), 0), Sleep(0), kFailedQuery,
+               "log: QueryServiceStatusEx failed (5)"}));
 }
 
-// ---- A stop that is pending already -------------------------------------------------------------------------------
+// ---- A stop that is pending already ----
 
 TEST(TimedStop, PendingStopThatEndsGivesTheResultOfItsLogLine)
 {
     const ReportedStatus pending = WithHint(kStopPending, 1000);
-    const SimulatedRun run = StopService(MachineWith(
-        R"({"state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 2500, "state": "stopped"}]})"));
+    const SimulatedRun run = StopService(Pending(1000, 2500));
     ExpectRun(run, "1",
-              WholeScript(QueryStatusEx(pending), PendingPolls(pending, 1000, 2000, 1000), kAnnounced, Slept(1000),
-                          QueryStatusEx(kStopped), "log: Service stopped successfully."));
+              Whole({QueryStatusEx(pending), PendingPolls(pending, 1000, 2000, 1000), kAnnounced, Sleep(1000),
+                     QueryStatusEx(kStopped), "log: Service stopped successfully."}));
     EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 3));
 }
 
 TEST(TimedStop, PendingStopThatEndsWithoutALogGivesZero)
 {
-    const SimulatedRun run =
-        StopService(MachineWith(R"({"state": "stopPending", "states": [{"afterMs": 1, "state": "stopped"}]})"),
-                    {.faults = {"SHCreateDirectoryExA=5"}});
-    EXPECT_EQ(run.result, "0");
-    EXPECT_TRUE(run.log.empty());
+    ExpectLog(StopService(MachineWith(R"({"state": "stopPending", "states": [{"afterMs": 1, "state": "stopped"}]})"),
+                          {.faults = {"SHCreateDirectoryExA=5"}}),
+              "0", {});
 }
 
 TEST(TimedStop, PendingStopTimesOutAtTheFirstPollAfter30Seconds)
 {
     const ReportedStatus pending = WithHint(kStopPending, 1000);
-    const SimulatedRun run = StopService(MachineWith(R"({"state": "stopPending", "waitHint": 1000})"));
+    const SimulatedRun run = StopService(Pending(1000));
     ExpectRun(
         run, "-1",
-        WholeScript(QueryStatusEx(pending), PendingPolls(pending, 1000, 31000, 1000), "log: Service stop timed out."));
+        Whole({QueryStatusEx(pending), PendingPolls(pending, 1000, 31000, 1000), "log: Service stop timed out."}));
     EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 31));
 }
 
 TEST(TimedStop, PendingStopWithAHintBeyondTheLimitIsSleptOnce)
 {
     const ReportedStatus pending = WithHint(kStopPending, 40000);
-    const SimulatedRun run = StopService(MachineWith(R"({"state": "stopPending", "waitHint": 40000})"));
-    ExpectRun(run, "-1",
-              WholeScript(QueryStatusEx(pending), PendingPolls(pending, 40000, 40000, 40000),
-                          "log: Service stop timed out."));
+    const SimulatedRun run = StopService(Pending(40000));
+    ExpectRun(
+        run, "-1",
+        Whole({QueryStatusEx(pending), PendingPolls(pending, 40000, 40000, 40000), "log: Service stop timed out."}));
     EXPECT_EQ(run.outcome.standardOutput, kStdoutLine);
 }
 
 TEST(TimedStop, PendingStopThatEndsDuringAWaitBeyondTheLimitHasEnded)
 {
-    ExpectRun(
-        StopService(MachineWith(
-            R"({"state": "stopPending", "waitHint": 40000, "states": [{"afterMs": 35000, "state": "stopped"}]})")),
-        "1",
-        WholeScript(QueryStatusEx(WithHint(kStopPending, 40000)), kAnnounced, Slept(40000), QueryStatusEx(kStopped),
-                    "log: Service stopped successfully."));
+    ExpectRun(StopService(Pending(40000, 35000)), "1",
+              Whole({QueryStatusEx(WithHint(kStopPending, 40000)), kAnnounced, Sleep(40000), QueryStatusEx(kStopped),
+                     "log: Service stopped successfully."}));
 }
 
 TEST(TimedStop, PendingStopWithoutAHintIsPolledWithoutAPause)
 {
     const SimulatedRun run = StopService(MachineWith(R"({"state": "stopPending"})", 100));
     ExpectRun(run, "-1",
-              WholeScript(QueryStatusEx(kStopPending), PendingPolls(kStopPending, 100, 30100, 100),
-                          "log: Service stop timed out."));
+              Whole({QueryStatusEx(kStopPending), PendingPolls(kStopPending, 100, 30100, 100),
+                     "log: Service stop timed out."}));
     EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 301));
 }
 
@@ -305,8 +301,8 @@ TEST(TimedStop, PendingStopThatTurnsIntoAnotherStateIsSentTheControl)
         "state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 500, "state": "running"}],
         "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"));
     ExpectRun(run, "0",
-              WholeScript(QueryStatusEx(WithHint(kStopPending, 1000)), kAnnounced, Slept(1000), QueryStatusEx(kRunning),
-                          Tick(1000), SendStop(kStopped)));
+              Whole({QueryStatusEx(WithHint(kStopPending, 1000)), kAnnounced, Sleep(1000), QueryStatusEx(kRunning),
+                     Tick(1000), SendStop(kStopped)}));
     EXPECT_EQ(run.outcome.standardOutput, kStdoutLine);
 }
 
@@ -317,9 +313,9 @@ TEST(TimedStop, BothWaitsShareOneLimit)
                   "state": "stopPending", "waitHint": 10000, "states": [{"afterMs": 20000, "state": "running"}],
                   "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 10000}]}})")),
               "-1",
-              WholeScript(QueryStatusEx(pending), kAnnounced, Slept(10000), QueryStatusEx(pending), Tick(10000),
-                          kAnnounced, Slept(10000), QueryStatusEx(kRunning), Tick(20000), SendStop(pending),
-                          Polls(pending, 30000, 40000, 10000), "log: Wait timed out"));
+              Whole({QueryStatusEx(pending), kAnnounced, Sleep(10000), QueryStatusEx(pending), Tick(10000), kAnnounced,
+                     Sleep(10000), QueryStatusEx(kRunning), Tick(20000), SendStop(pending),
+                     Polls(pending, 30000, 40000, 10000), "log: Wait timed out"}));
 }
 
 TEST(TimedStop, EachFailedQueryOfAPendingStopEndsTheWait)
@@ -328,11 +324,11 @@ TEST(TimedStop, EachFailedQueryOfAPendingStopEndsTheWait)
     for (unsigned n = 1; n <= 6; ++n)
     {
         SCOPED_TRACE(n);
-        const SimulatedRun run = StopService(MachineWith(R"({"state": "stopPending", "waitHint": 5000})"),
-                                             {.faults = {fmt::format("QueryServiceStatusEx#{}=1115", n + 1)}});
+        const SimulatedRun run =
+            StopService(Pending(5000), {.faults = {fmt::format("QueryServiceStatusEx#{}=1115", n + 1)}});
         ExpectRun(run, "-2",
-                  WholeScript(QueryStatusEx(pending), PendingPolls(pending, 5000, 5000 * (n - 1), 5000), kAnnounced,
-                              Slept(5000), kFailedQuery, "log: QueryServiceStatusEx failed (1115)"));
+                  Whole({QueryStatusEx(pending), PendingPolls(pending, 5000, 5000 * (n - 1), 5000), kAnnounced,
+                         Sleep(5000), kFailedQuery, "log: QueryServiceStatusEx failed (1115)"}));
         EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, n));
     }
 }
@@ -355,8 +351,8 @@ TEST(TimedStop, TheNewestWaitHintIsTheOneThatIsSleptWhileAStopIsPending)
                   "states": [{"afterMs": 600, "state": "stopPending", "waitHint": 20},
                              {"afterMs": 710, "state": "stopped"}]})")),
               "1",
-              WholeScript(QueryStatusEx(first), kAnnounced, Slept(700), QueryStatusEx(second), Tick(700), kAnnounced,
-                          Slept(20), QueryStatusEx(kStopped), "log: Service stopped successfully."));
+              Whole({QueryStatusEx(first), kAnnounced, Sleep(700), QueryStatusEx(second), Tick(700), kAnnounced,
+                     Sleep(20), QueryStatusEx(kStopped), "log: Service stopped successfully."}));
 }
 
 TEST(TimedStop, TheWaitHintThatTheControlReportsReplacesTheOneBeforeIt)
@@ -366,8 +362,8 @@ TEST(TimedStop, TheWaitHintThatTheControlReportsReplacesTheOneBeforeIt)
                   "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 30},
                                         {"afterMs": 10, "state": "stopped"}]}})")),
               "0",
-              WholeScript(QueryStatusEx(WithHint(kRunning, 9000)), SendStop(WithHint(kStopPending, 30)), Slept(30),
-                          QueryStatusEx(kStopped)));
+              Whole({QueryStatusEx(WithHint(kRunning, 9000)), SendStop(WithHint(kStopPending, 30)), Sleep(30),
+                     QueryStatusEx(kStopped)}));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // Proves how the toolkit's service is installed, configured, started, stopped, unregistered and deleted.
-#include "tests/support/process_script.h"
 #include "tests/support/service_script.h"
+#include "tests/support/windows_script.h"
 
 #include <gtest/gtest.h>
 
@@ -36,6 +36,12 @@ winsim::Machine MachineWithService(const char* service)
     return winsim::Machine::FromJson(description);
 }
 
+// The same with other runs of the service program.
+winsim::Machine RunningInstead(const winsim::Machine& machine, const char* runs)
+{
+    return Changed(machine, {{"programs", {{R"(C:\Toolkit\KlPCR.exe)", {{"runs", Json::parse(runs)}}}}}});
+}
+
 const winsim::Service& ServiceOf(const SimulatedRun& run)
 {
     const winsim::Service* service = run.After().services.Find("KlPCR");
@@ -45,11 +51,11 @@ const winsim::Service& ServiceOf(const SimulatedRun& run)
 }
 
 const std::string kOpenForAll = OpenService("KlPCR", 0xF01FF);
-const std::string kNotOpened = R"(OpenServiceW("serviceManager#1", "KlPCR", 983551))";
-constexpr char kStopBegins[] = "GetTickCount() = 600000";
-constexpr char kManagerRefused[] = "OpenSCManagerW(null, null, 983103)";
+const std::string kNotOpened = Failing(kOpenForAll);
+const std::string kStopBegins = Call("GetTickCount", {}, 600000);
+const std::string kManagerRefused = Failing(kOpenManager);
 
-// ---- Installation -------------------------------------------------------------------------------------------------
+// ---- Installation ----
 
 SimulatedRun Install(const winsim::Machine& machine, const SimulatedRunOptions& options = {},
                      const std::string& vendor = "KELO")
@@ -62,49 +68,37 @@ constexpr char kBegin[] = "log: InstallTkService - Make sure that the Service is
 const Script kNotInstalled = {kBegin, kOpenManager, kNotOpened, kCloseManager,
                               "log: InstallTkService - failed to open the KlPCR Service. 1060 (this is expected)"};
 
-// The version probe, up to the version that Windows has.
-Script Probed(unsigned minor, bool isPassed)
-{
-    return {"VerSetConditionMask(0, 2, 3) = 9223372036854775832",
-            "VerSetConditionMask(9223372036854775832, 1, 3) = 9223372036854775835",
-            "VerSetConditionMask(9223372036854775835, 32, 3) = 9223372036854874139",
-            fmt::format(R"(VerifyVersionInfoW({{"dwOSVersionInfoSize":284,"dwMajorVersion":6,"dwMinorVersion":{},)"
-                        R"("wServicePackMajor":0,"wServicePackMinor":0}}, 3, 9223372036854874139) = {})",
-                        minor, isPassed ? 1 : 0)};
-}
-
 constexpr char kRegister[] = "log: KlTKService - now properly install/register the service";
-const Script kDependenciesChosen =
-    Joined(kRegister, Probed(0, true), Probed(2, true), "log: This is Win8, no TBS Service....");
+const Script kDependenciesChosen = {kRegister, AskForVersion(6, 0, true), AskForVersion(6, 2, true),
+                                    "log: This is Win8, no TBS Service...."};
 
-const std::string kRun =
-    R"(CreateProcessW("C:\\Toolkit\\KlPCR.exe", "-Service", null, null, 0, 134217728, null, null, )" +
-    std::string(kStartup) + ")";
-const Script kRegistered =
-    Joined(kRun + R"( = 1 lpProcessInformation:{"hProcess":"process#1","hThread":"thread#1","dwProcessId":4312,)"
-                  R"("dwThreadId":4313})",
-           R"(WaitForSingleObject("process#1", 4294967295) = 0)", R"(CloseHandle("process#1") = 1)",
-           R"(CloseHandle("thread#1") = 1)");
+const std::string kRun = StartProgram(R"(C:\Toolkit\KlPCR.exe)", "-Service", 0x8000000);
+const Script kRegistered = {kRun, kWaitForProgram, kCloseProgram};
+const Script kUpToRegistration = {kNotInstalled, kDependenciesChosen, kRegistered};
 
 const Script kFinalOpened = {kOpenManager, OpenService("KlPCR", 0x12)};
 
-std::string Configured(const char* dependencies, int result = 1)
+std::string Configured(const Script& dependencies)
 {
-    return fmt::format(R"(ChangeServiceConfigW("service#1", 4294967295, 2, 4294967295, null, "SmartcardGroup", null, )"
-                       R"({}, null, null, null) = {})",
-                       dependencies, result);
+    return Call("ChangeServiceConfigW",
+                {"service#1", 0xFFFFFFFF, 2, 0xFFFFFFFF, nullptr, "SmartcardGroup", nullptr, dependencies, nullptr,
+                 nullptr, nullptr},
+                1);
 }
 
-const std::string kKeloConfigured = Configured(R"(["tcsd_x86","RPCSS"])");
-const std::string kDescribed = R"(ChangeServiceConfig2W("service#1", 1, {"lpDescription":"Kelo Toolkit Service"}) = 1)";
-constexpr char kStarted[] = R"(StartServiceW("service#1", 0, null) = 1)";
-const Script kInstalled = Joined(kCloseBoth, "log: KlTKService - service installed/registered");
-const Script kFinalPhase = Joined(kFinalOpened, kKeloConfigured, kDescribed, kStarted, kInstalled);
+const std::string kKeloConfigured = Configured({"tcsd_x86", "RPCSS"});
+const Script kNotRegistered = {kOpenManager, Failing(OpenService("KlPCR", 18)),
+                               "log: InstallTkService - failed to open the KlPCR Service! 1060", kCloseManager};
+const std::string kDescribed =
+    Call("ChangeServiceConfig2W", {"service#1", 1, {{"lpDescription", "Kelo Toolkit Service"}}}, 1);
+const std::string kStarted = Call("StartServiceW", {"service#1", 0, nullptr}, 1);
+const Script kInstalled = {kCloseBoth, "log: KlTKService - service installed/registered"};
+const Script kFinalPhase = {kFinalOpened, kKeloConfigured, kDescribed, kStarted, kInstalled};
 
 TEST(InstallTkService, FirstInstallation)
 {
     const SimulatedRun run = Install(ToolkitMachine());
-    ExpectRun(run, "0", Joined(kNotInstalled, kDependenciesChosen, kRegistered, kFinalPhase));
+    ExpectRun(run, "0", {kUpToRegistration, kFinalPhase});
     const winsim::Service& service = ServiceOf(run);
     EXPECT_EQ(service.startType, 2u);
     EXPECT_EQ(service.loadOrderGroup, "SmartcardGroup");
@@ -119,11 +113,11 @@ TEST(InstallTkService, FirstInstallation)
 
 TEST(InstallTkService, WithoutAFullPathNothingIsRun)
 {
-    const winsim::Machine machine = MachineOf(R"({"programs": {"C:\\KlPCR.exe": {"runs": [
-        {"effects": {"services": {"KlPCR": {"binaryPath": "planted"}}}}]}}})");
     for (const char* directory : {"", "C:", R"(C:Toolkit\)", R"(Toolkit\)", R"(\)"})
     {
-        const SimulatedRun run = CallFunction(machine, "InstallTkService", {"KELO", directory});
+        const SimulatedRun run = CallFunction(MachineOf(R"({"programs": {"C:\\KlPCR.exe": {"runs": [
+        {"effects": {"services": {"KlPCR": {"binaryPath": "planted"}}}}]}}})"),
+                                              "InstallTkService", {"KELO", directory});
         EXPECT_EQ(run.result, "-1") << directory;
         EXPECT_EQ(run.log.back(), "InstallTkService - failed to open the KlPCR Service! 1060") << directory;
         EXPECT_FALSE(run.outcome.callCounts.contains("CreateProcessW")) << directory;
@@ -150,7 +144,7 @@ TEST(InstallTkService, RegistrationIsWaitedForWithoutALimitAndItsExitCodeNotLook
     const SimulatedRun run = Install(ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": {"runs": [
         {"arguments": "-Service", "runMs": 36000000, "exitCode": 1,
          "effects": {"services": {"KlPCR": {"binaryPath": "x"}}}}]}}})"));
-    ExpectRun(run, "0", Joined(kNotInstalled, kDependenciesChosen, kRegistered, kFinalPhase));
+    ExpectRun(run, "0", {kUpToRegistration, kFinalPhase});
     EXPECT_EQ(run.outcome.clockMs, 36000000u);
 }
 
@@ -163,7 +157,7 @@ TEST(InstallTkService, RegistrationThatNeverEndsIsWaitedForForEver)
     EXPECT_EQ(CountOf("WaitForSingleObject", run.script), 1u);
 }
 
-// ---- The dependencies ---------------------------------------------------------------------------------------------
+// ---- The dependencies ----
 
 struct VendorRow
 {
@@ -199,13 +193,12 @@ TEST(InstallTkService, VendorAndVersionChooseTheDependencies)
         for (const VersionRow& version : kVersions)
         {
             SCOPED_TRACE(std::string(vendor.vendor) + " on " + version.version);
-            const SimulatedRun run = Install(
-                ToolkitMachine((std::string(R"({"windows": {"version": ")") + version.version + R"("}})").c_str()), {},
-                vendor.vendor);
+            const SimulatedRun run =
+                Install(Changed(ToolkitMachine(), {{"windows", {{"version", version.version}}}}), {}, vendor.vendor);
             EXPECT_EQ(run.result, "0");
 
             Script dependencies;
-            Script log = LogOf(Joined(kNotInstalled, kRegister));
+            Script log = LogOf({kNotInstalled, kRegister});
             if (vendor.stackService != nullptr)
                 dependencies.push_back(vendor.stackService);
             else
@@ -226,41 +219,42 @@ TEST(InstallTkService, VendorAndVersionChooseTheDependencies)
 TEST(InstallTkService, BeforeVistaTheSecondProbeIsNotMade)
 {
     ExpectRun(Install(ToolkitMachine(R"({"windows": {"version": "5.2"}})"), {}, "Other"), "0",
-              Joined(kNotInstalled, kRegister,
-                     "log: InstallTkService - A unknown TSS name was provided, set to have no TSS dependencies",
-                     Probed(0, false), kRegistered,
-                     Joined(kFinalOpened, Configured(R"(["RPCSS"])"), kDescribed, kStarted, kInstalled)));
+              {kNotInstalled, kRegister,
+               "log: InstallTkService - A unknown TSS name was provided, set to have no TSS dependencies",
+               AskForVersion(6, 0, false), kRegistered, kFinalOpened, Configured({"RPCSS"}), kDescribed, kStarted,
+               kInstalled});
 }
 
 TEST(InstallTkService, OnVistaAndWindows7TheListHoldsTbs)
 {
     ExpectRun(Install(ToolkitMachine(R"({"windows": {"version": "6.1"}})"), {}, "ntru"), "0",
-              Joined(kNotInstalled, kRegister, Probed(0, true), Probed(2, false),
-                     "log: This is Vista/Win7, add TBS Service to dependencies....", kRegistered,
-                     Joined(kFinalOpened, Configured(R"(["tcsd_win32.exe","TBS","RPCSS"])"), kDescribed, kStarted,
-                            kInstalled)));
+              {kNotInstalled, kRegister, AskForVersion(6, 0, true), AskForVersion(6, 2, false),
+               "log: This is Vista/Win7, add TBS Service to dependencies....", kRegistered, kFinalOpened,
+               Configured({"tcsd_win32.exe", "TBS", "RPCSS"}), kDescribed, kStarted, kInstalled});
 }
 
-// ---- A service left from before -----------------------------------------------------------------------------------
+// ---- A service left from before ----
+
+const Script kOldFound = {kBegin, kOpenManager, kOpenForAll, kStopBegins};
 
 // What comes behind the first phase when the service was there: it is registered anew and started.
 Script RestOfInstall(const char* startError = nullptr)
 {
     Script final = kFinalPhase;
     if (startError != nullptr)
-        final =
-            Joined(kFinalOpened, kKeloConfigured, kDescribed, R"(StartServiceW("service#1", 0, null) = 0)",
-                   std::string("log: InstallTkService failed to start the KlPCR Service ") + startError, kInstalled);
-    return Joined(kDependenciesChosen, kRegistered, final);
+        final = {kFinalOpened,
+                 kKeloConfigured,
+                 kDescribed,
+                 Failing(kStarted, 0),
+                 std::string("log: InstallTkService failed to start the KlPCR Service ") + startError,
+                 kInstalled};
+    return {kDependenciesChosen, kRegistered, final};
 }
 
 winsim::Machine InstalledBefore(const char* service)
 {
     // The program finds the service registered and leaves it as it is.
-    winsim::Machine machine = MachineWithService(service);
-    Json description = machine.ToJson();
-    description["programs"][R"(C:\Toolkit\KlPCR.exe)"]["runs"] = {{{"arguments", "-Service"}, {"exitCode", 0}}};
-    return winsim::Machine::FromJson(description);
+    return RunningInstead(MachineWithService(service), R"([{"arguments": "-Service"}])");
 }
 
 TEST(InstallTkService, RunningServiceIsStoppedFirst)
@@ -268,8 +262,8 @@ TEST(InstallTkService, RunningServiceIsStoppedFirst)
     ExpectRun(Install(InstalledBefore(R"({"state": "running",
                                           "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})")),
               "0",
-              Joined(kBegin, kOpenManager, kOpenForAll, kStopBegins, QueryStatusEx(kRunning), SendStop(kStopped),
-                     "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth, RestOfInstall()));
+              {kOldFound, QueryStatusEx(kRunning), SendStop(kStopped),
+               "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth, RestOfInstall()});
 }
 
 TEST(InstallTkService, SlowStopIsWaitedFor)
@@ -278,20 +272,19 @@ TEST(InstallTkService, SlowStopIsWaitedFor)
                   "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 6000},
                                                             {"afterMs": 12000, "state": "stopped"}]}})")),
               "0",
-              Joined(kBegin, kOpenManager, kOpenForAll, kStopBegins, QueryStatusEx(kRunning),
-                     SendStop(WithHint(kStopPending, 6000)), "Sleep(6000)", QueryStatusEx(WithHint(kStopPending, 6000)),
-                     "GetTickCount() = 606000", "Sleep(6000)", QueryStatusEx(kStopped),
-                     "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth, RestOfInstall()));
+              {kOldFound, QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 6000)), Sleep(6000),
+               QueryStatusEx(WithHint(kStopPending, 6000)), Call("GetTickCount", {}, 606000), Sleep(6000),
+               QueryStatusEx(kStopped), "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth,
+               RestOfInstall()});
 }
 
 TEST(InstallTkService, ServiceThatDoesNotStopIsLoggedAndTheInstallationGoesOn)
 {
     const ReportedStatus running{.state = 4, .controls = 0, .waitHint = 31000};
     ExpectRun(Install(InstalledBefore(R"({"state": "running", "controlsAccepted": 0, "waitHint": 31000})")), "0",
-              Joined(kBegin, kOpenManager, kOpenForAll, kStopBegins, QueryStatusEx(running), SendRefusedStop(running),
-                     "Sleep(31000)", QueryStatusEx(running), "GetTickCount() = 631000", "log: Wait timed out",
-                     "log: InstallTkService - failed to stop the KlPCR Service. -1", kCloseBoth,
-                     RestOfInstall("1056")));
+              {kOldFound, QueryStatusEx(running), SendRefusedStop(running), Sleep(31000), QueryStatusEx(running),
+               Call("GetTickCount", {}, 631000), "log: Wait timed out",
+               "log: InstallTkService - failed to stop the KlPCR Service. -1", kCloseBoth, RestOfInstall("1056")});
 }
 
 TEST(InstallTkService, PendingStopThatEndsCountsAsAFailureToStop)
@@ -300,10 +293,9 @@ TEST(InstallTkService, PendingStopThatEndsCountsAsAFailureToStop)
     ExpectRun(Install(InstalledBefore(
                   R"({"state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 900, "state": "stopped"}]})")),
               "0",
-              Joined(kBegin, kOpenManager, kOpenForAll, kStopBegins, QueryStatusEx(pending),
-                     R"(printf("Service stop pending...\n") = 24)", "Sleep(1000)", QueryStatusEx(kStopped),
-                     "log: Service stopped successfully.",
-                     "log: InstallTkService - failed to stop the KlPCR Service. 1", kCloseBoth, RestOfInstall()));
+              {kOldFound, QueryStatusEx(pending), Call("printf", {"Service stop pending...\n"}, 24), Sleep(1000),
+               QueryStatusEx(kStopped), "log: Service stopped successfully.",
+               "log: InstallTkService - failed to stop the KlPCR Service. 1", kCloseBoth, RestOfInstall()});
 }
 
 TEST(InstallTkService, FailedQueryCountsAsAFailureToStop)
@@ -322,83 +314,72 @@ TEST(InstallTkService, FailedQueryCountsAsAFailureToStop)
 TEST(InstallTkService, ManagerThatCannotBeOpenedAtFirstIsLogged)
 {
     ExpectRun(Install(ToolkitMachine(), {.faults = {"OpenSCManagerW#1=1115"}}), "0",
-              Joined(kBegin, kManagerRefused, "log: InstallTkService - failed to open the SCM. 1115",
-                     kDependenciesChosen, kRegistered, kFinalPhase));
+              {kBegin, kManagerRefused, "log: InstallTkService - failed to open the SCM. 1115", kDependenciesChosen,
+               kRegistered, kFinalPhase});
 }
 
 TEST(InstallTkService, ErrorOfTheFirstOpeningIsReadBehindTheClosingOfTheManager)
 {
     ExpectRun(Install(ToolkitMachine(), {.faults = {"CloseServiceHandle#1=6"}}), "0",
-              Joined(kBegin, kOpenManager, kNotOpened, R"(CloseServiceHandle("serviceManager#1") = 0)",
-                     "log: InstallTkService - failed to open the KlPCR Service. 6 (this is expected)",
-                     kDependenciesChosen, kRegistered, kFinalPhase));
+              {kBegin, kOpenManager, kNotOpened, Failing(kCloseManager, 0),
+               "log: InstallTkService - failed to open the KlPCR Service. 6 (this is expected)", kDependenciesChosen,
+               kRegistered, kFinalPhase});
 }
 
-// ---- Failures of the registration and the final phase -------------------------------------------------------------
+// ---- Failures of the registration and the final phase ----
 
 TEST(InstallTkService, ProgramThatCannotBeStartedIsNeitherWaitedForNorClosed)
 {
     ExpectRun(Install(ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": null}})")), "-1",
-              Joined(kNotInstalled, kDependenciesChosen, kRun + " = 0",
-                     Script{kOpenManager, R"(OpenServiceW("serviceManager#1", "KlPCR", 18))",
-                            "log: InstallTkService - failed to open the KlPCR Service! 1060", kCloseManager}));
+              {kNotInstalled, kDependenciesChosen, Failing(kRun, 0), kNotRegistered});
 }
 
 TEST(InstallTkService, ServiceThatIsThereIsConfiguredThoughItsProgramCannotBeStarted)
 {
     ExpectRun(Install(InstalledBefore("{}"), {.faults = {"CreateProcessW=5"}}), "0",
-              Joined(kBegin, kOpenManager, kOpenForAll, kStopBegins, QueryStatusEx(kStopped), SendRefusedStop(kStopped),
-                     "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth, kDependenciesChosen,
-                     kRun + " = 0", kFinalPhase));
+              {kOldFound, QueryStatusEx(kStopped), SendRefusedStop(kStopped),
+               "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth, kDependenciesChosen, Failing(kRun, 0),
+               kFinalPhase});
 }
 
 TEST(InstallTkService, ManagerThatCannotBeOpenedForTheFinalPhaseIsAFailure)
 {
     ExpectRun(Install(ToolkitMachine(), {.faults = {"OpenSCManagerW#2=5"}}), "-1",
-              Joined(kNotInstalled, kDependenciesChosen, kRegistered, kManagerRefused,
-                     "log: InstallTkService - failed to open the SCM. 5"));
+              {kUpToRegistration, kManagerRefused, "log: InstallTkService - failed to open the SCM. 5"});
 }
 
 TEST(InstallTkService, ManagerThatCanNeverBeOpenedIsLoggedTwice)
 {
     ExpectRun(Install(ToolkitMachine(), {.faults = {"OpenSCManagerW=5"}}), "-1",
-              Joined(kBegin, kManagerRefused, "log: InstallTkService - failed to open the SCM. 5", kDependenciesChosen,
-                     kRegistered, kManagerRefused, "log: InstallTkService - failed to open the SCM. 5"));
+              {kBegin, kManagerRefused, "log: InstallTkService - failed to open the SCM. 5", kDependenciesChosen,
+               kRegistered, kManagerRefused, "log: InstallTkService - failed to open the SCM. 5"});
 }
 
 TEST(InstallTkService, ServiceThatItsProgramDidNotRegisterIsAFailure)
 {
     ExpectRun(Install(ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": {"runs": []}}})")), "-1",
-              Joined(kNotInstalled, kDependenciesChosen, kRegistered,
-                     Script{kOpenManager, R"(OpenServiceW("serviceManager#1", "KlPCR", 18))",
-                            "log: InstallTkService - failed to open the KlPCR Service! 1060", kCloseManager}));
+              {kUpToRegistration, kNotRegistered});
 }
 
 TEST(InstallTkService, FailedConfigurationIsLoggedAndTheRestDone)
 {
     ExpectRun(Install(ToolkitMachine(), {.faults = {"ChangeServiceConfigW=1057"}}), "0",
-              Joined(kNotInstalled, kDependenciesChosen, kRegistered,
-                     Joined(kFinalOpened, Configured(R"(["tcsd_x86","RPCSS"])", 0),
-                            "log: InstallTkService failed to change KlPCR Service configuration 1057", kDescribed,
-                            kStarted, kInstalled)));
+              {kUpToRegistration, kFinalOpened, Failing(kKeloConfigured, 0),
+               "log: InstallTkService failed to change KlPCR Service configuration 1057", kDescribed, kStarted,
+               kInstalled});
 }
 
 TEST(InstallTkService, FailedDescriptionIsIgnored)
 {
     ExpectRun(Install(ToolkitMachine(), {.faults = {"ChangeServiceConfig2W=5"}}), "0",
-              Joined(kNotInstalled, kDependenciesChosen, kRegistered,
-                     Joined(kFinalOpened, kKeloConfigured,
-                            R"(ChangeServiceConfig2W("service#1", 1, )"
-                            R"({"lpDescription":"Kelo Toolkit Service"}) = 0)",
-                            kStarted, kInstalled)));
+              {kUpToRegistration, kFinalOpened, kKeloConfigured, Failing(kDescribed, 0), kStarted, kInstalled});
 }
 
 TEST(InstallTkService, FailedStartIsLoggedAndIsNoFailure)
 {
     ExpectRun(Install(ToolkitMachine(R"({"services": {"tcsd_x86": null}})")), "0",
-              Joined(kNotInstalled, kDependenciesChosen, kRegistered,
-                     Joined(kFinalOpened, kKeloConfigured, kDescribed, R"(StartServiceW("service#1", 0, null) = 0)",
-                            "log: InstallTkService failed to start the KlPCR Service 1075", kInstalled)));
+              {kUpToRegistration, kFinalOpened, kKeloConfigured, kDescribed, Failing(kStarted, 0),
+               "log: InstallTkService failed to start the KlPCR Service 1075", kInstalled});
 }
 
 TEST(InstallTkService, DirectoryIsUsedAsItStands)
@@ -420,7 +401,7 @@ TEST(InstallTkService, DirectoryIsUsedAsItStands)
     }
 }
 
-// ---- Removal ------------------------------------------------------------------------------------------------------
+// ---- Removal ----
 
 SimulatedRun UnInstall(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
 {
@@ -429,18 +410,16 @@ SimulatedRun UnInstall(const winsim::Machine& machine, const SimulatedRunOptions
 
 constexpr char kEnter[] = "log: UnInstallTkService - Enter";
 
-// The lookup of the program's path, which opens handles beside those that are open. The configured path is `path`.
+// The lookup of the program's path, with handles of its own. The path's configuration is `path`.
 Script LookedUp(const char* path = R"("C:\Toolkit\KlPCR.exe" -Service)")
 {
-    const std::size_t size = 64 + 2 * (std::string(path).size() + std::string("LocalSystemKlPCR").size() + 5);
-    return {R"(OpenSCManagerW(null, null, 983103) = "serviceManager#2")",
-            R"(OpenServiceW("serviceManager#2", "KlPCR", 1) = "service#2")",
-            fmt::format(R"(QueryServiceConfigW("service#2", 4096) = 1 pcbBytesNeeded:{} lpServiceConfig:)"
-                        R"({{"dwServiceType":16,"dwStartType":3,"dwErrorControl":1,"lpBinaryPathName":{},)"
-                        R"("lpLoadOrderGroup":"","dwTagId":0,"lpDependencies":[],)"
-                        R"("lpServiceStartName":"LocalSystem","lpDisplayName":"KlPCR"}})",
-                        size, Json(path).dump()),
-            R"(CloseServiceHandle("service#2") = 1)", R"(CloseServiceHandle("serviceManager#2") = 1)"};
+    Script lines = {kOpenManager, OpenService("KlPCR", 1), QueryConfig(4096, 3, path, "KlPCR"), kCloseBoth};
+    for (std::string& line : lines)
+    {
+        for (std::size_t mark = line.find("#1"); mark != std::string::npos; mark = line.find("#1", mark))
+            line[mark + 1] = '2';
+    }
+    return lines;
 }
 
 constexpr char kNoPath[] = "log: UnInstallTkService - failed to get path to KlPCR Service";
@@ -451,15 +430,14 @@ const Script kStoppedAlready = {kStopBegins, QueryStatusEx(kStopped), SendRefuse
 Script Unregistered(const std::string& program = R"(C:\Toolkit)")
 {
     return {"log: UnInstallTkService - unregister the service",
-            fmt::format(R"(CreateProcessW({}, "-UnregServer", null, null, 0, 134217728, null, null, {}) = 0)",
-                        Json(program).dump(), kStartup),
+            Failing(StartProgram(program, "-UnregServer", 0x8000000), 0),
             "log: UnInstallTkService - Unregisted the COM portion of the service"};
 }
 
 constexpr char kNotUnregistered[] = "log: UnInstallTkService - failed to stop KlPCR Service, can't fully uninstall";
-const Script kDeleted =
-    Joined(R"(DeleteService("service#1") = 1)", "log: UnInstallTkService - Deleted KlPCR Service from SCM", kCloseBoth,
-           "log: UnInstallTkService - completed");
+const std::string kDelete = Call("DeleteService", {"service#1"}, 1);
+const Script kDeleted = {kDelete, "log: UnInstallTkService - Deleted KlPCR Service from SCM", kCloseBoth,
+                         "log: UnInstallTkService - completed"};
 
 bool IsGone(const SimulatedRun& run)
 {
@@ -483,9 +461,9 @@ TEST(UnInstallTkService, RunningServiceIsStoppedUnregisteredAndDeleted)
 {
     const SimulatedRun run = UnInstall(MachineWithService(R"({
         "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"));
-    ExpectRun(run, "0",
-              Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(kStopped), Unregistered(),
-                     kDeleted));
+    ExpectRun(
+        run, "0",
+        {kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(kStopped), Unregistered(), kDeleted});
     EXPECT_TRUE(IsGone(run));
 }
 
@@ -496,16 +474,16 @@ TEST(UnInstallTkService, SlowStopIsWaitedFor)
                                                   {"afterMs": 29999, "state": "stopped"}]}})"));
     const ReportedStatus pending = WithHint(kStopPending, 15000);
     ExpectRun(run, "0",
-              Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(pending), "Sleep(15000)",
-                     QueryStatusEx(pending), "GetTickCount() = 615000", "Sleep(15000)", QueryStatusEx(kStopped),
-                     Unregistered(), kDeleted));
+              {kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(pending), Sleep(15000),
+               QueryStatusEx(pending), Call("GetTickCount", {}, 615000), Sleep(15000), QueryStatusEx(kStopped),
+               Unregistered(), kDeleted});
     EXPECT_TRUE(IsGone(run));
 }
 
 TEST(UnInstallTkService, StoppedServiceIsUnregisteredAndDeleted)
 {
     const SimulatedRun run = UnInstall(MachineWithService("{}"));
-    ExpectRun(run, "0", Joined(kOpened, LookedUp(), kStoppedAlready, Unregistered(), kDeleted));
+    ExpectRun(run, "0", {kOpened, LookedUp(), kStoppedAlready, Unregistered(), kDeleted});
     EXPECT_TRUE(IsGone(run));
 }
 
@@ -514,21 +492,21 @@ TEST(UnInstallTkService, PendingStopThatEndsIsNotUnregisteredButDeleted)
     const SimulatedRun run = UnInstall(MachineWithService(
         R"({"state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 500, "state": "stopped"}]})"));
     ExpectRun(run, "0",
-              Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(WithHint(kStopPending, 1000)),
-                     R"(printf("Service stop pending...\n") = 24)", "Sleep(1000)", QueryStatusEx(kStopped),
-                     "log: Service stopped successfully.", kNotUnregistered, kDeleted));
+              {kOpened, LookedUp(), kStopBegins, QueryStatusEx(WithHint(kStopPending, 1000)),
+               Call("printf", {"Service stop pending...\n"}, 24), Sleep(1000), QueryStatusEx(kStopped),
+               "log: Service stopped successfully.", kNotUnregistered, kDeleted});
     EXPECT_TRUE(IsGone(run));
 }
 
 TEST(UnInstallTkService, ServiceThatDoesNotStopIsNotUnregisteredButDeleted)
 {
     const ReportedStatus running{.state = 4, .controls = 0, .waitHint = 10000};
-    Script script = Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(running), SendRefusedStop(running));
+    Script script = {kOpened, LookedUp(), kStopBegins, QueryStatusEx(running), SendRefusedStop(running)};
     for (const int tick : {610000, 620000, 630000, 640000})
-        script = Joined(script, "Sleep(10000)", QueryStatusEx(running), fmt::format("GetTickCount() = {}", tick));
+        script = {script, Sleep(10000), QueryStatusEx(running), Call("GetTickCount", {}, tick)};
     const SimulatedRun run =
         UnInstall(MachineWithService(R"({"state": "running", "controlsAccepted": 0, "waitHint": 10000})"));
-    ExpectRun(run, "0", Joined(script, "log: Wait timed out", kNotUnregistered, kDeleted));
+    ExpectRun(run, "0", {script, "log: Wait timed out", kNotUnregistered, kDeleted});
     // Windows keeps a running service to its end.
     EXPECT_TRUE(ServiceOf(run).isMarkedForDeletion);
 }
@@ -539,9 +517,9 @@ TEST(UnInstallTkService, ServiceWhoseStopCannotBeFollowedIsNotUnregisteredButDel
         "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 500}]}})"),
                                        {.faults = {"QueryServiceStatusEx#2=6"}});
     ExpectRun(run, "0",
-              Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 500)),
-                     "Sleep(500)", R"(QueryServiceStatusEx("service#1", 0, 36) = 0)",
-                     "log: QueryServiceStatusEx failed (6)", kNotUnregistered, kDeleted));
+              {kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 500)),
+               Sleep(500), Failing(QueryStatusEx(kStopped), 0), "log: QueryServiceStatusEx failed (6)",
+               kNotUnregistered, kDeleted});
     EXPECT_TRUE(ServiceOf(run).isMarkedForDeletion);
 }
 
@@ -550,31 +528,32 @@ TEST(UnInstallTkService, ServiceThatIsStillStartingIsNotToldAgainToStop)
     const ReportedStatus starting = WithHint(kStartPending, 20000);
     const SimulatedRun run = UnInstall(MachineWithService(
         R"({"state": "startPending", "waitHint": 20000, "states": [{"afterMs": 5000, "state": "running"}]})"));
-    Script script = Joined(kOpened, LookedUp(), kStopBegins, QueryStatusEx(starting), SendRefusedStop(starting),
-                           "Sleep(20000)", QueryStatusEx(kRunning), "GetTickCount() = 620000");
+    Script script = {kOpened,
+                     LookedUp(),
+                     kStopBegins,
+                     QueryStatusEx(starting),
+                     SendRefusedStop(starting),
+                     Sleep(20000),
+                     QueryStatusEx(kRunning),
+                     Call("GetTickCount", {}, 620000)};
     // Without a wait hint it is then looked at without a pause.
     for (int tick = 620001; tick <= 630001; ++tick)
-        script.insert(script.end(), {"Sleep(0)", QueryStatusEx(kRunning), fmt::format("GetTickCount() = {}", tick)});
-    ExpectRun(run, "0", Joined(script, "log: Wait timed out", kNotUnregistered, kDeleted));
+        script.insert(script.end(), {Sleep(0), QueryStatusEx(kRunning), Call("GetTickCount", {}, tick)});
+    ExpectRun(run, "0", {script, "log: Wait timed out", kNotUnregistered, kDeleted});
 }
 
 TEST(UnInstallTkService, TheDirectoryOfTheConfiguredPathStandsForTheProgram)
 {
-    struct Row
-    {
-        const char* path;
-        const char* program;
-    };
-    constexpr Row kRows[] = {
+    constexpr std::pair<const char*, const char*> kRows[] = {
         {R"("C:\Toolkit\KlPCR.exe" -Service)", R"(C:\Toolkit)"},
         {R"(C:\Toolkit\KlPCR.exe -Service)", R"(:\Toolkit)"},
         {R"("C:\Nowhere\KlPCR.exe")", R"(C:\Nowhere)"},
     };
-    for (const Row& row : kRows)
+    for (const auto& [path, program] : kRows)
     {
-        Json service = {{"binaryPath", row.path}};
+        Json service = {{"binaryPath", path}};
         ExpectRun(UnInstall(MachineWithService(service.dump().c_str())), "0",
-                  Joined(kOpened, LookedUp(row.path), kStoppedAlready, Unregistered(row.program), kDeleted));
+                  {kOpened, LookedUp(path), kStoppedAlready, Unregistered(program), kDeleted});
     }
 }
 
@@ -582,7 +561,7 @@ TEST(UnInstallTkService, WithoutAPathTheRunHasAnEmptyName)
 {
     constexpr char kNoBackslash[] = "KlPCR.exe";
     ExpectRun(UnInstall(MachineWithService(R"({"binaryPath": "KlPCR.exe"})")), "0",
-              Joined(kOpened, LookedUp(kNoBackslash), kNoPath, kStoppedAlready, Unregistered(""), kDeleted));
+              {kOpened, LookedUp(kNoBackslash), kNoPath, kStoppedAlready, Unregistered(""), kDeleted});
 }
 
 TEST(UnInstallTkService, EachFailureOfTheLookupIsOneLine)
@@ -592,7 +571,7 @@ TEST(UnInstallTkService, EachFailureOfTheLookupIsOneLine)
         SCOPED_TRACE(fault);
         const SimulatedRun run = UnInstall(MachineWithService("{}"), {.faults = {fault}});
         EXPECT_EQ(run.result, "0");
-        EXPECT_EQ(run.log, LogOf(Joined(kOpened, kNoPath, Unregistered(""), kDeleted)));
+        EXPECT_EQ(run.log, LogOf({kOpened, kNoPath, Unregistered(""), kDeleted}));
         EXPECT_EQ(CountOf("WaitForSingleObject", run.script), 0u);
         EXPECT_TRUE(IsGone(run));
     }
@@ -602,31 +581,21 @@ TEST(UnInstallTkService, UnregistrationIsWaitedForWithoutALimit)
 {
     // What is behind the last backslash is empty here, so that the program itself is run.
     const char* path = R"("C:\Toolkit\KlPCR.exe\")";
-    winsim::Machine machine = MachineWithService(Json{{"binaryPath", path}}.dump().c_str());
-    Json description = machine.ToJson();
-    description["programs"][R"(C:\Toolkit\KlPCR.exe)"]["runs"] =
-        Json::parse(R"([{"arguments": "-UnregServer", "runMs": 7200000, "exitCode": 3}])");
-    const SimulatedRun run = UnInstall(winsim::Machine::FromJson(description));
-    ExpectRun(
-        run, "0",
-        Joined(kOpened, LookedUp(path), kStoppedAlready, "log: UnInstallTkService - unregister the service",
-               R"(CreateProcessW("C:\\Toolkit\\KlPCR.exe", "-UnregServer", null, null, 0, 134217728, null, null, )" +
-                   std::string(kStartup) +
-                   R"() = 1 lpProcessInformation:{"hProcess":"process#1","hThread":"thread#1",)"
-                   R"("dwProcessId":4312,"dwThreadId":4313})",
-               R"(WaitForSingleObject("process#1", 4294967295) = 0)", R"(CloseHandle("process#1") = 1)",
-               R"(CloseHandle("thread#1") = 1)", "log: UnInstallTkService - Unregisted the COM portion of the service",
-               kDeleted));
+    const SimulatedRun run =
+        UnInstall(RunningInstead(MachineWithService(Json{{"binaryPath", path}}.dump().c_str()),
+                                 R"([{"arguments": "-UnregServer", "runMs": 7200000, "exitCode": 3}])"));
+    ExpectRun(run, "0",
+              {kOpened, LookedUp(path), kStoppedAlready, "log: UnInstallTkService - unregister the service",
+               StartProgram(R"(C:\Toolkit\KlPCR.exe)", "-UnregServer", 0x8000000), kWaitForProgram, kCloseProgram,
+               "log: UnInstallTkService - Unregisted the COM portion of the service", kDeleted});
     EXPECT_EQ(run.outcome.clockMs, 7200000u);
 }
 
 TEST(UnInstallTkService, ServiceThatItsProgramDeletedCannotBeDeletedAgain)
 {
-    winsim::Machine machine = MachineWithService(Json{{"binaryPath", R"("C:\Toolkit\KlPCR.exe\")"}}.dump().c_str());
-    Json description = machine.ToJson();
-    description["programs"][R"(C:\Toolkit\KlPCR.exe)"]["runs"] =
-        Json::parse(R"([{"arguments": "-UnregServer", "effects": {"services": {"KlPCR": null}}}])");
-    const SimulatedRun run = UnInstall(winsim::Machine::FromJson(description));
+    const SimulatedRun run =
+        UnInstall(RunningInstead(MachineWithService(Json{{"binaryPath", R"("C:\Toolkit\KlPCR.exe\")"}}.dump().c_str()),
+                                 R"([{"arguments": "-UnregServer", "effects": {"services": {"KlPCR": null}}}])"));
     EXPECT_EQ(run.result, "0");
     EXPECT_EQ(run.log,
               (Script{"UnInstallTkService - Enter", "UnInstallTkService - unregister the service",
@@ -639,9 +608,9 @@ TEST(UnInstallTkService, FailedDeletionIsLoggedWithItsErrorAndIsNoFailure)
 {
     const SimulatedRun run = UnInstall(MachineWithService("{}"), {.faults = {"DeleteService=5"}});
     ExpectRun(run, "0",
-              Joined(kOpened, LookedUp(), kStoppedAlready, Unregistered(), R"(DeleteService("service#1") = 0)",
-                     "log: UnInstallTkService - failed to delete the service 5", kCloseBoth,
-                     "log: UnInstallTkService - completed"));
+              {kOpened, LookedUp(), kStoppedAlready, Unregistered(), Failing(kDelete, 0),
+               "log: UnInstallTkService - failed to delete the service 5", kCloseBoth,
+               "log: UnInstallTkService - completed"});
     EXPECT_FALSE(IsGone(run));
 }
 

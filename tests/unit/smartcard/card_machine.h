@@ -1,14 +1,10 @@
 // A machine with the toolkit's driver packages, for tests of the smart-card steps.
 #pragma once
 
-#include "tests/support/simulated_run.h"
-#include "tests/unit/smartcard/card_scripts.h"
-#include "winsim/machine/effects.h"
+#include "tests/unit/smartcard/card_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <string>
 
 inline constexpr char kLocation[] = R"(C:\Kelo)";
 inline constexpr char kDriverFolder[] = R"(C:\Kelo\TPM_VSCard\)";
@@ -17,7 +13,7 @@ inline constexpr char kDriverFolder[] = R"(C:\Kelo\TPM_VSCard\)";
 // adds and removes the virtual reader. `patch` says what is different.
 inline winsim::Machine CardMachine(const std::string& patch = "{}")
 {
-    winsim::Machine machine = MachineOf(R"({
+    return Changed(MachineOf(R"({
         "files": {
             "C:\\Kelo\\TPM_VSCard\\KeloVReaderBody.dll": {"text": "reader"},
             "C:\\Kelo\\TPM_VSCard\\KeloMiniDriverBody64.dll": {"text": "minidriver for 64 bits"},
@@ -32,9 +28,8 @@ inline winsim::Machine CardMachine(const std::string& patch = "{}")
                  "effects": {"smartCards": {"readers": []}}}
             ]}
         }
-    })");
-    winsim::ApplyEffects(machine, winsim::Json::parse(patch));
-    return machine;
+    })"),
+                   winsim::Json::parse(patch));
 }
 
 inline constexpr char kReaderPresent[] = R"("smartCards": {"readers": ["Kelo VIRTUAL_CARD_READER 0"]})";
@@ -45,32 +40,25 @@ inline winsim::Machine MachineWithReader(const std::string& members = "")
     return CardMachine(std::string("{") + kReaderPresent + (members.empty() ? "" : ", ") + members + "}");
 }
 
-inline void ExpectSteps(const SimulatedRun& run, const char* result, const Script& script)
+// What the registry says of the place of installation.
+inline winsim::Machine WithInstallPath(const winsim::Machine& machine, const std::string& path)
 {
-    EXPECT_EQ(run.result, result);
-    EXPECT_THAT(run.script, testing::ElementsAreArray(script));
-    EXPECT_THAT(run.log, testing::ElementsAreArray(LogOf(script)));
+    return Changed(
+        machine,
+        {{"registry", {{R"(HKLM\SOFTWARE\Kelo Systems Corp.\Common)", {{"values", {{"Installation Path", path}}}}}}}});
 }
 
-inline std::string CopyOf(const std::string& source, const std::string& target, bool succeeds = true)
+inline std::string CopyOf(const std::string& source, const std::string& target)
 {
-    return "CopyFileW(" + Quoted(source) + ", " + Quoted(target) + ", 0) = " + (succeeds ? "1" : "0");
+    return Call("CopyFileW", {source, target, 0}, 1);
 }
 
-inline std::string Deletion(const std::string& path, bool succeeds = true)
+inline std::string Deletion(const std::string& path)
 {
-    return "DeleteFileW(" + Quoted(path) + ") = " + (succeeds ? "1" : "0");
+    return Call("DeleteFileW", {path}, 1);
 }
 
-inline std::string MoveAtReboot(const std::string& from, const std::string& to, bool succeeds = true)
+inline std::string MoveAtReboot(const std::string& from, const winsim::Json& to)
 {
-    return "MoveFileExW(" + Quoted(from) + ", " + (to.empty() ? "null" : Quoted(to)) +
-           ", 4) = " + (succeeds ? "1" : "0");
-}
-
-// The content of a file; "(none)" when it is not there.
-inline std::string ContentOf(const winsim::Machine& machine, const std::string& path)
-{
-    const winsim::File* file = machine.files.Find(path);
-    return file == nullptr ? "(none)" : file->content;
+    return Call("MoveFileExW", {from, to, 4}, 1);
 }

@@ -1,14 +1,11 @@
 // Proves how the device installer is run: its command line, where it runs, and what is logged of it.
-#include "tests/support/simulated_run.h"
-#include "tests/unit/smartcard/card_scripts.h"
+#include "tests/unit/smartcard/card_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace
 {
-
-using testing::ElementsAreArray;
 
 constexpr char kFolder[] = R"(C:\Kelo\TPM_VSCard\)";
 
@@ -27,17 +24,10 @@ SimulatedRun Stage(const winsim::Machine& machine, const std::string& folder, co
     return CallFunction(machine, "RunDriverStager", {folder, arguments}, options);
 }
 
-void Expect(const SimulatedRun& run, const char* result, const Script& script)
-{
-    EXPECT_EQ(run.result, result);
-    EXPECT_THAT(run.script, ElementsAreArray(script));
-    EXPECT_THAT(run.log, ElementsAreArray(LogOf(script)));
-}
-
 TEST(RunDriverStager, TheToolIsRunInItsFolderAndWaitedFor)
 {
     const SimulatedRun run = Stage(StagerIn(kFolder, R"({"runMs": 90000})"), kFolder, "dp_add_kelo KeloMiniDriver.inf");
-    Expect(run, "0", StagerRun(kFolder, "dp_add_kelo KeloMiniDriver.inf"));
+    ExpectRun(run, "0", StagerRun(kFolder, "dp_add_kelo KeloMiniDriver.inf"));
     EXPECT_EQ(run.outcome.clockMs, 90000u);
 }
 
@@ -49,10 +39,8 @@ TEST(RunDriverStager, ItsPathHasTwoBackslashesInFrontOfItsName)
 TEST(RunDriverStager, AnyExitCodeIsLoggedAndCountsAsSuccess)
 {
     for (const unsigned code : {1u, 2u, 259u, 0x7FFFFFFFu})
-    {
-        const winsim::Machine machine = StagerIn(kFolder, R"({"exitCode": )" + std::to_string(code) + "}");
-        Expect(Stage(machine, kFolder, "x"), "0", StagerRun(kFolder, "x", code));
-    }
+        ExpectRun(Stage(StagerIn(kFolder, R"({"exitCode": )" + std::to_string(code) + "}"), kFolder, "x"), "0",
+                  StagerRun(kFolder, "x", code));
 }
 
 TEST(RunDriverStager, AnExitCodeIsLoggedAsASignedNumber)
@@ -73,17 +61,17 @@ TEST(RunDriverStager, BlanksAndPercentSignsInTheFolderStayWhatTheyAre)
 {
     for (const char* folder : {R"(C:\Program Files\Kelo Systems Corp\TPM_VSCard\)", R"(C:\100% %s %n %d\TPM_VSCard\)",
                                R"(C:\%TEMP%\TPM_VSCard\)"})
-        Expect(Stage(StagerIn(folder), folder, "dp_add_kelo X.inf"), "0", StagerRun(folder, "dp_add_kelo X.inf"));
+        ExpectRun(Stage(StagerIn(folder), folder, "dp_add_kelo X.inf"), "0", StagerRun(folder, "dp_add_kelo X.inf"));
 }
 
 TEST(RunDriverStager, PercentSignsInTheArgumentsStayWhatTheyAre)
 {
-    Expect(Stage(StagerIn(kFolder), kFolder, "%s %d %n 100%"), "0", StagerRun(kFolder, "%s %d %n 100%"));
+    ExpectRun(Stage(StagerIn(kFolder), kFolder, "%s %d %n 100%"), "0", StagerRun(kFolder, "%s %d %n 100%"));
 }
 
 TEST(RunDriverStager, ABlankStandsBehindTheToolEvenWithoutArguments)
 {
-    Expect(Stage(StagerIn(kFolder), kFolder, ""), "0", StagerRun(kFolder, ""));
+    ExpectRun(Stage(StagerIn(kFolder), kFolder, ""), "0", StagerRun(kFolder, ""));
 }
 
 TEST(RunDriverStager, ACharacterOutsideTheCodePageIsLostInTheLogAlone)
@@ -110,28 +98,26 @@ TEST(RunDriverStager, ALongCommandLineIsCutInTheLogAlone)
 
 TEST(RunDriverStager, AMissingToolCannotBeStarted)
 {
-    const winsim::Machine machine = MachineOf(R"({"files": {"C:\\Kelo\\TPM_VSCard": {"directory": true}}})");
-    Expect(Stage(machine, kFolder, "x"), "-2", StagerFailure(kFolder, "x", 2));
+    ExpectRun(Stage(MachineOf(R"({"files": {"C:\\Kelo\\TPM_VSCard": {"directory": true}}})"), kFolder, "x"), "-2",
+              StagerFailure(kFolder, "x", 2));
 }
 
 TEST(RunDriverStager, AMissingFolderHasAnotherError)
 {
-    Expect(Stage(MachineOf("{}"), kFolder, "x"), "-2", StagerFailure(kFolder, "x", 3));
+    ExpectRun(Stage(MachineOf("{}"), kFolder, "x"), "-2", StagerFailure(kFolder, "x", 3));
 }
 
 TEST(RunDriverStager, AFolderThatIsNoFullPathHoldsNoTool)
 {
     constexpr char kRooted[] = R"(\TPM_VSCard\)";
-    Expect(Stage(StagerIn(R"(C:\TPM_VSCard\)"), kRooted, "x"), "-2", StagerRefusal(kRooted, "x"));
+    ExpectRun(Stage(StagerIn(R"(C:\TPM_VSCard\)"), kRooted, "x"), "-2", StagerRefusal(kRooted, "x"));
 }
 
 TEST(RunDriverStager, AToolThatWindowsRefusesCannotBeStarted)
 {
     for (const unsigned error : {5u, 193u, 740u, 1260u})
-    {
-        const winsim::Machine machine = StagerIn(kFolder, R"({"startError": )" + std::to_string(error) + "}");
-        Expect(Stage(machine, kFolder, "x"), "-2", StagerFailure(kFolder, "x", error));
-    }
+        ExpectRun(Stage(StagerIn(kFolder, R"({"startError": )" + std::to_string(error) + "}"), kFolder, "x"), "-2",
+                  StagerFailure(kFolder, "x", error));
 }
 
 TEST(RunDriverStager, AnExitCodeThatCannotBeReadIsLoggedAsZero)

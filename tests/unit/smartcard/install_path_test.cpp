@@ -1,6 +1,5 @@
 // Proves what counts as the install location that the registry names.
-#include "tests/support/expected_script.h"
-#include "tests/support/simulated_run.h"
+#include "tests/unit/smartcard/card_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +11,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr char kKey[] = R"(HKLM\SOFTWARE\Kelo Systems Corp.\Common)";
-constexpr char kOpen[] = R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Common", 0, 131097) = )";
 constexpr char kQuery[] = R"(RegQueryValueExA("key#1", "Installation Path", null, )";
 
 winsim::Machine Stored(const winsim::Json& value, const char* key = kKey)
@@ -34,16 +32,14 @@ TEST(GetInstallPath, TheValueIsReadAtOnce)
     const SimulatedRun run = GetInstallPath(Stored(R"(C:\Kelo)"));
     EXPECT_EQ(run.result, R"(true C:\Kelo)");
     ASSERT_EQ(run.script.size(), 3u);
-    EXPECT_EQ(run.script[0], std::string(kOpen) + R"(0 phkResult:"key#1")");
+    EXPECT_EQ(run.script[0], kOpenPathKey);
     EXPECT_TRUE(run.script[1].starts_with(kQuery)) << run.script[1];
-    EXPECT_EQ(run.script[2], R"(RegCloseKey("key#1") = 0)");
+    EXPECT_EQ(run.script[2], kCloseKey);
 }
 
 TEST(GetInstallPath, AMissingKeyYieldsNothing)
 {
-    const SimulatedRun run = GetInstallPath(MachineOf("{}"));
-    EXPECT_EQ(run.result, "false (untouched)");
-    EXPECT_THAT(run.script, ElementsAre(std::string(kOpen) + "2"));
+    ExpectRun(GetInstallPath(MachineOf("{}")), "false (untouched)", {Failing(kOpenPathKey, 2)});
 }
 
 TEST(GetInstallPath, TheKeyWithoutThePeriodIsAnotherOne)
@@ -54,9 +50,12 @@ TEST(GetInstallPath, TheKeyWithoutThePeriodIsAnotherOne)
 
 TEST(GetInstallPath, AMissingValueYieldsNothing)
 {
-    const winsim::Machine machine =
-        MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp.\\Common": {"values": {"Path": "C:\\Kelo"}}}})");
-    EXPECT_EQ(GetInstallPath(machine).result, "false (untouched)");
+    EXPECT_EQ(
+        GetInstallPath(
+            MachineOf(
+                R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp.\\Common": {"values": {"Path": "C:\\Kelo"}}}})"))
+            .result,
+        "false (untouched)");
 }
 
 TEST(GetInstallPath, TextThatFillsTheBufferWithItsZeroIsTaken)
@@ -116,7 +115,7 @@ TEST(GetInstallPath, AReadThatFailsYieldsNothingAndTheKeyIsClosed)
 {
     const SimulatedRun run = GetInstallPath(Stored("C:\\Kelo"), {.faults = {"RegQueryValueExA=5"}});
     EXPECT_EQ(run.result, "false (untouched)");
-    EXPECT_EQ(run.script.back(), R"(RegCloseKey("key#1") = 0)");
+    EXPECT_EQ(run.script.back(), kCloseKey);
 }
 
 } // namespace

@@ -1,12 +1,9 @@
 // Proves how the minidriver is installed and removed.
-#include "tests/support/version_script.h"
 #include "tests/unit/smartcard/card_machine.h"
 
 namespace
 {
 
-constexpr char kSystem[] = R"(C:\Windows\system32)";
-constexpr char kWindows[] = R"(C:\Windows)";
 constexpr char kSource64[] = R"(C:\Kelo\TPM_VSCard\KeloMiniDriverBody64.dll)";
 constexpr char kTarget64[] = R"(C:\Windows\system32\KeloMiniDriverBody64.dll)";
 constexpr char kSource32[] = R"(C:\Kelo\TPM_VSCard\KeloMiniDriverBody.dll)";
@@ -19,184 +16,121 @@ constexpr char kInstalled[] = "log: Install SmartCard - mini-Driver installed";
 
 // ---- Installation ----
 
-Script Prepared()
+SimulatedRun Install(const std::string& patch = "{}", const SimulatedRunOptions& options = {})
 {
-    return Joined({NoReaders(),
-                   AskForVersion(6, 0, true),
-                   ConfiguredServices(),
-                   {FolderIs(37, kSystem), FolderIs(36, kWindows)}});
+    return CallFunction(CardMachine(patch), "InstallMiniDrv", {kLocation}, options);
 }
 
-Script BothCopies()
-{
-    return {CopyOf(kSource64, kTarget64), CopyOf(kSource32, kTarget32)};
-}
+const Script kPrepared = {kNoReaders, AskForVersion(6, 0, true), kConfiguredServices, kSystemFolderIs,
+                          kWindowsFolderIs};
 
-Script BothInstallCommands()
-{
-    return Joined({StagerRun(kDriverFolder, kAdd), StagerRun(kDriverFolder, kInstall)});
-}
+const Script kBothCopies = {CopyOf(kSource64, kTarget64), CopyOf(kSource32, kTarget32)};
+
+const Script kBothInstallCommands = {StagerRun(kDriverFolder, kAdd), StagerRun(kDriverFolder, kInstall)};
 
 TEST(InstallMiniDrv, BothLibrariesAreCopiedAndBothCommandsRun)
 {
-    const SimulatedRun run = CallFunction(CardMachine(), "InstallMiniDrv", {kLocation});
-    ExpectSteps(run, "0", Joined({Prepared(), BothCopies(), AskForWow64(), BothInstallCommands(), {kInstalled}}));
-    EXPECT_EQ(ContentOf(run.After(), kTarget64), "minidriver for 64 bits");
-    EXPECT_EQ(ContentOf(run.After(), kTarget32), "minidriver for 32 bits");
+    const SimulatedRun run = Install();
+    ExpectRun(run, "0", {kPrepared, kBothCopies, AskForWow64(), kBothInstallCommands, kInstalled});
+    EXPECT_EQ(TextOf(run.After(), kTarget64), "minidriver for 64 bits");
+    EXPECT_EQ(TextOf(run.After(), kTarget32), "minidriver for 32 bits");
 }
 
 TEST(InstallMiniDrv, LibrariesThatAreThereAreOverwritten)
 {
-    const winsim::Machine machine =
-        CardMachine(R"({"files": {"C:\\Windows\\system32\\KeloMiniDriverBody64.dll": {"text": "old"},
+    const SimulatedRun run = Install(R"({"files": {"C:\\Windows\\system32\\KeloMiniDriverBody64.dll": {"text": "old"},
                                   "C:\\Windows\\SysWOW64\\KeloMiniDriverBody.dll": {"text": "old"}}})");
-    const SimulatedRun run = CallFunction(machine, "InstallMiniDrv", {kLocation});
     EXPECT_EQ(run.result, "0");
-    EXPECT_EQ(ContentOf(run.After(), kTarget64), "minidriver for 64 bits");
-    EXPECT_EQ(ContentOf(run.After(), kTarget32), "minidriver for 32 bits");
+    EXPECT_EQ(TextOf(run.After(), kTarget64), "minidriver for 64 bits");
+    EXPECT_EQ(TextOf(run.After(), kTarget32), "minidriver for 32 bits");
 }
 
 TEST(InstallMiniDrv, AWindowsBeforeVistaIsSkipped)
 {
     for (const char* version : {"5.1", "5.2"})
-    {
-        const SimulatedRun run =
-            CallFunction(CardMachine(std::string(R"({"windows": {"version": ")") + version + R"("}})"),
-                         "InstallMiniDrv", {kLocation});
-        ExpectSteps(run, "0",
-                    Joined({NoReaders(),
-                            AskForVersion(6, 0, false),
-                            {"log: This is a XP system!", "log: Install MiniDriver - XP... skipping...."}}));
-    }
+        ExpectRun(Install(std::string(R"({"windows": {"version": ")") + version + R"("}})"), "0",
+                  {kNoReaders, AskForVersion(6, 0, false), "log: This is a XP system!",
+                   "log: Install MiniDriver - XP... skipping...."});
 }
 
 TEST(InstallMiniDrv, VistaIsNotSkipped)
 {
-    EXPECT_EQ(CallFunction(CardMachine(R"({"windows": {"version": "6.0"}})"), "InstallMiniDrv", {kLocation}).script,
-              Joined({Prepared(), BothCopies(), AskForWow64(), BothInstallCommands(), {kInstalled}}));
+    EXPECT_EQ(Install(R"({"windows": {"version": "6.0"}})").script,
+              (Script{kPrepared, kBothCopies, AskForWow64(), kBothInstallCommands, kInstalled}));
 }
 
 TEST(InstallMiniDrv, AReaderThatIsThereSkipsAllEvenTheServices)
 {
-    const SimulatedRun run = CallFunction(MachineWithReader(), "InstallMiniDrv", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({ReaderFound(),
-                        AskForVersion(6, 0, true),
-                        {"log: Install MiniDriver - Kelo VSC already installed... skipping...."}}));
+    ExpectRun(CallFunction(MachineWithReader(), "InstallMiniDrv", {kLocation}), "0",
+              {kReaderFound, AskForVersion(6, 0, true),
+               "log: Install MiniDriver - Kelo VSC already installed... skipping...."});
 }
 
 TEST(InstallMiniDrv, A32BitProcessOn64BitWindowsCopiesAndRunsNoCommand)
 {
-    const SimulatedRun run =
-        CallFunction(CardMachine(R"({"windows": {"wow64": true}})"), "InstallMiniDrv", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({NoReaders(),
-                        AskForVersion(6, 0, true),
-                        AskForWow64(true),
-                        AskForWow64(true),
-                        {FolderIs(37, kSystem), FolderIs(36, kWindows)},
-                        BothCopies(),
-                        AskForWow64(true),
-                        {kInstalled}}));
+    ExpectRun(Install(R"({"windows": {"wow64": true}})"), "0",
+              {kNoReaders, AskForVersion(6, 0, true), AskForWow64(true), AskForWow64(true), kSystemFolderIs,
+               kWindowsFolderIs, kBothCopies, AskForWow64(true), kInstalled});
 }
 
 TEST(InstallMiniDrv, WithoutASystemFolderNothingIsInstalled)
 {
-    const SimulatedRun run =
-        CallFunction(CardMachine(R"({"folders": {"system": null}})"), "InstallMiniDrv", {kLocation});
-    ExpectSteps(
-        run, "-1",
-        Joined({NoReaders(),
-                AskForVersion(6, 0, true),
-                ConfiguredServices(),
-                {FolderFails(37, "-2147467259"), R"(log: Install SmartCard - Failed to get path to ...\System32)"}}));
+    ExpectRun(Install(R"({"folders": {"system": null}})"), "-1",
+              {kNoReaders, AskForVersion(6, 0, true), kConfiguredServices, NoFolder(kSystemFolder),
+               R"(log: Install SmartCard - Failed to get path to ...\System32)"});
 }
 
 TEST(InstallMiniDrv, WithoutAWindowsFolderNothingIsInstalledWhateverTheLocation)
 {
     for (const char* location : {kLocation, "", "(null)"})
-    {
-        const SimulatedRun run =
-            CallFunction(CardMachine(R"({"folders": {"windows": null}})"), "InstallMiniDrv", {location});
-        ExpectSteps(run, "-1",
-                    Joined({NoReaders(),
-                            AskForVersion(6, 0, true),
-                            ConfiguredServices(),
-                            {FolderIs(37, kSystem), FolderFails(36, "-2147467259"),
-                             R"(log: Install SmartCard - Failed to get path to ...\Windows)"}}));
-    }
+        ExpectRun(CallFunction(CardMachine(R"({"folders": {"windows": null}})"), "InstallMiniDrv", {location}), "-1",
+                  {kNoReaders, AskForVersion(6, 0, true), kConfiguredServices, kSystemFolderIs,
+                   NoFolder(kWindowsFolder), R"(log: Install SmartCard - Failed to get path to ...\Windows)"});
 }
 
 TEST(InstallMiniDrv, WithoutALocationNothingIsInstalled)
 {
     for (const char* location : {"", "(null)", "C:", "C:Kelo", "Kelo", R"(\Kelo)"})
-    {
-        const SimulatedRun run = CallFunction(CardMachine(), "InstallMiniDrv", {location});
-        ExpectSteps(
-            run, "-1",
-            Joined({Prepared(), {"log: Install SmartCard - Failed; Location of installation was not provided"}}));
-    }
+        ExpectRun(CallFunction(CardMachine(), "InstallMiniDrv", {location}), "-1",
+                  {kPrepared, "log: Install SmartCard - Failed; Location of installation was not provided"});
 }
 
 TEST(InstallMiniDrv, AFirstCopyThatFailsEndsTheInstallationWithoutAMove)
 {
-    const winsim::Machine machine =
-        CardMachine(R"({"files": {"C:\\Windows\\system32\\KeloMiniDriverBody64.dll": {"inUse": true}}})");
-    const SimulatedRun run = CallFunction(machine, "InstallMiniDrv", {kLocation});
-    ExpectSteps(run, "-3",
-                Joined({Prepared(),
-                        {CopyOf(kSource64, kTarget64, false),
-                         "log: Install SmartCard - Failed to copy the KeloMiniDriverBody64.dll to System32 err: 32"}}));
+    ExpectRun(Install(R"({"files": {"C:\\Windows\\system32\\KeloMiniDriverBody64.dll": {"inUse": true}}})"), "-3",
+              {kPrepared, Failing(CopyOf(kSource64, kTarget64), 0),
+               "log: Install SmartCard - Failed to copy the KeloMiniDriverBody64.dll to System32 err: 32"});
 }
 
 TEST(InstallMiniDrv, ASecondCopyThatFailsEndsTheInstallationAndTheFirstStays)
 {
-    const winsim::Machine machine = CardMachine(R"({"files": {"C:\\Kelo\\TPM_VSCard\\KeloMiniDriverBody.dll": null}})");
-    const SimulatedRun run = CallFunction(machine, "InstallMiniDrv", {kLocation});
-    ExpectSteps(run, "-3",
-                Joined({Prepared(),
-                        {CopyOf(kSource64, kTarget64), CopyOf(kSource32, kTarget32, false),
-                         "log: Install SmartCard - Failed to copy the KeloMiniDriverBody.dll to SysWOW64 err: 2"}}));
-    EXPECT_EQ(ContentOf(run.After(), kTarget64), "minidriver for 64 bits");
+    const SimulatedRun run = Install(R"({"files": {"C:\\Kelo\\TPM_VSCard\\KeloMiniDriverBody.dll": null}})");
+    ExpectRun(run, "-3",
+              {kPrepared, CopyOf(kSource64, kTarget64), Failing(CopyOf(kSource32, kTarget32), 0),
+               "log: Install SmartCard - Failed to copy the KeloMiniDriverBody.dll to SysWOW64 err: 2"});
+    EXPECT_EQ(TextOf(run.After(), kTarget64), "minidriver for 64 bits");
 }
 
 TEST(InstallMiniDrv, AFirstCommandThatCannotBeStartedEndsTheInstallation)
 {
-    const SimulatedRun run =
-        CallFunction(CardMachine(), "InstallMiniDrv", {kLocation}, {.faults = {"CreateProcessW#1=740"}});
-    ExpectSteps(run, "-4",
-                Joined({Prepared(),
-                        BothCopies(),
-                        AskForWow64(),
-                        StagerFailure(kDriverFolder, kAdd, 740),
-                        {"log: Install SmartCard - command dp_add_kelo failed!"}}));
+    ExpectRun(Install("{}", {.faults = {"CreateProcessW#1=740"}}), "-4",
+              {kPrepared, kBothCopies, AskForWow64(), StagerFailure(kDriverFolder, kAdd, 740),
+               "log: Install SmartCard - command dp_add_kelo failed!"});
 }
 
 TEST(InstallMiniDrv, ASecondCommandThatCannotBeStartedEndsTheInstallation)
 {
-    const SimulatedRun run =
-        CallFunction(CardMachine(), "InstallMiniDrv", {kLocation}, {.faults = {"CreateProcessW#2=5"}});
-    ExpectSteps(run, "-4",
-                Joined({Prepared(),
-                        BothCopies(),
-                        AskForWow64(),
-                        StagerRun(kDriverFolder, kAdd),
-                        StagerFailure(kDriverFolder, kInstall, 5),
-                        {"log: Install SmartCard - failed to install the mini-Driver!"}}));
+    ExpectRun(Install("{}", {.faults = {"CreateProcessW#2=5"}}), "-4",
+              {kPrepared, kBothCopies, AskForWow64(), StagerRun(kDriverFolder, kAdd),
+               StagerFailure(kDriverFolder, kInstall, 5),
+               "log: Install SmartCard - failed to install the mini-Driver!"});
 }
 
 TEST(InstallMiniDrv, CommandsThatRunAndFailChangeNothing)
 {
-    const winsim::Machine machine =
-        CardMachine(R"({"programs": {"C:\\Kelo\\TPM_VSCard\\DriverStager.exe": {"runs": [{"exitCode": 9}]}}})");
-    const SimulatedRun run = CallFunction(machine, "InstallMiniDrv", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({Prepared(),
-                        BothCopies(),
-                        AskForWow64(),
-                        StagerRun(kDriverFolder, kAdd, 9),
-                        StagerRun(kDriverFolder, kInstall, 9),
-                        {kInstalled}}));
+    ExpectRun(Install(R"({"programs": {"C:\\Kelo\\TPM_VSCard\\DriverStager.exe": {"runs": [{"exitCode": 9}]}}})"), "0",
+              {kPrepared, kBothCopies, AskForWow64(), StagerRun(kDriverFolder, kAdd, 9),
+               StagerRun(kDriverFolder, kInstall, 9), kInstalled});
 }
 
 // ---- Removal ----
@@ -207,141 +141,100 @@ constexpr char kBodiesInPlace[] =
     R"("files": {"C:\\Windows\\system32\\KeloMiniDriverBody64.dll": {"text": "minidriver for 64 bits"},
                  "C:\\Windows\\SysWOW64\\KeloMiniDriverBody.dll": {"text": "minidriver for 32 bits"}})";
 
-Script BeginOfRemoval()
+// On a machine with the reader; `members` say what else there is.
+SimulatedRun Uninstall(const std::string& members = "", const SimulatedRunOptions& options = {})
 {
-    return Joined({ReaderFound(), AskForVersion(6, 0, true), {kBegin}});
+    return CallFunction(MachineWithReader(members), "UninstallMiniDrv", {kLocation}, options);
 }
 
-Script BothRemoveCommands()
-{
-    return Joined({StagerRun(kDriverFolder, kRemove), StagerRun(kDriverFolder, kDelete)});
-}
+const Script kBeginOfRemoval = {kReaderFound, AskForVersion(6, 0, true), kBegin};
+
+const Script kBothRemoveCommands = {StagerRun(kDriverFolder, kRemove), StagerRun(kDriverFolder, kDelete)};
 
 TEST(UninstallMiniDrv, BothCommandsRunAndTheLibraryFor64BitsGoesAlone)
 {
-    const SimulatedRun run = CallFunction(MachineWithReader(kBodiesInPlace), "UninstallMiniDrv", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({BeginOfRemoval(),
-                        AskForWow64(),
-                        BothRemoveCommands(),
-                        {FolderIs(37, kSystem), Deletion(kTarget64), kRemoved}}));
-    EXPECT_EQ(ContentOf(run.After(), kTarget64), "(none)");
-    EXPECT_EQ(ContentOf(run.After(), kTarget32), "minidriver for 32 bits");
+    const SimulatedRun run = Uninstall(kBodiesInPlace);
+    ExpectRun(run, "0",
+              {kBeginOfRemoval, AskForWow64(), kBothRemoveCommands, kSystemFolderIs, Deletion(kTarget64), kRemoved});
+    EXPECT_EQ(TextOf(run.After(), kTarget64), "(none)");
+    EXPECT_EQ(TextOf(run.After(), kTarget32), "minidriver for 32 bits");
 }
 
 TEST(UninstallMiniDrv, AMissingLibraryIsPassedOverAndTheEndStillLogged)
 {
-    const SimulatedRun run = CallFunction(MachineWithReader(), "UninstallMiniDrv", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({BeginOfRemoval(),
-                        AskForWow64(),
-                        BothRemoveCommands(),
-                        {FolderIs(37, kSystem), Deletion(kTarget64, false), kRemoved}}));
+    ExpectRun(Uninstall(), "0",
+              {kBeginOfRemoval, AskForWow64(), kBothRemoveCommands, kSystemFolderIs, Failing(Deletion(kTarget64), 0),
+               kRemoved});
 }
 
 TEST(UninstallMiniDrv, ALibraryInUseIsMarkedForDeletionAndTheResultNotLookedAt)
 {
     constexpr char kInUse[] =
         R"("files": {"C:\\Windows\\system32\\KeloMiniDriverBody64.dll": {"text": "x", "inUse": true}})";
-    for (const bool isMarked : {true, false})
-    {
-        SimulatedRunOptions options;
-        if (!isMarked)
-            options.faults = {"MoveFileExW=5"};
-        const SimulatedRun run = CallFunction(MachineWithReader(kInUse), "UninstallMiniDrv", {kLocation}, options);
-        ExpectSteps(run, "0",
-                    Joined({BeginOfRemoval(),
+    const Script removed = {kBeginOfRemoval,
                             AskForWow64(),
-                            BothRemoveCommands(),
-                            {FolderIs(37, kSystem), Deletion(kTarget64, false),
-                             "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - couldn't directly delete the "
-                             "VReaderBody dll, mark for deletion on reboot",
-                             MoveAtReboot(kTarget64, "", isMarked), kRemoved}}));
-        EXPECT_EQ(run.After().pendingMoves.moves.size(), isMarked ? 1u : 0u);
-    }
+                            kBothRemoveCommands,
+                            kSystemFolderIs,
+                            Failing(Deletion(kTarget64), 0),
+                            "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - couldn't directly delete the "
+                            "VReaderBody dll, mark for deletion on reboot"};
+    const std::string mark = MoveAtReboot(kTarget64, nullptr);
+    const SimulatedRun marked = Uninstall(kInUse);
+    ExpectRun(marked, "0", {removed, mark, kRemoved});
+    EXPECT_EQ(marked.After().pendingMoves.moves.size(), 1u);
+    const SimulatedRun unmarked = Uninstall(kInUse, {.faults = {"MoveFileExW=5"}});
+    ExpectRun(unmarked, "0", {removed, Failing(mark, 0), kRemoved});
+    EXPECT_EQ(unmarked.After().pendingMoves.moves.size(), 0u);
 }
 
 TEST(UninstallMiniDrv, CommandsThatCannotBeStartedAreLoggedAndTheRemovalGoesOn)
 {
-    const SimulatedRun run = CallFunction(MachineWithReader(kBodiesInPlace), "UninstallMiniDrv", {kLocation},
-                                          {.faults = {"CreateProcessW=193"}});
-    ExpectSteps(run, "0",
-                Joined({BeginOfRemoval(),
-                        AskForWow64(),
-                        StagerFailure(kDriverFolder, kRemove, 193),
-                        {"log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - failed to remove the Driver!"},
-                        StagerFailure(kDriverFolder, kDelete, 193),
-                        {"log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - command dp_delete_kelo failed!",
-                         FolderIs(37, kSystem), Deletion(kTarget64), kRemoved}}));
+    ExpectRun(Uninstall(kBodiesInPlace, {.faults = {"CreateProcessW=193"}}), "0",
+              {kBeginOfRemoval, AskForWow64(), StagerFailure(kDriverFolder, kRemove, 193),
+               "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - failed to remove the Driver!",
+               StagerFailure(kDriverFolder, kDelete, 193),
+               "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - command dp_delete_kelo failed!",
+               kSystemFolderIs, Deletion(kTarget64), kRemoved});
 }
 
 TEST(UninstallMiniDrv, A32BitProcessOn64BitWindowsRunsNoCommandAndStillDeletes)
 {
-    const SimulatedRun run =
-        CallFunction(MachineWithReader(std::string(kBodiesInPlace) + R"(, "windows": {"wow64": true})"),
-                     "UninstallMiniDrv", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({BeginOfRemoval(), AskForWow64(true), {FolderIs(37, kSystem), Deletion(kTarget64), kRemoved}}));
+    ExpectRun(Uninstall(std::string(kBodiesInPlace) + R"(, "windows": {"wow64": true})"), "0",
+              {kBeginOfRemoval, AskForWow64(true), kSystemFolderIs, Deletion(kTarget64), kRemoved});
 }
 
 TEST(UninstallMiniDrv, WithoutASystemFolderTheLibraryStays)
 {
-    const SimulatedRun run =
-        CallFunction(MachineWithReader(R"("folders": {"system": null})"), "UninstallMiniDrv", {kLocation});
-    ExpectSteps(
-        run, "-1",
-        Joined({BeginOfRemoval(),
-                AskForWow64(),
-                BothRemoveCommands(),
-                {FolderFails(37, "-2147467259"), R"(log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - Failed )"
-                                                 R"(to get path to ...\System32)"}}));
+    ExpectRun(Uninstall(R"("folders": {"system": null})"), "-1",
+              {kBeginOfRemoval, AskForWow64(), kBothRemoveCommands, NoFolder(kSystemFolder),
+               R"(log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - Failed to get path to ...\System32)"});
 }
 
 TEST(UninstallMiniDrv, WithoutTheReaderNothingIsDone)
 {
-    const SimulatedRun run = CallFunction(CardMachine(), "UninstallMiniDrv", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({NoReaders(),
-                        AskForVersion(6, 0, true),
-                        {"log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - VSC not currently installed... "
-                         "skipping...."}}));
+    ExpectRun(CallFunction(CardMachine(), "UninstallMiniDrv", {kLocation}), "0",
+              {kNoReaders, AskForVersion(6, 0, true),
+               "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - VSC not currently installed... "
+               "skipping...."});
 }
 
 TEST(UninstallMiniDrv, AWindowsBeforeVistaIsSkipped)
 {
     for (const char* version : {"5.1", "5.2"})
-    {
-        const SimulatedRun run =
-            CallFunction(MachineWithReader(std::string(R"("windows": {"version": ")") + version + R"("})"),
-                         "UninstallMiniDrv", {kLocation});
-        ExpectSteps(run, "0",
-                    Joined({ReaderFound(),
-                            AskForVersion(6, 0, false),
-                            {"log: This is a XP system!",
-                             "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - not a valid "
-                             "system/configuration... skipping...."}}));
-    }
+        ExpectRun(Uninstall(std::string(R"("windows": {"version": ")") + version + R"("})"), "0",
+                  {kReaderFound, AskForVersion(6, 0, false), "log: This is a XP system!",
+                   "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - not a valid "
+                   "system/configuration... skipping...."});
 }
 
 TEST(UninstallMiniDrv, WithoutALocationTheRegistryNamesIt)
 {
-    winsim::Json description = MachineWithReader(kBodiesInPlace).ToJson();
-    description["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Common)"]["values"]["Installation Path"] = kLocation;
     for (const char* location : {"", "(null)", "C:", "C:Kelo", "Kelo", R"(\Kelo)"})
-    {
-        const SimulatedRun run = CallFunction(winsim::Machine::FromJson(description), "UninstallMiniDrv", {location});
-        ExpectSteps(
-            run, "0",
-            Joined({BeginOfRemoval(),
-                    {R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Common", 0, 131097) = 0 )"
-                     R"(phkResult:"key#1")",
-                     R"(RegQueryValueExA("key#1", "Installation Path", null, 256) = 0 lpType:1 lpcbData:8 )"
-                     R"(lpData:"C:\\Kelo")",
-                     R"(RegCloseKey("key#1") = 0)"},
-                    AskForWow64(),
-                    BothRemoveCommands(),
-                    {FolderIs(37, kSystem), Deletion(kTarget64), kRemoved}}));
-    }
+        ExpectRun(
+            CallFunction(WithInstallPath(MachineWithReader(kBodiesInPlace), kLocation), "UninstallMiniDrv", {location}),
+            "0",
+            {kBeginOfRemoval, kPathRead, AskForWow64(), kBothRemoveCommands, kSystemFolderIs, Deletion(kTarget64),
+             kRemoved});
 }
 
 TEST(UninstallMiniDrv, WithoutAnyLocationTheFolderStandsAloneAndTheLibraryStillGoes)
@@ -350,30 +243,28 @@ TEST(UninstallMiniDrv, WithoutAnyLocationTheFolderStandsAloneAndTheLibraryStillG
     EXPECT_EQ(run.result, "0");
     EXPECT_EQ(run.log.at(2), R"("\TPM_VSCard\\DriverStager.exe" )" + std::string(kRemove));
     EXPECT_EQ(run.log.at(3), "Kelo Toolkit Installation -> Failed to launch DriverStager rc: 3");
-    EXPECT_EQ(ContentOf(run.After(), kTarget64), "(none)");
+    EXPECT_EQ(TextOf(run.After(), kTarget64), "(none)");
 }
 
 TEST(UninstallMiniDrv, ARegistryThatNamesNoFullPathNamesNone)
 {
     for (const char* path : {"Kelo", "C:Kelo", R"(\Kelo)", R"(..\Kelo)"})
     {
-        winsim::Json description = MachineWithReader(kBodiesInPlace).ToJson();
-        description["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Common)"]["values"]["Installation Path"] = path;
-        const SimulatedRun run = CallFunction(winsim::Machine::FromJson(description), "UninstallMiniDrv", {""});
+        const SimulatedRun run =
+            CallFunction(WithInstallPath(MachineWithReader(kBodiesInPlace), path), "UninstallMiniDrv", {""});
         EXPECT_EQ(run.log.at(2), R"("\TPM_VSCard\\DriverStager.exe" )" + std::string(kRemove)) << path;
     }
 }
 
 TEST(UninstallMiniDrv, WithoutMemoryForTheFolderNoCommandIsRunAndTheLibraryStillGoes)
 {
-    winsim::Json description = MachineWithReader(kBodiesInPlace).ToJson();
-    description["process"]["largestBlock"] = 500;
     const SimulatedRun run =
-        CallFunction(winsim::Machine::FromJson(description), "UninstallMiniDrv", {R"(C:\)" + std::string(240, 'k')});
+        CallFunction(Changed(MachineWithReader(kBodiesInPlace), R"({"process": {"largestBlock": 500}})"),
+                     "UninstallMiniDrv", {R"(C:\)" + std::string(240, 'k')});
     EXPECT_EQ(run.result, "0");
     EXPECT_EQ(run.log.at(2), "CTPMSmartCard::UninstallMiniDrv - Unknown exception caught return 0");
     EXPECT_FALSE(run.outcome.callCounts.contains("CreateProcessW"));
-    EXPECT_EQ(ContentOf(run.After(), kTarget64), "(none)");
+    EXPECT_EQ(TextOf(run.After(), kTarget64), "(none)");
 }
 
 TEST(UninstallMiniDrv, WritesNothingToTheRegistry)

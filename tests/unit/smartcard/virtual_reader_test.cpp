@@ -1,11 +1,9 @@
 // Proves how the virtual reader is installed and removed.
-#include "tests/support/version_script.h"
 #include "tests/unit/smartcard/card_machine.h"
 
 namespace
 {
 
-constexpr char kSystem[] = R"(C:\Windows\system32)";
 constexpr char kSource[] = R"(C:\Kelo\TPM_VSCard\KeloVReaderBody.dll)";
 constexpr char kTarget[] = R"(C:\Windows\system32\KeloVReaderBody.dll)";
 constexpr char kAdd[] = "dp_add_kelo KeloSmartCardDriver.inf";
@@ -13,43 +11,36 @@ constexpr char kInstall[] = R"(install KeloSmartCardDriver.inf root\KeloVirtualR
 constexpr char kRemove[] = R"(remove KeloSmartCardDriver.inf root\KeloVirtualReader)";
 constexpr char kDelete[] = "-f dp_delete_kelo KeloSmartCardDriver.inf";
 constexpr char kSystemFolderLine[] = R"(log: System32 Directory: C:\Windows\system32)";
-constexpr char kOpenCommon[] =
-    R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp\\Common", 0, 983103) = )";
+const std::string kOpenCommon = OpenKey(R"(SOFTWARE\Kelo Systems Corp\Common)", kAllOfKey);
 constexpr char kCommonKey[] = R"("registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp\\Common": {}})";
 
-Script Supported()
-{
-    return Joined({AskForWow64(), AskForVersion(6, 0, true)});
-}
+const Script kSupported = {AskForWow64(), AskForVersion(6, 0, true)};
 
 // ---- Installation ----
 
-// What goes before the copy.
-Script Prepared()
+SimulatedRun Install(const std::string& patch = "{}", const SimulatedRunOptions& options = {})
 {
-    return Joined({NoReaders(), Supported(), ConfiguredServices(), {FolderIs(37, kSystem), kSystemFolderLine}});
+    return CallFunction(CardMachine(patch), "Install", {kLocation}, options);
 }
 
-Script BothInstallCommands()
-{
-    return Joined({StagerRun(kDriverFolder, kAdd), StagerRun(kDriverFolder, kInstall)});
-}
+// What goes before the copy.
+const Script kPrepared = {kNoReaders, kSupported, kConfiguredServices, kSystemFolderIs, kSystemFolderLine};
+
+const Script kBothInstallCommands = {StagerRun(kDriverFolder, kAdd), StagerRun(kDriverFolder, kInstall)};
 
 TEST(Install, TheLibraryIsCopiedAndBothCommandsRun)
 {
-    const SimulatedRun run = CallFunction(CardMachine(), "Install", {kLocation});
-    ExpectSteps(run, "0", Joined({Prepared(), {CopyOf(kSource, kTarget)}, BothInstallCommands()}));
-    EXPECT_EQ(ContentOf(run.After(), kTarget), "reader");
+    const SimulatedRun run = Install();
+    ExpectRun(run, "0", {kPrepared, CopyOf(kSource, kTarget), kBothInstallCommands});
+    EXPECT_EQ(TextOf(run.After(), kTarget), "reader");
     EXPECT_THAT(run.After().smartCards.readers, testing::ElementsAre(kReader));
 }
 
 TEST(Install, ALibraryThatIsThereIsOverwritten)
 {
-    const winsim::Machine machine =
-        CardMachine(R"({"files": {"C:\\Windows\\system32\\KeloVReaderBody.dll": {"text": "old"}}})");
-    const SimulatedRun run = CallFunction(machine, "Install", {kLocation});
+    const SimulatedRun run = Install(R"({"files": {"C:\\Windows\\system32\\KeloVReaderBody.dll": {"text": "old"}}})");
     EXPECT_EQ(run.result, "0");
-    EXPECT_EQ(ContentOf(run.After(), kTarget), "reader");
+    EXPECT_EQ(TextOf(run.After(), kTarget), "reader");
 }
 
 TEST(Install, WritesNothingToTheRegistry)
@@ -62,180 +53,135 @@ TEST(Install, ALocationWithABackslashAtItsEndKeepsIt)
 {
     const SimulatedRun run = CallFunction(CardMachine(), "Install", {R"(C:\Kelo\)"});
     constexpr char kFolder[] = R"(C:\Kelo\\TPM_VSCard\)";
-    ExpectSteps(run, "0",
-                Joined({Prepared(),
-                        {CopyOf(R"(C:\Kelo\\TPM_VSCard\KeloVReaderBody.dll)", kTarget)},
-                        StagerRun(kFolder, kAdd),
-                        StagerRun(kFolder, kInstall)}));
+    ExpectRun(run, "0",
+              {kPrepared, CopyOf(R"(C:\Kelo\\TPM_VSCard\KeloVReaderBody.dll)", kTarget), StagerRun(kFolder, kAdd),
+               StagerRun(kFolder, kInstall)});
 }
 
 TEST(Install, AReaderThatIsThereSkipsAllEvenTheServices)
 {
-    const SimulatedRun run = CallFunction(MachineWithReader(), "Install", {kLocation});
-    ExpectSteps(
-        run, "0",
-        Joined({ReaderFound(), Supported(), {"log: Install MiniDriver - Kelo VSC already installed... skipping...."}}));
+    ExpectRun(CallFunction(MachineWithReader(), "Install", {kLocation}), "0",
+              {kReaderFound, kSupported, "log: Install MiniDriver - Kelo VSC already installed... skipping...."});
 }
 
 TEST(Install, AWindowsBeforeVistaIsSkipped)
 {
     for (const char* version : {"5.1", "5.2"})
-    {
-        const SimulatedRun run = CallFunction(
-            CardMachine(std::string(R"({"windows": {"version": ")") + version + R"("}})"), "Install", {kLocation});
-        ExpectSteps(run, "0",
-                    Joined({NoReaders(),
-                            AskForWow64(),
-                            AskForVersion(6, 0, false),
-                            {"log: This is a XP system!",
-                             "log: Install SmartCard - not a valid system/configuration... skipping...."}}));
-    }
+        ExpectRun(Install(std::string(R"({"windows": {"version": ")") + version + R"("}})"), "0",
+                  {kNoReaders, AskForWow64(), AskForVersion(6, 0, false), "log: This is a XP system!",
+                   "log: Install SmartCard - not a valid system/configuration... skipping...."});
 }
 
 TEST(Install, VistaIsNotSkipped)
 {
-    EXPECT_EQ(CallFunction(CardMachine(R"({"windows": {"version": "6.0"}})"), "Install", {kLocation}).script,
-              Joined({Prepared(), {CopyOf(kSource, kTarget)}, BothInstallCommands()}));
+    EXPECT_EQ(Install(R"({"windows": {"version": "6.0"}})").script,
+              (Script{kPrepared, CopyOf(kSource, kTarget), kBothInstallCommands}));
 }
 
 TEST(Install, A32BitProcessOn64BitWindowsIsSkipped)
 {
-    const SimulatedRun run = CallFunction(CardMachine(R"({"windows": {"wow64": true}})"), "Install", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({NoReaders(),
-                        AskForWow64(true),
-                        {"log: IsSupportedConfiguration - This is a x86 process running on x64 system don't execute!",
-                         "log: Install SmartCard - not a valid system/configuration... skipping...."}}));
+    ExpectRun(Install(R"({"windows": {"wow64": true}})"), "0",
+              {kNoReaders, AskForWow64(true),
+               "log: IsSupportedConfiguration - This is a x86 process running on x64 system don't execute!",
+               "log: Install SmartCard - not a valid system/configuration... skipping...."});
 }
 
 TEST(Install, WithoutASystemFolderNothingIsInstalled)
 {
-    const SimulatedRun run = CallFunction(CardMachine(R"({"folders": {"system": null}})"), "Install", {kLocation});
-    ExpectSteps(
-        run, "-1",
-        Joined({NoReaders(),
-                Supported(),
-                ConfiguredServices(),
-                {FolderFails(37, "-2147467259"), R"(log: Install SmartCard - Failed to get path to ...\System32)"}}));
+    ExpectRun(Install(R"({"folders": {"system": null}})"), "-1",
+              {kNoReaders, kSupported, kConfiguredServices, NoFolder(kSystemFolder),
+               R"(log: Install SmartCard - Failed to get path to ...\System32)"});
 }
 
 TEST(Install, WithoutALocationNothingIsInstalled)
 {
     for (const char* location : {"", "(null)", "C:", "C:Kelo", "Kelo", R"(\Kelo)"})
-    {
-        const SimulatedRun run = CallFunction(CardMachine(), "Install", {location});
-        ExpectSteps(run, "-1",
-                    Joined({NoReaders(),
-                            Supported(),
-                            ConfiguredServices(),
-                            {FolderIs(37, kSystem),
-                             "log: Install SmartCard - Failed; Location of installation was not provided"}}));
-    }
+        ExpectRun(CallFunction(CardMachine(), "Install", {location}), "-1",
+                  {kNoReaders, kSupported, kConfiguredServices, kSystemFolderIs,
+                   "log: Install SmartCard - Failed; Location of installation was not provided"});
 }
 
 TEST(Install, MissingServicesStopNothing)
 {
-    const winsim::Machine machine = CardMachine(R"({"services": {"SCardSvr": null, "CertPropSvc": null}})");
-    const SimulatedRun run = CallFunction(machine, "Install", {kLocation});
-    EXPECT_EQ(run.result, "0");
-    EXPECT_THAT(run.log,
-                testing::ElementsAreArray(LogOf(Joined({NoReaders(), {kSystemFolderLine}, BothInstallCommands()}))));
+    ExpectLog(Install(R"({"services": {"SCardSvr": null, "CertPropSvc": null}})"), "0",
+              {kNoReaders, kSystemFolderLine, kBothInstallCommands});
 }
 
 TEST(Install, WithoutAResourceManagerTheInstallationGoesAhead)
 {
-    const SimulatedRun run = CallFunction(CardMachine(R"({"smartCards": {"manager": false}})"), "Install", {kLocation});
+    const SimulatedRun run = Install(R"({"smartCards": {"manager": false}})");
     EXPECT_EQ(run.result, "0");
     EXPECT_EQ(run.log.at(0), "CTPMSmartCard::IsKlSCardInstalled - Can't connect to SC Manager 8010001d");
-    EXPECT_EQ(ContentOf(run.After(), kTarget), "reader");
+    EXPECT_EQ(TextOf(run.After(), kTarget), "reader");
 }
 
 // The library that could not be copied, with the error.
 Script CopyFailed(unsigned error)
 {
-    return {CopyOf(kSource, kTarget, false), std::string("log: Install SmartCard - Failed to copy '") + kSource +
-                                                 "' to '" + kTarget + "' err: " + std::to_string(error)};
+    return {Failing(CopyOf(kSource, kTarget), 0),
+            fmt::format("log: Install SmartCard - Failed to copy '{}' to '{}' err: {}", kSource, kTarget, error)};
 }
 
 TEST(Install, ALibraryInUseIsMovedIntoPlaceAtTheNextStartAndTheDriverStillInstalled)
 {
-    const winsim::Machine machine =
-        CardMachine(R"({"files": {"C:\\Windows\\system32\\KeloVReaderBody.dll": {"text": "old", "inUse": true}}})");
-    const SimulatedRun run = CallFunction(machine, "Install", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({Prepared(), CopyFailed(32), {MoveAtReboot(kSource, kTarget)}, BothInstallCommands()}));
-    EXPECT_EQ(ContentOf(run.After(), kTarget), "old");
+    const SimulatedRun run = CallFunction(
+        CardMachine(R"({"files": {"C:\\Windows\\system32\\KeloVReaderBody.dll": {"text": "old", "inUse": true}}})"),
+        "Install", {kLocation});
+    ExpectRun(run, "0", {kPrepared, CopyFailed(32), MoveAtReboot(kSource, kTarget), kBothInstallCommands});
+    EXPECT_EQ(TextOf(run.After(), kTarget), "old");
     EXPECT_THAT(run.After().pendingMoves.moves, testing::ElementsAre(winsim::PendingMove{kSource, kTarget}));
 }
 
 TEST(Install, ALibraryThatCanNeitherBeCopiedNorMovedEndsTheInstallation)
 {
-    const winsim::Machine machine = CardMachine(R"({"files": {"C:\\Kelo\\TPM_VSCard\\KeloVReaderBody.dll": null}})");
-    const SimulatedRun run = CallFunction(machine, "Install", {kLocation});
-    ExpectSteps(run, "-3",
-                Joined({Prepared(),
-                        CopyFailed(2),
-                        {MoveAtReboot(kSource, kTarget, false),
-                         "log: Install SmartCard - Kelo TPM Virtual smart card not installed!!"}}));
+    ExpectRun(Install(R"({"files": {"C:\\Kelo\\TPM_VSCard\\KeloVReaderBody.dll": null}})"), "-3",
+              {kPrepared, CopyFailed(2), Failing(MoveAtReboot(kSource, kTarget), 0),
+               "log: Install SmartCard - Kelo TPM Virtual smart card not installed!!"});
 }
 
 TEST(Install, TheErrorOfTheCopyIsLoggedNotTheOneOfTheMove)
 {
-    const SimulatedRun run =
-        CallFunction(CardMachine(), "Install", {kLocation}, {.faults = {"CopyFileW=112", "MoveFileExW=5"}});
-    ExpectSteps(run, "-3",
-                Joined({Prepared(),
-                        CopyFailed(112),
-                        {MoveAtReboot(kSource, kTarget, false),
-                         "log: Install SmartCard - Kelo TPM Virtual smart card not installed!!"}}));
+    ExpectRun(Install("{}", {.faults = {"CopyFileW=112", "MoveFileExW=5"}}), "-3",
+              {kPrepared, CopyFailed(112), Failing(MoveAtReboot(kSource, kTarget), 0),
+               "log: Install SmartCard - Kelo TPM Virtual smart card not installed!!"});
 }
 
 TEST(Install, AFirstCommandThatCannotBeStartedEndsTheInstallation)
 {
-    const SimulatedRun run = CallFunction(CardMachine(), "Install", {kLocation}, {.faults = {"CreateProcessW#1=740"}});
-    ExpectSteps(run, "-4",
-                Joined({Prepared(),
-                        {CopyOf(kSource, kTarget)},
-                        StagerFailure(kDriverFolder, kAdd, 740),
-                        {"log: Install SmartCard - command dp_add_kelo failed!"}}));
-    EXPECT_EQ(ContentOf(run.After(), kTarget), "reader"); // what was done before stays
+    const SimulatedRun run = Install("{}", {.faults = {"CreateProcessW#1=740"}});
+    ExpectRun(run, "-4",
+              {kPrepared, CopyOf(kSource, kTarget), StagerFailure(kDriverFolder, kAdd, 740),
+               "log: Install SmartCard - command dp_add_kelo failed!"});
+    EXPECT_EQ(TextOf(run.After(), kTarget), "reader"); // what was done before stays
 }
 
 TEST(Install, ASecondCommandThatCannotBeStartedEndsTheInstallation)
 {
-    const SimulatedRun run = CallFunction(CardMachine(), "Install", {kLocation}, {.faults = {"CreateProcessW#2=2"}});
-    ExpectSteps(run, "-4",
-                Joined({Prepared(),
-                        {CopyOf(kSource, kTarget)},
-                        StagerRun(kDriverFolder, kAdd),
-                        StagerFailure(kDriverFolder, kInstall, 2),
-                        {"log: Install SmartCard - failed to install the Driver!"}}));
+    ExpectRun(Install("{}", {.faults = {"CreateProcessW#2=2"}}), "-4",
+              {kPrepared, CopyOf(kSource, kTarget), StagerRun(kDriverFolder, kAdd),
+               StagerFailure(kDriverFolder, kInstall, 2), "log: Install SmartCard - failed to install the Driver!"});
 }
 
 TEST(Install, CommandsThatRunAndFailChangeNothing)
 {
-    const winsim::Machine machine =
-        CardMachine(R"({"programs": {"C:\\Kelo\\TPM_VSCard\\DriverStager.exe": {"runs": [{"exitCode": 1}]}}})");
-    const SimulatedRun run = CallFunction(machine, "Install", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({Prepared(),
-                        {CopyOf(kSource, kTarget)},
-                        StagerRun(kDriverFolder, kAdd, 1),
-                        StagerRun(kDriverFolder, kInstall, 1)}));
+    ExpectRun(Install(R"({"programs": {"C:\\Kelo\\TPM_VSCard\\DriverStager.exe": {"runs": [{"exitCode": 1}]}}})"), "0",
+              {kPrepared, CopyOf(kSource, kTarget), StagerRun(kDriverFolder, kAdd, 1),
+               StagerRun(kDriverFolder, kInstall, 1)});
 }
 
 // ---- Removal ----
 
-Script NotePresent()
+// On a machine with the reader; `members` say what else there is.
+SimulatedRun Uninstall(const std::string& members, const SimulatedRunOptions& options = {})
 {
-    return {std::string(kOpenCommon) + R"(0 phkResult:"key#1")",
-            R"(RegSetValueExA("key#1", "KlVSC Installed", 0, 4, 1, 4) = 0)", R"(RegCloseKey("key#1") = 0)"};
+    return CallFunction(MachineWithReader(members), "Uninstall", {kLocation}, options);
 }
 
-Script BothRemoveCommands(const char* folder = kDriverFolder)
-{
-    return Joined({StagerRun(folder, kRemove), StagerRun(folder, kDelete)});
-}
+const Script kNotePresent = {kOpenCommon, Call("RegSetValueExA", {"key#1", "KlVSC Installed", 0, 4, 1, 4}, 0),
+                             kCloseKey};
+
+const Script kBothRemoveCommands = {StagerRun(kDriverFolder, kRemove), StagerRun(kDriverFolder, kDelete)};
+const Script kRemovedBoth = {kReaderFound, kSupported, kNotePresent, kBothRemoveCommands};
 
 std::string WithCommonKey(const std::string& members = "")
 {
@@ -247,107 +193,63 @@ constexpr char kDeleted[] = "log: Remove SmartCard - deleted KeloVReaderBody.dll
 
 TEST(Uninstall, BothCommandsRunTheLibraryGoesAndTheReaderIsNoted)
 {
-    const SimulatedRun run = CallFunction(MachineWithReader(WithCommonKey(kBodyInPlace)), "Uninstall", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({ReaderFound(),
-                        Supported(),
-                        NotePresent(),
-                        BothRemoveCommands(),
-                        {FolderIs(37, kSystem), Deletion(kTarget), kDeleted}}));
-    EXPECT_EQ(ContentOf(run.After(), kTarget), "(none)");
+    const SimulatedRun run = Uninstall(WithCommonKey(kBodyInPlace));
+    ExpectRun(run, "0", {kRemovedBoth, kSystemFolderIs, Deletion(kTarget), kDeleted});
+    EXPECT_EQ(TextOf(run.After(), kTarget), "(none)");
     EXPECT_THAT(run.After().smartCards.readers, testing::IsEmpty());
 }
 
 TEST(Uninstall, AMissingLibraryIsPassedOverInSilence)
 {
-    const SimulatedRun run = CallFunction(MachineWithReader(WithCommonKey()), "Uninstall", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({ReaderFound(),
-                        Supported(),
-                        NotePresent(),
-                        BothRemoveCommands(),
-                        {FolderIs(37, kSystem), Deletion(kTarget, false)}}));
+    ExpectRun(Uninstall(WithCommonKey()), "0", {kRemovedBoth, kSystemFolderIs, Failing(Deletion(kTarget), 0)});
 }
 
 TEST(Uninstall, AMissingFolderOfTheLibraryIsPassedOverInSilence)
 {
-    const SimulatedRun run = CallFunction(MachineWithReader(WithCommonKey(kBodyInPlace)), "Uninstall", {kLocation},
-                                          {.faults = {"DeleteFileW=3"}});
-    ExpectSteps(run, "0",
-                Joined({ReaderFound(),
-                        Supported(),
-                        NotePresent(),
-                        BothRemoveCommands(),
-                        {FolderIs(37, kSystem), Deletion(kTarget, false)}}));
+    ExpectRun(Uninstall(WithCommonKey(kBodyInPlace), {.faults = {"DeleteFileW=3"}}), "0",
+              {kRemovedBoth, kSystemFolderIs, Failing(Deletion(kTarget), 0)});
 }
 
 TEST(Uninstall, ALibraryInUseIsMarkedForDeletionAndTheResultNotLookedAt)
 {
     const std::string members =
         WithCommonKey(R"("files": {"C:\\Windows\\system32\\KeloVReaderBody.dll": {"text": "reader", "inUse": true}})");
-    for (const bool isMarked : {true, false})
-    {
-        SimulatedRunOptions options;
-        if (!isMarked)
-            options.faults = {"MoveFileExW=5"};
-        const SimulatedRun run = CallFunction(MachineWithReader(members), "Uninstall", {kLocation}, options);
-        ExpectSteps(
-            run, "0",
-            Joined({ReaderFound(),
-                    Supported(),
-                    NotePresent(),
-                    BothRemoveCommands(),
-                    {FolderIs(37, kSystem), Deletion(kTarget, false),
-                     "log: Remove SmartCard - couldn't directly delete the KeloVReaderBody dll, mark for deletion on "
-                     "reboot",
-                     MoveAtReboot(kTarget, "", isMarked)}}));
-        EXPECT_EQ(run.After().pendingMoves.moves.size(), isMarked ? 1u : 0u);
-    }
+    const Script removed = {kRemovedBoth, kSystemFolderIs, Failing(Deletion(kTarget), 0),
+                            "log: Remove SmartCard - couldn't directly delete the KeloVReaderBody dll, mark for "
+                            "deletion on reboot"};
+    const std::string mark = MoveAtReboot(kTarget, nullptr);
+    const SimulatedRun marked = Uninstall(members);
+    ExpectRun(marked, "0", {removed, mark});
+    EXPECT_EQ(marked.After().pendingMoves.moves.size(), 1u);
+    const SimulatedRun unmarked = Uninstall(members, {.faults = {"MoveFileExW=5"}});
+    ExpectRun(unmarked, "0", {removed, Failing(mark, 0)});
+    EXPECT_EQ(unmarked.After().pendingMoves.moves.size(), 0u);
 }
 
 TEST(Uninstall, CommandsThatCannotBeStartedAreLoggedAndTheRemovalGoesOn)
 {
-    const SimulatedRun run = CallFunction(MachineWithReader(WithCommonKey(kBodyInPlace)), "Uninstall", {kLocation},
-                                          {.faults = {"CreateProcessW=5"}});
-    ExpectSteps(run, "0",
-                Joined({ReaderFound(),
-                        Supported(),
-                        NotePresent(),
-                        StagerFailure(kDriverFolder, kRemove, 5),
-                        {"log: Remove SmartCard - failed to remove the Driver!"},
-                        StagerFailure(kDriverFolder, kDelete, 5),
-                        {"log: Remove SmartCard - command dp_delete_kelo failed!", FolderIs(37, kSystem),
-                         Deletion(kTarget), kDeleted}}));
+    ExpectRun(Uninstall(WithCommonKey(kBodyInPlace), {.faults = {"CreateProcessW=5"}}), "0",
+              {kReaderFound, kSupported, kNotePresent, StagerFailure(kDriverFolder, kRemove, 5),
+               "log: Remove SmartCard - failed to remove the Driver!", StagerFailure(kDriverFolder, kDelete, 5),
+               "log: Remove SmartCard - command dp_delete_kelo failed!", kSystemFolderIs, Deletion(kTarget), kDeleted});
 }
 
 TEST(Uninstall, WithoutASystemFolderTheLibraryStays)
 {
-    const SimulatedRun run =
-        CallFunction(MachineWithReader(WithCommonKey(R"("folders": {"system": null})")), "Uninstall", {kLocation});
-    ExpectSteps(
-        run, "-1",
-        Joined({ReaderFound(),
-                Supported(),
-                NotePresent(),
-                BothRemoveCommands(),
-                {FolderFails(37, "-2147467259"), R"(log: Remove SmartCard - Failed to get path to ...\System32)"}}));
+    ExpectRun(Uninstall(WithCommonKey(R"("folders": {"system": null})")), "-1",
+              {kRemovedBoth, NoFolder(kSystemFolder), R"(log: Remove SmartCard - Failed to get path to ...\System32)"});
 }
 
 TEST(Uninstall, ACommonKeyThatCannotBeOpenedIsPassedOver)
 {
-    const SimulatedRun run = CallFunction(MachineWithReader(kBodyInPlace), "Uninstall", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({ReaderFound(),
-                        Supported(),
-                        {std::string(kOpenCommon) + "2"},
-                        BothRemoveCommands(),
-                        {FolderIs(37, kSystem), Deletion(kTarget), kDeleted}}));
+    ExpectRun(Uninstall(kBodyInPlace), "0",
+              {kReaderFound, kSupported, Failing(kOpenCommon, 2), kBothRemoveCommands, kSystemFolderIs,
+               Deletion(kTarget), kDeleted});
 }
 
 TEST(Uninstall, AValueThatCannotBeWrittenIsPassedOver)
 {
-    const SimulatedRun run = CallFunction(MachineWithReader(WithCommonKey(kBodyInPlace)), "Uninstall", {kLocation},
-                                          {.faults = {"RegSetValueExA=5"}});
+    const SimulatedRun run = Uninstall(WithCommonKey(kBodyInPlace), {.faults = {"RegSetValueExA=5"}});
     EXPECT_EQ(run.result, "0");
     EXPECT_EQ(run.outcome.callCounts.at("CreateProcessW"), 2u);
 }
@@ -355,48 +257,26 @@ TEST(Uninstall, AValueThatCannotBeWrittenIsPassedOver)
 TEST(Uninstall, WithoutALocationTheRegistryNamesIt)
 {
     const std::string members = WithCommonKey(kBodyInPlace);
-    winsim::Json description = MachineWithReader(members).ToJson();
-    description["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Common)"]["values"]["Installation Path"] = kLocation;
     for (const char* location : {"", "(null)", "C:", "C:Kelo", "Kelo", R"(\Kelo)"})
-    {
-        const SimulatedRun run = CallFunction(winsim::Machine::FromJson(description), "Uninstall", {location});
-        ExpectSteps(
-            run, "0",
-            Joined({ReaderFound(),
-                    Supported(),
-                    NotePresent(),
-                    {R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Common", 0, 131097) = 0 )"
-                     R"(phkResult:"key#1")",
-                     R"(RegQueryValueExA("key#1", "Installation Path", null, 256) = 0 lpType:1 lpcbData:8 )"
-                     R"(lpData:"C:\\Kelo")",
-                     R"(RegCloseKey("key#1") = 0)"},
-                    BothRemoveCommands(),
-                    {FolderIs(37, kSystem), Deletion(kTarget), kDeleted}}));
-    }
+        ExpectRun(CallFunction(WithInstallPath(MachineWithReader(members), kLocation), "Uninstall", {location}), "0",
+                  {kReaderFound, kSupported, kNotePresent, kPathRead, kBothRemoveCommands, kSystemFolderIs,
+                   Deletion(kTarget), kDeleted});
 }
 
 TEST(Uninstall, WithoutAnyLocationTheFolderStandsAloneAndTheLibraryStillGoes)
 {
     const SimulatedRun run = CallFunction(MachineWithReader(WithCommonKey(kBodyInPlace)), "Uninstall", {""});
     constexpr char kFolder[] = R"(\TPM_VSCard\)";
-    ExpectSteps(
-        run, "0",
-        Joined({ReaderFound(),
-                Supported(),
-                NotePresent(),
-                {R"(RegOpenKeyExA("HKEY_LOCAL_MACHINE", "SOFTWARE\\Kelo Systems Corp.\\Common", 0, 131097) = 2)"},
-                StagerRefusal(kFolder, kRemove),
-                {"log: Remove SmartCard - failed to remove the Driver!"},
-                StagerRefusal(kFolder, kDelete),
-                {"log: Remove SmartCard - command dp_delete_kelo failed!", FolderIs(37, kSystem), Deletion(kTarget),
-                 kDeleted}}));
+    ExpectRun(run, "0",
+              {kReaderFound, kSupported, kNotePresent, Failing(kOpenPathKey, 2), StagerRefusal(kFolder, kRemove),
+               "log: Remove SmartCard - failed to remove the Driver!", StagerRefusal(kFolder, kDelete),
+               "log: Remove SmartCard - command dp_delete_kelo failed!", kSystemFolderIs, Deletion(kTarget), kDeleted});
 }
 
 TEST(Uninstall, ALocationThatIsGivenIsNotLookedUp)
 {
-    winsim::Json description = MachineWithReader(WithCommonKey(kBodyInPlace)).ToJson();
-    description["registry"][R"(HKLM\SOFTWARE\Kelo Systems Corp.\Common)"]["values"]["Installation Path"] = "C:\\Other";
-    const SimulatedRun run = CallFunction(winsim::Machine::FromJson(description), "Uninstall", {kLocation});
+    const SimulatedRun run = CallFunction(WithInstallPath(MachineWithReader(WithCommonKey(kBodyInPlace)), "C:\\Other"),
+                                          "Uninstall", {kLocation});
     EXPECT_EQ(run.log.at(1), R"("C:\Kelo\TPM_VSCard\\DriverStager.exe" )" + std::string(kRemove));
     EXPECT_EQ(run.outcome.callCounts.at("RegOpenKeyExA"), 1u);
 }
@@ -405,36 +285,30 @@ constexpr char kNotInstalled[] = "log: CTPMSmartCard::Uninstall - Kelo Smart Car
 
 TEST(Uninstall, WithoutTheReaderOnlyTheValueGoes)
 {
-    const winsim::Machine machine = CardMachine(R"({
+    const SimulatedRun run = CallFunction(CardMachine(R"({
         "registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp\\Common": {"values": {"KlVSC Installed": 1, "Other": 2}}},
-        "files": {"C:\\Windows\\system32\\KeloVReaderBody.dll": {"text": "reader"}}})");
-    const SimulatedRun run = CallFunction(machine, "Uninstall", {kLocation});
-    ExpectSteps(run, "0",
-                Joined({NoReaders(),
-                        Supported(),
-                        {kNotInstalled, std::string(kOpenCommon) + R"(0 phkResult:"key#1")",
-                         R"(RegDeleteValueA("key#1", "KlVSC Installed") = 0)", R"(RegCloseKey("key#1") = 0)"}}));
-    EXPECT_EQ(ContentOf(run.After(), kTarget), "reader");
+        "files": {"C:\\Windows\\system32\\KeloVReaderBody.dll": {"text": "reader"}}})"),
+                                          "Uninstall", {kLocation});
+    ExpectRun(run, "0",
+              {kNoReaders, kSupported, kNotInstalled, kOpenCommon,
+               Call("RegDeleteValueA", {"key#1", "KlVSC Installed"}, 0), kCloseKey});
+    EXPECT_EQ(TextOf(run.After(), kTarget), "reader");
     EXPECT_NE(run.After().registry.FindValue(R"(HKLM\SOFTWARE\Kelo Systems Corp\Common)", "Other"), nullptr);
 }
 
 TEST(Uninstall, WithoutTheReaderAMissingValueOrKeyIsPassedOver)
 {
-    const SimulatedRun noValue =
-        CallFunction(CardMachine(std::string("{") + kCommonKey + "}"), "Uninstall", {kLocation});
-    ExpectSteps(noValue, "0",
-                Joined({NoReaders(),
-                        Supported(),
-                        {kNotInstalled, std::string(kOpenCommon) + R"(0 phkResult:"key#1")",
-                         R"(RegDeleteValueA("key#1", "KlVSC Installed") = 2)", R"(RegCloseKey("key#1") = 0)"}}));
-    const SimulatedRun noKey = CallFunction(CardMachine(), "Uninstall", {kLocation});
-    ExpectSteps(noKey, "0", Joined({NoReaders(), Supported(), {kNotInstalled, std::string(kOpenCommon) + "2"}}));
+    ExpectRun(CallFunction(CardMachine(std::string("{") + kCommonKey + "}"), "Uninstall", {kLocation}), "0",
+              {kNoReaders, kSupported, kNotInstalled, kOpenCommon,
+               Call("RegDeleteValueA", {"key#1", "KlVSC Installed"}, 2), kCloseKey});
+    ExpectRun(CallFunction(CardMachine(), "Uninstall", {kLocation}), "0",
+              {kNoReaders, kSupported, kNotInstalled, Failing(kOpenCommon, 2)});
 }
 
 TEST(Uninstall, ASecondRemovalTakesAwayWhatTheFirstOneNoted)
 {
     constexpr char kPath[] = R"(HKLM\SOFTWARE\Kelo Systems Corp\Common)";
-    const SimulatedRun first = CallFunction(MachineWithReader(WithCommonKey(kBodyInPlace)), "Uninstall", {kLocation});
+    const SimulatedRun first = Uninstall(WithCommonKey(kBodyInPlace));
     EXPECT_NE(first.After().registry.FindValue(kPath, "KlVSC Installed"), nullptr);
     const SimulatedRun second = CallFunction(first.After(), "Uninstall", {kLocation});
     EXPECT_EQ(second.result, "0");
@@ -444,18 +318,11 @@ TEST(Uninstall, ASecondRemovalTakesAwayWhatTheFirstOneNoted)
 TEST(Uninstall, AnUnsupportedConfigurationIsSkippedAndNotesNothing)
 {
     constexpr char kSkipped[] = "log: Remove SmartCard - not a valid system/configuration... skipping....";
-    const SimulatedRun xp =
-        CallFunction(MachineWithReader(WithCommonKey(R"("windows": {"version": "5.2"})")), "Uninstall", {kLocation});
-    ExpectSteps(
-        xp, "0",
-        Joined({ReaderFound(), AskForWow64(), AskForVersion(6, 0, false), {"log: This is a XP system!", kSkipped}}));
-    const SimulatedRun wow64 =
-        CallFunction(MachineWithReader(WithCommonKey(R"("windows": {"wow64": true})")), "Uninstall", {kLocation});
-    ExpectSteps(wow64, "0",
-                Joined({ReaderFound(),
-                        AskForWow64(true),
-                        {"log: IsSupportedConfiguration - This is a x86 process running on x64 system don't execute!",
-                         kSkipped}}));
+    ExpectRun(Uninstall(WithCommonKey(R"("windows": {"version": "5.2"})")), "0",
+              {kReaderFound, AskForWow64(), AskForVersion(6, 0, false), "log: This is a XP system!", kSkipped});
+    ExpectRun(Uninstall(WithCommonKey(R"("windows": {"wow64": true})")), "0",
+              {kReaderFound, AskForWow64(true),
+               "log: IsSupportedConfiguration - This is a x86 process running on x64 system don't execute!", kSkipped});
 }
 
 } // namespace

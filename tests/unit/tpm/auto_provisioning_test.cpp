@@ -1,7 +1,6 @@
 // Proves where Windows' automatic provisioning of the TPM is switched, by which calls, and that each is given back.
-#include "tests/support/expected_script.h"
 #include "tests/support/simulated_run.h"
-#include "tests/support/version_script.h"
+#include "tests/support/windows_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,70 +8,53 @@
 namespace
 {
 
-using testing::ElementsAreArray;
+using winsim::Json;
 
-constexpr char kEnter[] = "CoInitializeEx(null, 0) = 0";
-constexpr char kLeave[] = "CoUninitialize()";
+const std::string kEnter = Call("CoInitializeEx", {nullptr, 0}, 0);
+const std::string kLeave = Call("CoUninitialize");
 constexpr char kTooOld[] = "log: Target system is not Win8+";
 
-const Script kAskForWow64{R"(GetCurrentProcess() = "process#current")",
-                          R"(IsWow64Process("process#current") = 1 Wow64Process:0)"};
+// The calls of the switch, each as it is made when it succeeds.
+const std::string kCreate =
+    Call("CoCreateInstance",
+         {"{CB8555CC-9128-11D1-AD9B-00C04FD8FDFF}", nullptr, 1, "{DC12A687-737F-11CF-884D-00AA004B2E24}"}, 0,
+         {{"ppv", "comObject#1"}});
+const std::string kConnect =
+    Call("IWbemLocator::ConnectServer",
+         {"comObject#1", R"(root\CIMV2\Security\MicrosoftTpm)", nullptr, nullptr, nullptr, 0, nullptr, nullptr}, 0,
+         {{"ppNamespace", "comObject#2"}});
+const std::string kBlanket = Call("CoSetProxyBlanket", {"comObject#2", 10, 0, nullptr, 3, 3, nullptr, 0}, 0);
 
-// The calls of the switch as they are made, and the result and output of each when it succeeds. The locator and the
-// class are released on the way, and their numbers taken again.
-struct WmiCall
+std::string Execute(const char* method, const Json& input, unsigned answer = 0)
 {
-    const char* name; // as faults name it
-    const char* call;
-    const char* outcome;
-};
-
-constexpr char kArgumentsOfCreate[] = R"(CoCreateInstance("{CB8555CC-9128-11D1-AD9B-00C04FD8FDFF}", null, 1, )"
-                                      R"("{DC12A687-737F-11CF-884D-00AA004B2E24}") = )";
-constexpr char kConnect[] = R"(IWbemLocator::ConnectServer("comObject#1", "root\\CIMV2\\Security\\MicrosoftTpm", )"
-                            "null, null, null, 0, null, null) = ";
-
-const std::vector<WmiCall> kDisable{
-    {"CoCreateInstance", kArgumentsOfCreate, R"(0 ppv:"comObject#1")"},
-    {"IWbemLocator::ConnectServer", kConnect, R"(0 ppNamespace:"comObject#2")"},
-    {"CoSetProxyBlanket", R"(CoSetProxyBlanket("comObject#2", 10, 0, null, 3, 3, null, 0) = )", "0"},
-    {"IWbemServices::GetObject", R"(IWbemServices::GetObject("comObject#2", "Win32_TPM", 0, null, false) = )",
-     R"(0 ppObject:"comObject#1")"},
-    {"IWbemClassObject::GetMethod",
-     R"(IWbemClassObject::GetMethod("comObject#1", "DisableAutoProvisioning", 0, true, false) = )",
-     R"(0 ppInSignature:"comObject#3")"},
-    {"IWbemClassObject::SpawnInstance", R"(IWbemClassObject::SpawnInstance("comObject#3", 0) = )",
-     R"(0 ppNewInstance:"comObject#4")"},
-    {"IWbemClassObject::Put",
-     R"(IWbemClassObject::Put("comObject#4", "OnlyForNextBoot", 0, {"vt":11,"boolVal":0}, 0) = )", "0"},
-    {"IWbemServices::ExecMethod",
-     R"(IWbemServices::ExecMethod("comObject#2", "Win32_TPM=@", "DisableAutoProvisioning", 0, null, "comObject#4", )"
-     R"(true, false) = )",
-     R"(0 ppOutParams:"comObject#1" ReturnValue:0)"},
-};
-
-const std::vector<WmiCall> kEnable{
-    kDisable[0],
-    kDisable[1],
-    kDisable[2],
-    {"IWbemServices::ExecMethod",
-     R"(IWbemServices::ExecMethod("comObject#2", "Win32_TPM=@", "EnableAutoProvisioning", 0, null, null, true, )"
-     R"(false) = )",
-     R"(0 ppOutParams:"comObject#1" ReturnValue:0)"},
-};
-
-// The calls without the releases between them, the last of them with another outcome.
-Script CallsOf(const std::vector<WmiCall>& calls, std::size_t count, const std::string& lastOutcome)
-{
-    Script script;
-    for (std::size_t i = 0; i < count; ++i)
-        script.push_back(calls[i].call + (i + 1 == count ? lastOutcome : calls[i].outcome));
-    return script;
+    return Call("IWbemServices::ExecMethod", {"comObject#2", "Win32_TPM=@", method, 0, nullptr, input, true, false}, 0,
+                {{"ppOutParams", "comObject#1"}, {"ReturnValue", answer}});
 }
 
-Script CallsOf(const std::vector<WmiCall>& calls)
+const Script kDisable = {
+    kCreate,
+    kConnect,
+    kBlanket,
+    Call("IWbemServices::GetObject", {"comObject#2", "Win32_TPM", 0, nullptr, false}, 0, {{"ppObject", "comObject#1"}}),
+    Call("IWbemClassObject::GetMethod", {"comObject#1", "DisableAutoProvisioning", 0, true, false}, 0,
+         {{"ppInSignature", "comObject#3"}}),
+    Call("IWbemClassObject::SpawnInstance", {"comObject#3", 0}, 0, {{"ppNewInstance", "comObject#4"}}),
+    Call("IWbemClassObject::Put", {"comObject#4", "OnlyForNextBoot", 0, {{"vt", 11}, {"boolVal", 0}}, 0}, 0),
+    Execute("DisableAutoProvisioning", "comObject#4")};
+
+const Script kEnable = {kCreate, kConnect, kBlanket, Execute("EnableAutoProvisioning", nullptr)};
+
+// A call's name, as faults name it.
+std::string NameOf(const std::string& call)
 {
-    return CallsOf(calls, calls.size(), calls.back().outcome);
+    return call.substr(0, call.find('('));
+}
+
+// The first calls, without the releases between them; the last of them with another status.
+Script CallsUpTo(const Script& calls, std::size_t count, int status)
+{
+    return {Script(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(count) - 1),
+            Failing(calls[count - 1], status)};
 }
 
 bool IsRelease(const std::string& line)
@@ -90,12 +72,15 @@ Script WithoutReleases(const SimulatedRun& run)
 
 Script InApartment(const Script& script)
 {
-    return Joined({{kEnter}, script, {kLeave}});
+    return {kEnter, script, kLeave};
 }
 
-winsim::Machine Windows(const std::string& version)
+// Expects these calls, and that nothing is logged. Releases are left out: that all is given back is checked on every
+// run.
+void ExpectCalls(const SimulatedRun& run, const char* result, const Script& calls)
 {
-    return MachineOf(R"({"windows": {"version": ")" + version + R"("}})");
+    ExpectLog(run, result, {});
+    ExpectLines(WithoutReleases(run), InApartment(calls), "the script");
 }
 
 // ---- The gates ----
@@ -105,11 +90,8 @@ TEST(Win8Install, OnWindows7NothingIsDone)
     for (const char* version : {"5.2", "6.0", "6.1"})
     {
         for (const char* flag : {"true", "false"})
-        {
-            const SimulatedRun run = CallFunction(Windows(version), "Win8Install", {flag});
-            EXPECT_EQ(run.result, "0");
-            EXPECT_THAT(run.script, ElementsAreArray(InApartment(Joined({AskForVersion(6, 2, false), {kTooOld}}))));
-        }
+            ExpectRun(CallFunction(WindowsOf(version), "Win8Install", {flag}), "0",
+                      InApartment({AskForVersion(6, 2, false), kTooOld}));
     }
 }
 
@@ -117,20 +99,16 @@ TEST(Win8Install, FromWindows8OnTheFlagSwitchesOff)
 {
     for (const char* version : {"6.2", "6.3", "10.0"})
     {
-        const SimulatedRun run = CallFunction(Windows(version), "Win8Install", {"true"});
-        EXPECT_EQ(run.result, "0");
-        EXPECT_THAT(WithoutReleases(run), ElementsAreArray(InApartment(
-                                              Joined({AskForVersion(6, 2, true), kAskForWow64, CallsOf(kDisable)}))));
-        EXPECT_THAT(run.log, testing::IsEmpty());
+        const SimulatedRun run = CallFunction(WindowsOf(version), "Win8Install", {"true"});
+        ExpectCalls(run, "0", {AskForVersion(6, 2, true), AskForWow64(), kDisable});
         EXPECT_FALSE(run.After().wmi.autoProvisioning);
     }
 }
 
 TEST(Win8Install, WithoutTheFlagWindows8IsOnlyChecked)
 {
-    const SimulatedRun run = CallFunction(Windows("6.2"), "Win8Install", {"false"});
-    EXPECT_EQ(run.result, "0");
-    EXPECT_THAT(run.script, ElementsAreArray(InApartment(Joined({AskForVersion(6, 2, true), kAskForWow64}))));
+    const SimulatedRun run = CallFunction(WindowsOf("6.2"), "Win8Install", {"false"});
+    ExpectRun(run, "0", InApartment({AskForVersion(6, 2, true), AskForWow64()}));
     EXPECT_TRUE(run.After().wmi.autoProvisioning);
 }
 
@@ -140,69 +118,71 @@ void ExpectCheck(const winsim::Machine& machine, const SimulatedRunOptions& opti
 {
     for (const char* step : {"Win8Install", "Win8Uninstall"})
     {
-        const SimulatedRun run = CallFunction(machine, step, {"true"}, options);
-        EXPECT_EQ(run.result, result) << step;
-        EXPECT_THAT(run.script, ElementsAreArray(InApartment(script))) << step;
-        EXPECT_THAT(run.log, ElementsAreArray(LogOf(script))) << step;
+        SCOPED_TRACE(step);
+        ExpectRun(CallFunction(machine, step, {"true"}, options), result, InApartment(script));
     }
 }
 
 TEST(Win8Checks, A32BitProcessOn64BitWindowsIsRefusedInTheWordsOfTheInstallation)
 {
     ExpectCheck(MachineOf(R"({"windows": {"wow64": true}})"), {}, "0",
-                Joined({AskForVersion(6, 2, true),
-                        {R"(GetCurrentProcess() = "process#current")",
-                         R"(IsWow64Process("process#current") = 1 Wow64Process:1)",
-                         "log: Win8Install - This is a x86 process running on x64 system don't execute!"}}));
+                {AskForVersion(6, 2, true), AskForWow64(true),
+                 "log: Win8Install - This is a x86 process running on x64 system don't execute!"});
 }
 
 TEST(Win8Checks, AProcessThatCannotBeAskedIsAFailure)
 {
     ExpectCheck(MachineOf("{}"), {.faults = {"IsWow64Process=5"}}, "-1",
-                Joined({AskForVersion(6, 2, true),
-                        {R"(GetCurrentProcess() = "process#current")", R"(IsWow64Process("process#current") = 0)",
-                         "log: Win8Install - failed to detect process on host os type: 5"}}));
+                {AskForVersion(6, 2, true), AskForWow64()[0], Failing(AskForWow64()[1], 0),
+                 "log: Win8Install - failed to detect process on host os type: 5"});
 }
 
 TEST(Win8Checks, BeforeWindows8TheLineIsTheSame)
 {
-    ExpectCheck(Windows("6.1"), {}, "0", Joined({AskForVersion(6, 2, false), {kTooOld}}));
+    ExpectCheck(WindowsOf("6.1"), {}, "0", {AskForVersion(6, 2, false), kTooOld});
 }
 
 TEST(Win8Uninstall, ChecksAndNeverSwitches)
 {
     const SimulatedRun run = CallFunction(MachineOf(R"({"wmi": {"autoProvisioning": false}})"), "Win8Uninstall");
-    EXPECT_EQ(run.result, "0");
-    EXPECT_THAT(run.script, ElementsAreArray(InApartment(Joined({AskForVersion(6, 2, true), kAskForWow64}))));
+    ExpectRun(run, "0", InApartment({AskForVersion(6, 2, true), AskForWow64()}));
     EXPECT_FALSE(run.After().wmi.autoProvisioning);
 }
 
 TEST(Win8Install, AFailingSwitchIsNotReported)
 {
-    for (const WmiCall& call : kDisable)
+    for (const std::string& call : kDisable)
     {
-        const SimulatedRun run = CallFunction(MachineOf("{}"), "Win8Install", {"true"},
-                                              {.faults = {std::string(call.name) + "=0x80041001"}});
-        EXPECT_EQ(run.result, "0") << call.name;
-        EXPECT_THAT(run.log, testing::IsEmpty()) << call.name;
-        EXPECT_TRUE(run.After().wmi.autoProvisioning) << call.name;
+        const SimulatedRun run =
+            CallFunction(MachineOf("{}"), "Win8Install", {"true"}, {.faults = {NameOf(call) + "=0x80041001"}});
+        ExpectLog(run, "0", {});
+        EXPECT_TRUE(run.After().wmi.autoProvisioning) << NameOf(call);
     }
 }
 
 // ---- The switch ----
 
+SimulatedRun Switch(const char* enable, const winsim::Machine& machine = MachineOf("{}"),
+                    const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "SetAutoProvisioning", {enable}, options);
+}
+
+std::string Release(const std::string& interface, const char* object)
+{
+    return Call(interface + "::Release", {object}, 0);
+}
+
 TEST(SetAutoProvisioning, SwitchesOffForGoodAndReleasesEverything)
 {
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "SetAutoProvisioning", {"false"});
-    EXPECT_EQ(run.result, "0");
-    const Script calls = CallsOf(kDisable);
-    EXPECT_THAT(run.script, ElementsAreArray(InApartment(
-                                {calls[0], calls[1], calls[2], R"(IWbemLocator::Release("comObject#1") = 0)", calls[3],
-                                 calls[4], calls[5], calls[6], R"(IWbemClassObject::Release("comObject#3") = 0)",
-                                 R"(IWbemClassObject::Release("comObject#1") = 0)", calls[7],
-                                 R"(IWbemClassObject::Release("comObject#1") = 0)",
-                                 R"(IWbemClassObject::Release("comObject#4") = 0)",
-                                 R"(IWbemServices::Release("comObject#2") = 0)"})));
+    const SimulatedRun run = Switch("false");
+    const Script& calls = kDisable;
+    ExpectRun(
+        run, "0",
+        InApartment({calls[0], calls[1], calls[2], Release("IWbemLocator", "comObject#1"), calls[3], calls[4], calls[5],
+                     calls[6], Release("IWbemClassObject", "comObject#3"), Release("IWbemClassObject", "comObject#1"),
+                     calls[7], Release("IWbemClassObject", "comObject#1"), Release("IWbemClassObject", "comObject#4"),
+                     Release("IWbemServices", "comObject#2")}));
     EXPECT_FALSE(run.After().wmi.autoProvisioning);
     EXPECT_EQ(run.outcome.callCounts.at("SysAllocString"), run.outcome.callCounts.at("SysFreeString"));
     EXPECT_EQ(run.outcome.callCounts.at("VariantClear"), 1u);
@@ -210,29 +190,22 @@ TEST(SetAutoProvisioning, SwitchesOffForGoodAndReleasesEverything)
 
 TEST(SetAutoProvisioning, SwitchesOnWithoutInput)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf(R"({"wmi": {"autoProvisioning": false}})"), "SetAutoProvisioning", {"true"});
-    EXPECT_EQ(run.result, "0");
-    const Script calls = CallsOf(kEnable);
-    EXPECT_THAT(run.script, ElementsAreArray(InApartment({calls[0], calls[1], calls[2],
-                                                          R"(IWbemLocator::Release("comObject#1") = 0)", calls[3],
-                                                          R"(IWbemClassObject::Release("comObject#1") = 0)",
-                                                          R"(IWbemServices::Release("comObject#2") = 0)"})));
+    const SimulatedRun run = Switch("true", MachineOf(R"({"wmi": {"autoProvisioning": false}})"));
+    const Script& calls = kEnable;
+    ExpectRun(run, "0",
+              InApartment({calls[0], calls[1], calls[2], Release("IWbemLocator", "comObject#1"), calls[3],
+                           Release("IWbemClassObject", "comObject#1"), Release("IWbemServices", "comObject#2")}));
     EXPECT_TRUE(run.After().wmi.autoProvisioning);
 }
 
 // Every call in turn fails: it is the last one, and a run that keeps anything fails the test by itself.
-void ExpectEachFailureEndsIt(const char* enable, const std::vector<WmiCall>& calls)
+void ExpectEachFailureEndsIt(const char* enable, const Script& calls)
 {
     for (std::size_t i = 0; i < calls.size(); ++i)
     {
-        const SimulatedRun run = CallFunction(MachineOf("{}"), "SetAutoProvisioning", {enable},
-                                              {.faults = {std::string(calls[i].name) + "=0x80041001"}});
-        EXPECT_EQ(run.result, "-1") << calls[i].name;
-        EXPECT_THAT(WithoutReleases(run), ElementsAreArray(InApartment(CallsOf(calls, i + 1, "-2147217407"))))
-            << calls[i].name;
-        EXPECT_THAT(run.log, testing::IsEmpty()) << calls[i].name;
-        EXPECT_TRUE(run.After().wmi.autoProvisioning) << calls[i].name;
+        const SimulatedRun run = Switch(enable, MachineOf("{}"), {.faults = {NameOf(calls[i]) + "=0x80041001"}});
+        ExpectCalls(run, "-1", CallsUpTo(calls, i + 1, -2147217407));
+        EXPECT_TRUE(run.After().wmi.autoProvisioning) << NameOf(calls[i]);
     }
 }
 
@@ -251,27 +224,18 @@ TEST(SetAutoProvisioning, ASuccessThatGivesNoObjectEndsItLikeAFailure)
     constexpr std::size_t kGivers[] = {0, 1, 3, 4, 5};
     for (const std::size_t i : kGivers)
     {
-        const SimulatedRun run = CallFunction(MachineOf("{}"), "SetAutoProvisioning", {"false"},
-                                              {.faults = {std::string(kDisable[i].name) + "=1"}}); // S_FALSE
-        EXPECT_EQ(run.result, "-1") << kDisable[i].name;
-        EXPECT_THAT(WithoutReleases(run), ElementsAreArray(InApartment(CallsOf(kDisable, i + 1, "1"))))
-            << kDisable[i].name;
-        EXPECT_THAT(run.log, testing::IsEmpty()) << kDisable[i].name;
-        EXPECT_TRUE(run.After().wmi.autoProvisioning) << kDisable[i].name;
+        const SimulatedRun run = Switch("false", MachineOf("{}"), {.faults = {NameOf(kDisable[i]) + "=1"}}); // S_FALSE
+        ExpectCalls(run, "-1", CallsUpTo(kDisable, i + 1, 1));
+        EXPECT_TRUE(run.After().wmi.autoProvisioning) << NameOf(kDisable[i]);
     }
 }
 
 TEST(SetAutoProvisioning, EachDescribedFailureEndsTheSwitchingOff)
 {
     for (std::size_t i = 0; i < kDisable.size(); ++i)
-    {
-        const winsim::Machine machine =
-            MachineOf(std::string(R"({"wmi": {"failures": {")") + kDisable[i].name + R"(": "E_FAIL"}}})");
-        const SimulatedRun run = CallFunction(machine, "SetAutoProvisioning", {"false"});
-        EXPECT_EQ(run.result, "-1") << kDisable[i].name;
-        EXPECT_THAT(WithoutReleases(run), ElementsAreArray(InApartment(CallsOf(kDisable, i + 1, "-2147467259"))))
-            << kDisable[i].name;
-    }
+        ExpectCalls(Switch("false", MachineOf(std::string(R"({"wmi": {"failures": {")") + NameOf(kDisable[i]) +
+                                              R"(": "E_FAIL"}}})")),
+                    "-1", CallsUpTo(kDisable, i + 1, -2147467259));
 }
 
 TEST(SetAutoProvisioning, EachStringThatCannotBeMadeEndsItBeforeAnyCall)
@@ -280,102 +244,81 @@ TEST(SetAutoProvisioning, EachStringThatCannotBeMadeEndsItBeforeAnyCall)
     for (unsigned i = 1; i <= kStrings; ++i)
     {
         for (const char* enable : {"true", "false"})
-        {
-            const SimulatedRun run = CallFunction(MachineOf("{}"), "SetAutoProvisioning", {enable},
-                                                  {.faults = {"SysAllocString#" + std::to_string(i) + "=14"}});
-            EXPECT_EQ(run.result, "-1") << i;
-            EXPECT_THAT(run.script, testing::ElementsAre(kEnter, kLeave)) << i;
-        }
+            ExpectRun(Switch(enable, MachineOf("{}"), {.faults = {"SysAllocString#" + std::to_string(i) + "=14"}}),
+                      "-1", {kEnter, kLeave});
     }
 }
 
 TEST(SetAutoProvisioning, TheStringThatIsNotUsedIsMadeToo)
 {
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "SetAutoProvisioning", {"true"});
+    const SimulatedRun run = Switch("true");
     EXPECT_EQ(run.outcome.callCounts.at("SysAllocString"), 7u);
 }
 
 TEST(SetAutoProvisioning, ASystemWithoutTheNamespaceFailsAtTheConnection)
 {
-    const winsim::Machine machine =
-        MachineOf(R"({"wmi": {"namespaces": {"root\\CIMV2\\Security\\MicrosoftTpm": null}}})");
-    const SimulatedRun run = CallFunction(machine, "SetAutoProvisioning", {"false"});
-    EXPECT_EQ(run.result, "-1");
-    EXPECT_THAT(WithoutReleases(run), ElementsAreArray(InApartment(CallsOf(kDisable, 2, "-2147217394"))));
+    ExpectCalls(Switch("false", MachineOf(R"({"wmi": {"namespaces": {"root\\CIMV2\\Security\\MicrosoftTpm": null}}})")),
+                "-1", CallsUpTo(kDisable, 2, -2147217394));
 }
 
-constexpr char kNamespace[] = R"({"wmi": {"namespaces": {"root\\CIMV2\\Security\\MicrosoftTpm": )";
+// A machine whose class of the TPM is different.
+winsim::Machine WithTpmClass(const char* changes)
+{
+    const Json classes = {{"Win32_TPM", Json::parse(changes)}};
+    return Changed(MachineOf("{}"),
+                   {{"wmi", {{"namespaces", {{R"(root\CIMV2\Security\MicrosoftTpm)", {{"classes", classes}}}}}}}});
+}
 
 TEST(SetAutoProvisioning, ANamespaceWithoutTheClassFailsThere)
 {
-    const SimulatedRun run = CallFunction(MachineOf(std::string(kNamespace) + R"({"classes": {"Win32_TPM": null}}}}})"),
-                                          "SetAutoProvisioning", {"false"});
-    EXPECT_EQ(run.result, "-1");
-    EXPECT_THAT(WithoutReleases(run), ElementsAreArray(InApartment(CallsOf(kDisable, 4, "-2147217406"))));
+    ExpectCalls(Switch("false", WithTpmClass(R"(null)")), "-1", CallsUpTo(kDisable, 4, -2147217406));
 }
 
 TEST(SetAutoProvisioning, AClassWithoutTheMethodFailsThere)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf(std::string(kNamespace) +
-                               R"({"classes": {"Win32_TPM": {"methods": {"DisableAutoProvisioning": null}}}}}}})"),
-                     "SetAutoProvisioning", {"false"});
-    EXPECT_EQ(run.result, "-1");
-    EXPECT_THAT(WithoutReleases(run), ElementsAreArray(InApartment(CallsOf(kDisable, 5, "-2147217406"))));
+    ExpectCalls(Switch("false", WithTpmClass(R"({"methods": {"DisableAutoProvisioning": null}})")), "-1",
+                CallsUpTo(kDisable, 5, -2147217406));
 }
 
 TEST(SetAutoProvisioning, AMethodThatTakesNothingHasNoDefinitionToFill)
 {
-    const SimulatedRun run = CallFunction(
-        MachineOf(std::string(kNamespace) +
-                  R"({"classes": {"Win32_TPM": {"methods": {"DisableAutoProvisioning": {"parameters": null}}}}}}}})"),
-        "SetAutoProvisioning", {"false"});
-    EXPECT_EQ(run.result, "-1");
-    EXPECT_THAT(WithoutReleases(run), ElementsAreArray(InApartment(CallsOf(kDisable, 5, "0 ppInSignature:null"))));
+    ExpectCalls(Switch("false", WithTpmClass(R"({"methods": {"DisableAutoProvisioning": {"parameters": null}}})")),
+                "-1",
+                {Script(kDisable.begin(), kDisable.begin() + 4),
+                 Call("IWbemClassObject::GetMethod", {"comObject#1", "DisableAutoProvisioning", 0, true, false}, 0,
+                      {{"ppInSignature", nullptr}})});
 }
 
 TEST(SetAutoProvisioning, AMachineWithoutATpmFailsAtTheMethod)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf(std::string(kNamespace) + R"({"classes": {"Win32_TPM": {"instances": []}}}}}})"),
-                     "SetAutoProvisioning", {"false"});
-    EXPECT_EQ(run.result, "-1");
-    EXPECT_THAT(WithoutReleases(run), ElementsAreArray(InApartment(CallsOf(kDisable, 8, "-2147217406"))));
+    ExpectCalls(Switch("false", WithTpmClass(R"({"instances": []})")), "-1", CallsUpTo(kDisable, 8, -2147217406));
 }
 
 TEST(SetAutoProvisioning, TheTpmsOwnAnswerIsNotLookedAt)
 {
-    const SimulatedRun run = CallFunction(
-        MachineOf(std::string(kNamespace) +
-                  R"({"classes": {"Win32_TPM": {"methods": {"DisableAutoProvisioning": {"returnValue": 5}}}}}}}})"),
-        "SetAutoProvisioning", {"false"});
-    EXPECT_EQ(run.result, "0");
-    EXPECT_THAT(WithoutReleases(run),
-                ElementsAreArray(InApartment(CallsOf(kDisable, 8, R"(0 ppOutParams:"comObject#1" ReturnValue:5)"))));
+    const SimulatedRun run =
+        Switch("false", WithTpmClass(R"({"methods": {"DisableAutoProvisioning": {"returnValue": 5}}})"));
+    ExpectCalls(run, "0",
+                {Script(kDisable.begin(), kDisable.begin() + 7), Execute("DisableAutoProvisioning", "comObject#4", 5)});
     EXPECT_TRUE(run.After().wmi.autoProvisioning);
 }
 
 TEST(SetAutoProvisioning, AnApartmentOfAnotherKindWillDo)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf("{}"), "SetAutoProvisioning", {"false"}, {.faults = {"CoInitializeEx=0x80010106"}});
+    const SimulatedRun run = Switch("false", MachineOf("{}"), {.faults = {"CoInitializeEx=0x80010106"}});
     EXPECT_EQ(run.result, "0");
 }
 
 TEST(SetAutoProvisioning, AnApartmentThatWasEnteredBeforeWillDo)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf("{}"), "SetAutoProvisioning", {"false"}, {.faults = {"CoInitializeEx=1"}});
+    const SimulatedRun run = Switch("false", MachineOf("{}"), {.faults = {"CoInitializeEx=1"}});
     EXPECT_EQ(run.result, "0");
 }
 
 TEST(SetAutoProvisioning, WithoutAnyApartmentTheCallsAreAttemptedAllTheSame)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf("{}"), "SetAutoProvisioning", {"false"}, {.faults = {"CoInitializeEx=0x8007000E"}});
-    EXPECT_EQ(run.result, "-1");
-    EXPECT_THAT(run.script, testing::ElementsAre("CoInitializeEx(null, 0) = -2147024882",
-                                                 std::string(kArgumentsOfCreate) + "-2147221008", kLeave));
+    ExpectRun(Switch("false", MachineOf("{}"), {.faults = {"CoInitializeEx=0x8007000E"}}), "-1",
+              {Failing(kEnter, -2147024882), Failing(kCreate, -2147221008), kLeave});
 }
 
 } // namespace

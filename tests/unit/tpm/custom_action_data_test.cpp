@@ -53,9 +53,9 @@ TEST(GetCustomActionValue, IsTheTextBehindTheKeyUpToABlankAndASlash)
         {"/PASSWORD=", "/PASSWORD=%s%n%1 100%", "%s%n%1 100%"},
         {"/INFO=", "/INFO=\u4E2D\U0001F600\u00E4 /X", "\u4E2D\U0001F600\u00E4"},
     };
-    const winsim::Machine machine = MachineOf("{}");
     for (const ValueCase& c : kCases)
-        EXPECT_EQ(CallFunction(machine, "GetCustomActionValue", {c.key, c.data, "none"}).result, c.value) << c.data;
+        EXPECT_EQ(CallFunction(MachineOf("{}"), "GetCustomActionValue", {c.key, c.data, "none"}).result, c.value)
+            << c.data;
 }
 
 struct FlagCase
@@ -86,9 +86,9 @@ TEST(HasCustomActionFlag, IsOnOnlyWhereTheDataBeginsWithItInAnyLetterCase)
         {"/SILENT", "/S\u0130LENT", false},
         {"/SILENT", "/\u017FILENT", false},
     };
-    const winsim::Machine machine = MachineOf("{}");
     for (const FlagCase& c : kCases)
-        EXPECT_EQ(CallFunction(machine, "HasCustomActionFlag", {c.flag, c.data}).result, c.isOn ? "true" : "false")
+        EXPECT_EQ(CallFunction(MachineOf("{}"), "HasCustomActionFlag", {c.flag, c.data}).result,
+                  c.isOn ? "true" : "false")
             << c.data;
 }
 
@@ -108,11 +108,10 @@ std::vector<std::string> Questions(const SimulatedRun& run)
 
 TEST(CustomActionData, IsAskedForItsLengthAndThenRead)
 {
-    EXPECT_THAT(
-        Questions(ChangeSrkAuth({.data = "/CAPTION=x"})),
-        ElementsAre(
-            R"(MsiGetPropertyW("install#1", "CustomActionData", 0) = 234 pcchValueBuf:10)",
-            R"(MsiGetPropertyW("install#1", "CustomActionData", 11) = 0 pcchValueBuf:10 szValueBuf:"/CAPTION=x")"));
+    EXPECT_THAT(Questions(ChangeSrkAuth({.data = "/CAPTION=x"})),
+                ElementsAre(Call("MsiGetPropertyW", {"install#1", "CustomActionData", 0}, 234, {{"pcchValueBuf", 10}}),
+                            Call("MsiGetPropertyW", {"install#1", "CustomActionData", 11}, 0,
+                                 {{"pcchValueBuf", 10}, {"szValueBuf", "/CAPTION=x"}})));
 }
 
 TEST(CustomActionData, AnEmptyOrMissingPropertyIsEmptyData)
@@ -121,10 +120,10 @@ TEST(CustomActionData, AnEmptyOrMissingPropertyIsEmptyData)
     {
         const SimulatedRun run = ChangeSrkAuth({.data = data, .verifyCode = -5});
         EXPECT_EQ(run.exitCode, 0);
-        EXPECT_THAT(
-            Questions(run),
-            ElementsAre(R"(MsiGetPropertyW("install#1", "CustomActionData", 0) = 234 pcchValueBuf:0)",
-                        R"(MsiGetPropertyW("install#1", "CustomActionData", 1) = 0 pcchValueBuf:0 szValueBuf:"")"));
+        EXPECT_THAT(Questions(run), ElementsAre(Call("MsiGetPropertyW", {"install#1", "CustomActionData", 0}, 234,
+                                                     {{"pcchValueBuf", 0}}),
+                                                Call("MsiGetPropertyW", {"install#1", "CustomActionData", 1}, 0,
+                                                     {{"pcchValueBuf", 0}, {"szValueBuf", ""}})));
         EXPECT_EQ(CommandLines(run).back(), std::string(kToolPath) + " /T:\"NTRU\" /Y");
     }
 }

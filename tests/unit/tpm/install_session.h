@@ -34,9 +34,14 @@ inline winsim::Json DescriptionOf(const Session& session)
     return machine;
 }
 
+inline SimulatedRun ChangeSrkAuthOn(const winsim::Json& machine, const SimulatedRunOptions& options = {})
+{
+    return RunExport(winsim::Machine::FromJson(machine), "SRK_Auth_Change", options);
+}
+
 inline SimulatedRun ChangeSrkAuth(const Session& session, const SimulatedRunOptions& options = {})
 {
-    return RunExport(winsim::Machine::FromJson(DescriptionOf(session)), "SRK_Auth_Change", options);
+    return ChangeSrkAuthOn(DescriptionOf(session), options);
 }
 
 // The command lines that the run started, or tried to.

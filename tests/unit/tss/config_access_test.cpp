@@ -1,5 +1,5 @@
 // Proves how the policy directory and the configuration file are made and opened to the accounts that need them.
-#include "tests/support/tss_script.h"
+#include "tests/unit/tss/tss_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -48,11 +48,11 @@ SimulatedRun Replace(const Object& object, const char* machine, const SimulatedR
 }
 
 const std::string kFolderLine =
-    CallLine("SHGetSpecialFolderPathW", {nullptr, 35, 0}, 1, {{"pszPath", R"(C:\ProgramData)"}});
+    Call("SHGetSpecialFolderPathW", {nullptr, 35, 0}, 1, {{"pszPath", R"(C:\ProgramData)"}});
 
 std::string ReadLine(const Object& object, int error, const winsim::Json& out = winsim::Json::object())
 {
-    return CallLine("GetNamedSecurityInfoW", {object.path, kFileObject, kListInformation}, error, out);
+    return Call("GetNamedSecurityInfoW", {object.path, kFileObject, kListInformation}, error, out);
 }
 
 std::string ReadLine(const Object& object)
@@ -62,30 +62,30 @@ std::string ReadLine(const Object& object)
 
 Script MadeSids()
 {
-    return {MakeSidLine(1, 32, 545), MakeSidLine(2, 32, 544), MakeSidLine(3, 18), MakeSidLine(4, 20)};
+    return {MakeSid(1, 32, 545), MakeSid(2, 32, 544), MakeSid(3, 18), MakeSid(4, 20)};
 }
 
 Script FreedSids(unsigned count)
 {
     Script lines;
     for (unsigned i = 1; i <= count; ++i)
-        lines.push_back(FreeSidLine(i));
+        lines.push_back(FreeSid(i));
     return lines;
 }
 
 std::string ApplyLine(const Object& object, int error = 0)
 {
-    return CallLine("SetNamedSecurityInfoW",
-                    {object.path, kFileObject, kProtectedListInformation, nullptr, nullptr,
-                     AclOf(ListOf(object), kInheritance), nullptr},
-                    error);
+    return Call("SetNamedSecurityInfoW",
+                {object.path, kFileObject, kProtectedListInformation, nullptr, nullptr,
+                 AclOf(ListOf(object), kInheritance), nullptr},
+                error);
 }
 
 // What follows once the object is there.
 Script Replaced(const Object& object)
 {
-    return Joined(MadeSids(), MakeListLine(ListOf(object), kInheritance), ApplyLine(object),
-                  LogLine(fmt::format("Successfully changed DACL for {}: {}", object.kind, object.path)), FreedSids(4));
+    return {MadeSids(), MakeList(ListOf(object), kInheritance), ApplyLine(object),
+            fmt::format("log: Successfully changed DACL for {}: {}", object.kind, object.path), FreedSids(4)};
 }
 
 // A described object keeps the owner that it has; the installer owns what it makes.
@@ -106,7 +106,7 @@ TEST(ConfigAccess, AnObjectThatIsThereGetsTheNewListAndNothingElse)
     for (const Object& object : {kDirectory, kFile})
     {
         const SimulatedRun run = Replace(object, kBothExist);
-        ExpectRun(run, "1", Joined(kFolderLine, ReadLine(object), Replaced(object)));
+        ExpectRun(run, "1", {kFolderLine, ReadLine(object), Replaced(object)});
         ExpectReplacedList(run, object);
     }
     EXPECT_EQ(Replace(kFile, kBothExist).After().files.Find(kFile.path)->content, "[Kelo]");
@@ -115,8 +115,7 @@ TEST(ConfigAccess, AnObjectThatIsThereGetsTheNewListAndNothingElse)
 TEST(ConfigAccess, UsersMayChangeTheConfigurationButOnlyReadThePolicies)
 {
     const auto usersMaskOf = [](const Object& object) {
-        const SimulatedRun run = Replace(object, kBothExist);
-        return run.After().files.Find(object.path)->security.access->at(0).mask;
+        return Replace(object, kBothExist).After().files.Find(object.path)->security.access->at(0).mask;
     };
     EXPECT_EQ(usersMaskOf(kDirectory), kGenericRead);
     EXPECT_EQ(usersMaskOf(kFile), kGenericAll);
@@ -126,14 +125,12 @@ TEST(ConfigAccess, ASecondRunWritesTheSameListAgain)
 {
     for (const Object& object : {kDirectory, kFile})
     {
-        const SimulatedRun first = Replace(object, kBothExist);
-        const SimulatedRun second = CallFunction(first.After(), object.function);
-        ExpectRun(
-            second, "1",
-            Joined(kFolderLine,
+        const SimulatedRun second = CallFunction(Replace(object, kBothExist).After(), object.function);
+        ExpectRun(second, "1",
+                  {kFolderLine,
                    ReadLine(object, 0,
                             {{"ppDacl", AclOf(ListOf(object), kInheritance)}, {"ppSecurityDescriptor", "block#1"}}),
-                   Replaced(object)));
+                   Replaced(object)});
         ExpectReplacedList(second, object);
     }
 }
@@ -142,19 +139,15 @@ TEST(ConfigAccess, ASecondRunWritesTheSameListAgain)
 
 TEST(SetPolicyDirectoryAccess, AMissingDirectoryIsMadeWithItsMissingParents)
 {
-    struct Case
+    // 2 when only the directory is missing, 3 when its parent is too
+    constexpr std::pair<const char*, int> kCases[] = {
+        {"{}", 3}, {R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true}}})", 2}};
+    for (const auto& [machine, error] : kCases)
     {
-        const char* machine;
-        int error; // 2 when only the directory is missing, 3 when its parent is too
-    };
-    for (const Case& one :
-         {Case{"{}", 3}, Case{R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true}}})", 2}})
-    {
-        const SimulatedRun run = Replace(kDirectory, one.machine);
+        const SimulatedRun run = Replace(kDirectory, machine);
         ExpectRun(run, "1",
-                  Joined(kFolderLine, ReadLine(kDirectory, one.error),
-                         CallLine("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, 0),
-                         Replaced(kDirectory)));
+                  {kFolderLine, ReadLine(kDirectory, error),
+                   Call("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, 0), Replaced(kDirectory)});
         EXPECT_TRUE(run.After().files.IsDirectory(kDirectory.path));
         ExpectReplacedList(run, kDirectory, kAdministrators);
     }
@@ -162,33 +155,30 @@ TEST(SetPolicyDirectoryAccess, AMissingDirectoryIsMadeWithItsMissingParents)
 
 TEST(SetPolicyDirectoryAccess, ADirectoryThatCannotBeMadeEndsIt)
 {
-    const SimulatedRun run = Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common":
-        {"directory": true, "deniedAccess": 6}}})");
-    ExpectRun(run, "0",
+    ExpectRun(Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common":
+        {"directory": true, "deniedAccess": 6}}})"),
+              "0",
               {kFolderLine, ReadLine(kDirectory, 2),
-               CallLine("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, 5),
-               LogLine("SHCreateDirectoryExW error: 5 ")});
+               Call("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, 5),
+               "log: SHCreateDirectoryExW error: 5 "});
 }
 
 // What cannot be made sure of has nothing made in it.
 TEST(SetPolicyDirectoryAccess, AParentThatCannotBeMadeEndsIt)
 {
-    const SimulatedRun run = Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp": {"directory": true,
-        "deniedAccess": 6}, "C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit": {"directory": true}}})");
-    ExpectRun(run, "0", {kFolderLine, ReadLine(kDirectory, 3), LogLine("SHCreateDirectoryExW error: 5 ")});
+    ExpectRun(Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp": {"directory": true,
+        "deniedAccess": 6}, "C:\\ProgramData\\Kelo Systems Corp\\InstallLogs\\Toolkit": {"directory": true}}})"),
+              "0", {kFolderLine, ReadLine(kDirectory, 3), "log: SHCreateDirectoryExW error: 5 "});
 }
 
 TEST(SetPolicyDirectoryAccess, AnyResultOfTheCreationButZeroIsAFailure)
 {
     // 183: the directory came into being in the meantime.
     for (const char* error : {"80", "183", "1", "206"})
-    {
-        const SimulatedRun run = Replace(kDirectory, "{}", {.faults = {std::string("SHCreateDirectoryExW=") + error}});
-        ExpectRun(run, "0",
+        ExpectRun(Replace(kDirectory, "{}", {.faults = {std::string("SHCreateDirectoryExW=") + error}}), "0",
                   {kFolderLine, ReadLine(kDirectory, 3),
-                   CallLine("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, std::stoi(error)),
-                   LogLine(fmt::format("SHCreateDirectoryExW error: {} ", error))});
-    }
+                   Call("SHCreateDirectoryExW", {nullptr, kDirectory.path, nullptr}, std::stoi(error)),
+                   fmt::format("log: SHCreateDirectoryExW error: {} ", error)});
 }
 
 TEST(SetConfigFileAccess, AMissingFileIsMadeEmpty)
@@ -197,9 +187,9 @@ TEST(SetConfigFileAccess, AMissingFileIsMadeEmpty)
         Replace(kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true}}})");
     ExpectRun(run, "1",
               // The three directories above it are held open.
-              Joined(kFolderLine, ReadLine(kFile, 2),
-                     CallLine("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr}, "file#4"),
-                     CallLine("CloseHandle", {"file#4"}, 1), Replaced(kFile)));
+              {kFolderLine, ReadLine(kFile, 2),
+               Call("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr}, "file#4"),
+               Call("CloseHandle", {"file#4"}, 1), Replaced(kFile)});
     EXPECT_EQ(run.After().files.Find(kFile.path)->content, "");
     ExpectReplacedList(run, kFile, kAdministrators);
 }
@@ -207,17 +197,18 @@ TEST(SetConfigFileAccess, AMissingFileIsMadeEmpty)
 TEST(SetConfigFileAccess, AMissingDirectoryEndsIt)
 {
     const SimulatedRun run = Replace(kFile, "{}");
-    ExpectRun(run, "0", {kFolderLine, ReadLine(kFile, 3), LogLine("GetNamedSecurityInfoW error: 3 ")});
+    ExpectRun(run, "0", {kFolderLine, ReadLine(kFile, 3), "log: GetNamedSecurityInfoW error: 3 "});
     EXPECT_FALSE(run.After().files.IsDirectory(R"(C:\ProgramData\Kelo Systems Corp\Common)"));
 }
 
 TEST(SetConfigFileAccess, AFileThatCannotBeMadeFailsOnlyWhenTheListIsApplied)
 {
-    const SimulatedRun run = Replace(
-        kFile, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "deniedAccess": 6}}})");
-    ExpectRun(run, "0",
-              Joined(kFolderLine, ReadLine(kFile, 2), MadeSids(), MakeListLine(ListOf(kFile), kInheritance),
-                     LogLine("SetNamedSecurityInfo call failed: 2"), FreedSids(4)));
+    ExpectRun(
+        Replace(kFile,
+                R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "deniedAccess": 6}}})"),
+        "0",
+        {kFolderLine, ReadLine(kFile, 2), MadeSids(), MakeList(ListOf(kFile), kInheritance),
+         "log: SetNamedSecurityInfo call failed: 2", FreedSids(4)});
 }
 
 constexpr char kOnlyTheFileIsMissing[] =
@@ -241,10 +232,9 @@ std::string OpeningWith(const char* parameter, unsigned value, const SimulatedRu
 TEST(SetConfigFileAccess, ANewFileWithoutAHandleEndsItWithoutALine)
 {
     const std::string creation = OpeningWith("dwFlagsAndAttributes", 128, Replace(kFile, kOnlyTheFileIsMissing));
-    const SimulatedRun run = Replace(kFile, kOnlyTheFileIsMissing, {.faults = {creation + "=0"}});
-    ExpectRun(run, "0",
+    ExpectRun(Replace(kFile, kOnlyTheFileIsMissing, {.faults = {creation + "=0"}}), "0",
               {kFolderLine, ReadLine(kFile, 2),
-               CallLine("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr})});
+               Call("CreateFileW", {kFile.path, kReadAndWrite, 3, nullptr, 4, 128, nullptr})});
 }
 
 TEST(SetConfigFileAccess, AFileThatCannotBeOpenedOnceMoreIsUsedAllTheSame)
@@ -262,8 +252,8 @@ TEST(ConfigAccess, AnUnreadableListEndsIt)
     {
         winsim::Machine machine = MachineOf(kBothExist);
         machine.files.Find(object.path)->isDenied = true;
-        const SimulatedRun run = CallFunction(machine, object.function);
-        ExpectRun(run, "0", {kFolderLine, ReadLine(object, 5), LogLine("GetNamedSecurityInfoW error: 5 ")});
+        ExpectRun(CallFunction(machine, object.function), "0",
+                  {kFolderLine, ReadLine(object, 5), "log: GetNamedSecurityInfoW error: 5 "});
     }
 }
 
@@ -272,13 +262,9 @@ TEST(ConfigAccess, OnlyAMissingObjectIsMade)
     for (const Object& object : {kDirectory, kFile})
     {
         for (const int error : {53, 67, 87, 123, 161, 267, 1168})
-        {
-            const SimulatedRun run =
-                Replace(object, "{}", {.faults = {fmt::format("GetNamedSecurityInfoW={}", error)}});
-            ExpectRun(run, "0",
-                      {kFolderLine, ReadLine(object, error),
-                       LogLine(fmt::format("GetNamedSecurityInfoW error: {} ", error))});
-        }
+            ExpectRun(
+                Replace(object, "{}", {.faults = {fmt::format("GetNamedSecurityInfoW={}", error)}}), "0",
+                {kFolderLine, ReadLine(object, error), fmt::format("log: GetNamedSecurityInfoW error: {} ", error)});
     }
 }
 
@@ -291,13 +277,12 @@ TEST(ConfigAccess, EachSidThatCannotBeMadeHasItsLine)
         {
             const SimulatedRun run =
                 Replace(object, kBothExist, {.faults = {fmt::format("AllocateAndInitializeSid#{}=8", failing)}});
-            Script script{kFolderLine, ReadLine(object)};
             const Script sids = MadeSids();
-            script.insert(script.end(), sids.begin(), sids.begin() + failing - 1);
-            const std::string made = sids[failing - 1];
-            script.push_back(made.substr(0, made.rfind(" = ")) + " = 0");
-            script.push_back(LogLine(fmt::format("AllocateAndInitializeSid ({}) error: 8 ", names[failing - 1])));
-            ExpectRun(run, "0", Joined(script, FreedSids(failing - 1)));
+            ExpectRun(run, "0",
+                      {kFolderLine, ReadLine(object), Script(sids.begin(), sids.begin() + failing - 1),
+                       Failing(sids[failing - 1], 0),
+                       fmt::format("log: AllocateAndInitializeSid ({}) error: 8 ", names[failing - 1]),
+                       FreedSids(failing - 1)});
         }
     }
 }
@@ -307,10 +292,9 @@ TEST(ConfigAccess, AListThatCannotBeMadeEndsIt)
     for (const Object& object : {kDirectory, kFile})
     {
         const SimulatedRun run = Replace(object, kBothExist, {.faults = {"SetEntriesInAclW=1336"}});
-        const std::string made = MakeListLine(ListOf(object), kInheritance);
         ExpectRun(run, "0",
-                  Joined(kFolderLine, ReadLine(object), MadeSids(), made.substr(0, made.rfind(" = ")) + " = 1336",
-                         LogLine("SetEntriesInAclW error"), FreedSids(4)));
+                  {kFolderLine, ReadLine(object), MadeSids(), Failing(MakeList(ListOf(object), kInheritance), 1336),
+                   "log: SetEntriesInAclW error", FreedSids(4)});
     }
 }
 
@@ -322,19 +306,18 @@ TEST(ConfigAccess, ARefusedListEndsIt)
         machine.files.Find(object.path)->security.deniedAccess = 0x40000;
         const SimulatedRun run = CallFunction(machine, object.function);
         ExpectRun(run, "0",
-                  Joined(kFolderLine, ReadLine(object), MadeSids(), MakeListLine(ListOf(object), kInheritance),
-                         ApplyLine(object, 5), LogLine("SetNamedSecurityInfo call failed: 5"), FreedSids(4)));
+                  {kFolderLine, ReadLine(object), MadeSids(), MakeList(ListOf(object), kInheritance),
+                   ApplyLine(object, 5), "log: SetNamedSecurityInfo call failed: 5", FreedSids(4)});
         EXPECT_EQ(run.After().files.Find(object.path)->security.access, std::nullopt);
     }
 }
 
 TEST(ConfigAccess, AnUnknownApplicationDataFolderLeadsToTheRootOfTheDrive)
 {
-    const SimulatedRun run = Replace(kFile, "{}", {.faults = {"SHGetSpecialFolderPathW=2"}});
-    ExpectRun(run, "0",
-              {CallLine("SHGetSpecialFolderPathW", {nullptr, 35, 0}, 0),
-               CallLine("GetNamedSecurityInfoW", {R"(\Kelo Systems Corp\Common\Kelo_Config.ini)", 1, 4}, 3),
-               LogLine("GetNamedSecurityInfoW error: 3 ")});
+    ExpectRun(Replace(kFile, "{}", {.faults = {"SHGetSpecialFolderPathW=2"}}), "0",
+              {Call("SHGetSpecialFolderPathW", {nullptr, 35, 0}, 0),
+               Call("GetNamedSecurityInfoW", {R"(\Kelo Systems Corp\Common\Kelo_Config.ini)", 1, 4}, 3),
+               "log: GetNamedSecurityInfoW error: 3 "});
 }
 
 // ---- What somebody has prepared ----
@@ -342,9 +325,7 @@ TEST(ConfigAccess, AnUnknownApplicationDataFolderLeadsToTheRootOfTheDrive)
 // The directory with another owner, such as an ordinary user.
 winsim::Machine PoliciesOf(const char* owner)
 {
-    winsim::Json machine;
-    machine["files"][kDirectory.path] = {{"directory", true}, {"owner", owner}};
-    return winsim::Machine::FromJson(machine);
+    return winsim::Machine::FromJson({{"files", {{kDirectory.path, {{"directory", true}, {"owner", owner}}}}}});
 }
 
 constexpr char kUser[] = "S-1-5-21-7-7-7-1001";
@@ -403,12 +384,9 @@ TEST(ConfigAccess, ALinkIsRefusedWithTheErrorOfTheFirstCall)
 {
     for (const Object& object : {kDirectory, kFile})
     {
-        winsim::Json machine;
-        machine["files"]["C:\\elsewhere"] = {{"directory", true}};
-        machine["files"][R"(C:\ProgramData\Kelo Systems Corp\Common)"] = {{"directory", true},
-                                                                          {"link", "C:\\elsewhere"}};
-        const SimulatedRun run = CallFunction(winsim::Machine::FromJson(machine), object.function);
-        ExpectRun(run, "0", {kFolderLine, LogLine("GetNamedSecurityInfoW error: 448 ")});
+        ExpectRun(Replace(object, R"({"files": {"C:\\elsewhere": {"directory": true},
+            "C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "link": "C:\\elsewhere"}}})"),
+                  "0", {kFolderLine, "log: GetNamedSecurityInfoW error: 448 "});
     }
 }
 
@@ -416,10 +394,10 @@ TEST(ConfigAccess, AnotherNameAndTheWrongKindAreRefusedToo)
 {
     ExpectRun(Replace(kFile, R"({"files": {"C:\\Windows\\victim": {"text": "x"},
         "C:\\ProgramData\\Kelo Systems Corp\\Common\\Kelo_Config.ini": {"hardLinkTo": "C:\\Windows\\victim"}}})"),
-              "0", {kFolderLine, LogLine("GetNamedSecurityInfoW error: 1142 ")});
+              "0", {kFolderLine, "log: GetNamedSecurityInfoW error: 1142 "});
     ExpectRun(
         Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common\\policies": {"text": "x"}}})"),
-        "0", {kFolderLine, LogLine("GetNamedSecurityInfoW error: 267 ")});
+        "0", {kFolderLine, "log: GetNamedSecurityInfoW error: 267 "});
 }
 
 } // namespace

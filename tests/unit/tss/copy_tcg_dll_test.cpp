@@ -1,13 +1,11 @@
 // Proves how the detection library reaches the Windows system directory.
-#include "tests/support/tss_script.h"
+#include "tests/unit/tss/tss_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace
 {
-
-using testing::ElementsAre;
 
 constexpr char kSource[] = R"(C:\Toolkit\KELO\stkprobe.dll)";
 constexpr char kDestination[] = R"(C:\Windows\system32\stkprobe.dll)";
@@ -27,80 +25,83 @@ SimulatedRun Copy(const winsim::Machine& machine, const SimulatedRunOptions& opt
     return CallFunction(machine, "CopyTCGDLL", {R"(C:\Toolkit\)", "KELO"}, options);
 }
 
-std::string TextOf(const SimulatedRun& run, const std::string& path)
-{
-    const winsim::File* file = run.After().files.Find(path);
-    return file == nullptr ? "(none)" : file->content;
-}
-
 std::string CopyLine(int result, const std::string& source = kSource, const std::string& destination = kDestination)
 {
-    return CallLine("CopyFileA", {source, destination, 0}, result);
+    return Call("CopyFileA", {source, destination, 0}, result);
 }
 
-std::string FirstFailure(unsigned error)
+constexpr char kCopying[] = "log: CopyTCGDLL - Copying stkprobe.dll to system32 folder";
+
+// The first copy fails.
+Script FirstFailure(unsigned error)
 {
-    return LogLine(fmt::format("CopyTCGDLL - Copying {} to {} failed err: {}", kSource, kDestination, error));
+    return {CopyLine(0),
+            fmt::format("log: CopyTCGDLL - Copying {} to {} failed err: {}", kSource, kDestination, error)};
 }
 
-const Script kBegin = {LogLine("CopyTCGDLL - Copying stkprobe.dll to system32 folder"),
-                       CallLine("GetEnvironmentVariableA", {"windir", 240}, 10, {{"lpBuffer", R"(C:\Windows)"}})};
-const Script kCopied = {CopyLine(1), LogLine("Copied stkprobe.dll successfully")};
+// The older backup cannot be deleted.
+Script BackupStays(unsigned error)
+{
+    return {Call("DeleteFileA", {kBackup}, 0),
+            fmt::format("log: CopyTCGDLL - Unable to Delete {} rc: {}", kBackup, error)};
+}
+
+const std::string kMoved = Call("MoveFileA", {kDestination, kBackup}, 1);
+const Script kNotMoved = {Failing(kMoved, 0),
+                          fmt::format("log: CopyTCGDLL - Unable to rename {} to {} rc: 183", kDestination, kBackup)};
+
+Script SecondFailure(unsigned error)
+{
+    return {CopyLine(0),
+            fmt::format("log: CopyTCGDLL - Unable to copy file {} to {} rc: {}", kSource, kDestination, error)};
+}
+
+const Script kBegin = {kCopying, Call("GetEnvironmentVariableA", {"windir", 240}, 10, {{"lpBuffer", R"(C:\Windows)"}})};
+const Script kCopied = {CopyLine(1), "log: Copied stkprobe.dll successfully"};
 const Script kCopiedAfterwards = {CopyLine(1),
-                                  LogLine(fmt::format("CopyTCGDLL - Copied file {} to {}", kSource, kDestination))};
+                                  fmt::format("log: CopyTCGDLL - Copied file {} to {}", kSource, kDestination)};
 
 TEST(CopyTCGDLL, IntoAnEmptyPlaceTheFirstCopySucceeds)
 {
     const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.bk1": {"text": "older"}})"));
-    ExpectRun(run, "0", Joined(kBegin, kCopied));
-    EXPECT_EQ(TextOf(run, kDestination), "new");
-    EXPECT_EQ(TextOf(run, kBackup), "older");
-    EXPECT_EQ(TextOf(run, kSource), "new");
+    ExpectRun(run, "0", {kBegin, kCopied});
+    EXPECT_EQ(TextOf(run.After(), kDestination), "new");
+    EXPECT_EQ(TextOf(run.After(), kBackup), "older");
+    EXPECT_EQ(TextOf(run.After(), kSource), "new");
 }
 
 TEST(CopyTCGDLL, AFileThatIsNotInUseIsOverwritten)
 {
     const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})"));
-    ExpectRun(run, "0", Joined(kBegin, kCopied));
-    EXPECT_EQ(TextOf(run, kDestination), "new");
-    EXPECT_EQ(TextOf(run, kBackup), "(none)");
+    ExpectRun(run, "0", {kBegin, kCopied});
+    EXPECT_EQ(TextOf(run.After(), kDestination), "new");
+    EXPECT_EQ(TextOf(run.After(), kBackup), "(none)");
 }
 
 TEST(CopyTCGDLL, AFileInUseIsMovedToTheBackupThatTakesTheOlderOnesPlace)
 {
     const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
         "C:\\Windows\\system32\\stkprobe.bk1": {"text": "older"}})"));
-    ExpectRun(run, "0",
-              Joined(kBegin, CopyLine(0), FirstFailure(32), CallLine("DeleteFileA", {kBackup}, 1),
-                     CallLine("MoveFileA", {kDestination, kBackup}, 1), kCopiedAfterwards));
-    EXPECT_EQ(TextOf(run, kDestination), "new");
-    EXPECT_EQ(TextOf(run, kBackup), "old");
+    ExpectRun(run, "0", {kBegin, FirstFailure(32), Call("DeleteFileA", {kBackup}, 1), kMoved, kCopiedAfterwards});
+    EXPECT_EQ(TextOf(run.After(), kDestination), "new");
+    EXPECT_EQ(TextOf(run.After(), kBackup), "old");
 }
 
 TEST(CopyTCGDLL, AMissingOlderBackupIsLoggedAndNothingElse)
 {
     const SimulatedRun run =
         Copy(MachineWith(R"({"C:\\Windows\\system32\\STKPROBE.DLL": {"text": "old", "inUse": true}})"));
-    ExpectRun(run, "0",
-              Joined(kBegin, CopyLine(0), FirstFailure(32), CallLine("DeleteFileA", {kBackup}, 0),
-                     LogLine(fmt::format("CopyTCGDLL - Unable to Delete {} rc: 2", kBackup)),
-                     CallLine("MoveFileA", {kDestination, kBackup}, 1), kCopiedAfterwards));
-    EXPECT_EQ(TextOf(run, kDestination), "new");
-    EXPECT_EQ(TextOf(run, kBackup), "old");
+    ExpectRun(run, "0", {kBegin, FirstFailure(32), BackupStays(2), kMoved, kCopiedAfterwards});
+    EXPECT_EQ(TextOf(run.After(), kDestination), "new");
+    EXPECT_EQ(TextOf(run.After(), kBackup), "old");
 }
 
 TEST(CopyTCGDLL, AnOlderBackupInUseKeepsTheOldFileInPlace)
 {
     const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
         "C:\\Windows\\system32\\stkprobe.bk1": {"text": "older", "inUse": true}})"));
-    ExpectRun(run, "0",
-              Joined(kBegin, CopyLine(0), FirstFailure(32), CallLine("DeleteFileA", {kBackup}, 0),
-                     LogLine(fmt::format("CopyTCGDLL - Unable to Delete {} rc: 5", kBackup)),
-                     CallLine("MoveFileA", {kDestination, kBackup}, 0),
-                     LogLine(fmt::format("CopyTCGDLL - Unable to rename {} to {} rc: 183", kDestination, kBackup)),
-                     CopyLine(0),
-                     LogLine(fmt::format("CopyTCGDLL - Unable to copy file {} to {} rc: 32", kSource, kDestination))));
-    EXPECT_EQ(TextOf(run, kDestination), "old");
+    ExpectRun(run, "0", {kBegin, FirstFailure(32), BackupStays(5), kNotMoved, SecondFailure(32)});
+    EXPECT_EQ(TextOf(run.After(), kDestination), "old");
 }
 
 TEST(CopyTCGDLL, AMissingSourceLeavesTheOldFileAtTheBackupsName)
@@ -108,26 +109,15 @@ TEST(CopyTCGDLL, AMissingSourceLeavesTheOldFileAtTheBackupsName)
     const SimulatedRun run = Copy(MachineWith(
         R"({"C:\\Toolkit\\KELO\\stkprobe.dll": null, "C:\\Toolkit\\KELO": {"directory": true},
             "C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})"));
-    ExpectRun(run, "0",
-              Joined(kBegin, CopyLine(0), FirstFailure(2), CallLine("DeleteFileA", {kBackup}, 0),
-                     LogLine(fmt::format("CopyTCGDLL - Unable to Delete {} rc: 2", kBackup)),
-                     CallLine("MoveFileA", {kDestination, kBackup}, 1), CopyLine(0),
-                     LogLine(fmt::format("CopyTCGDLL - Unable to copy file {} to {} rc: 2", kSource, kDestination))));
-    EXPECT_EQ(TextOf(run, kDestination), "(none)");
-    EXPECT_EQ(TextOf(run, kBackup), "old");
+    ExpectRun(run, "0", {kBegin, FirstFailure(2), BackupStays(2), kMoved, SecondFailure(2)});
+    EXPECT_EQ(TextOf(run.After(), kDestination), "(none)");
+    EXPECT_EQ(TextOf(run.After(), kBackup), "old");
 }
 
 TEST(CopyTCGDLL, EachFailureIsLoggedWithItsOwnError)
 {
-    const SimulatedRun run =
-        Copy(MachineWith(), {.faults = {"CopyFileA#1=32", "DeleteFileA=19", "MoveFileA=183", "CopyFileA#2=112"}});
-    ExpectRun(run, "0",
-              Joined(kBegin, CopyLine(0), FirstFailure(32), CallLine("DeleteFileA", {kBackup}, 0),
-                     LogLine(fmt::format("CopyTCGDLL - Unable to Delete {} rc: 19", kBackup)),
-                     CallLine("MoveFileA", {kDestination, kBackup}, 0),
-                     LogLine(fmt::format("CopyTCGDLL - Unable to rename {} to {} rc: 183", kDestination, kBackup)),
-                     CopyLine(0),
-                     LogLine(fmt::format("CopyTCGDLL - Unable to copy file {} to {} rc: 112", kSource, kDestination))));
+    ExpectRun(Copy(MachineWith(), {.faults = {"CopyFileA#1=32", "DeleteFileA=19", "MoveFileA=183", "CopyFileA#2=112"}}),
+              "0", {kBegin, FirstFailure(32), BackupStays(19), kNotMoved, SecondFailure(112)});
 }
 
 TEST(CopyTCGDLL, AReadOnlyFileIsMovedAsideToo)
@@ -136,37 +126,33 @@ TEST(CopyTCGDLL, AReadOnlyFileIsMovedAsideToo)
         Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "attributes": 1}})"));
     EXPECT_EQ(run.log[1], fmt::format("CopyTCGDLL - Copying {} to {} failed err: 5", kSource, kDestination));
     EXPECT_EQ(run.log.back(), fmt::format("CopyTCGDLL - Copied file {} to {}", kSource, kDestination));
-    EXPECT_EQ(TextOf(run, kBackup), "old");
+    EXPECT_EQ(TextOf(run.After(), kBackup), "old");
 }
 
 TEST(CopyTCGDLL, TheSystemDirectoryComesFromTheEnvironment)
 {
-    const SimulatedRun run =
-        Copy(MachineWith(R"({"D:\\Win\\system32": {"directory": true}})", R"({"environment": {"windir": "D:\\Win"}})"));
-    ExpectRun(run, "0",
-              {LogLine("CopyTCGDLL - Copying stkprobe.dll to system32 folder"),
-               CallLine("GetEnvironmentVariableA", {"windir", 240}, 6, {{"lpBuffer", R"(D:\Win)"}}),
-               CopyLine(1, kSource, R"(D:\Win\system32\stkprobe.dll)"), LogLine("Copied stkprobe.dll successfully")});
+    ExpectRun(
+        Copy(MachineWith(R"({"D:\\Win\\system32": {"directory": true}})", R"({"environment": {"windir": "D:\\Win"}})")),
+        "0",
+        {kCopying, Call("GetEnvironmentVariableA", {"windir", 240}, 6, {{"lpBuffer", R"(D:\Win)"}}),
+         CopyLine(1, kSource, R"(D:\Win\system32\stkprobe.dll)"), "log: Copied stkprobe.dll successfully"});
 }
 
 TEST(CopyTCGDLL, WithoutTheVariableWindowsIsAsked)
 {
     const SimulatedRun run = Copy(MachineWith("{}", R"({"environment": {"windir": null}})"));
     ExpectRun(run, "0",
-              Joined(LogLine("CopyTCGDLL - Copying stkprobe.dll to system32 folder"),
-                     CallLine("GetEnvironmentVariableA", {"windir", 240}, 0),
-                     CallLine("GetWindowsDirectoryA", {240}, 10, {{"lpBuffer", R"(C:\Windows)"}}), kCopied));
-    EXPECT_EQ(TextOf(run, kDestination), "new");
+              {kCopying, Call("GetEnvironmentVariableA", {"windir", 240}, 0),
+               Call("GetWindowsDirectoryA", {240}, 10, {{"lpBuffer", R"(C:\Windows)"}}), kCopied});
+    EXPECT_EQ(TextOf(run.After(), kDestination), "new");
 }
 
 TEST(CopyTCGDLL, AWindowsThatDoesNotTellItsDirectoryGetsNoFile)
 {
-    const winsim::Machine machine = MachineWith("{}", R"({"environment": {"windir": null}})");
-    const SimulatedRun run = Copy(machine, {.faults = {"GetWindowsDirectoryA=5"}});
-    ExpectRun(run, "0",
-              {LogLine("CopyTCGDLL - Copying stkprobe.dll to system32 folder"),
-               CallLine("GetEnvironmentVariableA", {"windir", 240}, 0), CallLine("GetWindowsDirectoryA", {240}, 0),
-               LogLine(fmt::format("CopyTCGDLL - Copying {} to  failed err: 206", kSource))});
+    ExpectRun(Copy(MachineWith("{}", R"({"environment": {"windir": null}})"), {.faults = {"GetWindowsDirectoryA=5"}}),
+              "0",
+              {kCopying, Call("GetEnvironmentVariableA", {"windir", 240}, 0), Call("GetWindowsDirectoryA", {240}, 0),
+               fmt::format("log: CopyTCGDLL - Copying {} to  failed err: 206", kSource)});
 }
 
 // ---- Paths that do not fit ----
@@ -187,7 +173,7 @@ TEST(CopyTCGDLL, APathOf239CharactersIsTheLongestThatIsCopied)
         machine.files.Create(target + behind, false).content = "new";
         const SimulatedRun run = CallFunction(machine, "CopyTCGDLL", {target, "KELO"});
         EXPECT_EQ(run.outcome.callCounts.contains("CopyFileA"), length == 239);
-        EXPECT_EQ(TextOf(run, kDestination), length == 239 ? "new" : "(none)");
+        EXPECT_EQ(TextOf(run.After(), kDestination), length == 239 ? "new" : "(none)");
     }
 }
 
@@ -197,9 +183,8 @@ TEST(CopyTCGDLL, ATargetThatIsTooLongTouchesNoFile)
     {
         winsim::Machine machine = MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})");
         const SimulatedRun run = CallFunction(machine, "CopyTCGDLL", {TargetOfLength(length), "KELO"});
-        ExpectRun(run, "0",
-                  Joined(kBegin, LogLine(fmt::format("CopyTCGDLL - Copying  to {} failed err: 206", kDestination))));
-        EXPECT_EQ(TextOf(run, kDestination), "old");
+        ExpectRun(run, "0", {kBegin, fmt::format("log: CopyTCGDLL - Copying  to {} failed err: 206", kDestination)});
+        EXPECT_EQ(TextOf(run.After(), kDestination), "old");
     }
 }
 
@@ -216,8 +201,7 @@ TEST(CopyTCGDLL, AWindowsDirectoryThatIsTooLongIsNotUsedAndNotReplaced)
         EXPECT_FALSE(run.outcome.callCounts.contains("GetWindowsDirectoryA")) << length;
         if (fits)
             continue;
-        EXPECT_THAT(run.log, ElementsAre("CopyTCGDLL - Copying stkprobe.dll to system32 folder",
-                                         fmt::format("CopyTCGDLL - Copying {} to  failed err: 206", kSource)));
+        ExpectLog(run, "0", {kCopying, fmt::format("log: CopyTCGDLL - Copying {} to  failed err: 206", kSource)});
         for (const char* call : {"DeleteFileA", "MoveFileA"})
             EXPECT_FALSE(run.outcome.callCounts.contains(call)) << call;
     }
@@ -228,8 +212,7 @@ TEST(CopyTCGDLL, WindowsOwnDirectoryThatIsTooLongIsNotUsedEither)
     const winsim::Json description{{"environment", {{"windir", nullptr}}},
                                    {"folders", {{"windows", R"(D:\)" + std::string(240, 'w')}}}};
     const SimulatedRun run = Copy(MachineWith("{}", description.dump().c_str()));
-    EXPECT_THAT(run.log, ElementsAre("CopyTCGDLL - Copying stkprobe.dll to system32 folder",
-                                     fmt::format("CopyTCGDLL - Copying {} to  failed err: 206", kSource)));
+    ExpectLog(run, "0", {kCopying, fmt::format("log: CopyTCGDLL - Copying {} to  failed err: 206", kSource)});
     EXPECT_FALSE(run.outcome.callCounts.contains("CopyFileA"));
 }
 
@@ -237,31 +220,25 @@ TEST(CopyTCGDLL, ATargetThatIsNoFullPathTouchesNoFile)
 {
     for (const char* target : {"", "C:", R"(C:Toolkit\)", R"(Toolkit\)", R"(\Toolkit\)"})
     {
-        const winsim::Machine machine = MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})");
-        const SimulatedRun run = CallFunction(machine, "CopyTCGDLL", {target, "KELO"});
-        ExpectRun(run, "0",
-                  Joined(kBegin, LogLine(fmt::format("CopyTCGDLL - Copying  to {} failed err: 206", kDestination))));
-        EXPECT_EQ(TextOf(run, kDestination), "old");
+        const SimulatedRun run = CallFunction(
+            MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})"), "CopyTCGDLL", {target, "KELO"});
+        ExpectRun(run, "0", {kBegin, fmt::format("log: CopyTCGDLL - Copying  to {} failed err: 206", kDestination)});
+        EXPECT_EQ(TextOf(run.After(), kDestination), "old");
     }
 }
 
 TEST(CopyTCGDLL, AnExceptionIsCaughtWhateverItsKind)
 {
     const SimulatedRun run = Copy(MachineWith(), {.faults = {"CopyFileA=fault"}});
-    EXPECT_EQ(run.result, "0");
-    EXPECT_THAT(run.log, ElementsAre("CopyTCGDLL - Copying stkprobe.dll to system32 folder",
-                                     "Unknown exception caught trying to copy stkprobe.dll"));
-    EXPECT_EQ(TextOf(run, kDestination), "(none)");
+    ExpectLog(run, "0", {kCopying, "log: Unknown exception caught trying to copy stkprobe.dll"});
+    EXPECT_EQ(TextOf(run.After(), kDestination), "(none)");
 }
 
 // ---- A directory that somebody else named ----
 
 SimulatedRun CopyTo(const char* windir, const char* files)
 {
-    winsim::Machine machine = MachineWith(files);
-    winsim::Json description = machine.ToJson();
-    description["environment"]["windir"] = windir;
-    return Copy(winsim::Machine::FromJson(description));
+    return Copy(Changed(MachineWith(files), {{"environment", {{"windir", windir}}}}));
 }
 
 void ExpectRefused(const SimulatedRun& run, const std::string& windir, unsigned error)
@@ -303,8 +280,7 @@ TEST(CopyTCGDLL, AMissingWindowsDirectoryIsLeftToTheCopy)
 
 TEST(CopyTCGDLL, APathThatCannotBeConvertedIsNotUsed)
 {
-    const SimulatedRun run = Copy(MachineWith(), {.faults = {"MultiByteToWideChar#33=1113"}});
-    ExpectRefused(run, R"(C:\Windows)", 1113);
+    ExpectRefused(Copy(MachineWith(), {.faults = {"MultiByteToWideChar#33=1113"}}), R"(C:\Windows)", 1113);
 }
 
 } // namespace

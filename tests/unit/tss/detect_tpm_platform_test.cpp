@@ -1,7 +1,7 @@
 // Proves how a stack and the TPM are found usable or not: what is cleared away before, what the detection library is
 // asked, what its answers lead to, and that nothing it does ends the program.
 #include "tests/support/step_sequence.h"
-#include "tests/support/tss_script.h"
+#include "tests/unit/tss/tss_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,11 +12,11 @@ namespace
 using testing::ElementsAre;
 using winsim::Json;
 
-constexpr char kRule[] = "--------------------------------------------";
-constexpr char kLeftBehind[] = "Try to kill Kelo services left behind in previous installation";
-constexpr char kNotEnabled[] = "TPM is not enabled rc: 10015";
-constexpr char kNotActivated[] = "TPM is not activated rc: 10015";
-constexpr char kCaught[] = "DetectTPMPlatform Exception Caught - Unable to Detect TSS Properly";
+constexpr char kRule[] = "log: --------------------------------------------";
+constexpr char kLeftBehind[] = "log: Try to kill Kelo services left behind in previous installation";
+constexpr char kNotEnabled[] = "log: TPM is not enabled rc: 10015";
+constexpr char kNotActivated[] = "log: TPM is not activated rc: 10015";
+constexpr char kCaught[] = "log: DetectTPMPlatform Exception Caught - Unable to Detect TSS Properly";
 constexpr char kSrkEvent[] = "The TPM is in an incorrect state. The TPM must be reset to support use by Kelo Software";
 
 // The exports of a library behind which everything is as it should be.
@@ -54,71 +54,67 @@ SimulatedRun Detect(const winsim::Machine& machine, const std::vector<std::strin
     return CallFunction(machine, "DetectTPMPlatform", arguments, options);
 }
 
-// ---- Expected scripts
-// ------------------------------------------------------------------------------------------------
+// ---- Expected scripts ----
 
 Script Begin(const std::string& vendor = "(null)")
 {
-    return {LogLine(kRule), LogLine(fmt::format("DetectTPMPlatform({},{})", kTarget, vendor))};
+    return {kRule, fmt::format("log: DetectTPMPlatform({},{})", kTarget, vendor)};
 }
 
 Script Loading(const std::string& path)
 {
-    return {CallLine("SetErrorMode", {0x8001}, 0), LogLine("Load " + path)};
+    return {Call("SetErrorMode", {0x8001}, 0), "log: Load " + path};
 }
 
 Script Loaded(const std::string& path)
 {
-    return Joined(Loading(path), CallLine("LoadLibraryA", {path}, "library#1"),
-                  LogLine("Library Loaded, now checking for TSS..."));
+    return {Loading(path), Call("LoadLibraryA", {path}, "library#1"), "log: Library Loaded, now checking for TSS..."};
 }
 
 Script NotLoaded(const std::string& path, unsigned error)
 {
-    return Joined(Loading(path), CallLine("LoadLibraryA", {path}),
-                  LogLine(fmt::format("Failed to Load Library: {} Err: {}", path, error)));
+    return {Loading(path), Call("LoadLibraryA", {path}),
+            fmt::format("log: Failed to Load Library: {} Err: {}", path, error)};
 }
 
 // One export that is found and called.
 Script Asked(const char* name, int answer)
 {
     const std::string function = std::string("stkprobe.dll!") + name;
-    return {CallLine("GetProcAddress", {"library#1", name}, function), CallLine(function, {}, answer)};
+    return {Call("GetProcAddress", {"library#1", name}, function), Call(function, {}, answer)};
 }
 
 Script Missing(const char* name)
 {
-    return {CallLine("GetProcAddress", {"library#1", name})};
+    return {Call("GetProcAddress", {"library#1", name})};
 }
 
-const Script kFreed = {CallLine("FreeLibrary", {"library#1"}, 1), CallLine("SetErrorMode", {0}, 0x8001)};
-const Script kRestored = {CallLine("SetErrorMode", {0}, 0x8001)};
+const Script kFreed = {Call("FreeLibrary", {"library#1"}, 1), Call("SetErrorMode", {0}, 0x8001)};
+const Script kRestored = {Call("SetErrorMode", {0}, 0x8001)};
 
-const Script kDetected = Joined(Asked("DetectTSS", 0), LogLine("Detected TSS"));
-const Script kEnabled = Joined(Asked("isEnabled", 1), LogLine("TPM is enabled"));
-const Script kActivated = Joined(Asked("isActivated", 1), LogLine("TPM is activated"));
+const Script kDetected = {Asked("DetectTSS", 0), "log: Detected TSS"};
+const Script kEnabled = {Asked("isEnabled", 1), "log: TPM is enabled"};
+const Script kActivated = {Asked("isActivated", 1), "log: TPM is activated"};
 const Script kOwned = Asked("isOwned", 1);
-const Script kSrkCorrect = Joined(Asked("ValidSRKAuth", 0), LogLine("SRK is in correct auth format"));
-const Script kUsable = Joined(kDetected, kEnabled, kActivated, kOwned, kSrkCorrect);
+const Script kSrkCorrect = {Asked("ValidSRKAuth", 0), "log: SRK is in correct auth format"};
+const Script kUsable = {kDetected, kEnabled, kActivated, kOwned, kSrkCorrect};
 
-const Script kReported = {CallLine("RegisterEventSourceW", {nullptr, "Kelo Platform Security"}, "eventSource#1"),
-                          CallLine("ReportEventW", {"eventSource#1", 1, 2, 1018, nullptr, {kSrkEvent}, 0, nullptr}, 1),
-                          CallLine("DeregisterEventSource", {"eventSource#1"}, 1)};
+const Script kReported = {Call("RegisterEventSourceW", {nullptr, "Kelo Platform Security"}, "eventSource#1"),
+                          Call("ReportEventW", {"eventSource#1", 1, 2, 1018, nullptr, {kSrkEvent}, 0, nullptr}, 1),
+                          Call("DeregisterEventSource", {"eventSource#1"}, 1)};
 
 // The library at the target itself, asked with these lines.
 Script Whole(const Script& asked)
 {
-    return Joined(Begin(), Loaded(LibraryPath("")), asked, kFreed);
+    return {Begin(), Loaded(LibraryPath("")), asked, kFreed};
 }
 
-// ---- What the library answers
-// ----------------------------------------------------------------------------------------
+// ---- What the library answers ----
 
 TEST(DetectTPMPlatform, WithoutAVendorTheLibraryAtTheTargetIsAskedAndNothingIsClearedAway)
 {
-    const winsim::Machine machine = MachineWith(UsableExports(), "", R"({"files": {
-        "C:\\Windows\\system32\\TSP1_x64.dll": {}, "C:\\Windows\\system32\\TSPI_x64.dll": {}}})");
-    const SimulatedRun run = Detect(machine);
+    const SimulatedRun run = Detect(MachineWith(UsableExports(), "", R"({"files": {
+        "C:\\Windows\\system32\\TSP1_x64.dll": {}, "C:\\Windows\\system32\\TSPI_x64.dll": {}}})"));
     ExpectRun(run, "true 0", Whole(kUsable));
     EXPECT_TRUE(run.After().files.Find(kTsp1) != nullptr && run.After().files.Find(kTspi) != nullptr);
     EXPECT_EQ(run.After().process.errorMode, 0u);
@@ -126,41 +122,27 @@ TEST(DetectTPMPlatform, WithoutAVendorTheLibraryAtTheTargetIsAskedAndNothingIsCl
 
 TEST(DetectTPMPlatform, WhatDetectTssAnswersIsTheResult)
 {
-    struct Case
-    {
-        const char* exports;
-        int answer;
-        const char* result;
-    };
-    for (const Case& one :
-         {Case{R"({"DetectTSS": 5})", 5, "false 5"}, Case{R"({"DetectTSS": 1})", 1, "false 1"},
-          Case{R"({"DetectTSS": -1})", -1, "false 4294967295"}, Case{R"({"DetectTSS": 10016})", 10016, "false 10016"}})
-    {
-        const SimulatedRun run = Detect(MachineWithChanged(one.exports));
-        ExpectRun(run, one.result,
-                  Whole(Joined(Asked("DetectTSS", one.answer),
-                               LogLine(fmt::format("Failed to Detect TSS rc='{}'", one.answer)))));
-    }
+    for (const auto& [exports, answer, result] :
+         std::vector<std::tuple<const char*, int, const char*>>{{R"({"DetectTSS": 5})", 5, "false 5"},
+                                                                {R"({"DetectTSS": 1})", 1, "false 1"},
+                                                                {R"({"DetectTSS": -1})", -1, "false 4294967295"},
+                                                                {R"({"DetectTSS": 10016})", 10016, "false 10016"}})
+        ExpectRun(Detect(MachineWithChanged(exports)), result,
+                  Whole({Asked("DetectTSS", answer), fmt::format("log: Failed to Detect TSS rc='{}'", answer)}));
 }
 
 TEST(DetectTPMPlatform, OnlyOneMeansEnabled)
 {
     for (const int answer : {0, 2, -1, 10015})
-    {
-        const SimulatedRun run = Detect(MachineWithChanged(fmt::format(R"({{"isEnabled": {}}})", answer).c_str()));
-        ExpectRun(run, "false 10015", Whole(Joined(kDetected, Asked("isEnabled", answer), LogLine(kNotEnabled))));
-    }
+        ExpectRun(Detect(MachineWithChanged(fmt::format(R"({{"isEnabled": {}}})", answer).c_str())), "false 10015",
+                  Whole({kDetected, Asked("isEnabled", answer), kNotEnabled}));
 }
 
 TEST(DetectTPMPlatform, ATpmThatIsNotActivatedIsAskedFurtherAndNotUsable)
 {
     for (const int answer : {0, 2, -1})
-    {
-        const SimulatedRun run = Detect(MachineWithChanged(fmt::format(R"({{"isActivated": {}}})", answer).c_str()));
-        ExpectRun(run, "false 10015",
-                  Whole(Joined(kDetected, kEnabled, Asked("isActivated", answer), LogLine(kNotActivated), kOwned,
-                               kSrkCorrect)));
-    }
+        ExpectRun(Detect(MachineWithChanged(fmt::format(R"({{"isActivated": {}}})", answer).c_str())), "false 10015",
+                  Whole({kDetected, kEnabled, Asked("isActivated", answer), kNotActivated, kOwned, kSrkCorrect}));
 }
 
 TEST(DetectTPMPlatform, ATpmThatIsNotActivatedStaysNotUsableWhateverIsAnsweredThen)
@@ -175,16 +157,13 @@ TEST(DetectTPMPlatform, ATpmThatIsNotActivatedStaysNotUsableWhateverIsAnsweredTh
         {R"({"isOwned": 0})", Asked("isOwned", 0)},
         {R"({"isOwned": 2})", Asked("isOwned", 2)},
         {R"({"isOwned": -1})", Asked("isOwned", -1)},
-        {R"({"isOwned": null})", Joined(Missing("isOwned"), LogLine("Function isOwned() Not found"))},
-        {R"({"ValidSRKAuth": null})",
-         Joined(owned, Missing("ValidSRKAuth"), LogLine("Function ValidSRKAuth() Not found"))},
-        {R"({"ValidSRKAuth": 0})", Joined(owned, kSrkCorrect)},
+        {R"({"isOwned": null})", Script{Missing("isOwned"), "log: Function isOwned() Not found"}},
+        {R"({"ValidSRKAuth": null})", Script{owned, Missing("ValidSRKAuth"), "log: Function ValidSRKAuth() Not found"}},
+        {R"({"ValidSRKAuth": 0})", Script{owned, kSrkCorrect}},
         {R"({"ValidSRKAuth": 1})",
-         Joined(owned, Asked("ValidSRKAuth", 1), LogLine("SRK is in incorrect auth format!"), kReported)},
-        {R"({"ValidSRKAuth": 2})",
-         Joined(owned, Asked("ValidSRKAuth", 2), LogLine("Cannot determine SRK auth format"))},
-        {R"({"ValidSRKAuth": -1})",
-         Joined(owned, Asked("ValidSRKAuth", -1), LogLine("Cannot determine SRK auth format"))},
+         Script{owned, Asked("ValidSRKAuth", 1), "log: SRK is in incorrect auth format!", kReported}},
+        {R"({"ValidSRKAuth": 2})", Script{owned, Asked("ValidSRKAuth", 2), "log: Cannot determine SRK auth format"}},
+        {R"({"ValidSRKAuth": -1})", Script{owned, Asked("ValidSRKAuth", -1), "log: Cannot determine SRK auth format"}},
     };
     for (const Case& one : cases)
     {
@@ -192,80 +171,65 @@ TEST(DetectTPMPlatform, ATpmThatIsNotActivatedStaysNotUsableWhateverIsAnsweredTh
         Json exports = Json::parse(one.exports);
         exports["isActivated"] = 0;
         ExpectRun(Detect(MachineWithChanged(exports.dump().c_str())), "false 10015",
-                  Whole(Joined(kDetected, kEnabled, Asked("isActivated", 0), LogLine(kNotActivated), one.asked)));
+                  Whole({kDetected, kEnabled, Asked("isActivated", 0), kNotActivated, one.asked}));
     }
 }
 
 TEST(DetectTPMPlatform, ATpmWithoutOwnerIsUsableAndItsSrkIsNotLookedAt)
 {
     for (const int answer : {0, 2, -1})
-    {
-        const SimulatedRun run = Detect(MachineWithChanged(fmt::format(R"({{"isOwned": {}}})", answer).c_str()));
-        ExpectRun(run, "true 0", Whole(Joined(kDetected, kEnabled, kActivated, Asked("isOwned", answer))));
-    }
+        ExpectRun(Detect(MachineWithChanged(fmt::format(R"({{"isOwned": {}}})", answer).c_str())), "true 0",
+                  Whole({kDetected, kEnabled, kActivated, Asked("isOwned", answer)}));
 }
 
 TEST(DetectTPMPlatform, AnIncorrectSrkIsReportedAndChangesNothing)
 {
     const SimulatedRun run = Detect(MachineWithChanged(R"({"ValidSRKAuth": 1})"));
     ExpectRun(run, "true 0",
-              Whole(Joined(kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", 1),
-                           LogLine("SRK is in incorrect auth format!"), kReported)));
+              Whole({kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", 1),
+                     "log: SRK is in incorrect auth format!", kReported}));
     const winsim::Event event{"Kelo Platform Security", 1, 2, 1018, {kSrkEvent}};
     EXPECT_THAT(run.After().events.entries, ElementsAre(event));
 }
 
 TEST(DetectTPMPlatform, AnIncorrectSrkOfATpmThatIsNotActivatedIsReportedToo)
 {
-    const SimulatedRun run = Detect(MachineWithChanged(R"({"isActivated": 0, "ValidSRKAuth": 1})"));
-    ExpectRun(run, "false 10015",
-              Whole(Joined(kDetected, kEnabled, Asked("isActivated", 0), LogLine(kNotActivated), kOwned,
-                           Asked("ValidSRKAuth", 1), LogLine("SRK is in incorrect auth format!"), kReported)));
+    ExpectRun(Detect(MachineWithChanged(R"({"isActivated": 0, "ValidSRKAuth": 1})")), "false 10015",
+              Whole({kDetected, kEnabled, Asked("isActivated", 0), kNotActivated, kOwned, Asked("ValidSRKAuth", 1),
+                     "log: SRK is in incorrect auth format!", kReported}));
 }
 
 TEST(DetectTPMPlatform, AReportThatCannotBeMadeChangesNothing)
 {
-    const SimulatedRun run =
-        Detect(MachineWithChanged(R"({"ValidSRKAuth": 1})"), {"(null)"}, {.faults = {"RegisterEventSourceW=1722"}});
-    ExpectRun(run, "true 0",
-              Whole(Joined(kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", 1),
-                           LogLine("SRK is in incorrect auth format!"),
-                           CallLine("RegisterEventSourceW", {nullptr, "Kelo Platform Security"}))));
+    ExpectRun(
+        Detect(MachineWithChanged(R"({"ValidSRKAuth": 1})"), {"(null)"}, {.faults = {"RegisterEventSourceW=1722"}}),
+        "true 0",
+        Whole({kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", 1),
+               "log: SRK is in incorrect auth format!",
+               Call("RegisterEventSourceW", {nullptr, "Kelo Platform Security"})}));
 }
 
 TEST(DetectTPMPlatform, AnyOtherSrkAnswerDeterminesNothing)
 {
     for (const int answer : {2, -1, 10015})
-    {
-        const SimulatedRun run = Detect(MachineWithChanged(fmt::format(R"({{"ValidSRKAuth": {}}})", answer).c_str()));
-        ExpectRun(run, "true 0",
-                  Whole(Joined(kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", answer),
-                               LogLine("Cannot determine SRK auth format"))));
-    }
+        ExpectRun(Detect(MachineWithChanged(fmt::format(R"({{"ValidSRKAuth": {}}})", answer).c_str())), "true 0",
+                  Whole({kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", answer),
+                         "log: Cannot determine SRK auth format"}));
 }
 
 TEST(DetectTPMPlatform, EachMissingExportHasItsLine)
 {
-    struct Case
-    {
-        const char* name;
-        const char* result;
-        Script before;
-        const char* line;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, const char*, Script, const char*> cases[] = {
         {"DetectTSS", "false 10016", {}, "Failed to get Function Pointer to DetectTSS()"},
         {"isEnabled", "false 10016", kDetected, "Function isEnabled() not found"},
-        {"isActivated", "false 10016", Joined(kDetected, kEnabled), "Function isActivated() Not found"},
-        {"isOwned", "true 0", Joined(kDetected, kEnabled, kActivated), "Function isOwned() Not found"},
-        {"ValidSRKAuth", "true 0", Joined(kDetected, kEnabled, kActivated, kOwned),
+        {"isActivated", "false 10016", Script{kDetected, kEnabled}, "Function isActivated() Not found"},
+        {"isOwned", "true 0", Script{kDetected, kEnabled, kActivated}, "Function isOwned() Not found"},
+        {"ValidSRKAuth", "true 0", Script{kDetected, kEnabled, kActivated, kOwned},
          "Function ValidSRKAuth() Not found"},
     };
-    for (const Case& one : cases)
-    {
-        const SimulatedRun run = Detect(MachineWithChanged(fmt::format(R"({{"{}": null}})", one.name).c_str()));
-        ExpectRun(run, one.result, Whole(Joined(one.before, Missing(one.name), LogLine(one.line))));
-    }
+    for (const auto& [name, result, before, line] : cases)
+        ExpectRun(Detect(MachineWithChanged(fmt::format(R"({{"{}": null}})", name).c_str())), result,
+                  Whole({before, Missing(name), std::string("log: ") + line}));
 }
 
 TEST(DetectTPMPlatform, NamesOfExportsAreComparedWithTheirCase)
@@ -274,14 +238,13 @@ TEST(DetectTPMPlatform, NamesOfExportsAreComparedWithTheirCase)
     EXPECT_EQ(run.result, "false 10016");
 }
 
-// ---- Libraries that do not load, throw or fault
-// ----------------------------------------------------------------------
+// ---- Libraries that do not load, throw or fault ----
 
 TEST(DetectTPMPlatform, ALibraryThatDoesNotLoadIsLoggedWithItsError)
 {
     const std::string path = LibraryPath("");
     const auto expect = [&](const char* machine, unsigned error) {
-        ExpectRun(Detect(MachineOf(machine)), "false 10015", Joined(Begin(), NotLoaded(path, error), kRestored));
+        ExpectRun(Detect(MachineOf(machine)), "false 10015", {Begin(), NotLoaded(path, error), kRestored});
     };
     expect("{}", 126);
     expect(R"({"files": {"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\stkprobe.dll": {"text": "no library"}}})",
@@ -296,9 +259,9 @@ TEST(DetectTPMPlatform, WhateverComesOutOfAnExportIsCaughtAndTheLibraryFreed)
     const std::pair<const char*, Script> exports[] = {
         {"DetectTSS", {}},
         {"isEnabled", kDetected},
-        {"isActivated", Joined(kDetected, kEnabled)},
-        {"isOwned", Joined(kDetected, kEnabled, kActivated)},
-        {"ValidSRKAuth", Joined(kDetected, kEnabled, kActivated, kOwned)},
+        {"isActivated", Script{kDetected, kEnabled}},
+        {"isOwned", Script{kDetected, kEnabled, kActivated}},
+        {"ValidSRKAuth", Script{kDetected, kEnabled, kActivated, kOwned}},
     };
     for (const char* thing : {"access violation", "division by zero", "C++ exception", "number"})
     {
@@ -308,8 +271,8 @@ TEST(DetectTPMPlatform, WhateverComesOutOfAnExportIsCaughtAndTheLibraryFreed)
                 Detect(MachineWithChanged(fmt::format(R"({{"{}": {{"throws": "{}"}}}})", name, thing).c_str()));
             const std::string function = std::string("stkprobe.dll!") + name;
             ExpectRun(run, "false 10015",
-                      Whole(Joined(before, CallLine("GetProcAddress", {"library#1", name}, function),
-                                   CallLine(function, {}, nullptr, {{"exception", thing}}), LogLine(kCaught))));
+                      Whole({before, Call("GetProcAddress", {"library#1", name}, function),
+                             Call(function, {}, nullptr, {{"exception", thing}}), kCaught}));
         }
     }
 }
@@ -325,14 +288,12 @@ TEST(DetectTPMPlatform, WhatTheLibraryDoesToTheMachineStays)
 
 TEST(DetectTPMPlatform, TheErrorModeIsPutBack)
 {
-    const winsim::Machine machine = MachineWith(UsableExports(), "", R"({"process": {"errorMode": 4}})");
-    const SimulatedRun run = Detect(machine);
+    const SimulatedRun run = Detect(MachineWith(UsableExports(), "", R"({"process": {"errorMode": 4}})"));
     EXPECT_EQ(run.result, "true 0");
     EXPECT_EQ(run.After().process.errorMode, 4u);
 }
 
-// ---- What is cleared away before
-// -------------------------------------------------------------------------------------
+// ---- What is cleared away before ----
 
 // A service that starts and stops at once.
 constexpr char kPromptService[] = R"({"state": "running", "binaryPath": "\"C:\\Stack\\tcsd.exe\"",
@@ -347,41 +308,66 @@ winsim::Machine MachineWithService(const std::string& vendor, const char* servic
     return MachineWith(UsableExports(), vendor, changes.dump().c_str());
 }
 
-// The processes of an earlier installation.
-void KillLeftovers(StepSequence& sequence)
+// A detection as it is expected.
+class ExpectedDetection : public StepSequence
 {
-    sequence.Log(kLeftBehind);
-    for (const char* image : {"PatchAgent.exe", "VaultCourier.exe"})
+public:
+    ExpectedDetection(const winsim::Machine& machine, const std::string& vendor)
+        : StepSequence(machine), m_vendor(vendor)
     {
-        const bool killed = sequence.Step("KillProcessByName", {image}) == "true";
-        sequence.Log(fmt::format("kill {} --> {}", image, killed ? "OK" : "ERROR"));
+        Add(Begin(vendor));
     }
-}
 
-// NTRU's part that runs once.
-void CleanUpNtru(StepSequence& sequence)
-{
-    KillLeftovers(sequence);
-    if (sequence.Step("IsServiceRunning", {"tcsd_win32.exe"}) != "true")
+    void RemoveKelosShim()
     {
-        sequence.Log("NTRU service not running");
-        return;
+        Add("log: Remove old Tspi_x64.dll");
+        Step("RemoveTSP1File", {"2"});
+        Step("GetWindowsMajorVersion");
     }
-    sequence.Log("restarting NTRU TSS service...");
-    const bool restarted = sequence.Step("RestartServiceByName", {"tcsd_win32.exe"}) == "true";
-    sequence.Log(restarted ? "NTRU TSS service restarted" : "Unable to restart NTRU TSS service");
-}
 
-void RemoveShim(StepSequence& sequence, const char* line, const char* slot)
-{
-    sequence.Log(line);
-    sequence.Step("RemoveTSP1File", {slot});
-}
+    void RemoveNtrusShim()
+    {
+        Add("log: Remove old Tsp1_x64.dll");
+        Step("RemoveTSP1File", {"0"});
+    }
 
-void AskUsableLibrary(StepSequence& sequence, const std::string& vendor)
-{
-    sequence.Lines(Joined(Loaded(LibraryPath(vendor)), kUsable, kFreed));
-}
+    void KillLeftovers()
+    {
+        Add(kLeftBehind);
+        for (const std::string image : {"PatchAgent.exe", "VaultCourier.exe"})
+        {
+            const bool killed = Step("KillProcessByName", {image}) == "true";
+            Add("log: kill " + image + (killed ? " --> OK" : " --> ERROR"));
+        }
+    }
+
+    // Kelo's part from Vista on. Whether the service could be restarted.
+    bool CleanUpKelo()
+    {
+        KillLeftovers();
+        Add("log: Restart Kelo Service");
+        return Step("RestartServiceByName", {"tcsd_x86"}) == "true";
+    }
+
+    // NTRU's part that runs once.
+    void CleanUpNtru()
+    {
+        KillLeftovers();
+        if (Step("IsServiceRunning", {"tcsd_win32.exe"}) != "true")
+        {
+            Add("log: NTRU service not running");
+            return;
+        }
+        Add("log: restarting NTRU TSS service...");
+        const bool restarted = Step("RestartServiceByName", {"tcsd_win32.exe"}) == "true";
+        Add(restarted ? "log: NTRU TSS service restarted" : "log: Unable to restart NTRU TSS service");
+    }
+
+    void AskUsableLibrary() { Add({Loaded(LibraryPath(m_vendor)), kUsable, kFreed}); }
+
+private:
+    std::string m_vendor;
+};
 
 TEST(DetectTPMPlatform, KeloFromVistaOnLosesItsShimItsProcessesAndItsServicesState)
 {
@@ -390,16 +376,11 @@ TEST(DetectTPMPlatform, KeloFromVistaOnLosesItsShimItsProcessesAndItsServicesSta
     machine.files.Create(kTsp1, false);
     machine.processes.Add({5000, "PatchAgent.exe", 0, 0});
     const SimulatedRun run = Detect(machine, {"KELO"});
-
-    StepSequence expected{machine};
-    expected.Lines(Begin("KELO"));
-    RemoveShim(expected, "Remove old Tspi_x64.dll", "2");
-    expected.Step("GetWindowsMajorVersion");
-    KillLeftovers(expected);
-    expected.Log("Restart Kelo Service");
-    EXPECT_EQ(expected.Step("RestartServiceByName", {"tcsd_x86"}), "true");
-    AskUsableLibrary(expected, "KELO");
-    ExpectRun(run, "true 0", expected.Whole());
+    ExpectedDetection expected{machine, "KELO"};
+    expected.RemoveKelosShim();
+    EXPECT_TRUE(expected.CleanUpKelo());
+    expected.AskUsableLibrary();
+    ExpectRun(run, "true 0", expected);
     EXPECT_TRUE(run.After().files.Find(kTsp1) != nullptr);
     EXPECT_TRUE(run.After().files.Find(kTspi) == nullptr);
     EXPECT_TRUE(run.After().processes.Find(5000) == nullptr);
@@ -408,32 +389,21 @@ TEST(DetectTPMPlatform, KeloFromVistaOnLosesItsShimItsProcessesAndItsServicesSta
 TEST(DetectTPMPlatform, KeloWithoutItsServiceIsAskedAllTheSame)
 {
     const winsim::Machine machine = MachineWith(UsableExports(), "KELO");
-    const SimulatedRun run = Detect(machine, {"KELO"});
-
-    StepSequence expected{machine};
-    expected.Lines(Begin("KELO"));
-    RemoveShim(expected, "Remove old Tspi_x64.dll", "2");
-    expected.Step("GetWindowsMajorVersion");
-    KillLeftovers(expected);
-    expected.Log("Restart Kelo Service");
-    EXPECT_EQ(expected.Step("RestartServiceByName", {"tcsd_x86"}), "false");
-    AskUsableLibrary(expected, "KELO");
-    ExpectRun(run, "true 0", expected.Whole());
+    ExpectedDetection expected{machine, "KELO"};
+    expected.RemoveKelosShim();
+    EXPECT_FALSE(expected.CleanUpKelo());
+    expected.AskUsableLibrary();
+    ExpectRun(Detect(machine, {"KELO"}), "true 0", expected);
 }
 
 TEST(DetectTPMPlatform, KeloBeforeVistaLosesItsShimAlone)
 {
-    winsim::Machine machine = MachineWithService("KELO", "tcsd_x86", kPromptService);
-    machine.windows.major = 5;
-    machine.windows.minor = 1;
-    const SimulatedRun run = Detect(machine, {"KELO"});
-
-    StepSequence expected{machine};
-    expected.Lines(Begin("KELO"));
-    RemoveShim(expected, "Remove old Tspi_x64.dll", "2");
-    expected.Step("GetWindowsMajorVersion");
-    AskUsableLibrary(expected, "KELO");
-    ExpectRun(run, "true 0", expected.Whole());
+    const winsim::Machine machine =
+        Changed(MachineWithService("KELO", "tcsd_x86", kPromptService), R"({"windows": {"version": "5.1"}})");
+    ExpectedDetection expected{machine, "KELO"};
+    expected.RemoveKelosShim();
+    expected.AskUsableLibrary();
+    ExpectRun(Detect(machine, {"KELO"}), "true 0", expected);
 }
 
 TEST(DetectTPMPlatform, Ntru12RestartsItsServiceAndLosesItsShim)
@@ -442,13 +412,11 @@ TEST(DetectTPMPlatform, Ntru12RestartsItsServiceAndLosesItsShim)
     machine.files.Create(kTsp1, false);
     machine.processes.Add({5000, "vaultcourier.exe", 0, 0});
     const SimulatedRun run = Detect(machine, {"NTRU12"});
-
-    StepSequence expected{machine};
-    expected.Lines(Begin("NTRU12"));
-    CleanUpNtru(expected);
-    RemoveShim(expected, "Remove old Tsp1_x64.dll", "0");
-    AskUsableLibrary(expected, "NTRU12");
-    ExpectRun(run, "true 0", expected.Whole());
+    ExpectedDetection expected{machine, "NTRU12"};
+    expected.CleanUpNtru();
+    expected.RemoveNtrusShim();
+    expected.AskUsableLibrary();
+    ExpectRun(run, "true 0", expected);
     EXPECT_TRUE(run.After().files.Find(kTsp1) == nullptr);
     EXPECT_TRUE(run.After().processes.Find(5000) == nullptr);
 }
@@ -458,14 +426,11 @@ TEST(DetectTPMPlatform, NtrusServiceIsLeftAloneWhenItDoesNotRun)
     for (const char* service : {R"({"state": "stopped"})", "null"})
     {
         const winsim::Machine machine = MachineWithService("NTRU12", "tcsd_win32.exe", service);
-        const SimulatedRun run = Detect(machine, {"NTRU12"});
-
-        StepSequence expected{machine};
-        expected.Lines(Begin("NTRU12"));
-        CleanUpNtru(expected);
-        RemoveShim(expected, "Remove old Tsp1_x64.dll", "0");
-        AskUsableLibrary(expected, "NTRU12");
-        ExpectRun(run, "true 0", expected.Whole());
+        ExpectedDetection expected{machine, "NTRU12"};
+        expected.CleanUpNtru();
+        expected.RemoveNtrusShim();
+        expected.AskUsableLibrary();
+        ExpectRun(Detect(machine, {"NTRU12"}), "true 0", expected);
     }
 }
 
@@ -475,15 +440,10 @@ TEST(DetectTPMPlatform, TheShortNtruIdentifierHasNoShimAndItsOwnLibrary)
     machine.files.Create(kTsp1, false);
     machine.files.Create(kTspi, false);
     const SimulatedRun run = Detect(machine, {"NTRU"});
-
-    StepSequence expected{machine};
-    expected.Lines(Begin("NTRU"));
-    CleanUpNtru(expected);
-    expected.Step("GetWindowsMajorVersion");
-    AskUsableLibrary(expected, "NTRU");
-    Script script = expected.Whole();
-    std::erase_if(script, [](const std::string& line) { return line.starts_with("GetVersionExA("); });
-    ExpectRun(run, "true 0", script);
+    ExpectedDetection expected{machine, "NTRU"};
+    expected.CleanUpNtru();
+    expected.AskUsableLibrary();
+    ExpectRun(run, "true 0", expected);
     EXPECT_TRUE(run.After().files.Find(kTsp1) != nullptr && run.After().files.Find(kTspi) != nullptr);
 }
 
@@ -495,7 +455,7 @@ TEST(DetectTPMPlatform, VendorsAreComparedWithTheirCase)
         description["libraries"][std::string(kTarget) + vendor + "\\stkprobe.dll"] = {{"exports", UsableExports()}};
         const SimulatedRun run = Detect(winsim::Machine::FromJson(description), {vendor});
         const std::string path = std::string(kTarget) + vendor + "\\stkprobe.dll";
-        ExpectRun(run, "true 0", Joined(Begin(vendor), Loaded(path), kUsable, kFreed));
+        ExpectRun(run, "true 0", {Begin(vendor), Loaded(path), kUsable, kFreed});
     }
 }
 
@@ -507,41 +467,32 @@ TEST(DetectTPMPlatform, AFailedRestartOfNtrusServiceLoadsNothingAndLeavesTheErro
     machine.files.Create(kTsp1, false);
     machine.process.errorMode = 4;
     const SimulatedRun run = Detect(machine, {"NTRU12"});
-
-    StepSequence expected{machine};
-    expected.Lines(Begin("NTRU12"));
-    CleanUpNtru(expected);
-    expected.Line(CallLine("SetErrorMode", {0}, 4));
-    ExpectRun(run, "false 10015", expected.Whole());
+    ExpectedDetection expected{machine, "NTRU12"};
+    expected.CleanUpNtru();
+    expected.Add(Call("SetErrorMode", {0}, 4));
+    ExpectRun(run, "false 10015", expected);
     EXPECT_EQ(run.After().process.errorMode, 0u);
     EXPECT_TRUE(run.After().files.Find(kTsp1) != nullptr);
 }
 
-// ---- Once per process
-// ------------------------------------------------------------------------------------------------
+// ---- Once per process ----
 
 TEST(DetectTPMPlatform, NtruIsClearedAwayOncePerProcess)
 {
     const winsim::Machine machine = MachineWithService("NTRU12", "tcsd_win32.exe", kPromptService);
-    const SimulatedRun run = Detect(machine, {"NTRU12", "NTRU12"});
-
-    StepSequence expected{machine};
-    expected.Lines(Begin("NTRU12"));
-    CleanUpNtru(expected);
-    for (int call = 0; call < 2; ++call)
-    {
-        if (call == 1)
-            expected.Lines(Begin("NTRU12"));
-        RemoveShim(expected, "Remove old Tsp1_x64.dll", "0");
-        AskUsableLibrary(expected, "NTRU12");
-    }
-    ExpectRun(run, "true 0, true 0", expected.Whole());
+    ExpectedDetection expected{machine, "NTRU12"};
+    expected.CleanUpNtru();
+    expected.RemoveNtrusShim();
+    expected.AskUsableLibrary();
+    expected.Add(Begin("NTRU12"));
+    expected.RemoveNtrusShim();
+    expected.AskUsableLibrary();
+    ExpectRun(Detect(machine, {"NTRU12", "NTRU12"}), "true 0, true 0", expected);
 }
 
 TEST(DetectTPMPlatform, TheTwoNtruIdentifiersShareTheOneTime)
 {
-    const winsim::Machine machine = MachineWithService("NTRU12", "tcsd_win32.exe", kPromptService);
-    const SimulatedRun run = Detect(machine, {"NTRU", "NTRU12"});
+    const SimulatedRun run = Detect(MachineWithService("NTRU12", "tcsd_win32.exe", kPromptService), {"NTRU", "NTRU12"});
     EXPECT_EQ(run.result, "false 10015, true 0");
     EXPECT_EQ(std::count(run.log.begin(), run.log.end(), "NTRU TSS service restarted"), 1);
     EXPECT_EQ(CountOf("EnumProcesses", run.script), 2u);
@@ -549,9 +500,9 @@ TEST(DetectTPMPlatform, TheTwoNtruIdentifiersShareTheOneTime)
 
 TEST(DetectTPMPlatform, AFailedTimeCountsToo)
 {
-    const winsim::Machine machine =
-        MachineWithService("NTRU12", "tcsd_win32.exe", R"({"state": "running", "onStop": {"error": 5}})");
-    const SimulatedRun run = Detect(machine, {"NTRU12", "NTRU12"});
+    const SimulatedRun run =
+        Detect(MachineWithService("NTRU12", "tcsd_win32.exe", R"({"state": "running", "onStop": {"error": 5}})"),
+               {"NTRU12", "NTRU12"});
     EXPECT_EQ(run.result, "false 10015, true 0");
     EXPECT_EQ(std::count(run.log.begin(), run.log.end(), "Unable to restart NTRU TSS service"), 1);
 }
@@ -559,21 +510,19 @@ TEST(DetectTPMPlatform, AFailedTimeCountsToo)
 TEST(DetectTPMPlatform, KeloIsClearedAwayEachTime)
 {
     const SimulatedRun run = Detect(MachineWith(UsableExports(), "KELO"), {"KELO", "KELO"});
-    EXPECT_EQ(std::count(run.log.begin(), run.log.end(), kLeftBehind), 2);
+    EXPECT_EQ(std::count(run.script.begin(), run.script.end(), kLeftBehind), 2);
 }
 
 TEST(DetectTPMPlatform, EachProcessHasItsOwnOneTime)
 {
-    const winsim::Machine machine = MachineWithService("NTRU12", "tcsd_win32.exe", kPromptService);
     for (int process = 0; process < 2; ++process)
     {
-        const SimulatedRun run = Detect(machine, {"NTRU12"});
+        const SimulatedRun run = Detect(MachineWithService("NTRU12", "tcsd_win32.exe", kPromptService), {"NTRU12"});
         EXPECT_EQ(std::count(run.log.begin(), run.log.end(), "NTRU TSS service restarted"), 1);
     }
 }
 
-// ---- Paths that do not fit
-// -------------------------------------------------------------------------------------------
+// ---- Paths that do not fit ----
 
 std::string TargetOfLength(std::size_t length)
 {
@@ -608,9 +557,9 @@ TEST(DetectTPMPlatform, ATargetThatIsTooLongLoadsNothing)
             description["libraries"][wrong] = {{"exports", UsableExports()}};
         const SimulatedRun run =
             CallFunction(winsim::Machine::FromJson(description), "DetectTPMPlatform", {target, "OTHER"});
-        EXPECT_EQ(run.result, "false 10015");
-        EXPECT_THAT(run.log, ElementsAre(kRule, fmt::format("DetectTPMPlatform({},OTHER)", target), "Load ",
-                                         "Failed to Load Library:  Err: 206"));
+        ExpectLog(run, "false 10015",
+                  {kRule, fmt::format("log: DetectTPMPlatform({},OTHER)", target), "log: Load ",
+                   "log: Failed to Load Library:  Err: 206"});
         EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
     }
 }
@@ -622,9 +571,9 @@ TEST(DetectTPMPlatform, AMissingOrEmptyTargetLoadsNothing)
         const SimulatedRun run = CallFunction(
             MachineOf(R"({"libraries": {"C:\\Windows\\system32\\stkprobe.dll": {"exports": {"DetectTSS": 0}}}})"),
             "DetectTPMPlatform", {target, "(null)"});
-        EXPECT_EQ(run.result, "false 10015");
-        EXPECT_THAT(run.log, ElementsAre(kRule, fmt::format("DetectTPMPlatform({},(null))", target), "Load ",
-                                         "Failed to Load Library:  Err: 206"));
+        ExpectLog(run, "false 10015",
+                  {kRule, fmt::format("log: DetectTPMPlatform({},(null))", target), "log: Load ",
+                   "log: Failed to Load Library:  Err: 206"});
         EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
     }
 }

@@ -1,7 +1,7 @@
 // Proves how the key of blocked TPM commands is opened to the installer, which commands are taken off it, and what is
 // stopped and started around that.
 #include "tests/support/step_sequence.h"
-#include "tests/support/tss_script.h"
+#include "tests/unit/tss/tss_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -44,55 +44,47 @@ winsim::Machine MachineWithKey(const char* key, const char* changes = kNoTbs)
     return winsim::Machine::FromJson(description);
 }
 
-// ---- Expected scripts
-// ------------------------------------------------------------------------------------------------
+// ---- Expected scripts ----
 
-const Script kSids = {MakeSidLine(1, 32, 545), MakeSidLine(2, 32, 544), MakeSidLine(3, 18)};
-const Script kFreed = {FreeSidLine(1), FreeSidLine(2), FreeSidLine(3)};
-const std::string kMakeList = MakeListLine(kList, kInheritance);
-constexpr char kSucceeded[] = "Successfully changed DACL";
+const Script kSids = {MakeSid(1, 32, 545), MakeSid(2, 32, 544), MakeSid(3, 18)};
+const Script kFreed = {FreeSid(1), FreeSid(2), FreeSid(3)};
+const std::string kMakeList = MakeList(kList, kInheritance);
+constexpr char kSucceeded[] = "log: Successfully changed DACL";
 
 std::string ReplaceLine(int error, const char* object = kObject)
 {
-    return CallLine("SetNamedSecurityInfoW",
-                    {object, kRegistryKey, kListInformation, nullptr, nullptr, AclOf(kList, kInheritance), nullptr},
-                    error);
+    return Call("SetNamedSecurityInfoW",
+                {object, kRegistryKey, kListInformation, nullptr, nullptr, AclOf(kList, kInheritance), nullptr}, error);
 }
 
 std::string OwnerLine(int error)
 {
-    return CallLine("SetNamedSecurityInfoW",
-                    {kObject, kRegistryKey, kOwnerInformation, kAdministrators, nullptr, nullptr, nullptr}, error);
+    return Call("SetNamedSecurityInfoW",
+                {kObject, kRegistryKey, kOwnerInformation, kAdministrators, nullptr, nullptr, nullptr}, error);
 }
 
-// A line with another result and nothing that comes out.
-std::string Failing(const std::string& line, const std::string& result)
-{
-    const std::string call = line.substr(0, line.rfind(") = ") + 1);
-    return result.empty() ? call : call + " = " + result;
-}
-
-const std::string kOpenToken = CallLine("OpenProcessToken", {"process#current", 32}, 1, {{"TokenHandle", "token#1"}});
-const std::string kCloseToken = CallLine("CloseHandle", {"token#1"}, 1);
-const std::string kLookUp = CallLine("LookupPrivilegeValueA", {nullptr, "SeTakeOwnershipPrivilege"}, 1,
-                                     {{"lpLuid", {{"LowPart", 9}, {"HighPart", 0}}}});
+const std::string kOpenToken = Call("OpenProcessToken", {"process#current", 32}, 1, {{"TokenHandle", "token#1"}});
+const std::string kCloseToken = Call("CloseHandle", {"token#1"}, 1);
+const std::string kLookUp = Call("LookupPrivilegeValueA", {nullptr, "SeTakeOwnershipPrivilege"}, 1,
+                                 {{"lpLuid", {{"LowPart", 9}, {"HighPart", 0}}}});
 
 std::string AdjustLine(int attributes)
 {
     const Json privilege{{"Luid", {{"LowPart", 9}, {"HighPart", 0}}}, {"Attributes", attributes}};
     Json state{{"PrivilegeCount", 1}, {"Privileges", Json::array({privilege})}};
-    return CallLine("AdjustTokenPrivileges", {"token#1", 0, state, 16, nullptr, nullptr}, 1);
+    return Call("AdjustTokenPrivileges", {"token#1", 0, state, 16, nullptr, nullptr}, 1);
 }
 
 const Script kEnable = {kLookUp, AdjustLine(2)};
 const Script kDisable = {kLookUp, AdjustLine(0)};
-const Script kOpenProcessToken = {CallLine("GetCurrentProcess", {}, "process#current"), kOpenToken};
+const Script kOpenProcessToken = {Call("GetCurrentProcess", {}, "process#current"), kOpenToken};
 
 // TakeKeyOwnership on a key that is open to the installer.
-const Script kTakenAtOnce = Joined(kSids, kMakeList, ReplaceLine(0), LogLine(kSucceeded), kFreed);
+const Script kTakenAtOnce = {kSids, kMakeList, ReplaceLine(0), kSucceeded, kFreed};
 // And on one whose owner has to be changed first.
-const Script kTakenFromOwner = Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0),
-                                      kDisable, ReplaceLine(0), LogLine(kSucceeded), kFreed, kCloseToken);
+const Script kTakenFromOwner = {kSids,      kMakeList,    ReplaceLine(5), kOpenProcessToken,
+                                kEnable,    OwnerLine(0), kDisable,       ReplaceLine(0),
+                                kSucceeded, kFreed,       kCloseToken};
 
 SimulatedRun Take(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
 {
@@ -104,8 +96,7 @@ void ExpectReplacedList(const SimulatedRun& run)
     EXPECT_EQ(run.After().registry.Find(kKey)->security.access, EntriesOf(kList, kInheritance));
 }
 
-// ---- TakeKeyOwnership
-// ------------------------------------------------------------------------------------------------
+// ---- TakeKeyOwnership ----
 
 TEST(TakeKeyOwnership, AnOpenKeyGetsTheListAtOnce)
 {
@@ -133,25 +124,24 @@ TEST(TakeKeyOwnership, RightsThatAreDeniedOutrightAreTakenTheSameWay)
 
 TEST(TakeKeyOwnership, AKeyOfTheAdministratorsLetsThemReplaceTheList)
 {
-    const SimulatedRun run =
-        Take(MachineWithKey(R"({"owner": "S-1-5-32-544", "deniedAccess": ["WRITE_DAC", "WRITE_OWNER"]})"));
-    ExpectRun(run, "true", kTakenAtOnce);
+    ExpectRun(Take(MachineWithKey(R"({"owner": "S-1-5-32-544", "deniedAccess": ["WRITE_DAC", "WRITE_OWNER"]})")),
+              "true", kTakenAtOnce);
 }
 
 TEST(TakeKeyOwnership, AnyOtherErrorEndsIt)
 {
     ExpectRun(Take(MachineOf("{}")), "false",
-              Joined(kSids, kMakeList, ReplaceLine(2), LogLine("First SetNamedSecurityInfo call failed: 2"), kFreed));
+              {kSids, kMakeList, ReplaceLine(2), "log: First SetNamedSecurityInfo call failed: 2", kFreed});
     const std::string object = R"(NOWHERE\SOFTWARE)";
-    ExpectRun(CallFunction(MachineOf("{}"), "TakeKeyOwnership", {object}), "false",
-              Joined(kSids, kMakeList, ReplaceLine(87, object.c_str()),
-                     LogLine("First SetNamedSecurityInfo call failed: 87"), kFreed));
+    ExpectRun(
+        CallFunction(MachineOf("{}"), "TakeKeyOwnership", {object}), "false",
+        {kSids, kMakeList, ReplaceLine(87, object.c_str()), "log: First SetNamedSecurityInfo call failed: 87", kFreed});
     // Only error 5 has ownership taken.
     for (const int error : {1307, 1314, 1300, 65})
         ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {fmt::format("SetNamedSecurityInfoW#1={}", error)}}),
                   "false",
-                  Joined(kSids, kMakeList, ReplaceLine(error),
-                         LogLine(fmt::format("First SetNamedSecurityInfo call failed: {}", error)), kFreed));
+                  {kSids, kMakeList, ReplaceLine(error),
+                   fmt::format("log: First SetNamedSecurityInfo call failed: {}", error), kFreed});
 }
 
 TEST(TakeKeyOwnership, EachSidThatCannotBeMadeHasItsLine)
@@ -162,8 +152,8 @@ TEST(TakeKeyOwnership, EachSidThatCannotBeMadeHasItsLine)
         const SimulatedRun run =
             Take(MachineWithKey(kOpenKey), {.faults = {fmt::format("AllocateAndInitializeSid#{}=8", failing)}});
         Script script(kSids.begin(), kSids.begin() + failing - 1);
-        script.push_back(Failing(kSids[failing - 1], "0"));
-        script.push_back(LogLine(fmt::format("AllocateAndInitializeSid ({}) error 8", names[failing - 1])));
+        script.push_back(Failing(kSids[failing - 1], 0));
+        script.push_back(fmt::format("log: AllocateAndInitializeSid ({}) error 8", names[failing - 1]));
         script.insert(script.end(), kFreed.begin(), kFreed.begin() + failing - 1);
         ExpectRun(run, "false", script);
     }
@@ -172,14 +162,14 @@ TEST(TakeKeyOwnership, EachSidThatCannotBeMadeHasItsLine)
 TEST(TakeKeyOwnership, AListThatCannotBeMadeEndsIt)
 {
     ExpectRun(Take(MachineWithKey(kOpenKey), {.faults = {"SetEntriesInAclW=1336"}}), "false",
-              Joined(kSids, Failing(kMakeList, "1336"), LogLine("Failed SetEntriesInAclW"), kFreed));
+              {kSids, Failing(kMakeList, 1336), "log: Failed SetEntriesInAclW", kFreed});
 }
 
 TEST(TakeKeyOwnership, ATokenThatCannotBeOpenedEndsIt)
 {
     ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"OpenProcessToken=5"}}), "false",
-              Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken[0], Failing(kOpenToken, "0"),
-                     LogLine("OpenProcessToken failed: 5"), kFreed));
+              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken[0], Failing(kOpenToken, 0),
+               "log: OpenProcessToken failed: 5", kFreed});
 }
 
 TEST(TakeKeyOwnership, WithoutThePrivilegeOneIsNoAdministrator)
@@ -188,8 +178,8 @@ TEST(TakeKeyOwnership, WithoutThePrivilegeOneIsNoAdministrator)
                                                               "services": {"TBS": null}})");
     const SimulatedRun run = Take(machine);
     ExpectRun(run, "false",
-              Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable,
-                     LogLine("You must be logged on as Administrator."), kFreed, kCloseToken));
+              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable,
+               "log: You must be logged on as Administrator.", kFreed, kCloseToken});
     const auto& calls = run.outcome.calls;
     const auto adjusted =
         std::find_if(calls.begin(), calls.end(), [](const auto& call) { return call.name == "AdjustTokenPrivileges"; });
@@ -201,8 +191,7 @@ TEST(TakeKeyOwnership, APrivilegeThatCannotBeEnabledIsTheSame)
     for (const char* fault : {"LookupPrivilegeValueA=1313", "AdjustTokenPrivileges=5"})
     {
         const SimulatedRun run = Take(MachineWithKey(kGuardedKey), {.faults = {fault}});
-        EXPECT_EQ(run.result, "false");
-        EXPECT_THAT(run.log, ElementsAre("You must be logged on as Administrator."));
+        ExpectLog(run, "false", {"log: You must be logged on as Administrator."});
         EXPECT_FALSE(run.After().token.IsEnabled("SeTakeOwnershipPrivilege"));
     }
 }
@@ -210,35 +199,33 @@ TEST(TakeKeyOwnership, APrivilegeThatCannotBeEnabledIsTheSame)
 TEST(TakeKeyOwnership, AnOwnerThatCannotBeSetEndsItWithThePrivilegeStillOn)
 {
     ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"SetNamedSecurityInfoW#2=1307"}}), "false",
-              Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(1307),
-                     LogLine("Could not set owner. Error: 1307"), kFreed, kCloseToken));
+              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(1307),
+               "log: Could not set owner. Error: 1307", kFreed, kCloseToken});
 }
 
 TEST(TakeKeyOwnership, APrivilegeThatCannotBeDisabledEndsIt)
 {
     ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"AdjustTokenPrivileges#2=6"}}), "false",
-              Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kLookUp,
-                     Failing(AdjustLine(0), "0"), LogLine("Failed SetPrivilege call unexpectedly."), kFreed,
-                     kCloseToken));
+              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kLookUp,
+               Failing(AdjustLine(0), 0), "log: Failed SetPrivilege call unexpectedly.", kFreed, kCloseToken});
 }
 
 TEST(TakeKeyOwnership, ASecondRefusalEndsIt)
 {
     ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"SetNamedSecurityInfoW#3=5"}}), "false",
-              Joined(kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kDisable,
-                     ReplaceLine(5), LogLine("Second SetNamedSecurityInfo call failed: 5"), kFreed, kCloseToken));
+              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kDisable, ReplaceLine(5),
+               "log: Second SetNamedSecurityInfo call failed: 5", kFreed, kCloseToken});
 }
 
-// ---- SetPrivilege
-// ----------------------------------------------------------------------------------------------------
+// ---- SetPrivilege ----
 
 TEST(SetPrivilege, EnablesAndDisablesWhatTheTokenHas)
 {
     const SimulatedRun on = CallFunction(MachineOf("{}"), "SetPrivilege", {"32", "SeTakeOwnershipPrivilege", "true"});
-    ExpectRun(on, "true", Joined(kOpenProcessToken, kEnable, kCloseToken));
+    ExpectRun(on, "true", {kOpenProcessToken, kEnable, kCloseToken});
     EXPECT_TRUE(on.After().token.IsEnabled("SeTakeOwnershipPrivilege"));
     const SimulatedRun off = CallFunction(on.After(), "SetPrivilege", {"32", "SeTakeOwnershipPrivilege", "false"});
-    ExpectRun(off, "true", Joined(kOpenProcessToken, kDisable, kCloseToken));
+    ExpectRun(off, "true", {kOpenProcessToken, kDisable, kCloseToken});
     EXPECT_FALSE(off.After().token.IsEnabled("SeTakeOwnershipPrivilege"));
 }
 
@@ -253,13 +240,14 @@ TEST(SetPrivilege, FailsForATokenThatMayNotBeAdjusted)
     EXPECT_EQ(CallFunction(MachineOf("{}"), "SetPrivilege", {"8", "SeDebugPrivilege", "true"}).result, "false");
 }
 
-// ---- DeleteRegistryValue
-// ---------------------------------------------------------------------------------------------
+// ---- DeleteRegistryValue ----
+
+const std::string kOpenForDeletion =
+    Call("RegOpenKeyExW", {"HKEY_LOCAL_MACHINE", kSubKey, 0, 2}, 0, {{"phkResult", "key#1"}});
 
 Script DeletionOf(const char* name, int status)
 {
-    return {CallLine("RegOpenKeyExW", {"HKEY_LOCAL_MACHINE", kSubKey, 0, 2}, 0, {{"phkResult", "key#1"}}),
-            CallLine("RegDeleteValueW", {"key#1", name}, status), CallLine("RegCloseKey", {"key#1"}, 0)};
+    return {kOpenForDeletion, Call("RegDeleteValueW", {"key#1", name}, status), kCloseKey};
 }
 
 SimulatedRun DeleteValue(const char* key, const SimulatedRunOptions& options = {})
@@ -283,15 +271,11 @@ TEST(DeleteRegistryValue, AValueThatIsNotThereIsAsGoodAsDeleted)
 
 TEST(DeleteRegistryValue, AKeyThatCannotBeOpenedIsAFailure)
 {
-    const auto refused = [](int error) {
-        return Script{CallLine("RegOpenKeyExW", {"HKEY_LOCAL_MACHINE", kSubKey, 0, 2}, error)};
-    };
-    ExpectRun(DeleteValue("null"), "false", refused(2));
-    ExpectRun(DeleteValue(kGuardedKey), "false", refused(5));
+    ExpectRun(DeleteValue("null"), "false", Failing(kOpenForDeletion, 2));
+    ExpectRun(DeleteValue(kGuardedKey), "false", Failing(kOpenForDeletion, 5));
 }
 
-// ---- UnblockTpmCommands
-// ----------------------------------------------------------------------------------------------
+// ---- UnblockTpmCommands ----
 
 SimulatedRun Unblock(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
 {
@@ -302,17 +286,17 @@ SimulatedRun Unblock(const winsim::Machine& machine, const SimulatedRunOptions& 
 bool OpenKeyAndDelete(StepSequence& expected)
 {
     expected.Step("GetWindowsMajorVersion");
-    expected.Log("Vista OS");
+    expected.Add("log: Vista OS");
     if (expected.Step("TakeKeyOwnership", {kObject}) != "true")
     {
-        expected.Log("Ownership was not taken on registry Key");
+        expected.Add("log: Ownership was not taken on registry Key");
         return false;
     }
-    expected.Log("Ownership taken for Default List of Blocked Commands");
+    expected.Add("log: Ownership taken for Default List of Blocked Commands");
     for (const char* command : kCommands)
     {
         if (expected.Step("DeleteRegistryValue", {kSubKey, command}) == "true")
-            expected.Log(std::string("Unblocked Command ") + command);
+            expected.Add(std::string("log: Unblocked Command ") + command);
     }
     return true;
 }
@@ -327,26 +311,57 @@ TEST(UnblockTpmCommands, BeforeVistaNothingIsTouched)
         const SimulatedRun run = Unblock(machine);
         StepSequence expected{machine};
         expected.Step("GetWindowsMajorVersion");
-        expected.Log("Not VISTA OS");
-        ExpectRun(run, "1", expected.Whole());
+        expected.Add("log: Not VISTA OS");
+        ExpectRun(run, "1", expected);
         EXPECT_EQ(run.After().registry, machine.registry);
         EXPECT_EQ(run.After().services, machine.services);
     }
 }
 
+// Restarts TBS as the unblocking does. Whether that succeeded.
+bool RestartTbs(StepSequence& expected)
+{
+    const bool stopped = expected.Step("StopServiceByName", {"tcsd_win32.exe"}) == "true";
+    expected.Step("StopServiceByName", {"IFXTCS"});
+    expected.Step("StopServiceByName", {"tcsd_x86"});
+    const bool restarted = expected.Step("RestartServiceByName", {"TBS"}) == "true";
+    if (stopped)
+        expected.Step("StartServiceByName", {"tcsd_win32.exe"});
+    return restarted;
+}
+
+// How far an unblocking gets.
+struct Course
+{
+    bool opensKey = true;
+    bool findsTbs = true;
+    bool restartsTbs = true;
+};
+
+// Expects an unblocking to take this course, with a result.
+SimulatedRun ExpectUnblocking(const winsim::Machine& machine, const Course& course, const std::string& result)
+{
+    SimulatedRun run = Unblock(machine);
+    StepSequence expected{machine};
+    EXPECT_EQ(OpenKeyAndDelete(expected), course.opensKey);
+    EXPECT_EQ(expected.Step("IsServiceRunning", {"TBS"}), course.findsTbs ? "true" : "false");
+    if (course.findsTbs)
+    {
+        EXPECT_EQ(RestartTbs(expected), course.restartsTbs);
+    }
+    ExpectRun(run, result, expected);
+    return run;
+}
+
 TEST(UnblockTpmCommands, SevenCommandsAreTakenOffInOrderAndTheOthersStay)
 {
-    const winsim::Machine machine = MachineWithKey(kOpenKey);
-    const SimulatedRun run = Unblock(machine);
-    StepSequence expected{machine};
-    EXPECT_TRUE(OpenKeyAndDelete(expected));
-    expected.Step("IsServiceRunning", {"TBS"});
-    ExpectRun(run, "0", expected.Whole());
-    EXPECT_THAT(run.log, ElementsAre("Vista OS", "Successfully changed DACL",
-                                     "Ownership taken for Default List of Blocked Commands", "Unblocked Command 20",
-                                     "Unblocked Command 22", "Unblocked Command 125", "Unblocked Command 62",
-                                     "Unblocked Command 200", "Unblocked Command 16", "Unblocked Command 13",
-                                     "Cannot open service: TBS"));
+    const SimulatedRun run = ExpectUnblocking(MachineWithKey(kOpenKey), {.findsTbs = false}, "0");
+    ExpectLog(run, "0",
+              {"log: Vista OS", "log: Successfully changed DACL",
+               "log: Ownership taken for Default List of Blocked Commands", "log: Unblocked Command 20",
+               "log: Unblocked Command 22", "log: Unblocked Command 125", "log: Unblocked Command 62",
+               "log: Unblocked Command 200", "log: Unblocked Command 16", "log: Unblocked Command 13",
+               "log: Cannot open service: TBS"});
     EXPECT_EQ(run.After().registry.Find(kKey)->values.size(), 1u);
     EXPECT_NE(run.After().registry.FindValue(kKey, "91"), nullptr);
 }
@@ -371,32 +386,23 @@ TEST(UnblockTpmCommands, AValueWhoseKeyCannotBeOpenedIsPassedOverInSilence)
 
 TEST(UnblockTpmCommands, AKeyThatCannotBeOpenedIsAFailureWhenNothingIsRestarted)
 {
-    const winsim::Machine machine = MachineWithKey("null");
-    const SimulatedRun run = Unblock(machine);
-    StepSequence expected{machine};
-    EXPECT_FALSE(OpenKeyAndDelete(expected));
-    expected.Step("IsServiceRunning", {"TBS"});
-    ExpectRun(run, "-1", expected.Whole());
+    ExpectUnblocking(MachineWithKey("null"), {.opensKey = false, .findsTbs = false}, "-1");
 }
 
 TEST(UnblockTpmCommands, AStoppedTbsTouchesNoService)
 {
     const char* services = R"({"services": {"TBS": {"state": "stopped"}, "tcsd_win32.exe": {"state": "running"},
         "IFXTCS": {"state": "running"}, "tcsd_x86": {"state": "running"}}})";
-    for (const char* key : {kOpenKey, "null"})
+    for (const bool opensKey : {true, false})
     {
-        const winsim::Machine machine = MachineWithKey(key, services);
-        const SimulatedRun run = Unblock(machine);
-        StepSequence expected{machine};
-        const bool opened = OpenKeyAndDelete(expected);
-        expected.Step("IsServiceRunning", {"TBS"});
-        ExpectRun(run, opened ? "0" : "-1", expected.Whole());
+        const winsim::Machine machine = MachineWithKey(opensKey ? kOpenKey : "null", services);
+        const SimulatedRun run =
+            ExpectUnblocking(machine, {.opensKey = opensKey, .findsTbs = false}, opensKey ? "0" : "-1");
         EXPECT_EQ(run.After().services, machine.services);
     }
 }
 
-// ---- Around the restart
-// ----------------------------------------------------------------------------------------------
+// ---- Around the restart ----
 
 constexpr char kAllRunning[] = R"({"services": {"TBS": {"state": "running"}, "tcsd_win32.exe": {"state": "running"},
     "IFXTCS": {"state": "running"}, "tcsd_x86": {"state": "running"}}})";
@@ -407,27 +413,9 @@ std::uint32_t StateOf(const SimulatedRun& run, const char* service)
     return found == nullptr ? 0 : found->status.state;
 }
 
-// Restarts TBS as the unblocking does. The result it leads to.
-std::string RestartTbs(StepSequence& expected)
-{
-    EXPECT_EQ(expected.Step("IsServiceRunning", {"TBS"}), "true");
-    const bool stopped = expected.Step("StopServiceByName", {"tcsd_win32.exe"}) == "true";
-    expected.Step("StopServiceByName", {"IFXTCS"});
-    expected.Step("StopServiceByName", {"tcsd_x86"});
-    const bool restarted = expected.Step("RestartServiceByName", {"TBS"}) == "true";
-    if (stopped)
-        expected.Step("StartServiceByName", {"tcsd_win32.exe"});
-    return restarted ? "0" : "-2";
-}
-
 TEST(UnblockTpmCommands, TheStacksAreStoppedAroundTheRestartAndOnlyNtrusIsStartedAgain)
 {
-    const winsim::Machine machine = MachineWithKey(kOpenKey, kAllRunning);
-    const SimulatedRun run = Unblock(machine);
-    StepSequence expected{machine};
-    EXPECT_TRUE(OpenKeyAndDelete(expected));
-    EXPECT_EQ(RestartTbs(expected), "0");
-    ExpectRun(run, "0", expected.Whole());
+    const SimulatedRun run = ExpectUnblocking(MachineWithKey(kOpenKey, kAllRunning), {}, "0");
     EXPECT_EQ(StateOf(run, "TBS"), 4u);
     EXPECT_EQ(StateOf(run, "tcsd_win32.exe"), 4u);
     EXPECT_EQ(StateOf(run, "IFXTCS"), 1u);
@@ -436,83 +424,55 @@ TEST(UnblockTpmCommands, TheStacksAreStoppedAroundTheRestartAndOnlyNtrusIsStarte
 
 TEST(UnblockTpmCommands, WithoutNtrusServiceNoneIsStartedAgain)
 {
-    const winsim::Machine machine = MachineWithKey(kOpenKey, R"({"services": {"TBS": {"state": "running"},
-        "IFXTCS": {"state": "running"}, "tcsd_x86": {"state": "running"}}})");
-    const SimulatedRun run = Unblock(machine);
-    StepSequence expected{machine};
-    EXPECT_TRUE(OpenKeyAndDelete(expected));
-    EXPECT_EQ(RestartTbs(expected), "0");
-    ExpectRun(run, "0", expected.Whole());
+    const SimulatedRun run = ExpectUnblocking(MachineWithKey(kOpenKey, R"({"services": {"TBS": {"state": "running"},
+        "IFXTCS": {"state": "running"}, "tcsd_x86": {"state": "running"}}})"),
+                                              {}, "0");
     EXPECT_EQ(StateOf(run, "IFXTCS"), 1u);
     EXPECT_EQ(StateOf(run, "tcsd_x86"), 1u);
-    EXPECT_FALSE(run.outcome.callCounts.contains("StartServiceByName"));
 }
 
 TEST(UnblockTpmCommands, ANtruServiceThatRefusesTheStopIsNotStartedAgain)
 {
-    for (const char* refusal : {R"("controlsAccepted": 0)", R"("onStop": {"error": 1053, "states": []})"})
+    for (const char* refusal : {R"({"controlsAccepted": 0})", R"({"onStop": {"error": 1053, "states": []}})"})
     {
-        const winsim::Machine machine =
-            MachineWithKey(kOpenKey, fmt::format(R"({{"services": {{"TBS": {{"state": "running"}},
-                "tcsd_win32.exe": {{"state": "running", {}}}}}}})",
-                                                 refusal)
-                                         .c_str());
-        const SimulatedRun run = Unblock(machine);
-        StepSequence expected{machine};
-        EXPECT_TRUE(OpenKeyAndDelete(expected));
-        EXPECT_EQ(expected.Step("IsServiceRunning", {"TBS"}), "true");
-        EXPECT_EQ(expected.Step("StopServiceByName", {"tcsd_win32.exe"}), "false");
-        expected.Step("StopServiceByName", {"IFXTCS"});
-        expected.Step("StopServiceByName", {"tcsd_x86"});
-        EXPECT_EQ(expected.Step("RestartServiceByName", {"TBS"}), "true");
-        ExpectRun(run, "0", expected.Whole());
+        Json services = {{"TBS", {{"state", "running"}}}, {"tcsd_win32.exe", {{"state", "running"}}}};
+        services["tcsd_win32.exe"].update(Json::parse(refusal));
+        const SimulatedRun run = ExpectUnblocking(Changed(MachineWithKey(kOpenKey), {{"services", services}}), {}, "0");
+        EXPECT_EQ(CountOf("StartServiceA", run.script), 1u);
     }
 }
 
 TEST(UnblockTpmCommands, ANtruServiceThatWasStoppedBeforeIsStartedToo)
 {
-    const winsim::Machine machine = MachineWithKey(kOpenKey, R"({"services": {"TBS": {"state": "running"},
-        "tcsd_win32.exe": {"state": "stopped"}}})");
-    const SimulatedRun run = Unblock(machine);
-    StepSequence expected{machine};
-    EXPECT_TRUE(OpenKeyAndDelete(expected));
-    EXPECT_EQ(RestartTbs(expected), "0");
-    ExpectRun(run, "0", expected.Whole());
+    const SimulatedRun run = ExpectUnblocking(MachineWithKey(kOpenKey, R"({"services": {"TBS": {"state": "running"},
+        "tcsd_win32.exe": {"state": "stopped"}}})"),
+                                              {}, "0");
     EXPECT_EQ(StateOf(run, "tcsd_win32.exe"), 4u);
 }
 
 TEST(UnblockTpmCommands, ARestartThatSucceedsOutweighsAKeyThatStayedClosed)
 {
-    const winsim::Machine machine = MachineWithKey("null", kAllRunning);
-    const SimulatedRun run = Unblock(machine);
-    StepSequence expected{machine};
-    EXPECT_FALSE(OpenKeyAndDelete(expected));
-    EXPECT_EQ(RestartTbs(expected), "0");
-    ExpectRun(run, "0", expected.Whole());
+    ExpectUnblocking(MachineWithKey("null", kAllRunning), {.opensKey = false}, "0");
 }
 
 TEST(UnblockTpmCommands, AFailedRestartIsAResultOfItsOwnAndNtrusServiceIsStartedAllTheSame)
 {
     constexpr char kStuck[] = R"({"services": {"TBS": {"state": "running", "onStart": {"error": 1053}},
         "tcsd_win32.exe": {"state": "running"}}})";
-    for (const char* key : {kOpenKey, "null"})
+    for (const bool opensKey : {true, false})
     {
-        const winsim::Machine machine = MachineWithKey(key, kStuck);
-        const SimulatedRun run = Unblock(machine);
-        StepSequence expected{machine};
-        OpenKeyAndDelete(expected);
-        EXPECT_EQ(RestartTbs(expected), "-2");
-        ExpectRun(run, "-2", expected.Whole());
+        const SimulatedRun run = ExpectUnblocking(MachineWithKey(opensKey ? kOpenKey : "null", kStuck),
+                                                  {.opensKey = opensKey, .restartsTbs = false}, "-2");
         EXPECT_EQ(StateOf(run, "tcsd_win32.exe"), 4u);
     }
 }
 
 TEST(UnblockTpmCommands, ATbsThatIsOnItsWayCountsAsRunning)
 {
-    const winsim::Machine machine =
-        MachineWithKey(kOpenKey, R"({"services": {"TBS": {"state": "startPending", "states": [
-            {"afterMs": 500, "state": "running"}]}}})");
-    EXPECT_EQ(Unblock(machine).outcome.callCounts.contains("ControlService"), true);
+    EXPECT_EQ(Unblock(MachineWithKey(kOpenKey, R"({"services": {"TBS": {"state": "startPending", "states": [
+            {"afterMs": 500, "state": "running"}]}}})"))
+                  .outcome.callCounts.contains("ControlService"),
+              true);
 }
 
 } // namespace

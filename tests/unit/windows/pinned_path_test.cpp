@@ -1,5 +1,5 @@
 // Proves that a path is opened part by part without following links, checked, and kept from changing.
-#include "tests/support/expected_script.h"
+#include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -101,7 +101,7 @@ TEST(PinnedPath, EachPartIsOpenedAndCheckedAndClosedAtTheEnd)
     const SimulatedRun run = Pin(kAllThere);
     EXPECT_EQ(run.result, "0 (3)");
     ExpectLines(CallsOf(run),
-                Joined(FunctionLookedUp(), Opened(kMaker), Opened(kCommon), Opened(kFile), Times(3, {"CloseHandle"})),
+                Script{FunctionLookedUp(), Opened(kMaker), Opened(kCommon), Opened(kFile), Times(3, {"CloseHandle"})},
                 "the calls");
     EXPECT_TRUE(IsUnchanged(run));
 }
@@ -184,9 +184,9 @@ TEST(PinnedPath, MissingParentsAreMadeOneByOneAndPinned)
     const SimulatedRun run = Pin(kNothingThere, {"Pin", "CreateParents", "CreateEmptyFile"});
     EXPECT_EQ(run.result, "2 0 0 (3)");
     ExpectLines(CallsOf(run),
-                Joined(FunctionLookedUp(), Opening(kMaker), Opening(kMaker), "CreateDirectoryW " + kMaker,
+                Script{FunctionLookedUp(), Opening(kMaker), Opening(kMaker), "CreateDirectoryW " + kMaker,
                        Opened(kMaker), Opening(kCommon), "CreateDirectoryW " + kCommon, Opened(kCommon),
-                       Opened(kFile, 1), Times(3, {"CloseHandle"})),
+                       Opened(kFile, 1), Times(3, {"CloseHandle"})},
                 "the calls");
     EXPECT_EQ(run.After().files.Find(kFile)->content, "");
 }

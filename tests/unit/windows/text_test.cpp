@@ -74,15 +74,17 @@ TEST(ToWide, IsTheTextOfTheCodePage)
 // Japanese takes two bytes a character in its code page.
 TEST(ToNarrow, AsksForTheSizeAndConvertsTheTextAndNoMore)
 {
-    const SimulatedRun run = CallFunction(MachineOf(R"({"windows": {"codePage": 932}})"), "ToNarrow", {"\u65E5\u672C"});
-    EXPECT_THAT(Conversions(run, "WideCharToMultiByte"), ElementsAre("0 2 4", "4 2 4"));
+    EXPECT_THAT(Conversions(CallFunction(MachineOf(R"({"windows": {"codePage": 932}})"), "ToNarrow", {"\u65E5\u672C"}),
+                            "WideCharToMultiByte"),
+                ElementsAre("0 2 4", "4 2 4"));
 }
 
 TEST(ToWide, AsksForTheSizeAndConvertsTheTextAndNoMore)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf(R"({"windows": {"codePage": 932}})"), "ToWide", {"\x93\xFA\x96\x7B"});
-    EXPECT_THAT(Conversions(run, "MultiByteToWideChar"), ElementsAre("4 0 2", "4 2 2"));
+    EXPECT_THAT(
+        Conversions(CallFunction(MachineOf(R"({"windows": {"codePage": 932}})"), "ToWide", {"\x93\xFA\x96\x7B"}),
+                    "MultiByteToWideChar"),
+        ElementsAre("4 0 2", "4 2 2"));
 }
 
 TEST(ToWide, AConversionThatFailsIsEmpty)

@@ -24,23 +24,16 @@ std::string AtLeast(const winsim::Machine& machine, const char* major, const cha
 
 TEST(IsWindowsVersionAtLeast, ComparesMajorAndMinorTogether)
 {
-    struct Version
-    {
-        const char* version;
-        const char* isServer2003;
-        const char* isVista;
-        const char* isWindows8;
-    };
-    const Version versions[] = {
+    const std::tuple<const char*, const char*, const char*, const char*> versions[] = {
         {"5.1", "false", "false", "false"}, {"5.2", "true", "false", "false"}, {"6.0", "true", "true", "false"},
         {"6.1", "true", "true", "false"},   {"6.2", "true", "true", "true"},   {"6.3", "true", "true", "true"},
         {"10.0", "true", "true", "true"},
     };
-    for (const Version& v : versions)
+    for (const auto& [version, isServer2003, isVista, isWindows8] : versions)
     {
-        EXPECT_EQ(AtLeast(Windows(v.version), "5", "2"), v.isServer2003) << v.version;
-        EXPECT_EQ(AtLeast(Windows(v.version), "6", "0"), v.isVista) << v.version;
-        EXPECT_EQ(AtLeast(Windows(v.version), "6", "2"), v.isWindows8) << v.version;
+        EXPECT_EQ(AtLeast(Windows(version), "5", "2"), isServer2003) << version;
+        EXPECT_EQ(AtLeast(Windows(version), "6", "0"), isVista) << version;
+        EXPECT_EQ(AtLeast(Windows(version), "6", "2"), isWindows8) << version;
     }
 }
 
@@ -60,34 +53,35 @@ TEST(IsWindowsVersionAtLeast, TestsMajorAndMinorAlone)
 {
     const SimulatedRun run = CallFunction(Windows("6.1"), "IsWindowsVersionAtLeast", {"6", "2"});
     EXPECT_THAT(run.script,
-                ElementsAre("VerSetConditionMask(0, 2, 3) = 9223372036854775832",
-                            "VerSetConditionMask(9223372036854775832, 1, 3) = 9223372036854775835",
-                            "VerSetConditionMask(9223372036854775835, 32, 3) = 9223372036854874139",
-                            R"(VerifyVersionInfoW({"dwOSVersionInfoSize":284,"dwMajorVersion":6,"dwMinorVersion":2,)"
-                            R"("wServicePackMajor":0,"wServicePackMinor":0}, 3, 9223372036854874139) = 0)"));
+                ElementsAre(Call("VerSetConditionMask", {0, 2, 3}, 9223372036854775832u),
+                            Call("VerSetConditionMask", {9223372036854775832u, 1, 3}, 9223372036854775835u),
+                            Call("VerSetConditionMask", {9223372036854775835u, 32, 3}, 9223372036854874139u),
+                            Call("VerifyVersionInfoW",
+                                 {{{"dwOSVersionInfoSize", 284},
+                                   {"dwMajorVersion", 6},
+                                   {"dwMinorVersion", 2},
+                                   {"wServicePackMajor", 0},
+                                   {"wServicePackMinor", 0}},
+                                  3,
+                                  9223372036854874139u},
+                                 0)));
 }
 
 TEST(IsWindowsVersionAtLeast, ACallThatFailsIsNo)
 {
-    const SimulatedRun run =
-        CallFunction(Windows("10.0"), "IsWindowsVersionAtLeast", {"6", "0"}, {.faults = {"VerifyVersionInfoW=1150"}});
-    EXPECT_EQ(run.result, "false");
-    EXPECT_THAT(run.log, IsEmpty());
+    ExpectLog(
+        CallFunction(Windows("10.0"), "IsWindowsVersionAtLeast", {"6", "0"}, {.faults = {"VerifyVersionInfoW=1150"}}),
+        "false", {});
 }
 
 TEST(GetWindowsMajorVersion, IsTheMajorNumber)
 {
-    struct Version
+    const std::pair<const char*, const char*> versions[] = {{"5.1", "5"}, {"5.2", "5"}, {"6.0", "6"},  {"6.1", "6"},
+                                                            {"6.2", "6"}, {"6.3", "6"}, {"10.0", "10"}};
+    for (const auto& [version, major] : versions)
     {
-        const char* version;
-        const char* major;
-    };
-    const Version versions[] = {{"5.1", "5"}, {"5.2", "5"}, {"6.0", "6"},  {"6.1", "6"},
-                                {"6.2", "6"}, {"6.3", "6"}, {"10.0", "10"}};
-    for (const Version& v : versions)
-    {
-        const SimulatedRun run = CallFunction(Windows(v.version), "GetWindowsMajorVersion");
-        EXPECT_EQ(run.result, v.major) << v.version;
+        const SimulatedRun run = CallFunction(Windows(version), "GetWindowsMajorVersion");
+        EXPECT_EQ(run.result, major) << version;
         EXPECT_THAT(run.log, IsEmpty());
     }
 }
@@ -96,28 +90,27 @@ TEST(GetWindowsMajorVersion, AsksWithTheExtendedRecord)
 {
     const SimulatedRun run = CallFunction(Windows("6.1", R"(, "build": 7601)"), "GetWindowsMajorVersion");
     EXPECT_THAT(run.script,
-                ElementsAre(R"(GetVersionExA(156) = 1 lpVersionInformation:{"dwMajorVersion":6,"dwMinorVersion":1,)"
-                            R"("dwBuildNumber":7601,"dwPlatformId":2})"));
+                ElementsAre(Call(
+                    "GetVersionExA", {156}, 1,
+                    {{"lpVersionInformation",
+                      {{"dwMajorVersion", 6}, {"dwMinorVersion", 1}, {"dwBuildNumber", 7601}, {"dwPlatformId", 2}}}})));
 }
 
 TEST(GetWindowsMajorVersion, AsksOnceMoreWithThePlainRecord)
 {
-    const SimulatedRun run = CallFunction(Windows("6.1", R"(, "build": 7601)"), "GetWindowsMajorVersion", {},
-                                          {.faults = {"GetVersionExA#1=122"}});
-    EXPECT_EQ(run.result, "6");
-    EXPECT_THAT(run.script,
-                ElementsAre("GetVersionExA(156) = 0",
-                            R"(GetVersionExA(148) = 1 lpVersionInformation:{"dwMajorVersion":6,"dwMinorVersion":1,)"
-                            R"("dwBuildNumber":7601,"dwPlatformId":2})"));
+    ExpectRun(CallFunction(Windows("6.1", R"(, "build": 7601)"), "GetWindowsMajorVersion", {},
+                           {.faults = {"GetVersionExA#1=122"}}),
+              "6",
+              {Call("GetVersionExA", {156}, 0),
+               Call("GetVersionExA", {148}, 1,
+                    {{"lpVersionInformation",
+                      {{"dwMajorVersion", 6}, {"dwMinorVersion", 1}, {"dwBuildNumber", 7601}, {"dwPlatformId", 2}}}})});
 }
 
 TEST(GetWindowsMajorVersion, IsZeroWhenBothCallsFail)
 {
-    const SimulatedRun run =
-        CallFunction(Windows("6.1"), "GetWindowsMajorVersion", {}, {.faults = {"GetVersionExA=122"}});
-    EXPECT_EQ(run.result, "0");
-    EXPECT_THAT(run.script, ElementsAre("GetVersionExA(156) = 0", "GetVersionExA(148) = 0"));
-    EXPECT_THAT(run.log, IsEmpty());
+    ExpectRun(CallFunction(Windows("6.1"), "GetWindowsMajorVersion", {}, {.faults = {"GetVersionExA=122"}}), "0",
+              {Call("GetVersionExA", {156}, 0), Call("GetVersionExA", {148}, 0)});
 }
 
 TEST(GetWindowsMajorVersion, IsZeroOnAnotherFamilyOfWindows)

@@ -201,7 +201,6 @@ const std::vector<Row> kRows{
 
 TEST(ErrorNumbers, ALineShowsAnErrorBeyond31BitsAsItsFormatSays)
 {
-    const winsim::Machine machine = MachineOf(kMachine);
     for (const Row& row : kRows)
     {
         SimulatedRunOptions options;
@@ -209,7 +208,8 @@ TEST(ErrorNumbers, ALineShowsAnErrorBeyond31BitsAsItsFormatSays)
             options.faults.push_back(failure.find('=') == std::string::npos ? failure + "=" + kError : failure);
         const std::string line =
             fmt::format(fmt::runtime(row.line), fmt::arg("signed", kSigned), fmt::arg("unsigned", kError));
-        EXPECT_THAT(CallFunction(machine, row.function, row.arguments, options).log, testing::Contains(line).Times(1))
+        EXPECT_THAT(CallFunction(MachineOf(kMachine), row.function, row.arguments, options).log,
+                    testing::Contains(line).Times(1))
             << row.function << " with " << winsim::Json(options.faults).dump();
     }
 }

@@ -153,8 +153,7 @@ TEST_F(AnotherProcess, MayTurnAnEmptyDirectoryIntoALinkThatIsHeldOpen)
     EXPECT_TRUE(CloseHandle(folder));
 }
 
-// ---- Redirection trust
-
+// ---- Redirection trust ----
 TEST_F(AnotherProcess, MakesLinksThatAnEnforcingProcessDoesNotFollow)
 {
     EXPECT_THAT(Do(R"(link C:\top\link -> C:\top\folder)"), ElementsAre(0));

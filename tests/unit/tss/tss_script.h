@@ -2,34 +2,10 @@
 #pragma once
 
 #include "tests/support/service_script.h"
+#include "tests/support/simulated_run.h"
+#include "tests/support/windows_script.h"
 
-#include <initializer_list>
-#include <string>
-
-// The line of a message.
-inline std::string LogLine(const std::string& message)
-{
-    return "log: " + message;
-}
-
-// The line of a call: the values that went in, the result, and what came out by name.
-inline std::string CallLine(const std::string& name, std::initializer_list<winsim::Json> in,
-                            const winsim::Json& result = nullptr, const winsim::Json& out = winsim::Json::object())
-{
-    std::string line = name + "(";
-    const char* separator = "";
-    for (const winsim::Json& value : in)
-    {
-        line += separator + value.dump();
-        separator = ", ";
-    }
-    line += ")";
-    if (!result.is_null())
-        line += " = " + result.dump();
-    for (const auto& [outName, value] : out.items())
-        line += " " + outName + ":" + value.dump();
-    return line;
-}
+#include <fmt/format.h>
 
 inline constexpr char kTsp1[] = R"(C:\Windows\system32\TSP1_x64.dll)";
 inline constexpr char kTsp1Backup[] = R"(C:\Windows\system32\Tsp1.bak)";
@@ -48,32 +24,21 @@ inline int Signed(unsigned status)
     return static_cast<int>(status);
 }
 
-// One of the known folders.
-inline std::string FolderLineA(int csidl, const std::string& path)
-{
-    return CallLine("SHGetFolderPathA", {nullptr, csidl, nullptr, 0}, 0, {{"pszPath", path}});
-}
-inline std::string FolderLineW(int csidl, const std::string& path)
-{
-    return CallLine("SHGetFolderPathW", {nullptr, csidl, nullptr, 0}, 0, {{"pszPath", path}});
-}
-
-inline constexpr int kSystemFolder = 37;
-inline constexpr int kProgramFilesFolder = 38;
+inline const std::string kSystemFolderIsA = FolderIsA(kSystemFolder, R"(C:\Windows\system32)");
 
 // RemoveTSP1File up to the deletion.
 inline Script BeginOfRemoval(unsigned slot, const std::string& file, unsigned attributes)
 {
-    return {LogLine("RemoveTSP1File - enter " + std::to_string(slot)),
-            FolderLineA(kSystemFolder, R"(C:\Windows\system32)"), CallLine("GetFileAttributesA", {file}, attributes)};
+    return {"log: RemoveTSP1File - enter " + std::to_string(slot), kSystemFolderIsA,
+            Call("GetFileAttributesA", {file}, attributes)};
 }
 
 // RemoveTSP1File that finds the shim and deletes it.
 inline Script Removal(unsigned slot)
 {
     const std::string file = slot == 2 ? kTspi : kTsp1;
-    return Joined({BeginOfRemoval(slot, file, kArchive),
-                   {CallLine("DeleteFileA", {file}, 1), LogLine("RemoveTSP1File - Deleted Tsp<x>_x64.dll")}});
+    return {BeginOfRemoval(slot, file, kArchive), Call("DeleteFileA", {file}, 1),
+            "log: RemoveTSP1File - Deleted Tsp<x>_x64.dll"};
 }
 
 // RemoveTSP1File that finds nothing.
@@ -81,15 +46,16 @@ inline Script RemovalOfNothing(unsigned slot)
 {
     const std::string file = slot == 2 ? kTspi : kTsp1;
     const std::string backup = slot == 2 ? kTspiBackup : kTsp1Backup;
-    return Joined(
-        {BeginOfRemoval(slot, file, kNoAttributes),
-         {CallLine("DeleteFileA", {file}, 0), LogLine("RemoveTSP1File - Failed to delete file " + file + ", err: 2"),
-          CallLine("DeleteFileA", {backup}, 0), CallLine("MoveFileA", {file, backup}, 0),
-          LogLine("RemoveTSP1File - Failed to move file " + file + ", err: 2"), LogLine("RemoveTSP1File - exit")}});
+    return {BeginOfRemoval(slot, file, kNoAttributes),
+            Call("DeleteFileA", {file}, 0),
+            "log: RemoveTSP1File - Failed to delete file " + file + ", err: 2",
+            Call("DeleteFileA", {backup}, 0),
+            Call("MoveFileA", {file, backup}, 0),
+            "log: RemoveTSP1File - Failed to move file " + file + ", err: 2",
+            "log: RemoveTSP1File - exit"};
 }
 
-// ---- Access lists
-// ----------------------------------------------------------------------------------------------------
+// ---- Access lists ----
 
 // A trustee of an access list and what it may do.
 struct ExpectedAccess
@@ -108,16 +74,15 @@ inline constexpr char kAdministrators[] = "S-1-5-32-544";
 inline constexpr char kLocalSystem[] = "S-1-5-18";
 inline constexpr char kNetworkService[] = "S-1-5-20";
 
-inline std::string MakeSidLine(unsigned number, unsigned first, unsigned second = 0)
+inline std::string MakeSid(unsigned number, unsigned first, unsigned second = 0)
 {
-    return CallLine("AllocateAndInitializeSid",
-                    {{0, 0, 0, 0, 0, 5}, second == 0 ? 1 : 2, first, second, 0, 0, 0, 0, 0, 0}, 1,
-                    {{"pSid", fmt::format("sid#{}", number)}});
+    return Call("AllocateAndInitializeSid", {{0, 0, 0, 0, 0, 5}, second == 0 ? 1 : 2, first, second, 0, 0, 0, 0, 0, 0},
+                1, {{"pSid", fmt::format("sid#{}", number)}});
 }
 
-inline std::string FreeSidLine(unsigned number)
+inline std::string FreeSid(unsigned number)
 {
-    return CallLine("FreeSid", {fmt::format("sid#{}", number)});
+    return Call("FreeSid", {fmt::format("sid#{}", number)});
 }
 
 // The list as the set-up's calls take and give it.
@@ -129,7 +94,7 @@ inline winsim::Json AclOf(const std::vector<ExpectedAccess>& list, unsigned inhe
     return acl;
 }
 
-inline std::string MakeListLine(const std::vector<ExpectedAccess>& list, unsigned inheritance)
+inline std::string MakeList(const std::vector<ExpectedAccess>& list, unsigned inheritance)
 {
     winsim::Json entries = winsim::Json::array();
     for (const ExpectedAccess& one : list)
@@ -138,7 +103,7 @@ inline std::string MakeListLine(const std::vector<ExpectedAccess>& list, unsigne
              {"grfAccessMode", 2},
              {"grfInheritance", inheritance},
              {"Trustee", {{"TrusteeForm", 0}, {"TrusteeType", one.trusteeType}, {"ptstrName", one.sid}}}});
-    return CallLine("SetEntriesInAclW", {list.size(), entries, nullptr}, 0, {{"NewAcl", AclOf(list, inheritance)}});
+    return Call("SetEntriesInAclW", {list.size(), entries, nullptr}, 0, {{"NewAcl", AclOf(list, inheritance)}});
 }
 
 // What the machine keeps of the list.

@@ -1,4 +1,4 @@
-// Proves which paths are full, and what becomes of a path that does not fit its buffer.
+// Proves which paths are full: those that name their place whatever drive and directory are current.
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>
@@ -57,35 +57,6 @@ TEST(IsFullPath, NothingElseDoes)
                              "CC:\\Toolkit\\",
                              " C:\\"})
         EXPECT_EQ(IsFull(path), "false") << path;
-}
-
-// ---- Bounded paths ----
-
-std::string PathOf(const std::vector<std::string>& pieces)
-{
-    return CallFunction(MachineOf("{}"), "BoundedPath", pieces).result;
-}
-
-TEST(BoundedPath, Holds239Characters)
-{
-    EXPECT_EQ(PathOf({std::string(239, 'a')}), std::string(239, 'a'));
-    EXPECT_EQ(PathOf({std::string(238, 'a'), "b"}), std::string(238, 'a') + "b");
-    EXPECT_EQ(PathOf({std::string(239, 'a'), "", ""}), std::string(239, 'a'));
-    EXPECT_EQ(PathOf({"a", std::string(237, 'b'), "c"}), "a" + std::string(237, 'b') + "c");
-}
-
-TEST(BoundedPath, IsEmptyOnceAPieceDoesNotFit)
-{
-    EXPECT_EQ(PathOf({std::string(240, 'a')}), "");
-    EXPECT_EQ(PathOf({std::string(5000, 'a'), "b"}), "");
-    EXPECT_EQ(PathOf({std::string(239, 'a'), "b"}), "");
-    EXPECT_EQ(PathOf({"a", std::string(239, 'b'), "c"}), "");
-}
-
-TEST(BoundedPath, ThatBeginsEmptyStaysEmpty)
-{
-    EXPECT_EQ(PathOf({""}), "");
-    EXPECT_EQ(PathOf({"", "a"}), "");
 }
 
 } // namespace

@@ -1,0 +1,60 @@
+// Makes and reads the lines of scripts.
+#include "tests/support/script.h"
+
+#include <algorithm>
+#include <string_view>
+
+std::string Call(const std::string& name, std::initializer_list<winsim::Json> in, const winsim::Json& result,
+                 const winsim::Json& out)
+{
+    return CallLine(name, std::vector<winsim::Json>(in), result, out);
+}
+
+std::string CallLine(const std::string& name, const std::vector<winsim::Json>& in, const winsim::Json& result,
+                     const winsim::Json& out)
+{
+    std::string line = name + "(";
+    const char* separator = "";
+    for (const winsim::Json& value : in)
+    {
+        line += separator + value.dump();
+        separator = ", ";
+    }
+    line += ")";
+    if (!result.is_null())
+        line += " = " + result.dump();
+    for (const auto& [outName, value] : out.items())
+        line += " " + outName + ":" + value.dump();
+    return line;
+}
+
+std::string Failing(const std::string& call, const winsim::Json& result)
+{
+    return call.substr(0, call.rfind(") = ") + 1) + (result.is_null() ? "" : " = " + result.dump());
+}
+
+Script Times(std::size_t count, const Script& lines)
+{
+    Script all;
+    for (; count > 0; --count)
+        all.Append({lines});
+    return all;
+}
+
+std::size_t CountOf(const std::string& call, const Script& script)
+{
+    return static_cast<std::size_t>(
+        std::ranges::count_if(script, [&](const std::string& line) { return line.starts_with(call + "("); }));
+}
+
+Script LogOf(const Script& script)
+{
+    constexpr std::string_view kMark = "log: ";
+    Script messages;
+    for (const std::string& line : script)
+    {
+        if (line.starts_with(kMark))
+            messages.push_back(line.substr(kMark.size()));
+    }
+    return messages;
+}
