@@ -123,16 +123,14 @@ const Script kCloseInstallerKey{Call("RegCloseKey", {"key#1"}, 0)};
 
 Script WriteText(const std::string& text)
 {
-    return {R"(RegSetValueExA("key#1", null, 0, 1, )" + Json(text).dump() + ", " + std::to_string(text.size() + 1) +
-            ") = 0"};
+    return Call("RegSetValueExA", {"key#1", nullptr, 0, 1, text, text.size() + 1}, 0);
 }
 
 TEST(PublishResultMessage, LoadsOneTextAndWritesItAsTheDefaultValue)
 {
     const std::string text = EnglishText(5036);
     const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10015);
-    const Script load{R"(LoadStringA("library#1", 5036, 1024) = )" + std::to_string(text.size()) +
-                      " lpBuffer:" + Json(text).dump()};
+    const Script load = Call("LoadStringA", {"library#1", 5036, 1024}, text.size(), {{"lpBuffer", text}});
     EXPECT_THAT(run.script,
                 ElementsAreArray(Script{kLoadEnglish, load, kOpenInstallerKey, WriteText(text), kCloseInstallerKey}));
 }
@@ -142,10 +140,8 @@ TEST(PublishResultMessage, TheGenericTextIsExpandedAsAMessage)
     const std::string text = EnglishText(5058);
     const std::string expanded = GenericText("10002");
     const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10002);
-    const Script steps{R"(LoadStringA("library#1", 5058, 1024) = )" + std::to_string(text.size()) +
-                           " lpBuffer:" + Json(text).dump(),
-                       "FormatMessageA(9472, " + Json(text).dump() + ", 0, 0, 0) = " + std::to_string(expanded.size()) +
-                           " lpBuffer:" + Json(expanded).dump()};
+    const Script steps = {Call("LoadStringA", {"library#1", 5058, 1024}, text.size(), {{"lpBuffer", text}}),
+                          Call("FormatMessageA", {9472, text, 0, 0, 0}, expanded.size(), {{"lpBuffer", expanded}})};
     EXPECT_THAT(run.script, ElementsAreArray(Script{kLoadEnglish, steps, kOpenInstallerKey, WriteText(expanded),
                                                     kCloseInstallerKey}));
 }

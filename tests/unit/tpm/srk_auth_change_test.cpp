@@ -409,7 +409,7 @@ TEST(SrkAuthChange, WithoutMemoryForALogItStillDoesItsWork)
     for (const std::string& line : logged.script)
     {
         if (line.starts_with("SHGetFolderPathA("))
-            script.push_back(R"(SHGetFolderPathA(null, 35, null, 0) = 0 pszPath:"C:\\)" + appData + "\"");
+            script.push_back(FolderIsA(kProgramDataFolder, R"(C:\)" + appData));
         else if (line.starts_with("log: "))
             script.push_back(Call("_fsopen", {"", "a", 64}));
         else if (!line.starts_with("SHCreateDirectoryExA(") && !line.starts_with("_fsopen(") &&
