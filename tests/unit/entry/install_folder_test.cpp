@@ -34,6 +34,7 @@ TEST(InstallFolderOf, IsTheDriveAndTheDirectoryWithABackslash)
 TEST(InstallFolderOf, APathWithoutADirectoryLeavesTheDrive)
 {
     EXPECT_EQ(FolderOf("C:kelo.exe"), "C:");
+    EXPECT_EQ(FolderOf("C:"), "C:");
 }
 
 TEST(InstallFolderOf, ABareNameHasNoFolder)
