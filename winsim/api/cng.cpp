@@ -111,27 +111,27 @@ NTSTATUS WINAPI BCryptRegisterProvider(LPCWSTR pszProvider, ULONG dwFlags, PCRYP
 {
     Call call{"BCryptRegisterProvider"};
     call.In("pszProvider", pszProvider).In("dwFlags", dwFlags).In("pReg", Noted(pReg));
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    if (pszProvider == nullptr || pReg == nullptr || (dwFlags & ~CRYPT_OVERWRITE) != 0)
-        return call.Status(kInvalidParameter);
-    const std::string name = winsim::Utf8(pszProvider);
-    if ((dwFlags & CRYPT_OVERWRITE) == 0 && Configuration().providers.contains(name))
-        return call.Status(kNameCollision);
-    Configuration().providers[name] = ProviderOf(*pReg);
-    return call.Status(kSuccess);
+    return call.StatusOf([&]() -> DWORD {
+        if (pszProvider == nullptr || pReg == nullptr || (dwFlags & ~CRYPT_OVERWRITE) != 0)
+            return kInvalidParameter;
+        const std::string name = winsim::Utf8(pszProvider);
+        if ((dwFlags & CRYPT_OVERWRITE) == 0 && Configuration().providers.contains(name))
+            return kNameCollision;
+        Configuration().providers[name] = ProviderOf(*pReg);
+        return kSuccess;
+    });
 }
 
 NTSTATUS WINAPI BCryptUnregisterProvider(LPCWSTR pszProvider)
 {
     Call call{"BCryptUnregisterProvider"};
     call.In("pszProvider", pszProvider);
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    if (pszProvider == nullptr)
-        return call.Status(kInvalidParameter);
-    const bool wasThere = Configuration().providers.erase(winsim::Utf8(pszProvider)) != 0;
-    return call.Status(wasThere ? kSuccess : kNotFound);
+    return call.StatusOf([&]() -> DWORD {
+        if (pszProvider == nullptr)
+            return kInvalidParameter;
+        const bool wasThere = Configuration().providers.erase(winsim::Utf8(pszProvider)) != 0;
+        return wasThere ? kSuccess : kNotFound;
+    });
 }
 
 NTSTATUS WINAPI BCryptAddContextFunctionProvider(ULONG dwTable, LPCWSTR pszContext, ULONG dwInterface,
@@ -144,20 +144,20 @@ NTSTATUS WINAPI BCryptAddContextFunctionProvider(ULONG dwTable, LPCWSTR pszConte
         .In("pszFunction", pszFunction)
         .In("pszProvider", pszProvider)
         .In("dwPosition", dwPosition);
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    if (pszFunction == nullptr || pszProvider == nullptr)
-        return call.Status(kInvalidParameter);
-    CngContextFunction* function =
-        Configuration().FindFunction(dwTable, ContextName(pszContext), dwInterface, winsim::Utf8(pszFunction));
-    if (function == nullptr)
-        return call.Status(kNotFound);
-    // A provider that is in the list already moves to its new place.
-    const std::string provider = winsim::Utf8(pszProvider);
-    RemoveProvider(*function, provider);
-    const std::size_t position = std::min<std::size_t>(dwPosition, function->providers.size());
-    function->providers.insert(function->providers.begin() + static_cast<std::ptrdiff_t>(position), provider);
-    return call.Status(kSuccess);
+    return call.StatusOf([&]() -> DWORD {
+        if (pszFunction == nullptr || pszProvider == nullptr)
+            return kInvalidParameter;
+        CngContextFunction* function =
+            Configuration().FindFunction(dwTable, ContextName(pszContext), dwInterface, winsim::Utf8(pszFunction));
+        if (function == nullptr)
+            return kNotFound;
+        // A provider that is in the list already moves to its new place.
+        const std::string provider = winsim::Utf8(pszProvider);
+        RemoveProvider(*function, provider);
+        const std::size_t position = std::min<std::size_t>(dwPosition, function->providers.size());
+        function->providers.insert(function->providers.begin() + static_cast<std::ptrdiff_t>(position), provider);
+        return kSuccess;
+    });
 }
 
 NTSTATUS WINAPI BCryptRemoveContextFunctionProvider(ULONG dwTable, LPCWSTR pszContext, ULONG dwInterface,
@@ -169,15 +169,15 @@ NTSTATUS WINAPI BCryptRemoveContextFunctionProvider(ULONG dwTable, LPCWSTR pszCo
         .In("dwInterface", dwInterface)
         .In("pszFunction", pszFunction)
         .In("pszProvider", pszProvider);
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    if (pszFunction == nullptr || pszProvider == nullptr)
-        return call.Status(kInvalidParameter);
-    CngContextFunction* function =
-        Configuration().FindFunction(dwTable, ContextName(pszContext), dwInterface, winsim::Utf8(pszFunction));
-    if (function == nullptr)
-        return call.Status(kNotFound);
-    const std::size_t before = function->providers.size();
-    RemoveProvider(*function, winsim::Utf8(pszProvider));
-    return call.Status(function->providers.size() < before ? kSuccess : kNotFound);
+    return call.StatusOf([&]() -> DWORD {
+        if (pszFunction == nullptr || pszProvider == nullptr)
+            return kInvalidParameter;
+        CngContextFunction* function =
+            Configuration().FindFunction(dwTable, ContextName(pszContext), dwInterface, winsim::Utf8(pszFunction));
+        if (function == nullptr)
+            return kNotFound;
+        const std::size_t before = function->providers.size();
+        RemoveProvider(*function, winsim::Utf8(pszProvider));
+        return function->providers.size() < before ? kSuccess : kNotFound;
+    });
 }

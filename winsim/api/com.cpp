@@ -105,16 +105,16 @@ HRESULT WINAPI CoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwCl
         .In("dwClsContext", dwClsContext)
         .In("riid", TextOf(riid));
     *ppv = nullptr;
-    if (const auto failure = winsim::ComFailure(call, nullptr))
-        return call.Status(*failure);
-    const ComClass* known = FindClass(rclsid);
-    if (known == nullptr || (dwClsContext & CLSCTX_INPROC_SERVER) == 0)
-        return call.Status(static_cast<std::uint32_t>(REGDB_E_CLASSNOTREG));
-    if (riid != known->interface)
-        return call.Status(static_cast<std::uint32_t>(E_NOINTERFACE));
-    *ppv = known->make();
-    call.Out("ppv", *ppv);
-    return call.Status(S_OK);
+    return winsim::ComStatusOf(call, nullptr, [&] {
+        const ComClass* known = FindClass(rclsid);
+        if (known == nullptr || (dwClsContext & CLSCTX_INPROC_SERVER) == 0)
+            return REGDB_E_CLASSNOTREG;
+        if (riid != known->interface)
+            return E_NOINTERFACE;
+        *ppv = known->make();
+        call.Out("ppv", *ppv);
+        return S_OK;
+    });
 }
 
 HRESULT WINAPI CoSetProxyBlanket(IUnknown* pProxy, DWORD dwAuthnSvc, DWORD dwAuthzSvc, LPWSTR pServerPrincName,
@@ -130,11 +130,11 @@ HRESULT WINAPI CoSetProxyBlanket(IUnknown* pProxy, DWORD dwAuthnSvc, DWORD dwAut
         .In("dwImpLevel", dwImpLevel)
         .In("pAuthInfo", pAuthInfo)
         .In("dwCapabilities", dwCapabilities);
-    if (const auto failure = winsim::ComFailure(call, pProxy))
-        return call.Status(*failure);
-    auto* proxy = dynamic_cast<winsim::ComProxy*>(pProxy);
-    if (proxy == nullptr)
-        return call.Status(static_cast<std::uint32_t>(E_NOINTERFACE));
-    proxy->SetImpersonation(dwImpLevel);
-    return call.Status(S_OK);
+    return winsim::ComStatusOf(call, pProxy, [&] {
+        auto* proxy = dynamic_cast<winsim::ComProxy*>(pProxy);
+        if (proxy == nullptr)
+            return E_NOINTERFACE;
+        proxy->SetImpersonation(dwImpLevel);
+        return S_OK;
+    });
 }

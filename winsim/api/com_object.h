@@ -24,6 +24,14 @@ struct HeldComObject
 // object that was given back. Nothing when it can. `object` is null for a call that is not an object's method.
 std::optional<std::uint32_t> ComFailure(const Call& call, const void* object);
 
+// Ends a call of COM: `work` gives its status, unless the call cannot do it.
+template <typename Work>
+HRESULT ComStatusOf(Call& call, const void* object, Work work)
+{
+    const auto failure = ComFailure(call, object);
+    return call.Status(failure ? *failure : static_cast<std::uint32_t>(work()));
+}
+
 // What stands for an object in another process, for which CoSetProxyBlanket says how calls to it are authenticated.
 class ComProxy
 {
@@ -44,13 +52,13 @@ public:
         Call call{m_name + "::QueryInterface"};
         call.In("this", Self());
         *ppvObject = nullptr;
-        if (const auto failure = ComFailure(call, Self()))
-            return call.Status(*failure);
-        if (riid != IID_IUnknown)
-            return call.Status(static_cast<std::uint32_t>(E_NOINTERFACE));
-        ++m_references;
-        *ppvObject = static_cast<IUnknown*>(this);
-        return call.Status(S_OK);
+        return ComStatusOf(call, Self(), [&] {
+            if (riid != IID_IUnknown)
+                return E_NOINTERFACE;
+            ++m_references;
+            *ppvObject = static_cast<IUnknown*>(this);
+            return S_OK;
+        });
     }
 
     ULONG AddRef() final

@@ -25,11 +25,11 @@ HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName
 {
     Call call{"RegisterEventSourceW"};
     call.In("lpUNCServerName", lpUNCServerName).In("lpSourceName", lpSourceName);
-    if (const auto fault = call.Fault())
-        return call.Fail(HANDLE{nullptr}, *fault);
-    if (lpSourceName == nullptr)
-        return call.Fail(HANDLE{nullptr}, ERROR_INVALID_PARAMETER);
-    return call.Done(Simulation::Current().handles.Open(EventSource{winsim::Utf8(lpSourceName)}));
+    return call.ResultOf(HANDLE{nullptr}, [&] {
+        if (lpSourceName == nullptr)
+            return call.Fail(HANDLE{nullptr}, ERROR_INVALID_PARAMETER);
+        return call.Done(Simulation::Current().handles.Open(EventSource{winsim::Utf8(lpSourceName)}));
+    });
 }
 
 BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwEventID, PVOID lpUserSid,
@@ -47,24 +47,20 @@ BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwE
         .In("lpStrings", Json(strings))
         .In("dwDataSize", dwDataSize)
         .In("lpRawData", lpRawData);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    Simulation& simulation = Simulation::Current();
-    const auto* source = call.Find<EventSource>(hEventLog);
-    if (source == nullptr)
-        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    simulation.machine.events.entries.push_back({source->name, wType, wCategory, dwEventID, std::move(strings)});
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        Simulation& simulation = Simulation::Current();
+        const auto* source = call.Find<EventSource>(hEventLog);
+        if (source == nullptr)
+            return ERROR_INVALID_HANDLE;
+        simulation.machine.events.entries.push_back({source->name, wType, wCategory, dwEventID, std::move(strings)});
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI DeregisterEventSource(HANDLE hEventLog)
 {
     Call call{"DeregisterEventSource"};
     call.In("hEventLog", hEventLog);
-    const auto fault = call.Fault();
-    if (!call.Close<EventSource>(hEventLog))
-        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    if (fault)
-        return call.Fail(FALSE, *fault);
-    return call.Done(TRUE);
+    return call.SuccessOfClosing(
+        [&] { return call.Close<EventSource>(hEventLog) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE; });
 }

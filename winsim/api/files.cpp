@@ -32,14 +32,14 @@ Files& AllFiles()
 
 DWORD GetAttributes(Call& call, const FileName& name)
 {
-    if (const auto fault = call.Fault())
-        return call.Fail(INVALID_FILE_ATTRIBUTES, *fault);
-    if (name.error != ERROR_SUCCESS)
-        return call.Fail(INVALID_FILE_ATTRIBUTES, name.error);
-    const File* file = AllFiles().Find(name.path);
-    if (file == nullptr)
-        return call.Fail(INVALID_FILE_ATTRIBUTES, winsim::MissingError(name.path));
-    return call.Done(DWORD{file->Attributes()});
+    return call.ResultOf(INVALID_FILE_ATTRIBUTES, [&] {
+        if (name.error != ERROR_SUCCESS)
+            return call.Fail(INVALID_FILE_ATTRIBUTES, name.error);
+        const File* file = AllFiles().Find(name.path);
+        if (file == nullptr)
+            return call.Fail(INVALID_FILE_ATTRIBUTES, winsim::MissingError(name.path));
+        return call.Done(DWORD{file->Attributes()});
+    });
 }
 
 DWORD DeleteError(const FileName& name)
@@ -55,12 +55,12 @@ DWORD DeleteError(const FileName& name)
 
 BOOL Delete(Call& call, const FileName& name)
 {
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    if (const DWORD error = DeleteError(name); error != ERROR_SUCCESS)
-        return call.Fail(FALSE, error);
-    AllFiles().Remove(name.path);
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        if (const DWORD error = DeleteError(name); error != ERROR_SUCCESS)
+            return error;
+        AllFiles().Remove(name.path);
+        return ERROR_SUCCESS;
+    });
 }
 
 // The error of a copy's reading side.
@@ -107,15 +107,15 @@ void CopyOver(const File& source, File& target)
 
 BOOL Copy(Call& call, const FileName& from, const FileName& to, BOOL failIfExists)
 {
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    if (const DWORD error = CopySourceError(from); error != ERROR_SUCCESS)
-        return call.Fail(FALSE, error);
-    const File* source = AllFiles().Find(from.path);
-    if (const DWORD error = CopyTargetError(to, source, failIfExists != FALSE); error != ERROR_SUCCESS)
-        return call.Fail(FALSE, error);
-    CopyOver(*source, winsim::OpenOrMake(to.path, false));
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        if (const DWORD error = CopySourceError(from); error != ERROR_SUCCESS)
+            return error;
+        const File* source = AllFiles().Find(from.path);
+        if (const DWORD error = CopyTargetError(to, source, failIfExists != FALSE); error != ERROR_SUCCESS)
+            return error;
+        CopyOver(*source, winsim::OpenOrMake(to.path, false));
+        return ERROR_SUCCESS;
+    });
 }
 
 // The error of giving a file or directory another name, as far as it or a file in it is open.
@@ -246,22 +246,23 @@ BOOL WINAPI MoveFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName)
 {
     Call call{"MoveFileA"};
     call.In("lpExistingFileName", lpExistingFileName).In("lpNewFileName", lpNewFileName);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    return Move(call, FileNameOf(lpExistingFileName, LastLink::Keep), FileNameOf(lpNewFileName, LastLink::Keep), false);
+    return call.ResultOf(FALSE, [&] {
+        return Move(call, FileNameOf(lpExistingFileName, LastLink::Keep), FileNameOf(lpNewFileName, LastLink::Keep),
+                    false);
+    });
 }
 
 BOOL WINAPI MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlags)
 {
     Call call{"MoveFileExW"};
     call.In("lpExistingFileName", lpExistingFileName).In("lpNewFileName", lpNewFileName).In("dwFlags", dwFlags);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    const FileName from = FileNameOf(lpExistingFileName, LastLink::Keep);
-    const FileName to = FileNameOf(lpNewFileName, LastLink::Keep);
-    if ((dwFlags & MOVEFILE_DELAY_UNTIL_REBOOT) != 0)
-        return MoveAtNextStart(call, from, lpNewFileName == nullptr ? nullptr : &to);
-    return Move(call, from, to, (dwFlags & MOVEFILE_REPLACE_EXISTING) != 0);
+    return call.ResultOf(FALSE, [&] {
+        const FileName from = FileNameOf(lpExistingFileName, LastLink::Keep);
+        const FileName to = FileNameOf(lpNewFileName, LastLink::Keep);
+        if ((dwFlags & MOVEFILE_DELAY_UNTIL_REBOOT) != 0)
+            return MoveAtNextStart(call, from, lpNewFileName == nullptr ? nullptr : &to);
+        return Move(call, from, to, (dwFlags & MOVEFILE_REPLACE_EXISTING) != 0);
+    });
 }
 
 HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
@@ -298,44 +299,44 @@ BOOL WINAPI GetFileInformationByHandle(HANDLE hFile, LPBY_HANDLE_FILE_INFORMATIO
 {
     Call call{"GetFileInformationByHandle"};
     call.In("hFile", hFile);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    const auto* open = call.Find<winsim::OpenFile>(hFile);
-    const File* file = open == nullptr ? nullptr : AllFiles().FindByIdentity(open->file);
-    if (file == nullptr)
-        return call.Fail(FALSE, open == nullptr ? ERROR_INVALID_HANDLE : ERROR_ACCESS_DENIED);
-    const std::uint64_t size = file->size.value_or(file->content.size());
-    BY_HANDLE_FILE_INFORMATION& information = *lpFileInformation = {};
-    information.dwFileAttributes = file->Attributes();
-    information.dwVolumeSerialNumber = VolumeOf(*file);
-    information.nFileSizeHigh = static_cast<DWORD>(size >> 32);
-    information.nFileSizeLow = static_cast<DWORD>(size);
-    information.nNumberOfLinks = AllFiles().CountNames(*file);
-    information.nFileIndexHigh = static_cast<DWORD>(file->identity.number >> 32);
-    information.nFileIndexLow = static_cast<DWORD>(file->identity.number);
-    if (call.IsRecording())
-        call.Out("lpFileInformation", Json{{"dwFileAttributes", information.dwFileAttributes},
-                                           {"dwVolumeSerialNumber", information.dwVolumeSerialNumber},
-                                           {"nNumberOfLinks", information.nNumberOfLinks},
-                                           {"nFileIndexHigh", information.nFileIndexHigh},
-                                           {"nFileIndexLow", information.nFileIndexLow}});
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        const auto* open = call.Find<winsim::OpenFile>(hFile);
+        const File* file = open == nullptr ? nullptr : AllFiles().FindByIdentity(open->file);
+        if (file == nullptr)
+            return open == nullptr ? ERROR_INVALID_HANDLE : ERROR_ACCESS_DENIED;
+        const std::uint64_t size = file->size.value_or(file->content.size());
+        BY_HANDLE_FILE_INFORMATION& information = *lpFileInformation = {};
+        information.dwFileAttributes = file->Attributes();
+        information.dwVolumeSerialNumber = VolumeOf(*file);
+        information.nFileSizeHigh = static_cast<DWORD>(size >> 32);
+        information.nFileSizeLow = static_cast<DWORD>(size);
+        information.nNumberOfLinks = AllFiles().CountNames(*file);
+        information.nFileIndexHigh = static_cast<DWORD>(file->identity.number >> 32);
+        information.nFileIndexLow = static_cast<DWORD>(file->identity.number);
+        if (call.IsRecording())
+            call.Out("lpFileInformation", Json{{"dwFileAttributes", information.dwFileAttributes},
+                                               {"dwVolumeSerialNumber", information.dwVolumeSerialNumber},
+                                               {"nNumberOfLinks", information.nNumberOfLinks},
+                                               {"nFileIndexHigh", information.nFileIndexHigh},
+                                               {"nFileIndexLow", information.nFileIndexLow}});
+        return ERROR_SUCCESS;
+    });
 }
 
 DWORD WINAPI GetFinalPathNameByHandleW(HANDLE hFile, LPWSTR lpszFilePath, DWORD cchFilePath, DWORD dwFlags)
 {
     Call call{"GetFinalPathNameByHandleW"};
     call.In("hFile", hFile).In("cchFilePath", cchFilePath).In("dwFlags", dwFlags);
-    if (const auto fault = call.Fault())
-        return call.Fail(DWORD{0}, *fault);
-    const auto* open = call.Find<winsim::OpenFile>(hFile);
-    if (open == nullptr)
-        return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
-    const std::u16string path = u"\\\\?\\" + winsim::Utf16(open->path);
-    // Without room for it, the length with the terminator.
-    if (path.size() >= cchFilePath)
-        return call.Done(static_cast<DWORD>(path.size() + 1));
-    std::copy_n(path.c_str(), path.size() + 1, lpszFilePath);
-    call.Out("lpszFilePath", winsim::Utf8(path));
-    return call.Done(static_cast<DWORD>(path.size()));
+    return call.ResultOf(DWORD{0}, [&] {
+        const auto* open = call.Find<winsim::OpenFile>(hFile);
+        if (open == nullptr)
+            return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
+        const std::u16string path = u"\\\\?\\" + winsim::Utf16(open->path);
+        // Without room for it, the length with the terminator.
+        if (path.size() >= cchFilePath)
+            return call.Done(static_cast<DWORD>(path.size() + 1));
+        std::copy_n(path.c_str(), path.size() + 1, lpszFilePath);
+        call.Out("lpszFilePath", winsim::Utf8(path));
+        return call.Done(static_cast<DWORD>(path.size()));
+    });
 }

@@ -69,16 +69,16 @@ DWORD CreateDirectories(const std::string& path)
 
 int CreateDirectoriesAt(Call& call, const std::string& name)
 {
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    // A path from the root of the current drive will do, one from the current directory will not.
-    const bool hasDrive = name.size() >= 2 && name[1] == ':';
-    if (!hasDrive && !name.starts_with('\\'))
-        return call.Status(ERROR_BAD_PATHNAME);
-    if (winsim::Utf16(name).size() >= kLongestDirectory)
-        return call.Status(ERROR_FILENAME_EXCED_RANGE);
-    const winsim::FileName full = winsim::FullName(name);
-    return call.Status(full.error != ERROR_SUCCESS ? full.error : CreateDirectories(full.named));
+    return call.StatusOf([&]() -> DWORD {
+        // A path from the root of the current drive will do, one from the current directory will not.
+        const bool hasDrive = name.size() >= 2 && name[1] == ':';
+        if (!hasDrive && !name.starts_with('\\'))
+            return ERROR_BAD_PATHNAME;
+        if (winsim::Utf16(name).size() >= kLongestDirectory)
+            return ERROR_FILENAME_EXCED_RANGE;
+        const winsim::FileName full = winsim::FullName(name);
+        return full.error != ERROR_SUCCESS ? full.error : CreateDirectories(full.named);
+    });
 }
 
 // Finds a folder's path as the shell does: the directory has to be there, or is made when the flags beside the folder's
@@ -109,17 +109,17 @@ template <typename Character>
 UINT TellFolder(Call& call, int csidl, Character* buffer, UINT size)
 {
     call.In("uSize", size);
-    if (const auto fault = call.Fault())
-        return call.Fail(UINT{0}, *fault);
-    std::string folder;
-    if (FAILED(FindFolder(csidl, folder)))
-        return call.Fail(UINT{0}, ERROR_PATH_NOT_FOUND);
-    const auto text = TextFor(buffer, folder);
-    if (text.size() >= size)
-        return call.Done(static_cast<UINT>(text.size() + 1));
-    std::copy_n(text.c_str(), text.size() + 1, buffer);
-    call.Out("lpBuffer", folder);
-    return call.Done(static_cast<UINT>(text.size()));
+    return call.ResultOf(UINT{0}, [&] {
+        std::string folder;
+        if (FAILED(FindFolder(csidl, folder)))
+            return call.Fail(UINT{0}, ERROR_PATH_NOT_FOUND);
+        const auto text = TextFor(buffer, folder);
+        if (text.size() >= size)
+            return call.Done(static_cast<UINT>(text.size() + 1));
+        std::copy_n(text.c_str(), text.size() + 1, buffer);
+        call.Out("lpBuffer", folder);
+        return call.Done(static_cast<UINT>(text.size()));
+    });
 }
 
 } // namespace
@@ -129,15 +129,15 @@ HRESULT WINAPI SHGetFolderPathA(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
     Call call{"SHGetFolderPathA"};
     call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
     *pszPath = '\0';
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    std::string folder;
-    if (const HRESULT result = FindShellFolder(csidl, folder); FAILED(result))
-        return call.Status(static_cast<std::uint32_t>(result));
-    const std::string ansi = Simulation::Current().ToAnsi(folder).substr(0, MAX_PATH - 1);
-    std::memcpy(pszPath, ansi.c_str(), ansi.size() + 1);
-    call.Out("pszPath", folder);
-    return call.Status(S_OK);
+    return call.StatusOf([&]() -> DWORD {
+        std::string folder;
+        if (const HRESULT result = FindShellFolder(csidl, folder); FAILED(result))
+            return result;
+        const std::string ansi = Simulation::Current().ToAnsi(folder).substr(0, MAX_PATH - 1);
+        std::memcpy(pszPath, ansi.c_str(), ansi.size() + 1);
+        call.Out("pszPath", folder);
+        return S_OK;
+    });
 }
 
 HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFlags, LPWSTR pszPath)
@@ -145,15 +145,15 @@ HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
     Call call{"SHGetFolderPathW"};
     call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
     *pszPath = u'\0';
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    std::string folder;
-    if (const HRESULT result = FindShellFolder(csidl, folder); FAILED(result))
-        return call.Status(static_cast<std::uint32_t>(result));
-    const std::u16string wide = winsim::Utf16(folder).substr(0, MAX_PATH - 1);
-    std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
-    call.Out("pszPath", folder);
-    return call.Status(S_OK);
+    return call.StatusOf([&]() -> DWORD {
+        std::string folder;
+        if (const HRESULT result = FindShellFolder(csidl, folder); FAILED(result))
+            return result;
+        const std::u16string wide = winsim::Utf16(folder).substr(0, MAX_PATH - 1);
+        std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
+        call.Out("pszPath", folder);
+        return S_OK;
+    });
 }
 
 BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL fCreate)
@@ -161,15 +161,15 @@ BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL f
     Call call{"SHGetSpecialFolderPathW"};
     call.In("hwnd", hwnd).In("csidl", csidl).In("fCreate", fCreate);
     *pszPath = u'\0';
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    std::string folder;
-    if (FAILED(FindShellFolder(fCreate != FALSE ? csidl | CSIDL_FLAG_CREATE : csidl, folder)))
-        return call.Fail(FALSE, ERROR_FILE_NOT_FOUND);
-    const std::u16string wide = winsim::Utf16(folder).substr(0, MAX_PATH - 1);
-    std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
-    call.Out("pszPath", folder);
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        std::string folder;
+        if (FAILED(FindShellFolder(fCreate != FALSE ? csidl | CSIDL_FLAG_CREATE : csidl, folder)))
+            return ERROR_FILE_NOT_FOUND;
+        const std::u16string wide = winsim::Utf16(folder).substr(0, MAX_PATH - 1);
+        std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
+        call.Out("pszPath", folder);
+        return ERROR_SUCCESS;
+    });
 }
 
 UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize)
@@ -208,10 +208,9 @@ BOOL WINAPI CreateDirectoryW(LPCWSTR lpPathName, LPSECURITY_ATTRIBUTES lpSecurit
 {
     Call call{"CreateDirectoryW"};
     call.In("lpPathName", lpPathName).In("lpSecurityAttributes", lpSecurityAttributes);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    if (lpPathName != nullptr && std::u16string_view(lpPathName).size() >= kLongestDirectory)
-        return call.Fail(FALSE, ERROR_FILENAME_EXCED_RANGE);
-    const DWORD error = winsim::MakeDirectory(winsim::FileNameOf(lpPathName, winsim::LastLink::Keep));
-    return error == ERROR_SUCCESS ? call.Done(TRUE) : call.Fail(FALSE, error);
+    return call.SuccessOf([&]() -> DWORD {
+        if (lpPathName != nullptr && std::u16string_view(lpPathName).size() >= kLongestDirectory)
+            return ERROR_FILENAME_EXCED_RANGE;
+        return winsim::MakeDirectory(winsim::FileNameOf(lpPathName, winsim::LastLink::Keep));
+    });
 }

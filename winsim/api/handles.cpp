@@ -13,16 +13,15 @@ BOOL WINAPI CloseHandle(HANDLE hObject)
 {
     Call call{"CloseHandle"};
     call.In("hObject", hObject);
-    const auto fault = call.Fault();
-    // The same value stands for the process itself, which there is nothing to close of, and for no file.
-    if (hObject == INVALID_HANDLE_VALUE)
-        return fault ? call.Fail(FALSE, *fault) : call.Done(TRUE);
-    // Handles of other kinds have a closing function of their own.
-    const bool isClosed =
-        Simulation::Current()
-            .handles.CloseAnyOf<winsim::OpenFile, winsim::OpenProcessHandle, winsim::OpenThread, winsim::OpenToken>(
-                hObject, "kernel object", call.Name());
-    if (!isClosed)
-        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    return fault ? call.Fail(FALSE, *fault) : call.Done(TRUE);
+    return call.SuccessOfClosing([&]() -> DWORD {
+        // The same value stands for the process itself, which there is nothing to close of, and for no file.
+        if (hObject == INVALID_HANDLE_VALUE)
+            return ERROR_SUCCESS;
+        // Handles of other kinds have a closing function of their own.
+        const bool isClosed =
+            Simulation::Current()
+                .handles.CloseAnyOf<winsim::OpenFile, winsim::OpenProcessHandle, winsim::OpenThread, winsim::OpenToken>(
+                    hObject, "kernel object", call.Name());
+        return isClosed ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
+    });
 }

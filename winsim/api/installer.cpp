@@ -18,38 +18,37 @@ UINT WINAPI MsiGetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPWSTR szValueBu
 {
     Call call{"MsiGetPropertyW"};
     Simulation& simulation = Simulation::Current();
-    const auto status = [&](UINT error) { return static_cast<UINT>(call.Status(error)); };
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a session's handle is a number that looks like a pointer
     const auto* session = reinterpret_cast<const void*>(std::uintptr_t{hInstall});
     call.In("hInstall", session).In("szName", szName);
     if (pcchValueBuf != nullptr)
         call.In("pcchValueBuf", *pcchValueBuf);
-    if (const auto fault = call.Fault())
-        return status(*fault);
-    if (szName == nullptr || (szValueBuf != nullptr && pcchValueBuf == nullptr))
-        return status(ERROR_INVALID_PARAMETER);
-    if (call.Find<winsim::InstallSession>(session) == nullptr)
-        return status(ERROR_INVALID_HANDLE);
+    return call.StatusOf([&]() -> DWORD {
+        if (szName == nullptr || (szValueBuf != nullptr && pcchValueBuf == nullptr))
+            return ERROR_INVALID_PARAMETER;
+        if (call.Find<winsim::InstallSession>(session) == nullptr)
+            return ERROR_INVALID_HANDLE;
 
-    const std::string name = winsim::Utf8(szName);
-    const PropertyAnswer answer = simulation.machine.installer.AnswerTo(name, simulation.propertyQuestions[name]++);
-    const std::u16string text = call.GivesNothing() ? std::u16string() : winsim::Utf16(answer.text);
-    const DWORD length = answer.size.value_or(static_cast<DWORD>(text.size()));
-    if (answer.error != ERROR_SUCCESS && !answer.size)
-        return status(answer.error);
-    const DWORD room = pcchValueBuf != nullptr ? *pcchValueBuf : 0;
-    if (pcchValueBuf != nullptr)
-        *pcchValueBuf = length;
-    call.Out("pcchValueBuf", length);
-    if (answer.error != ERROR_SUCCESS || szValueBuf == nullptr)
-        return status(answer.error);
+        const std::string name = winsim::Utf8(szName);
+        const PropertyAnswer answer = simulation.machine.installer.AnswerTo(name, simulation.propertyQuestions[name]++);
+        const std::u16string text = call.GivesNothing() ? std::u16string() : winsim::Utf16(answer.text);
+        const DWORD length = answer.size.value_or(static_cast<DWORD>(text.size()));
+        if (answer.error != ERROR_SUCCESS && !answer.size)
+            return answer.error;
+        const DWORD room = pcchValueBuf != nullptr ? *pcchValueBuf : 0;
+        if (pcchValueBuf != nullptr)
+            *pcchValueBuf = length;
+        call.Out("pcchValueBuf", length);
+        if (answer.error != ERROR_SUCCESS || szValueBuf == nullptr)
+            return answer.error;
 
-    // What fits is put into the buffer, with its terminator: even an empty text needs room for that.
-    if (room != 0)
-    {
-        *std::copy_n(text.begin(), std::min<std::size_t>(text.size(), room - 1), szValueBuf) = u'\0';
-        if (call.IsRecording())
-            call.Out("szValueBuf", winsim::HideSecrets(winsim::Utf8(szValueBuf)));
-    }
-    return status(text.size() < room ? ERROR_SUCCESS : ERROR_MORE_DATA);
+        // What fits is put into the buffer, with its terminator: even an empty text needs room for that.
+        if (room != 0)
+        {
+            *std::copy_n(text.begin(), std::min<std::size_t>(text.size(), room - 1), szValueBuf) = u'\0';
+            if (call.IsRecording())
+                call.Out("szValueBuf", winsim::HideSecrets(winsim::Utf8(szValueBuf)));
+        }
+        return text.size() < room ? ERROR_SUCCESS : ERROR_MORE_DATA;
+    });
 }

@@ -104,28 +104,28 @@ std::optional<Library> LibraryOf(const File& file)
 HMODULE Load(Call& call, const winsim::FileName& name, const std::string& given)
 {
     const HMODULE none = nullptr;
-    if (const auto fault = call.Fault())
-        return call.Fail(none, *fault);
-    if (name.error == ERROR_FILENAME_EXCED_RANGE)
-        return call.Fail(none, name.error);
-    const auto [file, path] = given.empty() ? LibraryFile{} : FindLibraryFile(given);
-    if (file == nullptr)
-        return call.Fail(none, ERROR_MOD_NOT_FOUND);
-    if (file->isDirectory || !winsim::MayAccess(*file, FILE_READ_DATA))
-        return call.Fail(none, ERROR_ACCESS_DENIED);
-    const auto library = LibraryOf(*file);
-    if (!library)
-        return call.Fail(none, ERROR_BAD_EXE_FORMAT);
-    if (library->loadError != 0)
-        return call.Fail(none, library->loadError);
-    Simulation& simulation = Simulation::Current();
-    simulation.images.push_back(file->path);
-    winsim::HandleTable& handles = simulation.handles;
-    void* const handle = handles.Open(LoadedLibrary{path, *library});
-    // Texts are in use for as long as the process likes.
-    if (library->IsForTexts(file->path))
-        handles.MayKeep(handle);
-    return call.Done(static_cast<HMODULE>(handle));
+    return call.ResultOf(none, [&] {
+        if (name.error == ERROR_FILENAME_EXCED_RANGE)
+            return call.Fail(none, name.error);
+        const auto [file, path] = given.empty() ? LibraryFile{} : FindLibraryFile(given);
+        if (file == nullptr)
+            return call.Fail(none, ERROR_MOD_NOT_FOUND);
+        if (file->isDirectory || !winsim::MayAccess(*file, FILE_READ_DATA))
+            return call.Fail(none, ERROR_ACCESS_DENIED);
+        const auto library = LibraryOf(*file);
+        if (!library)
+            return call.Fail(none, ERROR_BAD_EXE_FORMAT);
+        if (library->loadError != 0)
+            return call.Fail(none, library->loadError);
+        Simulation& simulation = Simulation::Current();
+        simulation.images.push_back(file->path);
+        winsim::HandleTable& handles = simulation.handles;
+        void* const handle = handles.Open(LoadedLibrary{path, *library});
+        // Texts are in use for as long as the process likes.
+        if (library->IsForTexts(file->path))
+            handles.MayKeep(handle);
+        return call.Done(static_cast<HMODULE>(handle));
+    });
 }
 
 // ---- Functions
@@ -230,12 +230,8 @@ BOOL WINAPI FreeLibrary(HMODULE hLibModule)
 {
     Call call{"FreeLibrary"};
     call.In("hLibModule", hLibModule);
-    const auto fault = call.Fault();
-    if (!call.Close<LoadedLibrary>(hLibModule))
-        return call.Fail(FALSE, ERROR_MOD_NOT_FOUND);
-    if (fault)
-        return call.Fail(FALSE, *fault);
-    return call.Done(TRUE);
+    return call.SuccessOfClosing(
+        [&] { return call.Close<LoadedLibrary>(hLibModule) ? ERROR_SUCCESS : ERROR_MOD_NOT_FOUND; });
 }
 
 FARPROC WINAPI GetProcAddress(HMODULE hModule, LPCSTR lpProcName)
@@ -268,40 +264,40 @@ DWORD WINAPI GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize)
 {
     Call call{"GetModuleFileNameA"};
     call.In("hModule", hModule).In("nSize", nSize);
-    if (const auto fault = call.Fault())
-        return call.Fail(DWORD{0}, *fault);
-    Simulation& simulation = Simulation::Current();
-    std::string path = simulation.machine.process.path;
-    if (hModule != nullptr)
-    {
-        const auto* loaded = call.Find<LoadedLibrary>(hModule);
-        if (loaded == nullptr)
-            return call.Fail(DWORD{0}, ERROR_MOD_NOT_FOUND);
-        path = loaded->path;
-    }
-    const std::string ansi = simulation.ToAnsi(path);
-    if (nSize == 0)
-        return call.Fail(DWORD{0}, ERROR_INSUFFICIENT_BUFFER);
-    const std::size_t length = std::min<std::size_t>(ansi.size(), nSize - 1);
-    std::memcpy(lpFilename, ansi.data(), length);
-    lpFilename[length] = '\0';
-    call.Out("lpFilename", simulation.FromAnsi(lpFilename));
-    if (length < ansi.size())
-        return call.Fail(nSize, ERROR_INSUFFICIENT_BUFFER);
-    return call.Done(static_cast<DWORD>(length));
+    return call.ResultOf(DWORD{0}, [&] {
+        Simulation& simulation = Simulation::Current();
+        std::string path = simulation.machine.process.path;
+        if (hModule != nullptr)
+        {
+            const auto* loaded = call.Find<LoadedLibrary>(hModule);
+            if (loaded == nullptr)
+                return call.Fail(DWORD{0}, ERROR_MOD_NOT_FOUND);
+            path = loaded->path;
+        }
+        const std::string ansi = simulation.ToAnsi(path);
+        if (nSize == 0)
+            return call.Fail(DWORD{0}, ERROR_INSUFFICIENT_BUFFER);
+        const std::size_t length = std::min<std::size_t>(ansi.size(), nSize - 1);
+        std::memcpy(lpFilename, ansi.data(), length);
+        lpFilename[length] = '\0';
+        call.Out("lpFilename", simulation.FromAnsi(lpFilename));
+        if (length < ansi.size())
+            return call.Fail(nSize, ERROR_INSUFFICIENT_BUFFER);
+        return call.Done(static_cast<DWORD>(length));
+    });
 }
 
 BOOL WINAPI SetDllDirectoryW(LPCWSTR lpPathName)
 {
     Call call{"SetDllDirectoryW"};
     call.In("lpPathName", lpPathName);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    auto& directory = Simulation::Current().loader.dllDirectory;
-    directory.reset();
-    if (lpPathName != nullptr)
-        directory = winsim::Utf8(lpPathName);
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        auto& directory = Simulation::Current().loader.dllDirectory;
+        directory.reset();
+        if (lpPathName != nullptr)
+            directory = winsim::Utf8(lpPathName);
+        return ERROR_SUCCESS;
+    });
 }
 
 UINT WINAPI SetErrorMode(UINT uMode)

@@ -35,31 +35,31 @@ int WINAPI GetLocaleInfoA(LCID Locale, LCTYPE LCType, LPSTR lpLCData, int cchDat
 {
     Call call{"GetLocaleInfoA"};
     call.In("Locale", Locale).In("LCType", LCType).In("cchData", cchData);
-    if (const auto fault = call.Fault())
-        return call.Fail(0, *fault);
-    const Language* language = LanguageOf(Locale);
-    if (language == nullptr || cchData < 0 || (cchData != 0 && lpLCData == nullptr))
-        return call.Fail(0, ERROR_INVALID_PARAMETER);
-    std::string text;
-    if (LCType == LOCALE_SISO639LANGNAME)
-        text = language->isoName;
-    else if (LCType == LOCALE_ILANGUAGE)
-        text = fmt::format("{:04x}", language->variant);
-    else
-        return call.Fail(0, ERROR_INVALID_FLAGS);
+    return call.ResultOf(0, [&] {
+        const Language* language = LanguageOf(Locale);
+        if (language == nullptr || cchData < 0 || (cchData != 0 && lpLCData == nullptr))
+            return call.Fail(0, ERROR_INVALID_PARAMETER);
+        std::string text;
+        if (LCType == LOCALE_SISO639LANGNAME)
+            text = language->isoName;
+        else if (LCType == LOCALE_ILANGUAGE)
+            text = fmt::format("{:04x}", language->variant);
+        else
+            return call.Fail(0, ERROR_INVALID_FLAGS);
 
-    const int size = static_cast<int>(text.size()) + 1;
-    if (cchData == 0)
+        const int size = static_cast<int>(text.size()) + 1;
+        if (cchData == 0)
+            return call.Done(size);
+        if (cchData < size)
+        {
+            // The buffer is left without a terminator.
+            std::memcpy(lpLCData, text.data(), static_cast<std::size_t>(cchData));
+            return call.Fail(0, ERROR_INSUFFICIENT_BUFFER);
+        }
+        std::memcpy(lpLCData, text.c_str(), static_cast<std::size_t>(size));
+        call.Out("lpLCData", text);
         return call.Done(size);
-    if (cchData < size)
-    {
-        // The buffer is left without a terminator.
-        std::memcpy(lpLCData, text.data(), static_cast<std::size_t>(cchData));
-        return call.Fail(0, ERROR_INSUFFICIENT_BUFFER);
-    }
-    std::memcpy(lpLCData, text.c_str(), static_cast<std::size_t>(size));
-    call.Out("lpLCData", text);
-    return call.Done(size);
+    });
 }
 
 LANGID WINAPI GetThreadUILanguage()

@@ -180,33 +180,34 @@ DWORD WINAPI FormatMessageA(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, 
     const auto* message = static_cast<const char*>(lpSource);
     call.In("dwFlags", dwFlags).In("lpSource", message).In("dwMessageId", dwMessageId);
     call.In("dwLanguageId", dwLanguageId).In("nSize", nSize);
-    if (const auto fault = call.Fault())
-        return call.Fail(DWORD{0}, *fault);
-    // Texts from a string with an array of inserts are all that there is here, in a buffer of either side.
-    const bool isAllocating = (dwFlags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
-    if ((dwFlags & ~FORMAT_MESSAGE_ALLOCATE_BUFFER) != (FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY) ||
-        message == nullptr || Arguments == nullptr || lpBuffer == nullptr)
-        return call.Fail(DWORD{0}, ERROR_INVALID_PARAMETER);
-    if (isAllocating)
-        *reinterpret_cast<LPSTR*>(lpBuffer) = nullptr;
+    return call.ResultOf(DWORD{0}, [&] {
+        // Texts from a string with an array of inserts are all that there is here, in a buffer of either side.
+        const bool isAllocating = (dwFlags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
+        if ((dwFlags & ~FORMAT_MESSAGE_ALLOCATE_BUFFER) !=
+                (FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY) ||
+            message == nullptr || Arguments == nullptr || lpBuffer == nullptr)
+            return call.Fail(DWORD{0}, ERROR_INVALID_PARAMETER);
+        if (isAllocating)
+            *reinterpret_cast<LPSTR*>(lpBuffer) = nullptr;
 
-    Simulation& simulation = Simulation::Current();
-    const auto text = Expand(winsim::Utf16(simulation.FromAnsi(message)), Inserts{Arguments});
-    if (!text)
-        return call.Fail(DWORD{0}, ERROR_INVALID_PARAMETER);
-    const std::string ansi = simulation.ToAnsi(winsim::Utf8(*text));
-    if (ansi.empty())
-        return call.Done(DWORD{0});
-    if (isAllocating)
-    {
-        const std::size_t size = std::max<std::size_t>(nSize, ansi.size() + 1);
-        auto* const block = static_cast<LPSTR>(simulation.handles.Allocate<winsim::LocalBlock>(size));
-        *reinterpret_cast<LPSTR*>(lpBuffer) = block;
-        lpBuffer = block;
-    }
-    else if (ansi.size() >= nSize)
-        return call.Fail(DWORD{0}, ERROR_INSUFFICIENT_BUFFER);
-    std::memcpy(lpBuffer, ansi.c_str(), ansi.size() + 1);
-    call.Out("lpBuffer", static_cast<const char*>(lpBuffer));
-    return call.Done(static_cast<DWORD>(ansi.size()));
+        Simulation& simulation = Simulation::Current();
+        const auto text = Expand(winsim::Utf16(simulation.FromAnsi(message)), Inserts{Arguments});
+        if (!text)
+            return call.Fail(DWORD{0}, ERROR_INVALID_PARAMETER);
+        const std::string ansi = simulation.ToAnsi(winsim::Utf8(*text));
+        if (ansi.empty())
+            return call.Done(DWORD{0});
+        if (isAllocating)
+        {
+            const std::size_t size = std::max<std::size_t>(nSize, ansi.size() + 1);
+            auto* const block = static_cast<LPSTR>(simulation.handles.Allocate<winsim::LocalBlock>(size));
+            *reinterpret_cast<LPSTR*>(lpBuffer) = block;
+            lpBuffer = block;
+        }
+        else if (ansi.size() >= nSize)
+            return call.Fail(DWORD{0}, ERROR_INSUFFICIENT_BUFFER);
+        std::memcpy(lpBuffer, ansi.c_str(), ansi.size() + 1);
+        call.Out("lpBuffer", static_cast<const char*>(lpBuffer));
+        return call.Done(static_cast<DWORD>(ansi.size()));
+    });
 }

@@ -22,18 +22,18 @@ BOOL WINAPI SetProcessMitigationPolicy(PROCESS_MITIGATION_POLICY MitigationPolic
     DWORD flags = 0;
     std::memcpy(&flags, lpBuffer, dwLength < sizeof flags ? dwLength : sizeof flags);
     call.In("MitigationPolicy", static_cast<int>(MitigationPolicy)).In("lpBuffer", flags).In("dwLength", dwLength);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    Simulation& simulation = Simulation::Current();
-    const winsim::WindowsInfo& windows = simulation.machine.windows;
-    const bool isKnown =
-        MitigationPolicy == ProcessRedirectionTrustPolicy && windows.major >= 10 && windows.hasRedirectionTrust;
-    if (!isKnown || dwLength != sizeof flags)
-        return call.Fail(FALSE, ERROR_INVALID_PARAMETER);
-    const bool isEnforced = (flags & kEnforceRedirectionTrust) != 0;
-    // A protection is for good.
-    if (simulation.enforcesRedirectionTrust && !isEnforced)
-        return call.Fail(FALSE, ERROR_ACCESS_DENIED);
-    simulation.enforcesRedirectionTrust = isEnforced;
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        Simulation& simulation = Simulation::Current();
+        const winsim::WindowsInfo& windows = simulation.machine.windows;
+        const bool isKnown =
+            MitigationPolicy == ProcessRedirectionTrustPolicy && windows.major >= 10 && windows.hasRedirectionTrust;
+        if (!isKnown || dwLength != sizeof flags)
+            return ERROR_INVALID_PARAMETER;
+        const bool isEnforced = (flags & kEnforceRedirectionTrust) != 0;
+        // A protection is for good.
+        if (simulation.enforcesRedirectionTrust && !isEnforced)
+            return ERROR_ACCESS_DENIED;
+        simulation.enforcesRedirectionTrust = isEnforced;
+        return ERROR_SUCCESS;
+    });
 }

@@ -102,32 +102,31 @@ LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs)
     Call call{"CommandLineToArgvW"};
     call.In("lpCmdLine", lpCmdLine);
     LPWSTR* const none = nullptr;
-    if (const auto fault = call.Fault())
-        return call.Fail(none, *fault);
+    return call.ResultOf(none, [&] {
+        Simulation& simulation = Simulation::Current();
+        // An empty line gives the program's path, blanks and all.
+        const std::vector<std::u16string> words =
+            *lpCmdLine != 0 ? SplitCommandLine(lpCmdLine)
+                            : std::vector<std::u16string>{winsim::Utf16(simulation.machine.process.path)};
+        std::size_t size = (words.size() + 1) * sizeof(LPWSTR);
+        for (const std::u16string& word : words)
+            size += (word.size() + 1) * sizeof(WCHAR);
 
-    Simulation& simulation = Simulation::Current();
-    // An empty line gives the program's path, blanks and all.
-    const std::vector<std::u16string> words =
-        *lpCmdLine != 0 ? SplitCommandLine(lpCmdLine)
-                        : std::vector<std::u16string>{winsim::Utf16(simulation.machine.process.path)};
-    std::size_t size = (words.size() + 1) * sizeof(LPWSTR);
-    for (const std::u16string& word : words)
-        size += (word.size() + 1) * sizeof(WCHAR);
-
-    // One block: the array of pointers, then the words.
-    auto* argv = static_cast<LPWSTR*>(simulation.handles.Allocate<winsim::LocalBlock>(size));
-    auto* text = reinterpret_cast<WCHAR*>(argv + words.size() + 1);
-    Json list = Json::array();
-    for (std::size_t i = 0; i < words.size(); ++i)
-    {
-        argv[i] = text;
-        text = std::copy(words[i].c_str(), words[i].c_str() + words[i].size() + 1, text);
-        list.push_back(winsim::Utf8(words[i]));
-    }
-    argv[words.size()] = nullptr;
-    *pNumArgs = static_cast<int>(words.size());
-    call.Out("pNumArgs", *pNumArgs).Out("argv", list);
-    return call.Done(argv);
+        // One block: the array of pointers, then the words.
+        auto* argv = static_cast<LPWSTR*>(simulation.handles.Allocate<winsim::LocalBlock>(size));
+        auto* text = reinterpret_cast<WCHAR*>(argv + words.size() + 1);
+        Json list = Json::array();
+        for (std::size_t i = 0; i < words.size(); ++i)
+        {
+            argv[i] = text;
+            text = std::copy(words[i].c_str(), words[i].c_str() + words[i].size() + 1, text);
+            list.push_back(winsim::Utf8(words[i]));
+        }
+        argv[words.size()] = nullptr;
+        *pNumArgs = static_cast<int>(words.size());
+        call.Out("pNumArgs", *pNumArgs).Out("argv", list);
+        return call.Done(argv);
+    });
 }
 
 void WINAPI ExitProcess(UINT uExitCode)
@@ -172,12 +171,12 @@ HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes)
 {
     Call call{"LocalAlloc", CallKind::Housekeeping};
     call.In("uFlags", uFlags).In("uBytes", static_cast<std::uint64_t>(uBytes));
-    if (const auto fault = call.Fault())
-        return call.Fail(HLOCAL{nullptr}, *fault);
-    void* block = Simulation::Current().handles.Allocate<winsim::LocalBlock>(uBytes);
-    // What was not asked to be zero is not: a program that relies on it is found out.
-    std::memset(block, (uFlags & LMEM_ZEROINIT) != 0 ? 0 : 0xCD, uBytes);
-    return call.Done(block);
+    return call.ResultOf(HLOCAL{nullptr}, [&] {
+        void* block = Simulation::Current().handles.Allocate<winsim::LocalBlock>(uBytes);
+        // What was not asked to be zero is not: a program that relies on it is found out.
+        std::memset(block, (uFlags & LMEM_ZEROINIT) != 0 ? 0 : 0xCD, uBytes);
+        return call.Done(block);
+    });
 }
 
 HLOCAL WINAPI LocalFree(HLOCAL hMem)
@@ -199,16 +198,16 @@ DWORD WINAPI GetEnvironmentVariableA(LPCSTR lpName, LPSTR lpBuffer, DWORD nSize)
 {
     Call call{"GetEnvironmentVariableA"};
     call.In("lpName", lpName).In("nSize", nSize);
-    if (const auto fault = call.Fault())
-        return call.Fail(DWORD{0}, *fault);
-    Simulation& simulation = Simulation::Current();
-    const std::string* value = simulation.machine.environment.Find(simulation.FromAnsi(lpName));
-    if (value == nullptr)
-        return call.Fail(DWORD{0}, ERROR_ENVVAR_NOT_FOUND);
-    const std::string ansi = simulation.ToAnsi(*value);
-    if (ansi.size() >= nSize)
-        return call.Done(static_cast<DWORD>(ansi.size() + 1));
-    std::memcpy(lpBuffer, ansi.c_str(), ansi.size() + 1);
-    call.Out("lpBuffer", *value);
-    return call.Done(static_cast<DWORD>(ansi.size()));
+    return call.ResultOf(DWORD{0}, [&] {
+        Simulation& simulation = Simulation::Current();
+        const std::string* value = simulation.machine.environment.Find(simulation.FromAnsi(lpName));
+        if (value == nullptr)
+            return call.Fail(DWORD{0}, ERROR_ENVVAR_NOT_FOUND);
+        const std::string ansi = simulation.ToAnsi(*value);
+        if (ansi.size() >= nSize)
+            return call.Done(static_cast<DWORD>(ansi.size() + 1));
+        std::memcpy(lpBuffer, ansi.c_str(), ansi.size() + 1);
+        call.Out("lpBuffer", *value);
+        return call.Done(static_cast<DWORD>(ansi.size()));
+    });
 }

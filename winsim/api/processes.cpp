@@ -206,83 +206,83 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
         .In("lpCurrentDirectory", lpCurrentDirectory);
     if (call.IsRecording())
         call.In("lpStartupInfo", Noted(*lpStartupInfo));
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
+    return call.SuccessOf([&]() -> DWORD {
+        const std::string line = lpCommandLine == nullptr ? std::string() : winsim::Utf8(lpCommandLine);
+        if (lpCommandLine != nullptr && std::u16string_view(lpCommandLine).size() > kLongestCommandLine)
+            return ERROR_FILENAME_EXCED_RANGE;
+        CommandLineParts parts;
+        if (lpApplicationName != nullptr)
+        {
+            // The command line is handed over as it stands; its first word is only by convention the program's name.
+            const std::string name = winsim::Utf8(lpApplicationName);
+            const auto program = ProgramAt(name);
+            if (!program)
+                return MissingProgramError(name);
+            parts = {*program, line};
+        }
+        else
+        {
+            const auto split = SplitByProgram(line);
+            if (!split)
+                return MissingProgramError(ProgramNameIn(line));
+            parts = *split;
+        }
+        if (lpCurrentDirectory != nullptr &&
+            !simulation.machine.files.IsDirectory(winsim::RealPath(winsim::Utf8(lpCurrentDirectory))))
+            return ERROR_DIRECTORY;
 
-    const std::string line = lpCommandLine == nullptr ? std::string() : winsim::Utf8(lpCommandLine);
-    if (lpCommandLine != nullptr && std::u16string_view(lpCommandLine).size() > kLongestCommandLine)
-        return call.Fail(FALSE, ERROR_FILENAME_EXCED_RANGE);
-    CommandLineParts parts;
-    if (lpApplicationName != nullptr)
-    {
-        // The command line is handed over as it stands; its first word is only by convention the program's name.
-        const std::string name = winsim::Utf8(lpApplicationName);
-        const auto program = ProgramAt(name);
-        if (!program)
-            return call.Fail(FALSE, MissingProgramError(name));
-        parts = {*program, line};
-    }
-    else
-    {
-        const auto split = SplitByProgram(line);
-        if (!split)
-            return call.Fail(FALSE, MissingProgramError(ProgramNameIn(line)));
-        parts = *split;
-    }
-    if (lpCurrentDirectory != nullptr &&
-        !simulation.machine.files.IsDirectory(winsim::RealPath(winsim::Utf8(lpCurrentDirectory))))
-        return call.Fail(FALSE, ERROR_DIRECTORY);
-
-    // A file that nobody describes as a program is none.
-    if (!simulation.machine.programs.IsDescribed(parts.program))
-        return call.Fail(FALSE, ERROR_BAD_EXE_FORMAT);
-    const ProgramRun run = simulation.machine.programs.RunOf(parts.program, parts.arguments);
-    if (run.startError != 0)
-        return call.Fail(FALSE, run.startError);
-    simulation.images.push_back(parts.program);
-    const ChildProcess& child = simulation.StartChild(parts.program, run);
-    lpProcessInformation->hProcess = simulation.handles.Open(OpenProcessHandle{child.id, kProcessAllAccess});
-    lpProcessInformation->hThread = simulation.handles.Open(winsim::OpenThread{});
-    lpProcessInformation->dwProcessId = child.id;
-    lpProcessInformation->dwThreadId = child.id + 1;
-    if (call.IsRecording())
-        call.Out("lpProcessInformation", Json{{"hProcess", simulation.handles.NameOf(lpProcessInformation->hProcess)},
-                                              {"hThread", simulation.handles.NameOf(lpProcessInformation->hThread)},
-                                              {"dwProcessId", lpProcessInformation->dwProcessId},
-                                              {"dwThreadId", lpProcessInformation->dwThreadId}});
-    return call.Done(TRUE);
+        // A file that nobody describes as a program is none.
+        if (!simulation.machine.programs.IsDescribed(parts.program))
+            return ERROR_BAD_EXE_FORMAT;
+        const ProgramRun run = simulation.machine.programs.RunOf(parts.program, parts.arguments);
+        if (run.startError != 0)
+            return run.startError;
+        simulation.images.push_back(parts.program);
+        const ChildProcess& child = simulation.StartChild(parts.program, run);
+        lpProcessInformation->hProcess = simulation.handles.Open(OpenProcessHandle{child.id, kProcessAllAccess});
+        lpProcessInformation->hThread = simulation.handles.Open(winsim::OpenThread{});
+        lpProcessInformation->dwProcessId = child.id;
+        lpProcessInformation->dwThreadId = child.id + 1;
+        if (call.IsRecording())
+            call.Out("lpProcessInformation",
+                     Json{{"hProcess", simulation.handles.NameOf(lpProcessInformation->hProcess)},
+                          {"hThread", simulation.handles.NameOf(lpProcessInformation->hThread)},
+                          {"dwProcessId", lpProcessInformation->dwProcessId},
+                          {"dwThreadId", lpProcessInformation->dwThreadId}});
+        return ERROR_SUCCESS;
+    });
 }
 
 DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds)
 {
     Call call{"WaitForSingleObject"};
     call.In("hHandle", hHandle).In("dwMilliseconds", dwMilliseconds);
-    if (const auto fault = call.Fault())
-        return call.Fail(WAIT_FAILED, *fault);
-    DWORD error = ERROR_SUCCESS;
-    const auto open = OpenedWith(call, SYNCHRONIZE, hHandle, error);
-    if (!open)
-        return call.Fail(WAIT_FAILED, error);
-    const bool ended = Simulation::Current().WaitForProcess(
-        open->id,
-        dwMilliseconds == INFINITE ? std::optional<std::uint64_t>() : std::optional<std::uint64_t>(dwMilliseconds));
-    return call.Done(ended ? WAIT_OBJECT_0 : WAIT_TIMEOUT);
+    return call.ResultOf(WAIT_FAILED, [&] {
+        DWORD error = ERROR_SUCCESS;
+        const auto open = OpenedWith(call, SYNCHRONIZE, hHandle, error);
+        if (!open)
+            return call.Fail(WAIT_FAILED, error);
+        const bool ended = Simulation::Current().WaitForProcess(
+            open->id,
+            dwMilliseconds == INFINITE ? std::optional<std::uint64_t>() : std::optional<std::uint64_t>(dwMilliseconds));
+        return call.Done(ended ? WAIT_OBJECT_0 : WAIT_TIMEOUT);
+    });
 }
 
 BOOL WINAPI GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode)
 {
     Call call{"GetExitCodeProcess"};
     call.In("hProcess", hProcess);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    DWORD error = ERROR_SUCCESS;
-    const auto open = OpenedWith(call, PROCESS_QUERY_INFORMATION, hProcess, error);
-    if (!open)
-        return call.Fail(FALSE, error);
-    const ChildProcess* child = Simulation::Current().FindChild(open->id);
-    *lpExitCode = child != nullptr && child->hasEnded ? child->run.exitCode : STILL_ACTIVE;
-    call.Out("lpExitCode", *lpExitCode);
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        DWORD error = ERROR_SUCCESS;
+        const auto open = OpenedWith(call, PROCESS_QUERY_INFORMATION, hProcess, error);
+        if (!open)
+            return error;
+        const ChildProcess* child = Simulation::Current().FindChild(open->id);
+        *lpExitCode = child != nullptr && child->hasEnded ? child->run.exitCode : STILL_ACTIVE;
+        call.Out("lpExitCode", *lpExitCode);
+        return ERROR_SUCCESS;
+    });
 }
 
 HANDLE WINAPI OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwProcessId)
@@ -290,101 +290,101 @@ HANDLE WINAPI OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwPr
     Call call{"OpenProcess"};
     call.In("dwDesiredAccess", dwDesiredAccess).In("bInheritHandle", bInheritHandle).In("dwProcessId", dwProcessId);
     const HANDLE none = nullptr;
-    if (const auto fault = call.Fault())
-        return call.Fail(none, *fault);
-    Simulation& simulation = Simulation::Current();
-    const RunningProcess* process = simulation.machine.processes.Find(dwProcessId);
-    // The idle process is listed and cannot be opened.
-    if (process == nullptr || dwProcessId == 0)
-        return call.Fail(none, ERROR_INVALID_PARAMETER);
-    if ((process->deniedAccess & dwDesiredAccess) != 0)
-        return call.Fail(none, ERROR_ACCESS_DENIED);
-    return call.Done(simulation.handles.Open(OpenProcessHandle{dwProcessId, dwDesiredAccess}));
+    return call.ResultOf(none, [&] {
+        Simulation& simulation = Simulation::Current();
+        const RunningProcess* process = simulation.machine.processes.Find(dwProcessId);
+        // The idle process is listed and cannot be opened.
+        if (process == nullptr || dwProcessId == 0)
+            return call.Fail(none, ERROR_INVALID_PARAMETER);
+        if ((process->deniedAccess & dwDesiredAccess) != 0)
+            return call.Fail(none, ERROR_ACCESS_DENIED);
+        return call.Done(simulation.handles.Open(OpenProcessHandle{dwProcessId, dwDesiredAccess}));
+    });
 }
 
 BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode)
 {
     Call call{"TerminateProcess"};
     call.In("hProcess", hProcess).In("uExitCode", uExitCode);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    Simulation& simulation = Simulation::Current();
-    DWORD error = ERROR_SUCCESS;
-    const auto open = OpenedWith(call, PROCESS_TERMINATE, hProcess, error);
-    if (!open)
-        return call.Fail(FALSE, error);
-    const RunningProcess* process = simulation.machine.processes.Find(open->id);
-    if (process == nullptr)
-        return call.Fail(FALSE, ERROR_ACCESS_DENIED);
-    if (process->terminateError != 0)
-        return call.Fail(FALSE, process->terminateError);
-    simulation.EndProcess(open->id, uExitCode);
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        Simulation& simulation = Simulation::Current();
+        DWORD error = ERROR_SUCCESS;
+        const auto open = OpenedWith(call, PROCESS_TERMINATE, hProcess, error);
+        if (!open)
+            return error;
+        const RunningProcess* process = simulation.machine.processes.Find(open->id);
+        if (process == nullptr)
+            return ERROR_ACCESS_DENIED;
+        if (process->terminateError != 0)
+            return process->terminateError;
+        simulation.EndProcess(open->id, uExitCode);
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI EnumProcesses(DWORD* lpidProcess, DWORD cb, LPDWORD lpcbNeeded)
 {
     Call call{"EnumProcesses"};
     call.In("cb", cb);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    const auto& processes = Simulation::Current().machine.processes.All();
-    const std::size_t count = call.GivesNothing() ? 0 : std::min<std::size_t>(processes.size(), cb / sizeof(DWORD));
-    Json ids = Json::array();
-    for (std::size_t i = 0; i < count; ++i)
-    {
-        lpidProcess[i] = processes[i].id;
-        if (call.IsRecording())
-            ids.push_back(processes[i].id);
-    }
-    *lpcbNeeded = static_cast<DWORD>(count * sizeof(DWORD));
-    call.Out("lpidProcess", ids).Out("lpcbNeeded", *lpcbNeeded);
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        const auto& processes = Simulation::Current().machine.processes.All();
+        const std::size_t count = call.GivesNothing() ? 0 : std::min<std::size_t>(processes.size(), cb / sizeof(DWORD));
+        Json ids = Json::array();
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            lpidProcess[i] = processes[i].id;
+            if (call.IsRecording())
+                ids.push_back(processes[i].id);
+        }
+        *lpcbNeeded = static_cast<DWORD>(count * sizeof(DWORD));
+        call.Out("lpidProcess", ids).Out("lpcbNeeded", *lpcbNeeded);
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI EnumProcessModules(HANDLE hProcess, HMODULE* lphModule, DWORD cb, LPDWORD lpcbNeeded)
 {
     Call call{"EnumProcessModules"};
     call.In("hProcess", hProcess).In("cb", cb);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    Simulation& simulation = Simulation::Current();
-    DWORD error = ERROR_SUCCESS;
-    const auto open = OpenedWith(call, kReadModules, hProcess, error);
-    if (!open)
-        return call.Fail(FALSE, error);
-    const RunningProcess* process = simulation.machine.processes.Find(open->id);
-    if (process == nullptr || process->name.empty())
-        return call.Fail(FALSE, ERROR_PARTIAL_COPY);
-    if (call.GivesNothing())
-    {
-        *lpcbNeeded = 0;
-        call.Out("lpcbNeeded", *lpcbNeeded);
-        return call.Done(TRUE);
-    }
-    *lpcbNeeded = sizeof(HMODULE);
-    if (cb >= sizeof(HMODULE))
-        *lphModule = static_cast<HMODULE>(simulation.ForeignModule());
-    call.Out("lphModule", cb >= sizeof(HMODULE) ? *lphModule : nullptr).Out("lpcbNeeded", *lpcbNeeded);
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        Simulation& simulation = Simulation::Current();
+        DWORD error = ERROR_SUCCESS;
+        const auto open = OpenedWith(call, kReadModules, hProcess, error);
+        if (!open)
+            return error;
+        const RunningProcess* process = simulation.machine.processes.Find(open->id);
+        if (process == nullptr || process->name.empty())
+            return ERROR_PARTIAL_COPY;
+        if (call.GivesNothing())
+        {
+            *lpcbNeeded = 0;
+            call.Out("lpcbNeeded", *lpcbNeeded);
+            return ERROR_SUCCESS;
+        }
+        *lpcbNeeded = sizeof(HMODULE);
+        if (cb >= sizeof(HMODULE))
+            *lphModule = static_cast<HMODULE>(simulation.ForeignModule());
+        call.Out("lphModule", cb >= sizeof(HMODULE) ? *lphModule : nullptr).Out("lpcbNeeded", *lpcbNeeded);
+        return ERROR_SUCCESS;
+    });
 }
 
 DWORD WINAPI GetModuleBaseNameA(HANDLE hProcess, HMODULE hModule, LPSTR lpBaseName, DWORD nSize)
 {
     Call call{"GetModuleBaseNameA"};
     call.In("hProcess", hProcess).In("hModule", hModule).In("nSize", nSize);
-    if (const auto fault = call.Fault())
-        return call.Fail(DWORD{0}, *fault);
-    Simulation& simulation = Simulation::Current();
-    DWORD error = ERROR_SUCCESS;
-    const auto open = OpenedWith(call, kReadModules, hProcess, error);
-    if (!open)
-        return call.Fail(DWORD{0}, error);
-    const RunningProcess* process = simulation.machine.processes.Find(open->id);
-    if (process == nullptr || nSize == 0)
-        return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
-    const std::string name = simulation.ToAnsi(process->name).substr(0, nSize - 1);
-    std::memcpy(lpBaseName, name.c_str(), name.size() + 1);
-    call.Out("lpBaseName", simulation.FromAnsi(name));
-    return call.Done(static_cast<DWORD>(name.size()));
+    return call.ResultOf(DWORD{0}, [&] {
+        Simulation& simulation = Simulation::Current();
+        DWORD error = ERROR_SUCCESS;
+        const auto open = OpenedWith(call, kReadModules, hProcess, error);
+        if (!open)
+            return call.Fail(DWORD{0}, error);
+        const RunningProcess* process = simulation.machine.processes.Find(open->id);
+        if (process == nullptr || nSize == 0)
+            return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
+        const std::string name = simulation.ToAnsi(process->name).substr(0, nSize - 1);
+        std::memcpy(lpBaseName, name.c_str(), name.size() + 1);
+        call.Out("lpBaseName", simulation.FromAnsi(name));
+        return call.Done(static_cast<DWORD>(name.size()));
+    });
 }

@@ -58,11 +58,13 @@ std::optional<std::string> PathOf(const Call& call, HKEY key, const std::string&
     return path;
 }
 
+// The functions below give a call's status.
+
 LSTATUS GiveHandle(Call& call, const std::string& path, REGSAM access, PHKEY result)
 {
     *result = static_cast<HKEY>(Simulation::Current().handles.Open(OpenKey{path, access}));
     call.Out("phkResult", *result);
-    return call.Status(ERROR_SUCCESS);
+    return ERROR_SUCCESS;
 }
 
 LSTATUS OpenKeyAt(Call& call, const std::string& path, REGSAM access, PHKEY result)
@@ -70,9 +72,9 @@ LSTATUS OpenKeyAt(Call& call, const std::string& path, REGSAM access, PHKEY resu
     const winsim::Machine& machine = Simulation::Current().machine;
     const RegistryKey* key = machine.registry.Find(path);
     if (key == nullptr)
-        return call.Status(ERROR_FILE_NOT_FOUND);
+        return ERROR_FILE_NOT_FOUND;
     if (!key->security.Grants(machine.token, access, winsim::kKeyRights))
-        return call.Status(ERROR_ACCESS_DENIED);
+        return ERROR_ACCESS_DENIED;
     return GiveHandle(call, path, access, result);
 }
 
@@ -93,28 +95,26 @@ RegistryKey& OpenOrMakeKey(const std::string& path)
 
 LSTATUS OpenSubKey(Call& call, HKEY key, const std::string& subKey, REGSAM access, PHKEY result)
 {
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    const auto path = PathOf(call, key, subKey);
-    if (!path)
-        return call.Status(ERROR_INVALID_HANDLE);
-    return OpenKeyAt(call, *path, access, result);
+    return call.StatusOf([&] {
+        const auto path = PathOf(call, key, subKey);
+        return path ? OpenKeyAt(call, *path, access, result) : ERROR_INVALID_HANDLE;
+    });
 }
 
 LSTATUS DeleteValue(Call& call, HKEY key, const std::string& name)
 {
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    Simulation& simulation = Simulation::Current();
-    const auto* open = call.Find<OpenKey>(key);
-    if (open == nullptr)
-        return call.Status(ERROR_INVALID_HANDLE);
-    if ((open->access & KEY_SET_VALUE) == 0)
-        return call.Status(ERROR_ACCESS_DENIED);
-    RegistryKey* target = simulation.machine.registry.Find(open->path);
-    if (target == nullptr || !simulation.machine.registry.DeleteValue(*target, name))
-        return call.Status(ERROR_FILE_NOT_FOUND);
-    return call.Status(ERROR_SUCCESS);
+    return call.StatusOf([&]() -> DWORD {
+        Simulation& simulation = Simulation::Current();
+        const auto* open = call.Find<OpenKey>(key);
+        if (open == nullptr)
+            return ERROR_INVALID_HANDLE;
+        if ((open->access & KEY_SET_VALUE) == 0)
+            return ERROR_ACCESS_DENIED;
+        RegistryKey* target = simulation.machine.registry.Find(open->path);
+        if (target == nullptr || !simulation.machine.registry.DeleteValue(*target, name))
+            return ERROR_FILE_NOT_FOUND;
+        return ERROR_SUCCESS;
+    });
 }
 
 // Stored bytes as an ANSI caller sees them: the characters of text are converted, terminators and all.
@@ -181,33 +181,33 @@ LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR
         .In("dwOptions", dwOptions)
         .In("samDesired", samDesired)
         .In("lpSecurityAttributes", lpSecurityAttributes);
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    Simulation& simulation = Simulation::Current();
-    if (lpSubKey == nullptr)
-        return call.Status(ERROR_BADKEY);
-    const auto path = PathOf(call, hKey, simulation.FromAnsi(lpSubKey));
-    if (!path)
-        return call.Status(ERROR_INVALID_HANDLE);
+    return call.StatusOf([&] {
+        Simulation& simulation = Simulation::Current();
+        if (lpSubKey == nullptr)
+            return ERROR_BADKEY;
+        const auto path = PathOf(call, hKey, simulation.FromAnsi(lpSubKey));
+        if (!path)
+            return ERROR_INVALID_HANDLE;
 
-    winsim::Registry& registry = simulation.machine.registry;
-    const bool isNew = registry.Find(*path) == nullptr;
-    // The nearest key that is there must let a key be made below it.
-    std::string nearest = *path;
-    while (registry.Find(nearest) == nullptr && nearest.find('\\') != std::string::npos)
-        nearest.resize(nearest.rfind('\\'));
-    const RegistryKey* parent = registry.Find(nearest);
-    if (isNew && parent != nullptr &&
-        !parent->security.Grants(simulation.machine.token, KEY_CREATE_SUB_KEY, winsim::kKeyRights))
-        return call.Status(ERROR_ACCESS_DENIED);
+        winsim::Registry& registry = simulation.machine.registry;
+        const bool isNew = registry.Find(*path) == nullptr;
+        // The nearest key that is there must let a key be made below it.
+        std::string nearest = *path;
+        while (registry.Find(nearest) == nullptr && nearest.find('\\') != std::string::npos)
+            nearest.resize(nearest.rfind('\\'));
+        const RegistryKey* parent = registry.Find(nearest);
+        if (isNew && parent != nullptr &&
+            !parent->security.Grants(simulation.machine.token, KEY_CREATE_SUB_KEY, winsim::kKeyRights))
+            return ERROR_ACCESS_DENIED;
 
-    OpenOrMakeKey(*path);
-    const DWORD disposition = isNew ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
-    if (lpdwDisposition != nullptr)
-        *lpdwDisposition = disposition;
-    call.Out("lpdwDisposition", disposition);
-    // Whoever makes a key gets the rights asked for, whatever the key above hands down.
-    return isNew ? GiveHandle(call, *path, samDesired, phkResult) : OpenKeyAt(call, *path, samDesired, phkResult);
+        OpenOrMakeKey(*path);
+        const DWORD disposition = isNew ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+        if (lpdwDisposition != nullptr)
+            *lpdwDisposition = disposition;
+        call.Out("lpdwDisposition", disposition);
+        // Whoever makes a key gets the rights asked for, whatever the key above hands down.
+        return isNew ? GiveHandle(call, *path, samDesired, phkResult) : OpenKeyAt(call, *path, samDesired, phkResult);
+    });
 }
 
 LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType, LPBYTE lpData,
@@ -217,40 +217,40 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
     call.In("hKey", hKey).In("lpValueName", lpValueName).In("lpReserved", lpReserved);
     if (lpcbData != nullptr)
         call.In("lpcbData", *lpcbData);
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    Simulation& simulation = Simulation::Current();
-    const auto* open = call.Find<OpenKey>(hKey);
-    if (open == nullptr)
-        return call.Status(ERROR_INVALID_HANDLE);
-    if ((open->access & KEY_QUERY_VALUE) == 0)
-        return call.Status(ERROR_ACCESS_DENIED);
-    if (lpReserved != nullptr || (lpData != nullptr && lpcbData == nullptr))
-        return call.Status(ERROR_INVALID_PARAMETER);
-    const std::string name = lpValueName == nullptr ? std::string() : simulation.FromAnsi(lpValueName);
-    const auto value = simulation.machine.registry.ReadValue(open->path, name);
-    if (!value)
-        return call.Status(ERROR_FILE_NOT_FOUND);
+    return call.StatusOf([&]() -> DWORD {
+        Simulation& simulation = Simulation::Current();
+        const auto* open = call.Find<OpenKey>(hKey);
+        if (open == nullptr)
+            return ERROR_INVALID_HANDLE;
+        if ((open->access & KEY_QUERY_VALUE) == 0)
+            return ERROR_ACCESS_DENIED;
+        if (lpReserved != nullptr || (lpData != nullptr && lpcbData == nullptr))
+            return ERROR_INVALID_PARAMETER;
+        const std::string name = lpValueName == nullptr ? std::string() : simulation.FromAnsi(lpValueName);
+        const auto value = simulation.machine.registry.ReadValue(open->path, name);
+        if (!value)
+            return ERROR_FILE_NOT_FOUND;
 
-    std::string bytes = call.GivesNothing() ? std::string() : AnsiBytes(*value);
-    if (lpType != nullptr)
-        *lpType = value->type;
-    call.Out("lpType", value->type).Out("lpcbData", static_cast<DWORD>(bytes.size()));
-    if (lpcbData == nullptr)
-        return call.Status(ERROR_SUCCESS);
-    const DWORD room = *lpcbData;
-    *lpcbData = static_cast<DWORD>(bytes.size());
-    if (lpData == nullptr)
-        return call.Status(ERROR_SUCCESS);
-    if (room < bytes.size())
-        return call.Status(ERROR_MORE_DATA);
-    std::memcpy(lpData, bytes.data(), bytes.size());
-    // Text that was stored without a terminator gets one when there is room, which the size does not count.
-    if (winsim::IsTextType(value->type) && !bytes.empty() && bytes.back() != '\0' && room > bytes.size())
-        lpData[bytes.size()] = 0;
-    if (call.IsRecording())
-        call.Out("lpData", NotedData(value->type, bytes));
-    return call.Status(ERROR_SUCCESS);
+        std::string bytes = call.GivesNothing() ? std::string() : AnsiBytes(*value);
+        if (lpType != nullptr)
+            *lpType = value->type;
+        call.Out("lpType", value->type).Out("lpcbData", static_cast<DWORD>(bytes.size()));
+        if (lpcbData == nullptr)
+            return ERROR_SUCCESS;
+        const DWORD room = *lpcbData;
+        *lpcbData = static_cast<DWORD>(bytes.size());
+        if (lpData == nullptr)
+            return ERROR_SUCCESS;
+        if (room < bytes.size())
+            return ERROR_MORE_DATA;
+        std::memcpy(lpData, bytes.data(), bytes.size());
+        // Text that was stored without a terminator gets one when there is room, which the size does not count.
+        if (winsim::IsTextType(value->type) && !bytes.empty() && bytes.back() != '\0' && room > bytes.size())
+            lpData[bytes.size()] = 0;
+        if (call.IsRecording())
+            call.Out("lpData", NotedData(value->type, bytes));
+        return ERROR_SUCCESS;
+    });
 }
 
 LSTATUS WINAPI RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD Reserved, DWORD dwType, const BYTE* lpData,
@@ -261,34 +261,34 @@ LSTATUS WINAPI RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD Reserved, DWO
     call.In("hKey", hKey).In("lpValueName", lpValueName).In("Reserved", Reserved).In("dwType", dwType);
     if (call.IsRecording())
         call.In("lpData", NotedData(dwType, bytes)).In("cbData", cbData);
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    Simulation& simulation = Simulation::Current();
-    const auto* open = call.Find<OpenKey>(hKey);
-    if (open == nullptr)
-        return call.Status(ERROR_INVALID_HANDLE);
-    if ((open->access & KEY_SET_VALUE) == 0)
-        return call.Status(ERROR_ACCESS_DENIED);
-    RegistryKey* key = simulation.machine.registry.Find(open->path);
-    if (key == nullptr)
-        return call.Status(ERROR_FILE_NOT_FOUND);
+    return call.StatusOf([&]() -> DWORD {
+        Simulation& simulation = Simulation::Current();
+        const auto* open = call.Find<OpenKey>(hKey);
+        if (open == nullptr)
+            return ERROR_INVALID_HANDLE;
+        if ((open->access & KEY_SET_VALUE) == 0)
+            return ERROR_ACCESS_DENIED;
+        RegistryKey* key = simulation.machine.registry.Find(open->path);
+        if (key == nullptr)
+            return ERROR_FILE_NOT_FOUND;
 
-    if (winsim::IsTextType(dwType))
-    {
-        // Windows stores text as UTF-16, with the terminator that a caller has but did not count.
-        if (!bytes.empty() && bytes.back() != '\0' && lpData[cbData] == 0)
-            bytes += '\0';
-        std::string stored;
-        for (const char16_t unit : winsim::CodePage::Get(simulation.machine.windows.codePage).ToUtf16(bytes))
+        if (winsim::IsTextType(dwType))
         {
-            stored += static_cast<char>(unit & 0xFF);
-            stored += static_cast<char>(unit >> 8);
+            // Windows stores text as UTF-16, with the terminator that a caller has but did not count.
+            if (!bytes.empty() && bytes.back() != '\0' && lpData[cbData] == 0)
+                bytes += '\0';
+            std::string stored;
+            for (const char16_t unit : winsim::CodePage::Get(simulation.machine.windows.codePage).ToUtf16(bytes))
+            {
+                stored += static_cast<char>(unit & 0xFF);
+                stored += static_cast<char>(unit >> 8);
+            }
+            bytes = std::move(stored);
         }
-        bytes = std::move(stored);
-    }
-    const std::string name = lpValueName == nullptr ? std::string() : simulation.FromAnsi(lpValueName);
-    simulation.machine.registry.SetValue(*key, name, dwType, std::move(bytes));
-    return call.Status(ERROR_SUCCESS);
+        const std::string name = lpValueName == nullptr ? std::string() : simulation.FromAnsi(lpValueName);
+        simulation.machine.registry.SetValue(*key, name, dwType, std::move(bytes));
+        return ERROR_SUCCESS;
+    });
 }
 
 LSTATUS WINAPI RegDeleteValueA(HKEY hKey, LPCSTR lpValueName)
@@ -310,10 +310,6 @@ LSTATUS WINAPI RegCloseKey(HKEY hKey)
 {
     Call call{"RegCloseKey"};
     call.In("hKey", hKey);
-    const auto fault = call.Fault();
-    if (IsPredefined(hKey))
-        return call.Status(fault.value_or(ERROR_SUCCESS));
-    if (!call.Close<OpenKey>(hKey))
-        return call.Status(ERROR_INVALID_HANDLE);
-    return call.Status(fault.value_or(ERROR_SUCCESS));
+    return call.StatusOfClosing(
+        [&] { return IsPredefined(hKey) || call.Close<OpenKey>(hKey) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE; });
 }

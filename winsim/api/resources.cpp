@@ -51,30 +51,30 @@ int WINAPI LoadStringA(HINSTANCE hInstance, UINT uID, LPSTR lpBuffer, int cchBuf
 {
     Call call{"LoadStringA"};
     call.In("hInstance", hInstance).In("uID", uID).In("cchBufferMax", cchBufferMax);
-    if (const auto fault = call.Fault())
-        return call.Fail(0, *fault);
-    if (lpBuffer == nullptr)
-        return call.Done(0);
-    if (cchBufferMax <= 0)
-        return call.Done(-1);
-    *lpBuffer = '\0';
-    // The program's own file holds no texts.
-    if (hInstance == nullptr)
-        return call.Fail(0, ERROR_RESOURCE_TYPE_NOT_FOUND);
-    Simulation& simulation = Simulation::Current();
-    const auto* loaded = call.Find<LoadedLibrary>(hInstance);
-    if (loaded == nullptr)
-        return call.Fail(0, ERROR_RESOURCE_DATA_NOT_FOUND);
-    const winsim::Texts& texts = loaded->library.TextsAt(loaded->path);
-    if (texts.empty())
-        return call.Fail(0, ERROR_RESOURCE_TYPE_NOT_FOUND);
-    if (!HasBlock(texts, BlockOf(uID)))
-        return call.Fail(0, ERROR_RESOURCE_NAME_NOT_FOUND);
+    return call.ResultOf(0, [&] {
+        if (lpBuffer == nullptr)
+            return call.Done(0);
+        if (cchBufferMax <= 0)
+            return call.Done(-1);
+        *lpBuffer = '\0';
+        // The program's own file holds no texts.
+        if (hInstance == nullptr)
+            return call.Fail(0, ERROR_RESOURCE_TYPE_NOT_FOUND);
+        Simulation& simulation = Simulation::Current();
+        const auto* loaded = call.Find<LoadedLibrary>(hInstance);
+        if (loaded == nullptr)
+            return call.Fail(0, ERROR_RESOURCE_DATA_NOT_FOUND);
+        const winsim::Texts& texts = loaded->library.TextsAt(loaded->path);
+        if (texts.empty())
+            return call.Fail(0, ERROR_RESOURCE_TYPE_NOT_FOUND);
+        if (!HasBlock(texts, BlockOf(uID)))
+            return call.Fail(0, ERROR_RESOURCE_NAME_NOT_FOUND);
 
-    const auto text = texts.find(uID);
-    const std::string ansi = text == texts.end() ? std::string() : simulation.ToAnsi(text->second);
-    const std::string cut = CutToFit(ansi, static_cast<std::size_t>(cchBufferMax) - 1);
-    std::memcpy(lpBuffer, cut.c_str(), cut.size() + 1);
-    call.Out("lpBuffer", static_cast<const char*>(lpBuffer));
-    return call.Done(static_cast<int>(cut.size()));
+        const auto text = texts.find(uID);
+        const std::string ansi = text == texts.end() ? std::string() : simulation.ToAnsi(text->second);
+        const std::string cut = CutToFit(ansi, static_cast<std::size_t>(cchBufferMax) - 1);
+        std::memcpy(lpBuffer, cut.c_str(), cut.size() + 1);
+        call.Out("lpBuffer", static_cast<const char*>(lpBuffer));
+        return call.Done(static_cast<int>(cut.size()));
+    });
 }

@@ -282,11 +282,10 @@ DWORD Tell(Call& call, const Security& security, SECURITY_INFORMATION informatio
 template <typename Open, typename Act>
 DWORD EndWith(Call& call, Open open, Act act)
 {
-    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
-    if (const auto fault = call.Fault())
-        return status(*fault);
-    const NamedObject object = open();
-    return status(object.error != ERROR_SUCCESS ? object.error : act(object));
+    return call.StatusOf([&]() -> DWORD {
+        const NamedObject object = open();
+        return object.error != ERROR_SUCCESS ? object.error : act(object);
+    });
 }
 
 } // namespace
@@ -300,22 +299,21 @@ DWORD WINAPI SetEntriesInAclW(ULONG cCountOfExplicitEntries, PEXPLICIT_ACCESS_W 
         call.In("pListOfExplicitEntries", NotedEntries(cCountOfExplicitEntries, pListOfExplicitEntries))
             .In("OldAcl", winsim::NotedAcl(OldAcl));
     *NewAcl = nullptr;
-    const auto status = [&](DWORD error) { return static_cast<DWORD>(call.Status(error)); };
-    if (const auto fault = call.Fault())
-        return status(*fault);
-    // The simulated machine merges no lists.
-    if (OldAcl != nullptr)
-        return status(ERROR_CALL_NOT_IMPLEMENTED);
-    std::vector<AccessEntry> list;
-    if (const DWORD error = ToAccessEntries(call, cCountOfExplicitEntries, pListOfExplicitEntries, list);
-        error != ERROR_SUCCESS)
-        return status(error);
-    const std::vector<std::uint8_t> bytes = winsim::BytesOfAcl(list);
-    *NewAcl = static_cast<PACL>(Simulation::Current().handles.Allocate<winsim::LocalBlock>(bytes.size()));
-    std::memcpy(*NewAcl, bytes.data(), bytes.size());
-    if (call.IsRecording())
-        call.Out("NewAcl", winsim::NotedAcl(*NewAcl));
-    return status(ERROR_SUCCESS);
+    return call.StatusOf([&]() -> DWORD {
+        // The simulated machine merges no lists.
+        if (OldAcl != nullptr)
+            return ERROR_CALL_NOT_IMPLEMENTED;
+        std::vector<AccessEntry> list;
+        if (const DWORD error = ToAccessEntries(call, cCountOfExplicitEntries, pListOfExplicitEntries, list);
+            error != ERROR_SUCCESS)
+            return error;
+        const std::vector<std::uint8_t> bytes = winsim::BytesOfAcl(list);
+        *NewAcl = static_cast<PACL>(Simulation::Current().handles.Allocate<winsim::LocalBlock>(bytes.size()));
+        std::memcpy(*NewAcl, bytes.data(), bytes.size());
+        if (call.IsRecording())
+            call.Out("NewAcl", winsim::NotedAcl(*NewAcl));
+        return ERROR_SUCCESS;
+    });
 }
 
 DWORD WINAPI GetNamedSecurityInfoW(LPCWSTR pObjectName, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,

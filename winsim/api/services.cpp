@@ -157,13 +157,13 @@ DWORD Start(const std::string& name, unsigned depth)
 
 BOOL StartThrough(Call& call, SC_HANDLE handle)
 {
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    DWORD error = ERROR_SUCCESS;
-    const Service* service = ServiceOf(call, handle, SERVICE_START, error);
-    if (service != nullptr)
-        error = Start(std::string(service->name));
-    return error != ERROR_SUCCESS ? call.Fail(FALSE, error) : call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        DWORD error = ERROR_SUCCESS;
+        const Service* service = ServiceOf(call, handle, SERVICE_START, error);
+        if (service != nullptr)
+            error = Start(std::string(service->name));
+        return error;
+    });
 }
 
 // Sends the stop control. Returns a Win32 error.
@@ -212,11 +212,11 @@ SC_HANDLE WINAPI OpenSCManagerW(LPCWSTR lpMachineName, LPCWSTR lpDatabaseName, D
 {
     Call call{"OpenSCManagerW"};
     call.In("lpMachineName", lpMachineName).In("lpDatabaseName", lpDatabaseName).In("dwDesiredAccess", dwDesiredAccess);
-    if (const auto fault = call.Fault())
-        return call.Fail(SC_HANDLE{nullptr}, *fault);
-    if (const DWORD error = DatabaseError(lpDatabaseName); error != ERROR_SUCCESS)
-        return call.Fail(SC_HANDLE{nullptr}, error);
-    return call.Done(static_cast<SC_HANDLE>(Simulation::Current().handles.Open(OpenManager{})));
+    return call.ResultOf(SC_HANDLE{nullptr}, [&] {
+        if (const DWORD error = DatabaseError(lpDatabaseName); error != ERROR_SUCCESS)
+            return call.Fail(SC_HANDLE{nullptr}, error);
+        return call.Done(static_cast<SC_HANDLE>(Simulation::Current().handles.Open(OpenManager{})));
+    });
 }
 
 SC_HANDLE WINAPI OpenServiceW(SC_HANDLE hSCManager, LPCWSTR lpServiceName, DWORD dwDesiredAccess)
@@ -224,56 +224,58 @@ SC_HANDLE WINAPI OpenServiceW(SC_HANDLE hSCManager, LPCWSTR lpServiceName, DWORD
     Call call{"OpenServiceW"};
     call.In("hSCManager", hSCManager).In("lpServiceName", lpServiceName).In("dwDesiredAccess", dwDesiredAccess);
     const SC_HANDLE none = nullptr;
-    if (const auto fault = call.Fault())
-        return call.Fail(none, *fault);
-    Simulation& simulation = Simulation::Current();
-    if (call.Find<OpenManager>(hSCManager) == nullptr)
-        return call.Fail(none, ERROR_INVALID_HANDLE);
-    const std::string name = winsim::Utf8(lpServiceName);
-    if (!IsValidName(name))
-        return call.Fail(none, ERROR_INVALID_NAME);
-    const Service* service = simulation.machine.services.Find(name);
-    if (service == nullptr)
-        return call.Fail(none, ERROR_SERVICE_DOES_NOT_EXIST);
-    if ((service->deniedAccess & dwDesiredAccess) != 0)
-        return call.Fail(none, ERROR_ACCESS_DENIED);
-    const DWORD access = service->grantsEveryRight ? SERVICE_ALL_ACCESS : dwDesiredAccess;
-    return call.Done(static_cast<SC_HANDLE>(simulation.handles.Open(OpenService{service->name, access})));
+    return call.ResultOf(none, [&] {
+        Simulation& simulation = Simulation::Current();
+        if (call.Find<OpenManager>(hSCManager) == nullptr)
+            return call.Fail(none, ERROR_INVALID_HANDLE);
+        const std::string name = winsim::Utf8(lpServiceName);
+        if (!IsValidName(name))
+            return call.Fail(none, ERROR_INVALID_NAME);
+        const Service* service = simulation.machine.services.Find(name);
+        if (service == nullptr)
+            return call.Fail(none, ERROR_SERVICE_DOES_NOT_EXIST);
+        if ((service->deniedAccess & dwDesiredAccess) != 0)
+            return call.Fail(none, ERROR_ACCESS_DENIED);
+        const DWORD access = service->grantsEveryRight ? SERVICE_ALL_ACCESS : dwDesiredAccess;
+        return call.Done(static_cast<SC_HANDLE>(simulation.handles.Open(OpenService{service->name, access})));
+    });
 }
 
 BOOL WINAPI CloseServiceHandle(SC_HANDLE hSCObject)
 {
     Call call{"CloseServiceHandle"};
     call.In("hSCObject", hSCObject);
-    const auto fault = call.Fault();
-    Simulation& simulation = Simulation::Current();
-    if (simulation.handles.IsOpen<OpenManager>(hSCObject))
-        call.Close<OpenManager>(hSCObject);
-    else if (const auto* open = call.Find<OpenService>(hSCObject))
-    {
+    return call.SuccessOfClosing([&]() -> DWORD {
+        Simulation& simulation = Simulation::Current();
+        if (simulation.handles.IsOpen<OpenManager>(hSCObject))
+        {
+            call.Close<OpenManager>(hSCObject);
+            return ERROR_SUCCESS;
+        }
+        const auto* open = call.Find<OpenService>(hSCObject);
+        if (open == nullptr)
+            return ERROR_INVALID_HANDLE;
         const std::string name = open->name;
         call.Close<OpenService>(hSCObject);
         simulation.RemoveDeletedService(name);
-    }
-    else
-        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    return fault ? call.Fail(FALSE, *fault) : call.Done(TRUE);
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI QueryServiceStatus(SC_HANDLE hService, LPSERVICE_STATUS lpServiceStatus)
 {
     Call call{"QueryServiceStatus"};
     call.In("hService", hService);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    DWORD error = ERROR_SUCCESS;
-    const Service* service = ServiceOf(call, hService, SERVICE_QUERY_STATUS, error);
-    if (service == nullptr)
-        return call.Fail(FALSE, error);
-    *lpServiceStatus = StatusOf(*service);
-    if (call.IsRecording())
-        call.Out("lpServiceStatus", Noted(*lpServiceStatus));
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        DWORD error = ERROR_SUCCESS;
+        const Service* service = ServiceOf(call, hService, SERVICE_QUERY_STATUS, error);
+        if (service == nullptr)
+            return error;
+        *lpServiceStatus = StatusOf(*service);
+        if (call.IsRecording())
+            call.Out("lpServiceStatus", Noted(*lpServiceStatus));
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI QueryServiceStatusEx(SC_HANDLE hService, SC_STATUS_TYPE InfoLevel, LPBYTE lpBuffer, DWORD cbBufSize,
@@ -281,32 +283,32 @@ BOOL WINAPI QueryServiceStatusEx(SC_HANDLE hService, SC_STATUS_TYPE InfoLevel, L
 {
     Call call{"QueryServiceStatusEx"};
     call.In("hService", hService).In("InfoLevel", static_cast<DWORD>(InfoLevel)).In("cbBufSize", cbBufSize);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    if (InfoLevel != SC_STATUS_PROCESS_INFO)
-        return call.Fail(FALSE, ERROR_INVALID_LEVEL);
-    DWORD error = ERROR_SUCCESS;
-    const Service* service = ServiceOf(call, hService, SERVICE_QUERY_STATUS, error);
-    if (service == nullptr)
-        return call.Fail(FALSE, error);
-    *pcbBytesNeeded = sizeof(SERVICE_STATUS_PROCESS);
-    call.Out("pcbBytesNeeded", *pcbBytesNeeded);
-    if (cbBufSize < sizeof(SERVICE_STATUS_PROCESS))
-        return call.Fail(FALSE, ERROR_INSUFFICIENT_BUFFER);
+    return call.SuccessOf([&]() -> DWORD {
+        if (InfoLevel != SC_STATUS_PROCESS_INFO)
+            return ERROR_INVALID_LEVEL;
+        DWORD error = ERROR_SUCCESS;
+        const Service* service = ServiceOf(call, hService, SERVICE_QUERY_STATUS, error);
+        if (service == nullptr)
+            return error;
+        *pcbBytesNeeded = sizeof(SERVICE_STATUS_PROCESS);
+        call.Out("pcbBytesNeeded", *pcbBytesNeeded);
+        if (cbBufSize < sizeof(SERVICE_STATUS_PROCESS))
+            return ERROR_INSUFFICIENT_BUFFER;
 
-    const SERVICE_STATUS plain = StatusOf(*service);
-    SERVICE_STATUS_PROCESS status{};
-    std::memcpy(&status, &plain, sizeof plain);
-    status.dwProcessId = service->IsStopped() ? 0 : service->processId;
-    std::memcpy(lpBuffer, &status, sizeof status);
-    if (call.IsRecording())
-    {
-        Json noted = Noted(plain);
-        noted["dwProcessId"] = status.dwProcessId;
-        noted["dwServiceFlags"] = status.dwServiceFlags;
-        call.Out("lpBuffer", noted);
-    }
-    return call.Done(TRUE);
+        const SERVICE_STATUS plain = StatusOf(*service);
+        SERVICE_STATUS_PROCESS status{};
+        std::memcpy(&status, &plain, sizeof plain);
+        status.dwProcessId = service->IsStopped() ? 0 : service->processId;
+        std::memcpy(lpBuffer, &status, sizeof status);
+        if (call.IsRecording())
+        {
+            Json noted = Noted(plain);
+            noted["dwProcessId"] = status.dwProcessId;
+            noted["dwServiceFlags"] = status.dwServiceFlags;
+            call.Out("lpBuffer", noted);
+        }
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI QueryServiceConfigW(SC_HANDLE hService, LPQUERY_SERVICE_CONFIGW lpServiceConfig, DWORD cbBufSize,
@@ -314,47 +316,48 @@ BOOL WINAPI QueryServiceConfigW(SC_HANDLE hService, LPQUERY_SERVICE_CONFIGW lpSe
 {
     Call call{"QueryServiceConfigW"};
     call.In("hService", hService).In("cbBufSize", cbBufSize);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    if (call.GivesNothing())
-        return call.Done(TRUE);
-    DWORD error = ERROR_SUCCESS;
-    const Service* service = ServiceOf(call, hService, SERVICE_QUERY_CONFIG, error);
-    if (service == nullptr)
-        return call.Fail(FALSE, error);
+    return call.SuccessOf([&]() -> DWORD {
+        if (call.GivesNothing())
+            return ERROR_SUCCESS;
+        DWORD error = ERROR_SUCCESS;
+        const Service* service = ServiceOf(call, hService, SERVICE_QUERY_CONFIG, error);
+        if (service == nullptr)
+            return error;
 
-    // The texts stand behind the structure, in the order of its members.
-    const std::u16string texts[] = {winsim::Utf16(service->binaryPath), winsim::Utf16(service->loadOrderGroup),
-                                    JoinMultiString(service->dependencies), winsim::Utf16(service->account),
-                                    winsim::Utf16(service->displayName)};
-    std::size_t size = sizeof(QUERY_SERVICE_CONFIGW);
-    for (const std::u16string& text : texts)
-        size += (text.size() + 1) * sizeof(WCHAR);
-    *pcbBytesNeeded = static_cast<DWORD>(size);
-    call.Out("pcbBytesNeeded", *pcbBytesNeeded);
-    if (size > cbBufSize)
-        return call.Fail(FALSE, ERROR_INSUFFICIENT_BUFFER);
+        // The texts stand behind the structure, in the order of its members.
+        const std::u16string texts[] = {winsim::Utf16(service->binaryPath), winsim::Utf16(service->loadOrderGroup),
+                                        JoinMultiString(service->dependencies), winsim::Utf16(service->account),
+                                        winsim::Utf16(service->displayName)};
+        std::size_t size = sizeof(QUERY_SERVICE_CONFIGW);
+        for (const std::u16string& text : texts)
+            size += (text.size() + 1) * sizeof(WCHAR);
+        *pcbBytesNeeded = static_cast<DWORD>(size);
+        call.Out("pcbBytesNeeded", *pcbBytesNeeded);
+        if (size > cbBufSize)
+            return ERROR_INSUFFICIENT_BUFFER;
 
-    LPWSTR places[std::size(texts)];
-    auto* next = reinterpret_cast<WCHAR*>(lpServiceConfig + 1);
-    for (std::size_t i = 0; i < std::size(texts); ++i)
-    {
-        places[i] = next;
-        next = std::copy_n(texts[i].c_str(), texts[i].size() + 1, next);
-    }
-    *lpServiceConfig = {service->type, service->startType, service->errorControl, places[0], places[1], 0, places[2],
-                        places[3],     places[4]};
-    if (call.IsRecording())
-        call.Out("lpServiceConfig", Json{{"dwServiceType", service->type},
-                                         {"dwStartType", service->startType},
-                                         {"dwErrorControl", service->errorControl},
-                                         {"lpBinaryPathName", service->binaryPath},
-                                         {"lpLoadOrderGroup", service->loadOrderGroup},
-                                         {"dwTagId", 0},
-                                         {"lpDependencies", service->dependencies},
-                                         {"lpServiceStartName", service->account},
-                                         {"lpDisplayName", service->displayName}});
-    return call.Done(TRUE);
+        LPWSTR places[std::size(texts)];
+        auto* next = reinterpret_cast<WCHAR*>(lpServiceConfig + 1);
+        for (std::size_t i = 0; i < std::size(texts); ++i)
+        {
+            places[i] = next;
+            next = std::copy_n(texts[i].c_str(), texts[i].size() + 1, next);
+        }
+        *lpServiceConfig = {service->type, service->startType, service->errorControl,
+                            places[0],     places[1],          0,
+                            places[2],     places[3],          places[4]};
+        if (call.IsRecording())
+            call.Out("lpServiceConfig", Json{{"dwServiceType", service->type},
+                                             {"dwStartType", service->startType},
+                                             {"dwErrorControl", service->errorControl},
+                                             {"lpBinaryPathName", service->binaryPath},
+                                             {"lpLoadOrderGroup", service->loadOrderGroup},
+                                             {"dwTagId", 0},
+                                             {"lpDependencies", service->dependencies},
+                                             {"lpServiceStartName", service->account},
+                                             {"lpDisplayName", service->displayName}});
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI ChangeServiceConfigW(SC_HANDLE hService, DWORD dwServiceType, DWORD dwStartType, DWORD dwErrorControl,
@@ -375,33 +378,33 @@ BOOL WINAPI ChangeServiceConfigW(SC_HANDLE hService, DWORD dwServiceType, DWORD 
         .In("lpServiceStartName", lpServiceStartName)
         .In("lpPassword", lpPassword == nullptr ? Json(nullptr) : Json("***"))
         .In("lpDisplayName", lpDisplayName);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    DWORD error = ERROR_SUCCESS;
-    Service* service = ServiceOf(call, hService, SERVICE_CHANGE_CONFIG, error);
-    if (service == nullptr)
-        return call.Fail(FALSE, error);
-    if (service->isMarkedForDeletion)
-        return call.Fail(FALSE, ERROR_SERVICE_MARKED_FOR_DELETE);
+    return call.SuccessOf([&]() -> DWORD {
+        DWORD error = ERROR_SUCCESS;
+        Service* service = ServiceOf(call, hService, SERVICE_CHANGE_CONFIG, error);
+        if (service == nullptr)
+            return error;
+        if (service->isMarkedForDeletion)
+            return ERROR_SERVICE_MARKED_FOR_DELETE;
 
-    const auto change = [](std::uint32_t& value, DWORD wanted) {
-        if (wanted != SERVICE_NO_CHANGE)
-            value = wanted;
-    };
-    const auto changeText = [](std::string& text, LPCWSTR wanted) {
-        if (wanted != nullptr)
-            text = winsim::Utf8(wanted);
-    };
-    change(service->type, dwServiceType);
-    change(service->startType, dwStartType);
-    change(service->errorControl, dwErrorControl);
-    changeText(service->binaryPath, lpBinaryPathName);
-    changeText(service->loadOrderGroup, lpLoadOrderGroup);
-    if (lpDependencies != nullptr)
-        service->dependencies = SplitMultiString(lpDependencies);
-    changeText(service->account, lpServiceStartName);
-    changeText(service->displayName, lpDisplayName);
-    return call.Done(TRUE);
+        const auto change = [](std::uint32_t& value, DWORD wanted) {
+            if (wanted != SERVICE_NO_CHANGE)
+                value = wanted;
+        };
+        const auto changeText = [](std::string& text, LPCWSTR wanted) {
+            if (wanted != nullptr)
+                text = winsim::Utf8(wanted);
+        };
+        change(service->type, dwServiceType);
+        change(service->startType, dwStartType);
+        change(service->errorControl, dwErrorControl);
+        changeText(service->binaryPath, lpBinaryPathName);
+        changeText(service->loadOrderGroup, lpLoadOrderGroup);
+        if (lpDependencies != nullptr)
+            service->dependencies = SplitMultiString(lpDependencies);
+        changeText(service->account, lpServiceStartName);
+        changeText(service->displayName, lpDisplayName);
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE hService, DWORD dwInfoLevel, LPVOID lpInfo)
@@ -413,17 +416,17 @@ BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE hService, DWORD dwInfoLevel, LPVOID 
     const LPCWSTR description = static_cast<const SERVICE_DESCRIPTIONW*>(lpInfo)->lpDescription;
     call.In("lpInfo", description == nullptr ? Json{{"lpDescription", nullptr}}
                                              : Json{{"lpDescription", winsim::Utf8(description)}});
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    DWORD error = ERROR_SUCCESS;
-    Service* service = ServiceOf(call, hService, SERVICE_CHANGE_CONFIG, error);
-    if (service == nullptr)
-        return call.Fail(FALSE, error);
-    if (service->isMarkedForDeletion)
-        return call.Fail(FALSE, ERROR_SERVICE_MARKED_FOR_DELETE);
-    if (description != nullptr)
-        service->description = winsim::Utf8(description);
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        DWORD error = ERROR_SUCCESS;
+        Service* service = ServiceOf(call, hService, SERVICE_CHANGE_CONFIG, error);
+        if (service == nullptr)
+            return error;
+        if (service->isMarkedForDeletion)
+            return ERROR_SERVICE_MARKED_FOR_DELETE;
+        if (description != nullptr)
+            service->description = winsim::Utf8(description);
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI StartServiceA(SC_HANDLE hService, DWORD dwNumServiceArgs, LPCSTR* lpServiceArgVectors)
@@ -448,39 +451,39 @@ BOOL WINAPI ControlService(SC_HANDLE hService, DWORD dwControl, LPSERVICE_STATUS
 {
     Call call{"ControlService"};
     call.In("hService", hService).In("dwControl", dwControl);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    if (dwControl != SERVICE_CONTROL_STOP)
-        return call.Fail(FALSE, ERROR_INVALID_PARAMETER);
-    DWORD error = ERROR_SUCCESS;
-    Service* service = ServiceOf(call, hService, SERVICE_STOP, error);
-    if (service == nullptr)
-        return call.Fail(FALSE, error);
-    error = call.GivesNothing() ? ERROR_SUCCESS : Stop(*service);
-    // These failures report the status too.
-    if (error == ERROR_SUCCESS || error == ERROR_SERVICE_NOT_ACTIVE || error == ERROR_SERVICE_CANNOT_ACCEPT_CTRL ||
-        error == ERROR_INVALID_SERVICE_CONTROL)
-    {
-        *lpServiceStatus = StatusOf(*service);
-        if (call.IsRecording())
-            call.Out("lpServiceStatus", Noted(*lpServiceStatus));
-    }
-    return error != ERROR_SUCCESS ? call.Fail(FALSE, error) : call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        if (dwControl != SERVICE_CONTROL_STOP)
+            return ERROR_INVALID_PARAMETER;
+        DWORD error = ERROR_SUCCESS;
+        Service* service = ServiceOf(call, hService, SERVICE_STOP, error);
+        if (service == nullptr)
+            return error;
+        error = call.GivesNothing() ? ERROR_SUCCESS : Stop(*service);
+        // These failures report the status too.
+        if (error == ERROR_SUCCESS || error == ERROR_SERVICE_NOT_ACTIVE || error == ERROR_SERVICE_CANNOT_ACCEPT_CTRL ||
+            error == ERROR_INVALID_SERVICE_CONTROL)
+        {
+            *lpServiceStatus = StatusOf(*service);
+            if (call.IsRecording())
+                call.Out("lpServiceStatus", Noted(*lpServiceStatus));
+        }
+        return error;
+    });
 }
 
 BOOL WINAPI DeleteService(SC_HANDLE hService)
 {
     Call call{"DeleteService"};
     call.In("hService", hService);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    constexpr DWORD kDelete = 0x10000;
-    DWORD error = ERROR_SUCCESS;
-    Service* service = ServiceOf(call, hService, kDelete, error);
-    if (service == nullptr)
-        return call.Fail(FALSE, error);
-    if (service->isMarkedForDeletion)
-        return call.Fail(FALSE, ERROR_SERVICE_MARKED_FOR_DELETE);
-    service->isMarkedForDeletion = true;
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        constexpr DWORD kDelete = 0x10000;
+        DWORD error = ERROR_SUCCESS;
+        Service* service = ServiceOf(call, hService, kDelete, error);
+        if (service == nullptr)
+            return error;
+        if (service->isMarkedForDeletion)
+            return ERROR_SERVICE_MARKED_FOR_DELETE;
+        service->isMarkedForDeletion = true;
+        return ERROR_SUCCESS;
+    });
 }

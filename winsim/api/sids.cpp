@@ -121,18 +121,18 @@ BOOL WINAPI AllocateAndInitializeSid(PSID_IDENTIFIER_AUTHORITY pIdentifierAuthor
                                                                nSubAuthority6, nSubAuthority7};
     for (std::size_t i = 0; i < winsim::kMostSubAuthorities; ++i)
         call.In(("nSubAuthority" + std::to_string(i)).c_str(), subAuthorities[i]);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    if (nSubAuthorityCount > winsim::kMostSubAuthorities)
-        return call.Fail(FALSE, ERROR_INVALID_SID);
+    return call.SuccessOf([&]() -> DWORD {
+        if (nSubAuthorityCount > winsim::kMostSubAuthorities)
+            return ERROR_INVALID_SID;
 
-    std::vector<std::uint8_t> bytes{1, nSubAuthorityCount};
-    winsim::Append(bytes, pIdentifierAuthority->Value, sizeof pIdentifierAuthority->Value);
-    winsim::Append(bytes, subAuthorities, nSubAuthorityCount * sizeof(DWORD));
-    *pSid = Simulation::Current().handles.Allocate<winsim::SidBlock>(bytes.size());
-    std::memcpy(*pSid, bytes.data(), bytes.size());
-    call.Out("pSid", *pSid);
-    return call.Done(TRUE);
+        std::vector<std::uint8_t> bytes{1, nSubAuthorityCount};
+        winsim::Append(bytes, pIdentifierAuthority->Value, sizeof pIdentifierAuthority->Value);
+        winsim::Append(bytes, subAuthorities, nSubAuthorityCount * sizeof(DWORD));
+        *pSid = Simulation::Current().handles.Allocate<winsim::SidBlock>(bytes.size());
+        std::memcpy(*pSid, bytes.data(), bytes.size());
+        call.Out("pSid", *pSid);
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI EqualSid(PSID pSid1, PSID pSid2)

@@ -43,49 +43,47 @@ LONG WINAPI SCardEstablishContext(DWORD dwScope, LPCVOID pvReserved1, LPCVOID pv
 {
     Call call{"SCardEstablishContext"};
     call.In("dwScope", dwScope).In("pvReserved1", pvReserved1).In("pvReserved2", pvReserved2);
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    Simulation& simulation = Simulation::Current();
-    if (simulation.machine.smartCards.managerStatus != 0)
-        return call.Status(simulation.machine.smartCards.managerStatus);
-    *phContext = reinterpret_cast<SCARDCONTEXT>(simulation.handles.Open(CardContext{}));
-    call.Out("phContext", HandleOf(*phContext));
-    return call.Status(SCARD_S_SUCCESS);
+    return call.StatusOf([&]() -> DWORD {
+        Simulation& simulation = Simulation::Current();
+        if (simulation.machine.smartCards.managerStatus != 0)
+            return simulation.machine.smartCards.managerStatus;
+        *phContext = reinterpret_cast<SCARDCONTEXT>(simulation.handles.Open(CardContext{}));
+        call.Out("phContext", HandleOf(*phContext));
+        return SCARD_S_SUCCESS;
+    });
 }
 
 LONG WINAPI SCardReleaseContext(SCARDCONTEXT hContext)
 {
     Call call{"SCardReleaseContext"};
     call.In("hContext", HandleOf(hContext));
-    const auto fault = call.Fault();
-    if (!call.Close<CardContext>(HandleOf(hContext)))
-        return call.Status(SCARD_E_INVALID_HANDLE);
-    return call.Status(fault.value_or(SCARD_S_SUCCESS));
+    return call.StatusOfClosing(
+        [&] { return call.Close<CardContext>(HandleOf(hContext)) ? SCARD_S_SUCCESS : SCARD_E_INVALID_HANDLE; });
 }
 
 LONG WINAPI SCardListReadersW(SCARDCONTEXT hContext, LPCWSTR mszGroups, LPWSTR mszReaders, LPDWORD pcchReaders)
 {
     Call call{"SCardListReadersW"};
     call.In("hContext", HandleOf(hContext)).In("mszGroups", mszGroups).In("pcchReaders", *pcchReaders);
-    if (const auto fault = call.Fault())
-        return call.Status(*fault);
-    Simulation& simulation = Simulation::Current();
-    if (call.Find<CardContext>(HandleOf(hContext)) == nullptr)
-        return call.Status(SCARD_E_INVALID_HANDLE);
-    SmartCards& cards = simulation.machine.smartCards;
-    const std::vector<std::string> readers = call.GivesNothing() ? std::vector<std::string>() : cards.List();
-    if (readers.empty() && !call.GivesNothing())
-        return call.Status(SCARD_E_NO_READERS_AVAILABLE);
+    return call.StatusOf([&]() -> DWORD {
+        Simulation& simulation = Simulation::Current();
+        if (call.Find<CardContext>(HandleOf(hContext)) == nullptr)
+            return SCARD_E_INVALID_HANDLE;
+        SmartCards& cards = simulation.machine.smartCards;
+        const std::vector<std::string> readers = call.GivesNothing() ? std::vector<std::string>() : cards.List();
+        if (readers.empty() && !call.GivesNothing())
+            return SCARD_E_NO_READERS_AVAILABLE;
 
-    const std::u16string list = MultiString(readers, cards.zerosMissing);
-    const DWORD room = *pcchReaders;
-    *pcchReaders = static_cast<DWORD>(list.size());
-    call.Out("pcchReaders", *pcchReaders);
-    if (mszReaders == nullptr)
-        return call.Status(SCARD_S_SUCCESS);
-    if (room < list.size())
-        return call.Status(SCARD_E_INSUFFICIENT_BUFFER);
-    std::copy(list.begin(), list.end(), mszReaders);
-    call.Out("mszReaders", winsim::Json(readers));
-    return call.Status(SCARD_S_SUCCESS);
+        const std::u16string list = MultiString(readers, cards.zerosMissing);
+        const DWORD room = *pcchReaders;
+        *pcchReaders = static_cast<DWORD>(list.size());
+        call.Out("pcchReaders", *pcchReaders);
+        if (mszReaders == nullptr)
+            return SCARD_S_SUCCESS;
+        if (room < list.size())
+            return SCARD_E_INSUFFICIENT_BUFFER;
+        std::copy(list.begin(), list.end(), mszReaders);
+        call.Out("mszReaders", winsim::Json(readers));
+        return SCARD_S_SUCCESS;
+    });
 }

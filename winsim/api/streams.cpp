@@ -62,56 +62,56 @@ std::FILE* _fsopen(const char* path, const char* mode, int shareFlag)
     Call call{"_fsopen"};
     call.In("filename", path).In("mode", mode).In("shflag", shareFlag);
     std::FILE* const none = nullptr;
-    if (const auto fault = call.Fault())
-        return call.Fail(none, *fault);
-    const winsim::FileName name = winsim::FileNameOf(path);
-    const std::uint32_t share = ShareOf(shareFlag);
-    if (const DWORD error = winsim::OpenError(name, {kAppending, share, OPEN_ALWAYS}); error != ERROR_SUCCESS)
-    {
-        errno = ErrnoOf(error);
-        return call.Fail(none, error);
-    }
-    File& file = winsim::OpenOrMake(name.path, false);
-    // Any other mode appends: nothing is read by streams.
-    if (mode != nullptr && *mode == 'w')
-        file.content.clear();
-    void* const stream = Simulation::Current().handles.Open(OpenStream{{file.identity, kAppending, share}});
-    return call.Done(static_cast<std::FILE*>(stream));
+    return call.ResultOf(none, [&] {
+        const winsim::FileName name = winsim::FileNameOf(path);
+        const std::uint32_t share = ShareOf(shareFlag);
+        if (const DWORD error = winsim::OpenError(name, {kAppending, share, OPEN_ALWAYS}); error != ERROR_SUCCESS)
+        {
+            errno = ErrnoOf(error);
+            return call.Fail(none, error);
+        }
+        File& file = winsim::OpenOrMake(name.path, false);
+        // Any other mode appends: nothing is read by streams.
+        if (mode != nullptr && *mode == 'w')
+            file.content.clear();
+        void* const stream = Simulation::Current().handles.Open(OpenStream{{file.identity, kAppending, share}});
+        return call.Done(static_cast<std::FILE*>(stream));
+    });
 }
 
 int winsim_fputs(const char* text, std::FILE* stream)
 {
     Call call{"fputs"};
     call.In("str", text).In("stream", stream);
-    if (const auto fault = call.Fault())
-        return call.Fail(EOF, *fault);
-    Simulation& simulation = Simulation::Current();
-    const auto* open = call.Find<OpenStream>(stream);
-    if (open == nullptr)
-        return call.Fail(EOF, ERROR_INVALID_HANDLE);
-    File* const file = simulation.machine.files.FindByIdentity(open->file.file);
-    // What is written to a file that is gone is gone with it.
-    if (file == nullptr)
+    return call.ResultOf(EOF, [&] {
+        Simulation& simulation = Simulation::Current();
+        const auto* open = call.Find<OpenStream>(stream);
+        if (open == nullptr)
+            return call.Fail(EOF, ERROR_INVALID_HANDLE);
+        File* const file = simulation.machine.files.FindByIdentity(open->file.file);
+        // What is written to a file that is gone is gone with it.
+        if (file == nullptr)
+            return call.Done(0);
+        // A stream in text mode ends lines as Windows does.
+        for (const char* c = text; *c != '\0'; ++c)
+        {
+            if (*c == '\n')
+                file->content += '\r';
+            file->content += *c;
+        }
         return call.Done(0);
-    // A stream in text mode ends lines as Windows does.
-    for (const char* c = text; *c != '\0'; ++c)
-    {
-        if (*c == '\n')
-            file->content += '\r';
-        file->content += *c;
-    }
-    return call.Done(0);
+    });
 }
 
 int winsim_fflush(std::FILE* stream)
 {
     Call call{"fflush"};
     call.In("stream", stream);
-    if (const auto fault = call.Fault())
-        return call.Fail(EOF, *fault);
-    if (call.Find<OpenStream>(stream) == nullptr)
-        return call.Fail(EOF, ERROR_INVALID_HANDLE);
-    return call.Done(0);
+    return call.ResultOf(EOF, [&] {
+        if (call.Find<OpenStream>(stream) == nullptr)
+            return call.Fail(EOF, ERROR_INVALID_HANDLE);
+        return call.Done(0);
+    });
 }
 
 int winsim_fclose(std::FILE* stream)
@@ -130,10 +130,10 @@ int winsim_print(const char* text)
 {
     Call call{"printf"};
     call.In("text", text);
-    if (const auto fault = call.Fault())
-        return call.Fail(-1, *fault);
-    Simulation& simulation = Simulation::Current();
-    const std::string utf8 = simulation.FromAnsi(text);
-    simulation.standardOutput += utf8;
-    return call.Done(static_cast<int>(utf8.size()));
+    return call.ResultOf(-1, [&] {
+        Simulation& simulation = Simulation::Current();
+        const std::string utf8 = simulation.FromAnsi(text);
+        simulation.standardOutput += utf8;
+        return call.Done(static_cast<int>(utf8.size()));
+    });
 }

@@ -48,20 +48,20 @@ int WINAPI MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMultiByteS
 {
     Call call{"MultiByteToWideChar", CallKind::Housekeeping};
     call.In("CodePage", CodePage).In("dwFlags", dwFlags).In("cbMultiByte", cbMultiByte).In("cchWideChar", cchWideChar);
-    if (const auto fault = call.Fault())
-        return call.Fail(0, *fault);
-    const auto* page = PageOf(CodePage);
-    if (page == nullptr || lpMultiByteStr == nullptr || cbMultiByte == 0 || cchWideChar < 0 ||
-        (lpWideCharStr == nullptr && cchWideChar != 0))
-        return call.Fail(0, ERROR_INVALID_PARAMETER);
-    if (dwFlags != 0)
-        return call.Fail(0, ERROR_INVALID_FLAGS);
-    // A length of -1 stands for text up to and with its terminator.
-    const std::string bytes = cbMultiByte < 0 ? std::string(lpMultiByteStr) + '\0'
-                                              : std::string(lpMultiByteStr, static_cast<std::size_t>(cbMultiByte));
-    if (call.IsRecording())
-        call.In("lpMultiByteStr", Simulation::Current().FromAnsi(bytes.substr(0, bytes.find('\0'))));
-    return HandOver(call, page->ToUtf16(bytes), lpWideCharStr, cchWideChar);
+    return call.ResultOf(0, [&] {
+        const auto* page = PageOf(CodePage);
+        if (page == nullptr || lpMultiByteStr == nullptr || cbMultiByte == 0 || cchWideChar < 0 ||
+            (lpWideCharStr == nullptr && cchWideChar != 0))
+            return call.Fail(0, ERROR_INVALID_PARAMETER);
+        if (dwFlags != 0)
+            return call.Fail(0, ERROR_INVALID_FLAGS);
+        // A length of -1 stands for text up to and with its terminator.
+        const std::string bytes = cbMultiByte < 0 ? std::string(lpMultiByteStr) + '\0'
+                                                  : std::string(lpMultiByteStr, static_cast<std::size_t>(cbMultiByte));
+        if (call.IsRecording())
+            call.In("lpMultiByteStr", Simulation::Current().FromAnsi(bytes.substr(0, bytes.find('\0'))));
+        return HandOver(call, page->ToUtf16(bytes), lpWideCharStr, cchWideChar);
+    });
 }
 
 int WINAPI WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCharStr, int cchWideChar,
@@ -69,22 +69,23 @@ int WINAPI WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCharS
 {
     Call call{"WideCharToMultiByte", CallKind::Housekeeping};
     call.In("CodePage", CodePage).In("dwFlags", dwFlags).In("cchWideChar", cchWideChar).In("cbMultiByte", cbMultiByte);
-    if (const auto fault = call.Fault())
-        return call.Fail(0, *fault);
-    const auto* page = PageOf(CodePage);
-    const bool asksForDefault = lpDefaultChar != nullptr || lpUsedDefaultChar != nullptr;
-    if (page == nullptr || lpWideCharStr == nullptr || cchWideChar == 0 || cbMultiByte < 0 ||
-        (lpMultiByteStr == nullptr && cbMultiByte != 0) || (CodePage == CP_UTF8 && asksForDefault))
-        return call.Fail(0, ERROR_INVALID_PARAMETER);
-    if (dwFlags != 0)
-        return call.Fail(0, ERROR_INVALID_FLAGS);
-    const std::u16string text = cchWideChar < 0 ? std::u16string(lpWideCharStr) + u'\0'
-                                                : std::u16string(lpWideCharStr, static_cast<std::size_t>(cchWideChar));
-    if (call.IsRecording())
-        call.In("lpWideCharStr", winsim::Utf8(text.substr(0, text.find(u'\0'))));
-    bool usedDefault = false;
-    const std::string bytes = page->FromUtf16(text, &usedDefault, lpDefaultChar != nullptr ? lpDefaultChar : "?");
-    if (lpUsedDefaultChar != nullptr)
-        *lpUsedDefaultChar = usedDefault ? TRUE : FALSE;
-    return HandOver(call, bytes, lpMultiByteStr, cbMultiByte);
+    return call.ResultOf(0, [&] {
+        const auto* page = PageOf(CodePage);
+        const bool asksForDefault = lpDefaultChar != nullptr || lpUsedDefaultChar != nullptr;
+        if (page == nullptr || lpWideCharStr == nullptr || cchWideChar == 0 || cbMultiByte < 0 ||
+            (lpMultiByteStr == nullptr && cbMultiByte != 0) || (CodePage == CP_UTF8 && asksForDefault))
+            return call.Fail(0, ERROR_INVALID_PARAMETER);
+        if (dwFlags != 0)
+            return call.Fail(0, ERROR_INVALID_FLAGS);
+        const std::u16string text = cchWideChar < 0
+                                        ? std::u16string(lpWideCharStr) + u'\0'
+                                        : std::u16string(lpWideCharStr, static_cast<std::size_t>(cchWideChar));
+        if (call.IsRecording())
+            call.In("lpWideCharStr", winsim::Utf8(text.substr(0, text.find(u'\0'))));
+        bool usedDefault = false;
+        const std::string bytes = page->FromUtf16(text, &usedDefault, lpDefaultChar != nullptr ? lpDefaultChar : "?");
+        if (lpUsedDefaultChar != nullptr)
+            *lpUsedDefaultChar = usedDefault ? TRUE : FALSE;
+        return HandOver(call, bytes, lpMultiByteStr, cbMultiByte);
+    });
 }

@@ -54,20 +54,20 @@ void WINAPI GetSystemTime(LPSYSTEMTIME lpSystemTime)
 DWORD WINAPI GetTimeZoneInformation(LPTIME_ZONE_INFORMATION lpTimeZoneInformation)
 {
     Call call{"GetTimeZoneInformation"};
-    if (const auto fault = call.Fault())
-        return call.Fail(TIME_ZONE_ID_INVALID, *fault);
-    const winsim::Clock& clock = Simulation::Current().machine.clock;
-    *lpTimeZoneInformation = {};
-    lpTimeZoneInformation->Bias = clock.zoneBias;
-    lpTimeZoneInformation->DaylightBias = clock.daylightBias;
-    if (call.IsRecording())
-        call.Out("lpTimeZoneInformation",
-                 Json{{"Bias", clock.zoneBias}, {"StandardBias", 0}, {"DaylightBias", clock.daylightBias}});
-    if (clock.daylightBias == 0)
-        return call.Done(TIME_ZONE_ID_UNKNOWN);
-    lpTimeZoneInformation->StandardDate = kStandardDate;
-    lpTimeZoneInformation->DaylightDate = kDaylightDate;
-    return call.Done(clock.isDaylight ? TIME_ZONE_ID_DAYLIGHT : TIME_ZONE_ID_STANDARD);
+    return call.ResultOf(TIME_ZONE_ID_INVALID, [&] {
+        const winsim::Clock& clock = Simulation::Current().machine.clock;
+        *lpTimeZoneInformation = {};
+        lpTimeZoneInformation->Bias = clock.zoneBias;
+        lpTimeZoneInformation->DaylightBias = clock.daylightBias;
+        if (call.IsRecording())
+            call.Out("lpTimeZoneInformation",
+                     Json{{"Bias", clock.zoneBias}, {"StandardBias", 0}, {"DaylightBias", clock.daylightBias}});
+        if (clock.daylightBias == 0)
+            return call.Done(TIME_ZONE_ID_UNKNOWN);
+        lpTimeZoneInformation->StandardDate = kStandardDate;
+        lpTimeZoneInformation->DaylightDate = kDaylightDate;
+        return call.Done(clock.isDaylight ? TIME_ZONE_ID_DAYLIGHT : TIME_ZONE_ID_STANDARD);
+    });
 }
 
 DWORD WINAPI GetTickCount()

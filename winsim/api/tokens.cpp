@@ -51,14 +51,14 @@ BOOL WINAPI OpenProcessToken(HANDLE ProcessHandle, DWORD DesiredAccess, PHANDLE 
 {
     Call call{"OpenProcessToken"};
     call.In("ProcessHandle", ProcessHandle).In("DesiredAccess", DesiredAccess);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    // Only the process's own token is asked for.
-    if (ProcessHandle != INVALID_HANDLE_VALUE)
-        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    *TokenHandle = Simulation::Current().handles.Open(winsim::OpenToken{DesiredAccess});
-    call.Out("TokenHandle", *TokenHandle);
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        // Only the process's own token is asked for.
+        if (ProcessHandle != INVALID_HANDLE_VALUE)
+            return ERROR_INVALID_HANDLE;
+        *TokenHandle = Simulation::Current().handles.Open(winsim::OpenToken{DesiredAccess});
+        call.Out("TokenHandle", *TokenHandle);
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS TokenInformationClass,
@@ -68,46 +68,46 @@ BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS Toke
     call.In("TokenHandle", TokenHandle)
         .In("TokenInformationClass", static_cast<int>(TokenInformationClass))
         .In("TokenInformationLength", TokenInformationLength);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    Simulation& simulation = Simulation::Current();
-    const auto* open = call.Find<winsim::OpenToken>(TokenHandle);
-    if (open == nullptr)
-        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    if ((open->access & TOKEN_QUERY) == 0)
-        return call.Fail(FALSE, ERROR_ACCESS_DENIED);
-    // The simulated machine tells of the user alone.
-    if (TokenInformationClass != TokenUser)
-        return call.Fail(FALSE, ERROR_CALL_NOT_IMPLEMENTED);
+    return call.SuccessOf([&]() -> DWORD {
+        Simulation& simulation = Simulation::Current();
+        const auto* open = call.Find<winsim::OpenToken>(TokenHandle);
+        if (open == nullptr)
+            return ERROR_INVALID_HANDLE;
+        if ((open->access & TOKEN_QUERY) == 0)
+            return ERROR_ACCESS_DENIED;
+        // The simulated machine tells of the user alone.
+        if (TokenInformationClass != TokenUser)
+            return ERROR_CALL_NOT_IMPLEMENTED;
 
-    const std::vector<std::uint8_t> sid = winsim::BytesOfSid(simulation.machine.token.user);
-    const auto size = static_cast<DWORD>(sizeof(TOKEN_USER) + sid.size());
-    *ReturnLength = size;
-    call.Out("ReturnLength", size);
-    if (TokenInformationLength < size)
-        return call.Fail(FALSE, ERROR_INSUFFICIENT_BUFFER);
-    // The SID stands behind the structure.
-    auto* place = static_cast<BYTE*>(TokenInformation) + sizeof(TOKEN_USER);
-    const TOKEN_USER user{{place, 0}};
-    std::memcpy(TokenInformation, &user, sizeof user);
-    std::copy(sid.begin(), sid.end(), place);
-    call.Out("TokenInformation", simulation.machine.token.user);
-    return call.Done(TRUE);
+        const std::vector<std::uint8_t> sid = winsim::BytesOfSid(simulation.machine.token.user);
+        const auto size = static_cast<DWORD>(sizeof(TOKEN_USER) + sid.size());
+        *ReturnLength = size;
+        call.Out("ReturnLength", size);
+        if (TokenInformationLength < size)
+            return ERROR_INSUFFICIENT_BUFFER;
+        // The SID stands behind the structure.
+        auto* place = static_cast<BYTE*>(TokenInformation) + sizeof(TOKEN_USER);
+        const TOKEN_USER user{{place, 0}};
+        std::memcpy(TokenInformation, &user, sizeof user);
+        std::copy(sid.begin(), sid.end(), place);
+        call.Out("TokenInformation", simulation.machine.token.user);
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI LookupPrivilegeValueA(LPCSTR lpSystemName, LPCSTR lpName, PLUID lpLuid)
 {
     Call call{"LookupPrivilegeValueA"};
     call.In("lpSystemName", lpSystemName).In("lpName", lpName);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    if (const winsim::Privilege* const privilege = winsim::FindPrivilege(lpName))
-    {
-        *lpLuid = {privilege->luid, 0};
-        call.Out("lpLuid", Json{{"LowPart", lpLuid->LowPart}, {"HighPart", lpLuid->HighPart}});
-        return call.Done(TRUE);
-    }
-    return call.Fail(FALSE, ERROR_NO_SUCH_PRIVILEGE);
+    return call.SuccessOf([&]() -> DWORD {
+        if (const winsim::Privilege* const privilege = winsim::FindPrivilege(lpName))
+        {
+            *lpLuid = {privilege->luid, 0};
+            call.Out("lpLuid", Json{{"LowPart", lpLuid->LowPart}, {"HighPart", lpLuid->HighPart}});
+            return ERROR_SUCCESS;
+        }
+        return ERROR_NO_SUCH_PRIVILEGE;
+    });
 }
 
 BOOL WINAPI AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivileges, PTOKEN_PRIVILEGES NewState,
@@ -120,28 +120,28 @@ BOOL WINAPI AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivileges,
         .In("BufferLength", BufferLength)
         .In("PreviousState", PreviousState)
         .In("ReturnLength", ReturnLength);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    Simulation& simulation = Simulation::Current();
-    const auto* open = call.Find<winsim::OpenToken>(TokenHandle);
-    if (open == nullptr)
-        return call.Fail(FALSE, ERROR_INVALID_HANDLE);
-    if ((open->access & TOKEN_ADJUST_PRIVILEGES) == 0)
-        return call.Fail(FALSE, ERROR_ACCESS_DENIED);
-    // The simulated machine gives no previous state back, and changes single privileges alone.
-    if (DisableAllPrivileges != FALSE || NewState == nullptr || PreviousState != nullptr)
-        return call.Fail(FALSE, ERROR_CALL_NOT_IMPLEMENTED);
+    return call.ResultOf(FALSE, [&] {
+        Simulation& simulation = Simulation::Current();
+        const auto* open = call.Find<winsim::OpenToken>(TokenHandle);
+        if (open == nullptr)
+            return call.Fail(FALSE, ERROR_INVALID_HANDLE);
+        if ((open->access & TOKEN_ADJUST_PRIVILEGES) == 0)
+            return call.Fail(FALSE, ERROR_ACCESS_DENIED);
+        // The simulated machine gives no previous state back, and changes single privileges alone.
+        if (DisableAllPrivileges != FALSE || NewState == nullptr || PreviousState != nullptr)
+            return call.Fail(FALSE, ERROR_CALL_NOT_IMPLEMENTED);
 
-    DWORD outcome = ERROR_SUCCESS;
-    for (DWORD i = 0; i < NewState->PrivilegeCount; ++i)
-    {
-        const LUID_AND_ATTRIBUTES& one = NewState->Privileges[i];
-        const std::string name = NameOf(one.Luid);
-        if (simulation.machine.token.HasPrivilege(name))
-            simulation.machine.token.Enable(name, (one.Attributes & SE_PRIVILEGE_ENABLED) != 0);
-        else
-            outcome = ERROR_NOT_ALL_ASSIGNED;
-    }
-    // The last error is set although the call succeeds.
-    return call.Fail(TRUE, outcome);
+        DWORD outcome = ERROR_SUCCESS;
+        for (DWORD i = 0; i < NewState->PrivilegeCount; ++i)
+        {
+            const LUID_AND_ATTRIBUTES& one = NewState->Privileges[i];
+            const std::string name = NameOf(one.Luid);
+            if (simulation.machine.token.HasPrivilege(name))
+                simulation.machine.token.Enable(name, (one.Attributes & SE_PRIVILEGE_ENABLED) != 0);
+            else
+                outcome = ERROR_NOT_ALL_ASSIGNED;
+        }
+        // The last error is set although the call succeeds.
+        return call.Fail(TRUE, outcome);
+    });
 }

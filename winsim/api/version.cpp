@@ -92,29 +92,29 @@ BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA lpVersionInformation)
     Call call{"GetVersionExA"};
     const DWORD size = lpVersionInformation->dwOSVersionInfoSize;
     call.In("dwOSVersionInfoSize", size);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    if (size != sizeof(OSVERSIONINFOA) && size != sizeof(OSVERSIONINFOEXA))
-        return call.Fail(FALSE, ERROR_INSUFFICIENT_BUFFER);
+    return call.SuccessOf([&]() -> DWORD {
+        if (size != sizeof(OSVERSIONINFOA) && size != sizeof(OSVERSIONINFOEXA))
+            return ERROR_INSUFFICIENT_BUFFER;
 
-    const winsim::WindowsInfo& windows = Simulation::Current().machine.windows;
-    OSVERSIONINFOEXA version{};
-    version.dwOSVersionInfoSize = size;
-    version.dwMajorVersion = windows.major;
-    version.dwMinorVersion = windows.minor;
-    version.dwBuildNumber = windows.build;
-    version.dwPlatformId = windows.platform;
-    version.wServicePackMajor = static_cast<WORD>(windows.servicePack);
-    version.wProductType = 1;
-    if (windows.servicePack != 0)
-        std::snprintf(version.szCSDVersion, sizeof version.szCSDVersion, "Service Pack %u", windows.servicePack);
-    std::memcpy(static_cast<void*>(lpVersionInformation), &version, size);
-    if (call.IsRecording())
-        call.Out("lpVersionInformation", Json{{"dwMajorVersion", windows.major},
-                                              {"dwMinorVersion", windows.minor},
-                                              {"dwBuildNumber", windows.build},
-                                              {"dwPlatformId", windows.platform}});
-    return call.Done(TRUE);
+        const winsim::WindowsInfo& windows = Simulation::Current().machine.windows;
+        OSVERSIONINFOEXA version{};
+        version.dwOSVersionInfoSize = size;
+        version.dwMajorVersion = windows.major;
+        version.dwMinorVersion = windows.minor;
+        version.dwBuildNumber = windows.build;
+        version.dwPlatformId = windows.platform;
+        version.wServicePackMajor = static_cast<WORD>(windows.servicePack);
+        version.wProductType = 1;
+        if (windows.servicePack != 0)
+            std::snprintf(version.szCSDVersion, sizeof version.szCSDVersion, "Service Pack %u", windows.servicePack);
+        std::memcpy(static_cast<void*>(lpVersionInformation), &version, size);
+        if (call.IsRecording())
+            call.Out("lpVersionInformation", Json{{"dwMajorVersion", windows.major},
+                                                  {"dwMinorVersion", windows.minor},
+                                                  {"dwBuildNumber", windows.build},
+                                                  {"dwPlatformId", windows.platform}});
+        return ERROR_SUCCESS;
+    });
 }
 
 ULONGLONG WINAPI VerSetConditionMask(ULONGLONG ConditionMask, DWORD TypeMask, BYTE Condition)
@@ -138,22 +138,22 @@ BOOL WINAPI VerifyVersionInfoW(LPOSVERSIONINFOEXW lpVersionInformation, DWORD dw
                                              {"wServicePackMinor", lpVersionInformation->wServicePackMinor}})
             .In("dwTypeMask", dwTypeMask)
             .In("dwlConditionMask", dwlConditionMask);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    if (dwTypeMask == 0 || dwlConditionMask == 0)
-        return call.Fail(FALSE, ERROR_BAD_ARGUMENTS);
-    if (!VersionHolds(Simulation::Current().machine.windows, *lpVersionInformation, dwTypeMask, dwlConditionMask))
-        return call.Fail(FALSE, ERROR_OLD_WIN_VERSION);
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        if (dwTypeMask == 0 || dwlConditionMask == 0)
+            return ERROR_BAD_ARGUMENTS;
+        if (!VersionHolds(Simulation::Current().machine.windows, *lpVersionInformation, dwTypeMask, dwlConditionMask))
+            return ERROR_OLD_WIN_VERSION;
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI IsWow64Process(HANDLE hProcess, PBOOL Wow64Process)
 {
     Call call{"IsWow64Process"};
     call.In("hProcess", hProcess);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    *Wow64Process = Simulation::Current().machine.windows.isWow64 ? TRUE : FALSE;
-    call.Out("Wow64Process", *Wow64Process);
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        *Wow64Process = Simulation::Current().machine.windows.isWow64 ? TRUE : FALSE;
+        call.Out("Wow64Process", *Wow64Process);
+        return ERROR_SUCCESS;
+    });
 }

@@ -68,55 +68,55 @@ DWORD WINAPI GetFileVersionInfoSizeW(LPCWSTR lptstrFilename, LPDWORD lpdwHandle)
 {
     Call call{"GetFileVersionInfoSizeW"};
     call.In("lptstrFilename", lptstrFilename);
-    if (const auto fault = call.Fault())
-        return call.Fail(DWORD{0}, *fault);
-    FileVersion version;
-    if (const DWORD error = ReadVersion(lptstrFilename, version); error != ERROR_SUCCESS)
-        return call.Fail(DWORD{0}, error);
-    if (lpdwHandle != nullptr)
-        *lpdwHandle = 0;
-    return call.Done(static_cast<DWORD>(sizeof(VersionBlock)));
+    return call.ResultOf(DWORD{0}, [&] {
+        FileVersion version;
+        if (const DWORD error = ReadVersion(lptstrFilename, version); error != ERROR_SUCCESS)
+            return call.Fail(DWORD{0}, error);
+        if (lpdwHandle != nullptr)
+            *lpdwHandle = 0;
+        return call.Done(static_cast<DWORD>(sizeof(VersionBlock)));
+    });
 }
 
 BOOL WINAPI GetFileVersionInfoW(LPCWSTR lptstrFilename, DWORD dwHandle, DWORD dwLen, LPVOID lpData)
 {
     Call call{"GetFileVersionInfoW"};
     call.In("lptstrFilename", lptstrFilename).In("dwHandle", dwHandle).In("dwLen", dwLen);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    FileVersion version;
-    if (const DWORD error = ReadVersion(lptstrFilename, version); error != ERROR_SUCCESS)
-        return call.Fail(FALSE, error);
-    const VersionBlock block = BlockOf(version);
-    std::memcpy(lpData, &block, std::min<std::size_t>(dwLen, sizeof block));
-    return call.Done(TRUE);
+    return call.SuccessOf([&]() -> DWORD {
+        FileVersion version;
+        if (const DWORD error = ReadVersion(lptstrFilename, version); error != ERROR_SUCCESS)
+            return error;
+        const VersionBlock block = BlockOf(version);
+        std::memcpy(lpData, &block, std::min<std::size_t>(dwLen, sizeof block));
+        return ERROR_SUCCESS;
+    });
 }
 
 BOOL WINAPI VerQueryValueW(LPCVOID pBlock, LPCWSTR lpSubBlock, LPVOID* lplpBuffer, PUINT puLen)
 {
     Call call{"VerQueryValueW"};
     call.In("lpSubBlock", lpSubBlock);
-    if (const auto fault = call.Fault())
-        return call.Fail(FALSE, *fault);
-    VersionBlock block;
-    std::memcpy(&block, pBlock, sizeof block);
-    if (std::u16string_view(lpSubBlock) != u"\\" || block.Value.dwSignature != VS_FFI_SIGNATURE)
-        return call.Fail(FALSE, ERROR_RESOURCE_TYPE_NOT_FOUND);
-    if (call.GivesNothing())
-    {
-        *puLen = 0;
-        *lplpBuffer = nullptr;
+    return call.SuccessOf([&]() -> DWORD {
+        VersionBlock block;
+        std::memcpy(&block, pBlock, sizeof block);
+        if (std::u16string_view(lpSubBlock) != u"\\" || block.Value.dwSignature != VS_FFI_SIGNATURE)
+            return ERROR_RESOURCE_TYPE_NOT_FOUND;
+        if (call.GivesNothing())
+        {
+            *puLen = 0;
+            *lplpBuffer = nullptr;
+            call.Out("puLen", *puLen);
+            return ERROR_SUCCESS;
+        }
+        *puLen = block.wValueLength;
+        // Into the block that the caller holds.
+        const auto* bytes = static_cast<const BYTE*>(pBlock) + offsetof(VersionBlock, Value);
+        *lplpBuffer = const_cast<BYTE*>(bytes);
         call.Out("puLen", *puLen);
-        return call.Done(TRUE);
-    }
-    *puLen = block.wValueLength;
-    // Into the block that the caller holds.
-    const auto* bytes = static_cast<const BYTE*>(pBlock) + offsetof(VersionBlock, Value);
-    *lplpBuffer = const_cast<BYTE*>(bytes);
-    call.Out("puLen", *puLen);
-    if (call.IsRecording())
-        call.Out("lplpBuffer", Json{{"dwSignature", block.Value.dwSignature},
-                                    {"dwFileVersionMS", block.Value.dwFileVersionMS},
-                                    {"dwFileVersionLS", block.Value.dwFileVersionLS}});
-    return call.Done(TRUE);
+        if (call.IsRecording())
+            call.Out("lplpBuffer", Json{{"dwSignature", block.Value.dwSignature},
+                                        {"dwFileVersionMS", block.Value.dwFileVersionMS},
+                                        {"dwFileVersionLS", block.Value.dwFileVersionLS}});
+        return ERROR_SUCCESS;
+    });
 }

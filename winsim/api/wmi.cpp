@@ -14,11 +14,6 @@ namespace winsim
 namespace
 {
 
-std::uint32_t Code(HRESULT result)
-{
-    return static_cast<std::uint32_t>(result);
-}
-
 const Wmi& Instrumentation()
 {
     return Simulation::Current().machine.wmi;
@@ -72,18 +67,18 @@ public:
         HandleTable& handles = Simulation::Current().handles;
         if (pVal != nullptr && !handles.IsOpen<HeldVariant>(pVal))
             handles.Hold<HeldVariant>(pVal);
-        if (const auto failure = ComFailure(call, Self()))
-            return call.Status(*failure);
-        if (wszName == nullptr || pVal == nullptr)
-            return call.Status(Code(WBEM_E_INVALID_PARAMETER));
-        const std::string name = Utf8(wszName);
-        const WmiMethod* method = FindMethod(m_subject, m_subject.method);
-        if (method == nullptr || !method->parameters.contains(name))
-            return call.Status(Code(WBEM_E_NOT_FOUND));
-        if (method->parameters.at(name) != pVal->vt)
-            return call.Status(Code(WBEM_E_TYPE_MISMATCH));
-        m_values[name] = Noted(pVal);
-        return call.Status(S_OK);
+        return ComStatusOf(call, Self(), [&] {
+            if (wszName == nullptr || pVal == nullptr)
+                return WBEM_E_INVALID_PARAMETER;
+            const std::string name = Utf8(wszName);
+            const WmiMethod* method = FindMethod(m_subject, m_subject.method);
+            if (method == nullptr || !method->parameters.contains(name))
+                return WBEM_E_NOT_FOUND;
+            if (method->parameters.at(name) != pVal->vt)
+                return WBEM_E_TYPE_MISMATCH;
+            m_values[name] = Noted(pVal);
+            return S_OK;
+        });
     }
 
     HRESULT SpawnInstance(LONG lFlags, IWbemClassObject** ppNewInstance) override
@@ -91,13 +86,13 @@ public:
         Call call{"IWbemClassObject::SpawnInstance"};
         call.In("this", Self()).In("lFlags", lFlags);
         *ppNewInstance = nullptr;
-        if (const auto failure = ComFailure(call, Self()))
-            return call.Status(*failure);
-        Subject instance = m_subject;
-        instance.isInstance = true;
-        *ppNewInstance = MakeComObject<ClassObject>(std::move(instance));
-        call.Out("ppNewInstance", *ppNewInstance);
-        return call.Status(S_OK);
+        return ComStatusOf(call, Self(), [&] {
+            Subject instance = m_subject;
+            instance.isInstance = true;
+            *ppNewInstance = MakeComObject<ClassObject>(std::move(instance));
+            call.Out("ppNewInstance", *ppNewInstance);
+            return S_OK;
+        });
     }
 
     HRESULT GetMethod(LPCWSTR wszName, LONG lFlags, IWbemClassObject** ppInSignature,
@@ -114,23 +109,23 @@ public:
             if (signature != nullptr)
                 *signature = nullptr;
         }
-        if (const auto failure = ComFailure(call, Self()))
-            return call.Status(*failure);
-        if (wszName == nullptr || m_subject.isInstance || !m_subject.method.empty())
-            return call.Status(Code(WBEM_E_INVALID_PARAMETER));
-        const std::string name = Utf8(wszName);
-        const WmiMethod* method = FindMethod(m_subject, name);
-        if (method == nullptr)
-            return call.Status(Code(WBEM_E_NOT_FOUND));
-        const Subject signature{m_subject.space, m_subject.className, name};
-        // A method that takes nothing has no definition of what goes in, and that is no failure.
-        if (ppInSignature != nullptr && !method->parameters.empty() && !call.GivesNothing())
-            *ppInSignature = MakeComObject<ClassObject>(signature);
-        if (ppInSignature != nullptr)
-            call.Out("ppInSignature", *ppInSignature);
-        if (ppOutSignature != nullptr)
-            call.Out("ppOutSignature", *ppOutSignature = MakeComObject<ClassObject>(signature));
-        return call.Status(S_OK);
+        return ComStatusOf(call, Self(), [&] {
+            if (wszName == nullptr || m_subject.isInstance || !m_subject.method.empty())
+                return WBEM_E_INVALID_PARAMETER;
+            const std::string name = Utf8(wszName);
+            const WmiMethod* method = FindMethod(m_subject, name);
+            if (method == nullptr)
+                return WBEM_E_NOT_FOUND;
+            const Subject signature{m_subject.space, m_subject.className, name};
+            // A method that takes nothing has no definition of what goes in, and that is no failure.
+            if (ppInSignature != nullptr && !method->parameters.empty() && !call.GivesNothing())
+                *ppInSignature = MakeComObject<ClassObject>(signature);
+            if (ppInSignature != nullptr)
+                call.Out("ppInSignature", *ppInSignature);
+            if (ppOutSignature != nullptr)
+                call.Out("ppOutSignature", *ppOutSignature = MakeComObject<ClassObject>(signature));
+            return S_OK;
+        });
     }
 
     // Whether this is the filled-in input of a method.
@@ -163,13 +158,13 @@ public:
             .In("ppCallResult", ppCallResult != nullptr);
         const std::string path = TextOf(call, strObjectPath);
         *ppObject = nullptr;
-        if (const auto failure = FailureOf(call))
-            return call.Status(*failure);
-        if (Instrumentation().FindClass(m_space, path) == nullptr)
-            return call.Status(Code(WBEM_E_NOT_FOUND));
-        *ppObject = MakeComObject<ClassObject>(Subject{m_space, path, ""});
-        call.Out("ppObject", *ppObject);
-        return call.Status(S_OK);
+        return StatusOf(call, [&] {
+            if (Instrumentation().FindClass(m_space, path) == nullptr)
+                return WBEM_E_NOT_FOUND;
+            *ppObject = MakeComObject<ClassObject>(Subject{m_space, path, ""});
+            call.Out("ppObject", *ppObject);
+            return S_OK;
+        });
     }
 
     HRESULT ExecMethod(const BSTR strObjectPath, const BSTR strMethodName, LONG lFlags, IWbemContext* pCtx,
@@ -189,27 +184,27 @@ public:
         const std::string name = TextOf(call, strMethodName);
         if (ppOutParams != nullptr)
             *ppOutParams = nullptr;
-        if (const auto failure = FailureOf(call))
-            return call.Status(*failure);
-        const WmiClass* one = Instrumentation().FindInstance(m_space, path);
-        if (one == nullptr)
-            return call.Status(Code(WBEM_E_NOT_FOUND));
-        const auto method = one->methods.find(name);
-        if (method == one->methods.end())
-            return call.Status(Code(WBEM_E_INVALID_METHOD));
-        if (!IsInputOf(call, pInParams, name, method->second))
-            return call.Status(Code(WBEM_E_INVALID_METHOD_PARAMETERS));
+        return StatusOf(call, [&] {
+            const WmiClass* one = Instrumentation().FindInstance(m_space, path);
+            if (one == nullptr)
+                return WBEM_E_NOT_FOUND;
+            const auto method = one->methods.find(name);
+            if (method == one->methods.end())
+                return WBEM_E_INVALID_METHOD;
+            if (!IsInputOf(call, pInParams, name, method->second))
+                return WBEM_E_INVALID_METHOD_PARAMETERS;
 
-        if (ppOutParams != nullptr && !call.GivesNothing())
-        {
-            *ppOutParams = MakeComObject<ClassObject>(Subject{m_space, path.substr(0, path.find('=')), name, true});
-            call.Out("ppOutParams", *ppOutParams).Out("ReturnValue", method->second.returnValue);
-        }
-        // A copy: the effects put another machine in the place of this one.
-        const WmiMethod described = method->second;
-        if (described.returnValue == 0)
-            ApplyEffects(Simulation::Current().machine, described.effects);
-        return call.Status(S_OK);
+            if (ppOutParams != nullptr && !call.GivesNothing())
+            {
+                *ppOutParams = MakeComObject<ClassObject>(Subject{m_space, path.substr(0, path.find('=')), name, true});
+                call.Out("ppOutParams", *ppOutParams).Out("ReturnValue", method->second.returnValue);
+            }
+            // A copy: the effects put another machine in the place of this one.
+            const WmiMethod described = method->second;
+            if (described.returnValue == 0)
+                ApplyEffects(Simulation::Current().machine, described.effects);
+            return S_OK;
+        });
     }
 
 private:
@@ -222,13 +217,12 @@ private:
     }
 
     // The services act for the process, which has to allow it first.
-    std::optional<std::uint32_t> FailureOf(const Call& call) const
+    template <typename Work>
+    HRESULT StatusOf(Call& call, Work work) const
     {
-        if (const auto failure = ComFailure(call, Self()))
-            return failure;
-        if (m_impersonation < RPC_C_IMP_LEVEL_IMPERSONATE)
-            return Code(WBEM_E_ACCESS_DENIED);
-        return std::nullopt;
+        return ComStatusOf(call, Self(), [&] {
+            return m_impersonation < RPC_C_IMP_LEVEL_IMPERSONATE ? WBEM_E_ACCESS_DENIED : work();
+        });
     }
 
     const std::string m_space;
@@ -255,13 +249,13 @@ public:
             .In("pCtx", pCtx);
         const std::string path = TextOf(call, strNetworkResource);
         *ppNamespace = nullptr;
-        if (const auto failure = ComFailure(call, Self()))
-            return call.Status(*failure);
-        if (Instrumentation().FindNamespace(path) == nullptr)
-            return call.Status(Code(WBEM_E_INVALID_NAMESPACE));
-        *ppNamespace = MakeComObject<Services>(path);
-        call.Out("ppNamespace", *ppNamespace);
-        return call.Status(S_OK);
+        return ComStatusOf(call, Self(), [&] {
+            if (Instrumentation().FindNamespace(path) == nullptr)
+                return WBEM_E_INVALID_NAMESPACE;
+            *ppNamespace = MakeComObject<Services>(path);
+            call.Out("ppNamespace", *ppNamespace);
+            return S_OK;
+        });
     }
 };
 

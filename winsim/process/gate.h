@@ -164,7 +164,43 @@ public:
     }
     std::int32_t Status(std::uint32_t status);
 
+    // How a call does its work: not at all when the fault plan wants it to fail, which ends it then. For a call that
+    // tells of a failure by its result and the last error: `work` ends it, and gives the result.
+    template <typename Value, typename Work>
+    Value ResultOf(Value failure, Work work)
+    {
+        return m_fault ? Fail(failure, *m_fault) : work();
+    }
+    // For a call that gives TRUE or FALSE: `work` gives the Win32 error, 0 for none.
+    template <typename Work>
+    int SuccessOf(Work work)
+    {
+        return Success(m_fault ? *m_fault : static_cast<std::uint32_t>(work()));
+    }
+    // For a call that returns its status: `work` gives it.
+    template <typename Work>
+    std::int32_t StatusOf(Work work)
+    {
+        return Status(m_fault ? *m_fault : static_cast<std::uint32_t>(work()));
+    }
+    // The same for a call that takes back what the process gives back. That is done although the call is to fail, or
+    // what failed once would be kept for good: no program tries again.
+    template <typename Work>
+    int SuccessOfClosing(Work work)
+    {
+        const auto error = static_cast<std::uint32_t>(work());
+        return Success(error != 0 ? error : m_fault.value_or(0));
+    }
+    template <typename Work>
+    std::int32_t StatusOfClosing(Work work)
+    {
+        const auto status = static_cast<std::uint32_t>(work());
+        return Status(status != 0 ? status : m_fault.value_or(0));
+    }
+
 private:
+    int Success(std::uint32_t error) { return error != 0 ? Fail(0, error) : Done(1); }
+
     static Json Noted(bool value) { return value; }
     static Json Noted(std::int64_t value) { return value; }
     static Json Noted(std::uint64_t value) { return value; }
