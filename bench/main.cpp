@@ -2,7 +2,7 @@
 // Writes a line for each ratio, its parts with tabs between them: what is measured, the floor, the median time of each
 // in nanoseconds, and the limit of their ratio or "-".
 #include "explain/find_cause.h"
-#include "winsim/process/program.h"
+#include "winsim/toolkit/program_image.h"
 
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
@@ -18,11 +18,6 @@ namespace
 
 constexpr int kLinesPerRun = 1000;
 
-winsim::Program Image(const char* name)
-{
-    return winsim::Program{(std::filesystem::read_symlink("/proc/self/exe").parent_path() / name).string()};
-}
-
 winsim::RunOptions WithoutRecording()
 {
     winsim::RunOptions options;
@@ -35,7 +30,7 @@ winsim::RunOptions WithoutRecording()
 // kLinesPerRun lines written inside one simulated process, which takes the time itself.
 void MeasureLines(benchmark::State& state, const char* call)
 {
-    const winsim::Program image = Image("KeloBench.so");
+    const winsim::Program image = winsim::ImageBeside("KeloBench.so");
     const winsim::Machine machine = winsim::Machine::FromJson(winsim::Json::object());
     for (auto _ : state)
     {
@@ -47,7 +42,7 @@ void MeasureLines(benchmark::State& state, const char* call)
 
 void MeasureEmptyProcess(benchmark::State& state)
 {
-    const winsim::Program image = Image("KeloBench.so");
+    const winsim::Program image = winsim::ImageBeside("KeloBench.so");
     const winsim::Machine machine = winsim::Machine::FromJson(winsim::Json::object());
     for (auto _ : state)
     {
@@ -60,7 +55,7 @@ void MeasureEmptyProcess(benchmark::State& state)
 void MeasureRehearsal(benchmark::State& state, const winsim::Json& description,
                       const std::vector<std::string>& arguments)
 {
-    const winsim::Program image = Image("KeloCustomAction.so");
+    const winsim::Program image = winsim::ImageBeside("KeloCustomAction.so");
     const winsim::Machine machine = winsim::Machine::FromJson(description);
     winsim::RunOptions run = WithoutRecording();
     run.arguments = arguments;
@@ -71,7 +66,7 @@ void MeasureRehearsal(benchmark::State& state, const winsim::Json& description,
 // The same from the description's text on, as a machine of many is rehearsed.
 void MeasureOneOfMany(benchmark::State& state, const std::string& text)
 {
-    const winsim::Program image = Image("KeloCustomAction.so");
+    const winsim::Program image = winsim::ImageBeside("KeloCustomAction.so");
     winsim::RunOptions run = WithoutRecording();
     run.arguments = {"/Setup"};
     for (auto _ : state)

@@ -4,11 +4,11 @@
 #include "report/calls.h"
 #include "winsim/process/fault_table.h"
 #include "winsim/toolkit/install_log.h"
+#include "winsim/toolkit/program_image.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <map>
 #include <set>
 
@@ -44,16 +44,11 @@ bool IsUnlikely(const Cause& cause)
            std::find(std::begin(kUnlikely), std::end(kUnlikely), cause.call) != std::end(kUnlikely);
 }
 
-winsim::Program Image(const char* fileName)
-{
-    return winsim::Program{(std::filesystem::read_symlink("/proc/self/exe").parent_path() / fileName).string()};
-}
-
 winsim::Outcome Run(const winsim::Machine& machine, const std::vector<std::string>& arguments,
                     const winsim::RunOptions& options)
 {
-    return arguments.empty() ? Image("KeloCustomActionLibrary.so").RunExport(machine, options, kExport)
-                             : Image("KeloCustomAction.so").Run(machine, options);
+    return arguments.empty() ? winsim::ImageBeside("KeloCustomActionLibrary.so").RunExport(machine, options, kExport)
+                             : winsim::ImageBeside("KeloCustomAction.so").Run(machine, options);
 }
 
 // A message without the numbers that differ from run to run.

@@ -5,26 +5,20 @@
 #include "rehearse/report.h"
 #include "report/page.h"
 #include "winsim/process/program.h"
+#include "winsim/toolkit/program_image.h"
 #include "winsim/toolkit/secrets.h"
 
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 
 namespace
 {
 
-// The images of the program lie beside this one.
-winsim::Program Image(const char* fileName)
-{
-    return winsim::Program((std::filesystem::read_symlink("/proc/self/exe").parent_path() / fileName).string());
-}
-
 winsim::Outcome Run(const Options& options, const winsim::Machine& machine, const winsim::RunOptions& run)
 {
     if (options.exportName.empty())
-        return Image("KeloCustomAction.so").Run(machine, run);
-    return Image("KeloCustomActionLibrary.so").RunExport(machine, run, options.exportName);
+        return winsim::ImageBeside("KeloCustomAction.so").Run(machine, run);
+    return winsim::ImageBeside("KeloCustomActionLibrary.so").RunExport(machine, run, options.exportName);
 }
 
 void Save(const winsim::Machine& machine, const std::string& path)

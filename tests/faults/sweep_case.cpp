@@ -1,6 +1,8 @@
 // Finds the machines and runs the program on them.
 #include "tests/faults/sweep_case.h"
 
+#include "winsim/toolkit/program_image.h"
+
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
@@ -33,11 +35,6 @@ std::string NameOf(const std::filesystem::path& machine, const std::vector<std::
     return name;
 }
 
-winsim::Program Image(const char* fileName)
-{
-    return winsim::Program{(std::filesystem::read_symlink("/proc/self/exe").parent_path() / fileName).string()};
-}
-
 } // namespace
 
 std::vector<SweepCase> AllCases()
@@ -66,8 +63,8 @@ winsim::Machine MachineOf(const SweepCase& sweepCase)
 winsim::Outcome Run(const SweepCase& sweepCase, const winsim::Machine& machine,
                     const std::vector<winsim::Fault>& faults, const std::vector<winsim::Meanwhile>& meanwhile)
 {
-    static const winsim::Program program = Image("KeloCustomAction.so");
-    static const winsim::Program library = Image("KeloCustomActionLibrary.so");
+    static const winsim::Program program = winsim::ImageBeside("KeloCustomAction.so");
+    static const winsim::Program library = winsim::ImageBeside("KeloCustomActionLibrary.so");
     winsim::RunOptions options;
     options.arguments = sweepCase.arguments;
     options.faults = faults;

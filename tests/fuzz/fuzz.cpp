@@ -3,11 +3,11 @@
 
 #include "winsim/base/text.h"
 #include "winsim/toolkit/install_log.h"
+#include "winsim/toolkit/program_image.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <sstream>
 
 namespace
@@ -20,8 +20,7 @@ constexpr std::size_t kMostCounters = std::size_t{1} << 16;
 
 const winsim::Program& FuzzedImage()
 {
-    static const winsim::Program program{
-        (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "KeloCustomActionFuzz.so").string()};
+    static const winsim::Program program = winsim::ImageBeside("KeloCustomActionFuzz.so");
     return program;
 }
 

@@ -3,11 +3,11 @@
 
 #include "winsim/machine/effects.h"
 #include "winsim/toolkit/install_log.h"
+#include "winsim/toolkit/program_image.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <set>
 
 namespace
@@ -16,15 +16,9 @@ namespace
 using winsim::CallRecord;
 using winsim::Json;
 
-// The images lie beside the test.
-winsim::Program Image(const char* fileName)
-{
-    return winsim::Program{(std::filesystem::read_symlink("/proc/self/exe").parent_path() / fileName).string()};
-}
-
 const winsim::Program& TestImage()
 {
-    static const winsim::Program program = Image("KeloCustomActionTests.so");
+    static const winsim::Program program = winsim::ImageBeside("KeloCustomActionTests.so");
     return program;
 }
 
@@ -199,7 +193,7 @@ SimulatedRun RunProgram(const winsim::Machine& machine, const std::vector<std::s
 
 SimulatedRun RunExport(const winsim::Machine& machine, const std::string& name, const SimulatedRunOptions& options)
 {
-    static const winsim::Program library = Image("KeloCustomActionLibrary.so");
+    static const winsim::Program library = winsim::ImageBeside("KeloCustomActionLibrary.so");
     return Finish(machine, library.RunExport(machine, ToRunOptions(options), name), options);
 }
 

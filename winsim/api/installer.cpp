@@ -4,7 +4,6 @@
 #include "winsim/process/gate.h"
 #include "winsim/process/install_session.h"
 #include "winsim/process/simulation.h"
-#include "winsim/toolkit/secrets.h"
 
 #include "msiquery.h"
 
@@ -47,7 +46,7 @@ UINT WINAPI MsiGetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPWSTR szValueBu
         {
             *std::copy_n(text.begin(), std::min<std::size_t>(text.size(), room - 1), szValueBuf) = u'\0';
             if (call.IsRecording())
-                call.Out("szValueBuf", winsim::HideSecrets(winsim::Utf8(szValueBuf)));
+                call.Out("szValueBuf", simulation.rules.withoutSecrets(winsim::Utf8(szValueBuf)));
         }
         return text.size() < room ? ERROR_SUCCESS : ERROR_MORE_DATA;
     });

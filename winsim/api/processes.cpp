@@ -6,7 +6,6 @@
 #include "winsim/base/text.h"
 #include "winsim/process/gate.h"
 #include "winsim/process/simulation.h"
-#include "winsim/toolkit/secrets.h"
 
 #include "processthreadsapi.h"
 #include "psapi.h"
@@ -184,7 +183,8 @@ Json Noted(const STARTUPINFOW& startup)
 // A command line as it is recorded: without the passwords in it.
 Json ShownCommandLine(LPCWSTR commandLine)
 {
-    return commandLine == nullptr ? Json() : Json(winsim::HideSecrets(winsim::Utf8(commandLine)));
+    return commandLine == nullptr ? Json()
+                                  : Json(Simulation::Current().rules.withoutSecrets(winsim::Utf8(commandLine)));
 }
 
 } // namespace

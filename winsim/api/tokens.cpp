@@ -1,8 +1,8 @@
 // The token of the process and its privileges.
 #include "winsim/api/kernel_objects.h"
-#include "winsim/base/privileges.h"
 #include "winsim/base/sid.h"
 #include "winsim/base/text.h"
+#include "winsim/machine/privileges.h"
 #include "winsim/process/gate.h"
 #include "winsim/process/simulation.h"
 

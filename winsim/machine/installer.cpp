@@ -1,8 +1,6 @@
 // Keeps the properties of an install session, and their JSON form.
 #include "winsim/machine/installer.h"
 
-#include "winsim/toolkit/secrets.h"
-
 #include <algorithm>
 
 namespace winsim
@@ -86,18 +84,15 @@ PropertyAnswer Installer::AnswerTo(const std::string& property, std::size_t ques
     return answers->second[std::min(question, answers->second.size() - 1)];
 }
 
-std::vector<std::string> Installer::Secrets() const
+std::vector<std::string> Installer::Texts() const
 {
-    std::vector<std::string> secrets;
+    std::vector<std::string> texts;
     for (const auto& [name, answers] : m_properties)
     {
         for (const PropertyAnswer& answer : answers)
-        {
-            for (std::string& secret : SecretsOf(answer.text))
-                secrets.push_back(std::move(secret));
-        }
+            texts.push_back(answer.text);
     }
-    return secrets;
+    return texts;
 }
 
 } // namespace winsim

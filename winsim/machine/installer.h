@@ -33,8 +33,8 @@ public:
     // The answer to the question-th question for a property, from 0 on; an empty text for one that is not set.
     PropertyAnswer AnswerTo(const std::string& property, std::size_t question) const;
 
-    // The passwords in the texts of all properties.
-    std::vector<std::string> Secrets() const;
+    // The texts of all properties.
+    std::vector<std::string> Texts() const;
 
     bool operator==(const Installer&) const = default;
 

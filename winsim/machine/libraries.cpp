@@ -1,7 +1,7 @@
 // Keeps what the libraries of a simulated machine do, and their JSON form.
 #include "winsim/machine/libraries.h"
 
-#include "winsim/process/process_code.h"
+#include "winsim/base/processor_fault.h"
 
 #include <algorithm>
 #include <charconv>

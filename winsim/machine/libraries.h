@@ -2,7 +2,7 @@
 #pragma once
 
 #include "winsim/base/description.h"
-#include "winsim/toolkit/string_tables.h"
+#include "winsim/machine/string_tables.h"
 
 #include <cstdint>
 #include <map>

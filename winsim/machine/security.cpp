@@ -2,10 +2,10 @@
 #include "winsim/machine/security.h"
 
 #include "winnt.h"
-#include "winsim/base/privileges.h"
 #include "winsim/base/sid.h"
 #include "winsim/base/text.h"
 #include "winsim/machine/inheritance.h"
+#include "winsim/machine/privileges.h"
 
 #include <algorithm>
 

@@ -1,8 +1,8 @@
 // Lists the failures of the calls that the program makes.
 #include "winsim/process/fault_table.h"
 
-#include "winsim/base/error_names.h"
 #include "winsim/base/text.h"
+#include "winsim/process/error_names.h"
 
 #include <fmt/format.h>
 

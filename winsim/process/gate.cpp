@@ -1,8 +1,8 @@
 // Records calls and makes them fail by plan.
 #include "winsim/process/gate.h"
 
-#include "winsim/base/error_names.h"
 #include "winsim/base/text.h"
+#include "winsim/process/error_names.h"
 #include "winsim/process/process_code.h"
 #include "winsim/process/simulation.h"
 

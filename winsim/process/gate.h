@@ -53,8 +53,8 @@ struct Fault
 inline constexpr char kAllocation[] = "operator new";
 
 // Reads CALL[#N]=ERROR. The error is decimal, hexadecimal with 0x, one of the names that errors of this call have
-// (winsim/base/error_names.h), "nothing" for a call that is to succeed with nothing, or "fault" for one that an access
-// violation is to come out of. Throws std::invalid_argument, with a reason.
+// (winsim/process/error_names.h), "nothing" for a call that is to succeed with nothing, or "fault" for one that an
+// access violation is to come out of. Throws std::invalid_argument, with a reason.
 Fault ParseFault(const std::string& text);
 
 // The same text of a fault again.

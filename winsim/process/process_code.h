@@ -1,6 +1,8 @@
 // Runs the simulated process's own code, and takes hold of it when it ends the process or dies.
 #pragma once
 
+#include "winsim/base/processor_fault.h"
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -8,16 +10,6 @@
 
 namespace winsim
 {
-
-// A fault of the processor in a described function or call: an exception of a type that nobody but the machine knows.
-struct ProcessorFault
-{
-    const char* name;       // for people
-    std::uint32_t exitCode; // of a process that dies of it
-};
-
-inline constexpr ProcessorFault kAccessViolation = {"access violation", 0xC0000005};
-inline constexpr ProcessorFault kDivisionByZero = {"division by zero", 0xC0000094};
 
 // What ended a process that did not mean to end.
 struct Death

@@ -182,14 +182,14 @@ std::string JoinCommandLine(const std::vector<std::string>& words)
 template <typename Find>
 Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Find find) const
 {
-    Simulation simulation{machine};
+    Simulation simulation{machine, m_rules};
     simulation.gate.isRecording = options.recordCalls;
     simulation.gate.parametersOf = options.parametersOf;
     simulation.gate.faults = options.faults;
     simulation.gate.meanwhile = options.meanwhile;
     simulation.gate.reached.resize(options.faults.size());
     if (options.foldRepeats)
-        simulation.gate.repeats.emplace();
+        simulation.gate.repeats.emplace(m_rules.withoutTime);
 
     std::vector<std::string> words{machine.process.path};
     words.insert(words.end(), options.arguments.begin(), options.arguments.end());

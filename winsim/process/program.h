@@ -4,6 +4,7 @@
 #include "winsim/machine/machine.h"
 #include "winsim/process/gate.h"
 #include "winsim/process/process_code.h"
+#include "winsim/process/program_rules.h"
 
 #include <cstdint>
 #include <optional>
@@ -55,8 +56,8 @@ struct Outcome
 class Program
 {
 public:
-    // The path of the shared object.
-    explicit Program(std::string path) : m_path(std::move(path)) {}
+    // The path of the shared object, and what is known of the program.
+    explicit Program(std::string path, const ProgramRules& rules = {}) : m_path(std::move(path)), m_rules(rules) {}
 
     // Starts the program with a command line, from static initialisation to static destruction. Throws
     // std::runtime_error when the shared object cannot be loaded.
@@ -79,6 +80,7 @@ private:
     Outcome RunEntry(const Machine& machine, const RunOptions& options, Find find) const;
 
     std::string m_path;
+    ProgramRules m_rules;
 };
 
 // Words as Windows' start-up code puts them into a command line: those that need it in quotation marks.

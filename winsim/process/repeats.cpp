@@ -2,7 +2,6 @@
 #include "winsim/process/repeats.h"
 
 #include "winsim/process/gate.h"
-#include "winsim/toolkit/install_log.h"
 
 #include <functional>
 #include <string>
@@ -12,15 +11,6 @@ namespace winsim
 
 namespace
 {
-
-// What a call was given, without the time in the header of a log line.
-Json TimelessIn(const CallRecord& record)
-{
-    Json in = record.in;
-    if (record.name == "fputs" && in.contains("str") && in["str"].is_string())
-        in["str"] = MessageOf(in["str"].get<std::string>());
-    return in;
-}
 
 // GetTickCount and GetSystemTime tell the time in their results and in what they give out.
 bool HasTimelessResult(const CallRecord& record)
@@ -33,7 +23,18 @@ bool HasTimelessOut(const CallRecord& record)
     return record.name != "GetSystemTime";
 }
 
-bool IsSameButForTheClock(const CallRecord& one, const CallRecord& other)
+} // namespace
+
+// What a call was given, without the time in a line that it writes.
+Json RepeatFinder::TimelessIn(const CallRecord& record) const
+{
+    Json in = record.in;
+    if (record.name == "fputs" && in.contains("str") && in["str"].is_string())
+        in["str"] = m_withoutTime(in["str"].get<std::string>());
+    return in;
+}
+
+bool RepeatFinder::IsSameButForTheClock(const CallRecord& one, const CallRecord& other) const
 {
     return one.name == other.name && one.error == other.error && one.isFault == other.isFault &&
            (one.in == other.in || TimelessIn(one) == TimelessIn(other)) &&
@@ -41,7 +42,7 @@ bool IsSameButForTheClock(const CallRecord& one, const CallRecord& other)
 }
 
 // Of all that IsSameButForTheClock compares.
-std::uint64_t HashOf(const CallRecord& record)
+std::uint64_t RepeatFinder::HashOf(const CallRecord& record) const
 {
     std::string text = record.name + TimelessIn(record).dump();
     if (HasTimelessResult(record))
@@ -50,8 +51,6 @@ std::uint64_t HashOf(const CallRecord& record)
         text += record.out.dump();
     return std::hash<std::string>{}(text + std::to_string(record.error) + (record.isFault ? "fault" : ""));
 }
-
-} // namespace
 
 void RepeatFinder::Added(std::vector<CallRecord>& records)
 {

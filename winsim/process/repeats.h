@@ -2,8 +2,11 @@
 // the memory otherwise.
 #pragma once
 
+#include "winsim/base/json.h"
+
 #include <array>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace winsim
@@ -32,6 +35,10 @@ public:
     static constexpr std::uint64_t kLeastTimes = 1000;
     static constexpr std::size_t kLongest = 64; // calls
 
+    // `withoutTime` takes the time out of a line that a program writes.
+    using WithoutTime = std::string (*)(const std::string& line);
+    explicit RepeatFinder(WithoutTime withoutTime) : m_withoutTime(withoutTime) {}
+
     // To be told of each call that was added to the recording: takes it off again when it is part of a repeat.
     void Added(std::vector<CallRecord>& records);
 
@@ -48,7 +55,11 @@ private:
 
     bool Continues(std::vector<CallRecord>& records);
     void Look(std::vector<CallRecord>& records);
+    Json TimelessIn(const CallRecord& record) const;
+    bool IsSameButForTheClock(const CallRecord& one, const CallRecord& other) const;
+    std::uint64_t HashOf(const CallRecord& record) const;
 
+    WithoutTime m_withoutTime;
     std::vector<Repeat> m_repeats;
     bool m_isGoingOn = false;            // the last of them
     std::vector<std::uint64_t> m_hashes; // of the calls since then

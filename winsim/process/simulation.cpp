@@ -25,12 +25,17 @@ Simulation* g_current = nullptr;
 
 } // namespace
 
-Simulation::Simulation(Machine machineToRunOn) : machine(std::move(machineToRunOn))
+Simulation::Simulation(Machine machineToRunOn, const ProgramRules& programRules)
+    : machine(std::move(machineToRunOn)), rules(programRules)
 {
     if (g_current != nullptr)
         throw std::logic_error("a simulated process is running already");
     g_current = this;
-    m_secrets = machine.installer.Secrets();
+    for (const std::string& text : machine.installer.Texts())
+    {
+        for (std::string& secret : rules.secretsIn(text))
+            m_secrets.push_back(std::move(secret));
+    }
     handles.Predefine(HKEY_CLASSES_ROOT, "HKEY_CLASSES_ROOT");
     handles.Predefine(HKEY_CURRENT_USER, "HKEY_CURRENT_USER");
     handles.Predefine(HKEY_LOCAL_MACHINE, "HKEY_LOCAL_MACHINE");

@@ -6,6 +6,7 @@
 #include "winsim/process/gate.h"
 #include "winsim/process/handles.h"
 #include "winsim/process/loader.h"
+#include "winsim/process/program_rules.h"
 
 #include <cstdint>
 #include <map>
@@ -21,7 +22,7 @@ namespace winsim
 class Simulation
 {
 public:
-    explicit Simulation(Machine machineToRunOn);
+    explicit Simulation(Machine machineToRunOn, const ProgramRules& programRules = {});
     ~Simulation();
     Simulation(const Simulation&) = delete;
     Simulation& operator=(const Simulation&) = delete;
@@ -31,6 +32,7 @@ public:
     static Simulation* Running();
 
     Machine machine;
+    const ProgramRules rules;
     Gate gate;
     HandleTable handles;
     Loader loader;

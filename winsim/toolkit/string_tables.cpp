@@ -1,5 +1,5 @@
-// Reads the tables of texts that are built in.
-#include "winsim/toolkit/string_tables.h"
+// Reads the program's own tables of texts, which are built in.
+#include "winsim/machine/string_tables.h"
 
 #include "winsim/base/text.h"
 #include "winsim/toolkit/string_table_texts.h"

@@ -3,7 +3,7 @@
 
 #include "tests/support/simulated_run.h"
 
-#include "winsim/toolkit/string_tables.h"
+#include "winsim/machine/string_tables.h"
 
 #include <cstdint>
 #include <string>

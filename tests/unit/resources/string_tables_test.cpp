@@ -1,6 +1,6 @@
 // Proves that each table of texts is whole, and that Windows can show it in its language.
 #include "winsim/base/text.h"
-#include "winsim/toolkit/string_tables.h"
+#include "winsim/machine/string_tables.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,10 +1,9 @@
 // Proves that a process ends as on Windows, whichever way it ends: where it is, without what would have come after, and
 // with Windows' exit code.
-#include "winsim/process/program.h"
+#include "winsim/toolkit/program_image.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -17,8 +16,7 @@ using winsim::Outcome;
 
 const winsim::Program& EndingProgram()
 {
-    static const winsim::Program program{
-        (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "ending_program.so").string()};
+    static const winsim::Program program = winsim::ImageBeside("ending_program.so");
     return program;
 }
 

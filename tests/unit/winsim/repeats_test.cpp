@@ -1,6 +1,7 @@
 // Proves which calls a recording folds: many times the same but for the clock, and nothing else.
 #include "winsim/process/gate.h"
 #include "winsim/process/repeats.h"
+#include "winsim/toolkit/install_log.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -40,7 +41,7 @@ public:
     }
 
     std::vector<CallRecord> records;
-    RepeatFinder finder;
+    RepeatFinder finder{&winsim::MessageOf};
     std::size_t most = 0; // records at once
 };
 

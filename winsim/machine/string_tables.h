@@ -1,4 +1,4 @@
-// The program's own tables of texts, as its resource libraries hold them.
+// Tables of texts that libraries of a simulated machine hold without being described.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,10 @@ struct StringTable
     Texts texts;
 };
 
-// The tables of the build by their names, such as "de" or "pt-BR".
+// Declared here and defined by those who make machines for a program (winsim/toolkit/string_tables.cpp): they know the
+// texts of the program's own libraries.
+
+// The tables by their names, such as "de" or "pt-BR".
 const std::map<std::string, StringTable>& StringTables();
 
 // The table that the resource library of a file name holds; null when it is no name of a resource library.

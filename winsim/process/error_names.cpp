@@ -1,5 +1,5 @@
 // Knows errors by their names.
-#include "winsim/base/error_names.h"
+#include "winsim/process/error_names.h"
 
 #include <span>
 
