@@ -53,6 +53,11 @@ add_library(winsim SHARED ${WINSIM_SOURCES} ${CMAKE_CURRENT_BINARY_DIR}/plain_wi
     ${CMAKE_CURRENT_BINARY_DIR}/string_table_texts.cpp)
 winsim_library(winsim)
 
+# Prints the schema of machine descriptions.
+add_executable(machine_schema winsim/tools/print_machine_schema.cpp)
+target_compile_options(machine_schema PRIVATE ${KELO_WARNINGS})
+target_link_libraries(machine_schema PRIVATE winsim)
+
 # ---- Programs for the simulated machine ---------------------------------------------------------------------------
 
 # Their wide characters have 16 bits. The templates of the host's standard library were made for wider ones, so a
@@ -158,6 +163,7 @@ function(run_in_shares group shares)
 endfunction()
 
 native_tests(unit)
+add_dependencies(unit_tests machine_schema)
 run_in_shares(unit 8)
 # To compile them takes far longer than to run them.
 target_compile_options(unit_tests PRIVATE -O0)
@@ -187,7 +193,8 @@ include(cmake/bench.cmake)
 
 # The described machines, their schema and their document.
 add_test(NAME unit.machine_schema
-    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/winsim/machine_schema_test.py ${PROJECT_SOURCE_DIR})
+    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/winsim/machine_schema_test.py ${PROJECT_SOURCE_DIR}
+        $<TARGET_FILE:machine_schema>)
 set_tests_properties(unit.machine_schema PROPERTIES LABELS unit)
 
 # What kelo-rehearse shows.

@@ -19,8 +19,8 @@ ALLOWED = {
     # What is known of this product, for those who run it or look at its runs: nothing of the simulated Windows includes
     # it. It hands its rules to the program that it has run.
     "winsim/toolkit": ["winsim/base", "winsim/machine", "winsim/process"],
-    # Makes a table of winsim/base, on Windows.
-    "winsim/tools": ["winsim/base"],
+    # Makes a table of winsim/base, on Windows, and the schema of machine descriptions.
+    "winsim/tools": ["winsim/base", "winsim/machine"],
     "catalogue": [],
     "report": ["catalogue", "winsim/base", "winsim/machine", "winsim/process", "winsim/toolkit"],
     "rehearse": ["report", "winsim/process", "winsim/toolkit"],

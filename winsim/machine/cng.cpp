@@ -1,103 +1,96 @@
 // Keeps the configuration of a simulated machine's cryptography, and its JSON form.
 #include "winsim/machine/cng.h"
 
+#include "winsim/base/fields.h"
+#include "winsim/machine/area_schemas.h"
+
 #include <algorithm>
 
 namespace winsim
 {
 
-namespace
+template <>
+struct Fields<CngInterface>
 {
+    static constexpr char kName[] = "cngInterface";
 
-std::vector<std::string> ReadTexts(const Reader& reader)
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"interface", "number of the interface; 65537 is key storage", "`0`"},
+              Always(&CngInterface::interface));
+        visit(Key{"flags", "flags (a mask); 1 is local", "`0`"}, Always(&CngInterface::flags));
+        visit(Key{"functions", "names of its functions: a list", "none"}, Always(&CngInterface::functions));
+    }
+};
+
+template <>
+struct Fields<CngImage>
 {
-    std::vector<std::string> texts;
-    reader.Elements([&](const Reader& text) { texts.push_back(text.Text()); });
-    return texts;
-}
+    static constexpr char kName[] = "cngImage";
 
-CngInterface ReadInterface(const Reader& reader)
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"image", "the library's file name", "`\"\"`"}, Always(&CngImage::image));
+        visit(Key{"interfaces", "what it offers: a list of objects with `interface`, `flags` and `functions`", "none"},
+              Always(&CngImage::interfaces));
+    }
+};
+
+template <>
+struct Fields<CngProvider>
 {
-    CngInterface interface;
-    ObjectReader object{reader};
-    object.Read("interface", interface.interface);
-    object.Read("flags", interface.flags);
-    object.With("functions", [&](const Reader& functions) { interface.functions = ReadTexts(functions); });
-    object.Done();
-    return interface;
-}
+    static constexpr char kName[] = "cngProvider";
 
-Json JsonOf(const CngInterface& interface)
+    // An image that a provider need not have: effects take it away with null.
+    struct Image : Plain<CngImage>
+    {
+        Json Schema(Json& definitions) const { return OrNull(Plain<CngImage>::Schema(definitions)); }
+    };
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"aliases", "its other names: a list", "none"}, Member(&CngProvider::aliases));
+        visit(Key{"userMode", "its image for programs", "none"}, Member(&CngProvider::userMode, Image()));
+        visit(Key{"kernelMode", "its image for the kernel", "none"}, Member(&CngProvider::kernelMode, Image()));
+    }
+};
+
+template <>
+struct Fields<CngContextFunction>
 {
-    return {{"interface", interface.interface}, {"flags", interface.flags}, {"functions", interface.functions}};
-}
+    static constexpr char kName[] = "cngContextFunction";
 
-CngImage ReadImage(const Reader& reader)
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"table", "number of the configuration table; 1 is local", "`0`"}, Always(&CngContextFunction::table));
+        visit(Key{"context", "the context's name", "`\"\"`"}, Always(&CngContextFunction::context));
+        visit(Key{"interface", "number of the interface; 65537 is key storage", "`0`"},
+              Always(&CngContextFunction::interface));
+        visit(Key{"function", "the function's name", "`\"\"`"}, Always(&CngContextFunction::function));
+        visit(Key{"providers", "the providers' names, the preferred first: a list", "none"},
+              Always(&CngContextFunction::providers));
+    }
+};
+
+template <>
+struct Fields<Cng>
 {
-    CngImage image;
-    ObjectReader object{reader};
-    object.Read("image", image.image);
-    object.With("interfaces", [&](const Reader& interfaces) {
-        interfaces.Elements([&](const Reader& interface) { image.interfaces.push_back(ReadInterface(interface)); });
-    });
-    object.Done();
-    return image;
-}
+    static constexpr char kName[] = "cng";
 
-Json JsonOf(const CngImage& image)
-{
-    Json interfaces = Json::array();
-    for (const CngInterface& interface : image.interfaces)
-        interfaces.push_back(JsonOf(interface));
-    return {{"image", image.image}, {"interfaces", std::move(interfaces)}};
-}
-
-CngProvider ReadProvider(const Reader& reader)
-{
-    CngProvider provider;
-    ObjectReader object{reader};
-    object.With("aliases", [&](const Reader& aliases) { provider.aliases = ReadTexts(aliases); });
-    object.With("userMode", [&](const Reader& image) { provider.userMode = ReadImage(image); });
-    object.With("kernelMode", [&](const Reader& image) { provider.kernelMode = ReadImage(image); });
-    object.Done();
-    return provider;
-}
-
-Json JsonOf(const CngProvider& provider)
-{
-    Json json = Json::object();
-    if (!provider.aliases.empty())
-        json["aliases"] = provider.aliases;
-    if (provider.userMode)
-        json["userMode"] = JsonOf(*provider.userMode);
-    if (provider.kernelMode)
-        json["kernelMode"] = JsonOf(*provider.kernelMode);
-    return json;
-}
-
-CngContextFunction ReadFunction(const Reader& reader)
-{
-    CngContextFunction function;
-    ObjectReader object{reader};
-    object.Read("table", function.table);
-    object.Read("context", function.context);
-    object.Read("interface", function.interface);
-    object.Read("function", function.function);
-    object.With("providers", [&](const Reader& providers) { function.providers = ReadTexts(providers); });
-    object.Done();
-    return function;
-}
-
-Json JsonOf(const CngContextFunction& function)
-{
-    return {{"table", function.table},
-            {"context", function.context},
-            {"interface", function.interface},
-            {"function", function.function},
-            {"providers", function.providers}};
-}
-
-} // namespace
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"providers", "registered providers by their names", "Microsoft's three key storage providers"},
+              Always(&Cng::providers));
+        visit(Key{"contextFunctions", "functions with the providers that serve them: a list",
+                  "key storage with those three"},
+              Always(&Cng::contextFunctions));
+    }
+};
 
 CngContextFunction* Cng::FindFunction(std::uint32_t table, const std::string& context, std::uint32_t interface,
                                       const std::string& function)
@@ -111,25 +104,17 @@ CngContextFunction* Cng::FindFunction(std::uint32_t table, const std::string& co
 
 void Cng::Load(const Reader& reader)
 {
-    ObjectReader object{reader};
-    object.With("providers", [&](const Reader& members) {
-        members.Members(
-            [&](const std::string& name, const Reader& provider) { providers[name] = ReadProvider(provider); });
-    });
-    object.With("contextFunctions", [&](const Reader& elements) {
-        elements.Elements([&](const Reader& function) { contextFunctions.push_back(ReadFunction(function)); });
-    });
-    object.Done();
+    ReadFields(reader, *this);
 }
 
 Json Cng::ToJson() const
 {
-    Json json{{"providers", Json::object()}, {"contextFunctions", Json::array()}};
-    for (const auto& [name, provider] : providers)
-        json["providers"][name] = JsonOf(provider);
-    for (const CngContextFunction& function : contextFunctions)
-        json["contextFunctions"].push_back(JsonOf(function));
-    return json;
+    return JsonOfFields(*this);
+}
+
+Json SchemaOfCng(Json& definitions)
+{
+    return SchemaOf<Cng>(definitions);
 }
 
 } // namespace winsim

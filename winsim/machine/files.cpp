@@ -1,9 +1,9 @@
 // Keeps the files and directories of a simulated machine, and their JSON form.
 #include "winsim/machine/files.h"
 
-#include "fileapi.h"
-#include "winsim/base/sid.h"
 #include "winsim/base/text.h"
+#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/security_fields.h"
 
 #include <fmt/format.h>
 
@@ -19,6 +19,14 @@ namespace winsim
 
 namespace
 {
+
+// As Windows numbers them.
+constexpr std::uint32_t kReadOnly = 0x1;
+constexpr std::uint32_t kDirectory = 0x10;
+constexpr std::uint32_t kArchive = 0x20;
+constexpr std::uint32_t kReparsePoint = 0x400;
+constexpr std::uint32_t kUntrustedMountPoint = 448;
+constexpr std::uint32_t kCannotResolve = 1921;
 
 bool IsPlainText(const std::string& content)
 {
@@ -88,18 +96,92 @@ std::string LinkTarget(const Reader& reader)
     return Files::Normalize(reader.Text());
 }
 
+std::string TextOfVersion(const FileVersion& version)
+{
+    return fmt::format("{}", fmt::join(version, "."));
+}
+
+constexpr char kPathSchema[] = R"({"type": "string", "pattern": "^[A-Za-z]:"})";
+constexpr char kVersionSchema[] =
+    R"({"type": "string", "pattern": "^[0-9]{1,5}\\.[0-9]{1,5}\\.[0-9]{1,5}\\.[0-9]{1,5}$"})";
+constexpr char kTextSchema[] = R"({"type": "string"})";
+
+// A content is described as a text, or as bytes when it is none.
+std::optional<Json> SavedText(const File& file)
+{
+    return !file.content.empty() && IsPlainText(file.content) ? std::optional<Json>(file.content) : std::nullopt;
+}
+
+std::optional<Json> SavedBytes(const File& file)
+{
+    return !file.content.empty() && !IsPlainText(file.content) ? std::optional<Json>(Latin1Of(file.content))
+                                                               : std::nullopt;
+}
+
+constexpr char kHardLink[] = "hardLinkTo";
+
 } // namespace
+
+template <>
+struct Fields<File>
+{
+    static constexpr char kName[] = "file";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"directory", "whether it is a directory", "`false`"}, Member(&File::isDirectory));
+        visit(
+            Key{"link", "full path that it leads to: a link of a directory (a junction) or of a file",
+                "none: it is no link"},
+            Member(&File::link, OwnForm{&LinkTarget, [](const std::string& path) { return Json(path); }, kPathSchema}));
+        visit(Key{"linkMadeBy", "SID of the user who made the link", "the owner"}, Member(&File::linkMaker, SidForm()));
+        // Read by whoever makes the names of files.
+        visit(Key{kHardLink, "full path of the file that this is one more name of; there is no other key then", "none"},
+              OwnField{[](const Reader&, File&) {}, [](const File&) { return std::optional<Json>(); },
+                       SchemaText{kPathSchema}});
+        visit(Key{"text", "content, stored as UTF-8", "empty"},
+              OwnField{[](const Reader& reader, File& file) { file.content = reader.Text(); }, &SavedText,
+                       SchemaText{kTextSchema}});
+        visit(Key{"bytes", "content that is no text: a character from U+0000 to U+00FF for each byte", "empty"},
+              OwnField{[](const Reader& reader, File& file) { file.content = BytesOfLatin1(reader); }, &SavedBytes,
+                       SchemaText{kTextSchema}});
+        visit(Key{"size", "size of a file whose content does not matter", "the content's"}, Member(&File::size));
+        visit(Key{"version", "its version resource, such as `\"1.2.1.25\"`", "none"},
+              Member(&File::version, OwnForm{&VersionOf, &TextOfVersion, kVersionSchema}));
+        visit(Key{"attributes", "file attributes (a mask) beyond \"directory\"", "an ordinary file's"},
+              Member(&File::attributes));
+        visit(Key{"denied", "whether it may not be opened, written, deleted or, for a directory, added to", "`false`"},
+              Member(&File::isDenied));
+        visit(Key{"inUse", "whether it runs: it may be read and renamed, not overwritten or deleted", "`false`"},
+              Member(&File::isInUse));
+        VisitPart(visit, &File::security);
+    }
+};
+
+template <>
+struct Fields<PendingMove>
+{
+    static constexpr char kName[] = "pendingMove";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"from", "the file to be moved; must be there", "", "no file to move"}, Always(&PendingMove::from));
+        visit(Key{"to", "its new path; none: it is deleted", "none"}, Member(&PendingMove::to));
+    }
+};
 
 std::uint32_t File::Attributes() const
 {
-    const std::uint32_t kind = isDirectory ? FILE_ATTRIBUTE_DIRECTORY : 0;
-    const std::uint32_t usual = isDirectory ? 0 : FILE_ATTRIBUTE_ARCHIVE;
-    return kind | attributes.value_or(usual) | (IsLink() ? FILE_ATTRIBUTE_REPARSE_POINT : 0);
+    const std::uint32_t kind = isDirectory ? kDirectory : 0;
+    const std::uint32_t usual = isDirectory ? 0 : kArchive;
+    return kind | attributes.value_or(usual) | (IsLink() ? kReparsePoint : 0);
 }
 
 bool File::IsReadOnly() const
 {
-    return (Attributes() & FILE_ATTRIBUTE_READONLY) != 0;
+    return (Attributes() & kReadOnly) != 0;
 }
 
 void Files::Load(const Reader& reader)
@@ -109,7 +191,7 @@ void Files::Load(const Reader& reader)
         RequireDrive(path, member);
         ObjectReader object{member};
         std::string otherName;
-        if (object.Read("hardLinkTo", otherName))
+        if (object.Read(kHardLink, otherName))
         {
             object.Done();
             names[Normalize(path)] = Normalize(otherName);
@@ -120,21 +202,7 @@ void Files::Load(const Reader& reader)
         File& file = Create(path, isDirectory);
         if (file.isDirectory != isDirectory)
             member.Fail("both a file and a directory");
-        object.With("link", [&](const Reader& target) { file.link = LinkTarget(target); });
-        object.With("linkMadeBy", [&](const Reader& maker) {
-            if (BytesOfSid(maker.Text()).empty())
-                maker.Fail("not a SID such as S-1-5-32-544");
-            file.linkMaker = maker.Text();
-        });
-        object.Read("text", file.content);
-        object.With("bytes", [&](const Reader& bytes) { file.content = BytesOfLatin1(bytes); });
-        object.With("size", [&](const Reader& size) { file.size = size.As<std::uint64_t>(); });
-        object.With("version", [&](const Reader& version) { file.version = VersionOf(version); });
-        object.With("attributes", [&](const Reader& bits) { file.attributes = bits.As<std::uint32_t>(); });
-        object.Read("denied", file.isDenied);
-        object.Read("inUse", file.isInUse);
-        file.security.Read(object);
-        object.Done();
+        ReadFields(object, file);
     });
     LoadNames(reader, names);
     for (const auto& [key, file] : m_files)
@@ -164,36 +232,17 @@ Json Files::ToJson() const
 {
     Json json = Json::object();
     for (const auto& [folded, file] : m_files)
-    {
-        Json& entry = json[file.path] = Json::object();
-        if (file.isDirectory)
-            entry["directory"] = true;
-        if (file.IsLink())
-            entry["link"] = file.link;
-        if (file.linkMaker)
-            entry["linkMadeBy"] = *file.linkMaker;
-        if (!file.content.empty())
-        {
-            if (IsPlainText(file.content))
-                entry["text"] = file.content;
-            else
-                entry["bytes"] = Latin1Of(file.content);
-        }
-        if (file.size)
-            entry["size"] = *file.size;
-        if (file.version)
-            entry["version"] = fmt::format("{}", fmt::join(*file.version, "."));
-        if (file.attributes)
-            entry["attributes"] = *file.attributes;
-        if (file.isDenied)
-            entry["denied"] = true;
-        if (file.isInUse)
-            entry["inUse"] = true;
-        file.security.Write(entry);
-    }
+        json[file.path] = JsonOfFields(file);
     for (const auto& [folded, name] : m_names)
-        json[name.path] = {{"hardLinkTo", m_files.at(name.file).path}};
+        json[name.path] = {{kHardLink, m_files.at(name.file).path}};
     return json;
+}
+
+Json SchemaOfFiles(Json& definitions)
+{
+    return {{"type", "object"},
+            {"additionalProperties", false},
+            {"patternProperties", {{"^[A-Za-z]:", OrNull(SchemaOf<File>(definitions))}}}};
 }
 
 std::string Files::Normalize(const std::string& path)
@@ -247,10 +296,10 @@ Resolution Files::Resolve(const std::string& path, LastLink last,
         if (link == nullptr)
             return {whole};
         if (link->isDirectory && mayFollow && !mayFollow(*link))
-            return {whole, ERROR_UNTRUSTED_MOUNT_POINT};
+            return {whole, kUntrustedMountPoint};
         whole = link->link + whole.substr(end);
     }
-    return {whole, ERROR_CANT_RESOLVE_FILENAME};
+    return {whole, kCannotResolve};
 }
 
 std::pair<const File*, std::size_t> Files::FirstLinkOn(const std::string& path, LastLink last) const
@@ -425,29 +474,17 @@ Json Files::LibrariesToJson() const
 
 void PendingMoves::Load(const Reader& reader)
 {
-    moves.clear();
-    reader.Elements([&](const Reader& element) {
-        PendingMove move;
-        ObjectReader object{element};
-        if (!object.Read("from", move.from))
-            element.Fail("no file to move");
-        object.Read("to", move.to);
-        object.Done();
-        moves.push_back(std::move(move));
-    });
+    List<PendingMove>().Read(reader, moves);
 }
 
 Json PendingMoves::ToJson() const
 {
-    Json json = Json::array();
-    for (const PendingMove& move : moves)
-    {
-        Json entry{{"from", move.from}};
-        if (!move.to.empty())
-            entry["to"] = move.to;
-        json.push_back(std::move(entry));
-    }
-    return json;
+    return List<PendingMove>().Save(moves);
+}
+
+Json SchemaOfPendingMoves(Json& definitions)
+{
+    return List<PendingMove>().Schema(definitions);
 }
 
 } // namespace winsim

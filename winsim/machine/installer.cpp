@@ -1,79 +1,125 @@
 // Keeps the properties of an install session, and their JSON form.
 #include "winsim/machine/installer.h"
 
+#include "winsim/base/fields.h"
+#include "winsim/machine/area_schemas.h"
+
 #include <algorithm>
 
 namespace winsim
 {
 
+template <>
+struct Fields<PropertyAnswer>
+{
+    static constexpr char kName[] = "propertyAnswer";
+
+    // Zero is no error.
+    struct Error : Plain<std::uint32_t>
+    {
+        Json Schema(Json&) const { return {{"type", "integer"}, {"minimum", 1}, {"maximum", 4294967295}}; }
+    };
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"error", "the error that the question fails with; must be there", "", "no error"},
+              Always(&PropertyAnswer::error, Error()));
+        visit(Key{"size", "what the failing question says of the text's length", ""}, Member(&PropertyAnswer::size));
+    }
+};
+
 namespace
 {
 
 // An answer is a text, or an object with an error.
-PropertyAnswer AnswerOf(const Reader& reader)
+struct AnswerForm
 {
-    PropertyAnswer answer;
-    if (reader.Value().is_string())
+    void Read(const Reader& reader, PropertyAnswer& answer) const
     {
-        answer.text = reader.Text();
-        return answer;
+        if (reader.Value().is_string())
+        {
+            answer.text = reader.Text();
+            return;
+        }
+        ReadFields(reader, answer);
+        if (answer.error == 0)
+            reader.Fail("no error");
     }
-    ObjectReader object{reader};
-    if (!object.Read("error", answer.error) || answer.error == 0)
-        reader.Fail("no error");
-    object.With("size", [&](const Reader& size) { answer.size = size.As<std::uint32_t>(); });
-    object.Done();
-    return answer;
-}
-
-Json JsonOf(const PropertyAnswer& answer)
-{
-    if (answer.error == 0)
-        return answer.text;
-    Json json{{"error", answer.error}};
-    if (answer.size)
-        json["size"] = *answer.size;
-    return json;
-}
+    Json Save(const PropertyAnswer& answer) const
+    {
+        return answer.error == 0 ? Json(answer.text) : JsonOfFields(answer);
+    }
+    Json Schema(Json& definitions) const
+    {
+        return {{"anyOf", {{{"type", "string"}}, SchemaOf<PropertyAnswer>(definitions)}}};
+    }
+};
 
 // A property is one answer, or a list of them.
-std::vector<PropertyAnswer> AnswersOf(const Reader& reader)
+struct AnswersForm
 {
-    if (!reader.Value().is_array())
-        return {AnswerOf(reader)};
-    std::vector<PropertyAnswer> answers;
-    reader.Elements([&](const Reader& answer) { answers.push_back(AnswerOf(answer)); });
-    if (answers.empty())
-        reader.Fail("an empty list");
-    return answers;
-}
+    using Answers = std::vector<PropertyAnswer>;
+
+    void Read(const Reader& reader, Answers& answers) const
+    {
+        if (!reader.Value().is_array())
+            return AnswerForm().Read(reader, answers.emplace_back());
+        List<PropertyAnswer, AnswerForm>().Read(reader, answers);
+        if (answers.empty())
+            reader.Fail("an empty list");
+    }
+    Json Save(const Answers& answers) const
+    {
+        return answers.size() == 1 ? AnswerForm().Save(answers.front())
+                                   : List<PropertyAnswer, AnswerForm>().Save(answers);
+    }
+    Json Schema(Json& definitions) const
+    {
+        Json list = List<PropertyAnswer, AnswerForm>().Schema(definitions);
+        list["minItems"] = 1;
+        return {{"anyOf", {AnswerForm().Schema(definitions), std::move(list)}}};
+    }
+};
+
+using Properties = std::map<std::string, std::vector<PropertyAnswer>>;
+
+// The area as it is described.
+struct Session
+{
+    Properties properties;
+};
 
 } // namespace
 
+template <>
+struct Fields<Session>
+{
+    static constexpr char kName[] = "installer";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"properties", "installer properties by their names; one that is not there is empty", "none"},
+              Always(&Session::properties, ByName<Properties, AnswersForm>()));
+    }
+};
+
 void Installer::Load(const Reader& reader)
 {
-    ObjectReader object{reader};
-    object.With("properties", [&](const Reader& properties) {
-        properties.Members(
-            [&](const std::string& name, const Reader& property) { m_properties[name] = AnswersOf(property); });
-    });
-    object.Done();
+    Session session{std::move(m_properties)};
+    ReadFields(reader, session);
+    m_properties = std::move(session.properties);
 }
 
 Json Installer::ToJson() const
 {
-    Json properties = Json::object();
-    for (const auto& [name, answers] : m_properties)
-    {
-        if (answers.size() == 1)
-        {
-            properties[name] = JsonOf(answers.front());
-            continue;
-        }
-        for (const PropertyAnswer& answer : answers)
-            properties[name].push_back(JsonOf(answer));
-    }
-    return {{"properties", properties}};
+    return JsonOfFields(Session{m_properties});
+}
+
+Json SchemaOfInstaller(Json& definitions)
+{
+    return SchemaOf<Session>(definitions);
 }
 
 PropertyAnswer Installer::AnswerTo(const std::string& property, std::size_t question) const

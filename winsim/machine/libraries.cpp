@@ -1,7 +1,9 @@
 // Keeps what the libraries of a simulated machine do, and their JSON form.
 #include "winsim/machine/libraries.h"
 
+#include "winsim/base/fields.h"
 #include "winsim/base/processor_fault.h"
+#include "winsim/machine/area_schemas.h"
 
 #include <algorithm>
 #include <charconv>
@@ -20,38 +22,52 @@ constexpr ThrownThing kThrownThings[] = {
     {"number", [] { throw 42; }},
 };
 
-// A function is described by its result, or by an object.
-LibraryExport ExportOf(const Reader& reader)
+// What a function throws, by its name.
+struct ThrownForm
 {
-    LibraryExport function;
-    if (reader.Value().is_number())
+    void Read(const Reader& reader, std::string& thrown) const
     {
-        function.result = reader.As<std::int32_t>();
-        return function;
+        thrown = reader.Text();
+        if (std::ranges::none_of(kThrownThings, [&](const ThrownThing& one) { return thrown == one.name; }))
+            reader.Fail("nothing that a function throws, such as \"access violation\"");
     }
-    ObjectReader object{reader};
-    object.Read("result", function.result);
-    object.With("throws", [&](const Reader& thrown) {
-        function.throws = thrown.Text();
-        if (std::ranges::none_of(kThrownThings, [&](const ThrownThing& one) { return function.throws == one.name; }))
-            thrown.Fail("nothing that a function throws, such as \"access violation\"");
-    });
-    object.With("effects", [&](const Reader& effects) { function.effects = effects.Value(); });
-    object.Done();
-    return function;
-}
+    Json Save(const std::string& thrown) const { return thrown; }
+    Json Schema(Json&) const
+    {
+        Json names = Json::array();
+        for (const ThrownThing& thing : kThrownThings)
+            names.push_back(thing.name);
+        return {{"enum", names}};
+    }
+};
 
-Json JsonOf(const LibraryExport& function)
+// Any effects: what is wrong with them is found when they are tried.
+struct AnyEffectsForm : EffectsForm
 {
-    if (function.throws.empty() && function.effects.is_null())
-        return function.result;
-    Json json{{"result", function.result}};
-    if (!function.throws.empty())
-        json["throws"] = function.throws;
-    if (!function.effects.is_null())
-        json["effects"] = function.effects;
-    return json;
-}
+    void Read(const Reader& reader, Json& effects) const { effects = reader.Value(); }
+};
+
+// A function is described by its result, or by an object.
+struct ExportForm
+{
+    void Read(const Reader& reader, LibraryExport& function) const
+    {
+        if (reader.Value().is_number())
+            function.result = reader.As<std::int32_t>();
+        else
+            ReadFields(reader, function);
+    }
+    Json Save(const LibraryExport& function) const
+    {
+        if (function.throws.empty() && function.effects.is_null())
+            return function.result;
+        return JsonOfFields(function);
+    }
+    Json Schema(Json& definitions) const
+    {
+        return {{"anyOf", {Definition("long"), SchemaOf<LibraryExport>(definitions)}}};
+    }
+};
 
 const StringTable* TableOfFile(const std::string& path)
 {
@@ -71,7 +87,76 @@ Texts StringTableOf(const Reader& reader)
     return texts;
 }
 
+void ReadStrings(const Reader& reader, Library& library)
+{
+    if (!reader.Value().is_string())
+    {
+        library.texts = StringTableOf(reader);
+        return;
+    }
+    library.table = reader.Text();
+    if (!StringTables().contains(library.table))
+        reader.Fail("not the name of a table of texts, such as \"de\"");
+}
+
+std::optional<Json> SavedStrings(const Library& library)
+{
+    if (!library.texts)
+        return library.table.empty() ? std::optional<Json>() : Json(library.table);
+    Json strings = Json::object();
+    for (const auto& [id, text] : *library.texts)
+        strings[std::to_string(id)] = text;
+    return strings;
+}
+
+constexpr char kStringsSchema[] = R"({"anyOf": [
+    {"type": "string"},
+    {"type": "object", "additionalProperties": false, "patternProperties": {"^[0-9]+$": {"type": ["string", "null"]}}}
+]})";
+
 } // namespace
+
+template <>
+struct Fields<LibraryExport>
+{
+    static constexpr char kName[] = "libraryExport";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"result", "what it returns; may be negative", "`0`"}, Always(&LibraryExport::result));
+        visit(
+            Key{"throws",
+                "what comes out of it instead: `\"access violation\"`, `\"division by zero\"`, `\"C++ exception\"` or "
+                "`\"number\"`",
+                "nothing"},
+            Member(&LibraryExport::throws, ThrownForm()));
+        visit(Key{"effects", "what it does to the machine", "nothing"},
+              Member(&LibraryExport::effects, AnyEffectsForm()));
+    }
+};
+
+template <>
+struct Fields<Library>
+{
+    static constexpr char kName[] = "library";
+    using Exports = decltype(Library::exports);
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"exports", "functions by their names; each is a number, its result, or an object", "none"},
+              Member(&Library::exports, ByName<Exports, ExportForm>()));
+        visit(Key{"missing", "functions that a library of Windows lacks on this machine: a list of names", "none"},
+              Member(&Library::missing));
+        visit(Key{"loadError", "loading it fails with this error", "`0`"}, Member(&Library::loadError));
+        visit(Key{"strings",
+                  "its string resources: a text for each number, or the name of one of the program's tables, such as "
+                  "`\"de\"`",
+                  "those that its file name stands for"},
+              OwnField{&ReadStrings, &SavedStrings, SchemaText{kStringsSchema}});
+    }
+};
 
 std::span<const ThrownThing> ThrownThings()
 {
@@ -80,45 +165,19 @@ std::span<const ThrownThing> ThrownThings()
 
 void Library::Load(const Reader& reader)
 {
-    ObjectReader object{reader};
-    object.With("exports", [&](const Reader& functions) {
-        functions.Members([&](const std::string& name, const Reader& function) { exports[name] = ExportOf(function); });
-    });
-    object.With("missing", [&](const Reader& names) {
-        names.Elements([&](const Reader& name) { missing.push_back(name.Text()); });
-    });
-    object.Read("loadError", loadError);
-    object.With("strings", [&](const Reader& strings) {
-        if (!strings.Value().is_string())
-        {
-            texts = StringTableOf(strings);
-            return;
-        }
-        table = strings.Text();
-        if (!StringTables().contains(table))
-            strings.Fail("not the name of a table of texts, such as \"de\"");
-    });
-    object.Done();
+    ReadFields(reader, *this);
 }
 
 Json Library::ToJson() const
 {
-    Json json = Json::object();
-    for (const auto& [name, function] : exports)
-        json["exports"][name] = JsonOf(function);
-    if (!missing.empty())
-        json["missing"] = missing;
-    if (loadError != 0)
-        json["loadError"] = loadError;
-    if (!table.empty())
-        json["strings"] = table;
-    if (texts)
-    {
-        Json& strings = json["strings"] = Json::object();
-        for (const auto& [id, text] : *texts)
-            strings[std::to_string(id)] = text;
-    }
-    return json;
+    return JsonOfFields(*this);
+}
+
+Json SchemaOfLibraries(Json& definitions)
+{
+    return {{"type", "object"},
+            {"additionalProperties", false},
+            {"patternProperties", {{"^[A-Za-z]:", OrNull(SchemaOf<Library>(definitions))}}}};
 }
 
 const Texts& Library::TextsAt(const std::string& path) const

@@ -2,6 +2,8 @@
 #include "winsim/machine/machine.h"
 
 #include "winsim/base/description_text.h"
+#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/machine_schema.h"
 #include "winsim/machine/plain_windows.h"
 
 #include <algorithm>
@@ -20,6 +22,8 @@ namespace
 struct Area
 {
     const char* key;
+    const char* meaning; // for the schema
+    Json (*schema)(Json& definitions);
     void (*clear)(Machine&);
     void (*load)(Machine&, const Reader&);
     Json (*save)(const Machine&);
@@ -27,40 +31,54 @@ struct Area
 };
 
 template <auto Member>
-constexpr Area MakeArea(const char* key)
+constexpr Area MakeArea(const char* key, const char* meaning, Json (*schema)(Json&))
 {
-    return {key, [](Machine& machine) { machine.*Member = {}; },
+    return {key,
+            meaning,
+            schema,
+            [](Machine& machine) { machine.*Member = {}; },
             [](Machine& machine, const Reader& reader) { (machine.*Member).Load(reader); },
             [](const Machine& machine) { return (machine.*Member).ToJson(); },
             [](const Machine& one, const Machine& other) { return one.*Member == other.*Member; }};
 }
 
 constexpr Area kAreas[] = {
-    {"title", [](Machine& machine) { machine.title.clear(); },
+    {"title", "One line for people.",
+     [](Json&) {
+         return Json{{"type", "string"}};
+     },
+     [](Machine& machine) { machine.title.clear(); },
      [](Machine& machine, const Reader& reader) { machine.title = reader.Text(); },
      [](const Machine& machine) { return Json(machine.title); },
      [](const Machine& one, const Machine& other) { return one.title == other.title; }},
-    MakeArea<&Machine::windows>("windows"),
-    MakeArea<&Machine::clock>("clock"),
-    MakeArea<&Machine::process>("process"),
-    MakeArea<&Machine::folders>("folders"),
-    MakeArea<&Machine::environment>("environment"),
-    MakeArea<&Machine::registry>("registry"),
-    MakeArea<&Machine::files>("files"),
-    {"libraries", [](Machine&) {}, // they go with their files
+    MakeArea<&Machine::windows>("windows", "Windows as the program sees it.", &SchemaOfWindows),
+    MakeArea<&Machine::clock>("clock", "Time is virtual: it passes by waiting alone.", &SchemaOfClock),
+    MakeArea<&Machine::process>("process", "The process that a run makes.", &SchemaOfProcess),
+    MakeArea<&Machine::folders>("folders", "The shell's folders, each a full path.", &SchemaOfFolders),
+    MakeArea<&Machine::environment>("environment", "Environment variables: a name and its text each.",
+                                    &SchemaOfEnvironment),
+    MakeArea<&Machine::registry>("registry", "Keys by their paths, which begin with HKLM, HKCU, HKCR or HKU.",
+                                 &SchemaOfRegistry),
+    MakeArea<&Machine::files>("files", "Files and directories by their full paths, which begin with a drive.",
+                              &SchemaOfFiles),
+    {"libraries", "Files that can be loaded, by their full paths.", &SchemaOfLibraries,
+     [](Machine&) {}, // they go with their files
      [](Machine& machine, const Reader& reader) { machine.files.LoadLibraries(reader); },
      [](const Machine& machine) { return machine.files.LibrariesToJson(); },
      [](const Machine& one, const Machine& other) { return one.files == other.files; }},
-    MakeArea<&Machine::pendingMoves>("pendingMoves"),
-    MakeArea<&Machine::token>("token"),
-    MakeArea<&Machine::services>("services"),
-    MakeArea<&Machine::processes>("processes"),
-    MakeArea<&Machine::programs>("programs"),
-    MakeArea<&Machine::smartCards>("smartCards"),
-    MakeArea<&Machine::cng>("cng"),
-    MakeArea<&Machine::wmi>("wmi"),
-    MakeArea<&Machine::installer>("installer"),
-    MakeArea<&Machine::events>("events"),
+    MakeArea<&Machine::pendingMoves>("pendingMoves", "What waits for the next start of Windows, in order.",
+                                     &SchemaOfPendingMoves),
+    MakeArea<&Machine::token>("token", "The program's token.", &SchemaOfToken),
+    MakeArea<&Machine::services>("services", "Services by their names.", &SchemaOfServices),
+    MakeArea<&Machine::processes>("processes", "The running processes in Windows' order.", &SchemaOfProcesses),
+    MakeArea<&Machine::programs>("programs", "Programs that can be started, by their full paths.", &SchemaOfPrograms),
+    MakeArea<&Machine::smartCards>("smartCards", "Smart-card readers, and the resource manager that lists them.",
+                                   &SchemaOfSmartCards),
+    MakeArea<&Machine::cng>("cng", "The configuration of Windows' cryptography (CNG).", &SchemaOfCng),
+    MakeArea<&Machine::wmi>("wmi", "Windows' management instrumentation.", &SchemaOfWmi),
+    MakeArea<&Machine::installer>("installer", "The install session that an exported entry point is called with.",
+                                  &SchemaOfInstaller),
+    MakeArea<&Machine::events>("events", "The Application event log, oldest event first.", &SchemaOfEvents),
 };
 
 const Json& PlainWindows()
@@ -366,6 +384,36 @@ std::map<std::string, Json> ItemsOf(const std::string& area, const Json& json)
 }
 
 } // namespace
+
+Json MachineSchema()
+{
+    Json definitions = {
+        {"word", {{"type", "integer"}, {"minimum", 0}, {"maximum", 0xFFFF}}},
+        {"dword", {{"type", "integer"}, {"minimum", 0}, {"maximum", 0xFFFFFFFF}}},
+        {"long", {{"type", "integer"}, {"minimum", -0x80000000LL}, {"maximum", 0x7FFFFFFF}}},
+        {"size", {{"type", "integer"}, {"minimum", 0}, {"maximum", 0x7FFFFFFFFFFFFFFFLL}}},
+        {"sid", {{"type", "string"}, {"pattern", "^S-1-[0-9]+(-[0-9]+)*$"}}},
+        {"effects", {{"type", "object"}, {"description", "A description again, put onto the machine as it is then."}}},
+    };
+    Json properties = Json::object();
+    for (const Area& area : kAreas)
+    {
+        Json schema{{"description", area.meaning}};
+        schema.update(area.schema(definitions));
+        properties[area.key] = std::move(schema);
+        // Only a file can be like another one.
+        if (area.key == std::string_view("title"))
+            properties["like"] = {{"description", "Another description's file, by its path from this one."},
+                                  {"type", "string"}};
+    }
+    return {{"$schema", "https://json-schema.org/draft/2020-12/schema"},
+            {"title", "A machine description"},
+            {"description", "How a simulated machine differs from a plain Windows 10 machine. See docs/machine.md."},
+            {"type", "object"},
+            {"additionalProperties", false},
+            {"properties", std::move(properties)},
+            {"$defs", std::move(definitions)}};
+}
 
 Machine Machine::FromJson(const Json& description)
 {

@@ -1,7 +1,9 @@
 // Keeps the processes and programs of a simulated machine, and their JSON form.
 #include "winsim/machine/processes.h"
 
+#include "winsim/base/fields.h"
 #include "winsim/base/text.h"
+#include "winsim/machine/area_schemas.h"
 #include "winsim/machine/files.h"
 
 #include <algorithm>
@@ -15,60 +17,89 @@ namespace
 constexpr std::uint32_t kFirstId = 100;
 constexpr std::uint32_t kIdStep = 4; // Windows' identifiers are multiples of four
 
-ProgramRun ReadRun(const Reader& reader)
+// Several processes that are alike, as one entry of a description.
+struct DescribedProcess : RunningProcess
 {
-    ProgramRun run;
-    ObjectReader object{reader};
-    object.With("arguments", [&](const Reader& arguments) { run.arguments = arguments.Text(); });
-    object.Read("startError", run.startError);
-    object.Read("exitCode", run.exitCode);
-    object.Read("runMs", run.runMs);
-    object.Read("neverEnds", run.neverEnds);
-    object.With("effects", [&](const Reader& effects) {
-        if (!effects.Value().is_object())
-            effects.Fail("not an object");
-        run.effects = effects.Value();
-    });
-    object.Done();
-    return run;
-}
-
-Json JsonOfRun(const ProgramRun& run)
-{
-    Json json = Json::object();
-    if (run.arguments)
-        json["arguments"] = *run.arguments;
-    if (run.startError != 0)
-        json["startError"] = run.startError;
-    json["exitCode"] = run.exitCode;
-    if (run.runMs != 0)
-        json["runMs"] = run.runMs;
-    if (run.neverEnds)
-        json["neverEnds"] = true;
-    if (!run.effects.is_null())
-        json["effects"] = run.effects;
-    return json;
-}
+    std::uint32_t count = 1;
+};
 
 } // namespace
+
+template <>
+struct Fields<DescribedProcess>
+{
+    static constexpr char kName[] = "runningProcess";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"id", "its identifier; no two have the same", "the next free one"}, Always(&RunningProcess::id));
+        visit(Key{"name", "file name of its program; none: nobody can ask for its modules", "none"},
+              Member(&RunningProcess::name));
+        visit(Key{"deniedAccess", "rights (a number) that are refused: an open that asks for any of them fails", "`0`"},
+              Member(&RunningProcess::deniedAccess));
+        visit(Key{"terminateError", "ending it fails with this error", "`0`"}, Member(&RunningProcess::terminateError));
+        visit(Key{"count", "how many processes this is, each with an identifier of its own", "`1`"},
+              Member(&DescribedProcess::count));
+    }
+};
+
+template <>
+struct Fields<ProgramRun>
+{
+    static constexpr char kName[] = "programRun";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"arguments", "the whole text after the program's name that this run is for", "any"},
+              Member(&ProgramRun::arguments));
+        visit(Key{"startError", "it cannot be started: this error", "`0`"}, Member(&ProgramRun::startError));
+        visit(Key{"exitCode", "its exit code", "`0`"}, Always(&ProgramRun::exitCode));
+        visit(Key{"runMs", "how long it runs", "`0`"}, Member(&ProgramRun::runMs));
+        visit(Key{"neverEnds", "whether it never ends", "`false`"}, Member(&ProgramRun::neverEnds));
+        visit(Key{"effects", "what it does to the machine when it ends", "nothing"},
+              Member(&ProgramRun::effects, EffectsForm()));
+    }
+};
+
+namespace
+{
+
+// A program as one member of a description.
+struct DescribedProgram
+{
+    std::vector<ProgramRun> runs;
+};
+
+} // namespace
+
+template <>
+struct Fields<DescribedProgram>
+{
+    static constexpr char kName[] = "program";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"runs",
+                  "what it does, a list: the first run that fits the arguments counts; without one it ends at once "
+                  "with 0",
+                  "none"},
+              Always(&DescribedProgram::runs));
+    }
+};
 
 void Processes::Load(const Reader& reader)
 {
     m_processes.clear();
     reader.Elements([&](const Reader& element) {
-        RunningProcess process;
-        std::uint32_t count = 1;
-        ObjectReader object{element};
+        DescribedProcess process;
         process.id = FreeId();
-        object.Read("id", process.id);
-        object.Read("name", process.name);
-        object.Read("deniedAccess", process.deniedAccess);
-        object.Read("terminateError", process.terminateError);
-        object.Read("count", count);
-        object.Done();
+        ReadFields(element, process);
         if (Find(process.id) != nullptr)
             element.Fail("the id is another process's");
-        for (; count > 0; --count)
+        for (; process.count > 0; --process.count)
         {
             Add(process);
             process.id = FreeId();
@@ -80,17 +111,13 @@ Json Processes::ToJson() const
 {
     Json json = Json::array();
     for (const RunningProcess& process : m_processes)
-    {
-        Json entry{{"id", process.id}};
-        if (!process.name.empty())
-            entry["name"] = process.name;
-        if (process.deniedAccess != 0)
-            entry["deniedAccess"] = process.deniedAccess;
-        if (process.terminateError != 0)
-            entry["terminateError"] = process.terminateError;
-        json.push_back(entry);
-    }
+        json.push_back(JsonOfFields(DescribedProcess{process}));
     return json;
+}
+
+Json SchemaOfProcesses(Json& definitions)
+{
+    return List<DescribedProcess>().Schema(definitions);
 }
 
 const RunningProcess* Processes::Find(std::uint32_t id) const
@@ -116,13 +143,10 @@ void Processes::Remove(std::uint32_t id)
 void Programs::Load(const Reader& reader)
 {
     reader.Members([&](const std::string& path, const Reader& member) {
-        Program program{Files::Normalize(path), {}};
-        ObjectReader object{member};
-        object.With("runs", [&](const Reader& runs) {
-            runs.Elements([&](const Reader& run) { program.runs.push_back(ReadRun(run)); });
-        });
-        object.Done();
-        m_programs.insert_or_assign(FoldCase(program.path), std::move(program));
+        DescribedProgram program;
+        ReadFields(member, program);
+        const std::string normal = Files::Normalize(path);
+        m_programs.insert_or_assign(FoldCase(normal), Program{normal, std::move(program.runs)});
     });
 }
 
@@ -130,13 +154,13 @@ Json Programs::ToJson() const
 {
     Json json = Json::object();
     for (const auto& [folded, program] : m_programs)
-    {
-        Json runs = Json::array();
-        for (const ProgramRun& run : program.runs)
-            runs.push_back(JsonOfRun(run));
-        json[program.path]["runs"] = runs;
-    }
+        json[program.path] = JsonOfFields(DescribedProgram{program.runs});
     return json;
+}
+
+Json SchemaOfPrograms(Json& definitions)
+{
+    return {{"type", "object"}, {"additionalProperties", OrNull(SchemaOf<DescribedProgram>(definitions))}};
 }
 
 bool Programs::IsDescribed(const std::string& path) const

@@ -1,11 +1,14 @@
 // Keeps the keys and values of a simulated registry, and their JSON form.
 #include "winsim/machine/registry.h"
 
-#include "winreg.h"
 #include "winsim/base/text.h"
-#include "winsim_types.h"
+#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/security_fields.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
 
 namespace winsim
 {
@@ -13,16 +16,17 @@ namespace winsim
 namespace
 {
 
-struct TypeName
-{
-    std::uint32_t type;
-    const char* name;
-};
+// As Windows numbers them.
+constexpr std::uint32_t kText = 1;
+constexpr std::uint32_t kExpandableText = 2;
+constexpr std::uint32_t kDword = 4;
+constexpr std::uint32_t kTexts = 7;
+constexpr std::uint32_t kQword = 11;
 
-constexpr TypeName kTypeNames[] = {
-    {REG_NONE, "REG_NONE"},     {REG_SZ, "REG_SZ"},       {REG_EXPAND_SZ, "REG_EXPAND_SZ"},
-    {REG_BINARY, "REG_BINARY"}, {REG_DWORD, "REG_DWORD"}, {REG_MULTI_SZ, "REG_MULTI_SZ"},
-    {REG_QWORD, "REG_QWORD"},
+constexpr NamedValue kTypes[] = {
+    {0, "REG_NONE"},       {kText, "REG_SZ"},     {kExpandableText, "REG_EXPAND_SZ"},
+    {3, "REG_BINARY"},     {kDword, "REG_DWORD"}, {kTexts, "REG_MULTI_SZ"},
+    {kQword, "REG_QWORD"},
 };
 
 constexpr const char* kRoots[] = {"HKLM", "HKCU", "HKCR", "HKU"};
@@ -74,28 +78,23 @@ std::uint32_t DwordOfBytes(const std::string& bytes)
     return number;
 }
 
-std::uint32_t TypeOf(const Reader& reader)
+struct TypeForm
 {
-    if (reader.Value().is_number())
-        return reader.As<std::uint32_t>();
-    const std::string name = reader.Text();
-    for (const TypeName& known : kTypeNames)
+    void Read(const Reader& reader, std::uint32_t& type) const
     {
-        if (name == known.name)
-            return known.type;
+        if (reader.Value().is_number())
+        {
+            type = reader.As<std::uint32_t>();
+            return;
+        }
+        const auto known = std::ranges::find(kTypes, reader.Text(), &NamedValue::name);
+        if (known == std::end(kTypes))
+            reader.Fail("not a registry type");
+        type = known->value;
     }
-    reader.Fail("not a registry type");
-}
-
-Json JsonOfType(std::uint32_t type)
-{
-    for (const TypeName& known : kTypeNames)
-    {
-        if (type == known.type)
-            return known.name;
-    }
-    return type;
-}
+    Json Save(std::uint32_t type) const { return NameOf(type, kTypes); }
+    Json Schema(Json& definitions) const { return Named{kTypes, ""}.Schema(definitions); }
+};
 
 std::string BytesOfHex(const Reader& reader)
 {
@@ -116,65 +115,10 @@ std::string HexOfBytes(const std::string& bytes)
     return hex;
 }
 
-RegistryValue ValueOf(const std::string& name, const Reader& reader);
-
-// What the value is at first, and what it becomes.
-RegistryValue ChangingValueOf(const std::string& name, const Reader& reader)
+// Whether a value is saved as a text, and then which.
+std::optional<std::string> SavedText(const RegistryValue& value)
 {
-    std::vector<RegistryValue> values;
-    reader.Elements([&](const Reader& value) { values.push_back(ValueOf(name, value)); });
-    if (values.empty())
-        reader.Fail("an empty list");
-    RegistryValue first = std::move(values.front());
-    first.later.assign(values.begin() + 1, values.end());
-    return first;
-}
-
-// A value is a number (REG_DWORD), a text (REG_SZ), or an object with a type and either form or bytes in hexadecimal;
-// or a list of them, for a value that changes with each read.
-RegistryValue ValueOf(const std::string& name, const Reader& reader)
-{
-    if (reader.Value().is_number())
-        return {name, REG_DWORD, BytesOfNumber(reader.As<std::uint32_t>()), {}};
-    if (reader.Value().is_string())
-        return {name, REG_SZ, BytesOfText(reader.Text()), {}};
-    if (reader.Value().is_array())
-        return ChangingValueOf(name, reader);
-
-    RegistryValue value{name, REG_NONE, {}, {}};
-    ObjectReader object{reader};
-    if (!object.With("type", [&](const Reader& member) { value.type = TypeOf(member); }))
-        reader.Fail("no type");
-    object.With("hex", [&](const Reader& member) { value.bytes = BytesOfHex(member); });
-    object.With("text", [&](const Reader& member) { value.bytes = BytesOfText(member.Text()); });
-    object.With("number", [&](const Reader& member) {
-        value.bytes = value.type == REG_QWORD ? BytesOfNumber(member.As<std::uint64_t>())
-                                              : BytesOfNumber(member.As<std::uint32_t>());
-    });
-    object.Done();
-    return value;
-}
-
-Json JsonOfValue(const RegistryValue& value)
-{
-    if (!value.later.empty())
-    {
-        Json list = Json::array({JsonOfValue({value.name, value.type, value.bytes, {}})});
-        for (const RegistryValue& later : value.later)
-            list.push_back(JsonOfValue(later));
-        return list;
-    }
-    if (value.type == REG_DWORD && value.bytes.size() == 4)
-        return DwordOfBytes(value.bytes);
-    const auto text = IsTextType(value.type) ? TextOfBytes(value.bytes) : std::nullopt;
-    if (text && value.type == REG_SZ)
-        return *text;
-    Json json{{"type", JsonOfType(value.type)}};
-    if (text)
-        json["text"] = *text;
-    else
-        json["hex"] = HexOfBytes(value.bytes);
-    return json;
+    return IsTextType(value.type) ? TextOfBytes(value.bytes) : std::nullopt;
 }
 
 bool HasKnownRoot(const std::string& path)
@@ -188,11 +132,159 @@ bool HasKnownRoot(const std::string& path)
     return false;
 }
 
+constexpr char kHexSchema[] = R"({"type": "string", "pattern": "^([0-9a-fA-F]{2})*$"})";
+constexpr char kNumberSchema[] = R"({"$ref": "#/$defs/size"})";
+constexpr char kTextSchema[] = R"({"type": "string"})";
+
 } // namespace
+
+// A value as an object: its bytes have one of three forms.
+template <>
+struct Fields<RegistryValue>
+{
+    static constexpr char kName[] = "registryValue";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"type",
+                  "`\"REG_NONE\"`, `\"REG_SZ\"`, `\"REG_EXPAND_SZ\"`, `\"REG_BINARY\"`, `\"REG_DWORD\"`, "
+                  "`\"REG_MULTI_SZ\"`, `\"REG_QWORD\"`, or the type's number; must be there",
+                  "", "no type"},
+              Always(&RegistryValue::type, TypeForm()));
+        visit(Key{"text", "text with its terminator", ""},
+              OwnField{[](const Reader& reader, RegistryValue& value) { value.bytes = BytesOfText(reader.Text()); },
+                       [](const RegistryValue& value) {
+                           const auto text = SavedText(value);
+                           return text ? std::optional<Json>(*text) : std::nullopt;
+                       },
+                       SchemaText{kTextSchema}});
+        visit(Key{"number", "a number of 4 bytes, for `REG_QWORD` of 8", ""},
+              OwnField{[](const Reader& reader, RegistryValue& value) {
+                           value.bytes = value.type == kQword ? BytesOfNumber(reader.As<std::uint64_t>())
+                                                              : BytesOfNumber(reader.As<std::uint32_t>());
+                       },
+                       [](const RegistryValue&) { return std::optional<Json>(); }, SchemaText{kNumberSchema}});
+        visit(Key{"hex", "the bytes as they are stored, in hexadecimal: text is UTF-16, little end first", ""},
+              OwnField{[](const Reader& reader, RegistryValue& value) { value.bytes = BytesOfHex(reader); },
+                       [](const RegistryValue& value) {
+                           return SavedText(value) ? std::nullopt : std::optional<Json>(HexOfBytes(value.bytes));
+                       },
+                       SchemaText{kHexSchema}});
+    }
+};
+
+namespace
+{
+
+// A value is a number (REG_DWORD), a text (REG_SZ), or an object with a type and either form or bytes in hexadecimal.
+struct ValueForm
+{
+    void Read(const Reader& reader, RegistryValue& value) const
+    {
+        if (reader.Value().is_number())
+        {
+            value.type = kDword;
+            value.bytes = BytesOfNumber(reader.As<std::uint32_t>());
+        }
+        else if (reader.Value().is_string())
+        {
+            value.type = kText;
+            value.bytes = BytesOfText(reader.Text());
+        }
+        else
+            ReadFields(reader, value);
+    }
+    Json Save(const RegistryValue& value) const
+    {
+        if (value.type == kDword && value.bytes.size() == 4)
+            return DwordOfBytes(value.bytes);
+        const auto text = SavedText(value);
+        return text && value.type == kText ? Json(*text) : JsonOfFields(value);
+    }
+    Json Schema(Json& definitions) const
+    {
+        return {{"anyOf", {{{"type", "string"}}, Definition("dword"), SchemaOf<RegistryValue>(definitions)}}};
+    }
+};
+
+// The same, or a list of them for a value that changes with each read.
+struct ChangingValueForm
+{
+    using Values = List<RegistryValue, ValueForm>;
+
+    void Read(const Reader& reader, RegistryValue& value) const
+    {
+        if (!reader.Value().is_array())
+            return ValueForm().Read(reader, value);
+        std::vector<RegistryValue> values;
+        Values().Read(reader, values);
+        if (values.empty())
+            reader.Fail("an empty list");
+        value = std::move(values.front());
+        value.later.assign(values.begin() + 1, values.end());
+    }
+    Json Save(const RegistryValue& value) const
+    {
+        if (value.later.empty())
+            return ValueForm().Save(value);
+        Json list = Values().Save(value.later);
+        list.insert(list.begin(), ValueForm().Save(value));
+        return list;
+    }
+    Json Schema(Json& definitions) const
+    {
+        Json list = Values().Schema(definitions);
+        list["minItems"] = 1;
+        return {{"anyOf", {ValueForm().Schema(definitions), std::move(list)}}};
+    }
+};
+
+// The values of a key, each with its name as it was created.
+struct ValuesForm
+{
+    using Values = decltype(RegistryKey::values);
+
+    void Read(const Reader& reader, Values& values) const
+    {
+        reader.Members([&](const std::string& name, const Reader& member) {
+            RegistryValue value;
+            ChangingValueForm().Read(member, value);
+            value.name = name;
+            for (RegistryValue& later : value.later)
+                later.name = name;
+            values[FoldCase(name)] = std::move(value);
+        });
+    }
+    Json Save(const Values& values) const
+    {
+        Json json = Json::object();
+        for (const auto& [folded, value] : values)
+            json[value.name] = ChangingValueForm().Save(value);
+        return json;
+    }
+    Json Schema(Json& definitions) const { return ByName<Values, ChangingValueForm>().Schema(definitions); }
+};
+
+} // namespace
+
+template <>
+struct Fields<RegistryKey>
+{
+    static constexpr char kName[] = "registryKey";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"values", "values by their names; the name `\"\"` is the key's default value", "none"},
+              Member(&RegistryKey::values, ValuesForm()));
+        VisitPart(visit, &RegistryKey::security);
+    }
+};
 
 bool IsTextType(std::uint32_t type)
 {
-    return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+    return type == kText || type == kExpandableText || type == kTexts;
 }
 
 void Registry::Load(const Reader& reader)
@@ -202,15 +294,7 @@ void Registry::Load(const Reader& reader)
             member.Fail("a key begins with HKLM, HKCU, HKCR or HKU");
         if (path.back() == '\\' || path.find("\\\\") != std::string::npos)
             member.Fail("a key's name is empty");
-        RegistryKey& key = Create(path);
-        ObjectReader object{member};
-        object.With("values", [&](const Reader& values) {
-            values.Members([&](const std::string& name, const Reader& value) {
-                key.values[FoldCase(name)] = ValueOf(name, value);
-            });
-        });
-        key.security.Read(object);
-        object.Done();
+        ReadFields(member, Create(path));
     });
 }
 
@@ -218,13 +302,16 @@ Json Registry::ToJson() const
 {
     Json json = Json::object();
     for (const auto& [folded, key] : m_keys)
-    {
-        Json& entry = json[key.path] = Json::object();
-        for (const auto& [name, value] : key.values)
-            entry["values"][value.name] = JsonOfValue(value);
-        key.security.Write(entry);
-    }
+        json[key.path] = JsonOfFields(key);
     return json;
+}
+
+Json SchemaOfRegistry(Json& definitions)
+{
+    constexpr char kPath[] = R"(^([Hh][Kk][Ll][Mm]|[Hh][Kk][Cc][Uu]|[Hh][Kk][Cc][Rr]|[Hh][Kk][Uu])(\\[^\\]+)*$)";
+    return {{"type", "object"},
+            {"additionalProperties", false},
+            {"patternProperties", {{kPath, OrNull(SchemaOf<RegistryKey>(definitions))}}}};
 }
 
 const RegistryKey* Registry::Find(const std::string& path) const

@@ -1,11 +1,12 @@
 // Checks access on a simulated machine, and keeps the JSON form of owners, access lists and the token.
 #include "winsim/machine/security.h"
 
-#include "winnt.h"
 #include "winsim/base/sid.h"
 #include "winsim/base/text.h"
+#include "winsim/machine/area_schemas.h"
 #include "winsim/machine/inheritance.h"
 #include "winsim/machine/privileges.h"
+#include "winsim/machine/security_fields.h"
 
 #include <algorithm>
 
@@ -15,116 +16,65 @@ namespace winsim
 namespace
 {
 
-struct RightName
-{
-    std::uint32_t mask;
-    const char* name;
-};
+// As Windows numbers them.
+constexpr std::uint32_t kReadControl = 0x20000;
+constexpr std::uint32_t kWriteDac = 0x40000;
+constexpr std::uint32_t kWriteOwner = 0x80000;
+constexpr std::uint32_t kHandableDown = 0xF; // the flags of an entry that say what it is handed down to
+constexpr std::uint32_t kInheritOnly = 0x8;
+constexpr std::uint32_t kInherited = 0x10;
+constexpr char kTakeOwnership[] = "SeTakeOwnershipPrivilege";
 
-constexpr RightName kRightNames[] = {
-    {DELETE, "DELETE"},
-    {READ_CONTROL, "READ_CONTROL"},
-    {WRITE_DAC, "WRITE_DAC"},
-    {WRITE_OWNER, "WRITE_OWNER"},
+constexpr NamedValue kRights[] = {
+    {0x10000, "DELETE"},
+    {kReadControl, "READ_CONTROL"},
+    {kWriteDac, "WRITE_DAC"},
+    {kWriteOwner, "WRITE_OWNER"},
     {0x0001, "KEY_QUERY_VALUE"},
     {0x0002, "KEY_SET_VALUE"},
     {0x0004, "KEY_CREATE_SUB_KEY"},
 };
 
-constexpr std::uint32_t kInheritanceFlags =
-    OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE | NO_PROPAGATE_INHERIT_ACE | INHERIT_ONLY_ACE;
-
 std::uint32_t RightOf(const Reader& reader)
 {
     const std::string text = reader.Text();
-    for (const RightName& right : kRightNames)
+    for (const NamedValue& right : kRights)
     {
         if (text == right.name)
-            return right.mask;
+            return right.value;
     }
     reader.Fail("not a right such as WRITE_DAC");
 }
 
-// A mask is a number, or a list of the rights' names.
-std::uint32_t MaskOf(const Reader& reader)
-{
-    if (reader.Value().is_number())
-        return reader.As<std::uint32_t>();
-    std::uint32_t mask = 0;
-    reader.Elements([&](const Reader& right) { mask |= RightOf(right); });
-    return mask;
-}
+// A list of SIDs.
+using SidsForm = List<std::string, SidForm>;
 
-std::string SidOf(const Reader& reader)
+struct PrivilegesForm : List<std::string>
 {
-    if (BytesOfSid(reader.Text()).empty())
-        reader.Fail("not a SID such as S-1-5-32-544");
-    return reader.Text();
-}
+    void Read(const Reader& reader, std::vector<std::string>& names) const
+    {
+        reader.Elements([](const Reader& name) {
+            if (FindPrivilege(name.Text()) == nullptr)
+                name.Fail("not a privilege such as SeTakeOwnershipPrivilege");
+        });
+        List<std::string>::Read(reader, names);
+    }
+};
 
-std::vector<std::string> TextsOf(const Reader& reader)
+// Of the token's privileges.
+struct EnabledField
 {
-    std::vector<std::string> texts;
-    reader.Elements([&](const Reader& text) { texts.push_back(text.Text()); });
-    return texts;
-}
-
-std::uint32_t InheritanceOf(const Reader& reader)
-{
-    const auto flags = reader.As<std::uint32_t>();
-    if (flags > kInheritanceFlags)
-        reader.Fail("not inheritance flags, a number from 0 to 15");
-    return flags;
-}
-
-std::vector<std::string> PrivilegesOf(const Reader& reader)
-{
-    reader.Elements([](const Reader& name) {
-        if (FindPrivilege(name.Text()) == nullptr)
-            name.Fail("not a privilege such as SeTakeOwnershipPrivilege");
-    });
-    return TextsOf(reader);
-}
-
-std::vector<std::string> EnabledOf(const Reader& reader, const Token& token)
-{
-    reader.Elements([&](const Reader& name) {
-        if (!token.HasPrivilege(name.Text()))
-            name.Fail("not one of the token's privileges");
-    });
-    return TextsOf(reader);
-}
-
-AccessEntry EntryOf(const Reader& reader)
-{
-    AccessEntry entry;
-    ObjectReader object{reader};
-    if (!object.With("trustee", [&](const Reader& trustee) { entry.trustee = SidOf(trustee); }))
-        reader.Fail("no trustee");
-    object.With("mask", [&](const Reader& mask) { entry.mask = MaskOf(mask); });
-    object.With("inheritance", [&](const Reader& flags) { entry.inheritance = InheritanceOf(flags); });
-    object.With("type", [&](const Reader& type) {
-        entry.isDenial = type.Text() == "deny";
-        if (!entry.isDenial && type.Text() != "allow")
-            type.Fail("neither allow nor deny");
-    });
-    bool isInherited = false;
-    object.Read("inherited", isInherited);
-    entry.inheritance |= isInherited ? INHERITED_ACE : 0;
-    object.Done();
-    return entry;
-}
-
-Json JsonOf(const AccessEntry& entry)
-{
-    Json json{{"trustee", entry.trustee},
-              {"mask", entry.mask},
-              {"inheritance", entry.inheritance & kInheritanceFlags},
-              {"type", entry.isDenial ? "deny" : "allow"}};
-    if ((entry.inheritance & INHERITED_ACE) != 0)
-        json["inherited"] = true;
-    return json;
-}
+    void Read(const Reader& reader, Token& token) const
+    {
+        reader.Elements([&](const Reader& name) {
+            if (!token.HasPrivilege(name.Text()))
+                name.Fail("not one of the token's privileges");
+        });
+        List<std::string>().Read(reader, token.enabled);
+    }
+    std::optional<Json> Save(const Token& token, const Token&) const { return Json(token.enabled); }
+    Json Schema(Json& definitions) const { return List<std::string>().Schema(definitions); }
+};
 
 // Whether a list grants all rights that are still wanted: the first entry that speaks of a right decides.
 bool ListGrants(const std::vector<AccessEntry>& list, const Token& token, std::uint32_t wanted,
@@ -132,7 +82,7 @@ bool ListGrants(const std::vector<AccessEntry>& list, const Token& token, std::u
 {
     for (const AccessEntry& entry : list)
     {
-        if ((entry.inheritance & INHERIT_ONLY_ACE) != 0 || !token.Holds(entry.trustee))
+        if ((entry.inheritance & kInheritOnly) != 0 || !token.Holds(entry.trustee))
             continue;
         const std::uint32_t mask = MappedRights(entry.mask, generic);
         if (entry.isDenial && (wanted & mask) != 0)
@@ -149,23 +99,102 @@ bool Contains(const std::vector<std::string>& texts, const std::string& text)
 
 } // namespace
 
+template <>
+struct Fields<Token>
+{
+    static constexpr char kName[] = "token";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"user", "SID of the user", "`\"S-1-5-21-1004336348-1177238915-682003330-1001\"`"},
+              Always(&Token::user, SidForm()));
+        visit(Key{"groups", "SIDs of the groups: a list", "administrators, users, everyone, authenticated users"},
+              Always(&Token::groups, SidsForm()));
+        visit(Key{"privileges", "privileges by Windows' names, such as `\"SeTakeOwnershipPrivilege\"`: a list",
+                  "an administrator's"},
+              Always(&Token::privileges, PrivilegesForm()));
+        visit(Key{"enabled", "those of them that are enabled: a list",
+                  "`SeChangeNotifyPrivilege` and `SeImpersonatePrivilege`, if they are among `privileges`"},
+              EnabledField());
+    }
+};
+
+void SidForm::Read(const Reader& reader, std::string& sid) const
+{
+    sid = reader.Text();
+    if (BytesOfSid(sid).empty())
+        reader.Fail("not a SID such as S-1-5-32-544");
+}
+
+void RightsForm::Read(const Reader& reader, std::uint32_t& mask) const
+{
+    if (reader.Value().is_number())
+    {
+        mask = reader.As<std::uint32_t>();
+        return;
+    }
+    mask = 0;
+    reader.Elements([&](const Reader& right) { mask |= RightOf(right); });
+}
+
+Json RightsForm::Schema(Json& definitions) const
+{
+    Json names = Json::array();
+    for (const NamedValue& right : kRights)
+        names.push_back(right.name);
+    definitions["rights"] = {
+        {"anyOf", {Definition("dword"), {{"type", "array"}, {"items", {{"enum", std::move(names)}}}}}}};
+    return Definition("rights");
+}
+
+void InheritanceField::Read(const Reader& reader, AccessEntry& entry) const
+{
+    entry.inheritance = reader.As<std::uint32_t>();
+    if (entry.inheritance > kHandableDown)
+        reader.Fail("not inheritance flags, a number from 0 to 15");
+}
+
+std::optional<Json> InheritanceField::Save(const AccessEntry& entry, const AccessEntry&) const
+{
+    return Json(entry.inheritance & kHandableDown);
+}
+
+Json InheritanceField::Schema(Json&) const
+{
+    return {{"type", "integer"}, {"minimum", 0}, {"maximum", kHandableDown}};
+}
+
+void InheritedField::Read(const Reader& reader, AccessEntry& entry) const
+{
+    entry.inheritance |= reader.Flag() ? kInherited : 0;
+}
+
+std::optional<Json> InheritedField::Save(const AccessEntry& entry, const AccessEntry&) const
+{
+    return (entry.inheritance & kInherited) != 0 ? std::optional<Json>(true) : std::nullopt;
+}
+
+void EntryTypeForm::Read(const Reader& reader, bool& isDenial) const
+{
+    isDenial = reader.Text() == "deny";
+    if (!isDenial && reader.Text() != "allow")
+        reader.Fail("neither allow nor deny");
+}
+
 void Token::Load(const Reader& reader)
 {
-    const auto readSids = [](const Reader& sids) {
-        sids.Elements([](const Reader& sid) { SidOf(sid); });
-        return TextsOf(sids);
-    };
-    ObjectReader object{reader};
-    object.With("user", [&](const Reader& sid) { user = SidOf(sid); });
-    object.With("groups", [&](const Reader& sids) { groups = readSids(sids); });
-    object.With("privileges", [&](const Reader& names) { privileges = PrivilegesOf(names); });
-    object.With("enabled", [&](const Reader& names) { enabled = EnabledOf(names, *this); });
-    object.Done();
+    ReadFields(reader, *this);
 }
 
 Json Token::ToJson() const
 {
-    return {{"user", user}, {"groups", groups}, {"privileges", privileges}, {"enabled", enabled}};
+    return JsonOfFields(*this);
+}
+
+Json SchemaOfToken(Json& definitions)
+{
+    return SchemaOf<Token>(definitions);
 }
 
 bool Token::Holds(const std::string& sid) const
@@ -190,40 +219,13 @@ void Token::Enable(const std::string& name, bool isEnabled)
         enabled.push_back(name);
 }
 
-void Security::Read(ObjectReader& object)
-{
-    object.With("owner", [&](const Reader& sid) { owner = SidOf(sid); });
-    object.With("access", [&](const Reader& list) {
-        access.emplace();
-        list.Elements([&](const Reader& entry) { access->push_back(EntryOf(entry)); });
-    });
-    object.Read("protected", isProtected);
-    object.With("deniedAccess", [&](const Reader& mask) { deniedAccess = MaskOf(mask); });
-}
-
-void Security::Write(Json& entry) const
-{
-    if (owner)
-        entry["owner"] = *owner;
-    if (access)
-    {
-        Json& list = entry["access"] = Json::array();
-        for (const AccessEntry& one : *access)
-            list.push_back(JsonOf(one));
-    }
-    if (isProtected)
-        entry["protected"] = true;
-    if (deniedAccess != 0)
-        entry["deniedAccess"] = deniedAccess;
-}
-
 bool Security::Grants(const Token& token, std::uint32_t rights, const GenericRights& generic) const
 {
     std::uint32_t wanted = MappedRights(rights, generic);
     if (token.Holds(Owner()))
-        wanted &= ~(READ_CONTROL | WRITE_DAC);
-    if (token.IsEnabled(SE_TAKE_OWNERSHIP_NAME))
-        wanted &= ~WRITE_OWNER;
+        wanted &= ~(kReadControl | kWriteDac);
+    if (token.IsEnabled(kTakeOwnership))
+        wanted &= ~kWriteOwner;
     if ((wanted & deniedAccess) != 0)
         return false;
     return !access || ListGrants(*access, token, wanted, generic);

@@ -62,10 +62,6 @@ struct Security
     bool isProtected = false;                       // inherits nothing
     std::uint32_t deniedAccess = 0; // rights that the process is refused for as long as the list is not replaced
 
-    // Reads the members "owner", "access", "protected" and "deniedAccess" of an object's description.
-    void Read(ObjectReader& object);
-    void Write(Json& entry) const;
-
     std::string Owner() const { return owner.value_or("S-1-5-18"); }
 
     // Whether a process with this token is granted all these rights. The owner may always read the security and

@@ -1,10 +1,9 @@
 // Keeps the services of a simulated machine, and their JSON form.
 #include "winsim/machine/services.h"
 
-#include "winsim/base/named_values.h"
+#include "winsim/base/fields.h"
 #include "winsim/base/text.h"
-#include "winsim_types.h"
-#include "winsvc.h"
+#include "winsim/machine/area_schemas.h"
 
 #include <algorithm>
 
@@ -14,19 +13,25 @@ namespace winsim
 namespace
 {
 
+// As Windows numbers them.
+constexpr std::uint32_t kStopped = 1;
+constexpr std::uint32_t kStartPending = 2;
+constexpr std::uint32_t kStopPending = 3;
+constexpr std::uint32_t kRunning = 4;
+constexpr std::uint32_t kPaused = 7;
+constexpr std::uint32_t kAcceptsStop = 1;
+constexpr std::uint32_t kOwnProcess = 0x10;
+constexpr std::uint32_t kDemandStart = 3;
+constexpr std::uint32_t kNormalError = 1;
+
 constexpr NamedValue kStates[] = {
-    {SERVICE_STOPPED, "stopped"},
-    {SERVICE_START_PENDING, "startPending"},
-    {SERVICE_STOP_PENDING, "stopPending"},
-    {SERVICE_RUNNING, "running"},
-    {SERVICE_CONTINUE_PENDING, "continuePending"},
-    {SERVICE_PAUSE_PENDING, "pausePending"},
-    {SERVICE_PAUSED, "paused"},
+    {kStopped, "stopped"}, {kStartPending, "startPending"}, {kStopPending, "stopPending"},
+    {kRunning, "running"}, {5, "continuePending"},          {6, "pausePending"},
+    {kPaused, "paused"},
 };
 
 constexpr NamedValue kStartTypes[] = {
-    {SERVICE_BOOT_START, "boot"},     {SERVICE_SYSTEM_START, "system"}, {SERVICE_AUTO_START, "auto"},
-    {SERVICE_DEMAND_START, "demand"}, {SERVICE_DISABLED, "disabled"},
+    {0, "boot"}, {1, "system"}, {2, "auto"}, {kDemandStart, "demand"}, {4, "disabled"},
 };
 
 // How long an undescribed service takes to start and to stop.
@@ -35,7 +40,7 @@ constexpr std::uint64_t kUsualChangeMs = 300;
 // A running service takes the stop control unless it is said not to.
 std::uint32_t UsualControls(std::uint32_t state)
 {
-    return state == SERVICE_RUNNING || state == SERVICE_PAUSED ? SERVICE_ACCEPT_STOP : 0;
+    return state == kRunning || state == kPaused ? kAcceptsStop : 0;
 }
 
 ServiceStatus StatusOf(std::uint32_t state)
@@ -46,152 +51,64 @@ ServiceStatus StatusOf(std::uint32_t state)
     return status;
 }
 
-// The members of a status, as they stand in a service and in a step.
-void ReadStatus(ObjectReader& object, ServiceStatus& status)
+// The state stands for the controls too, unless they are said.
+struct StateField
 {
-    object.With("state", [&](const Reader& state) { status = StatusOf(ReadNamed(state, kStates, "a service state")); });
-    object.Read("controlsAccepted", status.controlsAccepted);
-    object.Read("exitCode", status.exitCode);
-    object.Read("serviceExitCode", status.serviceExitCode);
-    object.Read("checkPoint", status.checkPoint);
-    object.Read("waitHint", status.waitHint);
-}
+    static constexpr Named kForm{kStates, "a service state"};
 
-void WriteStatus(Json& json, const ServiceStatus& status)
-{
-    const auto write = [&](const char* name, std::uint32_t value, std::uint32_t usual) {
-        if (value != usual)
-            json[name] = value;
-    };
-    json["state"] = NameOf(status.state, kStates);
-    write("controlsAccepted", status.controlsAccepted, UsualControls(status.state));
-    write("exitCode", status.exitCode, 0);
-    write("serviceExitCode", status.serviceExitCode, 0);
-    write("checkPoint", status.checkPoint, 0);
-    write("waitHint", status.waitHint, 0);
-}
-
-std::vector<ServiceStep> ReadSteps(const Reader& reader)
-{
-    std::vector<ServiceStep> steps;
-    reader.Elements([&](const Reader& element) {
-        ServiceStep step;
-        ObjectReader object{element};
-        object.Read("afterMs", step.afterMs);
-        ReadStatus(object, step.status);
-        object.Done();
-        if (step.status.state == 0)
-            element.Fail("no state");
-        if (!steps.empty() && step.afterMs < steps.back().afterMs)
-            element.Fail("earlier than the state before it");
-        steps.push_back(step);
-    });
-    return steps;
-}
-
-Json JsonOfSteps(const std::vector<ServiceStep>& steps)
-{
-    Json json = Json::array();
-    for (const ServiceStep& step : steps)
+    void Read(const Reader& reader, ServiceStatus& status) const
     {
-        Json entry{{"afterMs", step.afterMs}};
-        WriteStatus(entry, step.status);
-        json.push_back(entry);
+        std::uint32_t state = 0;
+        kForm.Read(reader, state);
+        status = StatusOf(state);
     }
-    return json;
-}
+    std::optional<Json> Save(const ServiceStatus& status, const ServiceStatus&) const
+    {
+        return kForm.Save(status.state);
+    }
+    Json Schema(Json& definitions) const
+    {
+        definitions["serviceState"] = kForm.Schema(definitions);
+        return Definition("serviceState");
+    }
+};
 
-ServiceReaction ReadReaction(const Reader& reader)
+struct ControlsField
 {
-    ServiceReaction reaction;
-    ObjectReader object{reader};
-    object.Read("error", reaction.error);
-    object.With("states", [&](const Reader& states) { reaction.steps = ReadSteps(states); });
-    object.Done();
-    return reaction;
-}
+    void Read(const Reader& reader, ServiceStatus& status) const
+    {
+        status.controlsAccepted = reader.As<std::uint32_t>();
+    }
+    std::optional<Json> Save(const ServiceStatus& status, const ServiceStatus&) const
+    {
+        return status.controlsAccepted == UsualControls(status.state) ? std::optional<Json>()
+                                                                      : Json(status.controlsAccepted);
+    }
+    Json Schema(Json&) const { return Definition("dword"); }
+};
 
-Json JsonOfReaction(const ServiceReaction& reaction)
+// The states that come of themselves, each no earlier than the one before it.
+struct StepsForm
 {
-    Json json = Json::object();
-    if (reaction.error != 0)
-        json["error"] = reaction.error;
-    json["states"] = JsonOfSteps(reaction.steps);
-    return json;
-}
+    void Read(const Reader& reader, std::vector<ServiceStep>& steps) const;
+    Json Save(const std::vector<ServiceStep>& steps) const { return List<ServiceStep>().Save(steps); }
+    Json Schema(Json& definitions) const { return List<ServiceStep>().Schema(definitions); }
+};
 
+// The service that a name alone describes.
 Service UsualService(const std::string& name)
 {
     Service service;
     service.name = name;
     service.displayName = name;
-    service.type = SERVICE_WIN32_OWN_PROCESS;
-    service.startType = SERVICE_DEMAND_START;
-    service.errorControl = SERVICE_ERROR_NORMAL;
+    service.type = kOwnProcess;
+    service.startType = kDemandStart;
+    service.errorControl = kNormalError;
     service.account = "LocalSystem";
-    service.status = StatusOf(SERVICE_STOPPED);
-    service.onStart.steps = {{0, StatusOf(SERVICE_START_PENDING)}, {kUsualChangeMs, StatusOf(SERVICE_RUNNING)}};
-    service.onStop.steps = {{0, StatusOf(SERVICE_STOP_PENDING)}, {kUsualChangeMs, StatusOf(SERVICE_STOPPED)}};
+    service.status = StatusOf(kStopped);
+    service.onStart.steps = {{0, StatusOf(kStartPending)}, {kUsualChangeMs, StatusOf(kRunning)}};
+    service.onStop.steps = {{0, StatusOf(kStopPending)}, {kUsualChangeMs, StatusOf(kStopped)}};
     return service;
-}
-
-Service ReadService(const std::string& name, const Reader& reader)
-{
-    Service service = UsualService(name);
-    ObjectReader object{reader};
-    object.Read("displayName", service.displayName);
-    object.Read("description", service.description);
-    object.Read("type", service.type);
-    object.With("start",
-                [&](const Reader& start) { service.startType = ReadNamed(start, kStartTypes, "a start type"); });
-    object.Read("errorControl", service.errorControl);
-    object.Read("binaryPath", service.binaryPath);
-    object.Read("loadOrderGroup", service.loadOrderGroup);
-    object.With("dependencies", [&](const Reader& list) {
-        list.Elements([&](const Reader& entry) { service.dependencies.push_back(entry.Text()); });
-    });
-    object.Read("account", service.account);
-    object.Read("processId", service.processId);
-    object.Read("deniedAccess", service.deniedAccess);
-    object.Read("grantsEveryRight", service.grantsEveryRight);
-    object.Read("markedForDeletion", service.isMarkedForDeletion);
-    ReadStatus(object, service.status);
-    object.With("states", [&](const Reader& states) { service.steps = ReadSteps(states); });
-    object.With("onStart", [&](const Reader& start) { service.onStart = ReadReaction(start); });
-    object.With("onStop", [&](const Reader& stop) { service.onStop = ReadReaction(stop); });
-    object.Done();
-    return service;
-}
-
-Json JsonOfService(const Service& service)
-{
-    const Service usual = UsualService(service.name);
-    Json json = Json::object();
-    const auto write = [&](const char* name, const auto& value, const auto& usualValue) {
-        if (value != usualValue)
-            json[name] = value;
-    };
-    write("displayName", service.displayName, usual.displayName);
-    write("description", service.description, usual.description);
-    write("type", service.type, usual.type);
-    json["start"] = NameOf(service.startType, kStartTypes);
-    write("errorControl", service.errorControl, usual.errorControl);
-    write("binaryPath", service.binaryPath, usual.binaryPath);
-    write("loadOrderGroup", service.loadOrderGroup, usual.loadOrderGroup);
-    write("dependencies", service.dependencies, usual.dependencies);
-    write("account", service.account, usual.account);
-    write("processId", service.processId, usual.processId);
-    write("deniedAccess", service.deniedAccess, usual.deniedAccess);
-    write("grantsEveryRight", service.grantsEveryRight, usual.grantsEveryRight);
-    write("markedForDeletion", service.isMarkedForDeletion, usual.isMarkedForDeletion);
-    WriteStatus(json, service.status);
-    if (!service.steps.empty())
-        json["states"] = JsonOfSteps(service.steps);
-    if (service.onStart != usual.onStart)
-        json["onStart"] = JsonOfReaction(service.onStart);
-    if (service.onStop != usual.onStop)
-        json["onStop"] = JsonOfReaction(service.onStop);
-    return json;
 }
 
 // Takes on every status that is due.
@@ -206,9 +123,139 @@ void TakeDueSteps(Service& service)
 
 } // namespace
 
+template <>
+struct Fields<ServiceStatus>
+{
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"state",
+                  "`\"stopped\"`, `\"startPending\"`, `\"stopPending\"`, `\"running\"`, `\"continuePending\"`, "
+                  "`\"pausePending\"`, `\"paused\"`, or the number",
+                  "`\"stopped\"`"},
+              StateField());
+        VisitBehindState(visit);
+    }
+
+    template <typename Visitor>
+    static void VisitBehindState(Visitor& visit)
+    {
+        visit(Key{"controlsAccepted", "controls that it takes (a mask)", "\"stop\" when running or paused"},
+              ControlsField());
+        visit(Key{"exitCode", "Windows' exit code", "`0`"}, Member(&ServiceStatus::exitCode));
+        visit(Key{"serviceExitCode", "its own exit code", "`0`"}, Member(&ServiceStatus::serviceExitCode));
+        visit(Key{"checkPoint", "progress of a pending state", "`0`"}, Member(&ServiceStatus::checkPoint));
+        visit(Key{"waitHint", "how long it says a pending state will take, in milliseconds", "`0`"},
+              Member(&ServiceStatus::waitHint));
+    }
+};
+
+template <>
+struct Fields<ServiceStep>
+{
+    static constexpr char kName[] = "serviceStep";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"afterMs",
+                  "when it comes, counted from the start or stop, or from now; never before the one that precedes it",
+                  "`0`"},
+              Always(&ServiceStep::afterMs));
+        InPart<Visitor, ServiceStep, ServiceStatus> status{visit, &ServiceStep::status};
+        status(Key{"state", "as of a service; must be there", "", "no state"}, StateField());
+        Fields<ServiceStatus>::VisitBehindState(status);
+    }
+};
+
+template <>
+struct Fields<ServiceReaction>
+{
+    static constexpr char kName[] = "serviceReaction";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"error", "the call fails with this error", "`0`"}, Member(&ServiceReaction::error));
+        visit(Key{"states", "the states that it leads to: a list of states", "none"},
+              Always(&ServiceReaction::steps, StepsForm()));
+    }
+};
+
+template <>
+struct Fields<Service>
+{
+    static constexpr char kName[] = "service";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"displayName", "name for people", "the service's name"}, Member(&Service::displayName));
+        visit(Key{"description", "text for people", "`\"\"`"}, Member(&Service::description));
+        visit(Key{"type", "type as Windows numbers it", "`16`, a program of its own"}, Member(&Service::type));
+        visit(Key{"start", "`\"boot\"`, `\"system\"`, `\"auto\"`, `\"demand\"`, `\"disabled\"`, or the number",
+                  "`\"demand\"`"},
+              Always(&Service::startType, Named{kStartTypes, "a start type"}));
+        visit(Key{"errorControl", "error control as Windows numbers it", "`1`"}, Member(&Service::errorControl));
+        visit(Key{"binaryPath", "the whole command line of its program", "`\"\"`"}, Member(&Service::binaryPath));
+        visit(Key{"loadOrderGroup", "its group", "`\"\"`"}, Member(&Service::loadOrderGroup));
+        visit(Key{"dependencies",
+                  "services that it needs: a list of names; a start starts them first and waits until they run",
+                  "none"},
+              Member(&Service::dependencies));
+        visit(Key{"account", "whom it runs as", "`\"LocalSystem\"`"}, Member(&Service::account));
+        visit(Key{"processId", "its process", "`0`"}, Member(&Service::processId));
+        visit(Key{"deniedAccess", "rights (a number) that are refused: an open that asks for any of them fails", "`0`"},
+              Member(&Service::deniedAccess));
+        visit(Key{"grantsEveryRight", "whether handles to it carry every right, whatever was asked for", "`false`"},
+              Member(&Service::grantsEveryRight));
+        visit(Key{"markedForDeletion", "whether it is only waiting for its last handle to be closed", "`false`"},
+              Member(&Service::isMarkedForDeletion));
+        VisitPart(visit, &Service::status);
+        visit(Key{"states", "what comes of itself: a list of states, see below", "none"},
+              Member(&Service::steps, StepsForm()));
+        visit(Key{"onStart", "what a start leads to: an object of `error` and `states`",
+                  "start pending, after 300 ms running"},
+              Member(&Service::onStart, Reaction()));
+        visit(Key{"onStop", "what a stop leads to, likewise", "stop pending, after 300 ms stopped"},
+              Member(&Service::onStop, Reaction()));
+    }
+
+    // A reaction that is described replaces the usual one, also in effects: null stands for that.
+    struct Reaction
+    {
+        void Read(const Reader& reader, ServiceReaction& reaction) const
+        {
+            reaction = {};
+            ReadFields(reader, reaction);
+        }
+        Json Save(const ServiceReaction& reaction) const { return JsonOfFields(reaction); }
+        Json Schema(Json& definitions) const { return OrNull(SchemaOf<ServiceReaction>(definitions)); }
+    };
+};
+
+namespace
+{
+
+void StepsForm::Read(const Reader& reader, std::vector<ServiceStep>& steps) const
+{
+    steps.clear();
+    reader.Elements([&](const Reader& element) {
+        ServiceStep step;
+        ReadFields(element, step);
+        if (step.status.state == 0)
+            element.Fail("no state");
+        if (!steps.empty() && step.afterMs < steps.back().afterMs)
+            element.Fail("earlier than the state before it");
+        steps.push_back(step);
+    });
+}
+
+} // namespace
+
 bool Service::IsStopped() const
 {
-    return status.state == SERVICE_STOPPED;
+    return status.state == kStopped;
 }
 
 void Service::Begin(const ServiceReaction& reaction)
@@ -220,7 +267,8 @@ void Service::Begin(const ServiceReaction& reaction)
 void Services::Load(const Reader& reader)
 {
     reader.Members([&](const std::string& name, const Reader& member) {
-        Service service = ReadService(name, member);
+        Service service = UsualService(name);
+        ReadFields(member, service);
         TakeDueSteps(service);
         m_services.insert_or_assign(FoldCase(name), std::move(service));
     });
@@ -230,8 +278,13 @@ Json Services::ToJson() const
 {
     Json json = Json::object();
     for (const auto& [folded, service] : m_services)
-        json[service.name] = JsonOfService(service);
+        json[service.name] = JsonOfFields(service, UsualService(service.name));
     return json;
+}
+
+Json SchemaOfServices(Json& definitions)
+{
+    return {{"type", "object"}, {"additionalProperties", OrNull(SchemaOf<Service>(definitions))}};
 }
 
 const Service* Services::Find(const std::string& name) const

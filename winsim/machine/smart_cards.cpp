@@ -1,8 +1,8 @@
 // Keeps the smart-card readers of a simulated machine, and their JSON form.
 #include "winsim/machine/smart_cards.h"
 
-#include "winscard.h"
-#include "winsim/base/named_values.h"
+#include "winsim/base/fields.h"
+#include "winsim/machine/area_schemas.h"
 
 #include <utility>
 
@@ -12,32 +12,57 @@ namespace winsim
 namespace
 {
 
+constexpr std::uint32_t kNoService = 0x8010001D;
+
 constexpr NamedValue kStatuses[] = {
-    {SCARD_E_NO_SERVICE, "SCARD_E_NO_SERVICE"},
-    {SCARD_E_SERVICE_STOPPED, "SCARD_E_SERVICE_STOPPED"},
+    {kNoService, "SCARD_E_NO_SERVICE"},
+    {0x8010001E, "SCARD_E_SERVICE_STOPPED"},
 };
 
 // True and false stand for a manager that can be reached and for none.
-std::uint32_t ReadManager(const Reader& reader)
+struct ManagerForm
 {
-    if (reader.Value().is_boolean())
-        return reader.Flag() ? 0 : SCARD_E_NO_SERVICE;
-    return ReadNamed(reader, kStatuses, "true, false or the status of connecting");
-}
+    static constexpr Named kForm{kStatuses, "true, false or the status of connecting"};
 
-Json JsonOfManager(std::uint32_t status)
-{
-    return status == 0 ? Json(true) : NameOf(status, kStatuses);
-}
-
-std::vector<std::string> ReadNames(const Reader& reader)
-{
-    std::vector<std::string> names;
-    reader.Elements([&](const Reader& name) { names.push_back(name.Text()); });
-    return names;
-}
+    void Read(const Reader& reader, std::uint32_t& status) const
+    {
+        if (reader.Value().is_boolean())
+            status = reader.Flag() ? 0 : kNoService;
+        else
+            kForm.Read(reader, status);
+    }
+    Json Save(std::uint32_t status) const { return status == 0 ? Json(true) : kForm.Save(status); }
+    Json Schema(Json& definitions) const
+    {
+        Json schema = kForm.Schema(definitions);
+        schema["anyOf"].push_back({{"type", "boolean"}});
+        return schema;
+    }
+};
 
 } // namespace
+
+template <>
+struct Fields<SmartCards>
+{
+    static constexpr char kName[] = "smartCards";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"manager",
+                  "whether the resource manager can be reached, or why not: `\"SCARD_E_NO_SERVICE\"`, "
+                  "`\"SCARD_E_SERVICE_STOPPED\"` or another status",
+                  "`true`"},
+              Always(&SmartCards::managerStatus, ManagerForm()));
+        visit(Key{"readers", "the readers' names: a list, which ends for its reader at an empty name", "none"},
+              Always(&SmartCards::readers));
+        visit(Key{"readersThen", "the readers once they have been listed", "the same"},
+              Member(&SmartCards::readersThen));
+        visit(Key{"zerosMissing", "how many of the zeros at the end of the readers' list are missing", "`0`"},
+              Member(&SmartCards::zerosMissing));
+    }
+};
 
 std::vector<std::string> SmartCards::List()
 {
@@ -50,22 +75,17 @@ std::vector<std::string> SmartCards::List()
 
 void SmartCards::Load(const Reader& reader)
 {
-    ObjectReader object{reader};
-    object.With("manager", [&](const Reader& manager) { managerStatus = ReadManager(manager); });
-    object.With("readers", [&](const Reader& names) { readers = ReadNames(names); });
-    object.With("readersThen", [&](const Reader& names) { readersThen = ReadNames(names); });
-    object.Read("zerosMissing", zerosMissing);
-    object.Done();
+    ReadFields(reader, *this);
 }
 
 Json SmartCards::ToJson() const
 {
-    Json json{{"manager", JsonOfManager(managerStatus)}, {"readers", readers}};
-    if (readersThen)
-        json["readersThen"] = *readersThen;
-    if (zerosMissing != 0)
-        json["zerosMissing"] = zerosMissing;
-    return json;
+    return JsonOfFields(*this);
+}
+
+Json SchemaOfSmartCards(Json& definitions)
+{
+    return SchemaOf<SmartCards>(definitions);
 }
 
 } // namespace winsim

@@ -1,7 +1,9 @@
 // Keeps what a simulated machine is, and its JSON form.
 #include "winsim/machine/system.h"
 
+#include "winsim/base/fields.h"
 #include "winsim/base/text.h"
+#include "winsim/machine/area_schemas.h"
 
 #include <fmt/format.h>
 
@@ -44,35 +46,157 @@ std::int64_t ParseUtc(const Reader& reader)
     return utcMs;
 }
 
+std::uint32_t CodePageOf(const Reader& reader)
+{
+    const auto codePage = reader.As<std::uint32_t>();
+    try
+    {
+        CodePage::Get(codePage);
+    }
+    catch (const std::invalid_argument& error)
+    {
+        reader.Fail(error.what());
+    }
+    return codePage;
+}
+
+void ReadVersion(const Reader& reader, WindowsInfo& windows)
+{
+    const std::string text = reader.Text();
+    if (std::sscanf(text.c_str(), "%4u.%4u", &windows.major, &windows.minor) != 2 || windows.VersionText() != text)
+        reader.Fail("not a version such as 6.1");
+}
+
+constexpr char kVersionSchema[] = R"({"type": "string", "pattern": "^(0|[1-9][0-9]{0,3})\\.(0|[1-9][0-9]{0,3})$"})";
+constexpr char kUtcSchema[] =
+    R"({"type": "string", "pattern": "^[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z$"})";
+
+// The folders that the shell knows.
+constexpr Key kFolders[] = {
+    {"commonAppData", "application data of all users", R"(`"C:\\ProgramData"`)"},
+    {"windows", "Windows itself", R"(`"C:\\Windows"`)"},
+    {"system", "Windows' system folder", R"(`"C:\\Windows\\system32"`)"},
+    {"programFiles", "installed programs", R"(`"C:\\Program Files"`)"},
+};
+
 } // namespace
+
+template <>
+struct Fields<WindowsInfo>
+{
+    static constexpr char kName[] = "windows";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"version",
+                  "major and minor version that the version calls report, such as `\"5.1\"`, `\"6.1\"` or `\"10.0\"`",
+                  "`\"10.0\"`"},
+              OwnField{&ReadVersion, [](const WindowsInfo& windows) { return Json(windows.VersionText()); },
+                       SchemaText{kVersionSchema}});
+        visit(Key{"build", "build number", "`19045`"}, Always(&WindowsInfo::build));
+        visit(Key{"servicePack", "major number of the service pack", "`0`"}, Always(&WindowsInfo::servicePack));
+        visit(Key{"platform", "platform number: 2 is NT, 1 the Windows 9x family", "`2`"},
+              Always(&WindowsInfo::platform));
+        visit(Key{"wow64", "whether the program is a 32-bit process on 64-bit Windows", "`false`"},
+              Always(&WindowsInfo::isWow64));
+        visit(Key{"redirectionTrust",
+                  "whether its kernel lets a process refuse the links that ordinary users made (Windows 10 and later)",
+                  "`true`"},
+              Always(&WindowsInfo::hasRedirectionTrust));
+        visit(Key{"codePage", "the ANSI code page, such as `1252` or `932`; `65001` is UTF-8", "`1252`"},
+              Always(&WindowsInfo::codePage, OwnForm{&CodePageOf, [](std::uint32_t page) { return Json(page); },
+                                                     R"({"$ref": "#/$defs/dword"})"}));
+        visit(
+            Key{"uiLanguage",
+                "the language of the user interface as Windows numbers languages, such as `1031` for German; one that "
+                "Windows does not number has no name",
+                "`1033`"},
+            Always(&WindowsInfo::uiLanguage));
+        visit(Key{"userLanguage", "the user's own language, likewise; programs on systems before Windows 5.2 go by it",
+                  "`1033`"},
+              Always(&WindowsInfo::userLanguage));
+    }
+};
+
+template <>
+struct Fields<Clock>
+{
+    static constexpr char kName[] = "clock";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"utc", "the time at the start, to the letter like the default", "`\"2013-05-07T14:03:09.042Z\"`"},
+              Always(&Clock::utcMs, OwnForm{&ParseUtc, &FormatUtc, kUtcSchema}));
+        visit(Key{"tickCount", "milliseconds since Windows started; wraps around after 4294967295", "`600000`"},
+              Always(&Clock::tickCount));
+        visit(Key{"yieldMs",
+                  "how long a `Sleep(0)` takes; with `0` a wait of such is endless, and is ended after 100,000 calls",
+                  "`1`"},
+              Always(&Clock::yieldMs));
+        visit(Key{"zoneBias", "minutes from local standard time to UTC; may be negative", "`300`"},
+              Always(&Clock::zoneBias));
+        visit(Key{"daylightBias", "minutes that daylight saving time adds to that, mostly negative; `0`: there is none",
+                  "`-60`"},
+              Always(&Clock::daylightBias));
+        visit(Key{"daylight", "whether it is daylight saving time", "`true`"}, Always(&Clock::isDaylight));
+    }
+};
+
+template <>
+struct Fields<ProcessInfo>
+{
+    static constexpr char kName[] = "process";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"path", "the program's own file",
+                  R"(`"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KeloCustomAction.exe"`)"},
+              Always(&ProcessInfo::path));
+        visit(Key{"currentDirectory", "the directory that relative paths begin at", R"(`"C:\\Windows\\system32"`)"},
+              Always(&ProcessInfo::currentDirectory));
+        visit(Key{"processId", "its identifier", "`4300`"}, Always(&ProcessInfo::processId));
+        visit(Key{"threadId", "its only thread's identifier", "`3120`"}, Always(&ProcessInfo::threadId));
+        visit(Key{"errorMode", "error mode (a mask) as `SetErrorMode` sets it", "`0`"},
+              Always(&ProcessInfo::errorMode));
+        visit(Key{"largestBlock",
+                  "the most memory that the program gets in one piece, in bytes; C++ throws `std::bad_alloc` beyond",
+                  "`1073741824`"},
+              Always(&ProcessInfo::largestBlock));
+    }
+};
+
+template <>
+struct Fields<Event>
+{
+    static constexpr char kName[] = "event";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"source", "the event source", "`\"\"`"}, Always(&Event::source));
+        visit(Key{"type", "1 error, 2 warning, 4 information, 0 success", "`0`"}, Always(&Event::type));
+        visit(Key{"category", "category number", "`0`"}, Always(&Event::category));
+        visit(Key{"id", "event identifier", "`0`"}, Always(&Event::id));
+        visit(Key{"strings", "the texts that are inserted into the event's message", "none"}, Always(&Event::strings));
+    }
+};
 
 void WindowsInfo::Load(const Reader& reader)
 {
-    ObjectReader object{reader};
-    object.With("version", [&](const Reader& version) {
-        const std::string text = version.Text();
-        if (std::sscanf(text.c_str(), "%4u.%4u", &major, &minor) != 2 || VersionText() != text)
-            version.Fail("not a version such as 6.1");
-    });
-    object.Read("build", build);
-    object.Read("servicePack", servicePack);
-    object.Read("platform", platform);
-    object.Read("wow64", isWow64);
-    object.Read("redirectionTrust", hasRedirectionTrust);
-    object.With("codePage", [&](const Reader& page) {
-        codePage = page.As<std::uint32_t>();
-        try
-        {
-            CodePage::Get(codePage);
-        }
-        catch (const std::invalid_argument& error)
-        {
-            page.Fail(error.what());
-        }
-    });
-    object.Read("uiLanguage", uiLanguage);
-    object.Read("userLanguage", userLanguage);
-    object.Done();
+    ReadFields(reader, *this);
+}
+
+Json WindowsInfo::ToJson() const
+{
+    return JsonOfFields(*this);
+}
+
+Json SchemaOfWindows(Json& definitions)
+{
+    return SchemaOf<WindowsInfo>(definitions);
 }
 
 std::string WindowsInfo::VersionText() const
@@ -80,29 +204,19 @@ std::string WindowsInfo::VersionText() const
     return fmt::format("{}.{}", major, minor);
 }
 
-Json WindowsInfo::ToJson() const
-{
-    return {{"version", VersionText()}, {"build", build},           {"servicePack", servicePack},
-            {"platform", platform},     {"wow64", isWow64},         {"redirectionTrust", hasRedirectionTrust},
-            {"codePage", codePage},     {"uiLanguage", uiLanguage}, {"userLanguage", userLanguage}};
-}
-
 void Clock::Load(const Reader& reader)
 {
-    ObjectReader object{reader};
-    object.With("utc", [&](const Reader& time) { utcMs = ParseUtc(time); });
-    object.Read("tickCount", tickCount);
-    object.Read("yieldMs", yieldMs);
-    object.Read("zoneBias", zoneBias);
-    object.Read("daylightBias", daylightBias);
-    object.Read("daylight", isDaylight);
-    object.Done();
+    ReadFields(reader, *this);
 }
 
 Json Clock::ToJson() const
 {
-    return {{"utc", FormatUtc(utcMs)}, {"tickCount", tickCount},       {"yieldMs", yieldMs},
-            {"zoneBias", zoneBias},    {"daylightBias", daylightBias}, {"daylight", isDaylight}};
+    return JsonOfFields(*this);
+}
+
+Json SchemaOfClock(Json& definitions)
+{
+    return SchemaOf<Clock>(definitions);
 }
 
 void Clock::Advance(std::uint64_t ms)
@@ -113,21 +227,17 @@ void Clock::Advance(std::uint64_t ms)
 
 void ProcessInfo::Load(const Reader& reader)
 {
-    ObjectReader object{reader};
-    object.Read("path", path);
-    object.Read("currentDirectory", currentDirectory);
-    object.Read("processId", processId);
-    object.Read("threadId", threadId);
-    object.Read("errorMode", errorMode);
-    object.Read("largestBlock", largestBlock);
-    object.Done();
+    ReadFields(reader, *this);
 }
 
 Json ProcessInfo::ToJson() const
 {
-    return {{"path", path},           {"currentDirectory", currentDirectory},
-            {"processId", processId}, {"threadId", threadId},
-            {"errorMode", errorMode}, {"largestBlock", largestBlock}};
+    return JsonOfFields(*this);
+}
+
+Json SchemaOfProcess(Json& definitions)
+{
+    return SchemaOf<ProcessInfo>(definitions);
 }
 
 void NamedTexts::Load(const Reader& reader)
@@ -149,34 +259,32 @@ const std::string* NamedTexts::Find(const std::string& name) const
     return found == m_texts.end() ? nullptr : &found->second.second;
 }
 
+Json SchemaOfFolders(Json&)
+{
+    Json schema{{"type", "object"}, {"additionalProperties", false}, {"properties", Json::object()}};
+    for (const Key& folder : kFolders)
+        schema["properties"][folder.name] = {{"description", DescriptionOf(folder)}, {"type", {"string", "null"}}};
+    return schema;
+}
+
+Json SchemaOfEnvironment(Json&)
+{
+    return {{"type", "object"}, {"additionalProperties", {{"type", {"string", "null"}}}}};
+}
+
 void EventLog::Load(const Reader& reader)
 {
-    entries.clear();
-    reader.Elements([&](const Reader& element) {
-        Event event;
-        ObjectReader object{element};
-        object.Read("source", event.source);
-        object.Read("type", event.type);
-        object.Read("category", event.category);
-        object.Read("id", event.id);
-        object.With("strings", [&](const Reader& strings) {
-            strings.Elements([&](const Reader& text) { event.strings.push_back(text.Text()); });
-        });
-        object.Done();
-        entries.push_back(std::move(event));
-    });
+    List<Event>().Read(reader, entries);
 }
 
 Json EventLog::ToJson() const
 {
-    Json json = Json::array();
-    for (const Event& event : entries)
-        json.push_back({{"source", event.source},
-                        {"type", event.type},
-                        {"category", event.category},
-                        {"id", event.id},
-                        {"strings", event.strings}});
-    return json;
+    return List<Event>().Save(entries);
+}
+
+Json SchemaOfEvents(Json& definitions)
+{
+    return List<Event>().Schema(definitions);
 }
 
 } // namespace winsim

@@ -1,8 +1,8 @@
 // Keeps the management instrumentation of a simulated machine, and its JSON form.
 #include "winsim/machine/wmi.h"
 
-#include "wbemcli.h"
-#include "winsim/base/named_values.h"
+#include "winsim/base/fields.h"
+#include "winsim/machine/area_schemas.h"
 
 #include <algorithm>
 
@@ -12,25 +12,21 @@ namespace winsim
 namespace
 {
 
+// VARIANT types.
 constexpr NamedValue kTypes[] = {
-    {VT_BOOL, "boolean"},
-    {VT_I4, "uint32"},
-    {VT_BSTR, "string"},
+    {11, "boolean"},
+    {3, "uint32"},
+    {8, "string"},
 };
 
-constexpr std::uint32_t Number(HRESULT result)
-{
-    return static_cast<std::uint32_t>(result);
-}
-
 constexpr NamedValue kResults[] = {
-    {Number(E_FAIL), "E_FAIL"},
-    {Number(E_OUTOFMEMORY), "E_OUTOFMEMORY"},
-    {Number(REGDB_E_CLASSNOTREG), "REGDB_E_CLASSNOTREG"},
-    {Number(WBEM_E_NOT_FOUND), "WBEM_E_NOT_FOUND"},
-    {Number(WBEM_E_ACCESS_DENIED), "WBEM_E_ACCESS_DENIED"},
-    {Number(WBEM_E_PROVIDER_LOAD_FAILURE), "WBEM_E_PROVIDER_LOAD_FAILURE"},
-    {Number(WBEM_E_INVALID_NAMESPACE), "WBEM_E_INVALID_NAMESPACE"},
+    {0x80004005, "E_FAIL"},
+    {0x8007000E, "E_OUTOFMEMORY"},
+    {0x80040154, "REGDB_E_CLASSNOTREG"},
+    {0x80041002, "WBEM_E_NOT_FOUND"},
+    {0x80041003, "WBEM_E_ACCESS_DENIED"},
+    {0x80041013, "WBEM_E_PROVIDER_LOAD_FAILURE"},
+    {0x8004100E, "WBEM_E_INVALID_NAMESPACE"},
 };
 
 constexpr const char* kCalls[] = {
@@ -44,85 +40,94 @@ constexpr const char* kCalls[] = {
     "IWbemClassObject::Put",
 };
 
-std::uint16_t ReadType(const Reader& reader)
-{
-    if (reader.Value().is_number())
-        return reader.As<std::uint16_t>();
-    return static_cast<std::uint16_t>(ReadNamed(reader, kTypes, "a type"));
-}
+using Types = decltype(WmiMethod::parameters);
+using Failures = decltype(Wmi::failures);
 
-WmiMethod ReadMethod(const Reader& reader)
+struct FailuresForm
 {
-    WmiMethod method;
-    ObjectReader object{reader};
-    object.With("parameters", [&](const Reader& parameters) {
-        parameters.Members(
-            [&](const std::string& name, const Reader& type) { method.parameters[name] = ReadType(type); });
-    });
-    object.Read("returnValue", method.returnValue);
-    object.With("effects", [&](const Reader& effects) {
-        if (!effects.Value().is_object())
-            effects.Fail("not an object");
-        method.effects = effects.Value();
-    });
-    object.Done();
-    return method;
-}
+    static constexpr Named kForm{kResults, "an HRESULT"};
 
-Json JsonOf(const WmiMethod& method)
-{
-    Json json = Json::object();
-    for (const auto& [name, type] : method.parameters)
-        json["parameters"][name] = NameOf(type, kTypes);
-    if (method.returnValue != 0)
-        json["returnValue"] = method.returnValue;
-    if (!method.effects.is_null())
-        json["effects"] = method.effects;
-    return json;
-}
-
-WmiClass ReadClass(const Reader& reader)
-{
-    WmiClass one;
-    ObjectReader object{reader};
-    object.With("instances", [&](const Reader& keys) {
-        keys.Elements([&](const Reader& key) { one.instances.push_back(key.Text()); });
-    });
-    object.With("methods", [&](const Reader& methods) {
-        methods.Members([&](const std::string& name, const Reader& method) { one.methods[name] = ReadMethod(method); });
-    });
-    object.Done();
-    return one;
-}
-
-Json JsonOf(const WmiClass& one)
-{
-    Json json{{"instances", one.instances}, {"methods", Json::object()}};
-    for (const auto& [name, method] : one.methods)
-        json["methods"][name] = JsonOf(method);
-    return json;
-}
-
-WmiNamespace ReadNamespace(const Reader& reader)
-{
-    WmiNamespace space;
-    ObjectReader object{reader};
-    object.With("classes", [&](const Reader& classes) {
-        classes.Members([&](const std::string& name, const Reader& one) { space.classes[name] = ReadClass(one); });
-    });
-    object.Done();
-    return space;
-}
-
-Json JsonOf(const WmiNamespace& space)
-{
-    Json json{{"classes", Json::object()}};
-    for (const auto& [name, one] : space.classes)
-        json["classes"][name] = JsonOf(one);
-    return json;
-}
+    void Read(const Reader& reader, Failures& failures) const
+    {
+        reader.Members([&](const std::string& call, const Reader& result) {
+            if (std::ranges::find(kCalls, call) == std::end(kCalls))
+                result.Fail("not a call that can be described to fail");
+            kForm.Read(result, failures[call]);
+        });
+    }
+    Json Save(const Failures& failures) const { return ByName<Failures, Named>{kForm}.Save(failures); }
+    Json Schema(Json&) const
+    {
+        return {{"type", "object"},
+                {"additionalProperties", {{"anyOf", {{{"type", "string"}}, Definition("dword"), {{"type", "null"}}}}}}};
+    }
+};
 
 } // namespace
+
+template <>
+struct Fields<WmiMethod>
+{
+    static constexpr char kName[] = "wmiMethod";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"parameters",
+                  "a method's parameters, each with its type: `\"boolean\"`, `\"uint32\"` or `\"string\"`", "none"},
+              Member(&WmiMethod::parameters, ByName<Types, Named>{{kTypes, "a type"}}));
+        visit(Key{"returnValue", "what the method returns in its output", "`0`"}, Member(&WmiMethod::returnValue));
+        visit(Key{"effects", "what the method does to the machine", "nothing"},
+              Member(&WmiMethod::effects, EffectsForm()));
+    }
+};
+
+template <>
+struct Fields<WmiClass>
+{
+    static constexpr char kName[] = "wmiClass";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"instances", "a class's instances by their keys: a list; `\"@\"` is the only one", "none"},
+              Always(&WmiClass::instances));
+        visit(Key{"methods", "a class's methods by their names", "none"}, Always(&WmiClass::methods));
+    }
+};
+
+template <>
+struct Fields<WmiNamespace>
+{
+    static constexpr char kName[] = "wmiNamespace";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"classes", "a namespace's classes by their names", "none"}, Always(&WmiNamespace::classes));
+    }
+};
+
+template <>
+struct Fields<Wmi>
+{
+    static constexpr char kName[] = "wmi";
+
+    template <typename Visitor>
+    static void Visit(Visitor& visit)
+    {
+        visit(Key{"autoProvisioning", "whether Windows provisions the TPM by itself", "`true`"},
+              Always(&Wmi::autoProvisioning));
+        visit(Key{"namespaces", "namespaces by their paths",
+                  R"(`root\CIMV2\Security\MicrosoftTpm` with the class `Win32_TPM`)"},
+              Always(&Wmi::namespaces));
+        visit(Key{"failures",
+                  "calls that fail, such as `\"IWbemServices::ExecMethod\"`, with their HRESULTs: a number or a name "
+                  "such as `\"E_FAIL\"` or `\"WBEM_E_ACCESS_DENIED\"`",
+                  "none"},
+              Member(&Wmi::failures, FailuresForm()));
+    }
+};
 
 const WmiNamespace* Wmi::FindNamespace(const std::string& path) const
 {
@@ -151,29 +156,17 @@ const WmiClass* Wmi::FindInstance(const std::string& space, const std::string& p
 
 void Wmi::Load(const Reader& reader)
 {
-    ObjectReader object{reader};
-    object.Read("autoProvisioning", autoProvisioning);
-    object.With("namespaces", [&](const Reader& members) {
-        members.Members([&](const std::string& path, const Reader& space) { namespaces[path] = ReadNamespace(space); });
-    });
-    object.With("failures", [&](const Reader& members) {
-        members.Members([&](const std::string& call, const Reader& result) {
-            if (std::ranges::find(kCalls, call) == std::end(kCalls))
-                result.Fail("not a call that can be described to fail");
-            failures[call] = ReadNamed(result, kResults, "an HRESULT");
-        });
-    });
-    object.Done();
+    ReadFields(reader, *this);
 }
 
 Json Wmi::ToJson() const
 {
-    Json json{{"autoProvisioning", autoProvisioning}, {"namespaces", Json::object()}};
-    for (const auto& [path, space] : namespaces)
-        json["namespaces"][path] = JsonOf(space);
-    for (const auto& [call, result] : failures)
-        json["failures"][call] = NameOf(result, kResults);
-    return json;
+    return JsonOfFields(*this);
+}
+
+Json SchemaOfWmi(Json& definitions)
+{
+    return SchemaOf<Wmi>(definitions);
 }
 
 } // namespace winsim

@@ -1,10 +1,12 @@
 #!/usr/bin/python3
-"""Proves that the schema of machine descriptions, their document and the plain machine speak of the same keys, and that
-the described machines of the project fit the schema. Usage: machine_schema_test.py PROJECT-FOLDER"""
+"""Proves that the schema of machine descriptions is the one that winsim's declarations make, that the tables of their
+document are the schema's, that the plain machine has the same areas, and that the described machines of the project fit.
+Usage: machine_schema_test.py PROJECT-FOLDER MACHINE-SCHEMA-PROGRAM [--write]: with --write, writes schema and tables."""
 
 import json
 import pathlib
 import re
+import subprocess
 import sys
 
 TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "integer": int, "null": type(None)}
@@ -69,17 +71,6 @@ class Schema:
             for rule in fitting:
                 yield from self.errors(member, rule, f"{path}.{name}")
 
-    def keys(self, schema):
-        """Every key that the schema names below a schema."""
-        schema = self.resolve(schema)
-        for name, member in schema.get("properties", {}).items():
-            yield name
-            yield from self.keys(member)
-        below = [*schema.get("patternProperties", {}).values(), *schema.get("anyOf", []), schema.get("items")]
-        for rule in [*below, schema.get("additionalProperties")]:
-            if isinstance(rule, dict):
-                yield from self.keys(rule)
-
 
 def sections(document):
     """The document's text below each heading that names an area."""
@@ -87,23 +78,39 @@ def sections(document):
     return dict(zip(parts[1::2], parts[2::2]))
 
 
-def check(project):
-    schema = Schema(json.loads((project / "machines/machine.schema.json").read_text("utf-8")))
+# A table of the document follows a line that names its definition, or the area.
+TABLE = re.compile(r"(<!-- keys of (\w+) -->\n)((?:\|.*\n)*)")
+
+
+def table(schema, name):
+    """The rows for an object's keys."""
+    described = schema.root["$defs"].get(name) or schema.root["properties"][name]
+    rows = [(key, *member["description"].partition(". Default: ")[::2])
+            for key, member in described["properties"].items()]
+    if any(usual for _, _, usual in rows):
+        return ("| key | meaning | default |\n|---|---|---|\n" +
+                "".join(f"| `{key}` | {meaning} | {usual}{' ' if usual else ''}|\n" for key, meaning, usual in rows))
+    return "| key | meaning |\n|---|---|\n" + "".join(f"| `{key}` | {meaning} |\n" for key, meaning, _ in rows)
+
+
+def check(project, made):
+    schema = Schema(json.loads(made))
     plain = json.loads((project / "winsim/plain_windows_10.json").read_text("utf-8"))
     document = (project / "docs/machine.md").read_text("utf-8")
     areas = schema.root["properties"]
     documented = sections(document)
+    if (project / "machines/machine.schema.json").read_text("utf-8") != made:
+        yield "machines/machine.schema.json is not what winsim's declarations make: --write writes it"
+    for _, name, rows in TABLE.findall(document):
+        if rows != table(schema, name):
+            yield f"docs/machine.md: the table of {name} is not the schema's: --write writes it"
 
     # Only a file can be like another one.
     if not list(areas) == list(documented) == [*list(plain)[:1], "like", *list(plain)[1:]]:
         yield f"areas: the schema has {list(areas)}, the plain machine {list(plain)}, the document {list(documented)}"
-    for area in areas.keys() & documented.keys():
-        for key in schema.keys(areas[area]):
-            if f"`{key}`" not in documented[area]:
-                yield f"docs/machine.md: `{area}` says nothing of `{key}`"
-        for key in re.findall(r"^\| `(\w+)` \|", documented[area], flags=re.MULTILINE):
-            if key not in schema.keys(areas[area]):
-                yield f"docs/machine.md: `{area}` speaks of `{key}`, which the schema lacks"
+    tables = {name for _, name, _ in TABLE.findall(document)}
+    with_keys = {name for name, described in schema.root["$defs"].items() if "properties" in described}
+    yield from (f"docs/machine.md: no table of {name}" for name in sorted((with_keys | {"folders"}) - tables))
 
     machines = [project / "winsim/plain_windows_10.json", project / "tests/winsim/machine.json",
                 *sorted((project / "machines").rglob("*.json"))]
@@ -114,8 +121,19 @@ def check(project):
         yield from (f"{name}: {error}" for error in schema.errors(json.loads(text), schema.root))
 
 
+def write(project, made):
+    (project / "machines/machine.schema.json").write_text(made, "utf-8")
+    document = project / "docs/machine.md"
+    schema = Schema(json.loads(made))
+    document.write_text(TABLE.sub(lambda found: found[1] + table(schema, found[2]), document.read_text("utf-8")), "utf-8")
+
+
 def main():
-    errors = list(check(pathlib.Path(sys.argv[1])))
+    project = pathlib.Path(sys.argv[1])
+    made = subprocess.run([sys.argv[2]], check=True, capture_output=True, encoding="utf-8").stdout
+    if sys.argv[3:] == ["--write"]:
+        write(project, made)
+    errors = list(check(project, made))
     print("\n".join(errors))
     return 1 if errors else 0
 

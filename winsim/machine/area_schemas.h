@@ -1,0 +1,29 @@
+// The schemas of the areas of a machine's description, each from the declarations of its fields.
+#pragma once
+
+#include "winsim/base/json.h"
+
+namespace winsim
+{
+
+// Each gives the schema of an area's value, and adds the definitions that it refers to.
+Json SchemaOfWindows(Json& definitions);
+Json SchemaOfClock(Json& definitions);
+Json SchemaOfProcess(Json& definitions);
+Json SchemaOfFolders(Json& definitions);
+Json SchemaOfEnvironment(Json& definitions);
+Json SchemaOfRegistry(Json& definitions);
+Json SchemaOfFiles(Json& definitions);
+Json SchemaOfLibraries(Json& definitions);
+Json SchemaOfPendingMoves(Json& definitions);
+Json SchemaOfToken(Json& definitions);
+Json SchemaOfServices(Json& definitions);
+Json SchemaOfProcesses(Json& definitions);
+Json SchemaOfPrograms(Json& definitions);
+Json SchemaOfSmartCards(Json& definitions);
+Json SchemaOfCng(Json& definitions);
+Json SchemaOfWmi(Json& definitions);
+Json SchemaOfInstaller(Json& definitions);
+Json SchemaOfEvents(Json& definitions);
+
+} // namespace winsim
