@@ -105,6 +105,20 @@ void RemoveProvider(CngContextFunction& function, const std::string& provider)
     std::erase_if(function.providers, [&](const std::string& one) { return winsim::SameName(one, provider); });
 }
 
+// Ends a call about a provider of a context's function: `work` gives the status of what is done to the function.
+template <typename Work>
+NTSTATUS StatusWithFunction(Call& call, ULONG table, LPCWSTR context, ULONG interface, LPCWSTR name, LPCWSTR provider,
+                            Work work)
+{
+    return call.StatusOf([&]() -> DWORD {
+        if (name == nullptr || provider == nullptr)
+            return kInvalidParameter;
+        CngContextFunction* function =
+            Configuration().FindFunction(table, ContextName(context), interface, winsim::Utf8(name));
+        return function == nullptr ? kNotFound : work(*function, winsim::Utf8(provider));
+    });
+}
+
 } // namespace
 
 NTSTATUS WINAPI BCryptRegisterProvider(LPCWSTR pszProvider, ULONG dwFlags, PCRYPT_PROVIDER_REG pReg)
@@ -144,20 +158,14 @@ NTSTATUS WINAPI BCryptAddContextFunctionProvider(ULONG dwTable, LPCWSTR pszConte
         .In("pszFunction", pszFunction)
         .In("pszProvider", pszProvider)
         .In("dwPosition", dwPosition);
-    return call.StatusOf([&]() -> DWORD {
-        if (pszFunction == nullptr || pszProvider == nullptr)
-            return kInvalidParameter;
-        CngContextFunction* function =
-            Configuration().FindFunction(dwTable, ContextName(pszContext), dwInterface, winsim::Utf8(pszFunction));
-        if (function == nullptr)
-            return kNotFound;
+    const auto work = [&](CngContextFunction& function, const std::string& provider) {
         // A provider that is in the list already moves to its new place.
-        const std::string provider = winsim::Utf8(pszProvider);
-        RemoveProvider(*function, provider);
-        const std::size_t position = std::min<std::size_t>(dwPosition, function->providers.size());
-        function->providers.insert(function->providers.begin() + static_cast<std::ptrdiff_t>(position), provider);
+        RemoveProvider(function, provider);
+        const std::size_t position = std::min<std::size_t>(dwPosition, function.providers.size());
+        function.providers.insert(function.providers.begin() + static_cast<std::ptrdiff_t>(position), provider);
         return kSuccess;
-    });
+    };
+    return StatusWithFunction(call, dwTable, pszContext, dwInterface, pszFunction, pszProvider, work);
 }
 
 NTSTATUS WINAPI BCryptRemoveContextFunctionProvider(ULONG dwTable, LPCWSTR pszContext, ULONG dwInterface,
@@ -169,15 +177,10 @@ NTSTATUS WINAPI BCryptRemoveContextFunctionProvider(ULONG dwTable, LPCWSTR pszCo
         .In("dwInterface", dwInterface)
         .In("pszFunction", pszFunction)
         .In("pszProvider", pszProvider);
-    return call.StatusOf([&]() -> DWORD {
-        if (pszFunction == nullptr || pszProvider == nullptr)
-            return kInvalidParameter;
-        CngContextFunction* function =
-            Configuration().FindFunction(dwTable, ContextName(pszContext), dwInterface, winsim::Utf8(pszFunction));
-        if (function == nullptr)
-            return kNotFound;
-        const std::size_t before = function->providers.size();
-        RemoveProvider(*function, winsim::Utf8(pszProvider));
-        return function->providers.size() < before ? kSuccess : kNotFound;
-    });
+    const auto work = [&](CngContextFunction& function, const std::string& provider) {
+        const std::size_t before = function.providers.size();
+        RemoveProvider(function, provider);
+        return function.providers.size() < before ? kSuccess : kNotFound;
+    };
+    return StatusWithFunction(call, dwTable, pszContext, dwInterface, pszFunction, pszProvider, work);
 }

@@ -9,7 +9,6 @@
 #include "winbase.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 using winsim::Call;
@@ -104,6 +103,19 @@ std::u16string TextFor(const char16_t*, const std::string& utf8)
     return winsim::Utf16(utf8);
 }
 
+// Tells a folder as the shell's calls do, which take a buffer of MAX_PATH characters.
+template <typename Character>
+HRESULT TellShellFolder(Call& call, int csidl, Character* buffer)
+{
+    std::string folder;
+    if (const HRESULT result = FindShellFolder(csidl, folder); FAILED(result))
+        return result;
+    const auto text = TextFor(buffer, folder).substr(0, MAX_PATH - 1);
+    std::copy_n(text.c_str(), text.size() + 1, buffer);
+    call.Out("pszPath", folder);
+    return S_OK;
+}
+
 // Tells a folder as the calls do that take a buffer of a size: its length, or the size that it takes.
 template <typename Character>
 UINT TellFolder(Call& call, int csidl, Character* buffer, UINT size)
@@ -129,15 +141,7 @@ HRESULT WINAPI SHGetFolderPathA(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
     Call call{"SHGetFolderPathA"};
     call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
     *pszPath = '\0';
-    return call.StatusOf([&]() -> DWORD {
-        std::string folder;
-        if (const HRESULT result = FindShellFolder(csidl, folder); FAILED(result))
-            return result;
-        const std::string ansi = Simulation::Current().ToAnsi(folder).substr(0, MAX_PATH - 1);
-        std::memcpy(pszPath, ansi.c_str(), ansi.size() + 1);
-        call.Out("pszPath", folder);
-        return S_OK;
-    });
+    return call.StatusOf([&] { return TellShellFolder(call, csidl, pszPath); });
 }
 
 HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFlags, LPWSTR pszPath)
@@ -145,15 +149,7 @@ HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
     Call call{"SHGetFolderPathW"};
     call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
     *pszPath = u'\0';
-    return call.StatusOf([&]() -> DWORD {
-        std::string folder;
-        if (const HRESULT result = FindShellFolder(csidl, folder); FAILED(result))
-            return result;
-        const std::u16string wide = winsim::Utf16(folder).substr(0, MAX_PATH - 1);
-        std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
-        call.Out("pszPath", folder);
-        return S_OK;
-    });
+    return call.StatusOf([&] { return TellShellFolder(call, csidl, pszPath); });
 }
 
 BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL fCreate)
@@ -161,15 +157,9 @@ BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL f
     Call call{"SHGetSpecialFolderPathW"};
     call.In("hwnd", hwnd).In("csidl", csidl).In("fCreate", fCreate);
     *pszPath = u'\0';
-    return call.SuccessOf([&]() -> DWORD {
-        std::string folder;
-        if (FAILED(FindShellFolder(fCreate != FALSE ? csidl | CSIDL_FLAG_CREATE : csidl, folder)))
-            return ERROR_FILE_NOT_FOUND;
-        const std::u16string wide = winsim::Utf16(folder).substr(0, MAX_PATH - 1);
-        std::copy_n(wide.c_str(), wide.size() + 1, pszPath);
-        call.Out("pszPath", folder);
-        return ERROR_SUCCESS;
-    });
+    const int folder = fCreate != FALSE ? csidl | CSIDL_FLAG_CREATE : csidl;
+    return call.SuccessOf(
+        [&] { return FAILED(TellShellFolder(call, folder, pszPath)) ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS; });
 }
 
 UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize)

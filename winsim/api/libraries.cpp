@@ -31,8 +31,7 @@ namespace
 // A library that Windows has loaded into every process: a search finds this one first.
 constexpr char kAlwaysLoaded[] = "kernel32.dll";
 
-// ---- The search
-// ------------------------------------------------------------------------------------------------------
+// ---- The search -----------------------------------------------------------------------------------------------------
 
 // Where Windows looks for a library whose name has no drive, in its order.
 std::vector<std::string> SearchFolders()
@@ -128,8 +127,7 @@ HMODULE Load(Call& call, const winsim::FileName& name, const std::string& given)
     });
 }
 
-// ---- Functions
-// -------------------------------------------------------------------------------------------------------
+// ---- Functions ------------------------------------------------------------------------------------------------------
 
 void Raise(const std::string& thing)
 {

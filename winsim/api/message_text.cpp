@@ -38,7 +38,7 @@ private:
     const DWORD_PTR* m_values;
 };
 
-// A width, with "-" for text at its left end, and the precision behind a period.
+// A width, with "-" for text at its left end, and the precision after a period.
 struct Field
 {
     bool isLeft = false;
@@ -115,7 +115,7 @@ std::optional<std::u16string> TakeInsert(std::u16string_view& message, const Ins
     return FormatInsert(format, inserts, number);
 }
 
-// What a letter behind a percent sign stands for.
+// What a letter after a percent sign stands for.
 std::u16string Escaped(char16_t letter)
 {
     switch (letter)

@@ -20,7 +20,7 @@ struct BstrBlock
     static constexpr char kKind[] = "bstr";
 };
 
-// A string's length in bytes stands right in front of it.
+// A string's length in bytes stands right before it.
 constexpr std::size_t kPrefix = 8;
 
 const void* BlockOf(BSTR text)

@@ -28,8 +28,8 @@ bool IsBlank(char16_t c)
     return c == u' ' || c == u'\t';
 }
 
-// Splits a command line by Windows' rules: the program's name ends at a blank or its closing quotation mark; behind it,
-// backslashes only matter in front of a quotation mark.
+// Splits a command line by Windows' rules: the program's name ends at a blank or its closing quotation mark; after it,
+// backslashes only matter before a quotation mark.
 std::vector<std::u16string> SplitCommandLine(const std::u16string& line)
 {
     std::vector<std::u16string> words;
@@ -185,7 +185,7 @@ HLOCAL WINAPI LocalFree(HLOCAL hMem)
     call.In("hMem", hMem);
     if (hMem == nullptr)
         return call.Done(HLOCAL{nullptr});
-    // A failing call does not leave the block behind for good: the process has no way to try again.
+    // The block is freed although the call is to fail: no program tries again.
     const auto fault = call.Fault();
     if (!call.Free<winsim::LocalBlock>(hMem))
         return call.Fail(hMem, ERROR_INVALID_HANDLE);

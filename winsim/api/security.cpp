@@ -65,8 +65,7 @@ DWORD ToAccessEntries(const Call& call, ULONG count, const EXPLICIT_ACCESS_W* en
     return ERROR_SUCCESS;
 }
 
-// ---- Named objects
-// ---------------------------------------------------------------------------------------------------
+// ---- Named objects --------------------------------------------------------------------------------------------------
 
 // The object of a name: its security, that of what it lies in, and its kind, or a Win32 error.
 struct NamedObject

@@ -28,7 +28,7 @@ struct OpenManager
     static constexpr char kKind[] = "serviceManager";
 };
 
-// The service behind a handle that was opened with the needed access. When there is none, sets the error.
+// The service of a handle that was opened with the needed access. When there is none, sets the error.
 Service* ServiceOf(const Call& call, SC_HANDLE handle, DWORD neededAccess, DWORD& error)
 {
     Simulation& simulation = Simulation::Current();
@@ -47,6 +47,26 @@ Service* ServiceOf(const Call& call, SC_HANDLE handle, DWORD neededAccess, DWORD
     if (service == nullptr)
         error = ERROR_SERVICE_MARKED_FOR_DELETE;
     return service;
+}
+
+// Ends a call about the service of a handle: `work` gives the Win32 error of what is done to it.
+template <typename Work>
+BOOL SuccessWith(Call& call, SC_HANDLE handle, DWORD neededAccess, Work work)
+{
+    return call.SuccessOf([&]() -> DWORD {
+        DWORD error = ERROR_SUCCESS;
+        Service* service = ServiceOf(call, handle, neededAccess, error);
+        return service == nullptr ? error : work(*service);
+    });
+}
+
+// The same for what cannot be done to a service that is about to go.
+template <typename Work>
+BOOL SuccessWithUnmarked(Call& call, SC_HANDLE handle, DWORD neededAccess, Work work)
+{
+    return SuccessWith(call, handle, neededAccess, [&](Service& service) -> DWORD {
+        return service.isMarkedForDeletion ? ERROR_SERVICE_MARKED_FOR_DELETE : work(service);
+    });
 }
 
 // What is wrong with the name of a service database: there is but one.
@@ -266,12 +286,8 @@ BOOL WINAPI QueryServiceStatus(SC_HANDLE hService, LPSERVICE_STATUS lpServiceSta
 {
     Call call{"QueryServiceStatus"};
     call.In("hService", hService);
-    return call.SuccessOf([&]() -> DWORD {
-        DWORD error = ERROR_SUCCESS;
-        const Service* service = ServiceOf(call, hService, SERVICE_QUERY_STATUS, error);
-        if (service == nullptr)
-            return error;
-        *lpServiceStatus = StatusOf(*service);
+    return SuccessWith(call, hService, SERVICE_QUERY_STATUS, [&](Service& service) -> DWORD {
+        *lpServiceStatus = StatusOf(service);
         if (call.IsRecording())
             call.Out("lpServiceStatus", Noted(*lpServiceStatus));
         return ERROR_SUCCESS;
@@ -324,7 +340,7 @@ BOOL WINAPI QueryServiceConfigW(SC_HANDLE hService, LPQUERY_SERVICE_CONFIGW lpSe
         if (service == nullptr)
             return error;
 
-        // The texts stand behind the structure, in the order of its members.
+        // The texts follow the structure, in the order of its members.
         const std::u16string texts[] = {winsim::Utf16(service->binaryPath), winsim::Utf16(service->loadOrderGroup),
                                         JoinMultiString(service->dependencies), winsim::Utf16(service->account),
                                         winsim::Utf16(service->displayName)};
@@ -378,14 +394,7 @@ BOOL WINAPI ChangeServiceConfigW(SC_HANDLE hService, DWORD dwServiceType, DWORD 
         .In("lpServiceStartName", lpServiceStartName)
         .In("lpPassword", lpPassword == nullptr ? Json(nullptr) : Json("***"))
         .In("lpDisplayName", lpDisplayName);
-    return call.SuccessOf([&]() -> DWORD {
-        DWORD error = ERROR_SUCCESS;
-        Service* service = ServiceOf(call, hService, SERVICE_CHANGE_CONFIG, error);
-        if (service == nullptr)
-            return error;
-        if (service->isMarkedForDeletion)
-            return ERROR_SERVICE_MARKED_FOR_DELETE;
-
+    return SuccessWithUnmarked(call, hService, SERVICE_CHANGE_CONFIG, [&](Service& service) -> DWORD {
         const auto change = [](std::uint32_t& value, DWORD wanted) {
             if (wanted != SERVICE_NO_CHANGE)
                 value = wanted;
@@ -394,15 +403,15 @@ BOOL WINAPI ChangeServiceConfigW(SC_HANDLE hService, DWORD dwServiceType, DWORD 
             if (wanted != nullptr)
                 text = winsim::Utf8(wanted);
         };
-        change(service->type, dwServiceType);
-        change(service->startType, dwStartType);
-        change(service->errorControl, dwErrorControl);
-        changeText(service->binaryPath, lpBinaryPathName);
-        changeText(service->loadOrderGroup, lpLoadOrderGroup);
+        change(service.type, dwServiceType);
+        change(service.startType, dwStartType);
+        change(service.errorControl, dwErrorControl);
+        changeText(service.binaryPath, lpBinaryPathName);
+        changeText(service.loadOrderGroup, lpLoadOrderGroup);
         if (lpDependencies != nullptr)
-            service->dependencies = SplitMultiString(lpDependencies);
-        changeText(service->account, lpServiceStartName);
-        changeText(service->displayName, lpDisplayName);
+            service.dependencies = SplitMultiString(lpDependencies);
+        changeText(service.account, lpServiceStartName);
+        changeText(service.displayName, lpDisplayName);
         return ERROR_SUCCESS;
     });
 }
@@ -416,15 +425,9 @@ BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE hService, DWORD dwInfoLevel, LPVOID 
     const LPCWSTR description = static_cast<const SERVICE_DESCRIPTIONW*>(lpInfo)->lpDescription;
     call.In("lpInfo", description == nullptr ? Json{{"lpDescription", nullptr}}
                                              : Json{{"lpDescription", winsim::Utf8(description)}});
-    return call.SuccessOf([&]() -> DWORD {
-        DWORD error = ERROR_SUCCESS;
-        Service* service = ServiceOf(call, hService, SERVICE_CHANGE_CONFIG, error);
-        if (service == nullptr)
-            return error;
-        if (service->isMarkedForDeletion)
-            return ERROR_SERVICE_MARKED_FOR_DELETE;
+    return SuccessWithUnmarked(call, hService, SERVICE_CHANGE_CONFIG, [&](Service& service) -> DWORD {
         if (description != nullptr)
-            service->description = winsim::Utf8(description);
+            service.description = winsim::Utf8(description);
         return ERROR_SUCCESS;
     });
 }
@@ -475,15 +478,9 @@ BOOL WINAPI DeleteService(SC_HANDLE hService)
 {
     Call call{"DeleteService"};
     call.In("hService", hService);
-    return call.SuccessOf([&]() -> DWORD {
-        constexpr DWORD kDelete = 0x10000;
-        DWORD error = ERROR_SUCCESS;
-        Service* service = ServiceOf(call, hService, kDelete, error);
-        if (service == nullptr)
-            return error;
-        if (service->isMarkedForDeletion)
-            return ERROR_SERVICE_MARKED_FOR_DELETE;
-        service->isMarkedForDeletion = true;
+    constexpr DWORD kDelete = 0x10000;
+    return SuccessWithUnmarked(call, hService, kDelete, [](Service& service) -> DWORD {
+        service.isMarkedForDeletion = true;
         return ERROR_SUCCESS;
     });
 }

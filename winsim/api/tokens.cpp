@@ -85,7 +85,7 @@ BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS Toke
         call.Out("ReturnLength", size);
         if (TokenInformationLength < size)
             return ERROR_INSUFFICIENT_BUFFER;
-        // The SID stands behind the structure.
+        // The SID follows the structure.
         auto* place = static_cast<BYTE*>(TokenInformation) + sizeof(TOKEN_USER);
         const TOKEN_USER user{{place, 0}};
         std::memcpy(TokenInformation, &user, sizeof user);

@@ -7,7 +7,7 @@
 namespace winsim
 {
 
-// Pairs of UTF-16 units, one behind the other.
+// Pairs of UTF-16 units, one after the other.
 using UnitPairs = std::u16string_view;
 
 struct PageRules

@@ -40,7 +40,7 @@ inline constexpr UINT LMEM_FIXED = 0x0000;
 inline constexpr UINT LMEM_ZEROINIT = 0x0040;
 inline constexpr UINT LPTR = LMEM_FIXED | LMEM_ZEROINIT;
 
-// -1 as a handle. A pointer made from a number cannot be a constant, so this is a function behind a name.
+// -1 as a handle. A pointer made from a number cannot be a constant, so this is a variable.
 inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-1));
 
 extern "C"

@@ -44,7 +44,7 @@ private:
 // What a program does when it is started with certain arguments.
 struct ProgramRun
 {
-    std::optional<std::string> arguments; // the whole text behind the program's name; none stands for any
+    std::optional<std::string> arguments; // the whole text after the program's name; none stands for any
     std::uint32_t startError = 0;         // it cannot be started: this error
     std::uint32_t exitCode = 0;
     std::uint64_t runMs = 0;

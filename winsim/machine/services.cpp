@@ -134,11 +134,11 @@ struct Fields<ServiceStatus>
                   "`\"pausePending\"`, `\"paused\"`, or the number",
                   "`\"stopped\"`"},
               StateField());
-        VisitBehindState(visit);
+        VisitAfterState(visit);
     }
 
     template <typename Visitor>
-    static void VisitBehindState(Visitor& visit)
+    static void VisitAfterState(Visitor& visit)
     {
         visit(Key{"controlsAccepted", "controls that it takes (a mask)", "\"stop\" when running or paused"},
               ControlsField());
@@ -164,7 +164,7 @@ struct Fields<ServiceStep>
               Always(&ServiceStep::afterMs));
         InPart<Visitor, ServiceStep, ServiceStatus> status{visit, &ServiceStep::status};
         status(Key{"state", "as of a service; must be there", "", "no state"}, StateField());
-        Fields<ServiceStatus>::VisitBehindState(status);
+        Fields<ServiceStatus>::VisitAfterState(status);
     }
 };
 

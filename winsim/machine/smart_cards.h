@@ -13,7 +13,7 @@ namespace winsim
 
 struct SmartCards
 {
-    std::uint32_t managerStatus = 0;                     // what connecting to the resource manager comes to
+    std::uint32_t managerStatus = 0;                     // of connecting to the resource manager: 0 when it works
     std::vector<std::string> readers;                    // an empty name ends the list for whoever reads it
     std::optional<std::vector<std::string>> readersThen; // the readers once they have been listed
     std::uint32_t zerosMissing = 0;                      // at the end of the list that is handed out

@@ -60,7 +60,7 @@ FileAct ParseAct(const std::string& text)
     return act;
 }
 
-// The occurrence behind the name of a call, from 1 on; nothing: 1.
+// The occurrence after the name of a call, from 1 on; 1 when there is none.
 unsigned OccurrenceIn(const std::string& call, std::size_t hash)
 {
     if (hash == std::string::npos)

@@ -139,7 +139,7 @@ void DropHandledExceptions(const std::exception_ptr& outer)
         abi::__cxa_end_catch();
 }
 
-// True when the code has returned. It has no object of its own that a jump back here would leave behind.
+// True when the code has returned. It has no object of its own: a jump back here would not destroy it.
 bool ReturnsFrom(const std::function<void()>& code, sigjmp_buf& bottom)
 {
     if (sigsetjmp(bottom, 1) != 0)

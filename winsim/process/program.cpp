@@ -167,7 +167,7 @@ std::string JoinCommandLine(const std::vector<std::string>& words)
         std::size_t backslashes = 0;
         for (const char c : word)
         {
-            // Backslashes count double in front of a quotation mark.
+            // Before a quotation mark backslashes count double.
             if (c == '"')
                 line.append(backslashes + 1, '\\');
             backslashes = c == '\\' ? backslashes + 1 : 0;

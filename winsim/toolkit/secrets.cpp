@@ -11,7 +11,7 @@ namespace
 
 constexpr std::string_view kStars = "***";
 
-// How a password stands in a text: behind its introduction, up to its end or to the end of the text.
+// How a password stands in a text: after its introduction, up to its end or to the end of the text.
 struct Place
 {
     std::string_view introduction;
