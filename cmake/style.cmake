@@ -1,7 +1,7 @@
 # The style tests: layout, a second compiler, the linter, the log that each module writes through, the arrows between folders,
-# and the list of choices.
+# the list of choices, and that of required oddities.
 
-foreach(check format clang tidy logs layers choices)
+foreach(check format clang tidy logs layers choices oddities)
     add_test(NAME style.${check} COMMAND ${PROJECT_SOURCE_DIR}/tests/style/check ${check})
     set_tests_properties(style.${check} PROPERTIES LABELS style TIMEOUT 600)
 endforeach()
