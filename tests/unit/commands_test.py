@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Proves that the command lines shown by the help texts, README.md and docs/ work, and that the files that these name
-are there: each line is run as it stands, with examples in the places of names such as M.json. Usage: commands_test.py
-PROJECT-FOLDER"""
+"""Proves that the command lines in the help texts, README.md and docs/ work, and that the files they name exist. Each
+line is run as written, with example files substituted for names such as M.json.
+Usage: commands_test.py PROJECT-FOLDER"""
 
 import json
 import pathlib
@@ -11,7 +11,7 @@ import subprocess
 import sys
 import tempfile
 
-# What is not run, by its beginning, and why.
+# Commands that are not run, by their beginnings, and why.
 LEFT_OUT = {
     "./run --wine": "takes Wine; e2e holds the real program against rehearsals",
     "./run bench": "measures; its figures are no tests",
@@ -22,11 +22,12 @@ LEFT_OUT = {
     "KELO_FUZZ_SECONDS=": "ten hours of fuzzing",
 }
 
-# Documents show these in the place of a user's own files.
+# Documents use these names for a user's own files.
 EXAMPLES = {"M.json": "machines/windows-7-toolkit.json", "CALL=ERROR": "OpenServiceW=5",
             "CALL#2=ERROR": "OpenServiceW#2=5"}
 
-# And these for what is written, in a folder of this test's own; logs to explain are there from the start.
+# Documents use these names for output files, which go to a folder of this test's own. Logs to explain exist there from
+# the start.
 LOGS = {"LOG", "kelo_install_log.txt"}
 WRITTEN = {"OUT.json", "after.json", *LOGS}
 
@@ -35,27 +36,27 @@ COMMAND = re.compile(r"(?:\$ )?((?:\./run|\./test|(?:build/native/)?kelo-rehears
 
 
 def command_of(text):
-    """The command that a line or a piece of code shows, without the remark after it; None for none."""
+    """The command in a line or a piece of code, without the remark after it; None if there is none."""
     match = COMMAND.fullmatch(text.strip())
     return re.split(r"\s{2,}|; ", match[1])[0] if match else None
 
 
 def commands_in(text):
-    """The commands of a text: lines that are indented, and pieces of code that begin with a command."""
+    """The commands in a text: indented lines, and pieces of code that begin with a command."""
     text = re.sub(r"^```.*?^```$", "", text, flags=re.MULTILINE | re.DOTALL)
     shown = re.findall(r"^ {2,}(\S.*)$", text, flags=re.MULTILINE)
-    # A command with a single word in running text is its name, or an option's.
+    # In running text, a command with a single word is only its name, or the name of an option.
     pieces = [" ".join(piece.split()) for piece in re.findall(r"`([^`]+)`", text)]
     shown += [piece for piece in pieces if piece.count(" ") > 1]
     for line in shown:
         command = command_of(line)
-        # A name alone, or a pattern of many commands.
+        # A name alone, or a pattern that matches many commands.
         if command and " " in command and not re.search(r"\[|GROUP|\.\.\.|…|\|", command):
             yield command
 
 
 def documents(project):
-    """What is to be looked at, by its name: its text."""
+    """The texts to check, by name."""
     for path in [project / "README.md", *sorted((project / "docs").glob("*.md"))]:
         yield str(path.relative_to(project)), path.read_text("utf-8")
     for command in (["./run"], ["./test"], [str(project / "build/native/kelo-rehearse")]):
@@ -72,7 +73,7 @@ def words_of(command, project, folder):
 
 
 def write_logs(project, folder):
-    """The log of a set-up that was rehearsed, by each of its names."""
+    """The log of a rehearsed set-up, under each name that the documents use for one."""
     rehearse = project / "build/native/kelo-rehearse"
     done = subprocess.run([rehearse, "--json", "machines/windows-7-toolkit.json", "--", "/Setup"], cwd=project,
                           capture_output=True, text=True, check=True)
@@ -81,7 +82,7 @@ def write_logs(project, folder):
 
 
 def missing_files(text, project):
-    """The project's files that a text names and that are not there."""
+    """The project's files that a text names and that do not exist."""
     for name in re.findall(r"\b(?:machines|docs|tests|winsim|packaging|scripts|resources)/[\w/.-]+\.\w+", text):
         if not (project / name).exists():
             yield name

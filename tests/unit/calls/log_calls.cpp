@@ -19,7 +19,7 @@ bool WriteIndented(InstallLog& log, int indent, const char* format, ...)
     return written;
 }
 
-// The letter of the next placeholder, or a zero; `at` is left behind it.
+// The conversion letter of the next placeholder, or zero; `at` then points after it.
 char NextConversion(const std::string& format, std::size_t& at)
 {
     while ((at = format.find('%', at)) != std::string::npos)
@@ -32,8 +32,8 @@ char NextConversion(const std::string& format, std::size_t& at)
     return '\0';
 }
 
-// Arguments: the indent, a format of at most six placeholders, and what stands for each of these. Texts and numbers
-// take the same room in an argument list.
+// Arguments: the indent, a format of at most six placeholders, and a value for each of these. Texts and numbers take
+// the same room in an argument list.
 std::string WriteFormat(const CallArguments& arguments)
 {
     constexpr std::size_t kMostPlaceholders = 6;
@@ -64,7 +64,7 @@ constexpr TestCall kCalls[] = {
          InstallLog log{kInstallLogFileName};
          return ResultText(WriteLog(log, "%s", a.Text(0).c_str()));
      }},
-    // Two objects log in turn.
+    // Two objects log alternately.
     {"WriteLogAlternately",
      [](const CallArguments& a) {
          InstallLog first{kInstallLogFileName};
@@ -78,7 +78,7 @@ constexpr TestCall kCalls[] = {
          InstallLog log{kInstallLogFileName};
          return ResultText(WriteIndented(log, a.Number(0), "%s", a.Text(1).c_str()));
      }},
-    // Lines on an object that was opened and closed again. The last one's result.
+    // Lines on an object that was opened and closed again. Returns the result of the last one.
     {"WriteAfterClose",
      [](const CallArguments& a) {
          InstallLog log{kInstallLogFileName};
@@ -96,7 +96,7 @@ constexpr TestCall kCalls[] = {
          Sleep(static_cast<DWORD>(a.Number(0)));
          return ResultText(WriteLog(log, "after"));
      }},
-    // An object that is opened once more, for the same file, before its line.
+    // An object is opened a second time, for the same file, before its line.
     {"WriteAfterSecondOpen",
      [](const CallArguments& a) {
          InstallLog log{kInstallLogFileName};

@@ -12,7 +12,7 @@ constexpr TestCall kCalls[] = {
      [](const CallArguments& a) {
          return ResultText(PublishResultMessage(static_cast<DWORD>(std::stoul(a.Text(0), nullptr, 0)), 0));
      }},
-    // The base name; whether a library was loaded.
+    // Argument: the base name. Returns whether a library was loaded.
     {"LoadResourceLibrary",
      [](const CallArguments& a) { return ResultText(LoadResourceLibrary(a.TextOrNull(0)) != nullptr); }},
     {"GetUiLanguage", [](const CallArguments&) { return ResultText(GetUiLanguage()); }},

@@ -9,7 +9,7 @@
 namespace
 {
 
-// The directory, or "(none)" and what stands in the output afterwards.
+// The directory, or "(none)" and then the content of the output parameter.
 std::string ServiceBinaryPath(const CallArguments& arguments)
 {
     std::wstring directory = L"(untouched)";

@@ -7,7 +7,7 @@
 namespace
 {
 
-// The timed stop of the named service, opened with the least rights that it needs.
+// The timed stop of the named service, opened with the minimum rights that it needs.
 std::string StopService(const CallArguments& arguments)
 {
     const UniqueServiceHandle manager{OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT)};

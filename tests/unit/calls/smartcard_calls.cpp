@@ -5,7 +5,7 @@
 namespace
 {
 
-// An operation of a new object, with the install location: "(null)" for none.
+// An operation of a new object. Argument: the install location, "(null)" for none.
 template <int (CTPMSmartCard::*Operation)(const wchar_t*) const>
 std::string CallWithLocation(const CallArguments& arguments)
 {

@@ -7,22 +7,22 @@ namespace
 {
 
 constexpr TestCall kCalls[] = {
-    // The key, the data and the default value.
+    // Arguments: the key, the data and the default value.
     {"GetCustomActionValue",
      [](const CallArguments& a) {
          const std::wstring data = a.Wide(1);
          const std::wstring defaultValue = a.Wide(2);
          return ResultText(std::wstring(GetCustomActionValue(a.Wide(0), data, defaultValue)));
      }},
-    // The flag and the data.
+    // Arguments: the flag and the data.
     {"HasCustomActionFlag",
      [](const CallArguments& a) {
          const std::wstring data = a.Wide(1);
          return ResultText(HasCustomActionFlag(a.Wide(0), data));
      }},
-    // A command line.
+    // Argument: a command line.
     {"RunAndWait", [](const CallArguments& a) { return ResultText(RunAndWait(CSecretText{a.Wide(0)})); }},
-    // Frees a text that is kept like any other. What it holds is not wiped.
+    // Frees an ordinary text, without wiping its content.
     {"FreeOrdinaryText",
      [](const CallArguments& a) {
          const std::wstring text = a.Wide(0);

@@ -18,7 +18,7 @@ DWORD Slot(const CallArguments& arguments, std::size_t index)
     return static_cast<DWORD>(arguments.Number(index));
 }
 
-// Arguments: the target, then the vendors that are asked for one after the other. "true 0", "false 10015", ...
+// Arguments: the target, then the vendors to detect one after the other. Returns "true 0", "false 10015", ...
 std::string DetectEach(const CallArguments& arguments)
 {
     std::string results;
@@ -31,7 +31,7 @@ std::string DetectEach(const CallArguments& arguments)
     return results;
 }
 
-// Arguments: the rights that the token is opened with, the privilege, whether to enable it.
+// Arguments: the rights to open the token with, the privilege, and whether to enable it.
 std::string SetPrivilegeOfProcess(const CallArguments& arguments)
 {
     HANDLE token = nullptr;

@@ -1,4 +1,4 @@
-// What src/windows/ offers, for tests.
+// The functions of src/windows/, for tests.
 #include "tests/unit/calls/modules.h"
 #include "windows/bounded_path.h"
 #include "windows/com_initializer.h"
@@ -16,10 +16,10 @@
 namespace
 {
 
-// The library that tests have guarded code call.
+// The library that guarded code calls in tests.
 constexpr char kGuardedLibrary[] = R"(C:\Guarded.dll)";
 
-// What a guarded call that does something comes to: how far it got, and whether it returned.
+// Makes a guarded call. Returns how far the call got and whether it returned.
 std::string GuardedCall(const CallArguments& arguments)
 {
     const std::string& act = arguments.Text(0);
@@ -43,7 +43,7 @@ std::string GuardedCall(const CallArguments& arguments)
     return reached + ResultText(hasReturned);
 }
 
-// A path put together from all arguments.
+// A path built from all arguments.
 std::string BoundedPathOf(const CallArguments& arguments)
 {
     BoundedPath path{arguments.Text(0).c_str()};
@@ -52,15 +52,15 @@ std::string BoundedPathOf(const CallArguments& arguments)
     return path.Get();
 }
 
-// Of the text in either kind: both answers must be the same.
+// Asks for the narrow and the wide text: both answers must be the same.
 std::string FullPathAnswer(const CallArguments& arguments)
 {
     const bool isFull = IsFullPath(arguments.Text(0));
     return isFull == IsFullPath(arguments.Wide(0)) ? ResultText(isFull) : "not the same";
 }
 
-// Arguments: the folder, the path below it, the last part's kind, then operations of PinnedPath. Their errors, and how
-// many parts were open at the end.
+// Arguments: the folder, the path below it, the kind of the last part, then operations of PinnedPath. Returns their
+// errors, and how many parts were open at the end.
 std::string PinPath(const CallArguments& arguments)
 {
     const auto kind = arguments.Text(2) == "file" ? PinnedPath::Kind::File : PinnedPath::Kind::Directory;
@@ -77,7 +77,7 @@ std::string PinPath(const CallArguments& arguments)
     return results + "(" + ResultText(path.Parts().size()) + ")";
 }
 
-// What CheckOwner says of a directory.
+// The result of CheckOwner for a directory.
 std::string OwnerError(const CallArguments& arguments)
 {
     const UniqueKernelHandle directory{CreateFileW(arguments.Wide(0).c_str(), READ_CONTROL, FILE_SHARE_READ, nullptr,

@@ -1,4 +1,4 @@
-// Proves when the task library is asked to make or remove the auto-enrollment tasks, and what becomes of its answers.
+// Proves when the task library is asked to create or remove the auto-enrollment tasks, and how its answers are handled.
 #include "tests/support/windows_script.h"
 
 #include <gmock/gmock.h>
@@ -37,7 +37,7 @@ constexpr char kNoExportToRemove[] =
     "log: *** KeloToolkitProxy::RemoveAutoEnrollmentTasks(): Failed GetProcAddress can't "
     "create Auto-Enroll Tasks";
 
-// What the tests change of a machine where everything is in place.
+// The tests' changes to a machine where everything is in place.
 struct Toolkit
 {
     Json wanted = 1;
@@ -110,7 +110,7 @@ std::string CallThatThrows(const std::string& name, const std::string& thrown)
     return CallExport(name, nullptr, {{"exception", thrown}});
 }
 
-// From the first probe to the loaded library.
+// The calls from the first probe to the loaded library.
 const Script kInstallBeginning = {AskForWow64(),
                                   kOpenCommon,
                                   ReadWanted(1),
@@ -243,14 +243,14 @@ TEST(InstallAutoEnrollmentTasks, APathThatIsMissingOrNoTextIsAFailure)
     ExpectLog(Install(MachineWith({}), {.faults = {"RegQueryValueExA#2=5"}}), "-1", {kNoPathToInstall});
 }
 
-// The library that is loaded for a path.
+// The library that is loaded for an install path.
 struct PathCase
 {
     const char* path; // as the registry holds it
     const char* library;
 };
 
-// Of a full path, nothing is looked at but the last character of the text.
+// Of a full path, only the last character of the text is examined.
 constexpr PathCase kPaths[] = {
     {R"("C:\\Kelo")", R"(C:\\Kelo\\CertJobPlanner.dll)"},
     {R"("C:\\Kelo\\")", R"(C:\\Kelo\\CertJobPlanner.dll)"},
@@ -261,20 +261,20 @@ constexpr PathCase kPaths[] = {
     {R"("")", R"(\\CertJobPlanner.dll)"},
     {R"({"type": "REG_EXPAND_SZ", "text": "C:\\%windir%\\Kelo"})", R"(C:\\%windir%\\Kelo\\CertJobPlanner.dll)"},
     {R"("\\\\server\\share")", R"(\\\\server\\share\\CertJobPlanner.dll)"},
-    // A path that depends on the current drive or directory, but for the empty one.
+    // Paths that depend on the current drive or directory; the empty path is an exception.
     {R"("Kelo")", "(none)"},
     {R"("C:Kelo")", "(none)"},
     {R"("\\Kelo")", "(none)"},
     {R"("..\\Kelo\\")", "(none)"},
     {R"({"type": "REG_EXPAND_SZ", "text": "%windir%\\Kelo"})", "(none)"},
-    // Without a terminator, with half a character at the end, with text behind a terminator, without anything.
+    // Without a terminator, with half a character at the end, with text after a terminator, without any data.
     {R"({"type": "REG_SZ", "hex": "43003a005c00"})", R"(C:\\CertJobPlanner.dll)"},
     {R"({"type": "REG_SZ", "hex": "43003a005c004b"})", R"(C:\\CertJobPlanner.dll)"},
     {R"({"type": "REG_SZ", "hex": "43003a000000580000"})", R"(C:\\CertJobPlanner.dll)"},
     {R"({"type": "REG_SZ", "hex": "43003a0000005c000000"})", R"(C:\\CertJobPlanner.dll)"},
     {R"({"type": "REG_SZ", "hex": ""})", R"(\\CertJobPlanner.dll)"},
     {R"({"type": "REG_SZ", "hex": "43"})", R"(\\CertJobPlanner.dll)"},
-    // Longer and shorter than the buffer by the time it is read into it.
+    // The value becomes longer or shorter than the buffer before it is read into it.
     {R"(["C:\\Kelo", "C:\\Longer than that"])", R"(\\CertJobPlanner.dll)"},
     {R"(["C:\\Kelo", "C:"])", R"(C:\\CertJobPlanner.dll)"},
     {R"(["C:\\Kelo", 1])", "(none)"},
@@ -325,7 +325,7 @@ TEST(InstallAutoEnrollmentTasks, APathOutsideAsciiIsReadAndUsedInTheCodePage)
               {kInstalled});
 }
 
-// A function that throws each of the things that a library can throw.
+// The function throws each kind of exception that a library can throw.
 const std::vector<std::string> kThrown{"access violation", "division by zero", "C++ exception", "number"};
 
 TEST(InstallAutoEnrollmentTasks, ALibraryThatThrowsIsFreedAndTheOperationFails)
@@ -344,7 +344,7 @@ TEST(InstallAutoEnrollmentTasks, ALibraryThatThrowsIsFreedAndTheOperationFails)
 
 TEST(InstallAutoEnrollmentTasks, MemoryThatRunsOutIsALineAndAFailure)
 {
-    // Enough for the registry's text, not for the library's path.
+    // Enough memory for the registry's text, but not for the library's path.
     const winsim::Machine machine =
         Changed(MachineWith({.path = "C:\\" + std::string(1000, 'k')}), R"({"process": {"largestBlock": 1010}})");
     ExpectLog(Install(machine), "-1", {"log: InstallAutoEnrollmentTasks - Unknown exception caught return -1"});

@@ -1,4 +1,4 @@
-// What a run of the program looks like around the steps of its action, for tests that compare whole runs.
+// The lines around the steps of an action, for tests that compare whole runs.
 #pragma once
 
 #include "tests/support/windows_script.h"
@@ -23,7 +23,7 @@ inline Script StartOf(const Words& words)
             Call("CommandLineToArgvW", {line}, "block#1", {{"pNumArgs", all.size()}, {"argv", all}})};
 }
 
-// The lines that every action begins with. `words` stand behind the program's path, as the code page shows them.
+// The lines at the beginning of every action. `words` follow the program's path, as the code page shows them.
 inline Script HeadOf(const Words& words)
 {
     Script head{"log: ============= Begin-> Kelo CSP (x64) Custom Action ===================",
@@ -39,14 +39,14 @@ inline Script HeadOf(const Words& words)
 inline const Script kEnd = {"log: ============= Kelo CSP Custom Action <-End ===================",
                             Call("printf", {"Done!"}, 5)};
 
-// Expects that a run of the program with `words` was these steps with all that stands around them.
+// Expects that a run of the program with `words` consists of these steps and the lines around every action.
 inline void ExpectAction(const SimulatedRun& run, const Words& words, const Script& steps, int exitCode = 0)
 {
     ExpectRun(run, std::to_string(exitCode), {StartOf(words), HeadOf(words), steps, kEnd});
     EXPECT_EQ(run.outcome.standardOutput, "Done!");
 }
 
-// Expects that a run ended after the lines that every action begins with, with one more message at most.
+// Expects that a run ended after the lines at the beginning of every action, with at most one more message.
 inline void ExpectRefused(const SimulatedRun& run, const Words& words, const Script& message)
 {
     ExpectRun(run, "-1", {StartOf(words), HeadOf(words), message});

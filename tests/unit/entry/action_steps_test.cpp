@@ -1,5 +1,5 @@
-// Proves each action call by call on a machine where every step has something to do: what it hands to its steps, and
-// how long the COM apartment lasts around them.
+// Proves each action call by call on a machine where every step has work to do: the arguments of its steps, and how
+// long the COM apartment lasts around them.
 #include "tests/support/stack_machine.h"
 #include "tests/support/step_sequence.h"
 #include "tests/unit/entry/action_script.h"
@@ -12,7 +12,7 @@
 namespace
 {
 
-// Windows 10 with the whole toolkit, and old shims. `patch` says what is different.
+// Windows 10 with the whole toolkit and old shims. `patch` changes the machine.
 winsim::Machine ToolkitMachine(const char* patch = "{}")
 {
     return Changed(Changed(StackMachine{.isKeloUsable = true, .hasKeloService = true, .hasShims = true}.Make(), R"({
@@ -35,7 +35,7 @@ winsim::Machine ToolkitMachine(const char* patch = "{}")
                    patch);
 }
 
-// What a removal meets.
+// The machine that a removal finds.
 winsim::Machine InstalledMachine()
 {
     return ToolkitMachine(R"({
@@ -51,13 +51,13 @@ winsim::Machine InstalledMachine()
 const std::string kEnterApartment = Call("CoInitializeEx", {nullptr, 0}, 0);
 const std::string kLeaveApartment = Call("CoUninitialize");
 
-// A step of automatic provisioning, which enters an apartment of its own when it runs alone.
+// A step of automatic provisioning; it enters its own apartment when it runs alone.
 void StepInApartment(StepSequence& expected, const std::string& function, const Words& arguments = {})
 {
     EXPECT_EQ(expected.StepWithout({kEnterApartment, kLeaveApartment}, function, arguments), "0");
 }
 
-// Both steps of the virtual smart card: the presence test is made once, before the first.
+// Both steps of the virtual smart card. The presence test is made only once, before the first step.
 void StepsOfCard(StepSequence& expected, const Script& presence, const char* minidriver, const char* reader)
 {
     EXPECT_EQ(expected.Step(minidriver, {kToolkitFolder}), "0");
@@ -120,7 +120,7 @@ TEST(ActionSteps, ASetUpHandsItsOptionsToItsSteps)
 
 TEST(ActionSteps, ASetUpThatFailsLeavesItsResultAsTheMessage)
 {
-    // All 32 bits of the result count.
+    // The result counts with all its 32 bits.
     ExpectSetup(ToolkitMachine(R"({
         "libraries": {
             "C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KELO\\stkprobe.dll": {"exports": {"DetectTSS": 7}},
@@ -154,7 +154,7 @@ TEST(ActionSteps, ARemovalTakesItsStepsInOrderAndTheApartmentLastsToTheMessage)
 
 // ---- Whose log a line is written through ----
 
-// A module and how its lines begin in the runs below.
+// A module and the beginnings of its lines in the runs below.
 struct Module
 {
     const char* name;
@@ -223,7 +223,7 @@ const std::vector<Module> kModules{
     {"enroll", {"*** "}},
 };
 
-// The module that a message comes from: empty for none, and all their names for several.
+// The module that a message comes from: empty for none, and the joined names for several.
 std::string ModuleOf(const std::string& message)
 {
     std::string found;

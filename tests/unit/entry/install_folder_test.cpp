@@ -1,4 +1,4 @@
-// Proves what the install folder is, for all kinds of program paths.
+// Proves which folder is the install folder, for all kinds of program paths.
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>
@@ -16,7 +16,7 @@ std::string FolderOf(const std::string& path, const char* machine = "{}")
     return run.result;
 }
 
-// A folder of `length` characters in all, with a name behind `start` and a backslash at its end.
+// A folder path of `length` characters in all: `start`, a name, and a backslash at its end.
 std::string LongFolder(const std::string& start, std::size_t length)
 {
     return start + std::string(length - start.size() - 1, 'd') + "\\";

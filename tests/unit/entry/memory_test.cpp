@@ -1,4 +1,4 @@
-// Proves that no exception gets out of the program: wherever memory runs out, one operation fails and the next ones
+// Proves that no exception leaves the program: wherever memory runs out, one operation fails and the next ones still
 // run.
 #include "tests/support/stack_machine.h"
 #include "tests/unit/entry/action_script.h"
@@ -18,7 +18,7 @@ constexpr char kEnd[] = "============= Kelo CSP Custom Action <-End ============
 
 constexpr char kNoVendor[] = "No TSS_VENDOR parameter specified only install if a TSS and proper TPM state is found.";
 
-// A machine with all that the program looks for, and a virtual reader if wanted.
+// A machine with everything that the program looks for, and optionally a virtual reader.
 winsim::Machine WholeMachine(bool hasReader)
 {
     winsim::Json machine = StackMachine{.hasShims = true}.Make().ToJson();
@@ -34,10 +34,10 @@ winsim::Machine WholeMachine(bool hasReader)
     return winsim::Machine::FromJson(machine);
 }
 
-// What the runs of one action come to when each piece of memory is refused once.
+// The runs of one action in which each piece of memory is refused once.
 struct Runs
 {
-    std::set<std::string> caught; // the lines of exceptions
+    std::set<std::string> caught; // the log lines about exceptions
     std::vector<SimulatedRun> each;
 };
 
@@ -59,7 +59,7 @@ Runs RefuseEachPiece(const winsim::Machine& machine, const std::vector<std::stri
     return runs;
 }
 
-// But for the allocation that was refused.
+// The refused allocation is not counted.
 std::ptrdiff_t CallsBeforeTheBody(const SimulatedRun& run)
 {
     const auto begin = run.outcome.calls.begin();
@@ -74,13 +74,13 @@ bool LacksALog(const SimulatedRun& run, const SimulatedRun& whole)
            CallsBeforeTheBody(run) != CallsBeforeTheBody(whole);
 }
 
-// A vendor that there is no memory for is not asked for, and then no stack is chosen.
+// A vendor that does not fit into memory is not requested, and then no stack is chosen.
 bool LacksItsVendor(const SimulatedRun& run)
 {
     return std::ranges::find(run.log, kNoVendor) != run.log.end();
 }
 
-// Each step's line is there, unless its log is silent.
+// Each step's line is logged, unless its log is silent.
 void ExpectEachRun(const Runs& runs, const SimulatedRun& whole, const std::vector<std::string>& lines)
 {
     ASSERT_THAT(whole.log, IsSupersetOf(lines));
@@ -143,7 +143,7 @@ TEST(Memory, ThatRunsOutInACommitFailsNothing)
     EXPECT_TRUE(runs.caught.empty());
 }
 
-// The stack set-up, which alone decides, finds no stack.
+// The stack set-up finds no stack, and it alone decides.
 TEST(Memory, ThatRunsOutBeforeAFailureLeavesItAFailure)
 {
     const Runs runs = RefuseEachPiece(MachineOf("{}"), {"/Setup"});
@@ -152,7 +152,7 @@ TEST(Memory, ThatRunsOutBeforeAFailureLeavesItAFailure)
         EXPECT_EQ(run.exitCode, -1);
 }
 
-// Nothing is left but the calls that take no memory of the program's own.
+// Only calls that take no memory of the program's own still work.
 TEST(Memory, OfWhichThereIsNoneLetsEveryActionEnd)
 {
     // A set-up without a vendor chooses no stack.
@@ -184,7 +184,7 @@ TEST(Memory, IsNotRecordedWhereNothingIsRefused)
     EXPECT_EQ(first->result, true);
 }
 
-// Whatever else is thrown is the last resort's.
+// All other exceptions reach the last handler.
 TEST(WinMain, AnswersAnExceptionWithAFailure)
 {
     for (const char* fault : {"GetCommandLineW=fault", "VerifyVersionInfoW=fault"})

@@ -1,4 +1,4 @@
-// Proves how an option is found in the command line and what its value is.
+// Proves how an option is found in the command line and which value it has.
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>
@@ -24,7 +24,7 @@ std::string VendorIn(const Words& words)
     return Find("/TSS_VENDOR=", words).result;
 }
 
-// The same with a program and an action in front.
+// The same with a program and an action before the words.
 std::string VendorBehindSetup(Words words)
 {
     words.insert(words.begin(), {"C:\\kelo.exe", "/Setup"});
@@ -92,7 +92,7 @@ TEST(GetOptionValue, TheFirstOfTwoDecidesEvenWithoutAValue)
     EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=", "/TSS_VENDOR=NTRU12"}), kNone);
 }
 
-// The value is cut off at the prefix's length wherever the prefix was found.
+// As many characters as the prefix has are cut off the argument's beginning, wherever the prefix was found.
 TEST(GetOptionValue, APrefixFurtherInsideStillCutsAtItsOwnLength)
 {
     EXPECT_EQ(VendorBehindSetup({"x/TSS_VENDOR=ABC"}), "=ABC");
@@ -120,7 +120,7 @@ TEST(GetOptionValue, CharactersOutsideTheCodePageBecomeQuestionMarks)
     EXPECT_EQ(VendorBehindSetup({"\u4E2D/TSS_VENDOR=X"}), "=X");
 }
 
-// In a code page of double bytes, a character counts as its bytes.
+// In a double-byte code page, the bytes of a character are counted.
 TEST(GetOptionValue, PositionsCountBytesOfTheCodePage)
 {
     constexpr char kJapanese[] = R"({"windows": {"codePage": 932}})";

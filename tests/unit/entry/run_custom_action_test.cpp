@@ -1,4 +1,4 @@
-// Proves what each action is made of, in which order, and what of it decides the exit code.
+// Proves the steps of each action, their order, and which of them decides the exit code.
 #include "tests/unit/entry/action_script.h"
 
 namespace
@@ -50,7 +50,7 @@ const Script kNoLeftovers{"log: Try to kill Kelo services left behind in previou
                           "log: Cannot find this process: VaultCourier.exe",
                           "log: kill VaultCourier.exe --> ERROR"};
 
-// A shim that is not there.
+// There is no shim.
 Script NoShim(int slot, const std::string& name)
 {
     const std::string path = "C:\\Windows\\system32\\" + name;
@@ -87,7 +87,7 @@ const Script kNothingDetected = {"log: -----------------------------------------
 
 const Script kNoReaders{"log: CTPMSmartCard::IsKlSCardInstalled - No Smart card readers on system"};
 
-// "/Setup" without a vendor: the stack set-up fails, and it alone decides.
+// "/Setup" without a vendor: the stack set-up fails, and it alone decides the result.
 Script SetupLines(const Script& options, const Script& smartCard = {})
 {
     return {options,
@@ -131,7 +131,7 @@ Script RemovalLines(const Script& service = kNoToolkitService)
             "log: CTPMSmartCard::Uninstall - Kelo Smart Card not installed so skip uninstallation"};
 }
 
-// Expects the whole log of an action, what it left on standard output and its exit code.
+// Expects the whole log of an action, its standard output and its exit code.
 void ExpectActionLog(const SimulatedRun& run, const Words& words, const Script& lines, int exitCode)
 {
     ExpectLog(run, std::to_string(exitCode), {HeadOf(words), lines, kEnd});
@@ -200,7 +200,7 @@ TEST(RunCustomAction, SetupWithAllOptionsRunsItsStepsInOrder)
 
 TEST(RunCustomAction, TheApartmentLastsFromProvisioningToTheMessage)
 {
-    // Of the whole set-up: where the scope begins and ends among the steps.
+    // For the whole set-up: the steps between which the COM apartment begins and ends.
     Script marks;
     for (const std::string& line : RunOnPlainMachine({"/Setup"}).script)
     {
@@ -357,7 +357,7 @@ TEST(RunCustomAction, ALongArgumentIsCutInTheLogAlone)
 {
     const std::string vendor(600, 'v');
     const SimulatedRun run = RunOnPlainMachine({"/Setup", "/TSS_VENDOR=" + vendor});
-    // 36 characters of header in front of the message; 510 in all.
+    // 36 characters of header before the message; 510 in all.
     const std::string cutArgument = ("command line argv[2]: /TSS_VENDOR=" + vendor).substr(0, 474);
     const std::string cutVendor = ("TSS Vendor: " + vendor).substr(0, 474);
     EXPECT_EQ(run.log.at(4), cutArgument);

@@ -1,4 +1,4 @@
-// Proves what a set-up is asked to do: by its options, and by what the last removal left in the registry.
+// Proves what a set-up is asked to do: by its options, and by the values that the last removal left in the registry.
 #include "tests/support/windows_script.h"
 
 #include <gtest/gtest.h>
@@ -102,7 +102,7 @@ TEST(ReadSetupOptions, OnlyTheFirstOfTwoProductTypesCounts)
     EXPECT_EQ(Read({"/ProductType=", "/ProductType=Enterprise"}).result, "[]");
 }
 
-// The value of an inside match begins before the product's name ends: still long enough to hold it.
+// For a match inside the argument, the value still contains the whole product type.
 TEST(ReadSetupOptions, AProductTypeFurtherInsideAnArgumentCounts)
 {
     EXPECT_EQ(Read({"x/ProductType=Enterprise"}).result, "[] disableAutoProvisioning");
@@ -114,7 +114,7 @@ TEST(ReadSetupOptions, ACommonKeyWithoutTheValueIsLogged)
               {kOpen, Failing(Query(0), 2), kNotInstalledLine, kCloseKey});
 }
 
-// The maker's name with a period is another key.
+// The key with a period in the maker's name is another key.
 TEST(ReadSetupOptions, TheKeyOfTheOtherSpellingIsNotRead)
 {
     ExpectLog(Read({}, MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp.\\Common":
@@ -156,7 +156,7 @@ TEST(ReadSetupOptions, OnlyAWholeDwordIsANumber)
 
 TEST(ReadSetupOptions, AKeyThatCannotBeOpenedIsPassedOverInSilence)
 {
-    // Each right that the whole access asks for is enough to be refused by.
+    // The key is opened with all access: the denial of any single right is enough to refuse it.
     for (const char* denied : {"1", "2", "4", "65536", "983103"})
     {
         winsim::Machine machine = WithVscInstalled("1");

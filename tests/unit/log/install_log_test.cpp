@@ -17,7 +17,7 @@ const std::string kReopen = OpeningOf(9)[2];
 const std::string kOpenNothing = Call("_fsopen", {"", "a", 64});
 constexpr int kLogObjects = 8;
 
-// The calls of the program's own part of a run, those of each line too.
+// The names of the calls in the program's own part of a run, including those of each log line.
 Script CallNames(const SimulatedRun& run)
 {
     Script names;
@@ -57,7 +57,7 @@ TEST(InstallLog, TheFirstRunMakesTheFolderAndTheFile)
                                      std::string("added ") + kLogPath));
 }
 
-// Windows has two errors for what is not there.
+// Windows has two errors for a missing file or directory.
 TEST(InstallLog, WhatIsMissingIsMadeWhicheverErrorSaysSo)
 {
     constexpr unsigned kNoFile = 2;
@@ -199,7 +199,7 @@ TEST(InstallLog, OpeningOnceMoreWithoutMemorySaysThatItFails)
 
 // ---- Silence ----
 
-// The run with a silent log: its end is that of the run with a log, but for the lines.
+// A run with a silent log does the same as a run with a log, but writes no lines.
 void ExpectSilence(const winsim::Machine& machine, const SimulatedRunOptions& options, const char* bytes = "(none)")
 {
     const SimulatedRun logged = RunProgram(MachineOf("{}"), {"/Commit"});
@@ -210,7 +210,7 @@ void ExpectSilence(const winsim::Machine& machine, const SimulatedRunOptions& op
     EXPECT_EQ(run.outcome.standardOutput, "Done!");
     EXPECT_THAT(run.endScript, IsEmpty());
 
-    // Each line tries the path that was never remembered, once.
+    // The path was never remembered, so each line tries it again, once.
     Script script;
     for (const std::string& line : logged.script)
         script.push_back(line.starts_with("log: ") ? kOpenNothing : line);
@@ -243,7 +243,7 @@ TEST(InstallLog, AMissingApplicationDataFolderSilencesTheLogAndNothingElse)
     ExpectSilence(MachineOf("{}"), {.faults = {"SHGetFolderPathA=0x80004005"}});
 }
 
-// Nothing is made on the current drive or in its current directory, not even where that would be possible.
+// Nothing is created on the current drive or in its current directory, even where that would be possible.
 TEST(InstallLog, WithoutAFullPathOfTheApplicationDataFolderNothingIsMade)
 {
     for (const char* folder : {R"(null)", R"("")", R"("Data")", R"("C:Data")", R"("\\Data")"})
@@ -260,7 +260,7 @@ TEST(InstallLog, WithoutAFullPathOfTheApplicationDataFolderNothingIsMade)
 
 TEST(InstallLog, AFileThatCannotBeOpenedSilencesTheLogAndNothingElse)
 {
-    // The file was made before, so that no link can take its place.
+    // The program creates the file before it opens the stream, so that no link can take its place.
     ExpectSilence(MachineOf("{}"), {.faults = {"_fsopen=32"}}, "");
 }
 
@@ -294,7 +294,7 @@ TEST(InstallLog, AFolderThatIsThereIsAsGoodAsANewOne)
     EXPECT_EQ(run.startScript.at(3), OpeningOf(1).at(1));
 }
 
-// The ninth object, behind the program's own eight.
+// The ninth object opens after the program's own eight.
 TEST(InstallLog, OneSilentObjectLeavesTheOthersTheirLines)
 {
     const SimulatedRun run = CallFunction(MachineOf("{}"), "WriteLogAlternately", {"one", "two", "three", "four"},
@@ -321,19 +321,19 @@ TEST(InstallLog, ALineThatTheFileRefusesIsLostAndTheRunGoesOn)
 
 TEST(InstallLog, AFileThatCannotBeMadeSilencesTheFirstLogAlone)
 {
-    // The first log finds no folder and makes three, and the file.
+    // The first log finds no folder and creates three folders and the file.
     const SimulatedRun run = RunProgram(MachineOf("{}"), {"/Commit"}, {.faults = {"CreateFileW#9=5"}});
     EXPECT_EQ(run.outcome.callCounts.at("_fsopen"), kLogObjects - 1);
     EXPECT_EQ(run.exitCode, 0);
 }
 
-// What is left of such a path would lead elsewhere: nothing is opened.
+// The remainder of such a path would lead elsewhere, so nothing is opened.
 TEST(InstallLog, APathThatCannotBeConvertedDropsTheLine)
 {
     const auto countOpened = [](const SimulatedRun& run) { return run.outcome.callCounts.at("CreateFileW"); };
     const SimulatedRun without = CallFunction(MachineOf("{}"), "WriteAfterClose");
     const unsigned conversions = without.outcome.callCounts.at("MultiByteToWideChar");
-    // Of the folder and of what is below it, each asked for its size first.
+    // Two conversions for the folder and two for the path below it: each first asks for the size.
     for (unsigned conversion = conversions + 1; conversion <= conversions + 4; ++conversion)
     {
         const SimulatedRun run =

@@ -6,7 +6,7 @@
 inline constexpr char kLogFolder[] = R"(C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\)";
 inline constexpr char kLogPath[] = R"(C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\kelo_install_log.txt)";
 
-// The calls that find and make the log's folder, and the one that opens the file as the ordinal-th stream.
+// The calls that find and create the log's folder, and the one that opens the file as the ordinal-th stream.
 inline Script OpeningOf(int stream)
 {
     return {FolderIsA(kProgramDataFolder, R"(C:\ProgramData)"),
@@ -19,7 +19,7 @@ inline std::string ClosingOf(int stream)
     return Call("fclose", {fmt::format("stream#{}", stream)}, 0);
 }
 
-// The file's bytes; "(none)" when there is none.
+// The file's bytes; "(none)" if the file does not exist.
 inline std::string LogBytes(const winsim::Machine& machine)
 {
     return TextOf(machine, kLogPath);

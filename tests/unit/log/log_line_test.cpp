@@ -1,4 +1,4 @@
-// Proves what a line of the install log looks like: its header, its length and its end.
+// Proves how a line of the install log is built: its header, its length and its end.
 #include "tests/unit/log/log_file.h"
 
 #include <gmock/gmock.h>
@@ -7,11 +7,11 @@
 namespace
 {
 
-// What stands in front of the message on a plain machine.
+// The header before the message on a plain machine.
 const std::string kHeader = "2013/05/07 14:03:09.042 TZ-4 [3120] ";
 const std::size_t kHeaderLength = kHeader.size();
 
-// The bytes that a message becomes in the file.
+// The bytes that the file holds after a message.
 std::string BytesOf(const std::string& message, const winsim::Machine& machine = MachineOf("{}"))
 {
     const SimulatedRun run = CallFunction(machine, "WriteLog", {message});
@@ -24,7 +24,7 @@ std::string LineAt(const std::string& clock)
     return BytesOf("abc", MachineOf(R"({"clock": )" + clock + "}"));
 }
 
-// A message that makes a line of `length` characters, header and all.
+// A message for a line of `length` characters, including the header.
 std::string MessageFor(std::size_t length)
 {
     return std::string(length - kHeaderLength, 'm');
@@ -138,7 +138,7 @@ TEST(LogLine, BytesOfTheCodePageStayAsTheyAre)
     EXPECT_EQ(BytesOf("caf\xE9 \x80"), kHeader + "caf\xE9 \x80\r\n");
 }
 
-// The runtime's "C" locale has no more than 256 characters; a text with another one ends the message.
+// The runtime's "C" locale has only 256 characters; any other character ends the message.
 TEST(LogLine, WideTextBeyondTheRuntimesLocaleLeavesTheHeader)
 {
     const auto wide = [](const char* text) {
@@ -150,7 +150,7 @@ TEST(LogLine, WideTextBeyondTheRuntimesLocaleLeavesTheHeader)
               kHeader + "\r\n");
 }
 
-// The longest line before it fills the buffer to its end, where a text that is too long would show.
+// The longest line, written before, fills the buffer to its end, where a text that is too long would show.
 TEST(LogLine, WideTextBeyondTheRuntimesLocaleLeavesTheHeaderAfterTheLongestLineToo)
 {
     EXPECT_EQ(LogBytes(CallFunction(MachineOf("{}"), "WriteThenWriteWide",

@@ -1,4 +1,4 @@
-// Proves which resource library each language of the user interface gets.
+// Proves which resource library is loaded for each language of the user interface.
 #include "tests/unit/messages/toolkit_machine.h"
 
 #include "tests/support/simulated_run.h"
@@ -15,7 +15,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-// The paths that a run tried to load libraries of texts by, in order.
+// The paths of the text libraries that a run tried to load, in order.
 std::vector<std::string> PathsTried(const SimulatedRun& run)
 {
     std::vector<std::string> paths;
@@ -29,7 +29,7 @@ std::vector<std::string> PathsTried(const SimulatedRun& run)
     return paths;
 }
 
-// The same by name: one that is not beside the program was looked for in the system folder next, and nowhere else.
+// The names of these libraries: one that is not beside the program is looked for only in the system folder next.
 std::vector<std::string> LibrariesTried(const SimulatedRun& run)
 {
     constexpr std::string_view kSystemFolder = R"(C:\Windows\system32\)";

@@ -1,4 +1,4 @@
-// Proves which text each result code leaves for the installer, and that nothing but the text depends on failures.
+// Proves which text each result code leaves for the installer, and that failures affect nothing but the text.
 #include "tests/unit/messages/toolkit_machine.h"
 
 #include "tests/support/simulated_run.h"
@@ -101,7 +101,7 @@ TEST(PublishResultMessage, ALaterFailureReplacesAnEarlierText)
               EnglishText(5037));
 }
 
-// What is asked of Windows for the language and the library, in English on a current Windows.
+// The queries for the language and the library, in English on a current Windows.
 const Script kLoadEnglish = {
     AskForVersion(5, 2, true),
     Call("LoadLibraryA", {"kernel32.dll"}, "library#1"),
@@ -159,7 +159,7 @@ TEST(PublishResultMessage, WithoutAnyLibraryTheTextIsEmpty)
 
 TEST(PublishResultMessage, ALibraryWithoutTheTextGivesAnEmptyOne)
 {
-    // Without any text, without those of that number's block, without the one of the block.
+    // A library without any text, without the block of the text's number, and with the block but without the text.
     for (const char* strings : {"{}", R"({"1": "one"})", R"({"5024": "another"})"})
     {
         Json machine;
@@ -181,7 +181,7 @@ TEST(PublishResultMessage, TheCodeStandsWhereTheGenericTextWantsIt)
         {"100%% %1%n%t%r.", "100% 10002\r\n\t\r."},
         {"code %1%0 and no more", "code 10002"},
         {"one\ntwo\r\nthree", "one\r\ntwo\r\nthree"},
-        // What a damaged library may ask for.
+        // Placeholders that a damaged library may contain.
         {"[%2][%99]", "[][]"},
         {"%2!*s!", "*s"},
         {"%", ""},
@@ -206,7 +206,7 @@ TEST(PublishResultMessage, ATextOfAnyLengthIsWrittenWhole)
     }
 }
 
-// A text in a code page of two bytes can be cut one byte before the end of its buffer.
+// A text in a double-byte code page can be cut one byte before the end of its buffer.
 TEST(PublishResultMessage, ALongTextOfDoubleBytesIsWrittenWhole)
 {
     for (const std::size_t before : {0u, 1u})
@@ -266,7 +266,7 @@ TEST(PublishResultMessage, LeavesTheTextOfTheUsersLanguage)
 {
     for (const LanguageCase& c : kLanguages)
     {
-        // The text of Hong Kong in the page of Singapore would lose characters.
+        // The text for Hong Kong would lose characters in Singapore's code page.
         if (c.language == 0x1004)
             continue;
         const auto& texts = winsim::StringTables().at(c.table).texts;

@@ -11,7 +11,7 @@
 inline constexpr char kToolkitFolder[] = R"(C:\Program Files\Kelo Systems Corp\Toolkit\)";
 inline constexpr char kInstallerKey[] = R"(HKLM\SOFTWARE\Kelo Systems Corp.\Installer)";
 
-// A machine in a language, with the resource libraries of all tables.
+// A machine with this language and the resource libraries of all tables.
 inline winsim::Machine MachineInLanguage(std::uint16_t language, std::uint32_t codePage = 1252)
 {
     winsim::Json machine;
@@ -30,7 +30,7 @@ inline winsim::Machine MachineWithGenericText(const std::string& text)
     return winsim::Machine::FromJson(machine);
 }
 
-// The text that the installer finds; null when there is none.
+// The text that the installer finds; null if there is none.
 inline winsim::Json MessageLeft(const winsim::Machine& machine)
 {
     const winsim::Json registry = machine.ToJson()["registry"];

@@ -1,4 +1,4 @@
-// Proves where the language of the user interface comes from, and when it is English after all.
+// Proves where the language of the user interface comes from, and when English is used instead.
 
 #include "tests/support/simulated_run.h"
 

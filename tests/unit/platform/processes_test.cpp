@@ -11,7 +11,7 @@ using winsim::Json;
 
 constexpr char kImage[] = "PatchAgent.exe";
 
-// The program itself, which runs too and is listed last.
+// The program's own process, which is always listed last.
 constexpr unsigned kOwnProcess = 4300;
 constexpr char kOwnImage[] = "KeloCustomAction.exe";
 
@@ -36,7 +36,7 @@ SimulatedRun Find(const winsim::Machine& machine, const std::string& name = kIma
     return CallFunction(machine, "FindProcessByName", {name}, options);
 }
 
-// The processes that are listed, the program's own behind them.
+// The listed processes, followed by the program's own.
 std::string Listed(std::vector<unsigned> ids)
 {
     ids.push_back(kOwnProcess);
@@ -51,7 +51,7 @@ std::string NotOpened(unsigned id)
 const std::string kClosed = Call("CloseHandle", {"process#1"}, 1);
 const std::string kEnded = Call("TerminateProcess", {"process#1", 4294967295}, 1);
 
-// The calls that look at one process.
+// The calls that inspect one process.
 Script LookedAt(unsigned id, const std::string& name)
 {
     return {Call("OpenProcess", {1041, 0, id}, "process#1"),
@@ -59,7 +59,7 @@ Script LookedAt(unsigned id, const std::string& name)
             Call("GetModuleBaseNameA", {"process#1", "module#foreign", 260}, name.size(), {{"lpBaseName", name}})};
 }
 
-// The look at the program's own process.
+// The calls that inspect the program's own process.
 Script LookedAtItself()
 {
     return {LookedAt(kOwnProcess, kOwnImage), kClosed};
@@ -70,7 +70,7 @@ constexpr char kFound[] = "log:   found process: <PatchAgent.exe>";
 constexpr char kKilled[] = "log: Killed process: PatchAgent.exe";
 constexpr char kNotFound[] = "log: Cannot find this process: PatchAgent.exe";
 
-// The running processes but the program's own.
+// The running processes except the program's own.
 std::vector<unsigned> IdsOf(const winsim::Machine& machine)
 {
     std::vector<unsigned> ids;
@@ -223,7 +223,8 @@ TEST(FindProcessByName, ProcessBehindThe1024thIsNotLookedAt)
 
 TEST(FindProcessByName, LettersAreThoseOfTheCodePage)
 {
-    // On the code page 932 the second bytes of these two letters are A and a; on 1252 the two are one in either case.
+    // In code page 932, the second bytes of these two letters are A and a; in 1252, the two are one letter in both
+    // cases.
     Json description = {{"windows", {{"codePage", 932}}}, {"processes", {{{"id", 8}, {"name", "ア.exe"}}}}};
     const winsim::Machine japanese = winsim::Machine::FromJson(description);
     EXPECT_EQ(Find(japanese, "\x83\x61.exe").log, Script{});

@@ -1,4 +1,4 @@
-// Proves that a number is read from the registry only where a whole one is stored.
+// Proves that a number is read from the registry only if a complete number is stored.
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>

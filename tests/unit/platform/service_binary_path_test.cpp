@@ -1,4 +1,4 @@
-// Proves how a service's program directory is cut out of its configuration.
+// Proves how a service's program directory is extracted from its configuration.
 #include "tests/support/service_script.h"
 
 #include <gtest/gtest.h>
@@ -35,10 +35,10 @@ TEST(GetServiceBinaryPath, CutsTheFileAndTheFirstCharacter)
         {R"("C:\Program Files\X\svc.exe" -Service)", R"(C:\Program Files\X)"},
         {R"("C:\dir\prog.exe" -Service)", R"(C:\dir)"},
         {R"("C:\dir\prog.exe")", R"(C:\dir)"},
-        // Without quotation marks the drive letter goes.
+        // Without quotation marks, the drive letter is lost.
         {R"(C:\Windows\system32\svc.exe)", R"(:\Windows\system32)"},
         {R"(C:\dir\prog.exe -Service)", R"(:\dir)"},
-        // What stands behind the last backslash goes, wherever that is.
+        // Everything from the last backslash on is removed, wherever the backslash is.
         {R"("C:\dir\prog.exe" -log C:\logs\svc.log)", R"(C:\dir\prog.exe" -log C:\logs)"},
         {R"("C:\dir\prog.exe\")", R"(C:\dir\prog.exe)"},
         {R"("C:\svc.exe")", R"(C:)"},

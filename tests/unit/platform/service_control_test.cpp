@@ -1,5 +1,5 @@
-// Proves how services are looked at, started, stopped and restarted by name: which calls are made, how often and how
-// long is waited, and every line that is logged.
+// Proves how services are inspected, started, stopped and restarted by name: which calls are made, how often and how
+// long the program waits, and every line that it logs.
 #include "tests/support/service_script.h"
 #include "tests/support/windows_script.h"
 
@@ -52,7 +52,7 @@ SimulatedRun Restart(const winsim::Machine& machine, const SimulatedRunOptions& 
     return CallWithName("RestartServiceByName", machine, options);
 }
 
-// The frame that the four operations share, up to the first status line.
+// The beginning that the four operations share, up to the first status line.
 Script Found(unsigned access, const ReportedStatus& status, const std::string& name = kName)
 {
     return {kOpenManager, OpenService(name, access), "log: Found service: " + name, QueryStatus(status),
@@ -71,7 +71,7 @@ std::string Tick(unsigned sinceStart)
     return Call("GetTickCount", {}, 600000 + sinceStart);
 }
 
-// What a script becomes when the occurrence-th status query in it fails.
+// The script as it ends when the occurrence-th status query fails.
 Script CutAtQuery(const Script& script, unsigned occurrence)
 {
     Script cut;
@@ -104,7 +104,7 @@ struct Operation
     const char* name;
     unsigned access;
     const char* unknownLine; // for the errors 123 and 1060
-    const char* failedLine;  // for any other; null for none
+    const char* failedLine;  // for any other error; null for none
 };
 
 constexpr Operation kOperations[] = {
@@ -253,7 +253,7 @@ TEST(StartServiceByName, ServiceIsPolledUntilItRuns)
     const SimulatedRun run = Start(MachineWith(R"({
         "onStart": {"states": [{"afterMs": 0, "state": "startPending", "checkPoint": 1, "waitHint": 9000},
                                {"afterMs": 600, "state": "running"}]}})"));
-    // The first look is at the state before the start.
+    // The first query sees the state before the start.
     const ReportedStatus pending = WithHint(WithCheckPoint(kStartPending, 1), 9000);
     ExpectRun(run, "true",
               {kStarting, Polled(kStopped, pending), Polled(pending, pending), Polled(pending, kRunning),
@@ -279,7 +279,7 @@ TEST(StartServiceByName, RefusedStartIsLoggedWithItsErrorInHexadecimal)
     }
 }
 
-// Stays in one state after its start, for ever or until a time.
+// The service stays in one state after its start, for ever or until a given time.
 Json Lingering(const char* state, std::optional<unsigned> runsAfterMs = std::nullopt)
 {
     Json states = {{{"afterMs", 0}, {"state", state}}};
@@ -400,7 +400,7 @@ TEST(StopServiceByName, WaitsForEverForAServiceThatNeverStops)
         const SimulatedRun run =
             CallWithName(operation, MachineWith(kNeverStops), {.faults = {}, .mayBeEndless = true});
         EXPECT_TRUE(run.outcome.isEndless);
-        // The poll that passes the bound is the last that is seen.
+        // The poll that exceeds the bound is the last in the recording.
         Script script = {Found(kControlAccess, kRunning), Stopping(kStopPending),
                          Times(winsim::kForEverMs / kPollMs + 1, Polled(kStopPending, kStopPending))};
         script.pop_back();
@@ -483,7 +483,7 @@ TEST(RestartServiceByName, ServiceThatEndsItsStartElsewhereIsReportedWithItsExit
     }
 }
 
-// A start whose check point rises with each poll, up to the last of them, and then stays; it runs behind a time.
+// The check point rises with each poll up to `lastPoll` and then stays; the service runs after the given time, if any.
 Json RisingUntil(unsigned lastPoll, std::optional<unsigned> runsAfterMs = std::nullopt)
 {
     Json states = Json::array();
@@ -494,7 +494,7 @@ Json RisingUntil(unsigned lastPoll, std::optional<unsigned> runsAfterMs = std::n
     return {{"onStart", {{"states", states}}}};
 }
 
-// Polls whose check point rises: the clock is not looked at.
+// Polls with a rising check point: the clock is not read.
 Script RisingPolls(unsigned lastPoll)
 {
     Script polls;
@@ -503,7 +503,7 @@ Script RisingPolls(unsigned lastPoll)
     return polls;
 }
 
-// Polls whose check point stays, from one to another.
+// The polls from `first` to `last`, all with the same check point.
 Script FrozenPolls(unsigned first, unsigned last, unsigned checkPoint)
 {
     Script polls;
@@ -519,7 +519,7 @@ const Script kStartOfWait = {kFoundStopped, "log: Starting service", kStartCall,
 
 TEST(RestartServiceByName, FrozenCheckPointEndsTheWaitAtTheFirstPollAfter60Seconds)
 {
-    // The 240th poll is exactly 60000 ms behind the start, which is not yet too long.
+    // The 240th poll is exactly 60000 ms after the start, which is not yet too long.
     const SimulatedRun run = Restart(MachineWith(Lingering("startPending")));
     ExpectRun(run, "false", {kStartOfWait, FrozenPolls(1, 241, 0), kNotRestarted});
     EXPECT_EQ(CountOf("GetTickCount", run.script), 242u);
@@ -539,7 +539,7 @@ TEST(RestartServiceByName, RisingCheckPointKeepsTheWaitGoing)
 
 TEST(RestartServiceByName, ProgressDoesNotMoveTheStartOfTheMinute)
 {
-    // It rises for 30 seconds: the minute is over 30 seconds later all the same.
+    // The check point rises for 30 seconds; the minute still ends 30 seconds after that.
     ExpectRun(Restart(MachineWith(RisingUntil(120))), "false",
               {kStartOfWait, RisingPolls(120), FrozenPolls(121, 241, 120), kNotRestarted});
 }
@@ -588,7 +588,7 @@ TEST(RestartServiceByName, EachFailedQueryEndsTheWait)
 
 // ---- Progress lines ----
 
-// A status with other controls accepted; the state is the same to a wait.
+// A status with different accepted controls; for a wait, the state is the same.
 ReportedStatus Accepting(ReportedStatus status, unsigned controls)
 {
     status.controls = controls;

@@ -18,7 +18,7 @@ constexpr char kFailed[] = "4294967294";     // 0xFFFFFFFE
 constexpr char kCannotCall[] = "2147500037"; // E_FAIL
 constexpr char kNoLibrary[] = R"({"libraries": {"C:\\Windows\\system32\\bcrypt.dll": {"loadError": 126}}})";
 
-// A registered provider of the toolkit, as a machine is described.
+// One of the toolkit's providers as a machine description registers it.
 std::string Described(const std::string& provider)
 {
     return '"' + provider +
@@ -26,7 +26,7 @@ std::string Described(const std::string& provider)
            R"("functions": ["KEY_STORAGE"]}]}})";
 }
 
-// A machine on which both are registered, with these providers of the function.
+// A machine where both are registered, with the given providers for the function.
 winsim::Machine BothRegistered(const std::string& functionProviders)
 {
     return MachineOf(R"({"cng": {"providers": {)" + Described(kTcg) + ", " + Described(kStrongAuth) +
@@ -77,7 +77,7 @@ std::string UnregisterProvider(const std::string& provider, int status = 0)
     return Call("BCryptUnregisterProvider", {provider}, status);
 }
 
-// One step, with its library around the calls that it makes.
+// One step: loading and freeing its library around the given calls.
 Script RegistrationStep(const Script& calls)
 {
     return {kLoad, LookUp("BCryptRegisterProvider"), LookUp("BCryptAddContextFunctionProvider"), calls, kFree};
@@ -98,13 +98,13 @@ Script Removal(const char* provider, const Script& calls)
     return {std::string("log: Unregister the ") + provider, RemovalStep(calls)};
 }
 
-// Both steps that succeed.
+// Both steps when they succeed.
 const Script kTcgRegistered = {Registration(kTcg, {RegisterProvider(kTcg), AddFunction(kTcg)}),
                                "log: Successfully registered Kelo TCG Enabled KSP"};
 const Script kStrongAuthRemoved = {Removal(kStrongAuth, {RemoveFunction(kStrongAuth), UnregisterProvider(kStrongAuth)}),
                                    "log: Successfully un-registered Kelo TCG-Enabled Strong Authentication KSP"};
 
-// What serves key storage on a machine, the preferred first.
+// The providers of key storage on a machine, the preferred one first.
 std::vector<std::string> KeyStorageProviders(const winsim::Machine& machine)
 {
     return machine.cng.contextFunctions.at(0).providers;
@@ -365,8 +365,8 @@ TEST_P(KspStep, WithoutTheLibraryNothingIsCalled)
               {Failing(kLoad), "log: CNG bcrypt library not found"});
 }
 
-// A library that lacks a function is described with its name; a lookup behind the first missing one is still made, and
-// so is the first call when only the second one's function is missing.
+// A library that lacks a function is described with its name. After the first missing function the second is still
+// looked up, and if only the second one is missing, the first call is still made.
 TEST_P(KspStep, AMissingFunctionEndsTheStepWhereItWouldBeCalled)
 {
     const auto lacks = [](const Script& names) {

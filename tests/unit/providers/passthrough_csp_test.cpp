@@ -1,4 +1,4 @@
-// Proves which provider the pass-through CSP is given, and what becomes of a registry that refuses.
+// Proves which provider the pass-through CSP is given, and how a registry that refuses access is handled.
 #include "tests/support/windows_script.h"
 
 #include <gmock/gmock.h>
@@ -25,10 +25,10 @@ constexpr const char* kProviders[] = {
 
 constexpr char kCapiKey[] = R"(HKLM\SOFTWARE\Kelo Systems Corp.\Keystead CSP Persistent\CAPI)";
 
-// A machine with these providers alone.
+// A machine with only these providers.
 winsim::Machine MachineWithProviders(std::span<const char* const> providers)
 {
-    // Of these, the plain machine has all but the first.
+    // The plain machine has all of these but the first.
     Json machine = Json::object();
     for (const std::string provider : kProviders)
     {
@@ -118,7 +118,7 @@ TEST(SetPassthroughCsp, AProviderThatMayNotBeReadIsPassedOver)
 TEST(SetPassthroughCsp, AProviderThatMemoryDoesNotSufficeToLookForIsPassedOver)
 {
     Json machine = MachineWithProviders(std::span(kProviders).last(2)).ToJson();
-    // Enough for the keys of the last three, not for those of the first two.
+    // Enough memory for the keys of the last three, but not of the first two.
     machine["process"]["largestBlock"] = 100;
     const SimulatedRun run = Select(winsim::Machine::FromJson(machine));
     EXPECT_EQ(ChosenProvider(run.After()), Json({{"PassthroughCSP", kProviders[3]}}));

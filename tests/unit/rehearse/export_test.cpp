@@ -1,5 +1,4 @@
-// Proves that kelo-rehearse calls the export, says how it ended, and keeps passwords out of all that it prints or
-// writes.
+// Proves that kelo-rehearse calls the export, reports how it ended, and keeps passwords out of all its output.
 #include "tests/unit/rehearse/kelo_rehearse.h"
 #include "tests/unit/tpm/install_session.h"
 
@@ -21,7 +20,7 @@ Json MachineWithPassword()
 {
     Json machine = DescriptionOf(
         {.data = std::string("/INFO=i /PASSWORD=") + kPassword + " /CAPTION=c", .verifyCode = -5, .changeCode = -8});
-    // A described run may be told by the password, too.
+    // A described run may be identified by the password, too.
     Json& runs = machine["programs"][kToolPath]["runs"];
     runs.insert(runs.begin() + 1, Json{{"arguments", std::string("/P:\"") + kPassword + "\" /Y"}, {"exitCode", 0}});
     return machine;

@@ -39,7 +39,7 @@ protected:
         return content.str();
     }
 
-    // Rehearses on a described machine. What the program is given comes after " -- ".
+    // Rehearses on a described machine. The program's own arguments follow " -- ".
     Rehearsal Run(const winsim::Json& machine, const std::string& options, const std::string& arguments = {}) const
     {
         return RunText(machine.dump(), options, arguments);

@@ -1,5 +1,5 @@
-// Proves what kelo-rehearse tells a shell and those who read its reports: exit statuses, runs without a result,
-// failures that were asked for, and what is wrong with a description.
+// Proves what kelo-rehearse reports to a shell and to readers of its reports: exit statuses, runs without a result,
+// requested failures, and errors in a description.
 #include "tests/unit/rehearse/kelo_rehearse.h"
 
 #include "winsim/process/repeats.h"
@@ -18,7 +18,7 @@ using winsim::Json;
 
 const Json kPlain = Json::object();
 
-// A text whose blanks and line breaks are single blanks.
+// A text with single blanks in place of all its blanks and line breaks.
 std::string OneLine(const std::string& text)
 {
     std::istringstream words(text);
@@ -31,7 +31,7 @@ std::string OneLine(const std::string& text)
 constexpr char kSetup[] = " -- /Setup";
 constexpr char kCommit[] = " -- /Commit";
 
-// TBS takes the stop that a set-up gives it, and never stops.
+// TBS accepts the set-up's stop control and never stops.
 const Json kHanging = Json::parse(R"({"windows": {"version": "6.1"},
     "registry": {"HKLM\\SOFTWARE\\Microsoft\\Tpm\\BlockedCommands\\List": {}},
     "services": {"TBS": {"state": "running", "onStop": {"states": []}}}})");
@@ -74,7 +74,7 @@ TEST_F(KeloRehearse, WaitWithoutEndIsSaidFirstAndHasNoResult)
                                      "              4801 times in 20 min 0 s\n"));
 }
 
-// Bounds by count: so much stays of some 34,000 calls, however long the wait is.
+// These bounds limit what is kept of some 34,000 calls, however long the wait is.
 TEST_F(KeloRehearse, WaitWithoutEndIsRecordedOnce)
 {
     const Rehearsal run = Run(kHanging, "--json", kSetup);
@@ -109,7 +109,7 @@ TEST_F(KeloRehearse, TraceShowsRepeatedCallsOnce)
     EXPECT_LT(run.output.size(), 100000u);
 }
 
-// Another program takes the place of the installer program's image: one that ends as it is told.
+// Another program replaces the installer program's image; it ends in the requested way.
 TEST_F(KeloRehearse, DeathIsSaidFirstAndHasNoResult)
 {
     const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();

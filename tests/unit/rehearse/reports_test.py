@@ -24,7 +24,7 @@ REPORTS = "tests/unit/rehearse/reports"
 SCREEN_LINES, SCREEN_WIDTH = 24, 80
 COLOUR = re.compile(r"\033\[[\d;]*m")
 
-# Rehearsals beside those of every machine and every action. They cover each way of ending.
+# Rehearsals besides those of every machine and every action. They cover each way of ending.
 OTHERS = [
     "machines/windows-7-toolkit.json",
     "machines/windows-7-toolkit.json -- /Nonsense",
@@ -48,7 +48,7 @@ def run(project, words, **options):
 
 
 def recorded(project, command):
-    """What a file of reports/ holds for a command."""
+    """The content of a file of reports/ for a command."""
     output, status = run(project, shlex.split(command))
     return f"$ kelo-rehearse {command}\n{output}(exit status {status})\n"
 
@@ -97,7 +97,7 @@ def check_first_screens(project):
 
 
 def too_long(output, width):
-    """The lines that are longer than they have to be: a word without blanks is not broken."""
+    """The lines that are longer than necessary: a word without blanks is not broken."""
     for line in output.splitlines():
         words = COLOUR.sub("", line).split()
         if len(COLOUR.sub("", line)) > width and max(map(len, words)) < width - 30:
@@ -105,7 +105,7 @@ def too_long(output, width):
 
 
 def on_terminal(project, words, width, environment):
-    """The output on a terminal of a width."""
+    """The output on a terminal of the given width."""
     child, terminal = pty.fork()
     if child == 0:
         fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", SCREEN_LINES, width, 0, 0))
@@ -116,7 +116,7 @@ def on_terminal(project, words, width, environment):
         while piece := os.read(terminal, 65536):
             output += piece
     except OSError:
-        pass  # how Linux says that the other end is closed
+        pass  # Linux reports a closed other end in this way
     os.waitpid(child, 0)
     os.close(terminal)
     return output.decode().replace("\r\n", "\n")
@@ -147,7 +147,7 @@ EXPLAINED_LOG = "--json --fault StartServiceW=1068 machines/windows-7-toolkit.js
 
 
 def shown_by(project, command):
-    """What an example's command prints."""
+    """The output of an example's command."""
     with tempfile.TemporaryDirectory() as folder:
         log = pathlib.Path(folder, "kelo_install_log.txt")
         log.write_text("\n".join(json.loads(run(project, shlex.split(EXPLAINED_LOG))[0])["log"]), "utf-8")
@@ -156,7 +156,7 @@ def shown_by(project, command):
 
 
 def check_examples(project):
-    """The reports and explanations that documents show are real, but for what they leave out at "..."."""
+    """The reports and explanations in documents are real, except for the parts that they leave out at "..."."""
     count = 0
     for name in ("README.md", "docs/rehearsal.md"):
         for command, block in EXAMPLE.findall((project / name).read_text("utf-8")):

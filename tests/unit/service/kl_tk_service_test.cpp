@@ -1,4 +1,4 @@
-// Proves the timed stop of an open service: the calls in their order, the 30 seconds to the single poll, the results.
+// Proves the timed stop of an open service: the order of the calls, the 30 seconds to the last poll, and the results.
 #include "tests/support/service_script.h"
 #include "tests/support/windows_script.h"
 
@@ -24,7 +24,7 @@ winsim::Machine MachineWith(const char* service, unsigned yieldMs = 1)
     return MachineWith(Json::parse(service), yieldMs);
 }
 
-// The service runs, and after a stop control its stop is pending, for ever or until a time.
+// The service runs. After a stop control, its stop is pending for ever or until the given time.
 winsim::Machine Stopping(unsigned waitHint, std::optional<unsigned> stoppedAfterMs = std::nullopt)
 {
     Json states = {{{"afterMs", 0}, {"state", "stopPending"}, {"waitHint", waitHint}}};
@@ -33,7 +33,7 @@ winsim::Machine Stopping(unsigned waitHint, std::optional<unsigned> stoppedAfter
     return MachineWith({{"state", "running"}, {"onStop", {{"states", states}}}});
 }
 
-// The same where the stop is pending from the beginning.
+// The same service, with its stop pending from the beginning.
 winsim::Machine Pending(unsigned waitHint, std::optional<unsigned> stoppedAfterMs = std::nullopt)
 {
     Json service = {{"state", "stopPending"}, {"waitHint", waitHint}};
@@ -55,20 +55,20 @@ std::string Tick(unsigned sinceStart)
     return Call("GetTickCount", {}, kStartTick + sinceStart);
 }
 
-// What the caller does around the stop itself.
+// The whole run: the caller's own steps around the stop.
 Script Whole(const Script& stop)
 {
     return {Call("OpenSCManagerW", {nullptr, nullptr, 1}, "serviceManager#1"), OpenService("KlPCR", 36), Tick(0), stop,
             kCloseBoth};
 }
 
-// One poll that finds a status, at a time.
+// One poll that returns a status at a given time.
 Script Poll(const ReportedStatus& status, unsigned ms)
 {
     return {Sleep(status.waitHint), QueryStatusEx(status), Tick(ms)};
 }
 
-// Polls by one hint that all find the same status, from one time to another; `stepMs` is how long a pause really is.
+// Polls that all return the same status, from the first to the last time; `stepMs` is the real length of a pause.
 Script Polls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, unsigned stepMs)
 {
     Script polls;
@@ -77,7 +77,7 @@ Script Polls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, un
     return polls;
 }
 
-// The same during a stop that was pending already: each is announced on standard output.
+// The same polls when a stop was already pending: each is announced on standard output.
 const std::string kAnnounced = Call("printf", {"Service stop pending...\n"}, 24);
 
 Script PendingPolls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, unsigned stepMs)
@@ -131,7 +131,7 @@ TEST(TimedStop, TheNewestWaitHintIsTheOneThatIsSlept)
 
 TEST(TimedStop, ServiceThatDoesNotStopTimesOutAtTheFirstPollAfter30Seconds)
 {
-    // The 30th poll is exactly 30000 ms behind the start, which is not yet too long.
+    // The 30th poll is exactly 30000 ms after the start, which is not yet too long.
     const ReportedStatus pending = WithHint(kStopPending, 1000);
     const SimulatedRun run = StopService(Stopping(1000));
     ExpectRun(
@@ -158,7 +158,7 @@ TEST(TimedStop, ServiceThatStopsDuringAWaitBeyondTheLimitHasStopped)
 
 TEST(TimedStop, WithoutAWaitHintPollsWithoutAPause)
 {
-    // Each Sleep(0) gives way for a moment: 100 ms here, for a short script.
+    // Each Sleep(0) takes 100 ms on this machine, to keep the script short.
     const SimulatedRun run = StopService(
         MachineWith(R"({"state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending"}]}})", 100));
     ExpectRun(run, "-1",
@@ -177,7 +177,7 @@ TEST(TimedStop, RefusedControlIsWaitedForAllTheSame)
 
 TEST(TimedStop, ControlThatReportsNoStatusLeavesTheQueriedOne)
 {
-    // The error 1051: a running service depends on this one, which is left alone.
+    // Error 1051: a running service depends on this one, and is left alone.
     const winsim::Machine machine = MachineOf(R"({"services": {
         "KlPCR": {"state": "running", "waitHint": 20000},
         "Other": {"state": "running", "dependencies": ["KlPCR"]}}})");

@@ -27,7 +27,7 @@ winsim::Machine ToolkitMachine(const char* changes = "{}")
     return winsim::Machine::FromJson(description);
 }
 
-// The same with the service registered.
+// The same machine with the service registered.
 winsim::Machine MachineWithService(const char* service)
 {
     Json description = kToolkit;
@@ -36,7 +36,7 @@ winsim::Machine MachineWithService(const char* service)
     return winsim::Machine::FromJson(description);
 }
 
-// The same with other runs of the service program.
+// The same machine with other runs of the service program.
 winsim::Machine RunningInstead(const winsim::Machine& machine, const char* runs)
 {
     return Changed(machine, {{"programs", {{R"(C:\Toolkit\KlPCR.exe)", {{"runs", Json::parse(runs)}}}}}});
@@ -237,7 +237,7 @@ TEST(InstallTkService, OnVistaAndWindows7TheListHoldsTbs)
 
 const Script kOldFound = {kBegin, kOpenManager, kOpenForAll, kStopBegins};
 
-// What comes behind the first phase when the service was there: it is registered anew and started.
+// The rest of the installation after the first phase when the service existed: it is registered anew and started.
 Script RestOfInstall(const char* startError = nullptr)
 {
     Script final = kFinalPhase;
@@ -253,7 +253,7 @@ Script RestOfInstall(const char* startError = nullptr)
 
 winsim::Machine InstalledBefore(const char* service)
 {
-    // The program finds the service registered and leaves it as it is.
+    // The program finds the service registered and does not change it.
     return RunningInstead(MachineWithService(service), R"([{"arguments": "-Service"}])");
 }
 
@@ -389,7 +389,7 @@ TEST(InstallTkService, DirectoryIsUsedAsItStands)
              {R"(C:\Schlüssel)", R"("C:\\Schlüssel\\KlPCR.exe")"},
          })
     {
-        // On the code page 1252; arguments reach the function as they are.
+        // The path in code page 1252; arguments reach the function unchanged.
         std::string ansi = directory;
         if (const std::size_t umlaut = ansi.find("ü"); umlaut != std::string::npos)
             ansi.replace(umlaut, 2, "\xFC");
@@ -410,7 +410,7 @@ SimulatedRun UnInstall(const winsim::Machine& machine, const SimulatedRunOptions
 
 constexpr char kEnter[] = "log: UnInstallTkService - Enter";
 
-// The lookup of the program's path, with handles of its own. The path's configuration is `path`.
+// The lookup of the program's path, with its own handles. `path` is the path in the service's configuration.
 Script LookedUp(const char* path = R"("C:\Toolkit\KlPCR.exe" -Service)")
 {
     Script lines = {kOpenManager, OpenService("KlPCR", 1), QueryConfig(4096, 3, path, "KlPCR"), kCloseBoth};
@@ -426,7 +426,7 @@ constexpr char kNoPath[] = "log: UnInstallTkService - failed to get path to KlPC
 const Script kOpened = {kEnter, kOpenManager, kOpenForAll};
 const Script kStoppedAlready = {kStopBegins, QueryStatusEx(kStopped), SendRefusedStop(kStopped)};
 
-// The unregistration run of what is taken for the program; a directory cannot be run.
+// The unregistration run: the lookup's result is started as the program; a directory cannot be run.
 Script Unregistered(const std::string& program = R"(C:\Toolkit)")
 {
     return {"log: UnInstallTkService - unregister the service",
@@ -507,7 +507,7 @@ TEST(UnInstallTkService, ServiceThatDoesNotStopIsNotUnregisteredButDeleted)
     const SimulatedRun run =
         UnInstall(MachineWithService(R"({"state": "running", "controlsAccepted": 0, "waitHint": 10000})"));
     ExpectRun(run, "0", {script, "log: Wait timed out", kNotUnregistered, kDeleted});
-    // Windows keeps a running service to its end.
+    // Windows keeps a running service until it stops.
     EXPECT_TRUE(ServiceOf(run).isMarkedForDeletion);
 }
 
@@ -536,7 +536,7 @@ TEST(UnInstallTkService, ServiceThatIsStillStartingIsNotToldAgainToStop)
                      Sleep(20000),
                      QueryStatusEx(kRunning),
                      Call("GetTickCount", {}, 620000)};
-    // Without a wait hint it is then looked at without a pause.
+    // Without a wait hint the polls then follow each other without a pause.
     for (int tick = 620001; tick <= 630001; ++tick)
         script.insert(script.end(), {Sleep(0), QueryStatusEx(kRunning), Call("GetTickCount", {}, tick)});
     ExpectRun(run, "0", {script, "log: Wait timed out", kNotUnregistered, kDeleted});
@@ -579,7 +579,7 @@ TEST(UnInstallTkService, EachFailureOfTheLookupIsOneLine)
 
 TEST(UnInstallTkService, UnregistrationIsWaitedForWithoutALimit)
 {
-    // What is behind the last backslash is empty here, so that the program itself is run.
+    // The part after the last backslash is empty here, so the program itself is run.
     const char* path = R"("C:\Toolkit\KlPCR.exe\")";
     const SimulatedRun run =
         UnInstall(RunningInstead(MachineWithService(Json{{"binaryPath", path}}.dump().c_str()),

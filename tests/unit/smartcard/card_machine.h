@@ -9,8 +9,8 @@
 inline constexpr char kLocation[] = R"(C:\Kelo)";
 inline constexpr char kDriverFolder[] = R"(C:\Kelo\TPM_VSCard\)";
 
-// Windows 10 with the packages below C:\Kelo, the services set to start automatically, and a device installer that
-// adds and removes the virtual reader. `patch` says what is different.
+// Windows 10 with the packages below C:\Kelo, the services set to start automatically, and a device installer that adds
+// and removes the virtual reader. `patch` changes the machine.
 inline winsim::Machine CardMachine(const std::string& patch = "{}")
 {
     return Changed(MachineOf(R"({
@@ -34,13 +34,13 @@ inline winsim::Machine CardMachine(const std::string& patch = "{}")
 
 inline constexpr char kReaderPresent[] = R"("smartCards": {"readers": ["Kelo VIRTUAL_CARD_READER 0"]})";
 
-// The same with the virtual reader and what its installation left. `members` say what is different.
+// The same machine after the installation of the virtual reader. `members` describe further differences.
 inline winsim::Machine MachineWithReader(const std::string& members = "")
 {
     return CardMachine(std::string("{") + kReaderPresent + (members.empty() ? "" : ", ") + members + "}");
 }
 
-// What the registry says of the place of installation.
+// The machine with the install location in the registry.
 inline winsim::Machine WithInstallPath(const winsim::Machine& machine, const std::string& path)
 {
     return Changed(

@@ -1,4 +1,4 @@
-// What the smart-card steps look like in a script.
+// The smart-card steps as lines of a script.
 #pragma once
 
 #include "tests/support/service_script.h"
@@ -13,7 +13,7 @@ inline const std::string kEstablishContext =
     Call("SCardEstablishContext", {0, nullptr, nullptr}, 0, {{"phContext", "cardContext#1"}});
 inline const std::string kReleaseContext = Call("SCardReleaseContext", {"cardContext#1"}, 0);
 
-// The length of a list of names, in characters with its zeros.
+// The length of a list of names, in characters, including its zeros.
 inline std::size_t LengthOf(const Readers& readers)
 {
     std::size_t length = 1;
@@ -27,14 +27,14 @@ inline std::string AskForLength(const Readers& readers)
     return Call("SCardListReadersW", {"cardContext#1", nullptr, 0}, 0, {{"pcchReaders", LengthOf(readers)}});
 }
 
-// The list is read into a buffer of the length that an earlier one had.
+// The list is read into a buffer whose length an earlier call returned.
 inline std::string ReadList(std::size_t room, const Readers& readers)
 {
     return Call("SCardListReadersW", {"cardContext#1", nullptr, room}, 0,
                 {{"pcchReaders", LengthOf(readers)}, {"mszReaders", readers}});
 }
 
-// The presence test where the reader is there, and where there is no reader at all.
+// The presence test on a machine with the reader, and on one without any reader.
 inline const Script kReaderFound = {
     kEstablishContext, AskForLength({kReader}), ReadList(LengthOf({kReader}), {kReader}),
     "log: CTPMSmartCard::IsKlSCardInstalled - Kelo Smart Card software is currently installed", kReleaseContext};
@@ -42,14 +42,14 @@ inline const Script kNoReaders = {
     kEstablishContext, Call("SCardListReadersW", {"cardContext#1", nullptr, 0}, -2146435026),
     "log: CTPMSmartCard::IsKlSCardInstalled - No Smart card readers on system", kReleaseContext};
 
-// What a run of the device installer in a folder is begun with.
+// The beginning of a run of the device installer in a folder.
 inline Script BeginOfStager(const std::string& folder, const std::string& arguments)
 {
     const std::string commandLine = "\"" + folder + "\\DriverStager.exe\" " + arguments;
     return {"log: " + commandLine, StartProgram(nullptr, commandLine, 0xC000000, folder)};
 }
 
-// One run of it: it is started, waited for and asked for its exit code.
+// One run of the device installer: it is started, waited for and asked for its exit code.
 inline Script StagerRun(const std::string& folder, const std::string& arguments, unsigned exitCode = 0)
 {
     return {BeginOfStager(folder, arguments),
@@ -60,7 +60,7 @@ inline Script StagerRun(const std::string& folder, const std::string& arguments,
             kCloseProgram};
 }
 
-// A run that does not come about, for a Win32 error.
+// The device installer cannot be started, with a Win32 error.
 inline Script StagerFailure(const std::string& folder, const std::string& arguments, unsigned error)
 {
     const Script begin = BeginOfStager(folder, arguments);
@@ -68,14 +68,14 @@ inline Script StagerFailure(const std::string& folder, const std::string& argume
             fmt::format("log: Kelo Toolkit Installation -> Failed to launch DriverStager rc: {}", error)};
 }
 
-// A device installer that is not even tried: its folder is no full path.
+// The device installer is not even tried: its folder is not a full path.
 inline Script StagerRefusal(const std::string& folder, const std::string& arguments)
 {
     return {BeginOfStager(folder, arguments)[0],
             "log: Kelo Toolkit Installation -> Failed to launch DriverStager rc: 3"};
 }
 
-// The configuration of a service is asked for with no room, and then with enough.
+// The configuration of a service is queried with no buffer, and then with a sufficient one.
 inline Script ReadConfig(unsigned startType, const std::string& displayName)
 {
     const std::size_t size = SizeOfConfig("", displayName);
@@ -83,7 +83,7 @@ inline Script ReadConfig(unsigned startType, const std::string& displayName)
             QueryConfig(size, startType, "", displayName)};
 }
 
-// Finding a service that starts automatically already, whose state may not be read.
+// Finds a service that already starts automatically and whose state may not be read.
 inline Script ConfiguredService(const std::string& name, const std::string& displayName)
 {
     return {AskForWow64(),
@@ -100,7 +100,7 @@ inline const Script kConfiguredServices = {ConfiguredService("CertPropSvc", "Cer
 inline const std::string kSystemFolderIs = FolderIs(kSystemFolder, R"(C:\Windows\system32)");
 inline const std::string kWindowsFolderIs = FolderIs(kWindowsFolder, R"(C:\Windows)");
 
-// The registry is asked where the toolkit is installed, and answers.
+// The registry is asked for the toolkit's install location and returns it.
 inline const std::string kOpenPathKey = OpenKey(R"(SOFTWARE\Kelo Systems Corp.\Common)");
 inline const Script kPathRead = {kOpenPathKey,
                                  Call("RegQueryValueExA", {"key#1", "Installation Path", nullptr, 256}, 0,

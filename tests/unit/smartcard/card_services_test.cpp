@@ -7,7 +7,7 @@
 namespace
 {
 
-// One of the two operations, and the texts that are its own.
+// One of the two operations, and its own texts.
 struct Operation
 {
     const char* name;
@@ -38,7 +38,7 @@ const std::string kStart = Call("StartServiceW", {"service#1", 0, nullptr}, 1);
 class CardService : public testing::TestWithParam<Operation>
 {
 protected:
-    // A machine whose service lets everything be read; `members` say the rest of it.
+    // A machine whose service can be read completely; `members` describe the rest of the service.
     static winsim::Machine With(const std::string& members)
     {
         return MachineOf(std::string(R"({"services": {")") + GetParam().service +
@@ -73,7 +73,7 @@ TEST_P(CardService, AStoppedServiceOnDemandBecomesAutomaticAndIsStarted)
     const SimulatedRun run = Configure(With(R"("start": "demand")"));
     ExpectRun(run, "0", {OpenBoth(), ReadStartType(3), kChangeToAuto, QueryStatusEx(kStopped), kStart, kCloseBoth});
     EXPECT_EQ(ServiceAfter(run).startType, 2u);
-    EXPECT_EQ(ServiceAfter(run).status.state, 2u); // it is not waited for
+    EXPECT_EQ(ServiceAfter(run).status.state, 2u); // the program does not wait for it
 }
 
 TEST_P(CardService, ADisabledServiceBecomesAutomaticAndIsStarted)

@@ -1,4 +1,4 @@
-// Proves how the device installer is run: its command line, where it runs, and what is logged of it.
+// Proves how the device installer is run: its command line, its current directory, and its log lines.
 #include "tests/unit/smartcard/card_script.h"
 
 #include <gmock/gmock.h>
@@ -91,7 +91,7 @@ TEST(RunDriverStager, ALongCommandLineIsCutInTheLogAlone)
     const std::string arguments(600, 'x');
     const SimulatedRun run = Stage(StagerIn(folder), folder, arguments);
     EXPECT_EQ(run.result, "0");
-    // 36 characters of header in front of the message; 510 in all.
+    // 36 characters of header before the message; 510 in all.
     EXPECT_EQ(run.log.at(0), ("\"" + folder + "\\DriverStager.exe\" " + arguments).substr(0, 474));
     EXPECT_EQ(run.script.at(1), StagerRun(folder, arguments).at(1));
 }

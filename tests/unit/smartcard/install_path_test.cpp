@@ -1,4 +1,4 @@
-// Proves what counts as the install location that the registry names.
+// Proves which registry values count as the install location.
 #include "tests/unit/smartcard/card_script.h"
 
 #include <gmock/gmock.h>

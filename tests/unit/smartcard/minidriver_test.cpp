@@ -141,7 +141,7 @@ constexpr char kBodiesInPlace[] =
     R"("files": {"C:\\Windows\\system32\\KeloMiniDriverBody64.dll": {"text": "minidriver for 64 bits"},
                  "C:\\Windows\\SysWOW64\\KeloMiniDriverBody.dll": {"text": "minidriver for 32 bits"}})";
 
-// On a machine with the reader; `members` say what else there is.
+// On a machine with the reader; `members` describe what else it has.
 SimulatedRun Uninstall(const std::string& members = "", const SimulatedRunOptions& options = {})
 {
     return CallFunction(MachineWithReader(members), "UninstallMiniDrv", {kLocation}, options);

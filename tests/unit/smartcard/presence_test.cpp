@@ -1,4 +1,4 @@
-// Proves when the toolkit's virtual reader counts as present: what the resource manager is asked, and what is logged.
+// Proves when the toolkit's virtual reader counts as present: the queries to the resource manager, and the log lines.
 #include "tests/unit/smartcard/card_script.h"
 
 #include <gmock/gmock.h>
@@ -25,7 +25,7 @@ SimulatedRun AskWith(const Readers& readers, const SimulatedRunOptions& options 
     return Ask(R"("readers": )" + winsim::Json(readers).dump(), options);
 }
 
-// The reader is looked for in a list that both calls see alike.
+// The reader is searched for in a list that is the same for both calls.
 Script Search(const Readers& readers, const Script& message)
 {
     return {kEstablishContext, AskForLength(readers), ReadList(LengthOf(readers), readers), message, kReleaseContext};
@@ -57,7 +57,7 @@ TEST(IsKlSCardInstalled, AnyOtherDifferenceMakesAnotherReader)
         ExpectRun(AskWith({name}), "false", Search({name}, {}));
 }
 
-// The reader is the last.
+// The reader is the last in the list.
 Readers ALongList()
 {
     Readers readers;

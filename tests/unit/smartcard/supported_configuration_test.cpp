@@ -1,4 +1,4 @@
-// Proves on which systems the smart-card steps may run, and what is logged where they may not.
+// Proves on which systems the smart-card steps may run, and what is logged on the others.
 #include "tests/support/windows_script.h"
 
 #include <gtest/gtest.h>
@@ -75,7 +75,7 @@ TEST(IsSupportedConfiguration, XpIsNotSupported)
 
 TEST(IsSupportedConfiguration, A32BitProcessOn64BitWindowsIsNotSupported)
 {
-    // The version is not asked for any more.
+    // The version is no longer asked for.
     for (const char* version : {"5.2", "10.0"})
         ExpectRun(IsSupported(Windows(version, true), "false"), "false", {AskForWow64(true), kWow64Line});
 }

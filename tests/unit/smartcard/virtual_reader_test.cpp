@@ -23,7 +23,7 @@ SimulatedRun Install(const std::string& patch = "{}", const SimulatedRunOptions&
     return CallFunction(CardMachine(patch), "Install", {kLocation}, options);
 }
 
-// What goes before the copy.
+// The steps before the copy.
 const Script kPrepared = {kNoReaders, kSupported, kConfiguredServices, kSystemFolderIs, kSystemFolderLine};
 
 const Script kBothInstallCommands = {StagerRun(kDriverFolder, kAdd), StagerRun(kDriverFolder, kInstall)};
@@ -115,7 +115,7 @@ TEST(Install, WithoutAResourceManagerTheInstallationGoesAhead)
     EXPECT_EQ(TextOf(run.After(), kTarget), "reader");
 }
 
-// The library that could not be copied, with the error.
+// The library cannot be copied, with this error.
 Script CopyFailed(unsigned error)
 {
     return {Failing(CopyOf(kSource, kTarget), 0),
@@ -152,7 +152,7 @@ TEST(Install, AFirstCommandThatCannotBeStartedEndsTheInstallation)
     ExpectRun(run, "-4",
               {kPrepared, CopyOf(kSource, kTarget), StagerFailure(kDriverFolder, kAdd, 740),
                "log: Install SmartCard - command dp_add_kelo failed!"});
-    EXPECT_EQ(TextOf(run.After(), kTarget), "reader"); // what was done before stays
+    EXPECT_EQ(TextOf(run.After(), kTarget), "reader"); // the earlier steps are not undone
 }
 
 TEST(Install, ASecondCommandThatCannotBeStartedEndsTheInstallation)
@@ -171,7 +171,7 @@ TEST(Install, CommandsThatRunAndFailChangeNothing)
 
 // ---- Removal ----
 
-// On a machine with the reader; `members` say what else there is.
+// On a machine with the reader; `members` describe what else it has.
 SimulatedRun Uninstall(const std::string& members, const SimulatedRunOptions& options = {})
 {
     return CallFunction(MachineWithReader(members), "Uninstall", {kLocation}, options);

@@ -1,4 +1,5 @@
-// Proves where Windows' automatic provisioning of the TPM is switched, by which calls, and that each is given back.
+// Proves where Windows' automatic provisioning of the TPM is switched and by which calls, and that every object is
+// released.
 #include "tests/support/simulated_run.h"
 #include "tests/support/windows_script.h"
 
@@ -14,7 +15,7 @@ const std::string kEnter = Call("CoInitializeEx", {nullptr, 0}, 0);
 const std::string kLeave = Call("CoUninitialize");
 constexpr char kTooOld[] = "log: Target system is not Win8+";
 
-// The calls of the switch, each as it is made when it succeeds.
+// The calls of the switch, each with its result on success.
 const std::string kCreate =
     Call("CoCreateInstance",
          {"{CB8555CC-9128-11D1-AD9B-00C04FD8FDFF}", nullptr, 1, "{DC12A687-737F-11CF-884D-00AA004B2E24}"}, 0,
@@ -50,7 +51,7 @@ std::string NameOf(const std::string& call)
     return call.substr(0, call.find('('));
 }
 
-// The first calls, without the releases between them; the last of them with another status.
+// The first `count` calls, without the releases between them. The last of them returns another status.
 Script CallsUpTo(const Script& calls, std::size_t count, int status)
 {
     return {Script(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(count) - 1),
@@ -62,7 +63,8 @@ bool IsRelease(const std::string& line)
     return line.find("::Release(") != std::string::npos;
 }
 
-// What a run did inside the apartment, without the releases: that all is given back is checked on every run.
+// The calls of a run inside the apartment, without the releases: every run already fails its test if it keeps an
+// object.
 Script WithoutReleases(const SimulatedRun& run)
 {
     Script script = run.script;
@@ -75,8 +77,8 @@ Script InApartment(const Script& script)
     return {kEnter, script, kLeave};
 }
 
-// Expects these calls, and that nothing is logged. Releases are left out: that all is given back is checked on every
-// run.
+// Expects these calls, and that nothing is logged. Releases are left out: every run already fails its test if it keeps
+// an object.
 void ExpectCalls(const SimulatedRun& run, const char* result, const Script& calls)
 {
     ExpectLog(run, result, {});
@@ -112,7 +114,7 @@ TEST(Win8Install, WithoutTheFlagWindows8IsOnlyChecked)
     EXPECT_TRUE(run.After().wmi.autoProvisioning);
 }
 
-// What a check that ends early leaves, for the installation and the removal alike.
+// Expects a check that ends early, the same for the installation and the removal.
 void ExpectCheck(const winsim::Machine& machine, const SimulatedRunOptions& options, const char* result,
                  const Script& script)
 {
@@ -198,7 +200,7 @@ TEST(SetAutoProvisioning, SwitchesOnWithoutInput)
     EXPECT_TRUE(run.After().wmi.autoProvisioning);
 }
 
-// Every call in turn fails: it is the last one, and a run that keeps anything fails the test by itself.
+// Each call in turn fails and is then the last one. A run that keeps an object fails the test by itself.
 void ExpectEachFailureEndsIt(const char* enable, const Script& calls)
 {
     for (std::size_t i = 0; i < calls.size(); ++i)
@@ -261,7 +263,7 @@ TEST(SetAutoProvisioning, ASystemWithoutTheNamespaceFailsAtTheConnection)
                 "-1", CallsUpTo(kDisable, 2, -2147217394));
 }
 
-// A machine whose class of the TPM is different.
+// A machine with changes to the TPM's WMI class.
 winsim::Machine WithTpmClass(const char* changes)
 {
     const Json classes = {{"Win32_TPM", Json::parse(changes)}};

@@ -1,4 +1,4 @@
-// Proves how CustomActionData is read and taken apart.
+// Proves how CustomActionData is read and split into its values.
 #include "tests/unit/tpm/install_session.h"
 
 #include <gmock/gmock.h>
@@ -31,20 +31,20 @@ TEST(GetCustomActionValue, IsTheTextBehindTheKeyUpToABlankAndASlash)
         {"/CAPTION=", "/CAPTION=", ""},
         {"/CAPTION=", "/CAPTION= /INFO=x", ""},
         {"/CAPTION=", "/CAPTION=  /INFO=x", " "},
-        // Neither trimmed nor unquoted.
+        // Values are neither trimmed nor unquoted.
         {"/CAPTION=", "/CAPTION= a ", " a "},
         {"/CAPTION=", "/CAPTION=\"a b\" /INFO=x", "\"a b\""},
-        // In this letter case alone.
+        // Keys match only in this letter case.
         {"/CAPTION=", "/caption=a", "none"},
         {"/CAPTION=", "/caption=a /CAPTION=b", "b"},
-        // Of two, the first, even an empty one.
+        // Of two, the first counts, even if it is empty.
         {"/CAPTION=", "/CAPTION=a /CAPTION=b", "a"},
         {"/CAPTION=", "/CAPTION= /CAPTION=b", ""},
-        // Anywhere, also inside another value.
+        // A key counts anywhere, also inside another value.
         {"/INFO=", "/CAPTION=a/INFO=b /SILENT", "b"},
         {"/CAPTION=", "x/CAPTION=a", "a"},
         {"/INFO=", "/CAPTION=\"/INFO=\" b /C", "\" b"},
-        // A slash alone ends nothing, nor do other blanks.
+        // A slash alone ends nothing, and neither do other blanks.
         {"/INFO=", "/INFO=a/b", "a/b"},
         {"/INFO=", "/INFO=a\t/b", "a\t/b"},
         {"/INFO=", "/INFO=a / b", "a"},
@@ -94,7 +94,7 @@ TEST(HasCustomActionFlag, IsOnOnlyWhereTheDataBeginsWithItInAnyLetterCase)
 
 // ---- Reading the property ----
 
-// The questions for the property, as a script shows them.
+// The queries for the property, as a script shows them.
 std::vector<std::string> Questions(const SimulatedRun& run)
 {
     std::vector<std::string> questions;
@@ -137,7 +137,7 @@ TEST(CustomActionData, APropertyThatShrinksBetweenTheQuestionsIsReadAsItIsThen)
 
 TEST(CustomActionData, AnAnswerWithoutALengthIsEmptyData)
 {
-    // Windows would say that there is more; a success at once says that there is nothing.
+    // Windows would report that there is more data; an immediate success means that there is none.
     const SimulatedRun run = ChangeSrkAuth({.data = "/CAPTION=x", .verifyCode = -5}, {.faults = {"MsiGetPropertyW=0"}});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(CommandLines(run).back(), std::string(kToolPath) + " /T:\"NTRU\" /Y");
@@ -150,13 +150,13 @@ TEST(CustomActionData, DataThatCannotBeReadIs10001AndNothingIsRunOrLogged)
         R"({"error": 87})",
         R"({"error": 1627})",
         R"({"error": 1})",
-        // Grown between the questions, for ever or by one.
+        // The property grows between the queries, for ever or by one character.
         R"(["/CAPTION=a", "/CAPTION=ab"])",
         R"(["", "/"])",
         R"({"error": 234, "size": 10})",
         R"(["/CAPTION=a", {"error": 1627}])",
         R"(["/CAPTION=a", {"error": 13}])",
-        // More than there is memory for; the last one has no room for the terminator even as a number.
+        // More than the available memory; for the last size, adding the terminator overflows the number.
         R"({"error": 234, "size": 2147483647})",
         R"({"error": 234, "size": 4294967294})",
         R"({"error": 234, "size": 4294967295})",

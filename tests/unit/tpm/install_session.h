@@ -10,12 +10,12 @@
 inline constexpr char kToolPath[] = R"(C:\Program Files\Kelo Systems Corp\Common\TpmKeyFixer.exe)";
 inline constexpr char kRunKey[] = R"(HKLM\Software\Microsoft\Windows\CurrentVersion\Run)";
 
-// What the tests change of a machine whose tool finds everything in order.
+// The tests' changes to a machine whose tool succeeds at everything.
 struct Session
 {
     winsim::Json data = "";      // CustomActionData
-    std::int32_t verifyCode = 0; // what the tool ends with when it is started with "/V" alone
-    std::int32_t changeCode = 0; // and when it is started with anything else
+    std::int32_t verifyCode = 0; // the tool's exit code when it is started with "/V" alone
+    std::int32_t changeCode = 0; // its exit code when it is started with anything else
     bool hasTool = true;
     bool hasRunKey = true;
 };
@@ -44,7 +44,7 @@ inline SimulatedRun ChangeSrkAuth(const Session& session, const SimulatedRunOpti
     return ChangeSrkAuthOn(DescriptionOf(session), options);
 }
 
-// The command lines that the run started, or tried to.
+// The command lines that the run started or tried to start.
 inline std::vector<std::string> CommandLines(const SimulatedRun& run)
 {
     std::vector<std::string> lines;
@@ -56,7 +56,7 @@ inline std::vector<std::string> CommandLines(const SimulatedRun& run)
     return lines;
 }
 
-// What is to run at the next logon.
+// The programs that are registered to run at the next logon.
 inline winsim::Json RunAtLogon(const winsim::Machine& machine)
 {
     const winsim::Json registry = machine.ToJson()["registry"];

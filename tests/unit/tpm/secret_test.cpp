@@ -1,5 +1,5 @@
 // Proves that the owner password stays between the installer and the tool: no record, log line, file or freed memory
-// holds it.
+// contains it.
 #include "tests/unit/tpm/install_session.h"
 
 #include "winsim/toolkit/install_log.h"
@@ -25,16 +25,16 @@ const std::vector<std::string> kDataWithPassword{
     std::string("/PASSWORD=") + kPassword,
     std::string("/CAPTION=c /INFO=i /PASSWORD=") + kPassword + " /TSS_VENDOR=KELO",
     std::string("/SILENT /PASSWORD=") + kPassword + " /INFO=i",
-    // The caption ends at a blank with a slash only, and so takes the password along.
+    // The caption ends only at a blank followed by a slash, so it includes the password.
     std::string("/CAPTION=c/PASSWORD=") + kPassword + " /INFO=i",
     std::string("/CAPTION=a/P:\"b /PASSWORD=") + kPassword + "\" /INFO=i",
-    // The password holds another key, so that its end is that key's value too.
+    // The password contains another key, so the end of the password is also that key's value.
     std::string("/PASSWORD=x/CAPTION=") + kPassword + " /INFO=i",
     std::string("/PASSWORD=x/TSS_VENDOR=y/INFO=") + kPassword,
     std::string("/PASSWORD=x/PASSWORD=") + kPassword,
 };
 
-// All that is left of a run: records, log, events, files, registry. The description itself holds the password.
+// Everything that is left of a run: records, log, events, files, registry. The description itself holds the password.
 std::string EverythingOf(const SimulatedRun& run)
 {
     std::string everything;
@@ -73,8 +73,8 @@ TEST(OwnerPassword, IsInNothingThatAFailingRunLeaves)
         EXPECT_THAT(EverythingOf(ChangeSrkAuth(session, {.faults = {fault}})), Not(HasSubstr("Tr0ub4dor"))) << fault;
 }
 
-// A run that frees memory with the password in it violates the rules of memory, and so fails the tests above and all
-// others. This one proves that it is found.
+// A run that frees memory with the password in it violates the memory rules, and so fails the tests above and all
+// others. This test proves that such memory is detected.
 TEST(OwnerPassword, InFreedMemoryIsFound)
 {
     const winsim::Machine machine = winsim::Machine::FromJson(DescriptionOf({.data = kDataWithPassword[0]}));

@@ -1,4 +1,4 @@
-// Proves what the export does with each answer of the SRK tool, and what it hands to the tool.
+// Proves how the export reacts to each answer of the SRK tool, and what it passes to the tool.
 #include "tests/unit/tpm/install_session.h"
 
 #include "tests/support/simulated_run.h"
@@ -125,7 +125,7 @@ Script AskForData(const std::string& data)
             FolderIs(kProgramFilesFolder, R"(C:\Program Files)")};
 }
 
-// What Windows would take for the program's name before it comes to the tool's is looked for first.
+// The export first checks for every program that Windows would try before the tool's own path.
 Script OthersLookedFor()
 {
     Script lines;
@@ -143,7 +143,7 @@ Script RunTool(const std::string& arguments, std::uint32_t exitCode)
             Call("GetExitCodeProcess", {"process#1"}, 1, {{"lpExitCode", exitCode}}), kCloseProgram};
 }
 
-// The first line opens the log: a library must not do that while it is loaded.
+// The first line opens the log: a library must not do so while it is being loaded.
 const Script kOpenLog{
     Call("SHGetFolderPathA", {nullptr, 35, nullptr, 0}, 0, {{"pszPath", R"(C:\ProgramData)"}}),
     Call("SHCreateDirectoryExA", {nullptr, R"(C:\ProgramData\Kelo Systems Corp\InstallLogs\Toolkit\)", nullptr}, 183),
@@ -222,7 +222,7 @@ TEST(SrkAuthChange, HandsTheToolWhatTheInstallerSays)
         {"/SILENT /VERIFY", R"( /T:"NTRU" /S /Y)"},
         {"/VERIFY /SILENT", R"( /T:"NTRU" /V /Y)"},
         {"/CAPTION= /INFO= /PASSWORD= /TSS_VENDOR=", " /Y"},
-        // Nothing within a value is escaped.
+        // Nothing inside a value is escaped.
         {R"(/CAPTION=a "b" c\ /INFO=%1%n)", R"( /C:"a "b" c\" /I:"%1%n" /T:"NTRU" /Y)"},
         {"/CAPTION=\u4E2D\u00E9", " /C:\"\u4E2D\u00E9\" /T:\"NTRU\" /Y"},
         {"what is this", R"( /T:"NTRU" /Y)"},
@@ -262,7 +262,7 @@ TEST(SrkAuthChange, WithoutAFolderForProgramsTheToolIsNotFound)
     ExpectLog(run, "0", {"log: Unable to launch process!"});
 }
 
-// The path is not quoted: Windows tries each blank as its end.
+// The path is not quoted: Windows tries each blank as the end of the path.
 TEST(SrkAuthChange, AProgramAtABlankOfThePathIsRunInsteadOfTheTool)
 {
     Json machine = DescriptionOf({.verifyCode = 0});
@@ -347,7 +347,7 @@ TEST(SrkAuthChange, OptionsThatMemoryDoesNotSufficeForAreNotThere)
     Json machine = DescriptionOf({});
     machine["installer"]["properties"]["CustomActionData"] = "/CAPTION=" + std::string(100, 'c');
     ExpectLog(ChangeSrkAuthOn(machine), "0", "log: SRK and TPM Owner Auth is OK");
-    // The property, its copy, and the caption that fails.
+    // The property and its copy get their memory; the caption does not.
     ExpectLog(ChangeSrkAuthOn(machine, {.faults = {"operator new#4=8"}}), "10001", {});
 }
 
@@ -404,7 +404,7 @@ TEST(SrkAuthChange, WithoutMemoryForALogItStillDoesItsWork)
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(RunAtLogon(run.After()), TaskAtLogon());
 
-    // The first line finds the folder; each has no path to try.
+    // The first line finds the folder; every line then has no path to try.
     Script script;
     for (const std::string& line : logged.script)
     {

@@ -1,4 +1,4 @@
-// Proves how the policy directory and the configuration file are made and opened to the accounts that need them.
+// Proves how the policy directory and the configuration file are created and opened to the accounts that need them.
 #include "tests/unit/tss/tss_script.h"
 
 #include <gmock/gmock.h>
@@ -16,7 +16,7 @@ constexpr unsigned kProtectedListInformation = 0x80000004;
 constexpr unsigned kReadAndWrite = 0xC0000000;
 constexpr int kFileObject = 1;
 
-// The two objects have the same steps and differ in this.
+// The two objects go through the same steps; these are the differences.
 struct Object
 {
     const char* function;
@@ -81,14 +81,14 @@ std::string ApplyLine(const Object& object, int error = 0)
                 error);
 }
 
-// What follows once the object is there.
+// The steps once the object exists.
 Script Replaced(const Object& object)
 {
     return {MadeSids(), MakeList(ListOf(object), kInheritance), ApplyLine(object),
             fmt::format("log: Successfully changed DACL for {}: {}", object.kind, object.path), FreedSids(4)};
 }
 
-// A described object keeps the owner that it has; the installer owns what it makes.
+// An object of the description keeps its owner; the installer owns the objects that it creates.
 void ExpectReplacedList(const SimulatedRun& run, const Object& object,
                         const std::optional<std::string>& owner = std::nullopt)
 {
@@ -163,7 +163,7 @@ TEST(SetPolicyDirectoryAccess, ADirectoryThatCannotBeMadeEndsIt)
                "log: SHCreateDirectoryExW error: 5 "});
 }
 
-// What cannot be made sure of has nothing made in it.
+// Nothing is created in a directory that cannot be checked.
 TEST(SetPolicyDirectoryAccess, AParentThatCannotBeMadeEndsIt)
 {
     ExpectRun(Replace(kDirectory, R"({"files": {"C:\\ProgramData\\Kelo Systems Corp": {"directory": true,
@@ -173,7 +173,7 @@ TEST(SetPolicyDirectoryAccess, AParentThatCannotBeMadeEndsIt)
 
 TEST(SetPolicyDirectoryAccess, AnyResultOfTheCreationButZeroIsAFailure)
 {
-    // 183: the directory came into being in the meantime.
+    // 183: another process created the directory in the meantime.
     for (const char* error : {"80", "183", "1", "206"})
         ExpectRun(Replace(kDirectory, "{}", {.faults = {std::string("SHCreateDirectoryExW=") + error}}), "0",
                   {kFolderLine, ReadLine(kDirectory, 3),
@@ -214,7 +214,7 @@ TEST(SetConfigFileAccess, AFileThatCannotBeMadeFailsOnlyWhenTheListIsApplied)
 constexpr char kOnlyTheFileIsMissing[] =
     R"({"files": {"C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true}}})";
 
-// Which of all openings of files has a parameter of this value.
+// The number of the first opening of a file that has a parameter with this value.
 std::string OpeningWith(const char* parameter, unsigned value, const SimulatedRun& run)
 {
     unsigned occurrence = 0;
@@ -322,7 +322,7 @@ TEST(ConfigAccess, AnUnknownApplicationDataFolderLeadsToTheRootOfTheDrive)
 
 // ---- What somebody has prepared ----
 
-// The directory with another owner, such as an ordinary user.
+// The directory belongs to another owner, such as an ordinary user.
 winsim::Machine PoliciesOf(const char* owner)
 {
     return winsim::Machine::FromJson({{"files", {{kDirectory.path, {{"directory", true}, {"owner", owner}}}}}});
@@ -337,7 +337,7 @@ TEST(SetPolicyDirectoryAccess, ADirectoryOfAUsersBecomesTheAdministrators)
     const winsim::File* directory = run.After().files.Find(kDirectory.path);
     EXPECT_EQ(directory->security.owner, "S-1-5-32-544");
     EXPECT_EQ(directory->security.access, EntriesOf(ListOf(kDirectory), kInheritance));
-    // The privilege for that is off again.
+    // The privilege for changing the owner is disabled again.
     EXPECT_EQ(run.After().token, run.before.token);
 }
 

@@ -11,7 +11,7 @@ constexpr char kSource[] = R"(C:\Toolkit\KELO\stkprobe.dll)";
 constexpr char kDestination[] = R"(C:\Windows\system32\stkprobe.dll)";
 constexpr char kBackup[] = R"(C:\Windows\system32\stkprobe.bk1)";
 
-// A machine with the library to copy. `files` may take it away again.
+// A machine with the library to copy. `files` may remove it again.
 winsim::Machine MachineWith(const char* files = "{}", const char* changes = "{}")
 {
     winsim::Json description = winsim::Json::parse(changes);
@@ -257,7 +257,7 @@ TEST(CopyTCGDLL, AWindowsDirectoryOfAUsersIsNotUsed)
     ExpectRefused(CopyTo("C:\\Mine", R"({"C:\\Mine": {"directory": true},
         "C:\\Mine\\system32": {"directory": true, "owner": "S-1-5-21-7-7-7-1001"}})"),
                   "C:\\Mine", 1307);
-    // Also when the rest is missing.
+    // Even if the rest does not exist.
     ExpectRefused(CopyTo("C:\\Mine", R"({"C:\\Mine": {"directory": true, "owner": "S-1-5-21-7-7-7-1001"}})"),
                   "C:\\Mine", 1307);
 }

@@ -1,5 +1,5 @@
-// Proves how a stack and the TPM are found usable or not: what is cleared away before, what the detection library is
-// asked, what its answers lead to, and that nothing it does ends the program.
+// Proves how a stack and the TPM are found usable or not: the clean-up before detection, the questions to the detection
+// library, the effect of its answers, and that nothing the library does ends the program.
 #include "tests/support/step_sequence.h"
 #include "tests/unit/tss/tss_script.h"
 
@@ -19,7 +19,7 @@ constexpr char kNotActivated[] = "log: TPM is not activated rc: 10015";
 constexpr char kCaught[] = "log: DetectTPMPlatform Exception Caught - Unable to Detect TSS Properly";
 constexpr char kSrkEvent[] = "The TPM is in an incorrect state. The TPM must be reset to support use by Kelo Software";
 
-// The exports of a library behind which everything is as it should be.
+// The exports of a library that reports no problem.
 Json UsableExports()
 {
     return {{"DetectTSS", 0}, {"isEnabled", 1}, {"isActivated", 1}, {"isOwned", 1}, {"ValidSRKAuth", 0}};
@@ -30,7 +30,7 @@ std::string LibraryPath(const std::string& vendor)
     return kTarget + (vendor.empty() ? "" : vendor + "\\") + "stkprobe.dll";
 }
 
-// A machine with the library of one vendor ("" for the library of no vendor), and with further changes.
+// A machine with the library of one vendor ("" for the library without a vendor) and with further changes.
 winsim::Machine MachineWith(const Json& exports, const std::string& vendor = "", const char* changes = "{}")
 {
     Json description = Json::parse(changes);
@@ -38,7 +38,7 @@ winsim::Machine MachineWith(const Json& exports, const std::string& vendor = "",
     return winsim::Machine::FromJson(description);
 }
 
-// The usable library with some exports changed (or, with null, taken away).
+// The usable library with some exports changed or, with null, removed.
 winsim::Machine MachineWithChanged(const char* exports)
 {
     Json changed = UsableExports();
@@ -77,7 +77,7 @@ Script NotLoaded(const std::string& path, unsigned error)
             fmt::format("log: Failed to Load Library: {} Err: {}", path, error)};
 }
 
-// One export that is found and called.
+// One export is found and called.
 Script Asked(const char* name, int answer)
 {
     const std::string function = std::string("stkprobe.dll!") + name;
@@ -299,7 +299,7 @@ TEST(DetectTPMPlatform, TheErrorModeIsPutBack)
 constexpr char kPromptService[] = R"({"state": "running", "binaryPath": "\"C:\\Stack\\tcsd.exe\"",
     "onStart": {"states": [{"state": "running"}]}, "onStop": {"states": [{"state": "stopped"}]}})";
 
-// With a description "null" the service is not there.
+// With the description "null" the service does not exist.
 winsim::Machine MachineWithService(const std::string& vendor, const char* service, const char* description)
 {
     Json changes = Json::object();
@@ -308,7 +308,7 @@ winsim::Machine MachineWithService(const std::string& vendor, const char* servic
     return MachineWith(UsableExports(), vendor, changes.dump().c_str());
 }
 
-// A detection as it is expected.
+// The expected script of a detection.
 class ExpectedDetection : public StepSequence
 {
 public:
@@ -341,7 +341,7 @@ public:
         }
     }
 
-    // Kelo's part from Vista on. Whether the service could be restarted.
+    // Kelo's part, from Vista on. Returns whether the service could be restarted.
     bool CleanUpKelo()
     {
         KillLeftovers();
@@ -349,7 +349,7 @@ public:
         return Step("RestartServiceByName", {"tcsd_x86"}) == "true";
     }
 
-    // NTRU's part that runs once.
+    // NTRU's part, which runs once.
     void CleanUpNtru()
     {
         KillLeftovers();

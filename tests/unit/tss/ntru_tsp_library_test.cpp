@@ -1,4 +1,4 @@
-// Proves where the NTRU stack's own TSP library is looked for, which versions need no shim, and what becomes of a shim.
+// Proves where the NTRU stack's own TSP library is looked for, which versions need no shim, and what happens to a shim.
 #include "tests/support/step_sequence.h"
 #include "tests/unit/tss/tss_script.h"
 
@@ -47,7 +47,7 @@ std::string Attributes(const std::string& path, unsigned attributes = kArchive)
     return Call("GetFileAttributesW", {path}, attributes);
 }
 
-// The calls for the version of a library, which is, as the library's first and second 32 bits.
+// The calls that read a library's version: the first and the second 32 bits of the version.
 std::string AskForSize(const std::string& path)
 {
     return Call("GetFileVersionInfoSizeW", {path}, 92);
@@ -84,7 +84,7 @@ SimulatedRun ExpectInService(const winsim::Machine& machine, const std::string& 
     return run;
 }
 
-// And one that finds no service.
+// Expects a check that finds no service.
 void ExpectWithoutService(const winsim::Machine& machine, const std::string& result, const Script& rest,
                           const SimulatedRunOptions& options = {})
 {
@@ -170,7 +170,7 @@ TEST(CopyTSP1FileImp, AVersionThatCannotBeReadIsNotLogged)
                     {.faults = {"GetFileVersionInfoW=5"}});
 }
 
-// What the answer to the look for the version's root block comes to.
+// The version's root block cannot be read; the answer to that query differs.
 void ExpectNotAvailable(const char* fault, const std::string& answer)
 {
     ExpectInService(MachineWithVersion("2.0.0.0"), "0",
@@ -207,7 +207,7 @@ TEST(CopyTSP1FileImp, WithoutTheServiceTheProgramFilesAreLookedAt)
                           VersionRead(library, {1, 2, 1, 24}), kSystem, kExit});
 }
 
-// Neither library is in a folder, which is none of a drive's.
+// Neither library is found in a folder whose path has no drive.
 Script NotIn(const std::string& folder)
 {
     return {"log: Path to NTRU TSS binaries: " + folder + R"(\TSP1_x64.dll)",
@@ -253,7 +253,7 @@ TEST(CopyTSP1FileImp, AnUnknownSystemDirectoryIsAResultOfItsOwn)
     }
 }
 
-// Failures of a folder look-up that count as success.
+// Failures of a folder look-up that the program treats as success.
 constexpr unsigned kOtherFolderFailures[] = {0x80070003, 0x80070057, 1};
 
 TEST(CopyTSP1FileImp, AnyOtherFailureToFindTheProgramFilesPassesForSuccess)

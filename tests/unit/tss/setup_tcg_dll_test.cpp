@@ -1,4 +1,4 @@
-// Proves in which order the stack set-up takes its steps and by what it chooses a stack, and what the removal does.
+// Proves the order of the stack set-up's steps and how it chooses a stack, and what the removal does.
 #include "tests/support/stack_machine.h"
 #include "tests/support/step_sequence.h"
 #include "tests/unit/tss/tss_script.h"
@@ -53,7 +53,7 @@ public:
         EXPECT_EQ(Step("SetConfigFileAccess"), "1");
     }
 
-    // All up to the first detection, on Vista or later.
+    // All steps up to the first detection, on Vista or later.
     void Prepare(const std::string& vendor)
     {
         Begin(vendor);
@@ -68,7 +68,7 @@ public:
         EXPECT_EQ(Step("DetectTPMPlatform", {kTarget, "NTRU12"}), "false 9");
     }
 
-    // The look of the set-up's own for the stacks' services.
+    // The set-up's own search for the stacks' services.
     void LookForServices(const StackMachine& machine)
     {
         const auto look = [](const char* service, bool isThere, const char* line) {
@@ -97,7 +97,7 @@ public:
         InstallFor("KELO", "KELO");
     }
 
-    // The result is that of the look for the stack's own library.
+    // Returns the result of the search for the stack's own library.
     std::string SetUpNtru(const std::string& vendor, const SimulatedRunOptions& options = {})
     {
         Add({kRule, "log: Set to default TPM Platform: " + vendor,
@@ -121,7 +121,7 @@ public:
     }
 };
 
-// Expects a set-up that detects no usable stack. `rest` adds what comes after the look for the stacks' services.
+// Expects a set-up that detects no usable stack. `rest` adds the steps after the search for the stacks' services.
 template <typename Rest>
 SimulatedRun ExpectUndetected(const StackMachine& stacks, const std::string& vendor, const std::string& result,
                               Rest rest, const SimulatedRunOptions& options = {})
@@ -138,7 +138,7 @@ SimulatedRun ExpectUndetected(const StackMachine& stacks, const std::string& ven
     return run;
 }
 
-// The rest that sets one stack up as the one that was asked for by this name, or that gives up with a line.
+// The remaining steps: either one stack is set up under this requested name, or the set-up gives up with a line.
 auto KeloAs(const std::string& vendor)
 {
     return [vendor](ExpectedSetup& expected) { expected.SetUpKelo(vendor); };
@@ -169,7 +169,7 @@ TEST(SetupTCGDLL, AUsableKeloStackIsChosenAndNtruIsNeverLookedAt)
         expected.ExpectAsRun(run, "0");
         EXPECT_EQ(TextAfter(run, kProbeLibrary), "KELO");
         EXPECT_EQ(TextAfter(run, kTspi), "(none)");
-        // The other stack's shim is left in place.
+        // The other stack's shim stays.
         EXPECT_EQ(TextAfter(run, kTsp1), "old");
     }
 }
@@ -269,7 +269,7 @@ TEST(SetupTCGDLL, AnInstalledStackIsNoRequest)
 TEST(SetupTCGDLL, AServiceManagerThatCannotBeOpenedCountsAsNoStackInSilence)
 {
     const winsim::Machine machine = StackMachine{.version = "5.1", .hasNtruService = true}.Make();
-    // The set-up's own opening comes after those of the detections.
+    // The set-up opens the service manager after the detections did.
     ExpectedSetup before{machine};
     before.DetectNothing();
     const std::size_t openings = CountOf("OpenSCManagerW", before);
@@ -336,7 +336,7 @@ TEST(SetupTCGDLL, PreparationsThatFailStopNothing)
 
 TEST(SetupTCGDLL, AnyNegativeResultOfTheUnblockingIsAFailure)
 {
-    // The restart of TBS fails: -2.
+    // The restart of TBS fails, so the result is -2.
     const winsim::Machine machine = Changed(StackMachine{.isKeloUsable = true, .hasKeloService = true}.Make(),
                                             R"({"services": {"TBS": {"onStart": {"error": 1053, "states": []}}}})");
     ExpectedSetup expected{machine};
@@ -352,7 +352,7 @@ TEST(SetupTCGDLL, AnyNegativeResultOfTheUnblockingIsAFailure)
 
 TEST(SetupTCGDLL, AnNtruStackThatCannotBeCheckedGetsNoShim)
 {
-    // The check does not learn the system directory: 1. Only the result for an absent stack asks for the shim.
+    // The check cannot find the system directory: 1. Only the result for an absent stack installs the shim.
     const SimulatedRunOptions noSystemDirectory{.faults = {fmt::format("SHGetFolderPathW={}", kFail)}};
     const SimulatedRun run = ExpectUndetected(
         {.hasNtruService = true}, "NTRU12", "0",

@@ -1,4 +1,4 @@
-// Proves how the shim library is taken out of the system directory and placed in it.
+// Proves how the shim library is removed from the system directory and placed in it.
 #include "tests/unit/tss/tss_script.h"
 
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ std::string NotDeleted(const std::string& file, unsigned error)
     return fmt::format("log: RemoveTSP1File - Failed to delete file {}, err: {}", file, error);
 }
 
-// RemoveTSP1File that has to move the file aside.
+// RemoveTSP1File when it has to move the file aside.
 Script MovedAside(unsigned slot, const std::string& file, const std::string& backup, int backupDeleted, unsigned error)
 {
     return {BeginOfRemoval(slot, file, kArchive),
@@ -37,7 +37,7 @@ Script MovedAside(unsigned slot, const std::string& file, const std::string& bac
             "log: RemoveTSP1File - Moved Tsp<x>_x64.dll to " + backup};
 }
 
-// And one that can neither delete nor move it, nor delete the backup, for these errors.
+// RemoveTSP1File when it can neither delete nor move the file nor delete the backup, with these errors.
 Script Kept(unsigned fileError, unsigned backupError, unsigned moveError)
 {
     return {BeginOfRemoval(0, kTsp1, kArchive),
@@ -116,7 +116,7 @@ TEST(RemoveTSP1File, AMissingBackupIsNotLoggedWhateverKeepsTheShim)
     ExpectRun(
         Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {}}})", "0", {.faults = {"DeleteFileA#1=32"}}), "1",
         MovedAside(0, kTsp1, kTsp1Backup, 0, 32));
-    // Only that error is: a missing path is another one.
+    // For the backup, only error 2 passes without a line; error 3, a missing path, is logged.
     const SimulatedRun other = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {}}})", "0",
                                       {.faults = {"DeleteFileA#1=2", "DeleteFileA#2=3"}});
     EXPECT_THAT(other.log, ElementsAre("RemoveTSP1File - enter 0",
@@ -148,7 +148,7 @@ TEST(RemoveTSP1File, AttributesOfZeroLeaveTheFileAlone)
 
 TEST(RemoveTSP1File, AttributesOfZeroAreLoggedWithWhateverErrorWasSetLast)
 {
-    // By the line before, which is lost.
+    // The lost line before it has set the last error.
     const SimulatedRun run = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"attributes": 0}}})", "0",
                                     {.faults = {"fputs#1=3735928559"}});
     EXPECT_THAT(run.log, ElementsAre(std::string("RemoveTSP1File - Failed to get Attributes for ") + kTsp1 +
@@ -164,7 +164,8 @@ TEST(RemoveTSP1File, AnUnknownSystemDirectoryEndsIt)
 
 TEST(RemoveTSP1File, AnyOtherFolderFailurePassesForSuccess)
 {
-    // The program asks for folders before, to open its log. The empty folder leads to the root of the current drive.
+    // The program asks for folders earlier too, to open its log. The empty folder leads to the root of the current
+    // drive.
     const std::size_t before = CountOf("SHGetFolderPathA", Remove("{}", "0").startScript);
     const SimulatedRun run = Remove("{}", "0", {.faults = {fmt::format("SHGetFolderPathA#{}=0x80070002", before + 1)}});
     EXPECT_EQ(run.result, "-1");

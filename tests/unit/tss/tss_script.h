@@ -1,4 +1,4 @@
-// What the steps of the stack set-up look like in a script.
+// The steps of the stack set-up as lines of a script.
 #pragma once
 
 #include "tests/support/service_script.h"
@@ -18,7 +18,7 @@ inline constexpr unsigned kNoAttributes = 4294967295;
 inline constexpr unsigned kArchive = 32;
 inline constexpr unsigned kFail = 0x80004005;
 
-// A result as it is recorded of a call that returns an HRESULT or another signed status.
+// The recorded result of a call that returns an HRESULT or another signed status.
 inline int Signed(unsigned status)
 {
     return static_cast<int>(status);
@@ -33,7 +33,7 @@ inline Script BeginOfRemoval(unsigned slot, const std::string& file, unsigned at
             Call("GetFileAttributesA", {file}, attributes)};
 }
 
-// RemoveTSP1File that finds the shim and deletes it.
+// RemoveTSP1File when it finds the shim and deletes it.
 inline Script Removal(unsigned slot)
 {
     const std::string file = slot == 2 ? kTspi : kTsp1;
@@ -41,7 +41,7 @@ inline Script Removal(unsigned slot)
             "log: RemoveTSP1File - Deleted Tsp<x>_x64.dll"};
 }
 
-// RemoveTSP1File that finds nothing.
+// RemoveTSP1File when it finds nothing.
 inline Script RemovalOfNothing(unsigned slot)
 {
     const std::string file = slot == 2 ? kTspi : kTsp1;
@@ -57,7 +57,7 @@ inline Script RemovalOfNothing(unsigned slot)
 
 // ---- Access lists ----
 
-// A trustee of an access list and what it may do.
+// A trustee of an access list and its access mask.
 struct ExpectedAccess
 {
     const char* sid;
@@ -85,7 +85,7 @@ inline std::string FreeSid(unsigned number)
     return Call("FreeSid", {fmt::format("sid#{}", number)});
 }
 
-// The list as the set-up's calls take and give it.
+// The list as the set-up's calls pass and return it.
 inline winsim::Json AclOf(const std::vector<ExpectedAccess>& list, unsigned inheritance)
 {
     winsim::Json acl = winsim::Json::array();
@@ -106,7 +106,7 @@ inline std::string MakeList(const std::vector<ExpectedAccess>& list, unsigned in
     return Call("SetEntriesInAclW", {list.size(), entries, nullptr}, 0, {{"NewAcl", AclOf(list, inheritance)}});
 }
 
-// What the machine keeps of the list.
+// The list as the machine keeps it.
 inline std::vector<winsim::AccessEntry> EntriesOf(const std::vector<ExpectedAccess>& list, unsigned inheritance)
 {
     std::vector<winsim::AccessEntry> entries;

@@ -1,5 +1,5 @@
-// Proves how the key of blocked TPM commands is opened to the installer, which commands are taken off it, and what is
-// stopped and started around that.
+// Proves how the installer gets access to the key of blocked TPM commands, which commands it removes from the key, and
+// which services it stops and starts around that.
 #include "tests/support/step_sequence.h"
 #include "tests/unit/tss/tss_script.h"
 
@@ -27,18 +27,18 @@ const std::vector<ExpectedAccess> kList = {{kUsers, kGroupTrustee, kGenericRead}
 
 constexpr const char* kCommands[] = {"20", "22", "125", "62", "200", "16", "13"};
 
-// What Windows keeps in the key, and a key that belongs to somebody else and lets administrators read.
+// The key as Windows creates it, and a key that belongs to another owner and lets administrators only read.
 constexpr char kOpenKey[] = R"({"values": {"13": 1, "16": 1, "20": 1, "22": 1, "62": 1, "125": 1, "200": 1, "91": 1}})";
 constexpr char kGuardedKey[] = R"({"values": {"13": 1, "91": 1}, "owner": "S-1-5-18", "access": [
     {"trustee": "S-1-5-18", "mask": 268435456, "inheritance": 2},
     {"trustee": "S-1-5-32-544", "mask": 2147483648, "inheritance": 2}]})";
-// Without Windows' own TPM service, which has tests of its own below.
+// Without Windows' own TPM service, which has its own tests below.
 constexpr char kNoTbs[] = R"({"services": {"TBS": null}})";
 
 winsim::Machine MachineWithKey(const char* key, const char* changes = kNoTbs)
 {
     Json description = Json::parse(changes);
-    // A plain machine has no such key to take away.
+    // A plain machine has no such key, so null has nothing to remove.
     if (const Json described = Json::parse(key); !described.is_null())
         description["registry"][kKey] = described;
     return winsim::Machine::FromJson(description);
@@ -81,7 +81,7 @@ const Script kOpenProcessToken = {Call("GetCurrentProcess", {}, "process#current
 
 // TakeKeyOwnership on a key that is open to the installer.
 const Script kTakenAtOnce = {kSids, kMakeList, ReplaceLine(0), kSucceeded, kFreed};
-// And on one whose owner has to be changed first.
+// TakeKeyOwnership on a key whose owner has to be changed first.
 const Script kTakenFromOwner = {kSids,      kMakeList,    ReplaceLine(5), kOpenProcessToken,
                                 kEnable,    OwnerLine(0), kDisable,       ReplaceLine(0),
                                 kSucceeded, kFreed,       kCloseToken};
@@ -136,7 +136,7 @@ TEST(TakeKeyOwnership, AnyOtherErrorEndsIt)
     ExpectRun(
         CallFunction(MachineOf("{}"), "TakeKeyOwnership", {object}), "false",
         {kSids, kMakeList, ReplaceLine(87, object.c_str()), "log: First SetNamedSecurityInfo call failed: 87", kFreed});
-    // Only error 5 has ownership taken.
+    // Ownership is taken only after error 5.
     for (const int error : {1307, 1314, 1300, 65})
         ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {fmt::format("SetNamedSecurityInfoW#1={}", error)}}),
                   "false",
@@ -282,7 +282,7 @@ SimulatedRun Unblock(const winsim::Machine& machine, const SimulatedRunOptions& 
     return CallFunction(machine, "UnblockTpmCommands", {}, options);
 }
 
-// The part up to the services. True when the key was opened.
+// The part before the services. Returns true if the key was opened.
 bool OpenKeyAndDelete(StepSequence& expected)
 {
     expected.Step("GetWindowsMajorVersion");
@@ -318,7 +318,7 @@ TEST(UnblockTpmCommands, BeforeVistaNothingIsTouched)
     }
 }
 
-// Restarts TBS as the unblocking does. Whether that succeeded.
+// Restarts TBS as the unblocking does. Returns whether the restart succeeded.
 bool RestartTbs(StepSequence& expected)
 {
     const bool stopped = expected.Step("StopServiceByName", {"tcsd_win32.exe"}) == "true";
@@ -330,7 +330,7 @@ bool RestartTbs(StepSequence& expected)
     return restarted;
 }
 
-// How far an unblocking gets.
+// How far an unblocking run gets.
 struct Course
 {
     bool opensKey = true;
@@ -338,7 +338,7 @@ struct Course
     bool restartsTbs = true;
 };
 
-// Expects an unblocking to take this course, with a result.
+// Expects an unblocking run with this course and result.
 SimulatedRun ExpectUnblocking(const winsim::Machine& machine, const Course& course, const std::string& result)
 {
     SimulatedRun run = Unblock(machine);

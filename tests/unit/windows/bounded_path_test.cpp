@@ -1,4 +1,4 @@
-// Proves how long a bounded path may be, and that one that becomes longer is empty rather than cut short.
+// Proves how long a bounded path may be, and that a longer path becomes empty rather than cut short.
 #include "tests/support/simulated_run.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// Proves what the guard around other programs' code catches, and that it leaves alone what is handled before it. What
-// only Windows has, faults and other compilers' exceptions, is tried with the real image.
+// Proves which exceptions the guard around other programs' code catches, and that it leaves already handled ones alone.
+// Faults and other compilers' exceptions exist only on Windows and are tested with the real image.
 #include "tests/support/simulated_run.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ TEST(CallGuarded, AnExceptionThatIsHandledWithinTheCallDoesNotCount)
     ExpectRun(Guard("guard a throw"), "begun, false, ended, true", {});
 }
 
-// The calls around that of a library's export.
+// The calls that load a library and find its export, around a call of it.
 Script WithLibrary(const std::string& call)
 {
     return {Call("LoadLibraryA", {R"(C:\Guarded.dll)"}, "library#1"),

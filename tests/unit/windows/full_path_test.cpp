@@ -1,4 +1,4 @@
-// Proves which paths are full: those that name their place whatever drive and directory are current.
+// Proves which paths are full: those that name the same place whatever drive and directory are current.
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Proves that a path is opened part by part without following links, checked, and kept from changing.
+// Proves that a path is opened part by part without following links, checked, and protected from changes.
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>
@@ -31,7 +31,7 @@ SimulatedRun Pin(const char* machine, std::vector<std::string> operations = {"Pi
     return PinAs("file", MachineOf(machine), std::move(operations), options);
 }
 
-// The calls of a run by name, with the path or handle that each is about.
+// The names of a run's calls, each with its path or handle.
 std::vector<std::string> CallsOf(const SimulatedRun& run)
 {
     std::vector<std::string> calls;
@@ -53,7 +53,7 @@ std::vector<std::string> CallsOf(const SimulatedRun& run)
     return calls;
 }
 
-// But for the log's own folder and file.
+// Changes of the log's own folder and file do not count.
 bool IsUnchanged(const SimulatedRun& run)
 {
     return std::ranges::all_of(Compare(run.before, run.After()), [](const winsim::Change& change) {
@@ -61,7 +61,7 @@ bool IsUnchanged(const SimulatedRun& run)
     });
 }
 
-// Which of a run's calls of a name is the first with a parameter.
+// The number of the first call of this name that has a parameter with this value.
 unsigned OccurrenceOf(const std::string& name, const char* parameter, unsigned value, const SimulatedRun& run)
 {
     unsigned occurrence = 0;
@@ -82,7 +82,8 @@ Script FunctionLookedUp()
     return {"LoadLibraryA", "GetProcAddress", "FreeLibrary"};
 }
 
-// Read data and attributes, shared but for deletion, existing or (1) new, without following a link.
+// Reads data and attributes, is shared except for deletion, opens an existing file or (1) creates one, and follows no
+// link.
 std::string Opening(const std::string& path, int disposition = 3)
 {
     return fmt::format("CreateFileW {} 81 3 {} 2200000", path, disposition);

@@ -19,7 +19,7 @@ std::string Wide(const std::string& bytes, const char* machine = "{}", const Sim
 
 using testing::ElementsAre;
 
-// The function's own calls of a conversion: each with the lengths of text and buffer, and the result.
+// The function's own conversions: each with the lengths of text and buffer, and the result.
 std::vector<std::string> Conversions(const SimulatedRun& run, const char* conversion)
 {
     std::vector<std::string> conversions;
@@ -89,7 +89,7 @@ TEST(ToWide, AsksForTheSizeAndConvertsTheTextAndNoMore)
 
 TEST(ToWide, AConversionThatFailsIsEmpty)
 {
-    // The eight logs convert two texts each, and ask for each conversion twice.
+    // The eight logs convert two texts each, and each conversion takes two calls.
     for (const char* fault : {"MultiByteToWideChar=87", "MultiByteToWideChar#33=87", "MultiByteToWideChar#34=87"})
         EXPECT_EQ(Wide("text", "{}", {.faults = {fault}}), "") << fault;
 }

@@ -1,4 +1,4 @@
-// Proves whose directories are relied on.
+// Proves which owners make a directory trusted.
 #include "tests/support/simulated_run.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Proves what the program finds out about the version of Windows.
+// Proves what the program reports about the version of Windows.
 #include "tests/support/simulated_run.h"
 
 #include <gmock/gmock.h>

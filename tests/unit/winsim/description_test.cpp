@@ -1,5 +1,5 @@
-// Proves what machine descriptions mean: what may be left out, what a saved machine is when loaded again, how an error
-// names its place, and how two machines are compared.
+// Proves the meaning of machine descriptions: what may be left out, that a saved machine is the same when loaded again,
+// how an error names its place, and how two machines are compared.
 #include "tests/support/simulated_run.h"
 
 #include "winsim/base/description_text.h"
@@ -24,7 +24,7 @@ using winsim::Compare;
 using winsim::Json;
 using winsim::Machine;
 
-// What is wrong with a description.
+// The error in a description; "nothing" if there is none.
 std::string ErrorOf(const std::string& description)
 {
     try
@@ -46,7 +46,7 @@ std::vector<std::string> ChangesBetween(const Machine& before, const Machine& af
     return texts;
 }
 
-// A machine that says something of everything.
+// A machine whose description mentions every area.
 Machine RichMachine()
 {
     return MachineOf(R"({
@@ -219,7 +219,7 @@ struct WrongDescription
     const char* error;
 };
 
-// By this a test is named.
+// Names the test after its description.
 void PrintTo(const WrongDescription& wrong, std::ostream* stream)
 {
     *stream << wrong.description;
@@ -352,14 +352,14 @@ INSTANTIATE_TEST_SUITE_P(WrongTypes, DescriptionErrors, testing::ValuesIn(kWrong
 INSTANTIATE_TEST_SUITE_P(UnknownKeys, DescriptionErrors, testing::ValuesIn(kUnknownKeys));
 INSTANTIATE_TEST_SUITE_P(WrongValues, DescriptionErrors, testing::ValuesIn(kWrongValues));
 
-// Nothing said of them, those of a plain machine are enabled that this one has.
+// Without a list of enabled privileges, those are enabled that are enabled on a plain machine and present on this one.
 TEST(Description, PrivilegesThatAreTakenAwayAreNotEnabled)
 {
     const Machine machine = MachineOf(R"({"token": {"privileges": ["SeChangeNotifyPrivilege", "SeDebugPrivilege"]}})");
     EXPECT_THAT(machine.token.enabled, ElementsAre("SeChangeNotifyPrivilege"));
 }
 
-// A text whose objects have keys twice.
+// A text in which objects have duplicate keys.
 TEST(DescriptionText, WithAKeyTwiceIsRefusedByPath)
 {
     struct Case
@@ -388,7 +388,7 @@ TEST(DescriptionText, WithAKeyTwiceIsRefusedByPath)
               Json::parse(R"({"a": [{"b": 1}, {"b": 2}], "b": {"a": 3}})"));
 }
 
-// A file that is there as long as the test.
+// A file that exists as long as the test runs.
 class ScratchFile
 {
 public:

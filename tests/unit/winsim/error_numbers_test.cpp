@@ -1,5 +1,5 @@
-// Proves how each line of services, stacks and drivers shows an error number beyond 31 bits: as the format says, signed
-// or unsigned.
+// Proves how each line of services, stacks and drivers shows an error number beyond 31 bits: signed or unsigned, as its
+// format requires.
 #include "tests/support/simulated_run.h"
 
 #include <fmt/format.h>
@@ -9,7 +9,7 @@
 namespace
 {
 
-// What each failing call sets, and the two ways to show it.
+// The error that each failing call sets, and its two renderings.
 constexpr char kError[] = "3735928559";
 constexpr char kSigned[] = "-559038737";
 

@@ -1,4 +1,4 @@
-// Proves how failures are asked for, and what a call that is to give nothing gives.
+// Proves how failures are requested, and what a call with the failure "nothing" returns.
 #include "tests/support/simulated_run.h"
 #include "winsim/process/fault_table.h"
 #include "winsim/process/gate.h"
@@ -64,7 +64,7 @@ TEST(ParseFault, ReadsItsOwnText)
         EXPECT_EQ(TextOf(ParseFault(text)), text);
 }
 
-// Those that try every failure and those who ask for one go by the same table.
+// Every failure that the sweep tries can also be requested by name, because both use the same table.
 TEST(FaultPlan, FailuresOfTheTableCanBeAskedFor)
 {
     for (const std::string& call : winsim::FallibleCalls())
@@ -82,7 +82,8 @@ TEST(FaultPlan, CountsTheCallsThatAFaultHad)
     EXPECT_THAT(run.outcome.faultsReached, testing::ElementsAre(2, 0, 0));
 }
 
-// A list of no processes is a success: nobody is ended, and the line is the one of a process that is not there.
+// An empty list of processes is a success: no process is ended, and the line is the one for a process that does not
+// exist.
 TEST(FaultPlan, EmptyListOfProcessesHidesThemAll)
 {
     const winsim::Machine machine = MachineOf(R"({"processes": [{"name": "PatchAgent.exe"}]})");

@@ -1,4 +1,4 @@
-// Tests of the handles that a simulated process holds: their names, and what is told of a misuse.
+// Tests of the handles that a simulated process holds: their names, and the reports about misuse.
 #include "winsim/process/simulation.h"
 
 #include "aclapi.h"
@@ -32,7 +32,7 @@ winsim::Machine PlainMachine()
     return winsim::Machine::FromJson(Json::object());
 }
 
-// Something that no call can have given out.
+// An object that no call can have returned.
 template <typename Handle>
 Handle NoHandle()
 {
@@ -88,7 +88,7 @@ TEST(HandleTable, WhatIsStillOpenIsTold)
     EXPECT_THAT(handles.Misuses(), testing::IsEmpty());
 }
 
-// Functions that share code tell of a misuse under their own names.
+// Functions that share code report a misuse under their own names.
 TEST(HandleTable, AMisuseIsToldUnderTheNameOfTheCall)
 {
     const winsim::Simulation simulation{PlainMachine()};

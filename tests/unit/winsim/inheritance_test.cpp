@@ -1,4 +1,4 @@
-// Proves whose a new object is and what it inherits, where the machine's description says less than Windows knows.
+// Proves who owns a new object and what it inherits, where the machine's description says less than Windows knows.
 #include "winsim/machine/inheritance.h"
 
 #include <gtest/gtest.h>

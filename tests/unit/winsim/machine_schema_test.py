@@ -32,7 +32,7 @@ class Schema:
         return schema
 
     def errors(self, value, schema, path=""):
-        """What is wrong with a value, as texts that begin with its path."""
+        """The errors in a value, as texts that begin with the path of the error."""
         schema = self.resolve(schema)
         unknown = schema.keys() - CHECKED - ANNOTATIONS
         if unknown:

@@ -1,4 +1,5 @@
-// Proves how what another process does meanwhile is asked for, and that it does no more than Windows lets it.
+// Proves how actions of another process during a run are requested, and that the process does no more than Windows
+// permits.
 #include "winsim/process/meanwhile.h"
 
 #include "fileapi.h"
@@ -47,7 +48,7 @@ TEST(ParseMeanwhile, ReadsItsOwnText)
         EXPECT_EQ(TextOf(ParseMeanwhile(text)), text);
 }
 
-// A machine with C:\top\folder\file in it, a process on it, and the other one's acts after the next call.
+// A machine with C:\top\folder\file in it, a process on it, and the other process's acts after the next call.
 class AnotherProcess : public testing::Test
 {
 protected:
@@ -64,7 +65,7 @@ protected:
         return handle;
     }
 
-    // The errors that the acts come to.
+    // The errors of the acts.
     std::vector<std::uint32_t> Do(const std::string& acts)
     {
         winsim::Gate& gate = m_simulation.gate;

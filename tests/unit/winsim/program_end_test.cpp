@@ -1,5 +1,5 @@
-// Proves that a process ends as on Windows, whichever way it ends: where it is, without what would have come after, and
-// with Windows' exit code.
+// Proves that a process ends as on Windows, whichever way it ends: at that point, without the code that would have
+// followed, and with Windows' exit code.
 #include "winsim/toolkit/program_image.h"
 
 #include <gtest/gtest.h>

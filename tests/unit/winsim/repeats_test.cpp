@@ -1,4 +1,4 @@
-// Proves which calls a recording folds: many times the same but for the clock, and nothing else.
+// Proves which calls a recording folds: only repetitions that differ in nothing but the clock.
 #include "winsim/process/gate.h"
 #include "winsim/process/repeats.h"
 #include "winsim/toolkit/install_log.h"
@@ -18,7 +18,7 @@ using winsim::RepeatFinder;
 
 constexpr std::uint64_t kLeast = RepeatFinder::kLeastTimes;
 
-// A recording with its finder.
+// A recording together with its finder of repeats.
 class Recording
 {
 public:
@@ -29,7 +29,7 @@ public:
         most = std::max(most, records.size());
     }
 
-    // Looks at something, waits, and looks at the clock.
+    // Queries a service, reads the clock and writes a log line.
     void Poll(std::uint64_t clockMs, int state = 4)
     {
         Add({.name = "QueryServiceStatus", .in = {}, .result = 1, .out = {{"state", state}}, .clockMs = clockMs});
@@ -42,7 +42,7 @@ public:
 
     std::vector<CallRecord> records;
     RepeatFinder finder{&winsim::MessageOf};
-    std::size_t most = 0; // records at once
+    std::size_t most = 0; // most records kept at a time
 };
 
 TEST(Repeats, SameCallsButForTheClockAreRecordedOnce)
@@ -90,7 +90,7 @@ TEST(Repeats, AnotherPaceIsAnotherRepeat)
     EXPECT_EQ(recording.finder.Repeats()[1].everyMs, 100u);
 }
 
-// What differs in anything else than the clock is never folded: all that a call was given and gave counts.
+// Calls that differ in anything but the clock are never folded: all inputs and outputs count.
 TEST(Repeats, CallsThatDifferAreAllKept)
 {
     const auto add = [](Recording& recording, std::uint64_t i, const char* what) {
