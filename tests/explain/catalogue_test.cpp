@@ -1,4 +1,4 @@
-// Holds the catalogue against the program's sources and docs/log.md, and proves that a line finds its text.
+// Checks the catalogue against the program's sources and docs/log.md, and proves that a line finds its text.
 #include "catalogue/matcher.h"
 #include "catalogue/numbers.h"
 #include "catalogue/reference.h"
@@ -44,7 +44,7 @@ std::size_t PlaceholdersOf(const Text& text)
     return static_cast<std::size_t>(std::count(format.begin(), format.end(), '%'));
 }
 
-// A line as the program could have written it: what stands for a number does so for a text too.
+// A line that the program could have written: the digit is valid for numbers and for texts.
 std::string SampleOf(const Text& text)
 {
     if (*text.holds != '\0')
@@ -140,7 +140,7 @@ TEST(Catalogue, BeginsAndEndsStepsWithTextsThatItHas)
     }
 }
 
-// What a line can show is what its calls can fail with.
+// A line can show any error that its calls can fail with.
 TEST(Catalogue, NamesEveryErrorOfTheCalls)
 {
     using catalogue::Meaning;
@@ -218,7 +218,7 @@ TEST(CatalogueMatcher, OverlooksBlanksAtTheEndOfALine)
     EXPECT_EQ("SHCreateDirectoryExW error: %d ", FormatOf("SHCreateDirectoryExW error: 5  \r"));
 }
 
-// A megabyte that nearly fits one text after another at every place.
+// A megabyte that almost matches one text after another at every position.
 TEST(CatalogueMatcher, TakesTimeInProportionToTheLine)
 {
     std::string line = "RemoveTSP1File - Failed to delete file ";

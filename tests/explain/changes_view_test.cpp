@@ -1,4 +1,4 @@
-// Proves how changes on a machine are told: registry values by their types, files by what happened to them, rights and
+// Proves how changes of a machine are shown: registry values by their types, files by their changes, rights and
 // trustees by name.
 #include "report/access.h"
 #include "report/changes_view.h"

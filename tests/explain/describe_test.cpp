@@ -1,4 +1,4 @@
-// Proves that a machine drafted from a log behaves like the one that the log comes from.
+// Proves that a machine drafted from a log behaves like the machine that wrote the log.
 #include "explain/describe.h"
 #include "explain/find_cause.h"
 #include "tests/explain/rehearsed_log.h"
@@ -81,7 +81,7 @@ std::vector<std::string> MessagesOf(const Story& story)
     return messages;
 }
 
-// A removal on the draft finds the same service, providers and tasks, so that a failure in it can be looked for.
+// A removal on the draft finds the same service, providers and tasks, so a failure in it can be searched for.
 TEST(Describe, DraftsAMachineWhoseRemovalHasTheSameLog)
 {
     const std::vector<std::string> removal{"/Uninstall"};
@@ -93,7 +93,7 @@ TEST(Describe, DraftsAMachineWhoseRemovalHasTheSameLog)
     EXPECT_EQ(DraftDescription(real, "drafted"), DraftDescription(failed, "drafted"));
 }
 
-// Whatever is in a log, its draft is a description.
+// Whatever a log contains, its draft is a valid description.
 TEST(Describe, DraftsADescriptionFromAnyLog)
 {
     const std::string log = Rehearse("windows-7-toolkit.json", kSetup).log;

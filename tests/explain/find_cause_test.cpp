@@ -1,4 +1,4 @@
-// Proves that the failure that a log comes from is found by rehearsing failures.
+// Proves that rehearsing failures finds the failure that caused a log.
 #include "explain/find_cause.h"
 #include "tests/explain/rehearsed_log.h"
 
@@ -106,7 +106,7 @@ TEST(FindCause, ShowsTheErrorByNameAndTheCommandThatRehearsesIt)
               ShowCauses({}, search, "M.json", kRemoval));
 }
 
-// Of those failures that leave a trace, the middle one has three calls for a cause at most.
+// The median of the possible causes, over all failures that leave a trace, is at most three calls.
 TEST(FindCause, HasFewCausesForMostFailures)
 {
     const CauseFigures figures = Finder().Measure();

@@ -11,7 +11,7 @@ try:
     from selenium import webdriver
     from selenium.webdriver.common.by import By
     from selenium.webdriver.common.keys import Keys
-except ImportError:  # whoever only lists the tests needs no browser
+except ImportError:  # listing the tests needs no browser
     webdriver = None
 
 BUILD = pathlib.Path(os.environ.get("KELO_BUILD", pathlib.Path(__file__).resolve().parents[2] / "build" / "native"))

@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-// What a rehearsal on a machine of machines/ gave.
+// The result of a rehearsal on a machine of machines/.
 struct Rehearsed
 {
     std::string log; // its lines, each with a newline
     int exitCode;
 };
 
-// Runs the program, or without arguments its export, with CALL[#N]=ERROR faults.
+// Runs the program, or without arguments its export, with faults in the form CALL[#N]=ERROR.
 Rehearsed Rehearse(const std::string& machineFile, const std::vector<std::string>& arguments,
                    const std::vector<std::string>& faults = {});

@@ -1,4 +1,4 @@
-// Takes source files apart into the string literals that are of interest.
+// Extracts the relevant string literals from source files.
 #include "tests/explain/source_texts.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@
 namespace
 {
 
-// Literals with a blank that are no texts of the log. A new one has to be put here, or into the catalogue.
+// Literals with a blank that are not texts of the log. A new one must be added here or to the catalogue.
 constexpr std::string_view kNotLogged[] = {
     "%04d/%02d/%02d %02d:%02d:%02d.%03d TZ%02d [%04d] %*s",
     "Installation Path",
@@ -40,7 +40,7 @@ struct Literal
     bool isLogged = false; // WriteLog is handed it
 };
 
-// One file, read from its beginning to its end.
+// One file, read from beginning to end.
 class Scanner
 {
 public:
@@ -98,7 +98,7 @@ private:
         return c == 'n' ? '\n' : c == 't' ? '\t' : c == '0' ? '\0' : c;
     }
 
-    // A literal. One that follows another with nothing between them continues it.
+    // A literal. If nothing but blanks separates it from the literal before, it continues that one.
     void Take()
     {
         std::string text;

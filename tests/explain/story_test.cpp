@@ -1,4 +1,4 @@
-// Proves that the story of a log names what happened: on logs of rehearsals with a failure, of several programs at
+// Proves that the story of a log names what happened: for logs of rehearsals with a failure, of several programs at
 // once, damaged ones, and of every size.
 #include "explain/decode.h"
 #include "report/lanes.h"
@@ -35,7 +35,7 @@ Story StoryOf(const std::string& log)
     return stories.empty() ? Story{} : std::move(stories.front());
 }
 
-// "FAILED options: the line", problem by problem.
+// "FAILED options: the line", for each problem.
 std::vector<std::string> ProblemsOf(const Story& story)
 {
     std::vector<std::string> problems;
@@ -430,7 +430,7 @@ TEST(Story, OfALogWithAHoleTellsWhichStepLostItsBeginning)
     EXPECT_THAT(ProblemsOf(StoryOf(log)), ElementsAre("MISSING probe library: no line \"Load \""));
 }
 
-// The words of the mail around a log are no runs.
+// The text of the mail around a log does not count as a run.
 TEST(Story, OfALogInAMailIsOneRun)
 {
     const std::string log = Rehearse("windows-7-installed.json", {"/Uninstall"}).log;
@@ -448,7 +448,7 @@ TEST(Story, SaysHowManyLinesAreDamaged)
     EXPECT_THAT(facts, HasSubstr("  Damaged        1 line is not the program's, or damaged; the first is line 6\n"));
 }
 
-// Whether a run ended cannot be told when its last lines are there and cannot be read.
+// If the last lines of a run cannot be read, the log does not show whether the run ended.
 TEST(Story, DoesNotSayThatALogStopsWhoseLastLinesAreDamaged)
 {
     std::string log = Rehearse("windows-7-installed.json", {"/Uninstall"}).log;

@@ -20,7 +20,7 @@ using winsim::Json;
 struct DocumentedChange
 {
     const char* area;
-    std::vector<const char*> items; // in any letter case; one that ends in "*" stands for all that begin so
+    std::vector<const char*> items; // in any letter case; a final "*" stands for any ending
 };
 
 const std::vector<DocumentedChange> kChanges = {
@@ -66,8 +66,8 @@ const std::vector<DocumentedChange> kChanges = {
          R"(C:\Windows\system32\KeloVReaderBody.dll)",
          R"(C:\Windows\system32\KeloMiniDriverBody64.dll)",
          R"(C:\Windows\SysWOW64\KeloMiniDriverBody.dll)",
-         // A system folder that nobody can name, for another reason than E_FAIL, counts as named: these are then
-         // looked for at the drive's root.
+         // If finding the system folder fails with another error than E_FAIL, the program goes on as if it had
+         // succeeded, and looks for these at the drive's root.
          R"(C:\TSP1_x64.dll)",
          R"(C:\TSPI_x64.dll)",
      }},
@@ -76,11 +76,12 @@ const std::vector<DocumentedChange> kChanges = {
     {"cng", {"providers", "contextFunctions"}},
     {"smartCards", {"readers"}}, // by the device installer
     {"wmi", {"autoProvisioning"}},
-    {"token", {"enabled"}}, // gone with the process
+    {"token", {"enabled"}}, // disappears with the process
     {"events", {"*"}},
 };
 
-// What may be moved when Windows starts the next time, and to where; to nowhere is a deletion.
+// The files that may be moved at the next start of Windows, and their destinations; without a destination the file is
+// deleted.
 struct DocumentedMove
 {
     const char* from;
@@ -94,7 +95,7 @@ constexpr DocumentedMove kMoves[] = {
     {R"(C:\Windows\system32\KeloMiniDriverBody64.dll)", ""},
 };
 
-// Processes that an earlier installation can have left behind.
+// Processes that an earlier installation may have left running.
 constexpr const char* kEndedProcesses[] = {"PatchAgent.exe", "VaultCourier.exe"};
 
 bool Fits(const std::string& text, const std::string& pattern)
@@ -123,16 +124,16 @@ bool IsDocumentedMove(const Change& change)
 
 // ---- Silence
 
-// A failing call that leaves no line that is not there otherwise too. What is left out is any.
+// A failing call that adds no line to the log. Members that are left out match anything.
 struct Silence
 {
     const char* reason;
     std::vector<const char*> calls;
     std::vector<const char*> steps = {};
     const char* argument = nullptr; // in the call's parameters
-    bool isOfNothing = false;       // of a call that succeeds with nothing alone
+    bool isOfNothing = false;       // only for a call that succeeds and returns nothing
     std::vector<std::uint32_t> errors = {};
-    std::vector<const char*> lines = {}; // one of them, or what begins so, is logged behind the call: also without it
+    std::vector<const char*> lines = {}; // beginnings: such a line follows the call, also when it does not fail
 };
 
 const std::vector<Silence> kSilences = {
@@ -162,7 +163,7 @@ const std::vector<Silence> kSilences = {
      {"EnumProcesses", "OpenProcess", "EnumProcessModules", "GetModuleBaseNameA"}},
     {"without a COM apartment the steps are tried all the same", {"CoInitializeEx"}},
 
-    // What the registry does not tell is taken to be absent.
+    // A value that cannot be read from the registry counts as absent.
     {"a common key that cannot be opened is passed over",
      {"RegOpenKeyExA"},
      {"options"},
@@ -338,7 +339,7 @@ bool PassesInSilence(const CallRecord& failed, const std::string& step, const st
                        [&](const Silence& silence) { return Fits(silence, failed, step, linesBehind); });
 }
 
-// The stop by name waits without a limit for a service that took the control and goes on running.
+// The stop by name waits without a limit for a service that accepted the control and keeps running.
 bool MayWaitForEver(const CallRecord& failed, const std::string& step)
 {
     return failed.name == "ControlService" && failed.result != 0 && step != "toolkit service";

@@ -1,5 +1,5 @@
-// What a run may do that would otherwise be a fault: the changes that it is there for, the failures that are to pass in
-// silence, and the waits that have no end.
+// The deviations that are not faults: the changes that the program is made for, the failures that may be silent, and
+// the waits without an end.
 #pragma once
 
 #include "winsim/process/program.h"
@@ -7,19 +7,19 @@
 #include <string>
 #include <vector>
 
-// What the entry point returns when it cannot read its CustomActionData.
+// The entry point's result when it cannot read its CustomActionData.
 inline constexpr int kNoCustomActionData = 10001;
 
-// Whether the program is there to change this. Processes are not asked about here.
+// Whether the program is meant to make this change. Not for processes.
 bool IsDocumented(const winsim::Change& change);
 
-// Whether the program ended no process but those that it is to end.
+// Whether the program ended only processes that it is meant to end.
 bool AreOnlyLeftOversEnded(const winsim::Machine& before, const winsim::Machine& after);
 
 // Whether a failing call is meant to leave no line of its own in the log of its step. `linesBehind` are the messages
-// that were logged behind the call.
+// that were logged after the call.
 bool PassesInSilence(const winsim::CallRecord& failed, const std::string& step,
                      const std::vector<std::string>& linesBehind);
 
-// Whether what a call came to in a step has to be waited for without an end.
+// Whether the outcome of this call in a step may be waited for without an end.
 bool MayWaitForEver(const winsim::CallRecord& failed, const std::string& step);

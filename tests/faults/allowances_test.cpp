@@ -1,4 +1,4 @@
-// Proves that an allowance excuses the failure that it is there for, and no other like it.
+// Proves that an allowance excuses only the failure that it is meant for, and no similar one.
 #include "tests/faults/allowances.h"
 
 #include <gtest/gtest.h>
@@ -6,7 +6,8 @@
 namespace
 {
 
-// A deletion that fails because the file is in use, and what the log then says of the reader's library in any case.
+// A deletion that fails because the file is in use, and a line that the log contains about the reader's library in any
+// case.
 bool DeletionPassesInSilence(const char* fileName)
 {
     const winsim::CallRecord deletion{.name = "DeleteFileW",

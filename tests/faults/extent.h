@@ -1,4 +1,4 @@
-// How much the sweeps try.
+// How many failures the sweeps try.
 #pragma once
 
 #include <cstdlib>
@@ -8,10 +8,10 @@ enum class Extent
 {
     Brief, // where every run takes long
     Usual,
-    Deep // for those who have the time
+    Deep // for whoever has the time
 };
 
-// What the environment variable KELO_FAULTS asks for: "brief", "deep" or, by anything else, the usual.
+// The value of the environment variable KELO_FAULTS: "brief", "deep" or, for anything else, the usual extent.
 inline Extent AskedExtent()
 {
     const char* const value = std::getenv("KELO_FAULTS");

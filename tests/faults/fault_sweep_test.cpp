@@ -1,4 +1,4 @@
-// Runs every case again and again with one failure more each time, and with two.
+// Runs every case repeatedly, each time with another failure, and with pairs of failures.
 #include "tests/faults/extent.h"
 #include "tests/faults/isolated.h"
 #include "tests/faults/oracle.h"
@@ -22,10 +22,10 @@ using winsim::Fault;
 
 constexpr unsigned kLimitSeconds = 60;
 constexpr std::size_t kMostComplaints = 20;
-constexpr unsigned kMostRepeats = 24; // of one call, in one step
+constexpr unsigned kMostRepeats = 24; // of one call in one step
 constexpr unsigned kSeed = 20130507;
 
-// How many pairs of failures from anywhere are tried of each case.
+// How many pairs of failures at any two places are tried in each case.
 std::size_t SampledPairsIn(Extent extent)
 {
     switch (extent)
@@ -39,7 +39,7 @@ std::size_t SampledPairsIn(Extent extent)
     }
 }
 
-// The call at a place of a run, by its name and occurrence, with every failure that it can have.
+// For each place of a run: its call, by name and occurrence, with every failure that the call can have.
 std::vector<std::vector<Fault>> FailuresAtEachPlace(const winsim::Outcome& outcome)
 {
     std::map<std::string, unsigned> occurrences;
@@ -56,7 +56,7 @@ public:
         : m_case(sweepCase), m_progress(progress), m_baseline(MakeBaseline(sweepCase))
     {}
 
-    // One run. Nothing when something came out of the program that it should have kept.
+    // Makes one run. Returns nothing if an exception left the program.
     std::optional<winsim::Outcome> Try(const std::vector<Fault>& faults)
     {
         const std::string command = CommandFor(m_case, faults);
@@ -81,7 +81,7 @@ public:
         return std::nullopt;
     }
 
-    // Every call fails once in each of its ways.
+    // Each call fails once in each of its ways.
     void Singles()
     {
         for (const auto& failures : FailuresAtEachPlace(m_baseline.outcome))
@@ -91,7 +91,7 @@ public:
         }
     }
 
-    // Every call fails once, in one of its ways in turn.
+    // Each call fails once; the ways of failing alternate.
     void OneWayEach()
     {
         std::size_t turn = 0;
@@ -102,7 +102,7 @@ public:
         }
     }
 
-    // Each piece of memory that the program asks for is refused once.
+    // Each piece of memory that the program requests is refused once.
     void Memory()
     {
         const unsigned pieces = m_baseline.outcome.callCounts.at(winsim::kAllocation);
@@ -110,9 +110,9 @@ public:
             Try({{winsim::kAllocation, piece, ERROR_NOT_ENOUGH_MEMORY}});
     }
 
-    // Two calls of the same step fail, each pair of calls for each way in which the first can fail: a call of the log
-    // with another of the same line, any other with those that are not the log's. A wait makes the same calls again and
-    // again: the first of them stand for the rest.
+    // Two calls of the same step fail: each pair of calls, for each way in which the first can fail. A call of the log
+    // is paired with another one of the same line, any other call with calls that are not the log's. A wait repeats the
+    // same calls, so its first ones stand for the rest.
     void PairsWithinSteps(std::mt19937& random)
     {
         for (const auto& failures : FailuresAtEachPlace(m_baseline.outcome))
@@ -122,7 +122,7 @@ public:
         }
     }
 
-    // A number of pairs from anywhere.
+    // A number of pairs at any two places.
     void SampledPairs(std::mt19937& random, std::size_t count)
     {
         auto failures = FailuresAtEachPlace(m_baseline.outcome);
@@ -165,7 +165,7 @@ private:
     std::size_t m_runs = 0;
 };
 
-// For those who read a whole log of the tests.
+// For readers of a whole log of the tests.
 void Tell(const Sweep& sweep, const char* what)
 {
     std::printf("%zu runs %s\n", sweep.Runs(), what);
@@ -184,7 +184,7 @@ protected:
     }
 };
 
-// A call that is new to the program has to be put into the table of failures.
+// A call that is new to the program must be added to the table of failures.
 TEST_P(FaultSweep, EveryCallIsKnown)
 {
     const Baseline baseline = MakeBaseline(GetParam());
@@ -195,8 +195,8 @@ TEST_P(FaultSweep, EveryCallIsKnown)
     }
 }
 
-// The machines are such that every call that can fail does, but for one that only follows another's failure, and one
-// by which a directory is taken from a user.
+// The machines make the program reach every call that can fail, with two exceptions: a call that only follows another
+// one's failure, and the call that takes a directory from a user.
 TEST(FaultSweepAsAWhole, ReachesEveryCallThatCanFail)
 {
     std::set<std::string> calls{"GetWindowsDirectoryA", "SetSecurityInfo"};
@@ -209,7 +209,7 @@ TEST(FaultSweepAsAWhole, ReachesEveryCallThatCanFail)
         EXPECT_TRUE(calls.contains(call)) << call;
 }
 
-// What this promises to try.
+// The promised number of runs.
 TEST(FaultSweepAsAWhole, TriesAtLeast20000SingleFailures)
 {
     std::size_t singles = 0;

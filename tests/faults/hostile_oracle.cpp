@@ -16,11 +16,11 @@ namespace
 using winsim::CallRecord;
 using winsim::Outcome;
 
-// What an operation on the policies or the configuration file logs: of these lines each run has its own.
+// The lines of an operation on the policies or the configuration file. They may differ from run to run.
 struct AccessLines
 {
-    const char* success; // begins so
-    const char* failure; // comes after the reason, if there is one
+    const char* success; // the line's beginning
+    const char* failure; // follows the reason, if there is one
 };
 
 constexpr AccessLines kAccessLines[] = {
@@ -35,7 +35,7 @@ constexpr const char* kReasons[] = {
 
 struct LoggedLine
 {
-    std::string stream; // of the log object that wrote it
+    std::string stream; // the stream of the log object that wrote it
     std::string message;
 };
 
@@ -51,7 +51,7 @@ bool IsAccessLine(const std::string& message)
            });
 }
 
-// Whether these are what the operations log one after the other.
+// Whether these are the lines that the two operations log one after the other.
 bool AreOfBothOperations(const std::vector<std::string>& messages)
 {
     auto next = messages.begin();
@@ -134,7 +134,7 @@ private:
         return std::ranges::any_of(m_outcome.triedActs, [](const winsim::TriedAct& tried) { return tried.error == 0; });
     }
 
-    // Nothing outside the program's own places is other than without the user.
+    // Nothing outside the program's own places differs from the run without the user.
     void CheckChanges()
     {
         for (const winsim::Change& change : Compare(m_undisturbed.machine, m_outcome.machine))
@@ -144,7 +144,7 @@ private:
         }
     }
 
-    // Each log object is silent or writes all that it has to, and all of them write in the order of the steps.
+    // Each log object is silent or writes all its lines, and all of them write in the order of the steps.
     void CheckLog()
     {
         const auto accessLines = MessagesOf(LinesOf(m_outcome, &IsAccessLine));

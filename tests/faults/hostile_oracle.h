@@ -1,4 +1,4 @@
-// What must hold for every run on a machine that an ordinary user prepared or changes meanwhile.
+// The rules for every run on a machine that an ordinary user prepared or changes during the run.
 #pragma once
 
 #include "tests/faults/sweep_case.h"
@@ -6,5 +6,5 @@
 #include <string>
 #include <vector>
 
-// What is wrong with a run, a sentence each. `undisturbed` is the same run without the user.
+// The violations in a run, each as a sentence. `undisturbed` is the same run without the user.
 std::vector<std::string> HostileComplaints(const winsim::Outcome& undisturbed, const winsim::Outcome& outcome);

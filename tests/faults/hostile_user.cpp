@@ -25,14 +25,14 @@ const std::string kMissingFile = R"(C:\Windows\system32\planted.dat)";
 const std::string kPlantedFolder = kData + "Planted";
 const std::string kSystemFolder = R"(C:\Windows\system32)";
 
-// Below the tree; "" is the tree itself.
+// Relative to the tree; "" is the tree itself.
 constexpr const char* kFolders[] = {"", R"(\Common)", R"(\Common\policies)", R"(\InstallLogs)",
                                     R"(\InstallLogs\Toolkit)"};
 constexpr const char* kFiles[] = {R"(\Common\Kelo_Config.ini)", R"(\InstallLogs\Toolkit\kelo_install_log.txt)"};
 
 constexpr const char* kPlantedLibraries[] = {"Internationalization_et.dll", "Internationalization_en.dll",
                                              "stkprobe.dll", "CertJobPlanner.dll", "bcrypt.dll"};
-// Where a path in C:\Program Files\Kelo Systems Corp ends when it is cut at a blank.
+// The beginnings of a path in C:\Program Files\Kelo Systems Corp, cut at each blank.
 constexpr const char* kPlantedPrograms[] = {R"(C:\Program.exe)", R"(C:\Program Files\Kelo.exe)",
                                             R"(C:\Program Files\Kelo Systems.exe)"};
 constexpr std::uint16_t kEstonian = 0x0425;
@@ -45,8 +45,7 @@ void Guard(File& file)
     file.security.access = {{"S-1-5-32-544", 0x1F01FF, 3, false}, {"S-1-5-18", 0x1F01FF, 3, false}};
 }
 
-// Makes the folders that a place lies in, moves what is there out of the way, if there is anything, and puts something
-// else there.
+// Creates the parent folders of a place, moves away whatever is there, and puts something else there.
 Attack Replace(const char* name, const std::string& place, const std::string& act)
 {
     Attack attack{name, place, {}, {}};
@@ -57,7 +56,7 @@ Attack Replace(const char* name, const std::string& place, const std::string& ac
     return attack;
 }
 
-// The same, and back again at the next call.
+// The same, but undone at the next call.
 Attack Flash(const char* name, const std::string& place, const std::string& act)
 {
     Attack attack = Replace(name, place, act);

@@ -1,5 +1,5 @@
-// Runs every case on a machine whose ordinary user is hostile: each place that the program uses below the common
-// application data is misused in every way, before the run and between every two calls of the steps that use it.
+// Runs every case on a machine whose ordinary user is hostile: each place of the program below the common application
+// data is misused in every way, before the run and between every two calls of the steps that use it.
 #include "tests/faults/extent.h"
 #include "tests/faults/hostile_oracle.h"
 #include "tests/faults/hostile_user.h"
@@ -22,9 +22,9 @@ constexpr unsigned kLimitSeconds = 60;
 constexpr std::size_t kMostComplaints = 20;
 constexpr std::size_t kFewestRuns = 5000;
 constexpr std::size_t kFewestBriefRuns = 3000;
-constexpr std::size_t kBriefStride = 8; // of the places, from one that is struck to the next
+constexpr std::size_t kBriefStride = 8; // from one attacked place to the next
 
-// Nothing that a user can change is used by the first call of a run.
+// The first call of a run uses nothing that a user can change.
 constexpr std::size_t kBeforeTheRun = 1;
 
 bool IsDeep()
@@ -37,7 +37,7 @@ bool IsBrief()
     return AskedExtent() == Extent::Brief;
 }
 
-// The calls of a run after which the places may be misused, counted from 1: those that open the logs and those of the
+// The calls of a run, counted from 1, after which the places may be misused: those that open the logs, and those of the
 // step that opens the policies and the configuration file to others.
 std::vector<std::size_t> PlacesToStrike(const SweepCase& sweepCase, const Outcome& outcome)
 {
@@ -58,14 +58,14 @@ std::vector<std::size_t> PlacesToStrike(const SweepCase& sweepCase, const Outcom
     return places;
 }
 
-// The log is opened alike whatever the command line is: one of each kind of image stands for all of a machine's.
+// The log is opened in the same way for every command line, so one case for each kind of image stands for all cases of
+// a machine.
 bool StrikesBetweenCalls(const SweepCase& sweepCase)
 {
     return sweepCase.IsExport() || sweepCase.arguments == std::vector<std::string>{"/Setup"} || IsDeep();
 }
 
-// All that is tried on a case: each attack before the run, and between any two calls one attack on each place, in
-// turns.
+// All plans for a case: each attack before the run, and between any two calls one attack on each place, in turn.
 std::vector<std::vector<winsim::Meanwhile>> PlansFor(const SweepCase& sweepCase, const Outcome& undisturbed)
 {
     std::vector<std::vector<winsim::Meanwhile>> plans;
@@ -122,7 +122,7 @@ TEST_P(HostileUserSweep, ChangesNothingButTheTwoObjectsAndTheLog)
         ADD_FAILURE() << "and " << complaints.size() - kMostComplaints << " more";
 }
 
-// The user who does nothing changes nothing.
+// A user who does nothing changes nothing.
 TEST_P(HostileUserSweep, AnHonestMachineIsAsEver)
 {
     const winsim::Machine honest = MachineOf(GetParam());
@@ -154,9 +154,9 @@ TEST_P(HostileUserSweep, AnotherWindowsFolderTakesNoFile)
     }
 }
 
-// What is left over: SetNamedSecurityInfoW goes by a name, and no handle keeps an empty folder from becoming a link. On
-// a machine with redirection trust the link is not followed. On an older one its target gets the access list of the
-// policies, and nothing else comes of it.
+// The remaining weakness: SetNamedSecurityInfoW takes a name, and no handle keeps an empty folder from becoming a link.
+// On a machine with redirection trust the link is not followed. On an older one the link's target gets the access list
+// of the policies; there is no other effect.
 TEST_P(HostileUserSweep, AnEmptyFolderThatBecomesALinkGivesAwayOneAccessListAtMost)
 {
     const winsim::Machine machine = MachineWithVictims(MachineOf(GetParam()));
@@ -175,7 +175,7 @@ TEST_P(HostileUserSweep, AnEmptyFolderThatBecomesALinkGivesAwayOneAccessListAtMo
     }
 }
 
-// What this promises to try.
+// The promised number of runs.
 TEST(HostileUserSweepAsAWhole, TriesThousandsOfRuns)
 {
     std::size_t runs = 0;

@@ -14,13 +14,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// The leak sanitizer's, when this is linked with it.
+// A function of the leak sanitizer, if the program is linked with it.
 extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
 
 namespace
 {
 
-// What the child is doing, in memory that both see.
+// The child's current work, in memory that both processes see.
 struct Current
 {
     char description[4096];
@@ -36,7 +36,7 @@ public:
         const std::size_t length = std::min(description.size(), sizeof m_current.description - 1);
         std::memcpy(m_current.description, description.data(), length);
         m_current.description[length] = '\0';
-        // The child's own alarm clock: what goes on for too long ends it.
+        // The child's own alarm clock, which ends work that takes too long.
         alarm(m_limitSeconds);
     }
     void Complain(const std::string& text) override

@@ -30,7 +30,7 @@ std::string MessageIn(const CallRecord& record)
     return message;
 }
 
-// The calls by which the program does something, with their results.
+// The calls by which the program acts, with their results.
 std::vector<std::string> ActionsIn(const Outcome& outcome)
 {
     std::vector<std::string> actions;
@@ -39,14 +39,14 @@ std::vector<std::string> ActionsIn(const Outcome& outcome)
         const CallRecord& record = outcome.calls[i];
         if (record.isHousekeeping || IsLogCall(outcome, i))
             continue;
-        // Handles are numbered with those of the logs.
+        // The numbers of handles depend on the logs' handles.
         const std::string result = record.result.dump();
         actions.push_back(record.name + " -> " + result.substr(0, result.find('#')));
     }
     return actions;
 }
 
-// Whether a line begins with the header and holds no control characters but tabs.
+// Whether a line begins with the header and contains no control characters but tabs.
 bool IsWellFormed(const std::string& line)
 {
     return winsim::BeginsWithHeader(line) && std::none_of(line.begin(), line.end(), [](char c) {
@@ -81,7 +81,7 @@ public:
         CheckEndBanner();
         CheckExceptions();
         CheckChanges();
-        // What waits for ever does not get to its end.
+        // A run that waits for ever does not reach its end.
         if (m_outcome.isEndless || EndsEarly())
             return std::move(m_complaints);
         if (AreAllLogCalls())
@@ -112,7 +112,7 @@ private:
             Complain("the exit code is " + std::to_string(m_outcome.exitCode) + ", not " + std::to_string(expected));
     }
 
-    // How the nth call of a name came out: its error, or nothing when it was not made.
+    // The error of the nth call of a name; nothing if the call was not made.
     std::optional<std::uint32_t> ErrorOf(std::string_view name, unsigned occurrence) const
     {
         for (const CallRecord& record : m_outcome.calls)
@@ -130,7 +130,7 @@ private:
         });
     }
 
-    // One step decides alone.
+    // One step alone decides.
     int ExpectedExitCode() const
     {
         if (m_case.IsExport())
@@ -138,7 +138,7 @@ private:
             const bool isRead =
                 ErrorOf("MsiGetPropertyW", 1) == ERROR_SUCCESS ||
                 (ErrorOf("MsiGetPropertyW", 1) == ERROR_MORE_DATA && ErrorOf("MsiGetPropertyW", 2) == ERROR_SUCCESS);
-            // What was read may find no memory to be kept in: no tool is run then.
+            // There may be no memory for the data that was read: then no tool is run.
             if (IsMemoryRefused() && !m_outcome.callCounts.contains("CreateProcessW"))
                 return m_outcome.exitCode == 0 && IsLogged("Unable to launch process!") ? 0 : kNoCustomActionData;
             return isRead ? 0 : kNoCustomActionData;
@@ -155,7 +155,7 @@ private:
         return 0;
     }
 
-    // The last thing that the program prints.
+    // The program's last output.
     void CheckOutput()
     {
         const bool isToBeThere = !m_case.IsExport() && !m_outcome.isEndless && !EndsEarly() &&
@@ -179,7 +179,7 @@ private:
         }
     }
 
-    // A run that got to its end says so once.
+    // A run that reached its end says so once.
     void CheckEndBanner()
     {
         const std::vector<std::string> lines = winsim::LogLines(m_baseline.machine, m_outcome.machine);
@@ -207,7 +207,7 @@ private:
             Complain("it ended a process that is none of its own");
     }
 
-    // What a run without failures makes of a thing.
+    // The value that a run without failures leaves.
     Json UsualValue(const winsim::Change& change) const
     {
         const auto value = m_baseline.values.find({change.area, change.item});
@@ -229,7 +229,7 @@ private:
         return std::ranges::all_of(m_places, [&](std::size_t place) { return IsLogs(place); });
     }
 
-    // Whether one of the logs was not opened, so that its lines are not even tried.
+    // Whether one of the logs was not opened, so that writing its lines is not even tried.
     bool IsLogMissing() const
     {
         static const std::set<std::string> opening{
@@ -260,8 +260,8 @@ private:
         return IsAnyFailed([](const CallRecord& record) { return record.name == "CommandLineToArgvW"; });
     }
 
-    // Only a library's own exceptions are there to be caught: in these machines, those that are thrown in any case.
-    // Memory that is refused is another matter.
+    // In these machines, the only exceptions to catch come from a library and are thrown in any case. Refused memory is
+    // a different matter.
     void CheckExceptions()
     {
         if (IsMemoryRefused())
@@ -276,7 +276,7 @@ private:
             Complain("an exception was thrown");
     }
 
-    // A log that cannot be written changes nothing of what the program does, and loses no other line.
+    // A log that cannot be written changes nothing else that the program does, and loses no other line.
     void CheckActions()
     {
         const std::vector<std::string> actions = ActionsIn(m_outcome);
@@ -309,10 +309,10 @@ private:
             Complain("the step \"" + early + "\" came before one that is in front of it");
     }
 
-    // Each failure has a line of its own before the next step begins, or is one that is to pass in silence.
+    // Each failure has its own line before the next step begins, or is one that may be silent.
     void CheckNaming()
     {
-        std::map<std::string, std::size_t> named; // failures, by step
+        std::map<std::string, std::size_t> named; // number of failures, by step
         for (auto place = m_places.rbegin(); place != m_places.rend(); ++place)
         {
             const std::string step = StepAt(m_steps, *place);
@@ -327,14 +327,14 @@ private:
         }
     }
 
-    // Whether the next line ends in an error. It may be one that the step writes in any case, elsewhere, where another
-    // failure kept it from being written.
+    // Whether the next line ends in this error. The step may also write the line elsewhere in any case, where another
+    // failure prevented it.
     static bool IsToldIn(const std::vector<std::string>& lines, std::uint32_t error)
     {
         return error != 0 && !lines.empty() && lines.front().ends_with(": " + std::to_string(error));
     }
 
-    // How many lines a step writes after a place that it does not write when nothing fails.
+    // How many lines a step writes after this place that it does not write when nothing fails.
     std::size_t CountNewLines(const std::string& step, std::size_t place) const
     {
         std::multiset<std::string> expected;
@@ -365,7 +365,7 @@ private:
         return lines;
     }
 
-    // Whether a call came out as it does when no failure is planned.
+    // Whether a call had the same result as without planned failures.
     bool IsAsEver(std::size_t place) const
     {
         const auto isSame = [&](const CallRecord& record) { return record.name == Failed(place).name; };
@@ -382,7 +382,7 @@ private:
     const std::vector<Fault>& m_faults;
     const Outcome& m_outcome;
     std::vector<BegunStep> m_steps;
-    std::set<std::size_t> m_places; // of those failures that came about
+    std::set<std::size_t> m_places; // of the failures that took place
     std::vector<std::string> m_complaints;
 };
 
@@ -405,7 +405,7 @@ Baseline MakeBaseline(const SweepCase& sweepCase)
     return baseline;
 }
 
-// Those by which a log makes sure of its path follow the question for the folder.
+// The calls by which a log checks its path follow the query for the folder.
 bool IsLogCall(const Outcome& outcome, std::size_t call)
 {
     static const std::set<std::string> always{

@@ -1,4 +1,4 @@
-// What must hold for every run, whichever calls failed in it.
+// The rules for every run, whichever calls failed in it.
 #pragma once
 
 #include "tests/faults/steps.h"
@@ -10,25 +10,25 @@
 #include <utility>
 #include <vector>
 
-// A case as it runs when nothing fails.
+// The run of a case without failures.
 struct Baseline
 {
     winsim::Machine machine;
     winsim::Outcome outcome;
     std::vector<BegunStep> steps;
-    std::map<std::string, std::multiset<std::string>> messages;         // that each step logs
-    std::map<std::pair<std::string, std::string>, winsim::Json> values; // of what changes, by area and item
+    std::map<std::string, std::multiset<std::string>> messages;         // of each step
+    std::map<std::pair<std::string, std::string>, winsim::Json> values; // of changed things, by area and item
     std::vector<std::string> actions; // the calls that are not the log's own, with their results
 };
 
 Baseline MakeBaseline(const SweepCase& sweepCase);
 
-// Whether a call of a run is the log's own.
+// Whether the log itself made this call.
 bool IsLogCall(const winsim::Outcome& outcome, std::size_t call);
 
-// Where in a run the fault-th failure of a plan was; nothing when the run did not get there.
+// The place of a planned failure in a run; nothing if the run did not reach it.
 std::optional<std::size_t> PlaceOf(const winsim::Outcome& outcome, const winsim::Fault& fault);
 
-// What is wrong with a run in which `faults` were planned: a sentence each.
+// The violations in a run with these planned faults, each as a sentence.
 std::vector<std::string> Complaints(const SweepCase& sweepCase, const Baseline& baseline,
                                     const std::vector<winsim::Fault>& faults, const winsim::Outcome& outcome);

@@ -69,7 +69,7 @@ winsim::Outcome Run(const SweepCase& sweepCase, const winsim::Machine& machine,
     options.arguments = sweepCase.arguments;
     options.faults = faults;
     options.meanwhile = meanwhile;
-    // The lines, and which folder is asked for: what else went in and came out would only take time.
+    // Records only the lines and the queries for folders: recording other parameters would only take time.
     options.parametersOf = {"fputs", "SHGetFolderPathA"};
     return sweepCase.IsExport() ? library.RunExport(machine, options, kExport) : program.Run(machine, options);
 }

@@ -1,4 +1,4 @@
-// What the sweep runs: every described machine with every action, and the exported entry point.
+// The cases of the sweep: every described machine with every action, and with the exported entry point.
 #pragma once
 
 #include "winsim/process/program.h"
@@ -10,7 +10,7 @@
 struct SweepCase
 {
     std::string machineFile;            // relative to the project's folder, such as "machines/srk-upgrade.json"
-    std::vector<std::string> arguments; // none: the exported entry point
+    std::vector<std::string> arguments; // empty: the exported entry point
     std::string name;                   // for people and tests: letters, digits and underscores
 
     bool IsExport() const { return arguments.empty(); }
@@ -18,7 +18,7 @@ struct SweepCase
     std::string Action() const { return IsExport() ? std::string() : arguments.front(); }
 };
 
-// How a test's messages name a case.
+// The name of a case in a test's messages.
 inline void PrintTo(const SweepCase& sweepCase, std::ostream* out)
 {
     *out << sweepCase.name;
@@ -28,7 +28,7 @@ std::vector<SweepCase> AllCases();
 
 winsim::Machine MachineOf(const SweepCase& sweepCase);
 
-// Runs a case with failures to come, and with what another process does meanwhile. Throws what comes out of the
+// Runs a case with planned failures and with acts of another process during the run. Throws exceptions that leave the
 // program.
 winsim::Outcome Run(const SweepCase& sweepCase, const winsim::Machine& machine,
                     const std::vector<winsim::Fault>& faults, const std::vector<winsim::Meanwhile>& meanwhile = {});

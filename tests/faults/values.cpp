@@ -1,4 +1,4 @@
-// Tells the values that failures can leave.
+// Lists the values that failures can leave.
 #include "tests/faults/values.h"
 
 #include "winsim/toolkit/install_log.h"
@@ -14,15 +14,15 @@ namespace
 using winsim::Change;
 using winsim::Json;
 
-// What a failure leaves in a thing, or in a part of it, that is there neither before a run nor after one in which
-// nothing fails.
+// The values that a failure can leave in a thing or a part of it, although they exist neither before a run nor after a
+// run without failures.
 struct FailedValue
 {
     const char* reason;
     const char* area;
     std::vector<const char*> items;
-    const char* part;                // JSON pointer; "" for the whole
-    std::vector<const char*> values; // JSON; a text that ends in "*" stands for all that begin so; none for any
+    const char* part;                // JSON pointer; "" for the whole thing
+    std::vector<const char*> values; // JSON; a final "*" stands for any ending; empty: any value
 };
 
 constexpr char kInstallerKey[] = R"(HKLM\SOFTWARE\Kelo Systems Corp.\Installer)";
@@ -155,7 +155,7 @@ bool Fits(const Json& value, const Json& allowed)
     return value == allowed;
 }
 
-// Whether a failure leaves a value in a part of a thing.
+// Whether a failure can leave this value in a part of a thing.
 bool IsLeftByFailure(const Change& change, const std::string& part, const Json& value)
 {
     return std::ranges::any_of(kFailedValues, [&](const FailedValue& failed) {
@@ -171,7 +171,7 @@ bool HasParts(const Json& value)
     return value.is_object() || (value.is_array() && !value.empty() && value.front().is_object());
 }
 
-// A member of an object or an element of a list, by its name or number; null when it is not there.
+// A member of an object or an element of a list, by its name or number; null if there is none.
 Json PartOf(const Json& whole, const std::string& name)
 {
     for (const auto& [partName, part] : whole.items())
@@ -182,7 +182,7 @@ Json PartOf(const Json& whole, const std::string& name)
     return {};
 }
 
-// Whether a part of a changed thing, or each of its own parts, is one of two values or left by a failure.
+// Whether a part of a changed thing, or each part of it, has one of two values or one that a failure leaves.
 bool IsAllowed(const Change& change, const std::string& part, const Json& value, const Json& one, const Json& other)
 {
     if (value == one || value == other || IsLeftByFailure(change, part, value))

@@ -14,7 +14,7 @@ namespace
 {
 
 constexpr char kEntryPoint[] = "SRK_Auth_Change";
-// libFuzzer reads these beside the counters of what is linked with it.
+// libFuzzer reads these in addition to the counters of the objects linked with it.
 constexpr std::size_t kMostCounters = std::size_t{1} << 16;
 [[gnu::section("__libfuzzer_extra_counters")]] std::uint8_t g_counters[kMostCounters];
 
@@ -30,7 +30,7 @@ const winsim::Program& FuzzedImage()
     std::abort();
 }
 
-// What cannot be printed as it is stands as its number.
+// Characters that cannot be printed are shown by their numbers.
 std::string Printed(std::string_view text)
 {
     std::string printed;

@@ -1,4 +1,4 @@
-// Foretells the stack set-up. Written from the rules, without a look at the program: keep it so.
+// Predicts the stack set-up. Written from the rules, without a look at the program: keep it so.
 #include "tests/scenarios/predicted_setup.h"
 
 #include <fmt/format.h>
@@ -27,7 +27,7 @@ std::string Lower(std::string text)
     return text;
 }
 
-// The machine as the set-up goes on, and the log.
+// The machine during the set-up, and the log.
 class Prediction
 {
 public:
@@ -66,7 +66,7 @@ private:
 
     bool IsInstalled(const std::string& service) const { return m_isRunning.contains(service); }
 
-    // The lines that a look at a service begins with. False when there is none.
+    // The first lines of an operation on a service. Returns false if the service does not exist.
     bool Find(const std::string& service, const std::string& missingLine)
     {
         if (!IsInstalled(service))
@@ -109,7 +109,7 @@ private:
     {
         Find(service, "Cannot open service: " + service);
         Log("Starting service");
-        // Its state is only looked at again after a first pause.
+        // The state is queried again only after a first pause.
         Log(service + "  current status: 1, 0");
         Log("service started");
         Log(service + " has been sucessfully started");
@@ -354,7 +354,7 @@ private:
             dependencies.push_back("TBS");
         }
         dependencies.push_back("RPCSS");
-        // Windows starts no service that depends on one that is not there.
+        // Windows starts no service that depends on a missing one.
         if (!IsInstalled(stack))
             Log("InstallTkService failed to start the KlPCR Service 1075");
         Log("KlTKService - service installed/registered");

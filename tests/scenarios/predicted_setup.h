@@ -1,4 +1,4 @@
-// What the stack set-up is to make of a machine, foretold from what is asked of it alone.
+// The expected effect of the stack set-up on a machine, predicted from its requirements alone.
 #pragma once
 
 #include "tests/support/stack_machine.h"
@@ -8,16 +8,16 @@
 #include <string>
 #include <vector>
 
-// The whole outcome of one set-up.
+// The complete outcome of one set-up.
 struct PredictedSetup
 {
     std::vector<std::string> log;
     std::uint32_t resultCode = 0;
-    // What the system directory holds of each file in the end; nothing when it is not there.
+    // The final content of each file in the system directory; nothing if the file does not exist.
     std::optional<std::string> tsp1;
     std::optional<std::string> tspi;
     std::optional<std::string> probeLibrary;
-    // The services that the toolkit's own depends on; nothing when it was not installed.
+    // The dependencies of the toolkit's own service; nothing if it was not installed.
     std::optional<std::vector<std::string>> dependencies;
 };
 

@@ -1,5 +1,5 @@
-// Holds the stack set-up against its prediction on every machine: each Windows, each stack usable or not and installed
-// or not, old shims there or not, and each vendor that can be asked for.
+// Compares the stack set-up with its prediction on every machine: each Windows, each stack usable or not and installed
+// or not, old shims present or not, and each vendor that can be requested.
 #include "tests/scenarios/predicted_setup.h"
 #include "tests/support/simulated_run.h"
 
@@ -12,7 +12,7 @@ namespace
 
 constexpr const char* kVendors[] = {nullptr, "KELO", "kelo", "NTRU12", "NTRU", "OTHER"};
 
-// The version, and whether the machine has old shims.
+// The version of Windows, and whether the machine has old shims.
 class StackSetup : public testing::TestWithParam<std::tuple<const char*, bool>>
 {};
 

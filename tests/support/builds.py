@@ -1,4 +1,4 @@
-"""This checkout and its builds: where CMake says they are, or else where the presets put them."""
+"""The checkout and its build folders: where CMake says they are, or else where the presets put them."""
 
 import os
 import pathlib

@@ -1,4 +1,4 @@
-"""Reads from the sources which functions of Windows the images look up at the first call."""
+"""Reads from the sources which Windows functions the images look up at the first call."""
 
 import pathlib
 import re

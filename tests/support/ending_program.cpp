@@ -24,7 +24,7 @@ void Say(const std::string& text)
     printf("%s\n", text.c_str());
 }
 
-// Speaks up when it is destroyed.
+// Prints a line when it is destroyed.
 class Witness
 {
 public:
@@ -113,7 +113,7 @@ constexpr Way kWays[] = {
      }},
 };
 
-// Ends the process if this is the moment for it.
+// Ends the process if this is the requested moment.
 void Reach(std::string_view moment)
 {
     if (Variable("KELO_END_MOMENT") != moment)

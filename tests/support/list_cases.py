@@ -1,4 +1,4 @@
-"""Lists the test cases of a folder, a line each, by the names that `python3 -m unittest` accepts there."""
+"""Lists the test cases of a folder, one a line, by the names that `python3 -m unittest` accepts there."""
 
 import sys
 import unittest

@@ -53,10 +53,10 @@ std::string CallLine(const std::string& name, const std::vector<winsim::Json>& i
 // The same call with another result, as it is when it fails: nothing comes out.
 std::string Failing(const std::string& call, const winsim::Json& result = nullptr);
 
-// The same lines so many times.
+// The same lines, repeated the given number of times.
 Script Times(std::size_t count, const Script& lines);
 
-// How often a call stands in a script.
+// How many times a call occurs in a script.
 std::size_t CountOf(const std::string& call, const Script& script);
 
 // The messages of a script, without "log: ".

@@ -1,11 +1,11 @@
-// What looking at services and changing them looks like in a script.
+// Queries and changes of services as lines of a script.
 #pragma once
 
 #include "tests/support/simulated_run.h"
 
 #include <fmt/format.h>
 
-// A service's status as the calls report it.
+// A service's status as the calls return it.
 struct ReportedStatus
 {
     unsigned state = 0;
@@ -68,7 +68,7 @@ inline std::string QueryStatusEx(const ReportedStatus& status)
     return Call("QueryServiceStatusEx", {"service#1", 0, 36}, 1, {{"pcbBytesNeeded", 36}, {"lpBuffer", members}});
 }
 
-// A stop control. One that is refused comes with a status too, for some errors.
+// A stop control. For some errors, a refused one returns a status too.
 inline std::string SendStop(const ReportedStatus& status, bool isAccepted = true)
 {
     return Call("ControlService", {"service#1", 1}, isAccepted ? 1 : 0, {{"lpServiceStatus", MembersOf(status)}});
@@ -78,13 +78,13 @@ inline std::string SendRefusedStop(const ReportedStatus& status)
     return SendStop(status, false);
 }
 
-// The bytes of a service's configuration: a structure, and its texts of 16-bit characters with a zero after each.
+// The size of a service's configuration in bytes: a structure, and its texts of 16-bit characters, each with a zero.
 inline std::size_t SizeOfConfig(const std::string& binaryPath, const std::string& displayName)
 {
     return 64 + 2 * (binaryPath.size() + std::string("LocalSystem").size() + displayName.size() + 5);
 }
 
-// The configuration of a service is asked for with room for so many bytes.
+// The configuration of a service is queried with a buffer of `room` bytes.
 inline std::string QueryConfig(std::size_t room, unsigned startType, const std::string& binaryPath,
                                const std::string& displayName)
 {

@@ -22,7 +22,7 @@ const winsim::Program& TestImage()
     return program;
 }
 
-// The calls that one log line is made of. The script shows the line instead.
+// The calls that write one log line. The script shows the line instead.
 bool IsPartOfLogLine(const CallRecord& record)
 {
     static const std::set<std::string> parts{"GetSystemTime", "GetTimeZoneInformation", "GetCurrentThreadId", "fflush"};
@@ -44,8 +44,8 @@ std::string ScriptLine(const CallRecord& record)
     return CallLine(record.name, in, record.result, record.out);
 }
 
-// The calls that make sure of a path or an owner before a name is used, and those by which the functions for that are
-// found. Their own tests show them; to all others a run is what it would be without.
+// The calls that check a path or an owner before a name is used, and those that find the functions for these checks.
+// Their own tests show them; the scripts of all other tests leave them out.
 class Precautions
 {
 public:
@@ -62,7 +62,7 @@ public:
     bool IsOne(std::size_t call) const { return m_isOne[call]; }
 
 private:
-    // To be asked for one call after the other.
+    // Has to be asked about every call, in order.
     bool IsOne(const std::vector<CallRecord>& calls, std::size_t i)
     {
         static const std::set<std::string> always{"CreateDirectoryW",          "GetFileInformationByHandle",
@@ -93,7 +93,7 @@ private:
         return call.name == "GetProcAddress" && name.is_string() && names.contains(name.get<std::string>());
     }
 
-    // Whether a handle is one that such a call opened. Its name is free for others then.
+    // Whether a check opened this handle. After that its name may be used for another handle.
     bool Closes(const Json& handle) { return handle.is_string() && m_open.erase(handle.get<std::string>()) != 0; }
 
     std::vector<bool> m_isOne;

@@ -15,19 +15,19 @@
 #include <string_view>
 #include <vector>
 
-// What a test looks at. A violation of handle or memory rules fails the test that ran it.
+// The results of a run. A violation of handle or memory rules fails the test that made the run.
 struct SimulatedRun
 {
-    std::string result; // of a function, as text; of the program or an export, the exit code
+    std::string result; // of a function, as text; for the program or an export, the exit code
     int exitCode = 0;   // of the program
-    Script log;         // the messages it logged, without their headers
-    Script script;      // every call with arguments and result, and every message, in order, but for those that make
-                        // sure of paths and owners before a name is used
-    Script startScript; // the same of static initialisation, before it
-    Script endScript;   // and of static destruction, after it
+    Script log;         // the logged messages, without their headers
+    Script script;      // every call with arguments and result, and every message, in order, except the calls that
+                        // check paths and owners before a name is used
+    Script startScript; // the same for static initialisation, before it
+    Script endScript;   // the same for static destruction, after it
     winsim::Machine before;
     winsim::Outcome outcome;
-    std::vector<bool> isPrecaution; // of each of the outcome's calls: whether the scripts leave it out for that
+    std::vector<bool> isPrecaution; // for each of the outcome's calls: whether it is such a check
 
     const winsim::Machine& After() const { return outcome.machine; }
 };
@@ -36,42 +36,42 @@ struct SimulatedRunOptions
 {
     std::vector<std::string> faults = {};    // CALL[#N]=ERROR
     std::vector<std::string> meanwhile = {}; // CALL[#N]=ACT[; ACT...]
-    bool recordsParameters = true;           // otherwise there are no scripts, and a run takes half the time
-    bool mayBeEndless = false;               // a run that waits for ever fails the test otherwise
-    bool mayViolate = false;                 // so does one that violates the rules of handles and memory
+    bool recordsParameters = true;           // false: no scripts, and a run takes half the time
+    bool mayBeEndless = false;               // false: a run that waits for ever fails the test
+    bool mayViolate = false;                 // false: a violation of handle or memory rules fails the test
 };
 
-// A machine from the text of a description, such as R"({"windows": {"version": "6.1"}})".
+// A machine from the text of its description, such as R"({"windows": {"version": "6.1"}})".
 winsim::Machine MachineOf(std::string_view description);
 
 // A plain machine with another version of Windows, such as "5.1".
 winsim::Machine WindowsOf(const std::string& version);
 
-// The same machine after changes: a merge patch on its description.
+// The same machine with changes: a merge patch on its description.
 winsim::Machine Changed(winsim::Machine machine, const winsim::Json& changes);
 winsim::Machine Changed(winsim::Machine machine, const char* changes);
 
-// The text of a file; "(none)" when it is not there.
+// The text of a file; "(none)" if the file does not exist.
 std::string TextOf(const winsim::Machine& machine, const std::string& path);
 
-// Runs the program from start to end with the given arguments.
+// Runs the program from start to end with these arguments.
 SimulatedRun RunProgram(const winsim::Machine& machine, const std::vector<std::string>& arguments,
                         const SimulatedRunOptions& options = {});
 
-// Has an installer load the program as a library and call one of its exports, whose result is the exit code. The script
-// of static initialisation is that of loading the library.
+// An installer loads the program as a library and calls one of its exports; the result is the exit code. The script of
+// static initialisation is the script of loading the library.
 SimulatedRun RunExport(const winsim::Machine& machine, const std::string& name,
                        const SimulatedRunOptions& options = {});
 
-// Calls one function in a process of its own. Its script leaves out what happens before and after the call.
+// Calls one function in its own process. The script leaves out everything before and after the call.
 SimulatedRun CallFunction(const winsim::Machine& machine, const std::string& name,
                           const std::vector<std::string>& arguments = {}, const SimulatedRunOptions& options = {});
 
-// Expects the result, every call and message, and the log that they left.
+// Expects this result, every call and message, and the log that they wrote.
 void ExpectRun(const SimulatedRun& run, const std::string& result, const Script& script);
 
-// Expects the result, and the messages of `script` as the whole log.
+// Expects this result, and the messages of `script` as the whole log.
 void ExpectLog(const SimulatedRun& run, const std::string& result, const Script& script);
 
-// Compares line by line: a long script is not worth printing as a whole.
+// Compares line by line, because a long script is not worth printing as a whole.
 void ExpectLines(const Script& actual, const Script& expected, const char* what);

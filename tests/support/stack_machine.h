@@ -5,13 +5,13 @@
 
 #include <string>
 
-// The detection library of a stack that is not usable answers this.
+// The answers of the detection libraries when the stacks are not usable.
 inline constexpr int kKeloNotDetected = 7;
 inline constexpr int kNtruNotDetected = 9;
 
 inline constexpr char kToolkitFolder[] = R"(C:\Program Files\Kelo Systems Corp\Toolkit\)";
 
-// What is different from one machine to the next.
+// The differences between these machines.
 struct StackMachine
 {
     std::string version = "10.0";
@@ -19,7 +19,7 @@ struct StackMachine
     bool isNtruUsable = false;
     bool hasKeloService = false;
     bool hasNtruService = false;
-    bool hasShims = false; // old ones in the system directory
+    bool hasShims = false; // old shims in the system directory
 
     // Services of this machine start and stop at once.
     winsim::Machine Make() const

@@ -1,12 +1,12 @@
-// The expected script of an operation that is made of steps, each of which is proven on its own elsewhere.
+// The expected script of an operation that consists of steps, each of which has its own tests.
 #pragma once
 
 #include "tests/support/simulated_run.h"
 
 #include <algorithm>
 
-// Collects lines, and the scripts of steps that it runs one after the other on one machine, each in a process of its
-// own. The machine passes on from step to step.
+// Collects lines, and the scripts of steps that it runs one after the other on one machine, each in its own process.
+// Each step gets the machine that the step before left.
 class StepSequence
 {
 public:
@@ -14,14 +14,14 @@ public:
 
     void Add(const Script& lines) { m_script.Append({lines}); }
 
-    // Runs a function. Its result as text.
+    // Runs a function. Returns its result as text.
     std::string Step(const std::string& function, const std::vector<std::string>& arguments = {},
                      const SimulatedRunOptions& options = {})
     {
         return StepWithout({}, function, arguments, options);
     }
 
-    // The same without some of its lines, which a function that runs on its own has around it.
+    // The same without some lines that only occur when the function runs on its own.
     std::string StepWithout(const Script& omitted, const std::string& function,
                             const std::vector<std::string>& arguments = {}, const SimulatedRunOptions& options = {})
     {

@@ -1,4 +1,4 @@
-// How a test image offers the program's single functions to tests. Compiled into the image, beside the program.
+// How a test image offers the program's single functions to tests. Compiled into the image, together with the program.
 #pragma once
 
 #include "tests/support/test_text.h"
@@ -22,7 +22,7 @@ public:
         return m_texts.at(index) == "(null)" ? nullptr : m_texts[index].c_str();
     }
     std::wstring Wide(std::size_t index) const { return WideOfUtf8(m_texts.at(index)); }
-    // Decimal or, with 0x, hexadecimal; a number beyond int is its 32 bits.
+    // Decimal or, with 0x, hexadecimal; of a number beyond int, the low 32 bits.
     int Number(std::size_t index) const { return static_cast<int>(std::stoll(m_texts.at(index), nullptr, 0)); }
     bool Flag(std::size_t index) const { return m_texts.at(index) == "true"; }
 

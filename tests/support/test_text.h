@@ -1,5 +1,5 @@
-// Conversions between UTF-8, in which tests give texts, and the wide texts of the program under test. There is one
-// implementation for the simulated machine, of which nothing shows among its calls, and one for Windows.
+// Conversions between UTF-8, which tests use for texts, and the wide texts of the program under test. The
+// implementation for the simulated machine makes no recorded calls; there is another one for Windows.
 #pragma once
 
 #include <string>

@@ -1,11 +1,11 @@
-// What the program's everyday uses of Windows look like in a script: versions, folders, registry keys, programs.
+// The program's ordinary uses of Windows as lines of a script: versions, folders, registry keys, programs.
 #pragma once
 
 #include "tests/support/simulated_run.h"
 
 #include <fmt/format.h>
 
-// The question whether this is at least version `major`.`minor`, and its answer.
+// The query whether Windows is at least version `major`.`minor`, and its answer.
 inline Script AskForVersion(int major, int minor, bool answer)
 {
     constexpr std::uint64_t kMasks[] = {0, 0x8000000000000018, 0x800000000000001B, 0x800000000001801B};
@@ -23,7 +23,7 @@ inline Script AskForVersion(int major, int minor, bool answer)
                  answer ? 1 : 0)};
 }
 
-// The question whether this is a 32-bit process on a 64-bit Windows, and its answer.
+// The query whether this is a 32-bit process on a 64-bit Windows, and its answer.
 inline Script AskForWow64(bool answer = false)
 {
     return {Call("GetCurrentProcess", {}, "process#current"),
@@ -40,7 +40,7 @@ inline constexpr int kWindowsFolder = 36;
 inline constexpr int kSystemFolder = 37;
 inline constexpr int kProgramFilesFolder = 38;
 
-// Where one of the known folders is.
+// The location of one of the known folders.
 inline std::string FolderIsA(int csidl, const std::string& path)
 {
     return Call("SHGetFolderPathA", {nullptr, csidl, nullptr, 0}, 0, {{"pszPath", path}});
@@ -65,7 +65,7 @@ inline std::string OpenKey(const std::string& path, unsigned access = kReadKey)
 
 inline const std::string kCloseKey = Call("RegCloseKey", {"key#1"}, 0);
 
-// A program is started with a command line. Its start-up record says nothing but its own size.
+// A program is started with a command line. Its start-up record contains only its own size.
 inline std::string StartProgram(const winsim::Json& program, const winsim::Json& commandLine, unsigned flags,
                                 const winsim::Json& folder = nullptr)
 {

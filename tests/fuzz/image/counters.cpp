@@ -1,5 +1,5 @@
-// Linked into the image that is fuzzed: hands its coverage counters to the fuzzer when the image is unloaded. The
-// fuzzer cannot read them in their place, because every run loads the image anew.
+// Linked into the fuzzed image: passes its coverage counters to the fuzzer when the image is unloaded. The fuzzer
+// cannot read them in place, because every run loads the image anew.
 #include <cstdint>
 
 // The fuzzer's own.
@@ -11,7 +11,7 @@ namespace
 const std::uint8_t* g_begin = nullptr;
 const std::uint8_t* g_end = nullptr;
 
-// The last of the image's destructors.
+// The image's last destructor.
 [[gnu::destructor(101)]] void HandOver()
 {
     TakeCounters(g_begin, g_end);
@@ -19,7 +19,7 @@ const std::uint8_t* g_end = nullptr;
 
 } // namespace
 
-// The compiler has this called when the image is loaded.
+// The compiler calls this function when the image is loaded.
 extern "C" void __sanitizer_cov_8bit_counters_init(std::uint8_t* begin, std::uint8_t* end)
 {
     g_begin = begin;

@@ -1,5 +1,5 @@
-// Any text as the program's command line. What the options come to is worked out a second time, from the arguments that
-// Windows makes of the text.
+// Any text as the program's command line. The options are computed a second time, from the arguments that Windows makes
+// of the text.
 #include "tests/fuzz/fuzz.h"
 #include "winsim/base/text.h"
 #include "winsim/toolkit/install_log.h"
@@ -68,7 +68,7 @@ Words ExpectedMessages(const Words& words, const std::string& action)
     return messages;
 }
 
-// A message as the log has it behind this line's header.
+// A message in the log, after this line's header.
 std::string LineWith(const std::string& message, const std::string& line)
 {
     const std::string header = line.substr(0, line.find("] ") + 2);

@@ -1,5 +1,5 @@
-// Any text as the installer's CustomActionData. Its values and flags are taken out of it a second time, and so is the
-// command line that the tool is started with; the password must be in nothing else.
+// Any text as the installer's CustomActionData. Its values and flags, and the tool's command line, are computed a
+// second time. Only that command line may contain the password.
 #include "tests/fuzz/fuzz.h"
 #include "winsim/base/text.h"
 #include "winsim/toolkit/secrets.h"
@@ -29,7 +29,7 @@ std::u16string ValueOf(const std::u16string& key, const std::u16string& data, co
     {
         if (data.compare(start, key.size(), key) != 0)
             continue;
-        // The end is looked for from where the key begins.
+        // The search for the end starts at the beginning of the key.
         std::size_t end = start;
         while (end < data.size() && data.compare(end, 2, u" /") != 0)
             ++end;
@@ -119,7 +119,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<std::string> commandLines;
     for (const winsim::CallRecord& record : run.CallsOf("CreateProcessW"))
         commandLines.push_back(record.in["lpCommandLine"].get<std::string>());
-    // A machine shows no password, so neither does what is expected of it.
+    // A machine shows no password, so the expected text contains none either.
     const std::string change = winsim::HideSecrets(ChangeCommandLine(winsim::Utf16(text)));
     ExpectSame("command line", {std::string(kTool) + " /V", change}, commandLines);
     ExpectSame("message", {"SRK Auth and TPM Owner Auth must be upgraded", "SRK and TPM Owner Auth is now OK"},

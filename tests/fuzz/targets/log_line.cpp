@@ -1,8 +1,8 @@
-// Any formats, texts and numbers for a line of the log, in any zone, thread and indent. The line is put together a
-// second time.
+// Any formats, texts and numbers for a line of the log, in any zone, thread and indent. The line is built a second
+// time.
 //
-// Input: four numbers (zone bias, daylight bias, thread, indent), the format, and its arguments, each in a line. What
-// is no placeholder that the program may use stands for itself.
+// Input: four numbers (zone bias, daylight bias, thread, indent), the format, and its arguments, one a line. A
+// placeholder that the program may not use stands for itself.
 #include "tests/fuzz/fuzz.h"
 #include "winsim/base/text.h"
 
@@ -34,7 +34,7 @@ Settings SettingsOf(const std::string& line)
     Settings settings;
     std::istringstream numbers{line};
     numbers >> settings.bias >> settings.daylightBias >> settings.thread >> settings.indent;
-    // What Windows can hand out, and what no line has room for.
+    // The values that Windows can return, and an indent beyond the length of a line.
     settings.bias %= 1440;
     settings.daylightBias %= 1440;
     settings.thread %= 1u << 31;
@@ -53,7 +53,7 @@ winsim::Machine MachineWith(const Settings& settings)
     return machine;
 }
 
-// A number with a sign in front and zeros up to a width that counts the sign.
+// A number with its sign first and zeros up to a width that includes the sign.
 std::string Padded(long long number, std::size_t width)
 {
     std::string digits = std::to_string(number < 0 ? -number : number);
@@ -74,7 +74,7 @@ std::string Header(const Settings& settings)
 // A placeholder of the format, or text that stands for itself.
 struct Piece
 {
-    std::string text; // for a placeholder without its conversion: "%-8.3"
+    std::string text; // of a placeholder, without its conversion: "%-8.3"
     char conversion = 0;
 };
 
@@ -86,7 +86,7 @@ std::string TakeAll(const std::string& text, std::size_t& at, const char* accept
     return taken;
 }
 
-// Flags that mean nothing to a conversion are left out: what they do is not laid down.
+// Flags that have no meaning for a conversion are left out, because their effect is undefined.
 std::string FlagsFor(char conversion, const std::string& flags)
 {
     const std::string_view meant = conversion == 'd'                        ? "-+ 0"
@@ -137,7 +137,7 @@ std::string FormatOf(const std::vector<Piece>& pieces)
     return format;
 }
 
-// A text in a placeholder: cut to the precision, then filled up to the width.
+// A text in a placeholder: cut to the precision, then padded to the width.
 std::string Filled(const std::string& placeholder, std::string text)
 {
     std::size_t at = 1;
@@ -151,8 +151,8 @@ std::string Filled(const std::string& placeholder, std::string text)
     return text;
 }
 
-// UTF-16 text in a placeholder. It is written in the "C" locale, unit by unit: nothing comes after a unit that this
-// lacks.
+// UTF-16 text in a placeholder. It is written in the "C" locale, unit by unit, and ends at the first unit that this
+// locale lacks.
 std::string FilledWide(const std::string& placeholder, const std::string& utf8, bool& isWhole)
 {
     constexpr char kUnwritable = '\1';
@@ -169,7 +169,7 @@ std::string FilledWide(const std::string& placeholder, const std::string& utf8, 
     return Filled(placeholder, narrow).substr(0, end);
 }
 
-// A message ends before what cannot be written, and then is left out unless it fills the line that far.
+// A message ends before a character that cannot be written, and then is left out unless it fills the line up to there.
 std::string Message(const std::vector<Piece>& pieces, const std::vector<std::string>& arguments, std::size_t room)
 {
     std::string message;
@@ -200,7 +200,7 @@ std::string Message(const std::vector<Piece>& pieces, const std::vector<std::str
     return message;
 }
 
-// What stands for each placeholder: the lines of the input, as numbers where numbers are wanted.
+// The values of the placeholders: the lines of the input, converted to numbers where the placeholder needs one.
 std::vector<std::string> ArgumentsFor(const std::vector<Piece>& pieces, const std::vector<std::string>& lines)
 {
     std::vector<std::string> arguments;

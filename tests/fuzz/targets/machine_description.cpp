@@ -1,5 +1,5 @@
-// Any bytes as the description of a machine. One that can be used describes the same machine again when it is written
-// and read.
+// Any bytes as the description of a machine. A usable description describes the same machine after it is written and
+// read again.
 #include "tests/fuzz/fuzz.h"
 #include "winsim/base/description_text.h"
 
@@ -9,7 +9,7 @@
 namespace
 {
 
-// The machine of a description; nothing when it cannot be used, for a reason that its author is told.
+// The machine of a description; nothing if the description is unusable for a reason that its author is told.
 std::optional<winsim::Machine> MachineOf(std::string_view text)
 {
     try

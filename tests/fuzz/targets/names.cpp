@@ -1,7 +1,7 @@
-// Any names for services and processes. Which of them is found is worked out a second time.
+// Any names for services and processes. Which of them is found is computed a second time.
 //
-// Input: the name that is looked for, then in each line one that is there: "s" and the name of a stopped service, "r"
-// and that of a running one, "p" and that of a process's program file.
+// Input: the name to look for, then one existing name a line: "s" and the name of a stopped service, "r" and the name
+// of a running one, "p" and the name of a process's program file.
 #include "tests/fuzz/fuzz.h"
 #include "winsim/base/text.h"
 
@@ -20,7 +20,7 @@ std::string Ansi(const std::string& utf8)
     return winsim::CodePage::Get(kCodePage).FromUtf16(winsim::Utf16(utf8));
 }
 
-// A text in ANSI, with its letters as they are in one case.
+// A text in ANSI, with its letters folded to one case.
 std::string Folded(const std::string& ansi)
 {
     return winsim::FoldCase(winsim::Utf8(winsim::CodePage::Get(kCodePage).ToUtf16(ansi)));
@@ -64,7 +64,7 @@ winsim::Machine MachineWith(const std::vector<std::string>& lines)
             processes.push_back({{"id", 4000 + 4 * i}, {"name", lines[i].substr(1)}});
         else if (IsService(lines[i]))
         {
-            // A later one of the same name takes an earlier one's place, however that was spelt.
+            // A later service replaces an earlier one of the same name, however that name was spelt.
             const std::string name = lines[i].substr(1);
             services.erase(std::exchange(spellings[winsim::FoldCase(name)], name));
             services[name] = {{"state", lines[i][0] == 'r' ? "running" : "stopped"},
@@ -78,7 +78,7 @@ winsim::Machine MachineWith(const std::vector<std::string>& lines)
     return machine;
 }
 
-// The state of the service: 's', 'r', or '-' when there is none. Of two of the same name the last counts.
+// The state of the service: 's', 'r', or '-' if there is none. Of two with the same name the last counts.
 char StateOf(const std::string& name, const std::vector<std::string>& lines)
 {
     char state = '-';

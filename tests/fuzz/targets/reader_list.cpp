@@ -1,8 +1,8 @@
 // Any smart-card readers, as the list in which the resource manager names them. Whether the toolkit's reader is among
-// them is worked out a second time.
+// them is computed a second time.
 //
-// Input: a reader in each line; a line that begins with ! says something else: "!zero" that a zero is missing at the
-// list's end, "!then" that the readers in the lines behind it are those that are there when they are asked for again.
+// Input: one reader a line. A line that begins with ! is a command: "!zero" leaves out a zero at the list's end; after
+// "!then" follow the readers that are there when the list is asked for again.
 #include "tests/fuzz/fuzz.h"
 
 #include <optional>
@@ -43,7 +43,7 @@ winsim::Machine MachineWith(const Readers& readers)
     return machine;
 }
 
-// The name with its letters as they are in one case.
+// The name with its letters folded to one case.
 std::string Folded(std::string name)
 {
     for (char& c : name)
@@ -54,7 +54,7 @@ std::string Folded(std::string name)
     return name;
 }
 
-// The list ends at the first name that is empty.
+// The list ends at the first empty name.
 bool HoldsVirtualReader(const std::vector<std::string>& readers)
 {
     for (const std::string& reader : readers)

@@ -1,10 +1,9 @@
-// Values of any type and with any bytes in the registry, where the program reads and deletes. What it makes of them is
-// worked out a second time.
+// Values of any type and with any bytes in the registry, where the program reads and deletes. The effect on the program
+// is computed a second time.
 //
-// Input: a value in each line: a letter for its place (see kPlaces), one for its type ('1' for REG_SZ, '4' for
-// REG_DWORD, any other character for its own number), and its bytes, of which %XX writes any; or, behind a '=', a text,
-// which is stored as Windows does it. A second line of the same place is what the value has become when it is read
-// again.
+// Input: one value a line: a letter for its place (see kPlaces), one for its type ('1' for REG_SZ, '4' for REG_DWORD,
+// any other character for its own number), and its bytes, where %XX stands for any byte; or, after a '=', a text, which
+// is stored as Windows stores it. A second line for the same place is the value when it is read again.
 #include "tests/fuzz/fuzz.h"
 #include "winsim/base/text.h"
 
@@ -109,7 +108,7 @@ winsim::Machine MachineWith(const Values& values)
     return machine;
 }
 
-// The value of a place, when it is there and nobody changes it.
+// The value of a place, if it exists and does not change.
 const winsim::RegistryValue* SteadyValue(const Values& values, char letter)
 {
     const auto found = values.find(letter);
@@ -127,7 +126,7 @@ std::optional<std::uint32_t> NumberIn(const winsim::RegistryValue* value)
     return number;
 }
 
-// A text as it is read in ANSI, with all that stands behind a zero; nothing when the value is no text.
+// A text as it is read in ANSI, including everything after a zero; nothing if the value is not a text.
 std::optional<std::string> AnsiIn(const winsim::RegistryValue* value)
 {
     if (value == nullptr || (value->type != kText && value->type != kExpandableText))
@@ -158,7 +157,7 @@ void CheckNumber(const winsim::Machine& machine, const Values& values)
                CallFunction(machine, "ReadDword", {"KlVSC Installed"}).result);
 }
 
-// The text is taken when it fits 256 bytes.
+// The text is used if it fits into 256 bytes.
 void CheckInstallPath(const winsim::Machine& machine, const Values& values)
 {
     constexpr std::size_t kCapacity = 256;
@@ -178,7 +177,7 @@ bool IsFull(const std::string& path)
     return std::regex_match(path, full);
 }
 
-// Where the task library is looked for, and whether it is. Not in a folder whose place depends on the current one.
+// Whether the task library is looked for, and where: not in a folder whose place depends on the current directory.
 void CheckTaskLibrary(const winsim::Machine& machine, const Values& values)
 {
     const bool isSteady = (SteadyValue(values, 'E') != nullptr) == values.contains('E') &&
@@ -198,7 +197,7 @@ void CheckTaskLibrary(const winsim::Machine& machine, const Values& values)
     std::vector<std::string> loaded;
     for (const winsim::CallRecord& record : run.CallsOf("LoadLibraryA"))
     {
-        // Where functions are looked for that not every Windows has.
+        // kernel32.dll is loaded only to find functions that some versions of Windows lack.
         if (record.in["lpLibFileName"] != "kernel32.dll")
             loaded.push_back(record.in["lpLibFileName"].get<std::string>());
     }
