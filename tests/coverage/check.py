@@ -19,7 +19,7 @@ EXCUSE = re.compile(r"// never runs: \S")
 
 
 def run_tests(images, notes, tests):
-    """Whether all tests pass. What they count is all that is counted then."""
+    """Whether all tests pass. Earlier counts are deleted, so only these tests are counted."""
     for counts in notes.rglob("*.gcda"):
         counts.unlink()
     return all([subprocess.run([images / test, "--gtest_brief=1"]).returncode == 0 for test in tests])
@@ -30,11 +30,11 @@ def in_pairs(items):
 
 
 class Line:
-    """How often a line ran, and its branches. What a template makes more than once counts together."""
+    """How often a line ran, and its branches. All instances of a template count together."""
 
     def __init__(self):
         self.count = 0
-        self.branches = {}  # the counts, by which of the branches exceptions take
+        self.branches = {}  # their counts, by which of the branches exceptions take
 
     def add(self, counted):
         self.count += counted["count"]
@@ -43,10 +43,10 @@ class Line:
         self.branches[thrown] = [sum(both) for both in zip(counts, self.branches.get(thrown, [0] * len(counts)))]
 
     def ways(self, is_switch):
-        """How often each way of each decision was taken. The compiler tells of the two ways of a decision, all ways of
-        a switch, and the two ways out of a call that may throw, which is no decision. It also decides on its own while
-        an exception is on its way; so what nothing ever came to is left out. When that is the source's, a way that
-        leads to it was never taken, and is named."""
+        """How often each way of each decision was taken. The compiler reports the two ways of a decision, all ways of a
+        switch, and the two ways out of a call that may throw, which is not a decision. It also adds decisions of its
+        own on the paths of exceptions, so a decision that nothing ever reached is left out. If it is one of the
+        source's, a way that leads to it was never taken, and that way is named."""
         for thrown, counts in self.branches.items():
             exits = in_pairs(list(zip(thrown, counts)))
             ways = [count for pair in exits if not any(is_thrown for is_thrown, _ in pair) for _, count in pair]
@@ -56,13 +56,13 @@ class Line:
 
 
 class Counts:
-    """What the images have counted of src/: its lines by file and number, how often its functions were called by where
-    they begin."""
+    """The counts of the images for src/: lines by file and number, and calls of functions by the place where they
+    begin."""
 
     def __init__(self, gcov, project, notes):
         self.lines = collections.defaultdict(Line)
         self.functions = collections.Counter()
-        # Notes outlive the source that they are of: CMakeFiles/TARGET.dir/SOURCE.gcno.
+        # Notes outlive their source: CMakeFiles/TARGET.dir/SOURCE.gcno.
         current = [note for note in sorted(notes.rglob("*.gcno"))
                    if project.joinpath(*note.relative_to(notes).parts[1:]).with_suffix("").exists()]
         command = [gcov, "--json-format", "--stdout", "--branch-probabilities", "--relative-only",
@@ -82,15 +82,15 @@ class Counts:
 
 
 class Verdict:
-    """What the figures are, and what is wrong where."""
+    """The totals, and the places of everything that is wrong."""
 
     def __init__(self):
-        self.lines = []  # whether each ran
-        self.ways = []  # whether each was taken
+        self.lines = []  # for each, whether it ran
+        self.ways = []  # for each, whether it was taken
         self.wrong = []
 
     def judge(self, path, number, line, text):
-        if text == "}":  # at most the compiler's own work
+        if text == "}":  # at most code of the compiler's own
             return
         if EXCUSE.search(text):
             if line.count:

@@ -1,4 +1,4 @@
-"""The changes that can be made to a source, one place at a time, from its syntax tree."""
+"""The possible changes of a source, one place at a time, from its syntax tree."""
 
 import dataclasses
 import re
@@ -23,13 +23,13 @@ INTEGERS = {TypeKind.INT, TypeKind.UINT, TypeKind.LONG, TypeKind.ULONG, TypeKind
             TypeKind.SHORT, TypeKind.USHORT}
 NAMES = {CursorKind.DECL_REF_EXPR, CursorKind.MEMBER_REF_EXPR}
 
-# A letter of a text that neither belongs to an escape sequence nor to the placeholder of a format.
+# A letter of a text that belongs neither to an escape sequence nor to a format's placeholder.
 PLAIN_LETTER = re.compile(r"\\.|%[-+ #*.0-9]*[a-zA-Z%]|([A-Za-z0-9])")
 
 
 @dataclasses.dataclass(frozen=True)
 class Place:
-    """The function or variable that a change is in, and the lines that run it."""
+    """The function or variable that contains a change, and the lines that run it."""
 
     owner: str  # qualified
     lines: range  # of the statement around it
@@ -41,13 +41,13 @@ class Place:
 class Change:
     """Replaces the bytes from begin to end of a source."""
 
-    path: str  # below the project's folder
+    path: str  # relative to the project's folder
     place: Place
     kind: str
     begin: int
     end: int
     text: str
-    name: str = ""  # what a list of mutants calls it
+    name: str = ""  # the change's name in lists of mutants
 
     def applied_to(self, source):
         return source[:self.begin] + self.text.encode() + source[self.end:]
@@ -58,8 +58,8 @@ def on_one_line(source):
 
 
 def named(changes, source):
-    """The changes with names that do not depend on what stands elsewhere: the function, and the lines before and after.
-    The second change of the same name in a function gets a number."""
+    """The changes with names that do not depend on the rest of the source: the function, and the lines before and
+    after. The second change of the same name in a function gets a number."""
     count = {}
     for change in changes:
         begin = source.rfind(b"\n", 0, change.begin) + 1
@@ -88,7 +88,7 @@ class Changes:
         self.path = path
         self.source = (root / path).read_bytes()
         self.found = {}
-        self.uses = {}  # the functions and variables that name a variable or member, by its name
+        self.uses = {}  # by the name of a variable or member: the functions and variables that use it
         self.visit_declarations(unit.cursor)
 
     def all(self):
@@ -130,7 +130,7 @@ class Changes:
         return range(cursor.extent.start.line, cursor.extent.end.line + 1)
 
     def visit(self, cursor, place):
-        # What is not evaluated: an assertion for the compiler, and the operand of sizeof.
+        # Not evaluated: an assertion for the compiler, and the operand of sizeof.
         if not self.is_here(cursor) or cursor.kind in (CursorKind.STATIC_ASSERT, CursorKind.CXX_UNARY_EXPR):
             return
         if cursor.kind.is_statement() and cursor.kind != CursorKind.COMPOUND_STMT or cursor.kind.is_declaration():
@@ -191,7 +191,7 @@ class Changes:
             self.replace(cursor, place, "jump", JUMPS[kind])
 
     def operator_between(self, left, right):
-        """Where an operator stands, and what it is."""
+        """The place of an operator, and the operator."""
         begin, end = self.span(left)[1], self.span(right)[0]
         match = re.fullmatch(rb"[\s)]*([-+*/%&|<>=!^]+)[\s(]*", self.source[begin:end])
         return (begin + match.start(1), begin + match.end(1), match[1].decode()) if match else None
@@ -261,7 +261,7 @@ class Changes:
                 self.add(both, "swapped", self.span(first)[0], self.end_of(second), text)
 
     def end_of(self, statement):
-        """After the semicolon of an expression."""
+        """The end of an expression, including its semicolon."""
         end = self.span(statement)[1]
         return end + 1 if self.source[end:end + 1] == b";" and self.source[end - 1:end] != b"}" else end
 
@@ -271,13 +271,13 @@ class Changes:
 
     @staticmethod
     def is_movable(statement):
-        """What calls something: nobody can tell the order of assignments of values."""
+        """Whether a statement calls something: the order of assignments of values makes no observable difference."""
         return (statement.kind.is_expression() or statement.kind in MOVABLE) and any(
             part.kind == CursorKind.CALL_EXPR and not part.spelling.startswith(("operator", "move"))
             for part in statement.walk_preorder())
 
     def leave_out_bodies(self, cursor, place):
-        """What a condition or a loop does without braces."""
+        """The bodies of conditions and loops without braces."""
         children = list(cursor.get_children())
         bodies = [child for child in children if child.kind.is_expression()][1:] if cursor.kind == CursorKind.IF_STMT \
             else children[-1:]
@@ -289,7 +289,7 @@ class Changes:
             self.change_value(value, place, "result")
 
     def change_value(self, value, place, kind):
-        """Another value of the same type in place of an expression."""
+        """Replaces an expression with another value of the same type."""
         text = self.text(value)
         while value.kind == CursorKind.UNEXPOSED_EXPR and len(list(value.get_children())) == 1:
             value = list(value.get_children())[0]
@@ -325,7 +325,7 @@ class Changes:
                     self.add(place, "comparison", found[0], found[1], other)
             return
         for argument in cursor.get_arguments():
-            # A line of the log is changed by its text already.
+            # The text of a log line is already changed as a text.
             if cursor.spelling == "WriteLog" and argument is not None and argument.type.kind == TypeKind.POINTER:
                 continue
             if argument is not None and self.is_here(argument) and self.span(argument) != self.span(cursor):

@@ -29,13 +29,13 @@ from images import IMAGES, Images
 from trial import Bench
 from visits import PROGRAMS, Visits, list_tests, recorded
 
-# What is tried unless all are: all that differ from the last release up to so many, and at least so many.
+# How many changes are tried without --all: those that differ from the last release, up to MOST and at least LEAST.
 MOST, LEAST = 150, 100
 SECONDS_BETWEEN_LINES = 20
 
 
 class Progress:
-    """A line now and then."""
+    """Prints a progress line from time to time."""
 
     def __init__(self):
         self.next = time.monotonic() + SECONDS_BETWEEN_LINES
@@ -59,7 +59,7 @@ def hash_of(*parts):
 # ---- all changes of src/ ----
 
 def changes_of_unit(root, path, arguments):
-    """The changes of a source and of the headers that only stand in one place in its syntax tree: (changes, uses)."""
+    """The changes of a source and of the headers that occur only once in its syntax tree: (changes, uses)."""
     unit = Index.create().parse(str(root / path), args=arguments)
     wrong = [str(message) for message in unit.diagnostics if message.severity >= 3]
     if wrong:
@@ -75,7 +75,7 @@ def changes_of_unit(root, path, arguments):
 
 
 class AllChanges:
-    """Every change, by its name, and what uses what."""
+    """Every change, by its name, and the uses of all names."""
 
     def __init__(self, root, images, workers):
         self.changes, self.uses = {}, {}
@@ -100,7 +100,7 @@ class AllChanges:
 
 
 def tests_of(change, everything, visits):
-    """The tests that run what is changed, each with the images."""
+    """The tests that run the changed lines, each with the images."""
     place = change.place
     for lines in (place.lines, place.owner_lines):
         if visits.has_code(change.path, lines) and place.is_function:
@@ -120,7 +120,7 @@ def git(root, *arguments):
 
 
 def changed_lines(root):
-    """The lines of src/ that differ from the newest tag, nothing without one."""
+    """The lines of src/ that differ from the newest tag; empty without a tag."""
     tag = git(root, "describe", "--tags", "--abbrev=0").strip()
     found, path = set(), None
     for line in git(root, "diff", "--unified=0", tag, "--", "src").splitlines() if tag else []:
@@ -133,7 +133,7 @@ def changed_lines(root):
 
 
 def spread(items, count):
-    """So many of the items, at even distances."""
+    """This many of the items, at even distances."""
     return items if len(items) <= count else [items[i * len(items) // count] for i in range(count)]
 
 
@@ -149,8 +149,8 @@ def short_choice(root, changes):
 # ---- what is known ----
 
 class Equivalent:
-    """The changes that nothing can notice: paragraphs of a line with the name of each, and indented lines with the
-    reason."""
+    """The changes that nothing can notice: paragraphs with a line for the name of each change, and indented lines with
+    the reason."""
 
     def __init__(self, path):
         self.names, self.wrong = [], []
@@ -165,8 +165,8 @@ class Equivalent:
 
 
 class TestStamps:
-    """What a result depends on: on all programs, when no test failed; otherwise on the source of the test that failed
-    and on the simulated machine."""
+    """The inputs that a result depends on: all programs, if no test failed; otherwise the source of the test that
+    failed, and the simulated machine."""
 
     def __init__(self, root, build, programs):
         self.all = hash_of(*((build / name).read_bytes() for name in programs))
@@ -183,7 +183,7 @@ class TestStamps:
 
 
 class Results:
-    """What came of each change: its source, what else it depends on, the result and the test that failed."""
+    """The result of each change: its source, the other inputs, the result and the test that failed."""
 
     def __init__(self, path, stamps):
         self.path, self.stamps = path, stamps
@@ -196,7 +196,7 @@ class Results:
         return known if known and known["key"] == key else None
 
     def holds(self, known, is_quick):
-        """Whether a trial would come to the same."""
+        """Whether another trial would have the same result."""
         if known["result"] == "not compiled":
             return True
         return known["tests"] == self.stamps.of(known["killer"]) and (known["result"] == "killed" or
@@ -243,7 +243,7 @@ class Run:
         return recorded(bench.folder, self.images.folder / "visits.json", stamps, self.workers, self.progress)
 
     def is_run(self, change):
-        """Whether an image has the changed function: some are the compiler's alone."""
+        """Whether an image contains the changed function: some functions are only evaluated by the compiler."""
         return not change.place.is_function or self.visits.has_code(change.path, change.place.owner_lines)
 
     def units_of(self, change):

@@ -1,4 +1,5 @@
-"""The images that note what runs: how they are compiled and linked, and which lines each block of their code is of."""
+"""The images that record which code runs: how they are compiled and linked, and which lines each block of their code
+belongs to."""
 
 import collections
 import json
@@ -11,14 +12,14 @@ import subprocess
 IMAGES = ["KeloCustomActionTests.so", "KeloCustomAction.so", "KeloCustomActionLibrary.so"]
 NOTING = re.compile(r"/kelo_noting_\w+\.dir/")
 
-# What `objdump --disassemble --line-numbers` shows: a function's begin, a line, and an instruction.
+# The output of `objdump --disassemble --line-numbers`: the beginning of a function, a line, and an instruction.
 FUNCTION = re.compile(r"^[0-9a-f]+ <(.+)>:$")
 LINE = re.compile(r"^(/.+):(\d+)(?: \(discriminator \d+\))?$")
 INSTRUCTION = re.compile(r"^ *([0-9a-f]+):\t(.*)$")
 
 
 class Unit:
-    """A source that is compiled, and the arguments for that without what they say of its place and its object's."""
+    """A compiled source, and its compiler arguments without the paths of the source and its object."""
 
     def __init__(self, root, entry):
         arguments = shlex.split(entry["command"])
@@ -28,7 +29,7 @@ class Unit:
         self.path = str(self.source.relative_to(root))
         kept = arguments[1:output] + arguments[output + 2:-2]
         self.compiler = arguments[0]
-        # A mutant may well deserve a warning.
+        # A mutant may cause warnings.
         self.arguments = [argument for argument in kept if not argument.startswith("-W")] + ["-w", "-g0"]
 
     def parser_arguments(self):
@@ -47,12 +48,12 @@ class Images:
         self.root, self.build = root, build
         self.folder = build / "mutants"
         entries = json.loads((build / "compile_commands.json").read_text())
-        # Such as the one source of the library's image.
+        # A unit outside src/ is, for example, the one source of the library's image.
         units = [Unit(root, entry) for entry in entries if NOTING.search(entry["command"])]
         self.units = {unit.path: unit for unit in units if unit.path.startswith("src/")}
         self.by_object = {unit.object: unit for unit in units}
         self.links = {image: self.link_command(image) for image in IMAGES}
-        self.defining = {}  # the first object of an image that defines a function
+        self.defining = {}  # by function: the first object of an image that defines it
         for image in IMAGES:
             self.defining[image] = self.functions_of([part for part in self.links[image] if part.endswith(".o")])
 
@@ -71,14 +72,15 @@ class Images:
         return defining
 
     def link(self, image, folder, replaced):
-        """The image in a folder, with other objects in place of some."""
+        """Links the image in a folder, with some objects replaced."""
         command = [str(replaced.get(part, part)) for part in self.links[image]]
         command[command.index("-o") + 1] = str(folder / image)
         command += ["-fuse-ld=lld", "-Wl,--strip-debug"]
         return subprocess.run(command, cwd=self.build, capture_output=True).returncode == 0
 
     def blocks(self, image):
-        """For each block of code, by the address that it notes: its lines, each with the function it is compiled in."""
+        """For each block of code, by the address that it records: its lines, each with the function that it is compiled
+        in."""
         shown = subprocess.run(["objdump", "--disassemble", "--line-numbers", "--no-show-raw-insn", "-j", ".text",
                                 self.folder / image], check=True, capture_output=True, text=True).stdout
         blocks = collections.defaultdict(set)
@@ -100,7 +102,7 @@ class Images:
         return blocks
 
     def units_of_header(self, path, functions):
-        """The units whose copies of a header's functions the images have; all that include it, when it has no code."""
+        """The units whose copies of a header's functions are in the images; all that include it, if it has no code."""
         objects = {self.defining[image][name] for image in IMAGES for name in functions if name in self.defining[image]}
         if objects:
             return [self.by_object[name] for name in sorted(objects)]

@@ -9,26 +9,26 @@ import subprocess
 from visits import PLAIN_RUNS
 
 FAILED = re.compile(r"^\[  FAILED  \] ([^ ,]+)", re.MULTILINE)
-# Seconds of tests that are run together: most changes fail the first, and what comes together starts once.
+# Seconds of tests in one run: most changes fail the first test, and tests that run together start only once.
 CHUNKS = [0.15, 0.5, 2, 8]
 COST_BY_DISTANCE = [0.1, 0.4, 1]
-# What a quick trial leaves out: tests over so many seconds, and all after so many seconds of tests.
+# A quick trial leaves out tests that take longer than LONG, and stops after QUICK seconds of tests.
 LONG, QUICK = 1.5, 4
-# The sweep's runs of the machines and actions that enter a function: so many of them.
+# How many of the sweep's runs are made, of the machines and actions that enter a function.
 SWEPT = 3
 SWEEPS = ["Machines/FaultSweep.EveryCallFailsOnce/", "Machines/FaultSweep.MemoryRunsOutOnce/"]
 MEMORY = 4 << 30
 
 
 def limit(seconds):
-    """What a test may take of the processor before it counts as hanging, and of the memory."""
+    """Limits a test's processor time, before it counts as hanging, and its memory."""
     resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds + 1))
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
 
 class Bench:
-    """A folder with the tests, and the images of one change after another beside them."""
+    """A folder with the tests and, beside them, the images of one change after another."""
 
     def __init__(self, images, visits, number):
         self.images, self.visits = images, visits
@@ -36,13 +36,13 @@ class Bench:
         shutil.rmtree(self.folder, ignore_errors=True)
         self.folder.mkdir()
         for name in ["unit_tests", "scenarios_tests", "faults_tests", "kelo-rehearse", "ending_program.so"]:
-            # Not symbolic links: the tests take the images that lie beside their file.
+            # Not symbolic links: the tests use the images beside their own file.
             os.link(images.build / name, self.folder / name)
         self.replaced = {}
         self.linked = set()
 
     def link(self, needed):
-        """Whether all images can be linked that tests need."""
+        """Whether all images that the tests need can be linked."""
         for image in sorted(needed - self.linked):
             (self.folder / image).unlink(missing_ok=True)
             if not self.images.link(image, self.folder, self.replaced):
@@ -51,7 +51,7 @@ class Bench:
         return True
 
     def compile(self, units, change):
-        """Whether a changed source compiles in all units that are of it."""
+        """Whether a changed source compiles in all its units."""
         source = (self.images.root / change.path).read_bytes()
         changed = self.folder / "changed" / change.path.removeprefix("src/")
         shutil.rmtree(self.folder / "changed", ignore_errors=True)
@@ -68,7 +68,7 @@ class Bench:
         return True
 
     def failing(self, program, names, seconds, environment=None):
-        """The test among those named that fails, None when none does."""
+        """The one of the named tests that fails, None if none does."""
         allowed = int(3 + 5 * seconds)
         try:
             run = subprocess.run([self.folder / program, "--gtest_brief=1", "--gtest_fail_fast",
@@ -80,12 +80,12 @@ class Bench:
         if run.returncode == 0:
             return None
         found = FAILED.search(run.stdout.decode(errors="replace"))
-        # One that dies does not tell which it was.
+        # A test program that dies does not report which test ran.
         return found[1] if found else names[0]
 
     def chunks(self, path, tests, first):
-        """The tests of a source, `first` first, then in the order of their cost, which counts less the nearer they are:
-        few at a time to begin with, and never of two programs."""
+        """The tests of a source: `first` first, then in the order of their cost, which counts less for tests nearer to
+        the source. A chunk is small at first, and never contains tests of two programs."""
         seconds = self.visits.seconds
         cost = {test: seconds[test] * COST_BY_DISTANCE[self.visits.distance(test, path)] for test in tests}
         sizes = list(CHUNKS)
@@ -101,7 +101,7 @@ class Bench:
             yield chunk, spent
 
     def killer(self, path, tests, first, budget):
-        """The test that fails, of those that run the changed lines, until the budget is spent."""
+        """The failing test among those that run the changed lines, until the budget is used up."""
         for chunk, seconds in self.chunks(path, tests, first):
             if budget < 0:
                 break
@@ -115,7 +115,7 @@ class Bench:
         return None
 
     def swept(self, change):
-        """The test of the sweep that fails, of those whose machines enter the changed function."""
+        """The sweep's failing test, among those whose machines enter the changed function."""
         plain = [(self.visits.seconds[test], test[1].removeprefix(PLAIN_RUNS), images) for test, images in
                  self.visits.of_lines(change.path, change.place.owner_lines).items() if test[0] == "faults_tests"]
         for seconds, name, images in sorted(plain, key=lambda run: run[:2])[:SWEPT]:

@@ -1,4 +1,4 @@
-"""Which tests run which lines of the program: each test is run once, alone, on images that note it."""
+"""Which tests run which lines of the program: each test is run once, alone, on images that record the lines."""
 
 import collections
 import concurrent.futures
@@ -10,7 +10,7 @@ import tempfile
 
 from images import IMAGES
 
-# The runs that the sweep of failures is made of, without failures.
+# The sweep's own runs, without failures.
 PLAIN_RUNS = "Machines/FaultSweep.EveryCallIsKnown/"
 PROGRAMS = {"unit_tests": "*", "scenarios_tests": "*", "faults_tests": PLAIN_RUNS + "*"}
 
@@ -25,7 +25,7 @@ def list_tests(program, pattern="*"):
 
 
 def visited(path):
-    """The addresses noted in an image's file."""
+    """The addresses recorded in an image's file."""
     data = path.read_bytes()
     found, at = [], data.find(b"\1")
     while at >= 0:
@@ -35,13 +35,13 @@ def visited(path):
 
 
 def record(folder, test):
-    """What a test runs of each image, and how long it takes."""
+    """Which code of each image a test runs, and how long the test takes."""
     program, name = test
     with tempfile.TemporaryDirectory(dir=folder) as notes:
         with tempfile.TemporaryFile(dir=folder) as output:
             run = subprocess.Popen([folder / program, "--gtest_brief=1", f"--gtest_filter={name}"], cwd=folder,
                                    env=os.environ | {"KELO_VISITS": notes}, stdout=output, stderr=output)
-            # The processor's time: others may keep it busy.
+            # Processor time, because other programs may keep the processor busy.
             _, status, used = os.wait4(run.pid, 0)
             run.returncode = os.waitstatus_to_exitcode(status)
             if run.returncode:
@@ -53,7 +53,7 @@ def record(folder, test):
 
 
 def recorded(folder, cache, stamps, workers, progress):
-    """All tests' records, from the cache where they are of these images and of the same test. `stamps`: what tells."""
+    """The records of all tests, from the cache if their stamps show that the images and the test are the same."""
     known = json.loads(cache.read_text()) if cache.exists() else {}
     sources = {(program, name): file for program, pattern in PROGRAMS.items()
                for name, file in list_tests(folder / program, pattern).items()}
@@ -70,18 +70,18 @@ def recorded(folder, cache, stamps, workers, progress):
 
 
 class Visits:
-    """The tests of each line."""
+    """The tests that run each line."""
 
     def __init__(self, images, records):
         self.seconds = {(one["program"], one["name"]): one["seconds"] for one in records}
         self.sources = {(one["program"], one["name"]): pathlib.PurePath(one["source"]) for one in records}
         blocks = {image: images.blocks(image) for image in IMAGES}
-        self.functions = collections.defaultdict(set)  # what a line is compiled in
+        self.functions = collections.defaultdict(set)  # by line: the functions that it is compiled in
         for of_image in blocks.values():
             for lines in of_image.values():
                 for path, number, function in lines:
                     self.functions[path, number].add(function)
-        self.by_line = collections.defaultdict(dict)  # the images through which each test runs it
+        self.by_line = collections.defaultdict(dict)  # by line: the images through which each test runs it
         for one in records:
             for image, addresses in one["noted"].items():
                 for address in addresses:
@@ -97,7 +97,7 @@ class Visits:
         return found
 
     def distance(self, test, path):
-        """How far a test's source is from one of the program: 0 when it is its own, 1 in the same folder."""
+        """The distance of a test's source from one of the program: 0 for its own test, 1 in the same folder."""
         source, tested = self.sources[test], pathlib.PurePath(path)
         if source.parent.name != tested.parent.name:
             return 2

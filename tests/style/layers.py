@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """Checks the arrows between the rooms of the project: which folder may include files of which others. A new arrow is a
-decision: it stands here, and in the picture of docs/architecture.md."""
+decision: it needs an entry here and in the picture of docs/architecture.md."""
 
 import pathlib
 import re
@@ -8,16 +8,16 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
-# Each folder, and the folders that it may include besides itself. src/ and winsim/ are in layers: all below a layer are
-# allowed, none above or beside it.
+# Each folder, and the folders that it may include besides itself. src/ and winsim/ have layers: a folder may include
+# all layers below its own, and none above or beside it.
 SRC_LAYERS = [["src/windows"], ["src/log"], ["src/platform"],
               ["src/tss", "src/service", "src/smartcard", "src/providers", "src/tpm", "src/enroll", "src/messages"],
               ["src/entry"]]
 WINSIM_LAYERS = [["winsim/include"], ["winsim/base"], ["winsim/machine"], ["winsim/process"], ["winsim/api"], ["winsim/crt"]]
 
 ALLOWED = {
-    # What is known of this product, for those who run it or look at its runs: nothing of the simulated Windows includes
-    # it. It hands its rules to the program that it has run.
+    # Knowledge about this product, for the tools that run it or examine its runs. Nothing of the simulated Windows
+    # includes it; it passes its rules to the simulated program instead.
     "winsim/toolkit": ["winsim/base", "winsim/machine", "winsim/process"],
     # Makes a table of winsim/base, on Windows, and the schema of machine descriptions.
     "winsim/tools": ["winsim/base", "winsim/machine"],
@@ -25,7 +25,7 @@ ALLOWED = {
     "report": ["catalogue", "winsim/base", "winsim/machine", "winsim/process", "winsim/toolkit"],
     "rehearse": ["report", "winsim/process", "winsim/toolkit"],
     "explain": ["report", "catalogue", "winsim/base", "winsim/process", "winsim/toolkit"],
-    # Linked into the images below src/, which knows nothing of it.
+    # Linked into the images below src/, which does not know of it.
     "image": [],
     "packaging": [],
     "bench": ["src/log", "explain", "winsim/toolkit"],
@@ -49,7 +49,7 @@ def room_of(path):
 
 
 def included(source, name):
-    """The file that an include means: beside the source, or below one of the folders that compilers are given."""
+    """The file that an include refers to: beside the source, or below one of the compiler's include folders."""
     for folder in (source.parent, ROOT, ROOT / "src", ROOT / "winsim/include", ROOT / "packaging"):
         if (folder / name).is_file():
             return (folder / name).relative_to(ROOT)

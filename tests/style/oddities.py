@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Checks the table of docs/architecture.md against the sources: it names each file that marks required behaviour which
-looks wrong ("Required:"), and no other."""
+"""Checks the table of docs/architecture.md against the sources: it names exactly the files with required behaviour that
+looks wrong ("Required:")."""
 
 import pathlib
 import re
@@ -18,7 +18,7 @@ def marked():
 
 
 def named():
-    """The files of the table's first cells; `.h` alone is the header of the file before it."""
+    """The files in the table's first cells; `.h` alone is the header of the file before it."""
     _, _, table = DOCUMENT.read_text(encoding="utf-8").partition(HEADING)
     for row in re.findall(r"^\|([^|]*)\|", table, re.M):
         previous = ""

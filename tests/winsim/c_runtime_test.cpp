@@ -12,7 +12,7 @@ namespace
 
 constexpr std::size_t kRoom = 32;
 
-// What formatting with room for `count` characters left in a buffer of dots, after the result.
+// The result of formatting with room for `count` characters, and then the buffer, which was filled with dots before.
 std::string Formatted(std::size_t count, const char* format, ...)
 {
     char buffer[kRoom];

@@ -34,7 +34,7 @@ bool Exists(const std::string& path)
     return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// The last error of a call that is to fail; 0 for one that succeeds.
+// The last error of a call that should fail; 0 if it succeeds.
 template <typename Call>
 DWORD ErrorOf(Call call)
 {

@@ -47,7 +47,7 @@ TEST(SHGetFolderPathA, RefusesAnUnknownFolder)
     EXPECT_EQ(Shown(wide), "");
 }
 
-// Moves the directory of a folder away, and back when the test is over.
+// Moves a folder's directory away, and back at the end of the test.
 class GoneFolder
 {
 public:

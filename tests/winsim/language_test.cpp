@@ -1,4 +1,4 @@
-// Proves that what is known about a language, and in which language a user reads, behave as Windows documents it.
+// Proves that information about a language and the language of the user interface behave as Windows documents them.
 #include "tests/winsim/support.h"
 #include "winsim/machine/language_table.h"
 
@@ -13,7 +13,7 @@ constexpr LCID Locale(LANGID language)
     return MAKELCID(language, SORT_DEFAULT);
 }
 
-// What is known, in a buffer of `size` characters; "(error)" and the last error when the call fails.
+// The information, read into a buffer of `size` characters; "(error)" and the last error if the call fails.
 std::string Known(LANGID language, LCTYPE kind, int size)
 {
     char text[16] = {};
@@ -46,7 +46,7 @@ TEST(GetLocaleInfo, KnowsNoOtherLanguage)
     std::set<unsigned> known;
     for (const winsim::Language& language : winsim::kLanguages)
         known.insert(language.id);
-    // What stands for the user's language or the system's.
+    // Placeholders for the user's language or the system's.
     for (const unsigned id : {0x0000, 0x0400, 0x0800, 0x0C00, 0x1000, 0x1400})
         known.insert(id);
     for (unsigned id = 0; id <= 0xFFFF; ++id)

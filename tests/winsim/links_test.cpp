@@ -1,5 +1,5 @@
 // Proves which calls follow links and which take the link itself, and that names of one file are one file. The links
-// are the machine description's.
+// come from the machine description.
 #include "tests/winsim/support.h"
 
 #include <aclapi.h>
@@ -41,7 +41,7 @@ DWORD ErrorOf(Call call)
     return call() ? ERROR_SUCCESS : GetLastError();
 }
 
-// What is told of an opened file: its attributes, or the error of opening it in `error`.
+// Information about an opened file, or the error of opening it in `error`.
 struct Told
 {
     DWORD error = ERROR_SUCCESS;

@@ -1,4 +1,5 @@
-// Proves that open handles of files and directories let and keep others as Windows documents it, and what they tell.
+// Proves that open handles of files and directories permit and prevent others as Windows documents it, and the
+// information that they return.
 #include "tests/winsim/support.h"
 
 #include <aclapi.h>

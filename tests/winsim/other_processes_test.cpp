@@ -2,7 +2,7 @@
 // machine.json, for the simulated machine and for Wine.
 #include "tests/winsim/support.h"
 
-// The functions of psapi.dll, as the program asks for them.
+// The functions of psapi.dll, looked up as the program does.
 #define PSAPI_VERSION 1
 #include <psapi.h>
 #include <share.h>
@@ -21,7 +21,7 @@ constexpr wchar_t kByArguments[] = L"C:\\Standins\\two words\\by arguments.exe";
 
 constexpr DWORD kLongMs = 30000;
 
-// A process that was started, or the error of the attempt.
+// A started process, or the error of starting it.
 class Child
 {
 public:
@@ -37,7 +37,7 @@ public:
     {
         if (m_error != 0)
             return;
-        // Ends what is still running.
+        // Ends the process if it is still running.
         TerminateProcess(m_process.hProcess, 0);
         EXPECT_TRUE(CloseHandle(m_process.hProcess));
         EXPECT_TRUE(CloseHandle(m_process.hThread));
@@ -60,7 +60,7 @@ private:
     DWORD m_error = 0;
 };
 
-// Runs a command line without naming the program apart from it. Returns its exit code.
+// Runs a command line without a separate program name. Returns its exit code.
 DWORD ExitCodeOf(const std::wstring& commandLine)
 {
     const Child child{nullptr, commandLine};
@@ -69,13 +69,13 @@ DWORD ExitCodeOf(const std::wstring& commandLine)
     return child.ExitCode();
 }
 
-// The error of starting a command line likewise.
+// The error of starting a command line without a separate program name.
 DWORD StartError(const std::wstring& commandLine)
 {
     return Child{nullptr, commandLine}.Error();
 }
 
-// A handle to a process with some rights, closed in the end.
+// A handle to a process with some rights, closed by the destructor.
 class OpenedProcess
 {
 public:
@@ -117,7 +117,7 @@ bool IsListed(DWORD id)
     return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
 
-// The first module of a process. A new process has none for a moment.
+// The first module of a process. For a moment, a new process has none.
 HMODULE FirstModule(HANDLE process)
 {
     HMODULE module = nullptr;
@@ -157,7 +157,7 @@ TEST(CreateProcessW, AppendsTheExtensionToANameWithoutOne)
     EXPECT_EQ(ExitCodeOf(L"C:\\Standins\\seven /V"), 7u);
 }
 
-// The current folder is Windows' system folder, which lies two below the drive.
+// The current folder is Windows' system folder, two levels below the drive's root.
 TEST(CreateProcessW, TakesANameWithoutAFullPathFromTheCurrentFolderOrDrive)
 {
     for (const wchar_t* line : {L"\\Standins\\seven.exe", L"\\Standins\\seven /V", L"..\\..\\Standins\\seven.exe",

@@ -10,7 +10,7 @@
 namespace
 {
 
-// The words of a command line behind the program's name, in the Shown form with a bar between them.
+// The words of a command line after the program's name, in the Shown form and separated by bars.
 std::string Words(const wchar_t* line, int first)
 {
     int count = 0;
@@ -73,7 +73,7 @@ TEST(CommandLineToArgvW, TakesTheProgramsNameLiterally)
         {L"p", "p"},
         {L"C:\\x\\p.exe a", "C:\\x\\p.exe|a"},
         {L"\"C:\\x y\\p.exe\" a", "C:\\x y\\p.exe|a"},
-        {L"\"C:\\x y\\\" a", "C:\\x y\\|a"}, // a backslash means nothing here
+        {L"\"C:\\x y\\\" a", "C:\\x y\\|a"}, // a backslash has no special meaning here
         {L"\"C:\\x y", "C:\\x y"},
         {L"\"\" a", "|a"},
         {L" a b", "|a|b"},

@@ -33,7 +33,7 @@ private:
     HKEY m_key = nullptr;
 };
 
-// What a query gave. The buffer is filled with dots beforehand.
+// The result of a query. The buffer is filled with dots before.
 struct Queried
 {
     LSTATUS status = 0;
@@ -155,8 +155,8 @@ TEST(RegQueryValueExA, GivesBackWhatWasSet)
         {REG_BINARY, std::string("\0\xFF\x80", 3)},
         {REG_NONE, std::string("xyz")},
         {REG_BINARY, std::string()},
-        {REG_DWORD, std::string("\x01\x02", 2)}, // nobody checks the size
-        {200, std::string("abc")},               // nor the type
+        {REG_DWORD, std::string("\x01\x02", 2)}, // the size is not checked
+        {200, std::string("abc")},               // nor is the type
     };
     const TestKey key;
     for (const auto& [type, bytes] : cases)

@@ -13,7 +13,7 @@ from setup import programs
 from setup.provision import provision
 from wine.prefix import Prefix
 
-# The areas that a Wine machine has to be given; Wine and the build have the rest.
+# The areas that a Wine machine must be given; Wine and the build provide the rest.
 SET_UP = ("environment", "services", "programs")
 TIMES = ("runMs", "neverEnds")  # set up here
 SECONDS = 240
@@ -21,7 +21,7 @@ LINKED = "C:\\Linked\\"
 
 
 def make_links(prefix, files):
-    """Makes the linked files of a description, and the files that they lead to."""
+    """Creates the linked files of a description, and the files that they lead to."""
     for path, file in sorted(files.items(), key=lambda item: "hardLinkTo" in item[1]):
         if not path.startswith(LINKED):
             continue

@@ -35,7 +35,7 @@ std::vector<BYTE> BytesOf(const void* memory, std::size_t size)
 const std::vector<BYTE> kUsers = {1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x21, 2, 0, 0};
 const std::vector<BYTE> kAdministrators = {1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x20, 2, 0, 0};
 
-// Users read, administrators do all.
+// Users may read, administrators may do everything.
 class AccessLists : public testing::Test
 {
 protected:
@@ -351,7 +351,7 @@ PSID SidOf(const Entry& entry)
     return sid;
 }
 
-// Gives an object a list of the entries.
+// Gives an object an access list with these entries.
 void SetEntries(std::wstring name, SE_OBJECT_TYPE type, const std::vector<Entry>& entries, SECURITY_INFORMATION how)
 {
     std::vector<EXPLICIT_ACCESS_W> list;
@@ -397,7 +397,7 @@ std::vector<Entry> EntriesOf(const std::wstring& name, SE_OBJECT_TYPE type)
     return entries;
 }
 
-// A directory and a key that hand the entries down.
+// A directory and a key whose entries are inherited.
 std::wstring OpenDirectory()
 {
     const std::wstring path = WideDirectory();
@@ -418,7 +418,7 @@ const std::vector<Entry> kInheritedByFile = {
     {5, 19, INHERITED_ACE, 0x120089}, {5, 544, INHERITED_ACE, 0x120116},
 };
 
-// What a container gets of the entries, where GENERIC_ALL, GENERIC_READ and GENERIC_WRITE stand for these rights.
+// The entries that a container inherits, where GENERIC_ALL, GENERIC_READ and GENERIC_WRITE are mapped to these rights.
 std::vector<Entry> InheritedByContainer(DWORD all, DWORD read, DWORD write)
 {
     return {
@@ -448,7 +448,7 @@ TEST(Inheritance, ANewDirectoryGetsWhatItsDirectoryHandsToDirectoriesAndHandsItO
     MakeDirectory(top + L"\\one\\two");
     std::vector<Entry> expected = InheritedByContainer(0x1F01FF, 0x120089, 0x120116);
     EXPECT_EQ(EntriesOf(top + L"\\one", SE_FILE_OBJECT), expected);
-    std::erase(expected, Entry{5, 19, INHERITED_ACE, 0x120089}); // goes no further
+    std::erase(expected, Entry{5, 19, INHERITED_ACE, 0x120089}); // not passed on further
     EXPECT_EQ(EntriesOf(top + L"\\one\\two", SE_FILE_OBJECT), expected);
 }
 
@@ -501,7 +501,7 @@ TEST(Inheritance, AListThatIsSetAsItWasReadStaysTheSame)
     setAsRead(0);
     EXPECT_EQ(EntriesOf(file, SE_FILE_OBJECT), kInheritedByFile);
 
-    // In a protected list they are the file's own.
+    // In a protected list, the entries are the file's own.
     setAsRead(PROTECTED_DACL_SECURITY_INFORMATION);
     std::vector<Entry> own = kInheritedByFile;
     for (Entry& entry : own)

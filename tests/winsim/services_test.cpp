@@ -15,7 +15,7 @@ constexpr DWORD kDelete = 0x10000;
 constexpr DWORD kPollMs = 20;
 constexpr int kMostPolls = 500;
 
-// A service, open with some rights, and the manager that it was opened through.
+// A service opened with some rights, and the manager that it was opened through.
 class OpenService
 {
 public:
@@ -45,7 +45,7 @@ private:
     DWORD m_error;
 };
 
-// What became of a call: 0, or the error.
+// The result of a call: 0, or the error.
 DWORD ErrorOf(BOOL succeeded)
 {
     return succeeded ? 0 : GetLastError();
@@ -87,13 +87,13 @@ DWORD Start(SC_HANDLE service)
     return ErrorOf(StartServiceW(service, 0, nullptr));
 }
 
-// Sends the stop control. `status` is what the call fills in.
+// Sends the stop control. The call fills in `status`.
 DWORD Stop(SC_HANDLE service, SERVICE_STATUS& status)
 {
     return ErrorOf(ControlService(service, SERVICE_CONTROL_STOP, &status));
 }
 
-// A status as no service has it, to tell whether a call filled it in.
+// A status that no service has, to show whether a call filled it in.
 SERVICE_STATUS UntouchedStatus()
 {
     SERVICE_STATUS status;
@@ -391,7 +391,7 @@ TEST(ControlService, TellsTheStateThatTheServiceAnswersWith)
     EXPECT_EQ(Stop(service.Get(), status), static_cast<DWORD>(ERROR_SERVICE_NOT_ACTIVE));
 }
 
-// The configuration of a service, in a buffer of the size that the call asks for.
+// The configuration of a service, in a buffer of the size that the call requires.
 class Configuration
 {
 public:
@@ -415,7 +415,7 @@ private:
     std::vector<BYTE> m_buffer;
 };
 
-// What a call with a buffer of a size says.
+// The error of a call with a buffer of this size.
 DWORD QueryConfigurationError(SC_HANDLE service, DWORD size, DWORD& needed)
 {
     std::vector<BYTE> buffer(size);
@@ -423,7 +423,7 @@ DWORD QueryConfigurationError(SC_HANDLE service, DWORD size, DWORD& needed)
         QueryServiceConfigW(service, reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data()), size, &needed));
 }
 
-// Gives a service a start type and texts; null leaves one as it is.
+// Gives a service a start type and texts; null leaves a text unchanged.
 DWORD Change(SC_HANDLE service, DWORD startType, const wchar_t* binaryPath, const wchar_t* group,
              const wchar_t* dependencies)
 {
@@ -573,7 +573,7 @@ TEST(DeleteService, TakesAServiceAwayThatStopsWhenNobodyHasItOpen)
         EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_STOP_PENDING));
     }
     EXPECT_EQ(OpenError(L"KeloFading"), 0u);
-    // Looking at it would hold it open.
+    // A look at the service would open it and so keep it, so wait instead.
     Sleep(2000);
     EXPECT_EQ(OpenError(L"KeloFading"), static_cast<DWORD>(ERROR_SERVICE_DOES_NOT_EXIST));
 }

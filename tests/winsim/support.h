@@ -1,8 +1,8 @@
-// What the conformance tests share. They are ordinary Windows code: the same sources run against the simulated machine
+// Shared by the conformance tests. They are ordinary Windows code: the same sources run against the simulated machine
 // and, compiled for Windows, against Wine or Windows itself.
 //
-// The test framework may have been made for wider wide characters than these sources have: a test hands it no wide
-// text, but the Shown form of one.
+// The test framework may have been built for wider wide characters than these sources use, so a test passes it no wide
+// text, but the text's Shown form.
 #pragma once
 
 #include <windows.h>
@@ -16,17 +16,17 @@
 // reason: if (IsOnWine()) GTEST_SKIP() << "...";
 bool IsOnWine();
 
-// Says that a test uses handles wrongly on purpose. The simulated machine, which fails a test that does so, then fails
-// it if it does not.
+// Declares that a test misuses handles on purpose. The simulated machine normally fails such a test; after this call,
+// it fails a test that does not misuse any.
 void MisusesHandles();
 
 // UTF-16 as narrow text: ASCII as it is, everything else as <XXXX>.
 std::string Shown(const wchar_t* text);
 std::string Shown(const wchar_t* text, std::size_t length);
 
-// Bytes likewise, as <XX>.
+// Bytes as narrow text in the same way, as <XX>.
 std::string Shown(const std::string& bytes);
 
-// A registry key below HKEY_LOCAL_MACHINE and a directory that belong to the running test alone. Both are new.
+// A registry key below HKEY_LOCAL_MACHINE and a directory that belong only to the running test. Both are new.
 std::string TestKeyName();
 std::string TestDirectory();

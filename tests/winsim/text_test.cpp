@@ -9,7 +9,7 @@ namespace
 constexpr UINT kWestern = 1252;
 constexpr UINT kJapanese = 932;
 
-// The UTF-16 that bytes become, in the Shown form.
+// The UTF-16 form of bytes, in the Shown form.
 std::string Widened(UINT codePage, const std::string& bytes)
 {
     wchar_t wide[64] = {};
@@ -17,7 +17,7 @@ std::string Widened(UINT codePage, const std::string& bytes)
     return Shown(wide, static_cast<std::size_t>(length));
 }
 
-// The bytes that UTF-16 becomes, in the Shown form.
+// The bytes of UTF-16 text, in the Shown form.
 std::string Narrowed(UINT codePage, const wchar_t* text, BOOL* usedDefault = nullptr)
 {
     char bytes[64] = {};
@@ -132,8 +132,8 @@ TEST(MultiByteToWideChar, ReplacesEachPieceThatIsNoUtf8)
         {"\xF0\x9Fzz", "<FFFD>zz"},
         {"\xF0\x9F\x98\xE2\x82\xAC", "<FFFD><20AC>"},
         {"\xED\xA0\x80", "<FFFD><FFFD>"},           // a surrogate
-        {"\xC0\x80", "<FFFD><FFFD>"},               // longer than need be
-        {"\xE0\x80\x80", "<FFFD><FFFD>"},           // longer than need be
+        {"\xC0\x80", "<FFFD><FFFD>"},               // longer than necessary
+        {"\xE0\x80\x80", "<FFFD><FFFD>"},           // longer than necessary
         {"\xF4\x90\x80\x80", "<FFFD><FFFD><FFFD>"}, // beyond the last character
         {"\xFF\xFE", "<FFFD><FFFD>"},
         {"\xE2\x28\xA1", "<FFFD>(<FFFD>"},

@@ -1,5 +1,5 @@
-// Proves that the calls about Windows' version and the kind of process behave as Windows documents them. The version
-// itself is the machine's own: expectations are relative to what GetVersionExA says.
+// Proves that the calls about Windows' version and the kind of process behave as Windows documents them. Each machine
+// has its own version: expectations are relative to GetVersionExA's answer.
 #include "tests/winsim/support.h"
 
 #include <utility>
@@ -15,7 +15,7 @@ OSVERSIONINFOA Version()
     return version;
 }
 
-// The documented layout of a condition mask, without what the system adds at its top.
+// The documented layout of a condition mask, without the bit that the system adds at its top.
 ULONGLONG Conditions(ULONGLONG mask)
 {
     return mask & ~(ULONGLONG{1} << 63);
@@ -141,7 +141,7 @@ TEST(VerifyVersionInfoW, KnowsTheOtherConditions)
     struct Case
     {
         BYTE condition;
-        bool atOlder; // what holds when an older, the same and a newer major version is wanted
+        bool atOlder; // whether it holds when an older, the same and a newer major version is wanted
         bool atSame;
         bool atNewer;
     };

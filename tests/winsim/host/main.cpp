@@ -1,4 +1,4 @@
-// Runs the conformance tests against the simulated machine: each test in a process of its own on a fresh one.
+// Runs the conformance tests against the simulated machine: each test in its own process on a fresh machine.
 #include "winsim/base/text.h"
 #include "winsim/process/program.h"
 #include "winsim/process/simulation.h"
@@ -26,7 +26,7 @@ bool MeansToMisuseHandles(const testing::TestResult& result)
     return false;
 }
 
-// Starts the simulated process before a test and looks at its handles after it.
+// Starts the simulated process before a test and checks its handles after it.
 class FreshMachine : public testing::EmptyTestEventListener
 {
 public:

@@ -1,6 +1,6 @@
 // The narrow streams of the standard library, which a module of conformance tests shares with the test framework. A
-// simulated program makes its own copies of the library's templates, but a stream finds the parts of its locale by
-// objects that must exist once.
+// simulated program makes its own copies of the library's templates, but a stream finds the parts of its locale through
+// objects that must exist only once.
 #pragma once
 
 #include <locale>
