@@ -1,12 +1,12 @@
-// The line that the log is measured with, and the bare way to write it.
+// The log line that is measured, and the bare way to write it.
 #pragma once
 
 #include <cstdio>
 
 inline constexpr char kLineArgument[] = "/TSS_VENDOR=KELO";
 
-// The least that a line costs: formatted into a buffer, handed to the stream, flushed. Takes its time, zone and thread
-// as given.
+// The minimum cost of a line: it is formatted into a buffer, passed to the stream and flushed. Its time, zone and
+// thread are constants.
 inline void WriteBareLine(std::FILE* file, int index)
 {
     static char line[512];

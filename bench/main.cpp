@@ -1,6 +1,6 @@
-// kelo-bench: measures what the program and the simulated machine cost, each against a floor measured in the same run.
-// Writes a line for each ratio, its parts with tabs between them: what is measured, the floor, the median time of each
-// in nanoseconds, and the limit of their ratio or "-".
+// kelo-bench: measures the cost of the program and the simulated machine, each against a floor measured in the same
+// run. Writes a line for each ratio, with tabs between its parts: the measured thing, the floor, the median time of
+// each in nanoseconds, and the limit of their ratio or "-".
 #include "explain/find_cause.h"
 #include "winsim/toolkit/program_image.h"
 
@@ -27,7 +27,7 @@ winsim::RunOptions WithoutRecording()
 
 // ---- What is measured ----------------------------------------------------------------------------------------------
 
-// kLinesPerRun lines written inside one simulated process, which takes the time itself.
+// kLinesPerRun lines written inside one simulated process, which measures the time itself.
 void MeasureLines(benchmark::State& state, const char* call)
 {
     const winsim::Program image = winsim::ImageBeside("KeloBench.so");
@@ -63,7 +63,7 @@ void MeasureRehearsal(benchmark::State& state, const winsim::Json& description,
         benchmark::DoNotOptimize(image.Run(machine, run));
 }
 
-// The same from the description's text on, as a machine of many is rehearsed.
+// A rehearsal that begins with the text of its description, as when many machines are rehearsed.
 void MeasureOneOfMany(benchmark::State& state, const std::string& text)
 {
     const winsim::Program image = winsim::ImageBeside("KeloCustomAction.so");
@@ -78,12 +78,12 @@ void MeasureOneOfMany(benchmark::State& state, const std::string& text)
 constexpr int kFew = 100;
 constexpr int kMany = 1000;
 
-// A part of a machine, or of the command line, of which there can be many.
+// A part of a machine, or of the command line, that can occur many times.
 struct Growing
 {
     const char* name;
     winsim::Json (*describe)(int count);
-    int arguments; // options for each of the count
+    int arguments; // options for each element
 };
 
 winsim::Json Described(const char* area, const char* prefix, int count, const winsim::Json& one)
@@ -135,7 +135,7 @@ std::vector<std::string> SetupWithArguments(int count)
 
 // ---- The table -----------------------------------------------------------------------------------------------------
 
-// The median of the repetitions of each benchmark, in nanoseconds of the processor.
+// The median of each benchmark's repetitions, in nanoseconds of processor time.
 class Medians : public benchmark::BenchmarkReporter
 {
 public:
@@ -188,7 +188,7 @@ std::vector<Row> Rows(const Medians& runs)
         const double few = runs.Of(GrowthName(growing, kFew));
         const double many = runs.Of(GrowthName(growing, kMany));
         rows.push_back({fmt::format("/Setup with {} {}", kMany, growing.name), "/Setup", many, setup, std::nullopt});
-        // Ten times as many cost ten times as much.
+        // Ten times as many elements cost ten times as much.
         rows.push_back({fmt::format("{} more {}", kMany - kFew, growing.name), fmt::format("the first {}", kFew),
                         many - few, few - setup, std::nullopt});
     }
@@ -206,7 +206,7 @@ void Print(const std::vector<Row>& rows)
 
 // ---- Causes of logs ------------------------------------------------------------------------------------------------
 
-// How many calls could have failed as a log is, over the single failures of every described machine.
+// How many calls could have failed to give the same log, over the single failures of every described machine.
 CauseFigures MeasureCauses()
 {
     const std::vector<std::vector<std::string>> commandLines = {
@@ -233,7 +233,7 @@ void Print(const CauseFigures& figures)
 
 int main(int argc, char** argv)
 {
-    // Many short repetitions of all benchmarks in turn; more options may follow.
+    // Many short repetitions, with all benchmarks in turn. Further options may follow.
     std::vector<std::string> words{argv[0], "--benchmark_repetitions=31", "--benchmark_min_time=0.005",
                                    "--benchmark_enable_random_interleaving=true"};
     words.insert(words.end(), argv + 1, argv + argc);

@@ -48,7 +48,7 @@ class Row(typing.NamedTuple):
 
 
 class Cost(typing.NamedTuple):
-    """What a run of a program cost from its start to its exit."""
+    """The cost of a program's run from its start to its exit."""
 
     wall: float  # ms
     processor: float  # ms
@@ -59,13 +59,13 @@ def cost(prefix, *command):
     with prefix.started(*command) as process:
         _, _, used = os.wait4(process.pid, 0)
         wall = time.monotonic() - begin
-        process.returncode = 0  # it was waited for
+        process.returncode = 0  # it was already waited for
     return Cost(wall * 1000, (used.ru_utime + used.ru_stime) * 1000)
 
 
 def most_memory(prefix, *command):
-    """The most memory that a run of a program had at a time, in MB. Looked at all the time: what Linux tells at the end has
-    the memory of who started the program in it."""
+    """The peak memory of a program's run, in MB. Polled during the run, because Linux's figure at the end includes the
+    memory of the process that started the program."""
     most = 0
     with prefix.started(*command) as process:
         status = pathlib.Path(f"/proc/{process.pid}/status")
@@ -80,7 +80,7 @@ def median(costs):
 
 
 def start_to_exit(rounds):
-    """The program's shortest run against programs that do nothing."""
+    """The program's shortest run compared with programs that do nothing."""
     with Machine(DEFAULT_MACHINE) as machine:
         commands = {"empty": [EMPTY], "folder": [FOLDER], "commit": [machine.program, "/Commit"]}
         costs = {name: [] for name in commands}
@@ -89,7 +89,7 @@ def start_to_exit(rounds):
         for i in range(rounds + 1):
             for name, command in commands.items():
                 measured = cost(machine.prefix, *command)
-                if i > 0:  # the first of each warms up
+                if i > 0:  # the first round warms up
                     costs[name].append(measured)
     empty, folder, commit = (median(costs[name]) for name in ("empty", "folder", "commit"))
     asks = "a program that asks where the log belongs"
@@ -104,7 +104,7 @@ def start_to_exit(rounds):
 
 
 def setup_and_removal(rounds, empty):
-    """Runs that wait: a set-up, and the removal of what it left."""
+    """Runs that wait: a set-up, and the removal of its installation."""
     actions = ("/Setup", "/Uninstall")
     walls = {action: [] for action in actions}
     for _ in range(rounds):
@@ -119,7 +119,7 @@ def setup_and_removal(rounds, empty):
 
 
 def calls():
-    """How many calls of Windows an action makes, and how many are left when each is counted once."""
+    """How many Windows calls an action makes, and how many are left if equal calls are counted once."""
     for action in ("/Setup", "/Commit", "/Uninstall"):
         made = report_of(DEFAULT_MACHINE, "--", action)["calls"]
         different = {re.sub(r"#\d+", "", str([call["call"], call["in"], call["result"]])) for call in made}
@@ -133,7 +133,7 @@ def sizes():
 
 
 def rows_of(output):
-    """The rows that a benchmark wrote, in nanoseconds, a line each."""
+    """The rows that a benchmark wrote in nanoseconds, one a line."""
     for line in output.splitlines():
         name, floor_name, value, floor, limit = line.split("\t")
         is_time = not name.startswith("calls")

@@ -1,4 +1,5 @@
-// The texts of src/enroll: the auto-enrollment tasks. Several of them name another operation than their own.
+// The texts of src/enroll: the auto-enrollment tasks. Several of them name another operation than the one that logs
+// them.
 #include "catalogue/texts.h"
 
 namespace catalogue

@@ -26,7 +26,7 @@ std::pair<char, std::size_t> ConversionAt(std::string_view format, std::size_t a
     return {format[at], at + 1};
 }
 
-// Ends of lines, and blanks that do not survive a mail.
+// Ends of lines, and blanks that may be lost in a mail.
 std::string_view WithoutEnd(std::string_view text)
 {
     return text.substr(0, text.find_last_not_of(" \r\n") + 1);
@@ -69,7 +69,7 @@ bool IsDigit(char c, bool isHex)
     return (c >= '0' && c <= '9') || (isHex && ((c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F')));
 }
 
-// How long the number at a place is; 0 for none.
+// The length of the number at a place; 0 if there is none.
 std::size_t NumberLength(std::string_view message, std::size_t at, bool isHex)
 {
     std::size_t end = at;
@@ -82,7 +82,7 @@ std::size_t NumberLength(std::string_view message, std::size_t at, bool isHex)
     return end == digits || end - digits > most ? 0 : end - at;
 }
 
-// Where a chunk that begins at a place ends, with its numbers in `numbers`; nothing when it does not fit there.
+// The end of a chunk that begins at a place, with its numbers in `numbers`; nothing if the chunk does not fit there.
 std::optional<std::size_t> EndOfChunk(const std::vector<Pattern::Piece>& chunk, std::string_view message,
                                       std::size_t at, std::vector<std::string>& numbers)
 {
@@ -115,7 +115,7 @@ struct Place
     std::size_t end;
 };
 
-// The first place from `at` on where a chunk fits, and the message's end after the last one.
+// The first place from `at` on where a chunk fits. The last chunk has to end at the message's end.
 std::optional<Place> FindChunk(const std::vector<Pattern::Piece>& chunk, bool isLast, std::string_view message,
                                std::size_t at, std::vector<std::string>& numbers)
 {
@@ -130,8 +130,9 @@ std::optional<Place> FindChunk(const std::vector<Pattern::Piece>& chunk, bool is
     return std::nullopt;
 }
 
-// The values of a message that a pattern fits. The first chunk stands at the beginning, the last at the end, and each
-// between them at the first place where it fits: what comes later fits there too if it fits anywhere.
+// The values of a message that matches a pattern. The first chunk must be at the beginning and the last at the end.
+// Each chunk between them is taken at the first place where it fits: if the chunks after it fit at all, they also fit
+// after that place.
 std::optional<std::vector<std::string>> Fit(const Pattern& pattern, std::string_view message)
 {
     std::vector<std::string> values;
@@ -157,7 +158,7 @@ std::optional<std::vector<std::string>> Fit(const Pattern& pattern, std::string_
     return values;
 }
 
-// The same of a message that is cut: it ends within the pattern's first literal text, or anywhere after it.
+// The same for a message that is cut off: it ends within the pattern's first literal text, or anywhere after it.
 std::optional<std::vector<std::string>> FitCut(const Pattern& pattern, std::string_view message)
 {
     if (pattern.prefixLength == 0)

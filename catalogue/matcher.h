@@ -12,7 +12,7 @@
 namespace catalogue
 {
 
-// A text, taken apart at its %s and %S: between two of these stands a chunk of literal text and numbers.
+// A text, split at its %s and %S: between two of them is a chunk of literal text and numbers.
 struct Pattern
 {
     struct Piece
@@ -30,7 +30,7 @@ struct Pattern
 struct Match
 {
     const Text* text = nullptr;
-    std::vector<std::string> values; // one for each placeholder; fewer of a line that is cut
+    std::vector<std::string> values; // one for each placeholder; fewer for a line that is cut off
 };
 
 class Matcher
@@ -38,9 +38,10 @@ class Matcher
 public:
     Matcher();
 
-    // The text that a message (a line without its header and its newline) was made from: of several the one with the
-    // longest beginning, then the one with most literal text, then the one of the step that the log is in. A message
-    // that may be cut needs only the beginning of a text. Takes time in proportion to the message's length.
+    // The text that a message (a line without its header and its newline) was made from. Of several, it is the one with
+    // the longest beginning, then the one with most literal text, then the one of the log's current step. A message
+    // that may be cut off needs to match only the beginning of a text. Takes time in proportion to the message's
+    // length.
     std::optional<Match> Find(std::string_view message, std::string_view step = {}, bool mayBeCut = false) const;
 
 private:
@@ -48,13 +49,13 @@ private:
     std::vector<Pattern> m_openPatterns;              // those that begin with %s
 };
 
-// The number that a value shows, decimal with a sign or hexadecimal; nothing when it is none.
+// The number in a value, decimal with a sign or hexadecimal; nothing if the value is not a number.
 std::optional<std::uint32_t> NumberIn(std::string_view value, bool isHex);
 
 // Whether a placeholder of a text (from 0) is written in hexadecimal digits.
 bool IsHex(const Text& text, std::size_t placeholder);
 
-// A line of the text with the values put in, one for each placeholder.
+// A line of the text with these values, one for each placeholder.
 std::string Fill(const Text& text, const std::vector<std::string>& values);
 
 } // namespace catalogue

@@ -15,7 +15,7 @@ struct Number
     std::string meaning; // in a few words
 };
 
-// What a number means where a value of this kind stands. Win32 also knows HRESULTs.
+// The meaning of a number in a value of this kind. Win32 also includes HRESULTs.
 Number Explain(std::uint32_t number, Meaning meaning);
 
 } // namespace catalogue

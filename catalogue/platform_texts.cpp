@@ -142,7 +142,7 @@ std::vector<Text> ServiceControlTexts()
     };
 }
 
-// Any module's operation logs this.
+// Operations of all modules log this.
 std::vector<Text> OperationTexts()
 {
     using enum Kind;

@@ -35,7 +35,7 @@ constexpr NamedAction kActions[] = {
     {Action::Export, "SRK_Auth_Change, the exported entry point"},
 };
 
-// A text as code; none of them holds a backquote.
+// A text as code; no text contains a backquote.
 std::string Code(std::string text)
 {
     std::replace(text.begin(), text.end(), '\t', ' ');

@@ -1,4 +1,4 @@
-# kelo-bench: what the program and the simulated machine cost, against floors. Built when asked for, and no test.
+# kelo-bench: the cost of the program and the simulated machine, compared with floors. Built on request; not a test.
 
 find_package(benchmark REQUIRED)
 

@@ -1,11 +1,11 @@
-# The catalogue of the log's texts, and the tools that show what a run did.
+# The catalogue of the log's texts, and the tools that show a run.
 
 file(GLOB CATALOGUE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/catalogue/*.cpp)
 add_library(catalogue STATIC ${CATALOGUE_SOURCES})
 target_include_directories(catalogue PUBLIC ${PROJECT_SOURCE_DIR})
 target_compile_options(catalogue PRIVATE ${KELO_WARNINGS})
 
-# What the tools show of a run, on a terminal and in a browser.
+# How the tools show a run, on a terminal and in a browser.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/report/page.html)
 file(READ ${PROJECT_SOURCE_DIR}/report/page.html REPORT_PAGE)
 configure_file(report/page_text.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/page_text.cpp @ONLY)

@@ -1,10 +1,10 @@
-# The conformance tests of winsim: the same sources natively, against the simulated machine, and for Windows, to be run
+# The conformance tests of winsim: the same sources natively, against the simulated machine, and for Windows, to run
 # under Wine.
 
 file(GLOB CONFORMANCE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/winsim/*.cpp)
 
 function(conformance_for_windows)
-    # Debian has the test framework for Windows as its sources, in the package googletest.
+    # Debian provides the test framework for Windows as sources, in the package googletest.
     set(googletest /usr/src/googletest/googletest)
     if(NOT EXISTS ${googletest})
         message(STATUS "no ${googletest} (package googletest): the conformance tests are left out")
@@ -20,7 +20,7 @@ function(conformance_for_windows)
     target_compile_options(winsim_conformance PRIVATE ${KELO_WARNINGS})
     target_link_libraries(winsim_conformance PRIVATE gtest_for_windows shell32 advapi32 ole32 psapi version)
     target_link_options(winsim_conformance PRIVATE -static -s)
-    # One of its tests loads texts, others act on services and start programs.
+    # One of its tests loads texts; others control services and start programs.
     add_dependencies(winsim_conformance Internationalization_en described_program service_program machine_tool sleeper)
 endfunction()
 

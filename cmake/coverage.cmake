@@ -1,4 +1,4 @@
-# The coverage test: the program's images once more, built to count what of them runs, beside the native tests.
+# The coverage test: the program's images once more, built to count the code that runs, beside the native tests.
 
 if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     message(STATUS "the coverage test reads what GCC counts, and is left out with another compiler")
@@ -8,8 +8,9 @@ string(REGEX MATCH "^[0-9]+" gcc_version ${CMAKE_CXX_COMPILER_VERSION})
 find_program(KELO_GCOV NAMES gcov-${gcc_version} gcov REQUIRED)
 set(COVERAGE_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/coverage)
 
-# An image adds its counts to those in its files whenever it is unloaded. The compiler's runtime, which does this,
-# closes files, and fclose is the simulated machine's in an image: it gets the host's, by another name that this has.
+# An image adds its counts to its files whenever it is unloaded. The compiler's runtime does this and closes files, but
+# in an image fclose is the simulated machine's. The runtime therefore gets the host's fclose, which has another name,
+# too.
 execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libgcov.a
     OUTPUT_VARIABLE libgcov OUTPUT_STRIP_TRAILING_WHITESPACE)
 set(COVERAGE_RUNTIME ${COVERAGE_FOLDER}/libgcov.a)
@@ -19,14 +20,14 @@ add_custom_command(OUTPUT ${COVERAGE_RUNTIME}
     DEPENDS ${libgcov} VERBATIM)
 add_custom_target(coverage_runtime DEPENDS ${COVERAGE_RUNTIME})
 
-# Optimised code has other branches than the source.
+# Optimised code has different branches from the source.
 image_variant(counting FOLDER ${COVERAGE_FOLDER} OPTIONS -O0 -fprofile-arcs -ftest-coverage
     LIBRARIES ${COVERAGE_RUNTIME})
 foreach(image program library test_program)
     add_dependencies(kelo_counting_${image} coverage_runtime)
 endforeach()
 
-# Tests take the images that lie beside them.
+# Tests use the images that lie beside them.
 set(COUNTED_TESTS unit_tests scenarios_tests)
 set(BESIDE_IMAGES kelo-rehearse ending_program ${COUNTED_TESTS})
 list(TRANSFORM BESIDE_IMAGES REPLACE "(.+)" "$<TARGET_FILE:\\1>" OUTPUT_VARIABLE files_beside_images)

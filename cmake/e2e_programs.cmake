@@ -1,12 +1,12 @@
-# The Windows programs that the end-to-end tests use besides the product: stand-ins for other programs and libraries, and
-# tools of the tests.
+# The Windows programs that the end-to-end tests use besides the product: stand-ins for other programs and libraries,
+# and tools of the tests.
 
 set(E2E_FOLDER ${PROJECT_SOURCE_DIR}/tests/e2e)
 
-# All that those tests need of this build.
+# Everything that these tests need from this build.
 add_custom_target(e2e_programs DEPENDS kelo_images)
 
-# The names on which stand-ins and tests agree.
+# The names that stand-ins and tests share.
 set(STANDIN_NAMES ${CMAKE_CURRENT_BINARY_DIR}/standin_names.h)
 add_custom_command(OUTPUT ${STANDIN_NAMES}
     COMMAND Python3::Interpreter -B -m standins.names ${STANDIN_NAMES}
@@ -22,8 +22,8 @@ function(e2e_sources target)
     add_dependencies(${target} standin_names)
 endfunction()
 
-# What the programs and libraries share; each links what it calls. The headers that most sources include are compiled with
-# it, once for all targets.
+# Shared by the programs and libraries; each links only the functions that it calls. The headers that most sources
+# include are precompiled here, once for all targets.
 add_library(e2e_support STATIC tests/support/test_text_windows.cpp)
 foreach(source noted_calls own_files service_role settings thrown)
     target_sources(e2e_support PRIVATE ${E2E_FOLDER}/standins/${source}.cpp)
@@ -41,7 +41,7 @@ function(e2e_target target)
 endfunction()
 
 function(e2e_program name)
-    # Without a console: Wine would start a program for each.
+    # Without a console: Wine would start a separate program for each one.
     add_executable(${name} WIN32 ${ARGN})
     e2e_target(${name})
     target_link_options(${name} PRIVATE -municode)
@@ -61,8 +61,8 @@ e2e_library(plain_library ${E2E_FOLDER}/standins/plain_library.cpp ${E2E_FOLDER}
 e2e_library(stkprobe ${E2E_FOLDER}/standins/stkprobe.cpp src/windows/exception_guard.cpp)
 target_include_directories(stkprobe PRIVATE ${PROJECT_SOURCE_DIR}/src)
 
-# A stand-in for a library of Windows' own. Its target has another name than the library, because the product links with
-# Windows' import library of that name; a folder of its own keeps it away from the programs.
+# A stand-in for a library of Windows' own. Its target has a different name from the library, because the product links
+# with Windows' import library of that name. A separate folder keeps it away from the programs.
 function(e2e_system_library name)
     e2e_library(standin_${name} ${E2E_FOLDER}/standins/${name}.cpp)
     # COM's interfaces have no virtual destructors.

@@ -13,7 +13,7 @@ set(FUZZ_SANITIZERS -fsanitize=address,undefined -fno-sanitize=vptr,function -fn
 set(FUZZ_OPTIONS -std=c++20 -g1 -O1 -fno-omit-frame-pointer -Wall -Wextra -Wshadow -Werror ${FUZZ_SANITIZERS})
 set(FUZZ_INCLUDES -I${PROJECT_SOURCE_DIR} -I${PROJECT_SOURCE_DIR}/winsim/include)
 
-# clang_objects(OBJECTS FOLDER SOURCES OPTION...): an object in a folder for each source of a list.
+# clang_objects(OBJECTS FOLDER SOURCES OPTION...): compiles each source of a list to an object in a folder.
 function(clang_objects objects folder sources)
     set(made "")
     foreach(source ${sources})
@@ -44,7 +44,7 @@ add_custom_command(OUTPUT ${FUZZ_IMAGE} DEPENDS ${FUZZ_IMAGE_OBJECTS} ${FUZZ_COU
         -Wl,--version-script=${PROJECT_SOURCE_DIR}/winsim/crt/program.map
     COMMENT "Linking the image for the fuzzers")
 
-# What reads descriptions is watched as well: it takes the place of what is in winsim.
+# The code that reads descriptions is watched as well: it replaces winsim's own.
 set(FUZZ_HOST_OPTIONS ${FUZZ_OPTIONS} -fsanitize=fuzzer-no-link -DWINSIM_HOST -DKELO_ROOT="${PROJECT_SOURCE_DIR}")
 file(GLOB FUZZ_DESCRIPTION_SOURCES ${PROJECT_SOURCE_DIR}/winsim/machine/*.cpp
     ${PROJECT_SOURCE_DIR}/winsim/base/description.cpp ${PROJECT_SOURCE_DIR}/winsim/base/description_text.cpp)

@@ -1,8 +1,8 @@
-# The program's images once more, compiled in another way, for tests that look at how they run.
+# The program's images once more, compiled in another way, for tests that examine how they run.
 
 # image_variant(KIND FOLDER folder OPTIONS option... [LINK_OPTIONS option...] [LIBRARIES library...] [MACHINE winsim]):
-# makes kelo_KIND_program, kelo_KIND_library and kelo_KIND_test_program of kelo_KIND_objects, in a folder, with the file
-# names of the images that they are like. They run on the simulated machine of a library, usually that of winsim.
+# makes kelo_KIND_program, kelo_KIND_library and kelo_KIND_test_program from kelo_KIND_objects, in a folder, with the
+# file names of the original images. They run on the simulated machine of a library, usually winsim's.
 function(image_variant kind)
     cmake_parse_arguments(VARIANT "" "FOLDER;MACHINE" "OPTIONS;LINK_OPTIONS;LIBRARIES" ${ARGN})
     set(objects kelo_${kind}_objects)

@@ -1,4 +1,4 @@
-# The mutants: the program's images once more, built to note what of them runs, beside the native tests.
+# The mutants: the program's images once more, built to record the code that runs, beside the native tests.
 
 if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     message(STATUS "the mutants' tests are chosen by what GCC notes, and are left out with another compiler")
@@ -6,14 +6,14 @@ if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
 endif()
 set(MUTANTS_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/mutants)
 
-# What the images note with is the host's, without the simulated machine's headers.
+# The code that records uses the host's headers, not the simulated machine's.
 add_library(kelo_visits OBJECT EXCLUDE_FROM_ALL tests/mutants/visits.c)
 target_compile_options(kelo_visits PRIVATE -O1 -fPIC -Wall -Wextra)
 
-# Code that is not optimised keeps its lines apart, and takes the least time to compile.
+# Unoptimised code keeps its lines separate, and compiles fastest.
 image_variant(noting FOLDER ${MUTANTS_FOLDER} OPTIONS -O0 -fsanitize-coverage=trace-pc
     LIBRARIES $<TARGET_OBJECTS:kelo_visits>)
-# A changed source is compiled in half the time with them.
+# Precompiled headers halve the time to compile a changed source.
 target_precompile_headers(kelo_noting_objects PRIVATE
     <windows.h> <shlobj.h> <aclapi.h> <cstdio> <memory> <optional> <string> <vector>)
 

@@ -6,8 +6,8 @@ find_package(fmt REQUIRED)
 find_package(GTest REQUIRED)
 enable_testing()
 
-# GCC 12 sees overflows in the standard library's own moves of short texts where there are none: these three say so
-# without failing the build. The sanitizers look for the real ones.
+# GCC 12 reports overflows in the standard library's own moves of short texts where there are none: these three warnings
+# do not fail the build. The sanitizers look for real overflows.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     list(APPEND KELO_WARNINGS -Wno-error=array-bounds -Wno-error=restrict -Wno-error=stringop-overflow)
 endif()
@@ -18,7 +18,7 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_
 file(READ ${PROJECT_SOURCE_DIR}/winsim/plain_windows_10.json PLAIN_WINDOWS_JSON)
 configure_file(winsim/machine/plain_windows.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/plain_windows.cpp @ONLY)
 
-# The program's texts, so that a simulated resource library holds what the real one does.
+# The program's texts, so that a simulated resource library contains the same texts as the real one.
 file(GLOB KELO_STRING_TABLES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/resources/strings/*.txt)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${KELO_STRING_TABLES})
 set(KELO_STRING_TABLE_TEXTS "")
@@ -34,18 +34,18 @@ foreach(room base machine process api toolkit)
     file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/${room}/*.cpp)
     list(APPEND WINSIM_SOURCES ${sources})
 endforeach()
-# Exceptions have to find no way through this one.
+# Exceptions must not be able to pass through this source.
 set_source_files_properties(winsim/process/stack_bottom.cpp PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON
     SKIP_PRECOMPILE_HEADERS ON
     COMPILE_OPTIONS "-fno-exceptions;-fno-unwind-tables;-fno-asynchronous-unwind-tables;-fno-optimize-sibling-calls")
 function(winsim_library target)
     target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/winsim/include)
     target_compile_definitions(${target} PUBLIC WINSIM_HOST)
-    # Its templates are its own: the loader would take those of a test, which are compiled without optimization.
+    # It uses its own instances of templates: the loader would take a test's instances, which are not optimised.
     target_compile_options(${target} PRIVATE -fvisibility-inlines-hidden ${KELO_WARNINGS})
     target_link_libraries(${target} PUBLIC nlohmann_json::nlohmann_json fmt::fmt)
     target_precompile_headers(${target} PRIVATE winsim/base/json.h)
-    # They take most of their time for the templates of the same headers: several compiled at once take half as long.
+    # Most of the compile time goes into templates of the same headers: compiling several sources at once halves it.
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON)
 endfunction()
 
@@ -60,14 +60,14 @@ target_link_libraries(machine_schema PRIVATE winsim)
 
 # ---- Programs for the simulated machine ---------------------------------------------------------------------------
 
-# Their wide characters have 16 bits. The templates of the host's standard library were made for wider ones, so a
-# program makes its own and keeps every symbol but its entry points to itself.
+# Their wide characters have 16 bits. The templates in the host's standard library were compiled for wider ones, so a
+# program instantiates its own and exports only its entry points.
 set(WINSIM_PROGRAM_OPTIONS -fshort-wchar -fPIC -fno-builtin-printf -fno-builtin-fputs -U_FORTIFY_SOURCE)
 add_library(winsim_runtime OBJECT winsim/crt/memory.cpp winsim/crt/runtime.cpp)
 target_include_directories(winsim_runtime PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/winsim/include)
 target_compile_options(winsim_runtime PRIVATE ${WINSIM_PROGRAM_OPTIONS} -fno-builtin ${KELO_WARNINGS})
 
-# winsim_program(TARGET [WINSIM]): what makes a target a program, or part of one, that runs on the machine of a library.
+# winsim_program(TARGET [WINSIM]): makes a target a program, or part of one, that runs on a library's simulated machine.
 function(winsim_program target)
     set(machine winsim ${ARGN})
     list(GET machine -1 machine)
@@ -76,7 +76,7 @@ function(winsim_program target)
     target_compile_options(${target} PRIVATE ${WINSIM_PROGRAM_OPTIONS} ${KELO_WARNINGS})
     get_target_property(type ${target} TYPE)
     if(type STREQUAL "MODULE_LIBRARY")
-        # By its file: what winsim asks of those that use it does not hold for a program.
+        # Linked by its file: the requirements that winsim passes on to its users do not apply to a program.
         target_link_libraries(${target} PRIVATE $<TARGET_OBJECTS:winsim_runtime> $<TARGET_FILE:${machine}>)
         target_link_options(${target} PRIVATE -Wl,-z,defs
             -Wl,--version-script=${PROJECT_SOURCE_DIR}/winsim/crt/program.map)
@@ -94,7 +94,7 @@ target_link_libraries(kelo_program PRIVATE kelo_objects)
 winsim_program(kelo_program)
 set_target_properties(kelo_program PROPERTIES OUTPUT_NAME KeloCustomAction)
 
-# What installer packages call exports of.
+# The library whose exports installer packages call.
 add_library(kelo_library MODULE ${KELO_LIBRARY_SOURCE})
 target_link_libraries(kelo_library PRIVATE kelo_objects)
 winsim_program(kelo_library)
@@ -124,7 +124,7 @@ target_include_directories(kelo_test_program PRIVATE ${PROJECT_SOURCE_DIR})
 winsim_program(kelo_test_program)
 set_target_properties(kelo_test_program PROPERTIES OUTPUT_NAME KeloCustomActionTests)
 
-# A program that ends in any way, to see what becomes of it.
+# A program that can end in any way, to test how such an end is handled.
 add_library(ending_program MODULE tests/support/ending_program.cpp)
 winsim_program(ending_program)
 
@@ -136,7 +136,7 @@ target_compile_options(test_support PRIVATE -fvisibility-inlines-hidden ${KELO_W
 # A group of native tests: every test source of its folder and the folders below.
 function(native_tests group)
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${group}/*.cpp)
-    # What tests/unit/calls/ offers belongs to the program's image.
+    # The sources in tests/unit/calls/ belong to the program's image.
     list(FILTER sources EXCLUDE REGEX /calls/)
     add_executable(${group}_tests ${sources})
     target_link_libraries(${group}_tests PRIVATE test_support)
@@ -145,14 +145,14 @@ function(native_tests group)
     add_dependencies(${group}_tests kelo-rehearse kelo_test_program kelo_library ending_program)
 endfunction()
 
-# Each test of a group in a process of its own.
+# Runs each test of a group in its own process.
 function(run_each_alone group)
-    # The limit is for those that are asked to take long.
+    # The limit is for tests that were asked to take long.
     gtest_discover_tests(${group}_tests TEST_PREFIX ${group}. PROPERTIES LABELS ${group} TIMEOUT 14400
         DISCOVERY_MODE PRE_TEST)
 endfunction()
 
-# Tests of a group that are over in a moment: to start a process for each would take longer than they do.
+# Runs the tests of a group in shares: they are so short that a process for each would take longer than the tests.
 function(run_in_shares group shares)
     math(EXPR last "${shares} - 1")
     foreach(share RANGE ${last})
@@ -165,7 +165,7 @@ endfunction()
 native_tests(unit)
 add_dependencies(unit_tests machine_schema)
 run_in_shares(unit 8)
-# To compile them takes far longer than to run them.
+# Compiling these tests takes far longer than running them.
 target_compile_options(unit_tests PRIVATE -O0)
 native_tests(scenarios)
 run_each_alone(scenarios)
@@ -197,12 +197,12 @@ add_test(NAME unit.machine_schema
         $<TARGET_FILE:machine_schema>)
 set_tests_properties(unit.machine_schema PROPERTIES LABELS unit)
 
-# What kelo-rehearse shows.
+# The output of kelo-rehearse.
 add_test(NAME unit.reports
     COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/rehearse/reports_test.py ${PROJECT_SOURCE_DIR})
 set_tests_properties(unit.reports PROPERTIES LABELS unit)
 
-# The command lines that help texts and documents show.
+# The command lines in help texts and documents.
 add_test(NAME unit.commands
     COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/commands_test.py ${PROJECT_SOURCE_DIR})
 set_tests_properties(unit.commands PROPERTIES LABELS unit)

@@ -1,7 +1,7 @@
 # The installer package's own files besides the program: the library of its actions, and the texts of the event source.
 
-# Linked statically except for Windows' own libraries, at a random address, without executable data, the same bytes for the
-# same sources. Without the C++ library: no exceptions, no text of unbounded length.
+# Linked statically except for Windows' own libraries, at a random address, without executable data; the same sources
+# give the same bytes. Without the C++ library: no exceptions, no text of unbounded length.
 kelo_version_resource(kelo_package KeloPackage.dll "Kelo Toolkit installer package actions" VFT_DLL "")
 file(GLOB KELO_PACKAGE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/packaging/library/*.cpp)
 add_library(kelo_package SHARED ${KELO_PACKAGE_SOURCES} image/delayed_call.cpp image/package_calls.cpp
@@ -18,8 +18,8 @@ set_target_properties(kelo_package PROPERTIES OUTPUT_NAME KeloPackage PREFIX "" 
 kelo_load_configuration(kelo_package)
 add_dependencies(kelo_images kelo_package)
 
-# The texts of the event-log entries, as a message table in a file without code: the event log may keep it open while the
-# program is replaced.
+# The texts of the event-log entries, as a message table in a file without code: the event log may keep it open while
+# the program is replaced.
 set(KELO_EVENT_MESSAGES ${CMAKE_CURRENT_BINARY_DIR}/event_messages.rc)
 add_custom_command(OUTPUT ${KELO_EVENT_MESSAGES}
     COMMAND x86_64-w64-mingw32-windmc -h ${CMAKE_CURRENT_BINARY_DIR} -r ${CMAKE_CURRENT_BINARY_DIR}

@@ -1,5 +1,5 @@
-# The sanitizer tests: winsim and the program's images once more, watched by the address sanitizer, the leak sanitizer and
-# the undefined-behaviour sanitizer, and the native tests linked with those.
+# The sanitizer tests: winsim and the program's images once more, watched by the address sanitizer, the leak sanitizer
+# and the undefined-behaviour sanitizer, and the native tests linked with those.
 
 set(SANITIZERS_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/sanitizers)
 set(SANITIZERS -fsanitize=address,undefined)
@@ -22,7 +22,7 @@ image_variant(watched FOLDER ${SANITIZERS_FOLDER} OPTIONS ${WATCHING_OPTIONS} LI
     MACHINE watched_winsim)
 set(WATCHED_TARGETS watched_winsim kelo_watched_program kelo_watched_library kelo_watched_test_program)
 
-# A native program of the same objects, linked with what is watched. More arguments: what else it is linked with.
+# A native program from the same objects, linked with the watched libraries. Further arguments: other libraries.
 function(watched_executable program)
     add_executable(watched_${program} EXCLUDE_FROM_ALL $<TARGET_OBJECTS:${program}>)
     target_link_libraries(watched_${program} PRIVATE watched_winsim ${ARGN})
@@ -32,11 +32,11 @@ function(watched_executable program)
 endfunction()
 
 watched_executable(kelo-rehearse $<TARGET_FILE:report> $<TARGET_FILE:catalogue>)
-# The tests of programs that die of signals: the sanitizers have handlers of their own for those.
+# The tests of programs that die of signals: the sanitizers have their own handlers for these.
 set(DYING_PROGRAMS *EachProcessEnd.*:ProcessEnd.*:KeloRehearse.DeathIsSaidFirstAndHasNoResult)
 
-# watched_tests(GROUP SHARDS LIBRARY...): a group's native tests, in so many parts that run side by side, and what else
-# they are linked with.
+# watched_tests(GROUP SHARDS LIBRARY...): a group's native tests in this many parts, which run side by side, and the
+# further libraries that they are linked with.
 function(watched_tests group shards)
     watched_executable(${group}_tests $<TARGET_FILE:test_support> GTest::gmock GTest::gtest_main ${ARGN})
     add_dependencies(watched_${group}_tests watched_kelo-rehearse)

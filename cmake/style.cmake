@@ -1,5 +1,5 @@
-# The style tests: layout, a second compiler, the linter, the log that each module writes through, the arrows between folders,
-# the list of choices, and that of required oddities.
+# The style tests: layout, a second compiler, the linter, the log that each module writes through, the arrows between
+# folders, the list of choices, and the list of required oddities.
 
 foreach(check format clang tidy logs layers choices oddities)
     add_test(NAME style.${check} COMMAND ${PROJECT_SOURCE_DIR}/tests/style/check ${check})

@@ -1,11 +1,11 @@
 # The two images of the program for Windows, built from the same objects; one more object says which of the two it is.
 
-# Only the images have these: they load libraries at their first call.
+# Only the images contain these sources: they load libraries at the first call.
 set(KELO_IMAGE_SOURCES image/delayed_call.cpp image/library_by_name.cpp image/program_calls.cpp)
 add_library(kelo_objects OBJECT ${KELO_SOURCES} ${KELO_IMAGE_SOURCES})
 target_include_directories(kelo_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
-# The host's build of the same sources does without precompiled headers and so notices a missing include. <stdio.h> comes
-# first: after a header of C++ it would replace Windows' printf.
+# The host's build of the same sources has no precompiled headers and so detects a missing include. <stdio.h> comes
+# first: after a C++ header it would replace Windows' printf.
 target_precompile_headers(kelo_objects PRIVATE <stdio.h> <windows.h> <shlobj.h> <optional> <string> <vector>)
 # The C runtime is Windows' own msvcrt.dll, with its own printf.
 # 5.2 is the oldest 64-bit Windows: the headers declare what it has.
@@ -19,7 +19,7 @@ find_package(Python3 REQUIRED COMPONENTS Interpreter)
 function(kelo_load_configuration target)
     set(script ${PROJECT_SOURCE_DIR}/image/set_load_configuration.py)
     target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/image/load_configuration.cpp)
-    # No object refers to it, so the linker would leave it out.
+    # No object refers to this symbol, so the linker would leave it out.
     target_link_options(${target} PRIVATE -Wl,--undefined=_load_config_used)
     add_custom_command(TARGET ${target} POST_BUILD COMMAND Python3::Interpreter ${script} $<TARGET_FILE:${target}> VERBATIM)
     set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
@@ -30,10 +30,11 @@ add_library(kelo_runtime OBJECT image/runtime/exceptions.cpp image/runtime/threa
 target_compile_options(kelo_runtime PRIVATE ${KELO_WARNINGS} -Os -ffunction-sections -fdata-sections
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
-# All that is shipped: the images and the libraries of their texts.
+# All shipped files: the images and the libraries of their texts.
 add_custom_target(kelo_images)
 
-# Writes the version information of an image to TARGET.rc in the build's folder, with a line for its manifest if it has one.
+# Writes an image's version information to TARGET.rc in the build's folder, with a line for its manifest if there is
+# one.
 function(kelo_version_resource target file description type manifest)
     cmake_path(GET file STEM LAST_ONLY name)
     set(KELO_IMAGE_NAME ${name})
@@ -44,8 +45,8 @@ function(kelo_version_resource target file description type manifest)
     configure_file(${PROJECT_SOURCE_DIR}/resources/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
 endfunction()
 
-# An image of the program: linked statically except for Windows' own libraries, at a random 64-bit address (ASLR), without
-# executable data (NX), and the same bytes for the same sources.
+# An image of the program: linked statically except for Windows' own libraries, at a random 64-bit address (ASLR),
+# without executable data (NX); the same sources give the same bytes.
 function(kelo_image target name description type)
     set(manifest "")
     if(type STREQUAL "VFT_APP")
@@ -57,7 +58,7 @@ function(kelo_image target name description type)
     target_link_libraries(${target} PRIVATE kelo_objects kelo_runtime ${KELO_WINDOWS_LIBRARIES})
     target_link_options(${target} PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
         -Wl,--high-entropy-va -Wl,--no-insert-timestamp
-        # The runtime's handler of unhandled exceptions prints their names, for which it needs a whole demangler.
+        # The runtime's handler of unhandled exceptions prints their names and so would need a complete demangler.
         -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
     set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name} PREFIX "" RUNTIME_OUTPUT_DIRECTORY
         ${CMAKE_BINARY_DIR})
@@ -65,7 +66,7 @@ function(kelo_image target name description type)
     add_dependencies(kelo_images ${target})
 endfunction()
 
-# Libraries that every Windows takes from the system folder, never from the program's; and names of interfaces.
+# Libraries that every Windows takes from the system folder, never from the program's, and names of interfaces.
 set(KELO_WINDOWS_LIBRARIES shell32 advapi32 wbemuuid)
 
 add_executable(kelo_exe WIN32 ${KELO_PROGRAM_SOURCE})

@@ -1,4 +1,4 @@
-// Finds a log's encoding.
+// Detects a log's encoding.
 #include "explain/decode.h"
 
 #include "winsim/base/text.h"
@@ -12,7 +12,7 @@ constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr std::string_view kUtf16Mark = "\xFF\xFE";
 constexpr std::string_view kSwappedMark = "\xFE\xFF";
 
-// How much of a file tells whether it is UTF-16.
+// How many bytes of a file are examined to detect UTF-16.
 constexpr std::size_t kLookedAt = 1000;
 
 std::string FromUtf16(std::string_view bytes, bool isSwapped)
@@ -28,7 +28,7 @@ std::string FromUtf16(std::string_view bytes, bool isSwapped)
     return winsim::Utf8(units);
 }
 
-// Plain text in UTF-16 has a zero in nearly every second place.
+// In plain UTF-16 text, almost every second byte is zero.
 bool LooksLikeUtf16(std::string_view bytes, std::size_t zeroPlace)
 {
     const std::string_view begin = bytes.substr(0, kLookedAt);
@@ -43,7 +43,7 @@ bool LooksLikeUtf16(std::string_view bytes, std::size_t zeroPlace)
     return begin.size() >= 2 && zeros > begin.size() * 2 / 5 && others < begin.size() / 10;
 }
 
-// How many bytes continue a character that begins with this one; -1 for none that can begin one.
+// How many bytes continue a character that begins with this byte; -1 if no character begins with it.
 int ContinuationsOf(unsigned char lead)
 {
     if (lead < 0x80)
@@ -64,7 +64,7 @@ bool IsUtf8(std::string_view bytes)
             return false;
         for (int k = 0; k < continuations; ++k, ++i)
         {
-            // The last character may be cut.
+            // The last character may be cut off.
             if (i == bytes.size())
                 return true;
             if ((static_cast<unsigned char>(bytes[i]) & 0xC0) != 0x80)

@@ -18,7 +18,7 @@ constexpr char kBlockedList[] = R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\L
 constexpr char kServiceName[] = "KlPCR";
 constexpr char kReader[] = "Kelo VIRTUAL_CARD_READER 0";
 
-// What a line says of the detection library that was loaded last.
+// A line about an answer of the detection library that was loaded last.
 struct ProbeAnswer
 {
     std::string_view format;
@@ -37,8 +37,8 @@ constexpr ProbeAnswer kProbeAnswers[] = {
     {"Cannot determine SRK auth format", "ValidSRKAuth", 2},
 };
 
-// The functions of a detection library, each with an answer that lets the questions after it be asked. The owner's is
-// no: a line tells of an SRK that was asked about.
+// The functions of a detection library, each with an answer after which the next question is asked. The answer about
+// the owner is no; if an SRK was asked about, a line says so.
 const Json kProbeExports = {
     {"DetectTSS", 0}, {"isEnabled", 1}, {"isActivated", 1}, {"isOwned", 0}, {"ValidSRKAuth", 0}};
 
@@ -62,7 +62,7 @@ public:
             if (line.text != nullptr)
                 Read(line, line.text->format);
         }
-        // A removal of tasks that works leaves no line.
+        // A successful removal of tasks leaves no line.
         if (story.action == catalogue::Action::Removal && story.hasEnd && !HasLine("RemoveAutoEnrollmentTasks"))
             ReadTaskLibrary();
     }
@@ -70,14 +70,14 @@ public:
     Json Take() { return std::move(m_json); }
 
 private:
-    // Whether a message holds a text.
+    // Whether any message contains a text.
     bool HasLine(std::string_view part) const
     {
         return std::any_of(m_story.lines.begin(), m_story.lines.end(),
                            [&](const StoryLine& line) { return line.message.find(part) != std::string::npos; });
     }
 
-    // One version of each branch that the program takes.
+    // One Windows version for each branch that the program takes.
     const char* Version() const
     {
         if (HasLine("target system is not Vista+") || HasLine("Not Vista+ OS") || HasLine("This is a XP system!"))
@@ -116,7 +116,7 @@ private:
             m_json["registry"][key]["values"]["Installation Path"] = m_folder;
     }
 
-    // The first state that is told of is that of before the run.
+    // The first reported state is the state before the run.
     void ReadService(const std::string& name, const std::string& state)
     {
         Json& service = m_json["services"][name];
@@ -148,7 +148,7 @@ private:
             exports["isOwned"] = 1;
     }
 
-    // A set-up that reached its end registered the service, unless a line says that it could not be opened.
+    // A set-up that reached its end registered the service, unless a line says that the service could not be opened.
     void ReadServiceProgram()
     {
         if (m_folder.empty())
@@ -161,7 +161,7 @@ private:
 
     static Json ServiceOf(const std::string& path) { return {{"binaryPath", "\"" + path + "\" -Service"}}; }
 
-    // A removal comes to unregister the service when it is there, and has a path.
+    // A removal only unregisters the service if it exists and has a path.
     void ReadInstalledService()
     {
         if (m_folder.empty())
@@ -171,7 +171,7 @@ private:
         m_json["services"][kServiceName] = ServiceOf(path);
     }
 
-    // A key storage provider that a removal could take out.
+    // A key storage provider that a removal was able to remove.
     void ReadProvider(const std::string& name)
     {
         constexpr int kKeyStorage = 0x10001;

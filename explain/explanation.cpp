@@ -1,4 +1,4 @@
-// Puts the explanation of a log together.
+// Builds the explanation of a log.
 #include "explain/explanation.h"
 
 #include "explain/options.h"

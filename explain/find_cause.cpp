@@ -17,7 +17,7 @@ namespace
 
 constexpr char kExport[] = "SRK_Auth_Change";
 
-// Calls that are unlikely causes: their failure takes no effect, or it is the log's own.
+// Calls that are unlikely causes: their failure has no effect, or it belongs to the log itself.
 constexpr std::string_view kUnlikely[] = {
     "CloseHandle",
     "CloseServiceHandle",
@@ -35,7 +35,7 @@ constexpr std::string_view kUnlikely[] = {
     "printf",
 };
 
-// All the calls by which one log is found, made sure of and opened: whichever fails, that log is silent.
+// All the calls that find, check and open one log: if any of them fails, that log is silent.
 constexpr char kLogOpening[] = "opening of a log";
 
 bool IsUnlikely(const Cause& cause)
@@ -66,7 +66,7 @@ std::string Comparable(const report::StoryLine& line)
     return values.size() == line.text->values.size() ? catalogue::Fill(*line.text, values) : line.message;
 }
 
-// Whether a log is what a story shows: all of it, or the part that the story has.
+// Whether a log matches a story: completely, or in the part that the story contains.
 bool Fits(const report::Story& story, const std::vector<std::string>& part, const std::vector<std::string>& whole)
 {
     if (story.hasBegin && story.hasEnd)
@@ -80,7 +80,7 @@ bool Fits(const report::Story& story, const std::vector<std::string>& part, cons
     return std::search(whole.begin(), whole.end(), part.begin(), part.end()) != whole.end();
 }
 
-// As it can be pasted into a shell in the project's folder.
+// The command, ready to be pasted into a shell in the project's folder.
 std::string CommandFor(const std::string& failure, const std::string& machinePath,
                        const std::vector<std::string>& arguments)
 {
@@ -92,7 +92,7 @@ std::string CommandFor(const std::string& failure, const std::string& machinePat
     return command;
 }
 
-// "CloseHandle (23 calls), RegCloseKey": how many calls of each name there are.
+// "CloseHandle (23 calls), RegCloseKey": the number of calls of each name.
 std::string NamesOf(const std::vector<Cause>& causes)
 {
     std::map<std::string, std::size_t> counts;
@@ -104,7 +104,7 @@ std::string NamesOf(const std::vector<Cause>& causes)
     return names;
 }
 
-// The error of a failure: what follows the equals sign, with its name.
+// The error of a failure: the text after the equals sign, with the error's name.
 std::string ErrorOf(const std::string& failure)
 {
     const winsim::Fault fault = winsim::ParseFault(failure);

@@ -1,4 +1,4 @@
-// Which failing call a log can come from, found by rehearsing every single failure.
+// Finds the failing calls that can have caused a log, by rehearsing every single failure.
 #pragma once
 
 #include "report/story.h"
@@ -9,69 +9,69 @@
 #include <string>
 #include <vector>
 
-// One call of the run whose failure gives a log, with the ways of failing that do. The calls that open one of the
-// program's logs are one: the "opening of a log", numbered in the order of the openings.
+// One call of the run whose failure gives the log, with the ways of failing that do. All calls that open one of the
+// program's logs count as one: the "opening of a log", numbered in the order of the openings.
 struct Cause
 {
     std::string call;                  // its name
-    unsigned occurrence = 1;           // which call of that name, from 1; 0 for every one
-    std::vector<std::string> failures; // as --fault of kelo-rehearse takes them: "OpenServiceW#2=5"
+    unsigned occurrence = 1;           // the number of the call among those of its name, from 1; 0 for all of them
+    std::vector<std::string> failures; // as kelo-rehearse's --fault takes them: "OpenServiceW#2=5"
 };
 
 struct CauseSearch
 {
-    std::size_t tried = 0;         // failures rehearsed
-    bool isWithoutFailure = false; // without any failure the log is the same
-    std::vector<Cause> causes;     // in the order of the run, those that only tidy up or write the log last
+    std::size_t tried = 0;         // number of rehearsed failures
+    bool isWithoutFailure = false; // the log is the same without any failure
+    std::vector<Cause> causes;     // in the order of the run; calls that only tidy up or write the log come last
 };
 
-// How well logs tell failures apart.
+// How well logs distinguish failures.
 struct CauseFigures
 {
-    std::size_t tried = 0;        // single failures
-    std::size_t traced = 0;       // those whose log is not that of a run without failures
-    std::size_t medianCauses = 0; // of those: how many calls could have failed, in the middle
+    std::size_t tried = 0;        // number of single failures
+    std::size_t traced = 0;       // those whose log differs from the log without failures
+    std::size_t medianCauses = 0; // of these: the median number of calls that could have failed
 };
 
 // The figures of several actions together, from the number of causes of each traced failure.
 CauseFigures FiguresOf(std::size_t tried, std::vector<std::size_t> causes);
 
-// What a rehearsal logs, as it can be compared with another's: equal lines in a row are one, and numbers of processes
-// and threads are left out.
+// The lines of a rehearsal's log in a form that can be compared: equal lines in a row become one, and process and
+// thread numbers are left out.
 std::vector<std::string> ComparableLines(const report::Story& story);
 
-// What was found, for programs.
+// The result of a search, for programs.
 winsim::Json JsonOf(const CauseSearch& search);
 
-// The same for people: each call with its failures and the command that rehearses the first of them.
+// The result for people: each call with its failures and the command that rehearses the first of them.
 std::string ShowCauses(const report::Style& style, const CauseSearch& search, const std::string& machinePath,
                        const std::vector<std::string>& arguments);
 
-// A rehearsal of the action that is looked for, on the described machine.
+// Rehearses the action to explain on the described machine.
 class CauseFinder
 {
 public:
-    // The arguments (UTF-8) begin with the action; without any it is the exported entry point.
+    // The arguments (UTF-8) begin with the action; without arguments, the exported entry point is rehearsed.
     CauseFinder(winsim::Machine machine, std::vector<std::string> arguments);
 
-    // Calls use(call, failure, lines) for each single failure of each call of a run without failures; `call` counts the
-    // calls of one name from 1.
+    // Calls use(call, failure, lines) for each single failure of each call in a run without failures. `call` numbers
+    // the calls of one name from 1.
     using Use =
         std::function<void(const Cause& call, const std::string& failure, const std::vector<std::string>& lines)>;
     std::size_t ForEachFailure(const Use& use) const;
 
-    // What the action logs on the machine when no call fails, with the times and headers of the machine.
+    // The log of the action on the machine when no call fails, with the machine's times and headers.
     std::string LogWithoutFailure() const { return LogWith({}); }
 
-    // The same for each failure that lasts: every call of a name fails, which `call` tells by the number 0.
+    // The same for each lasting failure, where every call of a name fails: `call` then has the number 0.
     std::size_t ForEachLastingFailure(const Use& use) const;
 
-    // The calls whose failure gives the log of this story; if there is none, those of which every one fails. A log that
-    // is cut off at its end or its beginning has to be part of theirs.
+    // The calls whose failure gives the log of this story; if there are none, the names of which all calls must fail.
+    // If the log is cut off at its end or its beginning, it must be a part of theirs.
     CauseSearch Find(const report::Story& story) const;
 
-    // For each failure that leaves a trace, how many calls could have failed as its log is. Returns the number of
-    // failures tried.
+    // For each failure that leaves a trace, counts the calls that could have failed to give the same log. Returns the
+    // number of failures tried.
     std::size_t CountCauses(std::vector<std::size_t>& counts) const;
 
     CauseFigures Measure() const;

@@ -1,4 +1,4 @@
-// kelo-explain: tells what an install log from the field says.
+// kelo-explain: explains an install log from the field.
 #include "catalogue/reference.h"
 #include "explain/decode.h"
 #include "explain/describe.h"
@@ -33,7 +33,7 @@ std::string ReadLog(const std::string& path)
     return bytes;
 }
 
-// Adds the causes of the chosen run to what is printed.
+// Adds the causes of the chosen run to the output.
 void FindCause(const ExplainOptions& options, const std::vector<report::Story>& stories, winsim::Json& json,
                std::string& shown)
 {

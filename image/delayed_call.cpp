@@ -8,8 +8,8 @@ namespace
 
 constexpr std::size_t kLongestName = 32;
 
-// The full path of a library in the system folder, with a zero at its end. False, with a last error, when it is not
-// known.
+// The full path of a library in the system folder, with a terminating zero. Returns false, with a last error, if the
+// folder cannot be found.
 bool MakeSystemPath(wchar_t (&path)[MAX_PATH], const wchar_t* library)
 {
     constexpr UINT kRoom = MAX_PATH - kLongestName;
@@ -33,7 +33,7 @@ HMODULE LoadSystemLibrary(const wchar_t* name)
     wchar_t path[MAX_PATH];
     if (!MakeSystemPath(path, name))
         return nullptr;
-    // With this flag, what the library imports is looked for in its own folder, and not in the program's.
+    // With this flag, the library's own imports are looked for in its folder, not in the program's.
     return LoadLibraryExW(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
 }
 

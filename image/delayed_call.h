@@ -1,14 +1,14 @@
-// A function of Windows whose library is loaded when the function is first called.
+// A Windows function whose library is loaded at the function's first call.
 #pragma once
 
 #include <windows.h>
 
 #include <cstddef>
 
-// How a function says that it failed.
+// How a function reports failure.
 enum class Failure
 {
-    LastError, // returns nothing, null or 0: the last error tells why
+    LastError, // returns nothing, null or 0; the last error has the reason
     ErrorCode, // returns the error
     HResult,   // returns the error as an HRESULT
     MinusOne,  // returns -1
@@ -27,19 +27,19 @@ struct ConstantText
     Character text[Size];
 };
 
-// Loads a library of the system folder (its file name), and what the library itself imports from there first. Null,
-// with the last error, when it is not there.
+// Loads a library of the system folder (its file name); the library's own imports come first from there, too. Null,
+// with the last error, if the library does not exist.
 HMODULE LoadSystemLibrary(const wchar_t* name);
 
-// A library of the system folder (its file name), once it is loaded: it stays so.
+// The handle of a library of the system folder (its file name), once it is loaded. It stays loaded.
 template <ConstantText Name>
 inline HMODULE g_systemLibrary = nullptr;
 
-// Finds a function of a library of the system folder, which is loaded into `library` when that is null. Null, with the
-// last error, when one of them is not there; otherwise the last error stays what it was.
+// Finds a function of a library of the system folder, which is loaded into `library` if that is null. Returns null,
+// with the last error, if the library or the function does not exist; otherwise the last error is unchanged.
 void* FindSystemFunction(HMODULE& library, const wchar_t* libraryName, const char* name);
 
-// What takes the place of an imported function. A library or function that is not there fails the call.
+// The replacement of an imported function. If the library or the function does not exist, the call fails.
 template <ConstantText Library, ConstantText Name, Failure Kind, typename Function>
 struct DelayedCall;
 
@@ -71,10 +71,10 @@ private:
     }
 };
 
-// Makes the linker take a function of Windows from the system folder's library at its first call, where an import
-// library would have Windows load that library before the program starts. As import libraries do, it defines the
-// pointer that calls go through and the jump for those whose headers do not tell of it. A macro, because the function's
-// name becomes a symbol.
+// Makes the linker take a Windows function from the system folder's library at its first call; with an import library,
+// Windows would load that library before the program starts. Like an import library, it defines the pointer that calls
+// go through, and the jump for calls whose headers do not declare the import. A macro, because the function's name
+// becomes a symbol.
 #define KELO_DELAYED(library, name, failure)                                                                           \
     extern "C" const decltype(&name) kDelayed_##name asm("__imp_" #name);                                              \
     const decltype(&name) kDelayed_##name = &DelayedCall<library, #name, Failure::failure, decltype(name)>::Call;      \

@@ -1,5 +1,5 @@
-// Has a library that the program loads by its name alone come from the system folder, like those whose functions it
-// imports: Windows would look in the program's own folder first.
+// Loads a library that the program names without a path from the system folder, as the delayed imports do: Windows
+// would look in the program's own folder first.
 #include "delayed_call.h"
 
 #include <cwchar>
@@ -14,6 +14,6 @@ HMODULE WINAPI LoadByName(const wchar_t* name)
 
 } // namespace
 
-// What calls of LoadLibraryW go through, in place of Windows' own.
+// Calls of LoadLibraryW go through this pointer, in place of Windows' own function.
 extern "C" const decltype(&LoadLibraryW) kLoadLibraryW asm("__imp_LoadLibraryW");
 const decltype(&LoadLibraryW) kLoadLibraryW = &LoadByName;

@@ -1,4 +1,4 @@
-// Tells the loader to take what the image imports from the system folder. Windows heeds that since 10.0.14393.
+// Tells the loader to take the image's imports from the system folder. Windows obeys this since 10.0.14393.
 #include <windows.h>
 
 namespace

@@ -1,4 +1,4 @@
-// The functions of Windows that not every action of the program calls: each library is loaded at the first call.
+// The Windows functions that not every action of the program calls: each library is loaded at the first call.
 #include "delayed_call.h"
 
 #include <msi.h>

@@ -7,16 +7,16 @@ import pathlib
 import struct
 import sys
 
-# The load configuration as it lies in the image: its size, the flags, and zeros.
+# The load configuration in the image: its size, the flags, and zeros.
 SIZE = 112
 CONFIGURATION = struct.pack("<I74xH32x", SIZE, 0x800)
 
-OPTIONAL_HEADER, CHECKSUM, DIRECTORIES = 24, 64, 112  # places in the header, and in its optional part
-LOAD_CONFIGURATION = 10  # among the directories
+OPTIONAL_HEADER, CHECKSUM, DIRECTORIES = 24, 64, 112  # offsets in the header, and in its optional part
+LOAD_CONFIGURATION = 10  # its index among the directories
 
 
 def address_of(place, data, header):
-    """The address that a place in the file is loaded to."""
+    """The address that an offset in the file is loaded to."""
     (sections,) = struct.unpack_from("<H", data, header + 6)
     (optional_size,) = struct.unpack_from("<H", data, header + 20)
     table = header + OPTIONAL_HEADER + optional_size
@@ -28,7 +28,7 @@ def address_of(place, data, header):
 
 
 def checksum(data):
-    """The checksum of an image in whose header it is zero."""
+    """The checksum of an image whose header has a zero in the checksum's place."""
     total = sum(struct.unpack(f"<{len(data) // 2}H", data))
     while total >> 16:
         total = (total & 0xFFFF) + (total >> 16)

@@ -1,4 +1,4 @@
-// How kelo-rehearse ends, for a shell.
+// The exit statuses of kelo-rehearse, for a shell.
 #pragma once
 
 namespace exit_status

@@ -1,4 +1,4 @@
-// kelo-rehearse: runs an action or an export of the installer program on a described machine and tells what it did.
+// kelo-rehearse: runs an action or an export of the installer program on a described machine and reports the run.
 #include "rehearse/exit_status.h"
 #include "rehearse/options.h"
 #include "rehearse/page.h"

@@ -35,14 +35,14 @@ and violations; docs/rehearsal.md tells what they hold, and docs/machine.md how 
 
 Passwords (what follows "/PASSWORD=" in installer data, and "/P:" in a command line) are shown and saved as stars.)";
 
-// Printed in place of a rehearsal.
+// Printed instead of a rehearsal.
 class CallForChoices : public CLI::Success
 {
 public:
     CallForChoices() : CLI::Success("CallForChoices", "", CLI::ExitCodes::Success) {}
 };
 
-// The program's own arguments stand behind "--"; they look like anything.
+// The program's own arguments follow "--" and may look like anything.
 std::vector<std::string> TakeProgramArguments(std::vector<std::string>& words)
 {
     const auto separator = std::find(words.begin(), words.end(), "--");

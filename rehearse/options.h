@@ -1,4 +1,4 @@
-// What kelo-rehearse is asked to do.
+// The options of kelo-rehearse.
 #pragma once
 
 #include "winsim/process/gate.h"
@@ -29,8 +29,8 @@ struct Options
     std::vector<winsim::Meanwhile> meanwhile;
 };
 
-// Either what to do, or the exit status of a command line that asks for nothing more (its help was printed, or what is
-// wrong with it).
+// Either the work to do, or the exit status of a command line that asks for nothing more: its help or its error was
+// printed.
 struct ParsedOptions
 {
     std::optional<Options> options;

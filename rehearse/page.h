@@ -6,6 +6,5 @@
 
 #include <string>
 
-// One self-contained page (HTML, UTF-8): the log explained, and beside it the calls that were recorded and what
-// changed.
+// One self-contained page (HTML, UTF-8): the explained log and, beside it, the recorded calls and the changes.
 std::string PageReport(const Options& options, const winsim::Machine& before, const winsim::Outcome& outcome);

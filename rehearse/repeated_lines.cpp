@@ -11,7 +11,7 @@ namespace
 
 constexpr std::size_t kLongest = 8; // lines
 
-// How many times in a row the `length` messages from `first` on are there.
+// How many times in a row the `length` messages from `first` on occur.
 std::uint64_t TimesOf(const std::vector<std::string>& messages, std::size_t first, std::size_t length)
 {
     std::size_t same = first;

@@ -1,17 +1,17 @@
-// Finding the lines that a wait without an end writes into the log again and again.
+// Finds the lines that an endless wait writes into the log again and again.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-// The lines from `first` on, `length` of them, stand for `times` times as many: the same messages in a row.
+// The `length` lines from `first` on stand for `times` repetitions of the same messages.
 struct RepeatedLines
 {
     std::size_t first = 0;
     std::size_t length = 0;
     std::uint64_t times = 0;
-    std::string lastLine; // the last of all, with its time
+    std::string lastLine; // the very last line, with its time
 };
 
 struct FoldedLines
@@ -20,6 +20,6 @@ struct FoldedLines
     std::vector<RepeatedLines> repeats; // in the order of the lines
 };
 
-// The lines of an install log with those that repeat as often as repeated calls (winsim/process/repeats.h) left out but
-// for their first time.
+// The lines of an install log. Lines that repeat as often as repeated calls (winsim/process/repeats.h) are kept only
+// once.
 FoldedLines Fold(std::vector<std::string> lines);

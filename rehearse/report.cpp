@@ -1,4 +1,4 @@
-// Tells programs and the shell what a rehearsal did.
+// Reports a rehearsal to programs and the shell.
 #include "rehearse/report.h"
 
 #include "rehearse/exit_status.h"
@@ -60,7 +60,7 @@ Json NewEvents(const Machine& before, const Machine& after)
     return events;
 }
 
-// A log whose lines repeat would be told a second time, and whole: its size has to do then.
+// The text of a log with repeated lines would show the log again, and unfolded: only its size is reported.
 Json ChangesIn(const Machine& before, const Machine& after, bool isLogFolded)
 {
     Json changes = Json::array();

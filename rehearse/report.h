@@ -1,4 +1,4 @@
-// What kelo-rehearse prints.
+// The output of kelo-rehearse.
 #pragma once
 
 #include "rehearse/options.h"
@@ -8,22 +8,22 @@
 #include <optional>
 #include <string>
 
-// The report for people: whether it worked, if not what failed first, how long it waited and how much it changed; then
-// the steps, the changes and the log.
+// The report for people: whether the run worked, or else what failed first, how long it waited and how much it changed;
+// then the steps, the changes and the log.
 std::string TextReport(const Options& options, const report::Style& style, const winsim::Machine& before,
                        const winsim::Outcome& outcome);
 
-// The same of a run on another machine that is like the described one. `seen` is what is known of it, as
-// docs/rehearsal.md describes it. Throws winsim::Json::exception when it is something else.
+// The same report on a run on another machine that resembles the described one. `seen` is the record of that run, as
+// docs/rehearsal.md describes it. Throws winsim::Json::exception if it is anything else.
 std::string TextReportOf(const winsim::Json& seen, const Options& options, const report::Style& style,
                          const winsim::Machine& machine);
 
 // The report for programs, as docs/rehearsal.md describes it.
 winsim::Json JsonReport(const Options& options, const winsim::Machine& before, const winsim::Outcome& outcome);
 
-// Why a run has no result; nothing when it has one.
+// Why a run has no result; nothing if it has one.
 std::optional<std::string> WhyNoResult(const winsim::Outcome& outcome);
 
-// The status for the shell.
+// The exit status for the shell.
 int ExitStatusOf(const winsim::Outcome& outcome);
 int ExitStatusOf(const winsim::Json& seen);

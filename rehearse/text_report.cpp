@@ -1,4 +1,4 @@
-// Tells people what a rehearsal, or another run, did.
+// Reports a rehearsal, or another run, to people.
 #include "rehearse/report.h"
 #include "report/run_view.h"
 #include "winsim/toolkit/install_log.h"
@@ -48,7 +48,7 @@ std::string DescribeMachine(const Options& options, const Machine& machine)
                        options.machinePath);
 }
 
-// The step of the first call that a fault had; "" for none.
+// The step of the first call with this fault; "" for none.
 std::string StepOf(const winsim::Fault& fault, const std::vector<RunCall>& calls, const Story& story)
 {
     const auto call = std::find_if(calls.begin(), calls.end(), [&](const RunCall& one) {
@@ -57,7 +57,7 @@ std::string StepOf(const winsim::Fault& fault, const std::vector<RunCall>& calls
     return call == calls.end() || story.steps.empty() ? "" : story.steps[call->step].Name();
 }
 
-// How often a fault came about, or that it did not.
+// How often a fault took place, or that it did not.
 std::string DescribeFault(const winsim::Fault& fault, unsigned reached, const Outcome& outcome, const std::string& step)
 {
     const auto counted = outcome.callCounts.find(fault.call);
@@ -68,7 +68,7 @@ std::string DescribeFault(const winsim::Fault& fault, unsigned reached, const Ou
     return step.empty() ? text : text + fmt::format(", in the step \"{}\"", step);
 }
 
-// What the first screen tells beside the result.
+// The facts on the first screen besides the result.
 Facts FirstFactsOf(const Options& options, const Outcome& outcome, const Story& story)
 {
     constexpr std::size_t kMost = 3;

@@ -1,4 +1,4 @@
-// What is measured inside a simulated process: the program's log line and the bare one, many at a time.
+// Measurements inside a simulated process: many of the program's log lines, and many bare ones.
 #include "bench/log_line.h"
 #include "log/install_log.h"
 
@@ -11,7 +11,7 @@
 namespace
 {
 
-// The processor's time, which other programs do not add to.
+// Processor time, which does not include other programs.
 long long ThreadNanoseconds()
 {
     timespec now{};

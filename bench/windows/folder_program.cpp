@@ -1,5 +1,5 @@
-// The floor of a run that writes to a log in Windows' own folder for that: a program that splits its command line and
-// asks for the folder, as every run must, and does nothing else. Both are functions of the shell's library.
+// The floor of a run that writes to a log in Windows' own folder for application data: a program that only splits its
+// command line and asks for the folder, as every run must. Both are functions of the shell's library.
 #include <windows.h>
 
 #include <shellapi.h>

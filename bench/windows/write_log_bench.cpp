@@ -1,5 +1,5 @@
-// The log line against its floor on Windows' own files, and what the one costly question in each line takes of it.
-// Writes the rows that the table of the benchmarks has of that, as kelo-bench does.
+// The log line against its floor on Windows' own files, and the share of the one expensive query in each line. Writes
+// its rows for the table of the benchmarks, in the format of kelo-bench.
 #include "bench/log_line.h"
 #include "log/install_log.h"
 

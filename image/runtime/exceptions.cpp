@@ -1,5 +1,5 @@
-// What the standard library's templates throw. The library's own classes for that come with two whole classes of texts,
-// 50 KB, for what they say: nothing here asks an exception for that.
+// The exceptions that the standard library's templates throw. The library's own classes for them would add two complete
+// classes of texts, 50 KB, for their messages; nothing here asks an exception for its message.
 #include <exception>
 #include <new>
 
@@ -41,7 +41,7 @@ void __throw_logic_error(const char* what)
     throw MisusedTemplate(what);
 }
 
-// The format stands for the text.
+// The format itself is the message.
 void __throw_out_of_range_fmt(const char* format, ...)
 {
     throw MisusedTemplate(format);

@@ -14,14 +14,14 @@ constexpr LONG kDone = 2;
 constexpr pthread_mutex_t kFree = 0;
 constexpr pthread_mutex_t kLocked = 1;
 
-// What others hold, they hold for some instructions.
+// Other threads hold a lock only for a few instructions.
 void LetOthersRun()
 {
     Sleep(1);
 }
 
-// The one key: the runtime keeps there what exceptions a thread handles. A library image takes it back from the process
-// that it leaves.
+// The only key: under it the runtime keeps the exceptions that a thread handles. A library image frees the key when a
+// process unloads it.
 struct Key
 {
     DWORD slot = TLS_OUT_OF_INDEXES;
@@ -37,7 +37,7 @@ struct Key
     }
 };
 
-// The first to be built is the last to be destroyed.
+// Constructed first, so destroyed last.
 [[gnu::init_priority(101)]] Key g_key;
 
 } // namespace
@@ -71,7 +71,7 @@ int pthread_key_create(pthread_key_t* key, void (*destroy)(void*))
     return 0;
 }
 
-// Windows' call succeeds for a slot that was not set, and then changes the last error to none.
+// Windows' call succeeds for a slot that was never set, but then clears the last error.
 void* pthread_getspecific(pthread_key_t key)
 {
     const DWORD error = GetLastError();
