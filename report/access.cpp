@@ -1,4 +1,4 @@
-// Names those who have rights, and the rights.
+// Names trustees and rights.
 #include "report/access.h"
 
 #include <fmt/format.h>
@@ -37,7 +37,7 @@ struct Right
     const char* name;
 };
 
-// Wider rights come before those that they hold.
+// Wider rights come before the rights that they include.
 constexpr Right kGenericRights[] = {
     {0x10000000, "GENERIC_ALL"},
     {0x80000000, "GENERIC_READ"},
@@ -63,7 +63,7 @@ constexpr Right kStandardRights[] = {
     {0x80000, "WRITE_OWNER"}, {0x100000, "SYNCHRONIZE"},
 };
 
-// Adds the names of the rights of a table that are all in the mask and not all named yet.
+// Adds the names of a table's rights that are completely in the mask and not yet completely named.
 void Take(std::span<const Right> rights, std::uint32_t mask, std::uint32_t& rest, std::string& names)
 {
     for (const Right& right : rights)
@@ -75,7 +75,7 @@ void Take(std::span<const Right> rights, std::uint32_t mask, std::uint32_t& rest
     }
 }
 
-// What of a key or a folder an entry is for, beside itself.
+// What an entry of a key or a folder applies to, besides the key or folder itself.
 std::string DescribeInheritance(const Json& entry, Secured secured)
 {
     constexpr std::uint32_t kFiles = 1;

@@ -10,7 +10,7 @@
 namespace report
 {
 
-// What an access list is of.
+// The kind of object that an access list belongs to.
 enum class Secured
 {
     Key,
@@ -18,13 +18,13 @@ enum class Secured
     File,
 };
 
-// A group or an account by its SID: "Administrators"; a SID without a name of its own as it stands.
+// A group or an account by its SID: "Administrators". A SID without a name is shown unchanged.
 std::string NameOfTrustee(const std::string& sid);
 
-// The rights of a mask by their names: "GENERIC_READ", "KEY_READ | WRITE_OWNER".
+// The names of a mask's rights: "GENERIC_READ", "KEY_READ | WRITE_OWNER".
 std::string NameOfRights(std::uint32_t mask, Secured secured);
 
-// An access list, as descriptions have it, as rows of a table: "allow", the trustee, the rights, what inherits.
+// An access list, as descriptions contain it, as table rows: "allow", the trustee, the rights, which objects inherit.
 std::vector<std::vector<std::string>> RowsOfList(const winsim::Json& list, Secured secured);
 
 } // namespace report

@@ -31,7 +31,7 @@ std::vector<BegunStep> StepsBegunIn(const std::vector<catalogue::Step>& steps, c
 {
     std::vector<BegunStep> begun;
     std::size_t next = outcome.bodyBegin;
-    // A process that died did not come to the end.
+    // A process that died did not reach the end.
     const std::size_t end = outcome.bodyEnd != 0 ? outcome.bodyEnd : outcome.calls.size();
     for (const catalogue::Step& step : steps)
     {

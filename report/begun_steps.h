@@ -1,4 +1,4 @@
-// Where in a rehearsal each step of its action begins.
+// The places in a rehearsal where the steps of its action begin.
 #pragma once
 
 #include "catalogue/catalogue.h"
@@ -17,11 +17,11 @@ struct BegunStep
     std::size_t record;
 };
 
-// Whether a call writes, or was to write, one of the lines that a step has.
+// Whether a call writes, or should have written, one of the lines of a step.
 bool IsLineOf(const catalogue::Step& step, const winsim::CallRecord& record);
 
-// The steps among `steps`, those of the run's action, that a run began, in their order. Lines count that were to be
-// written, also when that failed.
+// Which of `steps`, the steps of the run's action, the run began, in their order. A line counts even if writing it
+// failed.
 std::vector<BegunStep> StepsBegunIn(const std::vector<catalogue::Step>& steps, const winsim::Outcome& outcome);
 
 } // namespace report

@@ -1,4 +1,4 @@
-// Links a rehearsal's calls with the lines of its log and with its steps.
+// Relates a rehearsal's calls to the lines of its log and to its steps.
 #include "report/calls.h"
 
 #include "report/begun_steps.h"
@@ -20,7 +20,7 @@ using winsim::CallRecord;
 using winsim::Json;
 using winsim::Outcome;
 
-// What the log itself calls for each line.
+// The calls that the log makes for each line.
 constexpr std::string_view kLogCalls[] = {"GetSystemTime", "GetTimeZoneInformation", "GetCurrentThreadId", "fputs",
                                           "fflush"};
 
@@ -32,7 +32,7 @@ bool IsLogCall(const CallRecord& record)
     return std::find(std::begin(kLogCalls), std::end(kLogCalls), record.name) != std::end(kLogCalls);
 }
 
-// Whether the call of an index is one of those to tell of. The logs are opened before the program's entry.
+// Whether the call at this index is to be shown. The logs are opened before the program's entry.
 bool IsChosen(const Outcome& outcome, std::size_t index, CallChoice choice)
 {
     const CallRecord& record = outcome.calls[index];
@@ -51,7 +51,7 @@ bool HasThrown(const CallRecord& record)
     return record.out.contains("exception") && record.out["exception"].is_string();
 }
 
-// Whether a call failed, by its result: the last error may be one from before.
+// Whether a call failed, judged by its result: the last error may be an older one.
 bool HasFailed(const CallRecord& record)
 {
     if (HasThrown(record))
@@ -70,7 +70,7 @@ catalogue::Number ErrorOf(const CallRecord& record)
     return catalogue::Explain(record.error, MeaningOfErrors(record.name));
 }
 
-// "error 5 ERROR_ACCESS_DENIED", or the exception that came out of the call.
+// "error 5 ERROR_ACCESS_DENIED", or the exception that the call threw.
 std::string NamedError(const CallRecord& record)
 {
     if (HasThrown(record))
@@ -87,7 +87,7 @@ std::string FullTextOf(const CallRecord& record)
     return record.out.empty() ? text : text + " " + record.out.dump();
 }
 
-// A value with blanks after its commas, so that it can go on in a new line.
+// A value with blanks after its commas, so that it can continue on a new line.
 std::string Spaced(const Json& value)
 {
     if (!value.is_structured())
@@ -124,7 +124,7 @@ RunCall CallOf(const CallRecord& record, std::uint64_t beginMs)
     return call;
 }
 
-// The index in a story, where equal lines in a row are one, of each line of the log.
+// For each line of the log, its index in a story, where equal lines in a row are one.
 std::vector<std::size_t> IndicesIn(const Story& story)
 {
     std::vector<std::size_t> indices;
@@ -133,7 +133,7 @@ std::vector<std::size_t> IndicesIn(const Story& story)
     return indices;
 }
 
-// How often each recorded call was made: those that repeat are recorded once.
+// How often each recorded call was made: calls that repeat are recorded once.
 std::vector<std::uint64_t> TimesOf(const Outcome& outcome)
 {
     std::vector<std::uint64_t> times(outcome.calls.size(), 1);
@@ -145,7 +145,7 @@ std::vector<std::uint64_t> TimesOf(const Outcome& outcome)
     return times;
 }
 
-// The same call among the latest ones, which a wait repeats in turn after one log line; null for none.
+// An equal call among the latest ones, which a wait repeats in turn after one log line; null if there is none.
 RunCall* FindSame(std::vector<RunCall>& calls, const RunCall& call)
 {
     constexpr std::size_t kLatest = 4;
@@ -158,7 +158,7 @@ RunCall* FindSame(std::vector<RunCall>& calls, const RunCall& call)
     return nullptr;
 }
 
-// A recorded call's place in the story.
+// The place of a recorded call in the story.
 struct Place
 {
     std::size_t line = 0;
@@ -167,7 +167,7 @@ struct Place
     std::uint64_t times = 1;
 };
 
-// The index of a step's latest part that has no lines, or of any part of it.
+// The index of the step's latest part without lines, or else of any part of it.
 std::optional<std::size_t> IndexOf(const Story& story, const catalogue::Step* step)
 {
     for (std::size_t i = 0; i < story.steps.size(); ++i)
@@ -178,7 +178,7 @@ std::optional<std::size_t> IndexOf(const Story& story, const catalogue::Step* st
     return std::nullopt;
 }
 
-// The place of each call: its step is that of the line before it, or one that a call begins.
+// The place of each call. Its step is the step of the line before it, or a step that begins with a call.
 std::vector<Place> PlacesOf(const Outcome& outcome, const Story& story)
 {
     const std::vector<std::size_t> indices = IndicesIn(story);
@@ -206,7 +206,7 @@ std::vector<Place> PlacesOf(const Outcome& outcome, const Story& story)
     return places;
 }
 
-// When the first line was to be written.
+// The time at which the first line should have been written.
 std::uint64_t BeginOf(const Outcome& outcome)
 {
     const auto first = std::find_if(outcome.calls.begin(), outcome.calls.end(),

@@ -21,13 +21,13 @@ struct RunCall
     bool isBeforeLog = false; // before the first line
     std::string text;         // its name and result
     std::string full;         // with all parameters
-    std::string shown;        // the same on one line for people, the error by its name
+    std::string shown;        // with all parameters on one line for people, and with the name of the error
     std::size_t count = 1;
     bool isFailure = false;
-    bool isFault = false; // it failed because that was asked for
+    bool isFault = false; // it failed because the failure was requested
 };
 
-// Which calls to tell of. Those that failed because that was asked for are told of always.
+// Which calls to show. Calls whose failure was requested are always shown.
 enum class CallChoice
 {
     OfSteps, // without those that open or write the log, text and memory
@@ -35,22 +35,22 @@ enum class CallChoice
     All,
 };
 
-// What the error numbers of a call are.
+// The kind of a call's error numbers.
 catalogue::Meaning MeaningOfErrors(const std::string& call);
 
-// The calls of a rehearsal that `story` tells of.
+// The calls of the rehearsal that `story` describes.
 std::vector<RunCall> CallsOf(const winsim::Outcome& outcome, const Story& story, CallChoice choice);
 
 // A call and its error in words: "RegCreateKeyExA: error 5 ERROR_ACCESS_DENIED: access denied".
 std::string DescribeFailure(const winsim::CallRecord& record);
 
-// What the calls tell of one step.
+// The figures of one step's calls.
 struct StepFigures
 {
     std::int64_t ms = 0;
     std::size_t calls = 0; // CallChoice::OfSteps
     std::size_t failed = 0;
-    std::string lastFailure = {}; // as DescribeFailure has it
+    std::string lastFailure = {}; // in the form of DescribeFailure
 };
 
 // The figures of each step of the story.

@@ -1,4 +1,4 @@
-// Fits rows to the terminal.
+// Fits rows to the terminal's width.
 #include "report/change_rows.h"
 
 namespace report

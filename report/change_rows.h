@@ -1,4 +1,4 @@
-// The rows of a report of what changed.
+// The rows of a report on changes.
 #pragma once
 
 #include "report/terminal.h"
@@ -10,27 +10,27 @@
 namespace report
 {
 
-// Collects rows, each fitted to the terminal.
+// Collects rows, each fitted to the terminal's width.
 class ChangeRows
 {
 public:
-    // With `isWhole`, values are to be shown whole.
+    // With `isWhole`, values are shown completely.
     ChangeRows(const Style& style, bool isWhole) : m_style(style), m_isWhole(isWhole) {}
 
     bool IsWhole() const { return m_isWhole; }
     std::string Take() { return std::move(m_text); }
 
-    // The title of an area, and that of what further rows of it are about.
+    // The title of an area, and the title of the object that the following rows describe.
     void Area(const std::string& title);
     void Heading(const std::string& title);
 
-    // A row: a verb, and text after it.
+    // A row: a verb, followed by a text.
     void Row(const std::string& verb, const std::string& text);
 
-    // More of the row above.
+    // More text for the row above.
     void Detail(const std::string& text);
 
-    // A row of something that is named above. Further lines of it are indented by so much more.
+    // A row about the object named above. Its continuation lines are indented by `indent` more.
     void SubRow(const std::string& verb, const std::string& text, std::size_t indent = 0);
 
 private:

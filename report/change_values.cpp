@@ -1,4 +1,4 @@
-// Tells values in a few words.
+// Describes values in a few words.
 #include "report/change_values.h"
 
 #include "report/terminal.h"
@@ -41,7 +41,7 @@ std::string DescribeNumber(const winsim::Json& number)
     return value > 9 ? fmt::format("{} ({:#x})", value, value) : std::to_string(value);
 }
 
-// A text of a registry value; one that holds several has zeros between them.
+// A text of a registry value. Zeros separate the parts of a multiple text.
 std::string DescribeText(std::string text, bool isWhole)
 {
     while (text.ends_with('\0'))
@@ -61,7 +61,7 @@ bool AreTextLists(const winsim::Json& one, const winsim::Json& other)
     return isTextList(one) && isTextList(other);
 }
 
-// The elements of a list that another one lacks, with a sign before each.
+// The elements of a list that are missing from the other list, with a sign before each.
 std::string Lacking(const winsim::Json& list, const winsim::Json& other, const char* sign)
 {
     std::string texts;

@@ -1,4 +1,4 @@
-// Values of a description in a few words, for a report of what changed.
+// Values of a description in a few words, for a report on changes.
 #pragma once
 
 #include "winsim/machine/machine.h"
@@ -9,7 +9,7 @@
 namespace report
 {
 
-// Each of these shows all of a value when it `isWhole`, and of a long one its beginning otherwise.
+// Each of these shows the complete value if `isWhole`, and otherwise only the beginning of a long one.
 
 // A value of the registry: "4096 (0x1000)", "\"text\" (REG_EXPAND_SZ)", "3 bytes: 01 02 03 (REG_BINARY)".
 std::string DescribeValue(const winsim::Json& value, bool isWhole);
@@ -17,10 +17,10 @@ std::string DescribeValue(const winsim::Json& value, bool isWhole);
 // Any other value; "none" for null.
 std::string Brief(const winsim::Json& value, bool isWhole);
 
-// "before -> after", or of two lists of texts what is less and more: "-A, +B".
+// "before -> after", or the removed and added elements of two lists of texts: "-A, +B".
 std::string DescribeDifference(const winsim::Json& before, const winsim::Json& after, bool isWhole);
 
-// Where two objects differ, member by member: "providers: -A, +B". `path` is that of the objects' own.
+// The differences of two objects, member by member: "providers: -A, +B". `path` is the path of the objects themselves.
 std::vector<std::string> Differences(const winsim::Json& before, const winsim::Json& after, bool isWhole,
                                      const std::string& path = {});
 

@@ -1,4 +1,4 @@
-// Tells of changes area by area.
+// Shows changes area by area.
 #include "report/changes_view.h"
 
 #include "report/area_changes.h"
@@ -64,7 +64,7 @@ void WriteArea(ChangeRows& rows, const std::vector<Change>& changes)
     }
 }
 
-// The changes of an area stand together.
+// Expects the changes of each area in a row.
 std::string WriteAreas(const Style& style, const std::vector<Change>& changes, bool isWhole)
 {
     ChangeRows rows{style, isWhole};

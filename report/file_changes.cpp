@@ -1,4 +1,4 @@
-// Tells what happened to files and folders.
+// Shows the changes of files and folders.
 #include "report/area_changes.h"
 
 #include "report/change_values.h"
@@ -37,7 +37,7 @@ std::string DescribeFile(const Json& file)
     return "";
 }
 
-// A file that went and one like it that came is one that was moved.
+// A removed file and an added file with the same content are one moved file.
 void WriteMoved(ChangeRows& rows, std::vector<Change>& changes)
 {
     for (std::size_t i = 0; i < changes.size(); ++i)

@@ -13,7 +13,7 @@ namespace
 
 using catalogue::Meaning;
 
-// Shorter pauses between two lines are work.
+// A shorter pause between two lines counts as work.
 constexpr std::int64_t kShortestWaitMs = 50;
 
 // Lays out the lines of one run.
@@ -25,7 +25,8 @@ public:
         std::int64_t time = 0;
         for (const StoryLine& line : story.lines)
         {
-            // A line without a time, or with one from before, happened no earlier than the one before it.
+            // A line without a time, or with an earlier time than the line before, is placed at the time of the line
+            // before.
             if (line.ms && story.beginMs)
                 time = std::max(time, *line.ms - *story.beginMs);
             m_begins.push_back(time);
@@ -51,7 +52,7 @@ public:
 private:
     std::size_t Count() const { return m_story.lines.size(); }
 
-    // When what a line tells of is over: at the next line.
+    // The end of a line's action: the beginning of the next line.
     std::int64_t EndOf(std::size_t index) const { return index + 1 < Count() ? m_begins[index + 1] : m_ends[index]; }
 
     Lane Steps() const
@@ -71,7 +72,7 @@ private:
         return lane;
     }
 
-    // A service is in the state that a line tells of until another line tells of another.
+    // A service stays in the state that a line reports until another line reports a different one.
     std::vector<Lane> Services() const
     {
         std::vector<Lane> lanes;
@@ -86,7 +87,7 @@ private:
         return lanes;
     }
 
-    // The state of a service that a line tells of, whose name is its first value; 0 for none.
+    // The state of a service that a line reports; the service's name is the line's first value. 0 if it reports none.
     static std::uint32_t StateIn(const StoryLine& line)
     {
         struct StateLine
@@ -123,7 +124,7 @@ private:
         lane->spans.push_back(std::move(span));
     }
 
-    // Other programs run until the line after the one that tells of their start.
+    // Another program runs until the line after the one that reports its start.
     Lane Programs() const
     {
         Lane lane{"other programs", {}};

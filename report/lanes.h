@@ -1,4 +1,4 @@
-// The timeline of a run: what went on at the same time, in lanes.
+// The timeline of a run: its simultaneous events, in lanes.
 #pragma once
 
 #include "report/story.h"
@@ -10,7 +10,7 @@
 namespace report
 {
 
-// Something that took its time. Times are in milliseconds after the run's beginning.
+// An event with a duration. Times are in milliseconds after the run's beginning.
 struct Span
 {
     std::int64_t fromMs = 0;
@@ -18,7 +18,7 @@ struct Span
     std::string name;
     Level level = Level::Done;
     bool isWait = false;
-    std::optional<std::size_t> line = {}; // the index of the line that tells of it
+    std::optional<std::size_t> line = {}; // the index of the line that reports it
 };
 
 struct Lane

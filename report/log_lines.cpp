@@ -1,4 +1,4 @@
-// Takes log lines apart: "2013/05/07 14:03:09.042 TZ-4 [3120] message".
+// Splits log lines into their parts: "2013/05/07 14:03:09.042 TZ-4 [3120] message".
 #include "report/log_lines.h"
 
 #include "winsim/toolkit/secrets.h"
@@ -15,15 +15,15 @@ namespace report
 namespace
 {
 
-// A line ends at this length at the latest, in the bytes that it had on the machine.
+// The maximum length of a line, in its bytes on the machine.
 constexpr std::size_t kLongestLine = 510;
 
-// More of a line than that is no work of the program.
+// The program writes no longer lines, so no more of a line is shown.
 constexpr std::size_t kMostShown = 2000;
 
 constexpr std::int64_t kMsOfDay = 24 * 60 * 60 * 1000;
 
-// A reader that goes from the beginning of a line to its end.
+// Reads a line from its beginning to its end.
 class Cursor
 {
 public:
@@ -37,7 +37,7 @@ public:
         return true;
     }
 
-    // A number of between `least` and `most` digits.
+    // A number with `least` to `most` digits.
     std::optional<unsigned long> Number(std::size_t least, std::size_t most)
     {
         std::size_t length = 0;
@@ -94,7 +94,7 @@ std::optional<Header> ReadHeader(std::string_view line)
     const bool hasZone = cursor.Number(1, 3) && cursor.Take(" [");
     const auto thread = hasZone ? cursor.Number(1, 10) : std::nullopt;
     const auto days = Days(fields[0], fields[1], fields[2]);
-    // The message may be empty, and its blank then lost.
+    // The message may be empty; its blank may then be lost.
     if (!thread || !days || !cursor.Take("]"))
         return std::nullopt;
     cursor.Take(" ");
@@ -102,14 +102,14 @@ std::optional<Header> ReadHeader(std::string_view line)
     return Header{*days * kMsOfDay + seconds * 1000 + static_cast<std::int64_t>(fields[6]), *thread, cursor.Rest()};
 }
 
-// The line without the marks of a mail that quotes it or of an editor that indented it.
+// The line without the quotation marks of a mail and without indentation.
 std::string_view WithoutQuotes(std::string_view line)
 {
     line.remove_prefix(std::min(line.find_first_not_of("> \t"), line.size()));
     return line;
 }
 
-// What can be shown on a terminal and in a page. Nothing of a mailed log may control either.
+// The text as it may be shown on a terminal and in a page. No character of a mailed log may control either of them.
 std::string Shown(std::string_view message)
 {
     std::string shown(message.substr(0, kMostShown));
@@ -157,7 +157,7 @@ std::vector<LogLine> ReadLogLines(std::string_view text)
         std::string_view line = text.substr(start, end - start);
         start = end + 1;
         ++number;
-        // A machine that lost its power leaves zeros where a line was to be.
+        // A machine that lost power leaves zeros in place of a line.
         while (!line.empty() && (line.front() == '\0' || line.front() == '\r'))
             line.remove_prefix(1);
         while (!line.empty() && (line.back() == '\0' || line.back() == '\r'))

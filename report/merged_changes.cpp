@@ -1,4 +1,4 @@
-// Merges changes that are one to a reader.
+// Merges changes that a reader sees as one.
 #include "report/merged_changes.h"
 
 #include <algorithm>
@@ -17,7 +17,7 @@ bool IsOfFile(const Change& change)
     return change.area == "files" || change.area == "libraries" || change.area == "programs";
 }
 
-// The same changes, but that an element of a list which only has another number now has not changed.
+// The same changes without the elements of lists that only have a new index.
 std::vector<Change> WithoutShifts(const std::vector<Change>& changes)
 {
     std::vector<Change> kept;
@@ -41,7 +41,7 @@ std::vector<Change> WithoutShifts(const std::vector<Change>& changes)
             std::find_if(kept.begin(), kept.end(), [&](const Change& other) { return isPair(kept[i], other); });
         if (again == kept.end())
             continue;
-        // Neither is a change any more.
+        // Neither counts as a change any more.
         again->kind.clear();
         kept[i].kind.clear();
     }

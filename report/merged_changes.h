@@ -1,4 +1,4 @@
-// The changes of a machine as a reader counts them.
+// The changes of a machine, counted as a reader counts them.
 #pragma once
 
 #include "winsim/machine/machine.h"
@@ -8,8 +8,8 @@
 namespace report
 {
 
-// The same changes, but that what a file is as a library or a program belongs to the file's own change, or is one; and
-// that an element of a list which only has another number now has not changed.
+// The same changes, with two differences. A file's properties as a library or a program become part of the file's own
+// change, or a change of the file. An element of a list that only has a new index has not changed.
 std::vector<winsim::Change> MergeChanges(const std::vector<winsim::Change>& changes);
 
 } // namespace report

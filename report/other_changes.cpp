@@ -1,4 +1,4 @@
-// Tells what changed in the smaller areas of a machine.
+// Shows the changes in the smaller areas of a machine.
 #include "report/area_changes.h"
 
 #include "report/change_values.h"

@@ -1,4 +1,4 @@
-// Puts the data of runs into the page.
+// Inserts the data of runs into the page.
 #include "report/page.h"
 
 #include "report/lanes.h"
@@ -18,14 +18,14 @@ using winsim::Json;
 
 constexpr std::string_view kPlaceOfData = "@DATA@";
 
-// What the page calls a level.
+// The page's name for a level.
 const char* NameInPage(Level level)
 {
     constexpr const char* kNames[] = {"done", "not-told", "noise", "warning", "missing", "failed"};
     return kNames[static_cast<std::size_t>(level)];
 }
 
-// What a text says, which all its lines share.
+// The explanations of a text, which are the same for all its lines.
 Json JsonOf(const catalogue::Text& text)
 {
     return {{"meaning", text.meaning}, {"causes", text.causes}, {"toDo", text.toDo}};
@@ -85,7 +85,7 @@ Json JsonOf(const Lane& lane)
     return {{"name", lane.name}, {"spans", ListOf(lane.spans)}};
 }
 
-// The problems, the one to look at first before the others.
+// The problems, beginning with the one to look at first.
 std::vector<Problem> FirstFirst(const Story& story)
 {
     std::vector<Problem> problems = story.problems;
@@ -143,7 +143,7 @@ Json JsonOf(const PageRun& run)
     return json;
 }
 
-// JSON that ends no script, whatever a log holds.
+// JSON that cannot end the page's script, whatever a log contains.
 std::string Embedded(const Json& json)
 {
     const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);

@@ -20,13 +20,13 @@ struct PageRun
 };
 
 // One self-contained page (HTML, UTF-8), which needs no network: the verdict, a timeline, the log and the calls side by
-// side, the changes and the steps. It opens with the run of the index `chosen`.
+// side, the changes and the steps. It opens with the run at index `chosen`.
 std::string Page(const std::string& title, const std::vector<PageRun>& runs, std::size_t chosen);
 
-// Writes a text to a file. Throws std::runtime_error when that cannot be written.
+// Writes a text to a file. Throws std::runtime_error if the file cannot be written.
 void WriteText(const std::string& path, const std::string& text);
 
-// The page without its data, which takes the place of @DATA@.
+// The page without its data, which replaces @DATA@.
 extern const std::string_view kPageText;
 
 } // namespace report

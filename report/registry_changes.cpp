@@ -1,4 +1,4 @@
-// Tells what changed in the registry.
+// Shows the changes in the registry.
 #include "report/area_changes.h"
 
 #include "report/change_values.h"

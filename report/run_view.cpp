@@ -1,4 +1,4 @@
-// Puts the view of a run together.
+// Builds the view of a run.
 #include "report/run_view.h"
 
 #include "report/changes_view.h"
@@ -14,7 +14,7 @@ namespace
 
 constexpr std::size_t kMostOtherProblems = 4;
 
-// Whether the run came to a result before its log came to an end.
+// Whether the run had a result although its log stops early.
 bool IsBrokenOff(const Story& story)
 {
     return story.exitCode && !story.hasEnd && !story.lines.empty();
@@ -49,7 +49,7 @@ std::int64_t TimeOfStep(const WatchedRun& run, std::size_t index)
     return run.figures.empty() ? TimeOf(run.story, run.story.steps[index]) : run.figures[index].ms;
 }
 
-// The steps that took time, "2.400 s: 1.500 s in command unblocking".
+// The steps that took time: "2.400 s: 1.500 s in command unblocking".
 std::string DescribeTime(const WatchedRun& run)
 {
     const std::int64_t whole = run.waitedMs.value_or(run.story.DurationMs());
@@ -73,7 +73,7 @@ std::string DescribeTime(const WatchedRun& run)
     return text;
 }
 
-// A failure that no line tells of: the last call that failed in the step that decides, or at all when there is no log.
+// A failure that no line reports: the last call that failed in the deciding step, or in any step if there is no log.
 std::string ShowSilentFailure(const Style& style, const WatchedRun& run)
 {
     const bool isTold = run.story.FirstProblem() != nullptr && !IsBrokenOff(run.story);
@@ -97,7 +97,7 @@ std::string ShowFacts(const Style& style, const Facts& facts)
     return shown;
 }
 
-// What the first screen has to tell.
+// The facts on the first screen.
 std::string ShowFirstFacts(const Style& style, const WatchedRun& run)
 {
     std::string shown = ShowFact(style, "Result", DescribeResult(run.story));

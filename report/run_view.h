@@ -1,4 +1,4 @@
-// The view of a run that somebody watched: a rehearsal, or the real program under Wine.
+// The view of an observed run: a rehearsal, or the real program under Wine.
 #pragma once
 
 #include "report/calls.h"
@@ -15,23 +15,23 @@
 namespace report
 {
 
-// What is known of a run.
+// The known facts of a run.
 struct WatchedRun
 {
     std::string command; // the action with its options, or the export's name
-    Story story;         // told with the known end
-    std::vector<std::pair<std::string, std::string>> firstFacts = {}; // to know first, each with its label
+    Story story;         // with the known end
+    std::vector<std::pair<std::string, std::string>> firstFacts = {}; // to be shown first, each with its label
     std::vector<std::pair<std::string, std::string>> facts = {};      // more of them
     std::vector<winsim::Change> changes = {};
-    std::vector<std::pair<std::string, std::vector<std::string>>> sections = {}; // more of them, each with its title
-    std::optional<std::int64_t> waitedMs = {}; // on a clock that stands still but for waits
-    std::vector<StepFigures> figures = {};     // of each step; none when the calls are not known
+    std::vector<std::pair<std::string, std::vector<std::string>>> sections = {}; // more facts, each with its title
+    std::optional<std::int64_t> waitedMs = {}; // on a clock that advances only during waits
+    std::vector<StepFigures> figures = {};     // for each step; empty if the calls are not known
     std::vector<RunCall> calls = {};           // to be shown
 };
 
-// The run on a terminal. The first screen tells whether it worked, if not what failed first, how much changed and how
-// long it waited; then come the steps, what changed, and the log. With everything, no value is cut, each line is
-// followed by its meaning, and each problem is told.
+// The run on a terminal. The first screen shows whether it worked, or else what failed first, how much changed and how
+// long it waited. Then come the steps, the changes, and the log. With everything, no value is cut, each line is
+// followed by its meaning, and each problem is shown.
 std::string ShowRun(const Style& style, const WatchedRun& run, bool withEverything);
 
 } // namespace report

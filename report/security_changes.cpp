@@ -1,4 +1,4 @@
-// Tells owners and access lists as tables.
+// Shows owners and access lists as tables.
 #include "report/area_changes.h"
 
 #include <algorithm>

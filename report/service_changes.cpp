@@ -1,4 +1,4 @@
-// Tells what changed about services.
+// Shows the changes of services.
 #include "report/area_changes.h"
 
 #include "report/change_values.h"
@@ -23,7 +23,7 @@ std::string StartOf(const Json& service)
     return start == "auto" ? "automatically" : start == "demand" ? "on demand" : "\"" + start + "\"";
 }
 
-// What says how a described service behaves later.
+// Members that describe how a service behaves later in a rehearsal.
 bool IsOfRehearsal(const std::string& name)
 {
     constexpr std::string_view kNames[] = {"onStart", "onStop", "states", "checkPoint", "waitHint", "processId"};

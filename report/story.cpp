@@ -1,4 +1,4 @@
-// Tells the story of a run from its lines.
+// Derives the story of a run from its lines.
 #include "report/story.h"
 
 #include "catalogue/numbers.h"
@@ -21,7 +21,7 @@ using catalogue::Meaning;
 using catalogue::Step;
 using catalogue::Text;
 
-// A wait that goes on for longer than so many changes of a state has no more to tell.
+// A wait with more status changes than this has nothing more to tell.
 constexpr std::size_t kMostPolls = 1000;
 
 constexpr char kWaitingFor[] = "waiting for";
@@ -46,8 +46,8 @@ std::optional<std::uint32_t> NumberAt(const StoryLine& line, std::size_t value)
     return catalogue::NumberIn(line.values[value], catalogue::IsHex(*line.text, value));
 }
 
-// What a line is here. An error that is to be expected makes noise of a warning, and the exit code of another program
-// that failed a warning of progress.
+// The kind of a line. An expected error turns a warning into noise, and another program's exit code for a failure turns
+// progress into a warning.
 Kind KindOf(const StoryLine& line)
 {
     const Text& text = *line.text;
@@ -85,11 +85,11 @@ bool Begins(const std::string& message, const std::vector<const char*>& beginnin
                        [&](const char* beginning) { return message.starts_with(beginning); });
 }
 
-// One run, from its lines to its story.
+// Turns the lines of one run into its story.
 class Teller
 {
 public:
-    // `known` is null for a run that nobody watched.
+    // `known` is null for a run that nobody observed.
     explicit Teller(const KnownEnd* known) : m_known(known) {}
 
     Story Tell(std::vector<LogLine> lines)
@@ -186,14 +186,14 @@ private:
         return told;
     }
 
-    // Whether a line is one more look of the wait that the line before is of.
+    // Whether a line is another poll of the same wait as the line before.
     bool IsSameWait(const StoryLine& line) const
     {
         return !m_story.lines.empty() && line.text != nullptr && *line.text->waitsFor != '\0' &&
                m_story.lines.back().text == line.text;
     }
 
-    // By the command line or, without it, by the steps that left lines.
+    // Finds the action by the command line or, without it, by the steps that left lines.
     void FindAction()
     {
         for (const StoryLine& line : m_story.lines)
@@ -227,8 +227,8 @@ private:
             m_story.action = Action::Setup;
     }
 
-    // The step that a line surely belongs to; null for one of any step. A line of an operation that was broken off
-    // names that.
+    // The step that a line belongs to for certain; null if it may belong to any step. The line about an operation that
+    // was broken off names the operation.
     const Step* StepOf(const StoryLine& line) const
     {
         if (line.text == nullptr || !m_story.action)
@@ -243,8 +243,8 @@ private:
         return step != steps.end() ? &*step : nullptr;
     }
 
-    // Which step a line belongs to. A line that begins a step does so anew; any other goes on with the latest of its
-    // step.
+    // Finds the step of a line. A line that begins a step starts a new part of it; any other line continues the latest
+    // part of its step.
     void Place(std::size_t index)
     {
         StoryLine& line = m_story.lines[index];
@@ -334,8 +334,8 @@ private:
             m_story.stack.clear();
     }
 
-    // A stack that is not usable is no failure of a set-up that found another usable, and a warning for one that goes
-    // without.
+    // An unusable stack is no failure: it does not matter to a set-up that found a usable one, and is a warning for a
+    // set-up that goes on without any.
     void Soften()
     {
         if (m_story.action != Action::Setup || m_story.exitCode != 0 || !m_story.deciding)
@@ -370,7 +370,7 @@ private:
                                     .toDo = "Compare with a rehearsal of the same action on a like machine (./run)."});
     }
 
-    // What should be there and is not, of a run that came to its end.
+    // Finds what is missing from a run that reached its end.
     void FindMissing()
     {
         if (!m_story.action || !m_story.hasEnd || !m_story.hasBegin || m_story.action == Action::Export)
@@ -403,8 +403,8 @@ private:
                            [&](const StoryLine& line) { return Begins(line.message, step.dueAfter); });
     }
 
-    // Whether a step that has lines has one of those it always begins with; a log with a hole may not. A damaged log
-    // may have it unreadable.
+    // Whether a step with lines has one of the lines that it always begins with; a log with a gap may lack it. In a
+    // damaged log, that line may be unreadable.
     void CheckBegin(const Step& step)
     {
         if (std::any_of(m_story.lines.begin(), m_story.lines.end(),
@@ -418,7 +418,7 @@ private:
                  "The step always begins with it: lines of the log are lost.");
     }
 
-    // Whether the lines are there that end a step which did its work; unless another line says why they are not.
+    // Whether the lines exist that end a successful step, unless another line explains their absence.
     void CheckEnd(const Step& step)
     {
         bool isExcused = false;
@@ -438,7 +438,7 @@ private:
         }
     }
 
-    // Steps without lines go where they belong: after the last step of the table before them that has lines.
+    // Moves steps without lines to their places: after the last step with lines that precedes them in the table.
     void SortSteps()
     {
         const std::vector<Step>& order = catalogue::StepsOf(*m_story.action);
@@ -471,7 +471,7 @@ private:
         m_story.steps = std::move(sorted);
     }
 
-    // The end of a run that was watched tells how the step went that decides it.
+    // The end of an observed run shows the outcome of its deciding step.
     void SetDecidingStep()
     {
         for (StoryStep& step : m_story.steps)
@@ -539,8 +539,8 @@ private:
             SetSuccess(DecidingLine());
     }
 
-    // The problem to look at first is the first of those that decide a result of -1, the first one that kept the
-    // run from its end, or the first of the worst.
+    // The problem to look at first: the first of those that decide a result of -1, or the first one that kept the run
+    // from its end, or the first of the worst.
     void ChooseFirst()
     {
         const auto choose = [&](auto isWanted) {
@@ -561,7 +561,7 @@ private:
         choose([](const Problem&) { return true; });
     }
 
-    // The result as the log tells it.
+    // The result that the log shows.
     std::optional<int> DecidedCode() const
     {
         return m_story.deciding ? m_story.lines[*m_story.deciding].text->exitCode : std::nullopt;
@@ -574,7 +574,7 @@ private:
                                 : std::string();
     }
 
-    // The first clause of a sentence, to go on with.
+    // The first clause of a sentence, in a form that can continue another one.
     static std::string Lower(std::string sentence)
     {
         if (sentence.size() > 1 && sentence[1] >= 'a' && sentence[1] <= 'z')
@@ -602,7 +602,7 @@ private:
             Set(Level::Done, "SUCCEEDED", from);
     }
 
-    // A commit's result is in no line; neither is that of a set-up whose deciding lines are lost.
+    // No line contains a commit's result, or the result of a set-up whose deciding lines are lost.
     void SetUndecided()
     {
         const bool isFailed = std::any_of(m_story.problems.begin(), m_story.problems.end(),
@@ -631,7 +631,7 @@ private:
             m_story.exitCode.reset();
     }
 
-    // A run that came to a result, and to no last line.
+    // A run with a result but without a last line.
     void SetBrokenOff()
     {
         StoryStep& step = m_story.steps[m_story.lines.back().step];
@@ -680,7 +680,7 @@ private:
         m_story.steps[last->step].level = Level::Failed;
     }
 
-    // A line that the file ends in is cut off rather than damaged.
+    // A line at the very end of the file is cut off rather than damaged.
     std::size_t CountDamagedAfter(std::size_t index) const
     {
         std::size_t count = 0;
@@ -732,7 +732,7 @@ class Splitter
 public:
     std::vector<Story> Split(std::vector<LogLine> lines)
     {
-        // What comes before the first readable line belongs to that.
+        // Lines before the first readable line belong to that line's run.
         const auto readable =
             std::find_if(lines.begin(), lines.end(), [](const LogLine& line) { return !line.isDamaged; });
         m_lastThread = readable != lines.end() ? readable->thread : 0;
@@ -775,7 +775,7 @@ private:
 
     std::vector<std::vector<LogLine>> m_runs;
     std::size_t m_lastRun = 0;
-    std::map<unsigned long, std::size_t> m_open; // the run that each thread is in
+    std::map<unsigned long, std::size_t> m_open; // for each thread, its current run
     unsigned long m_lastThread = 0;
 };
 

@@ -1,4 +1,4 @@
-// Writes the parts of a run's story.
+// Shows the parts of a run's story.
 #include "report/story_view.h"
 
 #include <fmt/format.h>
@@ -51,7 +51,7 @@ std::string ShowOther(const Style& style, const Story& story, const Problem& pro
            "\n";
 }
 
-// What the time of a line is, after the run's beginning.
+// The time of a line after the run's beginning.
 std::string RelativeTime(const Story& story, const StoryLine& line)
 {
     if (!line.ms || !story.beginMs)
@@ -68,7 +68,7 @@ std::size_t CountOf(const Story& story, const StoryStep& step)
     return count;
 }
 
-// The problem that a step's row names.
+// The problem to name in a step's row.
 std::string RemarkOf(const Story& story, const StoryStep& step)
 {
     for (const Problem& problem : story.problems)
@@ -83,7 +83,7 @@ std::string RemarkOf(const Story& story, const StoryStep& step)
 
 constexpr std::size_t kLevelWidth = 13;
 
-// The lines of a step, and how long they took.
+// The number of a step's lines, and their duration.
 std::string FiguresOfLines(const Story& story, const StoryStep& step)
 {
     const std::size_t lines = CountOf(story, step);
@@ -100,7 +100,7 @@ std::string Title(const Style& style, const std::vector<StepFigures>& figures, s
                 Fit("Steps", 2 + kLevelWidth + nameWidth) + fmt::format("{:>11}{:>8}{:>8}", "time", "calls", "failed"));
 }
 
-// A row of the table without its remark.
+// A row of the table, without its remark.
 std::string RowOf(const Story& story, std::size_t index, const std::vector<StepFigures>& figures, std::size_t nameWidth)
 {
     const StoryStep& step = story.steps[index];
@@ -122,7 +122,7 @@ std::string ShowCall(const Style& style, const RunCall& call)
     return fmt::format("{:12}> {}\n", "", Paint(style, level, Wrap(style, text, 14, 16)));
 }
 
-// Writes the lines of a log, step by step, with calls between them.
+// Writes the lines of a log, step by step, with the calls between them.
 class LinesWriter
 {
 public:
@@ -145,7 +145,7 @@ public:
     }
 
 private:
-    // The heading of a step that is not the one before.
+    // Writes the heading of a step, unless it is still the same step.
     void Enter(std::size_t step)
     {
         if (step == m_step || step >= m_story.steps.size())

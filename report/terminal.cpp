@@ -1,4 +1,4 @@
-// Fits text to a terminal.
+// Fits text to a terminal's width.
 #include "report/terminal.h"
 
 #include <fmt/format.h>

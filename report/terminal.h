@@ -1,4 +1,4 @@
-// What goes to a terminal: its width, its colours, and text that fits.
+// Output for a terminal: its width, its colours, and fitted text.
 #pragma once
 
 #include "report/story.h"
@@ -15,22 +15,22 @@ struct Style
     std::size_t width = 80; // in characters
     bool hasColour = false;
 
-    // Colour only for a terminal, and not when the environment has NO_COLOR; the terminal's width, or 80.
+    // Colour only for a terminal, and not if the environment has NO_COLOR; the terminal's width, or 80.
     static Style OfStandardOutput();
 };
 
-// The text in the colour of a level, or in bold.
+// The text in the colour of a level; and in bold.
 std::string Paint(const Style& style, Level level, std::string_view text);
 std::string Bold(const Style& style, std::string_view text);
 
-// The text in lines of at most the style's width, each after the first indented; what has no blank is not broken. The
-// first line begins at `column`. Tabs become blanks. No newline at the end.
+// The text in lines of at most the style's width, each after the first indented. A word without blanks is not broken.
+// The first line begins at `column`. Tabs become blanks. There is no newline at the end.
 std::string Wrap(const Style& style, std::string_view text, std::size_t column, std::size_t indent);
 
-// The text cut or filled with blanks to a number of characters.
+// The text cut to a number of characters, or padded with blanks.
 std::string Fit(std::string_view text, std::size_t width);
 
-// How many characters a text (UTF-8) has.
+// The number of characters in a text (UTF-8).
 std::size_t LengthOf(std::string_view text);
 
 // "0.250 s", "3 min 20 s", "26 h 4 min".

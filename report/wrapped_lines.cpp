@@ -1,4 +1,4 @@
-// Joins what a mail program wrapped.
+// Joins lines that a mail program wrapped.
 #include "report/wrapped_lines.h"
 
 #include "catalogue/matcher.h"
@@ -11,13 +11,14 @@ namespace report
 namespace
 {
 
-// A line of the log with the longest header is no more than so many lines of a mail.
+// A log line with the longest header fits into this many lines of a mail.
 constexpr std::size_t kMostParts = 10;
 
-// How many lines from the first one on make a text of the program together; 1 when none do, or the first does alone.
+// How many lines, from the first one on, form a text of the program together; 1 if none do, or if the first one does
+// alone.
 std::size_t CountParts(const catalogue::Matcher& matcher, const std::vector<LogLine>& lines, std::size_t first)
 {
-    // An empty line is a text, too; its message may also have been too long for the mail's line.
+    // An empty line is a text, too; but its message may also have been too long for the mail's line.
     const auto isText = [&](const std::string& message) {
         return !message.empty() && matcher.Find(message, {}, false).has_value();
     };

@@ -8,7 +8,7 @@
 namespace report
 {
 
-// The same lines, but that one which is a text of the program only together with the lines without a header after it is
+// The same lines. A line that is a text of the program only together with the following lines without a header is
 // joined with them.
 std::vector<LogLine> JoinWrapped(std::vector<LogLine> lines);
 

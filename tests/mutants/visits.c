@@ -1,5 +1,5 @@
-// Part of an image that notes which of its code runs: one byte for each address, in a file of the image's name in the folder
-// that KELO_VISITS names. Without that it notes nothing.
+// The part of an image that records which of its code runs: one byte for each address, in a file with the image's name
+// in the folder that KELO_VISITS names. Without KELO_VISITS it records nothing.
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -44,7 +44,7 @@ __attribute__((destructor(101))) static void CloseVisits(void)
     g_visits = NULL;
 }
 
-// The compiler has each block of code call this first (-fsanitize-coverage=trace-pc), also before any constructor here.
+// The compiler makes each block of code call this first (-fsanitize-coverage=trace-pc), even before any constructor.
 void __sanitizer_cov_trace_pc(void)
 {
     if (!g_isOpened)
