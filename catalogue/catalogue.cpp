@@ -1,4 +1,4 @@
-// Puts the tables of texts together.
+// Joins the tables of texts.
 #include "catalogue/texts.h"
 
 namespace catalogue

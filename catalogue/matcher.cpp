@@ -18,7 +18,7 @@ bool IsFlagOrWidth(char c)
     return c == '-' || c == '.' || (c >= '0' && c <= '9');
 }
 
-// What follows one placeholder's percent sign: its conversion letter, and where the format goes on.
+// The rest of a placeholder after its percent sign: its conversion letter, and where the format continues.
 std::pair<char, std::size_t> ConversionAt(std::string_view format, std::size_t at)
 {
     while (at < format.size() && IsFlagOrWidth(format[at]))

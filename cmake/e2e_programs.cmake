@@ -14,7 +14,7 @@ add_custom_command(OUTPUT ${STANDIN_NAMES}
     DEPENDS ${E2E_FOLDER}/standins/names.py ${E2E_FOLDER}/product.py VERBATIM)
 add_custom_target(standin_names DEPENDS ${STANDIN_NAMES})
 
-# Compiles the sources of a target like those of all targets here.
+# Compiles a target's sources like those of all other targets here.
 function(e2e_sources target)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_BINARY_DIR})
     target_compile_options(${target} PRIVATE ${KELO_WARNINGS} -Os)

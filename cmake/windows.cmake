@@ -8,7 +8,7 @@ target_include_directories(kelo_objects PUBLIC ${PROJECT_SOURCE_DIR}/src)
 # first: after a C++ header it would replace Windows' printf.
 target_precompile_headers(kelo_objects PRIVATE <stdio.h> <windows.h> <shlobj.h> <optional> <string> <vector>)
 # The C runtime is Windows' own msvcrt.dll, with its own printf.
-# 5.2 is the oldest 64-bit Windows: the headers declare what it has.
+# 5.2 is the oldest 64-bit Windows: the headers declare only its functions.
 target_compile_definitions(kelo_objects PUBLIC WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0 PRIVATE _WIN32_WINNT=0x0502)
 target_compile_options(kelo_objects PRIVATE ${KELO_WARNINGS} -Os -ffunction-sections -fdata-sections
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)

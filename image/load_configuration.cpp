@@ -16,5 +16,5 @@ constexpr IMAGE_LOAD_CONFIG_DIRECTORY64 MakeConfiguration()
 
 } // namespace
 
-// The image's load configuration directory, once set_load_configuration.py has noted it in the image's header.
+// The image's load configuration directory, after set_load_configuration.py has entered it in the image's header.
 extern "C" constexpr IMAGE_LOAD_CONFIG_DIRECTORY64 _load_config_used = MakeConfiguration();

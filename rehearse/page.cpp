@@ -1,4 +1,4 @@
-// Makes a page of a rehearsal.
+// Makes the page of a rehearsal.
 #include "rehearse/page.h"
 
 #include "report/page.h"

@@ -10,7 +10,7 @@
 namespace report
 {
 
-// A step that was begun, and the index of the call that begins it.
+// A step that the run began, and the index of the call that begins it.
 struct BegunStep
 {
     const catalogue::Step* step;

@@ -52,7 +52,7 @@ std::string DescribeText(std::string text, bool isWhole)
     return Cut(quoted + "\"", isWhole);
 }
 
-// Whether all elements of two lists are texts.
+// Whether two lists contain only texts.
 bool AreTextLists(const winsim::Json& one, const winsim::Json& other)
 {
     const auto isTextList = [](const Json& list) {

@@ -25,7 +25,7 @@ enum class Level
 // "done", "FAILED" and so on: readable without colour.
 std::string NameOf(Level level);
 
-// A line and what it means.
+// A line and its meaning.
 struct StoryLine : LogLine
 {
     const catalogue::Text* text = nullptr; // null: not a text of the program

@@ -1,5 +1,5 @@
-// The eight functions of POSIX threads that the C++ runtime calls to throw exceptions, over Windows' own. The
-// toolchain's library of such threads is 26 KB, and imports what Windows 5.2 lacks.
+// The eight functions of POSIX threads that the C++ runtime calls to throw exceptions, implemented with Windows' own.
+// The toolchain's library of such threads is 26 KB, and imports functions that Windows 5.2 lacks.
 #include <windows.h>
 
 #include <pthread.h>

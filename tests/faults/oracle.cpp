@@ -254,7 +254,7 @@ private:
         });
     }
 
-    // Without its command line the program can do nothing.
+    // Without its command line, the program can do nothing.
     bool EndsEarly() const
     {
         return IsAnyFailed([](const CallRecord& record) { return record.name == "CommandLineToArgvW"; });

@@ -1,4 +1,4 @@
-// A program that ends in the way and at the moment that its environment asks for: KELO_END_WAY and KELO_END_MOMENT.
+// A program that ends in the way and at the moment that its environment requests: KELO_END_WAY and KELO_END_MOMENT.
 #include <windows.h>
 
 #include <cstdio>

@@ -1,6 +1,6 @@
-// The vocabulary of expected runs: the lines that a simulated run's script has, and lists of them.
+// The vocabulary of expected runs: the lines in the script of a simulated run, and lists of them.
 //
-// A script is what a run did, a line each: the calls with their arguments and results, and the messages of the log. A
+// A script lists what a run did, one line each: calls with their arguments and results, and messages of the log. A
 // test writes a call with Call(...), a message as "log: text", and puts lines and other scripts together in braces:
 //
 //     const Script kDeleted = {Call("DeleteFileA", {kTsp1}, 1), "log: RemoveTSP1File - Deleted Tsp<x>_x64.dll"};
@@ -44,13 +44,13 @@ public:
     }
 };
 
-// The line of a call: its name, what went in, the result (null for none), and what came out by name.
+// The line of a call: its name, its arguments, the result (null for none), and its outputs by name.
 std::string Call(const std::string& name, std::initializer_list<winsim::Json> in = {},
                  const winsim::Json& result = nullptr, const winsim::Json& out = winsim::Json::object());
 std::string CallLine(const std::string& name, const std::vector<winsim::Json>& in, const winsim::Json& result,
                      const winsim::Json& out);
 
-// The same call with another result, as it is when it fails: nothing comes out.
+// The same call with another result, as when it fails: it has no outputs.
 std::string Failing(const std::string& call, const winsim::Json& result = nullptr);
 
 // The same lines, repeated the given number of times.

@@ -1,4 +1,4 @@
-// Running the program, or one of its functions, on a described machine inside a test, and expecting what it did.
+// Runs the program, or one of its functions, on a described machine inside a test, and checks what it did.
 //
 // A test builds its machine (MachineOf, Changed), runs once (RunProgram, RunExport, CallFunction), and compares the
 // whole run (ExpectRun) or, where the order of calls is not its rule, the whole log (ExpectLog):

@@ -17,7 +17,7 @@ std::wstring Wide(const std::string& text)
     return {text.begin(), text.end()};
 }
 
-// A handle that is closed with its scope.
+// A handle that is closed at the end of its scope.
 class OpenedFile
 {
 public:

@@ -206,7 +206,7 @@ TEST(QueryServiceStatus, TellsTheProgressOfAStart)
 {
     const OpenService service{L"KeloSlowToStart"};
     EXPECT_EQ(Start(service.Get()), 0u);
-    // The service's own first report takes the place of the manager's.
+    // The service's own first report replaces the manager's.
     WaitUntil([&] { return StatusOf(service.Get()).dwCheckPoint == 1; });
     SERVICE_STATUS status = StatusOf(service.Get());
     EXPECT_EQ(status.dwCurrentState, static_cast<DWORD>(SERVICE_START_PENDING));

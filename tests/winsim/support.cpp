@@ -1,4 +1,4 @@
-// Helps the conformance tests.
+// Functions that the conformance tests share.
 #include "tests/winsim/support.h"
 
 #include <shlobj.h>

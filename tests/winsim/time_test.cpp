@@ -34,7 +34,7 @@ TEST(GetSystemTime, GivesADateWithItsDayOfTheWeek)
     EXPECT_LT(now.wMinute, 60);
     EXPECT_LT(now.wSecond, 60);
     EXPECT_LT(now.wMilliseconds, 1000);
-    // Sakamoto's rule; Sunday is 0.
+    // Sakamoto's algorithm; Sunday is 0.
     constexpr int kOffsets[] = {0, 3, 2, 5, 0, 3, 5, 1, 4, 6, 2, 4};
     const int year = now.wMonth < 3 ? now.wYear - 1 : now.wYear;
     EXPECT_EQ(now.wDayOfWeek, (year + year / 4 - year / 100 + year / 400 + kOffsets[now.wMonth - 1] + now.wDay) % 7);

@@ -24,7 +24,7 @@ bool Holds(const std::string& text, const std::string& part)
     return std::search(text.begin(), text.end(), part.begin(), part.end()) != text.end();
 }
 
-// The rule of the options, word by word.
+// Applies the rule of the options, word by word.
 std::optional<std::string> ValueOf(const std::string& option, const Words& words)
 {
     for (std::size_t i = 2; i < words.size(); ++i)
@@ -43,7 +43,7 @@ bool IsAction(const std::string& word)
     return word == "/Setup" || word == "/Commit" || word == "/Rollback" || word == "/Uninstall";
 }
 
-// The log's messages (ANSI) from the banner to the last line that the options decide.
+// The expected log messages (ANSI) from the banner to the last line that the options affect.
 Words ExpectedMessages(const Words& words, const std::string& action)
 {
     Words messages{"============= Begin-> Kelo CSP (x64) Custom Action ===================",

@@ -22,7 +22,7 @@ winsim::Machine MachineWith(const std::string& data)
     return with;
 }
 
-// The rule of the values, character by character.
+// Applies the rule of the values, character by character.
 std::u16string ValueOf(const std::u16string& key, const std::u16string& data, const std::u16string& absent)
 {
     for (std::size_t start = 0; start + key.size() <= data.size(); ++start)

@@ -71,7 +71,7 @@ std::string Header(const Settings& settings)
            std::string(blanks, ' ');
 }
 
-// A placeholder of the format, or text that stands for itself.
+// A placeholder of the format, or literal text.
 struct Piece
 {
     std::string text; // of a placeholder, without its conversion: "%-8.3"

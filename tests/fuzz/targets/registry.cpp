@@ -115,7 +115,7 @@ const winsim::RegistryValue* SteadyValue(const Values& values, char letter)
     return found == values.end() || found->second.size() != 1 ? nullptr : &found->second.front();
 }
 
-// The rule of the numbers, byte by byte.
+// Applies the rule of the numbers, byte by byte.
 std::optional<std::uint32_t> NumberIn(const winsim::RegistryValue* value)
 {
     if (value == nullptr || value->type != kDword || value->bytes.size() != 4)

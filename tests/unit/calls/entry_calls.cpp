@@ -28,7 +28,7 @@ private:
     std::vector<const wchar_t*> m_argv;
 };
 
-// Arguments: the prefix, then the program's arguments. The value, or "(none)".
+// Arguments: the prefix, then the program's arguments. Returns the value, or "(none)".
 std::string OptionValue(const CallArguments& arguments)
 {
     const ProgramArguments program{arguments, 1};
@@ -37,7 +37,7 @@ std::string OptionValue(const CallArguments& arguments)
     return found ? value : "(none) " + value;
 }
 
-// The wishes by their names, and the vendor in brackets.
+// The vendor in brackets, and the names of the requested options.
 std::string SetupOptionsText(const CallArguments& arguments)
 {
     const ProgramArguments program{arguments, 0};

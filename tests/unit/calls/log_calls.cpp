@@ -58,7 +58,7 @@ std::string WriteFormat(const CallArguments& arguments)
 
 constexpr TestCall kCalls[] = {
     {"WriteFormat", &WriteFormat},
-    // A message of the given text, on a log object of its own.
+    // A message with the given text, on its own log object.
     {"WriteLog",
      [](const CallArguments& a) {
          InstallLog log{kInstallLogFileName};

@@ -13,7 +13,7 @@ using Words = std::vector<std::string>;
 
 inline constexpr char kProgramPath[] = R"(C:\Program Files\Kelo Systems Corp\Toolkit\KeloCustomAction.exe)";
 
-// The program takes its command line apart.
+// The program splits its command line.
 inline Script StartOf(const Words& words)
 {
     Words all{kProgramPath};

@@ -29,7 +29,7 @@ SimulatedRun Read(Words options, const winsim::Machine& machine = MachineOf("{}"
     return CallFunction(machine, "ReadSetupOptions", options, how);
 }
 
-// A machine whose common key holds "KlVSC Installed" as described.
+// A machine with the described value "KlVSC Installed" in its common key.
 winsim::Machine WithVscInstalled(const std::string& value)
 {
     return MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp\\Common": {"values": {"KlVSC Installed": )" +

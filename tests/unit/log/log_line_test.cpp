@@ -59,7 +59,7 @@ TEST(LogLine, EachLineHasItsOwnTime)
               "2013/05/08 00:04:10.043 TZ-4 [3120] after\r\n");
 }
 
-// The zone figure is -(bias + daylight bias) / 60, cut toward zero, in summer and in winter.
+// The zone figure is -(bias + daylight bias) / 60, truncated toward zero, in summer and in winter.
 TEST(LogLine, TheZoneFigureAlwaysCountsTheDaylightBias)
 {
     const std::tuple<int, int, const char*> zones[] = {

@@ -23,7 +23,7 @@ struct CodeAndText
     std::uint32_t textId;
 };
 
-// The codes that have a text of their own.
+// The codes with their own texts.
 constexpr CodeAndText kOwnTexts[] = {
     {10000, 5012}, {10001, 5014}, {10010, 5031}, {10011, 5032}, {10012, 5033}, {10013, 5034},
     {10014, 5035}, {10015, 5036}, {10016, 5037}, {10021, 5038}, {10022, 5039}, {10023, 5040},

@@ -22,7 +22,7 @@ inline winsim::Machine MachineInLanguage(std::uint16_t language, std::uint32_t c
     return winsim::Machine::FromJson(machine);
 }
 
-// An English machine whose resource library holds the given text for every code that has none of its own.
+// An English machine whose resource library has this text for every code without its own text.
 inline winsim::Machine MachineWithGenericText(const std::string& text)
 {
     winsim::Json machine;

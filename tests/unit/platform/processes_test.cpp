@@ -112,7 +112,7 @@ TEST(KillProcessByName, OfTwoWithTheNameOnlyTheFirstListedIsEnded)
 
 TEST(KillProcessByName, ProcessThatCannotBeOpenedIsNotFound)
 {
-    // Each of the three rights is asked for.
+    // The program requests each of these three rights.
     for (const unsigned denied : {0x1u, 0x10u, 0x400u})
     {
         const SimulatedRun run =

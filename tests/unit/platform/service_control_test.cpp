@@ -59,7 +59,7 @@ Script Found(unsigned access, const ReportedStatus& status, const std::string& n
             fmt::format("log:  {} current status: {}, {}", name, status.state, static_cast<int>(status.controls))};
 }
 
-// One round of a wait, from one status to the next.
+// One poll of a wait, from one status to the next.
 Script Polled(const ReportedStatus& from, const ReportedStatus& to)
 {
     return {fmt::format("log: {}  current status: {}, {}", kName, from.state, static_cast<int>(from.controls)),
@@ -84,7 +84,7 @@ Script CutAtQuery(const Script& script, unsigned occurrence)
     return {cut, Failing(QueryStatus(kStopped), 0), "log: Cannot query status of service", kCloseBoth};
 }
 
-// Fails each status query of a run in turn.
+// Makes each status query of a run fail in turn.
 void ExpectEachFailedQueryEnds(const std::string& operation, const winsim::Machine& machine)
 {
     const Script whole = CallWithName(operation, machine).script;
@@ -408,7 +408,7 @@ TEST(StopServiceByName, WaitsForEverForAServiceThatNeverStops)
     }
 }
 
-// Longer than anybody waits on a machine on which nothing more happens.
+// The service stops later than the bound for a machine on which nothing more happens.
 TEST(StopServiceByName, WaitsForAServiceThatStopsAtLast)
 {
     constexpr auto kStopsAfterMs = static_cast<unsigned>(winsim::kForEverMs) + 60000;

@@ -1,4 +1,4 @@
-// Runs kelo-rehearse for a test, in a folder of the test's own.
+// Runs kelo-rehearse for a test, in the test's own folder.
 #pragma once
 
 #include "winsim/base/json.h"
@@ -19,7 +19,7 @@ struct Rehearsal
     std::string output; // both streams
 };
 
-// A folder of the test's own.
+// The test's own folder.
 class KeloRehearse : public testing::Test
 {
 protected:

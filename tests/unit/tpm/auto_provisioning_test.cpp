@@ -45,7 +45,7 @@ const Script kDisable = {
 
 const Script kEnable = {kCreate, kConnect, kBlanket, Execute("EnableAutoProvisioning", nullptr)};
 
-// A call's name, as faults name it.
+// A call's name, as faults use it.
 std::string NameOf(const std::string& call)
 {
     return call.substr(0, call.find('('));

@@ -82,7 +82,7 @@ TEST(HasCustomActionFlag, IsOnOnlyWhereTheDataBeginsWithItInAnyLetterCase)
         {"/SILENT", "/SILEN", false},
         {"/SILENT", "/", false},
         {"/SILENT", "", false},
-        // Only the letters of ASCII have another case here.
+        // Only ASCII letters match in either case.
         {"/SILENT", "/S\u0130LENT", false},
         {"/SILENT", "/\u017FILENT", false},
     };

@@ -157,7 +157,7 @@ TEST(CopyTCGDLL, AWindowsThatDoesNotTellItsDirectoryGetsNoFile)
 
 // ---- Paths that do not fit ----
 
-// The path has `length` characters up to the vendor's folder.
+// A target whose path has `length` characters up to the vendor's folder.
 std::string TargetOfLength(std::size_t length)
 {
     return R"(C:\)" + std::string(length - 4, 'd') + "\\";
@@ -190,7 +190,7 @@ TEST(CopyTCGDLL, ATargetThatIsTooLongTouchesNoFile)
 
 TEST(CopyTCGDLL, AWindowsDirectoryThatIsTooLongIsNotUsedAndNotReplaced)
 {
-    // The longest that a path fits into, the longest that fits into the buffer, and longer ones.
+    // The longest directory whose paths fit, the longest that fits into the buffer itself, and longer ones.
     for (const std::size_t length : {217, 218, 239, 240, 241, 300, 5000})
     {
         const std::string directory = R"(D:\)" + std::string(length - 3, 'w');

@@ -549,7 +549,7 @@ TEST(DetectTPMPlatform, ATargetThatIsTooLongLoadsNothing)
     for (std::size_t length = 230; length <= 300; ++length)
     {
         const std::string target = TargetOfLength(length);
-        // What a path cut short, or made of its last pieces alone, would lead to.
+        // Libraries where a path would lead that was cut short or made only of its last pieces.
         Json description;
         for (const std::string& wrong : {std::string(R"(C:\Windows\system32\stkprobe.dll)"),
                                          std::string(R"(C:\OTHER\stkprobe.dll)"), std::string(R"(C:\stkprobe.dll)"),

@@ -378,7 +378,7 @@ TEST(SetupTCGDLL, ATargetThatIsTooLongLoadsAndCopiesNothing)
         const SimulatedRun run = CallFunction(StackMachine{}.Make(), "SetupTCGDLL", {target, "NTRU12"});
         EXPECT_EQ(run.result, "0");
         EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
-        // The shim's path is the one that has no bound of its own: Windows refuses it, or does not find it.
+        // Only the shim's path has no length limit of its own: Windows refuses the path, or does not find it.
         EXPECT_EQ(CountOf("CopyFileA", run.script), 1u);
         EXPECT_EQ(TextAfter(run, kTsp1), "(none)");
         EXPECT_EQ(TextAfter(run, kProbeLibrary), "(none)");

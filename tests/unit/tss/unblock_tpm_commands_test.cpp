@@ -79,7 +79,7 @@ const Script kEnable = {kLookUp, AdjustLine(2)};
 const Script kDisable = {kLookUp, AdjustLine(0)};
 const Script kOpenProcessToken = {Call("GetCurrentProcess", {}, "process#current"), kOpenToken};
 
-// TakeKeyOwnership on a key that is open to the installer.
+// TakeKeyOwnership on a key that the installer may change.
 const Script kTakenAtOnce = {kSids, kMakeList, ReplaceLine(0), kSucceeded, kFreed};
 // TakeKeyOwnership on a key whose owner has to be changed first.
 const Script kTakenFromOwner = {kSids,      kMakeList,    ReplaceLine(5), kOpenProcessToken,

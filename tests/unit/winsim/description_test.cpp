@@ -460,7 +460,7 @@ TEST(Comparison, NamesRegistryKeysAndValues)
                     R"({"area":"registry","kind":"added","item":"HKLM\\A\\B [New]","before":null,"after":4})"));
 }
 
-// Description files in a folder of the test's own.
+// Description files in the test's own folder.
 class DescriptionFiles : public testing::Test
 {
 protected:

@@ -13,8 +13,8 @@ namespace
 constexpr char kError[] = "3735928559";
 constexpr char kSigned[] = "-559038737";
 
-// A function of the program, the calls in it that fail (with that error, unless one has its own), and the line that
-// names the last failure.
+// A function of the program, the calls in it that fail (with that error, unless one has its own), and the line with the
+// error of the last failure.
 struct Row
 {
     const char* function;
