@@ -1,7 +1,7 @@
 # The style tests: layout, a second compiler, the linter, the log that each module writes through, the arrows between
-# folders, the list of choices, and the list of required oddities.
+# folders, the lists of choices and of required oddities, and the presets of test groups.
 
-foreach(check format clang tidy logs layers choices oddities)
+foreach(check format clang tidy logs layers choices oddities presets)
     add_test(NAME style.${check} COMMAND ${PROJECT_SOURCE_DIR}/tests/style/check ${check})
     set_tests_properties(style.${check} PROPERTIES LABELS style TIMEOUT 600)
 endforeach()
