@@ -38,7 +38,7 @@ constexpr TaskOperation kInstall = {
     "*** KeloToolkitProxy::CreateAutoEnrollTasks(): Failed to load library <x>.dll can't create Auto-Enroll Tasks",
 };
 
-// Required: two texts speak of the installation.
+// Required: two texts speak of the installation, as does the one for a missing function.
 constexpr TaskOperation kRemove = {
     "RemoveAutoEnrollmentTasks",
     "RemoveAutoEnrollmentTasks - failed to detect process on host os type: %d",

@@ -38,7 +38,7 @@ template <typename Function>
 struct CngFunction
 {
     const char* name;
-    LogFormat<DWORD> missing; // required: the text has no place for the last error that comes with it
+    LogFormat<DWORD> missing; // Required: the text has no place for the last error that comes with it
     LogFormat<NTSTATUS> failed;
 };
 
@@ -85,7 +85,7 @@ DWORD Call(const CngFunction<Function>& function, Function found, Arguments... a
     return static_cast<DWORD>(status);
 }
 
-// Required: a missing second function is found out only after the call of the first.
+// Required: the first function is called even if the second is missing.
 DWORD Register(const wchar_t* provider)
 {
     const UniqueLibrary library = LoadCng();
