@@ -47,6 +47,7 @@ public:
 // The line of a call: its name, its arguments, the result (null for none), and its outputs by name.
 std::string Call(const std::string& name, std::initializer_list<winsim::Json> in = {},
                  const winsim::Json& result = nullptr, const winsim::Json& out = winsim::Json::object());
+// The same for arguments that are known only when the test runs.
 std::string CallLine(const std::string& name, const std::vector<winsim::Json>& in, const winsim::Json& result,
                      const winsim::Json& out);
 

@@ -71,7 +71,10 @@ class LeftOut(str):
     def __new__(cls, *names):
         left_out = super().__new__(cls, ".".join(map(str, names)))
         left_out.names = names
-        left_out.reason = next(reason for pattern, reason in LIMITS.items() if _fits(pattern.split("."), names))
+        reasons = [reason for pattern, reason in LIMITS.items() if _fits(pattern.split("."), names)]
+        if not reasons:
+            raise KeyError(f"{left_out}: a prefix is not like it, and LIMITS in {__name__} has no reason")
+        left_out.reason = reasons[0]
         return left_out
 
 

@@ -285,13 +285,14 @@ TEST(SetupTCGDLL, AServiceManagerThatCannotBeOpenedCountsAsNoStackInSilence)
 
 // ---- The preparations ----
 
-TEST(SetupTCGDLL, BeforeVistaNothingIsUnblockedAndEverythingElseRuns)
+// Expects a set-up that unblocks no command, for which `unblocking` is all that it does, and goes on as usual.
+void ExpectNothingUnblocked(const StackMachine& stacks, const Script& unblocking,
+                            const SimulatedRunOptions& options = {})
 {
-    const StackMachine stacks{.version = "5.1"};
-    const SimulatedRun run = RunSetup(stacks.Make(), "KELO");
+    const SimulatedRun run = RunSetup(stacks.Make(), "KELO", options);
     ExpectedSetup expected{stacks.Make()};
     expected.Begin("KELO");
-    expected.Add("log: Not Vista+ OS");
+    expected.Add(unblocking);
     expected.OpenConfiguration();
     expected.DetectNothing();
     expected.LookForServices(stacks);
@@ -300,20 +301,15 @@ TEST(SetupTCGDLL, BeforeVistaNothingIsUnblockedAndEverythingElseRuns)
     EXPECT_NE(run.After().registry.FindValue(kBlockedKey, "20"), nullptr);
 }
 
+TEST(SetupTCGDLL, BeforeVistaNothingIsUnblockedAndEverythingElseRuns)
+{
+    ExpectNothingUnblocked({.version = "5.1"}, "log: Not Vista+ OS");
+}
+
 TEST(SetupTCGDLL, AVersionThatIsToldOnlyOnceUnblocksNothingAndFailsNothing)
 {
-    const StackMachine stacks;
-    const SimulatedRun run =
-        RunSetup(stacks.Make(), "KELO", {.faults = {"GetVersionExA#2=122", "GetVersionExA#3=122"}});
-    ExpectedSetup expected{stacks.Make()};
-    expected.Begin("KELO");
-    expected.Add({Call("GetVersionExA", {156}, 0), Call("GetVersionExA", {148}, 0), "log: Not VISTA OS"});
-    expected.OpenConfiguration();
-    expected.DetectNothing();
-    expected.LookForServices(stacks);
-    expected.SetUpKelo("KELO");
-    expected.ExpectAsRun(run, "0");
-    EXPECT_NE(run.After().registry.FindValue(kBlockedKey, "20"), nullptr);
+    ExpectNothingUnblocked({}, {Call("GetVersionExA", {156}, 0), Call("GetVersionExA", {148}, 0), "log: Not VISTA OS"},
+                           {.faults = {"GetVersionExA#2=122", "GetVersionExA#3=122"}});
 }
 
 TEST(SetupTCGDLL, PreparationsThatFailStopNothing)
