@@ -1,6 +1,6 @@
-"""The table of the benchmarks: each figure and its floor, measured in turn in one run, with their ratio.
+"""Prints the table of the benchmarks: each figure, its floor measured alternately with it, and their ratio.
 
-Usage: table.py [--rounds N]   N times each run under Wine, 9 or more (15)
+Usage: table.py [--rounds N]   measures each run under Wine N times, 9 or more (15)
 """
 
 import argparse
@@ -154,9 +154,10 @@ def lines_under_wine():
 
 
 def main():
-    parser = argparse.ArgumentParser(prog="run bench", description="Measures, and shows one table of ratios.")
+    parser = argparse.ArgumentParser(prog="run bench",
+                                     description="Runs the benchmarks and prints each figure, its floor and their ratio.")
     parser.add_argument("--rounds", type=int, default=USUAL_ROUNDS, metavar="N",
-                        help=f"times that each run under Wine is measured, {LEAST_ROUNDS} or more ({USUAL_ROUNDS})")
+                        help=f"measure each run under Wine N times, {LEAST_ROUNDS} or more ({USUAL_ROUNDS})")
     rounds = parser.parse_args().rounds
     if rounds < LEAST_ROUNDS:
         parser.error(f"--rounds: {LEAST_ROUNDS} or more")

@@ -31,18 +31,19 @@ Exit status:
   4  the program died of an exception or a fault
 
 --json prints exitCode, end, noResult, log, repeatedLines, stdout, events, calls, repeatedCalls, faults, changes, clockMs
-and violations; docs/rehearsal.md tells what they hold, and docs/machine.md how a machine is described.
+and violations; docs/rehearsal.md describes them. docs/machine.md describes how to write MACHINE.json.
 
-Passwords (what follows "/PASSWORD=" in installer data, and "/P:" in a command line) are shown and saved as stars.)";
+Passwords (the text after "/PASSWORD=" in installer data, and after "/P:" in a command line) are shown and saved as
+stars.)";
 
-// Printed instead of a rehearsal.
+// --choices: the choices are printed, and nothing is rehearsed.
 class CallForChoices : public CLI::Success
 {
 public:
     CallForChoices() : CLI::Success("CallForChoices", "", CLI::ExitCodes::Success) {}
 };
 
-// The program's own arguments follow "--" and may look like anything.
+// The program's own arguments follow "--" and may look like options of this tool.
 std::vector<std::string> TakeProgramArguments(std::vector<std::string>& words)
 {
     const auto separator = std::find(words.begin(), words.end(), "--");
@@ -75,46 +76,45 @@ ParsedOptions ParseOptions(int argc, char** argv)
     CLI::App app{kDescription, "kelo-rehearse"};
     app.footer(kFooter);
     app.add_option("MACHINE.json", options.machinePath, "The machine's description")->required();
-    app.add_flag("--json", options.isJson, "Print one JSON object instead of a text; its keys are below");
-    app.add_flag(
-           "--trace{calls}", trace,
-           "Show every Windows call, with arguments and result, between the lines of the log; --trace=all shows those "
-           "that write the log, text conversions and memory too")
+    app.add_flag("--json", options.isJson, "Print one JSON object instead of the report; its keys are listed below");
+    app.add_flag("--trace{calls}", trace,
+                 "Show every Windows call, with arguments and result, between the lines of the log; --trace=all adds "
+                 "the calls that write the log, convert text or manage memory")
         ->check(CLI::IsMember({"calls", "all"}));
     app.add_flag("--verbose", options.isVerbose,
-                 "Cut nothing short, tell every problem, and what each line of the log means");
-    app.add_option("--save", options.savePath, "Write the machine as it is afterwards, ready for the next rehearsal")
+                 "Show everything in full: every problem, and the meaning of each line of the log");
+    app.add_option("--save", options.savePath, "Write the machine as the run left it, ready for the next rehearsal")
         ->type_name("OUT.json");
     app.add_option("--html", options.htmlPath,
-                   "Write one page for a browser too: a timeline, the log explained, the calls and what changed")
+                   "Also write a page for a browser: a timeline, the log explained, the calls and the changes")
         ->type_name("OUT.html");
     app.add_option("--seen", options.seenPath,
-                   "Rehearse nothing: show what another run of the same action left, such as one under Wine; "
-                   "docs/rehearsal.md tells what the file holds")
+                   "Rehearse nothing: show a run of the same action that was made elsewhere, such as under Wine; "
+                   "docs/rehearsal.md describes the file")
         ->type_name("RUN.json");
-    app.add_option(
-           "--export", options.exportName,
-           "Call an exported entry point, as an installer does, instead of running the program; CustomActionData "
-           "is the machine's installer.properties.CustomActionData")
+    app.add_option("--export", options.exportName,
+                   "Call an exported entry point, as an installer does, instead of running the program; it reads its "
+                   "CustomActionData from installer.properties in MACHINE.json")
         ->type_name("SRK_Auth_Change")
         ->check(CLI::IsMember({"SRK_Auth_Change"}));
     app.add_option("--fault", faults,
-                   "Let the Nth call of a name fail, without #N each call: with a number, a name such as "
-                   "ERROR_ACCESS_DENIED, with \"nothing\" (it succeeds with nothing) or \"fault\" (an access "
-                   "violation); one that is "
-                   "not reached is reported")
+                   "Make the Nth call of a function fail, or every call without #N. ERROR is a number, a name such as "
+                   "ERROR_ACCESS_DENIED, \"nothing\" (the call succeeds with an empty result) or \"fault\" (the call "
+                   "ends in an access violation). The report names each fault that was not reached. May be repeated")
         ->type_name("CALL[#N]=ERROR")
         ->allow_extra_args(false);
-    app.add_option("--meanwhile", meanwhile,
-                   "Let another process act on files after the Nth call of a name, or of all calls (*): delete PATH, "
-                   "move PATH -> PATH, write PATH -> TEXT, directory PATH, link PATH -> TARGET, filelink PATH -> "
-                   "TARGET, hardlink PATH -> FILE, turn PATH -> TARGET")
+    app.add_option(
+           "--meanwhile", meanwhile,
+           "Let another process change files after the Nth call of a function, or after the Nth call of any "
+           "function if CALL is *. ACT is one of: delete PATH, move PATH -> PATH, write PATH -> TEXT, directory PATH, "
+           "link PATH -> TARGET, filelink PATH -> TARGET, hardlink PATH -> FILE, turn PATH -> TARGET. May be "
+           "repeated")
         ->type_name("CALL[#N]=ACT[; ACT...]")
         ->allow_extra_args(false);
 
     app.add_flag_callback(
         "--choices", [] { throw CallForChoices(); },
-        "Print where this program departs from the letter of its requirements, and why");
+        "Print where the installer program departs from the letter of its requirements, and why");
 
     try
     {
