@@ -1,4 +1,4 @@
-// What Windows' code pages do beyond the characters that they share with everybody else's.
+// The conversions of Windows' code pages that other implementations of these pages lack.
 #pragma once
 
 #include <span>
@@ -7,18 +7,18 @@
 namespace winsim
 {
 
-// Pairs of UTF-16 units, one after the other.
+// UTF-16 units in pairs: what is converted, and the result.
 using UnitPairs = std::u16string_view;
 
 struct PageRules
 {
     unsigned codePage;
-    UnitPairs fits;  // a character that the page lacks, and the one of the page that stands for it
-    UnitPairs bytes; // a byte (as a unit) that iconv leaves out, and the character, mostly a private one, it becomes
+    UnitPairs fits;  // a character that the page lacks, and the character of the page that replaces it
+    UnitPairs bytes; // a byte that iconv does not convert, and its character, mostly one for private use
 };
 
-// The rules of the single-byte ANSI code pages, and the special bytes of those with two bytes. Fits that all
-// single-byte pages have in common are left out: for full-width forms of ASCII, U+FF01 to U+FF5E, ASCII stands.
+// The rules of all ANSI code pages; double-byte pages have only `bytes`. The best fits that all single-byte pages share
+// are left out: the full-width forms U+FF01 to U+FF5E become ASCII.
 std::span<const PageRules> AllPageRules();
 
 } // namespace winsim

@@ -1,4 +1,4 @@
-// Reading machine descriptions: JSON values that know where they stand, so that an error can say so.
+// Reads machine descriptions: each JSON value knows its path, so that an error can name it.
 #pragma once
 
 #include "winsim/base/json.h"
@@ -73,13 +73,13 @@ private:
     std::string m_path;
 };
 
-// Reads the members of one object by name, and objects to members that nobody asked for.
+// Reads the members of one object by name, and reports members that were never asked for.
 class ObjectReader
 {
 public:
     explicit ObjectReader(const Reader& reader) : m_reader(reader) { reader.RequireObject(); }
 
-    // Sets `variable` from the member `name`, when there is one. True when there was.
+    // Sets `variable` from the member `name` if there is one. Returns whether there is.
     bool Read(const std::string& name, std::string& variable);
     bool Read(const std::string& name, bool& variable);
     template <typename Number>
@@ -89,7 +89,7 @@ public:
         return With(name, [&](const Reader& member) { variable = member.As<Number>(); });
     }
 
-    // Calls use(Reader) with the member `name`, when there is one. True when there was.
+    // Calls use(Reader) with the member `name` if there is one. Returns whether there is.
     template <typename Use>
     bool With(const std::string& name, Use use)
     {

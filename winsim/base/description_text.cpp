@@ -13,7 +13,7 @@ namespace winsim
 namespace
 {
 
-// Sees a text as it is parsed, because the parser keeps the last one of a key's values and tells nobody.
+// Watches the parser for a key that an object has twice: the parser itself silently keeps the last value.
 class DuplicateKeys
 {
 public:
@@ -46,7 +46,7 @@ private:
     {
         bool isList;
         std::size_t elements = 0;
-        std::string key = {}; // the newest
+        std::string key = {}; // the key that was read last
         std::set<std::string> keys = {};
     };
 
@@ -99,7 +99,7 @@ Json ParseDescription(std::string_view text)
     }
     catch (const Json::exception& error)
     {
-        throw DescriptionError(std::string("no JSON: ") + error.what());
+        throw DescriptionError(std::string("not JSON: ") + error.what());
     }
 }
 

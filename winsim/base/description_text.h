@@ -1,4 +1,4 @@
-// Reading the text of a machine description.
+// Parses the text of a machine description.
 #pragma once
 
 #include "winsim/base/json.h"
@@ -8,8 +8,8 @@
 namespace winsim
 {
 
-// The JSON of a description's text (UTF-8). Throws DescriptionError for a text that is no JSON, and, with the path, for
-// an object that has a key twice.
+// Parses a description (UTF-8). Throws DescriptionError if the text is not JSON, or if an object has a key twice; the
+// error then names the path of the key.
 Json ParseDescription(std::string_view text);
 
 } // namespace winsim

@@ -1,5 +1,4 @@
-// The keys of described objects, each declared once: what reads descriptions, what saves them and what writes their
-// schema come from the same declaration.
+// The keys of described objects, each declared once: reading, saving and the schema all use the same declaration.
 #pragma once
 
 #include "winsim/base/description.h"
@@ -18,27 +17,27 @@
 namespace winsim
 {
 
-// What a key is for people. The schema has it as a description, and docs/machine.md as a row of a table.
+// A key, explained for people: a description in the schema, and a row of a table in docs/machine.md.
 struct Key
 {
     const char* name;
     const char* meaning;
-    const char* usual;             // what counts without it
-    const char* missing = nullptr; // for a key that must be there: what is said when it is not
+    const char* usual;             // the default, for people; empty: not mentioned
+    const char* missing = nullptr; // for a required key: the error when it is missing
 };
 
-// What the schema says of a key.
+// The key's description in the schema.
 inline std::string DescriptionOf(const Key& key)
 {
     return *key.usual == '\0' ? key.meaning : std::string(key.meaning) + ". Default: " + key.usual;
 }
 
-// The keys of the objects that describe an Object. There is one of these for each kind of described object:
+// Declares the keys of an Object's description. Each kind of described object has a specialization:
 //
 //     template <>
 //     struct Fields<CngImage>
 //     {
-//         static constexpr char kName[] = "cngImage"; // in the schema, and before the table in docs/machine.md
+//         static constexpr char kName[] = "cngImage"; // names the definition in the schema and the table in docs/machine.md
 //
 //         template <typename Visitor>
 //         static void Visit(Visitor& visit)
@@ -51,13 +50,13 @@ inline std::string DescriptionOf(const Key& key)
 //
 //     void Read(const Reader& reader, Object& object) const;
 //     std::optional<Json> Save(const Object& object, const Object& usual) const; // none: the key is left out
-//     Json Schema(Json& definitions) const;                                      // adds those that it refers to
+//     Json Schema(Json& definitions) const;                                      // adds what it refers to
 template <typename Object>
 struct Fields;
 
 // ---- Forms: how the value of one type is described ------------------------------------------------------------------
 
-// The reference to a definition.
+// A reference to a definition of the schema.
 inline Json Definition(const char* name)
 {
     return {{"$ref", std::string("#/$defs/") + name}};
@@ -140,7 +139,7 @@ struct List
     Json Schema(Json& definitions) const { return {{"type", "array"}, {"items", form.Schema(definitions)}}; }
 };
 
-// What fits a schema, or null: a key of a free name can be taken away.
+// The schema, extended by null: a description removes a freely named key with null.
 inline Json OrNull(Json schema)
 {
     if (schema.contains("anyOf"))
@@ -151,7 +150,7 @@ inline Json OrNull(Json schema)
     return {{"anyOf", {std::move(schema), {{"type", "null"}}}}};
 }
 
-// Values of one form by names.
+// A map from names to values of one form.
 template <typename Map, typename Form = Plain<typename Map::mapped_type>>
 struct ByName
 {
@@ -180,11 +179,11 @@ struct ByName
     }
 };
 
-// A number that goes by names.
+// A number that descriptions may write as a name.
 struct Named
 {
     std::span<const NamedValue> names;
-    const char* what; // a value has to be
+    const char* what; // what a value has to be, for errors
 
     template <typename Number>
     void Read(const Reader& reader, Number& value) const
@@ -203,7 +202,7 @@ struct Named
     }
 };
 
-// A form of its own: `read(reader)` gives the value, `save(value)` its JSON, and `schema` is a text.
+// A form made of functions: `read(reader)` returns the value, and `save(value)` its JSON. `schema` is JSON text.
 template <typename ReadValue, typename SaveValue>
 struct OwnForm
 {
@@ -226,7 +225,7 @@ struct OwnForm
 template <typename ReadValue, typename SaveValue>
 OwnForm(ReadValue, SaveValue, const char*) -> OwnForm<ReadValue, SaveValue>;
 
-// A description for later (winsim/machine/effects.h), or null for none.
+// Effects: a description that is applied later (winsim/machine/effects.h); null for none.
 struct EffectsForm
 {
     void Read(const Reader& reader, Json& effects) const
@@ -239,14 +238,14 @@ struct EffectsForm
     Json Schema(Json&) const { return Definition("effects"); }
 };
 
-// ---- Members: which value of an object a key stands for -------------------------------------------------------------
+// ---- Members: which value of an object belongs to a key -------------------------------------------------------------
 
 template <typename Object, typename Type, typename Form>
 struct MemberField
 {
     Type Object::*member;
     Form form;
-    bool isAlwaysSaved; // also when it is as usual
+    bool isAlwaysSaved; // even with its usual value
 
     void Read(const Reader& reader, Object& object) const { form.Read(reader, object.*member); }
     std::optional<Json> Save(const Object& object, const Object& usual) const
@@ -263,7 +262,7 @@ struct MemberField<Object, std::optional<Type>, Form>
 {
     std::optional<Type> Object::*member;
     Form form;
-    bool isAlwaysSaved; // never when there is none
+    bool isAlwaysSaved; // not used: a value is saved if there is one
 
     void Read(const Reader& reader, Object& object) const { form.Read(reader, (object.*member).emplace()); }
     std::optional<Json> Save(const Object& object, const Object&) const
@@ -294,7 +293,7 @@ struct UsualForm<std::map<std::string, Type, Order>>
     using Form = ByName<std::map<std::string, Type, Order>, typename UsualForm<Type>::Form>;
 };
 
-// A member that is saved when it differs from the usual one, and one that is saved always.
+// Member: saved if it differs from its usual value. Always: always saved.
 template <typename Object, typename Type>
 auto Member(Type Object::*member)
 {
@@ -316,7 +315,8 @@ auto Always(Type Object::*member, Form form)
     return MemberField<Object, Type, Form>{member, form, true};
 }
 
-// A field of its own: `read(reader, object)`, `save(object)`, which may give nothing, and a form for the schema.
+// A field made of functions: `read(reader, object)`, and `save(object)`, which may return nothing. `form` is for the
+// schema.
 template <typename ReadObject, typename SaveObject, typename Form>
 struct OwnField
 {
@@ -339,7 +339,7 @@ struct OwnField
 template <typename ReadObject, typename SaveObject, typename Form>
 OwnField(ReadObject, SaveObject, Form) -> OwnField<ReadObject, SaveObject, Form>;
 
-// A form that is only checked.
+// A form that has nothing but a schema (JSON text).
 struct SchemaText
 {
     const char* schema;
@@ -347,7 +347,7 @@ struct SchemaText
     Json Schema(Json&) const { return Json::parse(schema); }
 };
 
-// The fields of a part that is a member of the object.
+// Visits the fields of a part of the object as if they were the object's own.
 template <typename Visitor, typename Object, typename Part>
 struct InPart
 {
@@ -383,7 +383,7 @@ void VisitPart(Visitor& visit, Part Object::*part)
 
 // ---- Visitors -------------------------------------------------------------------------------------------------------
 
-// Reads each key that is there.
+// Reads each key that the description has.
 template <typename Object>
 struct FieldReader
 {
@@ -414,7 +414,7 @@ void ReadFields(const Reader& reader, Object& object)
     ReadFields(members, object);
 }
 
-// Saves each key whose value is not as usual.
+// Saves each key whose value differs from the usual one.
 template <typename Object>
 struct FieldWriter
 {
@@ -439,7 +439,7 @@ Json JsonOfFields(const Object& object, const Object& usual)
     return json;
 }
 
-// Describes each key.
+// Writes the schema of each key.
 struct SchemaWriter
 {
     Json& definitions;
@@ -457,8 +457,7 @@ struct SchemaWriter
     }
 };
 
-// The schema of the objects that describe an Object: a reference to a definition of its name, which is added when it is
-// not there.
+// The schema of an Object's description: a reference to the definition with its name, which is added if it is missing.
 template <typename Object>
 Json SchemaOf(Json& definitions)
 {

@@ -1,4 +1,4 @@
-// Numbers that go by names in descriptions.
+// Numbers that descriptions may write as names.
 #pragma once
 
 #include "winsim/base/description.h"
@@ -16,7 +16,7 @@ struct NamedValue
     const char* name;
 };
 
-// A value given by one of the names, or as a plain number.
+// The value of a name or of a plain number. Throws DescriptionError; `what` says what a value has to be.
 inline std::uint32_t ReadNamed(const Reader& reader, std::span<const NamedValue> names, const char* what)
 {
     if (reader.Value().is_number())
@@ -32,7 +32,7 @@ inline std::uint32_t ReadNamed(const Reader& reader, std::span<const NamedValue>
     reader.Fail(std::string("not ") + what + " (" + known + ")");
 }
 
-// The name of a value, or the number when it has none.
+// The name of a value, or the number if it has no name.
 inline Json NameOf(std::uint32_t value, std::span<const NamedValue> names)
 {
     for (const NamedValue& entry : names)

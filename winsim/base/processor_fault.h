@@ -1,4 +1,4 @@
-// A fault of the processor in a described function or call.
+// Processor faults that a described function or a planned failure raises.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 namespace winsim
 {
 
-// Thrown as an exception of a type that nobody but the machine knows.
+// Thrown as an exception. The program does not know this type, so only its handlers for everything catch it.
 struct ProcessorFault
 {
     const char* name;       // for people

@@ -10,7 +10,7 @@ namespace winsim
 namespace
 {
 
-// Revision, number of sub-authorities, authority (6 bytes, the highest first); then the sub-authorities.
+// Revision, number of sub-authorities, authority (6 bytes, big-endian); then the sub-authorities.
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kMostSubAuthorities = 15;
 

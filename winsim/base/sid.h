@@ -9,13 +9,13 @@
 namespace winsim
 {
 
-// The bytes of a SID such as "S-1-5-32-544"; none when the text is no SID.
+// The bytes of a SID such as "S-1-5-32-544"; empty if the text is not a SID.
 std::vector<std::uint8_t> BytesOfSid(std::string_view text);
 
 // The text of a SID in memory.
 std::string TextOfSid(const void* sid);
 
-// How many bytes a SID in memory has.
+// The size of a SID in memory, in bytes.
 std::size_t SizeOfSid(const void* sid);
 
 } // namespace winsim

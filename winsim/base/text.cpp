@@ -52,7 +52,7 @@ void AppendUtf8(std::string& out, char32_t c)
     }
 }
 
-// The length of a UTF-8 sequence by its first byte; 0 for a byte that begins none.
+// The length of a UTF-8 sequence with this first byte; 0 if no sequence begins with it.
 int SequenceLength(unsigned char first)
 {
     if (first < 0x80)
@@ -72,16 +72,16 @@ enum class Surrogates
     Replaced
 };
 
-// Whether no code point begins with these two bytes: it would be longer than need be, beyond the last one or, where
-// those are replaced, a surrogate.
+// Whether two bytes begin an invalid sequence: an overlong one, one beyond U+10FFFF or, if surrogates are replaced, a
+// surrogate.
 bool BeginsNothing(unsigned char first, unsigned char second, Surrogates surrogates)
 {
     return (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F) ||
            (first == 0xED && second > 0x9F && surrogates == Surrogates::Replaced);
 }
 
-// The code point at the start of a text and the bytes it takes. What is no UTF-8 is U+FFFD, and takes the bytes up to
-// the one that shows it, as on Windows.
+// The code point at the start of a text, and its length in bytes. Invalid UTF-8 gives U+FFFD for as many bytes as
+// Windows replaces with one.
 std::pair<char32_t, std::size_t> DecodeUtf8(std::string_view text, Surrogates surrogates)
 {
     constexpr char32_t kReplacement = 0xFFFD;
@@ -139,7 +139,7 @@ std::string EncodeAllUtf8(std::u16string_view text, Surrogates surrogates)
     return out;
 }
 
-// iconv from a code page to UTF-16, one sequence of bytes at a time.
+// Converts single characters of a code page to UTF-16 with iconv.
 class Decoder
 {
 public:
@@ -152,7 +152,7 @@ public:
     Decoder(const Decoder&) = delete;
     Decoder& operator=(const Decoder&) = delete;
 
-    // The one UTF-16 unit that the bytes stand for, or 0 when they stand for none or for more.
+    // The UTF-16 unit that the bytes stand for; 0 unless it is exactly one.
     char16_t operator()(std::string bytes)
     {
         char16_t units[4] = {};
@@ -231,7 +231,7 @@ void CodePage::Fill(unsigned number)
         if (rules.codePage == number)
             Apply(rules);
     }
-    // The other bytes that stand for no character become the control of that number.
+    // A byte that still has no character becomes the control character of the same number.
     for (unsigned byte = 0x80; byte < 256; ++byte)
     {
         if (m_single[byte] == 0 && !m_isLeadByte[byte])
@@ -241,7 +241,7 @@ void CodePage::Fill(unsigned number)
         return;
     for (char16_t ascii = u'!'; ascii <= u'~'; ++ascii)
     {
-        // Windows cannot tell a fitting "?" from a default character.
+        // Windows takes a best fit of "?" for the default character.
         if (ascii != u'?')
             SetFit(static_cast<char16_t>(ascii - u'!' + 0xFF01), ascii);
     }
@@ -347,7 +347,7 @@ char16_t FoldCase(char16_t unit)
         return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 0x20) : unit;
     static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     const auto upper = static_cast<char32_t>(towupper_l(unit, unicode));
-    // Letters whose upper case leads back to another letter, such as the dotless i, are letters of their own.
+    // A letter whose upper case belongs to another letter, such as the dotless i, is not folded.
     const bool leadsBack = static_cast<char32_t>(towlower_l(static_cast<wint_t>(upper), unicode)) == unit;
     return upper < 0x10000 && leadsBack ? static_cast<char16_t>(upper) : unit;
 }
@@ -369,7 +369,7 @@ std::string FoldCase(std::string_view utf8)
 
 bool SameName(std::string_view left, std::string_view right)
 {
-    // Most names are ASCII, and many are compared.
+    // Names are compared often, and most of them are ASCII.
     if (IsAscii(left) && IsAscii(right))
         return std::ranges::equal(left, right, {}, &FoldAscii, &FoldAscii);
     return FoldCase(left) == FoldCase(right);

@@ -1,4 +1,4 @@
-// Text on the simulated machine. The machine itself holds UTF-8; the calls take ANSI and UTF-16.
+// Converts and compares text on the simulated machine. The machine holds UTF-8; the calls take ANSI and UTF-16.
 #pragma once
 
 #include <cstdint>
@@ -11,26 +11,26 @@ namespace winsim
 // UTF-16 to UTF-8. A lone surrogate becomes the three bytes of its code point, so that nothing is lost.
 std::string Utf8(std::u16string_view text);
 
-// UTF-8 (with lone surrogates as Utf8 writes them) to UTF-16. A byte that fits nowhere becomes U+FFFD.
+// UTF-8 (with lone surrogates as Utf8 writes them) to UTF-16. Invalid bytes become U+FFFD.
 std::u16string Utf16(std::string_view text);
 
 struct PageRules;
 
-// What Windows does with text in an ANSI code page.
+// Windows' conversions between an ANSI code page and UTF-16.
 class CodePage
 {
 public:
-    // The page of a number such as 1252 or 932. Throws std::invalid_argument for a page that the host's iconv
-    // does not know.
+    // The code page with this number, such as 1252 or 932. Throws std::invalid_argument if the host's iconv does not
+    // know it.
     static const CodePage& Get(unsigned number);
 
-    // A byte that stands for nothing becomes the C1 control or the private character that Windows puts there,
-    // or the page's default character.
+    // A byte without a character becomes what Windows makes of it: a C1 control, a character for private use, or the
+    // page's default character.
     std::u16string ToUtf16(std::string_view bytes) const;
 
-    // A character that the page lacks becomes its best fit (single-byte pages), or `defaultCharacter`, and then sets
-    // *usedDefault (when given). Each half of a surrogate pair is such a character. In UTF-8 only lone surrogates are
-    // lacking: they become U+FFFD.
+    // A character that the page lacks becomes its best fit (in single-byte pages) or else `defaultCharacter`, which
+    // sets *usedDefault (if given). A surrogate pair counts as two such characters. UTF-8 lacks only lone surrogates:
+    // they become U+FFFD.
     std::string FromUtf16(std::u16string_view text, bool* usedDefault = nullptr,
                           std::string_view defaultCharacter = "?") const;
 
@@ -47,7 +47,7 @@ private:
     void FillDoubleBytes(Decode decode);
 
     bool m_isUtf8 = false;
-    char16_t m_default = u'?'; // for bytes that stand for no character
+    char16_t m_default = u'?'; // for a second byte that completes no character
     bool m_isLeadByte[256] = {};
     char16_t m_single[256] = {};
     std::u16string m_double; // 256 characters for each lead byte
@@ -55,15 +55,14 @@ private:
         m_bytes; // for each UTF-16 unit: the byte, or lead byte << 8 | trail byte; 0 for none
 };
 
-// The order and identity of names on Windows: letters of either case are the same. Folds with Windows' own rule, one
-// UTF-16 unit at a time by its simple upper-case form.
+// The form in which Windows compares names, without regard to case: each UTF-16 unit becomes its simple upper case.
 std::string FoldCase(std::string_view utf8);
 char16_t FoldCase(char16_t unit);
 
 // Whether two names are the same to Windows.
 bool SameName(std::string_view left, std::string_view right);
 
-// Orders names for containers, which then find one in any case.
+// Orders names in containers, which then find a name in any case.
 struct NameOrder
 {
     bool operator()(std::string_view left, std::string_view right) const { return FoldCase(left) < FoldCase(right); }

@@ -521,7 +521,7 @@ TEST_F(DescriptionFiles, ErrorsNameTheFileThatTheyStandIn)
     Write("model.json", R"({"windows": {"build": 1}})");
     const std::string last = Write("last.json", R"({"like": "model.json", "folders": {"home": null}})");
     EXPECT_EQ(ErrorOf(last), last + ": folders.home: null, and there is nothing to take away");
-    EXPECT_EQ(ErrorOf(Write("empty.json", "")).find(last.substr(0, last.rfind('/')) + "/empty.json: no JSON: "), 0u);
+    EXPECT_EQ(ErrorOf(Write("empty.json", "")).find(last.substr(0, last.rfind('/')) + "/empty.json: not JSON: "), 0u);
     const std::string folder = last.substr(0, last.rfind('/'));
     EXPECT_EQ(ErrorOf(folder), folder + ": cannot be read");
 }
