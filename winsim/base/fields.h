@@ -37,7 +37,7 @@ inline std::string DescriptionOf(const Key& key)
 //     template <>
 //     struct Fields<CngImage>
 //     {
-//         static constexpr char kName[] = "cngImage"; // names the definition in the schema and the table in docs/machine.md
+//         static constexpr char kName[] = "cngImage"; // in the schema, and to mark the table in docs/machine.md
 //
 //         template <typename Visitor>
 //         static void Visit(Visitor& visit)

@@ -1,4 +1,4 @@
-// The schemas of the areas of a machine's description, each from the declarations of its fields.
+// The schema of each area of a machine's description, made from the declarations of its fields.
 #pragma once
 
 #include "winsim/base/json.h"
@@ -6,7 +6,7 @@
 namespace winsim
 {
 
-// Each gives the schema of an area's value, and adds the definitions that it refers to.
+// Each returns the schema of an area's value, and adds the definitions that it refers to.
 Json SchemaOfWindows(Json& definitions);
 Json SchemaOfClock(Json& definitions);
 Json SchemaOfProcess(Json& definitions);

@@ -1,4 +1,4 @@
-// Keeps the configuration of a simulated machine's cryptography, and its JSON form.
+// A simulated machine's CNG configuration, and its JSON form.
 #include "winsim/machine/cng.h"
 
 #include "winsim/base/fields.h"
@@ -43,7 +43,7 @@ struct Fields<CngProvider>
 {
     static constexpr char kName[] = "cngProvider";
 
-    // An image that a provider need not have: effects take it away with null.
+    // A provider may lack an image, so effects may remove it with null.
     struct Image : Plain<CngImage>
     {
         Json Schema(Json& definitions) const { return OrNull(Plain<CngImage>::Schema(definitions)); }

@@ -1,4 +1,4 @@
-// The configuration of a simulated machine's cryptography (CNG): providers, and which of them serve a function.
+// A simulated machine's CNG configuration: the registered providers, and which of them serve a function.
 #pragma once
 
 #include "winsim/base/description.h"
@@ -13,7 +13,7 @@
 namespace winsim
 {
 
-// The records of a provider's registration.
+// An interface in a provider's registration.
 struct CngInterface
 {
     std::uint32_t interface = 0; // NCRYPT_KEY_STORAGE_INTERFACE, ...
@@ -40,7 +40,7 @@ struct CngProvider
     bool operator==(const CngProvider&) const = default;
 };
 
-// A function of a context and its providers, the preferred first.
+// A function in a context, and its providers in order of preference.
 struct CngContextFunction
 {
     std::uint32_t table = 0;

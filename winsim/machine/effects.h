@@ -1,4 +1,4 @@
-// What a described program or library does to the machine.
+// Applies what a described program, function or method changes on the machine.
 #pragma once
 
 #include "winsim/machine/machine.h"
@@ -7,7 +7,7 @@ namespace winsim
 {
 
 // Applies effects: a merge patch on the machine's description, such as {"services": {"KlPCR": {...}}}. Null effects do
-// nothing. Throws DescriptionError when the machine would make no sense any more.
+// nothing. Throws DescriptionError if the result does not describe a machine.
 void ApplyEffects(Machine& machine, const Json& effects);
 
 } // namespace winsim

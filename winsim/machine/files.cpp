@@ -1,4 +1,4 @@
-// Keeps the files and directories of a simulated machine, and their JSON form.
+// The files and directories of a simulated machine, and their JSON form.
 #include "winsim/machine/files.h"
 
 #include "winsim/base/text.h"
@@ -39,7 +39,7 @@ bool IsPlainText(const std::string& content)
     return Utf8(Utf16(content)) == content;
 }
 
-// Content that is no text is described as the Latin-1 text of its bytes.
+// Content that is not text is described by its bytes, each as a Latin-1 character.
 std::string Latin1Of(const std::string& bytes)
 {
     std::u16string text;
@@ -78,7 +78,7 @@ FileVersion VersionOf(const Reader& reader)
     return version;
 }
 
-// A name that begins so is taken as it stands.
+// Windows does not normalize a path with this prefix.
 constexpr std::string_view kLiteralPrefix = "\\\\?\\";
 
 void RequireDrive(const std::string& path, const Reader& reader)
@@ -87,7 +87,7 @@ void RequireDrive(const std::string& path, const Reader& reader)
         reader.Fail("a path begins with a drive, such as C:\\");
 }
 
-// As many links as Windows follows in one path.
+// Windows follows no more links than these in one path.
 constexpr int kMostLinks = 63;
 
 std::string LinkTarget(const Reader& reader)
@@ -106,7 +106,7 @@ constexpr char kVersionSchema[] =
     R"({"type": "string", "pattern": "^[0-9]{1,5}\\.[0-9]{1,5}\\.[0-9]{1,5}\\.[0-9]{1,5}$"})";
 constexpr char kTextSchema[] = R"({"type": "string"})";
 
-// A content is described as a text, or as bytes when it is none.
+// Content is described as text if it is text, and as bytes otherwise.
 std::optional<Json> SavedText(const File& file)
 {
     return !file.content.empty() && IsPlainText(file.content) ? std::optional<Json>(file.content) : std::nullopt;
@@ -136,7 +136,7 @@ struct Fields<File>
                 "none: it is no link"},
             Member(&File::link, OwnForm{&LinkTarget, [](const std::string& path) { return Json(path); }, kPathSchema}));
         visit(Key{"linkMadeBy", "SID of the user who made the link", "the owner"}, Member(&File::linkMaker, SidForm()));
-        // Read by whoever makes the names of files.
+        // LoadNames reads it.
         visit(Key{kHardLink, "full path of the file that this is one more name of; there is no other key then", "none"},
               OwnField{[](const Reader&, File&) {}, [](const File&) { return std::optional<Json>(); },
                        SchemaText{kPathSchema}});
@@ -305,7 +305,7 @@ Resolution Files::Resolve(const std::string& path, LastLink last,
 std::pair<const File*, std::size_t> Files::FirstLinkOn(const std::string& path, LastLink last) const
 {
     const std::string key = FoldCase(path);
-    // A folded name may be longer, but it has the same steps.
+    // Folding may change a path's length, but not its number of backslashes.
     std::size_t keyEnd = key.find('\\');
     for (std::size_t end = path.find('\\'); end < path.size();)
     {

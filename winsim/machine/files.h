@@ -21,7 +21,7 @@ namespace winsim
 // Major, minor, build and revision.
 using FileVersion = std::array<std::uint16_t, 4>;
 
-// Which file it is, whatever name it has. No part of what a machine is like: two machines may be the same without it.
+// Identifies a file, whatever names it has. Ignored when two machines are compared.
 struct FileIdentity
 {
     std::uint64_t number = 0;
@@ -34,13 +34,13 @@ struct File
     std::string path; // as it was created
     FileIdentity identity;
     bool isDirectory = false;
-    std::string link;                        // the full path that it leads to; empty: it is no link
-    std::optional<std::string> linkMaker;    // the user who made it one; the owner when not described
-    std::string content;                     // what it holds, byte for byte
-    std::optional<std::uint64_t> size;       // described without its content
+    std::string link;                        // the full path that it leads to; empty: not a link
+    std::optional<std::string> linkMaker;    // the user who made it a link; none: the owner
+    std::string content;                     // the bytes of the file
+    std::optional<std::uint64_t> size;       // set if only the size is described, not the content
     std::optional<FileVersion> version;      // its version resource
-    std::optional<Library> library;          // what it is when it is loaded
-    std::optional<std::uint32_t> attributes; // beyond "directory"; an ordinary file's when not described
+    std::optional<Library> library;          // what loading it gives
+    std::optional<std::uint32_t> attributes; // besides "directory"; none: those of an ordinary file
     bool isDenied = false;                   // may not be opened, written, deleted or, for a directory, added to
     bool isInUse = false; // runs as a program or library: may be read and renamed, not overwritten or deleted
     Security security;
@@ -54,7 +54,7 @@ struct File
     bool operator==(const File&) const = default;
 };
 
-// A file that is to be moved, or deleted, when Windows starts the next time.
+// A file that Windows moves or deletes at its next start.
 struct PendingMove
 {
     std::string from;
@@ -63,65 +63,67 @@ struct PendingMove
     bool operator==(const PendingMove&) const = default;
 };
 
-// What a call does about a link at the end of a path. Links on the way there are followed by every call.
+// Whether a call follows a link at the end of a path. Every call follows the links before the end.
 enum class LastLink
 {
     Follow,
     Keep
 };
 
-// Where a path leads to when links are followed, whether or not there is anything, or the Win32 error of that.
+// Where a path leads when its links are followed, even if nothing is there, or the Win32 error of following them.
 struct Resolution
 {
     std::string path;
     std::uint32_t error = 0;
 };
 
-// Files and directories. Paths are absolute, with a drive; names are the same in either case.
+// Files and directories. Paths are absolute and have a drive; case does not matter.
 class Files
 {
 public:
     void Load(const Reader& reader);
     Json ToJson() const;
 
-    // Follows the links of a full path: the one place that does. `mayFollow` says whether a link of a directory is
-    // trusted; one that is not is ERROR_UNTRUSTED_MOUNT_POINT. Too many are ERROR_CANT_RESOLVE_FILENAME.
+    // Follows the links of a full path; nothing else does. `mayFollow` says whether a directory's link is trusted.
+    // Errors:
+    //     ERROR_UNTRUSTED_MOUNT_POINT   a link is not trusted
+    //     ERROR_CANT_RESOLVE_FILENAME   there are too many links
     Resolution Resolve(const std::string& path, LastLink last,
                        const std::function<bool(const File&)>& mayFollow = {}) const;
 
-    // The functions below take paths as they stand: a link is itself.
+    // The functions below do not follow links: the path of a link means the link itself.
 
-    // The full path that Windows makes of a path: slashes turned, doubled ones dropped, none at the end.
+    // The path as Windows normalizes it: with backslashes only, none of them doubled or at the end.
     static std::string Normalize(const std::string& path);
-    // The directory that a path stands in; empty for a drive.
+    // The path of the directory that contains a path; empty for a drive.
     static std::string ParentOf(const std::string& path);
 
     const File* Find(const std::string& path) const;
     File* Find(const std::string& path);
     bool IsDirectory(const std::string& path) const;
-    // The file or directory of a path, made when it is not there, with all its missing parents.
+    // The file or directory of a path; made, with all missing parents, if it does not exist.
     File& Create(const std::string& path, bool isDirectory);
     void Remove(const std::string& path);
-    // Gives a file one more name, which has to be free.
+    // Gives a file another name, which must be free.
     void AddName(const std::string& path, const std::string& existing);
     // How many names a file has.
     std::uint32_t CountNames(const File& file) const;
-    // Whether a directory has anything in it.
+    // Whether a directory contains anything.
     bool HasEntries(const std::string& directory) const;
     File* FindByIdentity(const FileIdentity& identity);
-    // Takes files that had the same path before for the same ones.
+    // Gives each file the identity that the file of the same path has in `before`.
     void KeepIdentities(const Files& before);
-    // Gives a file, or a directory with all that is in it, another path.
+    // Moves a file, or a directory and everything in it.
     void Move(const std::string& from, const std::string& to);
 
-    // Files that are libraries have a part of the description of their own.
+    // Libraries are files, but have an area of their own in the description.
     void LoadLibraries(const Reader& reader);
     Json LibrariesToJson() const;
 
     bool operator==(const Files& other) const { return m_files == other.m_files && m_names == other.m_names; }
 
 private:
-    // A further name of a file.
+    // Another name of a file (a hard link).
     struct Name
     {
         std::string path; // as it was created
@@ -131,11 +133,10 @@ private:
     };
 
     const File* FindByKey(std::string_view key) const;
-    // The first link among a path's directories and, if it is to be followed, its file, and the length of the link's
-    // own path.
+    // The first link on a path, and where the link's own path ends in it. The path's end counts only if `last` says so.
     std::pair<const File*, std::size_t> FirstLinkOn(const std::string& path, LastLink last) const;
     void LoadNames(const Reader& reader, const std::map<std::string, std::string>& names);
-    // The name that a file goes by now that it has lost its first.
+    // Makes another name of a file its main one, because the main one is being removed.
     void GoByAnotherName(const std::string& key);
 
     std::map<std::string, File, std::less<>> m_files; // by folded path
@@ -143,7 +144,7 @@ private:
     std::uint64_t m_lastIdentity = 0;
 };
 
-// What waits for the next start of Windows, in the order in which it was asked for.
+// The moves that Windows makes at its next start, in the order of the requests.
 struct PendingMoves
 {
     std::vector<PendingMove> moves;

@@ -1,4 +1,4 @@
-// Hands the inheritable entries of access lists down, by the rules of Windows' automatic inheritance.
+// Passes the inheritable entries of access lists on, by the rules of Windows' automatic inheritance.
 #include "winsim/machine/inheritance.h"
 
 #include "winnt.h"
@@ -16,8 +16,8 @@ constexpr std::uint32_t kInheritable = OBJECT_INHERIT_ACE | CONTAINER_INHERIT_AC
 constexpr char kAdministratorsSid[] = "S-1-5-32-544";
 constexpr char kLocalSystemSid[] = "S-1-5-18";
 
-// Trustees in inheritable entries that stand for whoever makes an object. Objects of the simulated machine have no
-// group.
+// Placeholders in inheritable entries for the owner and the group of a new object. The simulated machine's objects have
+// no group.
 constexpr char kCreatorOwnerSid[] = "S-1-3-0";
 constexpr char kCreatorGroupSid[] = "S-1-3-1";
 
@@ -33,8 +33,8 @@ std::vector<AccessEntry> InheritedIn(const Security& security)
     return list;
 }
 
-// Adds what an entry of a container becomes in an object's list: an entry for the object itself, one that the object
-// hands on, or one for both.
+// Adds what a container's entry becomes in an object's list: an entry for the object itself, an entry that it passes
+// on, both, or one entry that does both.
 void AppendInherited(std::vector<AccessEntry>& list, const AccessEntry& entry, const std::string& owner,
                      const ObjectKind& kind)
 {
@@ -64,7 +64,7 @@ void AppendInherited(std::vector<AccessEntry>& list, const AccessEntry& entry, c
         list.push_back(handedOn);
 }
 
-// The entries that a container's list hands down to an object with this owner, marked as inherited, in Windows' order.
+// The entries that an object with this owner inherits from a container's list, marked as inherited, in Windows' order.
 std::vector<AccessEntry> InheritedEntries(const std::vector<AccessEntry>& container, const std::string& owner,
                                           const ObjectKind& kind)
 {

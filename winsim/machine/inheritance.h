@@ -1,4 +1,4 @@
-// What a new key, file or directory is given: its owner, and the entries that the container it is made in hands down.
+// The owner of a new key, file or directory, and the access entries that it inherits from its container.
 #pragma once
 
 #include "winsim/machine/security.h"
@@ -10,7 +10,7 @@
 namespace winsim
 {
 
-// A kind of object: what the generic rights stand for on it, and whether it holds others.
+// A kind of object: what the generic rights mean on it, and whether it can contain others.
 struct ObjectKind
 {
     GenericRights generic;
@@ -21,17 +21,18 @@ inline constexpr ObjectKind kKeyKind = {kKeyRights, true};
 inline constexpr ObjectKind kDirectoryKind = {kFileRights, true};
 inline constexpr ObjectKind kFileKind = {kFileRights, false};
 
-// A mask with its generic rights replaced by those that they stand for.
+// A mask whose generic rights are replaced by the rights that they mean.
 std::uint32_t MappedRights(std::uint32_t mask, const GenericRights& generic);
 
-// The security of an object that a process with this token makes. The owner is the process's user, or the group of
-// administrators when the user belongs to it. The list is what the container hands down; when that is nothing, the
-// token's default list; none when the container's is not described.
+// The security of an object that a process with this token makes in a container.
+// Owner: the administrators' group if the token has it, otherwise the user.
+// List: none if the container's is not described; otherwise the inherited entries or, if there are none, the token's
+// default list.
 Security SecurityOfNew(const Security& container, const Token& creator, const ObjectKind& kind);
 
-// Gives an object a list of its own. Unless the object is protected, what the container hands down follows; what a
-// container without a described list hands down shows in the list that is replaced. In a protected list, what was
-// inherited elsewhere is the object's own.
+// Replaces an object's list. An object that is not protected also gets inherited entries, after its own: those of the
+// container or, if the container's list is not described, those of the list that is replaced. In a protected object the
+// entries of the new list that are marked as inherited become its own.
 void ReplaceList(Security& security, std::vector<AccessEntry> list, const Security* container, const ObjectKind& kind);
 
 } // namespace winsim

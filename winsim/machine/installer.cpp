@@ -1,4 +1,4 @@
-// Keeps the properties of an install session, and their JSON form.
+// The properties of an install session, and their JSON form.
 #include "winsim/machine/installer.h"
 
 #include "winsim/base/fields.h"
@@ -14,7 +14,7 @@ struct Fields<PropertyAnswer>
 {
     static constexpr char kName[] = "propertyAnswer";
 
-    // Zero is no error.
+    // 0 means success.
     struct Error : Plain<std::uint32_t>
     {
         Json Schema(Json&) const { return {{"type", "integer"}, {"minimum", 1}, {"maximum", 4294967295}}; }
@@ -56,7 +56,7 @@ struct AnswerForm
     }
 };
 
-// A property is one answer, or a list of them.
+// A property is one answer or a list of answers.
 struct AnswersForm
 {
     using Answers = std::vector<PropertyAnswer>;
@@ -84,7 +84,7 @@ struct AnswersForm
 
 using Properties = std::map<std::string, std::vector<PropertyAnswer>>;
 
-// The area as it is described.
+// The area in a description.
 struct Session
 {
     Properties properties;

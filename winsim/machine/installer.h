@@ -12,25 +12,25 @@
 namespace winsim
 {
 
-// What one question for a property is answered with: a text, or an error.
+// The answer to one query of a property: a text or an error.
 struct PropertyAnswer
 {
     std::string text;
     std::uint32_t error = 0;
-    std::optional<std::uint32_t> size; // what an error says of the length of the text, in characters
+    std::optional<std::uint32_t> size; // with an error: the text's length that is reported, in characters
 
     bool operator==(const PropertyAnswer&) const = default;
 };
 
-// The properties of the session. A property may change while it is asked for: each question has the next of its
-// answers, and the last one stays.
+// The properties of the session. A property may change between queries: each query gets the next of its answers, and
+// all later ones the last.
 class Installer
 {
 public:
     void Load(const Reader& reader);
     Json ToJson() const;
 
-    // The answer to the question-th question for a property, from 0 on; an empty text for one that is not set.
+    // The answer to a query of a property; `question` counts its queries from 0. An empty text if it is not set.
     PropertyAnswer AnswerTo(const std::string& property, std::size_t question) const;
 
     // The texts of all properties.

@@ -1,4 +1,4 @@
-// The languages that Windows numbers. The conformance tests hold this table against Windows' own.
+// Windows' language identifiers. The conformance tests compare this table with Windows' own.
 #pragma once
 
 #include <cstdint>
@@ -8,12 +8,12 @@ namespace winsim
 
 struct Language
 {
-    std::uint16_t id;      // such as 0x0407: the language in its low ten bits, its variant in the others
-    const char* isoName;   // of ISO 639: two letters, or three for a language that has no two
-    std::uint16_t variant; // what Windows takes a language without a variant or without a script for; else the same
+    std::uint16_t id;      // such as 0x0407: the language in the low ten bits, its variant in the others
+    const char* isoName;   // of ISO 639: two letters, or three if the language has no code of two
+    std::uint16_t variant; // what Windows uses for an identifier without a variant or script; otherwise `id`
 };
 
-// Those with a variant, then those without. 0x1000 is the variant of what has no number of its own.
+// First the identifiers with a variant, then those without. 0x1000 stands for a language without an identifier.
 inline constexpr Language kLanguages[] = {
     {0x007F, "iv", 0x007F},  {0x0401, "ar", 0x0401},  {0x0402, "bg", 0x0402},  {0x0403, "ca", 0x0403},
     {0x0404, "zh", 0x0404},  {0x0405, "cs", 0x0405},  {0x0406, "da", 0x0406},  {0x0407, "de", 0x0407},

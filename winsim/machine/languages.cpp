@@ -1,4 +1,4 @@
-// Finds languages in the table of them.
+// Finds languages in the table.
 #include "winsim/machine/languages.h"
 
 #include <algorithm>

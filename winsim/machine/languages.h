@@ -6,7 +6,7 @@
 namespace winsim
 {
 
-// A language by its identifier, also one without a variant; null for one that is not known.
+// The language with an identifier, which may lack a variant; null if Windows does not know it.
 const Language* FindLanguage(std::uint16_t id);
 
 } // namespace winsim

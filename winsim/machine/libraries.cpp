@@ -1,4 +1,4 @@
-// Keeps what the libraries of a simulated machine do, and their JSON form.
+// What the libraries of a simulated machine do, and their JSON form.
 #include "winsim/machine/libraries.h"
 
 #include "winsim/base/fields.h"
@@ -41,7 +41,7 @@ struct ThrownForm
     }
 };
 
-// Any effects: what is wrong with them is found when they are tried.
+// Accepts anything: errors in effects are found when they are tried.
 struct AnyEffectsForm : EffectsForm
 {
     void Read(const Reader& reader, Json& effects) const { effects = reader.Value(); }

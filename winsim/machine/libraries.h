@@ -1,4 +1,4 @@
-// Libraries on a simulated machine: files with functions.
+// Libraries on a simulated machine: files with functions, texts or both.
 #pragma once
 
 #include "winsim/base/description.h"
@@ -18,8 +18,8 @@ namespace winsim
 struct LibraryExport
 {
     std::int32_t result = 0;
-    std::string throws; // instead of a result: one of ThrownThings
-    Json effects;       // what it changes on the machine: a merge patch on the description; null for nothing
+    std::string throws; // one of ThrownThings, instead of a result
+    Json effects;       // what it changes on the machine: a merge patch on the description; null: nothing
 
     bool operator==(const LibraryExport&) const = default;
 };
@@ -27,12 +27,12 @@ struct LibraryExport
 struct Library
 {
     std::map<std::string, LibraryExport> exports; // by name
-    std::vector<std::string> missing;             // functions that a library of Windows lacks on this machine
-    std::uint32_t loadError = 0;                  // loading it fails with this error
-    std::string table;                            // the name of the table whose texts it holds
-    std::optional<Texts> texts;                   // described texts; without either, the file's name tells
+    std::vector<std::string> missing;             // functions that this machine's copy of a Windows library lacks
+    std::uint32_t loadError = 0;                  // what loading it fails with; 0: it can be loaded
+    std::string table;                            // the name of the string table that it holds
+    std::optional<Texts> texts;                   // described texts; without either, the file's name decides
 
-    // The texts that it holds as the file of a path, and whether it is there for texts at all.
+    // The texts that the library has at this path, and whether it has texts at all.
     const Texts& TextsAt(const std::string& path) const;
     bool IsForTexts(const std::string& path) const { return texts || !TextsAt(path).empty(); }
 
@@ -41,13 +41,13 @@ struct Library
     bool operator==(const Library&) const = default;
 };
 
-// Whether the file of a path is a resource library by its name.
+// Whether the file name of a path is that of a resource library.
 bool IsResourceLibrary(const std::string& path);
 
-// Something that can come out of a function instead of a result.
+// Something that a function can throw instead of returning a result.
 struct ThrownThing
 {
-    const char* name; // in descriptions
+    const char* name; // as descriptions write it
     void (*raise)();
 };
 

@@ -22,7 +22,7 @@ namespace
 struct Area
 {
     const char* key;
-    const char* meaning; // for the schema
+    const char* meaning; // its description in the schema
     Json (*schema)(Json& definitions);
     void (*clear)(Machine&);
     void (*load)(Machine&, const Reader&);
@@ -62,7 +62,7 @@ constexpr Area kAreas[] = {
     MakeArea<&Machine::files>("files", "Files and directories by their full paths, which begin with a drive.",
                               &SchemaOfFiles),
     {"libraries", "Files that can be loaded, by their full paths.", &SchemaOfLibraries,
-     [](Machine&) {}, // they go with their files
+     [](Machine&) {}, // cleared with the files
      [](Machine& machine, const Reader& reader) { machine.files.LoadLibraries(reader); },
      [](const Machine& machine) { return machine.files.LibrariesToJson(); },
      [](const Machine& one, const Machine& other) { return one.files == other.files; }},
@@ -87,16 +87,16 @@ const Json& PlainWindows()
     return plain;
 }
 
-// What a program, a function or a method changes is a description of its own: its nulls are for later.
+// Effects are merged when they happen, with their nulls; until then they are kept as they are.
 bool IsForLater(const std::string& name)
 {
     return name == "effects";
 }
 
-// What becomes of a null for something that is not there.
+// What a null means for something that does not exist.
 enum class VainNull
 {
-    IsAnError, // in a description: most likely its author has mistyped the name
+    IsAnError, // in a description: the name is probably mistyped
     IsFine     // in effects: the machine may have changed
 };
 
@@ -105,7 +105,7 @@ std::string Below(const std::string& path, const std::string& name)
     return path.empty() ? name : path + "." + name;
 }
 
-// Puts a description onto another one: a JSON merge patch.
+// Merges a description into another one, as a JSON merge patch.
 void Merge(const Json& description, Json& whole, VainNull vainNull, const std::string& path = {})
 {
     for (const auto& [name, value] : description.items())
@@ -128,7 +128,7 @@ void Merge(const Json& description, Json& whole, VainNull vainNull, const std::s
     }
 }
 
-// Other privileges than the plain machine's, and nothing said of which are enabled: those that still can be.
+// A description with `privileges` but without `enabled` keeps the privileges enabled that the token still has.
 void DisableMissingPrivileges(const Json& description, Json& whole)
 {
     const Json token = description.value("token", Json());
@@ -144,7 +144,7 @@ void DisableMissingPrivileges(const Json& description, Json& whole)
     whole["token"]["enabled"] = enabled;
 }
 
-// What every machine has. A description can change it but not take it away.
+// The areas that every machine has: a description can change but not remove them.
 constexpr const char* kFixedAreas[] = {"windows", "clock", "process"};
 
 void RequireFixed(const Json& whole, const std::set<std::string>& areas)
@@ -163,7 +163,7 @@ void RequireFixed(const Json& whole, const std::set<std::string>& areas)
     }
 }
 
-// Has a description take away what the plain machine has and this one lacks.
+// Adds nulls to a description for everything that the plain machine has and this one lacks.
 void TakeAwayMissing(const Json& plain, Json& description)
 {
     for (const auto& [name, value] : plain.items())
@@ -175,7 +175,7 @@ void TakeAwayMissing(const Json& plain, Json& description)
     }
 }
 
-// The machine that differs from another one by a description.
+// A whole description, changed by a description of differences.
 Json Described(const Json& description, Json whole)
 {
     if (!description.is_object())
@@ -185,7 +185,7 @@ Json Described(const Json& description, Json whole)
     return whole;
 }
 
-// The process that a run makes is one of the running processes, whether or not a description lists it.
+// The program's own process is one of the running processes, even if the description does not list it.
 void ListOwnProcess(Machine& machine)
 {
     const std::string& path = machine.process.path;
@@ -201,7 +201,7 @@ std::set<std::string> AllAreas()
     return areas;
 }
 
-// The areas that a description changes. Libraries and their files are the same things.
+// The areas that a description changes. Libraries are files, so each of these areas changes both.
 std::set<std::string> AreasIn(const Json& description)
 {
     std::set<std::string> areas;
@@ -212,7 +212,7 @@ std::set<std::string> AreasIn(const Json& description)
     return areas;
 }
 
-// Reads areas anew.
+// Reads the given areas into the machine, replacing what they hold.
 void Load(const Json& whole, const std::set<std::string>& areas, Machine& machine)
 {
     RequireFixed(whole, areas);
@@ -265,11 +265,11 @@ void ForEachEffects(const Json& value, const std::string& path, Use use)
     }
 }
 
-// The areas whose things have effects.
+// The areas whose descriptions can contain effects.
 constexpr const char* kAreasWithEffects[] = {"libraries", "programs", "wmi"};
 
-// Effects are tried on the machine as it is, and so are those that only come about with them: an error in one would
-// stop a rehearsal half way.
+// Tries all effects on the machine, and the effects that these describe: an error in one would otherwise stop a
+// rehearsal halfway.
 void CheckEffects(const Json& description, const Json& whole)
 {
     const auto check = [&whole](const std::string& place, const Json& effects) {
@@ -299,7 +299,7 @@ Machine Checked(const Json& whole)
     return machine;
 }
 
-// Reads a description whose errors are the file's.
+// Calls read(), and puts the file's path before its errors.
 template <typename Read>
 auto InFile(const std::filesystem::path& path, Read read)
 {
@@ -321,18 +321,18 @@ Json ParseFile(const std::filesystem::path& path)
     return ParseDescription(std::string{std::istreambuf_iterator<char>(file), {}});
 }
 
-// How many files one description may rest on: more means that they go round in a circle.
+// How many files a description may be like, one after the other: more of them form a circle.
 constexpr int kMostFiles = 16;
 
-// What a file describes, and the machine that this makes.
+// A file's whole description, and its machine.
 struct DescribedFile
 {
     Json whole;
     Machine machine;
 };
 
-// A machine differs from the plain machine, or from the one in the file that it is like. Each of the files describes a
-// machine that can be used, so that an error is named by the file that it stands in.
+// Reads a file, which describes differences from the plain machine or from the file that it is like. Each file is
+// checked by itself, so that an error names the file that contains it.
 DescribedFile DescribedIn(const std::filesystem::path& path, int filesLeft)
 {
     Json model = PlainWindows();
@@ -401,7 +401,7 @@ Json MachineSchema()
         Json schema{{"description", area.meaning}};
         schema.update(area.schema(definitions));
         properties[area.key] = std::move(schema);
-        // Only a file can be like another one.
+        // `like` is not an area: only the reading of a file knows it.
         if (area.key == std::string_view("title"))
             properties["like"] = {{"description", "Another description's file, by its path from this one."},
                                   {"type", "string"}};

@@ -18,8 +18,8 @@
 namespace winsim
 {
 
-// Can be copied and compared, made from a description and turned into one. A description says how the machine differs
-// from a plain Windows 10 machine: a key that it leaves out is as there, and null takes away what is there.
+// A description says how the machine differs from a plain Windows 10 machine: what it does not mention is as on that
+// machine, and null removes what that machine has.
 struct Machine
 {
     std::string title; // one line for people
@@ -43,18 +43,18 @@ struct Machine
 
     // Throws DescriptionError for a description that cannot be used.
     static Machine FromJson(const Json& description);
-    // Reads a file, and those that it is "like". Throws DescriptionError, also for one that cannot be read or is no
-    // JSON; its text begins with the file's path.
+    // Reads a file, and those that it is "like". Throws DescriptionError, also if a file cannot be read or is not JSON;
+    // the error begins with the file's path.
     static Machine FromFile(const std::string& path);
 
     // The whole machine as a description: FromJson of it is the same machine again.
     Json ToJson() const;
 
-    // The machine with the effects of a program, a function or a method: a merge patch on its description, whose nulls
-    // take away what is there. Throws DescriptionError when the machine would make no sense any more.
+    // The machine after the effects of a program, a function or a method: a merge patch on its description, whose nulls
+    // remove what is there. Throws DescriptionError if the result does not describe a machine.
     Machine With(const Json& effects) const;
 
-    // Lets time pass on the clock and for the services.
+    // Lets time pass for the clock and the services.
     void Advance(std::uint64_t ms);
 
     bool operator==(const Machine&) const = default;

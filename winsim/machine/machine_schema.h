@@ -6,7 +6,7 @@
 namespace winsim
 {
 
-// The JSON schema that machines/machine.schema.json holds, from the declarations of all keys.
+// The JSON schema in machines/machine.schema.json, made from the declarations of all keys.
 Json MachineSchema();
 
 } // namespace winsim

@@ -53,7 +53,7 @@ inline constexpr Privilege kPrivileges[] = {
     {"SeDelegateSessionUserImpersonatePrivilege", 36},
 };
 
-// A privilege by its name, in either case; null for a name that Windows does not know.
+// The privilege with a name in any case; null if Windows does not know the name.
 inline const Privilege* FindPrivilege(std::string_view name)
 {
     for (const Privilege& privilege : kPrivileges)

@@ -1,4 +1,4 @@
-// Keeps the processes and programs of a simulated machine, and their JSON form.
+// The processes and programs of a simulated machine, and their JSON form.
 #include "winsim/machine/processes.h"
 
 #include "winsim/base/fields.h"
@@ -17,7 +17,7 @@ namespace
 constexpr std::uint32_t kFirstId = 100;
 constexpr std::uint32_t kIdStep = 4; // Windows' identifiers are multiples of four
 
-// Several processes that are alike, as one entry of a description.
+// An entry of a description: one process, or several that are alike.
 struct DescribedProcess : RunningProcess
 {
     std::uint32_t count = 1;
@@ -66,7 +66,7 @@ struct Fields<ProgramRun>
 namespace
 {
 
-// A program as one member of a description.
+// A program in a description.
 struct DescribedProgram
 {
     std::vector<ProgramRun> runs;

@@ -15,14 +15,14 @@ namespace winsim
 struct RunningProcess
 {
     std::uint32_t id = 0;
-    std::string name;                 // of its program file; empty for one without modules
-    std::uint32_t deniedAccess = 0;   // an open that asks for any of these rights is refused
-    std::uint32_t terminateError = 0; // ending it fails with this error
+    std::string name;                 // the file name of its program; empty: its modules cannot be listed
+    std::uint32_t deniedAccess = 0;   // opening it with any of these rights is refused
+    std::uint32_t terminateError = 0; // what ending it fails with; 0: it can be ended
 
     bool operator==(const RunningProcess&) const = default;
 };
 
-// In the order in which Windows lists them.
+// The running processes, in the order in which Windows lists them.
 class Processes
 {
 public:
@@ -44,17 +44,17 @@ private:
 // What a program does when it is started with certain arguments.
 struct ProgramRun
 {
-    std::optional<std::string> arguments; // the whole text after the program's name; none stands for any
-    std::uint32_t startError = 0;         // it cannot be started: this error
+    std::optional<std::string> arguments; // everything after the program's name; none: any arguments
+    std::uint32_t startError = 0;         // what starting it fails with; 0: it can be started
     std::uint32_t exitCode = 0;
     std::uint64_t runMs = 0;
     bool neverEnds = false;
-    Json effects; // what it changes on the machine when it ends: a merge patch on the description; null for nothing
+    Json effects; // what it changes on the machine when it ends: a merge patch on the description; null: nothing
 
     bool operator==(const ProgramRun&) const = default;
 };
 
-// Programs by their path: files that can be run.
+// The programs that can be started, by their paths.
 class Programs
 {
 public:
@@ -63,7 +63,7 @@ public:
 
     // Whether a program is described at a path.
     bool IsDescribed(const std::string& path) const;
-    // What it does with these arguments; by default it ends at once with 0.
+    // What the program does with these arguments; if that is not described, it ends at once with 0.
     ProgramRun RunOf(const std::string& path, const std::string& arguments) const;
 
     bool operator==(const Programs&) const = default;

@@ -1,4 +1,4 @@
-// Keeps the keys and values of a simulated registry, and their JSON form.
+// The keys and values of a simulated registry, and their JSON form.
 #include "winsim/machine/registry.h"
 
 #include "winsim/base/text.h"
@@ -42,7 +42,7 @@ std::string BytesOfText(std::string_view utf8)
     return bytes + std::string(2, '\0');
 }
 
-// The text of a value that holds exactly one, with its terminator.
+// The text of a value that holds exactly one text, with its terminator; none for other values.
 std::optional<std::string> TextOfBytes(const std::string& bytes)
 {
     if (bytes.size() < 2 || bytes.size() % 2 != 0)
@@ -54,7 +54,7 @@ std::optional<std::string> TextOfBytes(const std::string& bytes)
     if (units.find(u'\0') != units.size() - 1)
         return std::nullopt;
     units.pop_back();
-    // Half a surrogate pair is no text for a description.
+    // A description cannot hold half a surrogate pair.
     std::string text = CodePage::Get(65001).FromUtf16(units);
     if (Utf16(text) != units)
         return std::nullopt;
@@ -115,7 +115,7 @@ std::string HexOfBytes(const std::string& bytes)
     return hex;
 }
 
-// Whether a value is saved as a text, and then which.
+// The text that describes a value; none if it is described by its bytes.
 std::optional<std::string> SavedText(const RegistryValue& value)
 {
     return IsTextType(value.type) ? TextOfBytes(value.bytes) : std::nullopt;
@@ -138,7 +138,7 @@ constexpr char kTextSchema[] = R"({"type": "string"})";
 
 } // namespace
 
-// A value as an object: its bytes have one of three forms.
+// A value as an object: its bytes are given in one of three forms.
 template <>
 struct Fields<RegistryValue>
 {
@@ -177,7 +177,8 @@ struct Fields<RegistryValue>
 namespace
 {
 
-// A value is a number (REG_DWORD), a text (REG_SZ), or an object with a type and either form or bytes in hexadecimal.
+// A value is a number (REG_DWORD), a text (REG_SZ), or an object with the type and a number, a text or hexadecimal
+// bytes.
 struct ValueForm
 {
     void Read(const Reader& reader, RegistryValue& value) const
@@ -208,7 +209,7 @@ struct ValueForm
     }
 };
 
-// The same, or a list of them for a value that changes with each read.
+// One value, or a list of them for a value that changes after each read.
 struct ChangingValueForm
 {
     using Values = List<RegistryValue, ValueForm>;

@@ -13,13 +13,13 @@
 namespace winsim
 {
 
-// A value as the registry stores it: texts are UTF-16 bytes with their terminators, if they have any.
+// A value as the registry stores it: text is UTF-16, with the terminators that were written.
 struct RegistryValue
 {
     std::string name; // as it was created
     std::uint32_t type = 0;
     std::string bytes;
-    std::vector<RegistryValue> later; // what it becomes, one after each read: somebody else writes it
+    std::vector<RegistryValue> later; // what other writers turn it into, one value after each read
 
     bool operator==(const RegistryValue&) const = default;
 };
@@ -33,7 +33,7 @@ struct RegistryKey
     bool operator==(const RegistryKey&) const = default;
 };
 
-// Keys and values. Paths begin with "HKLM", "HKCU", "HKCR" or "HKU"; names are the same in either case.
+// Keys and values. Paths begin with "HKLM", "HKCU", "HKCR" or "HKU"; case does not matter.
 class Registry
 {
 public:
@@ -43,14 +43,14 @@ public:
     const RegistryKey* Find(const std::string& path) const;
     RegistryKey* Find(const std::string& path);
 
-    // The key of a path, made with all missing parents.
+    // The key of a path; made, with all missing parents, if it does not exist.
     RegistryKey& Create(const std::string& path);
 
     const RegistryValue* FindValue(const std::string& path, const std::string& name) const;
-    // A value as it is read: if it is to change, it changes then.
+    // A value as a program reads it: it then becomes the next of its `later` values, if there is one.
     std::optional<RegistryValue> ReadValue(const std::string& path, const std::string& name);
     void SetValue(RegistryKey& key, const std::string& name, std::uint32_t type, std::string bytes);
-    // False when there was no such value.
+    // Returns whether there was such a value.
     bool DeleteValue(RegistryKey& key, const std::string& name);
 
     bool operator==(const Registry&) const = default;

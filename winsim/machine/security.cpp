@@ -1,4 +1,4 @@
-// Checks access on a simulated machine, and keeps the JSON form of owners, access lists and the token.
+// Checks access on a simulated machine. Has the JSON form of owners, access lists and the token.
 #include "winsim/machine/security.h"
 
 #include "winsim/base/sid.h"
@@ -20,7 +20,7 @@ namespace
 constexpr std::uint32_t kReadControl = 0x20000;
 constexpr std::uint32_t kWriteDac = 0x40000;
 constexpr std::uint32_t kWriteOwner = 0x80000;
-constexpr std::uint32_t kHandableDown = 0xF; // the flags of an entry that say what it is handed down to
+constexpr std::uint32_t kHandableDown = 0xF; // the flags that say which objects inherit an entry
 constexpr std::uint32_t kInheritOnly = 0x8;
 constexpr std::uint32_t kInherited = 0x10;
 constexpr char kTakeOwnership[] = "SeTakeOwnershipPrivilege";
@@ -61,7 +61,7 @@ struct PrivilegesForm : List<std::string>
     }
 };
 
-// Of the token's privileges.
+// Only privileges that the token has can be enabled.
 struct EnabledField
 {
     void Read(const Reader& reader, Token& token) const
@@ -76,7 +76,7 @@ struct EnabledField
     Json Schema(Json& definitions) const { return List<std::string>().Schema(definitions); }
 };
 
-// Whether a list grants all rights that are still wanted: the first entry that speaks of a right decides.
+// Whether a list grants all wanted rights: for each right, the first entry that contains it decides.
 bool ListGrants(const std::vector<AccessEntry>& list, const Token& token, std::uint32_t wanted,
                 const GenericRights& generic)
 {

@@ -1,4 +1,4 @@
-// Who may do what on a simulated machine: owners and access lists of objects, and the token of the process.
+// Access control on a simulated machine: owners and access lists of objects, and the token of the process.
 #pragma once
 
 #include "winsim/base/description.h"
@@ -22,7 +22,7 @@ struct AccessEntry
     bool operator==(const AccessEntry&) const = default;
 };
 
-// What the generic rights stand for on one kind of object.
+// What the generic rights mean on one kind of object.
 struct GenericRights
 {
     std::uint32_t read;
@@ -40,12 +40,12 @@ struct Token
     std::string user;
     std::vector<std::string> groups;
     std::vector<std::string> privileges; // by name, such as "SeTakeOwnershipPrivilege"
-    std::vector<std::string> enabled;    // those of them that are enabled
+    std::vector<std::string> enabled;    // the privileges that are enabled
 
     void Load(const Reader& reader);
     Json ToJson() const;
 
-    // Whether a SID is the user's or one of the groups'.
+    // Whether a SID is that of the user or of one of the groups.
     bool Holds(const std::string& sid) const;
     bool HasPrivilege(const std::string& name) const;
     bool IsEnabled(const std::string& name) const;
@@ -57,15 +57,15 @@ struct Token
 // The security of one key or file.
 struct Security
 {
-    std::optional<std::string> owner;               // LocalSystem when not described
-    std::optional<std::vector<AccessEntry>> access; // everybody may do all when not described
-    bool isProtected = false;                       // inherits nothing
-    std::uint32_t deniedAccess = 0; // rights that the process is refused for as long as the list is not replaced
+    std::optional<std::string> owner;               // none: LocalSystem
+    std::optional<std::vector<AccessEntry>> access; // none: everybody may do everything
+    bool isProtected = false;                       // inherits no entries
+    std::uint32_t deniedAccess = 0;                 // rights that the process is refused until the list is replaced
 
     std::string Owner() const { return owner.value_or("S-1-5-18"); }
 
     // Whether a process with this token is granted all these rights. The owner may always read the security and
-    // replace the list; a process with the enabled privilege may always take the ownership.
+    // replace the list; a process with SeTakeOwnershipPrivilege enabled may always take ownership.
     bool Grants(const Token& token, std::uint32_t rights, const GenericRights& generic) const;
 
     bool operator==(const Security&) const = default;

@@ -1,4 +1,4 @@
-// How owners and access lists are described: a part of the description of a key, a file or a directory.
+// The description of owners and access lists, which is part of that of a key, a file or a directory.
 #pragma once
 
 #include "winsim/base/fields.h"
@@ -7,7 +7,7 @@
 namespace winsim
 {
 
-// A SID by its text.
+// A SID, as text.
 struct SidForm
 {
     void Read(const Reader& reader, std::string& sid) const;
@@ -23,7 +23,7 @@ struct RightsForm
     Json Schema(Json& definitions) const;
 };
 
-// What an entry is handed down to. That it was handed down itself is a key of its own.
+// Which objects inherit an entry. Another key, InheritedField, says that the entry itself was inherited.
 struct InheritanceField
 {
     void Read(const Reader& reader, AccessEntry& entry) const;

@@ -1,4 +1,4 @@
-// Keeps the services of a simulated machine, and their JSON form.
+// The services of a simulated machine, and their JSON form.
 #include "winsim/machine/services.h"
 
 #include "winsim/base/fields.h"
@@ -34,10 +34,10 @@ constexpr NamedValue kStartTypes[] = {
     {0, "boot"}, {1, "system"}, {2, "auto"}, {kDemandStart, "demand"}, {4, "disabled"},
 };
 
-// How long an undescribed service takes to start and to stop.
+// How long a service takes to start or stop if its reaction is not described.
 constexpr std::uint64_t kUsualChangeMs = 300;
 
-// A running service takes the stop control unless it is said not to.
+// A running service accepts the stop control unless its description says otherwise.
 std::uint32_t UsualControls(std::uint32_t state)
 {
     return state == kRunning || state == kPaused ? kAcceptsStop : 0;
@@ -51,7 +51,7 @@ ServiceStatus StatusOf(std::uint32_t state)
     return status;
 }
 
-// The state stands for the controls too, unless they are said.
+// The state also decides the accepted controls, unless they are described.
 struct StateField
 {
     static constexpr Named kForm{kStates, "a service state"};
@@ -87,7 +87,7 @@ struct ControlsField
     Json Schema(Json&) const { return Definition("dword"); }
 };
 
-// The states that come of themselves, each no earlier than the one before it.
+// The states that follow by themselves, in the order of time.
 struct StepsForm
 {
     void Read(const Reader& reader, std::vector<ServiceStep>& steps) const;
@@ -95,7 +95,7 @@ struct StepsForm
     Json Schema(Json& definitions) const { return List<ServiceStep>().Schema(definitions); }
 };
 
-// The service that a name alone describes.
+// A service of which only the name is described.
 Service UsualService(const std::string& name)
 {
     Service service;
@@ -221,7 +221,7 @@ struct Fields<Service>
               Member(&Service::onStop, Reaction()));
     }
 
-    // A reaction that is described replaces the usual one, also in effects: null stands for that.
+    // A described reaction replaces the usual one completely. Null restores the usual one.
     struct Reaction
     {
         void Read(const Reader& reader, ServiceReaction& reaction) const

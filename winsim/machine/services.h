@@ -12,7 +12,7 @@
 namespace winsim
 {
 
-// What a service reports of itself.
+// The status that a service reports.
 struct ServiceStatus
 {
     std::uint32_t state = 0; // SERVICE_STOPPED, ...
@@ -25,10 +25,10 @@ struct ServiceStatus
     bool operator==(const ServiceStatus&) const = default;
 };
 
-// A status that a service takes on when time has passed.
+// A status that a service takes on later.
 struct ServiceStep
 {
-    std::uint64_t afterMs = 0; // from now
+    std::uint64_t afterMs = 0; // counted from now
     ServiceStatus status;
 
     bool operator==(const ServiceStep&) const = default;
@@ -37,8 +37,8 @@ struct ServiceStep
 // What a service does when it is started or told to stop.
 struct ServiceReaction
 {
-    std::uint32_t error = 0;        // the call is refused with this error
-    std::vector<ServiceStep> steps; // from the moment of the call
+    std::uint32_t error = 0;        // what the call fails with; 0: it succeeds
+    std::vector<ServiceStep> steps; // counted from the call
 
     bool operator==(const ServiceReaction&) const = default;
 };
@@ -56,16 +56,16 @@ struct Service
     std::vector<std::string> dependencies;
     std::string account;
     std::uint32_t processId = 0;
-    std::uint32_t deniedAccess = 0; // an open that asks for any of these rights is refused
-    bool grantsEveryRight = false;  // handles to it carry every right, whatever was asked for
+    std::uint32_t deniedAccess = 0; // opening it with any of these rights is refused
+    bool grantsEveryRight = false;  // every handle to it has all rights
     bool isMarkedForDeletion = false;
     ServiceStatus status;
-    std::vector<ServiceStep> steps; // what is still to come
+    std::vector<ServiceStep> steps; // the status changes that are still to come
     ServiceReaction onStart;
     ServiceReaction onStop;
 
     bool IsStopped() const;
-    // Begins a reaction: its steps replace what was still to come.
+    // Begins a reaction: its steps replace those still to come.
     void Begin(const ServiceReaction& reaction);
 
     bool operator==(const Service&) const = default;
@@ -81,13 +81,13 @@ public:
     Service* Find(const std::string& name);
     void Remove(const std::string& name);
 
-    // The names of those that are marked for deletion and have not stopped yet.
+    // The names of the services that are marked for deletion and not stopped.
     std::vector<std::string> MarkedAndNotStopped() const;
 
-    // Lets time pass: what is due happens.
+    // Lets time pass: services take on each status that is due.
     void Advance(std::uint64_t ms);
 
-    // Whether one of them will take on another status as time passes.
+    // Whether any service will still change its status as time passes.
     bool AreChanging() const;
 
     // Whether a service that is not stopped depends on this one.

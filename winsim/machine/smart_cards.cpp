@@ -1,4 +1,4 @@
-// Keeps the smart-card readers of a simulated machine, and their JSON form.
+// The smart-card readers of a simulated machine, and their JSON form.
 #include "winsim/machine/smart_cards.h"
 
 #include "winsim/base/fields.h"
@@ -19,7 +19,7 @@ constexpr NamedValue kStatuses[] = {
     {0x8010001E, "SCARD_E_SERVICE_STOPPED"},
 };
 
-// True and false stand for a manager that can be reached and for none.
+// True means that connecting succeeds, and false that there is no resource manager.
 struct ManagerForm
 {
     static constexpr Named kForm{kStatuses, "true, false or the status of connecting"};

@@ -13,12 +13,12 @@ namespace winsim
 
 struct SmartCards
 {
-    std::uint32_t managerStatus = 0;                     // of connecting to the resource manager: 0 when it works
-    std::vector<std::string> readers;                    // an empty name ends the list for whoever reads it
-    std::optional<std::vector<std::string>> readersThen; // the readers once they have been listed
-    std::uint32_t zerosMissing = 0;                      // at the end of the list that is handed out
+    std::uint32_t managerStatus = 0;                     // the result of connecting to the resource manager; 0: success
+    std::vector<std::string> readers;                    // an empty name ends the list for its reader
+    std::optional<std::vector<std::string>> readersThen; // the readers after the first listing; none: the same
+    std::uint32_t zerosMissing = 0;                      // terminating zeros that the returned list lacks
 
-    // The readers as they are listed now. From then on they are those of `readersThen`, if there are.
+    // Lists the readers. If `readersThen` is described, later calls list those readers.
     std::vector<std::string> List();
 
     void Load(const Reader& reader);

@@ -1,4 +1,4 @@
-// Tables of texts that libraries of a simulated machine hold without being described.
+// The string tables that resource libraries of a simulated machine hold even if the texts are not described.
 #pragma once
 
 #include <cstdint>
@@ -19,13 +19,13 @@ struct StringTable
     Texts texts;
 };
 
-// Declared here and defined by those who make machines for a program (winsim/toolkit/string_tables.cpp): they know the
-// texts of the program's own libraries.
+// Declared here, and defined for each program that runs on the machine (winsim/toolkit/string_tables.cpp), because the
+// tables are those of the program's own libraries.
 
 // The tables by their names, such as "de" or "pt-BR".
 const std::map<std::string, StringTable>& StringTables();
 
-// The table that the resource library of a file name holds; null when it is no name of a resource library.
+// The table of the resource library with a file name; null if no resource library has that name.
 const StringTable* TableOfLibrary(const std::string& fileName);
 
 } // namespace winsim

@@ -1,4 +1,4 @@
-// Keeps what a simulated machine is, and its JSON form.
+// A simulated machine's Windows, clock, folders, environment, event log and process, and their JSON form.
 #include "winsim/machine/system.h"
 
 #include "winsim/base/fields.h"
@@ -40,7 +40,7 @@ std::int64_t ParseUtc(const Reader& reader)
     const UtcTime time = std::chrono::sys_days{date} + std::chrono::hours{hour} + std::chrono::minutes{minute} +
                          std::chrono::seconds{second} + Milliseconds{ms};
     const std::int64_t utcMs = time.time_since_epoch().count();
-    // A time that is written in another form, or is none, comes back as another text.
+    // A text that is not a time in this form is not the same when it is written again.
     if (FormatUtc(utcMs) != text)
         reader.Fail("not a time such as 2013-05-07T14:03:09.042Z");
     return utcMs;

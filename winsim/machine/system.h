@@ -1,4 +1,4 @@
-// What a simulated machine is: its Windows, its clock, its folders and environment, and the process that runs on it.
+// A simulated machine's Windows, clock, folders, environment and event log, and the process that runs on it.
 #pragma once
 
 #include "winsim/base/description.h"
@@ -20,9 +20,9 @@ struct WindowsInfo
     std::uint32_t servicePack = 0;
     std::uint32_t platform = 0;
     bool isWow64 = false;             // the program is a 32-bit process on 64-bit Windows
-    bool hasRedirectionTrust = false; // a process can have links that ordinary users made not be followed
+    bool hasRedirectionTrust = false; // a process can ask Windows not to follow links that ordinary users made
     std::uint32_t codePage = 0;
-    std::uint16_t uiLanguage = 0;   // of the thread's user interface
+    std::uint16_t uiLanguage = 0;   // of the thread's user interface, such as 0x0407
     std::uint16_t userLanguage = 0; // of the user
 
     std::string VersionText() const; // such as "6.1"
@@ -46,7 +46,7 @@ struct Clock
     bool operator==(const Clock&) const = default;
 };
 
-// The process that a run makes.
+// The process of the program that runs.
 struct ProcessInfo
 {
     std::string path; // the program's own file
@@ -54,14 +54,14 @@ struct ProcessInfo
     std::uint32_t processId = 0;
     std::uint32_t threadId = 0;
     std::uint32_t errorMode = 0;    // SEM_FAILCRITICALERRORS, ...
-    std::uint32_t largestBlock = 0; // the most bytes of memory that are to be had in one piece
+    std::uint32_t largestBlock = 0; // the largest block of memory that can be allocated, in bytes
 
     void Load(const Reader& reader);
     Json ToJson() const;
     bool operator==(const ProcessInfo&) const = default;
 };
 
-// A named text for each of a set of names: known folders, environment variables.
+// Texts by name: the shell's folders, or the environment variables.
 class NamedTexts
 {
 public:

@@ -1,4 +1,4 @@
-// Keeps the management instrumentation of a simulated machine, and its JSON form.
+// WMI on a simulated machine, and its JSON form.
 #include "winsim/machine/wmi.h"
 
 #include "winsim/base/fields.h"

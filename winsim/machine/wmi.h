@@ -1,4 +1,4 @@
-// The management instrumentation (WMI) of a simulated machine: namespaces with classes, their instances and methods.
+// WMI on a simulated machine: namespaces with classes, their instances and methods.
 #pragma once
 
 #include "winsim/base/description.h"
@@ -15,16 +15,16 @@ namespace winsim
 
 struct WmiMethod
 {
-    std::map<std::string, std::uint16_t, NameOrder> parameters; // that go in, with their VARIANT types
-    std::uint32_t returnValue = 0;                              // in its output, beside the call's own result
-    Json effects; // what it changes on the machine: a merge patch on the description; null for nothing
+    std::map<std::string, std::uint16_t, NameOrder> parameters; // the input parameters and their VARIANT types
+    std::uint32_t returnValue = 0; // ReturnValue in the method's output, apart from the call's result
+    Json effects;                  // what it changes on the machine: a merge patch on the description; null: nothing
 
     bool operator==(const WmiMethod&) const = default;
 };
 
 struct WmiClass
 {
-    std::vector<std::string> instances; // their keys; "@" for the only one
+    std::vector<std::string> instances; // their keys; "@" for the instance of a singleton class
     std::map<std::string, WmiMethod, NameOrder> methods;
 
     bool operator==(const WmiClass&) const = default;
@@ -39,13 +39,13 @@ struct WmiNamespace
 
 struct Wmi
 {
-    bool autoProvisioning = false; // whether Windows provisions the TPM by itself
+    bool autoProvisioning = false; // whether Windows provisions the TPM automatically
     std::map<std::string, WmiNamespace, NameOrder> namespaces;
-    // Calls that fail, such as "IWbemServices::ExecMethod", and their HRESULTs.
+    // The HRESULTs of calls that fail, by calls such as "IWbemServices::ExecMethod".
     std::map<std::string, std::uint32_t, std::less<>> failures;
 
     const WmiNamespace* FindNamespace(const std::string& path) const;
-    // A class by its name, or by the path of an instance; null when there is no such one.
+    // The class with this name, or of the instance with this path; null if there is none.
     const WmiClass* FindClass(const std::string& space, const std::string& path) const;
     const WmiClass* FindInstance(const std::string& space, const std::string& path) const;
 
