@@ -219,9 +219,9 @@ void Files::LoadNames(const Reader& reader, const std::map<std::string, std::str
         const Reader member{reader.Value(), reader.Path() + "." + path};
         RequireDrive(existing, member);
         if (names.contains(existing))
-            member.Fail("a hard link to one that is described as a hard link itself");
+            member.Fail("a hard link to another hard link");
         if (Find(path) != nullptr)
-            member.Fail("a hard link, and a file of its own");
+            member.Fail("both a hard link and a file");
         if (Create(existing, false).isDirectory)
             member.Fail("a hard link to a directory");
         AddName(path, existing);

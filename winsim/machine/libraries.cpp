@@ -29,7 +29,7 @@ struct ThrownForm
     {
         thrown = reader.Text();
         if (std::ranges::none_of(kThrownThings, [&](const ThrownThing& one) { return thrown == one.name; }))
-            reader.Fail("nothing that a function throws, such as \"access violation\"");
+            reader.Fail("not a thing that a function throws, such as \"access violation\"");
     }
     Json Save(const std::string& thrown) const { return thrown; }
     Json Schema(Json&) const
@@ -81,7 +81,7 @@ Texts StringTableOf(const Reader& reader)
         std::uint32_t number = 0;
         const auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), number);
         if (error != std::errc{} || end != id.data() + id.size())
-            text.Fail("not the number of a text");
+            text.Fail("not a text's identifier, a number");
         texts[number] = text.Text();
     });
     return texts;
@@ -96,7 +96,7 @@ void ReadStrings(const Reader& reader, Library& library)
     }
     library.table = reader.Text();
     if (!StringTables().contains(library.table))
-        reader.Fail("not the name of a table of texts, such as \"de\"");
+        reader.Fail("not the name of a string table such as \"de\"");
 }
 
 std::optional<Json> SavedStrings(const Library& library)

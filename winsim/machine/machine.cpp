@@ -113,7 +113,7 @@ void Merge(const Json& description, Json& whole, VainNull vainNull, const std::s
         if (value.is_null())
         {
             if (whole.erase(name) == 0 && vainNull == VainNull::IsAnError)
-                throw DescriptionError(Below(path, name) + ": null, and there is nothing to take away");
+                throw DescriptionError(Below(path, name) + ": null, but there is nothing to remove");
             continue;
         }
         Json& member = whole[name];
@@ -154,11 +154,11 @@ void RequireFixed(const Json& whole, const std::set<std::string>& areas)
         if (!areas.contains(area))
             continue;
         if (!whole.contains(area))
-            throw DescriptionError(area + ": cannot be taken away");
+            throw DescriptionError(area + ": cannot be removed");
         for (const auto& [name, value] : PlainWindows()[area].items())
         {
             if (whole[area].is_object() && !whole[area].contains(name))
-                throw DescriptionError(area + "." + name + ": cannot be taken away");
+                throw DescriptionError(area + "." + name + ": cannot be removed");
         }
     }
 }

@@ -98,7 +98,7 @@ void Processes::Load(const Reader& reader)
         process.id = FreeId();
         ReadFields(element, process);
         if (Find(process.id) != nullptr)
-            element.Fail("the id is another process's");
+            element.Fail("another process has the same id");
         for (; process.count > 0; --process.count)
         {
             Add(process);

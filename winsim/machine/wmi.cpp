@@ -51,7 +51,7 @@ struct FailuresForm
     {
         reader.Members([&](const std::string& call, const Reader& result) {
             if (std::ranges::find(kCalls, call) == std::end(kCalls))
-                result.Fail("not a call that can be described to fail");
+                result.Fail("not a call that a description can have fail");
             kForm.Read(result, failures[call]);
         });
     }

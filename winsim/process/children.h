@@ -12,7 +12,7 @@ namespace winsim
 struct ChildProcess
 {
     std::uint32_t id = 0;
-    std::uint64_t endsAtMs = 0; // on the process's own clock
+    std::uint64_t endsAtMs = 0; // on the simulated process's clock (Simulation::ClockMs)
     bool hasEnded = false;
     ProgramRun run;
 };

@@ -1,4 +1,4 @@
-// Knows errors by their names.
+// Looks errors up by name.
 #include "winsim/process/error_names.h"
 
 #include <span>
@@ -199,7 +199,7 @@ struct CallKinds
     ErrorKind kind;
 };
 
-// Every other call fails with a Win32 error.
+// All other calls fail with a Win32 error.
 constexpr CallKinds kCallKinds[] = {
     {"BCrypt", ErrorKind::NtStatus},         {"CoCreateInstance", ErrorKind::HResult},
     {"CoInitialize", ErrorKind::HResult},    {"CoSetProxyBlanket", ErrorKind::HResult},

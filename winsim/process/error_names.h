@@ -1,4 +1,4 @@
-// The names of errors, for those who ask for failures, by the kind of error that a call fails with.
+// The names of errors, which a fault may be given by, for each kind of error that calls fail with.
 #pragma once
 
 #include <cstdint>
@@ -16,16 +16,16 @@ enum class ErrorKind
     SmartCard, // SCARD_E_NO_SERVICE
 };
 
-// The kind of error that a call fails with, by the call's name.
+// The kind of error that a call fails with.
 ErrorKind ErrorKindOf(std::string_view call);
 
-// The number of a name; nothing when errors of that kind have no such name.
+// The number of an error's name; none if no error of that kind has the name.
 std::optional<std::uint32_t> ErrorNamed(ErrorKind kind, std::string_view name);
 
-// What errors of a call are, in a few words with an example: "Win32 error such as ERROR_ACCESS_DENIED".
+// The errors of a call, in words with an example: "Win32 error such as ERROR_ACCESS_DENIED".
 const char* DescribeErrors(std::string_view call);
 
-// Whether an error of that kind is a failure at all.
+// Whether a number is a failure if it is an error of that kind.
 bool IsFailure(ErrorKind kind, std::uint32_t error);
 
 } // namespace winsim

@@ -1,4 +1,4 @@
-// Lists the failures of the calls that the program makes.
+// The table of the failures of the calls that the program makes.
 #include "winsim/process/fault_table.h"
 
 #include "winsim/base/text.h"
@@ -21,7 +21,7 @@ constexpr std::size_t kMostErrors = 5;
 struct FaultRow
 {
     std::string_view call;
-    std::array<std::uint32_t, kMostErrors> errors; // the rest is 0
+    std::array<std::uint32_t, kMostErrors> errors; // unused elements are 0
     std::size_t count;
 };
 
@@ -147,7 +147,7 @@ constexpr FaultRow kRows[] = {
     Row(kAllocation, 8, 14),
 };
 
-// Calls that only tell, wait, free or set a flag.
+// Calls that only report, wait, free or set a flag.
 constexpr std::string_view kCannotFail[] = {
     "CoUninitialize",
     "EqualSid",
@@ -184,7 +184,7 @@ constexpr std::string_view kCanGiveNothing[] = {
     "SCardListReadersW",
 };
 
-// What a library's function returns instead: success, the failures that have a meaning, and one that has none.
+// The results that a library's function is made to return: success, the failures with a meaning, and one without.
 constexpr std::uint32_t kOtherResults[] = {0, 1, 2, 3, 0xFFFFFFFF};
 
 bool Holds(std::span<const std::string_view> calls, std::string_view call)
@@ -204,7 +204,7 @@ std::span<const std::uint32_t> ErrorsOf(std::string_view call)
     return {};
 }
 
-// The calls whose names begin like the given one: what somebody may have meant who left a letter out.
+// The calls that begin with a text, for a complaint: the user may have left out the end of a name.
 std::string SimilarCalls(const std::string& beginning)
 {
     std::string similar;

@@ -1,4 +1,4 @@
-// The ways in which each call can fail on Windows, for those who try every failure.
+// The ways in which each call can fail on Windows, for sweeps that try every failure.
 #pragma once
 
 #include "winsim/process/gate.h"
@@ -9,20 +9,20 @@
 namespace winsim
 {
 
-// The failures of one call, the occurrence-th of its name: at least two for each call that can fail. The error is a
-// Win32 error, an HRESULT or a status, as the call gives it; 0 stands for a result of zero without a reason. For a
-// function of a loaded library they are other results that it can have. Empty for a call that cannot fail.
+// The failures of the occurrence-th call of a name: at least two if the call can fail, otherwise none. The error is a
+// Win32 error, an HRESULT or a status, depending on the call; 0 means a result of zero without a reason. For a function
+// of a loaded library, the errors are other results that it can return.
 std::vector<Fault> FailuresOf(std::string_view call, unsigned occurrence);
 
-// The calls that can fail, without the functions of loaded libraries.
+// The calls that can fail, except functions of loaded libraries.
 std::vector<std::string> FallibleCalls();
 
-// Whether the call is one that is known to be unable to fail.
+// Whether the call is in the table of calls that cannot fail.
 bool CannotFail(std::string_view call);
 
-// What is wrong with a fault that somebody asks for: winsim has no such call, the call cannot fail or give nothing, or
-// the error is no failure of it. Empty when nothing is. Functions of libraries are not looked at: a machine tells which
-// there are.
+// What is wrong with a requested fault: winsim has no such call, the call cannot fail or cannot succeed with nothing,
+// or the error is not a failure of it. Empty if nothing is wrong, and for every function of a library, because only a
+// machine knows its libraries.
 std::string ComplaintAbout(const Fault& fault);
 
 // Whether the call is a function of a loaded library, such as "stkprobe.dll!DetectTSS".

@@ -28,7 +28,7 @@ bool IsAnyPlannedFor(const Gate& gate, std::string_view name)
     return std::ranges::any_of(gate.faults, [name](const Fault& fault) { return fault.call == name; });
 }
 
-// The fault that the plan has for a call; it is noted as reached.
+// The fault that the plan has for a call, which is counted as reached; null if there is none.
 const Fault* TakeFault(Gate& gate, std::string_view name, unsigned occurrence)
 {
     for (std::size_t i = 0; i < gate.faults.size(); ++i)
@@ -48,7 +48,7 @@ bool ParseNumber(std::string_view digits, int base, std::uint32_t& value)
     return error == std::errc{} && end == digits.data() + digits.size();
 }
 
-// The error that a text stands for: a number, or a name that errors of the call have.
+// The error that a text means: a number or the name of an error of the call; none for other texts.
 std::optional<std::uint32_t> ErrorOf(std::string_view call, std::string_view text)
 {
     std::uint32_t error = 0;
@@ -102,7 +102,7 @@ std::string TextOf(const Fault& fault)
     const std::string occurrence = fault.occurrence == 0 ? "" : "#" + std::to_string(fault.occurrence);
     if (fault.givesNothing || fault.faults)
         return fault.call + occurrence + "=" + std::string(fault.givesNothing ? kNothing : kFault);
-    // HRESULTs and the like are known in hexadecimal.
+    // HRESULTs and statuses are usually written in hexadecimal.
     return fault.call + occurrence + "=" +
            (fault.error > 0xFFFF ? fmt::format("0x{:08X}", fault.error) : std::to_string(fault.error));
 }
@@ -128,7 +128,7 @@ std::map<std::string, unsigned, std::less<>> Gate::TakeCounts()
 Call::Call(std::string_view name, CallKind kind)
 {
     Simulation& simulation = Simulation::Current();
-    // A process that is over still has its memory.
+    // A process that is over can still allocate memory.
     if (simulation.IsOver() && kind == CallKind::Allocation)
         return;
     if (simulation.IsOver())
@@ -138,13 +138,13 @@ Call::Call(std::string_view name, CallKind kind)
         return;
     }
     m_isReached = true;
-    // Memory is not what a process that goes on for ever asks the machine for.
+    // Allocations are no sign of an endless process.
     if (kind != CallKind::Allocation)
         simulation.CountCall();
     auto& [ownName, count] = simulation.gate.CountOf(name);
     m_name = ownName;
     m_occurrence = ++count;
-    // Memory is no event that others could act at.
+    // Other processes do not act after allocations.
     if (kind != CallKind::Allocation)
         m_ordinal = ++simulation.gate.count;
     const winsim::Fault* const planned = TakeFault(simulation.gate, name, m_occurrence);
@@ -176,7 +176,7 @@ Call::~Call()
     NoteEnd();
     if (m_ordinal != 0)
         HappenAfter(m_name, m_occurrence, m_ordinal);
-    // The call that ended the process does not come back to it.
+    // The call that ended the process does not return to it.
     if (m_isReached && Simulation::Current().IsOver() && IsInProcessCode())
         LeaveProcessCode();
 }

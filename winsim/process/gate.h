@@ -1,5 +1,5 @@
-// The gate that every call into the simulated machine passes: it records the call, counts it, and asks the fault plan
-// whether the call is to fail.
+// The gate that every call into the simulated machine passes: it counts the call, looks up whether the fault plan makes
+// it fail, and records it.
 #pragma once
 
 #include "winsim/base/json.h"
@@ -20,8 +20,8 @@
 namespace winsim
 {
 
-// One call as it happened: Windows' parameter names, the result, and the last error as the call left it (or the status
-// that it returned).
+// One recorded call: the parameters by Windows' names, the result, and the last error after the call or the status that
+// it returned.
 struct CallRecord
 {
     std::string name;
@@ -31,57 +31,60 @@ struct CallRecord
     std::uint32_t error = 0;
     std::uint64_t clockMs = 0;
     bool isHousekeeping = false; // text conversion or memory
-    bool isFault = false;        // it came out as the fault plan wanted it to
+    bool isFault = false;        // the fault plan decided its result
 
     bool operator==(const CallRecord&) const = default;
 };
 
-// As reports show it; "fault" is there only when it is true.
+// The form that reports use; "fault" is left out if it is false.
 Json ToJson(const CallRecord& record);
 
-// One failure to come: the occurrence-th call (from 1) of a name fails with an error; occurrence 0 means each of them.
+// One planned failure: the occurrence-th call of a name (counted from 1) fails with an error; occurrence 0 means every
+// call.
 struct Fault
 {
     std::string call;
     unsigned occurrence = 0;
     std::uint32_t error = 0;
-    bool givesNothing = false; // it succeeds instead, with nothing to show for it: an empty list, a value of no bytes
-    bool faults = false;       // kAccessViolation comes out of it instead
+    bool givesNothing = false; // it succeeds instead, with an empty list, a value of no bytes or the like
+    bool faults = false;       // it throws kAccessViolation instead
 };
 
-// The call by which a program gets a piece of memory.
+// The call with which a program allocates memory.
 inline constexpr char kAllocation[] = "operator new";
 
-// Reads CALL[#N]=ERROR. The error is decimal, hexadecimal with 0x, one of the names that errors of this call have
-// (winsim/process/error_names.h), "nothing" for a call that is to succeed with nothing, or "fault" for one that an
-// access violation is to come out of. Throws std::invalid_argument, with a reason.
+// Reads CALL[#N]=ERROR. Throws std::invalid_argument, with a reason. ERROR is one of
+//     a number       decimal, or hexadecimal with 0x
+//     a name         of an error of this call (winsim/process/error_names.h)
+//     nothing        the call succeeds with an empty result
+//     fault          the call ends in an access violation
 Fault ParseFault(const std::string& text);
 
-// The same text of a fault again.
+// The text that ParseFault reads.
 std::string TextOf(const Fault& fault);
 
-// What the gate keeps over one run.
+// The state of the gate in one run.
 struct Gate
 {
     bool isRecording = true;
-    std::optional<std::set<std::string, std::less<>>> parametersOf; // as RunOptions has it
+    std::optional<std::set<std::string, std::less<>>> parametersOf; // see RunOptions
     std::vector<Fault> faults;
     std::vector<Meanwhile> meanwhile;
     std::vector<TriedAct> triedActs;
-    std::vector<unsigned> reached; // how many calls each of these faults has had so far
+    std::vector<unsigned> reached; // how many calls each of the faults has decided so far
     std::vector<CallRecord> records;
-    std::optional<RepeatFinder> repeats; // with one, calls that repeat are recorded once
+    std::optional<RepeatFinder> repeats; // if set, calls that repeat are recorded once
     unsigned count = 0;                  // of all calls
 
-    // How many calls of a name there have been, to be counted on.
+    // The entry that counts the calls of a name.
     std::pair<const std::string, unsigned>& CountOf(std::string_view name);
 
-    // The numbers of calls by their names.
+    // The number of calls by name; the gate no longer has them then.
     std::map<std::string, unsigned, std::less<>> TakeCounts();
 
 private:
     std::map<std::string, unsigned, std::less<>> m_counts;
-    // Some of them, by where the names lie that they were asked for by: nearly all are literals, and asked for again.
+    // A cache of entries by the address of the name that was asked for: nearly all names are literals.
     std::array<std::pair<const std::string, unsigned>*, 64> m_lately{};
 };
 
@@ -89,22 +92,22 @@ enum class CallKind
 {
     Ordinary,
     Housekeeping, // text conversion or memory
-    Allocation    // operator new: recorded, as housekeeping, only when a planned failure names it
+    Allocation    // operator new: recorded, as housekeeping, only if a planned failure names it
 };
 
-// One call on its way through the gate. Made first thing by each simulated Windows function; its parameters are noted
-// with In and Out, and one of the ending members gives the value to return.
+// One call on its way through the gate. Each simulated Windows function makes one first, notes its parameters with In
+// and Out, and returns the value of one of the members that end the call.
 class Call
 {
 public:
     explicit Call(std::string_view name, CallKind kind = CallKind::Ordinary);
-    // Does not come back when the process is over since this call.
+    // Leaves the process's code, and does not return, if this call ended the process.
     ~Call();
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
 
-    // Notes a parameter that went in or came out. Texts are const char* (ANSI) or const char16_t* (UTF-16), other
-    // pointers are handles.
+    // In notes a parameter before the call, Out after it. Texts are const char* (ANSI) or const char16_t* (UTF-16);
+    // other pointers are handles.
     template <typename Value>
     Call& In(const char* name, const Value& value)
     {
@@ -119,19 +122,19 @@ public:
             m_record->out[name] = Noted(value);
         return *this;
     }
-    // Whether parameters are noted at all.
+    // Whether this call's parameters are noted.
     bool IsRecording() const { return m_isNoting; }
 
-    // The error that the fault plan wants this call to fail with, if it does. In a process that is over every call
+    // The error with which this call has to fail, if the fault plan has it fail. In a process that is over, every call
     // fails.
     std::optional<std::uint32_t> Fault() const { return m_fault; }
 
-    // Whether the fault plan wants this call to succeed with nothing.
+    // Whether the fault plan has this call succeed with nothing.
     bool GivesNothing() const { return m_givesNothing; }
 
     std::string_view Name() const { return m_name; }
 
-    // The handles of the process (winsim/process/handles.h): what is wrong with one is a violation of this call.
+    // Work on the handles of the process (winsim/process/handles.h): misuse is noted as a violation by this call.
     template <typename Object>
     Object* Find(const void* handle) const
     {
@@ -148,7 +151,7 @@ public:
         return Handles().Free<Block>(block, m_name);
     }
 
-    // The endings. Done leaves the last error alone; Fail sets it; Status is for calls that return their error.
+    // End the call. Done keeps the last error; Fail sets it; Status is for calls that return their error.
     template <typename Value>
     Value Done(Value result)
     {
@@ -164,27 +167,27 @@ public:
     }
     std::int32_t Status(std::uint32_t status);
 
-    // How a call does its work: not at all when the fault plan wants it to fail, which ends it then. For a call that
-    // tells of a failure by its result and the last error: `work` ends it, and gives the result.
+    // The next three do the call's work unless the fault plan has the call fail. ResultOf is for a call that reports
+    // failures by its result and the last error: `work` ends the call and returns its result.
     template <typename Value, typename Work>
     Value ResultOf(Value failure, Work work)
     {
         return m_fault ? Fail(failure, *m_fault) : work();
     }
-    // For a call that gives TRUE or FALSE: `work` gives the Win32 error, 0 for none.
+    // For a call that returns TRUE or FALSE: `work` returns the Win32 error or 0.
     template <typename Work>
     int SuccessOf(Work work)
     {
         return Success(m_fault ? *m_fault : static_cast<std::uint32_t>(work()));
     }
-    // For a call that returns its status: `work` gives it.
+    // For a call that returns its status: `work` returns it.
     template <typename Work>
     std::int32_t StatusOf(Work work)
     {
         return Status(m_fault ? *m_fault : static_cast<std::uint32_t>(work()));
     }
-    // The same for a call that takes back what the process gives back. That is done although the call is to fail, or
-    // what failed once would be kept for good: no program tries again.
+    // The same for a call that closes or frees. It does its work even if it has to fail: no program tries again, so the
+    // object would otherwise stay open for good.
     template <typename Work>
     int SuccessOfClosing(Work work)
     {
@@ -230,18 +233,18 @@ private:
     void SetError(std::uint32_t error);
     static HandleTable& Handles();
 
-    // Hands the record in, if there is one.
+    // Adds the record to the recording, if there is one.
     void NoteEnd();
 
-    std::string_view m_name; // kept by the gate's counts, or by m_ownName
+    std::string_view m_name; // points into the gate's counts or to m_ownName
     std::string m_ownName;   // in a process that is over
     unsigned m_occurrence = 0;
-    unsigned m_ordinal = 0; // 0: one that nothing happens after
+    unsigned m_ordinal = 0; // 0: no other process acts after this call
     std::optional<std::uint32_t> m_fault;
     bool m_givesNothing = false;
     std::optional<std::uint32_t> m_status;
-    std::optional<CallRecord> m_record; // only when calls are recorded
-    bool m_isNoting = false;            // its parameters
+    std::optional<CallRecord> m_record; // none if the call is not recorded
+    bool m_isNoting = false;            // whether parameters are noted
     bool m_isReached = false;           // the process was not over yet
 };
 

@@ -1,4 +1,4 @@
-// Accounts for handles and memory blocks.
+// Keeps track of handles and memory blocks.
 #include "winsim/process/handles.h"
 
 namespace winsim
@@ -25,7 +25,7 @@ void HandleTable::Remove(const void* handle)
 
 void* HandleTable::NextHandle()
 {
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number that looks like a pointer
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number of pointer type
     auto* handle = reinterpret_cast<void*>(m_next);
     m_next += 4;
     return handle;

@@ -16,13 +16,13 @@
 namespace winsim
 {
 
-// Everything that a process opens, allocates or loads is an entry here until it gives it back. Closing twice, using
-// what was closed or never was a handle, and keeping something to the end are violations.
+// Everything that a process opens, allocates or loads has an entry here until the process closes or frees it.
+// Violations are closing twice, using a value that is not an open handle, and leaving a handle open at the end.
 //
-// What a handle stands for is an object of a type of its own, and the type is the handle's kind: it has a member
-// kKind with the kind's name, such as "service". For people a handle is "service#2": its kind, and the lowest number
-// that no other open handle of the kind has. A number that was given back is taken again, so that a recorded sequence
-// of calls stays the same whatever handles were opened and closed before it; only what is open meanwhile counts.
+// A handle stands for an object, whose type is the handle's kind: its member kKind is the kind's name, such as
+// "service". Recordings show a handle as "service#2": its kind, and the lowest number that no other open handle of the
+// kind has. Numbers are reused, so that handles that were opened and closed earlier do not change a recorded sequence
+// of calls.
 class HandleTable
 {
 public:
@@ -35,7 +35,7 @@ public:
         return handle;
     }
 
-    // What a handle stands for; null, with a violation of the call noted, when it is not an open handle of that kind.
+    // The object of a handle. If it is not an open handle of that kind: null, and a violation by the call is noted.
     template <typename Object>
     Object* Find(const void* handle, std::string_view call)
     {
@@ -45,14 +45,14 @@ public:
         return object;
     }
 
-    // Whether a handle is an open one of a kind. Notes nothing.
+    // Whether a value is an open handle of a kind. Notes no violation.
     template <typename Object>
     bool IsOpen(const void* handle) const
     {
         return const_cast<HandleTable*>(this)->Opened<Object>(handle) != nullptr;
     }
 
-    // Gives a handle back. False, with a violation of the call noted, when it is not an open handle of that kind.
+    // Closes a handle. If it is not an open handle of that kind: false, and a violation by the call is noted.
     template <typename Object>
     bool Close(const void* handle, std::string_view call)
     {
@@ -62,7 +62,7 @@ public:
         return true;
     }
 
-    // The same for a handle that may be of several kinds, which `family` is the name of.
+    // The same for a handle that may be of several kinds; `family` is their common name for the violation.
     template <typename... Objects>
     bool CloseAnyOf(const void* handle, const char* family, std::string_view call)
     {
@@ -100,7 +100,7 @@ public:
     // Gives a predefined handle its name.
     void Predefine(const void* handle, const std::string& name) { m_predefined[handle] = name; }
 
-    // Memory that a call hands to the process is a block: the address is the handle, and the type an empty one.
+    // A block of memory that a call allocates for the process: the handle is its address, and Block is an empty type.
     template <typename Block>
     void* Allocate(std::size_t size)
     {
@@ -117,9 +117,8 @@ public:
         return true;
     }
 
-    // Takes something into account that the process holds by its address and has to give back: an object of the
-    // machine's, or a variable of the process's own. The object, if there is one, stays in memory after it was given
-    // back, so that a late call on it is noticed.
+    // Adds something that the process holds by its address and has to release: an object of the machine or a variable
+    // of the process. The object, if given, stays in memory after its release, so that a call on it is noticed.
     template <typename Held>
     void Hold(const void* address, std::shared_ptr<void> object = {})
     {
@@ -130,12 +129,12 @@ public:
 
     void NoteViolation(const std::string& text) { m_violations.push_back(text); }
 
-    // What was done wrong, and what is still open and may not stay so.
+    // Every misuse, and every handle that is still open and may not stay open.
     std::vector<std::string> Violations() const;
-    // What was done wrong, in a process that Windows tidies up after.
+    // Every misuse only, for a process that did not reach its own end: Windows closes its handles.
     const std::vector<std::string>& Misuses() const { return m_violations; }
 
-    // Lets a handle stay open to the process's end.
+    // Allows a handle to stay open until the process ends.
     void MayKeep(const void* handle) { m_entries.at(handle).mayStayOpen = true; }
 
 private:
@@ -143,13 +142,13 @@ private:
     {
         const char* kind = "";
         unsigned number = 0;
-        std::any object; // none when it was closed
+        std::any object; // empty after closing
         bool mayStayOpen = false;
 
         bool IsOpen() const { return object.has_value(); }
     };
 
-    // The numbers of one kind.
+    // The numbers of the handles of one kind.
     struct Numbers
     {
         std::set<unsigned> givenBack;

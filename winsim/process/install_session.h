@@ -1,10 +1,10 @@
-// What an install session's handle stands for.
+// The object of an install session's handle.
 #pragma once
 
 namespace winsim
 {
 
-// The one session of the machine.
+// The machine's only session.
 struct InstallSession
 {
     static constexpr char kKind[] = "install";

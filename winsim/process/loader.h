@@ -1,4 +1,4 @@
-// What Windows' loader keeps for a simulated process.
+// The state of Windows' loader in a simulated process.
 #pragma once
 
 #include <optional>
@@ -11,13 +11,13 @@ namespace winsim
 // A function of a loaded library that the process has looked up.
 struct LibraryFunction
 {
-    const void* library = nullptr; // its handle
+    const void* library = nullptr; // the library's handle
     std::string name;
 };
 
 struct Loader
 {
-    // The directory that takes the current one's place in the search for libraries; an empty one takes it out.
+    // The directory that replaces the current one in the search for libraries; empty: neither is searched.
     std::optional<std::string> dllDirectory;
     std::vector<LibraryFunction> functions;
 };

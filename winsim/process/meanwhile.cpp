@@ -1,4 +1,4 @@
-// Lets another process act on the files of the running machine, as far as open handles allow.
+// Lets another process change files of the running machine, as far as open handles allow it.
 #include "winsim/process/meanwhile.h"
 
 #include "fileapi.h"
@@ -17,7 +17,7 @@ namespace winsim
 namespace
 {
 
-// An ordinary user, none of the administrators.
+// An ordinary user, not an administrator.
 constexpr char kOtherUser[] = "S-1-5-21-1004336348-1177238915-682003330-1002";
 constexpr char kAnyCall[] = "*";
 constexpr std::string_view kArrow = " -> ";
@@ -60,7 +60,7 @@ FileAct ParseAct(const std::string& text)
     return act;
 }
 
-// The occurrence after the name of a call, from 1 on; 1 when there is none.
+// The occurrence given after a call's name, counted from 1; 1 if none is given.
 unsigned OccurrenceIn(const std::string& call, std::size_t hash)
 {
     if (hash == std::string::npos)
@@ -80,7 +80,7 @@ Files& AllFiles()
     return Simulation::Current().machine.files;
 }
 
-// Makes a file or directory of the other user's.
+// Makes a file or directory that belongs to the other user.
 std::uint32_t Make(const std::string& path, bool isDirectory, const std::string& link)
 {
     Files& files = AllFiles();
@@ -172,7 +172,7 @@ std::uint32_t Turn(const std::string& path, const std::string& target)
     return ERROR_SUCCESS;
 }
 
-// The names of an act lead through the links on their way, as those of any process do.
+// The paths of an act are followed through links, as on Windows, except for a link at the end.
 std::string FullPlace(const std::string& path)
 {
     return AllFiles().Resolve(path, LastLink::Keep).path;

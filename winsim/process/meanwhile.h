@@ -1,4 +1,4 @@
-// What another process does to files while the simulated program runs.
+// Another process that changes files while the simulated program runs.
 #pragma once
 
 #include <cstddef>
@@ -10,20 +10,20 @@
 namespace winsim
 {
 
-// One thing that another process does to a file or directory. It has every right but does not take part in what the
-// program holds open: what Windows refuses then is not done.
+// One change that another process makes to a file or directory. It has every access right; an act fails only as Windows
+// has it fail, for example because the program has the file open.
 struct FileAct
 {
     enum class Kind
     {
         Delete,
         Move,      // to `other`
-        Write,     // `other` becomes the content, of a new file too
-        Directory, // makes one
-        Link,      // makes a link of a directory to `other`: a junction
-        FileLink,  // makes a symbolic link of a file to `other`
-        HardLink,  // makes a further name of the file `other`
-        Turn       // makes an empty directory a link to `other` as it stands, which needs no deletion
+        Write,     // replaces the content by `other`, and makes the file if it does not exist
+        Directory, // makes a directory
+        Link,      // makes a directory that is a link to `other`: a junction
+        FileLink,  // makes a file that is a symbolic link to `other`
+        HardLink,  // makes another name of the file `other`
+        Turn       // turns an existing empty directory into a link to `other`, without deleting it
     };
 
     Kind kind = Kind::Delete;
@@ -33,8 +33,8 @@ struct FileAct
     bool operator==(const FileAct&) const = default;
 };
 
-// What happens after the occurrence-th call of a name, or of all calls when the name is "*". Each act that cannot be
-// done leaves out those after it.
+// The acts after the occurrence-th call of a name, or the occurrence-th call of all if the name is "*". If an act
+// fails, the acts after it are left out.
 struct Meanwhile
 {
     std::string call;
@@ -42,7 +42,7 @@ struct Meanwhile
     std::vector<FileAct> acts;
 };
 
-// An act that was tried, and the Win32 error that it came to; 0: it was done.
+// An act that was tried, and its Win32 error; 0: it was done.
 struct TriedAct
 {
     FileAct act;
@@ -55,12 +55,12 @@ struct TriedAct
 // "hardlink PATH -> FILE" and "turn PATH -> TARGET". Throws std::invalid_argument, with a reason.
 Meanwhile ParseMeanwhile(const std::string& text);
 
-// The same text again.
+// The text that ParseMeanwhile reads, or its part for one act.
 std::string TextOf(const FileAct& act);
 std::string TextOf(const Meanwhile& meanwhile);
 
-// Does to the running machine what is due after a call, of which this was the `occurrence`-th of its name and the
-// `ordinal`-th of all. Tried acts are noted in the simulation.
+// Does the acts that are planned after a call, which was the `occurrence`-th of its name and the `ordinal`-th of all.
+// Notes each tried act in the simulation.
 void HappenAfter(std::string_view call, unsigned occurrence, unsigned ordinal);
 
 } // namespace winsim

@@ -1,4 +1,4 @@
-// Checks what may be done with files against the handles that are open.
+// Checks opening, deleting and renaming files against the open handles.
 #include "winsim/process/open_files.h"
 
 #include "fileapi.h"
@@ -19,7 +19,7 @@ struct SharedRight
     std::uint32_t share;
 };
 
-// A handle that carries none of these rights takes no part in sharing.
+// Windows checks sharing only for handles with one of these rights.
 constexpr SharedRight kSharedRights[] = {
     {FILE_READ_DATA | FILE_EXECUTE, FILE_SHARE_READ},
     {FILE_WRITE_DATA | FILE_APPEND_DATA, FILE_SHARE_WRITE},
@@ -31,7 +31,7 @@ bool TakesPart(std::uint32_t access)
     return std::ranges::any_of(kSharedRights, [&](const SharedRight& right) { return (access & right.access) != 0; });
 }
 
-// Whether a handle with `access` can be open beside one that shares `share`.
+// Whether a handle that shares `share` allows another handle with `access`.
 bool Allows(std::uint32_t share, std::uint32_t access)
 {
     return std::ranges::all_of(kSharedRights, [&](const SharedRight& right) {
@@ -39,7 +39,7 @@ bool Allows(std::uint32_t share, std::uint32_t access)
     });
 }
 
-// Whether any open handle that takes part in sharing is one that `isMeant` holds true for.
+// Whether isMeant(open) is true for an open handle for which sharing is checked.
 template <typename IsMeant>
 bool AnyOpen(IsMeant isMeant)
 {

@@ -1,4 +1,4 @@
-// The files and directories that the simulated process holds open, and what that keeps everybody from doing to them.
+// The files and directories that the simulated process has open, and the sharing violations that follow from them.
 #pragma once
 
 #include "winsim/machine/files.h"
@@ -9,18 +9,18 @@
 namespace winsim
 {
 
-// What a file's handle stands for.
+// The object of a file's handle.
 struct OpenFile
 {
     static constexpr char kKind[] = "file";
 
     FileIdentity file;
-    std::uint32_t access = 0; // the rights that the handle carries
-    std::uint32_t share = 0;  // what others may do meanwhile: FILE_SHARE_READ, ...
-    std::string path = {};    // that it was opened by, links followed
+    std::uint32_t access = 0; // the rights that the handle has
+    std::uint32_t share = 0;  // what others may do while it is open: FILE_SHARE_READ, ...
+    std::string path = {};    // the path of the opened file after following links
 };
 
-// What a stream of the standard library stands for.
+// The object of a stream of the C library.
 struct OpenStream
 {
     static constexpr char kKind[] = "stream";
@@ -28,17 +28,18 @@ struct OpenStream
     OpenFile file;
 };
 
-// The rights on files that a mask stands for, without generic ones.
+// The rights on files that a mask means, with generic rights replaced.
 std::uint32_t FileAccessOf(std::uint32_t mask);
 
-// The error of opening a file with these rights while others may do what `share` says: 0, or ERROR_SHARING_VIOLATION
-// when an open handle does not allow the one or needs more than the other.
+// The error of opening a file with these rights and this sharing:
+//     0                         it can be opened
+//     ERROR_SHARING_VIOLATION   an open handle does not share these rights, or has rights that `share` does not allow
 std::uint32_t SharingError(const File& file, std::uint32_t access, std::uint32_t share);
 
-// The error of deleting a file or directory, or of giving it another name, as far as open handles go.
+// The error that open handles give to deleting or renaming a file or directory, or 0.
 std::uint32_t UnlinkError(const File& file);
 
-// The error of giving a directory another name, as far as files in it are open.
+// The error that open files below a directory give to renaming it, or 0.
 std::uint32_t OpenBelowError(const File& directory);
 
 } // namespace winsim

@@ -1,4 +1,4 @@
-// What a service handle stands for.
+// The object of a service's handle.
 #pragma once
 
 #include <cstdint>

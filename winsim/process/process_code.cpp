@@ -1,4 +1,4 @@
-// Catches what a simulated process's code dies of: a handler for std::terminate, and one for the host's signals.
+// Runs the code of a simulated process, with handlers for std::terminate and for the host's signals.
 #include "winsim/process/process_code.h"
 
 #include "winsim/base/description.h"
@@ -18,7 +18,7 @@ namespace winsim
 namespace
 {
 
-// What the C runtime's abort gives a process.
+// The exit code after the C runtime's abort.
 constexpr std::int32_t kAbortExitCode = 3;
 
 struct FatalSignal
@@ -34,10 +34,10 @@ constexpr FatalSignal kFatalSignals[] = {
     {SIGABRT, "abort", kAbortExitCode},
 };
 
-sigjmp_buf* g_bottom = nullptr; // where the code that is running began
-const FatalSignal* g_signal;    // what it died of, when that was a signal
-std::optional<Death> g_death;   // when it was something else
-std::exception_ptr g_foreign;   // an error of the machine that passed through it
+sigjmp_buf* g_bottom = nullptr; // where the running code returns to; null: none is running
+const FatalSignal* g_signal;    // the signal of which the code died, if it was one
+std::optional<Death> g_death;   // any other reason for which it died
+std::exception_ptr g_foreign;   // an error of the machine that it did not catch
 
 std::string NameOfType(const std::type_info& type)
 {
@@ -97,13 +97,13 @@ void OnSignal(int number)
     LeaveProcessCode();
 }
 
-// Has the handlers in place for as long as it lives.
+// Installs the handlers for its lifetime.
 class DeathWatch
 {
 public:
     DeathWatch() : m_terminate(std::set_terminate(&OnTerminate))
     {
-        // Code that died of too deep a stack has none left for the handler.
+        // After a stack overflow there is no stack left for the handler.
         static std::array<char, 65536> stack;
         stack_t alternate{};
         alternate.ss_sp = stack.data();
@@ -132,14 +132,15 @@ private:
     std::array<struct sigaction, std::size(kFatalSignals)> m_actions{};
 };
 
-// Exceptions that the code was handling when it left stay in its thread's list of those, which is the host's too.
+// Removes the exceptions that the code was handling when it left: the list of them belongs to the thread, which goes
+// on.
 void DropHandledExceptions(const std::exception_ptr& outer)
 {
     while (std::current_exception() != outer)
         abi::__cxa_end_catch();
 }
 
-// True when the code has returned. It has no object of its own: a jump back here would not destroy it.
+// Whether the code returned. This function has no local objects, because the jump back here would not destroy them.
 bool ReturnsFrom(const std::function<void()>& code, sigjmp_buf& bottom)
 {
     if (sigsetjmp(bottom, 1) != 0)

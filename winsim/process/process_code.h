@@ -1,4 +1,4 @@
-// Runs the simulated process's own code, and takes hold of it when it ends the process or dies.
+// Runs the code of the simulated process, and regains control when it ends the process or dies.
 #pragma once
 
 #include "winsim/base/processor_fault.h"
@@ -11,24 +11,24 @@
 namespace winsim
 {
 
-// What ended a process that did not mean to end.
+// Why a process died.
 struct Death
 {
     std::string reason;        // for people: "access violation", "uncaught exception std::bad_alloc", "abort"
-    std::int32_t exitCode = 0; // that Windows gives such a process
+    std::int32_t exitCode = 0; // the exit code that Windows gives such a process
 };
 
-// How the process's code came back.
+// How the process's code ended.
 struct CodeEnd
 {
-    bool hasReturned = false; // otherwise it left, or died
+    bool hasReturned = false; // false: it left by LeaveProcessCode, or died
     std::optional<Death> death;
 };
 
-// Runs the process's code until it returns, leaves by LeaveProcessCode, or dies: of an exception that none of its own
-// frames catches, of std::terminate or abort, or of a fault of the processor. As on Windows, what leaves or dies does
-// so where it is: no destructor of its frames runs. An error of the machine itself (DescriptionError) that passes
-// through the code is thrown on.
+// Runs the process's code until it returns, leaves by LeaveProcessCode, or dies: of an exception that it does not
+// catch, of std::terminate or abort, or of a processor fault. As on Windows, code that leaves or dies is not unwound:
+// no destructor of its frames runs. An error of the machine itself (DescriptionError) that the code does not catch is
+// thrown again.
 CodeEnd RunProcessCode(const std::function<void()>& code);
 
 // Whether the process's code is running.

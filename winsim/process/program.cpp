@@ -1,4 +1,4 @@
-// Loads a program, runs it and unloads it, whichever way it ends.
+// Loads a program, runs it, and unloads it however it ends.
 #include "winsim/process/program.h"
 
 #include "winsim/base/text.h"
@@ -18,7 +18,7 @@ namespace winsim
 namespace
 {
 
-// The exit code of a process that somebody else ended.
+// The exit code of a process that was ended from outside.
 constexpr int kEndedFromOutside = -1;
 
 // A shared object in the simulated process.
@@ -44,7 +44,7 @@ public:
         CodeEnd end = RunProcessCode([this] { m_handle = dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL); });
         if (!end.hasReturned)
         {
-            // The host counts it as loaded, and once more now.
+            // The interrupted dlopen has loaded it, and this call adds a second reference.
             m_handle = dlopen(m_path.c_str(), RTLD_NOW | RTLD_NOLOAD);
             dlclose(m_handle);
         }
@@ -53,7 +53,7 @@ public:
         return end;
     }
 
-    // Runs what is left of the static destruction.
+    // Runs the destructors of static objects that have not run yet.
     CodeEnd Destroy() const { return RunProcessCode(Find<void()>("WinsimDestroyStatics")); }
 
     template <typename Function>
@@ -103,7 +103,7 @@ private:
         m_isWhole = m_isWhole && end.hasReturned;
         if (!end.death)
             return;
-        // A process dies once.
+        // A death after the end of the process does not count.
         if (!m_simulation.IsOver())
             m_death = std::move(end.death);
         m_simulation.SetOver();
@@ -120,7 +120,7 @@ private:
 
     std::vector<std::string> Violations() const
     {
-        // Windows takes back what a process leaves that does not come to its own end.
+        // If a process does not reach its own end, Windows closes its handles.
         if (!m_isWhole)
             return m_simulation.handles.Misuses();
         if (!m_simulation.comApartments.empty())
@@ -128,8 +128,8 @@ private:
         return m_simulation.handles.Violations();
     }
 
-    // What is left of static destruction has to be done with before the image is unloaded, and the process's memory
-    // goes with it.
+    // Finishes the static destruction, which must be complete before the image is unloaded, and frees the process's
+    // memory.
     void TidyUp()
     {
         m_simulation.SetOver();
@@ -143,10 +143,10 @@ private:
     Simulation& m_simulation;
     Image m_image;
     std::optional<Death> m_death;
-    bool m_isWhole = true; // each of its moments returned
+    bool m_isWhole = true; // whether each of its parts returned
 };
 
-// What a test image shows beside the program's own entries.
+// The entry that test images have besides those of the program.
 using TestCallEntry = bool(const std::string& name, const std::vector<std::string>& arguments, std::string& result);
 
 } // namespace
@@ -167,7 +167,7 @@ std::string JoinCommandLine(const std::vector<std::string>& words)
         std::size_t backslashes = 0;
         for (const char c : word)
         {
-            // Before a quotation mark backslashes count double.
+            // Before a quotation mark, each backslash must be doubled.
             if (c == '"')
                 line.append(backslashes + 1, '\\');
             backslashes = c == '\\' ? backslashes + 1 : 0;

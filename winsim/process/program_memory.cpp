@@ -1,4 +1,4 @@
-// Hands out memory to the simulated program and looks at what comes back.
+// Allocates memory for the simulated program, and checks it when it is freed.
 #include "winsim/process/program_memory.h"
 
 #include "winsim/base/text.h"
@@ -15,7 +15,7 @@ namespace
 
 constexpr unsigned char kUnwritten = 0xCD;
 
-// A shorter text stands in memory by chance.
+// A shorter text may be in memory by chance.
 constexpr std::size_t kShortestSecret = 8;
 
 std::string BytesOf(const std::u16string& text)
@@ -23,7 +23,7 @@ std::string BytesOf(const std::u16string& text)
     return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t)};
 }
 
-// Whether the machine gives its process a block, and the fault plan lets it.
+// Whether the machine can allocate a block of this size and the fault plan allows it.
 bool IsGranted(std::size_t size)
 {
     winsim::Call call{winsim::kAllocation, winsim::CallKind::Allocation};

@@ -1,15 +1,15 @@
-// The memory of a simulated program: every operator new and delete in it comes here.
+// The memory of a simulated program: each operator new and delete in the program comes here.
 #pragma once
 
 #include <cstddef>
 
 extern "C"
 {
-    // Memory that holds nothing of use: a program that reads it before it has written to it is found out. Throws
-    // std::bad_alloc for more than the machine gives its process in one piece, and where the fault plan says so.
+    // Allocates memory, filled with a value that shows if the program reads it before writing. Throws std::bad_alloc if
+    // the block is larger than the machine's `largestBlock`, or if the fault plan says so.
     void* winsim_allocate(std::size_t size);
 
-    // Frees memory. A password of the install session that is still in it is a violation: what was freed may come
-    // into other hands.
+    // Frees memory. A password of the install session that is still in it is a violation, because freed memory may be
+    // read by others.
     void winsim_free(void* memory);
 }

@@ -1,4 +1,4 @@
-// What is known of a program and Windows does not know.
+// Rules for a program's texts, which winsim cannot know by itself.
 #pragma once
 
 #include <string>
@@ -8,18 +8,17 @@
 namespace winsim
 {
 
-// Handed in by whoever runs the program. Without them nothing is secret, and each text is another one.
+// Whoever runs the program passes them in. By default nothing is secret, and a text contains no time.
 struct ProgramRules
 {
-    // The passwords in a text that an install session holds for the program (UTF-8): they are looked for in the memory
-    // that the program frees.
+    // The passwords in a text of the install session (UTF-8). The memory that the program frees is searched for them.
     std::vector<std::string> (*secretsIn)(std::string_view text) = [](std::string_view) {
         return std::vector<std::string>();
     };
-    // A text as recorded calls show it: without its passwords.
+    // The text without its passwords, as recorded calls show it.
     std::string (*withoutSecrets)(std::string_view text) = [](std::string_view text) { return std::string(text); };
-    // What the program writes to a file at a time, without the time that is in it: calls that write the same but for
-    // the time are repeats.
+    // A text that the program writes to a file, without the time in it: calls whose texts differ only in the time are
+    // repeats.
     std::string (*withoutTime)(const std::string& text) = [](const std::string& text) { return text; };
 };
 

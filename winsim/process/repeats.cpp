@@ -1,4 +1,4 @@
-// Folds calls that repeat.
+// Finds repeated sequences of calls in a recording.
 #include "winsim/process/repeats.h"
 
 #include "winsim/process/gate.h"
@@ -12,7 +12,7 @@ namespace winsim
 namespace
 {
 
-// GetTickCount and GetSystemTime tell the time in their results and in what they give out.
+// GetTickCount returns the time; GetSystemTime stores it in its output.
 bool HasTimelessResult(const CallRecord& record)
 {
     return record.name != "GetTickCount";
@@ -25,7 +25,7 @@ bool HasTimelessOut(const CallRecord& record)
 
 } // namespace
 
-// What a call was given, without the time in a line that it writes.
+// A call's input parameters, without the time in a line that it writes.
 Json RepeatFinder::TimelessIn(const CallRecord& record) const
 {
     Json in = record.in;
@@ -41,7 +41,7 @@ bool RepeatFinder::IsSameButForTheClock(const CallRecord& one, const CallRecord&
            (!HasTimelessResult(one) || one.result == other.result) && (!HasTimelessOut(one) || one.out == other.out);
 }
 
-// Of all that IsSameButForTheClock compares.
+// Covers everything that IsSameButForTheClock compares.
 std::uint64_t RepeatFinder::HashOf(const CallRecord& record) const
 {
     std::string text = record.name + TimelessIn(record).dump();
@@ -60,7 +60,7 @@ void RepeatFinder::Added(std::vector<CallRecord>& records)
     Look(records);
 }
 
-// Whether the newest call goes on with the repeat. At the end of one time more, that time's calls are taken off.
+// Whether the newest call continues the repeat. Once a repetition is complete, its calls are removed.
 bool RepeatFinder::Continues(std::vector<CallRecord>& records)
 {
     Repeat& repeat = m_repeats.back();

@@ -1,5 +1,5 @@
-// Finds calls that a process makes again and again, so that they are recorded once: a wait that never ends would fill
-// the memory otherwise.
+// Finds sequences of calls that a process repeats, so that they are recorded once: a wait that never ends would
+// otherwise fill the memory.
 #pragma once
 
 #include "winsim/base/json.h"
@@ -14,9 +14,9 @@ namespace winsim
 
 struct CallRecord;
 
-// A stretch of a recording that stands for many: the calls from `first` on, `length` of them, were made `times` times
-// in a row, each time `everyMs` milliseconds later. All but the clock was the same each time: the clock shows in a
-// call's clockMs, in what GetTickCount and GetSystemTime tell, and in the header of a log line.
+// A part of a recording that stands for many: the `length` calls from index `first` were made `times` times in a row,
+// every `everyMs` milliseconds. Only the clock differed: it shows in a call's clockMs, in the results of GetTickCount
+// and GetSystemTime, and in the header of a log line.
 struct Repeat
 {
     std::size_t first = 0;
@@ -27,29 +27,29 @@ struct Repeat
     bool operator==(const Repeat&) const = default;
 };
 
-// Watches a recording as it grows. Calls that were made kLeastTimes times are a repeat from then on: the recording
-// keeps the first time of them. Waits with an end make fewer, and stay as they are.
+// Watches a recording as it grows. A sequence of calls becomes a repeat when it has been made kLeastTimes times in a
+// row: the recording then keeps the first time only. Waits that end make fewer, and are recorded in full.
 class RepeatFinder
 {
 public:
     static constexpr std::uint64_t kLeastTimes = 1000;
     static constexpr std::size_t kLongest = 64; // calls
 
-    // `withoutTime` takes the time out of a line that a program writes.
+    // Removes the time from a line that a program writes.
     using WithoutTime = std::string (*)(const std::string& line);
     explicit RepeatFinder(WithoutTime withoutTime) : m_withoutTime(withoutTime) {}
 
-    // To be told of each call that was added to the recording: takes it off again when it is part of a repeat.
+    // Call this after each call that was added to the recording. Removes the call again if it belongs to a repeat.
     void Added(std::vector<CallRecord>& records);
 
-    // In the order of the recording. What follows the last of them may be the beginning of one time more.
+    // The repeats in the order of the recording. The calls after the last repeat may be an incomplete repetition of it.
     const std::vector<Repeat>& Repeats() const { return m_repeats; }
 
 private:
-    // How far the calls so far are the same as those `length` calls earlier, for one length.
+    // For one length: how many of the latest calls equal the call `length` calls earlier.
     struct Run
     {
-        std::uint64_t count = 0; // of calls
+        std::uint64_t count = 0; // of equal calls
         std::uint64_t everyMs = 0;
     };
 
@@ -61,8 +61,8 @@ private:
 
     WithoutTime m_withoutTime;
     std::vector<Repeat> m_repeats;
-    bool m_isGoingOn = false;            // the last of them
-    std::vector<std::uint64_t> m_hashes; // of the calls since then
+    bool m_isGoingOn = false;            // whether the last repeat may continue
+    std::vector<std::uint64_t> m_hashes; // of the calls after the last repeat
     std::array<Run, kLongest + 1> m_runs{};
 };
 

@@ -1,4 +1,4 @@
-// Holds the state of the simulated process that is running.
+// The state of the running simulated process, its clock and its children.
 #include "winsim/process/simulation.h"
 
 #include "winbase.h"
@@ -18,7 +18,7 @@ namespace winsim
 namespace
 {
 
-// Among thousands of processes the program makes a tenth of these between two waits.
+// Even among thousands of processes, the program makes only a tenth of this number between two waits.
 constexpr std::uint32_t kMostCallsAtOneTime = 100000;
 
 Simulation* g_current = nullptr;
@@ -40,7 +40,7 @@ Simulation::Simulation(Machine machineToRunOn, const ProgramRules& programRules)
     handles.Predefine(HKEY_CURRENT_USER, "HKEY_CURRENT_USER");
     handles.Predefine(HKEY_LOCAL_MACHINE, "HKEY_LOCAL_MACHINE");
     handles.Predefine(HKEY_USERS, "HKEY_USERS");
-    // Windows gives the current process and an invalid handle the same value.
+    // On Windows the handle of the current process has the same value as an invalid handle.
     handles.Predefine(INVALID_HANDLE_VALUE, "process#current");
     handles.Predefine(&m_foreignModule, "module#foreign");
 }

@@ -1,4 +1,4 @@
-// The simulated process that is running now, on its machine.
+// The simulated process that is running, and its machine.
 #pragma once
 
 #include "winsim/machine/machine.h"
@@ -18,7 +18,7 @@
 namespace winsim
 {
 
-// What the simulated Windows functions act on. There is one at a time; the functions find it with Current().
+// The state that the simulated Windows functions act on. There is one at a time; the functions find it with Current().
 class Simulation
 {
 public:
@@ -28,7 +28,7 @@ public:
     Simulation& operator=(const Simulation&) = delete;
 
     static Simulation& Current();
-    // The same, or null when none is running.
+    // The same, or null if none is running.
     static Simulation* Running();
 
     Machine machine;
@@ -39,50 +39,50 @@ public:
     std::uint32_t lastError = 0;
     std::u16string commandLine;
     std::string standardOutput;
-    bool enforcesRedirectionTrust = false; // follows no link of a directory that an ordinary user made
-    std::vector<std::string> images;       // the files that were loaded and started, by their own paths
-    std::vector<bool> comApartments;       // the innermost last; whether each could be entered
+    bool enforcesRedirectionTrust = false; // does not follow directory links that ordinary users made
+    std::vector<std::string> images;       // the real paths of the files that were loaded or started
+    std::vector<bool> comApartments; // for each CoInitializeEx not yet undone, whether it succeeded; the latest last
     bool isComMultithreaded = false;
-    std::unordered_set<void*> programMemory;              // what the program allocated and has not freed
+    std::unordered_set<void*> programMemory;              // allocated by the program and not freed
     std::map<std::string, std::size_t> propertyQuestions; // how often each installer property was asked for
 
-    // The passwords that must not get out of the process.
+    // The passwords that must not leave the process.
     const std::vector<std::string>& Secrets() const { return m_secrets; }
 
     // Milliseconds since the process began.
     std::uint64_t ClockMs() const { return m_clockMs; }
 
-    // Lets time pass. A process that waits for ever (kForEverMs) is endless, and over.
+    // Lets time pass. If the process waits for ever (kForEverMs), it becomes endless, and is over.
     void Advance(std::uint64_t ms);
     void WaitForEver();
 
-    // Counts a call. A process that makes too many of them while no time passes is endless, and over.
+    // Counts a call. If the process makes too many without letting time pass, it becomes endless, and is over.
     void CountCall();
     bool IsEndless() const { return m_isEndless; }
 
-    // Ends the process that is running. Once it is over, no call reaches the machine and every call fails.
+    // Ends the running process. After that no call reaches the machine, and every call fails.
     void EndItself(std::uint32_t exitCode);
     bool IsOver() const { return m_isOver; }
     void SetOver() { m_isOver = true; }
 
-    // What the process ended itself with.
+    // The exit code that the process ended itself with.
     std::optional<std::uint32_t> ExitCode() const { return m_exitCode; }
     void SetExitCode(std::uint32_t exitCode) { m_exitCode = exitCode; }
 
-    // Other processes: started, waited for (without a limit when none is given; true when it has ended), ended from
-    // outside. A child is found also when it has ended.
+    // Starting, waiting for, ending and finding other processes. A wait without a limit may be endless; its result is
+    // whether the process has ended. Children are found even after they have ended.
     const ChildProcess& StartChild(const std::string& program, const ProgramRun& run);
     bool WaitForProcess(std::uint32_t id, std::optional<std::uint64_t> limitMs);
     void EndProcess(std::uint32_t id, std::uint32_t exitCode);
     const ChildProcess* FindChild(std::uint32_t id) const;
 
-    // Takes a service away if it is marked for deletion, has stopped and is not open.
+    // Removes a service if it is marked for deletion, stopped and not open.
     void RemoveDeletedService(const std::string& name);
 
-    // The handle that stands for a module of another process.
+    // The handle of any module of another process.
     void* ForeignModule();
 
-    // Text in the machine's ANSI code page.
+    // Convert between the machine's ANSI code page and UTF-8.
     std::string FromAnsi(std::string_view ansi) const;
     std::string ToAnsi(std::string_view utf8) const;
 

@@ -4,8 +4,8 @@
 namespace winsim
 {
 
-// Calls function(context). An exception that comes out of it finds no frame beyond this one: std::terminate is called
-// where it is thrown, with the stack as it is then.
+// Calls function(context). The search for an exception's handler ends here: if `function` does not catch it,
+// std::terminate is called where it was thrown, without unwinding the stack.
 void CallAtStackBottom(void (*function)(void*), void* context);
 
 } // namespace winsim

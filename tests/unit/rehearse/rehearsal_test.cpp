@@ -189,7 +189,7 @@ TEST_F(KeloRehearse, BadDescriptionIsNamedByFileAndPath)
     for (const auto& [description, complaint] : std::vector<std::pair<const char*, const char*>>{
              {R"({"windows": {"build": "x"}})", "windows.build: not a number"},
              {R"({"windows": {"build": 1, "build": 2}})", "windows.build: this key is there twice"},
-             {R"({"files": {"C:\\none": null}})", "files.C:\\none: null, and there is nothing to take away"}})
+             {R"({"files": {"C:\\none": null}})", "files.C:\\none: null, but there is nothing to remove"}})
     {
         const Rehearsal run = RunText(description, "", kCommit);
         EXPECT_EQ(run.exitStatus, 2);

@@ -243,8 +243,8 @@ constexpr WrongDescription kWrongTypes[] = {
     {R"({"windows": {"build": 1.5}})", "windows.build: not a number"},
     {R"({"windows": {"wow64": 1}})", "windows.wow64: not true or false"},
     {R"({"clock": {"daylight": "yes"}})", "clock.daylight: not true or false"},
-    {R"({"process": {"path": null}})", "process.path: cannot be taken away"},
-    {R"({"process": null})", "process: cannot be taken away"},
+    {R"({"process": {"path": null}})", "process.path: cannot be removed"},
+    {R"({"process": null})", "process: cannot be removed"},
     {R"({"folders": {"windows": 5}})", "folders.windows: not a text"},
     {R"({"environment": ["x"]})", "environment: not an object"},
     {R"({"registry": "HKLM"})", "registry: not an object"},
@@ -314,18 +314,18 @@ constexpr WrongDescription kWrongValues[] = {
     {R"({"files": {"C:\\a": {"hardLinkTo": "C:\\b", "text": ""}}})", "files.C:\\a.text: unknown key"},
     {R"({"files": {"C:\\a": {"hardLinkTo": "b"}}})", "files.C:\\a: a path begins with a drive, such as C:\\"},
     {R"({"files": {"C:\\a": {"hardLinkTo": "C:\\Windows"}}})", "files.C:\\a: a hard link to a directory"},
-    {R"({"files": {"C:\\Windows": {"hardLinkTo": "C:\\b"}}})", "files.C:\\Windows: a hard link, and a file of its own"},
+    {R"({"files": {"C:\\Windows": {"hardLinkTo": "C:\\b"}}})", "files.C:\\Windows: both a hard link and a file"},
     {R"({"files": {"C:\\a": {"hardLinkTo": "C:\\b"}, "C:\\b": {"hardLinkTo": "C:\\c"}}})",
-     "files.C:\\a: a hard link to one that is described as a hard link itself"},
+     "files.C:\\a: a hard link to another hard link"},
     {R"({"files": {"C:\\a": {"bytes": "\u0100"}}})", "files.C:\\a.bytes: a character that is not one byte"},
 };
 
 constexpr WrongDescription kVainNulls[] = {
-    {R"({"files": {"C:\\none": null}})", "files.C:\\none: null, and there is nothing to take away"},
-    {R"({"services": {"tbs": null}})", "services.tbs: null, and there is nothing to take away"},
+    {R"({"files": {"C:\\none": null}})", "files.C:\\none: null, but there is nothing to remove"},
+    {R"({"services": {"tbs": null}})", "services.tbs: null, but there is nothing to remove"},
     {R"({"registry": {"HKLM\\A": {"values": {"V": null}}}})",
-     "registry.HKLM\\A.values.V: null, and there is nothing to take away"},
-    {R"({"windos": null})", "windos: null, and there is nothing to take away"},
+     "registry.HKLM\\A.values.V: null, but there is nothing to remove"},
+    {R"({"windos": null})", "windos: null, but there is nothing to remove"},
 };
 
 constexpr WrongDescription kWrongPrivileges[] = {
@@ -520,7 +520,7 @@ TEST_F(DescriptionFiles, ErrorsNameTheFileThatTheyStandIn)
     EXPECT_EQ(ErrorOf(Write("last.json", R"({"like": "model.json"})")), model + ": windows.build: not a number");
     Write("model.json", R"({"windows": {"build": 1}})");
     const std::string last = Write("last.json", R"({"like": "model.json", "folders": {"home": null}})");
-    EXPECT_EQ(ErrorOf(last), last + ": folders.home: null, and there is nothing to take away");
+    EXPECT_EQ(ErrorOf(last), last + ": folders.home: null, but there is nothing to remove");
     EXPECT_EQ(ErrorOf(Write("empty.json", "")).find(last.substr(0, last.rfind('/')) + "/empty.json: not JSON: "), 0u);
     const std::string folder = last.substr(0, last.rfind('/'));
     EXPECT_EQ(ErrorOf(folder), folder + ": cannot be read");
