@@ -1,4 +1,4 @@
-// COM's strings and variants as the calls of the simulated machine take them.
+// COM's strings and variants, as parameters of the simulated machine's calls.
 #pragma once
 
 #include "oleauto.h"
@@ -10,14 +10,14 @@
 namespace winsim
 {
 
-// The text of a COM string; null gives an empty one. Anything that is not a COM string that is still there is noted as
-// a violation of the call, and gives an empty text too.
+// The text of a COM string; empty for null. If `text` is not an allocated COM string, it is empty too, and a violation
+// by the call is noted.
 std::string TextOf(const Call& call, BSTR text);
 
-// The same as a parameter of a call's record: null stays null.
+// The text for a recorded parameter: null stays null.
 Json NotedBstr(BSTR text);
 
-// A variant of the process's own that was handed to a call: it has to be cleared.
+// A variant of the process that was passed to a call, and that the process has to clear.
 struct HeldVariant
 {
     static constexpr char kKind[] = "variant";

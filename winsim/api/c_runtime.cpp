@@ -1,4 +1,4 @@
-// The C runtime's own functions that deal with text alone: formatting and comparing.
+// Functions of Windows' C runtime that only format or compare text.
 #include "winsim/base/text.h"
 #include "winsim/process/simulation.h"
 
@@ -15,10 +15,10 @@
 namespace
 {
 
-// One placeholder of a format: "%", flags, width, precision and length as they stand, and the conversion letter.
+// One placeholder of a format: "%", flags, width, precision, length and conversion letter.
 struct Placeholder
 {
-    std::string text; // with widths and precisions given as "*" filled in
+    std::string text; // without length and conversion; a width or precision of "*" is filled in
     std::string length;
     char conversion = '\0';
 };
@@ -58,14 +58,14 @@ std::string FormatOne(const std::string& format, Value value)
 struct Formatted
 {
     std::string text;
-    bool isWhole = true; // false when the text ends before a character that cannot be written
+    bool isWhole = true; // false: the text ends before a character that cannot be written
 };
 
-// UTF-16 in the "C" locale that a program starts in, where only the first 256 characters can be written. `placeholder`
-// is that of the text without its conversion: "%-8.3".
+// Formats UTF-16 text in the "C" locale, in which a program starts and which has only the first 256 characters.
+// `placeholder` has no conversion letter: "%-8.3".
 Formatted FormatInCLocale(const std::string& placeholder, std::u16string_view wide)
 {
-    // Every unit takes one place, whether it can be written or not.
+    // Every unit takes one column, even if it cannot be written.
     std::string text = FormatOne(placeholder + "s", std::string(wide.size(), 'x').c_str());
     const std::size_t begin = std::min(text.find('x'), text.size());
     const std::size_t length = static_cast<std::size_t>(std::count(text.begin(), text.end(), 'x'));
@@ -78,7 +78,7 @@ Formatted FormatInCLocale(const std::string& placeholder, std::u16string_view wi
     return {text, true};
 }
 
-// Formats by the rules of Windows' runtime, where %S in narrow text stands for UTF-16 text.
+// Formats by the rules of Windows' runtime, where %S in a narrow format means UTF-16 text.
 Formatted Format(const char* format, va_list arguments)
 {
     va_list left;
@@ -137,7 +137,7 @@ Formatted Format(const char* format, va_list arguments)
     return formatted;
 }
 
-// For each character whether it is one of a few.
+// For each character, whether it is one of `characters`.
 constexpr std::array<bool, 256> Members(std::string_view characters)
 {
     std::array<bool, 256> members{};
@@ -149,8 +149,8 @@ constexpr std::array<bool, 256> Members(std::string_view characters)
 constexpr std::string_view kCommonFlagsAndWidths = "-+ #0123456789*";
 constexpr std::string_view kCommonConversions = "%diuxXocs";
 
-// Whether a format means the same to the host's runtime as to Windows': no UTF-16 text, no lengths, no precision. Asked
-// for every line of a log.
+// Whether a format means the same in the host's runtime as in Windows': no UTF-16 text, no length, no precision. The
+// formats of log lines usually do, and the host's runtime is faster.
 bool IsCommonFormat(const char* format)
 {
     static constexpr auto kIsFlagOrWidth = Members(kCommonFlagsAndWidths);
@@ -204,7 +204,7 @@ int _vsnprintf(char* buffer, std::size_t count, const char* format, va_list argu
     const Formatted formatted = Format(format, arguments);
     const std::size_t length = std::min(formatted.text.size(), count);
     std::memcpy(buffer, formatted.text.data(), length);
-    // Only a text that leaves room gets an end.
+    // Text that fills the buffer has no terminator.
     if (length < count)
         buffer[length] = '\0';
     return formatted.isWhole && length == formatted.text.size() ? static_cast<int>(length) : -1;
@@ -226,7 +226,7 @@ int _wcsnicmp(const WCHAR* left, const WCHAR* right, std::size_t count)
     return CompareIgnoringAsciiCase(first(left).c_str(), first(right).c_str());
 }
 
-// Compares in the ANSI code page, where letters of either case are the same.
+// Compares in the ANSI code page, without regard to case.
 int _mbsicmp(const unsigned char* left, const unsigned char* right)
 {
     const auto fold = [](const unsigned char* text) {

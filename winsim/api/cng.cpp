@@ -1,4 +1,4 @@
-// The configuration of cryptography.
+// The calls that configure cryptography (CNG).
 #include "winsim/machine/cng.h"
 
 #include "bcrypt.h"
@@ -30,7 +30,7 @@ Cng& Configuration()
     return Simulation::Current().machine.cng;
 }
 
-// No context stands for the default one.
+// Null means the default context.
 std::string ContextName(LPCWSTR context)
 {
     return context == nullptr ? "Default" : winsim::Utf8(context);
@@ -44,7 +44,7 @@ std::vector<std::string> TextsOf(PWSTR* texts, ULONG count)
     return list;
 }
 
-// ---- Registration records as the calls show them ----
+// ---- Registrations, as recorded calls show them ----
 
 Json Noted(const CRYPT_INTERFACE_REG& record)
 {
@@ -79,7 +79,7 @@ Json Noted(const CRYPT_PROVIDER_REG* record)
             {"pKM", Noted(record->pKM)}};
 }
 
-// ---- and as the machine keeps them ----
+// ---- Registrations, as the machine keeps them ----
 
 std::optional<CngImage> ImageOf(const CRYPT_IMAGE_REG* record)
 {
@@ -105,7 +105,7 @@ void RemoveProvider(CngContextFunction& function, const std::string& provider)
     std::erase_if(function.providers, [&](const std::string& one) { return winsim::SameName(one, provider); });
 }
 
-// Ends a call about a provider of a context's function: `work` gives the status of what is done to the function.
+// Ends a call about a provider of a context's function: `work` changes the function and returns the status.
 template <typename Work>
 NTSTATUS StatusWithFunction(Call& call, ULONG table, LPCWSTR context, ULONG interface, LPCWSTR name, LPCWSTR provider,
                             Work work)
@@ -159,7 +159,7 @@ NTSTATUS WINAPI BCryptAddContextFunctionProvider(ULONG dwTable, LPCWSTR pszConte
         .In("pszProvider", pszProvider)
         .In("dwPosition", dwPosition);
     const auto work = [&](CngContextFunction& function, const std::string& provider) {
-        // A provider that is in the list already moves to its new place.
+        // A provider that is already in the list moves to its new position.
         RemoveProvider(function, provider);
         const std::size_t position = std::min<std::size_t>(dwPosition, function.providers.size());
         function.providers.insert(function.providers.begin() + static_cast<std::ptrdiff_t>(position), provider);

@@ -20,7 +20,7 @@ struct ComClass
 };
 
 constexpr ComClass kClasses[] = {
-    // The administrative locator.
+    // The administrative locator, a second class that makes locators.
     {{0xCB8555CC, 0x9128, 0x11D1, {0xAD, 0x9B, 0x00, 0xC0, 0x4F, 0xD8, 0xFD, 0xFF}},
      {0xDC12A687, 0x737F, 0x11CF, {0x88, 0x4D, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}},
      []() -> IUnknown* { return winsim::MakeWbemLocator(); }},
@@ -77,8 +77,8 @@ HRESULT WINAPI CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit)
     else if (simulation.isComMultithreaded != isMultithreaded)
         return call.Status(static_cast<std::uint32_t>(RPC_E_CHANGED_MODE));
     const auto fault = call.Fault();
-    // A scope leaves the apartment whether or not the plan let it enter: both are counted. A thread that is said to be
-    // in an apartment already, of this kind or another, is in one.
+    // The program calls CoUninitialize even after a planned failure, so each call adds an entry. A planned S_FALSE or
+    // RPC_E_CHANGED_MODE means that the thread is in an apartment.
     simulation.comApartments.push_back(!fault || IsSuccess(*fault) ||
                                        *fault == static_cast<std::uint32_t>(RPC_E_CHANGED_MODE));
     if (fault)

@@ -1,4 +1,4 @@
-// The COM objects of the simulated machine: they count their references and are accounted for until the last is gone.
+// The COM objects of the simulated machine. The process holds them until it releases the last reference.
 #pragma once
 
 #include "objbase.h"
@@ -14,17 +14,17 @@
 namespace winsim
 {
 
-// An object's address is its handle, of this kind.
+// The kind of the handles of COM objects; the handle is the object's address.
 struct HeldComObject
 {
     static constexpr char kKind[] = "comObject";
 };
 
-// Why a call of COM cannot do its work: the fault plan, the machine's description, a thread in no apartment, or an
-// object that was given back. Nothing when it can. `object` is null for a call that is not an object's method.
+// The HRESULT with which a COM call must fail, or none if it can do its work. Causes are the fault plan, a described
+// failure, a thread outside any apartment and a released object. `object` is null if the call is not a method.
 std::optional<std::uint32_t> ComFailure(const Call& call, const void* object);
 
-// Ends a call of COM: `work` gives its status, unless the call cannot do it.
+// Ends a COM call: `work` returns its HRESULT; it is not called if ComFailure has one.
 template <typename Work>
 HRESULT ComStatusOf(Call& call, const void* object, Work work)
 {
@@ -32,7 +32,7 @@ HRESULT ComStatusOf(Call& call, const void* object, Work work)
     return call.Status(failure ? *failure : static_cast<std::uint32_t>(work()));
 }
 
-// What stands for an object in another process, for which CoSetProxyBlanket says how calls to it are authenticated.
+// The proxy of an object in another process; CoSetProxyBlanket sets how calls through it are authenticated.
 class ComProxy
 {
 public:
@@ -42,7 +42,7 @@ protected:
     ~ComProxy() = default;
 };
 
-// The part of an object that all have in common.
+// The methods that all objects share.
 template <typename Interface>
 class ComObject : public Interface
 {
@@ -82,7 +82,7 @@ public:
     }
 
 protected:
-    // `name` is the interface's, as the calls show it.
+    // `name` is that of the interface in recorded calls.
     explicit ComObject(const char* name) : m_name(name) {}
     ~ComObject() = default;
 

@@ -1,4 +1,4 @@
-// The last error.
+// The calls that read and set the last error.
 #include "winsim/process/simulation.h"
 
 #include "errhandlingapi.h"

@@ -1,4 +1,4 @@
-// The event log.
+// The calls that write to the event log.
 #include "winsim/base/text.h"
 #include "winsim/process/gate.h"
 #include "winsim/process/simulation.h"

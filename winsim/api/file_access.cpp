@@ -1,4 +1,4 @@
-// Makes full paths of names and checks what may be done with files.
+// Turns names into full paths, and checks access to files.
 #include "winsim/api/file_access.h"
 
 #include "fileapi.h"
@@ -24,7 +24,7 @@ constexpr std::string_view kTrustedMakers[] = {
     "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464", // TrustedInstaller
 };
 
-// Without the drive, which alone may hold a colon.
+// The drive is not checked: only it may contain a colon.
 bool HasInvalidCharacter(const std::string& path)
 {
     for (std::size_t i = 2; i < path.size(); ++i)
@@ -36,7 +36,7 @@ bool HasInvalidCharacter(const std::string& path)
     return false;
 }
 
-// Windows drops blanks and periods at the end of a path.
+// Windows ignores blanks and periods at the end of a path.
 std::string WithoutTail(std::string path)
 {
     while (path.size() > 3 && (path.back() == ' ' || path.back() == '.'))
@@ -44,7 +44,7 @@ std::string WithoutTail(std::string path)
     return path;
 }
 
-// Resolves the steps "." and "..".
+// Resolves "." and "..".
 std::string WithoutDots(const std::string& path)
 {
     std::vector<std::string> steps;
@@ -66,7 +66,7 @@ std::string WithoutDots(const std::string& path)
     return whole;
 }
 
-// Who is trusted with links of directories: with redirection trust, administrators and Windows itself alone.
+// Whether a directory's link is followed: with redirection trust, only if an administrator or Windows itself made it.
 bool MayFollow(const File& link)
 {
     if (!Simulation::Current().enforcesRedirectionTrust)
@@ -74,7 +74,7 @@ bool MayFollow(const File& link)
     return std::ranges::find(kTrustedMakers, link.LinkMaker()) != std::end(kTrustedMakers);
 }
 
-// A name that begins so is taken as it stands: nothing in it is turned, resolved or dropped.
+// Windows does not normalize a name with this prefix.
 constexpr std::string_view kLiteralPrefix = "\\\\?\\";
 constexpr std::string_view kLiteralServer = "\\\\?\\UNC\\";
 constexpr std::size_t kLongestLiteral = 32767;
@@ -89,7 +89,7 @@ bool HasDrive(const std::string& name)
     return name.size() >= 2 && name[1] == ':' && name[0] != ':';
 }
 
-// Whether each step of a full path is a name.
+// Whether every part of a full path is a name: none is empty, "." or "..".
 bool HasStepsAlone(const std::string& path)
 {
     for (std::size_t start = 3; start < path.size();)
@@ -116,7 +116,7 @@ FileName LiteralName(const std::string& name)
     return {Files::Normalize(path), isName ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_INVALID_NAME}};
 }
 
-// The path of a name without a prefix.
+// The full path of a name that has no prefix.
 std::string PlainPath(const std::string& name)
 {
     const std::string& current = Simulation::Current().machine.process.currentDirectory;
@@ -132,7 +132,7 @@ std::string PlainPath(const std::string& name)
     return Files::Normalize(WithoutTail(WithoutDots(full)));
 }
 
-// The error of opening what is there.
+// The error of opening a file that exists.
 DWORD OpenExistingError(const File& file, const Opening& opening)
 {
     if (opening.disposition == CREATE_NEW)
@@ -147,7 +147,7 @@ DWORD OpenExistingError(const File& file, const Opening& opening)
     return SharingError(file, opening.access, opening.share);
 }
 
-// What a name means before links are followed.
+// The full path of a name, before links are followed.
 FileName UnresolvedName(const std::string& name)
 {
     if (name.empty())
@@ -155,10 +155,10 @@ FileName UnresolvedName(const std::string& name)
     if (name.starts_with(kLiteralPrefix))
         return LiteralName(name);
     const bool isShared = name.size() >= 2 && IsSlash(name[0]) && IsSlash(name[1]);
-    // "\\.\" and, with other slashes, "//?/" name a device such as a drive, whose path is resolved like any other.
+    // After "\\.\", or "//?/" with forward slashes, comes a device such as a drive; its path is normalized as usual.
     const bool isDevice = isShared && name.size() >= 4 && (name[2] == '.' || name[2] == '?') && IsSlash(name[3]);
     if (isShared && !isDevice)
-        return {name, ERROR_BAD_NETPATH}; // the simulated machine is in no network
+        return {name, ERROR_BAD_NETPATH}; // the simulated machine has no network
     FileName result{PlainPath(isDevice ? name.substr(4) : name)};
     if (HasInvalidCharacter(result.path))
         result.error = ERROR_INVALID_NAME;
@@ -193,7 +193,7 @@ FileName FileNameOf(const char* ansi, LastLink last)
     if (ansi == nullptr)
         return {{}, ERROR_PATH_NOT_FOUND};
     const std::string name = Simulation::Current().FromAnsi(ansi);
-    // The narrow calls turn the name into a buffer of that size first.
+    // Calls that take ANSI text convert it into a buffer of this size first.
     if (Utf16(name).size() >= MAX_PATH)
         return {name, ERROR_FILENAME_EXCED_RANGE};
     return FullName(name, last);

@@ -1,4 +1,4 @@
-// What the calls that take file names have in common: which file a name means, and what may be done with it.
+// Shared by all calls that take file names: which file a name means, and whether the process may access it.
 #pragma once
 
 #include "winnt.h"
@@ -9,7 +9,7 @@
 namespace winsim
 {
 
-// A name as a call takes it: the full path (UTF-8) that it leads to, or the Win32 error that the name alone causes.
+// A name that a call is given: the full path (UTF-8) that it leads to, or the Win32 error if the name itself is wrong.
 struct FileName
 {
     std::string path;
@@ -20,28 +20,28 @@ struct FileName
 FileName FileNameOf(const char* ansi, LastLink last = LastLink::Follow);
 FileName FileNameOf(const char16_t* wide, LastLink last = LastLink::Follow);
 
-// The same for a name of any length (UTF-8). One that begins with "\\?\" is taken as it stands; any other may be
-// relative, on the current drive or with steps such as "..".
+// The same for a name of any length (UTF-8). A name that begins with "\\?\" is not normalized; any other may be
+// relative, begin at the root of the current drive, or contain "..".
 FileName FullName(const std::string& name, LastLink last = LastLink::Follow);
 
-// The own path of the file that a name leads to, whatever links and further names are on the way. A name that leads
-// nowhere comes back as it is.
+// The main path of the file that a name leads to, through links and hard links. A name that leads nowhere is returned
+// unchanged.
 std::string RealPath(const std::string& name);
 
-// What Windows says of a file that is not there: whether its directory is.
+// Windows' error for a missing file, which depends on whether its directory exists.
 DWORD MissingError(const std::string& path);
 
 // Whether the process is granted these rights.
 bool MayAccess(const File& file, std::uint32_t rights);
 
-// The error of making a directory at a name, whose parent has to be there; it is made when that is 0.
+// Makes a directory, whose parent must exist. Returns the error; 0: it was made.
 DWORD MakeDirectory(const FileName& name);
 
-// The error of making a file, or a directory with the right to that, at a path where there is none; 0 when that is
-// possible.
+// The error of making a file at a path where there is none; 0 if it can be made. `rights` are those needed on the
+// containing directory: FILE_ADD_SUBDIRECTORY for making a directory.
 DWORD CreateError(const std::string& path, std::uint32_t rights = FILE_ADD_FILE);
 
-// How a call is asked to open a file or directory.
+// The parameters of opening a file or directory.
 struct Opening
 {
     DWORD access; // without generic rights
@@ -49,15 +49,15 @@ struct Opening
     DWORD disposition;
     DWORD flags = 0;
 
-    bool Replaces() const; // the content
+    bool Replaces() const; // whether the content is replaced
     bool Writes() const;
 };
 
-// The error of opening a file as CreateFileW does, or of making it; 0 when that is possible.
+// The error of opening or making a file as CreateFileW does; 0 if that is possible.
 DWORD OpenError(const FileName& name, const Opening& opening);
 
-// The file or directory of a path. What is not there, directories on the way included, is made as the process makes
-// it: with an owner, and with the access list that its directory hands down.
+// The file or directory of a path. If it or its parents do not exist, they are made with the owner and the inherited
+// access list that the process would give them.
 File& OpenOrMake(const std::string& path, bool isDirectory);
 
 } // namespace winsim

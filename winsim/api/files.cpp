@@ -63,7 +63,7 @@ BOOL Delete(Call& call, const FileName& name)
     });
 }
 
-// The error of a copy's reading side.
+// The error of reading a copy's source.
 DWORD CopySourceError(const FileName& name)
 {
     if (name.error != ERROR_SUCCESS)
@@ -76,7 +76,7 @@ DWORD CopySourceError(const FileName& name)
     return winsim::SharingError(*file, FILE_READ_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
 }
 
-// The error of a copy's writing side.
+// The error of writing a copy's target.
 DWORD CopyTargetError(const FileName& name, const File* source, bool failIfExists)
 {
     if (name.error != ERROR_SUCCESS)
@@ -86,7 +86,7 @@ DWORD CopyTargetError(const FileName& name, const File* source, bool failIfExist
         return CreateError(name.path);
     if (failIfExists)
         return ERROR_FILE_EXISTS;
-    // A file that runs is mapped into memory, which a copy over it would have to change.
+    // A running program or library is mapped into memory, so its file cannot be overwritten.
     if (file == source || file->isInUse)
         return ERROR_SHARING_VIOLATION;
     const bool isGuarded = (file->Attributes() & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN)) != 0;
@@ -95,7 +95,7 @@ DWORD CopyTargetError(const FileName& name, const File* source, bool failIfExist
     return winsim::SharingError(*file, FILE_WRITE_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE);
 }
 
-// A copy takes over what a file is, not where it stands and who may use it.
+// A copy gets the file's content and attributes, but keeps its own path and security.
 void CopyOver(const File& source, File& target)
 {
     target.content = source.content;
@@ -118,7 +118,7 @@ BOOL Copy(Call& call, const FileName& from, const FileName& to, BOOL failIfExist
     });
 }
 
-// The error of giving a file or directory another name, as far as it or a file in it is open.
+// The error that open handles to a file or directory, or to files in it, give to renaming it.
 DWORD HeldError(const File& source)
 {
     const DWORD error = winsim::UnlinkError(source);
@@ -158,7 +158,7 @@ BOOL Move(Call& call, const FileName& from, const FileName& to, bool mayReplace)
     return call.Done(TRUE);
 }
 
-// Windows notes the names for its next start. Only the one that is to be moved must be there.
+// Notes a move for the next start of Windows. Only the source must exist.
 BOOL MoveAtNextStart(Call& call, const FileName& from, const FileName* to)
 {
     if (from.error != ERROR_SUCCESS)
@@ -171,14 +171,14 @@ BOOL MoveAtNextStart(Call& call, const FileName& from, const FileName* to)
     return call.Done(TRUE);
 }
 
-// A volume of the simulated machine is a drive.
+// The volume's serial number: each drive of the simulated machine is a volume.
 DWORD VolumeOf(const File& file)
 {
     constexpr DWORD kFirstVolume = 0x5AFE0000;
     return kFirstVolume + static_cast<unsigned char>(winsim::FoldCase(file.path.substr(0, 1)).front());
 }
 
-// Makes the file that is missing, or empties one that is to be replaced.
+// Makes the file if it is missing, and empties it if its content is replaced.
 File& OpenForUse(const FileName& name, const winsim::Opening& opening)
 {
     constexpr DWORD kSettable = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN;
@@ -277,7 +277,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
         .In("dwCreationDisposition", dwCreationDisposition)
         .In("dwFlagsAndAttributes", dwFlagsAndAttributes)
         .In("hTemplateFile", hTemplateFile);
-    // A fault without an error is a result of zero: no handle, and no failure that the value tells of.
+    // A fault without an error gives a null handle, which is not the value that reports a failure.
     if (const auto fault = call.Fault())
         return *fault == ERROR_SUCCESS ? call.Done(HANDLE{}) : call.Fail(INVALID_HANDLE_VALUE, *fault);
     const bool opensLink = (dwFlagsAndAttributes & FILE_FLAG_OPEN_REPARSE_POINT) != 0;
@@ -332,7 +332,7 @@ DWORD WINAPI GetFinalPathNameByHandleW(HANDLE hFile, LPWSTR lpszFilePath, DWORD 
         if (open == nullptr)
             return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
         const std::u16string path = u"\\\\?\\" + winsim::Utf16(open->path);
-        // Without room for it, the length with the terminator.
+        // If the buffer is too small, the result is the needed size with the terminator.
         if (path.size() >= cchFilePath)
             return call.Done(static_cast<DWORD>(path.size() + 1));
         std::copy_n(path.c_str(), path.size() + 1, lpszFilePath);

@@ -1,4 +1,4 @@
-// Shell folders.
+// The calls that find the shell's and Windows' folders, and those that make directories.
 #include "winsim/api/file_access.h"
 #include "winsim/base/text.h"
 #include "winsim/machine/files.h"
@@ -21,7 +21,7 @@ namespace
 struct KnownFolder
 {
     int csidl;
-    const char* name; // in the machine's description
+    const char* name; // its key in the machine's description
 };
 
 constexpr KnownFolder kKnownFolders[] = {
@@ -31,8 +31,10 @@ constexpr KnownFolder kKnownFolders[] = {
     {CSIDL_PROGRAM_FILES, "programFiles"},
 };
 
-// Finds the path of a folder (UTF-8). E_INVALIDARG for a number that is no folder's, E_FAIL when the machine has no
-// such folder.
+// Finds the path of a folder (UTF-8). Returns
+//     S_OK           found
+//     E_INVALIDARG   no folder has this number
+//     E_FAIL         the machine does not have this folder
 HRESULT FindFolder(int csidl, std::string& path)
 {
     for (const KnownFolder& known : kKnownFolders)
@@ -48,10 +50,10 @@ HRESULT FindFolder(int csidl, std::string& path)
     return E_INVALIDARG;
 }
 
-// The longest path that a directory can be made at, with its terminator.
+// The length limit of a directory's path, with its terminator.
 constexpr std::size_t kLongestDirectory = 248;
 
-// Makes a directory with all its missing parents, as the shell does: one after the other. Returns a Win32 error.
+// Makes a directory and its missing parents one after the other, as the shell does. Returns a Win32 error.
 DWORD CreateDirectories(const std::string& path)
 {
     const bool isThere = Simulation::Current().machine.files.IsDirectory(path);
@@ -69,7 +71,7 @@ DWORD CreateDirectories(const std::string& path)
 int CreateDirectoriesAt(Call& call, const std::string& name)
 {
     return call.StatusOf([&]() -> DWORD {
-        // A path from the root of the current drive will do, one from the current directory will not.
+        // A path may begin at the root of the current drive, but not be relative to the current directory.
         const bool hasDrive = name.size() >= 2 && name[1] == ':';
         if (!hasDrive && !name.starts_with('\\'))
             return ERROR_BAD_PATHNAME;
@@ -80,8 +82,8 @@ int CreateDirectoriesAt(Call& call, const std::string& name)
     });
 }
 
-// Finds a folder's path as the shell does: the directory has to be there, or is made when the flags beside the folder's
-// number ask for that.
+// Finds a folder's path as the shell does: the directory must exist, unless the flags in the folder's number ask for
+// making it or for not checking.
 HRESULT FindShellFolder(int csidl, std::string& path)
 {
     if (const HRESULT result = FindFolder(csidl & ~(CSIDL_FLAG_CREATE | CSIDL_FLAG_DONT_VERIFY), path); FAILED(result))
@@ -103,7 +105,7 @@ std::u16string TextFor(const char16_t*, const std::string& utf8)
     return winsim::Utf16(utf8);
 }
 
-// Tells a folder as the shell's calls do, which take a buffer of MAX_PATH characters.
+// Stores a folder's path as the shell's calls do, in a buffer of MAX_PATH characters.
 template <typename Character>
 HRESULT TellShellFolder(Call& call, int csidl, Character* buffer)
 {
@@ -116,7 +118,8 @@ HRESULT TellShellFolder(Call& call, int csidl, Character* buffer)
     return S_OK;
 }
 
-// Tells a folder as the calls do that take a buffer of a size: its length, or the size that it takes.
+// Stores a folder's path in a buffer of `size` characters. Returns its length or, if it does not fit, the size it
+// needs.
 template <typename Character>
 UINT TellFolder(Call& call, int csidl, Character* buffer, UINT size)
 {

@@ -14,10 +14,10 @@ BOOL WINAPI CloseHandle(HANDLE hObject)
     Call call{"CloseHandle"};
     call.In("hObject", hObject);
     return call.SuccessOfClosing([&]() -> DWORD {
-        // The same value stands for the process itself, which there is nothing to close of, and for no file.
+        // This value also means the current process, whose handle need not be closed.
         if (hObject == INVALID_HANDLE_VALUE)
             return ERROR_SUCCESS;
-        // Handles of other kinds have a closing function of their own.
+        // Other kinds of handles have their own functions for closing.
         const bool isClosed =
             Simulation::Current()
                 .handles.CloseAnyOf<winsim::OpenFile, winsim::OpenProcessHandle, winsim::OpenThread, winsim::OpenToken>(

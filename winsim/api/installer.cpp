@@ -17,7 +17,7 @@ UINT WINAPI MsiGetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPWSTR szValueBu
 {
     Call call{"MsiGetPropertyW"};
     Simulation& simulation = Simulation::Current();
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): a session's handle is a number that looks like a pointer
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a session's handle is kept as a pointer
     const auto* session = reinterpret_cast<const void*>(std::uintptr_t{hInstall});
     call.In("hInstall", session).In("szName", szName);
     if (pcchValueBuf != nullptr)
@@ -41,7 +41,7 @@ UINT WINAPI MsiGetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPWSTR szValueBu
         if (answer.error != ERROR_SUCCESS || szValueBuf == nullptr)
             return answer.error;
 
-        // What fits is put into the buffer, with its terminator: even an empty text needs room for that.
+        // Stores as much of the text as fits, always with a terminator.
         if (room != 0)
         {
             *std::copy_n(text.begin(), std::min<std::size_t>(text.size(), room - 1), szValueBuf) = u'\0';

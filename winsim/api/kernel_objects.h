@@ -1,4 +1,4 @@
-// What the handles stand for that CloseHandle closes, beside files.
+// The objects, other than files, whose handles CloseHandle closes.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ struct OpenThread
     static constexpr char kKind[] = "thread";
 };
 
-// The process's own token.
+// The token of the process.
 struct OpenToken
 {
     static constexpr char kKind[] = "token";

@@ -28,12 +28,12 @@ using winsim::Simulation;
 namespace
 {
 
-// A library that Windows has loaded into every process: a search finds this one first.
+// A library that is loaded in every process, so Windows finds it before any search.
 constexpr char kAlwaysLoaded[] = "kernel32.dll";
 
 // ---- The search -----------------------------------------------------------------------------------------------------
 
-// Where Windows looks for a library whose name has no drive, in its order.
+// The folders that Windows searches for a library without a full path, in order.
 std::vector<std::string> SearchFolders()
 {
     const Simulation& simulation = Simulation::Current();
@@ -51,7 +51,7 @@ std::vector<std::string> SearchFolders()
     return folders;
 }
 
-// A name without an extension stands for a .dll.
+// A name without an extension means a .dll.
 std::string WithExtension(const std::string& name)
 {
     const std::string base = name.substr(name.find_last_of("\\/:") + 1);
@@ -71,11 +71,11 @@ LibraryFile FileAt(const std::string& path)
     const File* file = name.error == ERROR_SUCCESS ? Simulation::Current().machine.files.Find(name.path) : nullptr;
     if (file == nullptr)
         return {};
-    // By the name that it has, unless a link gave it another.
+    // The spelling is the file's own, unless it was reached through a link.
     return {file, winsim::SameName(file->path, name.named) ? file->path : name.named};
 }
 
-// The file that a library's name leads to.
+// The file that Windows loads for a library's name.
 LibraryFile FindLibraryFile(const std::string& name)
 {
     const std::string whole = WithExtension(name);
@@ -92,7 +92,7 @@ LibraryFile FindLibraryFile(const std::string& name)
     return {};
 }
 
-// What a file is when it is loaded; nothing when it is no library.
+// The library in a file; none if the file is not a library.
 std::optional<Library> LibraryOf(const File& file)
 {
     if (!file.library && winsim::IsResourceLibrary(file.path))
@@ -120,7 +120,7 @@ HMODULE Load(Call& call, const winsim::FileName& name, const std::string& given)
         simulation.images.push_back(file->path);
         winsim::HandleTable& handles = simulation.handles;
         void* const handle = handles.Open(LoadedLibrary{path, *library});
-        // Texts are in use for as long as the process likes.
+        // A library of texts may stay loaded until the process ends.
         if (library->IsForTexts(file->path))
             handles.MayKeep(handle);
         return call.Done(static_cast<HMODULE>(handle));
@@ -138,7 +138,7 @@ void Raise(const std::string& thing)
     }
 }
 
-// Calls the function that a slot of the loader's list stands for.
+// Calls the function at a position in the loader's list.
 LONG_PTR CallLibraryFunction(std::size_t slot)
 {
     Simulation& simulation = Simulation::Current();
@@ -159,7 +159,7 @@ LONG_PTR CallLibraryFunction(std::size_t slot)
     return call.Done(int{what.result});
 }
 
-// A function pointer carries nothing with it, so each slot has a function of its own.
+// A function pointer carries no data, so each position has its own function.
 constexpr std::size_t kSlots = 256;
 
 template <std::size_t Slot>
@@ -176,7 +176,7 @@ constexpr std::array<FARPROC, kSlots> MakeSlots(std::index_sequence<Slots...>)
 
 constexpr std::array<FARPROC, kSlots> kSlotFunctions = MakeSlots(std::make_index_sequence<kSlots>());
 
-// The slot of a library's function; null when there are no more.
+// The pointer to a library's function; null if all slots are in use.
 FARPROC SlotOf(const void* library, const std::string& name)
 {
     auto& functions = Simulation::Current().loader.functions;
@@ -190,7 +190,7 @@ FARPROC SlotOf(const void* library, const std::string& name)
     return kSlotFunctions[functions.size() - 1];
 }
 
-// A function of the simulated machine itself; null when the library is none of Windows' or lacks it here.
+// A function of the simulated Windows; null if the library is not one of Windows' or lacks the function.
 FARPROC FindSystemFunction(const LoadedLibrary& loaded, const std::string& name)
 {
     const bool isSystem = winsim::SameName(Files::ParentOf(loaded.path), winsim::FolderNamed("system"));

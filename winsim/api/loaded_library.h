@@ -1,4 +1,4 @@
-// What a library handle stands for.
+// The object of a library's handle.
 #pragma once
 
 #include "winsim/machine/libraries.h"
@@ -8,7 +8,7 @@
 namespace winsim
 {
 
-// What the library does and holds was settled when it was loaded.
+// A copy of the library as it was when it was loaded.
 struct LoadedLibrary
 {
     static constexpr char kKind[] = "library";

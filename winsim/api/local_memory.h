@@ -1,4 +1,4 @@
-// Memory that a call hands out for the process to give back with LocalFree.
+// Memory that a call allocates and the process frees with LocalFree.
 #pragma once
 
 namespace winsim

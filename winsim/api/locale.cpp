@@ -18,8 +18,8 @@ using winsim::Simulation;
 namespace
 {
 
-// The identifiers that stand for the user's language, for the system's, and for a language of somebody's own making,
-// which nobody made here.
+// The identifiers that mean the default language of the user, of the system or of a custom locale. On the simulated
+// machine all of them are the user's language.
 constexpr LANGID kDefaults[] = {0x0000, 0x0400, 0x0800, 0x0C00, 0x1000, 0x1400};
 
 const Language* LanguageOf(LCID locale)
@@ -52,7 +52,7 @@ int WINAPI GetLocaleInfoA(LCID Locale, LCTYPE LCType, LPSTR lpLCData, int cchDat
             return call.Done(size);
         if (cchData < size)
         {
-            // The buffer is left without a terminator.
+            // Windows fills the buffer without a terminator.
             std::memcpy(lpLCData, text.data(), static_cast<std::size_t>(cchData));
             return call.Fail(0, ERROR_INSUFFICIENT_BUFFER);
         }

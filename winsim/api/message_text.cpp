@@ -1,4 +1,4 @@
-// Message texts with places for inserts.
+// FormatMessage: message texts with inserts.
 #include "winsim/api/local_memory.h"
 #include "winsim/base/text.h"
 #include "winsim/process/gate.h"
@@ -21,7 +21,7 @@ using winsim::Simulation;
 namespace
 {
 
-// The values of the inserts, by their numbers from 1 on.
+// The values of the inserts, numbered from 1.
 class Inserts
 {
 public:
@@ -38,7 +38,7 @@ private:
     const DWORD_PTR* m_values;
 };
 
-// A width, with "-" for text at its left end, and the precision after a period.
+// The field of an insert: width, "-" for left alignment, and precision after a period.
 struct Field
 {
     bool isLeft = false;
@@ -71,7 +71,7 @@ bool TakeOne(std::u16string_view& text, char16_t c)
     return true;
 }
 
-// An insert by the format between its exclamation marks, such as "s", "-10s", "d" or "08X".
+// Formats an insert. `format` is the text between the exclamation marks, such as "s", "-10s", "d" or "08X".
 std::u16string FormatInsert(std::u16string_view format, const Inserts& inserts, std::size_t number)
 {
     Field field;
@@ -98,7 +98,7 @@ std::u16string FormatInsert(std::u16string_view format, const Inserts& inserts, 
 
 constexpr std::u16string_view kLineBreak = u"\r\n";
 
-// Takes a place such as "1" or "12!-10s!" off the message. Nothing when its format does not end.
+// Removes an insert such as "1" or "12!-10s!" from the message and returns its text; none if its format does not end.
 std::optional<std::u16string> TakeInsert(std::u16string_view& message, const Inserts& inserts)
 {
     std::u16string_view digits = message.substr(0, 2);
@@ -115,7 +115,7 @@ std::optional<std::u16string> TakeInsert(std::u16string_view& message, const Ins
     return FormatInsert(format, inserts, number);
 }
 
-// What a letter after a percent sign stands for.
+// The text of an escape sequence: a percent sign and this letter.
 std::u16string Escaped(char16_t letter)
 {
     switch (letter)
@@ -131,7 +131,7 @@ std::u16string Escaped(char16_t letter)
     }
 }
 
-// The text of a message; nothing when its places are not well formed.
+// The text of a message; none if an insert is malformed.
 std::optional<std::u16string> Expand(std::u16string_view message, const Inserts& inserts)
 {
     std::u16string text;
@@ -141,7 +141,7 @@ std::optional<std::u16string> Expand(std::u16string_view message, const Inserts&
         message.remove_prefix(1);
         if (c == u'\r' || c == u'\n')
         {
-            // However a line ends in the message, in the text it ends as Windows ends lines.
+            // Every kind of line break in the message becomes Windows' line break.
             if (c == u'\r')
                 TakeOne(message, u'\n');
             text += kLineBreak;
@@ -181,7 +181,8 @@ DWORD WINAPI FormatMessageA(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, 
     call.In("dwFlags", dwFlags).In("lpSource", message).In("dwMessageId", dwMessageId);
     call.In("dwLanguageId", dwLanguageId).In("nSize", nSize);
     return call.ResultOf(DWORD{0}, [&] {
-        // Texts from a string with an array of inserts are all that there is here, in a buffer of either side.
+        // Only messages from a string, with an array of inserts, are supported; the buffer may be the caller's or
+        // allocated.
         const bool isAllocating = (dwFlags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
         if ((dwFlags & ~FORMAT_MESSAGE_ALLOCATE_BUFFER) !=
                 (FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY) ||

@@ -1,4 +1,4 @@
-// What a process may do to protect itself.
+// The policies with which a process protects itself.
 #include "winsim/process/gate.h"
 #include "winsim/process/simulation.h"
 
@@ -30,7 +30,7 @@ BOOL WINAPI SetProcessMitigationPolicy(PROCESS_MITIGATION_POLICY MitigationPolic
         if (!isKnown || dwLength != sizeof flags)
             return ERROR_INVALID_PARAMETER;
         const bool isEnforced = (flags & kEnforceRedirectionTrust) != 0;
-        // A protection is for good.
+        // A protection cannot be switched off again.
         if (simulation.enforcesRedirectionTrust && !isEnforced)
             return ERROR_ACCESS_DENIED;
         simulation.enforcesRedirectionTrust = isEnforced;

@@ -20,7 +20,7 @@ struct BstrBlock
     static constexpr char kKind[] = "bstr";
 };
 
-// A string's length in bytes stands right before it.
+// The length of a string in bytes is stored directly before it.
 constexpr std::size_t kPrefix = 8;
 
 const void* BlockOf(BSTR text)
@@ -77,7 +77,7 @@ HRESULT WINAPI VariantClear(VARIANTARG* pvarg)
 {
     Call call{"VariantClear", CallKind::Housekeeping};
     call.In("pvarg", pvarg);
-    // One that was never handed to anybody may be cleared too.
+    // A variant that was never passed to a call may be cleared too.
     if (Simulation::Current().handles.IsOpen<winsim::HeldVariant>(pvarg))
         call.Close<winsim::HeldVariant>(pvarg);
     const auto fault = call.Fault();

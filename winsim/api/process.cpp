@@ -28,8 +28,8 @@ bool IsBlank(char16_t c)
     return c == u' ' || c == u'\t';
 }
 
-// Splits a command line by Windows' rules: the program's name ends at a blank or its closing quotation mark; after it,
-// backslashes only matter before a quotation mark.
+// Splits a command line by Windows' rules: the program's name ends at a blank or at its closing quotation mark; in the
+// rest, backslashes are special only before a quotation mark.
 std::vector<std::u16string> SplitCommandLine(const std::u16string& line)
 {
     std::vector<std::u16string> words;
@@ -77,7 +77,7 @@ std::vector<std::u16string> SplitCommandLine(const std::u16string& line)
                 word += u'"';
             else if (isQuoted && i < line.size() && line[i] == u'"')
             {
-                // Two quotation marks inside quoted text stand for one, and the quoted text ends.
+                // Two quotation marks in quoted text mean one quotation mark and the end of the quoted text.
                 word += u'"';
                 ++i;
                 isQuoted = false;
@@ -104,7 +104,7 @@ LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs)
     LPWSTR* const none = nullptr;
     return call.ResultOf(none, [&] {
         Simulation& simulation = Simulation::Current();
-        // An empty line gives the program's path, blanks and all.
+        // For an empty line the only word is the program's path, even if it contains blanks.
         const std::vector<std::u16string> words =
             *lpCmdLine != 0 ? SplitCommandLine(lpCmdLine)
                             : std::vector<std::u16string>{winsim::Utf16(simulation.machine.process.path)};
@@ -112,7 +112,7 @@ LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs)
         for (const std::u16string& word : words)
             size += (word.size() + 1) * sizeof(WCHAR);
 
-        // One block: the array of pointers, then the words.
+        // A single block: the array of pointers, followed by the words.
         auto* argv = static_cast<LPWSTR*>(simulation.handles.Allocate<winsim::LocalBlock>(size));
         auto* text = reinterpret_cast<WCHAR*>(argv + words.size() + 1);
         Json list = Json::array();
@@ -173,7 +173,7 @@ HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes)
     call.In("uFlags", uFlags).In("uBytes", static_cast<std::uint64_t>(uBytes));
     return call.ResultOf(HLOCAL{nullptr}, [&] {
         void* block = Simulation::Current().handles.Allocate<winsim::LocalBlock>(uBytes);
-        // What was not asked to be zero is not: a program that relies on it is found out.
+        // Memory that need not be zero is not, so that a program that relies on zeros fails.
         std::memset(block, (uFlags & LMEM_ZEROINIT) != 0 ? 0 : 0xCD, uBytes);
         return call.Done(block);
     });
@@ -185,7 +185,7 @@ HLOCAL WINAPI LocalFree(HLOCAL hMem)
     call.In("hMem", hMem);
     if (hMem == nullptr)
         return call.Done(HLOCAL{nullptr});
-    // The block is freed although the call is to fail: no program tries again.
+    // The block is freed even if the call has to fail, because no program tries again.
     const auto fault = call.Fault();
     if (!call.Free<winsim::LocalBlock>(hMem))
         return call.Fail(hMem, ERROR_INVALID_HANDLE);

@@ -32,11 +32,11 @@ constexpr DWORD kProcessAllAccess = 0x1FFFFF;
 constexpr DWORD kReadModules = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ;
 constexpr std::size_t kLongestCommandLine = 32766;
 
-// What a handle to a process with the needed rights stands for. When there is none, sets the error.
+// The process of a handle that has the needed rights; otherwise none, and `error` is set.
 std::optional<OpenProcessHandle> OpenedWith(const Call& call, DWORD neededAccess, HANDLE handle, DWORD& error)
 {
     const Simulation& simulation = Simulation::Current();
-    // The handle of the current process, which nobody opens.
+    // The pseudo-handle of the current process, which is never opened.
     if (handle == INVALID_HANDLE_VALUE)
         return OpenProcessHandle{simulation.machine.process.processId, kProcessAllAccess};
     const auto* open = call.Find<OpenProcessHandle>(handle);
@@ -53,7 +53,7 @@ std::optional<OpenProcessHandle> OpenedWith(const Call& call, DWORD neededAccess
     return *open;
 }
 
-// Where a command line's program ends and its arguments begin.
+// A command line, split into program and arguments.
 struct CommandLineParts
 {
     std::string program;
@@ -66,7 +66,7 @@ std::string WithoutLeadingBlanks(const std::string& text)
     return start == std::string::npos ? std::string() : text.substr(start);
 }
 
-// The program's name as a command line gives it: in quotation marks, or up to the first blank.
+// The program's name in a command line: the text in quotation marks, or up to the first blank.
 std::string ProgramNameIn(const std::string& line)
 {
     if (line.starts_with('"'))
@@ -74,7 +74,7 @@ std::string ProgramNameIn(const std::string& line)
     return line.substr(0, line.find_first_of(" \t"));
 }
 
-// The own path of a program's file; nothing when there is none.
+// The real path of a program's file; none if there is no such file.
 std::optional<std::string> ProgramAt(const std::string& name)
 {
     const winsim::Machine& machine = Simulation::Current().machine;
@@ -91,7 +91,7 @@ bool HasFolder(const std::string& name)
     return name.find_first_of("\\/:") != std::string::npos;
 }
 
-// Where Windows looks for a program whose name has no path, in its order.
+// The folders that Windows searches for a program without a path, in order.
 std::vector<std::string> ProgramFolders()
 {
     const winsim::ProcessInfo& process = Simulation::Current().machine.process;
@@ -103,7 +103,7 @@ std::vector<std::string> ProgramFolders()
     return folders;
 }
 
-// A program as it can be found: a full path, or nothing.
+// The full path of the program that Windows finds for a name; none if it finds no program.
 std::optional<std::string> FindProgram(const std::string& name)
 {
     std::vector<std::string> names{name};
@@ -123,8 +123,8 @@ std::optional<std::string> FindProgram(const std::string& name)
     return std::nullopt;
 }
 
-// Takes a command line apart the way CreateProcess does when no program is named: quotation marks decide, and without
-// them each blank may be the end of the program's name.
+// Splits a command line as CreateProcess does if no program is named: at the closing quotation mark or, without
+// quotation marks, at the first blank before which there is the name of a program.
 std::optional<CommandLineParts> SplitByProgram(const std::string& line)
 {
     if (line.starts_with('"'))
@@ -144,7 +144,7 @@ std::optional<CommandLineParts> SplitByProgram(const std::string& line)
     }
 }
 
-// The error of running what is no program.
+// The error of starting a program that cannot be found.
 DWORD MissingProgramError(const std::string& name)
 {
     const winsim::FileName full = winsim::FullName(name);
@@ -155,7 +155,7 @@ DWORD MissingProgramError(const std::string& name)
     return HasFolder(name) ? winsim::MissingError(full.path) : DWORD{ERROR_FILE_NOT_FOUND};
 }
 
-// A start-up record as it is recorded: all of its members.
+// All members of the start-up information, for a recorded call.
 Json Noted(const STARTUPINFOW& startup)
 {
     const auto text = [](const char16_t* wide) { return wide == nullptr ? Json() : Json(winsim::Utf8(wide)); };
@@ -180,7 +180,7 @@ Json Noted(const STARTUPINFOW& startup)
             {"hStdError", handles.NameOf(startup.hStdError)}};
 }
 
-// A command line as it is recorded: without the passwords in it.
+// A command line without its passwords, for a recorded call.
 Json ShownCommandLine(LPCWSTR commandLine)
 {
     return commandLine == nullptr ? Json()
@@ -213,7 +213,7 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
         CommandLineParts parts;
         if (lpApplicationName != nullptr)
         {
-            // The command line is handed over as it stands; its first word is only by convention the program's name.
+            // The command line is passed on unchanged: only by convention is its first word the program's name.
             const std::string name = winsim::Utf8(lpApplicationName);
             const auto program = ProgramAt(name);
             if (!program)
@@ -231,7 +231,7 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
             !simulation.machine.files.IsDirectory(winsim::RealPath(winsim::Utf8(lpCurrentDirectory))))
             return ERROR_DIRECTORY;
 
-        // A file that nobody describes as a program is none.
+        // A file is a program only if it is described as one.
         if (!simulation.machine.programs.IsDescribed(parts.program))
             return ERROR_BAD_EXE_FORMAT;
         const ProgramRun run = simulation.machine.programs.RunOf(parts.program, parts.arguments);
@@ -293,7 +293,7 @@ HANDLE WINAPI OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwPr
     return call.ResultOf(none, [&] {
         Simulation& simulation = Simulation::Current();
         const RunningProcess* process = simulation.machine.processes.Find(dwProcessId);
-        // The idle process is listed and cannot be opened.
+        // The idle process is listed but cannot be opened.
         if (process == nullptr || dwProcessId == 0)
             return call.Fail(none, ERROR_INVALID_PARAMETER);
         if ((process->deniedAccess & dwDesiredAccess) != 0)

@@ -1,8 +1,8 @@
-// What a simulated program's exit() leads to.
+// The exit() of a simulated program.
 #pragma once
 
 extern "C"
 {
-    // Ends the process with an exit code, after its static destruction. The frames that are left are not cleaned up.
+    // Runs the static destructors and ends the process with an exit code. Its stack is not unwound.
     [[noreturn]] void winsim_exit(int status);
 }

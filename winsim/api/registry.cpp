@@ -19,7 +19,7 @@ using winsim::Simulation;
 namespace
 {
 
-// What a key handle stands for.
+// The object of a key's handle.
 struct OpenKey
 {
     static constexpr char kKind[] = "key";
@@ -33,7 +33,7 @@ bool IsPredefined(HKEY key)
     return key == HKEY_LOCAL_MACHINE || key == HKEY_CURRENT_USER || key == HKEY_CLASSES_ROOT || key == HKEY_USERS;
 }
 
-// The path that a handle and a name below it lead to; nothing when the handle is no key.
+// The path of a key's handle and a subkey; none if the handle is not that of a key.
 std::optional<std::string> PathOf(const Call& call, HKEY key, const std::string& subKey)
 {
     std::string path;
@@ -58,7 +58,7 @@ std::optional<std::string> PathOf(const Call& call, HKEY key, const std::string&
     return path;
 }
 
-// The functions below give a call's status.
+// The functions below return the call's status.
 
 LSTATUS GiveHandle(Call& call, const std::string& path, REGSAM access, PHKEY result)
 {
@@ -78,8 +78,8 @@ LSTATUS OpenKeyAt(Call& call, const std::string& path, REGSAM access, PHKEY resu
     return GiveHandle(call, path, access, result);
 }
 
-// The key of a path. What is not there, keys on the way included, is made as the process makes it: with an owner, and
-// with the access list that the key above hands down.
+// The key of a path. If it or its parents do not exist, they are made with the owner and the inherited access list that
+// the process would give them.
 RegistryKey& OpenOrMakeKey(const std::string& path)
 {
     winsim::Machine& machine = Simulation::Current().machine;
@@ -117,7 +117,7 @@ LSTATUS DeleteValue(Call& call, HKEY key, const std::string& name)
     });
 }
 
-// Stored bytes as an ANSI caller sees them: the characters of text are converted, terminators and all.
+// The bytes of a value for an ANSI caller: text is converted, with its terminators.
 std::string AnsiBytes(const RegistryValue& value)
 {
     if (!winsim::IsTextType(value.type))
@@ -130,7 +130,7 @@ std::string AnsiBytes(const RegistryValue& value)
     return winsim::CodePage::Get(codePage).FromUtf16(units);
 }
 
-// Bytes as they are noted in a recorded call.
+// A value's bytes for a recorded call.
 Json NotedData(DWORD type, const std::string& bytes)
 {
     if (winsim::IsTextType(type))
@@ -191,7 +191,7 @@ LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR
 
         winsim::Registry& registry = simulation.machine.registry;
         const bool isNew = registry.Find(*path) == nullptr;
-        // The nearest key that is there must let a key be made below it.
+        // The nearest existing key must grant the right to make a subkey.
         std::string nearest = *path;
         while (registry.Find(nearest) == nullptr && nearest.find('\\') != std::string::npos)
             nearest.resize(nearest.rfind('\\'));
@@ -205,7 +205,7 @@ LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR
         if (lpdwDisposition != nullptr)
             *lpdwDisposition = disposition;
         call.Out("lpdwDisposition", disposition);
-        // Whoever makes a key gets the rights asked for, whatever the key above hands down.
+        // The maker of a key gets the requested rights, whatever access list the new key inherits.
         return isNew ? GiveHandle(call, *path, samDesired, phkResult) : OpenKeyAt(call, *path, samDesired, phkResult);
     });
 }
@@ -244,7 +244,7 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
         if (room < bytes.size())
             return ERROR_MORE_DATA;
         std::memcpy(lpData, bytes.data(), bytes.size());
-        // Text that was stored without a terminator gets one when there is room, which the size does not count.
+        // Text stored without a terminator gets one if there is room; the returned size does not include it.
         if (winsim::IsTextType(value->type) && !bytes.empty() && bytes.back() != '\0' && room > bytes.size())
             lpData[bytes.size()] = 0;
         if (call.IsRecording())
@@ -274,7 +274,7 @@ LSTATUS WINAPI RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD Reserved, DWO
 
         if (winsim::IsTextType(dwType))
         {
-            // Windows stores text as UTF-16, with the terminator that a caller has but did not count.
+            // Windows includes the terminator that follows the data even if the caller did not count it.
             if (!bytes.empty() && bytes.back() != '\0' && lpData[cbData] == 0)
                 bytes += '\0';
             std::string stored;

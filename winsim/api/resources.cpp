@@ -1,4 +1,4 @@
-// Texts in the resources of a library.
+// LoadString: texts in the resources of a library.
 #include "winsim/api/loaded_library.h"
 #include "winsim/base/text.h"
 #include "winsim/process/gate.h"
@@ -17,7 +17,7 @@ using winsim::Simulation;
 namespace
 {
 
-// Texts are stored in blocks of this many; a text of a block that is there may be empty.
+// Texts are stored in blocks of this many. If a block exists, its missing texts are empty.
 constexpr UINT kTextsPerBlock = 16;
 
 UINT BlockOf(UINT id)
@@ -30,7 +30,7 @@ bool HasBlock(const winsim::Texts& texts, UINT block)
     return std::ranges::any_of(texts, [&](const auto& text) { return BlockOf(text.first) == block; });
 }
 
-// As much of a text as fits into a number of bytes, without half a character at its end.
+// As many whole characters of a text as fit into a number of bytes.
 std::string CutToFit(const std::string& ansi, std::size_t room)
 {
     const auto& codePage = winsim::CodePage::Get(Simulation::Current().machine.windows.codePage);
@@ -57,7 +57,7 @@ int WINAPI LoadStringA(HINSTANCE hInstance, UINT uID, LPSTR lpBuffer, int cchBuf
         if (cchBufferMax <= 0)
             return call.Done(-1);
         *lpBuffer = '\0';
-        // The program's own file holds no texts.
+        // The program itself has no string resources.
         if (hInstance == nullptr)
             return call.Fail(0, ERROR_RESOURCE_TYPE_NOT_FOUND);
         Simulation& simulation = Simulation::Current();

@@ -1,4 +1,4 @@
-// Tells which folders are searched.
+// Looks up the folders that Windows searches.
 #include "winsim/api/search_folders.h"
 
 #include "winsim/process/simulation.h"

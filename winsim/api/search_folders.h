@@ -7,10 +7,10 @@
 namespace winsim
 {
 
-// One of the machine's folders ("system", "windows", ...), or an empty text.
+// The path of one of the machine's folders ("system", "windows", ...); empty if it is not described.
 std::string FolderNamed(const char* name);
 
-// The folders of the variable PATH, in order.
+// The folders in the environment variable PATH, in order.
 std::vector<std::string> PathFolders();
 
 } // namespace winsim

@@ -42,7 +42,7 @@ Json NotedEntries(ULONG count, const EXPLICIT_ACCESS_W* entries)
     return list;
 }
 
-// The access list of explicit entries, each for a trustee of its own. Returns a Win32 error.
+// Makes an access list of explicit entries. Returns a Win32 error.
 DWORD ToAccessEntries(const Call& call, ULONG count, const EXPLICIT_ACCESS_W* entries, std::vector<AccessEntry>& list)
 {
     for (ULONG i = 0; i < count; ++i)
@@ -57,7 +57,7 @@ DWORD ToAccessEntries(const Call& call, ULONG count, const EXPLICIT_ACCESS_W* en
         if (!sid)
             return ERROR_INVALID_SID;
         const AccessEntry one{*sid, entry.grfAccessPermissions, entry.grfInheritance, isDenial};
-        // Denials go first.
+        // In a list that Windows makes, denials come first.
         const auto firstGrant =
             std::find_if(list.begin(), list.end(), [](const AccessEntry& other) { return !other.isDenial; });
         list.insert(isDenial ? firstGrant : list.end(), one);
@@ -67,7 +67,7 @@ DWORD ToAccessEntries(const Call& call, ULONG count, const EXPLICIT_ACCESS_W* en
 
 // ---- Named objects --------------------------------------------------------------------------------------------------
 
-// The object of a name: its security, that of what it lies in, and its kind, or a Win32 error.
+// A named object: its security, the security of its container, and its kind; or a Win32 error.
 struct NamedObject
 {
     Security* security = nullptr;
@@ -79,8 +79,8 @@ struct NamedObject
 
 struct RootName
 {
-    const char* name; // in the names of objects
-    const char* root; // in paths of keys
+    const char* name; // in objects' names
+    const char* root; // in the machine's paths of keys
 };
 
 constexpr RootName kRoots[] = {
@@ -108,7 +108,7 @@ NamedObject FindKey(const std::string& name)
     return {.error = ERROR_INVALID_PARAMETER};
 }
 
-// A file or directory under one of its names.
+// The object of a file or directory; `path` may be any of its names.
 NamedObject ObjectOf(winsim::File& file, const std::string& path)
 {
     const winsim::File* parent = Simulation::Current().machine.files.Find(winsim::Files::ParentOf(path));
@@ -127,7 +127,7 @@ NamedObject FindFile(LPCWSTR name)
     return ObjectOf(*file, path.path);
 }
 
-// The object, when the process is granted these rights on it.
+// The object with a name, if the process is granted these rights on it; otherwise an error.
 NamedObject Open(LPCWSTR name, SE_OBJECT_TYPE type, DWORD rights)
 {
     NamedObject object{.error = ERROR_INVALID_PARAMETER};
@@ -142,7 +142,7 @@ NamedObject Open(LPCWSTR name, SE_OBJECT_TYPE type, DWORD rights)
     return object;
 }
 
-// A security descriptor in one block, laid out as Windows does, and the places in it that the caller asked for.
+// A security descriptor in a single block with Windows' layout, and pointers to the parts that the caller asked for.
 struct Descriptor
 {
     PSECURITY_DESCRIPTOR block = nullptr;
@@ -179,7 +179,7 @@ Descriptor MakeDescriptor(const Security& security, SECURITY_INFORMATION wanted)
             list.empty() ? nullptr : reinterpret_cast<PACL>(bytes + header.Dacl)};
 }
 
-// The rights that it takes to change what `information` names.
+// The rights that are needed to change the parts that `information` names.
 DWORD RightsToChange(SECURITY_INFORMATION information)
 {
     DWORD rights = 0;
@@ -195,7 +195,7 @@ DWORD ChangeOwner(const Call& call, Security& security, PSID owner)
     const auto sid = winsim::SidText(call, owner);
     if (!sid)
         return ERROR_INVALID_SID;
-    // Only to itself or to a group that it belongs to can a process give an object.
+    // Without the restore privilege, a process can make only its user or one of its groups the owner.
     const winsim::Token& token = Simulation::Current().machine.token;
     if (!token.Holds(*sid) && !token.IsEnabled("SeRestorePrivilege"))
         return ERROR_INVALID_OWNER;
@@ -230,7 +230,7 @@ DWORD ChangeSecurity(const Call& call, const NamedObject& object, SECURITY_INFOR
     return ERROR_SUCCESS;
 }
 
-// What an open handle stands for, when it carries these rights.
+// The object of an open handle, if the handle has these rights; otherwise an error.
 NamedObject OpenedWith(const Call& call, DWORD rights, HANDLE handle, SE_OBJECT_TYPE type)
 {
     if (type != SE_FILE_OBJECT)
@@ -245,7 +245,7 @@ NamedObject OpenedWith(const Call& call, DWORD rights, HANDLE handle, SE_OBJECT_
     return ObjectOf(*file, file->path);
 }
 
-// Where a caller wants what it asked for; each may be null but the descriptor.
+// The caller's output parameters; all but `descriptor` may be null.
 struct Wanted
 {
     PSID* owner;
@@ -277,7 +277,7 @@ DWORD Tell(Call& call, const Security& security, SECURITY_INFORMATION informatio
     return ERROR_SUCCESS;
 }
 
-// Ends a call about the security of an object: `open` finds the object, `act` gives the status of what is done to it.
+// Ends a call about the security of an object: `open` finds the object, and `act` works on it and returns the status.
 template <typename Open, typename Act>
 DWORD EndWith(Call& call, Open open, Act act)
 {
@@ -299,7 +299,7 @@ DWORD WINAPI SetEntriesInAclW(ULONG cCountOfExplicitEntries, PEXPLICIT_ACCESS_W 
             .In("OldAcl", winsim::NotedAcl(OldAcl));
     *NewAcl = nullptr;
     return call.StatusOf([&]() -> DWORD {
-        // The simulated machine merges no lists.
+        // The simulated machine does not merge lists.
         if (OldAcl != nullptr)
             return ERROR_CALL_NOT_IMPLEMENTED;
         std::vector<AccessEntry> list;

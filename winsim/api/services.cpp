@@ -28,7 +28,7 @@ struct OpenManager
     static constexpr char kKind[] = "serviceManager";
 };
 
-// The service of a handle that was opened with the needed access. When there is none, sets the error.
+// The service of a handle that has the needed access; otherwise null, and `error` is set.
 Service* ServiceOf(const Call& call, SC_HANDLE handle, DWORD neededAccess, DWORD& error)
 {
     Simulation& simulation = Simulation::Current();
@@ -49,7 +49,7 @@ Service* ServiceOf(const Call& call, SC_HANDLE handle, DWORD neededAccess, DWORD
     return service;
 }
 
-// Ends a call about the service of a handle: `work` gives the Win32 error of what is done to it.
+// Ends a call about the service of a handle: `work` acts on the service and returns the Win32 error.
 template <typename Work>
 BOOL SuccessWith(Call& call, SC_HANDLE handle, DWORD neededAccess, Work work)
 {
@@ -60,7 +60,7 @@ BOOL SuccessWith(Call& call, SC_HANDLE handle, DWORD neededAccess, Work work)
     });
 }
 
-// The same for what cannot be done to a service that is about to go.
+// The same for calls that fail on a service that is marked for deletion.
 template <typename Work>
 BOOL SuccessWithUnmarked(Call& call, SC_HANDLE handle, DWORD neededAccess, Work work)
 {
@@ -69,7 +69,7 @@ BOOL SuccessWithUnmarked(Call& call, SC_HANDLE handle, DWORD neededAccess, Work 
     });
 }
 
-// What is wrong with the name of a service database: there is but one.
+// The error of a service database's name: there is only one database.
 DWORD DatabaseError(LPCWSTR name)
 {
     if (name == nullptr || *name == 0)
@@ -107,10 +107,10 @@ Json Noted(const SERVICE_STATUS& status)
             {"dwWaitHint", status.dwWaitHint}};
 }
 
-// How long the manager waits for a starting service that shows no progress and gives no hint of its own.
+// How long the manager waits for a starting service that makes no progress and gives no wait hint.
 constexpr std::uint64_t kPatienceMs = 30000;
 
-// Waits until a service is not starting any more. True when it then runs; a service that hangs does not.
+// Waits until a service has finished starting. Returns whether it then runs; false too if it hangs.
 bool WaitForStart(const std::string& name)
 {
     Simulation& simulation = Simulation::Current();
@@ -135,7 +135,7 @@ bool WaitForStart(const std::string& name)
 
 DWORD Start(const std::string& name, unsigned depth = 0);
 
-// Sees to it that a service runs that another one depends on. Returns a Win32 error.
+// Makes sure that a service runs on which another one depends. Returns a Win32 error.
 DWORD StartDependency(const std::string& name, unsigned depth)
 {
     constexpr unsigned kDeepest = 32;
@@ -147,7 +147,7 @@ DWORD StartDependency(const std::string& name, unsigned depth)
     return WaitForStart(name) ? ERROR_SUCCESS : ERROR_SERVICE_DEPENDENCY_FAIL;
 }
 
-// Starts a service once all that it depends on runs. Returns a Win32 error.
+// Starts a service after starting all services on which it depends. Returns a Win32 error.
 DWORD Start(const std::string& name, unsigned depth)
 {
     winsim::Services& services = Simulation::Current().machine.services;
@@ -160,7 +160,7 @@ DWORD Start(const std::string& name, unsigned depth)
         return ERROR_SERVICE_DISABLED;
     if (!service->IsStopped())
         return ERROR_SERVICE_ALREADY_RUNNING;
-    // A wait may change the services.
+    // The list is copied because the services may change during a wait.
     for (const std::string& needed : std::vector(service->dependencies))
     {
         if (const DWORD error = StartDependency(needed, depth); error != ERROR_SUCCESS)
@@ -209,7 +209,7 @@ DWORD Stop(Service& service)
     return ERROR_SUCCESS;
 }
 
-// The texts of a multi-string: each ends with a zero, and the list with another.
+// The texts of a multi-string: each text ends with a zero, and the list with another zero.
 std::vector<std::string> SplitMultiString(LPCWSTR list)
 {
     std::vector<std::string> texts;
@@ -462,7 +462,7 @@ BOOL WINAPI ControlService(SC_HANDLE hService, DWORD dwControl, LPSERVICE_STATUS
         if (service == nullptr)
             return error;
         error = call.GivesNothing() ? ERROR_SUCCESS : Stop(*service);
-        // These failures report the status too.
+        // Windows reports the status for these errors too.
         if (error == ERROR_SUCCESS || error == ERROR_SERVICE_NOT_ACTIVE || error == ERROR_SERVICE_CANNOT_ACCEPT_CTRL ||
             error == ERROR_INVALID_SERVICE_CONTROL)
         {

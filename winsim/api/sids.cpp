@@ -150,7 +150,8 @@ BOOL WINAPI IsValidSid(PSID pSid)
                                                                                                          : FALSE);
 }
 
-// A SID: its revision, the count of its sub-authorities, the authority of six bytes, and the sub-authorities.
+// The next functions return pointers into a SID: revision and number of sub-authorities (a byte each), authority (six
+// bytes), sub-authorities.
 PSID_IDENTIFIER_AUTHORITY WINAPI GetSidIdentifierAuthority(PSID pSid)
 {
     Call call{"GetSidIdentifierAuthority", winsim::CallKind::Housekeeping};
@@ -176,7 +177,7 @@ PVOID WINAPI FreeSid(PSID pSid)
 {
     Call call{"FreeSid"};
     call.In("pSid", pSid);
-    // It has no way to say that it failed but to hand the SID back.
+    // FreeSid reports a failure by returning the SID.
     const auto fault = call.Fault();
     if (!call.Free<winsim::SidBlock>(pSid) || fault)
         return call.Done(PVOID{pSid});

@@ -1,4 +1,4 @@
-// SIDs and access lists that the process holds in its memory.
+// SIDs and access lists in the memory of the process.
 #pragma once
 
 #include "winnt.h"
@@ -13,14 +13,14 @@
 namespace winsim
 {
 
-// The text of a SID from AllocateAndInitializeSid. Nothing, with a violation of the call noted, when it is none or
-// freed already.
+// The text of a SID from AllocateAndInitializeSid. If it is not such a SID or was freed: none, and a violation by the
+// call is noted.
 std::optional<std::string> SidText(const Call& call, const void* sid);
 
-// How recorded calls show a SID: its text, or null.
+// A SID for a recorded call: its text or null.
 Json NotedSid(const void* sid);
 
-// Entries as Windows lays them out: an access list (ACL with its entries), and how recorded calls show one.
+// Convert between entries and an access list with Windows' layout, and show such a list in a recorded call.
 std::vector<std::uint8_t> BytesOfAcl(const std::vector<AccessEntry>& entries);
 std::vector<AccessEntry> EntriesOfAcl(const ACL* acl);
 Json NotedAcl(const ACL* acl);

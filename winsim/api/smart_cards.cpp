@@ -26,7 +26,7 @@ const void* HandleOf(SCARDCONTEXT context)
     return reinterpret_cast<const void*>(context);
 }
 
-// Each name with a zero after it, and one more zero at the end, but for those that are missing.
+// The names, each with a zero after it, and another zero at the end. The last `zerosMissing` zeros are left out.
 std::u16string MultiString(const std::vector<std::string>& names, std::size_t zerosMissing)
 {
     std::u16string list;

@@ -21,10 +21,10 @@ using winsim::Simulation;
 namespace
 {
 
-// What GENERIC_WRITE stands for.
+// The rights of a stream, which opens its file with GENERIC_WRITE.
 constexpr std::uint32_t kAppending = winsim::kFileRights.write | FILE_READ_ATTRIBUTES;
 
-// What a share flag of the runtime lets others do: a stream never lets them delete its file.
+// The sharing of a stream's file for one of the runtime's share flags. A stream never shares deletion.
 std::uint32_t ShareOf(int flag)
 {
     switch (flag)
@@ -40,7 +40,7 @@ std::uint32_t ShareOf(int flag)
     }
 }
 
-// The runtime's own number of a Win32 error.
+// The errno that the runtime sets for a Win32 error.
 int ErrnoOf(DWORD error)
 {
     switch (error)
@@ -71,7 +71,7 @@ std::FILE* _fsopen(const char* path, const char* mode, int shareFlag)
             return call.Fail(none, error);
         }
         File& file = winsim::OpenOrMake(name.path, false);
-        // Any other mode appends: nothing is read by streams.
+        // Every other mode appends, because no stream is read.
         if (mode != nullptr && *mode == 'w')
             file.content.clear();
         void* const stream = Simulation::Current().handles.Open(OpenStream{{file.identity, kAppending, share}});
@@ -89,10 +89,10 @@ int winsim_fputs(const char* text, std::FILE* stream)
         if (open == nullptr)
             return call.Fail(EOF, ERROR_INVALID_HANDLE);
         File* const file = simulation.machine.files.FindByIdentity(open->file.file);
-        // What is written to a file that is gone is gone with it.
+        // Text written to a deleted file is lost.
         if (file == nullptr)
             return call.Done(0);
-        // A stream in text mode ends lines as Windows does.
+        // In text mode each line feed is written as Windows' line break.
         for (const char* c = text; *c != '\0'; ++c)
         {
             if (*c == '\n')

@@ -1,5 +1,5 @@
-// What a simulated program's standard-library streams lead to. The names that a program uses (fputs, ...) belong to the
-// host's own library, so the program's runtime calls these.
+// The stream functions of the simulated machine. A program's runtime makes the standard names (fputs, ...) lead here,
+// because the host's own library has functions of the same names.
 #pragma once
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-// Lists the functions that Windows' own libraries export. They record their calls under their own names.
+// The table of functions that Windows' own libraries export. Their calls are recorded under their own names.
 #include "winsim/api/system_functions.h"
 
 #include "bcrypt.h"

@@ -7,13 +7,13 @@
 namespace winsim
 {
 
-// One function that GetProcAddress finds in a library of the system folder.
+// A function that GetProcAddress finds in a library of the system folder.
 struct SystemFunction
 {
     const char* library;
     const char* name;
     void* address;
-    std::uint32_t sinceMajor = 0; // the version of Windows that brought it
+    std::uint32_t sinceMajor = 0; // the first version of Windows that has it; 0: all have it
     std::uint32_t sinceMinor = 0;
 };
 

@@ -1,4 +1,4 @@
-// Conversions between code pages and UTF-16. No flags are offered.
+// Conversions between code pages and UTF-16. Flags are not supported.
 #include "winsim/base/text.h"
 #include "winsim/process/gate.h"
 #include "winsim/process/simulation.h"
@@ -17,7 +17,7 @@ using winsim::Simulation;
 namespace
 {
 
-// Null for a page that there is not.
+// Null if there is no such code page.
 const CodePage* PageOf(UINT number)
 try
 {
@@ -28,7 +28,7 @@ catch (const std::invalid_argument&)
     return nullptr;
 }
 
-// Hands converted text over the way both conversions do: a size of 0 asks for the size.
+// Stores converted text as both conversions do; for a `size` of 0 it only returns the needed size.
 template <typename Text, typename Unit>
 int HandOver(Call& call, const Text& text, Unit* buffer, int size)
 {
@@ -55,7 +55,7 @@ int WINAPI MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMultiByteS
             return call.Fail(0, ERROR_INVALID_PARAMETER);
         if (dwFlags != 0)
             return call.Fail(0, ERROR_INVALID_FLAGS);
-        // A length of -1 stands for text up to and with its terminator.
+        // A length of -1 means that the text has a terminator, which is converted too.
         const std::string bytes = cbMultiByte < 0 ? std::string(lpMultiByteStr) + '\0'
                                                   : std::string(lpMultiByteStr, static_cast<std::size_t>(cbMultiByte));
         if (call.IsRecording())

@@ -13,9 +13,9 @@ using winsim::Simulation;
 namespace
 {
 
-// When a zone with daylight saving time changes to and fro: at two o'clock on the first Sunday of November and the
-// second one of March. A machine's description says whether it is daylight saving time now, so that only the months'
-// being there matters.
+// The dates at which a zone with daylight saving time changes: two o'clock on the first Sunday of November and on the
+// second Sunday of March. They only show that there is daylight saving time: the description says whether it applies
+// now.
 constexpr SYSTEMTIME kStandardDate{0, 11, 0, 1, 2, 0, 0, 0};
 constexpr SYSTEMTIME kDaylightDate{0, 3, 0, 2, 2, 0, 0, 0};
 

@@ -52,7 +52,7 @@ BOOL WINAPI OpenProcessToken(HANDLE ProcessHandle, DWORD DesiredAccess, PHANDLE 
     Call call{"OpenProcessToken"};
     call.In("ProcessHandle", ProcessHandle).In("DesiredAccess", DesiredAccess);
     return call.SuccessOf([&]() -> DWORD {
-        // Only the process's own token is asked for.
+        // Only the token of the current process is supported.
         if (ProcessHandle != INVALID_HANDLE_VALUE)
             return ERROR_INVALID_HANDLE;
         *TokenHandle = Simulation::Current().handles.Open(winsim::OpenToken{DesiredAccess});
@@ -75,7 +75,7 @@ BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS Toke
             return ERROR_INVALID_HANDLE;
         if ((open->access & TOKEN_QUERY) == 0)
             return ERROR_ACCESS_DENIED;
-        // The simulated machine tells of the user alone.
+        // Only the token's user is supported.
         if (TokenInformationClass != TokenUser)
             return ERROR_CALL_NOT_IMPLEMENTED;
 
@@ -85,7 +85,7 @@ BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS Toke
         call.Out("ReturnLength", size);
         if (TokenInformationLength < size)
             return ERROR_INSUFFICIENT_BUFFER;
-        // The SID follows the structure.
+        // The SID is stored after the structure.
         auto* place = static_cast<BYTE*>(TokenInformation) + sizeof(TOKEN_USER);
         const TOKEN_USER user{{place, 0}};
         std::memcpy(TokenInformation, &user, sizeof user);
@@ -127,7 +127,7 @@ BOOL WINAPI AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivileges,
             return call.Fail(FALSE, ERROR_INVALID_HANDLE);
         if ((open->access & TOKEN_ADJUST_PRIVILEGES) == 0)
             return call.Fail(FALSE, ERROR_ACCESS_DENIED);
-        // The simulated machine gives no previous state back, and changes single privileges alone.
+        // Returning the previous state and disabling all privileges are not supported.
         if (DisableAllPrivileges != FALSE || NewState == nullptr || PreviousState != nullptr)
             return call.Fail(FALSE, ERROR_CALL_NOT_IMPLEMENTED);
 
@@ -141,7 +141,7 @@ BOOL WINAPI AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivileges,
             else
                 outcome = ERROR_NOT_ALL_ASSIGNED;
         }
-        // The last error is set although the call succeeds.
+        // This call sets the last error even if it succeeds.
         return call.Fail(TRUE, outcome);
     });
 }

@@ -20,7 +20,7 @@ namespace
 // A condition mask holds three bits for each type of version number, in the order of the types' bits.
 constexpr unsigned kBitsPerCondition = 3;
 
-// Of several types the highest one counts.
+// If several types are given, the highest one counts.
 unsigned ConditionShift(DWORD type)
 {
     return static_cast<unsigned>(std::bit_width(type) - 1) * kBitsPerCondition;
@@ -50,8 +50,8 @@ bool Holds(DWORD actual, BYTE condition, DWORD wanted)
     }
 }
 
-// Major and minor version are compared as one number when the minor one is asked for along with the major one: a higher
-// major version outweighs the minor one.
+// If both the major and the minor version are tested, they are compared as one number: the minor version only counts if
+// the major versions are equal.
 bool VersionHolds(const winsim::WindowsInfo& windows, const OSVERSIONINFOEXW& wanted, DWORD types, DWORDLONG mask)
 {
     if ((types & VER_BUILDNUMBER) != 0 &&

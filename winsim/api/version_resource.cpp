@@ -18,13 +18,13 @@ using winsim::Simulation;
 namespace
 {
 
-// The root block of a version resource. Its length counts what follows, which these resources do without.
+// The root block of a version resource. Its length would include child blocks, which these resources do not have.
 struct VersionBlock
 {
     WORD wLength;
     WORD wValueLength;
     WORD wType;
-    WCHAR szKey[17]; // with the padding that puts the value on a multiple of four bytes
+    WCHAR szKey[17]; // with padding, so that the value is aligned to four bytes
     VS_FIXEDFILEINFO Value;
 };
 static_assert(sizeof(VersionBlock) == 92);
@@ -39,13 +39,13 @@ VersionBlock BlockOf(const FileVersion& version)
     block.Value.dwStrucVersion = VS_FFI_STRUCVERSION;
     block.Value.dwFileVersionMS = static_cast<DWORD>(version[0]) << 16 | version[1];
     block.Value.dwFileVersionLS = static_cast<DWORD>(version[2]) << 16 | version[3];
-    // The product's version is left out: it need not be the file's, and must not be taken for it.
+    // The product's version stays 0: a program that reads it instead of the file's version is noticed.
     block.Value.dwFileOS = VOS_NT_WINDOWS32;
     block.Value.dwFileType = VFT_DLL;
     return block;
 }
 
-// The version of a file, or the error of reading it.
+// Reads the version of a file. Returns a Win32 error.
 DWORD ReadVersion(LPCWSTR name, FileVersion& version)
 {
     const winsim::FileName file = FileNameOf(name);
@@ -109,7 +109,7 @@ BOOL WINAPI VerQueryValueW(LPCVOID pBlock, LPCWSTR lpSubBlock, LPVOID* lplpBuffe
             return ERROR_SUCCESS;
         }
         *puLen = block.wValueLength;
-        // Into the block that the caller holds.
+        // The result points into the caller's block.
         const auto* bytes = static_cast<const BYTE*>(pBlock) + offsetof(VersionBlock, Value);
         *lplpBuffer = const_cast<BYTE*>(bytes);
         call.Out("puLen", *puLen);

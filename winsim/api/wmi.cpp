@@ -1,4 +1,4 @@
-// The management instrumentation: a locator leads to the services of a namespace, and these to its classes.
+// WMI: a locator connects to the services of a namespace, which return its classes and call their methods.
 #include "winsim/machine/wmi.h"
 
 #include "winsim/api/bstr.h"
@@ -36,7 +36,7 @@ Json Noted(const VARIANT* value)
     }
 }
 
-// What a class object is about: a class, and of one of its methods what goes in and comes out.
+// What a class object represents: a class, or the input or output of one of its methods.
 struct Subject
 {
     std::string space;
@@ -63,7 +63,7 @@ public:
     {
         Call call{"IWbemClassObject::Put"};
         call.In("this", Self()).In("wszName", wszName).In("lFlags", lFlags).In("pVal", Noted(pVal)).In("Type", Type);
-        // A variant that was once handed over has to be cleared.
+        // The process has to clear each variant that it passed to a call.
         HandleTable& handles = Simulation::Current().handles;
         if (pVal != nullptr && !handles.IsOpen<HeldVariant>(pVal))
             handles.Hold<HeldVariant>(pVal);
@@ -117,7 +117,7 @@ public:
             if (method == nullptr)
                 return WBEM_E_NOT_FOUND;
             const Subject signature{m_subject.space, m_subject.className, name};
-            // A method that takes nothing has no definition of what goes in, and that is no failure.
+            // A method without input has no input definition; that is not a failure.
             if (ppInSignature != nullptr && !method->parameters.empty() && !call.GivesNothing())
                 *ppInSignature = MakeComObject<ClassObject>(signature);
             if (ppInSignature != nullptr)
@@ -128,7 +128,7 @@ public:
         });
     }
 
-    // Whether this is the filled-in input of a method.
+    // Whether this object is the input of a method, with all parameters set.
     bool IsInputOf(const std::string& method, const WmiMethod& described) const
     {
         return m_subject.isInstance && SameName(m_subject.method, method) &&
@@ -199,7 +199,7 @@ public:
                 *ppOutParams = MakeComObject<ClassObject>(Subject{m_space, path.substr(0, path.find('=')), name, true});
                 call.Out("ppOutParams", *ppOutParams).Out("ReturnValue", method->second.returnValue);
             }
-            // A copy: the effects put another machine in the place of this one.
+            // A copy, because the effects replace the whole machine.
             const WmiMethod described = method->second;
             if (described.returnValue == 0)
                 ApplyEffects(Simulation::Current().machine, described.effects);
@@ -216,7 +216,7 @@ private:
                static_cast<ClassObject*>(input)->IsInputOf(name, method);
     }
 
-    // The services act for the process, which has to allow it first.
+    // The services impersonate the process, which must allow that first (CoSetProxyBlanket).
     template <typename Work>
     HRESULT StatusOf(Call& call, Work work) const
     {

@@ -1,4 +1,4 @@
-// The way into the management instrumentation.
+// Makes the object through which a program reaches WMI.
 #pragma once
 
 #include "wbemcli.h"
@@ -6,7 +6,7 @@
 namespace winsim
 {
 
-// A new locator with one reference, which the process holds.
+// A new locator; the process holds its only reference.
 IWbemLocator* MakeWbemLocator();
 
 } // namespace winsim

@@ -1,4 +1,4 @@
-// The memory of a simulated program: its own operator new and delete, which the simulated machine keeps an eye on.
+// A simulated program's operator new and delete, which lead to the simulated machine's memory.
 #include "winsim/process/program_memory.h"
 
 #include <new>

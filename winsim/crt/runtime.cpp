@@ -1,5 +1,5 @@
-// The runtime that a simulated program is linked with. A program's wide characters have 16 bits, which the host's own
-// wide functions do not know, and its standard-library streams belong to the simulated machine.
+// The runtime with which a simulated program is linked. It replaces the host's functions for wide characters, which
+// have 16 bits in the program, and for streams, whose files are on the simulated machine.
 #include "winsim/api/program_exit.h"
 #include "winsim/api/streams.h"
 
@@ -96,7 +96,7 @@ extern "C"
         ExitProcess(static_cast<UINT>(status));
     }
 
-    // What Windows' start-up code does when a program is over; the compiler registered it with the image's handle.
+    // Runs the static destructors, as Windows' start-up code does at the end of a program.
     void WinsimDestroyStatics()
     {
         abi::__cxa_finalize(&__dso_handle);

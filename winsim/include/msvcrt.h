@@ -1,4 +1,4 @@
-// What Windows' C runtime has beyond the standard library, for the simulated machine.
+// The functions that Windows' C runtime adds to the standard library, for the simulated machine.
 #pragma once
 
 #include "winsim_types.h"

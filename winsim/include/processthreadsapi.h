@@ -36,7 +36,7 @@ struct PROCESS_INFORMATION
 };
 using LPPROCESS_INFORMATION = PROCESS_INFORMATION*;
 
-// The ones that the simulated machine knows.
+// Only those that the simulated machine supports.
 enum PROCESS_MITIGATION_POLICY
 {
     ProcessDEPPolicy = 0,

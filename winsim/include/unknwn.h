@@ -1,4 +1,4 @@
-// What every COM interface begins with, for the simulated machine.
+// The base of every COM interface, for the simulated machine.
 #pragma once
 
 #include "guiddef.h"

@@ -1,5 +1,5 @@
 // Windows Management Instrumentation (WMI), for the simulated machine. The interfaces have their documented methods in
-// their documented order; a method that the program does not call only keeps its place.
+// their documented order; a method that the program does not call is only a placeholder.
 #pragma once
 
 #include "objbase.h"

@@ -40,7 +40,7 @@ inline constexpr UINT LMEM_FIXED = 0x0000;
 inline constexpr UINT LMEM_ZEROINIT = 0x0040;
 inline constexpr UINT LPTR = LMEM_FIXED | LMEM_ZEROINIT;
 
-// -1 as a handle. A pointer made from a number cannot be a constant, so this is a variable.
+// -1 as a handle. A variable, because a pointer made from a number cannot be a constant.
 inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-1));
 
 extern "C"
@@ -88,7 +88,7 @@ extern "C"
                                 DWORD nSize, va_list* Arguments);
 }
 
-// Fills memory with zeros, also memory that is not looked at any more.
+// Fills memory with zeros, even if the compiler sees that nothing reads it again.
 inline PVOID SecureZeroMemory(PVOID destination, SIZE_T length)
 {
     volatile auto* bytes = static_cast<volatile BYTE*>(destination);

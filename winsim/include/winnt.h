@@ -13,7 +13,7 @@ struct SID_IDENTIFIER_AUTHORITY
 };
 using PSID_IDENTIFIER_AUTHORITY = SID_IDENTIFIER_AUTHORITY*;
 
-// An array can only be initialised from a list, which only a macro can stand for.
+// A macro, because only a braced list can initialise an array.
 #define SECURITY_NT_AUTHORITY                                                                                          \
     {                                                                                                                  \
         0, 0, 0, 0, 0, 5                                                                                               \

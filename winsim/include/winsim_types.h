@@ -9,8 +9,8 @@
 #define __stdcall
 #define __declspec(attribute)
 
-// A simulated program is compiled with a wchar_t of 16 bits, as on Windows; the simulated machine itself is not,
-// and calls the same 16 bits char16_t.
+// A simulated program is compiled with a wchar_t of 16 bits, as on Windows. The simulated machine itself is not, and
+// uses char16_t for the same 16 bits.
 #ifdef WINSIM_HOST
 using WCHAR = char16_t;
 #else

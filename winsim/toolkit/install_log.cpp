@@ -1,4 +1,4 @@
-// Reads the program's install log off a simulated machine.
+// Reads the program's install log from a simulated machine.
 #include "winsim/toolkit/install_log.h"
 
 #include "winsim/base/text.h"
@@ -56,7 +56,7 @@ std::string MessageOf(const std::string& logLine)
 
 bool BeginsWithHeader(const std::string& logLine)
 {
-    // In the pattern d stands for a digit.
+    // In this pattern d means any digit.
     constexpr std::string_view kBegin = "dddd/dd/dd dd:dd:dd.ddd TZ";
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     const auto skipDigits = [&](std::size_t at) {

@@ -1,4 +1,4 @@
-// Reading the program's install log off a simulated machine.
+// Reads the program's install log from a simulated machine.
 #pragma once
 
 #include "winsim/machine/machine.h"

@@ -8,8 +8,8 @@
 namespace winsim
 {
 
-// The image of a file name that lies beside the running tool or test, with what is known of the toolkit's program:
-// which texts hold passwords, and where a log line has the time.
+// The image with this file name in the folder of the running tool or test, with the rules of the toolkit's program:
+// which texts contain passwords, and where a log line has the time.
 Program ImageBeside(const std::string& fileName);
 
 } // namespace winsim

@@ -11,7 +11,7 @@ namespace
 
 constexpr std::string_view kStars = "***";
 
-// How a password stands in a text: after its introduction, up to its end or to the end of the text.
+// Where a password is in a text: after `introduction`, up to `end` or to the end of the text.
 struct Place
 {
     std::string_view introduction;
@@ -19,22 +19,23 @@ struct Place
 };
 
 constexpr Place kInInstallerData{"/PASSWORD=", " /"};
-// No value holds a " /", so this is the closing quotation mark whatever else stands in the password.
+// No value contains " /", so this is the closing quotation mark even if the password contains quotation marks.
 constexpr Place kInCommandLine{"/P:\"", "\" /"};
-// A command line's first: a password in it may hold the introduction of the other.
+// The command line comes first, because a password in it may contain "/PASSWORD=".
 constexpr Place kPlaces[] = {kInCommandLine, kInInstallerData};
 
-// A value of the installer data, and what introduces it in a command line.
+// The key of a value in installer data, and the option with that value in the tool's command line.
 struct Value
 {
     std::string_view key;
     std::string_view option;
 };
 
-// A key counts wherever it stands: when that is in the password, the rest of the password is that key's value too.
+// The program looks for keys everywhere in the data: after a key in the password, the rest of the password is its
+// value.
 constexpr Value kOtherValues[] = {{"/CAPTION=", "/C:\""}, {"/INFO=", "/I:\""}, {"/TSS_VENDOR=", "/T:\""}};
 
-// Calls use(begin, length) for each password in a text; use gives the position where to go on.
+// Calls use(begin, length) for each password in a text; `use` returns the position at which the search continues.
 template <typename Use>
 void ForEachSecret(const std::string& text, const Place& place, Use use)
 {
@@ -53,7 +54,7 @@ void ReplaceAll(std::string& text, const std::string& part, const std::string& r
         text.replace(found, part.size(), replacement);
 }
 
-// Hides the values of a command line that are the end of its password.
+// Hides the values in a command line that repeat the end of its password.
 std::string HideEndsOfPasswords(const std::string& commandLine)
 {
     std::string hidden = commandLine;

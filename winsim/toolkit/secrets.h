@@ -1,4 +1,4 @@
-// Passwords that a machine's description holds: what is kept out of everything that is shown or written.
+// Passwords in a machine's description, which are never shown or written.
 #pragma once
 
 #include "winsim/base/json.h"
@@ -10,15 +10,15 @@
 namespace winsim
 {
 
-// The text with stars in place of each password: what follows "/PASSWORD=" up to the next " /", as installer data
-// carries it, and what follows "/P:" in quotation marks, as a command line does. A password that holds another key
-// gives that key's value in the command line too: stars as well.
+// The text with stars instead of each password. In installer data a password follows "/PASSWORD=" up to the next " /";
+// in a command line it follows "/P:" in quotation marks. If a password contains another key, the rest of the password
+// is that key's value in the command line, and is replaced too.
 std::string HideSecrets(std::string_view text);
 
-// The same for every text in a value.
+// The same for every text in a JSON value.
 Json HideAllSecrets(const Json& value);
 
-// The passwords that installer data carries.
+// The passwords in installer data.
 std::vector<std::string> SecretsOf(std::string_view installerData);
 
 } // namespace winsim

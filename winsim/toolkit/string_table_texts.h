@@ -1,4 +1,4 @@
-// The files of resources/strings, built in.
+// The files in resources/strings, built into winsim.
 #pragma once
 
 #include <span>
@@ -8,7 +8,7 @@ namespace winsim
 
 struct StringTableText
 {
-    const char* name; // of the file, without its extension
+    const char* name; // the file's name without its extension
     const char* lines;
 };
 

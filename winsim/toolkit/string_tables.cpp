@@ -1,4 +1,4 @@
-// Reads the program's own tables of texts, which are built in.
+// Reads the program's string tables, which are built in.
 #include "winsim/machine/string_tables.h"
 
 #include "winsim/base/text.h"
@@ -16,7 +16,8 @@ namespace
 constexpr char kLibraryPrefix[] = "Internationalization_";
 constexpr char kLibrarySuffix[] = ".dll";
 
-// A table's lines are an identifier, a tab and a text; comments begin with "#" and may carry a number by name.
+// Parses a table. A line has an identifier, a tab and a text. Comments begin with "#"; two of them give the language
+// and the code page.
 StringTable Parse(const std::string& lines)
 {
     StringTable table;

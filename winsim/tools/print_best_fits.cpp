@@ -1,4 +1,4 @@
-// Prints winsim/base/best_fits.cpp from what the Windows that it runs on does. Works under Wine too:
+// Prints winsim/base/best_fits.cpp by asking the Windows on which it runs. Works under Wine too:
 //   x86_64-w64-mingw32-g++-posix -std=c++20 -static -o print_best_fits.exe winsim/tools/print_best_fits.cpp
 //   wine print_best_fits.exe > winsim/base/best_fits.cpp
 #include <windows.h>
@@ -39,7 +39,7 @@ std::span<const PageRules> AllPageRules()
 } // namespace winsim
 )";
 
-// A string literal that grows over lines.
+// A string literal that is split into lines.
 class Literal
 {
 public:
@@ -95,7 +95,7 @@ std::string FitsOf(UINT page)
     return literal.Text();
 }
 
-// Private characters, and the one that libraries made before U+05BA leave out.
+// Private-use characters, and U+05BA, which is missing in libraries that are older than this character.
 bool IsSpecial(wchar_t unit)
 {
     return (unit >= 0xE000 && unit < 0xF900) || unit == 0x05BA;

@@ -1,4 +1,4 @@
-// Prints the schema of machine descriptions, as machines/machine.schema.json holds it.
+// Prints the schema of machine descriptions, the content of machines/machine.schema.json.
 #include "winsim/machine/machine_schema.h"
 
 #include <iostream>
