@@ -206,7 +206,7 @@ void Print(const std::vector<Row>& rows)
 
 // ---- Causes of logs ------------------------------------------------------------------------------------------------
 
-// How many calls could have failed to give the same log, over the single failures of every described machine.
+// For all single failures on every described machine: the number of calls that could have failed to give the same log.
 CauseFigures MeasureCauses()
 {
     const std::vector<std::vector<std::string>> commandLines = {

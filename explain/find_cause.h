@@ -66,8 +66,8 @@ public:
     // The same for each lasting failure, where every call of a name fails: `call` then has the number 0.
     std::size_t ForEachLastingFailure(const Use& use) const;
 
-    // The calls whose failure gives the log of this story; if there are none, the names of which all calls must fail.
-    // If the log is cut off at its end or its beginning, it must be a part of theirs.
+    // Finds the calls whose failure gives this story's log or, if there are none, the names whose calls must all fail.
+    // A log that is cut off at its beginning or end must be a part of the log that the failure gives.
     CauseSearch Find(const report::Story& story) const;
 
     // For each failure that leaves a trace, counts the calls that could have failed to give the same log. Returns the

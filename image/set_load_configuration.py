@@ -1,4 +1,4 @@
-"""Notes in an image's header where its load configuration lies (image/load_configuration.cpp), which the linker does not.
+"""Enters the load configuration's address (image/load_configuration.cpp) in an image's header; the linker does not.
 
 Usage: set_load_configuration.py IMAGE
 """
@@ -16,7 +16,7 @@ LOAD_CONFIGURATION = 10  # its index among the directories
 
 
 def address_of(place, data, header):
-    """The address that an offset in the file is loaded to."""
+    """The address at which the byte at an offset in the file is loaded."""
     (sections,) = struct.unpack_from("<H", data, header + 6)
     (optional_size,) = struct.unpack_from("<H", data, header + 20)
     table = header + OPTIONAL_HEADER + optional_size
@@ -28,7 +28,7 @@ def address_of(place, data, header):
 
 
 def checksum(data):
-    """The checksum of an image whose header has a zero in the checksum's place."""
+    """The checksum of an image whose header has a checksum of zero."""
     total = sum(struct.unpack(f"<{len(data) // 2}H", data))
     while total >> 16:
         total = (total & 0xFFFF) + (total >> 16)

@@ -1,5 +1,5 @@
-"""Rehearses the Windows Installer on a described machine: the actions of a package that run, in their order, with their
-command lines. Each run of the installer program is rehearsed on the machine that the run before it left."""
+"""Rehearses Windows Installer on a described machine: finds the actions of a package that run, in order, with their
+command lines. Each run of the installer program is rehearsed on the machine that the previous run left."""
 
 import copy
 import dataclasses
@@ -17,9 +17,9 @@ CHOICES_KEY = r"HKLM\SOFTWARE\Kelo Systems Corp\Common\Choices"
 REASON_KEY = r"HKLM\SOFTWARE\Kelo Systems Corp.\Installer"
 ERROR_FILE_NOT_FOUND = 2
 LOGON_TASK = ("registry", r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Run", "values", "ChangeTPMAuth")
-# The properties that are remembered, and the properties with the package's own choice.
+# The properties that are remembered, and the property with the package's own choice for each.
 CHOICES = {"TSS_VENDOR": "KeloTssVendor", "TPM_VSC": "", "TPM_WIN8": "", "ProductType": ""}
-LONGEST_VALUE = 4095  # of a property, in characters, that KeloPackage.dll takes
+LONGEST_VALUE = 4095  # the longest value of a property that KeloPackage.dll accepts, in characters
 AREAS_OF_FILES = ("files", "libraries", "programs")
 
 DONE, FAILED, RESTART_NEEDED = 0, 1603, 3010
@@ -27,11 +27,11 @@ DONE, FAILED, RESTART_NEEDED = 0, 1603, 3010
 KIND_OF_ACTION = 0x3F
 CONTINUES = 0x40
 
-# The properties that the installer sets before the first action, by what it is to do.
+# The properties that the installer sets before the first action, for each mode.
 MODES = {"install": {}, "repair": {"Installed": "00:00:00", "REINSTALL": "ALL"},
          "remove": {"Installed": "00:00:00", "REMOVE": "ALL"}}
 WINDOWS_OWN = {"UILevel": "2", "Privileged": "1", "ALLUSERS": "1"}
-NEWEST_VERSION = 603  # of Windows that the installer tells a package
+NEWEST_VERSION = 603  # the newest version of Windows that the installer reports to a package
 
 STANDARD_FOLDERS = {"TARGETDIR": "C:\\", "ProgramFiles64Folder": "C:\\Program Files\\",
                     "ProgramFilesFolder": "C:\\Program Files (x86)\\", "CommonAppDataFolder": "C:\\ProgramData\\",
@@ -44,7 +44,7 @@ STOP_AT_INSTALLATION, STOP_AT_REMOVAL = 2, 32
 
 
 class RehearsalError(Exception):
-    """A package or a machine that cannot be rehearsed; the text says why."""
+    """The package or machine cannot be rehearsed; the text says why."""
 
 
 @dataclasses.dataclass
@@ -65,11 +65,11 @@ class Outcome:
 
     status: int  # the exit code of msiexec
     steps: list
-    machine: dict  # afterwards
-    order: list  # of the package's actions; those of the script are there twice: when they are written, and when they run
+    machine: dict  # after the run
+    order: list  # the package's actions in order; those of the script occur twice: when written and when run
     told: list  # reasons of failures, as the installer's log and window show them
-    rolled_back: list  # the package's actions that ran in the rollback, in their order
-    reason: str = ""  # of a refusal
+    rolled_back: list  # the package's actions that ran in the rollback, in order
+    reason: str = ""  # why the run was refused
 
     @property
     def runs(self):
@@ -90,8 +90,8 @@ class Package:
                       row for row in self.table("File")}
 
     def table(self, name):
-        """The rows of a table, each by its columns; empty without such a table."""
-        with tempfile.TemporaryDirectory() as folder:  # where the streams of a table are written, if it has any
+        """The rows of a table, each a dictionary of its columns; empty if there is no such table."""
+        with tempfile.TemporaryDirectory() as folder:  # msiinfo writes the streams of a table here, if it has any
             done = subprocess.run(["msiinfo", "export", self.path, name], cwd=folder, capture_output=True, text=True,
                                   check=False)
         if done.returncode != 0 or not done.stdout:
@@ -116,9 +116,9 @@ class Rehearsal:
     """One run of the installer."""
 
     def __init__(self, package, kelo_rehearse, machine, mode, given=(), failing=(), installed=None):
-        """The machine is a whole description. `given` are the properties of the command line, `failing` the names of
-        actions of the script that are made to fail, `installed` is the package of another version of the product that
-        the machine has."""
+        """`machine` is a whole description. `given` are the properties on the command line, `failing` the names of the
+        script's actions that are made to fail, and `installed` is the package of the version that the machine already
+        has."""
         self.package, self._tool, self._failing = package, kelo_rehearse, set(failing)
         self.machine = copy.deepcopy(machine)
         self._described = {area: dict(machine.get(area) or {}) for area in AREAS_OF_FILES}
@@ -161,15 +161,15 @@ class Rehearsal:
     def _outcome(self, status, reason=""):
         return Outcome(status, self._steps, self.machine, self._order, self._told, self._rolled_back, reason)
 
-    # --- The sequence: actions that the installer runs at once, or writes into its script -----------------------------
+    # --- The sequence: each action is run at once or written into the script -----------------------------------------
 
     def _refusal(self):
-        """The message of the first launch condition that does not hold; empty when all hold."""
+        """The message of the first launch condition that does not hold; empty if all hold."""
         return next((row["Description"] for row in self.package.table("LaunchCondition")
                      if not msi_condition.holds(row["Condition"], self.properties)), "")
 
     def _find_related_product(self):
-        """Sets the properties of the Upgrade table for the installed product, and remembers to remove it."""
+        """Sets the properties of the Upgrade table if the installed product matches, and notes its removal."""
         for row in self.package.table("Upgrade") if self._installed and self.mode == "install" else ():
             if row["UpgradeCode"] == self._installed.properties["UpgradeCode"] and _is_in_range(
                     self._installed.properties["ProductVersion"], row):
@@ -202,7 +202,7 @@ class Rehearsal:
         return "****" if name in self.package.hidden else self.properties[name]
 
     def _find_choices(self, action):
-        """Does what FindChoices of KeloPackage.dll does. Returns whether it succeeds."""
+        """Does the same as FindChoices in KeloPackage.dll. Returns whether it succeeds."""
         registry = self.machine.get("registry", {})
         key = registry.get(_same_name(registry, CHOICES_KEY)) or {}
         values = {name.lower(): value for name, value in key.get("values", {}).items()}
@@ -243,11 +243,10 @@ class Rehearsal:
     def note(self, part, action, text):
         self._steps.append(Step(part, action, text))
 
-    # --- The script
-    # ----------------------------------------------------------------------------------------------------
+    # --- The script ---------------------------------------------------------------------------------------------------
 
     def _run_script(self):
-        """Runs the script, and rolls it back when an action fails. Returns whether it succeeded."""
+        """Runs the script, and rolls it back if an action fails. Returns whether it succeeded."""
         is_kept = bool(self.properties.get("RollbackDisabled"))
         for place, (name, command) in enumerate(self._script):
             if command.moment == "script" and not (self._run(command, "script", name) and name not in self._failing):
@@ -291,8 +290,8 @@ class Rehearsal:
         return report["exitCode"]
 
     def remove_other(self, package):
-        """Removes another product within this run. Returns its rehearsal, which can take the removal back, and whether
-        it succeeded."""
+        """Removes another product within this run. Returns its rehearsal, which can undo the removal, and whether it
+        succeeded."""
         given = {"UPGRADINGPRODUCTCODE": self.package.properties["ProductCode"], "UILevel": "2"}
         removal = Rehearsal(package, self._tool, self.machine, "remove", given)
         outcome = removal.run()
@@ -306,12 +305,12 @@ class Rehearsal:
         other._steps.clear()
 
     def put_back(self, machine):
-        """Rolls back a whole successful run, on the machine as it is by now."""
+        """Rolls back a complete successful run, on the given present machine."""
         self.machine = machine
         self._roll_back(len(self._script) - 1)
 
     def reason(self):
-        """The reason of a failure that the program has left for the installer; empty when there is none."""
+        """The reason of a failure that the program has left for the installer; empty if there is none."""
         registry = self.machine.get("registry", {})
         key = registry.get(_same_name(registry, REASON_KEY)) or {}
         return str(key.get("values", {}).get("", ""))
@@ -325,8 +324,8 @@ class Rehearsal:
         self.note(part, action, f"The installer is told: {text}")
 
     def described(self, path):
-        """The described entries for a path, by area: installed again, a program or a library does the same as
-        before."""
+        """The entries for a path in the original description, by area. A program or library that is installed again
+        behaves as they say."""
         found = {area: (entries, _same_name(entries, path)) for area, entries in self._described.items()}
         return {area: copy.deepcopy(entries[name]) for area, (entries, name) in found.items() if name is not None}
 
@@ -343,14 +342,14 @@ class _CustomAction:
     ignored: bool  # whether the installer continues after a failure
 
     def take_back(self, rehearsal, name):
-        """Does nothing: rollback actions take back what such an action did."""
+        """Does nothing: the package has rollback actions for this."""
 
 
 @dataclasses.dataclass
 class _ProgramRun(_CustomAction):
     command_line: str
     is_setup: bool = False
-    takes_back: bool = False  # whether the library takes back a failed run
+    takes_back: bool = False  # whether the library undoes a failed run
     tells: bool = False  # whether the library reports the reason of a failure
 
     def run(self, rehearsal, part, name):
@@ -397,7 +396,7 @@ class _ExportCall(_CustomAction):
 
 
 class _RemovalOfOlder:
-    """The removal of the replaced version within the transaction of the newer one."""
+    """The removal of the older version within the transaction of the newer one."""
 
     moment, ignored = "script", False
 
@@ -451,11 +450,11 @@ class _StandardAction:
 
 
 def _put(machine, keys, value):
-    """Gives the entry that the keys lead to a value; None removes the entry. Returns the value before."""
+    """Sets the entry at a path of keys to a value; None removes the entry. Returns the previous value."""
     *path, last = keys
     for key in path:
         name = _same_name(machine, key) or key
-        if machine.get(name) is None:  # null in a description: there is nothing
+        if machine.get(name) is None:  # null in a description also means that there is nothing
             machine[name] = {}
         machine = machine[name]
     name = _same_name(machine, last)
@@ -465,8 +464,8 @@ def _put(machine, keys, value):
     return before
 
 
-# Each of these yields the changes of one of the installer's own actions: the keys that lead to an entry of the machine,
-# and its new value.
+# Each of these yields the changes of one of the installer's own actions: the path of keys to an entry of the machine,
+# and the entry's new value.
 
 
 def _stop_services(rehearsal):
@@ -536,13 +535,12 @@ def _is_in_range(version, row):
 
 
 def _same_name(entries, name):
-    """The spelling that entries have for a name; None when it is not among them."""
+    """The name as it is spelled among the entries, whatever its case; None if it is not there."""
     return next((entry for entry in entries if entry.lower() == name.lower()), None)
 
 
 def _settled(machine):
-    """The machine's services after they have gone through the states ahead of them: the installer's actions take
-    time."""
+    """The machine's services in the last of their coming states: by the time of this action they have reached it."""
     services = machine.setdefault("services", {})
     for service in filter(None, services.values()):
         states = service.pop("states", None)
@@ -552,7 +550,7 @@ def _settled(machine):
 
 
 def split_command_line(command_line):
-    """The arguments as CommandLineToArgvW finds them."""
+    """The program and the arguments, split as CommandLineToArgvW does."""
     if command_line.startswith('"'):
         program, _, rest = command_line[1:].partition('"')
     else:

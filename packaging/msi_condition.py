@@ -5,7 +5,7 @@ import re
 
 TOKEN = re.compile(r'\s*(?:("[^"]*")|(~?(?:<>|><|<<|>>|<=|>=|=|<|>))|([()])|(-?\d+)(?![\w.])|([%$?&!]?[A-Za-z_][\w.]*))')
 
-# From the loosest to the tightest; NOT binds tighter than all of them.
+# From the lowest precedence to the highest; NOT has a higher one than all of them.
 OPERATORS = [
     ("IMP", lambda left, right: not left or right),
     ("EQV", lambda left, right: left == right),
@@ -21,7 +21,7 @@ INTEGER = re.compile(r"-?\d+")
 
 
 class ConditionError(ValueError):
-    """A text that is no condition."""
+    """The text is not a condition."""
 
 
 def holds(condition, properties):
@@ -60,7 +60,7 @@ class _Parser:
         result = self._expression(level + 1)
         while self._peek() == word:
             self._tokens.pop(0)
-            right = self._expression(level + 1)  # always, so that every token is read
+            right = self._expression(level + 1)  # evaluated always, so that every token is read
             result = function(result, right)
         return result
 

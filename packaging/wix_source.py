@@ -1,4 +1,4 @@
-"""Reads WiX sources as their compiler sees them, with included files and without variables and namespaces."""
+"""Reads WiX sources as their compiler sees them: files are included, variables replaced and namespaces removed."""
 
 import pathlib
 import re

@@ -29,8 +29,7 @@ struct Options
     std::vector<winsim::Meanwhile> meanwhile;
 };
 
-// Either the work to do, or the exit status of a command line that asks for nothing more: its help or its error was
-// printed.
+// The options; or none and an exit status, after the help or an error was printed.
 struct ParsedOptions
 {
     std::optional<Options> options;

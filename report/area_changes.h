@@ -16,7 +16,7 @@ void WriteRegistry(ChangeRows& rows, const std::vector<winsim::Change>& changes)
 // Files by their changes: moved, added, changed, deleted.
 void WriteFiles(ChangeRows& rows, std::vector<winsim::Change> changes);
 
-// A service, without the properties that only rehearsals need, unless rows are whole.
+// A service. Properties that only rehearsals need are left out unless `rows` shows values completely.
 void WriteService(ChangeRows& rows, const winsim::Change& change);
 
 // A change of any other area.

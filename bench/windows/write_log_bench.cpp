@@ -1,5 +1,5 @@
-// The log line against its floor on Windows' own files, and the share of the one expensive query in each line. Writes
-// its rows for the table of the benchmarks, in the format of kelo-bench.
+// Measures, on Windows' own files, the log line, its floor, and how much of a line's time its one expensive query
+// takes. Prints rows for the table of the benchmarks, in the format of kelo-bench.
 #include "bench/log_line.h"
 #include "log/install_log.h"
 

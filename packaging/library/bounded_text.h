@@ -7,13 +7,13 @@ template <unsigned kSize>
 class BoundedText
 {
 public:
-    static constexpr unsigned kCharacters = kSize; // with the zero at the end
+    static constexpr unsigned kCharacters = kSize; // including the terminator
 
     const wchar_t* Get() const { return m_text; }
     bool IsEmpty() const { return m_text[0] == L'\0'; }
     void Clear() { m_text[0] = L'\0'; }
 
-    // Returns whether the text fits; the part that fits is kept.
+    // Returns whether the text fits; otherwise the part that fits is appended.
     bool Append(const wchar_t* text)
     {
         const std::size_t length = std::wcslen(m_text);
@@ -25,7 +25,7 @@ public:
         return kept == added;
     }
 
-    // For a Windows call to write to; it is given kCharacters as the size.
+    // For a Windows call that writes to it; its size is kCharacters.
     wchar_t* Buffer() { return m_text; }
 
 private:

@@ -1,4 +1,4 @@
-// FindChoices: the choices for this run, from the command line, from an earlier run or from the package.
+// FindChoices: finds the choices for this run on the command line, in the registry or in the package.
 #include "session.h"
 
 #include <windows.h>
@@ -6,7 +6,7 @@
 namespace
 {
 
-// Only administrators may write there. The package writes the choices of each run there, under the properties' names.
+// The package stores the choices of each run here, under the properties' names. Only administrators can change them.
 constexpr wchar_t kChoicesKey[] = L"SOFTWARE\\Kelo Systems Corp\\Common\\Choices";
 
 // No command line sets a property with lower-case letters in its name.
@@ -14,7 +14,7 @@ struct Choice
 {
     const wchar_t* property;
     bool isOnCommandLine;
-    const wchar_t* valueOfPackage; // the property with the last choice; some have none
+    const wchar_t* valueOfPackage; // the property with the package's own choice; some have none
 };
 
 constexpr Choice kChoices[] = {
@@ -32,8 +32,8 @@ void ReadRemembered(const wchar_t* name, PropertyText& value)
         value.Clear();
 }
 
-// Whether the command line is ignored: a removal takes back what was set up, and a user without administrator's rights
-// may repair a product, but not choose how.
+// Whether the command line is ignored: a removal must undo what was set up, and a user without administrator's rights
+// may repair a product, but not with other choices.
 bool IsCommandLineRefused(MSIHANDLE session)
 {
     return HasProperty(session, L"REMOVE") ||
@@ -42,10 +42,11 @@ bool IsCommandLineRefused(MSIHANDLE session)
 
 } // namespace
 
-// An immediate action of the execute sequence, which runs out of users' reach. Sets each choice's property to the
-// command line's value, unless the command line is ignored; else to the remembered one; else to the package's. Clears
-// the password of an ignored command line. KELO_FORGET_CHOICES, with any value, leaves the remembered choices out.
-// Returns ERROR_SUCCESS, or ERROR_INSTALL_FAILURE when a value is too long.
+// An immediate action of the execute sequence, which runs where users have no access. Sets the property of each choice
+// to the first value that there is: on the command line, unless that is ignored; in the registry, unless
+// KELO_FORGET_CHOICES has a value; in the package. Clears the password if the command line is ignored. Returns
+//     ERROR_SUCCESS
+//     ERROR_INSTALL_FAILURE   a value is too long
 extern "C" __declspec(dllexport) UINT WINAPI FindChoices(MSIHANDLE session)
 {
     const bool isRefused = IsCommandLineRefused(session);

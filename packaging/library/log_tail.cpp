@@ -1,4 +1,4 @@
-// The lines that a run of the program adds to the install log.
+// Reads the lines that a run of the program adds to the install log.
 #include "log_tail.h"
 
 #include "owners.h"
@@ -13,8 +13,8 @@ namespace
 
 constexpr wchar_t kLogFile[] = L"\\Kelo Systems Corp\\InstallLogs\\Toolkit\\kelo_install_log.txt";
 
-// Whether it is a file as the program makes it: neither a link nor one of several names of a file. Through those a user
-// could make this library, which has more rights, show another file.
+// Whether the log is a plain file: not a link, and with a single name. Otherwise a user could make this library, which
+// has more rights, show another file.
 bool IsPlainFile(HANDLE file, LONGLONG& size)
 {
     BY_HANDLE_FILE_INFORMATION found{};
@@ -25,7 +25,7 @@ bool IsPlainFile(HANDLE file, LONGLONG& size)
            found.nNumberOfLinks == 1;
 }
 
-// Null when it cannot be opened.
+// Null if the log cannot be opened.
 HANDLE OpenLog(const wchar_t* path)
 {
     const HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
@@ -45,7 +45,7 @@ LogTail::LogTail()
         m_path.Clear();
 }
 
-// Reads the next part of the log into the buffer. Returns false at the log's end.
+// Reads the next part of the log into the buffer. Returns false at the end of the log.
 bool LogTail::Fill()
 {
     const OwnedHandle file(OpenLog(m_path.Get()));
@@ -68,7 +68,7 @@ bool LogTail::Fill()
     return read != 0;
 }
 
-// The next line of the thread in the buffer; null when no whole line is left.
+// The next line of the thread in the buffer; null if no complete line is left.
 const wchar_t* LogTail::NextLine(DWORD threadId)
 {
     while (const void* newline = std::memchr(m_buffer + m_begin, '\n', m_end - m_begin))

@@ -1,4 +1,4 @@
-// The lines that a run of the program adds to the install log, while it adds them.
+// Reads the lines that a run of the program adds to the install log, while the program runs.
 #pragma once
 
 #include "bounded_text.h"
@@ -8,11 +8,11 @@
 class LogTail
 {
 public:
-    // Begins at the log's present end.
+    // Begins at the present end of the log.
     LogTail();
 
-    // Calls `take` with each whole line that the thread has added since the last call: UTF-16, without its line end.
-    // The program writes the log in one thread, and each line has the thread's number. Nothing is read through a link.
+    // Calls take(line) for each complete line that the thread has added since the last call: UTF-16, without line end.
+    // The program writes the log in one thread, and each line has the thread's number. Links are not followed.
     template <typename Take>
     void Read(DWORD threadId, const Take& take)
     {
@@ -24,14 +24,14 @@ public:
     }
 
 private:
-    static constexpr DWORD kBufferSize = 4096; // bytes; a line of the log has at most 511
+    static constexpr DWORD kBufferSize = 4096; // bytes; a log line has at most 511
 
     bool Fill();
     const wchar_t* NextLine(DWORD threadId);
     bool IsLineOf(DWORD threadId) const;
 
     BoundedText<MAX_PATH> m_path;
-    LONGLONG m_offset = 0;           // in the file, of the next byte to be read
+    LONGLONG m_offset = 0;           // of the next byte to read, in the file
     char m_buffer[kBufferSize] = {}; // in the ANSI code page
     DWORD m_begin = 0;
     DWORD m_end = 0;

@@ -1,4 +1,4 @@
-// ForgetLogonTask: removes the program's logon task, the change of the SRK authorization, together with the toolkit.
+// ForgetLogonTask: removes the program's logon task, a postponed change of the SRK authorization.
 #include "bounded_text.h"
 #include "owners.h"
 
@@ -15,9 +15,9 @@ constexpr wchar_t kTask[] = L"ChangeTPMAuth"; // the value's name, and its data
 
 } // namespace
 
-// An action of the script, when the toolkit is removed or its installation rolled back. Deletes the program's value
-// below Run: a bare name, for which Windows would later start any program of that name. A value with other data is not
-// the program's, and stays. Returns ERROR_SUCCESS.
+// A script action, for the removal of the toolkit and the rollback of its installation. Deletes the program's value in
+// the Run key: a file name without a path, for which Windows would start any program that later gets this name. A value
+// with other data is not the program's, and is kept. Returns ERROR_SUCCESS.
 extern "C" __declspec(dllexport) UINT WINAPI ForgetLogonTask(MSIHANDLE)
 {
     OwnedKey key;

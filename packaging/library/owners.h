@@ -5,8 +5,7 @@
 
 #include <msi.h>
 
-// An owner of one handle and the function that closes it, neither copied nor moved. A null or zero handle
-// is no handle.
+// Owns one handle, and closes it with `Close`. Cannot be copied or moved. A null or zero handle counts as none.
 template <typename Handle, auto Close>
 class Owner
 {
@@ -24,7 +23,7 @@ public:
     explicit operator bool() const { return m_handle != Handle{}; }
     Handle Get() const { return m_handle; }
 
-    // For a Windows call that yields a handle through a pointer; only of an empty owner.
+    // For a Windows call that stores a handle through a pointer. The owner must be empty.
     Handle* Put() { return &m_handle; }
 
 private:

@@ -1,4 +1,4 @@
-// NotePendingMoves and AskForRestart: ask for a restart when this run has left files to be moved at the next start.
+// NotePendingMoves and AskForRestart: ask for a restart if this run left files to move at the next start of Windows.
 #include "session.h"
 
 #include <windows.h>
@@ -11,7 +11,7 @@ namespace
 constexpr wchar_t kSessionManager[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
 constexpr wchar_t kNote[] = L"KeloPendingMoves";
 
-// The length of the list of moves, as text. A longer list has new moves: only a start of Windows removes any.
+// The length of the list of moves, as text. A longer list has new moves, because only a start of Windows removes moves.
 struct ListLength
 {
     wchar_t text[12] = {};
@@ -27,16 +27,15 @@ struct ListLength
 
 } // namespace
 
-// An immediate action at the beginning. Notes the length of the list of moves.
-// Returns ERROR_SUCCESS.
+// An immediate action at the beginning. Notes the length of the list of moves. Returns ERROR_SUCCESS.
 extern "C" __declspec(dllexport) UINT WINAPI NotePendingMoves(MSIHANDLE session)
 {
     MsiSetPropertyW(session, kNote, ListLength().text);
     return ERROR_SUCCESS;
 }
 
-// An immediate action after the transaction. When the list is longer than at the beginning, makes the installer ask for
-// a restart at its end, or report that one is needed. Returns ERROR_SUCCESS.
+// An immediate action after the transaction. If the list is longer than at the beginning, the installer will ask for a
+// restart at its end, or report that one is needed. Returns ERROR_SUCCESS.
 extern "C" __declspec(dllexport) UINT WINAPI AskForRestart(MSIHANDLE session)
 {
     BoundedText<12> noted;

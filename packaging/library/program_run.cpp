@@ -11,7 +11,7 @@
 namespace
 {
 
-// The program leaves the reason of a failure there, in the user's language.
+// Here the program stores the reason of a failure, in the user's language.
 constexpr wchar_t kReasonKey[] = L"SOFTWARE\\Kelo Systems Corp.\\Installer";
 
 constexpr wchar_t kRollback[] = L" /Rollback";
@@ -20,16 +20,16 @@ constexpr wchar_t kWithoutRollback[] =
     L"fails itself. If a later action fails, or a removal, nothing puts the set-up back: repair or remove the toolkit "
     L"then.";
 constexpr DWORD kMsBetweenLooks = 200;
-constexpr int kLinesOfLongRun = 200; // a set-up with the virtual smart card
+constexpr int kLinesOfLongRun = 200; // as many as a set-up with the virtual smart card writes
 
 using CommandLine = BoundedText<8192>;
 using Message = BoundedText<2048>;
 
 struct RunResult
 {
-    DWORD startError = ERROR_SUCCESS; // why the program was not started
+    DWORD startError = ERROR_SUCCESS; // why the program could not be started
     DWORD exitCode = 0;
-    bool isCancelled = false; // the user wants to stop
+    bool isCancelled = false; // the user cancelled the installation
 
     bool HasFailed() const { return startError != ERROR_SUCCESS || exitCode != 0; }
 };
@@ -52,7 +52,7 @@ const wchar_t* MessageOf(const wchar_t* line)
     return end == nullptr ? line : end + 2;
 }
 
-// Passes the program's lines on until it has ended. A run is never broken off: a user who cancels has to wait.
+// Passes the program's lines on until it ends. The program is never interrupted: a user who cancels has to wait.
 void FollowProgram(MSIHANDLE session, const PROCESS_INFORMATION& process, LogTail& log, RunResult& result)
 {
     const auto pass = [&](const wchar_t* line) {
@@ -93,7 +93,7 @@ RunResult Run(MSIHANDLE session, CommandLine& commandLine)
     return result;
 }
 
-// An earlier set-up may have left the same reason as this one will.
+// Removes the reason of an earlier set-up, which could be the same as that of this one.
 void ForgetReason()
 {
     OwnedKey key;
@@ -109,7 +109,7 @@ void ReadReason(Message& reason)
         reason.Clear();
 }
 
-// The text for a failure for which the program gave no reason.
+// Makes the text for a failure without a reason.
 void DescribeFailure(const RunResult& result, const wchar_t* commandLine, Message& message)
 {
     const bool isStarted = result.startError == ERROR_SUCCESS;
@@ -130,7 +130,7 @@ UINT ResultFor(const RunResult& result)
     return result.isCancelled ? ERROR_INSTALL_USEREXIT : ERROR_SUCCESS;
 }
 
-// Runs the program and reports the reason of a failure: the one that this run has left, not an earlier run's.
+// Runs the program, and reports the reason of a failure if this run stored it; an earlier run's reason does not count.
 RunResult RunAndTell(MSIHANDLE session, const wchar_t* commandLine, INSTALLMESSAGE kindOfFailure)
 {
     Message oldReason;
@@ -149,7 +149,7 @@ RunResult RunAndTell(MSIHANDLE session, const wchar_t* commandLine, INSTALLMESSA
     return result;
 }
 
-// For disabled rollback, where no rollback action takes back a failed set-up.
+// Undoes a failed set-up if rollback is disabled, because rollback actions do not run then.
 void TakeBack(MSIHANDLE session, const wchar_t* setupCommandLine)
 {
     Tell(session, INSTALLMESSAGE_INFO, L"Rollback is disabled. The program takes back what the failed set-up did.");
@@ -162,8 +162,8 @@ void TakeBack(MSIHANDLE session, const wchar_t* setupCommandLine)
 
 } // namespace
 
-// An immediate action within the transaction. Makes room for the program's lines in the progress bar, and tells the
-// installer's log what disabled rollback means for the toolkit. Returns ERROR_SUCCESS.
+// An immediate action within the transaction. Reserves a part of the progress bar for the program's lines. If rollback
+// is disabled, explains in the installer's log what that means for the toolkit. Returns ERROR_SUCCESS.
 extern "C" __declspec(dllexport) UINT WINAPI AnnounceProgram(MSIHANDLE session)
 {
     if (HasProperty(session, L"RollbackDisabled"))
@@ -174,7 +174,9 @@ extern "C" __declspec(dllexport) UINT WINAPI AnnounceProgram(MSIHANDLE session)
 
 // Runs the program. CustomActionData is its command line: the program's path in quotation marks, then the arguments.
 // The program's log lines go to the installer's log and window, the reason of a failure to the installer's log. Returns
-// ERROR_SUCCESS, ERROR_INSTALL_FAILURE, or ERROR_INSTALL_USEREXIT when the user cancelled meanwhile.
+//     ERROR_SUCCESS
+//     ERROR_INSTALL_FAILURE    the program failed or could not be started
+//     ERROR_INSTALL_USEREXIT   the user cancelled while the program ran
 extern "C" __declspec(dllexport) UINT WINAPI RunProgram(MSIHANDLE session)
 {
     CommandLine commandLine;
@@ -183,8 +185,8 @@ extern "C" __declspec(dllexport) UINT WINAPI RunProgram(MSIHANDLE session)
     return ResultFor(RunAndTell(session, commandLine.Get(), INSTALLMESSAGE_INFO));
 }
 
-// Like RunProgram, for the set-up: the reason of a failure is the installer's error message. CustomActionData is
-// "TakeBack=|command line"; with a value before the bar, a failed set-up is taken back at once.
+// Like RunProgram, for the set-up: the reason of a failure is shown as the installer's error message. CustomActionData
+// is "TakeBack=|command line"; if there is a value before the bar, a failed set-up is undone at once.
 extern "C" __declspec(dllexport) UINT WINAPI RunSetup(MSIHANDLE session)
 {
     static constexpr wchar_t kTakeBack[] = L"TakeBack=";

@@ -6,7 +6,7 @@
 namespace
 {
 
-constexpr int kTicksOfText = 10000; // the installer's own actions count bytes
+constexpr int kTicksOfText = 10000; // of the progress bar; the installer's own actions count bytes
 
 // The kinds of progress messages, in a record's first field.
 constexpr int kTicksOfTexts = 1;

@@ -10,8 +10,7 @@
 
 using PropertyText = BoundedText<4096>;
 
-// Reads a property; in an action of the installer's script, CustomActionData. Returns false when it cannot be read or
-// does not fit the text.
+// Reads a property; a script action can only read CustomActionData. Returns false if it cannot be read or does not fit.
 template <unsigned kSize>
 bool ReadProperty(MSIHANDLE session, const wchar_t* name, BoundedText<kSize>& value)
 {
@@ -19,11 +18,11 @@ bool ReadProperty(MSIHANDLE session, const wchar_t* name, BoundedText<kSize>& va
     return MsiGetPropertyW(session, name, value.Buffer(), &size) == ERROR_SUCCESS;
 }
 
-// Whether a property has a value, however long.
+// Whether a property has a value, of any length.
 bool HasProperty(MSIHANDLE session, const wchar_t* name);
 
-// Hands a text to the installer unchanged: brackets in it are no format. Returns the installer's answer, such as
-// IDCANCEL.
+// Passes a text to the installer, which does not take brackets in it for a format. Returns the installer's answer, such
+// as IDCANCEL. `kind` is one of
 //   INSTALLMESSAGE_INFO        a line of the installer's log
 //   INSTALLMESSAGE_ACTIONDATA  shown while the action runs, as the second field of its template
 //   INSTALLMESSAGE_ERROR       the reason of a failure, for the user
@@ -32,7 +31,7 @@ int Tell(MSIHANDLE session, INSTALLMESSAGE kind, const wchar_t* text);
 // Tells the user why the installation is refused. Returns ERROR_INSTALL_FAILURE.
 UINT Refuse(MSIHANDLE session, const wchar_t* why);
 
-// Each text that is shown while an action runs advances the progress bar: an immediate action tells the installer how
-// many to expect, and the action itself that they count.
+// The texts shown while an action runs advance the progress bar if an immediate action has called ExpectTexts with
+// their number, and the action itself has called CountTexts.
 void ExpectTexts(MSIHANDLE session, int count);
 void CountTexts(MSIHANDLE session);
