@@ -225,7 +225,7 @@ CauseFigures MeasureCauses()
 
 void Print(const CauseFigures& figures)
 {
-    fmt::print("calls that could have failed as a log is, of {} single failures\tone\t{}\t1\t-\n", figures.traced,
+    fmt::print("calls that could have caused the same log, of {} single failures\tone\t{}\t1\t-\n", figures.traced,
                figures.medianCauses);
 }
 

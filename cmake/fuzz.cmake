@@ -1,6 +1,6 @@
 # The fuzz targets: the program's image compiled by clang and watched by its sanitizers, and for each source in
-# tests/fuzz/targets/ a fuzzer (libFuzzer) that feeds it, linked with the winsim of this build. Compiled by commands of
-# their own, because the rest of this build has another compiler.
+# tests/fuzz/targets/ a fuzzer (libFuzzer) that feeds it, linked with the winsim of this build. Separate commands compile
+# them, because the rest of this build uses another compiler.
 
 find_program(KELO_CLANG clang++)
 if(NOT KELO_CLANG)

@@ -1,4 +1,4 @@
-# The style tests: layout, a second compiler, the linter, the log that each module writes through, the arrows between
+# The style tests: layout, a second compiler, the linter, that each module uses its own log, the allowed includes between
 # folders, the lists of choices and of required oddities, and the presets of test groups.
 
 foreach(check format clang tidy logs layers choices oddities presets)
