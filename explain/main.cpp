@@ -39,7 +39,7 @@ void FindCause(const ExplainOptions& options, const std::vector<report::Story>& 
 {
     const report::Story& story = stories.at(ChosenRun(options, stories));
     if (story.actionSwitch.empty())
-        throw std::runtime_error("the log does not tell the run's command line, so it cannot be rehearsed");
+        throw std::runtime_error("the log does not show the run's command line, so it cannot be rehearsed");
     std::vector<std::string> arguments;
     if (story.action != catalogue::Action::Export)
     {

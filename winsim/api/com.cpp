@@ -77,8 +77,8 @@ HRESULT WINAPI CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit)
     else if (simulation.isComMultithreaded != isMultithreaded)
         return call.Status(static_cast<std::uint32_t>(RPC_E_CHANGED_MODE));
     const auto fault = call.Fault();
-    // The program calls CoUninitialize even after a planned failure, so each call adds an entry. A planned S_FALSE or
-    // RPC_E_CHANGED_MODE means that the thread is in an apartment.
+    // Each call adds an entry, even after a planned failure, because the program then calls CoUninitialize as well. A
+    // planned S_FALSE or RPC_E_CHANGED_MODE means that the thread is in an apartment.
     simulation.comApartments.push_back(!fault || IsSuccess(*fault) ||
                                        *fault == static_cast<std::uint32_t>(RPC_E_CHANGED_MODE));
     if (fault)

@@ -234,7 +234,8 @@ std::string ComplaintAbout(const Fault& fault)
     if (IsFailure(ErrorKindOf(fault.call), fault.error) ||
         std::find(errors.begin(), errors.end(), fault.error) != errors.end())
         return {};
-    return fmt::format("{} is no failure of {}: that takes a {}", fault.error, fault.call, DescribeErrors(fault.call));
+    return fmt::format("{} is not a failure of {}; use another {}", fault.error, fault.call,
+                       DescribeErrors(fault.call));
 }
 
 std::vector<Fault> FailuresOf(std::string_view call, unsigned occurrence)

@@ -82,7 +82,7 @@ Fault ParseFault(const std::string& text)
     if (const std::size_t hash = fault.call.find('#'); hash != std::string::npos)
     {
         if (!ParseNumber(std::string_view(fault.call).substr(hash + 1), 10, fault.occurrence) || fault.occurrence == 0)
-            return fail("N is not a number from 1 on");
+            return fail("N is not a number of 1 or more");
         fault.call.resize(hash);
     }
     const std::string_view error = std::string_view(text).substr(equals + 1);

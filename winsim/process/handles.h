@@ -131,7 +131,7 @@ public:
 
     // Every misuse, and every handle that is still open and may not stay open.
     std::vector<std::string> Violations() const;
-    // Every misuse only, for a process that did not reach its own end: Windows closes its handles.
+    // The misuses alone, for a process that did not reach its own end: Windows closes its handles.
     const std::vector<std::string>& Misuses() const { return m_violations; }
 
     // Allows a handle to stay open until the process ends.

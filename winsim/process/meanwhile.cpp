@@ -46,7 +46,7 @@ FileAct ParseAct(const std::string& text)
     const std::size_t blank = std::min(text.find(' '), text.size());
     const auto word = std::ranges::find(kWords, text.substr(0, blank), &ActWord::word);
     if (word == std::end(kWords))
-        throw std::invalid_argument("\"" + text.substr(0, blank) + "\" is nothing that can be done to a file");
+        throw std::invalid_argument("\"" + text.substr(0, blank) + "\" is not something that can be done to a file");
     FileAct act{word->kind, blank < text.size() ? text.substr(blank + 1) : ""};
     const std::size_t arrow = act.path.find(kArrow);
     if ((arrow != std::string::npos) != word->hasOther || act.path.find(':') != 1)
@@ -69,7 +69,7 @@ unsigned OccurrenceIn(const std::string& call, std::size_t hash)
     const char* const end = call.data() + call.size();
     const auto [parsed, error] = std::from_chars(call.data() + hash + 1, end, occurrence);
     if (error != std::errc{} || parsed != end || occurrence == 0)
-        throw std::invalid_argument("\"" + call + "\": N is not a number from 1 on");
+        throw std::invalid_argument("\"" + call + "\": N is not a number of 1 or more");
     return occurrence;
 }
 

@@ -140,7 +140,8 @@ void DropHandledExceptions(const std::exception_ptr& outer)
         abi::__cxa_end_catch();
 }
 
-// Whether the code returned. This function has no local objects, because the jump back here would not destroy them.
+// Whether the code returned. This function has no local objects with destructors: the jump back here would not run
+// them.
 bool ReturnsFrom(const std::function<void()>& code, sigjmp_buf& bottom)
 {
     if (sigsetjmp(bottom, 1) != 0)

@@ -28,7 +28,7 @@ public:
     explicit Image(const std::string& path) : m_path(path)
     {
         if (dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD) != nullptr)
-            throw std::runtime_error(path + ": a run before this one could not be unloaded");
+            throw std::runtime_error(path + ": the previous run could not be unloaded");
     }
     ~Image()
     {

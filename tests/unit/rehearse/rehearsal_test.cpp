@@ -172,8 +172,8 @@ TEST_F(KeloRehearse, FailureThatCannotBeIsAUsageError)
              {"Sleep=5", "Sleep cannot fail"},
              {"RegCreateKeyExA=nothing", "RegCreateKeyExA cannot succeed with nothing"},
              {"RegCreateKeyExA=0",
-              "0 is no failure of RegCreateKeyExA: that takes a Win32 error such as ERROR_ACCESS_DENIED"},
-             {"CoCreateInstance=1", "1 is no failure of CoCreateInstance: that takes a HRESULT such as E_FAIL"},
+              "0 is not a failure of RegCreateKeyExA; use another Win32 error such as ERROR_ACCESS_DENIED"},
+             {"CoCreateInstance=1", "1 is not a failure of CoCreateInstance; use another HRESULT such as E_FAIL"},
              {"RegCreateKeyExA=E_FAIL", "the error is neither a 32-bit number nor a known Win32 error such as "
                                         "ERROR_ACCESS_DENIED; write CALL[#N]=ERROR"}})
     {
