@@ -99,7 +99,7 @@ def start_to_exit(rounds):
     yield Row("/Commit, start to exit under Wine", asks, commit.wall, folder.wall, "ms")
     yield Row("/Commit, processor time", asks, commit.processor, folder.processor, "ms")
     yield Row("/Commit, most memory", asks, memory["commit"], memory["folder"], "MB")
-    yield Row("what asks where the log belongs, start to exit", "an empty program", folder.wall, empty.wall, "ms")
+    yield Row("asking where the log belongs, start to exit", "an empty program", folder.wall, empty.wall, "ms")
     yield from setup_and_removal(rounds, empty.wall)
 
 
