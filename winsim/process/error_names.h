@@ -1,4 +1,4 @@
-// The names of errors, which a fault may be given by, for each kind of error that calls fail with.
+// The names of errors, by the kind of error that a call fails with. A fault can be requested by such a name.
 #pragma once
 
 #include <cstdint>

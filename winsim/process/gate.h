@@ -79,7 +79,7 @@ struct Gate
     // The entry that counts the calls of a name.
     std::pair<const std::string, unsigned>& CountOf(std::string_view name);
 
-    // The number of calls by name; the gate no longer has them then.
+    // Moves the numbers of calls by name out of the gate.
     std::map<std::string, unsigned, std::less<>> TakeCounts();
 
 private:

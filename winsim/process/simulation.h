@@ -95,8 +95,7 @@ private:
     std::map<std::uint32_t, ChildProcess> m_children; // by identifier
     char m_foreignModule = 0;
     std::uint64_t m_clockMs = 0;
-    std::uint64_t m_quietMs =
-        0; // how long nothing has been to come on the machine; one long wait is not the whole of it
+    std::uint64_t m_quietMs = 0; // how long the machine has had no change to come; of one wait, only a part counts
     std::uint32_t m_callsSinceTimePassed = 0;
     bool m_isEndless = false;
     bool m_isOver = false;
