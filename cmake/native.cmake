@@ -197,6 +197,11 @@ add_test(NAME unit.machine_schema
         $<TARGET_FILE:machine_schema>)
 set_tests_properties(unit.machine_schema PROPERTIES LABELS unit)
 
+# What the first comment of each described machine promises.
+add_test(NAME scenarios.machines
+    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/scenarios/machines_test.py ${PROJECT_SOURCE_DIR})
+set_tests_properties(scenarios.machines PROPERTIES LABELS scenarios)
+
 # The output of kelo-rehearse.
 add_test(NAME unit.reports
     COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/rehearse/reports_test.py ${PROJECT_SOURCE_DIR})

@@ -2,7 +2,7 @@
 #include "explain/find_cause.h"
 
 #include "report/calls.h"
-#include "winsim/process/fault_table.h"
+#include "winsim/machine/fault_table.h"
 #include "winsim/toolkit/install_log.h"
 #include "winsim/toolkit/program_image.h"
 

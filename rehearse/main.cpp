@@ -62,8 +62,7 @@ int Rehearse(const Options& options)
     if (!options.htmlPath.empty())
         report::WriteText(options.htmlPath, PageReport(options, machine, outcome));
     if (options.isJson)
-        std::cout << JsonReport(options, machine, outcome).dump(2, ' ', false, winsim::Json::error_handler_t::replace)
-                  << "\n";
+        std::cout << JsonReport(machine, outcome).dump(2, ' ', false, winsim::Json::error_handler_t::replace) << "\n";
     else
         std::cout << TextReport(options, report::Style::OfStandardOutput(), machine, outcome);
     return ExitStatusOf(outcome);

@@ -3,7 +3,6 @@
 
 #include "rehearse/choices.h"
 #include "rehearse/exit_status.h"
-#include "winsim/process/fault_table.h"
 
 #include <CLI/CLI.hpp>
 
@@ -52,14 +51,6 @@ std::vector<std::string> TakeProgramArguments(std::vector<std::string>& words)
     std::vector<std::string> arguments(separator + 1, words.end());
     words.erase(separator, words.end());
     return arguments;
-}
-
-winsim::Fault CheckedFault(const std::string& text)
-{
-    const winsim::Fault fault = winsim::ParseFault(text);
-    if (const std::string complaint = ComplaintAbout(fault); !complaint.empty())
-        throw std::invalid_argument("fault \"" + text + "\": " + complaint);
-    return fault;
 }
 
 } // namespace
@@ -127,7 +118,7 @@ ParsedOptions ParseOptions(int argc, char** argv)
         if (!options.seenPath.empty() && isRehearsed)
             throw CLI::ArgumentMismatch("--seen rehearses nothing; only --verbose goes with it");
         for (const std::string& fault : faults)
-            options.faults.push_back(CheckedFault(fault));
+            options.faults.push_back(winsim::ParsePossibleFault(fault));
         for (const std::string& acts : meanwhile)
             options.meanwhile.push_back(winsim::ParseMeanwhile(acts));
     }

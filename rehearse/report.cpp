@@ -43,11 +43,11 @@ Json RepeatsIn(const Outcome& outcome)
     return repeats;
 }
 
-Json FaultsIn(const Options& options, const Outcome& outcome)
+Json FaultsIn(const Outcome& outcome)
 {
     Json faults = Json::array();
-    for (std::size_t i = 0; i < options.faults.size(); ++i)
-        faults.push_back({{"fault", TextOf(options.faults[i])}, {"times", outcome.faultsReached[i]}});
+    for (std::size_t i = 0; i < outcome.faults.size(); ++i)
+        faults.push_back({{"fault", TextOf(outcome.faults[i])}, {"times", outcome.faultsReached[i]}});
     return faults;
 }
 
@@ -88,7 +88,7 @@ std::optional<std::string> WhyNoResult(const Outcome& outcome)
     return std::nullopt;
 }
 
-Json JsonReport(const Options& options, const Machine& before, const Outcome& outcome)
+Json JsonReport(const Machine& before, const Outcome& outcome)
 {
     const std::optional<std::string> whyNoResult = WhyNoResult(outcome);
     const FoldedLines log = Fold(winsim::LogLines(before, outcome.machine));
@@ -104,7 +104,7 @@ Json JsonReport(const Options& options, const Machine& before, const Outcome& ou
             {"events", NewEvents(before, outcome.machine)},
             {"calls", calls},
             {"repeatedCalls", RepeatsIn(outcome)},
-            {"faults", FaultsIn(options, outcome)},
+            {"faults", FaultsIn(outcome)},
             {"changes", ChangesIn(before, outcome.machine, !log.repeats.empty())},
             {"clockMs", outcome.clockMs},
             {"violations", outcome.violations}};

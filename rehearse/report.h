@@ -19,7 +19,7 @@ std::string TextReportOf(const winsim::Json& seen, const Options& options, const
                          const winsim::Machine& machine);
 
 // The report for programs, as docs/rehearsal.md describes it.
-winsim::Json JsonReport(const Options& options, const winsim::Machine& before, const winsim::Outcome& outcome);
+winsim::Json JsonReport(const winsim::Machine& before, const winsim::Outcome& outcome);
 
 // Why a run has no result; nothing if it has one.
 std::optional<std::string> WhyNoResult(const winsim::Outcome& outcome);

@@ -3,6 +3,7 @@
 #include "report/run_view.h"
 #include "winsim/toolkit/install_log.h"
 #include "winsim/toolkit/secrets.h"
+#include "winsim/toolkit/toolkit_files.h"
 
 #include <fmt/format.h>
 
@@ -69,17 +70,20 @@ std::string DescribeFault(const winsim::Fault& fault, unsigned reached, const Ou
 }
 
 // The facts on the first screen besides the result.
-Facts FirstFactsOf(const Options& options, const Outcome& outcome, const Story& story)
+Facts FirstFactsOf(const Options& options, const Machine& before, const Outcome& outcome, const Story& story)
 {
     constexpr std::size_t kMost = 3;
     const std::vector<RunCall> calls = CallsOf(outcome, story, report::CallChoice::Own);
-    const std::size_t count = options.faults.size();
+    const std::size_t count = outcome.faults.size();
     Facts facts;
     for (std::size_t i = 0; i < count && (options.isVerbose || count <= kMost || i + 1 < kMost); ++i)
-        facts.emplace_back("Fault", DescribeFault(options.faults[i], outcome.faultsReached[i], outcome,
-                                                  StepOf(options.faults[i], calls, story)));
+        facts.emplace_back("Fault", DescribeFault(outcome.faults[i], outcome.faultsReached[i], outcome,
+                                                  StepOf(outcome.faults[i], calls, story)));
     if (facts.size() < count)
         facts.emplace_back("Faults", fmt::format("and {} more: --verbose", count - facts.size()));
+    if (options.exportName.empty() && winsim::LacksToolkit(before))
+        facts.emplace_back("Toolkit", "not on this machine: none of its libraries and programs is in " +
+                                          winsim::ToolkitFolder(before));
     if (!outcome.violations.empty())
         facts.emplace_back("Wrong use",
                            report::Counted(outcome.violations.size(), "handle or block", "handles and blocks") +
@@ -119,7 +123,7 @@ std::string TextReport(const Options& options, const report::Style& style, const
     if (!whyNoResult)
         end.exitCode = outcome.exitCode;
     WatchedRun run{.command = CommandOf(options), .story = StoryOf(winsim::LogLines(before, outcome.machine), end)};
-    run.firstFacts = FirstFactsOf(options, outcome, run.story);
+    run.firstFacts = FirstFactsOf(options, before, outcome, run.story);
     run.facts = FactsOf(options, before, outcome);
     run.changes = Compare(before, outcome.machine);
     if (!outcome.triedActs.empty())

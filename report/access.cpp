@@ -1,6 +1,8 @@
 // Names trustees and rights.
 #include "report/access.h"
 
+#include "winsim/machine/windows_names.h"
+
 #include <fmt/format.h>
 
 #include <span>
@@ -13,65 +15,15 @@ namespace
 
 using winsim::Json;
 
-struct Named
-{
-    const char* sid;
-    const char* name;
-};
-
-constexpr Named kTrustees[] = {
-    {"S-1-1-0", "Everyone"},
-    {"S-1-3-0", "Creator Owner"},
-    {"S-1-5-11", "Authenticated Users"},
-    {"S-1-5-18", "LocalSystem"},
-    {"S-1-5-19", "LocalService"},
-    {"S-1-5-20", "NetworkService"},
-    {"S-1-5-32-544", "Administrators"},
-    {"S-1-5-32-545", "Users"},
-    {"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464", "TrustedInstaller"},
-};
-
-struct Right
-{
-    std::uint32_t mask;
-    const char* name;
-};
-
-// Wider rights come before the rights that they include.
-constexpr Right kGenericRights[] = {
-    {0x10000000, "GENERIC_ALL"},
-    {0x80000000, "GENERIC_READ"},
-    {0x40000000, "GENERIC_WRITE"},
-    {0x20000000, "GENERIC_EXECUTE"},
-};
-constexpr Right kKeyRights[] = {
-    {0xF003F, "KEY_ALL_ACCESS"},     {0x20019, "KEY_READ"},  {0x20006, "KEY_WRITE"},
-    {0x1, "KEY_QUERY_VALUE"},        {0x2, "KEY_SET_VALUE"}, {0x4, "KEY_CREATE_SUB_KEY"},
-    {0x8, "KEY_ENUMERATE_SUB_KEYS"}, {0x10, "KEY_NOTIFY"},   {0x20, "KEY_CREATE_LINK"},
-};
-constexpr Right kFileRights[] = {
-    {0x1F01FF, "FILE_ALL_ACCESS"},    {0x120089, "FILE_GENERIC_READ"},
-    {0x120116, "FILE_GENERIC_WRITE"}, {0x1200A0, "FILE_GENERIC_EXECUTE"},
-    {0x1, "FILE_READ_DATA"},          {0x2, "FILE_WRITE_DATA"},
-    {0x4, "FILE_APPEND_DATA"},        {0x8, "FILE_READ_EA"},
-    {0x10, "FILE_WRITE_EA"},          {0x20, "FILE_EXECUTE"},
-    {0x40, "FILE_DELETE_CHILD"},      {0x80, "FILE_READ_ATTRIBUTES"},
-    {0x100, "FILE_WRITE_ATTRIBUTES"},
-};
-constexpr Right kStandardRights[] = {
-    {0x10000, "DELETE"},      {0x20000, "READ_CONTROL"}, {0x40000, "WRITE_DAC"},
-    {0x80000, "WRITE_OWNER"}, {0x100000, "SYNCHRONIZE"},
-};
-
 // Adds the names of a table's rights that are completely in the mask and not yet completely named.
-void Take(std::span<const Right> rights, std::uint32_t mask, std::uint32_t& rest, std::string& names)
+void Take(std::span<const winsim::NamedValue> rights, std::uint32_t mask, std::uint32_t& rest, std::string& names)
 {
-    for (const Right& right : rights)
+    for (const winsim::NamedValue& right : rights)
     {
-        if ((mask & right.mask) != right.mask || (rest & right.mask) == 0)
+        if ((mask & right.value) != right.value || (rest & right.value) == 0)
             continue;
         names += (names.empty() ? "" : " | ") + std::string(right.name);
-        rest &= ~right.mask;
+        rest &= ~right.value;
     }
 }
 
@@ -98,7 +50,7 @@ std::string DescribeInheritance(const Json& entry, Secured secured)
 
 std::string NameOfTrustee(const std::string& sid)
 {
-    for (const Named& known : kTrustees)
+    for (const winsim::Account& known : winsim::kAccounts)
     {
         if (sid == known.sid)
             return known.name;
@@ -110,12 +62,12 @@ std::string NameOfRights(std::uint32_t mask, Secured secured)
 {
     std::string names;
     std::uint32_t rest = mask;
-    Take(kGenericRights, mask, rest, names);
+    Take(winsim::kGenericRightNames, mask, rest, names);
     if (secured == Secured::Key)
-        Take(kKeyRights, mask, rest, names);
+        Take(winsim::kKeyRightNames, mask, rest, names);
     else
-        Take(kFileRights, mask, rest, names);
-    Take(kStandardRights, mask, rest, names);
+        Take(winsim::kFileRightNames, mask, rest, names);
+    Take(winsim::kStandardRightNames, mask, rest, names);
     if (rest != 0 || mask == 0)
         names += fmt::format("{}{:#x}", names.empty() ? "" : " | ", rest);
     return names;

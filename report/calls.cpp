@@ -2,8 +2,8 @@
 #include "report/calls.h"
 
 #include "report/begun_steps.h"
-#include "winsim/process/error_names.h"
-#include "winsim/process/fault_table.h"
+#include "winsim/base/error_names.h"
+#include "winsim/machine/fault_table.h"
 
 #include <fmt/format.h>
 

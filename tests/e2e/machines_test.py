@@ -5,9 +5,10 @@ import re
 import unittest
 
 from comparison.comparison import Comparison
-from machines.cases import all_cases
+from machines.cases import CASES, LEFT_TO_WINSIM, all_cases
 from machines.descriptions import as_on_wine, complete, settled
 from machines.limits import without
+from paths import ROOT
 from runs.log_lines import comparable, unpredicted_waits
 from runs.program import Machine
 from runs.rehearsal import rehearse_and_save
@@ -34,6 +35,14 @@ class EachMachine(unittest.TestCase):
                     self.assertEqual(unpredicted_waits(report["log"], seen.log), [])
                     self.assertEqual((seen.exit_code, seen.stdout), (report["exitCode"], report["stdout"]))
                     self.assertEqual(comparison.differences_after(simulated), [])
+
+
+class MachinesLeftToWinsim(unittest.TestCase):
+    def test_are_shipped_and_name_cases(self):
+        for name, reason in LEFT_TO_WINSIM.items():
+            with self.subTest(name):
+                self.assertTrue((ROOT / "machines" / f"{name}.json").is_file())
+                self.assertLessEqual(set(re.findall(r'"(.*)"', reason)), CASES.keys())
 
 
 for _name, _case in all_cases():

@@ -3,7 +3,7 @@
 #include "catalogue/numbers.h"
 #include "catalogue/reference.h"
 #include "tests/explain/source_texts.h"
-#include "winsim/process/fault_table.h"
+#include "winsim/machine/fault_table.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 #include "tests/faults/extent.h"
 #include "tests/faults/isolated.h"
 #include "tests/faults/oracle.h"
-#include "winsim/process/fault_table.h"
+#include "winsim/machine/fault_table.h"
 
 #include "winsim_types.h"
 

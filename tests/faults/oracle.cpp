@@ -3,7 +3,7 @@
 
 #include "tests/faults/allowances.h"
 #include "tests/faults/values.h"
-#include "winsim/process/fault_table.h"
+#include "winsim/machine/fault_table.h"
 #include "winsim/toolkit/install_log.h"
 
 #include "winsim_types.h"

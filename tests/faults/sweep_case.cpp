@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <iterator>
+#include <string_view>
 
 namespace
 {
@@ -21,6 +23,32 @@ const std::vector<std::vector<std::string>> kCommandLines = {
     {"/Uninstall"},
     {}, // the entry point
 };
+
+// The machines that the sweep leaves out. The program's way on the others is the same but for single lines, or the
+// sweep cannot judge it.
+constexpr std::string_view kLeftOut[] = {
+    "card-driver-blocked.json",     // as with a failing CreateProcessW
+    "library-faults.json",          // on windows-7-busy.json a library throws
+    "library-missing.json",         // as with a failing LoadLibraryA
+    "no-log.json",                  // nothing is logged, so no failure is
+    "no-toolkit.json",              // most of the calls are not reached
+    "repair.json",                  // as upgrade.json
+    "shim-in-use.json",             // on windows-7-busy.json a shim is in use
+    "toolkit-service-blocked.json", // as with a failing StartServiceW
+    "tpm-disabled.json",            // as library-lacks-function.json
+    "tpm-not-activated.json",       // likewise
+    "tpm-not-owned.json",           // as windows-7-toolkit.json
+    "tpm-wrong-srk.json",           // as windows-8-denied.json
+    "windows-10-ntru-hangs.json",   // its runs never end
+    "windows-8-wmi-fails.json",     // as with a failing IWbemServices::ExecMethod
+};
+
+bool IsSwept(const std::filesystem::path& file)
+{
+    const std::string name = file.filename().string();
+    return file.extension() == ".json" && !name.ends_with("schema.json") &&
+           std::find(std::begin(kLeftOut), std::end(kLeftOut), name) == std::end(kLeftOut);
+}
 
 std::string NameOf(const std::filesystem::path& machine, const std::vector<std::string>& arguments)
 {
@@ -42,7 +70,7 @@ std::vector<SweepCase> AllCases()
     std::vector<std::filesystem::path> machines;
     for (const auto& entry : std::filesystem::directory_iterator(KELO_ROOT "/machines"))
     {
-        if (entry.path().extension() == ".json" && !entry.path().filename().string().ends_with("schema.json"))
+        if (IsSwept(entry.path()))
             machines.push_back(entry.path().filename());
     }
     std::sort(machines.begin(), machines.end());

@@ -5,6 +5,7 @@
 #include "winsim/process/gate.h"
 #include "winsim/process/simulation.h"
 
+#include "fileapi.h"
 #include "shlobj.h"
 #include "winbase.h"
 

@@ -3,6 +3,7 @@
 
 #include "winsim/base/description.h"
 
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
@@ -85,6 +86,27 @@ private:
     std::vector<Container> m_open; // the innermost last
 };
 
+// The place of a character, as people count: "line 3, column 14".
+std::string PlaceOf(std::string_view text, std::size_t offset)
+{
+    const std::string_view before = text.substr(0, offset);
+    const std::size_t lineBegin = before.rfind('\n') + 1; // 0 in the first line
+    return "line " + std::to_string(std::ranges::count(before, '\n') + 1) + ", column " +
+           std::to_string(offset - lineBegin + 1);
+}
+
+// What the parser says of a text that is not JSON, and where. It counts the line break that ends a wrong word, and
+// reads on to the end of the text for the end of a comment.
+std::string DescribeError(const Json::parse_error& error, std::string_view text)
+{
+    const std::string_view what = error.what();
+    const std::string reason(what.substr(what.find(": ") + 2));
+    if (reason.find("missing closing '*/'") != std::string::npos)
+        return PlaceOf(text, text.rfind("/*")) + ": a comment without an end";
+    const std::size_t last = text.find_last_not_of(" \t\r\n", std::max(error.byte, std::size_t{1}) - 1);
+    return PlaceOf(text, last == std::string_view::npos ? 0 : last) + ": " + reason;
+}
+
 } // namespace
 
 Json ParseDescription(std::string_view text)
@@ -92,14 +114,17 @@ Json ParseDescription(std::string_view text)
     DuplicateKeys keys;
     try
     {
-        return Json::parse(text, [&](int, Json::parse_event_t event, Json& value) {
+        const auto see = [&](int, Json::parse_event_t event, Json& value) {
             keys.See(event, value);
             return true;
-        });
+        };
+        constexpr bool kThrows = true;
+        constexpr bool kIgnoresComments = true;
+        return Json::parse(text, see, kThrows, kIgnoresComments);
     }
-    catch (const Json::exception& error)
+    catch (const Json::parse_error& error)
     {
-        throw DescriptionError(std::string("not JSON: ") + error.what());
+        throw DescriptionError("not JSON: " + DescribeError(error, text));
     }
 }
 

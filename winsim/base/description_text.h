@@ -8,8 +8,8 @@
 namespace winsim
 {
 
-// Parses a description (UTF-8). Throws DescriptionError if the text is not JSON, or if an object has a key twice; the
-// error then names the path of the key.
+// Parses a description (UTF-8), which may have comments as in C++. Throws DescriptionError if the text is not JSON, or
+// if an object has a key twice; the error then names the path of the key.
 Json ParseDescription(std::string_view text);
 
 } // namespace winsim

@@ -25,5 +25,6 @@ Json SchemaOfCng(Json& definitions);
 Json SchemaOfWmi(Json& definitions);
 Json SchemaOfInstaller(Json& definitions);
 Json SchemaOfEvents(Json& definitions);
+Json SchemaOfFaults(Json& definitions);
 
 } // namespace winsim

@@ -20,7 +20,7 @@ struct Fields<CngInterface>
         visit(Key{"interface", "number of the interface; 65537 is key storage", "`0`"},
               Always(&CngInterface::interface));
         visit(Key{"flags", "flags (a mask); 1 is local", "`0`"}, Always(&CngInterface::flags));
-        visit(Key{"functions", "names of its functions: a list", "none"}, Always(&CngInterface::functions));
+        visit(Key{"functions", "names of the functions: a list", "none"}, Always(&CngInterface::functions));
     }
 };
 
@@ -32,8 +32,9 @@ struct Fields<CngImage>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"image", "the library's file name", "`\"\"`"}, Always(&CngImage::image));
-        visit(Key{"interfaces", "what it offers: a list of objects with `interface`, `flags` and `functions`", "none"},
+        visit(Key{"image", "file name of the library", "`\"\"`"}, Always(&CngImage::image));
+        visit(Key{"interfaces",
+                  "interfaces that it offers: a list of objects with `interface`, `flags` and `functions`", "none"},
               Always(&CngImage::interfaces));
     }
 };
@@ -53,8 +54,8 @@ struct Fields<CngProvider>
     static void Visit(Visitor& visit)
     {
         visit(Key{"aliases", "its other names: a list", "none"}, Member(&CngProvider::aliases));
-        visit(Key{"userMode", "its image for programs", "none"}, Member(&CngProvider::userMode, Image()));
-        visit(Key{"kernelMode", "its image for the kernel", "none"}, Member(&CngProvider::kernelMode, Image()));
+        visit(Key{"userMode", "image for programs", "none"}, Member(&CngProvider::userMode, Image()));
+        visit(Key{"kernelMode", "image for the kernel", "none"}, Member(&CngProvider::kernelMode, Image()));
     }
 };
 
@@ -67,11 +68,11 @@ struct Fields<CngContextFunction>
     static void Visit(Visitor& visit)
     {
         visit(Key{"table", "number of the configuration table; 1 is local", "`0`"}, Always(&CngContextFunction::table));
-        visit(Key{"context", "the context's name", "`\"\"`"}, Always(&CngContextFunction::context));
+        visit(Key{"context", "name of the context", "`\"\"`"}, Always(&CngContextFunction::context));
         visit(Key{"interface", "number of the interface; 65537 is key storage", "`0`"},
               Always(&CngContextFunction::interface));
-        visit(Key{"function", "the function's name", "`\"\"`"}, Always(&CngContextFunction::function));
-        visit(Key{"providers", "the providers' names, the preferred first: a list", "none"},
+        visit(Key{"function", "name of the function", "`\"\"`"}, Always(&CngContextFunction::function));
+        visit(Key{"providers", "names of the providers, the preferred one first: a list", "none"},
               Always(&CngContextFunction::providers));
     }
 };
@@ -84,9 +85,9 @@ struct Fields<Cng>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"providers", "registered providers by their names", "Microsoft's three key storage providers"},
+        visit(Key{"providers", "registered providers by name", "Microsoft's three key storage providers"},
               Always(&Cng::providers));
-        visit(Key{"contextFunctions", "functions with the providers that serve them: a list",
+        visit(Key{"contextFunctions", "functions, each with the providers that serve it: a list",
                   "key storage with those three"},
               Always(&Cng::contextFunctions));
     }

@@ -132,28 +132,36 @@ struct Fields<File>
     {
         visit(Key{"directory", "whether it is a directory", "`false`"}, Member(&File::isDirectory));
         visit(
-            Key{"link", "full path that it leads to: a link of a directory (a junction) or of a file",
-                "none: it is no link"},
+            Key{"link", "full path of its target: a directory is then a junction, a file a symbolic link",
+                "none, it is no link"},
             Member(&File::link, OwnForm{&LinkTarget, [](const std::string& path) { return Json(path); }, kPathSchema}));
-        visit(Key{"linkMadeBy", "SID of the user who made the link", "the owner"}, Member(&File::linkMaker, SidForm()));
+        visit(Key{"linkMadeBy", "SID or account name of the user who made the link", "the owner"},
+              Member(&File::linkMaker, SidForm()));
         // LoadNames reads it.
-        visit(Key{kHardLink, "full path of the file that this is one more name of; there is no other key then", "none"},
+        visit(Key{kHardLink, "full path of a file that this is another name of; there is no other key then", "none"},
               OwnField{[](const Reader&, File&) {}, [](const File&) { return std::optional<Json>(); },
                        SchemaText{kPathSchema}});
-        visit(Key{"text", "content, stored as UTF-8", "empty"},
+        visit(Key{"text", "content as text, stored in UTF-8", "empty"},
               OwnField{[](const Reader& reader, File& file) { file.content = reader.Text(); }, &SavedText,
                        SchemaText{kTextSchema}});
-        visit(Key{"bytes", "content that is no text: a character from U+0000 to U+00FF for each byte", "empty"},
+        visit(Key{"bytes", "content as bytes: a character from U+0000 to U+00FF for each byte", "empty"},
               OwnField{[](const Reader& reader, File& file) { file.content = BytesOfLatin1(reader); }, &SavedBytes,
                        SchemaText{kTextSchema}});
-        visit(Key{"size", "size of a file whose content does not matter", "the content's"}, Member(&File::size));
-        visit(Key{"version", "its version resource, such as `\"1.2.1.25\"`", "none"},
+        visit(Key{"size", "size in bytes, for a file whose content does not matter", "the content's"},
+              Member(&File::size));
+        visit(Key{"version", "version in its version resource, such as `\"1.2.1.25\"`", "none"},
               Member(&File::version, OwnForm{&VersionOf, &TextOfVersion, kVersionSchema}));
-        visit(Key{"attributes", "file attributes (a mask) beyond \"directory\"", "an ordinary file's"},
-              Member(&File::attributes));
-        visit(Key{"denied", "whether it may not be opened, written, deleted or, for a directory, added to", "`false`"},
+        visit(Key{"attributes", "file attributes apart from the one of directories: a mask", "an ordinary file's"},
+              Member(&File::attributes, MaskForm{kFileAttributes}));
+        visit(Key{"denied",
+                  "whether it cannot be opened, written or deleted, and, if it is a directory, whether nothing can be "
+                  "added to it",
+                  "`false`"},
               Member(&File::isDenied));
-        visit(Key{"inUse", "whether it runs: it may be read and renamed, not overwritten or deleted", "`false`"},
+        visit(Key{"inUse",
+                  "whether it is in use like a running program: it can be read and renamed, but not overwritten or "
+                  "deleted",
+                  "`false`"},
               Member(&File::isInUse));
         VisitPart(visit, &File::security);
     }
@@ -167,8 +175,8 @@ struct Fields<PendingMove>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"from", "the file to be moved; must be there", "", "no file to move"}, Always(&PendingMove::from));
-        visit(Key{"to", "its new path; none: it is deleted", "none"}, Member(&PendingMove::to));
+        visit(Key{"from", "the file to be moved; required", "", "no file to move"}, Always(&PendingMove::from));
+        visit(Key{"to", "its new path", "none, it is deleted"}, Member(&PendingMove::to));
     }
 };
 

@@ -3,6 +3,7 @@
 
 #include "winsim/base/fields.h"
 #include "winsim/machine/area_schemas.h"
+#include "winsim/machine/windows_names.h"
 
 #include <algorithm>
 
@@ -15,17 +16,23 @@ struct Fields<PropertyAnswer>
     static constexpr char kName[] = "propertyAnswer";
 
     // 0 means success.
-    struct Error : Plain<std::uint32_t>
+    struct Error : ErrorForm
     {
-        Json Schema(Json&) const { return {{"type", "integer"}, {"minimum", 1}, {"maximum", 4294967295}}; }
+        Json Schema(Json& definitions) const
+        {
+            Json schema = ErrorForm::Schema(definitions);
+            schema["anyOf"][0] = {{"type", "integer"}, {"minimum", 1}, {"maximum", 4294967295}};
+            return schema;
+        }
     };
 
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"error", "the error that the question fails with; must be there", "", "no error"},
+        visit(Key{"error", "error with which asking for the property fails: a number or a name; required", "",
+                  "no error"},
               Always(&PropertyAnswer::error, Error()));
-        visit(Key{"size", "what the failing question says of the text's length", ""}, Member(&PropertyAnswer::size));
+        visit(Key{"size", "length of the text that the failing call reports", ""}, Member(&PropertyAnswer::size));
     }
 };
 
@@ -100,7 +107,7 @@ struct Fields<Session>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"properties", "installer properties by their names; one that is not there is empty", "none"},
+        visit(Key{"properties", "properties by name; one that is not described is empty", "none"},
               Always(&Session::properties, ByName<Properties, AnswersForm>()));
     }
 };

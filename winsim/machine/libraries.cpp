@@ -4,6 +4,7 @@
 #include "winsim/base/fields.h"
 #include "winsim/base/processor_fault.h"
 #include "winsim/machine/area_schemas.h"
+#include "winsim/machine/windows_names.h"
 
 #include <algorithm>
 #include <charconv>
@@ -124,14 +125,13 @@ struct Fields<LibraryExport>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"result", "what it returns; may be negative", "`0`"}, Always(&LibraryExport::result));
-        visit(
-            Key{"throws",
-                "what comes out of it instead: `\"access violation\"`, `\"division by zero\"`, `\"C++ exception\"` or "
-                "`\"number\"`",
-                "nothing"},
-            Member(&LibraryExport::throws, ThrownForm()));
-        visit(Key{"effects", "what it does to the machine", "nothing"},
+        visit(Key{"result", "what the function returns; may be negative", "`0`"}, Always(&LibraryExport::result));
+        visit(Key{"throws",
+                  "what the function throws instead of returning: `\"access violation\"`, `\"division by zero\"`, "
+                  "`\"C++ exception\"` or `\"number\"`",
+                  "nothing"},
+              Member(&LibraryExport::throws, ThrownForm()));
+        visit(Key{"effects", "how a call changes the machine: a description", "not at all"},
               Member(&LibraryExport::effects, AnyEffectsForm()));
     }
 };
@@ -145,15 +145,16 @@ struct Fields<Library>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"exports", "functions by their names; each is a number, its result, or an object", "none"},
+        visit(Key{"exports", "functions by name; each is a number, its result, or an object", "none"},
               Member(&Library::exports, ByName<Exports, ExportForm>()));
-        visit(Key{"missing", "functions that a library of Windows lacks on this machine: a list of names", "none"},
+        visit(Key{"missing", "functions that one of Windows' libraries lacks on this machine: a list of names", "none"},
               Member(&Library::missing));
-        visit(Key{"loadError", "loading it fails with this error", "`0`"}, Member(&Library::loadError));
+        visit(Key{"loadError", "error with which loading it fails: a number or a name", "`0`, it can be loaded"},
+              Member(&Library::loadError, ErrorForm()));
         visit(Key{"strings",
-                  "its string resources: a text for each number, or the name of one of the program's tables, such as "
+                  "string resources: a text for each number, or the name of one of the program's tables, such as "
                   "`\"de\"`",
-                  "those that its file name stands for"},
+                  "the table that its file name stands for"},
               OwnField{&ReadStrings, &SavedStrings, SchemaText{kStringsSchema}});
     }
 };

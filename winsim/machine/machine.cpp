@@ -43,7 +43,7 @@ constexpr Area MakeArea(const char* key, const char* meaning, Json (*schema)(Jso
 }
 
 constexpr Area kAreas[] = {
-    {"title", "One line for people.",
+    {"title", "A title in one line.",
      [](Json&) {
          return Json{{"type", "string"}};
      },
@@ -52,33 +52,35 @@ constexpr Area kAreas[] = {
      [](const Machine& machine) { return Json(machine.title); },
      [](const Machine& one, const Machine& other) { return one.title == other.title; }},
     MakeArea<&Machine::windows>("windows", "Windows as the program sees it.", &SchemaOfWindows),
-    MakeArea<&Machine::clock>("clock", "Time is virtual: it passes by waiting alone.", &SchemaOfClock),
+    MakeArea<&Machine::clock>("clock", "Time, which passes only while the program waits.", &SchemaOfClock),
     MakeArea<&Machine::process>("process", "The process that a run makes.", &SchemaOfProcess),
     MakeArea<&Machine::folders>("folders", "The shell's folders, each a full path.", &SchemaOfFolders),
-    MakeArea<&Machine::environment>("environment", "Environment variables: a name and its text each.",
+    MakeArea<&Machine::environment>("environment", "Environment variables: a text for each name.",
                                     &SchemaOfEnvironment),
     MakeArea<&Machine::registry>("registry", "Keys by their paths, which begin with HKLM, HKCU, HKCR or HKU.",
                                  &SchemaOfRegistry),
     MakeArea<&Machine::files>("files", "Files and directories by their full paths, which begin with a drive.",
                               &SchemaOfFiles),
-    {"libraries", "Files that can be loaded, by their full paths.", &SchemaOfLibraries,
+    {"libraries", "Libraries that can be loaded, by their full paths.", &SchemaOfLibraries,
      [](Machine&) {}, // cleared with the files
      [](Machine& machine, const Reader& reader) { machine.files.LoadLibraries(reader); },
      [](const Machine& machine) { return machine.files.LibrariesToJson(); },
      [](const Machine& one, const Machine& other) { return one.files == other.files; }},
-    MakeArea<&Machine::pendingMoves>("pendingMoves", "What waits for the next start of Windows, in order.",
+    MakeArea<&Machine::pendingMoves>("pendingMoves", "Moves and deletions at the next start of Windows, in order.",
                                      &SchemaOfPendingMoves),
     MakeArea<&Machine::token>("token", "The program's token.", &SchemaOfToken),
-    MakeArea<&Machine::services>("services", "Services by their names.", &SchemaOfServices),
+    MakeArea<&Machine::services>("services", "Services by name.", &SchemaOfServices),
     MakeArea<&Machine::processes>("processes", "The running processes in Windows' order.", &SchemaOfProcesses),
     MakeArea<&Machine::programs>("programs", "Programs that can be started, by their full paths.", &SchemaOfPrograms),
     MakeArea<&Machine::smartCards>("smartCards", "Smart-card readers, and the resource manager that lists them.",
                                    &SchemaOfSmartCards),
     MakeArea<&Machine::cng>("cng", "The configuration of Windows' cryptography (CNG).", &SchemaOfCng),
     MakeArea<&Machine::wmi>("wmi", "Windows' management instrumentation.", &SchemaOfWmi),
-    MakeArea<&Machine::installer>("installer", "The install session that an exported entry point is called with.",
+    MakeArea<&Machine::installer>("installer", "The install session that is passed to an exported entry point.",
                                   &SchemaOfInstaller),
     MakeArea<&Machine::events>("events", "The Application event log, oldest event first.", &SchemaOfEvents),
+    MakeArea<&Machine::faults>("faults", "Calls that fail in every run on this machine, each as CALL[#N]=ERROR.",
+                               &SchemaOfFaults),
 };
 
 const Json& PlainWindows()
@@ -276,6 +278,8 @@ void CheckEffects(const Json& description, const Json& whole)
         Json changed = whole;
         try
         {
+            if (effects.contains("faults"))
+                throw DescriptionError("faults: failures are planned before a run, and are no effect");
             Merge(effects, changed, VainNull::IsFine);
             FromWhole(changed);
             CheckEffects(effects, changed);
@@ -392,8 +396,8 @@ Json MachineSchema()
         {"dword", {{"type", "integer"}, {"minimum", 0}, {"maximum", 0xFFFFFFFF}}},
         {"long", {{"type", "integer"}, {"minimum", -0x80000000LL}, {"maximum", 0x7FFFFFFF}}},
         {"size", {{"type", "integer"}, {"minimum", 0}, {"maximum", 0x7FFFFFFFFFFFFFFFLL}}},
-        {"sid", {{"type", "string"}, {"pattern", "^S-1-[0-9]+(-[0-9]+)*$"}}},
-        {"effects", {{"type", "object"}, {"description", "A description again, put onto the machine as it is then."}}},
+        {"effects",
+         {{"type", "object"}, {"description", "A description, which is applied to the machine at that moment."}}},
     };
     Json properties = Json::object();
     for (const Area& area : kAreas)
@@ -403,7 +407,7 @@ Json MachineSchema()
         properties[area.key] = std::move(schema);
         // `like` is not an area: only the reading of a file knows it.
         if (area.key == std::string_view("title"))
-            properties["like"] = {{"description", "Another description's file, by its path from this one."},
+            properties["like"] = {{"description", "The path of another description, relative to this file."},
                                   {"type", "string"}};
     }
     return {{"$schema", "https://json-schema.org/draft/2020-12/schema"},

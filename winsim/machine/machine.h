@@ -2,6 +2,7 @@
 #pragma once
 
 #include "winsim/machine/cng.h"
+#include "winsim/machine/faults.h"
 #include "winsim/machine/files.h"
 #include "winsim/machine/installer.h"
 #include "winsim/machine/processes.h"
@@ -40,6 +41,7 @@ struct Machine
     Wmi wmi;
     Installer installer;
     EventLog events;
+    PlannedFaults faults;
 
     // Throws DescriptionError for a description that cannot be used.
     static Machine FromJson(const Json& description);

@@ -5,6 +5,7 @@
 #include "winsim/base/text.h"
 #include "winsim/machine/area_schemas.h"
 #include "winsim/machine/files.h"
+#include "winsim/machine/windows_names.h"
 
 #include <algorithm>
 
@@ -33,13 +34,15 @@ struct Fields<DescribedProcess>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"id", "its identifier; no two have the same", "the next free one"}, Always(&RunningProcess::id));
-        visit(Key{"name", "file name of its program; none: nobody can ask for its modules", "none"},
+        visit(Key{"id", "identifier; no two processes have the same", "the next free one"},
+              Always(&RunningProcess::id));
+        visit(Key{"name", "file name of its program", "none, and asking for its modules fails"},
               Member(&RunningProcess::name));
-        visit(Key{"deniedAccess", "rights (a number) that are refused: an open that asks for any of them fails", "`0`"},
-              Member(&RunningProcess::deniedAccess));
-        visit(Key{"terminateError", "ending it fails with this error", "`0`"}, Member(&RunningProcess::terminateError));
-        visit(Key{"count", "how many processes this is, each with an identifier of its own", "`1`"},
+        visit(Key{"deniedAccess", "rights that are denied: an open that asks for any of them fails; a mask", "`0`"},
+              Member(&RunningProcess::deniedAccess, MaskForm{kProcessRights}));
+        visit(Key{"terminateError", "error with which ending it fails: a number or a name", "`0`"},
+              Member(&RunningProcess::terminateError, ErrorForm()));
+        visit(Key{"count", "number of processes like this, each with an identifier of its own", "`1`"},
               Member(&DescribedProcess::count));
     }
 };
@@ -52,13 +55,14 @@ struct Fields<ProgramRun>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"arguments", "the whole text after the program's name that this run is for", "any"},
+        visit(Key{"arguments", "the command line after the program's name, exactly", "any"},
               Member(&ProgramRun::arguments));
-        visit(Key{"startError", "it cannot be started: this error", "`0`"}, Member(&ProgramRun::startError));
-        visit(Key{"exitCode", "its exit code", "`0`"}, Always(&ProgramRun::exitCode));
-        visit(Key{"runMs", "how long it runs", "`0`"}, Member(&ProgramRun::runMs));
-        visit(Key{"neverEnds", "whether it never ends", "`false`"}, Member(&ProgramRun::neverEnds));
-        visit(Key{"effects", "what it does to the machine when it ends", "nothing"},
+        visit(Key{"startError", "error with which starting it fails: a number or a name", "`0`, it starts"},
+              Member(&ProgramRun::startError, ErrorForm()));
+        visit(Key{"exitCode", "exit code", "`0`"}, Always(&ProgramRun::exitCode));
+        visit(Key{"runMs", "how long it runs, in milliseconds", "`0`"}, Member(&ProgramRun::runMs));
+        visit(Key{"neverEnds", "whether it runs for ever", "`false`"}, Member(&ProgramRun::neverEnds));
+        visit(Key{"effects", "how the machine is changed when it ends: a description", "not at all"},
               Member(&ProgramRun::effects, EffectsForm()));
     }
 };
@@ -82,10 +86,8 @@ struct Fields<DescribedProgram>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"runs",
-                  "what it does, a list: the first run that fits the arguments counts; without one it ends at once "
-                  "with 0",
-                  "none"},
+        visit(Key{"runs", "runs by arguments: a list, of which the first with fitting arguments counts",
+                  "none; a program without a fitting run ends at once with 0"},
               Always(&DescribedProgram::runs));
     }
 };

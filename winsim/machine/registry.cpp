@@ -149,23 +149,23 @@ struct Fields<RegistryValue>
     {
         visit(Key{"type",
                   "`\"REG_NONE\"`, `\"REG_SZ\"`, `\"REG_EXPAND_SZ\"`, `\"REG_BINARY\"`, `\"REG_DWORD\"`, "
-                  "`\"REG_MULTI_SZ\"`, `\"REG_QWORD\"`, or the type's number; must be there",
+                  "`\"REG_MULTI_SZ\"`, `\"REG_QWORD\"`, or the type's number; required",
                   "", "no type"},
               Always(&RegistryValue::type, TypeForm()));
-        visit(Key{"text", "text with its terminator", ""},
+        visit(Key{"text", "a text, stored with a terminating zero", ""},
               OwnField{[](const Reader& reader, RegistryValue& value) { value.bytes = BytesOfText(reader.Text()); },
                        [](const RegistryValue& value) {
                            const auto text = SavedText(value);
                            return text ? std::optional<Json>(*text) : std::nullopt;
                        },
                        SchemaText{kTextSchema}});
-        visit(Key{"number", "a number of 4 bytes, for `REG_QWORD` of 8", ""},
+        visit(Key{"number", "a number, stored in 4 bytes, or in 8 for `REG_QWORD`", ""},
               OwnField{[](const Reader& reader, RegistryValue& value) {
                            value.bytes = value.type == kQword ? BytesOfNumber(reader.As<std::uint64_t>())
                                                               : BytesOfNumber(reader.As<std::uint32_t>());
                        },
                        [](const RegistryValue&) { return std::optional<Json>(); }, SchemaText{kNumberSchema}});
-        visit(Key{"hex", "the bytes as they are stored, in hexadecimal: text is UTF-16, little end first", ""},
+        visit(Key{"hex", "the stored bytes in hexadecimal; text is UTF-16, the low byte first", ""},
               OwnField{[](const Reader& reader, RegistryValue& value) { value.bytes = BytesOfHex(reader); },
                        [](const RegistryValue& value) {
                            return SavedText(value) ? std::nullopt : std::optional<Json>(HexOfBytes(value.bytes));
@@ -277,7 +277,7 @@ struct Fields<RegistryKey>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"values", "values by their names; the name `\"\"` is the key's default value", "none"},
+        visit(Key{"values", "values by name; the name `\"\"` is the key's default value", "none"},
               Member(&RegistryKey::values, ValuesForm()));
         VisitPart(visit, &RegistryKey::security);
     }

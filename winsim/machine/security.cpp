@@ -9,6 +9,7 @@
 #include "winsim/machine/security_fields.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace winsim
 {
@@ -24,27 +25,6 @@ constexpr std::uint32_t kHandableDown = 0xF; // the flags that say which objects
 constexpr std::uint32_t kInheritOnly = 0x8;
 constexpr std::uint32_t kInherited = 0x10;
 constexpr char kTakeOwnership[] = "SeTakeOwnershipPrivilege";
-
-constexpr NamedValue kRights[] = {
-    {0x10000, "DELETE"},
-    {kReadControl, "READ_CONTROL"},
-    {kWriteDac, "WRITE_DAC"},
-    {kWriteOwner, "WRITE_OWNER"},
-    {0x0001, "KEY_QUERY_VALUE"},
-    {0x0002, "KEY_SET_VALUE"},
-    {0x0004, "KEY_CREATE_SUB_KEY"},
-};
-
-std::uint32_t RightOf(const Reader& reader)
-{
-    const std::string text = reader.Text();
-    for (const NamedValue& right : kRights)
-    {
-        if (text == right.name)
-            return right.value;
-    }
-    reader.Fail("not a right such as WRITE_DAC");
-}
 
 // A list of SIDs.
 using SidsForm = List<std::string, SidForm>;
@@ -107,14 +87,15 @@ struct Fields<Token>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"user", "SID of the user", "`\"S-1-5-21-1004336348-1177238915-682003330-1001\"`"},
+        visit(Key{"user", "SID or account name of the user", "`\"S-1-5-21-1004336348-1177238915-682003330-1001\"`"},
               Always(&Token::user, SidForm()));
-        visit(Key{"groups", "SIDs of the groups: a list", "administrators, users, everyone, authenticated users"},
+        visit(Key{"groups", "SIDs or account names of the groups: a list",
+                  "administrators, users, everyone, authenticated users"},
               Always(&Token::groups, SidsForm()));
         visit(Key{"privileges", "privileges by Windows' names, such as `\"SeTakeOwnershipPrivilege\"`: a list",
                   "an administrator's"},
               Always(&Token::privileges, PrivilegesForm()));
-        visit(Key{"enabled", "those of them that are enabled: a list",
+        visit(Key{"enabled", "which of these privileges are enabled: a list",
                   "`SeChangeNotifyPrivilege` and `SeImpersonatePrivilege`, if they are among `privileges`"},
               EnabledField());
     }
@@ -123,34 +104,25 @@ struct Fields<Token>
 void SidForm::Read(const Reader& reader, std::string& sid) const
 {
     sid = reader.Text();
-    if (BytesOfSid(sid).empty())
-        reader.Fail("not a SID such as S-1-5-32-544");
+    const auto account = std::ranges::find(kAccounts, sid, &Account::name);
+    if (account != std::end(kAccounts))
+        sid = account->sid;
+    else if (BytesOfSid(sid).empty())
+        reader.Fail("neither a SID such as S-1-5-32-544 nor an account such as Administrators");
 }
 
-void RightsForm::Read(const Reader& reader, std::uint32_t& mask) const
+Json SidForm::Schema(Json& definitions) const
 {
-    if (reader.Value().is_number())
-    {
-        mask = reader.As<std::uint32_t>();
-        return;
-    }
-    mask = 0;
-    reader.Elements([&](const Reader& right) { mask |= RightOf(right); });
-}
-
-Json RightsForm::Schema(Json& definitions) const
-{
-    Json names = Json::array();
-    for (const NamedValue& right : kRights)
-        names.push_back(right.name);
-    definitions["rights"] = {
-        {"anyOf", {Definition("dword"), {{"type", "array"}, {"items", {{"enum", std::move(names)}}}}}}};
-    return Definition("rights");
+    Json forms{{{"type", "string"}, {"pattern", "^S-1-[0-9]+(-[0-9]+)*$"}}};
+    for (const Account& account : kAccounts)
+        forms.push_back({{"const", account.name}, {"description", account.sid}});
+    definitions["sid"] = {{"anyOf", std::move(forms)}};
+    return Definition("sid");
 }
 
 void InheritanceField::Read(const Reader& reader, AccessEntry& entry) const
 {
-    entry.inheritance = reader.As<std::uint32_t>();
+    MaskForm{kInheritanceFlags}.Read(reader, entry.inheritance);
     if (entry.inheritance > kHandableDown)
         reader.Fail("not inheritance flags, a number from 0 to 15");
 }
@@ -160,9 +132,11 @@ std::optional<Json> InheritanceField::Save(const AccessEntry& entry, const Acces
     return Json(entry.inheritance & kHandableDown);
 }
 
-Json InheritanceField::Schema(Json&) const
+Json InheritanceField::Schema(Json& definitions) const
 {
-    return {{"type", "integer"}, {"minimum", 0}, {"maximum", kHandableDown}};
+    Json schema = MaskForm{kInheritanceFlags}.Schema(definitions);
+    schema["anyOf"][0] = {{"type", "integer"}, {"minimum", 0}, {"maximum", kHandableDown}};
+    return schema;
 }
 
 void InheritedField::Read(const Reader& reader, AccessEntry& entry) const

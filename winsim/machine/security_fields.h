@@ -3,23 +3,16 @@
 
 #include "winsim/base/fields.h"
 #include "winsim/machine/security.h"
+#include "winsim/machine/windows_names.h"
 
 namespace winsim
 {
 
-// A SID, as text.
+// A SID: as text, or the name of a well-known account. Saved as text.
 struct SidForm
 {
     void Read(const Reader& reader, std::string& sid) const;
     Json Save(const std::string& sid) const { return sid; }
-    Json Schema(Json&) const { return Definition("sid"); }
-};
-
-// A mask of rights: a number, or a list of the rights' names.
-struct RightsForm
-{
-    void Read(const Reader& reader, std::uint32_t& mask) const;
-    Json Save(std::uint32_t mask) const { return mask; }
     Json Schema(Json& definitions) const;
 };
 
@@ -28,7 +21,7 @@ struct InheritanceField
 {
     void Read(const Reader& reader, AccessEntry& entry) const;
     std::optional<Json> Save(const AccessEntry& entry, const AccessEntry& usual) const;
-    Json Schema(Json&) const;
+    Json Schema(Json& definitions) const;
 };
 struct InheritedField
 {
@@ -53,17 +46,19 @@ struct Fields<AccessEntry>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"trustee", "SID of whom it is about; must be there", "", "no trustee"},
+        visit(Key{"trustee", "SID or account name of the user or group that the entry is for; required", "",
+                  "no trustee"},
               Always(&AccessEntry::trustee, SidForm()));
-        visit(Key{"mask", "the rights", "`0`"}, Always(&AccessEntry::mask, RightsForm()));
-        visit(
-            Key{"inheritance",
-                "what it is handed down to, a mask: 1 files, 2 directories and keys, 4 only one level down, 8 not for "
-                "the object itself",
-                "`0`"},
-            InheritanceField());
+        visit(Key{"mask", "rights that the entry allows or denies: a mask", "`0`"},
+              Always(&AccessEntry::mask, MaskForm{kObjectRights}));
+        visit(Key{"inheritance",
+                  "what inherits the entry, a mask: `OBJECT_INHERIT_ACE` (1) files, `CONTAINER_INHERIT_ACE` (2) "
+                  "directories and keys, `NO_PROPAGATE_INHERIT_ACE` (4) only one level down, `INHERIT_ONLY_ACE` (8) "
+                  "not for the object itself",
+                  "`0`"},
+              InheritanceField());
         visit(Key{"type", "`\"allow\"` or `\"deny\"`", "`\"allow\"`"}, Always(&AccessEntry::isDenial, EntryTypeForm()));
-        visit(Key{"inherited", "whether it was handed down from above", "`false`"}, InheritedField());
+        visit(Key{"inherited", "whether the entry was itself inherited", "`false`"}, InheritedField());
     }
 };
 
@@ -73,16 +68,15 @@ struct Fields<Security>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"owner", "the owner's SID; the owner may always read and replace the access list", "`S-1-5-18`"},
+        visit(Key{"owner", "SID or account name of the owner, who may always read and replace the access list",
+                  "`\"LocalSystem\"`"},
               Member(&Security::owner, SidForm()));
-        visit(Key{"access", "the access list: a list of entries, see below; not described, everybody may do everything",
-                  "none"},
+        visit(Key{"access", "access list: a list of entries, see below", "none, everybody may do everything"},
               Member(&Security::access));
-        visit(Key{"protected", "whether it inherits nothing from above when its list is replaced", "`false`"},
+        visit(Key{"protected", "whether nothing is inherited when the access list is replaced", "`false`"},
               Member(&Security::isProtected));
-        visit(Key{"deniedAccess", "rights that the program is refused for as long as the access list is not replaced",
-                  "`0`"},
-              Member(&Security::deniedAccess, RightsForm()));
+        visit(Key{"deniedAccess", "rights that the program is denied until the access list is replaced: a mask", "`0`"},
+              Member(&Security::deniedAccess, MaskForm{kObjectRights}));
     }
 };
 

@@ -4,6 +4,7 @@
 #include "winsim/base/fields.h"
 #include "winsim/base/text.h"
 #include "winsim/machine/area_schemas.h"
+#include "winsim/machine/windows_names.h"
 
 #include <algorithm>
 
@@ -77,14 +78,14 @@ struct ControlsField
 {
     void Read(const Reader& reader, ServiceStatus& status) const
     {
-        status.controlsAccepted = reader.As<std::uint32_t>();
+        MaskForm{kAcceptedControls}.Read(reader, status.controlsAccepted);
     }
     std::optional<Json> Save(const ServiceStatus& status, const ServiceStatus&) const
     {
         return status.controlsAccepted == UsualControls(status.state) ? std::optional<Json>()
                                                                       : Json(status.controlsAccepted);
     }
-    Json Schema(Json&) const { return Definition("dword"); }
+    Json Schema(Json& definitions) const { return MaskForm{kAcceptedControls}.Schema(definitions); }
 };
 
 // The states that follow by themselves, in the order of time.
@@ -140,13 +141,17 @@ struct Fields<ServiceStatus>
     template <typename Visitor>
     static void VisitAfterState(Visitor& visit)
     {
-        visit(Key{"controlsAccepted", "controls that it takes (a mask)", "\"stop\" when running or paused"},
+        visit(Key{"controlsAccepted", "controls that it accepts: a mask",
+                  "`\"SERVICE_ACCEPT_STOP\"` when running or paused, otherwise none"},
               ControlsField());
-        visit(Key{"exitCode", "Windows' exit code", "`0`"}, Member(&ServiceStatus::exitCode));
-        visit(Key{"serviceExitCode", "its own exit code", "`0`"}, Member(&ServiceStatus::serviceExitCode));
-        visit(Key{"checkPoint", "progress of a pending state", "`0`"}, Member(&ServiceStatus::checkPoint));
-        visit(Key{"waitHint", "how long it says a pending state will take, in milliseconds", "`0`"},
-              Member(&ServiceStatus::waitHint));
+        visit(Key{"exitCode", "Win32 exit code: a number or the name of an error", "`0`"},
+              Member(&ServiceStatus::exitCode, ErrorForm()));
+        visit(Key{"serviceExitCode", "service-specific exit code", "`0`"}, Member(&ServiceStatus::serviceExitCode));
+        visit(Key{"checkPoint", "check point: how far a pending state has come", "`0`"},
+              Member(&ServiceStatus::checkPoint));
+        visit(
+            Key{"waitHint", "wait hint: how long the service expects a pending state to take, in milliseconds", "`0`"},
+            Member(&ServiceStatus::waitHint));
     }
 };
 
@@ -159,11 +164,12 @@ struct Fields<ServiceStep>
     static void Visit(Visitor& visit)
     {
         visit(Key{"afterMs",
-                  "when it comes, counted from the start or stop, or from now; never before the one that precedes it",
+                  "when the state begins, in milliseconds: in `onStart` and `onStop` after the call, elsewhere from "
+                  "now on; not before the preceding state",
                   "`0`"},
               Always(&ServiceStep::afterMs));
         InPart<Visitor, ServiceStep, ServiceStatus> status{visit, &ServiceStep::status};
-        status(Key{"state", "as of a service; must be there", "", "no state"}, StateField());
+        status(Key{"state", "as for a service; required", "", "no state"}, StateField());
         Fields<ServiceStatus>::VisitAfterState(status);
     }
 };
@@ -176,8 +182,9 @@ struct Fields<ServiceReaction>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"error", "the call fails with this error", "`0`"}, Member(&ServiceReaction::error));
-        visit(Key{"states", "the states that it leads to: a list of states", "none"},
+        visit(Key{"error", "error with which the call fails: a number or a name", "`0`, it succeeds"},
+              Member(&ServiceReaction::error, ErrorForm()));
+        visit(Key{"states", "states that follow: a list, see below", "none"},
               Always(&ServiceReaction::steps, StepsForm()));
     }
 };
@@ -190,34 +197,34 @@ struct Fields<Service>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"displayName", "name for people", "the service's name"}, Member(&Service::displayName));
-        visit(Key{"description", "text for people", "`\"\"`"}, Member(&Service::description));
-        visit(Key{"type", "type as Windows numbers it", "`16`, a program of its own"}, Member(&Service::type));
+        visit(Key{"displayName", "display name", "the service's name"}, Member(&Service::displayName));
+        visit(Key{"description", "description", "`\"\"`"}, Member(&Service::description));
+        visit(Key{"type", "service type as Windows numbers it", "`16`, a program of its own"}, Member(&Service::type));
         visit(Key{"start", "`\"boot\"`, `\"system\"`, `\"auto\"`, `\"demand\"`, `\"disabled\"`, or the number",
                   "`\"demand\"`"},
               Always(&Service::startType, Named{kStartTypes, "a start type"}));
         visit(Key{"errorControl", "error control as Windows numbers it", "`1`"}, Member(&Service::errorControl));
-        visit(Key{"binaryPath", "the whole command line of its program", "`\"\"`"}, Member(&Service::binaryPath));
-        visit(Key{"loadOrderGroup", "its group", "`\"\"`"}, Member(&Service::loadOrderGroup));
+        visit(Key{"binaryPath", "command line of its program", "`\"\"`"}, Member(&Service::binaryPath));
+        visit(Key{"loadOrderGroup", "load order group", "`\"\"`"}, Member(&Service::loadOrderGroup));
         visit(Key{"dependencies",
-                  "services that it needs: a list of names; a start starts them first and waits until they run",
+                  "names of the services that it needs: a list; a start first starts these and waits until they run",
                   "none"},
               Member(&Service::dependencies));
-        visit(Key{"account", "whom it runs as", "`\"LocalSystem\"`"}, Member(&Service::account));
-        visit(Key{"processId", "its process", "`0`"}, Member(&Service::processId));
-        visit(Key{"deniedAccess", "rights (a number) that are refused: an open that asks for any of them fails", "`0`"},
-              Member(&Service::deniedAccess));
-        visit(Key{"grantsEveryRight", "whether handles to it carry every right, whatever was asked for", "`false`"},
+        visit(Key{"account", "account that it runs under", "`\"LocalSystem\"`"}, Member(&Service::account));
+        visit(Key{"processId", "identifier of its process", "`0`"}, Member(&Service::processId));
+        visit(Key{"deniedAccess", "rights that are denied: an open that asks for any of them fails; a mask", "`0`"},
+              Member(&Service::deniedAccess, MaskForm{kServiceRights}));
+        visit(Key{"grantsEveryRight", "whether every handle to it has all rights, whatever was asked for", "`false`"},
               Member(&Service::grantsEveryRight));
-        visit(Key{"markedForDeletion", "whether it is only waiting for its last handle to be closed", "`false`"},
+        visit(Key{"markedForDeletion", "whether it is deleted as soon as its last handle is closed", "`false`"},
               Member(&Service::isMarkedForDeletion));
         VisitPart(visit, &Service::status);
-        visit(Key{"states", "what comes of itself: a list of states, see below", "none"},
+        visit(Key{"states", "states that it enters by itself: a list, see below", "none"},
               Member(&Service::steps, StepsForm()));
-        visit(Key{"onStart", "what a start leads to: an object of `error` and `states`",
-                  "start pending, after 300 ms running"},
+        visit(Key{"onStart", "what a start does: an object with `error` and `states`",
+                  "start pending, and running after 300 ms"},
               Member(&Service::onStart, Reaction()));
-        visit(Key{"onStop", "what a stop leads to, likewise", "stop pending, after 300 ms stopped"},
+        visit(Key{"onStop", "what a stop does, as for a start", "stop pending, and stopped after 300 ms"},
               Member(&Service::onStop, Reaction()));
     }
 

@@ -51,15 +51,15 @@ struct Fields<SmartCards>
     static void Visit(Visitor& visit)
     {
         visit(Key{"manager",
-                  "whether the resource manager can be reached, or why not: `\"SCARD_E_NO_SERVICE\"`, "
-                  "`\"SCARD_E_SERVICE_STOPPED\"` or another status",
+                  "whether the resource manager can be reached, or the status with which connecting to it fails: "
+                  "`\"SCARD_E_NO_SERVICE\"`, `\"SCARD_E_SERVICE_STOPPED\"` or a number",
                   "`true`"},
               Always(&SmartCards::managerStatus, ManagerForm()));
-        visit(Key{"readers", "the readers' names: a list, which ends for its reader at an empty name", "none"},
+        visit(Key{"readers", "names of the readers: a list; whoever reads it stops at an empty name", "none"},
               Always(&SmartCards::readers));
-        visit(Key{"readersThen", "the readers once they have been listed", "the same"},
+        visit(Key{"readersThen", "the readers from the second listing on", "the same"},
               Member(&SmartCards::readersThen));
-        visit(Key{"zerosMissing", "how many of the zeros at the end of the readers' list are missing", "`0`"},
+        visit(Key{"zerosMissing", "how many of the zeros that end the list of readers are missing", "`0`"},
               Member(&SmartCards::zerosMissing));
     }
 };

@@ -89,11 +89,10 @@ struct Fields<WindowsInfo>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"version",
-                  "major and minor version that the version calls report, such as `\"5.1\"`, `\"6.1\"` or `\"10.0\"`",
-                  "`\"10.0\"`"},
-              OwnField{&ReadVersion, [](const WindowsInfo& windows) { return Json(windows.VersionText()); },
-                       SchemaText{kVersionSchema}});
+        visit(
+            Key{"version", "major and minor version number, such as `\"5.1\"`, `\"6.1\"` or `\"10.0\"`", "`\"10.0\"`"},
+            OwnField{&ReadVersion, [](const WindowsInfo& windows) { return Json(windows.VersionText()); },
+                     SchemaText{kVersionSchema}});
         visit(Key{"build", "build number", "`19045`"}, Always(&WindowsInfo::build));
         visit(Key{"servicePack", "major number of the service pack", "`0`"}, Always(&WindowsInfo::servicePack));
         visit(Key{"platform", "platform number: 2 is NT, 1 the Windows 9x family", "`2`"},
@@ -101,19 +100,18 @@ struct Fields<WindowsInfo>
         visit(Key{"wow64", "whether the program is a 32-bit process on 64-bit Windows", "`false`"},
               Always(&WindowsInfo::isWow64));
         visit(Key{"redirectionTrust",
-                  "whether its kernel lets a process refuse the links that ordinary users made (Windows 10 and later)",
+                  "whether a process can refuse to follow links that ordinary users made (Windows 10 and later)",
                   "`true`"},
               Always(&WindowsInfo::hasRedirectionTrust));
         visit(Key{"codePage", "the ANSI code page, such as `1252` or `932`; `65001` is UTF-8", "`1252`"},
               Always(&WindowsInfo::codePage, OwnForm{&CodePageOf, [](std::uint32_t page) { return Json(page); },
                                                      R"({"$ref": "#/$defs/dword"})"}));
-        visit(
-            Key{"uiLanguage",
-                "the language of the user interface as Windows numbers languages, such as `1031` for German; one that "
-                "Windows does not number has no name",
-                "`1033`"},
-            Always(&WindowsInfo::uiLanguage));
-        visit(Key{"userLanguage", "the user's own language, likewise; programs on systems before Windows 5.2 go by it",
+        visit(Key{"uiLanguage",
+                  "the language of the user interface by Windows' number, such as `1031` for German; a number that "
+                  "Windows does not use is a language without a name",
+                  "`1033`"},
+              Always(&WindowsInfo::uiLanguage));
+        visit(Key{"userLanguage", "the user's own language by the same numbers; programs use it on Windows before 5.2",
                   "`1033`"},
               Always(&WindowsInfo::userLanguage));
     }
@@ -127,20 +125,22 @@ struct Fields<Clock>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"utc", "the time at the start, to the letter like the default", "`\"2013-05-07T14:03:09.042Z\"`"},
+        visit(Key{"utc", "the time when the run starts, in exactly this form", "`\"2013-05-07T14:03:09.042Z\"`"},
               Always(&Clock::utcMs, OwnForm{&ParseUtc, &FormatUtc, kUtcSchema}));
         visit(Key{"tickCount", "milliseconds since Windows started; wraps around after 4294967295", "`600000`"},
               Always(&Clock::tickCount));
         visit(Key{"yieldMs",
-                  "how long a `Sleep(0)` takes; with `0` a wait of such is endless, and is ended after 100,000 calls",
+                  "how long a `Sleep(0)` takes, in milliseconds; with `0`, time stands still in a loop of such calls, "
+                  "and the run is ended after 100,000 of them",
                   "`1`"},
               Always(&Clock::yieldMs));
-        visit(Key{"zoneBias", "minutes from local standard time to UTC; may be negative", "`300`"},
+        visit(Key{"zoneBias", "minutes to add to local standard time to get UTC; may be negative", "`300`"},
               Always(&Clock::zoneBias));
-        visit(Key{"daylightBias", "minutes that daylight saving time adds to that, mostly negative; `0`: there is none",
+        visit(Key{"daylightBias",
+                  "minutes to add to that during daylight saving time, usually negative; `0` if the zone has none",
                   "`-60`"},
               Always(&Clock::daylightBias));
-        visit(Key{"daylight", "whether it is daylight saving time", "`true`"}, Always(&Clock::isDaylight));
+        visit(Key{"daylight", "whether daylight saving time is in force", "`true`"}, Always(&Clock::isDaylight));
     }
 };
 
@@ -152,17 +152,19 @@ struct Fields<ProcessInfo>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"path", "the program's own file",
+        visit(Key{"path", "full path of the program's own file",
                   R"(`"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KeloCustomAction.exe"`)"},
               Always(&ProcessInfo::path));
-        visit(Key{"currentDirectory", "the directory that relative paths begin at", R"(`"C:\\Windows\\system32"`)"},
+        visit(Key{"currentDirectory", "the current directory, from which relative paths are resolved",
+                  R"(`"C:\\Windows\\system32"`)"},
               Always(&ProcessInfo::currentDirectory));
-        visit(Key{"processId", "its identifier", "`4300`"}, Always(&ProcessInfo::processId));
-        visit(Key{"threadId", "its only thread's identifier", "`3120`"}, Always(&ProcessInfo::threadId));
-        visit(Key{"errorMode", "error mode (a mask) as `SetErrorMode` sets it", "`0`"},
+        visit(Key{"processId", "identifier of the process", "`4300`"}, Always(&ProcessInfo::processId));
+        visit(Key{"threadId", "identifier of its only thread", "`3120`"}, Always(&ProcessInfo::threadId));
+        visit(Key{"errorMode", "error mode (a mask), as `SetErrorMode` takes it", "`0`"},
               Always(&ProcessInfo::errorMode));
         visit(Key{"largestBlock",
-                  "the most memory that the program gets in one piece, in bytes; C++ throws `std::bad_alloc` beyond",
+                  "size in bytes of the largest block of memory that the program can get; asking for more throws "
+                  "`std::bad_alloc`",
                   "`1073741824`"},
               Always(&ProcessInfo::largestBlock));
     }
@@ -176,11 +178,12 @@ struct Fields<Event>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"source", "the event source", "`\"\"`"}, Always(&Event::source));
+        visit(Key{"source", "event source", "`\"\"`"}, Always(&Event::source));
         visit(Key{"type", "1 error, 2 warning, 4 information, 0 success", "`0`"}, Always(&Event::type));
         visit(Key{"category", "category number", "`0`"}, Always(&Event::category));
         visit(Key{"id", "event identifier", "`0`"}, Always(&Event::id));
-        visit(Key{"strings", "the texts that are inserted into the event's message", "none"}, Always(&Event::strings));
+        visit(Key{"strings", "texts that are inserted into the event's message: a list", "none"},
+              Always(&Event::strings));
     }
 };
 

@@ -13,7 +13,7 @@ namespace
 {
 
 // VARIANT types.
-constexpr NamedValue kTypes[] = {
+constexpr NamedValue kVariantTypes[] = {
     {11, "boolean"},
     {3, "uint32"},
     {8, "string"},
@@ -73,11 +73,11 @@ struct Fields<WmiMethod>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"parameters",
-                  "a method's parameters, each with its type: `\"boolean\"`, `\"uint32\"` or `\"string\"`", "none"},
-              Member(&WmiMethod::parameters, ByName<Types, Named>{{kTypes, "a type"}}));
-        visit(Key{"returnValue", "what the method returns in its output", "`0`"}, Member(&WmiMethod::returnValue));
-        visit(Key{"effects", "what the method does to the machine", "nothing"},
+        visit(Key{"parameters", "parameters by name, each with its type: `\"boolean\"`, `\"uint32\"` or `\"string\"`",
+                  "none"},
+              Member(&WmiMethod::parameters, ByName<Types, Named>{{kVariantTypes, "a type"}}));
+        visit(Key{"returnValue", "the return value in its output", "`0`"}, Member(&WmiMethod::returnValue));
+        visit(Key{"effects", "how a call changes the machine: a description", "not at all"},
               Member(&WmiMethod::effects, EffectsForm()));
     }
 };
@@ -90,9 +90,10 @@ struct Fields<WmiClass>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"instances", "a class's instances by their keys: a list; `\"@\"` is the only one", "none"},
-              Always(&WmiClass::instances));
-        visit(Key{"methods", "a class's methods by their names", "none"}, Always(&WmiClass::methods));
+        visit(
+            Key{"instances", "instances by key: a list; `\"@\"` is the instance of a class that has only one", "none"},
+            Always(&WmiClass::instances));
+        visit(Key{"methods", "methods by name", "none"}, Always(&WmiClass::methods));
     }
 };
 
@@ -104,7 +105,7 @@ struct Fields<WmiNamespace>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"classes", "a namespace's classes by their names", "none"}, Always(&WmiNamespace::classes));
+        visit(Key{"classes", "classes by name", "none"}, Always(&WmiNamespace::classes));
     }
 };
 
@@ -116,14 +117,14 @@ struct Fields<Wmi>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"autoProvisioning", "whether Windows provisions the TPM by itself", "`true`"},
+        visit(Key{"autoProvisioning", "whether Windows provisions the TPM automatically", "`true`"},
               Always(&Wmi::autoProvisioning));
-        visit(Key{"namespaces", "namespaces by their paths",
-                  R"(`root\CIMV2\Security\MicrosoftTpm` with the class `Win32_TPM`)"},
-              Always(&Wmi::namespaces));
+        visit(
+            Key{"namespaces", "namespaces by path", R"(`root\CIMV2\Security\MicrosoftTpm` with the class `Win32_TPM`)"},
+            Always(&Wmi::namespaces));
         visit(Key{"failures",
-                  "calls that fail, such as `\"IWbemServices::ExecMethod\"`, with their HRESULTs: a number or a name "
-                  "such as `\"E_FAIL\"` or `\"WBEM_E_ACCESS_DENIED\"`",
+                  "calls that fail, each with its HRESULT, such as `{\"IWbemServices::ExecMethod\": \"E_FAIL\"}`: a "
+                  "number, or a name such as `\"WBEM_E_ACCESS_DENIED\"`",
                   "none"},
               Member(&Wmi::failures, FailuresForm()));
     }

@@ -2,7 +2,6 @@
 #include "winsim/process/gate.h"
 
 #include "winsim/base/text.h"
-#include "winsim/process/error_names.h"
 #include "winsim/process/process_code.h"
 #include "winsim/process/simulation.h"
 
@@ -19,9 +18,6 @@ namespace
 {
 
 constexpr std::uint32_t kOperationAborted = 995;
-
-constexpr std::string_view kNothing = "nothing";
-constexpr std::string_view kFault = "fault";
 
 bool IsAnyPlannedFor(const Gate& gate, std::string_view name)
 {
@@ -42,22 +38,6 @@ const Fault* TakeFault(Gate& gate, std::string_view name, unsigned occurrence)
     return nullptr;
 }
 
-bool ParseNumber(std::string_view digits, int base, std::uint32_t& value)
-{
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, base);
-    return error == std::errc{} && end == digits.data() + digits.size();
-}
-
-// The error that a text means: a number or the name of an error of the call; none for other texts.
-std::optional<std::uint32_t> ErrorOf(std::string_view call, std::string_view text)
-{
-    std::uint32_t error = 0;
-    const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
-    if (ParseNumber(isHexadecimal ? text.substr(2) : text, isHexadecimal ? 16 : 10, error))
-        return error;
-    return ErrorNamed(ErrorKindOf(call), text);
-}
-
 } // namespace
 
 Json ToJson(const CallRecord& record)
@@ -67,44 +47,6 @@ Json ToJson(const CallRecord& record)
     if (record.isFault)
         json["fault"] = true;
     return json;
-}
-
-Fault ParseFault(const std::string& text)
-{
-    const auto fail = [&](const std::string& what) -> Fault {
-        throw std::invalid_argument("fault \"" + text + "\": " + what + "; write CALL[#N]=ERROR");
-    };
-    const std::size_t equals = text.rfind('=');
-    if (equals == std::string::npos || equals == 0)
-        return fail("no error given");
-    Fault fault;
-    fault.call = text.substr(0, equals);
-    if (const std::size_t hash = fault.call.find('#'); hash != std::string::npos)
-    {
-        if (!ParseNumber(std::string_view(fault.call).substr(hash + 1), 10, fault.occurrence) || fault.occurrence == 0)
-            return fail("N is not a number of 1 or more");
-        fault.call.resize(hash);
-    }
-    const std::string_view error = std::string_view(text).substr(equals + 1);
-    fault.givesNothing = error == kNothing;
-    fault.faults = error == kFault;
-    if (fault.givesNothing || fault.faults)
-        return fault;
-    const std::optional<std::uint32_t> number = ErrorOf(fault.call, error);
-    if (!number)
-        return fail("the error is neither a 32-bit number nor a known " + std::string(DescribeErrors(fault.call)));
-    fault.error = *number;
-    return fault;
-}
-
-std::string TextOf(const Fault& fault)
-{
-    const std::string occurrence = fault.occurrence == 0 ? "" : "#" + std::to_string(fault.occurrence);
-    if (fault.givesNothing || fault.faults)
-        return fault.call + occurrence + "=" + std::string(fault.givesNothing ? kNothing : kFault);
-    // HRESULTs and statuses are usually written in hexadecimal.
-    return fault.call + occurrence + "=" +
-           (fault.error > 0xFFFF ? fmt::format("0x{:08X}", fault.error) : std::to_string(fault.error));
 }
 
 std::pair<const std::string, unsigned>& Gate::CountOf(std::string_view name)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "winsim/base/json.h"
+#include "winsim/machine/faults.h"
 #include "winsim/process/handles.h"
 #include "winsim/process/meanwhile.h"
 #include "winsim/process/repeats.h"
@@ -38,30 +39,6 @@ struct CallRecord
 
 // The form that reports use; "fault" is left out if it is false.
 Json ToJson(const CallRecord& record);
-
-// One planned failure: the occurrence-th call of a name (counted from 1) fails with an error; occurrence 0 means every
-// call.
-struct Fault
-{
-    std::string call;
-    unsigned occurrence = 0;
-    std::uint32_t error = 0;
-    bool givesNothing = false; // it succeeds instead, with an empty list, a value of no bytes or the like
-    bool faults = false;       // it throws kAccessViolation instead
-};
-
-// The call with which a program allocates memory.
-inline constexpr char kAllocation[] = "operator new";
-
-// Reads CALL[#N]=ERROR. Throws std::invalid_argument, with a reason. ERROR is one of
-//     a number       decimal, or hexadecimal with 0x
-//     a name         of an error of this call (winsim/process/error_names.h)
-//     nothing        the call succeeds with an empty result
-//     fault          the call ends in an access violation
-Fault ParseFault(const std::string& text);
-
-// The text that ParseFault reads.
-std::string TextOf(const Fault& fault);
 
 // The state of the gate in one run.
 struct Gate

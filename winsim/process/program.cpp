@@ -186,8 +186,10 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Fin
     simulation.gate.isRecording = options.recordCalls;
     simulation.gate.parametersOf = options.parametersOf;
     simulation.gate.faults = options.faults;
+    simulation.gate.faults.insert(simulation.gate.faults.end(), machine.faults.faults.begin(),
+                                  machine.faults.faults.end());
     simulation.gate.meanwhile = options.meanwhile;
-    simulation.gate.reached.resize(options.faults.size());
+    simulation.gate.reached.resize(simulation.gate.faults.size());
     if (options.foldRepeats)
         simulation.gate.repeats.emplace(m_rules.withoutTime);
 
@@ -204,6 +206,7 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Fin
     outcome.calls = std::move(simulation.gate.records);
     if (simulation.gate.repeats)
         outcome.repeats = simulation.gate.repeats->Repeats();
+    outcome.faults = std::move(simulation.gate.faults);
     outcome.faultsReached = std::move(simulation.gate.reached);
     outcome.callCounts = simulation.gate.TakeCounts();
     outcome.clockMs = simulation.ClockMs();

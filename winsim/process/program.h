@@ -23,8 +23,8 @@ struct RunOptions
 {
     std::vector<std::string> arguments;        // UTF-8, without the program's own path
     std::optional<std::u16string> commandLine; // the whole command line, instead of the arguments
-    std::vector<Fault> faults;
-    std::vector<Meanwhile> meanwhile; // what another process does after certain calls
+    std::vector<Fault> faults;                 // besides those of the machine
+    std::vector<Meanwhile> meanwhile;          // what another process does after certain calls
     bool recordCalls = true;
     bool foldRepeats = false; // calls that repeat are recorded once (winsim/process/repeats.h)
     // The calls whose parameters are recorded; those of calls that fail by plan always are. None: all calls.
@@ -39,7 +39,8 @@ struct Outcome
     std::string standardOutput;
     std::vector<CallRecord> calls;
     std::vector<Repeat> repeats;         // which of these calls stand for many
-    std::vector<unsigned> faultsReached; // how many calls each of the run's faults decided
+    std::vector<Fault> faults;           // the failures that were planned: the run's own, then the machine's
+    std::vector<unsigned> faultsReached; // how many calls each of them decided
     std::size_t bodyBegin = 0;           // where in `calls` static initialisation ends and the entry begins
     std::size_t bodyEnd = 0;             // where the entry ends and static destruction begins
     std::map<std::string, unsigned, std::less<>> callCounts;

@@ -180,6 +180,27 @@ CASES = {
 }
 
 
+# The shipped machines that only winsim runs, each with the reason. tests/scenarios holds them all to their outcomes.
+LEFT_TO_WINSIM = {
+    "both-stacks": "as in \"both stacks, neither usable\"",
+    "card-driver-blocked": "a stand-in is a program that can be started",
+    "library-faults": "as in \"a detection library that faults\"",
+    "library-lacks-function": "as in \"a detection library without functions\"",
+    "library-missing": "as in \"no detection libraries\"",
+    "locked-key": "programs in a prefix have every privilege",
+    "no-log": "as in \"no folder for the log\"",
+    "no-stack": "as in \"no stack, the toolkit's own wanted\"",
+    "no-toolkit": "as in \"a plain machine without the toolkit\"",
+    "stack-disabled": "Wine starts a service whose dependency does not start",
+    "toolkit-service-blocked": "a call of the real program does not fail by plan",
+    "tpm-disabled": "as in \"TPM that is off\"",
+    "tpm-not-activated": "as in \"TPM that is not activated\"",
+    "tpm-not-owned": "as in \"TPM without an owner\"",
+    "tpm-wrong-srk": "as in \"TPM whose SRK is in the wrong format\"",
+    "windows-10-ntru-hangs": "its set-up never ends",
+    "windows-8-wmi-fails": "as in \"automatic provisioning that cannot be switched\"",
+}
+
 # In the shipped descriptions: times, builds, and a process that may not be opened.
 LEFT_OUT = r"clock|windows\.build|processes\.\d+\.deniedAccess|programs\..*\.runs\.\d+\.runMs"
 
@@ -188,11 +209,11 @@ def all_cases():
     """Each machine's name and its case: the set's, and those of the shipped descriptions."""
     yield from CASES.items()
     for path in sorted((ROOT / "machines").glob("*.json")):
-        if not path.name.endswith(".schema.json"):
+        if not path.name.endswith(".schema.json") and path.stem not in LEFT_TO_WINSIM:
             description = merged(PLAIN, load(path))
-            if SERVICE_PROGRAM in description.get("programs", {}):
+            if description.get("programs", {}).get(SERVICE_PROGRAM):
                 description = merged(description, toolkit_service())
-            if SERVICE in description.get("services", {}):
+            if description.get("services", {}).get(SERVICE):
                 description = merged(description, {"services": {SERVICE: FOR_A_MOMENT}})
             # Without the card's files Windows and Wine differ (limits.py).
             has_card = any(name.endswith("KeloVReaderBody.dll") for name in description.get("files", {}))

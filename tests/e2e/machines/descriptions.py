@@ -1,9 +1,11 @@
 """Machine descriptions: loads and merges them, and completes them to whole machines."""
 
-import json
-import pathlib
-
+from machines.names import with_numbers
 from paths import ROOT
+
+# In packaging/, which paths.py lets be found.
+import machine_description
+from machine_description import merged
 
 PLAIN_WINDOWS = ROOT / "winsim" / "plain_windows_10.json"
 
@@ -17,21 +19,8 @@ WINE = {
 
 
 def load(path):
-    """The description in a JSON file, together with those that it is like."""
-    with open(path, encoding="utf-8") as file:
-        description = json.load(file)
-    model = description.pop("like", None)
-    return description if model is None else merged(load(pathlib.Path(path).parent / model), description)
-
-
-def merged(*descriptions):
-    """One description that says what all say together; the later ones count more. Null stays and takes away."""
-    whole = {}
-    for description in descriptions:
-        for name, value in description.items():
-            base = whole.get(name)
-            whole[name] = merged(base, value) if isinstance(base, dict) and isinstance(value, dict) else value
-    return whole
+    """The description in a JSON file, together with those that it is like, with numbers in place of names."""
+    return with_numbers(machine_description.load(path))
 
 
 def complete(description):

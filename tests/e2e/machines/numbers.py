@@ -8,8 +8,6 @@ STATES = {"stopped": 1, "startPending": 2, "stopPending": 3, "running": 4, "cont
 START_TYPES = {"boot": 0, "system": 1, "auto": 2, "demand": 3, "disabled": 4}
 ACCEPTS_STOP = 1
 
-RIGHTS = {"DELETE": 0x10000, "READ_CONTROL": 0x20000, "WRITE_DAC": 0x40000, "WRITE_OWNER": 0x80000,
-          "KEY_QUERY_VALUE": 1, "KEY_SET_VALUE": 2, "KEY_CREATE_SUB_KEY": 4}
 GENERIC_READ, GENERIC_ALL, KEY_READ, KEY_ALL_ACCESS = 0x80000000, 0x10000000, 0x20019, 0xF003F
 
 # The flags of an access list's entry, by their names in the security descriptor definition language.

@@ -2,7 +2,7 @@
 
 from machines.descriptions import complete
 from machines.limits import LeftOut
-from machines.numbers import ENTRY_FLAGS, LOCAL_SYSTEM, READ_ONLY, RIGHTS, flags_of
+from machines.numbers import ENTRY_FLAGS, LOCAL_SYSTEM, READ_ONLY, flags_of
 from product import PROVIDERS_KEY
 from reading.registry import below_root
 from setup import files, libraries, programs, services, system_libraries
@@ -148,12 +148,9 @@ def _secure(work, path, key):
 
 def _entry(entry):
     """An entry of an access list in the security descriptor definition language."""
-    mask = entry.get("mask", 0)
-    if not isinstance(mask, int):
-        mask = sum(RIGHTS[name] for name in mask)
     flags = "".join(text for text, bit in ENTRY_FLAGS.items() if flags_of(entry) & bit)
     kind = "D" if entry.get("type") == "deny" else "A"
-    return f"({kind};{flags};{mask:#x};;;{entry['trustee']})"
+    return f"({kind};{flags};{entry.get('mask', 0):#x};;;{entry['trustee']})"
 
 
 def _apply_files(work, described):

@@ -85,7 +85,7 @@ TEST_F(KeloRehearse, ABadPropertyIsNamedByItsPath)
              {"1", "CustomActionData: not an object"},
              {"[]", "CustomActionData: an empty list"},
              {"{}", "CustomActionData: no error"},
-             {R"(["a", {"error": "x"}])", "CustomActionData[1].error: not a number"},
+             {R"(["a", {"error": "x"}])", "CustomActionData[1].error: not an error such as ERROR_ACCESS_DENIED"},
              {R"({"error": 234, "length": 3})", "CustomActionData.length: unknown key"}})
     {
         const Rehearsal run = Run(DescriptionOf({.data = Json::parse(data)}), "--export SRK_Auth_Change");

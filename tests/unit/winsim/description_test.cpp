@@ -138,7 +138,8 @@ Machine RichMachine()
         "installer": {"properties": {"CustomActionData": "text", "Changing": ["a", {"error": 234, "size": 9}]}},
         "events": [
             {"source": "Kelo", "type": 1, "category": 2, "id": 3221225473, "strings": ["one", "two"]}, {}
-        ]
+        ],
+        "faults": ["OpenServiceW#2=ERROR_ACCESS_DENIED", "stkprobe.dll!DetectTSS=fault"]
     })");
 }
 
@@ -307,7 +308,7 @@ constexpr WrongDescription kWrongValues[] = {
     {R"({"files": {"\\\\server\\share": {}}})", "files.\\\\server\\share: a path begins with a drive, such as C:\\"},
     {R"({"files": {"C:\\Windows": {}}})", "files.C:\\Windows: both a file and a directory"},
     {R"({"files": {"C:\\a": {"link": "C:\\b", "linkMadeBy": "me"}}})",
-     "files.C:\\a.linkMadeBy: not a SID such as S-1-5-32-544"},
+     "files.C:\\a.linkMadeBy: neither a SID such as S-1-5-32-544 nor an account such as Administrators"},
     {R"({"files": {"C:\\a": {"link": "a"}}})", "files.C:\\a.link: a path begins with a drive, such as C:\\"},
     {R"({"files": {"C:\\a": {"directory": true, "link": "D:\\a"}, "C:\\a\\b": {}}})",
      "files.C:\\a: a link with files in it"},
@@ -318,6 +319,37 @@ constexpr WrongDescription kWrongValues[] = {
     {R"({"files": {"C:\\a": {"hardLinkTo": "C:\\b"}, "C:\\b": {"hardLinkTo": "C:\\c"}}})",
      "files.C:\\a: a hard link to another hard link"},
     {R"({"files": {"C:\\a": {"bytes": "\u0100"}}})", "files.C:\\a.bytes: a character that is not one byte"},
+};
+
+constexpr WrongDescription kWrongNames[] = {
+    {R"({"registry": {"HKLM\\A": {"deniedAccess": "SERVICE_STOP"}}})",
+     "registry.HKLM\\A.deniedAccess: not a right such as WRITE_DAC"},
+    {R"({"files": {"C:\\a": {"access": [{"trustee": "Users", "mask": ["DELETE", 2]}]}}})",
+     "files.C:\\a.access[0].mask[1]: not a text"},
+    {R"({"files": {"C:\\a": {"access": [{"trustee": "users"}]}}})",
+     "files.C:\\a.access[0].trustee: neither a SID such as S-1-5-32-544 nor an account such as Administrators"},
+    {R"({"files": {"C:\\a": {"access": [{"trustee": "Users", "inheritance": "INHERITED_ACE"}]}}})",
+     "files.C:\\a.access[0].inheritance: not a flag such as CONTAINER_INHERIT_ACE"},
+    {R"({"files": {"C:\\a": {"attributes": "READONLY"}}})",
+     "files.C:\\a.attributes: not an attribute such as FILE_ATTRIBUTE_READONLY"},
+    {R"({"services": {"S": {"deniedAccess": ["SERVICE_START", "KEY_READ"]}}})",
+     "services.S.deniedAccess[1]: not a right such as SERVICE_START"},
+    {R"({"services": {"S": {"controlsAccepted": "stop"}}})",
+     "services.S.controlsAccepted: not a control such as SERVICE_ACCEPT_STOP"},
+    {R"({"services": {"S": {"onStart": {"error": "E_FAIL"}}}})",
+     "services.S.onStart.error: not an error such as ERROR_ACCESS_DENIED"},
+    {R"({"processes": [{"deniedAccess": "SERVICE_STOP"}]})",
+     "processes[0].deniedAccess: not a right such as PROCESS_TERMINATE"},
+};
+
+constexpr WrongDescription kWrongFaults[] = {
+    {R"({"faults": "OpenServiceW=5"})", "faults: not a list"},
+    {R"({"faults": ["OpenServiceW=5", "OpenServiceW"]})",
+     "faults[1]: fault \"OpenServiceW\": no error given; write CALL[#N]=ERROR"},
+    {R"({"faults": ["OpenService=5"]})",
+     "faults[0]: fault \"OpenService=5\": the simulated machine has no call OpenService; there is OpenServiceW"},
+    {R"({"programs": {"C:\\a.exe": {"runs": [{"effects": {"faults": []}}]}}})",
+     "programs.C:\\a.exe.runs[0].effects: faults: failures are planned before a run, and are no effect"},
 };
 
 constexpr WrongDescription kVainNulls[] = {
@@ -345,6 +377,8 @@ constexpr WrongDescription kWrongEffects[] = {
      "libraries.C:\\a.dll.exports.F.effects: programs.C:\\a.exe.runs[0].effects: servces: unknown key"},
 };
 
+INSTANTIATE_TEST_SUITE_P(WrongNames, DescriptionErrors, testing::ValuesIn(kWrongNames));
+INSTANTIATE_TEST_SUITE_P(WrongFaults, DescriptionErrors, testing::ValuesIn(kWrongFaults));
 INSTANTIATE_TEST_SUITE_P(VainNulls, DescriptionErrors, testing::ValuesIn(kVainNulls));
 INSTANTIATE_TEST_SUITE_P(WrongPrivileges, DescriptionErrors, testing::ValuesIn(kWrongPrivileges));
 INSTANTIATE_TEST_SUITE_P(WrongEffects, DescriptionErrors, testing::ValuesIn(kWrongEffects));
@@ -357,6 +391,69 @@ TEST(Description, PrivilegesThatAreTakenAwayAreNotEnabled)
 {
     const Machine machine = MachineOf(R"({"token": {"privileges": ["SeChangeNotifyPrivilege", "SeDebugPrivilege"]}})");
     EXPECT_THAT(machine.token.enabled, ElementsAre("SeChangeNotifyPrivilege"));
+}
+
+// Windows' names stand for their numbers, alone or in a list.
+TEST(Description, NamesMeanTheirNumbers)
+{
+    EXPECT_EQ(MachineOf(R"({
+        "registry": {"HKLM\\A": {"owner": "TrustedInstaller", "deniedAccess": "KEY_SET_VALUE", "access": [
+            {"trustee": "Administrators", "mask": ["KEY_READ", "WRITE_OWNER"], "inheritance": "CONTAINER_INHERIT_ACE"}]}},
+        "files": {"C:\\a": {"attributes": ["FILE_ATTRIBUTE_READONLY", "FILE_ATTRIBUTE_HIDDEN"], "access": [
+            {"trustee": "Users", "mask": "FILE_GENERIC_READ", "inheritance": ["OBJECT_INHERIT_ACE", "INHERIT_ONLY_ACE"]}]}},
+        "libraries": {"C:\\b.dll": {"loadError": "ERROR_MOD_NOT_FOUND"}},
+        "token": {"user": "LocalSystem", "groups": ["Administrators", "Everyone"]},
+        "services": {"S": {"deniedAccess": ["SERVICE_STOP", "DELETE"], "state": "running", "controlsAccepted": [],
+                           "exitCode": "ERROR_SERVICE_SPECIFIC_ERROR", "onStart": {"error": "ERROR_SERVICE_DISABLED"}}},
+        "processes": [{"deniedAccess": "PROCESS_TERMINATE", "terminateError": "ERROR_ACCESS_DENIED"}],
+        "programs": {"C:\\c.exe": {"runs": [{"startError": "ERROR_ELEVATION_REQUIRED"}]}},
+        "installer": {"properties": {"P": {"error": "ERROR_MORE_DATA"}}},
+        "faults": ["OpenServiceW=ERROR_ACCESS_DENIED"]
+    })"),
+              MachineOf(R"({
+        "registry": {"HKLM\\A": {"owner": "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464",
+            "deniedAccess": 2, "access": [{"trustee": "S-1-5-32-544", "mask": 655385, "inheritance": 2}]}},
+        "files": {"C:\\a": {"attributes": 3, "access": [
+            {"trustee": "S-1-5-32-545", "mask": 1179785, "inheritance": 9}]}},
+        "libraries": {"C:\\b.dll": {"loadError": 126}},
+        "token": {"user": "S-1-5-18", "groups": ["S-1-5-32-544", "S-1-1-0"]},
+        "services": {"S": {"deniedAccess": 65568, "state": "running", "controlsAccepted": 0, "exitCode": 1066,
+                           "onStart": {"error": 1058}}},
+        "processes": [{"deniedAccess": 1, "terminateError": 5}],
+        "programs": {"C:\\c.exe": {"runs": [{"startError": 740}]}},
+        "installer": {"properties": {"P": {"error": 234}}},
+        "faults": ["OpenServiceW=5"]
+    })"));
+}
+
+// The error in a text.
+std::string ErrorOfText(const std::string& text)
+{
+    try
+    {
+        return winsim::ParseDescription(text).dump();
+    }
+    catch (const winsim::DescriptionError& error)
+    {
+        return error.what();
+    }
+}
+
+TEST(DescriptionText, MayHaveComments)
+{
+    EXPECT_EQ(ErrorOfText("// one\n{ /* two\n lines */ \"a\": \"// text /*\" // three\n}\n// four"),
+              R"({"a":"// text /*"})");
+}
+
+TEST(DescriptionText, ThatIsNotJsonIsRefusedByLineAndColumn)
+{
+    EXPECT_THAT(ErrorOfText("// one\n{ /* two\n lines */ \"a\": tru\n}"),
+                testing::StartsWith("not JSON: line 3, column 18: syntax error while parsing value - invalid literal"));
+    EXPECT_THAT(ErrorOfText("{\n  \"a\": 1,\n}"), testing::StartsWith("not JSON: line 3, column 1: "));
+    EXPECT_THAT(ErrorOfText("[1,\n 2,\n  3\n\n"), testing::StartsWith("not JSON: line 3, column 3: "));
+    EXPECT_THAT(ErrorOfText(""), testing::StartsWith("not JSON: line 1, column 1: "));
+    EXPECT_EQ(ErrorOfText("{\n  \"a\": 1, /* two\n lines\n}\n"),
+              "not JSON: line 2, column 11: a comment without an end");
 }
 
 // A text in which objects have duplicate keys.
@@ -373,17 +470,7 @@ TEST(DescriptionText, WithAKeyTwiceIsRefusedByPath)
           Case{R"({"events": [{}, {"strings": ["a", ["b"]], "id": 1, "id": 1}]})",
                "events[1].id: this key is there twice"},
           Case{R"([[1], {}, {"a": {"b": [], "c": {"d": 1}, "b": 2}}])", "[2].a.b: this key is there twice"}})
-    {
-        try
-        {
-            winsim::ParseDescription(c.text);
-            ADD_FAILURE() << c.text;
-        }
-        catch (const winsim::DescriptionError& error)
-        {
-            EXPECT_STREQ(error.what(), c.error);
-        }
-    }
+        EXPECT_EQ(ErrorOfText(c.text), c.error);
     EXPECT_EQ(winsim::ParseDescription(R"({"a": [{"b": 1}, {"b": 2}], "b": {"a": 3}})"),
               Json::parse(R"({"a": [{"b": 1}, {"b": 2}], "b": {"a": 3}})"));
 }

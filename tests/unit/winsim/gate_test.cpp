@@ -1,6 +1,6 @@
 // Proves how failures are requested, and what a call with the failure "nothing" returns.
 #include "tests/support/simulated_run.h"
-#include "winsim/process/fault_table.h"
+#include "winsim/machine/fault_table.h"
 #include "winsim/process/gate.h"
 
 #include <gmock/gmock.h>
@@ -80,6 +80,20 @@ TEST(FaultPlan, CountsTheCallsThatAFaultHad)
     const SimulatedRun run = RunProgram(MachineOf("{}"), {"/Commit"},
                                         {.faults = {"RegCreateKeyExA=5", "RegCreateKeyExA#1=6", "RegSetValueExA#1=5"}});
     EXPECT_THAT(run.outcome.faultsReached, testing::ElementsAre(2, 0, 0));
+}
+
+// The run's own failures come first: the first one that fits a call decides.
+TEST(FaultPlan, MachineAddsItsFailuresToThoseOfTheRun)
+{
+    const winsim::Machine machine =
+        MachineOf(R"({"faults": ["RegCreateKeyExA=ERROR_ACCESS_DENIED", "RegSetValueExA=6"]})");
+    const SimulatedRun run = RunProgram(machine, {"/Commit"}, {.faults = {"RegCreateKeyExA#1=8"}});
+    std::vector<std::string> faults;
+    for (const Fault& fault : run.outcome.faults)
+        faults.push_back(TextOf(fault));
+    EXPECT_THAT(faults, testing::ElementsAre("RegCreateKeyExA#1=8", "RegCreateKeyExA=5", "RegSetValueExA=6"));
+    EXPECT_THAT(run.outcome.faultsReached, testing::ElementsAre(1, 1, 0));
+    EXPECT_EQ(run.After().faults, machine.faults);
 }
 
 // An empty list of processes is a success: no process is ended, and the line is the one for a process that does not

@@ -1,17 +1,24 @@
 #!/usr/bin/python3
-"""Proves that the schema of machine descriptions is the one that winsim's declarations make, that the tables of their
-document are the schema's, that the plain machine has the same areas, and that the described machines of the project fit.
-Usage: machine_schema_test.py PROJECT-FOLDER MACHINE-SCHEMA-PROGRAM [--write]: with --write, writes schema and tables."""
+"""Proves that the schema of machine descriptions is the one that winsim's declarations make, that their document has the
+schema's tables and names and the described machines of the project, that the plain machine has the same areas, and that
+those machines fit the schema.
+Usage: machine_schema_test.py PROJECT-FOLDER MACHINE-SCHEMA-PROGRAM [--write]: with --write, writes the schema and these
+parts of the document."""
 
 import json
 import pathlib
 import re
 import subprocess
 import sys
+import textwrap
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[3] / "packaging"))
+
+from machine_description import parse  # noqa: E402 (after the folder that it is in)
 
 TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "integer": int, "null": type(None)}
 CHECKED = {"type", "enum", "pattern", "minimum", "maximum", "required", "properties", "patternProperties",
-           "additionalProperties", "items", "minItems", "anyOf", "$ref"}
+           "additionalProperties", "items", "minItems", "anyOf", "const", "$ref"}
 ANNOTATIONS = {"$schema", "$defs", "title", "description"}
 
 
@@ -43,6 +50,8 @@ class Schema:
             return
         if "enum" in schema and value not in schema["enum"]:
             yield f"{path}: none of {schema['enum']}"
+        if "const" in schema and value != schema["const"]:
+            yield f"{path}: not {schema['const']}"
         if "anyOf" in schema and all(any(self.errors(value, choice, path)) for choice in schema["anyOf"]):
             yield f"{path}: fits no alternative"
         if isinstance(value, str) and not re.search(schema.get("pattern", ""), value):
@@ -78,8 +87,37 @@ def sections(document):
     return dict(zip(parts[1::2], parts[2::2]))
 
 
-# A table of the document follows a line that names its definition, or the area.
-TABLE = re.compile(r"(<!-- keys of (\w+) -->\n)((?:\|.*\n)*)")
+# Parts of the document that are made from the schema and the described machines; each follows a comment that says which.
+MADE = re.compile(r"(<!-- (keys|names|machines|machine)(?: of)?(?: (\S+))? -->\n)((?:\|.*\n|  .*\n|```json\n(?:.*\n)*?```\n)*)")
+WIDTH = 124
+
+
+def made_part(project, schema, kind, name):
+    """The text that follows a comment."""
+    if kind == "keys":
+        return table(schema, name)
+    if kind == "names":
+        names = [f"`{choice['const']}`" for choice in schema.root["$defs"][name]["anyOf"] if "const" in choice]
+        return textwrap.fill(", ".join(names), WIDTH, initial_indent="  ", subsequent_indent="  ",
+                             break_on_hyphens=False) + "\n"
+    if kind == "machine":
+        return f"```json\n{(project / name).read_text('utf-8')}```\n"
+    return machine_table(project)
+
+
+def machine_table(project):
+    """A row for each described machine: its title, and its first comment."""
+    rows = ""
+    for path in described_machines(project):
+        text = path.read_text("utf-8")
+        comment = re.match(r"(?://.*\n)*", text)[0]
+        tried, _, promise = re.sub(r"\s*//\s*", " ", comment).strip().removeprefix("Try ").partition(": ")
+        rows += f"| `{path.name}` | {parse(text)['title']} | `{tried}` | {promise} |\n"
+    return "| file | machine | try | what happens |\n|---|---|---|---|\n" + rows
+
+
+def described_machines(project):
+    return [path for path in sorted((project / "machines").glob("*.json")) if path.name != "machine.schema.json"]
 
 
 def table(schema, name):
@@ -101,31 +139,32 @@ def check(project, made):
     documented = sections(document)
     if (project / "machines/machine.schema.json").read_text("utf-8") != made:
         yield "machines/machine.schema.json is not what winsim's declarations make: --write writes it"
-    for _, name, rows in TABLE.findall(document):
-        if rows != table(schema, name):
-            yield f"docs/machine.md: the table of {name} is not the schema's: --write writes it"
+    for comment, kind, name, text in MADE.findall(document):
+        if text != made_part(project, schema, kind, name):
+            yield f"docs/machine.md: what follows {comment.strip()} is not up to date: --write writes it"
 
     # Only a file can be like another one.
     if not list(areas) == list(documented) == [*list(plain)[:1], "like", *list(plain)[1:]]:
         yield f"areas: the schema has {list(areas)}, the plain machine {list(plain)}, the document {list(documented)}"
-    tables = {name for _, name, _ in TABLE.findall(document)}
+    tables = {name for _, kind, name, _ in MADE.findall(document) if kind == "keys"}
     with_keys = {name for name, described in schema.root["$defs"].items() if "properties" in described}
     yield from (f"docs/machine.md: no table of {name}" for name in sorted((with_keys | {"folders"}) - tables))
 
     machines = [project / "winsim/plain_windows_10.json", project / "tests/winsim/machine.json",
-                *sorted((project / "machines").rglob("*.json"))]
-    described = {str(path): path.read_text("utf-8") for path in machines if path.name != "machine.schema.json"}
+                *described_machines(project)]
+    described = {str(path): path.read_text("utf-8") for path in machines}
     for i, example in enumerate(re.findall(r"```json\n(\{.*?)```", document, flags=re.DOTALL)):
         described[f"docs/machine.md, example {i + 1}"] = example
     for name, text in described.items():
-        yield from (f"{name}: {error}" for error in schema.errors(json.loads(text), schema.root))
+        yield from (f"{name}: {error}" for error in schema.errors(parse(text), schema.root))
 
 
 def write(project, made):
     (project / "machines/machine.schema.json").write_text(made, "utf-8")
     document = project / "docs/machine.md"
     schema = Schema(json.loads(made))
-    document.write_text(TABLE.sub(lambda found: found[1] + table(schema, found[2]), document.read_text("utf-8")), "utf-8")
+    text = MADE.sub(lambda found: found[1] + made_part(project, schema, found[2], found[3]), document.read_text("utf-8"))
+    document.write_text(text, "utf-8")
 
 
 def main():

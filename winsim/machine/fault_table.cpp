@@ -1,8 +1,8 @@
 // The table of the failures of the calls that the program makes.
-#include "winsim/process/fault_table.h"
+#include "winsim/machine/fault_table.h"
 
+#include "winsim/base/error_names.h"
 #include "winsim/base/text.h"
-#include "winsim/process/error_names.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,5 @@
 // Looks errors up by name.
-#include "winsim/process/error_names.h"
-
-#include <span>
+#include "winsim/base/error_names.h"
 
 namespace winsim
 {
@@ -9,13 +7,7 @@ namespace winsim
 namespace
 {
 
-struct ErrorName
-{
-    std::uint32_t error;
-    std::string_view name;
-};
-
-constexpr ErrorName kWin32Names[] = {
+constexpr NamedValue kWin32Names[] = {
     {1, "ERROR_INVALID_FUNCTION"},
     {2, "ERROR_FILE_NOT_FOUND"},
     {3, "ERROR_PATH_NOT_FOUND"},
@@ -113,7 +105,7 @@ constexpr ErrorName kWin32Names[] = {
     {1815, "ERROR_RESOURCE_LANG_NOT_FOUND"},
 };
 
-constexpr ErrorName kHResultNames[] = {
+constexpr NamedValue kHResultNames[] = {
     {0x80004001, "E_NOTIMPL"},
     {0x80004002, "E_NOINTERFACE"},
     {0x80004003, "E_POINTER"},
@@ -146,7 +138,7 @@ constexpr ErrorName kHResultNames[] = {
     {0x80080005, "CO_E_SERVER_EXEC_FAILURE"},
 };
 
-constexpr ErrorName kNtStatusNames[] = {
+constexpr NamedValue kNtStatusNames[] = {
     {0xC0000001, "STATUS_UNSUCCESSFUL"},
     {0xC0000002, "STATUS_NOT_IMPLEMENTED"},
     {0xC0000008, "STATUS_INVALID_HANDLE"},
@@ -162,7 +154,7 @@ constexpr ErrorName kNtStatusNames[] = {
     {0xC0000225, "STATUS_NOT_FOUND"},
 };
 
-constexpr ErrorName kSmartCardNames[] = {
+constexpr NamedValue kSmartCardNames[] = {
     {0x80100001, "SCARD_F_INTERNAL_ERROR"},
     {0x80100002, "SCARD_E_CANCELLED"},
     {0x80100003, "SCARD_E_INVALID_HANDLE"},
@@ -180,7 +172,7 @@ constexpr ErrorName kSmartCardNames[] = {
 
 struct Kind
 {
-    std::span<const ErrorName> names;
+    std::span<const NamedValue> names;
     const char* description;
     std::uint32_t leastFailure;
 };
@@ -226,12 +218,17 @@ ErrorKind ErrorKindOf(std::string_view call)
 
 std::optional<std::uint32_t> ErrorNamed(ErrorKind kind, std::string_view name)
 {
-    for (const ErrorName& one : Of(kind).names)
+    for (const NamedValue& one : Of(kind).names)
     {
         if (one.name == name)
-            return one.error;
+            return one.value;
     }
     return std::nullopt;
+}
+
+std::span<const NamedValue> NamesOf(ErrorKind kind)
+{
+    return Of(kind).names;
 }
 
 const char* DescribeErrors(std::string_view call)

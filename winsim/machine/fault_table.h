@@ -1,7 +1,7 @@
 // The ways in which each call can fail on Windows, for sweeps that try every failure.
 #pragma once
 
-#include "winsim/process/gate.h"
+#include "winsim/machine/faults.h"
 
 #include <string_view>
 #include <vector>

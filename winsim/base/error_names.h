@@ -1,8 +1,11 @@
 // The names of errors, by the kind of error that a call fails with. A fault can be requested by such a name.
 #pragma once
 
+#include "winsim/base/named_values.h"
+
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string_view>
 
 namespace winsim
@@ -24,6 +27,9 @@ std::optional<std::uint32_t> ErrorNamed(ErrorKind kind, std::string_view name);
 
 // The errors of a call, in words with an example: "Win32 error such as ERROR_ACCESS_DENIED".
 const char* DescribeErrors(std::string_view call);
+
+// All errors of a kind that have names.
+std::span<const NamedValue> NamesOf(ErrorKind kind);
 
 // Whether a number is a failure if it is an error of that kind.
 bool IsFailure(ErrorKind kind, std::uint32_t error);
