@@ -90,7 +90,7 @@ const std::vector<FailedValue> kFailedValues = {
      {R"({"inUse": true})"}},
     {"the copy that is kept of a shim that could not be deleted",
      "files",
-     {R"(C:\Windows\system32\Tsp1.bak)"},
+     {R"(C:\Windows\system32\Tsp1.bak)", R"(C:\Windows\system32\Tspi.bak)"},
      "",
      {R"({"text": "an older shim"})"}},
     {"the detection library that was put aside, or that of the other stack",

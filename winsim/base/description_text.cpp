@@ -101,7 +101,7 @@ std::string DescribeError(const Json::parse_error& error, std::string_view text)
 {
     const std::string_view what = error.what();
     const std::string reason(what.substr(what.find(": ") + 2));
-    if (reason.find("missing closing '*/'") != std::string::npos)
+    if (reason.substr(0, reason.find("; last read")).ends_with("missing closing '*/'"))
         return PlaceOf(text, text.rfind("/*")) + ": a comment without an end";
     const std::size_t last = text.find_last_not_of(" \t\r\n", std::max(error.byte, std::size_t{1}) - 1);
     return PlaceOf(text, last == std::string_view::npos ? 0 : last) + ": " + reason;

@@ -112,6 +112,7 @@ def machine_table(project):
         text = path.read_text("utf-8")
         comment = re.match(r"(?://.*\n)*", text)[0]
         tried, _, promise = re.sub(r"\s*//\s*", " ", comment).strip().removeprefix("Try ").partition(": ")
+        promise = re.sub(r'"([^"]+)"', r"`\1`", promise)
         rows += f"| `{path.name}` | {parse(text)['title']} | `{tried}` | {promise} |\n"
     return "| file | machine | try | what happens |\n|---|---|---|---|\n" + rows
 
