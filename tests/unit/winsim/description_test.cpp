@@ -451,7 +451,7 @@ TEST(DescriptionText, ThatIsNotJsonIsRefusedByLineAndColumn)
                 testing::StartsWith("not JSON: line 3, column 18: syntax error while parsing value - invalid literal"));
     EXPECT_THAT(ErrorOfText("{\n  \"a\": 1,\n}"), testing::StartsWith("not JSON: line 3, column 1: "));
     EXPECT_THAT(ErrorOfText("[1,\n 2,\n  3\n\n"), testing::StartsWith("not JSON: line 3, column 3: "));
-    EXPECT_THAT(ErrorOfText("[\"missing closing '*/'"), testing::StartsWith("not JSON: line 1, column 23: "));
+    EXPECT_THAT(ErrorOfText("[\"missing closing '*/'"), testing::StartsWith("not JSON: line 1, column 22: "));
     EXPECT_THAT(ErrorOfText(""), testing::StartsWith("not JSON: line 1, column 1: "));
     EXPECT_EQ(ErrorOfText("{\n  \"a\": 1, /* two\n lines\n}\n"),
               "not JSON: line 2, column 11: a comment without an end");
