@@ -13,10 +13,14 @@ TEST = re.compile(r"`([^`]+)`")
 
 
 def native_tests():
-    """Suite.Test of every test in C++."""
+    """Suite.Test of every test in C++, also of those in tables."""
     for source in (ROOT / "tests").rglob("*_test.cpp"):
-        for suite, name in re.findall(r"^TEST(?:_P|_F)?\((\w+),\s*(\w+)\)", source.read_text(encoding="utf-8"), re.M):
+        text = source.read_text(encoding="utf-8")
+        for suite, name in re.findall(r"^TEST(?:_P|_F)?\((\w+),\s*(\w+)\)", text, re.M):
             yield f"{suite}.{name}"
+        for suite, rows in re.findall(r'RunTests\("(\w+)"(.+?);\n\n', text, re.S):
+            for name in re.findall(r'\.(?:Run|Log|Result)\(\s*"(\w+)"', rows):
+                yield f"{suite}.{name}"
 
 
 def python_tests():

@@ -2,6 +2,7 @@
 #include "tests/support/script.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <string_view>
 
 std::string Call(const std::string& name, std::initializer_list<winsim::Json> in, const winsim::Json& result,
@@ -39,6 +40,19 @@ Script Times(std::size_t count, const Script& lines)
     for (; count > 0; --count)
         all.Append({lines});
     return all;
+}
+
+Script Replaced(const Script& script, const std::string& line, const Script& lines)
+{
+    const auto found = std::ranges::find(script, line);
+    if (found == script.end() || std::ranges::count(script, line) != 1)
+        throw std::logic_error("not one line of the script: " + line);
+    return {Script(script.begin(), found), lines, Script(found + 1, script.end())};
+}
+
+Script Before(const Script& script, const std::string& line)
+{
+    return {script.begin(), std::ranges::find(script, line)};
 }
 
 std::size_t CountOf(const std::string& call, const Script& script)

@@ -57,6 +57,12 @@ std::string Failing(const std::string& call, const winsim::Json& result = nullpt
 // The same lines, repeated the given number of times.
 Script Times(std::size_t count, const Script& lines);
 
+// The same script with other lines instead of one of its lines, which occurs once.
+Script Replaced(const Script& script, const std::string& line, const Script& lines);
+
+// The lines before a line of the script.
+Script Before(const Script& script, const std::string& line);
+
 // How many times a call occurs in a script.
 std::size_t CountOf(const std::string& call, const Script& script);
 

@@ -207,6 +207,12 @@ SimulatedRun CallFunction(const winsim::Machine& machine, const std::string& nam
     return run;
 }
 
+SimulatedRun CallFunction(const std::string& name, const std::vector<std::string>& arguments,
+                          const SimulatedRunOptions& options)
+{
+    return CallFunction(MachineOf("{}"), name, arguments, options);
+}
+
 void ExpectLines(const Script& actual, const Script& expected, const char* what)
 {
     const auto [difference, wanted] = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());

@@ -67,6 +67,10 @@ SimulatedRun RunExport(const winsim::Machine& machine, const std::string& name,
 SimulatedRun CallFunction(const winsim::Machine& machine, const std::string& name,
                           const std::vector<std::string>& arguments = {}, const SimulatedRunOptions& options = {});
 
+// The same on a plain machine.
+SimulatedRun CallFunction(const std::string& name, const std::vector<std::string>& arguments = {},
+                          const SimulatedRunOptions& options = {});
+
 // Expects this result, every call and message, and the log that they wrote.
 void ExpectRun(const SimulatedRun& run, const std::string& result, const Script& script);
 
