@@ -1,4 +1,5 @@
 // Proves when the task library is asked to create or remove the auto-enrollment tasks, and how its answers are handled.
+#include "tests/support/run_tests.h"
 #include "tests/support/windows_script.h"
 
 #include <gmock/gmock.h>
@@ -8,9 +9,6 @@
 
 namespace
 {
-
-using testing::ElementsAre;
-using testing::ElementsAreArray;
 
 using winsim::Json;
 
@@ -124,19 +122,36 @@ const Script kInstallBeginning = {AskForWow64(),
 
 // ---- Installing ----
 
-TEST(InstallAutoEnrollmentTasks, AsksTheTaskLibraryOnceAndUnloadsIt)
-{
-    ExpectRun(Install(MachineWith({})), "0",
-              {kInstallBeginning, CallExport("AreTasksInstalled", 0), CallExport("InstallAutoEnrollmentTasks", 0),
-               kInstalled, kFree});
-}
-
-TEST(InstallAutoEnrollmentTasks, TasksThatAreThereAreLeftAlone)
-{
-    const SimulatedRun run = Install(MachineWith({.areInstalled = 1}));
-    const Script skipped{"log: *** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks already installed, skipping..."};
-    ExpectRun(run, "0", {kInstallBeginning, CallExport("AreTasksInstalled", 1), skipped, kFree});
-}
+const auto kInstallations =
+    RunTests("InstallAutoEnrollmentTasks", &Install)
+        .Run("AsksTheTaskLibraryOnceAndUnloadsIt", MachineWith({}), "0",
+             {kInstallBeginning, CallExport("AreTasksInstalled", 0), CallExport("InstallAutoEnrollmentTasks", 0),
+              kInstalled, kFree})
+        .Run("TasksThatAreThereAreLeftAlone", MachineWith({.areInstalled = 1}), "0",
+             {kInstallBeginning, CallExport("AreTasksInstalled", 1),
+              "log: *** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks already installed, skipping...", kFree})
+        .Log("WindowsXpHasNoSuchTasksAndThatIsNoFailure", MachineWith({.install = 1150}), "0",
+             {"log: *** InstallAutoEnrollmentTasks(): Can't install Tasks as this is XP"})
+        .Run("IsSkippedInA32BitProcessOn64BitWindows", MachineWith({.windows = {{"wow64", true}}}), "0",
+             {AskForWow64()[0], Call("IsWow64Process", {"process#current"}, 1, {{"Wow64Process", 1}}),
+              "log: InstallAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!"})
+        .Log("AProbeThatFailsIsLoggedAndTakenForNo", MachineWith({}), {.faults = {"IsWow64Process=5"}}, "0",
+             {"log: InstallAutoEnrollmentTasks - failed to detect process on host os type: 5", kInstalled})
+        .Run("WithoutTheKeyNothingIsWanted", MachineOf("{}"), "0",
+             {AskForWow64(),
+              Call("RegOpenKeyExA", {"HKEY_LOCAL_MACHINE", R"(SOFTWARE\Kelo Systems Corp\Common)", 0, 131097}, 2),
+              kNotWanted})
+        .Log("AKeyThatCannotBeOpenedIsNoKey", MachineWith({}), {.faults = {"RegOpenKeyExA#1=5"}}, "0", {kNotWanted})
+        .Log("AWishThatCannotBeReadIsNone", MachineWith({}), {.faults = {"RegQueryValueExA#1=5"}}, "0", {kNotWanted})
+        .Run("AWishOfZeroIsARefusal", MachineWith({.wanted = 0}), "0",
+             {AskForWow64(), kOpenCommon,
+              Call("RegQueryValueExA", {"key#1", "KlAutoEnrollInstalled", nullptr, 4}, 0,
+                   {{"lpType", 4}, {"lpcbData", 4}, {"lpData", 0}}),
+              "log: *** InstallAutoEnrollmentTasks(): Don't install Auto-Enroll Tasks regValue "
+              "'KlAutoEnrollInstalled' = 0",
+              kCloseKey})
+        .Log("AKeyThatIsGoneTheSecondTimeIsAFailure", MachineWith({}), {.faults = {"RegOpenKeyExA#2=2"}}, "-1",
+             {kNoPathToInstall}, [](const SimulatedRun& run) { EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u); });
 
 TEST(InstallAutoEnrollmentTasks, OnlyTheLowByteTellsWhetherTasksAreThere)
 {
@@ -147,45 +162,11 @@ TEST(InstallAutoEnrollmentTasks, OnlyTheLowByteTellsWhetherTasksAreThere)
                   {"log: *** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks already installed, skipping..."});
 }
 
-TEST(InstallAutoEnrollmentTasks, WindowsXpHasNoSuchTasksAndThatIsNoFailure)
-{
-    ExpectLog(Install(MachineWith({.install = 1150})), "0",
-              {"log: *** InstallAutoEnrollmentTasks(): Can't install Tasks as this is XP"});
-}
-
 TEST(InstallAutoEnrollmentTasks, EveryOtherStatusIsAFailureAndIsLogged)
 {
     for (const int status : {1, 2, 5, 1149, 1151, -1, -2147483647 - 1, 2147483647})
         ExpectLog(Install(MachineWith({.install = status})), "-1",
                   {fmt::format("log: *** InstallAutoEnrollmentTasks(): Create Auto-Enroll Tasks failed {}", status)});
-}
-
-TEST(InstallAutoEnrollmentTasks, IsSkippedInA32BitProcessOn64BitWindows)
-{
-    const SimulatedRun run = Install(MachineWith({.windows = {{"wow64", true}}}));
-    const Script line{"log: InstallAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!"};
-    ExpectRun(run, "0",
-              {AskForWow64()[0], Call("IsWow64Process", {"process#current"}, 1, {{"Wow64Process", 1}}), line});
-}
-
-TEST(InstallAutoEnrollmentTasks, AProbeThatFailsIsLoggedAndTakenForNo)
-{
-    ExpectLog(Install(MachineWith({}), {.faults = {"IsWow64Process=5"}}), "0",
-              {"log: InstallAutoEnrollmentTasks - failed to detect process on host os type: 5", kInstalled});
-}
-
-TEST(InstallAutoEnrollmentTasks, WithoutTheKeyNothingIsWanted)
-{
-    const SimulatedRun run = Install(MachineOf("{}"));
-    const Script steps{
-        Call("RegOpenKeyExA", {"HKEY_LOCAL_MACHINE", R"(SOFTWARE\Kelo Systems Corp\Common)", 0, 131097}, 2),
-        kNotWanted};
-    ExpectRun(run, "0", {AskForWow64(), steps});
-}
-
-TEST(InstallAutoEnrollmentTasks, AKeyThatCannotBeOpenedIsNoKey)
-{
-    ExpectLog(Install(MachineWith({}), {.faults = {"RegOpenKeyExA#1=5"}}), "0", {kNotWanted});
 }
 
 TEST(InstallAutoEnrollmentTasks, AWishOfAnotherTypeOrSizeIsNone)
@@ -201,34 +182,10 @@ TEST(InstallAutoEnrollmentTasks, AWishOfAnotherTypeOrSizeIsNone)
     }
 }
 
-TEST(InstallAutoEnrollmentTasks, AWishThatCannotBeReadIsNone)
-{
-    ExpectLog(Install(MachineWith({}), {.faults = {"RegQueryValueExA#1=5"}}), "0", {kNotWanted});
-}
-
-TEST(InstallAutoEnrollmentTasks, AWishOfZeroIsARefusal)
-{
-    const SimulatedRun run = Install(MachineWith({.wanted = 0}));
-    const Script refused{"log: *** InstallAutoEnrollmentTasks(): Don't install Auto-Enroll Tasks regValue "
-                         "'KlAutoEnrollInstalled' = 0"};
-    ExpectRun(run, "0",
-              {AskForWow64(), kOpenCommon,
-               Call("RegQueryValueExA", {"key#1", "KlAutoEnrollInstalled", nullptr, 4}, 0,
-                    {{"lpType", 4}, {"lpcbData", 4}, {"lpData", 0}}),
-               refused, kCloseKey});
-}
-
 TEST(InstallAutoEnrollmentTasks, EveryOtherNumberIsAWish)
 {
     for (const std::uint32_t wanted : {2u, 0x100u, 0x80000000u, 0xFFFFFFFFu})
         ExpectLog(Install(MachineWith({.wanted = wanted})), "0", {kInstalled});
-}
-
-TEST(InstallAutoEnrollmentTasks, AKeyThatIsGoneTheSecondTimeIsAFailure)
-{
-    const SimulatedRun run = Install(MachineWith({}), {.faults = {"RegOpenKeyExA#2=2"}});
-    ExpectLog(run, "-1", {kNoPathToInstall});
-    EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
 }
 
 TEST(InstallAutoEnrollmentTasks, APathThatIsMissingOrNoTextIsAFailure)
@@ -291,16 +248,23 @@ std::string LoadedLibrary(const SimulatedRun& run)
     return "(none)";
 }
 
-TEST(InstallAutoEnrollmentTasks, LoadsTheLibraryFromThePathWhateverItsShape)
+// Expects that an operation tries to load the library of each path, which is not there.
+void ExpectLibraryOfEachPath(SimulatedRun (*operation)(const winsim::Machine&, const SimulatedRunOptions&),
+                             const char* noLibrary)
 {
     for (const PathCase& c : kPaths)
     {
         SCOPED_TRACE(c.path);
         const SimulatedRun run =
-            Install(MachineWith({.path = Json::parse(c.path), .libraryPath = R"(D:\Elsewhere.dll)"}));
+            operation(MachineWith({.path = Json::parse(c.path), .libraryPath = R"(D:\Elsewhere.dll)"}), {});
         EXPECT_EQ(LoadedLibrary(run), c.library);
-        ExpectLog(run, "-1", {kNoLibraryToInstall});
+        ExpectLog(run, "-1", noLibrary);
     }
+}
+
+TEST(InstallAutoEnrollmentTasks, LoadsTheLibraryFromThePathWhateverItsShape)
+{
+    ExpectLibraryOfEachPath(&Install, kNoLibraryToInstall);
 }
 
 TEST(InstallAutoEnrollmentTasks, ASecondReadThatFailsLeavesAnEmptyPath)
@@ -388,12 +352,24 @@ TEST(InstallAutoEnrollmentTasks, ExportsOfOtherCaseAreOthers)
 
 // ---- Removing ----
 
-TEST(RemoveAutoEnrollmentTasks, AsksTheTaskLibraryWithoutALineAndUnloadsIt)
-{
-    ExpectRun(Remove(MachineWith({})), "0",
-              {AskForWow64(), kOpenCommon, kReadPath, kCloseKey, kLoad, LookUp("RemoveAutoEnrollmentTasks"),
-               CallExport("RemoveAutoEnrollmentTasks", 0), kFree});
-}
+const auto kRemovals =
+    RunTests("RemoveAutoEnrollmentTasks", &Remove)
+        .Run("AsksTheTaskLibraryWithoutALineAndUnloadsIt", MachineWith({}), "0",
+             {AskForWow64(), kOpenCommon, kReadPath, kCloseKey, kLoad, LookUp("RemoveAutoEnrollmentTasks"),
+              CallExport("RemoveAutoEnrollmentTasks", 0), kFree})
+        .Log("IsSkippedInA32BitProcessOn64BitWindows", MachineWith({.windows = {{"wow64", true}}}), "0",
+             {"log: RemoveAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!"},
+             [](const SimulatedRun& run) { EXPECT_EQ(run.script.size(), 3u); })
+        .Log("AProbeThatFailsIsLoggedAndTakenForNo", MachineWith({}), {.faults = {"IsWow64Process=87"}}, "0",
+             {"log: RemoveAutoEnrollmentTasks - failed to detect process on host os type: 87"},
+             [](const SimulatedRun& run) {
+                 EXPECT_EQ(run.outcome.callCounts.at("CertJobPlanner.dll!RemoveAutoEnrollmentTasks"), 1u);
+             })
+        .Log("ALibraryThatDoesNotLoadIsAFailure", MachineWith({}), {.faults = {"LoadLibraryA=126"}}, "-1",
+             {kNoLibraryToRemove})
+        .Log("WithoutTheExportItIsAFailureAndTheLibraryIsUnloaded", MachineWith({.remove = nullptr}), "-1",
+             {kNoExportToRemove},
+             [](const SimulatedRun& run) { EXPECT_THAT(run.script.back(), Call("FreeLibrary", {"library#1"}, 1)); });
 
 TEST(RemoveAutoEnrollmentTasks, ALibraryThatThrowsIsFreedAndTheOperationFails)
 {
@@ -401,12 +377,9 @@ TEST(RemoveAutoEnrollmentTasks, ALibraryThatThrowsIsFreedAndTheOperationFails)
     for (const std::string& thrown : kThrown)
     {
         SCOPED_TRACE(thrown);
-        const SimulatedRun run = Remove(MachineWith({.remove = {{"throws", thrown}}}));
-        ExpectLog(run, "-1", caught);
-        EXPECT_THAT(run.script,
-                    ElementsAreArray(Script{AskForWow64(), kOpenCommon, kReadPath, kCloseKey, kLoad,
-                                            LookUp("RemoveAutoEnrollmentTasks"),
-                                            CallThatThrows("RemoveAutoEnrollmentTasks", thrown), caught, kFree}));
+        ExpectRun(Remove(MachineWith({.remove = {{"throws", thrown}}})), "-1",
+                  {AskForWow64(), kOpenCommon, kReadPath, kCloseKey, kLoad, LookUp("RemoveAutoEnrollmentTasks"),
+                   CallThatThrows("RemoveAutoEnrollmentTasks", thrown), caught, kFree});
     }
 }
 
@@ -420,21 +393,6 @@ TEST(RemoveAutoEnrollmentTasks, TakesNoWishAndNoOtherExport)
 {
     for (const Json& wanted : {Json(0), Json("1"), Json()})
         ExpectLog(Remove(MachineWith({.wanted = wanted, .areInstalled = nullptr, .install = nullptr})), "0", {});
-}
-
-TEST(RemoveAutoEnrollmentTasks, IsSkippedInA32BitProcessOn64BitWindows)
-{
-    const SimulatedRun run = Remove(MachineWith({.windows = {{"wow64", true}}}));
-    ExpectLog(run, "0",
-              {"log: RemoveAutoEnrollmentTasks - This is a x86 process running on x64 system don't execute!"});
-    EXPECT_EQ(run.script.size(), 3u);
-}
-
-TEST(RemoveAutoEnrollmentTasks, AProbeThatFailsIsLoggedAndTakenForNo)
-{
-    const SimulatedRun run = Remove(MachineWith({}), {.faults = {"IsWow64Process=87"}});
-    ExpectLog(run, "0", {"log: RemoveAutoEnrollmentTasks - failed to detect process on host os type: 87"});
-    EXPECT_EQ(run.outcome.callCounts.at("CertJobPlanner.dll!RemoveAutoEnrollmentTasks"), 1u);
 }
 
 TEST(RemoveAutoEnrollmentTasks, WithoutTheKeyItIsAFailureInTheInstallationsName)
@@ -452,14 +410,7 @@ TEST(RemoveAutoEnrollmentTasks, WithoutThePathItIsAFailure)
 
 TEST(RemoveAutoEnrollmentTasks, LoadsTheLibraryFromThePathWhateverItsShape)
 {
-    for (const PathCase& c : kPaths)
-    {
-        SCOPED_TRACE(c.path);
-        const SimulatedRun run =
-            Remove(MachineWith({.path = Json::parse(c.path), .libraryPath = R"(D:\Elsewhere.dll)"}));
-        EXPECT_EQ(LoadedLibrary(run), c.library);
-        ExpectLog(run, "-1", {kNoLibraryToRemove});
-    }
+    ExpectLibraryOfEachPath(&Remove, kNoLibraryToRemove);
 }
 
 TEST(RemoveAutoEnrollmentTasks, ASecondReadThatFailsLeavesAnEmptyPath)
@@ -467,18 +418,6 @@ TEST(RemoveAutoEnrollmentTasks, ASecondReadThatFailsLeavesAnEmptyPath)
     const SimulatedRun run = Remove(MachineWith({}), {.faults = {"RegQueryValueExA#2=5"}});
     EXPECT_EQ(LoadedLibrary(run), R"(\\CertJobPlanner.dll)");
     ExpectLog(run, "-1", {kNoLibraryToRemove});
-}
-
-TEST(RemoveAutoEnrollmentTasks, ALibraryThatDoesNotLoadIsAFailure)
-{
-    ExpectLog(Remove(MachineWith({}), {.faults = {"LoadLibraryA=126"}}), "-1", {kNoLibraryToRemove});
-}
-
-TEST(RemoveAutoEnrollmentTasks, WithoutTheExportItIsAFailureAndTheLibraryIsUnloaded)
-{
-    const SimulatedRun run = Remove(MachineWith({.remove = nullptr}));
-    ExpectLog(run, "-1", {kNoExportToRemove});
-    EXPECT_THAT(run.script.back(), Call("FreeLibrary", {"library#1"}, 1));
 }
 
 } // namespace

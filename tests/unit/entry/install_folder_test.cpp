@@ -22,66 +22,42 @@ std::string LongFolder(const std::string& start, std::size_t length)
     return start + std::string(length - start.size() - 1, 'd') + "\\";
 }
 
-TEST(InstallFolderOf, IsTheDriveAndTheDirectoryWithABackslash)
+TEST(InstallFolderOf, IsTheDriveAndTheDirectory)
 {
-    EXPECT_EQ(FolderOf("C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KeloCustomAction.exe"),
-              "C:\\Program Files\\Kelo Systems Corp\\Toolkit\\");
-    EXPECT_EQ(FolderOf("d:\\a.b\\c.exe"), "d:\\a.b\\");
-    EXPECT_EQ(FolderOf("C:\\kelo"), "C:\\");
-    EXPECT_EQ(FolderOf("C:\\folder\\"), "C:\\folder\\");
-}
-
-TEST(InstallFolderOf, APathWithoutADirectoryLeavesTheDrive)
-{
-    EXPECT_EQ(FolderOf("C:kelo.exe"), "C:");
-    EXPECT_EQ(FolderOf("C:"), "C:");
-}
-
-TEST(InstallFolderOf, ABareNameHasNoFolder)
-{
-    EXPECT_EQ(FolderOf("kelo.exe"), "");
-    EXPECT_EQ(FolderOf(""), "");
-}
-
-TEST(InstallFolderOf, APathWithoutADriveKeepsItsDirectory)
-{
-    EXPECT_EQ(FolderOf("\\tools\\kelo.exe"), "\\tools\\");
-    EXPECT_EQ(FolderOf("tools\\kelo.exe"), "tools\\");
-    EXPECT_EQ(FolderOf("..\\kelo.exe"), "..\\");
-}
-
-TEST(InstallFolderOf, ANetworkPathKeepsServerAndShare)
-{
-    EXPECT_EQ(FolderOf("\\\\server\\share\\tools\\kelo.exe"), "\\\\server\\share\\tools\\");
-    EXPECT_EQ(FolderOf("\\\\server\\share\\kelo.exe"), "\\\\server\\share\\");
-}
-
-TEST(InstallFolderOf, ForwardSlashesSeparateToo)
-{
-    EXPECT_EQ(FolderOf("C:/tools/kelo.exe"), "C:/tools/");
-    EXPECT_EQ(FolderOf("C:\\tools/bin\\kelo.exe"), "C:\\tools/bin\\");
+    const std::tuple<const char*, std::string, std::string> cases[] = {
+        {"drive and directory with a backslash", R"(C:\Program Files\Kelo Systems Corp\Toolkit\KeloCustomAction.exe)",
+         R"(C:\Program Files\Kelo Systems Corp\Toolkit\)"},
+        {"periods in names", R"(d:\a.b\c.exe)", R"(d:\a.b\)"},
+        {"the root of a drive", R"(C:\kelo)", R"(C:\)"},
+        {"no file name", R"(C:\folder\)", R"(C:\folder\)"},
+        {"a path without a directory leaves the drive", "C:kelo.exe", "C:"},
+        {"a drive alone", "C:", "C:"},
+        {"a bare name has no folder", "kelo.exe", ""},
+        {"neither has an empty path", "", ""},
+        {"a path without a drive keeps its directory", R"(\tools\kelo.exe)", R"(\tools\)"},
+        {"also a relative one", R"(tools\kelo.exe)", R"(tools\)"},
+        {"also the parent", R"(..\kelo.exe)", R"(..\)"},
+        {"a network path keeps server and share", R"(\\server\share\tools\kelo.exe)", R"(\\server\share\tools\)"},
+        {"also without a directory", R"(\\server\share\kelo.exe)", R"(\\server\share\)"},
+        {"forward slashes separate too", "C:/tools/kelo.exe", "C:/tools/"},
+        {"both kinds of slashes", R"(C:\tools/bin\kelo.exe)", R"(C:\tools/bin\)"},
+        {"a long file name does not matter", R"(C:\tools\)" + std::string(300, 'n') + "." + std::string(300, 'e'),
+         R"(C:\tools\)"},
+    };
+    for (const auto& [rule, path, folder] : cases)
+        EXPECT_EQ(FolderOf(path), folder) << rule;
 }
 
 TEST(InstallFolderOf, HasFewerThan260Characters)
 {
-    EXPECT_EQ(FolderOf(LongFolder("C:\\", 258) + "kelo.exe"), LongFolder("C:\\", 258));
-    EXPECT_EQ(FolderOf(LongFolder("C:\\", 259) + "kelo.exe"), LongFolder("C:\\", 259));
-    EXPECT_EQ(FolderOf(LongFolder("C:\\", 260) + "kelo.exe"), "");
-    EXPECT_EQ(FolderOf(LongFolder("C:\\", 261) + "kelo.exe"), "");
-    EXPECT_EQ(FolderOf(LongFolder("C:\\", 262) + "kelo.exe"), "");
-    EXPECT_EQ(FolderOf(LongFolder("C:\\", 300) + "kelo.exe"), "");
-}
-
-TEST(InstallFolderOf, ADirectoryAloneHasFewerThan260CharactersToo)
-{
-    EXPECT_EQ(FolderOf(LongFolder("\\\\server\\", 259) + "kelo.exe"), LongFolder("\\\\server\\", 259));
-    EXPECT_EQ(FolderOf(LongFolder("\\\\server\\", 260) + "kelo.exe"), "");
-    EXPECT_EQ(FolderOf(LongFolder("\\\\server\\", 300) + "kelo.exe"), "");
-}
-
-TEST(InstallFolderOf, ALongFileNameDoesNotMatter)
-{
-    EXPECT_EQ(FolderOf("C:\\tools\\" + std::string(300, 'n') + "." + std::string(300, 'e')), "C:\\tools\\");
+    // With a drive, and a directory alone.
+    for (const char* start : {R"(C:\)", R"(\\server\)"})
+    {
+        for (const std::size_t length : {258, 259})
+            EXPECT_EQ(FolderOf(LongFolder(start, length) + "kelo.exe"), LongFolder(start, length)) << length;
+        for (const std::size_t length : {260, 261, 262, 300})
+            EXPECT_EQ(FolderOf(LongFolder(start, length) + "kelo.exe"), "") << length;
+    }
 }
 
 TEST(InstallFolderOf, IsAnsiText)

@@ -77,47 +77,27 @@ TEST(GetOptionValue, AnOptionWithoutAValueIsAbsent)
     EXPECT_EQ(Find("/TPM_VSC=", {"C:\\kelo.exe", "/Setup", "/TPM_VSC=no"}).result, "no");
 }
 
-TEST(GetOptionValue, ItsPlaceAmongTheOptionsDoesNotMatter)
+TEST(GetOptionValue, OneArgumentDecides)
 {
-    EXPECT_EQ(VendorBehindSetup({"", "/TPM_VSC=1", "/TSS_VENDOR=KELO", "/TPM_WIN8=1"}), "KELO");
-}
-
-TEST(GetOptionValue, TheFirstOfTwoDecides)
-{
-    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=KELO", "/TSS_VENDOR=NTRU12"}), "KELO");
-}
-
-TEST(GetOptionValue, TheFirstOfTwoDecidesEvenWithoutAValue)
-{
-    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=", "/TSS_VENDOR=NTRU12"}), kNone);
-}
-
-// As many characters as the prefix has are cut off the argument's beginning, wherever the prefix was found.
-TEST(GetOptionValue, APrefixFurtherInsideStillCutsAtItsOwnLength)
-{
-    EXPECT_EQ(VendorBehindSetup({"x/TSS_VENDOR=ABC"}), "=ABC");
-    EXPECT_EQ(VendorBehindSetup({"x/TSS_VENDOR="}), "=");
-    EXPECT_EQ(VendorBehindSetup({"abcdefghijklm/TSS_VENDOR=Z"}), "m/TSS_VENDOR=Z");
+    const std::tuple<const char*, Words, const char*> cases[] = {
+        {"its place does not matter", {"", "/TPM_VSC=1", "/TSS_VENDOR=KELO", "/TPM_WIN8=1"}, "KELO"},
+        {"the first of two decides", {"/TSS_VENDOR=KELO", "/TSS_VENDOR=NTRU12"}, "KELO"},
+        {"even without a value", {"/TSS_VENDOR=", "/TSS_VENDOR=NTRU12"}, kNone},
+        {"even with the prefix further inside", {"x/TSS_VENDOR=ABC", "/TSS_VENDOR=KELO"}, "=ABC"},
+        // As many characters as the prefix has are cut off the argument's beginning, wherever the prefix was found.
+        {"a prefix further inside still cuts at its own length", {"x/TSS_VENDOR=ABC"}, "=ABC"},
+        {"also without a value", {"x/TSS_VENDOR="}, "="},
+        {"also far inside", {"abcdefghijklm/TSS_VENDOR=Z"}, "m/TSS_VENDOR=Z"},
+        {"the value is ANSI text", {"/TSS_VENDOR=caf\u00E9"}, "caf\xE9"},
+        {"the value is ANSI text of the code page", {"/TSS_VENDOR=\u20AC"}, "\x80"},
+        {"characters outside the code page become question marks", {"/TSS_VENDOR=\u4E2D\u0416"}, "??"},
+        {"two for one outside the basic plane", {"/TSS_VENDOR=\U0001F600"}, "??"},
+        {"also before the prefix", {"\u4E2D/TSS_VENDOR=X"}, "=X"},
+    };
+    for (const auto& [rule, words, value] : cases)
+        EXPECT_EQ(VendorBehindSetup(words), value) << rule;
     EXPECT_EQ(Find("/TPM_VSC=", {"C:\\kelo.exe", "/Setup", "/TSS_VENDOR=KELO /TPM_VSC=1"}).result,
               "OR=KELO /TPM_VSC=1");
-}
-
-TEST(GetOptionValue, APrefixFurtherInsideTheFirstOfTwoDecides)
-{
-    EXPECT_EQ(VendorBehindSetup({"x/TSS_VENDOR=ABC", "/TSS_VENDOR=KELO"}), "=ABC");
-}
-
-TEST(GetOptionValue, TheValueIsAnsiText)
-{
-    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=caf\u00E9"}), "caf\xE9");
-    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=\u20AC"}), "\x80");
-}
-
-TEST(GetOptionValue, CharactersOutsideTheCodePageBecomeQuestionMarks)
-{
-    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=\u4E2D\u0416"}), "??");
-    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=\U0001F600"}), "??");
-    EXPECT_EQ(VendorBehindSetup({"\u4E2D/TSS_VENDOR=X"}), "=X");
 }
 
 // In a double-byte code page, the bytes of a character are counted.

@@ -215,25 +215,33 @@ TEST(RunCustomAction, TheApartmentLastsFromProvisioningToTheMessage)
                                    "RegCreateKeyExA", "CoUninitialize", "log: ============= Kelo"));
 }
 
-TEST(RunCustomAction, CommitRunsItsStepsInOrder)
+TEST(RunCustomAction, CommitRunsItsStepsInOrderWhateverFollows)
 {
-    ExpectAction(RunOnPlainMachine({"/Commit"}), {"/Commit"}, CommitSteps());
+    Words hundred{"/Commit"};
+    for (int i = 0; i < 100; ++i)
+        hundred.push_back("/Option" + std::to_string(i) + "=value");
+    const std::pair<const char*, Words> cases[] = {
+        {"nothing follows", {"/Commit"}},
+        {"all options are ignored", WithAllOptions("/Commit")},
+        {"of two switches the first counts", {"/Commit", "/Setup"}},
+        {"arguments are logged as they stand",
+         {"/Commit", "two words", "", "100% %s%n%d", "\"quoted\"", "trailing\\", "/TSS_VENDOR="}},
+        {"a hundred arguments are all logged", hundred},
+    };
+    for (const auto& [rule, words] : cases)
+    {
+        SCOPED_TRACE(rule);
+        ExpectAction(RunOnPlainMachine(words), words, CommitSteps());
+    }
 }
 
-TEST(RunCustomAction, CommitIgnoresAllOptions)
+TEST(RunCustomAction, RollbackAndUninstallRunTheRemovalInOrderAndIgnoreAllOptions)
 {
-    const Words words = WithAllOptions("/Commit");
-    ExpectAction(RunOnPlainMachine(words), words, CommitSteps());
-}
-
-TEST(RunCustomAction, RollbackRunsTheRemovalInOrder)
-{
-    ExpectActionLog(RunOnPlainMachine({"/Rollback"}), {"/Rollback"}, RemovalLines(), 0);
-}
-
-TEST(RunCustomAction, UninstallRunsTheRemovalInOrder)
-{
-    ExpectActionLog(RunOnPlainMachine({"/Uninstall"}), {"/Uninstall"}, RemovalLines(), 0);
+    for (const char* action : {"/Rollback", "/Uninstall"})
+    {
+        for (const Words& words : {Words{action}, WithAllOptions(action)})
+            ExpectActionLog(RunOnPlainMachine(words), words, RemovalLines(), 0);
+    }
 }
 
 TEST(RunCustomAction, TheRemovalStopsUnregistersAndDeletesTheToolkitsService)
@@ -292,22 +300,15 @@ TEST(RunCustomAction, TheRemovalIgnoresWhatTheRegistrySaysOfTheSmartCard)
 TEST(RunCustomAction, WithoutAnActionSwitchOnlyTheArgumentsAreCounted)
 {
     ExpectRefused(RunOnPlainMachine({}), {}, {});
-}
-
-TEST(RunCustomAction, NoArgumentsAtAllAreCountedToo)
-{
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "RunCustomAction", {});
-    ExpectLog(
-        run, "-1",
-        {"log: ============= Begin-> Kelo CSP (x64) Custom Action ===================", "log: command line argc: 0"});
-    EXPECT_EQ(run.outcome.standardOutput, "");
-}
-
-TEST(RunCustomAction, AProgramPathAloneIsNotLogged)
-{
-    ExpectLog(
-        CallFunction(MachineOf("{}"), "RunCustomAction", {"C:\\kelo.exe"}), "-1",
-        {"log: ============= Begin-> Kelo CSP (x64) Custom Action ===================", "log: command line argc: 1"});
+    // No arguments at all, or the program's path alone, which is not logged.
+    for (const Words& arguments : {Words{}, Words{"C:\\kelo.exe"}})
+    {
+        const SimulatedRun run = CallFunction("RunCustomAction", arguments);
+        ExpectLog(run, "-1",
+                  {"log: ============= Begin-> Kelo CSP (x64) Custom Action ===================",
+                   "log: command line argc: " + std::to_string(arguments.size())});
+        EXPECT_EQ(run.outcome.standardOutput, "");
+    }
 }
 
 TEST(RunCustomAction, AnythingButTheExactSwitchIsRefused)
@@ -324,26 +325,10 @@ TEST(RunCustomAction, AnythingButTheExactSwitchIsRefused)
     }
 }
 
-TEST(RunCustomAction, ARefusedSwitchTouchesNothing)
+TEST(RunCustomAction, ARefusedSwitchTouchesNothingWhateverFollows)
 {
-    ExpectRefused(RunOnPlainMachine({"/setup"}), {"/setup"}, {"log: invalid command line arg provided"});
-}
-
-TEST(RunCustomAction, ASwitchInAnotherPlaceIsNotTheAction)
-{
-    const Words words{"/TPM_VSC=1", "/Setup"};
-    ExpectRefused(RunOnPlainMachine(words), words, {"log: invalid command line arg provided"});
-}
-
-TEST(RunCustomAction, OfTwoSwitchesTheFirstCounts)
-{
-    ExpectAction(RunOnPlainMachine({"/Commit", "/Setup"}), {"/Commit", "/Setup"}, CommitSteps());
-}
-
-TEST(RunCustomAction, ArgumentsAreLoggedAsTheyStand)
-{
-    const Words words{"/Commit", "two words", "", "100% %s%n%d", "\"quoted\"", "trailing\\", "/TSS_VENDOR="};
-    ExpectAction(RunOnPlainMachine(words), words, CommitSteps());
+    for (const Words& words : {Words{"/setup"}, Words{"/TPM_VSC=1", "/Setup"}})
+        ExpectRefused(RunOnPlainMachine(words), words, {"log: invalid command line arg provided"});
 }
 
 TEST(RunCustomAction, ArgumentsAreLoggedInTheCodePage)
@@ -363,14 +348,6 @@ TEST(RunCustomAction, ALongArgumentIsCutInTheLogAlone)
     EXPECT_EQ(run.log.at(4), cutArgument);
     EXPECT_EQ(run.log.at(5), cutVendor);
     EXPECT_EQ(run.exitCode, -1);
-}
-
-TEST(RunCustomAction, AHundredArgumentsAreAllLogged)
-{
-    Words words{"/Commit"};
-    for (int i = 0; i < 100; ++i)
-        words.push_back("/Option" + std::to_string(i) + "=value");
-    ExpectAction(RunOnPlainMachine(words), words, CommitSteps());
 }
 
 // ---- The process around the action ----

@@ -1,4 +1,5 @@
 // Proves what a set-up is asked to do: by its options, and by the values that the last removal left in the registry.
+#include "tests/support/run_tests.h"
 #include "tests/support/windows_script.h"
 
 #include <gtest/gtest.h>
@@ -23,10 +24,17 @@ std::string Query(unsigned value)
                 {{"lpType", 4}, {"lpcbData", 4}, {"lpData", value}});
 }
 
-SimulatedRun Read(Words options, const winsim::Machine& machine = MachineOf("{}"), const SimulatedRunOptions& how = {})
+struct Given
 {
-    options.insert(options.begin(), {"C:\\kelo.exe", "/Setup"});
-    return CallFunction(machine, "ReadSetupOptions", options, how);
+    Words options;
+    winsim::Machine machine = MachineOf("{}");
+};
+
+SimulatedRun Read(const Given& given, const SimulatedRunOptions& options = {})
+{
+    Words words{"C:\\kelo.exe", "/Setup"};
+    words.insert(words.end(), given.options.begin(), given.options.end());
+    return CallFunction(given.machine, "ReadSetupOptions", words, options);
 }
 
 // A machine with the described value "KlVSC Installed" in its common key.
@@ -36,107 +44,81 @@ winsim::Machine WithVscInstalled(const std::string& value)
                      value + "}}}}");
 }
 
-TEST(ReadSetupOptions, NothingIsAskedForWithoutOptions)
-{
-    ExpectRun(Read({}), "[]", {Failing(kOpen, 2)});
-}
-
-TEST(ReadSetupOptions, AllOptionsAreReadInTheirOrder)
-{
-    ExpectRun(Read({"/ProductType=Enterprise", "/TPM_WIN8=1", "/TPM_VSC=1", "/TSS_VENDOR=KELO"}, WithVscInstalled("1")),
-              "[KELO] installVsc disableAutoProvisioning",
-              {kVendorLine, kVscFlagLine, kOpen, Query(1), kReinstallLine, kCloseKey, kWin8Line, kProductTypeLine});
-}
-
-TEST(ReadSetupOptions, OptionsWithoutValuesAreAbsent)
-{
-    ExpectLog(Read({"/TSS_VENDOR=", "/TPM_VSC=", "/TPM_WIN8=", "/ProductType="}), "[]", {});
-}
+const auto kSetups =
+    RunTests("ReadSetupOptions", &Read)
+        .Run("NothingIsAskedForWithoutOptions", {}, "[]", {Failing(kOpen, 2)})
+        .Run("AllOptionsAreReadInTheirOrder",
+             {{"/ProductType=Enterprise", "/TPM_WIN8=1", "/TPM_VSC=1", "/TSS_VENDOR=KELO"}, WithVscInstalled("1")},
+             "[KELO] installVsc disableAutoProvisioning",
+             {kVendorLine, kVscFlagLine, kOpen, Query(1), kReinstallLine, kCloseKey, kWin8Line, kProductTypeLine})
+        .Log("OptionsWithoutValuesAreAbsent", {{"/TSS_VENDOR=", "/TPM_VSC=", "/TPM_WIN8=", "/ProductType="}}, "[]", {})
+        // For a match inside the argument, the value still contains the whole product type.
+        .Result("AProductTypeFurtherInsideAnArgumentCounts", {{"x/ProductType=Enterprise"}},
+                "[] disableAutoProvisioning")
+        .Run("ACommonKeyWithoutTheValueIsLogged",
+             {{}, MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp\\Common": {}}})")}, "[]",
+             {kOpen, Failing(Query(0), 2), kNotInstalledLine, kCloseKey})
+        // The key with a period in the maker's name is another key.
+        .Log("TheKeyOfTheOtherSpellingIsNotRead",
+             {{}, MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp.\\Common":
+                 {"values": {"KlVSC Installed": 1}}}})")},
+             "[]", {})
+        .Run("AZeroChangesNothingAndIsNotLogged", {{}, WithVscInstalled("0")}, "[]", {kOpen, Query(0), kCloseKey})
+        .Log("TheRegistryNeverTakesTheFlagAway", {{"/TPM_VSC=1"}, WithVscInstalled("0")}, "[] installVsc", kVscFlagLine)
+        .Run("AReadThatFailsIsLoggedAndTheOtherOptionsCount", {{"/TPM_WIN8=1"}, WithVscInstalled("1")},
+             {.faults = {"RegQueryValueExA=5"}}, "[] disableAutoProvisioning",
+             {kOpen, Failing(Query(0), 5), kNotInstalledLine, kCloseKey, kWin8Line})
+        .Log("AKeyThatDoesNotCloseChangesNothing", {{}, WithVscInstalled("1")}, {.faults = {"RegCloseKey=6"}},
+             "[] installVsc", kReinstallLine);
 
 TEST(ReadSetupOptions, TheVendorIsHandedOnAsItStands)
 {
-    ExpectLog(Read({"/TSS_VENDOR=no such %s vendor"}), "[no such %s vendor]", "log: TSS Vendor: no such %s vendor");
-    EXPECT_EQ(Read({"x/TSS_VENDOR=ABC"}).result, "[=ABC]");
+    ExpectLog(Read({{"/TSS_VENDOR=no such %s vendor"}}), "[no such %s vendor]", "log: TSS Vendor: no such %s vendor");
+    EXPECT_EQ(Read({{"x/TSS_VENDOR=ABC"}}).result, "[=ABC]");
 }
 
-TEST(ReadSetupOptions, AnyValueSetsTheSmartCardFlag)
+TEST(ReadSetupOptions, EachOptionCountsByItsValue)
 {
-    for (const char* option : {"/TPM_VSC=1", "/TPM_VSC=0", "/TPM_VSC=no", "/TPM_VSC= "})
+    const std::tuple<const char*, Words, const char*, Script> cases[] = {
+        {"any value sets the smart-card flag",
+         {"/TPM_VSC=1", "/TPM_VSC=0", "/TPM_VSC=no", "/TPM_VSC= "},
+         "[] installVsc",
+         kVscFlagLine},
+        {"any value sets the Windows 8 flag",
+         {"/TPM_WIN8=1", "/TPM_WIN8=0", "/TPM_WIN8=no"},
+         "[] disableAutoProvisioning",
+         kWin8Line},
+        {"an enterprise product disables automatic provisioning",
+         {"/ProductType=Enterprise", "/ProductType=Enterprise N", "/ProductType=NonEnterprise"},
+         "[] disableAutoProvisioning",
+         kProductTypeLine},
+        {"any other product changes nothing",
+         {"/ProductType=enterprise", "/ProductType=ENTERPRISE", "/ProductType=Professional", "/ProductType=Enterpris"},
+         "[]",
+         {}},
+    };
+    for (const auto& [rule, options, result, log] : cases)
     {
-        SCOPED_TRACE(option);
-        ExpectLog(Read({option}), "[] installVsc", kVscFlagLine);
-    }
-}
-
-TEST(ReadSetupOptions, AnyValueSetsTheWindows8Flag)
-{
-    for (const char* option : {"/TPM_WIN8=1", "/TPM_WIN8=0", "/TPM_WIN8=no"})
-    {
-        SCOPED_TRACE(option);
-        ExpectLog(Read({option}), "[] disableAutoProvisioning", kWin8Line);
-    }
-}
-
-TEST(ReadSetupOptions, AnEnterpriseProductDisablesAutoProvisioning)
-{
-    for (const char* option : {"/ProductType=Enterprise", "/ProductType=Enterprise N", "/ProductType=NonEnterprise"})
-    {
-        SCOPED_TRACE(option);
-        ExpectLog(Read({option}), "[] disableAutoProvisioning", kProductTypeLine);
-    }
-}
-
-TEST(ReadSetupOptions, AnyOtherProductChangesNothing)
-{
-    for (const char* option :
-         {"/ProductType=enterprise", "/ProductType=ENTERPRISE", "/ProductType=Professional", "/ProductType=Enterpris"})
-    {
-        SCOPED_TRACE(option);
-        ExpectLog(Read({option}), "[]", {});
+        SCOPED_TRACE(rule);
+        for (const std::string& option : options)
+        {
+            SCOPED_TRACE(option);
+            ExpectLog(Read({{option}}), result, log);
+        }
     }
 }
 
 TEST(ReadSetupOptions, OnlyTheFirstOfTwoProductTypesCounts)
 {
-    EXPECT_EQ(Read({"/ProductType=Home", "/ProductType=Enterprise"}).result, "[]");
-    EXPECT_EQ(Read({"/ProductType=", "/ProductType=Enterprise"}).result, "[]");
-}
-
-// For a match inside the argument, the value still contains the whole product type.
-TEST(ReadSetupOptions, AProductTypeFurtherInsideAnArgumentCounts)
-{
-    EXPECT_EQ(Read({"x/ProductType=Enterprise"}).result, "[] disableAutoProvisioning");
-}
-
-TEST(ReadSetupOptions, ACommonKeyWithoutTheValueIsLogged)
-{
-    ExpectRun(Read({}, MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp\\Common": {}}})")), "[]",
-              {kOpen, Failing(Query(0), 2), kNotInstalledLine, kCloseKey});
-}
-
-// The key with a period in the maker's name is another key.
-TEST(ReadSetupOptions, TheKeyOfTheOtherSpellingIsNotRead)
-{
-    ExpectLog(Read({}, MachineOf(R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp.\\Common":
-        {"values": {"KlVSC Installed": 1}}}})")),
-              "[]", {});
+    EXPECT_EQ(Read({{"/ProductType=Home", "/ProductType=Enterprise"}}).result, "[]");
+    EXPECT_EQ(Read({{"/ProductType=", "/ProductType=Enterprise"}}).result, "[]");
 }
 
 TEST(ReadSetupOptions, AnyNumberButZeroReinstallsTheSmartCard)
 {
     for (const unsigned value : {1u, 2u, 2147483648u, 4294967295u})
-        ExpectRun(Read({}, WithVscInstalled(std::to_string(value))), "[] installVsc",
+        ExpectRun(Read({{}, WithVscInstalled(std::to_string(value))}), "[] installVsc",
                   {kOpen, Query(value), kReinstallLine, kCloseKey});
-}
-
-TEST(ReadSetupOptions, AZeroChangesNothingAndIsNotLogged)
-{
-    ExpectRun(Read({}, WithVscInstalled("0")), "[]", {kOpen, Query(0), kCloseKey});
-}
-
-TEST(ReadSetupOptions, TheRegistryNeverTakesTheFlagAway)
-{
-    ExpectLog(Read({"/TPM_VSC=1"}, WithVscInstalled("0")), "[] installVsc", kVscFlagLine);
 }
 
 TEST(ReadSetupOptions, OnlyAWholeDwordIsANumber)
@@ -147,7 +129,7 @@ TEST(ReadSetupOptions, OnlyAWholeDwordIsANumber)
           R"({"type": "REG_DWORD", "hex": "0100000000000000"})", R"({"type": "REG_BINARY", "hex": "01000000"})",
           R"({"type": "REG_QWORD", "hex": "0100000000000000"})"})
     {
-        const SimulatedRun run = Read({}, WithVscInstalled(value));
+        const SimulatedRun run = Read({{}, WithVscInstalled(value)});
         SCOPED_TRACE(value);
         ExpectLog(run, "[]", kNotInstalledLine);
         EXPECT_EQ(run.script.back(), kCloseKey);
@@ -163,24 +145,13 @@ TEST(ReadSetupOptions, AKeyThatCannotBeOpenedIsPassedOverInSilence)
         machine.registry.Find("HKLM\\SOFTWARE\\Kelo Systems Corp\\Common")->security.deniedAccess =
             static_cast<std::uint32_t>(std::stoul(denied));
         SCOPED_TRACE(denied);
-        ExpectRun(Read({}, machine), "[]", Failing(kOpen, 5));
+        ExpectRun(Read({{}, machine}), "[]", Failing(kOpen, 5));
     }
-}
-
-TEST(ReadSetupOptions, AReadThatFailsIsLoggedAndTheOtherOptionsCount)
-{
-    ExpectRun(Read({"/TPM_WIN8=1"}, WithVscInstalled("1"), {.faults = {"RegQueryValueExA=5"}}),
-              "[] disableAutoProvisioning", {kOpen, Failing(Query(0), 5), kNotInstalledLine, kCloseKey, kWin8Line});
-}
-
-TEST(ReadSetupOptions, AKeyThatDoesNotCloseChangesNothing)
-{
-    ExpectLog(Read({}, WithVscInstalled("1"), {.faults = {"RegCloseKey=6"}}), "[] installVsc", kReinstallLine);
 }
 
 TEST(ReadSetupOptions, LeavesTheMachineAsItIs)
 {
-    const SimulatedRun run = Read({"/TSS_VENDOR=KELO", "/TPM_VSC=1"}, WithVscInstalled("1"));
+    const SimulatedRun run = Read({{"/TSS_VENDOR=KELO", "/TPM_VSC=1"}, WithVscInstalled("1")});
     EXPECT_EQ(run.After().registry, run.before.registry);
 }
 

@@ -54,7 +54,7 @@ TEST(LogLine, TheTimeRollsOverAtTheEndOfTheYear)
 
 TEST(LogLine, EachLineHasItsOwnTime)
 {
-    EXPECT_EQ(LogBytes(CallFunction(MachineOf("{}"), "WritePauseWrite", {"36061001"}).After()),
+    EXPECT_EQ(LogBytes(CallFunction("WritePauseWrite", {"36061001"}).After()),
               "2013/05/07 14:03:09.042 TZ-4 [3120] before\r\n"
               "2013/05/08 00:04:10.043 TZ-4 [3120] after\r\n");
 }
@@ -82,9 +82,8 @@ TEST(LogLine, TheZoneFigureAlwaysCountsTheDaylightBias)
 
 TEST(LogLine, AZoneThatCannotBeHadIsZero)
 {
-    EXPECT_EQ(
-        LogBytes(CallFunction(MachineOf("{}"), "WriteLog", {"abc"}, {.faults = {"GetTimeZoneInformation=5"}}).After()),
-        "2013/05/07 14:03:09.042 TZ00 [3120] abc\r\n");
+    EXPECT_EQ(LogBytes(CallFunction("WriteLog", {"abc"}, {.faults = {"GetTimeZoneInformation=5"}}).After()),
+              "2013/05/07 14:03:09.042 TZ00 [3120] abc\r\n");
 }
 
 TEST(LogLine, TheThreadHasAtLeastFourDigits)
@@ -99,7 +98,7 @@ TEST(LogLine, TheThreadHasAtLeastFourDigits)
 TEST(LogLine, TheIndentPutsBlanksInFrontOfTheMessage)
 {
     const auto indented = [](const char* indent) {
-        return LogBytes(CallFunction(MachineOf("{}"), "WriteIndented", {indent, "abc"}).After());
+        return LogBytes(CallFunction("WriteIndented", {indent, "abc"}).After());
     };
     EXPECT_EQ(indented("0"), kHeader + "abc\r\n");
     EXPECT_EQ(indented("1"), kHeader + " abc\r\n");
@@ -109,41 +108,46 @@ TEST(LogLine, TheIndentPutsBlanksInFrontOfTheMessage)
 
 // ---- The message ----
 
-TEST(LogLine, ANewlineOfTheMessageIsTheLinesOwn)
+// A rule about messages, a message, and its line without the header and the end of the line.
+struct MessageCase
 {
-    EXPECT_EQ(BytesOf("abc\n"), kHeader + "abc\r\n");
-    EXPECT_EQ(BytesOf("abc\n\n"), kHeader + "abc\r\n\r\n");
-    EXPECT_EQ(BytesOf("\n"), kHeader + "\r\n");
-    EXPECT_EQ(BytesOf("two\nlines"), kHeader + "two\r\nlines\r\n");
+    const char* rule;
+    std::string message;
+    std::string line;
+};
+
+void ExpectLinesOf(const std::vector<MessageCase>& cases)
+{
+    for (const MessageCase& one : cases)
+    {
+        SCOPED_TRACE(one.rule);
+        EXPECT_EQ(BytesOf(one.message), kHeader + one.line + "\r\n");
+    }
 }
 
-TEST(LogLine, AnEmptyMessageLeavesTheHeader)
+TEST(LogLine, HasTheMessageAsItStands)
 {
-    EXPECT_EQ(BytesOf(""), kHeader + "\r\n");
-}
-
-TEST(LogLine, AMessageIsNoFormat)
-{
-    EXPECT_EQ(BytesOf("100% %s %n %d %%"), kHeader + "100% %s %n %d %%\r\n");
+    ExpectLinesOf({
+        {"a newline at the end is the line's own", "abc\n", "abc"},
+        {"a second newline is not", "abc\n\n", "abc\r\n"},
+        {"a newline alone is the line's own", "\n", ""},
+        {"a newline inside the message is kept", "two\nlines", "two\r\nlines"},
+        {"an empty message leaves the header", "", ""},
+        {"a message is no format", "100% %s %n %d %%", "100% %s %n %d %%"},
+        {"bytes of the code page stay as they are", "caf\xE9 \x80", "caf\xE9 \x80"},
+    });
 }
 
 TEST(LogLine, EachConversionIsWindowsOwn)
 {
-    EXPECT_EQ(LogBytes(CallFunction(MachineOf("{}"), "WriteEachConversion").After()),
+    EXPECT_EQ(LogBytes(CallFunction("WriteEachConversion").After()),
               kHeader + "narrow|wide|-1|4294967295|beef|BEEF|0xc0000035|%\r\n");
-}
-
-TEST(LogLine, BytesOfTheCodePageStayAsTheyAre)
-{
-    EXPECT_EQ(BytesOf("caf\xE9 \x80"), kHeader + "caf\xE9 \x80\r\n");
 }
 
 // The runtime's "C" locale has only 256 characters; any other character ends the message.
 TEST(LogLine, WideTextBeyondTheRuntimesLocaleLeavesTheHeader)
 {
-    const auto wide = [](const char* text) {
-        return LogBytes(CallFunction(MachineOf("{}"), "WriteWide", {text}).After());
-    };
+    const auto wide = [](const char* text) { return LogBytes(CallFunction("WriteWide", {text}).After()); };
     EXPECT_EQ(wide("caf\u00E9"), kHeader + "caf\xE9\r\n");
     EXPECT_EQ(wide("a\u4E2D"
                    "b"),
@@ -153,55 +157,31 @@ TEST(LogLine, WideTextBeyondTheRuntimesLocaleLeavesTheHeader)
 // The longest line, written before, fills the buffer to its end, where a text that is too long would show.
 TEST(LogLine, WideTextBeyondTheRuntimesLocaleLeavesTheHeaderAfterTheLongestLineToo)
 {
-    EXPECT_EQ(LogBytes(CallFunction(MachineOf("{}"), "WriteThenWriteWide",
-                                    {MessageFor(600), "a\u4E2D"
-                                                      "b"})
+    EXPECT_EQ(LogBytes(CallFunction("WriteThenWriteWide", {MessageFor(600), "a\u4E2D"
+                                                                            "b"})
                            .After()),
               kHeader + MessageFor(510) + "\r\n" + kHeader + "\r\n");
 }
 
 // ---- The length ----
 
-TEST(LogLine, UpTo510CharactersTheLineIsWhole)
+TEST(LogLine, IsCutTo510Characters)
 {
-    EXPECT_EQ(BytesOf(MessageFor(509)), kHeader + MessageFor(509) + "\r\n");
-    EXPECT_EQ(BytesOf(MessageFor(510)), kHeader + MessageFor(510) + "\r\n");
-}
-
-TEST(LogLine, From511CharactersOnTheLineIsCutTo510)
-{
-    for (const std::size_t length : {511u, 512u, 513u, 600u, 5000u})
+    ExpectLinesOf({
+        {"509 characters are a whole line", MessageFor(509), MessageFor(509)},
+        {"510 characters are a whole line", MessageFor(510), MessageFor(510)},
+        {"a newline as the 511th character is the line's own", MessageFor(510) + "\n", MessageFor(510)},
+        {"a newline after the cut is cut off with the rest", MessageFor(511) + "\n", MessageFor(510)},
+        {"so is one after that", MessageFor(512) + "\n", MessageFor(510)},
+        {"so is one with more text after it", MessageFor(510) + "\nrest", MessageFor(510)},
+        {"a newline exactly at the cut is the line's own", MessageFor(509) + "\n", MessageFor(509)},
+        {"also before more text", MessageFor(509) + "\nrest", MessageFor(509)},
+        {"also before one more character", MessageFor(509) + "\nr", MessageFor(509)},
+        {"two newlines that fit are both kept", MessageFor(509) + "\n\n", MessageFor(509) + "\r\n"},
+        {"of two newlines at the cut the second is cut off", MessageFor(509) + "\n\nrest", MessageFor(509)},
+    });
+    for (const std::size_t length : {511u, 512u, 513u, 546u, 600u, 5000u})
         EXPECT_EQ(BytesOf(MessageFor(length)), kHeader + MessageFor(510) + "\r\n") << length;
-    EXPECT_EQ(BytesOf(std::string(600, 'm')), kHeader + MessageFor(510) + "\r\n");
-}
-
-TEST(LogLine, ANewlineAsThe511thCharacterIsTheLastThatFits)
-{
-    EXPECT_EQ(BytesOf(MessageFor(509) + "\n"), kHeader + MessageFor(509) + "\r\n");
-    EXPECT_EQ(BytesOf(MessageFor(510) + "\n"), kHeader + MessageFor(510) + "\r\n");
-}
-
-TEST(LogLine, ANewlineBehindTheCutIsCutOffWithTheRest)
-{
-    EXPECT_EQ(BytesOf(MessageFor(511) + "\n"), kHeader + MessageFor(510) + "\r\n");
-    EXPECT_EQ(BytesOf(MessageFor(512) + "\n"), kHeader + MessageFor(510) + "\r\n");
-    EXPECT_EQ(BytesOf(MessageFor(510) + "\nrest"), kHeader + MessageFor(510) + "\r\n");
-}
-
-TEST(LogLine, ANewlineExactlyAtTheCutIsTheLinesOwn)
-{
-    EXPECT_EQ(BytesOf(MessageFor(509) + "\nrest"), kHeader + MessageFor(509) + "\r\n");
-    EXPECT_EQ(BytesOf(MessageFor(509) + "\nr"), kHeader + MessageFor(509) + "\r\n");
-}
-
-TEST(LogLine, TwoNewlinesThatFitAreBothKept)
-{
-    EXPECT_EQ(BytesOf(MessageFor(509) + "\n\n"), kHeader + MessageFor(509) + "\r\n\r\n");
-}
-
-TEST(LogLine, OfTwoNewlinesAtTheCutTheSecondIsCutOff)
-{
-    EXPECT_EQ(BytesOf(MessageFor(509) + "\n\nrest"), kHeader + MessageFor(509) + "\r\n");
 }
 
 TEST(LogLine, ALongerHeaderLeavesLessForTheMessage)

@@ -19,23 +19,20 @@ const std::string kDeregister = Call("DeregisterEventSource", {"eventSource#1"},
 
 SimulatedRun Report(const SimulatedRunOptions& options = {})
 {
-    return CallFunction(MachineOf("{}"), "ReportPlatformEvent", {kMessage, "1018", "1"}, options);
+    return CallFunction("ReportPlatformEvent", {kMessage, "1018", "1"}, options);
 }
 
 TEST(ReportPlatformEvent, AddsOneEntryAndReturnsZero)
 {
     const SimulatedRun run = Report();
-    EXPECT_EQ(run.result, "0");
+    ExpectRun(run, "0", {kRegister, kReport, kDeregister});
     const winsim::Event entry{"Kelo Platform Security", 1, 2, 1018, {kMessage}};
     EXPECT_THAT(run.After().events.entries, ElementsAre(entry));
-    EXPECT_THAT(run.script, ElementsAre(kRegister, kReport, kDeregister));
-    EXPECT_THAT(run.log, IsEmpty());
 }
 
 TEST(ReportPlatformEvent, TypeIdentifierAndTextAreTheCallers)
 {
-    const SimulatedRun run =
-        CallFunction(MachineOf("{}"), "ReportPlatformEvent", {"100% \u4E2D %s", "0xC0001234", "4"});
+    const SimulatedRun run = CallFunction("ReportPlatformEvent", {"100% \u4E2D %s", "0xC0001234", "4"});
     const winsim::Event entry{"Kelo Platform Security", 4, 2, 0xC0001234, {"100% \u4E2D %s"}};
     EXPECT_EQ(run.result, "0");
     EXPECT_THAT(run.After().events.entries, ElementsAre(entry));
@@ -56,10 +53,8 @@ TEST(ReportPlatformEvent, WithoutASourceItsErrorIsTheResult)
     for (const char* error : {"5", "1722", "1717"})
     {
         const SimulatedRun run = Report({.faults = {std::string("RegisterEventSourceW=") + error}});
-        EXPECT_EQ(run.result, error);
+        ExpectRun(run, error, Failing(kRegister));
         EXPECT_THAT(run.After().events.entries, IsEmpty());
-        EXPECT_THAT(run.script, ElementsAre(Failing(kRegister)));
-        EXPECT_THAT(run.log, IsEmpty());
     }
 }
 
@@ -68,10 +63,8 @@ TEST(ReportPlatformEvent, AReportThatFailsIsTheResultAndTheSourceIsGivenBack)
     for (const char* error : {"87", "1500", "1502"})
     {
         const SimulatedRun run = Report({.faults = {std::string("ReportEventW=") + error}});
-        EXPECT_EQ(run.result, error);
+        ExpectRun(run, error, {kRegister, Failing(kReport, 0), kDeregister});
         EXPECT_THAT(run.After().events.entries, IsEmpty());
-        EXPECT_THAT(run.script, ElementsAre(kRegister, Failing(kReport, 0), kDeregister));
-        EXPECT_THAT(run.log, IsEmpty());
     }
 }
 

@@ -12,8 +12,8 @@ namespace
 {
 
 using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
+
+const std::string kSystem = R"(C:\Windows\system32\)";
 
 // The paths of the text libraries that a run tried to load, in order.
 std::vector<std::string> PathsTried(const SimulatedRun& run)
@@ -32,13 +32,12 @@ std::vector<std::string> PathsTried(const SimulatedRun& run)
 // The names of these libraries: one that is not beside the program is looked for only in the system folder next.
 std::vector<std::string> LibrariesTried(const SimulatedRun& run)
 {
-    constexpr std::string_view kSystemFolder = R"(C:\Windows\system32\)";
     std::vector<std::string> names;
     for (const std::string& path : PathsTried(run))
     {
         if (path.starts_with(kToolkitFolder))
             names.push_back(path.substr(std::string_view(kToolkitFolder).size()));
-        else if (names.empty() || path != std::string(kSystemFolder) + names.back())
+        else if (names.empty() || path != kSystem + names.back())
             names.push_back(path);
     }
     return names;
@@ -48,6 +47,25 @@ SimulatedRun Load(const winsim::Machine& machine, const std::string& baseName = 
                   const SimulatedRunOptions& options = {})
 {
     return CallFunction(machine, "LoadResourceLibrary", {baseName}, options);
+}
+
+// Expects that a run found a library or not, and tried these in order.
+void ExpectTried(const SimulatedRun& run, const char* result, const Script& libraries)
+{
+    EXPECT_EQ(run.result, result);
+    EXPECT_EQ(LibrariesTried(run), libraries);
+}
+
+// The name of the library of a language.
+std::string In(const char* suffix)
+{
+    return fmt::format("Internationalization_{}.dll", suffix);
+}
+
+// A run in a language, with a failing call.
+SimulatedRun LoadFaulty(std::uint16_t language, const char* fault)
+{
+    return Load(MachineInLanguage(language), "Internationalization", {.faults = {fault}});
 }
 
 struct LanguageCase
@@ -65,11 +83,7 @@ TEST(LoadResourceLibrary, EveryLanguageOfTheToolkitGetsItsLibrary)
         {0x0816, "pt"}, {0x0404, "zh-CHT"}, {0x0804, "zh-CHS"}, {0x0C04, "zh-HK"}, {0x1004, "zh-HK"}, {0x1404, "zh-HK"},
     };
     for (const LanguageCase& c : kCases)
-    {
-        const SimulatedRun run = Load(MachineInLanguage(c.language));
-        EXPECT_EQ(run.result, "true") << c.suffix;
-        EXPECT_THAT(LibrariesTried(run), ElementsAre(fmt::format("Internationalization_{}.dll", c.suffix)));
-    }
+        ExpectTried(Load(MachineInLanguage(c.language)), "true", In(c.suffix));
 }
 
 TEST(LoadResourceLibrary, EveryOtherLanguageTriesItsOwnAndFallsBackToEnglish)
@@ -79,12 +93,7 @@ TEST(LoadResourceLibrary, EveryOtherLanguageTriesItsOwnAndFallsBackToEnglish)
         {0x0415, "pl"}, {0x0418, "ro"}, {0x0419, "ru"}, {0x041B, "sk"}, {0x041D, "sv"}, {0x041F, "tr"}, {0x0422, "uk"},
     };
     for (const LanguageCase& c : kCases)
-    {
-        const SimulatedRun run = Load(MachineInLanguage(c.language));
-        EXPECT_EQ(run.result, "true") << c.suffix;
-        EXPECT_THAT(LibrariesTried(run),
-                    ElementsAre(fmt::format("Internationalization_{}.dll", c.suffix), "Internationalization_en.dll"));
-    }
+        ExpectTried(Load(MachineInLanguage(c.language)), "true", {In(c.suffix), In("en")});
 }
 
 TEST(LoadResourceLibrary, AMissingLibraryOfAVariantFallsBackToEnglishAtOnce)
@@ -92,23 +101,19 @@ TEST(LoadResourceLibrary, AMissingLibraryOfAVariantFallsBackToEnglishAtOnce)
     for (const LanguageCase& c : {LanguageCase{0x0416, "pt-BR"}, LanguageCase{0x1404, "zh-HK"}})
     {
         winsim::Json machine = MachineInLanguage(c.language).ToJson();
-        machine["files"].erase(fmt::format("{}Internationalization_{}.dll", kToolkitFolder, c.suffix));
-        EXPECT_THAT(LibrariesTried(Load(winsim::Machine::FromJson(machine))),
-                    ElementsAre(fmt::format("Internationalization_{}.dll", c.suffix), "Internationalization_en.dll"));
+        machine["files"].erase(kToolkitFolder + In(c.suffix));
+        ExpectTried(Load(winsim::Machine::FromJson(machine)), "true", {In(c.suffix), In("en")});
     }
 }
 
 TEST(LoadResourceLibrary, WithoutAnyLibraryBothAreTriedInVain)
 {
-    const SimulatedRun run = Load(MachineOf(R"({"windows": {"uiLanguage": 1031}})"));
-    EXPECT_EQ(run.result, "false");
-    EXPECT_THAT(LibrariesTried(run), ElementsAre("Internationalization_de.dll", "Internationalization_en.dll"));
+    ExpectTried(Load(MachineOf(R"({"windows": {"uiLanguage": 1031}})")), "false", {In("de"), In("en")});
 }
 
 TEST(LoadResourceLibrary, AnEnglishUserWithoutALibraryHasItTriedTwice)
 {
-    EXPECT_THAT(LibrariesTried(Load(MachineOf("{}"))),
-                ElementsAre("Internationalization_en.dll", "Internationalization_en.dll"));
+    ExpectTried(Load(MachineOf("{}")), "false", {In("en"), In("en")});
 }
 
 TEST(LoadResourceLibrary, AsksForTheVariantOnlyWhereThereAreVariants)
@@ -124,37 +129,23 @@ TEST(LoadResourceLibrary, AsksForTheVariantOnlyWhereThereAreVariants)
 
 TEST(LoadResourceLibrary, AnUnknownVariantAddsNoSuffix)
 {
-    EXPECT_THAT(
-        LibrariesTried(Load(MachineInLanguage(0x0404), "Internationalization", {.faults = {"GetLocaleInfoA#2=87"}})),
-        ElementsAre("Internationalization_zh.dll", "Internationalization_en.dll"));
-    EXPECT_THAT(
-        LibrariesTried(Load(MachineInLanguage(0x0416), "Internationalization", {.faults = {"GetLocaleInfoA#2=87"}})),
-        ElementsAre("Internationalization_pt.dll"));
+    ExpectTried(LoadFaulty(0x0404, "GetLocaleInfoA#2=87"), "true", {In("zh"), In("en")});
+    ExpectTried(LoadFaulty(0x0416, "GetLocaleInfoA#2=87"), "true", In("pt"));
 }
 
 TEST(LoadResourceLibrary, ALanguageWithoutATwoLetterNameHasNoLibraryNotEvenEnglish)
 {
     // Three letters do not fit; an unknown language has none; and the call may fail.
     for (const std::uint16_t language : {0x0464, 0x0457, 0x0484, 0x0FFF})
-    {
-        const SimulatedRun run = Load(MachineInLanguage(language));
-        EXPECT_EQ(run.result, "false");
-        EXPECT_THAT(LibrariesTried(run), IsEmpty());
-    }
-    const SimulatedRun failed =
-        Load(MachineInLanguage(0x0407), "Internationalization", {.faults = {"GetLocaleInfoA#1=87"}});
-    EXPECT_EQ(failed.result, "false");
-    EXPECT_THAT(LibrariesTried(failed), IsEmpty());
+        ExpectTried(Load(MachineInLanguage(language)), "false", {});
+    ExpectTried(LoadFaulty(0x0407, "GetLocaleInfoA#1=87"), "false", {});
 }
 
 TEST(LoadResourceLibrary, ALibraryThatIsNoneFallsBackToEnglish)
 {
-    const winsim::Machine machine =
-        Changed(MachineInLanguage(0x0407),
-                {{"libraries", {{std::string(kToolkitFolder) + "Internationalization_de.dll", {{"loadError", 193}}}}}});
-    const SimulatedRun run = Load(machine);
-    EXPECT_EQ(run.result, "true");
-    EXPECT_THAT(LibrariesTried(run), ElementsAre("Internationalization_de.dll", "Internationalization_en.dll"));
+    ExpectTried(
+        Load(Changed(MachineInLanguage(0x0407), {{"libraries", {{kToolkitFolder + In("de"), {{"loadError", 193}}}}}})),
+        "true", {In("de"), In("en")});
 }
 
 TEST(LoadResourceLibrary, TheLibraryBesideTheProgramComesBeforeThoseOfWindows)
@@ -162,7 +153,7 @@ TEST(LoadResourceLibrary, TheLibraryBesideTheProgramComesBeforeThoseOfWindows)
     const winsim::Machine machine =
         Changed(MachineInLanguage(0x0407),
                 {{"libraries", {{R"(C:\Windows\system32\Internationalization_de.dll)", {{"loadError", 5}}}}}});
-    EXPECT_THAT(LibrariesTried(Load(machine)), ElementsAre("Internationalization_de.dll"));
+    ExpectTried(Load(machine), "true", In("de"));
 }
 
 TEST(LoadResourceLibrary, ALibraryIsLookedForBesideTheProgramAndInTheSystemFolderAlone)
@@ -176,22 +167,16 @@ TEST(LoadResourceLibrary, ALibraryIsLookedForBesideTheProgramAndInTheSystemFolde
     machine["files"][R"(C:\Windows\system32\Internationalization_en.dll)"] = winsim::Json::object();
     const SimulatedRun run = Load(winsim::Machine::FromJson(machine));
     EXPECT_EQ(run.result, "true");
-    EXPECT_THAT(PathsTried(run), ElementsAre(std::string(kToolkitFolder) + "Internationalization_de.dll",
-                                             R"(C:\Windows\system32\Internationalization_de.dll)",
-                                             std::string(kToolkitFolder) + "Internationalization_en.dll",
-                                             R"(C:\Windows\system32\Internationalization_en.dll)"));
+    EXPECT_THAT(PathsTried(run), ElementsAre(kToolkitFolder + In("de"), kSystem + In("de"), kToolkitFolder + In("en"),
+                                             kSystem + In("en")));
 }
 
 TEST(LoadResourceLibrary, AFolderThatCannotBeToldIsPassedOver)
 {
-    EXPECT_THAT(
-        PathsTried(Load(MachineInLanguage(0x0407), "Internationalization", {.faults = {"GetModuleFileNameA=122"}})),
-        ElementsAre(R"(C:\Windows\system32\Internationalization_de.dll)",
-                    R"(C:\Windows\system32\Internationalization_en.dll)"));
-    EXPECT_THAT(
-        PathsTried(Load(MachineInLanguage(0x041D), "Internationalization", {.faults = {"GetSystemDirectoryA=8"}})),
-        ElementsAre(std::string(kToolkitFolder) + "Internationalization_sv.dll",
-                    std::string(kToolkitFolder) + "Internationalization_en.dll"));
+    EXPECT_THAT(PathsTried(LoadFaulty(0x0407, "GetModuleFileNameA=122")),
+                ElementsAre(kSystem + In("de"), kSystem + In("en")));
+    EXPECT_THAT(PathsTried(LoadFaulty(0x041D, "GetSystemDirectoryA=8")),
+                ElementsAre(kToolkitFolder + In("sv"), kToolkitFolder + In("en")));
 }
 
 TEST(LoadResourceLibrary, ASystemFolderThatDoesNotFitIsPassedOver)
@@ -201,8 +186,7 @@ TEST(LoadResourceLibrary, ASystemFolderThatDoesNotFitIsPassedOver)
     machine["folders"]["system"] = folder;
     machine["files"][folder] = {{"directory", true}};
     EXPECT_THAT(PathsTried(Load(winsim::Machine::FromJson(machine))),
-                ElementsAre(std::string(kToolkitFolder) + "Internationalization_en.dll",
-                            std::string(kToolkitFolder) + "Internationalization_en.dll"));
+                ElementsAre(kToolkitFolder + In("en"), kToolkitFolder + In("en")));
 }
 
 // ---- Other base names ----
@@ -210,15 +194,14 @@ TEST(LoadResourceLibrary, ASystemFolderThatDoesNotFitIsPassedOver)
 TEST(LoadResourceLibrary, WithoutABaseNameItIsTheProgramsOwn)
 {
     const SimulatedRun run = Load(MachineInLanguage(0x0407), "(null)");
-    EXPECT_THAT(PathsTried(run), ElementsAre(std::string(kToolkitFolder) + "KeloCustomAction_de.dll",
-                                             std::string(kToolkitFolder) + "Internationalization_en.dll"));
+    EXPECT_THAT(PathsTried(run),
+                ElementsAre(std::string(kToolkitFolder) + "KeloCustomAction_de.dll", kToolkitFolder + In("en")));
     EXPECT_EQ(run.result, "true");
 }
 
 winsim::Machine MachineWithProgramAt(const std::string& path)
 {
-    const winsim::Machine machine = Changed(MachineInLanguage(0x0407), {{"process", {{"path", path}}}});
-    return machine;
+    return Changed(MachineInLanguage(0x0407), {{"process", {{"path", path}}}});
 }
 
 TEST(LoadResourceLibrary, TheProgramsPathIsCutAtItsLastPeriodWhereverThatStands)
@@ -234,8 +217,7 @@ TEST(LoadResourceLibrary, AProgramsPathWithoutAPeriodOrTooLongGivesNoLibrary)
                                     Load(MachineWithProgramAt("C:\\" + std::string(300, 'k') + ".exe"), "(null)"),
                                     Load(MachineInLanguage(0x0407), "(null)", {.faults = {"GetModuleFileNameA=5"}})})
     {
-        EXPECT_EQ(run.result, "false");
-        EXPECT_THAT(LibrariesTried(run), IsEmpty());
+        ExpectTried(run, "false", {});
         EXPECT_FALSE(run.outcome.callCounts.contains("GetLocaleInfoA"));
     }
 }
@@ -243,9 +225,7 @@ TEST(LoadResourceLibrary, AProgramsPathWithoutAPeriodOrTooLongGivesNoLibrary)
 TEST(LoadResourceLibrary, OfABaseName260CharactersCount)
 {
     const std::string longest(260, 'b');
-    const SimulatedRun run = Load(MachineInLanguage(0x0407), longest + "more");
-    EXPECT_THAT(LibrariesTried(run), ElementsAre(longest + "_de.dll", longest + "_en.dll"));
-    EXPECT_EQ(run.result, "false");
+    ExpectTried(Load(MachineInLanguage(0x0407), longest + "more"), "false", {longest + "_de.dll", longest + "_en.dll"});
 }
 
 } // namespace

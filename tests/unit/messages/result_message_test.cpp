@@ -10,7 +10,6 @@
 namespace
 {
 
-using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 using winsim::Json;
@@ -58,32 +57,35 @@ std::string ExpectedText(std::uint32_t code)
     return GenericText(std::to_string(static_cast<std::int32_t>(code)));
 }
 
+// Expects that a run reports a failure and leaves this text.
+void ExpectLeft(const SimulatedRun& run, const std::string& text)
+{
+    EXPECT_EQ(run.result, "1603");
+    EXPECT_EQ(MessageLeft(run.After()), text);
+    EXPECT_THAT(run.log, IsEmpty());
+}
+
 TEST(PublishResultMessage, EveryCodeAroundTheKnownOnesLeavesItsText)
 {
     for (std::uint32_t code = 9990; code <= 10050; ++code)
     {
-        const SimulatedRun run = Publish(MachineInLanguage(kEnglish), code);
-        EXPECT_EQ(run.result, "1603") << code;
-        EXPECT_EQ(MessageLeft(run.After()), ExpectedText(code)) << code;
-        EXPECT_THAT(run.log, IsEmpty());
+        SCOPED_TRACE(code);
+        ExpectLeft(Publish(MachineInLanguage(kEnglish), code), ExpectedText(code));
     }
 }
 
 TEST(PublishResultMessage, EveryOtherCodeLeavesTheGenericTextWithItsSignedNumber)
 {
-    for (const auto& [code, number] : std::vector<std::pair<std::uint32_t, const char*>>{{1, "1"},
-                                                                                         {41, "41"},
-                                                                                         {42, "42"},
-                                                                                         {10002, "10002"},
-                                                                                         {20000, "20000"},
-                                                                                         {0x7FFFFFFF, "2147483647"},
-                                                                                         {0x80000000, "-2147483648"},
-                                                                                         {0xFFFFFFFF, "-1"}})
-    {
-        const SimulatedRun run = Publish(MachineInLanguage(kEnglish), code);
-        EXPECT_EQ(run.result, "1603");
-        EXPECT_EQ(MessageLeft(run.After()), GenericText(number));
-    }
+    constexpr std::pair<std::uint32_t, const char*> kCases[] = {{1, "1"},
+                                                                {41, "41"},
+                                                                {42, "42"},
+                                                                {10002, "10002"},
+                                                                {20000, "20000"},
+                                                                {0x7FFFFFFF, "2147483647"},
+                                                                {0x80000000, "-2147483648"},
+                                                                {0xFFFFFFFF, "-1"}};
+    for (const auto& [code, number] : kCases)
+        ExpectLeft(Publish(MachineInLanguage(kEnglish), code), GenericText(number));
 }
 
 TEST(PublishResultMessage, SuccessTouchesNothing)
@@ -129,21 +131,19 @@ Script WriteText(const std::string& text)
 TEST(PublishResultMessage, LoadsOneTextAndWritesItAsTheDefaultValue)
 {
     const std::string text = EnglishText(5036);
-    const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10015);
     const Script load = Call("LoadStringA", {"library#1", 5036, 1024}, text.size(), {{"lpBuffer", text}});
-    EXPECT_THAT(run.script,
-                ElementsAreArray(Script{kLoadEnglish, load, kOpenInstallerKey, WriteText(text), kCloseInstallerKey}));
+    ExpectRun(Publish(MachineInLanguage(kEnglish), 10015), "1603",
+              {kLoadEnglish, load, kOpenInstallerKey, WriteText(text), kCloseInstallerKey});
 }
 
 TEST(PublishResultMessage, TheGenericTextIsExpandedAsAMessage)
 {
     const std::string text = EnglishText(5058);
     const std::string expanded = GenericText("10002");
-    const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10002);
     const Script steps = {Call("LoadStringA", {"library#1", 5058, 1024}, text.size(), {{"lpBuffer", text}}),
                           Call("FormatMessageA", {9472, text, 0, 0, 0}, expanded.size(), {{"lpBuffer", expanded}})};
-    EXPECT_THAT(run.script, ElementsAreArray(Script{kLoadEnglish, steps, kOpenInstallerKey, WriteText(expanded),
-                                                    kCloseInstallerKey}));
+    ExpectRun(Publish(MachineInLanguage(kEnglish), 10002), "1603",
+              {kLoadEnglish, steps, kOpenInstallerKey, WriteText(expanded), kCloseInstallerKey});
 }
 
 TEST(PublishResultMessage, WithoutAnyLibraryTheTextIsEmpty)
@@ -151,8 +151,7 @@ TEST(PublishResultMessage, WithoutAnyLibraryTheTextIsEmpty)
     for (const std::uint32_t code : {10015u, 10002u})
     {
         const SimulatedRun run = Publish(MachineOf("{}"), code);
-        EXPECT_EQ(run.result, "1603");
-        EXPECT_EQ(MessageLeft(run.After()), "");
+        ExpectLeft(run, "");
         EXPECT_THAT(run.script, testing::Contains(Call("RegSetValueExA", {"key#1", nullptr, 0, 1, "", 1}, 0)));
     }
 }
@@ -165,9 +164,8 @@ TEST(PublishResultMessage, ALibraryWithoutTheTextGivesAnEmptyOne)
         Json machine;
         machine["libraries"][std::string(kToolkitFolder) + "Internationalization_en.dll"]["strings"] =
             Json::parse(strings);
-        const SimulatedRun run = Publish(winsim::Machine::FromJson(machine), 10015);
-        EXPECT_EQ(run.result, "1603");
-        EXPECT_EQ(MessageLeft(run.After()), "") << strings;
+        SCOPED_TRACE(strings);
+        ExpectLeft(Publish(winsim::Machine::FromJson(machine), 10015), "");
     }
 }
 
@@ -223,9 +221,7 @@ TEST(PublishResultMessage, WithoutMemoryForTheTextItIsEmpty)
 {
     const winsim::Machine machine =
         Changed(MachineWithGenericText(std::string(5000, 't')), {{"process", {{"largestBlock", 3000}}}});
-    const SimulatedRun run = Publish(machine, 42);
-    EXPECT_EQ(run.result, "1603");
-    EXPECT_EQ(MessageLeft(run.After()), "");
+    ExpectLeft(Publish(machine, 42), "");
 }
 
 TEST(PublishResultMessage, EveryFailureOfWindowsStillEndsInTheSameResult)

@@ -1,4 +1,5 @@
 // Proves how a process is found by the name of its program file, and ended.
+#include "tests/support/run_tests.h"
 #include "tests/support/simulated_run.h"
 
 #include <fmt/format.h>
@@ -102,13 +103,34 @@ TEST(KillProcessByName, NameIsComparedWithoutRegardToCase)
                "log:   found process: <PATCHAGENT.EXE>", kEnded, kClosed, "log: Killed process: PATCHAGENT.EXE"});
 }
 
-TEST(KillProcessByName, OfTwoWithTheNameOnlyTheFirstListedIsEnded)
-{
-    const SimulatedRun run =
-        Kill(MachineRunning(R"([{"id": 24, "name": "PatchAgent.exe"}, {"id": 8, "name": "PatchAgent.exe"}])"));
-    ExpectRun(run, "true", {kTried, Listed({24, 8}), LookedAt(24, "PatchAgent.exe"), kFound, kEnded, kClosed, kKilled});
-    EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
-}
+const auto kKills =
+    RunTests("KillProcessByName", &Kill)
+        .Run("OfTwoWithTheNameOnlyTheFirstListedIsEnded",
+             MachineRunning(R"([{"id": 24, "name": "PatchAgent.exe"}, {"id": 8, "name": "PatchAgent.exe"}])"), "true",
+             {kTried, Listed({24, 8}), LookedAt(24, "PatchAgent.exe"), kFound, kEnded, kClosed, kKilled},
+             [](const SimulatedRun& run) { EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8})); })
+        .Run("SecondOfTheNameIsEndedWhenTheFirstCannotBeOpened",
+             MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "deniedAccess": 1},
+                     {"id": 12, "name": "PatchAgent.exe"}])"),
+             "true",
+             {kTried, Listed({8, 12}), NotOpened(8), LookedAt(12, "PatchAgent.exe"), kFound, kEnded, kClosed, kKilled})
+        .Run("RefusedEndIsLoggedWithItsError",
+             MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"), "false",
+             {kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound, Failing(kEnded, 0), kClosed,
+              "log: Unable to kill process: PatchAgent.exe", "log: error: 5"},
+             [](const SimulatedRun& run) { EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8})); })
+        .Run("TheErrorIsReadBehindTheClosingOfTheHandle",
+             MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"),
+             {.faults = {"CloseHandle=1816"}}, "false",
+             {kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound, Failing(kEnded, 0), Failing(kClosed, 0),
+              "log: Unable to kill process: PatchAgent.exe", "log: error: 1816"})
+        .Run("ListThatCannotBeHadIsAProcessNotFound", MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])"),
+             {.faults = {"EnumProcesses=5"}}, "false", {kTried, Call("EnumProcesses", {4096}, 0), kNotFound})
+        .Run("ProcessWithoutModulesIsPassedOver",
+             MachineRunning(R"([{"id": 8}, {"id": 12, "name": "PatchAgent.exe"}])"), "true",
+             {kTried, Listed({8, 12}), Call("OpenProcess", {1041, 0, 8}, "process#1"),
+              Call("EnumProcessModules", {"process#1", 8}, 0), kClosed, LookedAt(12, "PatchAgent.exe"), kFound, kEnded,
+              kClosed, kKilled});
 
 TEST(KillProcessByName, ProcessThatCannotBeOpenedIsNotFound)
 {
@@ -120,47 +142,6 @@ TEST(KillProcessByName, ProcessThatCannotBeOpenedIsNotFound)
         ExpectRun(run, "false", {kTried, Listed({8}), NotOpened(8), LookedAtItself(), kNotFound});
         EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
     }
-}
-
-TEST(KillProcessByName, SecondOfTheNameIsEndedWhenTheFirstCannotBeOpened)
-{
-    ExpectRun(
-        Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "deniedAccess": 1},
-                                                     {"id": 12, "name": "PatchAgent.exe"}])")),
-        "true",
-        {kTried, Listed({8, 12}), NotOpened(8), LookedAt(12, "PatchAgent.exe"), kFound, kEnded, kClosed, kKilled});
-}
-
-TEST(KillProcessByName, RefusedEndIsLoggedWithItsError)
-{
-    const SimulatedRun run = Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"));
-    ExpectRun(run, "false",
-              {kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound, Failing(kEnded, 0), kClosed,
-               "log: Unable to kill process: PatchAgent.exe", "log: error: 5"});
-    EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8}));
-}
-
-TEST(KillProcessByName, TheErrorIsReadBehindTheClosingOfTheHandle)
-{
-    ExpectRun(Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"),
-                   {.faults = {"CloseHandle=1816"}}),
-              "false",
-              {kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound, Failing(kEnded, 0), Failing(kClosed, 0),
-               "log: Unable to kill process: PatchAgent.exe", "log: error: 1816"});
-}
-
-TEST(KillProcessByName, ListThatCannotBeHadIsAProcessNotFound)
-{
-    ExpectRun(Kill(MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe"}])"), {.faults = {"EnumProcesses=5"}}),
-              "false", {kTried, Call("EnumProcesses", {4096}, 0), kNotFound});
-}
-
-TEST(KillProcessByName, ProcessWithoutModulesIsPassedOver)
-{
-    ExpectRun(Kill(MachineRunning(R"([{"id": 8}, {"id": 12, "name": "PatchAgent.exe"}])")), "true",
-              {kTried, Listed({8, 12}), Call("OpenProcess", {1041, 0, 8}, "process#1"),
-               Call("EnumProcessModules", {"process#1", 8}, 0), kClosed, LookedAt(12, "PatchAgent.exe"), kFound, kEnded,
-               kClosed, kKilled});
 }
 
 TEST(KillProcessByName, NameIsNoFormat)

@@ -1,4 +1,5 @@
 // Proves how a service's program directory is extracted from its configuration.
+#include "tests/support/run_tests.h"
 #include "tests/support/service_script.h"
 
 #include <gtest/gtest.h>
@@ -74,11 +75,15 @@ TEST(GetServiceBinaryPath, PathWithoutABackslashIsAFailure)
         ExpectRun(GetPath(MachineWithPath(path)), kUntouched, Whole(Queried(path)));
 }
 
-TEST(GetServiceBinaryPath, AConfigurationWithoutAPathIsAFailure)
-{
-    ExpectRun(GetPath(MachineWithPath(R"("C:\dir\prog.exe")"), {.faults = {"QueryServiceConfigW=nothing"}}), kUntouched,
-              Whole(Call("QueryServiceConfigW", {"service#1", 4096}, 1)));
-}
+const auto kFailures = RunTests("GetServiceBinaryPath", &GetPath)
+                           .Run("AConfigurationWithoutAPathIsAFailure", MachineWithPath(R"("C:\dir\prog.exe")"),
+                                {.faults = {"QueryServiceConfigW=nothing"}}, kUntouched,
+                                Whole(Call("QueryServiceConfigW", {"service#1", 4096}, 1)))
+                           .Run("MissingServiceIsAFailureWithoutALine", MachineOf("{}"), kUntouched,
+                                {kOpenManager, Failing(kOpen), kCloseManager})
+                           .Run("ServiceThatCannotBeOpenedIsAFailureWithoutALine",
+                                MachineOf(R"({"services": {"KlPCR": {"deniedAccess": 1}}})"), kUntouched,
+                                {kOpenManager, Failing(kOpen), kCloseManager});
 
 TEST(GetServiceBinaryPath, ConfigurationOf4096BytesIsRead)
 {
@@ -94,17 +99,6 @@ TEST(GetServiceBinaryPath, LargerConfigurationIsAFailureAndNotAskedForAgain)
     path.append((4098 - SizeOfConfig(path, "KlPCR")) / 2, 'x');
     ExpectRun(GetPath(MachineWithPath(path)), kUntouched,
               Whole(Call("QueryServiceConfigW", {"service#1", 4096}, 0, {{"pcbBytesNeeded", 4098}})));
-}
-
-TEST(GetServiceBinaryPath, MissingServiceIsAFailureWithoutALine)
-{
-    ExpectRun(GetPath(MachineOf("{}")), kUntouched, {kOpenManager, Failing(kOpen), kCloseManager});
-}
-
-TEST(GetServiceBinaryPath, ServiceThatCannotBeOpenedIsAFailureWithoutALine)
-{
-    ExpectRun(GetPath(MachineOf(R"({"services": {"KlPCR": {"deniedAccess": 1}}})")), kUntouched,
-              {kOpenManager, Failing(kOpen), kCloseManager});
 }
 
 TEST(GetServiceBinaryPath, EachFailingCallGivesBackWhatIsHeld)

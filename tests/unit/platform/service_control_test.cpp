@@ -1,5 +1,6 @@
 // Proves how services are inspected, started, stopped and restarted by name: which calls are made, how often and how
 // long the program waits, and every line that it logs.
+#include "tests/support/run_tests.h"
 #include "tests/support/service_script.h"
 #include "tests/support/windows_script.h"
 
@@ -298,25 +299,17 @@ TEST(StartServiceByName, GivesUpAfterThe101stPoll)
     EXPECT_EQ(run.outcome.clockMs, 101u * kPollMs);
 }
 
-TEST(StartServiceByName, ServiceThatFallsBackToStoppedIsStillPolled101Times)
-{
-    ExpectRun(Start(MachineWith(Lingering("stopped"))), "false",
-              {kStarting, Times(101, Polled(kStopped, kStopped)), QueryStatus(kStopped), kNotStarted});
-}
-
-TEST(StartServiceByName, ServiceThatRunsByThe101stPollIsStarted)
-{
-    ExpectRun(Start(MachineWith(Lingering("startPending", 101 * kPollMs))), "true",
-              {kStarting, Polled(kStopped, kStartPending), Times(99, Polled(kStartPending, kStartPending)),
-               Polled(kStartPending, kRunning), QueryStatus(kRunning), kStarted});
-}
-
-TEST(StartServiceByName, ServiceThatRunsOneMillisecondLaterIsNot)
-{
-    ExpectRun(Start(MachineWith(Lingering("startPending", 101 * kPollMs + 1))), "false",
-              {kStarting, Polled(kStopped, kStartPending), Times(100, Polled(kStartPending, kStartPending)),
-               QueryStatus(kStartPending), kNotStarted});
-}
+const auto kStarts =
+    RunTests("StartServiceByName", &Start)
+        .Run("ServiceThatFallsBackToStoppedIsStillPolled101Times", MachineWith(Lingering("stopped")), "false",
+             {kStarting, Times(101, Polled(kStopped, kStopped)), QueryStatus(kStopped), kNotStarted})
+        .Run("ServiceThatRunsByThe101stPollIsStarted", MachineWith(Lingering("startPending", 101 * kPollMs)), "true",
+             {kStarting, Polled(kStopped, kStartPending), Times(99, Polled(kStartPending, kStartPending)),
+              Polled(kStartPending, kRunning), QueryStatus(kRunning), kStarted})
+        .Run("ServiceThatRunsOneMillisecondLaterIsNot", MachineWith(Lingering("startPending", 101 * kPollMs + 1)),
+             "false",
+             {kStarting, Polled(kStopped, kStartPending), Times(100, Polled(kStartPending, kStartPending)),
+              QueryStatus(kStartPending), kNotStarted});
 
 TEST(StartServiceByName, EachFailedQueryEndsTheWait)
 {
@@ -334,29 +327,20 @@ constexpr char kHasStopped[] = "log: tcsd_x86 service stopped";
 constexpr char kStopDone[] = "log: tcsd_x86 has been sucessfully stopped";
 const Script kStopEnded = {kHasStopped, kStopDone, kCloseBoth};
 
-TEST(StopServiceByName, AlreadyStoppedServiceLogsBothLinesAndSucceeds)
-{
-    ExpectRun(Stop(MachineWith("{}")), "true",
-              {Found(kControlAccess, kStopped), "log: tcsd_x86 service is already stopped", kStopDone, kCloseBoth});
-}
-
-TEST(StopServiceByName, TheStateThatTheStopControlReportsIsLookedAtFirst)
-{
-    ExpectRun(Stop(MachineWith(R"({
-                  "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})")),
-              "true", {Found(kControlAccess, kRunning), Stopping(kStopped), kStopEnded});
-}
-
-TEST(StopServiceByName, ServiceIsPolledUntilItHasStopped)
-{
-    ExpectRun(Stop(MachineWith(R"({
-                  "state": "paused",
-                  "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 5000},
-                                        {"afterMs": 500, "state": "stopped"}]}})")),
-              "true",
-              {Found(kControlAccess, kPaused), Stopping(WithHint(kStopPending, 5000)),
-               Polled(kStopPending, WithHint(kStopPending, 5000)), Polled(kStopPending, kStopped), kStopEnded});
-}
+const auto kStops =
+    RunTests("StopServiceByName", &Stop)
+        .Run("AlreadyStoppedServiceLogsBothLinesAndSucceeds", MachineWith("{}"), "true",
+             {Found(kControlAccess, kStopped), "log: tcsd_x86 service is already stopped", kStopDone, kCloseBoth})
+        .Run("TheStateThatTheStopControlReportsIsLookedAtFirst", MachineWith(R"({
+                 "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"),
+             "true", {Found(kControlAccess, kRunning), Stopping(kStopped), kStopEnded})
+        .Run("ServiceIsPolledUntilItHasStopped", MachineWith(R"({
+                 "state": "paused",
+                 "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 5000},
+                     {"afterMs": 500, "state": "stopped"}]}})"),
+             "true",
+             {Found(kControlAccess, kPaused), Stopping(WithHint(kStopPending, 5000)),
+              Polled(kStopPending, WithHint(kStopPending, 5000)), Polled(kStopPending, kStopped), kStopEnded});
 
 const std::string kNoStatus = Failing(SendStop(kStopped), 0);
 
@@ -431,32 +415,23 @@ TEST(StopServiceByName, EachFailedQueryEndsTheWait)
 const Script kRestarted = {"log: service started", "log: tcsd_x86 has been sucessfully restarted", kCloseBoth};
 const Script kFoundStopped = {Found(kControlAccess, kStopped), "log: tcsd_x86 service is already stopped"};
 
-TEST(RestartServiceByName, RunningServiceIsStoppedAndStarted)
-{
-    ExpectRun(Restart(MachineWith(R"({
-        "state": "running",
-        "onStop": {"states": [{"afterMs": 0, "state": "stopPending"}, {"afterMs": 300, "state": "stopped"}]},
-        "onStart": {"states": [{"afterMs": 0, "state": "startPending"}, {"afterMs": 300, "state": "running"}]}})")),
-              "true",
-              {Found(kControlAccess, kRunning), Stopping(kStopPending), Polled(kStopPending, kStopPending),
-               Polled(kStopPending, kStopped), kHasStopped, "log: Starting service", kStartCall,
-               QueryStatus(kStartPending), Tick(500), Polled(kStartPending, kStartPending), Tick(750),
-               Polled(kStartPending, kRunning), Tick(1000), kRestarted});
-}
-
-TEST(RestartServiceByName, StoppedServiceIsOnlyStarted)
-{
-    ExpectRun(Restart(MachineWith(R"({
-                  "onStart": {"states": [{"afterMs": 0, "state": "running"}]}})")),
-              "true", {kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kRunning), Tick(0), kRestarted});
-}
-
-TEST(RestartServiceByName, RefusedStartIsLoggedBehindItsAnnouncement)
-{
-    ExpectRun(Restart(MachineWith(R"({"start": "disabled"})")), "false",
-              {kFoundStopped, "log: Starting service", Failing(kStartCall, 0),
-               "log: Cannot start tcsd_x86 service: 0x422", kCloseBoth});
-}
+const auto kRestarts =
+    RunTests("RestartServiceByName", &Restart)
+        .Run("RunningServiceIsStoppedAndStarted", MachineWith(R"({
+                 "state": "running",
+                 "onStop": {"states": [{"afterMs": 0, "state": "stopPending"}, {"afterMs": 300, "state": "stopped"}]},
+                 "onStart": {"states": [{"afterMs": 0, "state": "startPending"}, {"afterMs": 300, "state": "running"}]}})"),
+             "true",
+             {Found(kControlAccess, kRunning), Stopping(kStopPending), Polled(kStopPending, kStopPending),
+              Polled(kStopPending, kStopped), kHasStopped, "log: Starting service", kStartCall,
+              QueryStatus(kStartPending), Tick(500), Polled(kStartPending, kStartPending), Tick(750),
+              Polled(kStartPending, kRunning), Tick(1000), kRestarted})
+        .Run("StoppedServiceIsOnlyStarted", MachineWith(R"({
+                 "onStart": {"states": [{"afterMs": 0, "state": "running"}]}})"),
+             "true", {kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kRunning), Tick(0), kRestarted})
+        .Run("RefusedStartIsLoggedBehindItsAnnouncement", MachineWith(R"({"start": "disabled"})"), "false",
+             {kFoundStopped, "log: Starting service", Failing(kStartCall, 0),
+              "log: Cannot start tcsd_x86 service: 0x422", kCloseBoth});
 
 TEST(RestartServiceByName, ServiceThatEndsItsStartElsewhereIsReportedWithItsExitCodes)
 {
@@ -517,38 +492,22 @@ const Script kNotRestarted = {"log: tcsd_x86 failed to restart. State: 2 \tExit 
 
 const Script kStartOfWait = {kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kStartPending), Tick(0)};
 
-TEST(RestartServiceByName, FrozenCheckPointEndsTheWaitAtTheFirstPollAfter60Seconds)
-{
-    // The 240th poll is exactly 60000 ms after the start, which is not yet too long.
-    const SimulatedRun run = Restart(MachineWith(Lingering("startPending")));
-    ExpectRun(run, "false", {kStartOfWait, FrozenPolls(1, 241, 0), kNotRestarted});
-    EXPECT_EQ(CountOf("GetTickCount", run.script), 242u);
-}
-
-TEST(RestartServiceByName, ServiceThatRunsAtTheFirstPollAfter60SecondsIsRestarted)
-{
-    ExpectRun(Restart(MachineWith(Lingering("startPending", 241 * kPollMs))), "true",
-              {kStartOfWait, FrozenPolls(1, 240, 0), Polled(kStartPending, kRunning), Tick(241 * kPollMs), kRestarted});
-}
-
-TEST(RestartServiceByName, RisingCheckPointKeepsTheWaitGoing)
-{
-    ExpectRun(Restart(MachineWith(RisingUntil(999, 1000 * kPollMs))), "true",
-              {kStartOfWait, RisingPolls(999), Polled(kStartPending, kRunning), Tick(1000 * kPollMs), kRestarted});
-}
-
-TEST(RestartServiceByName, ProgressDoesNotMoveTheStartOfTheMinute)
-{
-    // The check point rises for 30 seconds; the minute still ends 30 seconds after that.
-    ExpectRun(Restart(MachineWith(RisingUntil(120))), "false",
-              {kStartOfWait, RisingPolls(120), FrozenPolls(121, 241, 120), kNotRestarted});
-}
-
-TEST(RestartServiceByName, TheFirstPollWithoutProgressBehindTheMinuteIsTheLast)
-{
-    ExpectRun(Restart(MachineWith(RisingUntil(400))), "false",
-              {kStartOfWait, RisingPolls(400), FrozenPolls(401, 401, 400), kNotRestarted});
-}
+const auto kLongRestarts =
+    RunTests("RestartServiceByName", &Restart)
+        // The 240th poll is exactly 60000 ms after the start, which is not yet too long.
+        .Run("FrozenCheckPointEndsTheWaitAtTheFirstPollAfter60Seconds", MachineWith(Lingering("startPending")), "false",
+             {kStartOfWait, FrozenPolls(1, 241, 0), kNotRestarted},
+             [](const SimulatedRun& run) { EXPECT_EQ(CountOf("GetTickCount", run.script), 242u); })
+        .Run("ServiceThatRunsAtTheFirstPollAfter60SecondsIsRestarted",
+             MachineWith(Lingering("startPending", 241 * kPollMs)), "true",
+             {kStartOfWait, FrozenPolls(1, 240, 0), Polled(kStartPending, kRunning), Tick(241 * kPollMs), kRestarted})
+        .Run("RisingCheckPointKeepsTheWaitGoing", MachineWith(RisingUntil(999, 1000 * kPollMs)), "true",
+             {kStartOfWait, RisingPolls(999), Polled(kStartPending, kRunning), Tick(1000 * kPollMs), kRestarted})
+        // The check point rises for 30 seconds; the minute still ends 30 seconds after that.
+        .Run("ProgressDoesNotMoveTheStartOfTheMinute", MachineWith(RisingUntil(120)), "false",
+             {kStartOfWait, RisingPolls(120), FrozenPolls(121, 241, 120), kNotRestarted})
+        .Run("TheFirstPollWithoutProgressBehindTheMinuteIsTheLast", MachineWith(RisingUntil(400)), "false",
+             {kStartOfWait, RisingPolls(400), FrozenPolls(401, 401, 400), kNotRestarted});
 
 TEST(RestartServiceByName, CheckPointThatFallsIsNoProgress)
 {

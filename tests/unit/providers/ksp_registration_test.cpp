@@ -1,4 +1,5 @@
 // Proves how the two key storage providers are registered with Windows' cryptography configuration, and removed.
+#include "tests/support/run_tests.h"
 #include "tests/support/simulated_run.h"
 #include "tests/support/windows_script.h"
 
@@ -112,22 +113,61 @@ std::vector<std::string> KeyStorageProviders(const winsim::Machine& machine)
 
 // ---- Registration ----
 
-TEST(RegisterKsps, BothProvidersAreRegisteredBehindAllOthers)
+SimulatedRun Register(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
 {
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "RegisterKsps");
-    ExpectRun(run, "0",
-              {AskForVersion(6, 0, true), kTcgRegistered,
-               Registration(kStrongAuth, {RegisterProvider(kStrongAuth), AddFunction(kStrongAuth)}),
-               "log: Successfully registered Kelo TCG-Enabled Strong Authentication KSP"});
-    EXPECT_THAT(KeyStorageProviders(run.After()),
-                testing::ElementsAre("Microsoft Software Key Storage Provider",
-                                     "Microsoft Smart Card Key Storage Provider", "Microsoft Platform Crypto Provider",
-                                     kTcg, kStrongAuth));
+    return CallFunction(machine, "RegisterKsps", {}, options);
 }
+
+const auto kRegistrations =
+    RunTests("RegisterKsps", &Register)
+        .Run("BothProvidersAreRegisteredBehindAllOthers", MachineOf("{}"), "0",
+             {AskForVersion(6, 0, true), kTcgRegistered,
+              Registration(kStrongAuth, {RegisterProvider(kStrongAuth), AddFunction(kStrongAuth)}),
+              "log: Successfully registered Kelo TCG-Enabled Strong Authentication KSP"},
+             [](const SimulatedRun& run) {
+                 EXPECT_THAT(KeyStorageProviders(run.After()),
+                             testing::ElementsAre("Microsoft Software Key Storage Provider",
+                                                  "Microsoft Smart Card Key Storage Provider",
+                                                  "Microsoft Platform Crypto Provider", kTcg, kStrongAuth));
+             })
+        .Result("AFunctionThatWasTakenAwayByHandIsNotAddedBack",
+                BothRegistered(R"(["Microsoft Software Key Storage Provider"])"), "0",
+                [](const SimulatedRun& run) {
+                    EXPECT_THAT(KeyStorageProviders(run.After()),
+                                testing::ElementsAre("Microsoft Software Key Storage Provider"));
+                })
+        .Log("OneProviderThatIsThereDoesNotKeepTheOtherOut",
+             MachineOf("{\"cng\": {\"providers\": {" + Described(kTcg) + "}}}"), "0",
+             {"log: Register the Kelo TCG Enabled KSP", "log: BCryptRegisterProvider failed with error code 0xc0000035",
+              "log: Already registered KSP Kelo TCG Enabled KSP",
+              "log: Register the Kelo TCG-Enabled Strong Authentication KSP",
+              "log: Successfully registered Kelo TCG-Enabled Strong Authentication KSP"})
+        .Run("AFirstProviderThatCannotBeRegisteredEndsTheRegistration", MachineOf("{}"),
+             {.faults = {"BCryptRegisterProvider=0xC0000022"}}, kFailed,
+             {AskForVersion(6, 0, true),
+              Registration(kTcg, {RegisterProvider(kTcg, -1073741790),
+                                  "log: BCryptRegisterProvider failed with error code 0xc0000022"})})
+        .Run("AFirstFunctionThatCannotBeAddedEndsTheRegistration", MachineOf(R"({"cng": {"contextFunctions": []}})"),
+             kFailed,
+             {AskForVersion(6, 0, true),
+              Registration(kTcg, {RegisterProvider(kTcg), AddFunction(kTcg, -1073741275),
+                                  "log: BCryptAddContextFunctionProvider failed with error code 0xc0000225"})})
+        .Run("ASecondProviderThatCannotBeRegisteredFailsToo", MachineOf("{}"),
+             {.faults = {"BCryptRegisterProvider#2=0xC0000017"}}, kFailed,
+             {AskForVersion(6, 0, true), kTcgRegistered,
+              Registration(kStrongAuth, {RegisterProvider(kStrongAuth, -1073741801),
+                                         "log: BCryptRegisterProvider failed with error code 0xc0000017"})})
+        .Result(
+            "ANameCollisionOfTheFunctionCountsAsRegisteredToo", MachineOf("{}"),
+            {.faults = {"BCryptAddContextFunctionProvider=0xC0000035"}}, "0",
+            [](const SimulatedRun& run) { EXPECT_EQ(run.log.at(2), "Already registered KSP Kelo TCG Enabled KSP"); })
+        .Run("AWindowsWithoutTheLibraryEndsTheRegistration", MachineOf(kNoLibrary), kFailed,
+             {AskForVersion(6, 0, true), "log: Register the Kelo TCG Enabled KSP", Failing(kLoad),
+              "log: CNG bcrypt library not found"});
 
 TEST(RegisterKsps, TheWholeRecordIsKept)
 {
-    const winsim::Machine after = CallFunction(MachineOf("{}"), "RegisterKsps").After();
+    const winsim::Machine after = Register(MachineOf("{}")).After();
     const winsim::Machine expected =
         MachineOf("{\"cng\": {\"providers\": {" + Described(kTcg) + ", " + Described(kStrongAuth) + "}}}");
     EXPECT_EQ(after.cng.providers, expected.cng.providers);
@@ -135,7 +175,7 @@ TEST(RegisterKsps, TheWholeRecordIsKept)
 
 TEST(RegisterKsps, ProvidersThatAreThereCountAsRegistered)
 {
-    const SimulatedRun run = CallFunction(BothRegistered(), "RegisterKsps");
+    const SimulatedRun run = Register(BothRegistered());
     constexpr char kCollision[] = "log: BCryptRegisterProvider failed with error code 0xc0000035";
     ExpectRun(run, "0",
               {AskForVersion(6, 0, true), Registration(kTcg, {RegisterProvider(kTcg, -1073741771), kCollision}),
@@ -147,90 +187,36 @@ TEST(RegisterKsps, ProvidersThatAreThereCountAsRegistered)
 
 TEST(RegisterKsps, ASecondSetUpChangesNothing)
 {
-    const SimulatedRun first = CallFunction(MachineOf("{}"), "RegisterKsps");
-    const SimulatedRun second = CallFunction(first.After(), "RegisterKsps");
+    const SimulatedRun first = Register(MachineOf("{}"));
+    const SimulatedRun second = Register(first.After());
     EXPECT_EQ(second.result, "0");
     EXPECT_EQ(second.After().cng, first.After().cng);
-}
-
-TEST(RegisterKsps, AFunctionThatWasTakenAwayByHandIsNotAddedBack)
-{
-    const SimulatedRun run =
-        CallFunction(BothRegistered(R"(["Microsoft Software Key Storage Provider"])"), "RegisterKsps");
-    EXPECT_EQ(run.result, "0");
-    EXPECT_THAT(KeyStorageProviders(run.After()), testing::ElementsAre("Microsoft Software Key Storage Provider"));
-}
-
-TEST(RegisterKsps, OneProviderThatIsThereDoesNotKeepTheOtherOut)
-{
-    ExpectLog(CallFunction(MachineOf("{\"cng\": {\"providers\": {" + Described(kTcg) + "}}}"), "RegisterKsps"), "0",
-              {"log: Register the Kelo TCG Enabled KSP",
-               "log: BCryptRegisterProvider failed with error code 0xc0000035",
-               "log: Already registered KSP Kelo TCG Enabled KSP",
-               "log: Register the Kelo TCG-Enabled Strong Authentication KSP",
-               "log: Successfully registered Kelo TCG-Enabled Strong Authentication KSP"});
-}
-
-TEST(RegisterKsps, AFirstProviderThatCannotBeRegisteredEndsTheRegistration)
-{
-    ExpectRun(CallFunction(MachineOf("{}"), "RegisterKsps", {}, {.faults = {"BCryptRegisterProvider=0xC0000022"}}),
-              kFailed,
-              {AskForVersion(6, 0, true),
-               Registration(kTcg, {RegisterProvider(kTcg, -1073741790),
-                                   "log: BCryptRegisterProvider failed with error code 0xc0000022"})});
-}
-
-TEST(RegisterKsps, AFirstFunctionThatCannotBeAddedEndsTheRegistration)
-{
-    ExpectRun(CallFunction(MachineOf(R"({"cng": {"contextFunctions": []}})"), "RegisterKsps"), kFailed,
-              {AskForVersion(6, 0, true),
-               Registration(kTcg, {RegisterProvider(kTcg), AddFunction(kTcg, -1073741275),
-                                   "log: BCryptAddContextFunctionProvider failed with error code 0xc0000225"})});
-}
-
-TEST(RegisterKsps, ASecondProviderThatCannotBeRegisteredFailsToo)
-{
-    ExpectRun(CallFunction(MachineOf("{}"), "RegisterKsps", {}, {.faults = {"BCryptRegisterProvider#2=0xC0000017"}}),
-              kFailed,
-              {AskForVersion(6, 0, true), kTcgRegistered,
-               Registration(kStrongAuth, {RegisterProvider(kStrongAuth, -1073741801),
-                                          "log: BCryptRegisterProvider failed with error code 0xc0000017"})});
-}
-
-TEST(RegisterKsps, ANameCollisionOfTheFunctionCountsAsRegisteredToo)
-{
-    const SimulatedRun run =
-        CallFunction(MachineOf("{}"), "RegisterKsps", {}, {.faults = {"BCryptAddContextFunctionProvider=0xC0000035"}});
-    EXPECT_EQ(run.result, "0");
-    EXPECT_EQ(run.log.at(2), "Already registered KSP Kelo TCG Enabled KSP");
-}
-
-TEST(RegisterKsps, AWindowsWithoutTheLibraryEndsTheRegistration)
-{
-    ExpectRun(CallFunction(MachineOf(kNoLibrary), "RegisterKsps"), kFailed,
-              {AskForVersion(6, 0, true), "log: Register the Kelo TCG Enabled KSP", Failing(kLoad),
-               "log: CNG bcrypt library not found"});
 }
 
 TEST(RegisterKsps, AWindowsBeforeVistaIsLeftAlone)
 {
     for (const char* version : {"5.1", "5.2"})
-        ExpectRun(CallFunction(WindowsOf(version), "RegisterKsps"), "0",
+        ExpectRun(Register(WindowsOf(version)), "0",
                   {AskForVersion(6, 0, false), "log: Kelo KSPs will not be installed, target system is not Vista+"});
 }
 
 TEST(RegisterKsps, VistaIsNotLeftAlone)
 {
-    const SimulatedRun run = CallFunction(MachineOf(R"({"windows": {"version": "6.0"}})"), "RegisterKsps");
+    const SimulatedRun run = Register(MachineOf(R"({"windows": {"version": "6.0"}})"));
     EXPECT_EQ(run.log.size(), 4u);
     EXPECT_EQ(run.outcome.callCounts.at("BCryptAddContextFunctionProvider"), 2u);
 }
 
 // ---- Removal ----
 
+SimulatedRun Unregister(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "UnregisterKsps", {}, options);
+}
+
 TEST(UnregisterKsps, BothProvidersGoTheFunctionFirst)
 {
-    const SimulatedRun run = CallFunction(BothRegistered(), "UnregisterKsps");
+    const SimulatedRun run = Unregister(BothRegistered());
     ExpectRun(run, "0",
               {AskForVersion(6, 0, true), Removal(kTcg, {RemoveFunction(kTcg), UnregisterProvider(kTcg)}),
                "log: Successfully un-registered Kelo TCG Enabled KSP", kStrongAuthRemoved});
@@ -240,55 +226,43 @@ TEST(UnregisterKsps, BothProvidersGoTheFunctionFirst)
 
 TEST(UnregisterKsps, WhatTheSetUpRegisteredIsGone)
 {
-    EXPECT_EQ(CallFunction(CallFunction(MachineOf("{}"), "RegisterKsps").After(), "UnregisterKsps").After().cng,
-              MachineOf("{}").cng);
+    EXPECT_EQ(Unregister(Register(MachineOf("{}")).After()).After().cng, MachineOf("{}").cng);
 }
 
 TEST(UnregisterKsps, ProvidersThatAreNotThereAreTwoFailuresAndNoError)
 {
     constexpr char kNotFound[] = "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000225";
-    const SimulatedRun run = CallFunction(MachineOf("{}"), "UnregisterKsps");
+    const SimulatedRun run = Unregister(MachineOf("{}"));
     ExpectRun(run, "0",
               {AskForVersion(6, 0, true), Removal(kTcg, {RemoveFunction(kTcg, -1073741275), kNotFound}),
                Removal(kStrongAuth, {RemoveFunction(kStrongAuth, -1073741275), kNotFound})});
     EXPECT_EQ(run.After().cng, run.before.cng);
 }
 
-TEST(UnregisterKsps, AFunctionThatCannotBeTakenAwayKeepsItsProvider)
-{
-    const SimulatedRun run = CallFunction(BothRegistered(), "UnregisterKsps", {},
-                                          {.faults = {"BCryptRemoveContextFunctionProvider#1=0xC0000022"}});
-    ExpectRun(run, "0",
-              {AskForVersion(6, 0, true),
-               Removal(kTcg, {RemoveFunction(kTcg, -1073741790),
-                              "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000022"}),
-               kStrongAuthRemoved});
-    EXPECT_TRUE(run.After().cng.providers.contains(kTcg));
-}
-
-TEST(UnregisterKsps, AProviderThatCannotBeUnregisteredStopsNothing)
-{
-    ExpectRun(
-        CallFunction(BothRegistered(), "UnregisterKsps", {}, {.faults = {"BCryptUnregisterProvider#1=0xC0000022"}}),
-        "0",
-        {AskForVersion(6, 0, true),
-         Removal(kTcg, {RemoveFunction(kTcg), UnregisterProvider(kTcg, -1073741790),
-                        "log: BCryptUnregisterProvider failed with error code 0xc0000022"}),
-         kStrongAuthRemoved});
-}
-
-TEST(UnregisterKsps, AWindowsWithoutTheLibraryFailsForEachProvider)
-{
-    ExpectRun(CallFunction(MachineOf(kNoLibrary), "UnregisterKsps"), "0",
-              {AskForVersion(6, 0, true), "log: Unregister the Kelo TCG Enabled KSP", Failing(kLoad),
-               "log: CNG bcrypt library not found", "log: Unregister the Kelo TCG-Enabled Strong Authentication KSP",
-               Failing(kLoad), "log: CNG bcrypt library not found"});
-}
+const auto kRemovals =
+    RunTests("UnregisterKsps", &Unregister)
+        .Run("AFunctionThatCannotBeTakenAwayKeepsItsProvider", BothRegistered(),
+             {.faults = {"BCryptRemoveContextFunctionProvider#1=0xC0000022"}}, "0",
+             {AskForVersion(6, 0, true),
+              Removal(kTcg, {RemoveFunction(kTcg, -1073741790),
+                             "log: BCryptRemoveContextFunctionProvider failed with error code 0xc0000022"}),
+              kStrongAuthRemoved},
+             [](const SimulatedRun& run) { EXPECT_TRUE(run.After().cng.providers.contains(kTcg)); })
+        .Run("AProviderThatCannotBeUnregisteredStopsNothing", BothRegistered(),
+             {.faults = {"BCryptUnregisterProvider#1=0xC0000022"}}, "0",
+             {AskForVersion(6, 0, true),
+              Removal(kTcg, {RemoveFunction(kTcg), UnregisterProvider(kTcg, -1073741790),
+                             "log: BCryptUnregisterProvider failed with error code 0xc0000022"}),
+              kStrongAuthRemoved})
+        .Run("AWindowsWithoutTheLibraryFailsForEachProvider", MachineOf(kNoLibrary), "0",
+             {AskForVersion(6, 0, true), "log: Unregister the Kelo TCG Enabled KSP", Failing(kLoad),
+              "log: CNG bcrypt library not found", "log: Unregister the Kelo TCG-Enabled Strong Authentication KSP",
+              Failing(kLoad), "log: CNG bcrypt library not found"});
 
 TEST(UnregisterKsps, AWindowsBeforeVistaIsLeftAloneInTheWordsOfTheRegistration)
 {
     for (const char* version : {"5.1", "5.2"})
-        ExpectRun(CallFunction(WindowsOf(version), "UnregisterKsps"), "0",
+        ExpectRun(Unregister(WindowsOf(version)), "0",
                   {AskForVersion(6, 0, false), "log: Kelo KSPs will not be installed, target system is not Vista+"});
 }
 
@@ -299,8 +273,6 @@ struct Step
     const char* name;
     const char* provider;
     bool isRegistration;
-    const char* firstLookUp;
-    const char* secondLookUp;
 };
 
 class KspStep : public testing::TestWithParam<Step>
@@ -330,14 +302,10 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Each, KspStep,
-                         testing::Values(Step{"RegisterTcgKsp", kTcg, true, "BCryptRegisterProvider",
-                                              "BCryptAddContextFunctionProvider"},
-                                         Step{"RegisterStrongAuthKsp", kStrongAuth, true, "BCryptRegisterProvider",
-                                              "BCryptAddContextFunctionProvider"},
-                                         Step{"UnregisterTcgKsp", kTcg, false, "BCryptUnregisterProvider",
-                                              "BCryptRemoveContextFunctionProvider"},
-                                         Step{"UnregisterStrongAuthKsp", kStrongAuth, false, "BCryptUnregisterProvider",
-                                              "BCryptRemoveContextFunctionProvider"}),
+                         testing::Values(Step{"RegisterTcgKsp", kTcg, true},
+                                         Step{"RegisterStrongAuthKsp", kStrongAuth, true},
+                                         Step{"UnregisterTcgKsp", kTcg, false},
+                                         Step{"UnregisterStrongAuthKsp", kStrongAuth, false}),
                          [](const auto& test) { return std::string(test.param.name); });
 
 TEST_P(KspStep, BothCallsSucceed)
@@ -387,8 +355,9 @@ TEST_P(KspStep, AMissingFunctionEndsTheStepWhereItWouldBeCalled)
         const auto isThere = [&](const std::string& name) {
             return std::find(missing.begin(), missing.end(), name) == missing.end();
         };
-        const std::string firstLookUp = GetParam().firstLookUp;
-        const std::string secondLookUp = GetParam().secondLookUp;
+        // A removal looks up the function that it calls last before the other one.
+        const std::string firstLookUp = NameOfCall(GetParam().isRegistration ? 0 : 1);
+        const std::string secondLookUp = NameOfCall(GetParam().isRegistration ? 1 : 0);
         ExpectRun(CallFunction(lacks(missing), GetParam().name), kCannotCall,
                   Script{kLoad, lookUp(firstLookUp, isThere(firstLookUp)), lookUp(secondLookUp, isThere(secondLookUp)),
                          lacksFirst ? Script{} : Script{Calls(0, 0)[0]}, kFree});

@@ -1,4 +1,5 @@
 // Proves the timed stop of an open service: the order of the calls, the 30 seconds to the last poll, and the results.
+#include "tests/support/run_tests.h"
 #include "tests/support/service_script.h"
 #include "tests/support/windows_script.h"
 
@@ -50,6 +51,12 @@ SimulatedRun StopService(const winsim::Machine& machine, const SimulatedRunOptio
     return CallFunction(machine, "StopService", {"KlPCR"}, options);
 }
 
+// A pending stop with a wait hint.
+ReportedStatus PendingFor(unsigned waitHint)
+{
+    return WithHint(kStopPending, waitHint);
+}
+
 std::string Tick(unsigned sinceStart)
 {
     return Call("GetTickCount", {}, kStartTick + sinceStart);
@@ -98,73 +105,47 @@ std::string Repeated(const char* text, unsigned count)
 
 // ---- The stop control and the wait behind it ----
 
-TEST(TimedStop, ServiceThatStopsAtOnceIsNotWaitedFor)
-{
-    ExpectRun(StopService(kStopsAtOnce), "0", Whole({QueryStatusEx(kRunning), SendStop(kStopped)}));
-}
-
-TEST(TimedStop, StoppedServiceIsSentTheControlAllTheSame)
-{
-    ExpectRun(StopService(MachineWith("{}")), "0", Whole({QueryStatusEx(kStopped), SendRefusedStop(kStopped)}));
-}
-
-TEST(TimedStop, WaitHintIsSleptInFull)
-{
-    const ReportedStatus pending = WithHint(kStopPending, 1000);
-    const SimulatedRun run = StopService(Stopping(1000, 2500));
-    ExpectRun(run, "0",
-              Whole({QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 1000, 2000, 1000), Sleep(1000),
-                     QueryStatusEx(kStopped)}));
-    EXPECT_EQ(run.outcome.standardOutput, "");
-}
-
-TEST(TimedStop, TheNewestWaitHintIsTheOneThatIsSlept)
-{
-    ExpectRun(StopService(MachineWith(R"({
-        "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 700},
-                                                  {"afterMs": 600, "state": "stopPending", "waitHint": 20},
-                                                  {"afterMs": 710, "state": "stopped"}]}})")),
-              "0",
-              Whole({QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 700)), Sleep(700),
-                     QueryStatusEx(WithHint(kStopPending, 20)), Tick(700), Sleep(20), QueryStatusEx(kStopped)}));
-}
+const auto kStops =
+    RunTests("TimedStop", &StopService)
+        .Run("ServiceThatStopsAtOnceIsNotWaitedFor", kStopsAtOnce, "0",
+             Whole({QueryStatusEx(kRunning), SendStop(kStopped)}))
+        .Run("StoppedServiceIsSentTheControlAllTheSame", MachineWith("{}"), "0",
+             Whole({QueryStatusEx(kStopped), SendRefusedStop(kStopped)}))
+        .Run("WaitHintIsSleptInFull", Stopping(1000, 2500), "0",
+             Whole({QueryStatusEx(kRunning), SendStop(PendingFor(1000)), Polls(PendingFor(1000), 1000, 2000, 1000),
+                    Sleep(1000), QueryStatusEx(kStopped)}),
+             [](const SimulatedRun& run) { EXPECT_EQ(run.outcome.standardOutput, ""); })
+        .Run("TheNewestWaitHintIsTheOneThatIsSlept", MachineWith(R"({
+                 "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 700},
+                     {"afterMs": 600, "state": "stopPending", "waitHint": 20},
+                     {"afterMs": 710, "state": "stopped"}]}})"),
+             "0",
+             Whole({QueryStatusEx(kRunning), SendStop(PendingFor(700)), Sleep(700), QueryStatusEx(PendingFor(20)),
+                    Tick(700), Sleep(20), QueryStatusEx(kStopped)}))
+        .Run("WaitHintBeyondTheLimitIsSleptOnce", Stopping(40000), "-1",
+             Whole({QueryStatusEx(kRunning), SendStop(PendingFor(40000)), Polls(PendingFor(40000), 40000, 40000, 40000),
+                    "log: Wait timed out"}))
+        .Run("ServiceThatStopsDuringAWaitBeyondTheLimitHasStopped", Stopping(40000, 39999), "0",
+             Whole({QueryStatusEx(kRunning), SendStop(PendingFor(40000)), Sleep(40000), QueryStatusEx(kStopped)}))
+        // Each Sleep(0) takes 100 ms on this machine, to keep the script short.
+        .Run(
+            "WithoutAWaitHintPollsWithoutAPause",
+            MachineWith(R"({"state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending"}]}})", 100),
+            "-1",
+            Whole({QueryStatusEx(kRunning), SendStop(kStopPending), Polls(kStopPending, 100, 30100, 100),
+                   "log: Wait timed out"}),
+            [](const SimulatedRun& run) { EXPECT_EQ(CountOf("Sleep", run.script), 301u); });
 
 TEST(TimedStop, ServiceThatDoesNotStopTimesOutAtTheFirstPollAfter30Seconds)
 {
     // The 30th poll is exactly 30000 ms after the start, which is not yet too long.
-    const ReportedStatus pending = WithHint(kStopPending, 1000);
+    const ReportedStatus pending = PendingFor(1000);
     const SimulatedRun run = StopService(Stopping(1000));
     ExpectRun(
         run, "-1",
         Whole({QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 1000, 31000, 1000), "log: Wait timed out"}));
     EXPECT_EQ(CountOf("Sleep", run.script), 31u);
     EXPECT_EQ(CountOf("GetTickCount", run.script), 32u);
-}
-
-TEST(TimedStop, WaitHintBeyondTheLimitIsSleptOnce)
-{
-    const ReportedStatus pending = WithHint(kStopPending, 40000);
-    ExpectRun(StopService(Stopping(40000)), "-1",
-              Whole({QueryStatusEx(kRunning), SendStop(pending), Polls(pending, 40000, 40000, 40000),
-                     "log: Wait timed out"}));
-}
-
-TEST(TimedStop, ServiceThatStopsDuringAWaitBeyondTheLimitHasStopped)
-{
-    ExpectRun(StopService(Stopping(40000, 39999)), "0",
-              Whole({QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 40000)), Sleep(40000),
-                     QueryStatusEx(kStopped)}));
-}
-
-TEST(TimedStop, WithoutAWaitHintPollsWithoutAPause)
-{
-    // Each Sleep(0) takes 100 ms on this machine, to keep the script short.
-    const SimulatedRun run = StopService(
-        MachineWith(R"({"state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending"}]}})", 100));
-    ExpectRun(run, "-1",
-              Whole({QueryStatusEx(kRunning), SendStop(kStopPending), Polls(kStopPending, 100, 30100, 100),
-                     "log: Wait timed out"}));
-    EXPECT_EQ(CountOf("Sleep", run.script), 301u);
 }
 
 TEST(TimedStop, RefusedControlIsWaitedForAllTheSame)
@@ -191,7 +172,7 @@ TEST(TimedStop, ControlThatReportsNoStatusLeavesTheQueriedOne)
 
 TEST(TimedStop, EachFailedQueryBehindTheControlEndsTheWait)
 {
-    const ReportedStatus pending = WithHint(kStopPending, 5000);
+    const ReportedStatus pending = PendingFor(5000);
     for (unsigned n = 1; n <= 6; ++n)
     {
         SCOPED_TRACE(n);
@@ -206,121 +187,83 @@ TEST(TimedStop, EachFailedQueryBehindTheControlEndsTheWait)
 const std::string kFailedQuery = Failing(QueryStatusEx(kStopped), 0);
 constexpr char kFailedFirst[] = "log: CKlTkService::StopService - failed to query Service Status 5";
 
-TEST(TimedStop, FailedFirstQueryIsLoggedAndTheControlSent)
-{
-    ExpectRun(StopService(kStopsAtOnce, {.faults = {"QueryServiceStatusEx#1=5"}}), "0",
-              Whole({kFailedQuery, kFailedFirst, SendStop(kStopped)}));
-}
-
-TEST(TimedStop, PendingStopThatIsNotSeenIsWaitedForBehindTheControl)
-{
-    const ReportedStatus pending = WithHint(kStopPending, 1000);
-    const SimulatedRun run = StopService(Pending(1000, 1500), {.faults = {"QueryServiceStatusEx#1=5"}});
-    ExpectRun(run, "0",
-              Whole({kFailedQuery, kFailedFirst, SendRefusedStop(pending), Polls(pending, 1000, 1000, 1000),
-                     Sleep(1000), QueryStatusEx(kStopped)}));
-    EXPECT_EQ(run.outcome.standardOutput, "");
-}
-
-TEST(TimedStop, WithNeitherStatusNorControlItPollsWithoutAPause)
-{
-    ExpectRun(StopService(MachineWith(R"({"state": "stopped", "waitHint": 1000})"),
-                          {.faults = {"QueryServiceStatusEx#1=5", "ControlService=5"}}),
-              "0",
-              Whole({kFailedQuery, kFailedFirst, Failing(SendStop(kStopped), 0), Sleep(0),
-                     QueryStatusEx(WithHint(kStopped, 1000))}));
-}
-
-TEST(TimedStop, EveryQueryFailing)
-{
-    ExpectRun(
-        StopService(MachineWith(R"({"state": "running"})"), {.faults = {"QueryServiceStatusEx=5", "ControlService=5"}}),
-        "-2",
-        Whole({kFailedQuery, kFailedFirst, Failing(SendStop(kStopped), 0), Sleep(0), kFailedQuery,
-               "log: QueryServiceStatusEx failed (5)"}));
-}
+const auto kFailedFirstQueries =
+    RunTests("TimedStop", &StopService)
+        .Run("FailedFirstQueryIsLoggedAndTheControlSent", kStopsAtOnce, {.faults = {"QueryServiceStatusEx#1=5"}}, "0",
+             Whole({kFailedQuery, kFailedFirst, SendStop(kStopped)}))
+        .Run("PendingStopThatIsNotSeenIsWaitedForBehindTheControl", Pending(1000, 1500),
+             {.faults = {"QueryServiceStatusEx#1=5"}}, "0",
+             Whole({kFailedQuery, kFailedFirst, SendRefusedStop(PendingFor(1000)),
+                    Polls(PendingFor(1000), 1000, 1000, 1000), Sleep(1000), QueryStatusEx(kStopped)}),
+             [](const SimulatedRun& run) { EXPECT_EQ(run.outcome.standardOutput, ""); })
+        .Run("WithNeitherStatusNorControlItPollsWithoutAPause",
+             MachineWith(R"({"state": "stopped", "waitHint": 1000})"),
+             {.faults = {"QueryServiceStatusEx#1=5", "ControlService=5"}}, "0",
+             Whole({kFailedQuery, kFailedFirst, Failing(SendStop(kStopped), 0), Sleep(0),
+                    QueryStatusEx(WithHint(kStopped, 1000))}))
+        .Run("EveryQueryFailing", MachineWith(R"({"state": "running"})"),
+             {.faults = {"QueryServiceStatusEx=5", "ControlService=5"}}, "-2",
+             Whole({kFailedQuery, kFailedFirst, Failing(SendStop(kStopped), 0), Sleep(0), kFailedQuery,
+                    "log: QueryServiceStatusEx failed (5)"}));
 
 // ---- A stop that is pending already ----
 
-TEST(TimedStop, PendingStopThatEndsGivesTheResultOfItsLogLine)
-{
-    const ReportedStatus pending = WithHint(kStopPending, 1000);
-    const SimulatedRun run = StopService(Pending(1000, 2500));
-    ExpectRun(run, "1",
-              Whole({QueryStatusEx(pending), PendingPolls(pending, 1000, 2000, 1000), kAnnounced, Sleep(1000),
-                     QueryStatusEx(kStopped), "log: Service stopped successfully."}));
-    EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 3));
-}
-
-TEST(TimedStop, PendingStopThatEndsWithoutALogGivesZero)
-{
-    ExpectLog(StopService(MachineWith(R"({"state": "stopPending", "states": [{"afterMs": 1, "state": "stopped"}]})"),
-                          {.faults = {"SHCreateDirectoryExA=5"}}),
-              "0", {});
-}
-
-TEST(TimedStop, PendingStopTimesOutAtTheFirstPollAfter30Seconds)
-{
-    const ReportedStatus pending = WithHint(kStopPending, 1000);
-    const SimulatedRun run = StopService(Pending(1000));
-    ExpectRun(
-        run, "-1",
-        Whole({QueryStatusEx(pending), PendingPolls(pending, 1000, 31000, 1000), "log: Service stop timed out."}));
-    EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 31));
-}
-
-TEST(TimedStop, PendingStopWithAHintBeyondTheLimitIsSleptOnce)
-{
-    const ReportedStatus pending = WithHint(kStopPending, 40000);
-    const SimulatedRun run = StopService(Pending(40000));
-    ExpectRun(
-        run, "-1",
-        Whole({QueryStatusEx(pending), PendingPolls(pending, 40000, 40000, 40000), "log: Service stop timed out."}));
-    EXPECT_EQ(run.outcome.standardOutput, kStdoutLine);
-}
-
-TEST(TimedStop, PendingStopThatEndsDuringAWaitBeyondTheLimitHasEnded)
-{
-    ExpectRun(StopService(Pending(40000, 35000)), "1",
-              Whole({QueryStatusEx(WithHint(kStopPending, 40000)), kAnnounced, Sleep(40000), QueryStatusEx(kStopped),
-                     "log: Service stopped successfully."}));
-}
-
-TEST(TimedStop, PendingStopWithoutAHintIsPolledWithoutAPause)
-{
-    const SimulatedRun run = StopService(MachineWith(R"({"state": "stopPending"})", 100));
-    ExpectRun(run, "-1",
-              Whole({QueryStatusEx(kStopPending), PendingPolls(kStopPending, 100, 30100, 100),
-                     "log: Service stop timed out."}));
-    EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 301));
-}
-
-TEST(TimedStop, PendingStopThatTurnsIntoAnotherStateIsSentTheControl)
-{
-    const SimulatedRun run = StopService(MachineWith(R"({
-        "state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 500, "state": "running"}],
-        "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"));
-    ExpectRun(run, "0",
-              Whole({QueryStatusEx(WithHint(kStopPending, 1000)), kAnnounced, Sleep(1000), QueryStatusEx(kRunning),
-                     Tick(1000), SendStop(kStopped)}));
-    EXPECT_EQ(run.outcome.standardOutput, kStdoutLine);
-}
-
-TEST(TimedStop, BothWaitsShareOneLimit)
-{
-    const ReportedStatus pending = WithHint(kStopPending, 10000);
-    ExpectRun(StopService(MachineWith(R"({
-                  "state": "stopPending", "waitHint": 10000, "states": [{"afterMs": 20000, "state": "running"}],
-                  "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 10000}]}})")),
-              "-1",
-              Whole({QueryStatusEx(pending), kAnnounced, Sleep(10000), QueryStatusEx(pending), Tick(10000), kAnnounced,
-                     Sleep(10000), QueryStatusEx(kRunning), Tick(20000), SendStop(pending),
-                     Polls(pending, 30000, 40000, 10000), "log: Wait timed out"}));
-}
+const auto kPendingStops =
+    RunTests("TimedStop", &StopService)
+        .Run("PendingStopThatEndsGivesTheResultOfItsLogLine", Pending(1000, 2500), "1",
+             Whole({QueryStatusEx(PendingFor(1000)), PendingPolls(PendingFor(1000), 1000, 2000, 1000), kAnnounced,
+                    Sleep(1000), QueryStatusEx(kStopped), "log: Service stopped successfully."}),
+             [](const SimulatedRun& run) { EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 3)); })
+        .Log("PendingStopThatEndsWithoutALogGivesZero",
+             MachineWith(R"({"state": "stopPending", "states": [{"afterMs": 1, "state": "stopped"}]})"),
+             {.faults = {"SHCreateDirectoryExA=5"}}, "0", {})
+        .Run("PendingStopTimesOutAtTheFirstPollAfter30Seconds", Pending(1000), "-1",
+             Whole({QueryStatusEx(PendingFor(1000)), PendingPolls(PendingFor(1000), 1000, 31000, 1000),
+                    "log: Service stop timed out."}),
+             [](const SimulatedRun& run) { EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 31)); })
+        .Run("PendingStopWithAHintBeyondTheLimitIsSleptOnce", Pending(40000), "-1",
+             Whole({QueryStatusEx(PendingFor(40000)), PendingPolls(PendingFor(40000), 40000, 40000, 40000),
+                    "log: Service stop timed out."}),
+             [](const SimulatedRun& run) { EXPECT_EQ(run.outcome.standardOutput, kStdoutLine); })
+        .Run("PendingStopThatEndsDuringAWaitBeyondTheLimitHasEnded", Pending(40000, 35000), "1",
+             Whole({QueryStatusEx(PendingFor(40000)), kAnnounced, Sleep(40000), QueryStatusEx(kStopped),
+                    "log: Service stopped successfully."}))
+        .Run("PendingStopWithoutAHintIsPolledWithoutAPause", MachineWith(R"({"state": "stopPending"})", 100), "-1",
+             Whole({QueryStatusEx(kStopPending), PendingPolls(kStopPending, 100, 30100, 100),
+                    "log: Service stop timed out."}),
+             [](const SimulatedRun& run) { EXPECT_EQ(run.outcome.standardOutput, Repeated(kStdoutLine, 301)); })
+        .Run("PendingStopThatTurnsIntoAnotherStateIsSentTheControl", MachineWith(R"({
+                 "state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 500, "state": "running"}],
+                 "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"),
+             "0",
+             Whole({QueryStatusEx(PendingFor(1000)), kAnnounced, Sleep(1000), QueryStatusEx(kRunning), Tick(1000),
+                    SendStop(kStopped)}),
+             [](const SimulatedRun& run) { EXPECT_EQ(run.outcome.standardOutput, kStdoutLine); })
+        .Run("BothWaitsShareOneLimit", MachineWith(R"({
+                 "state": "stopPending", "waitHint": 10000, "states": [{"afterMs": 20000, "state": "running"}],
+                 "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 10000}]}})"),
+             "-1",
+             Whole({QueryStatusEx(PendingFor(10000)), kAnnounced, Sleep(10000), QueryStatusEx(PendingFor(10000)),
+                    Tick(10000), kAnnounced, Sleep(10000), QueryStatusEx(kRunning), Tick(20000),
+                    SendStop(PendingFor(10000)), Polls(PendingFor(10000), 30000, 40000, 10000), "log: Wait timed out"}))
+        .Run("TheNewestWaitHintIsTheOneThatIsSleptWhileAStopIsPending", MachineWith(R"({
+                 "state": "stopPending", "waitHint": 700,
+                 "states": [{"afterMs": 600, "state": "stopPending", "waitHint": 20},
+                     {"afterMs": 710, "state": "stopped"}]})"),
+             "1",
+             Whole({QueryStatusEx(PendingFor(700)), kAnnounced, Sleep(700), QueryStatusEx(PendingFor(20)), Tick(700),
+                    kAnnounced, Sleep(20), QueryStatusEx(kStopped), "log: Service stopped successfully."}))
+        .Run("TheWaitHintThatTheControlReportsReplacesTheOneBeforeIt", MachineWith(R"({
+                 "state": "running", "waitHint": 9000,
+                 "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 30},
+                     {"afterMs": 10, "state": "stopped"}]}})"),
+             "0",
+             Whole({QueryStatusEx(WithHint(kRunning, 9000)), SendStop(PendingFor(30)), Sleep(30),
+                    QueryStatusEx(kStopped)}));
 
 TEST(TimedStop, EachFailedQueryOfAPendingStopEndsTheWait)
 {
-    const ReportedStatus pending = WithHint(kStopPending, 5000);
+    const ReportedStatus pending = PendingFor(5000);
     for (unsigned n = 1; n <= 6; ++n)
     {
         SCOPED_TRACE(n);
@@ -340,30 +283,6 @@ TEST(TimedStop, TheLimitIsMeasuredAcrossTheTickCountsTurn)
     EXPECT_EQ(run.result, "-1");
     EXPECT_EQ(CountOf("Sleep", run.script), 31u);
     EXPECT_EQ(run.log, (Script{"Service stop timed out."}));
-}
-
-TEST(TimedStop, TheNewestWaitHintIsTheOneThatIsSleptWhileAStopIsPending)
-{
-    const ReportedStatus first = WithHint(kStopPending, 700);
-    const ReportedStatus second = WithHint(kStopPending, 20);
-    ExpectRun(StopService(MachineWith(R"({
-                  "state": "stopPending", "waitHint": 700,
-                  "states": [{"afterMs": 600, "state": "stopPending", "waitHint": 20},
-                             {"afterMs": 710, "state": "stopped"}]})")),
-              "1",
-              Whole({QueryStatusEx(first), kAnnounced, Sleep(700), QueryStatusEx(second), Tick(700), kAnnounced,
-                     Sleep(20), QueryStatusEx(kStopped), "log: Service stopped successfully."}));
-}
-
-TEST(TimedStop, TheWaitHintThatTheControlReportsReplacesTheOneBeforeIt)
-{
-    ExpectRun(StopService(MachineWith(R"({
-                  "state": "running", "waitHint": 9000,
-                  "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 30},
-                                        {"afterMs": 10, "state": "stopped"}]}})")),
-              "0",
-              Whole({QueryStatusEx(WithHint(kRunning, 9000)), SendStop(WithHint(kStopPending, 30)), Sleep(30),
-                     QueryStatusEx(kStopped)}));
 }
 
 } // namespace

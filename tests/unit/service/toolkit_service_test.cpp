@@ -1,4 +1,5 @@
 // Proves how the toolkit's service is installed, configured, started, stopped, unregistered and deleted.
+#include "tests/support/run_tests.h"
 #include "tests/support/service_script.h"
 #include "tests/support/windows_script.h"
 
@@ -57,10 +58,14 @@ const std::string kManagerRefused = Failing(kOpenManager);
 
 // ---- Installation ----
 
-SimulatedRun Install(const winsim::Machine& machine, const SimulatedRunOptions& options = {},
-                     const std::string& vendor = "KELO")
+SimulatedRun InstallFor(const std::string& vendor, const winsim::Machine& machine)
 {
-    return CallFunction(machine, "InstallTkService", {vendor, kDirectory}, options);
+    return CallFunction(machine, "InstallTkService", {vendor, kDirectory});
+}
+
+SimulatedRun Install(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
+{
+    return CallFunction(machine, "InstallTkService", {"KELO", kDirectory}, options);
 }
 
 constexpr char kBegin[] = "log: InstallTkService - Make sure that the Service isn't running first!";
@@ -94,11 +99,12 @@ const std::string kDescribed =
 const std::string kStarted = Call("StartServiceW", {"service#1", 0, nullptr}, 1);
 const Script kInstalled = {kCloseBoth, "log: KlTKService - service installed/registered"};
 const Script kFinalPhase = {kFinalOpened, kKeloConfigured, kDescribed, kStarted, kInstalled};
+const Script kFirstInstallation = {kUpToRegistration, kFinalPhase};
 
 TEST(InstallTkService, FirstInstallation)
 {
     const SimulatedRun run = Install(ToolkitMachine());
-    ExpectRun(run, "0", {kUpToRegistration, kFinalPhase});
+    ExpectRun(run, "0", kFirstInstallation);
     const winsim::Service& service = ServiceOf(run);
     EXPECT_EQ(service.startType, 2u);
     EXPECT_EQ(service.loadOrderGroup, "SmartcardGroup");
@@ -144,7 +150,7 @@ TEST(InstallTkService, RegistrationIsWaitedForWithoutALimitAndItsExitCodeNotLook
     const SimulatedRun run = Install(ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": {"runs": [
         {"arguments": "-Service", "runMs": 36000000, "exitCode": 1,
          "effects": {"services": {"KlPCR": {"binaryPath": "x"}}}}]}}})"));
-    ExpectRun(run, "0", {kUpToRegistration, kFinalPhase});
+    ExpectRun(run, "0", kFirstInstallation);
     EXPECT_EQ(run.outcome.clockMs, 36000000u);
 }
 
@@ -194,7 +200,7 @@ TEST(InstallTkService, VendorAndVersionChooseTheDependencies)
         {
             SCOPED_TRACE(std::string(vendor.vendor) + " on " + version.version);
             const SimulatedRun run =
-                Install(Changed(ToolkitMachine(), {{"windows", {{"version", version.version}}}}), {}, vendor.vendor);
+                InstallFor(vendor.vendor, Changed(ToolkitMachine(), {{"windows", {{"version", version.version}}}}));
             EXPECT_EQ(run.result, "0");
 
             Script dependencies;
@@ -218,7 +224,7 @@ TEST(InstallTkService, VendorAndVersionChooseTheDependencies)
 
 TEST(InstallTkService, BeforeVistaTheSecondProbeIsNotMade)
 {
-    ExpectRun(Install(ToolkitMachine(R"({"windows": {"version": "5.2"}})"), {}, "Other"), "0",
+    ExpectRun(InstallFor("Other", ToolkitMachine(R"({"windows": {"version": "5.2"}})")), "0",
               {kNotInstalled, kRegister,
                "log: InstallTkService - A unknown TSS name was provided, set to have no TSS dependencies",
                AskForVersion(6, 0, false), kRegistered, kFinalOpened, Configured({"RPCSS"}), kDescribed, kStarted,
@@ -227,7 +233,7 @@ TEST(InstallTkService, BeforeVistaTheSecondProbeIsNotMade)
 
 TEST(InstallTkService, OnVistaAndWindows7TheListHoldsTbs)
 {
-    ExpectRun(Install(ToolkitMachine(R"({"windows": {"version": "6.1"}})"), {}, "ntru"), "0",
+    ExpectRun(InstallFor("ntru", ToolkitMachine(R"({"windows": {"version": "6.1"}})")), "0",
               {kNotInstalled, kRegister, AskForVersion(6, 0, true), AskForVersion(6, 2, false),
                "log: This is Vista/Win7, add TBS Service to dependencies....", kRegistered, kFinalOpened,
                Configured({"tcsd_win32.exe", "TBS", "RPCSS"}), kDescribed, kStarted, kInstalled});
@@ -238,18 +244,9 @@ TEST(InstallTkService, OnVistaAndWindows7TheListHoldsTbs)
 const Script kOldFound = {kBegin, kOpenManager, kOpenForAll, kStopBegins};
 
 // The rest of the installation after the first phase when the service existed: it is registered anew and started.
-Script RestOfInstall(const char* startError = nullptr)
-{
-    Script final = kFinalPhase;
-    if (startError != nullptr)
-        final = {kFinalOpened,
-                 kKeloConfigured,
-                 kDescribed,
-                 Failing(kStarted, 0),
-                 std::string("log: InstallTkService failed to start the KlPCR Service ") + startError,
-                 kInstalled};
-    return {kDependenciesChosen, kRegistered, final};
-}
+const Script kInstalledAnew = {kDependenciesChosen, kRegistered, kFinalPhase};
+const Script kRunningAlready = Replaced(
+    kInstalledAnew, kStarted, {Failing(kStarted, 0), "log: InstallTkService failed to start the KlPCR Service 1056"});
 
 winsim::Machine InstalledBefore(const char* service)
 {
@@ -257,130 +254,74 @@ winsim::Machine InstalledBefore(const char* service)
     return RunningInstead(MachineWithService(service), R"([{"arguments": "-Service"}])");
 }
 
-TEST(InstallTkService, RunningServiceIsStoppedFirst)
-{
-    ExpectRun(Install(InstalledBefore(R"({"state": "running",
-                                          "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})")),
-              "0",
-              {kOldFound, QueryStatusEx(kRunning), SendStop(kStopped),
-               "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth, RestOfInstall()});
-}
+constexpr char kStopLine[] = "log: InstallTkService - Stopped the KlPCR Service";
+constexpr char kNoManager[] = "log: InstallTkService - failed to open the SCM. 5";
+const std::string kAnnounced = Call("printf", {"Service stop pending...\n"}, 24);
+constexpr ReportedStatus kUnstoppable{.state = 4, .controls = 0, .waitHint = 31000};
 
-TEST(InstallTkService, SlowStopIsWaitedFor)
-{
-    ExpectRun(Install(InstalledBefore(R"({
-                  "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 6000},
-                                                            {"afterMs": 12000, "state": "stopped"}]}})")),
-              "0",
-              {kOldFound, QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 6000)), Sleep(6000),
-               QueryStatusEx(WithHint(kStopPending, 6000)), Call("GetTickCount", {}, 606000), Sleep(6000),
-               QueryStatusEx(kStopped), "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth,
-               RestOfInstall()});
-}
+const auto kServicesLeft =
+    RunTests("InstallTkService", &Install)
+        .Run("RunningServiceIsStoppedFirst",
+             InstalledBefore(R"({"state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"),
+             "0", {kOldFound, QueryStatusEx(kRunning), SendStop(kStopped), kStopLine, kCloseBoth, kInstalledAnew})
+        .Run("SlowStopIsWaitedFor", InstalledBefore(R"({"state": "running", "onStop": {"states": [
+                 {"afterMs": 0, "state": "stopPending", "waitHint": 6000}, {"afterMs": 12000, "state": "stopped"}]}})"),
+             "0",
+             {kOldFound, QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 6000)), Sleep(6000),
+              QueryStatusEx(WithHint(kStopPending, 6000)), Call("GetTickCount", {}, 606000), Sleep(6000),
+              QueryStatusEx(kStopped), kStopLine, kCloseBoth, kInstalledAnew})
+        .Run("ServiceThatDoesNotStopIsLoggedAndTheInstallationGoesOn",
+             InstalledBefore(R"({"state": "running", "controlsAccepted": 0, "waitHint": 31000})"), "0",
+             {kOldFound, QueryStatusEx(kUnstoppable), SendRefusedStop(kUnstoppable), Sleep(31000),
+              QueryStatusEx(kUnstoppable), Call("GetTickCount", {}, 631000), "log: Wait timed out",
+              "log: InstallTkService - failed to stop the KlPCR Service. -1", kCloseBoth, kRunningAlready})
+        .Run("PendingStopThatEndsCountsAsAFailureToStop",
+             InstalledBefore(
+                 R"({"state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 900, "state": "stopped"}]})"),
+             "0",
+             {kOldFound, QueryStatusEx(WithHint(kStopPending, 1000)), kAnnounced, Sleep(1000), QueryStatusEx(kStopped),
+              "log: Service stopped successfully.", "log: InstallTkService - failed to stop the KlPCR Service. 1",
+              kCloseBoth, kInstalledAnew})
+        .Log("FailedQueryCountsAsAFailureToStop", InstalledBefore(R"({"state": "running"})"),
+             {.faults = {"QueryServiceStatusEx#2=6"}}, "0",
+             {kBegin, "log: QueryServiceStatusEx failed (6)",
+              "log: InstallTkService - failed to stop the KlPCR Service. -2", kRunningAlready});
 
-TEST(InstallTkService, ServiceThatDoesNotStopIsLoggedAndTheInstallationGoesOn)
-{
-    const ReportedStatus running{.state = 4, .controls = 0, .waitHint = 31000};
-    ExpectRun(Install(InstalledBefore(R"({"state": "running", "controlsAccepted": 0, "waitHint": 31000})")), "0",
-              {kOldFound, QueryStatusEx(running), SendRefusedStop(running), Sleep(31000), QueryStatusEx(running),
-               Call("GetTickCount", {}, 631000), "log: Wait timed out",
-               "log: InstallTkService - failed to stop the KlPCR Service. -1", kCloseBoth, RestOfInstall("1056")});
-}
+// ---- Failures ----
 
-TEST(InstallTkService, PendingStopThatEndsCountsAsAFailureToStop)
-{
-    const ReportedStatus pending = WithHint(kStopPending, 1000);
-    ExpectRun(Install(InstalledBefore(
-                  R"({"state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 900, "state": "stopped"}]})")),
-              "0",
-              {kOldFound, QueryStatusEx(pending), Call("printf", {"Service stop pending...\n"}, 24), Sleep(1000),
-               QueryStatusEx(kStopped), "log: Service stopped successfully.",
-               "log: InstallTkService - failed to stop the KlPCR Service. 1", kCloseBoth, RestOfInstall()});
-}
-
-TEST(InstallTkService, FailedQueryCountsAsAFailureToStop)
-{
-    const SimulatedRun run =
-        Install(InstalledBefore(R"({"state": "running"})"), {.faults = {"QueryServiceStatusEx#2=6"}});
-    EXPECT_EQ(run.result, "0");
-    EXPECT_EQ(run.log,
-              (Script{"InstallTkService - Make sure that the Service isn't running first!",
-                      "QueryServiceStatusEx failed (6)", "InstallTkService - failed to stop the KlPCR Service. -2",
-                      "KlTKService - now properly install/register the service", "This is Win8, no TBS Service....",
-                      "InstallTkService failed to start the KlPCR Service 1056",
-                      "KlTKService - service installed/registered"}));
-}
-
-TEST(InstallTkService, ManagerThatCannotBeOpenedAtFirstIsLogged)
-{
-    ExpectRun(Install(ToolkitMachine(), {.faults = {"OpenSCManagerW#1=1115"}}), "0",
-              {kBegin, kManagerRefused, "log: InstallTkService - failed to open the SCM. 1115", kDependenciesChosen,
-               kRegistered, kFinalPhase});
-}
-
-TEST(InstallTkService, ErrorOfTheFirstOpeningIsReadBehindTheClosingOfTheManager)
-{
-    ExpectRun(Install(ToolkitMachine(), {.faults = {"CloseServiceHandle#1=6"}}), "0",
-              {kBegin, kOpenManager, kNotOpened, Failing(kCloseManager, 0),
-               "log: InstallTkService - failed to open the KlPCR Service. 6 (this is expected)", kDependenciesChosen,
-               kRegistered, kFinalPhase});
-}
-
-// ---- Failures of the registration and the final phase ----
-
-TEST(InstallTkService, ProgramThatCannotBeStartedIsNeitherWaitedForNorClosed)
-{
-    ExpectRun(Install(ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": null}})")), "-1",
-              {kNotInstalled, kDependenciesChosen, Failing(kRun, 0), kNotRegistered});
-}
-
-TEST(InstallTkService, ServiceThatIsThereIsConfiguredThoughItsProgramCannotBeStarted)
-{
-    ExpectRun(Install(InstalledBefore("{}"), {.faults = {"CreateProcessW=5"}}), "0",
-              {kOldFound, QueryStatusEx(kStopped), SendRefusedStop(kStopped),
-               "log: InstallTkService - Stopped the KlPCR Service", kCloseBoth, kDependenciesChosen, Failing(kRun, 0),
-               kFinalPhase});
-}
-
-TEST(InstallTkService, ManagerThatCannotBeOpenedForTheFinalPhaseIsAFailure)
-{
-    ExpectRun(Install(ToolkitMachine(), {.faults = {"OpenSCManagerW#2=5"}}), "-1",
-              {kUpToRegistration, kManagerRefused, "log: InstallTkService - failed to open the SCM. 5"});
-}
-
-TEST(InstallTkService, ManagerThatCanNeverBeOpenedIsLoggedTwice)
-{
-    ExpectRun(Install(ToolkitMachine(), {.faults = {"OpenSCManagerW=5"}}), "-1",
-              {kBegin, kManagerRefused, "log: InstallTkService - failed to open the SCM. 5", kDependenciesChosen,
-               kRegistered, kManagerRefused, "log: InstallTkService - failed to open the SCM. 5"});
-}
-
-TEST(InstallTkService, ServiceThatItsProgramDidNotRegisterIsAFailure)
-{
-    ExpectRun(Install(ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": {"runs": []}}})")), "-1",
-              {kUpToRegistration, kNotRegistered});
-}
-
-TEST(InstallTkService, FailedConfigurationIsLoggedAndTheRestDone)
-{
-    ExpectRun(Install(ToolkitMachine(), {.faults = {"ChangeServiceConfigW=1057"}}), "0",
-              {kUpToRegistration, kFinalOpened, Failing(kKeloConfigured, 0),
-               "log: InstallTkService failed to change KlPCR Service configuration 1057", kDescribed, kStarted,
-               kInstalled});
-}
-
-TEST(InstallTkService, FailedDescriptionIsIgnored)
-{
-    ExpectRun(Install(ToolkitMachine(), {.faults = {"ChangeServiceConfig2W=5"}}), "0",
-              {kUpToRegistration, kFinalOpened, kKeloConfigured, Failing(kDescribed, 0), kStarted, kInstalled});
-}
-
-TEST(InstallTkService, FailedStartIsLoggedAndIsNoFailure)
-{
-    ExpectRun(Install(ToolkitMachine(R"({"services": {"tcsd_x86": null}})")), "0",
-              {kUpToRegistration, kFinalOpened, kKeloConfigured, kDescribed, Failing(kStarted, 0),
-               "log: InstallTkService failed to start the KlPCR Service 1075", kInstalled});
-}
+const auto kInstallationFailures =
+    RunTests("InstallTkService", &Install)
+        .Run("ManagerThatCannotBeOpenedAtFirstIsLogged", ToolkitMachine(), {.faults = {"OpenSCManagerW#1=5"}}, "0",
+             {kBegin, kManagerRefused, kNoManager, kDependenciesChosen, kRegistered, kFinalPhase})
+        .Run("ErrorOfTheFirstOpeningIsReadBehindTheClosingOfTheManager", ToolkitMachine(),
+             {.faults = {"CloseServiceHandle#1=6"}}, "0",
+             {kBegin, kOpenManager, kNotOpened, Failing(kCloseManager, 0),
+              "log: InstallTkService - failed to open the KlPCR Service. 6 (this is expected)", kDependenciesChosen,
+              kRegistered, kFinalPhase})
+        .Run("ProgramThatCannotBeStartedIsNeitherWaitedForNorClosed",
+             ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": null}})"), "-1",
+             {kNotInstalled, kDependenciesChosen, Failing(kRun, 0), kNotRegistered})
+        .Run("ServiceThatIsThereIsConfiguredThoughItsProgramCannotBeStarted", InstalledBefore("{}"),
+             {.faults = {"CreateProcessW=5"}}, "0",
+             {kOldFound, QueryStatusEx(kStopped), SendRefusedStop(kStopped), kStopLine, kCloseBoth, kDependenciesChosen,
+              Failing(kRun, 0), kFinalPhase})
+        .Run("ManagerThatCannotBeOpenedForTheFinalPhaseIsAFailure", ToolkitMachine(),
+             {.faults = {"OpenSCManagerW#2=5"}}, "-1", {kUpToRegistration, kManagerRefused, kNoManager})
+        .Run("ManagerThatCanNeverBeOpenedIsLoggedTwice", ToolkitMachine(), {.faults = {"OpenSCManagerW=5"}}, "-1",
+             {kBegin, kManagerRefused, kNoManager, kDependenciesChosen, kRegistered, kManagerRefused, kNoManager})
+        .Run("ServiceThatItsProgramDidNotRegisterIsAFailure",
+             ToolkitMachine(R"({"programs": {"C:\\Toolkit\\KlPCR.exe": {"runs": []}}})"), "-1",
+             {kUpToRegistration, kNotRegistered})
+        .Run("FailedConfigurationIsLoggedAndTheRestDone", ToolkitMachine(), {.faults = {"ChangeServiceConfigW=1057"}},
+             "0",
+             Replaced(kFirstInstallation, kKeloConfigured,
+                      {Failing(kKeloConfigured, 0),
+                       "log: InstallTkService failed to change KlPCR Service configuration 1057"}))
+        .Run("FailedDescriptionIsIgnored", ToolkitMachine(), {.faults = {"ChangeServiceConfig2W=5"}}, "0",
+             Replaced(kFirstInstallation, kDescribed, Failing(kDescribed, 0)))
+        .Run("FailedStartIsLoggedAndIsNoFailure", ToolkitMachine(R"({"services": {"tcsd_x86": null}})"), "0",
+             Replaced(kFirstInstallation, kStarted,
+                      {Failing(kStarted, 0), "log: InstallTkService failed to start the KlPCR Service 1075"}));
 
 TEST(InstallTkService, DirectoryIsUsedAsItStands)
 {
@@ -444,84 +385,71 @@ bool IsGone(const SimulatedRun& run)
     return run.After().services.Find("KlPCR") == nullptr;
 }
 
-TEST(UnInstallTkService, AbsentServiceIsAFailure)
+void ExpectGone(const SimulatedRun& run)
 {
-    ExpectRun(UnInstall(ToolkitMachine()), "-1",
-              {kEnter, kOpenManager, kNotOpened, "log: UnInstallTkService - failed to open the KlPCR Service! 1060",
-               kCloseManager});
-}
-
-TEST(UnInstallTkService, ManagerThatCannotBeOpenedIsAFailure)
-{
-    ExpectRun(UnInstall(MachineWithService("{}"), {.faults = {"OpenSCManagerW=5"}}), "-1",
-              {kEnter, kManagerRefused, "log: UnInstallTkService - failed to open the SCM. 5"});
-}
-
-TEST(UnInstallTkService, RunningServiceIsStoppedUnregisteredAndDeleted)
-{
-    const SimulatedRun run = UnInstall(MachineWithService(R"({
-        "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"));
-    ExpectRun(
-        run, "0",
-        {kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(kStopped), Unregistered(), kDeleted});
     EXPECT_TRUE(IsGone(run));
 }
 
-TEST(UnInstallTkService, SlowStopIsWaitedFor)
+// Windows keeps a running service until it stops.
+void ExpectMarkedForDeletion(const SimulatedRun& run)
 {
-    const SimulatedRun run = UnInstall(MachineWithService(R"({
-        "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 15000},
-                                                  {"afterMs": 29999, "state": "stopped"}]}})"));
-    const ReportedStatus pending = WithHint(kStopPending, 15000);
-    ExpectRun(run, "0",
-              {kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(pending), Sleep(15000),
-               QueryStatusEx(pending), Call("GetTickCount", {}, 615000), Sleep(15000), QueryStatusEx(kStopped),
-               Unregistered(), kDeleted});
-    EXPECT_TRUE(IsGone(run));
-}
-
-TEST(UnInstallTkService, StoppedServiceIsUnregisteredAndDeleted)
-{
-    const SimulatedRun run = UnInstall(MachineWithService("{}"));
-    ExpectRun(run, "0", {kOpened, LookedUp(), kStoppedAlready, Unregistered(), kDeleted});
-    EXPECT_TRUE(IsGone(run));
-}
-
-TEST(UnInstallTkService, PendingStopThatEndsIsNotUnregisteredButDeleted)
-{
-    const SimulatedRun run = UnInstall(MachineWithService(
-        R"({"state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 500, "state": "stopped"}]})"));
-    ExpectRun(run, "0",
-              {kOpened, LookedUp(), kStopBegins, QueryStatusEx(WithHint(kStopPending, 1000)),
-               Call("printf", {"Service stop pending...\n"}, 24), Sleep(1000), QueryStatusEx(kStopped),
-               "log: Service stopped successfully.", kNotUnregistered, kDeleted});
-    EXPECT_TRUE(IsGone(run));
-}
-
-TEST(UnInstallTkService, ServiceThatDoesNotStopIsNotUnregisteredButDeleted)
-{
-    const ReportedStatus running{.state = 4, .controls = 0, .waitHint = 10000};
-    Script script = {kOpened, LookedUp(), kStopBegins, QueryStatusEx(running), SendRefusedStop(running)};
-    for (const int tick : {610000, 620000, 630000, 640000})
-        script = {script, Sleep(10000), QueryStatusEx(running), Call("GetTickCount", {}, tick)};
-    const SimulatedRun run =
-        UnInstall(MachineWithService(R"({"state": "running", "controlsAccepted": 0, "waitHint": 10000})"));
-    ExpectRun(run, "0", {script, "log: Wait timed out", kNotUnregistered, kDeleted});
-    // Windows keeps a running service until it stops.
     EXPECT_TRUE(ServiceOf(run).isMarkedForDeletion);
 }
 
-TEST(UnInstallTkService, ServiceWhoseStopCannotBeFollowedIsNotUnregisteredButDeleted)
+const Script kStopSeen = {kOpened, LookedUp(), kStopBegins};
+constexpr ReportedStatus kNeverStops{.state = 4, .controls = 0, .waitHint = 10000};
+
+// A poll of the service that never stops.
+Script NeverStopsAt(int tick)
 {
-    const SimulatedRun run = UnInstall(MachineWithService(R"({
-        "state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopPending", "waitHint": 500}]}})"),
-                                       {.faults = {"QueryServiceStatusEx#2=6"}});
-    ExpectRun(run, "0",
-              {kOpened, LookedUp(), kStopBegins, QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 500)),
-               Sleep(500), Failing(QueryStatusEx(kStopped), 0), "log: QueryServiceStatusEx failed (6)",
-               kNotUnregistered, kDeleted});
-    EXPECT_TRUE(ServiceOf(run).isMarkedForDeletion);
+    return {Sleep(10000), QueryStatusEx(kNeverStops), Call("GetTickCount", {}, tick)};
 }
+
+const auto kRemovals =
+    RunTests("UnInstallTkService", &UnInstall)
+        .Run("AbsentServiceIsAFailure", ToolkitMachine(), "-1",
+             {kEnter, kOpenManager, kNotOpened, "log: UnInstallTkService - failed to open the KlPCR Service! 1060",
+              kCloseManager})
+        .Run("ManagerThatCannotBeOpenedIsAFailure", MachineWithService("{}"), {.faults = {"OpenSCManagerW=5"}}, "-1",
+             {kEnter, kManagerRefused, "log: UnInstallTkService - failed to open the SCM. 5"})
+        .Run("RunningServiceIsStoppedUnregisteredAndDeleted",
+             MachineWithService(R"({"state": "running", "onStop": {"states": [{"afterMs": 0, "state": "stopped"}]}})"),
+             "0", {kStopSeen, QueryStatusEx(kRunning), SendStop(kStopped), Unregistered(), kDeleted}, &ExpectGone)
+        .Run("SlowStopIsWaitedFor", MachineWithService(R"({"state": "running", "onStop": {"states": [
+                 {"afterMs": 0, "state": "stopPending", "waitHint": 15000}, {"afterMs": 29999, "state": "stopped"}]}})"),
+             "0",
+             {kStopSeen, QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 15000)), Sleep(15000),
+              QueryStatusEx(WithHint(kStopPending, 15000)), Call("GetTickCount", {}, 615000), Sleep(15000),
+              QueryStatusEx(kStopped), Unregistered(), kDeleted},
+             &ExpectGone)
+        .Run("StoppedServiceIsUnregisteredAndDeleted", MachineWithService("{}"), "0",
+             {kOpened, LookedUp(), kStoppedAlready, Unregistered(), kDeleted}, &ExpectGone)
+        .Run("PendingStopThatEndsIsNotUnregisteredButDeleted",
+             MachineWithService(
+                 R"({"state": "stopPending", "waitHint": 1000, "states": [{"afterMs": 500, "state": "stopped"}]})"),
+             "0",
+             {kStopSeen, QueryStatusEx(WithHint(kStopPending, 1000)), kAnnounced, Sleep(1000), QueryStatusEx(kStopped),
+              "log: Service stopped successfully.", kNotUnregistered, kDeleted},
+             &ExpectGone)
+        .Run("ServiceThatDoesNotStopIsNotUnregisteredButDeleted",
+             MachineWithService(R"({"state": "running", "controlsAccepted": 0, "waitHint": 10000})"), "0",
+             {kStopSeen, QueryStatusEx(kNeverStops), SendRefusedStop(kNeverStops), NeverStopsAt(610000),
+              NeverStopsAt(620000), NeverStopsAt(630000), NeverStopsAt(640000), "log: Wait timed out", kNotUnregistered,
+              kDeleted},
+             &ExpectMarkedForDeletion)
+        .Run("ServiceWhoseStopCannotBeFollowedIsNotUnregisteredButDeleted",
+             MachineWithService(R"({"state": "running", "onStop": {"states": [
+                 {"afterMs": 0, "state": "stopPending", "waitHint": 500}]}})"),
+             {.faults = {"QueryServiceStatusEx#2=6"}}, "0",
+             {kStopSeen, QueryStatusEx(kRunning), SendStop(WithHint(kStopPending, 500)), Sleep(500),
+              Failing(QueryStatusEx(kStopped), 0), "log: QueryServiceStatusEx failed (6)", kNotUnregistered, kDeleted},
+             &ExpectMarkedForDeletion)
+        .Run("FailedDeletionIsLoggedWithItsErrorAndIsNoFailure", MachineWithService("{}"),
+             {.faults = {"DeleteService=5"}}, "0",
+             {kOpened, LookedUp(), kStoppedAlready, Unregistered(), Failing(kDelete, 0),
+              "log: UnInstallTkService - failed to delete the service 5", kCloseBoth,
+              "log: UnInstallTkService - completed"},
+             [](const SimulatedRun& run) { EXPECT_FALSE(ServiceOf(run).isMarkedForDeletion); });
 
 TEST(UnInstallTkService, ServiceThatIsStillStartingIsNotToldAgainToStop)
 {
@@ -602,16 +530,6 @@ TEST(UnInstallTkService, ServiceThatItsProgramDeletedCannotBeDeletedAgain)
                       "UnInstallTkService - Unregisted the COM portion of the service",
                       "UnInstallTkService - failed to delete the service 1072", "UnInstallTkService - completed"}));
     EXPECT_TRUE(IsGone(run));
-}
-
-TEST(UnInstallTkService, FailedDeletionIsLoggedWithItsErrorAndIsNoFailure)
-{
-    const SimulatedRun run = UnInstall(MachineWithService("{}"), {.faults = {"DeleteService=5"}});
-    ExpectRun(run, "0",
-              {kOpened, LookedUp(), kStoppedAlready, Unregistered(), Failing(kDelete, 0),
-               "log: UnInstallTkService - failed to delete the service 5", kCloseBoth,
-               "log: UnInstallTkService - completed"});
-    EXPECT_FALSE(IsGone(run));
 }
 
 TEST(UnInstallTkService, UndoesTheInstallation)

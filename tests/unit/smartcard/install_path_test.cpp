@@ -1,4 +1,5 @@
 // Proves which registry values count as the install location.
+#include "tests/support/run_tests.h"
 #include "tests/unit/smartcard/card_script.h"
 
 #include <gmock/gmock.h>
@@ -7,7 +8,6 @@
 namespace
 {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr char kKey[] = R"(HKLM\SOFTWARE\Kelo Systems Corp.\Common)";
@@ -37,26 +37,26 @@ TEST(GetInstallPath, TheValueIsReadAtOnce)
     EXPECT_EQ(run.script[2], kCloseKey);
 }
 
-TEST(GetInstallPath, AMissingKeyYieldsNothing)
-{
-    ExpectRun(GetInstallPath(MachineOf("{}")), "false (untouched)", {Failing(kOpenPathKey, 2)});
-}
-
-TEST(GetInstallPath, TheKeyWithoutThePeriodIsAnotherOne)
-{
-    EXPECT_EQ(GetInstallPath(Stored("C:\\Kelo", R"(HKLM\SOFTWARE\Kelo Systems Corp\Common)")).result,
-              "false (untouched)");
-}
-
-TEST(GetInstallPath, AMissingValueYieldsNothing)
-{
-    EXPECT_EQ(
-        GetInstallPath(
+const auto kInstallPaths =
+    RunTests("GetInstallPath", &GetInstallPath)
+        .Run("AMissingKeyYieldsNothing", MachineOf("{}"), "false (untouched)", {Failing(kOpenPathKey, 2)})
+        .Result("TheKeyWithoutThePeriodIsAnotherOne", Stored("C:\\Kelo", R"(HKLM\SOFTWARE\Kelo Systems Corp\Common)"),
+                "false (untouched)")
+        .Result(
+            "AMissingValueYieldsNothing",
             MachineOf(
-                R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp.\\Common": {"values": {"Path": "C:\\Kelo"}}}})"))
-            .result,
-        "false (untouched)");
-}
+                R"({"registry": {"HKLM\\SOFTWARE\\Kelo Systems Corp.\\Common": {"values": {"Path": "C:\\Kelo"}}}})"),
+            "false (untouched)")
+        .Result("TextWithoutAZeroEndsAtItsLength", Stored({{"type", "REG_SZ"}, {"hex", "43003a005c004b00"}}),
+                "true C:\\K")
+        .Result("TextEndsAtItsFirstZero", Stored({{"type", "REG_SZ"}, {"hex", "43003a0000005c0000000000"}}), "true C:")
+        .Result("AnEmptyTextIsAText", Stored(""), "true ")
+        .Result("ExpandableTextIsTakenAsItStands",
+                Stored({{"type", "REG_EXPAND_SZ"}, {"text", "%ProgramFiles%\\Kelo"}}), "true %ProgramFiles%\\Kelo")
+        .Result("CharactersOfTheCodePageComeBackAsTheyWere", Stored("C:\\caf\u00E9 \u20AC"),
+                "true C:\\caf\u00E9 \u20AC")
+        .Result("AReadThatFailsYieldsNothingAndTheKeyIsClosed", Stored("C:\\Kelo"), {.faults = {"RegQueryValueExA=5"}},
+                "false (untouched)", [](const SimulatedRun& run) { EXPECT_EQ(run.script.back(), kCloseKey); });
 
 TEST(GetInstallPath, TextThatFillsTheBufferWithItsZeroIsTaken)
 {
@@ -71,11 +71,6 @@ TEST(GetInstallPath, OneMoreCharacterIsTooMany)
     EXPECT_EQ(GetInstallPath(Stored("C:\\" + std::string(5000, 'k'))).result, "false (untouched)");
 }
 
-TEST(GetInstallPath, TextWithoutAZeroEndsAtItsLength)
-{
-    EXPECT_EQ(GetInstallPath(Stored({{"type", "REG_SZ"}, {"hex", "43003a005c004b00"}})).result, "true C:\\K");
-}
-
 TEST(GetInstallPath, A256CharacterTextWithoutAZeroEndsThereToo)
 {
     std::string hex;
@@ -84,38 +79,10 @@ TEST(GetInstallPath, A256CharacterTextWithoutAZeroEndsThereToo)
     EXPECT_EQ(GetInstallPath(Stored({{"type", "REG_SZ"}, {"hex", hex}})).result, "true " + std::string(256, 'k'));
 }
 
-TEST(GetInstallPath, TextEndsAtItsFirstZero)
-{
-    EXPECT_EQ(GetInstallPath(Stored({{"type", "REG_SZ"}, {"hex", "43003a0000005c0000000000"}})).result, "true C:");
-}
-
-TEST(GetInstallPath, AnEmptyTextIsAText)
-{
-    EXPECT_EQ(GetInstallPath(Stored("")).result, "true ");
-}
-
-TEST(GetInstallPath, ExpandableTextIsTakenAsItStands)
-{
-    EXPECT_EQ(GetInstallPath(Stored({{"type", "REG_EXPAND_SZ"}, {"text", "%ProgramFiles%\\Kelo"}})).result,
-              "true %ProgramFiles%\\Kelo");
-}
-
 TEST(GetInstallPath, AnyOtherTypeIsNoText)
 {
     EXPECT_EQ(GetInstallPath(Stored(7)).result, "false (untouched)");
     EXPECT_EQ(GetInstallPath(Stored({{"type", "REG_BINARY"}, {"hex", "433a5c00"}})).result, "false (untouched)");
-}
-
-TEST(GetInstallPath, CharactersOfTheCodePageComeBackAsTheyWere)
-{
-    EXPECT_EQ(GetInstallPath(Stored("C:\\caf\u00E9 \u20AC")).result, "true C:\\caf\u00E9 \u20AC");
-}
-
-TEST(GetInstallPath, AReadThatFailsYieldsNothingAndTheKeyIsClosed)
-{
-    const SimulatedRun run = GetInstallPath(Stored("C:\\Kelo"), {.faults = {"RegQueryValueExA=5"}});
-    EXPECT_EQ(run.result, "false (untouched)");
-    EXPECT_EQ(run.script.back(), kCloseKey);
 }
 
 } // namespace

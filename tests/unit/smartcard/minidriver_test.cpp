@@ -1,4 +1,5 @@
 // Proves how the minidriver is installed and removed.
+#include "tests/support/run_tests.h"
 #include "tests/unit/smartcard/card_machine.h"
 
 namespace
@@ -66,19 +67,33 @@ TEST(InstallMiniDrv, AReaderThatIsThereSkipsAllEvenTheServices)
                "log: Install MiniDriver - Kelo VSC already installed... skipping...."});
 }
 
-TEST(InstallMiniDrv, A32BitProcessOn64BitWindowsCopiesAndRunsNoCommand)
-{
-    ExpectRun(Install(R"({"windows": {"wow64": true}})"), "0",
-              {kNoReaders, AskForVersion(6, 0, true), AskForWow64(true), AskForWow64(true), kSystemFolderIs,
-               kWindowsFolderIs, kBothCopies, AskForWow64(true), kInstalled});
-}
-
-TEST(InstallMiniDrv, WithoutASystemFolderNothingIsInstalled)
-{
-    ExpectRun(Install(R"({"folders": {"system": null}})"), "-1",
-              {kNoReaders, AskForVersion(6, 0, true), kConfiguredServices, NoFolder(kSystemFolder),
-               R"(log: Install SmartCard - Failed to get path to ...\System32)"});
-}
+const auto kInstallations =
+    RunTests("InstallMiniDrv", &Install)
+        .Run("A32BitProcessOn64BitWindowsCopiesAndRunsNoCommand", R"({"windows": {"wow64": true}})", "0",
+             {kNoReaders, AskForVersion(6, 0, true), AskForWow64(true), AskForWow64(true), kSystemFolderIs,
+              kWindowsFolderIs, kBothCopies, AskForWow64(true), kInstalled})
+        .Run("WithoutASystemFolderNothingIsInstalled", R"({"folders": {"system": null}})", "-1",
+             {kNoReaders, AskForVersion(6, 0, true), kConfiguredServices, NoFolder(kSystemFolder),
+              R"(log: Install SmartCard - Failed to get path to ...\System32)"})
+        .Run("AFirstCopyThatFailsEndsTheInstallationWithoutAMove",
+             R"({"files": {"C:\\Windows\\system32\\KeloMiniDriverBody64.dll": {"inUse": true}}})", "-3",
+             {kPrepared, Failing(CopyOf(kSource64, kTarget64), 0),
+              "log: Install SmartCard - Failed to copy the KeloMiniDriverBody64.dll to System32 err: 32"})
+        .Run("ASecondCopyThatFailsEndsTheInstallationAndTheFirstStays",
+             R"({"files": {"C:\\Kelo\\TPM_VSCard\\KeloMiniDriverBody.dll": null}})", "-3",
+             {kPrepared, CopyOf(kSource64, kTarget64), Failing(CopyOf(kSource32, kTarget32), 0),
+              "log: Install SmartCard - Failed to copy the KeloMiniDriverBody.dll to SysWOW64 err: 2"},
+             [](const SimulatedRun& run) { EXPECT_EQ(TextOf(run.After(), kTarget64), "minidriver for 64 bits"); })
+        .Run("AFirstCommandThatCannotBeStartedEndsTheInstallation", "{}", {.faults = {"CreateProcessW#1=740"}}, "-4",
+             {kPrepared, kBothCopies, AskForWow64(), StagerFailure(kDriverFolder, kAdd, 740),
+              "log: Install SmartCard - command dp_add_kelo failed!"})
+        .Run("ASecondCommandThatCannotBeStartedEndsTheInstallation", "{}", {.faults = {"CreateProcessW#2=5"}}, "-4",
+             {kPrepared, kBothCopies, AskForWow64(), StagerRun(kDriverFolder, kAdd),
+              StagerFailure(kDriverFolder, kInstall, 5), "log: Install SmartCard - failed to install the mini-Driver!"})
+        .Run("CommandsThatRunAndFailChangeNothing",
+             R"({"programs": {"C:\\Kelo\\TPM_VSCard\\DriverStager.exe": {"runs": [{"exitCode": 9}]}}})", "0",
+             {kPrepared, kBothCopies, AskForWow64(), StagerRun(kDriverFolder, kAdd, 9),
+              StagerRun(kDriverFolder, kInstall, 9), kInstalled});
 
 TEST(InstallMiniDrv, WithoutAWindowsFolderNothingIsInstalledWhateverTheLocation)
 {
@@ -93,44 +108,6 @@ TEST(InstallMiniDrv, WithoutALocationNothingIsInstalled)
     for (const char* location : {"", "(null)", "C:", "C:Kelo", "Kelo", R"(\Kelo)"})
         ExpectRun(CallFunction(CardMachine(), "InstallMiniDrv", {location}), "-1",
                   {kPrepared, "log: Install SmartCard - Failed; Location of installation was not provided"});
-}
-
-TEST(InstallMiniDrv, AFirstCopyThatFailsEndsTheInstallationWithoutAMove)
-{
-    ExpectRun(Install(R"({"files": {"C:\\Windows\\system32\\KeloMiniDriverBody64.dll": {"inUse": true}}})"), "-3",
-              {kPrepared, Failing(CopyOf(kSource64, kTarget64), 0),
-               "log: Install SmartCard - Failed to copy the KeloMiniDriverBody64.dll to System32 err: 32"});
-}
-
-TEST(InstallMiniDrv, ASecondCopyThatFailsEndsTheInstallationAndTheFirstStays)
-{
-    const SimulatedRun run = Install(R"({"files": {"C:\\Kelo\\TPM_VSCard\\KeloMiniDriverBody.dll": null}})");
-    ExpectRun(run, "-3",
-              {kPrepared, CopyOf(kSource64, kTarget64), Failing(CopyOf(kSource32, kTarget32), 0),
-               "log: Install SmartCard - Failed to copy the KeloMiniDriverBody.dll to SysWOW64 err: 2"});
-    EXPECT_EQ(TextOf(run.After(), kTarget64), "minidriver for 64 bits");
-}
-
-TEST(InstallMiniDrv, AFirstCommandThatCannotBeStartedEndsTheInstallation)
-{
-    ExpectRun(Install("{}", {.faults = {"CreateProcessW#1=740"}}), "-4",
-              {kPrepared, kBothCopies, AskForWow64(), StagerFailure(kDriverFolder, kAdd, 740),
-               "log: Install SmartCard - command dp_add_kelo failed!"});
-}
-
-TEST(InstallMiniDrv, ASecondCommandThatCannotBeStartedEndsTheInstallation)
-{
-    ExpectRun(Install("{}", {.faults = {"CreateProcessW#2=5"}}), "-4",
-              {kPrepared, kBothCopies, AskForWow64(), StagerRun(kDriverFolder, kAdd),
-               StagerFailure(kDriverFolder, kInstall, 5),
-               "log: Install SmartCard - failed to install the mini-Driver!"});
-}
-
-TEST(InstallMiniDrv, CommandsThatRunAndFailChangeNothing)
-{
-    ExpectRun(Install(R"({"programs": {"C:\\Kelo\\TPM_VSCard\\DriverStager.exe": {"runs": [{"exitCode": 9}]}}})"), "0",
-              {kPrepared, kBothCopies, AskForWow64(), StagerRun(kDriverFolder, kAdd, 9),
-               StagerRun(kDriverFolder, kInstall, 9), kInstalled});
 }
 
 // ---- Removal ----
@@ -160,12 +137,24 @@ TEST(UninstallMiniDrv, BothCommandsRunAndTheLibraryFor64BitsGoesAlone)
     EXPECT_EQ(TextOf(run.After(), kTarget32), "minidriver for 32 bits");
 }
 
-TEST(UninstallMiniDrv, AMissingLibraryIsPassedOverAndTheEndStillLogged)
-{
-    ExpectRun(Uninstall(), "0",
-              {kBeginOfRemoval, AskForWow64(), kBothRemoveCommands, kSystemFolderIs, Failing(Deletion(kTarget64), 0),
-               kRemoved});
-}
+const auto kRemovals =
+    RunTests("UninstallMiniDrv", &Uninstall)
+        .Run("AMissingLibraryIsPassedOverAndTheEndStillLogged", "", "0",
+             {kBeginOfRemoval, AskForWow64(), kBothRemoveCommands, kSystemFolderIs, Failing(Deletion(kTarget64), 0),
+              kRemoved})
+        .Run("CommandsThatCannotBeStartedAreLoggedAndTheRemovalGoesOn", kBodiesInPlace,
+             {.faults = {"CreateProcessW=193"}}, "0",
+             {kBeginOfRemoval, AskForWow64(), StagerFailure(kDriverFolder, kRemove, 193),
+              "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - failed to remove the Driver!",
+              StagerFailure(kDriverFolder, kDelete, 193),
+              "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - command dp_delete_kelo failed!",
+              kSystemFolderIs, Deletion(kTarget64), kRemoved})
+        .Run("A32BitProcessOn64BitWindowsRunsNoCommandAndStillDeletes",
+             std::string(kBodiesInPlace) + R"(, "windows": {"wow64": true})", "0",
+             {kBeginOfRemoval, AskForWow64(true), kSystemFolderIs, Deletion(kTarget64), kRemoved})
+        .Run("WithoutASystemFolderTheLibraryStays", R"("folders": {"system": null})", "-1",
+             {kBeginOfRemoval, AskForWow64(), kBothRemoveCommands, NoFolder(kSystemFolder),
+              R"(log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - Failed to get path to ...\System32)"});
 
 TEST(UninstallMiniDrv, ALibraryInUseIsMarkedForDeletionAndTheResultNotLookedAt)
 {
@@ -185,29 +174,6 @@ TEST(UninstallMiniDrv, ALibraryInUseIsMarkedForDeletionAndTheResultNotLookedAt)
     const SimulatedRun unmarked = Uninstall(kInUse, {.faults = {"MoveFileExW=5"}});
     ExpectRun(unmarked, "0", {removed, Failing(mark, 0), kRemoved});
     EXPECT_EQ(unmarked.After().pendingMoves.moves.size(), 0u);
-}
-
-TEST(UninstallMiniDrv, CommandsThatCannotBeStartedAreLoggedAndTheRemovalGoesOn)
-{
-    ExpectRun(Uninstall(kBodiesInPlace, {.faults = {"CreateProcessW=193"}}), "0",
-              {kBeginOfRemoval, AskForWow64(), StagerFailure(kDriverFolder, kRemove, 193),
-               "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - failed to remove the Driver!",
-               StagerFailure(kDriverFolder, kDelete, 193),
-               "log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - command dp_delete_kelo failed!",
-               kSystemFolderIs, Deletion(kTarget64), kRemoved});
-}
-
-TEST(UninstallMiniDrv, A32BitProcessOn64BitWindowsRunsNoCommandAndStillDeletes)
-{
-    ExpectRun(Uninstall(std::string(kBodiesInPlace) + R"(, "windows": {"wow64": true})"), "0",
-              {kBeginOfRemoval, AskForWow64(true), kSystemFolderIs, Deletion(kTarget64), kRemoved});
-}
-
-TEST(UninstallMiniDrv, WithoutASystemFolderTheLibraryStays)
-{
-    ExpectRun(Uninstall(R"("folders": {"system": null})"), "-1",
-              {kBeginOfRemoval, AskForWow64(), kBothRemoveCommands, NoFolder(kSystemFolder),
-               R"(log: CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - Failed to get path to ...\System32)"});
 }
 
 TEST(UninstallMiniDrv, WithoutTheReaderNothingIsDone)

@@ -1,4 +1,5 @@
 // Proves when the toolkit's virtual reader counts as present: the queries to the resource manager, and the log lines.
+#include "tests/support/run_tests.h"
 #include "tests/unit/smartcard/card_script.h"
 
 #include <gmock/gmock.h>
@@ -73,12 +74,21 @@ TEST(IsKlSCardInstalled, TheReaderIsFoundAtTheEndOfALongList)
     ExpectRun(AskWith(readers), "true", Search(readers, {kInstalled}));
 }
 
-TEST(IsKlSCardInstalled, WithoutAResourceManagerThereIsNoReaderAndNothingToRelease)
-{
-    ExpectRun(Ask(R"("manager": false)"), "false",
-              {Failing(kEstablishContext, -2146435043),
-               "log: CTPMSmartCard::IsKlSCardInstalled - Can't connect to SC Manager 8010001d"});
-}
+const auto kListings =
+    RunTests("IsKlSCardInstalled", &Ask)
+        .Run("WithoutAResourceManagerThereIsNoReaderAndNothingToRelease", R"("manager": false)", "false",
+             {Failing(kEstablishContext, -2146435043),
+              "log: CTPMSmartCard::IsKlSCardInstalled - Can't connect to SC Manager 8010001d"})
+        .Run("AListThatGrowsBetweenTheCallsCannotBeRead",
+             R"("readers": ["A 0"], "readersThen": ["A 0", "Kelo VIRTUAL_CARD_READER 0"])", "false",
+             {kEstablishContext, AskForLength({"A 0"}),
+              Call("SCardListReadersW", {"cardContext#1", nullptr, 5}, -2146435064, {{"pcchReaders", 32}}),
+              "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 80100008", kReleaseContext})
+        .Run("ReadersThatAreGoneAtTheSecondCallAreAFailedListing",
+             R"("readers": ["Kelo VIRTUAL_CARD_READER 0"], "readersThen": [])", "false",
+             {kEstablishContext, AskForLength({kReader}),
+              Call("SCardListReadersW", {"cardContext#1", nullptr, 28}, -2146435026),
+              "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 8010002e", kReleaseContext});
 
 TEST(IsKlSCardInstalled, AnyStatusOfTheResourceManagerIsLogged)
 {
@@ -90,33 +100,20 @@ TEST(IsKlSCardInstalled, AnyStatusOfTheResourceManagerIsLogged)
         {Failing(kEstablishContext, 5), "log: CTPMSmartCard::IsKlSCardInstalled - Can't connect to SC Manager 5"});
 }
 
-TEST(IsKlSCardInstalled, ASystemWithoutReadersHasALineOfItsOwn)
-{
-    ExpectRun(AskWith({}), "false", kNoReaders);
-}
-
-TEST(IsKlSCardInstalled, AFailedFirstListingIsLoggedAndTheContextReleased)
-{
-    ExpectRun(AskWith({kReader}, {.faults = {"SCardListReadersW#1=0x8010001E"}}), "false",
-              {kEstablishContext, Call("SCardListReadersW", {"cardContext#1", nullptr, 0}, -2146435042),
-               "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 8010001e", kReleaseContext});
-}
-
-TEST(IsKlSCardInstalled, AFailedSecondListingIsLoggedAndTheContextReleased)
-{
-    ExpectRun(AskWith({kReader}, {.faults = {"SCardListReadersW#2=0x8010001E"}}), "false",
-              {kEstablishContext, AskForLength({kReader}),
-               Call("SCardListReadersW", {"cardContext#1", nullptr, 28}, -2146435042),
-               "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 8010001e", kReleaseContext});
-}
-
-TEST(IsKlSCardInstalled, AListThatGrowsBetweenTheCallsCannotBeRead)
-{
-    ExpectRun(Ask(R"("readers": ["A 0"], "readersThen": ["A 0", "Kelo VIRTUAL_CARD_READER 0"])"), "false",
-              {kEstablishContext, AskForLength({"A 0"}),
-               Call("SCardListReadersW", {"cardContext#1", nullptr, 5}, -2146435064, {{"pcchReaders", 32}}),
-               "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 80100008", kReleaseContext});
-}
+const auto kFailedListings =
+    RunTests("IsKlSCardInstalled", &AskWith)
+        .Run("ASystemWithoutReadersHasALineOfItsOwn", {}, "false", kNoReaders)
+        .Run("AFailedFirstListingIsLoggedAndTheContextReleased", {kReader},
+             {.faults = {"SCardListReadersW#1=0x8010001E"}}, "false",
+             {kEstablishContext, Call("SCardListReadersW", {"cardContext#1", nullptr, 0}, -2146435042),
+              "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 8010001e", kReleaseContext})
+        .Run("AFailedSecondListingIsLoggedAndTheContextReleased", {kReader},
+             {.faults = {"SCardListReadersW#2=0x8010001E"}}, "false",
+             {kEstablishContext, AskForLength({kReader}),
+              Call("SCardListReadersW", {"cardContext#1", nullptr, 28}, -2146435042),
+              "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 8010001e", kReleaseContext})
+        .Log("AContextThatCannotBeReleasedChangesNothing", {kReader}, {.faults = {"SCardReleaseContext=0x80100003"}},
+             "true", {kInstalled});
 
 TEST(IsKlSCardInstalled, AListThatShrinksBetweenTheCallsIsReadAsItIsThen)
 {
@@ -127,14 +124,6 @@ TEST(IsKlSCardInstalled, AListThatShrinksBetweenTheCallsIsReadAsItIsThen)
         {kEstablishContext, AskForLength({"A 0", kReader}), ReadList(32, {kReader}), kInstalled, kReleaseContext});
     ExpectRun(Ask(R"("readers": ["A 0", "Kelo VIRTUAL_CARD_READER 0"], "readersThen": ["A 0"])"), "false",
               {kEstablishContext, AskForLength({"A 0", kReader}), ReadList(32, {"A 0"}), kReleaseContext});
-}
-
-TEST(IsKlSCardInstalled, ReadersThatAreGoneAtTheSecondCallAreAFailedListing)
-{
-    ExpectRun(Ask(R"("readers": ["Kelo VIRTUAL_CARD_READER 0"], "readersThen": [])"), "false",
-              {kEstablishContext, AskForLength({kReader}),
-               Call("SCardListReadersW", {"cardContext#1", nullptr, 28}, -2146435026),
-               "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 8010002e", kReleaseContext});
 }
 
 TEST(IsKlSCardInstalled, AListThatDoesNotEndItselfEndsAtItsLength)
@@ -156,11 +145,6 @@ TEST(IsKlSCardInstalled, AListThatMemoryDoesNotSufficeForIsAFailedListing)
               "false",
               {kEstablishContext, AskForLength(readers),
                "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 80100006", kReleaseContext});
-}
-
-TEST(IsKlSCardInstalled, AContextThatCannotBeReleasedChangesNothing)
-{
-    ExpectLog(AskWith({kReader}, {.faults = {"SCardReleaseContext=0x80100003"}}), "true", {kInstalled});
 }
 
 TEST(IsKlSCardInstalled, AnEmptyNameEndsTheListForTheReadersBehindIt)

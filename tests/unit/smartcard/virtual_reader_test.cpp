@@ -1,4 +1,5 @@
 // Proves how the virtual reader is installed and removed.
+#include "tests/support/run_tests.h"
 #include "tests/unit/smartcard/card_machine.h"
 
 namespace
@@ -36,12 +37,20 @@ TEST(Install, TheLibraryIsCopiedAndBothCommandsRun)
     EXPECT_THAT(run.After().smartCards.readers, testing::ElementsAre(kReader));
 }
 
-TEST(Install, ALibraryThatIsThereIsOverwritten)
-{
-    const SimulatedRun run = Install(R"({"files": {"C:\\Windows\\system32\\KeloVReaderBody.dll": {"text": "old"}}})");
-    EXPECT_EQ(run.result, "0");
-    EXPECT_EQ(TextOf(run.After(), kTarget), "reader");
-}
+const auto kInstallations =
+    RunTests("Install", &Install)
+        .Result("ALibraryThatIsThereIsOverwritten",
+                R"({"files": {"C:\\Windows\\system32\\KeloVReaderBody.dll": {"text": "old"}}})", "0",
+                [](const SimulatedRun& run) { EXPECT_EQ(TextOf(run.After(), kTarget), "reader"); })
+        .Run("A32BitProcessOn64BitWindowsIsSkipped", R"({"windows": {"wow64": true}})", "0",
+             {kNoReaders, AskForWow64(true),
+              "log: IsSupportedConfiguration - This is a x86 process running on x64 system don't execute!",
+              "log: Install SmartCard - not a valid system/configuration... skipping...."})
+        .Run("WithoutASystemFolderNothingIsInstalled", R"({"folders": {"system": null}})", "-1",
+             {kNoReaders, kSupported, kConfiguredServices, NoFolder(kSystemFolder),
+              R"(log: Install SmartCard - Failed to get path to ...\System32)"})
+        .Log("MissingServicesStopNothing", R"({"services": {"SCardSvr": null, "CertPropSvc": null}})", "0",
+             {kNoReaders, kSystemFolderLine, kBothInstallCommands});
 
 TEST(Install, WritesNothingToTheRegistry)
 {
@@ -78,33 +87,12 @@ TEST(Install, VistaIsNotSkipped)
               (Script{kPrepared, CopyOf(kSource, kTarget), kBothInstallCommands}));
 }
 
-TEST(Install, A32BitProcessOn64BitWindowsIsSkipped)
-{
-    ExpectRun(Install(R"({"windows": {"wow64": true}})"), "0",
-              {kNoReaders, AskForWow64(true),
-               "log: IsSupportedConfiguration - This is a x86 process running on x64 system don't execute!",
-               "log: Install SmartCard - not a valid system/configuration... skipping...."});
-}
-
-TEST(Install, WithoutASystemFolderNothingIsInstalled)
-{
-    ExpectRun(Install(R"({"folders": {"system": null}})"), "-1",
-              {kNoReaders, kSupported, kConfiguredServices, NoFolder(kSystemFolder),
-               R"(log: Install SmartCard - Failed to get path to ...\System32)"});
-}
-
 TEST(Install, WithoutALocationNothingIsInstalled)
 {
     for (const char* location : {"", "(null)", "C:", "C:Kelo", "Kelo", R"(\Kelo)"})
         ExpectRun(CallFunction(CardMachine(), "Install", {location}), "-1",
                   {kNoReaders, kSupported, kConfiguredServices, kSystemFolderIs,
                    "log: Install SmartCard - Failed; Location of installation was not provided"});
-}
-
-TEST(Install, MissingServicesStopNothing)
-{
-    ExpectLog(Install(R"({"services": {"SCardSvr": null, "CertPropSvc": null}})"), "0",
-              {kNoReaders, kSystemFolderLine, kBothInstallCommands});
 }
 
 TEST(Install, WithoutAResourceManagerTheInstallationGoesAhead)
@@ -132,19 +120,22 @@ TEST(Install, ALibraryInUseIsMovedIntoPlaceAtTheNextStartAndTheDriverStillInstal
     EXPECT_THAT(run.After().pendingMoves.moves, testing::ElementsAre(winsim::PendingMove{kSource, kTarget}));
 }
 
-TEST(Install, ALibraryThatCanNeitherBeCopiedNorMovedEndsTheInstallation)
-{
-    ExpectRun(Install(R"({"files": {"C:\\Kelo\\TPM_VSCard\\KeloVReaderBody.dll": null}})"), "-3",
-              {kPrepared, CopyFailed(2), Failing(MoveAtReboot(kSource, kTarget), 0),
-               "log: Install SmartCard - Kelo TPM Virtual smart card not installed!!"});
-}
-
-TEST(Install, TheErrorOfTheCopyIsLoggedNotTheOneOfTheMove)
-{
-    ExpectRun(Install("{}", {.faults = {"CopyFileW=112", "MoveFileExW=5"}}), "-3",
-              {kPrepared, CopyFailed(112), Failing(MoveAtReboot(kSource, kTarget), 0),
-               "log: Install SmartCard - Kelo TPM Virtual smart card not installed!!"});
-}
+const auto kFailedInstallations =
+    RunTests("Install", &Install)
+        .Run("ALibraryThatCanNeitherBeCopiedNorMovedEndsTheInstallation",
+             R"({"files": {"C:\\Kelo\\TPM_VSCard\\KeloVReaderBody.dll": null}})", "-3",
+             {kPrepared, CopyFailed(2), Failing(MoveAtReboot(kSource, kTarget), 0),
+              "log: Install SmartCard - Kelo TPM Virtual smart card not installed!!"})
+        .Run("TheErrorOfTheCopyIsLoggedNotTheOneOfTheMove", "{}", {.faults = {"CopyFileW=112", "MoveFileExW=5"}}, "-3",
+             {kPrepared, CopyFailed(112), Failing(MoveAtReboot(kSource, kTarget), 0),
+              "log: Install SmartCard - Kelo TPM Virtual smart card not installed!!"})
+        .Run("ASecondCommandThatCannotBeStartedEndsTheInstallation", "{}", {.faults = {"CreateProcessW#2=2"}}, "-4",
+             {kPrepared, CopyOf(kSource, kTarget), StagerRun(kDriverFolder, kAdd),
+              StagerFailure(kDriverFolder, kInstall, 2), "log: Install SmartCard - failed to install the Driver!"})
+        .Run("CommandsThatRunAndFailChangeNothing",
+             R"({"programs": {"C:\\Kelo\\TPM_VSCard\\DriverStager.exe": {"runs": [{"exitCode": 1}]}}})", "0",
+             {kPrepared, CopyOf(kSource, kTarget), StagerRun(kDriverFolder, kAdd, 1),
+              StagerRun(kDriverFolder, kInstall, 1)});
 
 TEST(Install, AFirstCommandThatCannotBeStartedEndsTheInstallation)
 {
@@ -153,20 +144,6 @@ TEST(Install, AFirstCommandThatCannotBeStartedEndsTheInstallation)
               {kPrepared, CopyOf(kSource, kTarget), StagerFailure(kDriverFolder, kAdd, 740),
                "log: Install SmartCard - command dp_add_kelo failed!"});
     EXPECT_EQ(TextOf(run.After(), kTarget), "reader"); // the earlier steps are not undone
-}
-
-TEST(Install, ASecondCommandThatCannotBeStartedEndsTheInstallation)
-{
-    ExpectRun(Install("{}", {.faults = {"CreateProcessW#2=2"}}), "-4",
-              {kPrepared, CopyOf(kSource, kTarget), StagerRun(kDriverFolder, kAdd),
-               StagerFailure(kDriverFolder, kInstall, 2), "log: Install SmartCard - failed to install the Driver!"});
-}
-
-TEST(Install, CommandsThatRunAndFailChangeNothing)
-{
-    ExpectRun(Install(R"({"programs": {"C:\\Kelo\\TPM_VSCard\\DriverStager.exe": {"runs": [{"exitCode": 1}]}}})"), "0",
-              {kPrepared, CopyOf(kSource, kTarget), StagerRun(kDriverFolder, kAdd, 1),
-               StagerRun(kDriverFolder, kInstall, 1)});
 }
 
 // ---- Removal ----
@@ -199,16 +176,24 @@ TEST(Uninstall, BothCommandsRunTheLibraryGoesAndTheReaderIsNoted)
     EXPECT_THAT(run.After().smartCards.readers, testing::IsEmpty());
 }
 
-TEST(Uninstall, AMissingLibraryIsPassedOverInSilence)
-{
-    ExpectRun(Uninstall(WithCommonKey()), "0", {kRemovedBoth, kSystemFolderIs, Failing(Deletion(kTarget), 0)});
-}
-
-TEST(Uninstall, AMissingFolderOfTheLibraryIsPassedOverInSilence)
-{
-    ExpectRun(Uninstall(WithCommonKey(kBodyInPlace), {.faults = {"DeleteFileW=3"}}), "0",
-              {kRemovedBoth, kSystemFolderIs, Failing(Deletion(kTarget), 0)});
-}
+const auto kRemovals =
+    RunTests("Uninstall", &Uninstall)
+        .Run("AMissingLibraryIsPassedOverInSilence", WithCommonKey(), "0",
+             {kRemovedBoth, kSystemFolderIs, Failing(Deletion(kTarget), 0)})
+        .Run("AMissingFolderOfTheLibraryIsPassedOverInSilence", WithCommonKey(kBodyInPlace),
+             {.faults = {"DeleteFileW=3"}}, "0", {kRemovedBoth, kSystemFolderIs, Failing(Deletion(kTarget), 0)})
+        .Run("CommandsThatCannotBeStartedAreLoggedAndTheRemovalGoesOn", WithCommonKey(kBodyInPlace),
+             {.faults = {"CreateProcessW=5"}}, "0",
+             {kReaderFound, kSupported, kNotePresent, StagerFailure(kDriverFolder, kRemove, 5),
+              "log: Remove SmartCard - failed to remove the Driver!", StagerFailure(kDriverFolder, kDelete, 5),
+              "log: Remove SmartCard - command dp_delete_kelo failed!", kSystemFolderIs, Deletion(kTarget), kDeleted})
+        .Run("WithoutASystemFolderTheLibraryStays", WithCommonKey(R"("folders": {"system": null})"), "-1",
+             {kRemovedBoth, NoFolder(kSystemFolder), R"(log: Remove SmartCard - Failed to get path to ...\System32)"})
+        .Run("ACommonKeyThatCannotBeOpenedIsPassedOver", kBodyInPlace, "0",
+             {kReaderFound, kSupported, Failing(kOpenCommon, 2), kBothRemoveCommands, kSystemFolderIs,
+              Deletion(kTarget), kDeleted})
+        .Result("AValueThatCannotBeWrittenIsPassedOver", WithCommonKey(kBodyInPlace), {.faults = {"RegSetValueExA=5"}},
+                "0", [](const SimulatedRun& run) { EXPECT_EQ(run.outcome.callCounts.at("CreateProcessW"), 2u); });
 
 TEST(Uninstall, ALibraryInUseIsMarkedForDeletionAndTheResultNotLookedAt)
 {
@@ -224,34 +209,6 @@ TEST(Uninstall, ALibraryInUseIsMarkedForDeletionAndTheResultNotLookedAt)
     const SimulatedRun unmarked = Uninstall(members, {.faults = {"MoveFileExW=5"}});
     ExpectRun(unmarked, "0", {removed, Failing(mark, 0)});
     EXPECT_EQ(unmarked.After().pendingMoves.moves.size(), 0u);
-}
-
-TEST(Uninstall, CommandsThatCannotBeStartedAreLoggedAndTheRemovalGoesOn)
-{
-    ExpectRun(Uninstall(WithCommonKey(kBodyInPlace), {.faults = {"CreateProcessW=5"}}), "0",
-              {kReaderFound, kSupported, kNotePresent, StagerFailure(kDriverFolder, kRemove, 5),
-               "log: Remove SmartCard - failed to remove the Driver!", StagerFailure(kDriverFolder, kDelete, 5),
-               "log: Remove SmartCard - command dp_delete_kelo failed!", kSystemFolderIs, Deletion(kTarget), kDeleted});
-}
-
-TEST(Uninstall, WithoutASystemFolderTheLibraryStays)
-{
-    ExpectRun(Uninstall(WithCommonKey(R"("folders": {"system": null})")), "-1",
-              {kRemovedBoth, NoFolder(kSystemFolder), R"(log: Remove SmartCard - Failed to get path to ...\System32)"});
-}
-
-TEST(Uninstall, ACommonKeyThatCannotBeOpenedIsPassedOver)
-{
-    ExpectRun(Uninstall(kBodyInPlace), "0",
-              {kReaderFound, kSupported, Failing(kOpenCommon, 2), kBothRemoveCommands, kSystemFolderIs,
-               Deletion(kTarget), kDeleted});
-}
-
-TEST(Uninstall, AValueThatCannotBeWrittenIsPassedOver)
-{
-    const SimulatedRun run = Uninstall(WithCommonKey(kBodyInPlace), {.faults = {"RegSetValueExA=5"}});
-    EXPECT_EQ(run.result, "0");
-    EXPECT_EQ(run.outcome.callCounts.at("CreateProcessW"), 2u);
 }
 
 TEST(Uninstall, WithoutALocationTheRegistryNamesIt)

@@ -54,8 +54,7 @@ TEST(GetCustomActionValue, IsTheTextBehindTheKeyUpToABlankAndASlash)
         {"/INFO=", "/INFO=\u4E2D\U0001F600\u00E4 /X", "\u4E2D\U0001F600\u00E4"},
     };
     for (const ValueCase& c : kCases)
-        EXPECT_EQ(CallFunction(MachineOf("{}"), "GetCustomActionValue", {c.key, c.data, "none"}).result, c.value)
-            << c.data;
+        EXPECT_EQ(CallFunction("GetCustomActionValue", {c.key, c.data, "none"}).result, c.value) << c.data;
 }
 
 struct FlagCase
@@ -87,9 +86,7 @@ TEST(HasCustomActionFlag, IsOnOnlyWhereTheDataBeginsWithItInAnyLetterCase)
         {"/SILENT", "/\u017FILENT", false},
     };
     for (const FlagCase& c : kCases)
-        EXPECT_EQ(CallFunction(MachineOf("{}"), "HasCustomActionFlag", {c.flag, c.data}).result,
-                  c.isOn ? "true" : "false")
-            << c.data;
+        EXPECT_EQ(CallFunction("HasCustomActionFlag", {c.flag, c.data}).result, c.isOn ? "true" : "false") << c.data;
 }
 
 // ---- Reading the property ----

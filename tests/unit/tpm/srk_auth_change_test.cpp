@@ -1,4 +1,5 @@
 // Proves how the export reacts to each answer of the SRK tool, and what it passes to the tool.
+#include "tests/support/run_tests.h"
 #include "tests/unit/tpm/install_session.h"
 
 #include "tests/support/simulated_run.h"
@@ -24,14 +25,16 @@ const std::string kDefaultChange = kTool + " /T:\"NTRU\" /Y";
 
 // ---- The check ----
 
-struct VerifyCase
+// An exit code of the tool, its line in the log, and whether the program goes on: from the check to the change, or from
+// the change to its end without a task at the next logon.
+struct Answer
 {
     std::int32_t code;
     const char* log;
-    bool isChangeRun;
+    bool goesOn;
 };
 
-constexpr VerifyCase kVerifyCases[] = {
+constexpr Answer kAnswersToTheCheck[] = {
     {-2147483647 - 1, kOther, false},
     {-128, kOther, false},
     {-9, kOther, false},
@@ -56,34 +59,19 @@ constexpr VerifyCase kVerifyCases[] = {
 
 TEST(SrkAuthChange, EachAnswerToTheCheckHasItsLineAndItsNextStep)
 {
-    for (const VerifyCase& c : kVerifyCases)
+    for (const Answer& c : kAnswersToTheCheck)
     {
         SCOPED_TRACE(c.code);
         const SimulatedRun run = ChangeSrkAuth({.verifyCode = c.code, .changeCode = 0});
-        if (c.isChangeRun)
-        {
-            ExpectLog(run, "0", {c.log, "log: SRK and TPM Owner Auth is now OK"});
-            EXPECT_THAT(CommandLines(run), ElementsAre(kTool + " /V", kDefaultChange));
-        }
-        else
-        {
-            ExpectLog(run, "0", {c.log});
-            EXPECT_THAT(CommandLines(run), ElementsAre(kTool + " /V"));
-        }
+        ExpectLog(run, "0", c.goesOn ? Script{c.log, "log: SRK and TPM Owner Auth is now OK"} : c.log);
+        EXPECT_EQ(CommandLines(run), c.goesOn ? Script({kTool + " /V", kDefaultChange}) : kTool + " /V");
         EXPECT_EQ(RunAtLogon(run.After()), Json::object());
     }
 }
 
 // ---- The change ----
 
-struct ChangeCase
-{
-    std::int32_t code;
-    const char* log;
-    bool isDone;
-};
-
-constexpr ChangeCase kChangeCases[] = {
+constexpr Answer kAnswersToTheChange[] = {
     {-2147483647 - 1, kOther, false},
     {-9, kOther, false},
     {-8, "log: User Cancelled", false},
@@ -105,13 +93,13 @@ constexpr ChangeCase kChangeCases[] = {
 
 TEST(SrkAuthChange, EachAnswerToTheChangeHasItsLineAndALogonTaskUnlessItIsDone)
 {
-    for (const ChangeCase& c : kChangeCases)
+    for (const Answer& c : kAnswersToTheChange)
     {
         SCOPED_TRACE(c.code);
         const SimulatedRun run = ChangeSrkAuth({.verifyCode = -5, .changeCode = c.code});
         ExpectLog(run, "0", {kMustUpgrade, c.log});
         EXPECT_THAT(CommandLines(run), ElementsAre(kTool + " /V", kDefaultChange));
-        EXPECT_EQ(RunAtLogon(run.After()), c.isDone ? Json::object() : TaskAtLogon());
+        EXPECT_EQ(RunAtLogon(run.After()), c.goesOn ? Json::object() : TaskAtLogon());
     }
 }
 
@@ -280,31 +268,35 @@ TEST(SrkAuthChange, AMissingToolEndsItWithoutALogonTask)
     EXPECT_EQ(RunAtLogon(run.After()), Json::object());
 }
 
-TEST(SrkAuthChange, AToolThatIsGoneForTheChangeLeavesALogonTask)
-{
-    const SimulatedRun run = ChangeSrkAuth({.verifyCode = -5}, {.faults = {"CreateProcessW#2=5"}});
-    ExpectLog(run, "0", {kMustUpgrade, "log: Unable to launch process!"});
-    EXPECT_EQ(RunAtLogon(run.After()), TaskAtLogon());
-}
-
-TEST(SrkAuthChange, AnExitCodeThatCannotBeReadIsLoggedAndChangesTheAuthorization)
-{
-    const SimulatedRun run = ChangeSrkAuth({}, {.faults = {"GetExitCodeProcess#1=5"}});
-    ExpectLog(run, "0",
-              {"log: Unable to get Process exit code! err: 5",
-               "log: Unable to get Process Exit code assume must change SRK Auth.",
-               "log: SRK and TPM Owner Auth is now OK"});
-    EXPECT_EQ(RunAtLogon(run.After()), Json::object());
-}
-
-TEST(SrkAuthChange, AChangeWhoseExitCodeCannotBeReadLeavesALogonTask)
-{
-    const SimulatedRun run = ChangeSrkAuth({.verifyCode = -5}, {.faults = {"GetExitCodeProcess#2=6"}});
-    ExpectLog(run, "0",
-              {kMustUpgrade, "log: Unable to get Process exit code! err: 6",
-               "log: Unable to get Process Exit code assume must change SRK Auth."});
-    EXPECT_EQ(RunAtLogon(run.After()), TaskAtLogon());
-}
+const auto kFailures =
+    RunTests("SrkAuthChange", &ChangeSrkAuth)
+        .Log("AToolThatIsGoneForTheChangeLeavesALogonTask", {.verifyCode = -5}, {.faults = {"CreateProcessW#2=5"}}, "0",
+             {kMustUpgrade, "log: Unable to launch process!"},
+             [](const SimulatedRun& run) { EXPECT_EQ(RunAtLogon(run.After()), TaskAtLogon()); })
+        .Log("AnExitCodeThatCannotBeReadIsLoggedAndChangesTheAuthorization", {}, {.faults = {"GetExitCodeProcess#1=5"}},
+             "0",
+             {"log: Unable to get Process exit code! err: 5",
+              "log: Unable to get Process Exit code assume must change SRK Auth.",
+              "log: SRK and TPM Owner Auth is now OK"},
+             [](const SimulatedRun& run) { EXPECT_EQ(RunAtLogon(run.After()), Json::object()); })
+        .Log("AChangeWhoseExitCodeCannotBeReadLeavesALogonTask", {.verifyCode = -5},
+             {.faults = {"GetExitCodeProcess#2=6"}}, "0",
+             {kMustUpgrade, "log: Unable to get Process exit code! err: 6",
+              "log: Unable to get Process Exit code assume must change SRK Auth."},
+             [](const SimulatedRun& run) { EXPECT_EQ(RunAtLogon(run.After()), TaskAtLogon()); })
+        .Log("AnExceptionEndsTheActionAndNotTheInstaller", {.verifyCode = -5, .changeCode = -8},
+             {.faults = {"RegOpenKeyExA=fault"}}, "0", {kMustUpgrade, "log: User Cancelled"})
+        .Log("AMissingRunKeyIsLoggedAndNotMade", {.verifyCode = -5, .changeCode = -8, .hasRunKey = false}, "0",
+             {kMustUpgrade, "log: User Cancelled", "log: Couldn't create Machine Run Key for TpmKeyFixer"},
+             [](const SimulatedRun& run) { EXPECT_EQ(RunAtLogon(run.After()), nullptr); })
+        .Log("ARunKeyThatMayNotBeOpenedIsLogged", {.verifyCode = -5, .changeCode = -8}, {.faults = {"RegOpenKeyExA=5"}},
+             "0", {kMustUpgrade, "log: User Cancelled", "log: Couldn't create Machine Run Key for TpmKeyFixer"})
+        .Log("ARunValueThatCannotBeWrittenIsNotLookedAt", {.verifyCode = -5, .changeCode = -8},
+             {.faults = {"RegSetValueExA=5"}}, "0", {kMustUpgrade, "log: User Cancelled"},
+             [](const SimulatedRun& run) { EXPECT_EQ(RunAtLogon(run.After()), Json::object()); })
+        .Log("WithoutALogItStillDoesItsWork", {.verifyCode = -5, .changeCode = -8},
+             {.faults = {"SHCreateDirectoryExA=5"}}, "0", {},
+             [](const SimulatedRun& run) { EXPECT_EQ(RunAtLogon(run.After()), TaskAtLogon()); });
 
 TEST(SrkAuthChange, AWaitThatFailsIsNotLookedAt)
 {
@@ -351,45 +343,11 @@ TEST(SrkAuthChange, OptionsThatMemoryDoesNotSufficeForAreNotThere)
     ExpectLog(ChangeSrkAuthOn(machine, {.faults = {"operator new#4=8"}}), "10001", {});
 }
 
-TEST(SrkAuthChange, AnExceptionEndsTheActionAndNotTheInstaller)
-{
-    ExpectLog(ChangeSrkAuth({.verifyCode = -5, .changeCode = -8}, {.faults = {"RegOpenKeyExA=fault"}}), "0",
-              {kMustUpgrade, "log: User Cancelled"});
-}
-
-TEST(SrkAuthChange, AMissingRunKeyIsLoggedAndNotMade)
-{
-    const SimulatedRun run = ChangeSrkAuth({.verifyCode = -5, .changeCode = -8, .hasRunKey = false});
-    ExpectLog(run, "0", {kMustUpgrade, "log: User Cancelled", "log: Couldn't create Machine Run Key for TpmKeyFixer"});
-    EXPECT_EQ(RunAtLogon(run.After()), nullptr);
-}
-
-TEST(SrkAuthChange, ARunKeyThatMayNotBeOpenedIsLogged)
-{
-    ExpectLog(ChangeSrkAuth({.verifyCode = -5, .changeCode = -8}, {.faults = {"RegOpenKeyExA=5"}}), "0",
-              {kMustUpgrade, "log: User Cancelled", "log: Couldn't create Machine Run Key for TpmKeyFixer"});
-}
-
-TEST(SrkAuthChange, ARunValueThatCannotBeWrittenIsNotLookedAt)
-{
-    const SimulatedRun run = ChangeSrkAuth({.verifyCode = -5, .changeCode = -8}, {.faults = {"RegSetValueExA=5"}});
-    ExpectLog(run, "0", {kMustUpgrade, "log: User Cancelled"});
-    EXPECT_EQ(RunAtLogon(run.After()), Json::object());
-}
-
 TEST(SrkAuthChange, AnEarlierRunValueIsReplaced)
 {
     Json machine = DescriptionOf({.verifyCode = -5, .changeCode = -4});
     machine["registry"][kRunKey]["values"]["ChangeTPMAuth"] = 7;
     EXPECT_EQ(RunAtLogon(ChangeSrkAuthOn(machine).After()), TaskAtLogon());
-}
-
-TEST(SrkAuthChange, WithoutALogItStillDoesItsWork)
-{
-    const SimulatedRun run =
-        ChangeSrkAuth({.verifyCode = -5, .changeCode = -8}, {.faults = {"SHCreateDirectoryExA=5"}});
-    ExpectLog(run, "0", {});
-    EXPECT_EQ(RunAtLogon(run.After()), TaskAtLogon());
 }
 
 TEST(SrkAuthChange, WithoutMemoryForALogItStillDoesItsWork)
@@ -433,7 +391,7 @@ TEST(RunAndWait, ReturnsTheExitCodeAsASignedNumber)
 
 TEST(RunAndWait, AProgramThatDoesNotStartIs2)
 {
-    ExpectLog(CallFunction(MachineOf("{}"), "RunAndWait", {"nothing.exe"}), "2", {});
+    ExpectLog(CallFunction("RunAndWait", {"nothing.exe"}), "2", {});
 }
 
 TEST(RunAndWait, ACommandLineThatIsTooLongForWindowsIs2)

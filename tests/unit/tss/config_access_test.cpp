@@ -99,16 +99,22 @@ void ExpectReplacedList(const SimulatedRun& run, const Object& object,
     EXPECT_EQ(file->security.owner, owner);
 }
 
+class ConfigAccess : public testing::TestWithParam<Object>
+{
+protected:
+    const Object& m_object = GetParam();
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, ConfigAccess, testing::Values(kDirectory, kFile),
+                         [](const auto& test) { return std::string(test.param.kind); });
+
 // ---- Objects that are there ----
 
-TEST(ConfigAccess, AnObjectThatIsThereGetsTheNewListAndNothingElse)
+TEST_P(ConfigAccess, AnObjectThatIsThereGetsTheNewListAndNothingElse)
 {
-    for (const Object& object : {kDirectory, kFile})
-    {
-        const SimulatedRun run = Replace(object, kBothExist);
-        ExpectRun(run, "1", {kFolderLine, ReadLine(object), Replaced(object)});
-        ExpectReplacedList(run, object);
-    }
+    const SimulatedRun run = Replace(m_object, kBothExist);
+    ExpectRun(run, "1", {kFolderLine, ReadLine(m_object), Replaced(m_object)});
+    ExpectReplacedList(run, m_object);
     EXPECT_EQ(Replace(kFile, kBothExist).After().files.Find(kFile.path)->content, "[Kelo]");
 }
 
@@ -121,18 +127,15 @@ TEST(ConfigAccess, UsersMayChangeTheConfigurationButOnlyReadThePolicies)
     EXPECT_EQ(usersMaskOf(kFile), kGenericAll);
 }
 
-TEST(ConfigAccess, ASecondRunWritesTheSameListAgain)
+TEST_P(ConfigAccess, ASecondRunWritesTheSameListAgain)
 {
-    for (const Object& object : {kDirectory, kFile})
-    {
-        const SimulatedRun second = CallFunction(Replace(object, kBothExist).After(), object.function);
-        ExpectRun(second, "1",
-                  {kFolderLine,
-                   ReadLine(object, 0,
-                            {{"ppDacl", AclOf(ListOf(object), kInheritance)}, {"ppSecurityDescriptor", "block#1"}}),
-                   Replaced(object)});
-        ExpectReplacedList(second, object);
-    }
+    const SimulatedRun second = CallFunction(Replace(m_object, kBothExist).After(), m_object.function);
+    ExpectRun(second, "1",
+              {kFolderLine,
+               ReadLine(m_object, 0,
+                        {{"ppDacl", AclOf(ListOf(m_object), kInheritance)}, {"ppSecurityDescriptor", "block#1"}}),
+               Replaced(m_object)});
+    ExpectReplacedList(second, m_object);
 }
 
 // ---- Objects that are not there ----
@@ -246,70 +249,55 @@ TEST(SetConfigFileAccess, AFileThatCannotBeOpenedOnceMoreIsUsedAllTheSame)
 
 // ---- Failures on the way ----
 
-TEST(ConfigAccess, AnUnreadableListEndsIt)
+TEST_P(ConfigAccess, AnUnreadableListEndsIt)
 {
-    for (const Object& object : {kDirectory, kFile})
-    {
-        winsim::Machine machine = MachineOf(kBothExist);
-        machine.files.Find(object.path)->isDenied = true;
-        ExpectRun(CallFunction(machine, object.function), "0",
-                  {kFolderLine, ReadLine(object, 5), "log: GetNamedSecurityInfoW error: 5 "});
-    }
+    winsim::Machine machine = MachineOf(kBothExist);
+    machine.files.Find(m_object.path)->isDenied = true;
+    ExpectRun(CallFunction(machine, m_object.function), "0",
+              {kFolderLine, ReadLine(m_object, 5), "log: GetNamedSecurityInfoW error: 5 "});
 }
 
-TEST(ConfigAccess, OnlyAMissingObjectIsMade)
+TEST_P(ConfigAccess, OnlyAMissingObjectIsMade)
 {
-    for (const Object& object : {kDirectory, kFile})
-    {
-        for (const int error : {53, 67, 87, 123, 161, 267, 1168})
-            ExpectRun(
-                Replace(object, "{}", {.faults = {fmt::format("GetNamedSecurityInfoW={}", error)}}), "0",
-                {kFolderLine, ReadLine(object, error), fmt::format("log: GetNamedSecurityInfoW error: {} ", error)});
-    }
+    for (const int error : {53, 67, 87, 123, 161, 267, 1168})
+        ExpectRun(
+            Replace(m_object, "{}", {.faults = {fmt::format("GetNamedSecurityInfoW={}", error)}}), "0",
+            {kFolderLine, ReadLine(m_object, error), fmt::format("log: GetNamedSecurityInfoW error: {} ", error)});
 }
 
-TEST(ConfigAccess, EachSidThatCannotBeMadeHasItsLine)
+TEST_P(ConfigAccess, EachSidThatCannotBeMadeHasItsLine)
 {
     const char* const names[] = {"Everyone", "Admin", "System", "Network Service"};
-    for (const Object& object : {kDirectory, kFile})
+    for (unsigned failing = 1; failing <= 4; ++failing)
     {
-        for (unsigned failing = 1; failing <= 4; ++failing)
-        {
-            const SimulatedRun run =
-                Replace(object, kBothExist, {.faults = {fmt::format("AllocateAndInitializeSid#{}=8", failing)}});
-            const Script sids = MadeSids();
-            ExpectRun(run, "0",
-                      {kFolderLine, ReadLine(object), Script(sids.begin(), sids.begin() + failing - 1),
-                       Failing(sids[failing - 1], 0),
-                       fmt::format("log: AllocateAndInitializeSid ({}) error: 8 ", names[failing - 1]),
-                       FreedSids(failing - 1)});
-        }
+        const SimulatedRun run =
+            Replace(m_object, kBothExist, {.faults = {fmt::format("AllocateAndInitializeSid#{}=8", failing)}});
+        const Script sids = MadeSids();
+        ExpectRun(run, "0",
+                  {kFolderLine, ReadLine(m_object), Script(sids.begin(), sids.begin() + failing - 1),
+                   Failing(sids[failing - 1], 0),
+                   fmt::format("log: AllocateAndInitializeSid ({}) error: 8 ", names[failing - 1]),
+                   FreedSids(failing - 1)});
     }
 }
 
-TEST(ConfigAccess, AListThatCannotBeMadeEndsIt)
+TEST_P(ConfigAccess, AListThatCannotBeMadeEndsIt)
 {
-    for (const Object& object : {kDirectory, kFile})
-    {
-        const SimulatedRun run = Replace(object, kBothExist, {.faults = {"SetEntriesInAclW=1336"}});
-        ExpectRun(run, "0",
-                  {kFolderLine, ReadLine(object), MadeSids(), Failing(MakeList(ListOf(object), kInheritance), 1336),
-                   "log: SetEntriesInAclW error", FreedSids(4)});
-    }
+    const SimulatedRun run = Replace(m_object, kBothExist, {.faults = {"SetEntriesInAclW=1336"}});
+    ExpectRun(run, "0",
+              {kFolderLine, ReadLine(m_object), MadeSids(), Failing(MakeList(ListOf(m_object), kInheritance), 1336),
+               "log: SetEntriesInAclW error", FreedSids(4)});
 }
 
-TEST(ConfigAccess, ARefusedListEndsIt)
+TEST_P(ConfigAccess, ARefusedListEndsIt)
 {
-    for (const Object& object : {kDirectory, kFile})
-    {
-        winsim::Machine machine = MachineOf(kBothExist);
-        machine.files.Find(object.path)->security.deniedAccess = 0x40000;
-        const SimulatedRun run = CallFunction(machine, object.function);
-        ExpectRun(run, "0",
-                  {kFolderLine, ReadLine(object), MadeSids(), MakeList(ListOf(object), kInheritance),
-                   ApplyLine(object, 5), "log: SetNamedSecurityInfo call failed: 5", FreedSids(4)});
-        EXPECT_EQ(run.After().files.Find(object.path)->security.access, std::nullopt);
-    }
+    winsim::Machine machine = MachineOf(kBothExist);
+    machine.files.Find(m_object.path)->security.deniedAccess = 0x40000;
+    const SimulatedRun run = CallFunction(machine, m_object.function);
+    ExpectRun(run, "0",
+              {kFolderLine, ReadLine(m_object), MadeSids(), MakeList(ListOf(m_object), kInheritance),
+               ApplyLine(m_object, 5), "log: SetNamedSecurityInfo call failed: 5", FreedSids(4)});
+    EXPECT_EQ(run.After().files.Find(m_object.path)->security.access, std::nullopt);
 }
 
 TEST(ConfigAccess, AnUnknownApplicationDataFolderLeadsToTheRootOfTheDrive)
@@ -380,14 +368,11 @@ TEST(SetPolicyDirectoryAccess, ADirectoryThatStaysAUsersIsNotOpened)
     }
 }
 
-TEST(ConfigAccess, ALinkIsRefusedWithTheErrorOfTheFirstCall)
+TEST_P(ConfigAccess, ALinkIsRefusedWithTheErrorOfTheFirstCall)
 {
-    for (const Object& object : {kDirectory, kFile})
-    {
-        ExpectRun(Replace(object, R"({"files": {"C:\\elsewhere": {"directory": true},
-            "C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "link": "C:\\elsewhere"}}})"),
-                  "0", {kFolderLine, "log: GetNamedSecurityInfoW error: 448 "});
-    }
+    ExpectRun(Replace(m_object, R"({"files": {"C:\\elsewhere": {"directory": true},
+        "C:\\ProgramData\\Kelo Systems Corp\\Common": {"directory": true, "link": "C:\\elsewhere"}}})"),
+              "0", {kFolderLine, "log: GetNamedSecurityInfoW error: 448 "});
 }
 
 TEST(ConfigAccess, AnotherNameAndTheWrongKindAreRefusedToo)

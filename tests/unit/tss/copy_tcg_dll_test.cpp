@@ -1,4 +1,5 @@
 // Proves how the detection library reaches the Windows system directory.
+#include "tests/support/run_tests.h"
 #include "tests/unit/tss/tss_script.h"
 
 #include <gmock/gmock.h>
@@ -61,99 +62,81 @@ const Script kCopied = {CopyLine(1), "log: Copied stkprobe.dll successfully"};
 const Script kCopiedAfterwards = {CopyLine(1),
                                   fmt::format("log: CopyTCGDLL - Copied file {} to {}", kSource, kDestination)};
 
-TEST(CopyTCGDLL, IntoAnEmptyPlaceTheFirstCopySucceeds)
+// What lies in the system directory or instead of the source, the calls, and what lies there afterwards.
+struct CopyCase
 {
-    const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.bk1": {"text": "older"}})"));
-    ExpectRun(run, "0", {kBegin, kCopied});
-    EXPECT_EQ(TextOf(run.After(), kDestination), "new");
-    EXPECT_EQ(TextOf(run.After(), kBackup), "older");
-    EXPECT_EQ(TextOf(run.After(), kSource), "new");
+    const char* rule;
+    const char* files;
+    Script calls;
+    const char* destination;
+    const char* backup;
+};
+
+TEST(CopyTCGDLL, CopiesOverWhatIsThereOrMovesItAside)
+{
+    const CopyCase cases[] = {
+        {"into an empty place the first copy succeeds", R"({"C:\\Windows\\system32\\stkprobe.bk1": {"text": "older"}})",
+         kCopied, "new", "older"},
+        {"a file that is not in use is overwritten", R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})",
+         kCopied, "new", "(none)"},
+        {"a file in use is moved to the backup and takes the older one's place",
+         R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
+             "C:\\Windows\\system32\\stkprobe.bk1": {"text": "older"}})",
+         {FirstFailure(32), Call("DeleteFileA", {kBackup}, 1), kMoved, kCopiedAfterwards},
+         "new",
+         "old"},
+        {"a missing older backup is logged and nothing else",
+         R"({"C:\\Windows\\system32\\STKPROBE.DLL": {"text": "old", "inUse": true}})",
+         {FirstFailure(32), BackupStays(2), kMoved, kCopiedAfterwards},
+         "new",
+         "old"},
+        {"an older backup in use keeps the old file in place",
+         R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
+             "C:\\Windows\\system32\\stkprobe.bk1": {"text": "older", "inUse": true}})",
+         {FirstFailure(32), BackupStays(5), kNotMoved, SecondFailure(32)},
+         "old",
+         "older"},
+        {"a missing source leaves the old file at the backup's name",
+         R"({"C:\\Toolkit\\KELO\\stkprobe.dll": null, "C:\\Toolkit\\KELO": {"directory": true},
+             "C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})",
+         {FirstFailure(2), BackupStays(2), kMoved, SecondFailure(2)},
+         "(none)",
+         "old"},
+        {"a read-only file is moved aside too",
+         R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "attributes": 1}})",
+         {FirstFailure(5), BackupStays(2), kMoved, kCopiedAfterwards},
+         "new",
+         "old"},
+    };
+    for (const CopyCase& c : cases)
+    {
+        SCOPED_TRACE(c.rule);
+        const SimulatedRun run = Copy(MachineWith(c.files));
+        ExpectRun(run, "0", {kBegin, c.calls});
+        EXPECT_EQ(TextOf(run.After(), kDestination), c.destination);
+        EXPECT_EQ(TextOf(run.After(), kBackup), c.backup);
+        EXPECT_EQ(TextOf(run.After(), kSource), TextOf(run.before, kSource));
+    }
 }
 
-TEST(CopyTCGDLL, AFileThatIsNotInUseIsOverwritten)
-{
-    const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})"));
-    ExpectRun(run, "0", {kBegin, kCopied});
-    EXPECT_EQ(TextOf(run.After(), kDestination), "new");
-    EXPECT_EQ(TextOf(run.After(), kBackup), "(none)");
-}
-
-TEST(CopyTCGDLL, AFileInUseIsMovedToTheBackupThatTakesTheOlderOnesPlace)
-{
-    const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
-        "C:\\Windows\\system32\\stkprobe.bk1": {"text": "older"}})"));
-    ExpectRun(run, "0", {kBegin, FirstFailure(32), Call("DeleteFileA", {kBackup}, 1), kMoved, kCopiedAfterwards});
-    EXPECT_EQ(TextOf(run.After(), kDestination), "new");
-    EXPECT_EQ(TextOf(run.After(), kBackup), "old");
-}
-
-TEST(CopyTCGDLL, AMissingOlderBackupIsLoggedAndNothingElse)
-{
-    const SimulatedRun run =
-        Copy(MachineWith(R"({"C:\\Windows\\system32\\STKPROBE.DLL": {"text": "old", "inUse": true}})"));
-    ExpectRun(run, "0", {kBegin, FirstFailure(32), BackupStays(2), kMoved, kCopiedAfterwards});
-    EXPECT_EQ(TextOf(run.After(), kDestination), "new");
-    EXPECT_EQ(TextOf(run.After(), kBackup), "old");
-}
-
-TEST(CopyTCGDLL, AnOlderBackupInUseKeepsTheOldFileInPlace)
-{
-    const SimulatedRun run = Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
-        "C:\\Windows\\system32\\stkprobe.bk1": {"text": "older", "inUse": true}})"));
-    ExpectRun(run, "0", {kBegin, FirstFailure(32), BackupStays(5), kNotMoved, SecondFailure(32)});
-    EXPECT_EQ(TextOf(run.After(), kDestination), "old");
-}
-
-TEST(CopyTCGDLL, AMissingSourceLeavesTheOldFileAtTheBackupsName)
-{
-    const SimulatedRun run = Copy(MachineWith(
-        R"({"C:\\Toolkit\\KELO\\stkprobe.dll": null, "C:\\Toolkit\\KELO": {"directory": true},
-            "C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})"));
-    ExpectRun(run, "0", {kBegin, FirstFailure(2), BackupStays(2), kMoved, SecondFailure(2)});
-    EXPECT_EQ(TextOf(run.After(), kDestination), "(none)");
-    EXPECT_EQ(TextOf(run.After(), kBackup), "old");
-}
-
-TEST(CopyTCGDLL, EachFailureIsLoggedWithItsOwnError)
-{
-    ExpectRun(Copy(MachineWith(), {.faults = {"CopyFileA#1=32", "DeleteFileA=19", "MoveFileA=183", "CopyFileA#2=112"}}),
-              "0", {kBegin, FirstFailure(32), BackupStays(19), kNotMoved, SecondFailure(112)});
-}
-
-TEST(CopyTCGDLL, AReadOnlyFileIsMovedAsideToo)
-{
-    const SimulatedRun run =
-        Copy(MachineWith(R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "attributes": 1}})"));
-    EXPECT_EQ(run.log[1], fmt::format("CopyTCGDLL - Copying {} to {} failed err: 5", kSource, kDestination));
-    EXPECT_EQ(run.log.back(), fmt::format("CopyTCGDLL - Copied file {} to {}", kSource, kDestination));
-    EXPECT_EQ(TextOf(run.After(), kBackup), "old");
-}
-
-TEST(CopyTCGDLL, TheSystemDirectoryComesFromTheEnvironment)
-{
-    ExpectRun(
-        Copy(MachineWith(R"({"D:\\Win\\system32": {"directory": true}})", R"({"environment": {"windir": "D:\\Win"}})")),
-        "0",
-        {kCopying, Call("GetEnvironmentVariableA", {"windir", 240}, 6, {{"lpBuffer", R"(D:\Win)"}}),
-         CopyLine(1, kSource, R"(D:\Win\system32\stkprobe.dll)"), "log: Copied stkprobe.dll successfully"});
-}
-
-TEST(CopyTCGDLL, WithoutTheVariableWindowsIsAsked)
-{
-    const SimulatedRun run = Copy(MachineWith("{}", R"({"environment": {"windir": null}})"));
-    ExpectRun(run, "0",
-              {kCopying, Call("GetEnvironmentVariableA", {"windir", 240}, 0),
-               Call("GetWindowsDirectoryA", {240}, 10, {{"lpBuffer", R"(C:\Windows)"}}), kCopied});
-    EXPECT_EQ(TextOf(run.After(), kDestination), "new");
-}
-
-TEST(CopyTCGDLL, AWindowsThatDoesNotTellItsDirectoryGetsNoFile)
-{
-    ExpectRun(Copy(MachineWith("{}", R"({"environment": {"windir": null}})"), {.faults = {"GetWindowsDirectoryA=5"}}),
-              "0",
-              {kCopying, Call("GetEnvironmentVariableA", {"windir", 240}, 0), Call("GetWindowsDirectoryA", {240}, 0),
-               fmt::format("log: CopyTCGDLL - Copying {} to  failed err: 206", kSource)});
-}
+const auto kCopies =
+    RunTests("CopyTCGDLL", &Copy)
+        .Run("EachFailureIsLoggedWithItsOwnError", MachineWith(),
+             {.faults = {"CopyFileA#1=32", "DeleteFileA=19", "MoveFileA=183", "CopyFileA#2=112"}}, "0",
+             {kBegin, FirstFailure(32), BackupStays(19), kNotMoved, SecondFailure(112)})
+        .Run("TheSystemDirectoryComesFromTheEnvironment",
+             MachineWith(R"({"D:\\Win\\system32": {"directory": true}})", R"({"environment": {"windir": "D:\\Win"}})"),
+             "0",
+             {kCopying, Call("GetEnvironmentVariableA", {"windir", 240}, 6, {{"lpBuffer", R"(D:\Win)"}}),
+              CopyLine(1, kSource, R"(D:\Win\system32\stkprobe.dll)"), "log: Copied stkprobe.dll successfully"})
+        .Run("WithoutTheVariableWindowsIsAsked", MachineWith("{}", R"({"environment": {"windir": null}})"), "0",
+             {kCopying, Call("GetEnvironmentVariableA", {"windir", 240}, 0),
+              Call("GetWindowsDirectoryA", {240}, 10, {{"lpBuffer", R"(C:\Windows)"}}), kCopied},
+             [](const SimulatedRun& run) { EXPECT_EQ(TextOf(run.After(), kDestination), "new"); })
+        .Run("AWindowsThatDoesNotTellItsDirectoryGetsNoFile", MachineWith("{}", R"({"environment": {"windir": null}})"),
+             {.faults = {"GetWindowsDirectoryA=5"}}, "0",
+             {kCopying, Call("GetEnvironmentVariableA", {"windir", 240}, 0), Call("GetWindowsDirectoryA", {240}, 0),
+              fmt::format("log: CopyTCGDLL - Copying {} to  failed err: 206", kSource)});
 
 // ---- Paths that do not fit ----
 

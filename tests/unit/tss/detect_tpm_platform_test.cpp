@@ -38,20 +38,20 @@ winsim::Machine MachineWith(const Json& exports, const std::string& vendor = "",
     return winsim::Machine::FromJson(description);
 }
 
-// The usable library with some exports changed or, with null, removed.
-winsim::Machine MachineWithChanged(const char* exports)
-{
-    Json changed = UsableExports();
-    changed.merge_patch(Json::parse(exports));
-    return MachineWith(changed);
-}
-
 SimulatedRun Detect(const winsim::Machine& machine, const std::vector<std::string>& vendors = {"(null)"},
                     const SimulatedRunOptions& options = {})
 {
     std::vector<std::string> arguments{kTarget};
     arguments.insert(arguments.end(), vendors.begin(), vendors.end());
     return CallFunction(machine, "DetectTPMPlatform", arguments, options);
+}
+
+// A run with the usable library, some of its exports changed or, with null, removed.
+SimulatedRun DetectWith(const Json& changes, const SimulatedRunOptions& options = {})
+{
+    Json exports = UsableExports();
+    exports.merge_patch(changes);
+    return Detect(MachineWith(exports), {"(null)"}, options);
 }
 
 // ---- Expected scripts ----
@@ -99,9 +99,22 @@ const Script kOwned = Asked("isOwned", 1);
 const Script kSrkCorrect = {Asked("ValidSRKAuth", 0), "log: SRK is in correct auth format"};
 const Script kUsable = {kDetected, kEnabled, kActivated, kOwned, kSrkCorrect};
 
+constexpr char kUndetermined[] = "log: Cannot determine SRK auth format";
+
+// The exports in the order in which they are asked, each with the usable answers before it.
+const std::pair<const char*, Script> kQuestions[] = {
+    {"DetectTSS", {}},
+    {"isEnabled", kDetected},
+    {"isActivated", {kDetected, kEnabled}},
+    {"isOwned", {kDetected, kEnabled, kActivated}},
+    {"ValidSRKAuth", {kDetected, kEnabled, kActivated, kOwned}},
+};
+
 const Script kReported = {Call("RegisterEventSourceW", {nullptr, "Kelo Platform Security"}, "eventSource#1"),
                           Call("ReportEventW", {"eventSource#1", 1, 2, 1018, nullptr, {kSrkEvent}, 0, nullptr}, 1),
                           Call("DeregisterEventSource", {"eventSource#1"}, 1)};
+
+const Script kSrkIncorrect = {Asked("ValidSRKAuth", 1), "log: SRK is in incorrect auth format!", kReported};
 
 // The library at the target itself, asked with these lines.
 Script Whole(const Script& asked)
@@ -120,116 +133,98 @@ TEST(DetectTPMPlatform, WithoutAVendorTheLibraryAtTheTargetIsAskedAndNothingIsCl
     EXPECT_EQ(run.After().process.errorMode, 0u);
 }
 
+// Expects this result for each answer of an export, and these lines after the answer.
+void ExpectForEach(const std::initializer_list<int>& answers, const char* name, const std::string& result,
+                   const Script& lines)
+{
+    const auto question = std::ranges::find(kQuestions, std::string_view(name), &std::pair<const char*, Script>::first);
+    for (const int answer : answers)
+    {
+        SCOPED_TRACE(answer);
+        ExpectRun(DetectWith({{name, answer}}), result, Whole({question->second, Asked(name, answer), lines}));
+    }
+}
+
 TEST(DetectTPMPlatform, WhatDetectTssAnswersIsTheResult)
 {
-    for (const auto& [exports, answer, result] :
-         std::vector<std::tuple<const char*, int, const char*>>{{R"({"DetectTSS": 5})", 5, "false 5"},
-                                                                {R"({"DetectTSS": 1})", 1, "false 1"},
-                                                                {R"({"DetectTSS": -1})", -1, "false 4294967295"},
-                                                                {R"({"DetectTSS": 10016})", 10016, "false 10016"}})
-        ExpectRun(Detect(MachineWithChanged(exports)), result,
-                  Whole({Asked("DetectTSS", answer), fmt::format("log: Failed to Detect TSS rc='{}'", answer)}));
+    for (const int answer : {5, 1, -1, 10016})
+        ExpectForEach({answer}, "DetectTSS", fmt::format("false {}", static_cast<unsigned>(answer)),
+                      fmt::format("log: Failed to Detect TSS rc='{}'", answer));
 }
 
 TEST(DetectTPMPlatform, OnlyOneMeansEnabled)
 {
-    for (const int answer : {0, 2, -1, 10015})
-        ExpectRun(Detect(MachineWithChanged(fmt::format(R"({{"isEnabled": {}}})", answer).c_str())), "false 10015",
-                  Whole({kDetected, Asked("isEnabled", answer), kNotEnabled}));
+    ExpectForEach({0, 2, -1, 10015}, "isEnabled", "false 10015", kNotEnabled);
 }
 
 TEST(DetectTPMPlatform, ATpmThatIsNotActivatedIsAskedFurtherAndNotUsable)
 {
-    for (const int answer : {0, 2, -1})
-        ExpectRun(Detect(MachineWithChanged(fmt::format(R"({{"isActivated": {}}})", answer).c_str())), "false 10015",
-                  Whole({kDetected, kEnabled, Asked("isActivated", answer), kNotActivated, kOwned, kSrkCorrect}));
+    ExpectForEach({0, 2, -1}, "isActivated", "false 10015", {kNotActivated, kOwned, kSrkCorrect});
 }
 
 TEST(DetectTPMPlatform, ATpmThatIsNotActivatedStaysNotUsableWhateverIsAnsweredThen)
 {
-    struct Case
-    {
-        const char* exports;
-        Script asked;
-    };
-    const Script owned = kOwned;
-    const Case cases[] = {
+    const std::pair<const char*, Script> cases[] = {
         {R"({"isOwned": 0})", Asked("isOwned", 0)},
         {R"({"isOwned": 2})", Asked("isOwned", 2)},
         {R"({"isOwned": -1})", Asked("isOwned", -1)},
-        {R"({"isOwned": null})", Script{Missing("isOwned"), "log: Function isOwned() Not found"}},
-        {R"({"ValidSRKAuth": null})", Script{owned, Missing("ValidSRKAuth"), "log: Function ValidSRKAuth() Not found"}},
-        {R"({"ValidSRKAuth": 0})", Script{owned, kSrkCorrect}},
-        {R"({"ValidSRKAuth": 1})",
-         Script{owned, Asked("ValidSRKAuth", 1), "log: SRK is in incorrect auth format!", kReported}},
-        {R"({"ValidSRKAuth": 2})", Script{owned, Asked("ValidSRKAuth", 2), "log: Cannot determine SRK auth format"}},
-        {R"({"ValidSRKAuth": -1})", Script{owned, Asked("ValidSRKAuth", -1), "log: Cannot determine SRK auth format"}},
+        {R"({"isOwned": null})", {Missing("isOwned"), "log: Function isOwned() Not found"}},
+        {R"({"ValidSRKAuth": null})", {kOwned, Missing("ValidSRKAuth"), "log: Function ValidSRKAuth() Not found"}},
+        {R"({"ValidSRKAuth": 0})", {kOwned, kSrkCorrect}},
+        {R"({"ValidSRKAuth": 1})", {kOwned, kSrkIncorrect}},
+        {R"({"ValidSRKAuth": 2})", {kOwned, Asked("ValidSRKAuth", 2), kUndetermined}},
+        {R"({"ValidSRKAuth": -1})", {kOwned, Asked("ValidSRKAuth", -1), kUndetermined}},
     };
-    for (const Case& one : cases)
+    for (const auto& [changes, asked] : cases)
     {
-        SCOPED_TRACE(one.exports);
-        Json exports = Json::parse(one.exports);
+        SCOPED_TRACE(changes);
+        Json exports = Json::parse(changes);
         exports["isActivated"] = 0;
-        ExpectRun(Detect(MachineWithChanged(exports.dump().c_str())), "false 10015",
-                  Whole({kDetected, kEnabled, Asked("isActivated", 0), kNotActivated, one.asked}));
+        ExpectRun(DetectWith(exports), "false 10015",
+                  Whole({kDetected, kEnabled, Asked("isActivated", 0), kNotActivated, asked}));
     }
 }
 
 TEST(DetectTPMPlatform, ATpmWithoutOwnerIsUsableAndItsSrkIsNotLookedAt)
 {
-    for (const int answer : {0, 2, -1})
-        ExpectRun(Detect(MachineWithChanged(fmt::format(R"({{"isOwned": {}}})", answer).c_str())), "true 0",
-                  Whole({kDetected, kEnabled, kActivated, Asked("isOwned", answer)}));
+    ExpectForEach({0, 2, -1}, "isOwned", "true 0", {});
+}
+
+TEST(DetectTPMPlatform, AnyOtherSrkAnswerDeterminesNothing)
+{
+    ExpectForEach({2, -1, 10015}, "ValidSRKAuth", "true 0", kUndetermined);
 }
 
 TEST(DetectTPMPlatform, AnIncorrectSrkIsReportedAndChangesNothing)
 {
-    const SimulatedRun run = Detect(MachineWithChanged(R"({"ValidSRKAuth": 1})"));
-    ExpectRun(run, "true 0",
-              Whole({kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", 1),
-                     "log: SRK is in incorrect auth format!", kReported}));
+    const SimulatedRun run = DetectWith({{"ValidSRKAuth", 1}});
+    ExpectRun(run, "true 0", Whole({kDetected, kEnabled, kActivated, kOwned, kSrkIncorrect}));
     const winsim::Event event{"Kelo Platform Security", 1, 2, 1018, {kSrkEvent}};
     EXPECT_THAT(run.After().events.entries, ElementsAre(event));
-}
-
-TEST(DetectTPMPlatform, AnIncorrectSrkOfATpmThatIsNotActivatedIsReportedToo)
-{
-    ExpectRun(Detect(MachineWithChanged(R"({"isActivated": 0, "ValidSRKAuth": 1})")), "false 10015",
-              Whole({kDetected, kEnabled, Asked("isActivated", 0), kNotActivated, kOwned, Asked("ValidSRKAuth", 1),
-                     "log: SRK is in incorrect auth format!", kReported}));
 }
 
 TEST(DetectTPMPlatform, AReportThatCannotBeMadeChangesNothing)
 {
     ExpectRun(
-        Detect(MachineWithChanged(R"({"ValidSRKAuth": 1})"), {"(null)"}, {.faults = {"RegisterEventSourceW=1722"}}),
-        "true 0",
-        Whole({kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", 1),
-               "log: SRK is in incorrect auth format!",
-               Call("RegisterEventSourceW", {nullptr, "Kelo Platform Security"})}));
-}
-
-TEST(DetectTPMPlatform, AnyOtherSrkAnswerDeterminesNothing)
-{
-    for (const int answer : {2, -1, 10015})
-        ExpectRun(Detect(MachineWithChanged(fmt::format(R"({{"ValidSRKAuth": {}}})", answer).c_str())), "true 0",
-                  Whole({kDetected, kEnabled, kActivated, kOwned, Asked("ValidSRKAuth", answer),
-                         "log: Cannot determine SRK auth format"}));
+        DetectWith({{"ValidSRKAuth", 1}}, {.faults = {"RegisterEventSourceW=1722"}}), "true 0",
+        Whole({kDetected, kEnabled, kActivated, kOwned, Before(kSrkIncorrect, kReported[0]), Failing(kReported[0])}));
 }
 
 TEST(DetectTPMPlatform, EachMissingExportHasItsLine)
 {
-    const std::tuple<const char*, const char*, Script, const char*> cases[] = {
-        {"DetectTSS", "false 10016", {}, "Failed to get Function Pointer to DetectTSS()"},
-        {"isEnabled", "false 10016", kDetected, "Function isEnabled() not found"},
-        {"isActivated", "false 10016", Script{kDetected, kEnabled}, "Function isActivated() Not found"},
-        {"isOwned", "true 0", Script{kDetected, kEnabled, kActivated}, "Function isOwned() Not found"},
-        {"ValidSRKAuth", "true 0", Script{kDetected, kEnabled, kActivated, kOwned},
-         "Function ValidSRKAuth() Not found"},
+    constexpr std::pair<const char*, const char*> kRows[] = {
+        {"false 10016", "log: Failed to get Function Pointer to DetectTSS()"},
+        {"false 10016", "log: Function isEnabled() not found"},
+        {"false 10016", "log: Function isActivated() Not found"},
+        {"true 0", "log: Function isOwned() Not found"},
+        {"true 0", "log: Function ValidSRKAuth() Not found"},
     };
-    for (const auto& [name, result, before, line] : cases)
-        ExpectRun(Detect(MachineWithChanged(fmt::format(R"({{"{}": null}})", name).c_str())), result,
-                  Whole({before, Missing(name), std::string("log: ") + line}));
+    for (std::size_t i = 0; i < std::size(kRows); ++i)
+    {
+        const auto& [name, before] = kQuestions[i];
+        SCOPED_TRACE(name);
+        ExpectRun(DetectWith({{name, nullptr}}), kRows[i].first, Whole({before, Missing(name), kRows[i].second}));
+    }
 }
 
 TEST(DetectTPMPlatform, NamesOfExportsAreComparedWithTheirCase)
@@ -256,21 +251,13 @@ TEST(DetectTPMPlatform, ALibraryThatDoesNotLoadIsLoggedWithItsError)
 
 TEST(DetectTPMPlatform, WhateverComesOutOfAnExportIsCaughtAndTheLibraryFreed)
 {
-    const std::pair<const char*, Script> exports[] = {
-        {"DetectTSS", {}},
-        {"isEnabled", kDetected},
-        {"isActivated", Script{kDetected, kEnabled}},
-        {"isOwned", Script{kDetected, kEnabled, kActivated}},
-        {"ValidSRKAuth", Script{kDetected, kEnabled, kActivated, kOwned}},
-    };
     for (const char* thing : {"access violation", "division by zero", "C++ exception", "number"})
     {
-        for (const auto& [name, before] : exports)
+        for (const auto& [name, before] : kQuestions)
         {
-            const SimulatedRun run =
-                Detect(MachineWithChanged(fmt::format(R"({{"{}": {{"throws": "{}"}}}})", name, thing).c_str()));
+            SCOPED_TRACE(std::string(thing) + " in " + name);
             const std::string function = std::string("stkprobe.dll!") + name;
-            ExpectRun(run, "false 10015",
+            ExpectRun(DetectWith({{name, {{"throws", thing}}}}), "false 10015",
                       Whole({before, Call("GetProcAddress", {"library#1", name}, function),
                              Call(function, {}, nullptr, {{"exception", thing}}), kCaught}));
         }
@@ -279,11 +266,10 @@ TEST(DetectTPMPlatform, WhateverComesOutOfAnExportIsCaughtAndTheLibraryFreed)
 
 TEST(DetectTPMPlatform, WhatTheLibraryDoesToTheMachineStays)
 {
-    const SimulatedRun run = Detect(MachineWithChanged(
-        R"({"isEnabled": {"result": 0, "effects": {"files": {"C:\\trace.txt": {"text": "here"}}}}})"));
+    const SimulatedRun run = DetectWith(
+        Json::parse(R"({"isEnabled": {"result": 0, "effects": {"files": {"C:\\trace.txt": {"text": "here"}}}}})"));
     EXPECT_EQ(run.result, "false 10015");
-    ASSERT_NE(run.After().files.Find(R"(C:\trace.txt)"), nullptr);
-    EXPECT_EQ(run.After().files.Find(R"(C:\trace.txt)")->content, "here");
+    EXPECT_EQ(TextOf(run.After(), R"(C:\trace.txt)"), "here");
 }
 
 TEST(DetectTPMPlatform, TheErrorModeIsPutBack)
@@ -365,6 +351,13 @@ public:
 
     void AskUsableLibrary() { Add({Loaded(LibraryPath(m_vendor)), kUsable, kFreed}); }
 
+    // Expects a run that ends with the questions to a usable library.
+    void ExpectUsable(const SimulatedRun& run)
+    {
+        AskUsableLibrary();
+        ExpectRun(run, "true 0", *this);
+    }
+
 private:
     std::string m_vendor;
 };
@@ -379,8 +372,7 @@ TEST(DetectTPMPlatform, KeloFromVistaOnLosesItsShimItsProcessesAndItsServicesSta
     ExpectedDetection expected{machine, "KELO"};
     expected.RemoveKelosShim();
     EXPECT_TRUE(expected.CleanUpKelo());
-    expected.AskUsableLibrary();
-    ExpectRun(run, "true 0", expected);
+    expected.ExpectUsable(run);
     EXPECT_TRUE(run.After().files.Find(kTsp1) != nullptr);
     EXPECT_TRUE(run.After().files.Find(kTspi) == nullptr);
     EXPECT_TRUE(run.After().processes.Find(5000) == nullptr);
@@ -392,8 +384,7 @@ TEST(DetectTPMPlatform, KeloWithoutItsServiceIsAskedAllTheSame)
     ExpectedDetection expected{machine, "KELO"};
     expected.RemoveKelosShim();
     EXPECT_FALSE(expected.CleanUpKelo());
-    expected.AskUsableLibrary();
-    ExpectRun(Detect(machine, {"KELO"}), "true 0", expected);
+    expected.ExpectUsable(Detect(machine, {"KELO"}));
 }
 
 TEST(DetectTPMPlatform, KeloBeforeVistaLosesItsShimAlone)
@@ -402,8 +393,7 @@ TEST(DetectTPMPlatform, KeloBeforeVistaLosesItsShimAlone)
         Changed(MachineWithService("KELO", "tcsd_x86", kPromptService), R"({"windows": {"version": "5.1"}})");
     ExpectedDetection expected{machine, "KELO"};
     expected.RemoveKelosShim();
-    expected.AskUsableLibrary();
-    ExpectRun(Detect(machine, {"KELO"}), "true 0", expected);
+    expected.ExpectUsable(Detect(machine, {"KELO"}));
 }
 
 TEST(DetectTPMPlatform, Ntru12RestartsItsServiceAndLosesItsShim)
@@ -415,8 +405,7 @@ TEST(DetectTPMPlatform, Ntru12RestartsItsServiceAndLosesItsShim)
     ExpectedDetection expected{machine, "NTRU12"};
     expected.CleanUpNtru();
     expected.RemoveNtrusShim();
-    expected.AskUsableLibrary();
-    ExpectRun(run, "true 0", expected);
+    expected.ExpectUsable(run);
     EXPECT_TRUE(run.After().files.Find(kTsp1) == nullptr);
     EXPECT_TRUE(run.After().processes.Find(5000) == nullptr);
 }
@@ -429,8 +418,7 @@ TEST(DetectTPMPlatform, NtrusServiceIsLeftAloneWhenItDoesNotRun)
         ExpectedDetection expected{machine, "NTRU12"};
         expected.CleanUpNtru();
         expected.RemoveNtrusShim();
-        expected.AskUsableLibrary();
-        ExpectRun(Detect(machine, {"NTRU12"}), "true 0", expected);
+        expected.ExpectUsable(Detect(machine, {"NTRU12"}));
     }
 }
 
@@ -442,8 +430,7 @@ TEST(DetectTPMPlatform, TheShortNtruIdentifierHasNoShimAndItsOwnLibrary)
     const SimulatedRun run = Detect(machine, {"NTRU"});
     ExpectedDetection expected{machine, "NTRU"};
     expected.CleanUpNtru();
-    expected.AskUsableLibrary();
-    ExpectRun(run, "true 0", expected);
+    expected.ExpectUsable(run);
     EXPECT_TRUE(run.After().files.Find(kTsp1) != nullptr && run.After().files.Find(kTspi) != nullptr);
 }
 
@@ -451,11 +438,10 @@ TEST(DetectTPMPlatform, VendorsAreComparedWithTheirCase)
 {
     for (const char* vendor : {"kelo", "ntru12", "Ntru", "OTHER", ""})
     {
-        Json description;
-        description["libraries"][std::string(kTarget) + vendor + "\\stkprobe.dll"] = {{"exports", UsableExports()}};
-        const SimulatedRun run = Detect(winsim::Machine::FromJson(description), {vendor});
         const std::string path = std::string(kTarget) + vendor + "\\stkprobe.dll";
-        ExpectRun(run, "true 0", {Begin(vendor), Loaded(path), kUsable, kFreed});
+        const Json library = {{"exports", UsableExports()}};
+        ExpectRun(Detect(winsim::Machine::FromJson({{"libraries", {{path, library}}}}), {vendor}), "true 0",
+                  {Begin(vendor), Loaded(path), kUsable, kFreed});
     }
 }
 
@@ -524,6 +510,17 @@ TEST(DetectTPMPlatform, EachProcessHasItsOwnOneTime)
 
 // ---- Paths that do not fit ----
 
+// Expects a detection in which no library is loaded because the path of the target is none.
+void ExpectNothingLoaded(const winsim::Machine& machine, const std::string& target, const std::string& vendor)
+{
+    SCOPED_TRACE(target);
+    const SimulatedRun run = CallFunction(machine, "DetectTPMPlatform", {target, vendor});
+    ExpectLog(run, "false 10015",
+              {kRule, fmt::format("log: DetectTPMPlatform({},{})", target, vendor), "log: Load ",
+               "log: Failed to Load Library:  Err: 206"});
+    EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
+}
+
 std::string TargetOfLength(std::size_t length)
 {
     return R"(C:\)" + std::string(length - 4, 'd') + "\\";
@@ -546,36 +543,21 @@ TEST(DetectTPMPlatform, APathOf239CharactersIsTheLongestThatIsLoaded)
 
 TEST(DetectTPMPlatform, ATargetThatIsTooLongLoadsNothing)
 {
+    // Libraries where a path would lead that was cut short or made only of its last pieces.
+    Json description;
+    for (const char* wrong : {R"(C:\Windows\system32\stkprobe.dll)", R"(C:\OTHER\stkprobe.dll)", R"(C:\stkprobe.dll)",
+                              R"(C:\Program Files\Kelo Systems Corp\Toolkit\stkprobe.dll)"})
+        description["libraries"][wrong] = {{"exports", UsableExports()}};
     for (std::size_t length = 230; length <= 300; ++length)
-    {
-        const std::string target = TargetOfLength(length);
-        // Libraries where a path would lead that was cut short or made only of its last pieces.
-        Json description;
-        for (const std::string& wrong : {std::string(R"(C:\Windows\system32\stkprobe.dll)"),
-                                         std::string(R"(C:\OTHER\stkprobe.dll)"), std::string(R"(C:\stkprobe.dll)"),
-                                         std::string(R"(C:\Program Files\Kelo Systems Corp\Toolkit\stkprobe.dll)")})
-            description["libraries"][wrong] = {{"exports", UsableExports()}};
-        const SimulatedRun run =
-            CallFunction(winsim::Machine::FromJson(description), "DetectTPMPlatform", {target, "OTHER"});
-        ExpectLog(run, "false 10015",
-                  {kRule, fmt::format("log: DetectTPMPlatform({},OTHER)", target), "log: Load ",
-                   "log: Failed to Load Library:  Err: 206"});
-        EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
-    }
+        ExpectNothingLoaded(winsim::Machine::FromJson(description), TargetOfLength(length), "OTHER");
 }
 
 TEST(DetectTPMPlatform, AMissingOrEmptyTargetLoadsNothing)
 {
     for (const char* target : {"(null)", "", "C:", R"(C:Toolkit\)", R"(Toolkit\)", R"(\Toolkit\)"})
-    {
-        const SimulatedRun run = CallFunction(
+        ExpectNothingLoaded(
             MachineOf(R"({"libraries": {"C:\\Windows\\system32\\stkprobe.dll": {"exports": {"DetectTSS": 0}}}})"),
-            "DetectTPMPlatform", {target, "(null)"});
-        ExpectLog(run, "false 10015",
-                  {kRule, fmt::format("log: DetectTPMPlatform({},(null))", target), "log: Load ",
-                   "log: Failed to Load Library:  Err: 206"});
-        EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
-    }
+            target, "(null)");
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // Proves how the installer gets access to the key of blocked TPM commands, which commands it removes from the key, and
 // which services it stops and starts around that.
+#include "tests/support/run_tests.h"
 #include "tests/support/step_sequence.h"
 #include "tests/unit/tss/tss_script.h"
 
@@ -9,8 +10,6 @@
 namespace
 {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 using winsim::Json;
 
 constexpr char kKey[] = R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List)";
@@ -115,18 +114,31 @@ TEST(TakeKeyOwnership, AGuardedKeyIsGivenToTheAdministratorsFirst)
     EXPECT_FALSE(run.After().token.IsEnabled("SeTakeOwnershipPrivilege"));
 }
 
-TEST(TakeKeyOwnership, RightsThatAreDeniedOutrightAreTakenTheSameWay)
-{
-    const SimulatedRun run = Take(MachineWithKey(R"({"deniedAccess": ["WRITE_DAC", "WRITE_OWNER", "KEY_SET_VALUE"]})"));
-    ExpectRun(run, "true", kTakenFromOwner);
-    EXPECT_EQ(run.After().registry.Find(kKey)->security.deniedAccess, 0u);
-}
-
-TEST(TakeKeyOwnership, AKeyOfTheAdministratorsLetsThemReplaceTheList)
-{
-    ExpectRun(Take(MachineWithKey(R"({"owner": "S-1-5-32-544", "deniedAccess": ["WRITE_DAC", "WRITE_OWNER"]})")),
-              "true", kTakenAtOnce);
-}
+const auto kTakeovers =
+    RunTests("TakeKeyOwnership", &Take)
+        .Run("RightsThatAreDeniedOutrightAreTakenTheSameWay",
+             MachineWithKey(R"({"deniedAccess": ["WRITE_DAC", "WRITE_OWNER", "KEY_SET_VALUE"]})"), "true",
+             kTakenFromOwner,
+             [](const SimulatedRun& run) { EXPECT_EQ(run.After().registry.Find(kKey)->security.deniedAccess, 0u); })
+        .Run("AKeyOfTheAdministratorsLetsThemReplaceTheList",
+             MachineWithKey(R"({"owner": "S-1-5-32-544", "deniedAccess": ["WRITE_DAC", "WRITE_OWNER"]})"), "true",
+             kTakenAtOnce)
+        .Run("AListThatCannotBeMadeEndsIt", MachineWithKey(kOpenKey), {.faults = {"SetEntriesInAclW=1336"}}, "false",
+             {kSids, Failing(kMakeList, 1336), "log: Failed SetEntriesInAclW", kFreed})
+        .Run("ATokenThatCannotBeOpenedEndsIt", MachineWithKey(kGuardedKey), {.faults = {"OpenProcessToken=5"}}, "false",
+             {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken[0], Failing(kOpenToken, 0),
+              "log: OpenProcessToken failed: 5", kFreed})
+        .Run("AnOwnerThatCannotBeSetEndsItWithThePrivilegeStillOn", MachineWithKey(kGuardedKey),
+             {.faults = {"SetNamedSecurityInfoW#2=1307"}}, "false",
+             {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(1307),
+              "log: Could not set owner. Error: 1307", kFreed, kCloseToken})
+        .Run("APrivilegeThatCannotBeDisabledEndsIt", MachineWithKey(kGuardedKey),
+             {.faults = {"AdjustTokenPrivileges#2=6"}}, "false",
+             {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kLookUp,
+              Failing(AdjustLine(0), 0), "log: Failed SetPrivilege call unexpectedly.", kFreed, kCloseToken})
+        .Run("ASecondRefusalEndsIt", MachineWithKey(kGuardedKey), {.faults = {"SetNamedSecurityInfoW#3=5"}}, "false",
+             {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kDisable, ReplaceLine(5),
+              "log: Second SetNamedSecurityInfo call failed: 5", kFreed, kCloseToken});
 
 TEST(TakeKeyOwnership, AnyOtherErrorEndsIt)
 {
@@ -134,7 +146,7 @@ TEST(TakeKeyOwnership, AnyOtherErrorEndsIt)
               {kSids, kMakeList, ReplaceLine(2), "log: First SetNamedSecurityInfo call failed: 2", kFreed});
     const std::string object = R"(NOWHERE\SOFTWARE)";
     ExpectRun(
-        CallFunction(MachineOf("{}"), "TakeKeyOwnership", {object}), "false",
+        CallFunction("TakeKeyOwnership", {object}), "false",
         {kSids, kMakeList, ReplaceLine(87, object.c_str()), "log: First SetNamedSecurityInfo call failed: 87", kFreed});
     // Ownership is taken only after error 5.
     for (const int error : {1307, 1314, 1300, 65})
@@ -157,19 +169,6 @@ TEST(TakeKeyOwnership, EachSidThatCannotBeMadeHasItsLine)
         script.insert(script.end(), kFreed.begin(), kFreed.begin() + failing - 1);
         ExpectRun(run, "false", script);
     }
-}
-
-TEST(TakeKeyOwnership, AListThatCannotBeMadeEndsIt)
-{
-    ExpectRun(Take(MachineWithKey(kOpenKey), {.faults = {"SetEntriesInAclW=1336"}}), "false",
-              {kSids, Failing(kMakeList, 1336), "log: Failed SetEntriesInAclW", kFreed});
-}
-
-TEST(TakeKeyOwnership, ATokenThatCannotBeOpenedEndsIt)
-{
-    ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"OpenProcessToken=5"}}), "false",
-              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken[0], Failing(kOpenToken, 0),
-               "log: OpenProcessToken failed: 5", kFreed});
 }
 
 TEST(TakeKeyOwnership, WithoutThePrivilegeOneIsNoAdministrator)
@@ -196,32 +195,11 @@ TEST(TakeKeyOwnership, APrivilegeThatCannotBeEnabledIsTheSame)
     }
 }
 
-TEST(TakeKeyOwnership, AnOwnerThatCannotBeSetEndsItWithThePrivilegeStillOn)
-{
-    ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"SetNamedSecurityInfoW#2=1307"}}), "false",
-              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(1307),
-               "log: Could not set owner. Error: 1307", kFreed, kCloseToken});
-}
-
-TEST(TakeKeyOwnership, APrivilegeThatCannotBeDisabledEndsIt)
-{
-    ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"AdjustTokenPrivileges#2=6"}}), "false",
-              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kLookUp,
-               Failing(AdjustLine(0), 0), "log: Failed SetPrivilege call unexpectedly.", kFreed, kCloseToken});
-}
-
-TEST(TakeKeyOwnership, ASecondRefusalEndsIt)
-{
-    ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {"SetNamedSecurityInfoW#3=5"}}), "false",
-              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kDisable, ReplaceLine(5),
-               "log: Second SetNamedSecurityInfo call failed: 5", kFreed, kCloseToken});
-}
-
 // ---- SetPrivilege ----
 
 TEST(SetPrivilege, EnablesAndDisablesWhatTheTokenHas)
 {
-    const SimulatedRun on = CallFunction(MachineOf("{}"), "SetPrivilege", {"32", "SeTakeOwnershipPrivilege", "true"});
+    const SimulatedRun on = CallFunction("SetPrivilege", {"32", "SeTakeOwnershipPrivilege", "true"});
     ExpectRun(on, "true", {kOpenProcessToken, kEnable, kCloseToken});
     EXPECT_TRUE(on.After().token.IsEnabled("SeTakeOwnershipPrivilege"));
     const SimulatedRun off = CallFunction(on.After(), "SetPrivilege", {"32", "SeTakeOwnershipPrivilege", "false"});
@@ -231,13 +209,13 @@ TEST(SetPrivilege, EnablesAndDisablesWhatTheTokenHas)
 
 TEST(SetPrivilege, FailsForAPrivilegeThatTheTokenLacksOrWindowsDoesNotKnow)
 {
-    EXPECT_EQ(CallFunction(MachineOf("{}"), "SetPrivilege", {"32", "SeTcbPrivilege", "true"}).result, "false");
-    EXPECT_EQ(CallFunction(MachineOf("{}"), "SetPrivilege", {"32", "SeNoSuchPrivilege", "true"}).result, "false");
+    EXPECT_EQ(CallFunction("SetPrivilege", {"32", "SeTcbPrivilege", "true"}).result, "false");
+    EXPECT_EQ(CallFunction("SetPrivilege", {"32", "SeNoSuchPrivilege", "true"}).result, "false");
 }
 
 TEST(SetPrivilege, FailsForATokenThatMayNotBeAdjusted)
 {
-    EXPECT_EQ(CallFunction(MachineOf("{}"), "SetPrivilege", {"8", "SeDebugPrivilege", "true"}).result, "false");
+    EXPECT_EQ(CallFunction("SetPrivilege", {"8", "SeDebugPrivilege", "true"}).result, "false");
 }
 
 // ---- DeleteRegistryValue ----

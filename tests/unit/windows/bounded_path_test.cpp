@@ -8,7 +8,7 @@ namespace
 
 std::string PathOf(const std::vector<std::string>& pieces)
 {
-    return CallFunction(MachineOf("{}"), "BoundedPath", pieces).result;
+    return CallFunction("BoundedPath", pieces).result;
 }
 
 TEST(BoundedPath, Holds239Characters)

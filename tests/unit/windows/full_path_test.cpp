@@ -9,7 +9,7 @@ namespace
 
 std::string IsFull(const std::string& path)
 {
-    return CallFunction(MachineOf("{}"), "IsFullPath", {path}).result;
+    return CallFunction("IsFullPath", {path}).result;
 }
 
 TEST(IsFullPath, ADriveAndItsRootBeginAFullPath)

@@ -1,5 +1,6 @@
 // Proves what the program reports about the version of Windows.
-#include "tests/support/simulated_run.h"
+#include "tests/support/run_tests.h"
+#include "tests/support/windows_script.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +8,6 @@
 namespace
 {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 winsim::Machine Windows(const std::string& version, const std::string& more = "")
@@ -51,20 +51,7 @@ TEST(IsWindowsVersionAtLeast, ServicePacksTakeNoPart)
 // The conditions are "greater or equal" (3) for each of three types; only two types (3) are tested.
 TEST(IsWindowsVersionAtLeast, TestsMajorAndMinorAlone)
 {
-    const SimulatedRun run = CallFunction(Windows("6.1"), "IsWindowsVersionAtLeast", {"6", "2"});
-    EXPECT_THAT(run.script,
-                ElementsAre(Call("VerSetConditionMask", {0, 2, 3}, 9223372036854775832u),
-                            Call("VerSetConditionMask", {9223372036854775832u, 1, 3}, 9223372036854775835u),
-                            Call("VerSetConditionMask", {9223372036854775835u, 32, 3}, 9223372036854874139u),
-                            Call("VerifyVersionInfoW",
-                                 {{{"dwOSVersionInfoSize", 284},
-                                   {"dwMajorVersion", 6},
-                                   {"dwMinorVersion", 2},
-                                   {"wServicePackMajor", 0},
-                                   {"wServicePackMinor", 0}},
-                                  3,
-                                  9223372036854874139u},
-                                 0)));
+    EXPECT_EQ(CallFunction(Windows("6.1"), "IsWindowsVersionAtLeast", {"6", "2"}).script, AskForVersion(6, 2, false));
 }
 
 TEST(IsWindowsVersionAtLeast, ACallThatFailsIsNo)
@@ -86,32 +73,26 @@ TEST(GetWindowsMajorVersion, IsTheMajorNumber)
     }
 }
 
-TEST(GetWindowsMajorVersion, AsksWithTheExtendedRecord)
+SimulatedRun Ask(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
 {
-    const SimulatedRun run = CallFunction(Windows("6.1", R"(, "build": 7601)"), "GetWindowsMajorVersion");
-    EXPECT_THAT(run.script,
-                ElementsAre(Call(
-                    "GetVersionExA", {156}, 1,
-                    {{"lpVersionInformation",
-                      {{"dwMajorVersion", 6}, {"dwMinorVersion", 1}, {"dwBuildNumber", 7601}, {"dwPlatformId", 2}}}})));
+    return CallFunction(machine, "GetWindowsMajorVersion", {}, options);
 }
 
-TEST(GetWindowsMajorVersion, AsksOnceMoreWithThePlainRecord)
+// The query with the extended record of 156 bytes, or with the plain one.
+std::string AskForRecord(unsigned size)
 {
-    ExpectRun(CallFunction(Windows("6.1", R"(, "build": 7601)"), "GetWindowsMajorVersion", {},
-                           {.faults = {"GetVersionExA#1=122"}}),
-              "6",
-              {Call("GetVersionExA", {156}, 0),
-               Call("GetVersionExA", {148}, 1,
-                    {{"lpVersionInformation",
-                      {{"dwMajorVersion", 6}, {"dwMinorVersion", 1}, {"dwBuildNumber", 7601}, {"dwPlatformId", 2}}}})});
+    return Call("GetVersionExA", {size}, 1,
+                {{"lpVersionInformation",
+                  {{"dwMajorVersion", 6}, {"dwMinorVersion", 1}, {"dwBuildNumber", 7601}, {"dwPlatformId", 2}}}});
 }
 
-TEST(GetWindowsMajorVersion, IsZeroWhenBothCallsFail)
-{
-    ExpectRun(CallFunction(Windows("6.1"), "GetWindowsMajorVersion", {}, {.faults = {"GetVersionExA=122"}}), "0",
-              {Call("GetVersionExA", {156}, 0), Call("GetVersionExA", {148}, 0)});
-}
+const auto kQueries =
+    RunTests("GetWindowsMajorVersion", &Ask)
+        .Run("AsksWithTheExtendedRecord", Windows("6.1", R"(, "build": 7601)"), "6", AskForRecord(156))
+        .Run("AsksOnceMoreWithThePlainRecord", Windows("6.1", R"(, "build": 7601)"),
+             {.faults = {"GetVersionExA#1=122"}}, "6", {Failing(AskForRecord(156), 0), AskForRecord(148)})
+        .Run("IsZeroWhenBothCallsFail", Windows("6.1"), {.faults = {"GetVersionExA=122"}}, "0",
+             {Failing(AskForRecord(156), 0), Failing(AskForRecord(148), 0)});
 
 TEST(GetWindowsMajorVersion, IsZeroOnAnotherFamilyOfWindows)
 {
