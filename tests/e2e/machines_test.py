@@ -7,7 +7,7 @@ import unittest
 from comparison.comparison import Comparison
 from machines.cases import CASES, LEFT_TO_WINSIM, all_cases
 from machines.descriptions import as_on_wine, complete, settled
-from machines.limits import without
+from machines.limits import LeftOut, without
 from paths import ROOT
 from runs.log_lines import comparable, unpredicted_waits
 from runs.program import Machine
@@ -43,6 +43,12 @@ class MachinesLeftToWinsim(unittest.TestCase):
             with self.subTest(name):
                 self.assertTrue((ROOT / "machines" / f"{name}.json").is_file())
                 self.assertLessEqual(set(re.findall(r'"(.*)"', reason)), CASES.keys())
+
+
+class Limits(unittest.TestCase):
+    def test_a_part_without_a_reason_is_named(self):
+        with self.assertRaisesRegex(KeyError, r"services\.X\.color: a prefix is not like it, and LIMITS .* no reason"):
+            LeftOut("services", "X", "color")
 
 
 for _name, _case in all_cases():
