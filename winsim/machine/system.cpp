@@ -125,7 +125,8 @@ struct Fields<Clock>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"utc", "the time when the run starts, in exactly this form", "`\"2013-05-07T14:03:09.042Z\"`"},
+        visit(Key{"utc", "the time when the run starts, in exactly the form of the default",
+                  "`\"2013-05-07T14:03:09.042Z\"`"},
               Always(&Clock::utcMs, OwnForm{&ParseUtc, &FormatUtc, kUtcSchema}));
         visit(Key{"tickCount", "milliseconds since Windows started; wraps around after 4294967295", "`600000`"},
               Always(&Clock::tickCount));
