@@ -291,8 +291,9 @@ const auto kServicesLeft =
 
 const auto kInstallationFailures =
     RunTests("InstallTkService", &Install)
-        .Run("ManagerThatCannotBeOpenedAtFirstIsLogged", ToolkitMachine(), {.faults = {"OpenSCManagerW#1=5"}}, "0",
-             {kBegin, kManagerRefused, kNoManager, kDependenciesChosen, kRegistered, kFinalPhase})
+        .Run("ManagerThatCannotBeOpenedAtFirstIsLogged", ToolkitMachine(), {.faults = {"OpenSCManagerW#1=1115"}}, "0",
+             {kBegin, kManagerRefused, "log: InstallTkService - failed to open the SCM. 1115", kDependenciesChosen,
+              kRegistered, kFinalPhase})
         .Run("ErrorOfTheFirstOpeningIsReadBehindTheClosingOfTheManager", ToolkitMachine(),
              {.faults = {"CloseServiceHandle#1=6"}}, "0",
              {kBegin, kOpenManager, kNotOpened, Failing(kCloseManager, 0),
