@@ -1,6 +1,6 @@
-# Lists the tests in Python, each case as its own test: of a log's page in a browser, of the images for Windows, and of
-# runs under Wine. A test ends with ctest, however ctest itself ends. A slow test ends before ctest's own limit, so that
-# it can tidy up.
+# Lists the tests in Python, each case as its own test: of a log's page in a browser, of rehearsals on many machines, of
+# the images for Windows, and of runs under Wine. A test ends with ctest, however ctest itself ends. A slow test ends
+# before ctest's own limit, so that it can tidy up.
 
 find_program(KELO_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 
@@ -25,6 +25,7 @@ endfunction()
 python_tests(explain)
 # This test measures time.
 set_tests_properties(explain.page_test.Page.test_a_wait_of_300000_looks_opens_at_once PROPERTIES RUN_SERIAL TRUE)
+python_tests(many)
 python_tests(images)
 # This test builds on all processors.
 set_tests_properties(images.reproducible_test.Reproducible.test_another_folder_gives_the_same_bytes PROPERTIES

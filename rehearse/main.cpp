@@ -1,11 +1,11 @@
-// kelo-rehearse: runs an action or an export of the installer program on a described machine and reports the run.
+// kelo-rehearse: runs an action or an export of the installer program on described machines and reports the runs.
 #include "rehearse/exit_status.h"
+#include "rehearse/many.h"
 #include "rehearse/options.h"
 #include "rehearse/page.h"
+#include "rehearse/rehearsal.h"
 #include "rehearse/report.h"
 #include "report/page.h"
-#include "winsim/process/program.h"
-#include "winsim/toolkit/program_image.h"
 #include "winsim/toolkit/secrets.h"
 
 #include <fstream>
@@ -13,13 +13,6 @@
 
 namespace
 {
-
-winsim::Outcome Run(const Options& options, const winsim::Machine& machine, const winsim::RunOptions& run)
-{
-    if (options.exportName.empty())
-        return winsim::ImageBeside("KeloCustomAction.so").Run(machine, run);
-    return winsim::ImageBeside("KeloCustomActionLibrary.so").RunExport(machine, run, options.exportName);
-}
 
 void Save(const winsim::Machine& machine, const std::string& path)
 {
@@ -45,17 +38,12 @@ int Show(const Options& options, const winsim::Machine& machine)
     }
 }
 
-int Rehearse(const Options& options)
+int RehearseOne(const Options& options)
 {
     const winsim::Machine machine = winsim::Machine::FromFile(options.machinePath);
     if (!options.seenPath.empty())
         return Show(options, machine);
-    winsim::RunOptions run;
-    run.arguments = options.arguments;
-    run.faults = options.faults;
-    run.meanwhile = options.meanwhile;
-    run.foldRepeats = true;
-    const winsim::Outcome outcome = Run(options, machine, run);
+    const winsim::Outcome outcome = Rehearse(options, machine);
 
     if (!options.savePath.empty())
         Save(outcome.machine, options.savePath);
@@ -77,7 +65,7 @@ int main(int argc, char** argv)
         return parsed.exitStatus;
     try
     {
-        return Rehearse(*parsed.options);
+        return parsed.options->isForMany ? RehearseMany(*parsed.options) : RehearseOne(*parsed.options);
     }
     catch (const std::exception& error)
     {

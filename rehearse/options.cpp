@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 
 namespace
@@ -21,16 +22,19 @@ constexpr char kFooter[] = R"(Everything after -- is the program's own command l
   kelo-rehearse after.json -- /Uninstall
   kelo-rehearse --fault OpenServiceW#2=ERROR_ACCESS_DENIED machines/windows-7-toolkit.json -- /Setup
   kelo-rehearse --export SRK_Auth_Change machines/srk-upgrade.json
+  kelo-rehearse machines -- /Setup
 
-Exit status:
+Exit status of a single machine:
   0  the program succeeded
   1  the program ended with -1; with --export, the entry point returned anything but 0
   2  a usage error, or a bad description
   3  the program would wait for ever
   4  the program died of an exception or a fault
+Exit status of many: 0 if each has its line, whatever it says; 2 otherwise.
 
 --json prints exitCode, end, noResult, log, repeatedLines, stdout, events, calls, repeatedCalls, faults, changes, clockMs
-and violations; docs/rehearsal.md describes them. docs/machine.md describes how to write MACHINE.json.
+and violations. Of many machines, each line has file, line, title, arguments, export, exitCode, status, stack, lastStep,
+firstFailedCall, result, changes and digest. docs/rehearsal.md describes both. docs/machine.md describes how to write MACHINE.json.
 
 Passwords (the text after "/PASSWORD=" in installer data, and after "/P:" in a command line) are shown and saved as
 stars.)";
@@ -53,6 +57,46 @@ std::vector<std::string> TakeProgramArguments(std::vector<std::string>& words)
     return arguments;
 }
 
+constexpr char kMany[] = "For many machines (any of these options prints a line even for a single one)";
+
+void AddOptionsForMany(CLI::App& app, Options& options)
+{
+    app.add_option("--jobs", options.jobs, "Rehearse on N machines at the same time (one for each processor)")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1024))
+        ->group(kMany);
+    app.add_option("--limit", options.limitSeconds, "Give up a machine after so much real time (60)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1, 86400))
+        ->group(kMany);
+    app.add_option("--first-line", options.firstLine,
+                   "The number of the first line of standard input (1), for input that was cut into blocks")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber)
+        ->group(kMany);
+}
+
+// Whether the command line asks for a line for each machine.
+bool IsForMany(const CLI::App& app, const std::vector<std::string>& paths)
+{
+    const auto options = app.get_options([](const CLI::Option* option) { return option->get_group() == kMany; });
+    const bool isAsked = std::any_of(options.begin(), options.end(), [](const auto* one) { return one->count() != 0; });
+    std::error_code error;
+    return isAsked || paths.size() != 1 || paths.front() == "-" || std::filesystem::is_directory(paths.front(), error);
+}
+
+// Options that show one run.
+constexpr const char* kForOne[] = {"--json", "--trace", "--verbose", "--save", "--seen"};
+
+void RefuseOptionsForOne(const CLI::App& app)
+{
+    for (const char* option : kForOne)
+    {
+        if (app.count(option) != 0)
+            throw CLI::ArgumentMismatch(std::string(option) + " is for a single machine");
+    }
+}
+
 } // namespace
 
 ParsedOptions ParseOptions(int argc, char** argv)
@@ -66,7 +110,10 @@ ParsedOptions ParseOptions(int argc, char** argv)
 
     CLI::App app{kDescription, "kelo-rehearse"};
     app.footer(kFooter);
-    app.add_option("MACHINE.json", options.machinePath, "The machine's description")->required();
+    app.add_option("MACHINE.json", options.machinePaths,
+                   "The machine's description. For several descriptions, a folder of them, or - (standard input, a "
+                   "description a line), one line of JSON for each machine is printed")
+        ->required();
     app.add_flag("--json", options.isJson, "Print one JSON object instead of the report; its keys are listed below");
     app.add_flag("--trace{calls}", trace,
                  "Show every Windows call, with arguments and result, between the lines of the log; --trace=all adds "
@@ -103,6 +150,8 @@ ParsedOptions ParseOptions(int argc, char** argv)
         ->type_name("CALL[#N]=ACT[; ACT...]")
         ->allow_extra_args(false);
 
+    AddOptionsForMany(app, options);
+
     app.add_flag_callback(
         "--choices", [] { throw CallForChoices(); },
         "Print where the installer program departs from the letter of its requirements, and why");
@@ -111,6 +160,11 @@ ParsedOptions ParseOptions(int argc, char** argv)
     {
         std::reverse(words.begin(), words.end());
         app.parse(words);
+        options.isForMany = IsForMany(app, options.machinePaths);
+        if (options.isForMany)
+            RefuseOptionsForOne(app);
+        else
+            options.machinePath = options.machinePaths.front();
         if (!options.exportName.empty() && !options.arguments.empty())
             throw CLI::ArgumentMismatch("an exported entry point has no command line");
         const bool isRehearsed = options.isJson || !trace.empty() || !options.savePath.empty() ||

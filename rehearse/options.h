@@ -3,6 +3,7 @@
 
 #include "winsim/process/gate.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,9 +17,14 @@ enum class Trace
 
 struct Options
 {
-    std::string machinePath;
-    std::vector<std::string> arguments; // for the program, UTF-8
-    std::string exportName;             // the exported entry point to call instead of the program; empty for none
+    std::string machinePath;               // of a single machine
+    std::vector<std::string> machinePaths; // of many: files, folders, and "-" for standard input
+    bool isForMany = false;                // whether a line for each machine is printed instead of a report
+    std::size_t jobs = 0;                  // how many machines are rehearsed on at the same time; 0: one a processor
+    unsigned limitSeconds = 60;            // of real time, for each of many machines
+    std::size_t firstLine = 1;             // the number of the first line of standard input
+    std::vector<std::string> arguments;    // for the program, UTF-8
+    std::string exportName;                // the exported entry point to call instead of the program; empty for none
     bool isJson = false;
     bool isVerbose = false;
     Trace trace = Trace::None;

@@ -2,11 +2,18 @@
 #pragma once
 
 #include "rehearse/options.h"
+#include "report/story.h"
 #include "report/terminal.h"
 #include "winsim/process/program.h"
 
 #include <optional>
 #include <string>
+
+// The first of the program's arguments, or the export's name; empty for neither.
+std::string SwitchOf(const Options& options);
+
+// The story of a rehearsal.
+report::Story StoryOf(const Options& options, const winsim::Machine& before, const winsim::Outcome& outcome);
 
 // The report for people: whether the run worked, or else what failed first, how long it waited and how much it changed;
 // then the steps, the changes and the log.

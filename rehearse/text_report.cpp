@@ -28,13 +28,6 @@ std::string CommandOf(const Options& options)
     return options.arguments.empty() ? "(no action)" : winsim::HideSecrets(winsim::JoinCommandLine(options.arguments));
 }
 
-std::string SwitchOf(const Options& options)
-{
-    if (!options.exportName.empty())
-        return options.exportName;
-    return options.arguments.empty() ? "" : options.arguments.front();
-}
-
 Story StoryOf(const std::vector<std::string>& lines, const report::KnownEnd& end)
 {
     std::string log;
@@ -115,14 +108,25 @@ std::vector<std::string> DescribeActs(const std::vector<winsim::TriedAct>& acts)
 
 } // namespace
 
+std::string SwitchOf(const Options& options)
+{
+    if (!options.exportName.empty())
+        return options.exportName;
+    return options.arguments.empty() ? "" : options.arguments.front();
+}
+
+Story StoryOf(const Options& options, const Machine& before, const Outcome& outcome)
+{
+    report::KnownEnd end{.actionSwitch = SwitchOf(options), .noResult = WhyNoResult(outcome).value_or("")};
+    if (end.noResult.empty())
+        end.exitCode = outcome.exitCode;
+    return StoryOf(winsim::LogLines(before, outcome.machine), end);
+}
+
 std::string TextReport(const Options& options, const report::Style& style, const Machine& before,
                        const Outcome& outcome)
 {
-    const std::optional<std::string> whyNoResult = WhyNoResult(outcome);
-    report::KnownEnd end{.actionSwitch = SwitchOf(options), .noResult = whyNoResult.value_or("")};
-    if (!whyNoResult)
-        end.exitCode = outcome.exitCode;
-    WatchedRun run{.command = CommandOf(options), .story = StoryOf(winsim::LogLines(before, outcome.machine), end)};
+    WatchedRun run{.command = CommandOf(options), .story = StoryOf(options, before, outcome)};
     run.firstFacts = FirstFactsOf(options, before, outcome, run.story);
     run.facts = FactsOf(options, before, outcome);
     run.changes = Compare(before, outcome.machine);

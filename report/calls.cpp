@@ -279,4 +279,44 @@ std::vector<StepFigures> FiguresOf(const Outcome& outcome, const Story& story)
     return figures;
 }
 
+std::optional<FailedCall> FirstFailedCall(const Outcome& outcome, const Story& story)
+{
+    const std::vector<Place> places = PlacesOf(outcome, story);
+    const auto last = [&](auto isWanted) -> std::optional<FailedCall> {
+        for (std::size_t i = outcome.calls.size(); i > 0; --i)
+        {
+            const CallRecord& record = outcome.calls[i - 1];
+            const Place& place = places[i - 1];
+            if (IsChosen(outcome, i - 1, CallChoice::OfSteps) && (record.isFault || HasFailed(record)) &&
+                isWanted(place))
+                return FailedCall{&record, place.step};
+        }
+        return std::nullopt;
+    };
+    if (!story.exitCode)
+        return last([&](const Place& place) { return place.isBeforeLog || place.line + 1 == story.lines.size(); });
+    const Problem* const problem = IsBrokenOff(story) ? nullptr : story.FirstProblem();
+    if (problem == nullptr)
+    {
+        const std::optional<std::size_t> step = DecidingStep(story);
+        return story.level != Level::Failed
+                   ? std::nullopt
+                   : last([&](const Place& place) { return story.lines.empty() || place.step == step; });
+    }
+    if (!problem->line)
+        return last([&](const Place& place) { return story.steps[place.step].Name() == problem->step; });
+    const std::size_t line = *problem->line;
+    // A call made before the first line of a step has its place in the step before.
+    if (const auto atOnce = last([&](const Place& place) { return line > 0 && place.line + 1 == line; }))
+        return FailedCall{atOnce->record, story.lines[line].step};
+    return last([&](const Place& place) { return place.step == story.lines[line].step && place.line < line; });
+}
+
+std::optional<std::size_t> LastStep(const Outcome& outcome, const Story& story)
+{
+    if (story.lines.empty())
+        return std::nullopt;
+    return outcome.calls.empty() ? story.lines.back().step : PlacesOf(outcome, story).back().step;
+}
+
 } // namespace report

@@ -6,6 +6,7 @@
 #include "winsim/process/program.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -55,5 +56,20 @@ struct StepFigures
 
 // The figures of each step of the story.
 std::vector<StepFigures> FiguresOf(const winsim::Outcome& outcome, const Story& story);
+
+// A failed call and the index of its step.
+struct FailedCall
+{
+    const winsim::CallRecord* record = nullptr;
+    std::size_t step = 0;
+};
+
+// The call whose failure led to the first problem of the story: the last call that failed before the problem's line, in
+// the same step. For a failure without a line it is the last one that failed in the step of the failure; for a run
+// without a result, the last one that failed after the last line. Nothing if no call failed there.
+std::optional<FailedCall> FirstFailedCall(const winsim::Outcome& outcome, const Story& story);
+
+// The index of the step in which the run made its last call; nothing if its log has no lines.
+std::optional<std::size_t> LastStep(const winsim::Outcome& outcome, const Story& story);
 
 } // namespace report

@@ -18,13 +18,6 @@ using winsim::Json;
 
 constexpr std::string_view kPlaceOfData = "@DATA@";
 
-// The page's name for a level.
-const char* NameInPage(Level level)
-{
-    constexpr const char* kNames[] = {"done", "not-told", "noise", "warning", "missing", "failed"};
-    return kNames[static_cast<std::size_t>(level)];
-}
-
 // The explanations of a text, which are the same for all its lines.
 Json JsonOf(const catalogue::Text& text)
 {
@@ -156,13 +149,24 @@ std::string Embedded(const Json& json)
 
 } // namespace
 
+const char* NameInPage(Level level)
+{
+    constexpr const char* kNames[] = {"done", "not-told", "noise", "warning", "missing", "failed"};
+    return kNames[static_cast<std::size_t>(level)];
+}
+
+std::string WithData(std::string_view page, const Json& data)
+{
+    std::string text(page);
+    text.replace(text.find(kPlaceOfData), kPlaceOfData.size(), Embedded(data));
+    return text;
+}
+
 std::string Page(const std::string& title, const std::vector<PageRun>& runs, std::size_t chosen)
 {
     const Json data = {
         {"title", title}, {"texts", ListOf(catalogue::Texts())}, {"runs", ListOf(runs)}, {"chosen", chosen}};
-    std::string page(kPageText);
-    page.replace(page.find(kPlaceOfData), kPlaceOfData.size(), Embedded(data));
-    return page;
+    return WithData(kPageText, data);
 }
 
 void WriteText(const std::string& path, const std::string& text)

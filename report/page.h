@@ -2,6 +2,7 @@
 #pragma once
 
 #include "report/calls.h"
+#include "winsim/base/json.h"
 
 #include <string>
 #include <string_view>
@@ -22,6 +23,12 @@ struct PageRun
 // One self-contained page (HTML, UTF-8), which needs no network: the verdict, a timeline, the log and the calls side by
 // side, the changes and the steps. It opens with the run at index `chosen`.
 std::string Page(const std::string& title, const std::vector<PageRun>& runs, std::size_t chosen);
+
+// The page's name for a level.
+const char* NameInPage(Level level);
+
+// A page with its data (JSON) in place of @DATA@, where no text of the data can end the page's script.
+std::string WithData(std::string_view page, const winsim::Json& data);
 
 // Writes a text to a file. Throws std::runtime_error if the file cannot be written.
 void WriteText(const std::string& path, const std::string& text);

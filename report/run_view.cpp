@@ -14,26 +14,6 @@ namespace
 
 constexpr std::size_t kMostOtherProblems = 4;
 
-// Whether the run had a result although its log stops early.
-bool IsBrokenOff(const Story& story)
-{
-    return story.exitCode && !story.hasEnd && !story.lines.empty();
-}
-
-// The index of the step that decides the result.
-std::optional<std::size_t> DecidingStep(const Story& story)
-{
-    if (IsBrokenOff(story))
-        return story.lines.back().step;
-    for (std::size_t i = 0; i < story.steps.size(); ++i)
-    {
-        const catalogue::Step* const step = story.steps[i].step;
-        if (step != nullptr && (story.deciding ? story.lines[*story.deciding].step == i : step->decides))
-            return i;
-    }
-    return std::nullopt;
-}
-
 std::string DescribeResult(const Story& story)
 {
     if (!story.exitCode)

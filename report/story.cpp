@@ -834,6 +834,24 @@ const Problem* Story::FirstProblem() const
     return first ? &problems[*first] : nullptr;
 }
 
+bool IsBrokenOff(const Story& story)
+{
+    return story.exitCode && !story.hasEnd && !story.lines.empty();
+}
+
+std::optional<std::size_t> DecidingStep(const Story& story)
+{
+    if (IsBrokenOff(story))
+        return story.lines.back().step;
+    for (std::size_t i = 0; i < story.steps.size(); ++i)
+    {
+        const catalogue::Step* const step = story.steps[i].step;
+        if (step != nullptr && (story.deciding ? story.lines[*story.deciding].step == i : step->decides))
+            return i;
+    }
+    return std::nullopt;
+}
+
 Story Tell(std::vector<LogLine> lines)
 {
     return Teller{nullptr}.Tell(std::move(lines));

@@ -91,6 +91,12 @@ struct Story
     std::int64_t DurationMs() const { return beginMs && endMs ? *endMs - *beginMs : 0; }
 };
 
+// Whether the run had a result although its log stops early.
+bool IsBrokenOff(const Story& story);
+
+// The index of the step that decides the result.
+std::optional<std::size_t> DecidingStep(const Story& story);
+
 // The known facts of an observed run.
 struct KnownEnd
 {

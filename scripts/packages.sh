@@ -22,6 +22,8 @@ packages=(
     "explain  chromium                     chromium"                         # shows a log's page
     "explain  chromium-driver              chromedriver"                     # drives it
     "explain  python3-selenium             /usr/lib/python3/dist-packages/selenium" # lets the tests drive it
+    "many     parallel                     parallel"                         # distributes lines to processes
+    "many     python3-distributed          dask-scheduler"                   # distributes lines to a cluster
     "fuzz     clang                        clang++"                          # compiles the fuzzers
     "fuzz     libclang-rt-dev              /usr/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" # libFuzzer
     "mutants  python3-clang                /usr/lib/python3/dist-packages/clang/cindex.py" # the syntax tree of src/

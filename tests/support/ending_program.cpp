@@ -101,6 +101,11 @@ constexpr Way kWays[] = {
     {"ExitProcess", [] { ExitProcess(0x80000001); }},
     {"TerminateProcess", [] { Kill(PROCESS_TERMINATE, nullptr); }},
     {"TerminateProcess of the pseudo handle", [] { Kill(0, GetCurrentProcess()); }},
+    {"loop",
+     [] {
+         while (g_one != 0)
+         {}
+     }},
     {"wait",
      [] {
          while (true)

@@ -335,27 +335,38 @@ struct DescribedFile
     Machine machine;
 };
 
-// Reads a file, which describes differences from the plain machine or from the file that it is like. Each file is
-// checked by itself, so that an error names the file that contains it.
-DescribedFile DescribedIn(const std::filesystem::path& path, int filesLeft)
+DescribedFile DescribedIn(const std::filesystem::path& path, int filesLeft);
+
+// Takes `like` out of a description and reads that file; without it, the plain machine's description.
+Json TakeModel(Json& description, const std::filesystem::path& folder, int filesLeft, auto inPlace)
 {
-    Json model = PlainWindows();
-    Json description = InFile(path, [&] { return ParseFile(path); });
-    if (description.is_object() && description.contains("like"))
-    {
-        const std::string like = InFile(path, [&] {
-            if (filesLeft == 0)
-                throw DescriptionError("like: too many files that are like each other");
-            return Reader{description["like"], "like"}.Text();
-        });
-        model = DescribedIn(path.parent_path() / like, filesLeft - 1).whole;
-        description.erase("like");
-    }
-    return InFile(path, [&] {
+    if (!description.is_object() || !description.contains("like"))
+        return PlainWindows();
+    const std::string like = inPlace([&] {
+        if (filesLeft == 0)
+            throw DescriptionError("like: too many files that are like each other");
+        return Reader{description["like"], "like"}.Text();
+    });
+    description.erase("like");
+    return DescribedIn(folder / like, filesLeft - 1).whole;
+}
+
+// A description of differences from the plain machine or from the file that it is like. Each file is checked by itself,
+// so that an error names the file that contains it: `inPlace` adds the name of the description's own file.
+DescribedFile DescribedBy(Json description, const std::filesystem::path& folder, int filesLeft, auto inPlace)
+{
+    Json model = TakeModel(description, folder, filesLeft, inPlace);
+    return inPlace([&] {
         Json whole = Described(description, std::move(model));
         Machine machine = Checked(whole);
         return DescribedFile{std::move(whole), std::move(machine)};
     });
+}
+
+DescribedFile DescribedIn(const std::filesystem::path& path, int filesLeft)
+{
+    const auto inPlace = [&path](auto read) { return InFile(path, read); };
+    return DescribedBy(inPlace([&] { return ParseFile(path); }), path.parent_path(), filesLeft, inPlace);
 }
 
 // The items of an area: the members of an object, the values of a registry key, the elements of a list.
@@ -427,6 +438,11 @@ Machine Machine::FromJson(const Json& description)
 Machine Machine::FromFile(const std::string& path)
 {
     return DescribedIn(path, kMostFiles).machine;
+}
+
+Machine Machine::FromText(std::string_view text, const std::string& folder)
+{
+    return DescribedBy(ParseDescription(text), folder, kMostFiles, [](auto read) { return read(); }).machine;
 }
 
 Json Machine::ToJson() const

@@ -14,6 +14,7 @@
 #include "winsim/machine/wmi.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace winsim
@@ -48,6 +49,8 @@ struct Machine
     // Reads a file, and those that it is "like". Throws DescriptionError, also if a file cannot be read or is not JSON;
     // the error begins with the file's path.
     static Machine FromFile(const std::string& path);
+    // Reads a description that is in no file. What it is "like" has its path from `folder`.
+    static Machine FromText(std::string_view text, const std::string& folder);
 
     // The whole machine as a description: FromJson of it is the same machine again.
     Json ToJson() const;
