@@ -16,6 +16,7 @@ import typing
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(ROOT / "tests" / "e2e"))
+import many_machines  # noqa: E402 (after the folders that it is in)
 from machines.descriptions import load  # noqa: E402 (after the folder that it is in)
 from paths import NATIVE, WINDOWS as IMAGES  # noqa: E402
 from runs.program import DLL, EXE, Machine  # noqa: E402
@@ -27,6 +28,7 @@ LOG_LINES = IMAGES / "bench" / "log_lines.exe"
 KELO_BENCH = NATIVE / "kelo-bench"
 DEFAULT_MACHINE = load(ROOT / "machines" / "windows-7-toolkit.json")
 LEAST_ROUNDS, USUAL_ROUNDS = 9, 15
+LEAST_MACHINES, USUAL_MACHINES = 1000, 100_000
 
 
 class Row(typing.NamedTuple):
@@ -153,17 +155,40 @@ def lines_under_wine():
     yield from rows_of(output.decode())
 
 
+def many(count):
+    """Rehearsals on this many generated machines, two of a hundred of which would never end."""
+    figures = many_machines.measure(count)
+    tenth, half, whole = figures.moments
+    each = whole.seconds * 1000 * figures.processors / whole.machines
+    speed = whole.machines / whole.seconds
+    name = f"/Setup on {count:,} machines, each and core"
+    yield Row(name, "starting a process that does nothing", each, figures.start, "ms")
+    yield Row(name, "kelo-rehearse started for each of them", each, figures.alone, "ms")
+    yield Row("the same, machines a second", f"on each of {figures.processors} processors", speed, speed / figures.processors, "")
+    yield Row("the second half of them", "the first half", whole.seconds - half.seconds, half.seconds, "s")
+    yield Row("most memory of a process, all machines", "a tenth of them", whole.most_memory, tenth.most_memory, "MB")
+
+
 def main():
     parser = argparse.ArgumentParser(prog="run bench",
                                      description="Runs the benchmarks and prints each figure, its floor and their ratio.")
     parser.add_argument("--rounds", type=int, default=USUAL_ROUNDS, metavar="N",
                         help=f"measure each run under Wine N times, {LEAST_ROUNDS} or more ({USUAL_ROUNDS})")
-    rounds = parser.parse_args().rounds
+    parser.add_argument("--machines", type=int, default=USUAL_MACHINES, metavar="N",
+                        help=f"machines that are rehearsed at once, {LEAST_MACHINES} or more ({USUAL_MACHINES})")
+    parser.add_argument("--only-many", action="store_true", help="measure nothing but rehearsals on many machines")
+    arguments = parser.parse_args()
+    rounds = arguments.rounds
     if rounds < LEAST_ROUNDS:
         parser.error(f"--rounds: {LEAST_ROUNDS} or more")
+    if arguments.machines < LEAST_MACHINES:
+        parser.error(f"--machines: {LEAST_MACHINES} or more")
     print(f"{'what':<57} {'median':>9}   {'floor':<42} {'median':>9}    {'ratio':>8} {'limit':>6}")
     above = 0
-    for part in (start_to_exit(rounds), lines_under_wine(), native(), calls(), sizes()):
+    parts = [many(arguments.machines)]
+    if not arguments.only_many:
+        parts = [start_to_exit(rounds), lines_under_wine(), native(), calls(), sizes(), *parts]
+    for part in parts:
         for row in part:
             print(row, flush=True)
             above += row.is_above_limit

@@ -95,8 +95,8 @@ class Engines(InFolder):
         workers = [self.started(["bash", "-c", "exec " + command.rstrip("& ").replace("tcp://127.0.0.1:8786", address)],
                                 stderr=subprocess.DEVNULL) for command in commands[1:]]
         self.assertEqual(2, len(workers))
-        client = self.started(["bash", "-c", f"/usr/bin/python3 rehearse_on_dask.py {address} /Setup < machines.jsonl > lines.jsonl"],
-                              stderr=subprocess.DEVNULL)
+        program = f"/usr/bin/python3 rehearse_on_dask.py {address} /Setup < machines.jsonl > lines.jsonl"
+        client = self.started(["bash", "-c", program], stderr=subprocess.DEVNULL)
         waited(lambda: all(PROGRAM.name in map(name_of, descendants(worker.pid)) for worker in workers))
         self.assertLess(len(self.output().splitlines()), COUNT)
         os.killpg(workers[0].pid, signal.SIGKILL)

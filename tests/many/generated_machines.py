@@ -14,11 +14,13 @@ TOOLKIT = "HKLM\\SOFTWARE\\Kelo Systems Corp\\Common"
 MODELS = ("windows-7-toolkit", "windows-10-toolkit", "windows-7-ntru", "windows-8-denied", "windows-xp-ntru")
 
 # TBS accepts the stop control of a set-up and never stops.
-ENDLESS = {"windows": {"version": "6.1"}, "registry": {LIST: {}}, "services": {"TBS": {"state": "running", "onStop": {"states": []}}}}
+ENDLESS = {"windows": {"version": "6.1"}, "registry": {LIST: {}},
+           "services": {"TBS": {"state": "running", "onStop": {"states": []}}}}
 
 VARIATIONS = (
     lambda _: {},
-    lambda chance: {"windows": {"version": chance.choice(("6.0", "6.1", "6.2", "6.3", "10.0")), "build": chance.randint(6000, 22000)}},
+    lambda chance: {"windows": {"version": chance.choice(("6.0", "6.1", "6.2", "6.3", "10.0")),
+                                "build": chance.randint(6000, 22000)}},
     lambda chance: {"windows": {"codePage": chance.choice((932, 1250, 1252, 936))}},
     lambda chance: {"services": {"TBS": {"state": chance.choice(("running", "stopped"))}}},
     lambda _: {"registry": {LIST: {"deniedAccess": 2}}},

@@ -37,8 +37,8 @@ class Descriptions(InFolder):
         (self.folder / "a/machine/schema.json").rename(self.folder / "a/machine.schema.json")
         (self.folder / "readme.txt").write_text("no description")
         run = rehearse(self.folder, "--", "/Commit")
-        failure = (f"{self.folder}/c.json: not JSON: [json.exception.parse_error.101] parse error at line 1, column 2: "
-                   "syntax error while parsing value - invalid literal; last read: 'no'")
+        failure = (f"{self.folder}/c.json: not JSON: line 1, column 2: syntax error while parsing value - invalid literal; "
+                   "last read: 'no'")
         self.assertEqual([line(f"{self.folder}/a/z.json", title="in a folder"), line(f"{self.folder}/b.json"),
                           without(f"{self.folder}/c.json", None, "unreadable", failure)], run.lines())
         self.assertEqual(" machines  status       first failure in        example\n"
@@ -77,7 +77,8 @@ class Descriptions(InFolder):
     def test_a_line_that_is_too_long_is_skipped_as_a_whole(self):
         fits = json.dumps({"title": "x" * 600}).ljust(LONGEST)
         run = rehearse("-", "--", "/Commit", lines=[fits, fits + " ", "{}", "9" * (2 * LONGEST)])
-        too_long = [without("-", number, "unreadable", f"-:{number}: the line is longer than {LONGEST} bytes") for number in (2, 4)]
+        too_long = [without("-", number, "unreadable", f"-:{number}: the line is longer than {LONGEST} bytes")
+                    for number in (2, 4)]
         self.assertEqual([line("-", 1, title="x" * 500 + "..."), too_long[0], line("-", 3), too_long[1]], run.lines())
 
     def test_a_line_may_be_like_a_file_below_the_current_folder(self):
@@ -88,7 +89,8 @@ class Descriptions(InFolder):
     def test_options_of_a_single_machine_are_refused(self):
         for option in ("--json", "--trace", "--verbose", "--save=/tmp/x", "--seen=/tmp/x"):
             name = option.split("=")[0]
-            self.assertEqual(("", f"kelo-rehearse: {name} is for a single machine (--help tells more)\n", 2), rehearse("machines", option))
+            self.assertEqual(("", f"kelo-rehearse: {name} is for a single machine (--help tells more)\n", 2),
+                             rehearse("machines", option))
 
 
 class Outcomes(InFolder):
@@ -136,16 +138,20 @@ class Outcomes(InFolder):
         self.assertEqual(without("-", 1, "timeout", "the rehearsal took longer than 1 s", arguments=()), run.lines()[0])
         self.assertEqual("died", run.lines()[1]["status"])
 
-    def test_a_description_that_crashes_the_rehearsal_is_a_line(self):
+    def test_a_rehearsal_that_crashes_is_tried_again_and_then_a_line(self):
+        run = rehearse("-", "--jobs=1", program=self.ending_program(), lines=[ending("kill the host's process"), ending("abort")])
+        self.assertEqual(without("-", 1, "crashed", "the rehearsal ended twice by signal 9", arguments=()), run.lines()[0])
+        self.assertEqual("died", run.lines()[1]["status"])
+
+    def test_a_description_of_any_depth_is_a_line(self):
         depth = 200000
-        nested = '{"registry": ' + '{"a": ' * depth + "1" + "}" * depth + "}"
-        run = rehearse("-", "--", "/Commit", lines=[nested, "{}"])
-        self.assertEqual([without("-", 1, "crashed", "the rehearsal ended twice by signal 11"), line("-", 2)], run.lines())
+        run = rehearse("-", "--", "/Commit", lines=['{"registry": ' + '{"a": ' * depth + "1" + "}" * depth + "}", "{}"])
+        self.assertEqual([("unreadable", 1), ("succeeded", 2)], [(one["status"], one["line"]) for one in run.lines()])
 
     def test_a_machine_that_takes_too_much_memory_is_a_line(self):
         run = rehearse("/dev/zero", "-", "--limit=250", "--", "/Commit", lines=["{}"])
-        self.assertEqual([without("/dev/zero", None, "unreadable", "it takes more memory than one machine may have"), line("-", 1)],
-                         run.lines())
+        reason = "it takes more memory than one machine may have"
+        self.assertEqual([without("/dev/zero", None, "unreadable", reason), line("-", 1)], run.lines())
 
 
 class Many(unittest.TestCase):
@@ -155,9 +161,15 @@ class Many(unittest.TestCase):
     def started(self):
         process = subprocess.Popen([PROGRAM, "-", "--jobs=2", "--", "/Setup"], cwd=ROOT, stdin=subprocess.PIPE,
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-        self.addCleanup(process.communicate)
-        self.addCleanup(process.kill)
+        self.addCleanup(self.end, process)
         return process
+
+    @staticmethod
+    def end(process):
+        process.kill()
+        process.wait()
+        for stream in (process.stdin, process.stdout, process.stderr):
+            stream.close()
 
     def test_the_number_of_jobs_changes_nothing(self):
         runs = [rehearse("-", f"--jobs={jobs}", "--", "/Setup", lines=self.LINES) for jobs in (1, 2, 7)]
@@ -178,8 +190,10 @@ class Many(unittest.TestCase):
         killed = children(process.pid)
         self.assertEqual(2, len(killed))
         os.kill(killed[0], signal.SIGKILL)
-        rest = process.communicate("".join(given + "\n" for given in self.LINES[40:]))
-        self.assertEqual(expected, ("".join(output) + rest[0], rest[1], process.returncode))
+        process.stdin.write("".join(given + "\n" for given in self.LINES[40:]))
+        process.stdin.close()
+        output.append(process.stdout.read())
+        self.assertEqual(expected, ("".join(output), process.stderr.read(), process.wait()))
 
     def test_all_workers_that_are_killed_while_idle_change_nothing(self):
         process = self.started()
@@ -224,7 +238,8 @@ class Many(unittest.TestCase):
             except OSError:  # the other end is closed
                 pass
         os.close(main)
-        self.assertRegex(shown.decode(), re.compile(r"\A(\r\033\[K\d+ machines?, \d+ a second: [^\r\n]{1,60})+\r\033\[K machines  status"))
+        progress = r"\r\033\[K\d+ machines?, \d+ a second: [^\r\n]{1,60}"
+        self.assertRegex(shown.decode(), re.compile(rf"\A({progress})+\r\033\[K machines  status"))
         self.assertTrue(shown.decode().count("\033[K") > 1)
 
 

@@ -1,6 +1,7 @@
 // A program that ends in the way and at the moment that its environment requests: KELO_END_WAY and KELO_END_MOMENT.
 #include <windows.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -101,6 +102,7 @@ constexpr Way kWays[] = {
     {"ExitProcess", [] { ExitProcess(0x80000001); }},
     {"TerminateProcess", [] { Kill(PROCESS_TERMINATE, nullptr); }},
     {"TerminateProcess of the pseudo handle", [] { Kill(0, GetCurrentProcess()); }},
+    {"kill the host's process", [] { std::raise(9); }},
     {"loop",
      [] {
          while (g_one != 0)

@@ -29,7 +29,7 @@ EXAMPLES = {"M.json": "machines/windows-7-toolkit.json", "CALL=ERROR": "OpenServ
 # Documents use these names for output files, which go to a folder of this test's own. Logs to explain exist there from
 # the start.
 LOGS = {"LOG", "kelo_install_log.txt"}
-WRITTEN = {"OUT.json", "after.json", *LOGS}
+WRITTEN = {"OUT.json", "OUT.html", "after.json", *LOGS}
 
 COMMAND = re.compile(r"(?:\$ )?((?:\./run|\./test|(?:build/native/)?kelo-rehearse|cmake --|cd tests/|"
                      r"KELO_\w+=\S+ \./)\b.*)")

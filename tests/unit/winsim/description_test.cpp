@@ -592,6 +592,16 @@ TEST_F(DescriptionFiles, MachineLikeAnotherDiffersFromThatOneOnly)
                                      "folders": {"programFiles": null}})"));
 }
 
+TEST_F(DescriptionFiles, TextIsLikeAFileOfTheFolder)
+{
+    const std::string model = Write("model.json", R"({"windows": {"version": "6.1"}})");
+    const std::string folder = model.substr(0, model.rfind('/'));
+    EXPECT_EQ(Machine::FromText(R"({"like": "model.json", "title": "last"})", folder),
+              MachineOf(R"({"title": "last", "windows": {"version": "6.1"}})"));
+    EXPECT_THROW(Machine::FromText(R"({"like": "model.json"})", folder + "/none"), winsim::DescriptionError);
+    EXPECT_THROW(Machine::FromText("nonsense", folder), winsim::DescriptionError);
+}
+
 TEST_F(DescriptionFiles, LikeMustNameFilesThatLeadToAnEnd)
 {
     const std::string number = Write("number.json", R"({"like": 1})");
