@@ -43,7 +43,7 @@ def most_memory(process):
         except OSError:  # it has just ended
             continue
         peaks += [int(found) / 1024 for found in re.findall(r"^VmHWM:\s+(\d+) kB$", status, re.MULTILINE)]
-    return max(peaks)
+    return max(peaks, default=0.0)
 
 
 def rehearsed(path, count):
