@@ -14,20 +14,7 @@ endif()
 
 # ---- winsim: the machine and its Windows functions ----------------------------------------------------------------
 
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/plain_windows_10.json)
-file(READ ${PROJECT_SOURCE_DIR}/winsim/plain_windows_10.json PLAIN_WINDOWS_JSON)
-configure_file(winsim/machine/plain_windows.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/plain_windows.cpp @ONLY)
-
-# The program's texts, so that a simulated resource library contains the same texts as the real one.
-file(GLOB KELO_STRING_TABLES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/resources/strings/*.txt)
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${KELO_STRING_TABLES})
-set(KELO_STRING_TABLE_TEXTS "")
-foreach(table ${KELO_STRING_TABLES})
-    cmake_path(GET table STEM name)
-    file(READ ${table} lines)
-    string(APPEND KELO_STRING_TABLE_TEXTS "{\"${name}\", R\"table(${lines})table\"},\n")
-endforeach()
-configure_file(winsim/toolkit/string_table_texts.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/string_table_texts.cpp @ONLY)
+include(cmake/description_texts.cmake)
 
 set(WINSIM_SOURCES "")
 foreach(room base machine process api toolkit)
@@ -49,8 +36,7 @@ function(winsim_library target)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON)
 endfunction()
 
-add_library(winsim SHARED ${WINSIM_SOURCES} ${CMAKE_CURRENT_BINARY_DIR}/plain_windows.cpp
-    ${CMAKE_CURRENT_BINARY_DIR}/string_table_texts.cpp)
+add_library(winsim SHARED ${WINSIM_SOURCES} ${KELO_DESCRIPTION_TEXTS})
 winsim_library(winsim)
 
 # Prints the schema of machine descriptions.

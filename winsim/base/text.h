@@ -14,6 +14,12 @@ std::string Utf8(std::u16string_view text);
 // UTF-8 (with lone surrogates as Utf8 writes them) to UTF-16. Invalid bytes become U+FFFD.
 std::u16string Utf16(std::string_view text);
 
+// Whether each surrogate has its other half. Only then does the text have a UTF-8 form that others can read.
+bool IsWellFormed(std::u16string_view text);
+
+// Whether this is the number of an ANSI code page that the host can convert.
+bool IsCodePage(unsigned number);
+
 struct PageRules;
 
 // Windows' conversions between an ANSI code page and UTF-16.
@@ -57,7 +63,7 @@ private:
 
 // The form in which Windows compares names, without regard to case: each UTF-16 unit becomes its simple upper case.
 std::string FoldCase(std::string_view utf8);
-char16_t FoldCase(char16_t unit);
+char16_t FoldCase(char16_t unit); // by the host's tables
 
 // Whether two names are the same to Windows.
 bool SameName(std::string_view left, std::string_view right);

@@ -1,7 +1,7 @@
 // Passes the inheritable entries of access lists on, by the rules of Windows' automatic inheritance.
 #include "winsim/machine/inheritance.h"
 
-#include "winnt.h"
+#include <windows.h>
 
 #include <utility>
 

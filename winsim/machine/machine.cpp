@@ -2,6 +2,7 @@
 #include "winsim/machine/machine.h"
 
 #include "winsim/base/description_text.h"
+#include "winsim/base/fields.h"
 #include "winsim/machine/area_schemas.h"
 #include "winsim/machine/machine_schema.h"
 #include "winsim/machine/plain_windows.h"
@@ -51,6 +52,12 @@ constexpr Area kAreas[] = {
      [](Machine& machine, const Reader& reader) { machine.title = reader.Text(); },
      [](const Machine& machine) { return Json(machine.title); },
      [](const Machine& one, const Machine& other) { return one.title == other.title; }},
+    {"notes", "For people: what the description does not say and its author could not find out. A list of texts.",
+     [](Json& definitions) { return List<std::string>().Schema(definitions); },
+     [](Machine& machine) { machine.notes.clear(); },
+     [](Machine& machine, const Reader& reader) { List<std::string>().Read(reader, machine.notes); },
+     [](const Machine& machine) { return List<std::string>().Save(machine.notes); },
+     [](const Machine& one, const Machine& other) { return one.notes == other.notes; }},
     MakeArea<&Machine::windows>("windows", "Windows as the program sees it.", &SchemaOfWindows),
     MakeArea<&Machine::clock>("clock", "Time, which passes only while the program waits.", &SchemaOfClock),
     MakeArea<&Machine::process>("process", "The process that a run makes.", &SchemaOfProcess),
@@ -474,7 +481,7 @@ std::vector<Change> Compare(const Machine& before, const Machine& after)
     for (const Area& area : kAreas)
     {
         const std::string name = area.key;
-        if (name == "clock" || name == "title" || area.isSame(before, after))
+        if (name == "clock" || name == "title" || name == "notes" || area.isSame(before, after))
             continue;
         const auto old = ItemsOf(name, area.save(before));
         const auto now = ItemsOf(name, area.save(after));

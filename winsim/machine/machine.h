@@ -24,7 +24,8 @@ namespace winsim
 // machine, and null removes what that machine has.
 struct Machine
 {
-    std::string title; // one line for people
+    std::string title;              // one line for people
+    std::vector<std::string> notes; // for people: what the description's author could not find out
     WindowsInfo windows;
     Clock clock;
     ProcessInfo process;

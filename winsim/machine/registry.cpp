@@ -55,10 +55,9 @@ std::optional<std::string> TextOfBytes(const std::string& bytes)
         return std::nullopt;
     units.pop_back();
     // A description cannot hold half a surrogate pair.
-    std::string text = CodePage::Get(65001).FromUtf16(units);
-    if (Utf16(text) != units)
+    if (!IsWellFormed(units))
         return std::nullopt;
-    return text;
+    return Utf8(units);
 }
 
 template <typename Number>

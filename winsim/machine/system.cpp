@@ -49,14 +49,8 @@ std::int64_t ParseUtc(const Reader& reader)
 std::uint32_t CodePageOf(const Reader& reader)
 {
     const auto codePage = reader.As<std::uint32_t>();
-    try
-    {
-        CodePage::Get(codePage);
-    }
-    catch (const std::invalid_argument& error)
-    {
-        reader.Fail(error.what());
-    }
+    if (!IsCodePage(codePage))
+        reader.Fail("code page " + std::to_string(codePage) + " is not known");
     return codePage;
 }
 

@@ -51,6 +51,7 @@ Machine RichMachine()
 {
     return MachineOf(R"({
         "title": "A rich machine",
+        "notes": ["the policies were not read", "a second note"],
         "windows": {"version": "6.1", "build": 7601, "servicePack": 1, "platform": 2, "wow64": true, "redirectionTrust": false, "codePage": 932,
                     "uiLanguage": 1041, "userLanguage": 1031},
         "clock": {"utc": "2012-02-29T23:59:59.999Z", "tickCount": 4294967295, "yieldMs": 0, "zoneBias": -540,
@@ -238,6 +239,8 @@ constexpr WrongDescription kWrongTypes[] = {
     {R"(5)", "description: not an object"},
     {R"([])", "description: not an object"},
     {R"({"title": 5})", "title: not a text"},
+    {R"({"notes": "one"})", "notes: not a list"},
+    {R"({"notes": ["one", 2]})", "notes[1]: not a text"},
     {R"({"windows": []})", "windows: not an object"},
     {R"({"windows": {"version": 10}})", "windows.version: not a text"},
     {R"({"windows": {"build": "19045"}})", "windows.build: not a number"},

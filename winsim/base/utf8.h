@@ -1,0 +1,19 @@
+// UTF-8 and UTF-16, with either treatment of surrogates that have lost their other half.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace winsim
+{
+
+enum class Surrogates
+{
+    Kept,
+    Replaced
+};
+
+std::u16string DecodeAllUtf8(std::string_view text, Surrogates surrogates);
+std::string EncodeAllUtf8(std::u16string_view text, Surrogates surrogates);
+
+} // namespace winsim
