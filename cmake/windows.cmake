@@ -76,6 +76,7 @@ kelo_image(kelo_dll KeloCustomAction "Kelo Toolkit installer custom action libra
 
 include(cmake/resources.cmake)
 include(cmake/package_library.cmake)
+include(cmake/describe.cmake)
 include(cmake/conformance.cmake)
 include(cmake/windows_bench.cmake)
 include(cmake/e2e_programs.cmake)
