@@ -29,14 +29,28 @@ winsim::Machine Blank()
     return machine;
 }
 
-// Without the areas that are not read: there, the description says nothing. The notes come last.
+// An area without the keys that are not read.
+winsim::Json OnlyRead(const std::string& area, const winsim::Json& value)
+{
+    if (!value.is_object())
+        return value;
+    winsim::Json json = winsim::Json::object();
+    for (const auto& [key, member] : value.items())
+    {
+        if (IsRead(area, key))
+            json[key] = member;
+    }
+    return json;
+}
+
+// The description says nothing of what is not read. The notes come last.
 winsim::Json OnlyRead(const winsim::Json& whole)
 {
     winsim::Json json = winsim::Json::object();
     for (const auto& [area, value] : whole.items())
     {
         if (IsAreaRead(area) && area != "notes")
-            json[area] = value;
+            json[area] = OnlyRead(area, value);
     }
     json["notes"] = whole["notes"];
     return json;

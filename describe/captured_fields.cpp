@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <stdexcept>
 
 namespace describe
 {
@@ -66,8 +65,8 @@ constexpr FieldReading kReadings[] = {
     Read("clock", "daylight", "the same"),
 
     Read("process", "path", "the option `--program`, or the toolkit's folder by its registry value"),
-    NotRead("process", "currentDirectory", "the installer chooses it"),
-    NotRead("process", "processId", "Windows chooses it"),
+    Read("process", "currentDirectory", "always the system folder, where the installer starts programs"),
+    Read("process", "processId", "one that no process has"),
     NotRead("process", "threadId", "Windows chooses it"),
     NotRead("process", "errorMode", "the installer chooses it"),
     NotRead("process", "largestBlock", "it shows only when memory runs out"),
@@ -196,7 +195,7 @@ constexpr FieldReading kReadings[] = {
 
     Read("wmi", "autoProvisioning", "the TPM's method `IsAutoProvisioningEnabled`"),
     Read("wmi", "namespaces", "`IWbemLocator::ConnectServer`; only the TPM's namespace"),
-    Read("wmi", "failures", "the calls up to `IWbemClassObject::GetMethod`"),
+    Read("wmi", "failures", "the calls that lead to the TPM's methods, and that of `IsAutoProvisioningEnabled`"),
     Read("wmiNamespace", "classes", "`IWbemServices::GetObject`; only `Win32_TPM`"),
     Read("wmiClass", "instances", "`IWbemServices::GetObject`; only `Win32_TPM=@`"),
     Read("wmiClass", "methods", "`IWbemClassObject::GetMethod`; only the two that the program calls"),
@@ -221,13 +220,16 @@ std::span<const FieldReading> FieldReadings()
     return kReadings;
 }
 
-bool IsAreaRead(const std::string& area)
+bool IsRead(std::string_view object, std::string_view key)
 {
     const auto* const reading = std::ranges::find_if(
-        kReadings, [&](const FieldReading& one) { return one.object == std::string(kAreas) && one.key == area; });
-    if (reading == std::end(kReadings))
-        throw std::out_of_range(area);
-    return reading->source != nullptr;
+        kReadings, [&](const FieldReading& one) { return one.object == object && one.key == key; });
+    return reading == std::end(kReadings) || reading->source != nullptr;
+}
+
+bool IsAreaRead(std::string_view area)
+{
+    return IsRead(kAreas, area);
 }
 
 std::string NeverReadNote()

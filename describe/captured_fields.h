@@ -3,7 +3,7 @@
 
 #include <span>
 #include <string>
-#include <vector>
+#include <string_view>
 
 namespace describe
 {
@@ -20,8 +20,10 @@ struct FieldReading
 // Each field of the description that is an area of its own or a key of an object. A test compares them with the schema.
 std::span<const FieldReading> FieldReadings();
 
-// Whether an area of the description, such as "programs", is read. Throws std::out_of_range for other names.
-bool IsAreaRead(const std::string& area);
+// Whether a key of an object is read, and whether an area of the description is, such as "programs". Names that are no
+// fields count as read: those of services, files and variables.
+bool IsRead(std::string_view object, std::string_view key);
+bool IsAreaRead(std::string_view area);
 
 // What is not read on any machine, as one note.
 std::string NeverReadNote();

@@ -17,6 +17,7 @@ namespace
 {
 
 constexpr HRESULT kNotFound = static_cast<HRESULT>(WBEM_E_NOT_FOUND);
+constexpr HRESULT kNoMethod = static_cast<HRESULT>(WBEM_E_INVALID_METHOD);
 constexpr HRESULT kNoNamespace = static_cast<HRESULT>(WBEM_E_INVALID_NAMESPACE);
 constexpr char kSpace[] = "root\\CIMV2\\Security\\MicrosoftTpm";
 constexpr char kClass[] = "Win32_TPM";
@@ -100,8 +101,19 @@ private:
             if (Works("IWbemClassObject::GetMethod", tpm->GetMethod(Bstr(method).Get(), 0, input.Put(), output.Put()),
                       kNotFound))
                 described.methods[method] = m_usual.methods[method];
+            if (input)
+                FillInput(input.Get());
         }
         ReadAutoProvisioning(services, instance);
+    }
+
+    // Makes the input of a method as the program does, and does not use it.
+    void FillInput(IWbemClassObject* definition)
+    {
+        UniqueInterface<IWbemClassObject> input;
+        CBoolVariant no{VARIANT_FALSE};
+        if (Works("IWbemClassObject::SpawnInstance", definition->SpawnInstance(0, input.Put()), S_OK) && input)
+            Works("IWbemClassObject::Put", input.Get()->Put(L"OnlyForNextBoot", 0, no.Get(), 0), S_OK);
     }
 
     // This method only tells.
@@ -110,6 +122,12 @@ private:
         UniqueInterface<IWbemClassObject> output;
         HRESULT result = services->ExecMethod(Bstr(instance).Get(), Bstr("IsAutoProvisioningEnabled").Get(), 0, nullptr,
                                               nullptr, output.Put(), nullptr);
+        // Windows before 6.2 has no such method.
+        if (FAILED(result) && result != kNotFound && result != kNoMethod)
+        {
+            m_wmi.failures["IWbemServices::ExecMethod"] = static_cast<std::uint32_t>(result);
+            return;
+        }
         VARIANT value{};
         if (SUCCEEDED(result) && output)
             result = output.Get()->Get(L"IsAutoProvisioningEnabled", 0, &value, nullptr, nullptr);

@@ -9,6 +9,7 @@
 #include <ncrypt.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cwchar>
 #include <string>
 #include <vector>
@@ -101,10 +102,59 @@ std::string Json(const CRYPT_PROVIDER_REG& record)
                        {"pKM", Json(record.pKM)}});
 }
 
+// One block with a record and the texts that it points to, which the caller frees as a whole.
+template <typename Record>
+Record* WithTexts(const std::vector<std::wstring>& texts, ULONG Record::*count, PWSTR* Record::*list)
+{
+    std::size_t size = sizeof(Record) + texts.size() * sizeof(PWSTR);
+    for (const std::wstring& text : texts)
+        size += (text.size() + 1) * sizeof(wchar_t);
+    auto* record = static_cast<Record*>(std::calloc(1, size));
+    auto** pointers = reinterpret_cast<PWSTR*>(record + 1);
+    auto* next = reinterpret_cast<wchar_t*>(pointers + texts.size());
+    record->*count = static_cast<ULONG>(texts.size());
+    record->*list = pointers;
+    for (const std::wstring& text : texts)
+    {
+        *pointers++ = next;
+        next = std::copy_n(text.c_str(), text.size() + 1, next);
+    }
+    return record;
+}
+
 } // namespace
 
 extern "C"
 {
+    __declspec(dllexport) NTSTATUS WINAPI BCryptEnumRegisteredProviders(ULONG*, PCRYPT_PROVIDERS* providers)
+    {
+        *providers = WithTexts(Read(names::kProviders), &CRYPT_PROVIDERS::cProviders, &CRYPT_PROVIDERS::rgpszProviders);
+        return kSuccess;
+    }
+
+    // Of a provider only its name is kept.
+    __declspec(dllexport) NTSTATUS WINAPI
+        BCryptQueryProviderRegistration(LPCWSTR, ULONG, ULONG, ULONG*, PCRYPT_PROVIDER_REG*)
+    {
+        return kNotFound;
+    }
+
+    __declspec(dllexport) NTSTATUS WINAPI
+        BCryptEnumContextFunctionProviders(ULONG table, LPCWSTR context, ULONG interfaceNumber, LPCWSTR function,
+                                           ULONG*, PCRYPT_CONTEXT_FUNCTION_PROVIDERS* providers)
+    {
+        if (!IsKeyStorage(table, context, interfaceNumber, function))
+            return kNotFound;
+        *providers = WithTexts(Read(names::kKeyStorage), &CRYPT_CONTEXT_FUNCTION_PROVIDERS::cProviders,
+                               &CRYPT_CONTEXT_FUNCTION_PROVIDERS::rgpszProviders);
+        return kSuccess;
+    }
+
+    __declspec(dllexport) void WINAPI BCryptFreeBuffer(void* buffer)
+    {
+        std::free(buffer);
+    }
+
     __declspec(dllexport) NTSTATUS WINAPI
         BCryptRegisterProvider(LPCWSTR provider, ULONG flags, PCRYPT_PROVIDER_REG record)
     {

@@ -30,6 +30,9 @@ HRESULT Noted(const char* call, const Members& in, HRESULT known = S_OK)
     return result;
 }
 
+// A method that only tells, and the name of its answer.
+constexpr wchar_t kIsAutoProvisioningEnabled[] = L"IsAutoProvisioningEnabled";
+
 void SetAutoProvisioning(const wchar_t* method)
 {
     WriteNumber(names::kWmiLibrary, names::kAutoProvisioning, std::wcscmp(method, L"EnableAutoProvisioning") == 0);
@@ -129,7 +132,15 @@ public:
     }
 
     STDMETHODIMP GetQualifierSet(IWbemQualifierSet**) override { return E_NOTIMPL; }
-    STDMETHODIMP Get(LPCWSTR, long, VARIANT*, CIMTYPE*, long*) override { return E_NOTIMPL; }
+    STDMETHODIMP Get(LPCWSTR name, long, VARIANT* value, CIMTYPE*, long*) override
+    {
+        if (std::wcscmp(name, kIsAutoProvisioningEnabled) != 0)
+            return E_NOTIMPL;
+        value->vt = VT_BOOL;
+        value->boolVal =
+            ReadNumber(names::kWmiLibrary, names::kAutoProvisioning).value_or(1) != 0 ? VARIANT_TRUE : VARIANT_FALSE;
+        return S_OK;
+    }
     STDMETHODIMP Delete(LPCWSTR) override { return E_NOTIMPL; }
     STDMETHODIMP GetNames(LPCWSTR, long, VARIANT*, SAFEARRAY**) override { return E_NOTIMPL; }
     STDMETHODIMP BeginEnumeration(long) override { return E_NOTIMPL; }
@@ -197,7 +208,8 @@ public:
                                                                    {"ppCallResult", JsonFlag(callResult != nullptr)}});
         if (FAILED(result))
             return result;
-        SetAutoProvisioning(method);
+        if (std::wcscmp(method, kIsAutoProvisioningEnabled) != 0)
+            SetAutoProvisioning(method);
         *output = new ClassObject;
         return S_OK;
     }
