@@ -24,10 +24,10 @@ kelo_version_resource(kelo_describe KeloDescribe.exe "Kelo Toolkit description o
     "1 RT_MANIFEST \"${CMAKE_CURRENT_BINARY_DIR}/describe.manifest\"")
 
 file(GLOB DESCRIBE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/describe/*.cpp)
-file(GLOB DESCRIPTION_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/machine/*.cpp)
-foreach(source description description_text sid text)
-    list(APPEND DESCRIPTION_SOURCES winsim/base/${source}.cpp)
-endforeach()
+file(GLOB DESCRIPTION_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/base/*.cpp
+    ${PROJECT_SOURCE_DIR}/winsim/machine/*.cpp)
+# Windows itself converts text (describe/windows_text.cpp).
+list(FILTER DESCRIPTION_SOURCES EXCLUDE REGEX "/(best_fits|code_page|letter_case)\\.cpp$")
 add_executable(kelo_describe ${DESCRIBE_SOURCES} ${DESCRIPTION_SOURCES} ${KELO_DESCRIPTION_TEXTS}
     winsim/toolkit/string_tables.cpp src/windows/com_initializer.cpp src/windows/exception_guard.cpp
     ${CMAKE_CURRENT_BINARY_DIR}/kelo_describe.rc)

@@ -39,6 +39,11 @@ endfunction()
 add_library(winsim SHARED ${WINSIM_SOURCES} ${KELO_DESCRIPTION_TEXTS})
 winsim_library(winsim)
 
+# Prints what KeloDescribe reads.
+add_executable(describe_names describe/tools/print_names.cpp describe/asked.cpp describe/captured_fields.cpp)
+target_compile_options(describe_names PRIVATE ${KELO_WARNINGS})
+target_link_libraries(describe_names PRIVATE winsim)
+
 # Prints the schema of machine descriptions.
 add_executable(machine_schema winsim/tools/print_machine_schema.cpp)
 target_compile_options(machine_schema PRIVATE ${KELO_WARNINGS})
@@ -149,7 +154,8 @@ function(run_in_shares group shares)
 endfunction()
 
 native_tests(unit)
-add_dependencies(unit_tests machine_schema)
+target_sources(unit_tests PRIVATE describe/anonymous_sids.cpp describe/exported_functions.cpp)
+add_dependencies(unit_tests describe_names machine_schema)
 run_in_shares(unit 8)
 # Compiling these tests takes far longer than running them.
 target_compile_options(unit_tests PRIVATE -O0)
@@ -187,6 +193,12 @@ set_tests_properties(unit.machine_schema PROPERTIES LABELS unit)
 add_test(NAME scenarios.machines
     COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/scenarios/machines_test.py ${PROJECT_SOURCE_DIR})
 set_tests_properties(scenarios.machines PROPERTIES LABELS scenarios)
+
+# What KeloDescribe reads.
+add_test(NAME unit.describe
+    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/describe/describe_test.py ${PROJECT_SOURCE_DIR}
+        $<TARGET_FILE:describe_names>)
+set_tests_properties(unit.describe PROPERTIES LABELS unit)
 
 # The output of kelo-rehearse.
 add_test(NAME unit.reports

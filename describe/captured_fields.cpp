@@ -45,6 +45,7 @@ constexpr FieldReading kReadings[] = {
     Read(kAreas, "cng", "the configuration of CNG"),
     Read(kAreas, "wmi", "the namespace of the TPM"),
     NotRead(kAreas, "installer", "there is no install session"),
+    NotRead(kAreas, "faults", "they are planned, not found"),
     NotRead(kAreas, "events", "the program only writes to the event log"),
 
     Read("windows", "version", "`GetVersionExW`, with the program's own manifest"),

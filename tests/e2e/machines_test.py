@@ -1,14 +1,17 @@
 """One description, two machines: on each described machine the program logs, returns and changes the same under Wine as
-in a rehearsal, in all of its actions one after the other."""
+in a rehearsal, in all of its actions one after the other. And a third: KeloDescribe captures the machine under Wine, and
+on the captured machine each action does the same in a rehearsal as on the described one."""
 
 import re
 import unittest
 
+from comparison.captured import differences as captured_differences
 from comparison.comparison import Comparison
 from machines.cases import CASES, LEFT_TO_WINSIM, all_cases
 from machines.descriptions import as_on_wine, complete, settled
 from machines.limits import LeftOut, without
 from paths import ROOT
+from runs import capture
 from runs.log_lines import comparable, unpredicted_waits
 from runs.program import Machine
 from runs.rehearsal import rehearse_and_save
@@ -24,6 +27,10 @@ class EachMachine(unittest.TestCase):
             self.assertEqual([item for item in machine.missing if not re.fullmatch(case.left_out, item)], [])
             # What the prefix cannot be, the simulated machine is not either.
             simulated = as_on_wine(without(case.description, machine.missing))
+            capture.prepare(machine.prefix)
+            captured, _ = capture.capture(machine.prefix, "--probe", "--program", machine.program)
+            self.assertEqual(list(captured_differences(captured, complete(simulated), case.options)), [],
+                             "rehearsed on the captured machine")
             comparison = Comparison(machine.prefix, complete(simulated))
             self.assertEqual(comparison.differences(), [], "before the first run")
             for number, action in enumerate(case.actions, 1):

@@ -12,6 +12,9 @@ from standins.names import (CARDS_LIBRARY, CNG_LIBRARY, FOLDER, KEY_STORAGE, MAN
 BUILD = paths.WINDOWS / "standins"
 LOCATOR = r"HKLM\Software\Classes\CLSID\{CB8555CC-9128-11D1-AD9B-00C04FD8FDFF}"
 
+# Where a program has the libraries from: the stand-ins in the system folder, which pass no call on.
+SYSTEM_LIBRARIES = {"winscard": "native", "bcrypt": "native,builtin"}
+
 # Calls of WMI that can fail, and what they can fail with.
 WMI_CALLS = {"IWbemLocator::ConnectServer", "CoSetProxyBlanket", "IWbemServices::GetObject",
              "IWbemClassObject::GetMethod", "IWbemClassObject::SpawnInstance", "IWbemClassObject::Put",
@@ -35,7 +38,7 @@ def place(prefix, machine, plain):
     copy(BUILD / WMI_LIBRARY, prefix, server)
 
     cards, cng, wmi = machine["smartCards"], machine["cng"], machine["wmi"]
-    registry = overrides(machine["process"]["path"], {"winscard": "native", "bcrypt": "native,builtin"})
+    registry = overrides(machine["process"]["path"], SYSTEM_LIBRARIES)
     registry += settings(CARDS_LIBRARY, {MANAGER: _manager_status(cards["manager"]),
                                          READERS: multi_string(cards["readers"])})
     registry += settings(CNG_LIBRARY, {PROVIDERS: multi_string(cng["providers"]),
