@@ -6,15 +6,16 @@ import re
 import unittest
 
 from machines.cases import CASES
-from machines.parts import USABLE, WINDOWS_10
 from machines.descriptions import merged
+from machines.parts import USABLE, WINDOWS_10
 from product import PROGRAM, TASK_LIBRARY, TOOLKIT, probe
 from runs import capture
 from runs.program import Machine
+from standins.names import FOLDER
 from wine import machine_tool
 
-# Wine itself writes these files at any time: the registry's, which is compared by its keys and values.
-WINES_FILES = re.compile(r"C:\\(users\\|KeloStandIns\\captured\.json$|.*\.reg$)", re.IGNORECASE)
+# What the tests and stand-ins keep for themselves, and what Wine writes at any time.
+PASSED_OVER = re.compile(re.escape(FOLDER) + r"(\\|$)|C:\\users\\|.*\.reg$", re.IGNORECASE)
 
 
 def whole(prefix):
@@ -24,10 +25,10 @@ def whole(prefix):
         root = prefix.path(drive + "\\")
         for place in sorted(root.rglob("*")):
             path = drive + "\\" + str(place.relative_to(root)).replace("/", "\\")
-            if not WINES_FILES.match(path):
+            if not PASSED_OVER.match(path):
                 status = place.lstat()
-                # Reading a file changes its time of access, as anywhere.
-                files[path] = (status.st_mode, status.st_uid, status.st_nlink, status.st_mtime_ns,
+                # Reading a file changes its time of access, as anywhere. Prefixes share files by further names.
+                files[path] = (status.st_mode, status.st_uid, status.st_mtime_ns,
                                hashlib.sha256(place.read_bytes()).hexdigest() if place.is_file() else None)
     keys = {root: prefix.export_registry(root) for root in ("HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER", "HKEY_USERS")}
     [services] = machine_tool.ask(prefix, ["services"])

@@ -29,7 +29,7 @@ class EachMachine(unittest.TestCase):
             simulated = as_on_wine(without(case.description, machine.missing))
             capture.prepare(machine.prefix)
             captured, _ = capture.capture(machine.prefix, "--probe", "--program", machine.program)
-            self.assertEqual(list(captured_differences(captured, complete(simulated), case.options)), [],
+            self.assertEqual(list(captured_differences(captured, simulated, case.options)), [],
                              "rehearsed on the captured machine")
             comparison = Comparison(machine.prefix, complete(simulated))
             self.assertEqual(comparison.differences(), [], "before the first run")

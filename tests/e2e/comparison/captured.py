@@ -112,7 +112,7 @@ def _complete_files(machine, described):
         if is_stand_in or file.get("size") == _size(expected):
             file.pop("size", None)
             file.update({key: expected[key] for key in CONTENT if key in expected})
-        if file.get("attributes", 0) & READ_ONLY:
+        if not file.get("directory") and file.get("attributes", 0) & READ_ONLY:
             # Wine makes the list of what Unix permits, and moves the file nevertheless.
             file["attributes"] = expected.get("attributes")
             for key in SECURITY:
