@@ -4,7 +4,7 @@
 set(E2E_FOLDER ${PROJECT_SOURCE_DIR}/tests/e2e)
 
 # Everything that these tests need from this build.
-add_custom_target(e2e_programs DEPENDS kelo_images)
+add_custom_target(e2e_programs DEPENDS kelo_images kelo_describe)
 
 # The names that stand-ins and tests share.
 set(STANDIN_NAMES ${CMAKE_CURRENT_BINARY_DIR}/standin_names.h)

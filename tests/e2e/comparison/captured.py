@@ -3,9 +3,9 @@
 import copy
 
 from comparison.scope import WINES_OWN_SERVICES
-from machines.descriptions import complete
+from machines.descriptions import complete, settled
 from machines.numbers import READ_ONLY
-from product import LOG, PROBE_LIBRARY, USABLE_ANSWERS
+from product import LOG, PROBE_LIBRARY, SYSTEM, SYSTEM_PROBE, USABLE_ANSWERS
 from runs.log_lines import LINE, without_numbers
 from runs.rehearsal import rehearse_and_save
 from setup.libraries import TEXT_LIBRARY
@@ -19,6 +19,9 @@ CONTENT = ("text", "bytes", "size")
 NEVER_STARTED = 1077  # ERROR_SERVICE_NEVER_STARTED, a new service's exit code
 SECURITY = ("owner", "access", "protected")
 NUMBERS = ("processId",)  # that Windows chooses
+
+# Copied to the system folder and not loaded there: KeloDescribe reads it as a file.
+COPIED_LIBRARIES = [("libraries", path.lower()) for path in (SYSTEM_PROBE, SYSTEM + r"\stkprobe.bk1")]
 
 LOOKED_FOR = ("patchagent.exe", "vaultcourier.exe")  # the programs whose processes are ended
 
@@ -39,6 +42,7 @@ def completed(captured, described):
 
 def differences(captured, described, options):
     """What each action does differently on the captured machine: a line each."""
+    described = settled(described)
     machine = completed(captured, described)
     for action in ACTIONS:
         arguments = ("--", action, *(options if action == "/Setup" else ()))
@@ -101,6 +105,7 @@ def _asked_functions(exports):
 
 def _complete_files(machine, described):
     like = {path.lower(): file for path, file in described["files"].items() if file is not None}
+    libraries = {path.lower() for path in described["libraries"]}
     images = {path.lower() for area in ("libraries", "programs") for path in described[area]}
     images |= {path for path, file in like.items() if "version" in file or file.get("inUse")}
     images.add(described["process"]["path"].lower())
@@ -119,6 +124,8 @@ def _complete_files(machine, described):
                 file.pop(key, None)
         if is_stand_in and "version" not in expected:
             file.pop("version", None)
+        elif path.lower() in libraries and "version" in expected:
+            file["version"] = expected["version"]  # a stand-in has none
 
 
 def _size(file):
@@ -148,8 +155,14 @@ def _log_differences(expected, seen):
 def _changes(report, after):
     """What a run changed, by area and item: how, and what it became. Of processes, which have numbers, the names that are
     left. The log is compared by itself."""
-    changes = {(change["area"], change["item"].lower()): (change["kind"], change["after"])
-               for change in report["changes"] if change["area"] != "processes" and change["item"].lower() != LOG.lower()}
+    changes = {}
+    for change in report["changes"]:
+        name = change["area"], change["item"].lower()
+        if change["area"] == "processes" or name[1] == LOG.lower() or name in COPIED_LIBRARIES:
+            continue
+        # A name that is spelled in another way goes and comes.
+        kind = "changed" if name in changes else change["kind"]
+        changes[name] = kind, change["after"] or changes.get(name, (None, None))[1]
     changes["processes", "names"] = "left", sorted(process["name"].lower() for process in after["processes"]
                                                    if process.get("name", "").lower() in LOOKED_FOR)
     return changes
