@@ -69,6 +69,24 @@ std::string AccountOf(const std::string& account)
     return winsim::SameName(domain, "NT AUTHORITY") || winsim::SameName(domain, "NT SERVICE") ? account : ".\\user";
 }
 
+// The services that must run first. Wine does not report them in the configuration: there they are in the registry
+// alone.
+std::vector<std::string> DependenciesOf(const std::string& name, const QUERY_SERVICE_CONFIGW& configuration)
+{
+    std::vector<std::string> reported = TextsOf(configuration.lpDependencies);
+    if (!reported.empty())
+        return reported;
+    std::vector<wchar_t> list(0x2000);
+    auto size = static_cast<DWORD>((list.size() - 2) * sizeof(wchar_t));
+    UniqueRegistryKey key;
+    const std::wstring path = L"SYSTEM\\CurrentControlSet\\Services\\" + ToWide(name);
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_QUERY_VALUE, key.Put()) != ERROR_SUCCESS ||
+        RegQueryValueExW(key.Get(), L"DependOnService", nullptr, nullptr, reinterpret_cast<BYTE*>(list.data()),
+                         &size) != ERROR_SUCCESS)
+        return {};
+    return TextsOf(list.data());
+}
+
 bool ReadConfiguration(SC_HANDLE service, const std::string& name, Json& json)
 {
     const std::vector<BYTE> record = Record([&](BYTE* buffer, DWORD size, DWORD* needed) {
@@ -82,7 +100,7 @@ bool ReadConfiguration(SC_HANDLE service, const std::string& name, Json& json)
     json["errorControl"] = configuration.dwErrorControl;
     json["binaryPath"] = TextOf(configuration.lpBinaryPathName);
     json["loadOrderGroup"] = TextOf(configuration.lpLoadOrderGroup);
-    json["dependencies"] = TextsOf(configuration.lpDependencies);
+    json["dependencies"] = DependenciesOf(name, configuration);
     json["account"] = AccountOf(TextOf(configuration.lpServiceStartName));
     const std::string displayName = TextOf(configuration.lpDisplayName);
     json["displayName"] = displayName.empty() ? name : displayName;
@@ -211,7 +229,7 @@ private:
         Json json = Json::object();
         const UniqueServiceHandle service{
             OpenServiceW(m_manager, name.c_str(), SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS)};
-        if (!service || !ReadConfiguration(service.Get(), {}, json) || !ReadStatus(service.Get(), json))
+        if (!service || !ReadConfiguration(service.Get(), FromWide(name), json) || !ReadStatus(service.Get(), json))
             return m_capture.notes.AddError("services", GetLastError());
         Json asked = Json::array();
         for (const Json& needed : json["dependencies"])
