@@ -13,6 +13,9 @@ packages=(
     "native   libbenchmark-dev             /usr/include/benchmark/benchmark.h" # the benchmarks
     "native   python3                      /usr/bin/python3"                 # the tests in Python, which ctest lists
     "windows  g++-mingw-w64-x86-64-posix   x86_64-w64-mingw32-g++-posix"     # compiles for Windows
+    "windows  nlohmann-json3-dev           /usr/include/nlohmann/json.hpp"   # KeloDescribe's descriptions
+    "windows  libfmt-dev                   /usr/include/fmt/core.h"          # their texts
+    "windows  libcli11-dev                 /usr/include/CLI/CLI.hpp"         # its options
     "windows  googletest                   /usr/src/googletest/googletest/src/gtest-all.cc" # tests built for Windows
     "windows  wine64                       /usr/lib/wine/wine64"             # runs what was compiled
     "windows  wine                         wine"                             # starts wine64
