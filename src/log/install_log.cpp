@@ -1,13 +1,11 @@
 // Writes the install log.
 #include "log/install_log.h"
 
+#include "log/log_path.h"
 #include "windows/full_path.h"
 #include "windows/image_kind.h"
-#include "windows/pinned_path.h"
 #include "windows/result_or.h"
-#include "windows/text.h"
 
-#include <optional>
 #include <share.h>
 #include <utility>
 #include <windows.h>
@@ -17,7 +15,6 @@
 namespace
 {
 
-constexpr char kLogFolder[] = "\\Kelo Systems Corp\\InstallLogs\\Toolkit\\";
 constexpr char kHeaderFormat[] = "%04d/%02d/%02d %02d:%02d:%02d.%03d TZ%02d [%04d] %*s";
 
 // A line ends at this length at the latest; a newline and the terminator follow.
@@ -84,47 +81,14 @@ void EndLine(std::size_t length)
     g_line[length] = '\0';
 }
 
-// Nothing when a text cannot be converted: the rest of the path would lead elsewhere.
-std::optional<PinnedPath> FileBelow(const std::string& appData, const std::string& below)
-{
-    const std::wstring folder = ToWide(appData);
-    const std::wstring path = ToWide(below);
-    if (folder.empty() || path.empty())
-        return std::nullopt;
-    return PinnedPath{folder, path, PinnedPath::Kind::File};
-}
-
-// Opens the pinned file, or makes it.
-std::FILE* OpenForAppending(PinnedPath& pins, const std::string& path)
-{
-    DWORD error = pins.Pin();
-    if (IsMissing(error))
-        error = pins.CreateEmptyFile();
-    return error == ERROR_SUCCESS ? _fsopen(path.c_str(), "a", _SH_DENYNO) : nullptr;
-}
-
-// Makes the log's folder, unless a part of the path that exists is not what it says.
-bool MakeFolder(PinnedPath& pins, const std::string& folder)
-{
-    DWORD error = pins.Pin();
-    if (IsMissing(error))
-        error = pins.CreateParents();
-    if (error != ERROR_SUCCESS)
-        return false;
-    const int created = SHCreateDirectoryExA(nullptr, folder.c_str(), nullptr);
-    if (created == ERROR_ALREADY_EXISTS)
-        return true;
-    return created == ERROR_SUCCESS;
-}
-
 } // namespace
 
-InstallLog::InstallLog(const char* fileName)
+InstallLog::InstallLog(const char* fileName, LogPath* shared)
 {
     if (kImageKind == ImageKind::Library)
         m_szUnopenedFileName = fileName;
     else
-        Open(fileName);
+        Open(fileName, shared);
 }
 
 InstallLog::~InstallLog()
@@ -132,30 +96,28 @@ InstallLog::~InstallLog()
     Close();
 }
 
-bool InstallLog::Open(const char* fileName)
+bool InstallLog::Open(const char* fileName, LogPath* shared)
 {
     char appData[MAX_PATH] = {};
     SHGetFolderPathA(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, appData);
     // Otherwise the log would be written to the current directory.
     if (!IsFullPath(appData))
         return false;
-    return ResultOr(false, [this, &appData, fileName] { return OpenIn(appData, fileName); });
+    LogPath own;
+    return ResultOr(false, [&] { return OpenIn(appData, fileName, shared != nullptr ? *shared : own); });
 }
 
-bool InstallLog::OpenIn(const std::string& appData, const char* fileName)
+bool InstallLog::OpenIn(std::string appData, std::string fileName, LogPath& path)
 {
-    std::string below = std::string(kLogFolder) + fileName;
-    auto pins = FileBelow(appData, below);
-    if (!pins || !MakeFolder(*pins, appData + kLogFolder))
+    if (!path.Choose(appData, fileName) || !path.MakeFolder())
         return false;
-    std::string folder = appData;
-    std::FILE* file = OpenForAppending(*pins, appData + below);
+    std::FILE* file = path.OpenFile();
     if (file == nullptr)
         return false;
     Close();
     m_pFile = file;
-    m_sAppData = std::move(folder);
-    m_sBelow = std::move(below);
+    m_sAppData = std::move(appData);
+    m_sFileName = std::move(fileName);
     return true;
 }
 
@@ -178,10 +140,10 @@ bool InstallLog::Write(const char* format, va_list arguments, int indent)
 // Required: without a path, a file without a name is opened, which fails.
 std::FILE* InstallLog::OpenForOneLine() const
 {
-    if (m_sBelow.empty())
+    if (m_sFileName.empty())
         return _fsopen("", "a", _SH_DENYNO);
-    auto pins = FileBelow(m_sAppData, m_sBelow);
-    return pins ? OpenForAppending(*pins, m_sAppData + m_sBelow) : nullptr;
+    LogPath path;
+    return path.Choose(m_sAppData, m_sFileName) ? path.OpenFile() : nullptr;
 }
 
 void InstallLog::Close()

@@ -8,28 +8,31 @@
 #include <string>
 #include <type_traits>
 
+class LogPath;
+
 // One module's writer of the install log. All writers append to one file,
 // <common application data>\Kelo Systems Corp\InstallLogs\Toolkit\<file name>, and each flushes every line: lines of
 // different modules stand in the order of the calls. For one thread only: all writers share one line buffer.
 class InstallLog
 {
 public:
-    // Opens the log with Open(fileName) (ANSI; the text must live as long as the writer): at once in the program,
-    // before the first line in the library. Windows runs a library's constructors under the loader lock, when the shell
-    // must not be called. A failed open leaves the writer silent. Does not throw.
-    explicit InstallLog(const char* fileName);
+    // Opens the log (ANSI; the text must live as long as the writer): in the program at once with Open(fileName,
+    // shared), in the library with Open(fileName) before the first line. Windows runs a library's constructors under
+    // the loader lock, when the shell must not be called. A failed open leaves the writer silent. Does not throw.
+    explicit InstallLog(const char* fileName, LogPath* shared = nullptr);
     ~InstallLog();
 
     InstallLog(const InstallLog&) = delete;
     InstallLog& operator=(const InstallLog&) = delete;
 
     // Makes the log's folder (SHCreateDirectoryExA) below the common application-data folder (SHGetFolderPathA), and
-    // opens fileName (ANSI) in it for appending, shared with all readers and writers (_fsopen). Logs nothing.
+    // opens fileName (ANSI) in it for appending, shared with all readers and writers (_fsopen). Writers with a
+    // `shared` path open the file through it, and have its parts checked once for all of them. Logs nothing.
     // Returns  true   the file is open, and its path is remembered
     //          false  the first folder has no full path; the log's folder or file cannot be made or opened; a part of
     //                 the path below the first folder is a link, has another name or is of the wrong kind (PinnedPath);
     //                 or memory has run out. Nothing is remembered.
-    bool Open(const char* fileName);
+    bool Open(const char* fileName, LogPath* shared = nullptr);
 
     // Appends one line: date and time (UTC), zone figure, thread identifier, `indent` blanks, and the message (printf,
     // ANSI), cut so that the line has at most 511 characters with its newline. When the file is not open, the
@@ -41,12 +44,12 @@ public:
     void Close();
 
 private:
-    bool OpenIn(const std::string& appData, const char* fileName);
+    bool OpenIn(std::string appData, std::string fileName, LogPath& path);
     std::FILE* OpenForOneLine() const;
 
     std::FILE* m_pFile = nullptr;
     std::string m_sAppData;                     // the common application-data folder
-    std::string m_sBelow;                       // the file's path below it; both are empty until it was opened
+    std::string m_sFileName;                    // both are empty until the file was opened
     const char* m_szUnopenedFileName = nullptr; // what the first line of a library's log opens
 };
 

@@ -1,12 +1,28 @@
 // Holds the install logs of the program's modules.
 #include "log/module_logs.h"
 
-// Each opens the one file for itself.
-InstallLog g_enrollLog{kInstallLogFileName};
-InstallLog g_entryLog{kInstallLogFileName};
-InstallLog g_platformLog{kInstallLogFileName};
-InstallLog g_providersLog{kInstallLogFileName};
-InstallLog g_serviceLog{kInstallLogFileName};
-InstallLog g_smartcardLog{kInstallLogFileName};
-InstallLog g_tpmLog{kInstallLogFileName};
-InstallLog g_tssLog{kInstallLogFileName};
+#include "log/log_path.h"
+
+namespace
+{
+
+// Each writer opens the one file for itself. The first has its path checked for all of them.
+LogPath g_path;
+
+} // namespace
+
+InstallLog g_enrollLog{kInstallLogFileName, &g_path};
+InstallLog g_entryLog{kInstallLogFileName, &g_path};
+InstallLog g_platformLog{kInstallLogFileName, &g_path};
+InstallLog g_providersLog{kInstallLogFileName, &g_path};
+InstallLog g_serviceLog{kInstallLogFileName, &g_path};
+InstallLog g_smartcardLog{kInstallLogFileName, &g_path};
+InstallLog g_tpmLog{kInstallLogFileName, &g_path};
+InstallLog g_tssLog{kInstallLogFileName, &g_path};
+
+namespace
+{
+
+[[maybe_unused]] const bool g_isPathReleased = (g_path.Release(), true);
+
+} // namespace

@@ -1,5 +1,6 @@
 // The log module's functions, for tests.
 #include "log/install_log.h"
+#include "log/log_path.h"
 #include "log/platform_event.h"
 #include "tests/unit/calls/modules.h"
 
@@ -71,6 +72,17 @@ constexpr TestCall kCalls[] = {
          InstallLog second{kInstallLogFileName};
          for (std::size_t i = 0; i < a.Count(); ++i)
              WriteLog(i % 2 == 0 ? first : second, "%s", a.Text(i).c_str());
+         return std::string();
+     }},
+    // An object for each file name, all on one path. Each logs its file's name.
+    {"WriteToEachFile",
+     [](const CallArguments& a) {
+         LogPath path;
+         for (std::size_t i = 0; i < a.Count(); ++i)
+         {
+             InstallLog log{a.Text(i).c_str(), &path};
+             WriteLog(log, "%s", a.Text(i).c_str());
+         }
          return std::string();
      }},
     {"WriteIndented",

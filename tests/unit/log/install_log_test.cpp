@@ -122,6 +122,34 @@ TEST(InstallLog, TwoObjectsLinesStandInCallOrder)
         {OpeningOf(9), OpeningOf(10), "log: one", "log: two", "log: three", "log: four", ClosingOf(10), ClosingOf(9)});
 }
 
+// What the first log has opened keeps the path in place until the last log is open.
+TEST(InstallLog, ThePathIsCheckedOnceForAllLogs)
+{
+    const SimulatedRun run = RunProgram(RunProgram(MachineOf("{}"), {"/Commit"}).After(), {"/Commit"});
+    Script names;
+    for (const winsim::CallRecord& record : run.outcome.calls)
+        names.push_back(record.name);
+    const char* const first = "SHGetFolderPathA";
+    const Script opening = {"SHCreateDirectoryExA", "_fsopen"};
+    const auto begin = std::find(names.begin(), names.end(), first);
+    EXPECT_THAT(Script(begin, std::find(begin, names.end(), "GetCommandLineW")),
+                ElementsAreArray(
+                    Script{first, Times(4, "MultiByteToWideChar"), "LoadLibraryA", "GetProcAddress", "FreeLibrary",
+                           Times(4, Script{"CreateFileW", "GetFileInformationByHandle", "GetFinalPathNameByHandleW"}),
+                           opening, Times(kLogObjects - 1, Script{first, opening}), Times(4, "CloseHandle")}));
+}
+
+TEST(InstallLog, AnotherFileOnASharedPathIsCheckedForItself)
+{
+    const SimulatedRun two = CallFunction(MachineOf("{}"), "WriteToEachFile", {"one.txt", "two.txt"});
+    const SimulatedRun three = CallFunction(MachineOf("{}"), "WriteToEachFile", {"one.txt", "two.txt", "two.txt"});
+    EXPECT_THAT(TextOf(two.After(), std::string(kLogFolder) + "one.txt"), testing::EndsWith("] one.txt\r\n"));
+    EXPECT_THAT(TextOf(two.After(), std::string(kLogFolder) + "two.txt"), testing::EndsWith("] two.txt\r\n"));
+    const auto checksOf = [](const SimulatedRun& run) { return run.outcome.callCounts.at("CreateFileW"); };
+    EXPECT_EQ(checksOf(two), checksOf(CallFunction(MachineOf("{}"), "WriteToEachFile", {"one.txt"})) + 6);
+    EXPECT_EQ(checksOf(three), checksOf(two));
+}
+
 TEST(InstallLog, EachLineIsFlushedBeforeTheNext)
 {
     const SimulatedRun run = CallFunction("WriteLogAlternately", {"one", "two"});

@@ -263,7 +263,7 @@ TEST(CopyTCGDLL, AMissingWindowsDirectoryIsLeftToTheCopy)
 
 TEST(CopyTCGDLL, APathThatCannotBeConvertedIsNotUsed)
 {
-    ExpectRefused(Copy(MachineWith(), {.faults = {"MultiByteToWideChar#33=1113"}}), R"(C:\Windows)", 1113);
+    ExpectRefused(Copy(MachineWith(), {.faults = {"MultiByteToWideChar#5=1113"}}), R"(C:\Windows)", 1113);
 }
 
 } // namespace
