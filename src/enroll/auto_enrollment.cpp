@@ -85,8 +85,7 @@ bool AreTasksWanted()
 // directory.
 UniqueLibrary LoadTaskLibrary(const std::string& directory)
 {
-    const bool endsInBackslash = !directory.empty() && directory.back() == '\\';
-    const char* pattern = endsInBackslash ? "%sCertJobPlanner.dll" : "%s\\CertJobPlanner.dll";
+    const char* pattern = directory.ends_with('\\') ? "%sCertJobPlanner.dll" : "%s\\CertJobPlanner.dll";
     const std::string path = FillPattern(pattern, {directory});
     // Required: an empty directory counts as one without a backslash at the end; it means the root of the current
     // drive.

@@ -20,7 +20,7 @@ constexpr char kHeaderFormat[] = "%04d/%02d/%02d %02d:%02d:%02d.%03d TZ%02d [%04
 // A line ends at this length at the latest; a newline and the terminator follow.
 constexpr std::size_t kLongestLine = 510;
 
-// Required: all writers share one line buffer.
+// Required: all writers share one line buffer. Its last place always holds the terminator.
 char g_line[kLongestLine + 2];
 
 // The zone figure of the header, in hours.
@@ -41,7 +41,6 @@ std::size_t AppendFormatted(std::size_t length, const char* format, va_list argu
     // _vsnprintf terminates a text only if there is room left, and fails in the same way for text that is too long and
     // for a character that it cannot write. Only text that is too long has filled the last place.
     g_line[kLongestLine] = '\0';
-    end[room] = '\0';
     const int written = _vsnprintf(end, room, format, arguments);
     if (written >= 0)
         return length + static_cast<std::size_t>(written);

@@ -36,10 +36,10 @@ template <int Size>
 std::optional<std::string> LocaleInfo(LANGID language, LCTYPE kind)
 {
     char text[Size] = {};
-    if (GetLocaleInfoA(MAKELCID(language, SORT_DEFAULT), kind, text, Size) == 0)
+    const int length = GetLocaleInfoA(MAKELCID(language, SORT_DEFAULT), kind, text, Size); // with the terminator
+    if (length == 0)
         return std::nullopt;
-    text[Size - 1] = '\0';
-    return text;
+    return std::string(text, static_cast<std::size_t>(length) - 1);
 }
 
 bool HasVariants(const std::string& name)
@@ -79,42 +79,43 @@ std::optional<std::string> LanguageSuffix(LANGID language)
     return *name + VariantSuffix(language, *name);
 }
 
-// The path of the program's own file.
-std::optional<std::string> OwnPath()
+// What a call wrote to a buffer of MAX_PATH characters: nothing when it failed, or when the path does not fit.
+std::string WrittenPath(const char* buffer, DWORD length)
+{
+    return {buffer, length < MAX_PATH ? length : 0};
+}
+
+// The path of the program's own file; empty when it cannot be read.
+std::string OwnPath()
 {
     char path[MAX_PATH] = {};
-    const DWORD length = GetModuleFileNameA(nullptr, path, MAX_PATH);
-    if (length == 0 || length >= MAX_PATH)
-        return std::nullopt;
-    return path;
+    return WrittenPath(path, GetModuleFileNameA(nullptr, path, MAX_PATH));
 }
 
 // The program's own path up to its last period.
 // Required: the period may be in a folder's name.
 std::optional<std::string> OwnBaseName()
 {
-    const auto path = OwnPath();
-    const std::size_t period = path ? path->rfind('.') : std::string::npos;
+    const std::string path = OwnPath();
+    const std::size_t period = path.rfind('.');
     if (period == std::string::npos)
         return std::nullopt;
-    return path->substr(0, period);
+    return path.substr(0, period);
 }
 
 // The folder of the program's own file, with a backslash at the end; empty when it cannot be read.
 std::string OwnFolder()
 {
-    const auto path = OwnPath();
-    return path ? path->substr(0, path->rfind('\\') + 1) : std::string();
+    const std::string path = OwnPath();
+    return path.substr(0, path.rfind('\\') + 1);
 }
 
 // The system folder, with a backslash at the end; empty when it cannot be read.
 std::string SystemFolder()
 {
     char path[MAX_PATH] = {};
-    const UINT length = GetSystemDirectoryA(path, MAX_PATH);
-    if (length == 0 || length >= MAX_PATH)
-        return {};
-    return std::string(path) + "\\";
+    const std::string folder = WrittenPath(path, GetSystemDirectoryA(path, MAX_PATH));
+    return folder.empty() ? folder : folder + "\\";
 }
 
 std::string CutBaseName(const char* baseName)

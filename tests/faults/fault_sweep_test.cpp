@@ -22,7 +22,8 @@ using winsim::Fault;
 
 constexpr unsigned kLimitSeconds = 60;
 constexpr std::size_t kMostComplaints = 20;
-constexpr unsigned kMostRepeats = 24; // of one call in one step
+constexpr unsigned kMostRepeats = 24;   // of one call in one step
+constexpr unsigned kDistinctStride = 8; // of pieces of memory
 constexpr unsigned kSeed = 20130507;
 
 // How many pairs of failures at any two places are tried in each case.
@@ -30,6 +31,7 @@ std::size_t SampledPairsIn(Extent extent)
 {
     switch (extent)
     {
+    case Extent::Distinct:
     case Extent::Brief:
         return 20;
     case Extent::Deep:
@@ -47,6 +49,50 @@ std::vector<std::vector<Fault>> FailuresAtEachPlace(const winsim::Outcome& outco
     for (const winsim::CallRecord& record : outcome.calls)
         failures.push_back(winsim::FailuresOf(record.name, ++occurrences[record.name]));
     return failures;
+}
+
+// A call with the ones before and after it, with their arguments and results: where a run is, as far as the program can
+// tell.
+std::string PlaceText(const winsim::Outcome& outcome, std::size_t call)
+{
+    std::string text;
+    for (std::size_t i = call > 0 ? call - 1 : 0; i < std::min(call + 2, outcome.calls.size()); ++i)
+    {
+        const winsim::CallRecord& record = outcome.calls[i];
+        text += record.name + record.in.dump() + record.result.dump() + '\n';
+    }
+    return text;
+}
+
+// The places of a case's calls: all of them or, for a distinct sweep, those that no earlier case has.
+std::vector<std::size_t> PlacesOf(const SweepCase& sweepCase, Extent extent)
+{
+    static const std::map<std::string, std::string> firstCases = [] {
+        std::map<std::string, std::string> cases;
+        for (const SweepCase& each : AllCases())
+        {
+            const winsim::Outcome outcome = MakeBaseline(each).outcome;
+            for (std::size_t i = 0; i < outcome.calls.size(); ++i)
+                cases.emplace(PlaceText(outcome, i), each.name);
+        }
+        return cases;
+    }();
+    const winsim::Outcome outcome = MakeBaseline(sweepCase).outcome;
+    std::vector<std::size_t> places;
+    for (std::size_t i = 0; i < outcome.calls.size(); ++i)
+    {
+        if (extent != Extent::Distinct || firstCases.at(PlaceText(outcome, i)) == sweepCase.name)
+            places.push_back(i);
+    }
+    return places;
+}
+
+// The first piece of memory that is refused: another one in each case.
+unsigned FirstPieceOf(const SweepCase& sweepCase, unsigned stride)
+{
+    const std::vector<SweepCase> cases = AllCases();
+    const auto isIt = [&](const SweepCase& each) { return each.name == sweepCase.name; };
+    return 1 + static_cast<unsigned>(std::find_if(cases.begin(), cases.end(), isIt) - cases.begin()) % stride;
 }
 
 class Sweep
@@ -91,22 +137,23 @@ public:
         }
     }
 
-    // Each call fails once; the ways of failing alternate.
-    void OneWayEach()
+    // Each call at these places fails once; the ways of failing alternate.
+    void OneWayEach(const std::vector<std::size_t>& places)
     {
+        const auto failures = FailuresAtEachPlace(m_baseline.outcome);
         std::size_t turn = 0;
-        for (const auto& failures : FailuresAtEachPlace(m_baseline.outcome))
+        for (const std::size_t place : places)
         {
-            if (!failures.empty())
-                Try({failures[turn++ % failures.size()]});
+            if (!failures[place].empty())
+                Try({failures[place][turn++ % failures[place].size()]});
         }
     }
 
-    // Each piece of memory that the program requests is refused once.
-    void Memory()
+    // Each piece of memory that the program requests is refused once; with a stride, each stride-th from the first on.
+    void Memory(unsigned first, unsigned stride)
     {
         const unsigned pieces = m_baseline.outcome.callCounts.at(winsim::kAllocation);
-        for (unsigned piece = 1; piece <= pieces; ++piece)
+        for (unsigned piece = first; piece <= pieces; piece += stride)
             Try({{winsim::kAllocation, piece, ERROR_NOT_ENOUGH_MEMORY}});
     }
 
@@ -223,10 +270,12 @@ TEST(FaultSweepAsAWhole, TriesAtLeast20000SingleFailures)
 
 TEST_P(FaultSweep, EveryCallFailsOnce)
 {
+    const Extent extent = AskedExtent();
+    const auto places = IsBrief(extent) ? PlacesOf(GetParam(), extent) : std::vector<std::size_t>();
     Report(RunIsolated(
         [&](Progress& progress) {
             Sweep sweep{GetParam(), progress};
-            AskedExtent() == Extent::Brief ? sweep.OneWayEach() : sweep.Singles();
+            IsBrief(extent) ? sweep.OneWayEach(places) : sweep.Singles();
             Tell(sweep, "with one failure");
         },
         kLimitSeconds));
@@ -234,10 +283,11 @@ TEST_P(FaultSweep, EveryCallFailsOnce)
 
 TEST_P(FaultSweep, MemoryRunsOutOnce)
 {
+    const unsigned stride = AskedExtent() == Extent::Distinct ? kDistinctStride : 1;
     Report(RunIsolated(
         [&](Progress& progress) {
             Sweep sweep{GetParam(), progress};
-            sweep.Memory();
+            sweep.Memory(FirstPieceOf(GetParam(), stride), stride);
             Tell(sweep, "with a piece of memory refused");
         },
         kLimitSeconds));

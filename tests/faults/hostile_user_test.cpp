@@ -32,11 +32,6 @@ bool IsDeep()
     return AskedExtent() == Extent::Deep;
 }
 
-bool IsBrief()
-{
-    return AskedExtent() == Extent::Brief;
-}
-
 // The calls of a run, counted from 1, after which the places may be misused: those that open the logs, and those of the
 // step that opens the policies and the configuration file to others.
 std::vector<std::size_t> PlacesToStrike(const SweepCase& sweepCase, const Outcome& outcome)
@@ -45,7 +40,8 @@ std::vector<std::size_t> PlacesToStrike(const SweepCase& sweepCase, const Outcom
     const auto firstLine = std::find_if(outcome.calls.begin(), outcome.calls.end(), isFirstLine);
     std::vector<std::size_t> places;
     const auto add = [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < std::min(end, outcome.calls.size()); i += IsBrief() ? kBriefStride : 1)
+        for (std::size_t i = begin; i < std::min(end, outcome.calls.size());
+             i += IsBrief(AskedExtent()) ? kBriefStride : 1)
             places.push_back(i + 1);
     };
     add(0, static_cast<std::size_t>(firstLine - outcome.calls.begin()) + 1);
@@ -181,7 +177,7 @@ TEST(HostileUserSweepAsAWhole, TriesThousandsOfRuns)
     std::size_t runs = 0;
     for (const SweepCase& sweepCase : AllCases())
         runs += PlansFor(sweepCase, ::Run(sweepCase, MachineOf(sweepCase), {})).size();
-    EXPECT_GE(runs, IsBrief() ? kFewestBriefRuns : kFewestRuns);
+    EXPECT_GE(runs, IsBrief(AskedExtent()) ? kFewestBriefRuns : kFewestRuns);
     std::printf("%zu runs with a hostile user in all\n", runs);
 }
 

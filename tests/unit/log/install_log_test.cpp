@@ -141,12 +141,12 @@ TEST(InstallLog, ThePathIsCheckedOnceForAllLogs)
 
 TEST(InstallLog, AnotherFileOnASharedPathIsCheckedForItself)
 {
-    const SimulatedRun two = CallFunction(MachineOf("{}"), "WriteToEachFile", {"one.txt", "two.txt"});
-    const SimulatedRun three = CallFunction(MachineOf("{}"), "WriteToEachFile", {"one.txt", "two.txt", "two.txt"});
+    const SimulatedRun two = CallFunction("WriteToEachFile", {"one.txt", "two.txt"});
+    const SimulatedRun three = CallFunction("WriteToEachFile", {"one.txt", "two.txt", "two.txt"});
     EXPECT_THAT(TextOf(two.After(), std::string(kLogFolder) + "one.txt"), testing::EndsWith("] one.txt\r\n"));
     EXPECT_THAT(TextOf(two.After(), std::string(kLogFolder) + "two.txt"), testing::EndsWith("] two.txt\r\n"));
     const auto checksOf = [](const SimulatedRun& run) { return run.outcome.callCounts.at("CreateFileW"); };
-    EXPECT_EQ(checksOf(two), checksOf(CallFunction(MachineOf("{}"), "WriteToEachFile", {"one.txt"})) + 6);
+    EXPECT_EQ(checksOf(two), checksOf(CallFunction("WriteToEachFile", {"one.txt"})) + 6);
     EXPECT_EQ(checksOf(three), checksOf(two));
 }
 
@@ -216,10 +216,29 @@ TEST(InstallLog, OpeningOnceMoreWithoutMemorySaysThatItFails)
     const SimulatedRun whole = CallFunction("WriteAfterSecondOpen", {"abc"});
     bool hasFailed = false;
     for (unsigned piece = 1; piece <= whole.outcome.callCounts.at("operator new"); ++piece)
-        hasFailed = hasFailed || CallFunction("WriteAfterSecondOpen", {"abc"},
-                                              {.faults = {"operator new#" + std::to_string(piece) + "=8"}})
-                                         .result == "false true";
+    {
+        const SimulatedRun run =
+            CallFunction("WriteAfterSecondOpen", {"abc"}, {.faults = {"operator new#" + std::to_string(piece) + "=8"}});
+        const Script names = CallNames(run);
+        const auto lastOpening = std::find(names.rbegin(), names.rend(), "SHGetFolderPathA");
+        const bool isOpened = std::find(names.rbegin(), lastOpening, "_fsopen") != lastOpening;
+        hasFailed = hasFailed || !isOpened;
+        EXPECT_EQ(run.result, isOpened ? "true true" : "false true") << piece;
+    }
     EXPECT_TRUE(hasFailed);
+}
+
+TEST(InstallLog, ALineThatIsLostForWantOfMemoryCountsAsWritten)
+{
+    const SimulatedRun whole = CallFunction("WriteAfterClose", {"late"});
+    bool isLost = false;
+    for (unsigned piece = 1; piece <= whole.outcome.callCounts.at("operator new"); ++piece)
+    {
+        const SimulatedRun run =
+            CallFunction("WriteAfterClose", {"late"}, {.faults = {"operator new#" + std::to_string(piece) + "=8"}});
+        isLost = isLost || (run.log.empty() && run.result == "true");
+    }
+    EXPECT_TRUE(isLost);
 }
 
 // ---- Silence ----

@@ -141,6 +141,20 @@ TEST(LoadResourceLibrary, ALanguageWithoutATwoLetterNameHasNoLibraryNotEvenEngli
     ExpectTried(LoadFaulty(0x0407, "GetLocaleInfoA#1=87"), "false", {});
 }
 
+TEST(LoadResourceLibrary, AsksForTheProgramsAndTheSystemFolderForEachName)
+{
+    const Script script = Load(MachineOf("{}")).script;
+    const std::string own = std::string(kToolkitFolder) + "KeloCustomAction.exe";
+    const Script attempt = {
+        Call("GetModuleFileNameA", {nullptr, 260}, own.size(), {{"lpFilename", own}}),
+        Call("LoadLibraryA", {std::string(kToolkitFolder) + "Internationalization_en.dll"}),
+        Call("GetSystemDirectoryA", {260}, 19, {{"lpBuffer", R"(C:\Windows\system32)"}}),
+        Call("LoadLibraryA", {R"(C:\Windows\system32\Internationalization_en.dll)"}),
+    };
+    EXPECT_THAT(Script(std::find(script.begin(), script.end(), attempt.front()), script.end()),
+                ElementsAreArray(Times(2, attempt)));
+}
+
 TEST(LoadResourceLibrary, ALibraryThatIsNoneFallsBackToEnglish)
 {
     ExpectTried(
@@ -215,6 +229,7 @@ TEST(LoadResourceLibrary, AProgramsPathWithoutAPeriodOrTooLongGivesNoLibrary)
 {
     for (const SimulatedRun& run : {Load(MachineWithProgramAt(R"(C:\kelo)"), "(null)"),
                                     Load(MachineWithProgramAt("C:\\" + std::string(300, 'k') + ".exe"), "(null)"),
+                                    Load(MachineWithProgramAt("C:\\a.b\\" + std::string(300, 'k')), "(null)"),
                                     Load(MachineInLanguage(0x0407), "(null)", {.faults = {"GetModuleFileNameA=5"}})})
     {
         ExpectTried(run, "false", {});
