@@ -22,22 +22,31 @@ using winsim::Fault;
 
 constexpr unsigned kLimitSeconds = 60;
 constexpr std::size_t kMostComplaints = 20;
-constexpr unsigned kMostRepeats = 24;   // of one call in one step
-constexpr unsigned kDistinctStride = 8; // of pieces of memory
+constexpr unsigned kMostRepeats = 24; // of one call in one step
 constexpr unsigned kSeed = 20130507;
 
-// How many pairs of failures at any two places are tried in each case.
-std::size_t SampledPairsIn(Extent extent)
+// What is tried in each case.
+struct Reach
+{
+    bool everyPlace;       // otherwise only places that no earlier case has
+    bool everyWay;         // in which a call can fail; otherwise one of them
+    unsigned memoryStride; // from one piece of memory that is refused to the next; another first piece in each case
+    std::size_t pairs;     // of failures at any two places
+    bool pairsWithinSteps;
+};
+
+Reach ReachOf(Extent extent)
 {
     switch (extent)
     {
-    case Extent::Distinct:
+    case Extent::Watched:
+        return {.everyPlace = false, .everyWay = false, .memoryStride = 20, .pairs = 7, .pairsWithinSteps = false};
     case Extent::Brief:
-        return 20;
+        return {.everyPlace = true, .everyWay = false, .memoryStride = 1, .pairs = 20, .pairsWithinSteps = false};
     case Extent::Deep:
-        return 6000;
+        return {.everyPlace = true, .everyWay = true, .memoryStride = 1, .pairs = 6000, .pairsWithinSteps = true};
     default:
-        return 300;
+        return {.everyPlace = false, .everyWay = true, .memoryStride = 3, .pairs = 100, .pairsWithinSteps = false};
     }
 }
 
@@ -51,12 +60,16 @@ std::vector<std::vector<Fault>> FailuresAtEachPlace(const winsim::Outcome& outco
     return failures;
 }
 
-// A call with the ones before and after it, with their arguments and results: where a run is, as far as the program can
-// tell.
-std::string PlaceText(const winsim::Outcome& outcome, std::size_t call)
+// The program's arguments, and a call with the two before and the two after it, all with arguments and results: where a
+// run is, as far as the program can tell.
+std::string PlaceText(const SweepCase& sweepCase, const winsim::Outcome& outcome, std::size_t call)
 {
+    constexpr std::size_t kNeighbours = 2;
     std::string text;
-    for (std::size_t i = call > 0 ? call - 1 : 0; i < std::min(call + 2, outcome.calls.size()); ++i)
+    for (const std::string& argument : sweepCase.arguments)
+        text += argument + '\n';
+    for (std::size_t i = call - std::min(call, kNeighbours); i < std::min(call + kNeighbours + 1, outcome.calls.size());
+         ++i)
     {
         const winsim::CallRecord& record = outcome.calls[i];
         text += record.name + record.in.dump() + record.result.dump() + '\n';
@@ -64,8 +77,8 @@ std::string PlaceText(const winsim::Outcome& outcome, std::size_t call)
     return text;
 }
 
-// The places of a case's calls: all of them or, for a distinct sweep, those that no earlier case has.
-std::vector<std::size_t> PlacesOf(const SweepCase& sweepCase, Extent extent)
+// The places of a case's calls: all of them, or those that no earlier case has.
+std::vector<std::size_t> PlacesOf(const SweepCase& sweepCase, bool everyPlace)
 {
     static const std::map<std::string, std::string> firstCases = [] {
         std::map<std::string, std::string> cases;
@@ -73,7 +86,7 @@ std::vector<std::size_t> PlacesOf(const SweepCase& sweepCase, Extent extent)
         {
             const winsim::Outcome outcome = MakeBaseline(each).outcome;
             for (std::size_t i = 0; i < outcome.calls.size(); ++i)
-                cases.emplace(PlaceText(outcome, i), each.name);
+                cases.emplace(PlaceText(each, outcome, i), each.name);
         }
         return cases;
     }();
@@ -81,7 +94,7 @@ std::vector<std::size_t> PlacesOf(const SweepCase& sweepCase, Extent extent)
     std::vector<std::size_t> places;
     for (std::size_t i = 0; i < outcome.calls.size(); ++i)
     {
-        if (extent != Extent::Distinct || firstCases.at(PlaceText(outcome, i)) == sweepCase.name)
+        if (everyPlace || firstCases.at(PlaceText(sweepCase, outcome, i)) == sweepCase.name)
             places.push_back(i);
     }
     return places;
@@ -127,25 +140,16 @@ public:
         return std::nullopt;
     }
 
-    // Each call fails once in each of its ways.
-    void Singles()
-    {
-        for (const auto& failures : FailuresAtEachPlace(m_baseline.outcome))
-        {
-            for (const Fault& failure : failures)
-                Try({failure});
-        }
-    }
-
-    // Each call at these places fails once; the ways of failing alternate.
-    void OneWayEach(const std::vector<std::size_t>& places)
+    // Each call at these places fails once in each of its ways, or in one of them: the ways of failing alternate.
+    void Singles(const std::vector<std::size_t>& places, bool everyWay)
     {
         const auto failures = FailuresAtEachPlace(m_baseline.outcome);
         std::size_t turn = 0;
         for (const std::size_t place : places)
         {
-            if (!failures[place].empty())
-                Try({failures[place][turn++ % failures[place].size()]});
+            const std::vector<Fault>& ways = failures[place];
+            for (std::size_t i = 0; i < (everyWay ? ways.size() : std::min<std::size_t>(ways.size(), 1)); ++i)
+                Try({ways[turn++ % ways.size()]});
         }
     }
 
@@ -262,20 +266,22 @@ TEST(FaultSweepAsAWhole, TriesAtLeast20000SingleFailures)
     std::size_t singles = 0;
     for (const SweepCase& sweepCase : AllCases())
     {
-        for (const auto& failures : FailuresAtEachPlace(MakeBaseline(sweepCase).outcome))
-            singles += failures.size();
+        const auto failures = FailuresAtEachPlace(MakeBaseline(sweepCase).outcome);
+        for (const std::size_t place : PlacesOf(sweepCase, ReachOf(Extent::Usual).everyPlace))
+            singles += failures[place].size();
     }
+    std::printf("%zu single failures\n", singles);
     EXPECT_GE(singles, 20000u);
 }
 
 TEST_P(FaultSweep, EveryCallFailsOnce)
 {
-    const Extent extent = AskedExtent();
-    const auto places = IsBrief(extent) ? PlacesOf(GetParam(), extent) : std::vector<std::size_t>();
+    const Reach reach = ReachOf(AskedExtent());
+    const auto places = PlacesOf(GetParam(), reach.everyPlace);
     Report(RunIsolated(
         [&](Progress& progress) {
             Sweep sweep{GetParam(), progress};
-            IsBrief(extent) ? sweep.OneWayEach(places) : sweep.Singles();
+            sweep.Singles(places, reach.everyWay);
             Tell(sweep, "with one failure");
         },
         kLimitSeconds));
@@ -283,7 +289,7 @@ TEST_P(FaultSweep, EveryCallFailsOnce)
 
 TEST_P(FaultSweep, MemoryRunsOutOnce)
 {
-    const unsigned stride = AskedExtent() == Extent::Distinct ? kDistinctStride : 1;
+    const unsigned stride = ReachOf(AskedExtent()).memoryStride;
     Report(RunIsolated(
         [&](Progress& progress) {
             Sweep sweep{GetParam(), progress};
@@ -295,13 +301,14 @@ TEST_P(FaultSweep, MemoryRunsOutOnce)
 
 TEST_P(FaultSweep, TwoCallsFail)
 {
+    const Reach reach = ReachOf(AskedExtent());
     Report(RunIsolated(
         [&](Progress& progress) {
             Sweep sweep{GetParam(), progress};
             std::mt19937 random{kSeed};
-            if (AskedExtent() == Extent::Deep)
+            if (reach.pairsWithinSteps)
                 sweep.PairsWithinSteps(random);
-            sweep.SampledPairs(random, SampledPairsIn(AskedExtent()));
+            sweep.SampledPairs(random, reach.pairs);
             Tell(sweep, "with two failures");
         },
         kLimitSeconds));
