@@ -22,7 +22,7 @@ constexpr unsigned kLimitSeconds = 60;
 constexpr std::size_t kMostComplaints = 20;
 constexpr std::size_t kFewestRuns = 5000;
 constexpr std::size_t kFewestBriefRuns = 3000;
-constexpr std::size_t kBriefStride = 8; // from one attacked place to the next
+constexpr std::size_t kBriefStride = 16; // from one attacked place to the next
 
 // The first call of a run uses nothing that a user can change.
 constexpr std::size_t kBeforeTheRun = 1;
