@@ -152,7 +152,7 @@ TEST(LoadResourceLibrary, AsksForTheProgramsAndTheSystemFolderForEachName)
         Call("LoadLibraryA", {R"(C:\Windows\system32\Internationalization_en.dll)"}),
     };
     EXPECT_THAT(Script(std::find(script.begin(), script.end(), attempt.front()), script.end()),
-                ElementsAreArray(Times(2, attempt)));
+                testing::ElementsAreArray(Times(2, attempt)));
 }
 
 TEST(LoadResourceLibrary, ALibraryThatIsNoneFallsBackToEnglish)
