@@ -122,7 +122,7 @@ TEST(Story, NamesAServiceThatDidNotStartThoughTheRunEndedWithZero)
 TEST(Story, NamesTheLibraryThatKeptTheSetupFromSucceeding)
 {
     const Story story =
-        StoryOf(Rehearse("windows-7-toolkit.json", {"/Setup"}, {"LoadLibraryA#13=126", "LoadLibraryA#14=193"}).log);
+        StoryOf(Rehearse("windows-7-toolkit.json", {"/Setup"}, {"LoadLibraryA#6=126", "LoadLibraryA#7=193"}).log);
     EXPECT_EQ("FAILED: no stack is usable and none was asked for: the set-up fails", story.headline);
     EXPECT_EQ(-1, story.exitCode);
     EXPECT_EQ("", story.stack);
