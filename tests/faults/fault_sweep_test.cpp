@@ -46,7 +46,7 @@ Reach ReachOf(Extent extent)
     case Extent::Deep:
         return {.everyPlace = true, .everyWay = true, .memoryStride = 1, .pairs = 6000, .pairsWithinSteps = true};
     default:
-        return {.everyPlace = false, .everyWay = true, .memoryStride = 3, .pairs = 100, .pairsWithinSteps = false};
+        return {.everyPlace = false, .everyWay = true, .memoryStride = 1, .pairs = 200, .pairsWithinSteps = false};
     }
 }
 
