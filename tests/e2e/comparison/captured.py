@@ -171,7 +171,8 @@ def _changes(report, after):
 def _change_differences(expected, seen):
     for name in sorted(expected.keys() | seen.keys()):
         one, other = (changes.get(name, ("unchanged", None)) for changes in (expected, seen))
-        if (one[0], comparable_state(one[1], one[1])) != (other[0], comparable_state(other[1], one[1])):
+        like = one[1] if isinstance(one[1], dict) else {}
+        if (one[0], comparable_state(one[1], like)) != (other[0], comparable_state(other[1], like)):
             yield f"{' '.join(name)}: described {str(one):.400}, captured {str(other):.400}"
 
 
@@ -184,4 +185,4 @@ def comparable_state(state, described):
              if name not in (*SECURITY, *NUMBERS) or name in described and name not in NUMBERS}
     if "access" in known:
         known["access"] = [entry for entry in known["access"] if not entry.get("inherited")]
-    return known
+    return known or None  # as _changes has an item of which nothing is said
