@@ -28,7 +28,7 @@ constexpr unsigned kSeed = 20130507;
 // What is tried in each case.
 struct Reach
 {
-    bool everyPlace;       // otherwise only places that no earlier case has
+    bool everyPlace;       // otherwise only places that no earlier machine has
     bool everyWay;         // in which a call can fail; otherwise one of them
     unsigned memoryStride; // from one piece of memory that is refused to the next; another first piece in each case
     std::size_t pairs;     // of failures at any two places
@@ -60,14 +60,12 @@ std::vector<std::vector<Fault>> FailuresAtEachPlace(const winsim::Outcome& outco
     return failures;
 }
 
-// The program's arguments, and a call with the two before and the two after it, all with arguments and results: where a
-// run is, as far as the program can tell.
-std::string PlaceText(const SweepCase& sweepCase, const winsim::Outcome& outcome, std::size_t call)
+// A call with the two before and the two after it, with arguments and results: where a run is, as far as the program
+// can tell.
+std::string PlaceText(const winsim::Outcome& outcome, std::size_t call)
 {
     constexpr std::size_t kNeighbours = 2;
     std::string text;
-    for (const std::string& argument : sweepCase.arguments)
-        text += argument + '\n';
     for (std::size_t i = call - std::min(call, kNeighbours); i < std::min(call + kNeighbours + 1, outcome.calls.size());
          ++i)
     {
@@ -77,24 +75,32 @@ std::string PlaceText(const SweepCase& sweepCase, const winsim::Outcome& outcome
     return text;
 }
 
-// The places of a case's calls: all of them, or those that no earlier case has.
+// The places of earlier machines' runs with the same arguments.
+std::set<std::string> EarlierPlaces(const SweepCase& sweepCase)
+{
+    std::set<std::string> places;
+    for (const SweepCase& earlier : AllCases())
+    {
+        if (earlier.name == sweepCase.name)
+            break;
+        if (earlier.arguments != sweepCase.arguments)
+            continue;
+        const winsim::Outcome outcome = MakeBaseline(earlier).outcome;
+        for (std::size_t i = 0; i < outcome.calls.size(); ++i)
+            places.insert(PlaceText(outcome, i));
+    }
+    return places;
+}
+
+// The calls of a case that fail: all of them, or those at places that no earlier machine has.
 std::vector<std::size_t> PlacesOf(const SweepCase& sweepCase, bool everyPlace)
 {
-    static const std::map<std::string, std::string> firstCases = [] {
-        std::map<std::string, std::string> cases;
-        for (const SweepCase& each : AllCases())
-        {
-            const winsim::Outcome outcome = MakeBaseline(each).outcome;
-            for (std::size_t i = 0; i < outcome.calls.size(); ++i)
-                cases.emplace(PlaceText(each, outcome, i), each.name);
-        }
-        return cases;
-    }();
+    const std::set<std::string> known = everyPlace ? std::set<std::string>() : EarlierPlaces(sweepCase);
     const winsim::Outcome outcome = MakeBaseline(sweepCase).outcome;
     std::vector<std::size_t> places;
     for (std::size_t i = 0; i < outcome.calls.size(); ++i)
     {
-        if (everyPlace || firstCases.at(PlaceText(sweepCase, outcome, i)) == sweepCase.name)
+        if (everyPlace || !known.contains(PlaceText(outcome, i)))
             places.push_back(i);
     }
     return places;
