@@ -164,7 +164,8 @@ run_each_alone(scenarios)
 native_tests(faults)
 run_each_alone(faults)
 target_link_libraries(faults_tests PRIVATE report)
-target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
+target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}"
+    KELO_REHEARSE="$<TARGET_FILE:kelo-rehearse>")
 
 native_tests(explain)
 run_in_shares(explain 4)
@@ -183,29 +184,20 @@ include(cmake/style.cmake)
 include(cmake/conformance.cmake)
 include(cmake/bench.cmake)
 
-# The described machines, their schema and their document.
-add_test(NAME unit.machine_schema
-    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/winsim/machine_schema_test.py ${PROJECT_SOURCE_DIR}
-        $<TARGET_FILE:machine_schema>)
-set_tests_properties(unit.machine_schema PROPERTIES LABELS unit)
+# python_check(NAME SCRIPT ARGUMENT...): a test that is one script in Python, which gets the project's folder and these
+# arguments. The name begins with the group's.
+function(python_check name script)
+    string(REGEX REPLACE "\\..*" "" group ${name})
+    add_test(NAME ${name}
+        COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/${group}/${script} ${PROJECT_SOURCE_DIR} ${ARGN})
+    set_tests_properties(${name} PROPERTIES LABELS ${group} ENVIRONMENT "${KELO_BUILDS}")
+endfunction()
 
-# What the first comment of each described machine promises.
-add_test(NAME scenarios.machines
-    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/scenarios/machines_test.py ${PROJECT_SOURCE_DIR})
-set_tests_properties(scenarios.machines PROPERTIES LABELS scenarios)
-
+# The described machines, their schema and their document; what the first comment of each of them promises.
+python_check(unit.machine_schema winsim/machine_schema_test.py $<TARGET_FILE:machine_schema>)
+python_check(scenarios.machines machines_test.py)
 # What KeloDescribe reads.
-add_test(NAME unit.describe
-    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/describe/describe_test.py ${PROJECT_SOURCE_DIR}
-        $<TARGET_FILE:describe_names>)
-set_tests_properties(unit.describe PROPERTIES LABELS unit)
-
-# The output of kelo-rehearse.
-add_test(NAME unit.reports
-    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/rehearse/reports_test.py ${PROJECT_SOURCE_DIR})
-set_tests_properties(unit.reports PROPERTIES LABELS unit)
-
-# The command lines in help texts and documents.
-add_test(NAME unit.commands
-    COMMAND ${KELO_PYTHON} -B ${PROJECT_SOURCE_DIR}/tests/unit/commands_test.py ${PROJECT_SOURCE_DIR})
-set_tests_properties(unit.commands PROPERTIES LABELS unit)
+python_check(unit.describe describe/describe_test.py $<TARGET_FILE:describe_names>)
+# The output of kelo-rehearse, and the command lines in help texts and documents.
+python_check(unit.reports rehearse/reports_test.py)
+python_check(unit.commands commands_test.py)

@@ -1,9 +1,10 @@
 """Proves that the page of a log works in a browser: its steps, search, filters, keys and links, without script errors,
-and a wait of 300,000 looks at once. Run in the folder of this file; KELO_BUILD names the build's folder."""
+and a wait of 300,000 looks at once.
+Run in the folder of this file."""
 
-import os
 import pathlib
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -14,7 +15,10 @@ try:
 except ImportError:  # listing the tests needs no browser
     webdriver = None
 
-BUILD = pathlib.Path(os.environ.get("KELO_BUILD", pathlib.Path(__file__).resolve().parents[2] / "build" / "native"))
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+
+from builds import NATIVE, ROOT  # noqa: E402 (after the folder that it is in)
+
 HEADER = "2013/05/07 14:03:09.042 TZ-4 [7] "
 BEGIN = "============= Begin-> Kelo CSP (x64) Custom Action ==================="
 SETUP = [BEGIN, "command line argc: 2", "command line argv[0]: C:\\Kelo\\KeloCustomAction.exe", "command line argv[1]: /Setup"]
@@ -36,7 +40,7 @@ class Browser:
         folder = pathlib.Path(self.folder.name)
         (folder / "log.txt").write_text(log)
         program = ["kelo-rehearse", *rehearsed] if rehearsed else ["kelo-explain", folder / "log.txt"]
-        subprocess.run([BUILD / program[0], "--html", folder / "log.html", *program[1:]], check=True,
+        subprocess.run([NATIVE / program[0], "--html", folder / "log.html", *program[1:]], check=True,
                        stdout=subprocess.DEVNULL)
         options = webdriver.ChromeOptions()
         for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", f"--window-size={width},{height}"):
@@ -126,7 +130,7 @@ class Page(unittest.TestCase):
             self.assertEqual([], page.errors())
 
     def test_a_rehearsal_shows_its_calls_beside_the_log_and_what_changed(self):
-        machine = BUILD.parents[1] / "machines" / "windows-7-installed.json"
+        machine = ROOT / "machines" / "windows-7-installed.json"
         rehearsed = ("--fault", "DeleteService=1072", machine, "--", "/Uninstall")
         with Browser("", rehearsed=rehearsed) as page:
             self.assertIn("failed to delete the service 1072", page.selected()[0])

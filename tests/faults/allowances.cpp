@@ -296,13 +296,13 @@ const std::vector<Silence> kSilences = {
 };
 
 bool Fits(const Silence& silence, const CallRecord& failed, const std::string& step,
-          const std::vector<std::string>& linesBehind)
+          const std::vector<std::string>& linesAfter)
 {
     const auto isAmong = [](const auto& all, const auto& one) {
         return all.empty() || std::find(all.begin(), all.end(), one) != all.end();
     };
     const auto isLogged = [&](const char* beginning) {
-        return std::any_of(linesBehind.begin(), linesBehind.end(),
+        return std::any_of(linesAfter.begin(), linesAfter.end(),
                            [&](const std::string& line) { return line.starts_with(beginning); });
     };
     return isAmong(silence.calls, failed.name) && isAmong(silence.steps, step) &&
@@ -333,10 +333,10 @@ bool AreOnlyLeftOversEnded(const winsim::Machine& before, const winsim::Machine&
                        });
 }
 
-bool PassesInSilence(const CallRecord& failed, const std::string& step, const std::vector<std::string>& linesBehind)
+bool PassesInSilence(const CallRecord& failed, const std::string& step, const std::vector<std::string>& linesAfter)
 {
     return std::any_of(kSilences.begin(), kSilences.end(),
-                       [&](const Silence& silence) { return Fits(silence, failed, step, linesBehind); });
+                       [&](const Silence& silence) { return Fits(silence, failed, step, linesAfter); });
 }
 
 // The stop by name waits without a limit for a service that accepted the control and keeps running.

@@ -16,10 +16,10 @@ bool IsDocumented(const winsim::Change& change);
 // Whether the program ended only processes that it is meant to end.
 bool AreOnlyLeftOversEnded(const winsim::Machine& before, const winsim::Machine& after);
 
-// Whether a failing call is meant to leave no line of its own in the log of its step. `linesBehind` are the messages
+// Whether a failing call is meant to leave no line of its own in the log of its step. `linesAfter` are the messages
 // that were logged after the call.
 bool PassesInSilence(const winsim::CallRecord& failed, const std::string& step,
-                     const std::vector<std::string>& linesBehind);
+                     const std::vector<std::string>& linesAfter);
 
 // Whether the outcome of this call in a step may be waited for without an end.
 bool MayWaitForEver(const winsim::CallRecord& failed, const std::string& step);

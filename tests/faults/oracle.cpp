@@ -306,7 +306,7 @@ private:
                 Complain(std::string("the step \"") + expected.step->name + "\" did not follow");
         }
         if (const std::string early = StepOutOfOrder(m_case, m_outcome); !early.empty())
-            Complain("the step \"" + early + "\" came before one that is in front of it");
+            Complain("the step \"" + early + "\" came too early");
     }
 
     // Each failure has its own line before the next step begins, or is one that may be silent.

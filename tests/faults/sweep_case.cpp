@@ -110,7 +110,7 @@ winsim::Outcome Run(const SweepCase& sweepCase, const winsim::Machine& machine,
 std::string CommandFor(const SweepCase& sweepCase, const std::vector<winsim::Fault>& faults,
                        const std::vector<winsim::Meanwhile>& meanwhile)
 {
-    std::string command = "build/native/kelo-rehearse";
+    std::string command = KELO_REHEARSE;
     for (const winsim::Fault& fault : faults)
         command += " --fault '" + TextOf(fault) + "'";
     for (const winsim::Meanwhile& acts : meanwhile)

@@ -13,8 +13,10 @@ import shlex
 import subprocess
 import sys
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parents[2] / "packaging"))
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path += [str(ROOT / "packaging"), str(ROOT / "tests" / "support")]
 
+from builds import NATIVE  # noqa: E402 (after the folder that it is in)
 from machine_description import parse  # noqa: E402 (after the folder that it is in)
 
 OUTCOMES = "tests/scenarios/machines"
@@ -26,7 +28,7 @@ SHOWN_VALUES = ("registry", "events")  # areas of which the changes are shown wi
 
 def outcome(project, machine, tried):
     """The lines that describe a run on a machine."""
-    done = subprocess.run([project / "build/native/kelo-rehearse", "--json", *shlex.split(words_of(machine, tried))],
+    done = subprocess.run([NATIVE / "kelo-rehearse", "--json", *shlex.split(words_of(machine, tried))],
                           cwd=project, capture_output=True, text=True, check=False)
     if not done.stdout:
         return [done.stderr.strip()]

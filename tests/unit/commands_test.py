@@ -11,6 +11,12 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+
+from builds import NATIVE  # noqa: E402 (after the folder that it is in)
+
+REHEARSE = NATIVE / "kelo-rehearse"
+
 # Commands that are not run, by their beginnings, and why.
 LEFT_OUT = {
     "./run --wine": "takes Wine; e2e holds the real program against rehearsals",
@@ -59,7 +65,7 @@ def documents(project):
     """The texts to check, by name."""
     for path in [project / "README.md", *sorted((project / "docs").glob("*.md"))]:
         yield str(path.relative_to(project)), path.read_text("utf-8")
-    for command in (["./run"], ["./test"], [str(project / "build/native/kelo-rehearse")]):
+    for command in (["./run"], ["./test"], [str(REHEARSE)]):
         done = subprocess.run([*command, "--help"], cwd=project, capture_output=True, text=True, check=True)
         yield f"{pathlib.Path(command[0]).name} --help", done.stdout
 
@@ -68,14 +74,13 @@ def words_of(command, project, folder):
     words = [str(folder / word) if word in WRITTEN else EXAMPLES.get(word, word)
              for word in shlex.split(command.removeprefix("build/native/"))]
     if words[0] == "kelo-rehearse":
-        words[0] = str(project / "build/native/kelo-rehearse")
+        words[0] = str(REHEARSE)
     return words
 
 
 def write_logs(project, folder):
     """The log of a rehearsed set-up, under each name that the documents use for one."""
-    rehearse = project / "build/native/kelo-rehearse"
-    done = subprocess.run([rehearse, "--json", "machines/windows-7-toolkit.json", "--", "/Setup"], cwd=project,
+    done = subprocess.run([REHEARSE, "--json", "machines/windows-7-toolkit.json", "--", "/Setup"], cwd=project,
                           capture_output=True, text=True, check=True)
     for name in LOGS:
         (folder / name).write_text("\r\n".join([*json.loads(done.stdout)["log"], ""]), "utf-8")

@@ -164,7 +164,7 @@ TEST(SHCreateDirectoryExA, MakesAllMissingDirectories)
     MakeFile(path + "\\file");
 }
 
-TEST(SHCreateDirectoryExA, TakesABackslashBehind)
+TEST(SHCreateDirectoryExA, TakesATrailingBackslash)
 {
     const std::string path = TestDirectory() + "\\one\\two\\";
     EXPECT_EQ(CreateDirectories(path), ERROR_SUCCESS);

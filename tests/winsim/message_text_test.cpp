@@ -71,7 +71,7 @@ TEST(FormatMessage, AllocatesABufferForATextOfAnyLength)
     EXPECT_EQ(ExpandedInItsOwnBuffer("%"), "(error) 87");
 }
 
-TEST(FormatMessage, ReadsWhatStandsBehindAPercentSign)
+TEST(FormatMessage, ReadsWhatFollowsAPercentSign)
 {
     constexpr MessageCase kCases[] = {
         {"100%% %1", "100% 10002"},

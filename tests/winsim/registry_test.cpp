@@ -95,7 +95,7 @@ TEST(RegCreateKeyExA, NeedsAName)
     EXPECT_EQ(RegCreateKeyExA(parent, nullptr, 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr), ERROR_BADKEY);
 }
 
-TEST(RegOpenKeyExA, FindsAKeyInEitherCaseAndWithABackslashBehind)
+TEST(RegOpenKeyExA, FindsAKeyInEitherCaseAndWithATrailingBackslash)
 {
     const TestKey existing;
     std::string upper = TestKeyName();
@@ -236,7 +236,7 @@ TEST(RegQueryValueExA, NamesTheDefaultValueWithNullOrNothing)
     EXPECT_EQ(Query(key, nullptr).Bytes(), "e<00>");
 }
 
-TEST(RegSetValueExA, StoresATerminatorThatStandsBehindTheGivenSize)
+TEST(RegSetValueExA, StoresATerminatorThatFollowsTheGivenSize)
 {
     const TestKey key;
     EXPECT_EQ(RegSetValueExA(key, "text", 0, REG_SZ, reinterpret_cast<const BYTE*>("four"), 4), ERROR_SUCCESS);

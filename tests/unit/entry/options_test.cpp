@@ -25,7 +25,7 @@ std::string VendorIn(const Words& words)
 }
 
 // The same with a program and an action before the words.
-std::string VendorBehindSetup(Words words)
+std::string VendorAfterSetup(Words words)
 {
     words.insert(words.begin(), {"C:\\kelo.exe", "/Setup"});
     return VendorIn(words);
@@ -44,7 +44,7 @@ TEST(GetOptionValue, ProgramAndActionSwitchAreNeverSearched)
     EXPECT_EQ(VendorIn({"/TSS_VENDOR=first", "/TSS_VENDOR=second", "/TSS_VENDOR=third"}), "third");
 }
 
-TEST(GetOptionValue, TheValueIsWhatStandsBehindTheEqualsSign)
+TEST(GetOptionValue, TheValueIsWhatFollowsTheEqualsSign)
 {
     const std::pair<const char*, const char*> cases[] = {
         {"/TSS_VENDOR=KELO", "KELO"},
@@ -59,20 +59,20 @@ TEST(GetOptionValue, TheValueIsWhatStandsBehindTheEqualsSign)
         {"/TSS_VENDOR=/TPM_VSC=1", "/TPM_VSC=1"},
     };
     for (const auto& [argument, value] : cases)
-        EXPECT_EQ(VendorBehindSetup({argument}), value) << argument;
-    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR=" + std::string(5000, 'x')}), std::string(5000, 'x'));
+        EXPECT_EQ(VendorAfterSetup({argument}), value) << argument;
+    EXPECT_EQ(VendorAfterSetup({"/TSS_VENDOR=" + std::string(5000, 'x')}), std::string(5000, 'x'));
 }
 
 TEST(GetOptionValue, AnythingButTheExactPrefixIsAnotherOption)
 {
     for (const char* argument : {"/tss_vendor=KELO", "/Tss_Vendor=KELO", "/TSS_VENDOR", "/TSS_VENDOR =KELO",
                                  "/TSS_VENDOR:KELO", "-TSS_VENDOR=KELO", "TSS_VENDOR=KELO", "/TSSVENDOR=KELO", "/", ""})
-        EXPECT_EQ(VendorBehindSetup({argument}), kNone) << argument;
+        EXPECT_EQ(VendorAfterSetup({argument}), kNone) << argument;
 }
 
 TEST(GetOptionValue, AnOptionWithoutAValueIsAbsent)
 {
-    EXPECT_EQ(VendorBehindSetup({"/TSS_VENDOR="}), kNone);
+    EXPECT_EQ(VendorAfterSetup({"/TSS_VENDOR="}), kNone);
     EXPECT_EQ(Find("/TPM_VSC=", {"C:\\kelo.exe", "/Setup", "/TPM_VSC="}).result, kNone);
     EXPECT_EQ(Find("/TPM_VSC=", {"C:\\kelo.exe", "/Setup", "/TPM_VSC=no"}).result, "no");
 }
@@ -95,7 +95,7 @@ TEST(GetOptionValue, OneArgumentDecides)
         {"also before the prefix", {"\u4E2D/TSS_VENDOR=X"}, "=X"},
     };
     for (const auto& [rule, words, value] : cases)
-        EXPECT_EQ(VendorBehindSetup(words), value) << rule;
+        EXPECT_EQ(VendorAfterSetup(words), value) << rule;
     EXPECT_EQ(Find("/TPM_VSC=", {"C:\\kelo.exe", "/Setup", "/TSS_VENDOR=KELO /TPM_VSC=1"}).result,
               "OR=KELO /TPM_VSC=1");
 }

@@ -31,7 +31,7 @@ Script CallNames(const SimulatedRun& run)
 
 // ---- Opening and closing ----
 
-TEST(InstallLog, EightObjectsOpenBeforeTheProgramAndCloseInReverseBehindIt)
+TEST(InstallLog, EightObjectsOpenBeforeTheProgramAndCloseInReverseAfterIt)
 {
     const SimulatedRun run = RunProgram(MachineOf("{}"), {});
     Script start = {Call("SetDllDirectoryW", {""}, 1), Call("SetProcessMitigationPolicy", {16, 1, 4}, 1)};

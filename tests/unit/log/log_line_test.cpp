@@ -95,7 +95,7 @@ TEST(LogLine, TheThreadHasAtLeastFourDigits)
                   std::string("2013/05/07 14:03:09.042 TZ-4 ") + shown + " abc\r\n");
 }
 
-TEST(LogLine, TheIndentPutsBlanksInFrontOfTheMessage)
+TEST(LogLine, TheIndentPutsBlanksBeforeTheMessage)
 {
     const auto indented = [](const char* indent) {
         return LogBytes(CallFunction("WriteIndented", {indent, "abc"}).After());

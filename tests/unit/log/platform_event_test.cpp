@@ -38,7 +38,7 @@ TEST(ReportPlatformEvent, TypeIdentifierAndTextAreTheCallers)
     EXPECT_THAT(run.After().events.entries, ElementsAre(entry));
 }
 
-TEST(ReportPlatformEvent, AddsBehindWhatIsThere)
+TEST(ReportPlatformEvent, AddsAfterWhatIsThere)
 {
     const SimulatedRun run = CallFunction(MachineOf(R"({"events": [
         {"source": "Other", "type": 4, "category": 0, "id": 7, "strings": []}]})"),

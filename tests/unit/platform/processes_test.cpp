@@ -119,7 +119,7 @@ const auto kKills =
              {kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound, Failing(kEnded, 0), kClosed,
               "log: Unable to kill process: PatchAgent.exe", "log: error: 5"},
              [](const SimulatedRun& run) { EXPECT_EQ(IdsOf(run.After()), (std::vector<unsigned>{8})); })
-        .Run("TheErrorIsReadBehindTheClosingOfTheHandle",
+        .Run("TheErrorIsReadAfterTheHandleIsClosed",
              MachineRunning(R"([{"id": 8, "name": "PatchAgent.exe", "terminateError": 5}])"),
              {.faults = {"CloseHandle=1816"}}, "false",
              {kTried, Listed({8}), LookedAt(8, "PatchAgent.exe"), kFound, Failing(kEnded, 0), Failing(kClosed, 0),
@@ -184,7 +184,7 @@ TEST(FindProcessByName, NameOf259CharactersIsFoundAndALongerOneIsCut)
     EXPECT_EQ(Find(MachineRunning(Json{{{"id", 8}, {"name", tooLong}}}), tooLong.substr(0, 259)).result, "true");
 }
 
-TEST(FindProcessByName, ProcessBehindThe1024thIsNotLookedAt)
+TEST(FindProcessByName, ProcessAfterThe1024thIsNotLookedAt)
 {
     const auto machineWith = [](unsigned others) {
         return MachineRunning(

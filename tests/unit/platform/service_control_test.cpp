@@ -429,7 +429,7 @@ const auto kRestarts =
         .Run("StoppedServiceIsOnlyStarted", MachineWith(R"({
                  "onStart": {"states": [{"afterMs": 0, "state": "running"}]}})"),
              "true", {kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kRunning), Tick(0), kRestarted})
-        .Run("RefusedStartIsLoggedBehindItsAnnouncement", MachineWith(R"({"start": "disabled"})"), "false",
+        .Run("RefusedStartIsLoggedAfterItsAnnouncement", MachineWith(R"({"start": "disabled"})"), "false",
              {kFoundStopped, "log: Starting service", Failing(kStartCall, 0),
               "log: Cannot start tcsd_x86 service: 0x422", kCloseBoth});
 
@@ -506,7 +506,7 @@ const auto kLongRestarts =
         // The check point rises for 30 seconds; the minute still ends 30 seconds after that.
         .Run("ProgressDoesNotMoveTheStartOfTheMinute", MachineWith(RisingUntil(120)), "false",
              {kStartOfWait, RisingPolls(120), FrozenPolls(121, 241, 120), kNotRestarted})
-        .Run("TheFirstPollWithoutProgressBehindTheMinuteIsTheLast", MachineWith(RisingUntil(400)), "false",
+        .Run("TheFirstPollWithoutProgressAfterTheMinuteIsTheLast", MachineWith(RisingUntil(400)), "false",
              {kStartOfWait, RisingPolls(400), FrozenPolls(401, 401, 400), kNotRestarted});
 
 TEST(RestartServiceByName, CheckPointThatFallsIsNoProgress)

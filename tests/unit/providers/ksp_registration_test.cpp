@@ -120,7 +120,7 @@ SimulatedRun Register(const winsim::Machine& machine, const SimulatedRunOptions&
 
 const auto kRegistrations =
     RunTests("RegisterKsps", &Register)
-        .Run("BothProvidersAreRegisteredBehindAllOthers", MachineOf("{}"), "0",
+        .Run("BothProvidersAreRegisteredAfterAllOthers", MachineOf("{}"), "0",
              {AskForVersion(6, 0, true), kTcgRegistered,
               Registration(kStrongAuth, {RegisterProvider(kStrongAuth), AddFunction(kStrongAuth)}),
               "log: Successfully registered Kelo TCG-Enabled Strong Authentication KSP"},

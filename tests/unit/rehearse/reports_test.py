@@ -20,6 +20,11 @@ import sys
 import tempfile
 import termios
 
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[2] / "support"))
+
+from builds import NATIVE  # noqa: E402 (after the folder that it is in)
+
+REHEARSE = NATIVE / "kelo-rehearse"
 REPORTS = "tests/unit/rehearse/reports"
 SCREEN_LINES, SCREEN_WIDTH = 24, 80
 COLOUR = re.compile(r"\033\[[\d;]*m")
@@ -42,8 +47,7 @@ FIRST_PROBLEM = re.compile(r"  (Why|First failure|First missing|First warning|It
 
 
 def run(project, words, **options):
-    done = subprocess.run([project / "build/native/kelo-rehearse", *words], cwd=project, capture_output=True, text=True,
-                          check=False, **options)
+    done = subprocess.run([REHEARSE, *words], cwd=project, capture_output=True, text=True, check=False, **options)
     return done.stdout + done.stderr, done.returncode
 
 
@@ -114,7 +118,7 @@ def on_terminal(project, words, width, environment):
     if child == 0:
         fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack("HHHH", SCREEN_LINES, width, 0, 0))
         os.chdir(project)
-        os.execve(project / "build/native/kelo-rehearse", ["kelo-rehearse", *words], environment)
+        os.execve(REHEARSE, [REHEARSE.name, *words], environment)
     output = b""
     try:
         while piece := os.read(terminal, 65536):

@@ -103,7 +103,7 @@ std::string Repeated(const char* text, unsigned count)
     return all;
 }
 
-// ---- The stop control and the wait behind it ----
+// ---- The stop control and the wait after it ----
 
 const auto kStops =
     RunTests("TimedStop", &StopService)
@@ -170,7 +170,7 @@ TEST(TimedStop, ControlThatReportsNoStatusLeavesTheQueriedOne)
     EXPECT_EQ(run.After().services, machine.services);
 }
 
-TEST(TimedStop, EachFailedQueryBehindTheControlEndsTheWait)
+TEST(TimedStop, EachFailedQueryAfterTheControlEndsTheWait)
 {
     const ReportedStatus pending = PendingFor(5000);
     for (unsigned n = 1; n <= 6; ++n)
@@ -191,7 +191,7 @@ const auto kFailedFirstQueries =
     RunTests("TimedStop", &StopService)
         .Run("FailedFirstQueryIsLoggedAndTheControlSent", kStopsAtOnce, {.faults = {"QueryServiceStatusEx#1=5"}}, "0",
              Whole({kFailedQuery, kFailedFirst, SendStop(kStopped)}))
-        .Run("PendingStopThatIsNotSeenIsWaitedForBehindTheControl", Pending(1000, 1500),
+        .Run("PendingStopThatIsNotSeenIsWaitedForAfterTheControl", Pending(1000, 1500),
              {.faults = {"QueryServiceStatusEx#1=5"}}, "0",
              Whole({kFailedQuery, kFailedFirst, SendRefusedStop(PendingFor(1000)),
                     Polls(PendingFor(1000), 1000, 1000, 1000), Sleep(1000), QueryStatusEx(kStopped)}),

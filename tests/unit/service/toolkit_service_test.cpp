@@ -294,7 +294,7 @@ const auto kInstallationFailures =
         .Run("ManagerThatCannotBeOpenedAtFirstIsLogged", ToolkitMachine(), {.faults = {"OpenSCManagerW#1=1115"}}, "0",
              {kBegin, kManagerRefused, "log: InstallTkService - failed to open the SCM. 1115", kDependenciesChosen,
               kRegistered, kFinalPhase})
-        .Run("ErrorOfTheFirstOpeningIsReadBehindTheClosingOfTheManager", ToolkitMachine(),
+        .Run("ErrorOfTheFirstOpeningIsReadAfterTheManagerIsClosed", ToolkitMachine(),
              {.faults = {"CloseServiceHandle#1=6"}}, "0",
              {kBegin, kOpenManager, kNotOpened, Failing(kCloseManager, 0),
               "log: InstallTkService - failed to open the KlPCR Service. 6 (this is expected)", kDependenciesChosen,

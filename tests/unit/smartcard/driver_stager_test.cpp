@@ -37,7 +37,7 @@ TEST(RunDriverStager, TheToolIsRunInItsFolderAndWaitedFor)
     EXPECT_EQ(run.outcome.clockMs, 90000u);
 }
 
-TEST(RunDriverStager, ItsPathHasTwoBackslashesInFrontOfItsName)
+TEST(RunDriverStager, ItsPathHasTwoBackslashesBeforeItsName)
 {
     EXPECT_EQ(Stage(StagerIn(kFolder)).log.at(0), R"("C:\Kelo\TPM_VSCard\\DriverStager.exe" x)");
 }
@@ -86,7 +86,7 @@ TEST(RunDriverStager, PercentSignsInTheArgumentsStayWhatTheyAre)
     ExpectRun(StageIn(kFolder, StagerIn(kFolder), "%s %d %n 100%"), "0", StagerRun(kFolder, "%s %d %n 100%"));
 }
 
-TEST(RunDriverStager, ABlankStandsBehindTheToolEvenWithoutArguments)
+TEST(RunDriverStager, ABlankFollowsTheToolEvenWithoutArguments)
 {
     ExpectRun(StageIn(kFolder, StagerIn(kFolder), ""), "0", StagerRun(kFolder, ""));
 }

@@ -147,7 +147,7 @@ TEST(IsKlSCardInstalled, AListThatMemoryDoesNotSufficeForIsAFailedListing)
                "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 80100006", kReleaseContext});
 }
 
-TEST(IsKlSCardInstalled, AnEmptyNameEndsTheListForTheReadersBehindIt)
+TEST(IsKlSCardInstalled, AnEmptyNameEndsTheListForTheReadersAfterIt)
 {
     const Readers hidden[] = {{"", kReader}, {"A 0", "", kReader}, {"", "", kReader}, {""}};
     for (const auto& readers : hidden)

@@ -19,7 +19,7 @@ struct ValueCase
     const char* value; // "none" is the default
 };
 
-TEST(GetCustomActionValue, IsTheTextBehindTheKeyUpToABlankAndASlash)
+TEST(GetCustomActionValue, IsTheTextAfterTheKeyUpToABlankAndASlash)
 {
     constexpr ValueCase kCases[] = {
         {"/CAPTION=", "/CAPTION=Setup", "Setup"},

@@ -148,12 +148,12 @@ std::string TargetOfLength(std::size_t length)
 
 TEST(CopyTCGDLL, APathOf239CharactersIsTheLongestThatIsCopied)
 {
-    const std::string behind = R"(KELO\stkprobe.dll)";
+    const std::string rest = R"(KELO\stkprobe.dll)";
     for (const std::size_t length : {239, 240})
     {
-        const std::string target = TargetOfLength(length - behind.size());
+        const std::string target = TargetOfLength(length - rest.size());
         winsim::Machine machine = MachineOf("{}");
-        machine.files.Create(target + behind, false).content = "new";
+        machine.files.Create(target + rest, false).content = "new";
         const SimulatedRun run = CallFunction(machine, "CopyTCGDLL", {target, "KELO"});
         EXPECT_EQ(run.outcome.callCounts.contains("CopyFileA"), length == 239);
         EXPECT_EQ(TextOf(run.After(), kDestination), length == 239 ? "new" : "(none)");

@@ -528,12 +528,12 @@ std::string TargetOfLength(std::size_t length)
 
 TEST(DetectTPMPlatform, APathOf239CharactersIsTheLongestThatIsLoaded)
 {
-    const std::string behind = R"(OTHER\stkprobe.dll)";
+    const std::string rest = R"(OTHER\stkprobe.dll)";
     for (const std::size_t length : {239, 240})
     {
-        const std::string target = TargetOfLength(length - behind.size());
+        const std::string target = TargetOfLength(length - rest.size());
         Json description;
-        description["libraries"][target + behind] = {{"exports", UsableExports()}};
+        description["libraries"][target + rest] = {{"exports", UsableExports()}};
         const SimulatedRun run =
             CallFunction(winsim::Machine::FromJson(description), "DetectTPMPlatform", {target, "OTHER"});
         EXPECT_EQ(run.result, length == 239 ? "true 0" : "false 10015");
