@@ -45,15 +45,26 @@ inline winsim::Json MembersOf(const ReportedStatus& status)
             {"dwWaitHint", status.waitHint}};
 }
 
-inline const std::string kOpenManager = Call("OpenSCManagerW", {nullptr, nullptr, 0xF003F}, "serviceManager#1");
-inline const std::string kCloseManager = Call("CloseServiceHandle", {"serviceManager#1"}, 1);
-inline const std::string kCloseService = Call("CloseServiceHandle", {"service#1"}, 1);
-inline const Script kCloseBoth = {kCloseService, kCloseManager};
-
-inline std::string OpenService(const std::string& name, unsigned access)
+// The manager and a service are opened and closed. `number` is higher than 1 while others are open.
+inline std::string OpenManager(int number)
 {
-    return Call("OpenServiceW", {"serviceManager#1", name, access}, "service#1");
+    return Call("OpenSCManagerW", {nullptr, nullptr, 0xF003F}, fmt::format("serviceManager#{}", number));
 }
+inline std::string OpenService(const std::string& name, unsigned access, int number = 1)
+{
+    return Call("OpenServiceW", {fmt::format("serviceManager#{}", number), name, access},
+                fmt::format("service#{}", number));
+}
+inline Script CloseBoth(int number)
+{
+    return {Call("CloseServiceHandle", {fmt::format("service#{}", number)}, 1),
+            Call("CloseServiceHandle", {fmt::format("serviceManager#{}", number)}, 1)};
+}
+
+inline const std::string kOpenManager = OpenManager(1);
+inline const Script kCloseBoth = CloseBoth(1);
+inline const std::string kCloseService = kCloseBoth[0];
+inline const std::string kCloseManager = kCloseBoth[1];
 
 inline std::string QueryStatus(const ReportedStatus& status)
 {
@@ -86,9 +97,9 @@ inline std::size_t SizeOfConfig(const std::string& binaryPath, const std::string
 
 // The configuration of a service is queried with a buffer of `room` bytes.
 inline std::string QueryConfig(std::size_t room, unsigned startType, const std::string& binaryPath,
-                               const std::string& displayName)
+                               const std::string& displayName, int number = 1)
 {
-    return Call("QueryServiceConfigW", {"service#1", room}, 1,
+    return Call("QueryServiceConfigW", {fmt::format("service#{}", number), room}, 1,
                 {{"pcbBytesNeeded", SizeOfConfig(binaryPath, displayName)},
                  {"lpServiceConfig",
                   {{"dwServiceType", 16},

@@ -22,21 +22,16 @@ TEST(DeregisterEventSource, LeavesNothingToUse)
     HANDLE log = RegisterEventSourceW(nullptr, L"Kelo Conformance");
     ASSERT_TRUE(log != nullptr);
     ASSERT_TRUE(DeregisterEventSource(log));
-    SetLastError(0);
-    EXPECT_FALSE(ReportEventW(log, EVENTLOG_ERROR_TYPE, 1, 1, nullptr, 0, 0, nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-    SetLastError(0);
-    EXPECT_FALSE(DeregisterEventSource(log));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(ErrorOf([&] { return ReportEventW(log, EVENTLOG_ERROR_TYPE, 1, 1, nullptr, 0, 0, nullptr, nullptr); }),
+              ERROR_INVALID_HANDLE);
+    EXPECT_EQ(ErrorOf([&] { return DeregisterEventSource(log); }), ERROR_INVALID_HANDLE);
 }
 
 TEST(RegisterEventSourceW, NeedsASource)
 {
     if (IsOnWine())
         GTEST_SKIP() << "Wine's event log takes any source";
-    SetLastError(0);
-    EXPECT_TRUE(RegisterEventSourceW(nullptr, nullptr) == nullptr);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(ErrorOf([&] { return RegisterEventSourceW(nullptr, nullptr) != nullptr; }), ERROR_INVALID_PARAMETER);
 }
 
 } // namespace

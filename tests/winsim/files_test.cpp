@@ -1,25 +1,8 @@
 // Proves that the calls on files behave as Windows documents them, with its errors.
 #include "tests/winsim/support.h"
 
-#include <share.h>
-
-#include <cstdio>
-
 namespace
 {
-
-std::wstring Wide(const std::string& text)
-{
-    return {text.begin(), text.end()};
-}
-
-void MakeFile(const std::string& path, const char* text = "text")
-{
-    std::FILE* file = _fsopen(path.c_str(), "a", _SH_DENYNO);
-    ASSERT_TRUE(file != nullptr);
-    EXPECT_GE(std::fputs(text, file), 0);
-    EXPECT_EQ(std::fclose(file), 0);
-}
 
 void MakeReadOnlyFile(const std::string& path)
 {
@@ -29,41 +12,28 @@ void MakeReadOnlyFile(const std::string& path)
     EXPECT_TRUE(CloseHandle(file));
 }
 
-bool Exists(const std::string& path)
+LSTATUS CopyError(const std::string& from, const std::string& to, BOOL failIfExists)
 {
-    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
-// The last error of a call that should fail; 0 if it succeeds.
-template <typename Call>
-DWORD ErrorOf(Call call)
-{
-    SetLastError(ERROR_SUCCESS);
-    return call() ? ERROR_SUCCESS : GetLastError();
-}
-
-DWORD CopyError(const std::string& from, const std::string& to, BOOL failIfExists)
-{
-    const DWORD narrow = ErrorOf([&] { return CopyFileA(from.c_str(), to.c_str(), failIfExists); });
-    const DWORD wide = ErrorOf([&] { return CopyFileW(Wide(from).c_str(), Wide(to).c_str(), failIfExists); });
+    const LSTATUS narrow = ErrorOf([&] { return CopyFileA(from.c_str(), to.c_str(), failIfExists); });
+    const LSTATUS wide = ErrorOf([&] { return CopyFileW(Wide(from).c_str(), Wide(to).c_str(), failIfExists); });
     EXPECT_EQ(narrow, wide);
     return wide;
 }
 
-DWORD DeleteError(const std::string& path)
+LSTATUS DeleteError(const std::string& path)
 {
     return ErrorOf([&] { return DeleteFileA(path.c_str()); });
 }
 
-DWORD MoveError(const std::string& from, const std::string& to)
+LSTATUS MoveError(const std::string& from, const std::string& to)
 {
     return ErrorOf([&] { return MoveFileA(from.c_str(), to.c_str()); });
 }
 
-DWORD AttributesError(const std::string& path)
+LSTATUS AttributesError(const std::string& path)
 {
-    const DWORD narrow = ErrorOf([&] { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; });
-    const DWORD wide = ErrorOf([&] { return GetFileAttributesW(Wide(path).c_str()) != INVALID_FILE_ATTRIBUTES; });
+    const LSTATUS narrow = ErrorOf([&] { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; });
+    const LSTATUS wide = ErrorOf([&] { return GetFileAttributesW(Wide(path).c_str()) != INVALID_FILE_ATTRIBUTES; });
     EXPECT_EQ(narrow, wide);
     return wide;
 }
@@ -83,28 +53,28 @@ TEST(GetFileAttributes, SaysWhetherTheFileOrItsDirectoryIsMissing)
 {
     const std::string top = TestDirectory();
     MakeFile(top + "\\file");
-    EXPECT_EQ(AttributesError(top + "\\none"), 2u);
-    EXPECT_EQ(AttributesError(top + "\\none\\none"), 3u);
-    EXPECT_EQ(AttributesError(top + "\\file\\none"), 3u);
-    EXPECT_EQ(AttributesError(""), 3u);
+    EXPECT_EQ(AttributesError(top + "\\none"), 2);
+    EXPECT_EQ(AttributesError(top + "\\none\\none"), 3);
+    EXPECT_EQ(AttributesError(top + "\\file\\none"), 3);
+    EXPECT_EQ(AttributesError(""), 3);
 }
 
 TEST(GetFileAttributes, KnowsNamesThatCannotBe)
 {
     if (IsOnWine())
         GTEST_SKIP() << "Wine takes them for missing";
-    EXPECT_EQ(AttributesError(":\\NTRU\\bin\\TSP1_x64.dll"), 123u);
-    EXPECT_EQ(AttributesError("C:\\what?"), 123u);
+    EXPECT_EQ(AttributesError(":\\NTRU\\bin\\TSP1_x64.dll"), 123);
+    EXPECT_EQ(AttributesError("C:\\what?"), 123);
 }
 
 TEST(GetFileAttributes, ResolvesSteps)
 {
     const std::string top = TestDirectory();
     MakeFile(top + "\\file");
-    EXPECT_EQ(AttributesError(top + "\\.\\file"), 0u);
-    EXPECT_EQ(AttributesError(top + "\\none\\..\\file"), 0u);
-    EXPECT_EQ(AttributesError(top + "\\\\file"), 0u);
-    EXPECT_EQ(AttributesError(top + "/file"), 0u);
+    EXPECT_EQ(AttributesError(top + "\\.\\file"), 0);
+    EXPECT_EQ(AttributesError(top + "\\none\\..\\file"), 0);
+    EXPECT_EQ(AttributesError(top + "\\\\file"), 0);
+    EXPECT_EQ(AttributesError(top + "/file"), 0);
 }
 
 // ---- Names ----
@@ -149,23 +119,23 @@ TEST(LiteralNames, AreOpenedByEveryCall)
 {
     const std::string top = Literal(TestDirectory());
     MakeFile(top + "\\one");
-    EXPECT_EQ(AttributesError(top + "\\ONE"), 0u);
-    EXPECT_EQ(AttributesError(top + "\\"), 0u);
-    EXPECT_EQ(CopyError(top + "\\one", top + "\\two", FALSE), 0u);
-    EXPECT_EQ(MoveError(top + "\\two", top + "\\three"), 0u);
+    EXPECT_EQ(AttributesError(top + "\\ONE"), 0);
+    EXPECT_EQ(AttributesError(top + "\\"), 0);
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\two", FALSE), 0);
+    EXPECT_EQ(MoveError(top + "\\two", top + "\\three"), 0);
     EXPECT_TRUE(MoveFileExW(Wide(top + "\\three").c_str(), Wide(top + "\\four").c_str(), 0));
     EXPECT_TRUE(MoveFileExW(Wide(top + "\\four").c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT));
     EXPECT_TRUE(Exists(top.substr(4) + "\\four"));
-    EXPECT_EQ(DeleteError(top + "\\four"), 0u);
+    EXPECT_EQ(DeleteError(top + "\\four"), 0);
     MakeReadOnlyFile(top + "\\five");
-    EXPECT_EQ(DeleteError(top.substr(4) + "\\five"), 5u);
+    EXPECT_EQ(DeleteError(top.substr(4) + "\\five"), 5);
 }
 
 TEST(LiteralNames, SayWhatIsMissing)
 {
     const std::string top = Literal(TestDirectory());
-    EXPECT_EQ(AttributesError(top + "\\none"), 2u);
-    EXPECT_EQ(AttributesError(top + "\\none\\none"), 3u);
+    EXPECT_EQ(AttributesError(top + "\\none"), 2);
+    EXPECT_EQ(AttributesError(top + "\\none\\none"), 3);
 }
 
 TEST(LiteralNames, HaveNothingResolvedOrDropped)
@@ -173,10 +143,10 @@ TEST(LiteralNames, HaveNothingResolvedOrDropped)
     const std::string top = Literal(TestDirectory());
     MakeFile(top + "\\one");
     for (const char* name : {"\\.\\one", "\\none\\..\\one", "\\\\one", "/one", "\\what?"})
-        EXPECT_EQ(AttributesError(top + name), 123u) << name;
-    EXPECT_EQ(AttributesError(top + "\\one."), 2u);
-    EXPECT_EQ(AttributesError(top + "\\one "), 2u);
-    EXPECT_EQ(AttributesError(R"(\\?\)"), 123u);
+        EXPECT_EQ(AttributesError(top + name), 123) << name;
+    EXPECT_EQ(AttributesError(top + "\\one."), 2);
+    EXPECT_EQ(AttributesError(top + "\\one "), 2);
+    EXPECT_EQ(AttributesError(R"(\\?\)"), 123);
 }
 
 TEST(LiteralNames, MayBeLongerThanOthers)
@@ -195,24 +165,24 @@ TEST(DeviceNames, AreResolvedLikeOthers)
 {
     const std::string top = TestDirectory();
     MakeFile(top + "\\file");
-    EXPECT_EQ(AttributesError(R"(\\.\)" + top + "\\.\\file"), 0u);
-    EXPECT_EQ(AttributesError("//?/" + top + "/none/../file"), 0u);
+    EXPECT_EQ(AttributesError(R"(\\.\)" + top + "\\.\\file"), 0);
+    EXPECT_EQ(AttributesError("//?/" + top + "/none/../file"), 0);
 }
 
 TEST(SharedNames, AreOnNoComputerThatIsThere)
 {
     if (IsOnWine())
         GTEST_SKIP() << "Wine has another error for the computer";
-    EXPECT_EQ(AttributesError(R"(\\kelo-none\share\file)"), 53u);
-    EXPECT_EQ(AttributesError(R"(\\?\UNC\kelo-none\share\file)"), 53u);
+    EXPECT_EQ(AttributesError(R"(\\kelo-none\share\file)"), 53);
+    EXPECT_EQ(AttributesError(R"(\\?\UNC\kelo-none\share\file)"), 53);
 }
 
 TEST(RootedNames, AreOnTheCurrentDrive)
 {
     const std::string top = TestDirectory();
     MakeFile(top + "\\file");
-    EXPECT_EQ(AttributesError(top.substr(2) + "\\file"), 0u);
-    EXPECT_EQ(CopyError(top.substr(2) + "\\file", top.substr(2) + "\\copy", FALSE), 0u);
+    EXPECT_EQ(AttributesError(top.substr(2) + "\\file"), 0);
+    EXPECT_EQ(CopyError(top.substr(2) + "\\file", top.substr(2) + "\\copy", FALSE), 0);
     EXPECT_TRUE(Exists(top + "\\copy"));
 }
 
@@ -223,10 +193,10 @@ TEST(CopyFile, CopiesOverAFileUnlessItIsToFail)
     const std::string top = TestDirectory();
     MakeFile(top + "\\one");
     MakeFile(top + "\\two");
-    EXPECT_EQ(CopyError(top + "\\one", top + "\\three", FALSE), 0u);
-    EXPECT_EQ(CopyError(top + "\\one", top + "\\two", FALSE), 0u);
-    EXPECT_EQ(CopyError(top + "\\one", top + "\\two", TRUE), 80u);
-    EXPECT_EQ(CopyError(top + "\\one", top + "\\TWO", TRUE), 80u);
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\three", FALSE), 0);
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\two", FALSE), 0);
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\two", TRUE), 80);
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\TWO", TRUE), 80);
     EXPECT_TRUE(Exists(top + "\\one") && Exists(top + "\\three"));
 }
 
@@ -234,28 +204,28 @@ TEST(CopyFile, SaysWhatIsMissing)
 {
     const std::string top = TestDirectory();
     MakeFile(top + "\\one");
-    EXPECT_EQ(CopyError(top + "\\none", top + "\\two", FALSE), 2u);
-    EXPECT_EQ(CopyError(top + "\\none\\none", top + "\\two", FALSE), 3u);
-    EXPECT_EQ(CopyError(top + "\\one", top + "\\none\\two", FALSE), 3u);
-    EXPECT_EQ(CopyError(top + "\\none", top + "\\one", TRUE), 2u);
-    EXPECT_EQ(CopyError("", top + "\\two", FALSE), 3u);
-    EXPECT_EQ(CopyError(top + "\\one", "", FALSE), 3u);
+    EXPECT_EQ(CopyError(top + "\\none", top + "\\two", FALSE), 2);
+    EXPECT_EQ(CopyError(top + "\\none\\none", top + "\\two", FALSE), 3);
+    EXPECT_EQ(CopyError(top + "\\one", top + "\\none\\two", FALSE), 3);
+    EXPECT_EQ(CopyError(top + "\\none", top + "\\one", TRUE), 2);
+    EXPECT_EQ(CopyError("", top + "\\two", FALSE), 3);
+    EXPECT_EQ(CopyError(top + "\\one", "", FALSE), 3);
 }
 
 TEST(CopyFile, CopiesNoDirectory)
 {
     const std::string top = TestDirectory();
     MakeFile(top + "\\one");
-    EXPECT_EQ(CopyError(top, top + "\\two", FALSE), 5u);
-    EXPECT_EQ(CopyError(top + "\\one", top, FALSE), 5u);
-    EXPECT_EQ(CopyError(top + "\\one", top, TRUE), 80u);
+    EXPECT_EQ(CopyError(top, top + "\\two", FALSE), 5);
+    EXPECT_EQ(CopyError(top + "\\one", top, FALSE), 5);
+    EXPECT_EQ(CopyError(top + "\\one", top, TRUE), 80);
 }
 
 TEST(CopyFile, CopiesNoFileOntoItself)
 {
     const std::string path = TestDirectory() + "\\one";
     MakeFile(path);
-    EXPECT_EQ(CopyError(path, path, FALSE), 32u);
+    EXPECT_EQ(CopyError(path, path, FALSE), 32);
 }
 
 TEST(CopyFile, TakesTheAttributesAlong)
@@ -273,7 +243,7 @@ TEST(CopyFile, ReplacesNoReadOnlyFile)
     const std::string top = TestDirectory();
     MakeReadOnlyFile(top + "\\one");
     MakeFile(top + "\\two");
-    EXPECT_EQ(CopyError(top + "\\two", top + "\\one", FALSE), 5u);
+    EXPECT_EQ(CopyError(top + "\\two", top + "\\one", FALSE), 5);
 }
 
 TEST(CopyFileA, RefusesANameThatIsTooLong)
@@ -282,7 +252,7 @@ TEST(CopyFileA, RefusesANameThatIsTooLong)
     MakeFile(top + "\\one");
     const std::string name = top + "\\" + std::string(260, 'x');
     EXPECT_EQ(ErrorOf([&] { return CopyFileA(name.c_str(), (top + "\\two").c_str(), FALSE); }), 206u);
-    EXPECT_EQ(DeleteError(name), 206u);
+    EXPECT_EQ(DeleteError(name), 206);
     if (IsOnWine())
         GTEST_SKIP() << "Wine loses the error of the second name";
     EXPECT_EQ(ErrorOf([&] { return CopyFileA((top + "\\one").c_str(), name.c_str(), FALSE); }), 206u);
@@ -294,12 +264,12 @@ TEST(DeleteFile, DeletesAFileAlone)
 {
     const std::string top = TestDirectory();
     MakeFile(top + "\\one");
-    EXPECT_EQ(DeleteError(top + "\\ONE"), 0u);
+    EXPECT_EQ(DeleteError(top + "\\ONE"), 0);
     EXPECT_FALSE(Exists(top + "\\one"));
-    EXPECT_EQ(DeleteError(top + "\\one"), 2u);
-    EXPECT_EQ(DeleteError(top + "\\none\\one"), 3u);
-    EXPECT_EQ(DeleteError(top), 5u);
-    EXPECT_EQ(DeleteError(""), 3u);
+    EXPECT_EQ(DeleteError(top + "\\one"), 2);
+    EXPECT_EQ(DeleteError(top + "\\none\\one"), 3);
+    EXPECT_EQ(DeleteError(top), 5);
+    EXPECT_EQ(DeleteError(""), 3);
     EXPECT_EQ(ErrorOf([&] { return DeleteFileW(Wide(top + "\\one").c_str()); }), 2u);
 }
 
@@ -307,7 +277,7 @@ TEST(DeleteFile, DeletesNoReadOnlyFile)
 {
     const std::string path = TestDirectory() + "\\one";
     MakeReadOnlyFile(path);
-    EXPECT_EQ(DeleteError(path), 5u);
+    EXPECT_EQ(DeleteError(path), 5);
     EXPECT_TRUE(Exists(path));
 }
 
@@ -317,10 +287,10 @@ TEST(MoveFile, GivesAFileAnotherName)
 {
     const std::string top = TestDirectory();
     MakeFile(top + "\\one");
-    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 0u);
+    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 0);
     EXPECT_FALSE(Exists(top + "\\one"));
     EXPECT_TRUE(Exists(top + "\\two"));
-    EXPECT_EQ(MoveError(top + "\\two", top + "\\TWO"), 0u);
+    EXPECT_EQ(MoveError(top + "\\two", top + "\\TWO"), 0);
     EXPECT_TRUE(Exists(top + "\\two"));
 }
 
@@ -328,7 +298,7 @@ TEST(MoveFile, MovesADirectoryWithWhatIsInIt)
 {
     const std::string top = TestDirectory();
     MakeFile(top + "\\file");
-    EXPECT_EQ(MoveError(top, top + "-moved"), 0u);
+    EXPECT_EQ(MoveError(top, top + "-moved"), 0);
     EXPECT_FALSE(Exists(top));
     EXPECT_TRUE(Exists(top + "-moved\\file"));
 }
@@ -338,10 +308,10 @@ TEST(MoveFile, ReplacesNothing)
     const std::string top = TestDirectory();
     MakeFile(top + "\\one");
     MakeFile(top + "\\two");
-    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 183u);
-    EXPECT_EQ(MoveError(top + "\\none", top + "\\two"), 2u);
-    EXPECT_EQ(MoveError(top + "\\none\\one", top + "\\three"), 3u);
-    EXPECT_EQ(MoveError(top + "\\one", top + "\\none\\two"), 3u);
+    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 183);
+    EXPECT_EQ(MoveError(top + "\\none", top + "\\two"), 2);
+    EXPECT_EQ(MoveError(top + "\\none\\one", top + "\\three"), 3);
+    EXPECT_EQ(MoveError(top + "\\one", top + "\\none\\two"), 3);
     EXPECT_TRUE(Exists(top + "\\one"));
 }
 
@@ -349,8 +319,8 @@ TEST(MoveFile, MovesAReadOnlyFile)
 {
     const std::string top = TestDirectory();
     MakeReadOnlyFile(top + "\\one");
-    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 0u);
-    EXPECT_EQ(DeleteError(top + "\\two"), 5u);
+    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 0);
+    EXPECT_EQ(DeleteError(top + "\\two"), 5);
 }
 
 TEST(MoveFileEx, ReplacesWhenItMay)
@@ -375,12 +345,12 @@ TEST(MoveFileEx, LeavesAFileInPlaceThatItMovesLater)
 
 // ---- Opening ----
 
-DWORD OpenError(const std::string& path, DWORD access, DWORD disposition)
+LSTATUS OpenError(const std::string& path, DWORD access, DWORD disposition)
 {
     SetLastError(ERROR_SUCCESS);
     const HANDLE file = CreateFileW(Wide(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                     disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-    const DWORD error = GetLastError();
+    const auto error = static_cast<LSTATUS>(GetLastError());
     EXPECT_EQ(file == INVALID_HANDLE_VALUE, error != ERROR_SUCCESS && error != ERROR_ALREADY_EXISTS);
     EXPECT_TRUE(CloseHandle(file));
     return error;
@@ -389,18 +359,18 @@ DWORD OpenError(const std::string& path, DWORD access, DWORD disposition)
 TEST(CreateFileW, OpensOrMakes)
 {
     const std::string path = TestDirectory() + "\\one";
-    EXPECT_EQ(OpenError(path, GENERIC_READ, OPEN_EXISTING), 2u);
-    EXPECT_EQ(OpenError(path, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 0u);
-    EXPECT_EQ(OpenError(path, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 183u);
-    EXPECT_EQ(OpenError(path, GENERIC_READ, OPEN_EXISTING), 0u);
-    EXPECT_EQ(OpenError(path, GENERIC_READ, CREATE_NEW), 80u);
+    EXPECT_EQ(OpenError(path, GENERIC_READ, OPEN_EXISTING), 2);
+    EXPECT_EQ(OpenError(path, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 0);
+    EXPECT_EQ(OpenError(path, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 183);
+    EXPECT_EQ(OpenError(path, GENERIC_READ, OPEN_EXISTING), 0);
+    EXPECT_EQ(OpenError(path, GENERIC_READ, CREATE_NEW), 80);
 }
 
 TEST(CreateFileW, RefusesDirectoriesAndMissingOnes)
 {
     const std::string top = TestDirectory();
-    EXPECT_EQ(OpenError(top, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 5u);
-    EXPECT_EQ(OpenError(top + "\\none\\one", GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 3u);
+    EXPECT_EQ(OpenError(top, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 5);
+    EXPECT_EQ(OpenError(top + "\\none\\one", GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS), 3);
 }
 
 TEST(CreateFileW, OpensNoReadOnlyFileForWriting)
@@ -409,8 +379,8 @@ TEST(CreateFileW, OpensNoReadOnlyFileForWriting)
         GTEST_SKIP() << "the super-user may, and Wine asks the host";
     const std::string path = TestDirectory() + "\\one";
     MakeReadOnlyFile(path);
-    EXPECT_EQ(OpenError(path, GENERIC_WRITE, OPEN_EXISTING), 5u);
-    EXPECT_EQ(OpenError(path, GENERIC_READ, OPEN_EXISTING), 0u);
+    EXPECT_EQ(OpenError(path, GENERIC_WRITE, OPEN_EXISTING), 5);
+    EXPECT_EQ(OpenError(path, GENERIC_READ, OPEN_EXISTING), 0);
 }
 
 TEST(CloseHandle, TakesTheValueThatStandsForTheProcess)

@@ -1,10 +1,7 @@
 // Proves that the shell's folder calls behave as Windows documents them.
 #include "tests/winsim/support.h"
 
-#include <share.h>
 #include <shlobj.h>
-
-#include <cstdio>
 
 namespace
 {
@@ -12,13 +9,6 @@ namespace
 int CreateDirectories(const std::string& path)
 {
     return SHCreateDirectoryExA(nullptr, path.c_str(), nullptr);
-}
-
-void MakeFile(const std::string& path)
-{
-    std::FILE* file = _fsopen(path.c_str(), "a", _SH_DENYNO);
-    ASSERT_TRUE(file != nullptr);
-    EXPECT_EQ(std::fclose(file), 0);
 }
 
 TEST(SHGetFolderPathA, GivesTheSamePathAsItsWideTwin)

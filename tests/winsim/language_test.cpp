@@ -54,7 +54,7 @@ TEST(GetLocaleInfo, KnowsNoOtherLanguage)
         if (known.contains(id))
             continue;
         EXPECT_EQ(GetLocaleInfoA(Locale(static_cast<LANGID>(id)), LOCALE_ILANGUAGE, nullptr, 0), 0) << id;
-        ASSERT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER)) << id;
+        ASSERT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER}) << id;
     }
 }
 

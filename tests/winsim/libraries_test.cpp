@@ -1,29 +1,23 @@
 // Proves that libraries are loaded and their functions found as Windows documents it.
 #include "tests/winsim/support.h"
 
-#include <share.h>
 #include <shlobj.h>
-
-#include <cstdio>
 
 namespace
 {
 
-DWORD LoadError(const std::string& name)
+LSTATUS LoadError(const std::string& name)
 {
-    SetLastError(ERROR_SUCCESS);
-    const HMODULE library = LoadLibraryA(name.c_str());
-    const DWORD error = GetLastError();
-    if (library == nullptr)
-        return error;
-    EXPECT_TRUE(FreeLibrary(library));
-    return ERROR_SUCCESS;
+    return ErrorOf([&] {
+        const HMODULE library = LoadLibraryA(name.c_str());
+        return library != nullptr && FreeLibrary(library);
+    });
 }
 
 TEST(LoadLibrary, FindsALibraryOfWindowsByItsName)
 {
     for (const char* name : {"kernel32.dll", "KERNEL32.DLL", "kernel32"})
-        EXPECT_EQ(LoadError(name), 0u) << name;
+        EXPECT_EQ(LoadError(name), 0) << name;
     const HMODULE library = LoadLibraryW(L"kernel32.dll");
     ASSERT_TRUE(library != nullptr);
     EXPECT_TRUE(FreeLibrary(library));
@@ -31,24 +25,21 @@ TEST(LoadLibrary, FindsALibraryOfWindowsByItsName)
 
 TEST(LoadLibrary, OpensANameThatIsTakenAsItStands)
 {
-    char system[MAX_PATH] = {};
-    ASSERT_EQ(SHGetFolderPathA(nullptr, CSIDL_SYSTEM, nullptr, SHGFP_TYPE_CURRENT, system), S_OK);
-    const std::string folder = R"(\\?\)" + std::string(system);
-    EXPECT_EQ(LoadError(folder + "\\bcrypt.dll"), 0u);
-    EXPECT_EQ(LoadError(folder + "\\bcrypt"), 0u);
-    EXPECT_EQ(LoadError(folder + "\\.\\bcrypt.dll"), 126u);
-    EXPECT_EQ(LoadError(std::string(system).substr(2) + "\\bcrypt.dll"), 0u);
+    const std::string system = FolderPath(CSIDL_SYSTEM);
+    const std::string folder = R"(\\?\)" + system;
+    EXPECT_EQ(LoadError(folder + "\\bcrypt.dll"), 0);
+    EXPECT_EQ(LoadError(folder + "\\bcrypt"), 0);
+    EXPECT_EQ(LoadError(folder + "\\.\\bcrypt.dll"), 126);
+    EXPECT_EQ(LoadError(system.substr(2) + "\\bcrypt.dll"), 0);
 }
 
 TEST(LoadLibrary, AMissingLibraryIsAModuleThatWasNotFound)
 {
     const std::string top = TestDirectory();
-    EXPECT_EQ(LoadError(top + "\\none.dll"), 126u);
-    EXPECT_EQ(LoadError(top + "\\none\\none.dll"), 126u);
-    EXPECT_EQ(LoadError("kelo-none.dll"), 126u);
-    SetLastError(ERROR_SUCCESS);
-    EXPECT_TRUE(LoadLibraryW(L"kelo-none.dll") == nullptr);
-    EXPECT_EQ(GetLastError(), 126u);
+    EXPECT_EQ(LoadError(top + "\\none.dll"), 126);
+    EXPECT_EQ(LoadError(top + "\\none\\none.dll"), 126);
+    EXPECT_EQ(LoadError("kelo-none.dll"), 126);
+    EXPECT_EQ(ErrorOf([&] { return LoadLibraryW(L"kelo-none.dll") != nullptr; }), 126);
 }
 
 TEST(LoadLibrary, AFileThatIsNoLibraryHasABadFormat)
@@ -56,16 +47,13 @@ TEST(LoadLibrary, AFileThatIsNoLibraryHasABadFormat)
     if (IsOnWine())
         GTEST_SKIP() << "Wine does not find it";
     const std::string path = TestDirectory() + "\\text.dll";
-    std::FILE* file = _fsopen(path.c_str(), "a", _SH_DENYNO);
-    ASSERT_TRUE(file != nullptr);
-    EXPECT_GE(std::fputs("text", file), 0);
-    EXPECT_EQ(std::fclose(file), 0);
-    EXPECT_EQ(LoadError(path), 193u);
+    MakeFile(path, "text");
+    EXPECT_EQ(LoadError(path), 193);
 }
 
 TEST(LoadLibraryA, RefusesANameThatIsTooLong)
 {
-    EXPECT_EQ(LoadError("C:\\" + std::string(300, 'x')), 206u);
+    EXPECT_EQ(LoadError("C:\\" + std::string(300, 'x')), 206);
 }
 
 TEST(GetProcAddress, ComparesNamesWithTheirCase)
@@ -75,9 +63,7 @@ TEST(GetProcAddress, ComparesNamesWithTheirCase)
     EXPECT_TRUE(GetProcAddress(library, "GetTickCount") != nullptr);
     for (const char* name : {"gettickcount", "GetTickCountOfNobody", ""})
     {
-        SetLastError(ERROR_SUCCESS);
-        EXPECT_TRUE(GetProcAddress(library, name) == nullptr) << name;
-        EXPECT_EQ(GetLastError(), 127u) << name;
+        EXPECT_EQ(ErrorOf([&] { return GetProcAddress(library, name) != nullptr; }), 127) << name;
     }
     EXPECT_TRUE(FreeLibrary(library));
 }

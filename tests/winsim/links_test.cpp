@@ -3,42 +3,22 @@
 #include "tests/winsim/support.h"
 
 #include <aclapi.h>
-#include <share.h>
 #include <shlobj.h>
 
 #include <cstdint>
-#include <cstdio>
 
 namespace
 {
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr char kReadingLinks[] = "Wine 8 opens what a link leads to, whatever the flag says";
 constexpr char kFileLinks[] = "Wine 8 does not tell links of files from files";
 constexpr char kMissing[] = "Wine 8 misses a file where the link to its folder leads nowhere";
 
 const std::string kTop = "C:\\Linked\\";
 
-std::wstring Wide(const std::string& text)
-{
-    return {text.begin(), text.end()};
-}
-
 DWORD AttributesOf(const std::string& name)
 {
     return GetFileAttributesW(Wide(kTop + name).c_str());
-}
-
-bool Exists(const std::string& name)
-{
-    return AttributesOf(name) != INVALID_FILE_ATTRIBUTES;
-}
-
-template <typename Call>
-DWORD ErrorOf(Call call)
-{
-    SetLastError(ERROR_SUCCESS);
-    return call() ? ERROR_SUCCESS : GetLastError();
 }
 
 // Information about an opened file, or the error of opening it in `error`.
@@ -118,9 +98,9 @@ TEST(Links, ThatLeadNowhereAreMissingFiles)
 
 TEST(Links, ThatLeadNowhereHaveTheirTargetMade)
 {
-    EXPECT_FALSE(Exists("tobemade"));
+    EXPECT_FALSE(Exists(kTop + "tobemade"));
     EXPECT_EQ(Open("maker", 0, OPEN_ALWAYS).error, 0u);
-    EXPECT_TRUE(Exists("tobemade"));
+    EXPECT_TRUE(Exists(kTop + "tobemade"));
 }
 
 TEST(Links, ThatLeadRoundInACircleCannotBeResolved)
@@ -134,22 +114,19 @@ TEST(Links, KeepTheirNameFromADirectory)
     const auto create = [](const std::string& name) {
         return ErrorOf([&] { return CreateDirectoryW(Wide(kTop + name).c_str(), nullptr); });
     };
-    EXPECT_EQ(create("folder"), 183u);
-    EXPECT_EQ(create("nofolder"), 183u);
+    EXPECT_EQ(create("folder"), 183);
+    EXPECT_EQ(create("nofolder"), 183);
     EXPECT_EQ(SHCreateDirectoryExA(nullptr, (kTop + "folder").c_str(), nullptr), 183);
-    EXPECT_FALSE(Exists("nothing"));
+    EXPECT_FALSE(Exists(kTop + "nothing"));
     if (IsOnWine())
         GTEST_SKIP() << kMissing;
     EXPECT_EQ(SHCreateDirectoryExA(nullptr, (kTop + "nofolder\\below").c_str(), nullptr), 3);
-    EXPECT_FALSE(Exists("nothing"));
+    EXPECT_FALSE(Exists(kTop + "nothing"));
 }
 
 TEST(Links, StreamsAndCopiesGoToTheTarget)
 {
-    std::FILE* stream = _fsopen((kTop + "streamed").c_str(), "a", _SH_DENYNO);
-    ASSERT_TRUE(stream != nullptr);
-    EXPECT_GE(std::fputs("more", stream), 0);
-    EXPECT_EQ(std::fclose(stream), 0);
+    MakeFile(kTop + "streamed", "more");
     EXPECT_EQ(Open("stream").information.nFileSizeLow, 4u);
 
     EXPECT_TRUE(CopyFileW(Wide(kTop + "streamed").c_str(), Wide(kTop + "copied").c_str(), FALSE));
@@ -176,8 +153,8 @@ TEST(Links, AreDeletedAndMovedThemselves)
     EXPECT_TRUE(MoveFileExW(Wide(kTop + "gone").c_str(), Wide(kTop + "gone2").c_str(), 0));
     EXPECT_TRUE(OpenLink("gone2").IsLink());
     EXPECT_TRUE(DeleteFileW(Wide(kTop + "gone2").c_str()));
-    EXPECT_FALSE(Exists("gone2"));
-    EXPECT_TRUE(Exists("target\\file"));
+    EXPECT_FALSE(Exists(kTop + "gone2"));
+    EXPECT_TRUE(Exists(kTop + "target\\file"));
 }
 
 TEST(HardLinks, AreOneFile)
@@ -193,11 +170,11 @@ TEST(HardLinks, TheFileStaysUntilItsLastNameIsGone)
 {
     EXPECT_EQ(Open("second").information.nNumberOfLinks, 2u);
     EXPECT_TRUE(DeleteFileW(Wide(kTop + "first").c_str()));
-    EXPECT_FALSE(Exists("first"));
+    EXPECT_FALSE(Exists(kTop + "first"));
     EXPECT_EQ(Open("second").information.nNumberOfLinks, 1u);
     EXPECT_EQ(Open("second").information.nFileSizeLow, 4u);
     EXPECT_TRUE(DeleteFileW(Wide(kTop + "second").c_str()));
-    EXPECT_FALSE(Exists("second"));
+    EXPECT_FALSE(Exists(kTop + "second"));
 }
 
 } // namespace

@@ -9,13 +9,7 @@
 namespace
 {
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr DWORD kShareData = FILE_SHARE_READ | FILE_SHARE_WRITE;
-
-std::wstring Wide(const std::string& text)
-{
-    return {text.begin(), text.end()};
-}
 
 // A handle that is closed at the end of its scope.
 class OpenedFile
@@ -26,7 +20,7 @@ public:
     {
         SetLastError(ERROR_SUCCESS);
         m_handle = CreateFileW(Wide(path).c_str(), access, share, nullptr, disposition, flags, nullptr);
-        m_error = m_handle == INVALID_HANDLE_VALUE ? GetLastError() : ERROR_SUCCESS;
+        m_error = ErrorOf(m_handle != INVALID_HANDLE_VALUE);
     }
     ~OpenedFile()
     {
@@ -36,7 +30,7 @@ public:
     OpenedFile(const OpenedFile&) = delete;
     OpenedFile& operator=(const OpenedFile&) = delete;
 
-    DWORD Error() const { return m_error; }
+    LSTATUS Error() const { return m_error; }
     HANDLE Handle() const { return m_handle; }
 
     BY_HANDLE_FILE_INFORMATION Information() const
@@ -48,37 +42,25 @@ public:
 
 private:
     HANDLE m_handle;
-    DWORD m_error;
+    LSTATUS m_error;
 };
-
-void Make(const std::string& path)
-{
-    EXPECT_EQ(OpenedFile(path, GENERIC_WRITE, 0, CREATE_NEW, FILE_ATTRIBUTE_NORMAL).Error(), 0u);
-}
 
 void MakeDirectory(const std::string& path)
 {
     EXPECT_TRUE(CreateDirectoryW(Wide(path).c_str(), nullptr));
 }
 
-template <typename Call>
-DWORD ErrorOf(Call call)
-{
-    SetLastError(ERROR_SUCCESS);
-    return call() ? ERROR_SUCCESS : GetLastError();
-}
-
-DWORD DeleteError(const std::string& path)
+LSTATUS DeleteError(const std::string& path)
 {
     return ErrorOf([&] { return DeleteFileW(Wide(path).c_str()); });
 }
 
-DWORD MoveError(const std::string& from, const std::string& to)
+LSTATUS MoveError(const std::string& from, const std::string& to)
 {
     return ErrorOf([&] { return MoveFileExW(Wide(from).c_str(), Wide(to).c_str(), 0); });
 }
 
-DWORD CreateDirectoryError(const std::string& path)
+LSTATUS CreateDirectoryError(const std::string& path)
 {
     return ErrorOf([&] { return CreateDirectoryW(Wide(path).c_str(), nullptr); });
 }
@@ -93,37 +75,37 @@ std::uint64_t IndexOf(const BY_HANDLE_FILE_INFORMATION& information)
 TEST(Sharing, BothHandlesHaveToAllowTheOther)
 {
     const std::string path = TestDirectory() + "\\file";
-    Make(path);
+    MakeFile(path);
     const OpenedFile first(path, GENERIC_READ, FILE_SHARE_READ);
-    EXPECT_EQ(OpenedFile(path, GENERIC_READ, FILE_SHARE_READ).Error(), 0u);
-    EXPECT_EQ(OpenedFile(path, GENERIC_WRITE, kShareAll).Error(), 32u);
-    EXPECT_EQ(OpenedFile(path, GENERIC_READ, FILE_SHARE_WRITE).Error(), 32u);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, FILE_SHARE_READ).Error(), 0);
+    EXPECT_EQ(OpenedFile(path, GENERIC_WRITE, kShareAll).Error(), 32);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, FILE_SHARE_WRITE).Error(), 32);
 }
 
 TEST(Sharing, AHandleThatReadsAttributesTakesNoPart)
 {
     const std::string path = TestDirectory() + "\\file";
-    Make(path);
+    MakeFile(path);
     {
         const OpenedFile attributes(path, FILE_READ_ATTRIBUTES | READ_CONTROL, 0);
-        EXPECT_EQ(OpenedFile(path, GENERIC_READ | GENERIC_WRITE, 0).Error(), 0u);
+        EXPECT_EQ(OpenedFile(path, GENERIC_READ | GENERIC_WRITE, 0).Error(), 0);
     }
     const OpenedFile alone(path, GENERIC_READ, 0);
-    EXPECT_EQ(OpenedFile(path, FILE_READ_ATTRIBUTES, 0).Error(), 0u);
-    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll).Error(), 32u);
+    EXPECT_EQ(OpenedFile(path, FILE_READ_ATTRIBUTES, 0).Error(), 0);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll).Error(), 32);
 }
 
 TEST(Sharing, AFileStaysWhereItIsWhileAHandleDoesNotShareDeletion)
 {
     const std::string top = TestDirectory();
-    Make(top + "\\file");
+    MakeFile(top + "\\file");
     {
         const OpenedFile held(top + "\\file", GENERIC_READ, kShareData);
-        EXPECT_EQ(DeleteError(top + "\\file"), 32u);
-        EXPECT_EQ(MoveError(top + "\\file", top + "\\other"), 32u);
+        EXPECT_EQ(DeleteError(top + "\\file"), 32);
+        EXPECT_EQ(MoveError(top + "\\file", top + "\\other"), 32);
     }
-    EXPECT_EQ(MoveError(top + "\\file", top + "\\other"), 0u);
-    EXPECT_EQ(DeleteError(top + "\\other"), 0u);
+    EXPECT_EQ(MoveError(top + "\\file", top + "\\other"), 0);
+    EXPECT_EQ(DeleteError(top + "\\other"), 0);
 }
 
 TEST(Sharing, ADirectoryStaysWhereItIsToo)
@@ -132,11 +114,11 @@ TEST(Sharing, ADirectoryStaysWhereItIsToo)
     MakeDirectory(top + "\\folder");
     {
         const OpenedFile held(top + "\\folder", FILE_LIST_DIRECTORY | FILE_TRAVERSE, kShareData);
-        EXPECT_EQ(held.Error(), 0u);
-        EXPECT_EQ(MoveError(top + "\\folder", top + "\\other"), 32u);
-        Make(top + "\\folder\\file");
+        EXPECT_EQ(held.Error(), 0);
+        EXPECT_EQ(MoveError(top + "\\folder", top + "\\other"), 32);
+        MakeFile(top + "\\folder\\file");
     }
-    EXPECT_EQ(MoveError(top + "\\folder", top + "\\other"), 0u);
+    EXPECT_EQ(MoveError(top + "\\folder", top + "\\other"), 0);
 }
 
 TEST(Sharing, ADirectoryStaysWhereItIsForAnOpenFileInIt)
@@ -147,20 +129,20 @@ TEST(Sharing, ADirectoryStaysWhereItIsForAnOpenFileInIt)
     MakeDirectory(top + "\\folder");
     MakeDirectory(top + "\\folder\\deeper");
     const OpenedFile held(top + "\\folder\\deeper", FILE_LIST_DIRECTORY, kShareAll);
-    EXPECT_EQ(MoveError(top + "\\folder", top + "\\other"), 5u);
+    EXPECT_EQ(MoveError(top + "\\folder", top + "\\other"), 5);
 }
 
 TEST(Sharing, ACopyWritesNoFileThatIsNotSharedForIt)
 {
     const std::string top = TestDirectory();
-    Make(top + "\\one");
-    Make(top + "\\two");
+    MakeFile(top + "\\one");
+    MakeFile(top + "\\two");
     const OpenedFile held(top + "\\two", GENERIC_READ, FILE_SHARE_READ);
     const auto copyError = [&](const char* from, const char* to) {
         return ErrorOf([&] { return CopyFileW(Wide(top + from).c_str(), Wide(top + to).c_str(), FALSE); });
     };
-    EXPECT_EQ(copyError("\\one", "\\two"), 32u);
-    EXPECT_EQ(copyError("\\two", "\\one"), 0u);
+    EXPECT_EQ(copyError("\\one", "\\two"), 32);
+    EXPECT_EQ(copyError("\\two", "\\one"), 0);
 }
 
 // ---- Opening directories
@@ -168,17 +150,17 @@ TEST(Sharing, ACopyWritesNoFileThatIsNotSharedForIt)
 TEST(CreateFileW, OpensADirectoryForBackupAlone)
 {
     const std::string top = TestDirectory();
-    EXPECT_EQ(OpenedFile(top, GENERIC_READ, kShareAll).Error(), 0u);
-    EXPECT_EQ(OpenedFile(top, GENERIC_READ, kShareAll, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT).Error(), 5u);
-    EXPECT_EQ(OpenedFile(top + "\\none", GENERIC_READ, kShareAll).Error(), 2u);
-    EXPECT_EQ(OpenedFile(top, GENERIC_READ, kShareAll, CREATE_NEW).Error(), 80u);
+    EXPECT_EQ(OpenedFile(top, GENERIC_READ, kShareAll).Error(), 0);
+    EXPECT_EQ(OpenedFile(top, GENERIC_READ, kShareAll, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT).Error(), 5);
+    EXPECT_EQ(OpenedFile(top + "\\none", GENERIC_READ, kShareAll).Error(), 2);
+    EXPECT_EQ(OpenedFile(top, GENERIC_READ, kShareAll, CREATE_NEW).Error(), 80);
 }
 
 TEST(CreateFileW, TellsThatAFileWasThere)
 {
     const std::string path = TestDirectory() + "\\file";
-    Make(path);
-    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll, CREATE_NEW).Error(), 80u);
+    MakeFile(path);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll, CREATE_NEW).Error(), 80);
 }
 
 // ---- What a handle tells
@@ -186,8 +168,8 @@ TEST(CreateFileW, TellsThatAFileWasThere)
 TEST(GetFileInformationByHandle, TellsKindSizeAndIdentity)
 {
     const std::string top = TestDirectory();
-    Make(top + "\\one");
-    Make(top + "\\two");
+    MakeFile(top + "\\one");
+    MakeFile(top + "\\two");
     const OpenedFile directory(top, FILE_READ_ATTRIBUTES, kShareAll);
     const OpenedFile one(top + "\\one", FILE_READ_ATTRIBUTES, kShareAll);
     const OpenedFile again(top + "\\ONE", FILE_READ_ATTRIBUTES, kShareAll);
@@ -205,9 +187,9 @@ TEST(GetFileInformationByHandle, TellsKindSizeAndIdentity)
 TEST(GetFileInformationByHandle, KnowsAFileUnderItsNewName)
 {
     const std::string top = TestDirectory();
-    Make(top + "\\one");
+    MakeFile(top + "\\one");
     const OpenedFile held(top + "\\one", FILE_READ_ATTRIBUTES, kShareAll);
-    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 0u);
+    EXPECT_EQ(MoveError(top + "\\one", top + "\\two"), 0);
     const OpenedFile moved(top + "\\two", FILE_READ_ATTRIBUTES, kShareAll);
     EXPECT_EQ(IndexOf(held.Information()), IndexOf(moved.Information()));
 }
@@ -224,13 +206,13 @@ TEST(GetFileInformationByHandle, RefusesWhatIsNoFile)
 TEST(CreateDirectoryW, MakesOneAndNotItsParents)
 {
     const std::string top = TestDirectory();
-    EXPECT_EQ(CreateDirectoryError(top + "\\one"), 0u);
-    EXPECT_EQ(CreateDirectoryError(top + "\\one"), 183u);
-    EXPECT_EQ(CreateDirectoryError(top + "\\none\\one"), 3u);
-    Make(top + "\\file");
-    EXPECT_EQ(CreateDirectoryError(top + "\\file"), 183u);
-    EXPECT_EQ(CreateDirectoryError(top + "\\file\\one"), 3u);
-    EXPECT_EQ(CreateDirectoryError(""), 3u);
+    EXPECT_EQ(CreateDirectoryError(top + "\\one"), 0);
+    EXPECT_EQ(CreateDirectoryError(top + "\\one"), 183);
+    EXPECT_EQ(CreateDirectoryError(top + "\\none\\one"), 3);
+    MakeFile(top + "\\file");
+    EXPECT_EQ(CreateDirectoryError(top + "\\file"), 183);
+    EXPECT_EQ(CreateDirectoryError(top + "\\file\\one"), 3);
+    EXPECT_EQ(CreateDirectoryError(""), 3);
 }
 
 } // namespace

@@ -5,10 +5,8 @@
 // The functions of psapi.dll, looked up as the program does.
 #define PSAPI_VERSION 1
 #include <psapi.h>
-#include <share.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <vector>
 
 namespace
@@ -31,7 +29,7 @@ public:
         startup.cb = sizeof startup;
         if (!CreateProcessW(application, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
                             directory, &startup, &m_process))
-            m_error = GetLastError();
+            m_error = ErrorOf(FALSE);
     }
     ~Child()
     {
@@ -45,7 +43,7 @@ public:
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
-    DWORD Error() const { return m_error; }
+    LSTATUS Error() const { return m_error; }
     HANDLE Get() const { return m_process.hProcess; }
     DWORD Id() const { return m_process.dwProcessId; }
     DWORD ExitCode() const
@@ -57,20 +55,32 @@ public:
 
 private:
     PROCESS_INFORMATION m_process{};
-    DWORD m_error = 0;
+    LSTATUS m_error = 0;
 };
+
+// One that has to start.
+struct RunningChild : Child
+{
+    explicit RunningChild(const wchar_t* application) : Child(application) { EXPECT_EQ(Error(), 0); }
+};
+
+// The result of a wait for the process's end.
+DWORD WaitFor(const Child& child, DWORD ms = kLongMs)
+{
+    return WaitForSingleObject(child.Get(), ms);
+}
 
 // Runs a command line without a separate program name. Returns its exit code.
 DWORD ExitCodeOf(const std::wstring& commandLine)
 {
     const Child child{nullptr, commandLine};
-    EXPECT_EQ(child.Error(), 0u);
-    EXPECT_EQ(WaitForSingleObject(child.Get(), kLongMs), static_cast<DWORD>(WAIT_OBJECT_0));
+    EXPECT_EQ(child.Error(), 0);
+    EXPECT_EQ(WaitFor(child), DWORD{WAIT_OBJECT_0});
     return child.ExitCode();
 }
 
 // The error of starting a command line without a separate program name.
-DWORD StartError(const std::wstring& commandLine)
+LSTATUS StartError(const std::wstring& commandLine)
 {
     return Child{nullptr, commandLine}.Error();
 }
@@ -79,11 +89,9 @@ DWORD StartError(const std::wstring& commandLine)
 class OpenedProcess
 {
 public:
-    OpenedProcess(DWORD access, DWORD id) : m_process(OpenProcess(access, FALSE, id))
-    {
-        if (m_process == nullptr)
-            m_error = GetLastError();
-    }
+    OpenedProcess(DWORD access, DWORD id)
+        : m_process(OpenProcess(access, FALSE, id)), m_error(ErrorOf(m_process != nullptr))
+    {}
     ~OpenedProcess()
     {
         if (m_process != nullptr)
@@ -95,11 +103,11 @@ public:
     OpenedProcess& operator=(const OpenedProcess&) = delete;
 
     HANDLE Get() const { return m_process; }
-    DWORD Error() const { return m_error; }
+    LSTATUS Error() const { return m_error; }
 
 private:
     HANDLE m_process;
-    DWORD m_error = 0;
+    LSTATUS m_error;
 };
 
 std::vector<DWORD> ListedProcesses()
@@ -133,10 +141,9 @@ HMODULE FirstModule(HANDLE process)
 
 TEST(CreateProcessW, RunsAProgramToItsEnd)
 {
-    const Child child{kSeven};
-    ASSERT_EQ(child.Error(), 0u);
+    const RunningChild child{kSeven};
     EXPECT_NE(child.Id(), GetCurrentProcessId());
-    EXPECT_EQ(WaitForSingleObject(child.Get(), INFINITE), static_cast<DWORD>(WAIT_OBJECT_0));
+    EXPECT_EQ(WaitFor(child, INFINITE), DWORD{WAIT_OBJECT_0});
     EXPECT_EQ(child.ExitCode(), 7u);
 }
 
@@ -164,39 +171,39 @@ TEST(CreateProcessW, TakesANameWithoutAFullPathFromTheCurrentFolderOrDrive)
                                 L"\"..\\..\\Standins\\seven\" /V", L"C:..\\..\\Standins\\seven.exe"})
         EXPECT_EQ(ExitCodeOf(line), 7u) << Shown(line);
     for (const wchar_t* application : {L"\\Standins\\seven.exe", L"..\\..\\Standins\\seven.exe"})
-        EXPECT_EQ(Child{application}.Error(), 0u) << Shown(application);
+        EXPECT_EQ(Child{application}.Error(), 0) << Shown(application);
 }
 
 TEST(CreateProcessW, FailsForAMissingFileOrFolder)
 {
-    EXPECT_EQ(Child{L"C:\\Standins\\none.exe"}.Error(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-    EXPECT_EQ(Child{L"C:\\KeloNoSuch\\none.exe"}.Error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
+    EXPECT_EQ(Child{L"C:\\Standins\\none.exe"}.Error(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(Child{L"C:\\KeloNoSuch\\none.exe"}.Error(), ERROR_PATH_NOT_FOUND);
     for (const wchar_t* line : {L"C:\\Standins\\none.exe", L"C:\\Standins\\none.exe /V", L"kelo-none.exe /V",
                                 L"\"C:\\Standins\\none.exe\" /V", L"C:\\Standins\\two none\\none.exe /V"})
-        EXPECT_EQ(StartError(line), static_cast<DWORD>(ERROR_FILE_NOT_FOUND)) << Shown(line);
+        EXPECT_EQ(StartError(line), ERROR_FILE_NOT_FOUND) << Shown(line);
     if (IsOnWine())
         GTEST_SKIP() << "Wine looks no further than for the file";
     for (const wchar_t* line : {L"C:\\KeloNoSuch\\none.exe /V", L"\"C:\\KeloNoSuch\\none.exe\" /V"})
-        EXPECT_EQ(StartError(line), static_cast<DWORD>(ERROR_PATH_NOT_FOUND)) << Shown(line);
+        EXPECT_EQ(StartError(line), ERROR_PATH_NOT_FOUND) << Shown(line);
 }
 
 TEST(CreateProcessW, FailsForAFolder)
 {
     if (IsOnWine())
         GTEST_SKIP() << "Wine says that a handle is invalid";
-    EXPECT_EQ(Child{L"C:\\Standins"}.Error(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+    EXPECT_EQ(Child{L"C:\\Standins"}.Error(), ERROR_ACCESS_DENIED);
 }
 
 TEST(CreateProcessW, FailsForAnEmptyName)
 {
-    EXPECT_EQ(Child{L""}.Error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
+    EXPECT_EQ(Child{L""}.Error(), ERROR_PATH_NOT_FOUND);
 }
 
 TEST(CreateProcessW, FailsForAPathWithoutItsDriveLetter)
 {
     if (IsOnWine())
         GTEST_SKIP() << "Wine takes the colon for a missing folder";
-    EXPECT_EQ(Child{L":\\Standins\\seven.exe"}.Error(), static_cast<DWORD>(ERROR_INVALID_NAME));
+    EXPECT_EQ(Child{L":\\Standins\\seven.exe"}.Error(), ERROR_INVALID_NAME);
 }
 
 TEST(CreateProcessW, TakesANameAsItStandsOrOnTheCurrentDrive)
@@ -208,19 +215,16 @@ TEST(CreateProcessW, TakesANameAsItStandsOrOnTheCurrentDrive)
 TEST(CreateProcessW, FailsForAFileThatIsNoProgram)
 {
     const std::string path = TestDirectory() + "\\text.exe";
-    std::FILE* file = _fsopen(path.c_str(), "a", _SH_DENYNO);
-    ASSERT_TRUE(file != nullptr);
-    EXPECT_GE(std::fputs("This is no program, and it is long enough to be looked at as one.", file), 0);
-    EXPECT_EQ(std::fclose(file), 0);
-    const std::wstring wide(path.begin(), path.end());
-    EXPECT_EQ(Child{wide.c_str()}.Error(), static_cast<DWORD>(ERROR_BAD_EXE_FORMAT));
-    EXPECT_EQ(StartError(L'"' + wide + L"\" /V"), static_cast<DWORD>(ERROR_BAD_EXE_FORMAT));
+    MakeFile(path, "This is no program, and it is long enough to be looked at as one.");
+    const std::wstring wide = Wide(path);
+    EXPECT_EQ(Child{wide.c_str()}.Error(), ERROR_BAD_EXE_FORMAT);
+    EXPECT_EQ(StartError(L'"' + wide + L"\" /V"), ERROR_BAD_EXE_FORMAT);
 }
 
 TEST(CreateProcessW, FailsForAMissingCurrentDirectory)
 {
-    EXPECT_EQ(Child(kSeven, L"x", L"C:\\KeloNoSuch").Error(), static_cast<DWORD>(ERROR_DIRECTORY));
-    EXPECT_EQ(Child(kSeven, L"x", L"C:\\Standins\\").Error(), 0u);
+    EXPECT_EQ(Child(kSeven, L"x", L"C:\\KeloNoSuch").Error(), ERROR_DIRECTORY);
+    EXPECT_EQ(Child(kSeven, L"x", L"C:\\Standins\\").Error(), 0);
 }
 
 TEST(CreateProcessW, FailsForACommandLineOf32767Characters)
@@ -229,40 +233,37 @@ TEST(CreateProcessW, FailsForACommandLineOf32767Characters)
     EXPECT_EQ(ExitCodeOf(longest), 7u);
     if (IsOnWine())
         GTEST_SKIP() << "Wine takes a command line of any length";
-    EXPECT_EQ(StartError(longest + L"x"), static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE));
+    EXPECT_EQ(StartError(longest + L"x"), ERROR_FILENAME_EXCED_RANGE);
 }
 
 TEST(WaitForSingleObject, EndsWithTheProcess)
 {
-    const Child child{kSlow};
-    ASSERT_EQ(child.Error(), 0u);
-    EXPECT_EQ(WaitForSingleObject(child.Get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
-    EXPECT_EQ(child.ExitCode(), static_cast<DWORD>(STILL_ACTIVE));
-    EXPECT_EQ(WaitForSingleObject(child.Get(), kLongMs), static_cast<DWORD>(WAIT_OBJECT_0));
+    const RunningChild child{kSlow};
+    EXPECT_EQ(WaitFor(child, 0), DWORD{WAIT_TIMEOUT});
+    EXPECT_EQ(child.ExitCode(), DWORD{STILL_ACTIVE});
+    EXPECT_EQ(WaitFor(child), DWORD{WAIT_OBJECT_0});
     EXPECT_EQ(child.ExitCode(), 5u);
-    EXPECT_EQ(WaitForSingleObject(child.Get(), 0), static_cast<DWORD>(WAIT_OBJECT_0));
-    EXPECT_EQ(WaitForSingleObject(child.Get(), INFINITE), static_cast<DWORD>(WAIT_OBJECT_0));
+    EXPECT_EQ(WaitFor(child, 0), DWORD{WAIT_OBJECT_0});
+    EXPECT_EQ(WaitFor(child, INFINITE), DWORD{WAIT_OBJECT_0});
 }
 
 TEST(WaitForSingleObject, GivesUpAfterItsTime)
 {
-    const Child child{kEndless};
-    ASSERT_EQ(child.Error(), 0u);
+    const RunningChild child{kEndless};
     const DWORD begin = GetTickCount();
-    EXPECT_EQ(WaitForSingleObject(child.Get(), 200), static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_EQ(WaitFor(child, 200), DWORD{WAIT_TIMEOUT});
     const DWORD waited = GetTickCount() - begin;
     EXPECT_GE(waited, 180u);
     EXPECT_LT(waited, kLongMs);
-    EXPECT_EQ(child.ExitCode(), static_cast<DWORD>(STILL_ACTIVE));
+    EXPECT_EQ(child.ExitCode(), DWORD{STILL_ACTIVE});
 }
 
 TEST(WaitForSingleObject, WaitsForAProcessThatWasOpened)
 {
-    const Child child{kSlow};
-    ASSERT_EQ(child.Error(), 0u);
+    const RunningChild child{kSlow};
     const OpenedProcess process{SYNCHRONIZE, child.Id()};
-    EXPECT_EQ(WaitForSingleObject(process.Get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
-    EXPECT_EQ(WaitForSingleObject(process.Get(), kLongMs), static_cast<DWORD>(WAIT_OBJECT_0));
+    EXPECT_EQ(WaitForSingleObject(process.Get(), 0), DWORD{WAIT_TIMEOUT});
+    EXPECT_EQ(WaitForSingleObject(process.Get(), kLongMs), DWORD{WAIT_OBJECT_0});
 }
 
 TEST(WaitForSingleObject, FailsForAClosedHandle)
@@ -271,8 +272,7 @@ TEST(WaitForSingleObject, FailsForAClosedHandle)
     const Child child{kSeven};
     const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, child.Id());
     EXPECT_TRUE(CloseHandle(process));
-    EXPECT_EQ(WaitForSingleObject(process, 0), static_cast<DWORD>(WAIT_FAILED));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(ErrorOf([&] { return WaitForSingleObject(process, 0) != WAIT_FAILED; }), ERROR_INVALID_HANDLE);
 }
 
 TEST(CloseHandle, ClosesAHandleOnce)
@@ -281,78 +281,65 @@ TEST(CloseHandle, ClosesAHandleOnce)
     const Child child{kSeven};
     const HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, child.Id());
     EXPECT_TRUE(CloseHandle(process));
-    EXPECT_FALSE(CloseHandle(process));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(ErrorOf([&] { return CloseHandle(process); }), ERROR_INVALID_HANDLE);
     DWORD code = 0;
-    EXPECT_FALSE(GetExitCodeProcess(process, &code));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-    EXPECT_FALSE(TerminateProcess(process, 0));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(ErrorOf([&] { return GetExitCodeProcess(process, &code); }), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(ErrorOf([&] { return TerminateProcess(process, 0); }), ERROR_INVALID_HANDLE);
 }
 
 TEST(CloseHandle, LeavesTheProcessRunning)
 {
-    const Child child{kEndless};
-    ASSERT_EQ(child.Error(), 0u);
+    const RunningChild child{kEndless};
     {
         const OpenedProcess process{PROCESS_TERMINATE, child.Id()};
     }
-    EXPECT_EQ(child.ExitCode(), static_cast<DWORD>(STILL_ACTIVE));
+    EXPECT_EQ(child.ExitCode(), DWORD{STILL_ACTIVE});
 }
 
 TEST(TerminateProcess, EndsAProcessWithAnExitCode)
 {
-    const Child child{kEndless};
-    ASSERT_EQ(child.Error(), 0u);
+    const RunningChild child{kEndless};
     EXPECT_TRUE(IsListed(child.Id()));
     {
         const OpenedProcess process{PROCESS_TERMINATE, child.Id()};
         EXPECT_TRUE(TerminateProcess(process.Get(), 0xFFFFFFFF));
     }
-    EXPECT_EQ(WaitForSingleObject(child.Get(), kLongMs), static_cast<DWORD>(WAIT_OBJECT_0));
+    EXPECT_EQ(WaitFor(child), DWORD{WAIT_OBJECT_0});
     EXPECT_EQ(child.ExitCode(), 0xFFFFFFFFu);
     EXPECT_FALSE(IsListed(child.Id()));
 }
 
 TEST(TerminateProcess, FailsForAProcessThatHasEnded)
 {
-    const Child child{kSeven};
-    ASSERT_EQ(child.Error(), 0u);
-    EXPECT_EQ(WaitForSingleObject(child.Get(), kLongMs), static_cast<DWORD>(WAIT_OBJECT_0));
+    const RunningChild child{kSeven};
+    EXPECT_EQ(WaitFor(child), DWORD{WAIT_OBJECT_0});
     EXPECT_EQ(child.ExitCode(), 7u);
     if (IsOnWine())
         GTEST_SKIP() << "Wine says that it has ended it";
-    EXPECT_FALSE(TerminateProcess(child.Get(), 1));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+    EXPECT_EQ(ErrorOf([&] { return TerminateProcess(child.Get(), 1); }), ERROR_ACCESS_DENIED);
     EXPECT_EQ(child.ExitCode(), 7u);
 }
 
 TEST(OpenProcess, GivesTheRightsAskedForAlone)
 {
-    const Child child{kEndless};
-    ASSERT_EQ(child.Error(), 0u);
+    const RunningChild child{kEndless};
     FirstModule(child.Get());
     const OpenedProcess queried{PROCESS_QUERY_INFORMATION, child.Id()};
-    constexpr DWORD kDenied = ERROR_ACCESS_DENIED;
-    EXPECT_FALSE(TerminateProcess(queried.Get(), 0));
-    EXPECT_EQ(GetLastError(), kDenied);
-    EXPECT_EQ(WaitForSingleObject(queried.Get(), 0), static_cast<DWORD>(WAIT_FAILED));
-    EXPECT_EQ(GetLastError(), kDenied);
+    constexpr LSTATUS kDenied = ERROR_ACCESS_DENIED;
+    EXPECT_EQ(ErrorOf([&] { return TerminateProcess(queried.Get(), 0); }), kDenied);
+    EXPECT_EQ(ErrorOf([&] { return WaitForSingleObject(queried.Get(), 0) != WAIT_FAILED; }), kDenied);
     HMODULE module = nullptr;
     DWORD value = 0;
-    EXPECT_FALSE(EnumProcessModules(queried.Get(), &module, sizeof module, &value));
-    EXPECT_EQ(GetLastError(), kDenied);
+    EXPECT_EQ(ErrorOf([&] { return EnumProcessModules(queried.Get(), &module, sizeof module, &value); }), kDenied);
 
     const OpenedProcess terminated{PROCESS_TERMINATE, child.Id()};
-    EXPECT_FALSE(GetExitCodeProcess(terminated.Get(), &value));
-    EXPECT_EQ(GetLastError(), kDenied);
+    EXPECT_EQ(ErrorOf([&] { return GetExitCodeProcess(terminated.Get(), &value); }), kDenied);
 }
 
 TEST(OpenProcess, FailsForAnIdentifierOfNoProcess)
 {
     for (const DWORD id : {DWORD{0}, DWORD{0x7FFFFFF0}})
-        EXPECT_EQ(OpenedProcess(PROCESS_QUERY_INFORMATION, id).Error(), static_cast<DWORD>(ERROR_INVALID_PARAMETER))
-            << id;
+        EXPECT_EQ(OpenedProcess(PROCESS_QUERY_INFORMATION, id).Error(), ERROR_INVALID_PARAMETER) << id;
 }
 
 TEST(OpenProcess, FailsForTheSystemsOwnProcess)
@@ -360,14 +347,13 @@ TEST(OpenProcess, FailsForTheSystemsOwnProcess)
     if (IsOnWine())
         GTEST_SKIP() << "Wine has no such process";
     constexpr DWORD kSystem = 4;
-    EXPECT_EQ(OpenedProcess(PROCESS_TERMINATE, kSystem).Error(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+    EXPECT_EQ(OpenedProcess(PROCESS_TERMINATE, kSystem).Error(), ERROR_ACCESS_DENIED);
 }
 
 TEST(EnumProcesses, ListsTheProcessItselfAndItsChildren)
 {
     EXPECT_TRUE(IsListed(GetCurrentProcessId()));
-    const Child child{kEndless};
-    ASSERT_EQ(child.Error(), 0u);
+    const RunningChild child{kEndless};
     EXPECT_TRUE(IsListed(child.Id()));
 }
 
@@ -389,8 +375,7 @@ TEST(EnumProcesses, ListsAsManyAsFit)
 
 TEST(EnumProcessModules, GivesTheProgramFirst)
 {
-    const Child child{kEndless};
-    ASSERT_EQ(child.Error(), 0u);
+    const RunningChild child{kEndless};
     const OpenedProcess process{PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, child.Id()};
     const HMODULE module = FirstModule(process.Get());
     ASSERT_TRUE(module != nullptr);
@@ -401,8 +386,7 @@ TEST(EnumProcessModules, GivesTheProgramFirst)
 
 TEST(EnumProcessModules, TellsTheSizeOfTheWholeListWhateverFits)
 {
-    const Child child{kEndless};
-    ASSERT_EQ(child.Error(), 0u);
+    const RunningChild child{kEndless};
     FirstModule(child.Get());
     HMODULE module = nullptr;
     DWORD needed = 0;

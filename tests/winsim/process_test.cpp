@@ -143,9 +143,8 @@ TEST(GetEnvironmentVariableA, GivesTheNeededSizeWithTheTerminator)
 TEST(GetEnvironmentVariableA, FailsForAnUnknownName)
 {
     char value[16] = "untouched";
-    SetLastError(0);
-    EXPECT_EQ(GetEnvironmentVariableA("KELO_CONFORMANCE_NOT", value, sizeof value), 0u);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ENVVAR_NOT_FOUND));
+    EXPECT_EQ(ErrorOf([&] { return GetEnvironmentVariableA("KELO_CONFORMANCE_NOT", value, sizeof value) != 0; }),
+              ERROR_ENVVAR_NOT_FOUND);
 }
 
 TEST(GetCurrentProcess, IsThePseudoHandle)

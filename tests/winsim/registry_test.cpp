@@ -186,12 +186,12 @@ TEST(RegQueryValueExA, SaysMoreDataWithTheNeededSize)
     {
         const Queried text = Query(key, "text", room);
         EXPECT_EQ(text.status, ERROR_MORE_DATA);
-        EXPECT_EQ(text.type, static_cast<DWORD>(REG_SZ));
+        EXPECT_EQ(text.type, DWORD{REG_SZ});
         EXPECT_EQ(text.size, 5u);
     }
     const Queried number = Query(key, "number", 3);
     EXPECT_EQ(number.status, ERROR_MORE_DATA);
-    EXPECT_EQ(number.type, static_cast<DWORD>(REG_DWORD));
+    EXPECT_EQ(number.type, DWORD{REG_DWORD});
     EXPECT_EQ(number.size, 4u);
     EXPECT_EQ(Query(key, "text", 5).status, ERROR_SUCCESS);
 }
@@ -203,7 +203,7 @@ TEST(RegQueryValueExA, GivesTheSizeForNoBuffer)
     DWORD type = 77;
     DWORD size = 1;
     EXPECT_EQ(RegQueryValueExA(key, "text", nullptr, &type, nullptr, &size), ERROR_SUCCESS);
-    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    EXPECT_EQ(type, DWORD{REG_SZ});
     EXPECT_EQ(size, 5u);
     EXPECT_EQ(RegQueryValueExA(key, "text", nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
     EXPECT_EQ(RegQueryValueExA(key, "other", nullptr, nullptr, nullptr, nullptr), ERROR_FILE_NOT_FOUND);
@@ -271,7 +271,7 @@ TEST(RegQueryValueExA, GivesNothingForTextOfNoBytes)
     EXPECT_EQ(RegSetValueExA(key, "text", 0, REG_SZ, nullptr, 0), ERROR_SUCCESS);
     const Queried queried = Query(key, "text");
     EXPECT_EQ(queried.status, ERROR_SUCCESS);
-    EXPECT_EQ(queried.type, static_cast<DWORD>(REG_SZ));
+    EXPECT_EQ(queried.type, DWORD{REG_SZ});
     EXPECT_EQ(queried.size, 0u);
     EXPECT_EQ(queried.buffer[0], '.');
 }

@@ -12,14 +12,8 @@
 namespace
 {
 
-SID_IDENTIFIER_AUTHORITY NtAuthority()
+PSID MakeSid(BYTE count, DWORD first, DWORD second, SID_IDENTIFIER_AUTHORITY authority = {SECURITY_NT_AUTHORITY})
 {
-    return {SECURITY_NT_AUTHORITY};
-}
-
-PSID MakeSid(BYTE count, DWORD first, DWORD second)
-{
-    SID_IDENTIFIER_AUTHORITY authority = NtAuthority();
     PSID sid = nullptr;
     EXPECT_TRUE(AllocateAndInitializeSid(&authority, count, first, second, 0, 0, 0, 0, 0, 0, &sid));
     return sid;
@@ -32,8 +26,51 @@ std::vector<BYTE> BytesOf(const void* memory, std::size_t size)
     return bytes;
 }
 
+EXPLICIT_ACCESS_W ExplicitAccess(PSID sid, DWORD access, DWORD inheritance)
+{
+    EXPLICIT_ACCESS_W entry{};
+    entry.grfAccessPermissions = access;
+    entry.grfAccessMode = SET_ACCESS;
+    entry.grfInheritance = inheritance;
+    entry.Trustee.TrusteeForm = TRUSTEE_IS_SID;
+    entry.Trustee.TrusteeType = TRUSTEE_IS_GROUP;
+    entry.Trustee.ptstrName = static_cast<LPWSTR>(sid);
+    return entry;
+}
+
 const std::vector<BYTE> kUsers = {1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x21, 2, 0, 0};
 const std::vector<BYTE> kAdministrators = {1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x20, 2, 0, 0};
+
+// What a query about an object's security gives.
+struct SecurityOf
+{
+    SecurityOf(const std::wstring& name, SE_OBJECT_TYPE type, SECURITY_INFORMATION what)
+        : error(static_cast<LSTATUS>(
+              GetNamedSecurityInfoW(name.c_str(), type, what, &owner, nullptr, &list, nullptr, &descriptor)))
+    {}
+    ~SecurityOf() { EXPECT_TRUE(LocalFree(descriptor) == nullptr); }
+    SecurityOf(const SecurityOf&) = delete;
+    SecurityOf& operator=(const SecurityOf&) = delete;
+
+    PSID owner = nullptr;
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    LSTATUS error;
+};
+
+std::vector<BYTE> OwnerOf(const std::wstring& name, SE_OBJECT_TYPE type)
+{
+    const SecurityOf security(name, type, OWNER_SECURITY_INFORMATION);
+    EXPECT_EQ(security.error, 0);
+    return BytesOf(security.owner, kAdministrators.size());
+}
+
+// The error of giving an object an access list.
+LSTATUS SetError(std::wstring name, SE_OBJECT_TYPE type, PACL list, SECURITY_INFORMATION how = 0)
+{
+    return static_cast<LSTATUS>(
+        SetNamedSecurityInfoW(name.data(), type, DACL_SECURITY_INFORMATION | how, nullptr, nullptr, list, nullptr));
+}
 
 // Users may read, administrators may do everything.
 class AccessLists : public testing::Test
@@ -51,22 +88,10 @@ protected:
         LocalFree(m_list);
     }
 
-    static EXPLICIT_ACCESS_W EntryOf(PSID sid, DWORD access, DWORD inheritance)
-    {
-        EXPLICIT_ACCESS_W entry{};
-        entry.grfAccessPermissions = access;
-        entry.grfAccessMode = SET_ACCESS;
-        entry.grfInheritance = inheritance;
-        entry.Trustee.TrusteeForm = TRUSTEE_IS_SID;
-        entry.Trustee.TrusteeType = TRUSTEE_IS_GROUP;
-        entry.Trustee.ptstrName = static_cast<LPWSTR>(sid);
-        return entry;
-    }
-
     PACL MakeList(DWORD inheritance = CONTAINER_INHERIT_ACE)
     {
-        EXPLICIT_ACCESS_W entries[] = {EntryOf(m_users, GENERIC_READ, inheritance),
-                                       EntryOf(m_administrators, GENERIC_ALL, inheritance)};
+        EXPLICIT_ACCESS_W entries[] = {ExplicitAccess(m_users, GENERIC_READ, inheritance),
+                                       ExplicitAccess(m_administrators, GENERIC_ALL, inheritance)};
         EXPECT_EQ(SetEntriesInAclW(2, entries, nullptr, &m_list), DWORD{ERROR_SUCCESS});
         return m_list;
     }
@@ -107,11 +132,9 @@ TEST(AllocateAndInitializeSid, LaysASidOut)
 
 TEST(AllocateAndInitializeSid, TakesEightSubAuthoritiesAtMost)
 {
-    SID_IDENTIFIER_AUTHORITY authority = NtAuthority();
+    SID_IDENTIFIER_AUTHORITY authority = {SECURITY_NT_AUTHORITY};
     PSID sid = nullptr;
-    SetLastError(ERROR_SUCCESS);
-    EXPECT_FALSE(AllocateAndInitializeSid(&authority, 9, 1, 2, 3, 4, 5, 6, 7, 8, &sid));
-    EXPECT_EQ(GetLastError(), 1337u);
+    EXPECT_EQ(ErrorOf([&] { return AllocateAndInitializeSid(&authority, 9, 1, 2, 3, 4, 5, 6, 7, 8, &sid); }), 1337);
 }
 
 // ---- Lists ----
@@ -130,8 +153,7 @@ TEST_F(AccessLists, KeepTheOrderAndTheGenericRightsOfTheirEntries)
 
 std::wstring ObjectNameOfKey(const std::string& key)
 {
-    const std::string name = "MACHINE\\" + key;
-    return {name.begin(), name.end()};
+    return Wide("MACHINE\\" + key);
 }
 
 void MakeKey(const std::string& name)
@@ -145,20 +167,14 @@ void MakeKey(const std::string& name)
 TEST_F(AccessLists, AKeyGivesTheListBackThatItGot)
 {
     MakeKey(TestKeyName());
-    std::wstring name = ObjectNameOfKey(TestKeyName());
-    ASSERT_EQ(SetNamedSecurityInfoW(name.data(), SE_REGISTRY_KEY, DACL_SECURITY_INFORMATION, nullptr, nullptr,
-                                    MakeList(), nullptr),
-              DWORD{ERROR_SUCCESS});
-    PACL list = nullptr;
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    ASSERT_EQ(GetNamedSecurityInfoW(name.c_str(), SE_REGISTRY_KEY, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list,
-                                    nullptr, &descriptor),
-              DWORD{ERROR_SUCCESS});
-    ASSERT_TRUE(list != nullptr);
-    EXPECT_EQ(list->AceCount, 2);
-    ExpectEntry(list, 0, CONTAINER_INHERIT_ACE, GENERIC_READ, kUsers);
-    ExpectEntry(list, 1, CONTAINER_INHERIT_ACE, GENERIC_ALL, kAdministrators);
-    EXPECT_TRUE(LocalFree(descriptor) == nullptr);
+    const std::wstring name = ObjectNameOfKey(TestKeyName());
+    ASSERT_EQ(SetError(name, SE_REGISTRY_KEY, MakeList()), 0);
+    const SecurityOf security(name, SE_REGISTRY_KEY, DACL_SECURITY_INFORMATION);
+    ASSERT_EQ(security.error, 0);
+    ASSERT_TRUE(security.list != nullptr);
+    EXPECT_EQ(security.list->AceCount, 2);
+    ExpectEntry(security.list, 0, CONTAINER_INHERIT_ACE, GENERIC_READ, kUsers);
+    ExpectEntry(security.list, 1, CONTAINER_INHERIT_ACE, GENERIC_ALL, kAdministrators);
 }
 
 TEST_F(AccessLists, AKeyGetsAnOwner)
@@ -168,49 +184,32 @@ TEST_F(AccessLists, AKeyGetsAnOwner)
     ASSERT_EQ(SetNamedSecurityInfoW(name.data(), SE_REGISTRY_KEY, OWNER_SECURITY_INFORMATION, m_administrators, nullptr,
                                     nullptr, nullptr),
               DWORD{ERROR_SUCCESS});
-    PSID owner = nullptr;
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    ASSERT_EQ(GetNamedSecurityInfoW(name.c_str(), SE_REGISTRY_KEY, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr,
-                                    nullptr, &descriptor),
-              DWORD{ERROR_SUCCESS});
-    EXPECT_EQ(BytesOf(owner, kAdministrators.size()), kAdministrators);
-    EXPECT_TRUE(LocalFree(descriptor) == nullptr);
+    EXPECT_EQ(OwnerOf(name, SE_REGISTRY_KEY), kAdministrators);
 }
 
-DWORD SetError(std::wstring name, SE_OBJECT_TYPE type, PACL list)
+LSTATUS GetError(const std::wstring& name, SE_OBJECT_TYPE type)
 {
-    return SetNamedSecurityInfoW(name.data(), type, DACL_SECURITY_INFORMATION, nullptr, nullptr, list, nullptr);
-}
-
-DWORD GetError(const std::wstring& name, SE_OBJECT_TYPE type)
-{
-    PACL list = nullptr;
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    const DWORD error = GetNamedSecurityInfoW(name.c_str(), type, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list,
-                                              nullptr, &descriptor);
-    LocalFree(descriptor);
-    return error;
+    return SecurityOf(name, type, DACL_SECURITY_INFORMATION).error;
 }
 
 TEST_F(AccessLists, AKeyThatIsNotThereIsAFileThatWasNotFound)
 {
     const std::wstring name = ObjectNameOfKey(TestKeyName());
-    EXPECT_EQ(SetError(name, SE_REGISTRY_KEY, MakeList()), 2u);
-    EXPECT_EQ(GetError(name, SE_REGISTRY_KEY), 2u);
+    EXPECT_EQ(SetError(name, SE_REGISTRY_KEY, MakeList()), 2);
+    EXPECT_EQ(GetError(name, SE_REGISTRY_KEY), 2);
 }
 
 TEST_F(AccessLists, ANameBelowNoRootIsAWrongParameter)
 {
-    EXPECT_EQ(SetError(L"NOWHERE\\SOFTWARE", SE_REGISTRY_KEY, MakeList()), 87u);
-    EXPECT_EQ(GetError(L"NOWHERE\\SOFTWARE", SE_REGISTRY_KEY), 87u);
+    EXPECT_EQ(SetError(L"NOWHERE\\SOFTWARE", SE_REGISTRY_KEY, MakeList()), 87);
+    EXPECT_EQ(GetError(L"NOWHERE\\SOFTWARE", SE_REGISTRY_KEY), 87);
 }
 
 // ---- Files ----
 
 std::wstring WideDirectory()
 {
-    const std::string path = TestDirectory();
-    return {path.begin(), path.end()};
+    return Wide(TestDirectory());
 }
 
 void MakeFile(const std::wstring& path)
@@ -228,35 +227,21 @@ void MakeDirectory(const std::wstring& path)
 TEST_F(AccessLists, FilesSayWhetherTheyOrTheirDirectoryIsMissing)
 {
     const std::wstring top = WideDirectory();
-    EXPECT_EQ(GetError(top, SE_FILE_OBJECT), 0u);
-    EXPECT_EQ(GetError(top + L"\\none", SE_FILE_OBJECT), 2u);
-    EXPECT_EQ(GetError(top + L"\\none\\none", SE_FILE_OBJECT), 3u);
-    EXPECT_EQ(SetError(top + L"\\none", SE_FILE_OBJECT, MakeList()), 2u);
-    EXPECT_EQ(SetError(top + L"\\none\\none", SE_FILE_OBJECT, m_list), 3u);
+    EXPECT_EQ(GetError(top, SE_FILE_OBJECT), 0);
+    EXPECT_EQ(GetError(top + L"\\none", SE_FILE_OBJECT), 2);
+    EXPECT_EQ(GetError(top + L"\\none\\none", SE_FILE_OBJECT), 3);
+    EXPECT_EQ(SetError(top + L"\\none", SE_FILE_OBJECT, MakeList()), 2);
+    EXPECT_EQ(SetError(top + L"\\none\\none", SE_FILE_OBJECT, m_list), 3);
 }
 
 TEST_F(AccessLists, AFileTakesAProtectedList)
 {
-    std::wstring path = WideDirectory();
-    EXPECT_EQ(SetNamedSecurityInfoW(path.data(), SE_FILE_OBJECT,
-                                    DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION, nullptr, nullptr,
-                                    MakeList(OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE), nullptr),
-              DWORD{ERROR_SUCCESS});
+    EXPECT_EQ(SetError(WideDirectory(), SE_FILE_OBJECT, MakeList(OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE),
+                       PROTECTED_DACL_SECURITY_INFORMATION),
+              0);
 }
 
 // ---- Owners ----
-
-std::vector<BYTE> OwnerOf(const std::wstring& name, SE_OBJECT_TYPE type)
-{
-    PSID owner = nullptr;
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    EXPECT_EQ(GetNamedSecurityInfoW(name.c_str(), type, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr,
-                                    &descriptor),
-              DWORD{ERROR_SUCCESS});
-    const std::vector<BYTE> bytes = BytesOf(owner, kAdministrators.size());
-    EXPECT_TRUE(LocalFree(descriptor) == nullptr);
-    return bytes;
-}
 
 TEST(Owners, AnAdministratorsNewKeysBelongToTheAdministrators)
 {
@@ -292,22 +277,20 @@ TEST_F(AccessLists, TheOwnerMayAlwaysReadAndReplaceTheList)
     MakeKey(TestKeyName());
     const std::wstring name = ObjectNameOfKey(TestKeyName());
     const PSID localSystem = MakeSid(1, 18, 0);
-    EXPLICIT_ACCESS_W entry = EntryOf(localSystem, KEY_QUERY_VALUE, 0);
+    EXPLICIT_ACCESS_W entry = ExplicitAccess(localSystem, KEY_QUERY_VALUE, 0);
     PACL nobodyElse = nullptr;
     ASSERT_EQ(SetEntriesInAclW(1, &entry, nullptr, &nobodyElse), DWORD{ERROR_SUCCESS});
-    EXPECT_EQ(SetError(name, SE_REGISTRY_KEY, nobodyElse), 0u);
+    EXPECT_EQ(SetError(name, SE_REGISTRY_KEY, nobodyElse), 0);
     EXPECT_EQ(OpenKeyStatus(TestKeyName(), KEY_QUERY_VALUE), 5);
     EXPECT_EQ(OpenKeyStatus(TestKeyName(), READ_CONTROL | WRITE_DAC), 0);
-    EXPECT_EQ(GetError(name, SE_REGISTRY_KEY), 0u);
-    EXPECT_EQ(SetError(name, SE_REGISTRY_KEY, MakeList()), 0u);
+    EXPECT_EQ(GetError(name, SE_REGISTRY_KEY), 0);
+    EXPECT_EQ(SetError(name, SE_REGISTRY_KEY, MakeList()), 0);
     EXPECT_EQ(OpenKeyStatus(TestKeyName(), KEY_QUERY_VALUE), 0);
     LocalFree(nobodyElse);
     FreeSid(localSystem);
 }
 
 // ---- Inheritance ----
-
-constexpr char kKeepsOwnLists[] = "Wine's keys and files have lists of their own, and hand nothing down";
 
 constexpr DWORD kObjects = OBJECT_INHERIT_ACE;
 constexpr DWORD kContainers = CONTAINER_INHERIT_ACE;
@@ -343,32 +326,20 @@ constexpr Entry kEntries[] = {
 
 PSID SidOf(const Entry& entry)
 {
-    SID_IDENTIFIER_AUTHORITY authority = {{0, 0, 0, 0, 0, entry.authority}};
     const bool isGroup = entry.account >= 500;
-    PSID sid = nullptr;
-    EXPECT_TRUE(AllocateAndInitializeSid(&authority, isGroup ? 2 : 1, isGroup ? 32 : entry.account, entry.account, 0, 0,
-                                         0, 0, 0, 0, &sid));
-    return sid;
+    return MakeSid(isGroup ? 2 : 1, isGroup ? 32 : entry.account, entry.account, {{0, 0, 0, 0, 0, entry.authority}});
 }
 
 // Gives an object an access list with these entries.
-void SetEntries(std::wstring name, SE_OBJECT_TYPE type, const std::vector<Entry>& entries, SECURITY_INFORMATION how)
+void SetEntries(const std::wstring& name, SE_OBJECT_TYPE type, const std::vector<Entry>& entries,
+                SECURITY_INFORMATION how)
 {
     std::vector<EXPLICIT_ACCESS_W> list;
     for (const Entry& entry : entries)
-    {
-        EXPLICIT_ACCESS_W one{};
-        one.grfAccessPermissions = entry.mask;
-        one.grfAccessMode = SET_ACCESS;
-        one.grfInheritance = entry.flags;
-        one.Trustee.TrusteeForm = TRUSTEE_IS_SID;
-        one.Trustee.ptstrName = static_cast<LPWSTR>(SidOf(entry));
-        list.push_back(one);
-    }
+        list.push_back(ExplicitAccess(SidOf(entry), entry.mask, entry.flags));
     PACL acl = nullptr;
     EXPECT_EQ(SetEntriesInAclW(static_cast<ULONG>(list.size()), list.data(), nullptr, &acl), DWORD{ERROR_SUCCESS});
-    EXPECT_EQ(SetNamedSecurityInfoW(name.data(), type, DACL_SECURITY_INFORMATION | how, nullptr, nullptr, acl, nullptr),
-              DWORD{ERROR_SUCCESS});
+    EXPECT_EQ(SetError(name, type, acl, how), 0);
     LocalFree(acl);
     for (const EXPLICIT_ACCESS_W& one : list)
         FreeSid(one.Trustee.ptstrName);
@@ -376,14 +347,11 @@ void SetEntries(std::wstring name, SE_OBJECT_TYPE type, const std::vector<Entry>
 
 std::vector<Entry> EntriesOf(const std::wstring& name, SE_OBJECT_TYPE type)
 {
-    PACL list = nullptr;
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    EXPECT_EQ(GetNamedSecurityInfoW(name.c_str(), type, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list, nullptr,
-                                    &descriptor),
-              DWORD{ERROR_SUCCESS});
+    const SecurityOf security(name, type, DACL_SECURITY_INFORMATION);
+    EXPECT_EQ(security.error, 0);
     std::vector<Entry> entries;
-    const BYTE* position = reinterpret_cast<const BYTE*>(list + 1);
-    for (WORD i = 0; list != nullptr && i < list->AceCount; ++i)
+    const BYTE* position = reinterpret_cast<const BYTE*>(security.list + 1);
+    for (WORD i = 0; security.list != nullptr && i < security.list->AceCount; ++i)
     {
         ACE_HEADER header{};
         std::memcpy(&header, position, sizeof header);
@@ -393,7 +361,6 @@ std::vector<Entry> EntriesOf(const std::wstring& name, SE_OBJECT_TYPE type)
         entries.push_back(entry);
         position += header.AceSize;
     }
-    EXPECT_TRUE(LocalFree(descriptor) == nullptr);
     return entries;
 }
 
@@ -429,10 +396,18 @@ std::vector<Entry> InheritedByContainer(DWORD all, DWORD read, DWORD write)
     };
 }
 
-TEST(Inheritance, ANewFileGetsWhatItsDirectoryHandsToFiles)
+class Inheritance : public testing::Test
 {
-    if (IsOnWine())
-        GTEST_SKIP() << kKeepsOwnLists;
+protected:
+    void SetUp() override
+    {
+        if (IsOnWine())
+            GTEST_SKIP() << "Wine's keys and files have lists of their own, and hand nothing down";
+    }
+};
+
+TEST_F(Inheritance, ANewFileGetsWhatItsDirectoryHandsToFiles)
+{
     const std::wstring top = OpenDirectory();
     MakeFile(top + L"\\file");
     EXPECT_TRUE(CopyFileW((top + L"\\file").c_str(), (top + L"\\copy").c_str(), TRUE));
@@ -440,10 +415,8 @@ TEST(Inheritance, ANewFileGetsWhatItsDirectoryHandsToFiles)
     EXPECT_EQ(EntriesOf(top + L"\\copy", SE_FILE_OBJECT), kInheritedByFile);
 }
 
-TEST(Inheritance, ANewDirectoryGetsWhatItsDirectoryHandsToDirectoriesAndHandsItOn)
+TEST_F(Inheritance, ANewDirectoryGetsWhatItsDirectoryHandsToDirectoriesAndHandsItOn)
 {
-    if (IsOnWine())
-        GTEST_SKIP() << kKeepsOwnLists;
     const std::wstring top = OpenDirectory();
     MakeDirectory(top + L"\\one\\two");
     std::vector<Entry> expected = InheritedByContainer(0x1F01FF, 0x120089, 0x120116);
@@ -452,19 +425,15 @@ TEST(Inheritance, ANewDirectoryGetsWhatItsDirectoryHandsToDirectoriesAndHandsItO
     EXPECT_EQ(EntriesOf(top + L"\\one\\two", SE_FILE_OBJECT), expected);
 }
 
-TEST(Inheritance, ANewKeyGetsWhatTheKeyAboveHandsDown)
+TEST_F(Inheritance, ANewKeyGetsWhatTheKeyAboveHandsDown)
 {
-    if (IsOnWine())
-        GTEST_SKIP() << kKeepsOwnLists;
     const std::wstring top = OpenKeyName();
     MakeKey(TestKeyName() + "\\below");
     EXPECT_EQ(EntriesOf(top + L"\\below", SE_REGISTRY_KEY), InheritedByContainer(0xF003F, 0x20019, 0x20006));
 }
 
-TEST(Inheritance, AListThatIsNotProtectedIsFollowedByWhatIsInherited)
+TEST_F(Inheritance, AListThatIsNotProtectedIsFollowedByWhatIsInherited)
 {
-    if (IsOnWine())
-        GTEST_SKIP() << kKeepsOwnLists;
     const std::wstring file = OpenDirectory() + L"\\file";
     MakeFile(file);
     const std::vector<Entry> own = {{5, 546, 0, 0x120089}};
@@ -481,22 +450,14 @@ TEST(Inheritance, AListThatIsNotProtectedIsFollowedByWhatIsInherited)
     EXPECT_EQ(EntriesOf(file, SE_FILE_OBJECT), both);
 }
 
-TEST(Inheritance, AListThatIsSetAsItWasReadStaysTheSame)
+TEST_F(Inheritance, AListThatIsSetAsItWasReadStaysTheSame)
 {
-    if (IsOnWine())
-        GTEST_SKIP() << kKeepsOwnLists;
-    std::wstring file = OpenDirectory() + L"\\file";
+    const std::wstring file = OpenDirectory() + L"\\file";
     MakeFile(file);
     const auto setAsRead = [&](SECURITY_INFORMATION how) {
-        PACL list = nullptr;
-        PSECURITY_DESCRIPTOR descriptor = nullptr;
-        EXPECT_EQ(GetNamedSecurityInfoW(file.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
-                                        &list, nullptr, &descriptor),
-                  DWORD{ERROR_SUCCESS});
-        EXPECT_EQ(SetNamedSecurityInfoW(file.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | how, nullptr, nullptr,
-                                        list, nullptr),
-                  DWORD{ERROR_SUCCESS});
-        EXPECT_TRUE(LocalFree(descriptor) == nullptr);
+        const SecurityOf security(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION);
+        EXPECT_EQ(security.error, 0);
+        EXPECT_EQ(SetError(file, SE_FILE_OBJECT, security.list, how), 0);
     };
     setAsRead(0);
     EXPECT_EQ(EntriesOf(file, SE_FILE_OBJECT), kInheritedByFile);
@@ -509,10 +470,8 @@ TEST(Inheritance, AListThatIsSetAsItWasReadStaysTheSame)
     EXPECT_EQ(EntriesOf(file, SE_FILE_OBJECT), own);
 }
 
-TEST(Inheritance, WhenNothingIsHandedDownTheCreatorsDefaultCounts)
+TEST_F(Inheritance, WhenNothingIsHandedDownTheCreatorsDefaultCounts)
 {
-    if (IsOnWine())
-        GTEST_SKIP() << kKeepsOwnLists;
     const std::wstring top = WideDirectory();
     SetEntries(top, SE_FILE_OBJECT, {{5, 544, kContainers, GENERIC_ALL}}, PROTECTED_DACL_SECURITY_INFORMATION);
     MakeFile(top + L"\\file");
@@ -522,98 +481,90 @@ TEST(Inheritance, WhenNothingIsHandedDownTheCreatorsDefaultCounts)
 
 // ---- Privileges ----
 
-class Tokens : public testing::Test
+// The process's token, opened for some access.
+class Token
 {
-protected:
-    static HANDLE Open(DWORD access)
+public:
+    explicit Token(DWORD access) { EXPECT_TRUE(OpenProcessToken(GetCurrentProcess(), access, &m_token)); }
+    ~Token() { EXPECT_TRUE(CloseHandle(m_token)); }
+    Token(const Token&) = delete;
+    Token& operator=(const Token&) = delete;
+
+    BOOL Adjust(const LUID_AND_ATTRIBUTES& privilege) const
     {
-        HANDLE token = nullptr;
-        EXPECT_TRUE(OpenProcessToken(GetCurrentProcess(), access, &token));
-        return token;
+        TOKEN_PRIVILEGES privileges{1, {privilege}};
+        return AdjustTokenPrivileges(m_token, FALSE, &privileges, sizeof privileges, nullptr, nullptr);
+    }
+    BOOL GetUser(void* buffer, DWORD& size) const
+    {
+        return GetTokenInformation(m_token, TokenUser, buffer, size, &size);
     }
 
-    static TOKEN_PRIVILEGES OnePrivilege(const char* name)
-    {
-        TOKEN_PRIVILEGES privileges{};
-        privileges.PrivilegeCount = 1;
-        privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
-        EXPECT_TRUE(LookupPrivilegeValueA(nullptr, name, &privileges.Privileges[0].Luid));
-        return privileges;
-    }
+private:
+    HANDLE m_token = nullptr;
 };
 
-TEST_F(Tokens, ThePrivilegeToTakeOwnershipHasItsNumber)
+LUID_AND_ATTRIBUTES TakeOwnership(DWORD attributes = SE_PRIVILEGE_ENABLED)
 {
-    const LUID luid = OnePrivilege("SeTakeOwnershipPrivilege").Privileges[0].Luid;
-    EXPECT_EQ(luid.LowPart, 9u);
-    EXPECT_EQ(luid.HighPart, 0);
+    LUID_AND_ATTRIBUTES privilege{{}, attributes};
+    EXPECT_TRUE(LookupPrivilegeValueA(nullptr, "SeTakeOwnershipPrivilege", &privilege.Luid));
+    return privilege;
 }
 
-TEST_F(Tokens, AnUnknownPrivilegeHasNoNumber)
+TEST(Tokens, ThePrivilegeToTakeOwnershipHasItsNumber)
+{
+    EXPECT_EQ(TakeOwnership().Luid.LowPart, 9u);
+    EXPECT_EQ(TakeOwnership().Luid.HighPart, 0);
+}
+
+TEST(Tokens, AnUnknownPrivilegeHasNoNumber)
 {
     LUID luid{};
-    SetLastError(ERROR_SUCCESS);
-    EXPECT_FALSE(LookupPrivilegeValueA(nullptr, "SeKeloPrivilege", &luid));
-    EXPECT_EQ(GetLastError(), 1313u);
+    EXPECT_EQ(ErrorOf([&] { return LookupPrivilegeValueA(nullptr, "SeKeloPrivilege", &luid); }), 1313);
 }
 
-TEST_F(Tokens, APrivilegeThatIsHeldIsSetAndTheLastErrorWithIt)
+TEST(Tokens, APrivilegeThatIsHeldIsSetAndTheLastErrorWithIt)
 {
-    const HANDLE token = Open(TOKEN_ADJUST_PRIVILEGES);
-    TOKEN_PRIVILEGES privileges = OnePrivilege("SeTakeOwnershipPrivilege");
+    const Token token(TOKEN_ADJUST_PRIVILEGES);
     for (const DWORD attributes : {DWORD{SE_PRIVILEGE_ENABLED}, DWORD{0}})
     {
-        privileges.Privileges[0].Attributes = attributes;
+        const LUID_AND_ATTRIBUTES privilege = TakeOwnership(attributes);
         SetLastError(77);
-        EXPECT_TRUE(AdjustTokenPrivileges(token, FALSE, &privileges, sizeof privileges, nullptr, nullptr));
+        EXPECT_TRUE(token.Adjust(privilege));
         EXPECT_EQ(GetLastError(), 0u);
     }
-    EXPECT_TRUE(CloseHandle(token));
 }
 
-TEST_F(Tokens, APrivilegeThatIsNotHeldShowsInTheLastErrorAlone)
+TEST(Tokens, APrivilegeThatIsNotHeldShowsInTheLastErrorAlone)
 {
     if (IsOnWine())
         GTEST_SKIP() << "Wine says nothing";
-    const HANDLE token = Open(TOKEN_ADJUST_PRIVILEGES);
-    TOKEN_PRIVILEGES privileges{};
-    privileges.PrivilegeCount = 1;
-    privileges.Privileges[0] = {{0x7FFFFFFF, 0}, SE_PRIVILEGE_ENABLED};
-    EXPECT_TRUE(AdjustTokenPrivileges(token, FALSE, &privileges, sizeof privileges, nullptr, nullptr));
+    const Token token(TOKEN_ADJUST_PRIVILEGES);
+    EXPECT_TRUE(token.Adjust({{0x7FFFFFFF, 0}, SE_PRIVILEGE_ENABLED}));
     EXPECT_EQ(GetLastError(), 1300u);
-    EXPECT_TRUE(CloseHandle(token));
 }
 
-TEST_F(Tokens, ATokenMustBeOpenedForIt)
+TEST(Tokens, ATokenMustBeOpenedForIt)
 {
-    const HANDLE token = Open(TOKEN_QUERY);
-    TOKEN_PRIVILEGES privileges = OnePrivilege("SeTakeOwnershipPrivilege");
-    SetLastError(ERROR_SUCCESS);
-    EXPECT_FALSE(AdjustTokenPrivileges(token, FALSE, &privileges, sizeof privileges, nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), 5u);
-    EXPECT_TRUE(CloseHandle(token));
+    const Token token(TOKEN_QUERY);
+    const LUID_AND_ATTRIBUTES privilege = TakeOwnership();
+    EXPECT_EQ(ErrorOf([&] { return token.Adjust(privilege); }), 5);
 }
 
-TEST_F(Tokens, TheUserIsAValidSid)
+TEST(Tokens, TheUserIsAValidSid)
 {
-    const HANDLE token = Open(TOKEN_QUERY);
+    const Token token(TOKEN_QUERY);
     DWORD size = 0;
-    SetLastError(ERROR_SUCCESS);
-    EXPECT_FALSE(GetTokenInformation(token, TokenUser, nullptr, 0, &size));
-    EXPECT_EQ(GetLastError(), 122u);
+    EXPECT_EQ(ErrorOf([&] { return token.GetUser(nullptr, size); }), 122);
     std::vector<BYTE> buffer(size);
-    EXPECT_TRUE(GetTokenInformation(token, TokenUser, buffer.data(), size, &size));
+    EXPECT_TRUE(token.GetUser(buffer.data(), size));
     TOKEN_USER user{};
     std::memcpy(&user, buffer.data(), sizeof user);
     EXPECT_TRUE(IsValidSid(user.User.Sid));
     EXPECT_TRUE(EqualSid(user.User.Sid, user.User.Sid));
     EXPECT_EQ(GetSidIdentifierAuthority(user.User.Sid)->Value[5], 5);
-    EXPECT_TRUE(CloseHandle(token));
-
-    const HANDLE other = Open(TOKEN_ADJUST_PRIVILEGES);
-    EXPECT_FALSE(GetTokenInformation(other, TokenUser, buffer.data(), size, &size));
-    EXPECT_EQ(GetLastError(), 5u);
-    EXPECT_TRUE(CloseHandle(other));
+    const Token other(TOKEN_ADJUST_PRIVILEGES);
+    EXPECT_EQ(ErrorOf([&] { return other.GetUser(buffer.data(), size); }), 5);
 }
 
 TEST_F(AccessLists, ASidTellsItsParts)

@@ -16,6 +16,20 @@ std::FILE* OpenToAppend(const std::string& path)
     return _fsopen(path.c_str(), "a", _SH_DENYNO);
 }
 
+void ExpectOpens(const std::string& path)
+{
+    std::FILE* file = OpenToAppend(path);
+    ASSERT_TRUE(file != nullptr);
+    EXPECT_EQ(std::fclose(file), 0);
+}
+
+// The errors of the runtime and of Windows.
+void ExpectFails(const std::string& path, int runtimeError, LSTATUS error)
+{
+    EXPECT_EQ(ErrorOf([&] { return OpenToAppend(path) != nullptr; }), error);
+    EXPECT_EQ(errno, runtimeError);
+}
+
 TEST(Fsopen, MakesAFileAndAppendsToIt)
 {
     const std::string path = TestDirectory() + "\\log.txt";
@@ -46,64 +60,48 @@ TEST(Fsopen, SharesTheFileWhenAsked)
 
 TEST(Fsopen, TakesSlashesOfEitherKind)
 {
-    std::FILE* file = OpenToAppend(TestDirectory() + "/log.txt");
-    ASSERT_TRUE(file != nullptr);
-    EXPECT_EQ(std::fclose(file), 0);
-}
-
-TEST(Fsopen, FailsWithoutTheDirectory)
-{
-    EXPECT_TRUE(OpenToAppend(TestDirectory() + "\\missing\\log.txt") == nullptr);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
-    EXPECT_EQ(errno, ENOENT);
-}
-
-TEST(Fsopen, FailsForADirectory)
-{
-    EXPECT_TRUE(OpenToAppend(TestDirectory()) == nullptr);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
-    EXPECT_EQ(errno, EACCES);
+    ExpectOpens(TestDirectory() + "/log.txt");
 }
 
 TEST(Fsopen, OpensANameThatIsTakenAsItStands)
 {
     const std::string top = TestDirectory();
-    std::FILE* file = OpenToAppend(R"(\\?\)" + top + "\\log.txt");
-    ASSERT_TRUE(file != nullptr);
-    EXPECT_EQ(std::fclose(file), 0);
-    EXPECT_NE(GetFileAttributesA((top + "\\log.txt").c_str()), INVALID_FILE_ATTRIBUTES);
+    ExpectOpens(R"(\\?\)" + top + "\\log.txt");
+    EXPECT_TRUE(Exists(top + "\\log.txt"));
 }
 
 TEST(Fsopen, OpensANameWithoutADriveOnTheCurrentDrive)
 {
     const std::string top = TestDirectory();
-    std::FILE* file = OpenToAppend(top.substr(2) + "\\log.txt");
-    ASSERT_TRUE(file != nullptr);
-    EXPECT_EQ(std::fclose(file), 0);
-    EXPECT_NE(GetFileAttributesA((top + "\\log.txt").c_str()), INVALID_FILE_ATTRIBUTES);
+    ExpectOpens(top.substr(2) + "\\log.txt");
+    EXPECT_TRUE(Exists(top + "\\log.txt"));
 }
 
 TEST(Fsopen, ResolvesSteps)
 {
     const std::string top = TestDirectory();
-    std::FILE* file = OpenToAppend(top + "\\none\\..\\log.txt");
-    ASSERT_TRUE(file != nullptr);
-    EXPECT_EQ(std::fclose(file), 0);
-    EXPECT_NE(GetFileAttributesA((top + "\\log.txt").c_str()), INVALID_FILE_ATTRIBUTES);
+    ExpectOpens(top + "\\none\\..\\log.txt");
+    EXPECT_TRUE(Exists(top + "\\log.txt"));
+}
+
+TEST(Fsopen, FailsWithoutTheDirectory)
+{
+    ExpectFails(TestDirectory() + "\\missing\\log.txt", ENOENT, ERROR_PATH_NOT_FOUND);
+}
+
+TEST(Fsopen, FailsForADirectory)
+{
+    ExpectFails(TestDirectory(), EACCES, ERROR_ACCESS_DENIED);
 }
 
 TEST(Fsopen, FailsForANameThatCannotBe)
 {
-    EXPECT_TRUE(OpenToAppend("C:\\what?") == nullptr);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_NAME));
-    EXPECT_EQ(errno, EINVAL);
+    ExpectFails("C:\\what?", EINVAL, ERROR_INVALID_NAME);
 }
 
 TEST(Fsopen, FailsForNoName)
 {
-    EXPECT_TRUE(OpenToAppend("") == nullptr);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
-    EXPECT_EQ(errno, ENOENT);
+    ExpectFails("", ENOENT, ERROR_PATH_NOT_FOUND);
 }
 
 } // namespace

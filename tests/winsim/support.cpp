@@ -1,7 +1,10 @@
 // Functions that the conformance tests share.
 #include "tests/winsim/support.h"
 
+#include <share.h>
 #include <shlobj.h>
+
+#include <cstdio>
 
 namespace
 {
@@ -31,6 +34,16 @@ void AppendShown(std::string& shown, unsigned unit, int digits)
 void MisusesHandles()
 {
     testing::Test::RecordProperty("misuses", "handles");
+}
+
+LSTATUS ErrorOf(BOOL succeeded)
+{
+    return succeeded ? ERROR_SUCCESS : static_cast<LSTATUS>(GetLastError());
+}
+
+std::wstring Wide(const std::string& text)
+{
+    return {text.begin(), text.end()};
 }
 
 std::string Shown(const wchar_t* text)
@@ -64,9 +77,27 @@ std::string TestKeyName()
 
 std::string TestDirectory()
 {
-    char programData[MAX_PATH] = {};
-    SHGetFolderPathA(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, programData);
-    const std::string path = std::string(programData) + "\\KeloConformance\\" + NameOfTest();
+    const std::string path = FolderPath(CSIDL_COMMON_APPDATA) + "\\KeloConformance\\" + NameOfTest();
     EXPECT_EQ(SHCreateDirectoryExA(nullptr, path.c_str(), nullptr), ERROR_SUCCESS);
+    return path;
+}
+
+void MakeFile(const std::string& path, const char* text)
+{
+    std::FILE* file = _fsopen(path.c_str(), "a", _SH_DENYNO);
+    ASSERT_TRUE(file != nullptr);
+    EXPECT_GE(std::fputs(text, file), 0);
+    EXPECT_EQ(std::fclose(file), 0);
+}
+
+bool Exists(const std::string& path)
+{
+    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::string FolderPath(int csidl)
+{
+    char path[MAX_PATH] = {};
+    EXPECT_EQ(SHGetFolderPathA(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, path), S_OK);
     return path;
 }

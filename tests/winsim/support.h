@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <concepts>
 #include <cstddef>
 #include <string>
 
@@ -20,6 +21,20 @@ bool IsOnWine();
 // it fails a test that does not misuse any.
 void MisusesHandles();
 
+// The error of a call, by its result; 0 if it succeeded.
+LSTATUS ErrorOf(BOOL succeeded);
+
+// The same for a function that makes the call: whether the call sets the last error.
+template <std::invocable Call>
+LSTATUS ErrorOf(Call call)
+{
+    SetLastError(ERROR_SUCCESS);
+    return ErrorOf(call() ? TRUE : FALSE);
+}
+
+// ASCII as UTF-16.
+std::wstring Wide(const std::string& text);
+
 // UTF-16 as narrow text: ASCII as it is, everything else as <XXXX>.
 std::string Shown(const wchar_t* text);
 std::string Shown(const wchar_t* text, std::size_t length);
@@ -30,3 +45,13 @@ std::string Shown(const std::string& bytes);
 // A registry key below HKEY_LOCAL_MACHINE and a directory that belong only to the running test. Both are new.
 std::string TestKeyName();
 std::string TestDirectory();
+
+// Appends the text to a file, which need not exist.
+void MakeFile(const std::string& path, const char* text = "");
+
+bool Exists(const std::string& path);
+
+// The path of a known folder.
+std::string FolderPath(int csidl);
+
+inline constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;

@@ -50,25 +50,27 @@ TEST(MultiByteToWideChar, GivesTheSizeForNoBuffer)
 TEST(MultiByteToWideChar, FailsWhenTheBufferIsTooSmall)
 {
     wchar_t wide[16] = {};
-    SetLastError(0);
-    EXPECT_EQ(MultiByteToWideChar(CP_ACP, 0, "abcdef", -1, wide, 6), 0);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+    EXPECT_EQ(ErrorOf([&] { return MultiByteToWideChar(CP_ACP, 0, "abcdef", -1, wide, 6) != 0; }),
+              ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(Shown(wide, 7), "abcdef<0000>");
 }
 
+// Arguments of a conversion from text in characters of a type, and its error.
+template <typename Character>
+struct WrongArguments
+{
+    UINT codePage;
+    DWORD flags;
+    const Character* text;
+    int length;
+    bool hasBuffer;
+    int size;
+    LSTATUS error;
+};
+
 TEST(MultiByteToWideChar, RefusesWrongArguments)
 {
-    struct Case
-    {
-        UINT codePage;
-        DWORD flags;
-        const char* text;
-        int length;
-        bool hasBuffer;
-        int size;
-        DWORD error;
-    };
-    constexpr Case kCases[] = {
+    constexpr WrongArguments<char> kCases[] = {
         {CP_ACP, 0, "abc", 0, true, 8, ERROR_INVALID_PARAMETER},
         {CP_ACP, 0, nullptr, 3, true, 8, ERROR_INVALID_PARAMETER},
         {CP_ACP, 0, "abc", -1, true, -1, ERROR_INVALID_PARAMETER},
@@ -76,14 +78,12 @@ TEST(MultiByteToWideChar, RefusesWrongArguments)
         {12345, 0, "abc", -1, true, 8, ERROR_INVALID_PARAMETER},
         {CP_ACP, 0x100, "abc", -1, true, 8, ERROR_INVALID_FLAGS},
     };
-    for (std::size_t i = 0; i < std::size(kCases); ++i)
+    for (const auto& [codePage, flags, text, length, hasBuffer, size, error] : kCases)
     {
-        const Case& c = kCases[i];
         wchar_t wide[8] = {};
         SetLastError(0);
-        EXPECT_EQ(MultiByteToWideChar(c.codePage, c.flags, c.text, c.length, c.hasBuffer ? wide : nullptr, c.size), 0)
-            << i;
-        EXPECT_EQ(GetLastError(), c.error) << i;
+        EXPECT_EQ(MultiByteToWideChar(codePage, flags, text, length, hasBuffer ? wide : nullptr, size), 0);
+        EXPECT_EQ(ErrorOf(FALSE), error) << codePage << " " << length << " " << size;
     }
 }
 
@@ -162,25 +162,14 @@ TEST(WideCharToMultiByte, GivesTheSizeForNoBuffer)
 TEST(WideCharToMultiByte, FailsWhenTheBufferIsTooSmall)
 {
     char bytes[16] = {};
-    SetLastError(0);
-    EXPECT_EQ(WideCharToMultiByte(CP_ACP, 0, L"abcdef", -1, bytes, 6, nullptr, nullptr), 0);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+    EXPECT_EQ(ErrorOf([&] { return WideCharToMultiByte(CP_ACP, 0, L"abcdef", -1, bytes, 6, nullptr, nullptr) != 0; }),
+              ERROR_INSUFFICIENT_BUFFER);
     EXPECT_STREQ(bytes, "abcdef");
 }
 
 TEST(WideCharToMultiByte, RefusesWrongArguments)
 {
-    struct Case
-    {
-        UINT codePage;
-        DWORD flags;
-        const wchar_t* text;
-        int length;
-        bool hasBuffer;
-        int size;
-        DWORD error;
-    };
-    constexpr Case kCases[] = {
+    constexpr WrongArguments<wchar_t> kCases[] = {
         {CP_ACP, 0, L"abc", 0, true, 8, ERROR_INVALID_PARAMETER},
         {CP_ACP, 0, nullptr, 3, true, 8, ERROR_INVALID_PARAMETER},
         {CP_ACP, 0, L"abc", -1, true, -1, ERROR_INVALID_PARAMETER},
@@ -188,16 +177,13 @@ TEST(WideCharToMultiByte, RefusesWrongArguments)
         {12345, 0, L"abc", -1, true, 8, ERROR_INVALID_PARAMETER},
         {CP_ACP, 0x100000, L"abc", -1, true, 8, ERROR_INVALID_FLAGS},
     };
-    for (std::size_t i = 0; i < std::size(kCases); ++i)
+    for (const auto& [codePage, flags, text, length, hasBuffer, size, error] : kCases)
     {
-        const Case& c = kCases[i];
         char bytes[8] = {};
         SetLastError(0);
-        EXPECT_EQ(WideCharToMultiByte(c.codePage, c.flags, c.text, c.length, c.hasBuffer ? bytes : nullptr, c.size,
-                                      nullptr, nullptr),
-                  0)
-            << i;
-        EXPECT_EQ(GetLastError(), c.error) << i;
+        EXPECT_EQ(
+            WideCharToMultiByte(codePage, flags, text, length, hasBuffer ? bytes : nullptr, size, nullptr, nullptr), 0);
+        EXPECT_EQ(ErrorOf(FALSE), error) << codePage << " " << length << " " << size;
     }
 }
 
@@ -273,9 +259,8 @@ TEST(WideCharToMultiByte, HasNoDefaultCharacterForUtf8)
         GTEST_SKIP() << "Wine takes a default character for UTF-8 and ignores it";
     char bytes[16] = {};
     BOOL usedDefault = FALSE;
-    SetLastError(0);
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"a", -1, bytes, 16, nullptr, &usedDefault), 0);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(ErrorOf([&] { return WideCharToMultiByte(CP_UTF8, 0, L"a", -1, bytes, 16, nullptr, &usedDefault) != 0; }),
+              ERROR_INVALID_PARAMETER);
     EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"a", -1, bytes, 16, "?", nullptr), 0);
 }
 

@@ -1,11 +1,9 @@
 // Proves that version resources are read as Windows documents it.
 #include "tests/winsim/support.h"
 
-#include <share.h>
 #include <shlobj.h>
 #include <winver.h>
 
-#include <cstdio>
 #include <vector>
 
 namespace
@@ -13,9 +11,7 @@ namespace
 
 std::wstring SystemFile(const wchar_t* name)
 {
-    wchar_t folder[MAX_PATH] = {};
-    EXPECT_EQ(SHGetFolderPathW(nullptr, CSIDL_SYSTEM, nullptr, SHGFP_TYPE_CURRENT, folder), S_OK);
-    return std::wstring(folder) + L"\\" + name;
+    return Wide(FolderPath(CSIDL_SYSTEM)) + L"\\" + name;
 }
 
 std::vector<BYTE> VersionBlockOf(const std::wstring& file)
@@ -58,22 +54,16 @@ TEST(VersionResource, AnUnknownBlockIsNotFound)
 TEST(VersionResource, AFileWithoutOneHasNoSize)
 {
     const std::string path = TestDirectory() + "\\text";
-    std::FILE* file = _fsopen(path.c_str(), "a", _SH_DENYNO);
-    ASSERT_TRUE(file != nullptr);
-    EXPECT_EQ(std::fclose(file), 0);
+    MakeFile(path);
     DWORD handle = 0;
-    SetLastError(ERROR_SUCCESS);
-    EXPECT_EQ(GetFileVersionInfoSizeW(std::wstring(path.begin(), path.end()).c_str(), &handle), 0u);
-    EXPECT_EQ(GetLastError(), 1812u);
+    EXPECT_EQ(ErrorOf([&] { return GetFileVersionInfoSizeW(Wide(path).c_str(), &handle) != 0; }), 1812);
 }
 
 TEST(VersionResource, AMissingFileIsNotFound)
 {
     const std::string path = TestDirectory() + "\\none";
     DWORD handle = 0;
-    SetLastError(ERROR_SUCCESS);
-    EXPECT_EQ(GetFileVersionInfoSizeW(std::wstring(path.begin(), path.end()).c_str(), &handle), 0u);
-    EXPECT_EQ(GetLastError(), 2u);
+    EXPECT_EQ(ErrorOf([&] { return GetFileVersionInfoSizeW(Wide(path).c_str(), &handle) != 0; }), 2);
 }
 
 } // namespace

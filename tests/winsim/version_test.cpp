@@ -54,7 +54,7 @@ TEST(GetVersionExA, FillsBothSizesOfStructureAlike)
     EXPECT_EQ(extended.dwMajorVersion, version.dwMajorVersion);
     EXPECT_EQ(extended.dwMinorVersion, version.dwMinorVersion);
     EXPECT_EQ(extended.dwBuildNumber, version.dwBuildNumber);
-    EXPECT_EQ(extended.dwPlatformId, static_cast<DWORD>(VER_PLATFORM_WIN32_NT));
+    EXPECT_EQ(extended.dwPlatformId, DWORD{VER_PLATFORM_WIN32_NT});
     EXPECT_EQ(extended.dwOSVersionInfoSize, sizeof extended);
     EXPECT_STREQ(extended.szCSDVersion, version.szCSDVersion);
 }
@@ -75,9 +75,9 @@ TEST(GetVersionExA, RefusesOtherSizes)
     {
         OSVERSIONINFOEXA version{};
         version.dwOSVersionInfoSize = size;
-        SetLastError(0);
-        EXPECT_FALSE(GetVersionExA(reinterpret_cast<LPOSVERSIONINFOA>(&version))) << size;
-        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER)) << size;
+        EXPECT_EQ(ErrorOf([&] { return GetVersionExA(reinterpret_cast<LPOSVERSIONINFOA>(&version)); }),
+                  ERROR_INSUFFICIENT_BUFFER)
+            << size;
         EXPECT_EQ(version.dwMajorVersion, 0u) << size;
     }
 }
@@ -185,12 +185,8 @@ TEST(VerifyVersionInfoW, RefusesToCompareNothing)
 {
     OSVERSIONINFOEXW wanted{};
     wanted.dwOSVersionInfoSize = sizeof wanted;
-    SetLastError(0);
-    EXPECT_FALSE(VerifyVersionInfoW(&wanted, 0, MaskOf(VER_GREATER_EQUAL)));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_ARGUMENTS));
-    SetLastError(0);
-    EXPECT_FALSE(VerifyVersionInfoW(&wanted, VER_MAJORVERSION, 0));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_ARGUMENTS));
+    EXPECT_EQ(ErrorOf([&] { return VerifyVersionInfoW(&wanted, 0, MaskOf(VER_GREATER_EQUAL)); }), ERROR_BAD_ARGUMENTS);
+    EXPECT_EQ(ErrorOf([&] { return VerifyVersionInfoW(&wanted, VER_MAJORVERSION, 0); }), ERROR_BAD_ARGUMENTS);
 }
 
 TEST(IsWow64Process, IsFalseForA64BitProcess)

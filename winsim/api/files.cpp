@@ -30,8 +30,11 @@ Files& AllFiles()
     return Simulation::Current().machine.files;
 }
 
-DWORD GetAttributes(Call& call, const FileName& name)
+template <typename Character>
+DWORD GetAttributes(Call& call, const Character* fileName)
 {
+    call.In("lpFileName", fileName);
+    const FileName name = FileNameOf(fileName, LastLink::Keep);
     return call.ResultOf(INVALID_FILE_ATTRIBUTES, [&] {
         if (name.error != ERROR_SUCCESS)
             return call.Fail(INVALID_FILE_ATTRIBUTES, name.error);
@@ -53,8 +56,11 @@ DWORD DeleteError(const FileName& name)
     return isRefused ? ERROR_ACCESS_DENIED : winsim::UnlinkError(*file);
 }
 
-BOOL Delete(Call& call, const FileName& name)
+template <typename Character>
+BOOL Delete(Call& call, const Character* fileName)
 {
+    call.In("lpFileName", fileName);
+    const FileName name = FileNameOf(fileName, LastLink::Keep);
     return call.SuccessOf([&]() -> DWORD {
         if (const DWORD error = DeleteError(name); error != ERROR_SUCCESS)
             return error;
@@ -105,8 +111,12 @@ void CopyOver(const File& source, File& target)
     target.attributes = source.attributes;
 }
 
-BOOL Copy(Call& call, const FileName& from, const FileName& to, BOOL failIfExists)
+template <typename Character>
+BOOL Copy(Call& call, const Character* existing, const Character* copy, BOOL failIfExists)
 {
+    call.In("lpExistingFileName", existing).In("lpNewFileName", copy).In("bFailIfExists", failIfExists);
+    const FileName from = FileNameOf(existing);
+    const FileName to = FileNameOf(copy);
     return call.SuccessOf([&]() -> DWORD {
         if (const DWORD error = CopySourceError(from); error != ERROR_SUCCESS)
             return error;
@@ -199,47 +209,37 @@ File& OpenForUse(const FileName& name, const winsim::Opening& opening)
 DWORD WINAPI GetFileAttributesA(LPCSTR lpFileName)
 {
     Call call{"GetFileAttributesA"};
-    call.In("lpFileName", lpFileName);
-    return GetAttributes(call, FileNameOf(lpFileName, LastLink::Keep));
+    return GetAttributes(call, lpFileName);
 }
 
 DWORD WINAPI GetFileAttributesW(LPCWSTR lpFileName)
 {
     Call call{"GetFileAttributesW"};
-    call.In("lpFileName", lpFileName);
-    return GetAttributes(call, FileNameOf(lpFileName, LastLink::Keep));
+    return GetAttributes(call, lpFileName);
 }
 
 BOOL WINAPI DeleteFileA(LPCSTR lpFileName)
 {
     Call call{"DeleteFileA"};
-    call.In("lpFileName", lpFileName);
-    return Delete(call, FileNameOf(lpFileName, LastLink::Keep));
+    return Delete(call, lpFileName);
 }
 
 BOOL WINAPI DeleteFileW(LPCWSTR lpFileName)
 {
     Call call{"DeleteFileW"};
-    call.In("lpFileName", lpFileName);
-    return Delete(call, FileNameOf(lpFileName, LastLink::Keep));
+    return Delete(call, lpFileName);
 }
 
 BOOL WINAPI CopyFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName, BOOL bFailIfExists)
 {
     Call call{"CopyFileA"};
-    call.In("lpExistingFileName", lpExistingFileName)
-        .In("lpNewFileName", lpNewFileName)
-        .In("bFailIfExists", bFailIfExists);
-    return Copy(call, FileNameOf(lpExistingFileName), FileNameOf(lpNewFileName), bFailIfExists);
+    return Copy(call, lpExistingFileName, lpNewFileName, bFailIfExists);
 }
 
 BOOL WINAPI CopyFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, BOOL bFailIfExists)
 {
     Call call{"CopyFileW"};
-    call.In("lpExistingFileName", lpExistingFileName)
-        .In("lpNewFileName", lpNewFileName)
-        .In("bFailIfExists", bFailIfExists);
-    return Copy(call, FileNameOf(lpExistingFileName), FileNameOf(lpNewFileName), bFailIfExists);
+    return Copy(call, lpExistingFileName, lpNewFileName, bFailIfExists);
 }
 
 BOOL WINAPI MoveFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName)

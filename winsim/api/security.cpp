@@ -277,13 +277,40 @@ DWORD Tell(Call& call, const Security& security, SECURITY_INFORMATION informatio
     return ERROR_SUCCESS;
 }
 
-// Ends a call about the security of an object: `open` finds the object, and `act` works on it and returns the status.
-template <typename Open, typename Act>
-DWORD EndWith(Call& call, Open open, Act act)
+// A query about the security of the object that `open` finds with some rights.
+template <typename Open>
+DWORD GetSecurity(Call& call, SE_OBJECT_TYPE type, SECURITY_INFORMATION information, const Wanted& wanted, Open open)
 {
+    call.In("ObjectType", static_cast<int>(type)).In("SecurityInfo", information);
     return call.StatusOf([&]() -> DWORD {
-        const NamedObject object = open();
-        return object.error != ERROR_SUCCESS ? object.error : act(object);
+        const NamedObject object = open(READ_CONTROL);
+        return object.error != ERROR_SUCCESS ? object.error : Tell(call, *object.security, information, wanted);
+    });
+}
+
+// The caller's owner, group and lists for an object.
+struct Given
+{
+    PSID owner;
+    PSID group;
+    PACL list;
+    PACL auditList;
+};
+
+// A change of the security of the object that `open` finds with some rights.
+template <typename Open>
+DWORD SetSecurity(Call& call, SE_OBJECT_TYPE type, SECURITY_INFORMATION information, const Given& given, Open open)
+{
+    call.In("ObjectType", static_cast<int>(type))
+        .In("SecurityInfo", information)
+        .In("psidOwner", winsim::NotedSid(given.owner))
+        .In("psidGroup", winsim::NotedSid(given.group))
+        .In("pDacl", winsim::NotedAcl(given.list))
+        .In("pSacl", winsim::NotedAcl(given.auditList));
+    return call.StatusOf([&]() -> DWORD {
+        const NamedObject object = open(RightsToChange(information));
+        return object.error != ERROR_SUCCESS ? object.error
+                                             : ChangeSecurity(call, object, information, given.owner, given.list);
     });
 }
 
@@ -320,29 +347,18 @@ DWORD WINAPI GetNamedSecurityInfoW(LPCWSTR pObjectName, SE_OBJECT_TYPE ObjectTyp
                                    PSECURITY_DESCRIPTOR* ppSecurityDescriptor)
 {
     Call call{"GetNamedSecurityInfoW"};
-    call.In("pObjectName", pObjectName).In("ObjectType", static_cast<int>(ObjectType)).In("SecurityInfo", SecurityInfo);
-    return EndWith(
-        call, [&] { return Open(pObjectName, ObjectType, READ_CONTROL); },
-        [&](const NamedObject& object) {
-            return Tell(call, *object.security, SecurityInfo,
-                        {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor});
-        });
+    call.In("pObjectName", pObjectName);
+    return GetSecurity(call, ObjectType, SecurityInfo, {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor},
+                       [&](DWORD rights) { return Open(pObjectName, ObjectType, rights); });
 }
 
 DWORD WINAPI SetNamedSecurityInfoW(LPWSTR pObjectName, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
                                    PSID psidOwner, PSID psidGroup, PACL pDacl, PACL pSacl)
 {
     Call call{"SetNamedSecurityInfoW"};
-    call.In("pObjectName", pObjectName)
-        .In("ObjectType", static_cast<int>(ObjectType))
-        .In("SecurityInfo", SecurityInfo)
-        .In("psidOwner", winsim::NotedSid(psidOwner))
-        .In("psidGroup", winsim::NotedSid(psidGroup))
-        .In("pDacl", winsim::NotedAcl(pDacl))
-        .In("pSacl", winsim::NotedAcl(pSacl));
-    return EndWith(
-        call, [&] { return Open(pObjectName, ObjectType, RightsToChange(SecurityInfo)); },
-        [&](const NamedObject& object) { return ChangeSecurity(call, object, SecurityInfo, psidOwner, pDacl); });
+    call.In("pObjectName", pObjectName);
+    return SetSecurity(call, ObjectType, SecurityInfo, {psidOwner, psidGroup, pDacl, pSacl},
+                       [&](DWORD rights) { return Open(pObjectName, ObjectType, rights); });
 }
 
 DWORD WINAPI GetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
@@ -350,27 +366,16 @@ DWORD WINAPI GetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_
                              PSECURITY_DESCRIPTOR* ppSecurityDescriptor)
 {
     Call call{"GetSecurityInfo"};
-    call.In("handle", handle).In("ObjectType", static_cast<int>(ObjectType)).In("SecurityInfo", SecurityInfo);
-    return EndWith(
-        call, [&] { return OpenedWith(call, READ_CONTROL, handle, ObjectType); },
-        [&](const NamedObject& object) {
-            return Tell(call, *object.security, SecurityInfo,
-                        {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor});
-        });
+    call.In("handle", handle);
+    return GetSecurity(call, ObjectType, SecurityInfo, {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor},
+                       [&](DWORD rights) { return OpenedWith(call, rights, handle, ObjectType); });
 }
 
 DWORD WINAPI SetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
                              PSID psidOwner, PSID psidGroup, PACL pDacl, PACL pSacl)
 {
     Call call{"SetSecurityInfo"};
-    call.In("handle", handle)
-        .In("ObjectType", static_cast<int>(ObjectType))
-        .In("SecurityInfo", SecurityInfo)
-        .In("psidOwner", winsim::NotedSid(psidOwner))
-        .In("psidGroup", winsim::NotedSid(psidGroup))
-        .In("pDacl", winsim::NotedAcl(pDacl))
-        .In("pSacl", winsim::NotedAcl(pSacl));
-    return EndWith(
-        call, [&] { return OpenedWith(call, RightsToChange(SecurityInfo), handle, ObjectType); },
-        [&](const NamedObject& object) { return ChangeSecurity(call, object, SecurityInfo, psidOwner, pDacl); });
+    call.In("handle", handle);
+    return SetSecurity(call, ObjectType, SecurityInfo, {psidOwner, psidGroup, pDacl, pSacl},
+                       [&](DWORD rights) { return OpenedWith(call, rights, handle, ObjectType); });
 }

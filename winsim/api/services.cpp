@@ -175,8 +175,10 @@ DWORD Start(const std::string& name, unsigned depth)
     return ERROR_SUCCESS;
 }
 
-BOOL StartThrough(Call& call, SC_HANDLE handle)
+template <typename Character>
+BOOL StartThrough(Call& call, SC_HANDLE handle, DWORD argumentCount, const Character** arguments)
 {
+    call.In("hService", handle).In("dwNumServiceArgs", argumentCount).In("lpServiceArgVectors", arguments);
     return call.SuccessOf([&]() -> DWORD {
         DWORD error = ERROR_SUCCESS;
         const Service* service = ServiceOf(call, handle, SERVICE_START, error);
@@ -435,19 +437,13 @@ BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE hService, DWORD dwInfoLevel, LPVOID 
 BOOL WINAPI StartServiceA(SC_HANDLE hService, DWORD dwNumServiceArgs, LPCSTR* lpServiceArgVectors)
 {
     Call call{"StartServiceA"};
-    call.In("hService", hService)
-        .In("dwNumServiceArgs", dwNumServiceArgs)
-        .In("lpServiceArgVectors", lpServiceArgVectors);
-    return StartThrough(call, hService);
+    return StartThrough(call, hService, dwNumServiceArgs, lpServiceArgVectors);
 }
 
 BOOL WINAPI StartServiceW(SC_HANDLE hService, DWORD dwNumServiceArgs, LPCWSTR* lpServiceArgVectors)
 {
     Call call{"StartServiceW"};
-    call.In("hService", hService)
-        .In("dwNumServiceArgs", dwNumServiceArgs)
-        .In("lpServiceArgVectors", lpServiceArgVectors);
-    return StartThrough(call, hService);
+    return StartThrough(call, hService, dwNumServiceArgs, lpServiceArgVectors);
 }
 
 BOOL WINAPI ControlService(SC_HANDLE hService, DWORD dwControl, LPSERVICE_STATUS lpServiceStatus)

@@ -8,6 +8,7 @@
 
 #include <map>
 #include <set>
+#include <sstream>
 
 namespace
 {
@@ -154,73 +155,34 @@ TEST(ActionSteps, ARemovalTakesItsStepsInOrderAndTheApartmentLastsToTheMessage)
 
 // ---- Whose log a line is written through ----
 
-// A module and the beginnings of its lines in the runs below.
+// A module and the beginnings of its lines in the runs below, each with a bar after it.
 struct Module
 {
     const char* name;
-    std::vector<const char*> beginnings;
+    const char* beginnings;
 };
 
-const std::vector<Module> kModules{
-    {"entry",
-     {"============= ", "command line ", "TSS Vendor: ", "TPM VSC Flag", "TPM_WIN8 flag", "VSC was not previously",
-      "Install TPM Virtual Smartcard", "call SetupTCGDLL("}},
-    {"platform",
-     {"Found service: ", " TBS ", "TBS ", " tcsd_", "tcsd_", "Service ", "Cannot open service: ", "Stopping service",
-      "Starting service", "service started",
-      "Try to kill process: ", "  found process: ", "Killed process: ", "Cannot find this process: "}},
-    {"tss",
-     {"==================================================",
-      "SetupTCGDLL() -->",
-      "<-- SetupTCGDLL()",
-      "Target: ",
-      "TSS_VENDOR: ",
-      "No TSS_VENDOR ",
-      "Vista OS",
-      "Not Vista+ OS",
-      "Successfully changed DACL",
-      "Ownership taken",
-      "Unblocked Command ",
-      "Commands blocked",
-      "------------",
-      "DetectTPMPlatform(",
-      "Remove old T",
-      "RemoveTSP1File - ",
-      "Try to kill Kelo services",
-      "kill ",
-      "Restart Kelo Service",
-      "NTRU service not running",
-      "Load ",
-      "Library Loaded",
-      "Detected TSS",
-      "Failed to Detect TSS",
-      "TPM is ",
-      "SRK is ",
-      "Found Kelo TSS",
-      "Found NTRU TSS",
-      "Set to default TPM Platform",
-      "remove old TSP1.dll",
-      "if NTRU present",
-      "NTRU not present",
-      "CopyTSP1FileImp - ",
-      "Path to NTRU TSS",
-      "Copying Kelo",
-      "Copied ",
-      "Kelo TSS not present",
-      "CopyTCGDLL - ",
-      "UninstallTCGDLL() -->",
-      "Remove TSP1_x64",
-      "<-- UninstallTCGDLL()"}},
-    {"service",
-     {"InstallTkService - ", "InstallTkService failed", "UnInstallTkService - ", "KlTKService - ",
-      "This is Vista/Win7, ", "This is Win8, ", "Wait timed out"}},
-    {"smartcard",
-     {"CTPMSmartCard::", "Install SmartCard - ", "Install MiniDriver - ", "Remove SmartCard - ", "System32 Directory: ",
-      "\"C:", "Kelo Toolkit Installation -> ", "  DriverStager process", "This is a XP system!"}},
-    {"providers",
-     {"Register the Kelo", "Unregister the Kelo", "Successfully registered", "BCryptRemove", "Kelo KSPs will not"}},
-    {"tpm", {"Target system is not Win8+"}},
-    {"enroll", {"*** "}},
+constexpr Module kModules[] = {
+    {"entry", "============= |command line |TSS Vendor: |TPM VSC Flag|TPM_WIN8 flag|VSC was not previously|"
+              "Install TPM Virtual Smartcard|call SetupTCGDLL(|"},
+    {"platform", "Found service: | TBS |TBS | tcsd_|tcsd_|Service |Cannot open service: |Stopping service|"
+                 "Starting service|service started|Try to kill process: |  found process: |Killed process: |"
+                 "Cannot find this process: |"},
+    {"tss", "==================================================|SetupTCGDLL() -->|<-- SetupTCGDLL()|Target: |"
+            "TSS_VENDOR: |No TSS_VENDOR |Vista OS|Not Vista+ OS|Successfully changed DACL|Ownership taken|"
+            "Unblocked Command |Commands blocked|------------|DetectTPMPlatform(|Remove old T|RemoveTSP1File - |"
+            "Try to kill Kelo services|kill |Restart Kelo Service|NTRU service not running|Load |Library Loaded|"
+            "Detected TSS|Failed to Detect TSS|TPM is |SRK is |Found Kelo TSS|Found NTRU TSS|"
+            "Set to default TPM Platform|remove old TSP1.dll|if NTRU present|NTRU not present|CopyTSP1FileImp - |"
+            "Path to NTRU TSS|Copying Kelo|Copied |Kelo TSS not present|CopyTCGDLL - |UninstallTCGDLL() -->|"
+            "Remove TSP1_x64|<-- UninstallTCGDLL()|"},
+    {"service", "InstallTkService - |InstallTkService failed|UnInstallTkService - |KlTKService - |"
+                "This is Vista/Win7, |This is Win8, |Wait timed out|"},
+    {"smartcard", "CTPMSmartCard::|Install SmartCard - |Install MiniDriver - |Remove SmartCard - |System32 Directory: |"
+                  "\"C:|Kelo Toolkit Installation -> |  DriverStager process|This is a XP system!|"},
+    {"providers", "Register the Kelo|Unregister the Kelo|Successfully registered|BCryptRemove|Kelo KSPs will not|"},
+    {"tpm", "Target system is not Win8+|"},
+    {"enroll", "*** |"},
 };
 
 // The module that a message comes from: empty for none, and the joined names for several.
@@ -229,8 +191,11 @@ std::string ModuleOf(const std::string& message)
     std::string found;
     for (const Module& module : kModules)
     {
-        const auto begins = [&](const char* beginning) { return message.starts_with(beginning); };
-        if (std::any_of(module.beginnings.begin(), module.beginnings.end(), begins))
+        std::istringstream beginnings(module.beginnings);
+        bool isFound = false;
+        for (std::string beginning; std::getline(beginnings, beginning, '|');)
+            isFound = isFound || message.starts_with(beginning);
+        if (isFound)
             found += module.name;
     }
     return found;
@@ -271,8 +236,8 @@ TEST(ActionSteps, EachModuleWritesItsLinesThroughItsOwnLog)
     note(installed, {"/Uninstall"});
     note(stubborn, {"/Rollback"});
 
-    EXPECT_EQ(logsOf.size(), kModules.size());
-    EXPECT_EQ(modulesOf.size(), kModules.size());
+    EXPECT_EQ(logsOf.size(), std::size(kModules));
+    EXPECT_EQ(modulesOf.size(), std::size(kModules));
     for (const auto& [module, logs] : logsOf)
         EXPECT_EQ(logs.size(), 1u) << module << " writes through " << winsim::Json(logs).dump();
     for (const auto& [log, modules] : modulesOf)

@@ -95,7 +95,7 @@ TEST(InstallLog, EveryRunAppends)
     const SimulatedRun second = CallFunction(CallFunction("WriteLog", {"first"}).After(), "WriteLog", {"second"});
     EXPECT_EQ(LogBytes(second.After()), "2013/05/07 14:03:09.042 TZ-4 [3120] first\r\n"
                                         "2013/05/07 14:03:09.042 TZ-4 [3120] second\r\n");
-    EXPECT_THAT(second.log, ElementsAre("second"));
+    ExpectLog(second, "true", "log: second");
 }
 
 TEST(InstallLog, TwoRunsOfTheProgramLeaveBothTheirLines)
@@ -103,7 +103,7 @@ TEST(InstallLog, TwoRunsOfTheProgramLeaveBothTheirLines)
     const SimulatedRun first = RunProgram(MachineOf("{}"), {"/Commit"});
     const SimulatedRun second = RunProgram(first.After(), {"/Commit"});
     EXPECT_EQ(LogBytes(second.After()), LogBytes(first.After()) + LogBytes(first.After()));
-    EXPECT_THAT(second.log, ElementsAreArray(first.log));
+    ExpectLog(second, first.result, first.script);
 }
 
 TEST(InstallLog, AFileOfAnotherProgramsLinesIsKept)
@@ -206,8 +206,8 @@ TEST(InstallLog, OpeningOnceMoreThatFailsSaysSoAndKeepsTheFormerStream)
         const SimulatedRun run =
             CallFunction("WriteAfterSecondOpen", {"abc"},
                          {.faults = {std::string(call) + "#" + std::to_string(before.at(call) + 1) + "=5"}});
-        EXPECT_EQ(run.result, "false true") << call;
-        EXPECT_THAT(run.log, ElementsAre("abc")) << call;
+        SCOPED_TRACE(call);
+        ExpectLog(run, "false true", "log: abc");
     }
 }
 
@@ -254,9 +254,7 @@ void ExpectSilence(const winsim::Machine& machine, const SimulatedRunOptions& op
 {
     const SimulatedRun logged = RunProgram(MachineOf("{}"), {"/Commit"});
     const SimulatedRun run = RunProgram(machine, {"/Commit"}, options);
-    EXPECT_THAT(run.log, IsEmpty());
     EXPECT_EQ(LogBytes(run.After()), bytes);
-    EXPECT_EQ(run.exitCode, logged.exitCode);
     EXPECT_EQ(run.outcome.standardOutput, "Done!");
     EXPECT_THAT(run.endScript, IsEmpty());
 
@@ -264,7 +262,7 @@ void ExpectSilence(const winsim::Machine& machine, const SimulatedRunOptions& op
     Script script;
     for (const std::string& line : logged.script)
         script.push_back(line.starts_with("log: ") ? kOpenNothing : line);
-    EXPECT_THAT(run.script, ElementsAreArray(script));
+    ExpectRun(run, logged.result, script);
 }
 
 // It makes no difference whether the folder is there.
@@ -296,11 +294,11 @@ TEST(InstallLog, WithoutAFullPathOfTheApplicationDataFolderNothingIsMade)
     {
         const SimulatedRun run =
             RunProgram(MachineOf(std::string(R"({"folders": {"commonAppData": )") + folder + "}}"), {"/Commit"});
-        EXPECT_THAT(run.log, IsEmpty()) << folder;
-        EXPECT_EQ(run.exitCode, 0) << folder;
-        EXPECT_EQ(run.outcome.callCounts.at("SHGetFolderPathA"), static_cast<std::size_t>(kLogObjects)) << folder;
-        EXPECT_FALSE(run.outcome.callCounts.contains("SHCreateDirectoryExA")) << folder;
-        EXPECT_EQ(run.After().files, run.before.files) << folder;
+        SCOPED_TRACE(folder);
+        ExpectLog(run, "0", {});
+        EXPECT_EQ(run.outcome.callCounts.at("SHGetFolderPathA"), static_cast<std::size_t>(kLogObjects));
+        EXPECT_FALSE(run.outcome.callCounts.contains("SHCreateDirectoryExA"));
+        EXPECT_EQ(run.After().files, run.before.files);
     }
 }
 
@@ -318,39 +316,35 @@ TEST(InstallLog, AFolderInTheFilesPlaceOrAFileInTheFoldersSilencesTheLog)
     {
         SCOPED_TRACE(files);
         const SimulatedRun run = RunProgram(MachineOf(std::string(R"({"files": )") + files + "}"), {"/Commit"});
-        EXPECT_THAT(run.log, IsEmpty());
+        ExpectLog(run, "0", {});
         EXPECT_EQ(run.outcome.standardOutput, "Done!");
-        EXPECT_EQ(run.exitCode, RunProgram(MachineOf("{}"), {"/Commit"}).exitCode);
     }
 }
 
 TEST(InstallLog, AFolderThatIsThereIsAsGoodAsANewOne)
 {
     const SimulatedRun run = CallFunction(MachineWithFolder(), "WriteLog", {"abc"});
-    EXPECT_THAT(run.log, ElementsAre("abc"));
+    ExpectLog(run, "true", "log: abc");
     EXPECT_EQ(run.startScript.at(3), OpeningOf(1).at(1));
 }
 
 // The ninth object opens after the program's own eight.
 TEST(InstallLog, OneSilentObjectLeavesTheOthersTheirLines)
 {
-    const SimulatedRun run =
-        CallFunction("WriteLogAlternately", {"one", "two", "three", "four"}, {.faults = {"_fsopen#9=5"}});
-    EXPECT_THAT(run.log, ElementsAre("two", "four"));
+    ExpectLog(CallFunction("WriteLogAlternately", {"one", "two", "three", "four"}, {.faults = {"_fsopen#9=5"}}), "",
+              {"log: two", "log: four"});
 }
 
 TEST(InstallLog, ASilentObjectSaysThatItsLineWasNotWritten)
 {
-    const SimulatedRun run = CallFunction("WriteLog", {"abc"}, {.faults = {"_fsopen=5"}});
-    EXPECT_EQ(run.result, "false");
+    ExpectLog(CallFunction("WriteLog", {"abc"}, {.faults = {"_fsopen=5"}}), "false", {});
 }
 
 TEST(InstallLog, ALineThatTheFileRefusesIsLostAndTheRunGoesOn)
 {
     const SimulatedRun run = RunProgram(MachineOf("{}"), {"/Commit"}, {.faults = {"fputs#2=112", "fflush=112"}});
-    Script log = RunProgram(MachineOf("{}"), {"/Commit"}).log;
-    log.erase(log.begin() + 1);
-    EXPECT_THAT(run.log, ElementsAreArray(log));
+    const SimulatedRun whole = RunProgram(MachineOf("{}"), {"/Commit"});
+    ExpectLog(run, whole.result, Replaced(whole.script, "log: " + whole.log.at(1), {}));
     EXPECT_EQ(run.outcome.standardOutput, "Done!");
 }
 
@@ -375,8 +369,7 @@ TEST(InstallLog, APathThatCannotBeConvertedDropsTheLine)
     {
         const SimulatedRun run = CallFunction(
             "WriteAfterClose", {"late"}, {.faults = {"MultiByteToWideChar#" + std::to_string(conversion) + "=1113"}});
-        EXPECT_EQ(run.result, "false") << conversion;
-        EXPECT_THAT(run.log, IsEmpty()) << conversion;
+        ExpectLog(run, "false", {});
         EXPECT_EQ(countOpened(run), countOpened(without)) << conversion;
     }
 }

@@ -191,15 +191,13 @@ TEST(FindProcessByName, ProcessAfterThe1024thIsNotLookedAt)
             Json{{{"id", 8}, {"name", "other.exe"}, {"count", others}}, {{"id", 80000}, {"name", kImage}}});
     };
     const SimulatedRun last = Find(machineWith(1023));
-    EXPECT_EQ(last.result, "true");
+    ExpectLog(last, "true", kFound);
     EXPECT_EQ(CountOf("OpenProcess", last.script), 1024u);
-    EXPECT_EQ(last.log, (Script{"  found process: <PatchAgent.exe>"}));
 
     const SimulatedRun beyond = Find(machineWith(1024));
-    EXPECT_EQ(beyond.result, "false");
+    ExpectLog(beyond, "false", {});
     EXPECT_EQ(CountOf("OpenProcess", beyond.script), 1024u);
     EXPECT_EQ(CountOf("EnumProcesses", beyond.script), 1u);
-    EXPECT_TRUE(beyond.log.empty());
 }
 
 TEST(FindProcessByName, LettersAreThoseOfTheCodePage)
@@ -208,11 +206,12 @@ TEST(FindProcessByName, LettersAreThoseOfTheCodePage)
     // cases.
     Json description = {{"windows", {{"codePage", 932}}}, {"processes", {{{"id", 8}, {"name", "ア.exe"}}}}};
     const winsim::Machine japanese = winsim::Machine::FromJson(description);
-    EXPECT_EQ(Find(japanese, "\x83\x61.exe").log, Script{});
-    EXPECT_EQ(Find(japanese, "\x83\x41.EXE").log, Script{"  found process: <ア.EXE>"});
+    ExpectLog(Find(japanese, "\x83\x61.exe"), "false", {});
+    ExpectLog(Find(japanese, "\x83\x41.EXE"), "true", "log:   found process: <ア.EXE>");
 
     description = {{"processes", {{{"id", 8}, {"name", "Ärger.exe"}}}}};
-    EXPECT_EQ(Find(winsim::Machine::FromJson(description), "\xE4rger.exe").log, Script{"  found process: <ärger.exe>"});
+    ExpectLog(Find(winsim::Machine::FromJson(description), "\xE4rger.exe"), "true",
+              "log:   found process: <ärger.exe>");
 }
 
 } // namespace

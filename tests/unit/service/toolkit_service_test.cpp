@@ -74,8 +74,10 @@ const Script kNotInstalled = {kBegin, kOpenManager, kNotOpened, kCloseManager,
                               "log: InstallTkService - failed to open the KlPCR Service. 1060 (this is expected)"};
 
 constexpr char kRegister[] = "log: KlTKService - now properly install/register the service";
-const Script kDependenciesChosen = {kRegister, AskForVersion(6, 0, true), AskForVersion(6, 2, true),
-                                    "log: This is Win8, no TBS Service...."};
+constexpr char kUnknownVendor[] =
+    "log: InstallTkService - A unknown TSS name was provided, set to have no TSS dependencies";
+constexpr char kWin8Line[] = "log: This is Win8, no TBS Service....";
+const Script kDependenciesChosen = {kRegister, AskForVersion(6, 0, true), AskForVersion(6, 2, true), kWin8Line};
 
 const std::string kRun = StartProgram(R"(C:\Toolkit\KlPCR.exe)", "-Service", 0x8000000);
 const Script kRegistered = {kRun, kWaitForProgram, kCloseProgram};
@@ -181,16 +183,12 @@ constexpr VendorRow kVendors[] = {
 struct VersionRow
 {
     const char* version;
-    bool hasTbs;
-    const char* line; // null for none
+    Script lines;
 };
 
-constexpr char kVistaLine[] = "This is Vista/Win7, add TBS Service to dependencies....";
-constexpr char kWin8Line[] = "This is Win8, no TBS Service....";
-constexpr VersionRow kVersions[] = {
-    {"5.1", false, nullptr},   {"5.2", false, nullptr},   {"6.0", true, kVistaLine},  {"6.1", true, kVistaLine},
-    {"6.2", false, kWin8Line}, {"6.3", false, kWin8Line}, {"10.0", false, kWin8Line},
-};
+constexpr char kVistaLine[] = "log: This is Vista/Win7, add TBS Service to dependencies....";
+const VersionRow kVersions[] = {{"5.1", {}},        {"5.2", {}},        {"6.0", kVistaLine}, {"6.1", kVistaLine},
+                                {"6.2", kWin8Line}, {"6.3", kWin8Line}, {"10.0", kWin8Line}};
 
 TEST(InstallTkService, VendorAndVersionChooseTheDependencies)
 {
@@ -201,23 +199,18 @@ TEST(InstallTkService, VendorAndVersionChooseTheDependencies)
             SCOPED_TRACE(std::string(vendor.vendor) + " on " + version.version);
             const SimulatedRun run =
                 InstallFor(vendor.vendor, Changed(ToolkitMachine(), {{"windows", {{"version", version.version}}}}));
-            EXPECT_EQ(run.result, "0");
-
             Script dependencies;
-            Script log = LogOf({kNotInstalled, kRegister});
+            Script log = {kNotInstalled, kRegister};
             if (vendor.stackService != nullptr)
                 dependencies.push_back(vendor.stackService);
             else
-                log.push_back("InstallTkService - A unknown TSS name was provided, set to have no TSS dependencies");
-            if (version.line != nullptr)
-                log.push_back(version.line);
-            if (version.hasTbs)
+                log.push_back(kUnknownVendor);
+            log.Append({version.lines});
+            if (version.lines == Script{kVistaLine})
                 dependencies.push_back("TBS");
             dependencies.push_back("RPCSS");
-            log.push_back("KlTKService - service installed/registered");
-
             EXPECT_EQ(ServiceOf(run).dependencies, dependencies);
-            EXPECT_EQ(run.log, log);
+            ExpectLog(run, "0", {log, kInstalled});
         }
     }
 }
@@ -225,18 +218,15 @@ TEST(InstallTkService, VendorAndVersionChooseTheDependencies)
 TEST(InstallTkService, BeforeVistaTheSecondProbeIsNotMade)
 {
     ExpectRun(InstallFor("Other", ToolkitMachine(R"({"windows": {"version": "5.2"}})")), "0",
-              {kNotInstalled, kRegister,
-               "log: InstallTkService - A unknown TSS name was provided, set to have no TSS dependencies",
-               AskForVersion(6, 0, false), kRegistered, kFinalOpened, Configured({"RPCSS"}), kDescribed, kStarted,
-               kInstalled});
+              {kNotInstalled, kRegister, kUnknownVendor, AskForVersion(6, 0, false), kRegistered, kFinalOpened,
+               Configured({"RPCSS"}), kDescribed, kStarted, kInstalled});
 }
 
 TEST(InstallTkService, OnVistaAndWindows7TheListHoldsTbs)
 {
     ExpectRun(InstallFor("ntru", ToolkitMachine(R"({"windows": {"version": "6.1"}})")), "0",
-              {kNotInstalled, kRegister, AskForVersion(6, 0, true), AskForVersion(6, 2, false),
-               "log: This is Vista/Win7, add TBS Service to dependencies....", kRegistered, kFinalOpened,
-               Configured({"tcsd_win32.exe", "TBS", "RPCSS"}), kDescribed, kStarted, kInstalled});
+              {kNotInstalled, kRegister, AskForVersion(6, 0, true), AskForVersion(6, 2, false), kVistaLine, kRegistered,
+               kFinalOpened, Configured({"tcsd_win32.exe", "TBS", "RPCSS"}), kDescribed, kStarted, kInstalled});
 }
 
 // ---- A service left from before ----
@@ -355,13 +345,7 @@ constexpr char kEnter[] = "log: UnInstallTkService - Enter";
 // The lookup of the program's path, with its own handles. `path` is the path in the service's configuration.
 Script LookedUp(const char* path = R"("C:\Toolkit\KlPCR.exe" -Service)")
 {
-    Script lines = {kOpenManager, OpenService("KlPCR", 1), QueryConfig(4096, 3, path, "KlPCR"), kCloseBoth};
-    for (std::string& line : lines)
-    {
-        for (std::size_t mark = line.find("#1"); mark != std::string::npos; mark = line.find("#1", mark))
-            line[mark + 1] = '2';
-    }
-    return lines;
+    return {OpenManager(2), OpenService("KlPCR", 1, 2), QueryConfig(4096, 3, path, "KlPCR", 2), CloseBoth(2)};
 }
 
 constexpr char kNoPath[] = "log: UnInstallTkService - failed to get path to KlPCR Service";
@@ -499,8 +483,7 @@ TEST(UnInstallTkService, EachFailureOfTheLookupIsOneLine)
     {
         SCOPED_TRACE(fault);
         const SimulatedRun run = UnInstall(MachineWithService("{}"), {.faults = {fault}});
-        EXPECT_EQ(run.result, "0");
-        EXPECT_EQ(run.log, LogOf({kOpened, kNoPath, Unregistered(""), kDeleted}));
+        ExpectLog(run, "0", {kOpened, kNoPath, Unregistered(""), kDeleted});
         EXPECT_EQ(CountOf("WaitForSingleObject", run.script), 0u);
         EXPECT_TRUE(IsGone(run));
     }
@@ -525,11 +508,9 @@ TEST(UnInstallTkService, ServiceThatItsProgramDeletedCannotBeDeletedAgain)
     const SimulatedRun run =
         UnInstall(RunningInstead(MachineWithService(Json{{"binaryPath", R"("C:\Toolkit\KlPCR.exe\")"}}.dump().c_str()),
                                  R"([{"arguments": "-UnregServer", "effects": {"services": {"KlPCR": null}}}])"));
-    EXPECT_EQ(run.result, "0");
-    EXPECT_EQ(run.log,
-              (Script{"UnInstallTkService - Enter", "UnInstallTkService - unregister the service",
-                      "UnInstallTkService - Unregisted the COM portion of the service",
-                      "UnInstallTkService - failed to delete the service 1072", "UnInstallTkService - completed"}));
+    ExpectLog(run, "0",
+              {kEnter, Unregistered(), "log: UnInstallTkService - failed to delete the service 1072",
+               "log: UnInstallTkService - completed"});
     EXPECT_TRUE(IsGone(run));
 }
 

@@ -162,8 +162,7 @@ TEST(CustomActionData, DataThatCannotBeReadIs10001AndNothingIsRunOrLogged)
     {
         SCOPED_TRACE(data);
         const SimulatedRun run = ChangeSrkAuth({.data = Json::parse(data)});
-        EXPECT_EQ(run.exitCode, 10001);
-        EXPECT_THAT(run.log, IsEmpty());
+        ExpectLog(run, "10001", {});
         for (const std::string& line : run.script)
             EXPECT_TRUE(line.starts_with("MsiGetPropertyW(")) << line;
     }

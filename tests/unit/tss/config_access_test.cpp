@@ -362,8 +362,8 @@ TEST(SetPolicyDirectoryAccess, ADirectoryThatStaysAUsersIsNotOpened)
                                     OpeningWith("dwDesiredAccess", kWriteOwner, whole)})
     {
         const SimulatedRun run = CallFunction(PoliciesOf(kUser), kDirectory.function, {}, {.faults = {call + "=6"}});
-        EXPECT_EQ(run.result, "0") << call;
-        EXPECT_EQ(run.log, Script{"SetNamedSecurityInfo call failed: 6"}) << call;
+        SCOPED_TRACE(call);
+        ExpectLog(run, "0", "log: SetNamedSecurityInfo call failed: 6");
         EXPECT_EQ(CountOf("SetNamedSecurityInfoW", run.script), 0u);
     }
 }

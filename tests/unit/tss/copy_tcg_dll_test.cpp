@@ -75,38 +75,28 @@ struct CopyCase
 TEST(CopyTCGDLL, CopiesOverWhatIsThereOrMovesItAside)
 {
     const CopyCase cases[] = {
-        {"into an empty place the first copy succeeds", R"({"C:\\Windows\\system32\\stkprobe.bk1": {"text": "older"}})",
-         kCopied, "new", "older"},
-        {"a file that is not in use is overwritten", R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})",
-         kCopied, "new", "(none)"},
-        {"a file in use is moved to the backup and takes the older one's place",
-         R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
+        CopyCase("into an empty place the first copy succeeds",
+                 R"({"C:\\Windows\\system32\\stkprobe.bk1": {"text": "older"}})", kCopied, "new", "older"),
+        CopyCase("a file that is not in use is overwritten",
+                 R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})", kCopied, "new", "(none)"),
+        CopyCase("a file in use is moved to the backup and takes the older one's place",
+                 R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
              "C:\\Windows\\system32\\stkprobe.bk1": {"text": "older"}})",
-         {FirstFailure(32), Call("DeleteFileA", {kBackup}, 1), kMoved, kCopiedAfterwards},
-         "new",
-         "old"},
-        {"a missing older backup is logged and nothing else",
-         R"({"C:\\Windows\\system32\\STKPROBE.DLL": {"text": "old", "inUse": true}})",
-         {FirstFailure(32), BackupStays(2), kMoved, kCopiedAfterwards},
-         "new",
-         "old"},
-        {"an older backup in use keeps the old file in place",
-         R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
+                 {FirstFailure(32), Call("DeleteFileA", {kBackup}, 1), kMoved, kCopiedAfterwards}, "new", "old"),
+        CopyCase("a missing older backup is logged and nothing else",
+                 R"({"C:\\Windows\\system32\\STKPROBE.DLL": {"text": "old", "inUse": true}})",
+                 {FirstFailure(32), BackupStays(2), kMoved, kCopiedAfterwards}, "new", "old"),
+        CopyCase("an older backup in use keeps the old file in place",
+                 R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "inUse": true},
              "C:\\Windows\\system32\\stkprobe.bk1": {"text": "older", "inUse": true}})",
-         {FirstFailure(32), BackupStays(5), kNotMoved, SecondFailure(32)},
-         "old",
-         "older"},
-        {"a missing source leaves the old file at the backup's name",
-         R"({"C:\\Toolkit\\KELO\\stkprobe.dll": null, "C:\\Toolkit\\KELO": {"directory": true},
+                 {FirstFailure(32), BackupStays(5), kNotMoved, SecondFailure(32)}, "old", "older"),
+        CopyCase("a missing source leaves the old file at the backup's name",
+                 R"({"C:\\Toolkit\\KELO\\stkprobe.dll": null, "C:\\Toolkit\\KELO": {"directory": true},
              "C:\\Windows\\system32\\stkprobe.dll": {"text": "old"}})",
-         {FirstFailure(2), BackupStays(2), kMoved, SecondFailure(2)},
-         "(none)",
-         "old"},
-        {"a read-only file is moved aside too",
-         R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "attributes": 1}})",
-         {FirstFailure(5), BackupStays(2), kMoved, kCopiedAfterwards},
-         "new",
-         "old"},
+                 {FirstFailure(2), BackupStays(2), kMoved, SecondFailure(2)}, "(none)", "old"),
+        CopyCase("a read-only file is moved aside too",
+                 R"({"C:\\Windows\\system32\\stkprobe.dll": {"text": "old", "attributes": 1}})",
+                 {FirstFailure(5), BackupStays(2), kMoved, kCopiedAfterwards}, "new", "old"),
     };
     for (const CopyCase& c : cases)
     {
@@ -139,12 +129,6 @@ const auto kCopies =
               fmt::format("log: CopyTCGDLL - Copying {} to  failed err: 206", kSource)});
 
 // ---- Paths that do not fit ----
-
-// A target whose path has `length` characters up to the vendor's folder.
-std::string TargetOfLength(std::size_t length)
-{
-    return R"(C:\)" + std::string(length - 4, 'd') + "\\";
-}
 
 TEST(CopyTCGDLL, APathOf239CharactersIsTheLongestThatIsCopied)
 {

@@ -521,11 +521,6 @@ void ExpectNothingLoaded(const winsim::Machine& machine, const std::string& targ
     EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
 }
 
-std::string TargetOfLength(std::size_t length)
-{
-    return R"(C:\)" + std::string(length - 4, 'd') + "\\";
-}
-
 TEST(DetectTPMPlatform, APathOf239CharactersIsTheLongestThatIsLoaded)
 {
     const std::string rest = R"(OTHER\stkprobe.dll)";

@@ -1,13 +1,10 @@
 // Proves how the shim library is removed from the system directory and placed in it.
 #include "tests/unit/tss/tss_script.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace
 {
-
-using testing::ElementsAre;
 
 constexpr char kShim[] = R"(C:\Program Files\Kelo Systems Corp\Toolkit\NTRU12\TSP1-kelo.dll)";
 
@@ -117,22 +114,18 @@ TEST(RemoveTSP1File, AMissingBackupIsNotLoggedWhateverKeepsTheShim)
         Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {}}})", "0", {.faults = {"DeleteFileA#1=32"}}), "1",
         MovedAside(0, kTsp1, kTsp1Backup, 0, 32));
     // For the backup, only error 2 passes without a line; error 3, a missing path, is logged.
-    const SimulatedRun other = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {}}})", "0",
-                                      {.faults = {"DeleteFileA#1=2", "DeleteFileA#2=3"}});
-    EXPECT_THAT(other.log, ElementsAre("RemoveTSP1File - enter 0",
-                                       std::string("RemoveTSP1File - Failed to delete file ") + kTsp1 + ", err: 2",
-                                       "RemoveTSP1File - Unable to remove .bak file, err: 3",
-                                       std::string("RemoveTSP1File - Moved Tsp<x>_x64.dll to ") + kTsp1Backup));
+    ExpectLog(Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {}}})", "0",
+                     {.faults = {"DeleteFileA#1=2", "DeleteFileA#2=3"}}),
+              "1",
+              {"log: RemoveTSP1File - enter 0", NotDeleted(kTsp1, 2),
+               "log: RemoveTSP1File - Unable to remove .bak file, err: 3",
+               std::string("log: RemoveTSP1File - Moved Tsp<x>_x64.dll to ") + kTsp1Backup});
 }
 
 TEST(RemoveTSP1File, AReadOnlyShimIsMovedAside)
 {
     const SimulatedRun run = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"attributes": 1}}})", "0");
-    EXPECT_EQ(run.result, "1");
-    EXPECT_THAT(run.log,
-                ElementsAre("RemoveTSP1File - enter 0",
-                            R"(RemoveTSP1File - Failed to delete file C:\Windows\system32\TSP1_x64.dll, err: 5)",
-                            R"(RemoveTSP1File - Moved Tsp<x>_x64.dll to C:\Windows\system32\Tsp1.bak)"));
+    ExpectLog(run, "1", MovedAside(0, kTsp1, kTsp1Backup, 0, 5));
     EXPECT_TRUE(Exists(run, kTsp1Backup));
 }
 
@@ -149,10 +142,9 @@ TEST(RemoveTSP1File, AttributesOfZeroLeaveTheFileAlone)
 TEST(RemoveTSP1File, AttributesOfZeroAreLoggedWithWhateverErrorWasSetLast)
 {
     // The lost line before it has set the last error.
-    const SimulatedRun run = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"attributes": 0}}})", "0",
-                                    {.faults = {"fputs#1=3735928559"}});
-    EXPECT_THAT(run.log, ElementsAre(std::string("RemoveTSP1File - Failed to get Attributes for ") + kTsp1 +
-                                     ", err: -559038737"));
+    ExpectLog(Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"attributes": 0}}})", "0",
+                     {.faults = {"fputs#1=3735928559"}}),
+              "0", fmt::format("log: RemoveTSP1File - Failed to get Attributes for {}, err: -559038737", kTsp1));
 }
 
 TEST(RemoveTSP1File, AnUnknownSystemDirectoryEndsIt)
@@ -168,11 +160,9 @@ TEST(RemoveTSP1File, AnyOtherFolderFailurePassesForSuccess)
     // drive.
     const std::size_t before = CountOf("SHGetFolderPathA", Remove("{}", "0").startScript);
     const SimulatedRun run = Remove("{}", "0", {.faults = {fmt::format("SHGetFolderPathA#{}=0x80070002", before + 1)}});
-    EXPECT_EQ(run.result, "-1");
-    EXPECT_THAT(run.log,
-                ElementsAre("RemoveTSP1File - enter 0",
-                            R"(RemoveTSP1File - Failed to delete file \TSP1_x64.dll, err: 2)",
-                            R"(RemoveTSP1File - Failed to move file \TSP1_x64.dll, err: 2)", "RemoveTSP1File - exit"));
+    ExpectLog(run, "-1",
+              {"log: RemoveTSP1File - enter 0", R"(log: RemoveTSP1File - Failed to delete file \TSP1_x64.dll, err: 2)",
+               R"(log: RemoveTSP1File - Failed to move file \TSP1_x64.dll, err: 2)", "log: RemoveTSP1File - exit"});
 }
 
 TEST(RemoveTSP1File, AnUnknownSlotMeansTheSystemDirectoryItself)
@@ -236,10 +226,8 @@ TEST(CopyShimFile, AMissingShimIsSaidToBeMissing)
 
 TEST(CopyShimFile, AMissingFolderOfTheShimIsAnyOtherError)
 {
-    const SimulatedRun run = Copy(MachineOf("{}"), "0");
-    EXPECT_EQ(run.result, "false");
-    EXPECT_THAT(run.log, ElementsAre("Copying Kelo \"Shim\" TSP<x>_x64.dll to System32 Directory",
-                                     std::string(kShim) + " unable to copy to " + kTsp1 + " err: 3"));
+    ExpectLog(Copy(MachineOf("{}"), "0"), "false",
+              {kCopyBegin, fmt::format("log: {} unable to copy to {} err: 3", kShim, kTsp1)});
 }
 
 TEST(CopyShimFile, WithoutAFullPathNothingIsTakenFromTheCurrentDirectory)
@@ -271,7 +259,7 @@ TEST(CopyShimFile, ATargetBeyondWindowsLimitCopiesNothing)
 {
     for (std::size_t length : {250, 259, 300})
     {
-        const std::string target = R"(C:\)" + std::string(length - 4, 'd') + "\\";
+        const std::string target = TargetOfLength(length);
         winsim::Machine machine = MachineOf("{}");
         const std::string source = target + R"(NTRU12\TSP1-kelo.dll)";
         machine.files.Create(source, false);

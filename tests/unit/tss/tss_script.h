@@ -18,6 +18,12 @@ inline constexpr unsigned kNoAttributes = 4294967295;
 inline constexpr unsigned kArchive = 32;
 inline constexpr unsigned kFail = 0x80004005;
 
+// A target whose path has `length` characters up to the vendor's folder.
+inline std::string TargetOfLength(std::size_t length)
+{
+    return R"(C:\)" + std::string(length - 4, 'd') + "\\";
+}
+
 // The recorded result of a call that returns an HRESULT or another signed status.
 inline int Signed(unsigned status)
 {

@@ -1,62 +1,36 @@
 // Proves which paths are full: those that name the same place whatever drive and directory are current.
 #include "tests/support/simulated_run.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace
 {
 
-std::string IsFull(const std::string& path)
+void ExpectEachIs(const char* answer, std::initializer_list<const char*> paths)
 {
-    return CallFunction("IsFullPath", {path}).result;
+    for (const char* path : paths)
+        EXPECT_EQ(CallFunction("IsFullPath", {path}).result, answer) << path;
 }
 
 TEST(IsFullPath, ADriveAndItsRootBeginAFullPath)
 {
-    for (const char* path :
-         {R"(C:\)", R"(C:\Toolkit\)", R"(a:\b)", R"(c:\)", R"(z:\a)", R"(Z:\a)", "C:/Toolkit/", R"(A:\..\b)"})
-        EXPECT_EQ(IsFull(path), "true") << path;
+    ExpectEachIs("true",
+                 {R"(C:\)", R"(C:\Toolkit\)", R"(a:\b)", R"(c:\)", R"(z:\a)", R"(Z:\a)", "C:/Toolkit/", R"(A:\..\b)"});
 }
 
 TEST(IsFullPath, AShareBeginsAFullPath)
 {
-    for (const char* path : {R"(\\server\share)", R"(\\server\share\)", R"(\\server\share\Toolkit\)", "//server/share/",
-                             R"(\\?\C:\Toolkit\)", R"(\\?\UNC\server\share\)"})
-        EXPECT_EQ(IsFull(path), "true") << path;
+    ExpectEachIs("true", {R"(\\server\share)", R"(\\server\share\)", R"(\\server\share\Toolkit\)", "//server/share/",
+                          R"(\\?\C:\Toolkit\)", R"(\\?\UNC\server\share\)"});
 }
 
 TEST(IsFullPath, NothingElseDoes)
 {
-    for (const char* path : {"",
-                             "C",
-                             "C:",
-                             "C:Toolkit\\",
-                             "C:..\\",
-                             "Toolkit",
-                             "Toolkit\\",
-                             "..\\Toolkit\\",
-                             ".\\",
-                             "\\",
-                             "\\Toolkit\\",
-                             "/Toolkit/",
-                             "\\Toolkit\\bin\\",
-                             "a\\server\\share\\",
-                             "\\\\",
-                             "\\\\server",
-                             "\\\\server\\",
-                             "\\\\\\share\\",
-                             "\\\\server\\\\",
-                             "1:\\",
-                             "::\\",
-                             "[:\\",
-                             "`:\\",
-                             "{:\\",
-                             "@:\\",
-                             "\u00C4:\\",
-                             "CC:\\Toolkit\\",
-                             " C:\\"})
-        EXPECT_EQ(IsFull(path), "false") << path;
+    ExpectEachIs("false", {"", "Toolkit", R"(Toolkit\)", R"(..\Toolkit\)", R"(.\)", R"(a\server\share\)"});
+    ExpectEachIs("false", {R"(\)", R"(\Toolkit\)", "/Toolkit/", R"(\Toolkit\bin\)"});
+    ExpectEachIs("false", {R"(\\)", R"(\\server)", R"(\\server\)", R"(\\\share\)", R"(\\server\\)"});
+    ExpectEachIs("false", {"C", "C:", R"(C:Toolkit\)", R"(C:..\)", R"(CC:\Toolkit\)", R"( C:\)", "\u00C4:\\"});
+    ExpectEachIs("false", {R"(1:\)", R"(::\)", R"([:\)", R"(`:\)", R"({:\)", R"(@:\)"});
 }
 
 } // namespace

@@ -2,13 +2,10 @@
 #include "tests/support/run_tests.h"
 #include "tests/support/windows_script.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace
 {
-
-using testing::IsEmpty;
 
 winsim::Machine Windows(const std::string& version, const std::string& more = "")
 {
@@ -18,7 +15,7 @@ winsim::Machine Windows(const std::string& version, const std::string& more = ""
 std::string AtLeast(const winsim::Machine& machine, const char* major, const char* minor)
 {
     const SimulatedRun run = CallFunction(machine, "IsWindowsVersionAtLeast", {major, minor});
-    EXPECT_THAT(run.log, IsEmpty());
+    ExpectLog(run, run.result, {});
     return run.result;
 }
 
@@ -51,7 +48,7 @@ TEST(IsWindowsVersionAtLeast, ServicePacksTakeNoPart)
 // The conditions are "greater or equal" (3) for each of three types; only two types (3) are tested.
 TEST(IsWindowsVersionAtLeast, TestsMajorAndMinorAlone)
 {
-    EXPECT_EQ(CallFunction(Windows("6.1"), "IsWindowsVersionAtLeast", {"6", "2"}).script, AskForVersion(6, 2, false));
+    ExpectRun(CallFunction(Windows("6.1"), "IsWindowsVersionAtLeast", {"6", "2"}), "false", AskForVersion(6, 2, false));
 }
 
 TEST(IsWindowsVersionAtLeast, ACallThatFailsIsNo)
@@ -66,11 +63,7 @@ TEST(GetWindowsMajorVersion, IsTheMajorNumber)
     const std::pair<const char*, const char*> versions[] = {{"5.1", "5"}, {"5.2", "5"}, {"6.0", "6"},  {"6.1", "6"},
                                                             {"6.2", "6"}, {"6.3", "6"}, {"10.0", "10"}};
     for (const auto& [version, major] : versions)
-    {
-        const SimulatedRun run = CallFunction(Windows(version), "GetWindowsMajorVersion");
-        EXPECT_EQ(run.result, major) << version;
-        EXPECT_THAT(run.log, IsEmpty());
-    }
+        ExpectLog(CallFunction(Windows(version), "GetWindowsMajorVersion"), major, {});
 }
 
 SimulatedRun Ask(const winsim::Machine& machine, const SimulatedRunOptions& options = {})

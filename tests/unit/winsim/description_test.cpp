@@ -24,18 +24,35 @@ using winsim::Compare;
 using winsim::Json;
 using winsim::Machine;
 
-// The error in a description; "nothing" if there is none.
-std::string ErrorOf(const std::string& description)
+// The error that reading a description ends with; what it gives if there is none.
+template <typename Read>
+std::string ErrorIn(Read read)
 {
     try
     {
-        Machine::FromJson(Json::parse(description));
-        return "nothing";
+        return read();
     }
     catch (const winsim::DescriptionError& error)
     {
         return error.what();
     }
+}
+
+// The error in a description.
+std::string ErrorOf(const std::string& description)
+{
+    return ErrorIn([&] {
+        Machine::FromJson(Json::parse(description));
+        return "nothing";
+    });
+}
+
+std::string ErrorOfFile(const std::string& path)
+{
+    return ErrorIn([&] {
+        Machine::FromFile(path);
+        return "nothing";
+    });
 }
 
 std::vector<std::string> ChangesBetween(const Machine& before, const Machine& after)
@@ -432,14 +449,7 @@ TEST(Description, NamesMeanTheirNumbers)
 // The error in a text.
 std::string ErrorOfText(const std::string& text)
 {
-    try
-    {
-        return winsim::ParseDescription(text).dump();
-    }
-    catch (const winsim::DescriptionError& error)
-    {
-        return error.what();
-    }
+    return ErrorIn([&] { return winsim::ParseDescription(text).dump(); });
 }
 
 TEST(DescriptionText, MayHaveComments)
@@ -510,17 +520,7 @@ TEST(DescriptionFile, ThatIsMissingOrNoJsonIsNamed)
 {
     const ScratchFile file{"{"};
     for (const std::string& path : {file.Path(), file.Path() + ".missing"})
-    {
-        try
-        {
-            Machine::FromFile(path);
-            ADD_FAILURE() << path << " was read";
-        }
-        catch (const winsim::DescriptionError& error)
-        {
-            EXPECT_THAT(error.what(), testing::StartsWith(path + ": "));
-        }
-    }
+        EXPECT_THAT(ErrorOfFile(path), testing::StartsWith(path + ": "));
 }
 
 TEST(Comparison, OfEqualMachinesFindsNothing)
@@ -568,19 +568,6 @@ protected:
         return (m_folder / name).string();
     }
 
-    static std::string ErrorOf(const std::string& path)
-    {
-        try
-        {
-            Machine::FromFile(path);
-            return "nothing";
-        }
-        catch (const winsim::DescriptionError& error)
-        {
-            return error.what();
-        }
-    }
-
 private:
     std::filesystem::path m_folder;
 };
@@ -608,23 +595,24 @@ TEST_F(DescriptionFiles, TextIsLikeAFileOfTheFolder)
 TEST_F(DescriptionFiles, LikeMustNameFilesThatLeadToAnEnd)
 {
     const std::string number = Write("number.json", R"({"like": 1})");
-    EXPECT_EQ(ErrorOf(number), number + ": like: not a text");
+    EXPECT_EQ(ErrorOfFile(number), number + ": like: not a text");
     const std::string circle = Write("circle.json", R"({"like": "circle.json"})");
-    EXPECT_EQ(ErrorOf(circle), circle + ": like: too many files that are like each other");
-    EXPECT_THAT(ErrorOf(Write("alone.json", R"({"like": "missing.json"})")),
+    EXPECT_EQ(ErrorOfFile(circle), circle + ": like: too many files that are like each other");
+    EXPECT_THAT(ErrorOfFile(Write("alone.json", R"({"like": "missing.json"})")),
                 testing::EndsWith("/missing.json: cannot be read"));
 }
 
 TEST_F(DescriptionFiles, ErrorsNameTheFileThatTheyStandIn)
 {
     const std::string model = Write("model.json", R"({"windows": {"build": "x"}})");
-    EXPECT_EQ(ErrorOf(Write("last.json", R"({"like": "model.json"})")), model + ": windows.build: not a number");
+    EXPECT_EQ(ErrorOfFile(Write("last.json", R"({"like": "model.json"})")), model + ": windows.build: not a number");
     Write("model.json", R"({"windows": {"build": 1}})");
     const std::string last = Write("last.json", R"({"like": "model.json", "folders": {"home": null}})");
-    EXPECT_EQ(ErrorOf(last), last + ": folders.home: null, but there is nothing to remove");
-    EXPECT_EQ(ErrorOf(Write("empty.json", "")).find(last.substr(0, last.rfind('/')) + "/empty.json: not JSON: "), 0u);
+    EXPECT_EQ(ErrorOfFile(last), last + ": folders.home: null, but there is nothing to remove");
+    EXPECT_EQ(ErrorOfFile(Write("empty.json", "")).find(last.substr(0, last.rfind('/')) + "/empty.json: not JSON: "),
+              0u);
     const std::string folder = last.substr(0, last.rfind('/'));
-    EXPECT_EQ(ErrorOf(folder), folder + ": cannot be read");
+    EXPECT_EQ(ErrorOfFile(folder), folder + ": cannot be read");
 }
 
 TEST(Comparison, NamesFilesAndEvents)
