@@ -17,7 +17,6 @@ namespace
 {
 
 using catalogue::Kind;
-using catalogue::Match;
 using catalogue::Matcher;
 using catalogue::Text;
 using testing::ElementsAre;

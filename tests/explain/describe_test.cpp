@@ -3,7 +3,6 @@
 #include "explain/find_cause.h"
 #include "tests/explain/rehearsed_log.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace
@@ -13,11 +12,6 @@ using report::Story;
 using winsim::Json;
 
 const std::vector<std::string> kSetup{"/Setup", "/TSS_VENDOR=KELO"};
-
-Story StoryOf(const std::string& log)
-{
-    return report::TellAll(report::ReadLogLines(log)).at(0);
-}
 
 Json DraftOf(const std::string& machineFile)
 {

@@ -11,7 +11,6 @@
 namespace
 {
 
-using report::Story;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
@@ -23,11 +22,6 @@ const std::vector<std::string> kRemoval{"/Uninstall"};
 CauseFinder Finder()
 {
     return {winsim::Machine::FromFile(KELO_ROOT "/machines/windows-7-installed.json"), kRemoval};
-}
-
-Story StoryOf(const std::string& log)
-{
-    return report::TellAll(report::ReadLogLines(log)).at(0);
 }
 
 std::string RemovalLog(const std::vector<std::string>& faults)

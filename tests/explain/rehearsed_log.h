@@ -1,6 +1,7 @@
 // Install logs from rehearsals on the described machines.
 #pragma once
 
+#include "report/story.h"
 #include "winsim/process/program.h"
 
 #include <string>
@@ -16,3 +17,6 @@ struct Rehearsed
 // Runs the program, or without arguments its export, with faults in the form CALL[#N]=ERROR.
 Rehearsed Rehearse(const std::string& machineFile, const std::vector<std::string>& arguments,
                    const std::vector<std::string>& faults = {});
+
+// The story of a log with one run.
+report::Story StoryOf(const std::string& log);

@@ -18,7 +18,6 @@ namespace
 {
 
 using catalogue::Text;
-using report::Level;
 using report::Problem;
 using report::Story;
 using testing::ElementsAre;
@@ -27,13 +26,6 @@ using testing::IsEmpty;
 using testing::Not;
 
 const report::Style kPlain{};
-
-Story StoryOf(const std::string& log)
-{
-    std::vector<Story> stories = report::TellAll(report::ReadLogLines(log));
-    EXPECT_EQ(1u, stories.size());
-    return stories.empty() ? Story{} : std::move(stories.front());
-}
 
 // "FAILED options: the line", for each problem.
 std::vector<std::string> ProblemsOf(const Story& story)

@@ -13,7 +13,6 @@ namespace
 
 using winsim::CallRecord;
 using winsim::Change;
-using winsim::Json;
 
 // ---- Changes
 

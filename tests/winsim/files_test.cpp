@@ -12,12 +12,19 @@ void MakeReadOnlyFile(const std::string& path)
     EXPECT_TRUE(CloseHandle(file));
 }
 
+// The error of a call in its narrow and its wide form.
+template <typename First, typename Second>
+LSTATUS SameError(First narrow, Second wide)
+{
+    const LSTATUS error = ErrorOf(narrow);
+    EXPECT_EQ(ErrorOf(wide), error);
+    return error;
+}
+
 LSTATUS CopyError(const std::string& from, const std::string& to, BOOL failIfExists)
 {
-    const LSTATUS narrow = ErrorOf([&] { return CopyFileA(from.c_str(), to.c_str(), failIfExists); });
-    const LSTATUS wide = ErrorOf([&] { return CopyFileW(Wide(from).c_str(), Wide(to).c_str(), failIfExists); });
-    EXPECT_EQ(narrow, wide);
-    return wide;
+    return SameError([&] { return CopyFileA(from.c_str(), to.c_str(), failIfExists); },
+                     [&] { return CopyFileW(Wide(from).c_str(), Wide(to).c_str(), failIfExists); });
 }
 
 LSTATUS DeleteError(const std::string& path)
@@ -32,10 +39,8 @@ LSTATUS MoveError(const std::string& from, const std::string& to)
 
 LSTATUS AttributesError(const std::string& path)
 {
-    const LSTATUS narrow = ErrorOf([&] { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; });
-    const LSTATUS wide = ErrorOf([&] { return GetFileAttributesW(Wide(path).c_str()) != INVALID_FILE_ATTRIBUTES; });
-    EXPECT_EQ(narrow, wide);
-    return wide;
+    return SameError([&] { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; },
+                     [&] { return GetFileAttributesW(Wide(path).c_str()) != INVALID_FILE_ATTRIBUTES; });
 }
 
 // ---- Attributes ----

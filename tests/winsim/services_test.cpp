@@ -340,22 +340,23 @@ TEST(StartServiceA, BeginsAStartAndDoesNotWaitForItsEnd)
     EXPECT_EQ(status.dwCurrentState, DWORD{SERVICE_START_PENDING});
 }
 
-TEST(ControlService, FailsForAStoppedServiceAndTellsItsStatus)
+void ExpectRefusedStop(const std::wstring& name, LSTATUS error, DWORD state)
 {
     SERVICE_STATUS status = UntouchedStatus();
-    EXPECT_EQ(Stop(OpenService{L"KeloStopped"}, status), ERROR_SERVICE_NOT_ACTIVE);
+    EXPECT_EQ(Stop(OpenService{name}, status), error);
     if (IsOnWine())
         GTEST_SKIP() << "Wine leaves the status as it is";
-    EXPECT_EQ(status.dwCurrentState, DWORD{SERVICE_STOPPED});
+    EXPECT_EQ(status.dwCurrentState, state);
+}
+
+TEST(ControlService, FailsForAStoppedServiceAndTellsItsStatus)
+{
+    ExpectRefusedStop(L"KeloStopped", ERROR_SERVICE_NOT_ACTIVE, SERVICE_STOPPED);
 }
 
 TEST(ControlService, FailsForAServiceThatTakesNoControlAndTellsItsStatus)
 {
-    SERVICE_STATUS status = UntouchedStatus();
-    EXPECT_EQ(Stop(OpenService{L"KeloDeaf"}, status), ERROR_INVALID_SERVICE_CONTROL);
-    if (IsOnWine())
-        GTEST_SKIP() << "Wine leaves the status as it is";
-    EXPECT_EQ(status.dwCurrentState, DWORD{SERVICE_RUNNING});
+    ExpectRefusedStop(L"KeloDeaf", ERROR_INVALID_SERVICE_CONTROL, SERVICE_RUNNING);
 }
 
 TEST(ControlService, FailsForAServiceThatARunningOneNeeds)

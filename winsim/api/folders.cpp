@@ -13,7 +13,6 @@
 #include <string_view>
 
 using winsim::Call;
-using winsim::Files;
 using winsim::Simulation;
 
 namespace

@@ -294,23 +294,13 @@ struct UsualForm<std::map<std::string, Type, Order>>
 };
 
 // Member: saved if it differs from its usual value. Always: always saved.
-template <typename Object, typename Type>
-auto Member(Type Object::*member)
-{
-    return MemberField<Object, Type, typename UsualForm<Type>::Form>{member, {}, false};
-}
-template <typename Object, typename Type, typename Form>
-auto Member(Type Object::*member, Form form)
+template <typename Object, typename Type, typename Form = typename UsualForm<Type>::Form>
+auto Member(Type Object::*member, Form form = {})
 {
     return MemberField<Object, Type, Form>{member, form, false};
 }
-template <typename Object, typename Type>
-auto Always(Type Object::*member)
-{
-    return MemberField<Object, Type, typename UsualForm<Type>::Form>{member, {}, true};
-}
-template <typename Object, typename Type, typename Form>
-auto Always(Type Object::*member, Form form)
+template <typename Object, typename Type, typename Form = typename UsualForm<Type>::Form>
+auto Always(Type Object::*member, Form form = {})
 {
     return MemberField<Object, Type, Form>{member, form, true};
 }

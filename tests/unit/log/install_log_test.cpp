@@ -3,8 +3,11 @@
 
 #include "winsim/toolkit/install_log.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 namespace
 {
@@ -211,34 +214,34 @@ TEST(InstallLog, OpeningOnceMoreThatFailsSaysSoAndKeepsTheFormerStream)
     }
 }
 
+// Runs of a function in which each piece of memory is refused once.
+std::vector<SimulatedRun> WithEachPieceRefused(const char* function, const std::string& argument)
+{
+    const unsigned pieces = CallFunction(function, {argument}).outcome.callCounts.at("operator new");
+    std::vector<SimulatedRun> runs;
+    for (unsigned piece = 1; piece <= pieces; ++piece)
+        runs.push_back(CallFunction(function, {argument}, {.faults = {fmt::format("operator new#{}=8", piece)}}));
+    return runs;
+}
+
 TEST(InstallLog, OpeningOnceMoreWithoutMemorySaysThatItFails)
 {
-    const SimulatedRun whole = CallFunction("WriteAfterSecondOpen", {"abc"});
     bool hasFailed = false;
-    for (unsigned piece = 1; piece <= whole.outcome.callCounts.at("operator new"); ++piece)
+    for (const SimulatedRun& run : WithEachPieceRefused("WriteAfterSecondOpen", "abc"))
     {
-        const SimulatedRun run =
-            CallFunction("WriteAfterSecondOpen", {"abc"}, {.faults = {"operator new#" + std::to_string(piece) + "=8"}});
         const Script names = CallNames(run);
         const auto lastOpening = std::find(names.rbegin(), names.rend(), "SHGetFolderPathA");
         const bool isOpened = std::find(names.rbegin(), lastOpening, "_fsopen") != lastOpening;
         hasFailed = hasFailed || !isOpened;
-        EXPECT_EQ(run.result, isOpened ? "true true" : "false true") << piece;
+        EXPECT_EQ(run.result, isOpened ? "true true" : "false true");
     }
     EXPECT_TRUE(hasFailed);
 }
 
 TEST(InstallLog, ALineThatIsLostForWantOfMemoryCountsAsWritten)
 {
-    const SimulatedRun whole = CallFunction("WriteAfterClose", {"late"});
-    bool isLost = false;
-    for (unsigned piece = 1; piece <= whole.outcome.callCounts.at("operator new"); ++piece)
-    {
-        const SimulatedRun run =
-            CallFunction("WriteAfterClose", {"late"}, {.faults = {"operator new#" + std::to_string(piece) + "=8"}});
-        isLost = isLost || (run.log.empty() && run.result == "true");
-    }
-    EXPECT_TRUE(isLost);
+    EXPECT_TRUE(std::ranges::any_of(WithEachPieceRefused("WriteAfterClose", "late"),
+                                    [](const SimulatedRun& run) { return run.log.empty() && run.result == "true"; }));
 }
 
 // ---- Silence ----
@@ -377,13 +380,8 @@ TEST(InstallLog, APathThatCannotBeConvertedDropsTheLine)
 TEST(InstallLog, WithoutMemoryALineIsDroppedAndNothingElse)
 {
     const SimulatedRun whole = CallFunction("WriteAfterClose", {"late"});
-    const unsigned pieces = whole.outcome.callCounts.at("operator new");
-    for (unsigned piece = 1; piece <= pieces; ++piece)
-    {
-        const SimulatedRun run =
-            CallFunction("WriteAfterClose", {"late"}, {.faults = {"operator new#" + std::to_string(piece) + "=8"}});
-        EXPECT_TRUE(run.log.empty() || run.log == whole.log) << piece;
-    }
+    for (const SimulatedRun& run : WithEachPieceRefused("WriteAfterClose", "late"))
+        EXPECT_TRUE(run.log.empty() || run.log == whole.log);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 // Proves how a line of the install log is built: its header, its length and its end.
 #include "tests/unit/log/log_file.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace

@@ -2,7 +2,6 @@
 
 #include "tests/support/simulated_run.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fmt/format.h>

@@ -1,15 +1,12 @@
 // Runs kelo-rehearse for a test, in the test's own folder.
 #pragma once
 
+#include "tests/support/own_folder.h"
 #include "winsim/base/json.h"
-
-#include <gtest/gtest.h>
 
 #include <sys/wait.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 
@@ -19,19 +16,9 @@ struct Rehearsal
     std::string output; // both streams
 };
 
-// The test's own folder.
-class KeloRehearse : public testing::Test
+class KeloRehearse : public OwnFolder
 {
 protected:
-    KeloRehearse()
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kelo-rehearse-XXXXXX").string();
-        m_folder = mkdtemp(pattern.data());
-    }
-    ~KeloRehearse() override { std::filesystem::remove_all(m_folder); }
-
-    std::string Path(const char* name) const { return (m_folder / name).string(); }
-
     std::string Content(const char* name) const
     {
         std::ostringstream content;
@@ -48,8 +35,7 @@ protected:
     Rehearsal RunText(const std::string& description, const std::string& options,
                       const std::string& arguments = {}) const
     {
-        std::ofstream(Path("machine.json")) << description;
-        return RunCommand(options + " " + Path("machine.json") + arguments);
+        return RunCommand(options + " " + Write("machine.json", description) + arguments);
     }
 
     static Rehearsal RunCommand(const std::string& words)
@@ -67,7 +53,4 @@ protected:
         rehearsal.exitStatus = WEXITSTATUS(pclose(pipe));
         return rehearsal;
     }
-
-private:
-    std::filesystem::path m_folder;
 };

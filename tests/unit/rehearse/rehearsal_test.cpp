@@ -9,10 +9,8 @@
 namespace
 {
 
-using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 using winsim::Json;
 

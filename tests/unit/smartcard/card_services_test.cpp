@@ -1,7 +1,6 @@
 // Proves how the two services that smart cards need are set to start automatically, and started.
 #include "tests/unit/smartcard/card_script.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace

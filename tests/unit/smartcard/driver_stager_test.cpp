@@ -2,7 +2,6 @@
 #include "tests/support/run_tests.h"
 #include "tests/unit/smartcard/card_script.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace

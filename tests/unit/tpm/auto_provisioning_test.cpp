@@ -3,7 +3,6 @@
 #include "tests/support/simulated_run.h"
 #include "tests/support/windows_script.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace

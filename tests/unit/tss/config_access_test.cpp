@@ -1,7 +1,6 @@
 // Proves how the policy directory and the configuration file are created and opened to the accounts that need them.
 #include "tests/unit/tss/tss_script.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <optional>

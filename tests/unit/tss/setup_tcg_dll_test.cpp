@@ -3,13 +3,10 @@
 #include "tests/support/step_sequence.h"
 #include "tests/unit/tss/tss_script.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace
 {
-
-using winsim::Json;
 
 constexpr char kDoubleRule[] = "log: ===================================================";
 constexpr char kRule[] = "log: --------------------------------------------";
@@ -77,6 +74,14 @@ public:
         };
         Add({kOpenManager, look("tcsd_x86", machine.hasKeloService, "log: Found Kelo TSS"),
              look("tcsd_win32.exe", machine.hasNtruService, "log: Found NTRU TSS"), kCloseManager});
+    }
+
+    // A usable stack: `slot` is that of its shim.
+    void Use(const char* vendor, const char* slot, const char* toolkitVendor)
+    {
+        EXPECT_EQ(Step("DetectTPMPlatform", {kTarget, vendor}), "true 0");
+        Step("RemoveTSP1File", {slot});
+        InstallFor(vendor, toolkitVendor);
     }
 
     void InstallFor(const char* vendor, const char* toolkitVendor)
@@ -163,9 +168,7 @@ TEST(SetupTCGDLL, AUsableKeloStackIsChosenAndNtruIsNeverLookedAt)
         const SimulatedRun run = RunSetup(machine, vendor);
         ExpectedSetup expected{machine};
         expected.Prepare(vendor);
-        EXPECT_EQ(expected.Step("DetectTPMPlatform", {kTarget, "KELO"}), "true 0");
-        expected.Step("RemoveTSP1File", {"2"});
-        expected.InstallFor("KELO", "KELO");
+        expected.Use("KELO", "2", "KELO");
         expected.ExpectAsRun(run, "0");
         EXPECT_EQ(TextAfter(run, kProbeLibrary), "KELO");
         EXPECT_EQ(TextAfter(run, kTspi), "(none)");
@@ -183,9 +186,7 @@ TEST(SetupTCGDLL, AUsableNtruStackIsChosenWhenKelosIsNot)
         ExpectedSetup expected{machine};
         expected.Prepare(vendor);
         EXPECT_EQ(expected.Step("DetectTPMPlatform", {kTarget, "KELO"}), "false 7");
-        EXPECT_EQ(expected.Step("DetectTPMPlatform", {kTarget, "NTRU12"}), "true 0");
-        expected.Step("RemoveTSP1File", {"0"});
-        expected.InstallFor("NTRU12", "NTRU");
+        expected.Use("NTRU12", "0", "NTRU");
         expected.ExpectAsRun(run, "0");
         EXPECT_EQ(TextAfter(run, kProbeLibrary), "NTRU12");
         EXPECT_EQ(TextAfter(run, kTsp1), "(none)");
@@ -340,9 +341,7 @@ TEST(SetupTCGDLL, AnyNegativeResultOfTheUnblockingIsAFailure)
     EXPECT_EQ(expected.Step("UnblockTpmCommands"), "-2");
     expected.Add("log: Failed to Unblock Commands for Vista+");
     expected.OpenConfiguration();
-    EXPECT_EQ(expected.Step("DetectTPMPlatform", {kTarget, "KELO"}), "true 0");
-    expected.Step("RemoveTSP1File", {"2"});
-    expected.InstallFor("KELO", "KELO");
+    expected.Use("KELO", "2", "KELO");
     expected.ExpectAsRun(RunSetup(machine, "KELO"), "0");
 }
 

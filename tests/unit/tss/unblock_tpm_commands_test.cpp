@@ -4,7 +4,6 @@
 #include "tests/support/step_sequence.h"
 #include "tests/unit/tss/tss_script.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace
 {
 
@@ -33,14 +35,22 @@ std::vector<std::string> Conversions(const SimulatedRun& run, const char* conver
     return conversions;
 }
 
+constexpr char kJapanese[] = R"({"windows": {"codePage": 932}})";
+
+// A text, its bytes in the code page, and the machine.
+constexpr std::tuple<const char*, const char*, const char*> kTexts[] = {
+    {"", "", "{}"},
+    {"x", "x", "{}"},
+    {"plain", "plain", "{}"},
+    {"caf\u00E9 \u20AC", "caf\xE9 \x80", "{}"},
+    {"\u65E5\u672C", "\x93\xFA\x96\x7B", kJapanese},
+    {"caf\u00E9", "caf\u00E9", R"({"windows": {"codePage": 65001}})"},
+};
+
 TEST(ToNarrow, IsTheTextInTheCodePage)
 {
-    EXPECT_EQ(Narrow(""), "");
-    EXPECT_EQ(Narrow("x"), "x");
-    EXPECT_EQ(Narrow("plain"), "plain");
-    EXPECT_EQ(Narrow("caf\u00E9 \u20AC"), "caf\xE9 \x80");
-    EXPECT_EQ(Narrow("\u65E5\u672C", R"({"windows": {"codePage": 932}})"), "\x93\xFA\x96\x7B");
-    EXPECT_EQ(Narrow("caf\u00E9", R"({"windows": {"codePage": 65001}})"), "caf\u00E9");
+    for (const auto& [text, bytes, machine] : kTexts)
+        EXPECT_EQ(Narrow(text, machine), bytes);
 }
 
 TEST(ToNarrow, ALongTextIsWhole)
@@ -53,7 +63,7 @@ TEST(ToNarrow, WhatTheCodePageLacksBecomesAQuestionMark)
     EXPECT_EQ(Narrow("a\u4E2D"
                      "b"),
               "a?b");
-    EXPECT_EQ(Narrow("\u20AC", R"({"windows": {"codePage": 932}})"), "?");
+    EXPECT_EQ(Narrow("\u20AC", kJapanese), "?");
 }
 
 TEST(ToNarrow, AConversionThatFailsIsEmpty)
@@ -64,27 +74,21 @@ TEST(ToNarrow, AConversionThatFailsIsEmpty)
 
 TEST(ToWide, IsTheTextOfTheCodePage)
 {
-    EXPECT_EQ(Wide(""), "");
-    EXPECT_EQ(Wide("x"), "x");
-    EXPECT_EQ(Wide("plain"), "plain");
-    EXPECT_EQ(Wide("caf\xE9 \x80"), "caf\u00E9 \u20AC");
-    EXPECT_EQ(Wide("\x93\xFA\x96\x7B", R"({"windows": {"codePage": 932}})"), "\u65E5\u672C");
+    for (const auto& [text, bytes, machine] : kTexts)
+        EXPECT_EQ(Wide(bytes, machine), text);
 }
 
 // Japanese takes two bytes a character in its code page.
 TEST(ToNarrow, AsksForTheSizeAndConvertsTheTextAndNoMore)
 {
-    EXPECT_THAT(Conversions(CallFunction(MachineOf(R"({"windows": {"codePage": 932}})"), "ToNarrow", {"\u65E5\u672C"}),
-                            "WideCharToMultiByte"),
+    EXPECT_THAT(Conversions(CallFunction(MachineOf(kJapanese), "ToNarrow", {"\u65E5\u672C"}), "WideCharToMultiByte"),
                 ElementsAre("0 2 4", "4 2 4"));
 }
 
 TEST(ToWide, AsksForTheSizeAndConvertsTheTextAndNoMore)
 {
-    EXPECT_THAT(
-        Conversions(CallFunction(MachineOf(R"({"windows": {"codePage": 932}})"), "ToWide", {"\x93\xFA\x96\x7B"}),
-                    "MultiByteToWideChar"),
-        ElementsAre("4 0 2", "4 2 2"));
+    EXPECT_THAT(Conversions(CallFunction(MachineOf(kJapanese), "ToWide", {"\x93\xFA\x96\x7B"}), "MultiByteToWideChar"),
+                ElementsAre("4 0 2", "4 2 2"));
 }
 
 TEST(ToWide, AConversionThatFailsIsEmpty)

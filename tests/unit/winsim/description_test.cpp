@@ -1,19 +1,13 @@
 // Proves the meaning of machine descriptions: what may be left out, that a saved machine is the same when loaded again,
 // how an error names its place, and how two machines are compared.
+#include "tests/support/own_folder.h"
 #include "tests/support/simulated_run.h"
-
 #include "winsim/base/description_text.h"
 #include "winsim/machine/machine.h"
 #include "winsim/machine/plain_windows.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-
-#include <unistd.h>
 
 namespace
 {
@@ -489,40 +483,6 @@ TEST(DescriptionText, WithAKeyTwiceIsRefusedByPath)
               Json::parse(R"({"a": [{"b": 1}, {"b": 2}], "b": {"a": 3}})"));
 }
 
-// A file that exists as long as the test runs.
-class ScratchFile
-{
-public:
-    explicit ScratchFile(const std::string& text)
-        : m_path((std::filesystem::path(testing::TempDir()) /
-                  (testing::UnitTest::GetInstance()->current_test_info()->name() + std::to_string(getpid()) + ".json"))
-                     .string())
-    {
-        std::ofstream(m_path) << text;
-    }
-    ~ScratchFile() { std::remove(m_path.c_str()); }
-    ScratchFile(const ScratchFile&) = delete;
-    ScratchFile& operator=(const ScratchFile&) = delete;
-
-    const std::string& Path() const { return m_path; }
-
-private:
-    std::string m_path;
-};
-
-TEST(DescriptionFile, IsReadAsWritten)
-{
-    const ScratchFile file{RichMachine().ToJson().dump(2)};
-    EXPECT_EQ(Machine::FromFile(file.Path()), RichMachine());
-}
-
-TEST(DescriptionFile, ThatIsMissingOrNoJsonIsNamed)
-{
-    const ScratchFile file{"{"};
-    for (const std::string& path : {file.Path(), file.Path() + ".missing"})
-        EXPECT_THAT(ErrorOfFile(path), testing::StartsWith(path + ": "));
-}
-
 TEST(Comparison, OfEqualMachinesFindsNothing)
 {
     EXPECT_THAT(ChangesBetween(RichMachine(), RichMachine()), IsEmpty());
@@ -551,26 +511,19 @@ TEST(Comparison, NamesRegistryKeysAndValues)
                     R"({"area":"registry","kind":"added","item":"HKLM\\A\\B [New]","before":null,"after":4})"));
 }
 
-// Description files in the test's own folder.
-class DescriptionFiles : public testing::Test
+class DescriptionFiles : public OwnFolder
+{};
+
+TEST_F(DescriptionFiles, AreReadAsWritten)
 {
-protected:
-    DescriptionFiles()
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kelo-machines-XXXXXX").string();
-        m_folder = mkdtemp(pattern.data());
-    }
-    ~DescriptionFiles() override { std::filesystem::remove_all(m_folder); }
+    EXPECT_EQ(Machine::FromFile(Write("rich.json", RichMachine().ToJson().dump(2))), RichMachine());
+}
 
-    std::string Write(const char* name, const char* description) const
-    {
-        std::ofstream(m_folder / name) << description;
-        return (m_folder / name).string();
-    }
-
-private:
-    std::filesystem::path m_folder;
-};
+TEST_F(DescriptionFiles, ThatAreMissingOrNoJsonAreNamed)
+{
+    for (const std::string& path : {Write("half.json", "{"), Path("missing.json")})
+        EXPECT_THAT(ErrorOfFile(path), testing::StartsWith(path + ": "));
+}
 
 TEST_F(DescriptionFiles, MachineLikeAnotherDiffersFromThatOneOnly)
 {

@@ -12,7 +12,6 @@ namespace
 using testing::ElementsAre;
 using testing::IsEmpty;
 using winsim::CallRecord;
-using winsim::Json;
 using winsim::Repeat;
 using winsim::RepeatFinder;
 
