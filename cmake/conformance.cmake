@@ -10,10 +10,11 @@ function(conformance_for_windows)
         message(STATUS "no ${googletest} (package googletest): the conformance tests are left out")
         return()
     endif()
-    add_library(gtest_for_windows STATIC ${googletest}/src/gtest-all.cc ${googletest}/src/gtest_main.cc)
+    add_library(gtest_for_windows STATIC ${googletest}/src/gtest-all.cc)
     target_include_directories(gtest_for_windows SYSTEM PUBLIC ${googletest}/include PRIVATE ${googletest})
 
-    add_executable(winsim_conformance ${CONFORMANCE_SOURCES} tests/winsim/windows/is_on_wine.cpp)
+    add_executable(winsim_conformance ${CONFORMANCE_SOURCES} tests/winsim/windows/is_on_wine.cpp
+        tests/winsim/windows/main.cpp)
     target_include_directories(winsim_conformance PRIVATE ${PROJECT_SOURCE_DIR})
     target_precompile_headers(winsim_conformance PRIVATE <gtest/gtest.h> <windows.h>)
     target_compile_definitions(winsim_conformance PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)

@@ -42,26 +42,23 @@ def create(prefix, described):
         if service.get("state", "stopped") == "stopped":
             continue
         active[name] = states
-        # The service manager accepts no other first state.
-        running = _line("start", {"state": "running"})
-        states.write_text(running + _line("start", service) + _lines("stop", service))
+        states.write_text(first_states_text(service))
     lines += [machine_tool.line("start", name) for name in active]
     services.wait_for(prefix, {name: services.state_of(described[name]) for name in active}, after=lines)
     for name, states in active.items():
-        _write_states(states, described[name])
+        states.write_text(states_text(described[name]))
 
 
 def prepare(prefix, name, service):
     """Puts a service's program where it is to be, unless there is one or is to be none, and tells it how the service
     reacts. Returns the service's command line and the file that tells the program."""
-    program, path = _program_of(name, service)
+    program, path = program_of(name, service)
     target = prefix.path(program)
     target.parent.mkdir(parents=True, exist_ok=True)
-    is_to_be_there = service.get("onStart", {}).get("error") != NO_PROGRAM
-    if is_to_be_there and (not target.exists() or target.stat().st_size == 0):
+    if has_program(service) and (not target.exists() or target.stat().st_size == 0):
         shutil.copyfile(SERVICE_PROGRAM, target)
     states = target.with_name(f"{name}.states")
-    _write_states(states, service)
+    states.write_text(states_text(service))
     return path, states
 
 
@@ -79,12 +76,24 @@ def change(prefix, name, **members):
     machine_tool.do(prefix, [creation(name, members)])
 
 
-def _write_states(file, service):
-    """Tells a service program how its service reacts to a start and to a stop."""
-    file.write_text(_lines("start", service) + _lines("stop", service))
+def states_text(service):
+    """What a service program reads beside itself: how its service reacts to a start and to a stop."""
+    return _lines("start", service) + _lines("stop", service)
 
 
-def _program_of(name, service):
+def first_states_text(service):
+    """The same for the first start of a service that is to be in its described state at once."""
+    # The service manager accepts no other first state.
+    running = _line("start", {"state": "running"})
+    return running + _line("start", service) + _lines("stop", service)
+
+
+def has_program(service):
+    """Whether the program of a described service is there."""
+    return service.get("onStart", {}).get("error") != NO_PROGRAM
+
+
+def program_of(name, service):
     """The path of a service's program, and the command line that the service manager has for it."""
     path = service.get("binaryPath", f'"C:\\Standins\\{name}.exe"')
     return (path.split('"')[1] if path.startswith('"') else path.split(" ")[0]), path

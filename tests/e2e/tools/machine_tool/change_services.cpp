@@ -89,8 +89,9 @@ int RemoveService(const Words& words)
 int AwaitStates(const Words& words)
 {
     constexpr DWORD kIntervalMs = 50;
-    const ULONGLONG end = GetTickCount64() + std::stoul(words[1]);
-    while (!AreInStates(words) && GetTickCount64() < end)
+    const DWORD begin = GetTickCount();
+    const DWORD limit = std::stoul(words[1]);
+    while (!AreInStates(words) && GetTickCount() - begin < limit)
         Sleep(kIntervalMs);
     return 0;
 }

@@ -1,4 +1,4 @@
-// Changes and shows a machine for tests: services, the registry, processes. Texts go in and out as UTF-8.
+// Changes and shows a machine for tests: services, the registry, files, processes. Texts go in and out as UTF-8.
 //
 // Verbs that change it:
 //   create NAME BINARY_PATH [DISPLAY_NAME TYPE START ERROR_CONTROL GROUP DEPENDENCIES ACCOUNT DESCRIPTION]
@@ -12,15 +12,18 @@
 //   value KEY NAME TYPE HEX
 //                        gives a registry value its type (a number) and its bytes
 //   secure KEY SDDL      gives a key an owner and an access list
+//   copy FILE PATH       copies a file; the folders on the way are made
+//   write PATH LINE...   writes a text file; the folders on the way are made
+//   link PATH TARGET KIND
+//                        makes a symbolic link, of the kind "file" or "folder"
+//   hardlink PATH FILE   gives a file another name
 //
 // Verbs that show it, each as JSON; keys are below HKEY_LOCAL_MACHINE:
 //   services [NAME...]   status, configuration and description of services, or of all, by their names; null for one
-//   that is
-//                        missing
+//                        that is missing
 //   processes            a list of the names of the running programs' files
-//   registry KEY...      keys and all keys below them: type and bytes of each value. Links are passed over, and so is a
-//   key
-//                        that is named with a "-" before it.
+//   registry KEY...      keys and all keys below them: type and bytes of each value. Links are passed over, and so is
+//                        a key that is named with a "-" before it.
 //   security KEY...      owner and access list of keys, as SDDL
 //
 //   script FILE          does each line of a file: a verb and its arguments, with tabs between them
@@ -53,7 +56,8 @@ constexpr Verb kVerbs[] = {
     {L"create", 3, &RegisterService}, {L"start", 2, &BeginService},      {L"delete", 2, &RemoveService},
     {L"await", 2, &AwaitStates},      {L"value", 4, &SetValue},          {L"secure", 3, &SecureKey},
     {L"services", 1, &ShowServices},  {L"processes", 1, &ShowProcesses}, {L"registry", 2, &ShowRegistry},
-    {L"security", 1, &ShowSecurity},  {L"script", 2, &RunScript},
+    {L"security", 1, &ShowSecurity},  {L"copy", 3, &CopyToPlace},        {L"write", 2, &WriteText},
+    {L"link", 4, &MakeLink},          {L"hardlink", 3, &MakeHardLink},   {L"script", 2, &RunScript},
 };
 
 int RunVerb(const Words& words)

@@ -19,6 +19,12 @@ int AwaitStates(const Words& words);
 int SetValue(const Words& words);
 int SecureKey(const Words& words);
 
+// Changes of files.
+int CopyToPlace(const Words& words);
+int WriteText(const Words& words);
+int MakeLink(const Words& words);
+int MakeHardLink(const Words& words);
+
 // What a machine is like.
 int ShowServices(const Words& words);
 int ShowProcesses(const Words& words);
