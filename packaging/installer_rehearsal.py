@@ -115,13 +115,17 @@ class Package:
 class Rehearsal:
     """One run of the installer."""
 
-    def __init__(self, package, kelo_rehearse, machine, mode, given=(), failing=(), installed=None):
+    def __init__(self, package, kelo_rehearse, machine, mode, given=(), failing=(), installed=None, brought=None,
+                 is_wines=False):
         """`machine` is a whole description. `given` are the properties on the command line, `failing` the names of the
         script's actions that are made to fail, and `installed` is the package of the version that the machine already
-        has."""
+        has. `brought` describes the programs and libraries of the package. Wine's installer, unlike Windows', takes
+        files and registry values back before the package's rollback actions run, and leaves the keys."""
         self.package, self._tool, self._failing = package, kelo_rehearse, set(failing)
         self.machine = copy.deepcopy(machine)
-        self._described = {area: dict(machine.get(area) or {}) for area in AREAS_OF_FILES}
+        self._described = {area: {**(machine.get(area) or {}), **(brought or {}).get(area, {})}
+                           for area in AREAS_OF_FILES}
+        self.is_wines = is_wines
         self.mode = mode
         self._installed, self._replaced = installed, None
         version = _version_of_windows(machine)
@@ -266,7 +270,8 @@ class Rehearsal:
         return command.run(self, part, name)
 
     def _roll_back(self, place):
-        for name, command in reversed(self._script[:place + 1]):
+        done = self._script[place::-1]
+        for name, command in sorted(done, key=_is_rollback_action) if self.is_wines else done:
             if command.moment == "rollback":
                 self._rolled_back.append(name)
                 command.run(self, "rollback", name)
@@ -332,6 +337,10 @@ class Rehearsal:
     def has_file(self, path):
         areas = [self.machine.get(area) or {} for area in AREAS_OF_FILES]
         return any(entries.get(_same_name(entries, path)) is not None for entries in areas)
+
+
+def _is_rollback_action(named):
+    return named[1].moment == "rollback"
 
 
 @dataclasses.dataclass
@@ -444,7 +453,9 @@ class _StandardAction:
 
     def take_back(self, rehearsal, name):
         for keys, before in reversed(self._done):
-            _put(rehearsal.machine, keys, before)
+            is_new_key = len(keys) == 2 and keys[0] == "registry" and before is None
+            if not is_new_key or (_is_empty_key(rehearsal.machine, keys[1]) and not rehearsal.is_wines):
+                _put(rehearsal.machine, keys, before)
         if self._done:
             rehearsal.note("rollback", name, f"{len(self._done)} changes taken back")
 
@@ -480,11 +491,11 @@ def _stop_services(rehearsal):
 def _install_files(rehearsal):
     if rehearsal.mode != "remove":
         for path, row in rehearsal.package.files.items():
-            described = rehearsal.described(path)
-            for area, entry in {} if rehearsal.has_file(path) else described.items():
+            if rehearsal.has_file(path):
+                continue
+            file = {"size": int(row["FileSize"])} | ({"version": row["Version"]} if row["Version"] else {})
+            for area, entry in {"files": file, **rehearsal.described(path)}.items():
                 yield (area, path), entry
-            if not rehearsal.has_file(path):
-                yield ("files", path), {"size": int(row["FileSize"])}
 
 
 def _remove_files(rehearsal):
@@ -504,13 +515,38 @@ def _registry_rows(rehearsal):
 
 
 def _write_registry_values(rehearsal):
-    if rehearsal.mode != "remove":
-        yield from _registry_rows(rehearsal)
+    for keys, value in _registry_rows(rehearsal) if rehearsal.mode != "remove" else ():
+        yield from ((("registry", key), {}) for key in reversed(_with_parents(keys[1])) if not _has_key(rehearsal, key))
+        yield keys, value
 
 
 def _remove_registry_values(rehearsal):
-    if rehearsal.mode == "remove":
-        yield from ((keys, None) for keys, _ in _registry_rows(rehearsal))
+    for keys, _ in _registry_rows(rehearsal) if rehearsal.mode == "remove" else ():
+        yield keys, None
+        # The installer removes a key with its last value, and each key above that is empty then.
+        for key in _with_parents(keys[1]):
+            if not _is_empty_key(rehearsal.machine, key):
+                break
+            yield ("registry", key), None
+
+
+def _with_parents(key):
+    """A key, and the keys above it from the next one up."""
+    names = key.split("\\")
+    return ["\\".join(names[:count]) for count in range(len(names), 1, -1)]
+
+
+def _has_key(rehearsal, key):
+    registry = rehearsal.machine.get("registry", {})
+    return any(registry[name] is not None and (name.lower() + "\\").startswith(key.lower() + "\\") for name in registry)
+
+
+def _is_empty_key(machine, key):
+    """Whether there is such a key, without values and without keys below it."""
+    registry = machine.get("registry", {})
+    name = _same_name(registry, key)
+    return name is not None and not (registry[name] or {}).get("values") and not any(
+        registry[other] is not None and other.lower().startswith(key.lower() + "\\") for other in registry)
 
 
 STANDARD_ACTIONS = {"StopServices": _stop_services, "RemoveRegistryValues": _remove_registry_values,
