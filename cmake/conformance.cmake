@@ -14,7 +14,7 @@ function(conformance_for_windows)
     target_include_directories(gtest_for_windows SYSTEM PUBLIC ${googletest}/include PRIVATE ${googletest})
 
     add_executable(winsim_conformance ${CONFORMANCE_SOURCES} tests/winsim/windows/is_on_wine.cpp
-        tests/winsim/windows/main.cpp)
+        tests/winsim/windows/main.cpp tests/winsim/windows/written_events_test.cpp)
     target_include_directories(winsim_conformance PRIVATE ${PROJECT_SOURCE_DIR})
     target_precompile_headers(winsim_conformance PRIVATE <gtest/gtest.h> <windows.h>)
     target_compile_definitions(winsim_conformance PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)

@@ -22,10 +22,11 @@ constexpr DWORD kSetUpLimitMs = 5 * 60 * 1000;
 constexpr DWORD kTestsLimitMs = 10 * 60 * 1000;
 constexpr std::size_t kMostStarts = 20;
 
-// conformance/machine.txt makes these, and the tests the last two.
+// What conformance/machine.txt and the tests make, besides a folder below ProgramData.
 const std::wstring kPrograms = L"C:\\Standins";
 const std::wstring kLinks = L"C:\\Linked";
 const std::wstring kTestKey = L"SOFTWARE\\KeloConformance";
+const std::wstring kProtectedKey = L"SOFTWARE\\KeloProtected";
 
 // Where the tests lie, so that no user's name is in their own path.
 const std::wstring kTests = kPrograms + L"\\Tests\\winsim_conformance.exe";
@@ -110,6 +111,7 @@ void TakeAway()
     RemoveTrees(StandardFolder(CSIDL_COMMON_APPDATA) + L"-*-made"); // where tests that move a folder leave it
     RemoveStandInKeys();
     RemoveKey(kTestKey);
+    RemoveKey(kProtectedKey);
 }
 
 void SetUp()

@@ -7,7 +7,9 @@ from machines.descriptions import load
 from machines.numbers import STATES
 from machines.registry_values import typed_bytes
 from setup import services
+from reading.registry import below_root
 from setup.programs import FOREVER
+from setup.provision import security_line
 from standins.names import KEY, RUN_MS_ENDING
 from wine.machine_tool import line
 
@@ -24,7 +26,13 @@ def script():
     """The lines of the script, in the folder of PROGRAMS."""
     machine = load(DESCRIPTION)
     return [*(line("copy", file, rf"{TESTS_FOLDER}\{file}") for file in TESTS),
-            *_programs(machine["programs"]), *_links(machine["files"]), *_services(machine["services"])]
+            *_keys(machine["registry"]), *_programs(machine["programs"]), *_links(machine["files"]), *_services(machine["services"])]
+
+
+def _keys(described):
+    for path, key in described.items():
+        yield line("key", below_root(path))
+        yield security_line(path, key)
 
 
 def _programs(described):

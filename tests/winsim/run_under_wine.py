@@ -14,7 +14,7 @@ from setup.provision import provision
 from wine.prefix import Prefix
 
 # The areas that a Wine machine must be given; Wine and the build provide the rest.
-SET_UP = ("environment", "services", "programs")
+SET_UP = ("environment", "registry", "services", "programs")
 TIMES = ("runMs", "neverEnds")  # set up here
 SECONDS = 240
 LINKED = "C:\\Linked\\"

@@ -139,11 +139,16 @@ def _secure(work, path, key):
     """Gives a key its owner and its access list: at the end, because it may be read-only then."""
     if not key.keys() & {"owner", "access", "protected"}:
         return
+    line = security_line(path, key)
+    work.last.append(lambda: machine_tool.do(work.prefix, [line]))
+
+
+def security_line(path, key):
+    """The line of a script that gives a key its owner and its access list."""
     flags = "P" if key.get("protected") else ""
     entries = "".join(_entry(entry) for entry in key["access"]) if "access" in key else "(A;;GA;;;WD)"
     sddl = f"O:{key.get('owner', LOCAL_SYSTEM)}D:{flags}{entries}"
-    line = machine_tool.line("secure", below_root(path), sddl)
-    work.last.append(lambda: machine_tool.do(work.prefix, [line]))
+    return machine_tool.line("secure", below_root(path), sddl)
 
 
 def _entry(entry):

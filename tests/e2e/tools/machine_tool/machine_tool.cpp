@@ -11,6 +11,7 @@
 //                        many milliseconds are over
 //   value KEY NAME TYPE HEX
 //                        gives a registry value its type (a number) and its bytes
+//   key KEY              makes a registry key
 //   secure KEY SDDL      gives a key an owner and an access list
 //   copy FILE PATH       copies a file; the folders on the way are made
 //   write PATH LINE...   writes a text file; the folders on the way are made
@@ -53,11 +54,22 @@ struct Verb
 };
 
 constexpr Verb kVerbs[] = {
-    {L"create", 3, &RegisterService}, {L"start", 2, &BeginService},      {L"delete", 2, &RemoveService},
-    {L"await", 2, &AwaitStates},      {L"value", 4, &SetValue},          {L"secure", 3, &SecureKey},
-    {L"services", 1, &ShowServices},  {L"processes", 1, &ShowProcesses}, {L"registry", 2, &ShowRegistry},
-    {L"security", 1, &ShowSecurity},  {L"copy", 3, &CopyToPlace},        {L"write", 2, &WriteText},
-    {L"link", 4, &MakeLink},          {L"hardlink", 3, &MakeHardLink},   {L"script", 2, &RunScript},
+    {L"create", 3, &RegisterService},
+    {L"start", 2, &BeginService},
+    {L"delete", 2, &RemoveService},
+    {L"await", 2, &AwaitStates},
+    {L"value", 4, &SetValue},
+    {L"secure", 3, &SecureKey},
+    {L"key", 2, &MakeKey},
+    {L"services", 1, &ShowServices},
+    {L"processes", 1, &ShowProcesses},
+    {L"registry", 2, &ShowRegistry},
+    {L"security", 1, &ShowSecurity},
+    {L"copy", 3, &CopyToPlace},
+    {L"write", 2, &WriteText},
+    {L"link", 4, &MakeLink},
+    {L"hardlink", 3, &MakeHardLink},
+    {L"script", 2, &RunScript},
 };
 
 int RunVerb(const Words& words)

@@ -16,6 +16,7 @@ int RemoveService(const Words& words);
 int AwaitStates(const Words& words);
 
 // Changes of the registry.
+int MakeKey(const Words& words);
 int SetValue(const Words& words);
 int SecureKey(const Words& words);
 
