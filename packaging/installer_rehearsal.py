@@ -23,6 +23,7 @@ LONGEST_VALUE = 4095  # the longest value of a property that KeloPackage.dll acc
 AREAS_OF_FILES = ("files", "libraries", "programs")
 
 DONE, FAILED, RESTART_NEEDED = 0, 1603, 3010
+MOST_SECONDS = 600  # that the rehearsal of one run of the program may take
 
 KIND_OF_ACTION = 0x3F
 CONTINUES = 0x40
@@ -283,8 +284,11 @@ class Rehearsal:
         with tempfile.TemporaryDirectory() as folder:
             before, after = pathlib.Path(folder, "before.json"), pathlib.Path(folder, "after.json")
             before.write_text(json.dumps(description or self.machine), encoding="utf-8")
-            done = subprocess.run([self._tool, "--json", "--save", after, before, *arguments], capture_output=True,
-                                  text=True, check=False)
+            try:
+                done = subprocess.run([self._tool, "--json", "--save", after, before, *arguments], capture_output=True,
+                                      text=True, check=False, timeout=MOST_SECONDS)
+            except subprocess.TimeoutExpired:
+                raise RehearsalError(f"{text}: the rehearsal did not end within {MOST_SECONDS} seconds") from None
             if not done.stdout:
                 raise RehearsalError(done.stderr.strip().removeprefix("kelo-rehearse: ").replace(f"{before}: ", ""))
             report = json.loads(done.stdout)

@@ -140,6 +140,8 @@ std::vector<Record> Records()
     std::istringstream lines(ReadBytes(kRecords));
     for (std::string line; std::getline(lines, line);)
     {
+        if (line.ends_with('\r'))
+            line.pop_back();
         Record record;
         std::istringstream words(line);
         std::getline(words, record.event, '\t');

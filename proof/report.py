@@ -38,18 +38,22 @@ RUNS = (
 MOMENTS = ("start", *(run.after for run in RUNS))
 SWITCHES = {"install": "/i", "repair": "/i", "remove": "/x"}
 
-_TEXTS, _RECORDS = "texts", "records"
+_TEXTS, _RECORDS, _MACHINE = "texts", "records", "machine"
 # The members of each kind of line, with their types; those of a step that could not be carried out are left out.
 MEMBERS = {
-    "begin": {"time": str, "steps": int, "form": int, "kit": dict, "windows": dict},
+    "begin": {"time": str, "steps": int, "form": int, "kit": {"program": str},
+              "windows": {"version": str, "build": int, "servicePack": int, "isServer": bool}},
     "tests": {"results": _RECORDS, "leftOut": _RECORDS},
-    "capture": {"moment": str, "machine": dict},
+    "capture": {"moment": str, "machine": _MACHINE},
     "installer": {"switch": str, "package": str, "properties": _TEXTS, "exitCode": int, "actions": _TEXTS,
                   "log": _TEXTS},
     "clean": {"removed": _TEXTS},
     "end": {"time": str, "lines": int},
 }
 RESULTS = ("passed", "failed", "skipped")
+# The areas of a machine that KeloDescribe writes. Any other could name a file to read, or make a rehearsal long.
+AREAS = {"title", "notes", "windows", "clock", "process", "folders", "environment", "registry", "files", "libraries",
+         "pendingMoves", "token", "services", "processes", "smartCards", "cng", "wmi"}
 
 
 @dataclasses.dataclass
@@ -84,6 +88,8 @@ def read(path):
     report = Report(lines[0])
     for number, line in enumerate(lines[1:-1], 2):
         _add(report, number, line)
+    if missing := lines[0]["steps"] - (len(lines) - 2):
+        report.errors.append(("prove.cmd", f"{missing} of {lines[0]['steps']} steps left no line"))
     return report
 
 
@@ -100,7 +106,7 @@ def _parsed(number, line):
     kind = parsed.get("step")
     if not isinstance(kind, str) or kind not in MEMBERS:
         raise ReportError(f"line {number} is of no known kind")
-    if "error" in parsed and isinstance(parsed["error"], str):
+    if isinstance(parsed.get("error"), str) and kind not in ("begin", "end"):
         return parsed
     for name, form in MEMBERS[kind].items():
         if not _has_form(parsed.get(name), form):
@@ -114,7 +120,11 @@ def _has_form(value, form):
     if form is _RECORDS:
         return isinstance(value, list) and all(
             isinstance(record, dict) and all(isinstance(text, str) for text in record.values()) for record in value)
-    return isinstance(value, form) and not isinstance(value, bool)
+    if form is _MACHINE:
+        return isinstance(value, dict) and value.keys() <= AREAS
+    if isinstance(form, dict):
+        return isinstance(value, dict) and all(_has_form(value.get(name), inner) for name, inner in form.items())
+    return isinstance(value, form) and (form is bool or not isinstance(value, bool))
 
 
 def _add(report, number, line):

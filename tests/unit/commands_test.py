@@ -22,6 +22,7 @@ LEFT_OUT = {
     "./run --wine": "takes Wine; e2e holds the real program against rehearsals",
     "./run bench": "measures; its figures are no tests",
     "./run package": "takes a package; e2e rehearses the sample package",
+    "./run proof-": "builds for Windows, and reads a file from there; e2e does both",
     "./test": "would run the tests in a test, but for --help",
     "cmake --": "the images group builds the sample package",
     "cd tests/": "e2e and its tests are run by ctest",

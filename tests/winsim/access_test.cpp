@@ -100,7 +100,7 @@ TEST(Access, ThePrivilegeToTakeOwnershipLeadsToAKeyThatDeniesEverything)
     const std::wstring name = L"MACHINE\\" + std::wstring(kProtectedKey, std::end(kProtectedKey) - 1);
     const WellKnown administrators{SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS};
     SetTakeOwnershipPrivilege(0);
-    for (const REGSAM access : {KEY_QUERY_VALUE, READ_CONTROL, WRITE_DAC, WRITE_OWNER})
+    for (const DWORD access : {DWORD{KEY_QUERY_VALUE}, DWORD{READ_CONTROL}, DWORD{WRITE_DAC}, DWORD{WRITE_OWNER}})
         EXPECT_EQ(KeyError(kProtectedKey, access), 5) << access;
     EXPECT_EQ(TakeOwnership(name, SE_REGISTRY_KEY), 5u);
 
