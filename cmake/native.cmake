@@ -198,6 +198,8 @@ python_check(unit.machine_schema winsim/machine_schema_test.py $<TARGET_FILE:mac
 python_check(scenarios.machines machines_test.py)
 # What KeloDescribe reads.
 python_check(unit.describe describe/describe_test.py $<TARGET_FILE:describe_names>)
+# What the proof kit proves.
+python_check(unit.proof proof/rows_test.py)
 # The output of kelo-rehearse, and the command lines in help texts and documents.
 python_check(unit.reports rehearse/reports_test.py)
 python_check(unit.commands commands_test.py)

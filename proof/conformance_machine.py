@@ -26,7 +26,8 @@ def script():
     """The lines of the script, in the folder of PROGRAMS."""
     machine = load(DESCRIPTION)
     return [*(line("copy", file, rf"{TESTS_FOLDER}\{file}") for file in TESTS),
-            *_keys(machine["registry"]), *_programs(machine["programs"]), *_links(machine["files"]), *_services(machine["services"])]
+            *_keys(machine["registry"]), *_programs(machine["programs"]), *_links(machine["files"]),
+            *_services(machine["services"])]
 
 
 def _keys(described):

@@ -22,8 +22,8 @@ from wix_source import ROLLBACK
 REHEARSE = NATIVE / "kelo-rehearse"
 NAMES = NATIVE / "describe_names"
 
-# What the stand-ins of the sample package do where nobody tells them more. The detection libraries find a software stack
-# and a TPM that is switched off.
+# What the stand-ins of the sample package do where nobody tells them more. The detection libraries find a software
+# stack and a TPM that is switched off.
 STAND_INS = merged(toolkit_service(**RUNS_AT_ONCE),
                    {"libraries": {**detections(isEnabled=0, isActivated=0, isOwned=0)["libraries"],
                                   **tasks()["libraries"]},
@@ -58,8 +58,8 @@ def compare(report):
                                report.runs.get(run.name))
         if before is None or seen is None:
             continue
-        predicted = _predict(run, before, choices, report.is_wines)
-        choices = predicted.machine.get("registry", {}).get(installer_rehearsal.CHOICES_KEY)
+        predicted = predict(run, before, choices, report.is_wines)
+        choices = choices_of(predicted)
         compared |= {(run.name, part) for part in ("exit code", "actions", "log")}
         differences += _of_run(run, predicted, seen, report.is_wines)
         if after is not None:
@@ -73,7 +73,12 @@ def package_of(run):
     return installer_rehearsal.Package(WINDOWS / run.package)
 
 
-def _predict(run, machine, choices, is_wines):
+def choices_of(outcome):
+    """The remembered choices after a run; None if there are none."""
+    return outcome.machine.get("registry", {}).get(installer_rehearsal.CHOICES_KEY)
+
+
+def predict(run, machine, choices, is_wines):
     """The rehearsed run on a captured machine, with the remembered choices, which KeloDescribe does not read. Raises
     RehearsalError if the machine is none."""
     if choices:

@@ -1,5 +1,5 @@
-"""Reads the report of the proof kit: a line for each step, with a checksum (proof/report.h). Its texts come from another
-machine: they are compared and shown, and nothing else is done with them."""
+"""Reads the report of the proof kit: a line for each step, with a checksum (proof/report.h). Its texts come from
+another machine: they are compared and shown, and nothing else is done with them."""
 
 import dataclasses
 import json

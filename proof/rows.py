@@ -69,8 +69,8 @@ ROWS = (
         windows=(("11", _is_windows_11), ("server editions", lambda windows: windows["isServer"]),
                  ("5.2", lambda windows: windows["version"] == "5.2"))),
     Row("the package in the installer",
-        "elevation, the rollback of files and registry values, the user interface, whether a user sees the SRK tool that "
-        "an elevated action starts",
+        "elevation, the rollback of files and registry values, the user interface, whether a user sees the SRK tool "
+        "that an elevated action starts",
         compared=tuple((run, part) for run in ("install", "repair", "remove", "fail")
                        for part in ("exit code", "actions", "log")) + (("fail", "files"), ("fail", "registry")),
         rest="the user interface, and whether a user sees the SRK tool: somebody has to look"),

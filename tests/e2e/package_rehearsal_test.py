@@ -14,7 +14,7 @@ from package.packaged_machine import DESCRIPTION
 from package.predicted_effects import with_package
 from package.tables import SAMPLE
 from paths import ROOT, WINDOWS
-from product import CHOICES_KEY, KELO_STACK, NTRU_STACK, PROGRAM, REASON_KEY, SERVICE
+from product import CHOICES_KEY, KELO_STACK, NTRU_STACK, PROGRAM, REASON_KEY, SERVICE, SRK_TOOL
 from runs.rehearsal import REHEARSE
 
 # In packaging/, which paths.py lets be found.
@@ -109,7 +109,28 @@ class Installations(unittest.TestCase):
         self.assertEqual((outcome.status, self.runs(outcome)), (FAILED, [
             ("script", "KeloSetup", 0), ("script", "SRK_Auth_Change", 0), ("rollback", "KeloRollback", 0)]))
         self.assertNotIn(PROGRAM, outcome.machine["files"])
-        self.assertEqual(outcome.machine["registry"].get(CHOICES_KEY, {}).get("values", {}), {})
+        self.assertNotIn(CHOICES_KEY, outcome.machine["registry"])
+
+    def test_wine_takes_files_and_values_back_first_and_leaves_the_keys(self):
+        outcome = Rehearsal(self.package, REHEARSE, self.machine, "install", failing=["SRK_Auth_Change"],
+                            is_wines=True).run()
+        self.assertEqual((outcome.status, self.runs(outcome)), (FAILED, [
+            ("script", "KeloSetup", 0), ("script", "SRK_Auth_Change", 0)]))
+        self.assertEqual([step.text.split(":")[0] for step in outcome.steps if step.action == "KeloRollback"],
+                         ["cannot be started", "The installer is told"])
+        self.assertEqual(outcome.machine["registry"][CHOICES_KEY]["values"], {})
+
+    def test_a_removal_takes_keys_with_their_last_values(self):
+        outcome = self.rehearse("remove", self.rehearse("install").machine)
+        self.assertNotIn(CHOICES_KEY, outcome.machine["registry"])
+        self.assertIn(r"HKLM\SOFTWARE", outcome.machine["registry"])
+
+    def test_programs_and_libraries_come_with_their_files(self):
+        description = self.machine["programs"].pop(SRK_TOOL)
+        brought = {"programs": {SRK_TOOL: description}}
+        installed = Rehearsal(self.package, REHEARSE, self.machine, "install", brought=brought).run().machine
+        self.assertEqual(installed["programs"][SRK_TOOL]["runs"], description["runs"])
+        self.assertGreater(installed["files"][SRK_TOOL]["size"], 0)
 
     def test_failed_removal_puts_everything_back(self):
         installed = self.rehearse("install", TSS_VENDOR="NTRU12").machine

@@ -3,6 +3,7 @@
 import json
 import re
 import subprocess
+import sys
 import unittest
 import zipfile
 
@@ -25,6 +26,8 @@ SECONDS = 240
 # A machine without the toolkit. Its services' programs are not where the tests of the kit have theirs.
 MACHINE = merged(WINDOWS_10, blocked(*BLOCKED_COMMANDS), {"services": {
     name: {"binaryPath": rf"C:\Services\{name}.exe", **service} for name, service in PLAIN["services"].items()}})
+
+NEAR_THE_TOP = ("drive_c/*", "drive_c/Program*/*", "drive_c/users/*/Temp/*")
 
 # What a removed package leaves: the maker's folders and keys, and the installer's own key.
 OF_PACKAGES = re.compile(r"Kelo Systems Corp|Classes\\Installer$")
@@ -52,15 +55,15 @@ def prove(prefix):
 
 def places(prefix):
     """What the kit could leave behind: files and folders near the top, keys of the software, services."""
-    found = {str(path.relative_to(prefix.folder)) for pattern in ("drive_c/*", "drive_c/Program*/*", "drive_c/users/*/Temp/*")
-             for path in prefix.folder.glob(pattern)}
+    found = {str(path.relative_to(prefix.folder)) for pattern in NEAR_THE_TOP for path in prefix.folder.glob(pattern)}
     keys, known = machine_tool.ask(prefix, [registry.listing("SOFTWARE"), services.listing()])
     return found | {key for key in keys if key.count("\\") < 3} | set(known)
 
 
 def read(*arguments):
     """Reads a report. Returns the exit status, the standard output and the standard error."""
-    done = subprocess.run([ROOT / "proof" / "proof_report", *arguments], capture_output=True, text=True, check=False)
+    done = subprocess.run([sys.executable, "-B", ROOT / "proof" / "proof_report.py", *arguments], capture_output=True,
+                          text=True, check=False)
     return done.returncode, done.stdout, done.stderr
 
 

@@ -1,8 +1,7 @@
-#!/usr/bin/env -S python3 -B
 """Shows what the proof kit brought back: which rows of docs/testing.md are now proved, on which Windows, and what
 differed from winsim's prediction.
 
-    proof_report FILE [--json]
+    proof_report.py FILE [--json]
 
 Exit status: 0 all is as predicted; 1 something differs or was not carried out; 2 the file cannot be read.
 """
@@ -102,9 +101,10 @@ def facts(findings):
     if isinstance(start, dict):
         yield "Windows", ", ".join(f"{name} {start[name]}" for name in ("uiLanguage", "userLanguage", "codePage")
                                    if name in start)
-    own = begin["kit"].get("program") == identity()["program"]
-    yield "Program", f"{begin['kit'].get('program')}, " + (
-        "that of this build" if own else f"not that of this build, {identity()['program']}: differences may come from that")
+    own = begin["kit"]["program"] == identity()["program"]
+    yield "Program", f"{begin['kit']['program']}, " + (
+        "that of this build" if own else
+        f"not that of this build, {identity()['program']}: differences may come from that")
     yield "Begun", begin["time"]
     yield "Tests", ", ".join(f"{results.count(result)} {result}" for result in ("passed", "failed", "skipped"))
     for pattern, reason in findings.report.left_out.items():
