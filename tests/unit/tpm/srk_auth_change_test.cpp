@@ -323,6 +323,16 @@ TEST(SrkAuthChange, AToolWhoseCommandLineMemoryDoesNotSufficeForIsNotStarted)
     EXPECT_FALSE(run.outcome.callCounts.contains("CreateProcessW"));
 }
 
+TEST(SrkAuthChange, AChangeWhoseCommandLineMemoryDoesNotSufficeForIsPutOffToTheNextLogon)
+{
+    Json machine = DescriptionOf({.data = "/CAPTION=" + std::string(300, 'c'), .verifyCode = -5});
+    machine["process"]["largestBlock"] = 700;
+    const SimulatedRun run = ChangeSrkAuthOn(machine);
+    ExpectLog(run, "0", {kMustUpgrade, "log: Unable to launch process!"});
+    EXPECT_EQ(CommandLines(run).size(), 1u);
+    EXPECT_EQ(RunAtLogon(run.After()), TaskAtLogon());
+}
+
 TEST(SrkAuthChange, OptionsThatMemoryDoesNotSufficeForAreNotThere)
 {
     Json machine = DescriptionOf({});

@@ -202,9 +202,9 @@ TEST(CopyTCGDLL, AnExceptionIsCaughtWhateverItsKind)
 
 // ---- A directory that somebody else named ----
 
-SimulatedRun CopyTo(const char* windir, const char* files)
+SimulatedRun CopyTo(const char* windir, const char* files, const SimulatedRunOptions& options = {})
 {
-    return Copy(Changed(MachineWith(files), {{"environment", {{"windir", windir}}}}));
+    return Copy(Changed(MachineWith(files), {{"environment", {{"windir", windir}}}}), options);
 }
 
 void ExpectRefused(const SimulatedRun& run, const std::string& windir, unsigned error)
@@ -223,9 +223,12 @@ TEST(CopyTCGDLL, AWindowsDirectoryOfAUsersIsNotUsed)
     ExpectRefused(CopyTo("C:\\Mine", R"({"C:\\Mine": {"directory": true},
         "C:\\Mine\\system32": {"directory": true, "owner": "S-1-5-21-7-7-7-1001"}})"),
                   "C:\\Mine", 1307);
-    // Even if the rest does not exist.
-    ExpectRefused(CopyTo("C:\\Mine", R"({"C:\\Mine": {"directory": true, "owner": "S-1-5-21-7-7-7-1001"}})"),
-                  "C:\\Mine", 1307);
+    // Even if the rest does not exist: Windows has two errors for that.
+    constexpr char kMine[] = R"({"C:\\Mine": {"directory": true, "owner": "S-1-5-21-7-7-7-1001"}})";
+    const SimulatedRun run = CopyTo("C:\\Mine", kMine);
+    ExpectRefused(run, "C:\\Mine", 1307);
+    const unsigned last = run.outcome.callCounts.at("CreateFileW");
+    ExpectRefused(CopyTo("C:\\Mine", kMine, {.faults = {fmt::format("CreateFileW#{}=3", last)}}), "C:\\Mine", 1307);
 }
 
 TEST(CopyTCGDLL, AWindowsDirectoryThatIsALinkIsNotUsed)
