@@ -109,6 +109,18 @@ TEST(GetOptionValue, PositionsCountBytesOfTheCodePage)
     EXPECT_EQ(Find("/TSS_VENDOR=", {"C:\\kelo.exe", "/Setup", "\u65E5/TSS_VENDOR=X"}, kJapanese).result, "R=X");
 }
 
+TEST(GetOptionValue, AValueThatMemoryDoesNotSufficeForIsAbsent)
+{
+    const auto find = [](const SimulatedRunOptions& options = {}) {
+        const std::string argument = "/TSS_VENDOR=" + std::string(100, 'x');
+        return CallFunction("GetOptionValue", {"/TSS_VENDOR=", "C:\\kelo.exe", "/Setup", argument}, options);
+    };
+    // The last pieces are the argument, the same without the prefix, and the copy for this test.
+    const unsigned last = find().outcome.callCounts.at("operator new");
+    for (const unsigned piece : {last - 2, last - 1})
+        EXPECT_EQ(find({.faults = {"operator new#" + std::to_string(piece) + "=8"}}).result, kNone);
+}
+
 TEST(GetOptionValue, LooksNowhereButInTheArgumentsAndLogsNothing)
 {
     const SimulatedRun run = Find("/TSS_VENDOR=", {"C:\\kelo.exe", "/Setup", "/TSS_VENDOR=KELO"});
