@@ -19,7 +19,7 @@ function(conformance_for_windows)
     target_precompile_headers(winsim_conformance PRIVATE <gtest/gtest.h> <windows.h>)
     target_compile_definitions(winsim_conformance PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
     target_compile_options(winsim_conformance PRIVATE ${KELO_WARNINGS})
-    target_link_libraries(winsim_conformance PRIVATE gtest_for_windows shell32 advapi32 ole32 psapi version)
+    target_link_libraries(winsim_conformance PRIVATE gtest_for_windows kelo_tick_count shell32 advapi32 ole32 psapi version)
     target_link_options(winsim_conformance PRIVATE -static -s)
     # One of its tests loads texts; others control services and start programs.
     add_dependencies(winsim_conformance Internationalization_en described_program service_program machine_tool sleeper)

@@ -18,7 +18,8 @@ add_custom_target(standin_names DEPENDS ${STANDIN_NAMES})
 function(e2e_sources target)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_BINARY_DIR})
     target_compile_options(${target} PRIVATE ${KELO_WARNINGS} -Os)
-    target_compile_definitions(${target} PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
+    # The older names of psapi.dll's functions, which 5.2 has too.
+    target_compile_definitions(${target} PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0 PSAPI_VERSION=1)
     add_dependencies(${target} standin_names)
 endfunction()
 
@@ -34,7 +35,7 @@ target_precompile_headers(e2e_support PRIVATE <windows.h> <filesystem> <fstream>
 function(e2e_target target)
     e2e_sources(${target})
     target_precompile_headers(${target} REUSE_FROM e2e_support)
-    target_link_libraries(${target} PRIVATE e2e_support)
+    target_link_libraries(${target} PRIVATE e2e_support kelo_tick_count)
     target_link_options(${target} PRIVATE -static -s)
     set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
     add_dependencies(e2e_programs ${target})

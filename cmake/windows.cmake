@@ -30,6 +30,11 @@ add_library(kelo_runtime OBJECT image/runtime/exceptions.cpp image/runtime/threa
 target_compile_options(kelo_runtime PRIVATE ${KELO_WARNINGS} -Os -ffunction-sections -fdata-sections
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
+# Lets Windows 5.2 load programs that keep the toolchain's threads.
+add_library(kelo_tick_count OBJECT image/runtime/tick_count.cpp)
+target_compile_definitions(kelo_tick_count PRIVATE _WIN32_WINNT=0x0502)
+target_compile_options(kelo_tick_count PRIVATE ${KELO_WARNINGS} -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+
 # All shipped files: the images and the libraries of their texts.
 add_custom_target(kelo_images)
 

@@ -1,5 +1,5 @@
 """Makes the proof kit, and the package that fails: proof_kit.zip and kelo_toolkit_failing.msi in the build for Windows.
-The same files make the same zip."""
+With a place as its argument it makes only the kit, there. The same files make the same zip."""
 
 import hashlib
 import json
@@ -58,9 +58,9 @@ def contents():
     yield "conformance/machine.txt", "".join(line + "\n" for line in script()).encode()
 
 
-def main():
-    make_failing_package()
-    unfinished = KIT.with_suffix(".part")
+def make_kit(place):
+    """Makes a kit from the packages and programs of the build."""
+    unfinished = place.with_suffix(".part")
     with zipfile.ZipFile(unfinished, "w", zipfile.ZIP_DEFLATED) as kit:
         for name, data in contents():
             entry = zipfile.ZipInfo(f"kelo_proof/{name}", EARLIEST)
@@ -68,7 +68,15 @@ def main():
             entry.create_system = 0  # the same from every host
             entry.external_attr = MODE
             kit.writestr(entry, data)
-    unfinished.rename(KIT)
+    unfinished.rename(place)
+
+
+def main():
+    if sys.argv[1:]:
+        make_kit(pathlib.Path(sys.argv[1]))
+    else:
+        make_failing_package()
+        make_kit(KIT)
 
 
 if __name__ == "__main__":

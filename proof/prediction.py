@@ -30,6 +30,9 @@ STAND_INS = merged(toolkit_service(**RUNS_AT_ONCE),
                     "programs": {STAGER: {"runs": [{"exitCode": 0}]}, SRK_TOOL: {"runs": [{"exitCode": 0}]}}})
 SERVICE_PROGRAM = next(path for path in STAND_INS["programs"] if path.endswith("KlPCR.exe"))
 
+# On Windows the installer runs the program as LocalSystem; KeloDescribe ran as the user who started prove.cmd.
+LOCAL_SYSTEM = {"user": "S-1-5-18", "groups": ["S-1-5-32-544", "S-1-1-0", "S-1-5-11"]}
+
 AREAS = ("registry", "files", "services", "cng", "others")
 PARTS = ("exit code", "actions", "log", *AREAS)
 
@@ -81,6 +84,8 @@ def choices_of(outcome):
 def predict(run, machine, choices, is_wines):
     """The rehearsed run on a captured machine, with the remembered choices, which KeloDescribe does not read. Raises
     RehearsalError if the machine is none."""
+    if not is_wines and isinstance(machine.get("token"), dict):
+        machine = {**machine, "token": {**machine["token"], **LOCAL_SYSTEM}}
     if choices:
         machine = merged(machine, {"registry": {installer_rehearsal.CHOICES_KEY: choices}})
     if SERVICE_PROGRAM.lower() in map(str.lower, machine.get("files") or {}):

@@ -94,6 +94,21 @@ class ProofKit(unittest.TestCase):
         found = [name for name in (r"Zo\u00eb", r"M\u00fcller", "a proof", "users", "drive_c") if name in report]
         self.assertEqual(found, [])
 
+    def test_goes_on_after_steps_that_cannot_be_carried_out(self):
+        prefix = machine_with_kit(self)
+        before = places(prefix)
+        for name in ("KeloDescribe.exe", r"conformance\winsim_conformance.exe"):
+            prefix.path(rf"{FOLDER}\kelo_proof\{name}").unlink()
+        status, screen = prove(prefix)
+        self.assertEqual(status, 1)
+        self.assertIn("Done, but 6 steps could not be carried out. The report is", screen)
+        status, text, _ = read(prefix.path(REPORT))
+        self.assertEqual(status, 1)
+        self.assertIn("  WINE PROVES NO ROW; 6 STEPS NOT CARRIED OUT\n", text)
+        self.assertIn("tests: the machine of the tests cannot be set up: error 2\n", text)
+        self.assertIn("Installer      install 0, repair 0, remove 0, fail 1603\n", text)
+        self.assertEqual({place for place in places(prefix) - before if not OF_PACKAGES.search(place)}, set())
+
     def test_does_not_begin_where_the_toolkit_is(self):
         described = merged(MACHINE, {"services": {KELO_STACK: {"binaryPath": r"C:\Services\stack.exe"}}})
         prefix = machine_with_kit(self, described)

@@ -25,7 +25,7 @@ DELAYED = {name for _, name in delayed("program_calls.cpp")}
 
 COMPILER = "x86_64-w64-mingw32-g++-posix"
 # The headers of Windows that declare the functions of its libraries, except the C runtime's.
-HEADERS = ["windows.h", "aclapi.h", "msi.h", "msiquery.h", "objbase.h", "oleauto.h", "psapi.h", "shellapi.h", "shlobj.h",
+HEADERS = ["windows.h", "aclapi.h", "msi.h", "msiquery.h", "objbase.h", "oleauto.h", "psapi.h", "sddl.h", "shellapi.h", "shlobj.h",
            "winscard.h", "winver.h"]
 C_RUNTIME = "msvcrt.dll"
 

@@ -1,6 +1,8 @@
 // Reads and writes the registry values of stand-ins.
 #include "tests/e2e/standins/settings.h"
 
+#include "src/windows/unique_handle.h"
+
 #include "standin_names.h"
 
 #include <cwchar>
@@ -26,7 +28,9 @@ std::vector<wchar_t> ReadCharacters(const std::wstring& standIn, const std::wstr
 
 void Write(const std::wstring& standIn, const std::wstring& name, DWORD type, const void* data, std::size_t size)
 {
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, KeyOf(standIn).c_str(), name.c_str(), type, data, static_cast<DWORD>(size));
+    UniqueRegistryKey key;
+    if (RegCreateKeyW(HKEY_LOCAL_MACHINE, KeyOf(standIn).c_str(), key.Put()) == ERROR_SUCCESS)
+        RegSetValueExW(key.Get(), name.c_str(), 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size));
 }
 
 } // namespace

@@ -72,7 +72,11 @@ BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, void* atProcessEnd)
 {
     g_library = library;
     if (reason == DLL_PROCESS_ATTACH)
-        Note("loaded with error mode " + std::to_string(GetErrorMode()));
+    {
+        const UINT mode = SetErrorMode(0); // GetErrorMode is newer than 5.2
+        SetErrorMode(mode);
+        Note("loaded with error mode " + std::to_string(mode));
+    }
     if (reason == DLL_PROCESS_DETACH)
         Note(atProcessEnd == nullptr ? "freed" : "left to the end of the process");
     return TRUE;

@@ -37,9 +37,11 @@ int SetValue(const Words& words)
     std::vector<BYTE> data;
     for (std::size_t i = 0; words.size() > 4 && i + 1 < words[4].size(); i += 2)
         data.push_back(static_cast<BYTE>(std::stoul(words[4].substr(i, 2), nullptr, 16)));
-    return static_cast<int>(RegSetKeyValueW(HKEY_LOCAL_MACHINE, words[1].c_str(), words[2].c_str(),
-                                            static_cast<DWORD>(std::stoul(words[3])), data.data(),
-                                            static_cast<DWORD>(data.size())));
+    UniqueRegistryKey key;
+    if (const LSTATUS error = RegCreateKeyW(HKEY_LOCAL_MACHINE, words[1].c_str(), key.Put()))
+        return static_cast<int>(error);
+    return static_cast<int>(RegSetValueExW(key.Get(), words[2].c_str(), 0, static_cast<DWORD>(std::stoul(words[3])),
+                                           data.data(), static_cast<DWORD>(data.size())));
 }
 
 int SecureKey(const Words& words)
