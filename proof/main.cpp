@@ -16,6 +16,7 @@
 
 #include <shellapi.h>
 
+#include <algorithm>
 #include <exception>
 
 namespace
@@ -69,6 +70,25 @@ int Begin(const Report& report, const std::wstring& steps)
     return kDone;
 }
 
+// What came of a step, for its user; empty if there is nothing to say.
+std::wstring Outcome(const Json& line)
+{
+    if (line.contains("error"))
+        return L"This step could not be carried out: " + describe::ToWide(line["error"].get<std::string>());
+    if (line.contains("exitCode"))
+        return L"msiexec ended with " + std::to_wstring(line["exitCode"].get<unsigned long>());
+    if (!line.contains("results"))
+        return {};
+    std::wstring counts;
+    for (const char* result : {"passed", "failed", "skipped"})
+    {
+        const auto count = std::count_if(line["results"].begin(), line["results"].end(),
+                                         [&](const Json& test) { return test["result"] == result; });
+        counts += (counts.empty() ? L"" : L", ") + std::to_wstring(count) + L" " + describe::ToWide(result);
+    }
+    return counts;
+}
+
 // Carries out a step, and notes it whatever comes of it.
 int Do(const Report& report, const Step& step, Words arguments)
 {
@@ -94,8 +114,9 @@ int Do(const Report& report, const Step& step, Words arguments)
     catch (const std::exception& error)
     {
         line["error"] = error.what();
-        Say(L"    This step could not be carried out: " + describe::ToWide(error.what()));
     }
+    if (const std::wstring outcome = Outcome(line); !outcome.empty())
+        Say(L"    " + outcome);
     report.Append(line);
     return line.contains("error") ? kNotDone : kDone;
 }

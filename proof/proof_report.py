@@ -74,7 +74,7 @@ def show(findings):
         print(f"  {name:<14} {printable(text)}")
     print("\nRows of docs/testing.md, and what only a real Windows can show")
     for verdict in findings.verdicts:
-        print(f"  {verdict.status:<9} {verdict.row.what}: {verdict.row.claim}")
+        show_text(f"  {verdict.status:<9} ", f"{verdict.row.what}: {verdict.row.claim}")
         show_text("            ", printable(verdict.reason))
     show_failed_tests(findings)
     show_differences("Differences from the prediction", findings.unexplained)

@@ -78,6 +78,8 @@ class ProofKit(unittest.TestCase):
         self.assertEqual([line for line in screen if " of 11: " in line],
                          [f"{number} of 11: {step} ..." for number, step in enumerate(STEPS, 1)])
         self.assertIn(f"    {REPORT}", screen)
+        self.assertEqual([line for line in screen if "msiexec" in line],
+                         [f"    msiexec ended with {code}" for code in (0, 0, 0, 1603)])
         self.assertEqual(status, 0, screen)
         status, text, errors = read(report)
         self.assertEqual((status, errors), (0, ""), text)
