@@ -120,6 +120,19 @@ add_library(ending_program MODULE tests/support/ending_program.cpp)
 winsim_program(ending_program)
 
 include(GoogleTest)
+
+# Compiles the sources of each folder of a group as one: most of the time goes into the templates of the same headers. So
+# no two sources of a folder declare the same name.
+function(compile_folders_together target)
+    get_target_property(sources ${target} SOURCES)
+    foreach(source ${sources})
+        cmake_path(GET source PARENT_PATH folder)
+        cmake_path(GET folder FILENAME folder)
+        set_source_files_properties(${source} PROPERTIES UNITY_GROUP ${folder})
+    endforeach()
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+endfunction()
+
 add_library(test_support SHARED tests/support/script.cpp tests/support/simulated_run.cpp)
 target_link_libraries(test_support PUBLIC winsim GTest::gmock GTest::gtest_main)
 target_compile_options(test_support PRIVATE -fvisibility-inlines-hidden ${KELO_WARNINGS})
@@ -156,6 +169,10 @@ endfunction()
 native_tests(unit)
 target_sources(unit_tests PRIVATE describe/anonymous_sids.cpp describe/exported_functions.cpp)
 add_dependencies(unit_tests describe_names machine_schema)
+compile_folders_together(unit_tests)
+# It reads like minidriver_test, and uses the same names.
+set_source_files_properties(${PROJECT_SOURCE_DIR}/tests/unit/smartcard/virtual_reader_test.cpp PROPERTIES
+    SKIP_UNITY_BUILD_INCLUSION ON)
 run_in_shares(unit 8)
 # Compiling these tests takes far longer than running them.
 target_compile_options(unit_tests PRIVATE -O0)

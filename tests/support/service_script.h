@@ -66,6 +66,9 @@ inline const Script kCloseBoth = CloseBoth(1);
 inline const std::string kCloseService = kCloseBoth[0];
 inline const std::string kCloseManager = kCloseBoth[1];
 
+// Whoever waits for a service to stop prints this.
+inline const std::string kAnnounced = Call("printf", {"Service stop pending...\n"}, 24);
+
 inline std::string QueryStatus(const ReportedStatus& status)
 {
     return Call("QueryServiceStatus", {"service#1"}, 1, {{"lpServiceStatus", MembersOf(status)}});

@@ -5,6 +5,9 @@
 
 #include <fmt/format.h>
 
+// The access list, among the parts of an object's security that a call reads or sets.
+inline constexpr unsigned kListInformation = 4;
+
 // The query whether Windows is at least version `major`.`minor`, and its answer.
 inline Script AskForVersion(int major, int minor, bool answer)
 {

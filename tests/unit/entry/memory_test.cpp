@@ -13,8 +13,8 @@ using testing::Contains;
 using testing::ElementsAreArray;
 using testing::IsSupersetOf;
 
-constexpr char kBegin[] = "============= Begin-> Kelo CSP (x64) Custom Action ===================";
-constexpr char kEnd[] = "============= Kelo CSP Custom Action <-End ===================";
+constexpr char kFirstLine[] = "============= Begin-> Kelo CSP (x64) Custom Action ===================";
+constexpr char kLastLine[] = "============= Kelo CSP Custom Action <-End ===================";
 
 constexpr char kNoVendor[] = "No TSS_VENDOR parameter specified only install if a TSS and proper TPM state is found.";
 
@@ -100,9 +100,9 @@ TEST(Memory, ThatRunsOutInASetupFailsOneOperation)
     const winsim::Machine machine = WholeMachine(false);
     const Runs runs = RefuseEachPiece(machine, arguments);
     ExpectEachRun(runs, RunProgram(machine, arguments),
-                  {kBegin, "Register the Kelo TCG Enabled KSP", "Install TPM Virtual Smartcard.... ",
+                  {kFirstLine, "Register the Kelo TCG Enabled KSP", "Install TPM Virtual Smartcard.... ",
                    "SetupTCGDLL() -->", "InstallTkService - Make sure that the Service isn't running first!",
-                   "<-- SetupTCGDLL()", kEnd});
+                   "<-- SetupTCGDLL()", kLastLine});
     EXPECT_THAT(runs.caught, ElementsAreArray({
                                  "CTPMSmartCard::Install - Unknown exception caught return -3",
                                  "CTPMSmartCard::InstallMiniDrv - Unknown exception caught return -3",
@@ -122,9 +122,9 @@ TEST(Memory, ThatRunsOutInARemovalFailsOneOperation)
 {
     const winsim::Machine machine = WholeMachine(true);
     const Runs runs = RefuseEachPiece(machine, {"/Uninstall"});
-    ExpectEachRun(
-        runs, RunProgram(machine, {"/Uninstall"}),
-        {kBegin, "UninstallTCGDLL() -->", "Unregister the Kelo TCG Enabled KSP", "UnInstallTkService - Enter", kEnd});
+    ExpectEachRun(runs, RunProgram(machine, {"/Uninstall"}),
+                  {kFirstLine, "UninstallTCGDLL() -->", "Unregister the Kelo TCG Enabled KSP",
+                   "UnInstallTkService - Enter", kLastLine});
     EXPECT_THAT(runs.caught, ElementsAreArray({
                                  "CTPMSmartCard::RunDriverStager - Unknown exception caught return -2",
                                  "CTPMSmartCard::Uninstall - Unknown exception caught return -1",
@@ -139,7 +139,7 @@ TEST(Memory, ThatRunsOutInARemovalFailsOneOperation)
 TEST(Memory, ThatRunsOutInACommitFailsNothing)
 {
     const Runs runs = RefuseEachPiece(WholeMachine(false), {"/Commit"});
-    ExpectEachRun(runs, RunProgram(WholeMachine(false), {"/Commit"}), {kBegin, kEnd});
+    ExpectEachRun(runs, RunProgram(WholeMachine(false), {"/Commit"}), {kFirstLine, kLastLine});
     EXPECT_TRUE(runs.caught.empty());
 }
 
@@ -147,7 +147,7 @@ TEST(Memory, ThatRunsOutInACommitFailsNothing)
 TEST(Memory, ThatRunsOutBeforeAFailureLeavesItAFailure)
 {
     const Runs runs = RefuseEachPiece(MachineOf("{}"), {"/Setup"});
-    ExpectEachRun(runs, RunProgram(MachineOf("{}"), {"/Setup"}), {kBegin, "<-- SetupTCGDLL()", kEnd});
+    ExpectEachRun(runs, RunProgram(MachineOf("{}"), {"/Setup"}), {kFirstLine, "<-- SetupTCGDLL()", kLastLine});
     for (const SimulatedRun& run : runs.each)
         EXPECT_EQ(run.exitCode, -1);
 }

@@ -14,7 +14,7 @@ using testing::IsEmpty;
 
 using winsim::Json;
 
-constexpr std::uint16_t kEnglish = 0x0409;
+constexpr std::uint16_t kUsEnglish = 0x0409;
 
 struct CodeAndText
 {
@@ -70,7 +70,7 @@ TEST(PublishResultMessage, EveryCodeAroundTheKnownOnesLeavesItsText)
     for (std::uint32_t code = 9990; code <= 10050; ++code)
     {
         SCOPED_TRACE(code);
-        ExpectLeft(Publish(MachineInLanguage(kEnglish), code), ExpectedText(code));
+        ExpectLeft(Publish(MachineInLanguage(kUsEnglish), code), ExpectedText(code));
     }
 }
 
@@ -85,12 +85,12 @@ TEST(PublishResultMessage, EveryOtherCodeLeavesTheGenericTextWithItsSignedNumber
                                                                 {0x80000000, "-2147483648"},
                                                                 {0xFFFFFFFF, "-1"}};
     for (const auto& [code, number] : kCases)
-        ExpectLeft(Publish(MachineInLanguage(kEnglish), code), GenericText(number));
+        ExpectLeft(Publish(MachineInLanguage(kUsEnglish), code), GenericText(number));
 }
 
 TEST(PublishResultMessage, SuccessTouchesNothing)
 {
-    const winsim::Machine machine = Changed(MachineInLanguage(kEnglish),
+    const winsim::Machine machine = Changed(MachineInLanguage(kUsEnglish),
                                             {{"registry", {{kInstallerKey, {{"values", {{"", "an earlier text"}}}}}}}});
     const SimulatedRun run = Publish(machine, 0);
     ExpectRun(run, "0", {});
@@ -99,7 +99,7 @@ TEST(PublishResultMessage, SuccessTouchesNothing)
 
 TEST(PublishResultMessage, ALaterFailureReplacesAnEarlierText)
 {
-    EXPECT_EQ(MessageLeft(Publish(Publish(MachineInLanguage(kEnglish), 10015).After(), 10016).After()),
+    EXPECT_EQ(MessageLeft(Publish(Publish(MachineInLanguage(kUsEnglish), 10015).After(), 10016).After()),
               EnglishText(5037));
 }
 
@@ -132,7 +132,7 @@ TEST(PublishResultMessage, LoadsOneTextAndWritesItAsTheDefaultValue)
 {
     const std::string text = EnglishText(5036);
     const Script load = Call("LoadStringA", {"library#1", 5036, 1024}, text.size(), {{"lpBuffer", text}});
-    ExpectRun(Publish(MachineInLanguage(kEnglish), 10015), "1603",
+    ExpectRun(Publish(MachineInLanguage(kUsEnglish), 10015), "1603",
               {kLoadEnglish, load, kOpenInstallerKey, WriteText(text), kCloseInstallerKey});
 }
 
@@ -142,7 +142,7 @@ TEST(PublishResultMessage, TheGenericTextIsExpandedAsAMessage)
     const std::string expanded = GenericText("10002");
     const Script steps = {Call("LoadStringA", {"library#1", 5058, 1024}, text.size(), {{"lpBuffer", text}}),
                           Call("FormatMessageA", {9472, text, 0, 0, 0}, expanded.size(), {{"lpBuffer", expanded}})};
-    ExpectRun(Publish(MachineInLanguage(kEnglish), 10002), "1603",
+    ExpectRun(Publish(MachineInLanguage(kUsEnglish), 10002), "1603",
               {kLoadEnglish, steps, kOpenInstallerKey, WriteText(expanded), kCloseInstallerKey});
 }
 
@@ -229,7 +229,7 @@ TEST(PublishResultMessage, EveryFailureOfWindowsStillEndsInTheSameResult)
     for (const char* fault : {"RegCreateKeyExA=5", "RegSetValueExA=5", "LoadLibraryA=126", "LoadStringA=1814",
                               "FormatMessageA=8", "GetLocaleInfoA=87", "GetProcAddress=127", "VerifyVersionInfoW=87"})
     {
-        const SimulatedRun run = Publish(MachineInLanguage(kEnglish), 10002, {.faults = {fault}});
+        const SimulatedRun run = Publish(MachineInLanguage(kUsEnglish), 10002, {.faults = {fault}});
         EXPECT_EQ(run.result, "1603") << fault;
         EXPECT_THAT(run.log, IsEmpty()) << fault;
     }
@@ -238,19 +238,19 @@ TEST(PublishResultMessage, EveryFailureOfWindowsStillEndsInTheSameResult)
 TEST(PublishResultMessage, AKeyOrValueThatCannotBeWrittenLeavesNothing)
 {
     for (const char* fault : {"RegCreateKeyExA=5", "RegSetValueExA=5"})
-        EXPECT_EQ(MessageLeft(Publish(MachineInLanguage(kEnglish), 10002, {.faults = {fault}}).After()), nullptr);
+        EXPECT_EQ(MessageLeft(Publish(MachineInLanguage(kUsEnglish), 10002, {.faults = {fault}}).After()), nullptr);
 }
 
 // ---- The user's language ----
 
-struct LanguageCase
+struct LocalizedTable
 {
     std::uint16_t language;
     std::uint32_t codePage;
     const char* table;
 };
 
-constexpr LanguageCase kLanguages[] = {
+constexpr LocalizedTable kLanguages[] = {
     {0x0407, 1252, "de"},    {0x0409, 1252, "en"},    {0x0C0A, 1252, "es"},    {0x040C, 1252, "fr"},
     {0x0410, 1252, "it"},    {0x0411, 932, "ja"},     {0x0412, 949, "ko"},     {0x0413, 1252, "nl"},
     {0x0414, 1252, "no"},    {0x0814, 1252, "no"},    {0x0416, 1252, "pt-BR"}, {0x0816, 1252, "pt"},
@@ -260,7 +260,7 @@ constexpr LanguageCase kLanguages[] = {
 
 TEST(PublishResultMessage, LeavesTheTextOfTheUsersLanguage)
 {
-    for (const LanguageCase& c : kLanguages)
+    for (const LocalizedTable& c : kLanguages)
     {
         // The text for Hong Kong would lose characters in Singapore's code page.
         if (c.language == 0x1004)
@@ -291,14 +291,14 @@ TEST(PublishResultMessage, ALanguageWithoutATwoLetterNameHasNoTextAtAll)
 TEST(Setup, AFailureLeavesItsMessage)
 {
     // There is no software stack.
-    const SimulatedRun run = RunProgram(MachineInLanguage(kEnglish), {"/Setup"});
+    const SimulatedRun run = RunProgram(MachineInLanguage(kUsEnglish), {"/Setup"});
     EXPECT_EQ(run.exitCode, -1);
     EXPECT_EQ(MessageLeft(run.After()), EnglishText(5036));
 }
 
 TEST(Setup, ASuccessLeavesAnEarlierMessageAlone)
 {
-    Json machine = MachineInLanguage(kEnglish).ToJson();
+    Json machine = MachineInLanguage(kUsEnglish).ToJson();
     machine["registry"][kInstallerKey]["values"][""] = "an earlier text";
     machine["libraries"][std::string(kToolkitFolder) + R"(KELO\stkprobe.dll)"]["exports"] = {
         {"DetectTSS", 0}, {"isEnabled", 1}, {"isActivated", 1}, {"isOwned", 1}, {"ValidSRKAuth", 1}};
@@ -310,7 +310,7 @@ TEST(Setup, ASuccessLeavesAnEarlierMessageAlone)
 TEST(Removal, NeverLeavesAMessage)
 {
     for (const char* action : {"/Rollback", "/Uninstall"})
-        EXPECT_EQ(MessageLeft(RunProgram(MachineInLanguage(kEnglish), {action}).After()), nullptr);
+        EXPECT_EQ(MessageLeft(RunProgram(MachineInLanguage(kUsEnglish), {action}).After()), nullptr);
 }
 
 } // namespace

@@ -85,7 +85,6 @@ Script Polls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, un
 }
 
 // The same polls when a stop was already pending: each is announced on standard output.
-const std::string kAnnounced = Call("printf", {"Service stop pending...\n"}, 24);
 
 Script PendingPolls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, unsigned stepMs)
 {

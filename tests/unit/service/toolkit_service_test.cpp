@@ -246,7 +246,6 @@ winsim::Machine InstalledBefore(const char* service)
 
 constexpr char kStopLine[] = "log: InstallTkService - Stopped the KlPCR Service";
 constexpr char kNoManager[] = "log: InstallTkService - failed to open the SCM. 5";
-const std::string kAnnounced = Call("printf", {"Service stop pending...\n"}, 24);
 constexpr ReportedStatus kUnstoppable{.state = 4, .controls = 0, .waitHint = 31000};
 
 const auto kServicesLeft =

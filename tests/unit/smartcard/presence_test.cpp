@@ -7,17 +7,17 @@
 namespace
 {
 
-constexpr char kInstalled[] =
+constexpr char kIsInstalled[] =
     "log: CTPMSmartCard::IsKlSCardInstalled - Kelo Smart Card software is currently installed";
 
-winsim::Machine CardMachine(const std::string& smartCards)
+winsim::Machine MachineWithCards(const std::string& smartCards)
 {
     return MachineOf(R"({"smartCards": {)" + smartCards + "}}");
 }
 
 SimulatedRun Ask(const std::string& smartCards, const SimulatedRunOptions& options = {})
 {
-    return CallFunction(CardMachine(smartCards), "IsKlSCardInstalled", {}, options);
+    return CallFunction(MachineWithCards(smartCards), "IsKlSCardInstalled", {}, options);
 }
 
 SimulatedRun AskWith(const Readers& readers, const SimulatedRunOptions& options = {})
@@ -33,20 +33,20 @@ Script Search(const Readers& readers, const Script& message)
 
 TEST(IsKlSCardInstalled, TheOnlyReaderIsFound)
 {
-    ExpectRun(AskWith({kReader}), "true", Search({kReader}, kInstalled));
+    ExpectRun(AskWith({kReader}), "true", Search({kReader}, kIsInstalled));
 }
 
 TEST(IsKlSCardInstalled, TheReaderIsFoundInAnyPlace)
 {
     const Readers lists[] = {{kReader, "A 0", "B 0"}, {"A 0", kReader, "B 0"}, {"A 0", "B 0", kReader}};
     for (const auto& readers : lists)
-        ExpectRun(AskWith(readers), "true", Search(readers, {kInstalled}));
+        ExpectRun(AskWith(readers), "true", Search(readers, {kIsInstalled}));
 }
 
 TEST(IsKlSCardInstalled, AnotherLetterCaseIsTheSameReader)
 {
     for (const char* name : {"kelo virtual_card_reader 0", "KELO VIRTUAL_CARD_READER 0", "KeLo Virtual_Card_Reader 0"})
-        ExpectRun(AskWith({name}), "true", Search({name}, {kInstalled}));
+        ExpectRun(AskWith({name}), "true", Search({name}, {kIsInstalled}));
 }
 
 TEST(IsKlSCardInstalled, AnyOtherDifferenceMakesAnotherReader)
@@ -70,7 +70,7 @@ Readers ALongList()
 TEST(IsKlSCardInstalled, TheReaderIsFoundAtTheEndOfALongList)
 {
     const Readers readers = ALongList();
-    ExpectRun(AskWith(readers), "true", Search(readers, {kInstalled}));
+    ExpectRun(AskWith(readers), "true", Search(readers, {kIsInstalled}));
 }
 
 const auto kListings =
@@ -112,7 +112,7 @@ const auto kFailedListings =
               Call("SCardListReadersW", {"cardContext#1", nullptr, 28}, -2146435042),
               "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 8010001e", kReleaseContext})
         .Log("AContextThatCannotBeReleasedChangesNothing", {kReader}, {.faults = {"SCardReleaseContext=0x80100003"}},
-             "true", {kInstalled});
+             "true", {kIsInstalled});
 
 TEST(IsKlSCardInstalled, AListThatShrinksBetweenTheCallsIsReadAsItIsThen)
 {
@@ -120,7 +120,7 @@ TEST(IsKlSCardInstalled, AListThatShrinksBetweenTheCallsIsReadAsItIsThen)
         Ask(R"("readers": ["A 0", "Kelo VIRTUAL_CARD_READER 0"],
                                     "readersThen": ["Kelo VIRTUAL_CARD_READER 0"])"),
         "true",
-        {kEstablishContext, AskForLength({"A 0", kReader}), ReadList(32, {kReader}), kInstalled, kReleaseContext});
+        {kEstablishContext, AskForLength({"A 0", kReader}), ReadList(32, {kReader}), kIsInstalled, kReleaseContext});
     ExpectRun(Ask(R"("readers": ["A 0", "Kelo VIRTUAL_CARD_READER 0"], "readersThen": ["A 0"])"), "false",
               {kEstablishContext, AskForLength({"A 0", kReader}), ReadList(32, {"A 0"}), kReleaseContext});
 }
@@ -152,7 +152,7 @@ TEST(IsKlSCardInstalled, AnEmptyNameEndsTheListForTheReadersAfterIt)
     for (const auto& readers : hidden)
         ExpectRun(AskWith(readers), "false", Search(readers, {}));
     const Readers seen{"A 0", kReader, ""};
-    ExpectRun(AskWith(seen), "true", Search(seen, {kInstalled}));
+    ExpectRun(AskWith(seen), "true", Search(seen, {kIsInstalled}));
 }
 
 } // namespace

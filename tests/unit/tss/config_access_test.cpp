@@ -10,7 +10,6 @@ namespace
 {
 
 constexpr unsigned kInheritance = 3;
-constexpr unsigned kListInformation = 4;
 constexpr unsigned kProtectedListInformation = 0x80000004;
 constexpr unsigned kReadAndWrite = 0xC0000000;
 constexpr int kFileObject = 1;

@@ -12,7 +12,6 @@ namespace
 using testing::ElementsAre;
 using winsim::Json;
 
-constexpr char kRule[] = "log: --------------------------------------------";
 constexpr char kLeftBehind[] = "log: Try to kill Kelo services left behind in previous installation";
 constexpr char kNotEnabled[] = "log: TPM is not enabled rc: 10015";
 constexpr char kNotActivated[] = "log: TPM is not activated rc: 10015";

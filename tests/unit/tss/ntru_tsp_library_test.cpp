@@ -97,11 +97,11 @@ void ExpectWithoutService(const winsim::Machine& machine, const std::string& res
 // ---- Versions ----
 
 // An old shim in the system directory.
-constexpr char kShim[] = R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {}}})";
+constexpr char kShimInPlace[] = R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {}}})";
 
 TEST(CopyTSP1FileImp, AnUpdatedVersionTakesTheShimOutOfTheSystemDirectory)
 {
-    const SimulatedRun run = ExpectInService(MachineWithVersion("1.2.1.25", kShim), "0",
+    const SimulatedRun run = ExpectInService(MachineWithVersion("1.2.1.25", kShimInPlace), "0",
                                              {Attributes(kLibrary), VersionRead(kLibrary, {1, 2, 1, 25}), kSystem,
                                               kUpdated, Attributes(kTsp1), Call("DeleteFileW", {kTsp1}, 1), kExit});
     EXPECT_EQ(run.After().files.Find(kTsp1), nullptr);
@@ -138,7 +138,7 @@ TEST(CopyTSP1FileImp, VersionsCompareFieldByField)
     };
     for (const auto& [version, isUpdated] : kCases)
     {
-        const SimulatedRun run = Check(MachineWithVersion(version, kShim));
+        const SimulatedRun run = Check(MachineWithVersion(version, kShimInPlace));
         EXPECT_EQ(run.result, "0") << version;
         EXPECT_EQ(run.After().files.Find(kTsp1) == nullptr, isUpdated) << version;
         EXPECT_EQ(std::count(run.script.begin(), run.script.end(), kUpdated), isUpdated ? 1 : 0) << version;
@@ -151,7 +151,7 @@ TEST(CopyTSP1FileImp, VersionsCompareFieldByField)
 
 TEST(CopyTSP1FileImp, AnOldVersionIsPresentAndNothingMore)
 {
-    ExpectInService(MachineWithVersion("1.2.1.24", kShim), "0",
+    ExpectInService(MachineWithVersion("1.2.1.24", kShimInPlace), "0",
                     {Attributes(kLibrary), VersionRead(kLibrary, {1, 2, 1, 24}), kSystem, kExit});
 }
 

@@ -9,7 +9,6 @@ namespace
 {
 
 constexpr char kDoubleRule[] = "log: ===================================================";
-constexpr char kRule[] = "log: --------------------------------------------";
 constexpr char kNoVendor[] =
     "log: No TSS_VENDOR parameter specified only install if a TSS and proper TPM state is found.";
 constexpr char kUnableToInstall[] =

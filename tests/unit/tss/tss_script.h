@@ -7,6 +7,9 @@
 
 #include <fmt/format.h>
 
+// The line that begins what the set-up logs about a stack.
+inline constexpr char kRule[] = "log: --------------------------------------------";
+
 inline constexpr char kTsp1[] = R"(C:\Windows\system32\TSP1_x64.dll)";
 inline constexpr char kTsp1Backup[] = R"(C:\Windows\system32\Tsp1.bak)";
 inline constexpr char kTspi[] = R"(C:\Windows\system32\Tspi_x64.dll)";

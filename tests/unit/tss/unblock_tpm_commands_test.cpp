@@ -14,10 +14,9 @@ using winsim::Json;
 constexpr char kKey[] = R"(HKLM\SOFTWARE\Microsoft\Tpm\BlockedCommands\List)";
 constexpr char kSubKey[] = R"(SOFTWARE\Microsoft\Tpm\BlockedCommands\List)";
 constexpr char kObject[] = R"(MACHINE\SOFTWARE\Microsoft\Tpm\BlockedCommands\List)";
-constexpr unsigned kInheritance = 2;
+constexpr unsigned kForSubkeys = 2;
 constexpr int kRegistryKey = 4;
 constexpr int kOwnerInformation = 1;
-constexpr int kListInformation = 4;
 
 const std::vector<ExpectedAccess> kList = {{kUsers, kGroupTrustee, kGenericRead},
                                            {kAdministrators, kGroupTrustee, kGenericAll},
@@ -45,14 +44,14 @@ winsim::Machine MachineWithKey(const char* key, const char* changes = kNoTbs)
 // ---- Expected scripts ----
 
 const Script kSids = {MakeSid(1, 32, 545), MakeSid(2, 32, 544), MakeSid(3, 18)};
-const Script kFreed = {FreeSid(1), FreeSid(2), FreeSid(3)};
-const std::string kMakeList = MakeList(kList, kInheritance);
+const Script kSidsFreed = {FreeSid(1), FreeSid(2), FreeSid(3)};
+const std::string kMakeList = MakeList(kList, kForSubkeys);
 constexpr char kSucceeded[] = "log: Successfully changed DACL";
 
 std::string ReplaceLine(int error, const char* object = kObject)
 {
     return Call("SetNamedSecurityInfoW",
-                {object, kRegistryKey, kListInformation, nullptr, nullptr, AclOf(kList, kInheritance), nullptr}, error);
+                {object, kRegistryKey, kListInformation, nullptr, nullptr, AclOf(kList, kForSubkeys), nullptr}, error);
 }
 
 std::string OwnerLine(int error)
@@ -78,11 +77,10 @@ const Script kDisable = {kLookUp, AdjustLine(0)};
 const Script kOpenProcessToken = {Call("GetCurrentProcess", {}, "process#current"), kOpenToken};
 
 // TakeKeyOwnership on a key that the installer may change.
-const Script kTakenAtOnce = {kSids, kMakeList, ReplaceLine(0), kSucceeded, kFreed};
+const Script kTakenAtOnce = {kSids, kMakeList, ReplaceLine(0), kSucceeded, kSidsFreed};
 // TakeKeyOwnership on a key whose owner has to be changed first.
-const Script kTakenFromOwner = {kSids,      kMakeList,    ReplaceLine(5), kOpenProcessToken,
-                                kEnable,    OwnerLine(0), kDisable,       ReplaceLine(0),
-                                kSucceeded, kFreed,       kCloseToken};
+const Script kTakenFromOwner = {kSids,    kMakeList,      ReplaceLine(5), kOpenProcessToken, kEnable,    OwnerLine(0),
+                                kDisable, ReplaceLine(0), kSucceeded,     kSidsFreed,        kCloseToken};
 
 SimulatedRun Take(const winsim::Machine& machine, const SimulatedRunOptions& options = {})
 {
@@ -91,7 +89,7 @@ SimulatedRun Take(const winsim::Machine& machine, const SimulatedRunOptions& opt
 
 void ExpectReplacedList(const SimulatedRun& run)
 {
-    EXPECT_EQ(run.After().registry.Find(kKey)->security.access, EntriesOf(kList, kInheritance));
+    EXPECT_EQ(run.After().registry.Find(kKey)->security.access, EntriesOf(kList, kForSubkeys));
 }
 
 // ---- TakeKeyOwnership ----
@@ -123,36 +121,36 @@ const auto kTakeovers =
              MachineWithKey(R"({"owner": "S-1-5-32-544", "deniedAccess": ["WRITE_DAC", "WRITE_OWNER"]})"), "true",
              kTakenAtOnce)
         .Run("AListThatCannotBeMadeEndsIt", MachineWithKey(kOpenKey), {.faults = {"SetEntriesInAclW=1336"}}, "false",
-             {kSids, Failing(kMakeList, 1336), "log: Failed SetEntriesInAclW", kFreed})
+             {kSids, Failing(kMakeList, 1336), "log: Failed SetEntriesInAclW", kSidsFreed})
         .Run("ATokenThatCannotBeOpenedEndsIt", MachineWithKey(kGuardedKey), {.faults = {"OpenProcessToken=5"}}, "false",
              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken[0], Failing(kOpenToken, 0),
-              "log: OpenProcessToken failed: 5", kFreed})
+              "log: OpenProcessToken failed: 5", kSidsFreed})
         .Run("AnOwnerThatCannotBeSetEndsItWithThePrivilegeStillOn", MachineWithKey(kGuardedKey),
              {.faults = {"SetNamedSecurityInfoW#2=1307"}}, "false",
              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(1307),
-              "log: Could not set owner. Error: 1307", kFreed, kCloseToken})
+              "log: Could not set owner. Error: 1307", kSidsFreed, kCloseToken})
         .Run("APrivilegeThatCannotBeDisabledEndsIt", MachineWithKey(kGuardedKey),
              {.faults = {"AdjustTokenPrivileges#2=6"}}, "false",
              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kLookUp,
-              Failing(AdjustLine(0), 0), "log: Failed SetPrivilege call unexpectedly.", kFreed, kCloseToken})
+              Failing(AdjustLine(0), 0), "log: Failed SetPrivilege call unexpectedly.", kSidsFreed, kCloseToken})
         .Run("ASecondRefusalEndsIt", MachineWithKey(kGuardedKey), {.faults = {"SetNamedSecurityInfoW#3=5"}}, "false",
              {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable, OwnerLine(0), kDisable, ReplaceLine(5),
-              "log: Second SetNamedSecurityInfo call failed: 5", kFreed, kCloseToken});
+              "log: Second SetNamedSecurityInfo call failed: 5", kSidsFreed, kCloseToken});
 
 TEST(TakeKeyOwnership, AnyOtherErrorEndsIt)
 {
     ExpectRun(Take(MachineOf("{}")), "false",
-              {kSids, kMakeList, ReplaceLine(2), "log: First SetNamedSecurityInfo call failed: 2", kFreed});
+              {kSids, kMakeList, ReplaceLine(2), "log: First SetNamedSecurityInfo call failed: 2", kSidsFreed});
     const std::string object = R"(NOWHERE\SOFTWARE)";
-    ExpectRun(
-        CallFunction("TakeKeyOwnership", {object}), "false",
-        {kSids, kMakeList, ReplaceLine(87, object.c_str()), "log: First SetNamedSecurityInfo call failed: 87", kFreed});
+    ExpectRun(CallFunction("TakeKeyOwnership", {object}), "false",
+              {kSids, kMakeList, ReplaceLine(87, object.c_str()), "log: First SetNamedSecurityInfo call failed: 87",
+               kSidsFreed});
     // Ownership is taken only after error 5.
     for (const int error : {1307, 1314, 1300, 65})
         ExpectRun(Take(MachineWithKey(kGuardedKey), {.faults = {fmt::format("SetNamedSecurityInfoW#1={}", error)}}),
                   "false",
                   {kSids, kMakeList, ReplaceLine(error),
-                   fmt::format("log: First SetNamedSecurityInfo call failed: {}", error), kFreed});
+                   fmt::format("log: First SetNamedSecurityInfo call failed: {}", error), kSidsFreed});
 }
 
 TEST(TakeKeyOwnership, EachSidThatCannotBeMadeHasItsLine)
@@ -165,7 +163,7 @@ TEST(TakeKeyOwnership, EachSidThatCannotBeMadeHasItsLine)
         Script script(kSids.begin(), kSids.begin() + failing - 1);
         script.push_back(Failing(kSids[failing - 1], 0));
         script.push_back(fmt::format("log: AllocateAndInitializeSid ({}) error 8", names[failing - 1]));
-        script.insert(script.end(), kFreed.begin(), kFreed.begin() + failing - 1);
+        script.insert(script.end(), kSidsFreed.begin(), kSidsFreed.begin() + failing - 1);
         ExpectRun(run, "false", script);
     }
 }
@@ -177,7 +175,7 @@ TEST(TakeKeyOwnership, WithoutThePrivilegeOneIsNoAdministrator)
     const SimulatedRun run = Take(machine);
     ExpectRun(run, "false",
               {kSids, kMakeList, ReplaceLine(5), kOpenProcessToken, kEnable,
-               "log: You must be logged on as Administrator.", kFreed, kCloseToken});
+               "log: You must be logged on as Administrator.", kSidsFreed, kCloseToken});
     const auto& calls = run.outcome.calls;
     const auto adjusted =
         std::find_if(calls.begin(), calls.end(), [](const auto& call) { return call.name == "AdjustTokenPrivileges"; });

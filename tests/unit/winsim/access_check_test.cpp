@@ -1,5 +1,5 @@
 // Proves who is granted which rights on the simulated machine, by the rules of Windows' access check.
-#include "winsim/machine/security.h"
+#include "tests/unit/winsim/access_lists.h"
 
 #include <gtest/gtest.h>
 
@@ -25,13 +25,6 @@ const Token kAdministrator{.user = "S-1-5-21-1-2-3-1001",
                            .groups = {"S-1-5-32-544", "S-1-1-0"},
                            .privileges = {"SeTakeOwnershipPrivilege"},
                            .enabled = {}};
-
-Security WithList(std::vector<AccessEntry> list)
-{
-    Security security;
-    security.access = std::move(list);
-    return security;
-}
 
 bool Grants(const Security& security, std::uint32_t rights, const Token& token = kAdministrator)
 {

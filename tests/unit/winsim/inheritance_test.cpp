@@ -1,4 +1,5 @@
 // Proves who owns a new object and what it inherits, where the machine's description says less than Windows knows.
+#include "tests/unit/winsim/access_lists.h"
 #include "winsim/machine/inheritance.h"
 
 #include <gtest/gtest.h>
@@ -22,19 +23,12 @@ constexpr char kCreatorGroup[] = "S-1-3-1";
 constexpr std::uint32_t kInherited = 0x10;
 
 const Token kOrdinary{.user = kUser, .groups = {"S-1-5-32-545"}, .privileges = {}, .enabled = {}};
-const Token kAdministrator{.user = kUser, .groups = {kAdministrators}, .privileges = {}, .enabled = {}};
-
-Security WithList(std::vector<AccessEntry> list)
-{
-    Security security;
-    security.access = std::move(list);
-    return security;
-}
+const Token kElevated{.user = kUser, .groups = {kAdministrators}, .privileges = {}, .enabled = {}};
 
 TEST(NewObject, BelongsToItsCreatorOrTheAdministrators)
 {
     EXPECT_EQ(SecurityOfNew({}, kOrdinary, kFileKind).owner, kUser);
-    EXPECT_EQ(SecurityOfNew({}, kAdministrator, kFileKind).owner, kAdministrators);
+    EXPECT_EQ(SecurityOfNew({}, kElevated, kFileKind).owner, kAdministrators);
 }
 
 TEST(NewObject, HasNoListWhenItsContainerHasNone)
