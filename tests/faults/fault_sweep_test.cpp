@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <optional>
 #include <random>
 #include <set>
 #include <string_view>
@@ -30,7 +31,7 @@ struct Reach
 {
     bool everyPlace;       // otherwise only places that no earlier machine has
     bool everyWay;         // in which a call can fail; otherwise one of them
-    unsigned memoryStride; // from one piece of memory that is refused to the next; another first piece in each case
+    unsigned memoryStride; // from one request for memory that is refused to the next; the first differs between cases
     std::size_t pairs;     // of failures at any two places
     bool pairsWithinSteps;
 };
@@ -106,12 +107,28 @@ std::vector<std::size_t> PlacesOf(const SweepCase& sweepCase, bool everyPlace)
     return places;
 }
 
-// The first piece of memory that is refused: another one in each case.
-unsigned FirstPieceOf(const SweepCase& sweepCase, unsigned stride)
+// Each call of a run that needs memory, refused it: operator new, and Windows' calls that allocate for the program or
+// for themselves.
+std::vector<Fault> ShortagesIn(const winsim::Outcome& outcome)
+{
+    std::vector<Fault> shortages;
+    for (const auto& [name, count] : outcome.callCounts)
+    {
+        for (unsigned occurrence = 1; occurrence <= count; ++occurrence)
+        {
+            if (const std::optional<Fault> shortage = winsim::ShortageOfMemory(name, occurrence))
+                shortages.push_back(*shortage);
+        }
+    }
+    return shortages;
+}
+
+// The first request for memory that is refused: another one in each case.
+std::size_t FirstShortageOf(const SweepCase& sweepCase, unsigned stride)
 {
     const std::vector<SweepCase> cases = AllCases();
     const auto isIt = [&](const SweepCase& each) { return each.name == sweepCase.name; };
-    return 1 + static_cast<unsigned>(std::find_if(cases.begin(), cases.end(), isIt) - cases.begin()) % stride;
+    return static_cast<std::size_t>(std::find_if(cases.begin(), cases.end(), isIt) - cases.begin()) % stride;
 }
 
 class Sweep
@@ -159,12 +176,12 @@ public:
         }
     }
 
-    // Each piece of memory that the program requests is refused once; with a stride, each stride-th from the first on.
-    void Memory(unsigned first, unsigned stride)
+    // Each call that needs memory is refused it once; with a stride, each stride-th from the first on.
+    void Memory(std::size_t first, unsigned stride)
     {
-        const unsigned pieces = m_baseline.outcome.callCounts.at(winsim::kAllocation);
-        for (unsigned piece = first; piece <= pieces; piece += stride)
-            Try({{winsim::kAllocation, piece, ERROR_NOT_ENOUGH_MEMORY}});
+        const std::vector<Fault> shortages = ShortagesIn(m_baseline.outcome);
+        for (std::size_t i = first; i < shortages.size(); i += stride)
+            Try({shortages[i]});
     }
 
     // Two calls of the same step fail: each pair of calls, for each way in which the first can fail. A call of the log
@@ -280,6 +297,26 @@ TEST(FaultSweepAsAWhole, TriesAtLeast20000SingleFailures)
     EXPECT_GE(singles, 20000u);
 }
 
+// The figures of memory, a line for each call that needs it.
+TEST(FaultSweepAsAWhole, RefusesMemoryToEveryCallThatNeedsIt)
+{
+    std::map<std::string, std::size_t> refused;
+    std::size_t all = 0;
+    for (const SweepCase& sweepCase : AllCases())
+    {
+        for (const Fault& shortage : ShortagesIn(MakeBaseline(sweepCase).outcome))
+        {
+            ++refused[shortage.call];
+            ++all;
+        }
+    }
+    std::printf("%zu requests for memory refused\n", all);
+    for (const auto& [call, count] : refused)
+        std::printf("  %7zu of %s\n", count, call.c_str());
+    for (const char* call : {winsim::kAllocation, "LocalAlloc", "SysAllocString", "_fsopen"})
+        EXPECT_TRUE(refused.contains(call)) << call;
+}
+
 TEST_P(FaultSweep, EveryCallFailsOnce)
 {
     const Reach reach = ReachOf(AskedExtent());
@@ -299,8 +336,8 @@ TEST_P(FaultSweep, MemoryRunsOutOnce)
     Report(RunIsolated(
         [&](Progress& progress) {
             Sweep sweep{GetParam(), progress};
-            sweep.Memory(FirstPieceOf(GetParam(), stride), stride);
-            Tell(sweep, "with a piece of memory refused");
+            sweep.Memory(FirstShortageOf(GetParam(), stride), stride);
+            Tell(sweep, "with memory refused");
         },
         kLimitSeconds));
 }

@@ -16,7 +16,7 @@ namespace winsim
 namespace
 {
 
-constexpr std::size_t kMostErrors = 5;
+constexpr std::size_t kMostErrors = 6;
 
 struct FaultRow
 {
@@ -69,7 +69,7 @@ constexpr FaultRow kRows[] = {
     Row("FormatMessageA", 8, 87, 1815, 0),
     Row("fputs", 112, 5),
     Row("FreeLibrary", 126, 87),
-    Row("_fsopen", 2, 3, 5, 32, 0),
+    Row("_fsopen", 2, 3, 5, 8, 32, 0),
     Row("GetEnvironmentVariableA", 203, 8, 0),
     Row("GetExitCodeProcess", 5, 6),
     Row("GetFileAttributesA", 2, 3, 5, 53),
@@ -184,6 +184,9 @@ constexpr std::string_view kCanGiveNothing[] = {
     "SCardListReadersW",
 };
 
+// The errors that say that there is no memory: of Win32, of COM, and of CNG (STATUS_NO_MEMORY).
+constexpr std::uint32_t kShortages[] = {8, 14, 0x8007000E, 0xC0000017};
+
 // The results that a library's function is made to return: success, the failures with a meaning, and one without.
 constexpr std::uint32_t kOtherResults[] = {0, 1, 2, 3, 0xFFFFFFFF};
 
@@ -246,6 +249,16 @@ std::vector<Fault> FailuresOf(std::string_view call, unsigned occurrence)
     if (Holds(kCanGiveNothing, call))
         failures.push_back({std::string(call), occurrence, 0, true});
     return failures;
+}
+
+std::optional<Fault> ShortageOfMemory(std::string_view call, unsigned occurrence)
+{
+    const std::span<const std::uint32_t> errors = ErrorsOf(call);
+    const auto shortage =
+        std::find_first_of(errors.begin(), errors.end(), std::begin(kShortages), std::end(kShortages));
+    if (shortage == errors.end())
+        return std::nullopt;
+    return Fault{std::string(call), occurrence, *shortage};
 }
 
 std::vector<std::string> FallibleCalls()

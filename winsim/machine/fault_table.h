@@ -3,6 +3,7 @@
 
 #include "winsim/machine/faults.h"
 
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -13,6 +14,9 @@ namespace winsim
 // Win32 error, an HRESULT or a status, depending on the call; 0 means a result of zero without a reason. For a function
 // of a loaded library, the errors are other results that it can return.
 std::vector<Fault> FailuresOf(std::string_view call, unsigned occurrence);
+
+// The failure of the occurrence-th call of a name that says that there is no memory, if the call has one.
+std::optional<Fault> ShortageOfMemory(std::string_view call, unsigned occurrence);
 
 // The calls that can fail, except functions of loaded libraries.
 std::vector<std::string> FallibleCalls();
