@@ -24,6 +24,7 @@ file(GLOB REPORT_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/report/*.cpp)
 add_library(report STATIC ${REPORT_SOURCES} ${CMAKE_CURRENT_BINARY_DIR}/page_text.cpp)
 target_compile_options(report PRIVATE ${KELO_WARNINGS})
 target_link_libraries(report PUBLIC catalogue winsim)
+set_target_properties(report PROPERTIES UNITY_BUILD ON)
 
 # ---- kelo-explain -------------------------------------------------------------------------------------------------
 
@@ -32,6 +33,7 @@ list(REMOVE_ITEM EXPLAIN_SOURCES ${PROJECT_SOURCE_DIR}/explain/main.cpp)
 add_library(explanation STATIC ${EXPLAIN_SOURCES})
 target_compile_options(explanation PRIVATE ${KELO_WARNINGS})
 target_link_libraries(explanation PUBLIC report PRIVATE CLI11::CLI11)
+set_target_properties(explanation PROPERTIES UNITY_BUILD ON)
 add_executable(kelo-explain explain/main.cpp)
 target_compile_options(kelo-explain PRIVATE ${KELO_WARNINGS})
 target_link_libraries(kelo-explain PRIVATE explanation)

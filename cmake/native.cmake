@@ -103,6 +103,7 @@ file(GLOB REHEARSE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/rehearse/*.cp
 add_executable(kelo-rehearse ${REHEARSE_SOURCES} ${CMAKE_CURRENT_BINARY_DIR}/choices.cpp)
 target_compile_options(kelo-rehearse PRIVATE ${KELO_WARNINGS})
 target_link_libraries(kelo-rehearse PRIVATE report CLI11::CLI11)
+set_target_properties(kelo-rehearse PROPERTIES UNITY_BUILD ON)
 add_dependencies(kelo-rehearse kelo_program kelo_library)
 
 # ---- Tests --------------------------------------------------------------------------------------------------------
