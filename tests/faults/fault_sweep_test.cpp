@@ -61,47 +61,50 @@ std::vector<std::vector<Fault>> FailuresAtEachPlace(const winsim::Outcome& outco
     return failures;
 }
 
-// A call with the two before and the two after it, with arguments and results: where a run is, as far as the program
-// can tell.
-std::string PlaceText(const winsim::Outcome& outcome, std::size_t call)
+// The places of a run: each call with the two before and the two after it, with arguments and results. That is where a
+// run is, as far as the program can tell.
+std::vector<std::string> PlacesIn(const winsim::Outcome& outcome)
 {
     constexpr std::size_t kNeighbours = 2;
-    std::string text;
-    for (std::size_t i = call - std::min(call, kNeighbours); i < std::min(call + kNeighbours + 1, outcome.calls.size());
-         ++i)
+    std::vector<std::string> calls;
+    for (const winsim::CallRecord& record : outcome.calls)
+        calls.push_back(record.name + record.in.dump() + record.result.dump() + '\n');
+    std::vector<std::string> places(calls.size());
+    for (std::size_t i = 0; i < calls.size(); ++i)
     {
-        const winsim::CallRecord& record = outcome.calls[i];
-        text += record.name + record.in.dump() + record.result.dump() + '\n';
-    }
-    return text;
-}
-
-// The places of earlier machines' runs with the same arguments.
-std::set<std::string> EarlierPlaces(const SweepCase& sweepCase)
-{
-    std::set<std::string> places;
-    for (const SweepCase& earlier : AllCases())
-    {
-        if (earlier.name == sweepCase.name)
-            break;
-        if (earlier.arguments != sweepCase.arguments)
-            continue;
-        const winsim::Outcome outcome = MakeBaseline(earlier).outcome;
-        for (std::size_t i = 0; i < outcome.calls.size(); ++i)
-            places.insert(PlaceText(outcome, i));
+        for (std::size_t k = i - std::min(i, kNeighbours); k < std::min(i + kNeighbours + 1, calls.size()); ++k)
+            places[i] += calls[k];
     }
     return places;
 }
 
-// The calls of a case that fail: all of them, or those at places that no earlier machine has.
+// The places of a case without failures, found once.
+const std::vector<std::string>& PlacesIn(const SweepCase& sweepCase)
+{
+    static std::map<std::string, std::vector<std::string>> known;
+    const auto [found, isNew] = known.try_emplace(sweepCase.name);
+    if (isNew)
+        found->second = PlacesIn(Run(sweepCase, MachineOf(sweepCase), {}));
+    return found->second;
+}
+
+// The calls of a case that fail: all of them, or those at places that no earlier machine's run with the same arguments
+// has.
 std::vector<std::size_t> PlacesOf(const SweepCase& sweepCase, bool everyPlace)
 {
-    const std::set<std::string> known = everyPlace ? std::set<std::string>() : EarlierPlaces(sweepCase);
-    const winsim::Outcome outcome = MakeBaseline(sweepCase).outcome;
-    std::vector<std::size_t> places;
-    for (std::size_t i = 0; i < outcome.calls.size(); ++i)
+    std::set<std::string_view> earlier;
+    for (const SweepCase& other : AllCases())
     {
-        if (everyPlace || !known.contains(PlaceText(outcome, i)))
+        if (everyPlace || other.name == sweepCase.name)
+            break;
+        if (other.arguments == sweepCase.arguments)
+            earlier.insert(PlacesIn(other).begin(), PlacesIn(other).end());
+    }
+    const std::vector<std::string>& own = PlacesIn(sweepCase);
+    std::vector<std::size_t> places;
+    for (std::size_t i = 0; i < own.size(); ++i)
+    {
+        if (!earlier.contains(own[i]))
             places.push_back(i);
     }
     return places;
