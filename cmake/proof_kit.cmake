@@ -2,7 +2,7 @@
 # real Windows.
 
 file(GLOB PROOF_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/proof/*.cpp)
-add_executable(kelo_proof EXCLUDE_FROM_ALL ${PROOF_SOURCES} describe/windows_text.cpp winsim/base/text.cpp)
+add_executable(kelo_proof ${PROOF_SOURCES} describe/windows_text.cpp winsim/base/text.cpp)
 target_include_directories(kelo_proof PRIVATE ${PROJECT_SOURCE_DIR})
 target_include_directories(kelo_proof SYSTEM PRIVATE ${DESCRIBE_HEADERS})
 target_compile_definitions(kelo_proof PRIVATE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0502)
@@ -17,7 +17,11 @@ if(NOT TARGET winsim_conformance)
     return()
 endif()
 set(PROOF_KIT ${CMAKE_BINARY_DIR}/proof_kit.zip)
-file(GLOB PROOF_SCRIPTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/proof/*.py ${PROJECT_SOURCE_DIR}/tests/e2e/setup/*.py)
+set(PROOF_SCRIPTS "")
+foreach(folder proof tests/e2e/machines tests/e2e/setup tests/e2e/standins)
+    file(GLOB scripts CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.py)
+    list(APPEND PROOF_SCRIPTS ${scripts})
+endforeach()
 add_custom_command(OUTPUT ${PROOF_KIT} ${CMAKE_BINARY_DIR}/kelo_toolkit_failing.msi
     COMMAND ${CMAKE_COMMAND} -E env KELO_WINDOWS_BUILD=${CMAKE_BINARY_DIR}
         ${Python3_EXECUTABLE} -B ${PROJECT_SOURCE_DIR}/proof/make_kit.py
@@ -25,6 +29,6 @@ add_custom_command(OUTPUT ${PROOF_KIT} ${CMAKE_BINARY_DIR}/kelo_toolkit_failing.
         ${SAMPLE_PACKAGE} kelo_proof kelo_describe winsim_conformance machine_tool described_program service_program
         Internationalization_en
     VERBATIM)
-add_custom_target(proof_kit DEPENDS ${PROOF_KIT})
+add_custom_target(proof_kit ALL DEPENDS ${PROOF_KIT})
 add_dependencies(proof_kit sample_package)
 add_dependencies(e2e_programs proof_kit)

@@ -35,6 +35,15 @@ std::wstring Replaced(std::wstring text, const std::wstring& path, std::wstring_
     return text;
 }
 
+// With a backslash at its end.
+std::wstring TemporaryFolder()
+{
+    wchar_t folder[MAX_PATH + 1] = {};
+    if (GetTempPathW(MAX_PATH, folder) == 0)
+        throw WindowsError("the folder for temporary files", GetLastError());
+    return folder;
+}
+
 } // namespace
 
 StepError WindowsError(const std::string& what, unsigned long error)
@@ -51,10 +60,7 @@ std::wstring KitFolder()
 
 std::wstring WorkFolder()
 {
-    wchar_t folder[MAX_PATH + 1] = {};
-    if (GetTempPathW(MAX_PATH, folder) == 0)
-        throw WindowsError("the folder for temporary files", GetLastError());
-    const std::wstring path = std::wstring(folder) + L"KeloProof";
+    const std::wstring path = TemporaryFolder() + L"KeloProof";
     if (!CreateDirectoryW(path.c_str(), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS)
         throw WindowsError("the folder for temporary files", GetLastError());
     return path;
@@ -73,9 +79,10 @@ std::wstring StandardFolder(int csidl)
 
 std::string Reported(std::wstring_view text)
 {
-    // The kit's folder is often in the user's.
-    const std::wstring withoutKit = Replaced(std::wstring(text), KitFolder(), L"<kit>");
-    return describe::FromWide(Replaced(withoutKit, StandardFolder(CSIDL_PROFILE), L"<profile>"));
+    // The first two are often in the user's folder, and the first one in a short form of its path.
+    std::wstring reported = Replaced(std::wstring(text), TemporaryFolder(), L"<temp>\\");
+    reported = Replaced(reported, KitFolder(), L"<kit>");
+    return describe::FromWide(Replaced(reported, StandardFolder(CSIDL_PROFILE), L"<profile>"));
 }
 
 std::string ReadBytes(const std::wstring& path)

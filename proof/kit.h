@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,7 +21,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// The same with the Windows error as a number, such as "msiexec: error 5". `error` is read by default.
+// The same for a failed call of Windows, such as "msiexec: error 5".
 StepError WindowsError(const std::string& what, unsigned long error);
 
 // Full paths. The first two have no backslash at the end.
@@ -31,8 +32,8 @@ std::wstring InKit(std::wstring_view name);
 // What a standard folder is called, for one of the CSIDL_ numbers; empty if there is none.
 std::wstring StandardFolder(int csidl);
 
-// A text from this machine as it goes into the report: in UTF-8, with "<profile>" and "<kit>" in place of the paths of
-// the user's folder and of the kit's, which can contain a name.
+// A text from this machine as it goes into the report: in UTF-8, with "<profile>", "<temp>" and "<kit>" in place of the
+// paths of the user's folder, of that for temporary files and of the kit's, which can contain a name.
 std::string Reported(std::wstring_view text);
 
 // Bytes of a file; empty if it cannot be read. And bytes in Windows' ANSI code page as wide characters.

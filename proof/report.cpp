@@ -48,11 +48,11 @@ void Report::Append(const Json& line) const
     Write(line, std::ios::app);
 }
 
-void Report::Write(const Json& line, int mode) const
+void Report::Write(const Json& line, std::ios::openmode mode) const
 {
     // Bytes that are no UTF-8 do not lose the step.
     const std::string text = line.dump(-1, ' ', true, Json::error_handler_t::replace);
-    std::ofstream file(std::filesystem::path(m_path), std::ios::binary | static_cast<std::ios::openmode>(mode));
+    std::ofstream file(std::filesystem::path(m_path), std::ios::binary | mode);
     file << Checksum(text) << ' ' << text << "\r\n";
     if (!file.flush())
         throw StepError("the report cannot be written");

@@ -4,6 +4,7 @@
 
 #include "proof/kit.h"
 
+#include <ios>
 #include <string>
 
 namespace proof
@@ -24,7 +25,7 @@ public:
     std::vector<Json> Lines() const;
 
 private:
-    void Write(const Json& line, int mode) const;
+    void Write(const Json& line, std::ios::openmode mode) const;
 
     std::wstring m_path;
 };

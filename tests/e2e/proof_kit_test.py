@@ -108,7 +108,7 @@ class ProofKit(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertIn("  WINE PROVES NO ROW; 6 STEPS NOT CARRIED OUT\n", text)
         self.assertIn("tests: the machine of the tests cannot be set up: error 2\n", text)
-        self.assertRegex(text, r'capture: "<kit>\\KeloDescribe.exe" "<profile>\S+" cannot be started: error 2\n')
+        self.assertRegex(text, r'capture: "<kit>\\KeloDescribe.exe" "<temp>\S+" cannot be started: error 2\n')
         self.assert_tells_no_names(prefix.path(REPORT).read_text(encoding="ascii"))
         self.assertIn("Installer      install 0, repair 0, remove 0, fail 1603\n", text)
         self.assertEqual({place for place in places(prefix) - before if not OF_PACKAGES.search(place)}, set())
