@@ -85,14 +85,18 @@ def headline(findings):
     if findings.report.is_wines:
         text = "WINE PROVES NO ROW"
     else:
-        text = f"{findings.count(PROVED)} ROWS PROVED, {findings.count(IN_PART)} IN PART"
+        text = f"{counted(findings.count(PROVED), 'ROW')} PROVED, {findings.count(IN_PART)} IN PART"
         if differs := findings.count(DIFFERS):
-            text += f", {differs} DIFFER"
+            text += f", {differs} DIFFERENT"
     if findings.is_as_predicted:
         return f"{text}; ALL IS AS PREDICTED"
-    parts = [(len(findings.unexplained), "DIFFERENCES"), (len(findings.failed), "FAILED TESTS"),
-             (len(findings.undone), "STEPS NOT CARRIED OUT")]
-    return f"{text}; " + ", ".join(f"{count} {what}" for count, what in parts if count)
+    parts = [(findings.unexplained, "DIFFERENCE"), (findings.failed, "FAILED TEST"),
+             (findings.undone, "FAILED STEP")]
+    return f"{text}; " + ", ".join(counted(len(found), what) for found, what in parts if found)
+
+
+def counted(count, what):
+    return f"{count} {what}{'' if count == 1 else 'S'}"
 
 
 def facts(findings):
@@ -142,7 +146,7 @@ def show_explained(findings):
     if reasons:
         print("\nDifferences of Wine's own")
     for reason, items in reasons.items():
-        print(f"  {reason} ({len(items)} times)")
+        print(f"  {reason} ({counted(len(items), 'item').lower()})")
 
 
 def show_text(beginning, text):

@@ -106,7 +106,7 @@ class ProofKit(unittest.TestCase):
         self.assertIn("Done, but 6 steps could not be carried out. The report is", screen)
         status, text, _ = read(prefix.path(REPORT))
         self.assertEqual(status, 1)
-        self.assertIn("  WINE PROVES NO ROW; 6 STEPS NOT CARRIED OUT\n", text)
+        self.assertIn("  WINE PROVES NO ROW; 6 FAILED STEPS\n", text)
         self.assertIn("tests: the machine of the tests cannot be set up: error 2\n", text)
         self.assertRegex(text, r'capture: "<kit>\\KeloDescribe.exe" "<temp>\S+" cannot be started: error 2\n')
         self.assert_tells_no_names(prefix.path(REPORT).read_text(encoding="ascii"))
