@@ -2,8 +2,8 @@
 #include "describe/capture.h"
 #include "describe/windows_headers.h"
 #include "describe/windows_text.h"
-#include "tpm/com_owners.h"
 #include "windows/com_initializer.h"
+#include "windows/com_owners.h"
 
 #include <wbemcli.h>
 

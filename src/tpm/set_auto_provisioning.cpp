@@ -1,7 +1,7 @@
 // Calls the methods of the TPM's WMI class.
 #include "tpm/set_auto_provisioning.h"
 
-#include "tpm/com_owners.h"
+#include "windows/com_owners.h"
 
 #include <windows.h>
 

@@ -26,7 +26,7 @@ ALLOWED = {
     "rehearse": ["report", "winsim/base", "winsim/process", "winsim/toolkit"],
     "explain": ["report", "catalogue", "winsim/base", "winsim/machine", "winsim/process", "winsim/toolkit"],
     # A program for Windows, which reads a machine with the product's own owners of handles and its guard.
-    "describe": ["winsim/base", "winsim/machine", "src/windows", "src/tpm"],
+    "describe": ["winsim/base", "winsim/machine", "src/windows"],
     # A program for Windows, which carries out the steps of the proof kit.
     "proof": ["describe", "src/windows"],
     # Linked into the images below src/, which does not know of it.
