@@ -6,14 +6,13 @@ import re
 from machines.numbers import (ADMINISTRATORS, CONTAINER_INHERIT, GENERIC_ALL, GENERIC_READ, INHERITED, LOCAL_SYSTEM,
                               NETWORK_SERVICE, OBJECT_INHERIT, USERS)
 from product import BLOCKED_COMMANDS_KEY
-from reading import registry
 from runs.prediction import PredictedRuns
 
 LIST, PROTECTED_LIST = 0x4, 0x80000004  # which parts of the security a call sets
 
 
 def entries(flags, rights):
-    return [{"type": "allow", "flags": flags, "mask": mask, "trustee": trustee} for trustee, mask in rights]
+    return [{"type": "allow", "inheritance": flags, "mask": mask, "trustee": trustee} for trustee, mask in rights]
 
 
 KEY_ENTRIES = entries(CONTAINER_INHERIT,
@@ -39,8 +38,8 @@ class AccessLists(PredictedRuns):
     def test_key(self):
         machine = self.enter(self.DESCRIPTION)
         machine.run("/Setup")
-        seen = registry.access_list(machine.prefix, BLOCKED_COMMANDS_KEY)
-        self.assertEqual((seen["protected"], seen["access"]), (False, KEY_ENTRIES))
+        seen = machine.captured()["registry"][BLOCKED_COMMANDS_KEY]
+        self.assertEqual((seen.get("protected", False), seen["access"]), (False, KEY_ENTRIES))
 
     def test_what_is_set(self):
         machine = self.enter(self.DESCRIPTION)
@@ -52,6 +51,6 @@ class AccessLists(PredictedRuns):
 
 def explicit_entries(found):
     """The entries of a list in a trace, without the inherited ones that Wine adds."""
-    every = [{"type": TYPES[kind], "flags": int(flags, 16), "mask": int(mask, 16), "trustee": sid}
+    every = [{"type": TYPES[kind], "inheritance": int(flags, 16), "mask": int(mask, 16), "trustee": sid}
              for kind, flags, mask, sid in ENTRY.findall(found)]
-    return [entry for entry in every if not entry["flags"] & INHERITED]
+    return [entry for entry in every if not entry["inheritance"] & INHERITED]

@@ -9,7 +9,7 @@ from machines.cases import CASES
 from machines.descriptions import merged
 from machines.parts import USABLE, WINDOWS_10
 from product import PROGRAM, TASK_LIBRARY, TOOLKIT, probe
-from runs import capture
+from reading import capture, services
 from runs.program import Machine
 from standins.names import FOLDER
 from wine import machine_tool
@@ -31,31 +31,29 @@ def whole(prefix):
                 files[path] = (status.st_mode, status.st_uid, status.st_mtime_ns,
                                hashlib.sha256(place.read_bytes()).hexdigest() if place.is_file() else None)
     keys = {root: prefix.export_registry(root) for root in ("HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER", "HKEY_USERS")}
-    [services] = machine_tool.ask(prefix, ["services"])
-    return files, keys, services
+    [states] = machine_tool.ask(prefix, [services.LISTING])
+    return files, keys, states
 
 
 class KeloDescribe(unittest.TestCase):
     maxDiff = None
 
     def machine(self, description):
-        machine = self.enterContext(Machine(description))
-        capture.prepare(machine.prefix)
-        return machine
+        return self.enterContext(Machine(description))
 
     def test_changes_nothing(self):
         for name in ("the other stack is usable", "the toolkit's service from an earlier installation"):
             with self.subTest(name):
                 machine = self.machine(CASES[name].description)
-                capture.capture(machine.prefix)  # Wine makes keys of its own for the first program that asks for readers
-                files, keys, services = whole(machine.prefix)
-                capture.capture(machine.prefix)
-                files_after, keys_after, services_after = whole(machine.prefix)
+                machine.captured()  # Wine makes keys of its own for the first program that asks for readers
+                files, keys, states = whole(machine.prefix)
+                machine.captured()
+                files_after, keys_after, states_after = whole(machine.prefix)
                 self.assertEqual({path: (files.get(path), files_after.get(path)) for path in files.keys() | files_after
                                   if files.get(path) != files_after.get(path)}, {})
                 for root, text in keys.items():
                     self.assertEqual(set(text.splitlines()) ^ set(keys_after[root].splitlines()), set(), root)
-                self.assertEqual(services_after, services)
+                self.assertEqual(states_after, states)
 
     def test_says_in_the_file_and_in_its_last_line_what_was_not_read(self):
         machine = self.machine(merged(USABLE, WINDOWS_10))

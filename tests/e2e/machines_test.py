@@ -6,42 +6,27 @@ import re
 import unittest
 
 from comparison.captured import differences as captured_differences
-from comparison.comparison import Comparison
 from machines.cases import CASES, LEFT_TO_WINSIM, all_cases
-from machines.descriptions import as_on_wine, complete, settled
+from machines.descriptions import as_on_wine
 from machines.limits import LeftOut, without
 from paths import ROOT
-from runs import capture
-from runs.log_lines import comparable, unpredicted_waits
+from product import EXPORT
+from runs.prediction import PredictedRuns
 from runs.program import Machine
-from runs.rehearsal import rehearse_and_save
 
 
-class EachMachine(unittest.TestCase):
+class EachMachine(PredictedRuns):
     """A test for each machine, with the machine's name in its own."""
-
-    maxDiff = None
 
     def check(self, case):
         with Machine(case.description) as machine:
             self.assertEqual([item for item in machine.missing if not re.fullmatch(case.left_out, item)], [])
             # What the prefix cannot be, the simulated machine is not either.
             simulated = as_on_wine(without(case.description, machine.missing))
-            capture.prepare(machine.prefix)
-            captured, _ = capture.capture(machine.prefix, "--probe", "--program", machine.program)
-            self.assertEqual(list(captured_differences(captured, simulated, case.options)), [],
+            self.assertEqual(list(captured_differences(machine.captured("--probe"), simulated, [*case.runs, EXPORT])), [],
                              "rehearsed on the captured machine")
-            comparison = Comparison(machine.prefix, complete(simulated))
-            self.assertEqual(comparison.differences(), [], "before the first run")
-            for number, action in enumerate(case.actions, 1):
-                arguments = (action, *(case.options if action == "/Setup" else ()))
-                report, simulated = rehearse_and_save(settled(simulated), "--", *arguments)
-                seen = machine.run(*arguments)
-                with self.subTest(run=number, action=action):
-                    self.assertEqual(comparable(seen.log), comparable(report["log"]))
-                    self.assertEqual(unpredicted_waits(report["log"], seen.log), [])
-                    self.assertEqual((seen.exit_code, seen.stdout), (report["exitCode"], report["stdout"]))
-                    self.assertEqual(comparison.differences_after(simulated), [])
+            for _ in self.check_each(machine, simulated, [*case.runs, EXPORT]):
+                pass
 
 
 class MachinesLeftToWinsim(unittest.TestCase):

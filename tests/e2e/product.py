@@ -28,6 +28,9 @@ TASKS_WANTED = "KlAutoEnrollInstalled"
 INSTALLATION_PATH = "Installation Path"
 LOGON_TASK = "ChangeTPMAuth"
 
+# The export of the library image, as kelo-rehearse is told to call it.
+EXPORT = ("--export", "SRK_Auth_Change")
+
 BLOCKED_COMMANDS = (13, 16, 20, 22, 62, 125, 200)  # that a set-up unblocks
 
 # Services, with the vendor whose stack each belongs to.

@@ -3,7 +3,6 @@
 from machines.parts import speaking, texts
 from paths import ROOT
 from product import REASON_KEY, VENDORS, probe, text_library
-from reading import registry
 from runs.prediction import PredictedRuns
 from runs.program import Machine
 from runs.rehearsal import report_of
@@ -29,7 +28,8 @@ def machine_in(language, libraries=True):
 
 def message_left(machine):
     """The text that the installer finds; None when there is none."""
-    return registry.values(machine.prefix, REASON_KEY).get("")
+    key = machine.captured()["registry"].get(REASON_KEY, {})
+    return key.get("values", {}).get("")
 
 
 class ResultMessage(PredictedRuns):

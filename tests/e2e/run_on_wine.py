@@ -9,7 +9,7 @@ import sys
 import tempfile
 
 from comparison.changes import changes_between
-from comparison.items import Snapshot, of_simulated, secured_keys, states_of
+from comparison.items import Snapshot, of_simulated, states_of
 from machines.descriptions import as_on_wine, complete, load, merged, settled
 from machines.parts import PLAIN
 from runs.program import Machine
@@ -24,16 +24,15 @@ def run(description, arguments):
     """Runs the program. Returns what it left, in the form that kelo-rehearse shows."""
     _, after = rehearse_and_save(as_on_wine(description), "--", *arguments)  # refuses a bad description
     predicted = [of_simulated(complete(settled(machine))) for machine in (as_on_wine(description), after)]
-    keys = sorted({key for items in predicted for key in secured_keys(items)})
     with Machine(description) as machine:
-        before = Snapshot(machine.prefix, states_of(predicted[0]), keys)
+        before = Snapshot(machine, states_of(predicted[0]))
         done = machine.run(*arguments)
         # Wine has the processes of a plain machine in its own way.
         plain = of_simulated(complete({}))
         processes = {name[1] for items in predicted for name in items if name[0] == "process" and name not in plain}
         states = dict.fromkeys(states_of(predicted[0])) | states_of(predicted[1])
         seen = {"exitCode": done.exit_code, "log": done.log,
-                "changes": changes_between(before, Snapshot(machine.prefix, states, keys), processes),
+                "changes": changes_between(before, Snapshot(machine, states), processes),
                 "facts": [["Under", wine_version()]]}
         if done.exit_code is None:
             seen |= {"end": "death", "noResult": "the program did not end by itself"}

@@ -4,7 +4,6 @@ import unittest
 
 from machines.numbers import STATES
 from product import KELO_STACK as NAME
-from reading import services
 from runs.program import Machine
 
 
@@ -25,7 +24,7 @@ class ServiceControl(unittest.TestCase):
         with Machine({"services": {NAME: service} if service else {}}) as machine:
             self.assertEqual(machine.missing, [])
             seen_result, seen = machine.call(function, NAME)
-            shown = services.show(machine.prefix, NAME)
+            shown = machine.service(NAME)
         progress = f"{NAME}  current status: "
         self.assertEqual([message for message in seen if not message.startswith(progress)], messages)
         self.assertEqual({message.removeprefix(progress) for message in seen if message.startswith(progress)},
@@ -86,7 +85,7 @@ class StopServiceByName(ServiceControl):
     def test_quick(self):
         with Machine({"services": {NAME: {"state": "running"}}}) as machine:
             result, seen = machine.call("StopServiceByName", NAME)
-            self.assertEqual(services.show(machine.prefix, NAME)["state"], "stopped")
+            self.assertEqual(machine.service(NAME)["state"], "stopped")
         self.assertEqual(result, "true")
         self.assertEqual(seen[:3], [*found("running", 1), "Stopping service"])
         self.assertEqual(seen[-2:], [f"{NAME} service stopped", f"{NAME} has been sucessfully stopped"])

@@ -6,14 +6,11 @@ import unittest
 from machines.cases import LEFT_OUT
 from machines.descriptions import load
 from paths import ROOT
-from product import LOG, LOGON_TASK, RUN_KEY
+from product import EXPORT, LOG, LOGON_TASK, RUN_KEY
 from product import SRK_TOOL as TOOL
-from reading import registry
 from reading.notes import runs_of
 from runs.program import Machine
-from runs.rehearsal import rehearse_export
-
-EXPORT = "SRK_Auth_Change"
+from runs.rehearsal import rehearse
 
 UPGRADE = -5
 DONE = 0
@@ -58,17 +55,17 @@ class SrkAuthChange(unittest.TestCase):
     left_out = ""
 
     def check(self, description, lines, runs, at_logon):
-        predicted = rehearse_export(description, EXPORT)
+        predicted = rehearse(description, *EXPORT)
         with Machine(description) as machine:
             self.assertEqual([item for item in machine.missing if not re.fullmatch(self.left_out, item)], [])
-            result, messages = machine.call_export(EXPORT)
+            run = machine.run(*EXPORT)
             # Wine puts an unquoted program name of a command line into quotation marks.
             seen = [line.replace(f'"{TOOL}"', TOOL, 1) for line in runs_of(machine.prefix, TOOL)]
             self.assertEqual(seen, [TOOL + arguments for arguments in runs])
-            task = registry.values(machine.prefix, RUN_KEY).get(LOGON_TASK)
+            task = machine.captured()["registry"][RUN_KEY].get("values", {}).get(LOGON_TASK)
             self.log = machine.content(LOG) or b""
-        self.assertEqual((result, messages), (0, lines))
-        self.assertEqual((result, messages), predicted)
+        self.assertEqual((run.exit_code, run.messages), (0, lines))
+        self.assertEqual((run.exit_code, run.messages), (predicted.exit_code, predicted.messages))
         self.assertEqual(task, LOGON_TASK if at_logon else None)
 
 

@@ -1,19 +1,16 @@
 """The set-up of the TCG software stack with real detection libraries, services and a real service program: log and
 machine are as predicted, and a removal takes it back."""
 
-import re
-
-from comparison.scope import NOTES
-from machines.descriptions import merged
+from machines.descriptions import as_on_wine, merged
 from machines.parts import SLOW, WINDOWS_7, blocked, shims, toolkit_service
-from product import (BLOCKED_COMMANDS, BLOCKED_COMMANDS_KEY, COMMON_KEY, COMMON_KEY_WITH_PERIOD, INCORRECT_TPM,
-                     INFINEON_STACK, KELO_STACK, NTRU_FOLDER, NTRU_STACK, PROBE_LIBRARY, SERVICE, SHIM, SYSTEM,
-                     SYSTEM_PROBE, TOOLKIT, TSP1, TSP1_BACKUP, TSPI, TSPI_BACKUP, USABLE_ANSWERS, VENDORS, probe)
-from reading import files, registry, services
+from product import (BLOCKED_COMMANDS, INCORRECT_TPM, KELO_STACK, NTRU_FOLDER, NTRU_STACK, PROBE_LIBRARY, SERVICE, SHIM,
+                     SYSTEM, SYSTEM_PROBE, TOOLKIT, TSP1, TSP1_BACKUP, TSPI, TSPI_BACKUP, USABLE_ANSWERS, VENDORS,
+                     probe)
+from reading import services
 from reading.notes import notes_of_probe
 from runs.log_lines import WAIT, messages
 from runs.prediction import PredictedRuns
-from runs.rehearsal import rehearse_each
+from runs.rehearsal import report_of
 from setup.libraries import handles
 
 KELO_PROBE, NTRU_PROBE = map(probe, VENDORS)
@@ -22,16 +19,9 @@ LOADED, FREED, ENDED = "loaded with error mode 32769", "freed", "error mode 0"  
 USABLE = USABLE_ANSWERS
 ABSENT = {**USABLE, "DetectTSS": 2}
 
-# Where the set-up leaves something.
-FOLDERS = (r"C:\ProgramData", TOOLKIT, SYSTEM)
-KEYS = (BLOCKED_COMMANDS_KEY, COMMON_KEY.rpartition("\\")[0], COMMON_KEY_WITH_PERIOD.rpartition("\\")[0])
-
 # Lengths of the toolkit's folder: with "KELO\\stkprobe.dll" after it, a path has at most 239 characters.
 LONGEST_FOR_KELO = 239 - len(rf"KELO\{PROBE_LIBRARY}")
 SHORTEST_TOO_LONG = LONGEST_FOR_KELO + 1
-
-SERVICES = ("TBS", INFINEON_STACK, KELO_STACK, NTRU_STACK, SERVICE)
-CONFIGURED = ("start", "binaryPath", "displayName", "description", "loadOrderGroup", "dependencies")
 
 TBS = {"state": "running", **SLOW}
 KELO_SERVICE = {"state": "running", "binaryPath": r'"C:\Program Files\Kelo TSS\tcsd_x86.exe"', **SLOW}
@@ -61,49 +51,10 @@ class StackSetup(PredictedRuns):
 
     def check_runs(self, machine, description, *runs):
         told = []
-        for arguments, (predicted, after) in zip(runs, rehearse_each(description, *runs)):
-            before = watched(machine)
-            seen = machine.run(*arguments)
-            self.assertEqual(once_per_wait(seen.log), once_per_wait(predicted["log"]))
-            self.assertEqual(seen.exit_code, predicted["exitCode"])
-            self.assertEqual(changes(before, watched(machine)), predicted_changes(predicted))
-            self.check_services(machine, after["services"])
+        for report, seen in self.check_each(machine, as_on_wine(description), runs):
+            self.assertEqual(once_per_wait(seen.log), once_per_wait(report["log"]))
             told += seen.messages
         return told
-
-    def check_services(self, machine, predicted):
-        shown = services.wait_for(machine.prefix, {name: services.state_of(predicted.get(name)) for name in SERVICES})
-        if seen := shown[SERVICE]:
-            self.assertEqual({member: seen[member] for member in CONFIGURED},
-                             {member: predicted[SERVICE][member] for member in CONFIGURED})
-
-
-def watched(machine):
-    """The files and registry values of a machine that a set-up may change, each with a value that shows a change."""
-    seen = {("files", file.path): file.fingerprint
-            for folder in FOLDERS for file in files.below(machine.prefix, folder)}
-    for key, values in registry.values_below(machine.prefix, *KEYS).items():
-        seen["registry", key] = ""
-        seen |= {("registry", f"{key} [{name or '(default)'}]"): value for name, value in values.items()}
-    return {(area, item.lower()): value for (area, item), value in seen.items() if is_watched(area, item.lower())}
-
-
-def is_watched(area, item):
-    if area == "files":
-        return any(item.startswith(folder.lower() + "\\") for folder in FOLDERS) and not re.fullmatch(NOTES, item)
-    return area == "registry" and any(item.startswith(key.lower()) for key in KEYS)
-
-
-def changes(before, after):
-    return {(*item, "added" if item not in before else "removed" if item not in after else "changed")
-            for item in before.keys() | after.keys() if before.get(item) != after.get(item)}
-
-
-def predicted_changes(report):
-    found = {(change["area"], change["item"].lower(), change["kind"]) for change in report["changes"]}
-    # Of a key that stays, only the rights change.
-    return {(area, item, kind) for area, item, kind in found if is_watched(area, item)
-            and not (area == "registry" and kind == "changed" and not item.endswith("]"))}
 
 
 class UsableStack(StackSetup):
@@ -156,7 +107,7 @@ class UnusableSrk(StackSetup):
         description = toolkit(kelo={**USABLE, "ValidSRKAuth": 1})
         machine, messages = self.check(description, ["/Setup"])
         self.assertIn("SRK is in incorrect auth format!", messages)
-        [(predicted, _)] = rehearse_each(description, ["/Setup"])
+        predicted = report_of(description, "--", "/Setup")
         self.assertEqual([(event["id"], event["type"], event["strings"]) for event in predicted["events"]],
                          [(1018, 1, [INCORRECT_TPM])])
 

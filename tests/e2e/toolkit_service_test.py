@@ -46,8 +46,8 @@ class Installation(ToolkitService):
         self.assertEqual(machine.call("InstallTkService", "KELO", FOLDER),
                          ("0", [BEGIN, NOT_THERE, REGISTERING, WIN8, REGISTERED]))
         self.assertEqual(self.runs(machine), [REGISTER])
-        shown = services.wait_for(machine.prefix, {SERVICE: "running"})
-        self.assertEqual(shown[SERVICE], {
+        services.wait_for(machine.prefix, {SERVICE: "running"})
+        self.assertEqual(machine.service(SERVICE), {
             "state": "running", "controlsAccepted": 1, "type": 0x10, "start": "auto", "errorControl": 1,
             "binaryPath": f'"{PROGRAM}"', "loadOrderGroup": "SmartcardGroup", "dependencies": [KELO_STACK, "RPCSS"],
             "account": "LocalSystem", "displayName": SERVICE_TITLE, "description": "Kelo Toolkit Service"})
@@ -56,8 +56,8 @@ class Installation(ToolkitService):
         machine = self.installed()
         self.assertEqual(machine.call("InstallTkService", "NTRU", FOLDER), ("0", [BEGIN, STOPPED, REGISTERING, WIN8,
                                                                                  REGISTERED]))
-        shown = services.wait_for(machine.prefix, {SERVICE: "running"})
-        self.assertEqual(shown[SERVICE]["dependencies"], [NTRU_STACK, "RPCSS"])
+        services.wait_for(machine.prefix, {SERVICE: "running"})
+        self.assertEqual(machine.service(SERVICE)["dependencies"], [NTRU_STACK, "RPCSS"])
 
     def test_missing_program(self):
         machine = self.machine()
@@ -78,7 +78,7 @@ class Dependencies(ToolkitService):
                     self.assertEqual(result, "0")
                     chosen = [message for message in messages if message in (UNKNOWN_STACK, VISTA, WIN8)]
                     self.assertEqual(chosen, ([] if stack else [UNKNOWN_STACK]) + line)
-                    self.assertEqual(services.show(machine.prefix, SERVICE)["dependencies"], stack + tbs + ["RPCSS"])
+                    self.assertEqual(machine.service(SERVICE)["dependencies"], stack + tbs + ["RPCSS"])
 
 
 for _version, _tbs, _line in (("5.2", [], []), ("6.0", ["TBS"], [VISTA]), ("6.1", ["TBS"], [VISTA]),

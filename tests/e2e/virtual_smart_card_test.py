@@ -4,11 +4,10 @@ the card and the providers back, and the next set-up restores the card: as predi
 from machines.parts import device_installer
 from product import (CARD_LIBRARIES, CARD_NOTED, CARD_SERVICES, COMMON_KEY, MINIDRIVER_DEVICE, PACKAGES, READER,
                      READER_DEVICE, REINSTALLED, STAGER, SYSTEM, TOOLKIT, stager)
-from reading import registry, services
+from reading import registry
 from reading.notes import folders_of, runs_of, system_calls
-from runs.log_lines import messages, without_numbers
 from runs.prediction import PredictedRuns
-from runs.rehearsal import rehearse, report_of
+from runs.rehearsal import report_of
 from setup.services import create
 from standins.names import TPM_NAMESPACE
 
@@ -43,12 +42,9 @@ def about_the_system(calls):
 class PredictedCalls(PredictedRuns):
     def check_calls(self, machine, description, *arguments):
         """Runs the program with the log and the calls that a rehearsal predicts."""
-        report = report_of(description, "--", *arguments)
-        seen = machine.run(*arguments)
-        self.assertEqual(list(map(without_numbers, seen.messages)),
-                         list(map(without_numbers, messages(report["log"]))))
-        self.assertEqual(seen.exit_code, report["exitCode"])
-        self.assertEqual(system_calls(machine.prefix), about_the_system(report["calls"]))
+        seen = self.check_on(machine, description, *arguments)
+        predicted = report_of(description, "--", *arguments)
+        self.assertEqual(system_calls(machine.prefix), about_the_system(predicted["calls"]))
         return seen
 
 
@@ -139,11 +135,11 @@ class VirtualSmartCard(PredictedCalls):
     def test_setup_has_the_services_start_automatically(self):
         machine = self.enter(toolkit())
         for name in CARD_SERVICES:
-            if not services.show(machine.prefix, name):
+            if not machine.service(name):
                 create(machine.prefix, {name: {}})
         machine.run(*FULL_SETUP)
         for name in CARD_SERVICES:
-            self.assertEqual(services.show(machine.prefix, name)["start"], "auto", name)
+            self.assertEqual(machine.service(name)["start"], "auto", name)
 
 
 class Gates(PredictedCalls):
@@ -190,6 +186,4 @@ class Provisioning(PredictedCalls):
 
     def test_system_without_the_namespace(self):
         description = {"wmi": {"namespaces": {TPM_NAMESPACE: None}}}
-        machine = self.enter(description)
-        predicted = rehearse(description, "/Setup", "/TPM_WIN8=1")
-        self.assertEqual(machine.run("/Setup", "/TPM_WIN8=1").messages, predicted.messages)
+        self.check(description, "/Setup", "/TPM_WIN8=1")

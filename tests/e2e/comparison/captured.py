@@ -7,10 +7,8 @@ from machines.descriptions import complete, settled
 from machines.numbers import READ_ONLY
 from product import LOG, PROBE_LIBRARY, SYSTEM, SYSTEM_PROBE, USABLE_ANSWERS
 from runs.log_lines import LINE, without_numbers
-from runs.rehearsal import rehearse_and_save
+from runs.rehearsal import rehearse_and_save, words
 from setup.libraries import TEXT_LIBRARY
-
-ACTIONS = ("/Setup", "/Rollback", "/Commit", "/Uninstall")
 
 # What KeloDescribe does not read: areas, and keys of services, library functions and files.
 NOT_READ = ("programs", "installer", "events", "faults")
@@ -36,18 +34,17 @@ def completed(captured, described):
     _complete_services(machine["services"], whole["services"])
     _complete_libraries(machine["libraries"], whole["libraries"])
     _complete_files(machine, whole)
-    _complete_providers(machine["cng"], whole["cng"])
     return machine
 
 
-def differences(captured, described, options):
-    """What each action does differently on the captured machine: a line each."""
+def differences(captured, described, runs):
+    """What the program does differently on the captured machine, in runs with these arguments: a line each."""
     described = settled(described)
     machine = completed(captured, described)
-    for action in ACTIONS:
-        arguments = ("--", action, *(options if action == "/Setup" else ()))
-        expected, expected_after = rehearse_and_save(described, *arguments)
-        seen, seen_after = rehearse_and_save(machine, *arguments)
+    for arguments in sorted(set(runs)):
+        action = arguments[0]
+        expected, expected_after = rehearse_and_save(described, *words(arguments))
+        seen, seen_after = rehearse_and_save(machine, *words(arguments))
         for name in ("exitCode", "stdout"):
             if seen[name] != expected[name]:
                 yield f"{action}: {name}: described {expected[name]!r}, captured {seen[name]!r}"
@@ -132,13 +129,6 @@ def _size(file):
     if "size" in file:
         return file["size"]
     return len(file["bytes"]) if "bytes" in file else len(file.get("text", "").encode())
-
-
-def _complete_providers(captured, described):
-    """The stand-in for the configuration of cryptography keeps only the names of providers."""
-    for name, provider in captured["providers"].items():
-        if provider is not None:
-            captured["providers"][name] = described["providers"].get(name, provider)
 
 
 def _log_differences(expected, seen):

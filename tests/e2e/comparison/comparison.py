@@ -1,6 +1,6 @@
 """Compares a prefix with the simulated machine that it was set up to be like, run after run."""
 
-from comparison.items import Snapshot, of_simulated, secured_keys, states_of
+from comparison.items import Snapshot, of_simulated, states_of
 from comparison.scope import WINES_OWN_SERVICES
 from machines.descriptions import complete, settled
 from machines.numbers import INHERITED
@@ -10,17 +10,17 @@ MOST_CHARACTERS = 400  # of a value that is shown
 
 
 class Comparison:
-    def __init__(self, prefix, machine):
-        self.prefix = prefix
-        self.program = ("file", machine["process"]["path"].lower())  # its content is not described
+    def __init__(self, machine, described):
+        self.machine = machine
+        self.program = ("file", machine.program.lower())  # its content is not described
         self.plain = of_simulated(complete({}))
-        self.predicted = of_simulated(complete(settled(machine)))
-        self.seen = Snapshot(prefix, states_of(self.predicted), secured_keys(self.predicted))
+        self.predicted = of_simulated(complete(settled(described)))
+        self.seen = Snapshot(machine, states_of(self.predicted))
         # Other processes come and go in a prefix.
         self.known_processes = {name for name in self.predicted.keys() - self.plain.keys() if name[0] == "process"}
         # Of the content of libraries and programs, and of files in use, only one thing is known: where it was at first.
         self.known_contents = {}
-        in_use = {path.lower() for path, file in machine["files"].items() if file.get("inUse")}
+        in_use = {path.lower() for path, file in described["files"].items() if file.get("inUse")}
         for name, content in self.predicted.items():
             is_image = isinstance(content, str) or name[1] in in_use
             if name[0] == "file" and is_image and name[1] in self.seen.places:
@@ -30,12 +30,12 @@ class Comparison:
         """Where the prefix is not as described at the beginning: a line each."""
         return self._compare(self._said(), self.seen)
 
-    def differences_after(self, machine):
+    def differences_after(self, described):
         """Where the prefix is not like the simulated machine after a run of both: a line each."""
         predicted_before, seen_before = self.predicted, self.seen
-        self.predicted = of_simulated(complete(settled(machine)))
+        self.predicted = of_simulated(complete(settled(described)))
         gone = dict.fromkeys(states_of(predicted_before))
-        self.seen = Snapshot(self.prefix, gone | states_of(self.predicted), secured_keys(self.predicted))
+        self.seen = Snapshot(self.machine, gone | states_of(self.predicted))
         return self._compare(self._said() | _changed(predicted_before, self.predicted)
                              | _changed(seen_before.items, self.seen.items), seen_before)
 

@@ -2,18 +2,17 @@
 
 import json
 
-from comparison.scope import (SERVICE_FIELDS, WATCHED_KEYS, WINES_OWN_SERVICES, is_file_compared, is_key_compared,
-                              usual_service)
+from comparison.scope import WATCHED_KEYS, WINES_OWN_SERVICES, is_file_compared, is_key_compared
+from machines.descriptions import complete, service_members
 from machines.numbers import GENERIC_ALL, GENERIC_READ, KEY_ALL_ACCESS, KEY_READ, flags_of
-from machines.registry_values import REG_MULTI_SZ, described_value, typed_bytes
+from machines.registry_values import REG_MULTI_SZ, typed_bytes
 from product import LOG
 from reading import files, registry, services
 from reading.files import DIRECTORY
 from setup.files import content
 from setup.libraries import TEXT_LIBRARY
 from setup.system_libraries import KEY_STORAGE_FUNCTION
-from standins.names import (AUTO_PROVISIONING, CARDS_LIBRARY, CNG_LIBRARY, KEY, KEY_STORAGE, PROVIDERS, READERS,
-                            WMI_LIBRARY)
+from standins.names import CARDS_LIBRARY, KEY, READERS
 from wine import machine_tool
 
 KEY_EXISTS = "a key"
@@ -24,52 +23,68 @@ CNG_PROVIDERS = "providers"
 KEY_STORAGE_PROVIDERS = "providers of key storage"
 PROVISIONING = "automatic provisioning"
 PENDING_MOVES = "pending moves"
+OTHER_MOVES = "pending moves of other files"  # than those that the program may ask for
 
 PENDING_MOVES_VALUE = (r"system\currentcontrolset\control\session manager", "pendingfilerenameoperations")
+NO_TEXTS = REG_MULTI_SZ, b""
+READERS_VALUE = (rf"{KEY}\{CARDS_LIBRARY}".lower(), READERS.lower())
 
 # The specific rights that generic ones mean on a registry key.
 SPECIFIC_RIGHTS = {GENERIC_READ: KEY_READ, GENERIC_ALL: KEY_ALL_ACCESS}
 
 
-# --- A simulated machine ---------------------------------------------------------------------------------------------
+# --- A described machine ---------------------------------------------------------------------------------------------
 
 
 def of_simulated(machine):
     """The items of a simulated machine."""
+    items = of_described(machine)
+    for path in {**machine["files"], **machine["libraries"], **machine["programs"]}:
+        if is_file_compared(path.lower()) and "\\" in path:
+            items["file", path.lower()] = _simulated_content(machine, path)
+    return items
+
+
+def of_described(machine):
+    """The items of a machine, simulated or captured, without files: of these a captured one has no content."""
     items = {}
     for path, key in machine["registry"].items():
         root, _, below = path.lower().partition("\\")
         if root == "hklm" and below and is_key_compared(below):
-            _add_simulated_key(items, below, key)
-    for path in {**machine["files"], **machine["libraries"], **machine["programs"]}:
-        if is_file_compared(path.lower()) and "\\" in path:
-            items["file", path.lower()] = _simulated_content(machine, path)
+            _add_key(items, below, key)
     for name, service in machine["services"].items():
-        usual = usual_service(name, service.get("state", "stopped"))
-        items["service", name.lower()] = {field: service.get(field, usual.get(field)) for field in SERVICE_FIELDS}
+        items["service", name.lower()] = service_members(name, service)
     for process in machine["processes"]:
         if "name" in process:
             name = ("process", process["name"].lower())
             items[name] = items.get(name, 0) + process.get("count", 1)
     items[CARD_READERS] = machine["smartCards"].get("readers", [])
-    items[CNG_PROVIDERS] = sorted(machine["cng"]["providers"])
+    items[CNG_PROVIDERS] = machine["cng"]["providers"]
     items[KEY_STORAGE_PROVIDERS] = next(
         (function["providers"] for function in machine["cng"]["contextFunctions"]
          if function["interface"] == KEY_STORAGE_FUNCTION["interface"]), [])
     items[PROVISIONING] = machine["wmi"]["autoProvisioning"]
     items[PENDING_MOVES] = [(move["from"].lower(), move.get("to", "").lower()) for move in machine["pendingMoves"]]
+    items[OTHER_MOVES] = 0
     return items
 
 
-def _add_simulated_key(items, name, key):
+def _add_key(items, name, key):
     items["key", name] = KEY_EXISTS
     for value_name, value in key.get("values", {}).items():
         items["value", name, value_name.lower()] = typed_bytes(value)
     if "access" in key:
-        items["access", name] = _access_list({"type": "allow", **entry, "flags": flags_of(entry)}
-                                             for entry in key["access"])
+        items["access", name] = sorted((entry["trustee"], _specific(entry["mask"]), flags_of(entry),
+                                        entry.get("type", "allow")) for entry in key["access"])
     if "owner" in key:
         items["owner", name] = key["owner"]
+
+
+def _specific(mask):
+    for generic, specific in SPECIFIC_RIGHTS.items():
+        if mask & generic:
+            mask = mask & ~generic | specific
+    return mask
 
 
 def _simulated_content(machine, path):
@@ -95,85 +110,61 @@ def _simulated_content(machine, path):
 
 
 class Snapshot:
-    """The items of a prefix, and of its files what changes when they do. Before it is taken, services have some time to
-    come to the states that are expected of them, by their names. Owners and access lists are those of the keys that are
-    named."""
+    """The items of a prefix, and of its files what changes when they do: those that KeloDescribe captures, and whatever
+    else a change may be seen in. Before it is taken, services have some time to come to the states that are expected of
+    them, by their names."""
 
-    def __init__(self, prefix, states, secured):
+    def __init__(self, machine, states):
         self.items = {}
         self.spelling = {}  # of the items that have names, by their names in lower case
-        described, processes, keys, security = machine_tool.ask(prefix, [
-            services.waiting(states), services.listing(), "processes", registry.listing(*WATCHED_KEYS),
-            registry.security_of(*secured)])
-        for name, service in described.items():
-            self._add("service", name, services.in_words(service))
+        machine_tool.do(machine.prefix, [services.waiting(states)])
+        self.captured = complete(machine.captured())
+        told, processes, keys = machine_tool.ask(machine.prefix, [services.LISTING, "processes",
+                                                                  registry.listing(*WATCHED_KEYS)])
+        for name, state in services.in_words(told).items():
+            self._add({"state": state}, "service", name)
         for name in processes:
             self.items["process", name.lower()] = self.items.get(("process", name.lower()), 0) + 1
         for key, values in keys.items():
-            if is_key_compared(key.lower()):
-                self._add_key(key, values)
-        self._read_standins({key.lower(): values for key, values in keys.items()})
-        for key, sddl in security.items():
-            told = registry.security(sddl)
-            self.items["owner", key.lower()] = told["owner"]
-            self.items["access", key.lower()] = _access_list(told["access"])
-        log = prefix.path(LOG)
-        self.log_size = log.stat().st_size if log.is_file() else None
-        self.places = {}  # of the files
-        for drive in prefix.drives():
-            for path, place, fingerprint in files.below(prefix, drive + "\\"):
-                if is_file_compared(path.lower()):
-                    self._add("file", path, fingerprint)
-                    self.places[path.lower()] = place
+            self._add(KEY_EXISTS, "key", key)
+            for name, (kind, data) in values.items():
+                self._add((kind, bytes.fromhex(data)), "value", key, name)
+        self._add_files(machine.prefix)
+        self._merge()
 
     def content(self, path):
         """A directory, or the bytes of a file."""
         place = self.places[path]
         return DIRECTORY if place.is_dir() else place.read_bytes()
 
-    def _add(self, kind, name, value):
-        self.items[kind, name.lower()] = value
-        self.spelling[kind, name.lower()] = name
+    def _add(self, value, kind, *names):
+        item = (kind, *(name.lower() for name in names))
+        self.items[item] = value
+        self.spelling[item] = names[-1]
 
-    def _add_key(self, key, values):
-        self._add("key", key, KEY_EXISTS)
-        for name, (kind, data) in values.items():
-            self.items["value", key.lower(), name.lower()] = kind, bytes.fromhex(data)
-            self.spelling["value", key.lower(), name.lower()] = name
+    def _add_files(self, prefix):
+        log = prefix.path(LOG)
+        self.log_size = log.stat().st_size if log.is_file() else None
+        self.places = {}
+        for drive in prefix.drives():
+            for path, place, fingerprint in files.below(prefix, drive + "\\"):
+                if is_file_compared(path.lower()):
+                    self._add(fingerprint, "file", path)
+                    self.places[path.lower()] = place
 
-    def _read_standins(self, keys):
-        def value(library, name):
-            kind, data = {name.lower(): value for name, value in keys[rf"{KEY}\{library}".lower()].items()}.get(
-                name.lower(), (REG_MULTI_SZ, ""))
-            return kind, bytes.fromhex(data)
-
-        def texts(library, name):
-            return _texts(value(library, name))
-
-        self.items[CARD_READERS] = texts(CARDS_LIBRARY, READERS)
-        self.items[CNG_PROVIDERS] = sorted(texts(CNG_LIBRARY, PROVIDERS))
-        self.items[KEY_STORAGE_PROVIDERS] = texts(CNG_LIBRARY, KEY_STORAGE)
-        self.items[PROVISIONING] = described_value(*value(WMI_LIBRARY, AUTO_PROVISIONING)) != 0
-        moves = _texts(self.items.pop(("value", *PENDING_MOVES_VALUE), (REG_MULTI_SZ, b"")), empty_too=True)
-        self.items[PENDING_MOVES] = [tuple(text.removeprefix("!").removeprefix("\\??\\").lower() for text in pair)
-                                     for pair in zip(moves[::2], moves[1::2]) if pair[0]]
-
-
-def _texts(value, empty_too=False):
-    """The texts of a list."""
-    _, data = value
-    return [text for text in data.decode("utf-16-le").split("\0") if text or empty_too]
-
-
-def _access_list(entries):
-    return sorted((entry["trustee"], _specific(entry["mask"]), entry["flags"], entry["type"]) for entry in entries)
-
-
-def _specific(mask):
-    for generic, specific in SPECIFIC_RIGHTS.items():
-        if mask & generic:
-            mask = mask & ~generic | specific
-    return mask
+    def _merge(self):
+        """Puts what was captured in the place of what was read besides."""
+        _, moves = self.items.pop(("value", *PENDING_MOVES_VALUE), NO_TEXTS)
+        _, readers = self.items.get(("value", *READERS_VALUE), NO_TEXTS)
+        self.items = {name: value for name, value in self.items.items()
+                      if name[0] not in ("key", "value") or is_key_compared(name[1])}
+        self.items |= of_described(self.captured)
+        # Two texts for each move; each text ends with a zero, and so does the list.
+        self.items[OTHER_MOVES] = moves.decode("utf-16-le").count("\0") // 2 - len(self.captured["pendingMoves"])
+        if self.captured["smartCards"]["manager"] is not True:
+            # Nobody can ask for the readers then, and yet the device installer adds one.
+            self.items[CARD_READERS] = [text for text in readers.decode("utf-16-le").split("\0") if text]
+        self.spelling |= {("service", name.lower()): name for name in self.captured["services"]}
 
 
 # --- Both ------------------------------------------------------------------------------------------------------------
@@ -183,8 +174,3 @@ def states_of(items):
     """The states of the services among items, by their names."""
     return {name[1]: service["state"] for name, service in items.items()
             if name[0] == "service" and name[1] not in WINES_OWN_SERVICES}
-
-
-def secured_keys(items):
-    """The keys among items, whose owners and access lists are compared."""
-    return sorted(name[1] for name in items if name[0] == "key")

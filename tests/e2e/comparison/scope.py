@@ -2,7 +2,7 @@
 
 import re
 
-from product import LOG
+from product import CARD_SERVICES, INFINEON_STACK, KELO_STACK, LOG, NTRU_STACK, SERVICE
 from standins.names import ANSWERS, FOLDER, FOLDERS, KEY, PROBE_NOTES, RUNS, STATES_ENDING, WITNESS, WITNESS_NOTES
 from wine.machine_tool import SCRIPT
 
@@ -24,20 +24,21 @@ SERVICE_PIPE = r"control\\servicecurrent\b"
 NOTES = r".*\\(" + "|".join(map(re.escape, (RUNS, FOLDERS, ANSWERS, PROBE_NOTES, WITNESS, WITNESS_NOTES))) + (
     r"|[^\\]+" + re.escape(STATES_ENDING) + ")")
 
-# In lower case, as keys and files are compared. Besides: what stand-ins and tools keep for themselves, and what the
-# service manager keeps of its services, which are asked of it.
-_IGNORED_KEYS = re.compile(
-    re.escape(KEY.lower()) + r"\b|software\\wine\b|system\\currentcontrolset\\("
-    rf"services\b|{SERVICE_PIPE}|{WINES_DEVICES})")
-_IGNORED_FILES = re.compile(
-    rf"({re.escape(FOLDER.lower())}|{re.escape(SCRIPT.lower())}|c:\\standins|c:\\users|c:\\windows\\temp)(\\|$)|"
-    rf"{NOTES}$|{re.escape(LOG.lower())}")
-
 # Services that a plain machine has, and Wine has in its own way.
 WINES_OWN_SERVICES = {"rpcss"}
 
-SERVICE_FIELDS = ("state", "controlsAccepted", "type", "start", "errorControl", "binaryPath", "loadOrderGroup",
-                  "dependencies", "account", "displayName", "description")
+# Those that the program may ask for, in lower case.
+CAPTURED_SERVICES = [name.lower() for name in (SERVICE, KELO_STACK, NTRU_STACK, INFINEON_STACK, *CARD_SERVICES, "TBS",
+                                               *WINES_OWN_SERVICES)]
+
+# In lower case, as keys and files are compared. Besides: what stand-ins and tools keep for themselves, and what the
+# service manager keeps of services that KeloDescribe asks it for.
+_IGNORED_KEYS = re.compile(
+    re.escape(KEY.lower()) + r"\b|software\\wine\b|system\\currentcontrolset\\("
+    rf"services\\({'|'.join(map(re.escape, CAPTURED_SERVICES))})(\\|$)|{SERVICE_PIPE}|{WINES_DEVICES})")
+_IGNORED_FILES = re.compile(
+    rf"({re.escape(FOLDER.lower())}|{re.escape(SCRIPT.lower())}|c:\\standins|c:\\users|c:\\windows\\temp)(\\|$)|"
+    rf"{NOTES}$|{re.escape(LOG.lower())}")
 
 
 def is_key_compared(key):
@@ -48,10 +49,3 @@ def is_key_compared(key):
 def is_file_compared(path):
     """The same for a file, in lower case."""
     return not _IGNORED_FILES.match(path)
-
-
-def usual_service(name, state):
-    """A service of which only its name and its state are described."""
-    return {"state": state, "controlsAccepted": 1 if state in ("running", "paused") else 0, "type": 0x10,
-            "start": "demand", "errorControl": 1, "binaryPath": "", "loadOrderGroup": "", "dependencies": [],
-            "account": "LocalSystem", "displayName": name, "description": ""}

@@ -32,6 +32,11 @@ class Case:
     actions: tuple = ALL_ACTIONS
     left_out: str = ""  # what a prefix need not be like, a pattern; the reasons are in limits.py
 
+    @property
+    def runs(self):
+        """The arguments of each run of the program."""
+        return [(action, *(self.options if action == "/Setup" else ())) for action in self.actions]
+
 
 def case(*parts, **members):
     """A case on the machine that these parts make."""

@@ -55,6 +55,16 @@ def without_vain_nulls(description, base=None):
             for name, value in description.items() if value is not None or name in base}
 
 
+def service_members(name, service):
+    """The members of a described service that do not change by themselves, and its state, with those that its
+    description leaves out."""
+    state = service.get("state", "stopped")
+    usual = {"displayName": name, "description": "", "state": state,
+             "controlsAccepted": 1 if state in ("running", "paused") else 0, "type": 0x10, "start": "demand",
+             "errorControl": 1, "binaryPath": "", "loadOrderGroup": "", "dependencies": [], "account": "LocalSystem"}
+    return {member: service.get(member, value) for member, value in usual.items()}
+
+
 def settled(machine):
     """A machine as kelo-rehearse saves it, some time later: its services have gone through the states ahead of them."""
     described = machine.get("services", {})

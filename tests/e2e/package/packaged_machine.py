@@ -3,21 +3,20 @@
 import re
 
 import paths
-from comparison.scope import SERVICE_PIPE, WINES_DEVICES
-from machines.descriptions import merged
+from comparison.scope import CAPTURED_SERVICES, SERVICE_PIPE, WINES_DEVICES, WINES_OWN_SERVICES
+from machines.descriptions import complete, merged, service_members
 from machines.parts import RUNS_AT_ONCE, detections, device_installer, tasks
 from package import tables
 from package.tables import SAMPLE
 from product import (BEGINS, BLOCKED_COMMANDS, BLOCKED_COMMANDS_KEY, CARD_SERVICES, KELO_STACK, LOG, PACKAGES,
-                     PROGRAM_FILES, RUN_KEY, SERVICE, SRK_TOOL)
-from reading import files, registry, services
+                     PROGRAM_FILES, RUN_KEY, SRK_TOOL)
+from reading import files, registry
 from reading.notes import task_calls
 from runs.log_lines import comparable, parse
 from runs.program import Machine
 from setup.reg_file import section
 from setup.services import create
 from standins import names
-from wine import machine_tool
 from wine.notes import EXIT, code_given, exit_code
 
 EVENT_TEXT = paths.WINDOWS / "event_text.exe"
@@ -27,9 +26,6 @@ VERBOSE_LOG = r"C:\Packages\install.log"
 
 OTHER_EVENT_SOURCE = r"HKLM\SYSTEM\CurrentControlSet\Services\EventLog\Application\Contoso"
 PRODUCTS = r"hklm\software\microsoft\windows\currentversion\uninstall"
-
-SERVICES = (SERVICE, KELO_STACK, *CARD_SERVICES)
-SERVICE_MEMBERS = ("state", "start", "binaryPath", "loadOrderGroup", "dependencies", "displayName", "description")
 
 UPGRADE, USER_CANCELLED = -5 & 0xFFFFFFFF, -8 & 0xFFFFFFFF  # answers of the SRK tool
 FAIL = "fail"  # what it is told to fail with
@@ -56,7 +52,7 @@ NOT_OF_CONCERN = re.compile("|".join((*map(re.escape, (
     names.FOLDER.lower(), "hklm\\" + names.KEY.lower(),
     # The same key as the one for 64-bit programs.
     r"hklm\software\wow6432node\microsoft\windows\currentversion\app paths",
-    *(rf"hklm\system\currentcontrolset\services\{name.lower()}" for name in SERVICES))),
+    *(rf"hklm\system\currentcontrolset\services\{name}" for name in CAPTURED_SERVICES))),
     rf"hklm\\system\\currentcontrolset\\({SERVICE_PIPE}|{WINES_DEVICES})")))
 
 NOTES = (names.RUNS, names.FOLDERS, names.PROBE_NOTES, names.WITNESS_NOTES)
@@ -118,20 +114,21 @@ class PackagedMachine:
 
     def look(self):
         """All that is there and of concern, by names in lower case."""
-        told, security, shown = machine_tool.ask(self.prefix, [
-            registry.listing("SOFTWARE", "SYSTEM"), registry.security_of(registry.below_root(BLOCKED_COMMANDS_KEY)),
-            services.listing(*SERVICES)])
-        values = {}
-        for key, found in registry.described(told).items():
-            values[key.lower()] = ""
-            values.update({f"{key} [{name or '(default)'}]".lower(): value for name, value in found.items()})
-        found = {**values, **self._files(), f"access list of {BLOCKED_COMMANDS_KEY}": security,
-                 "installed products": [value for item, value in values.items()
-                                        if item.startswith(PRODUCTS) and item.endswith("[displayname]")],
-                 "auto-enrollment tasks": _tasks(self.prefix), **_kept_by_standins(values)}
-        for name, service in shown.items():
-            found.update({f"service {name} [{member}]": services.in_words(service)[member]
-                          for member in SERVICE_MEMBERS if service})
+        captured = complete(self._machine.captured())
+        found = self._files()
+        for key, values in registry.values_below(self.prefix, "SOFTWARE", "SYSTEM").items():
+            found[key] = ""
+            found |= {f"{key} [{name or '(default)'}]": value for name, value in values.items()}
+        for name, service in captured["services"].items():
+            if name.lower() not in WINES_OWN_SERVICES:
+                found |= {f"service {name} [{member}]": value
+                          for member, value in service_members(name, service).items()}
+        found |= {f"access list of {BLOCKED_COMMANDS_KEY}": captured["registry"][BLOCKED_COMMANDS_KEY]["access"],
+                  "installed products": [value for item, value in found.items()
+                                         if item.lower().startswith(PRODUCTS) and item.endswith("[DisplayName]")],
+                  "auto-enrollment tasks": _tasks(self.prefix), "key storage providers": captured["cng"],
+                  "smart-card readers": captured["smartCards"]["readers"],
+                  "automatic provisioning": "on" if captured["wmi"]["autoProvisioning"] else "off"}
         return {name.lower(): value for name, value in found.items() if not NOT_OF_CONCERN.match(name.lower())}
 
     def _files(self):
@@ -177,14 +174,6 @@ class PackagedMachine:
 def _tasks(prefix):
     calls = task_calls(prefix)
     return calls.get("InstallAutoEnrollmentTasks", 0) - calls.get("RemoveAutoEnrollmentTasks", 0)
-
-
-def _kept_by_standins(values):
-    def kept(library, name):
-        return values.get(rf"hklm\{names.KEY}\{library} [{name}]".lower())
-    return {"key storage providers": kept(names.CNG_LIBRARY, names.PROVIDERS),
-            "smart-card readers": kept(names.CARDS_LIBRARY, names.READERS),
-            "automatic provisioning": "off" if kept(names.WMI_LIBRARY, names.AUTO_PROVISIONING) == 0 else "on"}
 
 
 def effects(before, after):

@@ -1,12 +1,12 @@
 """The effects that the sample package should have on a machine: those that a rehearsal predicts for the program, and
 those of the package itself."""
 
-from machines.descriptions import as_on_wine, merged, settled
+from machines.descriptions import as_on_wine, merged, service_members, settled
 from machines.parts import RUNS_AT_ONCE, toolkit_service
 from package import tables
-from package.packaged_machine import DESCRIPTION, SERVICE_MEMBERS, leaves
+from package.packaged_machine import DESCRIPTION, leaves
 from package.tables import SAMPLE
-from product import CARD_SERVICES, TASK_LIBRARY
+from product import CARD_SERVICES, EXPORT, TASK_LIBRARY
 from runs.log_lines import comparable
 from runs.rehearsal import rehearse_and_save, report_of
 
@@ -37,7 +37,7 @@ class Rehearsal:
         reports = list(_rehearse_each(description, runs))
         if session is not None:
             described = merged(description, {"installer": {"properties": {"CustomActionData": session}}})
-            reports.append(report_of(described, "--export", "SRK_Auth_Change"))
+            reports.append(report_of(described, *EXPORT))
         self.logs = [comparable(report["log"]) for report in reports]
         self.exit_codes = [report["exitCode"] for report in reports[:len(actions)]]
         self.changes = [change for report in reports for change in report["changes"]]
@@ -89,10 +89,10 @@ def _file_effects(change):
 
 
 def _service_effects(change):
-    before, after = change["before"] or {}, change["after"] or {}
-    name = change["item"].lower()
-    return {("changed" if member in before else "added", f"service {name} [{member}]".lower()): after[member]
-            for member in SERVICE_MEMBERS if member in after and before.get(member) != after[member]}
+    name = change["item"]
+    before, after = (service_members(name, change[moment]) if change[moment] else {} for moment in ("before", "after"))
+    return {("changed" if before else "added", f"service {name} [{member}]".lower()): value
+            for member, value in after.items() if before.get(member) != value}
 
 
 def _one_effect(name, value=None):

@@ -1,32 +1,20 @@
-"""What the service manager tells of services, in the words of a description."""
+"""The states of all services."""
 
-from machines.numbers import START_TYPES, STATES, word_for
+from machines.numbers import STATES, word_for
 from wine import machine_tool
 
 GONE = 0  # in place of a state's number: there is no such service
-
-
-def show(prefix, name):
-    """Status, configuration and description of a service; None without one."""
-    [told] = machine_tool.ask(prefix, [listing(name)])
-    return in_words(told[name])
+LISTING = "states"  # the line of a script for the states of all services
 
 
 def wait_for(prefix, states, after=()):
     """Waits until services are in their states, by their names, None for one that is gone; does a script's lines first.
     A service that is deleted is there until the last handle to it is closed, and Wine closes a program's handles some
-    time after its end. Returns what the service manager then tells of each."""
-    [told] = machine_tool.ask(prefix, [*after, waiting(states), listing(*states)])
-    shown = {name: in_words(told[name]) for name in states}
-    for name, service in shown.items():
-        if states[name] != (service["state"] if service else None):
-            raise AssertionError(f"{name} is not {states[name] or 'gone'}: {service}")
-    return shown
-
-
-def listing(*names):
-    """The line of a script for services, or for all."""
-    return machine_tool.line("services", *names)
+    time after its end."""
+    [told] = machine_tool.ask(prefix, [*after, waiting(states), LISTING])
+    seen = {name.lower(): state for name, state in in_words(told).items()}
+    if missed := {name: seen.get(name.lower()) for name in states if seen.get(name.lower()) != states[name]}:
+        raise AssertionError(f"services are in the states {missed}, and not in {states}")
 
 
 def waiting(states, seconds=20):
@@ -35,12 +23,11 @@ def waiting(states, seconds=20):
                              *(word for name, state in states.items() for word in (name, STATES.get(state, GONE))))
 
 
+def in_words(told):
+    """The states as machine_tool tells them, in the words of a description."""
+    return {name: word_for(state, STATES) for name, state in told.items()}
+
+
 def state_of(service):
     """The state in which a service is described to be; None where there is no description."""
     return None if service is None else service.get("state", "stopped")
-
-
-def in_words(service):
-    """A service as machine_tool tells it, in the words of a description."""
-    return service and {**service, "state": word_for(service["state"], STATES),
-                        "start": word_for(service["start"], START_TYPES)}

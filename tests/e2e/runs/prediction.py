@@ -3,11 +3,16 @@
 import contextlib
 import unittest
 
+from comparison.comparison import Comparison
+from machines.descriptions import complete, settled
+from runs.log_lines import comparable, unpredicted_waits, without_numbers
 from runs.program import Machine
-from runs.rehearsal import rehearse
+from runs.rehearsal import rehearse, rehearse_and_save, words
 
 
 class PredictedRuns(unittest.TestCase):
+    maxDiff = None
+
     @contextlib.contextmanager
     def machine_like(self, description):
         """A machine under Wine with all that is described, for the length of a `with` statement."""
@@ -30,6 +35,21 @@ class PredictedRuns(unittest.TestCase):
         """Messages, standard output and exit code are as predicted."""
         predicted = rehearse(description, *arguments)
         seen = machine.run(*arguments)
-        self.assertEqual(seen.messages, predicted.messages)
+        self.assertEqual(*(list(map(without_numbers, run.messages)) for run in (seen, predicted)))
         self.assertEqual((seen.exit_code, seen.stdout), (predicted.exit_code, predicted.stdout))
         return seen
+
+    def check_each(self, machine, simulated, runs):
+        """Runs one after the other, each with its arguments, are as predicted, and so is the whole machine after each.
+        Yields the report of each rehearsal, and the run."""
+        comparison = Comparison(machine, complete(simulated))
+        self.assertEqual(comparison.differences(), [], "before the first run")
+        for number, arguments in enumerate(runs, 1):
+            report, simulated = rehearse_and_save(settled(simulated), *words(arguments))
+            seen = machine.run(*arguments)
+            with self.subTest(run=number, arguments=arguments):
+                self.assertEqual(comparable(seen.log), comparable(report["log"]))
+                self.assertEqual(unpredicted_waits(report["log"], seen.log), [])
+                self.assertEqual((seen.exit_code, seen.stdout), (report["exitCode"], report["stdout"]))
+                self.assertEqual(comparison.differences_after(simulated), [])
+            yield report, seen

@@ -4,8 +4,9 @@ import contextlib
 import re
 
 import paths
-from machines.descriptions import complete
+from machines.descriptions import complete, service_members
 from product import LOG
+from reading.capture import capture
 from runs.log_lines import messages, parse
 from runs.run import Run
 from setup.files import copy
@@ -17,6 +18,7 @@ DLL = EXE.with_suffix(".dll")
 EXPORT_HOST = EXE.with_name("export_host.exe")
 CALLS = EXE.with_name("kelo_calls.exe")
 
+INSTALLERS_FOLDER = r"C:\windows\Installer"
 OWN_CODE = range(0x140000000, 0x150000000)  # where a program is loaded that is linked as usual
 
 
@@ -35,6 +37,8 @@ class Machine:
             self.prefix.log = LOG
             self.missing = provision(self.prefix, self.description)
             copy(EXE, self.prefix, self.program)
+            # An installer starts the program, and calls the export.
+            self.prefix.path(INSTALLERS_FOLDER).mkdir(exist_ok=True)
             self._stack = stack.pop_all()
         return self
 
@@ -42,6 +46,10 @@ class Machine:
         return self._stack.__exit__(*error)
 
     def run(self, *arguments):
+        """Runs the program, or has an installer load the library image and call one of its exports, with "--export" and
+        its name."""
+        if arguments[:1] == ("--export",):
+            return self._call_export(arguments[1])
         (exit_code, stdout), log = self._logged(self.prefix.ended, self.program, *arguments)
         return Run(exit_code, stdout.decode(self.encoding), log)
 
@@ -58,19 +66,28 @@ class Machine:
         (_, _, images), log = self._logged(self.prefix.loaded, self.program, *arguments)
         return [path.lower() for path in images if path.lower() != self.program.lower()], messages(log)
 
+    def captured(self, *options):
+        """The description that KeloDescribe makes of the machine."""
+        description, _ = capture(self.prefix, "--program", self.program, *options)
+        return description
+
+    def service(self, name):
+        """The members of a service; None without one."""
+        service = self.captured()["services"].get(name)
+        return service and service_members(name, service)
+
     def content(self, path):
         """The bytes of a file; None when it is not there."""
         file = self.prefix.path(path)
         return file.read_bytes() if file.is_file() else None
 
-    def call_export(self, name):
-        """Has an installer load the library image and call an export of it with the described CustomActionData. Returns
-        the export's result, and the messages that it logged."""
+    def _call_export(self, name):
+        """The CustomActionData is the described one."""
         data = self.description.get("installer", {}).get("properties", {}).get("CustomActionData", "")
         (status, result), log = self._logged(self.prefix.wine, EXPORT_HOST, DLL, name, data)
         if status != 0:
             raise AssertionError(f"{name}: export_host ended with {status}")
-        return int(result), messages(log)
+        return Run(int(result), "", log)
 
     def call(self, function, *arguments):
         """Calls a single function of the program. Returns its result as text, and the messages that it logged."""

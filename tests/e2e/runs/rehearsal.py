@@ -7,7 +7,6 @@ import tempfile
 
 import paths
 from machines.descriptions import as_on_wine, without_vain_nulls
-from runs.log_lines import messages
 from runs.run import Run
 from wine.commands import MOST_SECONDS
 
@@ -26,28 +25,18 @@ class NoResult(AssertionError):
 
 def rehearse(description, *arguments):
     """The predicted run of the program."""
-    report = report_of(description, "--", *arguments)
+    report = report_of(description, *words(arguments))
     return Run(report["exitCode"], report["stdout"], report["log"])
 
 
-def rehearse_export(description, name):
-    """The predicted result of an export, and the messages that it logs."""
-    report = report_of(description, "--export", name)
-    return report["exitCode"], messages(report["log"])
+def words(arguments):
+    """How kelo-rehearse is told of a run with these arguments; an export is called by "--export" and its name."""
+    return arguments if arguments[:1] == ("--export",) else ("--", *arguments)
 
 
 def report_of(description, *arguments):
     """The JSON report of one rehearsal."""
     return rehearse_and_save(as_on_wine(description), *arguments)[0]
-
-
-def rehearse_each(description, *runs):
-    """The JSON reports of runs one after the other, each with its arguments, on the same machine, and the machine that
-    each leaves."""
-    machine = as_on_wine(description)
-    for arguments in runs:
-        report, machine = rehearse_and_save(machine, "--", *arguments)
-        yield report, machine
 
 
 def rehearse_and_save(machine, *arguments):

@@ -3,6 +3,7 @@ way into WMI. Wine has all three, but lists no readers, remembers no providers a
 
 import paths
 from machines.registry_values import multi_string
+from reading.capture import PROGRAM
 from setup.files import copy
 from setup.programs import settings
 from setup.reg_file import section
@@ -12,7 +13,8 @@ from standins.names import (CARDS_LIBRARY, CNG_LIBRARY, FOLDER, KEY_STORAGE, MAN
 BUILD = paths.WINDOWS / "standins"
 LOCATOR = r"HKLM\Software\Classes\CLSID\{CB8555CC-9128-11D1-AD9B-00C04FD8FDFF}"
 
-# Where a program has the libraries from: the stand-ins in the system folder, which pass no call on.
+# Where the program and KeloDescribe have the libraries from: the stand-ins in the system folder, which pass no call on.
+DESCRIBER = PROGRAM.name
 SYSTEM_LIBRARIES = {"winscard": "native", "bcrypt": "native,builtin"}
 
 # Calls of WMI that can fail, and what they can fail with.
@@ -38,11 +40,13 @@ def place(prefix, machine, plain):
     copy(BUILD / WMI_LIBRARY, prefix, server)
 
     cards, cng, wmi = machine["smartCards"], machine["cng"], machine["wmi"]
-    registry = overrides(machine["process"]["path"], SYSTEM_LIBRARIES)
+    registry = "".join(overrides(program, SYSTEM_LIBRARIES) for program in (machine["process"]["path"], DESCRIBER))
     registry += settings(CARDS_LIBRARY, {MANAGER: _manager_status(cards["manager"]),
                                          READERS: multi_string(cards["readers"])})
     registry += settings(CNG_LIBRARY, {PROVIDERS: multi_string(cng["providers"]),
-                                       KEY_STORAGE: multi_string(_key_storage(cng))})
+                                       KEY_STORAGE: multi_string(_key_storage(cng)),
+                                       **{name: multi_string(_registration(provider))
+                                          for name, provider in cng["providers"].items()}})
     registry += settings(WMI_LIBRARY, {call: _result(failure) for call, failure in wmi.get("failures", {}).items()
                                        if _can_fail(call, failure)})
     if TPM_NAMESPACE in wmi["namespaces"]:
@@ -80,6 +84,18 @@ def _can_fail(call, failure):
 def _key_storage(cng):
     return next((function["providers"] for function in cng["contextFunctions"]
                  if function.items() >= KEY_STORAGE_FUNCTION.items()), [])
+
+
+def _registration(provider):
+    """The texts by which the stand-in keeps a provider's registration (standins/bcrypt.cpp)."""
+    for alias in provider.get("aliases", ()):
+        yield f"alias {alias}"
+    for mode, kind in (("userMode", "user"), ("kernelMode", "kernel")):
+        if image := provider.get(mode):
+            yield f"{kind} {image['image']}"
+            for offered in image["interfaces"]:
+                yield f"interface {offered['interface']} {offered['flags']}"
+                yield from (f"function {name}" for name in offered["functions"])
 
 
 def _result(failure):

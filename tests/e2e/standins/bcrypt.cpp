@@ -1,5 +1,5 @@
-// The configuration of cryptography (CNG). Keeps the providers, and those of key storage, in the registry, and notes
-// each call with its whole record.
+// The configuration of cryptography (CNG). Keeps the providers with their registrations, and those of key storage, in
+// the registry, and notes each call with its whole record.
 #include "tests/e2e/standins/noted_calls.h"
 #include "tests/e2e/standins/settings.h"
 
@@ -9,9 +9,11 @@
 #include <ncrypt.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cwchar>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -21,7 +23,7 @@ constexpr NTSTATUS kSuccess = 0;
 constexpr NTSTATUS kNameCollision = static_cast<NTSTATUS>(0xC0000035);
 constexpr NTSTATUS kNotFound = static_cast<NTSTATUS>(0xC0000225);
 
-// Lists of providers, in their order.
+// Lists of providers in their order, and the parts of their registrations.
 std::vector<std::wstring> Read(const wchar_t* list)
 {
     return ReadTexts(names::kCngLibrary, list);
@@ -102,23 +104,108 @@ std::string Json(const CRYPT_PROVIDER_REG& record)
                        {"pKM", Json(record.pKM)}});
 }
 
-// One block with a record and the texts that it points to, which the caller frees as a whole.
-template <typename Record>
-Record* WithTexts(const std::vector<std::wstring>& texts, ULONG Record::*count, PWSTR* Record::*list)
+// The parts of a registration, in the order in which the registry has them: a text for each.
+//   alias NAME
+//   user IMAGE, kernel IMAGE       what follows belongs to this image
+//   interface NUMBER FLAGS         what follows belongs to this interface
+//   function NAME
+std::vector<std::wstring> PartsOf(const CRYPT_PROVIDER_REG& record)
 {
-    std::size_t size = sizeof(Record) + texts.size() * sizeof(PWSTR);
-    for (const std::wstring& text : texts)
-        size += (text.size() + 1) * sizeof(wchar_t);
-    auto* record = static_cast<Record*>(std::calloc(1, size));
-    auto** pointers = reinterpret_cast<PWSTR*>(record + 1);
-    auto* next = reinterpret_cast<wchar_t*>(pointers + texts.size());
-    record->*count = static_cast<ULONG>(texts.size());
-    record->*list = pointers;
-    for (const std::wstring& text : texts)
+    std::vector<std::wstring> parts;
+    for (ULONG i = 0; i < record.cAliases; ++i)
+        parts.push_back(std::wstring(L"alias ") + record.rgpszAliases[i]);
+    for (const auto& [kind, image] : {std::pair(L"user ", record.pUM), std::pair(L"kernel ", record.pKM)})
     {
-        *pointers++ = next;
-        next = std::copy_n(text.c_str(), text.size() + 1, next);
+        if (image == nullptr)
+            continue;
+        parts.push_back(std::wstring(kind) + image->pszImage);
+        for (ULONG i = 0; i < image->cInterfaces; ++i)
+        {
+            const CRYPT_INTERFACE_REG& offered = *image->rgpInterfaces[i];
+            parts.push_back(L"interface " + std::to_wstring(offered.dwInterface) + L" " +
+                            std::to_wstring(offered.dwFlags));
+            for (ULONG j = 0; j < offered.cFunctions; ++j)
+                parts.push_back(std::wstring(L"function ") + offered.rgpszFunctions[j]);
+        }
     }
+    return parts;
+}
+
+// The memory of a record and of all that it points to, which the caller frees as a whole.
+class Block
+{
+public:
+    template <typename Item>
+    Item* Take(std::size_t count = 1)
+    {
+        auto* taken = reinterpret_cast<Item*>(m_next);
+        m_next += (count * sizeof(Item) + alignof(std::max_align_t) - 1) & ~(alignof(std::max_align_t) - 1);
+        return taken;
+    }
+
+    PWSTR Text(const std::wstring& text)
+    {
+        PWSTR copy = Take<wchar_t>(text.size() + 1);
+        std::copy(text.begin(), text.end(), copy);
+        return copy;
+    }
+
+    // Adds to a list of pointers, which has room for as many as there are parts.
+    template <typename Item>
+    Item*& Append(Item**& list, ULONG& count)
+    {
+        if (list == nullptr)
+            list = Take<Item*>(kMostItems);
+        return list[count++];
+    }
+
+private:
+    static constexpr std::size_t kMostItems = 64;
+    static constexpr std::size_t kBytes = 0x10000;
+
+    char* m_next = static_cast<char*>(std::calloc(1, kBytes));
+};
+
+// The other way round. The record is the block's beginning.
+CRYPT_PROVIDER_REG* RecordOf(const std::vector<std::wstring>& parts)
+{
+    Block block;
+    auto* record = block.Take<CRYPT_PROVIDER_REG>();
+    CRYPT_IMAGE_REG* image = nullptr;
+    CRYPT_INTERFACE_REG* offered = nullptr;
+    for (const std::wstring& part : parts)
+    {
+        const std::wstring kind = part.substr(0, part.find(L' '));
+        const std::wstring rest = part.substr(kind.size() + 1);
+        if (kind == L"alias")
+            block.Append(record->rgpszAliases, record->cAliases) = block.Text(rest);
+        else if (kind == L"function")
+            block.Append(offered->rgpszFunctions, offered->cFunctions) = block.Text(rest);
+        else if (kind == L"interface")
+        {
+            offered = block.Take<CRYPT_INTERFACE_REG>();
+            block.Append(image->rgpInterfaces, image->cInterfaces) = offered;
+            offered->dwInterface = std::stoul(rest);
+            offered->dwFlags = std::stoul(rest.substr(rest.find(L' ')));
+        }
+        else
+        {
+            image = block.Take<CRYPT_IMAGE_REG>();
+            (kind == L"user" ? record->pUM : record->pKM) = image;
+            image->pszImage = block.Text(rest);
+        }
+    }
+    return record;
+}
+
+// A record that is a list of texts.
+template <typename Record>
+Record* RecordWith(const std::vector<std::wstring>& texts, ULONG Record::*count, PWSTR* Record::*list)
+{
+    Block block;
+    auto* record = block.Take<Record>();
+    for (const std::wstring& text : texts)
+        block.Append(record->*list, record->*count) = block.Text(text);
     return record;
 }
 
@@ -128,15 +215,19 @@ extern "C"
 {
     __declspec(dllexport) NTSTATUS WINAPI BCryptEnumRegisteredProviders(ULONG*, PCRYPT_PROVIDERS* providers)
     {
-        *providers = WithTexts(Read(names::kProviders), &CRYPT_PROVIDERS::cProviders, &CRYPT_PROVIDERS::rgpszProviders);
+        *providers =
+            RecordWith(Read(names::kProviders), &CRYPT_PROVIDERS::cProviders, &CRYPT_PROVIDERS::rgpszProviders);
         return kSuccess;
     }
 
-    // Of a provider only its name is kept.
+    // Whoever asks wants the whole registration: CRYPT_ANY, and no interface in particular.
     __declspec(dllexport) NTSTATUS WINAPI
-        BCryptQueryProviderRegistration(LPCWSTR, ULONG, ULONG, ULONG*, PCRYPT_PROVIDER_REG*)
+        BCryptQueryProviderRegistration(LPCWSTR provider, ULONG, ULONG, ULONG*, PCRYPT_PROVIDER_REG* record)
     {
-        return kNotFound;
+        if (!IsListed(names::kProviders, provider))
+            return kNotFound;
+        *record = RecordOf(Read(provider));
+        return kSuccess;
     }
 
     __declspec(dllexport) NTSTATUS WINAPI
@@ -145,7 +236,7 @@ extern "C"
     {
         if (!IsKeyStorage(table, context, interfaceNumber, function))
             return kNotFound;
-        *providers = WithTexts(Read(names::kKeyStorage), &CRYPT_CONTEXT_FUNCTION_PROVIDERS::cProviders,
+        *providers = RecordWith(Read(names::kKeyStorage), &CRYPT_CONTEXT_FUNCTION_PROVIDERS::cProviders,
                                &CRYPT_CONTEXT_FUNCTION_PROVIDERS::rgpszProviders);
         return kSuccess;
     }
@@ -159,7 +250,11 @@ extern "C"
         BCryptRegisterProvider(LPCWSTR provider, ULONG flags, PCRYPT_PROVIDER_REG record)
     {
         const NTSTATUS status = IsListed(names::kProviders, provider) ? kNameCollision : kSuccess;
-        Add(names::kProviders, provider, CRYPT_PRIORITY_BOTTOM);
+        if (status == kSuccess)
+        {
+            Add(names::kProviders, provider, CRYPT_PRIORITY_BOTTOM);
+            Write(provider, PartsOf(*record));
+        }
         NoteCall("BCryptRegisterProvider",
                  {{"pszProvider", JsonText(provider)}, {"dwFlags", JsonNumber(flags)}, {"pReg", Json(*record)}},
                  status);

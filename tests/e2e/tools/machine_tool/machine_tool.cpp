@@ -20,12 +20,10 @@
 //   hardlink PATH FILE   gives a file another name
 //
 // Verbs that show it, each as JSON; keys are below HKEY_LOCAL_MACHINE:
-//   services [NAME...]   status, configuration and description of services, or of all, by their names; null for one
-//                        that is missing
+//   states               the states of all services (numbers), by their names
 //   processes            a list of the names of the running programs' files
-//   registry KEY...      keys and all keys below them: type and bytes of each value. Links are passed over, and so is
-//                        a key that is named with a "-" before it.
-//   security KEY...      owner and access list of keys, as SDDL
+//   registry KEY...      keys and all keys below them: type and bytes of each value. Links are passed over, and so is a
+//                        key that is named with a "-" before it.
 //
 //   script FILE          does each line of a file: a verb and its arguments, with tabs between them
 //
@@ -61,10 +59,9 @@ constexpr Verb kVerbs[] = {
     {L"value", 4, &SetValue},
     {L"secure", 3, &SecureKey},
     {L"key", 2, &MakeKey},
-    {L"services", 1, &ShowServices},
+    {L"states", 1, &ShowStates},
     {L"processes", 1, &ShowProcesses},
     {L"registry", 2, &ShowRegistry},
-    {L"security", 1, &ShowSecurity},
     {L"copy", 3, &CopyToPlace},
     {L"write", 2, &WriteText},
     {L"link", 4, &MakeLink},

@@ -27,10 +27,9 @@ int MakeLink(const Words& words);
 int MakeHardLink(const Words& words);
 
 // What a machine is like.
-int ShowServices(const Words& words);
+int ShowStates(const Words& words);
 int ShowProcesses(const Words& words);
 int ShowRegistry(const Words& words);
-int ShowSecurity(const Words& words);
 
 // The result of a verb whose only call may have failed.
 inline int ExitStatus(BOOL succeeded)

@@ -1,12 +1,12 @@
-// Shows registry keys with their values, owners and access lists.
+// Shows, as JSON, what KeloDescribe leaves out of a machine: all registry values, processes and states of services.
 #include "src/windows/unique_handle.h"
-#include "tests/e2e/tools/machine_tool/json.h"
+#include "tests/e2e/tools/machine_tool/services.h"
 #include "tests/e2e/tools/machine_tool/verbs.h"
+#include "tests/support/test_text.h"
 
 #include <windows.h>
 
-#include <aclapi.h>
-#include <sddl.h>
+#include <psapi.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -17,6 +17,21 @@ namespace
 {
 
 constexpr DWORD kBufferBytes = 8192;
+
+std::string Quoted(const std::wstring& text)
+{
+    std::string quoted = "\"";
+    for (const char c : Utf8OfWide(text))
+    {
+        char escape[8] = {c};
+        if (c == '"' || c == '\\')
+            std::snprintf(escape, sizeof escape, "\\%c", c);
+        else if (static_cast<unsigned char>(c) < 0x20)
+            std::snprintf(escape, sizeof escape, "\\u%04x", c);
+        quoted += escape;
+    }
+    return quoted + '"';
+}
 
 std::string Hex(const std::vector<BYTE>& data, DWORD size)
 {
@@ -85,22 +100,45 @@ int ShowRegistry(const Words& words)
     return 0;
 }
 
-int ShowSecurity(const Words& words)
+int ShowProcesses(const Words&)
 {
-    constexpr SECURITY_INFORMATION kOwnerAndList = OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
+    constexpr std::size_t kMostProcesses = 8192;
+    std::vector<DWORD> ids(kMostProcesses);
+    DWORD size = 0;
+    if (!EnumProcesses(ids.data(), static_cast<DWORD>(ids.size() * sizeof(DWORD)), &size))
+        return ExitStatus(FALSE);
+    const char* separator = "";
+    std::printf("[");
+    for (DWORD i = 0; i < size / sizeof(DWORD); ++i)
+    {
+        const HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, ids[i]);
+        wchar_t name[MAX_PATH] = {};
+        if (process != nullptr && GetModuleBaseNameW(process, nullptr, name, MAX_PATH) != 0)
+        {
+            std::printf("%s%s", separator, Quoted(name).c_str());
+            separator = ", ";
+        }
+        CloseHandle(process);
+    }
+    std::printf("]\n");
+    return 0;
+}
+
+int ShowStates(const Words&)
+{
+    std::vector<BYTE> bytes(0x40000);
+    DWORD needed = 0;
+    DWORD count = 0;
+    if (!EnumServicesStatusExW(ServiceManager(), SC_ENUM_PROCESS_INFO, SERVICE_WIN32, SERVICE_STATE_ALL, bytes.data(),
+                               static_cast<DWORD>(bytes.size()), &needed, &count, nullptr, nullptr))
+        return ExitStatus(FALSE);
+    const auto* services = reinterpret_cast<const ENUM_SERVICE_STATUS_PROCESSW*>(bytes.data());
     const char* separator = "";
     std::printf("{");
-    for (std::size_t i = 1; i < words.size(); ++i)
+    for (DWORD i = 0; i < count; ++i)
     {
-        std::wstring object = L"MACHINE\\" + words[i];
-        UniqueLocalMemory<void> security;
-        UniqueLocalMemory<wchar_t> text;
-        if (GetNamedSecurityInfoW(object.data(), SE_REGISTRY_KEY, kOwnerAndList, nullptr, nullptr, nullptr, nullptr,
-                                  security.Put()) != ERROR_SUCCESS ||
-            !ConvertSecurityDescriptorToStringSecurityDescriptorW(security.Get(), SDDL_REVISION_1, kOwnerAndList,
-                                                                  text.Put(), nullptr))
-            continue;
-        std::printf("%s%s: %s", separator, Quoted(words[i]).c_str(), Quoted(text.Get()).c_str());
+        std::printf("%s%s: %lu", separator, Quoted(services[i].lpServiceName).c_str(),
+                    services[i].ServiceStatusProcess.dwCurrentState);
         separator = ", ";
     }
     std::printf("}\n");
