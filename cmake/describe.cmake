@@ -37,6 +37,8 @@ target_compile_definitions(kelo_describe PRIVATE FMT_HEADER_ONLY NOMINMAX WIN32_
 target_compile_options(kelo_describe PRIVATE $<$<COMPILE_LANGUAGE:CXX>:${KELO_WARNINGS} -Os -ffunction-sections
     -fdata-sections -Wno-error=array-bounds -Wno-error=restrict -Wno-error=stringop-overflow
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>)
+# Most of the compile time goes into this header, which most sources include.
+target_precompile_headers(kelo_describe PRIVATE winsim/base/json.h)
 target_link_libraries(kelo_describe PRIVATE kelo_tick_count shell32 advapi32 ole32 oleaut32 wbemuuid psapi version winscard)
 target_link_options(kelo_describe PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
     -Wl,--high-entropy-va -Wl,--no-insert-timestamp)

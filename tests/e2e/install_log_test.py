@@ -7,13 +7,14 @@ from machines.numbers import READ_ONLY
 from product import DATA, LOG, LOG_FOLDER
 from runs.log_lines import parse
 from runs.program import Machine
+from runs.table import Table
 
 
 def now():
     return datetime.datetime.now(datetime.timezone.utc).replace(tzinfo=None)
 
 
-class InstallLog(unittest.TestCase):
+class InstallLog(Table, unittest.TestCase):
     def test_each_line_has_time_zone_and_thread(self):
         with Machine({}) as machine:
             start = now() - datetime.timedelta(milliseconds=50)
@@ -40,19 +41,15 @@ class InstallLog(unittest.TestCase):
         self.assertEqual(content, first.log + second.log)
         self.assertEqual(first.messages, second.messages)
 
-    def test_folder_that_cannot_be_made_leaves_no_log(self):
-        with Machine({"files": {DATA: {"text": "a file"}}}) as machine:
-            run = machine.run("/Commit")
-            self.assertEqual(machine.prefix.path(DATA).read_text(), "a file")
-        self.assertEqual((run.log, run.exit_code, run.stdout), ([], 0, "Done!"))
+    ROWS = {
+        "folder_that_cannot_be_made_leaves_no_log": (DATA, {"text": "a file"}),
+        "folder_that_is_a_file_leaves_no_log": (LOG_FOLDER, {"text": "a file"}),
+        "read_only_file_stays_as_it_is": (LOG, {"text": "an old line\r\n", "attributes": READ_ONLY}),
+    }
 
-    def test_folder_that_is_a_file_leaves_no_log(self):
-        with Machine({"files": {LOG_FOLDER: {"text": "a file"}}}) as machine:
+    def row(self, path, file):
+        """A run with a file in the way leaves it as it is, and no log."""
+        with Machine({"files": {path: file}}) as machine:
             run = machine.run("/Commit")
-        self.assertEqual((run.log, run.exit_code, run.stdout), ([], 0, "Done!"))
-
-    def test_read_only_file_stays_as_it_is(self):
-        with Machine({"files": {LOG: {"text": "an old line\r\n", "attributes": READ_ONLY}}}) as machine:
-            run = machine.run("/Commit")
-            self.assertEqual(machine.prefix.path(LOG).read_bytes(), b"an old line\r\n")
+            self.assertEqual(machine.content(path), file["text"].encode())
         self.assertEqual((run.log, run.exit_code, run.stdout), ([], 0, "Done!"))

@@ -6,10 +6,12 @@ to nothing is a missing file. The simulated machine shows the rest (tests/faults
 link tells that it is one and who made it, and that nobody can swap a place between two calls."""
 
 import unittest
+from pathlib import Path
 
 from product import COMMON_DATA, CONFIGURATION, DATA, LOG, LOG_FOLDER, POLICIES
 from runs.program import Machine
 from runs.rehearsal import rehearse
+from runs.table import Table
 
 VICTIM_FOLDER = r"C:\Victim"
 VICTIM_FILES = {VICTIM_FOLDER + name: b"what only administrators may change\r\n"
@@ -28,7 +30,7 @@ def others(lines):
     return [line for line in lines if not line.startswith(ACCESS_LINES)]
 
 
-class LinkedPlaces(unittest.TestCase):
+class LinkedPlaces(Table, unittest.TestCase):
     def setUp(self):
         machine = Machine({})
         self.machine = self.enterContext(machine)
@@ -49,71 +51,31 @@ class LinkedPlaces(unittest.TestCase):
         return {str(path.relative_to(top)): (oct(path.stat().st_mode), path.read_bytes() if path.is_file() else None)
                 for path in [top, *top.rglob("*")]}
 
-    def place(self, name):
-        """The misused place, in a folder that exists."""
-        self.path(name).parent.mkdir(parents=True, exist_ok=True)
-        return self.path(name)
-
-    def check(self):
-        """A set-up changes no victim and has the usual exit code. Returns the run."""
-        before = self.victims()
+    def row(self, place, target, make_link=Path.symlink_to):
+        """A set-up changes no victim and has the usual exit code. Whatever is linked is left out: the policies and the
+        configuration file, of which the log tells, or the log itself, which then gets no line."""
+        self.path(place).parent.mkdir(parents=True, exist_ok=True)
+        make_link(self.path(place), self.path(target))
+        before, predicted = self.victims(), rehearse({}, "/Setup")
         seen = self.machine.run("/Setup")
         self.assertEqual(self.victims(), before)
-        self.assertEqual(seen.exit_code, rehearse({}, "/Setup").exit_code)
-        return seen
+        self.assertEqual(seen.exit_code, predicted.exit_code)
+        if LOG.startswith(place):
+            self.assertEqual(seen.log, [])
+        else:
+            self.assertEqual(others(seen.messages), others(predicted.messages))
 
-    def check_access(self):
-        """The same for the policies and the configuration file: all other messages are logged."""
-        self.assertEqual(others(self.check().messages), others(rehearse({}, "/Setup").messages))
-
-    def check_silence(self):
-        """The same for the log: no line is written."""
-        self.assertEqual(self.check().log, [])
-
-    def test_linked_folder_of_both(self):
-        self.place(COMMON_DATA).symlink_to(self.path(VICTIM_FOLDER))
-        self.check_access()
-
-    def test_linked_policies(self):
-        self.place(POLICIES).symlink_to(self.path(VICTIM_FOLDER))
-        self.check_access()
-
-    def test_linked_configuration_file(self):
-        self.place(CONFIGURATION).symlink_to(self.path(VICTIM_FILE))
-        self.check_access()
-
-    def test_configuration_file_that_is_a_link_to_a_folder(self):
-        self.place(CONFIGURATION).symlink_to(self.path(VICTIM_FOLDER))
-        self.check_access()
-
-    def test_configuration_file_that_is_a_link_to_nothing(self):
-        self.place(CONFIGURATION).symlink_to(self.path(MISSING_FILE))
-        self.check_access()
-
-    def test_configuration_file_with_another_name(self):
-        self.place(CONFIGURATION).hardlink_to(self.path(VICTIM_FILE))
-        self.check_access()
-
-    def test_linked_log_folder(self):
-        self.place(LOG_FOLDER).symlink_to(self.path(VICTIM_FOLDER))
-        self.check_silence()
-
-    def test_log_folder_that_is_a_link_to_nothing(self):
-        self.place(LOG_FOLDER).symlink_to(self.path(MISSING_FILE))
-        self.check_silence()
-
-    def test_linked_log_file(self):
-        self.place(LOG).symlink_to(self.path(VICTIM_FILE))
-        self.check_silence()
-
-    def test_log_file_that_is_a_link_to_nothing(self):
-        self.place(LOG).symlink_to(self.path(MISSING_FILE))
-        self.check_silence()
-
-    def test_log_file_with_another_name(self):
-        self.place(LOG).hardlink_to(self.path(VICTIM_FILE))
-        self.check_silence()
-
-    def test_linked_folder_of_everything(self):
-        self.place(DATA).symlink_to(self.path(VICTIM_FOLDER))
-        self.check_silence()
+    ROWS = {
+        "linked_folder_of_both": (COMMON_DATA, VICTIM_FOLDER),
+        "linked_policies": (POLICIES, VICTIM_FOLDER),
+        "linked_configuration_file": (CONFIGURATION, VICTIM_FILE),
+        "configuration_file_that_is_a_link_to_a_folder": (CONFIGURATION, VICTIM_FOLDER),
+        "configuration_file_that_is_a_link_to_nothing": (CONFIGURATION, MISSING_FILE),
+        "configuration_file_with_another_name": (CONFIGURATION, VICTIM_FILE, Path.hardlink_to),
+        "linked_log_folder": (LOG_FOLDER, VICTIM_FOLDER),
+        "log_folder_that_is_a_link_to_nothing": (LOG_FOLDER, MISSING_FILE),
+        "linked_log_file": (LOG, VICTIM_FILE),
+        "log_file_that_is_a_link_to_nothing": (LOG, MISSING_FILE),
+        "log_file_with_another_name": (LOG, VICTIM_FILE, Path.hardlink_to),
+        "linked_folder_of_everything": (DATA, VICTIM_FOLDER),
+    }

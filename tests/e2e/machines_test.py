@@ -18,7 +18,9 @@ from runs.program import Machine
 class EachMachine(PredictedRuns):
     """A test for each machine, with the machine's name in its own."""
 
-    def check(self, case):
+    ROWS = {name: (case,) for name, case in all_cases()}
+
+    def row(self, case):
         with Machine(case.description) as machine:
             self.assertEqual([item for item in machine.missing if not re.fullmatch(case.left_out, item)], [])
             # What the prefix cannot be, the simulated machine is not either.
@@ -41,7 +43,3 @@ class Limits(unittest.TestCase):
     def test_a_part_without_a_reason_is_named(self):
         with self.assertRaisesRegex(KeyError, r"services\.X\.color: a prefix is not like it, and LIMITS .* no reason"):
             LeftOut("services", "X", "color")
-
-
-for _name, _case in all_cases():
-    setattr(EachMachine, "test_" + re.sub(r"\W+", "_", _name), lambda self, case=_case: self.check(case))

@@ -21,7 +21,18 @@ def machine_with(providers):
 
 
 class PassthroughProvider(PredictedRuns):
-    def check_choice(self, providers, expected):
+    ROWS = {
+        "all_of_them": (PROVIDERS, PROVIDERS[0]),
+        "none_of_them": ([], ""),
+        "prototype_alone": (PROVIDERS[:1], PROVIDERS[0]),
+        "enhanced_rsa_and_aes_alone": (PROVIDERS[1:2], PROVIDERS[1]),
+        "enhanced_alone": (PROVIDERS[2:3], PROVIDERS[2]),
+        "strong_alone": (PROVIDERS[3:4], PROVIDERS[3]),
+        "base_alone": (PROVIDERS[4:], PROVIDERS[4]),
+        "the_last_two": (PROVIDERS[3:], PROVIDERS[3]),
+    }
+
+    def row(self, providers, expected):
         description = machine_with(providers)
         machine = self.enter(description)
         for _ in range(2):  # a second commit writes the same again
@@ -30,27 +41,3 @@ class PassthroughProvider(PredictedRuns):
         predicted = [change["after"] for change in report_of(description, "--", "/Commit")["changes"]
                      if change["item"] == f"{CAPI_KEY} [PassthroughCSP]"]
         self.assertEqual(predicted, [expected])
-
-    def test_all_of_them(self):
-        self.check_choice(PROVIDERS, PROVIDERS[0])
-
-    def test_none_of_them(self):
-        self.check_choice([], "")
-
-    def test_prototype_alone(self):
-        self.check_choice(PROVIDERS[:1], PROVIDERS[0])
-
-    def test_enhanced_rsa_and_aes_alone(self):
-        self.check_choice(PROVIDERS[1:2], PROVIDERS[1])
-
-    def test_enhanced_alone(self):
-        self.check_choice(PROVIDERS[2:3], PROVIDERS[2])
-
-    def test_strong_alone(self):
-        self.check_choice(PROVIDERS[3:4], PROVIDERS[3])
-
-    def test_base_alone(self):
-        self.check_choice(PROVIDERS[4:], PROVIDERS[4])
-
-    def test_the_last_two(self):
-        self.check_choice(PROVIDERS[3:], PROVIDERS[3])

@@ -3,6 +3,7 @@
 import unittest
 
 from runs.program import Machine
+from runs.table import Table
 from setup.services import start_sleeper
 
 FOUND = "  found process: <PatchAgent.exe>"
@@ -35,20 +36,14 @@ class KillProcessByName(unittest.TestCase):
                 self.assertEqual(machine.call("FindProcessByName", "PatchAgent.exe"), ("true", [FOUND]))
 
 
-class GetServiceBinaryPath(unittest.TestCase):
-    def check(self, binary_path, result):
-        with Machine({"services": {"Some": {"binaryPath": binary_path}}}) as machine:
+class GetServiceBinaryPath(Table, unittest.TestCase):
+    ROWS = {
+        "quoted": (r'"C:\Program Files\X\svc.exe" -Service', r"C:\Program Files\X"),
+        "unquoted": (r"C:\Standins\svc.exe", r":\Standins"),
+        "configuration_of_more_than_4096_bytes": (r'"C:\Standins\svc.exe" ' + 2000 * "x", "(none) (untouched)"),
+        "unknown": (None, "(none) (untouched)"),
+    }
+
+    def row(self, binary_path, result):
+        with Machine({"services": {"Some": {"binaryPath": binary_path}} if binary_path else {}}) as machine:
             self.assertEqual(machine.call("GetServiceBinaryPath", "Some"), (result, []))
-
-    def test_quoted(self):
-        self.check(r'"C:\Program Files\X\svc.exe" -Service', r"C:\Program Files\X")
-
-    def test_unquoted(self):
-        self.check(r"C:\Standins\svc.exe", r":\Standins")
-
-    def test_configuration_of_more_than_4096_bytes(self):
-        self.check(r'"C:\Standins\svc.exe" ' + 2000 * "x", "(none) (untouched)")
-
-    def test_unknown(self):
-        with Machine({}) as machine:
-            self.assertEqual(machine.call("GetServiceBinaryPath", "Some"), ("(none) (untouched)", []))

@@ -70,8 +70,5 @@ class ResultMessage(PredictedRuns):
 class EachLanguage(ResultMessage):
     """The text of a language's own library, with the library's name in the test's name."""
 
-
-for _language, _table in LANGUAGES.items():
-    setattr(EachLanguage, "test_" + _table.replace("-", "_"),
-            lambda self, language=_language, table=_table: self.check_message(
-                machine_in(language), string_table(table)[NOT_USABLE]))
+    row = ResultMessage.check_message
+    ROWS = {table: (machine_in(language), string_table(table)[NOT_USABLE]) for language, table in LANGUAGES.items()}

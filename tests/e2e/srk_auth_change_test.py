@@ -11,6 +11,7 @@ from product import SRK_TOOL as TOOL
 from reading.notes import runs_of
 from runs.program import Machine
 from runs.rehearsal import rehearse
+from runs.table import Table
 
 UPGRADE = -5
 DONE = 0
@@ -51,7 +52,7 @@ def machine_with(data="", verify=UPGRADE, change=DONE, tool=True):
     return description
 
 
-class SrkAuthChange(unittest.TestCase):
+class SrkAuthChange(Table, unittest.TestCase):
     left_out = ""
 
     def check(self, description, lines, runs, at_logon):
@@ -68,58 +69,42 @@ class SrkAuthChange(unittest.TestCase):
         self.assertEqual((run.exit_code, run.messages), (predicted.exit_code, predicted.messages))
         self.assertEqual(task, LOGON_TASK if at_logon else None)
 
+    row = check
+
+
+CHECK, CHECK_AND_CHANGE = [" /V"], [" /V", ' /T:"NTRU" /Y']  # how the tool is run
+
 
 class EachAnswer(SrkAuthChange):
     """Each answer of the tool, with its code in the test's name."""
 
-    def check_verify(self, code):
-        goes_on = code in (-5, 1)
-        lines = [VERIFY_LINES[code]] + ([CHANGE_LINES[DONE]] if goes_on else [])
-        self.check(machine_with(verify=code), lines, [" /V"] + ([' /T:"NTRU" /Y'] if goes_on else []), False)
-
-    def check_change(self, code):
-        self.check(machine_with(change=code), [VERIFY_LINES[UPGRADE], CHANGE_LINES[code]], [" /V", ' /T:"NTRU" /Y'],
-                   code != DONE)
-
-
-for _code in VERIFY_LINES:
-    setattr(EachAnswer, f"test_verify_{_code}".replace("-", "minus_"),
-            lambda self, code=_code: self.check_verify(code))
-for _code in CHANGE_LINES:
-    setattr(EachAnswer, f"test_change_{_code}".replace("-", "minus_"),
-            lambda self, code=_code: self.check_change(code))
+    ROWS = {
+        **{f"verify_{code}".replace("-", "minus_"):
+           (machine_with(verify=code), [line, CHANGE_LINES[DONE]] if code in (-5, 1) else [line],
+            CHECK_AND_CHANGE if code in (-5, 1) else CHECK, False) for code, line in VERIFY_LINES.items()},
+        **{f"change_{code}".replace("-", "minus_"):
+           (machine_with(change=code), [VERIFY_LINES[UPGRADE], line], CHECK_AND_CHANGE, code != DONE)
+           for code, line in CHANGE_LINES.items()},
+    }
 
 
 class EachShapeOfData(SrkAuthChange):
-    def check_data(self, data, arguments):
+    def row(self, data, arguments):
         self.check(machine_with(data), [VERIFY_LINES[UPGRADE], CHANGE_LINES[DONE]], [" /V", arguments], False)
 
-    def test_none(self):
-        self.check_data("", ' /T:"NTRU" /Y')
-
-    def test_verify_first(self):
-        self.check_data("/VERIFY /CAPTION=Setup", ' /C:"Setup" /T:"NTRU" /V /Y')
-
-    def test_verify_later_is_not_seen(self):
-        self.check_data("/CAPTION=Setup /VERIFY", ' /C:"Setup" /T:"NTRU" /Y')
-
-    def test_silent_in_another_case(self):
-        self.check_data("/silent /INFO=i", ' /I:"i" /T:"NTRU" /S /Y')
-
-    def test_values_keep_their_blanks(self):
-        self.check_data("/CAPTION=My Tool /INFO=x", ' /C:"My Tool" /I:"x" /T:"NTRU" /Y')
-
-    def test_empty_vendor_is_left_out(self):
-        self.check_data("/TSS_VENDOR=", " /Y")
-
-    def test_other_vendor(self):
-        self.check_data("/TSS_VENDOR=KELO", ' /T:"KELO" /Y')
-
-    def test_text_outside_the_code_page(self):
-        self.check_data("/CAPTION=中é", ' /C:"中é" /T:"NTRU" /Y')
+    ROWS = {
+        "none": ("", ' /T:"NTRU" /Y'),
+        "verify_first": ("/VERIFY /CAPTION=Setup", ' /C:"Setup" /T:"NTRU" /V /Y'),
+        "verify_later_is_not_seen": ("/CAPTION=Setup /VERIFY", ' /C:"Setup" /T:"NTRU" /Y'),
+        "silent_in_another_case": ("/silent /INFO=i", ' /I:"i" /T:"NTRU" /S /Y'),
+        "values_keep_their_blanks": ("/CAPTION=My Tool /INFO=x", ' /C:"My Tool" /I:"x" /T:"NTRU" /Y'),
+        "empty_vendor_is_left_out": ("/TSS_VENDOR=", " /Y"),
+        "other_vendor": ("/TSS_VENDOR=KELO", ' /T:"KELO" /Y'),
+        "text_outside_the_code_page": ("/CAPTION=中é", ' /C:"中é" /T:"NTRU" /Y'),
+    }
 
     def test_password_reaches_the_tool_and_nothing_else(self):
-        self.check_data("/PASSWORD=Tr0ub4dor&3 /INFO=i", ' /I:"i" /P:"Tr0ub4dor&3" /T:"NTRU" /Y')
+        self.row("/PASSWORD=Tr0ub4dor&3 /INFO=i", ' /I:"i" /P:"Tr0ub4dor&3" /T:"NTRU" /Y')
         self.assertNotIn(b"Tr0ub4dor", self.log)
 
 

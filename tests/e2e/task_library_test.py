@@ -18,39 +18,28 @@ class TaskLibrary(PredictedRuns):
             self.assertEqual(task_calls(machine.prefix), calls)
         self.assertEqual([message for message in seen.messages if message.startswith("*** ")], lines)
 
-    def test_setup_makes_the_tasks(self):
-        self.check_tasks(machine_with({}), "/Setup", ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed"],
-                   {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
+    def row(self, answers, line, calls, **more):
+        self.check_tasks(machine_with(answers, **more), "/Setup", ["*** InstallAutoEnrollmentTasks(): " + line], calls)
+
+    ASKED = {"AreTasksInstalled": 1}
+    MADE = {**ASKED, "InstallAutoEnrollmentTasks": 1}
+    ROWS = {
+        "setup_makes_the_tasks": ({}, "Auto-Enroll Tasks installed", MADE),
+        "tasks_that_are_there_stay": (
+            {"AreTasksInstalled": 1}, "Auto-Enroll Tasks already installed, skipping...", ASKED),
+        "only_the_low_byte_tells_that_tasks_are_there": (
+            {"AreTasksInstalled": 0x100}, "Auto-Enroll Tasks installed", MADE),
+        "system_without_such_tasks": (
+            {"InstallAutoEnrollmentTasks": 1150}, "Can't install Tasks as this is XP", MADE),
+        "failure_is_logged_with_its_signed_status": (
+            {"InstallAutoEnrollmentTasks": -2}, "Create Auto-Enroll Tasks failed -2", MADE),
+    }
 
     def test_path_may_end_in_a_backslash(self):
-        self.check_tasks(machine_with({}, path="C:\\Toolkit\\"), "/Setup",
-                   ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed"],
-                   {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
-
-    def test_tasks_that_are_there_stay(self):
-        self.check_tasks(machine_with({"AreTasksInstalled": 1}), "/Setup",
-                   ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks already installed, skipping..."],
-                   {"AreTasksInstalled": 1})
-
-    def test_only_the_low_byte_tells_that_tasks_are_there(self):
-        self.check_tasks(machine_with({"AreTasksInstalled": 0x100}), "/Setup",
-                   ["*** InstallAutoEnrollmentTasks(): Auto-Enroll Tasks installed"],
-                   {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
-
-    def test_system_without_such_tasks(self):
-        self.check_tasks(machine_with({"InstallAutoEnrollmentTasks": 1150}), "/Setup",
-                   ["*** InstallAutoEnrollmentTasks(): Can't install Tasks as this is XP"],
-                   {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
-
-    def test_failure_is_logged_with_its_signed_status(self):
-        self.check_tasks(machine_with({"InstallAutoEnrollmentTasks": -2}), "/Setup",
-                   ["*** InstallAutoEnrollmentTasks(): Create Auto-Enroll Tasks failed -2"],
-                   {"AreTasksInstalled": 1, "InstallAutoEnrollmentTasks": 1})
+        self.row({}, "Auto-Enroll Tasks installed", self.MADE, path="C:\\Toolkit\\")
 
     def test_tasks_that_are_not_wanted(self):
-        self.check_tasks(machine_with({}, wanted=0), "/Setup",
-                   ["*** InstallAutoEnrollmentTasks(): Don't install Auto-Enroll Tasks regValue "
-                    "'KlAutoEnrollInstalled' = 0"], {})
+        self.row({}, "Don't install Auto-Enroll Tasks regValue 'KlAutoEnrollInstalled' = 0", {}, wanted=0)
 
     def test_removal_takes_the_tasks_back(self):
         for action in ("/Rollback", "/Uninstall"):

@@ -69,7 +69,11 @@ class Installation(ToolkitService):
 class Dependencies(ToolkitService):
     """Each vendor, with the Windows version's number in the test's name."""
 
-    def check(self, version, tbs, line):
+    ROWS = {"on_" + version: (version, tbs, line) for version, tbs, line in (
+        ("5.2", [], []), ("6.0", ["TBS"], [VISTA]), ("6.1", ["TBS"], [VISTA]), ("6.2", [], [WIN8]), ("6.3", [], [WIN8]),
+        ("10.0", [], [WIN8]))}
+
+    def row(self, version, tbs, line):
         machine = self.machine(windows={"version": version})
         for vendor, stack in STACKS.items():
             for name in (vendor, vendor.lower()):
@@ -79,12 +83,6 @@ class Dependencies(ToolkitService):
                     chosen = [message for message in messages if message in (UNKNOWN_STACK, VISTA, WIN8)]
                     self.assertEqual(chosen, ([] if stack else [UNKNOWN_STACK]) + line)
                     self.assertEqual(machine.service(SERVICE)["dependencies"], stack + tbs + ["RPCSS"])
-
-
-for _version, _tbs, _line in (("5.2", [], []), ("6.0", ["TBS"], [VISTA]), ("6.1", ["TBS"], [VISTA]),
-                              ("6.2", [], [WIN8]), ("6.3", [], [WIN8]), ("10.0", [], [WIN8])):
-    setattr(Dependencies, "test_on_" + _version.replace(".", "_"),
-            lambda self, version=_version, tbs=_tbs, line=_line: self.check(version, tbs, line))
 
 
 class Removal(ToolkitService):

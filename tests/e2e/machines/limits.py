@@ -55,7 +55,7 @@ LIMITS = {
     "programs.*.runs.*.effects.**": "a stand-in changes only services, registry values and smart-card readers",
     "smartCards.readersThen": "the stand-in for the resource manager answers each question alike",
     "smartCards.zerosMissing": "the stand-in for the resource manager ends its lists as Windows does",
-    "cng": "the stand-in keeps the names of key storage providers, in their order, and nothing else of a provider",
+    "cng": "the stand-in keeps providers, and the order of those of key storage, but no other function",
     "wmi.namespaces": "the stand-in has the TPM's namespace as a plain machine has it, or none",
     "wmi.autoProvisioning": "the stand-in begins with what a plain machine has",
     "wmi.failures.*": "only the stand-in's own methods fail, with known results",

@@ -8,9 +8,10 @@ from machines.descriptions import complete, settled
 from runs.log_lines import comparable, unpredicted_waits, without_numbers
 from runs.program import Machine
 from runs.rehearsal import rehearse, rehearse_and_save, words
+from runs.table import Table
 
 
-class PredictedRuns(unittest.TestCase):
+class PredictedRuns(Table, unittest.TestCase):
     maxDiff = None
 
     @contextlib.contextmanager
@@ -30,6 +31,8 @@ class PredictedRuns(unittest.TestCase):
             if folder is not None:
                 machine.prefix.current_folder = machine.prefix.path(folder)
             return self.check_on(machine, description, *arguments)
+
+    row = check
 
     def check_on(self, machine, description, *arguments):
         """Messages, standard output and exit code are as predicted."""

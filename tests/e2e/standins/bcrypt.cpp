@@ -150,7 +150,7 @@ public:
         return copy;
     }
 
-    // Adds to a list of pointers, which has room for as many as there are parts.
+    // Adds to a list of pointers, which has room for more than any test needs.
     template <typename Item>
     Item*& Append(Item**& list, ULONG& count)
     {
@@ -237,7 +237,7 @@ extern "C"
         if (!IsKeyStorage(table, context, interfaceNumber, function))
             return kNotFound;
         *providers = RecordWith(Read(names::kKeyStorage), &CRYPT_CONTEXT_FUNCTION_PROVIDERS::cProviders,
-                               &CRYPT_CONTEXT_FUNCTION_PROVIDERS::rgpszProviders);
+                                &CRYPT_CONTEXT_FUNCTION_PROVIDERS::rgpszProviders);
         return kSuccess;
     }
 

@@ -19,7 +19,7 @@
 //                        makes a symbolic link, of the kind "file" or "folder"
 //   hardlink PATH FILE   gives a file another name
 //
-// Verbs that show it, each as JSON; keys are below HKEY_LOCAL_MACHINE:
+// Verbs that show, as JSON, what KeloDescribe leaves out; keys are below HKEY_LOCAL_MACHINE:
 //   states               the states of all services (numbers), by their names
 //   processes            a list of the names of the running programs' files
 //   registry KEY...      keys and all keys below them: type and bytes of each value. Links are passed over, and so is a
