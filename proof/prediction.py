@@ -211,7 +211,6 @@ def _shown(state):
 WINES_OWN = {
     "registry": (SECURITY, "Wine's keys have lists of their own and hand nothing down"),
     "files": (SECURITY, "Wine keeps a file's owner and access list as Unix permissions"),
-    "cng": (("userMode",), "the stand-in for Wine's bcrypt.dll keeps only the names of providers"),
 }
 
 

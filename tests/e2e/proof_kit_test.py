@@ -13,7 +13,6 @@ from paths import ROOT, WINDOWS
 from product import BLOCKED_COMMANDS, KELO_STACK
 from reading import registry, services
 from setup.provision import provision
-from setup.system_libraries import SYSTEM_LIBRARIES, overrides
 from wine import machine_tool
 from wine.prefix import Prefix
 
@@ -41,7 +40,6 @@ def machine_with_kit(test, description=MACHINE):
     prefix = test.enterContext(Prefix())
     prefix.zone = "America/New_York"  # the conformance tests' own
     test.assertEqual(provision(prefix, description), [])
-    prefix.import_registry(overrides("KeloDescribe.exe", SYSTEM_LIBRARIES))
     with zipfile.ZipFile(KIT) as kit:
         kit.extractall(prefix.path(FOLDER))
     return prefix
@@ -56,7 +54,7 @@ def prove(prefix):
 def places(prefix):
     """What the kit could leave behind: files and folders near the top, keys of the software, services."""
     found = {str(path.relative_to(prefix.folder)) for pattern in NEAR_THE_TOP for path in prefix.folder.glob(pattern)}
-    keys, known = machine_tool.ask(prefix, [registry.listing("SOFTWARE"), services.listing()])
+    keys, known = machine_tool.ask(prefix, [registry.listing("SOFTWARE"), services.LISTING])
     return found | {key for key in keys if key.count("\\") < 3} | set(known)
 
 
