@@ -19,7 +19,6 @@ KEY_EXISTS = "a key"
 
 # The items that have no parts.
 CARD_READERS = "smart-card readers"
-CNG_PROVIDERS = "providers"
 KEY_STORAGE_PROVIDERS = "providers of key storage"
 PROVISIONING = "automatic provisioning"
 PENDING_MOVES = "pending moves"
@@ -59,7 +58,7 @@ def of_described(machine):
             name = ("process", process["name"].lower())
             items[name] = items.get(name, 0) + process.get("count", 1)
     items[CARD_READERS] = machine["smartCards"].get("readers", [])
-    items[CNG_PROVIDERS] = machine["cng"]["providers"]
+    items |= {("provider", name): registration for name, registration in machine["cng"]["providers"].items()}
     items[KEY_STORAGE_PROVIDERS] = next(
         (function["providers"] for function in machine["cng"]["contextFunctions"]
          if function["interface"] == KEY_STORAGE_FUNCTION["interface"]), [])
