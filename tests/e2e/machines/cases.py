@@ -10,9 +10,9 @@ from machines.parts import (FOR_A_MOMENT, GERMAN, INSTALLED, JAPANESE, PLAIN, PO
                             kelo_stack, ntru_stack, service, shims, tasks, toolkit_service)
 from paths import ROOT
 from product import (BLOCKED_COMMANDS_KEY, CAPI_KEY, CARD_NOTED, CARD_SERVICES, COMMON_KEY, COMMON_KEY_WITH_PERIOD,
-                     CONFIGURATION, DATA, INFINEON_STACK, INSTALLATION_PATH, KELO_STACK, LOG_FOLDER, NTRU_FOLDER,
-                     PACKAGES, POLICIES, PROVIDERS_KEY, READER, SERVICE, SERVICE_PROGRAM, SERVICE_TITLE, STAGER, SYSTEM,
-                     SYSTEM_PROBE, TASKS_WANTED, TSP1, TSP1_BACKUP, TSPI, TSPI_BACKUP)
+                     CONFIGURATION, DATA, EXPORT, INFINEON_STACK, INSTALLATION_PATH, KELO_STACK, LOG_FOLDER,
+                     NTRU_FOLDER, PACKAGES, POLICIES, PROVIDERS_KEY, READER, SERVICE, SERVICE_PROGRAM, SERVICE_TITLE,
+                     STAGER, SYSTEM, SYSTEM_PROBE, TASKS_WANTED, TSP1, TSP1_BACKUP, TSPI, TSPI_BACKUP)
 from standins.names import TPM_NAMESPACE
 
 READ_AND_TAKE_OWNERSHIP = 0xA0019
@@ -34,8 +34,8 @@ class Case:
 
     @property
     def runs(self):
-        """The arguments of each run of the program."""
-        return [(action, *(self.options if action == "/Setup" else ())) for action in self.actions]
+        """The arguments of each run of the program, and last the call of its export."""
+        return [*((action, *(self.options if action == "/Setup" else ())) for action in self.actions), EXPORT]
 
 
 def case(*parts, **members):

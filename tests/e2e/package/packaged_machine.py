@@ -123,7 +123,8 @@ class PackagedMachine:
             if name.lower() not in WINES_OWN_SERVICES:
                 found |= {f"service {name} [{member}]": value
                           for member, value in service_members(name, service).items()}
-        found |= {f"access list of {BLOCKED_COMMANDS_KEY}": captured["registry"][BLOCKED_COMMANDS_KEY]["access"],
+        found |= {f"access list of {BLOCKED_COMMANDS_KEY}": {**captured["registry"][BLOCKED_COMMANDS_KEY],
+                                                             "values": None},
                   "installed products": [value for item, value in found.items()
                                          if item.lower().startswith(PRODUCTS) and item.endswith("[DisplayName]")],
                   "auto-enrollment tasks": _tasks(self.prefix), "key storage providers": captured["cng"],
