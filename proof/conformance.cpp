@@ -48,6 +48,11 @@ bool IsInAnotherZone()
     return zone.Bias != kEasternTime || !hasDaylightTime;
 }
 
+bool HasNoLinks()
+{
+    return GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "CreateSymbolicLinkW") == nullptr;
+}
+
 bool IsOnWine()
 {
     return !WineVersion().empty();
@@ -56,6 +61,7 @@ bool IsOnWine()
 constexpr LeftOut kLeftOut[] = {
     {"GetTimeZoneInformation.DescribesAZoneWithDaylightSavingTime", "this machine is in another time zone",
      &IsInAnotherZone},
+    {"Links.*", "this Windows has no symbolic links", &HasNoLinks},
     {"Links.*", "Wine makes no symbolic links for a program", &IsOnWine},
 };
 

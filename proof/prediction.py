@@ -194,7 +194,7 @@ def _of_machine(run, before, predicted, seen, is_wines):
         was, expected, found = (items.states.get(name) for items in (before, predicted, seen))
         if was == expected == found or _are_alike(expected, found):
             continue
-        yield Difference(run.name, *name, _shown(expected), _shown(found),
+        yield Difference(run.name, *name, _shown(expected, found), _shown(found, expected),
                          _reason_on_wine(name[0], expected, found) if is_wines else "")
 
 
@@ -203,7 +203,10 @@ def _are_alike(expected, found):
     return comparable_state(expected, like) == comparable_state(found, like)
 
 
-def _shown(state):
+def _shown(state, other):
+    """A state as text; of two that have members, those that are not the same."""
+    if isinstance(state, dict) and isinstance(other, dict):
+        state = {name: value for name, value in state.items() if other.get(name) != value}
     return "nothing" if state is None else json.dumps(state, sort_keys=True)
 
 

@@ -99,7 +99,7 @@ def _verdict(row, report, different, compared):
     if missing:
         return Verdict(row, OPEN, ", ".join(missing))
     return _verdict_of_windows(row, report.begin["windows"]) if row.windows else (
-        Verdict(row, IN_PART, row.rest) if row.rest else Verdict(row, PROVED))
+        Verdict(row, IN_PART, f"not shown: {row.rest}") if row.rest else Verdict(row, PROVED))
 
 
 def _verdict_of_windows(row, windows):
@@ -107,7 +107,7 @@ def _verdict_of_windows(row, windows):
     if not shown:
         return Verdict(row, OPEN, "this Windows is none of them")
     left = [part for part, _ in row.windows if part not in shown]
-    return Verdict(row, IN_PART, f"shown: {', '.join(shown)}; not: {', '.join(left)}")
+    return Verdict(row, IN_PART, f"shown: {', '.join(shown)}; not shown: {', '.join(left)}")
 
 
 def _why_not_run(report, test):

@@ -16,7 +16,7 @@
 //   copy FILE PATH       copies a file; the folders on the way are made
 //   write PATH LINE...   writes a text file; the folders on the way are made
 //   link PATH TARGET KIND
-//                        makes a symbolic link, of the kind "file" or "folder"
+//                        makes a symbolic link, of the kind "file" or "folder", if this Windows has such links
 //   hardlink PATH FILE   gives a file another name
 //
 // Verbs that show, as JSON, what KeloDescribe leaves out; keys are below HKEY_LOCAL_MACHINE:
