@@ -13,20 +13,23 @@ function(conformance_for_windows)
     add_library(gtest_for_windows STATIC ${googletest}/src/gtest-all.cc)
     target_include_directories(gtest_for_windows SYSTEM PUBLIC ${googletest}/include PRIVATE ${googletest})
 
-    add_executable(winsim_conformance ${CONFORMANCE_SOURCES} tests/winsim/windows/is_on_wine.cpp
-        tests/winsim/windows/main.cpp tests/winsim/windows/written_events_test.cpp)
+    add_executable(winsim_conformance ${CONFORMANCE_SOURCES} tests/winsim/windows/faults.cpp
+        tests/winsim/windows/is_on_wine.cpp tests/winsim/windows/main.cpp
+        tests/winsim/windows/written_events_test.cpp)
     target_include_directories(winsim_conformance PRIVATE ${PROJECT_SOURCE_DIR})
     target_precompile_headers(winsim_conformance PRIVATE <gtest/gtest.h> <windows.h>)
     target_compile_definitions(winsim_conformance PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
     target_compile_options(winsim_conformance PRIVATE ${KELO_WARNINGS})
-    target_link_libraries(winsim_conformance PRIVATE gtest_for_windows kelo_tick_count shell32 advapi32 ole32 psapi version)
+    target_link_libraries(winsim_conformance PRIVATE gtest_for_windows kelo_tick_count shell32 advapi32 ole32
+        oleaut32 psapi version)
     target_link_options(winsim_conformance PRIVATE -static -s)
     # One of its tests loads texts; others control services and start programs.
     add_dependencies(winsim_conformance Internationalization_en described_program service_program machine_tool sleeper)
 endfunction()
 
 function(conformance_on_winsim)
-    add_library(winsim_conformance MODULE ${CONFORMANCE_SOURCES} tests/winsim/host/is_on_wine.cpp)
+    add_library(winsim_conformance MODULE ${CONFORMANCE_SOURCES} tests/winsim/host/faults.cpp
+        tests/winsim/host/is_on_wine.cpp)
     target_include_directories(winsim_conformance PRIVATE ${PROJECT_SOURCE_DIR})
     winsim_program(winsim_conformance)
     target_compile_options(winsim_conformance PRIVATE

@@ -32,9 +32,9 @@ Exit status of a single machine:
   4  the program died of an exception or a fault
 Exit status of many: 0 if each has its line, whatever it says; 2 otherwise.
 
---json prints exitCode, end, noResult, log, repeatedLines, stdout, events, calls, repeatedCalls, faults, changes, clockMs
-and violations. Of many machines, each line has file, line, title, arguments, export, exitCode, status, stack, lastStep,
-firstFailedCall, result, changes and digest. docs/rehearsal.md describes both. docs/machine.md describes how to write MACHINE.json.
+--json prints exitCode, end, noResult, log, repeatedLines, stdout, events, calls, repeatedCalls, faults, changes, clockMs,
+violations and notSimulated. Of many machines, each line has file, line, title, arguments, export, exitCode, status, stack,
+lastStep, firstFailedCall, result, changes and digest. docs/rehearsal.md describes both. docs/machine.md describes how to write MACHINE.json.
 
 Passwords (the text after "/PASSWORD=" in installer data, and after "/P:" in a command line) are shown and saved as
 stars.)";

@@ -107,7 +107,8 @@ Json JsonReport(const Machine& before, const Outcome& outcome)
             {"faults", FaultsIn(outcome)},
             {"changes", ChangesIn(before, outcome.machine, !log.repeats.empty())},
             {"clockMs", outcome.clockMs},
-            {"violations", outcome.violations}};
+            {"violations", outcome.violations},
+            {"notSimulated", outcome.notSimulated}};
 }
 
 int ExitStatusOf(const Outcome& outcome)

@@ -81,6 +81,10 @@ Facts FirstFactsOf(const Options& options, const Machine& before, const Outcome&
         facts.emplace_back("Wrong use",
                            report::Counted(outcome.violations.size(), "handle or block", "handles and blocks") +
                                " treated wrongly, see below");
+    if (!outcome.notSimulated.empty())
+        facts.emplace_back("Not real",
+                           "the program asked for what is not simulated, see below: on Windows, the run may "
+                           "be different from there on");
     return facts;
 }
 
@@ -134,6 +138,8 @@ std::string TextReport(const Options& options, const report::Style& style, const
         run.sections.emplace_back("Meanwhile", DescribeActs(outcome.triedActs));
     if (!outcome.violations.empty())
         run.sections.emplace_back("Handles and memory treated wrongly", outcome.violations);
+    if (!outcome.notSimulated.empty())
+        run.sections.emplace_back("Not simulated", outcome.notSimulated);
     run.waitedMs = static_cast<std::int64_t>(outcome.clockMs);
     run.figures = FiguresOf(outcome, run.story);
     if (options.trace != Trace::None)

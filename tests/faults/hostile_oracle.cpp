@@ -116,6 +116,8 @@ public:
                      std::to_string(m_undisturbed.exitCode));
         for (const std::string& violation : m_outcome.violations)
             Complain("handles and memory: " + violation);
+        for (const std::string& sentence : m_outcome.notSimulated)
+            Complain(sentence);
         if (m_outcome.images != m_undisturbed.images)
             Complain("it loaded or started other files");
         CheckChanges();

@@ -168,6 +168,8 @@ private:
     {
         for (const std::string& violation : m_outcome.violations)
             Complain("handles and memory: " + violation);
+        for (const std::string& sentence : m_outcome.notSimulated)
+            Complain(sentence);
     }
 
     void CheckLog()

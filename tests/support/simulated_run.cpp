@@ -146,6 +146,8 @@ SimulatedRun Finish(const winsim::Machine& before, winsim::Outcome outcome, cons
         WriteScripts(outcome, run);
     for (const std::string& violation : options.mayViolate ? std::vector<std::string>() : outcome.violations)
         ADD_FAILURE() << "handles and memory: " << violation;
+    for (const std::string& sentence : outcome.notSimulated)
+        ADD_FAILURE() << sentence;
     if (outcome.death)
         ADD_FAILURE() << "the program died: " << *outcome.death;
     if (outcome.isEndless && !options.mayBeEndless)

@@ -82,7 +82,7 @@ inline std::string StartProgram(const winsim::Json& program, const winsim::Json&
         startup[handle] = nullptr;
     return Call("CreateProcessW", {program, commandLine, nullptr, nullptr, 0, flags, nullptr, folder, startup}, 1,
                 {{"lpProcessInformation",
-                  {{"hProcess", "process#1"}, {"hThread", "thread#1"}, {"dwProcessId", 4312}, {"dwThreadId", 4313}}}});
+                  {{"hProcess", "process#1"}, {"hThread", "thread#1"}, {"dwProcessId", 4312}, {"dwThreadId", 4316}}}});
 }
 
 inline const std::string kWaitForProgram = Call("WaitForSingleObject", {"process#1", 0xFFFFFFFF}, 0);

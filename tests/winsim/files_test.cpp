@@ -113,6 +113,39 @@ TEST(FileNames, LettersThatAreOnlyRelatedAreNot)
     EXPECT_FALSE(AreOneName(L"\u00DF", L"SS"));     // the sharp s
 }
 
+TEST(FileNames, LoseWhatWindowsDoesNotCount)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\file");
+    for (const char* name : {"\\file.", "\\file ", "\\file. .", "\\.\\file", "\\\\file", "\\none\\..\\file", "/file"})
+        EXPECT_EQ(AttributesError(top + name), 0u) << name;
+    EXPECT_EQ(AttributesError(top + ".\\file"), 0);
+    EXPECT_EQ(AttributesError(top + "\\file\\."), 0);
+    EXPECT_EQ(AttributesError(top + "\\file\\none\\.."), 0);
+    EXPECT_EQ(AttributesError(top + " \\file"), 3);
+    EXPECT_EQ(AttributesError(top + "...\\file"), 3);
+}
+
+TEST(FileNames, BeginAtTheRootOfAnotherDrive)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine has no drive Q";
+    EXPECT_EQ(AttributesError("Q:none"), 3);
+}
+
+TEST(FileNames, OfOneStepHaveAtMost255Characters)
+{
+    const std::string top = TestDirectory();
+    const std::wstring longest = Wide(R"(\\?\)" + top + "\\") + std::wstring(255, L'x');
+    const auto attributesError = [](const std::wstring& name) {
+        return ErrorOf([&] { return GetFileAttributesW(name.c_str()) != INVALID_FILE_ATTRIBUTES; });
+    };
+    EXPECT_EQ(attributesError(longest), 2);
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine takes a longer name for a missing file";
+    EXPECT_EQ(attributesError(longest + L"x"), 123);
+}
+
 // ---- Names that are taken as they stand ----
 
 std::string Literal(const std::string& path)

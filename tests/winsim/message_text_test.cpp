@@ -161,4 +161,101 @@ TEST_F(ResourceLibrary, ATextThatIsNotThereIsEmpty)
     }
 }
 
+// ---- Flags, and other kinds of inserts ----
+
+// A message with some flags and an array of inserts, in which the call may use more than one kind.
+std::string Formatted(DWORD flags, const char* message, const DWORD_PTR* inserts)
+{
+    char text[128] = "untouched";
+    SetLastError(0);
+    const DWORD length = FormatMessageA(flags | FORMAT_MESSAGE_FROM_STRING, message, 0, 0, text, sizeof text,
+                                        reinterpret_cast<va_list*>(const_cast<DWORD_PTR*>(inserts)));
+    return length == 0 ? "(error) " + std::to_string(GetLastError()) : Shown(std::string(text, length));
+}
+
+TEST(FormatMessage, NeedsNoInsertsForATextWithoutThem)
+{
+    constexpr DWORD kArray = FORMAT_MESSAGE_ARGUMENT_ARRAY;
+    EXPECT_EQ(Formatted(kArray, "100%% of it%nis here", nullptr), "100% of it<0D><0A>is here");
+    EXPECT_EQ(Formatted(0, "no place", nullptr), "no place");
+    EXPECT_EQ(Formatted(kArray, "code %1", nullptr), "(error) 87");
+    EXPECT_EQ(Formatted(0, "code %1", nullptr), "(error) 87");
+}
+
+TEST(FormatMessage, PassesInsertsOnWhenToldTo)
+{
+    constexpr DWORD kIgnored = FORMAT_MESSAGE_IGNORE_INSERTS;
+    EXPECT_EQ(Formatted(kIgnored, "a %1 b %12!-10s! c", nullptr), "a %1 b %12!-10s! c");
+    EXPECT_EQ(Formatted(kIgnored, "a\nb%0c", nullptr), "a<0D><0A>b");
+}
+
+TEST(FormatMessage, BreaksNoLinesWhenTheyHaveNoLimit)
+{
+    constexpr DWORD kEndless = FORMAT_MESSAGE_MAX_WIDTH_MASK;
+    EXPECT_EQ(Formatted(kEndless, "one\r\ntwo\nthree%nfour", nullptr), "one two three<0D><0A>four");
+}
+
+TEST(FormatMessage, FormatsNumbersAndCharacters)
+{
+    const DWORD_PTR inserts[] = {static_cast<DWORD_PTR>(-5), 0xABC, 'x', reinterpret_cast<DWORD_PTR>(L"wide"),
+                                 0x123456789};
+    constexpr std::pair<const char*, const char*> kCases[] = {
+        {"%1!d!|%1!i!|%1!6d!|%1!-6d!|", "-5|-5|    -5|-5    |"},
+        {"%2!u!|%2!x!|%2!X!|%2!08x!|%2!o!", "2748|abc|ABC|00000abc|5274"},
+        {"%3!c!", "x"},
+        {"%4!S!|%4!ls!|%4!ws!", "wide|wide|wide"},
+        {"%5!I64x!", "123456789"},
+        {"%2!#x!", "0xabc"},
+        {"%1!ld!", "-5"},
+    };
+    for (const auto& [message, shown] : kCases)
+        EXPECT_EQ(Formatted(FORMAT_MESSAGE_ARGUMENT_ARRAY, message, inserts), shown) << message;
+}
+
+std::string FormattedByArguments(const char* message, ...)
+{
+    va_list arguments;
+    va_start(arguments, message);
+    char text[128] = {};
+    FormatMessageA(FORMAT_MESSAGE_FROM_STRING, message, 0, 0, text, sizeof text, &arguments);
+    va_end(arguments);
+    return text;
+}
+
+TEST(FormatMessage, TakesArgumentsInAnyOrder)
+{
+    EXPECT_EQ(FormattedByArguments("%2 %1!d! %2", 7, "seven"), "seven 7 seven");
+}
+
+TEST(FormatMessage, HasAWideForm)
+{
+    const DWORD_PTR inserts[] = {reinterpret_cast<DWORD_PTR>(L"\x20AC"), reinterpret_cast<DWORD_PTR>("narrow")};
+    wchar_t text[32] = {};
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY, L"%1|%2!S!|%2!hs!",
+                                        0, 0, text, 32, reinterpret_cast<va_list*>(const_cast<DWORD_PTR*>(inserts)));
+    EXPECT_EQ(length, 15u);
+    EXPECT_EQ(Shown(text), "<20AC>|narrow|narrow");
+    wchar_t* allocated = nullptr;
+    EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ALLOCATE_BUFFER, L"text", 0, 0,
+                             reinterpret_cast<wchar_t*>(&allocated), 0, nullptr),
+              4u);
+    EXPECT_EQ(Shown(allocated), "text");
+    EXPECT_TRUE(LocalFree(allocated) == nullptr);
+}
+
+TEST(FormatMessage, NeedsASourceAndABuffer)
+{
+    char text[16] = "untouched";
+    SetLastError(0);
+    EXPECT_EQ(FormatMessageA(0, "text", 0, 0, text, sizeof text, nullptr), 0u);
+    EXPECT_EQ(GetLastError(), 87u);
+    EXPECT_STREQ(text, "untouched");
+    EXPECT_EQ(FormatMessageA(FORMAT_MESSAGE_FROM_STRING, "text", 0, 0, nullptr, 0, nullptr), 0u);
+    EXPECT_EQ(GetLastError(), 122u);
+    EXPECT_EQ(
+        FormatMessageA(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ALLOCATE_BUFFER, "text", 0, 0, nullptr, 0, nullptr),
+        0u);
+    EXPECT_EQ(GetLastError(), 8u);
+}
+
 } // namespace

@@ -215,4 +215,106 @@ TEST(CreateDirectoryW, MakesOneAndNotItsParents)
     EXPECT_EQ(CreateDirectoryError(""), 3);
 }
 
+// ---- Deletion with open handles
+
+TEST(Deletion, OfAnOpenFileEndsWithItsLastHandle)
+{
+    const std::string path = TestDirectory() + "\\file";
+    MakeFile(path);
+    {
+        const OpenedFile first(path, GENERIC_READ, kShareAll);
+        const OpenedFile second(path, FILE_READ_ATTRIBUTES, kShareAll);
+        EXPECT_EQ(DeleteError(path), 0);
+        EXPECT_EQ(first.Information().dwFileAttributes, FILE_ATTRIBUTE_ARCHIVE);
+        if (!IsOnWine()) // which finds the file by its host's name
+        {
+            EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll).Error(), 5);
+            EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll, CREATE_NEW).Error(), 5);
+            EXPECT_EQ(DeleteError(path), 5);
+            EXPECT_EQ(MoveError(path, path + "-moved"), 5);
+        }
+    }
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll).Error(), 2);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll, CREATE_NEW).Error(), 0);
+}
+
+TEST(Deletion, IsARightThatHandlesShare)
+{
+    const std::string path = TestDirectory() + "\\file";
+    MakeFile(path);
+    const OpenedFile deleting(path, DELETE, kShareAll);
+    EXPECT_EQ(deleting.Error(), 0);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareData).Error(), 32);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll).Error(), 0);
+}
+
+TEST(Deletion, OfWhatAMoveReplacesNeedsTheFileClosed)
+{
+    const std::string top = TestDirectory();
+    MakeFile(top + "\\one");
+    MakeFile(top + "\\two");
+    const auto replace = [&] {
+        return ErrorOf([&] {
+            return MoveFileExW(Wide(top + "\\one").c_str(), Wide(top + "\\two").c_str(), MOVEFILE_REPLACE_EXISTING);
+        });
+    };
+    {
+        const OpenedFile held(top + "\\two", GENERIC_READ, kShareAll);
+        EXPECT_EQ(replace(), 5);
+    }
+    EXPECT_EQ(replace(), 0);
+}
+
+// ---- Parameters
+
+TEST(CreateFileW, RefusesWrongParameters)
+{
+    const std::string path = TestDirectory() + "\\file";
+    MakeFile(path);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll, 6).Error(), 87);
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine accepts them";
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, 0x10).Error(), 87);
+    EXPECT_EQ(OpenedFile(path, GENERIC_READ, kShareAll, TRUNCATE_EXISTING).Error(), 87);
+}
+
+TEST(CreateFileW, ReplacesAHiddenFileByAHiddenOneOnly)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine replaces it";
+    const std::string path = TestDirectory() + "\\file";
+    EXPECT_EQ(OpenedFile(path, GENERIC_WRITE, 0, CREATE_NEW, FILE_ATTRIBUTE_HIDDEN).Error(), 0);
+    EXPECT_EQ(OpenedFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL).Error(), 5);
+    EXPECT_EQ(OpenedFile(path, GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_HIDDEN).Error(), 0);
+}
+
+TEST(CreateFileW, OpensWithAllRightsThatThereAre)
+{
+    const std::string path = TestDirectory() + "\\file";
+    MakeFile(path);
+    const OpenedFile most(path, MAXIMUM_ALLOWED, kShareAll);
+    EXPECT_EQ(most.Error(), 0);
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    PSID owner = nullptr;
+    EXPECT_EQ(GetSecurityInfo(most.Handle(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr,
+                              nullptr, &descriptor),
+              0u);
+    EXPECT_TRUE(LocalFree(descriptor) == nullptr);
+}
+
+TEST(MoveFileEx, MovesNoDirectoryIntoItself)
+{
+    const std::string top = TestDirectory();
+    MakeDirectory(top + "\\one");
+    EXPECT_NE(MoveError(top + "\\one", top + "\\one\\two"), 0u);
+    EXPECT_TRUE(GetFileAttributesW(Wide(top + "\\one").c_str()) == FILE_ATTRIBUTE_DIRECTORY);
+}
+
+TEST(GetFileInformationByHandle, FaultsWithoutAPlaceForIt)
+{
+    const std::string top = TestDirectory();
+    const OpenedFile directory(top, FILE_READ_ATTRIBUTES, kShareAll);
+    EXPECT_TRUE(Faults([&] { GetFileInformationByHandle(directory.Handle(), nullptr); }));
+}
+
 } // namespace

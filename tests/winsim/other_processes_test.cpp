@@ -45,7 +45,9 @@ public:
 
     LSTATUS Error() const { return m_error; }
     HANDLE Get() const { return m_process.hProcess; }
+    HANDLE Thread() const { return m_process.hThread; }
     DWORD Id() const { return m_process.dwProcessId; }
+    DWORD ThreadId() const { return m_process.dwThreadId; }
     DWORD ExitCode() const
     {
         DWORD code = 0;
@@ -393,6 +395,87 @@ TEST(EnumProcessModules, TellsTheSizeOfTheWholeListWhateverFits)
     EXPECT_TRUE(EnumProcessModules(child.Get(), &module, 0, &needed));
     EXPECT_GE(needed, sizeof module);
     EXPECT_TRUE(module == nullptr);
+}
+
+// ---- Identifiers ----
+
+// A process that has ended, and to which there is a handle.
+class EndedChild : public Child
+{
+public:
+    EndedChild() : Child(kSeven) { EXPECT_EQ(WaitForSingleObject(Get(), kLongMs), static_cast<DWORD>(WAIT_OBJECT_0)); }
+};
+
+TEST(ProcessIds, AreMultiplesOfFour)
+{
+    const Child child{kEndless};
+    EXPECT_EQ(child.Id() % 4, 0u);
+    EXPECT_EQ(child.ThreadId() % 4, 0u);
+    EXPECT_NE(child.ThreadId(), child.Id());
+}
+
+TEST(ProcessIds, AreNotUsedAgainWhileThereIsAHandle)
+{
+    const EndedChild first;
+    const Child second{kEndless};
+    EXPECT_NE(second.Id(), first.Id());
+    EXPECT_NE(second.Id(), first.ThreadId());
+    EXPECT_EQ(first.ExitCode(), 7u);
+    EXPECT_EQ(second.ExitCode(), static_cast<DWORD>(STILL_ACTIVE));
+    EXPECT_EQ(WaitForSingleObject(first.Get(), 0), static_cast<DWORD>(WAIT_OBJECT_0));
+}
+
+TEST(ProcessIds, StandForAnEndedProcessAsLongAsThereIsAHandle)
+{
+    DWORD id = 0;
+    {
+        const EndedChild child;
+        id = child.Id();
+        const OpenedProcess again{PROCESS_QUERY_INFORMATION | SYNCHRONIZE, id};
+        ASSERT_EQ(again.Error(), 0u);
+        EXPECT_EQ(WaitForSingleObject(again.Get(), 0), static_cast<DWORD>(WAIT_OBJECT_0));
+        DWORD code = 0;
+        EXPECT_TRUE(GetExitCodeProcess(again.Get(), &code));
+        EXPECT_EQ(code, 7u);
+    }
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine closes its own handle to the process some time later";
+    EXPECT_EQ(OpenedProcess(PROCESS_QUERY_INFORMATION, id).Error(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+}
+
+TEST(WaitForSingleObject, WaitsForAThreadToo)
+{
+    const Child child{kSlow};
+    EXPECT_EQ(WaitForSingleObject(child.Thread(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_EQ(WaitForSingleObject(child.Thread(), kLongMs), static_cast<DWORD>(WAIT_OBJECT_0));
+    EXPECT_EQ(WaitForSingleObject(child.Get(), kLongMs), static_cast<DWORD>(WAIT_OBJECT_0));
+}
+
+TEST(OpenProcess, MapsGenericRights)
+{
+    const Child child{kEndless};
+    const OpenedProcess reading{GENERIC_READ, child.Id()};
+    ASSERT_EQ(reading.Error(), 0u);
+    DWORD code = 0;
+    EXPECT_TRUE(GetExitCodeProcess(reading.Get(), &code));
+    EXPECT_FALSE(TerminateProcess(reading.Get(), 0));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+    const OpenedProcess limited{PROCESS_QUERY_LIMITED_INFORMATION, child.Id()};
+    EXPECT_TRUE(GetExitCodeProcess(limited.Get(), &code));
+    const OpenedProcess most{MAXIMUM_ALLOWED, child.Id()};
+    EXPECT_TRUE(TerminateProcess(most.Get(), 3));
+    EXPECT_EQ(WaitForSingleObject(most.Get(), kLongMs), static_cast<DWORD>(WAIT_OBJECT_0));
+    EXPECT_TRUE(GetExitCodeProcess(most.Get(), &code));
+    EXPECT_EQ(code, 3u);
+}
+
+TEST(CreateProcessW, FaultsWithoutAProgram)
+{
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    EXPECT_TRUE(Faults(
+        [&] { CreateProcessW(nullptr, nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process); }));
 }
 
 } // namespace

@@ -176,4 +176,26 @@ TEST(GetLastError, KeepsWhatWasSetOverCallsThatSucceed)
     EXPECT_EQ(GetLastError(), 4711u);
 }
 
+// ---- Null pointers ----
+
+TEST(NullPointers, FaultWhereWindowsDoesNotCheckThem)
+{
+    EXPECT_TRUE(Faults([] { GetSystemTime(nullptr); }));
+    EXPECT_FALSE(Faults([] { GetTickCount(); }));
+}
+
+TEST(NullPointers, AreMissingNames)
+{
+    char text[16] = {};
+    SetLastError(0);
+    EXPECT_EQ(GetEnvironmentVariableA(nullptr, text, sizeof text), 0u);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ENVVAR_NOT_FOUND));
+    EXPECT_EQ(GetFileAttributesW(nullptr), INVALID_FILE_ATTRIBUTES);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
+    EXPECT_TRUE(LoadLibraryA(nullptr) == nullptr);
+    const HMODULE library = LoadLibraryA("kernel32.dll");
+    EXPECT_TRUE(GetProcAddress(library, nullptr) == nullptr);
+    EXPECT_TRUE(FreeLibrary(library));
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 #include "tests/winsim/support.h"
 
 #include <cstring>
+#include <vector>
 
 namespace
 {
@@ -339,6 +340,174 @@ TEST(RegCloseKey, LeavesNothingToUse)
     EXPECT_EQ(RegOpenKeyExA(key, "Microsoft", 0, KEY_READ, &below), ERROR_INVALID_HANDLE);
     EXPECT_EQ(RegCreateKeyExA(key, "x", 0, nullptr, 0, KEY_READ, nullptr, &below, nullptr), ERROR_INVALID_HANDLE);
     EXPECT_EQ(RegCloseKey(nullptr), ERROR_INVALID_HANDLE);
+}
+
+// ---- Predefined keys ----
+
+TEST(PredefinedKeys, AreNotOpenedAgain)
+{
+    for (const char* name : {static_cast<const char*>(nullptr), ""})
+    {
+        HKEY key = nullptr;
+        EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, name, 0, KEY_READ, &key), ERROR_SUCCESS);
+        EXPECT_TRUE(key == HKEY_LOCAL_MACHINE);
+        EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+    }
+}
+
+TEST(PredefinedKeys, HaveValuesLikeOthers)
+{
+    EXPECT_EQ(Query(HKEY_CURRENT_USER, "Kelo").status, ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegSetValueExA(HKEY_CURRENT_USER, "Kelo", 0, REG_SZ, reinterpret_cast<const BYTE*>("x"), 2),
+              ERROR_SUCCESS);
+    EXPECT_EQ(Query(HKEY_CURRENT_USER, "Kelo").Bytes(), "x<00>");
+    EXPECT_EQ(RegDeleteValueA(HKEY_CURRENT_USER, "Kelo"), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteValueA(HKEY_CURRENT_USER, "Kelo"), ERROR_FILE_NOT_FOUND);
+}
+
+TEST(PredefinedKeys, StayWhenTheyAreDeleted)
+{
+    EXPECT_NE(RegDeleteKeyW(HKEY_LOCAL_MACHINE, L""), ERROR_SUCCESS);
+    HKEY key = nullptr;
+    EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE", 0, KEY_READ, &key), ERROR_SUCCESS);
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+}
+
+TEST(PredefinedKeys, OfTheMachineTakeNoKeysOfPrograms)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine makes the key";
+    HKEY key = nullptr;
+    EXPECT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, "Kelo", 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr),
+              ERROR_INVALID_PARAMETER);
+}
+
+// ---- Names ----
+
+TEST(KeyNames, DoNotBeginWithABackslash)
+{
+    HKEY key = nullptr;
+    EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "\\SOFTWARE", 0, KEY_READ, &key), ERROR_BAD_PATHNAME);
+    const TestKey parent;
+    EXPECT_EQ(RegCreateKeyExA(parent, "\\x", 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr), ERROR_BAD_PATHNAME);
+}
+
+TEST(KeyNames, MayHaveMoreBackslashesThanOne)
+{
+    const TestKey parent;
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(parent, "one\\two", 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr), ERROR_SUCCESS);
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+    ASSERT_EQ(RegOpenKeyExA(parent, "one\\\\two\\\\", 0, KEY_READ, &key), ERROR_SUCCESS);
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+}
+
+TEST(KeyNames, HaveAtMost255Characters)
+{
+    const TestKey parent;
+    HKEY key = nullptr;
+    const std::string longest(255, 'k');
+    ASSERT_EQ(RegCreateKeyExA(parent, longest.c_str(), 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr), ERROR_SUCCESS);
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine has another error for longer names";
+    const std::string tooLong(300, 'k');
+    EXPECT_EQ(RegCreateKeyExA(parent, tooLong.c_str(), 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr),
+              ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegOpenKeyExA(parent, tooLong.c_str(), 0, KEY_READ, &key), ERROR_INVALID_PARAMETER);
+}
+
+// ---- Results ----
+
+TEST(RegOpenKeyExA, GivesNoKeyWhenItFails)
+{
+    HKEY key = HKEY_CURRENT_USER;
+    EXPECT_EQ(Open(TestKeyName(), KEY_READ, &key), ERROR_FILE_NOT_FOUND);
+    EXPECT_TRUE(key == nullptr);
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine faults without a place for the key";
+    EXPECT_EQ(Open("SOFTWARE", KEY_READ, nullptr), ERROR_INVALID_PARAMETER);
+}
+
+TEST(RegSetValueExA, NeedsTheDataOfItsSize)
+{
+    const TestKey key;
+    EXPECT_EQ(RegSetValueExA(key, "value", 0, REG_BINARY, nullptr, 4), ERROR_NOACCESS);
+    EXPECT_TRUE(Faults([&] { RegSetValueExA(key, "value", 0, REG_SZ, nullptr, 4); }));
+    EXPECT_EQ(Query(key, "value").status, ERROR_FILE_NOT_FOUND);
+}
+
+// ---- Rights ----
+
+TEST(RegistryRights, AreMappedFromGenericOnes)
+{
+    const TestKey existing;
+    existing.Set("value", REG_SZ, std::string("x\0", 2));
+    HKEY key = nullptr;
+    ASSERT_EQ(Open(TestKeyName(), GENERIC_READ, &key), ERROR_SUCCESS);
+    EXPECT_EQ(Query(key, "value").status, ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteValueA(key, "value"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+    ASSERT_EQ(Open(TestKeyName(), GENERIC_WRITE, &key), ERROR_SUCCESS);
+    EXPECT_EQ(Query(key, "value").status, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteValueA(key, "value"), ERROR_SUCCESS);
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+}
+
+TEST(RegistryRights, AreAllThatThereAreWhenTheMostIsAskedFor)
+{
+    const TestKey existing;
+    HKEY key = nullptr;
+    ASSERT_EQ(Open(TestKeyName(), MAXIMUM_ALLOWED, &key), ERROR_SUCCESS);
+    EXPECT_EQ(RegSetValueExA(key, "value", 0, REG_SZ, reinterpret_cast<const BYTE*>("y"), 2), ERROR_SUCCESS);
+    EXPECT_EQ(Query(key, "value").status, ERROR_SUCCESS);
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+}
+
+// ---- Deleted keys ----
+
+TEST(RegDeleteKeyW, DeletesAKeyWithoutSubkeys)
+{
+    const TestKey parent;
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(parent, "one\\two", 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr), ERROR_SUCCESS);
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteKeyW(parent, L"one"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteKeyW(parent, L"one\\two"), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteKeyW(parent, L"one\\two"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegDeleteKeyW(parent, L"ONE\\"), ERROR_SUCCESS);
+    EXPECT_EQ(RegOpenKeyExA(parent, "one", 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegDeleteKeyW(parent, nullptr), ERROR_INVALID_PARAMETER);
+}
+
+// The status of each call on a key's handle.
+std::vector<LSTATUS> StatusesOf(HKEY key)
+{
+    HKEY below = nullptr;
+    return {Query(key, "value").status,
+            RegSetValueExA(key, "value", 0, REG_SZ, reinterpret_cast<const BYTE*>("y"), 2),
+            RegDeleteValueA(key, "value"),
+            RegOpenKeyExA(key, nullptr, 0, KEY_READ, &below),
+            RegOpenKeyExA(key, "below", 0, KEY_READ, &below),
+            RegCreateKeyExA(key, "below", 0, nullptr, 0, KEY_READ, nullptr, &below, nullptr),
+            RegDeleteKeyW(key, L"below")};
+}
+
+TEST(DeletedKeys, CanOnlyBeClosed)
+{
+    HKEY key = nullptr;
+    {
+        const TestKey same;
+        same.Set("value", REG_SZ, std::string("x\0", 2));
+        ASSERT_EQ(Open(TestKeyName(), KEY_ALL_ACCESS, &key), ERROR_SUCCESS);
+        EXPECT_EQ(RegDeleteKeyW(same, L""), ERROR_SUCCESS);
+    }
+    EXPECT_EQ(StatusesOf(key), std::vector<LSTATUS>(7, ERROR_KEY_DELETED));
+    const TestKey another;
+    another.Set("value", REG_SZ, std::string("x\0", 2));
+    EXPECT_EQ(StatusesOf(key), std::vector<LSTATUS>(7, ERROR_KEY_DELETED));
+    EXPECT_EQ(Query(another, "value").status, ERROR_SUCCESS);
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
 }
 
 } // namespace

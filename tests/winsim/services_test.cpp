@@ -565,4 +565,42 @@ TEST(DeleteService, TakesAServiceAwayThatStopsWhenNobodyHasItOpen)
     EXPECT_EQ(OpenError(L"KeloFading"), ERROR_SERVICE_DOES_NOT_EXIST);
 }
 
+// ---- Rights and parameters ----
+
+TEST(ServiceRights, AreMappedFromGenericOnes)
+{
+    const OpenService reading{L"KeloStopped", GENERIC_READ};
+    EXPECT_EQ(StateOf(reading), static_cast<DWORD>(SERVICE_STOPPED));
+    EXPECT_EQ(Start(reading), 5);
+    const OpenService executing{L"KeloDisabled", GENERIC_EXECUTE};
+    EXPECT_EQ(Start(executing), 1058);
+    SERVICE_STATUS status{};
+    EXPECT_EQ(ErrorOf(QueryServiceStatus(executing, &status)), 5);
+    const OpenService all{L"KeloDisabled", GENERIC_ALL};
+    EXPECT_EQ(Start(all), 1058);
+    EXPECT_EQ(ErrorOf(QueryServiceStatus(all, &status)), 0);
+}
+
+TEST(ServiceRights, AreAllThatThereAreWhenTheMostIsAskedFor)
+{
+    const OpenService most{L"KeloDisabled", MAXIMUM_ALLOWED};
+    SERVICE_STATUS status{};
+    EXPECT_EQ(ErrorOf(QueryServiceStatus(most, &status)), 0);
+    EXPECT_EQ(Start(most), 1058);
+}
+
+TEST(OpenServiceW, NeedsAName)
+{
+    const SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
+    EXPECT_TRUE(OpenServiceW(manager, nullptr, SERVICE_QUERY_STATUS) == nullptr);
+    EXPECT_EQ(GetLastError(), 487u);
+    EXPECT_TRUE(CloseServiceHandle(manager));
+}
+
+TEST(QueryServiceStatus, NeedsAPlaceForTheStatus)
+{
+    const OpenService service{L"KeloStopped"};
+    EXPECT_EQ(ErrorOf(QueryServiceStatus(service, nullptr)), 487);
+}
+
 } // namespace

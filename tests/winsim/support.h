@@ -11,6 +11,7 @@
 
 #include <concepts>
 #include <cstddef>
+#include <functional>
 #include <string>
 
 // Whether the tests run against Wine's implementation of Windows. A case that cannot hold there is skipped with its
@@ -20,6 +21,9 @@ bool IsOnWine();
 // Declares that a test misuses handles on purpose. The simulated machine normally fails such a test; after this call,
 // it fails a test that does not misuse any.
 void MisusesHandles();
+
+// Whether a call ends in an access violation.
+bool Faults(const std::function<void()>& call);
 
 // The error of a call, by its result; 0 if it succeeded.
 LSTATUS ErrorOf(BOOL succeeded);

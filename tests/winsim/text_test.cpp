@@ -264,4 +264,84 @@ TEST(WideCharToMultiByte, HasNoDefaultCharacterForUtf8)
     EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"a", -1, bytes, 16, "?", nullptr), 0);
 }
 
+// ---- Flags ----
+
+DWORD WidenError(UINT codePage, DWORD flags, const std::string& bytes)
+{
+    wchar_t wide[64] = {};
+    SetLastError(0);
+    const int length = MultiByteToWideChar(codePage, flags, bytes.data(), static_cast<int>(bytes.size()), wide, 64);
+    return length == 0 ? GetLastError() : 0;
+}
+
+DWORD NarrowError(UINT codePage, DWORD flags, const wchar_t* text)
+{
+    char bytes[64] = {};
+    SetLastError(0);
+    const int size = WideCharToMultiByte(codePage, flags, text, -1, bytes, sizeof bytes, nullptr, nullptr);
+    return size == 0 ? GetLastError() : 0;
+}
+
+TEST(MultiByteToWideChar, RefusesInvalidCharactersWhenAskedTo)
+{
+    constexpr DWORD kStrict = MB_ERR_INVALID_CHARS;
+    EXPECT_EQ(WidenError(CP_UTF8, kStrict, "a\xC3\xA4\xE2\x82\xAC\xEF\xBF\xBD"), 0u);
+    for (const char* bytes : {"\x80", "a\xC3", "\xED\xA0\x80", "\xC0\x80"})
+        EXPECT_EQ(WidenError(CP_UTF8, kStrict, bytes), 1113u) << Shown(std::string(bytes));
+    EXPECT_EQ(WidenError(kWestern, kStrict, "a\x80\xE4"), 0u);
+    EXPECT_EQ(WidenError(1253, kStrict, "a\xAA"), 1113u);
+    EXPECT_EQ(WidenError(kJapanese, kStrict, "a\x82\xA0"), 0u);
+    EXPECT_EQ(WidenError(kJapanese, kStrict, "a\x82"), 1113u);
+    EXPECT_EQ(WidenError(kWestern, MB_PRECOMPOSED | kStrict, "a"), 0u);
+}
+
+TEST(MultiByteToWideChar, KnowsFewerFlagsForUtf8)
+{
+    EXPECT_EQ(WidenError(kWestern, MB_PRECOMPOSED, "a"), 0u);
+    EXPECT_EQ(WidenError(kWestern, 0x10, "a"), 1004u);
+    EXPECT_EQ(WidenError(CP_UTF8, 0x10, "a"), 1004u);
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine ignores what it does not support";
+    EXPECT_EQ(WidenError(kWestern, MB_PRECOMPOSED | MB_COMPOSITE, "a"), 1004u);
+    EXPECT_EQ(WidenError(CP_UTF8, MB_PRECOMPOSED, "a"), 1004u);
+}
+
+TEST(MultiByteToWideChar, ConvertsIntoAnotherBuffer)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine converts a text in its place";
+    wchar_t text[8] = L"abc";
+    SetLastError(0);
+    EXPECT_EQ(MultiByteToWideChar(CP_ACP, 0, reinterpret_cast<const char*>(text), 2, text, 8), 0);
+    EXPECT_EQ(GetLastError(), 87u);
+}
+
+TEST(WideCharToMultiByte, RefusesInvalidCharactersWhenAskedTo)
+{
+    EXPECT_EQ(NarrowError(CP_UTF8, WC_ERR_INVALID_CHARS, L"a\x00E4\xD83D\xDE00"), 0u);
+    EXPECT_EQ(NarrowError(CP_UTF8, WC_ERR_INVALID_CHARS, L"a\xD83D"), 1113u);
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine knows every flag for every page";
+    EXPECT_EQ(NarrowError(CP_UTF8, WC_NO_BEST_FIT_CHARS, L"a"), 1004u);
+    EXPECT_EQ(NarrowError(kWestern, WC_ERR_INVALID_CHARS, L"a"), 1004u);
+}
+
+TEST(WideCharToMultiByte, PutsNoBestFitWhenAskedTo)
+{
+    char bytes[16] = {};
+    BOOL usedDefault = FALSE;
+    EXPECT_EQ(WideCharToMultiByte(kWestern, WC_NO_BEST_FIT_CHARS, L"a\x00E4\x0100\xFF21z", -1, bytes, 16, nullptr,
+                                  &usedDefault),
+              6);
+    EXPECT_EQ(Shown(std::string(bytes)), "a<E4>\?\?z");
+    EXPECT_TRUE(usedDefault);
+    EXPECT_EQ(WideCharToMultiByte(kJapanese, WC_NO_BEST_FIT_CHARS, L"\x3042", -1, bytes, 16, nullptr, &usedDefault), 3);
+    EXPECT_FALSE(usedDefault);
+}
+
+TEST(CodePages, OfTheThreadAreThoseOfTheSystem)
+{
+    EXPECT_EQ(Widened(CP_THREAD_ACP, "\x80\xE4"), Widened(CP_ACP, "\x80\xE4"));
+}
+
 } // namespace

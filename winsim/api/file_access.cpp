@@ -7,6 +7,8 @@
 #include "winsim/process/open_files.h"
 #include "winsim/process/simulation.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iterator>
 #include <string_view>
@@ -36,34 +38,50 @@ bool HasInvalidCharacter(const std::string& path)
     return false;
 }
 
-// Windows ignores blanks and periods at the end of a path.
-std::string WithoutTail(std::string path)
+bool IsSlash(char c)
 {
-    while (path.size() > 3 && (path.back() == ' ' || path.back() == '.'))
-        path.pop_back();
-    return path;
+    return c == '\\' || c == '/';
 }
 
-// Resolves "." and "..".
-std::string WithoutDots(const std::string& path)
+// The steps of a path, which are separated by one or more slashes.
+std::vector<std::string> StepsOf(const std::string& path)
 {
     std::vector<std::string> steps;
-    for (std::size_t start = 0; start <= path.size();)
+    for (std::size_t start = 0; start < path.size();)
     {
-        const std::size_t end = std::min(path.find('\\', start), path.size());
-        const std::string step = path.substr(start, end - start);
+        const auto slash = std::find_if(path.begin() + static_cast<std::ptrdiff_t>(start), path.end(), &IsSlash);
+        const auto end = static_cast<std::size_t>(slash - path.begin());
+        if (end != start)
+            steps.push_back(path.substr(start, end - start));
         start = end + 1;
-        if (step == "." || (step.empty() && !steps.empty()))
-            continue;
-        if (step != "..")
-            steps.push_back(step);
-        else if (steps.size() > 1)
-            steps.pop_back();
     }
-    std::string whole;
-    for (const std::string& step : steps)
-        whole += (whole.empty() ? "" : "\\") + step;
-    return whole;
+    return steps;
+}
+
+// A path as Windows understands it: "." and ".." are resolved, a single period at the end of a directory's name does
+// not count, nor do blanks and periods at the end of a path without a slash.
+std::string Resolved(const std::string& path)
+{
+    const bool isDirectory = IsSlash(path.back());
+    std::vector<std::string> steps = StepsOf(path);
+    std::vector<std::string> resolved;
+    for (std::string& step : steps)
+    {
+        const bool isLast = &step == &steps.back() && !isDirectory;
+        if (step == "..")
+        {
+            if (resolved.size() > 1)
+                resolved.pop_back();
+            continue;
+        }
+        if (isLast)
+            step.resize(step.find_last_not_of(" .") + 1);
+        else if (step.ends_with('.') && !step.ends_with(".."))
+            step.pop_back();
+        if (!step.empty())
+            resolved.push_back(step);
+    }
+    return fmt::format("{}", fmt::join(resolved, "\\"));
 }
 
 // Whether a directory's link is followed: with redirection trust, only if an administrator or Windows itself made it.
@@ -78,11 +96,6 @@ bool MayFollow(const File& link)
 constexpr std::string_view kLiteralPrefix = "\\\\?\\";
 constexpr std::string_view kLiteralServer = "\\\\?\\UNC\\";
 constexpr std::size_t kLongestLiteral = 32767;
-
-bool IsSlash(char c)
-{
-    return c == '\\' || c == '/';
-}
 
 bool HasDrive(const std::string& name)
 {
@@ -103,6 +116,67 @@ bool HasStepsAlone(const std::string& path)
     return true;
 }
 
+// The directory that a name such as "D:file" begins at: the current one, or the one that the variable "=D:" holds for
+// another drive, which otherwise is its root.
+std::string CurrentOn(const std::string& drive)
+{
+    const Machine& machine = Simulation::Current().machine;
+    const std::string& current = machine.process.currentDirectory;
+    if (SameName(current.substr(0, 2), drive))
+        return current;
+    const std::string* const other = machine.environment.Find("=" + drive);
+    return other != nullptr ? *other : drive;
+}
+
+// The full path of a name that has no prefix.
+std::string PlainPath(const std::string& name)
+{
+    const std::string& current = Simulation::Current().machine.process.currentDirectory;
+    const bool hasDrive = HasDrive(name);
+    if (hasDrive && (name.size() == 2 || IsSlash(name[2])))
+        return Resolved(name);
+    if (hasDrive)
+        return Resolved(CurrentOn(name.substr(0, 2)) + "\\" + name.substr(2));
+    return Resolved((IsSlash(name[0]) ? current.substr(0, 2) : current) + "\\" + name);
+}
+
+// The names of devices, which are found in every directory and with any extension.
+constexpr std::string_view kDevices[] = {"AUX", "CON", "NUL", "PRN", "CONIN$", "CONOUT$"};
+constexpr std::string_view kNumberedDevices[] = {"COM", "LPT"};
+
+bool IsDevice(std::string name)
+{
+    name.resize(std::min(name.find_first_of(".:"), name.size()));
+    while (name.ends_with(' '))
+        name.pop_back();
+    const auto isName = [&](std::string_view device) { return SameName(name, device); };
+    const bool hasNumber = name.size() == 4 && name[3] >= '1' && name[3] <= '9';
+    return std::ranges::any_of(kDevices, isName) ||
+           (hasNumber && std::ranges::any_of(kNumberedDevices, [&](std::string_view device) {
+                return SameName(std::string_view(name).substr(0, 3), device);
+            }));
+}
+
+constexpr char kWhoResolves[] = "winsim";
+constexpr std::size_t kLongestStep = 255;
+
+// The error of a full path whose prefix is removed.
+DWORD PathError(const std::string& path)
+{
+    const std::size_t lastStep = path.rfind('\\') + 1;
+    if (lastStep != 0 && IsDevice(path.substr(lastStep)))
+    {
+        Simulation::Current().NoteNotSimulated(kWhoResolves, "the device " + path.substr(lastStep));
+        return ERROR_CALL_NOT_IMPLEMENTED;
+    }
+    const std::size_t colon = path.find(':', 2);
+    if (lastStep != 0 && colon != std::string::npos && colon > lastStep)
+        Simulation::Current().NoteNotSimulated(kWhoResolves, "the streams of files");
+    const auto isTooLong = [](const std::string& step) { return Utf16(step).size() > kLongestStep; };
+    const bool isName = !HasInvalidCharacter(path) && std::ranges::none_of(StepsOf(path), isTooLong);
+    return isName ? ERROR_SUCCESS : ERROR_INVALID_NAME;
+}
+
 FileName LiteralName(const std::string& name)
 {
     if (name.starts_with(kLiteralServer))
@@ -111,25 +185,12 @@ FileName LiteralName(const std::string& name)
     if (path.empty())
         return {name, ERROR_INVALID_NAME};
     if (!HasDrive(path))
+    {
+        Simulation::Current().NoteNotSimulated(kWhoResolves, "devices other than drives");
         return {name, ERROR_FILE_NOT_FOUND};
-    const bool isName = !HasInvalidCharacter(path) && path.find('/') == std::string::npos && HasStepsAlone(path);
-    return {Files::Normalize(path), isName ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_INVALID_NAME}};
-}
-
-// The full path of a name that has no prefix.
-std::string PlainPath(const std::string& name)
-{
-    const std::string& current = Simulation::Current().machine.process.currentDirectory;
-    const std::string path = Files::Normalize(name);
-    const bool isFull = HasDrive(name) && (name.size() == 2 || IsSlash(name[2]));
-    std::string full = path;
-    if (HasDrive(name) && !isFull)
-        full = current + "\\" + path.substr(2);
-    else if (IsSlash(name[0]))
-        full = current.substr(0, 2) + path;
-    else if (!isFull)
-        full = current + "\\" + path;
-    return Files::Normalize(WithoutTail(WithoutDots(full)));
+    }
+    const bool isName = path.find('/') == std::string::npos && HasStepsAlone(path);
+    return {Files::Normalize(path), isName ? PathError(path) : DWORD{ERROR_INVALID_NAME}};
 }
 
 // The error of opening a file that exists.
@@ -139,6 +200,10 @@ DWORD OpenExistingError(const File& file, const Opening& opening)
         return ERROR_FILE_EXISTS;
     const bool canBeOpened =
         !file.isDirectory || ((opening.flags & FILE_FLAG_BACKUP_SEMANTICS) != 0 && !opening.Replaces());
+    // A file that is replaced keeps these attributes, or is refused.
+    const DWORD kept = file.Attributes() & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM);
+    if (opening.disposition == CREATE_ALWAYS && (kept & ~opening.flags) != 0)
+        return ERROR_ACCESS_DENIED;
     const bool isWrittenInVain = opening.Writes() && !file.isDirectory && file.IsReadOnly();
     if (!canBeOpened || !MayAccess(file, opening.access) || isWrittenInVain)
         return ERROR_ACCESS_DENIED;
@@ -159,10 +224,13 @@ FileName UnresolvedName(const std::string& name)
     const bool isDevice = isShared && name.size() >= 4 && (name[2] == '.' || name[2] == '?') && IsSlash(name[3]);
     if (isShared && !isDevice)
         return {name, ERROR_BAD_NETPATH}; // the simulated machine has no network
-    FileName result{PlainPath(isDevice ? name.substr(4) : name)};
-    if (HasInvalidCharacter(result.path))
-        result.error = ERROR_INVALID_NAME;
-    return result;
+    if (isDevice && (!HasDrive(name.substr(4)) || name.size() == 6))
+    {
+        Simulation::Current().NoteNotSimulated(kWhoResolves, "devices other than drives");
+        return {name, ERROR_FILE_NOT_FOUND};
+    }
+    const std::string path = PlainPath(isDevice ? name.substr(4) : name);
+    return {path, PathError(path)};
 }
 
 } // namespace
@@ -176,6 +244,8 @@ FileName FullName(const std::string& name, LastLink last)
     const Resolution resolved = Simulation::Current().machine.files.Resolve(full.path, last, &MayFollow);
     full.path = resolved.path;
     full.error = resolved.error;
+    if (full.error == ERROR_SUCCESS && Simulation::Current().IsDeletionPending(full.path))
+        full.error = ERROR_ACCESS_DENIED;
     return full;
 }
 
@@ -218,7 +288,16 @@ DWORD MissingError(const std::string& path)
 
 bool MayAccess(const File& file, std::uint32_t rights)
 {
-    return !file.isDenied && file.security.Grants(Simulation::Current().machine.token, rights, kFileRights);
+    const Machine& machine = Simulation::Current().machine;
+    if (file.isDenied)
+        return false;
+    if (file.security.Grants(machine.token, rights, kFileRights))
+        return true;
+    // Whoever may delete what is in a directory needs no right on the file, unless the machine is described so.
+    const File* const parent = machine.files.Find(Files::ParentOf(file.path));
+    return (rights & DELETE) != 0 && file.security.Grants(machine.token, rights & ~DELETE, kFileRights) &&
+           (MappedRights(file.security.deniedAccess, kFileRights) & DELETE) == 0 && parent != nullptr &&
+           parent->security.access && parent->security.Grants(machine.token, FILE_DELETE_CHILD, kFileRights);
 }
 
 DWORD MakeDirectory(const FileName& name)
@@ -257,6 +336,10 @@ DWORD OpenError(const FileName& name, const Opening& opening)
     if (name.error != ERROR_SUCCESS)
         return name.error;
     if (opening.disposition < CREATE_NEW || opening.disposition > TRUNCATE_EXISTING)
+        return ERROR_INVALID_PARAMETER;
+    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const bool cannotReplace = opening.disposition == TRUNCATE_EXISTING && (opening.access & FILE_WRITE_DATA) == 0;
+    if ((opening.share & ~kShareAll) != 0 || cannotReplace)
         return ERROR_INVALID_PARAMETER;
     if (const File* file = Simulation::Current().machine.files.Find(name.path))
         return OpenExistingError(*file, opening);

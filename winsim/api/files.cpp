@@ -64,7 +64,7 @@ BOOL Delete(Call& call, const Character* fileName)
     return call.SuccessOf([&]() -> DWORD {
         if (const DWORD error = DeleteError(name); error != ERROR_SUCCESS)
             return error;
-        AllFiles().Remove(name.path);
+        Simulation::Current().DeleteName(name.path);
         return ERROR_SUCCESS;
     });
 }
@@ -128,6 +128,14 @@ BOOL Copy(Call& call, const Character* existing, const Character* copy, BOOL fai
     });
 }
 
+// Whether a path is that of a directory or below it.
+bool IsWithin(const std::string& path, const std::string& directory)
+{
+    const std::string folded = winsim::FoldCase(path);
+    const std::string beginning = winsim::FoldCase(directory);
+    return folded.starts_with(beginning) && (folded.size() == beginning.size() || folded[beginning.size()] == '\\');
+}
+
 // The error that open handles to a file or directory, or to files in it, give to renaming it.
 DWORD HeldError(const File& source)
 {
@@ -135,7 +143,7 @@ DWORD HeldError(const File& source)
     return error != ERROR_SUCCESS || !source.isDirectory ? error : winsim::OpenBelowError(source);
 }
 
-DWORD MoveError(const FileName& from, const FileName& to, bool mayReplace)
+DWORD MoveError(const FileName& from, const FileName& to, DWORD flags)
 {
     if (from.error != ERROR_SUCCESS)
         return from.error;
@@ -151,16 +159,22 @@ DWORD MoveError(const FileName& from, const FileName& to, bool mayReplace)
     const File* target = AllFiles().Find(to.path);
     if (target == source)
         return ERROR_SUCCESS;
+    if (source->isDirectory && IsWithin(to.path, from.path))
+        return ERROR_SHARING_VIOLATION;
+    const bool isOnOneDrive = winsim::SameName(from.path.substr(0, 2), to.path.substr(0, 2));
+    if (!isOnOneDrive && (source->isDirectory || (flags & MOVEFILE_COPY_ALLOWED) == 0))
+        return ERROR_NOT_SAME_DEVICE;
     if (target == nullptr)
         return CreateError(to.path);
-    if (!mayReplace)
+    if ((flags & MOVEFILE_REPLACE_EXISTING) == 0)
         return ERROR_ALREADY_EXISTS;
-    return DeleteError(to);
+    // Even a handle that shares deletion keeps a file from being replaced.
+    return winsim::IsFileOpen(*target) ? ERROR_ACCESS_DENIED : DeleteError(to);
 }
 
-BOOL Move(Call& call, const FileName& from, const FileName& to, bool mayReplace)
+BOOL Move(Call& call, const FileName& from, const FileName& to, DWORD flags)
 {
-    if (const DWORD error = MoveError(from, to, mayReplace); error != ERROR_SUCCESS)
+    if (const DWORD error = MoveError(from, to, flags); error != ERROR_SUCCESS)
         return call.Fail(FALSE, error);
     if (AllFiles().Find(to.path) != AllFiles().Find(from.path))
         AllFiles().Remove(to.path);
@@ -181,6 +195,17 @@ BOOL MoveAtNextStart(Call& call, const FileName& from, const FileName* to)
     return call.Done(TRUE);
 }
 
+// The rights that opening a file asks for. MAXIMUM_ALLOWED means those that the file grants.
+DWORD AccessOf(const FileName& name, DWORD access)
+{
+    const DWORD plain = winsim::FileAccessOf(access & ~MAXIMUM_ALLOWED);
+    const File* const file = AllFiles().Find(name.path);
+    if ((access & MAXIMUM_ALLOWED) == 0 || file == nullptr)
+        return plain | ((access & MAXIMUM_ALLOWED) != 0 ? winsim::kFileRights.all : 0);
+    return plain |
+           file->security.Opened(Simulation::Current().machine.token, MAXIMUM_ALLOWED, winsim::kFileRights).value_or(0);
+}
+
 // The volume's serial number: each drive of the simulated machine is a volume.
 DWORD VolumeOf(const File& file)
 {
@@ -188,13 +213,19 @@ DWORD VolumeOf(const File& file)
     return kFirstVolume + static_cast<unsigned char>(winsim::FoldCase(file.path.substr(0, 1)).front());
 }
 
+// Flags that only say how the file will be read and written, which no simulated call does.
+constexpr DWORD kHints = 0xF8000000 & ~FILE_FLAG_DELETE_ON_CLOSE; // FILE_FLAG_WRITE_THROUGH, ...
+constexpr DWORD kSettable = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+constexpr DWORD kKnownFlags = kHints | kSettable | FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_NORMAL |
+                              FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS;
+
 // Makes the file if it is missing, and empties it if its content is replaced.
 File& OpenForUse(const FileName& name, const winsim::Opening& opening)
 {
-    constexpr DWORD kSettable = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN;
     const bool existed = AllFiles().Find(name.path) != nullptr;
     File& file = winsim::OpenOrMake(name.path, false);
-    if (!existed && (opening.flags & kSettable) != 0)
+    const bool isMade = !existed || opening.disposition == CREATE_ALWAYS;
+    if (isMade && (opening.flags & kSettable) != 0)
         file.attributes = FILE_ATTRIBUTE_ARCHIVE | (opening.flags & kSettable);
     if (opening.Replaces())
     {
@@ -248,7 +279,7 @@ BOOL WINAPI MoveFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName)
     call.In("lpExistingFileName", lpExistingFileName).In("lpNewFileName", lpNewFileName);
     return call.ResultOf(FALSE, [&] {
         return Move(call, FileNameOf(lpExistingFileName, LastLink::Keep), FileNameOf(lpNewFileName, LastLink::Keep),
-                    false);
+                    MOVEFILE_COPY_ALLOWED);
     });
 }
 
@@ -257,11 +288,14 @@ BOOL WINAPI MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD
     Call call{"MoveFileExW"};
     call.In("lpExistingFileName", lpExistingFileName).In("lpNewFileName", lpNewFileName).In("dwFlags", dwFlags);
     return call.ResultOf(FALSE, [&] {
+        constexpr DWORD kNotSimulated = MOVEFILE_CREATE_HARDLINK | MOVEFILE_FAIL_IF_NOT_TRACKABLE;
+        if ((dwFlags & kNotSimulated) != 0)
+            return call.Fail(FALSE, call.NotSimulated("a move that makes a link or has to be tracked"));
         const FileName from = FileNameOf(lpExistingFileName, LastLink::Keep);
         const FileName to = FileNameOf(lpNewFileName, LastLink::Keep);
         if ((dwFlags & MOVEFILE_DELAY_UNTIL_REBOOT) != 0)
             return MoveAtNextStart(call, from, lpNewFileName == nullptr ? nullptr : &to);
-        return Move(call, from, to, (dwFlags & MOVEFILE_REPLACE_EXISTING) != 0);
+        return Move(call, from, to, dwFlags);
     });
 }
 
@@ -280,9 +314,13 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
     // A fault without an error gives a null handle, which is not the value that reports a failure.
     if (const auto fault = call.Fault())
         return *fault == ERROR_SUCCESS ? call.Done(HANDLE{}) : call.Fail(INVALID_HANDLE_VALUE, *fault);
+    if ((dwFlagsAndAttributes & ~kKnownFlags) != 0 || hTemplateFile != nullptr ||
+        (lpSecurityAttributes != nullptr && lpSecurityAttributes->lpSecurityDescriptor != nullptr))
+        return call.Fail(INVALID_HANDLE_VALUE,
+                         call.NotSimulated("these flags, templates, or the security of a new file"));
     const bool opensLink = (dwFlagsAndAttributes & FILE_FLAG_OPEN_REPARSE_POINT) != 0;
     const FileName name = FileNameOf(lpFileName, opensLink ? LastLink::Keep : LastLink::Follow);
-    const winsim::Opening opening{winsim::FileAccessOf(dwDesiredAccess) | FILE_READ_ATTRIBUTES, dwShareMode,
+    const winsim::Opening opening{AccessOf(name, dwDesiredAccess) | FILE_READ_ATTRIBUTES, dwShareMode,
                                   dwCreationDisposition, dwFlagsAndAttributes};
     if (const DWORD error = OpenError(name, opening); error != ERROR_SUCCESS)
         return call.Fail(INVALID_HANDLE_VALUE, error);
@@ -298,7 +336,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
 BOOL WINAPI GetFileInformationByHandle(HANDLE hFile, LPBY_HANDLE_FILE_INFORMATION lpFileInformation)
 {
     Call call{"GetFileInformationByHandle"};
-    call.In("hFile", hFile);
+    call.In("hFile", hFile).Needs(lpFileInformation);
     return call.SuccessOf([&]() -> DWORD {
         const auto* open = call.Find<winsim::OpenFile>(hFile);
         const File* file = open == nullptr ? nullptr : AllFiles().FindByIdentity(open->file);
@@ -331,6 +369,8 @@ DWORD WINAPI GetFinalPathNameByHandleW(HANDLE hFile, LPWSTR lpszFilePath, DWORD 
         const auto* open = call.Find<winsim::OpenFile>(hFile);
         if (open == nullptr)
             return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
+        if (dwFlags != 0)
+            return call.Fail(DWORD{0}, call.NotSimulated("names of volumes and names as they were opened"));
         const std::u16string path = u"\\\\?\\" + winsim::Utf16(open->path);
         // If the buffer is too small, the result is the needed size with the terminator.
         if (path.size() >= cchFilePath)

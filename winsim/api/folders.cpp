@@ -143,6 +143,8 @@ HRESULT WINAPI SHGetFolderPathA(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
 {
     Call call{"SHGetFolderPathA"};
     call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
+    if (pszPath == nullptr)
+        return call.Status(static_cast<std::uint32_t>(E_INVALIDARG));
     *pszPath = '\0';
     return call.StatusOf([&] { return TellShellFolder(call, csidl, pszPath); });
 }
@@ -151,6 +153,8 @@ HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
 {
     Call call{"SHGetFolderPathW"};
     call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
+    if (pszPath == nullptr)
+        return call.Status(static_cast<std::uint32_t>(E_INVALIDARG));
     *pszPath = u'\0';
     return call.StatusOf([&] { return TellShellFolder(call, csidl, pszPath); });
 }

@@ -1,6 +1,6 @@
 // Closing handles.
-#include "winsim/api/kernel_objects.h"
 #include "winsim/process/gate.h"
+#include "winsim/process/kernel_objects.h"
 #include "winsim/process/open_files.h"
 #include "winsim/process/simulation.h"
 
@@ -22,6 +22,7 @@ BOOL WINAPI CloseHandle(HANDLE hObject)
             Simulation::Current()
                 .handles.CloseAnyOf<winsim::OpenFile, winsim::OpenProcessHandle, winsim::OpenThread, winsim::OpenToken>(
                     hObject, "kernel object", call.Name());
+        Simulation::Current().EndPendingDeletions();
         return isClosed ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
     });
 }

@@ -213,14 +213,16 @@ HMODULE WINAPI LoadLibraryA(LPCSTR lpLibFileName)
 {
     Call call{"LoadLibraryA"};
     call.In("lpLibFileName", lpLibFileName);
-    return Load(call, winsim::FileNameOf(lpLibFileName), Simulation::Current().FromAnsi(lpLibFileName));
+    const std::string given = lpLibFileName == nullptr ? std::string() : Simulation::Current().FromAnsi(lpLibFileName);
+    return Load(call, winsim::FileNameOf(lpLibFileName), given);
 }
 
 HMODULE WINAPI LoadLibraryW(LPCWSTR lpLibFileName)
 {
     Call call{"LoadLibraryW"};
     call.In("lpLibFileName", lpLibFileName);
-    return Load(call, winsim::FileNameOf(lpLibFileName), winsim::Utf8(lpLibFileName));
+    const std::string given = lpLibFileName == nullptr ? std::string() : winsim::Utf8(lpLibFileName);
+    return Load(call, winsim::FileNameOf(lpLibFileName), given);
 }
 
 BOOL WINAPI FreeLibrary(HMODULE hLibModule)
@@ -234,7 +236,10 @@ BOOL WINAPI FreeLibrary(HMODULE hLibModule)
 FARPROC WINAPI GetProcAddress(HMODULE hModule, LPCSTR lpProcName)
 {
     Call call{"GetProcAddress"};
-    call.In("hModule", hModule).In("lpProcName", lpProcName);
+    // A small number instead of a name is a function's number in its library.
+    const auto number = reinterpret_cast<std::uintptr_t>(lpProcName);
+    const bool isNumber = number <= 0xFFFF;
+    call.In("hModule", hModule).In("lpProcName", isNumber ? Json(number) : Json(lpProcName));
     Simulation& simulation = Simulation::Current();
     void* const none = nullptr;
     const auto fail = [&](DWORD error) {
@@ -246,6 +251,8 @@ FARPROC WINAPI GetProcAddress(HMODULE hModule, LPCSTR lpProcName)
     const auto* loaded = call.Find<LoadedLibrary>(hModule);
     if (loaded == nullptr)
         return fail(ERROR_MOD_NOT_FOUND);
+    if (isNumber)
+        return fail(number == 0 ? ERROR_PROC_NOT_FOUND : call.NotSimulated("the numbers of functions"));
     const std::string name = lpProcName;
     const FARPROC function =
         loaded->library.exports.contains(name) ? SlotOf(hModule, name) : FindSystemFunction(*loaded, name);

@@ -4,7 +4,9 @@
 #include "winsim/process/gate.h"
 #include "winsim/process/simulation.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <string>
 
 using winsim::Call;
@@ -22,6 +24,18 @@ struct BstrBlock
 
 // The length of a string in bytes is stored directly before it.
 constexpr std::size_t kPrefix = 8;
+
+// Whether a variant of this type can be cleared.
+bool IsVariantType(VARTYPE type)
+{
+    constexpr VARTYPE kNoType = 15; // a gap in the numbers of the simple types
+    constexpr VARTYPE kBeyondSimple[] = {VT_RECORD, VT_CLSID};
+    const VARTYPE plain = type & VT_TYPEMASK;
+    const VARTYPE form = type & ~VT_TYPEMASK;
+    if ((form & ~(VT_ARRAY | VT_BYREF)) != 0 || plain == kNoType || (form != 0 && plain <= VT_NULL))
+        return false;
+    return plain < VT_VOID || std::ranges::find(kBeyondSimple, plain) != std::end(kBeyondSimple);
+}
 
 const void* BlockOf(BSTR text)
 {
@@ -76,13 +90,20 @@ void WINAPI SysFreeString(BSTR bstrString)
 HRESULT WINAPI VariantClear(VARIANTARG* pvarg)
 {
     Call call{"VariantClear", CallKind::Housekeeping};
-    call.In("pvarg", pvarg);
+    call.In("pvarg", pvarg).Needs(pvarg);
+    if (!IsVariantType(pvarg->vt))
+        return call.Status(static_cast<std::uint32_t>(DISP_E_BADVARTYPE));
+    if ((pvarg->vt & VT_BYREF) == 0 && ((pvarg->vt & VT_ARRAY) != 0 || pvarg->vt == VT_RECORD))
+        return call.Status(static_cast<std::uint32_t>(HRESULT_FROM_WIN32(call.NotSimulated("arrays and records"))));
     // A variant that was never passed to a call may be cleared too.
     if (Simulation::Current().handles.IsOpen<winsim::HeldVariant>(pvarg))
         call.Close<winsim::HeldVariant>(pvarg);
     const auto fault = call.Fault();
     if (pvarg->vt == VT_BSTR)
         SysFreeString(pvarg->bstrVal);
+    const bool isObject = pvarg->vt == VT_UNKNOWN || pvarg->vt == VT_DISPATCH;
+    if (isObject && pvarg->punkVal != nullptr)
+        pvarg->punkVal->Release();
     pvarg->vt = VT_EMPTY;
     return call.Status(fault.value_or(S_OK));
 }

@@ -100,7 +100,7 @@ LPWSTR WINAPI GetCommandLineW()
 LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs)
 {
     Call call{"CommandLineToArgvW"};
-    call.In("lpCmdLine", lpCmdLine);
+    call.In("lpCmdLine", lpCmdLine).Needs(lpCmdLine, pNumArgs);
     LPWSTR* const none = nullptr;
     return call.ResultOf(none, [&] {
         Simulation& simulation = Simulation::Current();
@@ -200,7 +200,8 @@ DWORD WINAPI GetEnvironmentVariableA(LPCSTR lpName, LPSTR lpBuffer, DWORD nSize)
     call.In("lpName", lpName).In("nSize", nSize);
     return call.ResultOf(DWORD{0}, [&] {
         Simulation& simulation = Simulation::Current();
-        const std::string* value = simulation.machine.environment.Find(simulation.FromAnsi(lpName));
+        const std::string* value =
+            lpName == nullptr ? nullptr : simulation.machine.environment.Find(simulation.FromAnsi(lpName));
         if (value == nullptr)
             return call.Fail(DWORD{0}, ERROR_ENVVAR_NOT_FOUND);
         const std::string ansi = simulation.ToAnsi(*value);

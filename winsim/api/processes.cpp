@@ -1,10 +1,10 @@
 // Other processes: starting, waiting, listing, ending.
 #include "winsim/machine/processes.h"
 #include "winsim/api/file_access.h"
-#include "winsim/api/kernel_objects.h"
 #include "winsim/api/search_folders.h"
 #include "winsim/base/text.h"
 #include "winsim/process/gate.h"
+#include "winsim/process/kernel_objects.h"
 #include "winsim/process/simulation.h"
 
 #include "processthreadsapi.h"
@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <initializer_list>
 #include <optional>
 #include <vector>
 
@@ -28,12 +29,14 @@ using winsim::Simulation;
 namespace
 {
 
-constexpr DWORD kProcessAllAccess = 0x1FFFFF;
 constexpr DWORD kReadModules = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ;
 constexpr std::size_t kLongestCommandLine = 32766;
 
-// The process of a handle that has the needed rights; otherwise none, and `error` is set.
-std::optional<OpenProcessHandle> OpenedWith(const Call& call, DWORD neededAccess, HANDLE handle, DWORD& error)
+constexpr DWORD kProcessAllAccess = winsim::kGenericProcessRights.all;
+
+// The process of a handle that has one of the needed rights; otherwise none, and `error` is set.
+std::optional<OpenProcessHandle> OpenedWithAny(const Call& call, std::initializer_list<DWORD> needed, HANDLE handle,
+                                               DWORD& error)
 {
     const Simulation& simulation = Simulation::Current();
     // The pseudo-handle of the current process, which is never opened.
@@ -45,12 +48,39 @@ std::optional<OpenProcessHandle> OpenedWith(const Call& call, DWORD neededAccess
         error = ERROR_INVALID_HANDLE;
         return std::nullopt;
     }
-    if ((open->access & neededAccess) != neededAccess)
+    if (std::ranges::none_of(needed, [&](DWORD access) { return (open->access & access) == access; }))
     {
         error = ERROR_ACCESS_DENIED;
         return std::nullopt;
     }
     return *open;
+}
+
+std::optional<OpenProcessHandle> OpenedWith(const Call& call, DWORD neededAccess, HANDLE handle, DWORD& error)
+{
+    return OpenedWithAny(call, {neededAccess}, handle, error);
+}
+
+// The exit code of a process that has ended, or STILL_ACTIVE.
+DWORD ExitCodeOf(DWORD id)
+{
+    const Simulation& simulation = Simulation::Current();
+    const ChildProcess* known = simulation.FindChild(id);
+    if (known != nullptr && known->hasEnded)
+        return known->run.exitCode;
+    // A described process that an effect removed ended with 0.
+    return simulation.machine.processes.Find(id) != nullptr ? STILL_ACTIVE : 0;
+}
+
+// The process that a handle of a process or of its first thread belongs to, for waiting; otherwise none, and `error` is
+// set. A process and its thread end together.
+std::optional<DWORD> WaitedFor(const Call& call, HANDLE handle, DWORD& error)
+{
+    const winsim::HandleTable& handles = Simulation::Current().handles;
+    if (handles.IsOpen<winsim::OpenThread>(handle))
+        return call.Find<winsim::OpenThread>(handle)->processId;
+    const auto open = OpenedWith(call, SYNCHRONIZE, handle, error);
+    return open ? std::optional(open->id) : std::nullopt;
 }
 
 // A command line, split into program and arguments.
@@ -203,10 +233,16 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
         .In("bInheritHandles", bInheritHandles)
         .In("dwCreationFlags", dwCreationFlags)
         .In("lpEnvironment", lpEnvironment)
-        .In("lpCurrentDirectory", lpCurrentDirectory);
+        .In("lpCurrentDirectory", lpCurrentDirectory)
+        .Needs(lpStartupInfo, lpProcessInformation);
+    if (lpApplicationName == nullptr)
+        call.Needs(lpCommandLine);
     if (call.IsRecording())
         call.In("lpStartupInfo", Noted(*lpStartupInfo));
     return call.SuccessOf([&]() -> DWORD {
+        constexpr DWORD kKnownFlags = CREATE_NO_WINDOW | CREATE_DEFAULT_ERROR_MODE;
+        if ((dwCreationFlags & ~kKnownFlags) != 0 || lpEnvironment != nullptr || bInheritHandles != FALSE)
+            return call.NotSimulated("these creation flags, environments, or inherited handles");
         const std::string line = lpCommandLine == nullptr ? std::string() : winsim::Utf8(lpCommandLine);
         if (lpCommandLine != nullptr && std::u16string_view(lpCommandLine).size() > kLongestCommandLine)
             return ERROR_FILENAME_EXCED_RANGE;
@@ -240,9 +276,9 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
         simulation.images.push_back(parts.program);
         const ChildProcess& child = simulation.StartChild(parts.program, run);
         lpProcessInformation->hProcess = simulation.handles.Open(OpenProcessHandle{child.id, kProcessAllAccess});
-        lpProcessInformation->hThread = simulation.handles.Open(winsim::OpenThread{});
+        lpProcessInformation->hThread = simulation.handles.Open(winsim::OpenThread{child.id});
         lpProcessInformation->dwProcessId = child.id;
-        lpProcessInformation->dwThreadId = child.id + 1;
+        lpProcessInformation->dwThreadId = child.threadId;
         if (call.IsRecording())
             call.Out("lpProcessInformation",
                      Json{{"hProcess", simulation.handles.NameOf(lpProcessInformation->hProcess)},
@@ -259,11 +295,11 @@ DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds)
     call.In("hHandle", hHandle).In("dwMilliseconds", dwMilliseconds);
     return call.ResultOf(WAIT_FAILED, [&] {
         DWORD error = ERROR_SUCCESS;
-        const auto open = OpenedWith(call, SYNCHRONIZE, hHandle, error);
-        if (!open)
+        const auto process = WaitedFor(call, hHandle, error);
+        if (!process)
             return call.Fail(WAIT_FAILED, error);
         const bool ended = Simulation::Current().WaitForProcess(
-            open->id,
+            *process,
             dwMilliseconds == INFINITE ? std::optional<std::uint64_t>() : std::optional<std::uint64_t>(dwMilliseconds));
         return call.Done(ended ? WAIT_OBJECT_0 : WAIT_TIMEOUT);
     });
@@ -272,14 +308,14 @@ DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds)
 BOOL WINAPI GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode)
 {
     Call call{"GetExitCodeProcess"};
-    call.In("hProcess", hProcess);
+    call.In("hProcess", hProcess).Needs(lpExitCode);
     return call.SuccessOf([&]() -> DWORD {
         DWORD error = ERROR_SUCCESS;
-        const auto open = OpenedWith(call, PROCESS_QUERY_INFORMATION, hProcess, error);
+        const auto open =
+            OpenedWithAny(call, {PROCESS_QUERY_INFORMATION, PROCESS_QUERY_LIMITED_INFORMATION}, hProcess, error);
         if (!open)
             return error;
-        const ChildProcess* child = Simulation::Current().FindChild(open->id);
-        *lpExitCode = child != nullptr && child->hasEnded ? child->run.exitCode : STILL_ACTIVE;
+        *lpExitCode = ExitCodeOf(open->id);
         call.Out("lpExitCode", *lpExitCode);
         return ERROR_SUCCESS;
     });
@@ -293,12 +329,14 @@ HANDLE WINAPI OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwPr
     return call.ResultOf(none, [&] {
         Simulation& simulation = Simulation::Current();
         const RunningProcess* process = simulation.machine.processes.Find(dwProcessId);
-        // The idle process is listed but cannot be opened.
-        if (process == nullptr || dwProcessId == 0)
+        // The idle process is listed but cannot be opened. One that has ended can, as long as there is a handle to it.
+        if ((process == nullptr && !simulation.IsProcessHeld(dwProcessId)) || dwProcessId == 0)
             return call.Fail(none, ERROR_INVALID_PARAMETER);
-        if ((process->deniedAccess & dwDesiredAccess) != 0)
+        const DWORD denied = process != nullptr ? process->deniedAccess : 0;
+        const auto access = winsim::OpenedWithout(denied, dwDesiredAccess, winsim::kGenericProcessRights);
+        if (!access)
             return call.Fail(none, ERROR_ACCESS_DENIED);
-        return call.Done(simulation.handles.Open(OpenProcessHandle{dwProcessId, dwDesiredAccess}));
+        return call.Done(simulation.handles.Open(OpenProcessHandle{dwProcessId, *access}));
     });
 }
 
@@ -325,7 +363,7 @@ BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode)
 BOOL WINAPI EnumProcesses(DWORD* lpidProcess, DWORD cb, LPDWORD lpcbNeeded)
 {
     Call call{"EnumProcesses"};
-    call.In("cb", cb);
+    call.In("cb", cb).Needs(lpcbNeeded);
     return call.SuccessOf([&]() -> DWORD {
         const auto& processes = Simulation::Current().machine.processes.All();
         const std::size_t count = call.GivesNothing() ? 0 : std::min<std::size_t>(processes.size(), cb / sizeof(DWORD));
@@ -345,7 +383,7 @@ BOOL WINAPI EnumProcesses(DWORD* lpidProcess, DWORD cb, LPDWORD lpcbNeeded)
 BOOL WINAPI EnumProcessModules(HANDLE hProcess, HMODULE* lphModule, DWORD cb, LPDWORD lpcbNeeded)
 {
     Call call{"EnumProcessModules"};
-    call.In("hProcess", hProcess).In("cb", cb);
+    call.In("hProcess", hProcess).In("cb", cb).Needs(lpcbNeeded);
     return call.SuccessOf([&]() -> DWORD {
         Simulation& simulation = Simulation::Current();
         DWORD error = ERROR_SUCCESS;

@@ -9,6 +9,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
 
 using winsim::Call;
 using winsim::Json;
@@ -19,52 +24,116 @@ using winsim::Simulation;
 namespace
 {
 
+constexpr REGSAM kDelete = 0x10000;
+constexpr REGSAM kWow64Key64 = 0x100;
+constexpr REGSAM kWow64Key32 = 0x200;
+constexpr std::size_t kLongestKeyName = 255;
+
 // The object of a key's handle.
 struct OpenKey
 {
     static constexpr char kKind[] = "key";
 
     std::string path;
+    winsim::Identity key;
     REGSAM access;
 };
 
-bool IsPredefined(HKEY key)
+// A predefined key.
+struct Root
 {
-    return key == HKEY_LOCAL_MACHINE || key == HKEY_CURRENT_USER || key == HKEY_CLASSES_ROOT || key == HKEY_USERS;
+    HKEY handle;
+    const char* path;        // null: not simulated
+    bool mayHaveKeys = true; // whether a program may make keys directly below it
+};
+
+const Root kPredefinedKeys[] = {
+    {HKEY_LOCAL_MACHINE, "HKLM", false},
+    {HKEY_CURRENT_USER, "HKCU"},
+    {HKEY_CLASSES_ROOT, nullptr},
+    {HKEY_USERS, nullptr},
+};
+
+const Root* RootOf(HKEY key)
+{
+    const auto root = std::ranges::find(kPredefinedKeys, key, &Root::handle);
+    return root == std::end(kPredefinedKeys) ? nullptr : &*root;
 }
 
-// The path of a key's handle and a subkey; none if the handle is not that of a key.
-std::optional<std::string> PathOf(const Call& call, HKEY key, const std::string& subKey)
+// The key of a handle: its path and the rights of the handle, or a Win32 error.
+struct Place
 {
-    std::string path;
-    if (key == HKEY_LOCAL_MACHINE)
-        path = "HKLM";
-    else if (key == HKEY_CURRENT_USER)
-        path = "HKCU";
-    else if (key == HKEY_CLASSES_ROOT)
-        path = "HKCR";
-    else if (key == HKEY_USERS)
-        path = "HKU";
-    else if (const auto* open = call.Find<OpenKey>(key))
-        path = open->path;
-    else
-        return std::nullopt;
+    std::string path = {};
+    REGSAM access = 0;
+    LSTATUS error = ERROR_SUCCESS;
+};
 
-    std::string below = subKey;
-    while (!below.empty() && below.back() == '\\')
-        below.pop_back();
-    if (!below.empty())
-        path += "\\" + below;
-    return path;
+Place PlaceOf(const Call& call, HKEY key)
+{
+    const winsim::Machine& machine = Simulation::Current().machine;
+    if (const Root* const root = RootOf(key))
+    {
+        // HKEY_CLASSES_ROOT is a view of two other trees, and HKEY_USERS contains a user's own.
+        if (root->path == nullptr)
+            return {.error = static_cast<LSTATUS>(call.NotSimulated("HKEY_CLASSES_ROOT and HKEY_USERS"))};
+        const RegistryKey* const described = machine.registry.Find(root->path);
+        const winsim::Security security = described != nullptr ? described->security : winsim::Security();
+        return {root->path, security.Opened(machine.token, MAXIMUM_ALLOWED, winsim::kKeyRights).value_or(0)};
+    }
+    const auto* open = call.Find<OpenKey>(key);
+    if (open == nullptr)
+        return {.error = ERROR_INVALID_HANDLE};
+    const RegistryKey* const opened = machine.registry.Find(open->path);
+    if (opened == nullptr || opened->identity.number != open->key.number)
+        return {.error = ERROR_KEY_DELETED};
+    return {open->path, open->access};
+}
+
+// The place of a key below the key of a handle. Backslashes at the end, and those that follow another one, do not
+// count.
+Place PlaceBelow(const Call& call, HKEY key, const std::string& subKey)
+{
+    Place place = PlaceOf(call, key);
+    if (place.error != ERROR_SUCCESS)
+        return place;
+    if (subKey.starts_with('\\'))
+        return {.error = ERROR_BAD_PATHNAME};
+    for (std::size_t start = 0; start < subKey.size();)
+    {
+        const std::size_t end = std::min(subKey.find('\\', start), subKey.size());
+        const std::string name = subKey.substr(start, end - start);
+        start = end + 1;
+        if (name.empty())
+            continue;
+        if (winsim::Utf16(name).size() > kLongestKeyName)
+            return {.error = ERROR_INVALID_PARAMETER};
+        place.path += "\\" + name;
+    }
+    return place;
 }
 
 // The functions below return the call's status.
 
-LSTATUS GiveHandle(Call& call, const std::string& path, REGSAM access, PHKEY result)
+LSTATUS GiveHandle(Call& call, const RegistryKey& key, REGSAM access, PHKEY result)
 {
-    *result = static_cast<HKEY>(Simulation::Current().handles.Open(OpenKey{path, access}));
+    *result = static_cast<HKEY>(Simulation::Current().handles.Open(OpenKey{key.path, key.identity, access}));
     call.Out("phkResult", *result);
     return ERROR_SUCCESS;
+}
+
+// The rights that are asked for, without the flags for one of the two views of the registry.
+REGSAM RightsIn(REGSAM access)
+{
+    return access & ~(kWow64Key64 | kWow64Key32);
+}
+
+// The error of asking for the 32-bit view of the registry, if this process does not have it anyway.
+LSTATUS ViewError(const Call& call, REGSAM access)
+{
+    const bool is32Bit = Simulation::Current().machine.windows.isWow64;
+    const REGSAM other = is32Bit ? kWow64Key64 : kWow64Key32;
+    return (access & other) == 0 ? ERROR_SUCCESS
+                                 : static_cast<LSTATUS>(call.NotSimulated("the registry's other view (KEY_WOW64_...)"));
 }
 
 LSTATUS OpenKeyAt(Call& call, const std::string& path, REGSAM access, PHKEY result)
@@ -73,9 +142,8 @@ LSTATUS OpenKeyAt(Call& call, const std::string& path, REGSAM access, PHKEY resu
     const RegistryKey* key = machine.registry.Find(path);
     if (key == nullptr)
         return ERROR_FILE_NOT_FOUND;
-    if (!key->security.Grants(machine.token, access, winsim::kKeyRights))
-        return ERROR_ACCESS_DENIED;
-    return GiveHandle(call, path, access, result);
+    const auto opened = key->security.Opened(machine.token, RightsIn(access), winsim::kKeyRights);
+    return opened ? GiveHandle(call, *key, *opened, result) : ERROR_ACCESS_DENIED;
 }
 
 // The key of a path. If it or its parents do not exist, they are made with the owner and the inherited access list that
@@ -93,27 +161,75 @@ RegistryKey& OpenOrMakeKey(const std::string& path)
     return made;
 }
 
-LSTATUS OpenSubKey(Call& call, HKEY key, const std::string& subKey, REGSAM access, PHKEY result)
+// The keys that every Windows has directly below HKEY_LOCAL_MACHINE: a description need not mention them.
+constexpr std::string_view kHives[] = {"HARDWARE", "SAM", "SECURITY", "SOFTWARE", "SYSTEM"};
+
+bool IsInHive(const std::string& path)
 {
-    return call.StatusOf([&] {
-        const auto path = PathOf(call, key, subKey);
-        return path ? OpenKeyAt(call, *path, access, result) : ERROR_INVALID_HANDLE;
+    const std::size_t start = path.find('\\') + 1;
+    const std::string first = path.substr(start, path.find('\\', start) - start);
+    return std::ranges::any_of(kHives, [&](std::string_view hive) { return winsim::SameName(first, hive); });
+}
+
+// The error of making a key where there is none.
+LSTATUS MakeError(const std::string& path)
+{
+    const winsim::Machine& machine = Simulation::Current().machine;
+    std::string nearest = path;
+    while (machine.registry.Find(nearest) == nullptr && nearest.find('\\') != std::string::npos)
+        nearest.resize(nearest.rfind('\\'));
+    const auto root = std::ranges::find_if(
+        kPredefinedKeys, [&](const Root& one) { return one.path != nullptr && winsim::SameName(one.path, nearest); });
+    if (root != std::end(kPredefinedKeys) && !root->mayHaveKeys && !IsInHive(path))
+        return ERROR_INVALID_PARAMETER;
+    // The nearest existing key must grant the right to make a subkey.
+    const RegistryKey* parent = machine.registry.Find(nearest);
+    return parent == nullptr || parent->security.Grants(machine.token, KEY_CREATE_SUB_KEY, winsim::kKeyRights)
+               ? ERROR_SUCCESS
+               : ERROR_ACCESS_DENIED;
+}
+
+LSTATUS OpenSubKey(Call& call, HKEY key, const std::string& subKey, DWORD options, REGSAM access, PHKEY result)
+{
+    if (result != nullptr)
+        *result = nullptr;
+    return call.StatusOf([&]() -> LSTATUS {
+        if (result == nullptr)
+            return ERROR_INVALID_PARAMETER;
+        if (options != 0)
+            return static_cast<LSTATUS>(call.NotSimulated("opening a key by options"));
+        if (const LSTATUS error = ViewError(call, access); error != ERROR_SUCCESS)
+            return error;
+        const Place place = PlaceBelow(call, key, subKey);
+        if (place.error != ERROR_SUCCESS)
+            return place.error;
+        if (!subKey.empty() || RootOf(key) == nullptr)
+            return OpenKeyAt(call, place.path, access, result);
+        // A predefined key is not opened again.
+        *result = key;
+        call.Out("phkResult", *result);
+        return ERROR_SUCCESS;
+    });
+}
+
+// Ends a call about the values of a key: `work` acts on the key's path.
+template <typename Work>
+LSTATUS StatusWith(Call& call, HKEY key, REGSAM neededAccess, Work work)
+{
+    return call.StatusOf([&]() -> LSTATUS {
+        const Place place = PlaceOf(call, key);
+        if (place.error != ERROR_SUCCESS)
+            return place.error;
+        return (place.access & neededAccess) == neededAccess ? work(place.path) : ERROR_ACCESS_DENIED;
     });
 }
 
 LSTATUS DeleteValue(Call& call, HKEY key, const std::string& name)
 {
-    return call.StatusOf([&]() -> DWORD {
-        Simulation& simulation = Simulation::Current();
-        const auto* open = call.Find<OpenKey>(key);
-        if (open == nullptr)
-            return ERROR_INVALID_HANDLE;
-        if ((open->access & KEY_SET_VALUE) == 0)
-            return ERROR_ACCESS_DENIED;
-        RegistryKey* target = simulation.machine.registry.Find(open->path);
-        if (target == nullptr || !simulation.machine.registry.DeleteValue(*target, name))
-            return ERROR_FILE_NOT_FOUND;
-        return ERROR_SUCCESS;
+    return StatusWith(call, key, KEY_SET_VALUE, [&](const std::string& path) -> LSTATUS {
+        winsim::Registry& registry = Simulation::Current().machine.registry;
+        RegistryKey* target = registry.Find(path);
+        return target != nullptr && registry.DeleteValue(*target, name) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
     });
 }
 
@@ -159,14 +275,15 @@ LSTATUS WINAPI RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD ulOptions, REGSAM
     Call call{"RegOpenKeyExA"};
     call.In("hKey", hKey).In("lpSubKey", lpSubKey).In("ulOptions", ulOptions).In("samDesired", samDesired);
     const std::string subKey = lpSubKey == nullptr ? std::string() : Simulation::Current().FromAnsi(lpSubKey);
-    return OpenSubKey(call, hKey, subKey, samDesired, phkResult);
+    return OpenSubKey(call, hKey, subKey, ulOptions, samDesired, phkResult);
 }
 
 LSTATUS WINAPI RegOpenKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD ulOptions, REGSAM samDesired, PHKEY phkResult)
 {
     Call call{"RegOpenKeyExW"};
     call.In("hKey", hKey).In("lpSubKey", lpSubKey).In("ulOptions", ulOptions).In("samDesired", samDesired);
-    return OpenSubKey(call, hKey, lpSubKey == nullptr ? std::string() : winsim::Utf8(lpSubKey), samDesired, phkResult);
+    const std::string subKey = lpSubKey == nullptr ? std::string() : winsim::Utf8(lpSubKey);
+    return OpenSubKey(call, hKey, subKey, ulOptions, samDesired, phkResult);
 }
 
 LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR lpClass, DWORD dwOptions,
@@ -181,32 +298,34 @@ LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR
         .In("dwOptions", dwOptions)
         .In("samDesired", samDesired)
         .In("lpSecurityAttributes", lpSecurityAttributes);
-    return call.StatusOf([&] {
-        Simulation& simulation = Simulation::Current();
+    if (phkResult != nullptr)
+        *phkResult = nullptr;
+    return call.StatusOf([&]() -> LSTATUS {
         if (lpSubKey == nullptr)
             return ERROR_BADKEY;
-        const auto path = PathOf(call, hKey, simulation.FromAnsi(lpSubKey));
-        if (!path)
-            return ERROR_INVALID_HANDLE;
+        if (Reserved != 0 || phkResult == nullptr)
+            return ERROR_INVALID_PARAMETER;
+        if (dwOptions != REG_OPTION_NON_VOLATILE || lpSecurityAttributes != nullptr)
+            return static_cast<LSTATUS>(call.NotSimulated("making a key with options or a security descriptor"));
+        if (const LSTATUS error = ViewError(call, samDesired); error != ERROR_SUCCESS)
+            return error;
+        const Place place = PlaceBelow(call, hKey, Simulation::Current().FromAnsi(lpSubKey));
+        if (place.error != ERROR_SUCCESS)
+            return place.error;
+        const bool isNew = Simulation::Current().machine.registry.Find(place.path) == nullptr;
+        if (const LSTATUS error = isNew ? MakeError(place.path) : ERROR_SUCCESS; error != ERROR_SUCCESS)
+            return error;
 
-        winsim::Registry& registry = simulation.machine.registry;
-        const bool isNew = registry.Find(*path) == nullptr;
-        // The nearest existing key must grant the right to make a subkey.
-        std::string nearest = *path;
-        while (registry.Find(nearest) == nullptr && nearest.find('\\') != std::string::npos)
-            nearest.resize(nearest.rfind('\\'));
-        const RegistryKey* parent = registry.Find(nearest);
-        if (isNew && parent != nullptr &&
-            !parent->security.Grants(simulation.machine.token, KEY_CREATE_SUB_KEY, winsim::kKeyRights))
-            return ERROR_ACCESS_DENIED;
-
-        OpenOrMakeKey(*path);
+        const RegistryKey& key = OpenOrMakeKey(place.path);
         const DWORD disposition = isNew ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
         if (lpdwDisposition != nullptr)
             *lpdwDisposition = disposition;
         call.Out("lpdwDisposition", disposition);
+        if (!isNew)
+            return OpenKeyAt(call, place.path, samDesired, phkResult);
         // The maker of a key gets the requested rights, whatever access list the new key inherits.
-        return isNew ? GiveHandle(call, *path, samDesired, phkResult) : OpenKeyAt(call, *path, samDesired, phkResult);
+        const auto access = winsim::OpenedWithout(0, RightsIn(samDesired), winsim::kKeyRights);
+        return GiveHandle(call, key, access.value_or(0), phkResult);
     });
 }
 
@@ -217,17 +336,12 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
     call.In("hKey", hKey).In("lpValueName", lpValueName).In("lpReserved", lpReserved);
     if (lpcbData != nullptr)
         call.In("lpcbData", *lpcbData);
-    return call.StatusOf([&]() -> DWORD {
+    return StatusWith(call, hKey, KEY_QUERY_VALUE, [&](const std::string& path) -> LSTATUS {
         Simulation& simulation = Simulation::Current();
-        const auto* open = call.Find<OpenKey>(hKey);
-        if (open == nullptr)
-            return ERROR_INVALID_HANDLE;
-        if ((open->access & KEY_QUERY_VALUE) == 0)
-            return ERROR_ACCESS_DENIED;
         if (lpReserved != nullptr || (lpData != nullptr && lpcbData == nullptr))
             return ERROR_INVALID_PARAMETER;
         const std::string name = lpValueName == nullptr ? std::string() : simulation.FromAnsi(lpValueName);
-        const auto value = simulation.machine.registry.ReadValue(open->path, name);
+        const auto value = simulation.machine.registry.ReadValue(path, name);
         if (!value)
             return ERROR_FILE_NOT_FOUND;
 
@@ -257,21 +371,20 @@ LSTATUS WINAPI RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD Reserved, DWO
                               DWORD cbData)
 {
     Call call{"RegSetValueExA"};
-    std::string bytes(reinterpret_cast<const char*>(lpData), cbData);
+    // Text is converted before Windows' kernel gets the data, which checks its address.
+    const bool hasData = lpData != nullptr || cbData == 0;
+    if (!hasData && winsim::IsTextType(dwType))
+        call.Needs(lpData);
+    std::string bytes = lpData != nullptr ? std::string(reinterpret_cast<const char*>(lpData), cbData) : std::string();
     call.In("hKey", hKey).In("lpValueName", lpValueName).In("Reserved", Reserved).In("dwType", dwType);
     if (call.IsRecording())
         call.In("lpData", NotedData(dwType, bytes)).In("cbData", cbData);
-    return call.StatusOf([&]() -> DWORD {
+    return StatusWith(call, hKey, KEY_SET_VALUE, [&](const std::string& path) -> LSTATUS {
         Simulation& simulation = Simulation::Current();
-        const auto* open = call.Find<OpenKey>(hKey);
-        if (open == nullptr)
-            return ERROR_INVALID_HANDLE;
-        if ((open->access & KEY_SET_VALUE) == 0)
-            return ERROR_ACCESS_DENIED;
-        RegistryKey* key = simulation.machine.registry.Find(open->path);
-        if (key == nullptr)
-            return ERROR_FILE_NOT_FOUND;
-
+        if (Reserved != 0)
+            return ERROR_INVALID_PARAMETER;
+        if (!hasData)
+            return ERROR_NOACCESS;
         if (winsim::IsTextType(dwType))
         {
             // Windows includes the terminator that follows the data even if the caller did not count it.
@@ -286,7 +399,7 @@ LSTATUS WINAPI RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD Reserved, DWO
             bytes = std::move(stored);
         }
         const std::string name = lpValueName == nullptr ? std::string() : simulation.FromAnsi(lpValueName);
-        simulation.machine.registry.SetValue(*key, name, dwType, std::move(bytes));
+        simulation.machine.registry.SetValue(OpenOrMakeKey(path), name, dwType, std::move(bytes));
         return ERROR_SUCCESS;
     });
 }
@@ -306,10 +419,33 @@ LSTATUS WINAPI RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName)
     return DeleteValue(call, hKey, lpValueName == nullptr ? std::string() : winsim::Utf8(lpValueName));
 }
 
+LSTATUS WINAPI RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey)
+{
+    Call call{"RegDeleteKeyW"};
+    call.In("hKey", hKey).In("lpSubKey", lpSubKey);
+    return call.StatusOf([&]() -> LSTATUS {
+        if (lpSubKey == nullptr)
+            return ERROR_INVALID_PARAMETER;
+        const Place place = PlaceBelow(call, hKey, winsim::Utf8(lpSubKey));
+        if (place.error != ERROR_SUCCESS)
+            return place.error;
+        winsim::Machine& machine = Simulation::Current().machine;
+        const RegistryKey* key = machine.registry.Find(place.path);
+        if (key == nullptr)
+            return ERROR_FILE_NOT_FOUND;
+        const bool isRoot = place.path.find('\\') == std::string::npos;
+        if (isRoot || machine.registry.HasSubkeys(place.path) ||
+            !key->security.Grants(machine.token, kDelete, winsim::kKeyRights))
+            return ERROR_ACCESS_DENIED;
+        machine.registry.Remove(place.path);
+        return ERROR_SUCCESS;
+    });
+}
+
 LSTATUS WINAPI RegCloseKey(HKEY hKey)
 {
     Call call{"RegCloseKey"};
     call.In("hKey", hKey);
     return call.StatusOfClosing(
-        [&] { return IsPredefined(hKey) || call.Close<OpenKey>(hKey) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE; });
+        [&] { return RootOf(hKey) != nullptr || call.Close<OpenKey>(hKey) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE; });
 }

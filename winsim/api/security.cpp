@@ -52,7 +52,7 @@ DWORD ToAccessEntries(const Call& call, ULONG count, const EXPLICIT_ACCESS_W* en
         if (!isDenial && entry.grfAccessMode != SET_ACCESS && entry.grfAccessMode != GRANT_ACCESS)
             return ERROR_INVALID_PARAMETER;
         if (entry.Trustee.TrusteeForm != TRUSTEE_IS_SID)
-            return ERROR_CALL_NOT_IMPLEMENTED;
+            return call.NotSimulated("trustees by their names");
         const auto sid = winsim::SidText(call, entry.Trustee.ptstrName);
         if (!sid)
             return ERROR_INVALID_SID;
@@ -80,23 +80,25 @@ struct NamedObject
 struct RootName
 {
     const char* name; // in objects' names
-    const char* root; // in the machine's paths of keys
+    const char* root; // in the machine's paths of keys; null: not simulated
 };
 
 constexpr RootName kRoots[] = {
     {"MACHINE", "HKLM"},
     {"CURRENT_USER", "HKCU"},
-    {"CLASSES_ROOT", "HKCR"},
-    {"USERS", "HKU"},
+    {"CLASSES_ROOT", nullptr},
+    {"USERS", nullptr},
 };
 
-NamedObject FindKey(const std::string& name)
+NamedObject FindKey(const Call& call, const std::string& name)
 {
     const std::size_t rootEnd = std::min(name.find('\\'), name.size());
     for (const RootName& known : kRoots)
     {
         if (!winsim::SameName(name.substr(0, rootEnd), known.name))
             continue;
+        if (known.root == nullptr)
+            return {.error = call.NotSimulated("HKEY_CLASSES_ROOT and HKEY_USERS")};
         winsim::Registry& registry = Simulation::Current().machine.registry;
         const std::string path = known.root + name.substr(rootEnd);
         auto* key = registry.Find(path);
@@ -128,13 +130,17 @@ NamedObject FindFile(LPCWSTR name)
 }
 
 // The object with a name, if the process is granted these rights on it; otherwise an error.
-NamedObject Open(LPCWSTR name, SE_OBJECT_TYPE type, DWORD rights)
+NamedObject Open(const Call& call, LPCWSTR name, SE_OBJECT_TYPE type, DWORD rights)
 {
     NamedObject object{.error = ERROR_INVALID_PARAMETER};
+    if (name == nullptr)
+        return object;
     if (type == SE_REGISTRY_KEY)
-        object = FindKey(winsim::Utf8(name));
+        object = FindKey(call, winsim::Utf8(name));
     else if (type == SE_FILE_OBJECT)
         object = FindFile(name);
+    else
+        object.error = call.NotSimulated("the security of objects other than keys and files");
     const bool isOpen = object.error == ERROR_SUCCESS;
     if (isOpen && (object.isDenied ||
                    !object.security->Grants(Simulation::Current().machine.token, rights, object.kind->generic)))
@@ -234,7 +240,7 @@ DWORD ChangeSecurity(const Call& call, const NamedObject& object, SECURITY_INFOR
 NamedObject OpenedWith(const Call& call, DWORD rights, HANDLE handle, SE_OBJECT_TYPE type)
 {
     if (type != SE_FILE_OBJECT)
-        return {.error = ERROR_INVALID_PARAMETER};
+        return {.error = call.NotSimulated("the security of open objects other than files")};
     Simulation& simulation = Simulation::Current();
     const auto* open = call.Find<winsim::OpenFile>(handle);
     if (open == nullptr)
@@ -320,15 +326,14 @@ DWORD WINAPI SetEntriesInAclW(ULONG cCountOfExplicitEntries, PEXPLICIT_ACCESS_W 
                               PACL* NewAcl)
 {
     Call call{"SetEntriesInAclW"};
-    call.In("cCountOfExplicitEntries", cCountOfExplicitEntries);
+    call.In("cCountOfExplicitEntries", cCountOfExplicitEntries).Needs(NewAcl);
     if (call.IsRecording())
         call.In("pListOfExplicitEntries", NotedEntries(cCountOfExplicitEntries, pListOfExplicitEntries))
             .In("OldAcl", winsim::NotedAcl(OldAcl));
     *NewAcl = nullptr;
     return call.StatusOf([&]() -> DWORD {
-        // The simulated machine does not merge lists.
         if (OldAcl != nullptr)
-            return ERROR_CALL_NOT_IMPLEMENTED;
+            return call.NotSimulated("merging two access lists");
         std::vector<AccessEntry> list;
         if (const DWORD error = ToAccessEntries(call, cCountOfExplicitEntries, pListOfExplicitEntries, list);
             error != ERROR_SUCCESS)
@@ -349,7 +354,7 @@ DWORD WINAPI GetNamedSecurityInfoW(LPCWSTR pObjectName, SE_OBJECT_TYPE ObjectTyp
     Call call{"GetNamedSecurityInfoW"};
     call.In("pObjectName", pObjectName);
     return GetSecurity(call, ObjectType, SecurityInfo, {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor},
-                       [&](DWORD rights) { return Open(pObjectName, ObjectType, rights); });
+                       [&](DWORD rights) { return Open(call, pObjectName, ObjectType, rights); });
 }
 
 DWORD WINAPI SetNamedSecurityInfoW(LPWSTR pObjectName, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
@@ -358,7 +363,7 @@ DWORD WINAPI SetNamedSecurityInfoW(LPWSTR pObjectName, SE_OBJECT_TYPE ObjectType
     Call call{"SetNamedSecurityInfoW"};
     call.In("pObjectName", pObjectName);
     return SetSecurity(call, ObjectType, SecurityInfo, {psidOwner, psidGroup, pDacl, pSacl},
-                       [&](DWORD rights) { return Open(pObjectName, ObjectType, rights); });
+                       [&](DWORD rights) { return Open(call, pObjectName, ObjectType, rights); });
 }
 
 DWORD WINAPI GetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,

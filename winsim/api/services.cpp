@@ -235,6 +235,8 @@ SC_HANDLE WINAPI OpenSCManagerW(LPCWSTR lpMachineName, LPCWSTR lpDatabaseName, D
     Call call{"OpenSCManagerW"};
     call.In("lpMachineName", lpMachineName).In("lpDatabaseName", lpDatabaseName).In("dwDesiredAccess", dwDesiredAccess);
     return call.ResultOf(SC_HANDLE{nullptr}, [&] {
+        if (lpMachineName != nullptr && *lpMachineName != 0)
+            return call.Fail(SC_HANDLE{nullptr}, call.NotSimulated("the services of other machines"));
         if (const DWORD error = DatabaseError(lpDatabaseName); error != ERROR_SUCCESS)
             return call.Fail(SC_HANDLE{nullptr}, error);
         return call.Done(static_cast<SC_HANDLE>(Simulation::Current().handles.Open(OpenManager{})));
@@ -250,15 +252,19 @@ SC_HANDLE WINAPI OpenServiceW(SC_HANDLE hSCManager, LPCWSTR lpServiceName, DWORD
         Simulation& simulation = Simulation::Current();
         if (call.Find<OpenManager>(hSCManager) == nullptr)
             return call.Fail(none, ERROR_INVALID_HANDLE);
+        if (lpServiceName == nullptr)
+            return call.Fail(none, ERROR_INVALID_ADDRESS);
         const std::string name = winsim::Utf8(lpServiceName);
         if (!IsValidName(name))
             return call.Fail(none, ERROR_INVALID_NAME);
         const Service* service = simulation.machine.services.Find(name);
         if (service == nullptr)
             return call.Fail(none, ERROR_SERVICE_DOES_NOT_EXIST);
-        if ((service->deniedAccess & dwDesiredAccess) != 0)
+        const auto granted =
+            winsim::OpenedWithout(service->deniedAccess, dwDesiredAccess, winsim::kGenericServiceRights);
+        if (!granted)
             return call.Fail(none, ERROR_ACCESS_DENIED);
-        const DWORD access = service->grantsEveryRight ? SERVICE_ALL_ACCESS : dwDesiredAccess;
+        const DWORD access = service->grantsEveryRight ? SERVICE_ALL_ACCESS : *granted;
         return call.Done(static_cast<SC_HANDLE>(simulation.handles.Open(OpenService{service->name, access})));
     });
 }
@@ -288,6 +294,8 @@ BOOL WINAPI QueryServiceStatus(SC_HANDLE hService, LPSERVICE_STATUS lpServiceSta
 {
     Call call{"QueryServiceStatus"};
     call.In("hService", hService);
+    if (lpServiceStatus == nullptr)
+        return call.Fail(FALSE, ERROR_INVALID_ADDRESS);
     return SuccessWith(call, hService, SERVICE_QUERY_STATUS, [&](Service& service) -> DWORD {
         *lpServiceStatus = StatusOf(service);
         if (call.IsRecording())
@@ -423,7 +431,9 @@ BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE hService, DWORD dwInfoLevel, LPVOID 
     Call call{"ChangeServiceConfig2W"};
     call.In("hService", hService).In("dwInfoLevel", dwInfoLevel);
     if (dwInfoLevel != SERVICE_CONFIG_DESCRIPTION)
-        return call.Fail(FALSE, ERROR_INVALID_LEVEL);
+        return call.Fail(FALSE, call.NotSimulated("any configuration except the description"));
+    if (lpInfo == nullptr)
+        return call.Fail(FALSE, ERROR_INVALID_PARAMETER);
     const LPCWSTR description = static_cast<const SERVICE_DESCRIPTIONW*>(lpInfo)->lpDescription;
     call.In("lpInfo", description == nullptr ? Json{{"lpDescription", nullptr}}
                                              : Json{{"lpDescription", winsim::Utf8(description)}});
@@ -452,7 +462,7 @@ BOOL WINAPI ControlService(SC_HANDLE hService, DWORD dwControl, LPSERVICE_STATUS
     call.In("hService", hService).In("dwControl", dwControl);
     return call.SuccessOf([&]() -> DWORD {
         if (dwControl != SERVICE_CONTROL_STOP)
-            return ERROR_INVALID_PARAMETER;
+            return call.NotSimulated("any control except a stop");
         DWORD error = ERROR_SUCCESS;
         Service* service = ServiceOf(call, hService, SERVICE_STOP, error);
         if (service == nullptr)

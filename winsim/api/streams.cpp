@@ -82,7 +82,7 @@ std::FILE* _fsopen(const char* path, const char* mode, int shareFlag)
 int winsim_fputs(const char* text, std::FILE* stream)
 {
     Call call{"fputs"};
-    call.In("str", text).In("stream", stream);
+    call.In("str", text).In("stream", stream).Needs(text);
     return call.ResultOf(EOF, [&] {
         Simulation& simulation = Simulation::Current();
         const auto* open = call.Find<OpenStream>(stream);
@@ -121,6 +121,7 @@ int winsim_fclose(std::FILE* stream)
     const auto fault = call.Fault();
     if (!call.Close<OpenStream>(stream))
         return call.Fail(EOF, ERROR_INVALID_HANDLE);
+    Simulation::Current().EndPendingDeletions();
     if (fault)
         return call.Fail(EOF, *fault);
     return call.Done(0);

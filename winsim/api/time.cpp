@@ -38,6 +38,7 @@ SYSTEMTIME SystemTimeOf(std::int64_t utcMs)
 void WINAPI GetSystemTime(LPSYSTEMTIME lpSystemTime)
 {
     Call call{"GetSystemTime"};
+    call.Needs(lpSystemTime);
     const SYSTEMTIME now = SystemTimeOf(Simulation::Current().machine.clock.utcMs);
     *lpSystemTime = now;
     if (call.IsRecording())
@@ -54,6 +55,7 @@ void WINAPI GetSystemTime(LPSYSTEMTIME lpSystemTime)
 DWORD WINAPI GetTimeZoneInformation(LPTIME_ZONE_INFORMATION lpTimeZoneInformation)
 {
     Call call{"GetTimeZoneInformation"};
+    call.Needs(lpTimeZoneInformation);
     return call.ResultOf(TIME_ZONE_ID_INVALID, [&] {
         const winsim::Clock& clock = Simulation::Current().machine.clock;
         *lpTimeZoneInformation = {};

@@ -1,9 +1,9 @@
 // The token of the process and its privileges.
-#include "winsim/api/kernel_objects.h"
 #include "winsim/base/sid.h"
 #include "winsim/base/text.h"
 #include "winsim/machine/privileges.h"
 #include "winsim/process/gate.h"
+#include "winsim/process/kernel_objects.h"
 #include "winsim/process/simulation.h"
 
 #include "securitybaseapi.h"
@@ -45,6 +45,13 @@ Json NotedPrivileges(const TOKEN_PRIVILEGES* state)
     return {{"PrivilegeCount", state->PrivilegeCount}, {"Privileges", list}};
 }
 
+// The error of opening the token of another process.
+DWORD OtherTokenError(const Call& call, HANDLE process)
+{
+    const bool isProcess = call.Find<winsim::OpenProcessHandle>(process) != nullptr;
+    return isProcess ? call.NotSimulated("the tokens of other processes") : DWORD{ERROR_INVALID_HANDLE};
+}
+
 } // namespace
 
 BOOL WINAPI OpenProcessToken(HANDLE ProcessHandle, DWORD DesiredAccess, PHANDLE TokenHandle)
@@ -52,10 +59,13 @@ BOOL WINAPI OpenProcessToken(HANDLE ProcessHandle, DWORD DesiredAccess, PHANDLE 
     Call call{"OpenProcessToken"};
     call.In("ProcessHandle", ProcessHandle).In("DesiredAccess", DesiredAccess);
     return call.SuccessOf([&]() -> DWORD {
-        // Only the token of the current process is supported.
+        // Windows' kernel, which stores the handle, checks the address.
+        if (TokenHandle == nullptr)
+            return ERROR_NOACCESS;
         if (ProcessHandle != INVALID_HANDLE_VALUE)
-            return ERROR_INVALID_HANDLE;
-        *TokenHandle = Simulation::Current().handles.Open(winsim::OpenToken{DesiredAccess});
+            return OtherTokenError(call, ProcessHandle);
+        const auto access = winsim::OpenedWithout(0, DesiredAccess, winsim::kGenericTokenRights);
+        *TokenHandle = Simulation::Current().handles.Open(winsim::OpenToken{access.value_or(0)});
         call.Out("TokenHandle", *TokenHandle);
         return ERROR_SUCCESS;
     });
@@ -67,7 +77,8 @@ BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS Toke
     Call call{"GetTokenInformation"};
     call.In("TokenHandle", TokenHandle)
         .In("TokenInformationClass", static_cast<int>(TokenInformationClass))
-        .In("TokenInformationLength", TokenInformationLength);
+        .In("TokenInformationLength", TokenInformationLength)
+        .Needs(ReturnLength);
     return call.SuccessOf([&]() -> DWORD {
         Simulation& simulation = Simulation::Current();
         const auto* open = call.Find<winsim::OpenToken>(TokenHandle);
@@ -75,9 +86,8 @@ BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS Toke
             return ERROR_INVALID_HANDLE;
         if ((open->access & TOKEN_QUERY) == 0)
             return ERROR_ACCESS_DENIED;
-        // Only the token's user is supported.
         if (TokenInformationClass != TokenUser)
-            return ERROR_CALL_NOT_IMPLEMENTED;
+            return call.NotSimulated("what a token holds besides its user");
 
         const std::vector<std::uint8_t> sid = winsim::BytesOfSid(simulation.machine.token.user);
         const auto size = static_cast<DWORD>(sizeof(TOKEN_USER) + sid.size());
@@ -98,7 +108,7 @@ BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS Toke
 BOOL WINAPI LookupPrivilegeValueA(LPCSTR lpSystemName, LPCSTR lpName, PLUID lpLuid)
 {
     Call call{"LookupPrivilegeValueA"};
-    call.In("lpSystemName", lpSystemName).In("lpName", lpName);
+    call.In("lpSystemName", lpSystemName).In("lpName", lpName).Needs(lpName, lpLuid);
     return call.SuccessOf([&]() -> DWORD {
         if (const winsim::Privilege* const privilege = winsim::FindPrivilege(lpName))
         {
@@ -127,9 +137,10 @@ BOOL WINAPI AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivileges,
             return call.Fail(FALSE, ERROR_INVALID_HANDLE);
         if ((open->access & TOKEN_ADJUST_PRIVILEGES) == 0)
             return call.Fail(FALSE, ERROR_ACCESS_DENIED);
-        // Returning the previous state and disabling all privileges are not supported.
-        if (DisableAllPrivileges != FALSE || NewState == nullptr || PreviousState != nullptr)
-            return call.Fail(FALSE, ERROR_CALL_NOT_IMPLEMENTED);
+        if (DisableAllPrivileges != FALSE || PreviousState != nullptr)
+            return call.Fail(FALSE, call.NotSimulated("disabling all privileges, and the earlier privileges"));
+        if (NewState == nullptr)
+            return call.Fail(FALSE, ERROR_INVALID_PARAMETER);
 
         DWORD outcome = ERROR_SUCCESS;
         for (DWORD i = 0; i < NewState->PrivilegeCount; ++i)

@@ -90,6 +90,7 @@ bool VersionHolds(const winsim::WindowsInfo& windows, const OSVERSIONINFOEXW& wa
 BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA lpVersionInformation)
 {
     Call call{"GetVersionExA"};
+    call.Needs(lpVersionInformation);
     const DWORD size = lpVersionInformation->dwOSVersionInfoSize;
     call.In("dwOSVersionInfoSize", size);
     return call.SuccessOf([&]() -> DWORD {
@@ -130,6 +131,7 @@ ULONGLONG WINAPI VerSetConditionMask(ULONGLONG ConditionMask, DWORD TypeMask, BY
 BOOL WINAPI VerifyVersionInfoW(LPOSVERSIONINFOEXW lpVersionInformation, DWORD dwTypeMask, DWORDLONG dwlConditionMask)
 {
     Call call{"VerifyVersionInfoW"};
+    call.Needs(lpVersionInformation);
     if (call.IsRecording())
         call.In("lpVersionInformation", Json{{"dwOSVersionInfoSize", lpVersionInformation->dwOSVersionInfoSize},
                                              {"dwMajorVersion", lpVersionInformation->dwMajorVersion},
@@ -150,7 +152,7 @@ BOOL WINAPI VerifyVersionInfoW(LPOSVERSIONINFOEXW lpVersionInformation, DWORD dw
 BOOL WINAPI IsWow64Process(HANDLE hProcess, PBOOL Wow64Process)
 {
     Call call{"IsWow64Process"};
-    call.In("hProcess", hProcess);
+    call.In("hProcess", hProcess).Needs(Wow64Process);
     return call.SuccessOf([&]() -> DWORD {
         *Wow64Process = Simulation::Current().machine.windows.isWow64 ? TRUE : FALSE;
         call.Out("Wow64Process", *Wow64Process);

@@ -46,6 +46,11 @@ private:
     iconv_t m_iconv;
 };
 
+bool IsForPrivateUse(char16_t unit)
+{
+    return unit >= 0xE000 && unit <= 0xF8FF;
+}
+
 bool HasDoubleBytes(unsigned number)
 {
     return number == 932 || number == 936 || number == 949 || number == 950;
@@ -123,8 +128,8 @@ void CodePage::SetFit(char16_t unit, char16_t fit)
         m_bytes[unit] = m_bytes[fit];
 }
 
-template <typename Decode>
-void CodePage::FillDoubleBytes(Decode decode)
+template <typename DecodeOne>
+void CodePage::FillDoubleBytes(DecodeOne decode)
 {
     m_double.assign(0x10000, u'\0');
     for (unsigned lead = 0x81; lead < 0xFF; ++lead)
@@ -150,10 +155,19 @@ bool CodePage::IsLeadByte(unsigned char byte) const
     return m_isLeadByte[byte];
 }
 
-std::u16string CodePage::ToUtf16(std::string_view bytes) const
+std::u16string CodePage::ToUtf16(std::string_view bytes, bool* hasInvalid) const
 {
+    bool isInvalid = false;
+    std::u16string out = m_isUtf8 ? DecodeAllUtf8(bytes, Surrogates::Replaced) : Decode(bytes, isInvalid);
     if (m_isUtf8)
-        return DecodeAllUtf8(bytes, Surrogates::Replaced);
+        isInvalid = EncodeAllUtf8(out, Surrogates::Replaced) != bytes;
+    if (hasInvalid != nullptr)
+        *hasInvalid = isInvalid;
+    return out;
+}
+
+std::u16string CodePage::Decode(std::string_view bytes, bool& isInvalid) const
+{
     std::u16string out;
     out.reserve(bytes.size());
     for (std::size_t i = 0; i < bytes.size(); ++i)
@@ -162,6 +176,7 @@ std::u16string CodePage::ToUtf16(std::string_view bytes) const
         if (!m_isLeadByte[byte])
         {
             out += m_single[byte];
+            isInvalid = isInvalid || IsForPrivateUse(m_single[byte]);
             continue;
         }
         // A terminator is never the second byte of a character.
@@ -169,6 +184,7 @@ std::u16string CodePage::ToUtf16(std::string_view bytes) const
         const unsigned char trail = hasTrail ? static_cast<unsigned char>(bytes[++i]) : 0;
         const char16_t unit = m_double[static_cast<std::size_t>(byte << 8 | trail)];
         out += unit != 0 ? unit : m_default;
+        isInvalid = isInvalid || unit == 0;
     }
     return out;
 }

@@ -31,8 +31,8 @@ public:
     static const CodePage& Get(unsigned number);
 
     // A byte without a character becomes what Windows makes of it: a C1 control, a character for private use, or the
-    // page's default character.
-    std::u16string ToUtf16(std::string_view bytes) const;
+    // page's default character. Such a byte sets *hasInvalid (if given), except for a control.
+    std::u16string ToUtf16(std::string_view bytes, bool* hasInvalid = nullptr) const;
 
     // A character that the page lacks becomes its best fit (in single-byte pages) or else `defaultCharacter`, which
     // sets *usedDefault (if given). A surrogate pair counts as two such characters. UTF-8 lacks only lone surrogates:
@@ -49,8 +49,9 @@ private:
     void Apply(const PageRules& rules);
     void SetSingle(unsigned byte, char16_t unit);
     void SetFit(char16_t unit, char16_t fit);
-    template <typename Decode>
-    void FillDoubleBytes(Decode decode);
+    template <typename DecodeOne>
+    void FillDoubleBytes(DecodeOne decode);
+    std::u16string Decode(std::string_view bytes, bool& isInvalid) const;
 
     bool m_isUtf8 = false;
     char16_t m_default = u'?'; // for a second byte that completes no character

@@ -39,5 +39,6 @@ extern "C"
                                   DWORD cbData);
     LSTATUS WINAPI RegDeleteValueA(HKEY hKey, LPCSTR lpValueName);
     LSTATUS WINAPI RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName);
+    LSTATUS WINAPI RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey);
     LSTATUS WINAPI RegCloseKey(HKEY hKey);
 }

@@ -12,6 +12,7 @@ void ApplyEffects(Machine& machine, const Json& effects)
         return;
     Machine changed = machine.With(effects);
     changed.files.KeepIdentities(machine.files);
+    changed.registry.KeepIdentities(machine.registry);
     machine = std::move(changed);
 }
 

@@ -401,7 +401,7 @@ bool Files::HasEntries(const std::string& directory) const
     return isBelow(m_files) || isBelow(m_names);
 }
 
-File* Files::FindByIdentity(const FileIdentity& identity)
+File* Files::FindByIdentity(const Identity& identity)
 {
     for (auto& [key, file] : m_files)
     {
@@ -417,7 +417,7 @@ void Files::KeepIdentities(const Files& before)
     for (auto& [key, file] : m_files)
     {
         const auto old = before.m_files.find(key);
-        file.identity = old != before.m_files.end() ? old->second.identity : FileIdentity{++m_lastIdentity};
+        file.identity = old != before.m_files.end() ? old->second.identity : Identity{++m_lastIdentity};
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "winsim/base/description.h"
+#include "winsim/machine/identity.h"
 #include "winsim/machine/libraries.h"
 #include "winsim/machine/security.h"
 
@@ -21,18 +22,10 @@ namespace winsim
 // Major, minor, build and revision.
 using FileVersion = std::array<std::uint16_t, 4>;
 
-// Identifies a file, whatever names it has. Ignored when two machines are compared.
-struct FileIdentity
-{
-    std::uint64_t number = 0;
-
-    bool operator==(const FileIdentity&) const { return true; }
-};
-
 struct File
 {
-    std::string path; // as it was created
-    FileIdentity identity;
+    std::string path;  // as it was created
+    Identity identity; // whatever names it has
     bool isDirectory = false;
     std::string link;                        // the full path that it leads to; empty: not a link
     std::optional<std::string> linkMaker;    // the user who made it a link; none: the owner
@@ -110,7 +103,7 @@ public:
     std::uint32_t CountNames(const File& file) const;
     // Whether a directory contains anything.
     bool HasEntries(const std::string& directory) const;
-    File* FindByIdentity(const FileIdentity& identity);
+    File* FindByIdentity(const Identity& identity);
     // Gives each file the identity that the file of the same path has in `before`.
     void KeepIdentities(const Files& before);
     // Moves a file, or a directory and everything in it.

@@ -86,16 +86,6 @@ std::vector<AccessEntry> DefaultList(const std::string& owner, const ObjectKind&
 
 } // namespace
 
-std::uint32_t MappedRights(std::uint32_t mask, const GenericRights& generic)
-{
-    std::uint32_t mapped = mask & ~(GENERIC_READ | GENERIC_WRITE | GENERIC_EXECUTE | GENERIC_ALL);
-    mapped |= (mask & GENERIC_READ) != 0 ? generic.read : 0;
-    mapped |= (mask & GENERIC_WRITE) != 0 ? generic.write : 0;
-    mapped |= (mask & GENERIC_EXECUTE) != 0 ? generic.execute : 0;
-    mapped |= (mask & GENERIC_ALL) != 0 ? generic.all : 0;
-    return mapped;
-}
-
 Security SecurityOfNew(const Security& container, const Token& creator, const ObjectKind& kind)
 {
     Security security;
@@ -122,6 +112,11 @@ void ReplaceList(Security& security, std::vector<AccessEntry> list, const Securi
         inherited = container != nullptr && container->access
                         ? InheritedEntries(*container->access, security.Owner(), kind)
                         : InheritedIn(security);
+    }
+    for (AccessEntry& entry : list)
+    {
+        if ((entry.inheritance & INHERIT_ONLY_ACE) == 0)
+            entry.mask = MappedRights(entry.mask, kind.generic);
     }
     list.insert(list.end(), inherited.begin(), inherited.end());
     security.access = std::move(list);

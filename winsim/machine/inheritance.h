@@ -21,9 +21,6 @@ inline constexpr ObjectKind kKeyKind = {kKeyRights, true};
 inline constexpr ObjectKind kDirectoryKind = {kFileRights, true};
 inline constexpr ObjectKind kFileKind = {kFileRights, false};
 
-// A mask whose generic rights are replaced by the rights that they mean.
-std::uint32_t MappedRights(std::uint32_t mask, const GenericRights& generic);
-
 // The security of an object that a process with this token makes in a container.
 // Owner: the administrators' group if the token has it, otherwise the user.
 // List: none if the container's is not described; otherwise the inherited entries or, if there are none, the token's
@@ -32,7 +29,8 @@ Security SecurityOfNew(const Security& container, const Token& creator, const Ob
 
 // Replaces an object's list. An object that is not protected also gets inherited entries, after its own: those of the
 // container or, if the container's list is not described, those of the list that is replaced. In a protected object the
-// entries of the new list that are marked as inherited become its own.
+// entries of the new list that are marked as inherited become its own. The generic rights of entries that are for the
+// object itself are mapped.
 void ReplaceList(Security& security, std::vector<AccessEntry> list, const Security* container, const ObjectKind& kind);
 
 } // namespace winsim

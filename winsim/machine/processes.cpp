@@ -16,7 +16,6 @@ namespace
 {
 
 constexpr std::uint32_t kFirstId = 100;
-constexpr std::uint32_t kIdStep = 4; // Windows' identifiers are multiples of four
 
 // An entry of a description: one process, or several that are alike.
 struct DescribedProcess : RunningProcess
@@ -133,7 +132,7 @@ std::uint32_t Processes::FreeId() const
 {
     std::uint32_t id = kFirstId;
     for (const RunningProcess& process : m_processes)
-        id = std::max(id, process.id + kIdStep);
+        id = std::max(id, (process.id / kIdStep + 1) * kIdStep);
     return id;
 }
 

@@ -26,6 +26,9 @@ struct RunningProcess
 class Processes
 {
 public:
+    // Windows' identifiers of processes and threads are multiples of four.
+    static constexpr std::uint32_t kIdStep = 4;
+
     void Load(const Reader& reader);
     Json ToJson() const;
 

@@ -331,10 +331,36 @@ RegistryKey& Registry::Create(const std::string& path)
     const std::size_t parentEnd = path.rfind('\\');
     if (parentEnd != std::string::npos)
         Create(path.substr(0, parentEnd));
-    RegistryKey& key = m_keys[FoldCase(path)];
-    if (key.path.empty())
+    const auto [made, isNew] = m_keys.try_emplace(FoldCase(path));
+    RegistryKey& key = made->second;
+    if (isNew)
+    {
         key.path = path;
+        key.identity = {++m_last.number};
+    }
     return key;
+}
+
+void Registry::Remove(const std::string& path)
+{
+    m_keys.erase(FoldCase(path));
+}
+
+bool Registry::HasSubkeys(const std::string& path) const
+{
+    const std::string beginning = FoldCase(path) + "\\";
+    const auto next = m_keys.lower_bound(beginning);
+    return next != m_keys.end() && next->first.starts_with(beginning);
+}
+
+void Registry::KeepIdentities(const Registry& before)
+{
+    m_last.number = std::max(m_last.number, before.m_last.number);
+    for (auto& [folded, key] : m_keys)
+    {
+        const auto old = before.m_keys.find(folded);
+        key.identity = old != before.m_keys.end() ? old->second.identity : Identity{++m_last.number};
+    }
 }
 
 const RegistryValue* Registry::FindValue(const std::string& path, const std::string& name) const

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "winsim/base/description.h"
+#include "winsim/machine/identity.h"
 #include "winsim/machine/security.h"
 
 #include <cstdint>
@@ -26,7 +27,8 @@ struct RegistryValue
 
 struct RegistryKey
 {
-    std::string path;                            // as it was created, such as "HKLM\SOFTWARE\Microsoft"
+    std::string path; // as it was created, such as "HKLM\SOFTWARE\Microsoft"
+    Identity identity;
     std::map<std::string, RegistryValue> values; // by folded name
     Security security;
 
@@ -45,6 +47,10 @@ public:
 
     // The key of a path; made, with all missing parents, if it does not exist.
     RegistryKey& Create(const std::string& path);
+    void Remove(const std::string& path);
+    bool HasSubkeys(const std::string& path) const;
+    // Gives each key the identity that the key of the same path has in `before`.
+    void KeepIdentities(const Registry& before);
 
     const RegistryValue* FindValue(const std::string& path, const std::string& name) const;
     // A value as a program reads it: it then becomes the next of its `later` values, if there is one.
@@ -57,6 +63,7 @@ public:
 
 private:
     std::map<std::string, RegistryKey> m_keys; // by folded path
+    Identity m_last;                           // that was given to a key
 };
 
 // Whether a registry type holds text.

@@ -24,7 +24,21 @@ constexpr std::uint32_t kWriteOwner = 0x80000;
 constexpr std::uint32_t kHandableDown = 0xF; // the flags that say which objects inherit an entry
 constexpr std::uint32_t kInheritOnly = 0x8;
 constexpr std::uint32_t kInherited = 0x10;
+constexpr std::uint32_t kMaximumAllowed = 0x2000000;
 constexpr char kTakeOwnership[] = "SeTakeOwnershipPrivilege";
+
+struct GenericRight
+{
+    std::uint32_t right;
+    std::uint32_t GenericRights::*means;
+};
+
+constexpr GenericRight kGenericRights[] = {
+    {0x80000000, &GenericRights::read},
+    {0x40000000, &GenericRights::write},
+    {0x20000000, &GenericRights::execute},
+    {0x10000000, &GenericRights::all},
+};
 
 // A list of SIDs.
 using SidsForm = List<std::string, SidForm>;
@@ -70,6 +84,23 @@ bool ListGrants(const std::vector<AccessEntry>& list, const Token& token, std::u
         wanted &= ~mask;
     }
     return wanted == 0;
+}
+
+// The rights of a handle for an object of which grants(rights) is true when it grants all these rights.
+template <typename Grants>
+std::optional<std::uint32_t> OpenedBy(std::uint32_t rights, const GenericRights& generic, Grants grants)
+{
+    std::uint32_t opened = MappedRights(rights & ~kMaximumAllowed, generic);
+    if (!grants(opened))
+        return std::nullopt;
+    if ((rights & kMaximumAllowed) == 0)
+        return opened;
+    for (std::uint32_t right = 1; right <= generic.all; right <<= 1)
+    {
+        if ((generic.all & right) != 0 && grants(right))
+            opened |= right;
+    }
+    return opened != 0 ? std::optional(opened) : std::nullopt;
 }
 
 bool Contains(const std::vector<std::string>& texts, const std::string& text)
@@ -193,6 +224,29 @@ void Token::Enable(const std::string& name, bool isEnabled)
         enabled.push_back(name);
 }
 
+std::uint32_t MappedRights(std::uint32_t mask, const GenericRights& generic)
+{
+    std::uint32_t mapped = mask;
+    for (const GenericRight& one : kGenericRights)
+    {
+        if ((mask & one.right) != 0)
+            mapped = (mapped & ~one.right) | generic.*one.means;
+    }
+    return mapped;
+}
+
+std::optional<std::uint32_t> OpenedWithout(std::uint32_t denied, std::uint32_t rights, const GenericRights& generic)
+{
+    const std::uint32_t refused = MappedRights(denied, generic);
+    return OpenedBy(rights, generic, [&](std::uint32_t wanted) { return (wanted & refused) == 0; });
+}
+
+std::optional<std::uint32_t> Security::Opened(const Token& token, std::uint32_t rights,
+                                              const GenericRights& generic) const
+{
+    return OpenedBy(rights, generic, [&](std::uint32_t wanted) { return Grants(token, wanted, generic); });
+}
+
 bool Security::Grants(const Token& token, std::uint32_t rights, const GenericRights& generic) const
 {
     std::uint32_t wanted = MappedRights(rights, generic);
@@ -200,7 +254,7 @@ bool Security::Grants(const Token& token, std::uint32_t rights, const GenericRig
         wanted &= ~(kReadControl | kWriteDac);
     if (token.IsEnabled(kTakeOwnership))
         wanted &= ~kWriteOwner;
-    if ((wanted & deniedAccess) != 0)
+    if ((wanted & MappedRights(deniedAccess, generic)) != 0)
         return false;
     return !access || ListGrants(*access, token, wanted, generic);
 }

@@ -33,6 +33,9 @@ struct GenericRights
 
 inline constexpr GenericRights kKeyRights = {0x20019, 0x20006, 0x20019, 0xF003F};
 inline constexpr GenericRights kFileRights = {0x120089, 0x120116, 0x1200A0, 0x1F01FF};
+inline constexpr GenericRights kGenericServiceRights = {0x2008D, 0x20002, 0x20170, 0xF01FF};
+inline constexpr GenericRights kGenericProcessRights = {0x20410, 0x20BEA, 0x121001, 0x1FFFFF};
+inline constexpr GenericRights kGenericTokenRights = {0x2001A, 0x200E0, 0x20000, 0xF01FF};
 
 // The token of the process.
 struct Token
@@ -68,7 +71,17 @@ struct Security
     // replace the list; a process with SeTakeOwnershipPrivilege enabled may always take ownership.
     bool Grants(const Token& token, std::uint32_t rights, const GenericRights& generic) const;
 
+    // The rights of a handle that is opened with `rights`, without generic rights. MAXIMUM_ALLOWED stands for every
+    // right that is granted. None: one of the rights is not granted, or there is none.
+    std::optional<std::uint32_t> Opened(const Token& token, std::uint32_t rights, const GenericRights& generic) const;
+
     bool operator==(const Security&) const = default;
 };
+
+// A mask whose generic rights are replaced by the rights that they mean.
+std::uint32_t MappedRights(std::uint32_t mask, const GenericRights& generic);
+
+// The same as Security::Opened for an object that grants every right except those in `denied`.
+std::optional<std::uint32_t> OpenedWithout(std::uint32_t denied, std::uint32_t rights, const GenericRights& generic);
 
 } // namespace winsim

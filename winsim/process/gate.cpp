@@ -18,6 +18,7 @@ namespace
 {
 
 constexpr std::uint32_t kOperationAborted = 995;
+constexpr std::uint32_t kCallNotImplemented = 120;
 
 bool IsAnyPlannedFor(const Gate& gate, std::string_view name)
 {
@@ -121,6 +122,19 @@ Call::~Call()
     // The call that ended the process does not return to it.
     if (m_isReached && Simulation::Current().IsOver() && IsInProcessCode())
         LeaveProcessCode();
+}
+
+std::uint32_t Call::NotSimulated(std::string_view what) const
+{
+    Simulation::Current().NoteNotSimulated(m_name, what);
+    return kCallNotImplemented;
+}
+
+void Call::DieOfNull()
+{
+    Out("exception", kAccessViolation.name);
+    NoteEnd();
+    DieOf(kAccessViolation);
 }
 
 void Call::NoteEnd()

@@ -128,6 +128,19 @@ public:
         return Handles().Free<Block>(block, m_name);
     }
 
+    // Notes that the call asks for something that the simulated machine does not simulate: `what` completes "CALL does
+    // not simulate". Returns the error with which the call has to fail.
+    std::uint32_t NotSimulated(std::string_view what) const;
+
+    // Ends the process by an access violation if one of these pointers is null. For parameters that Windows uses
+    // without a check.
+    template <typename... Pointers>
+    void Needs(Pointers... pointers)
+    {
+        if (((pointers == nullptr) || ...))
+            DieOfNull();
+    }
+
     // End the call. Done keeps the last error; Fail sets it; Status is for calls that return their error.
     template <typename Value>
     Value Done(Value result)
@@ -179,6 +192,8 @@ public:
     }
 
 private:
+    [[noreturn]] void DieOfNull();
+
     int Success(std::uint32_t error) { return error != 0 ? Fail(0, error) : Done(1); }
 
     static Json Noted(bool value) { return value; }

@@ -105,7 +105,7 @@ std::uint32_t Delete(const std::string& path)
         return ERROR_DIR_NOT_EMPTY;
     if (const std::uint32_t error = UnlinkError(*file); error != ERROR_SUCCESS)
         return error;
-    AllFiles().Remove(path);
+    Simulation::Current().DeleteName(path);
     return ERROR_SUCCESS;
 }
 

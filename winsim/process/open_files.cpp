@@ -7,6 +7,8 @@
 #include "winsim/machine/inheritance.h"
 #include "winsim/process/simulation.h"
 
+#include <algorithm>
+
 namespace winsim
 {
 
@@ -39,19 +41,31 @@ bool Allows(std::uint32_t share, std::uint32_t access)
     });
 }
 
-// Whether isMeant(open) is true for an open handle for which sharing is checked.
+// Whether isMeant(open) is true for an open handle.
 template <typename IsMeant>
-bool AnyOpen(IsMeant isMeant)
+bool AnyHandle(IsMeant isMeant)
 {
     bool isAny = false;
-    const auto look = [&](const OpenFile& open) { isAny = isAny || (TakesPart(open.access) && isMeant(open)); };
+    const auto look = [&](const OpenFile& open) { isAny = isAny || isMeant(open); };
     const HandleTable& handles = Simulation::Current().handles;
     handles.ForEachOpen<OpenFile>(look);
     handles.ForEachOpen<OpenStream>([&](const OpenStream& stream) { look(stream.file); });
     return isAny;
 }
 
+// The same for handles for which sharing is checked.
+template <typename IsMeant>
+bool AnyOpen(IsMeant isMeant)
+{
+    return AnyHandle([&](const OpenFile& open) { return TakesPart(open.access) && isMeant(open); });
+}
+
 } // namespace
+
+bool IsFileOpen(const File& file)
+{
+    return AnyHandle([&](const OpenFile& open) { return open.file.number == file.identity.number; });
+}
 
 std::uint32_t FileAccessOf(std::uint32_t mask)
 {

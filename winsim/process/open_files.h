@@ -14,7 +14,7 @@ struct OpenFile
 {
     static constexpr char kKind[] = "file";
 
-    FileIdentity file;
+    Identity file;
     std::uint32_t access = 0; // the rights that the handle has
     std::uint32_t share = 0;  // what others may do while it is open: FILE_SHARE_READ, ...
     std::string path = {};    // the path of the opened file after following links
@@ -35,6 +35,9 @@ std::uint32_t FileAccessOf(std::uint32_t mask);
 //     0                         it can be opened
 //     ERROR_SHARING_VIOLATION   an open handle does not share these rights, or has rights that `share` does not allow
 std::uint32_t SharingError(const File& file, std::uint32_t access, std::uint32_t share);
+
+// Whether a handle to the file is open, whatever its rights.
+bool IsFileOpen(const File& file);
 
 // The error that open handles give to deleting or renaming a file or directory, or 0.
 std::uint32_t UnlinkError(const File& file);

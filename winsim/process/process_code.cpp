@@ -47,6 +47,11 @@ std::string NameOfType(const std::type_info& type)
     return status == 0 ? name.get() : type.name();
 }
 
+Death DeathOf(const ProcessorFault& fault)
+{
+    return {fault.name, static_cast<std::int32_t>(fault.exitCode)};
+}
+
 Death UncaughtException()
 {
     std::string reason = "uncaught exception " + NameOfType(*abi::__cxa_current_exception_type());
@@ -56,7 +61,7 @@ Death UncaughtException()
     }
     catch (const ProcessorFault& fault)
     {
-        return {fault.name, static_cast<std::int32_t>(fault.exitCode)};
+        return DeathOf(fault);
     }
     catch (const std::exception& exception)
     {
@@ -178,6 +183,14 @@ CodeEnd RunProcessCode(const std::function<void()>& code)
 bool IsInProcessCode()
 {
     return g_bottom != nullptr;
+}
+
+void DieOf(const ProcessorFault& fault)
+{
+    if (!IsInProcessCode())
+        throw fault;
+    g_death = DeathOf(fault);
+    LeaveProcessCode();
 }
 
 void LeaveProcessCode()

@@ -34,6 +34,9 @@ CodeEnd RunProcessCode(const std::function<void()>& code);
 // Whether the process's code is running.
 bool IsInProcessCode();
 
+// Has the process's code die of a processor fault. Where no process's code is running, the fault is thrown.
+[[noreturn]] void DieOf(const ProcessorFault& fault);
+
 // Leaves the code that RunProcessCode is running.
 [[noreturn]] void LeaveProcessCode();
 

@@ -95,6 +95,9 @@ public:
         if (!m_isWhole)
             TidyUp();
         outcome.violations = Violations();
+        // Windows closes the handles that were left open.
+        m_simulation.SetOver();
+        m_simulation.EndPendingDeletions();
     }
 
 private:
@@ -203,6 +206,7 @@ Outcome Program::RunEntry(const Machine& machine, const RunOptions& options, Fin
     outcome.standardOutput = std::move(simulation.standardOutput);
     outcome.triedActs = std::move(simulation.gate.triedActs);
     outcome.images = std::move(simulation.images);
+    outcome.notSimulated = std::move(simulation.notSimulated);
     outcome.calls = std::move(simulation.gate.records);
     if (simulation.gate.repeats)
         outcome.repeats = simulation.gate.repeats->Repeats();

@@ -44,10 +44,11 @@ struct Outcome
     std::size_t bodyBegin = 0;           // where in `calls` static initialisation ends and the entry begins
     std::size_t bodyEnd = 0;             // where the entry ends and static destruction begins
     std::map<std::string, unsigned, std::less<>> callCounts;
-    std::vector<TriedAct> triedActs;     // what the other process did or failed to do
-    std::vector<std::string> images;     // the real paths of the files that were loaded or started
-    std::vector<std::string> violations; // misused or leaked handles and memory
-    std::uint64_t clockMs = 0;           // how long the run took
+    std::vector<TriedAct> triedActs;       // what the other process did or failed to do
+    std::vector<std::string> images;       // the real paths of the files that were loaded or started
+    std::vector<std::string> violations;   // misused or leaked handles and memory
+    std::vector<std::string> notSimulated; // what the calls asked for that is not simulated: the run may differ
+    std::uint64_t clockMs = 0;             // how long the run took
     bool isEndless = false;           // it was ended because it waited for ever, or made too many calls without waiting
     std::optional<std::string> death; // what it died of, such as "access violation"; none: it did not die
 };

@@ -5,9 +5,13 @@
 #include "winreg.h"
 #include "winsim/base/text.h"
 #include "winsim/machine/effects.h"
+#include "winsim/process/kernel_objects.h"
+#include "winsim/process/open_files.h"
 #include "winsim/process/open_service.h"
 #include "winsim/process/program.h"
 #include "winsim_types.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -62,6 +66,13 @@ Simulation* Simulation::Running()
     return g_current;
 }
 
+void Simulation::NoteNotSimulated(std::string_view who, std::string_view what)
+{
+    std::string sentence = fmt::format("{} does not simulate {}", who, what);
+    if (std::ranges::find(notSimulated, sentence) == notSimulated.end())
+        notSimulated.push_back(std::move(sentence));
+}
+
 void Simulation::Advance(std::uint64_t ms)
 {
     const bool wasMoreToCome = IsMoreToCome();
@@ -98,10 +109,32 @@ void Simulation::EndItself(std::uint32_t exitCode)
 
 const ChildProcess& Simulation::StartChild(const std::string& program, const ProgramRun& run)
 {
-    const std::uint32_t id = machine.processes.FreeId();
+    const std::uint32_t id = FreeProcessId();
     machine.processes.Add({id, program.substr(program.rfind('\\') + 1), 0, 0});
-    m_children[id] = {id, m_clockMs + run.runMs, false, run};
+    m_children[id] = {id, id + Processes::kIdStep, m_clockMs + run.runMs, false, run};
     return m_children[id];
+}
+
+std::uint32_t Simulation::FreeProcessId() const
+{
+    const auto isThread = [&](std::uint32_t id) {
+        return std::ranges::any_of(m_children, [&](const auto& entry) {
+            const ChildProcess& child = entry.second;
+            return child.threadId == id && (!child.hasEnded || IsProcessHeld(child.id));
+        });
+    };
+    std::uint32_t id = machine.processes.FreeId();
+    while (IsProcessHeld(id) || isThread(id))
+        id += Processes::kIdStep;
+    return id;
+}
+
+bool Simulation::IsProcessHeld(std::uint32_t id) const
+{
+    bool isHeld = false;
+    handles.ForEachOpen<OpenProcessHandle>([&](const OpenProcessHandle& open) { isHeld = isHeld || open.id == id; });
+    handles.ForEachOpen<OpenThread>([&](const OpenThread& open) { isHeld = isHeld || open.processId == id; });
+    return isHeld;
 }
 
 bool Simulation::WaitForProcess(std::uint32_t id, std::optional<std::uint64_t> limitMs)
@@ -127,11 +160,10 @@ void Simulation::EndProcess(std::uint32_t id, std::uint32_t exitCode)
     if (id == machine.process.processId)
         return EndItself(exitCode);
     machine.processes.Remove(id);
-    const auto child = m_children.find(id);
-    if (child == m_children.end())
-        return;
-    child->second.hasEnded = true;
-    child->second.run.exitCode = exitCode;
+    ChildProcess& ended = m_children[id];
+    ended.id = id;
+    ended.hasEnded = true;
+    ended.run.exitCode = exitCode;
 }
 
 const ChildProcess* Simulation::FindChild(std::uint32_t id) const
@@ -162,6 +194,26 @@ void Simulation::EndDueChildren()
         machine.processes.Remove(id);
         ApplyEffects(machine, child.run.effects);
     }
+}
+
+void Simulation::DeleteName(const std::string& path)
+{
+    if (IsFileOpen(*machine.files.Find(path)))
+        m_pendingDeletions.insert(path);
+    else
+        machine.files.Remove(path);
+}
+
+void Simulation::EndPendingDeletions()
+{
+    std::erase_if(m_pendingDeletions, [&](const std::string& path) {
+        const File* file = machine.files.Find(path);
+        if (!m_isOver && file != nullptr && IsFileOpen(*file))
+            return false;
+        if (file != nullptr)
+            machine.files.Remove(path);
+        return true;
+    });
 }
 
 void Simulation::RemoveDeletedService(const std::string& name)

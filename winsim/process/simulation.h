@@ -1,6 +1,7 @@
 // The simulated process that is running, and its machine.
 #pragma once
 
+#include "winsim/base/text.h"
 #include "winsim/machine/machine.h"
 #include "winsim/process/children.h"
 #include "winsim/process/gate.h"
@@ -11,6 +12,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -39,6 +41,7 @@ public:
     std::uint32_t lastError = 0;
     std::u16string commandLine;
     std::string standardOutput;
+    std::vector<std::string> notSimulated; // sentences, see NoteNotSimulated
     bool enforcesRedirectionTrust = false; // does not follow directory links that ordinary users made
     std::vector<std::string> images;       // the real paths of the files that were loaded or started
     std::vector<bool> comApartments; // for each CoInitializeEx not yet undone, whether it succeeded; the latest last
@@ -48,6 +51,9 @@ public:
 
     // The passwords that must not leave the process.
     const std::vector<std::string>& Secrets() const { return m_secrets; }
+
+    // Notes, once, that the process asked for something that is not simulated: "WHO does not simulate WHAT".
+    void NoteNotSimulated(std::string_view who, std::string_view what);
 
     // Milliseconds since the process began.
     std::uint64_t ClockMs() const { return m_clockMs; }
@@ -75,6 +81,15 @@ public:
     bool WaitForProcess(std::uint32_t id, std::optional<std::uint64_t> limitMs);
     void EndProcess(std::uint32_t id, std::uint32_t exitCode);
     const ChildProcess* FindChild(std::uint32_t id) const;
+    // Whether a handle to a process is open. Its identifier then remains its own, even after it has ended.
+    bool IsProcessHeld(std::uint32_t id) const;
+
+    // Deletes a file's name. If handles to the file are open, the name remains until the last of them is closed, and
+    // nothing can be opened by it.
+    void DeleteName(const std::string& path);
+    bool IsDeletionPending(const std::string& path) const { return m_pendingDeletions.contains(path); }
+    // Deletes the names whose files are not open any more. Called after closing a handle.
+    void EndPendingDeletions();
 
     // Removes a service if it is marked for deletion, stopped and not open.
     void RemoveDeletedService(const std::string& name);
@@ -90,9 +105,12 @@ private:
     // Whether the machine will change by itself as time passes.
     bool IsMoreToCome() const;
     void EndDueChildren();
+    // The identifiers of a new process and of its first thread.
+    std::uint32_t FreeProcessId() const;
 
     std::vector<std::string> m_secrets;
-    std::map<std::uint32_t, ChildProcess> m_children; // by identifier
+    std::map<std::uint32_t, ChildProcess> m_children;    // by identifier
+    std::set<std::string, NameOrder> m_pendingDeletions; // paths
     char m_foreignModule = 0;
     std::uint64_t m_clockMs = 0;
     std::uint64_t m_quietMs = 0; // how long the machine has had no change to come; of one wait, only a part counts

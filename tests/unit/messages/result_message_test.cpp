@@ -181,7 +181,6 @@ TEST(PublishResultMessage, TheCodeStandsWhereTheGenericTextWantsIt)
         {"one\ntwo\r\nthree", "one\r\ntwo\r\nthree"},
         // Placeholders that a damaged library may contain.
         {"[%2][%99]", "[][]"},
-        {"%2!*s!", "*s"},
         {"%", ""},
         {"%1!s", ""},
         {"%0", ""},

@@ -53,7 +53,7 @@ inline Script BeginOfStager(const std::string& folder, const std::string& argume
 inline Script StagerRun(const std::string& folder, const std::string& arguments, unsigned exitCode = 0)
 {
     return {BeginOfStager(folder, arguments),
-            "log: Kelo Toolkit Installation -> DriverStager has been started, PID: 4312 TID: 4313",
+            "log: Kelo Toolkit Installation -> DriverStager has been started, PID: 4312 TID: 4316",
             kWaitForProgram,
             Call("GetExitCodeProcess", {"process#1"}, 1, {{"lpExitCode", exitCode}}),
             fmt::format("log:   DriverStager process PID: 4312 completed with Exit code: {}", exitCode),

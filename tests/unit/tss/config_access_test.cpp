@@ -92,7 +92,7 @@ void ExpectReplacedList(const SimulatedRun& run, const Object& object,
 {
     const winsim::File* file = run.After().files.Find(object.path);
     ASSERT_NE(file, nullptr);
-    EXPECT_EQ(file->security.access, EntriesOf(ListOf(object), kInheritance));
+    EXPECT_EQ(file->security.access, EntriesOf(ListOf(object), kInheritance, winsim::kFileRights));
     EXPECT_TRUE(file->security.isProtected);
     EXPECT_EQ(file->security.owner, owner);
 }
@@ -121,8 +121,8 @@ TEST(ConfigAccess, UsersMayChangeTheConfigurationButOnlyReadThePolicies)
     const auto usersMaskOf = [](const Object& object) {
         return Replace(object, kBothExist).After().files.Find(object.path)->security.access->at(0).mask;
     };
-    EXPECT_EQ(usersMaskOf(kDirectory), kGenericRead);
-    EXPECT_EQ(usersMaskOf(kFile), kGenericAll);
+    EXPECT_EQ(usersMaskOf(kDirectory), winsim::kFileRights.read);
+    EXPECT_EQ(usersMaskOf(kFile), winsim::kFileRights.all);
 }
 
 TEST_P(ConfigAccess, ASecondRunWritesTheSameListAgain)
@@ -131,7 +131,8 @@ TEST_P(ConfigAccess, ASecondRunWritesTheSameListAgain)
     ExpectRun(second, "1",
               {kFolderLine,
                ReadLine(m_object, 0,
-                        {{"ppDacl", AclOf(ListOf(m_object), kInheritance)}, {"ppSecurityDescriptor", "block#1"}}),
+                        {{"ppDacl", AclOf(Mapped(ListOf(m_object), winsim::kFileRights), kInheritance)},
+                         {"ppSecurityDescriptor", "block#1"}}),
                Replaced(m_object)});
     ExpectReplacedList(second, m_object);
 }
@@ -322,7 +323,7 @@ TEST(SetPolicyDirectoryAccess, ADirectoryOfAUsersBecomesTheAdministrators)
     EXPECT_EQ(run.result, "1");
     const winsim::File* directory = run.After().files.Find(kDirectory.path);
     EXPECT_EQ(directory->security.owner, "S-1-5-32-544");
-    EXPECT_EQ(directory->security.access, EntriesOf(ListOf(kDirectory), kInheritance));
+    EXPECT_EQ(directory->security.access, EntriesOf(ListOf(kDirectory), kInheritance, winsim::kFileRights));
     // The privilege for changing the owner is disabled again.
     EXPECT_EQ(run.After().token, run.before.token);
 }

@@ -115,11 +115,20 @@ inline std::string MakeList(const std::vector<ExpectedAccess>& list, unsigned in
     return Call("SetEntriesInAclW", {list.size(), entries, nullptr}, 0, {{"NewAcl", AclOf(list, inheritance)}});
 }
 
+// The list that an object has after it was set.
+inline std::vector<ExpectedAccess> Mapped(std::vector<ExpectedAccess> list, const winsim::GenericRights& generic)
+{
+    for (ExpectedAccess& one : list)
+        one.mask = MappedRights(one.mask, generic);
+    return list;
+}
+
 // The list as the machine keeps it.
-inline std::vector<winsim::AccessEntry> EntriesOf(const std::vector<ExpectedAccess>& list, unsigned inheritance)
+inline std::vector<winsim::AccessEntry> EntriesOf(const std::vector<ExpectedAccess>& list, unsigned inheritance,
+                                                  const winsim::GenericRights& generic)
 {
     std::vector<winsim::AccessEntry> entries;
-    for (const ExpectedAccess& one : list)
+    for (const ExpectedAccess& one : Mapped(list, generic))
         entries.push_back({one.sid, one.mask, inheritance, false});
     return entries;
 }

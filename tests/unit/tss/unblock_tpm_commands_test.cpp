@@ -89,7 +89,7 @@ SimulatedRun Take(const winsim::Machine& machine, const SimulatedRunOptions& opt
 
 void ExpectReplacedList(const SimulatedRun& run)
 {
-    EXPECT_EQ(run.After().registry.Find(kKey)->security.access, EntriesOf(kList, kForSubkeys));
+    EXPECT_EQ(run.After().registry.Find(kKey)->security.access, EntriesOf(kList, kForSubkeys, winsim::kKeyRights));
 }
 
 // ---- TakeKeyOwnership ----

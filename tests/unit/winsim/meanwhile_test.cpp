@@ -141,9 +141,11 @@ TEST_F(AnotherProcess, IsNotKeptFromDeletingByAHandleThatSharesItOrReadsAttribut
     const HANDLE sharing = Open(u"C:\\top\\folder\\file", GENERIC_READ, FILE_SHARE_DELETE);
     EXPECT_THAT(Do(R"(delete C:\top\folder\file)"), ElementsAre(0));
     BY_HANDLE_FILE_INFORMATION information{};
-    EXPECT_FALSE(GetFileInformationByHandle(attributes, &information));
+    EXPECT_TRUE(GetFileInformationByHandle(attributes, &information));
+    EXPECT_EQ(GetFileAttributesW(u"C:\\top\\folder\\file"), INVALID_FILE_ATTRIBUTES);
     EXPECT_EQ(LastError(), 5);
     EXPECT_TRUE(CloseHandle(attributes) && CloseHandle(sharing));
+    EXPECT_EQ(Files().Find("C:\\top\\folder\\file"), nullptr);
 }
 
 TEST_F(AnotherProcess, MayTurnAnEmptyDirectoryIntoALinkThatIsHeldOpen)

@@ -42,6 +42,8 @@ public:
     void OnTestEnd(const testing::TestInfo& test) override
     {
         const auto violations = m_simulation->handles.Violations();
+        for (const std::string& sentence : m_simulation->notSimulated)
+            ADD_FAILURE() << sentence;
         m_simulation.reset();
         if (MeansToMisuseHandles(*test.result()))
         {

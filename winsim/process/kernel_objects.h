@@ -18,6 +18,8 @@ struct OpenProcessHandle
 struct OpenThread
 {
     static constexpr char kKind[] = "thread";
+
+    std::uint32_t processId;
 };
 
 // The token of the process.
