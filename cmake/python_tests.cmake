@@ -30,6 +30,8 @@ python_tests(images)
 # This test builds on all processors.
 set_tests_properties(images.reproducible_test.Reproducible.test_another_folder_gives_the_same_bytes PROPERTIES
     RUN_SERIAL TRUE)
+# All programs under Wine run with this library.
+add_library(heap_guard SHARED tests/e2e/wine/heap_guard.c)
 # There is a test for each machine.
 file(GLOB KELO_MACHINES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/machines/*.json)
 python_tests(e2e ${KELO_MACHINES})

@@ -8,22 +8,15 @@ import sys
 import tempfile
 import time
 
+import paths
 from wine.notes import ERRORS, without_notes
 
 MOST_SECONDS = 120  # that a program may take
 MOST_ERRORS = 10000  # characters of its errors that are shown when it takes longer
 LOCALE, ZONE = "C.UTF-8", "UTC"  # unless a prefix has others
 
-# What a command begins with. What the system does not allow is left out.
-RUNNERS = [
-    # Linux puts a program's heap at random between 2 and 3 GB. In one of some thousand programs it lies where Wine
-    # needs 0x7ffe0000, and Wine ends with exit code 1 before the program begins. Without randomness the heap is out of
-    # the way.
-    ["setarch", "--addr-no-randomize"],
-    # Root may write to read-only files, which nobody may on Windows. Inside a prefix, root has no such privilege.
-    ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"],
-]
-NOT_BEGUN = "failed to map the shared user data"  # Wine's error for that
+# Root may write to read-only files, which nobody may on Windows. Inside a prefix, root has no such privilege.
+UNPRIVILEGED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"]
 
 # The server of a prefix ends with the test, whatever ends the test, and all programs of the prefix with the server.
 TIED = ["setpriv", "--pdeathsig", "INT", "--"]
@@ -43,6 +36,7 @@ def environment(prefix, locale=LOCALE, zone=ZONE, debug=ERRORS):
         "TMPDIR": str(prefix / "tmp"),  # where the server keeps its socket
         "WINEPREFIX": str(prefix),
         "WINEARCH": "win64",
+        "LD_PRELOAD": str(paths.NATIVE / "libheap_guard.so"),
         "WINEDEBUG": debug,
         "WINEDLLOVERRIDES": "winemenubuilder.exe=d;mscoree=;mshtml=",
     }
@@ -50,13 +44,12 @@ def environment(prefix, locale=LOCALE, zone=ZONE, debug=ERRORS):
 
 @functools.cache
 def runner():
-    """The words that every command begins with."""
-    def works(words):
-        return subprocess.run([*words, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
-    return [word for words in RUNNERS if works(words) for word in words]
+    """The words that every command begins with; none where the system does not allow them."""
+    works = subprocess.run([*UNPRIVILEGED, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
+    return UNPRIVILEGED if works else []
 
 
-def run(prefix, command, timeout=MOST_SECONDS, locale=LOCALE, zone=ZONE, cwd=None, debug=ERRORS, attempts=3):
+def run(prefix, command, timeout=MOST_SECONDS, locale=LOCALE, zone=ZONE, cwd=None, debug=ERRORS):
     """Runs a command. Returns its exit code, its standard output, and its standard error. Both are files, because
     Wine's own processes stay for a while and keep a pipe open. Errors go to the test's standard error too. Raises
     Hung."""
@@ -79,8 +72,6 @@ def run(prefix, command, timeout=MOST_SECONDS, locale=LOCALE, zone=ZONE, cwd=Non
         if errors_said := without_notes(all_said):
             print(f"{shlex.join(map(str, command))} ended with {done.returncode}. It or Wine said: {errors_said}",
                   file=sys.stderr)
-        if done.returncode == 1 and NOT_BEGUN in errors_said and attempts > 1:
-            return run(prefix, command, timeout, locale, zone, cwd, debug, attempts - 1)
         output.seek(0)
         return done.returncode, output.read(), all_said
 

@@ -1,0 +1,20 @@
+// Loaded into every program under Wine, and into Wine's server: keeps heaps away from an address that Wine needs.
+//
+// Linux places the heap of a program, which grows upwards, at random. In one of some thousand programs it covers
+// 0x7ffe0000, where Wine maps the data that Windows shares with all processes: Wine then ends with exit code 1 before the
+// program begins. A page after the end of the heap keeps it from growing, so the C library takes other memory.
+#define _GNU_SOURCE
+#include <stdint.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#ifndef MAP_FIXED_NOREPLACE
+#define MAP_FIXED_NOREPLACE 0x100000
+#endif
+
+__attribute__((constructor)) static void KeepHeapFromGrowing(void)
+{
+    const uintptr_t page = (uintptr_t)sysconf(_SC_PAGESIZE);
+    const uintptr_t end = ((uintptr_t)sbrk(0) + page - 1) / page * page;
+    mmap((void*)end, page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
+}
