@@ -123,7 +123,7 @@ NTSTATUS StatusWithFunction(Call& call, ULONG table, LPCWSTR context, ULONG inte
 
 NTSTATUS WINAPI BCryptRegisterProvider(LPCWSTR pszProvider, ULONG dwFlags, PCRYPT_PROVIDER_REG pReg)
 {
-    Call call{"BCryptRegisterProvider"};
+    Call call{__func__};
     call.In("pszProvider", pszProvider).In("dwFlags", dwFlags).In("pReg", Noted(pReg));
     return call.StatusOf([&]() -> DWORD {
         if (pszProvider == nullptr || pReg == nullptr || (dwFlags & ~CRYPT_OVERWRITE) != 0)
@@ -138,7 +138,7 @@ NTSTATUS WINAPI BCryptRegisterProvider(LPCWSTR pszProvider, ULONG dwFlags, PCRYP
 
 NTSTATUS WINAPI BCryptUnregisterProvider(LPCWSTR pszProvider)
 {
-    Call call{"BCryptUnregisterProvider"};
+    Call call{__func__};
     call.In("pszProvider", pszProvider);
     return call.StatusOf([&]() -> DWORD {
         if (pszProvider == nullptr)
@@ -151,7 +151,7 @@ NTSTATUS WINAPI BCryptUnregisterProvider(LPCWSTR pszProvider)
 NTSTATUS WINAPI BCryptAddContextFunctionProvider(ULONG dwTable, LPCWSTR pszContext, ULONG dwInterface,
                                                  LPCWSTR pszFunction, LPCWSTR pszProvider, ULONG dwPosition)
 {
-    Call call{"BCryptAddContextFunctionProvider"};
+    Call call{__func__};
     call.In("dwTable", dwTable)
         .In("pszContext", pszContext)
         .In("dwInterface", dwInterface)
@@ -171,7 +171,7 @@ NTSTATUS WINAPI BCryptAddContextFunctionProvider(ULONG dwTable, LPCWSTR pszConte
 NTSTATUS WINAPI BCryptRemoveContextFunctionProvider(ULONG dwTable, LPCWSTR pszContext, ULONG dwInterface,
                                                     LPCWSTR pszFunction, LPCWSTR pszProvider)
 {
-    Call call{"BCryptRemoveContextFunctionProvider"};
+    Call call{__func__};
     call.In("dwTable", dwTable)
         .In("pszContext", pszContext)
         .In("dwInterface", dwInterface)

@@ -67,7 +67,7 @@ std::optional<std::uint32_t> winsim::ComFailure(const Call& call, const void* ob
 
 HRESULT WINAPI CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit)
 {
-    Call call{"CoInitializeEx"};
+    Call call{__func__};
     call.In("pvReserved", pvReserved).In("dwCoInit", dwCoInit);
     Simulation& simulation = Simulation::Current();
     const bool wasInApartment = IsInApartment();
@@ -88,7 +88,7 @@ HRESULT WINAPI CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit)
 
 void WINAPI CoUninitialize()
 {
-    Call call{"CoUninitialize"};
+    Call call{__func__};
     Simulation& simulation = Simulation::Current();
     if (simulation.comApartments.empty())
         return simulation.handles.NoteViolation("CoUninitialize: there is no apartment to leave");
@@ -99,7 +99,7 @@ void WINAPI CoUninitialize()
 
 HRESULT WINAPI CoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsContext, REFIID riid, LPVOID* ppv)
 {
-    Call call{"CoCreateInstance"};
+    Call call{__func__};
     call.In("rclsid", TextOf(rclsid))
         .In("pUnkOuter", pUnkOuter)
         .In("dwClsContext", dwClsContext)
@@ -121,7 +121,7 @@ HRESULT WINAPI CoSetProxyBlanket(IUnknown* pProxy, DWORD dwAuthnSvc, DWORD dwAut
                                  DWORD dwAuthnLevel, DWORD dwImpLevel, RPC_AUTH_IDENTITY_HANDLE pAuthInfo,
                                  DWORD dwCapabilities)
 {
-    Call call{"CoSetProxyBlanket"};
+    Call call{__func__};
     call.In("pProxy", pProxy)
         .In("dwAuthnSvc", dwAuthnSvc)
         .In("dwAuthzSvc", dwAuthzSvc)

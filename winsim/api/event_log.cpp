@@ -23,7 +23,7 @@ struct EventSource
 
 HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName)
 {
-    Call call{"RegisterEventSourceW"};
+    Call call{__func__};
     call.In("lpUNCServerName", lpUNCServerName).In("lpSourceName", lpSourceName);
     return call.ResultOf(HANDLE{nullptr}, [&] {
         if (lpSourceName == nullptr)
@@ -35,7 +35,7 @@ HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName
 BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwEventID, PVOID lpUserSid,
                          WORD wNumStrings, DWORD dwDataSize, LPCWSTR* lpStrings, LPVOID lpRawData)
 {
-    Call call{"ReportEventW"};
+    Call call{__func__};
     std::vector<std::string> strings;
     for (WORD i = 0; i < wNumStrings; ++i)
         strings.push_back(winsim::Utf8(lpStrings[i]));
@@ -59,7 +59,7 @@ BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwE
 
 BOOL WINAPI DeregisterEventSource(HANDLE hEventLog)
 {
-    Call call{"DeregisterEventSource"};
+    Call call{__func__};
     call.In("hEventLog", hEventLog);
     return call.SuccessOfClosing(
         [&] { return call.Close<EventSource>(hEventLog) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE; });

@@ -239,43 +239,43 @@ File& OpenForUse(const FileName& name, const winsim::Opening& opening)
 
 DWORD WINAPI GetFileAttributesA(LPCSTR lpFileName)
 {
-    Call call{"GetFileAttributesA"};
+    Call call{__func__};
     return GetAttributes(call, lpFileName);
 }
 
 DWORD WINAPI GetFileAttributesW(LPCWSTR lpFileName)
 {
-    Call call{"GetFileAttributesW"};
+    Call call{__func__};
     return GetAttributes(call, lpFileName);
 }
 
 BOOL WINAPI DeleteFileA(LPCSTR lpFileName)
 {
-    Call call{"DeleteFileA"};
+    Call call{__func__};
     return Delete(call, lpFileName);
 }
 
 BOOL WINAPI DeleteFileW(LPCWSTR lpFileName)
 {
-    Call call{"DeleteFileW"};
+    Call call{__func__};
     return Delete(call, lpFileName);
 }
 
 BOOL WINAPI CopyFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName, BOOL bFailIfExists)
 {
-    Call call{"CopyFileA"};
+    Call call{__func__};
     return Copy(call, lpExistingFileName, lpNewFileName, bFailIfExists);
 }
 
 BOOL WINAPI CopyFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, BOOL bFailIfExists)
 {
-    Call call{"CopyFileW"};
+    Call call{__func__};
     return Copy(call, lpExistingFileName, lpNewFileName, bFailIfExists);
 }
 
 BOOL WINAPI MoveFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName)
 {
-    Call call{"MoveFileA"};
+    Call call{__func__};
     call.In("lpExistingFileName", lpExistingFileName).In("lpNewFileName", lpNewFileName);
     return call.ResultOf(FALSE, [&] {
         return Move(call, FileNameOf(lpExistingFileName, LastLink::Keep), FileNameOf(lpNewFileName, LastLink::Keep),
@@ -285,7 +285,7 @@ BOOL WINAPI MoveFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName)
 
 BOOL WINAPI MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlags)
 {
-    Call call{"MoveFileExW"};
+    Call call{__func__};
     call.In("lpExistingFileName", lpExistingFileName).In("lpNewFileName", lpNewFileName).In("dwFlags", dwFlags);
     return call.ResultOf(FALSE, [&] {
         constexpr DWORD kNotSimulated = MOVEFILE_CREATE_HARDLINK | MOVEFILE_FAIL_IF_NOT_TRACKABLE;
@@ -303,7 +303,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
                           LPSECURITY_ATTRIBUTES lpSecurityAttributes, DWORD dwCreationDisposition,
                           DWORD dwFlagsAndAttributes, HANDLE hTemplateFile)
 {
-    Call call{"CreateFileW"};
+    Call call{__func__};
     call.In("lpFileName", lpFileName)
         .In("dwDesiredAccess", dwDesiredAccess)
         .In("dwShareMode", dwShareMode)
@@ -335,7 +335,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwSha
 
 BOOL WINAPI GetFileInformationByHandle(HANDLE hFile, LPBY_HANDLE_FILE_INFORMATION lpFileInformation)
 {
-    Call call{"GetFileInformationByHandle"};
+    Call call{__func__};
     call.In("hFile", hFile).Needs(lpFileInformation);
     return call.SuccessOf([&]() -> DWORD {
         const auto* open = call.Find<winsim::OpenFile>(hFile);
@@ -363,7 +363,7 @@ BOOL WINAPI GetFileInformationByHandle(HANDLE hFile, LPBY_HANDLE_FILE_INFORMATIO
 
 DWORD WINAPI GetFinalPathNameByHandleW(HANDLE hFile, LPWSTR lpszFilePath, DWORD cchFilePath, DWORD dwFlags)
 {
-    Call call{"GetFinalPathNameByHandleW"};
+    Call call{__func__};
     call.In("hFile", hFile).In("cchFilePath", cchFilePath).In("dwFlags", dwFlags);
     return call.ResultOf(DWORD{0}, [&] {
         const auto* open = call.Find<winsim::OpenFile>(hFile);

@@ -141,7 +141,7 @@ UINT TellFolder(Call& call, int csidl, Character* buffer, UINT size)
 
 HRESULT WINAPI SHGetFolderPathA(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFlags, LPSTR pszPath)
 {
-    Call call{"SHGetFolderPathA"};
+    Call call{__func__};
     call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
     if (pszPath == nullptr)
         return call.Status(static_cast<std::uint32_t>(E_INVALIDARG));
@@ -151,7 +151,7 @@ HRESULT WINAPI SHGetFolderPathA(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
 
 HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFlags, LPWSTR pszPath)
 {
-    Call call{"SHGetFolderPathW"};
+    Call call{__func__};
     call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
     if (pszPath == nullptr)
         return call.Status(static_cast<std::uint32_t>(E_INVALIDARG));
@@ -161,7 +161,7 @@ HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFla
 
 BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL fCreate)
 {
-    Call call{"SHGetSpecialFolderPathW"};
+    Call call{__func__};
     call.In("hwnd", hwnd).In("csidl", csidl).In("fCreate", fCreate);
     *pszPath = u'\0';
     const int folder = fCreate != FALSE ? csidl | CSIDL_FLAG_CREATE : csidl;
@@ -171,39 +171,39 @@ BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL f
 
 UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize)
 {
-    Call call{"GetWindowsDirectoryA"};
+    Call call{__func__};
     return TellFolder(call, CSIDL_WINDOWS, lpBuffer, uSize);
 }
 
 UINT WINAPI GetSystemDirectoryA(LPSTR lpBuffer, UINT uSize)
 {
-    Call call{"GetSystemDirectoryA"};
+    Call call{__func__};
     return TellFolder(call, CSIDL_SYSTEM, lpBuffer, uSize);
 }
 
 UINT WINAPI GetSystemDirectoryW(LPWSTR lpBuffer, UINT uSize)
 {
-    Call call{"GetSystemDirectoryW"};
+    Call call{__func__};
     return TellFolder(call, CSIDL_SYSTEM, lpBuffer, uSize);
 }
 
 int WINAPI SHCreateDirectoryExA(HWND hwnd, LPCSTR pszPath, const SECURITY_ATTRIBUTES* psa)
 {
-    Call call{"SHCreateDirectoryExA"};
+    Call call{__func__};
     call.In("hwnd", hwnd).In("pszPath", pszPath).In("psa", psa);
     return CreateDirectoriesAt(call, Simulation::Current().FromAnsi(pszPath));
 }
 
 int WINAPI SHCreateDirectoryExW(HWND hwnd, LPCWSTR pszPath, const SECURITY_ATTRIBUTES* psa)
 {
-    Call call{"SHCreateDirectoryExW"};
+    Call call{__func__};
     call.In("hwnd", hwnd).In("pszPath", pszPath).In("psa", psa);
     return CreateDirectoriesAt(call, winsim::Utf8(pszPath));
 }
 
 BOOL WINAPI CreateDirectoryW(LPCWSTR lpPathName, LPSECURITY_ATTRIBUTES lpSecurityAttributes)
 {
-    Call call{"CreateDirectoryW"};
+    Call call{__func__};
     call.In("lpPathName", lpPathName).In("lpSecurityAttributes", lpSecurityAttributes);
     return call.SuccessOf([&]() -> DWORD {
         if (lpPathName != nullptr && std::u16string_view(lpPathName).size() >= kLongestDirectory)

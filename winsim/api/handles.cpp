@@ -11,7 +11,7 @@ using winsim::Simulation;
 
 BOOL WINAPI CloseHandle(HANDLE hObject)
 {
-    Call call{"CloseHandle"};
+    Call call{__func__};
     call.In("hObject", hObject);
     return call.SuccessOfClosing([&]() -> DWORD {
         // This value also means the current process, whose handle need not be closed.

@@ -15,7 +15,7 @@ using winsim::Simulation;
 
 UINT WINAPI MsiGetPropertyW(MSIHANDLE hInstall, LPCWSTR szName, LPWSTR szValueBuf, LPDWORD pcchValueBuf)
 {
-    Call call{"MsiGetPropertyW"};
+    Call call{__func__};
     Simulation& simulation = Simulation::Current();
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a session's handle is kept as a pointer
     const auto* session = reinterpret_cast<const void*>(std::uintptr_t{hInstall});

@@ -211,7 +211,7 @@ FARPROC FindSystemFunction(const LoadedLibrary& loaded, const std::string& name)
 
 HMODULE WINAPI LoadLibraryA(LPCSTR lpLibFileName)
 {
-    Call call{"LoadLibraryA"};
+    Call call{__func__};
     call.In("lpLibFileName", lpLibFileName);
     const std::string given = lpLibFileName == nullptr ? std::string() : Simulation::Current().FromAnsi(lpLibFileName);
     return Load(call, winsim::FileNameOf(lpLibFileName), given);
@@ -219,7 +219,7 @@ HMODULE WINAPI LoadLibraryA(LPCSTR lpLibFileName)
 
 HMODULE WINAPI LoadLibraryW(LPCWSTR lpLibFileName)
 {
-    Call call{"LoadLibraryW"};
+    Call call{__func__};
     call.In("lpLibFileName", lpLibFileName);
     const std::string given = lpLibFileName == nullptr ? std::string() : winsim::Utf8(lpLibFileName);
     return Load(call, winsim::FileNameOf(lpLibFileName), given);
@@ -227,7 +227,7 @@ HMODULE WINAPI LoadLibraryW(LPCWSTR lpLibFileName)
 
 BOOL WINAPI FreeLibrary(HMODULE hLibModule)
 {
-    Call call{"FreeLibrary"};
+    Call call{__func__};
     call.In("hLibModule", hLibModule);
     return call.SuccessOfClosing(
         [&] { return call.Close<LoadedLibrary>(hLibModule) ? ERROR_SUCCESS : ERROR_MOD_NOT_FOUND; });
@@ -235,7 +235,7 @@ BOOL WINAPI FreeLibrary(HMODULE hLibModule)
 
 FARPROC WINAPI GetProcAddress(HMODULE hModule, LPCSTR lpProcName)
 {
-    Call call{"GetProcAddress"};
+    Call call{__func__};
     // A small number instead of a name is a function's number in its library.
     const auto number = reinterpret_cast<std::uintptr_t>(lpProcName);
     const bool isNumber = number <= 0xFFFF;
@@ -266,7 +266,7 @@ FARPROC WINAPI GetProcAddress(HMODULE hModule, LPCSTR lpProcName)
 
 DWORD WINAPI GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize)
 {
-    Call call{"GetModuleFileNameA"};
+    Call call{__func__};
     call.In("hModule", hModule).In("nSize", nSize);
     return call.ResultOf(DWORD{0}, [&] {
         Simulation& simulation = Simulation::Current();
@@ -293,7 +293,7 @@ DWORD WINAPI GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize)
 
 BOOL WINAPI SetDllDirectoryW(LPCWSTR lpPathName)
 {
-    Call call{"SetDllDirectoryW"};
+    Call call{__func__};
     call.In("lpPathName", lpPathName);
     return call.SuccessOf([&]() -> DWORD {
         auto& directory = Simulation::Current().loader.dllDirectory;
@@ -306,7 +306,7 @@ BOOL WINAPI SetDllDirectoryW(LPCWSTR lpPathName)
 
 UINT WINAPI SetErrorMode(UINT uMode)
 {
-    Call call{"SetErrorMode"};
+    Call call{__func__};
     call.In("uMode", uMode);
     return call.Done(UINT{std::exchange(Simulation::Current().machine.process.errorMode, uMode)});
 }

@@ -33,7 +33,7 @@ const Language* LanguageOf(LCID locale)
 
 int WINAPI GetLocaleInfoA(LCID Locale, LCTYPE LCType, LPSTR lpLCData, int cchData)
 {
-    Call call{"GetLocaleInfoA"};
+    Call call{__func__};
     call.In("Locale", Locale).In("LCType", LCType).In("cchData", cchData);
     return call.ResultOf(0, [&] {
         const Language* language = LanguageOf(Locale);
@@ -64,12 +64,12 @@ int WINAPI GetLocaleInfoA(LCID Locale, LCTYPE LCType, LPSTR lpLCData, int cchDat
 
 LANGID WINAPI GetThreadUILanguage()
 {
-    Call call{"GetThreadUILanguage"};
+    Call call{__func__};
     return call.Done(Simulation::Current().machine.windows.uiLanguage);
 }
 
 LANGID WINAPI GetUserDefaultLangID()
 {
-    Call call{"GetUserDefaultLangID"};
+    Call call{__func__};
     return call.Done(Simulation::Current().machine.windows.userLanguage);
 }

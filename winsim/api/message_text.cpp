@@ -333,7 +333,7 @@ DWORD Format(Call& call, DWORD flags, const Character* message, Character* buffe
 DWORD WINAPI FormatMessageA(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, DWORD dwLanguageId, LPSTR lpBuffer,
                             DWORD nSize, va_list* Arguments)
 {
-    Call call{"FormatMessageA"};
+    Call call{__func__};
     const auto* message = (dwFlags & FORMAT_MESSAGE_FROM_STRING) != 0 ? static_cast<const char*>(lpSource) : nullptr;
     call.In("dwFlags", dwFlags).In("lpSource", message).In("dwMessageId", dwMessageId);
     call.In("dwLanguageId", dwLanguageId).In("nSize", nSize);
@@ -343,7 +343,7 @@ DWORD WINAPI FormatMessageA(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, 
 DWORD WINAPI FormatMessageW(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, DWORD dwLanguageId, LPWSTR lpBuffer,
                             DWORD nSize, va_list* Arguments)
 {
-    Call call{"FormatMessageW"};
+    Call call{__func__};
     const auto* message = (dwFlags & FORMAT_MESSAGE_FROM_STRING) != 0 ? static_cast<const WCHAR*>(lpSource) : nullptr;
     call.In("dwFlags", dwFlags).In("lpSource", message).In("dwMessageId", dwMessageId);
     call.In("dwLanguageId", dwLanguageId).In("nSize", nSize);

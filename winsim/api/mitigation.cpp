@@ -18,7 +18,7 @@ constexpr DWORD kEnforceRedirectionTrust = 0x1;
 
 BOOL WINAPI SetProcessMitigationPolicy(PROCESS_MITIGATION_POLICY MitigationPolicy, PVOID lpBuffer, SIZE_T dwLength)
 {
-    Call call{"SetProcessMitigationPolicy"};
+    Call call{__func__};
     DWORD flags = 0;
     std::memcpy(&flags, lpBuffer, dwLength < sizeof flags ? dwLength : sizeof flags);
     call.In("MitigationPolicy", static_cast<int>(MitigationPolicy)).In("lpBuffer", flags).In("dwLength", dwLength);

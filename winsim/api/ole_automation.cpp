@@ -65,7 +65,7 @@ Json winsim::NotedBstr(BSTR text)
 
 BSTR WINAPI SysAllocString(const OLECHAR* psz)
 {
-    Call call{"SysAllocString", CallKind::Housekeeping};
+    Call call{__func__, CallKind::Housekeeping};
     call.In("psz", psz);
     if (psz == nullptr || call.Fault())
         return call.Done(BSTR{nullptr});
@@ -81,7 +81,7 @@ BSTR WINAPI SysAllocString(const OLECHAR* psz)
 
 void WINAPI SysFreeString(BSTR bstrString)
 {
-    Call call{"SysFreeString", CallKind::Housekeeping};
+    Call call{__func__, CallKind::Housekeeping};
     call.In("bstrString", winsim::NotedBstr(bstrString));
     if (bstrString != nullptr)
         call.Free<BstrBlock>(BlockOf(bstrString));
@@ -89,7 +89,7 @@ void WINAPI SysFreeString(BSTR bstrString)
 
 HRESULT WINAPI VariantClear(VARIANTARG* pvarg)
 {
-    Call call{"VariantClear", CallKind::Housekeeping};
+    Call call{__func__, CallKind::Housekeeping};
     call.In("pvarg", pvarg).Needs(pvarg);
     if (!IsVariantType(pvarg->vt))
         return call.Status(static_cast<std::uint32_t>(DISP_E_BADVARTYPE));

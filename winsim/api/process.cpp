@@ -93,13 +93,13 @@ std::vector<std::u16string> SplitCommandLine(const std::u16string& line)
 
 LPWSTR WINAPI GetCommandLineW()
 {
-    Call call{"GetCommandLineW"};
+    Call call{__func__};
     return call.Done(Simulation::Current().commandLine.data());
 }
 
 LPWSTR* WINAPI CommandLineToArgvW(LPCWSTR lpCmdLine, int* pNumArgs)
 {
-    Call call{"CommandLineToArgvW"};
+    Call call{__func__};
     call.In("lpCmdLine", lpCmdLine).Needs(lpCmdLine, pNumArgs);
     LPWSTR* const none = nullptr;
     return call.ResultOf(none, [&] {
@@ -151,25 +151,25 @@ void winsim_exit(int status)
 
 HANDLE WINAPI GetCurrentProcess()
 {
-    Call call{"GetCurrentProcess"};
+    Call call{__func__};
     return call.Done(INVALID_HANDLE_VALUE);
 }
 
 DWORD WINAPI GetCurrentProcessId()
 {
-    Call call{"GetCurrentProcessId"};
+    Call call{__func__};
     return call.Done(Simulation::Current().machine.process.processId);
 }
 
 DWORD WINAPI GetCurrentThreadId()
 {
-    Call call{"GetCurrentThreadId"};
+    Call call{__func__};
     return call.Done(Simulation::Current().machine.process.threadId);
 }
 
 HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes)
 {
-    Call call{"LocalAlloc", CallKind::Housekeeping};
+    Call call{__func__, CallKind::Housekeeping};
     call.In("uFlags", uFlags).In("uBytes", static_cast<std::uint64_t>(uBytes));
     return call.ResultOf(HLOCAL{nullptr}, [&] {
         void* block = Simulation::Current().handles.Allocate<winsim::LocalBlock>(uBytes);
@@ -181,7 +181,7 @@ HLOCAL WINAPI LocalAlloc(UINT uFlags, SIZE_T uBytes)
 
 HLOCAL WINAPI LocalFree(HLOCAL hMem)
 {
-    Call call{"LocalFree", CallKind::Housekeeping};
+    Call call{__func__, CallKind::Housekeeping};
     call.In("hMem", hMem);
     if (hMem == nullptr)
         return call.Done(HLOCAL{nullptr});
@@ -196,7 +196,7 @@ HLOCAL WINAPI LocalFree(HLOCAL hMem)
 
 DWORD WINAPI GetEnvironmentVariableA(LPCSTR lpName, LPSTR lpBuffer, DWORD nSize)
 {
-    Call call{"GetEnvironmentVariableA"};
+    Call call{__func__};
     call.In("lpName", lpName).In("nSize", nSize);
     return call.ResultOf(DWORD{0}, [&] {
         Simulation& simulation = Simulation::Current();

@@ -224,7 +224,7 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
                            LPVOID lpEnvironment, LPCWSTR lpCurrentDirectory, LPSTARTUPINFOW lpStartupInfo,
                            LPPROCESS_INFORMATION lpProcessInformation)
 {
-    Call call{"CreateProcessW"};
+    Call call{__func__};
     Simulation& simulation = Simulation::Current();
     call.In("lpApplicationName", lpApplicationName)
         .In("lpCommandLine", ShownCommandLine(lpCommandLine))
@@ -291,7 +291,7 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
 
 DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds)
 {
-    Call call{"WaitForSingleObject"};
+    Call call{__func__};
     call.In("hHandle", hHandle).In("dwMilliseconds", dwMilliseconds);
     return call.ResultOf(WAIT_FAILED, [&] {
         DWORD error = ERROR_SUCCESS;
@@ -307,7 +307,7 @@ DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds)
 
 BOOL WINAPI GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode)
 {
-    Call call{"GetExitCodeProcess"};
+    Call call{__func__};
     call.In("hProcess", hProcess).Needs(lpExitCode);
     return call.SuccessOf([&]() -> DWORD {
         DWORD error = ERROR_SUCCESS;
@@ -323,7 +323,7 @@ BOOL WINAPI GetExitCodeProcess(HANDLE hProcess, LPDWORD lpExitCode)
 
 HANDLE WINAPI OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwProcessId)
 {
-    Call call{"OpenProcess"};
+    Call call{__func__};
     call.In("dwDesiredAccess", dwDesiredAccess).In("bInheritHandle", bInheritHandle).In("dwProcessId", dwProcessId);
     const HANDLE none = nullptr;
     return call.ResultOf(none, [&] {
@@ -342,7 +342,7 @@ HANDLE WINAPI OpenProcess(DWORD dwDesiredAccess, BOOL bInheritHandle, DWORD dwPr
 
 BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode)
 {
-    Call call{"TerminateProcess"};
+    Call call{__func__};
     call.In("hProcess", hProcess).In("uExitCode", uExitCode);
     return call.SuccessOf([&]() -> DWORD {
         Simulation& simulation = Simulation::Current();
@@ -362,7 +362,7 @@ BOOL WINAPI TerminateProcess(HANDLE hProcess, UINT uExitCode)
 
 BOOL WINAPI EnumProcesses(DWORD* lpidProcess, DWORD cb, LPDWORD lpcbNeeded)
 {
-    Call call{"EnumProcesses"};
+    Call call{__func__};
     call.In("cb", cb).Needs(lpcbNeeded);
     return call.SuccessOf([&]() -> DWORD {
         const auto& processes = Simulation::Current().machine.processes.All();
@@ -382,7 +382,7 @@ BOOL WINAPI EnumProcesses(DWORD* lpidProcess, DWORD cb, LPDWORD lpcbNeeded)
 
 BOOL WINAPI EnumProcessModules(HANDLE hProcess, HMODULE* lphModule, DWORD cb, LPDWORD lpcbNeeded)
 {
-    Call call{"EnumProcessModules"};
+    Call call{__func__};
     call.In("hProcess", hProcess).In("cb", cb).Needs(lpcbNeeded);
     return call.SuccessOf([&]() -> DWORD {
         Simulation& simulation = Simulation::Current();
@@ -409,7 +409,7 @@ BOOL WINAPI EnumProcessModules(HANDLE hProcess, HMODULE* lphModule, DWORD cb, LP
 
 DWORD WINAPI GetModuleBaseNameA(HANDLE hProcess, HMODULE hModule, LPSTR lpBaseName, DWORD nSize)
 {
-    Call call{"GetModuleBaseNameA"};
+    Call call{__func__};
     call.In("hProcess", hProcess).In("hModule", hModule).In("nSize", nSize);
     return call.ResultOf(DWORD{0}, [&] {
         Simulation& simulation = Simulation::Current();

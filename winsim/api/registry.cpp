@@ -272,7 +272,7 @@ Json NotedData(DWORD type, const std::string& bytes)
 
 LSTATUS WINAPI RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD ulOptions, REGSAM samDesired, PHKEY phkResult)
 {
-    Call call{"RegOpenKeyExA"};
+    Call call{__func__};
     call.In("hKey", hKey).In("lpSubKey", lpSubKey).In("ulOptions", ulOptions).In("samDesired", samDesired);
     const std::string subKey = lpSubKey == nullptr ? std::string() : Simulation::Current().FromAnsi(lpSubKey);
     return OpenSubKey(call, hKey, subKey, ulOptions, samDesired, phkResult);
@@ -280,7 +280,7 @@ LSTATUS WINAPI RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD ulOptions, REGSAM
 
 LSTATUS WINAPI RegOpenKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD ulOptions, REGSAM samDesired, PHKEY phkResult)
 {
-    Call call{"RegOpenKeyExW"};
+    Call call{__func__};
     call.In("hKey", hKey).In("lpSubKey", lpSubKey).In("ulOptions", ulOptions).In("samDesired", samDesired);
     const std::string subKey = lpSubKey == nullptr ? std::string() : winsim::Utf8(lpSubKey);
     return OpenSubKey(call, hKey, subKey, ulOptions, samDesired, phkResult);
@@ -290,7 +290,7 @@ LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR
                                REGSAM samDesired, const LPSECURITY_ATTRIBUTES lpSecurityAttributes, PHKEY phkResult,
                                LPDWORD lpdwDisposition)
 {
-    Call call{"RegCreateKeyExA"};
+    Call call{__func__};
     call.In("hKey", hKey)
         .In("lpSubKey", lpSubKey)
         .In("Reserved", Reserved)
@@ -332,7 +332,7 @@ LSTATUS WINAPI RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR
 LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType, LPBYTE lpData,
                                 LPDWORD lpcbData)
 {
-    Call call{"RegQueryValueExA"};
+    Call call{__func__};
     call.In("hKey", hKey).In("lpValueName", lpValueName).In("lpReserved", lpReserved);
     if (lpcbData != nullptr)
         call.In("lpcbData", *lpcbData);
@@ -370,7 +370,7 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
 LSTATUS WINAPI RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD Reserved, DWORD dwType, const BYTE* lpData,
                               DWORD cbData)
 {
-    Call call{"RegSetValueExA"};
+    Call call{__func__};
     // Text is converted before Windows' kernel gets the data, which checks its address.
     const bool hasData = lpData != nullptr || cbData == 0;
     if (!hasData && winsim::IsTextType(dwType))
@@ -406,7 +406,7 @@ LSTATUS WINAPI RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD Reserved, DWO
 
 LSTATUS WINAPI RegDeleteValueA(HKEY hKey, LPCSTR lpValueName)
 {
-    Call call{"RegDeleteValueA"};
+    Call call{__func__};
     call.In("hKey", hKey).In("lpValueName", lpValueName);
     return DeleteValue(call, hKey,
                        lpValueName == nullptr ? std::string() : Simulation::Current().FromAnsi(lpValueName));
@@ -414,14 +414,14 @@ LSTATUS WINAPI RegDeleteValueA(HKEY hKey, LPCSTR lpValueName)
 
 LSTATUS WINAPI RegDeleteValueW(HKEY hKey, LPCWSTR lpValueName)
 {
-    Call call{"RegDeleteValueW"};
+    Call call{__func__};
     call.In("hKey", hKey).In("lpValueName", lpValueName);
     return DeleteValue(call, hKey, lpValueName == nullptr ? std::string() : winsim::Utf8(lpValueName));
 }
 
 LSTATUS WINAPI RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey)
 {
-    Call call{"RegDeleteKeyW"};
+    Call call{__func__};
     call.In("hKey", hKey).In("lpSubKey", lpSubKey);
     return call.StatusOf([&]() -> LSTATUS {
         if (lpSubKey == nullptr)
@@ -444,7 +444,7 @@ LSTATUS WINAPI RegDeleteKeyW(HKEY hKey, LPCWSTR lpSubKey)
 
 LSTATUS WINAPI RegCloseKey(HKEY hKey)
 {
-    Call call{"RegCloseKey"};
+    Call call{__func__};
     call.In("hKey", hKey);
     return call.StatusOfClosing(
         [&] { return RootOf(hKey) != nullptr || call.Close<OpenKey>(hKey) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE; });

@@ -49,7 +49,7 @@ std::string CutToFit(const std::string& ansi, std::size_t room)
 
 int WINAPI LoadStringA(HINSTANCE hInstance, UINT uID, LPSTR lpBuffer, int cchBufferMax)
 {
-    Call call{"LoadStringA"};
+    Call call{__func__};
     call.In("hInstance", hInstance).In("uID", uID).In("cchBufferMax", cchBufferMax);
     return call.ResultOf(0, [&] {
         if (lpBuffer == nullptr)

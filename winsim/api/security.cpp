@@ -325,7 +325,7 @@ DWORD SetSecurity(Call& call, SE_OBJECT_TYPE type, SECURITY_INFORMATION informat
 DWORD WINAPI SetEntriesInAclW(ULONG cCountOfExplicitEntries, PEXPLICIT_ACCESS_W pListOfExplicitEntries, PACL OldAcl,
                               PACL* NewAcl)
 {
-    Call call{"SetEntriesInAclW"};
+    Call call{__func__};
     call.In("cCountOfExplicitEntries", cCountOfExplicitEntries).Needs(NewAcl);
     if (call.IsRecording())
         call.In("pListOfExplicitEntries", NotedEntries(cCountOfExplicitEntries, pListOfExplicitEntries))
@@ -351,7 +351,7 @@ DWORD WINAPI GetNamedSecurityInfoW(LPCWSTR pObjectName, SE_OBJECT_TYPE ObjectTyp
                                    PSID* ppsidOwner, PSID* ppsidGroup, PACL* ppDacl, PACL* ppSacl,
                                    PSECURITY_DESCRIPTOR* ppSecurityDescriptor)
 {
-    Call call{"GetNamedSecurityInfoW"};
+    Call call{__func__};
     call.In("pObjectName", pObjectName);
     return GetSecurity(call, ObjectType, SecurityInfo, {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor},
                        [&](DWORD rights) { return Open(call, pObjectName, ObjectType, rights); });
@@ -360,7 +360,7 @@ DWORD WINAPI GetNamedSecurityInfoW(LPCWSTR pObjectName, SE_OBJECT_TYPE ObjectTyp
 DWORD WINAPI SetNamedSecurityInfoW(LPWSTR pObjectName, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
                                    PSID psidOwner, PSID psidGroup, PACL pDacl, PACL pSacl)
 {
-    Call call{"SetNamedSecurityInfoW"};
+    Call call{__func__};
     call.In("pObjectName", pObjectName);
     return SetSecurity(call, ObjectType, SecurityInfo, {psidOwner, psidGroup, pDacl, pSacl},
                        [&](DWORD rights) { return Open(call, pObjectName, ObjectType, rights); });
@@ -370,7 +370,7 @@ DWORD WINAPI GetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_
                              PSID* ppsidOwner, PSID* ppsidGroup, PACL* ppDacl, PACL* ppSacl,
                              PSECURITY_DESCRIPTOR* ppSecurityDescriptor)
 {
-    Call call{"GetSecurityInfo"};
+    Call call{__func__};
     call.In("handle", handle);
     return GetSecurity(call, ObjectType, SecurityInfo, {ppsidOwner, ppsidGroup, ppDacl, ppSacl, ppSecurityDescriptor},
                        [&](DWORD rights) { return OpenedWith(call, rights, handle, ObjectType); });
@@ -379,7 +379,7 @@ DWORD WINAPI GetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_
 DWORD WINAPI SetSecurityInfo(HANDLE handle, SE_OBJECT_TYPE ObjectType, SECURITY_INFORMATION SecurityInfo,
                              PSID psidOwner, PSID psidGroup, PACL pDacl, PACL pSacl)
 {
-    Call call{"SetSecurityInfo"};
+    Call call{__func__};
     call.In("handle", handle);
     return SetSecurity(call, ObjectType, SecurityInfo, {psidOwner, psidGroup, pDacl, pSacl},
                        [&](DWORD rights) { return OpenedWith(call, rights, handle, ObjectType); });

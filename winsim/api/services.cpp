@@ -232,7 +232,7 @@ std::u16string JoinMultiString(const std::vector<std::string>& texts)
 
 SC_HANDLE WINAPI OpenSCManagerW(LPCWSTR lpMachineName, LPCWSTR lpDatabaseName, DWORD dwDesiredAccess)
 {
-    Call call{"OpenSCManagerW"};
+    Call call{__func__};
     call.In("lpMachineName", lpMachineName).In("lpDatabaseName", lpDatabaseName).In("dwDesiredAccess", dwDesiredAccess);
     return call.ResultOf(SC_HANDLE{nullptr}, [&] {
         if (lpMachineName != nullptr && *lpMachineName != 0)
@@ -245,7 +245,7 @@ SC_HANDLE WINAPI OpenSCManagerW(LPCWSTR lpMachineName, LPCWSTR lpDatabaseName, D
 
 SC_HANDLE WINAPI OpenServiceW(SC_HANDLE hSCManager, LPCWSTR lpServiceName, DWORD dwDesiredAccess)
 {
-    Call call{"OpenServiceW"};
+    Call call{__func__};
     call.In("hSCManager", hSCManager).In("lpServiceName", lpServiceName).In("dwDesiredAccess", dwDesiredAccess);
     const SC_HANDLE none = nullptr;
     return call.ResultOf(none, [&] {
@@ -271,7 +271,7 @@ SC_HANDLE WINAPI OpenServiceW(SC_HANDLE hSCManager, LPCWSTR lpServiceName, DWORD
 
 BOOL WINAPI CloseServiceHandle(SC_HANDLE hSCObject)
 {
-    Call call{"CloseServiceHandle"};
+    Call call{__func__};
     call.In("hSCObject", hSCObject);
     return call.SuccessOfClosing([&]() -> DWORD {
         Simulation& simulation = Simulation::Current();
@@ -292,7 +292,7 @@ BOOL WINAPI CloseServiceHandle(SC_HANDLE hSCObject)
 
 BOOL WINAPI QueryServiceStatus(SC_HANDLE hService, LPSERVICE_STATUS lpServiceStatus)
 {
-    Call call{"QueryServiceStatus"};
+    Call call{__func__};
     call.In("hService", hService);
     if (lpServiceStatus == nullptr)
         return call.Fail(FALSE, ERROR_INVALID_ADDRESS);
@@ -307,7 +307,7 @@ BOOL WINAPI QueryServiceStatus(SC_HANDLE hService, LPSERVICE_STATUS lpServiceSta
 BOOL WINAPI QueryServiceStatusEx(SC_HANDLE hService, SC_STATUS_TYPE InfoLevel, LPBYTE lpBuffer, DWORD cbBufSize,
                                  LPDWORD pcbBytesNeeded)
 {
-    Call call{"QueryServiceStatusEx"};
+    Call call{__func__};
     call.In("hService", hService).In("InfoLevel", static_cast<DWORD>(InfoLevel)).In("cbBufSize", cbBufSize);
     return call.SuccessOf([&]() -> DWORD {
         if (InfoLevel != SC_STATUS_PROCESS_INFO)
@@ -340,7 +340,7 @@ BOOL WINAPI QueryServiceStatusEx(SC_HANDLE hService, SC_STATUS_TYPE InfoLevel, L
 BOOL WINAPI QueryServiceConfigW(SC_HANDLE hService, LPQUERY_SERVICE_CONFIGW lpServiceConfig, DWORD cbBufSize,
                                 LPDWORD pcbBytesNeeded)
 {
-    Call call{"QueryServiceConfigW"};
+    Call call{__func__};
     call.In("hService", hService).In("cbBufSize", cbBufSize);
     return call.SuccessOf([&]() -> DWORD {
         if (call.GivesNothing())
@@ -391,7 +391,7 @@ BOOL WINAPI ChangeServiceConfigW(SC_HANDLE hService, DWORD dwServiceType, DWORD 
                                  LPCWSTR lpDependencies, LPCWSTR lpServiceStartName, LPCWSTR lpPassword,
                                  LPCWSTR lpDisplayName)
 {
-    Call call{"ChangeServiceConfigW"};
+    Call call{__func__};
     const auto dependencies = lpDependencies == nullptr ? Json(nullptr) : Json(SplitMultiString(lpDependencies));
     call.In("hService", hService)
         .In("dwServiceType", dwServiceType)
@@ -428,7 +428,7 @@ BOOL WINAPI ChangeServiceConfigW(SC_HANDLE hService, DWORD dwServiceType, DWORD 
 
 BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE hService, DWORD dwInfoLevel, LPVOID lpInfo)
 {
-    Call call{"ChangeServiceConfig2W"};
+    Call call{__func__};
     call.In("hService", hService).In("dwInfoLevel", dwInfoLevel);
     if (dwInfoLevel != SERVICE_CONFIG_DESCRIPTION)
         return call.Fail(FALSE, call.NotSimulated("any configuration except the description"));
@@ -446,19 +446,19 @@ BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE hService, DWORD dwInfoLevel, LPVOID 
 
 BOOL WINAPI StartServiceA(SC_HANDLE hService, DWORD dwNumServiceArgs, LPCSTR* lpServiceArgVectors)
 {
-    Call call{"StartServiceA"};
+    Call call{__func__};
     return StartThrough(call, hService, dwNumServiceArgs, lpServiceArgVectors);
 }
 
 BOOL WINAPI StartServiceW(SC_HANDLE hService, DWORD dwNumServiceArgs, LPCWSTR* lpServiceArgVectors)
 {
-    Call call{"StartServiceW"};
+    Call call{__func__};
     return StartThrough(call, hService, dwNumServiceArgs, lpServiceArgVectors);
 }
 
 BOOL WINAPI ControlService(SC_HANDLE hService, DWORD dwControl, LPSERVICE_STATUS lpServiceStatus)
 {
-    Call call{"ControlService"};
+    Call call{__func__};
     call.In("hService", hService).In("dwControl", dwControl);
     return call.SuccessOf([&]() -> DWORD {
         if (dwControl != SERVICE_CONTROL_STOP)
@@ -482,7 +482,7 @@ BOOL WINAPI ControlService(SC_HANDLE hService, DWORD dwControl, LPSERVICE_STATUS
 
 BOOL WINAPI DeleteService(SC_HANDLE hService)
 {
-    Call call{"DeleteService"};
+    Call call{__func__};
     call.In("hService", hService);
     constexpr DWORD kDelete = 0x10000;
     return SuccessWithUnmarked(call, hService, kDelete, [](Service& service) -> DWORD {

@@ -113,7 +113,7 @@ BOOL WINAPI AllocateAndInitializeSid(PSID_IDENTIFIER_AUTHORITY pIdentifierAuthor
                                      DWORD nSubAuthority3, DWORD nSubAuthority4, DWORD nSubAuthority5,
                                      DWORD nSubAuthority6, DWORD nSubAuthority7, PSID* pSid)
 {
-    Call call{"AllocateAndInitializeSid"};
+    Call call{__func__};
     call.In("pIdentifierAuthority", winsim::Json(pIdentifierAuthority->Value))
         .In("nSubAuthorityCount", static_cast<DWORD>(nSubAuthorityCount));
     const DWORD subAuthorities[winsim::kMostSubAuthorities] = {nSubAuthority0, nSubAuthority1, nSubAuthority2,
@@ -137,14 +137,14 @@ BOOL WINAPI AllocateAndInitializeSid(PSID_IDENTIFIER_AUTHORITY pIdentifierAuthor
 
 BOOL WINAPI EqualSid(PSID pSid1, PSID pSid2)
 {
-    Call call{"EqualSid", winsim::CallKind::Housekeeping};
+    Call call{__func__, winsim::CallKind::Housekeeping};
     call.In("pSid1", winsim::TextOfSid(pSid1)).In("pSid2", winsim::TextOfSid(pSid2));
     return call.Done(winsim::TextOfSid(pSid1) == winsim::TextOfSid(pSid2) ? TRUE : FALSE);
 }
 
 BOOL WINAPI IsValidSid(PSID pSid)
 {
-    Call call{"IsValidSid", winsim::CallKind::Housekeeping};
+    Call call{__func__, winsim::CallKind::Housekeeping};
     const auto* bytes = static_cast<const BYTE*>(pSid);
     return call.Done(bytes != nullptr && bytes[0] == SID_REVISION && bytes[1] <= SID_MAX_SUB_AUTHORITIES ? TRUE
                                                                                                          : FALSE);
@@ -154,28 +154,28 @@ BOOL WINAPI IsValidSid(PSID pSid)
 // bytes), sub-authorities.
 PSID_IDENTIFIER_AUTHORITY WINAPI GetSidIdentifierAuthority(PSID pSid)
 {
-    Call call{"GetSidIdentifierAuthority", winsim::CallKind::Housekeeping};
+    Call call{__func__, winsim::CallKind::Housekeeping};
     call.In("pSid", winsim::TextOfSid(pSid));
     return reinterpret_cast<PSID_IDENTIFIER_AUTHORITY>(static_cast<BYTE*>(pSid) + 2);
 }
 
 PUCHAR WINAPI GetSidSubAuthorityCount(PSID pSid)
 {
-    Call call{"GetSidSubAuthorityCount", winsim::CallKind::Housekeeping};
+    Call call{__func__, winsim::CallKind::Housekeeping};
     call.In("pSid", winsim::TextOfSid(pSid));
     return static_cast<BYTE*>(pSid) + 1;
 }
 
 PDWORD WINAPI GetSidSubAuthority(PSID pSid, DWORD nSubAuthority)
 {
-    Call call{"GetSidSubAuthority", winsim::CallKind::Housekeeping};
+    Call call{__func__, winsim::CallKind::Housekeeping};
     call.In("pSid", winsim::TextOfSid(pSid)).In("nSubAuthority", nSubAuthority);
     return reinterpret_cast<PDWORD>(static_cast<BYTE*>(pSid) + 2 + sizeof(SID_IDENTIFIER_AUTHORITY)) + nSubAuthority;
 }
 
 PVOID WINAPI FreeSid(PSID pSid)
 {
-    Call call{"FreeSid"};
+    Call call{__func__};
     call.In("pSid", pSid);
     // FreeSid reports a failure by returning the SID.
     const auto fault = call.Fault();

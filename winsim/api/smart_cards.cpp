@@ -41,7 +41,7 @@ std::u16string MultiString(const std::vector<std::string>& names, std::size_t ze
 
 LONG WINAPI SCardEstablishContext(DWORD dwScope, LPCVOID pvReserved1, LPCVOID pvReserved2, LPSCARDCONTEXT phContext)
 {
-    Call call{"SCardEstablishContext"};
+    Call call{__func__};
     call.In("dwScope", dwScope).In("pvReserved1", pvReserved1).In("pvReserved2", pvReserved2);
     return call.StatusOf([&]() -> DWORD {
         Simulation& simulation = Simulation::Current();
@@ -55,7 +55,7 @@ LONG WINAPI SCardEstablishContext(DWORD dwScope, LPCVOID pvReserved1, LPCVOID pv
 
 LONG WINAPI SCardReleaseContext(SCARDCONTEXT hContext)
 {
-    Call call{"SCardReleaseContext"};
+    Call call{__func__};
     call.In("hContext", HandleOf(hContext));
     return call.StatusOfClosing(
         [&] { return call.Close<CardContext>(HandleOf(hContext)) ? SCARD_S_SUCCESS : SCARD_E_INVALID_HANDLE; });
@@ -63,7 +63,7 @@ LONG WINAPI SCardReleaseContext(SCARDCONTEXT hContext)
 
 LONG WINAPI SCardListReadersW(SCARDCONTEXT hContext, LPCWSTR mszGroups, LPWSTR mszReaders, LPDWORD pcchReaders)
 {
-    Call call{"SCardListReadersW"};
+    Call call{__func__};
     call.In("hContext", HandleOf(hContext)).In("mszGroups", mszGroups).In("pcchReaders", *pcchReaders);
     return call.StatusOf([&]() -> DWORD {
         Simulation& simulation = Simulation::Current();

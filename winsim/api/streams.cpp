@@ -59,7 +59,7 @@ int ErrnoOf(DWORD error)
 
 std::FILE* _fsopen(const char* path, const char* mode, int shareFlag)
 {
-    Call call{"_fsopen"};
+    Call call{__func__};
     call.In("filename", path).In("mode", mode).In("shflag", shareFlag);
     std::FILE* const none = nullptr;
     return call.ResultOf(none, [&] {

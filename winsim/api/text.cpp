@@ -96,7 +96,7 @@ int HandOver(Call& call, const Text& text, Unit* buffer, int size)
 int WINAPI MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMultiByteStr, int cbMultiByte,
                                LPWSTR lpWideCharStr, int cchWideChar)
 {
-    Call call{"MultiByteToWideChar", CallKind::Housekeeping};
+    Call call{__func__, CallKind::Housekeeping};
     call.In("CodePage", CodePage).In("dwFlags", dwFlags).In("cbMultiByte", cbMultiByte).In("cchWideChar", cchWideChar);
     return call.ResultOf(0, [&] {
         DWORD error = ERROR_SUCCESS;
@@ -126,7 +126,7 @@ int WINAPI MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMultiByteS
 int WINAPI WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCharStr, int cchWideChar,
                                LPSTR lpMultiByteStr, int cbMultiByte, LPCSTR lpDefaultChar, LPBOOL lpUsedDefaultChar)
 {
-    Call call{"WideCharToMultiByte", CallKind::Housekeeping};
+    Call call{__func__, CallKind::Housekeeping};
     call.In("CodePage", CodePage).In("dwFlags", dwFlags).In("cchWideChar", cchWideChar).In("cbMultiByte", cbMultiByte);
     return call.ResultOf(0, [&] {
         DWORD error = ERROR_SUCCESS;

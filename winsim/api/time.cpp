@@ -37,7 +37,7 @@ SYSTEMTIME SystemTimeOf(std::int64_t utcMs)
 
 void WINAPI GetSystemTime(LPSYSTEMTIME lpSystemTime)
 {
-    Call call{"GetSystemTime"};
+    Call call{__func__};
     call.Needs(lpSystemTime);
     const SYSTEMTIME now = SystemTimeOf(Simulation::Current().machine.clock.utcMs);
     *lpSystemTime = now;
@@ -54,7 +54,7 @@ void WINAPI GetSystemTime(LPSYSTEMTIME lpSystemTime)
 
 DWORD WINAPI GetTimeZoneInformation(LPTIME_ZONE_INFORMATION lpTimeZoneInformation)
 {
-    Call call{"GetTimeZoneInformation"};
+    Call call{__func__};
     call.Needs(lpTimeZoneInformation);
     return call.ResultOf(TIME_ZONE_ID_INVALID, [&] {
         const winsim::Clock& clock = Simulation::Current().machine.clock;
@@ -74,13 +74,13 @@ DWORD WINAPI GetTimeZoneInformation(LPTIME_ZONE_INFORMATION lpTimeZoneInformatio
 
 DWORD WINAPI GetTickCount()
 {
-    Call call{"GetTickCount"};
+    Call call{__func__};
     return call.Done(Simulation::Current().machine.clock.tickCount);
 }
 
 void WINAPI Sleep(DWORD dwMilliseconds)
 {
-    Call call{"Sleep"};
+    Call call{__func__};
     call.In("dwMilliseconds", dwMilliseconds);
     Simulation& simulation = Simulation::Current();
     if (dwMilliseconds == INFINITE)

@@ -56,7 +56,7 @@ DWORD OtherTokenError(const Call& call, HANDLE process)
 
 BOOL WINAPI OpenProcessToken(HANDLE ProcessHandle, DWORD DesiredAccess, PHANDLE TokenHandle)
 {
-    Call call{"OpenProcessToken"};
+    Call call{__func__};
     call.In("ProcessHandle", ProcessHandle).In("DesiredAccess", DesiredAccess);
     return call.SuccessOf([&]() -> DWORD {
         // Windows' kernel, which stores the handle, checks the address.
@@ -74,7 +74,7 @@ BOOL WINAPI OpenProcessToken(HANDLE ProcessHandle, DWORD DesiredAccess, PHANDLE 
 BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS TokenInformationClass,
                                 LPVOID TokenInformation, DWORD TokenInformationLength, PDWORD ReturnLength)
 {
-    Call call{"GetTokenInformation"};
+    Call call{__func__};
     call.In("TokenHandle", TokenHandle)
         .In("TokenInformationClass", static_cast<int>(TokenInformationClass))
         .In("TokenInformationLength", TokenInformationLength)
@@ -107,7 +107,7 @@ BOOL WINAPI GetTokenInformation(HANDLE TokenHandle, TOKEN_INFORMATION_CLASS Toke
 
 BOOL WINAPI LookupPrivilegeValueA(LPCSTR lpSystemName, LPCSTR lpName, PLUID lpLuid)
 {
-    Call call{"LookupPrivilegeValueA"};
+    Call call{__func__};
     call.In("lpSystemName", lpSystemName).In("lpName", lpName).Needs(lpName, lpLuid);
     return call.SuccessOf([&]() -> DWORD {
         if (const winsim::Privilege* const privilege = winsim::FindPrivilege(lpName))
@@ -123,7 +123,7 @@ BOOL WINAPI LookupPrivilegeValueA(LPCSTR lpSystemName, LPCSTR lpName, PLUID lpLu
 BOOL WINAPI AdjustTokenPrivileges(HANDLE TokenHandle, BOOL DisableAllPrivileges, PTOKEN_PRIVILEGES NewState,
                                   DWORD BufferLength, PTOKEN_PRIVILEGES PreviousState, PDWORD ReturnLength)
 {
-    Call call{"AdjustTokenPrivileges"};
+    Call call{__func__};
     call.In("TokenHandle", TokenHandle)
         .In("DisableAllPrivileges", DisableAllPrivileges)
         .In("NewState", NotedPrivileges(NewState))

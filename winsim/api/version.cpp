@@ -89,7 +89,7 @@ bool VersionHolds(const winsim::WindowsInfo& windows, const OSVERSIONINFOEXW& wa
 
 BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA lpVersionInformation)
 {
-    Call call{"GetVersionExA"};
+    Call call{__func__};
     call.Needs(lpVersionInformation);
     const DWORD size = lpVersionInformation->dwOSVersionInfoSize;
     call.In("dwOSVersionInfoSize", size);
@@ -120,7 +120,7 @@ BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA lpVersionInformation)
 
 ULONGLONG WINAPI VerSetConditionMask(ULONGLONG ConditionMask, DWORD TypeMask, BYTE Condition)
 {
-    Call call{"VerSetConditionMask"};
+    Call call{__func__};
     call.In("ConditionMask", ConditionMask).In("TypeMask", TypeMask).In("Condition", static_cast<DWORD>(Condition));
     if (TypeMask == 0)
         return call.Done(ULONGLONG{0});
@@ -130,7 +130,7 @@ ULONGLONG WINAPI VerSetConditionMask(ULONGLONG ConditionMask, DWORD TypeMask, BY
 
 BOOL WINAPI VerifyVersionInfoW(LPOSVERSIONINFOEXW lpVersionInformation, DWORD dwTypeMask, DWORDLONG dwlConditionMask)
 {
-    Call call{"VerifyVersionInfoW"};
+    Call call{__func__};
     call.Needs(lpVersionInformation);
     if (call.IsRecording())
         call.In("lpVersionInformation", Json{{"dwOSVersionInfoSize", lpVersionInformation->dwOSVersionInfoSize},
@@ -151,7 +151,7 @@ BOOL WINAPI VerifyVersionInfoW(LPOSVERSIONINFOEXW lpVersionInformation, DWORD dw
 
 BOOL WINAPI IsWow64Process(HANDLE hProcess, PBOOL Wow64Process)
 {
-    Call call{"IsWow64Process"};
+    Call call{__func__};
     call.In("hProcess", hProcess).Needs(Wow64Process);
     return call.SuccessOf([&]() -> DWORD {
         *Wow64Process = Simulation::Current().machine.windows.isWow64 ? TRUE : FALSE;

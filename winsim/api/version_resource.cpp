@@ -66,7 +66,7 @@ DWORD ReadVersion(LPCWSTR name, FileVersion& version)
 
 DWORD WINAPI GetFileVersionInfoSizeW(LPCWSTR lptstrFilename, LPDWORD lpdwHandle)
 {
-    Call call{"GetFileVersionInfoSizeW"};
+    Call call{__func__};
     call.In("lptstrFilename", lptstrFilename);
     return call.ResultOf(DWORD{0}, [&] {
         FileVersion version;
@@ -80,7 +80,7 @@ DWORD WINAPI GetFileVersionInfoSizeW(LPCWSTR lptstrFilename, LPDWORD lpdwHandle)
 
 BOOL WINAPI GetFileVersionInfoW(LPCWSTR lptstrFilename, DWORD dwHandle, DWORD dwLen, LPVOID lpData)
 {
-    Call call{"GetFileVersionInfoW"};
+    Call call{__func__};
     call.In("lptstrFilename", lptstrFilename).In("dwHandle", dwHandle).In("dwLen", dwLen);
     return call.SuccessOf([&]() -> DWORD {
         FileVersion version;
@@ -94,7 +94,7 @@ BOOL WINAPI GetFileVersionInfoW(LPCWSTR lptstrFilename, DWORD dwHandle, DWORD dw
 
 BOOL WINAPI VerQueryValueW(LPCVOID pBlock, LPCWSTR lpSubBlock, LPVOID* lplpBuffer, PUINT puLen)
 {
-    Call call{"VerQueryValueW"};
+    Call call{__func__};
     call.In("lpSubBlock", lpSubBlock);
     return call.SuccessOf([&]() -> DWORD {
         VersionBlock block;
