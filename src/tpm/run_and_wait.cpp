@@ -16,7 +16,7 @@ int RunAndWait(const CSecretText& commandLine)
     CSecretText writable = commandLine;
     const auto program = ChildProcess::Start({.commandLine = writable.Data()});
     if (!program)
-        return kNotStarted;
+        return kProgramNotStarted;
     program->WaitForEnd();
     const auto exitCode = program->ExitCode();
     if (!exitCode)

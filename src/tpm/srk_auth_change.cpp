@@ -49,7 +49,7 @@ constexpr ToolOutcome kVerifyOutcomes[] = {
     {-4, "Unable to load Resource file", false},
     {0, "SRK and TPM Owner Auth is OK", false},
     {1, "Unable to get Process Exit code assume must change SRK Auth.", true},
-    {kNotStarted, "Unable to launch process!", false},
+    {kProgramNotStarted, "Unable to launch process!", false},
 };
 
 // Of the change: whether it is still to be done.
@@ -60,7 +60,7 @@ constexpr ToolOutcome kChangeOutcomes[] = {
     {-4, "Unable to load Resource file", true},
     {0, "SRK and TPM Owner Auth is now OK", false},
     {1, "Unable to get Process Exit code assume must change SRK Auth.", true},
-    {kNotStarted, "Unable to launch process!", true},
+    {kProgramNotStarted, "Unable to launch process!", true},
 };
 
 ChangeOptions ParseOptions(std::wstring_view data)
@@ -129,7 +129,7 @@ CSecretText ChangeCommandLine(const std::wstring& toolPath, const ChangeOptions&
 // If another program would start in place of the tool, the tool counts as one that cannot be started.
 int RunTool(const std::wstring& toolPath, const CSecretText& commandLine)
 {
-    return StartsAnotherProgram(toolPath) ? kNotStarted : RunAndWait(commandLine);
+    return StartsAnotherProgram(toolPath) ? kProgramNotStarted : RunAndWait(commandLine);
 }
 
 // Logs the meaning of an exit code. Returns whether to go on: `unknown` for a code that has no meaning.
@@ -167,11 +167,13 @@ UINT ChangeSrkAuthorization(MSIHANDLE install)
 
     // When memory runs out, the tool counts as not started, which ends the action before the change.
     const std::wstring toolPath = ResultOr({}, &ToolPath);
-    const auto verify = [&] { return toolPath.empty() ? kNotStarted : RunTool(toolPath, VerifyCommandLine(toolPath)); };
-    if (!GoOnAfter(ResultOr(kNotStarted, verify), kVerifyOutcomes, false))
+    const auto verify = [&] {
+        return toolPath.empty() ? kProgramNotStarted : RunTool(toolPath, VerifyCommandLine(toolPath));
+    };
+    if (!GoOnAfter(ResultOr(kProgramNotStarted, verify), kVerifyOutcomes, false))
         return ERROR_SUCCESS;
     const auto change = [&] { return RunTool(toolPath, ChangeCommandLine(toolPath, *options)); };
-    if (GoOnAfter(ResultOr(kNotStarted, change), kChangeOutcomes, true))
+    if (GoOnAfter(ResultOr(kProgramNotStarted, change), kChangeOutcomes, true))
         RunToolAtNextLogon();
     return ERROR_SUCCESS;
 }
