@@ -13,7 +13,7 @@ constexpr char kRepair[] = "Repair the installation of the toolkit.";
 constexpr char kNoLibrary[] =
     "CertJobPlanner.dll is not in the toolkit's folder, or one of the libraries that it needs is missing.";
 constexpr char kBadLibrary[] = "CertJobPlanner.dll is damaged or of another version.";
-constexpr char kUndetected[] = "Whether the process is a 32-bit one could not be asked; it is taken not to be.";
+constexpr char kUndetected[] = "Windows did not say whether this is a 32-bit process; it is treated as a 64-bit one.";
 
 } // namespace
 

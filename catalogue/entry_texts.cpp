@@ -24,8 +24,9 @@ std::vector<StepTexts> EntryTexts()
               .values = {{"number of the word"}, {"the word"}}},
              {.format = "invalid command line arg provided",
               .kind = Failure,
-              .meaning = "The action is not one of /Setup, /Commit, /Rollback and /Uninstall; letter case counts. "
-                         "Nothing was done.",
+              .meaning =
+                  "The action is not one of /Setup, /Commit, /Rollback and /Uninstall; names are case-sensitive. "
+                  "Nothing was done.",
               .causes = "The installer package starts the program with a wrong command line.",
               .toDo = "Correct the custom action's command line in the package.",
               .exitCode = -1},

@@ -19,6 +19,7 @@ constexpr char kGone[] = "Restart Windows; the file goes then.";
 constexpr char kRemovalGoesOn[] = "DriverStager.exe could not be started for this command; the removal goes on.";
 constexpr char kRemoveByHand[] = "Remove the driver in the device manager.";
 constexpr char kDisabledService[] = "The service is disabled, or denies access.";
+constexpr char kUnchangedService[] = "The service denies access, or is marked for deletion.";
 
 std::vector<Text> SupportTexts()
 {
@@ -45,7 +46,7 @@ std::vector<Text> SupportTexts()
          .meaning = "The virtual reader is there."},
         {.format = "IsWOW64Process - failed to detect process on host os type: %d",
          .kind = Warning,
-         .meaning = "Whether the process is a 32-bit one could not be asked; it is taken not to be.",
+         .meaning = "Windows did not say whether this is a 32-bit process; it is treated as a 64-bit one.",
          .values = {{"error", Win32}}},
         {.format = "This is a XP system!", .kind = Decision, .meaning = "Windows before Vista: no virtual smart card."},
         {.format = "IsSupportedConfiguration - This is a x86 process running on x64 system don't execute!",
@@ -55,7 +56,7 @@ std::vector<Text> SupportTexts()
          .kind = Warning,
          .meaning = "The service SCardSvr does not start automatically.",
          .values = {{"error", Win32}},
-         .causes = kDisabledService,
+         .causes = kUnchangedService,
          .toDo = "Set the service SCardSvr to start automatically."},
         {.format = "CTPMSmartCard::ConfigureSmartCardService - failed to StartService %d",
          .kind = Warning,
@@ -67,7 +68,7 @@ std::vector<Text> SupportTexts()
          .kind = Warning,
          .meaning = "The service CertPropSvc does not start automatically.",
          .values = {{"error", Win32}},
-         .causes = kDisabledService,
+         .causes = kUnchangedService,
          .toDo = "Set the service CertPropSvc to start automatically."},
         {.format = "CTPMSmartCard::ConfigureCertPropService - failed to StartService %d",
          .kind = Warning,
@@ -103,7 +104,7 @@ std::vector<Text> StagerTexts()
          .waitsFor = "DriverStager.exe to end"},
         {.format = "  DriverStager process PID: %d completed with Exit code: %d",
          .kind = Progress,
-         .meaning = "The device installer ended. Its exit code is not acted on: anything but 0 tells that it failed.",
+         .meaning = "The device installer ended. Its exit code is ignored; any code except 0 means that it failed.",
          .values = {{"process"}, {"exit code", ExitCode}},
          .causes = "With another code than 0: Windows' log of driver installations tells why.",
          .toDo = "With another code than 0, read C:\\Windows\\inf\\setupapi.dev.log."},

@@ -150,13 +150,13 @@ std::vector<Text> PolicyTexts()
          .values = {{"file"}}},
         {.format = "Unable to Set security on the Policy Directory",
          .kind = Failure,
-         .meaning = "The policy directory was not made, or has not its access list. The line before has the reason, "
+         .meaning = "The policy directory was not made, or lacks its access list. The line before has the reason, "
                     "if there is one.",
          .causes = "The account may not change the directory below C:\\ProgramData\\Kelo Systems Corp.",
          .toDo = "Give administrators full access to the directory, then repair the installation."},
         {.format = "Unable to Set Security on the file Kelo_Config.ini",
          .kind = Failure,
-         .meaning = "The configuration file was not made, or has not its access list. The line before has the reason, "
+         .meaning = "The configuration file was not made, or lacks its access list. The line before has the reason, "
                     "if there is one.",
          .causes = "The account may not change C:\\ProgramData\\Kelo Systems Corp\\Common\\Kelo_Config.ini.",
          .toDo = "Give administrators full access to the file, then repair the installation."},
@@ -459,7 +459,7 @@ std::vector<Text> CopyTexts()
          .noiseOn = {2}},
         {.format = "CopyTCGDLL - Unable to rename %s to %s rc: %d",
          .kind = Warning,
-         .meaning = "The old library could not be moved aside; the copy is tried again all the same.",
+         .meaning = "The old library could not be moved aside; the copy is tried again nevertheless.",
          .values = {{"library"}, {"backup"}, {"error", Win32}},
          .causes = kInUse,
          .noiseOn = {2}},
