@@ -39,7 +39,7 @@ struct Fields<DescribedProcess>
               Member(&RunningProcess::name));
         visit(Key{"deniedAccess", "rights that are denied: an open that asks for any of them fails; a mask", "`0`"},
               Member(&RunningProcess::deniedAccess, MaskForm{kProcessRights}));
-        visit(Key{"terminateError", "error with which ending it fails: a number or a name", "`0`"},
+        visit(Key{"terminateError", "error with which an attempt to end it fails: a number or a name", "`0`"},
               Member(&RunningProcess::terminateError, ErrorForm()));
         visit(Key{"count", "number of processes like this, each with an identifier of its own", "`1`"},
               Member(&DescribedProcess::count));
