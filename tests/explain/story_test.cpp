@@ -209,7 +209,7 @@ TEST(Story, OfACommitSaysThatTheResultIsNotInTheLog)
 
 TEST(Story, OfACommandLineWithoutAnActionIsAFailure)
 {
-    EXPECT_EQ("FAILED: the action is not one of /Setup, /Commit, /Rollback and /Uninstall; letter case counts",
+    EXPECT_EQ("FAILED: the action is not one of /Setup, /Commit, /Rollback and /Uninstall; names are case-sensitive",
               StoryOf(Rehearse("windows-7-toolkit.json", {"/setup"}).log).headline);
 }
 
