@@ -83,9 +83,10 @@ def states_text(service):
 
 def first_states_text(service):
     """The same for the first start of a service that is to be in its described state at once."""
-    # The service manager accepts no other first state.
-    running = _line("start", {"state": "running"})
-    return running + _line("start", service) + _lines("stop", service)
+    first = _line("start", service)
+    if service["state"] != "running":  # the service manager accepts no other first state
+        first = _line("start", {"state": "running"}) + first
+    return first + _lines("stop", service)
 
 
 def has_program(service):
