@@ -107,6 +107,13 @@ std::string DescribeError(const Json::parse_error& error, std::string_view text)
     return PlaceOf(text, last == std::string_view::npos ? 0 : last) + ": " + reason;
 }
 
+// Which number is too large for the parser: it quotes the number last.
+std::string DescribeOverflow(const Json::out_of_range& error)
+{
+    const std::string_view what = error.what();
+    return "a number is too large: " + std::string(what.substr(what.find('\'')));
+}
+
 } // namespace
 
 Json ParseDescription(std::string_view text)
@@ -125,6 +132,10 @@ Json ParseDescription(std::string_view text)
     catch (const Json::parse_error& error)
     {
         throw DescriptionError("not JSON: " + DescribeError(error, text));
+    }
+    catch (const Json::out_of_range& error)
+    {
+        throw DescriptionError(DescribeOverflow(error));
     }
 }
 

@@ -8,6 +8,7 @@
 #include "winsim/machine/windows_names.h"
 
 #include <algorithm>
+#include <string>
 
 namespace winsim
 {
@@ -16,6 +17,7 @@ namespace
 {
 
 constexpr std::uint32_t kFirstId = 100;
+constexpr std::uint32_t kMostAlike = 65536;
 
 // An entry of a description: one process, or several that are alike.
 struct DescribedProcess : RunningProcess
@@ -41,7 +43,7 @@ struct Fields<DescribedProcess>
               Member(&RunningProcess::deniedAccess, MaskForm{kProcessRights}));
         visit(Key{"terminateError", "error with which an attempt to end it fails: a number or a name", "`0`"},
               Member(&RunningProcess::terminateError, ErrorForm()));
-        visit(Key{"count", "number of processes like this, each with an identifier of its own", "`1`"},
+        visit(Key{"count", "number of processes like this, each with an identifier of its own; at most 65536", "`1`"},
               Member(&DescribedProcess::count));
     }
 };
@@ -100,6 +102,8 @@ void Processes::Load(const Reader& reader)
         ReadFields(element, process);
         if (Find(process.id) != nullptr)
             element.Fail("another process has the same id");
+        if (process.count > kMostAlike)
+            element.Fail("count is more than " + std::to_string(kMostAlike));
         for (; process.count > 0; --process.count)
         {
             Add(process);

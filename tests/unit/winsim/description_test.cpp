@@ -352,6 +352,7 @@ constexpr WrongDescription kWrongNames[] = {
      "services.S.controlsAccepted: not a control such as SERVICE_ACCEPT_STOP"},
     {R"({"services": {"S": {"onStart": {"error": "E_FAIL"}}}})",
      "services.S.onStart.error: not an error such as ERROR_ACCESS_DENIED"},
+    {R"({"processes": [{"count": 65537}]})", "processes[0]: count is more than 65536"},
     {R"({"processes": [{"deniedAccess": "SERVICE_STOP"}]})",
      "processes[0].deniedAccess: not a right such as PROCESS_TERMINATE"},
 };
@@ -462,6 +463,12 @@ TEST(DescriptionText, ThatIsNotJsonIsRefusedByLineAndColumn)
     EXPECT_THAT(ErrorOfText(""), testing::StartsWith("not JSON: line 1, column 1: "));
     EXPECT_EQ(ErrorOfText("{\n  \"a\": 1, /* two\n lines\n}\n"),
               "not JSON: line 2, column 11: a comment without an end");
+}
+
+TEST(DescriptionText, WithANumberThatIsTooLargeIsRefused)
+{
+    EXPECT_EQ(ErrorOfText(R"({"title": 1e444})"), "a number is too large: '1e444'");
+    EXPECT_EQ(ErrorOfText("-1e444m"), "a number is too large: '-1e444'");
 }
 
 // A text in which objects have duplicate keys.
