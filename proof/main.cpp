@@ -54,12 +54,34 @@ std::string Now()
     return text;
 }
 
+// A window that belongs to prove.cmd alone would close before its text can be read.
+void LetReaderRead()
+{
+    const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    DWORD mode = 0;
+    if (!GetConsoleMode(input, &mode))
+        return;
+    Say(L"Press a key to close this; otherwise it closes by itself in ten minutes.");
+    FlushConsoleInputBuffer(input);
+    const DWORD begin = GetTickCount();
+    for (DWORD passed = 0; passed < kWaitForReaderMs; passed = GetTickCount() - begin)
+    {
+        INPUT_RECORD record{};
+        DWORD count = 0;
+        if (WaitForSingleObject(input, kWaitForReaderMs - passed) != WAIT_OBJECT_0 ||
+            !ReadConsoleInputW(input, &record, 1, &count) ||
+            (record.EventType == KEY_EVENT && record.Event.KeyEvent.bKeyDown))
+            return;
+    }
+}
+
 int Begin(const Report& report, const std::wstring& steps)
 {
     if (const std::wstring why = WhyNotHere(); !why.empty())
     {
         Say(why);
         Say(L"Nothing was changed.");
+        LetReaderRead();
         return kNotBegun;
     }
     Json line = {{"step", "begin"}, {"time", Now()}, {"steps", std::stoi(steps)}};
@@ -121,27 +143,6 @@ int Do(const Report& report, const Step& step, Words arguments)
     return line.contains("error") ? kNotDone : kDone;
 }
 
-// A window that belongs to prove.cmd alone would close before its text can be read.
-void LetReaderRead()
-{
-    const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
-    DWORD mode = 0;
-    if (!GetConsoleMode(input, &mode))
-        return;
-    Say(L"Press a key to go on; otherwise this goes on by itself in ten minutes.");
-    FlushConsoleInputBuffer(input);
-    const DWORD begin = GetTickCount();
-    for (DWORD passed = 0; passed < kWaitForReaderMs; passed = GetTickCount() - begin)
-    {
-        INPUT_RECORD record{};
-        DWORD count = 0;
-        if (WaitForSingleObject(input, kWaitForReaderMs - passed) != WAIT_OBJECT_0 ||
-            !ReadConsoleInputW(input, &record, 1, &count) ||
-            (record.EventType == KEY_EVENT && record.Event.KeyEvent.bKeyDown))
-            return;
-    }
-}
-
 int End(const Report& report)
 {
     const std::vector<Json> lines = report.Lines();
@@ -195,6 +196,7 @@ int main()
     catch (const std::exception& error)
     {
         Say(describe::ToWide(error.what()));
+        LetReaderRead();
         return kNotBegun;
     }
 }

@@ -6,6 +6,11 @@ set "PROOF=%~dp0KeloProof.exe"
 set "SAMPLE=kelo_toolkit_sample.msi"
 set "FAILING=kelo_toolkit_failing.msi"
 
+if not exist "%PROOF%" (
+    echo Unpack the whole zip first: KeloProof.exe is not beside this file.
+    pause
+    exit /b 2
+)
 "%PROOF%" begin 11
 if errorlevel 1 exit /b 2
 "%PROOF%" tests
