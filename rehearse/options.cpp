@@ -59,6 +59,8 @@ std::vector<std::string> TakeProgramArguments(std::vector<std::string>& words)
 
 constexpr char kMany[] = "For many machines (any of these options prints a line even for a single one)";
 
+constexpr std::uint64_t kMostLines = 1'000'000'000'000;
+
 void AddOptionsForMany(CLI::App& app, Options& options)
 {
     app.add_option("--jobs", options.jobs, "Rehearse on N machines at the same time (one for each processor)")
@@ -72,7 +74,7 @@ void AddOptionsForMany(CLI::App& app, Options& options)
     app.add_option("--first-line", options.firstLine,
                    "The number of the first line of standard input (1), for input that was cut into blocks")
         ->type_name("N")
-        ->check(CLI::PositiveNumber)
+        ->check(CLI::Range(std::uint64_t{1}, kMostLines))
         ->group(kMany);
 }
 
