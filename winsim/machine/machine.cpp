@@ -352,7 +352,10 @@ Json TakeModel(Json& description, const std::filesystem::path& folder, int files
     const std::string like = inPlace([&] {
         if (filesLeft == 0)
             throw DescriptionError("like: too many files that are like each other");
-        return Reader{description["like"], "like"}.Text();
+        const std::string named = Reader{description["like"], "like"}.Text();
+        if (!std::filesystem::is_regular_file(folder / named))
+            throw DescriptionError("like: " + named + " cannot be read");
+        return named;
     });
     description.erase("like");
     return DescribedIn(folder / like, filesLeft - 1).whole;
