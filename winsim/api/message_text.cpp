@@ -297,8 +297,12 @@ DWORD FlagsError(const Call& call, DWORD flags, const void* source, const void* 
 
 // Stores the expanded message in the caller's buffer of `size` characters, or in one that it allocates.
 template <typename Character>
-DWORD Format(Call& call, DWORD flags, const Character* message, Character* buffer, DWORD size, va_list* inserts)
+DWORD Format(Call& call, DWORD flags, LPCVOID source, DWORD id, DWORD language, Character* buffer, DWORD size,
+             va_list* inserts)
 {
+    const auto* message = (flags & FORMAT_MESSAGE_FROM_STRING) != 0 ? static_cast<const Character*>(source) : nullptr;
+    call.In("dwFlags", flags).In("lpSource", message).In("dwMessageId", id);
+    call.In("dwLanguageId", language).In("nSize", size);
     return call.ResultOf(DWORD{0}, [&] {
         const bool isAllocating = (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
         if (const DWORD error = FlagsError(call, flags, message, buffer); error != ERROR_SUCCESS)
@@ -334,18 +338,12 @@ DWORD WINAPI FormatMessageA(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, 
                             DWORD nSize, va_list* Arguments)
 {
     Call call{__func__};
-    const auto* message = (dwFlags & FORMAT_MESSAGE_FROM_STRING) != 0 ? static_cast<const char*>(lpSource) : nullptr;
-    call.In("dwFlags", dwFlags).In("lpSource", message).In("dwMessageId", dwMessageId);
-    call.In("dwLanguageId", dwLanguageId).In("nSize", nSize);
-    return Format(call, dwFlags, message, lpBuffer, nSize, Arguments);
+    return Format(call, dwFlags, lpSource, dwMessageId, dwLanguageId, lpBuffer, nSize, Arguments);
 }
 
 DWORD WINAPI FormatMessageW(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, DWORD dwLanguageId, LPWSTR lpBuffer,
                             DWORD nSize, va_list* Arguments)
 {
     Call call{__func__};
-    const auto* message = (dwFlags & FORMAT_MESSAGE_FROM_STRING) != 0 ? static_cast<const WCHAR*>(lpSource) : nullptr;
-    call.In("dwFlags", dwFlags).In("lpSource", message).In("dwMessageId", dwMessageId);
-    call.In("dwLanguageId", dwLanguageId).In("nSize", nSize);
-    return Format(call, dwFlags, message, lpBuffer, nSize, Arguments);
+    return Format(call, dwFlags, lpSource, dwMessageId, dwLanguageId, lpBuffer, nSize, Arguments);
 }
