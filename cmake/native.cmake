@@ -134,7 +134,7 @@ function(compile_folders_together target)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
 endfunction()
 
-add_library(test_support SHARED tests/support/script.cpp tests/support/simulated_run.cpp)
+add_library(test_support SHARED tests/support/noted_tests.cpp tests/support/script.cpp tests/support/simulated_run.cpp)
 target_link_libraries(test_support PUBLIC winsim GTest::gmock GTest::gtest_main)
 target_compile_options(test_support PRIVATE -fvisibility-inlines-hidden ${KELO_WARNINGS})
 

@@ -81,15 +81,15 @@ def qualified_name(cursor):
 
 
 class Changes:
-    """Collects the changes of one file of a translation unit."""
+    """Collects the changes of one file from its declarations in a translation unit."""
 
-    def __init__(self, root, path, unit):
+    def __init__(self, root, path, declarations):
         self.file = str(root / path)
         self.path = path
         self.source = (root / path).read_bytes()
         self.found = {}
         self.uses = {}  # by the name of a variable or member: the functions and variables that use it
-        self.visit_declarations(unit.cursor)
+        self.visit_declarations(declarations)
 
     def all(self):
         in_order = sorted(self.found.values(), key=lambda change: (change.begin, change.end, change.text))
@@ -101,8 +101,8 @@ class Changes:
         file = cursor.extent.start.file
         return file is not None and file.name == self.file
 
-    def visit_declarations(self, cursor):
-        for child in cursor.get_children():
+    def visit_declarations(self, declarations):
+        for child in declarations:
             if not self.is_here(child):
                 continue
             if child.kind in FUNCTIONS:
@@ -113,7 +113,7 @@ class Changes:
             elif child.kind == CursorKind.FIELD_DECL:
                 self.visit_owned(child, False)
             else:
-                self.visit_declarations(child)
+                self.visit_declarations(child.get_children())
 
     def visit_owned(self, cursor, is_function):
         lines = self.lines_of(cursor)

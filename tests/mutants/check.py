@@ -10,6 +10,7 @@ that nothing can notice stands in equivalent.txt, with the reason.
 """
 
 import argparse
+import collections
 import concurrent.futures
 import hashlib
 import json
@@ -59,19 +60,34 @@ def hash_of(*parts):
 # ---- all changes of src/ ----
 
 def changes_of_unit(root, path, arguments):
-    """The changes of a source and of the headers that occur only once in its syntax tree: (changes, uses)."""
+    """The changes of a source and of the headers in its syntax tree, and the uses of names: (changes, uses) of each
+    file."""
     unit = Index.create().parse(str(root / path), args=arguments)
     wrong = [str(message) for message in unit.diagnostics if message.severity >= 3]
     if wrong:
         raise SystemExit(f"{path} cannot be read: {wrong[0]}")
-    headers = sorted({include.include.name for include in unit.get_includes()})
+    declarations = collections.defaultdict(list)
+    for declaration in unit.cursor.get_children():
+        if file := declaration.extent.start.file:
+            declarations[file.name].append(declaration)
     below = str(root / "src") + "/"
-    found = {}
-    for file in [str(root / path), *(name for name in headers if name.startswith(below))]:
-        name = file[len(str(root)) + 1:]
-        of_file = Changes(root, name, unit)
-        found[name] = (of_file.all(), of_file.uses)
-    return found
+    of_files = [Changes(root, file[len(str(root)) + 1:], inside) for file, inside in declarations.items()
+                if file.startswith(below)]
+    return [(of_file.all(), of_file.uses) for of_file in of_files]
+
+
+def parser_arguments(images):
+    """For each source, the arguments with which it is parsed. The headers that all include are parsed once."""
+    parsed = {}
+    for path, unit in images.units.items():
+        arguments = unit.parser_arguments("c++")
+        if unit.first_header:
+            if unit.first_header not in parsed:
+                parsed[unit.first_header] = images.folder / f"headers{len(parsed)}.pch"
+                headers = Index.create().parse(unit.first_header, args=unit.parser_arguments("c++-header"))
+                headers.save(parsed[unit.first_header])
+            arguments += ["-include-pch", str(parsed[unit.first_header])]
+        yield path, arguments
 
 
 class AllChanges:
@@ -79,10 +95,10 @@ class AllChanges:
 
     def __init__(self, root, images, workers):
         self.changes, self.uses = {}, {}
-        jobs = [(root, unit.path, unit.parser_arguments()) for unit in images.units.values()]
+        jobs = [(root, path, arguments) for path, arguments in parser_arguments(images)]
         with concurrent.futures.ProcessPoolExecutor(workers) as pool:
             for found in pool.map(changes_of_unit, *zip(*jobs)):
-                for changes, uses in found.values():
+                for changes, uses in found:
                     self.changes.update((change.name, change) for change in changes)
                     for used, users in uses.items():
                         self.uses.setdefault(used, set()).update(users)

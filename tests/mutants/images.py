@@ -31,9 +31,11 @@ class Unit:
         self.compiler = arguments[0]
         # A mutant may cause warnings.
         self.arguments = [argument for argument in kept if not argument.startswith("-W")] + ["-w", "-g0"]
+        # It includes those that are precompiled.
+        self.first_header = kept[kept.index("-include") + 1] if "-include" in kept else None
 
-    def parser_arguments(self):
-        return ["-x", "c++", "-std=c++20", "-fshort-wchar"] + [
+    def parser_arguments(self, language):
+        return ["-x", language, "-std=c++20", "-fshort-wchar"] + [
             argument for argument in self.arguments if argument[:2] in ("-I", "-D")]
 
     def compile(self, folder, source, target, overlay=None):

@@ -1,8 +1,9 @@
-"""Which tests run which lines of the program: each test is run once, alone, on images that record the lines."""
+"""Which tests run which lines of the program: each test is run once on images that record the lines."""
 
 import collections
 import concurrent.futures
 import json
+import math
 import os
 import pathlib
 import subprocess
@@ -12,6 +13,8 @@ from images import IMAGES
 
 # The sweep's own runs, without failures.
 PLAIN_RUNS = "Machines/FaultSweep.EveryCallIsKnown/"
+# How many tests one process runs.
+MOST_IN_SHARE = 100
 PROGRAMS = {"unit_tests": "*", "scenarios_tests": "*", "faults_tests": PLAIN_RUNS + "*"}
 
 
@@ -34,22 +37,27 @@ def visited(path):
     return found
 
 
-def record(folder, test):
-    """Which code of each image a test runs, and how long the test takes."""
-    program, name = test
+def record(folder, program, names):
+    """For each of a program's tests: which code of each image it runs, and how long it takes."""
     with tempfile.TemporaryDirectory(dir=folder) as notes:
-        with tempfile.TemporaryFile(dir=folder) as output:
-            run = subprocess.Popen([folder / program, "--gtest_brief=1", f"--gtest_filter={name}"], cwd=folder,
-                                   env=os.environ | {"KELO_VISITS": notes}, stdout=output, stderr=output)
-            # Processor time, because other programs may keep the processor busy.
-            _, status, used = os.wait4(run.pid, 0)
-            run.returncode = os.waitstatus_to_exitcode(status)
-            if run.returncode:
-                output.seek(0)
-                raise SystemExit(f"{program} fails without any change:\n{output.read().decode(errors='replace')}")
-        seconds = used.ru_utime + used.ru_stime
-        noted = {entry.name: visited(folder.joinpath(notes, entry.name)) for entry in os.scandir(notes)}
-    return {"program": program, "name": name, "seconds": seconds, "noted": noted}
+        # tests/support/noted_tests.cpp gives each test a folder with its name.
+        run = subprocess.run([folder / program, "--gtest_brief=1", f"--gtest_filter={':'.join(names)}"], cwd=folder,
+                             env=os.environ | {"KELO_VISITS": notes}, capture_output=True)
+        if run.returncode:
+            raise SystemExit(f"{program} fails without any change:\n{run.stdout.decode(errors='replace')}")
+        for name in names:
+            files = {path.name: path for path in pathlib.Path(notes, name).iterdir()}
+            seconds = float(files.pop("seconds").read_text())
+            noted = {image: visited(path) for image, path in files.items()}
+            yield {"program": program, "name": name, "seconds": seconds, "noted": noted}
+
+
+def shares(tests):
+    """The tests of each program, in shares for one process each: few, because a process takes long to start."""
+    for program in PROGRAMS:
+        names = [name for of, name in tests if of == program]
+        count = math.ceil(len(names) / MOST_IN_SHARE)
+        yield from ((program, names[first::count]) for first in range(count))
 
 
 def recorded(folder, cache, stamps, workers, progress):
@@ -57,15 +65,19 @@ def recorded(folder, cache, stamps, workers, progress):
     known = json.loads(cache.read_text()) if cache.exists() else {}
     sources = {(program, name): file for program, pattern in PROGRAMS.items()
                for name, file in list_tests(folder / program, pattern).items()}
-    tests = list(sources)
-    records = {" ".join(test): known[" ".join(test)] for test in tests
+    records = {" ".join(test): known[" ".join(test)] for test in sources
                if known.get(" ".join(test), {}).get("stamp") == stamps[test]}
-    missing = [test for test in tests if " ".join(test) not in records]
+    missing = [test for test in sources if " ".join(test) not in records]
+    done = 0
     with concurrent.futures.ThreadPoolExecutor(workers) as pool:
-        for done, (test, one) in enumerate(zip(missing, pool.map(lambda test: record(folder, test), missing)), 1):
-            records[" ".join(test)] = one | {"stamp": stamps[test], "source": sources[test]}
+        for share in pool.map(lambda share: list(record(folder, *share)), shares(missing)):
+            for one in share:
+                test = one["program"], one["name"]
+                records[" ".join(test)] = one | {"stamp": stamps[test], "source": sources[test]}
+            done += len(share)
             progress(f"{done} of {len(missing)} tests have shown what they run")
-    cache.write_text(json.dumps(records))
+    if missing:
+        cache.write_text(json.dumps(records))
     return list(records.values())
 
 
