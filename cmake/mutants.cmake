@@ -10,8 +10,10 @@ set(MUTANTS_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/mutants)
 add_library(kelo_visits OBJECT EXCLUDE_FROM_ALL tests/mutants/visits.c)
 target_compile_options(kelo_visits PRIVATE -O1 -fPIC -Wall -Wextra)
 
-# Unoptimised code keeps its lines separate, and compiles fastest.
-image_variant(noting FOLDER ${MUTANTS_FOLDER} OPTIONS -O0 -fsanitize-coverage=trace-pc
+# Unoptimised code keeps its lines separate, and compiles fastest. Its sources are named relative to the project's
+# folder: a compiler cache may return what was compiled in another one.
+image_variant(noting FOLDER ${MUTANTS_FOLDER}
+    OPTIONS -O0 -fsanitize-coverage=trace-pc -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
     LIBRARIES $<TARGET_OBJECTS:kelo_visits>)
 # Precompiled headers halve the time to compile a changed source.
 target_precompile_headers(kelo_noting_objects PRIVATE

@@ -14,7 +14,7 @@ NOTING = re.compile(r"/kelo_noting_\w+\.dir/")
 
 # The output of `objdump --disassemble --line-numbers`: the beginning of a function, a line, and an instruction.
 FUNCTION = re.compile(r"^[0-9a-f]+ <(.+)>:$")
-LINE = re.compile(r"^(/.+):(\d+)(?: \(discriminator \d+\))?$")
+LINE = re.compile(r"^(.+):(\d+)(?: \(discriminator \d+\))?$")
 INSTRUCTION = re.compile(r"^ *([0-9a-f]+):\t(.*)$")
 
 
@@ -86,7 +86,6 @@ class Images:
         shown = subprocess.run(["objdump", "--disassemble", "--line-numbers", "--no-show-raw-insn", "-j", ".text",
                                 self.folder / image], check=True, capture_output=True, text=True).stdout
         blocks = collections.defaultdict(set)
-        sources = str(self.root / "src") + "/"
         function = line = block = None
         is_call = False
         for text in shown.splitlines():
@@ -98,7 +97,7 @@ class Images:
                     blocks[block].add((*line, function))
             elif match := LINE.match(text):
                 path = os.path.normpath(match[1])
-                line = (path[len(str(self.root)) + 1:], int(match[2])) if path.startswith(sources) else None
+                line = (path, int(match[2])) if path.startswith("src/") else None
             elif match := FUNCTION.match(text):
                 function, line, block = match[1], None, None
         return blocks
