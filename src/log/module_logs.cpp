@@ -23,6 +23,11 @@ InstallLog g_tssLog{kInstallLogFileName, &g_path};
 namespace
 {
 
-[[maybe_unused]] const bool g_isPathReleased = (g_path.Release(), true);
+// All logs are open.
+struct PathRelease
+{
+    PathRelease() { g_path.Release(); }
+};
+const PathRelease g_pathRelease;
 
 } // namespace

@@ -43,7 +43,9 @@ bool GetServiceBinaryPath(const wchar_t* serviceName, std::wstring& directory)
     if (!QueryServiceConfigW(service.Get(), configuration.Get(), kConfigurationBytes, &needed))
         return false;
     const wchar_t* binaryPath = configuration.Get()->lpBinaryPathName;
-    auto found = ResultOr({}, [binaryPath] { return DirectoryOf(binaryPath != nullptr ? binaryPath : L""); });
+    if (binaryPath == nullptr)
+        return false;
+    auto found = ResultOr({}, [binaryPath] { return DirectoryOf(binaryPath); });
     if (!found)
         return false;
     directory = std::move(*found);

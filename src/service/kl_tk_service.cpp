@@ -4,6 +4,7 @@
 #include "log/module_logs.h"
 
 #include <cstdio>
+#include <optional>
 
 namespace
 {
@@ -12,20 +13,28 @@ constexpr DWORD kStopMs = 30000;
 constexpr int kTimedOut = -1;
 constexpr int kQueryFailed = -2;
 
-bool Query(SC_HANDLE service, SERVICE_STATUS_PROCESS& status)
+// The status of a service. Nothing, with the last error, when it cannot be read.
+std::optional<SERVICE_STATUS_PROCESS> Query(SC_HANDLE service)
 {
+    SERVICE_STATUS_PROCESS status{};
     DWORD needed = 0;
-    return QueryServiceStatusEx(service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof status,
-                                &needed) != FALSE;
+    if (!QueryServiceStatusEx(service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof status,
+                              &needed))
+        return std::nullopt;
+    return status;
 }
 
 bool WaitAndQuery(SC_HANDLE service, SERVICE_STATUS_PROCESS& status)
 {
     Sleep(status.dwWaitHint);
-    if (Query(service, status))
-        return true;
-    WriteLog(g_serviceLog, "QueryServiceStatusEx failed (%d)\n", GetLastError());
-    return false;
+    const auto queried = Query(service);
+    if (!queried)
+    {
+        WriteLog(g_serviceLog, "QueryServiceStatusEx failed (%d)\n", GetLastError());
+        return false;
+    }
+    status = *queried;
+    return true;
 }
 
 } // namespace
@@ -35,12 +44,10 @@ int CKlTkService::StopService(SC_HANDLE service)
     const DWORD startTime = GetTickCount();
     const auto timedOut = [startTime] { return GetTickCount() - startTime > kStopMs; };
 
-    SERVICE_STATUS_PROCESS status{};
-    if (!Query(service, status))
-    {
+    const auto queried = Query(service);
+    if (!queried)
         WriteLog(g_serviceLog, "CKlTkService::StopService - failed to query Service Status %d", GetLastError());
-        status = {};
-    }
+    SERVICE_STATUS_PROCESS status = queried.value_or(SERVICE_STATUS_PROCESS{});
 
     while (status.dwCurrentState == SERVICE_STOP_PENDING)
     {
@@ -64,7 +71,7 @@ int CKlTkService::StopService(SC_HANDLE service)
         if (!WaitAndQuery(service, status))
             return kQueryFailed;
         if (status.dwCurrentState == SERVICE_STOPPED)
-            break;
+            return 0;
         if (timedOut())
         {
             WriteLog(g_serviceLog, "Wait timed out\n");

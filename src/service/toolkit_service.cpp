@@ -85,16 +85,24 @@ void RunServiceProgram(const std::wstring& program, wchar_t* commandLine)
         started->WaitForEnd();
 }
 
-// Has the service program register itself.
-bool Register(const char* directory)
+// The service program in the toolkit's directory (ANSI). Empty when that is no full path, because the program would be
+// looked for in the current directory; and when memory runs out.
+std::wstring ServiceProgramIn(const char* directory)
 {
-    const std::wstring folder = ToWide(directory);
-    // Otherwise the program would be looked for in the current directory.
-    if (!IsFullPath(folder))
-        return false;
+    return ResultOr({}, [directory] {
+        const std::wstring folder = ToWide(directory);
+        return IsFullPath(folder) ? folder + kServiceProgram : std::wstring();
+    });
+}
+
+// Has the service program register itself.
+void Register(const char* directory)
+{
+    const std::wstring program = ServiceProgramIn(directory);
+    if (program.empty())
+        return;
     wchar_t commandLine[] = L"-Service";
-    RunServiceProgram(folder + kServiceProgram, commandLine);
-    return true;
+    RunServiceProgram(program, commandLine);
 }
 
 // Stops a service left from an earlier installation, which goes on even if that fails.
@@ -150,7 +158,7 @@ int Install(const wchar_t* vendor, const char* directory)
 
     WriteLog(g_serviceLog, "KlTKService - now properly install/register the service");
     const std::wstring dependencies = DependenciesFor(vendor);
-    ResultOr(false, [directory] { return Register(directory); });
+    Register(directory);
 
     UniqueServiceHandle manager{OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)};
     if (!manager)

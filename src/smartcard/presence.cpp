@@ -18,11 +18,11 @@ constexpr wchar_t kReaderName[] = L"Kelo VIRTUAL_CARD_READER 0";
 
 using UniqueCardContext = UniqueHandle<SCARDCONTEXT, &SCardReleaseContext>;
 
-// Whether a list of names has the reader's name, in any letter case. A zero ends each name, and an empty name the list.
-// The last character is a zero.
+// Whether a list of names has the reader's name, in any letter case. A zero ends each name, and an empty name the list:
+// at the latest the zero after a string's last character.
 bool HoldsReader(const std::wstring& readers)
 {
-    for (std::size_t start = 0; start < readers.size() && readers[start] != L'\0';)
+    for (std::size_t start = 0; readers[start] != L'\0';)
     {
         const wchar_t* name = readers.c_str() + start;
         if (_wcsicmp(name, kReaderName) == 0)

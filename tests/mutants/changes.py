@@ -301,7 +301,8 @@ class Changes:
             if not text.startswith("!") and not self.is_comparison(value):
                 self.replace(value, place, kind, f"!({text})")
         elif type_kind in INTEGERS:
-            self.replace(value, place, kind, f"({text} + 1)")
+            is_simple = value.kind not in (CursorKind.BINARY_OPERATOR, CursorKind.CONDITIONAL_OPERATOR)
+            self.replace(value, place, kind, f"({text} + 1)" if is_simple else f"(({text}) + 1)")
         elif type_kind == TypeKind.ENUM:
             type_name = f"std::remove_cvref_t<decltype({text})>"
             self.replace(value, place, kind, f"static_cast<{type_name}>(static_cast<int>({text}) + 1)")

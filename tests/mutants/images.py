@@ -2,6 +2,7 @@
 belongs to."""
 
 import collections
+import functools
 import json
 import os
 import pathlib
@@ -107,10 +108,17 @@ class Images:
         objects = {self.defining[image][name] for image in IMAGES for name in functions if name in self.defining[image]}
         if objects:
             return [self.by_object[name] for name in sorted(objects)]
-        return [unit for unit in self.by_object.values() if path in self.included_by(unit)]
+        return [unit for name, unit in self.by_object.items() if str(self.root / path) in self.sources[name]]
 
-    def included_by(self, unit):
-        shown = subprocess.run([unit.compiler, *unit.arguments, "-MM", unit.source], cwd=self.build, check=True,
+    @functools.cached_property
+    def sources(self):
+        """By object: the files that it was compiled from."""
+        shown = subprocess.run(["ninja", "-t", "deps", *self.by_object], cwd=self.build, check=True,
                                capture_output=True, text=True).stdout
-        return {str(pathlib.Path(part).resolve().relative_to(self.root)) for part in shown.split()
-                if part.startswith(str(self.root))}
+        found = {}
+        for line in shown.splitlines():
+            if line.startswith(" "):
+                files.add(os.path.normpath(self.build / line.strip()))
+            elif line:
+                files = found.setdefault(line.split(":")[0], set())
+        return found

@@ -153,6 +153,17 @@ TEST(InstallLog, AnotherFileOnASharedPathIsCheckedForItself)
     EXPECT_EQ(checksOf(three), checksOf(two));
 }
 
+TEST(InstallLog, ASharedPathHoldsNothingAfterAFileThatCannotBeChosen)
+{
+    // The name of the second file cannot be converted to UTF-16.
+    const SimulatedRun run =
+        CallFunction("WriteToEachFile", {"one.txt", "two.txt", "one.txt"}, {.faults = {"MultiByteToWideChar#11=8"}});
+    const SimulatedRun again = CallFunction("WriteToEachFile", {"one.txt", "two.txt", "one.txt"});
+    EXPECT_EQ(TextOf(run.After(), std::string(kLogFolder) + "two.txt"), "(none)");
+    const auto checksOf = [](const SimulatedRun& r) { return r.outcome.callCounts.at("CreateFileW"); };
+    EXPECT_EQ(checksOf(again) - checksOf(run), 6u);
+}
+
 TEST(InstallLog, EachLineIsFlushedBeforeTheNext)
 {
     const SimulatedRun run = CallFunction("WriteLogAlternately", {"one", "two"});

@@ -225,6 +225,13 @@ TEST(LoadResourceLibrary, TheProgramsPathIsCutAtItsLastPeriodWhereverThatStands)
     EXPECT_THAT(LibrariesTried(Load(MachineWithProgramAt(R"(C:\a.b\kelo)"), "(null)")).front(), R"(C:\a_de.dll)");
 }
 
+TEST(LoadResourceLibrary, AProgramsPathOf259CharactersIsNotTooLong)
+{
+    const std::string folder = "C:\\" + std::string(251, 'k') + "\\";
+    EXPECT_EQ(LibrariesTried(Load(MachineWithProgramAt(folder + "a.e"), "(null)")).front(), folder + "a_de.dll");
+    EXPECT_EQ(PathsTried(Load(MachineWithProgramAt(folder + "a.e"))).front(), folder + In("de"));
+}
+
 TEST(LoadResourceLibrary, AProgramsPathWithoutAPeriodOrTooLongGivesNoLibrary)
 {
     for (const SimulatedRun& run : {Load(MachineWithProgramAt(R"(C:\kelo)"), "(null)"),

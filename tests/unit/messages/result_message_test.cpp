@@ -203,6 +203,42 @@ TEST(PublishResultMessage, ATextOfAnyLengthIsWrittenWhole)
     }
 }
 
+// The sizes of the buffers that a run loaded a text into.
+std::vector<int> SizesOfBuffers(const SimulatedRun& run)
+{
+    std::vector<int> sizes;
+    for (const winsim::CallRecord& call : run.outcome.calls)
+    {
+        if (call.name == "LoadStringA")
+            sizes.push_back(call.in["cchBufferMax"].get<int>());
+    }
+    return sizes;
+}
+
+TEST(PublishResultMessage, ATextThatMayHaveBeenCutIsLoadedIntoABufferOfTwiceTheSize)
+{
+    const std::pair<std::size_t, std::vector<int>> rows[] = {
+        {1019, {1024}},
+        {1020, {1024, 2048}},
+        {2043, {1024, 2048}},
+        {2044, {1024, 2048, 4096}},
+        {5000, {1024, 2048, 4096, 8192}},
+    };
+    for (const auto& [length, sizes] : rows)
+        EXPECT_EQ(SizesOfBuffers(Publish(MachineWithGenericText(std::string(length, 't')), 42)), sizes) << length;
+}
+
+TEST(PublishResultMessage, AMessageOfOneCharacterIsWritten)
+{
+    ExpectLeft(Publish(MachineWithGenericText("%1"), 7), "7");
+}
+
+TEST(PublishResultMessage, ATextIsLoadedWithMemoryForItsBufferAndNoMore)
+{
+    const winsim::Machine machine = Changed(MachineWithGenericText("%1"), {{"process", {{"largestBlock", 1024 + 1}}}});
+    ExpectLeft(Publish(machine, 42), "42");
+}
+
 // A text in a double-byte code page can be cut one byte before the end of its buffer.
 TEST(PublishResultMessage, ALongTextOfDoubleBytesIsWrittenWhole)
 {

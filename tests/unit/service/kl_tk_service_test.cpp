@@ -80,17 +80,16 @@ Script Polls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, un
 {
     Script polls;
     for (unsigned ms = firstMs; ms <= lastMs; ms += stepMs)
-        polls = {polls, Poll(status, ms)};
+        polls.Append({Poll(status, ms)});
     return polls;
 }
 
 // The same polls when a stop was already pending: each is announced on standard output.
-
 Script PendingPolls(const ReportedStatus& status, unsigned firstMs, unsigned lastMs, unsigned stepMs)
 {
     Script polls;
     for (unsigned ms = firstMs; ms <= lastMs; ms += stepMs)
-        polls = {polls, kAnnounced, Poll(status, ms)};
+        polls.Append({kAnnounced, Poll(status, ms)});
     return polls;
 }
 
@@ -123,6 +122,9 @@ const auto kStops =
                     Tick(700), Sleep(20), QueryStatusEx(kStopped)}))
         .Run("WaitHintBeyondTheLimitIsSleptOnce", Stopping(40000), "-1",
              Whole({QueryStatusEx(kRunning), SendStop(PendingFor(40000)), Polls(PendingFor(40000), 40000, 40000, 40000),
+                    "log: Wait timed out"}))
+        .Run("WaitHintOneMillisecondBeyondTheLimitIsSleptOnceToo", Stopping(30001), "-1",
+             Whole({QueryStatusEx(kRunning), SendStop(PendingFor(30001)), Poll(PendingFor(30001), 30001),
                     "log: Wait timed out"}))
         .Run("ServiceThatStopsDuringAWaitBeyondTheLimitHasStopped", Stopping(40000, 39999), "0",
              Whole({QueryStatusEx(kRunning), SendStop(PendingFor(40000)), Sleep(40000), QueryStatusEx(kStopped)}))

@@ -179,6 +179,21 @@ TEST_P(CardService, ASecondQueryThatFailsEndsTheStepInSilence)
               {OpenBoth(), ReadStartType(3)[0], Call("QueryServiceConfigW", {"service#1", 104}, 0), kCloseBoth});
 }
 
+TEST_P(CardService, AFirstQueryThatNamesNoSizeIsFollowedByOneWithoutRoom)
+{
+    const SimulatedRun run = Configure(With(R"("start": "demand")"), {.faults = {"QueryServiceConfigW#1=122"}});
+    ExpectRun(run, "-1",
+              {OpenBoth(), Call("QueryServiceConfigW", {"service#1", 0}, 0), ReadStartType(3)[0], kCloseBoth});
+}
+
+TEST_P(CardService, ALongConfigurationIsReadWithMemoryForItAndNoMore)
+{
+    const std::string path(5000, 'x');
+    winsim::Machine machine = With(R"("start": "auto", "state": "running", "binaryPath": ")" + path + "\"");
+    machine.process.largestBlock = static_cast<std::uint32_t>(SizeOfConfig(path, "Card"));
+    EXPECT_EQ(Configure(machine).result, "0");
+}
+
 TEST_P(CardService, ALongConfigurationIsReadAsAWhole)
 {
     const std::string path(5000, 'x');

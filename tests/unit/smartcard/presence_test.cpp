@@ -146,6 +146,16 @@ TEST(IsKlSCardInstalled, AListThatMemoryDoesNotSufficeForIsAFailedListing)
                "log: CTPMSmartCard::IsKlSCardInstalled - can't list readers 80100006", kReleaseContext});
 }
 
+// Two bytes for each character, for one zero more, and for the zero that ends every string.
+TEST(IsKlSCardInstalled, NoMoreMemoryIsTakenThanTheListAndItsEndNeed)
+{
+    const Readers readers = ALongList();
+    ExpectRun(CallFunction(winsim::Machine::FromJson({{"smartCards", {{"readers", readers}}},
+                                                      {"process", {{"largestBlock", 2 * (LengthOf(readers) + 2)}}}}),
+                           "IsKlSCardInstalled"),
+              "true", Search(readers, kIsInstalled));
+}
+
 TEST(IsKlSCardInstalled, AnEmptyNameEndsTheListForTheReadersAfterIt)
 {
     const Readers hidden[] = {{"", kReader}, {"A 0", "", kReader}, {"", "", kReader}, {""}};

@@ -317,6 +317,17 @@ winsim::Machine PoliciesOf(const char* owner)
 
 constexpr char kUser[] = "S-1-5-21-7-7-7-1001";
 
+std::vector<unsigned> AccessesOfToken(const SimulatedRun& run)
+{
+    std::vector<unsigned> accesses;
+    for (const winsim::CallRecord& call : run.outcome.calls)
+    {
+        if (call.name == "OpenProcessToken")
+            accesses.push_back(call.in["DesiredAccess"].get<unsigned>());
+    }
+    return accesses;
+}
+
 TEST(SetPolicyDirectoryAccess, ADirectoryOfAUsersBecomesTheAdministrators)
 {
     const SimulatedRun run = CallFunction(PoliciesOf(kUser), kDirectory.function);
@@ -326,6 +337,8 @@ TEST(SetPolicyDirectoryAccess, ADirectoryOfAUsersBecomesTheAdministrators)
     EXPECT_EQ(directory->security.access, EntriesOf(ListOf(kDirectory), kInheritance, winsim::kFileRights));
     // The privilege for changing the owner is disabled again.
     EXPECT_EQ(run.After().token, run.before.token);
+    // The token is opened to find its user, and to enable the privilege: for nothing else.
+    EXPECT_EQ(AccessesOfToken(run), (std::vector<unsigned>{0x8, 0x20}));
 }
 
 TEST(SetPolicyDirectoryAccess, ADirectoryOfTheSystemsKeepsItsOwner)

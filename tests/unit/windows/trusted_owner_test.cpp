@@ -6,12 +6,19 @@
 namespace
 {
 
-std::string OwnerErrorOf(const std::string& owner, const SimulatedRunOptions& options = {})
+constexpr char kUser[] = "S-1-5-21-1-2-3-500";
+
+SimulatedRun Check(const std::string& owner, const SimulatedRunOptions& options = {})
 {
     winsim::Json machine;
-    machine["token"]["user"] = "S-1-5-21-1-2-3-500";
+    machine["token"]["user"] = kUser;
     machine["files"]["C:\\Folder"] = {{"directory", true}, {"owner", owner}};
-    return CallFunction(winsim::Machine::FromJson(machine), "CheckOwner", {"C:\\Folder"}, options).result;
+    return CallFunction(winsim::Machine::FromJson(machine), "CheckOwner", {"C:\\Folder"}, options);
+}
+
+std::string OwnerErrorOf(const std::string& owner, const SimulatedRunOptions& options = {})
+{
+    return Check(owner, options).result;
 }
 
 TEST(CheckOwner, AdministratorsTheSystemAndItsServicesAreTrusted)
@@ -24,7 +31,16 @@ TEST(CheckOwner, AdministratorsTheSystemAndItsServicesAreTrusted)
 
 TEST(CheckOwner, TheUserOfTheProcessIsTrusted)
 {
-    EXPECT_EQ(OwnerErrorOf("S-1-5-21-1-2-3-500"), "0");
+    const SimulatedRun run = Check(kUser);
+    EXPECT_EQ(run.result, "0");
+    // The token is opened to be read, and for nothing else.
+    for (const winsim::CallRecord& call : run.outcome.calls)
+    {
+        if (call.name == "OpenProcessToken")
+        {
+            EXPECT_EQ(call.in["DesiredAccess"], 8);
+        }
+    }
 }
 
 TEST(CheckOwner, NobodyElseIs)
@@ -36,8 +52,8 @@ TEST(CheckOwner, NobodyElseIs)
 
 TEST(CheckOwner, AUserWhoCannotBeToldIsNobody)
 {
-    EXPECT_EQ(OwnerErrorOf("S-1-5-21-1-2-3-500", {.faults = {"OpenProcessToken=5"}}), "1307");
-    EXPECT_EQ(OwnerErrorOf("S-1-5-21-1-2-3-500", {.faults = {"GetTokenInformation=122"}}), "1307");
+    EXPECT_EQ(OwnerErrorOf(kUser, {.faults = {"OpenProcessToken=5"}}), "1307");
+    EXPECT_EQ(OwnerErrorOf(kUser, {.faults = {"GetTokenInformation=122"}}), "1307");
 }
 
 TEST(CheckOwner, AnOwnerThatCannotBeReadIsTheError)
