@@ -47,7 +47,7 @@ std::wstring_view GetCustomActionValue(std::wstring_view key, std::wstring_view 
     if (start == std::wstring_view::npos)
         return defaultValue;
     const std::size_t valueStart = start + key.size();
-    const std::size_t valueEnd = data.find(kEndOfValue, start);
+    const std::size_t valueEnd = data.find(kEndOfValue, valueStart);
     if (valueEnd == std::wstring_view::npos)
         return data.substr(valueStart);
     return data.substr(valueStart, valueEnd - valueStart);

@@ -8,8 +8,9 @@ namespace
 
 bool IsFile(const std::wstring& path)
 {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+    // A path that leads nowhere has every attribute.
+    static_assert((INVALID_FILE_ATTRIBUTES & FILE_ATTRIBUTE_DIRECTORY) != 0);
+    return (GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
 } // namespace

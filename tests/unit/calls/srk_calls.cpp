@@ -14,11 +14,13 @@ constexpr TestCall kCalls[] = {
          const std::wstring defaultValue = a.Wide(2);
          return ResultText(std::wstring(GetCustomActionValue(a.Wide(0), data, defaultValue)));
      }},
-    // Arguments: the flag and the data.
+    // Arguments: the flag, the data, and how many of its characters count: all, if that is not given.
     {"HasCustomActionFlag",
      [](const CallArguments& a) {
-         const std::wstring data = a.Wide(1);
-         return ResultText(HasCustomActionFlag(a.Wide(0), data));
+         const std::wstring text = a.Wide(1);
+         const std::wstring_view data = text;
+         const auto length = a.Count() > 2 ? static_cast<std::size_t>(a.Number(2)) : data.size();
+         return ResultText(HasCustomActionFlag(a.Wide(0), data.substr(0, length)));
      }},
     // Argument: a command line.
     {"RunAndWait", [](const CallArguments& a) { return ResultText(RunAndWait(CSecretText{a.Wide(0)})); }},

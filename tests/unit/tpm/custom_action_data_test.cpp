@@ -88,6 +88,12 @@ TEST(HasCustomActionFlag, IsOnOnlyWhereTheDataBeginsWithItInAnyLetterCase)
         EXPECT_EQ(CallFunction("HasCustomActionFlag", {c.flag, c.data}).result, c.isOn ? "true" : "false") << c.data;
 }
 
+TEST(HasCustomActionFlag, NothingAfterTheDataIsLookedAt)
+{
+    EXPECT_EQ(CallFunction("HasCustomActionFlag", {"/SILENT", "/SILENT", "7"}).result, "true");
+    EXPECT_EQ(CallFunction("HasCustomActionFlag", {"/SILENT", "/SILENT", "6"}).result, "false");
+}
+
 // ---- Reading the property ----
 
 // The queries for the property, as a script shows them.
@@ -170,7 +176,19 @@ TEST(CustomActionData, DataThatCannotBeReadIs10001AndNothingIsRunOrLogged)
 TEST(CustomActionData, ItIsNeverAskedForMoreThanTwice)
 {
     EXPECT_EQ(ChangeSrkAuth({.data = {"a", "ab", "abc"}}).outcome.callCounts.at("MsiGetPropertyW"), 2u);
-    EXPECT_EQ(ChangeSrkAuth({.data = {{"error", 6}}}).outcome.callCounts.at("MsiGetPropertyW"), 1u);
+    for (const char* data : {R"({"error": 6})", R"({"error": 234, "size": 4294967295})"})
+        EXPECT_EQ(ChangeSrkAuth({.data = Json::parse(data)}).outcome.callCounts.at("MsiGetPropertyW"), 1u) << data;
+}
+
+// Two bytes for each character, for the terminator, and for one zero more.
+TEST(CustomActionData, IsReadWithMemoryForItselfAndNoMore)
+{
+    const std::string data = "/INFO=" + std::string(30000, 'i');
+    Json machine = DescriptionOf({.data = data});
+    machine["process"]["largestBlock"] = 2 * (data.size() + 2);
+    ExpectLog(ChangeSrkAuthOn(machine), "0", "log: SRK and TPM Owner Auth is OK");
+    machine["process"]["largestBlock"] = 2 * (data.size() + 2) - 1;
+    ExpectLog(ChangeSrkAuthOn(machine), "10001", {});
 }
 
 TEST(CustomActionData, ThirtyThousandCharactersAreReadWhole)

@@ -168,6 +168,19 @@ TEST(SrkAuthChange, AProgramThatWindowsWouldStartInsteadKeepsTheToolFromBeingRun
     }
 }
 
+TEST(SrkAuthChange, EachOfTwoBlanksMayEndThePathOfSuchAProgram)
+{
+    Json machine = DescriptionOf({.hasTool = false});
+    machine["folders"]["programFiles"] = R"(C:\Two  blanks)";
+    machine["files"][R"(C:\Two  blanks)"]["directory"] = true;
+    machine["programs"][R"(C:\Two  blanks\Kelo Systems Corp\Common\TpmKeyFixer.exe)"]["runs"] = {{{"exitCode", 0}}};
+    ExpectLog(ChangeSrkAuthOn(machine), "0", {"log: SRK and TPM Owner Auth is OK"});
+    machine["files"][R"(C:\Two .exe)"] = {{"text", "planted"}};
+    const SimulatedRun run = ChangeSrkAuthOn(machine);
+    ExpectLog(run, "0", {"log: Unable to launch process!"});
+    EXPECT_EQ(CountOf("CreateProcessW", run.script), 0u);
+}
+
 TEST(SrkAuthChange, AFolderOfThatNameIsNoProgram)
 {
     winsim::Json machine = DescriptionOf({.verifyCode = 0, .changeCode = 0});
@@ -321,6 +334,17 @@ TEST(SrkAuthChange, AToolWhoseCommandLineMemoryDoesNotSufficeForIsNotStarted)
     const SimulatedRun run = ChangeSrkAuthOn(machine);
     ExpectLog(run, "0", {"log: Unable to launch process!"});
     EXPECT_FALSE(run.outcome.callCounts.contains("CreateProcessW"));
+}
+
+TEST(SrkAuthChange, MemoryThatRunsOutIsNoOtherErrorOfTheTool)
+{
+    const unsigned pieces = ChangeSrkAuth({.verifyCode = -5}).outcome.callCounts.at("operator new");
+    for (unsigned piece = 1; piece <= pieces; ++piece)
+    {
+        const SimulatedRun run =
+            ChangeSrkAuth({.verifyCode = -5}, {.faults = {fmt::format("operator new#{}=8", piece)}});
+        EXPECT_THAT(run.log, testing::Not(testing::Contains(LogOf(kOther)[0]))) << piece;
+    }
 }
 
 TEST(SrkAuthChange, AChangeWhoseCommandLineMemoryDoesNotSufficeForIsPutOffToTheNextLogon)
