@@ -10,8 +10,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <optional>
-#include <set>
 #include <vector>
 
 namespace describe
@@ -55,15 +55,17 @@ bool IsMissing(DWORD error)
            error == ERROR_NOT_READY;
 }
 
-// A file's name as its folder spells it.
-std::string SpelledName(const std::string& folder, const std::string& name)
+// A path whose last name is as its folder spells it.
+std::string Spelled(const std::string& path)
 {
+    if (path.back() == ':')
+        return path;
     WIN32_FIND_DATAW found{};
-    const HANDLE search = FindFirstFileW(ToWide(folder + "\\" + name).c_str(), &found);
+    const HANDLE search = FindFirstFileW(ToWide(path).c_str(), &found);
     if (search == INVALID_HANDLE_VALUE)
-        return name;
+        return path;
     FindClose(search);
-    return FromWide(found.cFileName);
+    return winsim::Files::ParentOf(path) + "\\" + FromWide(found.cFileName);
 }
 
 // The full path that a link leads to; nothing if the file is no link, or leads to something without a drive.
@@ -130,35 +132,38 @@ private:
     {
         if (path.size() < 2 || path[1] != ':')
             return std::nullopt; // a share
-        std::string folder = path.substr(0, 2);
-        const winsim::File* file = Read(folder);
-        for (std::size_t begin = 2; file != nullptr && begin < path.size();)
+        const winsim::File* file = Read(path.substr(0, 2));
+        for (std::size_t end = 2; file != nullptr && end < path.size();)
         {
-            const std::size_t end = std::min(path.find('\\', begin + 1), path.size());
-            folder += "\\" + SpelledName(folder, path.substr(begin + 1, end - begin - 1));
-            file = Read(folder);
+            const std::size_t begin = end;
+            end = std::min(path.find('\\', begin + 1), path.size());
+            file = Read(file->path + path.substr(begin, end - begin));
             if (file != nullptr && file->IsLink() && end < path.size())
                 return file->link + path.substr(end);
-            begin = end;
         }
         return std::nullopt;
     }
 
     // A file or folder, read once. Null if it is not there.
-    const winsim::File* Read(const std::string& path)
+    const winsim::File* Read(const std::string& asked)
     {
-        if (!m_tried.insert(path).second)
-            return m_capture.machine.files.Find(path);
+        const auto [spelled, isNew] = m_spelled.try_emplace(winsim::FoldCase(asked), asked);
+        if (!isNew)
+            return m_capture.machine.files.Find(spelled->second);
         DWORD access = FILE_READ_ATTRIBUTES | READ_CONTROL;
-        UniqueKernelHandle file = Open(path, access);
+        UniqueKernelHandle file = Open(asked, access);
         if (!file && GetLastError() == ERROR_ACCESS_DENIED)
-            file = Open(path, access = FILE_READ_ATTRIBUTES);
+            file = Open(asked, access = FILE_READ_ATTRIBUTES);
+        const DWORD error = file ? ERROR_SUCCESS : GetLastError();
+        if (IsMissing(error))
+            return nullptr;
+        const std::string& path = spelled->second = Spelled(asked);
+        if (const winsim::File* known = m_capture.machine.files.Find(path))
+            return known; // by another name, such as a short one
         BY_HANDLE_FILE_INFORMATION information{};
         if (!file || !GetFileInformationByHandle(file.Get(), &information))
         {
-            const DWORD error = GetLastError();
-            if (!IsMissing(error))
-                m_capture.notes.AddError("files." + path, error);
+            m_capture.notes.AddError("files." + path, file ? GetLastError() : error);
             return nullptr;
         }
         const bool isDirectory = (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
@@ -213,7 +218,7 @@ private:
     }
 
     Capture& m_capture;
-    std::set<std::string> m_tried;
+    std::map<std::string, std::string> m_spelled; // the paths that were tried, by what was asked
 };
 
 // A path that a registry value or a service names, without a backslash at the end; empty if it has no drive.

@@ -7,7 +7,9 @@
 #include "windows/unique_handle.h"
 
 #include <fstream>
-#include <iterator>
+#include <optional>
+#include <sstream>
+#include <string>
 
 namespace describe
 {
@@ -129,13 +131,23 @@ void ReadTexts(const std::string& path, Library& described)
         described.texts = texts;
 }
 
+// A file's content; nothing if it cannot be opened.
+std::optional<std::string> BytesOf(const std::string& path)
+{
+    std::ifstream file(ToWide(path).c_str(), std::ios::binary);
+    if (!file.is_open())
+        return std::nullopt;
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return std::move(bytes).str();
+}
+
 void ReadLibrary(Capture& capture, const AskedLibrary& asked, Library& described)
 {
-    std::ifstream file(ToWide(asked.path).c_str(), std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    if (!file.is_open())
+    const std::optional<std::string> bytes = BytesOf(asked.path);
+    if (!bytes)
         return capture.notes.Add("libraries." + asked.path, "cannot be opened");
-    const auto functions = ExportedFunctions(bytes);
+    const auto functions = ExportedFunctions(*bytes);
     if (!functions)
     {
         described.loadError = ERROR_BAD_EXE_FORMAT;

@@ -6,6 +6,9 @@
 #include "winsim/base/text.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
+#include <numeric>
 #include <optional>
 #include <set>
 #include <vector>
@@ -34,6 +37,7 @@ constexpr DWORD kRights[] = {
     WRITE_DAC,
     WRITE_OWNER,
 };
+constexpr DWORD kAllRights = std::accumulate(std::begin(kRights), std::end(kRights), DWORD{0}, std::bit_or());
 
 std::vector<std::string> TextsOf(const wchar_t* multiString)
 {
@@ -52,10 +56,13 @@ std::string TextOf(const wchar_t* text)
 template <typename Query>
 std::vector<BYTE> Record(Query query)
 {
+    constexpr DWORD kUsuallyEnough = 1024;
+    std::vector<BYTE> record(kUsuallyEnough);
     DWORD needed = 0;
-    query(nullptr, 0, &needed);
-    std::vector<BYTE> record(needed);
-    if (needed == 0 || !query(record.data(), needed, &needed))
+    if (query(record.data(), kUsuallyEnough, &needed))
+        return record;
+    record.resize(needed);
+    if (needed <= kUsuallyEnough || !query(record.data(), needed, &needed))
         return {};
     return record;
 }
@@ -136,12 +143,15 @@ bool ReadStatus(SC_HANDLE service, Json& json)
 // The rights that this process is refused.
 DWORD DeniedAccess(SC_HANDLE manager, const std::wstring& name)
 {
+    const auto isDenied = [&](DWORD rights) {
+        return !UniqueServiceHandle{OpenServiceW(manager, name.c_str(), rights)} &&
+               GetLastError() == ERROR_ACCESS_DENIED;
+    };
+    if (!isDenied(kAllRights))
+        return 0;
     DWORD denied = 0;
     for (const DWORD right : kRights)
-    {
-        if (!UniqueServiceHandle{OpenServiceW(manager, name.c_str(), right)} && GetLastError() == ERROR_ACCESS_DENIED)
-            denied |= right;
-    }
+        denied |= isDenied(right) ? right : 0;
     return denied;
 }
 
