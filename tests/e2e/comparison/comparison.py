@@ -14,13 +14,15 @@ class Comparison:
         self.machine = machine
         self.program = ("file", machine.program.lower())  # its content is not described
         self.plain = of_simulated(complete({}))
-        self.predicted = of_simulated(complete(settled(described)))
+        # Only once, because a completed description no longer says what a plain machine has and this one has not.
+        whole = complete(settled(described))
+        self.predicted = of_simulated(whole)
         self.seen = Snapshot(machine, states_of(self.predicted))
         # Other processes come and go in a prefix.
         self.known_processes = {name for name in self.predicted.keys() - self.plain.keys() if name[0] == "process"}
         # Of the content of libraries and programs, and of files in use, only one thing is known: where it was at first.
         self.known_contents = {}
-        in_use = {path.lower() for path, file in described["files"].items() if file.get("inUse")}
+        in_use = {path.lower() for path, file in whole["files"].items() if file.get("inUse")}
         for name, content in self.predicted.items():
             is_image = isinstance(content, str) or name[1] in in_use
             if name[0] == "file" and is_image and name[1] in self.seen.places:

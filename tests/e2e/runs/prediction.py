@@ -4,7 +4,7 @@ import contextlib
 import unittest
 
 from comparison.comparison import Comparison
-from machines.descriptions import complete, settled
+from machines.descriptions import settled
 from runs.log_lines import comparable, unpredicted_waits, without_numbers
 from runs.program import Machine
 from runs.rehearsal import rehearse, rehearse_and_save, words
@@ -45,7 +45,7 @@ class PredictedRuns(Table, unittest.TestCase):
     def check_each(self, machine, simulated, runs):
         """Runs one after the other, each with its arguments, are as predicted, and so is the whole machine after each.
         Yields the report of each rehearsal, and the run."""
-        comparison = Comparison(machine, complete(simulated))
+        comparison = Comparison(machine, simulated)
         self.assertEqual(comparison.differences(), [], "before the first run")
         for number, arguments in enumerate(runs, 1):
             report, simulated = rehearse_and_save(settled(simulated), *words(arguments))
