@@ -1,8 +1,9 @@
 """The items of a machine, simulated or a Wine prefix, in one form for both."""
 
 import json
+import pathlib
 
-from comparison.scope import WATCHED_KEYS, WINES_OWN_SERVICES, is_file_compared, is_key_compared
+from comparison.scope import PASSED_OVER, WATCHED_KEYS, WINES_OWN_SERVICES, is_file_compared, is_key_compared
 from machines.descriptions import complete, service_members
 from machines.numbers import GENERIC_ALL, GENERIC_READ, KEY_ALL_ACCESS, KEY_READ, flags_of
 from machines.registry_values import REG_MULTI_SZ, typed_bytes
@@ -116,24 +117,24 @@ class Snapshot:
     def __init__(self, machine, states):
         self.items = {}
         self.spelling = {}  # of the items that have names, by their names in lower case
-        machine_tool.do(machine.prefix, [services.waiting(states)])
+        told, processes = machine_tool.ask(machine.prefix, [services.waiting(states), services.LISTING, "processes",
+                                                            *registry.saving(*WATCHED_KEYS)])
+        keys = registry.saved(machine.prefix, *WATCHED_KEYS, without=PASSED_OVER)
         self.captured = complete(machine.captured())
-        told, processes, keys = machine_tool.ask(machine.prefix, [services.LISTING, "processes",
-                                                                  registry.listing(*WATCHED_KEYS)])
         for name, state in services.in_words(told).items():
             self._add({"state": state}, "service", name)
         for name in processes:
             self.items["process", name.lower()] = self.items.get(("process", name.lower()), 0) + 1
         for key, values in keys.items():
             self._add(KEY_EXISTS, "key", key)
-            for name, (kind, data) in values.items():
-                self._add((kind, bytes.fromhex(data)), "value", key, name)
+            for name, value in values.items():
+                self._add(value, "value", key, name)
         self._add_files(machine.prefix)
         self._merge()
 
     def content(self, path):
         """A directory, or the bytes of a file."""
-        place = self.places[path]
+        place = pathlib.Path(self.places[path])
         return DIRECTORY if place.is_dir() else place.read_bytes()
 
     def _add(self, value, kind, *names):

@@ -1,18 +1,14 @@
 """What of a machine is compared, for both kinds of machine alike."""
 
+import functools
 import re
 
 from product import CARD_SERVICES, INFINEON_STACK, KELO_STACK, LOG, NTRU_STACK, SERVICE
 from standins.names import ANSWERS, FOLDER, FOLDERS, KEY, PROBE_NOTES, RUNS, STATES_ENDING, WITNESS, WITNESS_NOTES
 from wine.machine_tool import SCRIPT
 
-# Wine has many keys below these, which do not concern the program.
-PASSED_OVER = [r"SOFTWARE\Classes", r"SOFTWARE\Microsoft\Cryptography\OID",
-               r"SOFTWARE\Microsoft\Cryptography\Providers\Trust",
-               r"SOFTWARE\Microsoft\Windows NT\CurrentVersion\Time Zones",
-               r"SOFTWARE\Microsoft\Windows\CurrentVersion\Explorer\FolderDescriptions",
-               r"SOFTWARE\Microsoft\Windows\CurrentVersion\Telephony", r"SYSTEM\CurrentControlSet\Control\Nls"]
-WATCHED_KEYS = ["SOFTWARE", "SYSTEM", *("-" + key for key in PASSED_OVER)]
+WATCHED_KEYS = ["SOFTWARE", "SYSTEM"]
+PASSED_OVER = [r"SOFTWARE\Classes"]  # Wine has thousands, which do not concern the program
 
 # Wine notes its screens and adapters as soon as its desktop is up, which may be at any time.
 WINES_DEVICES = r"control\\(class|deviceclasses|video)\b|enum\b|hardware profiles\b"
@@ -41,11 +37,13 @@ _IGNORED_FILES = re.compile(
     rf"{NOTES}$|{re.escape(LOG.lower())}")
 
 
+@functools.cache
 def is_key_compared(key):
     """Whether a key concerns the program, named without its root in lower case."""
     return not _IGNORED_KEYS.match(key)
 
 
+@functools.cache
 def is_file_compared(path):
     """The same for a file, in lower case."""
     return not _IGNORED_FILES.match(path)

@@ -1,5 +1,8 @@
 """Machine descriptions: loads and merges them, and completes them to whole machines."""
 
+import functools
+import json
+
 from machines.names import with_numbers
 from paths import ROOT
 
@@ -25,7 +28,17 @@ def load(path):
 
 def complete(description):
     """The whole machine that a description, a patch on a plain Windows 10, stands for."""
-    return _patched(load(PLAIN_WINDOWS), description)
+    return _patched(_plain(), description)
+
+
+def _plain():
+    """The plain machine, for each caller to change."""
+    return json.loads(_plain_text())
+
+
+@functools.cache
+def _plain_text():
+    return json.dumps(load(PLAIN_WINDOWS))
 
 
 def _patched(target, patch):
@@ -49,7 +62,7 @@ def as_on_wine(description):
 def without_vain_nulls(description, base=None):
     """The description without the nulls that take nothing away from a plain machine: merging leaves them, and
     kelo-rehearse refuses them."""
-    base = load(PLAIN_WINDOWS) if base is None else base
+    base = _plain() if base is None else base
     return {name: without_vain_nulls(value, base.get(name) if isinstance(base.get(name), dict) else {})
             if isinstance(value, dict) and name != "effects" else value
             for name, value in description.items() if value is not None or name in base}

@@ -41,4 +41,4 @@ def multi_string(texts):
 
 def utf16(text):
     """A text with its terminator."""
-    return (text + "\0").encode("utf-16-le")
+    return (text + "\0").encode("utf-16-le", "surrogatepass")

@@ -1,5 +1,6 @@
 """A machine under Wine on which the real installer installs the sample package, rolls it back and removes it."""
 
+import pathlib
 import re
 
 import paths
@@ -162,9 +163,10 @@ class PackagedMachine:
 
     def files_with(self, text):
         """The files that hold a text, in either of Windows' encodings, but those of Wine's that all prefixes share."""
-        return {file.path for file in files.below(self.prefix, "C:\\")
-                if file.place.is_file() and file.place.stat().st_nlink == 1
-                and any(text.encode(encoding) in file.place.read_bytes() for encoding in ("utf-8", "utf-16-le"))}
+        encoded = [text.encode(encoding) for encoding in ("utf-8", "utf-16-le")]
+        places = {file.path: pathlib.Path(file.place) for file in files.below(self.prefix, "C:\\")}
+        return {path for path, place in places.items() if place.is_file() and place.stat().st_nlink == 1
+                and any(one in place.read_bytes() for one in encoded)}
 
     def verbose_log(self):
         """The installer's own log of its last run, as Windows would have written it."""

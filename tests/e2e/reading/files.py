@@ -10,16 +10,21 @@ class File(typing.NamedTuple):
     """A file or a folder, and what changes when it does."""
 
     path: str  # as Windows names it
-    place: os.PathLike  # as Unix does
+    place: str  # as Unix does
     fingerprint: str | tuple  # DIRECTORY; or size and time of change
 
 
 def below(prefix, folder):
     """Each file and folder below one, such as "C:\\"."""
-    root = prefix.path(folder)
-    for parent, folders, names in os.walk(root):
-        for name in folders + names:
-            place = root.__class__(parent, name)
-            status = place.lstat()
-            yield File(folder.rstrip("\\") + "\\" + str(place.relative_to(root)).replace("/", "\\"), place,
-                       DIRECTORY if name in folders else (status.st_size, status.st_mtime_ns))
+    return _below(prefix.path(folder), folder.rstrip("\\"))
+
+
+def _below(place, path):
+    # A prefix has a thousand files and is read often: Path objects would take most of the time.
+    with os.scandir(place) as entries:
+        for entry in entries:
+            name = f"{path}\\{entry.name}"
+            status = entry.stat(follow_symlinks=False)
+            yield File(name, entry.path, DIRECTORY if entry.is_dir() else (status.st_size, status.st_mtime_ns))
+            if entry.is_dir(follow_symlinks=False):
+                yield from _below(entry.path, name)

@@ -1,5 +1,6 @@
 // Gives registry keys values, owners and access lists.
 #include "src/windows/unique_handle.h"
+#include "tests/e2e/tools/machine_tool/privileges.h"
 #include "tests/e2e/tools/machine_tool/verbs.h"
 
 #include <windows.h>
@@ -8,23 +9,6 @@
 
 #include <string>
 #include <vector>
-
-namespace
-{
-
-// Without this privilege, only a user or a group of the process can become an owner.
-void MayGiveAway()
-{
-    UniqueKernelHandle token;
-    TOKEN_PRIVILEGES privileges{};
-    privileges.PrivilegeCount = 1;
-    privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
-    if (OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.Put()) &&
-        LookupPrivilegeValueW(nullptr, L"SeRestorePrivilege", &privileges.Privileges[0].Luid))
-        AdjustTokenPrivileges(token.Get(), FALSE, &privileges, 0, nullptr, nullptr);
-}
-
-} // namespace
 
 int MakeKey(const Words& words)
 {
@@ -51,7 +35,8 @@ int SecureKey(const Words& words)
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(words[2].c_str(), SDDL_REVISION_1, security.Put(),
                                                               nullptr))
         return ExitStatus(FALSE);
-    MayGiveAway();
+    // Otherwise only a user or a group of the process can become an owner.
+    MayUse(L"SeRestorePrivilege");
     UniqueRegistryKey key;
     if (const LSTATUS error =
             RegOpenKeyExW(HKEY_LOCAL_MACHINE, words[1].c_str(), 0, WRITE_DAC | WRITE_OWNER, key.Put()))

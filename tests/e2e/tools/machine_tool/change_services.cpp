@@ -26,20 +26,13 @@ int Describe(const UniqueServiceHandle& service, std::wstring text)
 
 constexpr DWORD kGone = 0; // the state of a service that is not there
 
-bool IsInState(const std::wstring& name, DWORD state)
-{
-    const UniqueServiceHandle service = OpenServiceFully(name);
-    if (!service)
-        return state == kGone;
-    SERVICE_STATUS status{};
-    return QueryServiceStatus(service.Get(), &status) && status.dwCurrentState == state;
-}
-
 bool AreInStates(const Words& words)
 {
+    const auto states = ReadStates();
     for (std::size_t i = 2; i + 1 < words.size(); i += 2)
     {
-        if (!IsInState(words[i], static_cast<DWORD>(std::stoul(words[i + 1]))))
+        const auto found = states.find(words[i]);
+        if ((found == states.end() ? kGone : found->second) != std::stoul(words[i + 1]))
             return false;
     }
     return true;

@@ -22,8 +22,8 @@
 // Verbs that show, as JSON, what KeloDescribe leaves out; keys are below HKEY_LOCAL_MACHINE:
 //   states               the states of all services (numbers), by their names
 //   processes            a list of the names of the running programs' files
-//   registry KEY...      keys and all keys below them: type and bytes of each value. Links are passed over, and so is a
-//                        key that is named with a "-" before it.
+//
+//   save KEY FILE        writes a key, if it is there, and all keys below it to a file that is not there yet
 //
 //   script FILE          does each line of a file: a verb and its arguments, with tabs between them
 //
@@ -61,7 +61,7 @@ constexpr Verb kVerbs[] = {
     {L"key", 2, &MakeKey},
     {L"states", 1, &ShowStates},
     {L"processes", 1, &ShowProcesses},
-    {L"registry", 2, &ShowRegistry},
+    {L"save", 3, &SaveKey},
     {L"copy", 3, &CopyToPlace},
     {L"write", 2, &WriteText},
     {L"link", 4, &MakeLink},

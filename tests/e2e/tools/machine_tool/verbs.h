@@ -29,7 +29,7 @@ int MakeHardLink(const Words& words);
 // What a machine is like.
 int ShowStates(const Words& words);
 int ShowProcesses(const Words& words);
-int ShowRegistry(const Words& words);
+int SaveKey(const Words& words);
 
 // The result of a verb whose only call may have failed.
 inline int ExitStatus(BOOL succeeded)
