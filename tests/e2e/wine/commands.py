@@ -1,6 +1,5 @@
 """Runs Wine's commands: the environment they get, what they begin with, the time they may take."""
 
-import functools
 import os
 import shlex
 import subprocess
@@ -9,14 +8,14 @@ import tempfile
 import time
 
 import paths
+from wine import children
 from wine.notes import ERRORS, without_notes
 
 MOST_SECONDS = 120  # that a program may take
 MOST_ERRORS = 10000  # characters of its errors that are shown when it takes longer
+REGEDIT = r"C:\windows\regedit.exe"  # without its folder, Wine would start another program to find it
+FONTS = "fonts.conf"  # of a prefix: lists none, because every program with windows would look at all fonts
 LOCALE, ZONE = "C.UTF-8", "UTC"  # unless a prefix has others
-
-# Root may write to read-only files, which nobody may on Windows. Inside a prefix, root has no such privilege.
-UNPRIVILEGED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search", "--"]
 
 # The server of a prefix ends with the test, whatever ends the test, and all programs of the prefix with the server.
 TIED = ["setpriv", "--pdeathsig", "INT", "--"]
@@ -36,17 +35,11 @@ def environment(prefix, locale=LOCALE, zone=ZONE, debug=ERRORS):
         "TMPDIR": str(prefix / "tmp"),  # where the server keeps its socket
         "WINEPREFIX": str(prefix),
         "WINEARCH": "win64",
+        "FONTCONFIG_FILE": str(prefix / FONTS),
         "LD_PRELOAD": str(paths.NATIVE / "libheap_guard.so"),
         "WINEDEBUG": debug,
         "WINEDLLOVERRIDES": "winemenubuilder.exe=d;mscoree=;mshtml=",
     }
-
-
-@functools.cache
-def runner():
-    """The words that every command begins with; none where the system does not allow them."""
-    works = subprocess.run([*UNPRIVILEGED, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
-    return UNPRIVILEGED if works else []
 
 
 def run(prefix, command, timeout=MOST_SECONDS, locale=LOCALE, zone=ZONE, cwd=None, debug=ERRORS):
@@ -60,9 +53,8 @@ def run(prefix, command, timeout=MOST_SECONDS, locale=LOCALE, zone=ZONE, cwd=Non
         def said():
             return errors_file.read_bytes()[size_before:].decode(errors="replace")
         try:
-            done = subprocess.run([*runner(), *command], env=environment(prefix, locale, zone, debug),
-                                  cwd=cwd or prefix, timeout=timeout, stdin=subprocess.DEVNULL, stdout=output,
-                                  stderr=errors, check=False)
+            status = children.wait(children.start(command, env=environment(prefix, locale, zone, debug),
+                                                  cwd=cwd or prefix, stdout=output, stderr=errors), timeout)
         except subprocess.TimeoutExpired:
             end_processes(prefix)
             output.seek(0)
@@ -70,22 +62,22 @@ def run(prefix, command, timeout=MOST_SECONDS, locale=LOCALE, zone=ZONE, cwd=Non
                        f"{output.read()!r} and, as errors, {without_notes(said())[-MOST_ERRORS:]!r}") from None
         all_said = said()
         if errors_said := without_notes(all_said):
-            print(f"{shlex.join(map(str, command))} ended with {done.returncode}. It or Wine said: {errors_said}",
+            print(f"{shlex.join(map(str, command))} ended with {status}. It or Wine said: {errors_said}",
                   file=sys.stderr)
         output.seek(0)
-        return done.returncode, output.read(), all_said
+        return status, output.read(), all_said
 
 
 def start(prefix, command, locale=LOCALE, zone=ZONE, cwd=None):
     """Starts a program without a time limit. Returns the process."""
-    return subprocess.Popen([*runner(), "wine", *command], env=environment(prefix, locale, zone), cwd=cwd or prefix,
-                            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    return children.start(["wine", *command], env=environment(prefix, locale, zone), cwd=cwd or prefix,
+                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
 def serve(prefix, *options, notes=subprocess.DEVNULL):
     """Starts Wine's server. It stays while no program runs, and the services stay with it."""
-    return subprocess.Popen([*runner(), *TIED, "wineserver", "-f", "-p", *options], env=environment(prefix),
-                            stdin=subprocess.DEVNULL, stdout=notes, stderr=notes)
+    return children.start([*TIED, "wineserver", "-f", "-p", *options], env=environment(prefix), stdout=notes,
+                          stderr=notes)
 
 
 def wait_for_server(prefix, server):
@@ -98,8 +90,8 @@ def wait_for_server(prefix, server):
 
 def end_processes(prefix):
     """Ends whatever runs in a prefix."""
-    subprocess.run([*runner(), "wineserver", "-k"], env=environment(prefix), timeout=MOST_SECONDS,
-                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+    children.wait(children.start(["wineserver", "-k"], env=environment(prefix), stdout=subprocess.DEVNULL,
+                                 stderr=subprocess.DEVNULL), MOST_SECONDS)
 
 
 def wine_version(folder):

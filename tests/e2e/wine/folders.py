@@ -6,6 +6,7 @@ import fcntl
 import os
 import pathlib
 import shutil
+import struct
 import tempfile
 import zlib
 
@@ -25,6 +26,32 @@ PROCESSORS = os.sched_getaffinity(0)
 NOT_NEEDED = ["Eventlog", "MountMgr", "NDIS", "nsiproxy", "PlugPlay"]
 ON_DEMAND = 3
 
+# The devices whose drivers would start nevertheless.
+DEVICES_KEY = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Enum\ROOT"
+
+# Each program that starts looks through the time zones for its own. These are the tests' own: bias in minutes, and when
+# daylight saving time ends and begins (month, week, hour).
+TIME_ZONES = {
+    "Greenwich Standard Time": (0, (0, 0, 0), (0, 0, 0)),
+    "Eastern Standard Time": (300, (11, 1, 2), (3, 2, 2)),
+}
+TIME_ZONES_KEY = r"HKEY_LOCAL_MACHINE\Software\Microsoft\Windows NT\CurrentVersion\Time Zones"
+DAYLIGHT_BIAS = -60
+
+
+def _time_zone(name):
+    """The part of a .reg file with a time zone."""
+    bias, *changes = TIME_ZONES[name]
+    data = struct.pack("<3i", bias, 0, DAYLIGHT_BIAS) + b"".join(
+        struct.pack("<8H", 0, month, 0, week, hour, 0, 0, 0) for month, week, hour in changes)
+    return f"""
+[{TIME_ZONES_KEY}\\{name}]
+"Std"="{name}"
+"Dlt"="{name.replace("Standard", "Daylight")}"
+"TZI"=hex:{data.hex(",")}
+"""
+
+
 # The settings of every prefix, as a .reg file. A service may take as long to answer as on Windows: Wine's service
 # manager would wait ten seconds, too few on a busy machine (1053). It takes this number as a text only.
 SETTINGS = r"""Windows Registry Editor Version 5.00
@@ -34,7 +61,7 @@ SETTINGS = r"""Windows Registry Editor Version 5.00
 """ + notes.setting(notes.EXIT) + "".join(f"""
 [HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Services\\{name}]
 "Start"=dword:{ON_DEMAND:08x}
-""" for name in NOT_NEEDED)
+""" for name in NOT_NEEDED) + f"\n[-{DEVICES_KEY}]\n\n[-{TIME_ZONES_KEY}]\n" + "".join(map(_time_zone, TIME_ZONES))
 
 
 class Folder:
@@ -80,9 +107,11 @@ def _template():
     _remove(new)
     (new / "tmp").mkdir(parents=True)
     try:
+        (new / commands.FONTS).write_text("<fontconfig/>", encoding="ascii")
         (new / "settings.reg").write_text(SETTINGS, encoding="utf-16")
         # The program that starts the server makes folders that Wine's set-up needs: no server runs before it.
-        for command in (["wine", "wineboot", "-i"], ["wine", "regedit", "/S", "settings.reg"], ["wineserver", "-w"]):
+        for command in (["wine", "wineboot", "-i"], ["wine", commands.REGEDIT, "/S", "settings.reg"],
+                        ["wineserver", "-w"]):
             status, _, _ = commands.run(new, command, timeout=300)
             if status != 0:
                 raise RuntimeError(f"{' '.join(command)} ended with {status}")

@@ -5,8 +5,8 @@ import contextlib
 import signal
 import subprocess
 
-from wine import commands
-from wine.commands import MOST_SECONDS, Hung
+from wine import children, commands
+from wine.commands import MOST_SECONDS, REGEDIT, Hung
 from wine.folders import Folder
 from wine.interruption import interruption
 from wine.notes import CALLS_TOO, ERRORS, EXIT, IMAGES_TOO, calls_in, exit_code, images_in, setting
@@ -58,7 +58,7 @@ class Prefix:
     def _end_server(self):
         self._server.send_signal(signal.SIGINT)  # it ends all that runs in the prefix, then itself
         try:
-            self._server.wait(MOST_SECONDS)
+            children.wait(self._server, MOST_SECONDS)
         except subprocess.TimeoutExpired:
             self._server.kill()
             self._server.wait()
@@ -135,7 +135,7 @@ class Prefix:
         """Applies the sections of a .reg file."""
         file = self.path(r"C:\import.reg")
         file.write_text(REG_FILE + text, encoding="utf-16")
-        status, _ = self.wine("regedit", "/S", r"C:\import.reg")
+        status, _ = self.wine(REGEDIT, "/S", r"C:\import.reg")
         file.unlink()
         if status != 0:
             raise RuntimeError(f"regedit ended with {status}")
@@ -143,7 +143,7 @@ class Prefix:
     def export_registry(self, key):
         """The text of a .reg file with a key and all below it; empty when there is no such key."""
         exported = self.path(r"C:\export.reg")
-        self.wine("regedit", "/E", r"C:\export.reg", key)
+        self.wine(REGEDIT, "/E", r"C:\export.reg", key)
         if not exported.exists():
             return ""
         text = exported.read_text(encoding="utf-16")
