@@ -35,3 +35,13 @@ add_library(heap_guard SHARED tests/e2e/wine/heap_guard.c)
 # There is a test for each machine.
 file(GLOB KELO_MACHINES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/machines/*.json)
 python_tests(e2e ${KELO_MACHINES})
+# The longest ones begin first: otherwise the group would wait for them at its end.
+set_tests_properties(
+    e2e.machines_test.EachMachine.test_a_stack_that_does_not_start_again
+    e2e.machines_test.EachMachine.test_machines_windows_7_busy_json
+    e2e.proof_kit_test.ProofKit.test_carries_out_its_steps_and_all_is_as_predicted
+    e2e.service_control_test.StartServiceByName.test_never_ending_start_is_given_up_after_101_polls
+    e2e.service_control_test.TimedStop.test_refused
+    e2e.stack_setup_test.LongPaths.test_default_stack_is_set_up_without_anything_from_elsewhere
+    e2e.stack_setup_test.LongPaths.test_no_stack_is_found
+    PROPERTIES COST 100)
