@@ -80,8 +80,7 @@ std::optional<std::wstring> FindTspLibrary()
 
 std::optional<Version> FileVersionOf(const std::wstring& file)
 {
-    DWORD unused = 0;
-    const DWORD size = GetFileVersionInfoSizeW(file.c_str(), &unused);
+    const DWORD size = GetFileVersionInfoSizeW(file.c_str(), nullptr);
     if (size == 0)
     {
         WriteLog(g_tssLog, "CopyTSP1FileImp - Unable to get Tsp1_x64.dll version info size err: %d", GetLastError());

@@ -70,10 +70,10 @@ void UnblockCommands()
         return;
     }
     const int result = UnblockTpmCommands();
-    if (result == 0)
-        WriteLog(g_tssLog, "Commands blocked on Vista+"); // Required: although they were unblocked
-    else if (result < 0)
+    if (result < 0)
         WriteLog(g_tssLog, "Failed to Unblock Commands for Vista+");
+    else if (result == 0)
+        WriteLog(g_tssLog, "Commands blocked on Vista+"); // Required: although they were unblocked
 }
 
 void OpenConfiguration()

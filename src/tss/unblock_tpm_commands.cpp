@@ -94,11 +94,6 @@ bool OpenKey(std::wstring objectName)
     }
 
     DWORD error = ReplaceAccessList(objectName, list);
-    if (error != ERROR_SUCCESS && error != ERROR_ACCESS_DENIED)
-    {
-        WriteLog(g_tssLog, "First SetNamedSecurityInfo call failed: %u", error);
-        return false;
-    }
     if (error == ERROR_ACCESS_DENIED)
     {
         if (!ChangeOwner(objectName, sids[kAdministratorsRow].Get(), token))
@@ -109,6 +104,11 @@ bool OpenKey(std::wstring objectName)
             WriteLog(g_tssLog, "Second SetNamedSecurityInfo call failed: %u", error);
             return false;
         }
+    }
+    else if (error != ERROR_SUCCESS)
+    {
+        WriteLog(g_tssLog, "First SetNamedSecurityInfo call failed: %u", error);
+        return false;
     }
     WriteLog(g_tssLog, "Successfully changed DACL");
     return true;

@@ -227,7 +227,7 @@ TEST(LoadResourceLibrary, TheProgramsPathIsCutAtItsLastPeriodWhereverThatStands)
 
 TEST(LoadResourceLibrary, AProgramsPathOf259CharactersIsNotTooLong)
 {
-    const std::string folder = "C:\\" + std::string(251, 'k') + "\\";
+    const std::string folder = "C:\\" + std::string(252, 'k') + "\\";
     EXPECT_EQ(LibrariesTried(Load(MachineWithProgramAt(folder + "a.e"), "(null)")).front(), folder + "a_de.dll");
     EXPECT_EQ(PathsTried(Load(MachineWithProgramAt(folder + "a.e"))).front(), folder + In("de"));
 }

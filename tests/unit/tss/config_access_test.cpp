@@ -341,6 +341,22 @@ TEST(SetPolicyDirectoryAccess, ADirectoryOfAUsersBecomesTheAdministrators)
     EXPECT_EQ(AccessesOfToken(run), (std::vector<unsigned>{0x8, 0x20}));
 }
 
+TEST(SetPolicyDirectoryAccess, ThePrivilegeStandsInForTheRightToChangeTheOwner)
+{
+    const winsim::Machine machine = Changed(
+        PoliciesOf(kUser),
+        {{"files",
+          {{kDirectory.path,
+            {{"access",
+              {{{"trustee", kUser}, {"mask", 0x1F01FF}}, {{"trustee", "S-1-5-32-544"}, {"mask", 0x1200A9}}}}}}}}});
+    const SimulatedRun run = CallFunction(machine, kDirectory.function);
+    EXPECT_EQ(run.result, "1");
+    EXPECT_EQ(run.After().files.Find(kDirectory.path)->security.owner, "S-1-5-32-544");
+    EXPECT_EQ(run.After().token, run.before.token);
+    ExpectLog(CallFunction(machine, kDirectory.function, {}, {.faults = {"LookupPrivilegeValueA=1313"}}), "0",
+              "log: SetNamedSecurityInfo call failed: 5");
+}
+
 TEST(SetPolicyDirectoryAccess, ADirectoryOfTheSystemsKeepsItsOwner)
 {
     const SimulatedRun run = CallFunction(PoliciesOf("S-1-5-18"), kDirectory.function);
@@ -378,6 +394,15 @@ TEST(SetPolicyDirectoryAccess, ADirectoryThatStaysAUsersIsNotOpened)
         ExpectLog(run, "0", "log: SetNamedSecurityInfo call failed: 6");
         EXPECT_EQ(CountOf("SetNamedSecurityInfoW", run.script), 0u);
     }
+}
+
+TEST(SetPolicyDirectoryAccess, ADirectoryThatCannotBeOpenedAfterItIsMadeGetsNoList)
+{
+    const unsigned last = CallFunction(kDirectory.function).outcome.callCounts.at("CreateFileW");
+    const SimulatedRun run =
+        CallFunction(MachineOf("{}"), kDirectory.function, {}, {.faults = {fmt::format("CreateFileW#{}=5", last)}});
+    ExpectLog(run, "0", "log: SetNamedSecurityInfo call failed: 5");
+    EXPECT_EQ(CountOf("SetNamedSecurityInfoW", run.script), 0u);
 }
 
 TEST_P(ConfigAccess, ALinkIsRefusedWithTheErrorOfTheFirstCall)

@@ -58,6 +58,18 @@ Script SecondFailure(unsigned error)
 
 const Script kBegin = {kCopying, Call("GetEnvironmentVariableA", {"windir", 240}, 10, {{"lpBuffer", R"(C:\Windows)"}})};
 const Script kCopied = {CopyLine(1), "log: Copied stkprobe.dll successfully"};
+
+TEST(CopyTCGDLL, TheDirectoriesAreOpenedByTheirPathsFromTheDrive)
+{
+    Script opened;
+    for (const winsim::CallRecord& call : Copy(MachineWith()).outcome.calls)
+    {
+        if (call.name == "CreateFileW")
+            opened.push_back(call.in["lpFileName"].get<std::string>());
+    }
+    ASSERT_GE(opened.size(), 2u);
+    EXPECT_EQ(Script(opened.end() - 2, opened.end()), (Script{R"(C:\Windows)", R"(C:\Windows\system32)"}));
+}
 const Script kCopiedAfterwards = {CopyLine(1),
                                   fmt::format("log: CopyTCGDLL - Copied file {} to {}", kSource, kDestination)};
 

@@ -364,6 +364,14 @@ TEST(SetupTCGDLL, AMissingTargetIsNotLoggedAndNothingIsLoaded)
     EXPECT_EQ(CountOf("LoadLibraryA", run.script), 0u);
 }
 
+TEST(SetupTCGDLL, AMissingTargetIsAnEmptyOneForTheShim)
+{
+    const SimulatedRun run = CallFunction(StackMachine{}.Make(), "SetupTCGDLL", {"(null)", "NTRU12"});
+    EXPECT_THAT(run.log,
+                testing::Contains("NTRU12\\TSP1-kelo.dll unable to copy to " + std::string(kTsp1) + " err: 206"));
+    EXPECT_EQ(CountOf("CopyFileA", run.script), 0u);
+}
+
 TEST(SetupTCGDLL, ATargetThatIsTooLongLoadsAndCopiesNothing)
 {
     for (std::size_t length = 230; length <= 300; length += 7)

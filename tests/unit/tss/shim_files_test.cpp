@@ -74,12 +74,16 @@ TEST(RemoveTSP1File, AMissingShimIsOneThatCanNeitherBeDeletedNorMoved)
 
 TEST(RemoveTSP1File, AShimInUseIsMovedOverTheOldBackup)
 {
-    const SimulatedRun run = Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"text": "new", "inUse": true},
-        "C:\\Windows\\system32\\Tsp1.bak": {"text": "old"}}})",
-                                    "0");
-    ExpectRun(run, "1", MovedAside(0, kTsp1, kTsp1Backup, 1, 5));
-    EXPECT_FALSE(Exists(run, kTsp1));
-    EXPECT_EQ(TextOf(run.After(), kTsp1Backup), "new");
+    for (const unsigned slot : {0u, 1u})
+    {
+        const SimulatedRun run =
+            Remove(R"({"files": {"C:\\Windows\\system32\\TSP1_x64.dll": {"text": "new", "inUse": true},
+            "C:\\Windows\\system32\\Tsp1.bak": {"text": "old"}}})",
+                   std::to_string(slot).c_str());
+        ExpectRun(run, "1", MovedAside(slot, kTsp1, kTsp1Backup, 1, 5));
+        EXPECT_FALSE(Exists(run, kTsp1));
+        EXPECT_EQ(TextOf(run.After(), kTsp1Backup), "new");
+    }
 }
 
 TEST(RemoveTSP1File, AShimInUseIsMovedAlsoWithoutAnOldBackup)
