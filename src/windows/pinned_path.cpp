@@ -22,7 +22,9 @@ DWORD ErrorOfFailure()
 
 bool EndsWith(std::wstring_view text, std::wstring_view end)
 {
-    return text.size() >= end.size() && _wcsnicmp(text.data() + text.size() - end.size(), end.data(), end.size()) == 0;
+    if (text.size() < end.size())
+        return false;
+    return _wcsnicmp(text.data() + text.size() - end.size(), end.data(), end.size()) == 0;
 }
 
 // Windows has the function since 6.0.

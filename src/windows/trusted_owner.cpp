@@ -27,7 +27,9 @@ bool IsUnderNtAuthority(PSID sid)
 bool IsSystemAccount(PSID sid)
 {
     const BYTE count = *GetSidSubAuthorityCount(sid);
-    if (!IsUnderNtAuthority(sid) || count == 0)
+    if (count == 0)
+        return false;
+    if (!IsUnderNtAuthority(sid))
         return false;
     switch (*GetSidSubAuthority(sid, 0))
     {

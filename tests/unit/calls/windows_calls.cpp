@@ -52,11 +52,15 @@ std::string BoundedPathOf(const CallArguments& arguments)
     return path.Get();
 }
 
-// Asks for the narrow and the wide text: both answers must be the same.
+// Arguments: a path, and how many of its characters count: all, if that is not given. Asks for the narrow and the wide
+// text: both answers must be the same.
 std::string FullPathAnswer(const CallArguments& arguments)
 {
-    const bool isFull = IsFullPath(arguments.Text(0));
-    return isFull == IsFullPath(arguments.Wide(0)) ? ResultText(isFull) : "not the same";
+    const std::size_t length =
+        arguments.Count() > 1 ? static_cast<std::size_t>(arguments.Number(1)) : std::string::npos;
+    const std::wstring wide = arguments.Wide(0);
+    const bool isFull = IsFullPath(std::string_view(arguments.Text(0)).substr(0, length));
+    return isFull == IsFullPath(std::wstring_view(wide).substr(0, length)) ? ResultText(isFull) : "not the same";
 }
 
 // Arguments: the folder, the path below it, the kind of the last part, then operations of PinnedPath. Returns their

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace
 {
 
@@ -29,8 +31,20 @@ TEST(IsFullPath, NothingElseDoes)
     ExpectEachIs("false", {"", "Toolkit", R"(Toolkit\)", R"(..\Toolkit\)", R"(.\)", R"(a\server\share\)"});
     ExpectEachIs("false", {R"(\)", R"(\Toolkit\)", "/Toolkit/", R"(\Toolkit\bin\)"});
     ExpectEachIs("false", {R"(\\)", R"(\\server)", R"(\\server\)", R"(\\\share\)", R"(\\server\\)"});
-    ExpectEachIs("false", {"C", "C:", R"(C:Toolkit\)", R"(C:..\)", R"(CC:\Toolkit\)", R"( C:\)", "\u00C4:\\"});
+    ExpectEachIs("false",
+                 {"C", "C:", R"(C:Toolkit\)", R"(C:..\)", R"(CC:\Toolkit\)", R"(CC\Toolkit\)", R"( C:\)", "\u00C4:\\"});
     ExpectEachIs("false", {R"(1:\)", R"(::\)", R"([:\)", R"(`:\)", R"({:\)", R"(@:\)"});
+}
+
+TEST(IsFullPath, NothingAfterThePathIsLookedAt)
+{
+    constexpr std::tuple<const char*, const char*, const char*> kRows[] = {
+        {R"(C:\)", "3", "true"},    {R"(C:\)", "2", "false"},   {R"(C:\)", "1", "false"},
+        {R"(C:\)", "0", "false"},   {R"(\\a\b)", "5", "true"},  {R"(\\a\b)", "4", "false"},
+        {R"(\\a\b)", "3", "false"}, {R"(\\a\b)", "2", "false"}, {R"(\\a\b)", "1", "false"},
+    };
+    for (const auto& [path, length, answer] : kRows)
+        EXPECT_EQ(CallFunction("IsFullPath", {path, length}).result, answer) << path << " " << length;
 }
 
 } // namespace

@@ -28,9 +28,11 @@ std::vector<std::string> Conversions(const SimulatedRun& run, const char* conver
     for (std::size_t i = run.outcome.bodyBegin; i < run.outcome.bodyEnd; ++i)
     {
         const winsim::CallRecord& call = run.outcome.calls[i];
-        if (call.name == conversion)
-            conversions.push_back(call.in["cbMultiByte"].dump() + " " + call.in["cchWideChar"].dump() + " " +
-                                  call.result.dump());
+        if (call.name != conversion)
+            continue;
+        EXPECT_EQ(call.in["dwFlags"], 0);
+        conversions.push_back(call.in["cbMultiByte"].dump() + " " + call.in["cchWideChar"].dump() + " " +
+                              call.result.dump());
     }
     return conversions;
 }
@@ -96,6 +98,18 @@ TEST(ToWide, AConversionThatFailsIsEmpty)
     // The logs convert two texts for all of them, and each conversion takes two calls.
     for (const char* fault : {"MultiByteToWideChar=87", "MultiByteToWideChar#5=87", "MultiByteToWideChar#6=87"})
         EXPECT_EQ(Wide("text", "{}", {.faults = {fault}}), "") << fault;
+}
+
+// A buffer has room for the zero that ends every string.
+TEST(Conversions, TakeNoMoreMemoryThanTheTextNeeds)
+{
+    const std::string text(1000, 'x');
+    EXPECT_EQ(Wide(text, R"({"process": {"largestBlock": 2002}})"), text);
+    // A character takes three bytes.
+    std::string euros;
+    for (int i = 0; i < 1000; ++i)
+        euros += "\u20AC";
+    EXPECT_EQ(Narrow(euros, R"({"windows": {"codePage": 65001}, "process": {"largestBlock": 3001}})"), euros);
 }
 
 } // namespace

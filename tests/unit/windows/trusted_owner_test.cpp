@@ -45,8 +45,9 @@ TEST(CheckOwner, TheUserOfTheProcessIsTrusted)
 
 TEST(CheckOwner, NobodyElseIs)
 {
-    for (const char* owner : {"S-1-5-21-1-2-3-1001", "S-1-5-32-545", "S-1-5-11", "S-1-1-0", "S-1-3-0",
-                              "S-1-12-1-5-6-7-8", "S-1-5-32", "S-1-5", "S-1-5-32-544-1", "S-1-2-18"})
+    for (const char* owner :
+         {"S-1-5-21-1-2-3-1001", "S-1-5-32-545", "S-1-5-11", "S-1-1-0", "S-1-3-0", "S-1-12-1-5-6-7-8", "S-1-5-32",
+          "S-1-5", "S-1-5-32-544-1", "S-1-2-18", "S-1-1099511627781-18"})
         EXPECT_EQ(OwnerErrorOf(owner), "1307") << owner;
 }
 
