@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <numeric>
 #include <optional>
 #include <set>
@@ -143,29 +144,23 @@ bool ReadStatus(SC_HANDLE service, Json& json)
 // The rights that this process is refused.
 DWORD DeniedAccess(SC_HANDLE manager, const std::wstring& name)
 {
-    const auto isDenied = [&](DWORD rights) {
-        return !UniqueServiceHandle{OpenServiceW(manager, name.c_str(), rights)} &&
-               GetLastError() == ERROR_ACCESS_DENIED;
-    };
-    if (!isDenied(kAllRights))
-        return 0;
     DWORD denied = 0;
     for (const DWORD right : kRights)
-        denied |= isDenied(right) ? right : 0;
+    {
+        if (!UniqueServiceHandle{OpenServiceW(manager, name.c_str(), right)} && GetLastError() == ERROR_ACCESS_DENIED)
+            denied |= right;
+    }
     return denied;
 }
 
 // The names of the services that need this one, running or not.
-std::vector<std::wstring> DependentsOf(SC_HANDLE manager, const std::string& name)
+std::vector<std::wstring> DependentsOf(SC_HANDLE service)
 {
-    const UniqueServiceHandle service{OpenServiceW(manager, ToWide(name).c_str(), SERVICE_ENUMERATE_DEPENDENTS)};
     std::vector<std::wstring> names;
-    if (!service)
-        return names;
     DWORD count = 0;
     const std::vector<BYTE> record = Record([&](BYTE* buffer, DWORD size, DWORD* needed) {
-        return EnumDependentServicesW(service.Get(), SERVICE_STATE_ALL, reinterpret_cast<ENUM_SERVICE_STATUSW*>(buffer),
-                                      size, needed, &count);
+        return EnumDependentServicesW(service, SERVICE_STATE_ALL, reinterpret_cast<ENUM_SERVICE_STATUSW*>(buffer), size,
+                                      needed, &count);
     });
     for (DWORD i = 0; i < count && !record.empty(); ++i)
         names.emplace_back(reinterpret_cast<const ENUM_SERVICE_STATUSW*>(record.data())[i].lpServiceName);
@@ -196,7 +191,7 @@ public:
         std::size_t number = 0;
         for (const char* name : AskedServices())
         {
-            for (const std::wstring& dependent : DependentsOf(m_manager, name))
+            for (const std::wstring& dependent : m_dependents[name])
             {
                 const std::string text = FromWide(dependent);
                 if (known.insert(dependent).second && !IsAsked(text))
@@ -215,11 +210,14 @@ private:
 
     void Read(const std::string& name, std::vector<std::string>& further)
     {
-        const UniqueServiceHandle service{
-            OpenServiceW(m_manager, ToWide(name).c_str(), SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS)};
-        const DWORD error = service ? ERROR_SUCCESS : GetLastError();
-        if (error == ERROR_SERVICE_DOES_NOT_EXIST)
+        const std::wstring wideName = ToWide(name);
+        UniqueServiceHandle service{OpenServiceW(m_manager, wideName.c_str(), kAllRights)};
+        const bool isAllGranted = static_cast<bool>(service);
+        if (!isAllGranted && GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST)
             return;
+        if (!isAllGranted)
+            service.Reset(OpenServiceW(m_manager, wideName.c_str(), SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS));
+        const DWORD error = service ? ERROR_SUCCESS : GetLastError();
         Json json = Json::object();
         if (!service)
             m_capture.notes.AddError("services." + name, error);
@@ -228,7 +226,11 @@ private:
         else
             ReadDescription(service.Get(), json);
         if (m_capture.isElevated)
-            json["deniedAccess"] = DeniedAccess(m_manager, ToWide(name));
+            json["deniedAccess"] = isAllGranted ? 0 : DeniedAccess(m_manager, wideName);
+        if (!isAllGranted)
+            service.Reset(OpenServiceW(m_manager, wideName.c_str(), SERVICE_ENUMERATE_DEPENDENTS));
+        if (service && IsAsked(name))
+            m_dependents[name] = DependentsOf(service.Get());
         for (const Json& needed : json.value("dependencies", Json::array()))
             further.push_back(needed.get<std::string>());
         m_services[name] = std::move(json);
@@ -253,6 +255,7 @@ private:
     Capture& m_capture;
     SC_HANDLE m_manager;
     Json m_services = Json::object();
+    std::map<std::string, std::vector<std::wstring>> m_dependents;
 };
 
 } // namespace
