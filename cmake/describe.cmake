@@ -29,8 +29,8 @@ file(GLOB DESCRIPTION_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/winsim/bas
 # Windows itself converts text (describe/windows_text.cpp).
 list(FILTER DESCRIPTION_SOURCES EXCLUDE REGEX "/(best_fits|code_page|letter_case)\\.cpp$")
 add_executable(kelo_describe ${DESCRIBE_SOURCES} ${DESCRIPTION_SOURCES} ${KELO_DESCRIPTION_TEXTS}
-    winsim/toolkit/string_tables.cpp src/windows/com_initializer.cpp src/windows/exception_guard.cpp
-    ${CMAKE_CURRENT_BINARY_DIR}/kelo_describe.rc)
+    winsim/toolkit/program_path.cpp winsim/toolkit/string_tables.cpp src/windows/com_initializer.cpp
+    src/windows/exception_guard.cpp ${CMAKE_CURRENT_BINARY_DIR}/kelo_describe.rc)
 target_include_directories(kelo_describe PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src)
 target_include_directories(kelo_describe SYSTEM PRIVATE ${DESCRIBE_HEADERS})
 target_compile_definitions(kelo_describe PRIVATE FMT_HEADER_ONLY NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0600)

@@ -41,7 +41,7 @@ clang_objects(FUZZ_COUNTERS image "${PROJECT_SOURCE_DIR}/tests/fuzz/image/counte
 set(FUZZ_IMAGE ${FUZZ_FOLDER}/KeloCustomActionFuzz.so)
 add_custom_command(OUTPUT ${FUZZ_IMAGE} DEPENDS ${FUZZ_IMAGE_OBJECTS} ${FUZZ_COUNTERS}
     COMMAND ${KELO_CLANG} -shared ${FUZZ_SANITIZERS} ${FUZZ_IMAGE_OBJECTS} ${FUZZ_COUNTERS} -o ${FUZZ_IMAGE}
-        -Wl,--version-script=${PROJECT_SOURCE_DIR}/winsim/crt/program.map
+        -Wl,--version-script=${WINSIM_PROGRAM_MAP}
     COMMENT "Linking the image for the fuzzers")
 
 # The code that reads descriptions is watched as well: it replaces winsim's own.

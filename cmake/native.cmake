@@ -51,6 +51,11 @@ target_link_libraries(machine_schema PRIVATE winsim)
 
 # ---- Programs for the simulated machine ---------------------------------------------------------------------------
 
+# The functions that the images export besides their entry points.
+set(WINSIM_PROGRAM_EXPORTS SRK_Auth_Change)
+set(WINSIM_PROGRAM_MAP ${CMAKE_CURRENT_BINARY_DIR}/program.map)
+configure_file(winsim/crt/program.map.in ${WINSIM_PROGRAM_MAP} @ONLY)
+
 # Their wide characters have 16 bits. The templates in the host's standard library were compiled for wider ones, so a
 # program instantiates its own and exports only its entry points.
 set(WINSIM_PROGRAM_OPTIONS -fshort-wchar -fPIC -fno-builtin-printf -fno-builtin-fputs -U_FORTIFY_SOURCE)
@@ -69,8 +74,7 @@ function(winsim_program target)
     if(type STREQUAL "MODULE_LIBRARY")
         # Linked by its file: the requirements that winsim passes on to its users do not apply to a program.
         target_link_libraries(${target} PRIVATE $<TARGET_OBJECTS:winsim_runtime> $<TARGET_FILE:${machine}>)
-        target_link_options(${target} PRIVATE -Wl,-z,defs
-            -Wl,--version-script=${PROJECT_SOURCE_DIR}/winsim/crt/program.map)
+        target_link_options(${target} PRIVATE -Wl,-z,defs -Wl,--version-script=${WINSIM_PROGRAM_MAP})
         add_dependencies(${target} ${machine})
         set_target_properties(${target} PROPERTIES PREFIX "")
     endif()

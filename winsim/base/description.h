@@ -9,12 +9,13 @@
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 namespace winsim
 {
 
 // A description that cannot be used. The text names the value by its path, such as
-// "services.tcsd_x86.states[1].afterMs: not a number".
+// "services.Spooler.states[1].afterMs: not a number".
 class DescriptionError : public std::runtime_error
 {
 public:

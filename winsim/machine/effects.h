@@ -6,8 +6,8 @@
 namespace winsim
 {
 
-// Applies effects: a merge patch on the machine's description, such as {"services": {"KlPCR": {...}}}. Null effects do
-// nothing. Throws DescriptionError if the result does not describe a machine.
+// Applies effects: a merge patch on the machine's description, such as {"services": {"Spooler": {...}}}. Null effects
+// do nothing. Throws DescriptionError if the result does not describe a machine.
 void ApplyEffects(Machine& machine, const Json& effects);
 
 } // namespace winsim

@@ -29,7 +29,7 @@ bool CannotFail(std::string_view call);
 // machine knows its libraries.
 std::string ComplaintAbout(const Fault& fault);
 
-// Whether the call is a function of a loaded library, such as "stkprobe.dll!DetectTSS".
+// Whether the call is a function of a loaded library, such as "library.dll!Function".
 bool IsLibraryFunction(std::string_view call);
 
 } // namespace winsim

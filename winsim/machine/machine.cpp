@@ -6,6 +6,7 @@
 #include "winsim/machine/area_schemas.h"
 #include "winsim/machine/machine_schema.h"
 #include "winsim/machine/plain_windows.h"
+#include "winsim/machine/program_path.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -92,7 +93,11 @@ constexpr Area kAreas[] = {
 
 const Json& PlainWindows()
 {
-    static const Json plain = Json::parse(kPlainWindowsJson);
+    static const Json plain = [] {
+        Json machine = Json::parse(kPlainWindowsJson);
+        machine["process"]["path"] = kProgramPath;
+        return machine;
+    }();
     return plain;
 }
 

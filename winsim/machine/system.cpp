@@ -147,8 +147,7 @@ struct Fields<ProcessInfo>
     template <typename Visitor>
     static void Visit(Visitor& visit)
     {
-        visit(Key{"path", "full path of the program's own file",
-                  R"(`"C:\\Program Files\\Kelo Systems Corp\\Toolkit\\KeloCustomAction.exe"`)"},
+        visit(Key{"path", "full path of the program's own file", "where the program is installed"},
               Always(&ProcessInfo::path));
         visit(Key{"currentDirectory", "the current directory, from which relative paths are resolved",
                   R"(`"C:\\Windows\\system32"`)"},

@@ -5,6 +5,7 @@ import json
 
 from machines.names import with_numbers
 from paths import ROOT
+from product import PROGRAM
 
 # In packaging/, which paths.py lets be found.
 import machine_description
@@ -32,13 +33,13 @@ def complete(description):
 
 
 def _plain():
-    """The plain machine, for each caller to change."""
+    """The plain machine with the program, for each caller to change."""
     return json.loads(_plain_text())
 
 
 @functools.cache
 def _plain_text():
-    return json.dumps(load(PLAIN_WINDOWS))
+    return json.dumps(merged(load(PLAIN_WINDOWS), {"process": {"path": PROGRAM}}))
 
 
 def _patched(target, patch):
