@@ -2,6 +2,7 @@
 #include "explain/decode.h"
 
 #include "winsim/base/text.h"
+#include "winsim/base/utf8.h"
 
 #include <algorithm>
 
@@ -43,29 +44,17 @@ bool LooksLikeUtf16(std::string_view bytes, std::size_t zeroPlace)
     return begin.size() >= 2 && zeros > begin.size() * 2 / 5 && others < begin.size() / 10;
 }
 
-// How many bytes continue a character that begins with this byte; -1 if no character begins with it.
-int ContinuationsOf(unsigned char lead)
-{
-    if (lead < 0x80)
-        return 0;
-    if (lead >= 0xC2 && lead < 0xE0)
-        return 1;
-    if (lead >= 0xE0 && lead < 0xF0)
-        return 2;
-    return lead >= 0xF0 && lead < 0xF5 ? 3 : -1;
-}
-
 bool IsUtf8(std::string_view bytes)
 {
-    for (std::size_t i = 0; i < bytes.size();)
+    for (std::size_t i = 0; i < bytes.size(); ++i)
     {
-        const int continuations = ContinuationsOf(static_cast<unsigned char>(bytes[i++]));
-        if (continuations < 0)
+        const std::size_t length = winsim::SequenceLength(static_cast<unsigned char>(bytes[i]));
+        if (length == 0)
             return false;
-        for (int k = 0; k < continuations; ++k, ++i)
+        for (std::size_t k = 1; k < length; ++k)
         {
             // The last character may be cut off.
-            if (i == bytes.size())
+            if (++i == bytes.size())
                 return true;
             if ((static_cast<unsigned char>(bytes[i]) & 0xC0) != 0x80)
                 return false;

@@ -1,6 +1,7 @@
 // Takes objects away. An administrator may own everything, and the owner may replace an access list.
 #include "proof/leftovers.h"
 
+#include "proof/privilege.h"
 #include "src/windows/unique_handle.h"
 
 #include <windows.h>
@@ -17,18 +18,7 @@ namespace
 {
 
 constexpr DWORD kMostWaitMs = 10000;
-
-// Enables the privilege for this process.
-void MayTakeOwnership()
-{
-    UniqueKernelHandle token;
-    TOKEN_PRIVILEGES privileges{};
-    privileges.PrivilegeCount = 1;
-    privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
-    if (OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.Put()) &&
-        LookupPrivilegeValueW(nullptr, L"SeTakeOwnershipPrivilege", &privileges.Privileges[0].Luid))
-        AdjustTokenPrivileges(token.Get(), FALSE, &privileges, 0, nullptr, nullptr);
-}
+constexpr wchar_t kTakeOwnership[] = L"SeTakeOwnershipPrivilege";
 
 // Gives an object to the administrators, and everybody every access to it. SetNamedSecurityInfoW follows links, so this
 // is not for a link.
@@ -128,7 +118,7 @@ void RemoveTree(const std::wstring& path)
     const bool isFolder = (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     if (!isLink)
     {
-        MayTakeOwnership();
+        EnablePrivilege(kTakeOwnership);
         Open(path, SE_FILE_OBJECT);
         SetFileAttributesW(path.c_str(), isFolder ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL);
         if (isFolder)
@@ -157,7 +147,7 @@ void RemoveTrees(const std::wstring& pattern)
 
 void RemoveKey(const std::wstring& path)
 {
-    MayTakeOwnership();
+    EnablePrivilege(kTakeOwnership);
     RemoveOpenKey(path);
 }
 

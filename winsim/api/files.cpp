@@ -31,7 +31,7 @@ Files& AllFiles()
 }
 
 template <typename Character>
-DWORD GetAttributes(Call& call, const Character* fileName)
+DWORD GetAttributes(Call call, const Character* fileName)
 {
     call.In("lpFileName", fileName);
     const FileName name = FileNameOf(fileName, LastLink::Keep);
@@ -57,7 +57,7 @@ DWORD DeleteError(const FileName& name)
 }
 
 template <typename Character>
-BOOL Delete(Call& call, const Character* fileName)
+BOOL Delete(Call call, const Character* fileName)
 {
     call.In("lpFileName", fileName);
     const FileName name = FileNameOf(fileName, LastLink::Keep);
@@ -112,7 +112,7 @@ void CopyOver(const File& source, File& target)
 }
 
 template <typename Character>
-BOOL Copy(Call& call, const Character* existing, const Character* copy, BOOL failIfExists)
+BOOL Copy(Call call, const Character* existing, const Character* copy, BOOL failIfExists)
 {
     call.In("lpExistingFileName", existing).In("lpNewFileName", copy).In("bFailIfExists", failIfExists);
     const FileName from = FileNameOf(existing);
@@ -239,38 +239,32 @@ File& OpenForUse(const FileName& name, const winsim::Opening& opening)
 
 DWORD WINAPI GetFileAttributesA(LPCSTR lpFileName)
 {
-    Call call{__func__};
-    return GetAttributes(call, lpFileName);
+    return GetAttributes(Call{__func__}, lpFileName);
 }
 
 DWORD WINAPI GetFileAttributesW(LPCWSTR lpFileName)
 {
-    Call call{__func__};
-    return GetAttributes(call, lpFileName);
+    return GetAttributes(Call{__func__}, lpFileName);
 }
 
 BOOL WINAPI DeleteFileA(LPCSTR lpFileName)
 {
-    Call call{__func__};
-    return Delete(call, lpFileName);
+    return Delete(Call{__func__}, lpFileName);
 }
 
 BOOL WINAPI DeleteFileW(LPCWSTR lpFileName)
 {
-    Call call{__func__};
-    return Delete(call, lpFileName);
+    return Delete(Call{__func__}, lpFileName);
 }
 
 BOOL WINAPI CopyFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName, BOOL bFailIfExists)
 {
-    Call call{__func__};
-    return Copy(call, lpExistingFileName, lpNewFileName, bFailIfExists);
+    return Copy(Call{__func__}, lpExistingFileName, lpNewFileName, bFailIfExists);
 }
 
 BOOL WINAPI CopyFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, BOOL bFailIfExists)
 {
-    Call call{__func__};
-    return Copy(call, lpExistingFileName, lpNewFileName, bFailIfExists);
+    return Copy(Call{__func__}, lpExistingFileName, lpNewFileName, bFailIfExists);
 }
 
 BOOL WINAPI MoveFileA(LPCSTR lpExistingFileName, LPCSTR lpNewFileName)

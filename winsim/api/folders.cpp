@@ -118,10 +118,20 @@ HRESULT TellShellFolder(Call& call, int csidl, Character* buffer)
     return S_OK;
 }
 
+template <typename Character>
+HRESULT GetShellFolder(Call call, HWND hwnd, int csidl, HANDLE token, DWORD flags, Character* path)
+{
+    call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", token).In("dwFlags", flags);
+    if (path == nullptr)
+        return call.Status(static_cast<std::uint32_t>(E_INVALIDARG));
+    *path = Character{0};
+    return call.StatusOf([&] { return TellShellFolder(call, csidl, path); });
+}
+
 // Stores a folder's path in a buffer of `size` characters. Returns its length or, if it does not fit, the size it
 // needs.
 template <typename Character>
-UINT TellFolder(Call& call, int csidl, Character* buffer, UINT size)
+UINT TellFolder(Call call, int csidl, Character* buffer, UINT size)
 {
     call.In("uSize", size);
     return call.ResultOf(UINT{0}, [&] {
@@ -141,22 +151,12 @@ UINT TellFolder(Call& call, int csidl, Character* buffer, UINT size)
 
 HRESULT WINAPI SHGetFolderPathA(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFlags, LPSTR pszPath)
 {
-    Call call{__func__};
-    call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
-    if (pszPath == nullptr)
-        return call.Status(static_cast<std::uint32_t>(E_INVALIDARG));
-    *pszPath = '\0';
-    return call.StatusOf([&] { return TellShellFolder(call, csidl, pszPath); });
+    return GetShellFolder(Call{__func__}, hwnd, csidl, hToken, dwFlags, pszPath);
 }
 
 HRESULT WINAPI SHGetFolderPathW(HWND hwnd, int csidl, HANDLE hToken, DWORD dwFlags, LPWSTR pszPath)
 {
-    Call call{__func__};
-    call.In("hwnd", hwnd).In("csidl", csidl).In("hToken", hToken).In("dwFlags", dwFlags);
-    if (pszPath == nullptr)
-        return call.Status(static_cast<std::uint32_t>(E_INVALIDARG));
-    *pszPath = u'\0';
-    return call.StatusOf([&] { return TellShellFolder(call, csidl, pszPath); });
+    return GetShellFolder(Call{__func__}, hwnd, csidl, hToken, dwFlags, pszPath);
 }
 
 BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL fCreate)
@@ -171,20 +171,17 @@ BOOL WINAPI SHGetSpecialFolderPathW(HWND hwnd, LPWSTR pszPath, int csidl, BOOL f
 
 UINT WINAPI GetWindowsDirectoryA(LPSTR lpBuffer, UINT uSize)
 {
-    Call call{__func__};
-    return TellFolder(call, CSIDL_WINDOWS, lpBuffer, uSize);
+    return TellFolder(Call{__func__}, CSIDL_WINDOWS, lpBuffer, uSize);
 }
 
 UINT WINAPI GetSystemDirectoryA(LPSTR lpBuffer, UINT uSize)
 {
-    Call call{__func__};
-    return TellFolder(call, CSIDL_SYSTEM, lpBuffer, uSize);
+    return TellFolder(Call{__func__}, CSIDL_SYSTEM, lpBuffer, uSize);
 }
 
 UINT WINAPI GetSystemDirectoryW(LPWSTR lpBuffer, UINT uSize)
 {
-    Call call{__func__};
-    return TellFolder(call, CSIDL_SYSTEM, lpBuffer, uSize);
+    return TellFolder(Call{__func__}, CSIDL_SYSTEM, lpBuffer, uSize);
 }
 
 int WINAPI SHCreateDirectoryExA(HWND hwnd, LPCSTR pszPath, const SECURITY_ATTRIBUTES* psa)

@@ -297,7 +297,7 @@ DWORD FlagsError(const Call& call, DWORD flags, const void* source, const void* 
 
 // Stores the expanded message in the caller's buffer of `size` characters, or in one that it allocates.
 template <typename Character>
-DWORD Format(Call& call, DWORD flags, LPCVOID source, DWORD id, DWORD language, Character* buffer, DWORD size,
+DWORD Format(Call call, DWORD flags, LPCVOID source, DWORD id, DWORD language, Character* buffer, DWORD size,
              va_list* inserts)
 {
     const auto* message = (flags & FORMAT_MESSAGE_FROM_STRING) != 0 ? static_cast<const Character*>(source) : nullptr;
@@ -337,13 +337,11 @@ DWORD Format(Call& call, DWORD flags, LPCVOID source, DWORD id, DWORD language, 
 DWORD WINAPI FormatMessageA(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, DWORD dwLanguageId, LPSTR lpBuffer,
                             DWORD nSize, va_list* Arguments)
 {
-    Call call{__func__};
-    return Format(call, dwFlags, lpSource, dwMessageId, dwLanguageId, lpBuffer, nSize, Arguments);
+    return Format(Call{__func__}, dwFlags, lpSource, dwMessageId, dwLanguageId, lpBuffer, nSize, Arguments);
 }
 
 DWORD WINAPI FormatMessageW(DWORD dwFlags, LPCVOID lpSource, DWORD dwMessageId, DWORD dwLanguageId, LPWSTR lpBuffer,
                             DWORD nSize, va_list* Arguments)
 {
-    Call call{__func__};
-    return Format(call, dwFlags, lpSource, dwMessageId, dwLanguageId, lpBuffer, nSize, Arguments);
+    return Format(Call{__func__}, dwFlags, lpSource, dwMessageId, dwLanguageId, lpBuffer, nSize, Arguments);
 }

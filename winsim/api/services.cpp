@@ -176,7 +176,7 @@ DWORD Start(const std::string& name, unsigned depth)
 }
 
 template <typename Character>
-BOOL StartThrough(Call& call, SC_HANDLE handle, DWORD argumentCount, const Character** arguments)
+BOOL StartThrough(Call call, SC_HANDLE handle, DWORD argumentCount, const Character** arguments)
 {
     call.In("hService", handle).In("dwNumServiceArgs", argumentCount).In("lpServiceArgVectors", arguments);
     return call.SuccessOf([&]() -> DWORD {
@@ -446,14 +446,12 @@ BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE hService, DWORD dwInfoLevel, LPVOID 
 
 BOOL WINAPI StartServiceA(SC_HANDLE hService, DWORD dwNumServiceArgs, LPCSTR* lpServiceArgVectors)
 {
-    Call call{__func__};
-    return StartThrough(call, hService, dwNumServiceArgs, lpServiceArgVectors);
+    return StartThrough(Call{__func__}, hService, dwNumServiceArgs, lpServiceArgVectors);
 }
 
 BOOL WINAPI StartServiceW(SC_HANDLE hService, DWORD dwNumServiceArgs, LPCWSTR* lpServiceArgVectors)
 {
-    Call call{__func__};
-    return StartThrough(call, hService, dwNumServiceArgs, lpServiceArgVectors);
+    return StartThrough(Call{__func__}, hService, dwNumServiceArgs, lpServiceArgVectors);
 }
 
 BOOL WINAPI ControlService(SC_HANDLE hService, DWORD dwControl, LPSERVICE_STATUS lpServiceStatus)

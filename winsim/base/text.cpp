@@ -46,20 +46,6 @@ void AppendUtf8(std::string& out, char32_t c)
     }
 }
 
-// The length of a UTF-8 sequence with this first byte; 0 if no sequence begins with it.
-int SequenceLength(unsigned char first)
-{
-    if (first < 0x80)
-        return 1;
-    if (first >= 0xC2 && first < 0xE0)
-        return 2;
-    if (first >= 0xE0 && first < 0xF0)
-        return 3;
-    if (first >= 0xF0 && first < 0xF5)
-        return 4;
-    return 0;
-}
-
 // Whether two bytes begin an invalid sequence: an overlong one, one beyond U+10FFFF or, if surrogates are replaced, a
 // surrogate.
 bool BeginsNothing(unsigned char first, unsigned char second, Surrogates surrogates)
@@ -74,7 +60,7 @@ std::pair<char32_t, std::size_t> DecodeUtf8(std::string_view text, Surrogates su
 {
     constexpr char32_t kReplacement = 0xFFFD;
     const auto first = static_cast<unsigned char>(text[0]);
-    const auto length = static_cast<std::size_t>(SequenceLength(first));
+    const auto length = SequenceLength(first);
     if (length == 0)
         return {kReplacement, 1};
     if (length == 1)
@@ -103,6 +89,19 @@ char FoldAscii(char c)
 }
 
 } // namespace
+
+std::size_t SequenceLength(unsigned char first)
+{
+    if (first < 0x80)
+        return 1;
+    if (first >= 0xC2 && first < 0xE0)
+        return 2;
+    if (first >= 0xE0 && first < 0xF0)
+        return 3;
+    if (first >= 0xF0 && first < 0xF5)
+        return 4;
+    return 0;
+}
 
 std::u16string DecodeAllUtf8(std::string_view text, Surrogates surrogates)
 {

@@ -2,7 +2,7 @@
 #include "winsim/machine/cng.h"
 
 #include "winsim/base/fields.h"
-#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/areas.h"
 
 #include <algorithm>
 
@@ -93,6 +93,8 @@ struct Fields<Cng>
     }
 };
 
+template struct AreaOfFields<Cng>;
+
 CngContextFunction* Cng::FindFunction(std::uint32_t table, const std::string& context, std::uint32_t interface,
                                       const std::string& function)
 {
@@ -101,21 +103,6 @@ CngContextFunction* Cng::FindFunction(std::uint32_t table, const std::string& co
                SameName(one.function, function);
     });
     return found == contextFunctions.end() ? nullptr : &*found;
-}
-
-void Cng::Load(const Reader& reader)
-{
-    ReadFields(reader, *this);
-}
-
-Json Cng::ToJson() const
-{
-    return JsonOfFields(*this);
-}
-
-Json SchemaOfCng(Json& definitions)
-{
-    return SchemaOf<Cng>(definitions);
 }
 
 } // namespace winsim

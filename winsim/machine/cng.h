@@ -60,8 +60,6 @@ struct Cng
     CngContextFunction* FindFunction(std::uint32_t table, const std::string& context, std::uint32_t interface,
                                      const std::string& function);
 
-    void Load(const Reader& reader);
-    Json ToJson() const;
     bool operator==(const Cng&) const = default;
 };
 

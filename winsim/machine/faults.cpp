@@ -3,7 +3,8 @@
 
 #include "winsim/base/error_names.h"
 #include "winsim/base/fields.h"
-#include "winsim/machine/area_schemas.h"
+#include "winsim/base/numbered_call.h"
+#include "winsim/machine/areas.h"
 #include "winsim/machine/fault_table.h"
 
 #include <fmt/format.h>
@@ -67,14 +68,10 @@ Fault ParseFault(const std::string& text)
     const std::size_t equals = text.rfind('=');
     if (equals == std::string::npos || equals == 0)
         return fail("no error given");
-    Fault fault;
-    fault.call = text.substr(0, equals);
-    if (const std::size_t hash = fault.call.find('#'); hash != std::string::npos)
-    {
-        if (!ParseNumber(std::string_view(fault.call).substr(hash + 1), 10, fault.occurrence) || fault.occurrence == 0)
-            return fail("N is not a number of 1 or more");
-        fault.call.resize(hash);
-    }
+    const auto call = ParseNumberedCall(std::string_view(text).substr(0, equals));
+    if (!call)
+        return fail(kBadCallNumber);
+    Fault fault{call->name, call->number.value_or(0)};
     const std::string_view error = std::string_view(text).substr(equals + 1);
     fault.givesNothing = error == kNothing;
     fault.faults = error == kFault;

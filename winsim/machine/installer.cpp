@@ -2,7 +2,7 @@
 #include "winsim/machine/installer.h"
 
 #include "winsim/base/fields.h"
-#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/areas.h"
 #include "winsim/machine/windows_names.h"
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 
 #include "winsim/base/fields.h"
 #include "winsim/base/processor_fault.h"
-#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/areas.h"
 #include "winsim/machine/windows_names.h"
 
 #include <algorithm>

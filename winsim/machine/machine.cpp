@@ -3,7 +3,7 @@
 
 #include "winsim/base/description_text.h"
 #include "winsim/base/fields.h"
-#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/areas.h"
 #include "winsim/machine/machine_schema.h"
 #include "winsim/machine/plain_windows.h"
 #include "winsim/machine/program_path.h"
@@ -13,6 +13,8 @@
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <type_traits>
+#include <utility>
 
 namespace winsim
 {
@@ -33,14 +35,33 @@ struct Area
 };
 
 template <auto Member>
-constexpr Area MakeArea(const char* key, const char* meaning, Json (*schema)(Json&))
+using TypeOf = std::remove_cvref_t<decltype(std::declval<Machine>().*Member)>;
+
+// An area that has its own form, of which `schema` is the schema, or one whose keys are declared.
+template <auto Member>
+constexpr Area MakeArea(const char* key, const char* meaning,
+                        Json (*schema)(Json&) = &AreaOfFields<TypeOf<Member>>::Schema)
 {
+    constexpr bool kHasOwnForm = requires(TypeOf<Member> area, Reader reader)
+    {
+        area.Load(reader);
+    };
     return {key,
             meaning,
             schema,
             [](Machine& machine) { machine.*Member = {}; },
-            [](Machine& machine, const Reader& reader) { (machine.*Member).Load(reader); },
-            [](const Machine& machine) { return (machine.*Member).ToJson(); },
+            [](Machine& machine, const Reader& reader) {
+                if constexpr (kHasOwnForm)
+                    (machine.*Member).Load(reader);
+                else
+                    AreaOfFields<TypeOf<Member>>::Load(reader, machine.*Member);
+            },
+            [](const Machine& machine) {
+                if constexpr (kHasOwnForm)
+                    return (machine.*Member).ToJson();
+                else
+                    return AreaOfFields<TypeOf<Member>>::Save(machine.*Member);
+            },
             [](const Machine& one, const Machine& other) { return one.*Member == other.*Member; }};
 }
 
@@ -59,9 +80,9 @@ constexpr Area kAreas[] = {
      [](Machine& machine, const Reader& reader) { List<std::string>().Read(reader, machine.notes); },
      [](const Machine& machine) { return List<std::string>().Save(machine.notes); },
      [](const Machine& one, const Machine& other) { return one.notes == other.notes; }},
-    MakeArea<&Machine::windows>("windows", "Windows as the program sees it.", &SchemaOfWindows),
-    MakeArea<&Machine::clock>("clock", "Time, which passes only while the program waits.", &SchemaOfClock),
-    MakeArea<&Machine::process>("process", "The process that a run makes.", &SchemaOfProcess),
+    MakeArea<&Machine::windows>("windows", "Windows as the program sees it."),
+    MakeArea<&Machine::clock>("clock", "Time, which passes only while the program waits."),
+    MakeArea<&Machine::process>("process", "The process that a run makes."),
     MakeArea<&Machine::folders>("folders", "The shell's folders, each a full path.", &SchemaOfFolders),
     MakeArea<&Machine::environment>("environment", "Environment variables: a text for each name.",
                                     &SchemaOfEnvironment),
@@ -76,14 +97,13 @@ constexpr Area kAreas[] = {
      [](const Machine& one, const Machine& other) { return one.files == other.files; }},
     MakeArea<&Machine::pendingMoves>("pendingMoves", "Moves and deletions at the next start of Windows, in order.",
                                      &SchemaOfPendingMoves),
-    MakeArea<&Machine::token>("token", "The program's token.", &SchemaOfToken),
+    MakeArea<&Machine::token>("token", "The program's token."),
     MakeArea<&Machine::services>("services", "Services by name.", &SchemaOfServices),
     MakeArea<&Machine::processes>("processes", "The running processes in Windows' order.", &SchemaOfProcesses),
     MakeArea<&Machine::programs>("programs", "Programs that can be started, by their full paths.", &SchemaOfPrograms),
-    MakeArea<&Machine::smartCards>("smartCards", "Smart-card readers, and the resource manager that lists them.",
-                                   &SchemaOfSmartCards),
-    MakeArea<&Machine::cng>("cng", "The configuration of Windows' cryptography (CNG).", &SchemaOfCng),
-    MakeArea<&Machine::wmi>("wmi", "Windows' management instrumentation.", &SchemaOfWmi),
+    MakeArea<&Machine::smartCards>("smartCards", "Smart-card readers, and the resource manager that lists them."),
+    MakeArea<&Machine::cng>("cng", "The configuration of Windows' cryptography (CNG)."),
+    MakeArea<&Machine::wmi>("wmi", "Windows' management instrumentation."),
     MakeArea<&Machine::installer>("installer", "The install session that is passed to an exported entry point.",
                                   &SchemaOfInstaller),
     MakeArea<&Machine::events>("events", "The Application event log, oldest event first.", &SchemaOfEvents),

@@ -2,7 +2,7 @@
 #include "winsim/machine/registry.h"
 
 #include "winsim/base/text.h"
-#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/areas.h"
 #include "winsim/machine/security_fields.h"
 
 #include <fmt/format.h>

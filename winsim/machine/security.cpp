@@ -3,7 +3,7 @@
 
 #include "winsim/base/sid.h"
 #include "winsim/base/text.h"
-#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/areas.h"
 #include "winsim/machine/inheritance.h"
 #include "winsim/machine/privileges.h"
 #include "winsim/machine/security_fields.h"
@@ -132,6 +132,8 @@ struct Fields<Token>
     }
 };
 
+template struct AreaOfFields<Token>;
+
 void SidForm::Read(const Reader& reader, std::string& sid) const
 {
     sid = reader.Text();
@@ -185,21 +187,6 @@ void EntryTypeForm::Read(const Reader& reader, bool& isDenial) const
     isDenial = reader.Text() == "deny";
     if (!isDenial && reader.Text() != "allow")
         reader.Fail("neither allow nor deny");
-}
-
-void Token::Load(const Reader& reader)
-{
-    ReadFields(reader, *this);
-}
-
-Json Token::ToJson() const
-{
-    return JsonOfFields(*this);
-}
-
-Json SchemaOfToken(Json& definitions)
-{
-    return SchemaOf<Token>(definitions);
 }
 
 bool Token::Holds(const std::string& sid) const

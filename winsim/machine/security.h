@@ -45,9 +45,6 @@ struct Token
     std::vector<std::string> privileges; // by name, such as "SeTakeOwnershipPrivilege"
     std::vector<std::string> enabled;    // the privileges that are enabled
 
-    void Load(const Reader& reader);
-    Json ToJson() const;
-
     // Whether a SID is that of the user or of one of the groups.
     bool Holds(const std::string& sid) const;
     bool HasPrivilege(const std::string& name) const;

@@ -2,7 +2,7 @@
 #include "winsim/machine/smart_cards.h"
 
 #include "winsim/base/fields.h"
-#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/areas.h"
 
 #include <utility>
 
@@ -64,6 +64,8 @@ struct Fields<SmartCards>
     }
 };
 
+template struct AreaOfFields<SmartCards>;
+
 std::vector<std::string> SmartCards::List()
 {
     if (!readersThen)
@@ -71,21 +73,6 @@ std::vector<std::string> SmartCards::List()
     std::vector<std::string> listed = std::exchange(readers, std::move(*readersThen));
     readersThen.reset();
     return listed;
-}
-
-void SmartCards::Load(const Reader& reader)
-{
-    ReadFields(reader, *this);
-}
-
-Json SmartCards::ToJson() const
-{
-    return JsonOfFields(*this);
-}
-
-Json SchemaOfSmartCards(Json& definitions)
-{
-    return SchemaOf<SmartCards>(definitions);
 }
 
 } // namespace winsim

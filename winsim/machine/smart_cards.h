@@ -21,8 +21,6 @@ struct SmartCards
     // Lists the readers. If `readersThen` is described, later calls list those readers.
     std::vector<std::string> List();
 
-    void Load(const Reader& reader);
-    Json ToJson() const;
     bool operator==(const SmartCards&) const = default;
 };
 

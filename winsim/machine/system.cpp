@@ -3,7 +3,7 @@
 
 #include "winsim/base/fields.h"
 #include "winsim/base/text.h"
-#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/areas.h"
 
 #include <fmt/format.h>
 
@@ -111,6 +111,8 @@ struct Fields<WindowsInfo>
     }
 };
 
+template struct AreaOfFields<WindowsInfo>;
+
 template <>
 struct Fields<Clock>
 {
@@ -139,6 +141,8 @@ struct Fields<Clock>
     }
 };
 
+template struct AreaOfFields<Clock>;
+
 template <>
 struct Fields<ProcessInfo>
 {
@@ -164,6 +168,8 @@ struct Fields<ProcessInfo>
     }
 };
 
+template struct AreaOfFields<ProcessInfo>;
+
 template <>
 struct Fields<Event>
 {
@@ -181,60 +187,15 @@ struct Fields<Event>
     }
 };
 
-void WindowsInfo::Load(const Reader& reader)
-{
-    ReadFields(reader, *this);
-}
-
-Json WindowsInfo::ToJson() const
-{
-    return JsonOfFields(*this);
-}
-
-Json SchemaOfWindows(Json& definitions)
-{
-    return SchemaOf<WindowsInfo>(definitions);
-}
-
 std::string WindowsInfo::VersionText() const
 {
     return fmt::format("{}.{}", major, minor);
-}
-
-void Clock::Load(const Reader& reader)
-{
-    ReadFields(reader, *this);
-}
-
-Json Clock::ToJson() const
-{
-    return JsonOfFields(*this);
-}
-
-Json SchemaOfClock(Json& definitions)
-{
-    return SchemaOf<Clock>(definitions);
 }
 
 void Clock::Advance(std::uint64_t ms)
 {
     utcMs += static_cast<std::int64_t>(ms);
     tickCount += static_cast<std::uint32_t>(ms);
-}
-
-void ProcessInfo::Load(const Reader& reader)
-{
-    ReadFields(reader, *this);
-}
-
-Json ProcessInfo::ToJson() const
-{
-    return JsonOfFields(*this);
-}
-
-Json SchemaOfProcess(Json& definitions)
-{
-    return SchemaOf<ProcessInfo>(definitions);
 }
 
 void NamedTexts::Load(const Reader& reader)

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace winsim
@@ -26,8 +27,6 @@ struct WindowsInfo
     std::uint16_t userLanguage = 0; // of the user
 
     std::string VersionText() const; // such as "6.1"
-    void Load(const Reader& reader);
-    Json ToJson() const;
     bool operator==(const WindowsInfo&) const = default;
 };
 
@@ -40,8 +39,6 @@ struct Clock
     std::int32_t daylightBias = 0;
     bool isDaylight = false;
 
-    void Load(const Reader& reader);
-    Json ToJson() const;
     void Advance(std::uint64_t ms);
     bool operator==(const Clock&) const = default;
 };
@@ -56,8 +53,6 @@ struct ProcessInfo
     std::uint32_t errorMode = 0;    // SEM_FAILCRITICALERRORS, ...
     std::uint32_t largestBlock = 0; // the largest block of memory that can be allocated, in bytes
 
-    void Load(const Reader& reader);
-    Json ToJson() const;
     bool operator==(const ProcessInfo&) const = default;
 };
 

@@ -2,7 +2,7 @@
 #include "winsim/machine/wmi.h"
 
 #include "winsim/base/fields.h"
-#include "winsim/machine/area_schemas.h"
+#include "winsim/machine/areas.h"
 
 #include <algorithm>
 
@@ -130,6 +130,8 @@ struct Fields<Wmi>
     }
 };
 
+template struct AreaOfFields<Wmi>;
+
 const WmiNamespace* Wmi::FindNamespace(const std::string& path) const
 {
     const auto space = namespaces.find(path);
@@ -153,21 +155,6 @@ const WmiClass* Wmi::FindInstance(const std::string& space, const std::string& p
         return nullptr;
     const std::string key = path.substr(equals + 1);
     return std::ranges::find(one->instances, key) == one->instances.end() ? nullptr : one;
-}
-
-void Wmi::Load(const Reader& reader)
-{
-    ReadFields(reader, *this);
-}
-
-Json Wmi::ToJson() const
-{
-    return JsonOfFields(*this);
-}
-
-Json SchemaOfWmi(Json& definitions)
-{
-    return SchemaOf<Wmi>(definitions);
 }
 
 } // namespace winsim

@@ -49,8 +49,6 @@ struct Wmi
     const WmiClass* FindClass(const std::string& space, const std::string& path) const;
     const WmiClass* FindInstance(const std::string& space, const std::string& path) const;
 
-    void Load(const Reader& reader);
-    Json ToJson() const;
     bool operator==(const Wmi&) const = default;
 };
 

@@ -4,10 +4,10 @@
 #include "fileapi.h"
 #include "processthreadsapi.h"
 #include "winnt.h"
+#include "winsim/base/numbered_call.h"
 #include "winsim/process/open_files.h"
 #include "winsim/process/simulation.h"
 
-#include <charconv>
 #include <stdexcept>
 #include <utility>
 
@@ -58,19 +58,6 @@ FileAct ParseAct(const std::string& text)
         act.path.resize(arrow);
     }
     return act;
-}
-
-// The occurrence given after a call's name, counted from 1; 1 if none is given.
-unsigned OccurrenceIn(const std::string& call, std::size_t hash)
-{
-    if (hash == std::string::npos)
-        return 1;
-    unsigned occurrence = 0;
-    const char* const end = call.data() + call.size();
-    const auto [parsed, error] = std::from_chars(call.data() + hash + 1, end, occurrence);
-    if (error != std::errc{} || parsed != end || occurrence == 0)
-        throw std::invalid_argument("\"" + call + "\": N is not a number of 1 or more");
-    return occurrence;
 }
 
 // ---- The acts: each returns a Win32 error
@@ -225,12 +212,12 @@ Meanwhile ParseMeanwhile(const std::string& text)
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos || equals == 0)
         return fail("no call given");
-    Meanwhile meanwhile;
-    meanwhile.call = text.substr(0, equals);
-    const std::size_t hash = meanwhile.call.find('#');
+    const auto call = ParseNumberedCall(std::string_view(text).substr(0, equals));
+    if (!call)
+        return fail(kBadCallNumber);
+    Meanwhile meanwhile{call->name, call->number.value_or(1), {}};
     try
     {
-        meanwhile.occurrence = OccurrenceIn(meanwhile.call, hash);
         constexpr std::string_view kSeparator = "; ";
         for (std::size_t start = equals + 1; start <= text.size();)
         {
@@ -243,7 +230,6 @@ Meanwhile ParseMeanwhile(const std::string& text)
     {
         return fail(error.what());
     }
-    meanwhile.call = meanwhile.call.substr(0, hash);
     return meanwhile;
 }
 

@@ -1,6 +1,6 @@
 // Gives registry keys values, owners and access lists.
+#include "proof/privilege.h"
 #include "src/windows/unique_handle.h"
-#include "tests/e2e/tools/machine_tool/privileges.h"
 #include "tests/e2e/tools/machine_tool/verbs.h"
 
 #include <windows.h>
@@ -36,7 +36,7 @@ int SecureKey(const Words& words)
                                                               nullptr))
         return ExitStatus(FALSE);
     // Otherwise only a user or a group of the process can become an owner.
-    MayUse(L"SeRestorePrivilege");
+    proof::EnablePrivilege(L"SeRestorePrivilege");
     UniqueRegistryKey key;
     if (const LSTATUS error =
             RegOpenKeyExW(HKEY_LOCAL_MACHINE, words[1].c_str(), 0, WRITE_DAC | WRITE_OWNER, key.Put()))

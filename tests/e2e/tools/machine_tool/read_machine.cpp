@@ -1,6 +1,6 @@
 // Shows what KeloDescribe leaves out of a machine: all registry values, processes and states of services.
+#include "proof/privilege.h"
 #include "src/windows/unique_handle.h"
-#include "tests/e2e/tools/machine_tool/privileges.h"
 #include "tests/e2e/tools/machine_tool/services.h"
 #include "tests/e2e/tools/machine_tool/verbs.h"
 #include "tests/support/test_text.h"
@@ -35,7 +35,7 @@ std::string Quoted(const std::wstring& text)
 
 int SaveKey(const Words& words)
 {
-    MayUse(L"SeBackupPrivilege");
+    proof::EnablePrivilege(L"SeBackupPrivilege");
     UniqueRegistryKey key;
     const LSTATUS error = RegOpenKeyExW(HKEY_LOCAL_MACHINE, words[1].c_str(), 0, KEY_READ, key.Put());
     if (error == ERROR_FILE_NOT_FOUND)
