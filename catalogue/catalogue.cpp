@@ -1,6 +1,8 @@
 // Joins the tables of texts.
 #include "catalogue/texts.h"
 
+#include <utility>
+
 namespace catalogue
 {
 

@@ -4,6 +4,7 @@
 #include "catalogue/numbers.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {

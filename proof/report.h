@@ -6,6 +6,7 @@
 
 #include <ios>
 #include <string>
+#include <utility>
 
 namespace proof
 {

@@ -90,6 +90,7 @@ def complaints():
 
 allow_layers(SRC_LAYERS)
 allow_layers(WINSIM_LAYERS)
-found = list(complaints())
-print("\n".join(found))
-sys.exit(1 if found else 0)
+if __name__ == "__main__":
+    found = list(complaints())
+    print("\n".join(found))
+    sys.exit(1 if found else 0)

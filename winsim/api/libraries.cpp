@@ -19,6 +19,7 @@
 using winsim::Call;
 using winsim::File;
 using winsim::Files;
+using winsim::Json;
 using winsim::Library;
 using winsim::LibraryExport;
 using winsim::LoadedLibrary;

@@ -5,6 +5,7 @@
 #include "winsim/process/gate.h"
 #include "winsim/process/simulation.h"
 
+#include "winnt.h"
 #include "winreg.h"
 
 #include <algorithm>

@@ -11,6 +11,7 @@
 #include <exception>
 #include <memory>
 #include <typeinfo>
+#include <utility>
 
 namespace winsim
 {
