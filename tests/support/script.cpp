@@ -2,6 +2,7 @@
 #include "tests/support/script.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
@@ -55,10 +56,17 @@ Script Before(const Script& script, const std::string& line)
     return {script.begin(), std::ranges::find(script, line)};
 }
 
-std::size_t CountOf(const std::string& call, const Script& script)
+Script CallsOf(const std::string& name, const Script& script)
 {
-    return static_cast<std::size_t>(
-        std::ranges::count_if(script, [&](const std::string& line) { return line.starts_with(call + "("); }));
+    Script calls;
+    std::ranges::copy_if(script, std::back_inserter(calls),
+                         [&](const std::string& line) { return line.starts_with(name + "("); });
+    return calls;
+}
+
+std::size_t CountOf(const std::string& name, const Script& script)
+{
+    return CallsOf(name, script).size();
 }
 
 Script LogOf(const Script& script)

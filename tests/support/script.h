@@ -63,8 +63,11 @@ Script Replaced(const Script& script, const std::string& line, const Script& lin
 // The lines before a line of the script.
 Script Before(const Script& script, const std::string& line);
 
+// The lines of the calls with a name.
+Script CallsOf(const std::string& name, const Script& script);
+
 // How many times a call occurs in a script.
-std::size_t CountOf(const std::string& call, const Script& script);
+std::size_t CountOf(const std::string& name, const Script& script);
 
 // The messages of a script, without "log: ".
 Script LogOf(const Script& script);

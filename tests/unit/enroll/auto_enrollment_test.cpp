@@ -2,7 +2,6 @@
 #include "tests/support/run_tests.h"
 #include "tests/support/windows_script.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -203,49 +202,45 @@ TEST(InstallAutoEnrollmentTasks, APathThatIsMissingOrNoTextIsAFailure)
 // The library that is loaded for an install path.
 struct PathCase
 {
-    const char* path; // as the registry holds it
-    const char* library;
+    const char* path;    // as the registry holds it
+    const char* library; // null: none
 };
 
 // Of a full path, only the last character of the text is examined.
 constexpr PathCase kPaths[] = {
-    {R"("C:\\Kelo")", R"(C:\\Kelo\\CertJobPlanner.dll)"},
-    {R"("C:\\Kelo\\")", R"(C:\\Kelo\\CertJobPlanner.dll)"},
-    {R"("C:\\Kelo\\\\")", R"(C:\\Kelo\\\\CertJobPlanner.dll)"},
-    {R"("C:\\Kelo/")", R"(C:\\Kelo/\\CertJobPlanner.dll)"},
-    {R"("C:\\Kelo ")", R"(C:\\Kelo \\CertJobPlanner.dll)"},
-    {R"("C:\\100% %s%n")", R"(C:\\100% %s%n\\CertJobPlanner.dll)"},
-    {R"("")", R"(\\CertJobPlanner.dll)"},
-    {R"({"type": "REG_EXPAND_SZ", "text": "C:\\%windir%\\Kelo"})", R"(C:\\%windir%\\Kelo\\CertJobPlanner.dll)"},
-    {R"("\\\\server\\share")", R"(\\\\server\\share\\CertJobPlanner.dll)"},
+    {R"("C:\\Kelo")", R"(C:\Kelo\CertJobPlanner.dll)"},
+    {R"("C:\\Kelo\\")", R"(C:\Kelo\CertJobPlanner.dll)"},
+    {R"("C:\\Kelo\\\\")", R"(C:\Kelo\\CertJobPlanner.dll)"},
+    {R"("C:\\Kelo/")", R"(C:\Kelo/\CertJobPlanner.dll)"},
+    {R"("C:\\Kelo ")", R"(C:\Kelo \CertJobPlanner.dll)"},
+    {R"("C:\\100% %s%n")", R"(C:\100% %s%n\CertJobPlanner.dll)"},
+    {R"("")", R"(\CertJobPlanner.dll)"},
+    {R"({"type": "REG_EXPAND_SZ", "text": "C:\\%windir%\\Kelo"})", R"(C:\%windir%\Kelo\CertJobPlanner.dll)"},
+    {R"("\\\\server\\share")", R"(\\server\share\CertJobPlanner.dll)"},
     // Paths that depend on the current drive or directory; the empty path is an exception.
-    {R"("Kelo")", "(none)"},
-    {R"("C:Kelo")", "(none)"},
-    {R"("\\Kelo")", "(none)"},
-    {R"("..\\Kelo\\")", "(none)"},
-    {R"({"type": "REG_EXPAND_SZ", "text": "%windir%\\Kelo"})", "(none)"},
+    {R"("Kelo")", nullptr},
+    {R"("C:Kelo")", nullptr},
+    {R"("\\Kelo")", nullptr},
+    {R"("..\\Kelo\\")", nullptr},
+    {R"({"type": "REG_EXPAND_SZ", "text": "%windir%\\Kelo"})", nullptr},
     // Without a terminator, with half a character at the end, with text after a terminator, without any data.
-    {R"({"type": "REG_SZ", "hex": "43003a005c00"})", R"(C:\\CertJobPlanner.dll)"},
-    {R"({"type": "REG_SZ", "hex": "43003a005c004b"})", R"(C:\\CertJobPlanner.dll)"},
-    {R"({"type": "REG_SZ", "hex": "43003a000000580000"})", R"(C:\\CertJobPlanner.dll)"},
-    {R"({"type": "REG_SZ", "hex": "43003a0000005c000000"})", R"(C:\\CertJobPlanner.dll)"},
-    {R"({"type": "REG_SZ", "hex": ""})", R"(\\CertJobPlanner.dll)"},
-    {R"({"type": "REG_SZ", "hex": "43"})", R"(\\CertJobPlanner.dll)"},
+    {R"({"type": "REG_SZ", "hex": "43003a005c00"})", R"(C:\CertJobPlanner.dll)"},
+    {R"({"type": "REG_SZ", "hex": "43003a005c004b"})", R"(C:\CertJobPlanner.dll)"},
+    {R"({"type": "REG_SZ", "hex": "43003a000000580000"})", R"(C:\CertJobPlanner.dll)"},
+    {R"({"type": "REG_SZ", "hex": "43003a0000005c000000"})", R"(C:\CertJobPlanner.dll)"},
+    {R"({"type": "REG_SZ", "hex": ""})", R"(\CertJobPlanner.dll)"},
+    {R"({"type": "REG_SZ", "hex": "43"})", R"(\CertJobPlanner.dll)"},
     // The value becomes longer or shorter than the buffer before it is read into it.
-    {R"(["C:\\Kelo", "C:\\Longer than that"])", R"(\\CertJobPlanner.dll)"},
-    {R"(["C:\\Kelo", "C:"])", R"(C:\\CertJobPlanner.dll)"},
-    {R"(["C:\\Kelo", 1])", "(none)"},
+    {R"(["C:\\Kelo", "C:\\Longer than that"])", R"(\CertJobPlanner.dll)"},
+    {R"(["C:\\Kelo", "C:"])", R"(C:\CertJobPlanner.dll)"},
+    {R"(["C:\\Kelo", 1])", nullptr},
 };
 
-// The library that a run tried to load, as a script shows it.
-std::string LoadedLibrary(const SimulatedRun& run)
+// Expects that a run tried this library in vain, or none if the path is null.
+void ExpectMissingLibrary(const SimulatedRun& run, const Json& path, const char* noLibrary)
 {
-    for (const std::string& line : run.script)
-    {
-        if (line.starts_with("LoadLibraryA(\""))
-            return line.substr(14, line.rfind('"', line.find(")")) - 14);
-    }
-    return "(none)";
+    EXPECT_EQ(CallsOf("LoadLibraryA", run.script), path.is_null() ? Script() : Script(Call("LoadLibraryA", {path})));
+    ExpectLog(run, "-1", noLibrary);
 }
 
 // Expects that an operation tries to load the library of each path, which is not there.
@@ -255,10 +250,9 @@ void ExpectLibraryOfEachPath(SimulatedRun (*operation)(const winsim::Machine&, c
     for (const PathCase& c : kPaths)
     {
         SCOPED_TRACE(c.path);
-        const SimulatedRun run =
-            operation(MachineWith({.path = Json::parse(c.path), .libraryPath = R"(D:\Elsewhere.dll)"}), {});
-        EXPECT_EQ(LoadedLibrary(run), c.library);
-        ExpectLog(run, "-1", noLibrary);
+        ExpectMissingLibrary(
+            operation(MachineWith({.path = Json::parse(c.path), .libraryPath = R"(D:\Elsewhere.dll)"}), {}),
+            c.library == nullptr ? Json() : Json(c.library), noLibrary);
     }
 }
 
@@ -269,17 +263,14 @@ TEST(InstallAutoEnrollmentTasks, LoadsTheLibraryFromThePathWhateverItsShape)
 
 TEST(InstallAutoEnrollmentTasks, ASecondReadThatFailsLeavesAnEmptyPath)
 {
-    const SimulatedRun run = Install(MachineWith({}), {.faults = {"RegQueryValueExA#3=5"}});
-    EXPECT_EQ(LoadedLibrary(run), R"(\\CertJobPlanner.dll)");
-    ExpectLog(run, "-1", {kNoLibraryToInstall});
+    ExpectMissingLibrary(Install(MachineWith({}), {.faults = {"RegQueryValueExA#3=5"}}), R"(\CertJobPlanner.dll)",
+                         kNoLibraryToInstall);
 }
 
 TEST(InstallAutoEnrollmentTasks, AVeryLongPathIsHandedOverWhole)
 {
     const std::string path = "C:\\" + std::string(5000, 'k');
-    const SimulatedRun run = Install(MachineWith({.path = path}));
-    EXPECT_EQ(LoadedLibrary(run), "C:\\\\" + std::string(5000, 'k') + R"(\\CertJobPlanner.dll)");
-    ExpectLog(run, "-1", {kNoLibraryToInstall});
+    ExpectMissingLibrary(Install(MachineWith({.path = path})), path + R"(\CertJobPlanner.dll)", kNoLibraryToInstall);
 }
 
 TEST(InstallAutoEnrollmentTasks, APathOutsideAsciiIsReadAndUsedInTheCodePage)
@@ -330,16 +321,15 @@ TEST(InstallAutoEnrollmentTasks, ALibraryThatDoesNotLoadIsAFailure)
 
 TEST(InstallAutoEnrollmentTasks, BothExportsMustBeThereBeforeAnyIsCalled)
 {
-    const Script log{kNoExportToInstall};
-    for (const auto& toolkit : {Toolkit{.areInstalled = nullptr}, Toolkit{.install = nullptr},
-                                Toolkit{.areInstalled = nullptr, .install = nullptr}})
-    {
-        const SimulatedRun run = Install(MachineWith(toolkit));
-        ExpectLog(run, "-1", log);
-        for (const std::string& line : run.script)
-            EXPECT_THAT(line, testing::Not(testing::StartsWith("CertJobPlanner.dll!")));
-        EXPECT_EQ(CountOf("FreeLibrary", run.script), 1u);
-    }
+    const std::string first = LookUp("AreTasksInstalled");
+    const std::string second = LookUp("InstallAutoEnrollmentTasks");
+    const Script end = {kNoExportToInstall, kFree};
+    const Script withoutFirst = Replaced(kInstallBeginning, first, {Failing(first)});
+    ExpectRun(Install(MachineWith({.areInstalled = nullptr})), "-1", {withoutFirst, end});
+    ExpectRun(Install(MachineWith({.install = nullptr})), "-1",
+              {Replaced(kInstallBeginning, second, {Failing(second)}), end});
+    ExpectRun(Install(MachineWith({.areInstalled = nullptr, .install = nullptr})), "-1",
+              {Replaced(withoutFirst, second, {Failing(second)}), end});
 }
 
 TEST(InstallAutoEnrollmentTasks, ExportsOfOtherCaseAreOthers)
@@ -368,8 +358,7 @@ const auto kRemovals =
         .Log("ALibraryThatDoesNotLoadIsAFailure", MachineWith({}), {.faults = {"LoadLibraryA=126"}}, "-1",
              {kNoLibraryToRemove})
         .Log("WithoutTheExportItIsAFailureAndTheLibraryIsUnloaded", MachineWith({.remove = nullptr}), "-1",
-             {kNoExportToRemove},
-             [](const SimulatedRun& run) { EXPECT_THAT(run.script.back(), Call("FreeLibrary", {"library#1"}, 1)); });
+             {kNoExportToRemove}, [](const SimulatedRun& run) { EXPECT_EQ(run.script.back(), kFree); });
 
 TEST(RemoveAutoEnrollmentTasks, ALibraryThatThrowsIsFreedAndTheOperationFails)
 {
@@ -415,9 +404,8 @@ TEST(RemoveAutoEnrollmentTasks, LoadsTheLibraryFromThePathWhateverItsShape)
 
 TEST(RemoveAutoEnrollmentTasks, ASecondReadThatFailsLeavesAnEmptyPath)
 {
-    const SimulatedRun run = Remove(MachineWith({}), {.faults = {"RegQueryValueExA#2=5"}});
-    EXPECT_EQ(LoadedLibrary(run), R"(\\CertJobPlanner.dll)");
-    ExpectLog(run, "-1", {kNoLibraryToRemove});
+    ExpectMissingLibrary(Remove(MachineWith({}), {.faults = {"RegQueryValueExA#2=5"}}), R"(\CertJobPlanner.dll)",
+                         kNoLibraryToRemove);
 }
 
 } // namespace
