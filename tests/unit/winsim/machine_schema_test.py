@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """Proves that the schema of machine descriptions is the one that winsim's declarations make, that their document has the
-schema's tables and names and the described machines of the project, that the plain machine has the same areas, and that
-those machines fit the schema.
-Usage: machine_schema_test.py PROJECT-FOLDER MACHINE-SCHEMA-PROGRAM [--write]: with --write, writes the schema and these
-parts of the document."""
+schema's tables and names and the described machines of the project, that the plain machine has the same areas, that
+those machines fit the schema, and that the fuzzer of descriptions knows every key.
+Usage: machine_schema_test.py PROJECT-FOLDER MACHINE-SCHEMA-PROGRAM [--write]: with --write, writes the schema, these parts
+of the document, and the keys that the fuzzer's dictionary lacks."""
 
 import json
 import pathlib
@@ -16,6 +16,7 @@ sys.path.append(str(pathlib.Path(__file__).resolve().parents[3] / "packaging"))
 
 from machine_description import parse  # noqa: E402 (after the folder that it is in)
 
+DICTIONARY = "tests/fuzz/corpus/machine_description.dict"
 TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "integer": int, "null": type(None)}
 CHECKED = {"type", "enum", "pattern", "minimum", "maximum", "required", "properties", "patternProperties",
            "additionalProperties", "items", "minItems", "anyOf", "const", "$ref"}
@@ -132,6 +133,17 @@ def table(schema, name):
     return "| key | meaning |\n|---|---|\n" + "".join(f"| `{key}` | {meaning} |\n" for key, meaning, _ in rows)
 
 
+def keys(schema):
+    """Every key that a description can have, except names such as those of files."""
+    objects = [schema.root, *schema.root["properties"].values(), *schema.root["$defs"].values()]
+    return {key for described in objects for key in described.get("properties", {})}
+
+
+def dictionary_words(project):
+    """The words that the fuzzer of descriptions puts into them. A line is a word with its quotation marks."""
+    return {json.loads(json.loads(line)) for line in (project / DICTIONARY).read_text("utf-8").splitlines()}
+
+
 def check(project, made):
     schema = Schema(json.loads(made))
     plain = json.loads((project / "winsim/plain_windows_10.json").read_text("utf-8"))
@@ -151,6 +163,8 @@ def check(project, made):
     with_keys = {name for name, described in schema.root["$defs"].items() if "properties" in described}
     yield from (f"docs/machine.md: no table of {name}" for name in sorted((with_keys | {"folders"}) - tables))
 
+    yield from (f"{DICTIONARY} lacks {key}: --write adds it" for key in sorted(keys(schema) - dictionary_words(project)))
+
     machines = [project / "winsim/plain_windows_10.json", project / "tests/winsim/machine.json",
                 *described_machines(project)]
     described = {str(path): path.read_text("utf-8") for path in machines}
@@ -166,6 +180,8 @@ def write(project, made):
     schema = Schema(json.loads(made))
     text = MADE.sub(lambda found: found[1] + made_part(project, schema, found[2], found[3]), document.read_text("utf-8"))
     document.write_text(text, "utf-8")
+    words = sorted(dictionary_words(project) | keys(schema))
+    (project / DICTIONARY).write_text("".join(json.dumps(json.dumps(word)) + "\n" for word in words), "utf-8")
 
 
 def main():
