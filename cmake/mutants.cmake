@@ -19,7 +19,7 @@ image_variant(noting FOLDER ${MUTANTS_FOLDER}
 target_precompile_headers(kelo_noting_objects PRIVATE
     <windows.h> <shlobj.h> <aclapi.h> <cstdio> <memory> <optional> <string> <vector>)
 
-add_custom_target(mutants_tests)
+add_custom_target(mutants_tests ALL)
 add_dependencies(mutants_tests unit_tests scenarios_tests faults_tests kelo-rehearse ending_program
     kelo_noting_program kelo_noting_library kelo_noting_test_program)
 

@@ -233,6 +233,18 @@ TEST(PinnedPath, APartThatLeadsElsewhereByItsNameIsRefused)
     }
 }
 
+// The link's target ends in the same letters as the part's name.
+TEST(PinnedPath, APartInADirectoryThatBecameALinkIsRefused)
+{
+    constexpr char kMachine[] = R"({"files": {"C:\\ProgramData\\Maker": {"directory": true},
+        "C:\\AMaker\\Common\\config.ini": {"text": "x"}}})";
+    const unsigned first = OccurrenceOf("GetFinalPathNameByHandleW", "cchFilePath", 1040, Pin(kMachine));
+    EXPECT_EQ(Pin(kMachine, {"Pin"},
+                  {.meanwhile = {fmt::format("GetFinalPathNameByHandleW#{}=turn {} -> C:\\AMaker", first, kMaker)}})
+                  .result,
+              "448 (1)");
+}
+
 TEST(PinnedPath, APathLongerThanAnyThatIsAskedForIsRefused)
 {
     std::string folder = R"(\\?\C:)";

@@ -33,12 +33,16 @@ TEST(CheckOwner, TheUserOfTheProcessIsTrusted)
 {
     const SimulatedRun run = Check(kUser);
     EXPECT_EQ(run.result, "0");
-    // The token is opened to be read, and for nothing else.
+    // The token is opened to be read, and for nothing else; the buffer holds a record and the longest SID.
     for (const winsim::CallRecord& call : run.outcome.calls)
     {
         if (call.name == "OpenProcessToken")
         {
             EXPECT_EQ(call.in["DesiredAccess"], 8);
+        }
+        else if (call.name == "GetTokenInformation")
+        {
+            EXPECT_EQ(call.in["TokenInformationLength"], 16 + 68);
         }
     }
 }
