@@ -233,11 +233,11 @@ TEST(PinnedPath, APartThatLeadsElsewhereByItsNameIsRefused)
     }
 }
 
-// The link's target ends in the same letters as the part's name.
+// The link's target ends in the same letters as the part's name. This Windows follows links that users have made.
 TEST(PinnedPath, APartInADirectoryThatBecameALinkIsRefused)
 {
-    constexpr char kMachine[] = R"({"files": {"C:\\ProgramData\\Maker": {"directory": true},
-        "C:\\AMaker\\Common\\config.ini": {"text": "x"}}})";
+    constexpr char kMachine[] = R"({"windows": {"version": "6.1"}, "files": {
+        "C:\\ProgramData\\Maker": {"directory": true}, "C:\\AMaker\\Common\\config.ini": {"text": "x"}}})";
     const unsigned first = OccurrenceOf("GetFinalPathNameByHandleW", "cchFilePath", 1040, Pin(kMachine));
     EXPECT_EQ(Pin(kMachine, {"Pin"},
                   {.meanwhile = {fmt::format("GetFinalPathNameByHandleW#{}=turn {} -> C:\\AMaker", first, kMaker)}})
