@@ -20,6 +20,7 @@ function(conformance_for_windows)
     target_precompile_headers(winsim_conformance PRIVATE <gtest/gtest.h> <windows.h>)
     target_compile_definitions(winsim_conformance PRIVATE WIN32_LEAN_AND_MEAN __USE_MINGW_ANSI_STDIO=0)
     target_compile_options(winsim_conformance PRIVATE ${KELO_WARNINGS})
+    set_target_properties(winsim_conformance PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
     target_link_libraries(winsim_conformance PRIVATE gtest_for_windows kelo_tick_count shell32 advapi32 ole32
         oleaut32 psapi version)
     target_link_options(winsim_conformance PRIVATE -static -s)
@@ -32,6 +33,7 @@ function(conformance_on_winsim)
         tests/winsim/host/is_on_wine.cpp)
     target_include_directories(winsim_conformance PRIVATE ${PROJECT_SOURCE_DIR})
     winsim_program(winsim_conformance)
+    set_target_properties(winsim_conformance PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
     target_compile_options(winsim_conformance PRIVATE
         "SHELL:-include ${PROJECT_SOURCE_DIR}/tests/winsim/host/narrow_streams.h")
     # The test framework is the host's, found when the module is loaded.

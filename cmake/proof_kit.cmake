@@ -8,6 +8,7 @@ target_include_directories(kelo_proof SYSTEM PRIVATE ${DESCRIBE_HEADERS})
 target_compile_definitions(kelo_proof PRIVATE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0502)
 target_compile_options(kelo_proof PRIVATE ${KELO_WARNINGS} -Os -ffunction-sections -fdata-sections
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+set_target_properties(kelo_proof PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
 target_link_libraries(kelo_proof PRIVATE kelo_tick_count shell32 advapi32)
 target_link_options(kelo_proof PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
     -Wl,--high-entropy-va -Wl,--no-insert-timestamp)

@@ -17,7 +17,7 @@ namespace
 
 constexpr ULONG kKeyStorageInterface = 0x10001; // NCRYPT_KEY_STORAGE_INTERFACE
 constexpr wchar_t kKeyStorageFunction[] = L"KEY_STORAGE";
-constexpr NTSTATUS kNotFound = static_cast<NTSTATUS>(0xC0000225);
+constexpr NTSTATUS kNotConfigured = static_cast<NTSTATUS>(0xC0000225); // STATUS_NOT_FOUND
 
 // Windows before 6.0 has no such library.
 struct Functions
@@ -117,7 +117,7 @@ void ReadKeyStorage(Capture& capture, const Functions& functions)
     PCRYPT_CONTEXT_FUNCTION_PROVIDERS providers = nullptr;
     const NTSTATUS status =
         functions.serving(CRYPT_LOCAL, nullptr, kKeyStorageInterface, kKeyStorageFunction, &size, &providers);
-    if (status == kNotFound)
+    if (status == kNotConfigured)
         return;
     if (status != 0)
         return capture.notes.AddError("cng.contextFunctions", static_cast<std::uint32_t>(status));

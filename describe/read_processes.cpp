@@ -20,7 +20,7 @@ namespace
 
 constexpr char kOtherProgram[] = "other.exe"; // in place of names that the program does not look for
 constexpr DWORD kToName = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ;
-constexpr DWORD kRights[] = {PROCESS_QUERY_INFORMATION, PROCESS_VM_READ, PROCESS_TERMINATE};
+constexpr DWORD kProcessRights[] = {PROCESS_QUERY_INFORMATION, PROCESS_VM_READ, PROCESS_TERMINATE};
 
 std::vector<DWORD> ProcessIds()
 {
@@ -57,7 +57,7 @@ winsim::RunningProcess ReadProcess(DWORD id, bool isElevated)
     // An administrator's process, as the installer's, would learn the name.
     else if (!isElevated)
         process.name = kOtherProgram;
-    for (const DWORD right : kRights)
+    for (const DWORD right : kProcessRights)
     {
         if (isElevated && !UniqueKernelHandle{OpenProcess(right, FALSE, id)})
             process.deniedAccess |= right;

@@ -23,7 +23,7 @@ namespace
 using winsim::Json;
 
 // The rights to a service, each of which an access list may refuse.
-constexpr DWORD kRights[] = {
+constexpr DWORD kServiceRights[] = {
     SERVICE_QUERY_CONFIG,
     SERVICE_CHANGE_CONFIG,
     SERVICE_QUERY_STATUS,
@@ -145,7 +145,7 @@ bool ReadStatus(SC_HANDLE service, Json& json)
 DWORD DeniedAccess(SC_HANDLE manager, const std::wstring& name)
 {
     DWORD denied = 0;
-    for (const DWORD right : kRights)
+    for (const DWORD right : kServiceRights)
     {
         if (!UniqueServiceHandle{OpenServiceW(manager, name.c_str(), right)} && GetLastError() == ERROR_ACCESS_DENIED)
             denied |= right;

@@ -11,7 +11,7 @@ namespace proof
 namespace
 {
 
-constexpr unsigned long kLimitMs = 15 * 60 * 1000;
+constexpr unsigned long kCleanUpLimitMs = 15 * 60 * 1000;
 
 } // namespace
 
@@ -23,7 +23,7 @@ Json CleanUp(const Words& arguments)
     {
         RunProgram(Quoted(StandardFolder(CSIDL_SYSTEM) + L"\\msiexec.exe") + L" /x " +
                        Quoted(WorkFolder() + L"\\" + arguments.at(0)) + L" /qn /norestart",
-                   WorkFolder(), kLimitMs);
+                   WorkFolder(), kCleanUpLimitMs);
         removed.push_back("the sample package");
     }
     if (RemoveServicesBelow(folder + L"\\"))

@@ -16,7 +16,7 @@ namespace proof
 namespace
 {
 
-constexpr DWORD kLimitMs = 15 * 60 * 1000;
+constexpr DWORD kInstallationLimitMs = 15 * 60 * 1000;
 
 std::wstring InstallLog()
 {
@@ -108,7 +108,7 @@ Json RunInstaller(const Words& arguments)
         properties.push_back(describe::FromWide(arguments[i]));
     }
     const std::string before = ReadBytes(InstallLog());
-    const auto exitCode = RunProgram(commandLine, work, kLimitMs);
+    const auto exitCode = RunProgram(commandLine, work, kInstallationLimitMs);
     if (!exitCode)
         throw StepError("msiexec does not end");
     Json record = {{"switch", describe::FromWide(arguments.at(0))},

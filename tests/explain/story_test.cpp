@@ -25,8 +25,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-const report::Style kPlain{};
-
 // "FAILED options: the line", for each problem.
 std::vector<std::string> ProblemsOf(const Story& story)
 {
@@ -108,7 +106,7 @@ TEST(Story, NamesAServiceThatDidNotStartThoughTheRunEndedWithZero)
   What to do     Start the stack's service, then KlPCR ("sc start KlPCR"), and
                  read the System event log.
 )",
-              ShowVerdict(kPlain, story, 4));
+              ShowVerdict(report::Style{}, story, 4));
 }
 
 TEST(Story, NamesTheLibraryThatKeptTheSetupFromSucceeding)
@@ -224,7 +222,7 @@ TEST(StoryView, ShowsFactsAndSteps)
                  the task library's own result is not looked at.
   Expected noise 4 lines sound like failures and are none
 )",
-              ShowFacts(kPlain, story));
+              ShowFacts(report::Style{}, story));
     EXPECT_EQ(R"(Steps
   done         options                        0.000 s       5 lines
   done (noise) stack removal                  0.000 s      11 lines
@@ -237,7 +235,7 @@ TEST(StoryView, ShowsFactsAndSteps)
   done         virtual smart card             0.000 s       3 lines
   done         end                            0.000 s       1 line
 )",
-              ShowSteps(kPlain, story));
+              ShowSteps(report::Style{}, story));
 }
 
 TEST(StoryView, FoldsPollsWithCountAndTime)
@@ -250,7 +248,7 @@ TEST(StoryView, FoldsPollsWithCountAndTime)
       +0.000  TBS  current status: 3, 0
               4 times in 3.000 s
 )",
-              ShowLines(kPlain, StoryOf(log), false));
+              ShowLines(report::Style{}, StoryOf(log), false));
 }
 
 TEST(StoryView, ShowsTheMeaningOfEveryText)
@@ -272,8 +270,8 @@ TEST(StoryView, ShowsTheMeaningOfEveryText)
 TEST(StoryView, HasNoLineThatIsWiderThanTheTerminal)
 {
     const Story story = StoryOf(Rehearse("windows-8-denied.json", {"/Setup", "/TPM_VSC=1"}).log);
-    for (const std::string& line :
-         LinesOf(ShowVerdict(kPlain, story, 99) + ShowFacts(kPlain, story) + ShowSteps(kPlain, story)))
+    for (const std::string& line : LinesOf(ShowVerdict(report::Style{}, story, 99) + ShowFacts(report::Style{}, story) +
+                                           ShowSteps(report::Style{}, story)))
         EXPECT_LE(report::LengthOf(line), 81u) << line;
 }
 
@@ -364,7 +362,7 @@ TEST(Story, OfADamagedLogStillNamesTheFailure)
     EXPECT_FALSE(story.hasEnd);
     EXPECT_THAT(ProblemsOf(story),
                 testing::Contains("FAILED toolkit service: InstallTkService failed to start the KlPCR Service 1068"));
-    EXPECT_THAT(ShowLines(kPlain, story, true), Not(HasSubstr("\x1B")));
+    EXPECT_THAT(ShowLines(report::Style{}, story, true), Not(HasSubstr("\x1B")));
 }
 
 // A log that was quoted or indented in a mail.
@@ -377,8 +375,8 @@ TEST(Story, OfAQuotedLogIsTheSame)
         for (const std::string& line : LinesOf(log))
             quoted += mark + line;
         const Story story = StoryOf(quoted);
-        EXPECT_EQ(ShowVerdict(kPlain, StoryOf(log), 9), ShowVerdict(kPlain, story, 9));
-        EXPECT_EQ(ShowLines(kPlain, StoryOf(log), true), ShowLines(kPlain, story, true));
+        EXPECT_EQ(ShowVerdict(report::Style{}, StoryOf(log), 9), ShowVerdict(report::Style{}, story, 9));
+        EXPECT_EQ(ShowLines(report::Style{}, StoryOf(log), true), ShowLines(report::Style{}, story, true));
     }
 }
 
@@ -428,7 +426,7 @@ TEST(Story, OfALogInAMailIsOneRun)
     const std::string log = Rehearse("windows-7-installed.json", {"/Uninstall"}).log;
     const Story story = StoryOf("Hello,\nhere is the log:\n\n" + log + "--\nBob\n");
     EXPECT_EQ("SUCCEEDED", story.headline);
-    EXPECT_THAT(ShowFacts(kPlain, story),
+    EXPECT_THAT(ShowFacts(report::Style{}, story),
                 HasSubstr("4 lines are not the program's, or damaged; the first is line 1\n"));
 }
 
@@ -436,7 +434,7 @@ TEST(Story, SaysHowManyLinesAreDamaged)
 {
     std::string log = Rehearse("windows-7-installed.json", {"/Uninstall"}).log;
     log.replace(log.find("UninstallTCGDLL() -->"), 9, "\x01\x1B[31m\xFF\xFE");
-    const std::string facts = ShowFacts(kPlain, StoryOf(Decode(log, 1252)));
+    const std::string facts = ShowFacts(report::Style{}, StoryOf(Decode(log, 1252)));
     EXPECT_THAT(facts, HasSubstr("  Damaged        1 line is not the program's, or damaged; the first is line 6\n"));
 }
 
@@ -449,7 +447,7 @@ TEST(Story, DoesNotSayThatALogStopsWhoseLastLinesAreDamaged)
     EXPECT_EQ("END NOT READABLE: the log is damaged after line 29, in the step \"virtual smart card\"", story.headline);
     EXPECT_EQ("What follows in the log of this run is not the program's, or damaged: 1 line.",
               story.FirstProblem()->meaning);
-    EXPECT_THAT(ShowFacts(kPlain, story),
+    EXPECT_THAT(ShowFacts(report::Style{}, story),
                 HasSubstr("  Result         exit code not known; the last line that can be read is 29\n"));
 }
 
@@ -461,8 +459,8 @@ TEST(Story, SurvivesALogThatIsCutAnywhere)
         for (const std::string& part : {log.substr(0, i), log.substr(i)})
         {
             for (const Story& story : report::TellAll(report::ReadLogLines(Decode(part, 1252))))
-                EXPECT_NE("",
-                          ShowVerdict(kPlain, story, 9) + ShowSteps(kPlain, story) + ShowLines(kPlain, story, true));
+                EXPECT_NE("", ShowVerdict(report::Style{}, story, 9) + ShowSteps(report::Style{}, story) +
+                                  ShowLines(report::Style{}, story, true));
         }
     }
 }
@@ -477,7 +475,8 @@ TEST(Story, SurvivesBytesOfAnyKind)
         for (int i = 0; i < 400; ++i)
             damaged[random() % damaged.size()] = static_cast<char>(random());
         for (const Story& story : report::TellAll(report::ReadLogLines(Decode(damaged, 1252))))
-            EXPECT_NE("", ShowVerdict(kPlain, story, 9) + ShowFacts(kPlain, story) + ShowSteps(kPlain, story));
+            EXPECT_NE("", ShowVerdict(report::Style{}, story, 9) + ShowFacts(report::Style{}, story) +
+                              ShowSteps(report::Style{}, story));
     }
 }
 
@@ -531,7 +530,7 @@ TEST(Decode, KnowsTheEncodingsThatEditorsSaveIn)
 TEST(Story, ShowsPasswordsAsStars)
 {
     const Story story = StoryOf("2013/05/07 14:03:09.042 TZ-4 [7] command line argv[2]: /PASSWORD=secret /SILENT\n");
-    EXPECT_THAT(ShowLines(kPlain, story, true), HasSubstr("/PASSWORD=*** /SILENT"));
+    EXPECT_THAT(ShowLines(report::Style{}, story, true), HasSubstr("/PASSWORD=*** /SILENT"));
     EXPECT_THAT(story.options, ElementsAre("/PASSWORD=*** /SILENT"));
 }
 

@@ -1,6 +1,8 @@
 // Runs work in a child process and watches it.
 #include "tests/faults/isolated.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -13,12 +15,16 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 // A function of the leak sanitizer, if the program is linked with it.
 extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
 
 namespace
 {
+
+constexpr unsigned kLimitSeconds = 60; // without progress
+constexpr std::size_t kMostComplaints = 20;
 
 // The child's current work, in memory that both processes see.
 struct Current
@@ -37,7 +43,7 @@ public:
         std::memcpy(m_current.description, description.data(), length);
         m_current.description[length] = '\0';
         // The child's own alarm clock, which ends work that takes too long.
-        alarm(m_limitSeconds);
+        alarm(kLimitSeconds);
     }
     void Complain(const std::string& text) override
     {
@@ -52,12 +58,10 @@ public:
             left.remove_prefix(static_cast<std::size_t>(written));
         }
     }
-    void SetLimit(unsigned seconds) { m_limitSeconds = seconds; }
 
 private:
     Current& m_current;
     int m_output;
-    unsigned m_limitSeconds = 0;
 };
 
 std::string ReadAll(int input)
@@ -88,9 +92,7 @@ std::string DescribeEnd(int status, const Current& current)
     return "ended with status " + std::to_string(WEXITSTATUS(status)) + during;
 }
 
-} // namespace
-
-std::vector<std::string> RunIsolated(const std::function<void(Progress&)>& work, unsigned limitSeconds)
+std::vector<std::string> ComplaintsAbout(const std::function<void(Progress&)>& work)
 {
     void* const shared = mmap(nullptr, sizeof(Current), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     int ends[2];
@@ -105,7 +107,6 @@ std::vector<std::string> RunIsolated(const std::function<void(Progress&)>& work,
     {
         close(ends[0]);
         ChildProgress progress{current, ends[1]};
-        progress.SetLimit(limitSeconds);
         work(progress);
         progress.Begin("the search for leaks");
         const bool leaks = __lsan_do_recoverable_leak_check != nullptr && __lsan_do_recoverable_leak_check() != 0;
@@ -120,4 +121,15 @@ std::vector<std::string> RunIsolated(const std::function<void(Progress&)>& work,
         complaints.push_back(DescribeEnd(status, current));
     munmap(shared, sizeof(Current));
     return complaints;
+}
+
+} // namespace
+
+void ExpectNoComplaints(const std::function<void(Progress&)>& work)
+{
+    const std::vector<std::string> complaints = ComplaintsAbout(work);
+    for (std::size_t i = 0; i < std::min(complaints.size(), kMostComplaints); ++i)
+        ADD_FAILURE() << complaints[i];
+    if (complaints.size() > kMostComplaints)
+        ADD_FAILURE() << "and " << complaints.size() - kMostComplaints << " more";
 }
