@@ -38,7 +38,8 @@ constexpr DWORD kServiceRights[] = {
     WRITE_DAC,
     WRITE_OWNER,
 };
-constexpr DWORD kAllRights = std::accumulate(std::begin(kRights), std::end(kRights), DWORD{0}, std::bit_or());
+constexpr DWORD kAllRights =
+    std::accumulate(std::begin(kServiceRights), std::end(kServiceRights), DWORD{0}, std::bit_or());
 
 std::vector<std::string> TextsOf(const wchar_t* multiString)
 {

@@ -20,7 +20,8 @@ constexpr DWORD kCaptureLimitMs = 5 * 60 * 1000;
 Json Capture(const Words& arguments)
 {
     const std::wstring file = WorkFolder() + L"\\machine.json";
-    const auto exitCode = RunProgram(Quoted(InKit(L"KeloDescribe.exe")) + L" " + Quoted(file), KitFolder(), kCaptureLimitMs);
+    const auto exitCode =
+        RunProgram(Quoted(InKit(L"KeloDescribe.exe")) + L" " + Quoted(file), KitFolder(), kCaptureLimitMs);
     Json machine = Json::parse(ReadBytes(file), nullptr, false);
     DeleteFileW(file.c_str());
     if (exitCode != DWORD{0} || !machine.is_object())
