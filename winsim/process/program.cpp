@@ -128,6 +128,8 @@ private:
             return m_simulation.handles.Misuses();
         if (!m_simulation.comApartments.empty())
             m_simulation.handles.NoteViolation("a COM apartment was entered and not left");
+        if (const std::size_t left = m_simulation.programMemory.size(); left != 0)
+            m_simulation.handles.NoteViolation(std::to_string(left) + " blocks of memory were not freed");
         return m_simulation.handles.Violations();
     }
 
@@ -247,6 +249,8 @@ Outcome Program::Call(const Machine& machine, const RunOptions& options, const s
         auto* const call = image.Find<TestCallEntry>("WinsimTestCall");
         return [&, call] {
             isKnown = call(name, arguments, result);
+            // The program's memory that the result is in is the caller's now.
+            Simulation::Current().programMemory.erase(result.data());
             return 0;
         };
     });

@@ -30,6 +30,12 @@ constexpr TestCall kCalls[] = {
          const std::wstring text = a.Wide(0);
          return std::string();
      }},
+    // Never frees a block of memory.
+    {"LeaveMemory",
+     [](const CallArguments&) {
+         static_cast<void>(new CSecretText);
+         return std::string();
+     }},
 };
 
 } // namespace

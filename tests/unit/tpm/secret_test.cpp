@@ -12,6 +12,7 @@ namespace
 {
 
 using testing::Contains;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -83,6 +84,13 @@ TEST(OwnerPassword, InFreedMemoryIsFound)
     EXPECT_THAT(kept.outcome.violations, Contains("memory was freed with a password in it"));
     const SimulatedRun other = CallFunction(machine, "FreeOrdinaryText", {"a text without any secret"});
     EXPECT_THAT(other.outcome.violations, IsEmpty());
+}
+
+TEST(OwnerPassword, MemoryThatIsNeverFreedIsFound)
+{
+    const winsim::Machine machine = winsim::Machine::FromJson(DescriptionOf({.data = kDataWithPassword[0]}));
+    const SimulatedRun run = CallFunction(machine, "LeaveMemory", {}, {.mayViolate = true});
+    EXPECT_THAT(run.outcome.violations, ElementsAre("2 blocks of memory were not freed"));
 }
 
 // ---- How passwords are hidden ----
