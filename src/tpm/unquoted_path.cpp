@@ -19,8 +19,8 @@ bool StartsAnotherProgram(const std::wstring& path)
 {
     for (std::size_t blank = path.find(L' '); blank != std::wstring::npos; blank = path.find(L' ', blank + 1))
     {
-        const std::wstring candidate = path.substr(0, blank);
-        if (IsFile(candidate) || IsFile(candidate + L".exe"))
+        std::wstring candidate = path.substr(0, blank);
+        if (IsFile(candidate) || IsFile(candidate.append(L".exe")))
             return true;
     }
     return false;

@@ -50,6 +50,7 @@ class Images:
     def __init__(self, root, build):
         self.root, self.build = root, build
         self.folder = build / "mutants"
+        self.build_name = os.path.relpath(build, root)
         entries = json.loads((build / "compile_commands.json").read_text())
         # A unit outside src/ is, for example, the one source of the library's image.
         units = [Unit(root, entry) for entry in entries if NOTING.search(entry["command"])]
@@ -97,7 +98,9 @@ class Images:
                 if block is not None and line is not None:
                     blocks[block].add((*line, function))
             elif match := LINE.match(text):
-                path = os.path.normpath(match[1])
+                # A relative path is relative to the project's folder or, when the compiler was given an absolute one, to
+                # the build's folder in it.
+                path = os.path.normpath(match[1]).removeprefix(f"{self.build_name}/")
                 line = (path, int(match[2])) if path.startswith("src/") else None
             elif match := FUNCTION.match(text):
                 function, line, block = match[1], None, None
