@@ -249,6 +249,7 @@ TEST(CopyTSP1FileImp, AnUnknownSystemDirectoryIsAResultOfItsOwn)
         const SimulatedRun run = Check(MachineWithVersion(version, R"({"folders": {"system": null}})"));
         EXPECT_EQ(run.result, "1");
         EXPECT_EQ(run.log.back(), "CopyTSP1FileImp - Unable to get path to SYSTEM32");
+        EXPECT_THAT(run.log, testing::Not(testing::Contains(testing::HasSubstr("Found updated TSS Version"))));
     }
 }
 
