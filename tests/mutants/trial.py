@@ -6,6 +6,7 @@ import resource
 import shutil
 import subprocess
 
+from images import IMAGES
 from visits import PLAIN_RUNS
 
 FAILED = re.compile(r"^\[  FAILED  \] ([^ ,]+)", re.MULTILINE)
@@ -50,6 +51,12 @@ class Bench:
             self.linked.add(image)
         return True
 
+    def restore(self):
+        """Puts the images without a change beside the tests: a test may use an image that does not run the change."""
+        for image in IMAGES:
+            (self.folder / image).unlink(missing_ok=True)
+            os.link(self.images.folder / image, self.folder / image)
+
     def compile(self, units, change):
         """Whether a changed source compiles in all its units."""
         source = (self.images.root / change.path).read_bytes()
@@ -58,6 +65,7 @@ class Bench:
         changed.parent.mkdir(parents=True)
         changed.write_bytes(change.applied_to(source))
         self.replaced, self.linked = {}, set()
+        self.restore()
         for unit in units:
             target = self.folder / f"{len(self.replaced)}.o"
             is_header = unit.path != change.path
