@@ -32,9 +32,9 @@ function(watched_executable program)
 endfunction()
 
 watched_executable(kelo-rehearse $<TARGET_FILE:report> $<TARGET_FILE:catalogue>)
-# The tests of programs that die of signals: the sanitizers have their own handlers for these. And the tests that only
-# count what the sweeps try.
+# The tests of programs that die of signals: the sanitizers have their own handlers for these.
 set(DYING_PROGRAMS *EachProcessEnd.*:ProcessEnd.*:KeloRehearse.DeathIsSaidFirstAndHasNoResult)
+# The tests that only count what the sweeps try.
 set(COUNTS *AsAWhole.*)
 
 # watched_tests(GROUP SHARDS LIBRARY...): a group's native tests in this many parts, which run side by side, and the

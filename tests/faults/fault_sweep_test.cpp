@@ -27,12 +27,12 @@ constexpr unsigned kSeed = 20130507;
 // What is tried in each case.
 struct Reach
 {
-    bool everyPlace;       // otherwise only places that no earlier machine has
-    bool everyWay;         // in which a call can fail; otherwise one of them
-    unsigned callStride;   // from one call that fails to the next; the first differs between cases
-    unsigned memoryStride; // the same of requests for memory that are refused
-    std::size_t pairs;     // of failures at any two places
-    bool pairsWithinSteps;
+    bool everyPlace;           // otherwise only places that no earlier machine has
+    bool everyWay;             // in which a call can fail; otherwise one of them
+    std::size_t pairs;         // of failures at any two places
+    unsigned callStride = 1;   // from one call that fails to the next; the first differs between cases
+    unsigned memoryStride = 1; // the same of requests for memory that are refused
+    bool pairsWithinSteps = false;
 };
 
 Reach ReachOf(Extent extent)
@@ -40,33 +40,13 @@ Reach ReachOf(Extent extent)
     switch (extent)
     {
     case Extent::Watched:
-        return {.everyPlace = false,
-                .everyWay = false,
-                .callStride = 4,
-                .memoryStride = 20,
-                .pairs = 7,
-                .pairsWithinSteps = false};
+        return {.everyPlace = false, .everyWay = false, .pairs = 7, .callStride = 4, .memoryStride = 20};
     case Extent::Brief:
-        return {.everyPlace = true,
-                .everyWay = false,
-                .callStride = 1,
-                .memoryStride = 1,
-                .pairs = 20,
-                .pairsWithinSteps = false};
+        return {.everyPlace = true, .everyWay = false, .pairs = 20};
     case Extent::Deep:
-        return {.everyPlace = true,
-                .everyWay = true,
-                .callStride = 1,
-                .memoryStride = 1,
-                .pairs = 6000,
-                .pairsWithinSteps = true};
+        return {.everyPlace = true, .everyWay = true, .pairs = 6000, .pairsWithinSteps = true};
     default:
-        return {.everyPlace = false,
-                .everyWay = true,
-                .callStride = 1,
-                .memoryStride = 1,
-                .pairs = 200,
-                .pairsWithinSteps = false};
+        return {.everyPlace = false, .everyWay = true, .pairs = 200};
     }
 }
 

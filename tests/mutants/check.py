@@ -252,8 +252,7 @@ class Run:
 
     def records(self):
         bench = Bench(self.images, None, "")
-        for image in IMAGES:
-            os.link(self.images.folder / image, bench.folder / image)
+        bench.restore()
         images = hash_of(*((self.images.folder / image).read_bytes() for image in IMAGES))
         stamps = {test: hash_of(images, stamp) for test, stamp in self.stamps.of_test.items()}
         return recorded(bench.folder, self.images.folder / "visits.json", stamps, self.workers, self.progress)
