@@ -95,9 +95,10 @@ public:
         if (!m_isWhole)
             TidyUp();
         outcome.violations = Violations();
-        // Windows closes the handles that were left open.
+        // Windows closes the handles that were left open, and frees the memory.
         m_simulation.SetOver();
         m_simulation.EndPendingDeletions();
+        FreeMemory();
     }
 
 private:
@@ -133,13 +134,16 @@ private:
         return m_simulation.handles.Violations();
     }
 
-    // Finishes the static destruction, which must be complete before the image is unloaded, and frees the process's
-    // memory.
+    // Finishes the static destruction, which must be complete before the image is unloaded.
     void TidyUp()
     {
         m_simulation.SetOver();
         while (!m_image.Destroy().hasReturned)
         {}
+    }
+
+    void FreeMemory()
+    {
         for (void* memory : m_simulation.programMemory)
             ::operator delete(memory);
         m_simulation.programMemory.clear();
