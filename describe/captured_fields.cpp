@@ -61,6 +61,7 @@ constexpr FieldReading kReadings[] = {
     Read("clock", "utc", "`GetSystemTimeAsFileTime`"),
     Read("clock", "tickCount", "`GetTickCount`"),
     NotRead("clock", "yieldMs", "it depends on what else runs"),
+    NotRead("clock", "lateMs", "the same"),
     Read("clock", "zoneBias", "`GetTimeZoneInformation`"),
     Read("clock", "daylightBias", "the same"),
     Read("clock", "daylight", "the same"),

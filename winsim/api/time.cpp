@@ -85,5 +85,6 @@ void WINAPI Sleep(DWORD dwMilliseconds)
     Simulation& simulation = Simulation::Current();
     if (dwMilliseconds == INFINITE)
         return simulation.WaitForEver();
-    simulation.Advance(dwMilliseconds != 0 ? dwMilliseconds : simulation.machine.clock.yieldMs);
+    const winsim::Clock& clock = simulation.machine.clock;
+    simulation.Advance(dwMilliseconds != 0 ? std::uint64_t{dwMilliseconds} + clock.lateMs : clock.yieldMs);
 }

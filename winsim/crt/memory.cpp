@@ -23,12 +23,12 @@ void operator delete[](void* memory) noexcept
     winsim_free(memory);
 }
 
-void operator delete(void* memory, std::size_t) noexcept
+void operator delete(void* memory, std::size_t size) noexcept
 {
-    winsim_free(memory);
+    winsim_free_sized(memory, size);
 }
 
-void operator delete[](void* memory, std::size_t) noexcept
+void operator delete[](void* memory, std::size_t size) noexcept
 {
-    winsim_free(memory);
+    winsim_free_sized(memory, size);
 }

@@ -144,7 +144,7 @@ private:
 
     void FreeMemory()
     {
-        for (void* memory : m_simulation.programMemory)
+        for (const auto& [memory, size] : m_simulation.programMemory)
             ::operator delete(memory);
         m_simulation.programMemory.clear();
     }

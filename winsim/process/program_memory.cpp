@@ -57,7 +57,7 @@ void* winsim_allocate(std::size_t size)
     void* memory = ::operator new(size);
     std::memset(memory, kUnwritten, malloc_usable_size(memory));
     if (simulation != nullptr)
-        simulation->programMemory.insert(memory);
+        simulation->programMemory.emplace(memory, size);
     return memory;
 }
 
@@ -70,4 +70,15 @@ void winsim_free(void* memory)
     if (HoldsSecret({static_cast<const char*>(memory), malloc_usable_size(memory)}))
         winsim::Simulation::Current().handles.NoteViolation("memory was freed with a password in it");
     ::operator delete(memory);
+}
+
+void winsim_free_sized(void* memory, std::size_t size)
+{
+    if (winsim::Simulation* const simulation = winsim::Simulation::Running())
+    {
+        const auto allocated = simulation->programMemory.find(memory);
+        if (allocated != simulation->programMemory.end() && allocated->second != size)
+            simulation->handles.NoteViolation("memory was freed with a size that it was not allocated with");
+    }
+    winsim_free(memory);
 }

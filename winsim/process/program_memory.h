@@ -12,4 +12,8 @@ extern "C"
     // Frees memory. A password of the install session that is still in it is a violation, because freed memory may be
     // read by others.
     void winsim_free(void* memory);
+
+    // The same when the program says how much it frees. A size that was not allocated is a violation, because an
+    // operator delete may rely on it.
+    void winsim_free_sized(void* memory, std::size_t size);
 }

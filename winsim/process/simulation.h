@@ -14,7 +14,7 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 namespace winsim
@@ -46,7 +46,7 @@ public:
     std::vector<std::string> images;       // the real paths of the files that were loaded or started
     std::vector<bool> comApartments; // for each CoInitializeEx not yet undone, whether it succeeded; the latest last
     bool isComMultithreaded = false;
-    std::unordered_set<void*> programMemory;              // allocated by the program and not freed
+    std::unordered_map<void*, std::size_t> programMemory; // allocated by the program and not freed, with its sizes
     std::map<std::string, std::size_t> propertyQuestions; // how often each installer property was asked for
 
     // The passwords that must not leave the process.

@@ -30,6 +30,12 @@ constexpr TestCall kCalls[] = {
          const std::wstring text = a.Wide(0);
          return std::string();
      }},
+    // Frees a block of memory, and says that it is larger.
+    {"FreeTooMuch",
+     [](const CallArguments&) {
+         ::operator delete (::operator new(8), std::size_t{16});
+         return std::string();
+     }},
     // Never frees a block of memory.
     {"LeaveMemory",
      [](const CallArguments&) {

@@ -479,16 +479,19 @@ Script RisingPolls(unsigned lastPoll)
 }
 
 // The polls from `first` to `last`, all with the same check point.
-Script FrozenPolls(unsigned first, unsigned last, unsigned checkPoint)
+Script FrozenPolls(unsigned first, unsigned last, unsigned checkPoint, unsigned pauseMs = kPollMs)
 {
     Script polls;
     for (unsigned poll = first; poll <= last; ++poll)
-        polls.Append({Polled(kStartPending, WithCheckPoint(kStartPending, checkPoint)), Tick(poll * kPollMs)});
+        polls.Append({Polled(kStartPending, WithCheckPoint(kStartPending, checkPoint)), Tick(poll * pauseMs)});
     return polls;
 }
 
 const Script kNotRestarted = {"log: tcsd_x86 failed to restart. State: 2 \tExit Code: 0 \tService Exit Code: 0",
                               kCloseBoth};
+
+// 29 of these pauses take 60001 ms.
+constexpr unsigned kLatePauseMs = 2069;
 
 const Script kStartOfWait = {kFoundStopped, "log: Starting service", kStartCall, QueryStatus(kStartPending), Tick(0)};
 
@@ -498,6 +501,9 @@ const auto kLongRestarts =
         .Run("FrozenCheckPointEndsTheWaitAtTheFirstPollAfter60Seconds", MachineWith(Lingering("startPending")), "false",
              {kStartOfWait, FrozenPolls(1, 241, 0), kNotRestarted},
              [](const SimulatedRun& run) { EXPECT_EQ(CountOf("GetTickCount", run.script), 242u); })
+        .Run("OneMillisecondMoreThan60SecondsIsTooLong",
+             Changed(MachineWith(Lingering("startPending")), {{"clock", {{"lateMs", kLatePauseMs - kPollMs}}}}),
+             "false", {kStartOfWait, FrozenPolls(1, 29, 0, kLatePauseMs), kNotRestarted})
         .Run("ServiceThatRunsAtTheFirstPollAfter60SecondsIsRestarted",
              MachineWith(Lingering("startPending", 241 * kPollMs)), "true",
              {kStartOfWait, FrozenPolls(1, 240, 0), Polled(kStartPending, kRunning), Tick(241 * kPollMs), kRestarted})

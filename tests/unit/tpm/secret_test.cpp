@@ -93,6 +93,13 @@ TEST(OwnerPassword, MemoryThatIsNeverFreedIsFound)
     EXPECT_THAT(run.outcome.violations, ElementsAre("2 blocks of memory were not freed"));
 }
 
+TEST(OwnerPassword, MemoryThatIsFreedWithAnotherSizeIsFound)
+{
+    const winsim::Machine machine = winsim::Machine::FromJson(DescriptionOf({.data = kDataWithPassword[0]}));
+    const SimulatedRun run = CallFunction(machine, "FreeTooMuch", {}, {.mayViolate = true});
+    EXPECT_THAT(run.outcome.violations, ElementsAre("memory was freed with a size that it was not allocated with"));
+}
+
 // ---- How passwords are hidden ----
 
 TEST(HideSecrets, PutsStarsInPlaceOfPasswordsAlone)

@@ -65,7 +65,7 @@ Machine RichMachine()
         "notes": ["the policies were not read", "a second note"],
         "windows": {"version": "6.1", "build": 7601, "servicePack": 1, "platform": 2, "wow64": true, "redirectionTrust": false, "codePage": 932,
                     "uiLanguage": 1041, "userLanguage": 1031},
-        "clock": {"utc": "2012-02-29T23:59:59.999Z", "tickCount": 4294967295, "yieldMs": 0, "zoneBias": -540,
+        "clock": {"utc": "2012-02-29T23:59:59.999Z", "tickCount": 4294967295, "yieldMs": 0, "lateMs": 15, "zoneBias": -540,
                   "daylightBias": 0, "daylight": false},
         "process": {"path": "D:\\Kelo\\KeloCustomAction.exe", "currentDirectory": "D:\\Kelo", "processId": 1, "threadId": 2,
                     "errorMode": 1},
