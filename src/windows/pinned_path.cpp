@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cwchar>
-#include <iterator>
 
 namespace
 {
@@ -20,11 +19,12 @@ DWORD ErrorOfFailure()
     return error != ERROR_SUCCESS ? error : ERROR_INVALID_HANDLE;
 }
 
+// Both texts end in a zero.
 bool EndsWith(std::wstring_view text, std::wstring_view end)
 {
     if (text.size() < end.size())
         return false;
-    return _wcsnicmp(text.data() + text.size() - end.size(), end.data(), end.size()) == 0;
+    return _wcsicmp(text.data() + text.size() - end.size(), end.data()) == 0;
 }
 
 // Windows has the function since 6.0.
@@ -133,11 +133,13 @@ bool PinnedPath::LeadsElsewhere(HANDLE file, std::wstring_view below) const
     if (m_getFinalPath == nullptr)
         return false;
     // Far longer than any path that the program pins, wherever the folder is.
-    wchar_t path[4 * MAX_PATH];
-    const DWORD length = m_getFinalPath(file, path, static_cast<DWORD>(std::size(path)), 0);
+    constexpr DWORD kRoom = 4 * MAX_PATH;
+    // What Windows leaves of a path that does not fit may lack a terminator: the last place stays zero.
+    wchar_t path[kRoom + 1] = {};
+    const DWORD length = m_getFinalPath(file, path, kRoom, 0);
     if (length == 0)
         return false;
-    return length >= std::size(path) || !EndsWith({path, length}, below);
+    return length >= kRoom || !EndsWith(path, below);
 }
 
 UniqueKernelHandle OpenItself(const std::wstring& path, DWORD access, DWORD disposition)

@@ -366,9 +366,14 @@ DWORD WINAPI GetFinalPathNameByHandleW(HANDLE hFile, LPWSTR lpszFilePath, DWORD 
         if (dwFlags != 0)
             return call.Fail(DWORD{0}, call.NotSimulated("names of volumes and names as they were opened"));
         const std::u16string path = u"\\\\?\\" + winsim::Utf16(open->path);
-        // If the buffer is too small, the result is the needed size with the terminator.
+        // If the buffer is too small, the result is the needed size: with the terminator, except on Windows Vista.
+        // Windows does not say what it leaves in the buffer.
         if (path.size() >= cchFilePath)
-            return call.Done(static_cast<DWORD>(path.size() + 1));
+        {
+            std::copy_n(path.c_str(), cchFilePath, lpszFilePath);
+            const bool isVista = Simulation::Current().machine.windows.VersionText() == "6.0";
+            return call.Done(static_cast<DWORD>(path.size() + (isVista ? 0 : 1)));
+        }
         std::copy_n(path.c_str(), path.size() + 1, lpszFilePath);
         call.Out("lpszFilePath", winsim::Utf8(path));
         return call.Done(static_cast<DWORD>(path.size()));

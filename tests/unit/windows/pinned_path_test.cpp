@@ -245,16 +245,36 @@ TEST(PinnedPath, APartInADirectoryThatBecameALinkIsRefused)
               "448 (1)");
 }
 
-TEST(PinnedPath, APathLongerThanAnyThatIsAskedForIsRefused)
+// A folder whose real path has this length, and ends in the part.
+std::string LongFolder(std::size_t length, const std::string& part)
 {
     std::string folder = R"(\\?\C:)";
-    for (int i = 0; i < 6; ++i)
-        folder += "\\" + std::string(200, 'd');
+    while (folder.size() + part.size() < length)
+        folder += "\\" + std::string(std::min<std::size_t>(200, length - folder.size() - part.size() - 1), 'd');
+    return folder + part;
+}
+
+// Pins the part in a folder.
+std::string PinIn(const std::string& folder, const std::string& part, const char* version)
+{
     winsim::Json machine;
-    machine["files"][folder.substr(4) + "\\Maker"] = {{"directory", true}};
-    EXPECT_EQ(
-        CallFunction(winsim::Machine::FromJson(machine), "PinnedPath", {folder, "\\Maker", "directory", "Pin"}).result,
-        "448 (0)");
+    machine["windows"]["version"] = version;
+    machine["files"][folder.substr(4) + part] = {{"directory", true}};
+    return CallFunction(winsim::Machine::FromJson(machine), "PinnedPath", {folder, part, "directory", "Pin"}).result;
+}
+
+TEST(PinnedPath, APathOf1040CharactersOrMoreIsRefused)
+{
+    constexpr char kPart[] = "\\Maker";
+    for (const char* version : {"6.0", "10.0"})
+    {
+        SCOPED_TRACE(version);
+        EXPECT_EQ(PinIn(LongFolder(1039 - 6, ""), kPart, version), "0 (1)");
+        EXPECT_EQ(PinIn(LongFolder(1040 - 6, ""), kPart, version), "448 (0)");
+        EXPECT_EQ(PinIn(LongFolder(1041 - 6, ""), kPart, version), "448 (0)");
+        // The first 1040 characters end in the part too.
+        EXPECT_EQ(PinIn(LongFolder(1040, kPart), kPart, version), "448 (0)");
+    }
 }
 
 } // namespace
