@@ -1,6 +1,7 @@
 // Installs and removes the smart-card minidriver.
+#include "smartcard/minidriver.h"
+
 #include "log/module_logs.h"
-#include "smartcard/card_driver.h"
 #include "smartcard/tpm_smart_card.h"
 #include "windows/fill_pattern.h"
 
@@ -30,9 +31,6 @@ constexpr BodyLibrary kBodies32[] = {
      "Install SmartCard - Failed to copy the KeloMiniDriverBody.dll to System32 err: %d"},
 };
 
-constexpr std::span<const BodyLibrary> kBodies =
-    CTPMSmartCard::Is64BitBuild() ? std::span<const BodyLibrary>(kBodies64) : std::span<const BodyLibrary>(kBodies32);
-
 constexpr DriverCommand kInstallCommands[] = {
     {L"dp_add_kelo KeloMiniDriver.inf", "Install SmartCard - command dp_add_kelo failed!"},
     {L"install KeloMiniDriver.inf SCFILTER\\CID_4B454C4F5649525455414C43415244",
@@ -46,9 +44,9 @@ constexpr DriverCommand kRemoveCommands[] = {
      "CTPMSmartCard::UninstallMiniDrv - Remove SmartCard - command dp_delete_kelo failed!"},
 };
 
-bool CopyBodies(const std::wstring& driverFolder, const CardFolders& folders)
+bool CopyBodies(std::span<const BodyLibrary> bodies, const std::wstring& driverFolder, const CardFolders& folders)
 {
-    for (const BodyLibrary& body : kBodies)
+    for (const BodyLibrary& body : bodies)
     {
         const std::wstring source = driverFolder + body.fileName;
         const std::wstring target = FillPattern(body.targetPattern, {folders.*body.targetFolder, body.fileName});
@@ -58,6 +56,16 @@ bool CopyBodies(const std::wstring& driverFolder, const CardFolders& folders)
         return false;
     }
     return true;
+}
+
+bool CopyBodies64(const std::wstring& driverFolder, const CardFolders& folders)
+{
+    return CopyBodies(kBodies64, driverFolder, folders);
+}
+
+bool CopyBodies32(const std::wstring& driverFolder, const CardFolders& folders)
+{
+    return CopyBodies(kBodies32, driverFolder, folders);
 }
 
 void AnnounceRemoval(bool isInstalled)
@@ -70,13 +78,13 @@ void AnnounceRemoval(bool isInstalled)
 }
 
 // Required: the removal leaves the library in the 32-bit system directory.
-constexpr CardDriver kMiniDriver = {
+constexpr CardDriver kMiniDriver64 = {
     .allowsWow64 = true,
     .usesWindowsFolder = true,
-    .bodyLibrary = kBodies.front().fileName,
+    .bodyLibrary = kBodies64[0].fileName,
     .installName = "CTPMSmartCard::InstallMiniDrv",
     .installRefused = "Install MiniDriver - XP... skipping....",
-    .copyBodies = &CopyBodies,
+    .copyBodies = &CopyBodies64,
     .installCommands = kInstallCommands,
     .installed = LogFormat<>{"Install SmartCard - mini-Driver installed"},
     .removeName = "CTPMSmartCard::UninstallMiniDrv",
@@ -94,12 +102,23 @@ constexpr CardDriver kMiniDriver = {
 
 } // namespace
 
+CardDriver MiniDriver(bool is64BitBuild)
+{
+    CardDriver driver = kMiniDriver64;
+    if (!is64BitBuild)
+    {
+        driver.bodyLibrary = kBodies32[0].fileName;
+        driver.copyBodies = &CopyBodies32;
+    }
+    return driver;
+}
+
 int CTPMSmartCard::InstallMiniDrv(const wchar_t* location) const
 {
-    return InstallDriver(kMiniDriver, location, m_bKlSCardInstalled);
+    return InstallDriver(MiniDriver(Is64BitBuild()), location, m_bKlSCardInstalled);
 }
 
 int CTPMSmartCard::UninstallMiniDrv(const wchar_t* location) const
 {
-    return RemoveDriver(kMiniDriver, location, m_bKlSCardInstalled);
+    return RemoveDriver(MiniDriver(Is64BitBuild()), location, m_bKlSCardInstalled);
 }

@@ -1,4 +1,5 @@
 // The smart-card module's functions, for tests.
+#include "smartcard/minidriver.h"
 #include "smartcard/tpm_smart_card.h"
 #include "tests/unit/calls/modules.h"
 
@@ -12,6 +13,13 @@ std::string CallWithLocation(const CallArguments& arguments)
     const std::wstring location = arguments.Wide(0);
     const CTPMSmartCard smartCard;
     return ResultText((smartCard.*Operation)(location == L"(null)" ? nullptr : location.c_str()));
+}
+
+// An operation of the 32-bit build's minidriver. Arguments: the install location, whether the reader is there.
+template <int (*Operation)(const CardDriver&, const wchar_t*, bool)>
+std::string CallFor32Bits(const CallArguments& arguments)
+{
+    return ResultText(Operation(MiniDriver(false), arguments.Wide(0).c_str(), arguments.Flag(1)));
 }
 
 std::string InstallPath(const CallArguments&)
@@ -38,6 +46,8 @@ constexpr TestCall kCalls[] = {
     {"Uninstall", &CallWithLocation<&CTPMSmartCard::Uninstall>},
     {"InstallMiniDrv", &CallWithLocation<&CTPMSmartCard::InstallMiniDrv>},
     {"UninstallMiniDrv", &CallWithLocation<&CTPMSmartCard::UninstallMiniDrv>},
+    {"InstallMiniDrv32", &CallFor32Bits<&InstallDriver>},
+    {"UninstallMiniDrv32", &CallFor32Bits<&RemoveDriver>},
 };
 
 } // namespace

@@ -106,6 +106,30 @@ TEST(InstallMiniDrv, WithoutALocationNothingIsInstalled)
                   {kPrepared, "log: Install SmartCard - Failed; Location of installation was not provided"});
 }
 
+// ---- Installation by a 32-bit program ----
+
+SimulatedRun Install32(const std::string& patch = "{}")
+{
+    return CallFunction(CardMachine(patch), "InstallMiniDrv32", {kLocation, "false"});
+}
+
+constexpr char kOnlyTarget[] = R"(C:\Windows\system32\KeloMiniDriverBody.dll)";
+const Script kPrepared32 = {AskForVersion(6, 0, true), kConfiguredServices, kSystemFolderIs, kWindowsFolderIs};
+
+TEST(InstallMiniDrv32, TheOneLibraryIsCopiedAndBothCommandsRun)
+{
+    const SimulatedRun run = Install32();
+    ExpectRun(run, "0", {kPrepared32, CopyOf(kSource32, kOnlyTarget), AskForWow64(), kBothInstallCommands, kInstalled});
+    EXPECT_EQ(TextOf(run.After(), kOnlyTarget), "minidriver for 32 bits");
+}
+
+TEST(InstallMiniDrv32, ACopyThatFailsEndsTheInstallation)
+{
+    ExpectRun(Install32(R"({"files": {"C:\\Windows\\system32\\KeloMiniDriverBody.dll": {"inUse": true}}})"), "-3",
+              {kPrepared32, Failing(CopyOf(kSource32, kOnlyTarget), 0),
+               "log: Install SmartCard - Failed to copy the KeloMiniDriverBody.dll to System32 err: 32"});
+}
+
 // ---- Removal ----
 
 constexpr char kBegin[] = "log: CTPMSmartCard::UninstallMiniDrv - Uninstall the mini-Driver";
@@ -227,6 +251,15 @@ TEST(UninstallMiniDrv, WithoutMemoryForTheFolderNoCommandIsRunAndTheLibraryStill
     EXPECT_EQ(run.log.at(2), "CTPMSmartCard::UninstallMiniDrv - Unknown exception caught return 0");
     EXPECT_FALSE(run.outcome.callCounts.contains("CreateProcessW"));
     EXPECT_EQ(TextOf(run.After(), kTarget64), "(none)");
+}
+
+TEST(UninstallMiniDrv32, BothCommandsRunAndTheOneLibraryGoes)
+{
+    ExpectRun(CallFunction(CardMachine(R"({"files": {"C:\\Windows\\system32\\KeloMiniDriverBody.dll": {}}})"),
+                           "UninstallMiniDrv32", {kLocation, "true"}),
+              "0",
+              {AskForVersion(6, 0, true), kBegin, AskForWow64(), kBothRemoveCommands, kSystemFolderIs,
+               Deletion(kOnlyTarget), kRemoved});
 }
 
 TEST(UninstallMiniDrv, WritesNothingToTheRegistry)
