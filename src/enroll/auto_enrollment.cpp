@@ -81,6 +81,21 @@ bool AreTasksWanted()
     return true;
 }
 
+// Reads the installed toolkit's directory (ANSI). Nothing, with a line, when it cannot be read.
+std::optional<std::string> FindToolkit(const TaskOperation& operation)
+{
+    const UniqueRegistryKey key = OpenCommonKey();
+    if (!key)
+    {
+        WriteLog(g_enrollLog, operation.noKey);
+        return std::nullopt;
+    }
+    auto directory = ReadText(key.Get(), kInstallationPathValue);
+    if (!directory)
+        WriteLog(g_enrollLog, operation.noPath);
+    return directory;
+}
+
 // Loads the task library from the toolkit's directory (ANSI), but not from a path that depends on the current
 // directory.
 UniqueLibrary LoadTaskLibrary(const std::string& directory)
@@ -97,19 +112,9 @@ UniqueLibrary LoadTaskLibrary(const std::string& directory)
 // Loads the task library of the installed toolkit. None, with a line, when it is not found or does not load.
 UniqueLibrary OpenTaskLibrary(const TaskOperation& operation)
 {
-    UniqueRegistryKey key = OpenCommonKey();
-    if (!key)
-    {
-        WriteLog(g_enrollLog, operation.noKey);
-        return {};
-    }
-    const auto directory = ReadText(key.Get(), kInstallationPathValue);
-    key.Reset();
+    const auto directory = FindToolkit(operation);
     if (!directory)
-    {
-        WriteLog(g_enrollLog, operation.noPath);
         return {};
-    }
     UniqueLibrary library = LoadTaskLibrary(*directory);
     if (!library)
         WriteLog(g_enrollLog, operation.noLibrary);

@@ -11,7 +11,7 @@
 namespace
 {
 
-// A drive is a letter and a colon.
+// A drive is any character and a colon.
 std::size_t DriveLength(std::wstring_view path)
 {
     return path.size() >= 2 && path[1] == L':' ? 2 : 0;

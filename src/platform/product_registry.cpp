@@ -17,6 +17,7 @@ std::string MakeBuffer(DWORD size)
     return std::string(std::size_t{size} + 1, '\0');
 }
 
+// `type` may be null.
 LSTATUS ReadInto(std::string& buffer, HKEY key, const char* valueName, DWORD* type)
 {
     DWORD size = static_cast<DWORD>(buffer.size() - 1);
@@ -36,7 +37,7 @@ std::optional<std::string> ReadAnyLength(HKEY key, const char* valueName)
     if (RegQueryValueExA(key, valueName, nullptr, &type, nullptr, &size) != ERROR_SUCCESS || !IsText(type))
         return std::nullopt;
     std::string buffer = MakeBuffer(size);
-    static_cast<void>(ReadInto(buffer, key, valueName, &type));
+    static_cast<void>(ReadInto(buffer, key, valueName, nullptr));
     return TextIn(buffer);
 }
 

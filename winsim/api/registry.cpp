@@ -247,6 +247,27 @@ std::string AnsiBytes(const RegistryValue& value)
     return winsim::CodePage::Get(codePage).FromUtf16(units);
 }
 
+// Writes a value's type and size (for an ANSI caller) where a query asks for them.
+void GiveTypeAndSize(const RegistryValue& value, std::size_t size, LPDWORD type, LPDWORD sizePlace)
+{
+    if (type != nullptr)
+        *type = value.type;
+    if (sizePlace != nullptr)
+        *sizePlace = static_cast<DWORD>(size);
+}
+
+// What a query that is made to fail leaves in the caller's variables: the value's type and size. Windows does not
+// promise that a call that fails leaves them alone.
+void LeaveTypeAndSize(HKEY key, LPCSTR valueName, LPDWORD type, LPDWORD size)
+{
+    Simulation& simulation = Simulation::Current();
+    if (!simulation.handles.IsOpen<OpenKey>(key) || valueName == nullptr)
+        return;
+    const std::string& path = simulation.handles.Find<OpenKey>(key, {})->path;
+    if (const RegistryValue* value = simulation.machine.registry.FindValue(path, simulation.FromAnsi(valueName)))
+        GiveTypeAndSize(*value, AnsiBytes(*value).size(), type, size);
+}
+
 // A value's bytes for a recorded call.
 Json NotedData(DWORD type, const std::string& bytes)
 {
@@ -337,6 +358,8 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
     call.In("hKey", hKey).In("lpValueName", lpValueName).In("lpReserved", lpReserved);
     if (lpcbData != nullptr)
         call.In("lpcbData", *lpcbData);
+    if (call.Fault())
+        LeaveTypeAndSize(hKey, lpValueName, lpType, lpcbData);
     return StatusWith(call, hKey, KEY_QUERY_VALUE, [&](const std::string& path) -> LSTATUS {
         Simulation& simulation = Simulation::Current();
         if (lpReserved != nullptr || (lpData != nullptr && lpcbData == nullptr))
@@ -347,13 +370,9 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
             return ERROR_FILE_NOT_FOUND;
 
         std::string bytes = call.GivesNothing() ? std::string() : AnsiBytes(*value);
-        if (lpType != nullptr)
-            *lpType = value->type;
+        const DWORD room = lpcbData != nullptr ? *lpcbData : 0;
+        GiveTypeAndSize(*value, bytes.size(), lpType, lpcbData);
         call.Out("lpType", value->type).Out("lpcbData", static_cast<DWORD>(bytes.size()));
-        if (lpcbData == nullptr)
-            return ERROR_SUCCESS;
-        const DWORD room = *lpcbData;
-        *lpcbData = static_cast<DWORD>(bytes.size());
         if (lpData == nullptr)
             return ERROR_SUCCESS;
         if (room < bytes.size())

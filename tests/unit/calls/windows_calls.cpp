@@ -89,6 +89,15 @@ std::string OwnerError(const CallArguments& arguments)
     return ResultText(CheckOwner(directory.Get()));
 }
 
+// Has Windows put two keys into one owner, one after the other.
+std::string PutTwoKeys(const CallArguments&)
+{
+    UniqueRegistryKey key;
+    for (int i = 0; i < 2; ++i)
+        RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE", 0, KEY_READ, key.Put());
+    return {};
+}
+
 constexpr TestCall kCalls[] = {
     {"BoundedPath", &BoundedPathOf},
     {"CComInitializer",
@@ -106,6 +115,7 @@ constexpr TestCall kCalls[] = {
          return ResultText(IsWindowsVersionAtLeast(static_cast<DWORD>(a.Number(0)), static_cast<DWORD>(a.Number(1))));
      }},
     {"PinnedPath", &PinPath},
+    {"PutTwoKeys", &PutTwoKeys},
     {"ToNarrow", [](const CallArguments& a) { return ResultText(ToNarrow(a.Wide(0))); }},
     {"ToWide", [](const CallArguments& a) { return ResultText(ToWide(a.Text(0))); }},
 };
