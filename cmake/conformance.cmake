@@ -46,7 +46,8 @@ function(conformance_on_winsim)
     target_link_libraries(winsim_tests PRIVATE winsim GTest::gtest)
     set_target_properties(winsim_tests PROPERTIES ENABLE_EXPORTS ON)
     add_dependencies(winsim_tests winsim_conformance)
-    gtest_discover_tests(winsim_tests TEST_PREFIX winsim. PROPERTIES LABELS winsim DISCOVERY_MODE PRE_TEST)
+    gtest_discover_tests(winsim_tests TEST_PREFIX winsim. PROPERTIES LABELS winsim ${KELO_WEIGHT}
+        DISCOVERY_MODE PRE_TEST)
 
     find_program(WINE wine)
     if(WINE)

@@ -10,20 +10,25 @@ endif()
 
 set(FUZZ_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/fuzz)
 set(FUZZ_SANITIZERS -fsanitize=address,undefined -fno-sanitize=vptr,function -fno-sanitize-recover=all)
-set(FUZZ_OPTIONS -std=c++20 -g1 -O1 -fno-omit-frame-pointer -Wall -Wextra -Wshadow -Werror ${FUZZ_SANITIZERS})
+set(FUZZ_OPTIONS -std=c++20 -g1 -fno-omit-frame-pointer -Wall -Wextra -Wshadow -Werror ${FUZZ_SANITIZERS})
 set(FUZZ_INCLUDES -I${PROJECT_SOURCE_DIR} -I${PROJECT_SOURCE_DIR}/winsim/include)
 
-# clang_objects(OBJECTS FOLDER SOURCES OPTION...): compiles each source of a list to an object in a folder.
+# clang_objects(OBJECTS FOLDER SOURCES [HEADER file] OPTIONS option...): compiles each source of a list to an object in a
+# folder, with a precompiled header.
 function(clang_objects objects folder sources)
+    cmake_parse_arguments(CLANG "" HEADER OPTIONS ${ARGN})
+    if(CLANG_HEADER)
+        list(APPEND CLANG_OPTIONS -include-pch ${CLANG_HEADER} -fpch-instantiate-templates)
+    endif()
     set(made "")
     foreach(source ${sources})
         cmake_path(RELATIVE_PATH source BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE name)
         set(object ${FUZZ_FOLDER}/${folder}/${name}.o)
         cmake_path(GET object PARENT_PATH parent)
         file(MAKE_DIRECTORY ${parent})
-        add_custom_command(OUTPUT ${object} DEPENDS ${source} DEPFILE ${object}.d
-            COMMAND ${CMAKE_CXX_COMPILER_LAUNCHER} ${KELO_CLANG} ${ARGN} ${FUZZ_INCLUDES} -MD -MF ${object}.d -c ${source}
-                -o ${object}
+        add_custom_command(OUTPUT ${object} DEPENDS ${source} ${CLANG_HEADER} DEPFILE ${object}.d
+            COMMAND ${CMAKE_CXX_COMPILER_LAUNCHER} ${KELO_CLANG} ${CLANG_OPTIONS} ${FUZZ_INCLUDES} -MD -MF ${object}.d
+                -c ${source} -o ${object}
             VERBATIM COMMENT "Compiling ${name} for the fuzzers")
         list(APPEND made ${object})
     endforeach()
@@ -31,13 +36,14 @@ function(clang_objects objects folder sources)
 endfunction()
 
 # The image. The fuzzer reads its coverage through the functions of counters.cpp.
-set(FUZZ_IMAGE_OPTIONS ${FUZZ_OPTIONS} ${WINSIM_PROGRAM_OPTIONS} -D_GLIBCXX_EXTERN_TEMPLATE=0 -I${PROJECT_SOURCE_DIR}/src)
+set(FUZZ_IMAGE_OPTIONS ${FUZZ_OPTIONS} -O1 ${WINSIM_PROGRAM_OPTIONS} -D_GLIBCXX_EXTERN_TEMPLATE=0
+    -I${PROJECT_SOURCE_DIR}/src)
 file(GLOB FUZZ_RUNTIME_SOURCES ${PROJECT_SOURCE_DIR}/winsim/crt/*.cpp
     ${PROJECT_SOURCE_DIR}/tests/support/test_text_winsim.cpp)
 clang_objects(FUZZ_IMAGE_OBJECTS image
     "${KELO_SOURCES};${KELO_PROGRAM_SOURCE};${TEST_CALL_SOURCES};${FUZZ_RUNTIME_SOURCES}"
-    ${FUZZ_IMAGE_OPTIONS} -fsanitize-coverage=inline-8bit-counters,trace-cmp)
-clang_objects(FUZZ_COUNTERS image "${PROJECT_SOURCE_DIR}/tests/fuzz/image/counters.cpp" ${FUZZ_IMAGE_OPTIONS})
+    OPTIONS ${FUZZ_IMAGE_OPTIONS} -fsanitize-coverage=inline-8bit-counters,trace-cmp)
+clang_objects(FUZZ_COUNTERS image "${PROJECT_SOURCE_DIR}/tests/fuzz/image/counters.cpp" OPTIONS ${FUZZ_IMAGE_OPTIONS})
 set(FUZZ_IMAGE ${FUZZ_FOLDER}/KeloCustomActionFuzz.so)
 add_custom_command(OUTPUT ${FUZZ_IMAGE} DEPENDS ${FUZZ_IMAGE_OBJECTS} ${FUZZ_COUNTERS}
     COMMAND ${KELO_CLANG} -shared ${FUZZ_SANITIZERS} ${FUZZ_IMAGE_OBJECTS} ${FUZZ_COUNTERS} -o ${FUZZ_IMAGE}
@@ -60,14 +66,24 @@ while(FUZZ_DESCRIPTION_SOURCES)
     file(CONFIGURE OUTPUT ${file} CONTENT "${includes}" @ONLY)
     list(APPEND FUZZ_DESCRIPTION_PARTS ${file})
 endwhile()
-clang_objects(FUZZ_DESCRIPTION_OBJECTS host "${FUZZ_DESCRIPTION_PARTS}" ${FUZZ_HOST_OPTIONS})
-clang_objects(FUZZ_SUPPORT host "${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.cpp" ${FUZZ_HOST_OPTIONS})
+clang_objects(FUZZ_DESCRIPTION_OBJECTS host "${FUZZ_DESCRIPTION_PARTS}" OPTIONS ${FUZZ_HOST_OPTIONS} -O1)
+
+# The fuzzers themselves take a small part of each run, but long to compile: they are not optimised, and their header is
+# precompiled.
+set(FUZZ_HEADER ${FUZZ_FOLDER}/fuzz.pch)
+add_custom_command(OUTPUT ${FUZZ_HEADER} DEPENDS ${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.h DEPFILE ${FUZZ_HEADER}.d
+    COMMAND ${KELO_CLANG} ${FUZZ_HOST_OPTIONS} ${FUZZ_INCLUDES} -fpch-instantiate-templates -MD
+        -MF ${FUZZ_HEADER}.d -x c++-header ${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.h -o ${FUZZ_HEADER}
+    VERBATIM COMMENT "Compiling fuzz.h for the fuzzers")
+set(FUZZ_TARGET_OPTIONS HEADER ${FUZZ_HEADER} OPTIONS ${FUZZ_HOST_OPTIONS})
+
+clang_objects(FUZZ_SUPPORT host "${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.cpp" ${FUZZ_TARGET_OPTIONS})
 
 file(GLOB FUZZ_TARGETS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/fuzz/targets/*.cpp)
 set(FUZZERS "")
 foreach(source ${FUZZ_TARGETS})
     cmake_path(GET source STEM target)
-    clang_objects(object host "${source}" ${FUZZ_HOST_OPTIONS})
+    clang_objects(object host "${source}" ${FUZZ_TARGET_OPTIONS})
     set(objects ${object} ${FUZZ_SUPPORT})
     if(target STREQUAL "machine_description")
         list(APPEND objects ${FUZZ_DESCRIPTION_OBJECTS})

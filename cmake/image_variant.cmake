@@ -10,6 +10,9 @@ function(image_variant kind)
     target_include_directories(${objects} PUBLIC ${PROJECT_SOURCE_DIR}/src)
     winsim_program(${objects})
     target_compile_options(${objects} PRIVATE ${VARIANT_OPTIONS})
+    # They take half of the compile time.
+    target_precompile_headers(${objects} PRIVATE
+        <windows.h> <shlobj.h> <aclapi.h> <cstdio> <memory> <optional> <string> <vector>)
     foreach(image program library test_program)
         set(target kelo_${kind}_${image})
         add_library(${target} MODULE EXCLUDE_FROM_ALL $<TARGET_PROPERTY:kelo_${image},SOURCES>)

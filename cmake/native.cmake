@@ -127,6 +127,10 @@ winsim_program(ending_program)
 
 include(GoogleTest)
 
+# Tests under Wine wait much of their time; all others keep a processor busy. ./test starts four tests for each processor
+# at most, and one of the others counts as three: so both kinds run side by side.
+set(KELO_WEIGHT PROCESSORS 3)
+
 # Compiles the sources of each folder of a group as one: most of the time goes into the templates of the same headers. So
 # no two sources of a folder declare the same name.
 function(compile_folders_together target)
@@ -143,22 +147,28 @@ add_library(test_support SHARED tests/support/noted_tests.cpp tests/support/scri
 target_link_libraries(test_support PUBLIC winsim GTest::gmock GTest::gtest_main)
 target_compile_options(test_support PRIVATE -fvisibility-inlines-hidden ${KELO_WARNINGS})
 
-# A group of native tests: every test source of its folder and the folders below.
+# native_tests(GROUP [OPTIMISED | LIKE other]): a group of native tests, every test source of its folder and the folders
+# below. Compiling tests that are not optimised takes far longer than running them; those that are like another group's
+# use its precompiled headers.
 function(native_tests group)
+    cmake_parse_arguments(TESTS OPTIMISED LIKE "" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${group}/*.cpp)
     # The sources in tests/unit/calls/ belong to the program's image.
     list(FILTER sources EXCLUDE REGEX /calls/)
     add_executable(${group}_tests ${sources})
     target_link_libraries(${group}_tests PRIVATE test_support)
-    target_compile_options(${group}_tests PRIVATE ${KELO_WARNINGS})
-    target_precompile_headers(${group}_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
+    target_compile_options(${group}_tests PRIVATE ${KELO_WARNINGS} $<$<NOT:$<BOOL:${TESTS_OPTIMISED}>>:-O0>)
+    if(TESTS_LIKE)
+        target_precompile_headers(${group}_tests REUSE_FROM ${TESTS_LIKE}_tests)
+    else()
+        target_precompile_headers(${group}_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
+    endif()
     add_dependencies(${group}_tests kelo-rehearse kelo_test_program kelo_library ending_program)
 endfunction()
 
 # Runs each test of a group in its own process.
 function(run_each_alone group)
-    # The limit is for tests that were asked to take long.
-    gtest_discover_tests(${group}_tests TEST_PREFIX ${group}. PROPERTIES LABELS ${group} TIMEOUT 14400
+    gtest_discover_tests(${group}_tests TEST_PREFIX ${group}. PROPERTIES LABELS ${group} ${KELO_WEIGHT}
         DISCOVERY_MODE PRE_TEST)
 endfunction()
 
@@ -167,7 +177,8 @@ function(run_in_shares group shares)
     math(EXPR last "${shares} - 1")
     foreach(share RANGE ${last})
         add_test(NAME ${group}.${share} COMMAND ${group}_tests --gtest_brief=1)
-        set_tests_properties(${group}.${share} PROPERTIES LABELS ${group}
+        # The limit is for tests that were asked to take long.
+        set_tests_properties(${group}.${share} PROPERTIES LABELS ${group} TIMEOUT 14400
             ENVIRONMENT "GTEST_TOTAL_SHARDS=${shares};GTEST_SHARD_INDEX=${share}")
     endforeach()
 endfunction()
@@ -180,24 +191,21 @@ compile_folders_together(unit_tests)
 set_source_files_properties(${PROJECT_SOURCE_DIR}/tests/unit/smartcard/virtual_reader_test.cpp PROPERTIES
     SKIP_UNITY_BUILD_INCLUSION ON)
 run_in_shares(unit 8)
-# Compiling these tests takes far longer than running them.
-target_compile_options(unit_tests PRIVATE -O0)
-native_tests(scenarios)
+native_tests(scenarios LIKE unit)
 run_each_alone(scenarios)
-native_tests(faults)
-run_each_alone(faults)
+native_tests(faults OPTIMISED)
+run_in_shares(faults 12)
 target_link_libraries(faults_tests PRIVATE report)
 set_target_properties(faults_tests PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
 target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}"
     KELO_REHEARSE="$<TARGET_FILE:kelo-rehearse>")
 
-native_tests(explain)
+native_tests(explain LIKE unit)
 run_in_shares(explain 4)
 target_link_libraries(explain_tests PRIVATE explanation)
 set_target_properties(explain_tests PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
 add_dependencies(explain_tests kelo-explain)
 target_compile_definitions(explain_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}")
-target_compile_options(explain_tests PRIVATE -O0)
 
 include(cmake/python_tests.cmake)
 include(cmake/image_variant.cmake)
@@ -228,3 +236,7 @@ python_check(unit.proof proof/rows_test.py)
 # The output of kelo-rehearse, and the command lines in help texts and documents.
 python_check(unit.reports rehearse/reports_test.py)
 python_check(unit.commands commands_test.py)
+
+get_property(busy_tests DIRECTORY PROPERTY TESTS)
+list(FILTER busy_tests EXCLUDE REGEX "^e2e[.]")
+set_tests_properties(${busy_tests} PROPERTIES ${KELO_WEIGHT})

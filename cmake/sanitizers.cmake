@@ -16,6 +16,8 @@ get_target_property(winsim_sources winsim SOURCES)
 add_library(watched_winsim SHARED EXCLUDE_FROM_ALL ${winsim_sources})
 winsim_library(watched_winsim)
 watched(watched_winsim)
+# Compiled in two thirds of the time, and about as fast.
+target_compile_options(watched_winsim PRIVATE -Og)
 set_target_properties(watched_winsim PROPERTIES OUTPUT_NAME winsim)
 
 image_variant(watched FOLDER ${SANITIZERS_FOLDER} OPTIONS ${WATCHING_OPTIONS} LINK_OPTIONS ${SANITIZERS}
