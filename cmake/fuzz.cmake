@@ -13,6 +13,14 @@ set(FUZZ_SANITIZERS -fsanitize=address,undefined -fno-sanitize=vptr,function -fn
 set(FUZZ_OPTIONS -std=c++20 -g1 -fno-omit-frame-pointer -Wall -Wextra -Wshadow -Werror ${FUZZ_SANITIZERS})
 set(FUZZ_INCLUDES -I${PROJECT_SOURCE_DIR} -I${PROJECT_SOURCE_DIR}/winsim/include)
 
+# clang_header(HEADER SOURCE OPTION...): precompiles a header.
+function(clang_header header source)
+    add_custom_command(OUTPUT ${header} DEPENDS ${source} DEPFILE ${header}.d
+        COMMAND ${KELO_CLANG} ${ARGN} ${FUZZ_INCLUDES} -fpch-instantiate-templates -MD -MF ${header}.d
+            -x c++-header ${source} -o ${header}
+        VERBATIM COMMENT "Compiling ${header} for the fuzzers")
+endfunction()
+
 # clang_objects(OBJECTS FOLDER SOURCES [HEADER file] OPTIONS option...): compiles each source of a list to an object in a
 # folder, with a precompiled header.
 function(clang_objects objects folder sources)
@@ -36,17 +44,22 @@ function(clang_objects objects folder sources)
 endfunction()
 
 # The image. The fuzzer reads its coverage through the functions of counters.cpp.
-set(FUZZ_IMAGE_OPTIONS ${FUZZ_OPTIONS} -O1 ${WINSIM_PROGRAM_OPTIONS} -D_GLIBCXX_EXTERN_TEMPLATE=0
-    -I${PROJECT_SOURCE_DIR}/src)
+set(FUZZ_IMAGE_OPTIONS ${FUZZ_OPTIONS} -O1 -fsized-deallocation ${WINSIM_PROGRAM_OPTIONS}
+    -D_GLIBCXX_EXTERN_TEMPLATE=0 -I${PROJECT_SOURCE_DIR}/src)
 file(GLOB FUZZ_RUNTIME_SOURCES ${PROJECT_SOURCE_DIR}/winsim/crt/*.cpp
     ${PROJECT_SOURCE_DIR}/tests/support/test_text_winsim.cpp)
-clang_objects(FUZZ_IMAGE_OBJECTS image
-    "${KELO_SOURCES};${KELO_PROGRAM_SOURCE};${TEST_CALL_SOURCES};${FUZZ_RUNTIME_SOURCES}"
-    OPTIONS ${FUZZ_IMAGE_OPTIONS} -fsanitize-coverage=inline-8bit-counters,trace-cmp)
+set(FUZZ_COUNTING_OPTIONS ${FUZZ_IMAGE_OPTIONS} -fsanitize-coverage=inline-8bit-counters,trace-cmp)
+list(TRANSFORM KELO_VARIANT_HEADERS REPLACE "(.+)" "#include \\1\n" OUTPUT_VARIABLE includes)
+string(CONCAT includes ${includes})
+file(CONFIGURE OUTPUT ${FUZZ_FOLDER}/image.h CONTENT "${includes}" @ONLY)
+clang_header(${FUZZ_FOLDER}/image.pch ${FUZZ_FOLDER}/image.h ${FUZZ_COUNTING_OPTIONS})
+clang_objects(FUZZ_IMAGE_OBJECTS image "${KELO_SOURCES};${KELO_PROGRAM_SOURCE};${TEST_CALL_SOURCES}"
+    HEADER ${FUZZ_FOLDER}/image.pch OPTIONS ${FUZZ_COUNTING_OPTIONS})
+clang_objects(FUZZ_RUNTIME image "${FUZZ_RUNTIME_SOURCES}" OPTIONS ${FUZZ_COUNTING_OPTIONS})
 clang_objects(FUZZ_COUNTERS image "${PROJECT_SOURCE_DIR}/tests/fuzz/image/counters.cpp" OPTIONS ${FUZZ_IMAGE_OPTIONS})
 set(FUZZ_IMAGE ${FUZZ_FOLDER}/KeloCustomActionFuzz.so)
-add_custom_command(OUTPUT ${FUZZ_IMAGE} DEPENDS ${FUZZ_IMAGE_OBJECTS} ${FUZZ_COUNTERS}
-    COMMAND ${KELO_CLANG} -shared ${FUZZ_SANITIZERS} ${FUZZ_IMAGE_OBJECTS} ${FUZZ_COUNTERS} -o ${FUZZ_IMAGE}
+add_custom_command(OUTPUT ${FUZZ_IMAGE} DEPENDS ${FUZZ_IMAGE_OBJECTS} ${FUZZ_RUNTIME} ${FUZZ_COUNTERS}
+    COMMAND ${KELO_CLANG} -shared ${FUZZ_SANITIZERS} ${FUZZ_IMAGE_OBJECTS} ${FUZZ_RUNTIME} ${FUZZ_COUNTERS} -o ${FUZZ_IMAGE}
         -Wl,--version-script=${WINSIM_PROGRAM_MAP}
     COMMENT "Linking the image for the fuzzers")
 
@@ -70,13 +83,8 @@ clang_objects(FUZZ_DESCRIPTION_OBJECTS host "${FUZZ_DESCRIPTION_PARTS}" OPTIONS 
 
 # The fuzzers themselves take a small part of each run, but long to compile: they are not optimised, and their header is
 # precompiled.
-set(FUZZ_HEADER ${FUZZ_FOLDER}/fuzz.pch)
-add_custom_command(OUTPUT ${FUZZ_HEADER} DEPENDS ${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.h DEPFILE ${FUZZ_HEADER}.d
-    COMMAND ${KELO_CLANG} ${FUZZ_HOST_OPTIONS} ${FUZZ_INCLUDES} -fpch-instantiate-templates -MD
-        -MF ${FUZZ_HEADER}.d -x c++-header ${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.h -o ${FUZZ_HEADER}
-    VERBATIM COMMENT "Compiling fuzz.h for the fuzzers")
-set(FUZZ_TARGET_OPTIONS HEADER ${FUZZ_HEADER} OPTIONS ${FUZZ_HOST_OPTIONS})
-
+clang_header(${FUZZ_FOLDER}/fuzz.pch ${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.h ${FUZZ_HOST_OPTIONS})
+set(FUZZ_TARGET_OPTIONS HEADER ${FUZZ_FOLDER}/fuzz.pch OPTIONS ${FUZZ_HOST_OPTIONS})
 clang_objects(FUZZ_SUPPORT host "${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.cpp" ${FUZZ_TARGET_OPTIONS})
 
 file(GLOB FUZZ_TARGETS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/fuzz/targets/*.cpp)

@@ -194,7 +194,7 @@ run_in_shares(unit 8)
 native_tests(scenarios LIKE unit)
 run_each_alone(scenarios)
 native_tests(faults OPTIMISED)
-run_in_shares(faults 12)
+run_in_shares(faults 8)
 target_link_libraries(faults_tests PRIVATE report)
 set_target_properties(faults_tests PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
 target_compile_definitions(faults_tests PRIVATE KELO_ROOT="${PROJECT_SOURCE_DIR}"
