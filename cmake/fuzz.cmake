@@ -10,7 +10,7 @@ endif()
 
 set(FUZZ_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/fuzz)
 set(FUZZ_SANITIZERS -fsanitize=address,undefined -fno-sanitize=vptr,function -fno-sanitize-recover=all)
-set(FUZZ_OPTIONS -std=c++20 -g1 -fno-omit-frame-pointer -Wall -Wextra -Wshadow -Werror ${FUZZ_SANITIZERS})
+set(FUZZ_OPTIONS -std=c++20 -g1 -O1 -fno-omit-frame-pointer -Wall -Wextra -Wshadow -Werror ${FUZZ_SANITIZERS})
 set(FUZZ_INCLUDES -I${PROJECT_SOURCE_DIR} -I${PROJECT_SOURCE_DIR}/winsim/include)
 
 # clang_header(HEADER SOURCE OPTION...): precompiles a header.
@@ -44,7 +44,7 @@ function(clang_objects objects folder sources)
 endfunction()
 
 # The image. The fuzzer reads its coverage through the functions of counters.cpp.
-set(FUZZ_IMAGE_OPTIONS ${FUZZ_OPTIONS} -O1 -fsized-deallocation ${WINSIM_PROGRAM_OPTIONS}
+set(FUZZ_IMAGE_OPTIONS ${FUZZ_OPTIONS} -fsized-deallocation ${WINSIM_PROGRAM_OPTIONS}
     -D_GLIBCXX_EXTERN_TEMPLATE=0 -I${PROJECT_SOURCE_DIR}/src)
 file(GLOB FUZZ_RUNTIME_SOURCES ${PROJECT_SOURCE_DIR}/winsim/crt/*.cpp
     ${PROJECT_SOURCE_DIR}/tests/support/test_text_winsim.cpp)
@@ -79,10 +79,8 @@ while(FUZZ_DESCRIPTION_SOURCES)
     file(CONFIGURE OUTPUT ${file} CONTENT "${includes}" @ONLY)
     list(APPEND FUZZ_DESCRIPTION_PARTS ${file})
 endwhile()
-clang_objects(FUZZ_DESCRIPTION_OBJECTS host "${FUZZ_DESCRIPTION_PARTS}" OPTIONS ${FUZZ_HOST_OPTIONS} -O1)
+clang_objects(FUZZ_DESCRIPTION_OBJECTS host "${FUZZ_DESCRIPTION_PARTS}" OPTIONS ${FUZZ_HOST_OPTIONS})
 
-# The fuzzers themselves take a small part of each run, but long to compile: they are not optimised, and their header is
-# precompiled.
 clang_header(${FUZZ_FOLDER}/fuzz.pch ${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.h ${FUZZ_HOST_OPTIONS})
 set(FUZZ_TARGET_OPTIONS HEADER ${FUZZ_FOLDER}/fuzz.pch OPTIONS ${FUZZ_HOST_OPTIONS})
 clang_objects(FUZZ_SUPPORT host "${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.cpp" ${FUZZ_TARGET_OPTIONS})
