@@ -65,6 +65,8 @@ may_install()
     command -v sudo >/dev/null && { [[ -t 2 ]] || sudo -n true 2>/dev/null; }
 }
 
+apt_lists_are_new=
+
 # Installs the missing packages of the given groups. If it may not, it says in one line what to install, and fails.
 install_packages()
 {
@@ -75,7 +77,10 @@ install_packages()
         echo "Installing ${missing[*]} ..." >&2
         local apt_log
         apt_log=$(mktemp)
-        apt_get update && apt_get install --no-install-recommends "${missing[@]}"
+        if [[ -n $apt_lists_are_new ]] || apt_get update; then
+            apt_lists_are_new=1
+            apt_get install --no-install-recommends "${missing[@]}" || true # the next lines notice it
+        fi
         rm -f "$apt_log"
         mapfile -t missing < <(missing_packages "$@")
         ((${#missing[@]})) || return 0
