@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <iterator>
 
 namespace
 {
@@ -132,10 +133,10 @@ bool PinnedPath::LeadsElsewhere(HANDLE file, std::wstring_view below) const
 {
     if (m_getFinalPath == nullptr)
         return false;
-    // Far longer than any path that the program pins, wherever the folder is.
-    constexpr DWORD kRoom = 4 * MAX_PATH;
-    // What Windows leaves of a path that does not fit may lack a terminator: the last place stays zero.
-    wchar_t path[kRoom + 1] = {};
+    // Far longer than any path that the program pins, wherever the folder is. What Windows leaves of a path that does
+    // not fit may lack a terminator: the last place stays zero.
+    wchar_t path[4 * MAX_PATH + 1] = {};
+    constexpr DWORD kRoom = std::size(path) - 1;
     const DWORD length = m_getFinalPath(file, path, kRoom, 0);
     if (length == 0)
         return false;
