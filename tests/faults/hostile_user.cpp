@@ -122,10 +122,7 @@ winsim::Machine MachineWithPlantedFiles(winsim::Machine machine)
     for (const char* library : kPlantedLibraries)
         description["libraries"][kPlantedFolder + "\\" + library] = Json::object();
     for (const char* program : kPlantedPrograms)
-    {
-        description["files"][program] = Json::object();
         description["programs"][program] = Json::object();
-    }
     return winsim::Machine::FromJson(description);
 }
 

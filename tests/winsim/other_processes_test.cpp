@@ -223,6 +223,22 @@ TEST(CreateProcessW, FailsForAFileThatIsNoProgram)
     EXPECT_EQ(StartError(L'"' + wide + L"\" /V"), ERROR_BAD_EXE_FORMAT);
 }
 
+TEST(CreateProcessW, StartsAFileThatCanBeCopiedMovedAndDeletedLikeAnyOther)
+{
+    const DWORD attributes = GetFileAttributesW(kSeven);
+    EXPECT_NE(attributes, INVALID_FILE_ATTRIBUTES);
+    EXPECT_EQ(attributes & FILE_ATTRIBUTE_DIRECTORY, 0u);
+    const std::wstring folder = Wide(TestDirectory());
+    const std::wstring moved = folder + L"\\seven.exe";
+    ASSERT_TRUE(CopyFileW(kSeven, (folder + L"\\copy.exe").c_str(), TRUE));
+    ASSERT_TRUE(MoveFileExW((folder + L"\\copy.exe").c_str(), moved.c_str(), 0));
+    EXPECT_EQ(ExitCodeOf(L"\"" + moved + L"\""), 7u);
+    // A program's file can be in use for a moment after its end.
+    for (int polls = 0; !DeleteFileW(moved.c_str()) && polls < 100; ++polls)
+        Sleep(20);
+    EXPECT_EQ(StartError(L"\"" + moved + L"\""), ERROR_FILE_NOT_FOUND);
+}
+
 TEST(CreateProcessW, FailsForAMissingCurrentDirectory)
 {
     EXPECT_EQ(Child(kSeven, L"x", L"C:\\KeloNoSuch").Error(), ERROR_DIRECTORY);

@@ -108,6 +108,7 @@ void CopyOver(const File& source, File& target)
     target.size = source.size;
     target.version = source.version;
     target.library = source.library;
+    target.program = source.program;
     target.attributes = source.attributes;
 }
 

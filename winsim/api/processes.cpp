@@ -19,6 +19,7 @@
 
 using winsim::Call;
 using winsim::ChildProcess;
+using winsim::File;
 using winsim::Files;
 using winsim::Json;
 using winsim::OpenProcessHandle;
@@ -86,7 +87,7 @@ std::optional<DWORD> WaitedFor(const Call& call, HANDLE handle, DWORD& error)
 // A command line, split into program and arguments.
 struct CommandLineParts
 {
-    std::string program;
+    const File* program = nullptr;
     std::string arguments;
 };
 
@@ -104,16 +105,12 @@ std::string ProgramNameIn(const std::string& line)
     return line.substr(0, line.find_first_of(" \t"));
 }
 
-// The real path of a program's file; none if there is no such file.
-std::optional<std::string> ProgramAt(const std::string& name)
+// The file of a program; null if there is no such file.
+const File* ProgramAt(const std::string& name)
 {
-    const winsim::Machine& machine = Simulation::Current().machine;
     const winsim::FileName full = winsim::FullName(name);
-    const winsim::File* file = machine.files.Find(full.path);
-    const std::string real = file == nullptr ? full.path : file->path;
-    if (full.error != ERROR_SUCCESS || (!machine.programs.IsDescribed(real) && (file == nullptr || file->isDirectory)))
-        return std::nullopt;
-    return real;
+    const File* file = full.error == ERROR_SUCCESS ? Simulation::Current().machine.files.Find(full.path) : nullptr;
+    return file == nullptr || file->isDirectory ? nullptr : file;
 }
 
 bool HasFolder(const std::string& name)
@@ -133,8 +130,8 @@ std::vector<std::string> ProgramFolders()
     return folders;
 }
 
-// The full path of the program that Windows finds for a name; none if it finds no program.
-std::optional<std::string> FindProgram(const std::string& name)
+// The file of the program that Windows finds for a name; null if it finds no program.
+const File* FindProgram(const std::string& name)
 {
     std::vector<std::string> names{name};
     if (name.find('.', name.find_last_of("\\/:") + 1) == std::string::npos)
@@ -142,15 +139,15 @@ std::optional<std::string> FindProgram(const std::string& name)
     const std::vector<std::string> folders = HasFolder(name) ? std::vector<std::string>() : ProgramFolders();
     for (const std::string& one : names)
     {
-        if (auto program = HasFolder(one) ? ProgramAt(one) : std::nullopt)
+        if (const File* program = HasFolder(one) ? ProgramAt(one) : nullptr)
             return program;
         for (const std::string& folder : folders)
         {
-            if (auto program = ProgramAt(folder + "\\" + one))
+            if (const File* program = ProgramAt(folder + "\\" + one))
                 return program;
         }
     }
-    return std::nullopt;
+    return nullptr;
 }
 
 // Splits a command line as CreateProcess does if no program is named: at the closing quotation mark or, without
@@ -160,15 +157,15 @@ std::optional<CommandLineParts> SplitByProgram(const std::string& line)
     if (line.starts_with('"'))
     {
         const std::size_t end = std::min(line.find('"', 1), line.size());
-        const auto program = FindProgram(ProgramNameIn(line));
-        if (!program)
+        const File* program = FindProgram(ProgramNameIn(line));
+        if (program == nullptr)
             return std::nullopt;
-        return CommandLineParts{*program, WithoutLeadingBlanks(end < line.size() ? line.substr(end + 1) : "")};
+        return CommandLineParts{program, WithoutLeadingBlanks(end < line.size() ? line.substr(end + 1) : "")};
     }
     for (std::size_t end = line.find_first_of(" \t");; end = line.find_first_of(" \t", end + 1))
     {
-        if (const auto program = FindProgram(line.substr(0, end)))
-            return CommandLineParts{*program, end == std::string::npos ? "" : WithoutLeadingBlanks(line.substr(end))};
+        if (const File* program = FindProgram(line.substr(0, end)))
+            return CommandLineParts{program, end == std::string::npos ? "" : WithoutLeadingBlanks(line.substr(end))};
         if (end == std::string::npos)
             return std::nullopt;
     }
@@ -251,10 +248,10 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
         {
             // The command line is passed on unchanged: only by convention is its first word the program's name.
             const std::string name = winsim::Utf8(lpApplicationName);
-            const auto program = ProgramAt(name);
-            if (!program)
+            const File* program = ProgramAt(name);
+            if (program == nullptr)
                 return MissingProgramError(name);
-            parts = {*program, line};
+            parts = {program, line};
         }
         else
         {
@@ -268,13 +265,13 @@ BOOL WINAPI CreateProcessW(LPCWSTR lpApplicationName, LPWSTR lpCommandLine, LPSE
             return ERROR_DIRECTORY;
 
         // A file is a program only if it is described as one.
-        if (!simulation.machine.programs.IsDescribed(parts.program))
+        if (!parts.program->program)
             return ERROR_BAD_EXE_FORMAT;
-        const ProgramRun run = simulation.machine.programs.RunOf(parts.program, parts.arguments);
+        const ProgramRun run = parts.program->program->RunWith(parts.arguments);
         if (run.startError != 0)
             return run.startError;
-        simulation.images.push_back(parts.program);
-        const ChildProcess& child = simulation.StartChild(parts.program, run);
+        simulation.images.push_back(parts.program->path);
+        const ChildProcess& child = simulation.StartChild(parts.program->path, run);
         lpProcessInformation->hProcess = simulation.handles.Open(OpenProcessHandle{child.id, kProcessAllAccess});
         lpProcessInformation->hThread = simulation.handles.Open(winsim::OpenThread{child.id});
         lpProcessInformation->dwProcessId = child.id;

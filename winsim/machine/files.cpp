@@ -240,7 +240,12 @@ Json Files::ToJson() const
 {
     Json json = Json::object();
     for (const auto& [folded, file] : m_files)
-        json[file.path] = JsonOfFields(file);
+    {
+        Json described = JsonOfFields(file);
+        // The area of the programs has those of which nothing else is known.
+        if (!file.program || !described.empty())
+            json[file.path] = std::move(described);
+    }
     for (const auto& [folded, name] : m_names)
         json[name.path] = {{kHardLink, m_files.at(name.file).path}};
     return json;
@@ -458,26 +463,49 @@ void Files::Move(const std::string& from, const std::string& to)
     }
 }
 
-void Files::LoadLibraries(const Reader& reader)
+// Reads the libraries or the programs into the files of their paths.
+template <typename Part>
+void Files::LoadParts(const Reader& reader, std::optional<Part> File::*part, const char* what)
 {
     reader.Members([&](const std::string& path, const Reader& member) {
         RequireDrive(path, member);
         File& file = Create(path, false);
         if (file.isDirectory)
-            member.Fail("both a library and a directory");
-        file.library.emplace().Load(member);
+            member.Fail(fmt::format("both a {} and a directory", what));
+        (file.*part).emplace().Load(member);
     });
 }
 
-Json Files::LibrariesToJson() const
+template <typename Part>
+Json Files::PartsToJson(std::optional<Part> File::*part) const
 {
     Json json = Json::object();
     for (const auto& [folded, file] : m_files)
     {
-        if (file.library)
-            json[file.path] = file.library->ToJson();
+        if (file.*part)
+            json[file.path] = (file.*part)->ToJson();
     }
     return json;
+}
+
+void Files::LoadLibraries(const Reader& reader)
+{
+    LoadParts(reader, &File::library, "library");
+}
+
+Json Files::LibrariesToJson() const
+{
+    return PartsToJson(&File::library);
+}
+
+void Files::LoadPrograms(const Reader& reader)
+{
+    LoadParts(reader, &File::program, "program");
+}
+
+Json Files::ProgramsToJson() const
+{
+    return PartsToJson(&File::program);
 }
 
 void PendingMoves::Load(const Reader& reader)

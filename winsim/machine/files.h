@@ -4,6 +4,7 @@
 #include "winsim/base/description.h"
 #include "winsim/machine/identity.h"
 #include "winsim/machine/libraries.h"
+#include "winsim/machine/programs.h"
 #include "winsim/machine/security.h"
 
 #include <array>
@@ -33,6 +34,7 @@ struct File
     std::optional<std::uint64_t> size;       // set if only the size is described, not the content
     std::optional<FileVersion> version;      // its version resource
     std::optional<Library> library;          // what loading it gives
+    std::optional<ProgramFile> program;      // what starting it does
     std::optional<std::uint32_t> attributes; // besides "directory"; none: those of an ordinary file
     bool isDenied = false;                   // may not be opened, written, deleted or, for a directory, added to
     bool isInUse = false; // runs as a program or library: may be read and renamed, not overwritten or deleted
@@ -109,9 +111,11 @@ public:
     // Moves a file, or a directory and everything in it.
     void Move(const std::string& from, const std::string& to);
 
-    // Libraries are files, but have an area of their own in the description.
+    // Libraries and programs are files, but have areas of their own in the description.
     void LoadLibraries(const Reader& reader);
     Json LibrariesToJson() const;
+    void LoadPrograms(const Reader& reader);
+    Json ProgramsToJson() const;
 
     bool operator==(const Files& other) const { return m_files == other.m_files && m_names == other.m_names; }
 
@@ -125,6 +129,10 @@ private:
         bool operator==(const Name&) const = default;
     };
 
+    template <typename Part>
+    void LoadParts(const Reader& reader, std::optional<Part> File::*part, const char* what);
+    template <typename Part>
+    Json PartsToJson(std::optional<Part> File::*part) const;
     const File* FindByKey(std::string_view key) const;
     // The first link on a path, and where the link's own path ends in it. The path's end counts only if `last` says so.
     std::pair<const File*, std::size_t> FirstLinkOn(const std::string& path, LastLink last) const;

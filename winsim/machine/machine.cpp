@@ -100,7 +100,11 @@ constexpr Area kAreas[] = {
     MakeArea<&Machine::token>("token", "The program's token."),
     MakeArea<&Machine::services>("services", "Services by name.", &SchemaOfServices),
     MakeArea<&Machine::processes>("processes", "The running processes in Windows' order.", &SchemaOfProcesses),
-    MakeArea<&Machine::programs>("programs", "Programs that can be started, by their full paths.", &SchemaOfPrograms),
+    {"programs", "Programs that can be started, by their full paths.", &SchemaOfPrograms,
+     [](Machine&) {}, // cleared with the files
+     [](Machine& machine, const Reader& reader) { machine.files.LoadPrograms(reader); },
+     [](const Machine& machine) { return machine.files.ProgramsToJson(); },
+     [](const Machine& one, const Machine& other) { return one.files == other.files; }},
     MakeArea<&Machine::smartCards>("smartCards", "Smart-card readers, and the resource manager that lists them."),
     MakeArea<&Machine::cng>("cng", "The configuration of Windows' cryptography (CNG)."),
     MakeArea<&Machine::wmi>("wmi", "Windows' management instrumentation."),
@@ -235,14 +239,16 @@ std::set<std::string> AllAreas()
     return areas;
 }
 
-// The areas that a description changes. Libraries are files, so each of these areas changes both.
+constexpr const char* kAreasOfFiles[] = {"files", "libraries", "programs"};
+
+// The areas that a description changes. Libraries and programs are files, so each of these areas changes them all.
 std::set<std::string> AreasIn(const Json& description)
 {
     std::set<std::string> areas;
     for (const auto& [name, value] : description.items())
         areas.insert(name);
-    if (areas.contains("files") || areas.contains("libraries"))
-        areas.insert({"files", "libraries"});
+    if (std::ranges::any_of(kAreasOfFiles, [&](const char* area) { return areas.contains(area); }))
+        areas.insert(std::begin(kAreasOfFiles), std::end(kAreasOfFiles));
     return areas;
 }
 

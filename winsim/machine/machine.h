@@ -32,12 +32,11 @@ struct Machine
     NamedTexts folders;
     NamedTexts environment;
     Registry registry;
-    Files files; // and libraries
+    Files files; // and libraries and programs
     PendingMoves pendingMoves;
     Token token;
     Services services;
     Processes processes;
-    Programs programs;
     SmartCards smartCards;
     Cng cng;
     Wmi wmi;

@@ -1,10 +1,8 @@
-// The processes and programs of a simulated machine, and their JSON form.
+// The processes of a simulated machine, and their JSON form.
 #include "winsim/machine/processes.h"
 
 #include "winsim/base/fields.h"
-#include "winsim/base/text.h"
 #include "winsim/machine/areas.h"
-#include "winsim/machine/files.h"
 #include "winsim/machine/windows_names.h"
 
 #include <algorithm>
@@ -45,51 +43,6 @@ struct Fields<DescribedProcess>
               Member(&RunningProcess::terminateError, ErrorForm()));
         visit(Key{"count", "number of processes like this, each with an identifier of its own; at most 65536", "`1`"},
               Member(&DescribedProcess::count));
-    }
-};
-
-template <>
-struct Fields<ProgramRun>
-{
-    static constexpr char kName[] = "programRun";
-
-    template <typename Visitor>
-    static void Visit(Visitor& visit)
-    {
-        visit(Key{"arguments", "the command line after the program's name, exactly", "any"},
-              Member(&ProgramRun::arguments));
-        visit(Key{"startError", "error with which starting it fails: a number or a name", "`0`, it starts"},
-              Member(&ProgramRun::startError, ErrorForm()));
-        visit(Key{"exitCode", "exit code", "`0`"}, Always(&ProgramRun::exitCode));
-        visit(Key{"runMs", "how long it runs, in milliseconds", "`0`"}, Member(&ProgramRun::runMs));
-        visit(Key{"neverEnds", "whether it runs for ever", "`false`"}, Member(&ProgramRun::neverEnds));
-        visit(Key{"effects", "how the machine is changed when it ends: a description", "not at all"},
-              Member(&ProgramRun::effects, EffectsForm()));
-    }
-};
-
-namespace
-{
-
-// A program in a description.
-struct DescribedProgram
-{
-    std::vector<ProgramRun> runs;
-};
-
-} // namespace
-
-template <>
-struct Fields<DescribedProgram>
-{
-    static constexpr char kName[] = "program";
-
-    template <typename Visitor>
-    static void Visit(Visitor& visit)
-    {
-        visit(Key{"runs", "runs by arguments: a list, of which the first with fitting arguments counts",
-                  "none; a program without a fitting run ends at once with 0"},
-              Always(&DescribedProgram::runs));
     }
 };
 
@@ -143,47 +96,6 @@ std::uint32_t Processes::FreeId() const
 void Processes::Remove(std::uint32_t id)
 {
     std::erase_if(m_processes, [&](const RunningProcess& process) { return process.id == id; });
-}
-
-void Programs::Load(const Reader& reader)
-{
-    reader.Members([&](const std::string& path, const Reader& member) {
-        DescribedProgram program;
-        ReadFields(member, program);
-        const std::string normal = Files::Normalize(path);
-        m_programs.insert_or_assign(FoldCase(normal), Program{normal, std::move(program.runs)});
-    });
-}
-
-Json Programs::ToJson() const
-{
-    Json json = Json::object();
-    for (const auto& [folded, program] : m_programs)
-        json[program.path] = JsonOfFields(DescribedProgram{program.runs});
-    return json;
-}
-
-Json SchemaOfPrograms(Json& definitions)
-{
-    return {{"type", "object"}, {"additionalProperties", OrNull(SchemaOf<DescribedProgram>(definitions))}};
-}
-
-bool Programs::IsDescribed(const std::string& path) const
-{
-    return m_programs.contains(FoldCase(Files::Normalize(path)));
-}
-
-ProgramRun Programs::RunOf(const std::string& path, const std::string& arguments) const
-{
-    const auto program = m_programs.find(FoldCase(Files::Normalize(path)));
-    if (program == m_programs.end())
-        return {};
-    for (const ProgramRun& run : program->second.runs)
-    {
-        if (!run.arguments || *run.arguments == arguments)
-            return run;
-    }
-    return {};
 }
 
 } // namespace winsim

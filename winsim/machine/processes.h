@@ -1,11 +1,9 @@
-// The processes of a simulated machine, and the programs that can be started on it.
+// The running processes of a simulated machine.
 #pragma once
 
 #include "winsim/base/description.h"
 
 #include <cstdint>
-#include <map>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,45 +41,6 @@ public:
 
 private:
     std::vector<RunningProcess> m_processes;
-};
-
-// What a program does when it is started with certain arguments.
-struct ProgramRun
-{
-    std::optional<std::string> arguments; // everything after the program's name; none: any arguments
-    std::uint32_t startError = 0;         // what starting it fails with; 0: it can be started
-    std::uint32_t exitCode = 0;
-    std::uint64_t runMs = 0;
-    bool neverEnds = false;
-    Json effects; // what it changes on the machine when it ends: a merge patch on the description; null: nothing
-
-    bool operator==(const ProgramRun&) const = default;
-};
-
-// The programs that can be started, by their paths.
-class Programs
-{
-public:
-    void Load(const Reader& reader);
-    Json ToJson() const;
-
-    // Whether a program is described at a path.
-    bool IsDescribed(const std::string& path) const;
-    // What the program does with these arguments; if that is not described, it ends at once with 0.
-    ProgramRun RunOf(const std::string& path, const std::string& arguments) const;
-
-    bool operator==(const Programs&) const = default;
-
-private:
-    struct Program
-    {
-        std::string path;
-        std::vector<ProgramRun> runs;
-
-        bool operator==(const Program&) const = default;
-    };
-
-    std::map<std::string, Program> m_programs; // by folded path
 };
 
 } // namespace winsim

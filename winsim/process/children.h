@@ -1,7 +1,7 @@
 // The processes that the simulated process started or ended.
 #pragma once
 
-#include "winsim/machine/processes.h"
+#include "winsim/machine/programs.h"
 
 #include <cstdint>
 #include <map>

@@ -25,9 +25,8 @@ std::string ToolkitFolder(const Machine& machine)
 bool LacksToolkit(const Machine& machine)
 {
     const std::string folder = ToolkitFolder(machine);
-    return std::none_of(std::begin(kFiles), std::end(kFiles), [&](const char* file) {
-        return machine.files.Find(folder + file) != nullptr || machine.programs.IsDescribed(folder + file);
-    });
+    return std::none_of(std::begin(kFiles), std::end(kFiles),
+                        [&](const char* file) { return machine.files.Find(folder + file) != nullptr; });
 }
 
 } // namespace winsim

@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fmt/format.h>
+
 #include <span>
 
 namespace
@@ -168,6 +170,27 @@ TEST(SrkAuthChange, AProgramThatWindowsWouldStartInsteadKeepsTheToolFromBeingRun
     }
 }
 
+TEST(SrkAuthChange, ADescribedProgramIsSuchAFile)
+{
+    Json machine = DescriptionOf({.verifyCode = 0});
+    machine["programs"][R"(C:\Program.exe)"]["runs"] = {{{"exitCode", 3}}};
+    const SimulatedRun run = ChangeSrkAuthOn(machine);
+    ExpectLog(run, "0", {"log: Unable to launch process!"});
+    EXPECT_EQ(CountOf("CreateProcessW", run.script), 0u);
+}
+
+// The path is not quoted: Windows tries each blank as the end of the path.
+TEST(SrkAuthChange, AProgramThatAppearsThereAfterTheCheckIsRunInsteadOfTheTool)
+{
+    Json machine = DescriptionOf({.verifyCode = 0});
+    machine["programs"][R"(C:\planted.exe)"]["runs"] = {{{"exitCode", 3}}};
+    const SimulatedRun before = ChangeSrkAuthOn(machine);
+    const std::string lastCheck =
+        fmt::format("GetFileAttributesW#{}", before.outcome.callCounts.at("GetFileAttributesW"));
+    ExpectLog(ChangeSrkAuthOn(machine, {.meanwhile = {lastCheck + R"(=move C:\planted.exe -> C:\Program.exe)"}}), "0",
+              {kOther});
+}
+
 TEST(SrkAuthChange, EachOfTwoBlanksMayEndThePathOfSuchAProgram)
 {
     Json machine = DescriptionOf({.hasTool = false});
@@ -250,14 +273,6 @@ TEST(SrkAuthChange, WithoutAFolderForProgramsTheToolIsNotFound)
     const SimulatedRun run = ChangeSrkAuth({}, {.faults = {"SHGetFolderPathW=0x80004005"}});
     EXPECT_THAT(CommandLines(run), ElementsAre(R"(\Kelo Systems Corp\Common\TpmKeyFixer.exe /V)"));
     ExpectLog(run, "0", {"log: Unable to launch process!"});
-}
-
-// The path is not quoted: Windows tries each blank as the end of the path.
-TEST(SrkAuthChange, AProgramAtABlankOfThePathIsRunInsteadOfTheTool)
-{
-    Json machine = DescriptionOf({.verifyCode = 0});
-    machine["programs"][R"(C:\Program.exe)"]["runs"] = {{{"exitCode", 3}}};
-    ExpectLog(ChangeSrkAuthOn(machine), "0", {kOther});
 }
 
 // ---- What goes wrong around the tool ----

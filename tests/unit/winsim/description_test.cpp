@@ -218,6 +218,18 @@ TEST(Description, FindsNamesInEitherCase)
     EXPECT_NE(machine.files.Find("c:/kelo//FILE.TXT"), nullptr);
 }
 
+TEST(Description, AProgramIsAFileThatTheFilesNeedNotMention)
+{
+    constexpr char kProgram[] = R"(C:\New\a.exe)";
+    const winsim::Machine machine = winsim::Machine::FromJson({{"programs", {{kProgram, winsim::Json::object()}}}});
+    ASSERT_NE(machine.files.Find(R"(c:\new\A.exe)"), nullptr);
+    EXPECT_TRUE(machine.files.IsDirectory(R"(C:\New)"));
+    const winsim::Json saved = machine.ToJson();
+    EXPECT_FALSE(saved["files"].contains(kProgram));
+    EXPECT_EQ(winsim::Machine::FromJson(saved), machine);
+    EXPECT_EQ(machine.With({{"programs", {{kProgram, nullptr}}}}).files.Find(kProgram), nullptr);
+}
+
 TEST(Description, MakesTheKeysAndDirectoriesOnTheWay)
 {
     const Machine machine = MachineOf(R"({"registry": {"HKLM\\A\\B\\C": {}}, "files": {"D:\\a\\b\\c.txt": {}}})");
@@ -321,6 +333,9 @@ constexpr WrongDescription kWrongValues[] = {
     {R"({"files": {"ProgramData": {}}})", "files.ProgramData: a path begins with a drive, such as C:\\"},
     {R"({"files": {"\\\\server\\share": {}}})", "files.\\\\server\\share: a path begins with a drive, such as C:\\"},
     {R"({"files": {"C:\\Windows": {}}})", "files.C:\\Windows: both a file and a directory"},
+    {R"({"libraries": {"C:\\Windows": {}}})", "libraries.C:\\Windows: both a library and a directory"},
+    {R"({"programs": {"C:\\Windows": {}}})", "programs.C:\\Windows: both a program and a directory"},
+    {R"({"programs": {"a.exe": {}}})", "programs.a.exe: a path begins with a drive, such as C:\\"},
     {R"({"files": {"C:\\a": {"link": "C:\\b", "linkMadeBy": "me"}}})",
      "files.C:\\a.linkMadeBy: neither a SID such as S-1-5-32-544 nor an account such as Administrators"},
     {R"({"files": {"C:\\a": {"link": "a"}}})", "files.C:\\a.link: a path begins with a drive, such as C:\\"},
