@@ -22,7 +22,7 @@ function(conformance_for_windows)
     target_compile_options(winsim_conformance PRIVATE ${KELO_WARNINGS})
     set_target_properties(winsim_conformance PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
     target_link_libraries(winsim_conformance PRIVATE gtest_for_windows kelo_tick_count shell32 advapi32 ole32
-        oleaut32 psapi version)
+        oleaut32 psapi version winscard msi)
     target_link_options(winsim_conformance PRIVATE -static -s)
     # One of its tests loads texts; others control services and start programs.
     add_dependencies(winsim_conformance Internationalization_en described_program service_program machine_tool sleeper)

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
+#include <mbstring.h>
 
 namespace
 {
@@ -140,6 +141,28 @@ TEST(Wcsicmp, TellsLettersBeyondAsciiApart)
 {
     EXPECT_NE(_wcsicmp(L"\x00E4", L"\x00C4"), 0);
     EXPECT_NE(_wcsicmp(L"\x0434", L"\x0414"), 0);
+}
+
+TEST(Wcsnicmp, ComparesTheBeginningsAlone)
+{
+    EXPECT_EQ(_wcsnicmp(L"/Setup", L"/SETUPS", 6), 0);
+    EXPECT_EQ(Sign(_wcsnicmp(L"/Setup", L"/SETUPS", 7)), -1);
+    EXPECT_EQ(_wcsnicmp(L"a", L"b", 0), 0);
+    EXPECT_NE(_wcsnicmp(L"\x00E4", L"\x00C4", 1), 0);
+}
+
+int CompareBytes(const char* left, const char* right)
+{
+    return _mbsicmp(reinterpret_cast<const unsigned char*>(left), reinterpret_cast<const unsigned char*>(right));
+}
+
+// In a code page without characters of two bytes, such as 1252.
+TEST(Mbsicmp, FoldsTheCaseOfAsciiOnly)
+{
+    EXPECT_EQ(CompareBytes("Kelo.EXE", "kELO.exe"), 0);
+    EXPECT_EQ(Sign(CompareBytes("a", "B")), -1);
+    EXPECT_EQ(Sign(CompareBytes("ab", "a")), 1);
+    EXPECT_NE(CompareBytes("\xE4.exe", "\xC4.exe"), 0);
 }
 
 TEST(WideText, IsComparedAndMeasuredInUnitsOf16Bits)

@@ -14,6 +14,14 @@ TEST(ReportEventW, TakesAnEventOfARegisteredSource)
     EXPECT_TRUE(DeregisterEventSource(log));
 }
 
+TEST(ReportEventW, TakesATextThatIsMissing)
+{
+    HANDLE log = RegisterEventSourceW(nullptr, L"Kelo Conformance");
+    LPCWSTR strings[] = {nullptr, L"two"};
+    EXPECT_TRUE(ReportEventW(log, EVENTLOG_INFORMATION_TYPE, 0, 1, nullptr, 2, 0, strings, nullptr));
+    EXPECT_TRUE(DeregisterEventSource(log));
+}
+
 TEST(DeregisterEventSource, LeavesNothingToUse)
 {
     if (IsOnWine())

@@ -74,6 +74,26 @@ TEST(GetLocaleInfo, ABufferThatIsTooSmallIsAnError)
     EXPECT_EQ(GetLocaleInfoA(Locale(0x0407), LOCALE_ILANGUAGE, nullptr, 0), 5);
 }
 
+TEST(GetLocaleInfo, TheUsersOverridesAndTheCodePageChangeNothing)
+{
+    for (const LCTYPE flags : {LCTYPE{LOCALE_NOUSEROVERRIDE}, LCTYPE{LOCALE_USE_CP_ACP}})
+    {
+        EXPECT_EQ(Known(0x0407, LOCALE_SISO639LANGNAME | flags, 3), "de");
+        EXPECT_EQ(Known(0x0407, LOCALE_ILANGUAGE | flags, 5), "0407");
+    }
+}
+
+TEST(GetLocaleInfo, NeedsAPlaceForItsSize)
+{
+    char text[8] = {};
+    SetLastError(0);
+    EXPECT_EQ(GetLocaleInfoA(Locale(0x0407), LOCALE_ILANGUAGE, nullptr, 5), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    SetLastError(0);
+    EXPECT_EQ(GetLocaleInfoA(Locale(0x0407), LOCALE_ILANGUAGE, text, -1), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+}
+
 TEST(UserLanguage, IsKnown)
 {
     EXPECT_NE(Known(GetUserDefaultLangID(), LOCALE_SISO639LANGNAME, 3).substr(0, 7), "(error)");

@@ -310,6 +310,62 @@ TEST(MoveFileEx, MovesNoDirectoryIntoItself)
     EXPECT_TRUE(GetFileAttributesW(Wide(top + "\\one").c_str()) == FILE_ATTRIBUTE_DIRECTORY);
 }
 
+// GetFinalPathNameByHandleW, which Windows has since 6.0.
+class FinalPath : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (m_function == nullptr)
+            GTEST_SKIP() << "Windows has the function since 6.0";
+    }
+    void TearDown() override { EXPECT_TRUE(FreeLibrary(m_library)); }
+
+    // The result and, if it fits into a buffer of that many characters, the path.
+    std::string Of(const OpenedFile& file, DWORD room = 512) const
+    {
+        std::wstring path(512, L'.');
+        const DWORD length = m_function(file.Handle(), path.data(), room, 0);
+        return std::to_string(length) + (length < room ? " " + Shown(path.c_str()) : "");
+    }
+
+private:
+    using Function = DWORD(WINAPI*)(HANDLE, LPWSTR, DWORD, DWORD);
+
+    const HMODULE m_library = LoadLibraryA("kernel32.dll");
+    const Function m_function =
+        reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(m_library, "GetFinalPathNameByHandleW")));
+};
+
+TEST_F(FinalPath, IsSpeltLikeTheFileOrTellsTheRoomThatItNeeds)
+{
+    const std::string folder = TestDirectory();
+    const std::string path = folder + "\\File";
+    MakeFile(path);
+    const OpenedFile file(folder + "\\fILE", FILE_READ_ATTRIBUTES, kShareAll);
+    const std::string size = std::to_string(path.size() + 4);
+    EXPECT_EQ(Of(file), size + " \\\\?\\" + path);
+    EXPECT_EQ(Of(file, static_cast<DWORD>(path.size() + 5)), size + " \\\\?\\" + path);
+    EXPECT_EQ(Of(file, static_cast<DWORD>(path.size() + 4)), std::to_string(path.size() + 5));
+}
+
+TEST_F(FinalPath, FollowsAMove)
+{
+    if (IsOnWine())
+        GTEST_SKIP() << "Wine keeps the name that a file was opened by";
+    const std::string folder = TestDirectory();
+    MakeFile(folder + "\\old");
+    const OpenedFile file(folder + "\\old", FILE_READ_ATTRIBUTES, kShareAll);
+    ASSERT_TRUE(MoveFileA((folder + "\\old").c_str(), (folder + "\\newer").c_str()));
+    const std::string path = "\\\\?\\" + folder + "\\newer";
+    EXPECT_EQ(Of(file), std::to_string(path.size()) + " " + path);
+}
+
+TEST_F(FinalPath, OfADrivesRootEndsWithABackslash)
+{
+    EXPECT_EQ(Of(OpenedFile("C:\\", FILE_READ_ATTRIBUTES, kShareAll)), "7 \\\\?\\C:\\");
+}
+
 TEST(GetFileInformationByHandle, FaultsWithoutAPlaceForIt)
 {
     const std::string top = TestDirectory();

@@ -213,7 +213,7 @@ std::wstring WideDirectory()
     return Wide(TestDirectory());
 }
 
-void MakeFile(const std::wstring& path)
+void MakeFileAt(const std::wstring& path)
 {
     const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
     ASSERT_TRUE(file != INVALID_HANDLE_VALUE);
@@ -256,7 +256,7 @@ TEST(Owners, AnAdministratorsNewFilesBelongToTheAdministrators)
     if (IsOnWine())
         GTEST_SKIP() << "Wine keeps a file's owner as a Unix user, who is no group";
     const std::wstring top = WideDirectory();
-    MakeFile(top + L"\\file");
+    MakeFileAt(top + L"\\file");
     EXPECT_TRUE(CopyFileW((top + L"\\file").c_str(), (top + L"\\copy").c_str(), TRUE));
     for (const std::wstring& path : {top, top + L"\\file", top + L"\\copy"})
         EXPECT_EQ(OwnerOf(path, SE_FILE_OBJECT), kAdministrators);
@@ -411,7 +411,7 @@ protected:
 TEST_F(Inheritance, ANewFileGetsWhatItsDirectoryHandsToFiles)
 {
     const std::wstring top = OpenDirectory();
-    MakeFile(top + L"\\file");
+    MakeFileAt(top + L"\\file");
     EXPECT_TRUE(CopyFileW((top + L"\\file").c_str(), (top + L"\\copy").c_str(), TRUE));
     EXPECT_EQ(EntriesOf(top + L"\\file", SE_FILE_OBJECT), kInheritedByFile);
     EXPECT_EQ(EntriesOf(top + L"\\copy", SE_FILE_OBJECT), kInheritedByFile);
@@ -437,7 +437,7 @@ TEST_F(Inheritance, ANewKeyGetsWhatTheKeyAboveHandsDown)
 TEST_F(Inheritance, AListThatIsNotProtectedIsFollowedByWhatIsInherited)
 {
     const std::wstring file = OpenDirectory() + L"\\file";
-    MakeFile(file);
+    MakeFileAt(file);
     const std::vector<Entry> own = {{5, 546, 0, 0x120089}};
     SetEntries(file, SE_FILE_OBJECT, own, PROTECTED_DACL_SECURITY_INFORMATION);
     EXPECT_EQ(EntriesOf(file, SE_FILE_OBJECT), own);
@@ -455,7 +455,7 @@ TEST_F(Inheritance, AListThatIsNotProtectedIsFollowedByWhatIsInherited)
 TEST_F(Inheritance, AListThatIsSetAsItWasReadStaysTheSame)
 {
     const std::wstring file = OpenDirectory() + L"\\file";
-    MakeFile(file);
+    MakeFileAt(file);
     const auto setAsRead = [&](SECURITY_INFORMATION how) {
         const SecurityOf security(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION);
         EXPECT_EQ(security.error, 0);
@@ -476,7 +476,7 @@ TEST_F(Inheritance, WhenNothingIsHandedDownTheCreatorsDefaultCounts)
 {
     const std::wstring top = WideDirectory();
     SetEntries(top, SE_FILE_OBJECT, {{5, 544, kContainers, GENERIC_ALL}}, PROTECTED_DACL_SECURITY_INFORMATION);
-    MakeFile(top + L"\\file");
+    MakeFileAt(top + L"\\file");
     const std::vector<Entry> expected = {{5, 544, 0, 0x1F01FF}, {5, 18, 0, 0x1F01FF}};
     EXPECT_EQ(EntriesOf(top + L"\\file", SE_FILE_OBJECT), expected);
 }

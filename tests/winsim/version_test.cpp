@@ -196,4 +196,18 @@ TEST(IsWow64Process, IsFalseForA64BitProcess)
     EXPECT_FALSE(isWow64);
 }
 
+TEST(IsWow64Process, NeedsAHandleThatMayAsk)
+{
+    MisusesHandles();
+    BOOL isWow64 = TRUE;
+    EXPECT_EQ(ErrorOf([&] { return IsWow64Process(nullptr, &isWow64); }), ERROR_INVALID_HANDLE);
+    const HANDLE asking = OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, GetCurrentProcessId());
+    EXPECT_TRUE(IsWow64Process(asking, &isWow64));
+    EXPECT_FALSE(isWow64);
+    EXPECT_TRUE(CloseHandle(asking));
+    const HANDLE waiting = OpenProcess(SYNCHRONIZE, FALSE, GetCurrentProcessId());
+    EXPECT_EQ(ErrorOf([&] { return IsWow64Process(waiting, &isWow64); }), ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(CloseHandle(waiting));
+}
+
 } // namespace

@@ -44,39 +44,85 @@ std::vector<std::string> TextsOf(PWSTR* texts, ULONG count)
     return list;
 }
 
-// ---- Registrations, as recorded calls show them ----
+// ---- Registrations, as recorded calls show them: what is missing is null ----
 
-Json Noted(const CRYPT_INTERFACE_REG& record)
+Json Noted(const WCHAR* text)
 {
-    return {{"dwInterface", record.dwInterface},
-            {"dwFlags", record.dwFlags},
-            {"cFunctions", record.cFunctions},
-            {"rgpszFunctions", TextsOf(record.rgpszFunctions, record.cFunctions)}};
+    return text == nullptr ? Json() : Json(winsim::Utf8(text));
+}
+
+Json Noted(const CRYPT_INTERFACE_REG* record);
+
+template <typename Element>
+Json NotedList(const Element* elements, ULONG count)
+{
+    if (elements == nullptr)
+        return nullptr;
+    Json list = Json::array();
+    for (ULONG i = 0; i < count; ++i)
+        list.push_back(Noted(elements[i]));
+    return list;
+}
+
+Json Noted(const CRYPT_INTERFACE_REG* record)
+{
+    if (record == nullptr)
+        return nullptr;
+    return {{"dwInterface", record->dwInterface},
+            {"dwFlags", record->dwFlags},
+            {"cFunctions", record->cFunctions},
+            {"rgpszFunctions", NotedList(record->rgpszFunctions, record->cFunctions)}};
 }
 
 Json Noted(const CRYPT_IMAGE_REG* record)
 {
     if (record == nullptr)
         return nullptr;
-    Json interfaces = Json::array();
-    for (ULONG i = 0; i < record->cInterfaces; ++i)
-        interfaces.push_back(Noted(*record->rgpInterfaces[i]));
-    return {{"pszImage", winsim::Utf8(record->pszImage)},
+    return {{"pszImage", Noted(record->pszImage)},
             {"cInterfaces", record->cInterfaces},
-            {"rgpInterfaces", std::move(interfaces)}};
+            {"rgpInterfaces", NotedList(record->rgpInterfaces, record->cInterfaces)}};
 }
 
 Json Noted(const CRYPT_PROVIDER_REG* record)
 {
     if (record == nullptr)
         return nullptr;
-    Json aliases;
-    if (record->rgpszAliases != nullptr)
-        aliases = TextsOf(record->rgpszAliases, record->cAliases);
     return {{"cAliases", record->cAliases},
-            {"rgpszAliases", std::move(aliases)},
+            {"rgpszAliases", NotedList(record->rgpszAliases, record->cAliases)},
             {"pUM", Noted(record->pUM)},
             {"pKM", Noted(record->pKM)}};
+}
+
+// ---- Registrations: whether every name and list is there ----
+
+bool IsWhole(const WCHAR* text)
+{
+    return text != nullptr;
+}
+
+bool IsWhole(const CRYPT_INTERFACE_REG* record);
+
+template <typename Element>
+bool IsWholeList(const Element* elements, ULONG count)
+{
+    return count == 0 ||
+           (elements != nullptr && std::all_of(elements, elements + count, [](Element one) { return IsWhole(one); }));
+}
+
+bool IsWhole(const CRYPT_INTERFACE_REG* record)
+{
+    return record != nullptr && IsWholeList(record->rgpszFunctions, record->cFunctions);
+}
+
+bool IsWhole(const CRYPT_IMAGE_REG* record)
+{
+    return record == nullptr || (IsWhole(record->pszImage) && IsWholeList(record->rgpInterfaces, record->cInterfaces));
+}
+
+bool IsWhole(const CRYPT_PROVIDER_REG& record)
+{
+    return (record.pUM != nullptr || record.pKM != nullptr) && IsWhole(record.pUM) && IsWhole(record.pKM) &&
+           IsWholeList(record.rgpszAliases, record.cAliases);
 }
 
 // ---- Registrations, as the machine keeps them ----
@@ -128,6 +174,11 @@ NTSTATUS WINAPI BCryptRegisterProvider(LPCWSTR pszProvider, ULONG dwFlags, PCRYP
     return call.StatusOf([&]() -> DWORD {
         if (pszProvider == nullptr || pReg == nullptr || (dwFlags & ~CRYPT_OVERWRITE) != 0)
             return kInvalidParameter;
+        if (!IsWhole(*pReg))
+        {
+            call.NotSimulated("a registration without images, or with parts missing");
+            return kInvalidParameter;
+        }
         const std::string name = winsim::Utf8(pszProvider);
         if ((dwFlags & CRYPT_OVERWRITE) == 0 && Configuration().providers.contains(name))
             return kNameCollision;

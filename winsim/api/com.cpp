@@ -19,12 +19,23 @@ struct ComClass
     IUnknown* (*make)();
 };
 
+IUnknown* MakeLocator()
+{
+    return winsim::MakeWbemLocator();
+}
+
 constexpr ComClass kClasses[] = {
+    // WbemLocator
+    {{0x4590F811, 0x1D3A, 0x11D0, {0x89, 0x1F, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}},
+     winsim::kWbemLocator,
+     &MakeLocator},
     // The administrative locator, a second class that makes locators.
     {{0xCB8555CC, 0x9128, 0x11D1, {0xAD, 0x9B, 0x00, 0xC0, 0x4F, 0xD8, 0xFD, 0xFF}},
-     {0xDC12A687, 0x737F, 0x11CF, {0x88, 0x4D, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}},
-     []() -> IUnknown* { return winsim::MakeWbemLocator(); }},
+     winsim::kWbemLocator,
+     &MakeLocator},
 };
+
+constexpr DWORD kApartmentFlags = COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE | COINIT_SPEED_OVER_MEMORY;
 
 const ComClass* FindClass(REFCLSID id)
 {
@@ -70,6 +81,8 @@ HRESULT WINAPI CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit)
     Call call{__func__};
     call.In("pvReserved", pvReserved).In("dwCoInit", dwCoInit);
     Simulation& simulation = Simulation::Current();
+    if (pvReserved != nullptr || (dwCoInit & ~kApartmentFlags) != 0)
+        return call.Status(static_cast<std::uint32_t>(E_INVALIDARG));
     const bool wasInApartment = IsInApartment();
     const bool isMultithreaded = (dwCoInit & COINIT_APARTMENTTHREADED) == 0;
     if (!wasInApartment)
@@ -104,12 +117,18 @@ HRESULT WINAPI CoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwCl
         .In("pUnkOuter", pUnkOuter)
         .In("dwClsContext", dwClsContext)
         .In("riid", TextOf(riid));
+    if (ppv == nullptr)
+        return call.Status(static_cast<std::uint32_t>(E_POINTER));
     *ppv = nullptr;
     return winsim::ComStatusOf(call, nullptr, [&] {
         const ComClass* known = FindClass(rclsid);
+        if (known == nullptr)
+            call.NotSimulated("the class " + TextOf(rclsid));
         if (known == nullptr || (dwClsContext & CLSCTX_INPROC_SERVER) == 0)
             return REGDB_E_CLASSNOTREG;
-        if (riid != known->interface)
+        if (pUnkOuter != nullptr)
+            return CLASS_E_NOAGGREGATION;
+        if (riid != known->interface && riid != IID_IUnknown)
             return E_NOINTERFACE;
         *ppv = known->make();
         call.Out("ppv", *ppv);
@@ -131,9 +150,13 @@ HRESULT WINAPI CoSetProxyBlanket(IUnknown* pProxy, DWORD dwAuthnSvc, DWORD dwAut
         .In("pAuthInfo", pAuthInfo)
         .In("dwCapabilities", dwCapabilities);
     return winsim::ComStatusOf(call, pProxy, [&] {
+        if (pProxy == nullptr || dwAuthnLevel > RPC_C_AUTHN_LEVEL_PKT_PRIVACY || dwImpLevel > RPC_C_IMP_LEVEL_DELEGATE)
+            return E_INVALIDARG;
         auto* proxy = dynamic_cast<winsim::ComProxy*>(pProxy);
         if (proxy == nullptr)
             return E_NOINTERFACE;
+        if (dwAuthnLevel == RPC_C_AUTHN_LEVEL_NONE || pAuthInfo != nullptr)
+            return HRESULT_FROM_WIN32(call.NotSimulated("calls without authentication, or in another user's name"));
         proxy->SetImpersonation(dwImpLevel);
         return S_OK;
     });

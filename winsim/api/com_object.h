@@ -51,12 +51,17 @@ public:
     {
         Call call{m_name + "::QueryInterface"};
         call.In("this", Self());
+        if (ppvObject == nullptr)
+            return call.Status(static_cast<std::uint32_t>(E_POINTER));
         *ppvObject = nullptr;
         return ComStatusOf(call, Self(), [&] {
-            if (riid != IID_IUnknown)
+            if (riid != IID_IUnknown && riid != m_interface)
+            {
+                call.NotSimulated("the other interfaces of an object");
                 return E_NOINTERFACE;
+            }
             ++m_references;
-            *ppvObject = static_cast<IUnknown*>(this);
+            *ppvObject = static_cast<Interface*>(this);
             return S_OK;
         });
     }
@@ -83,7 +88,7 @@ public:
 
 protected:
     // `name` is that of the interface in recorded calls.
-    explicit ComObject(const char* name) : m_name(name) {}
+    ComObject(const char* name, REFIID interface) : m_name(name), m_interface(interface) {}
     ~ComObject() = default;
 
     const void* Self() const { return static_cast<const Interface*>(this); }
@@ -92,6 +97,7 @@ private:
     bool IsAlive(const Call& call) const { return call.Find<HeldComObject>(Self()) != nullptr; }
 
     const std::string m_name;
+    const IID m_interface;
     ULONG m_references = 1;
 };
 

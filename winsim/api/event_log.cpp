@@ -28,6 +28,8 @@ HANDLE WINAPI RegisterEventSourceW(LPCWSTR lpUNCServerName, LPCWSTR lpSourceName
     return call.ResultOf(HANDLE{nullptr}, [&] {
         if (lpSourceName == nullptr)
             return call.Fail(HANDLE{nullptr}, ERROR_INVALID_PARAMETER);
+        if (lpUNCServerName != nullptr)
+            return call.Fail(HANDLE{nullptr}, call.NotSimulated("the event logs of other machines"));
         return call.Done(Simulation::Current().handles.Open(EventSource{winsim::Utf8(lpSourceName)}));
     });
 }
@@ -36,9 +38,11 @@ BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwE
                          WORD wNumStrings, DWORD dwDataSize, LPCWSTR* lpStrings, LPVOID lpRawData)
 {
     Call call{__func__};
+    if (wNumStrings != 0)
+        call.Needs(lpStrings);
     std::vector<std::string> strings;
     for (WORD i = 0; i < wNumStrings; ++i)
-        strings.push_back(winsim::Utf8(lpStrings[i]));
+        strings.push_back(lpStrings[i] == nullptr ? std::string() : winsim::Utf8(lpStrings[i]));
     call.In("hEventLog", hEventLog)
         .In("wType", wType)
         .In("wCategory", wCategory)
@@ -52,6 +56,8 @@ BOOL WINAPI ReportEventW(HANDLE hEventLog, WORD wType, WORD wCategory, DWORD dwE
         const auto* source = call.Find<EventSource>(hEventLog);
         if (source == nullptr)
             return ERROR_INVALID_HANDLE;
+        if (lpUserSid != nullptr || dwDataSize != 0)
+            return call.NotSimulated("an event's user and data");
         simulation.machine.events.entries.push_back({source->name, wType, wCategory, dwEventID, std::move(strings)});
         return ERROR_SUCCESS;
     });

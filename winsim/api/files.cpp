@@ -214,6 +214,19 @@ DWORD VolumeOf(const File& file)
     return kFirstVolume + static_cast<unsigned char>(winsim::FoldCase(file.path.substr(0, 1)).front());
 }
 
+// The present path of an open file, with the letters that its name has. Of several names it is the one that the file
+// was opened by.
+std::string PathOf(const winsim::OpenFile& open)
+{
+    const File* file = AllFiles().Find(open.path);
+    const bool isThere = file != nullptr && file->identity.number == open.file.number;
+    if (!isThere)
+        file = AllFiles().FindByIdentity(open.file);
+    const bool isMainName = file != nullptr && (!isThere || winsim::SameName(file->path, open.path));
+    const std::string path = isMainName ? file->path : open.path;
+    return path.find('\\') == std::string::npos ? path + "\\" : path; // the root of a drive
+}
+
 // Flags that only say how the file will be read and written, which no simulated call does.
 constexpr DWORD kHints = 0xF8000000 & ~FILE_FLAG_DELETE_ON_CLOSE; // FILE_FLAG_WRITE_THROUGH, ...
 constexpr DWORD kSettable = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
@@ -366,7 +379,7 @@ DWORD WINAPI GetFinalPathNameByHandleW(HANDLE hFile, LPWSTR lpszFilePath, DWORD 
             return call.Fail(DWORD{0}, ERROR_INVALID_HANDLE);
         if (dwFlags != 0)
             return call.Fail(DWORD{0}, call.NotSimulated("names of volumes and names as they were opened"));
-        const std::u16string path = u"\\\\?\\" + winsim::Utf16(open->path);
+        const std::u16string path = u"\\\\?\\" + winsim::Utf16(PathOf(*open));
         // If the buffer is too small, the result is the needed size: with the terminator, except on Windows Vista.
         // Windows does not say what it leaves in the buffer.
         if (path.size() >= cchFilePath)

@@ -22,6 +22,11 @@ namespace
 // machine all of them are the user's language.
 constexpr LANGID kDefaults[] = {0x0000, 0x0400, 0x0800, 0x0C00, 0x1000, 0x1400};
 
+// Flags that make no difference to what is simulated: users cannot change it, and it is ASCII.
+constexpr LCTYPE kFlagsWithoutEffect = LOCALE_NOUSEROVERRIDE | LOCALE_USE_CP_ACP;
+
+constexpr unsigned kLanguageBits = 16; // the higher bits of a locale are its sort order
+
 const Language* LanguageOf(LCID locale)
 {
     const auto id = static_cast<LANGID>(locale);
@@ -36,16 +41,19 @@ int WINAPI GetLocaleInfoA(LCID Locale, LCTYPE LCType, LPSTR lpLCData, int cchDat
     Call call{__func__};
     call.In("Locale", Locale).In("LCType", LCType).In("cchData", cchData);
     return call.ResultOf(0, [&] {
+        if (Locale >> kLanguageBits != SORT_DEFAULT)
+            return call.Fail(0, call.NotSimulated("sort orders"));
         const Language* language = LanguageOf(Locale);
         if (language == nullptr || cchData < 0 || (cchData != 0 && lpLCData == nullptr))
             return call.Fail(0, ERROR_INVALID_PARAMETER);
+        const LCTYPE kind = LCType & ~kFlagsWithoutEffect;
         std::string text;
-        if (LCType == LOCALE_SISO639LANGNAME)
+        if (kind == LOCALE_SISO639LANGNAME)
             text = language->isoName;
-        else if (LCType == LOCALE_ILANGUAGE)
+        else if (kind == LOCALE_ILANGUAGE)
             text = fmt::format("{:04x}", language->variant);
         else
-            return call.Fail(0, ERROR_INVALID_FLAGS);
+            return call.Fail(0, call.NotSimulated("this information about a language"));
 
         const int size = static_cast<int>(text.size()) + 1;
         if (cchData == 0)

@@ -20,15 +20,20 @@ BOOL WINAPI SetProcessMitigationPolicy(PROCESS_MITIGATION_POLICY MitigationPolic
 {
     Call call{__func__};
     DWORD flags = 0;
-    std::memcpy(&flags, lpBuffer, dwLength < sizeof flags ? dwLength : sizeof flags);
+    if (lpBuffer != nullptr)
+        std::memcpy(&flags, lpBuffer, dwLength < sizeof flags ? dwLength : sizeof flags);
     call.In("MitigationPolicy", static_cast<int>(MitigationPolicy)).In("lpBuffer", flags).In("dwLength", dwLength);
     return call.SuccessOf([&]() -> DWORD {
         Simulation& simulation = Simulation::Current();
+        if (MitigationPolicy != ProcessRedirectionTrustPolicy)
+            return call.NotSimulated("policies other than redirection trust");
         const winsim::WindowsInfo& windows = simulation.machine.windows;
-        const bool isKnown =
-            MitigationPolicy == ProcessRedirectionTrustPolicy && windows.major >= 10 && windows.hasRedirectionTrust;
+        const bool isKnown = windows.major >= 10 && windows.hasRedirectionTrust;
         if (!isKnown || dwLength != sizeof flags)
             return ERROR_INVALID_PARAMETER;
+        call.Needs(lpBuffer);
+        if ((flags & ~kEnforceRedirectionTrust) != 0)
+            return call.NotSimulated("redirection trust that is only audited");
         const bool isEnforced = (flags & kEnforceRedirectionTrust) != 0;
         // A protection cannot be switched off again.
         if (simulation.enforcesRedirectionTrust && !isEnforced)

@@ -26,6 +26,12 @@ const void* HandleOf(SCARDCONTEXT context)
     return reinterpret_cast<const void*>(context);
 }
 
+// Whether a list of groups means all readers: null does, and so does the one group that Windows always has.
+bool MeansAllReaders(const WCHAR* groups)
+{
+    return groups == nullptr || winsim::SameName(winsim::Utf8(groups), "SCard$AllReaders");
+}
+
 // The names, each with a zero after it, and another zero at the end. The last `zerosMissing` zeros are left out.
 std::u16string MultiString(const std::vector<std::string>& names, std::size_t zerosMissing)
 {
@@ -44,6 +50,10 @@ LONG WINAPI SCardEstablishContext(DWORD dwScope, LPCVOID pvReserved1, LPCVOID pv
     Call call{__func__};
     call.In("dwScope", dwScope).In("pvReserved1", pvReserved1).In("pvReserved2", pvReserved2);
     return call.StatusOf([&]() -> DWORD {
+        if (phContext == nullptr)
+            return SCARD_E_INVALID_PARAMETER;
+        if (dwScope > SCARD_SCOPE_SYSTEM)
+            return SCARD_E_INVALID_VALUE;
         Simulation& simulation = Simulation::Current();
         if (simulation.machine.smartCards.managerStatus != 0)
             return simulation.machine.smartCards.managerStatus;
@@ -64,9 +74,15 @@ LONG WINAPI SCardReleaseContext(SCARDCONTEXT hContext)
 LONG WINAPI SCardListReadersW(SCARDCONTEXT hContext, LPCWSTR mszGroups, LPWSTR mszReaders, LPDWORD pcchReaders)
 {
     Call call{__func__};
-    call.In("hContext", HandleOf(hContext)).In("mszGroups", mszGroups).In("pcchReaders", *pcchReaders);
+    call.In("hContext", HandleOf(hContext)).In("mszGroups", mszGroups);
+    if (pcchReaders != nullptr)
+        call.In("pcchReaders", *pcchReaders);
     return call.StatusOf([&]() -> DWORD {
         Simulation& simulation = Simulation::Current();
+        if (pcchReaders == nullptr)
+            return SCARD_E_INVALID_PARAMETER;
+        if (hContext == 0 || !MeansAllReaders(mszGroups) || *pcchReaders == SCARD_AUTOALLOCATE)
+            return call.NotSimulated("readers without a context, groups of readers, or memory for their names");
         if (call.Find<CardContext>(HandleOf(hContext)) == nullptr)
             return SCARD_E_INVALID_HANDLE;
         SmartCards& cards = simulation.machine.smartCards;

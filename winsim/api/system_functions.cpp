@@ -19,12 +19,12 @@ void* AddressOf(Function* function)
 }
 
 const SystemFunction kFunctions[] = {
-    {"bcrypt.dll", "BCryptAddContextFunctionProvider", AddressOf(&BCryptAddContextFunctionProvider)},
-    {"bcrypt.dll", "BCryptRegisterProvider", AddressOf(&BCryptRegisterProvider)},
-    {"bcrypt.dll", "BCryptRemoveContextFunctionProvider", AddressOf(&BCryptRemoveContextFunctionProvider)},
-    {"bcrypt.dll", "BCryptUnregisterProvider", AddressOf(&BCryptUnregisterProvider)},
+    {"bcrypt.dll", "BCryptAddContextFunctionProvider", AddressOf(&BCryptAddContextFunctionProvider), 6, 0},
+    {"bcrypt.dll", "BCryptRegisterProvider", AddressOf(&BCryptRegisterProvider), 6, 0},
+    {"bcrypt.dll", "BCryptRemoveContextFunctionProvider", AddressOf(&BCryptRemoveContextFunctionProvider), 6, 0},
+    {"bcrypt.dll", "BCryptUnregisterProvider", AddressOf(&BCryptUnregisterProvider), 6, 0},
     {"kernel32.dll", "GetFinalPathNameByHandleW", AddressOf(&GetFinalPathNameByHandleW), 6, 0},
-    {"kernel32.dll", "GetThreadUILanguage", AddressOf(&GetThreadUILanguage)},
+    {"kernel32.dll", "GetThreadUILanguage", AddressOf(&GetThreadUILanguage), 6, 0},
     {"kernel32.dll", "GetTickCount", AddressOf(&GetTickCount)},
     {"kernel32.dll", "IsWow64Process", AddressOf(&IsWow64Process)},
     {"kernel32.dll", "SetProcessMitigationPolicy", AddressOf(&SetProcessMitigationPolicy), 6, 2},

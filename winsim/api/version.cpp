@@ -1,5 +1,6 @@
 // Versions of Windows, and what kind of process this is.
 #include "winsim/process/gate.h"
+#include "winsim/process/kernel_objects.h"
 #include "winsim/process/simulation.h"
 
 #include "msvcrt.h"
@@ -85,6 +86,20 @@ bool VersionHolds(const winsim::WindowsInfo& windows, const OSVERSIONINFOEXW& wa
     return holds;
 }
 
+// The error of asking for the process of a handle, which has to be the program's own.
+DWORD OwnProcessError(const Call& call, HANDLE process)
+{
+    if (process == INVALID_HANDLE_VALUE)
+        return ERROR_SUCCESS;
+    const auto* open = call.Find<winsim::OpenProcessHandle>(process);
+    if (open == nullptr)
+        return ERROR_INVALID_HANDLE;
+    if ((open->access & (PROCESS_QUERY_INFORMATION | PROCESS_QUERY_LIMITED_INFORMATION)) == 0)
+        return ERROR_ACCESS_DENIED;
+    const bool isOwn = open->id == Simulation::Current().machine.process.processId;
+    return isOwn ? DWORD{ERROR_SUCCESS} : call.NotSimulated("other processes");
+}
+
 } // namespace
 
 BOOL WINAPI GetVersionExA(LPOSVERSIONINFOA lpVersionInformation)
@@ -143,6 +158,8 @@ BOOL WINAPI VerifyVersionInfoW(LPOSVERSIONINFOEXW lpVersionInformation, DWORD dw
     return call.SuccessOf([&]() -> DWORD {
         if (dwTypeMask == 0 || dwlConditionMask == 0)
             return ERROR_BAD_ARGUMENTS;
+        if ((dwTypeMask & (VER_SUITENAME | VER_PRODUCT_TYPE)) != 0)
+            return call.NotSimulated("suites and types of products");
         if (!VersionHolds(Simulation::Current().machine.windows, *lpVersionInformation, dwTypeMask, dwlConditionMask))
             return ERROR_OLD_WIN_VERSION;
         return ERROR_SUCCESS;
@@ -154,6 +171,8 @@ BOOL WINAPI IsWow64Process(HANDLE hProcess, PBOOL Wow64Process)
     Call call{__func__};
     call.In("hProcess", hProcess).Needs(Wow64Process);
     return call.SuccessOf([&]() -> DWORD {
+        if (const DWORD error = OwnProcessError(call, hProcess); error != ERROR_SUCCESS)
+            return error;
         *Wow64Process = Simulation::Current().machine.windows.isWow64 ? TRUE : FALSE;
         call.Out("Wow64Process", *Wow64Process);
         return ERROR_SUCCESS;

@@ -6,13 +6,20 @@
 #include "winsim/api/wmi_locator.h"
 #include "winsim/machine/effects.h"
 
+#include <algorithm>
 #include <map>
+#include <optional>
+#include <string_view>
 
 namespace winsim
 {
 
 namespace
 {
+
+constexpr IID kWbemClassObject = {0xDC12A681, 0x737F, 0x11CF, {0x88, 0x4D, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}};
+constexpr IID kWbemServices = {0x9556DC99, 0x828C, 0x11CF, {0xA3, 0x7E, 0x00, 0xAA, 0x00, 0x32, 0x40, 0xC7}};
+constexpr DWORD kServerUnavailable = 1722; // RPC_S_SERVER_UNAVAILABLE
 
 const Wmi& Instrumentation()
 {
@@ -54,10 +61,50 @@ const WmiMethod* FindMethod(const Subject& subject, const std::string& name)
     return method == one->methods.end() ? nullptr : &method->second;
 }
 
+// Notes that something is not simulated. Returns the result that Windows most often has.
+HRESULT Lacking(const Call& call, std::string_view what, HRESULT usual)
+{
+    call.NotSimulated(what);
+    return usual;
+}
+
+// The namespace of a path with backslashes: "\\.\root\x" means "root\x". None if it is another machine's.
+std::optional<std::string> NamespaceOf(const std::string& path)
+{
+    const std::size_t end = path.starts_with("\\\\") ? path.find('\\', 2) : std::string::npos;
+    if (end == std::string::npos)
+        return path;
+    return path.substr(2, end - 2) == "." ? std::optional(path.substr(end + 1)) : std::nullopt;
+}
+
+// What is wrong with the path of a class or an instance, or S_OK.
+HRESULT PathResult(const Call& call, const std::string& path)
+{
+    const std::string className = path.substr(0, path.find('='));
+    if (className.find_first_of("\\/:.") != std::string::npos)
+        return Lacking(call, "object paths with a namespace or with the names of keys", WBEM_E_NOT_FOUND);
+    return className.empty() ? WBEM_E_INVALID_OBJECT_PATH : S_OK;
+}
+
+bool IsInstancePath(const std::string& path)
+{
+    return path.find('=') != std::string::npos;
+}
+
+// Whether a call about an object asks for more than its result.
+HRESULT ExtrasResult(const Call& call, LONG flags, bool hasCallResult)
+{
+    if ((flags & ~WBEM_FLAG_USE_AMENDED_QUALIFIERS) == 0 && !hasCallResult)
+        return S_OK;
+    return Lacking(call, "these flags, and calls that return before their end", WBEM_E_INVALID_PARAMETER);
+}
+
 class ClassObject final : public ComObject<IWbemClassObject>
 {
 public:
-    explicit ClassObject(Subject subject) : ComObject("IWbemClassObject"), m_subject(std::move(subject)) {}
+    explicit ClassObject(Subject subject)
+        : ComObject("IWbemClassObject", kWbemClassObject), m_subject(std::move(subject))
+    {}
 
     HRESULT Put(LPCWSTR wszName, LONG lFlags, VARIANT* pVal, CIMTYPE Type) override
     {
@@ -68,14 +115,16 @@ public:
         if (pVal != nullptr && !handles.IsOpen<HeldVariant>(pVal))
             handles.Hold<HeldVariant>(pVal);
         return ComStatusOf(call, Self(), [&] {
-            if (wszName == nullptr || pVal == nullptr)
+            if (wszName == nullptr || pVal == nullptr || lFlags != 0)
                 return WBEM_E_INVALID_PARAMETER;
+            if (!m_subject.isInstance || m_subject.method.empty())
+                return Lacking(call, "properties other than a method's parameters", WBEM_E_NOT_FOUND);
             const std::string name = Utf8(wszName);
             const WmiMethod* method = FindMethod(m_subject, m_subject.method);
             if (method == nullptr || !method->parameters.contains(name))
                 return WBEM_E_NOT_FOUND;
-            if (method->parameters.at(name) != pVal->vt)
-                return WBEM_E_TYPE_MISMATCH;
+            if (pVal->vt != VT_NULL && method->parameters.at(name) != pVal->vt)
+                return Lacking(call, "the conversion of a parameter to its type", WBEM_E_TYPE_MISMATCH);
             m_values[name] = Noted(pVal);
             return S_OK;
         });
@@ -85,8 +134,13 @@ public:
     {
         Call call{"IWbemClassObject::SpawnInstance"};
         call.In("this", Self()).In("lFlags", lFlags);
-        *ppNewInstance = nullptr;
+        if (ppNewInstance != nullptr)
+            *ppNewInstance = nullptr;
         return ComStatusOf(call, Self(), [&] {
+            if (ppNewInstance == nullptr || lFlags != 0)
+                return WBEM_E_INVALID_PARAMETER;
+            if (m_subject.isInstance)
+                return Lacking(call, "instances made from instances", WBEM_E_INVALID_OPERATION);
             Subject instance = m_subject;
             instance.isInstance = true;
             *ppNewInstance = MakeComObject<ClassObject>(std::move(instance));
@@ -110,8 +164,10 @@ public:
                 *signature = nullptr;
         }
         return ComStatusOf(call, Self(), [&] {
-            if (wszName == nullptr || m_subject.isInstance || !m_subject.method.empty())
+            if (wszName == nullptr || lFlags != 0)
                 return WBEM_E_INVALID_PARAMETER;
+            if (m_subject.isInstance || !m_subject.method.empty())
+                return Lacking(call, "the methods of an object that is no class", WBEM_E_INVALID_OPERATION);
             const std::string name = Utf8(wszName);
             const WmiMethod* method = FindMethod(m_subject, name);
             if (method == nullptr)
@@ -143,7 +199,7 @@ private:
 class Services final : public ComObject<IWbemServices>, public ComProxy
 {
 public:
-    explicit Services(std::string space) : ComObject("IWbemServices"), m_space(std::move(space)) {}
+    explicit Services(std::string space) : ComObject("IWbemServices", kWbemServices), m_space(std::move(space)) {}
 
     void SetImpersonation(DWORD level) override { m_impersonation = level; }
 
@@ -157,11 +213,22 @@ public:
             .In("pCtx", pCtx)
             .In("ppCallResult", ppCallResult != nullptr);
         const std::string path = TextOf(call, strObjectPath);
-        *ppObject = nullptr;
+        if (ppObject != nullptr)
+            *ppObject = nullptr;
         return StatusOf(call, [&] {
-            if (Instrumentation().FindClass(m_space, path) == nullptr)
+            if (const HRESULT result = ExtrasResult(call, lFlags, ppCallResult != nullptr); result != S_OK)
+                return result;
+            if (ppObject == nullptr)
+                return WBEM_E_INVALID_PARAMETER;
+            if (path.empty())
+                return Lacking(call, "the making of a class", WBEM_E_NOT_FOUND);
+            if (const HRESULT result = PathResult(call, path); result != S_OK)
+                return result;
+            const bool isInstance = IsInstancePath(path);
+            const Wmi& wmi = Instrumentation();
+            if ((isInstance ? wmi.FindInstance(m_space, path) : wmi.FindClass(m_space, path)) == nullptr)
                 return WBEM_E_NOT_FOUND;
-            *ppObject = MakeComObject<ClassObject>(Subject{m_space, path, ""});
+            *ppObject = MakeComObject<ClassObject>(Subject{m_space, path.substr(0, path.find('=')), "", isInstance});
             call.Out("ppObject", *ppObject);
             return S_OK;
         });
@@ -185,7 +252,16 @@ public:
         if (ppOutParams != nullptr)
             *ppOutParams = nullptr;
         return StatusOf(call, [&] {
-            const WmiClass* one = Instrumentation().FindInstance(m_space, path);
+            if (const HRESULT result = ExtrasResult(call, lFlags, ppCallResult != nullptr); result != S_OK)
+                return result;
+            if (path.empty() || name.empty())
+                return WBEM_E_INVALID_PARAMETER;
+            if (const HRESULT result = PathResult(call, path); result != S_OK)
+                return result;
+            const Wmi& wmi = Instrumentation();
+            if (!IsInstancePath(path) && wmi.FindClass(m_space, path) != nullptr)
+                return Lacking(call, "methods called on a class", WBEM_E_INVALID_METHOD_PARAMETERS);
+            const WmiClass* one = wmi.FindInstance(m_space, path);
             if (one == nullptr)
                 return WBEM_E_NOT_FOUND;
             const auto method = one->methods.find(name);
@@ -232,7 +308,7 @@ private:
 class Locator final : public ComObject<IWbemLocator>
 {
 public:
-    Locator() : ComObject("IWbemLocator") {}
+    Locator() : ComObject("IWbemLocator", kWbemLocator) {}
 
     HRESULT ConnectServer(const BSTR strNetworkResource, const BSTR strUser, const BSTR strPassword,
                           const BSTR strLocale, LONG lSecurityFlags, const BSTR strAuthority, IWbemContext* pCtx,
@@ -247,12 +323,26 @@ public:
             .In("lSecurityFlags", lSecurityFlags)
             .In("strAuthority", NotedBstr(strAuthority))
             .In("pCtx", pCtx);
-        const std::string path = TextOf(call, strNetworkResource);
-        *ppNamespace = nullptr;
+        std::string path = TextOf(call, strNetworkResource);
+        std::ranges::replace(path, '/', '\\');
+        const bool lacksServer = path.starts_with("\\\\\\");
+        const auto space = NamespaceOf(path);
+        const std::string user = TextOf(call, strUser);
+        if (ppNamespace != nullptr)
+            *ppNamespace = nullptr;
         return ComStatusOf(call, Self(), [&] {
-            if (Instrumentation().FindNamespace(path) == nullptr)
+            if (strNetworkResource == nullptr || ppNamespace == nullptr || lacksServer ||
+                (lSecurityFlags & ~WBEM_FLAG_CONNECT_USE_MAX_WAIT) != 0)
+                return WBEM_E_INVALID_PARAMETER;
+            if (!space)
+                return Lacking(call, "the WMI of other machines", HRESULT_FROM_WIN32(kServerUnavailable));
+            if (strAuthority != nullptr)
+                return Lacking(call, "authorities", WBEM_E_INVALID_PARAMETER);
+            if (!user.empty())
+                return WBEM_E_LOCAL_CREDENTIALS;
+            if (Instrumentation().FindNamespace(*space) == nullptr)
                 return WBEM_E_INVALID_NAMESPACE;
-            *ppNamespace = MakeComObject<Services>(path);
+            *ppNamespace = MakeComObject<Services>(*space);
             call.Out("ppNamespace", *ppNamespace);
             return S_OK;
         });

@@ -25,6 +25,9 @@ inline constexpr DWORD WC_NO_BEST_FIT_CHARS = 0x400;
 using LCTYPE = DWORD;
 inline constexpr LCTYPE LOCALE_ILANGUAGE = 0x00000001;
 inline constexpr LCTYPE LOCALE_SISO639LANGNAME = 0x00000059;
+inline constexpr LCTYPE LOCALE_RETURN_NUMBER = 0x20000000;
+inline constexpr LCTYPE LOCALE_USE_CP_ACP = 0x40000000;
+inline constexpr LCTYPE LOCALE_NOUSEROVERRIDE = 0x80000000;
 inline constexpr WORD SORT_DEFAULT = 0x0;
 
 constexpr LCID MAKELCID(LANGID language, WORD sortId)

@@ -20,10 +20,12 @@ std::string Ansi(const std::string& utf8)
     return winsim::CodePage::Get(kCodePage).FromUtf16(winsim::Utf16(utf8));
 }
 
-// A text in ANSI, with its letters folded to one case.
-std::string Folded(const std::string& ansi)
+// A text in ANSI, with the letters of ASCII folded to one case.
+std::string Folded(std::string ansi)
 {
-    return winsim::FoldCase(winsim::Utf8(winsim::CodePage::Get(kCodePage).ToUtf16(ansi)));
+    for (char& c : ansi)
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return ansi;
 }
 
 bool CanBeServiceName(const std::string& name)

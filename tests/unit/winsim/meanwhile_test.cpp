@@ -173,7 +173,7 @@ TEST_F(AnotherProcess, MakesLinksThatAnEnforcingProcessDoesNotFollow)
     DWORD no = 0;
     EXPECT_FALSE(SetProcessMitigationPolicy(ProcessRedirectionTrustPolicy, &no, sizeof no));
     EXPECT_EQ(LastError(), 5);
-    EXPECT_FALSE(SetProcessMitigationPolicy(ProcessDEPPolicy, &enforced, sizeof enforced));
+    EXPECT_FALSE(SetProcessMitigationPolicy(ProcessRedirectionTrustPolicy, &enforced, sizeof enforced + 1));
     EXPECT_EQ(LastError(), 87);
 }
 
