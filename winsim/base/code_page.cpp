@@ -168,9 +168,9 @@ std::u16string CodePage::ToUtf16(std::string_view bytes, bool* hasInvalid) const
 
 std::u16string CodePage::Decode(std::string_view bytes, bool& isInvalid) const
 {
-    std::u16string out;
+    std::u16string out = AsciiStart(bytes);
     out.reserve(bytes.size());
-    for (std::size_t i = 0; i < bytes.size(); ++i)
+    for (std::size_t i = out.size(); i < bytes.size(); ++i)
     {
         const auto byte = static_cast<unsigned char>(bytes[i]);
         if (!m_isLeadByte[byte])

@@ -4,6 +4,7 @@
 #include "winsim/base/utf8.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 
 namespace winsim
@@ -78,12 +79,21 @@ std::pair<char32_t, std::size_t> DecodeUtf8(std::string_view text, Surrogates su
     return {c, length};
 }
 
-bool IsAscii(std::string_view utf8)
+// How many units at the start of a text are ASCII. Most texts are nothing else, and these units are the same in each
+// encoding.
+template <typename Unit>
+std::size_t AsciiLength(std::basic_string_view<Unit> text)
 {
-    return std::ranges::all_of(utf8, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    const auto isOther = [](Unit unit) { return static_cast<std::make_unsigned_t<Unit>>(unit) >= 0x80; };
+    return static_cast<std::size_t>(std::find_if(text.begin(), text.end(), isOther) - text.begin());
 }
 
-char FoldAscii(char c)
+bool IsAscii(std::string_view utf8)
+{
+    return AsciiLength(utf8) == utf8.size();
+}
+
+constexpr char FoldAscii(char c)
 {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 0x20) : c;
 }
@@ -103,10 +113,16 @@ std::size_t SequenceLength(unsigned char first)
     return 0;
 }
 
+std::u16string AsciiStart(std::string_view text)
+{
+    return {text.begin(), text.begin() + static_cast<std::ptrdiff_t>(AsciiLength(text))};
+}
+
 std::u16string DecodeAllUtf8(std::string_view text, Surrogates surrogates)
 {
-    std::u16string out;
-    out.reserve(text.size());
+    std::u16string out = AsciiStart(text);
+    text.remove_prefix(out.size());
+    out.reserve(out.size() + text.size());
     while (!text.empty())
     {
         const auto [c, length] = DecodeUtf8(text, surrogates);
@@ -124,9 +140,9 @@ std::u16string DecodeAllUtf8(std::string_view text, Surrogates surrogates)
 
 std::string EncodeAllUtf8(std::u16string_view text, Surrogates surrogates)
 {
-    std::string out;
+    std::string out(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(AsciiLength(text)));
     out.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i)
+    for (std::size_t i = out.size(); i < text.size(); ++i)
     {
         char32_t c = text[i];
         if (IsHighSurrogate(c) && i + 1 < text.size() && IsLowSurrogate(text[i + 1]))
@@ -172,7 +188,7 @@ bool SameName(std::string_view left, std::string_view right)
 {
     // Names are compared often, and most of them are ASCII.
     if (IsAscii(left) && IsAscii(right))
-        return std::ranges::equal(left, right, {}, &FoldAscii, &FoldAscii);
+        return std::ranges::equal(left, right, [](char a, char b) { return FoldAscii(a) == FoldAscii(b); });
     return FoldCase(left) == FoldCase(right);
 }
 
