@@ -1,12 +1,12 @@
 #!/usr/bin/python3
 """Changes the program one place at a time and looks whether a test fails.
 
-Usage: check.py PROJECT-FOLDER BUILD-FOLDER [--all] [--survivors] [--quick] [--every N] [FILE...]
+Usage: check.py PROJECT-FOLDER BUILD-FOLDER [--all] [--survivors] [--equivalent] [--quick] [--every N] [FILE...]
 
 Tries the changes of the lines that differ from the newest tag, and others spread over all sources when those are few.
 --all, or KELO_MUTANTS=all, tries all; FILE... those of files below src/; --survivors those that no test noticed the
-last time; --every N each Nth of these. --quick leaves out the tests that take long and the sweep of failures. A change
-that nothing can notice stands in equivalent.txt, with the reason.
+last time; --equivalent those that nothing can notice, which stand in equivalent.txt with the reason; --every N each Nth
+of these. --quick leaves out the tests that take long and the sweep of failures.
 """
 
 import argparse
@@ -303,23 +303,25 @@ def main():
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("--all", action="store_true")
     parser.add_argument("--survivors", action="store_true")
+    parser.add_argument("--equivalent", action="store_true")
     parser.add_argument("--quick", action="store_true")
     parser.add_argument("--every", type=int, default=1)
     parser.add_argument("files", nargs="*")
     options = parser.parse_intermixed_args()
     root, build = options.project.resolve(), options.build.resolve()
     run = Run(root, build, os.cpu_count(), options.quick)
+    equivalent = Equivalent(pathlib.Path(__file__).with_name("equivalent.txt"))
     changes = [change for change in run.everything.changes.values() if run.is_run(change)]
-    if options.files:
+    if options.equivalent:
+        changes = [change for change in changes if change.name in equivalent.names]
+    elif options.files:
         changes = [change for change in changes if any(change.path.startswith(file) for file in options.files)]
     elif not options.all and os.environ.get("KELO_MUTANTS") != "all":
         changes = short_choice(root, changes)
     if options.survivors:
         changes = [c for c in changes if run.results.known.get(c.name, {}).get("result") == "survived"]
-
     changes = changes[::options.every]
 
-    equivalent = Equivalent(pathlib.Path(__file__).with_name("equivalent.txt"))
     found = run.all(changes)
     survived = [name for name in found["survived"] if name not in equivalent.names]
     wrong = equivalent.wrong
