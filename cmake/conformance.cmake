@@ -46,8 +46,7 @@ function(conformance_on_winsim)
     target_link_libraries(winsim_tests PRIVATE winsim GTest::gtest)
     set_target_properties(winsim_tests PROPERTIES ENABLE_EXPORTS ON)
     add_dependencies(winsim_tests winsim_conformance)
-    gtest_discover_tests(winsim_tests TEST_PREFIX winsim. PROPERTIES LABELS winsim ${KELO_WEIGHT}
-        DISCOVERY_MODE PRE_TEST)
+    run_in_shares(winsim 2)
 
     find_program(WINE wine)
     if(WINE)

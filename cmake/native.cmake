@@ -125,12 +125,6 @@ set_target_properties(kelo_test_program PROPERTIES OUTPUT_NAME KeloCustomActionT
 add_library(ending_program MODULE tests/support/ending_program.cpp)
 winsim_program(ending_program)
 
-include(GoogleTest)
-
-# Tests under Wine wait much of their time; all others keep a processor busy. ./test starts four tests for each processor
-# at most, and one of the others counts as three: so both kinds run side by side.
-set(KELO_WEIGHT PROCESSORS 3)
-
 # Compiles the sources of each folder of a group as one: most of the time goes into the templates of the same headers. So
 # no two sources of a folder declare the same name.
 function(compile_folders_together target)
@@ -166,12 +160,6 @@ function(native_tests group)
     add_dependencies(${group}_tests kelo-rehearse kelo_test_program kelo_library ending_program)
 endfunction()
 
-# Runs each test of a group in its own process.
-function(run_each_alone group)
-    gtest_discover_tests(${group}_tests TEST_PREFIX ${group}. PROPERTIES LABELS ${group} ${KELO_WEIGHT}
-        DISCOVERY_MODE PRE_TEST)
-endfunction()
-
 # Runs the tests of a group in shares: they are so short that a process for each would take longer than the tests.
 function(run_in_shares group shares)
     math(EXPR last "${shares} - 1")
@@ -192,7 +180,7 @@ set_source_files_properties(${PROJECT_SOURCE_DIR}/tests/unit/smartcard/virtual_r
     SKIP_UNITY_BUILD_INCLUSION ON)
 run_in_shares(unit 8)
 native_tests(scenarios LIKE unit)
-run_each_alone(scenarios)
+run_in_shares(scenarios 2)
 native_tests(faults OPTIMISED)
 run_in_shares(faults 8)
 target_link_libraries(faults_tests PRIVATE report)
@@ -237,6 +225,8 @@ python_check(unit.proof proof/rows_test.py)
 python_check(unit.reports rehearse/reports_test.py)
 python_check(unit.commands commands_test.py)
 
+# Tests under Wine wait much of their time; all others keep a processor busy. ./test starts four tests for each processor
+# at most, and one of the others counts as three: so both kinds run side by side.
 get_property(busy_tests DIRECTORY PROPERTY TESTS)
 list(FILTER busy_tests EXCLUDE REGEX "^e2e[.]")
-set_tests_properties(${busy_tests} PROPERTIES ${KELO_WEIGHT})
+set_tests_properties(${busy_tests} PROPERTIES PROCESSORS 3)

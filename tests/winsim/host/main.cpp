@@ -1,4 +1,4 @@
-// Runs the conformance tests against the simulated machine: each test in its own process on a fresh machine.
+// Runs the conformance tests against the simulated machine: each test in its own simulated process on a fresh machine.
 #include "winsim/base/text.h"
 #include "winsim/process/program.h"
 #include "winsim/process/simulation.h"
