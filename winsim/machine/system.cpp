@@ -131,7 +131,7 @@ struct Fields<Clock>
                   "and the run is ended after 100,000 of them",
                   "`1`"},
               Always(&Clock::yieldMs));
-        visit(Key{"lateMs", "how much longer than asked every other `Sleep` takes, in milliseconds: on a busy Windows",
+        visit(Key{"lateMs", "how much longer than asked a longer `Sleep` takes, in milliseconds: on a busy Windows",
                   "`0`"},
               Always(&Clock::lateMs));
         visit(Key{"zoneBias", "minutes to add to local standard time to get UTC; may be negative", "`300`"},
