@@ -22,7 +22,7 @@ function(clang_header header source)
 endfunction()
 
 # clang_objects(OBJECTS FOLDER SOURCES [HEADER file] OPTIONS option...): compiles each source of a list to an object in a
-# folder, with a precompiled header.
+# folder, with a precompiled header if one is named.
 function(clang_objects objects folder sources)
     cmake_parse_arguments(CLANG "" HEADER OPTIONS ${ARGN})
     if(CLANG_HEADER)
@@ -59,8 +59,8 @@ clang_objects(FUZZ_RUNTIME image "${FUZZ_RUNTIME_SOURCES}" OPTIONS ${FUZZ_COUNTI
 clang_objects(FUZZ_COUNTERS image "${PROJECT_SOURCE_DIR}/tests/fuzz/image/counters.cpp" OPTIONS ${FUZZ_IMAGE_OPTIONS})
 set(FUZZ_IMAGE ${FUZZ_FOLDER}/KeloCustomActionFuzz.so)
 add_custom_command(OUTPUT ${FUZZ_IMAGE} DEPENDS ${FUZZ_IMAGE_OBJECTS} ${FUZZ_RUNTIME} ${FUZZ_COUNTERS}
-    COMMAND ${KELO_CLANG} -shared ${FUZZ_SANITIZERS} ${FUZZ_IMAGE_OBJECTS} ${FUZZ_RUNTIME} ${FUZZ_COUNTERS} -o ${FUZZ_IMAGE}
-        -Wl,--version-script=${WINSIM_PROGRAM_MAP}
+    COMMAND ${KELO_CLANG} -shared ${FUZZ_SANITIZERS} ${FUZZ_IMAGE_OBJECTS} ${FUZZ_RUNTIME} ${FUZZ_COUNTERS}
+        -o ${FUZZ_IMAGE} -Wl,--version-script=${WINSIM_PROGRAM_MAP}
     COMMENT "Linking the image for the fuzzers")
 
 # The code that reads descriptions is watched as well: it replaces winsim's own.

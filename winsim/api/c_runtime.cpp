@@ -186,17 +186,6 @@ int CompareIgnoringAsciiCase(const Unit* left, const Unit* right)
     }
 }
 
-bool HasDoubleBytes(unsigned codePage)
-{
-    const winsim::CodePage& page = winsim::CodePage::Get(codePage);
-    for (unsigned byte = 0x80; byte <= 0xFF; ++byte)
-    {
-        if (page.IsLeadByte(static_cast<unsigned char>(byte)))
-            return true;
-    }
-    return false;
-}
-
 } // namespace
 
 int _vsnprintf(char* buffer, std::size_t count, const char* format, va_list arguments)
@@ -241,7 +230,7 @@ int _wcsnicmp(const WCHAR* left, const WCHAR* right, std::size_t count)
 // this to _stricmp, which knows the letters of ASCII only.
 int _mbsicmp(const unsigned char* left, const unsigned char* right)
 {
-    if (!HasDoubleBytes(winsim::Simulation::Current().machine.windows.codePage))
+    if (!winsim::CodePage::Get(winsim::Simulation::Current().machine.windows.codePage).HasDoubleBytes())
         return CompareIgnoringAsciiCase(reinterpret_cast<const char*>(left), reinterpret_cast<const char*>(right));
     const auto fold = [](const unsigned char* text) {
         return winsim::FoldCase(winsim::Simulation::Current().FromAnsi(reinterpret_cast<const char*>(text)));

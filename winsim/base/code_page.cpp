@@ -51,7 +51,7 @@ bool IsForPrivateUse(char16_t unit)
     return unit >= 0xE000 && unit <= 0xF8FF;
 }
 
-bool HasDoubleBytes(unsigned number)
+bool IsOfDoubleBytes(unsigned number)
 {
     return number == 932 || number == 936 || number == 949 || number == 950;
 }
@@ -81,7 +81,7 @@ void CodePage::Fill(unsigned number)
     m_bytes.assign(0x10000, 0);
     for (unsigned byte = 0; byte < 256; ++byte)
         SetSingle(byte, byte < 0x80 ? static_cast<char16_t>(byte) : decode(std::string(1, static_cast<char>(byte))));
-    if (HasDoubleBytes(number))
+    if (IsOfDoubleBytes(number))
         FillDoubleBytes([&](unsigned char lead, unsigned char trail) {
             return decode({static_cast<char>(lead), static_cast<char>(trail)});
         });
@@ -97,7 +97,7 @@ void CodePage::Fill(unsigned number)
         if (m_single[byte] == 0 && !m_isLeadByte[byte])
             SetSingle(byte, static_cast<char16_t>(byte));
     }
-    if (HasDoubleBytes(number))
+    if (HasDoubleBytes())
         return;
     for (char16_t ascii = u'!'; ascii <= u'~'; ++ascii)
     {

@@ -42,6 +42,7 @@ public:
 
     // Whether a byte begins a character of two bytes.
     bool IsLeadByte(unsigned char byte) const;
+    bool HasDoubleBytes() const { return !m_double.empty(); }
 
 private:
     explicit CodePage(unsigned number);

@@ -34,6 +34,15 @@ Json AreaOfFields<Area>::Schema(Json& definitions)
     return SchemaOf<Area>(definitions);
 }
 
+// The schema of an area whose keys are full paths.
+template <typename Value>
+Json SchemaByPath(Json& definitions)
+{
+    return {{"type", "object"},
+            {"additionalProperties", false},
+            {"patternProperties", {{"^[A-Za-z]:", OrNull(SchemaOf<Value>(definitions))}}}};
+}
+
 struct Clock;
 struct Cng;
 struct ProcessInfo;

@@ -253,9 +253,7 @@ Json Files::ToJson() const
 
 Json SchemaOfFiles(Json& definitions)
 {
-    return {{"type", "object"},
-            {"additionalProperties", false},
-            {"patternProperties", {{"^[A-Za-z]:", OrNull(SchemaOf<File>(definitions))}}}};
+    return SchemaByPath<File>(definitions);
 }
 
 std::string Files::Normalize(const std::string& path)

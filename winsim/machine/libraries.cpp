@@ -176,9 +176,7 @@ Json Library::ToJson() const
 
 Json SchemaOfLibraries(Json& definitions)
 {
-    return {{"type", "object"},
-            {"additionalProperties", false},
-            {"patternProperties", {{"^[A-Za-z]:", OrNull(SchemaOf<Library>(definitions))}}}};
+    return SchemaByPath<Library>(definitions);
 }
 
 const Texts& Library::TextsAt(const std::string& path) const

@@ -63,9 +63,7 @@ Json ProgramFile::ToJson() const
 
 Json SchemaOfPrograms(Json& definitions)
 {
-    return {{"type", "object"},
-            {"additionalProperties", false},
-            {"patternProperties", {{"^[A-Za-z]:", OrNull(SchemaOf<ProgramFile>(definitions))}}}};
+    return SchemaByPath<ProgramFile>(definitions);
 }
 
 } // namespace winsim

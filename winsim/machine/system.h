@@ -35,7 +35,7 @@ struct Clock
     std::int64_t utcMs = 0;      // milliseconds since 1970
     std::uint32_t tickCount = 0; // milliseconds since the machine started, as GetTickCount counts them
     std::uint32_t yieldMs = 0;   // how long a Sleep(0) takes
-    std::uint32_t lateMs = 0;    // how much longer than asked another Sleep takes
+    std::uint32_t lateMs = 0;    // how much longer than asked a longer Sleep takes
     std::int32_t zoneBias = 0;   // minutes
     std::int32_t daylightBias = 0;
     bool isDaylight = false;
