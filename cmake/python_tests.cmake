@@ -32,6 +32,9 @@ set_tests_properties(images.reproducible_test.Reproducible.test_another_folder_g
     RUN_SERIAL TRUE)
 # All programs under Wine run with this library.
 add_library(heap_guard SHARED tests/e2e/wine/heap_guard.c)
+# Its heap begins right after this section.
+add_executable(unlucky_heap tests/e2e/wine/unlucky_heap.c)
+target_link_options(unlucky_heap PRIVATE -no-pie -Wl,--section-start=.before_heap=0x7ffdf000)
 # There is a test for each machine.
 file(GLOB KELO_MACHINES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/machines/*.json)
 python_tests(e2e ${KELO_MACHINES})

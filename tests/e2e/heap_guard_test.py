@@ -1,12 +1,17 @@
 """No heap of a program under Wine grows to the memory that Wine needs."""
 
+import os
 import pathlib
+import subprocess
 import unittest
 
+import paths
 from runs.program import Machine
 from setup.services import start_sleeper
 
 SLEEPER = "Sleeper.exe"
+UNLUCKY = paths.NATIVE / "unlucky_heap"  # its heap begins there, and its exit status tells what is there at its end
+ANOTHER_PLACE = 2
 
 
 def _maps_of(name):
@@ -28,3 +33,12 @@ class HeapGuard(unittest.TestCase):
             maps = _maps_of(name)
             self.assertTrue(any("libheap_guard" in line for line in maps))
             self.assertEqual([line for line in maps if line.endswith("[heap]")], [])
+
+    def test_a_heap_that_begins_there_goes_elsewhere(self):
+        def status(**environment):
+            return subprocess.run([UNLUCKY], env={**os.environ, **environment}, check=False).returncode
+
+        if (unguarded := status()) == ANOTHER_PLACE:
+            self.skipTest("this system places heaps at random")
+        self.assertEqual(unguarded, 1)
+        self.assertEqual(status(LD_PRELOAD=str(paths.NATIVE / "libheap_guard.so")), 0)
