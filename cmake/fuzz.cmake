@@ -10,7 +10,8 @@ endif()
 
 set(FUZZ_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/fuzz)
 set(FUZZ_SANITIZERS -fsanitize=address,undefined -fno-sanitize=vptr,function -fno-sanitize-recover=all)
-set(FUZZ_OPTIONS -std=c++20 -g1 -O1 -fno-omit-frame-pointer -Wall -Wextra -Wshadow -Werror ${FUZZ_SANITIZERS})
+set(FUZZ_PLAIN_OPTIONS -std=c++20 -g1 -O1 -fno-omit-frame-pointer -Wall -Wextra -Wshadow -Werror)
+set(FUZZ_OPTIONS ${FUZZ_PLAIN_OPTIONS} ${FUZZ_SANITIZERS})
 set(FUZZ_INCLUDES -I${PROJECT_SOURCE_DIR} -I${PROJECT_SOURCE_DIR}/winsim/include)
 
 # clang_header(HEADER SOURCE OPTION...): precompiles a header.
@@ -63,26 +64,21 @@ add_custom_command(OUTPUT ${FUZZ_IMAGE} DEPENDS ${FUZZ_IMAGE_OBJECTS} ${FUZZ_RUN
         -o ${FUZZ_IMAGE} -Wl,--version-script=${WINSIM_PROGRAM_MAP}
     COMMENT "Linking the image for the fuzzers")
 
-# The code that reads descriptions is watched as well: it replaces winsim's own.
-set(FUZZ_HOST_OPTIONS ${FUZZ_OPTIONS} -fsanitize=fuzzer-no-link -DWINSIM_HOST -DKELO_ROOT="${PROJECT_SOURCE_DIR}")
+# The code that reads descriptions is watched as well: it replaces winsim's own. Most of the compile time goes into
+# templates of the same headers, so its sources are compiled at once.
+set(FUZZ_HOST_OPTIONS -DWINSIM_HOST -DKELO_ROOT="${PROJECT_SOURCE_DIR}")
 file(GLOB FUZZ_DESCRIPTION_SOURCES ${PROJECT_SOURCE_DIR}/winsim/machine/*.cpp
     ${PROJECT_SOURCE_DIR}/winsim/base/description.cpp ${PROJECT_SOURCE_DIR}/winsim/base/description_text.cpp)
-# Most of the compile time goes into templates of the same headers, so eight sources are compiled at once.
-set(FUZZ_DESCRIPTION_PARTS "")
-while(FUZZ_DESCRIPTION_SOURCES)
-    list(SUBLIST FUZZ_DESCRIPTION_SOURCES 0 8 part)
-    list(REMOVE_ITEM FUZZ_DESCRIPTION_SOURCES ${part})
-    list(TRANSFORM part REPLACE "(.+)" "#include \"\\1\"\n")
-    list(LENGTH FUZZ_DESCRIPTION_PARTS number)
-    set(file ${FUZZ_FOLDER}/description_${number}.cpp)
-    string(CONCAT includes ${part})
-    file(CONFIGURE OUTPUT ${file} CONTENT "${includes}" @ONLY)
-    list(APPEND FUZZ_DESCRIPTION_PARTS ${file})
-endwhile()
-clang_objects(FUZZ_DESCRIPTION_OBJECTS host "${FUZZ_DESCRIPTION_PARTS}" OPTIONS ${FUZZ_HOST_OPTIONS})
+list(TRANSFORM FUZZ_DESCRIPTION_SOURCES REPLACE "(.+)" "#include \"\\1\"\n" OUTPUT_VARIABLE includes)
+string(CONCAT includes ${includes})
+file(CONFIGURE OUTPUT ${FUZZ_FOLDER}/description.cpp CONTENT "${includes}" @ONLY)
+clang_objects(FUZZ_DESCRIPTION_OBJECTS host "${FUZZ_FOLDER}/description.cpp"
+    OPTIONS ${FUZZ_OPTIONS} ${FUZZ_HOST_OPTIONS} -fsanitize=fuzzer-no-link)
 
-clang_header(${FUZZ_FOLDER}/fuzz.pch ${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.h ${FUZZ_HOST_OPTIONS})
-set(FUZZ_TARGET_OPTIONS HEADER ${FUZZ_FOLDER}/fuzz.pch OPTIONS ${FUZZ_HOST_OPTIONS})
+# Without the instrumentation that libFuzzer knows, it takes a target for one that cannot be searched.
+set(FUZZ_TARGET_OPTIONS ${FUZZ_PLAIN_OPTIONS} -fsanitize=address,fuzzer-no-link ${FUZZ_HOST_OPTIONS})
+clang_header(${FUZZ_FOLDER}/fuzz.pch ${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.h ${FUZZ_TARGET_OPTIONS})
+list(PREPEND FUZZ_TARGET_OPTIONS HEADER ${FUZZ_FOLDER}/fuzz.pch OPTIONS)
 clang_objects(FUZZ_SUPPORT host "${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz.cpp" ${FUZZ_TARGET_OPTIONS})
 
 file(GLOB FUZZ_TARGETS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/fuzz/targets/*.cpp)

@@ -92,8 +92,6 @@ bool MayFollow(const File& link)
     return std::ranges::find(kTrustedMakers, link.LinkMaker()) != std::end(kTrustedMakers);
 }
 
-// Windows does not normalize a name with this prefix.
-constexpr std::string_view kLiteralPrefix = "\\\\?\\";
 constexpr std::string_view kLiteralServer = "\\\\?\\UNC\\";
 constexpr std::size_t kLongestLiteral = 32767;
 

@@ -20,7 +20,7 @@ struct SidBlock
     static constexpr char kKind[] = "sid";
 };
 
-constexpr BYTE kMostSubAuthorities = 8;
+constexpr BYTE kSubAuthorityParameters = 8;
 
 template <typename Value>
 void Append(std::vector<std::uint8_t>& bytes, const Value& value, std::size_t size)
@@ -116,13 +116,13 @@ BOOL WINAPI AllocateAndInitializeSid(PSID_IDENTIFIER_AUTHORITY pIdentifierAuthor
     Call call{__func__};
     call.In("pIdentifierAuthority", winsim::Json(pIdentifierAuthority->Value))
         .In("nSubAuthorityCount", static_cast<DWORD>(nSubAuthorityCount));
-    const DWORD subAuthorities[winsim::kMostSubAuthorities] = {nSubAuthority0, nSubAuthority1, nSubAuthority2,
-                                                               nSubAuthority3, nSubAuthority4, nSubAuthority5,
-                                                               nSubAuthority6, nSubAuthority7};
-    for (std::size_t i = 0; i < winsim::kMostSubAuthorities; ++i)
+    const DWORD subAuthorities[winsim::kSubAuthorityParameters] = {nSubAuthority0, nSubAuthority1, nSubAuthority2,
+                                                                   nSubAuthority3, nSubAuthority4, nSubAuthority5,
+                                                                   nSubAuthority6, nSubAuthority7};
+    for (std::size_t i = 0; i < winsim::kSubAuthorityParameters; ++i)
         call.In(("nSubAuthority" + std::to_string(i)).c_str(), subAuthorities[i]);
     return call.SuccessOf([&]() -> DWORD {
-        if (nSubAuthorityCount > winsim::kMostSubAuthorities)
+        if (nSubAuthorityCount > winsim::kSubAuthorityParameters)
             return ERROR_INVALID_SID;
 
         std::vector<std::uint8_t> bytes{1, nSubAuthorityCount};

@@ -337,6 +337,8 @@ struct SchemaText
     Json Schema(Json&) const { return Json::parse(schema); }
 };
 
+constexpr SchemaText kTextSchema{R"({"type": "string"})"};
+
 // Visits the fields of a part of the object as if they were the object's own.
 template <typename Visitor, typename Object, typename Part>
 struct InPart

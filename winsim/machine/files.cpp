@@ -60,7 +60,7 @@ std::string BytesOfLatin1(const Reader& reader)
     return bytes;
 }
 
-bool HasDrive(const std::string& path)
+bool HasDriveLetter(const std::string& path)
 {
     const auto isLetter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
     return path.size() >= 2 && isLetter(path[0]) && path[1] == ':';
@@ -78,12 +78,9 @@ FileVersion VersionOf(const Reader& reader)
     return version;
 }
 
-// Windows does not normalize a path with this prefix.
-constexpr std::string_view kLiteralPrefix = "\\\\?\\";
-
 void RequireDrive(const std::string& path, const Reader& reader)
 {
-    if (!HasDrive(path))
+    if (!HasDriveLetter(path))
         reader.Fail("a path begins with a drive, such as C:\\");
 }
 
@@ -102,9 +99,8 @@ std::string TextOfVersion(const FileVersion& version)
 }
 
 constexpr char kPathSchema[] = R"({"type": "string", "pattern": "^[A-Za-z]:"})";
-constexpr char kVersionSchema[] =
+constexpr char kFileVersionSchema[] =
     R"({"type": "string", "pattern": "^[0-9]{1,5}\\.[0-9]{1,5}\\.[0-9]{1,5}\\.[0-9]{1,5}$"})";
-constexpr char kTextSchema[] = R"({"type": "string"})";
 
 // Content is described as text if it is text, and as bytes otherwise.
 std::optional<Json> SavedText(const File& file)
@@ -141,16 +137,16 @@ struct Fields<File>
         visit(Key{kHardLink, "full path of a file that this is another name of; there is no other key then", "none"},
               OwnField{[](const Reader&, File&) {}, [](const File&) { return std::optional<Json>(); },
                        SchemaText{kPathSchema}});
-        visit(Key{"text", "content as text, stored in UTF-8", "empty"},
-              OwnField{[](const Reader& reader, File& file) { file.content = reader.Text(); }, &SavedText,
-                       SchemaText{kTextSchema}});
+        visit(
+            Key{"text", "content as text, stored in UTF-8", "empty"},
+            OwnField{[](const Reader& reader, File& file) { file.content = reader.Text(); }, &SavedText, kTextSchema});
         visit(Key{"bytes", "content as bytes: a character from U+0000 to U+00FF for each byte", "empty"},
               OwnField{[](const Reader& reader, File& file) { file.content = BytesOfLatin1(reader); }, &SavedBytes,
-                       SchemaText{kTextSchema}});
+                       kTextSchema});
         visit(Key{"size", "size in bytes, for a file whose content does not matter", "the content's"},
               Member(&File::size));
         visit(Key{"version", "version in its version resource, such as `\"1.2.1.25\"`", "none"},
-              Member(&File::version, OwnForm{&VersionOf, &TextOfVersion, kVersionSchema}));
+              Member(&File::version, OwnForm{&VersionOf, &TextOfVersion, kFileVersionSchema}));
         visit(Key{"attributes", "file attributes apart from the one of directories: a mask", "an ordinary file's"},
               Member(&File::attributes, MaskForm{kFileAttributes}));
         visit(Key{"denied",

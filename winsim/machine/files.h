@@ -72,6 +72,9 @@ struct Resolution
     std::uint32_t error = 0;
 };
 
+// Windows does not normalize a path with this prefix.
+constexpr std::string_view kLiteralPrefix = "\\\\?\\";
+
 // Files and directories. Paths are absolute and have a drive; case does not matter.
 class Files
 {

@@ -133,7 +133,6 @@ bool HasKnownRoot(const std::string& path)
 
 constexpr char kHexSchema[] = R"({"type": "string", "pattern": "^([0-9a-fA-F]{2})*$"})";
 constexpr char kNumberSchema[] = R"({"$ref": "#/$defs/size"})";
-constexpr char kTextSchema[] = R"({"type": "string"})";
 
 } // namespace
 
@@ -157,7 +156,7 @@ struct Fields<RegistryValue>
                            const auto text = SavedText(value);
                            return text ? std::optional<Json>(*text) : std::nullopt;
                        },
-                       SchemaText{kTextSchema}});
+                       kTextSchema});
         visit(Key{"number", "a number, stored in 4 bytes, or in 8 for `REG_QWORD`", ""},
               OwnField{[](const Reader& reader, RegistryValue& value) {
                            value.bytes = value.type == kQword ? BytesOfNumber(reader.As<std::uint64_t>())

@@ -7,9 +7,9 @@
 #include "tests/fuzz/fuzz.h"
 #include "winsim/base/text.h"
 
+#include <cctype>
 #include <map>
 #include <optional>
-#include <regex>
 
 namespace
 {
@@ -173,8 +173,13 @@ void CheckInstallPath(const winsim::Machine& machine, const Values& values)
 // Whether a path begins with a drive and its root, or with a server and its share.
 bool IsFull(const std::string& path)
 {
-    static const std::regex full{R"(([A-Za-z]:[\\/]|[\\/]{2}[^\\/]+[\\/][^\\/]+)[^]*)"};
-    return std::regex_match(path, full);
+    constexpr char kSeparators[] = "\\/";
+    const auto isSeparator = [&](std::size_t i) { return path.find_first_of(kSeparators, i) == i; };
+    if (path.size() > 1 && path[1] == ':')
+        return std::isalpha(static_cast<unsigned char>(path[0])) != 0 && isSeparator(2);
+    const std::size_t serversEnd = path.find_first_of(kSeparators, 2);
+    return isSeparator(0) && isSeparator(1) && serversEnd != std::string::npos && serversEnd > 2 &&
+           serversEnd + 1 < path.size() && !isSeparator(serversEnd + 1);
 }
 
 // Whether the task library is looked for, and where: not in a folder whose place depends on the current directory.
