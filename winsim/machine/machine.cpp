@@ -471,6 +471,14 @@ Json MachineSchema()
             {"$defs", std::move(definitions)}};
 }
 
+Machine::Machine() = default;
+Machine::Machine(const Machine& other) = default;
+Machine::Machine(Machine&& other) noexcept = default;
+Machine& Machine::operator=(const Machine& other) = default;
+Machine& Machine::operator=(Machine&& other) noexcept = default;
+Machine::~Machine() = default;
+bool Machine::operator==(const Machine& other) const = default;
+
 Machine Machine::FromJson(const Json& description)
 {
     return Checked(Described(description, PlainWindows()));

@@ -44,6 +44,14 @@ struct Machine
     EventLog events;
     PlannedFaults faults;
 
+    // As a compiler would make them, and compiled only once.
+    Machine();
+    Machine(const Machine& other);
+    Machine(Machine&& other) noexcept;
+    Machine& operator=(const Machine& other);
+    Machine& operator=(Machine&& other) noexcept;
+    ~Machine();
+
     // Throws DescriptionError for a description that cannot be used.
     static Machine FromJson(const Json& description);
     // Reads a file, and those that it is "like". Throws DescriptionError, also if a file cannot be read or is not JSON;
@@ -62,7 +70,7 @@ struct Machine
     // Lets time pass for the clock and the services.
     void Advance(std::uint64_t ms);
 
-    bool operator==(const Machine&) const = default;
+    bool operator==(const Machine& other) const;
 };
 
 // One difference between two machines.

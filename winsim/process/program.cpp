@@ -160,6 +160,13 @@ using TestCallEntry = bool(const std::string& name, const std::vector<std::strin
 
 } // namespace
 
+Outcome::Outcome() = default;
+Outcome::Outcome(const Outcome& other) = default;
+Outcome::Outcome(Outcome&& other) noexcept = default;
+Outcome& Outcome::operator=(const Outcome& other) = default;
+Outcome& Outcome::operator=(Outcome&& other) noexcept = default;
+Outcome::~Outcome() = default;
+
 std::string JoinCommandLine(const std::vector<std::string>& words)
 {
     std::string line;

@@ -51,6 +51,14 @@ struct Outcome
     std::uint64_t clockMs = 0;             // how long the run took
     bool isEndless = false;           // it was ended because it waited for ever, or made too many calls without waiting
     std::optional<std::string> death; // what it died of, such as "access violation"; none: it did not die
+
+    // As a compiler would make them, and compiled only once.
+    Outcome();
+    Outcome(const Outcome& other);
+    Outcome(Outcome&& other) noexcept;
+    Outcome& operator=(const Outcome& other);
+    Outcome& operator=(Outcome&& other) noexcept;
+    ~Outcome();
 };
 
 // A program built as a shared object. Each run loads it again, so that its static objects are constructed and destroyed
