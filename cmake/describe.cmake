@@ -40,7 +40,7 @@ target_compile_options(kelo_describe PRIVATE $<$<COMPILE_LANGUAGE:CXX>:${KELO_WA
 # Most of the compile time goes into this header, which most sources include.
 target_precompile_headers(kelo_describe PRIVATE winsim/base/json.h)
 # Compiling several sources at once makes the build faster still.
-set_target_properties(kelo_describe PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 16)
+set_target_properties(kelo_describe PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 24)
 target_link_libraries(kelo_describe PRIVATE kelo_tick_count shell32 advapi32 ole32 oleaut32 wbemuuid psapi version winscard)
 target_link_options(kelo_describe PRIVATE -static -s -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat
     -Wl,--high-entropy-va -Wl,--no-insert-timestamp)

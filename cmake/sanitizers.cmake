@@ -14,7 +14,7 @@ endfunction()
 
 get_target_property(winsim_sources winsim SOURCES)
 add_library(watched_winsim SHARED EXCLUDE_FROM_ALL ${winsim_sources})
-winsim_library(watched_winsim)
+winsim_library(watched_winsim 40)
 watched(watched_winsim)
 # Compiled in two thirds of the time, and about as fast.
 target_compile_options(watched_winsim PRIVATE -Og)
