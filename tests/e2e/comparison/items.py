@@ -3,7 +3,7 @@
 import json
 import pathlib
 
-from comparison.scope import PASSED_OVER, WATCHED_KEYS, WINES_OWN_SERVICES, is_file_compared, is_key_compared
+from comparison.scope import WATCHED_KEYS, WINES_OWN_SERVICES, is_file_compared, is_key_compared
 from machines.descriptions import complete, service_members
 from machines.numbers import GENERIC_ALL, GENERIC_READ, KEY_ALL_ACCESS, KEY_READ, flags_of
 from machines.registry_values import REG_MULTI_SZ, typed_bytes
@@ -119,7 +119,7 @@ class Snapshot:
         self.spelling = {}  # of the items that have names, by their names in lower case
         told, processes = machine_tool.ask(machine.prefix, [services.waiting(states), services.LISTING, "processes",
                                                             *registry.saving(*WATCHED_KEYS)])
-        keys = registry.saved(machine.prefix, *WATCHED_KEYS, without=PASSED_OVER)
+        keys = registry.saved(machine.prefix, *WATCHED_KEYS)
         self.captured = complete(machine.captured())
         for name, state in services.in_words(told).items():
             self._add({"state": state}, "service", name)

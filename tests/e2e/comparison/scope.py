@@ -8,7 +8,6 @@ from standins.names import ANSWERS, FOLDER, FOLDERS, KEY, PROBE_NOTES, RUNS, STA
 from wine.machine_tool import SCRIPT
 
 WATCHED_KEYS = ["SOFTWARE", "SYSTEM"]
-PASSED_OVER = [r"SOFTWARE\Classes"]  # Wine has thousands, which do not concern the program
 
 # Wine notes its screens and adapters as soon as its desktop is up, which may be at any time.
 WINES_DEVICES = r"control\\(class|deviceclasses|video)\b|enum\b|hardware profiles\b"

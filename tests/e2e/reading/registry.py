@@ -52,19 +52,17 @@ def saving(*keys):
     return [machine_tool.line("save", key, SAVED.format(number)) for number, key in enumerate(keys)]
 
 
-def saved(prefix, *keys, without=()):
+def saved(prefix, *keys):
     """What the lines have written: type and bytes of each value, by the names of its key and of itself. Links are passed
-    over, and so are some keys with all below them."""
+    over."""
     found = {}
     for number, key in enumerate(keys):
         file = prefix.path(SAVED.format(number))
         if not file.exists():
             continue
         found[key] = {}
-        passed_over = tuple(_escaped(name.removeprefix(key + "\\")) + end for name in without for end in ("]", r"\\"))
         for text in file.read_text(encoding="ascii").split(KEY_BEGINS)[1:]:
-            if not text.startswith(passed_over):
-                _add(found, key, *_parsed(text))
+            _add(found, key, *_parsed(text))
         file.unlink()
     return found
 
@@ -99,10 +97,6 @@ def _typed(number, kind, data, text_kind, text):
     if data is not None:
         return int(kind, 16) if kind else VALUE_TYPES["REG_BINARY"], bytes.fromhex(data.replace(",", ""))
     return int(text_kind, 16) if text_kind else REG_SZ, utf16(_plain(text))
-
-
-def _escaped(name):
-    return name.replace("\\", r"\\")
 
 
 def _plain(text):

@@ -23,11 +23,17 @@ SHARED_FILE_SIZE = 64 * 1024
 PROCESSORS = os.sched_getaffinity(0)
 
 # Services and drivers of Wine that no test needs, and that would start with every prefix.
-NOT_NEEDED = ["Eventlog", "MountMgr", "NDIS", "nsiproxy", "PlugPlay"]
+NOT_NEEDED_SERVICES = ["Eventlog", "MountMgr", "NDIS", "nsiproxy", "PlugPlay"]
 ON_DEMAND = 3
 
-# The devices whose drivers would start nevertheless.
-DEVICES_KEY = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Enum\ROOT"
+# Keys of Wine that no test needs: classes and countries, which each server would read when it begins and each snapshot
+# of a machine would hold; a program that would start with every prefix; and devices whose drivers would start
+# nevertheless.
+NOT_NEEDED_KEYS = [r"Software\Classes", r"Software\Microsoft\Windows\CurrentVersion\Telephony",
+                   r"Software\Microsoft\Windows\CurrentVersion\RunServices", r"System\CurrentControlSet\Enum\ROOT"]
+
+# The ways into Wine's own WMI: the only classes of Wine that tests create.
+WMI_LOCATORS = ["{4590F811-1D3A-11D0-891F-00AA004B2E24}", "{CB8555CC-9128-11D1-AD9B-00C04FD8FDFF}"]
 
 # Each program that starts looks through the time zones for its own. These are the tests' own: bias in minutes, and when
 # daylight saving time ends and begins (month, week, hour).
@@ -35,7 +41,7 @@ TIME_ZONES = {
     "Greenwich Standard Time": (0, (0, 0, 0), (0, 0, 0)),
     "Eastern Standard Time": (300, (11, 1, 2), (3, 2, 2)),
 }
-TIME_ZONES_KEY = r"HKEY_LOCAL_MACHINE\Software\Microsoft\Windows NT\CurrentVersion\Time Zones"
+TIME_ZONES_KEY = r"Software\Microsoft\Windows NT\CurrentVersion\Time Zones"
 DAYLIGHT_BIAS = -60
 
 
@@ -45,7 +51,7 @@ def _time_zone(name):
     data = struct.pack("<3i", bias, 0, DAYLIGHT_BIAS) + b"".join(
         struct.pack("<8H", 0, month, 0, week, hour, 0, 0, 0) for month, week, hour in changes)
     return f"""
-[{TIME_ZONES_KEY}\\{name}]
+[HKEY_LOCAL_MACHINE\\{TIME_ZONES_KEY}\\{name}]
 "Std"="{name}"
 "Dlt"="{name.replace("Standard", "Daylight")}"
 "TZI"=hex:{data.hex(",")}
@@ -61,7 +67,13 @@ SETTINGS = r"""Windows Registry Editor Version 5.00
 """ + notes.setting(notes.EXIT) + "".join(f"""
 [HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Services\\{name}]
 "Start"=dword:{ON_DEMAND:08x}
-""" for name in NOT_NEEDED) + f"\n[-{DEVICES_KEY}]\n\n[-{TIME_ZONES_KEY}]\n" + "".join(map(_time_zone, TIME_ZONES))
+""" for name in NOT_NEEDED_SERVICES) + "".join(f"""
+[-HKEY_LOCAL_MACHINE\\{key}]
+""" for key in (*NOT_NEEDED_KEYS, TIME_ZONES_KEY)) + "".join(f"""
+[HKEY_LOCAL_MACHINE\\Software\\Classes\\CLSID\\{locator}\\InprocServer32]
+@="C:\\\\windows\\\\system32\\\\wbem\\\\wbemprox.dll"
+"ThreadingModel"="Both"
+""" for locator in WMI_LOCATORS) + "".join(map(_time_zone, TIME_ZONES))
 
 
 class Folder:
