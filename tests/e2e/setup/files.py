@@ -18,6 +18,7 @@ def make(path, file):
         path.mkdir(parents=True, exist_ok=True)
         return
     path.parent.mkdir(parents=True, exist_ok=True)
+    path.unlink(missing_ok=True)  # prefixes share Wine's own files
     path.write_bytes(content(file))
 
 

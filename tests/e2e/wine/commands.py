@@ -80,9 +80,14 @@ def serve(prefix, *options, notes=subprocess.DEVNULL):
                           stderr=notes)
 
 
+def has_server(prefix):
+    """Whether there is a server, or a killed one has left its socket."""
+    return any((prefix / "tmp").glob("*/server-*/socket"))
+
+
 def wait_for_server(prefix, server):
     """A program that finds no server would start one of its own."""
-    while not any((prefix / "tmp").glob("*/server-*/socket")):
+    while not has_server(prefix):
         if server.poll() is not None:
             raise RuntimeError(f"wineserver ended with {server.returncode}")
         time.sleep(0.01)
