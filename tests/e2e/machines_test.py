@@ -24,9 +24,10 @@ class EachMachine(PredictedRuns):
             self.assertEqual([item for item in machine.missing if not re.fullmatch(case.left_out, item)], [])
             # What the prefix cannot be, the simulated machine is not either.
             simulated = as_on_wine(without(case.description, machine.missing))
-            self.assertEqual(list(captured_differences(machine.captured("--probe"), simulated, case.runs)), [],
+            captured = machine.captured("--probe")
+            self.assertEqual(list(captured_differences(captured, simulated, case.runs)), [],
                              "rehearsed on the captured machine")
-            for _ in self.check_each(machine, simulated, case.runs):
+            for _ in self.check_each(machine, simulated, case.runs, captured):
                 pass
 
 

@@ -10,14 +10,14 @@ MOST_CHARACTERS = 400  # of a value that is shown
 
 
 class Comparison:
-    def __init__(self, machine, described):
+    def __init__(self, machine, described, captured=None):
         self.machine = machine
         self.program = ("file", machine.program.lower())  # its content is not described
         self.plain = of_simulated(complete({}))
         # Only once, because a completed description no longer says what a plain machine has and this one has not.
         whole = complete(settled(described))
         self.predicted = of_simulated(whole)
-        self.seen = Snapshot(machine, states_of(self.predicted))
+        self.seen = Snapshot(machine, states_of(self.predicted), captured)
         # Other processes come and go in a prefix.
         self.known_processes = {name for name in self.predicted.keys() - self.plain.keys() if name[0] == "process"}
         # Of the content of libraries and programs, and of files in use, only one thing is known: where it was at first.

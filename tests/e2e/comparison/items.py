@@ -112,15 +112,15 @@ def _simulated_content(machine, path):
 class Snapshot:
     """The items of a prefix, and of its files what changes when they do: those that KeloDescribe captures, and whatever
     else a change may be seen in. Before it is taken, services have some time to come to the states that are expected of
-    them, by their names."""
+    them, by their names. What KeloDescribe has captured since the last change is not captured again."""
 
-    def __init__(self, machine, states):
+    def __init__(self, machine, states, captured=None):
         self.items = {}
         self.spelling = {}  # of the items that have names, by their names in lower case
         told, processes = machine_tool.ask(machine.prefix, [services.waiting(states), services.LISTING, "processes",
                                                             *registry.saving(*WATCHED_KEYS)])
         keys = registry.saved(machine.prefix, *WATCHED_KEYS)
-        self.captured = complete(machine.captured())
+        self.captured = complete(captured or machine.captured())
         for name, state in services.in_words(told).items():
             self._add({"state": state}, "service", name)
         for name in processes:

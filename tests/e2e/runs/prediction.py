@@ -42,10 +42,11 @@ class PredictedRuns(Table, unittest.TestCase):
         self.assertEqual((seen.exit_code, seen.stdout), (predicted.exit_code, predicted.stdout))
         return seen
 
-    def check_each(self, machine, simulated, runs):
+    def check_each(self, machine, simulated, runs, captured=None):
         """Runs one after the other, each with its arguments, are as predicted, and so is the whole machine after each.
-        Yields the report of each rehearsal, and the run."""
-        comparison = Comparison(machine, simulated)
+        The description that KeloDescribe has made of it need not be made again. Yields the report of each rehearsal,
+        and the run."""
+        comparison = Comparison(machine, simulated, captured)
         self.assertEqual(comparison.differences(), [], "before the first run")
         for number, arguments in enumerate(runs, 1):
             report, simulated = rehearse_and_save(settled(simulated), *words(arguments))
