@@ -57,6 +57,8 @@ def provision(prefix, description):
     for names in missing:
         work.miss(*names)
     prefix.import_registry("".join(work.registry) + registry)
+    if work.security:
+        machine_tool.do(prefix, work.security)
     for finish in work.last:
         finish()
     return work.missing
@@ -70,6 +72,7 @@ class _Work:
         self.machine = machine
         self.plain = complete({})
         self.registry = []  # sections of a .reg file
+        self.security = []  # lines of a script that secure keys: at the end, because keys may be read-only then
         self.last = []  # what is done after all else
         self.missing = []
 
@@ -136,11 +139,9 @@ def _apply_registry(work, registry):
 
 
 def _secure(work, path, key):
-    """Gives a key its owner and its access list: at the end, because it may be read-only then."""
-    if not key.keys() & {"owner", "access", "protected"}:
-        return
-    line = security_line(path, key)
-    work.last.append(lambda: machine_tool.do(work.prefix, [line]))
+    """Gives a key its owner and its access list."""
+    if key.keys() & {"owner", "access", "protected"}:
+        work.security.append(security_line(path, key))
 
 
 def security_line(path, key):
