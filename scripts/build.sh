@@ -35,14 +35,13 @@ build()
     local preset=$1 title=$2
     shift 2
     mkdir -p "$root/build"
-    local log=$root/build/$preset.log targets=()
-    (($#)) && targets=(--target "$@")
+    local log=$root/build/$preset.log
     (
         flock 9
         cd "$root"
         [[ -e build/$preset/build.ninja ]] || run_quietly "$log" cmake --preset "$preset"
         : >"$log"
-        cmake --build --preset "$preset" --parallel "$(nproc)" "${targets[@]}" 2>&1 9>&- |
+        ninja -C "build/$preset" -j "$(nproc)" "$@" 2>&1 9>&- |
             show_progress "$title" "$log" || { cat "$log" >&2 && exit 1; }
     ) 9>"$root/build/lock"
 }
