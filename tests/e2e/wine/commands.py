@@ -35,7 +35,8 @@ def environment(prefix, locale=LOCALE, zone=ZONE, debug=ERRORS):
         "TMPDIR": str(prefix / "tmp"),  # where the server keeps its socket
         "WINEPREFIX": str(prefix),
         "WINEARCH": "win64",
-        "FONTCONFIG_FILE": str(prefix / FONTS),
+        "FONTCONFIG_SYSROOT": str(prefix),  # where there are no settings to choose from, which would all be read
+        "FONTCONFIG_FILE": f"/{FONTS}",
         "LD_PRELOAD": str(paths.NATIVE / "libheap_guard.so"),
         "WINEDEBUG": debug,
         "WINEDLLOVERRIDES": "winemenubuilder.exe=d;mscoree=;mshtml=",
