@@ -7,6 +7,7 @@
 #include <cctype>
 #include <filesystem>
 #include <iterator>
+#include <map>
 #include <string_view>
 
 namespace
@@ -88,9 +89,13 @@ std::vector<SweepCase> AllCases()
     return cases;
 }
 
-winsim::Machine MachineOf(const SweepCase& sweepCase)
+const winsim::Machine& MachineOf(const SweepCase& sweepCase)
 {
-    return winsim::Machine::FromFile(KELO_ROOT "/" + sweepCase.machineFile);
+    static std::map<std::string, winsim::Machine> read;
+    const auto found = read.find(sweepCase.machineFile);
+    if (found != read.end())
+        return found->second;
+    return read[sweepCase.machineFile] = winsim::Machine::FromFile(KELO_ROOT "/" + sweepCase.machineFile);
 }
 
 winsim::Outcome Run(const SweepCase& sweepCase, const winsim::Machine& machine,

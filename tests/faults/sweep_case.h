@@ -26,7 +26,8 @@ inline void PrintTo(const SweepCase& sweepCase, std::ostream* out)
 
 std::vector<SweepCase> AllCases();
 
-winsim::Machine MachineOf(const SweepCase& sweepCase);
+// The machine of a case. Each file is read once: reading takes as long as some runs.
+const winsim::Machine& MachineOf(const SweepCase& sweepCase);
 
 // Runs a case with planned failures and with acts of another process during the run. Throws exceptions that leave the
 // program.
