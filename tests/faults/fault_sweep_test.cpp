@@ -24,14 +24,21 @@ using winsim::Fault;
 constexpr unsigned kMostRepeats = 24; // of one call in one step
 constexpr unsigned kSeed = 20130507;
 
+// Which calls of a case fail.
+enum class Places
+{
+    Every,
+    New,      // those at places that no earlier machine's run with the same arguments has
+    NewInStep // those that no earlier case made in the same step after the same call
+};
+
 // What is tried in each case.
 struct Reach
 {
-    bool everyPlace;           // otherwise only places that no earlier machine has
+    Places places;
     bool everyWay;             // in which a call can fail; otherwise one of them
     std::size_t pairs;         // of failures at any two places
-    unsigned callStride = 1;   // from one call that fails to the next; the first differs between cases
-    unsigned memoryStride = 1; // the same of requests for memory that are refused
+    unsigned memoryStride = 1; // from one request for memory that is refused to the next
     bool pairsWithinSteps = false;
 };
 
@@ -40,13 +47,13 @@ Reach ReachOf(Extent extent)
     switch (extent)
     {
     case Extent::Watched:
-        return {.everyPlace = false, .everyWay = false, .pairs = 7, .callStride = 4, .memoryStride = 20};
+        return {.places = Places::NewInStep, .everyWay = true, .pairs = 4, .memoryStride = 40};
     case Extent::Brief:
-        return {.everyPlace = true, .everyWay = false, .pairs = 20};
+        return {.places = Places::Every, .everyWay = false, .pairs = 20};
     case Extent::Deep:
-        return {.everyPlace = true, .everyWay = true, .pairs = 6000, .pairsWithinSteps = true};
+        return {.places = Places::Every, .everyWay = true, .pairs = 6000, .pairsWithinSteps = true};
     default:
-        return {.everyPlace = false, .everyWay = true, .pairs = 200};
+        return {.places = Places::New, .everyWay = true, .pairs = 200};
     }
 }
 
@@ -90,14 +97,40 @@ const std::vector<std::size_t>& PlacesIn(const SweepCase& sweepCase)
     return found->second;
 }
 
-// The calls of a case that fail: all of them, or those at places that no earlier machine's run with the same arguments
-// has.
-std::vector<std::size_t> PlacesOf(const SweepCase& sweepCase, bool everyPlace)
+// The calls of each case, by its name, that no earlier case made in the same step after the same call.
+std::map<std::string, std::vector<std::size_t>> FindNewInStep()
 {
+    std::map<std::string, std::vector<std::size_t>> places;
+    std::set<std::string> known;
+    for (const SweepCase& sweepCase : AllCases())
+    {
+        const winsim::Outcome outcome = Run(sweepCase, MachineOf(sweepCase), {});
+        const auto steps = StepsBegunIn(sweepCase, outcome);
+        std::vector<std::size_t>& own = places[sweepCase.name];
+        std::string before;
+        for (std::size_t i = 0; i < outcome.calls.size(); ++i)
+        {
+            const std::string& name = outcome.calls[i].name;
+            if (known.insert(StepAt(steps, i) + ": " + before + ", " + name).second)
+                own.push_back(i);
+            before = name;
+        }
+    }
+    return places;
+}
+
+// The calls of a case that fail.
+std::vector<std::size_t> PlacesOf(const SweepCase& sweepCase, Places choice)
+{
+    if (choice == Places::NewInStep)
+    {
+        static const auto newInStep = FindNewInStep();
+        return newInStep.at(sweepCase.name);
+    }
     std::set<std::size_t> earlier;
     for (const SweepCase& other : AllCases())
     {
-        if (everyPlace || other.name == sweepCase.name)
+        if (choice == Places::Every || other.name == sweepCase.name)
             break;
         if (other.arguments == sweepCase.arguments)
             earlier.insert(PlacesIn(other).begin(), PlacesIn(other).end());
@@ -126,14 +159,6 @@ std::vector<Fault> ShortagesIn(const winsim::Outcome& outcome)
         }
     }
     return shortages;
-}
-
-// The first of those that are tried with a stride: another one in each case.
-std::size_t FirstTried(const SweepCase& sweepCase, unsigned stride)
-{
-    const std::vector<SweepCase> cases = AllCases();
-    const auto isIt = [&](const SweepCase& each) { return each.name == sweepCase.name; };
-    return static_cast<std::size_t>(std::find_if(cases.begin(), cases.end(), isIt) - cases.begin()) % stride;
 }
 
 class Sweep
@@ -168,15 +193,14 @@ public:
         return std::nullopt;
     }
 
-    // Each stride-th call at these places fails once in each of its ways, or in one of them: the ways of failing
-    // alternate.
-    void Singles(const std::vector<std::size_t>& places, bool everyWay, unsigned stride)
+    // Each call at these places fails once in each of its ways, or in one of them: the ways of failing alternate.
+    void Singles(const std::vector<std::size_t>& places, bool everyWay)
     {
         const auto failures = FailuresAtEachPlace(m_baseline.outcome);
         std::size_t turn = 0;
-        for (std::size_t i = FirstTried(m_case, stride); i < places.size(); i += stride)
+        for (const std::size_t place : places)
         {
-            const std::vector<Fault>& ways = failures[places[i]];
+            const std::vector<Fault>& ways = failures[place];
             for (std::size_t k = 0; k < (everyWay ? ways.size() : std::min<std::size_t>(ways.size(), 1)); ++k)
                 Try({ways[turn++ % ways.size()]});
         }
@@ -287,7 +311,7 @@ TEST(FaultSweepAsAWhole, TriesAtLeast20000SingleFailures)
     for (const SweepCase& sweepCase : AllCases())
     {
         const auto failures = FailuresAtEachPlace(MakeBaseline(sweepCase).outcome);
-        for (const std::size_t place : PlacesOf(sweepCase, ReachOf(Extent::Usual).everyPlace))
+        for (const std::size_t place : PlacesOf(sweepCase, ReachOf(Extent::Usual).places))
             singles += failures[place].size();
     }
     std::printf("%zu single failures\n", singles);
@@ -317,10 +341,10 @@ TEST(FaultSweepAsAWhole, RefusesMemoryToEveryCallThatNeedsIt)
 TEST_P(FaultSweep, EveryCallFailsOnce)
 {
     const Reach reach = ReachOf(AskedExtent());
-    const auto places = PlacesOf(GetParam(), reach.everyPlace);
+    const auto places = PlacesOf(GetParam(), reach.places);
     ExpectNoComplaints([&](Progress& progress) {
         Sweep sweep{GetParam(), progress};
-        sweep.Singles(places, reach.everyWay, reach.callStride);
+        sweep.Singles(places, reach.everyWay);
         Tell(sweep, "with one failure");
     });
 }

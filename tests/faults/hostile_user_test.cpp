@@ -20,7 +20,8 @@ using winsim::Outcome;
 
 constexpr std::size_t kFewestRuns = 5000;
 constexpr std::size_t kFewestBriefRuns = 3000;
-constexpr std::size_t kBriefStride = 16; // from one attacked place to the next
+constexpr std::size_t kBriefStride = 16;  // from one attacked place to the next
+constexpr std::size_t kWatchedStride = 4; // from one attack before the run to the next
 
 // The first call of a run uses nothing that a user can change.
 constexpr std::size_t kBeforeTheRun = 1;
@@ -59,14 +60,16 @@ bool StrikesBetweenCalls(const SweepCase& sweepCase)
     return sweepCase.IsExport() || sweepCase.arguments == std::vector<std::string>{"/Setup"} || IsDeep();
 }
 
-// All plans for a case: each attack before the run, and between any two calls one attack on each place, in turn.
+// All plans for a case: each attack before the run, and between any two calls one attack on each place, in turn. Where
+// every run takes several times as long, the machines share the attacks before the run among them.
 std::vector<std::vector<winsim::Meanwhile>> PlansFor(const SweepCase& sweepCase, const Outcome& undisturbed)
 {
     std::vector<std::vector<winsim::Meanwhile>> plans;
     if (AskedExtent() == Extent::Watched && !StrikesBetweenCalls(sweepCase))
         return plans;
-    for (const Attack& attack : AllAttacks())
-        plans.push_back(After(kBeforeTheRun, attack));
+    const std::size_t stride = AskedExtent() == Extent::Watched ? kWatchedStride : 1;
+    for (std::size_t i = FirstTried(sweepCase, stride); i < AllAttacks().size(); i += stride)
+        plans.push_back(After(kBeforeTheRun, AllAttacks()[i]));
     if (!StrikesBetweenCalls(sweepCase))
         return plans;
 

@@ -89,6 +89,13 @@ std::vector<SweepCase> AllCases()
     return cases;
 }
 
+std::size_t FirstTried(const SweepCase& sweepCase, std::size_t stride)
+{
+    const std::vector<SweepCase> cases = AllCases();
+    const auto isIt = [&](const SweepCase& each) { return each.name == sweepCase.name; };
+    return static_cast<std::size_t>(std::find_if(cases.begin(), cases.end(), isIt) - cases.begin()) % stride;
+}
+
 const winsim::Machine& MachineOf(const SweepCase& sweepCase)
 {
     static std::map<std::string, winsim::Machine> read;

@@ -3,6 +3,7 @@
 
 #include "winsim/process/program.h"
 
+#include <cstddef>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -25,6 +26,9 @@ inline void PrintTo(const SweepCase& sweepCase, std::ostream* out)
 }
 
 std::vector<SweepCase> AllCases();
+
+// The first of those that a case tries with a stride: another one in each case.
+std::size_t FirstTried(const SweepCase& sweepCase, std::size_t stride);
 
 // The machine of a case. Each file is read once: reading takes as long as some runs.
 const winsim::Machine& MachineOf(const SweepCase& sweepCase);
