@@ -66,8 +66,8 @@ std::string DescribeFault(const winsim::Fault& fault, unsigned reached, const Ou
 Facts FirstFactsOf(const Options& options, const Machine& before, const Outcome& outcome, const Story& story)
 {
     constexpr std::size_t kMost = 3;
-    const std::vector<RunCall> calls = CallsOf(outcome, story, report::CallChoice::Own);
     const std::size_t count = outcome.faults.size();
+    const auto calls = count == 0 ? std::vector<RunCall>() : CallsOf(outcome, story, report::CallChoice::Own);
     Facts facts;
     for (std::size_t i = 0; i < count && (options.isVerbose || count <= kMost || i + 1 < kMost); ++i)
         facts.emplace_back("Fault", DescribeFault(outcome.faults[i], outcome.faultsReached[i], outcome,

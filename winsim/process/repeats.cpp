@@ -44,12 +44,17 @@ bool RepeatFinder::IsSameButForTheClock(const CallRecord& one, const CallRecord&
 // Covers everything that IsSameButForTheClock compares.
 std::uint64_t RepeatFinder::HashOf(const CallRecord& record) const
 {
-    std::string text = record.name + TimelessIn(record).dump();
+    constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15; // 2^64 divided by the golden ratio, so that sums differ
+    std::uint64_t hash = std::hash<std::string>{}(record.name);
+    const auto add = [&hash](std::uint64_t part) { hash = hash * kSpread + part; };
+    add(std::hash<Json>{}(TimelessIn(record)));
     if (HasTimelessResult(record))
-        text += record.result.dump();
+        add(std::hash<Json>{}(record.result));
     if (HasTimelessOut(record))
-        text += record.out.dump();
-    return std::hash<std::string>{}(text + std::to_string(record.error) + (record.isFault ? "fault" : ""));
+        add(std::hash<Json>{}(record.out));
+    add(record.error);
+    add(record.isFault ? 1 : 0);
+    return hash;
 }
 
 void RepeatFinder::Added(std::vector<CallRecord>& records)
