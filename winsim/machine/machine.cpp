@@ -310,17 +310,14 @@ constexpr const char* kAreasWithEffects[] = {"libraries", "programs", "wmi"};
 
 // Tries all effects on the machine, and the effects that these describe: an error in one would otherwise stop a
 // rehearsal halfway.
-void CheckEffects(const Json& description, const Json& whole)
+void CheckEffects(const Json& description, const Machine& machine)
 {
-    const auto check = [&whole](const std::string& place, const Json& effects) {
-        Json changed = whole;
+    const auto check = [&machine](const std::string& place, const Json& effects) {
         try
         {
             if (effects.contains("faults"))
                 throw DescriptionError("faults: failures are planned before a run, and are no effect");
-            Merge(effects, changed, VainNull::IsFine);
-            FromWhole(changed);
-            CheckEffects(effects, changed);
+            CheckEffects(effects, machine.With(effects));
         }
         catch (const DescriptionError& error)
         {
@@ -337,7 +334,7 @@ void CheckEffects(const Json& description, const Json& whole)
 Machine Checked(const Json& whole)
 {
     Machine machine = FromWhole(whole);
-    CheckEffects(whole, whole);
+    CheckEffects(whole, machine);
     return machine;
 }
 
@@ -411,30 +408,24 @@ DescribedFile DescribedIn(const std::filesystem::path& path, int filesLeft)
 }
 
 // The items of an area: the members of an object, the values of a registry key, the elements of a list.
-std::map<std::string, Json> ItemsOf(const std::string& area, const Json& json)
+std::map<std::string, Json> ItemsOf(const std::string& area, Json json)
 {
     std::map<std::string, Json> items;
     if (json.is_array())
     {
         for (std::size_t i = 0; i < json.size(); ++i)
-            items["#" + std::to_string(i + 1)] = json[i];
+            items["#" + std::to_string(i + 1)] = std::move(json[i]);
         return items;
     }
     for (const auto& [name, value] : json.items())
     {
-        if (area != "registry")
-        {
-            items[name] = value;
-            continue;
-        }
-        Json key = value;
-        key.erase("values");
-        items[name] = key;
-        if (value.contains("values"))
+        if (area == "registry" && value.contains("values"))
         {
             for (const auto& [valueName, data] : value["values"].items())
-                items[name + " [" + (valueName.empty() ? "(default)" : valueName) + "]"] = data;
+                items[name + " [" + (valueName.empty() ? "(default)" : valueName) + "]"] = std::move(data);
+            value.erase("values");
         }
+        items[name] = std::move(value);
     }
     return items;
 }
