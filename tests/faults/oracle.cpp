@@ -63,7 +63,8 @@ public:
           m_baseline(baseline),
           m_faults(faults),
           m_outcome(outcome),
-          m_steps(StepsBegunIn(sweepCase, outcome))
+          m_steps(StepsBegunIn(sweepCase, outcome)),
+          m_logLines(winsim::LogLines(baseline.machine, outcome.machine))
     {
         for (const Fault& fault : faults)
         {
@@ -174,7 +175,7 @@ private:
 
     void CheckLog()
     {
-        for (const std::string& line : winsim::LogLines(m_baseline.machine, m_outcome.machine))
+        for (const std::string& line : m_logLines)
         {
             if (!IsWellFormed(line))
                 Complain("a malformed log line: " + line);
@@ -184,9 +185,9 @@ private:
     // A run that reached its end says so once.
     void CheckEndBanner()
     {
-        const std::vector<std::string> lines = winsim::LogLines(m_baseline.machine, m_outcome.machine);
-        const auto banners = std::ranges::count_if(
-            lines, [](const std::string& line) { return winsim::MessageOf(line).starts_with(catalogue::kEndLine); });
+        const auto banners = std::ranges::count_if(m_logLines, [](const std::string& line) {
+            return winsim::MessageOf(line).starts_with(catalogue::kEndLine);
+        });
         const bool isToBeThere = !m_case.IsExport() && !m_outcome.isEndless && !EndsEarly();
         if (banners > (isToBeThere ? 1 : 0))
             Complain("it said too often that it ends");
@@ -290,8 +291,7 @@ private:
             Complain("a failing log changed the exit code");
         const auto isWriting = [&](std::size_t place) { return Failed(place).name == "fputs"; };
         const auto lost = static_cast<std::size_t>(std::count_if(m_places.begin(), m_places.end(), isWriting));
-        const std::size_t lines = winsim::LogLines(m_baseline.machine, m_outcome.machine).size();
-        if (!IsLogMissing() && lines + lost != m_baseline.outcome.callCounts.at("fputs"))
+        if (!IsLogMissing() && m_logLines.size() + lost != m_baseline.outcome.callCounts.at("fputs"))
             Complain("a failing log lost other lines");
     }
 
@@ -384,6 +384,7 @@ private:
     const std::vector<Fault>& m_faults;
     const Outcome& m_outcome;
     std::vector<BegunStep> m_steps;
+    std::vector<std::string> m_logLines;
     std::set<std::size_t> m_places; // of the failures that took place
     std::vector<std::string> m_complaints;
 };
