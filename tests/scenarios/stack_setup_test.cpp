@@ -28,14 +28,15 @@ std::optional<std::vector<std::string>> DependenciesOf(const winsim::Machine& ma
     return service == nullptr ? std::nullopt : std::optional(service->dependencies);
 }
 
-void ExpectAsPredicted(const StackMachine& stacks, const std::optional<std::string>& vendor)
+void ExpectAsPredicted(const StackMachine& stacks, const winsim::Machine& machine,
+                       const std::optional<std::string>& vendor)
 {
     SCOPED_TRACE("Windows " + stacks.version + (stacks.isKeloUsable ? ", KELO usable" : "") +
                  (stacks.isNtruUsable ? ", NTRU usable" : "") + (stacks.hasKeloService ? ", tcsd_x86" : "") +
                  (stacks.hasNtruService ? ", tcsd_win32.exe" : "") + (stacks.hasShims ? ", old shims" : "") +
                  ", vendor " + vendor.value_or("(none)"));
     const PredictedSetup predicted = PredictSetup(stacks, vendor);
-    const SimulatedRun run = CallFunction(stacks.Make(), "SetupTCGDLL", {kToolkitFolder, vendor.value_or("(null)")});
+    const SimulatedRun run = CallFunction(machine, "SetupTCGDLL", {kToolkitFolder, vendor.value_or("(null)")});
     EXPECT_EQ(run.result, std::to_string(predicted.resultCode));
     ExpectLines(run.log, predicted.log, "the log");
     EXPECT_EQ(TextOf(run.After(), R"(C:\Windows\system32\TSP1_x64.dll)"), predicted.tsp1);
@@ -55,8 +56,9 @@ TEST_P(StackSetup, IsAsPredicted)
                                   .hasKeloService = (bits & 4) != 0,
                                   .hasNtruService = (bits & 8) != 0,
                                   .hasShims = hasShims};
+        const winsim::Machine machine = stacks.Make();
         for (const char* vendor : kVendors)
-            ExpectAsPredicted(stacks, vendor == nullptr ? std::nullopt : std::optional<std::string>(vendor));
+            ExpectAsPredicted(stacks, machine, vendor == nullptr ? std::nullopt : std::optional<std::string>(vendor));
     }
 }
 
