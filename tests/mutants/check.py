@@ -30,7 +30,7 @@ from images import IMAGES, Images
 from trial import Bench
 from visits import PROGRAMS, Visits, list_tests, recorded
 
-# How many changes are tried without --all: those that differ from the last release, up to MOST and at least LEAST.
+# How many changes are made without --all: those that differ from the last release, up to MOST and at least LEAST.
 MOST, LEAST = 150, 100
 SECONDS_BETWEEN_LINES = 20
 
@@ -155,11 +155,8 @@ def spread(items, count):
 
 def short_choice(root, changes):
     lines = changed_lines(root)
-    touched = [change for change in changes if any((change.path, number) in lines for number in change.place.lines)]
-    chosen = spread(touched, MOST)
-    names = {change.name for change in chosen}
-    others = [change for change in changes if change.name not in names]
-    return chosen + spread(others, max(0, LEAST - len(chosen)))
+    return spread([change for change in changes
+                   if any((change.path, number) in lines for number in change.place.lines)], MOST)
 
 
 # ---- what is known ----
@@ -284,6 +281,19 @@ class Run:
         self.results.add(change, key, result, killer, self.is_quick)
         return result
 
+    def at_least(self, least, chosen, changes):
+        """Tries the chosen changes, and others until so many were made: some do not compile. The names of the changes by
+        their results."""
+        found = self.all(chosen)
+        while (missing := least - len(found["killed"]) - len(found["survived"])) > 0:
+            tried = set().union(*found.values())
+            others = spread([change for change in changes if change.name not in tried], missing)
+            if not others:
+                break
+            for result, names in self.all(others).items():
+                found[result] += names
+        return found
+
     def all(self, changes):
         """The names of the changes by their results."""
         found = {"killed": [], "survived": [], "not compiled": []}
@@ -311,18 +321,19 @@ def main():
     root, build = options.project.resolve(), options.build.resolve()
     run = Run(root, build, os.cpu_count(), options.quick)
     equivalent = Equivalent(pathlib.Path(__file__).with_name("equivalent.txt"))
-    changes = [change for change in run.everything.changes.values() if run.is_run(change)]
+    every_change = [change for change in run.everything.changes.values() if run.is_run(change)]
+    changes, least = every_change, 0
     if options.equivalent:
         changes = [change for change in changes if change.name in equivalent.names]
     elif options.files:
         changes = [change for change in changes if any(change.path.startswith(file) for file in options.files)]
-    elif not options.all and os.environ.get("KELO_MUTANTS") != "all":
-        changes = short_choice(root, changes)
+    elif not options.all and not options.survivors and os.environ.get("KELO_MUTANTS") != "all":
+        changes, least = short_choice(root, changes), LEAST
     if options.survivors:
         changes = [c for c in changes if run.results.known.get(c.name, {}).get("result") == "survived"]
     changes = changes[::options.every]
 
-    found = run.all(changes)
+    found = run.at_least(least // options.every, changes, every_change)
     survived = [name for name in found["survived"] if name not in equivalent.names]
     wrong = equivalent.wrong
     wrong += [f"equivalent.txt names no change: {name}" for name in equivalent.names
