@@ -83,6 +83,8 @@ install_packages()
         fi
         rm -f "$apt_log"
         mapfile -t missing < <(missing_packages "$@")
+        # A build that was configured before knows nothing of them.
+        rm -f "$root"/build/*/build.ninja
         ((${#missing[@]})) || return 0
     fi
     echo "${0##*/}: please install as root: apt-get install --no-install-recommends ${missing[*]}" >&2
