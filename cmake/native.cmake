@@ -34,7 +34,7 @@ function(winsim_library target sources_at_once)
     target_compile_options(${target} PRIVATE -fvisibility-inlines-hidden ${KELO_WARNINGS})
     target_link_libraries(${target} PUBLIC nlohmann_json::nlohmann_json fmt::fmt)
     target_precompile_headers(${target} PRIVATE winsim/base/json.h)
-    # Most of the compile time goes into templates of the same headers: compiling many sources at once takes a third of it.
+    # Most of the compile time goes into templates of the same headers: compiling many sources at once saves a third.
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${sources_at_once})
 endfunction()
 

@@ -10,7 +10,7 @@ from runs.program import Machine
 from setup.services import start_sleeper
 
 SLEEPER = "Sleeper.exe"
-UNLUCKY = paths.NATIVE / "unlucky_heap"  # its heap begins there, and its exit status tells what is there at its end
+UNLUCKY = paths.NATIVE / "unlucky_heap"  # its heap begins there; its exit status says whether that is free
 ANOTHER_PLACE = 2
 
 

@@ -5,15 +5,11 @@
 // program begins. A page after the end of the heap keeps it from growing, so the C library takes other memory. Where the
 // heap would begin just there, the page comes one later: the C library asks for many pages at once.
 #define _GNU_SOURCE
+#include "shared_data.h"
+
 #include <stdint.h>
 #include <sys/mman.h>
 #include <unistd.h>
-
-#ifndef MAP_FIXED_NOREPLACE
-#define MAP_FIXED_NOREPLACE 0x100000
-#endif
-
-static const uintptr_t kSharedData = 0x7ffe0000;
 
 __attribute__((constructor)) static void KeepHeapFromGrowing(void)
 {

@@ -1,18 +1,13 @@
-// A program whose heap begins at the memory that Wine needs. Exit status: 0 if it allocates much and nothing is there then,
-// 1 if something is, 2 if the system places its heap elsewhere.
+// A program whose heap begins at the memory that Wine needs. It allocates much, and looks whether that memory is still
+// free. Exit status: 0 if it is free, 1 if it is not, 2 if the system has placed the heap elsewhere.
 #define _GNU_SOURCE
+#include "shared_data.h"
+
 #include <stdint.h>
 #include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/personality.h>
 #include <unistd.h>
-
-#ifndef MAP_FIXED_NOREPLACE
-#define MAP_FIXED_NOREPLACE 0x100000
-#endif
-
-static const uintptr_t kSharedData = 0x7ffe0000;
-static const size_t kPage = 4096;
 
 // The linker places this before kSharedData, and the heap comes after it.
 __attribute__((section(".before_heap"))) char g_page[4096] = {1};
@@ -29,6 +24,6 @@ int main(int argc, char** argv)
         volatile char* block = malloc(1000);
         *block = 1;
     }
-    return mmap((void*)kSharedData, kPage, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0) ==
+    return mmap((void*)kSharedData, sizeof g_page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0) ==
            MAP_FAILED;
 }
